@@ -1,0 +1,25 @@
+# Flags of each kernel file, by the prefix of its name:
+#   avx2_*.cpp          -mavx2 -mfma   (fused where the source says fmadd)
+#   avx2_unfused_*.cpp  -mavx2         (g++ 12 may not fuse what it has no instruction for)
+#   avx512_*.cpp        -mavx512f and no more
+# With NUMERICAL_EMULATED_AVX512 the avx512 sources are built as plain C++ on the emulated
+# <immintrin.h> under tests/emulation, so that they run on every machine.
+function(numerical_isa_flags)
+  foreach(source IN LISTS ARGN)
+    get_filename_component(name "${source}" NAME)
+    if(name MATCHES "^avx512_")
+      if(NUMERICAL_EMULATED_AVX512)
+        set(flags "-isystem${PROJECT_SOURCE_DIR}/tests/emulation")
+      else()
+        set(flags "-mavx512f")
+      endif()
+    elseif(name MATCHES "^avx2_unfused_")
+      set(flags "-mavx2")
+    elseif(name MATCHES "^avx2_")
+      set(flags "-mavx2;-mfma")
+    else()
+      continue()
+    endif()
+    set_source_files_properties("${source}" PROPERTIES COMPILE_OPTIONS "${flags}")
+  endforeach()
+endfunction()

@@ -1,0 +1,60 @@
+#include "numerical/checks.hpp"
+
+#include "numerical/errors.hpp"
+#include "numerical/scalar.hpp"
+
+#include <algorithm>
+
+namespace numerical::detail {
+
+std::size_t checked_mul(std::size_t a, std::size_t b)
+{
+    std::size_t product = 0;
+    if (__builtin_mul_overflow(a, b, &product))
+        throw dimension_error("dimension product overflows std::size_t");
+    return product;
+}
+
+std::string shape_text(const std::vector<std::size_t>& shape)
+{
+    std::string text = "(";
+    for (std::size_t axis = 0; axis < shape.size(); ++axis) {
+        if (axis != 0)
+            text += ", ";
+        text += std::to_string(shape[axis]);
+    }
+    text += shape.size() == 1 ? ",)" : ")";
+    return text;
+}
+
+namespace {
+
+template <class T>
+void require_finite_run(const T* first, std::size_t count, const char* prefix)
+{
+    if (!std::all_of(first, first + count, [](const T& x) { return is_finite(x); }))
+        throw non_finite_error(std::string(prefix) +
+                               ": the matrix holds an infinite or NaN entry");
+}
+
+} // namespace
+
+template <class T>
+void require_finite(const matrix<T>& a, const char* prefix)
+{
+    require_finite_run(a.data.data(), a.data.size(), prefix);
+}
+
+template <class T>
+void require_finite_lower(const matrix<T>& a, const char* prefix)
+{
+    for (std::size_t i = 0; i < a.rows; ++i)
+        require_finite_run(a.data.data() + i * a.cols, i + 1, prefix);
+}
+
+template void require_finite(const matrix<double>&, const char*);
+template void require_finite(const matrix<complex>&, const char*);
+template void require_finite_lower(const matrix<double>&, const char*);
+template void require_finite_lower(const matrix<complex>&, const char*);
+
+} // namespace numerical::detail

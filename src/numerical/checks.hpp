@@ -1,0 +1,27 @@
+#pragma once
+
+// Checks that all numerical code shares. Their messages are part of the interface.
+
+#include "numerical/matrix.hpp"
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace numerical::detail {
+
+// a·b, or dimension_error "dimension product overflows std::size_t".
+std::size_t checked_mul(std::size_t a, std::size_t b);
+
+// The shape as the text of a Python tuple: "()", "(3,)", "(2, 3)".
+std::string shape_text(const std::vector<std::size_t>& shape);
+
+// non_finite_error, prefix + ": the matrix holds an infinite or NaN entry", if any entry is.
+template <class T>
+void require_finite(const matrix<T>& a, const char* prefix);
+
+// The same over the lower triangle of a square matrix; what stands above the diagonal isn't read.
+template <class T>
+void require_finite_lower(const matrix<T>& a, const char* prefix);
+
+} // namespace numerical::detail

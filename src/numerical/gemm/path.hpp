@@ -1,0 +1,35 @@
+#pragma once
+
+// Which build of the vectorised kernels runs: worked out at every call from what processor and
+// operating system offer and from a limit that the user can lower.
+
+#include <atomic>
+#include <cstdint>
+
+namespace numerical::detail {
+
+// Path codes. As a limit also 3, the top of the scale, which no kernel has.
+constexpr int portable_path = 0;
+constexpr int avx2_path = 1;   // AVX2 and FMA
+constexpr int avx512_path = 2; // AVX-512F
+
+struct cpu_feature_set
+{
+    bool avx2;
+    bool avx512;
+};
+
+// What processor and operating system offer, read once.
+const cpu_feature_set& cpu_features();
+
+// The extended control register 0, or 0 when the system has not enabled XSAVE (leaf 1 ECX bit 27).
+std::uint64_t saved_state(unsigned int leaf1_ecx);
+
+// The highest code that the user allows. Relaxed: the kernels of one call may straddle a change,
+// which does no harm, as every path gives a valid result.
+std::atomic<unsigned char>& gemm_path_cap();
+
+// The path code in force.
+int gemm_path_current();
+
+} // namespace numerical::detail

@@ -1,0 +1,150 @@
+#include "numerical/gemm/vector_dispatch.hpp"
+
+#include "numerical/runtime/parallel_for.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace numerical::detail {
+namespace {
+
+constexpr std::size_t chunk_elements = 16384;
+constexpr double least_safe_square = 0x1p-900;
+constexpr double greatest_safe_square = 0x1p900;
+
+} // namespace
+
+double dot_on(int, const double* a, const double* b, std::size_t n)
+{
+    double sum = 0;
+    for (std::size_t i = 0; i < n; ++i)
+        sum += a[i] * b[i];
+    return sum;
+}
+
+double dot_product(const double* a, const double* b, std::size_t n)
+{
+    return dot_on(gemm_path_current(), a, b, n);
+}
+
+void scaled_add_on(int, double* y, const double* x, double alpha, std::size_t n)
+{
+    for (std::size_t i = 0; i < n; ++i)
+        y[i] += alpha * x[i];
+}
+
+void subtract_scaled_on(int path, double* y, const double* x, double alpha, std::size_t n)
+{
+    scaled_add_on(path, y, x, -alpha, n);
+}
+
+void subtract_scaled_on(int, std::complex<double>* y, const std::complex<double>* x,
+                        std::complex<double> alpha, std::size_t n)
+{
+    for (std::size_t i = 0; i < n; ++i)
+        y[i] -= alpha * x[i];
+}
+
+namespace {
+
+template <class T>
+void subtract_each_product(T* out, const T* coeffs, const T* rows, std::size_t row_stride,
+                           std::size_t terms, std::size_t n)
+{
+    for (std::size_t t = 0; t < terms; ++t)
+        for (std::size_t j = 0; j < n; ++j)
+            out[j] -= coeffs[t] * rows[t * row_stride + j];
+}
+
+} // namespace
+
+void subtract_products_on(int, double* out, const double* coeffs, const double* rows,
+                          std::size_t row_stride, std::size_t terms, std::size_t n)
+{
+    subtract_each_product(out, coeffs, rows, row_stride, terms, n);
+}
+
+void subtract_products_on(int, std::complex<double>* out, const std::complex<double>* coeffs,
+                          const std::complex<double>* rows, std::size_t row_stride,
+                          std::size_t terms, std::size_t n)
+{
+    subtract_each_product(out, coeffs, rows, row_stride, terms, n);
+}
+
+double plain_dot(const double* a, const double* b, std::size_t n)
+{
+    return dot_product(a, b, n);
+}
+
+std::complex<double> plain_dot(const std::complex<double>* a, const std::complex<double>* b,
+                               std::size_t n)
+{
+    std::complex<double> sum = 0;
+    for (std::size_t i = 0; i < n; ++i)
+        sum += a[i] * b[i];
+    return sum;
+}
+
+template <class T>
+T chunked_dot(const T* a, const T* b, std::size_t n)
+{
+    if (n <= chunk_elements)
+        return plain_dot(a, b, n);
+    std::vector<T> partial((n + chunk_elements - 1) / chunk_elements);
+    const auto sum_chunk = [&](std::size_t i) {
+        const std::size_t from = i * chunk_elements;
+        partial[i] = plain_dot(a + from, b + from, std::min(chunk_elements, n - from));
+    };
+    parallel_for(partial.size(), chunk_elements, sum_chunk);
+    T sum = 0;
+    for (const T& part : partial)
+        sum += part;
+    return sum;
+}
+
+template double chunked_dot(const double*, const double*, std::size_t);
+template std::complex<double> chunked_dot(const std::complex<double>*, const std::complex<double>*,
+                                          std::size_t);
+
+namespace {
+
+// By the largest modulus, when the plain sum of squares leaves the safe range. NaN elements don't
+// enter the maximum, so that NaNs alone have norm 0.
+template <class T>
+double norm_by_largest(const T* x, std::size_t n)
+{
+    double largest = 0;
+    for (std::size_t i = 0; i < n; ++i)
+        if (std::abs(x[i]) > largest)
+            largest = std::abs(x[i]);
+    if (largest == 0)
+        return 0;
+    double sum = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        const double ratio = std::abs(x[i]) / largest;
+        sum += ratio * ratio;
+    }
+    return largest * std::sqrt(sum);
+}
+
+} // namespace
+
+double scaled_norm(const double* x, std::size_t n)
+{
+    const double square = dot_product(x, x, n);
+    if (least_safe_square <= square && square <= greatest_safe_square)
+        return std::sqrt(square);
+    return norm_by_largest(x, n);
+}
+
+double scaled_norm(const std::complex<double>* x, std::size_t n)
+{
+    const auto* const parts = reinterpret_cast<const double*>(x);
+    const double square = dot_product(parts, parts, 2 * n);
+    if (least_safe_square <= square && square <= greatest_safe_square)
+        return std::sqrt(square);
+    return norm_by_largest(x, n);
+}
+
+} // namespace numerical::detail

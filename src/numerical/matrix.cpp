@@ -1,0 +1,44 @@
+#include "numerical/matrix.hpp"
+
+#include "numerical/checks.hpp"
+#include "numerical/errors.hpp"
+#include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <utility>
+
+namespace numerical {
+
+template <class T>
+matrix<T>::matrix(std::size_t row_count, std::size_t col_count, std::vector<T> elements)
+    : rows(row_count), cols(col_count), data(std::move(elements))
+{
+    if (detail::checked_mul(rows, cols) != data.size())
+        throw dimension_error("matrix buffer size does not match dimensions");
+}
+
+template struct matrix<double>;
+template struct matrix<std::complex<double>>;
+
+namespace detail {
+
+template <class T>
+matrix<T> adjoint(const matrix<T>& a)
+{
+    constexpr std::size_t tile = 32;
+    std::vector<T> out = zeros<T>(a.data.size());
+    // In square tiles, so that neither side walks a page for each element.
+    for (std::size_t i0 = 0; i0 < a.rows; i0 += tile)
+        for (std::size_t j0 = 0; j0 < a.cols; j0 += tile)
+            for (std::size_t i = i0; i < std::min(i0 + tile, a.rows); ++i)
+                for (std::size_t j = j0; j < std::min(j0 + tile, a.cols); ++j)
+                    out[j * a.rows + i] = conjugate(a.data[i * a.cols + j]);
+    return matrix<T>(a.cols, a.rows, std::move(out));
+}
+
+template matrix<double> adjoint(const matrix<double>&);
+template matrix<complex> adjoint(const matrix<complex>&);
+
+} // namespace detail
+} // namespace numerical

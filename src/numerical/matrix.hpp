@@ -1,0 +1,38 @@
+#pragma once
+
+// The rank-2 and rank-1 stores that the factorizations work on, for double and
+// std::complex<double>. Dense, row-major, exclusively owned.
+
+#include <complex>
+#include <cstddef>
+#include <vector>
+
+namespace numerical {
+
+template <class T>
+struct matrix
+{
+    // Element (i, j) is data[i*cols + j].
+    std::size_t rows;
+    std::size_t cols;
+    std::vector<T> data;
+
+    // Takes `data`, which must hold rows·cols elements: dimension_error "matrix buffer size does
+    // not match dimensions", or "dimension product overflows std::size_t".
+    matrix(std::size_t rows, std::size_t cols, std::vector<T> data);
+};
+
+template <class T>
+struct vector
+{
+    std::vector<T> data;
+};
+
+namespace detail {
+
+// The conjugate transpose, cols × rows; the plain transpose for double.
+template <class T>
+matrix<T> adjoint(const matrix<T>& a);
+
+} // namespace detail
+} // namespace numerical

@@ -1,0 +1,60 @@
+#include "numerical/runtime/parallel_for.hpp"
+
+#include "numerical/runtime/topology.hpp"
+
+#include <algorithm>
+
+namespace numerical::detail {
+namespace {
+
+constexpr std::size_t work_per_worker = 65536;
+constexpr std::size_t chunks_per_worker = 4;
+
+// Workers that the loop's total work deserves; a product beyond 64 bits is the largest work.
+std::size_t workers_by_work(std::size_t count, std::size_t work_per_index)
+{
+    std::size_t work = 0;
+    if (__builtin_mul_overflow(count, work_per_index, &work))
+        return (std::size_t{1} << 48) - 1;
+    return work / work_per_worker;
+}
+
+} // namespace
+
+std::atomic<std::size_t>& thread_cap()
+{
+    static constinit std::atomic<std::size_t> cap{0};
+    return cap;
+}
+
+std::size_t allowed_threads()
+{
+    const std::size_t hardware = hardware_threads();
+    const std::size_t cap = thread_cap();
+    return cap != 0 && cap < hardware ? cap : hardware;
+}
+
+std::optional<loop_split> split_loop(std::size_t count, std::size_t work_per_index)
+{
+    const std::size_t by_work = workers_by_work(count, work_per_index);
+    if (by_work < 2) // before the topology is read: small loops cost nothing of this
+        return std::nullopt;
+    const std::size_t threads = std::max<std::size_t>(allowed_threads(), 1);
+    const std::size_t workers = std::min({threads, count, by_work});
+    if (workers < 2)
+        return std::nullopt;
+    const std::size_t chunks = std::min(chunks_per_worker * workers, count);
+    const std::size_t chunk = count / chunks + (count % chunks != 0 ? 1 : 0);
+    return loop_split{count, chunk, chunks, workers - 1};
+}
+
+bool run_in_pool(chunk_runner run, const void* context, const std::optional<loop_split>& split,
+                 beside_runner beside, const void* beside_context)
+{
+    if (!split)
+        return false;
+    thread_pool* const pool = thread_pool::shared();
+    return pool != nullptr && pool->try_run(run, context, *split, beside, beside_context);
+}
+
+} // namespace numerical::detail

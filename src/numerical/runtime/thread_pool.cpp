@@ -1,0 +1,214 @@
+#include "numerical/runtime/thread_pool.hpp"
+
+#include "numerical/runtime/topology.hpp"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+#include <unistd.h>
+
+namespace numerical::detail {
+namespace {
+
+// Loops of a blocked factorization follow one another within this time, so that they pass without
+// a sleep and a wake-up.
+constexpr std::chrono::microseconds spin_time{100};
+
+// Polls, yielding the processor in between, for at most `spin_time`; true once `ready` is.
+template <class Ready>
+bool spin_until(const Ready& ready)
+{
+    const auto end = std::chrono::steady_clock::now() + spin_time;
+    do {
+        if (ready())
+            return true;
+        sched_yield();
+    } while (std::chrono::steady_clock::now() < end);
+    return ready();
+}
+
+// Gives up the claim on the pool when the caller leaves, by return or by exception.
+class claim
+{
+public:
+    explicit claim(std::atomic<bool>& flag) : busy(flag) {}
+    claim(const claim&) = delete;
+    claim& operator=(const claim&) = delete;
+    ~claim() { busy = false; }
+
+private:
+    std::atomic<bool>& busy;
+};
+
+} // namespace
+
+void pool_job::work() noexcept
+{
+    for (;;) {
+        const std::size_t slot = next_chunk.fetch_add(1);
+        if (slot >= chunks)
+            return;
+        try {
+            run(context, slot * chunk, std::min((slot + 1) * chunk, count));
+        } catch (...) {
+            errors[slot] = std::current_exception();
+        }
+        if (done_chunks.fetch_add(1) + 1 == chunks) {
+            const std::lock_guard lock(mutex);
+            finished.notify_all();
+        }
+    }
+}
+
+void pool_job::wait_until_finished()
+{
+    const auto all_done = [this] { return done_chunks == chunks; };
+    if (spin_until(all_done))
+        return;
+    std::unique_lock lock(mutex);
+    finished.wait(lock, all_done);
+}
+
+std::exception_ptr pool_job::first_error() const
+{
+    const auto failed = [](const std::exception_ptr& error) { return error != nullptr; };
+    const auto first = std::find_if(errors.begin(), errors.end(), failed);
+    return first == errors.end() ? nullptr : *first;
+}
+
+// No lock and no function-local static: a fork while another thread is inside the first call would
+// leave the child with a guard that nobody releases.
+thread_pool* thread_pool::shared()
+{
+    static constinit std::atomic<thread_pool*> pool{nullptr};
+    static constinit std::atomic<pid_t> maker{0};
+    if (thread_pool* const made = pool.load(std::memory_order_acquire))
+        return made;
+    pid_t nobody = 0;
+    if (!maker.compare_exchange_strong(nobody, getpid()))
+        return pool.load(std::memory_order_acquire);
+    try {
+        // Never freed, also when start fails: workers that did start live in it.
+        auto* const fresh = new thread_pool;
+        fresh->owner_pid = getpid();
+        fresh->start();
+        pool.store(fresh, std::memory_order_release);
+        return fresh;
+    } catch (...) {
+        maker = 0;
+        throw;
+    }
+}
+
+void thread_pool::start()
+{
+    const std::vector<cpu_set_t> sets = core_sets_from(allowed_cpus(), system_cpu_root);
+    set_of_cpu.assign(CPU_SETSIZE, -1);
+    for (std::size_t set = 0; set < sets.size(); ++set)
+        for (std::size_t cpu = 0; cpu < CPU_SETSIZE; ++cpu)
+            if (CPU_ISSET(cpu, &sets[set]))
+                set_of_cpu[cpu] = static_cast<long>(set);
+
+    for (std::size_t id = 0; id < sets.size(); ++id)
+        start_worker(id, sets);
+    if (sets.empty())
+        for (std::size_t started = 1; started < hardware_threads(); ++started)
+            start_worker(no_core_set, sets);
+}
+
+void thread_pool::start_worker(std::size_t id, const std::vector<cpu_set_t>& sets)
+{
+    std::thread([this, id, sets] {
+        if (id < sets.size())
+            sched_setaffinity(0, sizeof(cpu_set_t), &sets[id]);
+        serve(id);
+    }).detach();
+    ++worker_count;
+}
+
+void thread_pool::spin_for_job(std::uint64_t seen) const
+{
+    spin_until([this, seen] { return generation != seen; });
+}
+
+void thread_pool::serve(std::size_t id)
+{
+    std::uint64_t seen = 0;
+    bool spin = true;
+    for (;;) {
+        if (spin)
+            spin_for_job(seen);
+        std::unique_lock lock(mutex);
+        wake.wait(lock, [this, seen] { return generation != seen; });
+        seen = generation;
+        const std::shared_ptr<pool_job> current = job;
+        lock.unlock();
+
+        // The caller works on this worker's core: two threads of a job must not share one. A
+        // worker that sits out doesn't spin either.
+        const bool sits_out = id != no_core_set && id == current->home_set;
+        spin = !sits_out;
+        if (!sits_out && current->joined.fetch_add(1) < current->helpers)
+            current->work();
+    }
+}
+
+std::size_t thread_pool::current_core_set() const
+{
+    const int cpu = sched_getcpu();
+    if (cpu < 0 || static_cast<std::size_t>(cpu) >= set_of_cpu.size())
+        return no_core_set;
+    return static_cast<std::size_t>(set_of_cpu[static_cast<std::size_t>(cpu)]);
+}
+
+std::shared_ptr<pool_job> thread_pool::post(chunk_runner run, const void* context,
+                                            const loop_split& split)
+{
+    auto posted = std::make_shared<pool_job>();
+    posted->run = run;
+    posted->context = context;
+    posted->count = split.count;
+    posted->chunk = split.chunk;
+    posted->chunks = split.chunks;
+    posted->helpers = split.helpers;
+    posted->home_set = current_core_set();
+    posted->errors.resize(split.chunks);
+    {
+        const std::lock_guard lock(mutex);
+        job = posted;
+        generation.fetch_add(1);
+    }
+    wake.notify_all();
+    return posted;
+}
+
+bool thread_pool::try_run(chunk_runner run, const void* context, const loop_split& split,
+                          beside_runner beside, const void* beside_context)
+{
+    // Before any lock: in a forked child a lock may be held by a thread that doesn't exist there.
+    if (owner_pid != getpid())
+        return false;
+    bool expected = false;
+    if (!busy.compare_exchange_strong(expected, true))
+        return false;
+    const claim claimed(busy);
+
+    const std::shared_ptr<pool_job> posted = post(run, context, split);
+    std::exception_ptr beside_error;
+    if (beside != nullptr) {
+        try {
+            beside(beside_context);
+        } catch (...) {
+            beside_error = std::current_exception();
+        }
+    }
+    posted->work();
+    posted->wait_until_finished();
+    if (beside_error == nullptr)
+        beside_error = posted->first_error();
+    if (beside_error != nullptr)
+        std::rethrow_exception(beside_error);
+    return true;
+}
+
+} // namespace numerical::detail

@@ -1,0 +1,82 @@
+#pragma once
+
+// One name for the two element types, so that real and complex algorithms are one template.
+//
+// Products and quotients of std::complex<double> are the built-in ones, which follow C99 Annex G:
+// the quick formula, recovered by __muldc3 when a part comes out NaN, and __divdc3. That holds
+// only in files built without -mfma (g++ 12 fuses complex products there in spite of
+// -ffp-contract=off), that is in all but the kernel files. Beware that complex times double
+// multiplies by parts and differs from the full product with (x, 0) in signed zeros and NaN.
+
+#include <cmath>
+#include <complex>
+#include <cstddef>
+
+namespace numerical::detail {
+
+using complex = std::complex<double>;
+
+// 2^-500: magnitudes below it are scaled before they are squared or divided by.
+constexpr double tiny_magnitude = 0x1p-500;
+
+inline double conjugate(double x)
+{
+    return x;
+}
+
+inline complex conjugate(const complex& z)
+{
+    return std::conj(z);
+}
+
+inline double modulus(double x)
+{
+    return std::abs(x);
+}
+
+// The true modulus, cabs: neither overflows nor underflows where the result does not.
+inline double modulus(const complex& z)
+{
+    return std::abs(z);
+}
+
+inline double real_part(double x)
+{
+    return x;
+}
+
+inline double real_part(const complex& z)
+{
+    return z.real();
+}
+
+// Both sign bits flipped: -0.0 for 0.0, and a NaN keeps its payload.
+inline double negated(double x)
+{
+    return -x;
+}
+
+inline complex negated(const complex& z)
+{
+    return {-z.real(), -z.imag()};
+}
+
+inline bool is_finite(double x)
+{
+    return std::isfinite(x);
+}
+
+inline bool is_finite(const complex& z)
+{
+    return std::isfinite(z.real()) && std::isfinite(z.imag());
+}
+
+// The power of two that brings a magnitude below 2^-500 to [1, 2), and 1 for any other; a subnormal
+// or zero magnitude counts as the smallest normal number.
+double tiny_scale(double magnitude);
+
+// z/|z|, and 1 for zero. Tiny numbers keep their angle, being scaled by a power of two first.
+double phase_of(double x);
+complex phase_of(const complex& z);
+
+} // namespace numerical::detail

@@ -1,0 +1,47 @@
+#pragma once
+
+// Element stores made without avoidable page faults. A fresh block of 4 MiB or more is advised to
+// lie on huge pages before it is first touched: otherwise the first write of every 4 KiB page costs
+// a fault, which for a large result is several times the cost of computing it.
+
+#include <complex>
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+// Advises huge pages for the whole 2 MiB pages inside a block of at least 4 MiB; the advice may be
+// refused without harm.
+void advise_huge_pages(void* block, std::size_t bytes);
+
+// An empty vector with room for `count` elements, to be filled by insert or push_back.
+template <class T>
+std::vector<T> reserved(std::size_t count)
+{
+    std::vector<T> store;
+    if (count > store.max_size()) // the words of the sizing constructor, not those of reserve
+        return std::vector<T>(count);
+    store.reserve(count);
+    advise_huge_pages(store.data(), count * sizeof(T));
+    return store;
+}
+
+// `count` elements, all zero.
+template <class T>
+std::vector<T> zeros(std::size_t count)
+{
+    std::vector<T> store = reserved<T>(count);
+    store.resize(count);
+    return store;
+}
+
+// A copy of the `count` elements at `from`, without a zero fill before.
+template <class T>
+std::vector<T> copy_of(const T* from, std::size_t count)
+{
+    std::vector<T> store = reserved<T>(count);
+    store.insert(store.end(), from, from + count);
+    return store;
+}
+
+} // namespace numerical::detail

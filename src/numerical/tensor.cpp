@@ -1,0 +1,89 @@
+#include "numerical/tensor.hpp"
+
+#include "numerical/checks.hpp"
+#include "numerical/errors.hpp"
+#include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <iterator>
+#include <string>
+#include <utility>
+
+namespace numerical {
+
+template <class T>
+tensor<T>::tensor(std::vector<std::size_t> extents, std::vector<T> elements)
+    : shape(std::move(extents)), data(std::move(elements))
+{
+    finalize();
+}
+
+template <class T>
+tensor<T>::tensor(matrix<T>&& a) : shape{a.rows, a.cols}, data(std::move(a.data))
+{
+    finalize();
+}
+
+template <class T>
+tensor<T>::tensor(const vector<T>& a)
+    : shape{a.data.size()}, data(detail::copy_of(a.data.data(), a.data.size()))
+{
+    finalize();
+}
+
+// From the last axis: to the left of a zero extent all strides are 0, and no overflow can arise.
+template <class T>
+void tensor<T>::finalize()
+{
+    strides.assign(shape.size(), 1);
+    std::size_t count = 1;
+    for (std::size_t axis = shape.size(); axis-- > 0;) {
+        strides[axis] = count;
+        count = detail::checked_mul(count, shape[axis]);
+    }
+    if (data.size() != count)
+        throw dimension_error("tensor: data size does not match the shape");
+}
+
+template <class T>
+tensor<T> eye(std::size_t n)
+{
+    std::vector<T> data = detail::zeros<T>(detail::checked_mul(n, n));
+    for (std::size_t i = 0; i < n; ++i)
+        data[i * (n + 1)] = T(1);
+    return tensor<T>({n, n}, std::move(data));
+}
+
+template <class T>
+tensor<T> reshape(const tensor<T>& a, std::vector<std::size_t> shape)
+{
+    std::size_t count = 1;
+    for (const std::size_t extent : shape)
+        count = detail::checked_mul(count, extent);
+    if (count != a.data.size())
+        throw dimension_error("cannot reshape a tensor of size " + std::to_string(a.data.size()) +
+                              " into shape " + detail::shape_text(shape));
+    return tensor<T>(std::move(shape), detail::copy_of(a.data.data(), a.data.size()));
+}
+
+template <class T>
+tensor<T> operator-(const tensor<T>& a)
+{
+    std::vector<T> data = detail::reserved<T>(a.data.size());
+    std::transform(a.data.begin(), a.data.end(), std::back_inserter(data),
+                   [](const T& x) { return detail::negated(x); });
+    return tensor<T>(a.shape, std::move(data));
+}
+
+template struct tensor<double>;
+template struct tensor<std::complex<double>>;
+template tensor<double> eye(std::size_t);
+template tensor<std::complex<double>> eye(std::size_t);
+template tensor<double> reshape(const tensor<double>&, std::vector<std::size_t>);
+template tensor<std::complex<double>> reshape(const tensor<std::complex<double>>&,
+                                              std::vector<std::size_t>);
+template tensor<double> operator-(const tensor<double>&);
+template tensor<std::complex<double>> operator-(const tensor<std::complex<double>>&);
+
+} // namespace numerical

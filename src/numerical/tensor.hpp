@@ -1,0 +1,53 @@
+#pragma once
+
+// The N-dimensional array that Python sees: dense, contiguous, row-major, without views. A tensor
+// is never written to after its construction, so that its buffer may be lent to readers, and many
+// threads may read it at once.
+
+#include "numerical/matrix.hpp"
+
+#include <complex>
+#include <cstddef>
+#include <variant>
+#include <vector>
+
+namespace numerical {
+
+template <class T>
+struct tensor
+{
+    std::vector<std::size_t> shape;   // extent of each axis; empty for rank 0
+    std::vector<std::size_t> strides; // in elements, derived from the shape
+    std::vector<T> data;
+
+    // Takes both; dimension_error "dimension product overflows std::size_t" or "tensor: data size
+    // does not match the shape". A rank-0 tensor holds one element.
+    tensor(std::vector<std::size_t> shape, std::vector<T> data);
+
+    // rows × cols, the elements moved.
+    explicit tensor(matrix<T>&& a);
+
+    // Rank 1, the elements copied.
+    explicit tensor(const vector<T>& a);
+
+private:
+    void finalize();
+};
+
+// What a Python Tensor holds: index 0 is the dtype float64, index 1 complex128.
+using any_tensor = std::variant<tensor<double>, tensor<std::complex<double>>>;
+
+// The n × n identity.
+template <class T>
+tensor<T> eye(std::size_t n);
+
+// The same elements in the same order under another shape, copied; dimension_error if the shape
+// does not hold as many.
+template <class T>
+tensor<T> reshape(const tensor<T>& a, std::vector<std::size_t> shape);
+
+// Every sign bit flipped: 0.0 gives -0.0.
+template <class T>
+tensor<T> operator-(const tensor<T>& a);
+
+} // namespace numerical

@@ -1,0 +1,97 @@
+#pragma once
+
+// Matrices that numerical tests run on, reproducible from a seed.
+
+#include "numerical/matrix.hpp"
+
+#include <cmath>
+#include <complex>
+#include <random>
+
+namespace test {
+
+template <class T>
+T random_value(std::mt19937_64& generator)
+{
+    std::uniform_real_distribution<double> uniform(-1.0, 1.0);
+    if constexpr (std::is_same_v<T, double>) {
+        return uniform(generator);
+    } else {
+        const double re = uniform(generator);
+        return {re, uniform(generator)};
+    }
+}
+
+template <class T>
+std::vector<T> random_vector(std::size_t count, unsigned seed)
+{
+    std::mt19937_64 generator(seed);
+    std::vector<T> out(count);
+    for (T& x : out)
+        x = random_value<T>(generator);
+    return out;
+}
+
+template <class T>
+numerical::matrix<T> random_matrix(std::size_t rows, std::size_t cols, unsigned seed)
+{
+    return {rows, cols, random_vector<T>(rows * cols, seed)};
+}
+
+// Integers of at most `limit` in each part, so that products and sums of a few thousand are exact.
+template <class T>
+std::vector<T> integer_vector(std::size_t count, unsigned seed, int limit = 8)
+{
+    std::mt19937_64 generator(seed);
+    std::uniform_int_distribution<int> uniform(-limit, limit);
+    std::vector<T> out(count);
+    for (T& x : out) {
+        if constexpr (std::is_same_v<T, double>) {
+            x = uniform(generator);
+        } else {
+            const double re = uniform(generator);
+            x = {re, static_cast<double>(uniform(generator))};
+        }
+    }
+    return out;
+}
+
+// Rows and columns scaled by powers that fall from 1 to about 10^-decades each.
+template <class T>
+numerical::matrix<T> graded_matrix(std::size_t rows, std::size_t cols, double decades,
+                                   unsigned seed)
+{
+    auto a = random_matrix<T>(rows, cols, seed);
+    const auto fall = [decades](std::size_t i, std::size_t n) {
+        return n < 2 ? 1.0 : std::pow(10.0, -decades * double(i) / double(n - 1));
+    };
+    for (std::size_t i = 0; i < rows; ++i)
+        for (std::size_t j = 0; j < cols; ++j)
+            a.data[i * cols + j] *= fall(i, rows) * fall(j, cols);
+    return a;
+}
+
+// A random product of rows × rank and rank × cols factors.
+template <class T>
+numerical::matrix<T> low_rank_matrix(std::size_t rows, std::size_t cols, std::size_t rank,
+                                     unsigned seed)
+{
+    const auto left = random_vector<T>(rows * rank, seed);
+    const auto right = random_vector<T>(rank * cols, seed + 1);
+    std::vector<T> out(rows * cols);
+    for (std::size_t i = 0; i < rows; ++i)
+        for (std::size_t l = 0; l < rank; ++l)
+            for (std::size_t j = 0; j < cols; ++j)
+                out[i * cols + j] += left[i * rank + l] * right[l * cols + j];
+    return {rows, cols, std::move(out)};
+}
+
+template <class T>
+numerical::matrix<T> scaled(numerical::matrix<T> a, double factor)
+{
+    for (T& x : a.data)
+        x *= factor;
+    return a;
+}
+
+} // namespace test

@@ -1,0 +1,55 @@
+#pragma once
+
+// Settings of the process changed for a scope, and the paths and thread counts that a test runs.
+
+#include "numerical/gemm/path.hpp"
+#include "numerical/runtime/parallel_for.hpp"
+
+#include <vector>
+
+namespace test {
+
+class path_limit
+{
+public:
+    explicit path_limit(int code)
+        : former(numerical::detail::gemm_path_cap().exchange(static_cast<unsigned char>(code)))
+    {
+    }
+    path_limit(const path_limit&) = delete;
+    path_limit& operator=(const path_limit&) = delete;
+    ~path_limit() { numerical::detail::gemm_path_cap() = former; }
+
+private:
+    unsigned char former;
+};
+
+class thread_limit
+{
+public:
+    explicit thread_limit(std::size_t threads)
+        : former(numerical::detail::thread_cap().exchange(threads))
+    {
+    }
+    thread_limit(const thread_limit&) = delete;
+    thread_limit& operator=(const thread_limit&) = delete;
+    ~thread_limit() { numerical::detail::thread_cap() = former; }
+
+private:
+    std::size_t former;
+};
+
+// The path codes that this machine, or an emulated build, can run.
+inline std::vector<int> available_paths()
+{
+    std::vector<int> paths{numerical::detail::portable_path};
+    if (numerical::detail::cpu_features().avx2)
+        paths.push_back(numerical::detail::avx2_path);
+    if (numerical::detail::cpu_features().avx512)
+        paths.push_back(numerical::detail::avx512_path);
+    return paths;
+}
+
+inline const std::vector<std::size_t> thread_counts{1, 2, 3, 64};
+
+} // namespace test

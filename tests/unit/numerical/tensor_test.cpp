@@ -1,0 +1,140 @@
+#include "numerical/tensor.hpp"
+
+#include "numerical/checks.hpp"
+#include "numerical/errors.hpp"
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <limits>
+#include <string>
+
+namespace {
+
+using numerical::dimension_error;
+using numerical::tensor;
+using extents = std::vector<std::size_t>;
+
+constexpr std::size_t two_to_32 = std::size_t{1} << 32;
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+
+// The text of the exception of class E that `action` throws; a failure for none or another.
+template <class E, class F>
+std::string text_thrown_by(F action)
+{
+    try {
+        action();
+    } catch (const E& error) {
+        return error.what();
+    }
+    return "nothing was thrown";
+}
+
+TEST(tensor, of_rank_0_holds_one_element)
+{
+    const tensor<double> t({}, {2.5});
+    EXPECT_TRUE(t.strides.empty());
+    EXPECT_EQ(text_thrown_by<dimension_error>([] { tensor<double>(extents{}, {}); }),
+              "tensor: data size does not match the shape");
+}
+
+TEST(tensor, strides_to_the_left_of_a_zero_extent_are_zero)
+{
+    EXPECT_EQ(tensor<double>({0, 5}, {}).strides, (extents{5, 1}));
+    EXPECT_EQ(tensor<double>({5, 0}, {}).strides, (extents{0, 1}));
+}
+
+TEST(tensor, overflow_is_reported_before_the_size_but_not_left_of_a_zero)
+{
+    EXPECT_EQ(text_thrown_by<dimension_error>(
+                  [] { tensor<double>({two_to_32, two_to_32}, std::vector<double>{}); }),
+              "dimension product overflows std::size_t");
+    EXPECT_EQ(tensor<double>({two_to_32, two_to_32, 0}, {}).data.size(), 0U);
+    EXPECT_EQ(text_thrown_by<dimension_error>([] {
+                  reshape(tensor<double>({0}, {}), {two_to_32, two_to_32, 0});
+              }),
+              "dimension product overflows std::size_t");
+}
+
+TEST(tensor, reshape_keeps_the_order_and_names_both_sizes)
+{
+    const tensor<double> t({6}, {0, 1, 2, 3, 4, 5});
+    EXPECT_EQ(reshape(t, {2, 3}).data, t.data);
+    EXPECT_EQ(reshape(t, {2, 3}).strides, (extents{3, 1}));
+    EXPECT_EQ(text_thrown_by<dimension_error>([&] { reshape(t, {7}); }),
+              "cannot reshape a tensor of size 6 into shape (7,)");
+}
+
+TEST(tensor, negation_flips_sign_bits)
+{
+    const auto negative = -tensor<double>({3}, {0.0, -2.0, nan});
+    EXPECT_TRUE(std::signbit(negative.data[0]));
+    EXPECT_EQ(negative.data[1], 2.0);
+    EXPECT_TRUE(std::isnan(negative.data[2]));
+    EXPECT_TRUE(std::signbit(negative.data[2]));
+    const auto z = -tensor<std::complex<double>>({1}, {{0.0, -1.0}});
+    EXPECT_TRUE(std::signbit(z.data[0].real()));
+    EXPECT_EQ(z.data[0].imag(), 1.0);
+}
+
+TEST(tensor, eye_refuses_absurd_orders_without_allocating)
+{
+    EXPECT_EQ(numerical::eye<double>(2).data, (std::vector<double>{1, 0, 0, 1}));
+    EXPECT_EQ(numerical::eye<double>(0).shape, (extents{0, 0}));
+    EXPECT_EQ(text_thrown_by<std::length_error>([] { numerical::eye<double>(1UL << 30); }),
+              "cannot create std::vector larger than max_size()");
+    EXPECT_EQ(text_thrown_by<dimension_error>([] { numerical::eye<double>(two_to_32); }),
+              "dimension product overflows std::size_t");
+}
+
+TEST(checked_mul, passes_zero_factors_and_refuses_overflow)
+{
+    using numerical::detail::checked_mul;
+    EXPECT_EQ(checked_mul(0, ~std::size_t{0}), 0U);
+    EXPECT_EQ(checked_mul(~std::size_t{0}, 0), 0U);
+    EXPECT_EQ(checked_mul(two_to_32, two_to_32 - 1), two_to_32 * (two_to_32 - 1));
+    EXPECT_EQ(text_thrown_by<dimension_error>([] { checked_mul(two_to_32, two_to_32); }),
+              "dimension product overflows std::size_t");
+}
+
+TEST(shape_text, is_that_of_a_python_tuple)
+{
+    EXPECT_EQ(numerical::detail::shape_text({}), "()");
+    EXPECT_EQ(numerical::detail::shape_text({7}), "(7,)");
+    EXPECT_EQ(numerical::detail::shape_text({0, 1}), "(0, 1)");
+}
+
+TEST(matrix, refuses_a_buffer_of_another_size)
+{
+    EXPECT_EQ(text_thrown_by<dimension_error>(
+                  [] { numerical::matrix<double>(2, 2, std::vector<double>(3)); }),
+              "matrix buffer size does not match dimensions");
+}
+
+TEST(matrix, adjoint_conjugates_and_keeps_empty_shapes)
+{
+    const numerical::matrix<std::complex<double>> a(1, 2, {{1, 2}, {3, -0.0}});
+    const auto h = numerical::detail::adjoint(a);
+    EXPECT_EQ(h.rows, 2U);
+    EXPECT_EQ(h.data[0], std::complex<double>(1, -2));
+    EXPECT_FALSE(std::signbit(h.data[1].imag()));
+    const auto empty = numerical::detail::adjoint(numerical::matrix<double>(0, 3, {}));
+    EXPECT_EQ(empty.rows, 3U);
+    EXPECT_EQ(empty.cols, 0U);
+}
+
+TEST(require_finite, reads_all_and_the_lower_form_only_the_triangle)
+{
+    using namespace numerical::detail;
+    const numerical::matrix<double> above(2, 2, {1, nan, 3, 4});
+    EXPECT_NO_THROW(require_finite_lower(above, "X"));
+    EXPECT_EQ(text_thrown_by<numerical::non_finite_error>([&] { require_finite(above, "X"); }),
+              "X: the matrix holds an infinite or NaN entry");
+    const numerical::matrix<std::complex<double>> below(
+        2, 2, {1, 2, {3, std::numeric_limits<double>::infinity()}, 4});
+    EXPECT_EQ(
+        text_thrown_by<numerical::non_finite_error>([&] { require_finite_lower(below, "Y"); }),
+        "Y: the matrix holds an infinite or NaN entry");
+    EXPECT_NO_THROW(require_finite(numerical::matrix<double>(0, 3, {}), "X"));
+}
+
+} // namespace
