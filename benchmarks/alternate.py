@@ -84,7 +84,7 @@ def _repeats(call: Call, clock: Callable[[], float], slice_seconds: float) -> in
 
 
 def measure(case: Case, threads: int, budget: float = 0.5, slice_seconds: float = 0.002) -> Row:
-    """Runs the case for about `budget` seconds, and for five rounds at least."""
+    """Runs the case for about `budget` seconds, and for five rounds at least (slow cases: two)."""
     clock = time.process_time if threads == 1 else time.perf_counter
     ours_result, theirs_result = case.ours(), case.theirs()
     if case.check is not None:
@@ -93,8 +93,9 @@ def measure(case: Case, threads: int, budget: float = 0.5, slice_seconds: float 
     ours_repeats = _repeats(case.ours, clock, slice_seconds)
     theirs_repeats = _repeats(case.theirs, clock, slice_seconds)
     ours, theirs, ratios = [], [], []
-    end = time.perf_counter() + budget
-    while len(ratios) < 5 or (time.perf_counter() < end and len(ratios) < 200):
+    start = time.perf_counter()
+    end = start + budget
+    while len(ratios) < (5 if time.perf_counter() - start < 4 * budget else 2) or (time.perf_counter() < end and len(ratios) < 200):
         first = _seconds(case.ours, ours_repeats, clock)
         rival_first = _seconds(case.theirs, theirs_repeats, clock)
         rival_second = _seconds(case.theirs, theirs_repeats, clock)

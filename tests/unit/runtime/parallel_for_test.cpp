@@ -1,0 +1,230 @@
+#include "numerical/runtime/parallel_for.hpp"
+
+#include "numerical/runtime/topology.hpp"
+#include "paths.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <gtest/gtest.h>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using numerical::detail::parallel_for;
+using numerical::detail::parallel_for_beside;
+using numerical::detail::split_loop;
+
+constexpr std::size_t heavy = 1 << 20; // work that warrants every worker
+
+// How often each index of a loop ran.
+std::vector<int> runs_of(std::size_t count, std::size_t work)
+{
+    std::vector<int> runs(count);
+    parallel_for(count, work, [&](std::size_t i) { ++runs[i]; });
+    return runs;
+}
+
+bool all_once(const std::vector<int>& runs)
+{
+    return std::all_of(runs.begin(), runs.end(), [](int n) { return n == 1; });
+}
+
+// The text that reaches the caller of a loop in which the indices in `failing` throw their number.
+std::string error_of_loop(const std::set<std::size_t>& failing)
+{
+    try {
+        parallel_for(64, heavy, [&](std::size_t i) {
+            if (failing.count(i) != 0)
+                throw std::runtime_error(std::to_string(i));
+        });
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+    return "";
+}
+
+TEST(parallel_for, runs_each_index_once)
+{
+    for (const std::size_t count : {0, 1, 2, 3, 7, 8, 9, 100, 1001})
+        for (const std::size_t work : {std::size_t{0}, std::size_t{1}, heavy})
+            EXPECT_TRUE(all_once(runs_of(count, work))) << count << " " << work;
+}
+
+TEST(parallel_for, stays_on_the_calling_thread_without_work_for_two)
+{
+    const auto stays = [](std::size_t count, std::size_t work) {
+        std::atomic<bool> left = false;
+        const auto home = std::this_thread::get_id();
+        parallel_for(count, work, [&](std::size_t) {
+            if (std::this_thread::get_id() != home)
+                left = true;
+        });
+        return !left;
+    };
+    EXPECT_TRUE(stays(1000, 0));
+    EXPECT_TRUE(stays(1, heavy));
+    EXPECT_TRUE(stays(131071, 1));
+    const test::thread_limit one(1);
+    EXPECT_TRUE(stays(1000, heavy));
+}
+
+TEST(split_loop, warrants_one_worker_for_each_65536_units)
+{
+    EXPECT_FALSE(split_loop(131071, 1));
+    EXPECT_FALSE(split_loop(2, 65535));
+    EXPECT_FALSE(split_loop(0, heavy));
+    EXPECT_FALSE(split_loop(1, heavy));
+    EXPECT_FALSE(split_loop(1000, 0));
+    if (numerical::detail::hardware_threads() >= 2) {
+        ASSERT_TRUE(split_loop(131072, 1));
+        EXPECT_EQ(split_loop(131072, 1)->helpers, 1U);
+    }
+}
+
+TEST(split_loop, takes_an_overflowing_product_for_the_largest_work)
+{
+    if (numerical::detail::hardware_threads() < 2)
+        GTEST_SKIP();
+    const auto split = split_loop(std::size_t{1} << 40, std::size_t{1} << 40);
+    ASSERT_TRUE(split);
+    EXPECT_EQ(split->helpers + 1, numerical::detail::allowed_threads());
+}
+
+TEST(allowed_threads, is_the_cap_only_where_that_is_lower)
+{
+    const std::size_t hardware = numerical::detail::hardware_threads();
+    EXPECT_EQ(numerical::detail::allowed_threads(), hardware);
+    {
+        const test::thread_limit one(1);
+        EXPECT_EQ(numerical::detail::allowed_threads(), 1U);
+    }
+    const test::thread_limit many(hardware + 7);
+    EXPECT_EQ(numerical::detail::allowed_threads(), hardware);
+}
+
+TEST(parallel_for, inside_a_body_runs_serially_and_the_outer_loop_goes_on)
+{
+    std::vector<int> runs(64 * 16);
+    parallel_for(64, heavy, [&](std::size_t i) {
+        const auto home = std::this_thread::get_id();
+        parallel_for(16, heavy, [&](std::size_t j) {
+            if (std::this_thread::get_id() == home)
+                ++runs[i * 16 + j];
+        });
+    });
+    EXPECT_TRUE(all_once(runs));
+}
+
+TEST(parallel_for, from_several_threads_at_once_gives_each_its_result)
+{
+    std::atomic<int> wrong = 0;
+    std::vector<std::thread> callers;
+    for (int caller = 0; caller < 4; ++caller)
+        callers.emplace_back([&wrong] {
+            for (int round = 0; round < 200; ++round)
+                if (!all_once(runs_of(50, heavy)))
+                    ++wrong;
+        });
+    for (std::thread& caller : callers)
+        caller.join();
+    EXPECT_EQ(wrong, 0);
+}
+
+TEST(parallel_for, rethrows_the_lowest_failed_chunk_and_the_pool_stays_usable)
+{
+    EXPECT_EQ(error_of_loop({63, 5, 40}), "5");
+    EXPECT_EQ(error_of_loop({63}), "63");
+    EXPECT_EQ(error_of_loop({}), "");
+    EXPECT_TRUE(all_once(runs_of(1000, heavy)));
+}
+
+TEST(parallel_for_beside, runs_the_other_body_once_on_the_calling_thread)
+{
+    for (const std::size_t work : {std::size_t{0}, heavy})
+        for (const std::size_t count : {0, 1, 40}) {
+            std::vector<int> runs(count);
+            std::thread::id where;
+            int besides = 0;
+            parallel_for_beside(
+                count, work, [&](std::size_t i) { ++runs[i]; },
+                [&] {
+                    ++besides;
+                    where = std::this_thread::get_id();
+                });
+            EXPECT_TRUE(all_once(runs));
+            EXPECT_EQ(besides, 1);
+            EXPECT_EQ(where, std::this_thread::get_id());
+        }
+}
+
+TEST(parallel_for_beside, runs_the_other_body_first_on_the_serial_way)
+{
+    std::vector<int> order;
+    parallel_for_beside(
+        2, 0, [&](std::size_t i) { order.push_back(static_cast<int>(i)); },
+        [&] { order.push_back(-1); });
+    EXPECT_EQ(order, (std::vector<int>{-1, 0, 1}));
+}
+
+TEST(parallel_for_beside, prefers_the_other_bodys_exception)
+{
+    const auto run = [] {
+        parallel_for_beside(
+            40, heavy, [](std::size_t) { throw std::runtime_error("chunk"); },
+            [] { throw std::runtime_error("beside"); });
+    };
+    try {
+        run();
+        FAIL();
+    } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "beside");
+    }
+    EXPECT_TRUE(all_once(runs_of(100, heavy)));
+}
+
+// Exit code of a forked child that runs `body`: 0 if that returned true.
+template <class F>
+int child_result(const F& body)
+{
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(body() ? 0 : 1);
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status;
+}
+
+TEST(parallel_for, in_a_forked_child_runs_serially)
+{
+    EXPECT_TRUE(all_once(runs_of(100, heavy))); // the parent has used the pool
+    const int status = child_result([] {
+        const auto home = std::this_thread::get_id();
+        bool at_home = true;
+        parallel_for(100, heavy,
+                     [&](std::size_t) { at_home &= std::this_thread::get_id() == home; });
+        return at_home && all_once(runs_of(100, heavy));
+    });
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(all_once(runs_of(100, heavy)));
+}
+
+TEST(parallel_for, in_a_child_forked_while_a_job_runs_does_not_wait_for_it)
+{
+    std::atomic<bool> stop = false;
+    std::thread worker([&stop] {
+        while (!stop)
+            runs_of(64, heavy);
+    });
+    for (int round = 0; round < 20; ++round)
+        EXPECT_EQ(child_result([] { return all_once(runs_of(100, heavy)); }), 0);
+    stop = true;
+    worker.join();
+}
+
+} // namespace
