@@ -1,0 +1,105 @@
+#include "numerical/factor/qr.hpp"
+
+#include "numerical/factor/reflector.hpp"
+#include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <utility>
+
+namespace numerical::detail {
+namespace {
+
+constexpr std::size_t panel_columns = 32;
+
+// R and Q with the diagonal of R turned real and non-negative: A = (Q·S)·(Sᴴ·R).
+template <class T>
+void normalize_diagonal(thin_qr<T>& thin, std::size_t rows, std::size_t columns)
+{
+    const std::size_t k = std::min(rows, columns);
+    std::vector<T> phases(k);
+    for (std::size_t i = 0; i < k; ++i) {
+        phases[i] = phase_of(thin.r[i * columns + i]);
+        for (std::size_t j = i; j < columns; ++j)
+            thin.r[i * columns + j] *= conjugate(phases[i]);
+    }
+    for (std::size_t i = 0; i < rows; ++i)
+        for (std::size_t j = 0; j < k; ++j)
+            thin.q[i * k + j] *= phases[j];
+}
+
+} // namespace
+
+template <class T>
+void factor_qr_panel(std::vector<T>& a, std::size_t rows, std::size_t columns,
+                     std::vector<std::vector<T>>& reflectors, std::size_t from, std::size_t to)
+{
+    const std::size_t height = rows - from;
+    const std::size_t width = to - from;
+    T* const corner = a.data() + from * columns + from;
+    std::vector<T> panel(width * height); // transposed: a matrix column is contiguous
+    for (std::size_t i = 0; i < height; ++i)
+        for (std::size_t j = 0; j < width; ++j)
+            panel[j * height + i] = corner[i * columns + j];
+
+    for (std::size_t j = 0; j < width; ++j) {
+        const T* const column = panel.data() + j * height;
+        std::vector<T> v(column + j, column + height);
+        make_reflector(v);
+        // Its own column included: the diagonal entry comes of the same arithmetic as the rest.
+        reflect_columns(panel, height, v, j, j, width);
+        reflectors[from + j] = std::move(v);
+    }
+
+    for (std::size_t i = 0; i < height; ++i)
+        for (std::size_t j = 0; j < width; ++j)
+            corner[i * columns + j] = panel[j * height + i];
+}
+
+template <class T>
+qr_reflections<T> householder_reflect(std::vector<T> a, std::size_t rows, std::size_t columns)
+{
+    const std::size_t k = std::min(rows, columns);
+    std::vector<std::vector<T>> reflectors(k);
+    qr_reflections<T> result;
+    for (std::size_t from = 0; from < k; from += panel_columns) {
+        const std::size_t to = std::min(from + panel_columns, k);
+        factor_qr_panel(a, rows, columns, reflectors, from, to);
+        result.blocks.push_back(gather_reflectors(reflectors, from, to, rows));
+        if (to < columns)
+            apply_reflector_block<block_operator::adjoint>(result.blocks.back(), a, columns, to,
+                                                           columns);
+    }
+    result.r = zeros<T>(k * columns);
+    for (std::size_t i = 0; i < k; ++i)
+        std::copy(a.data() + i * columns + i, a.data() + (i + 1) * columns,
+                  result.r.data() + i * columns + i);
+    return result;
+}
+
+template <class T>
+thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t columns)
+{
+    const std::size_t k = std::min(rows, columns);
+    qr_reflections<T> reflections = householder_reflect(std::move(a), rows, columns);
+    thin_qr<T> thin{zeros<T>(rows * k), std::move(reflections.r)};
+    for (std::size_t i = 0; i < k; ++i)
+        thin.q[i * k + i] = 1;
+    // Columns left of a block's offset are still those of the identity when its turn comes.
+    for (auto block = reflections.blocks.rbegin(); block != reflections.blocks.rend(); ++block)
+        apply_reflector_block<block_operator::direct>(*block, thin.q, k, block->offset, k);
+    normalize_diagonal(thin, rows, columns);
+    return thin;
+}
+
+template void factor_qr_panel(std::vector<double>&, std::size_t, std::size_t,
+                              std::vector<std::vector<double>>&, std::size_t, std::size_t);
+template void factor_qr_panel(std::vector<complex>&, std::size_t, std::size_t,
+                              std::vector<std::vector<complex>>&, std::size_t, std::size_t);
+template qr_reflections<double> householder_reflect(std::vector<double>, std::size_t, std::size_t);
+template qr_reflections<complex> householder_reflect(std::vector<complex>, std::size_t,
+                                                     std::size_t);
+template thin_qr<double> householder_qr(std::vector<double>, std::size_t, std::size_t);
+template thin_qr<complex> householder_qr(std::vector<complex>, std::size_t, std::size_t);
+
+} // namespace numerical::detail

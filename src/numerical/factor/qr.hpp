@@ -1,0 +1,42 @@
+#pragma once
+
+// Householder QR by panels of 32 columns, A = Q·R.
+
+#include "numerical/factor/reflector_block.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+// Q as the product of its blocks, in order of application; k = min(rows, columns).
+template <class T>
+struct qr_reflections
+{
+    std::vector<T> r; // k × columns, upper trapezoidal
+    std::vector<reflector_block<T>> blocks;
+};
+
+template <class T>
+struct thin_qr
+{
+    std::vector<T> q; // rows × k
+    std::vector<T> r; // k × columns, with a real, non-negative diagonal
+};
+
+// Factors columns [from, to) of the row-major rows × columns array from row `from` down, on the
+// calling thread, and leaves reflector j in reflectors[j]. R comes out on and above the diagonal;
+// what stands below it is not cleared and means nothing.
+template <class T>
+void factor_qr_panel(std::vector<T>& a, std::size_t rows, std::size_t columns,
+                     std::vector<std::vector<T>>& reflectors, std::size_t from, std::size_t to);
+
+// QᴴA = R. The diagonal of R has whatever phases the reflectors gave it.
+template <class T>
+qr_reflections<T> householder_reflect(std::vector<T> a, std::size_t rows, std::size_t columns);
+
+// The thin factors of A.
+template <class T>
+thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t columns);
+
+} // namespace numerical::detail

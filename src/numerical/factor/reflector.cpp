@@ -1,0 +1,128 @@
+#include "numerical/factor/reflector.hpp"
+
+#include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/runtime/parallel_for.hpp"
+#include "numerical/scalar.hpp"
+
+#include <algorithm>
+
+namespace numerical::detail {
+namespace {
+
+constexpr std::size_t tile_columns = 64;
+
+double largest_modulus(const auto& x)
+{
+    double largest = 0;
+    for (const auto& element : x)
+        largest = std::max(largest, modulus(element));
+    return largest;
+}
+
+// The reflector of an x with the given non-zero norm, and β.
+template <class T>
+T reflector_of(std::vector<T>& x, double norm)
+{
+    const T reach = phase_of(x[0]) * T(norm);
+    x[0] += reach;
+    const double length = scaled_norm(x.data(), x.size());
+    for (T& element : x)
+        element /= length;
+    return -reach;
+}
+
+// y := H·y for one stretch of v's length.
+void reflect_stretch(int path, double* y, const std::vector<double>& v)
+{
+    const double d = dot_on(path, v.data(), y, v.size());
+    scaled_add_on(path, y, v.data(), -2 * d, v.size());
+}
+
+void reflect_stretch(int path, complex* y, const std::vector<complex>& v)
+{
+    complex d = 0;
+    for (std::size_t i = 0; i < v.size(); ++i)
+        d += y[i] * std::conj(v[i]);
+    subtract_scaled_on(path, y, v.data(), d * complex(2), v.size());
+}
+
+} // namespace
+
+template <class T>
+double rescale_tiny(std::vector<T>& x)
+{
+    const double scale = tiny_scale(largest_modulus(x));
+    if (scale != 1)
+        for (T& element : x)
+            element *= scale;
+    return scale;
+}
+
+template <class T>
+T householder_in_place(std::vector<T>& x)
+{
+    const double scale = rescale_tiny(x);
+    return reflector_of(x, scaled_norm(x.data(), x.size())) / scale;
+}
+
+template <class T>
+void make_reflector(std::vector<T>& x)
+{
+    rescale_tiny(x);
+    const double norm = scaled_norm(x.data(), x.size());
+    if (norm == 0)
+        x.clear();
+    else
+        reflector_of(x, norm);
+}
+
+template <class T>
+void reflect_rows(std::vector<T>& a, std::size_t ld, const std::vector<T>& v, std::size_t first_row,
+                  std::size_t first_column)
+{
+    const int path = gemm_path_current();
+    std::vector<T> minus_conjugate(v.size());
+    std::transform(v.begin(), v.end(), minus_conjugate.begin(),
+                   [](const T& element) { return negated(conjugate(element)); });
+
+    // Tile t writes columns [first, first + width): sums = vᴴ·tile, then tile -= 2·v·sums.
+    const auto reflect_tile = [&](std::size_t t) {
+        const std::size_t first = first_column + tile_columns * t;
+        const std::size_t width = std::min(ld - first, tile_columns);
+        T* const tile = a.data() + first_row * ld + first;
+        T sums[tile_columns] = {};
+        subtract_products_on(path, sums, minus_conjugate.data(), tile, ld, v.size(), width);
+        for (std::size_t l = 0; l < v.size(); ++l)
+            subtract_scaled_on(path, tile + l * ld, sums, T(2) * v[l], width);
+    };
+    parallel_for((ld + tile_columns - 1 - first_column) / tile_columns, v.size() << 7,
+                 reflect_tile);
+}
+
+template <class T>
+void reflect_columns(std::vector<T>& a, std::size_t ld, const std::vector<T>& v, std::size_t column,
+                     std::size_t row_from, std::size_t row_to)
+{
+    if (v.empty())
+        return;
+    const int path = gemm_path_current();
+    for (std::size_t row = row_from; row < row_to; ++row)
+        reflect_stretch(path, a.data() + row * ld + column, v);
+}
+
+template double rescale_tiny(std::vector<double>&);
+template double rescale_tiny(std::vector<complex>&);
+template double householder_in_place(std::vector<double>&);
+template complex householder_in_place(std::vector<complex>&);
+template void make_reflector(std::vector<double>&);
+template void make_reflector(std::vector<complex>&);
+template void reflect_rows(std::vector<double>&, std::size_t, const std::vector<double>&,
+                           std::size_t, std::size_t);
+template void reflect_rows(std::vector<complex>&, std::size_t, const std::vector<complex>&,
+                           std::size_t, std::size_t);
+template void reflect_columns(std::vector<double>&, std::size_t, const std::vector<double>&,
+                              std::size_t, std::size_t, std::size_t);
+template void reflect_columns(std::vector<complex>&, std::size_t, const std::vector<complex>&,
+                              std::size_t, std::size_t, std::size_t);
+
+} // namespace numerical::detail

@@ -1,0 +1,42 @@
+#pragma once
+
+// One reflector. The law of the house: a reflector is a vector v of Euclidean length 1 and stands
+// for H = I - 2·v·vᴴ, Hermitian and its own inverse, on the rows or columns that v spans. There is
+// no separate factor tau and no element forced to 1. An empty vector is the identity: whoever
+// reads a list of reflectors skips empties.
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+// Multiplies x by the power of two that brings its largest modulus to [1, 2) if that modulus is
+// below 2^-500; returns the factor, 1 for any other x.
+template <class T>
+double rescale_tiny(std::vector<T>& x);
+
+// Turns x, which must have a non-zero element after the first, into the unit reflector that maps x
+// to β·e₁, and returns β. Its phase is opposite to that of x[0], so that v = x - β·e₁ never cancels
+// (Householder 1958). The scaling of tiny vectors and the norm's own keep v of unit length for any
+// finite x whose norm is below half the largest double.
+template <class T>
+T householder_in_place(std::vector<T>& x);
+
+// The same for any x: a zero x becomes the empty vector, the identity.
+template <class T>
+void make_reflector(std::vector<T>& x);
+
+// A := H·A for rows [first_row, first_row + v.size()) of the row-major `a`, in columns
+// [first_column, ld). Parallel over tiles of 64 columns.
+template <class T>
+void reflect_rows(std::vector<T>& a, std::size_t ld, const std::vector<T>& v, std::size_t first_row,
+                  std::size_t first_column);
+
+// y := H·y for the contiguous stretch y of v.size() elements that starts at `column` in each of the
+// rows [row_from, row_to); that is A := A·Hᵀ. An empty v does nothing. The complex sum of
+// y[i]·conj(v[i]) is taken in index order, unfused; the real one is the path's dot.
+template <class T>
+void reflect_columns(std::vector<T>& a, std::size_t ld, const std::vector<T>& v, std::size_t column,
+                     std::size_t row_from, std::size_t row_to);
+
+} // namespace numerical::detail

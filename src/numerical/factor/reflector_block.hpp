@@ -1,0 +1,41 @@
+#pragma once
+
+// A run of reflectors as one operator, so that applying it is two products instead of a pass over
+// the matrix for each reflector: Q = H₀·H₁···H_{c-1} = I - V·T·Vᴴ, the compact form of Schreiber
+// and Van Loan (1989). With reflectors of unit length T has 2 on its diagonal.
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+template <class T>
+struct reflector_block
+{
+    std::size_t offset;     // first matrix row that the block acts on
+    std::size_t rows;       // how many rows it acts on
+    std::size_t count;      // reflectors c
+    std::vector<T> vectors; // V, rows × count: column j is reflector j, from row j down
+    std::vector<T> factor;  // T, count × count, upper triangular
+};
+
+enum class block_operator { direct, adjoint }; // Q or Qᴴ
+
+// The block of reflectors [from, to). Reflector i of the list acts on rows [i, rows); an empty one
+// has a zero column in V and in T.
+template <class T>
+reflector_block<T> gather_reflectors(const std::vector<std::vector<T>>& reflectors,
+                                     std::size_t from, std::size_t to, std::size_t rows);
+
+// C := Q·C or Qᴴ·C, C being the block's rows of columns [column_from, column_to) of `target`.
+template <block_operator form, class T>
+void apply_reflector_block(const reflector_block<T>& block, std::vector<T>& target, std::size_t ld,
+                           std::size_t column_from, std::size_t column_to);
+
+// C := C·Qᵀ, C being columns [offset, offset + rows) of rows [row_from, row_to) of `target`. The
+// plain transpose, also for complex: it multiplies a basis that is held by rows, (Q·B)ᵀ = Bᵀ·Qᵀ.
+template <class T>
+void apply_transposed_reflector_block(const reflector_block<T>& block, std::vector<T>& target,
+                                      std::size_t ld, std::size_t row_from, std::size_t row_to);
+
+} // namespace numerical::detail
