@@ -1,0 +1,30 @@
+#pragma once
+
+// The buffers of the merges of divide and conquer. They live for a whole recursion and only grow:
+// the last merges are the largest, so that all but a few find their memory already in place.
+
+#include <cstddef>
+#include <memory>
+
+namespace numerical::detail {
+
+struct workspace_buffer
+{
+    std::unique_ptr<double[]> data;
+    std::size_t capacity = 0;
+};
+
+// At least `size` elements, with whatever they hold. New memory is first touched in parallel, in
+// the pattern of its later use.
+double* workspace_of(workspace_buffer& buffer, std::size_t size);
+
+// What a merge of order n with K active columns needs, m of them active in one half:
+struct merge_workspace
+{
+    workspace_buffer roots;    // K × K: distances of poles and roots, then the small eigenvectors
+    workspace_buffer product;  // n × K: the merged columns
+    workspace_buffer old_rows; // rows × m: active columns of one group of rows
+    workspace_buffer new_rows; // m × K: the small eigenvectors' rows that go with them
+};
+
+} // namespace numerical::detail

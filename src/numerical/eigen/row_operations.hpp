@@ -1,0 +1,55 @@
+#pragma once
+
+// Rotations, negations and swaps of the rows of a basis, recorded while an iteration runs on a
+// tridiagonal or bidiagonal matrix and applied once it has converged. Deferring them turns a stream
+// of long row updates into one pass: slabs of 64 columns are independent of each other, so each
+// thread takes whole slabs, and a slab stays in cache while all operations go over it.
+//
+// Rotations come in chains that run along the rows, as a bulge is chased through the matrix. A
+// chain's moving row stays in registers, and up to four consecutive chains go over the slab as a
+// wave, each one row behind the one before it: a row is then loaded and stored once for four
+// rotations, and still sees them in the order of the list. No product is fused with a sum, so that
+// every path gives the same bits.
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace numerical::detail {
+
+enum class row_operation_kind : std::uint8_t { rotation = 0, negation = 1, swap = 2 };
+
+// A rotation makes first' = c·first + s·second and second' = c·second - s·first; a negation turns
+// the sign of row `first`.
+struct row_operation
+{
+    row_operation_kind kind;
+    std::size_t first;
+    std::size_t second;
+    double c;
+    double s;
+};
+
+using row_operations = std::vector<row_operation>;
+
+// Consecutive operations of a list. A run of several is a chain of rotations: descending if each
+// one's `second` is the `first` of the one before it, ascending if its `first` is the `second`.
+struct row_operation_run
+{
+    std::size_t start;
+    std::size_t count;
+    bool descending;
+};
+
+std::vector<row_operation_run> cut_into_runs(const row_operations& operations);
+
+// The n × n basis, by rows, with all operations applied in their order. T = double or
+// std::complex<double>.
+template <class T>
+void apply_row_operations(std::vector<T>& basis, std::size_t n, const row_operations& operations);
+
+// The length of the vector (x, y). The square root of the sum of squares serves while neither
+// square can overflow and the larger one cannot underflow; beyond that it is hypot.
+double rotation_length(double x, double y);
+
+} // namespace numerical::detail
