@@ -1,0 +1,44 @@
+"""The wheel: setuptools collects the package, CMake builds the module."""
+
+import os
+import pathlib
+import subprocess
+import sys
+
+from setuptools import Extension, setup
+from setuptools.command.build_ext import build_ext
+
+ROOT = pathlib.Path(__file__).parent.resolve()
+
+
+class cmake_build(build_ext):
+    """Has CMake build the one extension and puts it where setuptools expects it."""
+
+    def build_extension(self, extension):
+        target = pathlib.Path(self.get_ext_fullpath(extension.name)).resolve()
+        build = pathlib.Path(self.build_temp).resolve()
+        generator = ["-G", "Ninja"] if self._has_ninja() else []
+        subprocess.check_call(
+            ["cmake", "-S", ROOT, "-B", build, *generator, "-DCMAKE_BUILD_TYPE=Release",
+             f"-DPython3_EXECUTABLE={sys.executable}", "-DNUMERICAL_TESTS=OFF",
+             "-DNUMERICAL_BENCHMARKS=OFF"]
+        )  # fmt: skip
+        jobs = str(len(os.sched_getaffinity(0)))
+        subprocess.check_call(["cmake", "--build", build, "--parallel", jobs])
+        target.parent.mkdir(parents=True, exist_ok=True)
+        self.copy_file(build / "python" / "numerical" / "_numerical.abi3.so", target)
+        subprocess.check_call(["strip", "--strip-unneeded", target])
+
+    @staticmethod
+    def _has_ninja():
+        try:
+            return subprocess.call(["ninja", "--version"], stdout=subprocess.DEVNULL) == 0
+        except FileNotFoundError:
+            return False
+
+
+setup(
+    ext_modules=[Extension("numerical._numerical", sources=[], py_limited_api=True)],
+    cmdclass={"build_ext": cmake_build},
+    options={"bdist_wheel": {"py_limited_api": "cp310"}},
+)
