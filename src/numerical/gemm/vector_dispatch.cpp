@@ -1,6 +1,7 @@
 #include "numerical/gemm/vector_dispatch.hpp"
 
 #include "numerical/runtime/parallel_for.hpp"
+#include "numerical/scalar.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -15,12 +16,13 @@ constexpr double greatest_safe_square = 0x1p900;
 
 } // namespace
 
-double dot_on(int, const double* a, const double* b, std::size_t n)
+double dot_on(int path, const double* a, const double* b, std::size_t n)
 {
-    double sum = 0;
-    for (std::size_t i = 0; i < n; ++i)
-        sum += a[i] * b[i];
-    return sum;
+    if (path == avx512_path)
+        return avx512_dot(a, b, n);
+    if (path == avx2_path)
+        return avx2_dot(a, b, n);
+    return dot_product<double>(a, b, n);
 }
 
 double dot_product(const double* a, const double* b, std::size_t n)
@@ -28,8 +30,12 @@ double dot_product(const double* a, const double* b, std::size_t n)
     return dot_on(gemm_path_current(), a, b, n);
 }
 
-void scaled_add_on(int, double* y, const double* x, double alpha, std::size_t n)
+void scaled_add_on(int path, double* y, const double* x, double alpha, std::size_t n)
 {
+    if (path == avx512_path)
+        return avx512_scaled_add(y, x, alpha, n);
+    if (path == avx2_path)
+        return avx2_scaled_add(y, x, alpha, n);
     for (std::size_t i = 0; i < n; ++i)
         y[i] += alpha * x[i];
 }
@@ -39,37 +45,34 @@ void subtract_scaled_on(int path, double* y, const double* x, double alpha, std:
     scaled_add_on(path, y, x, -alpha, n);
 }
 
-void subtract_scaled_on(int, std::complex<double>* y, const std::complex<double>* x,
-                        std::complex<double> alpha, std::size_t n)
+void subtract_scaled_on(int path, complex* y, const complex* x, complex alpha, std::size_t n)
 {
-    for (std::size_t i = 0; i < n; ++i)
-        y[i] -= alpha * x[i];
+    subtract_products_on(path, y, &alpha, x, n, 1, n);
 }
 
-namespace {
-
-template <class T>
-void subtract_each_product(T* out, const T* coeffs, const T* rows, std::size_t row_stride,
-                           std::size_t terms, std::size_t n)
-{
-    for (std::size_t t = 0; t < terms; ++t)
-        for (std::size_t j = 0; j < n; ++j)
-            out[j] -= coeffs[t] * rows[t * row_stride + j];
-}
-
-} // namespace
-
-void subtract_products_on(int, double* out, const double* coeffs, const double* rows,
+void subtract_products_on(int path, double* out, const double* coeffs, const double* rows,
                           std::size_t row_stride, std::size_t terms, std::size_t n)
 {
-    subtract_each_product(out, coeffs, rows, row_stride, terms, n);
+    if (path == avx512_path)
+        return avx512_subtract_products(out, coeffs, rows, row_stride, terms, n);
+    if (path == avx2_path)
+        return avx2_subtract_products(out, coeffs, rows, row_stride, terms, n);
+    subtract_products<double>(out, coeffs, rows, row_stride, terms, n);
 }
 
-void subtract_products_on(int, std::complex<double>* out, const std::complex<double>* coeffs,
-                          const std::complex<double>* rows, std::size_t row_stride,
-                          std::size_t terms, std::size_t n)
+void subtract_products_on(int path, complex* out, const complex* coeffs, const complex* rows,
+                          std::size_t row_stride, std::size_t terms, std::size_t n)
 {
-    subtract_each_product(out, coeffs, rows, row_stride, terms, n);
+    if (path == portable_path) {
+        for (std::size_t t = 0; t < terms; ++t)
+            for (std::size_t j = 0; j < n; ++j)
+                out[j] -= coeffs[t] * rows[t * row_stride + j];
+        return;
+    }
+    const auto kernel =
+        path == avx512_path ? avx512_subtract_complex_products : avx2_subtract_complex_products;
+    kernel(reinterpret_cast<double*>(out), reinterpret_cast<const double*>(coeffs),
+           reinterpret_cast<const double*>(rows), row_stride, terms, n);
 }
 
 double plain_dot(const double* a, const double* b, std::size_t n)
@@ -77,10 +80,9 @@ double plain_dot(const double* a, const double* b, std::size_t n)
     return dot_product(a, b, n);
 }
 
-std::complex<double> plain_dot(const std::complex<double>* a, const std::complex<double>* b,
-                               std::size_t n)
+complex plain_dot(const complex* a, const complex* b, std::size_t n)
 {
-    std::complex<double> sum = 0;
+    complex sum = 0;
     for (std::size_t i = 0; i < n; ++i)
         sum += a[i] * b[i];
     return sum;
@@ -104,8 +106,7 @@ T chunked_dot(const T* a, const T* b, std::size_t n)
 }
 
 template double chunked_dot(const double*, const double*, std::size_t);
-template std::complex<double> chunked_dot(const std::complex<double>*, const std::complex<double>*,
-                                          std::size_t);
+template complex chunked_dot(const complex*, const complex*, std::size_t);
 
 namespace {
 
@@ -138,7 +139,7 @@ double scaled_norm(const double* x, std::size_t n)
     return norm_by_largest(x, n);
 }
 
-double scaled_norm(const std::complex<double>* x, std::size_t n)
+double scaled_norm(const complex* x, std::size_t n)
 {
     const auto* const parts = reinterpret_cast<const double*>(x);
     const double square = dot_product(parts, parts, 2 * n);

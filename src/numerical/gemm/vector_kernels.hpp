@@ -54,8 +54,14 @@ std::array<T, 4> symmetric_rows(const T* rows, std::size_t stride, const T* x, T
                                 std::size_t n); // double
 std::array<double, 4> avx2_symmetric_rows(const double* rows, std::size_t stride, const double* x,
                                           double* y, std::size_t n);
-std::array<double, 4> avx512_symmetric_rows(const double* rows, std::size_t stride,
-                                            const double* x, double* y, std::size_t n);
+std::array<double, 4> avx512_symmetric_rows(const double* rows, std::size_t stride, const double* x,
+                                            double* y, std::size_t n);
+
+// The columns [from, n) of the four rows and the triangle at the diagonal, unfused: what remains of
+// `sums` and y after the whole steps of any form.
+template <class T>
+void symmetric_rows_tail(const T* rows, std::size_t stride, const T* x, T* y, std::size_t n,
+                         std::size_t from, std::array<T, 4>& sums); // double
 
 // y[j] += alpha·conj(row[j]); returns the plain sum of row[j]·x[j].
 std::complex<double> avx2_hermitian_row(const double* row, const double* x, double alpha_real,
