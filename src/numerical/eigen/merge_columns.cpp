@@ -3,10 +3,13 @@
 #include "numerical/runtime/parallel_for.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 
 namespace numerical::detail {
 namespace {
+
+constexpr std::size_t norm_columns = 64;
 
 std::vector<std::size_t> positions_of_type(const std::vector<std::size_t>& active,
                                            const std::vector<unsigned int>& types,
@@ -19,10 +22,11 @@ std::vector<std::size_t> positions_of_type(const std::vector<std::size_t>& activ
     return positions;
 }
 
-// The rows of one group: its columns of these types, gathered, times their rows of `small`.
+// The rows of one group: its columns of these types, gathered, times their rows of the small
+// vectors, which are normalised on the way.
 void multiply_group(block_view<const double> rows, const std::vector<std::size_t>& active,
-                    const std::vector<std::size_t>& selected, const double* small, double* product,
-                    merge_workspace& workspace)
+                    const std::vector<std::size_t>& selected, const small_vectors& vectors,
+                    double* product, merge_workspace& workspace)
 {
     const std::size_t size = active.size();
     const std::size_t count = selected.size();
@@ -34,10 +38,12 @@ void multiply_group(block_view<const double> rows, const std::vector<std::size_t
         std::fill_n(product + r * size, size, 0.0);
     };
     parallel_for(rows.rows, count + size, gather_row);
-    const auto copy_row = [&](std::size_t c) {
-        std::copy_n(small + selected[c] * size, size, new_rows + c * size);
+    const auto normalise_row = [&](std::size_t c) {
+        const double* const row = vectors.columns + selected[c] * size;
+        for (std::size_t q = 0; q < size; ++q)
+            new_rows[c * size + q] = row[q] / vectors.norms[q];
     };
-    parallel_for(count, size, copy_row);
+    parallel_for(count, size, normalise_row);
     gemm(rows.rows, size, count, old_rows, count, new_rows, size, product, size);
 }
 
@@ -58,16 +64,32 @@ void rotate_columns(block_view<double> q, const std::vector<column_rotation>& ro
         parallel_for(q.rows, rotations.size() * 4, rotate_row);
 }
 
+std::vector<double> column_norms(const double* columns, std::size_t size)
+{
+    std::vector<double> norms(size);
+    const auto sum_block = [&](std::size_t b) {
+        const std::size_t from = b * norm_columns;
+        const std::size_t to = std::min(from + norm_columns, size);
+        for (std::size_t p = 0; p < size; ++p)
+            for (std::size_t q = from; q < to; ++q)
+                norms[q] += columns[p * size + q] * columns[p * size + q];
+        for (std::size_t q = from; q < to; ++q)
+            norms[q] = std::sqrt(norms[q]);
+    };
+    parallel_for((size + norm_columns - 1) / norm_columns, size * norm_columns, sum_block);
+    return norms;
+}
+
 double* multiply_active_columns(block_view<const double> q, std::span<const row_group> groups,
                                 const std::vector<std::size_t>& active,
-                                const std::vector<unsigned int>& types, const double* small,
-                                merge_workspace& workspace)
+                                const std::vector<unsigned int>& types,
+                                const small_vectors& vectors, merge_workspace& workspace)
 {
     const std::size_t size = active.size();
     double* const product = workspace_of(workspace.product, q.rows * size);
     for (const row_group& group : groups)
         multiply_group(q.sub(group.first, group.first + group.rows, 0, q.cols), active,
-                       positions_of_type(active, types, group.mask), small,
+                       positions_of_type(active, types, group.mask), vectors,
                        product + group.first * size, workspace);
     return product;
 }

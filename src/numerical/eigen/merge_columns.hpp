@@ -41,11 +41,22 @@ struct merge_partition
     std::vector<std::size_t> deflated;
 };
 
-// The active columns times the K × K matrix `small`: rows(q) × K elements in workspace.product.
+// Vectors of the small problem, in the columns of a K × K matrix, and the norms that they have yet
+// to be divided by.
+struct small_vectors
+{
+    const double* columns;
+    std::vector<double> norms;
+};
+
+// The norms of the columns of the size × size matrix, each sum of squares in the order of the rows.
+std::vector<double> column_norms(const double* columns, std::size_t size);
+
+// The active columns times the small vectors: rows(q) × K elements in workspace.product.
 double* multiply_active_columns(block_view<const double> q, std::span<const row_group> groups,
                                 const std::vector<std::size_t>& active,
-                                const std::vector<unsigned int>& types, const double* small,
-                                merge_workspace& workspace);
+                                const std::vector<unsigned int>& types,
+                                const small_vectors& vectors, merge_workspace& workspace);
 
 // 0 .. n-1 sorted by value; equal values in no particular order.
 std::vector<std::size_t> ascending_order(const std::vector<double>& values);
