@@ -1,0 +1,183 @@
+#pragma once
+
+// Native value types as Python classes. An instance is the object header and one pointer to a value
+// on the heap; the pointer is null until __init__ has run. The class can't be subclassed and takes
+// no part in garbage collection, as a value holds no references.
+
+#include "binding/errors.hpp"
+#include "binding/owned_ref.hpp"
+#include "binding/python.hpp"
+
+#include <cstddef>
+#include <new>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace marlinth::binding {
+
+template <class T>
+struct wrapped_object
+{
+    PyObject_HEAD T* wrapped;
+};
+
+// What is kept for each wrapped type through the life of the process: its dotted name, its type
+// object once made, and the two tables, into which CPython keeps pointers.
+template <class T>
+const char*& class_name()
+{
+    static const char* name = "";
+    return name;
+}
+
+template <class T>
+PyObject*& class_type()
+{
+    static PyObject* type = nullptr;
+    return type;
+}
+
+template <class T>
+std::vector<PyMethodDef>& class_methods()
+{
+    static std::vector<PyMethodDef> methods;
+    return methods;
+}
+
+template <class T>
+std::vector<PyGetSetDef>& class_getsets()
+{
+    static std::vector<PyGetSetDef> getsets;
+    return getsets;
+}
+
+// Whether the object is of the class, uninitialized or not.
+template <class T>
+bool is_instance(PyObject* object)
+{
+    PyTypeObject* type = reinterpret_cast<PyTypeObject*>(class_type<T>());
+    return type != nullptr &&
+           (Py_TYPE(object) == type || PyType_IsSubtype(Py_TYPE(object), type) != 0);
+}
+
+template <class T>
+T*& wrapped_of(PyObject* self)
+{
+    return reinterpret_cast<wrapped_object<T>*>(self)->wrapped;
+}
+
+// The value in the object, or cast_error.
+template <class T>
+T& class_unwrap(PyObject* object)
+{
+    if (!is_instance<T>(object))
+        throw cast_error(std::string("expected a ") + class_name<T>());
+    T* value = wrapped_of<T>(object);
+    if (value == nullptr)
+        throw cast_error(std::string("uninitialized ") + class_name<T>());
+    return *value;
+}
+
+// A new instance that takes over the value; null with the error set.
+template <class T>
+PyObject* class_wrap(T&& value)
+{
+    PyObject* type = class_type<T>();
+    if (type == nullptr) {
+        PyErr_SetString(PyExc_SystemError, "wrapped type not registered");
+        return nullptr;
+    }
+    owned_ref self(PyType_GenericAlloc(reinterpret_cast<PyTypeObject*>(type), 0));
+    if (!self)
+        return nullptr;
+    T* held = new (std::nothrow) T(std::move(value));
+    if (held == nullptr)
+        return PyErr_NoMemory();
+    wrapped_of<T>(self.get()) = held;
+    return self.release();
+}
+
+template <class T>
+void class_dealloc(PyObject* self)
+{
+    delete wrapped_of<T>(self);
+    PyTypeObject* type = Py_TYPE(self);
+    PyObject_Free(self);
+    Py_DECREF(type);
+}
+
+// What a type is made of.
+struct class_definition
+{
+    const char* name;
+    int basicsize;
+    initproc init;
+    reprfunc repr;
+    richcmpfunc richcompare;
+    hashfunc hash;
+    destructor dealloc;
+    PyMethodDef* methods;
+    PyGetSetDef* getsets;
+};
+
+// The text behind the last dot.
+const char* short_name(const char* dotted);
+
+// A new type object, or null with the error set.
+PyObject* make_type(const class_definition& definition);
+
+// Registers a class: fill the statics while class_type is null, then finish. At a second
+// initialization of the module the type of the first one is added.
+template <class T>
+class class_
+{
+public:
+    reprfunc repr = nullptr;
+    richcmpfunc richcompare = nullptr;
+    hashfunc hash = nullptr;
+
+    class_(PyObject* of_module, initproc by) : module(of_module), init(by) {}
+
+    class_(const class_&) = delete;
+    class_& operator=(const class_&) = delete;
+
+    ~class_() { finish(); }
+
+    void finish() noexcept
+    {
+        if (std::exchange(finished, true))
+            return;
+        PyObject*& type = class_type<T>();
+        const char* name = short_name(class_name<T>());
+        if (type != nullptr) {
+            PyModule_AddObjectRef(module, name, type);
+            return;
+        }
+        if (!end_tables())
+            return;
+        type = make_type({class_name<T>(), sizeof(wrapped_object<T>), init, repr, richcompare, hash,
+                          class_dealloc<T>, class_methods<T>().data(), class_getsets<T>().data()});
+        if (type != nullptr && PyModule_AddObjectRef(module, name, type) < 0)
+            Py_DECREF(std::exchange(type, nullptr));
+    }
+
+private:
+    PyObject* module;
+    initproc init;
+    bool finished = false;
+
+    static bool end_tables()
+    {
+        try {
+            class_methods<T>().push_back({});
+            class_getsets<T>().push_back({});
+        } catch (const std::bad_alloc&) {
+            PyErr_NoMemory();
+            return false;
+        }
+        return true;
+    }
+};
+
+} // namespace marlinth::binding

@@ -1,0 +1,66 @@
+#pragma once
+
+// The interpreter lock, given up for the length of a kernel.
+
+#include "binding/python.hpp"
+
+#include <cstddef>
+#include <cxxabi.h>
+#include <exception>
+#include <unistd.h>
+#include <utility>
+
+namespace marlinth::binding {
+
+// Elements of the principal operand from which a kernel runs without the lock. Below that, handing
+// it over costs more than other threads gain.
+constexpr std::size_t gil_release_threshold = 4096;
+
+// Gives the lock up if `wanted`, and takes it back at the end of the scope or before. In between
+// nothing of Python's may be touched.
+//
+// A thread that asks for the lock after the end of the interpreter doesn't return: CPython up to
+// 3.13 ends it by pthread_exit, which unwinds the stack. So the destructor must let a forced unwind
+// out. Where it runs because a C++ exception is on its way, a second one can't pass; the thread
+// then waits for the end of the process instead, which is what CPython 3.14 does with all of them.
+class gil_release
+{
+public:
+    explicit gil_release(bool wanted)
+        : exceptions(std::uncaught_exceptions()), state(wanted ? PyEval_SaveThread() : nullptr)
+    {
+    }
+
+    gil_release(const gil_release&) = delete;
+    gil_release& operator=(const gil_release&) = delete;
+
+    ~gil_release() noexcept(false) { end(); }
+
+    // Takes the lock back now.
+    void end()
+    {
+        PyThreadState* saved = std::exchange(state, nullptr);
+        if (saved == nullptr)
+            return;
+        if (std::uncaught_exceptions() == exceptions)
+            PyEval_RestoreThread(saved);
+        else
+            restore_or_wait(saved);
+    }
+
+private:
+    int exceptions; // in flight at the start of the scope
+    PyThreadState* state;
+
+    static void restore_or_wait(PyThreadState* saved)
+    {
+        try {
+            PyEval_RestoreThread(saved);
+        } catch (const abi::__forced_unwind&) {
+            for (;;)
+                pause();
+        }
+    }
+};
+
+} // namespace marlinth::binding

@@ -1,0 +1,53 @@
+#pragma once
+
+// A reference that is dropped by scope. A bare PyObject* elsewhere is borrowed, or null with an
+// error set where a function gives a new reference.
+
+#include "binding/python.hpp"
+
+#include <utility>
+
+namespace marlinth::binding {
+
+class owned_ref
+{
+public:
+    owned_ref() = default;
+
+    // Takes over a new reference, or null.
+    explicit owned_ref(PyObject* reference) : object(reference) {}
+
+    owned_ref(owned_ref&& other) noexcept : object(other.release()) {}
+
+    owned_ref(const owned_ref&) = delete;
+    owned_ref& operator=(owned_ref&& other) = delete;
+    owned_ref& operator=(const owned_ref&) = delete;
+
+    // The drop may run Python code, in which a thread that outlives the interpreter can be ended by
+    // a forced unwind: hence noexcept(false). Such a thread, or one that is being unwound already,
+    // doesn't hold the interpreter lock any more and must leave the reference alone; with the
+    // interpreter finalized nobody misses it.
+    ~owned_ref() noexcept(false)
+    {
+        if (object != nullptr && Py_IsInitialized() != 0)
+            Py_DECREF(object);
+    }
+
+    static owned_ref to(PyObject* borrowed)
+    {
+        Py_XINCREF(borrowed);
+        return owned_ref(borrowed);
+    }
+
+    PyObject* get() const { return object; }
+
+    explicit operator bool() const { return object != nullptr; }
+
+    // Hands the reference over to the caller.
+    PyObject* release() { return std::exchange(object, nullptr); }
+
+private:
+    PyObject* object = nullptr;
+};
+
+} // namespace marlinth::binding

@@ -1,0 +1,36 @@
+#pragma once
+
+// The only include of Python.h. The module keeps to the stable ABI of CPython 3.10, so that one
+// binary serves every later version.
+
+#define PY_SSIZE_T_CLEAN
+#include <Python.h>
+
+// Headers up to 3.12 map PyArg_ParseTuple and its kin to these; later ones do not declare them any
+// more, though every interpreter exports them. They are called by their own names here, so that a
+// module built on new headers also parses "n" and "#" rightly on an old interpreter.
+extern "C" {
+PyAPI_FUNC(int) _PyArg_ParseTuple_SizeT(PyObject*, const char*, ...);
+PyAPI_FUNC(int) _PyArg_ParseTupleAndKeywords_SizeT(PyObject*, PyObject*, const char*, char**, ...);
+PyAPI_FUNC(PyObject*) _Py_BuildValue_SizeT(const char*, ...);
+}
+
+namespace marlinth::binding {
+
+// The positional arguments by a format of PyArg_ParseTuple; false with Python's error set.
+template <class... Out>
+bool parse_arguments(PyObject* args, const char* format, Out*... out)
+{
+    return _PyArg_ParseTuple_SizeT(args, format, out...) != 0;
+}
+
+// The same with keywords; `names` ends in a null pointer.
+template <class... Out>
+bool parse_keywords(PyObject* args, PyObject* kwargs, const char* format, const char* const* names,
+                    Out*... out)
+{
+    return _PyArg_ParseTupleAndKeywords_SizeT(args, kwargs, format, const_cast<char**>(names),
+                                              out...) != 0;
+}
+
+} // namespace marlinth::binding

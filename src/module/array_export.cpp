@@ -1,0 +1,168 @@
+#include "module/tensor_object.hpp"
+
+#include "binding/owned_ref.hpp"
+
+#include <algorithm>
+#include <complex>
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+#include <variant>
+
+// Both protocols lend the tensor's own buffer, which never moves or changes. A reader of the array
+// interface keeps the Tensor alive by holding it; a DLPack record holds a reference by itself.
+
+namespace numerical::boundary {
+namespace {
+
+using binding::owned_ref;
+
+// The records of DLPack's version 0 as its header dlpack.h publishes them.
+struct dl_device
+{
+    std::int32_t device_type;
+    std::int32_t device_id;
+};
+
+struct dl_data_type
+{
+    std::uint8_t code;
+    std::uint8_t bits;
+    std::uint16_t lanes;
+};
+
+struct dl_tensor
+{
+    void* data;
+    dl_device device;
+    std::int32_t ndim;
+    dl_data_type dtype;
+    std::int64_t* shape;
+    std::int64_t* strides; // null: compact, row-major
+    std::uint64_t byte_offset;
+};
+
+struct dl_managed_tensor
+{
+    dl_tensor tensor;
+    void* manager_ctx;
+    void (*deleter)(dl_managed_tensor*);
+};
+
+static_assert(sizeof(dl_managed_tensor) == 64);
+
+constexpr std::int32_t dl_cpu = 1;
+constexpr std::uint8_t dl_float = 2;
+constexpr std::uint8_t dl_complex = 5;
+
+constexpr const char* capsule_name = "dltensor";
+
+struct dlpack_holder
+{
+    PyObject* owner; // an owned reference to the Tensor
+    std::int64_t* shape;
+};
+
+// The address of the elements; of an empty tensor, whose vector has none, that of a constant block.
+const void* data_of(const any_tensor& value)
+{
+    alignas(16) static constexpr unsigned char placeholder[16] = {};
+    const void* data =
+        std::visit([](const auto& a) -> const void* { return a.data.data(); }, value);
+    const bool empty = std::visit([](const auto& a) { return a.data.empty(); }, value);
+    return empty ? placeholder : data;
+}
+
+const std::vector<std::size_t>& shape_of(const any_tensor& value)
+{
+    return std::visit([](const auto& a) -> const std::vector<std::size_t>& { return a.shape; },
+                      value);
+}
+
+// Needs the interpreter lock, which DLPack asks of its consumers in Python.
+void dlpack_deleter(dl_managed_tensor* record)
+{
+    auto* holder = static_cast<dlpack_holder*>(record->manager_ctx);
+    if (holder != nullptr) {
+        Py_XDECREF(holder->owner);
+        std::free(holder->shape);
+        delete holder;
+    }
+    std::free(record);
+}
+
+// A consumer that took the tensor over has renamed the capsule, and the record is its to delete.
+void dlpack_capsule_destructor(PyObject* capsule)
+{
+    if (PyCapsule_IsValid(capsule, capsule_name) == 0)
+        return;
+    auto* record = static_cast<dl_managed_tensor*>(PyCapsule_GetPointer(capsule, capsule_name));
+    if (record != nullptr && record->deleter != nullptr)
+        record->deleter(record);
+}
+
+dl_tensor described(const any_tensor& value, std::int64_t* shape)
+{
+    const std::vector<std::size_t>& extents = shape_of(value);
+    std::transform(extents.begin(), extents.end(), shape,
+                   [](std::size_t extent) { return static_cast<std::int64_t>(extent); });
+    const bool real = std::holds_alternative<tensor<double>>(value);
+    dl_tensor out{};
+    out.data = const_cast<void*>(data_of(value));
+    out.device = {dl_cpu, 0};
+    out.ndim = static_cast<std::int32_t>(extents.size());
+    out.dtype = real ? dl_data_type{dl_float, 64, 1} : dl_data_type{dl_complex, 128, 1};
+    out.shape = shape;
+    return out;
+}
+
+} // namespace
+
+PyObject* get_array_interface(const any_tensor& value)
+{
+    owned_ref shape(shape_tuple(value));
+    if (!shape)
+        return nullptr;
+    owned_ref address(PyLong_FromVoidPtr(const_cast<void*>(data_of(value))));
+    if (!address)
+        return nullptr;
+    const char* typestr = std::holds_alternative<tensor<double>>(value) ? "<f8" : "<c16";
+    return _Py_BuildValue_SizeT("{s:N,s:s,s:(NO),s:i}", "shape", shape.release(), "typestr",
+                                typestr, "data", address.release(), Py_True, "version", 3);
+}
+
+std::tuple<int, int> tensor_dlpack_device(const any_tensor&)
+{
+    return {dl_cpu, 0};
+}
+
+// Arguments are accepted in any form and ignored: there is no stream to wait for on the CPU.
+PyObject* tensor_dlpack(PyObject* self, PyObject*, PyObject*)
+{
+    const any_tensor* value = as_tensor(self);
+    if (value == nullptr)
+        return nullptr;
+    const std::size_t rank = shape_of(*value).size();
+    auto* record = static_cast<dl_managed_tensor*>(std::malloc(sizeof(dl_managed_tensor)));
+    auto* shape = static_cast<std::int64_t*>(
+        std::malloc(sizeof(std::int64_t) * std::max<std::size_t>(rank, 1)));
+    auto* holder = new (std::nothrow) dlpack_holder{nullptr, shape};
+    if (holder != nullptr) {
+        Py_INCREF(self);
+        holder->owner = self;
+    }
+    if (record == nullptr || shape == nullptr || holder == nullptr) {
+        std::free(record);
+        std::free(shape);
+        delete holder;
+        Py_DECREF(self); // also where no holder took one: so it has always been
+        return PyErr_NoMemory();
+    }
+    *record = {described(*value, shape), holder, dlpack_deleter};
+    PyObject* capsule = PyCapsule_New(record, capsule_name, dlpack_capsule_destructor);
+    if (capsule == nullptr)
+        dlpack_deleter(record);
+    return capsule;
+}
+
+} // namespace numerical::boundary

@@ -1,0 +1,23 @@
+#pragma once
+
+// The functions of the module, by the file that defines them. A typed function is plain C++ and
+// knows nothing of Python. A hand-written one, module_<name>, takes Python's arguments and gives a
+// new reference, or null with the error set, or throws; table.cpp wraps both kinds.
+
+#include "binding/module_builder.hpp"
+#include "binding/python.hpp"
+#include "module/tensor_object.hpp"
+
+namespace numerical::boundary {
+
+// table.cpp: makes the class or adds the one there is, and appends the functions' rows.
+void marlinth_module_register(binding::module_builder<marlinth_module_error>& builder);
+
+// settings.cpp
+void set_num_threads(unsigned long n);
+unsigned long get_num_threads();
+int limit_gemm_path(int code);
+int gemm_path();
+bool amx_probed();
+
+} // namespace numerical::boundary

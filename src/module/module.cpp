@@ -1,0 +1,73 @@
+#include "binding/errors.hpp"
+#include "binding/keywords.hpp"
+#include "binding/module_builder.hpp"
+#include "binding/owned_ref.hpp"
+#include "module/functions.hpp"
+
+#include <utility>
+#include <vector>
+
+namespace numerical::boundary {
+
+namespace {
+
+using binding::owned_ref;
+
+// Kept for the life of the process.
+PyObject* marlinth_module_error_storage = nullptr;
+
+// The module keeps pointers into the table. A second initialization fills it with the same rows at
+// the same places.
+std::vector<PyMethodDef>& marlinth_module_table()
+{
+    static std::vector<PyMethodDef> table;
+    return table;
+}
+
+PyModuleDef marlinth_module_def = {
+    PyModuleDef_HEAD_INIT, "_numerical", nullptr, -1, nullptr, nullptr, nullptr, nullptr, nullptr};
+
+bool add_exception(PyObject* module)
+{
+    owned_ref error(PyErr_NewException("numerical.error", nullptr, nullptr));
+    if (!error || PyModule_AddObjectRef(module, "error", error.get()) < 0) {
+        marlinth_module_error_storage = nullptr;
+        return false;
+    }
+    marlinth_module_error_storage = error.release();
+    return true;
+}
+
+bool fill(PyObject* module)
+{
+    marlinth_module_table().clear();
+    ++binding::registration_epoch();
+    binding::module_builder<marlinth_module_error> builder{marlinth_module_table(), module};
+    try {
+        marlinth_module_register(builder);
+        marlinth_module_table().push_back({});
+    } catch (...) {
+        binding::set_cpp_error(marlinth_module_error_storage);
+        return false;
+    }
+    return PyErr_Occurred() == nullptr &&
+           PyModule_AddFunctions(module, marlinth_module_table().data()) == 0;
+}
+
+} // namespace
+
+PyObject* marlinth_module_error()
+{
+    return marlinth_module_error_storage;
+}
+
+} // namespace numerical::boundary
+
+PyMODINIT_FUNC PyInit__numerical()
+{
+    using namespace numerical::boundary;
+    owned_ref module(PyModule_Create2(&marlinth_module_def, 3));
+    if (!module || !add_exception(module.get()) || !fill(module.get()))
+        return nullptr;
+    return module.release();
+}

@@ -1,0 +1,119 @@
+#include "module/functions.hpp"
+
+#include "binding/call.hpp"
+#include "binding/class.hpp"
+#include "binding/keywords.hpp"
+
+#include <iterator>
+
+// What Python sees: the class, its methods and properties, and the functions, in their order.
+
+namespace numerical::boundary {
+namespace {
+
+PyMethodDef row(const char* name, PyCFunctionWithKeywords entry, const char* doc)
+{
+    const auto untyped = reinterpret_cast<void (*)()>(entry);
+    return {name, reinterpret_cast<PyCFunction>(untyped), METH_VARARGS | METH_KEYWORDS, doc};
+}
+
+// A function of native types.
+template <auto F>
+PyMethodDef typed(const char* name, const char* doc)
+{
+    return {name, binding::call_wrapper<marlinth_module_error, F>, METH_VARARGS, doc};
+}
+
+// A function that parses its own arguments.
+template <auto F>
+PyMethodDef plain(const char* name, const char* doc)
+{
+    return {name, binding::call_plain<marlinth_module_error, F>, METH_VARARGS, doc};
+}
+
+template <auto F>
+PyMethodDef plain_with_keywords(const char* name, const char* doc)
+{
+    return row(name, binding::call_plain_keywords<marlinth_module_error, F>, doc);
+}
+
+template <auto G>
+PyGetSetDef property(const char* name, const char* doc)
+{
+    return {name, binding::property_getter<any_tensor, marlinth_module_error, G>, nullptr, doc,
+            nullptr};
+}
+
+void add_methods()
+{
+    auto& methods = binding::class_methods<any_tensor>();
+    methods.push_back(
+        {"__dlpack_device__",
+         binding::call_method<any_tensor, marlinth_module_error, tensor_dlpack_device>,
+         METH_VARARGS,
+         "__dlpack_device__() -> (device_type, device_id)\n"
+         "The DLPack device (always CPU)."});
+    methods.push_back(plain_with_keywords<tensor_dlpack>(
+        "__dlpack__", "__dlpack__(stream=None) -> PyCapsule\n"
+                      "Export a DLPack capsule sharing this tensor's buffer."));
+    methods.push_back({"tolist", binding::call_plain<marlinth_module_error, tensor_tolist>,
+                       METH_NOARGS,
+                       "tolist() -> list\n"
+                       "The elements as nested Python lists (a bare scalar when rank-0)."});
+}
+
+void add_properties()
+{
+    auto& getsets = binding::class_getsets<any_tensor>();
+    getsets.push_back(property<get_shape>("shape", "The size of each axis, as a tuple."));
+    getsets.push_back(property<get_ndim>("ndim", "The number of axes."));
+    getsets.push_back(property<get_size>("size", "The total number of elements."));
+    getsets.push_back(property<get_dtype>("dtype", "'float64' or 'complex128'."));
+    getsets.push_back(property<get_array_interface>(
+        "__array_interface__",
+        "NumPy array-interface (v3) describing the shared, read-only buffer."));
+}
+
+void define_class()
+{
+    binding::class_name<any_tensor>() = "numerical.Tensor";
+    binding::class_methods<any_tensor>().clear();
+    binding::class_getsets<any_tensor>().clear();
+    Py_INCREF(Py_None);
+    binding::kw_spec_for<tensor_factory>().define(
+        binding::class_name<any_tensor>(),
+        {{"data", binding::required, nullptr},
+         {"shape", binding::optional, Py_None},
+         {"dtype", binding::optional, PyUnicode_FromString("float64")}});
+    add_methods();
+    add_properties();
+}
+
+const PyMethodDef functions[] = {
+    typed<set_num_threads>("_set_num_threads",
+                           "_set_num_threads(n)\n"
+                           "Cap the threads a kernel uses at n (see numerical.set_num_threads)."),
+    typed<get_num_threads>("get_num_threads", "get_num_threads() -> int\n"
+                                              "The threads a kernel may use."),
+    typed<limit_gemm_path>("_limit_gemm_path",
+                           "_limit_gemm_path(code) -> int\n"
+                           "The path code now in use (see numerical.limit_gemm_path)."),
+    typed<gemm_path>("_gemm_path", "_gemm_path() -> int\n"
+                                   "The path code float64 matrix products take."),
+    typed<amx_probed>("_amx_probed", "_amx_probed() -> bool\n"
+                                     "Whether the AMX's self-test has run in this process."),
+};
+
+} // namespace
+
+void marlinth_module_register(binding::module_builder<marlinth_module_error>& builder)
+{
+    binding::class_<any_tensor> tensor_class(
+        builder.module, binding::class_init<any_tensor, marlinth_module_error, tensor_factory>);
+    if (binding::class_type<any_tensor>() == nullptr)
+        define_class();
+    tensor_class.finish();
+    builder.table.insert(builder.table.end(), std::begin(functions), std::end(functions));
+}
+
+} // namespace numerical::boundary

@@ -1,0 +1,212 @@
+#include "module/tensor_object.hpp"
+
+#include "binding/class.hpp"
+#include "binding/owned_ref.hpp"
+
+#include <complex>
+#include <stdexcept>
+#include <utility>
+#include <variant>
+
+namespace numerical::boundary {
+namespace {
+
+using binding::owned_ref;
+using complex = std::complex<double>;
+
+const std::vector<std::size_t>& shape_of(const any_tensor& value)
+{
+    return std::visit([](const auto& a) -> const std::vector<std::size_t>& { return a.shape; },
+                      value);
+}
+
+PyObject* number(double x)
+{
+    return PyFloat_FromDouble(x);
+}
+
+PyObject* number(const complex& z)
+{
+    return PyComplex_FromDoubles(z.real(), z.imag());
+}
+
+void read_number(PyObject* item, double& x)
+{
+    x = PyFloat_AsDouble(item);
+}
+
+void read_number(PyObject* item, complex& z)
+{
+    const double real = PyComplex_RealAsDouble(item);
+    z = {real, PyComplex_ImagAsDouble(item)};
+}
+
+// The numbers of a flat sequence. Python's own error is replaced, whatever it was.
+template <class T>
+std::vector<T> read_elements(PyObject* data)
+{
+    const auto fail = [] { return std::runtime_error("Tensor: could not read the data buffer"); };
+    const Py_ssize_t count = PySequence_Size(data);
+    if (count < 0)
+        throw fail();
+    std::vector<T> elements = detail::reserved<T>(static_cast<std::size_t>(count));
+    for (Py_ssize_t i = 0; i < count; ++i) {
+        const owned_ref item(PySequence_GetItem(data, i));
+        if (!item)
+            throw fail();
+        T value;
+        read_number(item.get(), value);
+        if (PyErr_Occurred() != nullptr)
+            throw fail();
+        elements.push_back(value);
+    }
+    return elements;
+}
+
+std::vector<std::size_t> given_or_inferred_shape(PyObject* data, std::optional<PyObject*> given)
+{
+    std::vector<std::size_t> shape;
+    if (given) {
+        if (!read_shape(*given, shape))
+            throw std::runtime_error("Tensor: invalid shape");
+        return shape;
+    }
+    const Py_ssize_t length = PySequence_Size(data);
+    if (length < 0)
+        throw std::runtime_error("Tensor: data has no length to infer a shape from");
+    shape.push_back(static_cast<std::size_t>(length));
+    return shape;
+}
+
+// By a loop over the open lists, one on each axis, and not by recursion: the rank is the user's to
+// choose, and the stack has an end. A list is put into its parent before it is filled, so that the
+// outermost reference owns them all.
+template <class T>
+PyObject* nested_lists(const tensor<T>& a)
+{
+    const std::size_t rank = a.shape.size();
+    const T* element = a.data.data();
+    if (rank == 0)
+        return number(*element);
+    const auto new_list = [&](std::size_t axis) {
+        return PyList_New(static_cast<Py_ssize_t>(a.shape[axis]));
+    };
+    std::vector<PyObject*> open(rank);
+    std::vector<std::size_t> filled(rank, 0);
+    owned_ref outermost(new_list(0));
+    if (!outermost)
+        return nullptr;
+    open[0] = outermost.get();
+    for (std::size_t axis = 0;;) {
+        if (filled[axis] == a.shape[axis]) {
+            if (axis == 0)
+                return outermost.release();
+            filled[axis--] = 0;
+            continue;
+        }
+        const bool innermost = axis + 1 == rank;
+        PyObject* child = innermost ? number(*element++) : new_list(axis + 1);
+        if (child == nullptr)
+            return nullptr;
+        PyList_SetItem(open[axis], static_cast<Py_ssize_t>(filled[axis]++), child);
+        if (!innermost)
+            open[++axis] = child;
+    }
+}
+
+} // namespace
+
+any_tensor* as_tensor(PyObject* object) noexcept
+{
+    if (!binding::is_instance<any_tensor>(object)) {
+        PyErr_SetString(marlinth_module_error(), "expected a numerical.Tensor");
+        return nullptr;
+    }
+    any_tensor* value = binding::wrapped_of<any_tensor>(object);
+    if (value == nullptr)
+        PyErr_SetString(marlinth_module_error(), "uninitialized numerical.Tensor");
+    return value;
+}
+
+PyObject* wrap(any_tensor value)
+{
+    return binding::class_wrap(std::move(value));
+}
+
+PyObject* shape_tuple(const any_tensor& value)
+{
+    const std::vector<std::size_t>& shape = shape_of(value);
+    owned_ref tuple(PyTuple_New(static_cast<Py_ssize_t>(shape.size())));
+    if (!tuple)
+        return nullptr;
+    for (std::size_t axis = 0; axis < shape.size(); ++axis) {
+        PyObject* extent = PyLong_FromSize_t(shape[axis]);
+        if (extent == nullptr)
+            return nullptr;
+        PyTuple_SetItem(tuple.get(), static_cast<Py_ssize_t>(axis), extent);
+    }
+    return tuple.release();
+}
+
+bool read_shape(PyObject* sequence, std::vector<std::size_t>& shape)
+{
+    const Py_ssize_t rank = PySequence_Size(sequence);
+    if (rank < 0)
+        return false;
+    for (Py_ssize_t axis = 0; axis < rank; ++axis) {
+        const owned_ref item(PySequence_GetItem(sequence, axis));
+        if (!item)
+            return false;
+        const long extent = PyLong_AsLong(item.get());
+        if (extent == -1 && PyErr_Occurred() != nullptr)
+            return false;
+        if (extent < 0) {
+            PyErr_SetString(marlinth_module_error(), "shape extents must be non-negative");
+            return false;
+        }
+        shape.push_back(static_cast<std::size_t>(extent));
+    }
+    return true;
+}
+
+any_tensor tensor_factory(PyObject* data, std::optional<PyObject*> given, const std::string& dtype)
+{
+    std::vector<std::size_t> shape = given_or_inferred_shape(data, given);
+    if (dtype == "float64")
+        return tensor<double>(std::move(shape), read_elements<double>(data));
+    if (dtype == "complex128")
+        return tensor<complex>(std::move(shape), read_elements<complex>(data));
+    throw std::runtime_error("dtype must be 'float64' or 'complex128'");
+}
+
+PyObject* get_shape(const any_tensor& value)
+{
+    return shape_tuple(value);
+}
+
+PyObject* get_ndim(const any_tensor& value)
+{
+    return PyLong_FromUnsignedLongLong(shape_of(value).size());
+}
+
+PyObject* get_size(const any_tensor& value)
+{
+    return PyLong_FromUnsignedLongLong(
+        std::visit([](const auto& a) { return a.data.size(); }, value));
+}
+
+PyObject* get_dtype(const any_tensor& value)
+{
+    return value.index() == 0 ? PyUnicode_FromStringAndSize("float64", 7)
+                              : PyUnicode_FromStringAndSize("complex128", 10);
+}
+
+PyObject* tensor_tolist(PyObject* self, PyObject*)
+{
+    const any_tensor* value = as_tensor(self);
+    if (value == nullptr)
+        return nullptr;
+    return std::visit([](const auto& a) { return nested_lists(a); }, *value);
+}
+
+} // namespace numerical::boundary

@@ -1,0 +1,63 @@
+#pragma once
+
+// The Python class numerical.Tensor, an any_tensor in an object, and what every function at the
+// boundary needs: tensors out of arguments, results into objects, shapes both ways.
+
+#include "binding/gil.hpp"
+#include "binding/python.hpp"
+#include "numerical/matrix.hpp"
+#include "numerical/storage.hpp"
+#include "numerical/tensor.hpp"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace numerical::boundary {
+
+namespace binding = marlinth::binding;
+using binding::gil_release;
+using binding::gil_release_threshold;
+
+// The exception numerical.error.
+PyObject* marlinth_module_error();
+
+// The value of a Tensor, for hand-written functions; null with numerical.error "expected a
+// numerical.Tensor" or "uninitialized numerical.Tensor" set.
+any_tensor* as_tensor(PyObject* object) noexcept;
+
+// A new Tensor that takes over the value; null with the error set.
+PyObject* wrap(any_tensor value);
+
+// The extents as a new tuple; null with the error set.
+PyObject* shape_tuple(const any_tensor& value);
+
+// Appends the extents of a sequence; false with the error set, numerical.error "shape extents must
+// be non-negative" among them.
+bool read_shape(PyObject* sequence, std::vector<std::size_t>& shape);
+
+// A copy of the rank-2 tensor as a matrix.
+template <class T>
+matrix<T> matrix_from(const tensor<T>& a)
+{
+    return matrix<T>(a.shape[0], a.shape[1], detail::copy_of(a.data.data(), a.data.size()));
+}
+
+// The constructor, Tensor(data, shape=None, dtype='float64'): a flat sequence of numbers.
+any_tensor tensor_factory(PyObject* data, std::optional<PyObject*> shape, const std::string& dtype);
+
+// Properties.
+PyObject* get_shape(const any_tensor& value);
+PyObject* get_ndim(const any_tensor& value);
+PyObject* get_size(const any_tensor& value);
+PyObject* get_dtype(const any_tensor& value);
+PyObject* get_array_interface(const any_tensor& value); // array_export.cpp
+
+// Methods; the DLPack ones are in array_export.cpp.
+PyObject* tensor_tolist(PyObject* self, PyObject* ignored);
+PyObject* tensor_dlpack(PyObject* self, PyObject* args, PyObject* kwargs);
+std::tuple<int, int> tensor_dlpack_device(const any_tensor& value);
+
+} // namespace numerical::boundary

@@ -1,0 +1,18 @@
+"""Tests of the extension module by itself, without the Python package around it.
+
+They run on the module of build/release, or of the build directory in $NUMERICAL_BUILD:
+
+    ninja -C build/release _numerical
+    /usr/bin/python3 -m pytest tests/python
+    NUMERICAL_BUILD=build/emulated /usr/bin/python3 -m pytest tests/python
+"""
+
+import os
+import sys
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
+BUILD = Path(os.environ.get("NUMERICAL_BUILD", ROOT / "build" / "release"))
+MODULE_FOLDER = BUILD.resolve() / "python" / "numerical"
+
+sys.path.insert(0, str(MODULE_FOLDER))
