@@ -6,7 +6,6 @@
 #include "numerical/storage.hpp"
 
 #include <algorithm>
-#include <iterator>
 #include <string>
 #include <utility>
 
@@ -70,8 +69,8 @@ tensor<T> reshape(const tensor<T>& a, std::vector<std::size_t> shape)
 template <class T>
 tensor<T> operator-(const tensor<T>& a)
 {
-    std::vector<T> data = detail::reserved<T>(a.data.size());
-    std::transform(a.data.begin(), a.data.end(), std::back_inserter(data),
+    std::vector<T> data = detail::uninitialized<T>(a.data.size());
+    std::transform(a.data.begin(), a.data.end(), data.begin(),
                    [](const T& x) { return detail::negated(x); });
     return tensor<T>(a.shape, std::move(data));
 }

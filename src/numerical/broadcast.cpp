@@ -1,0 +1,87 @@
+#include "numerical/broadcast.hpp"
+
+#include "numerical/checks.hpp"
+#include "numerical/errors.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+
+namespace numerical {
+
+std::vector<std::size_t> broadcast_shape(const std::vector<std::size_t>& a,
+                                         const std::vector<std::size_t>& b)
+{
+    const std::vector<std::size_t>& longer = a.size() < b.size() ? b : a;
+    const std::vector<std::size_t>& shorter = a.size() < b.size() ? a : b;
+    std::vector<std::size_t> shape = longer;
+    const std::size_t missing = longer.size() - shorter.size();
+    for (std::size_t i = 0; i < shorter.size(); ++i) {
+        std::size_t& extent = shape[missing + i];
+        if (extent == 1)
+            extent = shorter[i];
+        else if (shorter[i] != 1 && shorter[i] != extent)
+            throw dimension_error("operands could not be broadcast together with shapes " +
+                                  detail::shape_text(a) + " " + detail::shape_text(b));
+    }
+    return shape;
+}
+
+namespace detail {
+
+std::vector<std::size_t> broadcast_strides(const std::vector<std::size_t>& shape, std::size_t rank)
+{
+    std::vector<std::size_t> strides(rank, 0);
+    std::size_t elements = 1;
+    for (std::size_t i = 1; i <= shape.size(); ++i) {
+        const std::size_t extent = shape[shape.size() - i];
+        if (extent != 1)
+            strides[rank - i] = elements;
+        elements *= extent;
+    }
+    return strides;
+}
+
+broadcast_walk::broadcast_walk(const std::vector<std::size_t>& a, const std::vector<std::size_t>& b)
+    : shape(broadcast_shape(a, b)), count(1)
+{
+    const std::vector<std::size_t> left = broadcast_strides(a, shape.size());
+    const std::vector<std::size_t> right = broadcast_strides(b, shape.size());
+    axes.reserve(shape.size() + 1);
+    for (std::size_t i = shape.size(); i-- > 0;) {
+        count = checked_mul(count, shape[i]);
+        if (shape[i] == 1)
+            continue;
+        if (!axes.empty()) {
+            axis& inner = axes.back();
+            if (left[i] == inner.extent * inner.left && right[i] == inner.extent * inner.right) {
+                inner.extent *= shape[i];
+                continue;
+            }
+        }
+        axes.push_back({shape[i], left[i], right[i]});
+    }
+    if (axes.empty())
+        axes.push_back({1, 0, 0});
+}
+
+row_form broadcast_walk::form() const
+{
+    if (axes.front().left == axes.front().right)
+        return row_form::both;
+    return axes.front().right == 0 ? row_form::left : row_form::right;
+}
+
+} // namespace detail
+
+template <class T>
+tensor<T> pow(const tensor<T>& a, const tensor<T>& b)
+{
+    return broadcast_apply(a, b, [](const T& x, const T& y) { return std::pow(x, y); });
+}
+
+template tensor<double> pow(const tensor<double>&, const tensor<double>&);
+template tensor<std::complex<double>> pow(const tensor<std::complex<double>>&,
+                                          const tensor<std::complex<double>>&);
+
+} // namespace numerical

@@ -1,0 +1,117 @@
+#pragma once
+
+// Element-wise work on two tensors of different shapes. Shapes are aligned at their last axes; a
+// missing axis counts as extent 1, and an axis of extent 1 is repeated along the other operand's.
+
+#include "numerical/storage.hpp"
+#include "numerical/tensor.hpp"
+
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+namespace numerical {
+
+// The shape of the result; dimension_error "operands could not be broadcast together with shapes
+// (2, 3) (4,)".
+std::vector<std::size_t> broadcast_shape(const std::vector<std::size_t>& a,
+                                         const std::vector<std::size_t>& b);
+
+namespace detail {
+
+// How far an operand moves, in elements, for one step along each axis of a result of that rank: 0
+// along the axes where it is repeated.
+std::vector<std::size_t> broadcast_strides(const std::vector<std::size_t>& shape, std::size_t rank);
+
+// Which operand moves along a row of the result; the other gives one element for the whole row.
+enum class row_form { both, left, right };
+
+// The way through a broadcast result, row by row. Axes of extent 1 are left out and neighbouring
+// axes that both operands run through evenly are joined, so that rows are as long as they can be,
+// and no row of more than one element repeats both operands.
+struct broadcast_walk
+{
+    struct axis
+    {
+        std::size_t extent;
+        std::size_t left; // strides of the operands, 0 where one is repeated
+        std::size_t right;
+        std::size_t index = 0;
+    };
+
+    std::vector<std::size_t> shape;
+    std::size_t count;      // elements of the result
+    std::vector<axis> axes; // last axis first; at least one
+
+    broadcast_walk(const std::vector<std::size_t>& a, const std::vector<std::size_t>& b);
+
+    std::size_t row_length() const { return axes.front().extent; }
+
+    row_form form() const;
+
+    // Calls row(left, right, out) with the offsets of the first elements of each row, in the order
+    // of the result.
+    template <class Row>
+    void each_row(Row row);
+};
+
+template <class Row>
+void broadcast_walk::each_row(Row row)
+{
+    std::size_t left = 0;
+    std::size_t right = 0;
+    for (std::size_t out = 0; out < count; out += row_length()) {
+        row(left, right, out);
+        for (std::size_t i = 1; i < axes.size(); ++i) {
+            axis& at = axes[i];
+            left += at.left;
+            right += at.right;
+            if (++at.index < at.extent)
+                break;
+            left -= at.extent * at.left;
+            right -= at.extent * at.right;
+            at.index = 0;
+        }
+    }
+}
+
+// The result of row(form, a, b, out, n), which writes n elements from operands that move by `form`.
+template <class T, class Row>
+tensor<T> broadcast_rows(const tensor<T>& a, const tensor<T>& b, Row row)
+{
+    if (a.shape == b.shape) {
+        std::vector<T> data = uninitialized<T>(a.data.size());
+        row(row_form::both, a.data.data(), b.data.data(), data.data(), data.size());
+        return tensor<T>(a.shape, std::move(data));
+    }
+    broadcast_walk walk(a.shape, b.shape);
+    std::vector<T> data = uninitialized<T>(walk.count);
+    const row_form form = walk.form();
+    walk.each_row([&](std::size_t left, std::size_t right, std::size_t out) {
+        row(form, a.data.data() + left, b.data.data() + right, data.data() + out,
+            walk.row_length());
+    });
+    return tensor<T>(std::move(walk.shape), std::move(data));
+}
+
+} // namespace detail
+
+// f(x, y) for every pair of elements that broadcasting brings together.
+template <class T, class F>
+tensor<T> broadcast_apply(const tensor<T>& a, const tensor<T>& b, F f)
+{
+    using detail::row_form;
+    return detail::broadcast_rows(
+        a, b, [&f](row_form form, const T* x, const T* y, T* out, std::size_t n) {
+            const std::size_t step_x = form == row_form::right ? 0 : 1;
+            const std::size_t step_y = form == row_form::left ? 0 : 1;
+            for (std::size_t j = 0; j < n; ++j)
+                out[j] = f(x[j * step_x], y[j * step_y]);
+        });
+}
+
+// pow of the C library for every pair of elements, cpow for complex ones.
+template <class T>
+tensor<T> pow(const tensor<T>& a, const tensor<T>& b);
+
+} // namespace numerical
