@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
+#include <vector>
 
 namespace test {
 
@@ -30,7 +32,8 @@ long double norm_inf(const numerical::matrix<T>& a)
     return largest;
 }
 
-// ‖A - B‖ / (max(m, n)·‖A‖·ε); 0 for equal matrices, also for zero ones.
+// ‖A - B‖ / (max(m, n)·‖A‖·ε); 0 for equal matrices, also for zero ones. Numbers can't lie closer
+// than the spacing of the subnormal ones, of which a sum of max(m, n) terms may lose as many.
 template <class T>
 double difference_ratio(const numerical::matrix<T>& a, const numerical::matrix<T>& b)
 {
@@ -41,7 +44,70 @@ double difference_ratio(const numerical::matrix<T>& a, const numerical::matrix<T
     if (error == 0)
         return 0;
     const auto size = static_cast<long double>(std::max<std::size_t>({a.rows, a.cols, 1}));
-    return static_cast<double>(error / (size * norm_inf(a) * eps));
+    const long double unit =
+        std::max<long double>(norm_inf(a) * eps, size * std::numeric_limits<double>::denorm_min());
+    return static_cast<double>(error / (size * unit));
+}
+
+// A·X in wider precision, for an X of a few columns.
+template <class T>
+std::vector<wide<T>> wide_product(const numerical::matrix<T>& a, const std::vector<wide<T>>& x)
+{
+    const std::size_t count = a.cols == 0 ? 0 : x.size() / a.cols;
+    std::vector<wide<T>> product(a.rows * count);
+    for (std::size_t i = 0; i < a.rows; ++i)
+        for (std::size_t l = 0; l < a.cols; ++l)
+            for (std::size_t j = 0; j < count; ++j)
+                product[i * count + j] += wide<T>(a.data[i * a.cols + l]) * x[l * count + j];
+    return product;
+}
+
+// Three columns of random signs, on which a large matrix is tried where its full product would take
+// too long.
+template <class T>
+std::vector<wide<T>> probes(std::size_t rows)
+{
+    std::mt19937_64 generator(rows);
+    std::vector<wide<T>> x(3 * rows);
+    for (wide<T>& element : x)
+        element = generator() % 2 == 0 ? 1 : -1;
+    return x;
+}
+
+template <class T>
+long double largest_difference(const std::vector<wide<T>>& a, const std::vector<wide<T>>& b)
+{
+    long double largest = 0;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        if (!(std::abs(a[i] - b[i]) <= largest)) // a NaN stays
+            largest = std::abs(a[i] - b[i]);
+    return largest;
+}
+
+// ‖A·X - L·(R·X)‖ / (max(m, n)·‖A‖·ε), as difference_ratio of A and L·R but tried on probes X.
+template <class T>
+double probed_product_ratio(const numerical::matrix<T>& a, const numerical::matrix<T>& left,
+                            const numerical::matrix<T>& right)
+{
+    const auto x = probes<T>(a.cols);
+    const long double error =
+        largest_difference<T>(wide_product(a, x), wide_product(left, wide_product(right, x)));
+    if (error == 0)
+        return 0;
+    const auto size = static_cast<long double>(std::max(a.rows, a.cols));
+    const long double unit =
+        std::max<long double>(norm_inf(a) * eps, size * std::numeric_limits<double>::denorm_min());
+    return static_cast<double>(error / (size * unit));
+}
+
+// ‖X - Qᴴ·(Q·X)‖ / (n·ε) on probes X.
+template <class T>
+double probed_orthogonality_ratio(const numerical::matrix<T>& q)
+{
+    const auto x = probes<T>(q.cols);
+    const long double error =
+        largest_difference<T>(x, wide_product(numerical::detail::adjoint(q), wide_product(q, x)));
+    return static_cast<double>(error / (static_cast<long double>(q.rows) * eps));
 }
 
 // ‖I - QᴴQ‖ / (n·ε) for the columns of Q.

@@ -2,32 +2,21 @@
 
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
+#include "thrown.hpp"
 
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
-#include <string>
 
 namespace {
 
 using numerical::dimension_error;
 using numerical::tensor;
+using test::text_thrown_by;
 using extents = std::vector<std::size_t>;
 
 constexpr std::size_t two_to_32 = std::size_t{1} << 32;
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-
-// The text of the exception of class E that `action` throws; a failure for none or another.
-template <class E, class F>
-std::string text_thrown_by(F action)
-{
-    try {
-        action();
-    } catch (const E& error) {
-        return error.what();
-    }
-    return "nothing was thrown";
-}
 
 TEST(tensor, of_rank_0_holds_one_element)
 {
