@@ -1,0 +1,28 @@
+#pragma once
+
+// What of a rank-one problem D + weight·z·zᵀ need not be solved. A pole whose element of z is
+// negligible is an eigenvalue as it stands; of two poles that lie too near to each other a rotation
+// of their columns makes one negligible (Bunch, Nielsen and Sorensen 1978; the tests and the
+// tolerance are those of Dongarra and Sorensen 1987, with 8·eps). What is left has well separated
+// poles and no small z, so the secular equation has a root strictly between neighbours.
+
+#include "numerical/eigen/merge_columns.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+constexpr double deflation_tolerance = 0x1p-49; // 8·eps, relative to the largest of d and z
+
+struct deflation
+{
+    merge_partition partition;              // `active` ascends by d
+    std::vector<column_rotation> rotations; // to be applied to the basis first, in this order
+};
+
+// Changes d, z and the column types as the rotations ask; d need not be sorted.
+deflation deflate(std::vector<double>& d, std::vector<double>& z, double weight,
+                  std::vector<unsigned int>& types);
+
+} // namespace numerical::detail

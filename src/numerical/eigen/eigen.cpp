@@ -1,0 +1,147 @@
+#include "numerical/eigen/eigen.hpp"
+
+#include "numerical/checks.hpp"
+#include "numerical/eigen/merge_columns.hpp"
+#include "numerical/eigen/tridiagonal.hpp"
+#include "numerical/eigen/tridiagonal_divide.hpp"
+#include "numerical/eigen/tridiagonal_ql.hpp"
+#include "numerical/errors.hpp"
+#include "numerical/runtime/parallel_for.hpp"
+#include "numerical/scalar.hpp"
+
+#include <algorithm>
+#include <limits>
+#include <stdexcept>
+
+namespace numerical {
+namespace detail {
+namespace {
+
+constexpr std::size_t tile = 32;
+
+// The element (i, j) of the matrix that is decomposed: the diagonal is real.
+template <class T>
+T lower_element(const matrix<T>& a, std::size_t i, std::size_t j)
+{
+    const T& element = a.data[i * a.cols + j];
+    return i == j ? T(real_part(element)) : element;
+}
+
+template <class T>
+double largest_of_lower(const matrix<T>& a)
+{
+    double largest = 0;
+    for (std::size_t i = 0; i < a.rows; ++i)
+        for (std::size_t j = 0; j <= i; ++j)
+            largest = std::max(largest, modulus(lower_element(a, i, j)));
+    return largest;
+}
+
+// The largest modulus, or 1 for a zero or empty matrix. Where a complex modulus overflows, the
+// largest number serves as well.
+template <class T>
+double checked_scale(const matrix<T>& a, const char* operation, const char* not_square)
+{
+    if (a.rows != a.cols)
+        throw dimension_error(not_square);
+    require_finite_lower(a, operation);
+    const double largest = largest_of_lower(a);
+    return largest == 0 ? 1.0 : std::min(largest, std::numeric_limits<double>::max());
+}
+
+// The lower triangle over the scale; what lies above is left zero.
+template <class T>
+std::vector<T> scaled_lower(const matrix<T>& a, double scale)
+{
+    const std::size_t n = a.rows;
+    std::vector<T> scaled = zeros<T>(n * n);
+    for (std::size_t i = 0; i < n; ++i)
+        for (std::size_t j = 0; j <= i; ++j)
+            scaled[i * n + j] = lower_element(a, i, j) / scale;
+    return scaled;
+}
+
+template <class T>
+struct eigenpairs
+{
+    std::vector<double> values;
+    std::vector<T> vectors;
+};
+
+template <class T>
+eigenpairs<T> solve_by_reduction(const matrix<T>& a, double scale, eigen_method method)
+{
+    const std::size_t n = a.rows;
+    if (n == 0)
+        return {};
+    std::vector<double> d(n);
+    std::vector<double> e(n);
+    std::vector<T> rows = scaled_lower(a, scale);
+    const auto reduction = tridiagonalize(rows, n, d, e);
+    if (method == eigen_method::tridiagonal_ql) {
+        rows = tridiagonal_basis(reduction, n);
+        tridiagonal_ql(d, e, rows, n, 30 * n);
+    } else {
+        rows = tridiagonal_divide_and_conquer(d, e, reduction, n);
+    }
+    const std::vector<std::size_t> order = ascending_order(d);
+    std::vector<double> values(n);
+    for (std::size_t i = 0; i < n; ++i)
+        values[i] = d[order[i]] * scale;
+    return {std::move(values), columns_by_value(rows, order, n)};
+}
+
+} // namespace
+
+template <class T>
+std::vector<T> columns_by_value(const std::vector<T>& rows, const std::vector<std::size_t>& order,
+                                std::size_t n)
+{
+    std::vector<T> columns(n * n);
+    const auto fill_rows = [&](std::size_t b) {
+        const std::size_t from = b * tile;
+        const std::size_t to = std::min(from + tile, n);
+        for (std::size_t left = 0; left < n; left += tile)
+            for (std::size_t j = left; j < std::min(left + tile, n); ++j)
+                for (std::size_t i = from; i < to; ++i)
+                    columns[i * n + j] = rows[order[j] * n + i];
+    };
+    parallel_for((n + tile - 1) / tile, n * tile, fill_rows);
+    return columns;
+}
+
+template std::vector<double> columns_by_value(const std::vector<double>&,
+                                              const std::vector<std::size_t>&, std::size_t);
+template std::vector<complex> columns_by_value(const std::vector<complex>&,
+                                               const std::vector<std::size_t>&, std::size_t);
+
+} // namespace detail
+
+symmetric_eigen::symmetric_eigen(const matrix<double>& a, eigen_method method)
+    : size(a.rows), vectors(0, 0, {})
+{
+    const double scale = detail::checked_scale(
+        a, "symmetric eigendecomposition", "symmetric eigendecomposition requires a square matrix");
+    if (method == eigen_method::jacobi) {
+        run_jacobi(a, scale);
+        return;
+    }
+    auto pairs = detail::solve_by_reduction(a, scale, method);
+    values = std::move(pairs.values);
+    vectors = {size, size, std::move(pairs.vectors)};
+}
+
+hermitian_eigen::hermitian_eigen(const matrix<std::complex<double>>& a, eigen_method method)
+    : size(a.rows), vectors(0, 0, {})
+{
+    if (method == eigen_method::jacobi)
+        throw std::invalid_argument("Hermitian eigendecomposition: the Jacobi method is for real "
+                                    "symmetric matrices");
+    const double scale = detail::checked_scale(
+        a, "Hermitian eigendecomposition", "Hermitian eigendecomposition requires a square matrix");
+    auto pairs = detail::solve_by_reduction(a, scale, method);
+    values = std::move(pairs.values);
+    vectors = {size, size, std::move(pairs.vectors)};
+}
+
+} // namespace numerical

@@ -1,0 +1,53 @@
+#pragma once
+
+// Eigendecompositions of real symmetric and complex Hermitian matrices. Only the lower triangle is
+// read; the strict upper one may hold anything, and imaginary parts on the diagonal are dropped.
+// The work is done on the matrix divided by its largest modulus.
+
+#include "numerical/matrix.hpp"
+
+#include <complex>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace numerical {
+
+enum class eigen_method : std::uint32_t { tridiagonal_ql = 0, jacobi = 1, divide_and_conquer = 2 };
+
+class symmetric_eigen
+{
+public:
+    // dimension_error if `a` isn't square, non_finite_error, convergence_error.
+    symmetric_eigen(const matrix<double>& a, eigen_method method);
+
+    std::size_t size;
+    std::vector<double> values; // ascending
+    matrix<double> vectors;     // column j is the unit eigenvector of values[j]
+
+private:
+    void run_jacobi(const matrix<double>& a, double scale);
+    // From a diagonal and the n × n matrix of eigenvectors by rows.
+    void extract_sorted(const std::vector<double>& diagonal, const std::vector<double>& q);
+};
+
+class hermitian_eigen
+{
+public:
+    // As above; std::invalid_argument if Jacobi is asked for.
+    hermitian_eigen(const matrix<std::complex<double>>& a, eigen_method method);
+
+    std::size_t size;
+    std::vector<double> values;
+    matrix<std::complex<double>> vectors;
+};
+
+namespace detail {
+
+// n × n elements, element (i, j) being rows[order[j]·n + i]: rows that become columns in an order.
+template <class T>
+std::vector<T> columns_by_value(const std::vector<T>& rows, const std::vector<std::size_t>& order,
+                                std::size_t n);
+
+} // namespace detail
+} // namespace numerical

@@ -1,0 +1,134 @@
+#include "numerical/eigen/hermitian_product.hpp"
+
+#include "numerical/gemm/path.hpp"
+#include "numerical/gemm/vector_kernels.hpp"
+#include "numerical/runtime/parallel_for.hpp"
+#include "numerical/scalar.hpp"
+
+#include <algorithm>
+
+namespace numerical::detail {
+namespace {
+
+constexpr std::size_t block_rows = 32;
+
+// The forms of the row passes on one path.
+struct symmetric_kernels
+{
+    std::array<double, 4> (*four_rows)(const double*, std::size_t, const double*, double*,
+                                       std::size_t);
+    double (*one_row)(const double*, const double*, double, double*, std::size_t);
+};
+
+double portable_row(const double* row, const double* x, double alpha, double* y, std::size_t n)
+{
+    return symmetric_row(row, x, alpha, y, n);
+}
+
+symmetric_kernels kernels_of(int path, const double*)
+{
+    if (path == avx512_path)
+        return {avx512_symmetric_rows, avx512_symmetric_row};
+    if (path == avx2_path)
+        return {avx2_symmetric_rows, avx2_symmetric_row};
+    return {symmetric_rows<double>, portable_row};
+}
+
+using hermitian_kernel = complex (*)(const double*, const double*, double, double, double*,
+                                     std::size_t);
+
+complex portable_hermitian_row(const double* row_parts, const double* x_parts, double alpha_real,
+                               double alpha_imag, double* y_parts, std::size_t n)
+{
+    const auto* const row = reinterpret_cast<const complex*>(row_parts);
+    const auto* const x = reinterpret_cast<const complex*>(x_parts);
+    auto* const y = reinterpret_cast<complex*>(y_parts);
+    const complex alpha(alpha_real, alpha_imag);
+    complex sum = 0;
+    for (std::size_t j = 0; j < n; ++j) {
+        sum += row[j] * x[j];
+        y[j] += alpha * std::conj(row[j]);
+    }
+    return sum;
+}
+
+hermitian_kernel kernels_of(int path, const complex*)
+{
+    if (path == avx512_path)
+        return avx512_hermitian_row;
+    if (path == avx2_path)
+        return avx2_hermitian_row;
+    return portable_hermitian_row;
+}
+
+// Rows [from, to) in both their roles, into `sums`, of which [0, to) is in use.
+void add_rows(const symmetric_kernels& kernels, const double* a, std::size_t lda, std::size_t from,
+              std::size_t to, const double* x, double* sums)
+{
+    std::size_t r = from;
+    for (; r + 4 <= to; r += 4) {
+        const std::array<double, 4> dots = kernels.four_rows(a + r * lda, lda, x, sums, r);
+        for (std::size_t i = 0; i < 4; ++i)
+            sums[r + i] += dots[i];
+    }
+    for (; r < to; ++r) {
+        const double* const row = a + r * lda;
+        sums[r] += kernels.one_row(row, x, x[r], sums, r);
+        sums[r] += row[r] * x[r];
+    }
+}
+
+void add_rows(hermitian_kernel kernel, const complex* a, std::size_t lda, std::size_t from,
+              std::size_t to, const complex* x, complex* sums)
+{
+    for (std::size_t r = from; r < to; ++r) {
+        const complex* const row = a + r * lda;
+        sums[r] += kernel(reinterpret_cast<const double*>(row), reinterpret_cast<const double*>(x),
+                          x[r].real(), x[r].imag(), reinterpret_cast<double*>(sums), r);
+        sums[r] += row[r].real() * x[r]; // the diagonal is real but for rounding
+    }
+}
+
+std::size_t work_of_block(std::size_t len, int path, const double*)
+{
+    return (path == portable_path ? 1 : 4) * len * block_rows;
+}
+
+std::size_t work_of_block(std::size_t len, int, const complex*)
+{
+    return len * block_rows;
+}
+
+} // namespace
+
+template <class T>
+void hermitian_product(const T* a, std::size_t lda, std::size_t len, const T* x, T* y,
+                       std::vector<T>& partials)
+{
+    const int path = gemm_path_current();
+    const auto kernels = kernels_of(path, a);
+    const std::size_t blocks = (len + block_rows - 1) / block_rows;
+    if (partials.size() < blocks * len)
+        partials.resize(blocks * len);
+    const auto last_row = [=](std::size_t b) { return std::min((b + 1) * block_rows, len); };
+
+    // Block b writes partials[b·len ..]; its rows touch no element of y beyond the last of them.
+    const auto multiply_block = [&](std::size_t b) {
+        T* const sums = partials.data() + b * len;
+        std::fill_n(sums, last_row(b), T(0));
+        add_rows(kernels, a, lda, b * block_rows, last_row(b), x, sums);
+    };
+    parallel_for(blocks, work_of_block(len, path, a), multiply_block);
+
+    std::fill_n(y, len, T(0));
+    for (std::size_t b = 0; b < blocks; ++b)
+        for (std::size_t i = 0; i < last_row(b); ++i)
+            y[i] += partials[b * len + i];
+}
+
+template void hermitian_product(const double*, std::size_t, std::size_t, const double*, double*,
+                                std::vector<double>&);
+template void hermitian_product(const complex*, std::size_t, std::size_t, const complex*, complex*,
+                                std::vector<complex>&);
+
+} // namespace numerical::detail

@@ -1,0 +1,233 @@
+#include "numerical/eigen/tridiagonal.hpp"
+
+#include "numerical/eigen/hermitian_product.hpp"
+#include "numerical/factor/reflector.hpp"
+#include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/vector_dispatch.hpp"
+
+#include <algorithm>
+#include <complex>
+
+namespace numerical::detail {
+namespace {
+
+constexpr std::size_t panel_columns = 32;
+constexpr std::size_t strip_rows = 512;
+
+// wᴴ·v for many w and one v.
+template <class T>
+class dots_with;
+
+template <>
+class dots_with<double>
+{
+public:
+    dots_with(int path_code, const double* vector, std::size_t) : path(path_code), v(vector) {}
+
+    double operator()(const double* w, std::size_t n) const { return dot_on(path, w, v, n); }
+
+private:
+    int path;
+    const double* v;
+};
+
+// Two real dots of the interleaved parts: with v for the real part, with -i·v for the imaginary.
+template <>
+class dots_with<complex>
+{
+public:
+    dots_with(int path_code, const complex* vector, std::size_t n)
+        : path(path_code), v(reinterpret_cast<const double*>(vector))
+    {
+        turned.reserve(2 * n);
+        for (std::size_t i = 0; i < n; ++i) {
+            turned.push_back(vector[i].imag());
+            turned.push_back(-vector[i].real());
+        }
+    }
+
+    complex operator()(const complex* w, std::size_t n) const
+    {
+        const auto* const parts = reinterpret_cast<const double*>(w);
+        return {dot_on(path, parts, v, 2 * n), dot_on(path, parts, turned.data(), 2 * n)};
+    }
+
+private:
+    int path;
+    const double* v;
+    std::vector<double> turned;
+};
+
+template <class T>
+class reducer
+{
+public:
+    reducer(std::vector<T>& matrix, std::size_t n, std::vector<std::vector<T>>& reflectors,
+            std::vector<T>& sub);
+
+    // Columns [from, to), then the trailing matrix.
+    void reduce_panel(std::size_t from, std::size_t to);
+
+private:
+    void reduce_column(std::size_t k, std::size_t p);
+    void correct_product(std::size_t k, std::size_t p);
+    void update_trailing(std::size_t to, std::size_t count);
+
+    const int path = gemm_path_current();
+    const std::size_t n;
+    const block_view<T> a;
+    std::vector<std::vector<T>>& reflectors;
+    std::vector<T>& sub;
+
+    // Row p of `columns` is column p of the panel, each at its absolute indices. `vectors` holds
+    // V and W of the panel in turn, V[p] in row 2p and W[p] in row 2p + 1, so that both leave a
+    // vector in one pass. Only indices beyond a vector's own column are in use.
+    std::vector<T> columns;
+    std::vector<T> vectors;
+    std::vector<T> coefficients;
+    std::vector<T> left;
+    std::vector<T> right;
+    std::vector<T> partials;
+
+    T* v_row(std::size_t p) { return vectors.data() + 2 * p * n; }
+
+    T* w_row(std::size_t p) { return vectors.data() + (2 * p + 1) * n; }
+};
+
+template <class T>
+reducer<T>::reducer(std::vector<T>& matrix, std::size_t order, std::vector<std::vector<T>>& list,
+                    std::vector<T>& subdiagonal)
+    : n(order), a{matrix.data(), order, order, order}, reflectors(list), sub(subdiagonal)
+{
+    const std::size_t width = std::min(panel_columns, n - 1);
+    columns.resize(width * n);
+    vectors.resize(2 * width * n);
+    coefficients.resize(2 * width);
+    left.resize(2 * width * n);
+    right.resize(2 * width * n);
+}
+
+template <class T>
+void reducer<T>::reduce_panel(std::size_t from, std::size_t to)
+{
+    for (std::size_t i = from; i < n; ++i)
+        for (std::size_t k = from; k < std::min(to, i + 1); ++k)
+            columns[(k - from) * n + i] = a(i, k);
+    for (std::size_t k = from; k < to; ++k)
+        reduce_column(k, k - from);
+    update_trailing(to, to - from);
+}
+
+// x is column k from the diagonal down, y what lies below the diagonal.
+template <class T>
+void reducer<T>::reduce_column(std::size_t k, std::size_t p)
+{
+    T* const x = columns.data() + p * n + k;
+    for (std::size_t q = 0; q < p; ++q) {
+        coefficients[2 * q] = conjugate(w_row(q)[k]);
+        coefficients[2 * q + 1] = conjugate(v_row(q)[k]);
+    }
+    subtract_products_on(path, x, coefficients.data(), vectors.data() + k, n, 2 * p, n - k);
+    a(k, k) = x[0];
+
+    std::vector<T> y(x + 1, x + (n - k));
+    T* const v = v_row(p) + k + 1;
+    T* const w = w_row(p) + k + 1;
+    if (std::all_of(y.begin() + 1, y.end(), [](const T& element) { return element == T(0); })) {
+        sub[k] = y[0];
+        std::fill_n(v, y.size(), T(0));
+        std::fill_n(w, y.size(), T(0));
+        return;
+    }
+    sub[k] = householder_in_place(y);
+    std::copy(y.begin(), y.end(), v);
+    hermitian_product(&a(k + 1, k + 1), n, y.size(), v, w, partials);
+    correct_product(k, p);
+    reflectors[k + 1] = std::move(y);
+}
+
+// w = A·v of the panel's start becomes A·v of now, then 2w - 2(vᴴw)·v: with that H·A·H is
+// A - v·wᴴ - w·vᴴ.
+template <class T>
+void reducer<T>::correct_product(std::size_t k, std::size_t p)
+{
+    const std::size_t len = n - k - 1;
+    T* const v = v_row(p) + k + 1;
+    T* const w = w_row(p) + k + 1;
+    const dots_with<T> dot(path, v, len);
+    for (std::size_t q = 0; q < p; ++q) {
+        coefficients[2 * q] = dot(w_row(q) + k + 1, len);
+        coefficients[2 * q + 1] = dot(v_row(q) + k + 1, len);
+    }
+    subtract_products_on(path, w, coefficients.data(), vectors.data() + k + 1, n, 2 * p, len);
+    const T twice = T(2) * conjugate(dot(w, len));
+    for (std::size_t i = 0; i < len; ++i)
+        w[i] *= 2.0;
+    subtract_scaled_on(path, w, v, twice, len);
+}
+
+// A22 -= V·Wᴴ + W·Vᴴ on and below the diagonal, by strips of rows that end at their own diagonal.
+template <class T>
+void reducer<T>::update_trailing(std::size_t to, std::size_t count)
+{
+    const std::size_t t = n - to;
+    const std::size_t depth = 2 * count;
+    for (std::size_t p = 0; p < count; ++p)
+        for (std::size_t i = 0; i < t; ++i) {
+            const T v = v_row(p)[to + i];
+            const T w = w_row(p)[to + i];
+            left[i * depth + p] = negated(v);
+            left[i * depth + count + p] = negated(w);
+            right[p * t + i] = conjugate(w);
+            right[(count + p) * t + i] = conjugate(v);
+        }
+    for (std::size_t r = 0; r < t; r += strip_rows) {
+        const std::size_t end = std::min(r + strip_rows, t);
+        add_product<T>({left.data() + r * depth, end - r, depth, depth},
+                       {right.data(), depth, end, t}, a.sub(to + r, to + end, to, to + end));
+    }
+}
+
+// The subdiagonal as it is, or, if complex, by its moduli with the phases that make it so.
+void make_real(const std::vector<double>& sub, std::vector<double>& phases, std::vector<double>& e)
+{
+    std::fill(phases.begin(), phases.end(), 1.0);
+    std::copy(sub.begin(), sub.end() - 1, e.begin());
+}
+
+void make_real(const std::vector<complex>& sub, std::vector<complex>& phases,
+               std::vector<double>& e)
+{
+    phases[0] = 1;
+    for (std::size_t i = 0; i + 1 < sub.size(); ++i) {
+        phases[i + 1] = std::conj(phase_of(sub[i])) * phases[i];
+        e[i] = std::abs(sub[i]);
+    }
+}
+
+} // namespace
+
+template <class T>
+tridiagonal_reduction<T> tridiagonalize(std::vector<T>& a, std::size_t n, std::vector<double>& d,
+                                        std::vector<double>& e)
+{
+    tridiagonal_reduction<T> reduction{std::vector<std::vector<T>>(n), std::vector<T>(n)};
+    std::vector<T> sub(n);
+    if (n >= 2) {
+        reducer<T> columns(a, n, reduction.reflectors, sub);
+        for (std::size_t from = 0; from < n - 1; from += panel_columns)
+            columns.reduce_panel(from, std::min(from + panel_columns, n - 1));
+    }
+    for (std::size_t i = 0; i < n; ++i)
+        d[i] = real_part(a[i * n + i]);
+    e[n - 1] = 0;
+    make_real(sub, reduction.phases, e);
+    return reduction;
+}
+
+template tridiagonal_reduction<double> tridiagonalize(std::vector<double>&, std::size_t,
+                                                      std::vector<double>&, std::vector<double>&);
+template tridiagonal_reduction<complex> tridiagonalize(std::vector<complex>&, std::size_t,
+                                                       std::vector<double>&, std::vector<double>&);
+
+} // namespace numerical::detail

@@ -1,0 +1,43 @@
+#pragma once
+
+// Reduction of a Hermitian matrix to a real symmetric tridiagonal one by reflectors, and the ways
+// back. The matrix is Hₙ₋₁···H₁ applied from both sides, H₁ first; reflector i annihilates column
+// i - 1 below the subdiagonal. For complex matrices a diagonal scaling by `phases` then makes the
+// subdiagonal real and non-negative.
+//
+// Columns are handled in panels of 32 (Dongarra, Sorensen and Hammarling 1989): within a panel the
+// trailing matrix stays as it was, and each column is brought up to date from the panel's vectors
+// alone; then A -= V·Wᴴ + W·Vᴴ at once by products. What can't be blocked is the product of the
+// trailing matrix with each reflector.
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+template <class T>
+struct tridiagonal_reduction
+{
+    // Entry i spans indices i .. n-1; empty where column i - 1 needed no reflection. Entry 0 is
+    // empty.
+    std::vector<std::vector<T>> reflectors;
+    std::vector<T> phases; // of modulus 1; all 1 for double
+};
+
+// Reduces the n × n matrix `a`, of which the lower triangle is read, and overwrites it. d receives
+// the diagonal, e the subdiagonal and a last 0, both of n entries. For double e keeps its signs.
+template <class T>
+tridiagonal_reduction<T> tridiagonalize(std::vector<T>& a, std::size_t n, std::vector<double>& d,
+                                        std::vector<double>& e);
+
+// The n × n basis B by rows: an eigenvector of the tridiagonal matrix, as a row z, gives the
+// matrix's as the row z·B.
+template <class T>
+std::vector<T> tridiagonal_basis(const tridiagonal_reduction<T>& reduction, std::size_t n);
+
+// rows := rows·B without forming B.
+template <class T>
+void to_matrix_basis(const tridiagonal_reduction<T>& reduction, std::vector<T>& rows,
+                     std::size_t n);
+
+} // namespace numerical::detail

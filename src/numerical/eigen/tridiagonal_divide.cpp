@@ -1,0 +1,139 @@
+#include "numerical/eigen/tridiagonal_divide.hpp"
+
+#include "numerical/eigen/merge_columns.hpp"
+#include "numerical/eigen/tridiagonal_ql.hpp"
+#include "numerical/runtime/parallel_for.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+
+namespace numerical::detail {
+namespace {
+
+double largest_modulus(const double* values, std::size_t count)
+{
+    double largest = 0;
+    for (std::size_t i = 0; i < count; ++i)
+        largest = std::max(largest, std::abs(values[i]));
+    return largest;
+}
+
+// The block scaled by an exact power of two, so that its largest entry lies in [0.5, 1) and the
+// tolerances of the merges are relative to that.
+void divide_scaled(double* d, const double* e, std::size_t n, int exponent, block_view<double> z,
+                   merge_workspace& workspace)
+{
+    std::vector<double> scaled_d(n);
+    std::vector<double> scaled_e(n);
+    for (std::size_t i = 0; i < n; ++i)
+        scaled_d[i] = std::ldexp(d[i], -exponent);
+    for (std::size_t i = 0; i + 1 < n; ++i)
+        scaled_e[i] = std::ldexp(e[i], -exponent);
+    divide_block(scaled_d.data(), scaled_e.data(), n, z, workspace);
+    for (std::size_t i = 0; i < n; ++i)
+        d[i] = std::ldexp(scaled_d[i], exponent);
+}
+
+void solve_leaf(double* d, const double* e, std::size_t n, block_view<double> z)
+{
+    std::vector<double> values(d, d + n);
+    std::vector<double> off_diagonal(n);
+    std::copy(e, e + (n - 1), off_diagonal.begin());
+    std::vector<double> rows(n * n);
+    for (std::size_t i = 0; i < n; ++i)
+        rows[i * n + i] = 1;
+    tridiagonal_ql(values, off_diagonal, rows, n, 30 * n);
+    const std::vector<std::size_t> order = ascending_order(values);
+    for (std::size_t j = 0; j < n; ++j) {
+        d[j] = values[order[j]];
+        for (std::size_t i = 0; i < n; ++i)
+            z(i, j) = rows[order[j] * n + i];
+    }
+}
+
+// With rho = |e[k-1]| taken from the two diagonal entries at the tear, the matrix is the two halves
+// and rho·v·vᵀ, v having 1 and the sign of e[k-1] there.
+void tear_and_merge(double* d, const double* e, std::size_t n, block_view<double> z,
+                    merge_workspace& workspace)
+{
+    const std::size_t k = n / 2;
+    const double tear = e[k - 1];
+    const double rho = std::abs(tear);
+    d[k - 1] -= rho;
+    d[k] -= rho;
+    divide_block(d, e, k, z.sub(0, k, 0, k), workspace);
+    divide_block(d + k, e + k, n - k, z.sub(k, n, k, n), workspace);
+
+    std::vector<double> update(n);
+    for (std::size_t j = 0; j < k; ++j)
+        update[j] = z(k - 1, j);
+    for (std::size_t j = k; j < n; ++j)
+        update[j] = std::copysign(1.0, tear) * z(k, j);
+    std::vector<double> values(d, d + n);
+    merge_rank_one(values, std::move(update), rho, z, k, workspace);
+    std::copy(values.begin(), values.end(), d);
+}
+
+// Columns of the real z as rows of T.
+template <class T>
+std::vector<T> transposed(const std::vector<double>& z, std::size_t n)
+{
+    std::vector<T> rows(n * n);
+    const auto gather_row = [&](std::size_t i) {
+        for (std::size_t j = 0; j < n; ++j)
+            rows[i * n + j] = z[j * n + i];
+    };
+    parallel_for(n, n, gather_row);
+    return rows;
+}
+
+std::vector<double> vectors_of_tridiagonal(std::vector<double>& d, const std::vector<double>& e,
+                                           std::size_t n)
+{
+    std::vector<double> z = zeros<double>(n * n);
+    merge_workspace workspace;
+    divide_block(d.data(), e.data(), n, {z.data(), n, n, n}, workspace);
+    return z;
+}
+
+} // namespace
+
+void divide_block(double* d, const double* e, std::size_t n, block_view<double> z,
+                  merge_workspace& workspace)
+{
+    int exponent = 0;
+    std::frexp(std::max(largest_modulus(d, n), largest_modulus(e, n - 1)), &exponent);
+    if (exponent != 0)
+        divide_scaled(d, e, n, exponent, z, workspace);
+    else if (n < divide_order)
+        solve_leaf(d, e, n, z);
+    else
+        tear_and_merge(d, e, n, z, workspace);
+}
+
+template <class T>
+std::vector<T> tridiagonal_divide_and_conquer(std::vector<double>& d, std::vector<double>& e,
+                                              const tridiagonal_reduction<T>& reduction,
+                                              std::size_t n)
+{
+    if (n < divide_order) {
+        std::vector<T> basis = tridiagonal_basis(reduction, n);
+        tridiagonal_ql(d, e, basis, n, 30 * n);
+        return basis;
+    }
+    std::vector<T> rows = transposed<T>(vectors_of_tridiagonal(d, e, n), n);
+    to_matrix_basis(reduction, rows, n);
+    return rows;
+}
+
+template std::vector<double> tridiagonal_divide_and_conquer(std::vector<double>&,
+                                                            std::vector<double>&,
+                                                            const tridiagonal_reduction<double>&,
+                                                            std::size_t);
+template std::vector<complex> tridiagonal_divide_and_conquer(std::vector<double>&,
+                                                             std::vector<double>&,
+                                                             const tridiagonal_reduction<complex>&,
+                                                             std::size_t);
+
+} // namespace numerical::detail

@@ -1,0 +1,38 @@
+#pragma once
+
+// The real symmetric tridiagonal eigenproblem by divide and conquer (Cuppen 1981): the matrix is
+// torn in two at its middle by a rank-one change, the halves are solved by recursion, and a merge
+// solves the rank-one problem. Its vector is computed anew from the roots (Gu and Eisenstat 1995),
+// which keeps the eigenvectors orthogonal to working precision.
+
+#include "numerical/eigen/merge_workspace.hpp"
+#include "numerical/eigen/tridiagonal.hpp"
+#include "numerical/gemm/block_view.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+// Below this order QL takes over.
+constexpr std::size_t divide_order = 33;
+
+// d has the diagonal, e the subdiagonal and a last 0. On return row k of the n × n result is the
+// eigenvector of d[k] in the coordinates of the matrix that was reduced.
+template <class T>
+std::vector<T> tridiagonal_divide_and_conquer(std::vector<double>& d, std::vector<double>& e,
+                                              const tridiagonal_reduction<T>& reduction,
+                                              std::size_t n);
+
+// The same in the tridiagonal matrix's own coordinates: d ascends, and column k of z, which is n ×
+// n and all zero on entry, becomes the eigenvector of d[k]. e has n - 1 elements.
+void divide_block(double* d, const double* e, std::size_t n, block_view<double> z,
+                  merge_workspace& workspace);
+
+// The eigensystem of diag(d) + rho·z·zᵀ in the basis q: d has two ascending runs, the first k
+// columns of q are zero below row k and the others above it, z has norm √2. d ascends on return
+// and q holds the merged columns.
+void merge_rank_one(std::vector<double>& d, std::vector<double> z, double rho, block_view<double> q,
+                    std::size_t k, merge_workspace& workspace);
+
+} // namespace numerical::detail

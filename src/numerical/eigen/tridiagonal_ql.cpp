@@ -1,0 +1,137 @@
+#include "numerical/eigen/tridiagonal_ql.hpp"
+
+#include "numerical/eigen/row_operations.hpp"
+#include "numerical/errors.hpp"
+#include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <limits>
+
+namespace numerical::detail {
+namespace {
+
+// The iteration: what it does to d and e, and the rotations it asks of the basis.
+class ql_iteration
+{
+public:
+    ql_iteration(std::vector<double>& diagonal, std::vector<double>& subdiagonal, std::size_t order,
+                 std::size_t max_steps)
+        : rotations(reserved<row_operation>(order * order)), d(diagonal), e(subdiagonal), n(order),
+          steps_left(max_steps)
+    {
+    }
+
+    void run();
+
+    row_operations rotations;
+
+private:
+    std::vector<double>& d;
+    std::vector<double>& e;
+    const std::size_t n;
+    std::size_t steps_left;
+    double shift = 0; // subtracted from all of d that is not final
+
+    // What the chase over l .. m needs of the values at l + 1 from before it.
+    struct corner
+    {
+        double d;
+        double e;
+    };
+
+    corner subtract_shift(std::size_t l);
+    void chase(std::size_t l, std::size_t m, const corner& next);
+};
+
+void ql_iteration::run()
+{
+    constexpr double eps = std::numeric_limits<double>::epsilon();
+    double largest = 0;
+    for (std::size_t l = 0; l < n; ++l) {
+        largest = std::max(largest, std::abs(d[l]) + std::abs(e[l]));
+        const double small = eps * largest;
+        if (std::abs(e[l]) > small) {
+            std::size_t m = l + 1;
+            while (std::abs(e[m]) > small)
+                ++m;
+            do {
+                if (steps_left-- == 0)
+                    throw convergence_error(
+                        "symmetric eigendecomposition: QL did not converge within its steps");
+                chase(l, m, subtract_shift(l));
+            } while (std::abs(e[l]) > small);
+        }
+        d[l] += shift;
+        e[l] = 0;
+    }
+}
+
+// Wilkinson's shift from the leading 2 × 2 block, subtracted from the whole block.
+ql_iteration::corner ql_iteration::subtract_shift(std::size_t l)
+{
+    const double g = d[l];
+    const double difference = d[l + 1] - g;
+    const double p = difference / (2 * e[l]);
+    const double reach = p + std::copysign(rotation_length(p, 1), p < 0 ? -1.0 : 1.0);
+    if (std::isfinite(reach)) {
+        d[l] = e[l] / reach;
+        d[l + 1] = e[l] * reach;
+    } else { // e is negligible beside the difference: reach is difference/e
+        d[l] = e[l] * (e[l] / difference);
+        d[l + 1] = difference;
+    }
+    const double h = g - d[l];
+    for (std::size_t i = l + 2; i < n; ++i)
+        d[i] -= h;
+    shift += h;
+    return {d[l + 1], e[l + 1]};
+}
+
+// The bulge goes from m up to l, a rotation of rows i and i + 1 at each step.
+void ql_iteration::chase(std::size_t l, std::size_t m, const corner& next)
+{
+    double p = d[m];
+    double c = 1;
+    double c2 = 1;
+    double c3 = 1;
+    double s = 0;
+    double s2 = 0;
+    for (std::size_t i = m; i-- > l;) {
+        c3 = c2;
+        c2 = c;
+        s2 = s;
+        const double g = c * e[i];
+        const double h = c * p;
+        const double r = rotation_length(p, e[i]);
+        e[i + 1] = s * r;
+        s = e[i] / r;
+        c = p / r;
+        p = c * d[i] - s * g;
+        d[i + 1] = h + s * (c * g + s * d[i]);
+        rotations.push_back({row_operation_kind::rotation, i, i + 1, c, -s});
+    }
+    p = -s * s2 * c3 * next.e * e[l] / next.d;
+    e[l] = s * p;
+    d[l] = c * p;
+}
+
+} // namespace
+
+template <class T>
+void tridiagonal_ql(std::vector<double>& d, std::vector<double>& e, std::vector<T>& basis,
+                    std::size_t n, std::size_t max_steps)
+{
+    ql_iteration iteration(d, e, n, max_steps);
+    iteration.run();
+    apply_row_operations(basis, n, iteration.rotations);
+}
+
+template void tridiagonal_ql(std::vector<double>&, std::vector<double>&, std::vector<double>&,
+                             std::size_t, std::size_t);
+template void tridiagonal_ql(std::vector<double>&, std::vector<double>&, std::vector<complex>&,
+                             std::size_t, std::size_t);
+
+} // namespace numerical::detail

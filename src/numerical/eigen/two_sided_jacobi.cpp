@@ -1,0 +1,134 @@
+// The Jacobi road of the real symmetric eigenproblem: rotations from both sides, pair by pair in
+// row order, until what lies off the diagonal is negligible (Jacobi 1846; the cyclic order and the
+// small angle are those of Forsythe and Henrici 1960).
+
+#include "numerical/eigen/eigen.hpp"
+
+#include "numerical/eigen/merge_columns.hpp"
+#include "numerical/errors.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+namespace numerical {
+namespace {
+
+constexpr int sweep_limit = 60;
+constexpr double tolerance = 1e-12; // of the Frobenius norm
+
+class jacobi_iteration
+{
+public:
+    jacobi_iteration(const matrix<double>& lower, double scale);
+
+    void run();
+
+    // Eigenvectors by rows, and the values on the diagonal of what the matrix has become.
+    std::vector<double> q;
+
+    double value(std::size_t i) const { return a[i * n + i]; }
+
+private:
+    const std::size_t n;
+    std::vector<double> a;
+    double negligible = 0;
+
+    double off_diagonal() const;
+    void sweep();
+    void annihilate(std::size_t p, std::size_t r);
+};
+
+jacobi_iteration::jacobi_iteration(const matrix<double>& lower, double scale)
+    : q(lower.rows * lower.rows), n(lower.rows), a(n * n)
+{
+    double squares = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        q[i * n + i] = 1;
+        for (std::size_t j = 0; j < n; ++j) {
+            a[i * n + j] = lower.data[std::max(i, j) * n + std::min(i, j)] / scale;
+            squares += a[i * n + j] * a[i * n + j];
+        }
+    }
+    negligible = tolerance * std::sqrt(squares);
+}
+
+double jacobi_iteration::off_diagonal() const
+{
+    double squares = 0;
+    for (std::size_t i = 0; i < n; ++i)
+        for (std::size_t j = i + 1; j < n; ++j)
+            squares += a[i * n + j] * a[i * n + j];
+    return std::sqrt(2 * squares);
+}
+
+void jacobi_iteration::run()
+{
+    if (n < 2)
+        return;
+    for (int sweeps = 0; off_diagonal() > negligible; ++sweeps) {
+        if (sweeps == sweep_limit)
+            throw convergence_error(
+                "symmetric eigendecomposition: Jacobi did not converge within its sweeps");
+        sweep();
+    }
+}
+
+void jacobi_iteration::sweep()
+{
+    for (std::size_t p = 0; p + 1 < n; ++p)
+        for (std::size_t r = p + 1; r < n; ++r)
+            if (a[p * n + r] != 0)
+                annihilate(p, r);
+}
+
+// The rotation by the smaller angle that makes a(p, r) zero.
+void jacobi_iteration::annihilate(std::size_t p, std::size_t r)
+{
+    const double app = a[p * n + p];
+    const double arr = a[r * n + r];
+    const double apr = a[p * n + r];
+    const double tau = (arr - app) / (2 * apr);
+    const double t = (tau >= 0 ? 1.0 : -1.0) / (std::abs(tau) + std::sqrt(tau * tau + 1));
+    const double c = 1 / std::sqrt(t * t + 1);
+    const double s = t * c;
+    a[r * n + r] = app * (s * s) + apr * (2 * s * c) + arr * (c * c);
+    a[p * n + p] = app * (c * c) - apr * (2 * s * c) + arr * (s * s);
+    a[p * n + r] = a[r * n + p] = 0;
+    for (std::size_t k = 0; k < n; ++k) {
+        if (k != p && k != r) {
+            const double x = a[p * n + k];
+            const double y = a[r * n + k];
+            a[p * n + k] = a[k * n + p] = c * x - s * y;
+            a[r * n + k] = a[k * n + r] = s * x + c * y;
+        }
+    }
+    for (std::size_t k = 0; k < n; ++k) {
+        const double x = q[p * n + k];
+        const double y = q[r * n + k];
+        q[p * n + k] = c * x - s * y;
+        q[r * n + k] = s * x + c * y;
+    }
+}
+
+} // namespace
+
+void symmetric_eigen::run_jacobi(const matrix<double>& a, double scale)
+{
+    jacobi_iteration iteration(a, scale);
+    iteration.run();
+    std::vector<double> diagonal(size);
+    for (std::size_t i = 0; i < size; ++i)
+        diagonal[i] = iteration.value(i) * scale;
+    extract_sorted(diagonal, iteration.q);
+}
+
+void symmetric_eigen::extract_sorted(const std::vector<double>& diagonal,
+                                     const std::vector<double>& q)
+{
+    const std::vector<std::size_t> order = detail::ascending_order(diagonal);
+    for (const std::size_t i : order)
+        values.push_back(diagonal[i]);
+    vectors = {size, size, detail::columns_by_value(q, order, size)};
+}
+
+} // namespace numerical
