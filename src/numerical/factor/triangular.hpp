@@ -1,22 +1,40 @@
 #pragma once
 
-// Inverses of triangles.
+// Substitution with small triangles, and the inverse of a large one. All of it works on tiles of 64
+// columns of the right sides, so that the rows which meet again and again stay in the cache.
+// Sums ascend over the terms of a row, and a quotient is a true division of each element. T =
+// double or std::complex<double>.
 
+#include "numerical/gemm/block_view.hpp"
+
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <vector>
 
 namespace numerical::detail {
 
-// Columns that one index of a triangular loop takes.
 constexpr std::size_t triangular_tile = 64;
 
+constexpr std::size_t triangular_tiles(std::size_t columns)
+{
+    return (columns + triangular_tile - 1) / triangular_tile;
+}
+
+// X := L⁻¹·X, L the unit lower triangle of `l`.
+template <class T>
+void substitute_unit_lower(int path, block_view<const T> l, block_view<T> x);
+
+// X := U⁻¹·X, U the upper triangle of `u`.
+template <class T>
+void substitute_upper(int path, block_view<const T> u, block_view<T> x);
+
 // The inverse of the upper triangle of the row-major n × n array `r`, with zeros below the
-// diagonal. Nothing is checked: a zero on r's diagonal gives infinities or NaN. T = double or
-// std::complex<double>.
+// diagonal. Nothing is checked: a zero on r's diagonal gives infinities or NaN.
 template <class T>
 std::vector<T> upper_inverse(const std::vector<T>& r, std::size_t n);
 
-// row[j] /= divisor, a true division of every element.
+// row[j] /= divisor.
 template <class T>
 void divide_row(T* row, T divisor, std::size_t n)
 {
@@ -24,12 +42,34 @@ void divide_row(T* row, T divisor, std::size_t n)
         row[j] /= divisor;
 }
 
-// Rows of a power-of-two stride fall into the same few sets of the cache. Work that walks down such
-// columns again and again does better on a private contiguous copy.
+template <class T>
+void copy_block(block_view<const std::type_identity_t<T>> from, block_view<T> to)
+{
+    for (std::size_t i = 0; i < to.rows; ++i)
+        std::copy(from.row(i), from.row(i) + to.cols, to.row(i));
+}
+
+// Rows a multiple of 2 KiB apart fall into the same few sets of the cache: work that meets such
+// rows again and again does better on a contiguous copy.
 template <class T>
 bool stride_crowds_cache_sets(std::size_t stride)
 {
     return stride * sizeof(T) % 2048 == 0;
+}
+
+// body(tile), for a tile of at most 64 × 64; on a private copy where the tile's own stride is bad.
+template <class T, class F>
+void on_well_strided(block_view<T> tile, const F& body)
+{
+    if (!stride_crowds_cache_sets<T>(tile.stride)) {
+        body(tile);
+        return;
+    }
+    std::array<T, triangular_tile * triangular_tile> store;
+    const block_view<T> copy{store.data(), tile.rows, tile.cols, tile.cols};
+    copy_block(tile, copy);
+    body(copy);
+    copy_block(copy, tile);
 }
 
 } // namespace numerical::detail

@@ -1,0 +1,27 @@
+#pragma once
+
+// The determinant from the diagonal of a finished factorization. T = double or
+// std::complex<double>.
+
+#include "numerical/factor/lu.hpp"
+
+namespace numerical {
+
+// The sign of the permutation times the diagonal of U, in ascending order. It overflows and
+// underflows where the product does; a singular matrix gets 0 from the zero on U's diagonal.
+template <class T>
+T determinant(const lu_decomposition<T>& lu);
+
+template <class T>
+struct sign_and_log
+{
+    T sign; // of modulus 1, or 0 for a singular matrix
+    double log;
+};
+
+// Sign and natural logarithm of |det|, which neither overflow nor underflow; (0, -inf) for a
+// singular matrix.
+template <class T>
+sign_and_log<T> slogdet(const lu_decomposition<T>& lu);
+
+} // namespace numerical

@@ -1,0 +1,208 @@
+#include "numerical/factor/lu.hpp"
+
+#include "numerical/checks.hpp"
+#include "numerical/errors.hpp"
+#include "numerical/factor/lu_panel.hpp"
+#include "numerical/factor/triangular.hpp"
+#include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/path.hpp"
+#include "numerical/runtime/parallel_for.hpp"
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <numeric>
+#include <utility>
+
+namespace numerical {
+namespace detail {
+namespace {
+
+constexpr std::size_t narrow_block = 32;
+constexpr std::size_t wide_block = 64;
+constexpr std::size_t greatest_narrow_order = 256;
+
+// Up to so many columns right of the next panel, it is factored beside their update. With more, a
+// whole trailing product keeps all threads busy by itself.
+constexpr std::size_t look_ahead_columns = 1024;
+
+// A column stride for the panel that neither crowds the cache's sets nor splits vectors over lines.
+std::size_t panel_stride(std::size_t rows)
+{
+    const std::size_t stride = (rows + 7) / 8 * 8;
+    return stride % 256 == 0 ? stride + 8 : stride;
+}
+
+// The block loop. An exchange of rows that a panel makes reaches the columns right of it when they
+// are next touched, tile by tile, and those left of it in the end: so the panel can be factored
+// while others still update the columns beside it, and no row is pulled through the cache only to
+// be exchanged.
+template <class T>
+class lu_blocks
+{
+public:
+    lu_blocks(block_view<T> matrix, std::size_t block_width)
+        : a(matrix), order(matrix.rows), block(block_width), exchanges(order),
+          panel_store(zeros<T>(panel_stride(order) * std::min(block, order)))
+    {
+        std::iota(exchanges.begin(), exchanges.end(), std::size_t{0});
+    }
+
+    void factorize();
+
+    // Row i was exchanged with row exchanges[i], in ascending order of i.
+    const std::vector<std::size_t>& row_exchanges() const { return exchanges; }
+
+    bool singular() const { return met_zero_pivot; }
+
+private:
+    block_view<T> a;
+    std::size_t order;
+    std::size_t block;
+    std::vector<std::size_t> exchanges;
+    std::vector<T> panel_store; // of the panel that is being factored, by columns
+    std::vector<T> minus_l;     // of the panel whose update runs, by rows
+    bool met_zero_pivot = false;
+
+    void factorize_panel(std::size_t first, std::size_t last);
+    void solve_panel_rows(std::size_t first, std::size_t last);
+    void update_beside_panel(std::size_t start, std::size_t end, std::size_t next_end);
+    void update(std::size_t start, std::size_t end, std::size_t from, std::size_t to);
+    void exchange_rows(std::size_t first, std::size_t last, std::size_t from, std::size_t to);
+    void exchange_rows_of_l();
+};
+
+//       start  end  next_end
+//    [  L\U    U   |   U    ]  start     solve for the rows of U;
+//    [   L   panel | update ]  end       the next panel's columns first, then it and the rest.
+template <class T>
+void lu_blocks<T>::factorize()
+{
+    std::size_t start = 0;
+    std::size_t end = std::min(block, order);
+    factorize_panel(start, end);
+    while (end < order) {
+        const std::size_t next_end = std::min(order, end + block);
+        solve_panel_rows(start, end);
+        negate_into(minus_l, a.sub(end, order, start, end));
+        update(start, end, end, next_end);
+        if (order - next_end <= look_ahead_columns) {
+            update_beside_panel(start, end, next_end);
+        } else {
+            update(start, end, next_end, order);
+            factorize_panel(end, next_end);
+        }
+        start = end;
+        end = next_end;
+    }
+    exchange_rows_of_l();
+}
+
+template <class T>
+void lu_blocks<T>::factorize_panel(std::size_t first, std::size_t last)
+{
+    const std::size_t rows = order - first;
+    const block_view<T> columns{panel_store.data(), last - first, rows, panel_stride(rows)};
+    const block_view<T> in_place = a.sub(first, order, first, last);
+    transpose_into(columns, in_place);
+    lu_panel<T> panel(columns, first, block, exchanges.data() + first);
+    panel.factorize();
+    met_zero_pivot = met_zero_pivot || panel.singular();
+    transpose_into(in_place, columns);
+}
+
+// Rows [first, last) right of the panel become U, after the panel's exchanges. Each tile reads and
+// writes its own columns only.
+template <class T>
+void lu_blocks<T>::solve_panel_rows(std::size_t first, std::size_t last)
+{
+    const std::size_t width = last - first;
+    const int path = gemm_path_current();
+    const block_view<const T> l = a.sub(first, last, first, last);
+    const auto solve_tile = [&](std::size_t t) {
+        const std::size_t from = last + triangular_tile * t;
+        const std::size_t to = std::min(from + triangular_tile, order);
+        exchange_rows(first, last, from, to);
+        on_well_strided(a.sub(first, last, from, to),
+                        [&](block_view<T> x) { substitute_unit_lower(path, l, x); });
+    };
+    parallel_for(triangular_tiles(order - last), width * width * triangular_tile / 2, solve_tile);
+}
+
+// The tiles write the columns from next_end on, from row `end` down, and read the rows of U above
+// and the private copy of -L; the panel's columns are written by the panel alone.
+template <class T>
+void lu_blocks<T>::update_beside_panel(std::size_t start, std::size_t end, std::size_t next_end)
+{
+    const std::size_t remaining = order - next_end;
+    const std::size_t pieces = 2 * allowed_threads();
+    const std::size_t tile = std::max((remaining + pieces - 1) / pieces, block);
+    const auto update_tile = [&](std::size_t t) {
+        const std::size_t from = next_end + t * tile;
+        update(start, end, from, std::min(from + tile, order));
+    };
+    const auto next_panel = [&] { factorize_panel(end, next_end); };
+    parallel_for_beside((remaining + tile - 1) / tile, (order - end) * (end - start) * tile / 16,
+                        update_tile, next_panel);
+}
+
+// Columns [from, to), from row `end` down, lose L·U of the block [start, end).
+template <class T>
+void lu_blocks<T>::update(std::size_t start, std::size_t end, std::size_t from, std::size_t to)
+{
+    const std::size_t width = end - start;
+    add_product({minus_l.data(), order - end, width, width}, a.sub(start, end, from, to),
+                a.sub(end, order, from, to));
+}
+
+// The exchanges of rows [first, last), on columns [from, to).
+template <class T>
+void lu_blocks<T>::exchange_rows(std::size_t first, std::size_t last, std::size_t from,
+                                 std::size_t to)
+{
+    for (std::size_t i = first; i < last; ++i)
+        if (exchanges[i] != i)
+            std::swap_ranges(a.row(i) + from, a.row(i) + to, a.row(exchanges[i]) + from);
+}
+
+// Each panel's columns of L take the exchanges of all panels after it, in one go while they lie in
+// the cache.
+template <class T>
+void lu_blocks<T>::exchange_rows_of_l()
+{
+    const auto exchange_panel = [&](std::size_t t) {
+        const std::size_t from = block * t;
+        const std::size_t to = std::min(from + block, order);
+        exchange_rows(to, order, from, to);
+    };
+    parallel_for((order + block - 1) / block, order * block, exchange_panel);
+}
+
+} // namespace
+} // namespace detail
+
+template <class T>
+lu_decomposition<T>::lu_decomposition(matrix<T>&& a)
+    : order(a.rows),
+      block(a.rows <= detail::greatest_narrow_order ? detail::narrow_block : detail::wide_block)
+{
+    if (a.rows != a.cols)
+        throw dimension_error("LU decomposition requires a square matrix");
+    detail::require_finite(a, "LU decomposition");
+    factors = std::move(a.data);
+
+    detail::lu_blocks<T> blocks({factors.data(), order, order, order}, block);
+    blocks.factorize();
+    singular = blocks.singular();
+    permutation.resize(order);
+    std::iota(permutation.begin(), permutation.end(), std::size_t{0});
+    for (std::size_t i = 0; i < order; ++i)
+        if (const std::size_t other = blocks.row_exchanges()[i]; other != i) {
+            std::swap(permutation[i], permutation[other]);
+            sign = -sign;
+        }
+}
+
+template struct lu_decomposition<double>;
+template struct lu_decomposition<std::complex<double>>;
+
+} // namespace numerical

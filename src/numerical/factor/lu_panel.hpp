@@ -1,0 +1,49 @@
+#pragma once
+
+// The panel of the LU factorization: a few columns of the matrix, from the diagonal down, factored
+// by partial pivoting. The panel is a private copy that lies by columns, so that the pivot search,
+// the division by the pivot and the updates of a column run over contiguous memory.
+
+#include "numerical/gemm/block_view.hpp"
+
+#include <cstddef>
+
+namespace numerical::detail {
+
+template <class T>
+class lu_panel
+{
+public:
+    // Row j of `columns` is column j of the panel, whose first row is row `first_row` of the
+    // matrix. exchanges[k] receives the matrix row with which row first_row + k was exchanged, if
+    // it was with another.
+    lu_panel(block_view<T> panel_columns, std::size_t matrix_first_row, std::size_t block_width,
+             std::size_t* exchanged_with);
+
+    void factorize() { factorize_columns(0, columns.rows); }
+
+    // Whether a column held no pivot but zero.
+    bool singular() const { return met_zero_pivot; }
+
+private:
+    block_view<T> columns;
+    std::size_t rows; // of the matrix in a column
+    std::size_t first_row;
+    std::size_t block;
+    std::size_t* exchanges;
+    int path;
+    bool met_zero_pivot = false;
+
+    void factorize_columns(std::size_t from, std::size_t to);
+    void factorize_leaf(std::size_t from, std::size_t to);
+    void solve_unit_lower(std::size_t from, std::size_t to, std::size_t j);
+    void subtract_columns(std::size_t from, std::size_t to, std::size_t j);
+    void exchange_rows(std::size_t k, std::size_t p);
+};
+
+// The position of the first element of greatest modulus among x[0..n), n > 0; 0 if x[0] is NaN, and
+// another NaN is passed over. The modulus is the true one, as `modulus` gives it.
+std::size_t first_largest(const double* x, std::size_t n);
+std::size_t first_largest(const std::complex<double>* x, std::size_t n);
+
+} // namespace numerical::detail

@@ -1,0 +1,210 @@
+#include "numerical/factor/lu.hpp"
+
+#include "numerical/factor/triangular.hpp"
+#include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/path.hpp"
+#include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/runtime/parallel_for.hpp"
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <array>
+#include <type_traits>
+
+namespace numerical {
+namespace detail {
+namespace {
+
+// Up to so many real right sides are substituted row by row, without products and pool.
+constexpr std::size_t few_columns = 16;
+
+// The last of the blocks of `width` that tile [0, end) begins here.
+std::size_t last_block(std::size_t end, std::size_t width)
+{
+    return (end - 1) / width * width;
+}
+
+// For few right sides: one pass over L, then one over U, whose blocks meet a row from the right.
+template <class T>
+void substitute_directly(int path, block_view<const T> lu, std::size_t block, block_view<T> x)
+{
+    const std::size_t n = lu.rows;
+    substitute_unit_lower(path, lu, x);
+    for (std::size_t i = n; i-- > 0;) {
+        for (std::size_t end = n; end > i + 1;) {
+            const std::size_t from = std::max(i + 1, last_block(end, block));
+            subtract_products_on(path, x.row(i), lu.row(i) + from, x.row(from), x.stride,
+                                 end - from, x.cols);
+            end = from;
+        }
+        divide_row(x.row(i), lu(i, i), x.cols);
+    }
+}
+
+// substitute(tile) for each tile of 64 columns of a row of blocks; a tile writes its own columns.
+template <class T, class F>
+void for_each_tile(block_view<T> x, const F& substitute)
+{
+    const auto substitute_tile = [&](std::size_t t) {
+        const std::size_t from = triangular_tile * t;
+        const std::size_t to = std::min(from + triangular_tile, x.cols);
+        on_well_strided(x.sub(0, x.rows, from, to), substitute);
+    };
+    parallel_for(triangular_tiles(x.cols), x.rows * x.rows * triangular_tile / 2, substitute_tile);
+}
+
+// X := L⁻¹·X. Of an identity the columns right of a block are still zero and are passed over.
+template <class T>
+void forward_pass(block_view<const T> l, std::size_t block, block_view<T> x, right_side form)
+{
+    const int path = gemm_path_current();
+    std::vector<T> minus_l;
+    for (std::size_t start = 0; start < l.rows; start += block) {
+        const std::size_t end = std::min(start + block, l.rows);
+        const std::size_t limit = form == right_side::identity ? end : x.cols;
+        const block_view<T> solved = x.sub(start, end, 0, limit);
+        const block_view<const T> triangle = l.sub(start, end, start, end);
+        for_each_tile(solved,
+                      [&](block_view<T> tile) { substitute_unit_lower(path, triangle, tile); });
+        if (end == l.rows)
+            return;
+        negate_into(minus_l, l.sub(end, l.rows, start, end));
+        add_product({minus_l.data(), l.rows - end, end - start, end - start}, solved,
+                    x.sub(end, l.rows, 0, limit));
+    }
+}
+
+// X := U⁻¹·X.
+template <class T>
+void backward_pass(block_view<const T> u, std::size_t block, block_view<T> x)
+{
+    const int path = gemm_path_current();
+    std::vector<T> minus_u;
+    for (std::size_t end = u.rows; end > 0;) {
+        const std::size_t start = last_block(end, block);
+        const block_view<T> solved = x.sub(start, end, 0, x.cols);
+        const block_view<const T> triangle = u.sub(start, end, start, end);
+        for_each_tile(solved, [&](block_view<T> tile) { substitute_upper(path, triangle, tile); });
+        if (start == 0)
+            return;
+        negate_into(minus_u, u.sub(0, start, start, end));
+        add_product({minus_u.data(), start, end - start, end - start}, solved,
+                    x.sub(0, start, 0, x.cols));
+        end = start;
+    }
+}
+
+// Rows [from, from + rows) of y lose the products with y[0..from) in ascending order, then each
+// becomes final in turn. Eight sums run at once, as one alone waits for its last addition.
+template <class T, std::size_t rows>
+void forward_rows(block_view<const T> l, std::size_t from, T* y)
+{
+    std::array<T, rows> sum;
+    std::copy(y + from, y + from + rows, sum.begin());
+    const T* const first = l.row(from);
+    for (std::size_t k = 0; k < from; ++k) {
+        const T factor = y[k];
+#pragma GCC unroll 8
+        for (std::size_t r = 0; r < rows; ++r)
+            sum[r] -= first[r * l.stride + k] * factor;
+    }
+    for (std::size_t r = 0; r < rows; ++r) {
+        for (std::size_t k = 0; k < r; ++k)
+            sum[r] -= first[r * l.stride + from + k] * y[from + k];
+        y[from + r] = sum[r];
+    }
+}
+
+} // namespace
+} // namespace detail
+
+template <class T>
+void lu_decomposition<T>::solve_rows(std::vector<T>& rhs, std::size_t columns,
+                                     right_side form) const
+{
+    const detail::block_view<const T> lu{factors.data(), order, order, order};
+    const detail::block_view<T> x{rhs.data(), order, columns, columns};
+    const int path = detail::gemm_path_current();
+    if (std::is_same_v<T, double> && form == right_side::general &&
+        columns <= detail::few_columns && path != detail::portable_path) {
+        detail::substitute_directly(path, lu, block, x);
+        return;
+    }
+    detail::forward_pass(lu, block, x, form);
+    detail::backward_pass(lu, block, x);
+}
+
+template <class T>
+std::vector<T> lu_decomposition<T>::solve_vector(const std::vector<T>& b) const
+{
+    constexpr std::size_t group = 8;
+    const detail::block_view<const T> lu{factors.data(), order, order, order};
+    std::vector<T> y;
+    y.reserve(order);
+    for (const std::size_t row : permutation)
+        y.push_back(b[row]);
+
+    std::size_t i = 0;
+    for (; i + group <= order; i += group)
+        detail::forward_rows<T, group>(lu, i, y.data());
+    for (; i < order; ++i)
+        detail::forward_rows<T, 1>(lu, i, y.data());
+
+    // Ascending order begins with the element that was found last, so nothing can run at once.
+    while (i-- > 0) {
+        T sum = y[i];
+        for (std::size_t k = i + 1; k < order; ++k)
+            sum -= lu(i, k) * y[k];
+        y[i] = sum / lu(i, i);
+    }
+    return y;
+}
+
+template <class T>
+std::vector<T> lu_decomposition<T>::solve_matrix(const std::vector<T>& b, std::size_t columns) const
+{
+    std::vector<T> x = detail::reserved<T>(order * columns);
+    for (const std::size_t row : permutation)
+        x.insert(x.end(), b.data() + row * columns, b.data() + (row + 1) * columns);
+    solve_rows(x, columns, right_side::general);
+    return x;
+}
+
+// U⁻¹·L⁻¹ from the unpermuted identity, so that the forward pass may stop at the diagonal; P is
+// applied from the right to the columns in the end.
+template <class T>
+matrix<T> lu_decomposition<T>::inverse() &&
+{
+    std::vector<T> x = detail::zeros<T>(order * order);
+    for (std::size_t i = 0; i < order; ++i)
+        x[i * order + i] = T(1);
+    solve_rows(x, order, right_side::identity);
+
+    std::vector<T> result = std::move(factors);
+    const auto permute_row = [&](std::size_t row) {
+        const T* const from = x.data() + row * order;
+        T* const to = result.data() + row * order;
+        for (std::size_t k = 0; k < order; ++k)
+            to[permutation[k]] = from[k];
+    };
+    detail::parallel_for(order, order, permute_row);
+    return matrix<T>(order, order, std::move(result));
+}
+
+template void lu_decomposition<double>::solve_rows(std::vector<double>&, std::size_t,
+                                                   right_side) const;
+template std::vector<double>
+lu_decomposition<double>::solve_vector(const std::vector<double>&) const;
+template std::vector<double> lu_decomposition<double>::solve_matrix(const std::vector<double>&,
+                                                                    std::size_t) const;
+template matrix<double> lu_decomposition<double>::inverse() &&;
+template void lu_decomposition<std::complex<double>>::solve_rows(std::vector<std::complex<double>>&,
+                                                                 std::size_t, right_side) const;
+template std::vector<std::complex<double>> lu_decomposition<std::complex<double>>::solve_vector(
+    const std::vector<std::complex<double>>&) const;
+template std::vector<std::complex<double>>
+lu_decomposition<std::complex<double>>::solve_matrix(const std::vector<std::complex<double>>&,
+                                                     std::size_t) const;
+template matrix<std::complex<double>> lu_decomposition<std::complex<double>>::inverse() &&;
+
+} // namespace numerical

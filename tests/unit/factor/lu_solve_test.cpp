@@ -1,0 +1,245 @@
+#include "numerical/factor/lu.hpp"
+
+#include "matrices.hpp"
+#include "paths.hpp"
+#include "ratios.hpp"
+#include "reference.hpp"
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <limits>
+
+namespace {
+
+using numerical::lu_decomposition;
+using numerical::matrix;
+using std::size_t;
+
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+
+// About the edges of groups, kernels, tiles and blocks; 256 has a stride that crowds the cache.
+const std::vector<size_t> orders{1, 2, 3, 7, 8, 9, 16, 31, 32, 33, 63, 64, 65, 129, 256, 257};
+
+template <class T>
+class lu_solve : public testing::Test
+{
+};
+
+using element_types = testing::Types<double, std::complex<double>>;
+TYPED_TEST_SUITE(lu_solve, element_types);
+
+template <class T>
+matrix<T> solution(const matrix<T>& a, const matrix<T>& b)
+{
+    const lu_decomposition<T> lu{matrix<T>(a)};
+    return matrix<T>(b.rows, b.cols, lu.solve_matrix(b.data, b.cols));
+}
+
+template <class T>
+matrix<T> inverse_of(matrix<T> a)
+{
+    return lu_decomposition<T>(std::move(a)).inverse();
+}
+
+// ‖B - A·X‖ / ((‖A‖·‖X‖ + ‖B‖)·n·ε), the backward error of the solution.
+template <class T>
+double residual_ratio(const matrix<T>& a, const matrix<T>& x, const matrix<T>& b)
+{
+    auto residual = test::reference_product(a, x);
+    for (size_t i = 0; i < b.data.size(); ++i)
+        residual.data[i] -= b.data[i];
+    const long double scale = test::norm_inf(a) * test::norm_inf(x) + test::norm_inf(b);
+    const auto n = (long double)(a.rows);
+    return static_cast<double>(test::norm_inf(residual) / (scale * n * test::eps));
+}
+
+template <class T>
+matrix<T> identity(size_t n)
+{
+    matrix<T> one(n, n, std::vector<T>(n * n));
+    for (size_t i = 0; i < n; ++i)
+        one.data[i * n + i] = T(1);
+    return one;
+}
+
+TYPED_TEST(lu_solve, leaves_a_small_residual_for_every_count_of_right_sides)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const size_t n : orders) {
+            const auto a = test::random_matrix<TypeParam>(n, n, unsigned(n));
+            for (const size_t columns : {1, 2, 16, 17, 65}) {
+                const auto b = test::random_matrix<TypeParam>(n, columns, 7);
+                EXPECT_LT(residual_ratio(a, solution(a, b), b), 1)
+                    << n << 'x' << columns << " path " << path;
+            }
+        }
+    }
+}
+
+TYPED_TEST(lu_solve, of_one_vector_leaves_a_small_residual)
+{
+    for (const size_t n : orders) {
+        const auto a = test::random_matrix<TypeParam>(n, n, unsigned(n));
+        const auto b = test::random_matrix<TypeParam>(n, 1, 8);
+        const lu_decomposition<TypeParam> lu{matrix<TypeParam>(a)};
+        const matrix<TypeParam> x(n, 1, lu.solve_vector(b.data));
+        EXPECT_LT(residual_ratio(a, x, b), 1) << n;
+    }
+}
+
+// The vector's substitution word for word: products in ascending order, each rounded.
+TYPED_TEST(lu_solve, of_one_vector_subtracts_in_ascending_order)
+{
+    for (const size_t n : {1, 7, 8, 9, 50, 131}) {
+        const lu_decomposition<TypeParam> lu(test::random_matrix<TypeParam>(n, n, unsigned(n)));
+        const auto b = test::random_vector<TypeParam>(n, 9);
+        std::vector<TypeParam> y(n);
+        for (size_t i = 0; i < n; ++i) {
+            y[i] = b[lu.permutation[i]];
+            for (size_t k = 0; k < i; ++k)
+                y[i] -= lu.factors[i * n + k] * y[k];
+        }
+        for (size_t i = n; i-- > 0;) {
+            for (size_t k = i + 1; k < n; ++k)
+                y[i] -= lu.factors[i * n + k] * y[k];
+            y[i] /= lu.factors[i * n + i];
+        }
+        EXPECT_EQ(lu.solve_vector(b), y) << n;
+    }
+}
+
+TYPED_TEST(lu_solve, of_order_0_gives_nothing)
+{
+    const lu_decomposition<TypeParam> lu(matrix<TypeParam>(0, 0, {}));
+    EXPECT_TRUE(lu.solve_vector({}).empty());
+    EXPECT_TRUE(lu.solve_matrix({}, 0).empty());
+    EXPECT_TRUE(lu.solve_matrix({}, 3).empty());
+    EXPECT_TRUE(lu.solve_matrix({}, 100).empty());
+    EXPECT_TRUE(inverse_of(matrix<TypeParam>(0, 0, {})).data.empty());
+}
+
+TYPED_TEST(lu_solve, of_no_right_sides_gives_nothing)
+{
+    for (const size_t n : {1, 40, 300}) {
+        const lu_decomposition<TypeParam> lu(test::random_matrix<TypeParam>(n, n, 1));
+        EXPECT_TRUE(lu.solve_matrix({}, 0).empty());
+    }
+}
+
+TYPED_TEST(lu_solve, hands_a_nan_of_the_right_side_on_to_its_own_column)
+{
+    for (const size_t columns : {2, 20}) {
+        const size_t n = 70;
+        auto b = test::random_matrix<TypeParam>(n, columns, 3);
+        b.data[5 * columns] = nan;
+        const auto x = solution(test::random_matrix<TypeParam>(n, n, 2), b);
+        EXPECT_TRUE(std::isnan(std::real(x.data[0])));
+        EXPECT_TRUE(std::isfinite(std::real(x.data[1])));
+        EXPECT_TRUE(std::isfinite(std::real(x.data[n * columns - 1])));
+    }
+}
+
+// A has two diagonals of small integers, so that nothing is ever rounded and both
+// ways, direct and blocked, must give the exact solution.
+TYPED_TEST(lu_solve, is_exact_on_small_integers_on_every_path)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const size_t n : {5, 33, 70})
+            for (const size_t columns : {1, 3, 16, 17, 64, 66}) {
+                matrix<TypeParam> a(n, n, std::vector<TypeParam>(n * n));
+                for (size_t i = 0; i < n; ++i) { // bidiagonal: 2 on the diagonal, 1 beside it
+                    a.data[i * n + i] = TypeParam(2);
+                    if (i + 1 < n)
+                        a.data[i * n + i + 1] = TypeParam(1);
+                }
+                const matrix<TypeParam> x(n, columns,
+                                          test::integer_vector<TypeParam>(n * columns, 4));
+                const auto b = test::reference_product(a, x);
+                EXPECT_EQ(solution(a, b).data, x.data) << n << 'x' << columns << " path " << path;
+            }
+    }
+}
+
+TYPED_TEST(lu_solve, survives_hard_matrices)
+{
+    for (const size_t n : {20, 150}) {
+        const auto random = test::random_matrix<TypeParam>(n, n, 5);
+        const auto b = test::random_matrix<TypeParam>(n, 18, 6);
+        for (const double factor : {1e-300, 1e-150, 1e150}) {
+            const auto a = test::scaled(random, factor);
+            EXPECT_LT(residual_ratio(a, solution(a, b), b), 1) << n << ' ' << factor;
+        }
+        const auto huge = test::scaled(random, 1e300);
+        const auto huge_b = test::scaled(b, 1e300);
+        EXPECT_LT(residual_ratio(huge, solution(huge, huge_b), huge_b), 1) << n;
+        const auto graded = test::graded_matrix<TypeParam>(n, n, 6, 8);
+        EXPECT_LT(residual_ratio(graded, solution(graded, b), b), 1) << n;
+    }
+}
+
+TYPED_TEST(lu_solve, has_the_same_bits_for_every_number_of_threads)
+{
+    const size_t n = 256;
+    const auto a = test::random_matrix<TypeParam>(n, n, 3);
+    for (const size_t columns : {16, 17, 256, 300}) {
+        const auto b = test::random_matrix<TypeParam>(n, columns, 4);
+        std::vector<TypeParam> first;
+        for (const size_t threads : test::thread_counts) {
+            const test::thread_limit limit(threads);
+            const auto x = solution(a, b).data;
+            if (first.empty())
+                first = x;
+            EXPECT_TRUE(first == x) << columns << ' ' << threads;
+        }
+    }
+}
+
+TYPED_TEST(lu_solve, inverse_is_one_from_both_sides_on_every_path)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const size_t n : orders) {
+            const auto a = test::random_matrix<TypeParam>(n, n, unsigned(n) + 2);
+            const auto x = inverse_of(a);
+            const auto one = identity<TypeParam>(n);
+            EXPECT_LT(residual_ratio(a, x, one), 1) << n << " path " << path;
+            EXPECT_LT(residual_ratio(x, a, one), 1) << n << " path " << path;
+        }
+    }
+}
+
+TYPED_TEST(lu_solve, inverse_of_a_permutation_is_exact)
+{
+    for (const size_t n : {2, 33, 64, 100, 300}) {
+        std::vector<size_t> target(n);
+        for (size_t i = 0; i < n; ++i)
+            target[i] = i;
+        std::shuffle(target.begin(), target.end(), std::mt19937_64(n));
+        matrix<TypeParam> p(n, n, std::vector<TypeParam>(n * n));
+        matrix<TypeParam> transpose = p;
+        for (size_t i = 0; i < n; ++i) {
+            p.data[i * n + target[i]] = TypeParam(1);
+            transpose.data[target[i] * n + i] = TypeParam(1);
+        }
+        EXPECT_EQ(inverse_of(p).data, transpose.data) << n;
+    }
+}
+
+TYPED_TEST(lu_solve, inverse_has_the_same_bits_for_every_number_of_threads)
+{
+    for (const size_t n : {100, 256, 300}) {
+        const auto a = test::random_matrix<TypeParam>(n, n, 3);
+        std::vector<TypeParam> first;
+        for (const size_t threads : test::thread_counts) {
+            const test::thread_limit limit(threads);
+            const auto x = inverse_of(a).data;
+            if (first.empty())
+                first = x;
+            EXPECT_TRUE(first == x) << n << ' ' << threads;
+        }
+    }
+}
+
+} // namespace
