@@ -20,4 +20,8 @@ int limit_gemm_path(int code);
 int gemm_path();
 bool amx_probed();
 
+// factorizations.cpp
+any_tensor cholesky(const any_tensor& a);
+std::tuple<any_tensor, any_tensor> qr(const any_tensor& a); // Q, R
+
 } // namespace numerical::boundary

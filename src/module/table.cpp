@@ -102,6 +102,12 @@ const PyMethodDef functions[] = {
                                    "The path code float64 matrix products take."),
     typed<amx_probed>("_amx_probed", "_amx_probed() -> bool\n"
                                      "Whether the AMX's self-test has run in this process."),
+    typed<cholesky>("cholesky", "cholesky(a) -> Tensor\n"
+                                "The lower factor L of A = L Lᴴ (Hermitian positive-definite)."),
+    typed<qr>("qr",
+              "qr(a) -> (Q, R)\n"
+              "The QR factorisation of an m×n matrix, as numpy.linalg.qr (reduced): Q is m×k, "
+              "R k×n, k = min(m, n)."),
 };
 
 } // namespace

@@ -5,12 +5,38 @@
 #include "numerical/storage.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace numerical::detail {
 namespace {
 
 constexpr std::size_t panel_columns = 32;
+
+// A column keeps its norm under reflections, but 2·d in H·y = y - 2·d·v and sums on the way may
+// exceed it by some binary orders. A matrix whose columns may come that close to overflow is
+// factored as A·2^-64; the power of two changes no digit.
+constexpr double greatest_safe_norm = 0x1p1007;
+constexpr double overflow_guard = 0x1p-64;
+
+template <class T>
+bool may_overflow(const std::vector<T>& a, std::size_t rows)
+{
+    const double limit = greatest_safe_norm / std::sqrt(double(rows));
+    const auto* const parts = reinterpret_cast<const double*>(a.data());
+    const std::size_t count = a.size() * (sizeof(T) / sizeof(double));
+    unsigned above = 0;
+    for (std::size_t i = 0; i < count; ++i)
+        above |= unsigned(std::abs(parts[i]) > limit);
+    return above != 0;
+}
+
+template <class T>
+void scale(std::vector<T>& a, double factor)
+{
+    for (T& element : a)
+        element *= factor;
+}
 
 // R and Q with the diagonal of R turned real and non-negative: A = (Q·S)·(Sᴴ·R).
 template <class T>
@@ -81,6 +107,9 @@ template <class T>
 thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t columns)
 {
     const std::size_t k = std::min(rows, columns);
+    const bool guarded = may_overflow(a, rows);
+    if (guarded)
+        scale(a, overflow_guard);
     qr_reflections<T> reflections = householder_reflect(std::move(a), rows, columns);
     thin_qr<T> thin{zeros<T>(rows * k), std::move(reflections.r)};
     for (std::size_t i = 0; i < k; ++i)
@@ -89,6 +118,8 @@ thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t column
     for (auto block = reflections.blocks.rbegin(); block != reflections.blocks.rend(); ++block)
         apply_reflector_block<block_operator::direct>(*block, thin.q, k, block->offset, k);
     normalize_diagonal(thin, rows, columns);
+    if (guarded)
+        scale(thin.r, 1 / overflow_guard);
     return thin;
 }
 
