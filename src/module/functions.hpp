@@ -20,6 +20,12 @@ int limit_gemm_path(int code);
 int gemm_path();
 bool amx_probed();
 
+// linear_systems.cpp
+any_tensor solve(const any_tensor& a, const any_tensor& b);
+any_tensor inverse(const any_tensor& a);
+PyObject* module_determinant(PyObject* self, PyObject* args);
+PyObject* module_slogdet(PyObject* self, PyObject* args);
+
 // factorizations.cpp
 any_tensor cholesky(const any_tensor& a);
 std::tuple<any_tensor, any_tensor> qr(const any_tensor& a); // Q, R

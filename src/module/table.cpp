@@ -102,12 +102,24 @@ const PyMethodDef functions[] = {
                                    "The path code float64 matrix products take."),
     typed<amx_probed>("_amx_probed", "_amx_probed() -> bool\n"
                                      "Whether the AMX's self-test has run in this process."),
+    typed<solve>("solve", "solve(a, b) -> Tensor\n"
+                          "Solve the linear system a @ x = b (a rank-2; b rank-1, or rank-2 with "
+                          "one right-hand side per column)."),
+    typed<inverse>("inverse", "inverse(a) -> Tensor\n"
+                              "The inverse of a square matrix."),
     typed<cholesky>("cholesky", "cholesky(a) -> Tensor\n"
                                 "The lower factor L of A = L Lᴴ (Hermitian positive-definite)."),
     typed<qr>("qr",
               "qr(a) -> (Q, R)\n"
               "The QR factorisation of an m×n matrix, as numpy.linalg.qr (reduced): Q is m×k, "
               "R k×n, k = min(m, n)."),
+    plain<module_determinant>("determinant",
+                              "determinant(a) -> number\n"
+                              "The determinant of a square matrix (float or complex)."),
+    plain<module_slogdet>("slogdet",
+                          "slogdet(a) -> (sign, logabsdet)\n"
+                          "The sign and the natural log of |det(a)|, as numpy.linalg.slogdet; it\n"
+                          "does not underflow or overflow where determinant(a) does."),
 };
 
 } // namespace

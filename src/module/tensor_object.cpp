@@ -20,16 +20,6 @@ const std::vector<std::size_t>& shape_of(const any_tensor& value)
                       value);
 }
 
-PyObject* number(double x)
-{
-    return PyFloat_FromDouble(x);
-}
-
-PyObject* number(const complex& z)
-{
-    return PyComplex_FromDoubles(z.real(), z.imag());
-}
-
 void read_number(PyObject* item, double& x)
 {
     x = PyFloat_AsDouble(item);
@@ -126,6 +116,16 @@ any_tensor* as_tensor(PyObject* object) noexcept
     if (value == nullptr)
         PyErr_SetString(marlinth_module_error(), "uninitialized numerical.Tensor");
     return value;
+}
+
+PyObject* number(double x)
+{
+    return PyFloat_FromDouble(x);
+}
+
+PyObject* number(const std::complex<double>& z)
+{
+    return PyComplex_FromDoubles(z.real(), z.imag());
 }
 
 PyObject* wrap(any_tensor value)

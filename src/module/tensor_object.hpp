@@ -9,6 +9,7 @@
 #include "numerical/storage.hpp"
 #include "numerical/tensor.hpp"
 
+#include <complex>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -30,6 +31,10 @@ any_tensor* as_tensor(PyObject* object) noexcept;
 
 // A new Tensor that takes over the value; null with the error set.
 PyObject* wrap(any_tensor value);
+
+// A new Python float or complex; null with the error set.
+PyObject* number(double x);
+PyObject* number(const std::complex<double>& z);
 
 // The extents as a new tuple; null with the error set.
 PyObject* shape_tuple(const any_tensor& value);

@@ -1,0 +1,125 @@
+#include "module/functions.hpp"
+
+#include "numerical/errors.hpp"
+#include "numerical/factor/determinant.hpp"
+#include "numerical/factor/lu.hpp"
+
+#include <complex>
+#include <stdexcept>
+#include <variant>
+
+namespace numerical::boundary {
+namespace {
+
+template <class T>
+std::vector<T> solution(const lu_decomposition<T>& lu, const tensor<T>& b)
+{
+    const bool one_vector = b.shape.size() == 1;
+    if (b.shape[0] != lu.order)
+        throw dimension_error(one_vector
+                                  ? "solve: right-hand side size differs from the matrix"
+                                  : "solve: right-hand side row count differs from the matrix");
+    if (lu.singular)
+        throw singular_matrix_error("solve: matrix is singular");
+    return one_vector ? lu.solve_vector(b.data) : lu.solve_matrix(b.data, b.shape[1]);
+}
+
+template <class T>
+any_tensor solve_of_type(const tensor<T>& a, const any_tensor& any_b)
+{
+    const tensor<T>* const b = std::get_if<tensor<T>>(&any_b);
+    if (b == nullptr)
+        throw std::runtime_error("solve operands must share one dtype");
+    const gil_release released(a.data.size() >= gil_release_threshold);
+    const lu_decomposition<T> lu(matrix_from(a));
+    return tensor<T>(b->shape, solution(lu, *b));
+}
+
+template <class T>
+any_tensor inverse_of_type(const tensor<T>& a)
+{
+    const gil_release released(a.data.size() >= gil_release_threshold);
+    lu_decomposition<T> lu(matrix_from(a));
+    if (lu.singular)
+        throw singular_matrix_error("inverse: matrix is singular");
+    return tensor<T>(std::move(lu).inverse());
+}
+
+std::size_t rank_of(const any_tensor& value)
+{
+    return std::visit([](const auto& a) { return a.shape.size(); }, value);
+}
+
+// The tensor of the one argument, checked to be a matrix; null with the error set.
+const any_tensor* read_matrix(PyObject* args, const char* rank_message)
+{
+    PyObject* object;
+    if (PyArg_ParseTuple(args, "O", &object) == 0)
+        return nullptr;
+    const any_tensor* const value = as_tensor(object);
+    if (value != nullptr && rank_of(*value) != 2) {
+        PyErr_SetString(marlinth_module_error(), rank_message);
+        return nullptr;
+    }
+    return value;
+}
+
+// What `compute` makes of the factored matrix, without the lock if the matrix is large.
+template <class T, class F>
+auto of_factors(const tensor<T>& a, const F& compute)
+{
+    const gil_release released(a.data.size() >= gil_release_threshold);
+    return compute(lu_decomposition<T>(matrix_from(a)));
+}
+
+PyObject* pair(double sign, double log)
+{
+    return Py_BuildValue("(dd)", sign, log);
+}
+
+PyObject* pair(const std::complex<double>& sign, double log)
+{
+    return Py_BuildValue("(Nd)", number(sign), log);
+}
+
+} // namespace
+
+any_tensor solve(const any_tensor& a, const any_tensor& b)
+{
+    if (rank_of(a) != 2 || (rank_of(b) != 1 && rank_of(b) != 2))
+        throw std::runtime_error("solve(a, b) needs a rank-2 a and a rank-1 or rank-2 b");
+    return std::visit([&](const auto& of_type) { return solve_of_type(of_type, b); }, a);
+}
+
+any_tensor inverse(const any_tensor& a)
+{
+    if (rank_of(a) != 2)
+        throw std::runtime_error("inverse expects a matrix (rank-2 tensor)");
+    return std::visit([](const auto& of_type) { return inverse_of_type(of_type); }, a);
+}
+
+PyObject* module_determinant(PyObject*, PyObject* args)
+{
+    const any_tensor* const value =
+        read_matrix(args, "determinant expects a matrix (rank-2 tensor)");
+    if (value == nullptr)
+        return nullptr;
+    const auto of_type = [](const auto& a) {
+        return number(of_factors(a, [](const auto& lu) { return determinant(lu); }));
+    };
+    return std::visit(of_type, *value);
+}
+
+PyObject* module_slogdet(PyObject*, PyObject* args)
+{
+    const any_tensor* const value = read_matrix(args, "slogdet expects a matrix (rank-2 tensor)");
+    if (value == nullptr)
+        return nullptr;
+    const auto of_type = [](const auto& a) {
+        const auto [sign, log] = of_factors(a, [](const auto& lu) { return slogdet(lu); });
+        return pair(sign, log);
+    };
+    return std::visit(of_type, *value);
+}
+
+} // namespace numerical::boundary
