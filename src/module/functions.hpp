@@ -30,4 +30,7 @@ PyObject* module_slogdet(PyObject* self, PyObject* args);
 any_tensor cholesky(const any_tensor& a);
 std::tuple<any_tensor, any_tensor> qr(const any_tensor& a); // Q, R
 
+// array_import.cpp
+PyObject* module_asarray(PyObject* self, PyObject* args, PyObject* kwargs);
+
 } // namespace numerical::boundary

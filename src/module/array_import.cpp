@@ -1,0 +1,290 @@
+#include "module/functions.hpp"
+
+#include "binding/caster.hpp"
+#include "binding/class.hpp"
+#include "binding/errors.hpp"
+#include "binding/owned_ref.hpp"
+#include "module/elements.hpp"
+#include "module/typestr.hpp"
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <complex>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+
+// asarray: foreign data in, always copied and converted. Only the published protocols are read, so
+// that NumPy is neither imported nor linked.
+
+namespace numerical::boundary {
+namespace {
+
+using binding::error_already_set;
+using binding::not_null;
+using binding::owned_ref;
+using complex = std::complex<double>;
+
+// The record behind NumPy's __array_struct__.
+struct array_record
+{
+    int two; // says that this is one
+    int nd;
+    char typekind;
+    int itemsize;
+    int flags;
+    Py_ssize_t* shape;
+    Py_ssize_t* strides;
+    void* data;
+    PyObject* descr;
+};
+
+constexpr int not_swapped = 0x200;
+
+// What the caller asked for by `dtype`.
+enum class wanted_type { as_given, float64, complex128 };
+
+wanted_type wanted_from(const char* dtype)
+{
+    if (dtype == nullptr)
+        return wanted_type::as_given;
+    if (std::string_view(dtype) == "float64")
+        return wanted_type::float64;
+    if (std::string_view(dtype) == "complex128")
+        return wanted_type::complex128;
+    throw std::runtime_error("asarray: dtype must be 'float64' or 'complex128'");
+}
+
+[[noreturn]] void refuse_complex_array()
+{
+    throw std::runtime_error("asarray: refusing to cast a complex array to float64 (discards the "
+                             "imaginary part)");
+}
+
+PyObject* from_tensor(PyObject* object, wanted_type wanted)
+{
+    const any_tensor* value = as_tensor(object);
+    if (value == nullptr)
+        return nullptr;
+    const auto* real = std::get_if<tensor<double>>(value);
+    if (real != nullptr && wanted == wanted_type::complex128) {
+        std::vector<complex> widened = detail::uninitialized<complex>(real->data.size());
+        std::copy(real->data.begin(), real->data.end(), widened.begin());
+        return wrap(tensor<complex>(real->shape, std::move(widened)));
+    }
+    if (real == nullptr && wanted == wanted_type::float64)
+        throw std::runtime_error("asarray: refusing to cast complex128 to float64 (discards the "
+                                 "imaginary part)");
+    Py_INCREF(object);
+    return object;
+}
+
+PyObject* from_complex(PyObject* object, wanted_type wanted)
+{
+    const double real = PyComplex_RealAsDouble(object);
+    const double imaginary = PyComplex_ImagAsDouble(object);
+    if (PyErr_Occurred() != nullptr)
+        return nullptr;
+    if (wanted == wanted_type::float64)
+        refuse_complex_array();
+    return wrap(tensor<complex>({}, {complex(real, imaginary)}));
+}
+
+PyObject* from_number(PyObject* object, wanted_type wanted)
+{
+    const double value = PyFloat_AsDouble(object);
+    if (value == -1.0 && PyErr_Occurred() != nullptr)
+        return nullptr;
+    if (wanted == wanted_type::complex128)
+        return wrap(tensor<complex>({}, {complex(value)}));
+    return wrap(tensor<double>({}, {value}));
+}
+
+element_type readable_type(std::string_view typestr)
+{
+    const std::optional<element_type> type = parse_typestr(typestr);
+    if (!type)
+        throw std::runtime_error("asarray: unsupported typestr (bool, integers, float32/64 and "
+                                 "complex64/128 are read)");
+    return *type;
+}
+
+void require_castable(const element_type& type, wanted_type wanted)
+{
+    if (type.kind == 'c' && wanted == wanted_type::float64)
+        refuse_complex_array();
+}
+
+std::size_t element_count(const std::vector<std::size_t>& shape)
+{
+    constexpr std::size_t limit = 0x0FFFFFFFFFFFFFFF;
+    std::size_t count = 1;
+    for (const std::size_t extent : shape) {
+        if (extent != 0 && limit / extent < count)
+            throw std::runtime_error("asarray: the shape's element count overflows");
+        count *= extent;
+    }
+    return count;
+}
+
+// The strides of a C-contiguous array. Beside a zero extent they may wrap, and are not used.
+std::vector<std::ptrdiff_t> row_major(const std::vector<std::size_t>& shape, std::size_t itemsize)
+{
+    std::vector<std::ptrdiff_t> strides(shape.size());
+    std::size_t stride = itemsize;
+    for (std::size_t axis = shape.size(); axis-- > 0;) {
+        strides[axis] = static_cast<std::ptrdiff_t>(stride);
+        stride *= shape[axis];
+    }
+    return strides;
+}
+
+PyObject* from_array(foreign_array&& array, wanted_type wanted)
+{
+    if (array.data == nullptr && array.count != 0)
+        throw std::runtime_error("asarray: __array_interface__ gives a null data address");
+    if (wanted == wanted_type::complex128 || array.type.kind == 'c')
+        return wrap(tensor_from_elements<complex>(std::move(array)));
+    return wrap(tensor_from_elements<double>(std::move(array)));
+}
+
+std::string typestr_of(const array_record& record)
+{
+    const bool native = (record.flags & not_swapped) != 0;
+    const char order = record.itemsize == 1 ? '|' : native ? '=' : '>';
+    return std::string{order, record.typekind} + std::to_string(record.itemsize);
+}
+
+PyObject* from_record(const array_record& record, wanted_type wanted)
+{
+    foreign_array array{};
+    array.type = readable_type(typestr_of(record));
+    require_castable(array.type, wanted);
+    if (record.nd > 0)
+        array.shape.assign(record.shape, record.shape + record.nd);
+    array.count = element_count(array.shape);
+    if (record.strides == nullptr)
+        array.strides = row_major(array.shape, array.type.size);
+    else if (record.nd > 0)
+        array.strides.assign(record.strides, record.strides + record.nd);
+    array.data = static_cast<const unsigned char*>(record.data);
+    return from_array(std::move(array), wanted);
+}
+
+std::vector<std::ptrdiff_t> read_strides(PyObject* strides, const foreign_array& array)
+{
+    if (strides == nullptr || strides == Py_None)
+        return row_major(array.shape, array.type.size);
+    const Py_ssize_t length = PySequence_Size(strides);
+    if (length < 0)
+        throw error_already_set();
+    if (static_cast<std::size_t>(length) != array.shape.size())
+        throw std::runtime_error("asarray: strides and shape differ in length");
+    std::vector<std::ptrdiff_t> out(array.shape.size());
+    for (Py_ssize_t axis = 0; axis < length; ++axis) {
+        const owned_ref item(not_null(PySequence_GetItem(strides, axis)));
+        const Py_ssize_t stride = PyLong_AsSsize_t(item.get());
+        if (stride == -1 && PyErr_Occurred() != nullptr)
+            throw error_already_set();
+        out[static_cast<std::size_t>(axis)] = stride;
+    }
+    return out;
+}
+
+std::string text_of_typestr(PyObject* typestr)
+{
+    const owned_ref bytes(not_null(PyUnicode_AsUTF8String(typestr)));
+    char* text = nullptr;
+    Py_ssize_t length = 0;
+    if (PyBytes_AsStringAndSize(bytes.get(), &text, &length) < 0)
+        throw error_already_set();
+    return std::string(text, static_cast<std::size_t>(length));
+}
+
+bool has_flag(PyObject* object, unsigned long flag)
+{
+    return (PyType_GetFlags(Py_TYPE(object)) & flag) != 0;
+}
+
+// The values are held while they are read: what reads them may run Python code, and that code
+// change the dict.
+PyObject* from_interface(PyObject* interface, wanted_type wanted)
+{
+    if (!has_flag(interface, Py_TPFLAGS_DICT_SUBCLASS))
+        throw std::runtime_error("asarray: __array_interface__ is not a dict");
+    const auto value = [&](const char* key) {
+        return owned_ref::to(PyDict_GetItemString(interface, key));
+    };
+    const owned_ref typestr = value("typestr");
+    const owned_ref shape = value("shape");
+    const owned_ref data = value("data");
+    const owned_ref strides = value("strides");
+    if (!typestr || !shape || !data || !has_flag(data.get(), Py_TPFLAGS_TUPLE_SUBCLASS) ||
+        PyTuple_Size(data.get()) < 1)
+        throw std::runtime_error("asarray: malformed __array_interface__");
+
+    foreign_array array{};
+    array.type = readable_type(text_of_typestr(typestr.get()));
+    require_castable(array.type, wanted);
+    if (!read_shape(shape.get(), array.shape))
+        throw error_already_set();
+    array.count = element_count(array.shape);
+    array.strides = read_strides(strides.get(), array);
+    array.data =
+        static_cast<const unsigned char*>(PyLong_AsVoidPtr(PyTuple_GetItem(data.get(), 0)));
+    if (array.data == nullptr && PyErr_Occurred() != nullptr)
+        throw error_already_set();
+    return from_array(std::move(array), wanted);
+}
+
+// Null without an error if the object has no such attribute; any other failure of the look-up
+// stands.
+owned_ref attribute(PyObject* object, const char* name)
+{
+    owned_ref value(PyObject_GetAttrString(object, name));
+    if (!value) {
+        if (PyErr_ExceptionMatches(PyExc_AttributeError) == 0)
+            throw error_already_set();
+        PyErr_Clear();
+    }
+    return value;
+}
+
+// The record in a capsule without a name; null without an error if this is no such thing.
+const array_record* record_in(PyObject* capsule)
+{
+    const auto* record = static_cast<const array_record*>(PyCapsule_GetPointer(capsule, nullptr));
+    if (record == nullptr)
+        PyErr_Clear();
+    return record != nullptr && record->two == 2 ? record : nullptr;
+}
+
+} // namespace
+
+PyObject* module_asarray(PyObject*, PyObject* args, PyObject* kwargs)
+{
+    static constexpr const char* names[] = {"obj", "dtype", nullptr};
+    PyObject* object = nullptr;
+    const char* dtype = nullptr;
+    if (!binding::parse_keywords(args, kwargs, "O|z", names, &object, &dtype))
+        return nullptr;
+    const wanted_type wanted = wanted_from(dtype);
+    if (binding::is_instance<any_tensor>(object))
+        return from_tensor(object, wanted);
+    if (Py_TYPE(object) == &PyComplex_Type)
+        return from_complex(object, wanted);
+    if (Py_TYPE(object) == &PyFloat_Type || has_flag(object, Py_TPFLAGS_LONG_SUBCLASS))
+        return from_number(object, wanted);
+    if (const owned_ref capsule = attribute(object, "__array_struct__"))
+        if (const array_record* record = record_in(capsule.get()))
+            return from_record(*record, wanted);
+    const owned_ref interface = attribute(object, "__array_interface__");
+    if (!interface)
+        throw std::runtime_error("asarray: object exposes no __array_interface__");
+    return from_interface(interface.get(), wanted);
+}
+
+} // namespace numerical::boundary
