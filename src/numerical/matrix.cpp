@@ -23,10 +23,12 @@ template struct matrix<std::complex<double>>;
 
 namespace detail {
 
+// Edge of the square tiles in which both sides of a transposition stay in cache.
+constexpr std::size_t tile = 32;
+
 template <class T>
 matrix<T> adjoint(const matrix<T>& a)
 {
-    constexpr std::size_t tile = 32;
     std::vector<T> out = zeros<T>(a.data.size());
     // In square tiles, so that neither side walks a page for each element.
     for (std::size_t i0 = 0; i0 < a.rows; i0 += tile)
@@ -37,6 +39,18 @@ matrix<T> adjoint(const matrix<T>& a)
     return matrix<T>(a.cols, a.rows, std::move(out));
 }
 
+template <class T>
+void transpose_in_place(std::vector<T>& a, std::size_t n)
+{
+    for (std::size_t i0 = 0; i0 < n; i0 += tile)
+        for (std::size_t j0 = i0; j0 < n; j0 += tile)
+            for (std::size_t i = i0; i < std::min(i0 + tile, n); ++i)
+                for (std::size_t j = std::max(j0, i + 1); j < std::min(j0 + tile, n); ++j)
+                    std::swap(a[i * n + j], a[j * n + i]);
+}
+
+template void transpose_in_place(std::vector<double>&, std::size_t);
+template void transpose_in_place(std::vector<complex>&, std::size_t);
 template matrix<double> adjoint(const matrix<double>&);
 template matrix<complex> adjoint(const matrix<complex>&);
 

@@ -34,5 +34,9 @@ namespace detail {
 template <class T>
 matrix<T> adjoint(const matrix<T>& a);
 
+// The n × n array becomes its plain transpose.
+template <class T>
+void transpose_in_place(std::vector<T>& a, std::size_t n);
+
 } // namespace detail
 } // namespace numerical

@@ -71,6 +71,29 @@ inline bool is_finite(const complex& z)
     return std::isfinite(z.real()) && std::isfinite(z.imag());
 }
 
+// a·b by the quick formula alone. For operands whose product neither overflows nor is NaN it is the
+// built-in product, and loops over it can be vectorised.
+inline double finite_product(double a, double b)
+{
+    return a * b;
+}
+
+inline complex finite_product(const complex& a, const complex& b)
+{
+    return {a.real() * b.real() - a.imag() * b.imag(), a.real() * b.imag() + a.imag() * b.real()};
+}
+
+// x·2^exponent, exact short of overflow and underflow; the power itself need not be a double.
+inline double scaled_by_power(double x, int exponent)
+{
+    return std::scalbn(x, exponent);
+}
+
+inline complex scaled_by_power(const complex& z, int exponent)
+{
+    return {std::scalbn(z.real(), exponent), std::scalbn(z.imag(), exponent)};
+}
+
 // The power of two that brings a magnitude below 2^-500 to [1, 2), and 1 for any other; a subnormal
 // or zero magnitude counts as the smallest normal number.
 double tiny_scale(double magnitude);

@@ -1,0 +1,288 @@
+#include "numerical/eigen/merge_columns.hpp"
+#include "numerical/eigen/secular.hpp"
+#include "numerical/runtime/parallel_for.hpp"
+#include "numerical/svd/bidiagonal_divide.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+namespace numerical::detail {
+namespace {
+
+constexpr double eps = std::numeric_limits<double>::epsilon();
+constexpr std::size_t block = 32;
+
+// The rows in which a column of a basis may be non-zero.
+constexpr unsigned int upper_rows = 1;
+constexpr unsigned int torn_row = 2;
+constexpr unsigned int lower_rows = 4;
+
+// What need not be solved. Where an arrow's entry z is negligible, the column is a singular vector
+// already. Where two diagonal entries are equal to rounding, or one is as good as the zero of
+// column 0, a rotation makes one of the two z vanish.
+class arrow_deflation
+{
+public:
+    arrow_deflation(const std::vector<double>& diagonal, torn_problem& torn, std::size_t m);
+
+    merge_partition partition;
+    std::vector<unsigned int> left_types;
+    std::vector<unsigned int> right_types;
+    std::vector<column_rotation> left_rotations;
+    std::vector<column_rotation> right_rotations;
+
+private:
+    void deflate_against_first(std::vector<double>& z, std::size_t column);
+    void deflate_pair(std::vector<double>& z, std::size_t previous, std::size_t column);
+};
+
+// Both columns take part in what either did.
+void unite(std::vector<unsigned int>& types, std::size_t a, std::size_t b)
+{
+    types[a] |= types[b];
+    types[b] = types[a];
+}
+
+arrow_deflation::arrow_deflation(const std::vector<double>& diagonal, torn_problem& torn,
+                                 std::size_t m)
+    : left_types(diagonal.size(), lower_rows), right_types(m, lower_rows)
+{
+    const std::size_t n = diagonal.size();
+    const std::size_t k = torn.k;
+    std::vector<double>& z = torn.z;
+    std::fill_n(left_types.begin() + 1, k, upper_rows);
+    std::fill_n(right_types.begin() + 1, k, upper_rows);
+    left_types[0] = torn_row;
+    right_types[0] = upper_rows | lower_rows;
+
+    double largest = std::max(std::abs(torn.alpha), std::abs(torn.beta));
+    for (const double value : diagonal)
+        largest = std::max(largest, value);
+    const double tolerance = 8 * eps * largest;
+    if (tolerance >= std::abs(z[0]))
+        z[0] = tolerance; // so that the arrow always has a first row
+
+    partition.active.push_back(0);
+    std::size_t previous = n; // the last column not yet decided; n for none
+    for (const std::size_t column : ascending_order(diagonal)) {
+        if (column == 0)
+            continue;
+        if (tolerance >= std::abs(z[column])) {
+            partition.deflated.push_back(column);
+        } else if (tolerance >= diagonal[column]) {
+            deflate_against_first(z, column);
+        } else {
+            if (previous != n && tolerance >= diagonal[column] - diagonal[previous])
+                deflate_pair(z, previous, column);
+            else if (previous != n)
+                partition.active.push_back(previous);
+            previous = column;
+        }
+    }
+    if (previous != n)
+        partition.active.push_back(previous);
+}
+
+// Of the right basis alone: with both diagonal entries zero only columns of the arrow meet.
+void arrow_deflation::deflate_against_first(std::vector<double>& z, std::size_t column)
+{
+    const double length = std::hypot(z[0], z[column]);
+    right_rotations.push_back({0, column, z[0] / length, z[column] / length});
+    unite(right_types, 0, column);
+    z[0] = length;
+    z[column] = 0;
+    partition.deflated.push_back(column);
+}
+
+void arrow_deflation::deflate_pair(std::vector<double>& z, std::size_t previous, std::size_t column)
+{
+    const double length = std::hypot(z[column], z[previous]);
+    const column_rotation rotation{column, previous, z[column] / length, z[previous] / length};
+    left_rotations.push_back(rotation);
+    right_rotations.push_back(rotation);
+    unite(left_types, previous, column);
+    unite(right_types, previous, column);
+    z[column] = length;
+    z[previous] = 0;
+    partition.deflated.push_back(previous);
+}
+
+// The arrow that is left, and its singular values.
+struct small_arrow
+{
+    std::vector<double> d;
+    std::vector<double> z;
+    std::vector<double> values;
+
+    std::size_t size() const { return d.size(); }
+};
+
+small_arrow active_part(const std::vector<double>& diagonal, const std::vector<double>& z,
+                        const std::vector<std::size_t>& active)
+{
+    small_arrow arrow{{}, {}, std::vector<double>(active.size())};
+    for (const std::size_t column : active) {
+        arrow.d.push_back(diagonal[column]);
+        arrow.z.push_back(z[column]);
+    }
+    return arrow;
+}
+
+// Row j of `distances` receives dᵢ² - σⱼ², formed as (dᵢ - σⱼ)·(dᵢ + σⱼ), each factor from the
+// differences and sums with the nearest pole, so that no digit is lost.
+void solve_arrow(small_arrow& arrow, double* distances)
+{
+    const std::size_t size = arrow.size();
+    const squared_poles poles{arrow.d.data(), arrow.z.data(), size, 1.0};
+    std::vector<secular_root> roots(size);
+    solve_secular_equation(poles, roots.data());
+
+    const auto fill_row = [&](std::size_t j) {
+        const double origin = arrow.d[roots[j].origin];
+        const double tau = roots[j].tau;
+        const double gap = tau / (std::sqrt(origin * origin + tau) + origin);
+        arrow.values[j] = origin + gap;
+        for (std::size_t i = 0; i < size; ++i)
+            distances[j * size + i] = ((arrow.d[i] - origin) - gap) * ((arrow.d[i] + origin) + gap);
+    };
+    parallel_for(size, size, fill_row);
+}
+
+// The z for which the computed values are exact (Gu and Eisenstat 1994): its squares are the
+// products over the roots of the distances to them, divided by those between the poles.
+std::vector<double> rebuilt_z(const small_arrow& arrow, const double* distances)
+{
+    const std::size_t size = arrow.size();
+    const double* const d = arrow.d.data();
+    std::vector<double> rebuilt(size);
+    const auto rebuild_block = [&](std::size_t b) {
+        const std::size_t from = b * block;
+        const std::size_t width = std::min(block, size - from);
+        std::array<double, block> square;
+        for (std::size_t i = 0; i < width; ++i)
+            square[i] = -distances[(from + i) * size + from + i];
+        for (std::size_t j = 0; j < size; ++j) {
+            const double* const row = distances + j * size + from;
+            const double own = j - from < width ? square[j - from] : 0.0;
+            for (std::size_t i = 0; i < width; ++i)
+                square[i] *= row[i] / ((d[from + i] - d[j]) * (d[from + i] + d[j]));
+            if (j - from < width)
+                square[j - from] = own; // without its own pole, where the quotient is infinite
+        }
+        for (std::size_t i = 0; i < width; ++i)
+            rebuilt[from + i] = std::copysign(std::sqrt(square[i]), arrow.z[from + i]);
+    };
+    parallel_for((size + block - 1) / block, size * block, rebuild_block);
+    return rebuilt;
+}
+
+// Replaces the distances, a row for each root, by the right vectors, a column for each: element
+// (i, j) becomes zᵢ/(dᵢ² - σⱼ²). Tile by tile with its mirror image.
+void distances_to_right_vectors(double* a, std::size_t size, const std::vector<double>& z)
+{
+    const std::size_t tiles = (size + block - 1) / block;
+    const auto turn_tile = [&](std::size_t t) {
+        const std::size_t upper = t / tiles * block;
+        const std::size_t lower = t % tiles * block;
+        if (lower < upper)
+            return;
+        for (std::size_t i = upper; i < std::min(upper + block, size); ++i)
+            for (std::size_t j = std::max(lower, i); j < std::min(lower + block, size); ++j) {
+                const double below = a[j * size + i];
+                a[j * size + i] = z[j] / a[i * size + j];
+                a[i * size + j] = z[i] / below;
+            }
+    };
+    parallel_for(tiles * tiles, block * block, turn_tile);
+}
+
+// dᵢ times row i of the right vectors; the first row, that of the arrow's z, is -1 throughout.
+void fill_left_vectors(const small_arrow& arrow, const double* right, double* left)
+{
+    const std::size_t size = arrow.size();
+    const auto fill_row = [&](std::size_t i) {
+        if (i == 0)
+            std::fill_n(left, size, -1.0);
+        else
+            for (std::size_t j = 0; j < size; ++j)
+                left[i * size + j] = arrow.d[i] * right[i * size + j];
+    };
+    parallel_for(size, size, fill_row);
+}
+
+// The columns of one basis: the active ones times the small vectors, and all in their final order.
+struct basis_update
+{
+    block_view<double> basis;
+    std::vector<row_group> groups;
+    const std::vector<unsigned int>& types;
+    const double* small;
+};
+
+void update_basis(const basis_update& update, const merge_partition& partition,
+                  const std::vector<std::size_t>& order, merge_workspace& workspace)
+{
+    const small_vectors vectors{update.small, column_norms(update.small, partition.active.size())};
+    const double* const product = multiply_active_columns(
+        update.basis, update.groups, partition.active, update.types, vectors, workspace);
+    place_columns(update.basis, product, partition, order);
+}
+
+std::vector<row_group> left_groups(std::size_t n, std::size_t k)
+{
+    return {{0, k, upper_rows}, {k, 1, torn_row}, {k + 1, n - 1 - k, lower_rows}};
+}
+
+std::vector<row_group> right_groups(const bidiagonal_vectors& vectors, std::size_t k)
+{
+    if (!vectors.complete())
+        return {{0, 1, upper_rows}, {1, 1, lower_rows}};
+    return {{0, k + 1, upper_rows}, {k + 1, vectors.v.rows - k - 1, lower_rows}};
+}
+
+bool is_zero(const torn_problem& torn, const std::vector<double>& values)
+{
+    return torn.alpha == 0 && torn.beta == 0 &&
+           std::all_of(values.begin(), values.end(), [](double value) { return value == 0; });
+}
+
+} // namespace
+
+void merge_arrow(std::vector<double>& values, torn_problem torn, const bidiagonal_vectors& vectors,
+                 arrow_workspace& workspace)
+{
+    if (is_zero(torn, values))
+        return;
+    const std::size_t n = values.size();
+    const arrow_deflation deflation(values, torn, vectors.v.cols);
+    const merge_partition& partition = deflation.partition;
+    rotate_columns(vectors.u, deflation.left_rotations);
+    rotate_columns(vectors.v, deflation.right_rotations);
+
+    small_arrow arrow = active_part(values, torn.z, partition.active);
+    const std::size_t size = arrow.size();
+    double* const small = workspace_of(workspace.right.roots, size * size);
+    solve_arrow(arrow, small);
+    distances_to_right_vectors(small, size, rebuilt_z(arrow, small));
+
+    std::vector<double> all = arrow.values;
+    for (const std::size_t column : partition.deflated)
+        all.push_back(values[column]);
+    const std::vector<std::size_t> order = ascending_order(all);
+    for (std::size_t c = 0; c < n; ++c)
+        values[c] = all[order[c]];
+
+    if (vectors.complete()) {
+        double* const left = workspace_of(workspace.left_vectors, size * size);
+        fill_left_vectors(arrow, small, left);
+        update_basis({vectors.u, left_groups(n, torn.k), deflation.left_types, left}, partition,
+                     order, workspace.right);
+    }
+    update_basis({vectors.v, right_groups(vectors, torn.k), deflation.right_types, small},
+                 partition, order, workspace.right);
+}
+
+} // namespace numerical::detail

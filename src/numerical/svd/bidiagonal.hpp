@@ -1,0 +1,63 @@
+#pragma once
+
+// Reduction of a square matrix to real upper bidiagonal form by reflections from both sides,
+// A = U·B·Vᴴ (Golub and Kahan 1965). From order 128 on it goes by panels of 32 columns (Dongarra,
+// Sorensen and Hammarling 1989): inside a panel the matrix stays as it is and the updates are kept
+// as low-rank factors, so that half of the work is in two matrix products per panel. The other
+// half, two products of the trailing matrix with a vector for each column, is bound by memory.
+//
+// Bases are held by rows: row i of `left` is the i-th left basis vector and row i of `right` the
+// i-th right one, that is A = leftᵀ·B·conj(right).
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+constexpr std::size_t blocked_bidiagonal_order = 128;
+constexpr std::size_t blocked_bases_order = 64;
+constexpr std::size_t bidiagonal_panel_columns = 32;
+
+// B and what stands between A and B. The left basis is H₀·H₁···diag(left_phases)*, with * the
+// conjugate, from the left reflectors, entry k of which acts on coordinates k and up; the right one
+// is the product of the right reflectors, entry k of which acts on coordinates k + 1 and up, with
+// right_phases[k] on coordinate k + 1.
+template <class T>
+struct bidiagonal_reduction
+{
+    std::size_t order;
+    std::vector<double> d; // diagonal
+    std::vector<double> e; // superdiagonal, with e[order - 1] = 0
+    std::vector<std::vector<T>> left_reflectors;
+    std::vector<std::vector<T>> right_reflectors;
+    std::vector<T> left_phases;
+    std::vector<T> right_phases;
+
+    explicit bidiagonal_reduction(std::size_t n)
+        : order(n), d(n), e(n), left_reflectors(n), right_reflectors(n), left_phases(n, T(1)),
+          right_phases(n, T(1))
+    {
+    }
+};
+
+template <class T>
+struct bidiagonal_bases
+{
+    std::vector<T> left;
+    std::vector<T> right;
+};
+
+// The reduction of the row-major n × n matrix a of finite entries. The real blocked form leaves d
+// and e signed; otherwise they are non-negative.
+template <class T>
+bidiagonal_reduction<T> bidiagonalize(std::vector<T> a, std::size_t n);
+
+// The same one reflector after the other, each applied to the whole trailing matrix.
+template <class T>
+bidiagonal_reduction<T> bidiagonalize_unblocked(std::vector<T> a, std::size_t n);
+
+// Both n × n bases by rows. Consumes the right reflectors.
+template <class T>
+bidiagonal_bases<T> form_bidiagonal_bases(bidiagonal_reduction<T>& reduction);
+
+} // namespace numerical::detail

@@ -1,0 +1,278 @@
+#include "numerical/svd/bidiagonal_divide.hpp"
+
+#include "numerical/eigen/merge_columns.hpp"
+#include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/storage.hpp"
+#include "numerical/svd/bidiagonal_qr.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <utility>
+
+namespace numerical::detail {
+namespace {
+
+// n diagonal entries, and couplings up to the column after the last one where `extra` is 1.
+struct bidiagonal_problem
+{
+    const double* d;
+    const double* e;
+    std::size_t n;
+    std::size_t extra;
+
+    std::size_t columns() const { return n + extra; }
+};
+
+std::vector<double> identity(std::size_t n)
+{
+    std::vector<double> a(n * n);
+    for (std::size_t i = 0; i < n; ++i)
+        a[i * n + i] = 1;
+    return a;
+}
+
+// The rotation that takes (x, y) to (length, 0).
+struct plane_rotation
+{
+    double length;
+    double c;
+    double s;
+};
+
+plane_rotation rotation_onto_first(double x, double y)
+{
+    const double length = std::hypot(x, y);
+    if (length == 0)
+        return {0, 1, 0};
+    return {length, x / length, y / length};
+}
+
+// Rotates the coupling to the extra column away; d and e are those of the square problem then. The
+// result are the right vectors by which this was done, by rows.
+std::vector<double> absorb_extra_column(std::vector<double>& d, std::vector<double>& e,
+                                        double coupling)
+{
+    const std::size_t n = d.size();
+    std::vector<column_rotation> rotations;
+    for (std::size_t i = n; i-- > 0;) {
+        const auto [length, c, s] = rotation_onto_first(d[i], coupling);
+        d[i] = length;
+        rotations.push_back({i, n, c, s});
+        if (i == 0)
+            break;
+        coupling = -s * e[i - 1];
+        e[i - 1] *= c;
+    }
+    std::vector<double> v = identity(n + 1);
+    rotate_columns({v.data(), n + 1, n + 1, n + 1}, rotations);
+    return v;
+}
+
+void solve_leaf(const bidiagonal_problem& problem, double* values,
+                const bidiagonal_vectors& vectors)
+{
+    const std::size_t n = problem.n;
+    const std::size_t m = problem.columns();
+    std::vector<double> d(problem.d, problem.d + n);
+    std::vector<double> e(problem.e, problem.e + n - 1);
+    e.push_back(0);
+    const std::vector<double> w =
+        problem.extra == 1 ? absorb_extra_column(d, e, problem.e[n - 1]) : identity(n);
+    std::vector<double> p = identity(n);
+    std::vector<double> q = identity(n);
+    bidiagonal_qr(d, e, p, q, n, 30 * n);
+
+    const std::size_t row_step = vectors.complete() ? 1 : m - 1; // or the first and the last
+    for (std::size_t j = 0; j < n; ++j) {
+        const std::size_t from = n - 1 - j; // ascending now
+        values[j] = d[from];
+        for (std::size_t i = 0; i < vectors.u.rows; ++i)
+            vectors.u(i, j) = p[from * n + i];
+        for (std::size_t i = 0; i < vectors.v.rows; ++i)
+            vectors.v(i, j) = dot_product(w.data() + i * row_step * m, q.data() + from * n, n);
+    }
+    for (std::size_t j = n; j < m; ++j)
+        for (std::size_t i = 0; i < vectors.v.rows; ++i)
+            vectors.v(i, j) = w[i * row_step * m + j];
+}
+
+// The places of the two halves' vectors in those of the whole. The upper half has the columns from
+// 1 on; its null vector, the last one, falls into the lower half's first column, and has to be
+// moved to column 0 before the lower half is solved.
+bidiagonal_vectors upper_half(const bidiagonal_vectors& whole, std::size_t k)
+{
+    if (!whole.complete())
+        return {whole.u, whole.v.sub(0, 2, 1, k + 2)};
+    return {whole.u.sub(0, k, 1, k + 1), whole.v.sub(0, k + 1, 1, k + 2)};
+}
+
+bidiagonal_vectors lower_half(const bidiagonal_vectors& whole, std::size_t k)
+{
+    const std::size_t m = whole.v.cols;
+    if (!whole.complete())
+        return {whole.u, whole.v.sub(0, 2, k + 1, m)};
+    const std::size_t n = whole.u.rows;
+    return {whole.u.sub(k + 1, n, k + 1, n), whole.v.sub(k + 1, m, k + 1, m)};
+}
+
+void move_null_vector(const bidiagonal_vectors& whole, std::size_t k)
+{
+    const std::size_t rows = whole.complete() ? k + 1 : 2;
+    for (std::size_t i = 0; i < rows; ++i)
+        whole.v(i, 0) = std::exchange(whole.v(i, k + 1), 0.0);
+}
+
+class bidiagonal_division
+{
+public:
+    // Singular values ascending.
+    void solve(const bidiagonal_problem& problem, double* values,
+               const bidiagonal_vectors& vectors);
+
+private:
+    void solve_scaled(const bidiagonal_problem& problem, double* values,
+                      const bidiagonal_vectors& vectors);
+    void tear(const bidiagonal_problem& problem, double* values, const bidiagonal_vectors& vectors);
+
+    arrow_workspace workspace;
+};
+
+// Every problem is brought to a largest entry in [0.5, 1) by a power of two, so that the merges'
+// tolerances are relative to it.
+void bidiagonal_division::solve(const bidiagonal_problem& problem, double* values,
+                                const bidiagonal_vectors& vectors)
+{
+    double largest = 0;
+    for (std::size_t i = 0; i < problem.n; ++i)
+        largest = std::max(largest, std::abs(problem.d[i]));
+    for (std::size_t i = 0; i + 1 < problem.columns(); ++i)
+        largest = std::max(largest, std::abs(problem.e[i]));
+    int exponent = 0;
+    std::frexp(largest, &exponent);
+    if (exponent == 0) {
+        solve_scaled(problem, values, vectors);
+        return;
+    }
+    std::vector<double> d(problem.n);
+    std::vector<double> e(problem.n);
+    for (std::size_t i = 0; i < problem.n; ++i)
+        d[i] = std::ldexp(problem.d[i], -exponent);
+    for (std::size_t i = 0; i + 1 < problem.columns(); ++i)
+        e[i] = std::ldexp(problem.e[i], -exponent);
+    solve_scaled({d.data(), e.data(), problem.n, problem.extra}, values, vectors);
+    for (std::size_t i = 0; i < problem.n; ++i)
+        values[i] = std::ldexp(values[i], exponent);
+}
+
+void bidiagonal_division::solve_scaled(const bidiagonal_problem& problem, double* values,
+                                       const bidiagonal_vectors& vectors)
+{
+    if (problem.n < bidiagonal_leaf_order)
+        solve_leaf(problem, values, vectors);
+    else
+        tear(problem, values, vectors);
+}
+
+//     [ upper   alpha·...              ]
+//     [         alpha      beta        ]  the torn row k, coupled to the upper half's last column
+//     [                    lower       ]  and the lower half's first
+void bidiagonal_division::tear(const bidiagonal_problem& problem, double* values,
+                               const bidiagonal_vectors& vectors)
+{
+    const auto [d, e, n, extra] = problem;
+    const std::size_t k = n / 2;
+    const std::size_t below = n - 1 - k;
+    torn_problem torn{k, d[k], e[k], std::vector<double>(n)};
+    std::vector<double> merged(n);
+
+    const bidiagonal_vectors upper = upper_half(vectors, k);
+    solve({d, e, k, 1}, merged.data() + 1, upper);
+    move_null_vector(vectors, k);
+    for (std::size_t i = 0; i <= k; ++i)
+        torn.z[i] = torn.alpha * vectors.v(upper.v.rows - 1, i);
+
+    const bidiagonal_vectors lower = lower_half(vectors, k);
+    if (!vectors.complete())
+        std::fill_n(vectors.v.row(1), k + 1, 0.0);
+    solve({d + k + 1, e + k + 1, below, extra}, merged.data() + k + 1, lower);
+    for (std::size_t i = 0; i < below; ++i)
+        torn.z[k + 1 + i] = torn.beta * lower.v(0, i);
+    const double beyond = extra == 1 ? torn.beta * lower.v(0, below) : 0.0;
+    if (!vectors.complete())
+        std::fill_n(lower.v.row(0), lower.v.cols, 0.0);
+    else
+        vectors.u(k, 0) = 1;
+
+    if (extra == 1) {
+        const auto [length, c, s] = rotation_onto_first(torn.z[0], beyond);
+        rotate_columns(vectors.v, {{0, n, c, s}});
+        torn.z[0] = length;
+    }
+    merge_arrow(merged, std::move(torn), vectors, workspace);
+    std::copy(merged.begin(), merged.end(), values);
+}
+
+// The columns of a, last first, as rows.
+std::vector<double> reversed_columns(const std::vector<double>& a, std::size_t n)
+{
+    std::vector<double> rows = reserved<double>(n * n);
+    for (std::size_t j = n; j-- > 0;)
+        for (std::size_t i = 0; i < n; ++i)
+            rows.push_back(a[i * n + j]);
+    return rows;
+}
+
+} // namespace
+
+template <class T>
+void multiply_real_left(const std::vector<double>& a, std::vector<T>& b, std::size_t n)
+{
+    // The parts of a complex row are twice as many real columns.
+    constexpr std::size_t parts = sizeof(T) / sizeof(double);
+    std::vector<T> product = zeros<T>(n * n);
+    gemm(n, parts * n, n, a.data(), n, reinterpret_cast<const double*>(b.data()), parts * n,
+         reinterpret_cast<double*>(product.data()), parts * n);
+    b = std::move(product);
+}
+
+template <class T>
+void bidiagonal_divide_and_conquer(std::vector<double>& d, const std::vector<double>& e,
+                                   std::vector<T>& left, std::vector<T>& right, std::size_t n)
+{
+    if (n == 0)
+        return;
+    std::vector<double> values(n);
+    std::vector<double> u = zeros<double>(n * n);
+    std::vector<double> v = zeros<double>(n * n);
+    bidiagonal_division().solve({d.data(), e.data(), n, 0}, values.data(),
+                                {{u.data(), n, n, n}, {v.data(), n, n, n}});
+    std::reverse_copy(values.begin(), values.end(), d.begin());
+    multiply_real_left(reversed_columns(u, n), left, n);
+    multiply_real_left(reversed_columns(v, n), right, n);
+}
+
+std::vector<double> bidiagonal_values(const std::vector<double>& d, const std::vector<double>& e,
+                                      std::size_t n)
+{
+    std::vector<double> values(n);
+    if (n == 0)
+        return values;
+    std::vector<double> ends(2 * n);
+    bidiagonal_division().solve({d.data(), e.data(), n, 0}, values.data(),
+                                {{nullptr, 0, 0, 0}, {ends.data(), 2, n, n}});
+    std::reverse(values.begin(), values.end());
+    return values;
+}
+
+template void bidiagonal_divide_and_conquer(std::vector<double>&, const std::vector<double>&,
+                                            std::vector<double>&, std::vector<double>&,
+                                            std::size_t);
+template void bidiagonal_divide_and_conquer(std::vector<double>&, const std::vector<double>&,
+                                            std::vector<std::complex<double>>&,
+                                            std::vector<std::complex<double>>&, std::size_t);
+template void multiply_real_left(const std::vector<double>&, std::vector<double>&, std::size_t);
+template void multiply_real_left(const std::vector<double>&, std::vector<std::complex<double>>&,
+                                 std::size_t);
+
+} // namespace numerical::detail

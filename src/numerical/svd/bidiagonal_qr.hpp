@@ -1,0 +1,20 @@
+#pragma once
+
+// All singular values of a real upper bidiagonal matrix by the implicitly shifted QR iteration
+// (Golub and Kahan 1965; Golub and Van Loan 2013, section 8.6). The iteration touches the two
+// diagonals only; what it does to the bases is recorded, and applied once after convergence.
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+// d and e hold the diagonal and the superdiagonal, n entries each, with e[n-1] = 0; left and right
+// the n × n bases by rows. On return d holds the singular values, descending, e is destroyed, and
+// row k of either basis belongs to d[k]. convergence_error "SVD: the bidiagonal QR iteration did
+// not converge within its steps" after max_steps chases in all; the bases are then as they were.
+template <class T>
+void bidiagonal_qr(std::vector<double>& d, std::vector<double>& e, std::vector<T>& left,
+                   std::vector<T>& right, std::size_t n, std::size_t max_steps);
+
+} // namespace numerical::detail

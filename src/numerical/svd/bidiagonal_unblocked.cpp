@@ -1,0 +1,96 @@
+#include "numerical/svd/bidiagonal.hpp"
+
+#include "numerical/factor/reflector.hpp"
+#include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/runtime/parallel_for.hpp"
+#include "numerical/scalar.hpp"
+
+#include <complex>
+#include <utility>
+
+namespace numerical::detail {
+namespace {
+
+// The reflector that clears x after its first element; empty if there is nothing to clear.
+template <class T>
+std::vector<T> reflector_clearing_tail(std::vector<T> x)
+{
+    if (!(scaled_norm(x.data() + 1, x.size() - 1) > 0))
+        x.clear();
+    else
+        make_reflector(x);
+    return x;
+}
+
+// A := A·H for the reflector r on columns [first, first + r.size()) of rows [first_row, n).
+template <class T>
+void reflect_from_right(std::vector<T>& a, std::size_t n, const std::vector<T>& r,
+                        std::size_t first_row, std::size_t first)
+{
+    const auto reflect_row = [&](std::size_t i) {
+        T* const y = a.data() + (first_row + i) * n + first;
+        T sum = 0;
+        for (std::size_t l = 0; l < r.size(); ++l)
+            sum += finite_product(y[l], r[l]);
+        const T twice = 2.0 * sum;
+        for (std::size_t l = 0; l < r.size(); ++l)
+            y[l] -= finite_product(twice, conjugate(r[l]));
+    };
+    parallel_for(n - first_row, 2 * r.size(), reflect_row);
+}
+
+// The conjugate phase of entry (k, k) times row k from there on.
+template <class T>
+T make_diagonal_real(std::vector<T>& a, std::size_t n, std::size_t k)
+{
+    T* const row = a.data() + k * n;
+    const T phase = conjugate(T(phase_of(row[k])));
+    for (std::size_t j = k; j < n; ++j)
+        row[j] *= phase;
+    return phase;
+}
+
+// The conjugate phase of entry (k, k + 1) times column k + 1 from row k down.
+template <class T>
+T make_superdiagonal_real(std::vector<T>& a, std::size_t n, std::size_t k)
+{
+    const T phase = conjugate(T(phase_of(a[k * n + k + 1])));
+    for (std::size_t i = k; i < n; ++i)
+        a[i * n + k + 1] *= phase;
+    return phase;
+}
+
+} // namespace
+
+template <class T>
+bidiagonal_reduction<T> bidiagonalize_unblocked(std::vector<T> a, std::size_t n)
+{
+    bidiagonal_reduction<T> out(n);
+    for (std::size_t k = 0; k < n; ++k) {
+        std::vector<T> x(n - k);
+        for (std::size_t i = k; i < n; ++i)
+            x[i - k] = a[i * n + k];
+        out.left_reflectors[k] = reflector_clearing_tail(std::move(x));
+        if (!out.left_reflectors[k].empty())
+            reflect_rows(a, n, out.left_reflectors[k], k, k);
+        out.left_phases[k] = make_diagonal_real(a, n, k);
+        out.d[k] = modulus(a[k * n + k]);
+        if (k + 1 == n)
+            break;
+
+        std::vector<T> r(n - k - 1);
+        for (std::size_t j = k + 1; j < n; ++j)
+            r[j - k - 1] = conjugate(a[k * n + j]);
+        out.right_reflectors[k] = reflector_clearing_tail(std::move(r));
+        if (!out.right_reflectors[k].empty())
+            reflect_from_right(a, n, out.right_reflectors[k], k, k + 1);
+        out.right_phases[k] = make_superdiagonal_real(a, n, k);
+        out.e[k] = modulus(a[k * n + k + 1]);
+    }
+    return out;
+}
+
+template bidiagonal_reduction<double> bidiagonalize_unblocked(std::vector<double>, std::size_t);
+template bidiagonal_reduction<complex> bidiagonalize_unblocked(std::vector<complex>, std::size_t);
+
+} // namespace numerical::detail

@@ -1,0 +1,197 @@
+#include "numerical/svd/least_squares.hpp"
+
+#include "numerical/checks.hpp"
+#include "numerical/errors.hpp"
+#include "numerical/factor/qr.hpp"
+#include "numerical/factor/triangular.hpp"
+#include "numerical/gemm/block_view.hpp"
+#include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
+#include "numerical/svd/svd.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <limits>
+#include <utility>
+
+namespace numerical {
+namespace detail {
+namespace {
+
+constexpr double eps = std::numeric_limits<double>::epsilon();
+
+template <class T>
+double largest_modulus(const matrix<T>& a)
+{
+    double largest = 0;
+    for (const T& x : a.data)
+        largest = std::max(largest, modulus(x));
+    return largest;
+}
+
+// a, or its adjoint if it is wide, times 2^-exponent: always tall.
+template <class T>
+std::vector<T> tall_and_scaled(const matrix<T>& a, int exponent)
+{
+    std::vector<T> tall =
+        a.rows >= a.cols ? copy_of(a.data.data(), a.data.size()) : std::move(adjoint(a).data);
+    for (T& x : tall)
+        x = scaled_by_power(x, -exponent);
+    return tall;
+}
+
+template <class T>
+double frobenius_norm(const std::vector<T>& a)
+{
+    double square = 0;
+    for (const T& x : a)
+        square += std::norm(x);
+    return std::sqrt(square);
+}
+
+// X = R⁻¹·(QᴴB), for m ≥ n.
+template <class T>
+std::vector<T> solve_tall(const qr_reflections<T>& qr, const std::vector<T>& r_inverse,
+                          const matrix<T>& b, std::size_t n)
+{
+    std::vector<T> reflected = copy_of(b.data.data(), b.data.size());
+    for (const reflector_block<T>& block : qr.blocks)
+        apply_reflector_block<block_operator::adjoint>(block, reflected, b.cols, 0, b.cols);
+    std::vector<T> x = zeros<T>(n * b.cols);
+    gemm(n, b.cols, n, r_inverse.data(), n, reflected.data(), b.cols, x.data(), b.cols);
+    return x;
+}
+
+// X = Q·(R⁻ᴴ·B), for m < n: Q and R are the factors of the adjoint.
+template <class T>
+std::vector<T> solve_wide(const qr_reflections<T>& qr, std::vector<T> r_inverse, const matrix<T>& b,
+                          std::size_t n)
+{
+    const std::size_t m = b.rows;
+    const matrix<T> lower = adjoint(matrix<T>(m, m, std::move(r_inverse)));
+    std::vector<T> x = zeros<T>(n * b.cols);
+    gemm(m, b.cols, m, lower.data.data(), m, b.data.data(), b.cols, x.data(), b.cols);
+    for (auto block = qr.blocks.rbegin(); block != qr.blocks.rend(); ++block)
+        apply_reflector_block<block_operator::direct>(*block, x, b.cols, 0, b.cols);
+    return x;
+}
+
+// The minimum-norm solution from the singular values that count.
+template <class T>
+matrix<T> lstsq_by_svd(const matrix<T>& a, const matrix<T>& b)
+{
+    const svd_decomposition<T> svd(a, svd_method::divide_and_conquer);
+    const std::size_t rank = count_above_threshold(svd.values, a.rows, a.cols);
+    const std::size_t k = svd.values.size();
+    std::vector<T> x = zeros<T>(a.cols * b.cols);
+    for (std::size_t c = 0; c < b.cols; ++c)
+        for (std::size_t i = 0; i < rank; ++i) {
+            T q = 0;
+            for (std::size_t l = 0; l < a.rows; ++l)
+                q += conjugate(svd.u.data[l * k + i]) * b.data[l * b.cols + c];
+            q /= T(svd.values[i]);
+            for (std::size_t j = 0; j < a.cols; ++j)
+                x[j * b.cols + c] += svd.v.data[j * k + i] * q;
+        }
+    return matrix<T>(a.cols, b.cols, std::move(x));
+}
+
+} // namespace
+
+std::size_t count_above_threshold(const std::vector<double>& values, std::size_t m, std::size_t n)
+{
+    double largest = 0;
+    for (const double value : values)
+        largest = std::max(largest, value);
+    const double threshold = static_cast<double>(std::max(m, n)) * (largest * eps);
+    return static_cast<std::size_t>(std::count_if(values.begin(), values.end(),
+                                                  [=](double value) { return value > threshold; }));
+}
+
+template <class T>
+std::optional<matrix<T>> lstsq_by_qr(const matrix<T>& a, const matrix<T>& b)
+{
+    const double largest = largest_modulus(a);
+    if (a.rows == 0 || largest == 0)
+        return std::nullopt;
+    const int exponent = std::ilogb(largest);
+    const std::size_t big = std::max(a.rows, a.cols);
+    const std::size_t small = std::min(a.rows, a.cols);
+    const qr_reflections<T> qr = householder_reflect(tall_and_scaled(a, exponent), big, small);
+    std::vector<T> r_inverse = upper_inverse(qr.r, small);
+
+    const double condition = frobenius_norm(qr.r) * frobenius_norm(r_inverse);
+    const bool clearly_regular = 1.0 > condition * (static_cast<double>(big) * eps) * 100.0;
+    if (!clearly_regular) // a zero on R's diagonal makes it infinite or NaN
+        return std::nullopt;
+
+    std::vector<T> x = a.rows >= a.cols ? solve_tall(qr, r_inverse, b, a.cols)
+                                        : solve_wide(qr, std::move(r_inverse), b, a.cols);
+    for (T& element : x)
+        element = scaled_by_power(element, -exponent);
+    return matrix<T>(a.cols, b.cols, std::move(x));
+}
+
+} // namespace detail
+
+template <class T>
+matrix<T> lstsq(const matrix<T>& a, const matrix<T>& b)
+{
+    if (a.rows != b.rows)
+        throw dimension_error("lstsq: right-hand side size differs from the matrix");
+    detail::require_finite(a, "lstsq");
+    if (auto x = detail::lstsq_by_qr(a, b))
+        return *std::move(x);
+    return detail::lstsq_by_svd(a, b);
+}
+
+template <class T>
+vector<T> lstsq(const matrix<T>& a, const vector<T>& b)
+{
+    return {lstsq(a, matrix<T>(b.data.size(), 1, b.data)).data};
+}
+
+template <class T>
+matrix<T> pinv(const matrix<T>& a)
+{
+    detail::require_finite(a, "pinv");
+    const svd_decomposition<T> svd(a, svd_method::divide_and_conquer);
+    const std::size_t rank = detail::count_above_threshold(svd.values, a.rows, a.cols);
+    const std::size_t k = svd.values.size();
+    std::vector<T> p = detail::zeros<T>(a.cols * a.rows);
+    for (std::size_t i = 0; i < rank; ++i) {
+        const double inverse = 1.0 / svd.values[i];
+        for (std::size_t j = 0; j < a.cols; ++j) {
+            const T c = svd.v.data[j * k + i] * T(inverse);
+            for (std::size_t l = 0; l < a.rows; ++l)
+                p[j * a.rows + l] += c * detail::conjugate(svd.u.data[l * k + i]);
+        }
+    }
+    return matrix<T>(a.cols, a.rows, std::move(p));
+}
+
+template <class T>
+std::size_t matrix_rank(const matrix<T>& a)
+{
+    detail::require_finite(a, "matrix_rank");
+    const svd_decomposition<T> svd(a, svd_method::divide_and_conquer);
+    return detail::count_above_threshold(svd.values, a.rows, a.cols);
+}
+
+using detail::complex;
+
+template std::optional<matrix<double>> detail::lstsq_by_qr(const matrix<double>&,
+                                                           const matrix<double>&);
+template std::optional<matrix<complex>> detail::lstsq_by_qr(const matrix<complex>&,
+                                                            const matrix<complex>&);
+template matrix<double> lstsq(const matrix<double>&, const matrix<double>&);
+template matrix<complex> lstsq(const matrix<complex>&, const matrix<complex>&);
+template vector<double> lstsq(const matrix<double>&, const vector<double>&);
+template vector<complex> lstsq(const matrix<complex>&, const vector<complex>&);
+template matrix<double> pinv(const matrix<double>&);
+template matrix<complex> pinv(const matrix<complex>&);
+template std::size_t matrix_rank(const matrix<double>&);
+template std::size_t matrix_rank(const matrix<complex>&);
+
+} // namespace numerical

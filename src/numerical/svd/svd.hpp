@@ -1,0 +1,30 @@
+#pragma once
+
+// The thin singular value decomposition A = U·diag(S)·Vᴴ.
+
+#include "numerical/matrix.hpp"
+
+#include <cstdint>
+#include <vector>
+
+namespace numerical {
+
+enum class svd_method : std::uint32_t { bidiagonal_qr = 0, jacobi = 1, divide_and_conquer = 2 };
+
+// With k = min(m, n) for an m × n matrix.
+template <class T>
+struct svd_decomposition
+{
+    std::vector<double> values; // k, descending
+    matrix<T> u;                // m × k, left vectors in columns
+    matrix<T> v;                // n × k, right vectors in columns
+
+    // non_finite_error "SVD: the matrix holds an infinite or NaN entry"; convergence_error from the
+    // method's iteration.
+    svd_decomposition(const matrix<T>& a, svd_method method);
+
+private:
+    void factor(const matrix<T>& a, svd_method method);
+};
+
+} // namespace numerical
