@@ -30,6 +30,9 @@ PyObject* module_slogdet(PyObject* self, PyObject* args);
 any_tensor cholesky(const any_tensor& a);
 std::tuple<any_tensor, any_tensor> qr(const any_tensor& a); // Q, R
 
+// eigen.cpp
+std::tuple<any_tensor, any_tensor> eigh(const any_tensor& a, const std::string& method);
+
 // array_import.cpp
 PyObject* module_asarray(PyObject* self, PyObject* args, PyObject* kwargs);
 

@@ -113,6 +113,9 @@ const PyMethodDef functions[] = {
               "qr(a) -> (Q, R)\n"
               "The QR factorisation of an m×n matrix, as numpy.linalg.qr (reduced): Q is m×k, "
               "R k×n, k = min(m, n)."),
+    typed<eigh>("eigh", "eigh(a, method) -> (values, vectors)\n"
+                        "Eigenpairs of a real symmetric or complex Hermitian matrix (real values, "
+                        "ascending); its lower triangle is read, as numpy.linalg.eigh reads it."),
     plain<module_determinant>("determinant",
                               "determinant(a) -> number\n"
                               "The determinant of a square matrix (float or complex)."),
