@@ -36,4 +36,7 @@ std::tuple<any_tensor, any_tensor> eigh(const any_tensor& a, const std::string& 
 // array_import.cpp
 PyObject* module_asarray(PyObject* self, PyObject* args, PyObject* kwargs);
 
+// einsum.cpp
+PyObject* module_einsum(PyObject* self, PyObject* args);
+
 } // namespace numerical::boundary

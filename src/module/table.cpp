@@ -129,6 +129,9 @@ const PyMethodDef functions[] = {
         "A Tensor (converted if dtype differs), or a copy of a C-contiguous array via\n"
         "__array_interface__. dtype is honoured: real->complex128 widens (zero imaginary\n"
         "part); complex128->float64 is refused."),
+    plain<module_einsum>("einsum", "einsum(spec, *operands) -> Tensor\n"
+                                   "Einstein summation, e.g. 'ij,jk->ik' (matmul), 'i,i->' (dot), "
+                                   "'ij->ji'."),
 };
 
 } // namespace

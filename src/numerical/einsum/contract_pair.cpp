@@ -1,0 +1,113 @@
+#include "numerical/einsum/contract_pair.hpp"
+
+#include "numerical/checks.hpp"
+#include "numerical/einsum/outer_product.hpp"
+#include "numerical/einsum/strided_copy.hpp"
+#include "numerical/gemm/gemm.hpp"
+#include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/runtime/parallel_for.hpp"
+#include "numerical/storage.hpp"
+
+#include <complex>
+#include <utility>
+
+namespace numerical::detail {
+namespace {
+
+// The labels of the output by the operands that hold them, each group in the output's order.
+struct output_groups
+{
+    std::string batch; // in both operands
+    std::string a_free;
+    std::string b_free;
+};
+
+output_groups grouped(const std::string& output, label_set in_a, label_set in_b)
+{
+    output_groups groups;
+    for (const char label : output) {
+        if (!in_b.contains(label))
+            groups.a_free += label;
+        else if (!in_a.contains(label))
+            groups.b_free += label;
+        else
+            groups.batch += label;
+    }
+    return groups;
+}
+
+struct batch_sizes
+{
+    std::size_t batches;
+    std::size_t m;
+    std::size_t n;
+    std::size_t k;
+
+    std::size_t total() const { return checked_mul(batches, checked_mul(m, n)); }
+};
+
+// A is batches × m × k, B batches × k × n, the result batches × m × n.
+template <class T>
+std::vector<T> batched_product(const batch_sizes& sizes, const T* a, const T* b)
+{
+    const auto [batches, m, n, k] = sizes;
+    std::vector<T> result = zeros<T>(sizes.total());
+    T* const c = result.data();
+    if (m == 1 && n == 1) {
+        const auto dot_of_batch = [=, depth = k](std::size_t i) {
+            c[i] = plain_dot(a + i * depth, b + i * depth, depth);
+        };
+        parallel_for(batches, k, dot_of_batch);
+        return result;
+    }
+    const auto multiply_batch = [=, rows = m, cols = n, depth = k](std::size_t i) {
+        gemm<T>(rows, cols, depth, a + i * rows * depth, depth, b + i * depth * cols, cols,
+                c + i * rows * cols, cols);
+    };
+    parallel_for(batches, m * n * k / 16, multiply_batch);
+    return result;
+}
+
+} // namespace
+
+template <class T>
+std::optional<tensor<T>> contract_pair(const std::string& a_labels, const tensor<T>& a,
+                                       const std::string& b_labels, const tensor<T>& b,
+                                       const std::string& output, const std::string& summed,
+                                       const label_extents& extents)
+{
+    const label_set in_a(a_labels);
+    const label_set in_b(b_labels);
+    if (in_a.size() != a_labels.size() || in_b.size() != b_labels.size())
+        return std::nullopt;
+    if (!(label_set(summed) - (in_a & in_b)).empty())
+        return std::nullopt;
+
+    const auto [batch, a_free, b_free] = grouped(output, in_a, in_b);
+    const std::string canonical = batch + a_free + b_free;
+    if (canonical != output && batch + b_free + a_free == output)
+        return contract_pair<T>(b_labels, b, a_labels, a, output, summed, extents);
+
+    const batch_sizes sizes{extent_product(batch, extents), extent_product(a_free, extents),
+                            extent_product(b_free, extents), extent_product(summed, extents)};
+    if (summed.empty())
+        return outer_product<T>({a_labels, a}, {b_labels, b}, output, extents);
+
+    const ordered_elements<T> left({a_labels, a}, batch + a_free + summed, extents);
+    const ordered_elements<T> right({b_labels, b}, batch + summed + b_free, extents);
+    std::vector<T> result = batched_product(sizes, left.data(), right.data());
+    if (canonical != output)
+        result = permuted(result, canonical, output, extents);
+    return tensor<T>(extents_of(output, extents), std::move(result));
+}
+
+template std::optional<tensor<double>> contract_pair(const std::string&, const tensor<double>&,
+                                                     const std::string&, const tensor<double>&,
+                                                     const std::string&, const std::string&,
+                                                     const label_extents&);
+template std::optional<tensor<std::complex<double>>>
+contract_pair(const std::string&, const tensor<std::complex<double>>&, const std::string&,
+              const tensor<std::complex<double>>&, const std::string&, const std::string&,
+              const label_extents&);
+
+} // namespace numerical::detail

@@ -1,0 +1,24 @@
+#pragma once
+
+// Two operands contracted by matrix products: both are brought into an order of axes in which every
+// batch is a pair of row-major matrices. Covers what is a product in the strict sense; diagonals
+// and sums over one operand alone are left to the general loop.
+
+#include "numerical/einsum/subscripts.hpp"
+#include "numerical/tensor.hpp"
+
+#include <optional>
+#include <string>
+
+namespace numerical::detail {
+
+// The result with the labels `output`; nothing if a label stands twice in an operand or one of
+// `summed` is in one operand only. `summed` are the labels that are not in the output, in the order
+// in which they are summed.
+template <class T>
+std::optional<tensor<T>> contract_pair(const std::string& a_labels, const tensor<T>& a,
+                                       const std::string& b_labels, const tensor<T>& b,
+                                       const std::string& output, const std::string& summed,
+                                       const label_extents& extents);
+
+} // namespace numerical::detail

@@ -1,0 +1,21 @@
+#pragma once
+
+// What is not a matrix product: diagonals, traces, sums over axes of one operand, transposes. The
+// loops run on the calling thread and without vector kernels. Each element is summed in the
+// row-major order of `summed`, one term after the other from 0, however the loops are nested; an
+// element that is no sum is moved unchanged.
+
+#include "numerical/einsum/subscripts.hpp"
+#include "numerical/tensor.hpp"
+
+#include <array>
+#include <string>
+
+namespace numerical::detail {
+
+// One or two operands.
+template <class T, std::size_t N>
+tensor<T> general_loop(const std::array<labelled<T>, N>& operands, const std::string& output,
+                       const std::string& summed, const label_extents& extents);
+
+} // namespace numerical::detail

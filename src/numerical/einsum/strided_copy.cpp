@@ -1,0 +1,179 @@
+#include "numerical/einsum/strided_copy.hpp"
+
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <array>
+#include <complex>
+#include <emmintrin.h>
+
+namespace numerical::detail {
+namespace {
+
+// Tiles of 32 × 32 elements touch few pages on the strided side and use each cache line whole.
+constexpr std::size_t tile = 32;
+// How far a result that isn't written in its order is extended at a time: the zeros that a vector
+// begins with are still in the cache when they are written over.
+constexpr std::size_t growth = 16384;
+
+using axes_view = std::span<const loop_axis<1>>;
+
+// 4 × 4 elements by way of registers, two by two, which the baseline of x86-64 has.
+void transpose_4x4(const double* from, std::size_t from_stride, double* to, std::size_t to_stride)
+{
+    for (std::size_t r = 0; r < 4; r += 2)
+        for (std::size_t c = 0; c < 4; c += 2) {
+            const __m128d left = _mm_loadu_pd(from + c * from_stride + r);
+            const __m128d right = _mm_loadu_pd(from + (c + 1) * from_stride + r);
+            _mm_storeu_pd(to + r * to_stride + c, _mm_unpacklo_pd(left, right));
+            _mm_storeu_pd(to + (r + 1) * to_stride + c, _mm_unpackhi_pd(left, right));
+        }
+}
+
+void transpose_4x4(const std::complex<double>* from, std::size_t from_stride,
+                   std::complex<double>* to, std::size_t to_stride)
+{
+    for (std::size_t r = 0; r < 4; ++r)
+        for (std::size_t c = 0; c < 4; ++c)
+            to[r * to_stride + c] = from[c * from_stride + r];
+}
+
+template <class T>
+void transpose_plain(const T* from, std::size_t from_stride, T* to, std::size_t to_stride,
+                     std::size_t rows, std::size_t cols)
+{
+    for (std::size_t r = 0; r < rows; ++r)
+        for (std::size_t c = 0; c < cols; ++c)
+            to[r * to_stride + c] = from[c * from_stride + r];
+}
+
+template <class T>
+void transpose_tile(const T* from, std::size_t from_stride, T* to, std::size_t to_stride,
+                    std::size_t rows, std::size_t cols)
+{
+    const std::size_t whole_rows = rows & ~std::size_t{3};
+    const std::size_t whole_cols = cols & ~std::size_t{3};
+    for (std::size_t c = 0; c < whole_cols; c += 4)
+        for (std::size_t r = 0; r < whole_rows; r += 4)
+            transpose_4x4(from + c * from_stride + r, from_stride, to + r * to_stride + c,
+                          to_stride);
+    transpose_plain(from + whole_cols * from_stride, from_stride, to + whole_cols, to_stride,
+                    whole_rows, cols - whole_cols);
+    transpose_plain(from + whole_rows, from_stride, to + whole_rows * to_stride, to_stride,
+                    rows - whole_rows, cols);
+}
+
+// The last axis lies side by side in the source: whole runs are copied.
+template <class T>
+void copy_runs(const T* from, axes_view axes, std::vector<T>& out)
+{
+    const std::size_t run = axes.back().extent;
+    for_each_position<1>(axes.first(axes.size() - 1), {}, [&](const offsets<1>& at) {
+        out.insert(out.end(), from + at[0], from + at[0] + run);
+    });
+}
+
+// No axis lies side by side: elements are fetched one by one, in short stretches.
+template <class T>
+void gather(const T* from, axes_view axes, std::vector<T>& out)
+{
+    std::array<T, 256> stretch;
+    const std::size_t stride = axes.back().stride[0];
+    const std::size_t extent = axes.back().extent;
+    for_each_position<1>(axes.first(axes.size() - 1), {}, [&](const offsets<1>& at) {
+        for (std::size_t first = 0; first < extent; first += stretch.size()) {
+            const std::size_t count = std::min(stretch.size(), extent - first);
+            const T* next = from + at[0] + first * stride;
+            for (std::size_t i = 0; i < count; ++i, next += stride)
+                stretch[i] = *next;
+            out.insert(out.end(), stretch.data(), stretch.data() + count);
+        }
+    });
+}
+
+// Axis `rows` lies side by side in the source, the last one in the result: a transpose, in strips
+// of the rows, for each position of the axes before and between.
+template <class T>
+void transpose_axes(const T* from, axes_view axes, std::size_t rows, std::size_t size,
+                    std::vector<T>& out)
+{
+    const axes_view between = axes.subspan(rows + 1, axes.size() - rows - 2);
+    const loop_axis<1>& last = axes.back();
+    std::size_t row_stride = last.extent;
+    for (const loop_axis<1>& axis : between)
+        row_stride *= axis.extent;
+
+    std::size_t done = 0;
+    for_each_position<1>(axes.first(rows), {}, [&](const offsets<1>& before) {
+        for (std::size_t r = 0; r < axes[rows].extent; r += tile) {
+            const std::size_t count = std::min(tile, axes[rows].extent - r);
+            const std::size_t end = done + count * row_stride;
+            if (out.size() < end)
+                out.resize(std::min(size, std::max(end, out.size() + growth)));
+            T* to = out.data() + done;
+            for_each_position<1>(between, before, [&](const offsets<1>& at) {
+                transpose_block(from + at[0] + r, last.stride[0], to, row_stride, count,
+                                last.extent);
+                to += last.extent;
+            });
+            done = end;
+        }
+    });
+}
+
+} // namespace
+
+template <class T>
+void transpose_block(const T* from, std::size_t from_stride, T* to, std::size_t to_stride,
+                     std::size_t rows, std::size_t cols)
+{
+    for (std::size_t r = 0; r < rows; r += tile)
+        for (std::size_t c = 0; c < cols; c += tile)
+            transpose_tile(from + c * from_stride + r, from_stride, to + r * to_stride + c,
+                           to_stride, std::min(tile, rows - r), std::min(tile, cols - c));
+}
+
+template <class T>
+std::vector<T> strided_copy(const T* from, const std::vector<loop_axis<1>>& axes)
+{
+    if (axes.empty())
+        return {*from};
+    std::size_t size = 1;
+    for (const loop_axis<1>& axis : axes)
+        size *= axis.extent;
+    std::vector<T> out = reserved<T>(size);
+    const auto lies_side_by_side = [](const loop_axis<1>& axis) { return axis.stride[0] == 1; };
+    const auto found = std::find_if(axes.begin(), axes.end(), lies_side_by_side);
+    if (found == axes.end())
+        gather(from, axes_view(axes), out);
+    else if (found + 1 == axes.end())
+        copy_runs(from, axes_view(axes), out);
+    else
+        transpose_axes(from, axes_view(axes), static_cast<std::size_t>(found - axes.begin()), size,
+                       out);
+    return out;
+}
+
+template <class T>
+std::vector<T> permuted(const std::vector<T>& data, const std::string& from, const std::string& to,
+                        const label_extents& extents)
+{
+    if (data.empty())
+        return {};
+    return strided_copy(data.data(), loop_axes<1>(to, {label_strides(from, extents)}, extents));
+}
+
+template void transpose_block(const double*, std::size_t, double*, std::size_t, std::size_t,
+                              std::size_t);
+template void transpose_block(const std::complex<double>*, std::size_t, std::complex<double>*,
+                              std::size_t, std::size_t, std::size_t);
+template std::vector<double> strided_copy(const double*, const std::vector<loop_axis<1>>&);
+template std::vector<std::complex<double>> strided_copy(const std::complex<double>*,
+                                                        const std::vector<loop_axis<1>>&);
+template std::vector<double> permuted(const std::vector<double>&, const std::string&,
+                                      const std::string&, const label_extents&);
+template std::vector<std::complex<double>> permuted(const std::vector<std::complex<double>>&,
+                                                    const std::string&, const std::string&,
+                                                    const label_extents&);
+
+} // namespace numerical::detail

@@ -1,0 +1,147 @@
+#pragma once
+
+// The labels of an Einstein summation: what a specification such as "ij,jk->ik" says, checked
+// against the shapes of its operands. Only the explicit form with "->" exists: no implicit output,
+// no ellipsis. A label is one ASCII letter, upper and lower case being different labels.
+//
+// Labels are few and summations of small operands are many, so a set of labels is one word, and
+// the extents stand in a flat table. Both are walked in the order of the characters.
+
+#include "numerical/tensor.hpp"
+
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace numerical::detail {
+
+// Whether `c` is an ASCII letter, in any locale.
+constexpr bool is_label(char c)
+{
+    return ('a' <= c && c <= 'z') || ('A' <= c && c <= 'Z');
+}
+
+// Labels lie between '@' and '\x7f', so that their low six bits tell them apart, in their order.
+constexpr std::size_t label_slots = 64;
+
+constexpr std::size_t slot_of(char label)
+{
+    return static_cast<unsigned char>(label) % label_slots;
+}
+
+class label_set
+{
+public:
+    label_set() = default;
+
+    explicit label_set(std::string_view labels)
+    {
+        for (const char label : labels)
+            insert(label);
+    }
+
+    bool empty() const { return bits == 0; }
+
+    bool contains(char label) const { return (bits >> slot_of(label) & 1U) != 0; }
+
+    std::size_t size() const { return static_cast<std::size_t>(std::popcount(bits)); }
+
+    // False if the label was there.
+    bool insert(char label)
+    {
+        const bool is_new = !contains(label);
+        bits |= std::uint64_t{1} << slot_of(label);
+        return is_new;
+    }
+
+    // The labels in the order of the characters.
+    std::string text() const
+    {
+        std::string labels;
+        for (std::uint64_t left = bits; left != 0; left &= left - 1)
+            labels += static_cast<char>('@' + std::countr_zero(left));
+        return labels;
+    }
+
+    friend label_set operator|(label_set a, label_set b) { return label_set(a.bits | b.bits); }
+
+    friend label_set operator&(label_set a, label_set b) { return label_set(a.bits & b.bits); }
+
+    friend label_set operator^(label_set a, label_set b) { return label_set(a.bits ^ b.bits); }
+
+    // The labels of a that are not in b.
+    friend label_set operator-(label_set a, label_set b) { return label_set(a.bits & ~b.bits); }
+
+private:
+    explicit label_set(std::uint64_t slots) : bits(slots) {}
+
+    std::uint64_t bits = 0;
+};
+
+// The extent of each label that stands in an operand.
+class label_extents
+{
+public:
+    label_extents() = default;
+
+    label_extents(std::initializer_list<std::pair<char, std::size_t>> pairs)
+    {
+        for (const auto& [label, extent] : pairs)
+            insert(label, extent);
+    }
+
+    // False, and nothing changed, if the label is there with another extent.
+    bool insert(char label, std::size_t extent)
+    {
+        if (!held.insert(label))
+            return extents[slot_of(label)] == extent;
+        extents[slot_of(label)] = extent;
+        return true;
+    }
+
+    std::size_t operator[](char label) const { return extents[slot_of(label)]; }
+
+    label_set labels() const { return held; }
+
+private:
+    label_set held;
+    std::array<std::size_t, label_slots> extents{};
+};
+
+// The extents of `labels`, one for each.
+std::vector<std::size_t> extents_of(std::string_view labels, const label_extents& extents);
+
+// Their product; dimension_error "dimension product overflows std::size_t".
+std::size_t extent_product(std::string_view labels, const label_extents& extents);
+
+// A tensor and the labels of its axes, for the length of a call.
+template <class T>
+struct labelled
+{
+    const std::string& labels;
+    const tensor<T>& value;
+};
+
+struct subscripts
+{
+    std::vector<std::string> inputs; // the labels of each operand
+    std::string output;              // the labels of the result
+    std::string summed;              // the labels that are not in the output, in their order
+    label_extents extents;
+};
+
+// The label strings between the commas; einsum_error for anything else than a letter or a comma.
+std::vector<std::string> split_inputs(const std::string& text);
+
+// The specification read and checked against the operands, first fault first, with einsum_error.
+// White space may stand anywhere in it.
+template <class T>
+subscripts parse_subscripts(const std::string& spec, const std::vector<const tensor<T>*>& operands);
+
+} // namespace numerical::detail
