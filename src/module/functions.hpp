@@ -8,6 +8,8 @@
 #include "binding/python.hpp"
 #include "module/tensor_object.hpp"
 
+#include <string>
+
 namespace numerical::boundary {
 
 // table.cpp: makes the class or adds the one there is, and appends the functions' rows.
@@ -32,6 +34,15 @@ std::tuple<any_tensor, any_tensor> qr(const any_tensor& a); // Q, R
 
 // eigen.cpp
 std::tuple<any_tensor, any_tensor> eigh(const any_tensor& a, const std::string& method);
+
+// svd.cpp
+std::tuple<any_tensor, any_tensor, any_tensor> svd(const any_tensor& a, // U, S, Vᴴ
+                                                   const std::string& method);
+
+// least_squares.cpp
+any_tensor lstsq(const any_tensor& a, const any_tensor& b);
+any_tensor pinv(const any_tensor& a);
+unsigned long matrix_rank(const any_tensor& a);
 
 // array_import.cpp
 PyObject* module_asarray(PyObject* self, PyObject* args, PyObject* kwargs);

@@ -107,6 +107,10 @@ const PyMethodDef functions[] = {
                           "one right-hand side per column)."),
     typed<inverse>("inverse", "inverse(a) -> Tensor\n"
                               "The inverse of a square matrix."),
+    typed<lstsq>("lstsq", "lstsq(a, b) -> Tensor\n"
+                          "The minimum-norm least-squares solution of a @ x ≈ b, as "
+                          "numpy.linalg.lstsq (SVD; a rank-2; b rank-1, or rank-2 with one "
+                          "right-hand side per column)."),
     typed<cholesky>("cholesky", "cholesky(a) -> Tensor\n"
                                 "The lower factor L of A = L Lᴴ (Hermitian positive-definite)."),
     typed<qr>("qr",
@@ -116,6 +120,15 @@ const PyMethodDef functions[] = {
     typed<eigh>("eigh", "eigh(a, method) -> (values, vectors)\n"
                         "Eigenpairs of a real symmetric or complex Hermitian matrix (real values, "
                         "ascending); its lower triangle is read, as numpy.linalg.eigh reads it."),
+    typed<matrix_rank>("matrix_rank", "matrix_rank(a) -> int\n"
+                                      "The numerical rank of a matrix, as "
+                                      "numpy.linalg.matrix_rank."),
+    typed<pinv>("pinv", "pinv(a) -> Tensor\n"
+                        "The Moore–Penrose pseudo-inverse of an m×n matrix, as "
+                        "numpy.linalg.pinv."),
+    typed<svd>("svd", "svd(a, method) -> (U, S, Vh)\n"
+                      "The singular value decomposition a = U @ diag(S) @ Vh of an m×n matrix, as "
+                      "numpy.linalg.svd(a, full_matrices=False)."),
     plain<module_determinant>("determinant",
                               "determinant(a) -> number\n"
                               "The determinant of a square matrix (float or complex)."),
