@@ -242,9 +242,9 @@ PyObject* from_interface(PyObject* interface, wanted_type wanted)
 
 // Null without an error if the object has no such attribute; any other failure of the look-up
 // stands.
-owned_ref attribute(PyObject* object, const char* name)
+owned_ref attribute(PyObject* object, PyObject* name)
 {
-    owned_ref value(PyObject_GetAttrString(object, name));
+    owned_ref value(PyObject_GetAttr(object, name));
     if (!value) {
         if (PyErr_ExceptionMatches(PyExc_AttributeError) == 0)
             throw error_already_set();
@@ -267,9 +267,14 @@ const array_record* record_in(PyObject* capsule)
 PyObject* module_asarray(PyObject*, PyObject* args, PyObject* kwargs)
 {
     static constexpr const char* names[] = {"obj", "dtype", nullptr};
+    static PyObject* const struct_name = not_null(PyUnicode_InternFromString("__array_struct__"));
+    static PyObject* const interface_name =
+        not_null(PyUnicode_InternFromString("__array_interface__"));
     PyObject* object = nullptr;
     const char* dtype = nullptr;
-    if (!binding::parse_keywords(args, kwargs, "O|z", names, &object, &dtype))
+    if (kwargs == nullptr && PyTuple_Size(args) == 1) // by far the most calls: nothing to parse
+        object = PyTuple_GetItem(args, 0);
+    else if (!binding::parse_keywords(args, kwargs, "O|z", names, &object, &dtype))
         return nullptr;
     const wanted_type wanted = wanted_from(dtype);
     if (binding::is_instance<any_tensor>(object))
@@ -278,10 +283,10 @@ PyObject* module_asarray(PyObject*, PyObject* args, PyObject* kwargs)
         return from_complex(object, wanted);
     if (Py_TYPE(object) == &PyFloat_Type || has_flag(object, Py_TPFLAGS_LONG_SUBCLASS))
         return from_number(object, wanted);
-    if (const owned_ref capsule = attribute(object, "__array_struct__"))
+    if (const owned_ref capsule = attribute(object, struct_name))
         if (const array_record* record = record_in(capsule.get()))
             return from_record(*record, wanted);
-    const owned_ref interface = attribute(object, "__array_interface__");
+    const owned_ref interface = attribute(object, interface_name);
     if (!interface)
         throw std::runtime_error("asarray: object exposes no __array_interface__");
     return from_interface(interface.get(), wanted);

@@ -68,40 +68,57 @@ std::vector<std::size_t> given_or_inferred_shape(PyObject* data, std::optional<P
     return shape;
 }
 
+// Fills a new list with `count` numbers; false with the error set.
+template <class T>
+bool fill(PyObject* list, const T* from, std::size_t count)
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        PyObject* item = number(from[i]);
+        if (item == nullptr)
+            return false;
+        PyList_SetItem(list, static_cast<Py_ssize_t>(i), item);
+    }
+    return true;
+}
+
 // By a loop over the open lists, one on each axis, and not by recursion: the rank is the user's to
 // choose, and the stack has an end. A list is put into its parent before it is filled, so that the
 // outermost reference owns them all.
 template <class T>
 PyObject* nested_lists(const tensor<T>& a)
 {
-    const std::size_t rank = a.shape.size();
-    const T* element = a.data.data();
-    if (rank == 0)
-        return number(*element);
+    const std::size_t last = a.shape.size() - 1;
     const auto new_list = [&](std::size_t axis) {
         return PyList_New(static_cast<Py_ssize_t>(a.shape[axis]));
     };
-    std::vector<PyObject*> open(rank);
-    std::vector<std::size_t> filled(rank, 0);
     owned_ref outermost(new_list(0));
     if (!outermost)
         return nullptr;
-    open[0] = outermost.get();
+    std::vector<PyObject*> open(a.shape.size(), outermost.get());
+    std::vector<std::size_t> filled(a.shape.size(), 0);
+    const T* row = a.data.data();
     for (std::size_t axis = 0;;) {
-        if (filled[axis] == a.shape[axis]) {
+        if (axis == last &&
+            !fill(open[axis], std::exchange(row, row + a.shape[last]), a.shape[last]))
+            return nullptr;
+        if (axis == last || filled[axis] == a.shape[axis]) {
             if (axis == 0)
                 return outermost.release();
             filled[axis--] = 0;
             continue;
         }
-        const bool innermost = axis + 1 == rank;
-        PyObject* child = innermost ? number(*element++) : new_list(axis + 1);
+        PyObject* child = new_list(axis + 1);
         if (child == nullptr)
             return nullptr;
         PyList_SetItem(open[axis], static_cast<Py_ssize_t>(filled[axis]++), child);
-        if (!innermost)
-            open[++axis] = child;
+        open[++axis] = child;
     }
+}
+
+template <class T>
+PyObject* listed(const tensor<T>& a)
+{
+    return a.shape.empty() ? number(a.data[0]) : nested_lists(a);
 }
 
 } // namespace
@@ -206,7 +223,7 @@ PyObject* tensor_tolist(PyObject* self, PyObject*)
     const any_tensor* value = as_tensor(self);
     if (value == nullptr)
         return nullptr;
-    return std::visit([](const auto& a) { return nested_lists(a); }, *value);
+    return std::visit([](const auto& a) { return listed(a); }, *value);
 }
 
 } // namespace numerical::boundary

@@ -1,0 +1,175 @@
+#include "module/element_reader.hpp"
+
+#include <bit>
+#include <cstring>
+#include <type_traits>
+
+namespace numerical::boundary {
+namespace {
+
+using complex = std::complex<double>;
+
+template <class Stored>
+Stored stored_at(address at)
+{
+    Stored value;
+    std::memcpy(&value, reinterpret_cast<const void*>(at), sizeof value);
+    return value;
+}
+
+std::uint16_t reversed(std::uint16_t x)
+{
+    return __builtin_bswap16(x);
+}
+
+std::uint32_t reversed(std::uint32_t x)
+{
+    return __builtin_bswap32(x);
+}
+
+std::uint64_t reversed(std::uint64_t x)
+{
+    return __builtin_bswap64(x);
+}
+
+// How an item of each type is read; `size` is its extent in bytes.
+struct bool_item
+{
+    static constexpr std::size_t size = 1;
+
+    static double load(address at) { return stored_at<unsigned char>(at) != 0 ? 1.0 : 0.0; }
+};
+
+template <class Stored>
+struct native_item
+{
+    static constexpr std::size_t size = sizeof(Stored);
+
+    static double load(address at) { return static_cast<double>(stored_at<Stored>(at)); }
+};
+
+// Bits is the unsigned integer as wide as Stored.
+template <class Stored, class Bits>
+struct swapped_item
+{
+    static constexpr std::size_t size = sizeof(Stored);
+
+    static double load(address at)
+    {
+        return static_cast<double>(std::bit_cast<Stored>(reversed(stored_at<Bits>(at))));
+    }
+};
+
+template <class Part>
+struct complex_item
+{
+    static constexpr std::size_t size = 2 * Part::size;
+
+    static complex load(address at) { return {Part::load(at), Part::load(at + Part::size)}; }
+};
+
+template <class T, class Item>
+constexpr bool same_bits = std::is_same_v<Item, native_item<T>> ||
+                           (std::is_same_v<T, complex> &&
+                            std::is_same_v<Item, complex_item<native_item<double>>>);
+
+// The strides and counts that matter are constants in loops of their own.
+template <class T, class Item>
+void read_row(address from, std::size_t stride, std::size_t count, T* out)
+{
+    if (stride != Item::size) {
+        for (std::size_t j = 0; j < count; ++j)
+            out[j] = Item::load(from + j * stride);
+    } else if constexpr (same_bits<T, Item>) {
+        std::memcpy(out, reinterpret_cast<const void*>(from), count * sizeof(T));
+    } else {
+        for (std::size_t j = 0; j < count; ++j)
+            out[j] = Item::load(from + j * Item::size);
+    }
+}
+
+template <class T, class Item>
+void read_block(const item_block& block, T* out, std::size_t step)
+{
+    if (block.cols != tile_cols || block.col_stride == Item::size) {
+        for (std::size_t i = 0; i < block.rows; ++i)
+            read_row<T, Item>(block.from + i * block.row_stride, block.col_stride, block.cols,
+                              out + i * step);
+        return;
+    }
+    for (std::size_t i = 0; i < block.rows; ++i)
+        for (std::size_t j = 0; j < tile_cols; ++j)
+            out[i * step + j] =
+                Item::load(block.from + i * block.row_stride + j * block.col_stride);
+}
+
+template <class T>
+block_reader<T> native_reader(const element_type& type)
+{
+    const bool is_signed = type.kind == 'i';
+    if (type.kind == 'b')
+        return read_block<T, bool_item>;
+    if (type.kind == 'f')
+        return type.size == 4 ? read_block<T, native_item<float>>
+                              : read_block<T, native_item<double>>;
+    switch (type.size) {
+    case 1:
+        return is_signed ? read_block<T, native_item<std::int8_t>>
+                         : read_block<T, native_item<std::uint8_t>>;
+    case 2:
+        return is_signed ? read_block<T, native_item<std::int16_t>>
+                         : read_block<T, native_item<std::uint16_t>>;
+    case 4:
+        return is_signed ? read_block<T, native_item<std::int32_t>>
+                         : read_block<T, native_item<std::uint32_t>>;
+    default:
+        return is_signed ? read_block<T, native_item<std::int64_t>>
+                         : read_block<T, native_item<std::uint64_t>>;
+    }
+}
+
+template <class T>
+block_reader<T> swapped_reader(const element_type& type)
+{
+    const bool is_signed = type.kind == 'i';
+    if (type.kind == 'f')
+        return type.size == 4 ? read_block<T, swapped_item<float, std::uint32_t>>
+                              : read_block<T, swapped_item<double, std::uint64_t>>;
+    switch (type.size) {
+    case 2:
+        return is_signed ? read_block<T, swapped_item<std::int16_t, std::uint16_t>>
+                         : read_block<T, swapped_item<std::uint16_t, std::uint16_t>>;
+    case 4:
+        return is_signed ? read_block<T, swapped_item<std::int32_t, std::uint32_t>>
+                         : read_block<T, swapped_item<std::uint32_t, std::uint32_t>>;
+    default:
+        return is_signed ? read_block<T, swapped_item<std::int64_t, std::uint64_t>>
+                         : read_block<T, swapped_item<std::uint64_t, std::uint64_t>>;
+    }
+}
+
+block_reader<complex> complex_reader(const element_type& type)
+{
+    if (type.swap)
+        return type.size == 8
+                   ? read_block<complex, complex_item<swapped_item<float, std::uint32_t>>>
+                   : read_block<complex, complex_item<swapped_item<double, std::uint64_t>>>;
+    return type.size == 8 ? read_block<complex, complex_item<native_item<float>>>
+                          : read_block<complex, complex_item<native_item<double>>>;
+}
+
+} // namespace
+
+template <class T>
+block_reader<T> reader_for(const element_type& type)
+{
+    if constexpr (std::is_same_v<T, complex>)
+        if (type.kind == 'c')
+            return complex_reader(type);
+    return type.swap ? swapped_reader<T>(type) : native_reader<T>(type);
+}
+
+template block_reader<double> reader_for(const element_type&);
+template block_reader<complex> reader_for(const element_type&);
+
+} // namespace numerical::boundary

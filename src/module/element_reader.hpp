@@ -1,0 +1,39 @@
+#pragma once
+
+// Items of a foreign array, read at any address and converted.
+
+#include "module/typestr.hpp"
+
+#include <complex>
+#include <cstddef>
+#include <cstdint>
+
+namespace numerical::boundary {
+
+// Byte addresses are kept as numbers: what the exporter says of an axis that is never stepped along
+// may wrap.
+using address = std::uintptr_t;
+
+// Items in rows and columns of any strides, in bytes and modulo 2^64.
+struct item_block
+{
+    address from;
+    std::size_t rows;
+    std::size_t cols;
+    std::size_t row_stride;
+    std::size_t col_stride;
+};
+
+// The number of columns that is read fastest where they are far apart and the rows close together.
+constexpr std::size_t tile_cols = 8;
+
+// Writes row i of the block to out[i * step] and on.
+template <class T>
+using block_reader = void (*)(const item_block& block, T* out, std::size_t step);
+
+// The reader that makes items of the type a T: double, or std::complex<double>, and only the latter
+// of complex items.
+template <class T>
+block_reader<T> reader_for(const element_type& type);
+
+} // namespace numerical::boundary
