@@ -2,7 +2,10 @@
 
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
+#include "numerical/gemm/packed.hpp"
+#include "numerical/gemm/path.hpp"
 #include "numerical/runtime/parallel_for.hpp"
+#include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
 #include <complex>
@@ -11,8 +14,8 @@
 namespace numerical::detail {
 
 template <class T>
-void gemm(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
-          std::size_t ldb, T* c, std::size_t ldc)
+void gemm_rows(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
+               std::size_t ldb, T* c, std::size_t ldc)
 {
     const auto multiply_row = [=](std::size_t i) {
         for (std::size_t l = 0; l < k; ++l)
@@ -22,10 +25,55 @@ void gemm(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t l
     parallel_for(m, k * n / 4, multiply_row);
 }
 
-template void gemm(std::size_t, std::size_t, std::size_t, const double*, std::size_t,
-                   const double*, std::size_t, double*, std::size_t);
-template void gemm(std::size_t, std::size_t, std::size_t, const std::complex<double>*, std::size_t,
-                   const std::complex<double>*, std::size_t, std::complex<double>*, std::size_t);
+template void gemm_rows(std::size_t, std::size_t, std::size_t, const double*, std::size_t,
+                        const double*, std::size_t, double*, std::size_t);
+template void gemm_rows(std::size_t, std::size_t, std::size_t, const complex*, std::size_t,
+                        const complex*, std::size_t, complex*, std::size_t);
+
+namespace {
+
+// Tiles pay from 8 inner positions and about 512 products on.
+constexpr std::size_t least_depth = 8;
+constexpr std::size_t least_products = 512;
+
+bool worth_tiles(std::size_t m, std::size_t n, std::size_t k)
+{
+    return k >= least_depth && m * n >= (k + least_products - 1) / k;
+}
+
+using packed_product = void (*)(std::size_t, std::size_t, std::size_t, const double*, std::size_t,
+                                const double*, std::size_t, double*, std::size_t);
+
+packed_product real_product_on(int path)
+{
+    if (path == avx512_path)
+        return gemm_packed<avx512_tile_kernel, double>;
+    if (path == avx2_path)
+        return gemm_packed<avx2_tile_kernel, double>;
+    return gemm_packed<vector_tile_kernel<double>, double>;
+}
+
+} // namespace
+
+template <>
+void gemm(std::size_t m, std::size_t n, std::size_t k, const double* a, std::size_t lda,
+          const double* b, std::size_t ldb, double* c, std::size_t ldc)
+{
+    if (!worth_tiles(m, n, k))
+        return gemm_rows(m, n, k, a, lda, b, ldb, c, ldc);
+    real_product_on(gemm_path_current())(m, n, k, a, lda, b, ldb, c, ldc);
+}
+
+template <>
+void gemm(std::size_t m, std::size_t n, std::size_t k, const complex* a, std::size_t lda,
+          const complex* b, std::size_t ldb, complex* c, std::size_t ldc)
+{
+    if (!worth_tiles(m, n, k))
+        return gemm_rows(m, n, k, a, lda, b, ldb, c, ldc);
+    if (gemm_path_current() == portable_path)
+        return gemm_packed<vector_tile_kernel<complex>, complex>(m, n, k, a, lda, b, ldb, c, ldc);
+    gemm_split(m, n, k, a, lda, b, ldb, c, ldc);
+}
 
 } // namespace numerical::detail
 

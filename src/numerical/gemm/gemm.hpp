@@ -4,6 +4,7 @@
 
 #include "numerical/matrix.hpp"
 
+#include <complex>
 #include <cstddef>
 
 namespace numerical::detail {
@@ -14,6 +15,25 @@ namespace numerical::detail {
 template <class T>
 void gemm(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
           std::size_t ldb, T* c, std::size_t ldc);
+
+// The ways that gemm chooses among, besides the packed one, with its arguments.
+
+// The direct way, row by row of C, for products too small or too thin for tiles: products and sums
+// rounded one by one on every path, complex products with C99 recovery of infinities.
+template <class T>
+void gemm_rows(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
+               std::size_t ldb, T* c, std::size_t ldc);
+
+// The complex product as a real one, twice as large in two dimensions, so that the real tiles do
+// the work without shuffling parts:
+//
+//     [Re C | Im C] += [Re A | -Im A] · [ Re B |  Im B ]
+//                                       [ Im B | -Re B ]
+//
+// Infinities and NaN behave as real arithmetic makes them: no infinity is recovered.
+void gemm_split(std::size_t m, std::size_t n, std::size_t k, const std::complex<double>* a,
+                std::size_t lda, const std::complex<double>* b, std::size_t ldb,
+                std::complex<double>* c, std::size_t ldc);
 
 } // namespace numerical::detail
 

@@ -19,8 +19,19 @@ struct cpu_feature_set
     bool avx512;
 };
 
+// What processor and system say of themselves.
+struct cpu_registers
+{
+    unsigned int leaf1_ecx;
+    unsigned int leaf7_ebx; // 0 where there is no leaf 7
+    std::uint64_t xcr0;
+};
+
+// The kernels that may run by these registers.
+cpu_feature_set features_from(const cpu_registers& registers);
+
 // What processor and operating system offer, read once.
-const cpu_feature_set& cpu_features();
+cpu_feature_set cpu_features();
 
 // The extended control register 0, or 0 when the system has not enabled XSAVE (leaf 1 ECX bit 27).
 std::uint64_t saved_state(unsigned int leaf1_ecx);
@@ -28,6 +39,9 @@ std::uint64_t saved_state(unsigned int leaf1_ecx);
 // The highest code that the user allows. Relaxed: the kernels of one call may straddle a change,
 // which does no harm, as every path gives a valid result.
 std::atomic<unsigned char>& gemm_path_cap();
+
+// The best path that a cap and the features leave.
+int path_under(int cap, const cpu_feature_set& features);
 
 // The path code in force.
 int gemm_path_current();

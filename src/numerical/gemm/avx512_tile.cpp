@@ -1,0 +1,187 @@
+#include "numerical/gemm/rows_of_a.hpp"
+#include "numerical/gemm/tile_kernels.hpp"
+
+#include <immintrin.h>
+
+// Of the 32 registers 24 hold C, two the position's row of B, and the broadcasts of A take the
+// rest. An edge tile has as many accumulators as it has rows, and works on C too: where columns are
+// missing, loads and stores are masked.
+
+namespace numerical::detail {
+namespace {
+
+constexpr std::size_t mr = 12;
+constexpr std::size_t nr = 16;
+constexpr std::size_t width = 8;
+
+// The columns that the tile has: both vectors, the first and a part of the second, a part of one.
+struct both_vectors
+{
+    static constexpr bool has_second = true;
+
+    __m512d load_first(const double* c) const { return _mm512_loadu_pd(c); }
+
+    __m512d load_second(const double* c) const { return _mm512_loadu_pd(c + width); }
+
+    void store_first(double* c, __m512d sum) const { _mm512_storeu_pd(c, sum); }
+
+    void store_second(double* c, __m512d sum) const { _mm512_storeu_pd(c + width, sum); }
+};
+
+struct part_of_second
+{
+    static constexpr bool has_second = true;
+    __mmask8 lanes;
+
+    __m512d load_first(const double* c) const { return _mm512_loadu_pd(c); }
+
+    __m512d load_second(const double* c) const { return _mm512_maskz_loadu_pd(lanes, c + width); }
+
+    void store_first(double* c, __m512d sum) const { _mm512_storeu_pd(c, sum); }
+
+    void store_second(double* c, __m512d sum) const
+    {
+        _mm512_mask_storeu_pd(c + width, lanes, sum);
+    }
+};
+
+struct part_of_first
+{
+    static constexpr bool has_second = false;
+    __mmask8 lanes;
+
+    __m512d load_first(const double* c) const { return _mm512_maskz_loadu_pd(lanes, c); }
+
+    void store_first(double* c, __m512d sum) const { _mm512_mask_storeu_pd(c, lanes, sum); }
+};
+
+// Row r of the tile and, by recursion, those below: every accumulator has a name of its own, and
+// none is an element of an array or reached through a call, for then it might live in memory.
+template <std::size_t r, std::size_t rows, class Columns>
+struct tile_rows
+{
+    __m512d first;
+    __m512d second;
+    tile_rows<r + 1, rows, Columns> below;
+
+    [[gnu::always_inline]] void load(const Columns& columns, const double* c, std::size_t ldc)
+    {
+        first = columns.load_first(c);
+        if constexpr (Columns::has_second)
+            second = columns.load_second(c);
+        below.load(columns, c + ldc, ldc);
+    }
+
+    template <class Rows>
+    [[gnu::always_inline]] void add(const Rows& a, __m512d b_first, __m512d b_second)
+    {
+        const __m512d scale = _mm512_set1_pd(*a.template row<r>());
+        first = _mm512_fmadd_pd(scale, b_first, first);
+        if constexpr (Columns::has_second)
+            second = _mm512_fmadd_pd(scale, b_second, second);
+        below.add(a, b_first, b_second);
+    }
+
+    [[gnu::always_inline]] void store(const Columns& columns, double* c, std::size_t ldc) const
+    {
+        columns.store_first(c, first);
+        if constexpr (Columns::has_second)
+            columns.store_second(c, second);
+        below.store(columns, c + ldc, ldc);
+    }
+};
+
+template <std::size_t rows, class Columns>
+struct tile_rows<rows, rows, Columns>
+{
+    [[gnu::always_inline]] void load(const Columns&, const double*, std::size_t) {}
+
+    template <class Rows>
+    [[gnu::always_inline]] void add(const Rows&, __m512d, __m512d)
+    {
+    }
+
+    [[gnu::always_inline]] void store(const Columns&, double*, std::size_t) const {}
+};
+
+template <std::size_t rows, class Rows, class Columns>
+[[gnu::always_inline]] inline void add_position(tile_rows<0, rows, Columns>& sum, Rows& a,
+                                                const double*& b, std::size_t ldb)
+{
+    const __m512d b_first = _mm512_loadu_pd(b);
+    sum.add(a, b_first, Columns::has_second ? _mm512_loadu_pd(b + width) : b_first);
+    a.advance();
+    b += ldb;
+}
+
+// Two positions a turn: as fast as one, while four would spill. A function of its own for each
+// shape, so that no shape's registers suffer from another's.
+template <std::size_t rows, class Rows, class Columns>
+[[gnu::noinline]] void run_tile(std::size_t kc, const double* first, std::size_t lda,
+                                const double* b, std::size_t ldb, double* c, std::size_t ldc,
+                                Columns columns)
+{
+    Rows a(first, lda);
+    tile_rows<0, rows, Columns> sum;
+    sum.load(columns, c, ldc);
+    if (kc % 2 != 0)
+        add_position(sum, a, b, ldb);
+    for (std::size_t pairs = kc / 2; pairs != 0; --pairs) {
+        add_position(sum, a, b, ldb);
+        add_position(sum, a, b, ldb);
+    }
+    sum.store(columns, c, ldc);
+}
+
+template <std::size_t most, class Rows, class Columns>
+void run_rows(std::size_t kc, const double* a, std::size_t lda, const double* b, std::size_t ldb,
+              double* c, std::size_t ldc, std::size_t rows, Columns columns)
+{
+    if constexpr (most != 0) {
+        if (rows == most)
+            return run_tile<most, Rows>(kc, a, lda, b, ldb, c, ldc, columns);
+        run_rows<most - 1, Rows>(kc, a, lda, b, ldb, c, ldc, rows, columns);
+    }
+}
+
+// The first `count` of eight lanes.
+__mmask8 first_lanes(std::size_t count)
+{
+    return static_cast<__mmask8>((1U << count) - 1U);
+}
+
+template <class Rows>
+void run_any(std::size_t kc, const double* a, std::size_t lda, const double* b, std::size_t ldb,
+             double* c, std::size_t ldc, std::size_t rows, std::size_t cols)
+{
+    if (cols == nr)
+        run_rows<mr, Rows>(kc, a, lda, b, ldb, c, ldc, rows, both_vectors{});
+    else if (cols > width)
+        run_rows<mr, Rows>(kc, a, lda, b, ldb, c, ldc, rows,
+                           part_of_second{first_lanes(cols - width)});
+    else
+        run_rows<mr, Rows>(kc, a, lda, b, ldb, c, ldc, rows, part_of_first{first_lanes(cols)});
+}
+
+} // namespace
+
+void avx512_full_tile_f64(std::size_t kc, const double* a, const double* b, std::size_t ldb,
+                          double* c, std::size_t ldc)
+{
+    run_tile<mr, packed_rows<mr>>(kc, a, mr, b, ldb, c, ldc, both_vectors{});
+}
+
+void avx512_tile_f64(std::size_t kc, const double* a, const double* b, std::size_t ldb, double* c,
+                     std::size_t ldc, std::size_t rows, std::size_t cols)
+{
+    run_any<packed_rows<mr>>(kc, a, mr, b, ldb, c, ldc, rows, cols);
+}
+
+void avx512_tile_in_place_f64(std::size_t kc, const double* a, std::size_t lda, const double* b,
+                              std::size_t ldb, double* c, std::size_t ldc, std::size_t rows,
+                              std::size_t cols)
+{
+    run_any<rows_in_place>(kc, a, lda, b, ldb, c, ldc, rows, cols);
+}
+
+} // namespace numerical::detail

@@ -1,0 +1,72 @@
+#pragma once
+
+// How each kernel's product is cut for the caches (Goto and van de Geijn 2008): a tile of C in
+// registers, an A panel of mr × kc in the first cache, a group of four B panels in the second. Four
+// panels a group also make the tasks of a thread few and large.
+
+#include "numerical/gemm/tile_kernels.hpp"
+
+#include <complex>
+#include <cstddef>
+
+namespace numerical::detail {
+
+constexpr std::size_t group_panels = 4;
+
+template <class Kernel>
+struct blocking;
+
+template <>
+struct blocking<avx512_tile_kernel>
+{
+    static constexpr std::size_t mr = 12;
+    static constexpr std::size_t nr = 16;
+    static constexpr std::size_t kc = 256;
+    static constexpr std::size_t nc = 2048;
+    static constexpr std::size_t pack_rows = 96;  // of A in a packing task
+    static constexpr std::size_t task_panels = 8; // row panels in a tile task, at most
+    static constexpr std::size_t pack_work = 384; // of a packing task, for each position
+    static constexpr std::size_t tile_work_16 =
+        256; // of a row of tiles, for each position, in 16ths
+};
+
+template <>
+struct blocking<avx2_tile_kernel>
+{
+    static constexpr std::size_t mr = 6;
+    static constexpr std::size_t nr = 8;
+    static constexpr std::size_t kc = 256;
+    static constexpr std::size_t nc = 1024;
+    static constexpr std::size_t pack_rows = 72;
+    static constexpr std::size_t task_panels = 12;
+    static constexpr std::size_t pack_work = 288;
+    static constexpr std::size_t tile_work_16 = 128;
+};
+
+template <>
+struct blocking<vector_tile_kernel<double>>
+{
+    static constexpr std::size_t mr = gemm_mr;
+    static constexpr std::size_t nr = gemm_nr<double>;
+    static constexpr std::size_t kc = 256;
+    static constexpr std::size_t nc = 1536;
+    static constexpr std::size_t pack_rows = 64;
+    static constexpr std::size_t task_panels = 16;
+    static constexpr std::size_t pack_work = 64;
+    static constexpr std::size_t tile_work_16 = 48;
+};
+
+template <>
+struct blocking<vector_tile_kernel<std::complex<double>>>
+{
+    static constexpr std::size_t mr = gemm_mr;
+    static constexpr std::size_t nr = gemm_nr<std::complex<double>>;
+    static constexpr std::size_t kc = 256;
+    static constexpr std::size_t nc = 768;
+    static constexpr std::size_t pack_rows = 64;
+    static constexpr std::size_t task_panels = 16;
+    static constexpr std::size_t pack_work = 64;
+    static constexpr std::size_t tile_work_16 = 24;
+};
+
+} // namespace numerical::detail

@@ -1,0 +1,138 @@
+#include "numerical/gemm/packing.hpp"
+
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <complex>
+#include <cstdint>
+#include <emmintrin.h>
+#include <utility>
+
+namespace numerical::detail {
+namespace {
+
+constexpr std::size_t line = 64;
+constexpr std::size_t most_kept_bytes = 0x2000000; // 32 MiB: larger products are one-off
+template <class T>
+constexpr std::size_t gap = 64 / sizeof(T) + 1; // between the panels of A and those of B
+
+template <class T>
+T* aligned_up(T* address)
+{
+    const auto bits = reinterpret_cast<std::uintptr_t>(address);
+    return reinterpret_cast<T*>((bits + line - 1) & ~(line - 1));
+}
+
+} // namespace
+
+template <class T>
+std::vector<T>& packing_storage<T>::kept()
+{
+    static thread_local std::vector<T> vector;
+    return vector;
+}
+
+template <class T>
+packing_storage<T>::packing_storage(std::size_t a_elements, std::size_t b_elements)
+    : buffer(std::exchange(kept(), {}))
+{
+    const std::size_t need = a_elements + b_elements + 2 * gap<T>;
+    if (buffer.size() < need) {
+        const std::size_t grown = std::max(need, 2 * buffer.size());
+        buffer.clear(); // the old panels are not worth moving
+        buffer.reserve(grown);
+        advise_huge_pages(buffer.data(), grown * sizeof(T));
+        buffer.resize(need);
+    }
+    a = aligned_up(buffer.data());
+    b = aligned_up(buffer.data() + a_elements + gap<T>);
+}
+
+template <class T>
+packing_storage<T>::~packing_storage()
+{
+    if (buffer.size() * sizeof(T) <= most_kept_bytes)
+        kept() = std::move(buffer);
+}
+
+template class packing_storage<double>;
+template class packing_storage<std::complex<double>>;
+
+namespace {
+
+// One panel of `rows` whole rows, two by two positions at a time: in, transposed, out.
+template <std::size_t mr>
+void pack_a_panel(const double* a, std::size_t lda, std::size_t depth, double* panel)
+{
+    std::size_t p = 0;
+    for (; p + 2 <= depth; p += 2, panel += 2 * mr)
+        for (std::size_t r = 0; r < mr; r += 2) {
+            const __m128d upper = _mm_loadu_pd(a + r * lda + p);
+            const __m128d lower = _mm_loadu_pd(a + (r + 1) * lda + p);
+            _mm_storeu_pd(panel + r, _mm_unpacklo_pd(upper, lower));
+            _mm_storeu_pd(panel + mr + r, _mm_unpackhi_pd(upper, lower));
+        }
+    if (p < depth)
+        for (std::size_t r = 0; r < mr; ++r)
+            panel[r] = a[r * lda + p];
+}
+
+template <std::size_t mr>
+void pack_a_panel(const std::complex<double>* a, std::size_t lda, std::size_t depth,
+                  std::complex<double>* panel)
+{
+    for (std::size_t p = 0; p < depth; ++p)
+        for (std::size_t r = 0; r < mr; ++r)
+            panel[p * mr + r] = a[r * lda + p];
+}
+
+} // namespace
+
+template <std::size_t mr, class T>
+void pack_a(const T* a, std::size_t lda, std::size_t first, std::size_t last, std::size_t depth,
+            T* panels)
+{
+    for (std::size_t i = first; i < last; i += mr) {
+        T* const panel = panels + i * depth;
+        if (i + mr <= last) {
+            pack_a_panel<mr>(a + i * lda, lda, depth, panel);
+            continue;
+        }
+        for (std::size_t p = 0; p < depth; ++p)
+            for (std::size_t r = 0; r < mr; ++r)
+                panel[p * mr + r] = i + r < last ? a[(i + r) * lda + p] : T(0);
+    }
+}
+
+// Row by row over all the panels, so that B is read along its lines.
+template <std::size_t nr, class T>
+void pack_b(const T* b, std::size_t ldb, std::size_t first, std::size_t last, std::size_t depth,
+            T* panels)
+{
+    const std::size_t whole_end = last - (last - first) % nr;
+    for (std::size_t p = 0; p < depth; ++p) {
+        const T* const row = b + p * ldb;
+        for (std::size_t j = first; j < whole_end; j += nr)
+            std::copy_n(row + j, nr, panels + j * depth + p * nr);
+        if (whole_end < last) {
+            T* const position = panels + whole_end * depth + p * nr;
+            std::fill(std::copy(row + whole_end, row + last, position), position + nr, T(0));
+        }
+    }
+}
+
+template void pack_a<12>(const double*, std::size_t, std::size_t, std::size_t, std::size_t,
+                         double*);
+template void pack_a<6>(const double*, std::size_t, std::size_t, std::size_t, std::size_t, double*);
+template void pack_a<4>(const double*, std::size_t, std::size_t, std::size_t, std::size_t, double*);
+template void pack_a<4>(const std::complex<double>*, std::size_t, std::size_t, std::size_t,
+                        std::size_t, std::complex<double>*);
+template void pack_b<16>(const double*, std::size_t, std::size_t, std::size_t, std::size_t,
+                         double*);
+template void pack_b<8>(const double*, std::size_t, std::size_t, std::size_t, std::size_t, double*);
+template void pack_b<12>(const double*, std::size_t, std::size_t, std::size_t, std::size_t,
+                         double*);
+template void pack_b<6>(const std::complex<double>*, std::size_t, std::size_t, std::size_t,
+                        std::size_t, std::complex<double>*);
+
+} // namespace numerical::detail

@@ -1,0 +1,44 @@
+#pragma once
+
+// Panels: the copies of A and B that the tiles read in a row. An A panel has mr rows, element (r,
+// p) at p·mr + r; a B panel has nr columns, element (p, j) at p·nr + j; what lies beyond the
+// operand is zero.
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+// The memory of one product's panels. It is taken from the thread's kept vector and given back, so
+// that repeated products allocate nothing; a product nested in this one, on the same thread, finds
+// none kept and makes its own.
+template <class T>
+class packing_storage
+{
+public:
+    packing_storage(std::size_t a_elements, std::size_t b_elements);
+    packing_storage(const packing_storage&) = delete;
+    packing_storage& operator=(const packing_storage&) = delete;
+    ~packing_storage();
+
+    static std::vector<T>& kept();
+
+private:
+    std::vector<T> buffer;
+
+public:
+    T* a; // both on lines of 64 bytes
+    T* b;
+};
+
+// Rows `first` to `last` of A's block, which begins at `a` and has `depth` columns, into panels.
+template <std::size_t mr, class T>
+void pack_a(const T* a, std::size_t lda, std::size_t first, std::size_t last, std::size_t depth,
+            T* panels);
+
+// Columns `first` to `last` of B's block, which begins at `b` and has `depth` rows, into panels.
+template <std::size_t nr, class T>
+void pack_b(const T* b, std::size_t ldb, std::size_t first, std::size_t last, std::size_t depth,
+            T* panels);
+
+} // namespace numerical::detail

@@ -1,0 +1,43 @@
+#include "numerical/gemm/tile_kernels.hpp"
+
+namespace numerical::detail {
+
+// Position after position over all 48 accumulators: each takes a product and a sum, both rounded.
+// The complex product is the built-in one, which recovers infinities.
+template <class T>
+void gemm_kernel(std::size_t kc, const T* a, const T* b, std::size_t ldb,
+                 std::array<T, gemm_mr * gemm_nr<T>>& acc)
+{
+    constexpr std::size_t nr = gemm_nr<T>;
+    for (std::size_t p = 0; p < kc; ++p)
+        for (std::size_t r = 0; r < gemm_mr; ++r) {
+            const T scale = a[p * gemm_mr + r];
+            for (std::size_t j = 0; j < nr; ++j)
+                acc[r * nr + j] += scale * b[p * ldb + j];
+        }
+}
+
+template <class T>
+void vector_tile_kernel<T>::tile(std::size_t kc, const T* a, const T* b, std::size_t ldb, T* c,
+                                 std::size_t ldc, std::size_t rows, std::size_t cols)
+{
+    constexpr std::size_t nr = gemm_nr<T>;
+    std::array<T, gemm_mr * nr> acc{};
+    for (std::size_t r = 0; r < rows; ++r)
+        for (std::size_t j = 0; j < cols; ++j)
+            acc[r * nr + j] = c[r * ldc + j];
+    gemm_kernel<T>(kc, a, b, ldb, acc);
+    for (std::size_t r = 0; r < rows; ++r)
+        for (std::size_t j = 0; j < cols; ++j)
+            c[r * ldc + j] = acc[r * nr + j];
+}
+
+template struct vector_tile_kernel<double>;
+template struct vector_tile_kernel<std::complex<double>>;
+template void gemm_kernel(std::size_t, const double*, const double*, std::size_t,
+                          std::array<double, gemm_mr * gemm_nr<double>>&);
+template void
+gemm_kernel(std::size_t, const std::complex<double>*, const std::complex<double>*, std::size_t,
+            std::array<std::complex<double>, gemm_mr * gemm_nr<std::complex<double>>>&);
+
+} // namespace numerical::detail

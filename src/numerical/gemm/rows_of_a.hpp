@@ -1,0 +1,65 @@
+#pragma once
+
+// Where a tile finds its rows of A. Included by kernel files: no library headers but <cstddef>.
+
+#include <cstddef>
+
+namespace numerical::detail {
+namespace {
+
+// A packed panel: the mr rows of a position side by side.
+template <std::size_t mr>
+struct packed_rows
+{
+    const double* first;
+
+    packed_rows(const double* panel, std::size_t /*lda*/) : first(panel) {}
+
+    template <std::size_t r>
+    const double* row() const
+    {
+        return first + r;
+    }
+
+    void advance() { first += mr; }
+};
+
+// A where it lies. Every third row has a pointer and the two after it are reached by an index: a
+// pointer for each row would be more than there are registers.
+struct rows_in_place
+{
+    const double* row0;
+    const double* row3;
+    const double* row6;
+    const double* row9;
+    std::size_t lda;
+
+    rows_in_place(const double* a, std::size_t stride)
+        : row0(a), row3(a + 3 * stride), row6(a + 6 * stride), row9(a + 9 * stride), lda(stride)
+    {
+    }
+
+    template <std::size_t r>
+    const double* row() const
+    {
+        if constexpr (r < 3)
+            return row0 + r * lda;
+        else if constexpr (r < 6)
+            return row3 + (r - 3) * lda;
+        else if constexpr (r < 9)
+            return row6 + (r - 6) * lda;
+        else
+            return row9 + (r - 9) * lda;
+    }
+
+    void advance()
+    {
+        ++row0;
+        ++row3;
+        ++row6;
+        ++row9;
+    }
+};
+
+} // namespace
+} // namespace numerical::detail

@@ -1,0 +1,148 @@
+#include "numerical/gemm/packing.hpp"
+
+#include "numerical/gemm/gemm.hpp"
+
+#include "matrices.hpp"
+#include "paths.hpp"
+
+#include <complex>
+#include <cstdint>
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace numerical::detail;
+using complex = std::complex<double>;
+
+template <class T>
+class packing : public testing::Test
+{
+protected:
+    void SetUp() override { kept() = {}; }
+
+    void TearDown() override { kept() = {}; }
+
+    static std::vector<T>& kept() { return packing_storage<T>::kept(); }
+
+    // What the two areas need beyond themselves to be aligned.
+    static constexpr std::size_t slack = std::is_same_v<T, double> ? 18 : 10;
+    static constexpr std::size_t most_kept = 0x2000000 / sizeof(T);
+};
+
+using element_types = testing::Types<double, complex>;
+TYPED_TEST_SUITE(packing, element_types);
+
+TYPED_TEST(packing, areas_are_aligned_apart_and_inside_the_buffer)
+{
+    for (const std::size_t a : {0UL, 1UL, 7UL, 100UL, 1001UL})
+        for (const std::size_t b : {0UL, 1UL, 9UL, 64UL, 999UL}) {
+            this->kept() = {};
+            const TypeParam* end = nullptr;
+            {
+                const packing_storage<TypeParam> panels(a, b);
+                EXPECT_EQ(reinterpret_cast<std::uintptr_t>(panels.a) % 64, 0U);
+                EXPECT_EQ(reinterpret_cast<std::uintptr_t>(panels.b) % 64, 0U);
+                EXPECT_GE(panels.b, panels.a + a);
+                end = panels.b + b;
+            }
+            EXPECT_EQ(this->kept().size(), a + b + this->slack);
+            EXPECT_LE(end, this->kept().data() + this->kept().size());
+        }
+}
+
+TYPED_TEST(packing, a_smaller_product_neither_shrinks_nor_moves_the_kept_buffer)
+{
+    {
+        const packing_storage<TypeParam> panels(1000, 1000);
+        EXPECT_TRUE(this->kept().empty());
+    }
+    const TypeParam* const data = this->kept().data();
+    {
+        const packing_storage<TypeParam> panels(10, 10);
+    }
+    EXPECT_EQ(this->kept().size(), 2000 + this->slack);
+    EXPECT_EQ(this->kept().data(), data);
+}
+
+TYPED_TEST(packing, grows_at_least_to_the_double)
+{
+    {
+        const packing_storage<TypeParam> panels(1000, 0);
+    }
+    {
+        const packing_storage<TypeParam> panels(1001, 0);
+    }
+    EXPECT_EQ(this->kept().size(), 1001 + this->slack);
+    EXPECT_GE(this->kept().capacity(), 2 * (1000 + this->slack));
+}
+
+TYPED_TEST(packing, keeps_up_to_32_mebibytes_and_no_more)
+{
+    {
+        const packing_storage<TypeParam> panels(this->most_kept - this->slack, 0);
+    }
+    EXPECT_EQ(this->kept().size(), this->most_kept);
+    {
+        const packing_storage<TypeParam> panels(this->most_kept - this->slack, 1);
+    }
+    EXPECT_EQ(this->kept().capacity(), 0U);
+}
+
+TYPED_TEST(packing, a_nested_product_makes_its_own_buffer_and_the_outer_one_stays)
+{
+    {
+        const packing_storage<TypeParam> outer(500, 0);
+        outer.a[0] = TypeParam(1);
+        {
+            const packing_storage<TypeParam> inner(100, 0);
+            EXPECT_NE(inner.a, outer.a);
+        }
+        EXPECT_EQ(this->kept().size(), 100 + this->slack);
+        EXPECT_EQ(outer.a[0], TypeParam(1));
+    }
+    EXPECT_EQ(this->kept().size(), 500 + this->slack);
+}
+
+TYPED_TEST(packing, is_given_back_when_an_exception_passes)
+{
+    const auto fail = [] {
+        const packing_storage<TypeParam> panels(40, 2);
+        throw 1;
+    };
+    EXPECT_THROW(fail(), int);
+    EXPECT_EQ(this->kept().size(), 42 + this->slack);
+}
+
+TEST(packing_panels, of_a_hold_rows_side_by_side_and_zeros_beyond)
+{
+    constexpr std::size_t lda = 11;
+    const auto a = test::integer_vector<double>(20 * lda, 1);
+    for (std::size_t rows = 1; rows <= 14; ++rows)
+        for (const std::size_t depth : {1UL, 2UL, 7UL, 8UL}) {
+            std::vector<double> panels((rows + 11) / 12 * 12 * depth, -1.0);
+            pack_a<12>(a.data(), lda, 0, rows, depth, panels.data());
+            for (std::size_t at = 0; at < panels.size(); ++at) {
+                const std::size_t i = at / (12 * depth) * 12 + at % 12;
+                const std::size_t p = at % (12 * depth) / 12;
+                ASSERT_EQ(panels[at], i < rows ? a[i * lda + p] : 0.0);
+            }
+        }
+}
+
+TEST(packing_panels, of_b_hold_columns_side_by_side_and_zeros_beyond)
+{
+    constexpr std::size_t ldb = 40;
+    const auto b = test::integer_vector<complex>(9 * ldb, 2);
+    for (std::size_t cols = 1; cols <= 26; ++cols) {
+        constexpr std::size_t depth = 9;
+        std::vector<complex> panels((cols + 5) / 6 * 6 * depth, complex(-1.0));
+        pack_b<6>(b.data(), ldb, 0, cols, depth, panels.data());
+        for (std::size_t at = 0; at < panels.size(); ++at) {
+            const std::size_t j = at / (6 * depth) * 6 + at % 6;
+            const std::size_t p = at % (6 * depth) / 6;
+            ASSERT_EQ(panels[at], j < cols ? b[p * ldb + j] : complex(0));
+        }
+    }
+}
+
+} // namespace

@@ -1,0 +1,44 @@
+#include "numerical/gemm/gemm.hpp"
+
+#include "paths.hpp"
+#include "product_case.hpp"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace numerical::detail;
+using test::product_case;
+using test::product_shape;
+
+template <class T>
+class product_on_64_cores : public testing::Test
+{
+};
+
+using element_types = testing::Types<double, std::complex<double>>;
+TYPED_TEST_SUITE(product_on_64_cores, element_types);
+
+TYPED_TEST(product_on_64_cores, has_the_bits_of_one_core)
+{
+    for (const product_shape& shape :
+         {product_shape{300, 310, 290}, {2000, 40, 70}, {40, 2000, 70}, {13, 2100, 300}})
+        for (const int path : test::available_paths()) {
+            const test::path_limit limit(path);
+            const product_case<TypeParam> start(shape, test::random_vector<TypeParam>);
+            product_case<TypeParam> serial = start;
+            {
+                const test::thread_limit one(1);
+                serial.run(gemm<TypeParam>);
+            }
+            for (const std::size_t threads : {2UL, 3UL, 7UL, 64UL}) {
+                const test::thread_limit cap(threads);
+                product_case<TypeParam> got = start;
+                got.run(gemm<TypeParam>);
+                ASSERT_TRUE(test::same_bits(got.c, serial.c))
+                    << label(shape) << ", path " << path << ", threads " << threads;
+            }
+        }
+}
+
+} // namespace
