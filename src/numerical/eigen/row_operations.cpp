@@ -1,5 +1,7 @@
 #include "numerical/eigen/row_operations.hpp"
 
+#include "numerical/eigen/row_operation_plan.hpp"
+#include "numerical/gemm/path.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 
@@ -11,32 +13,114 @@ namespace numerical::detail {
 namespace {
 
 constexpr std::size_t slab_columns = 64;
+constexpr std::size_t batch_passes = 16;
 
 bool is_rotation(const row_operation& operation)
 {
     return operation.kind == row_operation_kind::rotation;
 }
 
-template <class T>
-void apply_to_slab(T* slab, std::size_t stride, std::size_t width, const row_operation& operation)
+struct rotation_kernels
 {
-    T* const first = slab + operation.first * stride;
-    T* const second = slab + operation.second * stride;
+    void (*chain)(double*, const rotation_wave&);
+    void (*wave)(double*, const rotation_wave&);
+};
+
+rotation_kernels kernels_of(int path)
+{
+    if (path == avx512_path)
+        return {avx512_rotate_chain, avx512_rotate_wave};
+    if (path == avx2_path)
+        return {avx2_rotate_chain, avx2_rotate_wave};
+    return {rotate_chain, rotate_wave};
+}
+
+void apply_single(double* strip, const row_operation& operation)
+{
+    double* const first = strip + operation.first * strip_width;
+    double* const second = strip + operation.second * strip_width;
     switch (operation.kind) {
     case row_operation_kind::rotation:
-        for (std::size_t j = 0; j < width; ++j) {
-            const T x = first[j];
-            const T y = second[j];
+        for (std::size_t j = 0; j < strip_width; ++j) {
+            const double x = first[j];
+            const double y = second[j];
             first[j] = operation.c * x + operation.s * y;
             second[j] = operation.c * y - operation.s * x;
         }
         return;
     case row_operation_kind::negation:
-        std::transform(first, first + width, first, [](const T& x) { return negated(x); });
+        std::transform(first, first + strip_width, first, [](double x) { return -x; });
         return;
     case row_operation_kind::swap:
-        std::swap_ranges(first, first + width, second);
+        std::swap_ranges(first, first + strip_width, second);
         return;
+    }
+}
+
+void apply_pass(const rotation_kernels& kernels, double* strip, const row_pass& pass)
+{
+    switch (pass.kind) {
+    case row_pass::shape::wave:
+        return kernels.wave(strip, pass.rotations);
+    case row_pass::shape::chain:
+        return kernels.chain(strip, pass.rotations);
+    case row_pass::shape::single:
+        return apply_single(strip, pass.single);
+    }
+}
+
+// Columns of a row-major array in strips of their own, the last one padded with zeros: rows then
+// lie close together whatever the width of the array, and the kernels meet full strips only.
+class strips_of
+{
+public:
+    strips_of(double* columns, std::size_t rows, std::size_t width, std::size_t stride)
+        : source(columns), height(rows), source_width(width), source_stride(stride),
+          strip_size(rows * strip_width),
+          store((width + strip_width - 1) / strip_width * strip_size)
+    {
+        for (std::size_t j = 0; j < source_width; j += strip_width)
+            for (std::size_t i = 0; i < height; ++i)
+                std::copy_n(source + i * source_stride + j, width_at(j), row(i, j));
+    }
+
+    std::size_t count() const { return store.size() / strip_size; }
+
+    double* strip(std::size_t s) { return store.data() + s * strip_size; }
+
+    void copy_back()
+    {
+        for (std::size_t j = 0; j < source_width; j += strip_width)
+            for (std::size_t i = 0; i < height; ++i)
+                std::copy_n(row(i, j), width_at(j), source + i * source_stride + j);
+    }
+
+private:
+    double* source;
+    std::size_t height;
+    std::size_t source_width;
+    std::size_t source_stride;
+    std::size_t strip_size;
+    std::vector<double> store;
+
+    std::size_t width_at(std::size_t j) const { return std::min(strip_width, source_width - j); }
+
+    double* row(std::size_t i, std::size_t j)
+    {
+        return store.data() + j / strip_width * strip_size + i * strip_width;
+    }
+};
+
+// All passes over all strips, a batch of passes at a time: a strip comes into the cache once for
+// the batch, whose coefficients stay there beside it.
+void apply_passes(const rotation_kernels& kernels, const std::vector<row_pass>& passes,
+                  strips_of& strips)
+{
+    for (std::size_t from = 0; from < passes.size(); from += batch_passes) {
+        const std::size_t to = std::min(from + batch_passes, passes.size());
+        for (std::size_t s = 0; s < strips.count(); ++s)
+            for (std::size_t i = from; i < to; ++i)
+                apply_pass(kernels, strips.strip(s), passes[i]);
     }
 }
 
@@ -74,10 +158,18 @@ std::vector<row_operation_run> cut_into_runs(const row_operations& operations)
 template <class T>
 void apply_row_operations(std::vector<T>& basis, std::size_t n, const row_operations& operations)
 {
+    constexpr std::size_t parts = sizeof(T) / sizeof(double);
+    if (n == 0 || operations.empty())
+        return;
+    const rotation_kernels kernels = kernels_of(gemm_path_current());
+    const row_operation_plan plan(operations);
+    auto* const columns = reinterpret_cast<double*>(basis.data());
     const auto transform_slab = [&](std::size_t b) {
         const std::size_t from = b * slab_columns;
-        for (const row_operation& operation : operations)
-            apply_to_slab(basis.data() + from, n, std::min(slab_columns, n - from), operation);
+        const std::size_t width = std::min(slab_columns, n - from);
+        strips_of strips(columns + from * parts, n, width * parts, n * parts);
+        apply_passes(kernels, plan.passes, strips);
+        strips.copy_back();
     };
     parallel_for((n + slab_columns - 1) / slab_columns, operations.size() * slab_columns,
                  transform_slab);

@@ -1,0 +1,123 @@
+#include "numerical/eigen/row_operation_plan.hpp"
+
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+
+namespace numerical::detail {
+namespace {
+
+// Below this length the ends of a wave outweigh what it saves.
+constexpr std::ptrdiff_t least_wave = 8;
+
+} // namespace
+
+row_operation_plan::row_operation_plan(const row_operations& operations)
+    : coefficients(reserved<double>(2 * operations.size()))
+{
+    std::vector<chain> waiting; // consecutive chains of one direction
+    const auto flush = [&] {
+        add_chains(waiting.data(), waiting.size());
+        waiting.clear();
+    };
+    for (const row_operation_run& run : cut_into_runs(operations)) {
+        if (is_chain(operations, run)) {
+            const chain next = chain_of(operations, run);
+            if (!waiting.empty() && waiting.back().step != next.step)
+                flush();
+            waiting.push_back(next);
+            continue;
+        }
+        flush();
+        for (std::size_t i = run.start; i < run.start + run.count; ++i)
+            passes.push_back({row_pass::shape::single, {}, operations[i]});
+    }
+    flush();
+}
+
+bool row_operation_plan::is_chain(const row_operations& operations, const row_operation_run& run)
+{
+    return run.count > 1 &&
+           std::all_of(operations.begin() + static_cast<std::ptrdiff_t>(run.start),
+                       operations.begin() + static_cast<std::ptrdiff_t>(run.start + run.count),
+                       [](const row_operation& operation) {
+                           return operation.second == operation.first + 1;
+                       });
+}
+
+row_operation_plan::chain row_operation_plan::chain_of(const row_operations& operations,
+                                                       const row_operation_run& run)
+{
+    const row_operation& head = operations[run.start];
+    if (run.descending)
+        return {&head, run.count, -1, -static_cast<std::ptrdiff_t>(head.second)};
+    return {&head, run.count, 1, static_cast<std::ptrdiff_t>(head.first)};
+}
+
+void row_operation_plan::add_chains(const chain* chains, std::size_t count)
+{
+    for (std::size_t i = 0; i < count;) {
+        if (count - i >= wave_chains && add_wave(chains + i)) {
+            i += wave_chains;
+            continue;
+        }
+        const auto length = static_cast<std::ptrdiff_t>(chains[i].length);
+        add_chain(chains[i], chains[i].position, chains[i].position + length);
+        ++i;
+    }
+}
+
+// Chain q is at position - q when chain 0 is at `position`.
+bool row_operation_plan::add_wave(const chain* chains)
+{
+    std::ptrdiff_t from = chains[0].position;
+    std::ptrdiff_t to = from + static_cast<std::ptrdiff_t>(chains[0].length);
+    for (std::size_t q = 1; q < wave_chains; ++q) {
+        const std::ptrdiff_t first = chains[q].position + static_cast<std::ptrdiff_t>(q);
+        from = std::max(from, first);
+        to = std::min(to, first + static_cast<std::ptrdiff_t>(chains[q].length));
+    }
+    if (to - from < least_wave)
+        return false;
+
+    const auto lag = [](std::size_t q) { return static_cast<std::ptrdiff_t>(q); };
+    for (std::size_t q = 0; q < wave_chains; ++q)
+        add_chain(chains[q], chains[q].position, from - lag(q));
+    const std::ptrdiff_t step = chains[0].step;
+    passes.push_back(
+        {row_pass::shape::wave,
+         {static_cast<std::size_t>(step * from), step, static_cast<std::size_t>(to - from),
+          coefficients.data() + coefficients.size()},
+         {}});
+    for (std::ptrdiff_t position = from; position < to; ++position)
+        for (std::size_t q = 0; q < wave_chains; ++q)
+            add_pair(chains[q].first[position - lag(q) - chains[q].position], step);
+    for (std::size_t q = 0; q < wave_chains; ++q)
+        add_chain(chains[q], to - lag(q),
+                  chains[q].position + static_cast<std::ptrdiff_t>(chains[q].length));
+    return true;
+}
+
+// The rotations of a chain whose moving row is at positions [from, to).
+void row_operation_plan::add_chain(const chain& whole, std::ptrdiff_t from, std::ptrdiff_t to)
+{
+    if (from >= to)
+        return;
+    passes.push_back(
+        {row_pass::shape::chain,
+         {static_cast<std::size_t>(whole.step * from), whole.step,
+          static_cast<std::size_t>(to - from), coefficients.data() + coefficients.size()},
+         {}});
+    for (std::ptrdiff_t position = from; position < to; ++position)
+        add_pair(whole.first[position - whole.position], whole.step);
+}
+
+// In a descending chain the moving row is the second one, which the kernels take for the first:
+// the rotation is the same with the sign of s turned.
+void row_operation_plan::add_pair(const row_operation& rotation, std::ptrdiff_t step)
+{
+    coefficients.push_back(rotation.c);
+    coefficients.push_back(step > 0 ? rotation.s : -rotation.s);
+}
+
+} // namespace numerical::detail

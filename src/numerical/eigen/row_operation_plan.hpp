@@ -1,0 +1,57 @@
+#pragma once
+
+// A list of row operations as the kernels take it. Consecutive chains of one direction become a
+// wave as far as they run beside each other; what sticks out of the wave in front is done before
+// it, what sticks out behind after it, chain by chain. Both commute with the parts of the other
+// chains that they overtake, as they have no row in common with them, so every row still sees its
+// operations in the order of the list.
+
+#include "numerical/eigen/rotation_kernels.hpp"
+#include "numerical/eigen/row_operations.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+// One pass over a strip: a wave, a single chain, or one operation by itself.
+struct row_pass
+{
+    enum class shape { wave, chain, single };
+
+    shape kind;
+    rotation_wave rotations; // of a wave or chain
+    row_operation single;
+};
+
+class row_operation_plan
+{
+public:
+    explicit row_operation_plan(const row_operations& operations);
+    row_operation_plan(const row_operation_plan&) = delete;
+    row_operation_plan& operator=(const row_operation_plan&) = delete;
+
+    std::vector<row_pass> passes;
+
+private:
+    // A chain along neighbouring rows. `position` counts rows in the direction of the chain and is
+    // that of the moving row of the first rotation.
+    struct chain
+    {
+        const row_operation* first;
+        std::size_t length;
+        std::ptrdiff_t step;
+        std::ptrdiff_t position;
+    };
+
+    std::vector<double> coefficients;
+
+    static bool is_chain(const row_operations& operations, const row_operation_run& run);
+    static chain chain_of(const row_operations& operations, const row_operation_run& run);
+    void add_chains(const chain* chains, std::size_t count);
+    bool add_wave(const chain* chains);
+    void add_chain(const chain& whole, std::ptrdiff_t from, std::ptrdiff_t to);
+    void add_pair(const row_operation& rotation, std::ptrdiff_t step);
+};
+
+} // namespace numerical::detail
