@@ -136,15 +136,15 @@ const PyMethodDef functions[] = {
                           "slogdet(a) -> (sign, logabsdet)\n"
                           "The sign and the natural log of |det(a)|, as numpy.linalg.slogdet; it\n"
                           "does not underflow or overflow where determinant(a) does."),
+    plain<module_einsum>("einsum", "einsum(spec, *operands) -> Tensor\n"
+                                   "Einstein summation, e.g. 'ij,jk->ik' (matmul), 'i,i->' (dot), "
+                                   "'ij->ji'."),
     plain_with_keywords<module_asarray>(
         "asarray",
         "asarray(obj, dtype=None) -> Tensor\n"
         "A Tensor (converted if dtype differs), or a copy of a C-contiguous array via\n"
         "__array_interface__. dtype is honoured: real->complex128 widens (zero imaginary\n"
         "part); complex128->float64 is refused."),
-    plain<module_einsum>("einsum", "einsum(spec, *operands) -> Tensor\n"
-                                   "Einstein summation, e.g. 'ij,jk->ik' (matmul), 'i,i->' (dot), "
-                                   "'ij->ji'."),
 };
 
 } // namespace

@@ -1,0 +1,122 @@
+#include "numerical/einsum/strided_copy.hpp"
+
+#include "matrices.hpp"
+
+#include <algorithm>
+#include <complex>
+#include <gtest/gtest.h>
+
+namespace {
+
+using numerical::detail::label_extents;
+using numerical::detail::permuted;
+using numerical::detail::transpose_block;
+using complex = std::complex<double>;
+
+template <class T>
+class strided_copy : public testing::Test
+{
+};
+
+using element_types = testing::Types<double, complex>;
+TYPED_TEST_SUITE(strided_copy, element_types);
+
+template <class T>
+std::vector<T> counted(std::size_t size)
+{
+    std::vector<T> values(size);
+    for (std::size_t i = 0; i < size; ++i)
+        values[i] = static_cast<double>(i + 1);
+    return values;
+}
+
+// Element by element, each position worked out anew.
+template <class T>
+std::vector<T> rearranged(const std::vector<T>& data, const std::string& from,
+                          const std::string& to, const label_extents& extents)
+{
+    std::vector<T> out;
+    for (std::size_t i = 0; i < data.size(); ++i) {
+        std::array<std::size_t, 128> index{};
+        std::size_t rest = i;
+        for (auto label = to.rbegin(); label != to.rend(); ++label) {
+            index[static_cast<std::size_t>(*label)] = rest % extents[*label];
+            rest /= extents[*label];
+        }
+        std::size_t position = 0;
+        for (const char label : from)
+            position = position * extents[label] + index[static_cast<std::size_t>(label)];
+        out.push_back(data[position]);
+    }
+    return out;
+}
+
+TYPED_TEST(strided_copy, transposes_every_remainder_and_touches_nothing_else)
+{
+    const TypeParam guard(-7.0);
+    for (const std::size_t rows : {0, 1, 2, 3, 4, 5, 7, 8, 31, 32, 33, 36, 67})
+        for (const std::size_t cols : {0, 1, 2, 3, 4, 6, 9, 31, 32, 33, 40, 65}) {
+            const std::size_t from_stride = rows + 3;
+            const std::size_t to_stride = cols + 2;
+            const auto from = counted<TypeParam>(from_stride * (cols + 1));
+            std::vector<TypeParam> to(to_stride * (rows + 1) + 1, guard);
+            transpose_block(from.data() + 1, from_stride, to.data() + 1, to_stride, rows, cols);
+            for (std::size_t i = 0; i < to.size(); ++i) {
+                const std::size_t r = (i + to_stride - 1) / to_stride - 1;
+                const std::size_t c = (i + to_stride - 1) % to_stride;
+                const bool inside = i > 0 && r < rows && c < cols;
+                ASSERT_EQ(to[i], inside ? from[1 + c * from_stride + r] : guard)
+                    << rows << " × " << cols << " at " << i;
+            }
+        }
+}
+
+TYPED_TEST(strided_copy, permutes_axes_of_any_rank)
+{
+    const std::vector<label_extents> sizes{
+        {{'a', 2}, {'b', 3}, {'c', 5}, {'d', 4}},     {{'a', 1}, {'b', 33}, {'c', 1}, {'d', 40}},
+        {{'a', 34}, {'b', 3}, {'c', 35}, {'d', 1}},   {{'a', 5}, {'b', 64}, {'c', 2}, {'d', 37}},
+        {{'a', 130}, {'b', 3}, {'c', 2}, {'d', 129}}, // beyond one extension of the result
+    };
+    for (const label_extents& extents : sizes) {
+        std::string to = "abcd";
+        const auto data = counted<TypeParam>(numerical::detail::extent_product("abcd", extents));
+        do
+            ASSERT_EQ(permuted(data, "abcd", to, extents), rearranged(data, "abcd", to, extents))
+                << to;
+        while (std::next_permutation(to.begin(), to.end()));
+    }
+}
+
+TYPED_TEST(strided_copy, of_nothing_is_nothing_and_of_a_number_the_number)
+{
+    EXPECT_TRUE(permuted<TypeParam>({}, "ij", "ji", {{'i', 0}, {'j', 3}}).empty());
+    EXPECT_EQ(permuted<TypeParam>({TypeParam(5)}, "", "", {}), std::vector<TypeParam>{5.0});
+    EXPECT_EQ(permuted<TypeParam>({TypeParam(5)}, "ij", "ji", {{'i', 1}, {'j', 1}}),
+              std::vector<TypeParam>{5.0});
+}
+
+TYPED_TEST(strided_copy, takes_the_diagonal_of_a_repeated_label)
+{
+    const auto square = counted<TypeParam>(600 * 600);
+    const auto diagonal = permuted(square, "ii", "i", {{'i', 600}});
+    ASSERT_EQ(diagonal.size(), 600U);
+    for (std::size_t i = 0; i < 600; ++i)
+        ASSERT_EQ(diagonal[i], square[i * 601]);
+    const auto cube = counted<TypeParam>(3 * 4 * 3);
+    const auto rows = permuted(cube, "iji", "ji", {{'i', 3}, {'j', 4}});
+    for (std::size_t j = 0; j < 4; ++j)
+        for (std::size_t i = 0; i < 3; ++i)
+            ASSERT_EQ(rows[j * 3 + i], cube[(i * 4 + j) * 3 + i]);
+}
+
+TEST(transpose, keeps_the_bits_of_signed_zeros_and_nan)
+{
+    const double nan = -std::numeric_limits<double>::quiet_NaN();
+    const auto moved = permuted<double>({-0.0, 1, nan, 2}, "ij", "ji", {{'i', 2}, {'j', 2}});
+    EXPECT_TRUE(std::signbit(moved[0]));
+    EXPECT_TRUE(std::isnan(moved[1]));
+    EXPECT_TRUE(std::signbit(moved[1]));
+}
+
+} // namespace
