@@ -44,6 +44,24 @@ any_tensor lstsq(const any_tensor& a, const any_tensor& b);
 any_tensor pinv(const any_tensor& a);
 unsigned long matrix_rank(const any_tensor& a);
 
+// take.cpp
+PyObject* module_take(PyObject* self, PyObject* args);
+
+// elementwise.cpp
+PyObject* module_binary(PyObject* self, PyObject* args);
+PyObject* module_negate(PyObject* self, PyObject* args);
+PyObject* module_unary(PyObject* self, PyObject* args);
+
+// reductions.cpp
+PyObject* module_reduce(PyObject* self, PyObject* args);
+
+// creation.cpp
+PyObject* module_reshape(PyObject* self, PyObject* args);
+PyObject* module_full(PyObject* self, PyObject* args);
+PyObject* module_eye(PyObject* self, PyObject* args);
+PyObject* module_arange(PyObject* self, PyObject* args);
+PyObject* module_linspace(PyObject* self, PyObject* args);
+
 // array_import.cpp
 PyObject* module_asarray(PyObject* self, PyObject* args, PyObject* kwargs);
 

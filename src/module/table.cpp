@@ -132,6 +132,28 @@ const PyMethodDef functions[] = {
     plain<module_determinant>("determinant",
                               "determinant(a) -> number\n"
                               "The determinant of a square matrix (float or complex)."),
+    plain<module_take>("_take", "_take(t, starts, steps, counts, keep) -> Tensor or number\n"
+                                "The strided copy behind Tensor.__getitem__."),
+    plain<module_binary>("_binary",
+                         "_binary(op, a, b) -> Tensor\n"
+                         "Element-wise a op b (op one of + - * /), broadcast; one dtype."),
+    plain<module_negate>("_negate", "_negate(a) -> Tensor\n"
+                                    "Element-wise negation."),
+    plain<module_unary>("_unary", "_unary(name, a) -> Tensor\n"
+                                  "exp, log, sqrt, sin, cos, tan, tanh or abs of every element."),
+    plain<module_reduce>("_reduce",
+                         "_reduce(op, a, axis) -> number or Tensor\n"
+                         "sum, mean, max or min of every element (axis -1) or along an axis."),
+    plain<module_reshape>("_reshape", "_reshape(a, shape) -> Tensor\n"
+                                      "The elements under another shape."),
+    plain<module_full>("_full", "_full(shape, value, complex) -> Tensor\n"
+                                "A tensor of one value."),
+    plain<module_eye>("_eye", "_eye(n, complex) -> Tensor\n"
+                              "The n×n identity."),
+    plain<module_arange>("_arange", "_arange(start, stop, step) -> Tensor\n"
+                                    "As numpy.arange (float64)."),
+    plain<module_linspace>("_linspace", "_linspace(start, stop, num) -> Tensor\n"
+                                        "As numpy.linspace with the end point (float64)."),
     plain<module_slogdet>("slogdet",
                           "slogdet(a) -> (sign, logabsdet)\n"
                           "The sign and the natural log of |det(a)|, as numpy.linalg.slogdet; it\n"

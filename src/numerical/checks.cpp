@@ -15,6 +15,14 @@ std::size_t checked_mul(std::size_t a, std::size_t b)
     return product;
 }
 
+std::size_t element_count(const std::vector<std::size_t>& shape)
+{
+    std::size_t count = 1;
+    for (std::size_t axis = shape.size(); axis-- > 0;)
+        count = checked_mul(count, shape[axis]);
+    return count;
+}
+
 std::string shape_text(const std::vector<std::size_t>& shape)
 {
     std::string text = "(";
@@ -33,8 +41,7 @@ template <class T>
 void require_finite_run(const T* first, std::size_t count, const char* prefix)
 {
     if (!std::all_of(first, first + count, [](const T& x) { return is_finite(x); }))
-        throw non_finite_error(std::string(prefix) +
-                               ": the matrix holds an infinite or NaN entry");
+        throw non_finite_error(std::string(prefix) + ": the matrix holds an infinite or NaN entry");
 }
 
 } // namespace

@@ -13,6 +13,10 @@ namespace numerical::detail {
 // a·b, or dimension_error "dimension product overflows std::size_t".
 std::size_t checked_mul(std::size_t a, std::size_t b);
 
+// The product of the extents, formed from the last axis on, so that behind a zero nothing
+// overflows; otherwise dimension_error "dimension product overflows std::size_t".
+std::size_t element_count(const std::vector<std::size_t>& shape);
+
 // The shape as the text of a Python tuple: "()", "(3,)", "(2, 3)".
 std::string shape_text(const std::vector<std::size_t>& shape);
 

@@ -1,0 +1,95 @@
+#include "module/functions.hpp"
+
+#include "numerical/elementwise/arithmetic.hpp"
+#include "numerical/elementwise/unary.hpp"
+
+#include <optional>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+#include <variant>
+
+// Arithmetic and functions of single elements. The interpreter lock is held throughout.
+
+namespace numerical::boundary {
+namespace {
+
+std::optional<arithmetic_operation> operation_of(std::string_view name)
+{
+    if (name == "+")
+        return arithmetic_operation::add;
+    if (name == "-")
+        return arithmetic_operation::subtract;
+    if (name == "*")
+        return arithmetic_operation::multiply;
+    if (name == "/")
+        return arithmetic_operation::divide;
+    if (name == "^")
+        return arithmetic_operation::power;
+    return std::nullopt;
+}
+
+template <class T>
+any_tensor binary_on(arithmetic_operation operation, const tensor<T>& a, const any_tensor& b)
+{
+    const auto* right = std::get_if<tensor<T>>(&b);
+    if (right == nullptr)
+        throw std::runtime_error("element-wise operands must share one dtype");
+    return arithmetic(operation, a, *right);
+}
+
+} // namespace
+
+PyObject* module_binary(PyObject*, PyObject* args)
+{
+    const char* name = nullptr;
+    PyObject* left = nullptr;
+    PyObject* right = nullptr;
+    if (!binding::parse_arguments(args, "sOO", &name, &left, &right))
+        return nullptr;
+    const std::optional<arithmetic_operation> operation = operation_of(name);
+    if (!operation) {
+        PyErr_SetString(PyExc_ValueError, "_binary: op is one of + - * / ^ (power)");
+        return nullptr;
+    }
+    const any_tensor* a = as_tensor(left);
+    if (a == nullptr)
+        return nullptr;
+    const any_tensor* b = as_tensor(right);
+    if (b == nullptr)
+        return nullptr;
+    return wrap(
+        std::visit([&](const auto& of_type) { return binary_on(*operation, of_type, *b); }, *a));
+}
+
+PyObject* module_negate(PyObject*, PyObject* args)
+{
+    PyObject* object = nullptr;
+    if (!binding::parse_arguments(args, "O", &object))
+        return nullptr;
+    const any_tensor* a = as_tensor(object);
+    if (a == nullptr)
+        return nullptr;
+    return wrap(std::visit([](const auto& of_type) -> any_tensor { return -of_type; }, *a));
+}
+
+PyObject* module_unary(PyObject*, PyObject* args)
+{
+    const char* name = nullptr;
+    PyObject* object = nullptr;
+    if (!binding::parse_arguments(args, "sO", &name, &object))
+        return nullptr;
+    const any_tensor* a = as_tensor(object);
+    if (a == nullptr)
+        return nullptr;
+    std::optional<any_tensor> result =
+        std::visit([&](const auto& of_type) { return unary(name, of_type); }, *a);
+    if (!result) {
+        PyErr_SetString(PyExc_ValueError,
+                        "_unary: name is exp, log, sqrt, sin, cos, tan, tanh or abs");
+        return nullptr;
+    }
+    return wrap(std::move(*result));
+}
+
+} // namespace numerical::boundary

@@ -1,0 +1,262 @@
+#include "numerical/elementwise/reductions.hpp"
+
+#include "numerical/checks.hpp"
+#include "numerical/elementwise/reduction_kernels.hpp"
+#include "numerical/errors.hpp"
+#include "numerical/gemm/path.hpp"
+#include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <complex>
+#include <limits>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+namespace numerical {
+namespace {
+
+using detail::complex;
+using detail::reduction_kernels;
+using detail::walk_shape;
+
+constexpr double canonical_nan = std::numeric_limits<double>::quiet_NaN();
+
+const reduction_kernels& kernels_in_force()
+{
+    // An emulated AVX-512 path may run where there is no AVX2.
+    const bool wide =
+        detail::gemm_path_current() != detail::portable_path && detail::cpu_features().avx2;
+    return wide ? detail::avx2_reduction : detail::portable_reduction;
+}
+
+// `stride` is a number, or a constant 1 for code of its own.
+template <class T, class Stride>
+T sum_of_run(const T* p, std::size_t n, Stride stride)
+{
+    T r[8];
+    for (std::size_t j = 0; j < 8; ++j)
+        r[j] = p[j * stride];
+    std::size_t i = 8;
+    for (; i + 8 <= n; i += 8)
+        for (std::size_t j = 0; j < 8; ++j)
+            r[j] += p[(i + j) * stride];
+    T sum = ((r[0] + r[1]) + (r[2] + r[3])) + ((r[4] + r[5]) + (r[6] + r[7]));
+    for (; i < n; ++i)
+        sum += p[i * stride];
+    return sum;
+}
+
+template <class T, class Stride>
+T strided_sum(const T* p, std::size_t n, Stride stride)
+{
+    if (n < 8) {
+        T sum(0);
+        for (std::size_t i = 0; i < n; ++i)
+            sum += p[i * stride];
+        return sum;
+    }
+    if (n <= detail::pairwise_limit)
+        return sum_of_run(p, n, stride);
+    const std::size_t half = detail::pairwise_half(n);
+    return strided_sum(p, half, stride) + strided_sum(p + half * stride, n - half, stride);
+}
+
+std::vector<std::size_t> without_axis(const std::vector<std::size_t>& shape, std::size_t axis)
+{
+    std::vector<std::size_t> rest;
+    rest.reserve(shape.size());
+    for (std::size_t i = 0; i < shape.size(); ++i)
+        if (i != axis)
+            rest.push_back(shape[i]);
+    return rest;
+}
+
+// Columns to a walk down the rows: many for rows that are read in long pieces, few where there are
+// so few rows that the processor follows each of them as a stream.
+constexpr std::size_t columns_at_once(std::size_t rows)
+{
+    return rows < 16 ? 32 : 2048;
+}
+
+// Complex numbers are summed part by part, and so are pairs of columns.
+template <class T>
+void sum_columns(const T* data, const walk_shape& walk, T* out)
+{
+    constexpr std::size_t parts = sizeof(T) / sizeof(double);
+    const reduction_kernels& kernels = kernels_in_force();
+    const auto* numbers = reinterpret_cast<const double*>(data);
+    auto* sums = reinterpret_cast<double*>(out);
+    const std::size_t columns = walk.inner * parts;
+    const std::size_t tile = std::min(columns, columns_at_once(walk.extent));
+    std::vector<double> scratch =
+        detail::uninitialized<double>(detail::column_sum_scratch(walk.extent, tile));
+    for (std::size_t o = 0; o < walk.outer; ++o) {
+        for (std::size_t k = 0; k < columns; k += tile)
+            kernels.column_sums({numbers + k, walk.extent, columns, std::min(tile, columns - k)},
+                                sums + k, scratch.data());
+        numbers += walk.extent * columns;
+        sums += columns;
+    }
+}
+
+// The sums, and the shape that they have.
+template <class T>
+tensor<T> sums(const tensor<T>& a, std::size_t axis, const walk_shape& walk)
+{
+    std::vector<std::size_t> shape = without_axis(a.shape, axis);
+    std::vector<T> out = detail::uninitialized<T>(detail::element_count(shape));
+    if (!out.empty() && walk.inner != 1)
+        sum_columns(a.data.data(), walk, out.data());
+    if (walk.inner == 1)
+        for (std::size_t o = 0; o < out.size(); ++o)
+            out[o] = detail::pairwise_sum(a.data.data() + o * walk.extent, walk.extent, 1);
+    return tensor<T>(std::move(shape), std::move(out));
+}
+
+// Quotients of complex numbers follow C's rules, with a divisor of imaginary part zero.
+template <class T>
+T count_as(std::size_t n)
+{
+    return T(static_cast<double>(n));
+}
+
+[[noreturn]] void throw_no_identity()
+{
+    throw dimension_error("a zero-size reduction to a maximum or a minimum has no identity");
+}
+
+template <class C>
+constexpr bool is_minimum = std::is_same_v<C, std::less<double>>;
+
+template <class C>
+void extremes_of_columns(const double* data, const walk_shape& walk, double* out)
+{
+    const reduction_kernels& kernels = kernels_in_force();
+    const auto kernel = is_minimum<C> ? kernels.least_of_columns : kernels.greatest_of_columns;
+    const std::size_t tile = std::min(walk.inner, columns_at_once(walk.extent));
+    auto flags = detail::uninitialized<unsigned long>(tile);
+    for (std::size_t o = 0; o < walk.outer; ++o) {
+        for (std::size_t k = 0; k < walk.inner; k += tile) {
+            const std::size_t width = std::min(tile, walk.inner - k);
+            kernel({data + k, walk.extent, walk.inner, width}, out + k, flags.data());
+            for (std::size_t i = 0; i < width; ++i)
+                if (flags[i] != 0)
+                    out[k + i] = canonical_nan;
+        }
+        data += walk.extent * walk.inner;
+        out += walk.inner;
+    }
+}
+
+} // namespace
+
+namespace detail {
+
+walk_shape walk_along(const std::vector<std::size_t>& shape, std::size_t axis)
+{
+    if (axis >= shape.size())
+        throw dimension_error("axis " + std::to_string(axis) +
+                              " is out of bounds for a tensor of rank " +
+                              std::to_string(shape.size()));
+    walk_shape walk{1, shape[axis], 1};
+    for (std::size_t i = 0; i < axis; ++i)
+        walk.outer *= shape[i];
+    for (std::size_t i = axis + 1; i < shape.size(); ++i)
+        walk.inner *= shape[i];
+    return walk;
+}
+
+template <class T>
+T pairwise_sum(const T* p, std::size_t n, std::size_t stride)
+{
+    if (stride == 1)
+        return strided_sum(p, n, std::integral_constant<std::size_t, 1>());
+    return strided_sum(p, n, stride);
+}
+
+template <class C>
+double contiguous_extreme(const double* p, std::size_t n, const C&)
+{
+    const reduction_kernels& kernels = kernels_in_force();
+    const extreme_found found = is_minimum<C> ? kernels.least(p, n) : kernels.greatest(p, n);
+    return found.nan ? canonical_nan : found.value;
+}
+
+template <class C>
+tensor<double> extremes_along(const tensor<double>& a, std::size_t axis, const C& compare)
+{
+    const walk_shape walk = walk_along(a.shape, axis);
+    if (walk.extent == 0)
+        throw_no_identity();
+    std::vector<std::size_t> shape = without_axis(a.shape, axis);
+    std::vector<double> out = uninitialized<double>(element_count(shape));
+    if (!out.empty() && walk.inner != 1)
+        extremes_of_columns<C>(a.data.data(), walk, out.data());
+    if (walk.inner == 1)
+        for (std::size_t o = 0; o < out.size(); ++o)
+            out[o] = contiguous_extreme(a.data.data() + o * walk.extent, walk.extent, compare);
+    return tensor<double>(std::move(shape), std::move(out));
+}
+
+template double pairwise_sum(const double*, std::size_t, std::size_t);
+template complex pairwise_sum(const complex*, std::size_t, std::size_t);
+template double contiguous_extreme(const double*, std::size_t, const std::less<double>&);
+template double contiguous_extreme(const double*, std::size_t, const std::greater<double>&);
+template tensor<double> extremes_along(const tensor<double>&, std::size_t,
+                                       const std::less<double>&);
+template tensor<double> extremes_along(const tensor<double>&, std::size_t,
+                                       const std::greater<double>&);
+
+} // namespace detail
+
+template <class T>
+T sum(const tensor<T>& a)
+{
+    return detail::pairwise_sum(a.data.data(), a.data.size(), 1);
+}
+
+template <class T>
+T mean(const tensor<T>& a)
+{
+    return sum(a) / count_as<T>(a.data.size());
+}
+
+template <class T>
+tensor<T> sum_along(const tensor<T>& a, std::size_t axis)
+{
+    return sums(a, axis, detail::walk_along(a.shape, axis));
+}
+
+template <class T>
+tensor<T> mean_along(const tensor<T>& a, std::size_t axis)
+{
+    const walk_shape walk = detail::walk_along(a.shape, axis);
+    tensor<T> means = sums(a, axis, walk);
+    const T count = count_as<T>(walk.extent);
+    for (T& x : means.data)
+        x = x / count;
+    return means;
+}
+
+template <class C>
+double extreme(const tensor<double>& a, const C& compare)
+{
+    if (a.data.empty())
+        throw_no_identity();
+    return detail::contiguous_extreme(a.data.data(), a.data.size(), compare);
+}
+
+template double sum(const tensor<double>&);
+template complex sum(const tensor<complex>&);
+template double mean(const tensor<double>&);
+template complex mean(const tensor<complex>&);
+template tensor<double> sum_along(const tensor<double>&, std::size_t);
+template tensor<complex> sum_along(const tensor<complex>&, std::size_t);
+template tensor<double> mean_along(const tensor<double>&, std::size_t);
+template tensor<complex> mean_along(const tensor<complex>&, std::size_t);
+template double extreme(const tensor<double>&, const std::less<double>&);
+template double extreme(const tensor<double>&, const std::greater<double>&);
+
+} // namespace numerical

@@ -1,0 +1,67 @@
+#pragma once
+
+// Sums, means and extremes of a whole tensor or along one axis, which leaves the shape. Sums are
+// pairwise, so that their rounding error grows with the logarithm of the length (Higham 1993, SIAM
+// Journal on Scientific Computing 14), and cut at fixed places, so that they are reproducible. One
+// NaN makes an extreme NaN, always the quiet one with the bits 0x7FF8000000000000. Serial at every
+// size.
+
+#include "numerical/tensor.hpp"
+
+#include <cstddef>
+#include <functional>
+#include <vector>
+
+namespace numerical {
+
+// The sum of no numbers is 0 and their mean NaN, along an axis too.
+template <class T>
+T sum(const tensor<T>& a);
+
+template <class T>
+T mean(const tensor<T>& a);
+
+template <class T>
+tensor<T> sum_along(const tensor<T>& a, std::size_t axis);
+
+template <class T>
+tensor<T> mean_along(const tensor<T>& a, std::size_t axis);
+
+// The minimum by std::less<double>, the maximum by std::greater<double>; dimension_error "a
+// zero-size reduction to a maximum or a minimum has no identity".
+template <class C>
+double extreme(const tensor<double>& a, const C& compare);
+
+namespace detail {
+
+// The element at outer index o, position j along the axis and inner index k has the offset
+// (o·extent + j)·inner + k.
+struct walk_shape
+{
+    std::size_t outer;
+    std::size_t extent;
+    std::size_t inner;
+};
+
+// dimension_error "axis 3 is out of bounds for a tensor of rank 3".
+walk_shape walk_along(const std::vector<std::size_t>& shape, std::size_t axis);
+
+// The sum of p[i·stride] for n numbers i. More than 128 are halved, the left half rounded down to a
+// multiple of eight. Others go to eight accumulators r in turn, which are added up as
+// ((r0 + r1) + (r2 + r3)) + ((r4 + r5) + (r6 + r7)), and then what fills no eight is added in
+// order. Fewer than eight are added in order to +0.
+template <class T>
+T pairwise_sum(const T* p, std::size_t n, std::size_t stride);
+
+// The extreme of n >= 1 numbers, or NaN. Of two equal ones in a lane, which is a position modulo
+// eight, the first stays, and then that of the first lane, before those that fill no eight: it
+// decides the sign of a zero.
+template <class C>
+double contiguous_extreme(const double* p, std::size_t n, const C& compare);
+
+// Along an axis, where the first of two equal numbers stays unless the axis is the last.
+template <class C>
+tensor<double> extremes_along(const tensor<double>& a, std::size_t axis, const C& compare);
+
+} // namespace detail
+} // namespace numerical

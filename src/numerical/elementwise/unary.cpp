@@ -1,0 +1,83 @@
+#include "numerical/elementwise/unary.hpp"
+
+#include "numerical/elementwise/arithmetic_kernels.hpp"
+#include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <utility>
+
+namespace numerical {
+namespace {
+
+using detail::complex;
+
+template <class Out, class T, class F>
+tensor<Out> each(const tensor<T>& a, F f)
+{
+    std::vector<Out> data = detail::uninitialized<Out>(a.data.size());
+    std::transform(a.data.begin(), a.data.end(), data.begin(), f);
+    return tensor<Out>(a.shape, std::move(data));
+}
+
+template <class Kernel>
+tensor<double> each_by(Kernel kernel, const tensor<double>& a)
+{
+    std::vector<double> data = detail::uninitialized<double>(a.data.size());
+    kernel(a.data.data(), data.data(), data.size());
+    return tensor<double>(a.shape, std::move(data));
+}
+
+tensor<double> magnitude(const tensor<double>& a)
+{
+    return each_by(detail::arithmetic_in_force().magnitudes, a);
+}
+
+tensor<double> magnitude(const tensor<complex>& a)
+{
+    return each<double>(a, [](const complex& z) { return std::abs(z); });
+}
+
+} // namespace
+
+// The root of the C library is correctly rounded, and so is that of the vector units.
+template <>
+tensor<double> square_root(const tensor<double>& a)
+{
+    return each_by(detail::arithmetic_in_force().square_roots, a);
+}
+
+template <>
+tensor<complex> square_root(const tensor<complex>& a)
+{
+    return each<complex>(a, [](const complex& z) { return std::sqrt(z); });
+}
+
+template <class T>
+std::optional<any_tensor> unary(std::string_view name, const tensor<T>& a)
+{
+    if (name == "exp")
+        return each<T>(a, [](const T& x) { return std::exp(x); });
+    if (name == "log")
+        return each<T>(a, [](const T& x) { return std::log(x); });
+    if (name == "sqrt")
+        return square_root(a);
+    if (name == "sin")
+        return each<T>(a, [](const T& x) { return std::sin(x); });
+    if (name == "cos")
+        return each<T>(a, [](const T& x) { return std::cos(x); });
+    if (name == "tan")
+        return each<T>(a, [](const T& x) { return std::tan(x); });
+    if (name == "tanh")
+        return each<T>(a, [](const T& x) { return std::tanh(x); });
+    if (name == "abs")
+        return magnitude(a);
+    return std::nullopt;
+}
+
+template std::optional<any_tensor> unary(std::string_view, const tensor<double>&);
+template std::optional<any_tensor> unary(std::string_view, const tensor<complex>&);
+
+} // namespace numerical

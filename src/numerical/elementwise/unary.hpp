@@ -1,0 +1,21 @@
+#pragma once
+
+// Functions of single elements, as the C library computes them: its results stand as they are,
+// log(0) as -inf and the root of a negative number as NaN, and no domain error is raised.
+
+#include "numerical/tensor.hpp"
+
+#include <optional>
+#include <string_view>
+
+namespace numerical {
+
+template <class T>
+tensor<T> square_root(const tensor<T>& a);
+
+// exp, log, sqrt, sin, cos, tan, tanh or abs of every element; that of abs is real for complex
+// elements too. Nothing for any other name.
+template <class T>
+std::optional<any_tensor> unary(std::string_view name, const tensor<T>& a);
+
+} // namespace numerical

@@ -1,0 +1,33 @@
+#pragma once
+
+// The strided copy behind indexing.
+
+#include "numerical/tensor.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical {
+
+// The elements start, start + step, ... of an axis, `count` of them. A dropped axis, meant to have
+// count 1, does not show in the shape of the result.
+struct axis_range
+{
+    long start;
+    long step;
+    long count;
+    bool kept;
+};
+
+// Whether every element of the range lies on an axis of that extent.
+bool lies_within(const axis_range& range, std::size_t extent);
+
+// A copy of the elements that the ranges select, one range for each axis, each within its axis.
+template <class T>
+tensor<T> take(const tensor<T>& a, const std::vector<axis_range>& ranges);
+
+// The first of them.
+template <class T>
+T take_first(const tensor<T>& a, const std::vector<axis_range>& ranges);
+
+} // namespace numerical
