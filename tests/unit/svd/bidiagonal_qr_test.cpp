@@ -1,0 +1,195 @@
+#include "numerical/svd/bidiagonal_qr.hpp"
+
+#include "numerical/errors.hpp"
+#include "svd_cases.hpp"
+#include "thrown.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <gtest/gtest.h>
+
+namespace {
+
+using numerical::convergence_error;
+using numerical::detail::bidiagonal_qr;
+using test::matrix;
+
+std::vector<double> identity(std::size_t n)
+{
+    std::vector<double> a(n * n);
+    for (std::size_t i = 0; i < n; ++i)
+        a[i * n + i] = 1;
+    return a;
+}
+
+// Of identities as bases, so that B = leftᵀ·diag(d)·right.
+struct qr_result
+{
+    std::vector<double> d;
+    std::vector<double> left;
+    std::vector<double> right;
+};
+
+qr_result solved(std::vector<double> d, std::vector<double> e, std::size_t max_steps)
+{
+    const std::size_t n = d.size();
+    qr_result out{std::move(d), identity(n), identity(n)};
+    bidiagonal_qr(out.d, e, out.left, out.right, n, max_steps);
+    return out;
+}
+
+qr_result solved(const std::vector<double>& d, const std::vector<double>& e)
+{
+    return solved(d, e, 30 * d.size());
+}
+
+void expect_svd_of(const std::vector<double>& d, const std::vector<double>& e,
+                   const qr_result& result)
+{
+    const std::size_t n = d.size();
+    const auto b = test::filled<double>(n, n, [&](std::size_t i, std::size_t j) {
+        return i == j ? d[i] : (j == i + 1 ? e[i] : 0.0);
+    });
+    EXPECT_TRUE(std::is_sorted(result.d.rbegin(), result.d.rend()));
+    EXPECT_GE(result.d.back(), 0);
+    matrix<double> left(n, n, result.left);
+    matrix<double> right(n, n, result.right);
+    EXPECT_LT(test::orthogonality_ratio(left), 10);
+    EXPECT_LT(test::orthogonality_ratio(right), 10);
+    for (std::size_t i = 0; i < n; ++i)
+        for (std::size_t j = 0; j < n; ++j)
+            right.data[i * n + j] *= result.d[i];
+    numerical::detail::transpose_in_place(left.data, n);
+    EXPECT_LT(test::difference_ratio(b, test::reference_product(left, right)), 10);
+}
+
+TEST(bidiagonal_qr, of_order_zero_does_nothing)
+{
+    EXPECT_TRUE(solved({}, {}, 0).d.empty());
+}
+
+TEST(bidiagonal_qr, sign_of_a_single_entry_goes_to_the_right_basis)
+{
+    const qr_result result = solved({-2}, {0}, 0);
+    EXPECT_EQ(result.d, std::vector<double>{2});
+    EXPECT_EQ(result.left, std::vector<double>{1});
+    EXPECT_EQ(result.right, std::vector<double>{-1});
+}
+
+TEST(bidiagonal_qr, two_by_two_has_the_known_values)
+{
+    const qr_result result = solved({1, 1}, {1, 0}); // the golden ratio and its inverse
+    EXPECT_NEAR(result.d[0], (std::sqrt(5.0) + 1) / 2, 4e-16);
+    EXPECT_NEAR(result.d[1], (std::sqrt(5.0) - 1) / 2, 4e-16);
+    expect_svd_of({1, 1}, {1, 0}, result);
+}
+
+TEST(bidiagonal_qr, zeros_on_the_diagonal_deflate_without_a_step)
+{
+    for (const std::vector<double>& d : {std::vector<double>{3, 0}, {0, 4}}) {
+        const std::vector<double> e{4, 0};
+        const qr_result result = solved(d, e, 0);
+        EXPECT_DOUBLE_EQ(result.d[0], std::hypot(d[0] + d[1], 4.0));
+        EXPECT_EQ(result.d[1], 0);
+        expect_svd_of(d, e, result);
+    }
+}
+
+TEST(bidiagonal_qr, zero_inside_a_block_splits_it)
+{
+    for (std::size_t zero = 0; zero < 6; ++zero) {
+        std::vector<double> d{1, 2, 3, 4, 5, 6};
+        const std::vector<double> e{1, -1, 2, 1, 3, 0};
+        d[zero] = 0;
+        const qr_result result = solved(d, e);
+        EXPECT_LT(result.d[5], 1e-14);
+        expect_svd_of(d, e, result);
+    }
+}
+
+TEST(bidiagonal_qr, equal_values_keep_their_order)
+{
+    const qr_result result = solved({1, 2, 2, 1}, {0, 0, 0, 0}, 0);
+    EXPECT_EQ(result.d, (std::vector<double>{2, 2, 1, 1}));
+    const std::vector<double> expected{0, 1, 0, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0, 0, 1};
+    EXPECT_EQ(result.left, expected);
+    EXPECT_EQ(result.right, expected);
+}
+
+TEST(bidiagonal_qr, entries_below_the_least_square_count_as_zero)
+{
+    const qr_result result = solved({1e-293, 1e-293, 1e-293}, {1e-293, 1e-293, 0}, 0);
+    EXPECT_LE(result.d[0], 2e-293);
+}
+
+TEST(bidiagonal_qr, out_of_steps_leaves_the_bases)
+{
+    std::vector<double> d{1, 1, 1};
+    std::vector<double> e{1, 1, 0};
+    std::vector<double> left = identity(3);
+    std::vector<double> right = identity(3);
+    EXPECT_EQ(
+        test::text_thrown_by<convergence_error>([&] { bidiagonal_qr(d, e, left, right, 3, 0); }),
+        "SVD: the bidiagonal QR iteration did not converge within its steps");
+    EXPECT_EQ(
+        test::text_thrown_by<convergence_error>([&] { bidiagonal_qr(d, e, left, right, 3, 1); }),
+        "SVD: the bidiagonal QR iteration did not converge within its steps");
+    EXPECT_EQ(left, identity(3));
+    EXPECT_EQ(right, identity(3));
+}
+
+TEST(bidiagonal_qr, two_zeros_and_an_underflowing_bulge_give_no_nan)
+{
+    std::vector<double> d(30, 1.0);
+    d[29] = d[3] = 0;
+    std::vector<double> e(30, 1e-15);
+    e[29] = 0;
+    expect_svd_of(d, e, solved(d, e));
+}
+
+TEST(bidiagonal_qr, converges_on_matrices_graded_upwards)
+{
+    struct grading
+    {
+        std::size_t n;
+        double step;
+    };
+
+    for (const auto& [n, step] : {grading{10, 1e15}, {21, 1e8}, {40, 1e3}, {129, 10}}) {
+        std::vector<double> d(n);
+        std::vector<double> e(n);
+        for (std::size_t i = 0; i < n; ++i)
+            d[i] = std::pow(step, -double(n - 1 - i));
+        for (std::size_t i = 0; i + 1 < n; ++i)
+            e[i] = d[i] / 2;
+        expect_svd_of(d, e, solved(d, e));
+        std::reverse(d.begin(), d.end());
+        std::reverse(e.begin(), e.end() - 1);
+        expect_svd_of(d, e, solved(d, e));
+    }
+}
+
+TEST(bidiagonal_qr, complex_bases_turn_like_real_ones)
+{
+    using complex = std::complex<double>;
+    const std::size_t n = 20;
+    const auto d = test::random_vector<double>(n, 1);
+    auto e = test::random_vector<double>(n, 2);
+    e.back() = 0;
+    const qr_result real = solved(d, e);
+    auto values = d;
+    const auto start = identity(n);
+    std::vector<complex> left(start.begin(), start.end());
+    std::vector<complex> right = left;
+    for (complex& x : right)
+        x *= complex(0, 1);
+    bidiagonal_qr(values, e, left, right, n, 30 * n);
+    EXPECT_EQ(values, real.d);
+    for (std::size_t i = 0; i < n * n; ++i) {
+        EXPECT_EQ(left[i], complex(real.left[i]));
+        EXPECT_EQ(right[i], complex(0, real.right[i]));
+    }
+}
+
+} // namespace
