@@ -15,6 +15,11 @@ PyAPI_FUNC(int) _PyArg_ParseTupleAndKeywords_SizeT(PyObject*, PyObject*, const c
 PyAPI_FUNC(PyObject*) _Py_BuildValue_SizeT(const char*, ...);
 }
 
+#undef PyArg_ParseTuple
+#undef PyArg_ParseTupleAndKeywords
+#undef Py_BuildValue
+#pragma GCC poison PyArg_ParseTuple PyArg_ParseTupleAndKeywords Py_BuildValue
+
 namespace marlinth::binding {
 
 // The positional arguments by a format of PyArg_ParseTuple; false with Python's error set.
@@ -31,6 +36,13 @@ bool parse_keywords(PyObject* args, PyObject* kwargs, const char* format, const 
 {
     return _PyArg_ParseTupleAndKeywords_SizeT(args, kwargs, format, const_cast<char**>(names),
                                               out...) != 0;
+}
+
+// A new object by a format of Py_BuildValue; null with Python's error set.
+template <class... In>
+PyObject* build_value(const char* format, In... in)
+{
+    return _Py_BuildValue_SizeT(format, in...);
 }
 
 } // namespace marlinth::binding

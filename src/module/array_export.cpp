@@ -127,7 +127,7 @@ PyObject* get_array_interface(const any_tensor& value)
     if (!address)
         return nullptr;
     const char* typestr = std::holds_alternative<tensor<double>>(value) ? "<f8" : "<c16";
-    return _Py_BuildValue_SizeT("{s:N,s:s,s:(NO),s:i}", "shape", shape.release(), "typestr",
+    return binding::build_value("{s:N,s:s,s:(NO),s:i}", "shape", shape.release(), "typestr",
                                 typestr, "data", address.release(), Py_True, "version", 3);
 }
 

@@ -54,7 +54,7 @@ std::size_t rank_of(const any_tensor& value)
 const any_tensor* read_matrix(PyObject* args, const char* rank_message)
 {
     PyObject* object;
-    if (PyArg_ParseTuple(args, "O", &object) == 0)
+    if (!binding::parse_arguments(args, "O", &object))
         return nullptr;
     const any_tensor* const value = as_tensor(object);
     if (value != nullptr && rank_of(*value) != 2) {
@@ -74,12 +74,12 @@ auto of_factors(const tensor<T>& a, const F& compute)
 
 PyObject* pair(double sign, double log)
 {
-    return Py_BuildValue("(dd)", sign, log);
+    return binding::build_value("(dd)", sign, log);
 }
 
 PyObject* pair(const std::complex<double>& sign, double log)
 {
-    return Py_BuildValue("(Nd)", number(sign), log);
+    return binding::build_value("(Nd)", number(sign), log);
 }
 
 } // namespace
