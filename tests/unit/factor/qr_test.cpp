@@ -1,14 +1,16 @@
 #include "numerical/factor/qr.hpp"
 
+#include "numerical/scalar.hpp"
+
 #include "matrices.hpp"
 #include "paths.hpp"
 #include "ratios.hpp"
 #include "reference.hpp"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cmath>
+#include <gtest/gtest.h>
+#include <limits>
 
 namespace {
 
@@ -16,15 +18,16 @@ using complex = std::complex<double>;
 using numerical::matrix;
 namespace detail = numerical::detail;
 
+constexpr double greatest = std::numeric_limits<double>::max();
+constexpr double ratio_limit = 8;
+
 template <class T>
-class householder_qr : public testing::Test
+class qr : public testing::Test
 {
 };
 
 using element_types = testing::Types<double, complex>;
-TYPED_TEST_SUITE(householder_qr, element_types);
-
-constexpr double ratio_limit = 10;
+TYPED_TEST_SUITE(qr, element_types);
 
 template <class T>
 struct factors
@@ -42,12 +45,8 @@ factors<T> qr_of(const matrix<T>& a)
 }
 
 template <class T>
-void expect_factors(const matrix<T>& a, const char* what)
+void expect_upper_with_real_diagonal(const matrix<T>& r)
 {
-    SCOPED_TRACE(testing::Message() << what << ' ' << a.rows << 'x' << a.cols);
-    const auto [q, r] = qr_of(a);
-    EXPECT_LT(test::difference_ratio(a, test::reference_product(q, r)), ratio_limit);
-    EXPECT_LT(test::orthogonality_ratio(q), ratio_limit);
     for (std::size_t i = 0; i < r.rows; ++i) {
         for (std::size_t j = 0; j < i; ++j)
             ASSERT_EQ(r.data[i * r.cols + j], T(0));
@@ -55,13 +54,230 @@ void expect_factors(const matrix<T>& a, const char* what)
     }
 }
 
-TYPED_TEST(householder_qr, gives_back_random_matrices_of_every_shape)
+template <class T>
+void expect_factors(const matrix<T>& a, const char* what)
 {
-    for (const std::size_t n : {1u, 2u, 3u, 15u, 16u, 17u, 31u, 32u, 33u, 63u, 64u, 65u, 127u}) {
-        expect_factors(test::random_matrix<TypeParam>(n, n, unsigned(n)), "square");
-        expect_factors(test::random_matrix<TypeParam>(2 * n + 1, n, unsigned(n)), "tall");
-        expect_factors(test::random_matrix<TypeParam>(n, 2 * n + 1, unsigned(n)), "wide");
+    SCOPED_TRACE(testing::Message() << what << ' ' << a.rows << 'x' << a.cols);
+    const auto [q, r] = qr_of(a);
+    if (std::max(a.rows, a.cols) < 64) {
+        EXPECT_LT(test::difference_ratio(a, test::reference_product(q, r)), ratio_limit);
+        EXPECT_LT(test::orthogonality_ratio(q), ratio_limit);
+    } else {
+        EXPECT_LT(test::probed_product_ratio(a, q, r), ratio_limit);
+        EXPECT_LT(test::probed_orthogonality_ratio(q), ratio_limit);
     }
+    expect_upper_with_real_diagonal(r);
+}
+
+template <class T>
+matrix<T> with_zero_columns(matrix<T> a, std::initializer_list<std::size_t> columns)
+{
+    for (const std::size_t column : columns)
+        for (std::size_t i = 0; i < a.rows && column < a.cols; ++i)
+            a.data[i * a.cols + column] = 0;
+    return a;
+}
+
+template <class T>
+void expect_factors_of_hard_matrices(std::size_t rows, std::size_t cols)
+{
+    const auto a = test::random_matrix<T>(rows, cols, unsigned(rows + cols));
+    expect_factors(a, "random");
+    expect_factors(test::graded_matrix<T>(rows, cols, 12, 2), "graded");
+    expect_factors(test::low_rank_matrix<T>(rows, cols, (std::min(rows, cols) + 2) / 3, 3),
+                   "rank-deficient");
+    expect_factors(test::scaled(a, 1e-300), "tiny");
+    expect_factors(test::scaled(a, 1e-310), "subnormal");
+    expect_factors(test::scaled(a, 1e300), "huge");
+    expect_factors(test::scaled(a, greatest / 64), "nearly overflowing");
+    expect_factors(with_zero_columns(a, {0, 3, cols / 2, cols - 1}), "zero columns in");
+}
+
+TYPED_TEST(qr, gives_back_hard_matrices_of_every_shape)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const std::size_t n : {1u, 2u, 3u, 15u, 16u, 17u, 31u, 32u, 33u, 63u, 64u, 65u}) {
+            expect_factors_of_hard_matrices<TypeParam>(n, n);
+            expect_factors_of_hard_matrices<TypeParam>(2 * n + 1, n);
+            expect_factors_of_hard_matrices<TypeParam>(n, 2 * n + 1);
+        }
+        for (const std::size_t n : {127u, 128u, 129u})
+            expect_factors_of_hard_matrices<TypeParam>(n, n);
+    }
+}
+
+TYPED_TEST(qr, gives_back_large_matrices)
+{
+    for (const auto& [rows, cols] : {std::pair{255u, 255u},
+                                     {256u, 256u},
+                                     {257u, 257u},
+                                     {300u, 300u},
+                                     {513u, 513u},
+                                     {1000u, 1000u},
+                                     {1000u, 3u},
+                                     {3000u, 200u},
+                                     {3u, 1000u},
+                                     {200u, 700u}})
+        expect_factors(test::random_matrix<TypeParam>(rows, cols, rows), "random");
+}
+
+TYPED_TEST(qr, has_the_same_bits_on_any_number_of_threads)
+{
+    for (const int path : test::available_paths())
+        for (const auto& [rows, cols] : {std::pair{300u, 300u}, {900u, 70u}, {70u, 900u}}) {
+            const test::path_limit limit(path);
+            const auto a = test::random_matrix<TypeParam>(rows, cols, 1);
+            const auto on = [&](std::size_t threads) {
+                const test::thread_limit some(threads);
+                return qr_of(a);
+            };
+            const auto serial = on(1);
+            for (const std::size_t threads : test::thread_counts) {
+                const auto parallel = on(threads);
+                EXPECT_EQ(parallel.q.data, serial.q.data) << rows << " on " << threads;
+                EXPECT_EQ(parallel.r.data, serial.r.data) << rows << " on " << threads;
+            }
+        }
+}
+
+TYPED_TEST(qr, of_zero_is_the_identity_times_zero)
+{
+    for (const auto& [rows, cols] : {std::pair{1u, 1u}, {5u, 3u}, {3u, 5u}, {70u, 40u}}) {
+        const auto [q, r] =
+            qr_of(matrix<TypeParam>(rows, cols, std::vector<TypeParam>(rows * cols)));
+        for (std::size_t i = 0; i < q.rows; ++i)
+            for (std::size_t j = 0; j < q.cols; ++j)
+                ASSERT_EQ(q.data[i * q.cols + j], TypeParam(i == j ? 1 : 0));
+        EXPECT_EQ(r.data, std::vector<TypeParam>(r.data.size()));
+    }
+}
+
+TYPED_TEST(qr, of_empty_matrices_is_empty)
+{
+    for (const auto& [rows, cols] : {std::pair{0u, 0u}, {4u, 0u}, {0u, 4u}}) {
+        const auto [q, r] = qr_of(matrix<TypeParam>(rows, cols, {}));
+        EXPECT_TRUE(q.data.empty());
+        EXPECT_TRUE(r.data.empty());
+    }
+}
+
+TYPED_TEST(qr, of_one_element_has_its_sign_in_q)
+{
+    const auto negative = qr_of(matrix<TypeParam>(1, 1, {-3.0}));
+    EXPECT_EQ(negative.q.data, std::vector<TypeParam>{-1.0});
+    EXPECT_EQ(negative.r.data, std::vector<TypeParam>{3.0});
+    const auto zero = qr_of(matrix<TypeParam>(1, 1, {0.0}));
+    EXPECT_EQ(zero.q.data, std::vector<TypeParam>{1.0});
+    EXPECT_EQ(zero.r.data, std::vector<TypeParam>{0.0});
+}
+
+TEST(complex_qr, of_one_element_has_its_phase_in_q)
+{
+    const auto [q, r] = qr_of(matrix<complex>(1, 1, {complex(0, -3)}));
+    EXPECT_EQ(q.data[0], complex(0, -1));
+    EXPECT_EQ(r.data[0], complex(3));
+}
+
+TYPED_TEST(qr, of_a_subnormal_column_has_a_unit_vector)
+{
+    const double least = std::numeric_limits<double>::denorm_min();
+    const auto [q, r] = qr_of(matrix<TypeParam>(2, 1, {3 * least, 4 * least}));
+    EXPECT_NEAR(detail::real_part(q.data[0]), 0.6, 4 * test::eps);
+    EXPECT_NEAR(detail::real_part(q.data[1]), 0.8, 4 * test::eps);
+    EXPECT_NEAR(detail::real_part(r.data[0]) / least, 5, 1);
+}
+
+TYPED_TEST(qr, of_entries_near_the_overflow_limit_is_finite_where_r_is)
+{
+    const double x = 0.9 * greatest;
+    const auto single = qr_of(matrix<TypeParam>(1, 1, {x}));
+    EXPECT_EQ(single.q.data[0], TypeParam(1));
+    EXPECT_EQ(single.r.data[0], TypeParam(x));
+
+    const auto swapped = qr_of(matrix<TypeParam>(2, 2, {0.0, x, x, 0.0}));
+    EXPECT_NEAR(std::abs(swapped.r.data[0]) / x, 1, 4 * test::eps);
+    EXPECT_NEAR(std::abs(swapped.r.data[3]) / x, 1, 4 * test::eps);
+
+    // The norm of the column is beyond the range; Q is not.
+    const auto beyond = qr_of(matrix<TypeParam>(4, 1, {x, x, x, x}));
+    for (const TypeParam& element : beyond.q.data)
+        EXPECT_NEAR(detail::real_part(element), 0.5, 4 * test::eps);
+    EXPECT_EQ(beyond.r.data[0], TypeParam(std::numeric_limits<double>::infinity()));
+}
+
+TYPED_TEST(qr, near_the_overflow_limit_is_that_of_the_scaled_matrix_in_every_bit)
+{
+    const auto a = test::random_matrix<TypeParam>(40, 36, 1);
+    const auto plain = qr_of(test::scaled(a, 0x1p900));
+    const auto huge = qr_of(test::scaled(a, 0x1p1020));
+    EXPECT_EQ(huge.q.data, plain.q.data);
+    EXPECT_EQ(huge.r.data, test::scaled(plain.r, 0x1p120).data);
+}
+
+TYPED_TEST(qr, takes_panels_of_32_columns)
+{
+    const auto panels = [](std::size_t rows, std::size_t cols) {
+        const auto a = test::random_vector<TypeParam>(rows * cols, 1);
+        std::vector<std::size_t> counts;
+        for (const auto& block : detail::householder_reflect(a, rows, cols).blocks)
+            counts.push_back(block.count);
+        return counts;
+    };
+    using counts = std::vector<std::size_t>;
+    EXPECT_EQ(panels(40, 31), (counts{31}));
+    EXPECT_EQ(panels(40, 32), (counts{32}));
+    EXPECT_EQ(panels(40, 33), (counts{32, 1}));
+    EXPECT_EQ(panels(33, 80), (counts{32, 1}));
+    EXPECT_EQ(panels(70, 70), (counts{32, 32, 6}));
+}
+
+TYPED_TEST(qr, reflections_turn_the_matrix_into_r)
+{
+    for (const auto& [rows, cols] : {std::pair{90u, 70u}, {70u, 90u}, {33u, 33u}}) {
+        auto a = test::random_matrix<TypeParam>(rows, cols, 1);
+        const auto reflections = detail::householder_reflect(a.data, rows, cols);
+        const std::size_t k = std::min(rows, cols);
+        matrix<TypeParam> r(rows, cols, std::vector<TypeParam>(rows * cols));
+        std::copy_n(reflections.r.begin(), k * cols, r.data.begin());
+        for (const auto& block : reflections.blocks)
+            detail::apply_reflector_block<detail::block_operator::adjoint>(block, a.data, cols, 0,
+                                                                           cols);
+        EXPECT_LT(test::difference_ratio(r, a), ratio_limit);
+    }
+}
+
+TYPED_TEST(qr, panel_touches_its_own_columns_alone)
+{
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+    const std::size_t rows = 20, cols = 12, from = 4, to = 9;
+    const auto inner = test::random_matrix<TypeParam>(rows, cols, 1);
+    auto a = inner;
+    const auto inside = [&](std::size_t i, std::size_t j) {
+        return i >= from && j >= from && j < to;
+    };
+    for (std::size_t i = 0; i < rows; ++i)
+        for (std::size_t j = 0; j < cols; ++j)
+            if (!inside(i, j))
+                a.data[i * cols + j] = nan;
+    std::vector<std::vector<TypeParam>> reflectors(cols);
+    detail::factor_qr_panel(a.data, rows, cols, reflectors, from, to);
+    for (std::size_t i = 0; i < rows; ++i)
+        for (std::size_t j = 0; j < cols; ++j)
+            ASSERT_NE(std::isnan(detail::real_part(a.data[i * cols + j])), inside(i, j));
+    for (std::size_t j = 0; j < cols; ++j)
+        EXPECT_EQ(reflectors[j].size(), j >= from && j < to ? rows - j : 0);
+}
+
+TYPED_TEST(qr, panel_leaves_no_reflector_for_a_zero_column)
+{
+    auto a = with_zero_columns(test::random_matrix<TypeParam>(10, 4, 1), {0});
+    std::vector<std::vector<TypeParam>> reflectors(4);
+    detail::factor_qr_panel(a.data, 10, 4, reflectors, 0, 4);
+    EXPECT_TRUE(reflectors[0].empty());
+    EXPECT_EQ(reflectors[1].size(), 9u);
+    for (std::size_t i = 0; i < 10; ++i)
+        EXPECT_EQ(a.data[i * 4], TypeParam(0));
 }
 
 } // namespace
