@@ -9,7 +9,9 @@
 // poles are d with gap(i, o) = dᵢ - d_o; the arrow matrix of the singular values has the squares of
 // d, with gap(i, o) = (dᵢ - d_o)·(dᵢ + d_o). That formula is the parameter of the solver.
 
+#include "numerical/eigen/secular_kernels.hpp"
 #include "numerical/errors.hpp"
+#include "numerical/gemm/path.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 
 #include <algorithm>
@@ -28,6 +30,11 @@ struct linear_poles
     double weight;
 
     double gap(std::size_t i, std::size_t origin) const { return d[i] - d[origin]; }
+
+    static secular_kernel kernel_on(int path)
+    {
+        return path == portable_path ? add_secular_terms : avx2_add_secular_terms;
+    }
 };
 
 struct squared_poles
@@ -41,6 +48,11 @@ struct squared_poles
     {
         return (d[i] - d[origin]) * (d[i] + d[origin]);
     }
+
+    static secular_kernel kernel_on(int path)
+    {
+        return path == portable_path ? add_squared_secular_terms : avx2_add_squared_secular_terms;
+    }
 };
 
 // The distance of pole i from the root is gap(i, origin) - tau.
@@ -52,59 +64,27 @@ struct secular_root
 
 constexpr int secular_iteration_limit = 100;
 
-namespace secular {
-
-struct bracket
-{
-    std::size_t origin;
-    double low;
-    double high;
-};
-
 // The parts of f and f' left (ψ) and right (φ) of the root: poles up to j and those above.
-struct sums
+struct secular_sums
 {
     double psi = 0;
     double dpsi = 0;
     double phi = 0;
     double dphi = 0;
+
+    double f(double constant) const { return psi + constant + phi; }
+
+    // A bound on the rounding error of f.
+    double rounding(double constant, double tau) const
+    {
+        constexpr double eps = std::numeric_limits<double>::epsilon();
+        return (3 * std::abs(tau) * (dpsi + dphi) + 8 * ((phi - psi) + constant)) * eps;
+    }
 };
 
-template <class Poles>
-sums sums_at(const Poles& poles, std::size_t j, std::size_t origin, double tau)
-{
-    sums at;
-    for (std::size_t i = 0; i < poles.count; ++i) {
-        const double ratio = poles.z[i] / (poles.gap(i, origin) - tau);
-        double& value = i <= j ? at.psi : at.phi;
-        double& slope = i <= j ? at.dpsi : at.dphi;
-        value += poles.z[i] * ratio;
-        slope += ratio * ratio;
-    }
-    return at;
-}
-
-// The sign of f in the middle of the interval says which pole is nearer. The last root lies within
-// weight·‖z‖² of the last pole.
-template <class Poles>
-bracket bracket_root(const Poles& poles, std::size_t j)
-{
-    if (j + 1 == poles.count) {
-        double square = 0;
-        for (std::size_t i = 0; i < poles.count; ++i)
-            square += poles.z[i] * poles.z[i];
-        return {j, 0.0, 2 * poles.weight * square};
-    }
-    const double middle = poles.gap(j + 1, j) / 2;
-    const sums at = sums_at(poles, j, j, middle);
-    if (at.psi + 1 / poles.weight + at.phi < 0)
-        return {j + 1, -middle, 0.0};
-    return {j, 0.0, middle};
-}
-
-// Zero of the rational function that has the two poles next to the root, and ψ and φ's slopes at
+// Zero of the rational function that has the two poles next to the root, and ψ's and φ's slopes at
 // the present point (the Middle Way of Li, LAPACK Working Note 89, 1994).
-inline double middle_way(double f, const sums& at, double left, double right)
+inline double middle_way(double f, const secular_sums& at, double left, double right)
 {
     const double c = f - left * at.dpsi - right * at.dphi;
     const double a = (left + right) * f - left * right * (at.dpsi + at.dphi);
@@ -114,46 +94,171 @@ inline double middle_way(double f, const sums& at, double left, double right)
 }
 
 // The same with one pole, for the last root.
-inline double one_pole_step(double f, const sums& at, double left)
+inline double one_pole_step(double f, const secular_sums& at, double left)
 {
     const double c = f - left * at.dpsi;
     return (left * left * at.dpsi + left * c) / c;
 }
 
-} // namespace secular
-
-// Root j, which lies between poles j and j + 1. A bracket makes it safe, the step fast.
+// Consecutive roots, one in each lane, found side by side: the sums, which take nearly all the
+// time, are vector operations over the lanes. A lane that has converged stands still.
 template <class Poles>
-secular_root solve_secular(const Poles& poles, std::size_t j)
+class secular_batch
 {
-    constexpr double eps = std::numeric_limits<double>::epsilon();
-    const double constant = 1 / poles.weight;
-    auto [origin, low, high] = secular::bracket_root(poles, j);
-    double tau = (low + high) / 2;
+public:
+    // Roots first, first + 1, ...; lanes beyond the last root repeat it.
+    secular_batch(const Poles& problem, std::size_t first);
+
+    void solve();
+
+    std::size_t size() const { return std::min(secular_lane_count, poles.count - from); }
+
+    secular_root root(std::size_t l) const { return {lanes[l].origin, lanes[l].tau}; }
+
+private:
+    // The root lies in (low, high), measured from the origin.
+    struct lane
+    {
+        std::size_t j;
+        std::size_t origin;
+        double low;
+        double high;
+        double tau;
+        bool converged;
+        secular_sums at;
+    };
+
+    const Poles& poles;
+    const secular_kernel add_terms = Poles::kernel_on(gemm_path_current());
+    const double constant;
+    const std::size_t from;
+    lane lanes[secular_lane_count];
+
+    bool is_last(const lane& one) const { return one.j + 1 == poles.count; }
+
+    void bracket_roots();
+    void choose_origin(lane& one) const;
+    void take_step(lane& one) const;
+    void sum_terms();
+};
+
+template <class Poles>
+secular_batch<Poles>::secular_batch(const Poles& problem, std::size_t first)
+    : poles(problem), constant(1 / problem.weight), from(first)
+{
+    for (std::size_t l = 0; l < secular_lane_count; ++l) {
+        const std::size_t j = std::min(first + l, poles.count - 1);
+        lanes[l] = {j, j, 0, 0, 0, false, {}};
+    }
+    bracket_roots();
+}
+
+// The sign of f in the middle of the interval says which pole is nearer. The last root lies within
+// weight·‖z‖² of the last pole.
+template <class Poles>
+void secular_batch<Poles>::bracket_roots()
+{
+    double square = 0;
+    for (std::size_t i = 0; i < poles.count; ++i)
+        square += poles.z[i] * poles.z[i];
+    for (lane& one : lanes) {
+        one.high = is_last(one) ? 2 * poles.weight * square : poles.gap(one.j + 1, one.j) / 2;
+        one.tau = one.high;
+    }
+    sum_terms();
+    for (lane& one : lanes) {
+        choose_origin(one);
+        one.tau = (one.low + one.high) / 2;
+    }
+}
+
+template <class Poles>
+void secular_batch<Poles>::choose_origin(lane& one) const
+{
+    if (is_last(one) || !(one.at.f(constant) < 0))
+        return;
+    one.origin = one.j + 1;
+    one.low = -one.high;
+    one.high = 0;
+}
+
+template <class Poles>
+void secular_batch<Poles>::solve()
+{
     for (int pass = 0; pass < secular_iteration_limit; ++pass) {
-        const secular::sums at = secular::sums_at(poles, j, origin, tau);
-        const double f = at.psi + constant + at.phi;
-        const double rounding =
-            (3 * std::abs(tau) * (at.dpsi + at.dphi) + 8 * ((at.phi - at.psi) + constant)) * eps;
-        if (rounding >= std::abs(f))
-            return {origin, tau};
-        (f < 0 ? low : high) = tau;
-        const double left = poles.gap(j, origin) - tau;
-        tau += j + 1 < poles.count
-                   ? secular::middle_way(f, at, left, poles.gap(j + 1, origin) - tau)
-                   : secular::one_pole_step(f, at, left);
-        if (!(low < tau && tau < high))
-            tau = (low + high) / 2;
+        sum_terms();
+        bool all_converged = true;
+        for (lane& one : lanes) {
+            one.converged =
+                one.converged || one.at.rounding(constant, one.tau) >= std::abs(one.at.f(constant));
+            if (!one.converged)
+                take_step(one);
+            all_converged = all_converged && one.converged;
+        }
+        if (all_converged)
+            return;
     }
     throw convergence_error("the secular equation did not converge");
 }
 
-// All roots, in parallel: roots[j] for j < poles.count.
+// The bracket makes the step safe.
+template <class Poles>
+void secular_batch<Poles>::take_step(lane& one) const
+{
+    const double f = one.at.f(constant);
+    (f < 0 ? one.low : one.high) = one.tau;
+    const double left = poles.gap(one.j, one.origin) - one.tau;
+    one.tau += is_last(one)
+                   ? one_pole_step(f, one.at, left)
+                   : middle_way(f, one.at, left, poles.gap(one.j + 1, one.origin) - one.tau);
+    if (!(one.low < one.tau && one.tau < one.high))
+        one.tau = (one.low + one.high) / 2;
+}
+
+// ψ and φ of all lanes, each in ascending order. The poles up to the first root are left of all
+// lanes and those beyond the last right of all; the few between are taken lane by lane.
+template <class Poles>
+void secular_batch<Poles>::sum_terms()
+{
+    const std::size_t left = lanes[0].j + 1;
+    const std::size_t right = lanes[secular_lane_count - 1].j + 1;
+    secular_lanes terms{};
+    for (std::size_t l = 0; l < secular_lane_count; ++l) {
+        terms.origin[l] = poles.d[lanes[l].origin];
+        terms.tau[l] = lanes[l].tau;
+    }
+    add_terms(poles.d, poles.z, 0, left, terms);
+    for (std::size_t l = 0; l < secular_lane_count; ++l) {
+        lane& one = lanes[l];
+        one.at = {terms.value[l], terms.slope[l], 0, 0};
+        for (std::size_t i = left; i < right; ++i) {
+            const double ratio = poles.z[i] / (poles.gap(i, one.origin) - one.tau);
+            (i <= one.j ? one.at.psi : one.at.phi) += poles.z[i] * ratio;
+            (i <= one.j ? one.at.dpsi : one.at.dphi) += ratio * ratio;
+        }
+        terms.value[l] = one.at.phi;
+        terms.slope[l] = one.at.dphi;
+    }
+    add_terms(poles.d, poles.z, right, poles.count, terms);
+    for (std::size_t l = 0; l < secular_lane_count; ++l) {
+        lanes[l].at.phi = terms.value[l];
+        lanes[l].at.dphi = terms.slope[l];
+    }
+}
+
+// All roots, in parallel: roots[j], for j < poles.count, lies between poles j and j + 1.
 template <class Poles>
 void solve_secular_equation(const Poles& poles, secular_root* roots)
 {
-    const auto solve_one = [&](std::size_t j) { roots[j] = solve_secular(poles, j); };
-    parallel_for(poles.count, poles.count * 8, solve_one);
+    const auto solve_batch = [&](std::size_t b) {
+        const std::size_t first = b * secular_lane_count;
+        secular_batch<Poles> batch(poles, first);
+        batch.solve();
+        for (std::size_t l = 0; l < batch.size(); ++l)
+            roots[first + l] = batch.root(l);
+    };
+    parallel_for((poles.count + secular_lane_count - 1) / secular_lane_count,
+                 poles.count * 8 * secular_lane_count, solve_batch);
 }
 
 } // namespace numerical::detail

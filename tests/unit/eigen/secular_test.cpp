@@ -24,6 +24,14 @@ Poles poles_of(const problem& p)
     return {p.d.data(), p.z.data(), p.d.size(), p.weight};
 }
 
+template <class Poles>
+std::vector<secular_root> roots_of(const Poles& poles)
+{
+    std::vector<secular_root> roots(poles.count);
+    solve_secular_equation(poles, roots.data());
+    return roots;
+}
+
 // Ascending poles, the first 0, and a unit vector z, as the merges pose them.
 problem random_problem(std::size_t count, double spread, unsigned seed)
 {
@@ -91,8 +99,7 @@ TYPED_TEST(secular_equation, roots_agree_with_bisection_in_wider_precision)
         for (const double spread : {1.0, 6.0, 12.0}) {
             const problem p = random_problem(count, spread, static_cast<unsigned>(count));
             const auto poles = poles_of<TypeParam>(p);
-            std::vector<secular_root> roots(count);
-            solve_secular_equation(poles, roots.data());
+            const auto roots = roots_of(poles);
             for (std::size_t j = 0; j < count; ++j) {
                 ASSERT_TRUE(roots[j].origin == j || roots[j].origin == j + 1);
                 const long double exact = bisected_root(poles, j, roots[j].origin);
@@ -116,10 +123,29 @@ TYPED_TEST(secular_equation, roots_agree_with_bisection_in_wider_precision)
     EXPECT_LT(largest, 30);
 }
 
+TYPED_TEST(secular_equation, roots_have_the_same_bits_on_every_path_and_at_every_thread_count)
+{
+    const problem p = random_problem(203, 3.0, 5);
+    const auto poles = poles_of<TypeParam>(p);
+    std::vector<secular_root> expected;
+    for (const int path : test::available_paths())
+        for (const std::size_t threads : test::thread_counts) {
+            const test::path_limit on(path);
+            const test::thread_limit with(threads);
+            const auto roots = roots_of(poles);
+            if (expected.empty())
+                expected = roots;
+            for (std::size_t j = 0; j < roots.size(); ++j) {
+                EXPECT_EQ(roots[j].origin, expected[j].origin) << "path " << path;
+                EXPECT_EQ(roots[j].tau, expected[j].tau) << "path " << path;
+            }
+        }
+}
+
 TYPED_TEST(secular_equation, a_single_root_is_the_pole_plus_the_weighted_square)
 {
     const problem p{{0.0}, {1.0}, 0.75};
-    const secular_root root = solve_secular(poles_of<linear_poles>(p), 0);
+    const secular_root root = roots_of(poles_of<linear_poles>(p))[0];
     EXPECT_EQ(root.origin, 0U);
     EXPECT_DOUBLE_EQ(root.tau, 0.75);
 }
@@ -128,7 +154,7 @@ TYPED_TEST(secular_equation, a_root_near_the_right_pole_is_measured_from_there)
 {
     // The left pole's weight pushes its root close under the second pole.
     const problem p{{0.0, 1.0}, {1.0, 1e-7}, 1e3};
-    const secular_root root = solve_secular(poles_of<linear_poles>(p), 0);
+    const secular_root root = roots_of(poles_of<linear_poles>(p))[0];
     EXPECT_EQ(root.origin, 1U);
     EXPECT_LT(root.tau, 0.0);
     EXPECT_GT(root.tau, -1e-10);
@@ -138,7 +164,7 @@ TYPED_TEST(secular_equation, without_a_root_the_iteration_limit_is_reported)
 {
     const problem p{{0.0, 1.0}, {std::nan(""), 1.0}, 1.0};
     try {
-        solve_secular(poles_of<TypeParam>(p), 0);
+        roots_of(poles_of<TypeParam>(p));
         FAIL() << "nothing was thrown";
     } catch (const numerical::convergence_error& error) {
         EXPECT_STREQ(error.what(), "the secular equation did not converge");
