@@ -1,51 +1,44 @@
-"""Dense arrays and linear algebra in double precision, computed by the native module _numerical.
+"""numerical: dense linear algebra with kernels chosen by processor at run time.
 
-The module's own Tensor gets its operators and its indexing here, at import.
+    import numerical as nm
+
+    a = nm.array([[4.0, 1.0], [1.0, 3.0]])
+    x = nm.linalg.solve(a, [1.0, 2.0])
+
+Tensors are dense, immutable, float64 or complex128. Names follow NumPy; numerical.linalg holds the
+decompositions. The functions of the compiled module are here as well, under their own names.
 """
 
-from . import _numerical as _numerical
-from . import _indexing, _operators
-from ._numerical import (
-    Tensor,
-    asarray,
-    cholesky,
-    determinant,
-    eigh,
-    einsum,
-    error,
-    get_num_threads,
-    inverse,
-    lstsq,
-    matrix_rank,
-    pinv,
-    qr,
-    slogdet,
-    solve,
-    svd,
-)
-from ._settings import limit_gemm_path, set_num_threads
+from . import _indexing, _methods, _numerical, _operators, linalg
+from ._config import cpu_quota, show_config
+from ._creation import (
+    arange, array, asarray, complex128, diag, diagonal, empty, empty_like, eye, float64,
+    from_dlpack, full, full_like, identity, linspace, ones, ones_like, tri, tril, triu, zeros,
+    zeros_like,
+)  # fmt: skip
+from ._einsum import einsum
+from ._functions import (
+    abs, add, allclose, array_equal, conj, cos, divide, exp, imag, log, max, mean, min, multiply,
+    negative, power, real, sin, sqrt, square, std, subtract, sum, tan, tanh, var,
+)  # fmt: skip
+from ._numerical import Tensor, error
+from ._products import (
+    dot, inner, kron, matmul, matrix_power, multi_dot, outer, tensordot, trace, vdot,
+)  # fmt: skip
+from ._settings import get_num_threads, limit_gemm_path, num_threads, set_num_threads
+from ._shaping import (
+    broadcast_to, concatenate, expand_dims, flip, moveaxis, permute_dims, ravel, repeat, reshape,
+    squeeze, stack, swapaxes, tile, transpose,
+)  # fmt: skip
+from .linalg import cholesky, lstsq, matrix_rank, norm, pinv, qr, slogdet, solve, svd
 
-__all__ = [
-    "Tensor",
-    "asarray",
-    "cholesky",
-    "determinant",
-    "eigh",
-    "einsum",
-    "error",
-    "get_num_threads",
-    "inverse",
-    "limit_gemm_path",
-    "lstsq",
-    "matrix_rank",
-    "pinv",
-    "qr",
-    "set_num_threads",
-    "slogdet",
-    "solve",
-    "svd",
-]
+__version__ = "0.1.0"
 
-for _methods in (_operators.METHODS, _indexing.METHODS):
-    for _name, _function in _methods.items():
+# The module's own names, for what the package wraps under another one.
+determinant = _numerical.determinant
+eigh = linalg.eigh
+inverse = _numerical.inverse
+
+for _methods_of in (_operators, _indexing, _methods):
+    for _name, _function in _methods_of.METHODS.items():
         setattr(Tensor, _name, _function)

@@ -1,12 +1,11 @@
-"""Indexing of Tensor, and what Python shows of one: its length, its truth, its text.
+"""Basic indexing of Tensor, and lists of ints by gathering.
 
-Integers, slices, Ellipsis and None are turned into a start, a step and a count for each axis, the
-ranges of the module's `_take`, which copies what they select.
+Ints, slices, Ellipsis and None are turned into a start, a step and a count for each axis, the ranges
+of the module's `_take`, which copies what they select.
 """
 
-from operator import index
-
 from ._numerical import Tensor, _reshape, _take
+from ._shaping import concatenate
 
 
 def _out_of_bounds(position, axis, extent):
@@ -14,8 +13,13 @@ def _out_of_bounds(position, axis, extent):
 
 
 def _position(key, axis, extent):
-    """An integer index as the offset on its axis."""
-    position = index(key)
+    """An int as the offset on its axis."""
+    if not hasattr(key, "__index__") or isinstance(key, bool):
+        raise IndexError(
+            "a tensor is indexed by ints, slices, Ellipsis, None and lists of ints, "
+            f"not {type(key).__name__}"
+        )
+    position = key.__index__()
     if not -extent <= position < extent:
         raise _out_of_bounds(position, axis, extent)
     return position + extent if position < 0 else position
@@ -37,31 +41,63 @@ def _expanded(keys, rank):
 
 def _by_ranges(self, keys):
     """The elements that a tuple of keys selects."""
-    starts, steps, counts, keep, shape = [], [], [], [], []
+    starts, steps, counts, keep = [], [], [], []
+    new_axes, gathers = [], []
     extents = self.shape
     for key in _expanded(keys, len(extents)):
         if key is None:
-            shape.append(1)
+            new_axes.append(sum(keep) + len(new_axes))
             continue
         axis = len(starts)
+        kept = True
         if isinstance(key, slice):
             selected = range(*key.indices(extents[axis]))
             start, step, count = selected.start, selected.step, len(selected)
-            shape.append(count)
-        elif hasattr(key, "__index__") and not isinstance(key, bool):
-            start, step, count = _position(key, axis, extents[axis]), 1, 1
+        elif isinstance(key, (list, tuple)):
+            places = [_position(item, axis, extents[axis]) for item in key]
+            gathers.append((sum(keep), places))
+            start, step, count = 0, 1, extents[axis]
         else:
-            raise TypeError(
-                "a tensor is indexed by integers, slices, Ellipsis and None, "
-                f"not {type(key).__name__}"
-            )
+            start, step, count = _position(key, axis, extents[axis]), 1, 1
+            kept = False
         starts.append(start)
         steps.append(step)
         counts.append(count)
-        keep.append(isinstance(key, slice))
-    if None not in keys:
-        return _take(self, starts, steps, counts, keep)
-    return _reshape(_take(self, starts, steps, counts, [1] * len(keep)), shape)
+        keep.append(kept)
+    return _reshaped(_gathered(_take(self, starts, steps, counts, keep), gathers), new_axes)
+
+
+def _gathered(selected, gathers):
+    """The named places of one axis, in their order."""
+    if not gathers:
+        return selected
+    if len(gathers) > 1:
+        raise IndexError("an index can have one list only; index twice for two axes")
+    ((axis, places),) = gathers
+    ones = [1] * selected.ndim
+    pieces = []
+    for place in places:
+        starts, counts = [0] * selected.ndim, list(selected.shape)
+        starts[axis], counts[axis] = place, 1
+        pieces.append(_take(selected, starts, ones, counts, ones))
+    if pieces:
+        return concatenate(pieces, axis)
+    shape = list(selected.shape)
+    shape[axis] = 0
+    return Tensor([], shape, selected.dtype)
+
+
+def _reshaped(selected, new_axes):
+    """With axes of extent 1 at the places of None; a bare number becomes a tensor by it."""
+    if not new_axes:
+        return selected
+    if not isinstance(selected, Tensor):
+        dtype = "complex128" if isinstance(selected, complex) else "float64"
+        return Tensor([selected], (1,) * len(new_axes), dtype)
+    shape = list(selected.shape)
+    for place in new_axes:
+        shape.insert(place, 1)
+    return _reshape(selected, shape)
 
 
 def _getitem(self, key):
@@ -74,52 +110,4 @@ def _getitem(self, key):
     return _by_ranges(self, key if type(key) is tuple else (key,))
 
 
-def _len(self):
-    shape = self.shape
-    if not shape:
-        raise TypeError("a tensor of rank 0 has no length")
-    return shape[0]
-
-
-def _bool(self):
-    if self.size != 1:
-        raise ValueError("a tensor is true or false only if it has one element")
-    return _reshape(self, ()).tolist() != 0
-
-
-# Of an axis too long to be shown whole, so many elements at each end.
-_EDGE = 3
-_SHOWN_WHOLE = 1000
-
-
-def _rows(self, index_so_far, margin):
-    """The text of the part under an index: a number, or the lines of a nested list."""
-    axis = len(index_so_far)
-    if axis == self.ndim:
-        return str(self[index_so_far])
-    extent = self.shape[axis]
-    cut = self.size > _SHOWN_WHOLE and extent > 2 * _EDGE
-    shown = [*range(_EDGE), *range(extent - _EDGE, extent)] if cut else range(extent)
-    parts = [_rows(self, (*index_so_far, i), margin + 1) for i in shown]
-    if cut:
-        parts.insert(_EDGE, "...")
-    lines_between = self.ndim - axis - 1
-    separator = ",\n" * min(lines_between, 1) + "\n" * (lines_between - 1) + " " * margin
-    return "[" + (separator if lines_between else ", ").join(parts) + "]"
-
-
-def _repr(self):
-    text = "Tensor(" + _rows(self, (), len("Tensor("))
-    if self.size == 0 and self.shape != (0,):
-        text += f", shape={self.shape}"
-    if self.dtype != "float64":
-        text += f", dtype='{self.dtype}'"
-    return text + ")"
-
-
-METHODS = {
-    "__getitem__": _getitem,
-    "__len__": _len,
-    "__bool__": _bool,
-    "__repr__": _repr,
-}
+METHODS = {"__getitem__": _getitem}

@@ -5,16 +5,17 @@ costs less than looking its operands over would. What is not the common case is 
 fact, in `_mixed`.
 """
 
-from ._numerical import Tensor, _binary, _full, _negate, _unary, asarray, error
+from ._numerical import Tensor, _binary, _full, _negate, _unary, asarray, einsum, error
+from ._products import matmul
 
 
 def _operand(like, value):
-    """A number as a rank-0 tensor of the other operand's dtype, complex where it has to be."""
+    """A number or a foreign array as a tensor, a number of the other operand's dtype if it can be."""
     if isinstance(value, (float, int)):
-        return _full((), value, like.dtype == "complex128")
+        return _full((), value, getattr(like, "dtype", None) == "complex128")
     if isinstance(value, complex):
         return _full((), value, True)
-    return None
+    return asarray(value) if hasattr(value, "__array_interface__") else None
 
 
 def _mixed(operator, left, right):
@@ -35,12 +36,14 @@ def _forms(operator, name):
     """The function behind `a operator b` and the reflected one."""
 
     def forward(self, other):
-        if type(other) is Tensor:
-            try:
+        try:
+            if type(other) is Tensor:
                 return _binary(operator, self, other)
-            except error:
-                if self.dtype == other.dtype:
-                    raise
+            if type(other) is float:
+                return _binary(operator, self, _full((), other, False))
+        except error:
+            if type(other) is Tensor and self.dtype == other.dtype:
+                raise
         return _mixed(operator, self, other)
 
     def reflected(self, other):
@@ -48,6 +51,23 @@ def _forms(operator, name):
 
     forward.__name__, reflected.__name__ = f"__{name}__", f"__r{name}__"
     return {forward.__name__: forward, reflected.__name__: reflected}
+
+
+def _matmul(self, other):
+    if type(other) is Tensor:
+        try:
+            return einsum("ij,jk->ik", self, other)
+        except error:
+            pass  # other ranks, dtypes that differ, or extents that don't match: matmul tells
+    elif not hasattr(other, "__array_interface__"):
+        return NotImplemented
+    return matmul(self, other)
+
+
+def _reflected_matmul(self, other):
+    if not hasattr(other, "__array_interface__"):
+        return NotImplemented
+    return matmul(other, self)
 
 
 def _negative(self):
@@ -68,6 +88,8 @@ METHODS = {
     **_forms("*", "mul"),
     **_forms("/", "truediv"),
     **_forms("^", "pow"),
+    "__matmul__": _matmul,
+    "__rmatmul__": _reflected_matmul,
     "__neg__": _negative,
     "__pos__": _positive,
     "__abs__": _absolute,

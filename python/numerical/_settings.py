@@ -1,21 +1,49 @@
-"""The two settings of the process: how many threads a kernel may use, and which kernels run."""
+"""Limits on threads and kernels, for the process or for a block."""
 
-from ._numerical import _limit_gemm_path, _set_num_threads
+import contextlib
 
-PATHS = {"portable": 0, "avx2": 1, "avx512": 2}
+from . import _numerical
+
+get_num_threads = _numerical.get_num_threads
+
+_PATH_CODES = {"portable": 0, "avx2": 1, "avx512": 2}
 
 
-def set_num_threads(n: int) -> None:
-    """Let a kernel use n threads at most; 0 takes the limit away.
+def set_num_threads(n):
+    """Caps the threads that a kernel uses, for the whole process; 0 removes the cap."""
+    _numerical._set_num_threads(n)
 
-    Results have the same bits for every number of threads.
+
+@contextlib.contextmanager
+def num_threads(n):
+    """Caps the threads that a kernel uses inside a with block (of all threads of the process)."""
+    former = _numerical.get_num_threads()
+    _numerical._set_num_threads(n)
+    try:
+        yield
+    finally:
+        _numerical._set_num_threads(former)
+
+
+class limit_gemm_path:
+    """Limits kernels to a path: "portable", "avx2", "avx512" or its code 0, 1, 2 (3: no limit).
+
+    As a call the limit stays; in a with block the former path comes back at its end. `path` is the
+    code of the path now in use, the best one that limit and processor allow.
     """
-    _set_num_threads(n)
 
+    def __init__(self, path):
+        code = _PATH_CODES.get(path) if isinstance(path, str) else path
+        if code is None:
+            raise ValueError(f"a path is 'portable', 'avx2', 'avx512' or a code, not {path!r}")
+        self._former = _numerical._gemm_path()
+        self.path = _numerical._limit_gemm_path(code)
 
-def limit_gemm_path(path: int | str) -> int:
-    """Use no instruction set beyond "portable", "avx2" or "avx512", or a path code from 0 to 3.
+    def __enter__(self):
+        return self
 
-    The code now in use is returned, which is lower than the limit where the processor has no more.
-    """
-    return _limit_gemm_path(PATHS.get(path, path) if isinstance(path, str) else path)
+    def __exit__(self, *failure):
+        _numerical._limit_gemm_path(self._former)
+
+    def __repr__(self):
+        return f"<kernels of path {self.path}>"

@@ -1,0 +1,14 @@
+"""python -m numerical: what this process runs on. --json for programs."""
+
+import json
+import sys
+
+from ._config import show_config
+
+if __name__ == "__main__":
+    config = show_config()
+    if "--json" in sys.argv[1:]:
+        print(json.dumps(config, indent=1))
+    else:
+        for key, value in config.items():
+            print(f"{key:<12} {'-' if value is None else value}")

@@ -1,0 +1,93 @@
+"""einsum as people write it: implicit output, ellipsis, mixed dtypes, a choice of index lists."""
+
+from . import _numerical
+from ._promotion import same_dtype
+
+_ALL_LABELS = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
+
+
+def einsum(spec, *operands):
+    """Einstein summation: einsum("ij,jk->ik", a, b).
+
+    Without "->" the output holds the labels that stand once, in alphabetical order. "..." stands
+    for the leading axes that broadcast. float64 operands meeting complex128 ones are widened. A
+    result without axes is a number.
+
+    A sum over three or more operands is split into pairs in the cheapest order.
+    """
+    if not isinstance(spec, str):
+        raise TypeError("einsum takes the subscripts as text first: einsum('ij,jk->ik', a, b)")
+    tensors = same_dtype(*operands)
+    if "." in spec:
+        spec, tensors = _without_ellipsis(spec, tensors)
+    elif "->" not in spec:
+        spec = f"{spec}->{_implicit_output(spec)}"
+    result = _numerical.einsum(spec, *tensors)
+    return result if result.ndim else result.tolist()
+
+
+def _implicit_output(inputs):
+    labels = "".join(inputs.split()).replace(",", "")
+    return "".join(sorted(label for label in set(labels) if labels.count(label) == 1))
+
+
+def _without_ellipsis(spec, tensors):
+    """The ellipses spelt out in unused labels; axes of extent 1 that would broadcast are dropped."""
+    inputs, arrow, output = "".join(spec.split()).partition("->")
+    parts = inputs.split(",")
+    if len(parts) != len(tensors):
+        raise _numerical.error("einsum: number of operands does not match the spec")
+    for part in [*parts, output]:
+        if part.replace("...", "", 1).count("."):
+            raise ValueError(f"einsum: '...' may stand once in each operand, not as in '{part}'")
+    free = [label for label in _ALL_LABELS if label not in inputs + output]
+    counts = [t.ndim - len(p.replace("...", "")) if "..." in p else 0 for p, t in zip(parts, tensors)]
+    if min(counts) < 0:
+        raise _numerical.error("einsum: operand rank does not match its subscripts")
+    depth = max(counts)
+    if depth > len(free):
+        raise ValueError(f"einsum: no labels are left for the {depth} axes of '...'")
+    hidden = "".join(free[:depth])
+    extents = _hidden_extents(parts, tensors, counts, depth)
+    spelt, squeezed = [], []
+    for part, tensor, count in zip(parts, tensors, counts):
+        labels, tensor = _spell(part, tensor, hidden[depth - count :], extents[depth - count :])
+        spelt.append(labels)
+        squeezed.append(tensor)
+    if arrow:
+        target = output.replace("...", hidden)
+    else:
+        target = hidden + _implicit_output(inputs.replace("...", ""))
+    return f"{','.join(spelt)}->{target}", squeezed
+
+
+def _hidden_extents(parts, tensors, counts, depth):
+    extents = [1] * depth
+    for part, tensor, count in zip(parts, tensors, counts):
+        first = part.find("...")
+        for i in range(count):
+            place = depth - count + i
+            extent = tensor.shape[first + i]
+            if extents[place] != 1 and extent not in (1, extents[place]):
+                raise _numerical.error("einsum: inconsistent extent for a repeated label")
+            extents[place] = extents[place] if extent == 1 else extent
+    return extents
+
+
+def _spell(part, tensor, hidden, extents):
+    """The operand's labels, without the hidden axes along which it would have to be repeated."""
+    first = part.find("...")
+    if first < 0:
+        return part, tensor
+    kept = [
+        label
+        for i, (label, extent) in enumerate(zip(hidden, extents))
+        if tensor.shape[first + i] == extent
+    ]
+    dropped = {
+        first + i for i, extent in enumerate(extents) if tensor.shape[first + i] != extent
+    }
+    if dropped:
+        shape = [extent for axis, extent in enumerate(tensor.shape) if axis not in dropped]
+        tensor = _numerical._reshape(tensor, shape)
+    return part.replace("...", "".join(kept)), tensor

@@ -1,0 +1,101 @@
+"""Elements moved without arithmetic: buffers lent to the module, and tensors made from bytes.
+
+The module copies whatever exposes the array interface. So a strided, reinterpreted or joined copy
+is a description of memory handed to its asarray; nothing here touches an element.
+"""
+
+from ._numerical import Tensor
+from ._numerical import asarray as _import
+
+ITEM_BYTES = {"float64": 8, "complex128": 16}
+TYPESTR = {"float64": "<f8", "complex128": "<c16"}
+
+
+class Lent:
+    """Memory described by the array interface, kept alive by `owner`. Strides are in bytes."""
+
+    __slots__ = ("__array_interface__", "owner")
+
+    def __init__(self, address, shape, typestr, strides=None, owner=None):
+        self.owner = owner
+        self.__array_interface__ = {
+            "version": 3,
+            "data": (address, True),
+            "shape": shape,
+            "typestr": typestr,
+            "strides": strides,
+        }
+
+
+def address_of(tensor):
+    """Where the tensor's elements lie."""
+    return tensor.__array_interface__["data"][0]
+
+
+def row_major_strides(shape, item):
+    """Strides in bytes of a contiguous array."""
+    strides = []
+    for extent in reversed(shape):
+        strides.append(item)
+        item *= extent
+    return tuple(reversed(strides))
+
+
+def parts(tensor):
+    """A complex128 tensor of some shape as a float64 tensor of shape + (2,)."""
+    return _import(Lent(address_of(tensor), (*tensor.shape, 2), "<f8", owner=tensor))
+
+
+def from_parts(pairs):
+    """The inverse of parts: a float64 tensor whose last axis holds real and imaginary part."""
+    return _import(Lent(address_of(pairs), pairs.shape[:-1], "<c16", owner=pairs))
+
+
+def component(tensor, which):
+    """The real (0) or the imaginary (1) parts of a complex128 tensor."""
+    shape = tensor.shape
+    return _import(
+        Lent(address_of(tensor) + 8 * which, shape, "<f8", row_major_strides(shape, 16), tensor)
+    )
+
+
+def with_strides(tensor, shape, strides, first=0):
+    """A copy read from element `first` on through other strides, all in elements.
+
+    The caller keeps them inside the buffer.
+    """
+    item = ITEM_BYTES[tensor.dtype]
+    return _import(
+        Lent(
+            address_of(tensor) + first * item, tuple(shape), TYPESTR[tensor.dtype],
+            tuple(stride * item for stride in strides), tensor,
+        )  # fmt: skip
+    )
+
+
+def from_bytes(raw, shape, typestr):
+    """A tensor from contiguous bytes, converted as asarray converts."""
+    import ctypes
+
+    address = ctypes.cast(ctypes.c_char_p(raw), ctypes.c_void_p).value
+    return _import(Lent(address, tuple(shape), typestr, owner=raw))
+
+
+def to_bytes(tensor):
+    """The elements in row-major order."""
+    import ctypes
+
+    return ctypes.string_at(address_of(tensor), tensor.size * ITEM_BYTES[tensor.dtype])
+
+
+def joined(tensors, shape):
+    """The elements of tensors of one dtype, one after the other, under a shape."""
+    dtype = tensors[0].dtype
+    return from_bytes(b"".join(map(to_bytes, tensors)), shape, TYPESTR[dtype])
+
+
+def rebuilt(raw, shape, dtype):
+    """What a pickle calls: the tensor that to_bytes described."""
+    if not raw:
+        return Tensor([], shape, dtype)
+    return from_bytes(raw, shape, TYPESTR[dtype])

@@ -1,0 +1,187 @@
+"""What a Tensor can do beside arithmetic and indexing, put on the module's own type.
+
+The type is the module's; nothing is subclassed or wrapped, so that a result of any function has
+all of this.
+"""
+
+from . import _numerical
+from ._creation import asarray
+from ._format import tensor_html, tensor_repr, tensor_text
+from ._functions import conj, imag, real
+from ._functions import max as _max
+from ._functions import mean as _mean
+from ._functions import min as _min
+from ._functions import sum as _sum
+from ._memory import rebuilt, to_bytes
+from ._numerical import Tensor
+from ._shaping import permute_dims, ravel, reshape, swapaxes
+
+
+def _matrix_axes(t):
+    if t.ndim < 2:
+        raise ValueError(f"mT and mH are for matrices, not for a tensor of rank {t.ndim}; T is for all")
+    return swapaxes(t, -2, -1)
+
+
+def _item(t, *index):
+    """The one element, or that at an index, as a Python number."""
+    if index:
+        place = index[0] if len(index) == 1 and isinstance(index[0], tuple) else index
+        if len(place) == 1 and t.ndim != 1:
+            return ravel(t)[place[0]]
+        return t[place]
+    if t.size != 1:
+        raise ValueError(f"only a tensor of one element is a number; this one has {t.size}")
+    return _numerical._reshape(t, ()).tolist()
+
+
+def _bool(t):
+    if t.size != 1:
+        raise ValueError(
+            f"the truth of a tensor of {t.size} elements is ambiguous: compare with allclose or"
+            " array_equal, or ask for .size"
+        )
+    return _item(t) != 0
+
+
+def _real_item(t, kind):
+    value = _item(t)
+    if isinstance(value, complex):
+        raise TypeError(f"a complex128 tensor is no {kind}: take .real or abs() first")
+    return value
+
+
+def _refuse_comparison(symbol):
+    def compare(self, other):
+        raise TypeError(
+            f"tensors have no element-wise '{symbol}', as there is no bool dtype: use"
+            " numerical.allclose or numerical.array_equal, or compare np.asarray(t)"
+        )
+
+    return compare
+
+
+def _refuse_assignment(self, index, value):
+    raise TypeError(
+        "tensors are immutable, so that their buffers can be shared: join the parts by concatenate"
+        " or mix two tensors by a mask, a * (1 - mask) + b * mask; or work in np.array(t) and come"
+        " back by asarray"
+    )
+
+
+def _refuse_deletion(self, index):
+    raise TypeError("tensors are immutable: take the elements to keep by indexing or concatenate")
+
+
+_module_dlpack = Tensor.__dlpack__
+
+
+def _dlpack(self, *args, dl_device=None, copy=None, **options):
+    """A DLPack capsule of the buffer, or of a copy of it if copy is true."""
+    if dl_device is not None and tuple(dl_device) != (1, 0):
+        raise BufferError(f"a Tensor lies on the CPU, device (1, 0), not on {tuple(dl_device)}")
+    source = reshape(self, self.shape) if copy else self
+    return _module_dlpack(source, *args)
+
+
+def _iterate(t):
+    if t.ndim == 0:
+        raise TypeError("a tensor of rank 0 has no axis to iterate over; use item()")
+    return (t[i] for i in range(t.shape[0]))
+
+
+def _format_spec(t, spec):
+    if not spec:
+        return tensor_text(t)
+    if t.size == 1:
+        return format(_item(t), spec)
+    raise TypeError(f"the format '{spec}' is for numbers: apply it to elements or to t.item(i)")
+
+
+def _reduce_for_pickle(t):
+    return rebuilt, (to_bytes(t), t.shape, t.dtype)
+
+
+def _length(t):
+    if t.ndim == 0:
+        raise TypeError("a tensor of rank 0 has no length")
+    return t.shape[0]
+
+
+def _hermitian_transpose(t):
+    return _matrix_axes(conj(t))
+
+
+def _reshape(t, *shape):
+    """The elements under another shape, given as one sequence or as extents; one may be -1."""
+    return reshape(t, shape[0] if len(shape) == 1 else shape)
+
+
+def _transpose(t, *axes):
+    """The axes in another order, reversed by default."""
+    return permute_dims(t, axes or None)
+
+
+def _copy(t):
+    return reshape(t, t.shape)
+
+
+def _to_float(t):
+    return float(_real_item(t, "float"))
+
+
+def _to_int(t):
+    return int(_real_item(t, "int"))
+
+
+def _to_complex(t):
+    return complex(_item(t))
+
+
+def _itself(t, memo=None):
+    return t
+
+
+METHODS = {
+    "T": property(permute_dims, doc="The axes in reverse order."),
+    "mT": property(_matrix_axes, doc="The last two axes exchanged."),
+    "mH": property(_hermitian_transpose, doc="The conjugate of mT."),
+    "real": property(real, doc="The real parts, as float64."),
+    "imag": property(imag, doc="The imaginary parts, as float64."),
+    "conj": conj,
+    "conjugate": conj,
+    "item": _item,
+    "reshape": _reshape,
+    "ravel": ravel,
+    "flatten": ravel,
+    "transpose": _transpose,
+    "sum": _sum,
+    "mean": _mean,
+    "max": _max,
+    "min": _min,
+    "astype": asarray,
+    "copy": _copy,
+    "__len__": _length,
+    "__iter__": _iterate,
+    "__bool__": _bool,
+    "__float__": _to_float,
+    "__int__": _to_int,
+    "__complex__": _to_complex,
+    "__repr__": tensor_repr,
+    "__str__": tensor_text,
+    "__format__": _format_spec,
+    "_repr_html_": tensor_html,
+    "__copy__": _itself,
+    "__deepcopy__": _itself,
+    "__reduce__": _reduce_for_pickle,
+    "__eq__": _refuse_comparison("=="),
+    "__ne__": _refuse_comparison("!="),
+    "__lt__": _refuse_comparison("<"),
+    "__le__": _refuse_comparison("<="),
+    "__gt__": _refuse_comparison(">"),
+    "__ge__": _refuse_comparison(">="),
+    "__setitem__": _refuse_assignment,
+    "__delitem__": _refuse_deletion,
+    "__dlpack__": _dlpack,
+    "__array_priority__": 1000,
+}

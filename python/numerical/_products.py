@@ -1,0 +1,221 @@
+"""Products of tensors. All of them are sums of products, and so one call of the module's einsum."""
+
+import math
+
+from . import _numerical
+from ._creation import asarray, eye
+from ._functions import conj
+from ._memory import row_major_strides, with_strides
+from ._promotion import same_dtype
+from ._shaping import _LETTERS, broadcast_to, normalized_axes, ravel, reshape
+from ._einsum import einsum
+
+
+def _vector(a, b):
+    a, b = same_dtype(a, b)
+    return ravel(a), ravel(b)
+
+
+def matmul(a, b):
+    """The matrix product, as @: vectors count as a row or a column, leading axes are stacked.
+
+    ValueError if the inner extents differ or an operand has rank 0.
+    """
+    a, b = same_dtype(a, b)
+    ranks = (a.ndim, b.ndim)
+    if ranks == (2, 2) and a.shape[1] == b.shape[0]:
+        return _numerical.einsum("ij,jk->ik", a, b)
+    if 0 in ranks:
+        raise ValueError("matmul takes no tensor of rank 0; use * instead")
+    inner = b.shape[-2] if b.ndim > 1 else b.shape[0]
+    if a.shape[-1] != inner:
+        raise ValueError(
+            f"matmul: inner extents differ, {a.shape[-1]} of {a.shape} and {inner} of {b.shape}"
+        )
+    if ranks == (1, 1):
+        return _numerical.einsum("i,i->", a, b).tolist()
+    if b.ndim == 1:
+        return reshape(_stacked_product(a, reshape(b, (inner, 1))), a.shape[:-1])
+    if a.ndim == 1:
+        product = _stacked_product(reshape(a, (1, inner)), b)
+        return reshape(product, (*b.shape[:-2], b.shape[-1]))
+    return _stacked_product(a, b)
+
+
+def _stacked_product(a, b):
+    """Rank 2 and more: one matrix product for each place of the broadcast leading axes."""
+    if b.ndim == 2:  # the stack's rows flatten into one matrix
+        rows = math.prod(a.shape[:-1])
+        flat = _numerical.einsum("ij,jk->ik", reshape(a, (rows, a.shape[-1])), b)
+        return reshape(flat, (*a.shape[:-1], b.shape[-1]))
+    stack = broadcast_shape(a.shape[:-2], b.shape[:-2])
+    count = math.prod(stack)
+    left = reshape(broadcast_to(a, (*stack, *a.shape[-2:])), (count, *a.shape[-2:]))
+    right = reshape(broadcast_to(b, (*stack, *b.shape[-2:])), (count, *b.shape[-2:]))
+    product = _numerical.einsum("bij,bjk->bik", left, right)
+    return reshape(product, (*stack, a.shape[-2], b.shape[-1]))
+
+
+def broadcast_shape(a, b):
+    """The shape that two shapes broadcast to; ValueError if they don't."""
+    shape = []
+    for i in range(-max(len(a), len(b)), 0):
+        x = a[i] if -i <= len(a) else 1
+        y = b[i] if -i <= len(b) else 1
+        if x != y and 1 not in (x, y):
+            raise ValueError(
+                f"operands could not be broadcast together with shapes {tuple(a)} {tuple(b)}"
+            )
+        shape.append(y if x == 1 else x)
+    return tuple(shape)
+
+
+def dot(a, b):
+    """As matmul for vectors and matrices; scalars multiply; otherwise the last axis of a with the
+    next-to-last of b."""
+    a, b = same_dtype(a, b)
+    if 0 in (a.ndim, b.ndim):
+        return _numerical._binary("*", a, b)
+    if a.ndim <= 2 and b.ndim <= 2:
+        return matmul(a, b)
+    return tensordot(a, b, ((a.ndim - 1,), (b.ndim - 2 if b.ndim > 1 else 0,)))
+
+
+def vdot(a, b):
+    """The sum of conj(a)·b over all elements, in row-major order."""
+    x, y = _vector(a, b)
+    if x.size != y.size:
+        raise ValueError(f"vdot takes operands of one size, not {x.size} and {y.size}")
+    return _numerical.einsum("i,i->", conj(x), y).tolist()
+
+
+def inner(a, b):
+    """Sums of products over the last axes of both."""
+    a, b = same_dtype(a, b)
+    if 0 in (a.ndim, b.ndim):
+        return _numerical._binary("*", a, b)
+    result = tensordot(a, b, ((a.ndim - 1,), (b.ndim - 1,)))
+    return result if result.ndim else result.tolist()
+
+
+def outer(a, b):
+    """Every element of a times every element of b."""
+    return _numerical.einsum("i,j->ij", *_vector(a, b))
+
+
+def tensordot(a, b, axes=2):
+    """Sums of products over the last `axes` of a and the first of b, or over two lists of axes."""
+    a, b = same_dtype(a, b)
+    if hasattr(axes, "__index__"):
+        if not 0 <= axes <= min(a.ndim, b.ndim):
+            raise ValueError(f"tensordot: {axes} axes of shapes {a.shape} and {b.shape}")
+        from_a, from_b = range(a.ndim - axes, a.ndim), range(axes)
+    else:
+        from_a, from_b = normalized_axes(axes[0], a.ndim), normalized_axes(axes[1], b.ndim)
+    if len(from_a) != len(from_b) or any(a.shape[i] != b.shape[j] for i, j in zip(from_a, from_b)):
+        raise ValueError(f"tensordot: the axes {axes} of {a.shape} and {b.shape} don't match")
+    a_labels = list(_LETTERS[: a.ndim])
+    b_labels = list(_LETTERS[a.ndim : a.ndim + b.ndim])
+    for i, j in zip(from_a, from_b):
+        b_labels[j] = a_labels[i]
+    kept = [x for i, x in enumerate(a_labels) if i not in from_a]
+    kept += [x for j, x in enumerate(b_labels) if j not in from_b]
+    return _numerical.einsum(f"{''.join(a_labels)},{''.join(b_labels)}->{''.join(kept)}", a, b)
+
+
+def kron(a, b):
+    """The Kronecker product: every element of a times the whole of b."""
+    a, b = same_dtype(a, b)
+    rank = max(a.ndim, b.ndim)
+    a = reshape(a, (1,) * (rank - a.ndim) + a.shape)
+    b = reshape(b, (1,) * (rank - b.ndim) + b.shape)
+    apart = _numerical._binary(
+        "*",
+        reshape(a, [extent for x in a.shape for extent in (x, 1)]),
+        reshape(b, [extent for y in b.shape for extent in (1, y)]),
+    )
+    return reshape(apart, [x * y for x, y in zip(a.shape, b.shape)])
+
+
+def trace(a, offset=0):
+    """The sum of a diagonal; for a stack of matrices one for each."""
+    a = asarray(a)
+    if a.ndim < 2:
+        raise ValueError(f"trace takes matrices, not a tensor of rank {a.ndim}")
+    rows, columns = a.shape[-2:]
+    count = max(min(rows, columns - offset) if offset >= 0 else min(rows + offset, columns), 0)
+    strides = row_major_strides(a.shape, 1)
+    first = offset if offset >= 0 else -offset * columns
+    if count == 0:
+        total = _numerical._full(a.shape[:-2], 0.0, a.dtype == "complex128")
+    else:
+        shape = (*a.shape[:-2], count)
+        diagonals = with_strides(a, shape, (*strides[:-2], columns + 1), first)
+        total = _numerical._reduce("sum", diagonals, len(shape) - 1)
+    return total if total.ndim else total.tolist()
+
+
+def matrix_power(a, n):
+    """A square matrix multiplied n times by itself; the inverse's power for a negative n."""
+    from .linalg import inv
+
+    a = asarray(a)
+    if a.ndim < 2 or a.shape[-1] != a.shape[-2]:
+        raise ValueError(f"matrix_power takes square matrices, not shape {a.shape}")
+    if n < 0:
+        a, n = inv(a), -n
+    if n == 0:
+        return broadcast_to(eye(a.shape[-1], dtype=a.dtype), a.shape)
+    result = None
+    while n:
+        if n & 1:
+            result = a if result is None else matmul(result, a)
+        n >>= 1
+        if n:
+            a = matmul(a, a)
+    return result
+
+
+def multi_dot(tensors):
+    """The product of a chain of matrices, in the order of the fewest operations.
+
+    The first and the last may be vectors. The order is that of the classic dynamic programme.
+    """
+    chain = same_dtype(*tensors)
+    if len(chain) < 2:
+        raise ValueError("multi_dot needs at least two tensors")
+    row, column = chain[0].ndim == 1, chain[-1].ndim == 1
+    if row:
+        chain[0] = reshape(chain[0], (1, chain[0].size))
+    if column:
+        chain[-1] = reshape(chain[-1], (chain[-1].size, 1))
+    if any(matrix.ndim != 2 for matrix in chain):
+        raise ValueError("multi_dot takes matrices, and vectors at its ends")
+    product = _multiplied(chain, _best_splits(chain), 0, len(chain) - 1)
+    shape = product.shape[1 if row else 0 : 1 if column else 2]
+    return reshape(product, shape) if shape else product.tolist()[0][0]
+
+
+def _best_splits(chain):
+    """Where to split each stretch of the chain (Godbole 1973)."""
+    sizes = [chain[0].shape[0], *(matrix.shape[1] for matrix in chain)]
+    count = len(chain)
+    cost = [[0] * count for _ in range(count)]
+    split = [[0] * count for _ in range(count)]
+    for length in range(1, count):
+        for i in range(count - length):
+            j = i + length
+            cost[i][j], split[i][j] = min(
+                (cost[i][k] + cost[k + 1][j] + sizes[i] * sizes[k + 1] * sizes[j + 1], k)
+                for k in range(i, j)
+            )
+    return split
+
+
+def _multiplied(chain, split, first, last):
+    if first == last:
+        return chain[first]
+    middle = split[first][last]
+    return matmul(
+        _multiplied(chain, split, first, middle), _multiplied(chain, split, middle + 1, last)
+    )

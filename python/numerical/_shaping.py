@@ -1,0 +1,198 @@
+"""Other shapes of the same elements, joins and repetitions. Every result is a copy."""
+
+import math
+
+from . import _numerical
+from ._creation import asarray, shape_of
+from ._memory import joined, row_major_strides, with_strides
+from ._promotion import same_dtype
+
+
+def normalized_axis(axis, rank, name="axis"):
+    """The axis counted from the front; IndexError if there is none such."""
+    index = axis.__index__()
+    if not -rank <= index < rank:
+        raise IndexError(f"{name} {index} is out of bounds for a tensor of rank {rank}")
+    return index % rank if rank else index
+
+
+def normalized_axes(axes, rank):
+    """Distinct axes counted from the front, from an int or a sequence."""
+    given = (axes,) if hasattr(axes, "__index__") else tuple(axes)
+    found = tuple(normalized_axis(axis, rank) for axis in given)
+    if len(set(found)) != len(found):
+        raise ValueError(f"an axis is named twice in {given}")
+    return found
+
+
+def reshape(a, shape):
+    """The elements in row-major order under another shape; one extent may be -1."""
+    a = asarray(a)
+    extents = (shape,) if hasattr(shape, "__index__") else tuple(shape)
+    if -1 in extents:
+        known = math.prod(extent for extent in extents if extent != -1)
+        if extents.count(-1) > 1:
+            raise ValueError(f"only one extent of {extents} may be -1")
+        if known == 0 or a.size % known:
+            raise ValueError(f"cannot reshape a tensor of size {a.size} into shape {extents}")
+        extents = tuple(a.size // known if extent == -1 else extent for extent in extents)
+    extents = shape_of(extents)
+    if math.prod(extents) != a.size:
+        raise ValueError(f"cannot reshape a tensor of size {a.size} into shape {extents}")
+    return _numerical._reshape(a, extents)
+
+
+def ravel(a):
+    """The elements in row-major order, rank 1."""
+    a = asarray(a)
+    return _numerical._reshape(a, (a.size,))
+
+
+def squeeze(a, axis=None):
+    """Without the axes of extent 1, or without those named, which must have it."""
+    a = asarray(a)
+    if axis is None:
+        dropped = [i for i, extent in enumerate(a.shape) if extent == 1]
+    else:
+        dropped = normalized_axes(axis, a.ndim)
+        if any(a.shape[i] != 1 for i in dropped):
+            raise ValueError(f"cannot squeeze axis {axis} of shape {a.shape}: its extent isn't 1")
+    return _numerical._reshape(a, [e for i, e in enumerate(a.shape) if i not in dropped])
+
+
+def expand_dims(a, axis):
+    """With new axes of extent 1 at the places that they have in the result."""
+    a = asarray(a)
+    given = (axis,) if hasattr(axis, "__index__") else tuple(axis)
+    places = normalized_axes(axis, a.ndim + len(given))
+    rest = iter(a.shape)
+    shape = [1 if i in places else next(rest) for i in range(a.ndim + len(given))]
+    return _numerical._reshape(a, shape)
+
+
+_LETTERS = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
+
+
+def permute_dims(a, axes=None):
+    """The axes in another order, reversed by default."""
+    a = asarray(a)
+    order = range(a.ndim)[::-1] if axes is None else normalized_axes(axes, a.ndim)
+    if len(order) != a.ndim:
+        raise ValueError(f"{a.ndim} axes are wanted for shape {a.shape}, not {len(order)}")
+    if a.ndim <= len(_LETTERS):
+        letters = _LETTERS[: a.ndim]
+        return _numerical.einsum(f"{letters}->{''.join(letters[i] for i in order)}", a)
+    strides = row_major_strides(a.shape, 1)
+    return with_strides(a, [a.shape[i] for i in order], [strides[i] for i in order])
+
+
+transpose = permute_dims
+
+
+def moveaxis(a, source, destination):
+    """The named axes at other places; the others keep their order."""
+    a = asarray(a)
+    sources = normalized_axes(source, a.ndim)
+    targets = normalized_axes(destination, a.ndim)
+    if len(sources) != len(targets):
+        raise ValueError("moveaxis takes as many destinations as sources")
+    rest = iter(i for i in range(a.ndim) if i not in sources)
+    placed = dict(zip(targets, sources))
+    return permute_dims(a, [placed[i] if i in placed else next(rest) for i in range(a.ndim)])
+
+
+def swapaxes(a, first, second):
+    """Two axes exchanged."""
+    a = asarray(a)
+    order = list(range(a.ndim))
+    i, j = normalized_axis(first, a.ndim), normalized_axis(second, a.ndim)
+    order[i], order[j] = order[j], order[i]
+    return permute_dims(a, order)
+
+
+def flip(a, axis=None):
+    """The elements in reverse order along the named axes, all by default."""
+    a = asarray(a)
+    flipped = range(a.ndim) if axis is None else normalized_axes(axis, a.ndim)
+    if a.ndim == 0:
+        return a
+    starts = [extent - 1 if i in flipped else 0 for i, extent in enumerate(a.shape)]
+    steps = [-1 if i in flipped else 1 for i in range(a.ndim)]
+    return _numerical._take(a, starts, steps, a.shape, (1,) * a.ndim)
+
+
+def broadcast_to(a, shape):
+    """Copies along new axes and along axes of extent 1, as broadcasting would."""
+    a = asarray(a)
+    shape = shape_of(shape)
+    lead = len(shape) - a.ndim
+    fits = lead >= 0 and all(e in (1, s) for e, s in zip(a.shape, shape[lead:]))
+    if not fits:
+        raise ValueError(f"shape {a.shape} cannot be broadcast to shape {shape}")
+    own = row_major_strides(a.shape, 1)
+    strides = [0] * lead + [0 if e == 1 else stride for e, stride in zip(a.shape, own)]
+    return with_strides(a, shape, strides)
+
+
+def concatenate(tensors, axis=0):
+    """Tensors of one rank joined along an axis; their other extents are equal."""
+    tensors = same_dtype(*tensors)
+    if not tensors:
+        raise ValueError("concatenate needs at least one tensor")
+    if axis is None:
+        tensors, axis = [ravel(t) for t in tensors], 0
+    rank = tensors[0].ndim
+    if rank == 0:
+        raise ValueError("a tensor of rank 0 cannot be concatenated; use stack")
+    place = normalized_axis(axis, rank)
+    first = tensors[0].shape
+    for t in tensors:
+        if t.ndim != rank or t.shape[:place] + t.shape[place + 1 :] != first[:place] + first[place + 1 :]:
+            raise ValueError(f"shapes {first} and {t.shape} differ beside axis {place}")
+    if place:
+        tensors = [moveaxis(t, place, 0) for t in tensors]
+    shape = (sum(t.shape[0] for t in tensors), *tensors[0].shape[1:])
+    whole = joined(tensors, shape)
+    return moveaxis(whole, 0, place) if place else whole
+
+
+def stack(tensors, axis=0):
+    """Tensors of one shape side by side along a new axis."""
+    tensors = same_dtype(*tensors)
+    if not tensors:
+        raise ValueError("stack needs at least one tensor")
+    shape = tensors[0].shape
+    for t in tensors:
+        if t.shape != shape:
+            raise ValueError(f"stack takes tensors of one shape, not {shape} and {t.shape}")
+    whole = joined(tensors, (len(tensors), *shape))
+    place = normalized_axis(axis, len(shape) + 1)
+    return moveaxis(whole, 0, place) if place else whole
+
+
+def tile(a, repetitions):
+    """The whole tensor repeated along each axis."""
+    a = asarray(a)
+    counts = shape_of(repetitions)
+    rank = max(a.ndim, len(counts))
+    shape = (1,) * (rank - a.ndim) + a.shape
+    counts = (1,) * (rank - len(counts)) + counts
+    spread, own = [], row_major_strides(shape, 1)
+    for extent, count, stride in zip(shape, counts, own):
+        spread += [(count, 0), (extent, stride)]
+    copied = with_strides(a, [e for e, _ in spread], [s for _, s in spread])
+    return _numerical._reshape(copied, [e * count for e, count in zip(shape, counts)])
+
+
+def repeat(a, count, axis=None):
+    """Each element (of an axis, or of all in row-major order) repeated `count` times."""
+    a = ravel(a) if axis is None else asarray(a)
+    place = 0 if axis is None else normalized_axis(axis, a.ndim)
+    (times,) = shape_of(count) if hasattr(count, "__index__") else (None,)
+    if times is None:
+        raise TypeError("repeat takes one count for all elements")
+    own = row_major_strides(a.shape, 1)
+    shape = (*a.shape[: place + 1], times, *a.shape[place + 1 :])
+    strides = (*own[: place + 1], 0, *own[place + 1 :])
+    merged = (*a.shape[:place], a.shape[place] * times, *a.shape[place + 1 :])
+    return _numerical._reshape(with_strides(a, shape, strides), merged)

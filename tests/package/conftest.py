@@ -1,0 +1,9 @@
+"""The package's tests import the built package: $NUMERICAL_BUILD, or the release build."""
+
+import os
+import pathlib
+import sys
+
+ROOT = pathlib.Path(__file__).parents[2]
+BUILD = pathlib.Path(os.environ.get("NUMERICAL_BUILD", ROOT / "build" / "release"))
+sys.path.insert(0, str(BUILD / "python"))

@@ -1,0 +1,244 @@
+"""The Tensor as people hold it: indexing, operators, conversions, text, copies."""
+
+import copy
+import operator
+import pickle
+import time
+
+import numpy as np
+import pytest
+from hypothesis import given, settings
+from hypothesis import strategies as st
+
+import numerical as nm
+from oracle import arrays, close, equal, integers, normal
+
+INDEX_ITEMS = st.one_of(
+    st.integers(-6, 6),
+    st.slices(6),
+    st.builds(slice, st.integers(-7, 7), st.integers(-7, 7), st.sampled_from([-3, -2, -1, 1, 2])),
+    st.none(),
+    st.just(Ellipsis),
+)
+
+
+@settings(max_examples=400, deadline=None)
+@given(arrays(), st.lists(INDEX_ITEMS, max_size=4))
+def test_basic_indexing_is_numpys(a, items):
+    index = tuple(items)
+    try:
+        expected = a[index]
+    except IndexError:
+        with pytest.raises(IndexError):
+            nm.asarray(a)[index]
+        return
+    result = nm.asarray(a)[index]
+    if expected.ndim == 0 and not any(i is Ellipsis or i is None for i in index):
+        assert type(result) in (float, complex)
+    equal(result, expected)
+
+
+def test_a_list_of_ints_gathers_in_its_order():
+    a = integers((4, 3, 2))
+    t = nm.asarray(a)
+    equal(t[[2, 0, -1]], a[[2, 0, -1]])
+    equal(t[:, [1, 1]], a[:, [1, 1]])
+    equal(t[-1, [2, 0]], a[-1, [2, 0]])
+    equal(t[[]], a[np.array([], dtype=int)])
+    with pytest.raises(IndexError, match=r"^an index can have one list only; index twice for two axes$"):
+        t[[0], [1]]
+
+
+@pytest.mark.parametrize(
+    ("index", "message"),
+    [
+        (4, "index 4 is out of bounds for axis 0 with size 4"),
+        ((0, -4), "index -4 is out of bounds for axis 1 with size 3"),
+        ((0, 0, 0), "too many indices: the tensor has 2 axes, 3 were indexed"),
+        ((Ellipsis, Ellipsis), "an index can have one ellipsis only"),
+        ("x", "a tensor is indexed by ints, slices, Ellipsis, None and lists of ints, not str"),
+        (1.5, "a tensor is indexed by ints, slices, Ellipsis, None and lists of ints, not float"),
+    ],
+)
+def test_a_bad_index_says_what_is_wrong(index, message):
+    with pytest.raises(IndexError) as failure:
+        nm.zeros((4, 3))[index]
+    assert str(failure.value) == message
+
+
+OPERATORS = [operator.add, operator.sub, operator.mul]
+
+
+@settings(max_examples=150, deadline=None)
+@given(arrays(max_rank=2), st.sampled_from(OPERATORS), st.sampled_from([2, -1.5, 1 + 2j, True]))
+def test_numbers_stand_on_either_side(a, apply, number):
+    t = nm.asarray(a)
+    equal(apply(t, number), apply(a, number))
+    equal(apply(number, t), apply(number, a))
+
+
+@pytest.mark.parametrize("left", ["float64", "complex128"])
+@pytest.mark.parametrize("right", ["float64", "complex128"])
+@pytest.mark.parametrize("apply", OPERATORS)
+def test_dtypes_that_meet_are_widened(apply, left, right):
+    a, b = integers((2, 3), left, 1), integers((3,), right, 2)
+    equal(apply(nm.asarray(a), nm.asarray(b)), apply(a, b))
+
+
+def test_quotients_powers_signs_and_moduli():
+    a, b = normal((2, 3), seed=1), normal((2, 3), seed=2)
+    t, u = nm.asarray(a), nm.asarray(b)
+    close(t / u, a / b, 0)
+    close(2 / t, 2 / a, 0)
+    close(t**2, a * a, 0)
+    close(abs(t) ** u, np.abs(a) ** b)
+    close(2**t, 2**a)
+    equal(-t, -a)
+    assert (+t) is t
+    equal(abs(nm.array([3 + 4j])), [5.0])
+
+
+def test_arrays_of_numpy_mix_on_either_side_and_give_tensors():
+    a = integers((2, 3))
+    t = nm.asarray(a)
+    for mixed in (a + t, t + a, a * t, t - a, a @ t.T, t @ a.T):
+        assert isinstance(mixed, nm.Tensor)
+    equal(a - t, a - a)
+    equal(a @ t.T, a @ a.T)
+    assert isinstance(np.sqrt(nm.square(t)), np.ndarray)
+
+
+@pytest.mark.parametrize("other", ["x", None, [1, 2], object()])
+def test_a_stranger_is_a_type_error(other):
+    with pytest.raises(TypeError):
+        nm.ones(2) + other
+    with pytest.raises(TypeError):
+        other @ nm.ones(2)
+
+
+def test_a_mismatch_of_shapes_keeps_the_modules_words():
+    with pytest.raises(nm.error) as failure:
+        nm.ones((2, 3)) + nm.ones(4)
+    assert str(failure.value) == (
+        "operands could not be broadcast together with shapes (2, 3) (4,)"
+    )
+
+
+@settings(max_examples=100, deadline=None)
+@given(arrays(min_rank=1, max_rank=4, extents=st.sampled_from([1, 2, 3])), st.data())
+def test_matmul_is_numpys(a, data):
+    b_lead = data.draw(st.sampled_from([(), a.shape[:-2], (1,) * max(a.ndim - 2, 0)]))
+    shape = data.draw(st.sampled_from([(a.shape[-1],), (*b_lead, a.shape[-1], 2)]))
+    b = integers(shape, "float64", 7)
+    equal(nm.asarray(a) @ nm.asarray(b), a @ b)
+
+
+def test_properties_are_numpys():
+    a = integers((2, 3, 4), "complex128")
+    t = nm.asarray(a)
+    equal(t.T, a.T)
+    equal(t.mT, a.swapaxes(-1, -2))
+    equal(t.mH, a.swapaxes(-1, -2).conj())
+    equal(t.real, a.real)
+    equal(t.imag, a.imag)
+    equal(t.conj(), a.conj())
+    equal(nm.ones(3).imag, np.zeros(3))
+    equal(t.reshape(4, -1), a.reshape(4, -1))
+    equal(t.reshape((-1,)), a.ravel())
+    equal(t.transpose(1, 0, 2), a.transpose(1, 0, 2))
+    with pytest.raises(ValueError, match=r"^mT and mH are for matrices"):
+        nm.ones(3).mT
+
+
+def test_conjugation_keeps_infinities_and_flips_the_sign_of_zero():
+    t = nm.array([complex(1, np.inf), complex(0.0, 0.0)]).conj()
+    assert t.tolist()[0] == complex(1, -np.inf)
+    assert np.signbit(np.asarray(t)[1].imag) and not np.signbit(np.asarray(t)[1].real)
+
+
+def test_one_element_is_a_number():
+    assert float(nm.array([[2.5]])) == 2.5
+    assert int(nm.array(7.9)) == 7
+    assert complex(nm.array([1j])) == 1j
+    assert bool(nm.array([0.0])) is False
+    assert bool(nm.array(3.0)) is True
+    assert nm.array([[1.0, 2.0]]).item(0, 1) == 2.0
+    assert nm.array([[1.0, 2.0]]).item(1) == 2.0
+    assert f"{nm.array(2.5):.3f}" == "2.500"
+    for convert in (float, int, complex):
+        with pytest.raises(ValueError, match=r"^only a tensor of one element is a number; this one has 2$"):
+            convert(nm.ones(2))
+    with pytest.raises(TypeError, match=r"^a complex128 tensor is no float"):
+        float(nm.array(1j))
+
+
+def test_truth_of_many_elements_is_ambiguous():
+    with pytest.raises(ValueError, match=r"^the truth of a tensor of 2 elements is ambiguous"):
+        bool(nm.ones(2))
+
+
+@pytest.mark.parametrize("compare", ["__eq__", "__ne__", "__lt__", "__le__", "__gt__", "__ge__"])
+def test_comparisons_name_what_to_use(compare):
+    with pytest.raises(TypeError) as failure:
+        getattr(nm.ones(2), compare)(nm.ones(2))
+    for name in ("allclose", "array_equal", "np.asarray"):
+        assert name in str(failure.value)
+
+
+def test_assignment_says_why_not_and_what_to_do():
+    t = nm.ones(2)
+    with pytest.raises(TypeError, match=r"^tensors are immutable, so that their buffers can be shared"):
+        t[0] = 1.0
+    with pytest.raises(TypeError, match=r"^tensors are immutable"):
+        del t[0]
+
+
+def test_length_and_iteration_run_over_the_first_axis():
+    a = integers((3, 2))
+    t = nm.asarray(a)
+    assert len(t) == 3
+    for row, expected in zip(t, a):
+        equal(row, expected)
+    assert list(nm.array([1.0, 2.0])) == [1.0, 2.0]
+    with pytest.raises(TypeError, match=r"^a tensor of rank 0 has no length$"):
+        len(nm.array(1.0))
+    with pytest.raises(TypeError, match=r"^a tensor of rank 0 has no axis to iterate over; use item\(\)$"):
+        iter(nm.array(1.0))
+
+
+def test_pickles_and_copies_keep_every_bit():
+    for a in (normal((2, 3), "complex128"), np.zeros((0, 4)), np.array(-0.0)):
+        t = nm.asarray(a)
+        back = pickle.loads(pickle.dumps(t))
+        assert (back.shape, back.dtype) == (t.shape, t.dtype)
+        assert np.asarray(back).tobytes() == a.tobytes()
+        assert copy.copy(t) is t
+        assert copy.deepcopy(t) is t
+
+
+def test_repr_shows_small_tensors_whole():
+    assert repr(nm.array(5)) == "Tensor(5.0)"
+    assert repr(nm.array([[1, 2j]])) == "Tensor([[1+0j, 0+2j]], dtype='complex128')"
+    assert repr(nm.zeros((3, 0))) == "Tensor([], shape=(3, 0))"
+    assert repr(nm.array([[1, 20], [3.5, float("nan")]])) == (
+        "Tensor([[ 1.0, 20.0],\n        [ 3.5,  nan]])"
+    )
+    assert str(nm.array([1.0, float("-inf")])) == "[ 1.0, -inf]"
+
+
+def test_repr_of_a_large_tensor_shows_its_edges_at_once():
+    t = nm.zeros((10000, 10000))
+    start = time.process_time()
+    text = repr(t)
+    assert time.process_time() - start < 0.05
+    assert text.startswith("Tensor([[0.0, 0.0, 0.0, ..., 0.0, 0.0, 0.0],\n")
+    assert text.endswith("shape=(10000, 10000))")
+    assert len(text.splitlines()) == 7
+
+
+def test_html_is_a_table():
+    assert nm.array([[1.0, 2.0]])._repr_html_() == (
+        "<table><tr><td>1.0</td><td>2.0</td></tr></table><p>Tensor, 1 × 2, float64</p>"
+    )
+    assert nm.zeros((50, 50))._repr_html_().count("<td>…</td>") == 6
+    assert nm.array(1.0)._repr_html_().startswith("<pre>Tensor(1.0")

@@ -1,0 +1,137 @@
+"""Tensors from Python data, buffers, other libraries and a few numbers."""
+
+import array
+import fractions
+
+import numpy as np
+import pytest
+from hypothesis import given, settings
+
+import numerical as nm
+from oracle import arrays, equal, integers
+
+
+@settings(max_examples=200, deadline=None)
+@given(arrays(max_rank=4))
+def test_nested_lists_come_in_as_numpy_reads_them(a):
+    if 0 in a.shape[:-1]:
+        return  # lists can't tell the extents behind an empty axis
+    equal(nm.array(a.tolist(), a.dtype.name), a)
+
+
+def test_the_dtype_follows_the_numbers():
+    assert nm.array([1, 2]).dtype == "float64"
+    assert nm.array([1, 2j]).dtype == "complex128"
+    assert nm.array([True, fractions.Fraction(1, 2)]).tolist() == [1.0, 0.5]
+    assert nm.array([1], complex).dtype == "complex128"
+    assert nm.array([1], np.complex128).dtype == "complex128"
+    assert nm.array(np.float32(1.5)).tolist() == 1.5
+    assert nm.array([np.float64(1.0), np.complex128(2j)]).dtype == "complex128"
+    assert nm.array([nm.array([1.0, 2.0]), [3, 4]]).tolist() == [[1.0, 2.0], [3.0, 4.0]]
+    assert nm.array(range(3)).tolist() == [0.0, 1.0, 2.0]
+
+
+@pytest.mark.parametrize(
+    ("data", "kind", "message"),
+    [
+        ([[1, 2], [3]], ValueError, "the nested lists are ragged: a row at depth 1 has 1 items, the first has 2"),
+        ([[1], 2], ValueError, "the nested lists are ragged: some rows have numbers, some lists"),
+        ([1, [2]], ValueError, "the nested lists are ragged: a row at depth 1 has 1 items, another is a number"),
+        (["x"], TypeError, "str 'x' is not a number of dtype float64"),
+        ([None], TypeError, "NoneType None is not a number of dtype float64"),
+    ],
+)  # fmt: skip
+def test_bad_lists_say_what_is_wrong(data, kind, message):
+    with pytest.raises(kind) as failure:
+        nm.array(data)
+    assert str(failure.value) == message
+
+
+def test_other_objects_and_dtypes_are_refused():
+    with pytest.raises(TypeError, match=r"^cannot make a Tensor from object: give numbers"):
+        nm.array(object())
+    with pytest.raises(TypeError, match=r"^dtype must be 'float64' or 'complex128', not 'float32'$"):
+        nm.array([1], "float32")
+    with pytest.raises(nm.error) as failure:
+        nm.asarray(np.array([1j]), "float64")
+    assert str(failure.value) == (
+        "asarray: refusing to cast a complex array to float64 (discards the imaginary part)"
+    )
+
+
+@pytest.mark.parametrize("code", "bBhHiIlLqQfd")
+def test_buffers_of_every_number_come_in(code):
+    assert nm.array(array.array(code, [1, 2, 3])).tolist() == [1.0, 2.0, 3.0]
+    assert nm.array(memoryview(array.array(code, [1, 2, 3, 4]))[::2]).tolist() == [1.0, 3.0]
+    assert nm.array(b"\1\2").tolist() == [1.0, 2.0]
+
+
+def test_dlpack_comes_in_and_goes_out():
+    a = integers((3, 4), "complex128")
+    equal(nm.from_dlpack(a.T), a.T)
+    equal(nm.from_dlpack(a[::2]), a[::2])
+    equal(nm.from_dlpack(np.arange(3, dtype="int16")), [0.0, 1.0, 2.0])
+    t = nm.asarray(a)
+    shared = np.from_dlpack(t)
+    assert shared.ctypes.data == np.asarray(t).ctypes.data
+    del t
+    equal(shared, a)
+
+
+def test_dlpack_copies_when_asked_and_refuses_other_devices():
+    t = nm.ones(3)
+    first = nm.from_dlpack(t)
+    equal(first, np.ones(3))
+    capsules = [t.__dlpack__(), t.__dlpack__(stream=7), t.__dlpack__(1, 2, 3)]
+    capsules += [t.__dlpack__(copy=True), t.__dlpack__(dl_device=(1, 0), max_version=(1, 0))]
+    assert len(capsules) == 5
+    with pytest.raises(BufferError, match=r"^a Tensor lies on the CPU, device \(1, 0\), not on \(2, 0\)$"):
+        t.__dlpack__(dl_device=(2, 0))
+
+    class elsewhere:
+        def __dlpack_device__(self):
+            return (2, 1)
+
+    with pytest.raises(BufferError, match=r"^from_dlpack reads the CPU's memory"):
+        nm.from_dlpack(elsewhere())
+    with pytest.raises(TypeError, match=r"^object exports no __dlpack__$"):
+        nm.from_dlpack(object())
+
+
+def test_fills_have_the_shape_and_the_dtype_asked_for():
+    equal(nm.zeros((2, 3)), np.zeros((2, 3)))
+    equal(nm.ones(2, "complex128"), np.ones(2, complex))
+    equal(nm.full((2,), 1j), np.full(2, 1j))
+    equal(nm.empty(()), np.zeros(()))
+    like = nm.ones((2, 2), complex)
+    assert nm.zeros_like(like).dtype == "complex128"
+    equal(nm.full_like(like, 2, "float64"), np.full((2, 2), 2.0))
+    equal(nm.ones_like([1, 2]), np.ones(2))
+    equal(nm.empty_like([1, 2]), np.zeros(2))
+    with pytest.raises(ValueError, match=r"^negative dimensions are not allowed$"):
+        nm.zeros((2, -1))
+
+
+@pytest.mark.parametrize("k", [-3, -1, 0, 1, 4])
+@pytest.mark.parametrize("shape", [(3, 3), (2, 4), (4, 2)])
+def test_diagonals_and_triangles_are_numpys(shape, k):
+    a = integers(shape)
+    equal(nm.eye(*shape, k=k), np.eye(*shape, k=k))
+    equal(nm.tri(*shape, k), np.tri(*shape, k))
+    equal(nm.tril(a, k), np.tril(a, k))
+    equal(nm.triu(a, k), np.triu(a, k))
+    equal(nm.diag(a, k), np.diag(a, k))
+    equal(nm.diag([1.0, 2.0], k), np.diag([1.0, 2.0], k))
+
+
+def test_triangles_clear_nan():
+    assert nm.tril([[1.0, float("nan")], [2.0, 3.0]]).tolist() == [[1.0, 0.0], [2.0, 3.0]]
+
+
+def test_sequences_are_numpys():
+    equal(nm.arange(5), np.arange(5.0))
+    equal(nm.arange(1, 2, 0.25), np.arange(1, 2, 0.25))
+    equal(nm.linspace(0, 1, 5), np.linspace(0, 1, 5))
+    equal(nm.linspace(0, 1, 4, endpoint=False), np.linspace(0, 1, 4, endpoint=False))
+    with pytest.raises(ValueError, match=r"^linspace: the number of samples must be non-negative$"):
+        nm.linspace(0, 1, -1)

@@ -1,0 +1,163 @@
+"""Shapes, element-wise functions, reductions, products and einsum against NumPy."""
+
+import itertools
+
+import numpy as np
+import pytest
+from hypothesis import given, settings
+from hypothesis import strategies as st
+
+import numerical as nm
+from oracle import arrays, close, equal, integers, normal
+
+
+# --- shapes --------------------------------------------------------------------------------------
+@settings(max_examples=200, deadline=None)
+@given(arrays(min_rank=1), st.data())
+def test_moves_and_flips_are_numpys(a, data):
+    axis = data.draw(st.integers(-a.ndim, a.ndim - 1))
+    other = data.draw(st.integers(-a.ndim, a.ndim - 1))
+    order = data.draw(st.permutations(range(a.ndim)))
+    t = nm.asarray(a)
+    equal(nm.moveaxis(t, axis, other), np.moveaxis(a, axis, other))
+    equal(nm.swapaxes(t, axis, other), np.swapaxes(a, axis, other))
+    equal(nm.permute_dims(t, order), np.transpose(a, order))
+    equal(nm.flip(t, axis), np.flip(a, axis))
+    equal(nm.flip(t), np.flip(a))
+    equal(nm.expand_dims(t, axis), np.expand_dims(a, axis))
+    equal(nm.ravel(t), np.ravel(a))
+    equal(nm.concatenate([t, t], axis), np.concatenate([a, a], axis))
+    equal(nm.stack([t, t, t], axis), np.stack([a, a, a], axis))
+    equal(nm.repeat(t, 3, axis), np.repeat(a, 3, axis))
+    equal(nm.tile(t, (2, 1, 3)), np.tile(a, (2, 1, 3)))
+
+
+def test_reshape_infers_one_extent():
+    a = integers((2, 6))
+    equal(nm.reshape(a, (-1, 3)), a.reshape(-1, 3))
+    equal(nm.reshape(a, -1), a.reshape(-1))
+    equal(nm.squeeze(nm.reshape(a, (2, 1, 6, 1))), a)
+    equal(nm.squeeze(nm.reshape(a, (2, 1, 6, 1)), 1), a.reshape(2, 6, 1))
+    equal(nm.broadcast_to(a, (3, 2, 6)), np.broadcast_to(a, (3, 2, 6)))
+    equal(nm.concatenate([a, a], None), np.concatenate([a, a], None))
+    equal(nm.concatenate([a, 1j * a]), np.concatenate([a, 1j * a]))
+
+
+@pytest.mark.parametrize(
+    ("call", "message"),
+    [
+        (lambda a: nm.reshape(a, (5, -1)), "cannot reshape a tensor of size 6 into shape (5, -1)"),
+        (lambda a: nm.reshape(a, (5,)), "cannot reshape a tensor of size 6 into shape (5,)"),
+        (lambda a: nm.reshape(a, (-1, -1)), "only one extent of (-1, -1) may be -1"),
+        (lambda a: nm.squeeze(a, 0), "cannot squeeze axis 0 of shape (2, 3): its extent isn't 1"),
+        (lambda a: nm.broadcast_to(a, (2, 4)), "shape (2, 3) cannot be broadcast to shape (2, 4)"),
+        (lambda a: nm.permute_dims(a, (0, 0)), "an axis is named twice in (0, 0)"),
+        (lambda a: nm.concatenate([]), "concatenate needs at least one tensor"),
+        (lambda a: nm.concatenate([a, a.T]), "shapes (2, 3) and (3, 2) differ beside axis 0"),
+        (lambda a: nm.stack([a, a.T]), "stack takes tensors of one shape, not (2, 3) and (3, 2)"),
+        (lambda a: a @ a, "matmul: inner extents differ, 3 of (2, 3) and 2 of (2, 3)"),
+        (lambda a: nm.matmul(a, 2.0), "matmul takes no tensor of rank 0; use * instead"),
+    ],
+)
+def test_shapes_that_do_not_fit_are_value_errors(call, message):
+    with pytest.raises(ValueError) as failure:
+        call(nm.ones((2, 3)))
+    assert str(failure.value) == message
+
+
+def test_an_axis_out_of_bounds_is_an_index_error():
+    with pytest.raises(IndexError, match=r"^axis 2 is out of bounds for a tensor of rank 2$"):
+        nm.sum(nm.ones((2, 3)), axis=2)
+
+
+# --- element by element --------------------------------------------------------------------------
+@pytest.mark.parametrize("dtype", ["float64", "complex128"])
+@pytest.mark.parametrize("name", ["exp", "sqrt", "sin", "cos", "tan", "tanh", "log", "abs", "square", "real", "imag", "conj"])  # fmt: skip
+def test_functions_are_numpys(name, dtype):
+    a = np.abs(normal((3, 4))) + (0 if dtype == "float64" else 1j * normal((3, 4), seed=1))
+    close(getattr(nm, name)(nm.asarray(a)), getattr(np, name)(a), 1e-14)
+
+
+@pytest.mark.parametrize("name", ["add", "subtract", "multiply", "divide", "power"])
+def test_named_operators_broadcast_lists(name):
+    close(getattr(nm, name)([[1.0], [2.0]], [3.0, 4.0]), getattr(np, name)([[1.0], [2.0]], [3.0, 4.0]))
+
+
+# --- reductions ----------------------------------------------------------------------------------
+@settings(max_examples=150, deadline=None)
+@given(arrays(min_rank=1, extents=st.sampled_from([1, 2, 3, 9])), st.data())
+def test_reductions_over_any_axes_are_numpys(a, data):
+    axes = data.draw(st.none() | st.lists(st.integers(0, a.ndim - 1), unique=True, max_size=3).map(tuple))
+    keep = data.draw(st.booleans())
+    t = nm.asarray(a)
+    equal(nm.sum(t, axes, keepdims=keep), np.sum(a, axes, keepdims=keep))
+    close(nm.mean(t, axes, keepdims=keep), np.mean(a, axes, keepdims=keep))
+    close(nm.var(t, axes, keepdims=keep), np.var(a, axes, keepdims=keep))
+    close(nm.std(t, axes, keepdims=keep), np.std(a, axes, keepdims=keep))
+    if a.dtype == "float64":
+        equal(nm.max(t, axes, keepdims=keep), np.max(a, axes, keepdims=keep))
+        equal(nm.min(t, axes, keepdims=keep), np.min(a, axes, keepdims=keep))
+
+
+def test_variance_corrects_for_the_mean():
+    a = normal((4, 5))
+    close(nm.var(a, 0, correction=1), np.var(a, 0, ddof=1))
+    assert np.isnan(nm.var([1.0], correction=1))
+
+
+def test_comparisons_of_whole_tensors():
+    a = nm.array([1.0, 2.0])
+    assert nm.array_equal(a, [1, 2])
+    assert not nm.array_equal(a, [1, 2, 3])
+    assert not nm.array_equal([float("nan")], [float("nan")])
+    assert nm.allclose(a, [1.0 + 1e-9, 2.0])
+    assert not nm.allclose(a, [1.1, 2.0])
+    assert nm.allclose([float("inf")], [float("inf")])
+    assert not nm.allclose([float("inf")], [1.0])
+    assert not nm.allclose([float("nan")], [float("nan")])
+    assert nm.allclose([float("nan")], [float("nan")], equal_nan=True)
+    assert nm.allclose(nm.ones((2, 1)), nm.ones(3))
+
+
+# --- products ------------------------------------------------------------------------------------
+def test_products_are_numpys():
+    a, b = integers((3, 4), "complex128", 1), integers((3, 4), "float64", 2)
+    c = integers((4, 3, 2), "float64", 3)
+    equal(nm.dot(a, b.T), np.dot(a, b.T))
+    equal(nm.dot(a, 2.0), a * 2.0)
+    equal(nm.dot(b, c.transpose(0, 2, 1).reshape(2, 4, 3)), np.dot(b, c.transpose(0, 2, 1).reshape(2, 4, 3)))
+    equal(nm.vdot(a, b), np.vdot(a, b))
+    equal(nm.inner(a, b), np.inner(a, b))
+    equal(nm.inner(a[0], b[0]), np.inner(a[0], b[0]))
+    equal(nm.outer(a, b), np.outer(a, b))
+    equal(nm.kron(a, b), np.kron(a, b))
+    equal(nm.kron(a[0], c), np.kron(a[0], c))
+    equal(nm.tensordot(b, c, ((0, 1), (1, 0))), np.tensordot(b, c, ((0, 1), (1, 0))))
+    equal(nm.tensordot(b, c, 1), np.tensordot(b, c, 1))
+    equal(nm.multi_dot([b[0], b.T, b, b[0]]), np.linalg.multi_dot([b[0], b.T, b, b[0]]))
+    for offset in (-2, 0, 1, 7):
+        equal(nm.trace(c, offset), np.trace(c, offset, 1, 2))
+    equal(nm.matrix_power(a[:, :3], 5), np.linalg.matrix_power(a[:, :3], 5))
+    equal(nm.matrix_power(a[:, :3], 0), np.eye(3, dtype=complex))
+
+
+SPECS = ["ij,jk", "ij", "ji", "ii", "ij,ij", "ij,jk->ki", "...ij,...jk", "...ij->...ji", "i...->...",
+         "...", "...,...", "i...,i...->..."]  # fmt: skip
+
+
+@pytest.mark.parametrize("spec", SPECS)
+def test_einsum_reads_specs_as_numpy_does(spec):
+    operands = [integers((3, 3), seed=i) for i in range(spec.partition("->")[0].count(",") + 1)]
+    equal(nm.einsum(spec, *operands), np.einsum(spec, *operands))
+
+
+def test_einsum_broadcasts_under_the_ellipsis():
+    for left, right in itertools.product([(2, 1, 3), (1, 3), (3,), (4, 2, 5, 3)], repeat=2):
+        a, b = integers(left, seed=1), integers(right, "complex128", seed=2)
+        try:
+            expected = np.einsum("...i,...i->...", a, b)
+        except ValueError:
+            with pytest.raises(nm.error, match=r"^einsum: inconsistent extent for a repeated label$"):
+                nm.einsum("...i,...i->...", a, b)
+            continue
+        equal(nm.einsum("...i,...i->...", a, b), expected)

@@ -1,0 +1,181 @@
+"""numerical.linalg against numpy.linalg, for matrices and stacks of both dtypes."""
+
+import numpy as np
+import pytest
+
+import numerical as nm
+from oracle import close, normal
+
+LA = nm.linalg
+STACKS = [(), (3,), (2, 1), (0,)]
+BOTH = pytest.mark.parametrize("dtype", ["float64", "complex128"])
+STACKED = pytest.mark.parametrize("lead", STACKS)
+
+
+def hermitian(shape, dtype):
+    a = normal(shape, dtype)
+    return a + a.swapaxes(-1, -2).conj()
+
+
+@BOTH
+@STACKED
+def test_systems(lead, dtype):
+    a, b = normal((*lead, 4, 4), dtype), normal((*lead, 4, 2), dtype, 1)
+    close(LA.solve(a, b), np.linalg.solve(a, b))
+    close(LA.inv(a), np.linalg.inv(a))
+    close(LA.det(a), np.linalg.det(a))
+    ours, theirs = LA.slogdet(a), np.linalg.slogdet(a)
+    close(ours.sign, theirs[0])
+    close(ours.logabsdet, theirs[1])
+    vector = normal(4, dtype, 2)
+    close(LA.solve(a, vector), np.linalg.solve(a, np.broadcast_to(vector[:, None], (*lead, 4, 1)))[..., 0])
+
+
+def test_stacks_of_a_system_broadcast():
+    a, b = normal((3, 1, 4, 4)), normal((2, 4, 1), seed=1)
+    close(LA.solve(a, b), np.linalg.solve(np.broadcast_to(a, (3, 2, 4, 4)), np.broadcast_to(b, (3, 2, 4, 1))))
+
+
+@BOTH
+@STACKED
+@pytest.mark.parametrize("shape", [(4, 4), (5, 3), (3, 5)])
+def test_factorizations_give_back_the_matrix(shape, lead, dtype):
+    a = normal((*lead, *shape), dtype)
+    k = min(shape)
+    q, r = LA.qr(a)
+    assert q.shape == (*lead, shape[0], k) and r.shape == (*lead, k, shape[1])
+    close(q @ r, a)
+    q, r = LA.qr(a, mode="complete")
+    assert q.shape == (*lead, shape[0], shape[0]) and r.shape == a.shape
+    close(q @ r, a)
+    close(q.mH @ q, np.broadcast_to(np.eye(shape[0]), q.shape))
+    close(LA.qr(a, mode="r"), np.triu(np.asarray(r))[..., :k, :])
+    u, s, vh = LA.svd(a, full_matrices=False)
+    close((np.asarray(u) * np.asarray(s)[..., None, :]) @ np.asarray(vh), a)
+    close(s, np.linalg.svd(a, compute_uv=False))
+    close(LA.svdvals(a), s)
+    u, s, vh = LA.svd(a)
+    assert u.shape == (*lead, shape[0], shape[0]) and vh.shape == (*lead, shape[1], shape[1])
+    close(u.mH @ u, np.broadcast_to(np.eye(shape[0]), u.shape))
+    close(vh @ vh.mH, np.broadcast_to(np.eye(shape[1]), vh.shape))
+    close((np.asarray(u)[..., :k] * np.asarray(s)[..., None, :]) @ np.asarray(vh)[..., :k, :], a)
+
+
+@BOTH
+@STACKED
+def test_hermitian_problems(lead, dtype):
+    a = hermitian((*lead, 4, 4), dtype)
+    values, vectors = LA.eigh(a)
+    close(values, np.linalg.eigvalsh(a))
+    close(a @ np.asarray(vectors), np.asarray(vectors) * np.asarray(values)[..., None, :])
+    close(LA.eigvalsh(np.triu(a), "U"), np.linalg.eigvalsh(a))
+    close(LA.eigvalsh(np.tril(a)), np.linalg.eigvalsh(a))
+    definite = a @ a.swapaxes(-1, -2).conj() + np.eye(4)
+    close(LA.cholesky(definite), np.linalg.cholesky(definite))
+    close(LA.cholesky(definite, upper=True), np.linalg.cholesky(definite).swapaxes(-1, -2).conj())
+
+
+def test_methods_agree():
+    a = hermitian((20, 20), "float64")
+    for method in ("divide_and_conquer", "tridiagonal_ql", "jacobi"):
+        close(LA.eigvalsh(a, method=method), np.linalg.eigvalsh(a))
+    for method in ("divide_and_conquer", "bidiagonal_qr", "jacobi"):
+        close(LA.svd(a, method=method).S, np.linalg.svd(a, compute_uv=False))
+
+
+@BOTH
+@pytest.mark.parametrize("shape", [(6, 3), (3, 6), (4, 4)])
+@pytest.mark.parametrize("columns", [None, 2])
+@pytest.mark.parametrize("rcond", [None, 0.4])
+def test_least_squares(rcond, columns, shape, dtype):
+    a = normal(shape, dtype)
+    b = normal(shape[0] if columns is None else (shape[0], columns), dtype, 1)
+    ours, theirs = LA.lstsq(a, b, rcond), np.linalg.lstsq(a, b, rcond)
+    close(ours.x, theirs[0])
+    x, residuals, rank, values = ours
+    close(residuals, theirs[1])
+    assert rank == theirs[2]
+    close(values, theirs[3])
+    assert len(ours) == 4 and ours[2] == rank and ours[1:3][1] == rank
+
+
+@BOTH
+@STACKED
+def test_ranks_and_inverses(lead, dtype):
+    a = normal((*lead, 5, 2), dtype) @ normal((*lead, 2, 4), dtype, 1)
+    close(LA.matrix_rank(a), np.linalg.matrix_rank(a))
+    close(LA.matrix_rank(a, tol=1e3), np.zeros(lead))
+    close(LA.pinv(a), np.linalg.pinv(a), 1e-11)
+    b = normal((*lead, 4, 3), dtype)
+    close(LA.pinv(b, rtol=0.5), np.linalg.pinv(b, rcond=0.5))
+    values = np.linalg.svd(b, compute_uv=False)
+    close(LA.matrix_rank(b, rtol=0.5), (values > 0.5 * values[..., :1]).sum(-1))
+
+
+@BOTH
+@pytest.mark.parametrize("order", [None, "fro", "nuc", 1, -1, 2, -2, np.inf, -np.inf])
+@pytest.mark.parametrize("keepdims", [False, True])
+def test_matrix_norms(keepdims, order, dtype):
+    a = normal((2, 3, 4), dtype)
+    close(LA.norm(a[0], order, keepdims=keepdims), np.linalg.norm(a[0], order, keepdims=keepdims))
+    close(LA.norm(a, order, (2, 0), keepdims), np.linalg.norm(a, order, (2, 0), keepdims))
+    if order is not None:
+        close(LA.matrix_norm(a, ord=order, keepdims=keepdims), np.linalg.norm(a, order, (1, 2), keepdims))
+
+
+@BOTH
+@pytest.mark.parametrize("order", [0, 0.5, 1, 2, 3, np.inf, -np.inf])
+def test_vector_norms(order, dtype):
+    a = normal((3, 4), dtype)
+    close(LA.vector_norm(a, ord=order, axis=1), np.linalg.norm(a, order, 1))
+    close(LA.vector_norm(a, ord=order), np.linalg.norm(a.ravel(), order))
+
+
+@pytest.mark.parametrize("scale", [1e300, 1e-300, 5e-324])
+def test_norms_neither_overflow_nor_underflow(scale):
+    close(LA.norm([3 * scale, 4 * scale]) / scale, 5.0)
+
+
+@BOTH
+@pytest.mark.parametrize("order", [None, 1, -1, 2, -2, np.inf, "fro", "nuc"])
+def test_condition_numbers(order, dtype):
+    a = normal((3, 3), dtype)
+    close(LA.cond(a, order), np.linalg.cond(a, order), 1e-11)
+    assert LA.cond([[1.0, 1.0], [1.0, 1.0]], 1) == np.inf
+
+
+def test_the_rest_of_the_extension():
+    a, b = normal((4, 3)), normal((4, 3), seed=1)
+    close(LA.cross(a, b), np.cross(a, b))
+    close(LA.vecdot(1j * a, b), (np.conj(1j * a) * b).sum(-1))
+    close(LA.matrix_transpose(a), a.T)
+    assert set(LA.__all__) <= set(dir(LA))
+
+
+def test_errors_keep_the_modules_words_and_carry_a_note():
+    with pytest.raises(LA.LinAlgError) as failure:
+        LA.solve([[1.0, 2.0], [2.0, 4.0]], [1.0, 1.0])
+    assert LA.LinAlgError is nm.error
+    assert str(failure.value) == "solve: matrix is singular"
+    if hasattr(failure.value, "__notes__"):
+        assert failure.value.__notes__ == [
+            "given float64 of shape (2, 2), float64 of shape (2,); the matrix has no inverse:"
+            " lstsq and pinv give the least-squares answer"
+        ]
+
+
+@pytest.mark.parametrize(
+    ("call", "message"),
+    [
+        (lambda: LA.inv(nm.ones((2, 3))), "inv takes square matrices, not shape (2, 3)"),
+        (lambda: LA.det(nm.ones(3)), "det takes a matrix or a stack of them, not a tensor of rank 1"),
+        (lambda: LA.qr(nm.ones((2, 2)), "full"), "mode is 'reduced', 'complete' or 'r', not 'full'"),
+        (lambda: LA.eigh(nm.eye(2), "X"), "UPLO is 'L' or 'U', not 'X'"),
+        (lambda: LA.matrix_rank(nm.eye(2), 1, rtol=1), "matrix_rank takes tol or rtol, not both"),
+        (lambda: LA.matrix_norm(nm.eye(2), ord=3), "matrix_norm: ord is 'fro', 'nuc', 1, -1, 2, -2, inf or -inf, not 3"),
+    ],
+)  # fmt: skip
+def test_bad_arguments_are_value_errors(call, message):
+    with pytest.raises(ValueError) as failure:
+        call()
+    assert str(failure.value) == message
