@@ -2,6 +2,7 @@
 
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
+#include "numerical/factor/lu_kernels.hpp"
 #include "numerical/factor/lu_panel.hpp"
 #include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/block_view.hpp"
@@ -25,10 +26,10 @@ constexpr std::size_t greatest_narrow_order = 256;
 // whole trailing product keeps all threads busy by itself.
 constexpr std::size_t look_ahead_columns = 1024;
 
-// A column stride for the panel that neither crowds the cache's sets nor splits vectors over lines.
+// A column stride for the panel, with room for the padding, that does not crowd the cache's sets.
 std::size_t panel_stride(std::size_t rows)
 {
-    const std::size_t stride = (rows + 7) / 8 * 8;
+    const std::size_t stride = (rows + panel_padding + 7) / 8 * 8;
     return stride % 256 == 0 ? stride + 8 : stride;
 }
 

@@ -1,9 +1,11 @@
 #include "numerical/factor/lu_panel.hpp"
 
-#include "numerical/factor/triangular.hpp"
+#include "numerical/factor/divide_row.hpp"
+#include "numerical/factor/lu_kernels.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
@@ -15,42 +17,41 @@ namespace {
 // Columns that are factored without recursion.
 constexpr std::size_t leaf_columns = 16;
 
-// The greatest of `of(x[i])` and their sum, in lanes so that the compiler can use vectors; a NaN is
-// never the greatest.
-struct largest_and_sum
+double square_of_modulus(const complex& z)
 {
-    double largest;
-    double sum;
+    return z.real() * z.real() + z.imag() * z.imag();
+}
+
+// What the square of a modulus tells of who is greater than the best so far. A square in the safe
+// range is right to two units in the last place and the modulus to one, so that beyond eight of
+// them the squares decide. Between the bounds, and for NaN, the moduli have to.
+struct square_bounds
+{
+    double surely_less;    // what lies below is
+    double surely_greater; // what lies above is
+
+    explicit square_bounds(double square)
+    {
+        constexpr double least_safe = 0x1p-900;
+        constexpr double greatest_safe = 0x1p1000;
+        constexpr double margin = 8 * std::numeric_limits<double>::epsilon();
+        surely_less = square < least_safe ? 0 : std::min(square, greatest_safe) * (1 - margin);
+        surely_greater = std::max(square, least_safe) * (1 + margin);
+    }
 };
 
-template <class T, class F>
-largest_and_sum survey(const T* x, std::size_t n, F of)
+// The greatest magnitude, in lanes so that the compiler can use vectors; a NaN is never it.
+double largest_magnitude(const double* x, std::size_t n)
 {
     constexpr std::size_t lanes = 8;
     std::array<double, lanes> largest{};
-    std::array<double, lanes> sum{};
     std::size_t i = 0;
     for (; i + lanes <= n; i += lanes)
-        for (std::size_t l = 0; l < lanes; ++l) {
-            const double value = of(x[i + l]);
-            largest[l] = value > largest[l] ? value : largest[l];
-            sum[l] += value;
-        }
-    for (; i < n; ++i) {
-        const double value = of(x[i]);
-        largest[0] = value > largest[0] ? value : largest[0];
-        sum[0] += value;
-    }
-    for (std::size_t l = 1; l < lanes; ++l) {
-        largest[0] = largest[l] > largest[0] ? largest[l] : largest[0];
-        sum[0] += sum[l];
-    }
-    return {largest[0], sum[0]};
-}
-
-double square_of_modulus(const std::complex<double>& z)
-{
-    return z.real() * z.real() + z.imag() * z.imag();
+        for (std::size_t l = 0; l < lanes; ++l)
+            largest[l] = std::abs(x[i + l]) > largest[l] ? std::abs(x[i + l]) : largest[l];
+    for (; i < n; ++i)
+        largest[0] = std::abs(x[i]) > largest[0] ? std::abs(x[i]) : largest[0];
+    return *std::max_element(largest.begin(), largest.end());
 }
 
 } // namespace
@@ -59,35 +60,64 @@ std::size_t first_largest(const double* x, std::size_t n)
 {
     if (std::isnan(x[0]))
         return 0;
-    const auto magnitude = [](double value) { return std::abs(value); };
-    const double largest = survey(x, n, magnitude).largest;
+    const double largest = largest_magnitude(x, n);
     std::size_t i = 0;
     while (std::abs(x[i]) != largest)
         ++i;
     return i;
 }
 
-// The square root in the modulus costs more than all else of the search, so squares choose who may
-// be the greatest. A square of a number in the safe range is right to two units in the last place,
-// the modulus to one, so what lies below the greatest square by more than eight can't win.
-std::size_t first_largest(const std::complex<double>* x, std::size_t n)
+// The square root in the modulus would cost more than all else of the search.
+std::size_t first_largest(const complex* x, std::size_t n)
 {
-    const auto [largest, sum] = survey(x, n, square_of_modulus);
-    const bool safe = largest >= 0x1p-900 && std::isfinite(sum);
-    const double contends = safe ? largest * (1 - 8 * std::numeric_limits<double>::epsilon()) : 0.0;
     std::size_t best = 0;
-    double best_modulus = safe ? 0.0 : modulus(x[0]);
-    for (std::size_t i = 0; i < n; ++i) {
-        if (square_of_modulus(x[i]) < contends)
+    square_bounds bounds(square_of_modulus(x[0]));
+    for (std::size_t i = 1; i < n; ++i) {
+        const double square = square_of_modulus(x[i]);
+        if (square < bounds.surely_less)
             continue;
-        const double contender = modulus(x[i]);
-        if (contender > best_modulus) {
+        if (square > bounds.surely_greater || modulus(x[i]) > modulus(x[best])) {
             best = i;
-            best_modulus = contender;
+            bounds = square_bounds(square);
         }
     }
     return best;
 }
+
+namespace {
+
+using apply_kernel = void (*)(std::size_t, const double*, double*, std::size_t, std::size_t,
+                              std::size_t);
+
+apply_kernel kernel_of(int path, const double*)
+{
+    return path == avx512_path ? avx512_apply_columns : avx2_apply_columns;
+}
+
+apply_kernel kernel_of(int path, const complex*)
+{
+    return path == avx512_path ? avx512_apply_complex_columns : avx2_apply_complex_columns;
+}
+
+// Columns of L, row t of `l` being the t-th, applied to those of `dest`; see lu_kernels.hpp.
+template <class T>
+void apply_columns_on(int path, block_view<const T> l, block_view<T> dest)
+{
+    if (path != portable_path) {
+        kernel_of(path, l.first)(l.rows, reinterpret_cast<const double*>(l.first),
+                                 reinterpret_cast<double*>(dest.first), dest.rows, l.stride,
+                                 l.cols);
+        return;
+    }
+    for (std::size_t j = 0; j < dest.rows; ++j)
+        for (std::size_t t = 0; t < l.rows; ++t) {
+            const T factor = dest(j, t);
+            for (std::size_t r = t + 1; r < l.cols; ++r)
+                dest(j, r) -= factor * l(t, r);
+        }
+}
+
+} // namespace
 
 template <class T>
 lu_panel<T>::lu_panel(block_view<T> panel_columns, std::size_t matrix_first_row,
@@ -122,29 +152,47 @@ void lu_panel<T>::factorize_columns(std::size_t from, std::size_t to)
     factorize_columns(mid, to);
 }
 
-// Column by column: what stands left of a column is applied when its turn comes, all at once, so
-// that it passes through the registers only once; each element still meets the columns in ascending
-// order. A column without pivot is applied to none. Before it falls out of the run [pending, k) of
-// columns that are still to be applied, the run is applied to all columns after it.
+// The columns of a leaf are applied in runs of at most four: those of the open run [run, k) to
+// column k when its turn comes, a full run to all columns after it. Each element meets the columns
+// in ascending order. A column without pivot is applied to none and ends the run before it.
 template <class T>
 void lu_panel<T>::factorize_leaf(std::size_t from, std::size_t to)
 {
-    std::size_t pending = from;
+    std::size_t run = from;
     for (std::size_t k = from; k < to; ++k) {
-        subtract_columns(pending, k, k);
-        T* const column = columns.row(k);
-        const std::size_t p = k + first_largest(column + k, rows - k);
-        if (column[p] == T(0)) {
+        apply_columns(run, k, k, k + 1);
+        if (!divide_by_pivot(k)) {
             met_zero_pivot = true;
-            for (std::size_t j = k + 1; j < to; ++j)
-                subtract_columns(pending, k, j);
-            pending = k + 1;
-            continue;
+            apply_columns(run, k, k + 1, to);
+            run = k + 1;
+        } else if (k + 1 - run == column_run) {
+            apply_columns(run, k + 1, k + 1, to);
+            run = k + 1;
         }
-        if (p != k)
-            exchange_rows(k, p);
-        divide_row(column + k + 1, column[k], rows - k - 1);
     }
+}
+
+// False for a column of zeros, which is left alone.
+template <class T>
+bool lu_panel<T>::divide_by_pivot(std::size_t k)
+{
+    T* const column = columns.row(k);
+    const std::size_t p = k + first_largest(column + k, rows - k);
+    if (column[p] == T(0))
+        return false;
+    if (p != k)
+        exchange_rows(k, p);
+    divide_row(column + k + 1, column[k], rows - k - 1);
+    return true;
+}
+
+// The columns [run, end) of L are applied to the columns [from, to).
+template <class T>
+void lu_panel<T>::apply_columns(std::size_t run, std::size_t end, std::size_t from, std::size_t to)
+{
+    if (run != end && from != to)
+        apply_columns_on<T>(path, columns.sub(run, end, run, rows),
+                            columns.sub(from, to, run, rows));
 }
 
 // Rows [from, to) of column j become U.
@@ -154,16 +202,6 @@ void lu_panel<T>::solve_unit_lower(std::size_t from, std::size_t to, std::size_t
     T* const column = columns.row(j);
     for (std::size_t k = from; k + 1 < to; ++k)
         subtract_scaled_on(path, column + k + 1, columns.row(k) + k + 1, column[k], to - k - 1);
-}
-
-// Columns [from, to) of L, already factored, are applied to the whole of column j.
-template <class T>
-void lu_panel<T>::subtract_columns(std::size_t from, std::size_t to, std::size_t j)
-{
-    solve_unit_lower(from, to, j);
-    T* const column = columns.row(j);
-    subtract_products_on(path, column + to, column + from, columns.row(from) + to, columns.stride,
-                         to - from, rows - to);
 }
 
 template <class T>

@@ -15,8 +15,8 @@ class lu_panel
 {
 public:
     // Row j of `columns` is column j of the panel, whose first row is row `first_row` of the
-    // matrix. exchanges[k] receives the matrix row with which row first_row + k was exchanged, if
-    // it was with another.
+    // matrix; it ends in at least panel_padding spare elements (lu_kernels.hpp). exchanges[k]
+    // receives the matrix row with which row first_row + k was exchanged, if it was with another.
     lu_panel(block_view<T> panel_columns, std::size_t matrix_first_row, std::size_t block_width,
              std::size_t* exchanged_with);
 
@@ -37,7 +37,8 @@ private:
     void factorize_columns(std::size_t from, std::size_t to);
     void factorize_leaf(std::size_t from, std::size_t to);
     void solve_unit_lower(std::size_t from, std::size_t to, std::size_t j);
-    void subtract_columns(std::size_t from, std::size_t to, std::size_t j);
+    void apply_columns(std::size_t run, std::size_t end, std::size_t from, std::size_t to);
+    bool divide_by_pivot(std::size_t k);
     void exchange_rows(std::size_t k, std::size_t p);
 };
 

@@ -1,5 +1,6 @@
 #include "numerical/factor/lu.hpp"
 
+#include "numerical/factor/divide_row.hpp"
 #include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/path.hpp"

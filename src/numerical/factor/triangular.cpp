@@ -1,5 +1,6 @@
 #include "numerical/factor/triangular.hpp"
 
+#include "numerical/factor/divide_row.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/storage.hpp"

@@ -34,14 +34,6 @@ void substitute_upper(int path, block_view<const T> u, block_view<T> x);
 template <class T>
 std::vector<T> upper_inverse(const std::vector<T>& r, std::size_t n);
 
-// row[j] /= divisor.
-template <class T>
-void divide_row(T* row, T divisor, std::size_t n)
-{
-    for (std::size_t j = 0; j < n; ++j)
-        row[j] /= divisor;
-}
-
 template <class T>
 void copy_block(block_view<const std::type_identity_t<T>> from, block_view<T> to)
 {

@@ -71,16 +71,40 @@ std::vector<std::remove_const_t<T>> negated_copy(block_view<T> a)
     return copy;
 }
 
+// The rows [i, i + 4) of A, within the columns [left, right), become four columns of `to`.
+template <class T>
+void transpose_four_rows(block_view<T> to, block_view<const std::type_identity_t<T>> a,
+                         std::size_t i, std::size_t left, std::size_t right)
+{
+    for (std::size_t j = left; j < right; ++j) {
+        const T x0 = a(i, j);
+        const T x1 = a(i + 1, j);
+        const T x2 = a(i + 2, j);
+        const T x3 = a(i + 3, j);
+        T* const four = &to(j, i);
+        four[0] = x0;
+        four[1] = x1;
+        four[2] = x2;
+        four[3] = x3;
+    }
+}
+
 // `to` := Aᵀ, in tiles, so that neither side walks a page for each element.
 template <class T>
 void transpose_into(block_view<T> to, block_view<const std::type_identity_t<T>> a)
 {
     constexpr std::size_t tile = 32;
-    for (std::size_t i0 = 0; i0 < a.rows; i0 += tile)
-        for (std::size_t j0 = 0; j0 < a.cols; j0 += tile)
-            for (std::size_t j = j0; j < std::min(j0 + tile, a.cols); ++j)
-                for (std::size_t i = i0; i < std::min(i0 + tile, a.rows); ++i)
+    for (std::size_t top = 0; top < a.rows; top += tile)
+        for (std::size_t left = 0; left < a.cols; left += tile) {
+            const std::size_t bottom = std::min(top + tile, a.rows);
+            const std::size_t right = std::min(left + tile, a.cols);
+            std::size_t i = top;
+            for (; i + 4 <= bottom; i += 4)
+                transpose_four_rows(to, a, i, left, right);
+            for (; i < bottom; ++i)
+                for (std::size_t j = left; j < right; ++j)
                     to(j, i) = a(i, j);
+        }
 }
 
 } // namespace numerical::detail

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "numerical/scalar.hpp"
+
+#include <cstddef>
+
+namespace numerical::detail {
+
+// row[j] /= divisor, each element the true quotient that operator/ gives, to the bit.
+void divide_row(double* row, double divisor, std::size_t n);
+void divide_row(complex* row, complex divisor, std::size_t n);
+
+} // namespace numerical::detail

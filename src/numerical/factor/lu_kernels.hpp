@@ -1,0 +1,31 @@
+#pragma once
+
+// The inner step of an LU panel, in an AVX2 and an AVX-512 form. Declarations only, so it may be
+// included from any target. Counts are in elements; complex data is interleaved (real, imaginary).
+
+#include <cstddef>
+
+namespace numerical::detail {
+
+// A run of factored columns of L is applied to columns right of it. Columns lie `stride` apart; `l`
+// and `dest` point at their first columns, both at the row of the run's first pivot, from which
+// `rows` rows are counted down. For each column c of `dest` the first `run` elements become
+// elements of U, u_t = c_t - sum of u_s·l_s[t] over s < t, and the others lose the sum of u_t·l_t,
+// in ascending order of t, each step fused (complex: by the real part of u_t, then by the imaginary
+// part). 0 < run <= column_run.
+//
+// Vectors are whole: up to panel_padding elements below the last row are written with no meaning,
+// so a column must end in so many spare ones.
+constexpr std::size_t column_run = 4;
+constexpr std::size_t panel_padding = 7;
+
+void avx2_apply_columns(std::size_t run, const double* l, double* dest, std::size_t dest_columns,
+                        std::size_t stride, std::size_t rows);
+void avx512_apply_columns(std::size_t run, const double* l, double* dest, std::size_t dest_columns,
+                          std::size_t stride, std::size_t rows);
+void avx2_apply_complex_columns(std::size_t run, const double* l, double* dest,
+                                std::size_t dest_columns, std::size_t stride, std::size_t rows);
+void avx512_apply_complex_columns(std::size_t run, const double* l, double* dest,
+                                  std::size_t dest_columns, std::size_t stride, std::size_t rows);
+
+} // namespace numerical::detail
