@@ -236,11 +236,46 @@ std::vector<row_group> left_groups(std::size_t n, std::size_t k)
     return {{0, k, upper_rows}, {k, 1, torn_row}, {k + 1, n - 1 - k, lower_rows}};
 }
 
-std::vector<row_group> right_groups(const bidiagonal_vectors& vectors, std::size_t k)
+std::vector<row_group> right_groups(std::size_t m, std::size_t k)
 {
-    if (!vectors.complete())
-        return {{0, 1, upper_rows}, {1, 1, lower_rows}};
-    return {{0, k + 1, upper_rows}, {k + 1, vectors.v.rows - k - 1, lower_rows}};
+    return {{0, k + 1, upper_rows}, {k + 1, m - k - 1, lower_rows}};
+}
+
+// One row of a group's product. Products of little work may take another way than larger ones, with
+// other rounding: as many copies of the row are multiplied as make it go the way of the group.
+void multiply_row_of_group(const std::vector<double>& old_row, const std::vector<double>& new_rows,
+                           std::size_t group_rows, std::size_t size, double* product)
+{
+    constexpr std::size_t enough_work = 512;
+    const std::size_t count = old_row.size();
+    const std::size_t copies = std::min(group_rows, 1 + enough_work / (count * size));
+    std::vector<double> rows(copies * size);
+    gemm<double>(copies, size, count, old_row.data(), 0, new_rows.data(), size, rows.data(), size);
+    std::copy_n(rows.data(), size, product);
+}
+
+// What update_basis does to the first and the last row of the right basis, which are all there is.
+void update_end_rows(const basis_update& update, const merge_partition& partition,
+                     const std::vector<std::size_t>& order)
+{
+    const std::size_t size = partition.active.size();
+    const std::vector<double> norms = column_norms(update.small, size);
+    std::vector<double> product(2 * size);
+    for (std::size_t end = 0; end < 2; ++end) {
+        std::vector<double> old_row;
+        std::vector<double> new_rows;
+        for (std::size_t p = 0; p < size; ++p) {
+            if ((update.types[partition.active[p]] & update.groups[end].mask) == 0)
+                continue;
+            old_row.push_back(update.basis(end, partition.active[p]));
+            for (std::size_t q = 0; q < size; ++q)
+                new_rows.push_back(update.small[p * size + q] / norms[q]);
+        }
+        if (!old_row.empty())
+            multiply_row_of_group(old_row, new_rows, update.groups[end].rows, size,
+                                  product.data() + end * size);
+    }
+    place_columns(update.basis, product.data(), partition, order);
 }
 
 bool is_zero(const torn_problem& torn, const std::vector<double>& values)
@@ -275,14 +310,17 @@ void merge_arrow(std::vector<double>& values, torn_problem torn, const bidiagona
     for (std::size_t c = 0; c < n; ++c)
         values[c] = all[order[c]];
 
-    if (vectors.complete()) {
-        double* const left = workspace_of(workspace.left_vectors, size * size);
-        fill_left_vectors(arrow, small, left);
-        update_basis({vectors.u, left_groups(n, torn.k), deflation.left_types, left}, partition,
-                     order, workspace.right);
+    const basis_update right{vectors.v, right_groups(vectors.v.cols, torn.k), deflation.right_types,
+                             small};
+    if (!vectors.complete()) {
+        update_end_rows(right, partition, order);
+        return;
     }
-    update_basis({vectors.v, right_groups(vectors, torn.k), deflation.right_types, small},
-                 partition, order, workspace.right);
+    double* const left = workspace_of(workspace.left_vectors, size * size);
+    fill_left_vectors(arrow, small, left);
+    update_basis({vectors.u, left_groups(n, torn.k), deflation.left_types, left}, partition, order,
+                 workspace.right);
+    update_basis(right, partition, order, workspace.right);
 }
 
 } // namespace numerical::detail

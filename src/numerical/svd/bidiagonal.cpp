@@ -6,6 +6,7 @@
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/svd/row_dots.hpp"
 
 #include <algorithm>
 #include <array>
@@ -15,7 +16,9 @@
 namespace numerical::detail {
 namespace {
 
-constexpr std::size_t tile_columns = 64;
+constexpr std::size_t tile_doubles = 64; // a tile of the matrix, all rows, stays in the L2 cache
+constexpr std::size_t tiles_per_group = 2;
+constexpr std::size_t rows_per_index = 64;
 
 template <class T>
 bool is_zero(const T* x, std::size_t n)
@@ -23,14 +26,20 @@ bool is_zero(const T* x, std::size_t n)
     return std::all_of(x, x + n, [](const T& element) { return element == T(0); });
 }
 
-double dot(int path, const double* a, const double* b, std::size_t n)
+template <class T>
+double largest_modulus(const std::vector<T>& x)
 {
-    return dot_on(path, a, b, n);
+    double largest = 0;
+    for (const T& element : x)
+        largest = std::max(largest, modulus(element));
+    return largest;
 }
 
-complex dot(int, const complex* a, const complex* b, std::size_t n)
+template <class T>
+void conjugate_all(std::vector<T>& x)
 {
-    return plain_dot(a, b, n);
+    for (T& element : x)
+        element = conjugate(element);
 }
 
 // Some of the rows of a panel's factors: `count` of them from `from` on, every `step`-th.
@@ -45,6 +54,12 @@ struct factor_rows
 // as it was before the panel. Column l adds two rows to L and to R. The left reflector u goes to
 // row 2l of L and y = 2·uᴴ·(the matrix) beside it to R; x = 2·(the matrix)·v goes to row 2l + 1 of
 // L and the conjugate of the right reflector v beside it to R. Without a reflector they stay zero.
+//
+// The products uᴴ·A and A·v are what the time goes to, and reading A is what they wait for. v is
+// made of row c as it stands after the left reflection, which a tile of columns of uᴴ·A completes
+// for these columns. So both products go over A together, tile by tile (Howell, Demmel, Fulton,
+// Hammarling and Marmol 2008): with r for that row, conjugated, and v = (r - β·e₁)/‖r - β·e₁‖,
+// A·v is had from A·r and the first column of A.
 template <class T>
 class bidiagonal_panel
 {
@@ -53,26 +68,39 @@ public:
                      bidiagonal_reduction<T>& into);
 
     // Reflect column c from the left, so that nothing stands below (c, c), and row c from the
-    // right, so that nothing stands right of (c, c + 1). What then stands there is returned.
-    T reduce_column(std::size_t c);
-    T reduce_row(std::size_t c);
+    // right, so that nothing stands right of (c, c + 1). What then stands there goes to d and e.
+    void reduce(std::size_t c, T& d, T& e);
 
     void update_trailing();
 
 private:
+    static constexpr std::size_t tile_columns = tile_doubles * sizeof(double) / sizeof(T);
+
     static factor_rows all(std::size_t l) { return {0, 1, 2 * l}; }
 
     static factor_rows of_left_reflectors(std::size_t l) { return {0, 2, l}; }
 
     static factor_rows of_right_reflectors(std::size_t l) { return {1, 2, l}; }
 
-    std::vector<T> column_of(const std::vector<T>& factor, factor_rows rows, std::size_t c) const;
+    T* left_row(std::size_t t) { return left.data() + t * n; }
+
+    T* right_row(std::size_t t) { return right.data() + t * n; }
+
+    std::vector<T> matrix_column(std::size_t c, std::size_t from_row) const;
+    std::vector<T> factor_column(const std::vector<T>& factor, factor_rows rows,
+                                 std::size_t c) const;
     std::vector<T> dots(const std::vector<T>& factor, factor_rows rows, std::size_t c,
                         const std::vector<T>& x) const;
-    void subtract(std::vector<T>& x, const std::vector<T>& coefficients,
+    void subtract(T* x, std::size_t size, const std::vector<T>& coefficients,
                   const std::vector<T>& factor, factor_rows rows, std::size_t c) const;
-    void multiply_left(std::size_t c, const std::vector<T>& u);
-    void multiply_right(std::size_t c, const std::vector<T>& v);
+
+    T reduce_column(std::size_t c);
+    void update_row(std::size_t c, T* r, std::size_t from, std::size_t width) const;
+    std::vector<T> sweep(std::size_t c, std::vector<T>& r);
+    std::vector<T> multiply_right(std::size_t c, const std::vector<T>& v) const;
+    std::vector<T> product_from_sweep(std::size_t c, std::vector<T> w, T first, T beta,
+                                      const std::vector<T>& v) const;
+    void store_right(std::size_t c, std::vector<T> w, std::vector<T> v);
 
     std::vector<T>& a;
     bidiagonal_reduction<T>& out;
@@ -98,10 +126,24 @@ bidiagonal_panel<T>::bidiagonal_panel(std::vector<T>& matrix, std::size_t first_
             columns[l * rows + i] = a[(first + i) * n + first + l];
 }
 
+// Column c of A from a row down.
+template <class T>
+std::vector<T> bidiagonal_panel<T>::matrix_column(std::size_t c, std::size_t from_row) const
+{
+    if (c < last) {
+        const T* const column = columns.data() + (c - first) * (n - first);
+        return std::vector<T>(column + (from_row - first), column + (n - first));
+    }
+    std::vector<T> column(n - from_row);
+    for (std::size_t i = from_row; i < n; ++i)
+        column[i - from_row] = a[i * n + c];
+    return column;
+}
+
 // Element c of each of the rows.
 template <class T>
-std::vector<T> bidiagonal_panel<T>::column_of(const std::vector<T>& factor, factor_rows rows,
-                                              std::size_t c) const
+std::vector<T> bidiagonal_panel<T>::factor_column(const std::vector<T>& factor, factor_rows rows,
+                                                  std::size_t c) const
 {
     std::vector<T> column(rows.count);
     for (std::size_t t = 0; t < rows.count; ++t)
@@ -115,110 +157,161 @@ std::vector<T> bidiagonal_panel<T>::dots(const std::vector<T>& factor, factor_ro
                                          std::size_t c, const std::vector<T>& x) const
 {
     std::vector<T> products(rows.count);
-    for (std::size_t t = 0; t < rows.count; ++t)
-        products[t] =
-            dot(path, factor.data() + (rows.from + rows.step * t) * n + c, x.data(), x.size());
+    add_row_dots_on(path, products.data(), factor.data() + rows.from * n + c, rows.step * n,
+                    rows.count, x.data(), x.size());
     return products;
 }
 
 // x -= the combination of the rows' part from element c on.
 template <class T>
-void bidiagonal_panel<T>::subtract(std::vector<T>& x, const std::vector<T>& coefficients,
+void bidiagonal_panel<T>::subtract(T* x, std::size_t size, const std::vector<T>& coefficients,
                                    const std::vector<T>& factor, factor_rows rows,
                                    std::size_t c) const
 {
-    subtract_products_on(path, x.data(), coefficients.data(), factor.data() + rows.from * n + c,
-                         rows.step * n, rows.count, x.size());
+    subtract_products_on(path, x, coefficients.data(), factor.data() + rows.from * n + c,
+                         rows.step * n, rows.count, size);
 }
 
+// β of column c; its reflector goes to L.
 template <class T>
 T bidiagonal_panel<T>::reduce_column(std::size_t c)
 {
     const std::size_t l = c - first;
-    const T* const column = columns.data() + l * (n - first);
-    std::vector<T> x(column + l, column + (n - first));
-    subtract(x, column_of(right, all(l), c), left, all(l), c);
-    if (is_zero(x.data() + 1, x.size() - 1))
-        return x[0];
-    const T beta = householder_in_place(x);
-    multiply_left(c, x);
-    std::copy(x.begin(), x.end(), left.begin() + static_cast<std::ptrdiff_t>(2 * l * n + c));
-    out.left_reflectors[c] = std::move(x);
+    std::vector<T> u = matrix_column(c, c);
+    subtract(u.data(), u.size(), factor_column(right, all(l), c), left, all(l), c);
+    if (is_zero(u.data() + 1, u.size() - 1))
+        return u[0];
+    const T beta = householder_in_place(u);
+    std::copy(u.begin(), u.end(), left_row(2 * l) + c);
+    out.left_reflectors[c] = std::move(u);
     return beta;
 }
 
-// y = 2·uᴴ·(A - Lᵀ·R) right of column c, by tiles of columns.
+// Elements [from, from + width) of row c, which is r, after the left reflection.
 template <class T>
-void bidiagonal_panel<T>::multiply_left(std::size_t c, const std::vector<T>& u)
+void bidiagonal_panel<T>::update_row(std::size_t c, T* r, std::size_t from, std::size_t width) const
+{
+    const factor_rows lefts = of_left_reflectors(c - first + 1); // that of this column included
+    const factor_rows rights = of_right_reflectors(c - first);
+    std::copy_n(a.data() + c * n + from, width, r);
+    subtract(r, width, factor_column(left, lefts, c), right, lefts, from);
+    subtract(r, width, factor_column(left, rights, c), right, rights, from);
+}
+
+// With column c's left reflector: y; r, the conjugate of row c right of the diagonal; and the
+// product A·r below row c. Sums over columns go by groups of tiles, which are added in order.
+template <class T>
+std::vector<T> bidiagonal_panel<T>::sweep(std::size_t c, std::vector<T>& r)
 {
     const std::size_t l = c - first;
-    std::vector<T> conjugate_u(u.size());
-    std::vector<T> minus_conjugate_u(u.size());
-    for (std::size_t i = 0; i < u.size(); ++i) {
-        conjugate_u[i] = conjugate(u[i]);
-        minus_conjugate_u[i] = negated(conjugate_u[i]);
-    }
+    const std::size_t size = n - c - 1;
+    std::vector<T> conjugate_u = out.left_reflectors[c];
+    conjugate_all(conjugate_u);
     const std::vector<T> weights = dots(left, all(l), c, conjugate_u);
-    T* const y = right.data() + 2 * l * n;
+    std::vector<T> minus_conjugate_u(conjugate_u.size());
+    std::transform(conjugate_u.begin(), conjugate_u.end(), minus_conjugate_u.begin(),
+                   [](const T& element) { return negated(element); });
+    T* const y = right_row(2 * l);
 
-    const auto multiply_tile = [&](std::size_t tile) {
-        const std::size_t from = c + 1 + tile_columns * tile;
-        const std::size_t width = std::min(n - from, tile_columns);
+    const auto sweep_tile = [&](std::size_t from, std::size_t width, T* w) {
         std::array<T, tile_columns> sums{};
         subtract_products_on(path, sums.data(), minus_conjugate_u.data(), a.data() + c * n + from,
-                             n, u.size(), width);
-        subtract_products_on(path, sums.data(), weights.data(), right.data() + from, n,
-                             weights.size(), width);
+                             n, size + 1, width);
+        subtract(sums.data(), width, weights, right, all(l), from);
         for (std::size_t j = 0; j < width; ++j)
             y[from + j] = 2.0 * sums[j];
+        T* const stretch = r.data() + (from - c - 1);
+        update_row(c, stretch, from, width);
+        for (std::size_t j = 0; j < width; ++j)
+            stretch[j] = conjugate(stretch[j]);
+        add_row_dots_on(path, w, a.data() + (c + 1) * n + from, n, size, stretch, width);
     };
-    parallel_for((n - c + tile_columns - 2) / tile_columns, (n - c) * tile_columns, multiply_tile);
+    const std::size_t group_columns = tiles_per_group * tile_columns;
+    const std::size_t groups = (size + group_columns - 1) / group_columns;
+    std::vector<T> partial(groups * size);
+    const auto sweep_group = [&](std::size_t g) {
+        const std::size_t end = std::min(c + 1 + (g + 1) * group_columns, n);
+        for (std::size_t from = c + 1 + g * group_columns; from < end; from += tile_columns)
+            sweep_tile(from, std::min(tile_columns, end - from), partial.data() + g * size);
+    };
+    parallel_for(groups, 2 * size * group_columns, sweep_group);
+    for (std::size_t g = 1; g < groups; ++g)
+        for (std::size_t i = 0; i < size; ++i)
+            partial[i] += partial[g * size + i];
+    partial.resize(size);
+    return partial;
 }
 
+// A·v below row c, by itself.
 template <class T>
-T bidiagonal_panel<T>::reduce_row(std::size_t c)
+std::vector<T> bidiagonal_panel<T>::multiply_right(std::size_t c, const std::vector<T>& v) const
 {
-    const std::size_t l = c - first;
-    const auto row = a.begin() + static_cast<std::ptrdiff_t>(c * n);
-    std::vector<T> r(row + static_cast<std::ptrdiff_t>(c + 1),
-                     row + static_cast<std::ptrdiff_t>(n));
-    const factor_rows lefts = of_left_reflectors(l + 1); // that of this very column included
-    const factor_rows rights = of_right_reflectors(l);
-    subtract(r, column_of(left, lefts, c), right, lefts, c + 1);
-    subtract(r, column_of(left, rights, c), right, rights, c + 1);
-    if (is_zero(r.data() + 1, r.size() - 1))
-        return r[0];
-    for (T& element : r)
-        element = conjugate(element);
-    const T beta = householder_in_place(r);
-    multiply_right(c, r);
-    T* const v = right.data() + (2 * l + 1) * n + c + 1;
-    for (std::size_t j = 0; j < r.size(); ++j)
-        v[j] = conjugate(r[j]);
-    out.right_reflectors[c] = std::move(r);
-    return conjugate(beta);
+    std::vector<T> w(v.size());
+    const auto multiply_rows = [&](std::size_t b) {
+        const std::size_t from = b * rows_per_index;
+        add_row_dots_on(path, w.data() + from, a.data() + (c + 1 + from) * n + c + 1, n,
+                        std::min(rows_per_index, v.size() - from), v.data(), v.size());
+    };
+    parallel_for((v.size() + rows_per_index - 1) / rows_per_index, 2 * rows_per_index * v.size(),
+                 multiply_rows);
+    return w;
 }
 
-// x = 2·(A - Lᵀ·R)·v below row c.
+// A·v from w = A·r: r begins with `first`, and its reflector v takes it to β·e₁.
 template <class T>
-void bidiagonal_panel<T>::multiply_right(std::size_t c, const std::vector<T>& v)
+std::vector<T> bidiagonal_panel<T>::product_from_sweep(std::size_t c, std::vector<T> w,
+                                                       T first_of_r, T beta,
+                                                       const std::vector<T>& v) const
+{
+    const double length = modulus(T(first_of_r - beta)) / modulus(v[0]);
+    const std::vector<T> column = matrix_column(c + 1, c + 1);
+    for (std::size_t i = 0; i < w.size(); ++i)
+        w[i] = (w[i] - finite_product(beta, column[i])) / length;
+    return w;
+}
+
+// x = 2·(A - Lᵀ·R)·v from w = A·v.
+template <class T>
+void bidiagonal_panel<T>::store_right(std::size_t c, std::vector<T> w, std::vector<T> v)
 {
     const std::size_t l = c - first;
     const factor_rows lefts = of_left_reflectors(l + 1);
     const factor_rows rights = of_right_reflectors(l);
-    const std::vector<T> left_weights = dots(right, lefts, c + 1, v);
-    const std::vector<T> right_weights = dots(right, rights, c + 1, v);
-
-    std::vector<T> w(v.size());
-    const auto multiply_row = [&](std::size_t i) {
-        w[i] = dot(path, a.data() + (c + 1 + i) * n + c + 1, v.data(), v.size());
-    };
-    parallel_for(w.size(), (n - c) * 2, multiply_row);
-    subtract(w, left_weights, left, lefts, c + 1);
-    subtract(w, right_weights, left, rights, c + 1);
-    T* const x = left.data() + (2 * l + 1) * n + c + 1;
-    for (std::size_t i = 0; i < w.size(); ++i)
+    subtract(w.data(), w.size(), dots(right, lefts, c + 1, v), left, lefts, c + 1);
+    subtract(w.data(), w.size(), dots(right, rights, c + 1, v), left, rights, c + 1);
+    T* const x = left_row(2 * l + 1) + c + 1;
+    T* const conjugate_v = right_row(2 * l + 1) + c + 1;
+    for (std::size_t i = 0; i < w.size(); ++i) {
         x[i] = 2.0 * w[i];
+        conjugate_v[i] = conjugate(v[i]);
+    }
+    out.right_reflectors[c] = std::move(v);
+}
+
+template <class T>
+void bidiagonal_panel<T>::reduce(std::size_t c, T& d, T& e)
+{
+    d = reduce_column(c);
+    if (c + 1 == n)
+        return;
+    std::vector<T> r(n - c - 1);
+    std::vector<T> w;
+    if (out.left_reflectors[c].empty()) {
+        update_row(c, r.data(), c + 1, r.size());
+        conjugate_all(r);
+    } else {
+        w = sweep(c, r);
+    }
+    e = conjugate(r[0]);
+    if (is_zero(r.data() + 1, r.size() - 1))
+        return;
+    // Products with a tiny r have lost digits to underflow.
+    const bool usable = !w.empty() && largest_modulus(r) >= tiny_magnitude;
+    const T first_of_r = r[0];
+    const T beta = householder_in_place(r);
+    e = conjugate(beta);
+    w = usable ? product_from_sweep(c, std::move(w), first_of_r, beta, r) : multiply_right(c, r);
+    store_right(c, std::move(w), std::move(r));
 }
 
 // The trailing block gains -Lᵀ·R, first all u·y, then all x·vᴴ, as one product.
@@ -280,11 +373,8 @@ bidiagonal_reduction<T> bidiagonalize(std::vector<T> a, std::size_t n)
     for (std::size_t first = 0; first < n; first += bidiagonal_panel_columns) {
         const std::size_t last = std::min(first + bidiagonal_panel_columns, n);
         bidiagonal_panel<T> panel(a, first, last, out);
-        for (std::size_t c = first; c < last; ++c) {
-            d[c] = panel.reduce_column(c);
-            if (c + 1 < n)
-                e[c] = panel.reduce_row(c);
-        }
+        for (std::size_t c = first; c < last; ++c)
+            panel.reduce(c, d[c], e[c]);
         panel.update_trailing();
     }
     take_diagonals(out, std::move(d), std::move(e));
