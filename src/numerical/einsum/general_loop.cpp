@@ -37,8 +37,10 @@ T term(const pointers<T, N>& at, const offsets<N>& by)
 // Elements that are summed side by side, each in its own order: the processor adds to the others
 // while one addition is under way.
 constexpr std::size_t sums_at_once = 8;
-// Elements whose sums grow together along an axis on which the operands lie side by side.
-constexpr std::size_t columns_at_once = 256;
+// Elements whose sums grow together along an axis on which the operands lie side by side; half of
+// the first-level cache, so that rows are read in long runs.
+template <class T>
+constexpr std::size_t columns_at_once = 16384 / sizeof(T);
 // Shorter axes aren't worth a walk along columns.
 constexpr std::size_t least_columns = 8;
 
@@ -57,37 +59,39 @@ void add_along(std::array<T, W>& sums, pointers<T, N> at, const offsets<N>& apar
     sums = sum;
 }
 
-// sum[c] += the terms at columns c, which lie side by side or, with a step of 0, are one and the
-// same.
-template <std::size_t step, class T>
-void add_row(T* sum, const pointers<T, 1>& at, std::size_t count)
+// sum[c] += the terms at columns c of each row along the inner axis, rows ascending. Columns lie
+// side by side or, with a step of 0, are one and the same.
+template <class T>
+void add_rows(T* sum, pointers<T, 1> at, const offsets<1>&, std::size_t count,
+              const loop_axis<1>& inner)
 {
-    for (std::size_t c = 0; c < count; ++c)
-        sum[c] += at[0][c * step];
+    const std::size_t stride = inner.stride[0];
+    const T* row = at[0];
+    std::size_t i = 0;
+    for (; i + 4 <= inner.extent; i += 4, row += 4 * stride)
+        for (std::size_t c = 0; c < count; ++c)
+            sum[c] = sum[c] + row[c] + row[c + stride] + row[c + 2 * stride] + row[c + 3 * stride];
+    for (; i < inner.extent; ++i, row += stride)
+        for (std::size_t c = 0; c < count; ++c)
+            sum[c] += row[c];
 }
 
 template <std::size_t a_step, std::size_t b_step, class T>
-void add_row(T* sum, const pointers<T, 2>& at, std::size_t count)
+void add_row_of_products(T* sum, const T* a, const T* b, std::size_t count)
 {
     for (std::size_t c = 0; c < count; ++c)
-        sum[c] += at[0][c * a_step] * at[1][c * b_step];
+        sum[c] += a[c * a_step] * b[c * b_step];
 }
 
 template <class T>
-void add_row(T* sum, const pointers<T, 1>& at, const offsets<1>&, std::size_t count)
+void add_rows(T* sum, pointers<T, 2> at, const offsets<2>& step, std::size_t count,
+              const loop_axis<2>& inner)
 {
-    add_row<1>(sum, at, count);
-}
-
-template <class T>
-void add_row(T* sum, const pointers<T, 2>& at, const offsets<2>& step, std::size_t count)
-{
-    if (step[0] == 0)
-        add_row<0, 1>(sum, at, count);
-    else if (step[1] == 0)
-        add_row<1, 0>(sum, at, count);
-    else
-        add_row<1, 1>(sum, at, count);
+    const auto add_row = step[0] == 0   ? add_row_of_products<0, 1, T>
+                         : step[1] == 0 ? add_row_of_products<1, 0, T>
+                                        : add_row_of_products<1, 1, T>;
+    for (std::size_t i = 0; i < inner.extent; ++i, at = moved(at, inner.stride))
+        add_row(sum, at[0], at[1], count);
 }
 
 // The sums over the axes `summed` for every position of the axes `kept`, of which the last stride
@@ -149,15 +153,17 @@ private:
 
     void sum_columns(const offsets<N + 1>& at, const loop_axis<N + 1>& along)
     {
-        std::array<T, columns_at_once> sum;
+        std::array<T, columns_at_once<T>> sum;
         const offsets<N> step = in_operands(along.stride);
-        for (std::size_t first = 0; first < along.extent; first += columns_at_once) {
-            const std::size_t count = std::min(columns_at_once, along.extent - first);
+        for (std::size_t first = 0; first < along.extent; first += columns_at_once<T>) {
+            const std::size_t count = std::min(columns_at_once<T>, along.extent - first);
             const offsets<N + 1> start = advanced<N + 1>(at, along.stride, first);
             std::fill_n(sum.begin(), count, T(0));
-            for_each_position<N>(summed, in_operands(start), [&](const offsets<N>& position) {
-                add_row(sum.data(), moved<T, N>(operands, position), step, count);
-            });
+            for_each_position<N>(outer_summed(), in_operands(start),
+                                 [&](const offsets<N>& position) {
+                                     add_rows(sum.data(), moved<T, N>(operands, position), step,
+                                              count, summed.back());
+                                 });
             for (std::size_t c = 0; c < count; ++c)
                 out[start[N] + c * along.stride[N]] = sum[c];
         }
@@ -165,11 +171,17 @@ private:
 
     void sum_elements(const offsets<N + 1>& at, const loop_axis<N + 1>& along)
     {
-        std::size_t done = 0;
-        for (; done + sums_at_once <= along.extent; done += sums_at_once)
-            sum_block<sums_at_once>(advanced<N + 1>(at, along.stride, done), along.stride);
-        for (; done < along.extent; ++done)
-            sum_block<1>(advanced<N + 1>(at, along.stride, done), along.stride);
+        sum_blocks<sums_at_once>(at, along, 0);
+    }
+
+    // W at once as long as so many are left, the rest by ever fewer.
+    template <std::size_t W>
+    void sum_blocks(const offsets<N + 1>& at, const loop_axis<N + 1>& along, std::size_t done)
+    {
+        for (; done + W <= along.extent; done += W)
+            sum_block<W>(advanced<N + 1>(at, along.stride, done), along.stride);
+        if constexpr (W > 1)
+            sum_blocks<W / 2>(at, along, done);
     }
 
     template <std::size_t W>
