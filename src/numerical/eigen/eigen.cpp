@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
 namespace numerical {
 namespace detail {
@@ -49,16 +50,12 @@ double checked_scale(const matrix<T>& a, const char* operation, const char* not_
     return largest == 0 ? 1.0 : std::min(largest, std::numeric_limits<double>::max());
 }
 
-// The lower triangle over the scale; what lies above is left zero.
 template <class T>
-std::vector<T> scaled_lower(const matrix<T>& a, double scale)
+void scale_lower(matrix<T>& a, double scale)
 {
-    const std::size_t n = a.rows;
-    std::vector<T> scaled = zeros<T>(n * n);
-    for (std::size_t i = 0; i < n; ++i)
+    for (std::size_t i = 0; i < a.rows; ++i)
         for (std::size_t j = 0; j <= i; ++j)
-            scaled[i * n + j] = lower_element(a, i, j) / scale;
-    return scaled;
+            a.data[i * a.cols + j] = lower_element(a, i, j) / scale;
 }
 
 template <class T>
@@ -69,15 +66,17 @@ struct eigenpairs
 };
 
 template <class T>
-eigenpairs<T> solve_by_reduction(const matrix<T>& a, double scale, eigen_method method)
+eigenpairs<T> solve_by_reduction(matrix<T> a, double scale, eigen_method method)
 {
     const std::size_t n = a.rows;
     if (n == 0)
         return {};
     std::vector<double> d(n);
     std::vector<double> e(n);
-    std::vector<T> rows = scaled_lower(a, scale);
-    const auto reduction = tridiagonalize(rows, n, d, e);
+    scale_lower(a, scale);
+    const auto reduction = tridiagonalize(a.data, n, d, e);
+    a.data = {}; // the next block of this size may then be the same memory
+    std::vector<T> rows;
     if (method == eigen_method::tridiagonal_ql) {
         rows = tridiagonal_basis(reduction, n);
         tridiagonal_ql(d, e, rows, n, 30 * n);
@@ -117,7 +116,7 @@ template std::vector<complex> columns_by_value(const std::vector<complex>&,
 
 } // namespace detail
 
-symmetric_eigen::symmetric_eigen(const matrix<double>& a, eigen_method method)
+symmetric_eigen::symmetric_eigen(matrix<double> a, eigen_method method)
     : size(a.rows), vectors(0, 0, {})
 {
     const double scale = detail::checked_scale(
@@ -126,12 +125,12 @@ symmetric_eigen::symmetric_eigen(const matrix<double>& a, eigen_method method)
         run_jacobi(a, scale);
         return;
     }
-    auto pairs = detail::solve_by_reduction(a, scale, method);
+    auto pairs = detail::solve_by_reduction(std::move(a), scale, method);
     values = std::move(pairs.values);
     vectors = {size, size, std::move(pairs.vectors)};
 }
 
-hermitian_eigen::hermitian_eigen(const matrix<std::complex<double>>& a, eigen_method method)
+hermitian_eigen::hermitian_eigen(matrix<std::complex<double>> a, eigen_method method)
     : size(a.rows), vectors(0, 0, {})
 {
     if (method == eigen_method::jacobi)
@@ -139,7 +138,7 @@ hermitian_eigen::hermitian_eigen(const matrix<std::complex<double>>& a, eigen_me
                                     "symmetric matrices");
     const double scale = detail::checked_scale(
         a, "Hermitian eigendecomposition", "Hermitian eigendecomposition requires a square matrix");
-    auto pairs = detail::solve_by_reduction(a, scale, method);
+    auto pairs = detail::solve_by_reduction(std::move(a), scale, method);
     values = std::move(pairs.values);
     vectors = {size, size, std::move(pairs.vectors)};
 }

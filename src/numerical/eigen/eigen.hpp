@@ -2,7 +2,8 @@
 
 // Eigendecompositions of real symmetric and complex Hermitian matrices. Only the lower triangle is
 // read; the strict upper one may hold anything, and imaginary parts on the diagonal are dropped.
-// The work is done on the matrix divided by its largest modulus.
+// The work is done on the matrix divided by its largest modulus, in the storage of a matrix that is
+// moved in.
 
 #include "numerical/matrix.hpp"
 
@@ -19,7 +20,7 @@ class symmetric_eigen
 {
 public:
     // dimension_error if `a` isn't square, non_finite_error, convergence_error.
-    symmetric_eigen(const matrix<double>& a, eigen_method method);
+    symmetric_eigen(matrix<double> a, eigen_method method);
 
     std::size_t size;
     std::vector<double> values; // ascending
@@ -35,7 +36,7 @@ class hermitian_eigen
 {
 public:
     // As above; std::invalid_argument if Jacobi is asked for.
-    hermitian_eigen(const matrix<std::complex<double>>& a, eigen_method method);
+    hermitian_eigen(matrix<std::complex<double>> a, eigen_method method);
 
     std::size_t size;
     std::vector<double> values;

@@ -11,6 +11,23 @@ namespace {
 
 constexpr std::size_t norm_columns = 64;
 
+// The norms of the columns, each sum of squares in the order of the rows.
+std::vector<double> column_norms(const double* columns, std::size_t size)
+{
+    std::vector<double> norms(size);
+    const auto sum_block = [&](std::size_t b) {
+        const std::size_t from = b * norm_columns;
+        const std::size_t to = std::min(from + norm_columns, size);
+        for (std::size_t p = 0; p < size; ++p)
+            for (std::size_t q = from; q < to; ++q)
+                norms[q] += columns[p * size + q] * columns[p * size + q];
+        for (std::size_t q = from; q < to; ++q)
+            norms[q] = std::sqrt(norms[q]);
+    };
+    parallel_for((size + norm_columns - 1) / norm_columns, size * norm_columns, sum_block);
+    return norms;
+}
+
 std::vector<std::size_t> positions_of_type(const std::vector<std::size_t>& active,
                                            const std::vector<unsigned int>& types,
                                            unsigned int mask)
@@ -22,29 +39,54 @@ std::vector<std::size_t> positions_of_type(const std::vector<std::size_t>& activ
     return positions;
 }
 
-// The rows of one group: its columns of these types, gathered, times their rows of the small
-// vectors, which are normalised on the way.
-void multiply_group(block_view<const double> rows, const std::vector<std::size_t>& active,
-                    const std::vector<std::size_t>& selected, const small_vectors& vectors,
-                    double* product, merge_workspace& workspace)
+// The columns that a group of rows needs later, side by side: those that it multiplies, then the
+// deflated ones.
+struct gathered_columns
 {
-    const std::size_t size = active.size();
-    const std::size_t count = selected.size();
-    double* const old_rows = workspace_of(workspace.old_rows, rows.rows * count);
-    double* const new_rows = workspace_of(workspace.new_rows, count * size);
+    double* first;
+    std::size_t count;    // to be multiplied
+    std::size_t deflated; // beside them
+
+    std::size_t stride() const { return count + deflated; }
+};
+
+gathered_columns gather(block_view<double> rows, const merge_partition& partition,
+                        const std::vector<std::size_t>& selected, workspace_buffer& buffer)
+{
+    const auto& [active, deflated] = partition;
+    const gathered_columns old{nullptr, selected.size(), deflated.size()};
+    double* const store = workspace_of(buffer, rows.rows * old.stride());
     const auto gather_row = [&](std::size_t r) {
-        for (std::size_t c = 0; c < count; ++c)
-            old_rows[r * count + c] = rows(r, active[selected[c]]);
-        std::fill_n(product + r * size, size, 0.0);
+        const double* const row = rows.row(r);
+        double* out = store + r * old.stride();
+        for (const std::size_t p : selected)
+            *out++ = row[active[p]];
+        for (const std::size_t column : deflated)
+            *out++ = row[column];
+        std::fill_n(rows.row(r), active.size(), 0.0);
     };
-    parallel_for(rows.rows, count + size, gather_row);
-    const auto normalise_row = [&](std::size_t c) {
-        const double* const row = vectors.columns + selected[c] * size;
-        for (std::size_t q = 0; q < size; ++q)
-            new_rows[c * size + q] = row[q] / vectors.norms[q];
+    parallel_for(rows.rows, old.stride() + active.size(), gather_row);
+    return {store, old.count, old.deflated};
+}
+
+// One group of rows: its columns, gathered, times their rows of the small vectors, and all of them
+// in their places.
+void merge_group(block_view<double> rows, const column_merge& merge, unsigned int mask,
+                 const small_vector_rows& fill_row, merge_workspace& workspace)
+{
+    const std::size_t active = merge.partition.active.size();
+    const auto selected = positions_of_type(merge.partition.active, merge.types, mask);
+    const gathered_columns old = gather(rows, merge.partition, selected, workspace.old_rows);
+    double* const new_rows = workspace_of(workspace.new_rows, selected.size() * active);
+    const auto fill_selected = [&](std::size_t c) { fill_row(selected[c], new_rows + c * active); };
+    parallel_for(selected.size(), active, fill_selected);
+    gemm(rows.rows, active, old.count, old.first, old.stride(), new_rows, active, rows.first,
+         rows.stride);
+    const auto place = [&](std::size_t r) {
+        place_merged_row(rows.row(r), old.first + r * old.stride() + old.count, active,
+                         merge.order);
     };
-    parallel_for(count, size, normalise_row);
-    gemm(rows.rows, size, count, old_rows, count, new_rows, size, product, size);
+    parallel_for(rows.rows, merge.order.size(), place);
 }
 
 } // namespace
@@ -64,59 +106,46 @@ void rotate_columns(block_view<double> q, const std::vector<column_rotation>& ro
         parallel_for(q.rows, rotations.size() * 4, rotate_row);
 }
 
-std::vector<double> column_norms(const double* columns, std::size_t size)
-{
-    std::vector<double> norms(size);
-    const auto sum_block = [&](std::size_t b) {
-        const std::size_t from = b * norm_columns;
-        const std::size_t to = std::min(from + norm_columns, size);
-        for (std::size_t p = 0; p < size; ++p)
-            for (std::size_t q = from; q < to; ++q)
-                norms[q] += columns[p * size + q] * columns[p * size + q];
-        for (std::size_t q = from; q < to; ++q)
-            norms[q] = std::sqrt(norms[q]);
-    };
-    parallel_for((size + norm_columns - 1) / norm_columns, size * norm_columns, sum_block);
-    return norms;
-}
-
-double* multiply_active_columns(block_view<const double> q, std::span<const row_group> groups,
-                                const std::vector<std::size_t>& active,
-                                const std::vector<unsigned int>& types,
-                                const small_vectors& vectors, merge_workspace& workspace)
-{
-    const std::size_t size = active.size();
-    double* const product = workspace_of(workspace.product, q.rows * size);
-    for (const row_group& group : groups)
-        multiply_group(q.sub(group.first, group.first + group.rows, 0, q.cols), active,
-                       positions_of_type(active, types, group.mask), vectors,
-                       product + group.first * size, workspace);
-    return product;
-}
-
 std::vector<std::size_t> ascending_order(const std::vector<double>& values)
 {
     std::vector<std::size_t> order(values.size());
     std::iota(order.begin(), order.end(), std::size_t{0});
-    std::sort(order.begin(), order.end(),
-              [&](std::size_t a, std::size_t b) { return values[a] < values[b]; });
+    std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+        return values[a] < values[b] || (values[a] == values[b] && a < b);
+    });
     return order;
 }
 
-void place_columns(block_view<double> q, const double* product, const merge_partition& partition,
-                   const std::vector<std::size_t>& order)
+// From the right, each run of new elements moves to its place, and the deflated one before it comes
+// in between.
+void place_merged_row(double* row, const double* deflated, std::size_t active,
+                      const std::vector<std::size_t>& order)
 {
-    const std::size_t size = partition.active.size();
-    const std::size_t deflated = partition.deflated.size();
-    const auto place_row = [&](std::size_t r) {
-        double* const row = q.row(r);
-        std::vector<double> kept(deflated);
-        for (std::size_t t = 0; t < deflated; ++t)
-            kept[t] = row[partition.deflated[t]];
-        for (std::size_t c = 0; c < order.size(); ++c)
-            row[c] = order[c] < size ? product[r * size + order[c]] : kept[order[c] - size];
+    std::size_t source = active;
+    for (std::size_t end = order.size(); source != end;) {
+        std::size_t first = end;
+        while (order[first - 1] < active)
+            --first;
+        std::copy_backward(row + source - (end - first), row + source, row + end);
+        source -= end - first;
+        row[first - 1] = deflated[order[first - 1] - active];
+        end = first - 1;
+    }
+}
+
+void merge_columns(block_view<double> q, const column_merge& merge,
+                   const small_vector_rows& fill_row, merge_workspace& workspace)
+{
+    for (const auto& [first, rows, mask] : merge.groups)
+        merge_group(q.sub(first, first + rows, 0, q.cols), merge, mask, fill_row, workspace);
+}
+
+small_vector_rows normalised_rows(const double* columns, std::size_t size)
+{
+    return [columns, size, norms = column_norms(columns, size)](std::size_t p, double* row) {
+        for (std::size_t q = 0; q < size; ++q)
+            row[q] = columns[p * size + q] / norms[q];
     };
-    parallel_for(q.rows, order.size(), place_row);
 }
 
 } // namespace numerical::detail

@@ -18,13 +18,13 @@ struct workspace_buffer
 // the pattern of its later use.
 double* workspace_of(workspace_buffer& buffer, std::size_t size);
 
-// What a merge of order n with K active columns needs, m of them active in one half:
+// What a merge of order n with K active columns needs, m of them active in a group of rows, and
+// n - K deflated:
 struct merge_workspace
 {
-    workspace_buffer roots;    // K × K: distances of poles and roots, then the small eigenvectors
-    workspace_buffer product;  // n × K: the merged columns
-    workspace_buffer old_rows; // rows × m: active columns of one group of rows
-    workspace_buffer new_rows; // m × K: the small eigenvectors' rows that go with them
+    workspace_buffer roots;    // K × K: distances of poles and roots, where they are kept
+    workspace_buffer old_rows; // rows × (m + n - K): the columns of one group of rows
+    workspace_buffer new_rows; // m × K: the small vectors' rows that go with the active ones
 };
 
 } // namespace numerical::detail

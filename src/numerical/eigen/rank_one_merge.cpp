@@ -5,6 +5,7 @@
 #include "numerical/runtime/parallel_for.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numbers>
 
@@ -12,22 +13,21 @@ namespace numerical::detail {
 namespace {
 
 constexpr std::size_t block_columns = 32;
+constexpr unsigned int top = 1;
+constexpr unsigned int bottom = 2;
 
-// The undeflated problem and its roots.
+// The undeflated problem and its roots, root q being origin[q] + tau[q].
 struct rank_one_problem
 {
     std::vector<double> d;
     std::vector<double> z; // of norm 1
-    double weight;
-    std::vector<secular_root> roots;
+    std::vector<double> origin;
+    std::vector<double> tau;
 
     std::size_t size() const { return d.size(); }
 
-    // dᵢ - λⱼ without cancellation.
-    double distance(std::size_t i, std::size_t j) const
-    {
-        return (d[i] - d[roots[j].origin]) - roots[j].tau;
-    }
+    // dᵢ - λ_q without cancellation.
+    double distance(std::size_t i, std::size_t q) const { return (d[i] - origin[q]) - tau[q]; }
 };
 
 rank_one_problem solve_active(const std::vector<double>& d, const std::vector<double>& z,
@@ -43,50 +43,70 @@ rank_one_problem solve_active(const std::vector<double>& d, const std::vector<do
     const double norm = std::sqrt(square);
     for (double& element : problem.z)
         element /= norm;
-    problem.weight = weight * (norm * norm);
-    problem.roots.resize(active.size());
-    solve_secular_equation(
-        linear_poles{problem.d.data(), problem.z.data(), active.size(), problem.weight},
-        problem.roots.data());
+
+    std::vector<secular_root> roots(active.size());
+    const linear_poles poles{problem.d.data(), problem.z.data(), active.size(),
+                             weight * (norm * norm)};
+    solve_secular_equation(poles, roots.data());
+    for (const auto& [origin, tau] : roots) {
+        problem.origin.push_back(problem.d[origin]);
+        problem.tau.push_back(tau);
+    }
     return problem;
+}
+
+// Runs body(from, to) for blocks of columns.
+template <class F>
+void for_column_blocks(std::size_t size, const F& body)
+{
+    const auto run_block = [&](std::size_t b) {
+        body(b * block_columns, std::min((b + 1) * block_columns, size));
+    };
+    parallel_for((size + block_columns - 1) / block_columns, size * block_columns, run_block);
 }
 
 // The z for which the computed roots are exact (Gu and Eisenstat 1995): ẑᵢ² is the product over j
 // of (λⱼ - dᵢ)/(dⱼ - dᵢ), the factor of j = i without its divisor.
 std::vector<double> exact_update(const rank_one_problem& problem)
 {
-    const std::size_t size = problem.size();
-    std::vector<double> z(size);
-    const auto multiply_block = [&](std::size_t b) {
-        const std::size_t from = b * block_columns;
-        const std::size_t width = std::min(block_columns, size - from);
-        double product[block_columns];
-        for (std::size_t i = 0; i < width; ++i)
-            product[i] = problem.distance(from + i, from + i);
-        for (std::size_t j = 0; j < size; ++j)
-            for (std::size_t i = 0; i < width; ++i)
-                if (from + i != j)
-                    product[i] *=
-                        problem.distance(from + i, j) / (problem.d[from + i] - problem.d[j]);
-        for (std::size_t i = 0; i < width; ++i)
-            z[from + i] = std::copysign(std::sqrt(-product[i]), problem.z[from + i]);
-    };
-    parallel_for((size + block_columns - 1) / block_columns, size * block_columns, multiply_block);
+    std::vector<double> z(problem.size());
+    for_column_blocks(problem.size(), [&](std::size_t from, std::size_t to) {
+        std::array<double, block_columns> product;
+        for (std::size_t i = from; i < to; ++i)
+            product[i - from] = problem.distance(i, i);
+        for (std::size_t j = 0; j < problem.size(); ++j) {
+            const bool inside = from <= j && j < to;
+            const double own = inside ? product[j - from] : 0.0;
+            for (std::size_t i = from; i < to; ++i)
+                product[i - from] *= problem.distance(i, j) / (problem.d[i] - problem.d[j]);
+            if (inside) // no factor for its own pole, where the divisor is 0
+                product[j - from] = own;
+        }
+        for (std::size_t i = from; i < to; ++i)
+            z[i] = std::copysign(std::sqrt(-product[i - from]), problem.z[i]);
+    });
     return z;
 }
 
-// Column q is the eigenvector of root q, zₚ/(dₚ - λ_q) in row p.
-small_vectors small_eigenvectors(const rank_one_problem& problem, workspace_buffer& buffer)
+// Column q of the small vectors is the eigenvector of root q, zₚ/(dₚ - λ_q) in row p before it is
+// normalised. A row is made where it is needed; the matrix as a whole never is.
+small_vector_rows eigenvector_rows(const rank_one_problem& problem)
 {
-    const std::size_t size = problem.size();
     const std::vector<double> z = exact_update(problem);
-    double* const columns = workspace_of(buffer, size * size);
-    const auto fill_row = [&](std::size_t p) {
-        for (std::size_t q = 0; q < size; ++q)
-            columns[p * size + q] = z[p] / problem.distance(p, q);
+    std::vector<double> norms(problem.size());
+    for_column_blocks(problem.size(), [&](std::size_t from, std::size_t to) {
+        for (std::size_t p = 0; p < problem.size(); ++p)
+            for (std::size_t q = from; q < to; ++q) {
+                const double element = z[p] / problem.distance(p, q);
+                norms[q] += element * element;
+            }
+        for (std::size_t q = from; q < to; ++q)
+            norms[q] = std::sqrt(norms[q]);
+    });
+    return [&problem, z, norms](std::size_t p, double* row) {
+        for (std::size_t q = 0; q < problem.size(); ++q)
+            row[q] = z[p] / problem.distance(p, q) / norms[q];
     };
-    parallel_for(size, size, fill_row);
-    return {columns, column_norms(columns, size)};
 }
 
 } // namespace
@@ -94,8 +114,6 @@ small_vectors small_eigenvectors(const rank_one_problem& problem, workspace_buff
 void merge_rank_one(std::vector<double>& d, std::vector<double> z, double rho, block_view<double> q,
                     std::size_t k, merge_workspace& workspace)
 {
-    constexpr unsigned int top = 1;
-    constexpr unsigned int bottom = 2;
     const std::size_t n = d.size();
     std::vector<unsigned int> types(n, bottom);
     std::fill_n(types.begin(), k, top);
@@ -106,23 +124,18 @@ void merge_rank_one(std::vector<double>& d, std::vector<double> z, double rho, b
     const auto [partition, rotations] = deflate(d, z, weight, types);
     rotate_columns(q, rotations);
 
-    double* product = nullptr;
+    const rank_one_problem problem = solve_active(d, z, weight, partition.active);
     std::vector<double> values;
-    if (!partition.active.empty()) {
-        const rank_one_problem problem = solve_active(d, z, weight, partition.active);
-        for (const auto& [origin, tau] : problem.roots)
-            values.push_back(tau + problem.d[origin]);
-        const row_group halves[] = {{0, k, top}, {k, n - k, bottom}};
-        product = multiply_active_columns(q, halves, partition.active, types,
-                                          small_eigenvectors(problem, workspace.roots), workspace);
-    }
+    for (std::size_t j = 0; j < problem.size(); ++j)
+        values.push_back(problem.tau[j] + problem.origin[j]);
     for (const std::size_t i : partition.deflated)
         values.push_back(d[i]);
-
     const std::vector<std::size_t> order = ascending_order(values);
-    place_columns(q, product, partition, order);
     for (std::size_t c = 0; c < n; ++c)
         d[c] = values[order[c]];
+
+    const row_group halves[] = {{0, k, top}, {k, n - k, bottom}};
+    merge_columns(q, {halves, partition, types, order}, eigenvector_rows(problem), workspace);
 }
 
 } // namespace numerical::detail

@@ -7,9 +7,12 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <utility>
 
 namespace numerical::detail {
 namespace {
+
+constexpr std::size_t tile = 32;
 
 double largest_modulus(const double* values, std::size_t count)
 {
@@ -75,16 +78,32 @@ void tear_and_merge(double* d, const double* e, std::size_t n, block_view<double
     std::copy(values.begin(), values.end(), d);
 }
 
-// Columns of the real z as rows of T.
-template <class T>
-std::vector<T> transposed(const std::vector<double>& z, std::size_t n)
+// z becomes its transpose, a pair of mirrored tiles at a time.
+void transpose_in_place(block_view<double> z)
 {
-    std::vector<T> rows(n * n);
-    const auto gather_row = [&](std::size_t i) {
-        for (std::size_t j = 0; j < n; ++j)
-            rows[i * n + j] = z[j * n + i];
+    const auto transpose_row_of_tiles = [&](std::size_t b) {
+        const std::size_t from = b * tile;
+        const std::size_t to = std::min(from + tile, z.rows);
+        for (std::size_t left = 0; left <= from; left += tile)
+            for (std::size_t i = from; i < to; ++i)
+                for (std::size_t j = left; j < std::min(left + tile, i); ++j)
+                    std::swap(z(i, j), z(j, i));
     };
-    parallel_for(n, n, gather_row);
+    parallel_for((z.rows + tile - 1) / tile, tile * z.rows, transpose_row_of_tiles);
+}
+
+// Columns of the real z as rows of T.
+std::vector<double> as_rows(std::vector<double> z, std::size_t n, const double*)
+{
+    transpose_in_place({z.data(), n, n, n});
+    return z;
+}
+
+std::vector<complex> as_rows(std::vector<double> z, std::size_t n, const complex*)
+{
+    transpose_in_place({z.data(), n, n, n});
+    auto rows = reserved<complex>(n * n);
+    rows.insert(rows.end(), z.begin(), z.end());
     return rows;
 }
 
@@ -122,7 +141,8 @@ std::vector<T> tridiagonal_divide_and_conquer(std::vector<double>& d, std::vecto
         tridiagonal_ql(d, e, basis, n, 30 * n);
         return basis;
     }
-    std::vector<T> rows = transposed<T>(vectors_of_tridiagonal(d, e, n), n);
+    constexpr const T* element_type = nullptr;
+    std::vector<T> rows = as_rows(vectors_of_tridiagonal(d, e, n), n, element_type);
     to_matrix_basis(reduction, rows, n);
     return rows;
 }

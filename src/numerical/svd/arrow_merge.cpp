@@ -225,10 +225,8 @@ struct basis_update
 void update_basis(const basis_update& update, const merge_partition& partition,
                   const std::vector<std::size_t>& order, merge_workspace& workspace)
 {
-    const small_vectors vectors{update.small, column_norms(update.small, partition.active.size())};
-    const double* const product = multiply_active_columns(
-        update.basis, update.groups, partition.active, update.types, vectors, workspace);
-    place_columns(update.basis, product, partition, order);
+    merge_columns(update.basis, {update.groups, partition, update.types, order},
+                  normalised_rows(update.small, partition.active.size()), workspace);
 }
 
 std::vector<row_group> left_groups(std::size_t n, std::size_t k)
@@ -259,23 +257,26 @@ void update_end_rows(const basis_update& update, const merge_partition& partitio
                      const std::vector<std::size_t>& order)
 {
     const std::size_t size = partition.active.size();
-    const std::vector<double> norms = column_norms(update.small, size);
-    std::vector<double> product(2 * size);
+    const small_vector_rows fill_row = normalised_rows(update.small, size);
     for (std::size_t end = 0; end < 2; ++end) {
+        double* const row = update.basis.row(end);
         std::vector<double> old_row;
         std::vector<double> new_rows;
         for (std::size_t p = 0; p < size; ++p) {
             if ((update.types[partition.active[p]] & update.groups[end].mask) == 0)
                 continue;
-            old_row.push_back(update.basis(end, partition.active[p]));
-            for (std::size_t q = 0; q < size; ++q)
-                new_rows.push_back(update.small[p * size + q] / norms[q]);
+            old_row.push_back(row[partition.active[p]]);
+            new_rows.resize(new_rows.size() + size);
+            fill_row(p, new_rows.data() + new_rows.size() - size);
         }
+        std::vector<double> deflated;
+        for (const std::size_t column : partition.deflated)
+            deflated.push_back(row[column]);
+        std::fill_n(row, size, 0.0);
         if (!old_row.empty())
-            multiply_row_of_group(old_row, new_rows, update.groups[end].rows, size,
-                                  product.data() + end * size);
+            multiply_row_of_group(old_row, new_rows, update.groups[end].rows, size, row);
+        place_merged_row(row, deflated.data(), size, order);
     }
-    place_columns(update.basis, product.data(), partition, order);
 }
 
 bool is_zero(const torn_problem& torn, const std::vector<double>& values)
