@@ -27,14 +27,17 @@ std::vector<PyMethodDef>& marlinth_module_table()
 PyModuleDef marlinth_module_def = {
     PyModuleDef_HEAD_INIT, "_numerical", nullptr, -1, nullptr, nullptr, nullptr, nullptr, nullptr};
 
+// A second initialization adds the exception of the first, as it does with the class: code that
+// catches the error of either module catches what both raise.
 bool add_exception(PyObject* module)
 {
-    owned_ref error(PyErr_NewException("numerical.error", nullptr, nullptr));
-    if (!error || PyModule_AddObjectRef(module, "error", error.get()) < 0) {
-        marlinth_module_error_storage = nullptr;
+    const bool first = marlinth_module_error_storage == nullptr;
+    owned_ref error(first ? PyErr_NewException("numerical.error", nullptr, nullptr)
+                          : owned_ref::to(marlinth_module_error_storage).release());
+    if (!error || PyModule_AddObjectRef(module, "error", error.get()) < 0)
         return false;
-    }
-    marlinth_module_error_storage = error.release();
+    if (first)
+        marlinth_module_error_storage = error.release();
     return true;
 }
 
