@@ -1,7 +1,10 @@
 """What several test files share."""
 
+import functools
+import operator
 import subprocess
 import sys
+import threading
 
 from conftest import MODULE_FOLDER
 
@@ -32,3 +35,36 @@ def output_of(script, *arguments, timeout=60):
     done = run_python(script, *arguments, timeout=timeout)
     assert (done.returncode, done.stderr) == (0, "")
     return done.stdout
+
+
+def lock_is_released_during(call, tries=200):
+    """Whether another thread gets the interpreter lock inside the call.
+
+    It is asked from C code only, as the interpreter itself may hand the lock over between any two
+    instructions: map calls the functions in turn, and none of them is written in Python. The sum
+    gives the other thread the time to ask for the lock.
+    """
+    delay = functools.partial(sum, range(10_000))
+    ticks = []
+    stop = threading.Event()
+
+    def tick():
+        while not stop.is_set():
+            ticks.append(None)
+
+    interval = sys.getswitchinterval()
+    thread = threading.Thread(target=tick)
+    thread.start()
+    sys.setswitchinterval(1e-6)
+    try:
+        for _ in range(tries):
+            ticks.clear()
+            before, _, _, after = map(operator.methodcaller("__call__"),
+                                      (ticks.__len__, delay, call, ticks.__len__))
+            if after != before:
+                return True
+        return False
+    finally:
+        stop.set()
+        sys.setswitchinterval(interval)
+        thread.join()
