@@ -5,10 +5,15 @@ import sys
 
 from ._config import show_config
 
-if __name__ == "__main__":
+
+def main():
     config = show_config()
     if "--json" in sys.argv[1:]:
         print(json.dumps(config, indent=1))
-    else:
-        for key, value in config.items():
-            print(f"{key:<12} {'-' if value is None else value}")
+        return
+    for key, value in config.items():
+        print(f"{key:<12} {'-' if value is None else value}")
+
+
+if __name__ == "__main__":
+    main()

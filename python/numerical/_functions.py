@@ -197,7 +197,7 @@ def _flat(a):
 
 
 def allclose(a, b, rtol=1e-5, atol=1e-8, equal_nan=False):
-    """Whether every |a - b| <= atol + rtol·|b|, with broadcasting."""
+    """Whether abs(a - b) <= atol + rtol·abs(b) everywhere, with broadcasting."""
     from ._shaping import broadcast_to
 
     a, b = same_dtype(a, b)

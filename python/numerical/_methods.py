@@ -138,8 +138,16 @@ def _to_complex(t):
     return complex(_item(t))
 
 
-def _itself(t, memo=None):
+def _itself(t):
     return t
+
+
+def _deep_itself(t, memo=None):
+    return t
+
+
+def _text(t):
+    return tensor_text(t)
 
 
 METHODS = {
@@ -168,11 +176,11 @@ METHODS = {
     "__int__": _to_int,
     "__complex__": _to_complex,
     "__repr__": tensor_repr,
-    "__str__": tensor_text,
+    "__str__": _text,
     "__format__": _format_spec,
     "_repr_html_": tensor_html,
     "__copy__": _itself,
-    "__deepcopy__": _itself,
+    "__deepcopy__": _deep_itself,
     "__reduce__": _reduce_for_pickle,
     "__eq__": _refuse_comparison("=="),
     "__ne__": _refuse_comparison("!="),

@@ -1,7 +1,5 @@
 """Limits on threads and kernels, for the process or for a block."""
 
-import contextlib
-
 from . import _numerical
 
 get_num_threads = _numerical.get_num_threads
@@ -14,15 +12,19 @@ def set_num_threads(n):
     _numerical._set_num_threads(n)
 
 
-@contextlib.contextmanager
-def num_threads(n):
+class num_threads:
     """Caps the threads that a kernel uses inside a with block (of all threads of the process)."""
-    former = _numerical.get_num_threads()
-    _numerical._set_num_threads(n)
-    try:
-        yield
-    finally:
-        _numerical._set_num_threads(former)
+
+    def __init__(self, n):
+        self._n = n
+
+    def __enter__(self):
+        self._former = _numerical.get_num_threads()
+        _numerical._set_num_threads(self._n)
+        return self
+
+    def __exit__(self, *failure):
+        _numerical._set_num_threads(self._former)
 
 
 class limit_gemm_path:

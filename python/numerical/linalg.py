@@ -8,8 +8,6 @@ Methods: solve, inv, det and slogdet by LU with partial pivoting; eigh by tridia
 divide and conquer (Gu and Eisenstat 1995); svd by bidiagonal reduction and divide and conquer.
 """
 
-import collections
-import functools
 import math
 
 from . import _numerical
@@ -33,10 +31,49 @@ LinAlgError = error
 EPS = 2.0**-52
 
 
-EighResult = collections.namedtuple("EighResult", "eigenvalues eigenvectors")
-QRResult = collections.namedtuple("QRResult", "Q R")
-SlogdetResult = collections.namedtuple("SlogdetResult", "sign logabsdet")
-SVDResult = collections.namedtuple("SVDResult", "U S Vh")
+# Named results are plain tuples with properties: the library's own way to make such classes would
+# take a large part of the import's time.
+class _Result(tuple):
+    __slots__ = ()
+    _fields = ()
+
+    def __new__(cls, *values):
+        return tuple.__new__(cls, values)
+
+    def __getnewargs__(self):
+        return tuple(self)
+
+    def __repr__(self):
+        given = ", ".join(f"{name}={value!r}" for name, value in zip(self._fields, self))
+        return f"{type(self).__name__}({given})"
+
+
+def _field(index):
+    return property(lambda self: self[index])
+
+
+class EighResult(_Result):
+    __slots__ = ()
+    _fields = ("eigenvalues", "eigenvectors")
+    eigenvalues, eigenvectors = _field(0), _field(1)
+
+
+class QRResult(_Result):
+    __slots__ = ()
+    _fields = ("Q", "R")
+    Q, R = _field(0), _field(1)
+
+
+class SlogdetResult(_Result):
+    __slots__ = ()
+    _fields = ("sign", "logabsdet")
+    sign, logabsdet = _field(0), _field(1)
+
+
+class SVDResult(_Result):
+    __slots__ = ()
+    _fields = ("U", "S", "Vh")
+    U, S, Vh = _field(0), _field(1), _field(2)
 
 
 # --- what goes wrong, and what to try ------------------------------------------------------------
@@ -55,7 +92,6 @@ _ADVICE = {
 def _told(function):
     """Adds a note to the module's errors: what was given, and the next thing to try."""
 
-    @functools.wraps(function)
     def telling(*operands, **options):
         try:
             return function(*operands, **options)
@@ -67,6 +103,9 @@ def _told(function):
                 failure.add_note(f"given {given}" + (f"; {hint}" if hint else ""))
             raise
 
+    for name in ("__name__", "__qualname__", "__module__", "__doc__"):
+        setattr(telling, name, getattr(function, name))
+    telling.__wrapped__ = function  # inspect and help show its signature
     return telling
 
 
@@ -273,27 +312,26 @@ class LstsqResult:
     def __init__(self, a, b, rcond):
         self._a, self._b = a, b
         self._rcond = EPS * max(a.shape) if rcond is None else rcond
-        self.x = self._solution(rcond)
-
-    def _solution(self, rcond):
+        self._svd = None
         if rcond is None:
-            return _numerical.lstsq(self._a, self._b)
-        u, s, vh = self._decomposition
-        return matmul(_truncated_inverse(u, s, vh, self.rank), self._b)
+            self.x = _numerical.lstsq(a, b)
+        else:
+            self.x = matmul(_truncated_inverse(*self._decomposition(), self.rank), b)
 
-    @functools.cached_property
     def _decomposition(self):
-        return _numerical.svd(self._a, "divide_and_conquer")
+        if self._svd is None:
+            self._svd = _numerical.svd(self._a, "divide_and_conquer")
+        return self._svd
 
     @property
     def singular_values(self):
-        return self._decomposition[1]
+        return self._decomposition()[1]
 
-    @functools.cached_property
+    @property
     def rank(self):
         return _rank(self.singular_values.tolist(), self._rcond)
 
-    @functools.cached_property
+    @property
     def residuals(self):
         rows, columns = self._a.shape
         if not self.rank == columns < rows:
@@ -304,6 +342,9 @@ class LstsqResult:
     def __len__(self):
         return 4
 
+    def __iter__(self):
+        return (self[i] for i in range(4))
+
     def __getitem__(self, index):
         names = ("x", "residuals", "rank", "singular_values")[index]
         if isinstance(names, tuple):
@@ -313,7 +354,7 @@ class LstsqResult:
 
 @_told
 def lstsq(a, b, rcond=None):
-    """LstsqResult(x, residuals, rank, singular_values): x of least norm that minimises |a @ x - b|.
+    """LstsqResult(x, residuals, rank, singular_values): x of least norm that minimises norm(a @ x - b).
 
     Singular values up to rcond times the largest count as zero; by default rcond is max(M, N)·2^-52.
     residuals holds the squared norms of the columns of b - a @ x if M > N = rank, otherwise nothing.

@@ -116,3 +116,8 @@ def test_import_is_light():
         "import sys, numerical; print([m for m in ('numpy', 'typing', 'ctypes', 're') if m in sys.modules])"
     )
     assert heavy == "[]\n"
+
+
+def test_import_takes_under_five_milliseconds():
+    program = "import time; s = time.process_time(); import numerical; print(time.process_time() - s)"
+    assert min(float(in_fresh_process(program)) for _ in range(10)) < 0.005
