@@ -52,6 +52,8 @@ std::vector<T> batched_product(const batch_sizes& sizes, const T* a, const T* b)
 {
     const auto [batches, m, n, k] = sizes;
     std::vector<T> result = zeros<T>(sizes.total());
+    if (result.empty() || k == 0) // batches without rows or columns may be beyond counting
+        return result;
     T* const c = result.data();
     if (m == 1 && n == 1) {
         const auto dot_of_batch = [=, depth = k](std::size_t i) {

@@ -4,6 +4,7 @@
 #include "numerical/errors.hpp"
 #include "numerical/gemm/packed.hpp"
 #include "numerical/gemm/path.hpp"
+#include "numerical/gemm/row_kernels.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
@@ -13,16 +14,52 @@
 
 namespace numerical::detail {
 
+namespace {
+
+// Tiles pay from 8 inner positions and about 512 products on.
+constexpr std::size_t least_depth = 8;
+constexpr std::size_t least_products = 512;
+
+// c[j] += sum over l of a[l]·b[l·ldb + j] for j < n.
+template <class T>
+void multiply_row(std::size_t n, std::size_t k, const T* a, const T* b, std::size_t ldb, T* c)
+{
+    for (std::size_t l = 0; l < k; ++l)
+        for (std::size_t j = 0; j < n; ++j)
+            c[j] += a[l] * b[l * ldb + j];
+}
+
+void multiply_row_wide(std::size_t n, std::size_t k, const double* a, const double* b,
+                       std::size_t ldb, double* c)
+{
+    avx2_unfused_multiply_row(n, k, a, b, ldb, c);
+}
+
+void multiply_row_wide(std::size_t n, std::size_t k, const complex* a, const complex* b,
+                       std::size_t ldb, complex* c)
+{
+    const std::size_t done = avx2_unfused_multiply_row(n, k, a, b, ldb, c);
+    multiply_row(n - done, k, a, b + done, ldb, c + done);
+}
+
+} // namespace
+
 template <class T>
 void gemm_rows(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
                std::size_t ldb, T* c, std::size_t ldc)
 {
-    const auto multiply_row = [=](std::size_t i) {
-        for (std::size_t l = 0; l < k; ++l)
-            for (std::size_t j = 0; j < n; ++j)
-                c[i * ldc + j] += a[i * lda + l] * b[l * ldb + j];
+    const bool wide = gemm_path_current() != portable_path && cpu_features().avx2;
+    const auto multiply_one = [=](std::size_t i) {
+        if (wide)
+            multiply_row_wide(n, k, a + i * lda, b, ldb, c + i * ldc);
+        else
+            multiply_row(n, k, a + i * lda, b, ldb, c + i * ldc);
     };
-    parallel_for(m, k * n / 4, multiply_row);
+    if (m * n * k <= least_products) // too little to ask the pool
+        for (std::size_t i = 0; i < m; ++i)
+            multiply_one(i);
+    else
+        parallel_for(m, k * n / 4, multiply_one);
 }
 
 template void gemm_rows(std::size_t, std::size_t, std::size_t, const double*, std::size_t,
@@ -31,10 +68,6 @@ template void gemm_rows(std::size_t, std::size_t, std::size_t, const complex*, s
                         const complex*, std::size_t, complex*, std::size_t);
 
 namespace {
-
-// Tiles pay from 8 inner positions and about 512 products on.
-constexpr std::size_t least_depth = 8;
-constexpr std::size_t least_products = 512;
 
 bool worth_tiles(std::size_t m, std::size_t n, std::size_t k)
 {

@@ -136,6 +136,16 @@ TEST(contract_pair, of_zero_extents_is_empty_or_zero)
     expect_exact<double>({{"bi", "bj"}, "bij"}, no_sum);
 }
 
+TEST(contract_pair, of_countless_empty_batches_ends_at_once)
+{
+    constexpr std::size_t huge = std::size_t{1} << 60;
+    const tensor<double> a({huge, 0, 3}, {});
+    const tensor<double> b({huge, 3, 0}, {});
+    const auto found = contract_pair<double>("bij", a, "bjk", b, "bik", "j",
+                                             {{'b', huge}, {'i', 0}, {'j', 3}, {'k', 0}});
+    EXPECT_EQ(found->shape, (extents{huge, 0, 0}));
+}
+
 TEST(contract_pair, refuses_products_of_extents_that_overflow)
 {
     constexpr std::size_t huge = std::size_t{1} << 32;
