@@ -4,8 +4,12 @@ Ints, slices, Ellipsis and None are turned into a start, a step and a count for 
 of the module's `_take`, which copies what they select.
 """
 
-from ._numerical import Tensor, _reshape, _take
+from ._numerical import Tensor, _reshape, _take, error
 from ._shaping import concatenate
+
+# As many as common ranks need; other ranks take the general way.
+_ZEROS = (0,) * 32
+_ONES = (1,) * 32
 
 
 def _out_of_bounds(position, axis, extent):
@@ -100,14 +104,45 @@ def _reshaped(selected, new_axes):
     return _reshape(selected, shape)
 
 
-def _getitem(self, key):
+def _on_first_axis(self, key):
+    """What an int or a slice selects of the first axis, with the others whole."""
     extents = self.shape
-    if type(key) is int and len(extents) == 1:
-        extent = extents[0]
-        if -extent <= key < extent:
-            return _take(self, (key + extent if key < 0 else key,), (1,), (1,), (0,))
-        raise _out_of_bounds(key, 0, extent)
-    return _by_ranges(self, key if type(key) is tuple else (key,))
+    rank = len(extents)
+    if not 0 < rank <= 32:
+        return _by_ranges(self, (key,))
+    extent = extents[0]
+    if type(key) is slice:
+        start, stop, step = key.indices(extent)
+        count, kept = len(range(start, stop, step)), 1
+    else:
+        start, step, count, kept = _position(key, 0, extent), 1, 1, 0
+    if rank == 1:
+        return _take(self, (start,), (step,), (count,), (kept,))
+    ones = _ONES[1:rank]
+    return _take(
+        self, (start,) + _ZEROS[1:rank], (step,) + ones, (count,) + extents[1:], (kept,) + ones
+    )
+
+
+def _getitem(self, key):
+    kind = type(key)
+    if kind is tuple:
+        for part in key:
+            if type(part) is not int or part < 0:
+                return _by_ranges(self, key)
+    elif kind is int and key >= 0 and self.ndim == 1:
+        key = (key,)
+    elif kind is int or kind is slice:
+        return _on_first_axis(self, key)
+    else:
+        return _by_ranges(self, (key,))
+    # One element, if there are as many ints as axes. The module finds what is amiss, and the
+    # general way says it.
+    rank = len(key)
+    try:
+        return _take(self, key, _ONES[:rank], _ONES[:rank], _ZEROS[:rank])
+    except (IndexError, OverflowError, error):
+        return _by_ranges(self, key)
 
 
 METHODS = {"__getitem__": _getitem}

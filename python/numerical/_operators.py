@@ -36,17 +36,21 @@ def _forms(operator, name):
     """The function behind `a operator b` and the reflected one."""
 
     def forward(self, other):
-        try:
-            if type(other) is Tensor:
+        kind = type(other)
+        if kind is Tensor:
+            try:
                 return _binary(operator, self, other)
-            if type(other) is float:
-                return _binary(operator, self, _full((), other, False))
-        except error:
-            if type(other) is Tensor and self.dtype == other.dtype:
-                raise
+            except error:
+                if self.dtype == other.dtype:
+                    raise
+        elif kind is float or kind is int:
+            return _binary(operator, self, _full((), other, self.dtype == "complex128"))
         return _mixed(operator, self, other)
 
     def reflected(self, other):
+        kind = type(other)
+        if kind is float or kind is int:
+            return _binary(operator, _full((), other, self.dtype == "complex128"), self)
         return _mixed(operator, other, self)
 
     forward.__name__, reflected.__name__ = f"__{name}__", f"__r{name}__"

@@ -12,54 +12,56 @@
 namespace numerical::boundary {
 namespace {
 
-// Appends the integers of a sequence, or whatever has __index__; false with the error set.
-bool read_integers(PyObject* sequence, std::vector<long>& out)
+// One number of every range, and how many the caller gave.
+template <class Set>
+bool read_integers(PyObject* sequence, std::vector<axis_range>& ranges, std::size_t& given,
+                   const Set& set)
 {
     const Py_ssize_t count = PySequence_Size(sequence);
     if (count < 0)
         return false;
-    out.resize(static_cast<std::size_t>(count));
-    for (Py_ssize_t i = 0; i < count; ++i) {
-        const binding::owned_ref item(PySequence_GetItem(sequence, i));
+    given = static_cast<std::size_t>(count);
+    if (ranges.size() < given)
+        ranges.resize(given);
+    for (std::size_t i = 0; i < given; ++i) {
+        const binding::owned_ref item(PySequence_GetItem(sequence, static_cast<Py_ssize_t>(i)));
         if (!item)
             return false;
         const Py_ssize_t value = PyNumber_AsSsize_t(item.get(), PyExc_OverflowError);
         if (value == -1 && PyErr_Occurred() != nullptr)
             return false;
-        out[static_cast<std::size_t>(i)] = value;
+        set(ranges[i], value);
     }
     return true;
 }
 
-// The ranges of all axes; false with IndexError set if one leaves its axis.
-bool read_ranges(const std::array<std::vector<long>, 4>& numbers,
-                 const std::vector<std::size_t>& shape, std::vector<axis_range>& ranges)
+// The ranges from the sequences of starts, steps, counts and keep, and how long each is; integers
+// are whatever has __index__. False with the error set.
+bool read_ranges(const std::array<PyObject*, 4>& sequences, std::vector<axis_range>& ranges,
+                 std::array<std::size_t, 4>& given)
 {
-    const auto& [starts, steps, counts, keep] = numbers;
-    for (const std::vector<long>& one : numbers)
-        if (one.size() != shape.size())
-            throw std::runtime_error("_take: one range per axis");
-    ranges.reserve(shape.size());
-    for (std::size_t axis = 0; axis < shape.size(); ++axis) {
-        ranges.push_back({starts[axis], steps[axis], counts[axis], keep[axis] != 0});
-        if (!lies_within(ranges.back(), shape[axis])) {
-            PyErr_SetString(PyExc_IndexError, "_take: a range leaves its axis");
-            return false;
-        }
-    }
-    return true;
+    const auto start = [](axis_range& range, long value) { range.start = value; };
+    const auto step = [](axis_range& range, long value) { range.step = value; };
+    const auto count = [](axis_range& range, long value) { range.count = value; };
+    const auto kept = [](axis_range& range, long value) { range.kept = value != 0; };
+    return read_integers(sequences[0], ranges, given[0], start) &&
+           read_integers(sequences[1], ranges, given[1], step) &&
+           read_integers(sequences[2], ranges, given[2], count) &&
+           read_integers(sequences[3], ranges, given[3], kept);
 }
 
 template <class T>
-PyObject* taken(const tensor<T>& a, const std::array<std::vector<long>, 4>& numbers)
+PyObject* taken(const tensor<T>& a, const std::vector<axis_range>& ranges)
 {
-    std::vector<axis_range> ranges;
-    if (!read_ranges(numbers, a.shape, ranges))
-        return nullptr;
-    for (const axis_range& range : ranges)
-        if (range.kept)
-            return wrap(take(a, ranges));
-    return number(take_first(a, ranges));
+    bool any_kept = false;
+    for (std::size_t axis = 0; axis < ranges.size(); ++axis) {
+        if (!lies_within(ranges[axis], a.shape[axis])) {
+            PyErr_SetString(PyExc_IndexError, "_take: a range leaves its axis");
+            return nullptr;
+        }
+        any_kept |= ranges[axis].kept;
+    }
+    return any_kept ? wrap(take(a, ranges)) : number(take_first(a, ranges));
 }
 
 } // namespace
@@ -74,11 +76,18 @@ PyObject* module_take(PyObject*, PyObject* args)
     const any_tensor* a = as_tensor(object);
     if (a == nullptr)
         return nullptr;
-    std::array<std::vector<long>, 4> numbers;
-    for (std::size_t i = 0; i < numbers.size(); ++i)
-        if (!read_integers(sequences[i], numbers[i]))
-            return nullptr;
-    return std::visit([&](const auto& of_type) { return taken(of_type, numbers); }, *a);
+    std::vector<axis_range> ranges;
+    std::array<std::size_t, 4> given{};
+    if (!read_ranges(sequences, ranges, given))
+        return nullptr;
+    return std::visit(
+        [&](const auto& of_type) {
+            for (const std::size_t count : given)
+                if (count != of_type.shape.size())
+                    throw std::runtime_error("_take: one range per axis");
+            return taken(of_type, ranges);
+        },
+        *a);
 }
 
 } // namespace numerical::boundary

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <complex>
+#include <cstdint>
 
 namespace numerical {
 namespace detail {
@@ -24,11 +25,9 @@ const arithmetic_kernels& arithmetic_in_force()
 
 namespace {
 
-using detail::arithmetic_kernels;
-using detail::arithmetic_row;
-using detail::arithmetic_rows;
 using detail::complex;
 using detail::row_form;
+using detail::rows_by_form;
 
 const double* parts(const double* x)
 {
@@ -50,35 +49,77 @@ double* parts(complex* z)
     return reinterpret_cast<double*>(z);
 }
 
+// Where the operands of one row stand.
 template <class T>
-tensor<T> by_rows(const arithmetic_rows& rows, const tensor<T>& a, const tensor<T>& b)
+struct row_place
+{
+    row_form form;
+    const T* left;
+    const T* right;
+    T* out;
+
+    row_place after(std::size_t n) const
+    {
+        return {form, form == row_form::right ? left : left + n,
+                form == row_form::left ? right : right + n, out + n};
+    }
+};
+
+// The elements before `out` lies on a vector's boundary: stores that cross lines of the cache cost
+// a tenth of a long row's time.
+template <class T>
+std::size_t before_boundary(const T* out, std::size_t n)
+{
+    constexpr std::size_t vector = 32;
+    constexpr std::size_t long_row = 256;
+    const std::size_t past = reinterpret_cast<std::uintptr_t>(out) % vector;
+    return n < long_row || past % sizeof(T) != 0 ? 0 : (vector - past) % vector / sizeof(T);
+}
+
+template <class Row, class T>
+auto run(const rows_by_form<Row>& rows, const row_place<T>& at, std::size_t n)
+{
+    return rows.by_form[static_cast<int>(at.form)](parts(at.left), parts(at.right), parts(at.out),
+                                                   n);
+}
+
+template <class Row, class T>
+tensor<T> by_rows(const rows_by_form<Row>& rows, const tensor<T>& a, const tensor<T>& b)
 {
     return detail::broadcast_rows(
         a, b, [&rows](row_form form, const T* x, const T* y, T* out, std::size_t n) {
-            rows.by_form[static_cast<int>(form)](parts(x), parts(y), parts(out), n);
+            const row_place<T> at{form, x, y, out};
+            const std::size_t lead = before_boundary(out, n);
+            if (lead != 0)
+                run(rows, at, lead);
+            run(rows, at.after(lead), n - lead);
         });
+}
+
+// The products again, with the full rules.
+void recover(const row_place<complex>& at, std::size_t n)
+{
+    const std::size_t step_left = at.form == row_form::right ? 0 : 1;
+    const std::size_t step_right = at.form == row_form::left ? 0 : 1;
+    for (std::size_t j = 0; j < n; ++j)
+        at.out[j] = at.left[j * step_left] * at.right[j * step_right];
 }
 
 // Products by the quick formula in vectors, a block at a time while it is in the cache; a block
 // with a NaN is gone through again for the infinities that C recovers from it.
-tensor<complex> products(const arithmetic_kernels& kernels, const tensor<complex>& a,
-                         const tensor<complex>& b)
+tensor<complex> products(const tensor<complex>& a, const tensor<complex>& b)
 {
     constexpr std::size_t block = 512;
+    const auto& rows = detail::arithmetic_in_force().products;
     const auto multiply_row = [&](row_form form, const complex* x, const complex* y, complex* out,
                                   std::size_t n) {
-        const arithmetic_row quick = kernels.complex[2].by_form[static_cast<int>(form)];
-        const std::size_t step_x = form == row_form::right ? 0 : 1;
-        const std::size_t step_y = form == row_form::left ? 0 : 1;
-        for (std::size_t from = 0; from < n; from += block) {
-            const std::size_t count = std::min(block, n - from);
-            const complex* left = x + from * step_x;
-            const complex* right = y + from * step_y;
-            quick(parts(left), parts(right), parts(out + from), count);
-            if (!kernels.any_nan(parts(out + from), 2 * count))
-                continue;
-            for (std::size_t j = 0; j < count; ++j)
-                out[from + j] = left[j * step_x] * right[j * step_y];
+        row_place<complex> at{form, x, y, out};
+        for (std::size_t count = before_boundary(out, n); n != 0;) {
+            if (run(rows, at, count))
+                recover(at, count);
+            at = at.after(count);
+            n -= count;
+            count = std::min(block, n);
         }
     };
     return detail::broadcast_rows(a, b, multiply_row);
@@ -87,18 +128,20 @@ tensor<complex> products(const arithmetic_kernels& kernels, const tensor<complex
 tensor<double> by_operator(arithmetic_operation operation, const tensor<double>& a,
                            const tensor<double>& b)
 {
+    if (operation == arithmetic_operation::divide &&
+        detail::gemm_path_current() == detail::avx512_path)
+        return by_rows(detail::avx512_quotients, a, b);
     return by_rows(detail::arithmetic_in_force().real[static_cast<int>(operation)], a, b);
 }
 
 tensor<complex> by_operator(arithmetic_operation operation, const tensor<complex>& a,
                             const tensor<complex>& b)
 {
-    const arithmetic_kernels& kernels = detail::arithmetic_in_force();
     if (operation == arithmetic_operation::divide)
         return broadcast_apply(a, b, [](const complex& x, const complex& y) { return x / y; });
     if (operation == arithmetic_operation::multiply)
-        return products(kernels, a, b);
-    return by_rows(kernels.complex[static_cast<int>(operation)], a, b);
+        return products(a, b);
+    return by_rows(detail::arithmetic_in_force().complex[static_cast<int>(operation)], a, b);
 }
 
 tensor<double> square(const tensor<double>& a)
@@ -109,7 +152,7 @@ tensor<double> square(const tensor<double>& a)
 // The plain formula, without recovery of infinities.
 tensor<complex> square(const tensor<complex>& a)
 {
-    return by_rows(detail::arithmetic_in_force().complex[2], a, a);
+    return by_rows(detail::arithmetic_in_force().products, a, a);
 }
 
 template <class T>

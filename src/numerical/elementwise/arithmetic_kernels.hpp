@@ -14,17 +14,23 @@ namespace numerical::detail {
 using arithmetic_row = void (*)(const double* left, const double* right, double* out,
                                 std::size_t n);
 
-// One row loop for each row_form: both operands move, only the left one, only the right one.
-struct arithmetic_rows
+// The same for complex products by the quick formula (ac - bd) + (ad + bc)i. Whether a part of one
+// came out NaN, and may have to be recovered by the rules of C.
+using product_row = bool (*)(const double* left, const double* right, double* out, std::size_t n);
+
+// One loop for each row_form: both operands move, only the left one, only the right one.
+template <class Row>
+struct rows_by_form
 {
-    arithmetic_row by_form[3];
+    Row by_form[3];
 };
 
 struct arithmetic_kernels
 {
-    arithmetic_rows real[4];    // + - * /
-    arithmetic_rows complex[3]; // + - and * by the quick formula, NaN not recovered
-    bool (*any_nan)(const double* x, std::size_t n);
+    rows_by_form<arithmetic_row> real[4];    // + - * /
+    rows_by_form<arithmetic_row> complex[2]; // + -
+    rows_by_form<product_row> products;
+    void (*negatives)(const double* x, double* out, std::size_t n);
     void (*square_roots)(const double* x, double* out, std::size_t n);
     void (*magnitudes)(const double* x, double* out, std::size_t n);
 };
@@ -32,7 +38,11 @@ struct arithmetic_kernels
 extern const arithmetic_kernels portable_arithmetic;
 extern const arithmetic_kernels avx2_arithmetic;
 
-// Those of the current path.
+// Quotients and roots, which the processor is busy with rather than the memory, eight at a time.
+extern const rows_by_form<arithmetic_row> avx512_quotients;
+void avx512_square_roots(const double* x, double* out, std::size_t n);
+
+// Those of the current path, the last two apart.
 const arithmetic_kernels& arithmetic_in_force();
 
 } // namespace numerical::detail

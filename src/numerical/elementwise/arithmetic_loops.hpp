@@ -59,34 +59,18 @@ struct complex_loop
     }
 };
 
-// (ac - bd) + (ad + bc)i, each product and each sum rounded.
-struct complex_product_loop
-{
-    template <std::size_t left_step, std::size_t right_step>
-    static void run(const double* __restrict left, const double* __restrict right,
-                    double* __restrict out, std::size_t n)
-    {
-        for (std::size_t j = 0; j < 2 * n; j += 2) {
-            const double* x = left + j * left_step;
-            const double* y = right + j * right_step;
-            const double real = x[0] * y[0] - x[1] * y[1];
-            const double imag = x[0] * y[1] + x[1] * y[0];
-            out[j] = real;
-            out[j + 1] = imag;
-        }
-    }
-};
-
 template <class Loop>
-constexpr arithmetic_rows rows_of{
+constexpr rows_by_form<arithmetic_row> rows_of{
     {Loop::template run<1, 1>, Loop::template run<1, 0>, Loop::template run<0, 1>}};
 
-bool any_nan(const double* x, std::size_t n)
+template <class Loop>
+constexpr rows_by_form<product_row> products_of{
+    {Loop::template run<1, 1>, Loop::template run<1, 0>, Loop::template run<0, 1>}};
+
+void negatives(const double* __restrict x, double* __restrict out, std::size_t n)
 {
-    unsigned long found = 0; // as wide as an element, so that the comparison's mask fits
     for (std::size_t i = 0; i < n; ++i)
-        found |= x[i] != x[i] ? ~0UL : 0UL;
-    return found != 0;
+        out[i] = -x[i];
 }
 
 void square_roots(const double* __restrict x, double* __restrict out, std::size_t n)
@@ -101,11 +85,13 @@ void magnitudes(const double* __restrict x, double* __restrict out, std::size_t 
         out[i] = __builtin_fabs(x[i]);
 }
 
-constexpr arithmetic_kernels arithmetic_of_this_target{
+template <class Product>
+constexpr arithmetic_kernels arithmetic_with{
     {rows_of<real_loop<plus>>, rows_of<real_loop<minus>>, rows_of<real_loop<times>>,
      rows_of<real_loop<over>>},
-    {rows_of<complex_loop<plus>>, rows_of<complex_loop<minus>>, rows_of<complex_product_loop>},
-    any_nan,
+    {rows_of<complex_loop<plus>>, rows_of<complex_loop<minus>>},
+    products_of<Product>,
+    negatives,
     square_roots,
     magnitudes};
 

@@ -34,9 +34,9 @@ struct reduction_kernels
     extreme_found (*least)(const double* p, std::size_t n);
     extreme_found (*greatest)(const double* p, std::size_t n);
 
-    // Extremes of the columns, the first of equal numbers staying. A NaN sets its column's flag.
-    void (*least_of_columns)(const row_block& block, double* extremes, unsigned long* flags);
-    void (*greatest_of_columns)(const row_block& block, double* extremes, unsigned long* flags);
+    // Extremes of the columns, the first of equal numbers staying; some NaN where there is one.
+    void (*least_of_columns)(const row_block& block, double* extremes);
+    void (*greatest_of_columns)(const row_block& block, double* extremes);
 };
 
 extern const reduction_kernels portable_reduction;

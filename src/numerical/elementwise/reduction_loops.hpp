@@ -90,63 +90,124 @@ void column_sums(const row_block& block, double* sums, double* scratch)
     add_rows<1>(sums, right, 0, width);
 }
 
+// The comparisons of extremes on the vectors of Unit, which defines
+//   type, width, zero, load, store, least and greatest of (x, best), where best stays if the two
+//   are equal or one is a NaN, and either_nan(marks, x), marks with all bits set where x is a NaN,
+//   and any(marks).
 struct lesser
 {
     static bool wins(double x, double y) { return x < y; }
+
+    template <class Unit>
+    static typename Unit::type better(typename Unit::type x, typename Unit::type best)
+    {
+        return Unit::least(x, best);
+    }
 };
 
 struct greater
 {
     static bool wins(double x, double y) { return x > y; }
+
+    template <class Unit>
+    static typename Unit::type better(typename Unit::type x, typename Unit::type best)
+    {
+        return Unit::greatest(x, best);
+    }
 };
 
 constexpr std::size_t lanes = 8;
 
-unsigned long nan_mask(double x)
+// The best of eight lanes, in the order of their positions.
+template <class Unit>
+struct lane_extremes
 {
-    return x != x ? ~0UL : 0UL;
+    static constexpr std::size_t count = lanes / Unit::width;
+    typename Unit::type best[count];
+
+    explicit lane_extremes(const double* p)
+    {
+        for (std::size_t v = 0; v < count; ++v)
+            best[v] = Unit::load(p + v * Unit::width);
+    }
+
+    template <class C>
+    void meet(const lane_extremes& other)
+    {
+        for (std::size_t v = 0; v < count; ++v)
+            best[v] = C::template better<Unit>(other.best[v], best[v]);
+    }
+
+    template <class C>
+    void meet(const double* p, typename Unit::type& nan)
+    {
+        for (std::size_t v = 0; v < count; ++v) {
+            const auto x = Unit::load(p + v * Unit::width);
+            best[v] = C::template better<Unit>(x, best[v]);
+            nan = Unit::either_nan(nan, x);
+        }
+    }
+};
+
+// Goes on with `count` numbers, a multiple of 32, in four neighbouring runs at once, for
+// independent chains of comparisons. Equal numbers keep their order, as the runs are merged in it.
+template <class C, class Unit>
+void meet_four_runs(const double* p, std::size_t count, lane_extremes<Unit>& found,
+                    typename Unit::type& nan)
+{
+    const std::size_t run = count / 4;
+    lane_extremes<Unit> first = found;
+    lane_extremes<Unit> second(p + run);
+    lane_extremes<Unit> third(p + 2 * run);
+    lane_extremes<Unit> fourth(p + 3 * run);
+    for (std::size_t i = 0; i < run; i += lanes) {
+        first.template meet<C>(p + i, nan);
+        second.template meet<C>(p + run + i, nan);
+        third.template meet<C>(p + 2 * run + i, nan);
+        fourth.template meet<C>(p + 3 * run + i, nan);
+    }
+    first.template meet<C>(second);
+    first.template meet<C>(third);
+    first.template meet<C>(fourth);
+    found = first;
 }
 
-// Goes on with `blocks` blocks of eight in `parts` neighbouring runs at once, for independent
-// chains of comparisons. Equal numbers keep their order, as the runs are merged in theirs.
-template <class C, std::size_t parts>
-void meet_blocks(const double* p, std::size_t blocks, double* best, unsigned long* flags)
+// Goes through `count` numbers, a multiple of eight. Runs are long, or so short that all four look
+// like one stream of memory: those of a few cache lines to some pages would start the processor's
+// prefetching anew each time.
+template <class C, class Unit>
+void meet_numbers(const double* p, std::size_t count, lane_extremes<Unit>& found,
+                  typename Unit::type& nan)
 {
-    const std::size_t run = blocks / parts * lanes;
-    double found[parts * lanes];
-    for (std::size_t s = 0; s < parts; ++s)
-        for (std::size_t j = 0; j < lanes; ++j)
-            found[s * lanes + j] = s == 0 ? best[j] : p[s * run + j];
-    for (std::size_t i = 0; i < run; i += lanes)
-        for (std::size_t s = 0; s < parts; ++s)
-            for (std::size_t j = 0; j < lanes; ++j) {
-                const double x = p[s * run + i + j];
-                double& kept = found[s * lanes + j];
-                kept = C::wins(x, kept) ? x : kept;
-                flags[j] |= nan_mask(x);
-            }
-    for (std::size_t j = 0; j < lanes; ++j)
-        for (std::size_t s = 0; s < parts; ++s)
-            best[j] = C::wins(found[s * lanes + j], best[j]) ? found[s * lanes + j] : best[j];
+    constexpr std::size_t long_enough = 32768;
+    constexpr std::size_t short_block = 128;
+    constexpr std::size_t four_lanes = 4 * lanes;
+    std::size_t i = 0;
+    if (count >= long_enough) {
+        i = count / four_lanes * four_lanes;
+        meet_four_runs<C>(p, i, found, nan);
+    }
+    for (; i + short_block <= count; i += short_block)
+        meet_four_runs<C>(p + i, short_block, found, nan);
+    for (; i < count; i += lanes)
+        found.template meet<C>(p + i, nan);
 }
 
-template <class C>
+template <class C, class Unit>
 extreme_found contiguous(const double* p, std::size_t n)
 {
     extreme_found result{p[0], false};
     const std::size_t full = n / lanes * lanes;
     if (full != 0) {
+        lane_extremes<Unit> found(p);
+        auto nan = Unit::zero();
+        meet_numbers<C>(p, full, found, nan);
         double best[lanes];
-        unsigned long flags[lanes] = {};
-        for (std::size_t j = 0; j < lanes; ++j)
-            best[j] = p[j];
-        const std::size_t in_parts = n / (4 * lanes) * (4 * lanes);
-        meet_blocks<C, 4>(p, in_parts / lanes, best, flags);
-        meet_blocks<C, 1>(p + in_parts, (full - in_parts) / lanes, best, flags);
-        for (std::size_t j = 0; j < lanes; ++j) {
-            result.value = C::wins(best[j], result.value) ? best[j] : result.value;
-            result.nan |= flags[j] != 0;
-        }
+        for (std::size_t v = 0; v < found.count; ++v)
+            Unit::store(best + v * Unit::width, found.best[v]);
+        for (const double x : best)
+            result.value = C::wins(x, result.value) ? x : result.value;
+        result.nan = Unit::any(nan);
     }
     for (std::size_t i = full; i < n; ++i) {
         result.value = C::wins(p[i], result.value) ? p[i] : result.value;
@@ -155,41 +216,45 @@ extreme_found contiguous(const double* p, std::size_t n)
     return result;
 }
 
-template <class C, std::size_t rows>
+// A NaN sticks: its mark, all bits set, is a NaN itself, and one that has been the best stays.
+template <class C, class Unit, std::size_t rows>
 void meet_rows(const double* __restrict first, std::size_t stride, std::size_t width,
-               double* __restrict extremes, unsigned long* __restrict flags)
+               double* __restrict extremes)
 {
-    for (std::size_t k = 0; k < width; ++k) {
-        double best = extremes[k];
-        unsigned long flag = flags[k];
-#pragma GCC unroll 4
+    std::size_t k = 0;
+    for (; k + Unit::width <= width; k += Unit::width) {
+        auto best = Unit::load(extremes + k);
+#pragma GCC unroll 8
+        for (std::size_t r = 0; r < rows; ++r) {
+            const auto x = Unit::load(first + r * stride + k);
+            best = Unit::either_nan(C::template better<Unit>(x, best), x);
+        }
+        Unit::store(extremes + k, best);
+    }
+    for (; k < width; ++k)
         for (std::size_t r = 0; r < rows; ++r) {
             const double x = first[r * stride + k];
-            best = C::wins(x, best) ? x : best;
-            flag |= nan_mask(x);
+            extremes[k] = C::wins(x, extremes[k]) || x != x ? x : extremes[k];
         }
-        extremes[k] = best;
-        flags[k] = flag;
-    }
 }
 
-template <class C>
-void of_columns(const row_block& block, double* extremes, unsigned long* flags)
+template <class C, class Unit>
+void of_columns(const row_block& block, double* extremes)
 {
     const auto [first, rows, stride, width] = block;
-    for (std::size_t k = 0; k < width; ++k) {
+    for (std::size_t k = 0; k < width; ++k)
         extremes[k] = first[k];
-        flags[k] = 0;
-    }
-    std::size_t i = 0;
-    for (; i + 4 <= rows; i += 4)
-        meet_rows<C, 4>(first + i * stride, stride, width, extremes, flags);
+    std::size_t i = 1;
+    for (; i + 8 <= rows; i += 8)
+        meet_rows<C, Unit, 8>(first + i * stride, stride, width, extremes);
     for (; i < rows; ++i)
-        meet_rows<C, 1>(first + i * stride, stride, width, extremes, flags);
+        meet_rows<C, Unit, 1>(first + i * stride, stride, width, extremes);
 }
 
-constexpr reduction_kernels reduction_of_this_target{
-    column_sums, contiguous<lesser>, contiguous<greater>, of_columns<lesser>, of_columns<greater>};
+template <class Unit>
+constexpr reduction_kernels reduction_by{column_sums, contiguous<lesser, Unit>,
+                                         contiguous<greater, Unit>, of_columns<lesser, Unit>,
+                                         of_columns<greater, Unit>};
 
 } // namespace
 } // namespace numerical::detail

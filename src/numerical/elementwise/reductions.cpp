@@ -31,21 +31,33 @@ const reduction_kernels& kernels_in_force()
     return wide ? detail::avx2_reduction : detail::portable_reduction;
 }
 
+// Complex numbers are summed part by part: as plain doubles the accumulators fill vector registers.
 // `stride` is a number, or a constant 1 for code of its own.
 template <class T, class Stride>
 T sum_of_run(const T* p, std::size_t n, Stride stride)
 {
-    T r[8];
-    for (std::size_t j = 0; j < 8; ++j)
-        r[j] = p[j * stride];
+    constexpr std::size_t parts = sizeof(T) / sizeof(double);
+    const auto part = [x = reinterpret_cast<const double*>(p), stride](std::size_t i) {
+        return x[i / parts * stride * parts + i % parts];
+    };
+    double r[8 * parts];
+    for (std::size_t j = 0; j < 8 * parts; ++j)
+        r[j] = part(j);
     std::size_t i = 8;
     for (; i + 8 <= n; i += 8)
-        for (std::size_t j = 0; j < 8; ++j)
-            r[j] += p[(i + j) * stride];
-    T sum = ((r[0] + r[1]) + (r[2] + r[3])) + ((r[4] + r[5]) + (r[6] + r[7]));
+        for (std::size_t j = 0; j < 8 * parts; ++j)
+            r[j] += part(i * parts + j);
+    double sums[parts];
+    for (std::size_t q = 0; q < parts; ++q)
+        sums[q] = ((r[q] + r[parts + q]) + (r[2 * parts + q] + r[3 * parts + q])) +
+                  ((r[4 * parts + q] + r[5 * parts + q]) + (r[6 * parts + q] + r[7 * parts + q]));
     for (; i < n; ++i)
-        sum += p[i * stride];
-    return sum;
+        for (std::size_t q = 0; q < parts; ++q)
+            sums[q] += part(i * parts + q);
+    if constexpr (parts == 1)
+        return sums[0];
+    else
+        return T(sums[0], sums[1]);
 }
 
 template <class T, class Stride>
@@ -60,7 +72,8 @@ T strided_sum(const T* p, std::size_t n, Stride stride)
     if (n <= detail::pairwise_limit)
         return sum_of_run(p, n, stride);
     const std::size_t half = detail::pairwise_half(n);
-    return strided_sum(p, half, stride) + strided_sum(p + half * stride, n - half, stride);
+    const T left = strided_sum(p, half, stride); // first, so that memory is read forwards
+    return left + strided_sum(p + half * stride, n - half, stride);
 }
 
 std::vector<std::size_t> without_axis(const std::vector<std::size_t>& shape, std::size_t axis)
@@ -77,7 +90,7 @@ std::vector<std::size_t> without_axis(const std::vector<std::size_t>& shape, std
 // so few rows that the processor follows each of them as a stream.
 constexpr std::size_t columns_at_once(std::size_t rows)
 {
-    return rows < 16 ? 32 : 2048;
+    return rows < 16 ? 32 : 4096;
 }
 
 // Complex numbers are summed part by part, and so are pairs of columns.
@@ -136,14 +149,12 @@ void extremes_of_columns(const double* data, const walk_shape& walk, double* out
     const reduction_kernels& kernels = kernels_in_force();
     const auto kernel = is_minimum<C> ? kernels.least_of_columns : kernels.greatest_of_columns;
     const std::size_t tile = std::min(walk.inner, columns_at_once(walk.extent));
-    auto flags = detail::uninitialized<unsigned long>(tile);
     for (std::size_t o = 0; o < walk.outer; ++o) {
         for (std::size_t k = 0; k < walk.inner; k += tile) {
             const std::size_t width = std::min(tile, walk.inner - k);
-            kernel({data + k, walk.extent, walk.inner, width}, out + k, flags.data());
-            for (std::size_t i = 0; i < width; ++i)
-                if (flags[i] != 0)
-                    out[k + i] = canonical_nan;
+            kernel({data + k, walk.extent, walk.inner, width}, out + k);
+            std::replace_if(
+                out + k, out + k + width, [](double x) { return x != x; }, canonical_nan);
         }
         data += walk.extent * walk.inner;
         out += walk.inner;

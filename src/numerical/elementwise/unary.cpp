@@ -1,6 +1,7 @@
 #include "numerical/elementwise/unary.hpp"
 
 #include "numerical/elementwise/arithmetic_kernels.hpp"
+#include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
@@ -22,12 +23,14 @@ tensor<Out> each(const tensor<T>& a, F f)
     return tensor<Out>(a.shape, std::move(data));
 }
 
-template <class Kernel>
-tensor<double> each_by(Kernel kernel, const tensor<double>& a)
+// By a kernel of plain doubles: complex numbers are two each.
+template <class Kernel, class T>
+tensor<T> each_by(Kernel kernel, const tensor<T>& a)
 {
-    std::vector<double> data = detail::uninitialized<double>(a.data.size());
-    kernel(a.data.data(), data.data(), data.size());
-    return tensor<double>(a.shape, std::move(data));
+    std::vector<T> data = detail::uninitialized<T>(a.data.size());
+    kernel(reinterpret_cast<const double*>(a.data.data()), reinterpret_cast<double*>(data.data()),
+           data.size() * sizeof(T) / sizeof(double));
+    return tensor<T>(a.shape, std::move(data));
 }
 
 tensor<double> magnitude(const tensor<double>& a)
@@ -42,11 +45,22 @@ tensor<double> magnitude(const tensor<complex>& a)
 
 } // namespace
 
+template <class T>
+tensor<T> negative(const tensor<T>& a)
+{
+    return each_by(detail::arithmetic_in_force().negatives, a);
+}
+
+template tensor<double> negative(const tensor<double>&);
+template tensor<complex> negative(const tensor<complex>&);
+
 // The root of the C library is correctly rounded, and so is that of the vector units.
 template <>
 tensor<double> square_root(const tensor<double>& a)
 {
-    return each_by(detail::arithmetic_in_force().square_roots, a);
+    const bool widest = detail::gemm_path_current() == detail::avx512_path;
+    return each_by(
+        widest ? detail::avx512_square_roots : detail::arithmetic_in_force().square_roots, a);
 }
 
 template <>

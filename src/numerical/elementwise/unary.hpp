@@ -10,6 +10,10 @@
 
 namespace numerical {
 
+// The tensor's operator -, by the vector kernels: every sign bit flipped.
+template <class T>
+tensor<T> negative(const tensor<T>& a);
+
 template <class T>
 tensor<T> square_root(const tensor<T>& a);
 
