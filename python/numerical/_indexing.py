@@ -104,24 +104,35 @@ def _reshaped(selected, new_axes):
     return _reshape(selected, shape)
 
 
-def _on_first_axis(self, key):
-    """What an int or a slice selects of the first axis, with the others whole."""
+def _by_ints_and_slices(self, keys):
+    """The most common keys in one pass; all others go the general way."""
     extents = self.shape
     rank = len(extents)
-    if not 0 < rank <= 32:
-        return _by_ranges(self, (key,))
-    extent = extents[0]
-    if type(key) is slice:
-        start, stop, step = key.indices(extent)
-        count, kept = len(range(start, stop, step)), 1
-    else:
-        start, step, count, kept = _position(key, 0, extent), 1, 1, 0
-    if rank == 1:
-        return _take(self, (start,), (step,), (count,), (kept,))
-    ones = _ONES[1:rank]
-    return _take(
-        self, (start,) + _ZEROS[1:rank], (step,) + ones, (count,) + extents[1:], (kept,) + ones
-    )
+    if len(keys) > rank:
+        return _by_ranges(self, keys)
+    starts, steps, counts, keep = [], [], [], []
+    for key, extent in zip(keys, extents):
+        if type(key) is slice:
+            start, stop, step = key.indices(extent)
+            steps.append(step)
+            counts.append(len(range(start, stop, step)))
+            keep.append(1)
+        elif type(key) is int and -extent <= key < extent:
+            start = key + extent if key < 0 else key
+            steps.append(1)
+            counts.append(1)
+            keep.append(0)
+        else:
+            return _by_ranges(self, keys)
+        starts.append(start)
+    given = len(keys)
+    if given < rank:
+        ones = (1,) * (rank - given)
+        starts += (0,) * (rank - given)
+        steps += ones
+        counts += extents[given:]
+        keep += ones
+    return _take(self, starts, steps, counts, keep)
 
 
 def _getitem(self, key):
@@ -129,20 +140,21 @@ def _getitem(self, key):
     if kind is tuple:
         for part in key:
             if type(part) is not int or part < 0:
-                return _by_ranges(self, key)
+                return _by_ints_and_slices(self, key)
     elif kind is int and key >= 0 and self.ndim == 1:
         key = (key,)
-    elif kind is int or kind is slice:
-        return _on_first_axis(self, key)
+    elif kind is slice and self.ndim == 1:
+        start, stop, step = key.indices(self.size)
+        return _take(self, (start,), (step,), (len(range(start, stop, step)),), (1,))
     else:
-        return _by_ranges(self, (key,))
+        return _by_ints_and_slices(self, (key,))
     # One element, if there are as many ints as axes. The module finds what is amiss, and the
     # general way says it.
     rank = len(key)
     try:
         return _take(self, key, _ONES[:rank], _ONES[:rank], _ZEROS[:rank])
     except (IndexError, OverflowError, error):
-        return _by_ranges(self, key)
+        return _by_ints_and_slices(self, key)
 
 
 METHODS = {"__getitem__": _getitem}
