@@ -2,6 +2,7 @@
 
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
+#include "numerical/factor/complex_loops.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -15,6 +16,50 @@ namespace numerical {
 namespace {
 
 constexpr std::size_t tile_rows = 64;
+constexpr std::size_t greatest_block = 64;
+
+// out[j] -= sum over t of coefficients[t]·rows[t·stride + j], t ascending, every product and every
+// difference rounded.
+void subtract_unfused(double* out, const double* coefficients, const double* rows,
+                      std::size_t stride, std::size_t terms, std::size_t n)
+{
+    detail::subtract_products(out, coefficients, rows, stride, terms, n);
+}
+
+void subtract_unfused(detail::complex* out, const detail::complex* coefficients,
+                      const detail::complex* rows, std::size_t stride, std::size_t terms,
+                      std::size_t n)
+{
+    detail::subtract_full_products(detail::gemm_path_current(), out, coefficients, rows, stride,
+                                   terms, n);
+}
+
+// Divides by a real number above zero: for complex the quotient by (divisor, 0) of C99 Annex G,
+// with its signs of zero, whose general way through a scaled modulus takes ten times as long.
+void divide(double* x, std::size_t n, double divisor)
+{
+    for (std::size_t i = 0; i < n; ++i)
+        x[i] /= divisor;
+}
+
+void divide(detail::complex* z, std::size_t n, double divisor)
+{
+    bool finite = true;
+    for (std::size_t i = 0; i < n; ++i)
+        finite &= detail::is_finite(z[i]);
+    if (!finite || !std::isfinite(divisor)) {
+        for (std::size_t i = 0; i < n; ++i)
+            z[i] /= detail::complex(divisor);
+        return;
+    }
+    auto* const parts = reinterpret_cast<double*>(z);
+    for (std::size_t i = 0; i < 2 * n; i += 2) {
+        const double re = parts[i];
+        const double im = parts[i + 1];
+        parts[i] = (re + im * 0.0) / divisor;
+        parts[i + 1] = (im - re * 0.0) / divisor;
+    }
+}
 
 std::size_t block_width(std::size_t order)
 {
@@ -54,24 +99,32 @@ void cholesky_decomposition<T>::factorize()
     }
 }
 
+// Column by column on a transposed copy, so that the sums of a column run side by side; each of
+// them subtracts its products one at a time in ascending order, unfused on every path.
 template <class T>
 void cholesky_decomposition<T>::factor_diagonal_block(std::size_t first, std::size_t last)
 {
-    for (std::size_t i = first; i < last; ++i)
-        for (std::size_t j = first; j <= i; ++j) {
-            T* const row = factors.data() + i * order;
-            const T* const above = factors.data() + j * order;
-            T s = row[j];
-            for (std::size_t l = first; l < j; ++l)
-                s -= row[l] * detail::conjugate(above[l]);
-            if (j < i) {
-                row[j] = s / above[j];
-                continue;
-            }
-            if (0 >= detail::real_part(s))
-                throw not_positive_definite_error("Cholesky: matrix is not positive-definite");
-            row[i] = std::sqrt(detail::real_part(s));
-        }
+    const std::size_t width = last - first;
+    const detail::block_view<T> a11 =
+        detail::block_view<T>{factors.data(), order, order, order}.sub(first, last, first, last);
+    std::vector<T> store = detail::uninitialized<T>(width * width);
+    const detail::block_view<T> columns{store.data(), width, width, width};
+    detail::transpose_into(columns, a11);
+    T coefficients[greatest_block];
+    for (std::size_t j = 0; j < width; ++j) {
+        T* const column = columns.row(j) + j;
+        for (std::size_t l = 0; l < j; ++l)
+            coefficients[l] = detail::conjugate(columns(l, j));
+        subtract_unfused(column, coefficients, store.data() + j, width, j, width - j);
+        const double pivot = detail::real_part(column[0]);
+        if (0 >= pivot)
+            throw not_positive_definite_error("Cholesky: matrix is not positive-definite");
+        column[0] = std::sqrt(pivot);
+        divide(column + 1, width - j - 1, detail::real_part(column[0]));
+    }
+    for (std::size_t i = 0; i < width; ++i)
+        for (std::size_t j = 0; j <= i; ++j)
+            a11(i, j) = columns(j, i);
 }
 
 // Tile t turns 64 rows of A21 into L21 on a transposed private copy, where every step of the
@@ -88,23 +141,19 @@ void cholesky_decomposition<T>::factor_rows_below(std::size_t first, std::size_t
         const std::size_t from = last + tile_rows * t;
         const std::size_t height = std::min(order - from, tile_rows);
         const detail::block_view<T> rows = all.sub(from, from + height, first, last);
-        std::vector<T> columns(width * height);
-        for (std::size_t i = 0; i < height; ++i)
-            for (std::size_t j = 0; j < width; ++j)
-                columns[j * height + i] = rows(i, j);
-        std::vector<T> coefficients(width);
+        std::vector<T> columns = detail::uninitialized<T>(width * height);
+        const detail::block_view<T> transposed{columns.data(), width, height, height};
+        detail::transpose_into(transposed, rows);
+        T coefficients[greatest_block];
         for (std::size_t j = 0; j < width; ++j) {
-            T* const column = columns.data() + j * height;
-            std::transform(l11.row(j), l11.row(j) + j, coefficients.begin(),
-                           [](const T& x) { return detail::conjugate(x); });
-            detail::subtract_products_on(path, column, coefficients.data(), columns.data(), height,
-                                         j, height);
-            for (std::size_t i = 0; i < height; ++i)
-                column[i] /= l11(j, j);
+            T* const column = transposed.row(j);
+            for (std::size_t l = 0; l < j; ++l)
+                coefficients[l] = detail::conjugate(l11(j, l));
+            detail::subtract_products_on(path, column, coefficients, columns.data(), height, j,
+                                         height);
+            divide(column, height, detail::real_part(l11(j, j)));
         }
-        for (std::size_t i = 0; i < height; ++i)
-            for (std::size_t j = 0; j < width; ++j)
-                rows(i, j) = columns[j * height + i];
+        detail::transpose_into(rows, transposed);
     };
     detail::parallel_for((order - last + tile_rows - 1) / tile_rows, width * width * 64 / 2,
                          solve_tile);
@@ -118,10 +167,10 @@ void cholesky_decomposition<T>::update_trailing(std::size_t first, std::size_t l
     const detail::block_view<T> all{factors.data(), order, order, order};
     const detail::block_view<T> l21 = all.sub(last, order, first, last);
     const std::vector<T> minus_l21 = detail::negated_copy(l21);
-    std::vector<T> adjoint(width * rest);
-    for (std::size_t i = 0; i < rest; ++i)
-        for (std::size_t j = 0; j < width; ++j)
-            adjoint[j * rest + i] = detail::conjugate(l21(i, j));
+    std::vector<T> adjoint = detail::uninitialized<T>(width * rest);
+    detail::transpose_into<T>({adjoint.data(), width, rest, rest}, l21);
+    for (T& element : adjoint)
+        element = detail::conjugate(element);
 
     const detail::block_view<const T> left{minus_l21.data(), rest, width, width};
     const detail::block_view<const T> right{adjoint.data(), width, rest, rest};

@@ -1,6 +1,7 @@
 #include "numerical/factor/qr.hpp"
 
 #include "numerical/factor/reflector.hpp"
+#include "numerical/gemm/block_view.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
@@ -63,10 +64,11 @@ void factor_qr_panel(std::vector<T>& a, std::size_t rows, std::size_t columns,
     const std::size_t height = rows - from;
     const std::size_t width = to - from;
     T* const corner = a.data() + from * columns + from;
-    std::vector<T> panel(width * height); // transposed: a matrix column is contiguous
-    for (std::size_t i = 0; i < height; ++i)
-        for (std::size_t j = 0; j < width; ++j)
-            panel[j * height + i] = corner[i * columns + j];
+    const block_view<T> block{corner, height, width, columns};
+    // Transposed: a matrix column is contiguous.
+    std::vector<T> panel = uninitialized<T>(width * height);
+    const block_view<T> transposed{panel.data(), width, height, height};
+    transpose_into(transposed, block);
 
     for (std::size_t j = 0; j < width; ++j) {
         const T* const column = panel.data() + j * height;
@@ -77,9 +79,7 @@ void factor_qr_panel(std::vector<T>& a, std::size_t rows, std::size_t columns,
         reflectors[from + j] = std::move(v);
     }
 
-    for (std::size_t i = 0; i < height; ++i)
-        for (std::size_t j = 0; j < width; ++j)
-            corner[i * columns + j] = panel[j * height + i];
+    transpose_into(block, transposed);
 }
 
 template <class T>

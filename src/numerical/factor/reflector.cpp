@@ -1,10 +1,12 @@
 #include "numerical/factor/reflector.hpp"
 
+#include "numerical/factor/complex_loops.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 
 #include <algorithm>
+#include <cmath>
 
 namespace numerical::detail {
 namespace {
@@ -19,6 +21,23 @@ double largest_modulus(const auto& x)
     return largest;
 }
 
+// Scales x if it is tiny and gives the norm that it then has. A sum of squares in the safe range
+// says by itself that x is not tiny, since that would take 2^100 elements; so the search for the
+// largest modulus is left to the others.
+template <class T>
+double rescaled_norm(std::vector<T>& x, double& scale)
+{
+    const auto* const parts = reinterpret_cast<const double*>(x.data());
+    const std::size_t count = x.size() * (sizeof(T) / sizeof(double));
+    const double square = dot_product(parts, parts, count);
+    if (is_safe_square(square)) {
+        scale = 1;
+        return std::sqrt(square);
+    }
+    scale = rescale_tiny(x);
+    return scaled_norm(x.data(), x.size());
+}
+
 // The reflector of an x with the given non-zero norm, and β.
 template <class T>
 T reflector_of(std::vector<T>& x, double norm)
@@ -31,19 +50,28 @@ T reflector_of(std::vector<T>& x, double norm)
     return -reach;
 }
 
-// y := H·y for one stretch of v's length.
-void reflect_stretch(int path, double* y, const std::vector<double>& v)
+// y := H·y for `count` rows of v's length.
+void reflect_stretches(int path, double* rows, std::size_t stride, std::size_t count,
+                       const std::vector<double>& v)
 {
-    const double d = dot_on(path, v.data(), y, v.size());
-    scaled_add_on(path, y, v.data(), -2 * d, v.size());
+    for (std::size_t r = 0; r < count; ++r) {
+        double* const y = rows + r * stride;
+        const double d = dot_on(path, v.data(), y, v.size());
+        scaled_add_on(path, y, v.data(), -2 * d, v.size());
+    }
 }
 
-void reflect_stretch(int path, complex* y, const std::vector<complex>& v)
+void reflect_stretches(int path, complex* rows, std::size_t stride, std::size_t count,
+                       const std::vector<complex>& v)
 {
-    complex d = 0;
-    for (std::size_t i = 0; i < v.size(); ++i)
-        d += y[i] * std::conj(v[i]);
-    subtract_scaled_on(path, y, v.data(), d * complex(2), v.size());
+    complex sums[rows_at_once];
+    for (std::size_t r0 = 0; r0 < count; r0 += rows_at_once) {
+        const std::size_t height = std::min(rows_at_once, count - r0);
+        complex* const group = rows + r0 * stride;
+        conjugate_dots(path, sums, v.data(), group, stride, height, v.size());
+        for (std::size_t r = 0; r < height; ++r)
+            subtract_scaled_on(path, group + r * stride, v.data(), sums[r] * complex(2), v.size());
+    }
 }
 
 } // namespace
@@ -61,15 +89,16 @@ double rescale_tiny(std::vector<T>& x)
 template <class T>
 T householder_in_place(std::vector<T>& x)
 {
-    const double scale = rescale_tiny(x);
-    return reflector_of(x, scaled_norm(x.data(), x.size())) / scale;
+    double scale = 1;
+    const double norm = rescaled_norm(x, scale);
+    return reflector_of(x, norm) / scale;
 }
 
 template <class T>
 void make_reflector(std::vector<T>& x)
 {
-    rescale_tiny(x);
-    const double norm = scaled_norm(x.data(), x.size());
+    double scale = 1;
+    const double norm = rescaled_norm(x, scale);
     if (norm == 0)
         x.clear();
     else
@@ -105,9 +134,9 @@ void reflect_columns(std::vector<T>& a, std::size_t ld, const std::vector<T>& v,
 {
     if (v.empty())
         return;
-    const int path = gemm_path_current();
-    for (std::size_t row = row_from; row < row_to; ++row)
-        reflect_stretch(path, a.data() + row * ld + column, v);
+    if (row_from < row_to)
+        reflect_stretches(gemm_path_current(), a.data() + row_from * ld + column, ld,
+                          row_to - row_from, v);
 }
 
 template double rescale_tiny(std::vector<double>&);

@@ -11,8 +11,6 @@ namespace numerical::detail {
 namespace {
 
 constexpr std::size_t chunk_elements = 16384;
-constexpr double least_safe_square = 0x1p-900;
-constexpr double greatest_safe_square = 0x1p900;
 
 } // namespace
 
@@ -134,7 +132,7 @@ double norm_by_largest(const T* x, std::size_t n)
 double scaled_norm(const double* x, std::size_t n)
 {
     const double square = dot_product(x, x, n);
-    if (least_safe_square <= square && square <= greatest_safe_square)
+    if (is_safe_square(square))
         return std::sqrt(square);
     return norm_by_largest(x, n);
 }
@@ -143,7 +141,7 @@ double scaled_norm(const complex* x, std::size_t n)
 {
     const auto* const parts = reinterpret_cast<const double*>(x);
     const double square = dot_product(parts, parts, 2 * n);
-    if (least_safe_square <= square && square <= greatest_safe_square)
+    if (is_safe_square(square))
         return std::sqrt(square);
     return norm_by_largest(x, n);
 }

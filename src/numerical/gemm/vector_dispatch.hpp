@@ -43,6 +43,12 @@ double plain_dot(const double* a, const double* b, std::size_t n);
 std::complex<double> plain_dot(const std::complex<double>* a, const std::complex<double>* b,
                                std::size_t n);
 
+// Whether a sum of squares lies in [2^-900, 2^900], where no term of weight has been lost.
+inline bool is_safe_square(double square)
+{
+    return 0x1p-900 <= square && square <= 0x1p900;
+}
+
 // The Euclidean norm without false overflow or underflow.
 double scaled_norm(const double* x, std::size_t n);
 double scaled_norm(const std::complex<double>* x, std::size_t n);

@@ -1,0 +1,137 @@
+#include "numerical/factor/complex_loops.hpp"
+
+#include <immintrin.h>
+
+namespace numerical::detail {
+namespace {
+
+// The products of two pairs of complex numbers, quick formula: `real` and `imag` hold each part of
+// one factor twice.
+inline __m256d product(__m256d real, __m256d imag, __m256d pair)
+{
+    const __m256d swapped = _mm256_permute_pd(pair, 0b0101);
+    return _mm256_addsub_pd(_mm256_mul_pd(real, pair), _mm256_mul_pd(imag, swapped));
+}
+
+inline bool holds_nan(__m256d x)
+{
+    return _mm256_movemask_pd(_mm256_cmp_pd(x, x, _CMP_UNORD_Q)) != 0;
+}
+
+struct coefficients
+{
+    const double* parts;
+
+    __m256d real(std::size_t t) const { return _mm256_broadcast_sd(parts + 2 * t); }
+
+    __m256d imag(std::size_t t) const { return _mm256_broadcast_sd(parts + 2 * t + 1); }
+};
+
+// Eight columns; false, with nothing stored, if a NaN comes out.
+inline bool subtract_from_eight(double* out, coefficients c, const double* rows,
+                                std::size_t row_stride, std::size_t terms)
+{
+    __m256d a0 = _mm256_loadu_pd(out);
+    __m256d a1 = _mm256_loadu_pd(out + 4);
+    __m256d a2 = _mm256_loadu_pd(out + 8);
+    __m256d a3 = _mm256_loadu_pd(out + 12);
+    for (std::size_t t = 0; t < terms; ++t) {
+        const double* const row = rows + 2 * t * row_stride;
+        const __m256d real = c.real(t);
+        const __m256d imag = c.imag(t);
+        a0 = _mm256_sub_pd(a0, product(real, imag, _mm256_loadu_pd(row)));
+        a1 = _mm256_sub_pd(a1, product(real, imag, _mm256_loadu_pd(row + 4)));
+        a2 = _mm256_sub_pd(a2, product(real, imag, _mm256_loadu_pd(row + 8)));
+        a3 = _mm256_sub_pd(a3, product(real, imag, _mm256_loadu_pd(row + 12)));
+    }
+    // A sum of two numbers may be NaN without either being it, which only costs a second try.
+    if (holds_nan(_mm256_add_pd(_mm256_add_pd(a0, a1), _mm256_add_pd(a2, a3))))
+        return false;
+    _mm256_storeu_pd(out, a0);
+    _mm256_storeu_pd(out + 4, a1);
+    _mm256_storeu_pd(out + 8, a2);
+    _mm256_storeu_pd(out + 12, a3);
+    return true;
+}
+
+// One column, in the lower half of a vector.
+inline bool subtract_from_one(double* out, coefficients c, const double* rows,
+                              std::size_t row_stride, std::size_t terms)
+{
+    __m256d a = _mm256_castpd128_pd256(_mm_loadu_pd(out));
+    for (std::size_t t = 0; t < terms; ++t) {
+        const __m256d row = _mm256_castpd128_pd256(_mm_loadu_pd(rows + 2 * t * row_stride));
+        a = _mm256_sub_pd(a, product(c.real(t), c.imag(t), row));
+    }
+    const __m128d sum = _mm256_castpd256_pd128(a);
+    if (_mm_movemask_pd(_mm_cmpunord_pd(sum, sum)) != 0)
+        return false;
+    _mm_storeu_pd(out, sum);
+    return true;
+}
+
+// The lower pair, then the upper one, added to the running sum of a row.
+inline __m128d add_in_order(__m128d sum, __m256d products)
+{
+    sum = _mm_add_pd(sum, _mm256_castpd256_pd128(products));
+    return _mm_add_pd(sum, _mm256_extractf128_pd(products, 1));
+}
+
+} // namespace
+
+std::size_t avx2_unfused_subtract_products(double* out, const double* coeffs, const double* rows,
+                                           std::size_t row_stride, std::size_t terms, std::size_t n)
+{
+    std::size_t j = 0;
+    for (; j + 8 <= n; j += 8)
+        if (!subtract_from_eight(out + 2 * j, {coeffs}, rows + 2 * j, row_stride, terms))
+            return j;
+    for (; j < n; ++j)
+        if (!subtract_from_one(out + 2 * j, {coeffs}, rows + 2 * j, row_stride, terms))
+            return j;
+    return n;
+}
+
+bool avx2_unfused_conjugate_dots(double* sums, const double* v, const double* rows,
+                                 std::size_t row_stride, std::size_t n)
+{
+    const double* const row0 = rows;
+    const double* const row1 = rows + 2 * row_stride;
+    const double* const row2 = rows + 4 * row_stride;
+    const double* const row3 = rows + 6 * row_stride;
+    const __m256d sign = _mm256_set1_pd(-0.0);
+    __m128d sum0 = _mm_setzero_pd();
+    __m128d sum1 = _mm_setzero_pd();
+    __m128d sum2 = _mm_setzero_pd();
+    __m128d sum3 = _mm_setzero_pd();
+    std::size_t i = 0;
+    for (; i + 4 <= 2 * n; i += 4) {
+        const __m256d pair = _mm256_loadu_pd(v + i);
+        const __m256d real = _mm256_movedup_pd(pair);
+        const __m256d imag = _mm256_xor_pd(_mm256_permute_pd(pair, 0b1111), sign);
+        sum0 = add_in_order(sum0, product(real, imag, _mm256_loadu_pd(row0 + i)));
+        sum1 = add_in_order(sum1, product(real, imag, _mm256_loadu_pd(row1 + i)));
+        sum2 = add_in_order(sum2, product(real, imag, _mm256_loadu_pd(row2 + i)));
+        sum3 = add_in_order(sum3, product(real, imag, _mm256_loadu_pd(row3 + i)));
+    }
+    if (i < 2 * n) {
+        const __m256d real = _mm256_set1_pd(v[i]);
+        const __m256d imag = _mm256_set1_pd(-v[i + 1]);
+        const auto last = [&](const double* row) {
+            const __m256d single = _mm256_castpd128_pd256(_mm_loadu_pd(row + i));
+            return _mm256_castpd256_pd128(product(real, imag, single));
+        };
+        sum0 = _mm_add_pd(sum0, last(row0));
+        sum1 = _mm_add_pd(sum1, last(row1));
+        sum2 = _mm_add_pd(sum2, last(row2));
+        sum3 = _mm_add_pd(sum3, last(row3));
+    }
+    _mm_storeu_pd(sums, sum0);
+    _mm_storeu_pd(sums + 2, sum1);
+    _mm_storeu_pd(sums + 4, sum2);
+    _mm_storeu_pd(sums + 6, sum3);
+    const __m128d all = _mm_add_pd(_mm_add_pd(sum0, sum1), _mm_add_pd(sum2, sum3));
+    return _mm_movemask_pd(_mm_cmpunord_pd(all, all)) == 0;
+}
+
+} // namespace numerical::detail
