@@ -89,18 +89,24 @@ _ADVICE = {
 }
 
 
+def _annotate(failure, operands):
+    """Adds what was given and the next thing to try, where exceptions can carry notes."""
+    if not hasattr(failure, "add_note"):
+        return
+    tensors = [asarray(operand) for operand in operands if not isinstance(operand, str)]
+    given = ", ".join(f"{t.dtype} of shape {t.shape}" for t in tensors)
+    hint = next((text for key, text in _ADVICE.items() if key in str(failure)), None)
+    failure.add_note(f"given {given}" + (f"; {hint}" if hint else ""))
+
+
 def _told(function):
-    """Adds a note to the module's errors: what was given, and the next thing to try."""
+    """Annotates the module's errors that the function raises."""
 
     def telling(*operands, **options):
         try:
             return function(*operands, **options)
         except error as failure:
-            if hasattr(failure, "add_note"):
-                tensors = [asarray(operand) for operand in operands if not isinstance(operand, str)]
-                given = ", ".join(f"{t.dtype} of shape {t.shape}" for t in tensors)
-                hint = next((text for key, text in _ADVICE.items() if key in str(failure)), None)
-                failure.add_note(f"given {given}" + (f"; {hint}" if hint else ""))
+            _annotate(failure, operands)
             raise
 
     for name in ("__name__", "__qualname__", "__module__", "__doc__"):
@@ -151,12 +157,24 @@ def _over_stack(function, a, empty):
 
 
 # --- systems -------------------------------------------------------------------------------------
-@_told
 def solve(a, b):
     """x with a @ x = b, by LU. a is (..., M, M); b is (M,), or (..., M, K) with one in each column.
 
     numerical.error "solve: matrix is singular" for an exactly singular a.
     """
+    if type(a) is Tensor and type(b) is Tensor:
+        try:  # asking for ranks and dtypes first would cost as much as a small system
+            return _numerical.solve(a, b)
+        except error as failure:
+            if a.ndim == 2 and b.ndim in (1, 2) and a.dtype == b.dtype:
+                _annotate(failure, (a, b))
+                raise
+    return _solve(a, b)
+
+
+@_told
+def _solve(a, b):
+    """The same for a stack, operands of two dtypes, or what is no tensor yet."""
     a, b = same_dtype(a, b)
     if a.ndim == 2 and b.ndim in (1, 2):
         return _numerical.solve(a, b)
