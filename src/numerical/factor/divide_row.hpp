@@ -6,8 +6,9 @@
 
 namespace numerical::detail {
 
-// row[j] /= divisor, each element the true quotient that operator/ gives, to the bit.
-void divide_row(double* row, double divisor, std::size_t n);
-void divide_row(complex* row, complex divisor, std::size_t n);
+// row[j] /= divisor on a path of path.hpp, each element the true quotient that operator/ gives, to
+// the bit.
+void divide_row(int path, double* row, double divisor, std::size_t n);
+void divide_row(int path, complex* row, complex divisor, std::size_t n);
 
 } // namespace numerical::detail

@@ -182,7 +182,7 @@ bool lu_panel<T>::divide_by_pivot(std::size_t k)
         return false;
     if (p != k)
         exchange_rows(k, p);
-    divide_row(column + k + 1, column[k], rows - k - 1);
+    divide_row(path, column + k + 1, column[k], rows - k - 1);
     return true;
 }
 

@@ -38,7 +38,7 @@ void substitute_directly(int path, block_view<const T> lu, std::size_t block, bl
                                  end - from, x.cols);
             end = from;
         }
-        divide_row(x.row(i), lu(i, i), x.cols);
+        divide_row(path, x.row(i), lu(i, i), x.cols);
     }
 }
 

@@ -22,7 +22,7 @@ void substitute_upper(int path, block_view<const T> u, block_view<T> x)
     for (std::size_t i = x.rows; i-- > 0;) {
         subtract_products_on(path, x.row(i), u.row(i) + i + 1, x.row(i + 1), x.stride,
                              x.rows - 1 - i, x.cols);
-        divide_row(x.row(i), u(i, i), x.cols);
+        divide_row(path, x.row(i), u(i, i), x.cols);
     }
 }
 

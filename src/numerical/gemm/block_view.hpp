@@ -55,10 +55,10 @@ void negate_into(std::vector<T>& to, block_view<const std::type_identity_t<T>> a
     if (to.capacity() < a.rows * a.cols)
         to = reserved<T>(a.rows * a.cols);
     for (std::size_t i = 0; i < a.rows; ++i) {
-        const std::size_t end = to.size();
         to.insert(to.end(), a.row(i), a.row(i) + a.cols);
-        for (std::size_t j = end; j < to.size(); ++j)
-            to[j] = negated(to[j]);
+        T* const row = to.data() + i * a.cols;
+        for (std::size_t j = 0; j < a.cols; ++j)
+            row[j] = negated(row[j]);
     }
 }
 
