@@ -9,6 +9,7 @@
 #include "numerical/storage.hpp"
 
 #include <complex>
+#include <type_traits>
 #include <utility>
 
 namespace numerical::detail {
@@ -34,6 +35,30 @@ output_groups grouped(const std::string& output, label_set in_a, label_set in_b)
             groups.batch += label;
     }
     return groups;
+}
+
+// Elements copied to bring an operand into the wanted order of axes.
+template <class T>
+std::size_t elements_moved(const labelled<T>& operand, const std::string& wanted)
+{
+    return operand.labels == wanted ? 0 : operand.value.data.size();
+}
+
+// Whether to contract the operands in the other order, which makes the result's axes come out as
+// the output has them. Real products come out the same bits either way, so that the one decides
+// that moves fewer elements; complex ones are summed part by part, left operand first.
+template <class T>
+bool better_swapped(const labelled<T>& a, const labelled<T>& b, const output_groups& groups,
+                    const std::string& summed, std::size_t result_size)
+{
+    if constexpr (!std::is_same_v<T, double>)
+        return true;
+    const auto& [batch, a_free, b_free] = groups;
+    const std::size_t swapped =
+        elements_moved(b, batch + b_free + summed) + elements_moved(a, batch + summed + a_free);
+    const std::size_t as_they_are = elements_moved(a, batch + a_free + summed) +
+                                    elements_moved(b, batch + summed + b_free) + result_size;
+    return swapped <= as_they_are;
 }
 
 struct batch_sizes
@@ -85,15 +110,16 @@ std::optional<tensor<T>> contract_pair(const std::string& a_labels, const tensor
     if (!(label_set(summed) - (in_a & in_b)).empty())
         return std::nullopt;
 
-    const auto [batch, a_free, b_free] = grouped(output, in_a, in_b);
-    const std::string canonical = batch + a_free + b_free;
-    if (canonical != output && batch + b_free + a_free == output)
-        return contract_pair<T>(b_labels, b, a_labels, a, output, summed, extents);
-
+    const output_groups groups = grouped(output, in_a, in_b);
+    const auto& [batch, a_free, b_free] = groups;
     const batch_sizes sizes{extent_product(batch, extents), extent_product(a_free, extents),
                             extent_product(b_free, extents), extent_product(summed, extents)};
     if (summed.empty())
         return outer_product<T>({a_labels, a}, {b_labels, b}, output, extents);
+    const std::string canonical = batch + a_free + b_free;
+    if (canonical != output && batch + b_free + a_free == output &&
+        better_swapped<T>({a_labels, a}, {b_labels, b}, groups, summed, sizes.total()))
+        return contract_pair<T>(b_labels, b, a_labels, a, output, summed, extents);
 
     const ordered_elements<T> left({a_labels, a}, batch + a_free + summed, extents);
     const ordered_elements<T> right({b_labels, b}, batch + summed + b_free, extents);

@@ -1,5 +1,6 @@
 #include "numerical/einsum/contract_pair.hpp"
 
+#include "numerical/einsum/strided_copy.hpp"
 #include "numerical/errors.hpp"
 #include "paths.hpp"
 #include "reference_einsum.hpp"
@@ -160,6 +161,32 @@ TEST(contract_pair, refuses_products_of_extents_that_overflow)
                   contract_pair<double>("ikj", c, "j", {{0}, {}}, "ik", "j", table);
               }),
               "dimension product overflows std::size_t");
+}
+
+TEST(contract_pair, of_reals_gives_the_same_bits_in_either_order_of_operands)
+{
+    // Which order is taken depends on the sizes; results must not.
+    const std::vector<test::extent_map> maps{{{'b', 5}, {'i', 3}, {'j', 4}, {'k', 6}},
+                                             {{'b', 1}, {'i', 40}, {'j', 9}, {'k', 1}},
+                                             {{'b', 2}, {'i', 1}, {'j', 700}, {'k', 17}},
+                                             {{'b', 2}, {'i', 65}, {'j', 300}, {'k', 90}}};
+    for (const test::extent_map& map : maps)
+        for (const int path : test::available_paths()) {
+            const test::path_limit limit(path);
+            const auto operand = [&](const std::string& labels, unsigned seed) {
+                const extents shape = test::shape_of(labels, map);
+                return tensor<double>(
+                    shape, test::random_vector<double>(shape[0] * shape[1] * shape[2], seed));
+            };
+            const auto a = operand("bij", 1);
+            const auto b = operand("bjk", 2);
+            const auto one = contracted<double>({{"bij", "bjk"}, "bki"}, {a, b}, map);
+            const auto other = contracted<double>({{"bjk", "bij"}, "bki"}, {b, a}, map);
+            const auto turned = contracted<double>({{"bij", "bjk"}, "bik"}, {a, b}, map);
+            EXPECT_EQ(one->data, other->data);
+            EXPECT_EQ(one->data,
+                      numerical::detail::permuted(turned->data, "bik", "bki", table_of(map)));
+        }
 }
 
 TEST(contract_pair, gives_the_same_bits_at_every_thread_count)
