@@ -8,6 +8,7 @@
 // -ffp-contract=off), that is in all but the kernel files. Beware that complex times double
 // multiplies by parts and differs from the full product with (x, 0) in signed zeros and NaN.
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <cstddef>
@@ -38,6 +39,19 @@ inline double modulus(double x)
 inline double modulus(const complex& z)
 {
     return std::abs(z);
+}
+
+// max(largest, |z|). The square root is taken only where |Re z| + |Im z| says that it may matter.
+inline double larger_modulus(double largest, double x)
+{
+    return std::max(largest, std::abs(x));
+}
+
+inline double larger_modulus(double largest, const complex& z)
+{
+    if (std::abs(z.real()) + std::abs(z.imag()) <= largest)
+        return largest;
+    return std::max(largest, std::abs(z));
 }
 
 inline double real_part(double x)

@@ -34,7 +34,7 @@ double largest_of_lower(const matrix<T>& a)
     double largest = 0;
     for (std::size_t i = 0; i < a.rows; ++i)
         for (std::size_t j = 0; j <= i; ++j)
-            largest = std::max(largest, modulus(lower_element(a, i, j)));
+            largest = larger_modulus(largest, lower_element(a, i, j));
     return largest;
 }
 
@@ -116,18 +116,34 @@ template std::vector<complex> columns_by_value(const std::vector<complex>&,
 
 } // namespace detail
 
+namespace {
+
+constexpr int jacobi_sweeps = 60;
+
+} // namespace
+
 symmetric_eigen::symmetric_eigen(matrix<double> a, eigen_method method)
     : size(a.rows), vectors(0, 0, {})
 {
     const double scale = detail::checked_scale(
         a, "symmetric eigendecomposition", "symmetric eigendecomposition requires a square matrix");
     if (method == eigen_method::jacobi) {
-        run_jacobi(a, scale);
+        const auto [diagonal, rows] = detail::two_sided_jacobi(a, scale, jacobi_sweeps);
+        extract_sorted(diagonal, rows);
         return;
     }
     auto pairs = detail::solve_by_reduction(std::move(a), scale, method);
     values = std::move(pairs.values);
     vectors = {size, size, std::move(pairs.vectors)};
+}
+
+void symmetric_eigen::extract_sorted(const std::vector<double>& diagonal,
+                                     const std::vector<double>& rows)
+{
+    const std::vector<std::size_t> order = detail::ascending_order(diagonal);
+    for (const std::size_t i : order)
+        values.push_back(diagonal[i]);
+    vectors = {size, size, detail::columns_by_value(rows, order, size)};
 }
 
 hermitian_eigen::hermitian_eigen(matrix<std::complex<double>> a, eigen_method method)

@@ -27,9 +27,8 @@ public:
     matrix<double> vectors;     // column j is the unit eigenvector of values[j]
 
 private:
-    void run_jacobi(const matrix<double>& a, double scale);
-    // From a diagonal and the n × n matrix of eigenvectors by rows.
-    void extract_sorted(const std::vector<double>& diagonal, const std::vector<double>& q);
+    // From eigenvalues in any order and the n × n matrix of eigenvectors by rows.
+    void extract_sorted(const std::vector<double>& diagonal, const std::vector<double>& rows);
 };
 
 class hermitian_eigen
@@ -49,6 +48,16 @@ namespace detail {
 template <class T>
 std::vector<T> columns_by_value(const std::vector<T>& rows, const std::vector<std::size_t>& order,
                                 std::size_t n);
+
+// Unsorted eigenvalues of the matrix, and the eigenvectors by rows.
+struct jacobi_eigenpairs
+{
+    std::vector<double> diagonal;
+    std::vector<double> rows;
+};
+
+// Works on a/scale, by its lower triangle. convergence_error when `sweep_limit` sweeps don't do.
+jacobi_eigenpairs two_sided_jacobi(const matrix<double>& a, double scale, int sweep_limit);
 
 } // namespace detail
 } // namespace numerical

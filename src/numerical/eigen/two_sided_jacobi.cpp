@@ -4,16 +4,15 @@
 
 #include "numerical/eigen/eigen.hpp"
 
-#include "numerical/eigen/merge_columns.hpp"
 #include "numerical/errors.hpp"
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
-namespace numerical {
+namespace numerical::detail {
 namespace {
 
-constexpr int sweep_limit = 60;
 constexpr double tolerance = 1e-12; // of the Frobenius norm
 
 class jacobi_iteration
@@ -21,7 +20,7 @@ class jacobi_iteration
 public:
     jacobi_iteration(const matrix<double>& lower, double scale);
 
-    void run();
+    void run(int sweep_limit);
 
     // Eigenvectors by rows, and the values on the diagonal of what the matrix has become.
     std::vector<double> q;
@@ -61,7 +60,7 @@ double jacobi_iteration::off_diagonal() const
     return std::sqrt(2 * squares);
 }
 
-void jacobi_iteration::run()
+void jacobi_iteration::run(int sweep_limit)
 {
     if (n < 2)
         return;
@@ -112,23 +111,14 @@ void jacobi_iteration::annihilate(std::size_t p, std::size_t r)
 
 } // namespace
 
-void symmetric_eigen::run_jacobi(const matrix<double>& a, double scale)
+jacobi_eigenpairs two_sided_jacobi(const matrix<double>& a, double scale, int sweep_limit)
 {
     jacobi_iteration iteration(a, scale);
-    iteration.run();
-    std::vector<double> diagonal(size);
-    for (std::size_t i = 0; i < size; ++i)
+    iteration.run(sweep_limit);
+    std::vector<double> diagonal(a.rows);
+    for (std::size_t i = 0; i < a.rows; ++i)
         diagonal[i] = iteration.value(i) * scale;
-    extract_sorted(diagonal, iteration.q);
+    return {std::move(diagonal), std::move(iteration.q)};
 }
 
-void symmetric_eigen::extract_sorted(const std::vector<double>& diagonal,
-                                     const std::vector<double>& q)
-{
-    const std::vector<std::size_t> order = detail::ascending_order(diagonal);
-    for (const std::size_t i : order)
-        values.push_back(diagonal[i]);
-    vectors = {size, size, detail::columns_by_value(q, order, size)};
-}
-
-} // namespace numerical
+} // namespace numerical::detail

@@ -17,7 +17,7 @@ double largest_modulus(const auto& x)
 {
     double largest = 0;
     for (const auto& element : x)
-        largest = std::max(largest, modulus(element));
+        largest = larger_modulus(largest, element);
     return largest;
 }
 
