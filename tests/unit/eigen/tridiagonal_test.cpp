@@ -1,0 +1,213 @@
+#include "numerical/eigen/tridiagonal.hpp"
+
+#include "hermitian_matrices.hpp"
+#include "numerical/eigen/hermitian_product.hpp"
+#include "paths.hpp"
+
+#include <cmath>
+#include <complex>
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <limits>
+
+namespace {
+
+using namespace numerical::detail;
+using numerical::matrix;
+
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+
+template <class T>
+struct reduced
+{
+    std::vector<double> d;
+    std::vector<double> e;
+    tridiagonal_reduction<T> reduction;
+};
+
+template <class T>
+reduced<T> reduce(const matrix<T>& a)
+{
+    auto work = a.data;
+    std::vector<double> d(a.rows);
+    std::vector<double> e(a.rows, nan);
+    auto reduction = tridiagonalize(work, a.rows, d, e);
+    return {d, e, std::move(reduction)};
+}
+
+template <class T>
+class tridiagonal : public testing::Test
+{
+};
+
+using element_types = testing::Types<double, complex>;
+TYPED_TEST_SUITE(tridiagonal, element_types);
+
+// With basis B by rows, A = Bᵀ·T·conj(B).
+TYPED_TEST(tridiagonal, reduction_and_basis_give_the_matrix_back)
+{
+    using T = TypeParam;
+    double largest = 0;
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const std::size_t n : {1, 2, 3, 4, 31, 32, 33, 34, 35, 64, 65, 66, 97, 140})
+            for (const auto& [name, a] : test::hermitian_families<T>(n)) {
+                const auto [d, e, reduction] = reduce(a);
+                ASSERT_EQ(e[n - 1], 0) << name;
+                const matrix<T> basis(n, n, tridiagonal_basis(reduction, n));
+                matrix<T> transposed = basis;
+                matrix<T> conjugated = basis;
+                for (std::size_t i = 0; i < n * n; ++i) {
+                    transposed.data[i] = basis.data[i % n * n + i / n];
+                    conjugated.data[i] = conjugate(basis.data[i]);
+                }
+                const auto t = test::tridiagonal_matrix<T>(d, e);
+                const double ratio = test::difference_ratio(a, (transposed * t) * conjugated);
+                largest = std::max({largest, ratio, test::orthogonality_ratio(transposed)});
+                // Values of a subnormal matrix are rounded far above ε.
+                if (name != "subnormal") {
+                    EXPECT_LT(ratio, 30) << name << ", n = " << n << ", path " << path;
+                }
+                EXPECT_LT(test::orthogonality_ratio(transposed), 30) << name << ", n = " << n;
+            }
+    }
+    std::printf("largest ratio: %.3f\n", largest);
+}
+
+TYPED_TEST(tridiagonal, basis_of_the_identity_rows_is_the_basis)
+{
+    using T = TypeParam;
+    for (const std::size_t n : {2, 33, 70}) {
+        const auto [d, e, reduction] = reduce(test::random_hermitian<T>(n, 3));
+        std::vector<T> rows(n * n);
+        for (std::size_t i = 0; i < n; ++i)
+            rows[i * n + i] = 1;
+        to_matrix_basis(reduction, rows, n);
+        const matrix<T> expected(n, n, tridiagonal_basis(reduction, n));
+        EXPECT_LT(test::difference_ratio(expected, matrix<T>(n, n, rows)), 3) << n;
+    }
+}
+
+TYPED_TEST(tridiagonal, trailing_order_beyond_one_strip)
+{
+    using T = TypeParam;
+    constexpr std::size_t n = 600; // a strip has 512 rows
+    const auto a = test::random_hermitian<T>(n, 8);
+    const auto [d, e, reduction] = reduce(a);
+    const matrix<T> basis(n, n, tridiagonal_basis(reduction, n));
+    matrix<T> conjugated = a;
+    for (T& x : conjugated.data)
+        x = conjugate(x);
+    EXPECT_LT(test::difference_ratio(test::tridiagonal_matrix<T>(d, e),
+                                     (basis * conjugated) * adjoint(basis)),
+              3);
+}
+
+TYPED_TEST(tridiagonal, matrix_of_order_1_is_its_diagonal)
+{
+    using T = TypeParam;
+    const auto [d, e, reduction] = reduce(matrix<T>(1, 1, {T(-3)}));
+    EXPECT_EQ(d, std::vector<double>{-3.0});
+    EXPECT_EQ(e, std::vector<double>{0.0});
+    EXPECT_EQ(reduction.phases, std::vector<T>{T(1)});
+    EXPECT_TRUE(reduction.reflectors[0].empty());
+}
+
+TYPED_TEST(tridiagonal, matrix_that_is_tridiagonal_already_stays)
+{
+    using T = TypeParam;
+    for (const std::size_t n : {2, 3, 33, 40}) {
+        const auto d = test::random_vector<double>(n, 1);
+        auto e = test::random_vector<double>(n, 2);
+        const auto kept = reduce(test::tridiagonal_matrix<T>(d, e));
+        EXPECT_EQ(kept.d, d);
+        for (std::size_t i = 0; i + 1 < n; ++i)
+            EXPECT_EQ(kept.e[i], (std::is_same_v<T, double> ? e[i] : std::abs(e[i])));
+        for (const auto& reflector : kept.reduction.reflectors)
+            EXPECT_TRUE(reflector.empty());
+    }
+}
+
+TYPED_TEST(tridiagonal, column_without_a_reflection_does_not_disturb_its_panel)
+{
+    using T = TypeParam;
+    constexpr std::size_t n = 50;
+    auto a = test::random_hermitian<T>(n, 5);
+    for (std::size_t i = 0; i < n; ++i) // two blocks: column 20 has nothing below row 21
+        for (std::size_t j = 0; j < n; ++j)
+            if ((i > 20) != (j > 20))
+                a.data[i * n + j] = 0;
+    const auto [d, e, reduction] = reduce(a);
+    const matrix<T> basis(n, n, tridiagonal_basis(reduction, n));
+    matrix<T> conjugated = a;
+    for (T& x : conjugated.data)
+        x = conjugate(x);
+    EXPECT_LT(test::difference_ratio(test::tridiagonal_matrix<T>(d, e),
+                                     (basis * conjugated) * adjoint(basis)),
+              3);
+}
+
+TEST(tridiagonal, complex_subdiagonal_becomes_its_modulus)
+{
+    const complex below(3, -4);
+    const auto [d, e, reduction] =
+        reduce(matrix<complex>(2, 2, {1.0, std::conj(below), below, 2.0}));
+    EXPECT_EQ(d, (std::vector<double>{1.0, 2.0}));
+    EXPECT_EQ(e, (std::vector<double>{5.0, 0.0}));
+    EXPECT_EQ(reduction.phases[0], complex(1));
+    EXPECT_EQ(reduction.phases[1], std::conj(phase_of(below)));
+}
+
+// y = A·x by the lower triangle, with what lies above it and around the matrix unreadable.
+template <class T>
+void check_product(std::size_t len, std::size_t lda, int path)
+{
+    std::vector<T> a(len * lda, T(nan));
+    const auto lower = test::integer_vector<T>(len * len, 1, 9);
+    const auto x = test::integer_vector<T>(len, 2, 9);
+    std::vector<T> expected(len);
+    for (std::size_t i = 0; i < len; ++i)
+        for (std::size_t j = 0; j <= i; ++j) {
+            const T element = i == j ? T(real_part(lower[i * len + j])) : lower[i * len + j];
+            a[i * lda + j] = element;
+            expected[i] += element * x[j];
+            if (i != j)
+                expected[j] += conjugate(element) * x[i];
+        }
+    std::vector<T> y(len + 1, T(77));
+    std::vector<T> partials;
+    hermitian_product(a.data(), lda, len, x.data(), y.data(), partials);
+    EXPECT_EQ(y[len], T(77));
+    y.pop_back();
+    EXPECT_EQ(y, expected) << "len = " << len << ", path " << path;
+}
+
+TYPED_TEST(tridiagonal, hermitian_product_is_exact_on_integers_and_reads_the_lower_triangle)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (std::size_t len = 1; len <= 70; ++len)
+            check_product<TypeParam>(len, len + len % 3, path);
+        for (const std::size_t len : {127, 128, 129, 300})
+            check_product<TypeParam>(len, len + 5, path);
+    }
+}
+
+TYPED_TEST(tridiagonal, hermitian_product_has_the_same_bits_at_every_thread_count)
+{
+    constexpr std::size_t len = 700;
+    const auto a = test::random_vector<TypeParam>(len * len, 1);
+    const auto x = test::random_vector<TypeParam>(len, 2);
+    std::vector<TypeParam> expected;
+    for (const std::size_t threads : test::thread_counts) {
+        const test::thread_limit limit(threads);
+        std::vector<TypeParam> y(len);
+        std::vector<TypeParam> partials(3, TypeParam(nan)); // what it held before is of no account
+        hermitian_product(a.data(), len, len, x.data(), y.data(), partials);
+        if (expected.empty())
+            expected = y;
+        EXPECT_EQ(y, expected) << threads << " threads";
+    }
+}
+
+} // namespace
