@@ -38,7 +38,7 @@ values values_of(values d, values e)
 void expect_near(const values& found, const values& expected, double tolerance)
 {
     for (std::size_t i = 0; i < expected.size(); ++i)
-        EXPECT_NEAR(found[i], expected[i], tolerance);
+        EXPECT_NEAR(found[i], expected[i], tolerance + 0x1p-52 * std::abs(expected[i]));
 }
 
 TEST(tridiagonal_ql, of_order_0_and_1_does_nothing)
