@@ -66,9 +66,8 @@ void avx2_add_row_dots(double* w, const double* rows, std::size_t stride, std::s
             s2 = _mm256_fmadd_pd(_mm256_loadu_pd(r2 + j), with, s2);
             s3 = _mm256_fmadd_pd(_mm256_loadu_pd(r3 + j), with, s3);
         }
-        const __m256d tails =
-            _mm256_setr_pd(tail_dot(r0, x, whole, n), tail_dot(r1, x, whole, n),
-                           tail_dot(r2, x, whole, n), tail_dot(r3, x, whole, n));
+        const __m256d tails = _mm256_setr_pd(tail_dot(r0, x, whole, n), tail_dot(r1, x, whole, n),
+                                             tail_dot(r2, x, whole, n), tail_dot(r3, x, whole, n));
         const __m256d dots = _mm256_add_pd(lane_sums(s0, s1, s2, s3), tails);
         _mm256_storeu_pd(w + i, _mm256_add_pd(_mm256_loadu_pd(w + i), dots));
     }
@@ -98,9 +97,8 @@ void avx2_add_row_dot_pairs(double* w, const double* rows, std::size_t stride, s
             x1 = _mm256_fmadd_pd(a1, with_x, x1);
             y1 = _mm256_fmadd_pd(a1, with_y, y1);
         }
-        const __m256d tails =
-            _mm256_setr_pd(tail_dot(r0, x, whole, n), tail_dot(r0, y, whole, n),
-                           tail_dot(r1, x, whole, n), tail_dot(r1, y, whole, n));
+        const __m256d tails = _mm256_setr_pd(tail_dot(r0, x, whole, n), tail_dot(r0, y, whole, n),
+                                             tail_dot(r1, x, whole, n), tail_dot(r1, y, whole, n));
         const __m256d dots = _mm256_add_pd(lane_sums(x0, y0, x1, y1), tails);
         _mm256_storeu_pd(w + 2 * i, _mm256_add_pd(_mm256_loadu_pd(w + 2 * i), dots));
     }

@@ -17,6 +17,7 @@ namespace numerical::detail {
 constexpr std::size_t blocked_bidiagonal_order = 128;
 constexpr std::size_t blocked_bases_order = 64;
 constexpr std::size_t bidiagonal_panel_columns = 32;
+constexpr std::size_t basis_block_columns = 64; // of reflectors applied to a full matrix at once
 
 // B and what stands between A and B. The left basis is H₀·H₁···diag(left_phases)*, with * the
 // conjugate, from the left reflectors, entry k of which acts on coordinates k and up; the right one
@@ -59,5 +60,14 @@ bidiagonal_reduction<T> bidiagonalize_unblocked(std::vector<T> a, std::size_t n)
 // Both n × n bases by rows. Consumes the right reflectors.
 template <class T>
 bidiagonal_bases<T> form_bidiagonal_bases(bidiagonal_reduction<T>& reduction);
+
+// The left basis times the n × n matrix, both by columns: left vectors of B become those of A. The
+// basis is never formed.
+std::vector<double> multiply_left_basis(const bidiagonal_reduction<double>& reduction,
+                                        std::vector<double> vectors);
+
+// The same of the right basis. Consumes the right reflectors.
+std::vector<double> multiply_right_basis(bidiagonal_reduction<double>& reduction,
+                                         std::vector<double> vectors);
 
 } // namespace numerical::detail

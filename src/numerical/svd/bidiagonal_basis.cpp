@@ -5,6 +5,7 @@
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
+#include <algorithm>
 #include <complex>
 #include <utility>
 
@@ -30,7 +31,58 @@ void accumulate(const std::vector<std::vector<T>>& reflectors, std::vector<T>& b
     }
 }
 
+// Right reflector i acts from coordinate i + 1 on: moved on by one place, the list is like the left
+// one.
+template <class T>
+std::vector<std::vector<T>> shifted_right_reflectors(bidiagonal_reduction<T>& reduction)
+{
+    std::vector<std::vector<T>> shifted(reduction.order);
+    for (std::size_t i = 0; i + 1 < reduction.order; ++i)
+        shifted[i + 1] = std::move(reduction.right_reflectors[i]);
+    return shifted;
+}
+
+// The product of the reflectors, in order, times the n × n target.
+void apply_reflectors(const std::vector<std::vector<double>>& reflectors,
+                      std::vector<double>& target, std::size_t n)
+{
+    for (std::size_t to = n; to > 0;) {
+        const std::size_t from = (to - 1) / basis_block_columns * basis_block_columns;
+        const reflector_block<double> block = gather_reflectors(reflectors, from, to, n);
+        apply_reflector_block<block_operator::direct>(block, target, n, 0, n);
+        to = from;
+    }
+}
+
+void scale_row(std::vector<double>& a, std::size_t n, std::size_t i, double factor)
+{
+    double* const row = a.data() + i * n;
+    std::transform(row, row + n, row, [factor](double x) { return factor * x; });
+}
+
 } // namespace
+
+std::vector<double> multiply_left_basis(const bidiagonal_reduction<double>& reduction,
+                                        std::vector<double> vectors)
+{
+    const std::size_t n = reduction.order;
+    for (std::size_t i = 0; i < n; ++i)
+        if (reduction.left_phases[i] != 1)
+            scale_row(vectors, n, i, reduction.left_phases[i]);
+    apply_reflectors(reduction.left_reflectors, vectors, n);
+    return vectors;
+}
+
+std::vector<double> multiply_right_basis(bidiagonal_reduction<double>& reduction,
+                                         std::vector<double> vectors)
+{
+    const std::size_t n = reduction.order;
+    for (std::size_t i = 1; i < n; ++i)
+        if (reduction.right_phases[i - 1] != 1)
+            scale_row(vectors, n, i, reduction.right_phases[i - 1]);
+    apply_reflectors(shifted_right_reflectors(reduction), vectors, n);
+    return vectors;
+}
 
 template <class T>
 bidiagonal_bases<T> form_bidiagonal_bases(bidiagonal_reduction<T>& reduction)
@@ -46,12 +98,7 @@ bidiagonal_bases<T> form_bidiagonal_bases(bidiagonal_reduction<T>& reduction)
         bases.right[i * n + i] = reduction.right_phases[i - 1];
     accumulate(reduction.left_reflectors, bases.left, n);
 
-    // Right reflector i acts from coordinate i + 1 on: moved on by one place, the list is like the
-    // left one.
-    std::vector<std::vector<T>> shifted(n);
-    for (std::size_t i = 0; i + 1 < n; ++i)
-        shifted[i + 1] = std::move(reduction.right_reflectors[i]);
-    accumulate(shifted, bases.right, n);
+    accumulate(shifted_right_reflectors(reduction), bases.right, n);
     return bases;
 }
 

@@ -213,14 +213,11 @@ void bidiagonal_division::tear(const bidiagonal_problem& problem, double* values
     std::copy(merged.begin(), merged.end(), values);
 }
 
-// The columns of a, last first, as rows.
-std::vector<double> reversed_columns(const std::vector<double>& a, std::size_t n)
+// The columns of each row in reverse order.
+void reverse_columns(std::vector<double>& a, std::size_t n)
 {
-    std::vector<double> rows = reserved<double>(n * n);
-    for (std::size_t j = n; j-- > 0;)
-        for (std::size_t i = 0; i < n; ++i)
-            rows.push_back(a[i * n + j]);
-    return rows;
+    for (auto row = a.begin(); row != a.end(); row += static_cast<std::ptrdiff_t>(n))
+        std::reverse(row, row + static_cast<std::ptrdiff_t>(n));
 }
 
 } // namespace
@@ -236,20 +233,30 @@ void multiply_real_left(const std::vector<double>& a, std::vector<T>& b, std::si
     b = std::move(product);
 }
 
+bidiagonal_svd divide_bidiagonal(const std::vector<double>& d, const std::vector<double>& e,
+                                 std::size_t n)
+{
+    bidiagonal_svd out{std::vector<double>(n), zeros<double>(n * n), zeros<double>(n * n)};
+    if (n == 0)
+        return out;
+    bidiagonal_division().solve({d.data(), e.data(), n, 0}, out.values.data(),
+                                {{out.u.data(), n, n, n}, {out.v.data(), n, n, n}});
+    std::reverse(out.values.begin(), out.values.end());
+    reverse_columns(out.u, n);
+    reverse_columns(out.v, n);
+    return out;
+}
+
 template <class T>
 void bidiagonal_divide_and_conquer(std::vector<double>& d, const std::vector<double>& e,
                                    std::vector<T>& left, std::vector<T>& right, std::size_t n)
 {
-    if (n == 0)
-        return;
-    std::vector<double> values(n);
-    std::vector<double> u = zeros<double>(n * n);
-    std::vector<double> v = zeros<double>(n * n);
-    bidiagonal_division().solve({d.data(), e.data(), n, 0}, values.data(),
-                                {{u.data(), n, n, n}, {v.data(), n, n, n}});
-    std::reverse_copy(values.begin(), values.end(), d.begin());
-    multiply_real_left(reversed_columns(u, n), left, n);
-    multiply_real_left(reversed_columns(v, n), right, n);
+    bidiagonal_svd svd = divide_bidiagonal(d, e, n);
+    d = std::move(svd.values);
+    transpose_in_place(svd.u, n);
+    transpose_in_place(svd.v, n);
+    multiply_real_left(svd.u, left, n);
+    multiply_real_left(svd.v, right, n);
 }
 
 std::vector<double> bidiagonal_values(const std::vector<double>& d, const std::vector<double>& e,

@@ -23,9 +23,20 @@ namespace numerical::detail {
 // Problems below this order go to the QR iteration.
 constexpr std::size_t bidiagonal_leaf_order = 33;
 
-// d and e hold the diagonal and the superdiagonal, n entries each; left and right the n × n bases
-// by rows. On return d holds the singular values, descending, and row k of either basis belongs to
-// d[k]. convergence_error from a leaf's iteration, or "the secular equation did not converge".
+struct bidiagonal_svd
+{
+    std::vector<double> values; // descending
+    std::vector<double> u;      // n × n, left vectors in columns
+    std::vector<double> v;      // n × n, right vectors in columns
+};
+
+// d and e hold the diagonal and the superdiagonal, n entries each. convergence_error from a leaf's
+// iteration, or "the secular equation did not converge".
+bidiagonal_svd divide_bidiagonal(const std::vector<double>& d, const std::vector<double>& e,
+                                 std::size_t n);
+
+// The same with left and right the n × n bases by rows that B stands between. On return d holds the
+// singular values, and row k of either basis belongs to d[k].
 template <class T>
 void bidiagonal_divide_and_conquer(std::vector<double>& d, const std::vector<double>& e,
                                    std::vector<T>& left, std::vector<T>& right, std::size_t n);

@@ -8,6 +8,7 @@
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/svd/svd.hpp"
+#include "numerical/svd/unfused_product.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -77,23 +78,31 @@ std::vector<T> solve_wide(const qr_reflections<T>& qr, std::vector<T> r_inverse,
     return x;
 }
 
-// The minimum-norm solution from the singular values that count.
+// The first `rank` columns of an m × k matrix, conjugated, as rows.
+template <class T>
+std::vector<T> adjoint_of_columns(const matrix<T>& a, std::size_t rank)
+{
+    matrix<T> rows = adjoint(a);
+    rows.data.resize(rank * a.rows);
+    return std::move(rows.data);
+}
+
+// The minimum-norm solution from the singular values that count, V·(S⁻¹·(UᴴB)).
 template <class T>
 matrix<T> lstsq_by_svd(const matrix<T>& a, const matrix<T>& b)
 {
     const svd_decomposition<T> svd(a, svd_method::divide_and_conquer);
     const std::size_t rank = count_above_threshold(svd.values, a.rows, a.cols);
-    const std::size_t k = svd.values.size();
+    const std::vector<T> left = adjoint_of_columns(svd.u, rank);
+    std::vector<T> q = zeros<T>(rank * b.cols);
+    add_unfused_product(rank, b.cols, a.rows, left.data(), a.rows, b.data.data(), b.cols, q.data(),
+                        b.cols);
+    for (std::size_t i = 0; i < rank; ++i)
+        for (std::size_t c = 0; c < b.cols; ++c)
+            q[i * b.cols + c] /= T(svd.values[i]);
     std::vector<T> x = zeros<T>(a.cols * b.cols);
-    for (std::size_t c = 0; c < b.cols; ++c)
-        for (std::size_t i = 0; i < rank; ++i) {
-            T q = 0;
-            for (std::size_t l = 0; l < a.rows; ++l)
-                q += conjugate(svd.u.data[l * k + i]) * b.data[l * b.cols + c];
-            q /= T(svd.values[i]);
-            for (std::size_t j = 0; j < a.cols; ++j)
-                x[j * b.cols + c] += svd.v.data[j * k + i] * q;
-        }
+    add_unfused_product(a.cols, b.cols, rank, svd.v.data.data(), svd.v.cols, q.data(), b.cols,
+                        x.data(), b.cols);
     return matrix<T>(a.cols, b.cols, std::move(x));
 }
 
@@ -158,16 +167,14 @@ matrix<T> pinv(const matrix<T>& a)
     detail::require_finite(a, "pinv");
     const svd_decomposition<T> svd(a, svd_method::divide_and_conquer);
     const std::size_t rank = detail::count_above_threshold(svd.values, a.rows, a.cols);
-    const std::size_t k = svd.values.size();
+    std::vector<T> right = detail::reserved<T>(a.cols * rank); // V·S⁻¹
+    for (std::size_t j = 0; j < a.cols; ++j)
+        for (std::size_t i = 0; i < rank; ++i)
+            right.push_back(svd.v.data[j * svd.v.cols + i] * T(1.0 / svd.values[i]));
+    const std::vector<T> left = detail::adjoint_of_columns(svd.u, rank);
     std::vector<T> p = detail::zeros<T>(a.cols * a.rows);
-    for (std::size_t i = 0; i < rank; ++i) {
-        const double inverse = 1.0 / svd.values[i];
-        for (std::size_t j = 0; j < a.cols; ++j) {
-            const T c = svd.v.data[j * k + i] * T(inverse);
-            for (std::size_t l = 0; l < a.rows; ++l)
-                p[j * a.rows + l] += c * detail::conjugate(svd.u.data[l * k + i]);
-        }
-    }
+    detail::add_unfused_product(a.cols, a.rows, rank, right.data(), rank, left.data(), a.rows,
+                                p.data(), a.rows);
     return matrix<T>(a.cols, a.rows, std::move(p));
 }
 
@@ -175,8 +182,7 @@ template <class T>
 std::size_t matrix_rank(const matrix<T>& a)
 {
     detail::require_finite(a, "matrix_rank");
-    const svd_decomposition<T> svd(a, svd_method::divide_and_conquer);
-    return detail::count_above_threshold(svd.values, a.rows, a.cols);
+    return detail::count_above_threshold(singular_values(a), a.rows, a.cols);
 }
 
 using detail::complex;

@@ -41,8 +41,8 @@ void add_row_dot_pairs(double* w, const double* rows, std::size_t stride, std::s
     }
 }
 
-void add_row_dots_on(int path, double* w, const double* rows, std::size_t stride,
-                     std::size_t count, const double* x, std::size_t n)
+void add_row_dots_on(int path, double* w, const double* rows, std::size_t stride, std::size_t count,
+                     const double* x, std::size_t n)
 {
     const auto form = path == avx512_path ? avx512_add_row_dots
                       : path == avx2_path ? avx2_add_row_dots

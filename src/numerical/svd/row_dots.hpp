@@ -28,8 +28,8 @@ void avx512_add_row_dot_pairs(double* w, const double* rows, std::size_t stride,
                               const double* x, const double* y, std::size_t n);
 
 // By path, for both element types; no conjugation.
-void add_row_dots_on(int path, double* w, const double* rows, std::size_t stride,
-                     std::size_t count, const double* x, std::size_t n);
+void add_row_dots_on(int path, double* w, const double* rows, std::size_t stride, std::size_t count,
+                     const double* x, std::size_t n);
 void add_row_dots_on(int path, std::complex<double>* w, const std::complex<double>* rows,
                      std::size_t stride, std::size_t count, const std::complex<double>* x,
                      std::size_t n);

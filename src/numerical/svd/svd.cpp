@@ -15,6 +15,7 @@
 #include <complex>
 #include <limits>
 #include <numeric>
+#include <type_traits>
 #include <utility>
 
 namespace numerical {
@@ -35,10 +36,23 @@ struct square_svd
     std::vector<T> v;
 };
 
+// Applying the reflections to the vectors of the bidiagonal matrix takes less than forming the
+// bases and multiplying them, but for small and for complex matrices, whose bases meet real
+// vectors.
+square_svd<double> by_division(detail::bidiagonal_reduction<double>& reduction)
+{
+    auto [values, u, v] = detail::divide_bidiagonal(reduction.d, reduction.e, reduction.order);
+    return {std::move(values), detail::multiply_left_basis(reduction, std::move(u)),
+            detail::multiply_right_basis(reduction, std::move(v))};
+}
+
 template <class T>
 square_svd<T> by_bidiagonal_form(std::vector<T> a, std::size_t n, svd_method method)
 {
     auto reduction = detail::bidiagonalize(std::move(a), n);
+    if constexpr (std::is_same_v<T, double>)
+        if (method == svd_method::divide_and_conquer && n >= detail::blocked_bidiagonal_order)
+            return by_division(reduction);
     auto [left, right] = detail::form_bidiagonal_bases(reduction);
     std::vector<double>& d = reduction.d;
     std::vector<double>& e = reduction.e;
@@ -206,7 +220,46 @@ void svd_decomposition<T>::factor(const matrix<T>& a, svd_method method)
         u = matrix<T>(m, n, std::move(q)) * u;
 }
 
+namespace {
+
+// R of the QR factorization with a real, non-negative diagonal, without Q.
+template <class T>
+std::vector<T> triangular_factor(std::vector<T> a, std::size_t m, std::size_t n)
+{
+    std::vector<T> r = detail::householder_reflect(std::move(a), m, n).r;
+    for (std::size_t i = 0; i < n; ++i) {
+        const T phase = detail::conjugate(T(detail::phase_of(r[i * n + i])));
+        for (std::size_t j = i; j < n; ++j)
+            r[i * n + j] *= phase;
+    }
+    return r;
+}
+
+} // namespace
+
+template <class T>
+std::vector<double> singular_values(const matrix<T>& a)
+{
+    detail::require_finite(a, "SVD");
+    if (a.rows < a.cols)
+        return singular_values(detail::adjoint(a));
+    const std::size_t n = a.cols;
+    if (n == 0)
+        return {};
+    const double scale = scale_of(a);
+    std::vector<T> work = divided(a, scale);
+    if (a.rows > n)
+        work = triangular_factor(std::move(work), a.rows, n);
+    const auto reduction = detail::bidiagonalize(std::move(work), n);
+    std::vector<double> values = detail::bidiagonal_values(reduction.d, reduction.e, n);
+    for (double& value : values)
+        value *= scale;
+    return values;
+}
+
 template struct svd_decomposition<double>;
 template struct svd_decomposition<complex>;
+template std::vector<double> singular_values(const matrix<double>&);
+template std::vector<double> singular_values(const matrix<complex>&);
 
 } // namespace numerical

@@ -27,4 +27,8 @@ private:
     void factor(const matrix<T>& a, svd_method method);
 };
 
+// The values of the decomposition by divide and conquer, bit by bit, without the vectors.
+template <class T>
+std::vector<double> singular_values(const matrix<T>& a);
+
 } // namespace numerical
