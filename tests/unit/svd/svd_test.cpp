@@ -41,19 +41,165 @@ void expect_accurate(const matrix<T>& a, svd_method method, const std::string& n
 }
 
 template <class T>
-class svd : public testing::Test
+class decomposition : public testing::Test
 {
 };
 
 using element_types = testing::Types<double, std::complex<double>>;
-TYPED_TEST_SUITE(svd, element_types);
+TYPED_TEST_SUITE(decomposition, element_types);
 
-TYPED_TEST(svd, is_accurate_on_hard_square_matrices_of_every_method)
+TYPED_TEST(decomposition, is_accurate_on_hard_square_matrices_of_every_method)
 {
     for (const std::size_t n : {1, 2, 3, 8, 31, 32, 33, 34, 63, 64, 65})
         for (const auto& [name, a] : test::hard_square_matrices<TypeParam>(n))
             for (const svd_method method : test::svd_methods)
                 expect_accurate(a, method, name);
+}
+
+TYPED_TEST(decomposition, is_accurate_on_both_sides_of_each_crossover)
+{
+    for (const std::size_t n : {127, 128, 129, 200, 257}) {
+        const auto random = test::random_matrix<TypeParam>(n, n, 11);
+        for (const svd_method method : test::svd_methods)
+            expect_accurate(random, method, "random");
+        const auto falling = test::with_values<TypeParam>(n, n, test::geometric_values(n, 15), 12);
+        const auto low = test::low_rank_matrix<TypeParam>(n, n, n / 3, 13);
+        for (const svd_method method :
+             {svd_method::bidiagonal_qr, svd_method::divide_and_conquer}) {
+            expect_accurate(falling, method, "geometric");
+            expect_accurate(low, method, "low rank");
+        }
+    }
+    expect_accurate(test::random_matrix<TypeParam>(513, 513, 14), svd_method::divide_and_conquer,
+                    "random");
+}
+
+TYPED_TEST(decomposition, is_accurate_on_tall_and_wide_matrices)
+{
+    struct extents
+    {
+        std::size_t rows;
+        std::size_t cols;
+    };
+
+    for (const auto& [rows, cols] : {extents{2000, 50},
+                                     {50, 2000},
+                                     {1, 7},
+                                     {7, 1},
+                                     {300, 129},
+                                     {129, 300},
+                                     {34, 33},
+                                     {33, 34}})
+        for (const svd_method method : test::svd_methods)
+            expect_accurate(test::random_matrix<TypeParam>(rows, cols, 15), method, "random");
+    for (const svd_method method : test::svd_methods) {
+        expect_accurate(test::low_rank_matrix<TypeParam>(200, 60, 7, 16), method, "low rank");
+        expect_accurate(test::low_rank_matrix<TypeParam>(60, 200, 7, 16), method, "low rank");
+    }
+}
+
+TYPED_TEST(decomposition, is_accurate_on_every_path)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const std::size_t n : {20, 70, 150})
+            for (const svd_method method : test::svd_methods)
+                expect_accurate(test::random_matrix<TypeParam>(n, n, 17), method, "random");
+    }
+}
+
+TYPED_TEST(decomposition, of_an_empty_matrix_is_empty)
+{
+    for (const svd_method method : test::svd_methods)
+        for (const std::size_t n : {0, 3}) {
+            const svd_decomposition<TypeParam> tall(matrix<TypeParam>(n, 0, {}), method);
+            EXPECT_TRUE(tall.values.empty());
+            EXPECT_EQ(tall.u.rows, n);
+            EXPECT_EQ(tall.u.cols, 0U);
+            EXPECT_EQ(tall.v.rows, 0U);
+            const svd_decomposition<TypeParam> wide(matrix<TypeParam>(0, n, {}), method);
+            EXPECT_TRUE(wide.values.empty());
+            EXPECT_EQ(wide.v.rows, n);
+            EXPECT_EQ(wide.v.cols, 0U);
+        }
+}
+
+TYPED_TEST(decomposition, non_finite_entries_are_refused)
+{
+    for (const double bad :
+         {std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()})
+        for (const svd_method method : test::svd_methods) {
+            auto a = test::random_matrix<TypeParam>(3, 2, 1);
+            a.data[5] = TypeParam(bad);
+            EXPECT_EQ(test::text_thrown_by<numerical::non_finite_error>(
+                          [&] { svd_decomposition<TypeParam>(a, method); }),
+                      "SVD: the matrix holds an infinite or NaN entry");
+        }
+}
+
+TYPED_TEST(decomposition, jacobi_completes_the_left_vectors_of_a_zero_matrix_by_the_identity)
+{
+    const std::size_t n = 5;
+    const svd_decomposition<TypeParam> svd(matrix<TypeParam>(n, n, std::vector<TypeParam>(n * n)),
+                                           svd_method::jacobi);
+    EXPECT_EQ(svd.values, std::vector<double>(n, 0.0));
+    const auto identity = test::filled<TypeParam>(
+        n, n, [](std::size_t i, std::size_t j) { return i == j ? 1.0 : 0.0; });
+    EXPECT_EQ(svd.u.data, identity.data);
+    EXPECT_EQ(svd.v.data, identity.data);
+}
+
+TYPED_TEST(decomposition, jacobi_keeps_the_order_of_equal_values)
+{
+    const auto diagonal = test::filled<TypeParam>(
+        4, 4, [](std::size_t i, std::size_t j) { return i != j ? 0.0 : (i % 2 == 0 ? 1.0 : 2.0); });
+    const svd_decomposition<TypeParam> svd(diagonal, svd_method::jacobi);
+    EXPECT_EQ(svd.values, (std::vector<double>{2, 2, 1, 1}));
+    const std::size_t expected[] = {1, 3, 0, 2};
+    for (std::size_t j = 0; j < 4; ++j)
+        EXPECT_EQ(svd.v.data[expected[j] * 4 + j], TypeParam(1));
+}
+
+TYPED_TEST(decomposition, values_alone_are_the_same_bits)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const auto& [rows, cols] :
+             {std::pair<std::size_t, std::size_t>{1, 1}, {40, 40}, {150, 150}, {90, 40}, {40, 90}})
+            for (const auto& a : {test::random_matrix<TypeParam>(rows, cols, 18),
+                                  test::low_rank_matrix<TypeParam>(rows, cols, 5, 19)})
+                EXPECT_EQ(numerical::singular_values(a),
+                          svd_decomposition<TypeParam>(a, svd_method::divide_and_conquer).values);
+    }
+}
+
+TYPED_TEST(decomposition, bits_do_not_depend_on_the_number_of_threads)
+{
+    const auto a = test::random_matrix<TypeParam>(230, 200, 20);
+    for (const svd_method method : {svd_method::bidiagonal_qr, svd_method::divide_and_conquer}) {
+        const auto on = [&](std::size_t threads) {
+            const test::thread_limit limit(threads);
+            return svd_decomposition<TypeParam>(a, method);
+        };
+        const auto one = on(1);
+        for (const std::size_t threads : test::thread_counts) {
+            const auto many = on(threads);
+            EXPECT_EQ(one.values, many.values) << threads;
+            EXPECT_EQ(one.u.data, many.u.data) << threads;
+            EXPECT_EQ(one.v.data, many.v.data) << threads;
+        }
+    }
+}
+
+TEST(complex_svd, takes_entries_whose_modulus_overflows)
+{
+    const std::complex<double> greatest(1.7e308, 1.7e308);
+    const matrix<std::complex<double>> a(1, 1, {greatest});
+    for (const svd_method method : test::svd_methods) {
+        const svd_decomposition<std::complex<double>> svd(a, method);
+        EXPECT_NEAR(std::abs(svd.u.data[0]), 1, 1e-15);
+        EXPECT_NEAR(std::abs(svd.v.data[0]), 1, 1e-15);
+    }
 }
 
 } // namespace

@@ -1,0 +1,249 @@
+#include "numerical/svd/least_squares.hpp"
+
+#include "numerical/errors.hpp"
+#include "paths.hpp"
+#include "svd_cases.hpp"
+#include "thrown.hpp"
+
+#include <complex>
+#include <gtest/gtest.h>
+#include <limits>
+
+namespace {
+
+using numerical::dimension_error;
+using numerical::lstsq;
+using numerical::matrix_rank;
+using numerical::non_finite_error;
+using numerical::pinv;
+using numerical::vector;
+using numerical::detail::adjoint;
+using numerical::detail::count_above_threshold;
+using numerical::detail::lstsq_by_qr;
+using test::matrix;
+
+constexpr double eps = std::numeric_limits<double>::epsilon();
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+
+struct extents
+{
+    std::size_t rows;
+    std::size_t cols;
+};
+
+constexpr extents shapes[] = {{1, 1}, {5, 5}, {40, 40}, {60, 30}, {30, 60}, {200, 3}, {3, 200}};
+
+template <class T>
+double largest_difference(const matrix<T>& a, const matrix<T>& b)
+{
+    double largest = 0;
+    for (std::size_t i = 0; i < a.data.size(); ++i)
+        largest = std::max(largest, std::abs(a.data[i] - b.data[i]));
+    return largest;
+}
+
+template <class T>
+matrix<T> difference(matrix<T> a, const matrix<T>& b)
+{
+    for (std::size_t i = 0; i < a.data.size(); ++i)
+        a.data[i] -= b.data[i];
+    return a;
+}
+
+template <class T>
+class least_squares : public testing::Test
+{
+};
+
+using element_types = testing::Types<double, std::complex<double>>;
+TYPED_TEST_SUITE(least_squares, element_types);
+
+// x minimises |a·x - b| if the residual is orthogonal to the columns of a, and has the least norm
+// if it lies in the span of the rows, that is a⁺·a·x = x.
+template <class T>
+void expect_least_squares(const matrix<T>& a, const matrix<T>& b, const matrix<T>& x)
+{
+    ASSERT_EQ(x.rows, a.cols);
+    ASSERT_EQ(x.cols, b.cols);
+    const auto residual = difference(test::reference_product(a, x), b);
+    const auto normal = test::reference_product(adjoint(a), residual);
+    EXPECT_LT(
+        largest_difference(normal, matrix<T>(a.cols, b.cols, std::vector<T>(normal.data.size()))),
+        1e-11);
+    const auto projected = test::reference_product(pinv(a), test::reference_product(a, x));
+    EXPECT_LT(largest_difference(projected, x), 1e-10);
+}
+
+TYPED_TEST(least_squares, of_full_rank_go_by_qr)
+{
+    for (const auto& [rows, cols] : shapes) {
+        const auto a = test::random_matrix<TypeParam>(rows, cols, 1);
+        const auto b = test::random_matrix<TypeParam>(rows, 3, 2);
+        const auto by_qr = lstsq_by_qr(a, b);
+        ASSERT_TRUE(by_qr.has_value()) << rows << " x " << cols;
+        expect_least_squares(a, b, *by_qr);
+        EXPECT_EQ(lstsq(a, b).data, by_qr->data);
+    }
+}
+
+TYPED_TEST(least_squares, of_deficient_rank_have_least_norm)
+{
+    for (const auto& [rows, cols] : {extents{6, 6}, {50, 20}, {20, 50}, {140, 140}}) {
+        const auto a = test::low_rank_matrix<TypeParam>(rows, cols, 4, 3);
+        const auto b = test::random_matrix<TypeParam>(rows, 3, 4);
+        EXPECT_FALSE(lstsq_by_qr(a, b).has_value());
+        expect_least_squares(a, b, lstsq(a, b));
+    }
+}
+
+TYPED_TEST(least_squares, of_a_zero_or_empty_matrix_are_zero)
+{
+    for (const auto& [rows, cols] : {extents{3, 2}, {2, 3}, {0, 2}, {2, 0}, {0, 0}}) {
+        const matrix<TypeParam> a(rows, cols, std::vector<TypeParam>(rows * cols));
+        const auto b = test::random_matrix<TypeParam>(rows, 4, 5);
+        EXPECT_FALSE(lstsq_by_qr(a, b).has_value());
+        const auto x = lstsq(a, b);
+        EXPECT_EQ(x.rows, cols);
+        EXPECT_EQ(x.data, std::vector<TypeParam>(cols * 4));
+    }
+}
+
+TYPED_TEST(least_squares, keep_their_digits_at_both_ends_of_the_range)
+{
+    for (const auto& [rows, cols] : {extents{20, 20}, {30, 12}, {12, 30}}) {
+        const auto a = test::random_matrix<TypeParam>(rows, cols, 6);
+        const auto b = test::random_matrix<TypeParam>(rows, 2, 7);
+        const auto plain = lstsq(a, b);
+        for (const int exponent : {-990, 990}) {
+            auto scaled = a;
+            for (TypeParam& x : scaled.data)
+                x *= std::ldexp(1.0, exponent);
+            ASSERT_TRUE(lstsq_by_qr(scaled, b).has_value());
+            auto x = lstsq(scaled, b);
+            for (TypeParam& element : x.data)
+                element *= std::ldexp(1.0, exponent);
+            EXPECT_EQ(x.data, plain.data);
+        }
+    }
+}
+
+TYPED_TEST(least_squares, of_one_vector_are_those_of_one_column)
+{
+    const auto a = test::random_matrix<TypeParam>(9, 4, 8);
+    const auto b = test::random_vector<TypeParam>(9, 9);
+    EXPECT_EQ(lstsq(a, vector<TypeParam>{b}).data, lstsq(a, matrix<TypeParam>(9, 1, b)).data);
+}
+
+TYPED_TEST(least_squares, check_sizes_before_finiteness)
+{
+    matrix<TypeParam> a = test::random_matrix<TypeParam>(3, 2, 10);
+    a.data[0] = nan;
+    EXPECT_EQ(test::text_thrown_by<dimension_error>(
+                  [&] { lstsq(a, vector<TypeParam>{std::vector<TypeParam>(2)}); }),
+              "lstsq: right-hand side size differs from the matrix");
+    EXPECT_EQ(test::text_thrown_by<non_finite_error>(
+                  [&] { lstsq(a, vector<TypeParam>{std::vector<TypeParam>(3)}); }),
+              "lstsq: the matrix holds an infinite or NaN entry");
+    EXPECT_EQ(test::text_thrown_by<non_finite_error>([&] { pinv(a); }),
+              "pinv: the matrix holds an infinite or NaN entry");
+    EXPECT_EQ(test::text_thrown_by<non_finite_error>([&] { matrix_rank(a); }),
+              "matrix_rank: the matrix holds an infinite or NaN entry");
+}
+
+TYPED_TEST(least_squares, let_non_finite_right_sides_through)
+{
+    const double infinity = std::numeric_limits<double>::infinity();
+    const matrix<TypeParam> deficient(2, 2, {1, 1, 1, 1});
+    const matrix<TypeParam> b(2, 2, {1, infinity, 1, 1});
+    const auto x = lstsq(deficient, b);
+    EXPECT_NEAR(std::abs(x.data[0]), 0.5, 1e-15);
+    EXPECT_FALSE(std::isfinite(std::abs(x.data[1])));
+}
+
+TYPED_TEST(least_squares, pseudo_inverse_meets_the_four_conditions)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const auto& [rows, cols] : shapes)
+            for (const auto& a : {test::random_matrix<TypeParam>(rows, cols, 11),
+                                  test::low_rank_matrix<TypeParam>(rows, cols, 2, 12)}) {
+                const auto p = pinv(a);
+                ASSERT_EQ(p.rows, cols);
+                ASSERT_EQ(p.cols, rows);
+                const auto ap = test::reference_product(a, p);
+                const auto pa = test::reference_product(p, a);
+                EXPECT_LT(test::difference_ratio(a, test::reference_product(ap, a)), 300);
+                EXPECT_LT(test::difference_ratio(p, test::reference_product(pa, p)), 300);
+                EXPECT_LT(largest_difference(ap, adjoint(ap)), 1e-11);
+                EXPECT_LT(largest_difference(pa, adjoint(pa)), 1e-11);
+            }
+    }
+}
+
+TYPED_TEST(least_squares, pseudo_inverse_of_zero_is_zero)
+{
+    const auto p = pinv(matrix<TypeParam>(3, 2, std::vector<TypeParam>(6)));
+    EXPECT_EQ(p.rows, 2U);
+    EXPECT_EQ(p.cols, 3U);
+    EXPECT_EQ(p.data, std::vector<TypeParam>(6));
+    EXPECT_EQ(pinv(matrix<TypeParam>(0, 3, {})).rows, 3U);
+}
+
+TYPED_TEST(least_squares, rank_counts_what_is_above_the_threshold)
+{
+    EXPECT_EQ(matrix_rank(matrix<TypeParam>(0, 4, {})), 0U);
+    EXPECT_EQ(matrix_rank(matrix<TypeParam>(3, 3, std::vector<TypeParam>(9))), 0U);
+    for (const std::size_t rank : {1, 7, 40})
+        for (const auto& [rows, cols] : {extents{40, 40}, {90, 40}, {40, 90}})
+            EXPECT_EQ(matrix_rank(test::low_rank_matrix<TypeParam>(rows, cols, rank, 13)), rank);
+}
+
+TYPED_TEST(least_squares, value_exactly_at_the_threshold_does_not_count)
+{
+    // Powers of two, so that every step of the decomposition is exact.
+    const double threshold = 4 * eps;
+    for (const double factor : {1.0, 2.0}) {
+        const auto a = test::filled<TypeParam>(4, 4, [=](std::size_t i, std::size_t j) {
+            return i != j ? 0.0 : (i == 3 ? threshold * factor : 1.0);
+        });
+        EXPECT_EQ(matrix_rank(a), factor > 1 ? 4U : 3U);
+    }
+}
+
+TYPED_TEST(least_squares, bits_do_not_depend_on_the_number_of_threads)
+{
+    const auto a = test::random_matrix<TypeParam>(160, 150, 14);
+    const auto deficient = test::low_rank_matrix<TypeParam>(160, 150, 20, 15);
+    const auto b = test::random_matrix<TypeParam>(160, 5, 16);
+    const auto all = [&](std::size_t threads) {
+        const test::thread_limit limit(threads);
+        return std::vector<std::vector<TypeParam>>{lstsq(a, b).data, lstsq(deficient, b).data,
+                                                   pinv(a).data};
+    };
+    const auto one = all(1);
+    for (const std::size_t threads : test::thread_counts)
+        EXPECT_EQ(one, all(threads)) << threads;
+}
+
+TEST(count_above_threshold, is_strict)
+{
+    EXPECT_EQ(count_above_threshold({}, 0, 0), 0U);
+    EXPECT_EQ(count_above_threshold({0, 0}, 2, 2), 0U);
+    EXPECT_EQ(count_above_threshold({1, 3 * eps}, 3, 2), 1U);
+    EXPECT_EQ(count_above_threshold({1, std::nextafter(3 * eps, 1)}, 3, 2), 2U);
+    EXPECT_EQ(count_above_threshold({1, 3 * eps}, 2, 2), 2U);
+}
+
+TEST(lstsq_by_qr, stands_only_below_the_condition_that_rounding_leaves)
+{
+    // Diagonal, so that the estimate is known: (1 + s²)^(1/2)·(1 + 1/s²)^(1/2), near 1/s.
+    const auto declines = [](double s) {
+        return !lstsq_by_qr(matrix<double>(2, 2, {1, 0, 0, s}), matrix<double>(2, 1, {1, 1}));
+    };
+    const double least = 200 * eps;
+    EXPECT_TRUE(declines(least));
+    EXPECT_TRUE(declines(least * 0.999));
+    EXPECT_FALSE(declines(least * 1.001));
+}
+
+} // namespace

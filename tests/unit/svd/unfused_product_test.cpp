@@ -1,0 +1,104 @@
+#include "numerical/svd/unfused_product.hpp"
+
+#include "matrices.hpp"
+#include "numerical/svd/row_dots.hpp"
+#include "paths.hpp"
+
+#include <complex>
+#include <gtest/gtest.h>
+#include <limits>
+
+namespace {
+
+using numerical::detail::add_row_dots_on;
+using numerical::detail::add_unfused_product;
+
+template <class T>
+class unfused_product : public testing::Test
+{
+};
+
+using element_types = testing::Types<double, std::complex<double>>;
+TYPED_TEST_SUITE(unfused_product, element_types);
+
+constexpr double guard = 12345;
+
+// A rows × cols block inside an array of guard values, rows `stride` apart.
+template <class T>
+std::vector<T> in_guards(const std::vector<T>& block, std::size_t rows, std::size_t cols,
+                         std::size_t stride)
+{
+    std::vector<T> out(rows * stride + 3, T(guard));
+    for (std::size_t i = 0; i < rows; ++i)
+        std::copy_n(block.data() + i * cols, cols, out.data() + i * stride);
+    return out;
+}
+
+TYPED_TEST(unfused_product, has_the_bits_of_the_plain_loop_at_every_remainder)
+{
+    struct sizes
+    {
+        std::size_t m;
+        std::size_t n;
+        std::size_t k;
+    };
+
+    std::vector<sizes> tried{{0, 3, 2}, {3, 0, 2}, {3, 2, 0}, {70, 19, 300}, {5, 9, 257}};
+    for (std::size_t m = 1; m <= 9; ++m)
+        for (std::size_t n = 1; n <= 17; ++n)
+            tried.push_back({m, n, 5});
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const auto& [m, n, k] : tried) {
+            const auto a = test::random_vector<TypeParam>(m * k, 1);
+            const auto b = test::random_vector<TypeParam>(k * n, 2);
+            const auto start = test::random_vector<TypeParam>(m * n, 3);
+            auto expected = start;
+            for (std::size_t i = 0; i < m; ++i)
+                for (std::size_t p = 0; p < k; ++p)
+                    for (std::size_t j = 0; j < n; ++j)
+                        expected[i * n + j] += a[i * k + p] * b[p * n + j];
+            auto c = in_guards(start, m, n, n + 2);
+            add_unfused_product(m, n, k, a.data(), k, b.data(), n, c.data(), n + 2);
+            EXPECT_EQ(c, in_guards(expected, m, n, n + 2)) << m << ", " << n << ", " << k;
+        }
+    }
+}
+
+TEST(complex_unfused_product, recovers_infinities)
+{
+    using complex = std::complex<double>;
+    const double infinity = std::numeric_limits<double>::infinity();
+    const complex a(infinity, 1);
+    const complex b(1, 1);
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        complex c = 0;
+        add_unfused_product(1, 1, 1, &a, 1, &b, 1, &c, 1);
+        const complex full = a * b;
+        EXPECT_EQ(c.real(), full.real());
+        EXPECT_EQ(c.imag(), full.imag());
+    }
+}
+
+TYPED_TEST(unfused_product, row_dots_are_exact_on_small_integers)
+{
+    for (const int path : test::available_paths())
+        for (std::size_t count = 0; count <= 6; ++count)
+            for (std::size_t n = 0; n <= 40; ++n) {
+                const std::size_t stride = n + 1;
+                auto rows = test::integer_vector<TypeParam>(count * stride, 4);
+                for (std::size_t i = 0; i < count; ++i)
+                    rows[i * stride + n] = std::numeric_limits<double>::quiet_NaN();
+                const auto x = test::integer_vector<TypeParam>(n, 5);
+                std::vector<TypeParam> w(count + 1, TypeParam(guard));
+                auto expected = w;
+                for (std::size_t i = 0; i < count; ++i)
+                    for (std::size_t j = 0; j < n; ++j)
+                        expected[i] += rows[i * stride + j] * x[j];
+                add_row_dots_on(path, w.data(), rows.data(), stride, count, x.data(), n);
+                EXPECT_EQ(w, expected) << count << ", " << n << " on path " << path;
+            }
+}
+
+} // namespace
