@@ -8,6 +8,7 @@
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/storage.hpp"
 
+#include <algorithm>
 #include <complex>
 #include <type_traits>
 #include <utility>
@@ -71,27 +72,44 @@ struct batch_sizes
     std::size_t total() const { return checked_mul(batches, checked_mul(m, n)); }
 };
 
+// How many batches are begun together: on one thread so few that the zeros that products are added
+// to are still in the cache when their turn comes; for several threads all, as each piece would be
+// a job that they wait for.
+std::size_t batches_at_once(const batch_sizes& sizes)
+{
+    constexpr std::size_t cached_elements = 65536;
+    const std::size_t of_one = sizes.m * sizes.n;
+    if (sizes.batches * of_one <= cached_elements || allowed_threads() > 1)
+        return sizes.batches;
+    return cached_elements / of_one + 1;
+}
+
 // A is batches × m × k, B batches × k × n, the result batches × m × n.
 template <class T>
 std::vector<T> batched_product(const batch_sizes& sizes, const T* a, const T* b)
 {
     const auto [batches, m, n, k] = sizes;
-    std::vector<T> result = zeros<T>(sizes.total());
-    if (result.empty() || k == 0) // batches without rows or columns may be beyond counting
-        return result;
-    T* const c = result.data();
-    if (m == 1 && n == 1) {
+    const std::size_t total = sizes.total();
+    if (total == 0 || k == 0) // batches without rows or columns may be beyond counting
+        return zeros<T>(total);
+    std::vector<T> result = reserved<T>(total);
+    const std::size_t step = batches_at_once(sizes);
+    for (std::size_t first = 0; first < batches; first += step) {
+        const std::size_t count = std::min(step, batches - first);
+        result.resize((first + count) * m * n);
+        T* const c = result.data();
         const auto dot_of_batch = [=, depth = k](std::size_t i) {
-            c[i] = plain_dot(a + i * depth, b + i * depth, depth);
+            c[first + i] = plain_dot(a + (first + i) * depth, b + (first + i) * depth, depth);
         };
-        parallel_for(batches, k, dot_of_batch);
-        return result;
+        const auto multiply_batch = [=, rows = m, cols = n, depth = k](std::size_t i) {
+            gemm<T>(rows, cols, depth, a + (first + i) * rows * depth, depth,
+                    b + (first + i) * depth * cols, cols, c + (first + i) * rows * cols, cols);
+        };
+        if (m == 1 && n == 1)
+            parallel_for(count, k, dot_of_batch);
+        else
+            parallel_for(count, m * n * k / 16, multiply_batch);
     }
-    const auto multiply_batch = [=, rows = m, cols = n, depth = k](std::size_t i) {
-        gemm<T>(rows, cols, depth, a + i * rows * depth, depth, b + i * depth * cols, cols,
-                c + i * rows * cols, cols);
-    };
-    parallel_for(batches, m * n * k / 16, multiply_batch);
     return result;
 }
 
