@@ -1,6 +1,7 @@
 #include "numerical/broadcast.hpp"
 
 #include "numerical/errors.hpp"
+#include "thrown.hpp"
 
 #include <gtest/gtest.h>
 #include <limits>
@@ -13,20 +14,10 @@ using numerical::broadcast_shape;
 using numerical::dimension_error;
 using numerical::tensor;
 using numerical::detail::broadcast_strides;
+using test::text_thrown_by;
 using extents = std::vector<std::size_t>;
 
 constexpr std::size_t two_to_32 = std::size_t{1} << 32;
-
-template <class E, class F>
-std::string text_thrown_by(F action)
-{
-    try {
-        action();
-    } catch (const E& error) {
-        return error.what();
-    }
-    return "nothing was thrown";
-}
 
 TEST(broadcast_shape, takes_the_larger_rank_and_the_extents_that_are_not_one)
 {

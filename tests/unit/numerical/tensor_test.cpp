@@ -34,8 +34,9 @@ TEST(tensor, strides_to_the_left_of_a_zero_extent_are_zero)
 
 TEST(tensor, overflow_is_reported_before_the_size_but_not_left_of_a_zero)
 {
-    EXPECT_EQ(text_thrown_by<dimension_error>(
-                  [] { tensor<double>({two_to_32, two_to_32}, std::vector<double>{}); }),
+    EXPECT_EQ(text_thrown_by<dimension_error>([] {
+                  tensor<double>({two_to_32, two_to_32}, std::vector<double>{});
+              }),
               "dimension product overflows std::size_t");
     EXPECT_EQ(tensor<double>({two_to_32, two_to_32, 0}, {}).data.size(), 0U);
     EXPECT_EQ(text_thrown_by<dimension_error>([] {
