@@ -2,6 +2,7 @@
 
 import functools
 import operator
+import os
 import subprocess
 import sys
 import threading
@@ -9,6 +10,13 @@ import threading
 from conftest import MODULE_FOLDER
 
 import _numerical
+import pytest
+
+ADDRESS_SANITIZER = "libasan" in os.environ.get("LD_PRELOAD", "")
+
+
+def not_under_address_sanitizer(reason):
+    return pytest.mark.skipif(ADDRESS_SANITIZER, reason=reason)
 
 
 def error_of(function, *arguments, **keywords):

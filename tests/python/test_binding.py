@@ -5,7 +5,13 @@ import sys
 
 import _numerical
 import pytest
-from support import error_of, numerical_error, output_of, run_python
+from support import (
+    error_of,
+    not_under_address_sanitizer,
+    numerical_error,
+    output_of,
+    run_python,
+)
 
 Tensor = _numerical.Tensor
 
@@ -205,6 +211,7 @@ print([name for name in sys.modules if 'numpy' in name])
     assert output_of(script) == "[]\n"
 
 
+@not_under_address_sanitizer("its shadow needs the whole address space")
 def test_memory_exhaustion_is_a_memory_error():
     script = """
 import resource

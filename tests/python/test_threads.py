@@ -8,7 +8,12 @@ import sys
 import _numerical
 import numpy as np
 import pytest
-from support import lock_is_released_during, output_of, run_python
+from support import (
+    lock_is_released_during,
+    not_under_address_sanitizer,
+    output_of,
+    run_python,
+)
 
 generator = np.random.default_rng(0)
 
@@ -245,6 +250,7 @@ class Shape:
 """
 
 
+@not_under_address_sanitizer("frames that are unwound by force stay poisoned in its books")
 @pytest.mark.parametrize("kind", WORK)
 def test_daemon_threads_in_calls_do_not_disturb_the_end(kind):
     script = EXIT.format(work=WORK[kind]).replace("def work", PRELUDE + "\ndef work", 1)
