@@ -34,8 +34,6 @@ void subtract_unfused(detail::complex* out, const detail::complex* coefficients,
                                    terms, n);
 }
 
-// Divides by a real number above zero: for complex the quotient by (divisor, 0) of C99 Annex G,
-// with its signs of zero, whose general way through a scaled modulus takes ten times as long.
 void divide(double* x, std::size_t n, double divisor)
 {
     for (std::size_t i = 0; i < n; ++i)
@@ -44,21 +42,7 @@ void divide(double* x, std::size_t n, double divisor)
 
 void divide(detail::complex* z, std::size_t n, double divisor)
 {
-    bool finite = true;
-    for (std::size_t i = 0; i < n; ++i)
-        finite &= detail::is_finite(z[i]);
-    if (!finite || !std::isfinite(divisor)) {
-        for (std::size_t i = 0; i < n; ++i)
-            z[i] /= detail::complex(divisor);
-        return;
-    }
-    auto* const parts = reinterpret_cast<double*>(z);
-    for (std::size_t i = 0; i < 2 * n; i += 2) {
-        const double re = parts[i];
-        const double im = parts[i + 1];
-        parts[i] = (re + im * 0.0) / divisor;
-        parts[i + 1] = (im - re * 0.0) / divisor;
-    }
+    detail::divide_by_real(z, n, divisor);
 }
 
 std::size_t block_width(std::size_t order)

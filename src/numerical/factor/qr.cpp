@@ -39,6 +39,16 @@ void scale(std::vector<T>& a, double factor)
         element *= factor;
 }
 
+// The first k rows with the part below the diagonal cleared.
+template <class T>
+std::vector<T> upper_trapezoid(std::vector<T> a, std::size_t k, std::size_t columns)
+{
+    std::vector<T> r = a.size() == k * columns ? std::move(a) : copy_of(a.data(), k * columns);
+    for (std::size_t i = 0; i < k; ++i)
+        std::fill_n(r.data() + i * columns, i, T(0));
+    return r;
+}
+
 // R and Q with the diagonal of R turned real and non-negative: A = (Q·S)·(Sᴴ·R).
 template <class T>
 void normalize_diagonal(thin_qr<T>& thin, std::size_t rows, std::size_t columns)
@@ -96,10 +106,7 @@ qr_reflections<T> householder_reflect(std::vector<T> a, std::size_t rows, std::s
             apply_reflector_block<block_operator::adjoint>(result.blocks.back(), a, columns, to,
                                                            columns);
     }
-    result.r = zeros<T>(k * columns);
-    for (std::size_t i = 0; i < k; ++i)
-        std::copy(a.data() + i * columns + i, a.data() + (i + 1) * columns,
-                  result.r.data() + i * columns + i);
+    result.r = upper_trapezoid(std::move(a), k, columns);
     return result;
 }
 

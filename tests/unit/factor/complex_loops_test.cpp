@@ -1,0 +1,127 @@
+#include "numerical/factor/complex_loops.hpp"
+
+#include "matrices.hpp"
+#include "paths.hpp"
+
+#include <cmath>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <limits>
+
+namespace {
+
+using complex = std::complex<double>;
+namespace detail = numerical::detail;
+
+constexpr double inf = std::numeric_limits<double>::infinity();
+constexpr double greatest = std::numeric_limits<double>::max();
+constexpr double least_normal = std::numeric_limits<double>::min();
+constexpr double least = std::numeric_limits<double>::denorm_min();
+
+// Equality of bits, but that any NaN is as good as another.
+bool same(double a, double b)
+{
+    return (std::isnan(a) && std::isnan(b)) || std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+void expect_same(const std::vector<complex>& a, const std::vector<complex>& b)
+{
+    ASSERT_EQ(a.size(), b.size());
+    for (std::size_t i = 0; i < a.size(); ++i)
+        ASSERT_TRUE(same(a[i].real(), b[i].real()) && same(a[i].imag(), b[i].imag()))
+            << "element " << i << " of " << a.size() << ": " << a[i] << " and " << b[i];
+}
+
+void expect_subtracts_as_a_plain_loop(std::vector<complex> out, const std::vector<complex>& coeffs,
+                                      const std::vector<complex>& rows, std::size_t stride,
+                                      std::size_t n)
+{
+    auto expected = out;
+    for (std::size_t t = 0; t < coeffs.size(); ++t)
+        for (std::size_t j = 0; j < n; ++j)
+            expected[j] -= coeffs[t] * rows[t * stride + j];
+    for (const int path : test::available_paths()) {
+        auto got = out;
+        detail::subtract_full_products(path, got.data(), coeffs.data(), rows.data(), stride,
+                                       coeffs.size(), n);
+        expect_same(got, expected);
+    }
+}
+
+TEST(complex_loops, subtract_products_with_the_bits_of_plain_loops)
+{
+    for (std::size_t n = 0; n <= 35; ++n)
+        for (const std::size_t terms : {0u, 1u, 2u, 7u}) {
+            const std::size_t stride = n + 3;
+            expect_subtracts_as_a_plain_loop(
+                test::random_vector<complex>(n + 2, 1), test::random_vector<complex>(terms, 2),
+                test::random_vector<complex>(terms * stride + 1, 3), stride, n);
+        }
+}
+
+TEST(complex_loops, subtract_products_that_recover_infinities)
+{
+    const std::size_t n = 21;
+    for (std::size_t bad = 0; bad < n; ++bad)
+        for (const complex value : {complex(inf, inf), complex(inf, -0.0), complex(NAN, inf),
+                                    complex(NAN, 1), complex(greatest, greatest)}) {
+            auto rows = test::random_vector<complex>(3 * n, 1);
+            rows[n + bad] = value;
+            expect_subtracts_as_a_plain_loop(test::random_vector<complex>(n, 2), {1.5, {2, 3}, 4.0},
+                                             rows, n, n);
+            expect_subtracts_as_a_plain_loop(test::random_vector<complex>(n, 2),
+                                             {1.5, value, {0.0, 1.0}}, rows, n, n);
+        }
+}
+
+void expect_dots_as_a_plain_loop(const std::vector<complex>& v, const std::vector<complex>& rows,
+                                 std::size_t stride, std::size_t count)
+{
+    std::vector<complex> expected(count);
+    for (std::size_t r = 0; r < count; ++r)
+        for (std::size_t i = 0; i < v.size(); ++i)
+            expected[r] += rows[r * stride + i] * std::conj(v[i]);
+    for (const int path : test::available_paths()) {
+        std::vector<complex> got(count, complex(NAN, NAN));
+        detail::conjugate_dots(path, got.data(), v.data(), rows.data(), stride, count, v.size());
+        expect_same(got, expected);
+    }
+}
+
+TEST(complex_loops, take_dots_with_the_bits_of_plain_loops)
+{
+    for (std::size_t n = 0; n <= 19; ++n)
+        for (std::size_t count = 0; count <= detail::rows_at_once; ++count)
+            expect_dots_as_a_plain_loop(test::random_vector<complex>(n, 1),
+                                        test::random_vector<complex>(4 * (n + 1), 2), n + 1, count);
+}
+
+TEST(complex_loops, take_dots_that_recover_infinities)
+{
+    const std::size_t n = 9;
+    for (std::size_t bad = 0; bad < 4 * n; ++bad)
+        for (const complex value : {complex(inf, inf), complex(inf, -0.0), complex(NAN, inf)}) {
+            auto rows = test::random_vector<complex>(4 * n, 1);
+            rows[bad] = value;
+            expect_dots_as_a_plain_loop(test::random_vector<complex>(n, 2), rows, n, 4);
+        }
+}
+
+TEST(complex_loops, divide_by_a_real_number_as_by_a_complex_one)
+{
+    const std::vector<double> parts{0.0,     -0.0,         1.0,           -3.0,     1e300, -1e-300,
+                                    least,   least_normal, greatest,      inf,      -inf,  NAN,
+                                    1.0 / 3, 7 * least,    -greatest / 3, 0x1p-1000};
+    for (const double divisor : {1.0, 3.0, 0.1, 1e150, 1e-150, 1e300, least_normal, 1e-162, 1.4e154,
+                                 inf, static_cast<double>(NAN)})
+        for (const double re : parts)
+            for (const double im : parts) {
+                const complex z(re, im);
+                std::vector<complex> got{z, z, z};
+                detail::divide_by_real(got.data(), 3, divisor);
+                SCOPED_TRACE(testing::Message() << z << " / " << divisor);
+                expect_same(got, std::vector<complex>(3, z / complex(divisor)));
+            }
+}
+
+} // namespace
