@@ -53,7 +53,12 @@ def asarray(obj, dtype=None):
     if dtype is None and type(obj) is Tensor:
         return obj
     wanted = dtype_name(dtype)
-    if isinstance(obj, Tensor) or hasattr(obj, "__array_interface__"):
+    # The struct is asked of the type: NumPy makes a dict for each look at the interface.
+    if (
+        isinstance(obj, Tensor)
+        or hasattr(type(obj), "__array_struct__")
+        or hasattr(obj, "__array_interface__")
+    ):
         return _numerical.asarray(obj, wanted)
     if isinstance(obj, (int, float, complex)):
         return _numerical.asarray(obj, wanted)

@@ -70,7 +70,8 @@ PyObject* module_negate(PyObject*, PyObject* args)
     const any_tensor* a = as_tensor(object);
     if (a == nullptr)
         return nullptr;
-    return wrap(std::visit([](const auto& of_type) -> any_tensor { return negative(of_type); }, *a));
+    return wrap(
+        std::visit([](const auto& of_type) -> any_tensor { return negative(of_type); }, *a));
 }
 
 PyObject* module_unary(PyObject*, PyObject* args)

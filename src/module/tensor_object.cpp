@@ -1,5 +1,6 @@
 #include "module/tensor_object.hpp"
 
+#include "binding/caster.hpp"
 #include "binding/class.hpp"
 #include "binding/owned_ref.hpp"
 
@@ -230,8 +231,10 @@ PyObject* get_size(const any_tensor& value)
 
 PyObject* get_dtype(const any_tensor& value)
 {
-    return value.index() == 0 ? PyUnicode_FromStringAndSize("float64", 7)
-                              : PyUnicode_FromStringAndSize("complex128", 10);
+    static PyObject* const names[] = {
+        binding::not_null(PyUnicode_FromStringAndSize("float64", 7)),
+        binding::not_null(PyUnicode_FromStringAndSize("complex128", 10))};
+    return owned_ref::to(names[value.index()]).release();
 }
 
 PyObject* tensor_tolist(PyObject* self, PyObject*)
