@@ -100,7 +100,7 @@ void backward_pass(block_view<const T> u, std::size_t block, block_view<T> x)
 template <class T, std::size_t rows>
 void forward_rows(block_view<const T> l, std::size_t from, T* y)
 {
-    std::array<T, rows> sum;
+    std::array<T, rows> sum{};
     std::copy(y + from, y + from + rows, sum.begin());
     const T* const first = l.row(from);
     for (std::size_t k = 0; k < from; ++k) {
