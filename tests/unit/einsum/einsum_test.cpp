@@ -1,6 +1,7 @@
 #include "numerical/einsum/einsum.hpp"
 
 #include "numerical/errors.hpp"
+#include "numerical/gemm/gemm.hpp"
 #include "paths.hpp"
 #include "reference_einsum.hpp"
 #include "thrown.hpp"
@@ -183,6 +184,31 @@ TEST(einsum, gives_the_same_bits_at_every_thread_count)
             EXPECT_EQ(found.data, first) << of.spec() << " on " << threads;
         }
     }
+}
+
+template <class T>
+void expect_bits_of_the_whole(std::size_t m, std::size_t n, std::size_t k)
+{
+    const tensor<T> a({m, k}, test::random_vector<T>(m * k, 1));
+    const tensor<T> b({k, n}, test::random_vector<T>(k * n, 2));
+    std::vector<T> whole(m * n);
+    numerical::detail::gemm(m, n, k, a.data.data(), k, b.data.data(), n, whole.data(), n);
+    for (const std::size_t threads : {1, 2}) {
+        const test::thread_limit limit(threads);
+        EXPECT_TRUE(summed<T>("ij,jk->ik", {a, b}).data == whole) << m << " " << n << " " << k;
+    }
+}
+
+TEST(einsum, of_a_thin_product_has_the_bits_of_the_whole_by_slabs)
+{
+    // Slabs and their number depend on the threads; the last one takes the remainder along.
+    expect_bits_of_the_whole<double>(1500, 500, 8);
+    expect_bits_of_the_whole<double>(800, 700, 33);
+    expect_bits_of_the_whole<double>(270000, 2, 8);
+    expect_bits_of_the_whole<double>(270001, 3, 7);
+    expect_bits_of_the_whole<double>(3, 300000, 9);
+    expect_bits_of_the_whole<complex>(1100, 513, 8); // the last block of columns has one
+    expect_bits_of_the_whole<complex>(130, 6145, 9);
 }
 
 TEST(einsum, names_the_fault_of_a_bad_text)
