@@ -73,12 +73,6 @@ const void* data_of(const any_tensor& value)
     return empty ? placeholder : data;
 }
 
-const std::vector<std::size_t>& shape_of(const any_tensor& value)
-{
-    return std::visit([](const auto& a) -> const std::vector<std::size_t>& { return a.shape; },
-                      value);
-}
-
 // Needs the interpreter lock, which DLPack asks of its consumers in Python.
 void dlpack_deleter(dl_managed_tensor* record)
 {

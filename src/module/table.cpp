@@ -11,12 +11,6 @@
 namespace numerical::boundary {
 namespace {
 
-PyMethodDef row(const char* name, PyCFunctionWithKeywords entry, const char* doc)
-{
-    const auto untyped = reinterpret_cast<void (*)()>(entry);
-    return {name, reinterpret_cast<PyCFunction>(untyped), METH_VARARGS | METH_KEYWORDS, doc};
-}
-
 // A function of native types.
 template <auto F>
 PyMethodDef typed(const char* name, const char* doc)
@@ -34,7 +28,9 @@ PyMethodDef plain(const char* name, const char* doc)
 template <auto F>
 PyMethodDef plain_with_keywords(const char* name, const char* doc)
 {
-    return row(name, binding::call_plain_keywords<marlinth_module_error, F>, doc);
+    const auto entry = reinterpret_cast<void (*)()>( // the type of all entries, by way of none
+        binding::call_plain_keywords<marlinth_module_error, F>);
+    return {name, reinterpret_cast<PyCFunction>(entry), METH_VARARGS | METH_KEYWORDS, doc};
 }
 
 template <auto G>

@@ -15,12 +15,6 @@ namespace {
 using binding::owned_ref;
 using complex = std::complex<double>;
 
-const std::vector<std::size_t>& shape_of(const any_tensor& value)
-{
-    return std::visit([](const auto& a) -> const std::vector<std::size_t>& { return a.shape; },
-                      value);
-}
-
 void read_number(PyObject* item, double& x)
 {
     x = PyFloat_AsDouble(item);
@@ -165,6 +159,12 @@ PyObject* number(const std::complex<double>& z)
 PyObject* wrap(any_tensor value)
 {
     return binding::class_wrap(std::move(value));
+}
+
+const std::vector<std::size_t>& shape_of(const any_tensor& value)
+{
+    return std::visit([](const auto& a) -> const std::vector<std::size_t>& { return a.shape; },
+                      value);
 }
 
 PyObject* shape_tuple(const any_tensor& value)

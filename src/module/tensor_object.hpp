@@ -36,6 +36,8 @@ PyObject* wrap(any_tensor value);
 PyObject* number(double x);
 PyObject* number(const std::complex<double>& z);
 
+const std::vector<std::size_t>& shape_of(const any_tensor& value);
+
 // The extents as a new tuple; null with the error set.
 PyObject* shape_tuple(const any_tensor& value);
 
