@@ -9,6 +9,7 @@ namespace {
 // of L stay in the first cache.
 constexpr std::size_t chunk_bytes = 4096;
 constexpr std::size_t chunk_doubles = chunk_bytes / sizeof(double);
+constexpr std::size_t width = 4;
 
 // The first `run` elements of the column c become elements of U.
 inline void solve_top(std::size_t run, const double* l, std::size_t stride, double* c)
@@ -26,7 +27,7 @@ inline void subtract(const double* l, std::size_t stride, const double* u, doubl
 #pragma GCC unroll 4
     for (std::size_t t = 0; t < run; ++t)
         scale[t] = _mm256_set1_pd(u[t]);
-    for (std::size_t r = from; r < to; r += 4) {
+    for (std::size_t r = from; r < to; r += width) {
         __m256d sum = _mm256_loadu_pd(c + r);
 #pragma GCC unroll 4
         for (std::size_t t = 0; t < run; ++t)
@@ -71,7 +72,7 @@ inline void subtract_complex(const double* l, std::size_t stride, const double* 
         real[t] = _mm256_set1_pd(u[2 * t]);
         imag[t] = _mm256_xor_pd(signs, _mm256_set1_pd(u[2 * t + 1]));
     }
-    for (std::size_t r = from; r < to; r += 4) {
+    for (std::size_t r = from; r < to; r += width) {
         __m256d sum = _mm256_loadu_pd(c + r);
 #pragma GCC unroll 4
         for (std::size_t t = 0; t < run; ++t) {

@@ -9,6 +9,13 @@ namespace {
 // of L stay in the first cache.
 constexpr std::size_t chunk_bytes = 4096;
 constexpr std::size_t chunk_doubles = chunk_bytes / sizeof(double);
+constexpr std::size_t width = 8;
+
+// The first `count` of eight lanes, count < 8.
+inline __mmask8 first_lanes(std::size_t count)
+{
+    return static_cast<__mmask8>((1U << count) - 1U);
+}
 
 // The first `run` elements of the column c become elements of U.
 inline void solve_top(std::size_t run, const double* l, std::size_t stride, double* c)
@@ -26,13 +33,22 @@ inline void subtract(const double* l, std::size_t stride, const double* u, doubl
 #pragma GCC unroll 4
     for (std::size_t t = 0; t < run; ++t)
         scale[t] = _mm512_set1_pd(u[t]);
-    for (std::size_t r = from; r < to; r += 8) {
+    std::size_t r = from;
+    for (; r + width <= to; r += width) {
         __m512d sum = _mm512_loadu_pd(c + r);
 #pragma GCC unroll 4
         for (std::size_t t = 0; t < run; ++t)
             sum = _mm512_fnmadd_pd(scale[t], _mm512_loadu_pd(l + t * stride + r), sum);
         _mm512_storeu_pd(c + r, sum);
     }
+    if (r == to)
+        return;
+    const __mmask8 rest = first_lanes(to - r);
+    __m512d sum = _mm512_maskz_loadu_pd(rest, c + r);
+#pragma GCC unroll 4
+    for (std::size_t t = 0; t < run; ++t)
+        sum = _mm512_fnmadd_pd(scale[t], _mm512_maskz_loadu_pd(rest, l + t * stride + r), sum);
+    _mm512_mask_storeu_pd(c + r, rest, sum);
 }
 
 template <std::size_t run>
@@ -71,16 +87,26 @@ inline void subtract_complex(const double* l, std::size_t stride, const double* 
         const double im = u[2 * t + 1];
         imag[t] = _mm512_setr_pd(-im, im, -im, im, -im, im, -im, im);
     }
-    for (std::size_t r = from; r < to; r += 8) {
+    const auto lost = [&](std::size_t t, __m512d entries, __m512d sum) {
+        return _mm512_fnmadd_pd(imag[t], _mm512_permute_pd(entries, 0x55),
+                                _mm512_fnmadd_pd(real[t], entries, sum));
+    };
+    std::size_t r = from;
+    for (; r + width <= to; r += width) {
         __m512d sum = _mm512_loadu_pd(c + r);
 #pragma GCC unroll 4
-        for (std::size_t t = 0; t < run; ++t) {
-            const __m512d entries = _mm512_loadu_pd(l + t * stride + r);
-            sum = _mm512_fnmadd_pd(real[t], entries, sum);
-            sum = _mm512_fnmadd_pd(imag[t], _mm512_permute_pd(entries, 0x55), sum);
-        }
+        for (std::size_t t = 0; t < run; ++t)
+            sum = lost(t, _mm512_loadu_pd(l + t * stride + r), sum);
         _mm512_storeu_pd(c + r, sum);
     }
+    if (r == to)
+        return;
+    const __mmask8 rest = first_lanes(to - r);
+    __m512d sum = _mm512_maskz_loadu_pd(rest, c + r);
+#pragma GCC unroll 4
+    for (std::size_t t = 0; t < run; ++t)
+        sum = lost(t, _mm512_maskz_loadu_pd(rest, l + t * stride + r), sum);
+    _mm512_mask_storeu_pd(c + r, rest, sum);
 }
 
 template <std::size_t run>

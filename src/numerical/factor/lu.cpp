@@ -162,7 +162,7 @@ void lu_blocks<T>::exchange_rows(std::size_t first, std::size_t last, std::size_
 {
     for (std::size_t i = first; i < last; ++i)
         if (exchanges[i] != i)
-            std::swap_ranges(a.row(i) + from, a.row(i) + to, a.row(exchanges[i]) + from);
+            exchange_runs(a.row(i) + from, a.row(exchanges[i]) + from, to - from);
 }
 
 // Each panel's columns of L take the exchanges of all panels after it, in one go while they lie in

@@ -14,10 +14,11 @@ namespace numerical::detail {
 // in ascending order of t, each step fused (complex: by the real part of u_t, then by the imaginary
 // part). 0 < run <= column_run.
 //
-// Vectors are whole: up to panel_padding elements below the last row are written with no meaning,
-// so a column must end in so many spare ones.
+// The AVX2 form takes the rows below the run in whole vectors, so that up to panel_padding elements
+// after the last row may be written with no meaning; a column must end in so many spare ones. Where
+// the rows below the run are a multiple of four, none is written.
 constexpr std::size_t column_run = 4;
-constexpr std::size_t panel_padding = 7;
+constexpr std::size_t panel_padding = 3;
 
 void avx2_apply_columns(std::size_t run, const double* l, double* dest, std::size_t dest_columns,
                         std::size_t stride, std::size_t rows);

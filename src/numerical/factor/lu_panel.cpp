@@ -143,8 +143,7 @@ void lu_panel<T>::factorize_columns(std::size_t from, std::size_t to)
     const std::size_t mid = from + (to - from) / 2;
     factorize_columns(from, mid);
 
-    for (std::size_t j = mid; j < to; ++j)
-        solve_unit_lower(from, mid, j);
+    solve_unit_lower(from, mid, to);
     const std::vector<T> minus_u01 = negated_copy(columns.sub(mid, to, from, mid));
     add_product({minus_u01.data(), to - mid, mid - from, mid - from},
                 columns.sub(from, mid, mid, rows), columns.sub(mid, to, mid, rows));
@@ -186,7 +185,7 @@ bool lu_panel<T>::divide_by_pivot(std::size_t k)
     return true;
 }
 
-// The columns [run, end) of L are applied to the columns [from, to).
+// The columns [run, end) of L are applied to the columns [from, to) over all rows below.
 template <class T>
 void lu_panel<T>::apply_columns(std::size_t run, std::size_t end, std::size_t from, std::size_t to)
 {
@@ -195,13 +194,14 @@ void lu_panel<T>::apply_columns(std::size_t run, std::size_t end, std::size_t fr
                             columns.sub(from, to, run, rows));
 }
 
-// Rows [from, to) of column j become U.
+// Rows [from, mid) of the columns [mid, to) become U.
 template <class T>
-void lu_panel<T>::solve_unit_lower(std::size_t from, std::size_t to, std::size_t j)
+void lu_panel<T>::solve_unit_lower(std::size_t from, std::size_t mid, std::size_t to)
 {
-    T* const column = columns.row(j);
-    for (std::size_t k = from; k + 1 < to; ++k)
-        subtract_scaled_on(path, column + k + 1, columns.row(k) + k + 1, column[k], to - k - 1);
+    static_assert(leaf_columns / 2 % column_run == 0);
+    for (std::size_t run = from; run < mid; run += column_run)
+        apply_columns_on<T>(path, columns.sub(run, run + column_run, run, mid),
+                            columns.sub(mid, to, run, mid));
 }
 
 template <class T>

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <type_traits>
 
 namespace numerical {
@@ -95,8 +96,49 @@ void backward_pass(block_view<const T> u, std::size_t block, block_view<T> x)
     }
 }
 
-// Rows [from, from + rows) of y lose the products with y[0..from) in ascending order, then each
-// becomes final in turn. Eight sums run at once, as one alone waits for its last addition.
+// sum - a·b. The quick formula of the complex product is the whole of it unless it gives a NaN,
+// which then stays in the sum: who finds one there does the sum again by subtract_carefully.
+double subtract_quickly(double sum, double a, double b)
+{
+    return sum - a * b;
+}
+
+complex subtract_quickly(complex sum, complex a, complex b)
+{
+    return {sum.real() - (a.real() * b.real() - a.imag() * b.imag()),
+            sum.imag() - (a.real() * b.imag() + a.imag() * b.real())};
+}
+
+bool has_nan(double x)
+{
+    return std::isnan(x);
+}
+
+bool has_nan(complex z)
+{
+    return std::isnan(z.real()) || std::isnan(z.imag());
+}
+
+template <class T>
+T subtract_carefully(T sum, const T* a, const T* b, std::size_t n)
+{
+    for (std::size_t k = 0; k < n; ++k)
+        sum -= a[k] * b[k];
+    return sum;
+}
+
+// sum - a[0]·b[0] - a[1]·b[1] - ..., in this order.
+template <class T>
+T subtract_dot(T sum, const T* a, const T* b, std::size_t n)
+{
+    T quick = sum;
+    for (std::size_t k = 0; k < n; ++k)
+        quick = subtract_quickly(quick, a[k], b[k]);
+    return has_nan(quick) ? subtract_carefully(sum, a, b, n) : quick;
+}
+
+// The sums of rows [from, from + rows) of L with y[0..from), then those rows' elements of y one by
+// one. So many sums run at once, as one alone waits for its last subtraction.
 template <class T, std::size_t rows>
 void forward_rows(block_view<const T> l, std::size_t from, T* y)
 {
@@ -107,12 +149,12 @@ void forward_rows(block_view<const T> l, std::size_t from, T* y)
         const T factor = y[k];
 #pragma GCC unroll 8
         for (std::size_t r = 0; r < rows; ++r)
-            sum[r] -= first[r * l.stride + k] * factor;
+            sum[r] = subtract_quickly(sum[r], first[r * l.stride + k], factor);
     }
     for (std::size_t r = 0; r < rows; ++r) {
-        for (std::size_t k = 0; k < r; ++k)
-            sum[r] -= first[r * l.stride + from + k] * y[from + k];
-        y[from + r] = sum[r];
+        if (has_nan(sum[r]))
+            sum[r] = subtract_carefully(y[from + r], l.row(from + r), y, from);
+        y[from + r] = subtract_dot(sum[r], l.row(from + r) + from, y + from, r);
     }
 }
 
@@ -138,7 +180,7 @@ void lu_decomposition<T>::solve_rows(std::vector<T>& rhs, std::size_t columns,
 template <class T>
 std::vector<T> lu_decomposition<T>::solve_vector(const std::vector<T>& b) const
 {
-    constexpr std::size_t group = 8;
+    constexpr std::size_t group = std::is_same_v<T, double> ? 8 : 4;
     const detail::block_view<const T> lu{factors.data(), order, order, order};
     std::vector<T> y;
     y.reserve(order);
@@ -153,9 +195,8 @@ std::vector<T> lu_decomposition<T>::solve_vector(const std::vector<T>& b) const
 
     // Ascending order begins with the element that was found last, so nothing can run at once.
     while (i-- > 0) {
-        T sum = y[i];
-        for (std::size_t k = i + 1; k < order; ++k)
-            sum -= lu(i, k) * y[k];
+        const T sum =
+            detail::subtract_dot(y[i], lu.row(i) + i + 1, y.data() + i + 1, order - i - 1);
         y[i] = sum / lu(i, i);
     }
     return y;

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <type_traits>
 #include <vector>
 
@@ -56,9 +57,11 @@ void negate_into(std::vector<T>& to, block_view<const std::type_identity_t<T>> a
         to = reserved<T>(a.rows * a.cols);
     for (std::size_t i = 0; i < a.rows; ++i) {
         to.insert(to.end(), a.row(i), a.row(i) + a.cols);
-        T* const row = to.data() + i * a.cols;
-        for (std::size_t j = 0; j < a.cols; ++j)
-            row[j] = negated(row[j]);
+        // The parts of complex numbers one by one: as numbers they don't vectorise.
+        auto* const parts = reinterpret_cast<double*>(to.data() + i * a.cols);
+        const std::size_t count = a.cols * sizeof(T) / sizeof(double);
+        for (std::size_t j = 0; j < count; ++j)
+            parts[j] = -parts[j];
     }
 }
 
@@ -71,21 +74,43 @@ std::vector<std::remove_const_t<T>> negated_copy(block_view<T> a)
     return copy;
 }
 
+// Rows x and y of two blocks change their elements.
+template <class T>
+void exchange_runs(T* x, T* y, std::size_t count)
+{
+    auto* const parts = reinterpret_cast<double*>(x);
+    std::swap_ranges(parts, parts + count * sizeof(T) / sizeof(double),
+                     reinterpret_cast<double*>(y));
+}
+
+// The bits of an element in one register: the compiler would move the parts of a complex number one
+// by one.
+template <class T>
+struct element_bits
+{
+    using pair [[gnu::vector_size(16)]] = double;
+    std::conditional_t<std::is_same_v<T, double>, double, pair> value;
+
+    explicit element_bits(const T& from) { std::memcpy(&value, &from, sizeof(T)); }
+
+    void store(T* to) const { std::memcpy(static_cast<void*>(to), &value, sizeof(T)); }
+};
+
 // The rows [i, i + 4) of A, within the columns [left, right), become four columns of `to`.
 template <class T>
 void transpose_four_rows(block_view<T> to, block_view<const std::type_identity_t<T>> a,
                          std::size_t i, std::size_t left, std::size_t right)
 {
     for (std::size_t j = left; j < right; ++j) {
-        const T x0 = a(i, j);
-        const T x1 = a(i + 1, j);
-        const T x2 = a(i + 2, j);
-        const T x3 = a(i + 3, j);
+        const element_bits<T> x0(a(i, j));
+        const element_bits<T> x1(a(i + 1, j));
+        const element_bits<T> x2(a(i + 2, j));
+        const element_bits<T> x3(a(i + 3, j));
         T* const four = &to(j, i);
-        four[0] = x0;
-        four[1] = x1;
-        four[2] = x2;
-        four[3] = x3;
+        x0.store(four);
+        x1.store(four + 1);
+        x2.store(four + 2);
+        x3.store(four + 3);
     }
 }
 

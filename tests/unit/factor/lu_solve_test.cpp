@@ -89,24 +89,52 @@ TYPED_TEST(lu_solve, of_one_vector_leaves_a_small_residual)
 }
 
 // The vector's substitution word for word: products in ascending order, each rounded.
+template <class T>
+std::vector<T> substituted(const lu_decomposition<T>& lu, const std::vector<T>& b)
+{
+    const size_t n = lu.order;
+    std::vector<T> y(n);
+    for (size_t i = 0; i < n; ++i) {
+        y[i] = b[lu.permutation[i]];
+        for (size_t k = 0; k < i; ++k)
+            y[i] -= lu.factors[i * n + k] * y[k];
+    }
+    for (size_t i = n; i-- > 0;) {
+        for (size_t k = i + 1; k < n; ++k)
+            y[i] -= lu.factors[i * n + k] * y[k];
+        y[i] /= lu.factors[i * n + i];
+    }
+    return y;
+}
+
 TYPED_TEST(lu_solve, of_one_vector_subtracts_in_ascending_order)
 {
-    for (const size_t n : {1, 7, 8, 9, 50, 131}) {
+    for (const size_t n : {1, 3, 4, 5, 7, 8, 9, 50, 131}) {
         const lu_decomposition<TypeParam> lu(test::random_matrix<TypeParam>(n, n, unsigned(n)));
         const auto b = test::random_vector<TypeParam>(n, 9);
-        std::vector<TypeParam> y(n);
-        for (size_t i = 0; i < n; ++i) {
-            y[i] = b[lu.permutation[i]];
-            for (size_t k = 0; k < i; ++k)
-                y[i] -= lu.factors[i * n + k] * y[k];
-        }
-        for (size_t i = n; i-- > 0;) {
-            for (size_t k = i + 1; k < n; ++k)
-                y[i] -= lu.factors[i * n + k] * y[k];
-            y[i] /= lu.factors[i * n + i];
-        }
-        EXPECT_EQ(lu.solve_vector(b), y) << n;
+        EXPECT_EQ(lu.solve_vector(b), substituted(lu, b)) << n;
     }
+}
+
+// An infinity in the right side makes complex products that only the full rules recover.
+TYPED_TEST(lu_solve, of_one_vector_keeps_the_rules_of_infinities)
+{
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    const auto bits = [](double x) { return std::isnan(x) ? nan : x; };
+    for (const size_t n : {2, 9, 30})
+        for (const size_t place : {size_t{0}, n / 2, n - 1}) {
+            const lu_decomposition<TypeParam> lu(test::random_matrix<TypeParam>(n, n, 5));
+            auto b = test::random_vector<TypeParam>(n, 9);
+            b[place] = infinity;
+            const auto x = lu.solve_vector(b);
+            const auto expected = substituted(lu, b);
+            for (size_t i = 0; i < n; ++i) {
+                EXPECT_EQ(std::to_string(bits(std::real(x[i]))),
+                          std::to_string(bits(std::real(expected[i]))));
+                EXPECT_EQ(std::to_string(bits(std::imag(x[i]))),
+                          std::to_string(bits(std::imag(expected[i]))));
+            }
+        }
 }
 
 TYPED_TEST(lu_solve, of_order_0_gives_nothing)
