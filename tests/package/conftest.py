@@ -4,6 +4,12 @@ import os
 import pathlib
 import sys
 
+from hypothesis import settings
+
 ROOT = pathlib.Path(__file__).parents[2]
 BUILD = pathlib.Path(os.environ.get("NUMERICAL_BUILD", ROOT / "build" / "release"))
 sys.path.insert(0, str(BUILD / "python"))
+
+# No deadlines: a machine that does other work as well must not fail a test.
+settings.register_profile("numerical")
+settings.load_profile("numerical")

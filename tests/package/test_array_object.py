@@ -22,7 +22,7 @@ INDEX_ITEMS = st.one_of(
 )
 
 
-@settings(max_examples=400, deadline=None)
+@settings(max_examples=400)
 @given(arrays(), st.lists(INDEX_ITEMS, max_size=4))
 def test_basic_indexing_is_numpys(a, items):
     index = tuple(items)
@@ -69,7 +69,7 @@ def test_a_bad_index_says_what_is_wrong(index, message):
 OPERATORS = [operator.add, operator.sub, operator.mul]
 
 
-@settings(max_examples=150, deadline=None)
+@settings(max_examples=150)
 @given(arrays(max_rank=2), st.sampled_from(OPERATORS), st.sampled_from([2, -1.5, 1 + 2j, True]))
 def test_numbers_stand_on_either_side(a, apply, number):
     t = nm.asarray(a)
@@ -124,7 +124,7 @@ def test_a_mismatch_of_shapes_keeps_the_modules_words():
     )
 
 
-@settings(max_examples=100, deadline=None)
+@settings(max_examples=100)
 @given(arrays(min_rank=1, max_rank=4, extents=st.sampled_from([1, 2, 3])), st.data())
 def test_matmul_is_numpys(a, data):
     b_lead = data.draw(st.sampled_from([(), a.shape[:-2], (1,) * max(a.ndim - 2, 0)]))

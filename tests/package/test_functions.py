@@ -12,7 +12,7 @@ from oracle import arrays, close, equal, integers, normal
 
 
 # --- shapes --------------------------------------------------------------------------------------
-@settings(max_examples=200, deadline=None)
+@settings(max_examples=200)
 @given(arrays(min_rank=1), st.data())
 def test_moves_and_flips_are_numpys(a, data):
     axis = data.draw(st.integers(-a.ndim, a.ndim - 1))
@@ -84,7 +84,7 @@ def test_named_operators_broadcast_lists(name):
 
 
 # --- reductions ----------------------------------------------------------------------------------
-@settings(max_examples=150, deadline=None)
+@settings(max_examples=150)
 @given(arrays(min_rank=1, extents=st.sampled_from([1, 2, 3, 9])), st.data())
 def test_reductions_over_any_axes_are_numpys(a, data):
     axes = data.draw(st.none() | st.lists(st.integers(0, a.ndim - 1), unique=True, max_size=3).map(tuple))

@@ -11,8 +11,14 @@ import os
 import sys
 from pathlib import Path
 
+from hypothesis import settings
+
 ROOT = Path(__file__).resolve().parents[2]
 BUILD = Path(os.environ.get("NUMERICAL_BUILD", ROOT / "build" / "release"))
 MODULE_FOLDER = BUILD.resolve() / "python" / "numerical"
 
 sys.path.insert(0, str(MODULE_FOLDER))
+
+# No deadlines: a machine that does other work as well must not fail a test.
+settings.register_profile("numerical")
+settings.load_profile("numerical")

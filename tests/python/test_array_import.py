@@ -188,7 +188,7 @@ def strided_arrays(draw):
     return array
 
 
-@settings(max_examples=400, deadline=None)
+@settings(max_examples=400)
 @given(strided_arrays())
 def test_arrays_of_every_type_and_layout_arrive_as_numpy_converts_them(array):
     assert_arrives(array)
@@ -404,7 +404,7 @@ extents = st.integers(-2, 2**64) | st.integers(0, 4)
 wide_integers = st.integers(-(2**66), 2**66) | st.integers(-64, 64)
 
 
-@settings(max_examples=500, deadline=None)
+@settings(max_examples=500)
 @given(st.lists(extents, max_size=6), st.lists(wide_integers, max_size=6) | st.none(),
        st.sampled_from(READABLE), st.integers(0, 2**64 - 1), st.integers(0, 6))
 def test_an_empty_array_may_claim_anything(shape, strides, typestr, address, place):
@@ -418,7 +418,7 @@ def test_an_empty_array_may_claim_anything(shape, strides, typestr, address, pla
         assert str(error) in known or type(error) is OverflowError
 
 
-@settings(max_examples=300, deadline=None)
+@settings(max_examples=300)
 @given(st.lists(st.tuples(st.integers(1, 3), st.integers(-9, 9)), max_size=5),
        st.sampled_from(READABLE))
 def test_strides_of_any_sign_and_overlap_read_what_numpy_reads(axes, typestr):
