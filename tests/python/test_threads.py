@@ -253,6 +253,8 @@ class Shape:
 @not_under_address_sanitizer("frames that are unwound by force stay poisoned in its books")
 @pytest.mark.parametrize("kind", WORK)
 def test_daemon_threads_in_calls_do_not_disturb_the_end(kind):
+    if sys.version_info < (3, 11) and "Python code" in kind:
+        pytest.skip("CPython 3.10 crashes by itself when such a thread comes back")
     script = EXIT.format(work=WORK[kind]).replace("def work", PRELUDE + "\ndef work", 1)
     done = run_python(script)
     assert (done.returncode, done.stdout, done.stderr) == (1, "", "")
