@@ -4,7 +4,7 @@ import os
 import pathlib
 import sys
 
-from hypothesis import settings
+from hypothesis import HealthCheck, settings
 
 ROOT = pathlib.Path(__file__).parents[2]
 BUILD = pathlib.Path(os.environ.get("NUMERICAL_BUILD", ROOT / "build" / "release"))

@@ -11,7 +11,7 @@ import os
 import sys
 from pathlib import Path
 
-from hypothesis import settings
+from hypothesis import HealthCheck, settings
 
 ROOT = Path(__file__).resolve().parents[2]
 BUILD = Path(os.environ.get("NUMERICAL_BUILD", ROOT / "build" / "release"))
