@@ -54,6 +54,16 @@ inline double larger_modulus(double largest, const complex& z)
     return std::max(largest, std::abs(z));
 }
 
+// The largest modulus of n elements, 0 for none. NaN elements don't enter.
+template <class T>
+double largest_modulus(const T* x, std::size_t n)
+{
+    double largest = 0;
+    for (std::size_t i = 0; i < n; ++i)
+        largest = larger_modulus(largest, x[i]);
+    return largest;
+}
+
 inline double real_part(double x)
 {
     return x;

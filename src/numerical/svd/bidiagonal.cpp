@@ -27,15 +27,6 @@ bool is_zero(const T* x, std::size_t n)
 }
 
 template <class T>
-double largest_modulus(const std::vector<T>& x)
-{
-    double largest = 0;
-    for (const T& element : x)
-        largest = std::max(largest, modulus(element));
-    return largest;
-}
-
-template <class T>
 void conjugate_all(std::vector<T>& x)
 {
     for (T& element : x)
@@ -306,7 +297,7 @@ void bidiagonal_panel<T>::reduce(std::size_t c, T& d, T& e)
     if (is_zero(r.data() + 1, r.size() - 1))
         return;
     // Products with a tiny r have lost digits to underflow.
-    const bool usable = !w.empty() && largest_modulus(r) >= tiny_magnitude;
+    const bool usable = !w.empty() && largest_modulus(r.data(), r.size()) >= tiny_magnitude;
     const T first_of_r = r[0];
     const T beta = householder_in_place(r);
     e = conjugate(beta);

@@ -138,31 +138,48 @@ private:
     arrow_workspace workspace;
 };
 
-// Every problem is brought to a largest entry in [0.5, 1) by a power of two, so that the merges'
-// tolerances are relative to it.
+// A problem whose largest entry a power of two has brought to [0.5, 1), so that the tolerances of
+// the iteration and of the merges are relative to it.
+class scaled_problem
+{
+public:
+    explicit scaled_problem(const bidiagonal_problem& of)
+        : d(of.d, of.d + of.n), e(of.n), extra(of.extra)
+    {
+        if (of.n > 0)
+            std::copy_n(of.e, of.columns() - 1, e.begin());
+        double largest = 0;
+        for (std::size_t i = 0; i < of.n; ++i)
+            largest = std::max({largest, std::abs(d[i]), std::abs(e[i])});
+        std::frexp(largest, &exponent);
+        for (std::size_t i = 0; i < of.n && exponent != 0; ++i) {
+            d[i] = std::ldexp(d[i], -exponent);
+            e[i] = std::ldexp(e[i], -exponent);
+        }
+    }
+
+    bidiagonal_problem problem() const { return {d.data(), e.data(), d.size(), extra}; }
+
+    void scale_back(double* values) const
+    {
+        for (std::size_t i = 0; i < d.size() && exponent != 0; ++i)
+            values[i] = std::ldexp(values[i], exponent);
+    }
+
+    std::vector<double> d;
+    std::vector<double> e; // as many, with zeros beyond the last coupling
+
+private:
+    std::size_t extra;
+    int exponent = 0;
+};
+
 void bidiagonal_division::solve(const bidiagonal_problem& problem, double* values,
                                 const bidiagonal_vectors& vectors)
 {
-    double largest = 0;
-    for (std::size_t i = 0; i < problem.n; ++i)
-        largest = std::max(largest, std::abs(problem.d[i]));
-    for (std::size_t i = 0; i + 1 < problem.columns(); ++i)
-        largest = std::max(largest, std::abs(problem.e[i]));
-    int exponent = 0;
-    std::frexp(largest, &exponent);
-    if (exponent == 0) {
-        solve_scaled(problem, values, vectors);
-        return;
-    }
-    std::vector<double> d(problem.n);
-    std::vector<double> e(problem.n);
-    for (std::size_t i = 0; i < problem.n; ++i)
-        d[i] = std::ldexp(problem.d[i], -exponent);
-    for (std::size_t i = 0; i + 1 < problem.columns(); ++i)
-        e[i] = std::ldexp(problem.e[i], -exponent);
-    solve_scaled({d.data(), e.data(), problem.n, problem.extra}, values, vectors);
-    for (std::size_t i = 0; i < problem.n; ++i)
-        values[i] = std::ldexp(values[i], exponent);
+    const scaled_problem scaled(problem);
+    solve_scaled(scaled.problem(), values, vectors);
+    scaled.scale_back(values);
 }
 
 void bidiagonal_division::solve_scaled(const bidiagonal_problem& problem, double* values,
@@ -251,6 +268,13 @@ template <class T>
 void bidiagonal_divide_and_conquer(std::vector<double>& d, const std::vector<double>& e,
                                    std::vector<T>& left, std::vector<T>& right, std::size_t n)
 {
+    if (n < bidiagonal_leaf_order) { // a leaf by itself: it may work on the bases at once
+        scaled_problem scaled({d.data(), e.data(), n, 0});
+        bidiagonal_qr(scaled.d, scaled.e, left, right, n, 30 * n);
+        d = scaled.d;
+        scaled.scale_back(d.data());
+        return;
+    }
     bidiagonal_svd svd = divide_bidiagonal(d, e, n);
     d = std::move(svd.values);
     transpose_in_place(svd.u, n);

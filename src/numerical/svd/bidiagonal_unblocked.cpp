@@ -5,6 +5,8 @@
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 
+#include <algorithm>
+#include <array>
 #include <complex>
 #include <utility>
 
@@ -22,21 +24,44 @@ std::vector<T> reflector_clearing_tail(std::vector<T> x)
     return x;
 }
 
+constexpr std::size_t rows_at_once = 4;
+
+// y[i·stride ...) -= 2·(y[i·stride ...)·r)·conj(r) for `rows` rows. Each sum is taken in index
+// order; the rows' sums run side by side, so that none waits for its last addition.
+template <std::size_t rows, class T>
+void reflect_stretches(T* y, std::size_t stride, const std::vector<T>& r,
+                       const std::vector<T>& conjugate_r)
+{
+    std::array<T, rows> sums{};
+    for (std::size_t l = 0; l < r.size(); ++l)
+        for (std::size_t i = 0; i < rows; ++i)
+            sums[i] += finite_product(y[i * stride + l], r[l]);
+    for (std::size_t i = 0; i < rows; ++i) {
+        const T twice = 2.0 * sums[i];
+        for (std::size_t l = 0; l < r.size(); ++l)
+            y[i * stride + l] -= finite_product(twice, conjugate_r[l]);
+    }
+}
+
 // A := A·H for the reflector r on columns [first, first + r.size()) of rows [first_row, n).
 template <class T>
 void reflect_from_right(std::vector<T>& a, std::size_t n, const std::vector<T>& r,
                         std::size_t first_row, std::size_t first)
 {
-    const auto reflect_row = [&](std::size_t i) {
-        T* const y = a.data() + (first_row + i) * n + first;
-        T sum = 0;
-        for (std::size_t l = 0; l < r.size(); ++l)
-            sum += finite_product(y[l], r[l]);
-        const T twice = 2.0 * sum;
-        for (std::size_t l = 0; l < r.size(); ++l)
-            y[l] -= finite_product(twice, conjugate(r[l]));
+    std::vector<T> conjugate_r(r.size());
+    std::transform(r.begin(), r.end(), conjugate_r.begin(),
+                   [](const T& element) { return conjugate(element); });
+    const auto reflect_rows_from = [&](std::size_t b) {
+        const std::size_t from = first_row + b * rows_at_once;
+        T* const y = a.data() + from * n + first;
+        if (from + rows_at_once <= n)
+            reflect_stretches<rows_at_once>(y, n, r, conjugate_r);
+        else
+            for (std::size_t i = 0; from + i < n; ++i)
+                reflect_stretches<1>(y + i * n, n, r, conjugate_r);
     };
-    parallel_for(n - first_row, 2 * r.size(), reflect_row);
+    parallel_for((n - first_row + rows_at_once - 1) / rows_at_once, 2 * rows_at_once * r.size(),
+                 reflect_rows_from);
 }
 
 // The conjugate phase of entry (k, k) times row k from there on.

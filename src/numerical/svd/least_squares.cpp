@@ -22,15 +22,6 @@ namespace {
 
 constexpr double eps = std::numeric_limits<double>::epsilon();
 
-template <class T>
-double largest_modulus(const matrix<T>& a)
-{
-    double largest = 0;
-    for (const T& x : a.data)
-        largest = std::max(largest, modulus(x));
-    return largest;
-}
-
 // a, or its adjoint if it is wide, times 2^-exponent: always tall.
 template <class T>
 std::vector<T> tall_and_scaled(const matrix<T>& a, int exponent)
@@ -121,7 +112,7 @@ std::size_t count_above_threshold(const std::vector<double>& values, std::size_t
 template <class T>
 std::optional<matrix<T>> lstsq_by_qr(const matrix<T>& a, const matrix<T>& b)
 {
-    const double largest = largest_modulus(a);
+    const double largest = largest_modulus(a.data.data(), a.data.size());
     if (a.rows == 0 || largest == 0)
         return std::nullopt;
     const int exponent = std::ilogb(largest);

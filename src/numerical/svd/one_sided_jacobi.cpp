@@ -121,15 +121,6 @@ void rotate(T* p, T* q, std::size_t n, const pair_rotation<T>& by)
 }
 
 template <class T>
-double largest_modulus(const T* x, std::size_t n)
-{
-    double largest = 0;
-    for (std::size_t i = 0; i < n; ++i)
-        largest = std::max(largest, modulus(x[i]));
-    return largest;
-}
-
-template <class T>
 std::vector<T> brought_to_one(const T* x, std::size_t n, double largest)
 {
     std::vector<T> out(x, x + n);

@@ -160,9 +160,7 @@ square_svd<T> by_jacobi(std::vector<T> a, std::size_t n)
 template <class T>
 double scale_of(const matrix<T>& a)
 {
-    double largest = 0;
-    for (const T& x : a.data)
-        largest = std::max(largest, detail::modulus(x));
+    const double largest = detail::largest_modulus(a.data.data(), a.data.size());
     return largest == 0 ? 1.0 : std::min(largest, std::numeric_limits<double>::max());
 }
 
