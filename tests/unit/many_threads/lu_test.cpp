@@ -1,0 +1,59 @@
+#include "numerical/factor/lu.hpp"
+#include "numerical/factor/triangular.hpp"
+
+#include "matrices.hpp"
+#include "paths.hpp"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using numerical::lu_decomposition;
+using numerical::matrix;
+
+template <class T>
+class lu_on_64_cores : public testing::Test
+{
+};
+
+using element_types = testing::Types<double, std::complex<double>>;
+TYPED_TEST_SUITE(lu_on_64_cores, element_types);
+
+// Factors, solution, inverse and inverse of the triangle, one after the other.
+template <class T>
+std::vector<std::vector<T>> everything_of(const matrix<T>& a)
+{
+    const std::size_t columns = 70;
+    lu_decomposition<T> lu{matrix<T>(a)};
+    const auto b = test::random_vector<T>(a.rows * columns, 2);
+    std::vector<std::vector<T>> results{lu.factors, lu.solve_matrix(b, columns)};
+    results.push_back(numerical::detail::upper_inverse(lu.factors, a.rows));
+    results.push_back(std::move(lu).inverse().data);
+    return results;
+}
+
+// 1153 columns begin with whole trailing products and end with panels beside the update.
+TYPED_TEST(lu_on_64_cores, has_the_bits_of_one_core)
+{
+    for (const std::size_t n : {100, 256, 300, 1153})
+        for (const int path : test::available_paths()) {
+            if (n > 300 && path == numerical::detail::portable_path)
+                continue;
+            const test::path_limit limit(path);
+            const auto a = test::random_matrix<TypeParam>(n, n, 1);
+            std::vector<std::vector<TypeParam>> serial;
+            {
+                const test::thread_limit one(1);
+                serial = everything_of(a);
+            }
+            for (const std::size_t threads : {2UL, 3UL, 7UL, 64UL}) {
+                if (n > 300 && threads != 7)
+                    continue;
+                const test::thread_limit cap(threads);
+                ASSERT_TRUE(everything_of(a) == serial)
+                    << "order " << n << ", path " << path << ", threads " << threads;
+            }
+        }
+}
+
+} // namespace
