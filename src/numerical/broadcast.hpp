@@ -58,11 +58,15 @@ struct broadcast_walk
 template <class Row>
 void broadcast_walk::each_row(Row row)
 {
+    const axis rows = axes.size() > 1 ? axes[1] : axis{1, 0, 0};
     std::size_t left = 0;
     std::size_t right = 0;
-    for (std::size_t out = 0; out < count; out += row_length()) {
-        row(left, right, out);
-        for (std::size_t i = 1; i < axes.size(); ++i) {
+    for (std::size_t out = 0; out < count;) {
+        for (std::size_t i = 0; i < rows.extent; ++i) {
+            row(left + i * rows.left, right + i * rows.right, out);
+            out += row_length();
+        }
+        for (std::size_t i = 2; i < axes.size(); ++i) {
             axis& at = axes[i];
             left += at.left;
             right += at.right;

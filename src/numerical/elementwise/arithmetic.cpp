@@ -3,13 +3,13 @@
 #include "numerical/broadcast.hpp"
 #include "numerical/elementwise/arithmetic_kernels.hpp"
 #include "numerical/elementwise/unary.hpp"
+#include "numerical/elementwise/vector_boundary.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
 #include <algorithm>
 #include <complex>
-#include <cstdint>
 
 namespace numerical {
 namespace detail {
@@ -65,17 +65,6 @@ struct row_place
     }
 };
 
-// The elements before `out` lies on a vector's boundary: stores that cross lines of the cache cost
-// a tenth of a long row's time.
-template <class T>
-std::size_t before_boundary(const T* out, std::size_t n)
-{
-    constexpr std::size_t vector = 32;
-    constexpr std::size_t long_row = 256;
-    const std::size_t past = reinterpret_cast<std::uintptr_t>(out) % vector;
-    return n < long_row || past % sizeof(T) != 0 ? 0 : (vector - past) % vector / sizeof(T);
-}
-
 template <class Row, class T>
 auto run(const rows_by_form<Row>& rows, const row_place<T>& at, std::size_t n)
 {
@@ -89,9 +78,12 @@ tensor<T> by_rows(const rows_by_form<Row>& rows, const tensor<T>& a, const tenso
     return detail::broadcast_rows(
         a, b, [&rows](row_form form, const T* x, const T* y, T* out, std::size_t n) {
             const row_place<T> at{form, x, y, out};
-            const std::size_t lead = before_boundary(out, n);
-            if (lead != 0)
-                run(rows, at, lead);
+            const std::size_t lead = detail::before_boundary(out, n);
+            if (lead == 0) {
+                run(rows, at, n);
+                return;
+            }
+            run(rows, at, lead);
             run(rows, at.after(lead), n - lead);
         });
 }
@@ -114,7 +106,7 @@ tensor<complex> products(const tensor<complex>& a, const tensor<complex>& b)
     const auto multiply_row = [&](row_form form, const complex* x, const complex* y, complex* out,
                                   std::size_t n) {
         row_place<complex> at{form, x, y, out};
-        for (std::size_t count = before_boundary(out, n); n != 0;) {
+        for (std::size_t count = detail::before_boundary(out, n); n != 0;) {
             if (run(rows, at, count))
                 recover(at, count);
             at = at.after(count);

@@ -1,6 +1,7 @@
 #include "numerical/elementwise/unary.hpp"
 
 #include "numerical/elementwise/arithmetic_kernels.hpp"
+#include "numerical/elementwise/vector_boundary.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
@@ -28,8 +29,12 @@ template <class Kernel, class T>
 tensor<T> each_by(Kernel kernel, const tensor<T>& a)
 {
     std::vector<T> data = detail::uninitialized<T>(a.data.size());
-    kernel(reinterpret_cast<const double*>(a.data.data()), reinterpret_cast<double*>(data.data()),
-           data.size() * sizeof(T) / sizeof(double));
+    const auto* from = reinterpret_cast<const double*>(a.data.data());
+    auto* out = reinterpret_cast<double*>(data.data());
+    const std::size_t count = data.size() * sizeof(T) / sizeof(double);
+    const std::size_t lead = detail::before_boundary(out, count);
+    kernel(from, out, lead);
+    kernel(from + lead, out + lead, count - lead);
     return tensor<T>(a.shape, std::move(data));
 }
 
