@@ -36,14 +36,14 @@ def cases():
             ours = numerical.asarray(a)
             yield f"eigh divide_and_conquer {dtype}", Case(
                 f"eigh {dtype} n={n}",
-                functools.partial(numerical.eigh, ours, "divide_and_conquer"),
+                functools.partial(numerical.linalg.eigh, ours, method="divide_and_conquer"),
                 functools.partial(numpy.linalg.eigh, a),
                 check=agree,
             )
             if LEAST_QL_ORDER <= n <= GREATEST_QL_ORDER:
                 yield f"eigh tridiagonal_ql {dtype}", Case(
                     f"eigh QL {dtype} n={n}",
-                    functools.partial(numerical.eigh, ours, "tridiagonal_ql"),
+                    functools.partial(numerical.linalg.eigh, ours, method="tridiagonal_ql"),
                     functools.partial(scipy.linalg.eigh, a, driver="ev", check_finite=False),
                     check=agree,
                 )
