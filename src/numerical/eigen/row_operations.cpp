@@ -6,7 +6,6 @@
 #include "numerical/scalar.hpp"
 
 #include <algorithm>
-#include <cmath>
 #include <complex>
 
 namespace numerical::detail {
@@ -125,14 +124,6 @@ void apply_passes(const rotation_kernels& kernels, const std::vector<row_pass>& 
 }
 
 } // namespace
-
-double rotation_length(double x, double y)
-{
-    const double larger = std::max(std::abs(x), std::abs(y));
-    if (0x1p-500 < larger && larger < 0x1p500)
-        return std::sqrt(x * x + y * y);
-    return std::hypot(x, y);
-}
 
 std::vector<row_operation_run> cut_into_runs(const row_operations& operations)
 {

@@ -11,6 +11,8 @@
 // rotations, and still sees them in the order of the list. No product is fused with a sum, so that
 // every path gives the same bits.
 
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -50,6 +52,12 @@ void apply_row_operations(std::vector<T>& basis, std::size_t n, const row_operat
 
 // The length of the vector (x, y). The square root of the sum of squares serves while neither
 // square can overflow and the larger one cannot underflow; beyond that it is hypot.
-double rotation_length(double x, double y);
+inline double rotation_length(double x, double y)
+{
+    const double larger = std::max(std::abs(x), std::abs(y));
+    if (0x1p-500 < larger && larger < 0x1p500) [[likely]]
+        return std::sqrt(x * x + y * y);
+    return std::hypot(x, y);
+}
 
 } // namespace numerical::detail

@@ -12,7 +12,7 @@ namespace numerical::detail {
 namespace {
 
 constexpr std::size_t panel_columns = 32;
-constexpr std::size_t strip_rows = 512;
+constexpr std::size_t strip_rows = 128;
 
 // wᴴ·v for many w and one v.
 template <class T>

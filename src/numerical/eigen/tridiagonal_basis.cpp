@@ -1,6 +1,7 @@
 #include "numerical/eigen/tridiagonal.hpp"
 
 #include "numerical/factor/reflector_block.hpp"
+#include "numerical/gemm/block_view.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
@@ -14,18 +15,52 @@ namespace {
 
 constexpr std::size_t block_reflectors = 32;
 
-// All reflectors from the right, in blocks, the last block first. Before a block comes, the rows
-// above its first index have nothing for it if they are still those of the identity.
+enum class row_contents { identity, full };
+
+std::size_t first_of_block(std::size_t to)
+{
+    return to - std::min(to - 1, block_reflectors);
+}
+
+// The reflectors before `last` from the right, in blocks, the last block first. Rows above a
+// block's first index have nothing for it if they are still those of the identity.
 template <class T>
 void apply_reflectors(const tridiagonal_reduction<T>& reduction, std::vector<T>& rows,
-                      std::size_t n, bool rows_of_identity)
+                      std::size_t n, std::size_t last, row_contents contents)
 {
-    for (std::size_t to = n; to >= 2;) {
-        const std::size_t from = to - std::min(to - 1, block_reflectors);
+    for (std::size_t to = last; to >= 2;) {
+        const std::size_t from = first_of_block(to);
         const auto block = gather_reflectors(reduction.reflectors, from, to, n);
-        apply_transposed_reflector_block(block, rows, n, rows_of_identity ? from : 0, n);
+        apply_transposed_reflector_block(block, rows, n, contents == row_contents::full ? 0 : from,
+                                         n);
         to = from;
     }
+}
+
+// The identity times Qᵀ of one block: basis = I - conj(V)·(Tᵀ·Vᵀ).
+template <class T>
+void start_basis(const reflector_block<T>& block, std::vector<T>& basis, std::size_t n)
+{
+    const std::size_t count = block.count;
+    std::vector<T> minus_conjugated = block.vectors; // -conj(V)
+    for (T& element : minus_conjugated)
+        element = negated(conjugate(element));
+    std::vector<T> vectors(count * block.rows); // Vᵀ
+    for (std::size_t i = 0; i < block.rows; ++i)
+        for (std::size_t j = 0; j < count; ++j)
+            vectors[j * block.rows + i] = block.vectors[i * count + j];
+    std::vector<T> factor(count * count); // Tᵀ
+    for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t j = 0; j < count; ++j)
+            factor[j * count + i] = block.factor[i * count + j];
+
+    std::vector<T> product(count * block.rows);
+    add_product<T>({factor.data(), count, count, count},
+                   {vectors.data(), count, block.rows, block.rows},
+                   {product.data(), count, block.rows, block.rows});
+    add_product<T>({minus_conjugated.data(), block.rows, count, count},
+                   {product.data(), count, block.rows, block.rows},
+                   {&basis[block.offset * n + block.offset], block.rows, block.rows, n});
 }
 
 } // namespace
@@ -33,11 +68,14 @@ void apply_reflectors(const tridiagonal_reduction<T>& reduction, std::vector<T>&
 template <class T>
 std::vector<T> tridiagonal_basis(const tridiagonal_reduction<T>& reduction, std::size_t n)
 {
-    constexpr bool rows_of_identity = true;
     std::vector<T> basis = zeros<T>(n * n);
     for (std::size_t i = 0; i < n; ++i)
         basis[i * n + i] = 1;
-    apply_reflectors(reduction, basis, n, rows_of_identity);
+    if (n >= 2) {
+        const std::size_t from = first_of_block(n);
+        start_basis(gather_reflectors(reduction.reflectors, from, n, n), basis, n);
+        apply_reflectors(reduction, basis, n, from, row_contents::identity);
+    }
     for (std::size_t i = 0; i < n; ++i)
         for (std::size_t j = 0; j < n; ++j)
             basis[i * n + j] *= conjugate(reduction.phases[i]);
@@ -47,7 +85,6 @@ std::vector<T> tridiagonal_basis(const tridiagonal_reduction<T>& reduction, std:
 template <class T>
 void to_matrix_basis(const tridiagonal_reduction<T>& reduction, std::vector<T>& rows, std::size_t n)
 {
-    constexpr bool full_rows = false;
     if constexpr (!std::is_same_v<T, double>) {
         const auto scale_row = [&](std::size_t r) {
             for (std::size_t j = 0; j < n; ++j)
@@ -55,7 +92,7 @@ void to_matrix_basis(const tridiagonal_reduction<T>& reduction, std::vector<T>& 
         };
         parallel_for(n, n, scale_row);
     }
-    apply_reflectors(reduction, rows, n, full_rows);
+    apply_reflectors(reduction, rows, n, n, row_contents::full);
 }
 
 template std::vector<double> tridiagonal_basis(const tridiagonal_reduction<double>&, std::size_t);
