@@ -11,5 +11,7 @@ BUILD = pathlib.Path(os.environ.get("NUMERICAL_BUILD", ROOT / "build" / "release
 sys.path.insert(0, str(BUILD / "python"))
 
 # No deadlines: a machine that does other work as well must not fail a test.
-settings.register_profile("numerical")
+settings.register_profile(
+    "numerical", deadline=None, suppress_health_check=[HealthCheck.too_slow]
+)
 settings.load_profile("numerical")
