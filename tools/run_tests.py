@@ -6,7 +6,7 @@
     packaging  wheel, install, a C++ user's program
     emulated   unit and module tests with the AVX-512 kernels built on emulated intrinsics
     asan       unit and module tests under the address and undefined-behaviour sanitizers
-    tsan       unit tests under the thread sanitizer
+    tsan       unit tests and the module's threads under the thread sanitizer
 """
 
 import argparse
@@ -131,7 +131,7 @@ def stage_checks() -> Count:
 def stage_python() -> Count:
     build("release")
     count = run_pytest("release", "tests/python", {})
-    # A process of its own: the module imported twice under two names has two exceptions.
+    # A process of its own: the package is tested as a user meets it, without the module's own import.
     count.add(run_pytest("release", "tests/package", {}))
     return count
 
@@ -166,7 +166,13 @@ def stage_asan() -> Count:
 
 def stage_tsan() -> Count:
     build("tsan")
-    return unit_tests("tsan", {"TSAN_OPTIONS": "die_after_fork=0"})
+    count = unit_tests("tsan", {"TSAN_OPTIONS": "die_after_fork=0"})
+    under_python = {
+        "TSAN_OPTIONS": "die_after_fork=0 ignore_noninstrumented_modules=1",
+        "LD_PRELOAD": preloaded("libtsan.so"),
+    }
+    count.add(run_pytest("tsan", "tests/python/test_threads.py", under_python))
+    return count
 
 
 STAGES = {
