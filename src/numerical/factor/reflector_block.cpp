@@ -135,19 +135,22 @@ reflector_block<T> gather_reflectors(const std::vector<std::vector<T>>& reflecto
 {
     const std::size_t count = to - from;
     const std::size_t height = rows - from;
-    reflector_block<T> block{from, height, count, zeros<T>(height * count),
+    reflector_block<T> block{from, height, count, uninitialized<T>(height * count),
                              std::vector<T>(count * count)};
+    std::vector<T> adjoint = uninitialized<T>(count * height); // Vᵀ, then Vᴴ
     for (std::size_t j = 0; j < count; ++j) {
         const std::vector<T>& v = reflectors[from + j];
-        for (std::size_t i = 0; i < v.size(); ++i)
-            block.vectors[(j + i) * count + j] = v[i];
+        T* const row = adjoint.data() + j * height;
+        std::fill_n(row, v.empty() ? height : j, T(0));
+        std::copy(v.begin(), v.end(), row + j);
     }
+    const block_view<T> vectors{block.vectors.data(), height, count, count};
+    transpose_into<T>(vectors, {adjoint.data(), count, height, height});
+    conjugate_all(adjoint);
 
-    const block_view<const T> vectors{block.vectors.data(), height, count, count};
-    const std::vector<T> adjoint = adjoint_copy(vectors);
     std::vector<T> gram(count * count);
     const block_view<T> gram_view{gram.data(), count, count, count};
-    add_product<T>({adjoint.data(), count, height, height}, vectors, gram_view);
+    add_product<T>({adjoint.data(), count, height, height}, vectors, gram_view); // VᴴV
 
     for (std::size_t i = 0; i < count; ++i)
         if (!reflectors[from + i].empty())
