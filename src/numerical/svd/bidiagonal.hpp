@@ -10,14 +10,16 @@
 // i-th right one, that is A = leftᵀ·B·conj(right).
 
 #include <cstddef>
+#include <type_traits>
 #include <vector>
 
 namespace numerical::detail {
 
 constexpr std::size_t blocked_bidiagonal_order = 128;
-constexpr std::size_t blocked_bases_order = 64;
+// Complex blocks are multiplied as real ones twice the size, which pays later.
+template <class T>
+constexpr std::size_t blocked_bases_order = std::is_same_v<T, double> ? 64 : 128;
 constexpr std::size_t bidiagonal_panel_columns = 32;
-constexpr std::size_t basis_block_columns = 64; // of reflectors applied to a full matrix at once
 
 // B and what stands between A and B. The left basis is H₀·H₁···diag(left_phases)*, with * the
 // conjugate, from the left reflectors, entry k of which acts on coordinates k and up; the right one

@@ -18,7 +18,7 @@ namespace {
 template <class T>
 void accumulate(const std::vector<std::vector<T>>& reflectors, std::vector<T>& basis, std::size_t n)
 {
-    if (n < blocked_bases_order) {
+    if (n < blocked_bases_order<T>) {
         for (std::size_t k = n; k-- > 0;)
             reflect_columns(basis, n, reflectors[k], k, k, n);
         return;
@@ -47,7 +47,7 @@ void apply_reflectors(const std::vector<std::vector<double>>& reflectors,
                       std::vector<double>& target, std::size_t n)
 {
     for (std::size_t to = n; to > 0;) {
-        const std::size_t from = (to - 1) / basis_block_columns * basis_block_columns;
+        const std::size_t from = (to - 1) / bidiagonal_panel_columns * bidiagonal_panel_columns;
         const reflector_block<double> block = gather_reflectors(reflectors, from, to, n);
         apply_reflector_block<block_operator::direct>(block, target, n, 0, n);
         to = from;
