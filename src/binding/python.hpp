@@ -6,6 +6,9 @@
 #define PY_SSIZE_T_CLEAN
 #include <Python.h>
 
+#include <cstddef>
+#include <cstring>
+
 // Headers up to 3.12 map PyArg_ParseTuple and its kin to these; later ones do not declare them any
 // more, though every interpreter exports them. They are called by their own names here, so that a
 // module built on new headers also parses "n" and "#" rightly on an old interpreter.
@@ -27,6 +30,37 @@ template <class... Out>
 bool parse_arguments(PyObject* args, const char* format, Out*... out)
 {
     return _PyArg_ParseTuple_SizeT(args, format, out...) != 0;
+}
+
+// The same for a format of objects alone, "OO", in less time: what is as it should be needs no
+// parser, and it says what is not.
+template <class... Object>
+bool parse_objects(PyObject* args, const char* format, Object*... out)
+{
+    if (PyTuple_Size(args) != static_cast<Py_ssize_t>(sizeof...(out)))
+        return parse_arguments(args, format, out...);
+    Py_ssize_t place = 0;
+    ((*out = PyTuple_GetItem(args, place++)), ...);
+    return true;
+}
+
+// The same for a text and objects behind it, "sOO".
+template <class... Object>
+bool parse_text_and_objects(PyObject* args, const char* format, const char** text, Object*... out)
+{
+    if (PyTuple_Size(args) != static_cast<Py_ssize_t>(1 + sizeof...(out)))
+        return parse_arguments(args, format, text, out...);
+    PyObject* first = PyTuple_GetItem(args, 0);
+    Py_ssize_t length = 0;
+    if (PyUnicode_Check(first))
+        *text = PyUnicode_AsUTF8AndSize(first, &length);
+    if (*text == nullptr || std::strlen(*text) != static_cast<std::size_t>(length)) {
+        PyErr_Clear();
+        return parse_arguments(args, format, text, out...);
+    }
+    Py_ssize_t place = 1;
+    ((*out = PyTuple_GetItem(args, place++)), ...);
+    return true;
 }
 
 // The same with keywords; `names` ends in a null pointer.

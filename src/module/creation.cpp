@@ -96,7 +96,7 @@ PyObject* module_reshape(PyObject*, PyObject* args)
 {
     PyObject* object = nullptr;
     PyObject* extents = nullptr;
-    if (!binding::parse_arguments(args, "OO", &object, &extents))
+    if (!binding::parse_objects(args, "OO", &object, &extents))
         return nullptr;
     const any_tensor* a = as_tensor(object);
     if (a == nullptr)

@@ -30,7 +30,7 @@ std::optional<arithmetic_operation> operation_of(std::string_view name)
 }
 
 template <class T>
-any_tensor binary_on(arithmetic_operation operation, const tensor<T>& a, const any_tensor& b)
+tensor<T> binary_on(arithmetic_operation operation, const tensor<T>& a, const any_tensor& b)
 {
     const auto* right = std::get_if<tensor<T>>(&b);
     if (right == nullptr)
@@ -45,7 +45,7 @@ PyObject* module_binary(PyObject*, PyObject* args)
     const char* name = nullptr;
     PyObject* left = nullptr;
     PyObject* right = nullptr;
-    if (!binding::parse_arguments(args, "sOO", &name, &left, &right))
+    if (!binding::parse_text_and_objects(args, "sOO", &name, &left, &right))
         return nullptr;
     const std::optional<arithmetic_operation> operation = operation_of(name);
     if (!operation) {
@@ -58,14 +58,14 @@ PyObject* module_binary(PyObject*, PyObject* args)
     const any_tensor* b = as_tensor(right);
     if (b == nullptr)
         return nullptr;
-    return wrap(
-        std::visit([&](const auto& of_type) { return binary_on(*operation, of_type, *b); }, *a));
+    return std::visit([&](const auto& of_type) { return wrap(binary_on(*operation, of_type, *b)); },
+                      *a);
 }
 
 PyObject* module_negate(PyObject*, PyObject* args)
 {
     PyObject* object = nullptr;
-    if (!binding::parse_arguments(args, "O", &object))
+    if (!binding::parse_objects(args, "O", &object))
         return nullptr;
     const any_tensor* a = as_tensor(object);
     if (a == nullptr)
@@ -78,7 +78,7 @@ PyObject* module_unary(PyObject*, PyObject* args)
 {
     const char* name = nullptr;
     PyObject* object = nullptr;
-    if (!binding::parse_arguments(args, "sO", &name, &object))
+    if (!binding::parse_text_and_objects(args, "sO", &name, &object))
         return nullptr;
     const any_tensor* a = as_tensor(object);
     if (a == nullptr)

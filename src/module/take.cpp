@@ -70,8 +70,8 @@ PyObject* module_take(PyObject*, PyObject* args)
 {
     PyObject* object = nullptr;
     std::array<PyObject*, 4> sequences{};
-    if (!binding::parse_arguments(args, "OOOOO", &object, &sequences[0], &sequences[1],
-                                  &sequences[2], &sequences[3]))
+    if (!binding::parse_objects(args, "OOOOO", &object, &sequences[0], &sequences[1], &sequences[2],
+                                &sequences[3]))
         return nullptr;
     const any_tensor* a = as_tensor(object);
     if (a == nullptr)

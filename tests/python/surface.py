@@ -9,7 +9,7 @@ from hypothesis import strategies as st
 import _numerical
 
 EXTENTS = (0, 1, 7, 8, 9, 127, 128, 129)
-MOST_ELEMENTS = 40_000
+MOST_ELEMENTS = 20_000
 
 
 @st.composite
