@@ -13,20 +13,23 @@ namespace {
 constexpr std::size_t mr = 6;
 constexpr std::size_t nr = 8;
 constexpr std::size_t width = 4;
+constexpr std::size_t line = 8; // doubles
+constexpr std::size_t ahead = 128;
 
 // Row r of the tile and, by recursion, those below: every accumulator has a name of its own, and
 // none is an element of an array or reached through a call, for then it might live in memory.
-template <std::size_t r, std::size_t rows>
+template <std::size_t r, std::size_t rows, bool has_second>
 struct tile_rows
 {
     __m256d first;
     __m256d second;
-    tile_rows<r + 1, rows> below;
+    tile_rows<r + 1, rows, has_second> below;
 
     [[gnu::always_inline]] void load(const double* c, std::size_t ldc)
     {
         first = _mm256_loadu_pd(c);
-        second = _mm256_loadu_pd(c + width);
+        if constexpr (has_second)
+            second = _mm256_loadu_pd(c + width);
         below.load(c + ldc, ldc);
     }
 
@@ -35,20 +38,22 @@ struct tile_rows
     {
         const __m256d scale = _mm256_broadcast_sd(a.template row<r>());
         first = _mm256_fmadd_pd(scale, b_first, first);
-        second = _mm256_fmadd_pd(scale, b_second, second);
+        if constexpr (has_second)
+            second = _mm256_fmadd_pd(scale, b_second, second);
         below.add(a, b_first, b_second);
     }
 
     [[gnu::always_inline]] void store(double* c, std::size_t ldc) const
     {
         _mm256_storeu_pd(c, first);
-        _mm256_storeu_pd(c + width, second);
+        if constexpr (has_second)
+            _mm256_storeu_pd(c + width, second);
         below.store(c + ldc, ldc);
     }
 };
 
-template <std::size_t rows>
-struct tile_rows<rows, rows>
+template <std::size_t rows, bool has_second>
+struct tile_rows<rows, rows, has_second>
 {
     [[gnu::always_inline]] void load(const double*, std::size_t) {}
 
@@ -60,75 +65,122 @@ struct tile_rows<rows, rows>
     [[gnu::always_inline]] void store(double*, std::size_t) const {}
 };
 
-template <std::size_t rows, class Rows>
-[[gnu::always_inline]] inline void add_position(tile_rows<0, rows>& sum, Rows& a, const double*& b,
+// The columns of a position of B that the tile has: in place there may be none of ours beyond.
+struct all_columns
+{
+    static constexpr bool has_second = true;
+
+    __m256d first(const double* b) const { return _mm256_loadu_pd(b); }
+
+    __m256d second(const double* b) const { return _mm256_loadu_pd(b + width); }
+};
+
+struct first_columns
+{
+    static constexpr bool has_second = false;
+
+    __m256d first(const double* b) const { return _mm256_loadu_pd(b); }
+
+    __m256d second(const double*) const { return _mm256_setzero_pd(); }
+};
+
+struct some_columns
+{
+    static constexpr bool has_second = true;
+    __m256i first_lanes;
+    __m256i second_lanes;
+
+    explicit some_columns(std::size_t count)
+    {
+        const __m256i number = _mm256_set1_epi64x(static_cast<long long>(count));
+        first_lanes = _mm256_cmpgt_epi64(number, _mm256_setr_epi64x(0, 1, 2, 3));
+        second_lanes = _mm256_cmpgt_epi64(number, _mm256_setr_epi64x(4, 5, 6, 7));
+    }
+
+    __m256d first(const double* b) const { return _mm256_maskload_pd(b, first_lanes); }
+
+    __m256d second(const double* b) const { return _mm256_maskload_pd(b + width, second_lanes); }
+};
+
+template <std::size_t rows, class Columns, class Rows>
+[[gnu::always_inline]] inline void add_position(tile_rows<0, rows, Columns::has_second>& sum,
+                                                const Columns& columns, Rows& a, const double*& b,
                                                 std::size_t ldb)
 {
-    sum.add(a, _mm256_loadu_pd(b), _mm256_loadu_pd(b + width));
+    __builtin_prefetch(b + ahead);
+    sum.add(a, columns.first(b), columns.second(b));
     a.advance();
     b += ldb;
 }
 
-// Two positions a turn: as fast as one, while four would spill. A function of its own for each
-// shape, so that no shape's registers suffer from another's.
-template <std::size_t rows, class Rows>
-[[gnu::noinline]] void run_tile(std::size_t kc, const double* first, std::size_t lda,
-                                const double* b, std::size_t ldb, double* c, std::size_t ldc)
+// Two positions a turn: as fast as one, while four would spill. The turns are cut into a stretch
+// for each row, before which that row of the next tile is asked for: asked for at once, the rows
+// would take every miss buffer and hold up the panels. A function of its own for each shape, so
+// that no shape's registers suffer from another's.
+template <std::size_t rows, class Rows, class Columns>
+[[gnu::noinline]] void run_tile(const tile_operands& t, Columns columns)
 {
-    Rows a(first, lda);
-    tile_rows<0, rows> sum;
-    sum.load(c, ldc);
-    if (kc % 2 != 0)
-        add_position(sum, a, b, ldb);
-    for (std::size_t pairs = kc / 2; pairs != 0; --pairs) {
-        add_position(sum, a, b, ldb);
-        add_position(sum, a, b, ldb);
+    Rows a(t.a, t.lda);
+    const double* b = t.b;
+    const double* next = t.next_c;
+    tile_rows<0, rows, Columns::has_second> sum;
+    sum.load(t.c, t.ldc);
+    if (t.kc % 2 != 0)
+        add_position(sum, columns, a, b, t.ldb);
+    std::size_t left = t.kc / 2;
+    const std::size_t stretches = t.next_c == t.c ? 1 : rows;
+    const std::size_t stretch = left / rows;
+    for (std::size_t r = stretches; r != 0; --r, next += t.ldc) {
+        for (std::size_t at = 0; at < nr; at += line)
+            __builtin_prefetch(next + at);
+        __builtin_prefetch(next + nr - 1);
+        const std::size_t after = r == 1 ? 0 : left - stretch;
+        for (; left != after; --left) {
+            add_position(sum, columns, a, b, t.ldb);
+            add_position(sum, columns, a, b, t.ldb);
+        }
     }
-    sum.store(c, ldc);
+    double* c = t.c;
+    asm("" : "+r"(c)); // the rows' addresses are made anew: kept, they would take registers
+    sum.store(c, t.ldc);
 }
 
-template <std::size_t most, class Rows>
-void run_rows(std::size_t kc, const double* a, std::size_t lda, const double* b, std::size_t ldb,
-              double* c, std::size_t ldc, std::size_t rows)
+template <std::size_t most, class Rows, class Columns>
+void run_rows(const tile_operands& t, Columns columns)
 {
     if constexpr (most != 0) {
-        if (rows == most)
-            return run_tile<most, Rows>(kc, a, lda, b, ldb, c, ldc);
-        run_rows<most - 1, Rows>(kc, a, lda, b, ldb, c, ldc, rows);
+        if (t.rows == most)
+            return run_tile<most, Rows>(t, columns);
+        run_rows<most - 1, Rows>(t, columns);
     }
 }
 
 template <class Rows>
-void run_any(std::size_t kc, const double* a, std::size_t lda, const double* b, std::size_t ldb,
-             double* c, std::size_t ldc, std::size_t rows, std::size_t cols)
+void run_any(const tile_operands& t)
 {
-    const auto run = [&](double* tile, std::size_t stride) {
-        run_rows<mr, Rows>(kc, a, lda, b, ldb, tile, stride, rows);
+    const auto run = [&t](double* c, std::size_t ldc) {
+        tile_operands whole = t;
+        whole.c = c;
+        whole.ldc = ldc;
+        run_rows<Rows::most, Rows>(whole, some_columns(t.cols));
     };
-    if (cols == nr)
-        return run(c, ldc);
-    through_edge<mr, nr>(c, ldc, rows, cols, run);
+    if (t.cols == nr)
+        return run_rows<Rows::most, Rows>(t, all_columns{});
+    if (t.cols == width)
+        return run_rows<Rows::most, Rows>(t, first_columns{});
+    through_edge<mr, nr>(t.c, t.ldc, t.rows, t.cols, run);
 }
 
 } // namespace
 
-void avx2_full_tile_f64(std::size_t kc, const double* a, const double* b, std::size_t ldb,
-                        double* c, std::size_t ldc)
+void avx2_tile_f64(const tile_operands& t)
 {
-    run_tile<mr, packed_rows<mr>>(kc, a, mr, b, ldb, c, ldc);
+    run_any<packed_rows<mr>>(t);
 }
 
-void avx2_tile_f64(std::size_t kc, const double* a, const double* b, std::size_t ldb, double* c,
-                   std::size_t ldc, std::size_t rows, std::size_t cols)
+void avx2_tile_in_place_f64(const tile_operands& t)
 {
-    run_any<packed_rows<mr>>(kc, a, mr, b, ldb, c, ldc, rows, cols);
-}
-
-void avx2_tile_in_place_f64(std::size_t kc, const double* a, std::size_t lda, const double* b,
-                            std::size_t ldb, double* c, std::size_t ldc, std::size_t rows,
-                            std::size_t cols)
-{
-    run_any<rows_in_place>(kc, a, lda, b, ldb, c, ldc, rows, cols);
+    run_any<rows_in_place<mr>>(t);
 }
 
 } // namespace numerical::detail

@@ -13,6 +13,8 @@ namespace {
 constexpr std::size_t mr = 12;
 constexpr std::size_t nr = 16;
 constexpr std::size_t width = 8;
+constexpr std::size_t line = 8; // doubles
+constexpr std::size_t ahead = 128;
 
 // The columns that the tile has: both vectors, the first and a part of the second, a part of one.
 struct both_vectors
@@ -105,42 +107,60 @@ struct tile_rows<rows, rows, Columns>
 };
 
 template <std::size_t rows, class Rows, class Columns>
-[[gnu::always_inline]] inline void add_position(tile_rows<0, rows, Columns>& sum, Rows& a,
-                                                const double*& b, std::size_t ldb)
+[[gnu::always_inline]] inline void add_position(tile_rows<0, rows, Columns>& sum,
+                                                const Columns& columns, Rows& a, const double*& b,
+                                                std::size_t ldb)
 {
-    const __m512d b_first = _mm512_loadu_pd(b);
-    sum.add(a, b_first, Columns::has_second ? _mm512_loadu_pd(b + width) : b_first);
+    __builtin_prefetch(b + ahead);
+    __builtin_prefetch(b + ahead + line);
+    const __m512d b_first = columns.load_first(b);
+    if constexpr (Columns::has_second)
+        sum.add(a, b_first, columns.load_second(b));
+    else
+        sum.add(a, b_first, b_first);
     a.advance();
     b += ldb;
 }
 
-// Two positions a turn: as fast as one, while four would spill. A function of its own for each
-// shape, so that no shape's registers suffer from another's.
+// Two positions a turn: as fast as one, while four would spill. The turns are cut into a stretch
+// for each row, before which that row of the next tile is asked for: asked for at once, the rows
+// would take every miss buffer and hold up the panels. A function of its own for each shape, so
+// that no shape's registers suffer from another's.
 template <std::size_t rows, class Rows, class Columns>
-[[gnu::noinline]] void run_tile(std::size_t kc, const double* first, std::size_t lda,
-                                const double* b, std::size_t ldb, double* c, std::size_t ldc,
-                                Columns columns)
+[[gnu::noinline]] void run_tile(const tile_operands& t, Columns columns)
 {
-    Rows a(first, lda);
+    Rows a(t.a, t.lda);
+    const double* b = t.b;
+    const double* next = t.next_c;
     tile_rows<0, rows, Columns> sum;
-    sum.load(columns, c, ldc);
-    if (kc % 2 != 0)
-        add_position(sum, a, b, ldb);
-    for (std::size_t pairs = kc / 2; pairs != 0; --pairs) {
-        add_position(sum, a, b, ldb);
-        add_position(sum, a, b, ldb);
+    sum.load(columns, t.c, t.ldc);
+    if (t.kc % 2 != 0)
+        add_position(sum, columns, a, b, t.ldb);
+    std::size_t left = t.kc / 2;
+    const std::size_t stretches = t.next_c == t.c ? 1 : rows;
+    const std::size_t stretch = left / rows;
+    for (std::size_t r = stretches; r != 0; --r, next += t.ldc) {
+        for (std::size_t at = 0; at < nr; at += line)
+            __builtin_prefetch(next + at);
+        __builtin_prefetch(next + nr - 1);
+        const std::size_t after = r == 1 ? 0 : left - stretch;
+        for (; left != after; --left) {
+            add_position(sum, columns, a, b, t.ldb);
+            add_position(sum, columns, a, b, t.ldb);
+        }
     }
-    sum.store(columns, c, ldc);
+    double* c = t.c;
+    asm("" : "+r"(c)); // the rows' addresses are made anew: kept, they would take registers
+    sum.store(columns, c, t.ldc);
 }
 
 template <std::size_t most, class Rows, class Columns>
-void run_rows(std::size_t kc, const double* a, std::size_t lda, const double* b, std::size_t ldb,
-              double* c, std::size_t ldc, std::size_t rows, Columns columns)
+void run_rows(const tile_operands& t, Columns columns)
 {
     if constexpr (most != 0) {
-        if (rows == most)
-            return run_tile<most, Rows>(kc, a, lda, b, ldb, c, ldc, columns);
-        run_rows<most - 1, Rows>(kc, a, lda, b, ldb, c, ldc, rows, columns);
+        if (t.rows == most)
+            return run_tile<most, Rows>(t, columns);
+        run_rows<most - 1, Rows>(t, columns);
     }
 }
 
@@ -151,37 +171,26 @@ __mmask8 first_lanes(std::size_t count)
 }
 
 template <class Rows>
-void run_any(std::size_t kc, const double* a, std::size_t lda, const double* b, std::size_t ldb,
-             double* c, std::size_t ldc, std::size_t rows, std::size_t cols)
+void run_any(const tile_operands& t)
 {
-    if (cols == nr)
-        run_rows<mr, Rows>(kc, a, lda, b, ldb, c, ldc, rows, both_vectors{});
-    else if (cols > width)
-        run_rows<mr, Rows>(kc, a, lda, b, ldb, c, ldc, rows,
-                           part_of_second{first_lanes(cols - width)});
+    if (t.cols == nr)
+        run_rows<Rows::most, Rows>(t, both_vectors{});
+    else if (t.cols > width)
+        run_rows<Rows::most, Rows>(t, part_of_second{first_lanes(t.cols - width)});
     else
-        run_rows<mr, Rows>(kc, a, lda, b, ldb, c, ldc, rows, part_of_first{first_lanes(cols)});
+        run_rows<Rows::most, Rows>(t, part_of_first{first_lanes(t.cols)});
 }
 
 } // namespace
 
-void avx512_full_tile_f64(std::size_t kc, const double* a, const double* b, std::size_t ldb,
-                          double* c, std::size_t ldc)
+void avx512_tile_f64(const tile_operands& t)
 {
-    run_tile<mr, packed_rows<mr>>(kc, a, mr, b, ldb, c, ldc, both_vectors{});
+    run_any<packed_rows<mr>>(t);
 }
 
-void avx512_tile_f64(std::size_t kc, const double* a, const double* b, std::size_t ldb, double* c,
-                     std::size_t ldc, std::size_t rows, std::size_t cols)
+void avx512_tile_in_place_f64(const tile_operands& t)
 {
-    run_any<packed_rows<mr>>(kc, a, mr, b, ldb, c, ldc, rows, cols);
-}
-
-void avx512_tile_in_place_f64(std::size_t kc, const double* a, std::size_t lda, const double* b,
-                              std::size_t ldb, double* c, std::size_t ldc, std::size_t rows,
-                              std::size_t cols)
-{
-    run_any<rows_in_place>(kc, a, lda, b, ldb, c, ldc, rows, cols);
+    run_any<rows_in_place<8>>(t);
 }
 
 } // namespace numerical::detail

@@ -14,10 +14,27 @@
 
 namespace numerical::detail {
 
+// Below so many products no loop would get a second worker, and its preparation is worth saving.
+constexpr std::size_t serial_products = std::size_t{1} << 17;
+
+// A C of so many elements is in the second cache: its tiles need not be asked for ahead.
+constexpr std::size_t near_elements = std::size_t{1} << 15;
+
 inline std::size_t ceil_div(std::size_t n, std::size_t d)
 {
     return n / d + (n % d != 0 ? 1 : 0);
 }
+
+// Where tiles find an operand: the panel of row or column x begins at first + x·step. Packed panels
+// are `depth` apart for each row or column; in place it is the operand's own stride.
+template <class T>
+struct panel_source
+{
+    const T* first;
+    std::size_t step;
+    std::size_t stride; // of A's rows in place, of B's positions
+    bool in_place;
+};
 
 // C[rows × cols] += A[rows × depth]·B[depth × cols], depth <= kc and cols <= nc.
 template <class Kernel, class T>
@@ -31,40 +48,48 @@ struct product_block
     std::size_t rows;
     std::size_t cols;
     std::size_t depth;
-    const T* a;
-    std::size_t lda;
-    const T* b;
-    std::size_t ldb;
+    panel_source<T> a;
+    panel_source<T> b;
     T* c;
     std::size_t ldc;
 
     std::size_t groups() const { return ceil_div(cols, group_cols); }
 
-    void pack(const packing_storage<T>& panels) const;
-    void multiply(const packing_storage<T>& panels) const;
+    std::size_t tile_rows() const { return a.in_place ? tile_of::mr_in_place : mr; }
+
+    // Copies into panels what isn't to be read in place, and turns the sources to them.
+    void pack(const packing_storage<T>& panels);
+    void multiply() const;
 
 private:
     std::size_t rows_per_task() const;
-    void multiply_group(const packing_storage<T>& panels, std::size_t first_row,
-                        std::size_t last_row, std::size_t first_col) const;
+    void multiply_group(std::size_t first_row, std::size_t last_row, std::size_t first_col) const;
+    void run_tile(const tile_operands_of<T>& operands) const;
 };
 
-// Index t packs a group of B's panels, or, after the groups, some rows of A: a panel has one
-// writer.
+// The first indices pack a group of B's panels each, those after them some rows of A: a panel has
+// one writer.
 template <class Kernel, class T>
-void product_block<Kernel, T>::pack(const packing_storage<T>& panels) const
+void product_block<Kernel, T>::pack(const packing_storage<T>& panels)
 {
+    const std::size_t groups_of_b = b.in_place ? 0 : groups();
+    const std::size_t parts_of_a = a.in_place ? 0 : ceil_div(rows, tile_of::pack_rows);
     const auto pack_part = [&](std::size_t t) {
-        if (t < groups()) {
+        if (t < groups_of_b) {
             const std::size_t first = t * group_cols;
-            pack_b<nr>(b, ldb, first, std::min(first + group_cols, cols), depth, panels.b);
+            pack_b<nr>(b.first, b.stride, first, std::min(first + group_cols, cols), depth,
+                       panels.b);
         } else {
-            const std::size_t first = (t - groups()) * tile_of::pack_rows;
-            pack_a<mr>(a, lda, first, std::min(first + tile_of::pack_rows, rows), depth, panels.a);
+            const std::size_t first = (t - groups_of_b) * tile_of::pack_rows;
+            pack_a<mr>(a.first, a.stride, first, std::min(first + tile_of::pack_rows, rows), depth,
+                       panels.a);
         }
     };
-    parallel_for(groups() + ceil_div(rows, tile_of::pack_rows), depth * tile_of::pack_work,
-                 pack_part);
+    parallel_for(groups_of_b + parts_of_a, depth * tile_of::pack_work, pack_part);
+    if (!a.in_place)
+        a = {panels.a, depth, mr, false};
+    if (!b.in_place)
+        b = {panels.b, depth, nr, false};
 }
 
 // Rows of C for a tile task, so that each thread gets about four tasks.
@@ -72,32 +97,74 @@ template <class Kernel, class T>
 std::size_t product_block<Kernel, T>::rows_per_task() const
 {
     const std::size_t wanted = ceil_div(4 * allowed_threads(), groups());
-    return std::min(ceil_div(ceil_div(rows, mr), wanted), tile_of::task_panels) * mr;
+    return std::min(ceil_div(ceil_div(rows, tile_rows()), wanted), tile_of::task_panels) *
+           tile_rows();
 }
 
 // Neighbouring indices share A panels and move through B; each writes its own block of C.
 template <class Kernel, class T>
-void product_block<Kernel, T>::multiply(const packing_storage<T>& panels) const
+void product_block<Kernel, T>::multiply() const
 {
+    if (rows * cols * depth < serial_products) {
+        for (std::size_t g = 0; g < groups(); ++g)
+            multiply_group(0, rows, g * group_cols);
+        return;
+    }
     const std::size_t task_rows = rows_per_task();
     const auto multiply_part = [&](std::size_t t) {
         const std::size_t first = t / groups() * task_rows;
-        multiply_group(panels, first, std::min(first + task_rows, rows), t % groups() * group_cols);
+        multiply_group(first, std::min(first + task_rows, rows), t % groups() * group_cols);
     };
     parallel_for(groups() * ceil_div(rows, task_rows),
                  depth * task_rows * tile_of::tile_work_16 / 16, multiply_part);
 }
 
 template <class Kernel, class T>
-void product_block<Kernel, T>::multiply_group(const packing_storage<T>& panels,
-                                              std::size_t first_row, std::size_t last_row,
+void product_block<Kernel, T>::run_tile(const tile_operands_of<T>& operands) const
+{
+    if constexpr (tile_of::in_place_cols != 0)
+        if (a.in_place)
+            return Kernel::tile_in_place(operands);
+    Kernel::tile(operands);
+}
+
+// The tile asked for meanwhile is the one below: far enough ahead at a small depth, and at a large
+// one still in the second cache when its turn comes.
+template <class Kernel, class T>
+void product_block<Kernel, T>::multiply_group(std::size_t first_row, std::size_t last_row,
                                               std::size_t first_col) const
 {
     const std::size_t last_col = std::min(first_col + group_cols, cols);
-    for (std::size_t i = first_row; i < last_row; i += mr)
-        for (std::size_t j = first_col; j < last_col; j += nr)
-            Kernel::tile(depth, panels.a + i * depth, panels.b + j * depth, nr, c + i * ldc + j,
-                         ldc, std::min(rows - i, mr), std::min(cols - j, nr));
+    const bool far_c = rows * cols > near_elements;
+    for (std::size_t i = first_row; i < last_row; i += tile_rows())
+        for (std::size_t j = first_col; j < last_col; j += nr) {
+            T* const tile_c = c + i * ldc + j;
+            const tile_operands_of<T> operands{depth,
+                                               a.first + i * a.step,
+                                               a.stride,
+                                               b.first + j * b.step,
+                                               b.stride,
+                                               tile_c,
+                                               ldc,
+                                               std::min(last_row - i, tile_rows()),
+                                               std::min(cols - j, nr),
+                                               far_c ? tile_c + tile_rows() * ldc : tile_c};
+            run_tile(operands);
+        }
+}
+
+// Operands that few tiles use are read where they lie: a packed copy would cost more than it saves.
+// Rows of A a multiple of 4 KiB apart would meet in one set of the first cache.
+template <class Kernel>
+bool reads_a_in_place(std::size_t n, std::size_t lda)
+{
+    return n <= blocking<Kernel>::in_place_cols && lda % 512 != 0;
+}
+
+template <class Kernel>
+bool reads_b_in_place(std::size_t m)
+{
+    return m <= blocking<Kernel>::in_place_rows;
 }
 
 template <class Kernel, class T>
@@ -105,24 +172,29 @@ void gemm_packed(std::size_t m, std::size_t n, std::size_t k, const T* a, std::s
                  const T* b, std::size_t ldb, T* c, std::size_t ldc)
 {
     using tile_of = blocking<Kernel>;
+    const bool a_in_place = reads_a_in_place<Kernel>(n, lda);
+    const bool b_in_place = reads_b_in_place<Kernel>(m);
+    const auto multiply_blocks = [&](const auto& pack) {
+        for (std::size_t j = 0; j < n; j += tile_of::nc)
+            for (std::size_t p = 0; p < k; p += tile_of::kc) {
+                product_block<Kernel, T> block{m,
+                                               std::min(n - j, tile_of::nc),
+                                               std::min(k - p, tile_of::kc),
+                                               {a + p, lda, lda, a_in_place},
+                                               {b + p * ldb + j, 1, ldb, b_in_place},
+                                               c + j,
+                                               ldc};
+                pack(block);
+                block.multiply();
+            }
+    };
+    if (a_in_place && b_in_place)
+        return multiply_blocks([](const auto&) {});
     const std::size_t depth = std::min(k, tile_of::kc);
     const std::size_t width = std::min(n, tile_of::nc);
     const packing_storage<T> panels(ceil_div(m, tile_of::mr) * tile_of::mr * depth,
                                     ceil_div(width, tile_of::nr) * tile_of::nr * depth);
-    for (std::size_t j = 0; j < n; j += tile_of::nc)
-        for (std::size_t p = 0; p < k; p += tile_of::kc) {
-            const product_block<Kernel, T> block{m,
-                                                 std::min(n - j, tile_of::nc),
-                                                 std::min(k - p, tile_of::kc),
-                                                 a + p,
-                                                 lda,
-                                                 b + p * ldb + j,
-                                                 ldb,
-                                                 c + j,
-                                                 ldc};
-            block.pack(panels);
-            block.multiply(panels);
-        }
+    multiply_blocks([&](auto& block) { block.pack(panels); });
 }
 
 } // namespace numerical::detail

@@ -18,18 +18,17 @@ void gemm_kernel(std::size_t kc, const T* a, const T* b, std::size_t ldb,
 }
 
 template <class T>
-void vector_tile_kernel<T>::tile(std::size_t kc, const T* a, const T* b, std::size_t ldb, T* c,
-                                 std::size_t ldc, std::size_t rows, std::size_t cols)
+void vector_tile_kernel<T>::tile(const tile_operands_of<T>& t)
 {
     constexpr std::size_t nr = gemm_nr<T>;
     std::array<T, gemm_mr * nr> acc{};
-    for (std::size_t r = 0; r < rows; ++r)
-        for (std::size_t j = 0; j < cols; ++j)
-            acc[r * nr + j] = c[r * ldc + j];
-    gemm_kernel<T>(kc, a, b, ldb, acc);
-    for (std::size_t r = 0; r < rows; ++r)
-        for (std::size_t j = 0; j < cols; ++j)
-            c[r * ldc + j] = acc[r * nr + j];
+    for (std::size_t r = 0; r < t.rows; ++r)
+        for (std::size_t j = 0; j < t.cols; ++j)
+            acc[r * nr + j] = t.c[r * t.ldc + j];
+    gemm_kernel<T>(t.kc, t.a, t.b, t.ldb, acc);
+    for (std::size_t r = 0; r < t.rows; ++r)
+        for (std::size_t j = 0; j < t.cols; ++j)
+            t.c[r * t.ldc + j] = acc[r * nr + j];
 }
 
 template struct vector_tile_kernel<double>;

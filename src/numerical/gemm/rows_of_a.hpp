@@ -11,6 +11,7 @@ namespace {
 template <std::size_t mr>
 struct packed_rows
 {
+    static constexpr std::size_t most = mr;
     const double* first;
 
     packed_rows(const double* panel, std::size_t /*lda*/) : first(panel) {}
@@ -26,16 +27,17 @@ struct packed_rows
 
 // A where it lies. Every third row has a pointer and the two after it are reached by an index: a
 // pointer for each row would be more than there are registers.
+template <std::size_t mr>
 struct rows_in_place
 {
+    static constexpr std::size_t most = mr;
     const double* row0;
     const double* row3;
     const double* row6;
-    const double* row9;
     std::size_t lda;
 
     rows_in_place(const double* a, std::size_t stride)
-        : row0(a), row3(a + 3 * stride), row6(a + 6 * stride), row9(a + 9 * stride), lda(stride)
+        : row0(a), row3(a + 3 * stride), row6(a + 6 * stride), lda(stride)
     {
     }
 
@@ -46,10 +48,8 @@ struct rows_in_place
             return row0 + r * lda;
         else if constexpr (r < 6)
             return row3 + (r - 3) * lda;
-        else if constexpr (r < 9)
-            return row6 + (r - 6) * lda;
         else
-            return row9 + (r - 9) * lda;
+            return row6 + (r - 6) * lda;
     }
 
     void advance()
@@ -57,7 +57,6 @@ struct rows_in_place
         ++row0;
         ++row3;
         ++row6;
-        ++row9;
     }
 };
 

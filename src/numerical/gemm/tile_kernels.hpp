@@ -5,10 +5,10 @@
 //
 //     C[rows × cols] += A panel · B panel,  rows <= mr, cols <= nr
 //
-// Position p of the A panel is at a + p·mr, its mr rows side by side; position p of the B panel at
-// b + p·ldb. Each element of C is loaded, receives its products in ascending order of p in one
-// accumulator, and is stored: so its bits depend neither on the shape of the tile that it falls
-// into nor on where the operands lie. Beyond rows and cols C is left alone.
+// Position p of the B panel is at b + p·ldb. Each element of C is loaded, receives its products in
+// ascending order of p in one accumulator, and is stored: so its bits depend neither on the shape
+// of the tile that it falls into nor on where the operands lie. Beyond rows and cols C is left
+// alone.
 
 #include <array>
 #include <complex>
@@ -20,23 +20,30 @@ constexpr std::size_t gemm_mr = 4;
 template <class T>
 constexpr std::size_t gemm_nr = 48 / sizeof(T) * 2; // 12 doubles, 6 complex numbers
 
-void avx512_full_tile_f64(std::size_t kc, const double* a, const double* b, std::size_t ldb,
-                          double* c, std::size_t ldc);
-void avx512_tile_f64(std::size_t kc, const double* a, const double* b, std::size_t ldb, double* c,
-                     std::size_t ldc, std::size_t rows, std::size_t cols);
-void avx2_full_tile_f64(std::size_t kc, const double* a, const double* b, std::size_t ldb,
-                        double* c, std::size_t ldc);
-void avx2_tile_f64(std::size_t kc, const double* a, const double* b, std::size_t ldb, double* c,
-                   std::size_t ldc, std::size_t rows, std::size_t cols);
+// One tile's work. In a packed panel position p of A is at a + p·mr; in place, row r of position p
+// is at a[r·lda + p]: what a panel costs to make is not earned back by a few columns. next_c is the
+// tile that comes next, whose lines are asked for meanwhile; an address, never read.
+template <class T>
+struct tile_operands_of
+{
+    std::size_t kc;
+    const T* a;
+    std::size_t lda; // in place only
+    const T* b;
+    std::size_t ldb;
+    T* c;
+    std::size_t ldc;
+    std::size_t rows;
+    std::size_t cols;
+    const T* next_c;
+};
 
-// The same with A where it lies, row r of position p at a[r·lda + p]: what a panel costs to make
-// is not earned back by a few columns.
-void avx512_tile_in_place_f64(std::size_t kc, const double* a, std::size_t lda, const double* b,
-                              std::size_t ldb, double* c, std::size_t ldc, std::size_t rows,
-                              std::size_t cols);
-void avx2_tile_in_place_f64(std::size_t kc, const double* a, std::size_t lda, const double* b,
-                            std::size_t ldb, double* c, std::size_t ldc, std::size_t rows,
-                            std::size_t cols);
+using tile_operands = tile_operands_of<double>;
+
+void avx512_tile_f64(const tile_operands& t);
+void avx512_tile_in_place_f64(const tile_operands& t);
+void avx2_tile_f64(const tile_operands& t);
+void avx2_tile_in_place_f64(const tile_operands& t);
 
 // The portable sums: product and sum each rounded, complex products with C99 recovery.
 template <class T>
@@ -58,8 +65,7 @@ struct avx2_tile_kernel
 template <class T>
 struct vector_tile_kernel
 {
-    static void tile(std::size_t kc, const T* a, const T* b, std::size_t ldb, T* c, std::size_t ldc,
-                     std::size_t rows, std::size_t cols);
+    static void tile(const tile_operands_of<T>& t);
 };
 
 } // namespace numerical::detail

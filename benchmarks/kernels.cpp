@@ -1,0 +1,282 @@
+// The engine's products against the measured peak of fused multiply-adds and against OpenBLAS, and
+// its vector kernels against the measured bandwidth. Each row times peak, ours and theirs in turns,
+// so that whatever else the machine does meets all three; the figures are those of the best turn,
+// the ratio is the median of the turns' ratios, theirs to ours: above 1 we are faster.
+//
+//     kernels [--benchmark_filter=dgemm.*threads:1]
+
+#include "peak.hpp"
+
+#include "numerical/gemm/gemm.hpp"
+#include "numerical/gemm/path.hpp"
+#include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/runtime/parallel_for.hpp"
+
+#include <algorithm>
+#include <benchmark/benchmark.h>
+#include <complex>
+#include <cstring>
+#include <ctime>
+#include <dlfcn.h>
+#include <functional>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace numerical::detail;
+using complex = std::complex<double>;
+
+struct shape
+{
+    std::size_t m, n, k;
+};
+
+const std::vector<shape> square_and_thin{
+    {16, 16, 16},    {32, 32, 32},       {64, 64, 64},       {128, 128, 128},    {256, 256, 256},
+    {512, 512, 512}, {1000, 1000, 1000}, {2000, 2000, 2000}, {3000, 3000, 3000}, {2000, 2000, 32},
+    {2000, 64, 64},  {16, 4000, 16},     {16, 16, 4000},     {64, 2000, 2000}};
+
+// --- the rival -----------------------------------------------------------------------------------
+
+constexpr int row_major = 101;
+constexpr int no_transpose = 111;
+using real_product = void (*)(int, int, int, int, int, int, double, const double*, int,
+                              const double*, int, double, double*, int);
+using complex_product = void (*)(int, int, int, int, int, int, const void*, const void*, int,
+                                 const void*, int, const void*, void*, int);
+
+template <class Function>
+Function openblas(const char* name)
+{
+    static void* const library = dlopen("libopenblas.so.0", RTLD_NOW | RTLD_LOCAL);
+    return library == nullptr ? nullptr : reinterpret_cast<Function>(dlsym(library, name));
+}
+
+void set_threads(std::size_t threads)
+{
+    thread_cap() = threads;
+    if (const auto set = openblas<void (*)(int)>("openblas_set_num_threads"))
+        set(static_cast<int>(threads));
+}
+
+void multiply_by_rival(const shape& s, const double* a, const double* b, double* c)
+{
+    static const auto dgemm = openblas<real_product>("cblas_dgemm");
+    const auto [m, n, k] = std::tuple(int(s.m), int(s.n), int(s.k));
+    dgemm(row_major, no_transpose, no_transpose, m, n, k, 1.0, a, k, b, n, 1.0, c, n);
+}
+
+void multiply_by_rival(const shape& s, const complex* a, const complex* b, complex* c)
+{
+    static const auto zgemm = openblas<complex_product>("cblas_zgemm");
+    const auto [m, n, k] = std::tuple(int(s.m), int(s.n), int(s.k));
+    const complex one(1.0);
+    zgemm(row_major, no_transpose, no_transpose, m, n, k, &one, a, k, b, n, &one, c, n);
+}
+
+// --- timing in turns -----------------------------------------------------------------------------
+
+// One thread's figures are CPU time, those of several are wall time.
+double seconds(clockid_t clock)
+{
+    timespec now{};
+    clock_gettime(clock, &now);
+    return double(now.tv_sec) + 1e-9 * double(now.tv_nsec);
+}
+
+struct contest
+{
+    std::vector<std::function<void()>> parties;
+    clockid_t clock;
+    std::vector<std::vector<double>> turns; // of each party
+
+    double time_of(const std::function<void()>& party, std::size_t repeats) const
+    {
+        const double start = seconds(clock);
+        for (std::size_t i = 0; i < repeats; ++i)
+            party();
+        return (seconds(clock) - start) / double(repeats);
+    }
+
+    // At least nine turns, and about half a second; calls of microseconds are timed in bunches.
+    void run()
+    {
+        constexpr double least_sample = 1e-4;
+        constexpr double enough = 0.5;
+        std::vector<std::size_t> repeats;
+        for (const auto& party : parties) {
+            party();
+            const double once = time_of(party, 3);
+            repeats.push_back(once > least_sample ? 1 : std::size_t(least_sample / once) + 1);
+        }
+        turns.assign(parties.size(), {});
+        const double start = seconds(CLOCK_MONOTONIC);
+        while (turns[0].size() < 9 || seconds(CLOCK_MONOTONIC) - start < enough)
+            for (std::size_t p = 0; p < parties.size(); ++p)
+                turns[p].push_back(time_of(parties[p], repeats[p]));
+    }
+
+    double best(std::size_t party) const
+    {
+        return *std::min_element(turns[party].begin(), turns[party].end());
+    }
+
+    double median_ratio(std::size_t over, std::size_t under) const
+    {
+        std::vector<double> ratios(turns[over].size());
+        for (std::size_t i = 0; i < ratios.size(); ++i)
+            ratios[i] = turns[over][i] / turns[under][i];
+        std::nth_element(ratios.begin(), ratios.begin() + long(ratios.size() / 2), ratios.end());
+        return ratios[ratios.size() / 2];
+    }
+};
+
+// --- rows ----------------------------------------------------------------------------------------
+
+template <class T>
+std::vector<T> random_values(std::size_t count)
+{
+    std::mt19937_64 generator(count);
+    std::uniform_real_distribution<double> uniform(-1.0, 1.0);
+    std::vector<T> out(count);
+    for (T& x : out)
+        x = uniform(generator);
+    return out;
+}
+
+constexpr std::size_t peak_turns = 4000;
+
+// Fused multiply-adds on `threads` threads at once, in the widest vectors of the path.
+double peak_flops(std::size_t threads)
+{
+    const bool wide = gemm_path_current() == avx512_path;
+    return double(threads * peak_turns) *
+           (wide ? peak::avx512_flops_per_turn : peak::avx2_flops_per_turn);
+}
+
+void run_peak(std::size_t threads)
+{
+    const auto kernel = gemm_path_current() == avx512_path ? peak::avx512_fma : peak::avx2_fma;
+    const auto run = [kernel](std::size_t) { benchmark::DoNotOptimize(kernel(peak_turns)); };
+    parallel_for(threads, std::size_t{1} << 20, run);
+}
+
+template <class T>
+void product_row(benchmark::State& state, shape s, std::size_t threads, int path)
+{
+    gemm_path_cap() = static_cast<unsigned char>(path);
+    set_threads(threads);
+    const auto a = random_values<T>(s.m * s.k);
+    const auto b = random_values<T>(s.k * s.n);
+    auto c = random_values<T>(s.m * s.n);
+    auto d = c;
+    contest turns{{[&] { run_peak(threads); },
+                   [&] { gemm<T>(s.m, s.n, s.k, a.data(), s.k, b.data(), s.n, c.data(), s.n); }},
+                  threads == 1 ? CLOCK_PROCESS_CPUTIME_ID : CLOCK_MONOTONIC,
+                  {}};
+    if (openblas<real_product>("cblas_dgemm") != nullptr)
+        turns.parties.push_back([&] { multiply_by_rival(s, a.data(), b.data(), d.data()); });
+    for (auto _ : state) {
+        turns.run();
+        state.SetIterationTime(turns.best(1));
+    }
+    const double flops =
+        double(s.m) * double(s.n) * double(s.k) * (std::is_same_v<T, double> ? 2 : 8);
+    const double peak = peak_flops(threads) / turns.best(0);
+    state.counters["GFLOP/s"] = 1e-9 * flops / turns.best(1);
+    state.counters["of_peak"] = flops / turns.best(1) / peak;
+    if (turns.parties.size() > 2) {
+        state.counters["rival"] = 1e-9 * flops / turns.best(2);
+        state.counters["ratio"] = turns.median_ratio(2, 1);
+    }
+    gemm_path_cap() = 3;
+    set_threads(0);
+}
+
+// Bytes a second of a kernel that reads `streams` vectors of n doubles, and of a plain copy.
+void vector_row(benchmark::State& state, std::size_t n, std::size_t streams,
+                const std::function<void(double*, const double*)>& kernel)
+{
+    auto y = random_values<double>(n);
+    const auto x = random_values<double>(n);
+    contest turns{{[&] { kernel(y.data(), x.data()); },
+                   [&] { std::memcpy(y.data(), x.data(), n * sizeof(double)); }},
+                  CLOCK_PROCESS_CPUTIME_ID,
+                  {}};
+    for (auto _ : state) {
+        turns.run();
+        state.SetIterationTime(turns.best(0));
+    }
+    state.counters["GB/s"] = 8e-9 * double(n * streams) / turns.best(0);
+    state.counters["copy_GB/s"] = 16e-9 * double(n) / turns.best(1);
+}
+
+std::string tail_of(const shape& s, int path, std::size_t threads)
+{
+    std::ostringstream tail;
+    tail << '/' << s.m << 'x' << s.n << 'x' << s.k << "/path:" << path << "/threads:" << threads;
+    return tail.str();
+}
+
+void register_products()
+{
+    for (const int path : {avx2_path, avx512_path})
+        for (const std::size_t threads : {1, 2})
+            for (const shape& s : square_and_thin) {
+                if (path == avx512_path && !cpu_features().avx512)
+                    continue;
+                const std::string tail = tail_of(s, path, threads);
+                benchmark::RegisterBenchmark(("dgemm" + tail).c_str(), product_row<double>, s,
+                                             threads, path)
+                    ->Iterations(1)
+                    ->UseManualTime();
+                benchmark::RegisterBenchmark(("zgemm" + tail).c_str(), product_row<complex>, s,
+                                             threads, path)
+                    ->Iterations(1)
+                    ->UseManualTime();
+            }
+}
+
+void register_vectors()
+{
+    const auto dot = [](double* y, const double* x, std::size_t n) {
+        benchmark::DoNotOptimize(dot_product(x, y, n));
+    };
+    const auto scaled_add = [](double* y, const double* x, std::size_t n) {
+        scaled_add_on(gemm_path_current(), y, x, 1e-9, n);
+    };
+    for (const std::size_t n : {1000UL, 30000UL, 10000000UL}) {
+        std::ostringstream length;
+        length << '/' << n;
+        const std::string tail = length.str();
+        benchmark::RegisterBenchmark(
+            ("dot" + tail).c_str(),
+            [=](benchmark::State& state) {
+                vector_row(state, n, 2, [=](double* y, const double* x) { dot(y, x, n); });
+            })
+            ->Iterations(1)
+            ->UseManualTime();
+        benchmark::RegisterBenchmark(
+            ("scaled_add" + tail).c_str(),
+            [=](benchmark::State& state) {
+                vector_row(state, n, 3, [=](double* y, const double* x) { scaled_add(y, x, n); });
+            })
+            ->Iterations(1)
+            ->UseManualTime();
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    register_products();
+    register_vectors();
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
