@@ -49,7 +49,7 @@ def rivals(spec, work):
 
 
 def cases_of(spec, extents, dtype="float64", path_work=0.0):
-    """Rows of a specification for extents by label; `path_work` for chains, whose order counts."""
+    """Rows of one summation for extents by label; `path_work` for chains, whose order counts."""
     inputs = spec.split("->")[0].split(",")
     arrays = [normal([extents[label] for label in labels], dtype) for labels in inputs]
     tensors = [numerical.asarray(array) for array in arrays]

@@ -1,6 +1,6 @@
 #pragma once
 
-// The labels of an Einstein summation: what a specification such as "ij,jk->ik" says, checked
+// The labels of an Einstein summation: what subscripts such as "ij,jk->ik" say, checked
 // against the shapes of its operands. Only the explicit form with "->" exists: no implicit output,
 // no ellipsis. A label is one ASCII letter, upper and lower case being different labels.
 //
@@ -139,7 +139,7 @@ struct subscripts
 // The label strings between the commas; einsum_error for anything else than a letter or a comma.
 std::vector<std::string> split_inputs(const std::string& text);
 
-// The specification read and checked against the operands, first fault first, with einsum_error.
+// The text read and checked against the operands, first fault first, with einsum_error.
 // White space may stand anywhere in it.
 template <class T>
 subscripts parse_subscripts(const std::string& spec, const std::vector<const tensor<T>*>& operands);
