@@ -15,6 +15,17 @@ def einsum(spec, *operands):
 
     A sum over three or more operands is split into pairs in the cheapest order.
     """
+    try:
+        result = _numerical.einsum(spec, *operands)
+    except (_numerical.error, TypeError):
+        result = None
+    if result is None:
+        result = _general(spec, operands)
+    return result if result.ndim else result.tolist()
+
+
+def _general(spec, operands):
+    """What the module's einsum doesn't take as it is given, or the error that tells why not."""
     if not isinstance(spec, str):
         raise TypeError("einsum takes the subscripts as text first: einsum('ij,jk->ik', a, b)")
     tensors = same_dtype(*operands)
@@ -22,8 +33,7 @@ def einsum(spec, *operands):
         spec, tensors = _without_ellipsis(spec, tensors)
     elif "->" not in spec:
         spec = f"{spec}->{_implicit_output(spec)}"
-    result = _numerical.einsum(spec, *tensors)
-    return result if result.ndim else result.tolist()
+    return _numerical.einsum(spec, *tensors)
 
 
 def _implicit_output(inputs):

@@ -161,3 +161,22 @@ def test_einsum_broadcasts_under_the_ellipsis():
                 nm.einsum("...i,...i->...", a, b)
             continue
         equal(nm.einsum("...i,...i->...", a, b), expected)
+
+
+def test_einsum_widens_and_takes_foreign_operands():
+    found = nm.einsum("i,i->i", [1.0, 2.0], np.array([3j, 4]))
+    assert found.dtype == "complex128"
+    equal(found, np.array([3j, 8]))
+
+
+def test_einsum_of_a_bad_call_names_the_one_fault():
+    a = nm.ones((2, 3))
+    faults = [
+        ((a, "ij->i"), TypeError, "einsum takes the subscripts as text first"),
+        (("ij->k", a), nm.error, "einsum: output label not present in any input"),
+        (("ij,->i", a), nm.error, "einsum: number of operands does not match the spec"),
+    ]
+    for arguments, kind, message in faults:
+        with pytest.raises(kind, match=f"^{message}") as caught:
+            nm.einsum(*arguments)
+        assert caught.value.__context__ is None
