@@ -9,7 +9,12 @@ function(numerical_isa_flags)
     get_filename_component(name "${source}" NAME)
     if(name MATCHES "^avx512_")
       if(NUMERICAL_EMULATED_AVX512)
-        set(flags "-isystem${PROJECT_SOURCE_DIR}/tests/emulation")
+        set(flags "-isystem${PROJECT_SOURCE_DIR}/tests/emulation;-Wno-psabi")
+        # Where the builder has fused multiply-add, lanes needn't call the library's fma each.
+        file(STRINGS /proc/cpuinfo fused REGEX "^flags.* fma .* avx2 " LIMIT_COUNT 1)
+        if(fused)
+          list(APPEND flags -mavx2 -mfma)
+        endif()
       else()
         # g++ 12 takes its own _mm512_undefined_pd for a mistake (GCC bug 105593).
         set(flags "-mavx512f;-Wno-uninitialized;-Wno-maybe-uninitialized")

@@ -1,0 +1,136 @@
+#pragma once
+
+// The AVX-512F intrinsics that the kernels use, as plain C++ over eight doubles, so that the
+// avx512 sources run, with the same bits, on a machine without the instructions. Built in place of
+// the compiler's header with -DNUMERICAL_EMULATED_AVX512=ON; an intrinsic that isn't here isn't
+// used, and who needs another adds it.
+
+using __mmask8 = unsigned char;
+
+struct alignas(64) __m512d
+{
+    double lane[8];
+};
+
+// --- lanes from nothing, from numbers, from memory -----------------------------------------------
+
+static inline __m512d _mm512_set1_pd(double x)
+{
+    return {{x, x, x, x, x, x, x, x}};
+}
+
+static inline __m512d _mm512_setzero_pd()
+{
+    return _mm512_set1_pd(0.0);
+}
+
+static inline __m512d _mm512_setr_pd(double l0, double l1, double l2, double l3, double l4,
+                                     double l5, double l6, double l7)
+{
+    return {{l0, l1, l2, l3, l4, l5, l6, l7}};
+}
+
+static inline __m512d _mm512_loadu_pd(const void* from)
+{
+    __m512d v;
+    __builtin_memcpy(v.lane, from, sizeof v.lane);
+    return v;
+}
+
+// A lane that is masked out is not read: its memory need not be there.
+static inline __m512d _mm512_maskz_loadu_pd(__mmask8 mask, const void* from)
+{
+    __m512d v = _mm512_setzero_pd();
+    for (int i = 0; i < 8; ++i)
+        if ((mask >> i & 1) != 0)
+            v.lane[i] = static_cast<const double*>(from)[i];
+    return v;
+}
+
+static inline void _mm512_storeu_pd(void* to, __m512d v)
+{
+    __builtin_memcpy(to, v.lane, sizeof v.lane);
+}
+
+static inline void _mm512_mask_storeu_pd(void* to, __mmask8 mask, __m512d v)
+{
+    for (int i = 0; i < 8; ++i)
+        if ((mask >> i & 1) != 0)
+            static_cast<double*>(to)[i] = v.lane[i];
+}
+
+// --- arithmetic ----------------------------------------------------------------------------------
+
+static inline __m512d _mm512_add_pd(__m512d a, __m512d b)
+{
+    for (int i = 0; i < 8; ++i)
+        a.lane[i] += b.lane[i];
+    return a;
+}
+
+static inline __m512d _mm512_sub_pd(__m512d a, __m512d b)
+{
+    for (int i = 0; i < 8; ++i)
+        a.lane[i] -= b.lane[i];
+    return a;
+}
+
+static inline __m512d _mm512_mul_pd(__m512d a, __m512d b)
+{
+    for (int i = 0; i < 8; ++i)
+        a.lane[i] *= b.lane[i];
+    return a;
+}
+
+static inline __m512d _mm512_div_pd(__m512d a, __m512d b)
+{
+    for (int i = 0; i < 8; ++i)
+        a.lane[i] /= b.lane[i];
+    return a;
+}
+
+static inline __m512d _mm512_fmadd_pd(__m512d a, __m512d b, __m512d c)
+{
+    for (int i = 0; i < 8; ++i)
+        c.lane[i] = __builtin_fma(a.lane[i], b.lane[i], c.lane[i]);
+    return c;
+}
+
+static inline __m512d _mm512_fnmadd_pd(__m512d a, __m512d b, __m512d c)
+{
+    for (int i = 0; i < 8; ++i)
+        c.lane[i] = __builtin_fma(-a.lane[i], b.lane[i], c.lane[i]);
+    return c;
+}
+
+// By halves: upper onto lower until one lane is left.
+static inline double _mm512_reduce_add_pd(__m512d v)
+{
+    for (int half = 4; half != 0; half /= 2)
+        for (int i = 0; i < half; ++i)
+            v.lane[i] += v.lane[i + half];
+    return v.lane[0];
+}
+
+// --- lanes changing places -----------------------------------------------------------------------
+
+// Of each pair the lane that the pair's two bits name.
+static inline __m512d _mm512_permute_pd(__m512d v, int which)
+{
+    __m512d out;
+    for (int i = 0; i < 8; ++i)
+        out.lane[i] = v.lane[(i & ~1) + (which >> i & 1)];
+    return out;
+}
+
+static inline __m512d _mm512_unpacklo_pd(__m512d a, __m512d b)
+{
+    return {
+        {a.lane[0], b.lane[0], a.lane[2], b.lane[2], a.lane[4], b.lane[4], a.lane[6], b.lane[6]}};
+}
+
+static inline __m512d _mm512_unpackhi_pd(__m512d a, __m512d b)
+{
+    return {
+        {a.lane[1], b.lane[1], a.lane[3], b.lane[3], a.lane[5], b.lane[5], a.lane[7], b.lane[7]}};
+}
