@@ -4,12 +4,8 @@ Ints, slices, Ellipsis and None are turned into a start, a step and a count for 
 of the module's `_take`, which copies what they select.
 """
 
-from ._numerical import Tensor, _reshape, _take, error
+from ._numerical import Tensor, _reshape, _take
 from ._shaping import concatenate
-
-# As many as common ranks need; other ranks take the general way.
-_ZEROS = (0,) * 32
-_ONES = (1,) * 32
 
 
 def _out_of_bounds(position, axis, extent):
@@ -106,55 +102,57 @@ def _reshaped(selected, new_axes):
 
 def _by_ints_and_slices(self, keys):
     """The most common keys in one pass; all others go the general way."""
-    extents = self.shape
-    rank = len(extents)
+    counts = [*self.shape]
+    rank = len(counts)
     if len(keys) > rank:
         return _by_ranges(self, keys)
-    starts, steps, counts, keep = [], [], [], []
-    for key, extent in zip(keys, extents):
+    starts, steps, keep = [0] * rank, [1] * rank, [1] * rank
+    for axis, key in enumerate(keys):
         if type(key) is slice:
-            start, stop, step = key.indices(extent)
-            steps.append(step)
-            counts.append(len(range(start, stop, step)))
-            keep.append(1)
-        elif type(key) is int and -extent <= key < extent:
-            start = key + extent if key < 0 else key
-            steps.append(1)
-            counts.append(1)
-            keep.append(0)
+            if key.start is None and key.stop is None and key.step is None:
+                continue
+            start, stop, step = key.indices(counts[axis])
+            starts[axis] = start
+            steps[axis] = step
+            counts[axis] = len(range(start, stop, step))
+        elif type(key) is int and -counts[axis] <= key < counts[axis]:
+            starts[axis] = key % counts[axis]
+            counts[axis] = 1
+            keep[axis] = 0
         else:
             return _by_ranges(self, keys)
-        starts.append(start)
-    given = len(keys)
-    if given < rank:
-        ones = (1,) * (rank - given)
-        starts += (0,) * (rank - given)
-        steps += ones
-        counts += extents[given:]
-        keep += ones
     return _take(self, starts, steps, counts, keep)
 
 
 def _getitem(self, key):
+    # One element or one row are the most common of all. Whether an element is within the extents is
+    # left to the module; what is amiss the general way says.
     kind = type(key)
     if kind is tuple:
-        for part in key:
-            if type(part) is not int or part < 0:
-                return _by_ints_and_slices(self, key)
-    elif kind is int and key >= 0 and self.ndim == 1:
-        key = (key,)
-    elif kind is slice and self.ndim == 1:
-        start, stop, step = key.indices(self.size)
-        return _take(self, (start,), (step,), (len(range(start, stop, step)),), (1,))
-    else:
-        return _by_ints_and_slices(self, (key,))
-    # One element, if there are as many ints as axes. The module finds what is amiss, and the
-    # general way says it.
-    rank = len(key)
-    try:
-        return _take(self, key, _ONES[:rank], _ONES[:rank], _ZEROS[:rank])
-    except (IndexError, OverflowError, error):
+        if len(key) == 2 and self.ndim == 2:
+            row, column = key
+            if type(row) is int and type(column) is int and row >= 0 and column >= 0:
+                try:
+                    return _take(self, key, (1, 1), (1, 1), (0, 0))
+                except (IndexError, OverflowError):
+                    pass
         return _by_ints_and_slices(self, key)
+    rank = self.ndim
+    if rank == 1:
+        if kind is int:
+            try:
+                start = key if key >= 0 else key + self.size
+                return _take(self, (start,), (1,), (1,), (0,))
+            except (IndexError, OverflowError):
+                pass
+        elif kind is slice:
+            start, stop, step = key.indices(self.size)
+            return _take(self, (start,), (step,), (len(range(start, stop, step)),), (1,))
+    elif rank == 2 and kind is int:
+        rows, columns = self.shape
+        if 0 <= key < rows:
+            return _take(self, (key, 0), (1, 1), (1, columns), (0, 1))
+    return _by_ints_and_slices(self, (key,))
 
 
 METHODS = {"__getitem__": _getitem}

@@ -23,9 +23,9 @@ INDEX_ITEMS = st.one_of(
 
 
 @settings(max_examples=400)
-@given(arrays(), st.lists(INDEX_ITEMS, max_size=4))
-def test_basic_indexing_is_numpys(a, items):
-    index = tuple(items)
+@given(arrays(), st.lists(INDEX_ITEMS, max_size=4).map(tuple) | INDEX_ITEMS)
+def test_basic_indexing_is_numpys(a, index):
+    items = index if isinstance(index, tuple) else (index,)
     try:
         expected = a[index]
     except IndexError:
@@ -33,7 +33,7 @@ def test_basic_indexing_is_numpys(a, items):
             nm.asarray(a)[index]
         return
     result = nm.asarray(a)[index]
-    if expected.ndim == 0 and not any(i is Ellipsis or i is None for i in index):
+    if expected.ndim == 0 and not any(i is Ellipsis or i is None for i in items):
         assert type(result) in (float, complex)
     equal(result, expected)
 
@@ -53,6 +53,8 @@ def test_a_list_of_ints_gathers_in_its_order():
     ("index", "message"),
     [
         (4, "index 4 is out of bounds for axis 0 with size 4"),
+        ((4, 0), "index 4 is out of bounds for axis 0 with size 4"),
+        ((0, 2**70), f"index {2**70} is out of bounds for axis 1 with size 3"),
         ((0, -4), "index -4 is out of bounds for axis 1 with size 3"),
         ((0, 0, 0), "too many indices: the tensor has 2 axes, 3 were indexed"),
         ((Ellipsis, Ellipsis), "an index can have one ellipsis only"),
@@ -64,6 +66,15 @@ def test_a_bad_index_says_what_is_wrong(index, message):
     with pytest.raises(IndexError) as failure:
         nm.zeros((4, 3))[index]
     assert str(failure.value) == message
+    assert failure.value.__context__ is None
+
+
+@pytest.mark.parametrize("position", [3, -4, 2**70, -(2**70)])
+def test_a_position_beyond_a_vector_is_named(position):
+    with pytest.raises(IndexError) as failure:
+        nm.zeros(3)[position]
+    assert str(failure.value) == f"index {position} is out of bounds for axis 0 with size 3"
+    assert failure.value.__context__ is None
 
 
 OPERATORS = [operator.add, operator.sub, operator.mul]
