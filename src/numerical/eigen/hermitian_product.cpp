@@ -1,5 +1,6 @@
 #include "numerical/eigen/hermitian_product.hpp"
 
+#include "numerical/eigen/panel_kernels.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_kernels.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -34,8 +35,12 @@ symmetric_kernels kernels_of(int path, const double*)
     return {symmetric_rows<double>, portable_row};
 }
 
-using hermitian_kernel = complex (*)(const double*, const double*, double, double, double*,
-                                     std::size_t);
+struct hermitian_kernels
+{
+    std::array<complex, 4> (*four_rows)(const double*, std::size_t, const double*, double*,
+                                        std::size_t);
+    complex (*one_row)(const double*, const double*, double, double, double*, std::size_t);
+};
 
 complex portable_hermitian_row(const double* row_parts, const double* x_parts, double alpha_real,
                                double alpha_imag, double* y_parts, std::size_t n)
@@ -52,13 +57,23 @@ complex portable_hermitian_row(const double* row_parts, const double* x_parts, d
     return sum;
 }
 
-hermitian_kernel kernels_of(int path, const complex*)
+std::array<complex, 4> portable_hermitian_rows(const double* rows, std::size_t stride,
+                                               const double* x, double* y, std::size_t n)
+{
+    std::array<complex, 4> sums;
+    for (std::size_t r = 0; r < 4; ++r)
+        sums[r] = portable_hermitian_row(rows + r * 2 * stride, x, x[2 * (n + r)],
+                                         x[2 * (n + r) + 1], y, n);
+    return sums;
+}
+
+hermitian_kernels kernels_of(int path, const complex*)
 {
     if (path == avx512_path)
-        return avx512_hermitian_row;
+        return {avx512_hermitian_rows, avx512_hermitian_row};
     if (path == avx2_path)
-        return avx2_hermitian_row;
-    return portable_hermitian_row;
+        return {avx2_hermitian_rows, avx2_hermitian_row};
+    return {portable_hermitian_rows, portable_hermitian_row};
 }
 
 // Rows [from, to) in both their roles, into `sums`, of which [0, to) is in use.
@@ -78,14 +93,39 @@ void add_rows(const symmetric_kernels& kernels, const double* a, std::size_t lda
     }
 }
 
-void add_rows(hermitian_kernel kernel, const complex* a, std::size_t lda, std::size_t from,
+// The triangle of four rows at the diagonal, which is real but for rounding.
+void add_corner(const complex* a, std::size_t lda, const complex* x, complex* sums)
+{
+    for (std::size_t r = 0; r < 4; ++r) {
+        const complex* const row = a + r * lda;
+        complex sum = sums[r];
+        for (std::size_t j = 0; j < r; ++j) {
+            sum += finite_product(row[j], x[j]);
+            sums[j] += finite_product(std::conj(row[j]), x[r]);
+        }
+        sums[r] = sum + row[r].real() * x[r];
+    }
+}
+
+void add_rows(const hermitian_kernels& kernels, const complex* a, std::size_t lda, std::size_t from,
               std::size_t to, const complex* x, complex* sums)
 {
-    for (std::size_t r = from; r < to; ++r) {
+    const auto* const x_parts = reinterpret_cast<const double*>(x);
+    auto* const sum_parts = reinterpret_cast<double*>(sums);
+    std::size_t r = from;
+    for (; r + 4 <= to; r += 4) {
+        const complex* const rows = a + r * lda;
+        const std::array<complex, 4> dots =
+            kernels.four_rows(reinterpret_cast<const double*>(rows), lda, x_parts, sum_parts, r);
+        for (std::size_t i = 0; i < 4; ++i)
+            sums[r + i] += dots[i];
+        add_corner(rows + r, lda, x + r, sums + r);
+    }
+    for (; r < to; ++r) {
         const complex* const row = a + r * lda;
-        sums[r] += kernel(reinterpret_cast<const double*>(row), reinterpret_cast<const double*>(x),
-                          x[r].real(), x[r].imag(), reinterpret_cast<double*>(sums), r);
-        sums[r] += row[r].real() * x[r]; // the diagonal is real but for rounding
+        sums[r] += kernels.one_row(reinterpret_cast<const double*>(row), x_parts, x[r].real(),
+                                   x[r].imag(), sum_parts, r);
+        sums[r] += row[r].real() * x[r];
     }
 }
 

@@ -1,12 +1,14 @@
 #include "numerical/eigen/tridiagonal.hpp"
 
 #include "numerical/eigen/hermitian_product.hpp"
+#include "numerical/eigen/panel_kernels.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 
 #include <algorithm>
 #include <complex>
+#include <utility>
 
 namespace numerical::detail {
 namespace {
@@ -14,49 +16,38 @@ namespace {
 constexpr std::size_t panel_columns = 32;
 constexpr std::size_t strip_rows = 128;
 
-// wᴴ·v for many w and one v.
+// The plain form, for paths without kernels.
 template <class T>
-class dots_with;
-
-template <>
-class dots_with<double>
+void plain_row_dots(T* out, const T* v, const T* rows, std::size_t stride, std::size_t count,
+                    std::size_t n)
 {
-public:
-    dots_with(int path_code, const double* vector, std::size_t) : path(path_code), v(vector) {}
+    for (std::size_t t = 0; t < count; ++t) {
+        out[t] = 0;
+        for (std::size_t j = 0; j < n; ++j)
+            out[t] += conjugate(rows[t * stride + j]) * v[j];
+    }
+}
 
-    double operator()(const double* w, std::size_t n) const { return dot_on(path, w, v, n); }
-
-private:
-    int path;
-    const double* v;
-};
-
-// Two real dots of the interleaved parts: with v for the real part, with -i·v for the imaginary.
-template <>
-class dots_with<complex>
+row_dots_kernel row_dots_kernel_on(int path, const double*)
 {
-public:
-    dots_with(int path_code, const complex* vector, std::size_t n)
-        : path(path_code), v(reinterpret_cast<const double*>(vector))
-    {
-        turned.reserve(2 * n);
-        for (std::size_t i = 0; i < n; ++i) {
-            turned.push_back(vector[i].imag());
-            turned.push_back(-vector[i].real());
-        }
-    }
+    return path == avx512_path ? avx512_row_dots : avx2_row_dots;
+}
 
-    complex operator()(const complex* w, std::size_t n) const
-    {
-        const auto* const parts = reinterpret_cast<const double*>(w);
-        return {dot_on(path, parts, v, 2 * n), dot_on(path, parts, turned.data(), 2 * n)};
-    }
+row_dots_kernel row_dots_kernel_on(int path, const complex*)
+{
+    return path == avx512_path ? avx512_complex_row_dots : avx2_complex_row_dots;
+}
 
-private:
-    int path;
-    const double* v;
-    std::vector<double> turned;
-};
+// out[t] = rows[t]ᴴ·v for `count` rows of n elements, a stride apart.
+template <class T>
+void row_dots(int path, T* out, const T* v, const T* rows, std::size_t stride, std::size_t count,
+              std::size_t n)
+{
+    if (path == portable_path)
+        return plain_row_dots(out, v, rows, stride, count, n);
+    row_dots_kernel_on(path, v)(reinterpret_cast<double*>(out), reinterpret_cast<const double*>(v),
+                                reinterpret_cast<const double*>(rows), stride, count, n);
+}
 
 template <class T>
 class reducer
@@ -154,16 +145,15 @@ void reducer<T>::correct_product(std::size_t k, std::size_t p)
     const std::size_t len = n - k - 1;
     T* const v = v_row(p) + k + 1;
     T* const w = w_row(p) + k + 1;
-    const dots_with<T> dot(path, v, len);
-    for (std::size_t q = 0; q < p; ++q) {
-        coefficients[2 * q] = dot(w_row(q) + k + 1, len);
-        coefficients[2 * q + 1] = dot(v_row(q) + k + 1, len);
-    }
+    row_dots(path, coefficients.data(), v, vectors.data() + k + 1, n, 2 * p, len);
+    for (std::size_t q = 0; q < p; ++q) // V leaves with Wᴴ·v and W with Vᴴ·v
+        std::swap(coefficients[2 * q], coefficients[2 * q + 1]);
     subtract_products_on(path, w, coefficients.data(), vectors.data() + k + 1, n, 2 * p, len);
-    const T twice = T(2) * conjugate(dot(w, len));
+    T projection; // vᴴw
+    row_dots(path, &projection, w, v, n, 1, len);
     for (std::size_t i = 0; i < len; ++i)
         w[i] *= 2.0;
-    subtract_scaled_on(path, w, v, twice, len);
+    subtract_scaled_on(path, w, v, T(2) * projection, len);
 }
 
 // A22 -= V·Wᴴ + W·Vᴴ on and below the diagonal, by strips of rows that end at their own diagonal.
