@@ -3,8 +3,10 @@
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/complex_loops.hpp"
+#include "numerical/factor/divide_row.hpp"
+#include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/block_view.hpp"
-#include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/gemm/path.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 
@@ -20,10 +22,12 @@ constexpr std::size_t greatest_block = 64;
 
 // out[j] -= sum over t of coefficients[t]·rows[t·stride + j], t ascending, every product and every
 // difference rounded.
-void subtract_unfused(double* out, const double* coefficients, const double* rows,
-                      std::size_t stride, std::size_t terms, std::size_t n)
+void subtract_unfused(double* out, double* coefficients, const double* rows, std::size_t stride,
+                      std::size_t terms, std::size_t n)
 {
-    detail::subtract_products(out, coefficients, rows, stride, terms, n);
+    for (std::size_t t = 0; t < terms; ++t)
+        coefficients[t] = -coefficients[t];
+    detail::gemm_rows(1, n, terms, coefficients, terms, rows, stride, out, n);
 }
 
 void subtract_unfused(detail::complex* out, const detail::complex* coefficients,
@@ -34,15 +38,17 @@ void subtract_unfused(detail::complex* out, const detail::complex* coefficients,
                                    terms, n);
 }
 
-void divide(double* x, std::size_t n, double divisor)
+// The lower triangle of L11, contiguous by rows and conjugated off the diagonal, which is real.
+template <class T>
+std::vector<T> conjugated_lower(detail::block_view<const T> l11)
 {
-    for (std::size_t i = 0; i < n; ++i)
-        x[i] /= divisor;
-}
-
-void divide(detail::complex* z, std::size_t n, double divisor)
-{
-    detail::divide_by_real(z, n, divisor);
+    std::vector<T> copy = detail::uninitialized<T>(l11.rows * l11.cols);
+    for (std::size_t i = 0; i < l11.rows; ++i) {
+        for (std::size_t j = 0; j < i; ++j)
+            copy[i * l11.cols + j] = detail::conjugate(l11(i, j));
+        copy[i * l11.cols + i] = l11(i, i);
+    }
+    return copy;
 }
 
 std::size_t block_width(std::size_t order)
@@ -94,6 +100,7 @@ void cholesky_decomposition<T>::factor_diagonal_block(std::size_t first, std::si
     std::vector<T> store = detail::uninitialized<T>(width * width);
     const detail::block_view<T> columns{store.data(), width, width, width};
     detail::transpose_into(columns, a11);
+    const int path = detail::gemm_path_current();
     T coefficients[greatest_block];
     for (std::size_t j = 0; j < width; ++j) {
         T* const column = columns.row(j) + j;
@@ -104,7 +111,7 @@ void cholesky_decomposition<T>::factor_diagonal_block(std::size_t first, std::si
         if (0 >= pivot)
             throw not_positive_definite_error("Cholesky: matrix is not positive-definite");
         column[0] = std::sqrt(pivot);
-        divide(column + 1, width - j - 1, detail::real_part(column[0]));
+        detail::divide_row(path, column + 1, column[0], width - j - 1);
     }
     for (std::size_t i = 0; i < width; ++i)
         for (std::size_t j = 0; j <= i; ++j)
@@ -119,7 +126,8 @@ void cholesky_decomposition<T>::factor_rows_below(std::size_t first, std::size_t
     const int path = detail::gemm_path_current();
     const std::size_t width = last - first;
     const detail::block_view<T> all{factors.data(), order, order, order};
-    const detail::block_view<T> l11 = all.sub(first, last, first, last);
+    const std::vector<T> store = conjugated_lower<T>(all.sub(first, last, first, last));
+    const detail::block_view<const T> l11{store.data(), width, width, width};
 
     const auto solve_tile = [&](std::size_t t) {
         const std::size_t from = last + tile_rows * t;
@@ -128,15 +136,7 @@ void cholesky_decomposition<T>::factor_rows_below(std::size_t first, std::size_t
         std::vector<T> columns = detail::uninitialized<T>(width * height);
         const detail::block_view<T> transposed{columns.data(), width, height, height};
         detail::transpose_into(transposed, rows);
-        T coefficients[greatest_block];
-        for (std::size_t j = 0; j < width; ++j) {
-            T* const column = transposed.row(j);
-            for (std::size_t l = 0; l < j; ++l)
-                coefficients[l] = detail::conjugate(l11(j, l));
-            detail::subtract_products_on(path, column, coefficients, columns.data(), height, j,
-                                         height);
-            divide(column, height, detail::real_part(l11(j, j)));
-        }
+        detail::substitute_lower<T>(path, l11, transposed);
         detail::transpose_into(rows, transposed);
     };
     detail::parallel_for((order - last + tile_rows - 1) / tile_rows, width * width * 64 / 2,

@@ -1,6 +1,7 @@
 #include "numerical/factor/triangular.hpp"
 
 #include "numerical/factor/divide_row.hpp"
+#include "numerical/factor/substitution_kernels.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/storage.hpp"
@@ -9,11 +10,83 @@
 
 namespace numerical::detail {
 
+namespace {
+
+using four_row_kernel = void (*)(double*, std::size_t, const double*, std::size_t, const double*,
+                                 std::size_t, std::size_t, four_rows);
+
+four_row_kernel kernel_of(int path, const double*)
+{
+    return path == avx512_path ? avx512_subtract_from_four : avx2_subtract_from_four;
+}
+
+four_row_kernel kernel_of(int path, const complex*)
+{
+    return path == avx512_path ? avx512_subtract_complex_from_four
+                               : avx2_subtract_complex_from_four;
+}
+
+// Row i loses the multiples of the rows [from, i).
+template <class T>
+void subtract_rows(int path, block_view<const T> l, block_view<T> x, std::size_t from,
+                   std::size_t i)
+{
+    subtract_products_on(path, x.row(i), l.row(i) + from, x.row(from), x.stride, i - from, x.cols);
+}
+
+// Rows [i, i + 4) lose the multiples of the rows above them.
+template <class T>
+void subtract_from_four_on(int path, block_view<const T> l, block_view<T> x, std::size_t i,
+                           four_rows among)
+{
+    kernel_of(path, x.first)(reinterpret_cast<double*>(x.row(i)), x.stride,
+                             reinterpret_cast<const double*>(l.row(i)), l.stride,
+                             reinterpret_cast<const double*>(x.first), i, x.cols, among);
+}
+
+// The columns of X that the four-row kernels take; the others are left to kernels of one row.
+template <class T>
+std::size_t columns_by_four_rows(int path, block_view<T> x)
+{
+    return path == portable_path ? 0 : x.cols / substitution_strip<T> * substitution_strip<T>;
+}
+
+// The rows of X that come in groups of four.
+template <class T>
+std::size_t rows_in_fours(block_view<T> x)
+{
+    return x.rows / rows_together * rows_together;
+}
+
+} // namespace
+
 template <class T>
 void substitute_unit_lower(int path, block_view<const T> l, block_view<T> x)
 {
-    for (std::size_t i = 1; i < x.rows; ++i)
-        subtract_products_on(path, x.row(i), l.row(i), x.first, x.stride, i, x.cols);
+    const std::size_t whole = columns_by_four_rows(path, x);
+    const std::size_t fours = whole == 0 ? 0 : rows_in_fours(x);
+    const block_view<T> strips = x.sub(0, x.rows, 0, whole);
+    for (std::size_t i = 0; i < fours; i += rows_together)
+        subtract_from_four_on(path, l, strips, i, four_rows::unit_triangle);
+    for (std::size_t i = fours; i < x.rows; ++i)
+        subtract_rows(path, l, strips, 0, i);
+    const block_view<T> rest = x.sub(0, x.rows, whole, x.cols);
+    if (rest.cols != 0)
+        for (std::size_t i = 1; i < x.rows; ++i)
+            subtract_rows(path, l, rest, 0, i);
+}
+
+template <class T>
+void substitute_lower(int path, block_view<const T> l, block_view<T> x)
+{
+    const bool whole = x.cols != 0 && columns_by_four_rows(path, x) == x.cols;
+    const std::size_t fours = whole ? rows_in_fours(x) : 0;
+    for (std::size_t i = 0; i < x.rows; ++i) {
+        if (i < fours && i % rows_together == 0)
+            subtract_from_four_on(path, l, x, i, four_rows::apart);
+        subtract_rows(path, l, x, i < fours ? i / rows_together * rows_together : 0, i);
+        divide_row(path, x.row(i), l(i, i), x.cols);
+    }
 }
 
 template <class T>
@@ -72,6 +145,8 @@ std::vector<T> upper_inverse(const std::vector<T>& r, std::size_t n)
 
 template void substitute_unit_lower(int, block_view<const double>, block_view<double>);
 template void substitute_unit_lower(int, block_view<const complex>, block_view<complex>);
+template void substitute_lower(int, block_view<const double>, block_view<double>);
+template void substitute_lower(int, block_view<const complex>, block_view<complex>);
 template void substitute_upper(int, block_view<const double>, block_view<double>);
 template void substitute_upper(int, block_view<const complex>, block_view<complex>);
 template std::vector<double> upper_inverse(const std::vector<double>&, std::size_t);

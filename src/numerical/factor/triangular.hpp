@@ -25,6 +25,10 @@ constexpr std::size_t triangular_tiles(std::size_t columns)
 template <class T>
 void substitute_unit_lower(int path, block_view<const T> l, block_view<T> x);
 
+// X := L⁻¹·X, L the lower triangle of `l`.
+template <class T>
+void substitute_lower(int path, block_view<const T> l, block_view<T> x);
+
 // X := U⁻¹·X, U the upper triangle of `u`.
 template <class T>
 void substitute_upper(int path, block_view<const T> u, block_view<T> x);

@@ -1,5 +1,8 @@
 #include "numerical/factor/triangular.hpp"
 
+#include "numerical/factor/divide_row.hpp"
+#include "numerical/gemm/vector_dispatch.hpp"
+
 #include "matrices.hpp"
 #include "paths.hpp"
 #include "ratios.hpp"
@@ -11,6 +14,7 @@
 namespace {
 
 using numerical::matrix;
+using numerical::detail::block_view;
 using numerical::detail::upper_inverse;
 
 template <class T>
@@ -119,6 +123,51 @@ TYPED_TEST(triangular, inverse_has_the_same_bits_for_every_number_of_threads)
             EXPECT_EQ(first, x) << n << ' ' << threads;
         }
     }
+}
+
+constexpr std::size_t margin = 3; // of elements right of X that are not its own
+
+enum class diagonal { unit, divides };
+
+// The rows one by one, each by the path's kernel.
+template <class T>
+void substitute_rows(int path, block_view<const T> l, block_view<T> x, diagonal form)
+{
+    for (std::size_t i = 0; i < x.rows; ++i) {
+        numerical::detail::subtract_products_on(path, x.row(i), l.row(i), x.first, x.stride, i,
+                                                x.cols);
+        if (form == diagonal::divides)
+            numerical::detail::divide_row(path, x.row(i), l(i, i), x.cols);
+    }
+}
+
+// What stands above the diagonal is not read, nor the diagonal of a unit triangle.
+template <class T>
+void expect_bits_of_rows(int path, std::size_t rows, std::size_t cols, diagonal form)
+{
+    auto l_store = test::random_vector<T>(rows * (rows + 1), 1);
+    const block_view<T> l{l_store.data(), rows, rows, rows + 1};
+    for (std::size_t i = 0; i < rows; ++i)
+        std::fill_n(l.row(i) + (form == diagonal::unit ? i : i + 1), rows - i, T(std::nan("")));
+    const std::size_t stride = cols + margin;
+    auto expected = test::random_vector<T>(rows * stride, 2);
+    auto got = expected;
+    substitute_rows<T>(path, l, {expected.data(), rows, cols, stride}, form);
+    const block_view<T> x{got.data(), rows, cols, stride};
+    if (form == diagonal::unit)
+        numerical::detail::substitute_unit_lower<T>(path, l, x);
+    else
+        numerical::detail::substitute_lower<T>(path, l, x);
+    ASSERT_EQ(got, expected) << rows << " x " << cols << " path " << path;
+}
+
+TYPED_TEST(triangular, substitution_from_above_has_the_bits_of_rows_one_by_one)
+{
+    for (const int path : test::available_paths())
+        for (const diagonal form : {diagonal::unit, diagonal::divides})
+            for (const std::size_t rows : {1, 2, 3, 4, 5, 7, 8, 11, 12, 31, 32, 64})
+                for (const std::size_t cols : {0, 1, 7, 8, 9, 15, 16, 17, 31, 32, 33, 48, 63, 64})
+                    expect_bits_of_rows<TypeParam>(path, rows, cols, form);
 }
 
 } // namespace
