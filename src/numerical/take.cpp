@@ -64,11 +64,24 @@ struct strided_walk
     }
 };
 
+// With a stride known to the compiler the loop moves more than one element at a time.
+template <std::ptrdiff_t stride, class T>
+T* copy_by_stride(const T* from, std::ptrdiff_t count, T* out)
+{
+    for (std::ptrdiff_t j = 0; j < count; ++j)
+        out[j] = from[j * stride];
+    return out + count;
+}
+
 template <class T>
 T* copy_row(const T* from, const strided_loop& row, T* out)
 {
     if (row.stride == 1)
         return std::copy_n(from, row.count, out);
+    if (row.stride == -1)
+        return copy_by_stride<-1>(from, row.count, out);
+    if (row.stride == 2)
+        return copy_by_stride<2>(from, row.count, out);
     for (std::ptrdiff_t j = 0; j < row.count; ++j)
         out[j] = from[j * row.stride];
     return out + row.count;
