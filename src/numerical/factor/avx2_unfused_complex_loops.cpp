@@ -92,6 +92,21 @@ std::size_t avx2_unfused_subtract_products(double* out, const double* coeffs, co
     return n;
 }
 
+std::size_t avx2_unfused_multiply(double* z, const double* factors, std::size_t step, std::size_t n)
+{
+    const __m256d same = _mm256_broadcast_pd(reinterpret_cast<const __m128d*>(factors));
+    std::size_t i = 0;
+    for (; i + 2 <= n; i += 2) {
+        const __m256d pair = step == 0 ? same : _mm256_loadu_pd(factors + 2 * i);
+        const __m256d imag = _mm256_permute_pd(pair, 0b1111);
+        const __m256d products = product(_mm256_movedup_pd(pair), imag, _mm256_loadu_pd(z + 2 * i));
+        if (holds_nan(products))
+            return i;
+        _mm256_storeu_pd(z + 2 * i, products);
+    }
+    return i;
+}
+
 bool avx2_unfused_conjugate_dots(double* sums, const double* v, const double* rows,
                                  std::size_t row_stride, std::size_t n)
 {

@@ -4,8 +4,6 @@
 #include "numerical/scalar.hpp"
 
 #include <algorithm>
-#include <cmath>
-#include <limits>
 
 namespace numerical::detail {
 namespace {
@@ -69,24 +67,13 @@ void conjugate_dots(int path, complex* sums, const complex* v, const complex* ro
         sums[r] = conjugate_dot(v, rows + r * row_stride, n);
 }
 
-void divide_by_real(complex* z, std::size_t n, double divisor)
+void multiply_full(int path, complex* z, const complex* factors, std::size_t step, std::size_t n)
 {
-    double* const parts = parts_of(z);
-    // Where neither quotient can overflow, which would make the other one NaN.
-    const double limit = std::numeric_limits<double>::max() / 2 * std::min(divisor, 1.0);
-    bool plain = std::isfinite(divisor);
-    for (std::size_t i = 0; i < 2 * n; ++i)
-        plain &= std::abs(parts[i]) <= limit;
-    if (!plain) {
-        for (std::size_t i = 0; i < n; ++i)
-            z[i] /= complex(divisor);
-        return;
-    }
-    for (std::size_t i = 0; i < 2 * n; i += 2) {
-        const double re = parts[i];
-        const double im = parts[i + 1];
-        parts[i] = (re + im * 0.0) / divisor;
-        parts[i + 1] = (im - re * 0.0) / divisor;
+    for (std::size_t i = 0; i < n;) {
+        if (has_avx2_form(path))
+            i += avx2_unfused_multiply(parts_of(z + i), parts_of(factors + i * step), step, n - i);
+        for (const std::size_t end = std::min(i + 2, n); i < end; ++i)
+            z[i] *= factors[i * step];
     }
 }
 

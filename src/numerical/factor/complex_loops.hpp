@@ -23,15 +23,19 @@ void conjugate_dots(int path, std::complex<double>* sums, const std::complex<dou
                     const std::complex<double>* rows, std::size_t row_stride, std::size_t count,
                     std::size_t n);
 
-// z[i] /= (divisor, 0) for a divisor above zero or NaN, as the quotient of C99 Annex G, signs of
-// zero included, whose general way through a scaled modulus takes ten times as long.
-void divide_by_real(std::complex<double>* z, std::size_t n, double divisor);
+// z[i] *= factors[i·step], step 0 or 1.
+void multiply_full(int path, std::complex<double>* z, const std::complex<double>* factors,
+                   std::size_t step, std::size_t n);
 
 // How many leading columns are done: all n, or those before a block with a NaN, which is left as
 // it was.
 std::size_t avx2_unfused_subtract_products(double* out, const double* coeffs, const double* rows,
                                            std::size_t row_stride, std::size_t terms,
                                            std::size_t n);
+
+// How many leading elements are done: an even count, short of a pair with a NaN.
+std::size_t avx2_unfused_multiply(double* z, const double* factors, std::size_t step,
+                                  std::size_t n);
 
 // Four rows; false if a sum is NaN.
 bool avx2_unfused_conjugate_dots(double* sums, const double* v, const double* rows,

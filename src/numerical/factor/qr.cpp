@@ -1,7 +1,9 @@
 #include "numerical/factor/qr.hpp"
 
+#include "numerical/factor/complex_loops.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
@@ -49,6 +51,18 @@ std::vector<T> upper_trapezoid(std::vector<T> a, std::size_t k, std::size_t colu
     return r;
 }
 
+// x[i] *= factors[i·step].
+void multiply(double* x, const double* factors, std::size_t step, std::size_t n)
+{
+    for (std::size_t i = 0; i < n; ++i)
+        x[i] *= factors[i * step];
+}
+
+void multiply(complex* x, const complex* factors, std::size_t step, std::size_t n)
+{
+    multiply_full(gemm_path_current(), x, factors, step, n);
+}
+
 // R and Q with the diagonal of R turned real and non-negative: A = (Q·S)·(Sᴴ·R).
 template <class T>
 void normalize_diagonal(thin_qr<T>& thin, std::size_t rows, std::size_t columns)
@@ -56,13 +70,13 @@ void normalize_diagonal(thin_qr<T>& thin, std::size_t rows, std::size_t columns)
     const std::size_t k = std::min(rows, columns);
     std::vector<T> phases(k);
     for (std::size_t i = 0; i < k; ++i) {
-        phases[i] = phase_of(thin.r[i * columns + i]);
-        for (std::size_t j = i; j < columns; ++j)
-            thin.r[i * columns + j] *= conjugate(phases[i]);
+        T* const diagonal = thin.r.data() + i * columns + i;
+        phases[i] = phase_of(*diagonal);
+        const T conjugated = conjugate(phases[i]);
+        multiply(diagonal, &conjugated, 0, columns - i);
     }
     for (std::size_t i = 0; i < rows; ++i)
-        for (std::size_t j = 0; j < k; ++j)
-            thin.q[i * k + j] *= phases[j];
+        multiply(thin.q.data() + i * k, phases.data(), 1, k);
 }
 
 } // namespace

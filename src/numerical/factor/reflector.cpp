@@ -1,6 +1,7 @@
 #include "numerical/factor/reflector.hpp"
 
 #include "numerical/factor/complex_loops.hpp"
+#include "numerical/factor/divide_row.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
@@ -45,8 +46,8 @@ T reflector_of(std::vector<T>& x, double norm)
     const T reach = phase_of(x[0]) * T(norm);
     x[0] += reach;
     const double length = scaled_norm(x.data(), x.size());
-    for (T& element : x)
-        element /= length;
+    divide_row(gemm_path_current(), reinterpret_cast<double*>(x.data()), length,
+               x.size() * sizeof(T) / sizeof(double));
     return -reach;
 }
 

@@ -15,8 +15,6 @@ namespace detail = numerical::detail;
 
 constexpr double inf = std::numeric_limits<double>::infinity();
 constexpr double greatest = std::numeric_limits<double>::max();
-constexpr double least_normal = std::numeric_limits<double>::min();
-constexpr double least = std::numeric_limits<double>::denorm_min();
 
 // Equality of bits, but that any NaN is as good as another.
 bool same(double a, double b)
@@ -107,21 +105,39 @@ TEST(complex_loops, take_dots_that_recover_infinities)
         }
 }
 
-TEST(complex_loops, divide_by_a_real_number_as_by_a_complex_one)
+void expect_multiplies_as_a_plain_loop(const std::vector<complex>& z,
+                                       const std::vector<complex>& factors, std::size_t step)
 {
-    const std::vector<double> parts{0.0,     -0.0,         1.0,           -3.0,     1e300, -1e-300,
-                                    least,   least_normal, greatest,      inf,      -inf,  NAN,
-                                    1.0 / 3, 7 * least,    -greatest / 3, 0x1p-1000};
-    for (const double divisor : {1.0, 3.0, 0.1, 1e150, 1e-150, 1e300, least_normal, 1e-162, 1.4e154,
-                                 inf, static_cast<double>(NAN)})
-        for (const double re : parts)
-            for (const double im : parts) {
-                const complex z(re, im);
-                std::vector<complex> got{z, z, z};
-                detail::divide_by_real(got.data(), 3, divisor);
-                SCOPED_TRACE(testing::Message() << z << " / " << divisor);
-                expect_same(got, std::vector<complex>(3, z / complex(divisor)));
-            }
+    auto expected = z;
+    for (std::size_t i = 0; i < z.size(); ++i)
+        expected[i] *= factors[i * step];
+    for (const int path : test::available_paths()) {
+        auto got = z;
+        detail::multiply_full(path, got.data(), factors.data(), step, z.size());
+        expect_same(got, expected);
+    }
+}
+
+TEST(complex_loops, multiply_with_the_bits_of_plain_loops)
+{
+    for (std::size_t n = 0; n <= 9; ++n)
+        for (const std::size_t step : {0u, 1u})
+            expect_multiplies_as_a_plain_loop(test::random_vector<complex>(n, 1),
+                                              test::random_vector<complex>(n + 1, 2), step);
+}
+
+TEST(complex_loops, multiply_and_recover_infinities)
+{
+    const std::size_t n = 7;
+    for (std::size_t bad = 0; bad < n; ++bad)
+        for (const complex value : {complex(inf, inf), complex(inf, -0.0), complex(NAN, inf),
+                                    complex(NAN, 1), complex(greatest, greatest)}) {
+            auto z = test::random_vector<complex>(n, 1);
+            z[bad] = value;
+            for (const complex factor : {complex(2, 3), value, complex(0, -0.0)})
+                for (const std::size_t step : {0u, 1u})
+                    expect_multiplies_as_a_plain_loop(z, std::vector<complex>(n, factor), step);
+        }
 }
 
 } // namespace
