@@ -284,6 +284,16 @@ TEST(contraction_path, leaves_outer_products_for_last_however_cheap)
               (contraction_step{2, 3}));
 }
 
+TEST(contraction_path, takes_the_work_of_a_zero_extent_for_the_least)
+{
+    // cd,de and de,ef cost nothing; the first leaves nothing either.
+    const label_extents extents{{'a', 1}, {'b', 2}, {'c', 9}, {'d', 9}, {'e', 0}, {'f', 9}};
+    EXPECT_EQ(contraction_path({"ab", "bc", "cd", "de", "ef"}, "af", extents).front(),
+              (contraction_step{2, 3}));
+    // An outer product with nothing costs nothing: all orders are free, and the first met is taken.
+    EXPECT_EQ(contraction_path({"bc", "de", "cd"}, "be", extents), (steps{{0, 1}, {0, 1}}));
+}
+
 TEST(contraction_path, stays_greedy_to_the_end_of_a_longer_chain)
 {
     // Greedy takes the cheap pair in the middle first; searched, the last four would go otherwise.

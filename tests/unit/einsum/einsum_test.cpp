@@ -160,29 +160,38 @@ TEST(einsum, of_many_operands_with_traces_and_outer_products_is_exact)
     }
 }
 
+template <class T>
+void expect_same_bits_on_all_threads(const test::einsum_case& of, const test::extent_map& map)
+{
+    std::vector<tensor<T>> operands;
+    for (const std::string& labels : of.inputs) {
+        const extents shape = test::shape_of(labels, map);
+        std::size_t size = 1;
+        for (const std::size_t extent : shape)
+            size *= extent;
+        operands.emplace_back(shape, test::random_vector<T>(size, 3));
+    }
+    std::vector<T> first;
+    for (const std::size_t threads : test::thread_counts) {
+        const test::thread_limit limit(threads);
+        const auto found = summed(of.spec(), operands);
+        if (first.empty())
+            first = found.data;
+        EXPECT_TRUE(found.data == first) << of.spec() << " on " << threads;
+    }
+}
+
 TEST(einsum, gives_the_same_bits_at_every_thread_count)
 {
-    const test::extent_map map{{'i', 150}, {'j', 140}, {'k', 130}, {'l', 120}, {'b', 6}};
+    const test::extent_map map{{'i', 150}, {'j', 140}, {'k', 130},
+                               {'l', 120}, {'b', 6},   {'n', 100001}};
     for (const test::einsum_case& of :
          {test::einsum_case{{"ij", "jk"}, "ik"}, test::einsum_case{{"ij", "kj"}, "ki"},
           test::einsum_case{{"bij", "bjk"}, "bik"}, test::einsum_case{{"ij", "jk", "kl"}, "il"},
-          test::einsum_case{{"ijb", "ijb"}, ""}, test::einsum_case{{"ij", "j"}, "i"}}) {
-        std::vector<tensor<complex>> operands;
-        for (const std::string& labels : of.inputs) {
-            const extents shape = test::shape_of(labels, map);
-            std::size_t size = 1;
-            for (const std::size_t extent : shape)
-                size *= extent;
-            operands.emplace_back(shape, test::random_vector<complex>(size, 3));
-        }
-        std::vector<complex> first;
-        for (const std::size_t threads : test::thread_counts) {
-            const test::thread_limit limit(threads);
-            const auto found = summed(of.spec(), operands);
-            if (first.empty())
-                first = found.data;
-            EXPECT_EQ(found.data, first) << of.spec() << " on " << threads;
-        }
+          test::einsum_case{{"ijb", "ijb"}, ""}, test::einsum_case{{"ij", "j"}, "i"},
+          test::einsum_case{{"n", "n"}, ""}}) {
+        expect_same_bits_on_all_threads<double>(of, map);
+        expect_same_bits_on_all_threads<complex>(of, map);
     }
 }
 
@@ -191,11 +200,15 @@ void expect_bits_of_the_whole(std::size_t m, std::size_t n, std::size_t k)
 {
     const tensor<T> a({m, k}, test::random_vector<T>(m * k, 1));
     const tensor<T> b({k, n}, test::random_vector<T>(k * n, 2));
-    std::vector<T> whole(m * n);
-    numerical::detail::gemm(m, n, k, a.data.data(), k, b.data.data(), n, whole.data(), n);
-    for (const std::size_t threads : {1, 2}) {
-        const test::thread_limit limit(threads);
-        EXPECT_TRUE(summed<T>("ij,jk->ik", {a, b}).data == whole) << m << " " << n << " " << k;
+    for (const int path : test::available_paths()) {
+        const test::path_limit path_limit(path);
+        std::vector<T> whole(m * n);
+        numerical::detail::gemm(m, n, k, a.data.data(), k, b.data.data(), n, whole.data(), n);
+        for (const std::size_t threads : {1, 2}) {
+            const test::thread_limit limit(threads);
+            EXPECT_TRUE(summed<T>("ij,jk->ik", {a, b}).data == whole)
+                << m << " " << n << " " << k << " on path " << path;
+        }
     }
 }
 
