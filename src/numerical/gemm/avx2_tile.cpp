@@ -16,6 +16,19 @@ constexpr std::size_t width = 4;
 constexpr std::size_t line = 8; // doubles
 constexpr std::size_t ahead = 128;
 
+// Two vectors of complex numbers to one of their real and one of their imaginary parts; the
+// numbers' order changes on the way, and taken again the step leads back.
+struct vector_pair
+{
+    __m256d first;
+    __m256d second;
+
+    vector_pair apart() const
+    {
+        return {_mm256_unpacklo_pd(first, second), _mm256_unpackhi_pd(first, second)};
+    }
+};
+
 // Row r of the tile and, by recursion, those below: every accumulator has a name of its own, and
 // none is an element of an array or reached through a call, for then it might live in memory.
 template <std::size_t r, std::size_t rows, bool has_second>
@@ -33,14 +46,32 @@ struct tile_rows
         below.load(c + ldc, ldc);
     }
 
+    [[gnu::always_inline]] void take_apart()
+    {
+        const vector_pair parts = vector_pair{first, second}.apart();
+        first = parts.first;
+        second = parts.second;
+        below.take_apart();
+    }
+
     template <class Rows>
-    [[gnu::always_inline]] void add(const Rows& a, __m256d b_first, __m256d b_second)
+    [[gnu::always_inline]] void add(const Rows& a, const vector_pair& b)
     {
         const __m256d scale = _mm256_broadcast_sd(a.template row<r>());
-        first = _mm256_fmadd_pd(scale, b_first, first);
+        first = _mm256_fmadd_pd(scale, b.first, first);
         if constexpr (has_second)
-            second = _mm256_fmadd_pd(scale, b_second, second);
-        below.add(a, b_first, b_second);
+            second = _mm256_fmadd_pd(scale, b.second, second);
+        below.add(a, b);
+    }
+
+    // The products of imaginary parts of A with the parts of B.
+    template <class Rows>
+    [[gnu::always_inline]] void add_imaginary(const Rows& a, const vector_pair& b)
+    {
+        const __m256d scale = _mm256_broadcast_sd(a.template row<r>());
+        first = _mm256_fnmadd_pd(scale, b.second, first);
+        second = _mm256_fmadd_pd(scale, b.first, second);
+        below.add_imaginary(a, b);
     }
 
     [[gnu::always_inline]] void store(double* c, std::size_t ldc) const
@@ -57,8 +88,15 @@ struct tile_rows<rows, rows, has_second>
 {
     [[gnu::always_inline]] void load(const double*, std::size_t) {}
 
+    [[gnu::always_inline]] void take_apart() {}
+
     template <class Rows>
-    [[gnu::always_inline]] void add(const Rows&, __m256d, __m256d)
+    [[gnu::always_inline]] void add(const Rows&, const vector_pair&)
+    {
+    }
+
+    template <class Rows>
+    [[gnu::always_inline]] void add_imaginary(const Rows&, const vector_pair&)
     {
     }
 
@@ -102,31 +140,40 @@ struct some_columns
     __m256d second(const double* b) const { return _mm256_maskload_pd(b + width, second_lanes); }
 };
 
-template <std::size_t rows, class Columns, class Rows>
-[[gnu::always_inline]] inline void add_position(tile_rows<0, rows, Columns::has_second>& sum,
-                                                const Columns& columns, Rows& a, const double*& b,
-                                                std::size_t ldb)
+// What the tile's elements are, and how B's lie: complex ones in a panel are apart already.
+enum class elements { real, complex_apart, complex_in_place };
+
+template <elements kind, class Columns>
+[[gnu::always_inline]] inline vector_pair position_of(const double* b, const Columns& columns)
 {
     __builtin_prefetch(b + ahead);
-    sum.add(a, columns.first(b), columns.second(b));
-    a.advance();
-    b += ldb;
+    if constexpr (kind == elements::complex_apart)
+        return {_mm256_loadu_pd(b), _mm256_loadu_pd(b + width)};
+    const vector_pair position{columns.first(b), columns.second(b)};
+    if constexpr (kind == elements::complex_in_place)
+        return position.apart();
+    else
+        return position;
 }
 
 // Two positions a turn: as fast as one, while four would spill. The turns are cut into a stretch
 // for each row, before which that row of the next tile is asked for: asked for at once, the rows
-// would take every miss buffer and hold up the panels. A function of its own for each shape, so
-// that no shape's registers suffer from another's.
-template <std::size_t rows, class Rows, class Columns>
-[[gnu::noinline]] void run_tile(const tile_operands& t, Columns columns)
+// would take every miss buffer and hold up the panels.
+template <std::size_t rows, class Rows, elements kind, class Columns>
+[[gnu::always_inline]] inline void add_products(tile_rows<0, rows, Columns::has_second>& sum,
+                                                const Columns& columns, const tile_operands& t)
 {
     Rows a(t.a, t.lda);
     const double* b = t.b;
     const double* next = t.next_c;
-    tile_rows<0, rows, Columns::has_second> sum;
-    sum.load(t.c, t.ldc);
+    const auto add_position = [&]() __attribute__((always_inline))
+    {
+        sum.add(a, position_of<kind>(b, columns));
+        a.advance();
+        b += t.ldb;
+    };
     if (t.kc % 2 != 0)
-        add_position(sum, columns, a, b, t.ldb);
+        add_position();
     std::size_t left = t.kc / 2;
     const std::size_t stretches = t.next_c == t.c ? 1 : rows;
     const std::size_t stretch = left / rows;
@@ -136,38 +183,77 @@ template <std::size_t rows, class Rows, class Columns>
         __builtin_prefetch(next + nr - 1);
         const std::size_t after = r == 1 ? 0 : left - stretch;
         for (; left != after; --left) {
-            add_position(sum, columns, a, b, t.ldb);
-            add_position(sum, columns, a, b, t.ldb);
+            add_position();
+            add_position();
         }
+    }
+}
+
+// Of complex rows those were the real parts; now the imaginary ones.
+template <std::size_t rows, class Rows, elements kind, class Columns>
+[[gnu::always_inline]] inline void
+add_imaginary_products(tile_rows<0, rows, Columns::has_second>& sum, const Columns& columns,
+                       const tile_operands& t)
+{
+    Rows a(Rows::imaginary(t.a, t.kc), t.lda);
+    const double* b = t.b;
+    const auto add_position = [&]() __attribute__((always_inline))
+    {
+        sum.add_imaginary(a, position_of<kind>(b, columns));
+        a.advance();
+        b += t.ldb;
+    };
+    if (t.kc % 2 != 0)
+        add_position();
+    for (std::size_t left = t.kc / 2; left != 0; --left) {
+        add_position();
+        add_position();
+    }
+}
+
+// A function of its own for each shape, so that no shape's registers suffer from another's.
+template <std::size_t rows, class Rows, elements kind, class Columns>
+[[gnu::noinline]] void run_tile(const tile_operands& t, Columns columns)
+{
+    tile_rows<0, rows, Columns::has_second> sum;
+    sum.load(t.c, t.ldc);
+    if constexpr (kind == elements::real) {
+        add_products<rows, Rows, kind>(sum, columns, t);
+    } else {
+        sum.take_apart();
+        add_products<rows, Rows, kind>(sum, columns, t);
+        add_imaginary_products<rows, Rows, kind>(sum, columns, t);
+        sum.take_apart();
     }
     double* c = t.c;
     asm("" : "+r"(c)); // the rows' addresses are made anew: kept, they would take registers
     sum.store(c, t.ldc);
 }
 
-template <std::size_t most, class Rows, class Columns>
+template <std::size_t most, class Rows, elements kind, class Columns>
 void run_rows(const tile_operands& t, Columns columns)
 {
     if constexpr (most != 0) {
         if (t.rows == most)
-            return run_tile<most, Rows>(t, columns);
-        run_rows<most - 1, Rows>(t, columns);
+            return run_tile<most, Rows, kind>(t, columns);
+        run_rows<most - 1, Rows, kind>(t, columns);
     }
 }
 
-template <class Rows>
+template <class Rows, elements kind>
 void run_any(const tile_operands& t)
 {
     const auto run = [&t](double* c, std::size_t ldc) {
         tile_operands whole = t;
         whole.c = c;
         whole.ldc = ldc;
-        run_rows<Rows::most, Rows>(whole, some_columns(t.cols));
+        run_rows<Rows::most, Rows, kind>(whole, some_columns(t.cols));
     };
     if (t.cols == nr)
-        return run_rows<Rows::most, Rows>(t, all_columns{});
-    if (t.cols == width)
-        return run_rows<Rows::most, Rows>(t, first_columns{});
+        return run_rows<Rows::most, Rows, kind>(t, all_columns{});
+    if constexpr (kind == elements::real)
+        if (t.cols == width)
+            return run_rows<Rows::most, Rows, kind>(t, first_columns{});
     through_edge<mr, nr>(t.c, t.ldc, t.rows, t.cols, run);
 }
 
@@ -175,12 +261,27 @@ void run_any(const tile_operands& t)
 
 void avx2_tile_f64(const tile_operands& t)
 {
-    run_any<packed_rows<mr>>(t);
+    run_any<packed_rows<mr>, elements::real>(t);
 }
 
 void avx2_tile_in_place_f64(const tile_operands& t)
 {
-    run_any<rows_in_place<mr>>(t);
+    run_any<rows_in_place<mr, 1>, elements::real>(t);
+}
+
+void avx2_tile_c128(const tile_operands& t)
+{
+    run_any<packed_rows<mr>, elements::complex_apart>(t);
+}
+
+void avx2_tile_a_in_place_c128(const tile_operands& t)
+{
+    run_any<rows_in_place<mr, 2>, elements::complex_apart>(t);
+}
+
+void avx2_tile_in_place_c128(const tile_operands& t)
+{
+    run_any<rows_in_place<mr, 2>, elements::complex_in_place>(t);
 }
 
 } // namespace numerical::detail

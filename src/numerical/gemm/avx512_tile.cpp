@@ -11,6 +11,7 @@ namespace numerical::detail {
 namespace {
 
 constexpr std::size_t mr = 12;
+constexpr std::size_t mr_in_place = 8;
 constexpr std::size_t nr = 16;
 constexpr std::size_t width = 8;
 constexpr std::size_t line = 8; // doubles
@@ -47,6 +48,28 @@ struct part_of_second
     }
 };
 
+// Complex columns need both accumulators, however few they are.
+struct part_of_both
+{
+    static constexpr bool has_second = true;
+    __mmask8 first_lanes;
+    __mmask8 second_lanes;
+
+    __m512d load_first(const double* c) const { return _mm512_maskz_loadu_pd(first_lanes, c); }
+
+    __m512d load_second(const double* c) const
+    {
+        return _mm512_maskz_loadu_pd(second_lanes, c + width);
+    }
+
+    void store_first(double* c, __m512d sum) const { _mm512_mask_storeu_pd(c, first_lanes, sum); }
+
+    void store_second(double* c, __m512d sum) const
+    {
+        _mm512_mask_storeu_pd(c + width, second_lanes, sum);
+    }
+};
+
 struct part_of_first
 {
     static constexpr bool has_second = false;
@@ -55,6 +78,19 @@ struct part_of_first
     __m512d load_first(const double* c) const { return _mm512_maskz_loadu_pd(lanes, c); }
 
     void store_first(double* c, __m512d sum) const { _mm512_mask_storeu_pd(c, lanes, sum); }
+};
+
+// Two vectors of complex numbers to one of their real and one of their imaginary parts; the
+// numbers' order changes on the way, and taken again the step leads back.
+struct vector_pair
+{
+    __m512d first;
+    __m512d second;
+
+    vector_pair apart() const
+    {
+        return {_mm512_unpacklo_pd(first, second), _mm512_unpackhi_pd(first, second)};
+    }
 };
 
 // Row r of the tile and, by recursion, those below: every accumulator has a name of its own, and
@@ -74,14 +110,32 @@ struct tile_rows
         below.load(columns, c + ldc, ldc);
     }
 
+    [[gnu::always_inline]] void take_apart()
+    {
+        const vector_pair parts = vector_pair{first, second}.apart();
+        first = parts.first;
+        second = parts.second;
+        below.take_apart();
+    }
+
     template <class Rows>
-    [[gnu::always_inline]] void add(const Rows& a, __m512d b_first, __m512d b_second)
+    [[gnu::always_inline]] void add(const Rows& a, const vector_pair& b)
     {
         const __m512d scale = _mm512_set1_pd(*a.template row<r>());
-        first = _mm512_fmadd_pd(scale, b_first, first);
+        first = _mm512_fmadd_pd(scale, b.first, first);
         if constexpr (Columns::has_second)
-            second = _mm512_fmadd_pd(scale, b_second, second);
-        below.add(a, b_first, b_second);
+            second = _mm512_fmadd_pd(scale, b.second, second);
+        below.add(a, b);
+    }
+
+    // The products of imaginary parts of A with the parts of B.
+    template <class Rows>
+    [[gnu::always_inline]] void add_imaginary(const Rows& a, const vector_pair& b)
+    {
+        const __m512d scale = _mm512_set1_pd(*a.template row<r>());
+        first = _mm512_fnmadd_pd(scale, b.second, first);
+        second = _mm512_fmadd_pd(scale, b.first, second);
+        below.add_imaginary(a, b);
     }
 
     [[gnu::always_inline]] void store(const Columns& columns, double* c, std::size_t ldc) const
@@ -98,44 +152,58 @@ struct tile_rows<rows, rows, Columns>
 {
     [[gnu::always_inline]] void load(const Columns&, const double*, std::size_t) {}
 
+    [[gnu::always_inline]] void take_apart() {}
+
     template <class Rows>
-    [[gnu::always_inline]] void add(const Rows&, __m512d, __m512d)
+    [[gnu::always_inline]] void add(const Rows&, const vector_pair&)
+    {
+    }
+
+    template <class Rows>
+    [[gnu::always_inline]] void add_imaginary(const Rows&, const vector_pair&)
     {
     }
 
     [[gnu::always_inline]] void store(const Columns&, double*, std::size_t) const {}
 };
 
-template <std::size_t rows, class Rows, class Columns>
-[[gnu::always_inline]] inline void add_position(tile_rows<0, rows, Columns>& sum,
-                                                const Columns& columns, Rows& a, const double*& b,
-                                                std::size_t ldb)
+// What the tile's elements are, and how B's lie: complex ones in a panel are apart already.
+enum class elements { real, complex_apart, complex_in_place };
+
+template <elements kind, class Columns>
+[[gnu::always_inline]] inline vector_pair position_of(const double* b, const Columns& columns)
 {
     __builtin_prefetch(b + ahead);
     __builtin_prefetch(b + ahead + line);
-    const __m512d b_first = columns.load_first(b);
-    if constexpr (Columns::has_second)
-        sum.add(a, b_first, columns.load_second(b));
+    if constexpr (kind == elements::complex_apart)
+        return {_mm512_loadu_pd(b), _mm512_loadu_pd(b + width)};
+    const __m512d first = columns.load_first(b);
+    if constexpr (!Columns::has_second)
+        return {first, first};
+    else if constexpr (kind == elements::complex_in_place)
+        return vector_pair{first, columns.load_second(b)}.apart();
     else
-        sum.add(a, b_first, b_first);
-    a.advance();
-    b += ldb;
+        return {first, columns.load_second(b)};
 }
 
 // Two positions a turn: as fast as one, while four would spill. The turns are cut into a stretch
 // for each row, before which that row of the next tile is asked for: asked for at once, the rows
-// would take every miss buffer and hold up the panels. A function of its own for each shape, so
-// that no shape's registers suffer from another's.
-template <std::size_t rows, class Rows, class Columns>
-[[gnu::noinline]] void run_tile(const tile_operands& t, Columns columns)
+// would take every miss buffer and hold up the panels.
+template <std::size_t rows, class Rows, elements kind, class Columns>
+[[gnu::always_inline]] inline void add_products(tile_rows<0, rows, Columns>& sum,
+                                                const Columns& columns, const tile_operands& t)
 {
     Rows a(t.a, t.lda);
     const double* b = t.b;
     const double* next = t.next_c;
-    tile_rows<0, rows, Columns> sum;
-    sum.load(columns, t.c, t.ldc);
+    const auto add_position = [&]() __attribute__((always_inline))
+    {
+        sum.add(a, position_of<kind>(b, columns));
+        a.advance();
+        b += t.ldb;
+    };
     if (t.kc % 2 != 0)
-        add_position(sum, columns, a, b, t.ldb);
+        add_position();
     std::size_t left = t.kc / 2;
     const std::size_t stretches = t.next_c == t.c ? 1 : rows;
     const std::size_t stretch = left / rows;
@@ -145,22 +213,60 @@ template <std::size_t rows, class Rows, class Columns>
         __builtin_prefetch(next + nr - 1);
         const std::size_t after = r == 1 ? 0 : left - stretch;
         for (; left != after; --left) {
-            add_position(sum, columns, a, b, t.ldb);
-            add_position(sum, columns, a, b, t.ldb);
+            add_position();
+            add_position();
         }
+    }
+}
+
+// Of complex rows those were the real parts; now the imaginary ones.
+template <std::size_t rows, class Rows, elements kind, class Columns>
+[[gnu::always_inline]] inline void add_imaginary_products(tile_rows<0, rows, Columns>& sum,
+                                                          const Columns& columns,
+                                                          const tile_operands& t)
+{
+    Rows a(Rows::imaginary(t.a, t.kc), t.lda);
+    const double* b = t.b;
+    const auto add_position = [&]() __attribute__((always_inline))
+    {
+        sum.add_imaginary(a, position_of<kind>(b, columns));
+        a.advance();
+        b += t.ldb;
+    };
+    if (t.kc % 2 != 0)
+        add_position();
+    for (std::size_t left = t.kc / 2; left != 0; --left) {
+        add_position();
+        add_position();
+    }
+}
+
+// A function of its own for each shape, so that no shape's registers suffer from another's.
+template <std::size_t rows, class Rows, elements kind, class Columns>
+[[gnu::noinline]] void run_tile(const tile_operands& t, Columns columns)
+{
+    tile_rows<0, rows, Columns> sum;
+    sum.load(columns, t.c, t.ldc);
+    if constexpr (kind == elements::real) {
+        add_products<rows, Rows, kind>(sum, columns, t);
+    } else {
+        sum.take_apart();
+        add_products<rows, Rows, kind>(sum, columns, t);
+        add_imaginary_products<rows, Rows, kind>(sum, columns, t);
+        sum.take_apart();
     }
     double* c = t.c;
     asm("" : "+r"(c)); // the rows' addresses are made anew: kept, they would take registers
     sum.store(columns, c, t.ldc);
 }
 
-template <std::size_t most, class Rows, class Columns>
+template <std::size_t most, class Rows, elements kind, class Columns>
 void run_rows(const tile_operands& t, Columns columns)
 {
     if constexpr (most != 0) {
         if (t.rows == most)
-            return run_tile<most, Rows>(t, columns);
-        run_rows<most - 1, Rows>(t, columns);
+            return run_tile<most, Rows, kind>(t, columns);
+        run_rows<most - 1, Rows, kind>(t, columns);
     }
 }
 
@@ -171,26 +277,53 @@ __mmask8 first_lanes(std::size_t count)
 }
 
 template <class Rows>
-void run_any(const tile_operands& t)
+void run_real(const tile_operands& t)
 {
     if (t.cols == nr)
-        run_rows<Rows::most, Rows>(t, both_vectors{});
+        run_rows<Rows::most, Rows, elements::real>(t, both_vectors{});
     else if (t.cols > width)
-        run_rows<Rows::most, Rows>(t, part_of_second{first_lanes(t.cols - width)});
+        run_rows<Rows::most, Rows, elements::real>(t, part_of_second{first_lanes(t.cols - width)});
     else
-        run_rows<Rows::most, Rows>(t, part_of_first{first_lanes(t.cols)});
+        run_rows<Rows::most, Rows, elements::real>(t, part_of_first{first_lanes(t.cols)});
+}
+
+template <class Rows, elements kind>
+void run_complex(const tile_operands& t)
+{
+    if (t.cols == nr)
+        run_rows<Rows::most, Rows, kind>(t, both_vectors{});
+    else if (t.cols > width)
+        run_rows<Rows::most, Rows, kind>(
+            t, part_of_both{first_lanes(width), first_lanes(t.cols - width)});
+    else
+        run_rows<Rows::most, Rows, kind>(t, part_of_both{first_lanes(t.cols), first_lanes(0)});
 }
 
 } // namespace
 
 void avx512_tile_f64(const tile_operands& t)
 {
-    run_any<packed_rows<mr>>(t);
+    run_real<packed_rows<mr>>(t);
 }
 
 void avx512_tile_in_place_f64(const tile_operands& t)
 {
-    run_any<rows_in_place<8>>(t);
+    run_real<rows_in_place<mr_in_place, 1>>(t);
+}
+
+void avx512_tile_c128(const tile_operands& t)
+{
+    run_complex<packed_rows<mr>, elements::complex_apart>(t);
+}
+
+void avx512_tile_a_in_place_c128(const tile_operands& t)
+{
+    run_complex<rows_in_place<mr_in_place, 2>, elements::complex_apart>(t);
+}
+
+void avx512_tile_in_place_c128(const tile_operands& t)
+{
+    run_complex<rows_in_place<mr_in_place, 2>, elements::complex_in_place>(t);
 }
 
 } // namespace numerical::detail

@@ -53,6 +53,17 @@ struct blocking<avx2_tile_kernel>
 };
 
 template <>
+struct blocking<avx512_complex_tile_kernel> : blocking<avx512_tile_kernel>
+{
+};
+
+template <>
+struct blocking<avx2_complex_tile_kernel> : blocking<avx2_tile_kernel>
+{
+    static constexpr std::size_t in_place_rows = 8;
+};
+
+template <>
 struct blocking<vector_tile_kernel<double>>
 {
     static constexpr std::size_t mr = gemm_mr;

@@ -16,9 +16,8 @@ namespace numerical::detail {
 
 namespace {
 
-// Tiles pay from 8 inner positions and about 512 products on.
-constexpr std::size_t least_depth = 8;
-constexpr std::size_t least_products = 512;
+// A direct product of no more is too little to ask the pool.
+constexpr std::size_t serial_products_by_rows = 512;
 
 // c[j] += sum over l of a[l]·b[l·ldb + j] for j < n.
 template <class T>
@@ -55,7 +54,7 @@ void gemm_rows(std::size_t m, std::size_t n, std::size_t k, const T* a, std::siz
         else
             multiply_row(n, k, a + i * lda, b, ldb, c + i * ldc);
     };
-    if (m * n * k <= least_products) // too little to ask the pool
+    if (m * n * k <= serial_products_by_rows)
         for (std::size_t i = 0; i < m; ++i)
             multiply_one(i);
     else
@@ -68,11 +67,6 @@ template void gemm_rows(std::size_t, std::size_t, std::size_t, const complex*, s
                         const complex*, std::size_t, complex*, std::size_t);
 
 namespace {
-
-bool worth_tiles(std::size_t m, std::size_t n, std::size_t k)
-{
-    return k >= least_depth && m * n >= (k + least_products - 1) / k;
-}
 
 using packed_product = void (*)(std::size_t, std::size_t, std::size_t, const double*, std::size_t,
                                 const double*, std::size_t, double*, std::size_t);

@@ -16,6 +16,14 @@ template <class T>
 void gemm(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
           std::size_t ldb, T* c, std::size_t ldc);
 
+// Tiles pay from 8 inner positions and about 512 products on.
+inline bool worth_tiles(std::size_t m, std::size_t n, std::size_t k)
+{
+    constexpr std::size_t least_depth = 8;
+    constexpr std::size_t least_products = 512;
+    return k >= least_depth && m * n >= (k + least_products - 1) / k;
+}
+
 // The ways that gemm chooses among, besides the packed one, with its arguments.
 
 // The direct way, row by row of C, for products too small or too thin for tiles: products and sums
@@ -24,13 +32,14 @@ template <class T>
 void gemm_rows(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
                std::size_t ldb, T* c, std::size_t ldc);
 
-// The complex product as a real one, twice as large in two dimensions, so that the real tiles do
-// the work without shuffling parts:
+// The complex product as two real ones, on B and C as they lie, real and imaginary parts in turns,
+// so that real tiles do the work:
 //
-//     [Re C | Im C] += [Re A | -Im A] · [ Re B |  Im B ]
-//                                       [ Im B | -Re B ]
+//     C += Re A · B + Im A · iB
 //
-// Infinities and NaN behave as real arithmetic makes them: no infinity is recovered.
+// To each element of C a block of up to 256 positions adds first its products with the real parts
+// of A, then those with the imaginary ones. Infinities and NaN behave as real arithmetic makes
+// them: no infinity is recovered.
 void gemm_split(std::size_t m, std::size_t n, std::size_t k, const std::complex<double>* a,
                 std::size_t lda, const std::complex<double>* b, std::size_t ldb,
                 std::complex<double>* c, std::size_t ldc);

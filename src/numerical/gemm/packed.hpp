@@ -77,17 +77,23 @@ void product_block<Kernel, T>::pack(const packing_storage<T>& panels)
     const auto pack_part = [&](std::size_t t) {
         if (t < groups_of_b) {
             const std::size_t first = t * group_cols;
-            pack_b<nr>(b.first, b.stride, first, std::min(first + group_cols, cols), depth,
-                       panels.b);
+            const std::size_t last = std::min(first + group_cols, cols);
+            if constexpr (Kernel::parts == 2)
+                pack_parts_of_b<nr>(b.first, b.stride, first, last, depth, panels.b);
+            else
+                pack_b<nr>(b.first, b.stride, first, last, depth, panels.b);
         } else {
             const std::size_t first = (t - groups_of_b) * tile_of::pack_rows;
-            pack_a<mr>(a.first, a.stride, first, std::min(first + tile_of::pack_rows, rows), depth,
-                       panels.a);
+            const std::size_t last = std::min(first + tile_of::pack_rows, rows);
+            if constexpr (Kernel::parts == 2)
+                pack_parts_of_a<mr>(a.first, a.stride, first, last, depth, panels.a);
+            else
+                pack_a<mr>(a.first, a.stride, first, last, depth, panels.a);
         }
     };
     parallel_for(groups_of_b + parts_of_a, depth * tile_of::pack_work, pack_part);
     if (!a.in_place)
-        a = {panels.a, depth, mr, false};
+        a = {panels.a, Kernel::parts * depth, mr, false};
     if (!b.in_place)
         b = {panels.b, depth, nr, false};
 }
@@ -105,7 +111,7 @@ std::size_t product_block<Kernel, T>::rows_per_task() const
 template <class Kernel, class T>
 void product_block<Kernel, T>::multiply() const
 {
-    if (rows * cols * depth < serial_products) {
+    if (rows * cols * depth * Kernel::parts < serial_products) {
         for (std::size_t g = 0; g < groups(); ++g)
             multiply_group(0, rows, g * group_cols);
         return;
@@ -116,7 +122,7 @@ void product_block<Kernel, T>::multiply() const
         multiply_group(first, std::min(first + task_rows, rows), t % groups() * group_cols);
     };
     parallel_for(groups() * ceil_div(rows, task_rows),
-                 depth * task_rows * tile_of::tile_work_16 / 16, multiply_part);
+                 Kernel::parts * depth * task_rows * tile_of::tile_work_16 / 16, multiply_part);
 }
 
 template <class Kernel, class T>
@@ -124,7 +130,7 @@ void product_block<Kernel, T>::run_tile(const tile_operands_of<T>& operands) con
 {
     if constexpr (tile_of::in_place_cols != 0)
         if (a.in_place)
-            return Kernel::tile_in_place(operands);
+            return b.in_place ? Kernel::tile_in_place(operands) : Kernel::tile_a_in_place(operands);
     Kernel::tile(operands);
 }
 
@@ -154,33 +160,38 @@ void product_block<Kernel, T>::multiply_group(std::size_t first_row, std::size_t
 }
 
 // Operands that few tiles use are read where they lie: a packed copy would cost more than it saves.
-// Rows of A a multiple of 4 KiB apart would meet in one set of the first cache.
+// Rows of A a multiple of 4 KiB apart would meet in one set of the first cache. Complex tiles that
+// find B in place find A so too.
 template <class Kernel>
-bool reads_a_in_place(std::size_t n, std::size_t lda)
+bool reads_a_in_place(std::size_t m, std::size_t n, std::size_t lda)
 {
-    return n <= blocking<Kernel>::in_place_cols && lda % 512 != 0;
+    using tile_of = blocking<Kernel>;
+    const bool with_b = Kernel::parts == 2 && m <= tile_of::in_place_rows;
+    return (n <= tile_of::in_place_cols || with_b) && lda % 512 != 0;
 }
 
 template <class Kernel>
-bool reads_b_in_place(std::size_t m)
+bool reads_b_in_place(std::size_t m, bool a_in_place)
 {
-    return m <= blocking<Kernel>::in_place_rows;
+    return m <= blocking<Kernel>::in_place_rows && (Kernel::parts == 1 || a_in_place);
 }
 
+// For a complex kernel all operands are doubles, B and C of twice the columns: n, the strides and
+// the pointers are theirs, while k counts complex positions.
 template <class Kernel, class T>
 void gemm_packed(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda,
                  const T* b, std::size_t ldb, T* c, std::size_t ldc)
 {
     using tile_of = blocking<Kernel>;
-    const bool a_in_place = reads_a_in_place<Kernel>(n, lda);
-    const bool b_in_place = reads_b_in_place<Kernel>(m);
+    const bool a_in_place = reads_a_in_place<Kernel>(m, n, lda);
+    const bool b_in_place = reads_b_in_place<Kernel>(m, a_in_place);
     const auto multiply_blocks = [&](const auto& pack) {
         for (std::size_t j = 0; j < n; j += tile_of::nc)
             for (std::size_t p = 0; p < k; p += tile_of::kc) {
                 product_block<Kernel, T> block{m,
                                                std::min(n - j, tile_of::nc),
                                                std::min(k - p, tile_of::kc),
-                                               {a + p, lda, lda, a_in_place},
+                                               {a + Kernel::parts * p, lda, lda, a_in_place},
                                                {b + p * ldb + j, 1, ldb, b_in_place},
                                                c + j,
                                                ldc};
@@ -192,7 +203,7 @@ void gemm_packed(std::size_t m, std::size_t n, std::size_t k, const T* a, std::s
         return multiply_blocks([](const auto&) {});
     const std::size_t depth = std::min(k, tile_of::kc);
     const std::size_t width = std::min(n, tile_of::nc);
-    const packing_storage<T> panels(ceil_div(m, tile_of::mr) * tile_of::mr * depth,
+    const packing_storage<T> panels(ceil_div(m, tile_of::mr) * tile_of::mr * depth * Kernel::parts,
                                     ceil_div(width, tile_of::nr) * tile_of::nr * depth);
     multiply_blocks([&](auto& block) { block.pack(panels); });
 }

@@ -3,6 +3,7 @@
 #include "numerical/storage.hpp"
 
 #include <algorithm>
+#include <array>
 #include <complex>
 #include <cstdint>
 #include <emmintrin.h>
@@ -104,6 +105,58 @@ void pack_a(const T* a, std::size_t lda, std::size_t first, std::size_t last, st
     }
 }
 
+namespace {
+
+// One pair of panels of `rows` whole rows, two rows at a time.
+template <std::size_t mr>
+void pack_parts_panel(const double* a, std::size_t lda, std::size_t depth, double* real,
+                      double* imaginary)
+{
+    for (std::size_t p = 0; p < depth; ++p, real += mr, imaginary += mr)
+        for (std::size_t r = 0; r < mr; r += 2) {
+            const __m128d upper = _mm_loadu_pd(a + r * lda + 2 * p);
+            const __m128d lower = _mm_loadu_pd(a + (r + 1) * lda + 2 * p);
+            _mm_storeu_pd(real + r, _mm_unpacklo_pd(upper, lower));
+            _mm_storeu_pd(imaginary + r, _mm_unpackhi_pd(upper, lower));
+        }
+}
+
+} // namespace
+
+template <std::size_t mr>
+void pack_parts_of_a(const double* a, std::size_t lda, std::size_t first, std::size_t last,
+                     std::size_t depth, double* panels)
+{
+    for (std::size_t i = first; i < last; i += mr) {
+        double* const real = panels + i * 2 * depth;
+        double* const imaginary = real + depth * mr;
+        if (i + mr <= last) {
+            pack_parts_panel<mr>(a + i * lda, lda, depth, real, imaginary);
+            continue;
+        }
+        for (std::size_t p = 0; p < depth; ++p)
+            for (std::size_t r = 0; r < mr; ++r) {
+                const double* const from = a + (i + r) * lda + 2 * p;
+                real[p * mr + r] = i + r < last ? from[0] : 0;
+                imaginary[p * mr + r] = i + r < last ? from[1] : 0;
+            }
+    }
+}
+
+namespace {
+
+// Rows of B may be a page apart, where the processor doesn't look ahead by itself.
+constexpr std::size_t rows_ahead = 8;
+
+template <std::size_t nr, class T>
+void ask_for(const T* position)
+{
+    for (std::size_t at = 0; at < nr; at += line / sizeof(T))
+        __builtin_prefetch(position + at);
+}
+
+} // namespace
+
 // Row by row over all the panels, so that B is read along its lines.
 template <std::size_t nr, class T>
 void pack_b(const T* b, std::size_t ldb, std::size_t first, std::size_t last, std::size_t depth,
@@ -112,11 +165,49 @@ void pack_b(const T* b, std::size_t ldb, std::size_t first, std::size_t last, st
     const std::size_t whole_end = last - (last - first) % nr;
     for (std::size_t p = 0; p < depth; ++p) {
         const T* const row = b + p * ldb;
-        for (std::size_t j = first; j < whole_end; j += nr)
+        const T* const later = b + std::min(p + rows_ahead, depth - 1) * ldb;
+        for (std::size_t j = first; j < whole_end; j += nr) {
+            ask_for<nr>(later + j);
             std::copy_n(row + j, nr, panels + j * depth + p * nr);
+        }
         if (whole_end < last) {
             T* const position = panels + whole_end * depth + p * nr;
             std::fill(std::copy(row + whole_end, row + last, position), position + nr, T(0));
+        }
+    }
+}
+
+namespace {
+
+template <std::size_t nr>
+void take_apart(const double* row, double* position)
+{
+    for (std::size_t j = 0; j < nr / 2; j += 2) {
+        const __m128d one = _mm_loadu_pd(row + j);
+        const __m128d other = _mm_loadu_pd(row + nr / 2 + j);
+        _mm_storeu_pd(position + j, _mm_unpacklo_pd(one, other));
+        _mm_storeu_pd(position + nr / 2 + j, _mm_unpackhi_pd(one, other));
+    }
+}
+
+} // namespace
+
+template <std::size_t nr>
+void pack_parts_of_b(const double* b, std::size_t ldb, std::size_t first, std::size_t last,
+                     std::size_t depth, double* panels)
+{
+    const std::size_t whole_end = last - (last - first) % nr;
+    std::array<double, nr> rest{};
+    for (std::size_t p = 0; p < depth; ++p) {
+        const double* const row = b + p * ldb;
+        const double* const later = b + std::min(p + rows_ahead, depth - 1) * ldb;
+        for (std::size_t j = first; j < whole_end; j += nr) {
+            ask_for<nr>(later + j);
+            take_apart<nr>(row + j, panels + j * depth + p * nr);
+        }
+        if (whole_end < last) {
+            std::copy(row + whole_end, row + last, rest.begin());
+            take_apart<nr>(rest.data(), panels + whole_end * depth + p * nr);
         }
     }
 }
@@ -127,6 +218,14 @@ template void pack_a<6>(const double*, std::size_t, std::size_t, std::size_t, st
 template void pack_a<4>(const double*, std::size_t, std::size_t, std::size_t, std::size_t, double*);
 template void pack_a<4>(const std::complex<double>*, std::size_t, std::size_t, std::size_t,
                         std::size_t, std::complex<double>*);
+template void pack_parts_of_a<12>(const double*, std::size_t, std::size_t, std::size_t, std::size_t,
+                                  double*);
+template void pack_parts_of_a<6>(const double*, std::size_t, std::size_t, std::size_t, std::size_t,
+                                 double*);
+template void pack_parts_of_b<16>(const double*, std::size_t, std::size_t, std::size_t, std::size_t,
+                                  double*);
+template void pack_parts_of_b<8>(const double*, std::size_t, std::size_t, std::size_t, std::size_t,
+                                 double*);
 template void pack_b<16>(const double*, std::size_t, std::size_t, std::size_t, std::size_t,
                          double*);
 template void pack_b<8>(const double*, std::size_t, std::size_t, std::size_t, std::size_t, double*);

@@ -36,9 +36,22 @@ template <std::size_t mr, class T>
 void pack_a(const T* a, std::size_t lda, std::size_t first, std::size_t last, std::size_t depth,
             T* panels);
 
+// The same for complex rows, lda in doubles: a panel of the real parts, then one of the imaginary
+// parts.
+template <std::size_t mr>
+void pack_parts_of_a(const double* a, std::size_t lda, std::size_t first, std::size_t last,
+                     std::size_t depth, double* panels);
+
 // Columns `first` to `last` of B's block, which begins at `b` and has `depth` rows, into panels.
 template <std::size_t nr, class T>
 void pack_b(const T* b, std::size_t ldb, std::size_t first, std::size_t last, std::size_t depth,
             T* panels);
+
+// The same for complex columns, all in doubles: a position of a panel holds the real parts of its
+// numbers and then the imaginary ones, in the order in which interleaving the halves of a vector
+// leaves them: 0, h, 1, h + 1, ... where the panel has 2·h numbers.
+template <std::size_t nr>
+void pack_parts_of_b(const double* b, std::size_t ldb, std::size_t first, std::size_t last,
+                     std::size_t depth, double* panels);
 
 } // namespace numerical::detail

@@ -1,6 +1,7 @@
 #pragma once
 
 // Where a tile finds its rows of A. Included by kernel files: no library headers but <cstddef>.
+// Of complex rows these are the real parts; the imaginary ones begin at `imaginary`.
 
 #include <cstddef>
 
@@ -23,11 +24,17 @@ struct packed_rows
     }
 
     void advance() { first += mr; }
+
+    // The panel of the imaginary parts follows.
+    static const double* imaginary(const double* panel, std::size_t depth)
+    {
+        return panel + depth * mr;
+    }
 };
 
-// A where it lies. Every third row has a pointer and the two after it are reached by an index: a
-// pointer for each row would be more than there are registers.
-template <std::size_t mr>
+// A where it lies, its positions `step` doubles apart. Every third row has a pointer and the two
+// after it are reached by an index: a pointer for each row would be more than there are registers.
+template <std::size_t mr, std::size_t step>
 struct rows_in_place
 {
     static constexpr std::size_t most = mr;
@@ -54,10 +61,12 @@ struct rows_in_place
 
     void advance()
     {
-        ++row0;
-        ++row3;
-        ++row6;
+        row0 += step;
+        row3 += step;
+        row6 += step;
     }
+
+    static const double* imaginary(const double* a, std::size_t /*depth*/) { return a + 1; }
 };
 
 } // namespace

@@ -1,10 +1,10 @@
 #include "numerical/gemm/gemm.hpp"
 
-#include "numerical/runtime/parallel_for.hpp"
+#include "numerical/gemm/packed.hpp"
+#include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
 
 #include <algorithm>
-#include <memory>
 
 namespace numerical::detail {
 namespace {
@@ -12,59 +12,29 @@ namespace {
 constexpr std::size_t block_depth = 256;
 constexpr std::size_t block_cols = 512;
 
-// [Re C | Im C], row by row.
-void split_c(std::size_t rows, std::size_t cols, const complex* c, std::size_t ldc, double* parts)
+// A block too small for tiles: the products one by one, over [Re A | Im A] and B above iB.
+void multiply_directly(std::size_t m, std::size_t cols, std::size_t depth, const complex* a,
+                       std::size_t lda, const complex* b, std::size_t ldb, complex* c,
+                       std::size_t ldc)
 {
-    const auto split_row = [=](std::size_t i) {
-        double* const out = parts + i * 2 * cols;
-        for (std::size_t j = 0; j < cols; ++j) {
-            out[j] = c[i * ldc + j].real();
-            out[cols + j] = c[i * ldc + j].imag();
-        }
-    };
-    parallel_for(rows, cols, split_row);
-}
-
-void join_c(std::size_t rows, std::size_t cols, const double* parts, complex* c, std::size_t ldc)
-{
-    const auto join_row = [=](std::size_t i) {
-        const double* const in = parts + i * 2 * cols;
-        for (std::size_t j = 0; j < cols; ++j)
-            c[i * ldc + j] = {in[j], in[cols + j]};
-    };
-    parallel_for(rows, cols, join_row);
-}
-
-// [Re A | -Im A], row by row.
-void split_a(std::size_t rows, std::size_t depth, const complex* a, std::size_t lda, double* parts)
-{
-    const auto split_row = [=](std::size_t i) {
-        double* const out = parts + i * 2 * depth;
+    const packing_storage<double> parts(m * 2 * depth, 2 * depth * 2 * cols);
+    for (std::size_t i = 0; i < m; ++i)
         for (std::size_t p = 0; p < depth; ++p) {
-            out[p] = a[i * lda + p].real();
-            out[depth + p] = -a[i * lda + p].imag();
+            parts.a[i * 2 * depth + p] = a[i * lda + p].real();
+            parts.a[i * 2 * depth + depth + p] = a[i * lda + p].imag();
         }
-    };
-    parallel_for(rows, depth, split_row);
-}
-
-// [  Re B | Im B ]
-// [ Im B | -Re B ]; each index writes a row of both halves.
-void split_b(std::size_t depth, std::size_t cols, const complex* b, std::size_t ldb, double* parts)
-{
-    const auto split_position = [=](std::size_t p) {
-        double* const upper = parts + p * 2 * cols;
-        double* const lower = parts + (depth + p) * 2 * cols;
+    for (std::size_t p = 0; p < depth; ++p)
         for (std::size_t j = 0; j < cols; ++j) {
-            const double re = b[p * ldb + j].real();
-            const double im = b[p * ldb + j].imag();
-            upper[j] = re;
-            upper[cols + j] = im;
-            lower[j] = im;
-            lower[cols + j] = -re;
+            const complex value = b[p * ldb + j];
+            double* const as_it_is = parts.b + p * 2 * cols + 2 * j;
+            double* const times_i = as_it_is + depth * 2 * cols;
+            as_it_is[0] = value.real();
+            as_it_is[1] = value.imag();
+            times_i[0] = -value.imag();
+            times_i[1] = value.real();
         }
-    };
-    parallel_for(depth, 2 * cols, split_position);
+    gemm_rows<double>(m, 2 * cols, 2 * depth, parts.a, 2 * depth, parts.b, 2 * cols,
+                      reinterpret_cast<double*>(c), 2 * ldc);
 }
 
 } // namespace
@@ -72,23 +42,22 @@ void split_b(std::size_t depth, std::size_t cols, const complex* b, std::size_t 
 void gemm_split(std::size_t m, std::size_t n, std::size_t k, const complex* a, std::size_t lda,
                 const complex* b, std::size_t ldb, complex* c, std::size_t ldc)
 {
-    const std::size_t most_depth = std::min(k, block_depth);
-    const std::size_t most_cols = std::min(n, block_cols);
-    // Plain arrays: every element is written before it is read.
-    const std::unique_ptr<double[]> real_a(new double[m * 2 * most_depth]);
-    const std::unique_ptr<double[]> real_b(new double[2 * most_depth * 2 * most_cols]);
-    const std::unique_ptr<double[]> real_c(new double[m * 2 * most_cols]);
+    const auto by_tiles = gemm_path_current() == avx512_path
+                              ? gemm_packed<avx512_complex_tile_kernel, double>
+                              : gemm_packed<avx2_complex_tile_kernel, double>;
     for (std::size_t j = 0; j < n; j += block_cols) {
         const std::size_t cols = std::min(n - j, block_cols);
-        split_c(m, cols, c + j, ldc, real_c.get());
         for (std::size_t p = 0; p < k; p += block_depth) {
             const std::size_t depth = std::min(k - p, block_depth);
-            split_a(m, depth, a + p, lda, real_a.get());
-            split_b(depth, cols, b + p * ldb + j, ldb, real_b.get());
-            gemm<double>(m, 2 * cols, 2 * depth, real_a.get(), 2 * depth, real_b.get(), 2 * cols,
-                         real_c.get(), 2 * cols);
+            const complex* const a_block = a + p;
+            const complex* const b_block = b + p * ldb + j;
+            if (worth_tiles(m, 2 * cols, 2 * depth))
+                by_tiles(m, 2 * cols, depth, reinterpret_cast<const double*>(a_block), 2 * lda,
+                         reinterpret_cast<const double*>(b_block), 2 * ldb,
+                         reinterpret_cast<double*>(c + j), 2 * ldc);
+            else
+                multiply_directly(m, cols, depth, a_block, lda, b_block, ldb, c + j, ldc);
         }
-        join_c(m, cols, real_c.get(), c + j, ldc);
     }
 }
 

@@ -45,26 +45,60 @@ void avx512_tile_in_place_f64(const tile_operands& t);
 void avx2_tile_f64(const tile_operands& t);
 void avx2_tile_in_place_f64(const tile_operands& t);
 
+// The same for complex operands, by their parts: kc counts complex positions, all else doubles. C
+// is as it lies, real and imaginary parts in turns. A packed panel of A holds the real parts of all
+// positions, then the imaginary ones; a position of a packed panel of B half a vector's real parts
+// with another's in turns, then their imaginary parts. To each element of C first the products with
+// the real parts of A are added, in ascending order of p, then those with the imaginary parts.
+void avx512_tile_c128(const tile_operands& t);
+void avx512_tile_a_in_place_c128(const tile_operands& t); // B is packed
+void avx512_tile_in_place_c128(const tile_operands& t);   // as B is
+void avx2_tile_c128(const tile_operands& t);
+void avx2_tile_a_in_place_c128(const tile_operands& t);
+void avx2_tile_in_place_c128(const tile_operands& t);
+
 // The portable sums: product and sum each rounded, complex products with C99 recovery.
 template <class T>
 void gemm_kernel(std::size_t kc, const T* a, const T* b, std::size_t ldb,
                  std::array<T, gemm_mr * gemm_nr<T>>& acc);
 
+// `parts` real numbers make an element.
 struct avx512_tile_kernel
 {
+    static constexpr std::size_t parts = 1;
     static constexpr auto tile = avx512_tile_f64;
+    static constexpr auto tile_a_in_place = avx512_tile_in_place_f64;
     static constexpr auto tile_in_place = avx512_tile_in_place_f64;
 };
 
 struct avx2_tile_kernel
 {
+    static constexpr std::size_t parts = 1;
     static constexpr auto tile = avx2_tile_f64;
+    static constexpr auto tile_a_in_place = avx2_tile_in_place_f64;
     static constexpr auto tile_in_place = avx2_tile_in_place_f64;
+};
+
+struct avx512_complex_tile_kernel
+{
+    static constexpr std::size_t parts = 2;
+    static constexpr auto tile = avx512_tile_c128;
+    static constexpr auto tile_a_in_place = avx512_tile_a_in_place_c128;
+    static constexpr auto tile_in_place = avx512_tile_in_place_c128;
+};
+
+struct avx2_complex_tile_kernel
+{
+    static constexpr std::size_t parts = 2;
+    static constexpr auto tile = avx2_tile_c128;
+    static constexpr auto tile_a_in_place = avx2_tile_a_in_place_c128;
+    static constexpr auto tile_in_place = avx2_tile_in_place_c128;
 };
 
 template <class T>
 struct vector_tile_kernel
 {
+    static constexpr std::size_t parts = 1;
     static void tile(const tile_operands_of<T>& t);
 };
 

@@ -145,4 +145,41 @@ TEST(packing_panels, of_b_hold_columns_side_by_side_and_zeros_beyond)
     }
 }
 
+TEST(packing_panels, of_complex_a_hold_real_parts_then_imaginary_ones)
+{
+    constexpr std::size_t lda = 11;
+    const auto a = test::integer_vector<complex>(20 * lda, 3);
+    const auto* const parts = reinterpret_cast<const double*>(a.data());
+    for (std::size_t rows = 1; rows <= 14; ++rows)
+        for (const std::size_t depth : {1UL, 2UL, 7UL, 8UL}) {
+            std::vector<double> panels((rows + 5) / 6 * 6 * 2 * depth, -99.0);
+            pack_parts_of_a<6>(parts, 2 * lda, 0, rows, depth, panels.data());
+            for (std::size_t at = 0; at < panels.size(); ++at) {
+                const std::size_t i = at / (12 * depth) * 6 + at % 6;
+                const bool imaginary = at % (12 * depth) >= 6 * depth;
+                const complex element = i < rows ? a[i * lda + at % (6 * depth) / 6] : complex(0);
+                ASSERT_EQ(panels[at], imaginary ? element.imag() : element.real());
+            }
+        }
+}
+
+TEST(packing_panels, of_complex_b_interleave_the_real_parts_of_both_vectors_then_the_imaginary)
+{
+    constexpr std::size_t ldb = 30;
+    constexpr std::size_t depth = 11;
+    const auto b = test::integer_vector<complex>(depth * ldb, 4);
+    const auto* const parts = reinterpret_cast<const double*>(b.data());
+    for (std::size_t cols = 1; cols <= 26; ++cols) {
+        std::vector<double> panels((cols + 7) / 8 * 16 * depth, -99.0);
+        pack_parts_of_b<16>(parts, 2 * ldb, 0, 2 * cols, depth, panels.data());
+        for (std::size_t at = 0; at < panels.size(); ++at) {
+            const std::size_t lane = at % 8;
+            const std::size_t j = at / (16 * depth) * 8 + lane / 2 + lane % 2 * 4;
+            const std::size_t p = at % (16 * depth) / 16;
+            const complex element = j < cols ? b[p * ldb + j] : complex(0);
+            ASSERT_EQ(panels[at], at % 16 >= 8 ? element.imag() : element.real());
+        }
+    }
+}
+
 } // namespace
