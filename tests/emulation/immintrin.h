@@ -129,6 +129,19 @@ static inline __m512d _mm512_unpacklo_pd(__m512d a, __m512d b)
         {a.lane[0], b.lane[0], a.lane[2], b.lane[2], a.lane[4], b.lane[4], a.lane[6], b.lane[6]}};
 }
 
+// 128-bit lanes: two of a, then two of b, as the four pairs of bits of `which` say.
+static inline __m512d _mm512_shuffle_f64x2(__m512d a, __m512d b, int which)
+{
+    __m512d out;
+    for (int q = 0; q < 4; ++q) {
+        const int from = 2 * ((which >> (2 * q)) & 3);
+        const __m512d& source = q < 2 ? a : b;
+        out.lane[2 * q] = source.lane[from];
+        out.lane[2 * q + 1] = source.lane[from + 1];
+    }
+    return out;
+}
+
 static inline __m512d _mm512_unpackhi_pd(__m512d a, __m512d b)
 {
     return {

@@ -6,19 +6,22 @@
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/svd/column_sums.hpp"
 #include "numerical/svd/row_dots.hpp"
+#include "numerical/svd/thin_product.hpp"
 
 #include <algorithm>
 #include <array>
 #include <complex>
+#include <cstdint>
 #include <utility>
 
 namespace numerical::detail {
 namespace {
 
-constexpr std::size_t tile_doubles = 64; // a tile of the matrix, all rows, stays in the L2 cache
 constexpr std::size_t tiles_per_group = 2;
 constexpr std::size_t rows_per_index = 64;
+constexpr std::size_t line_bytes = 64;
 
 template <class T>
 bool is_zero(const T* x, std::size_t n)
@@ -32,6 +35,54 @@ void conjugate_all(std::vector<T>& x)
     for (T& element : x)
         element = conjugate(element);
 }
+
+// x[j] -= Σₜ coefficients[t]·rows[t·stride + j].
+void subtract_rows(int path, double* x, const double* coefficients, const double* rows,
+                   std::size_t stride, std::size_t count, std::size_t n)
+{
+    subtract_products_on(path, x, coefficients, rows, stride, count, n);
+}
+
+void subtract_rows(int path, complex* x, const complex* coefficients, const complex* rows,
+                   std::size_t stride, std::size_t count, std::size_t n)
+{
+    constexpr std::size_t tile = column_tile / 2;
+    for (std::size_t from = 0; from < n; from += tile) {
+        const std::size_t width = std::min(tile, n - from);
+        std::array<complex, tile> sums{};
+        add_column_sums_on(path, sums.data(), coefficients, rows + from, stride, count, width);
+        for (std::size_t j = 0; j < width; ++j)
+            x[from + j] -= sums[j];
+    }
+}
+
+// A copy of the matrix whose rows begin on cache lines, so that a stretch of a row touches no more
+// lines than it fills, and lie an odd number of lines apart, so that those of a tile of columns
+// spread over all sets of the caches.
+template <class T>
+class aligned_copy
+{
+public:
+    aligned_copy(const std::vector<T>& a, std::size_t n)
+        : stride(odd_lines(n) * line), store(uninitialized<T>(n * stride + line))
+    {
+        const auto address = reinterpret_cast<std::uintptr_t>(store.data());
+        first = store.data() + (line_bytes - address % line_bytes) % line_bytes / sizeof(T);
+        for (std::size_t i = 0; i < n; ++i)
+            std::copy_n(a.data() + i * n, n, first + i * stride);
+    }
+
+    block_view<T> view(std::size_t n) { return {first, n, n, stride}; }
+
+private:
+    static constexpr std::size_t line = line_bytes / sizeof(T);
+
+    static std::size_t odd_lines(std::size_t n) { return (n + line - 1) / line | 1; }
+
+    std::size_t stride;
+    std::vector<T> store;
+    T* first;
+};
 
 // Some of the rows of a panel's factors: `count` of them from `from` on, every `step`-th.
 struct factor_rows
@@ -55,7 +106,7 @@ template <class T>
 class bidiagonal_panel
 {
 public:
-    bidiagonal_panel(std::vector<T>& matrix, std::size_t first_column, std::size_t last_column,
+    bidiagonal_panel(block_view<T> matrix, std::size_t first_column, std::size_t last_column,
                      bidiagonal_reduction<T>& into);
 
     // Reflect column c from the left, so that nothing stands below (c, c), and row c from the
@@ -65,7 +116,8 @@ public:
     void update_trailing();
 
 private:
-    static constexpr std::size_t tile_columns = tile_doubles * sizeof(double) / sizeof(T);
+    // A tile of the matrix, all rows, stays in the L2 cache.
+    static constexpr std::size_t tile_columns = column_tile * sizeof(double) / sizeof(T);
 
     static factor_rows all(std::size_t l) { return {0, 1, 2 * l}; }
 
@@ -93,7 +145,7 @@ private:
                                       const std::vector<T>& v) const;
     void store_right(std::size_t c, std::vector<T> w, std::vector<T> v);
 
-    std::vector<T>& a;
+    block_view<T> a;
     bidiagonal_reduction<T>& out;
     std::size_t n;
     std::size_t first;
@@ -105,7 +157,7 @@ private:
 };
 
 template <class T>
-bidiagonal_panel<T>::bidiagonal_panel(std::vector<T>& matrix, std::size_t first_column,
+bidiagonal_panel<T>::bidiagonal_panel(block_view<T> matrix, std::size_t first_column,
                                       std::size_t last_column, bidiagonal_reduction<T>& into)
     : a(matrix), out(into), n(into.order), first(first_column), last(last_column),
       columns((last - first) * (n - first)), left(2 * (last - first) * n),
@@ -114,7 +166,7 @@ bidiagonal_panel<T>::bidiagonal_panel(std::vector<T>& matrix, std::size_t first_
     const std::size_t rows = n - first;
     for (std::size_t i = 0; i < rows; ++i)
         for (std::size_t l = 0; l < last - first; ++l)
-            columns[l * rows + i] = a[(first + i) * n + first + l];
+            columns[l * rows + i] = a(first + i, first + l);
 }
 
 // Column c of A from a row down.
@@ -127,7 +179,7 @@ std::vector<T> bidiagonal_panel<T>::matrix_column(std::size_t c, std::size_t fro
     }
     std::vector<T> column(n - from_row);
     for (std::size_t i = from_row; i < n; ++i)
-        column[i - from_row] = a[i * n + c];
+        column[i - from_row] = a(i, c);
     return column;
 }
 
@@ -159,8 +211,8 @@ void bidiagonal_panel<T>::subtract(T* x, std::size_t size, const std::vector<T>&
                                    const std::vector<T>& factor, factor_rows rows,
                                    std::size_t c) const
 {
-    subtract_products_on(path, x, coefficients.data(), factor.data() + rows.from * n + c,
-                         rows.step * n, rows.count, size);
+    subtract_rows(path, x, coefficients.data(), factor.data() + rows.from * n + c, rows.step * n,
+                  rows.count, size);
 }
 
 // β of column c; its reflector goes to L.
@@ -184,7 +236,7 @@ void bidiagonal_panel<T>::update_row(std::size_t c, T* r, std::size_t from, std:
 {
     const factor_rows lefts = of_left_reflectors(c - first + 1); // that of this column included
     const factor_rows rights = of_right_reflectors(c - first);
-    std::copy_n(a.data() + c * n + from, width, r);
+    std::copy_n(a.row(c) + from, width, r);
     subtract(r, width, factor_column(left, lefts, c), right, lefts, from);
     subtract(r, width, factor_column(left, rights, c), right, rights, from);
 }
@@ -199,15 +251,12 @@ std::vector<T> bidiagonal_panel<T>::sweep(std::size_t c, std::vector<T>& r)
     std::vector<T> conjugate_u = out.left_reflectors[c];
     conjugate_all(conjugate_u);
     const std::vector<T> weights = dots(left, all(l), c, conjugate_u);
-    std::vector<T> minus_conjugate_u(conjugate_u.size());
-    std::transform(conjugate_u.begin(), conjugate_u.end(), minus_conjugate_u.begin(),
-                   [](const T& element) { return negated(element); });
     T* const y = right_row(2 * l);
 
     const auto sweep_tile = [&](std::size_t from, std::size_t width, T* w) {
         std::array<T, tile_columns> sums{};
-        subtract_products_on(path, sums.data(), minus_conjugate_u.data(), a.data() + c * n + from,
-                             n, size + 1, width);
+        add_column_sums_on(path, sums.data(), conjugate_u.data(), a.row(c) + from, a.stride,
+                           size + 1, width);
         subtract(sums.data(), width, weights, right, all(l), from);
         for (std::size_t j = 0; j < width; ++j)
             y[from + j] = 2.0 * sums[j];
@@ -215,15 +264,21 @@ std::vector<T> bidiagonal_panel<T>::sweep(std::size_t c, std::vector<T>& r)
         update_row(c, stretch, from, width);
         for (std::size_t j = 0; j < width; ++j)
             stretch[j] = conjugate(stretch[j]);
-        add_row_dots_on(path, w, a.data() + (c + 1) * n + from, n, size, stretch, width);
+        add_row_dots_on(path, w, a.row(c + 1) + from, a.stride, size, stretch, width);
     };
+    // Tiles end at multiples of their width, where cache lines do.
     const std::size_t group_columns = tiles_per_group * tile_columns;
-    const std::size_t groups = (size + group_columns - 1) / group_columns;
+    const std::size_t first_group = (c + 1) / group_columns;
+    const std::size_t groups = (n - 1) / group_columns + 1 - first_group;
     std::vector<T> partial(groups * size);
     const auto sweep_group = [&](std::size_t g) {
-        const std::size_t end = std::min(c + 1 + (g + 1) * group_columns, n);
-        for (std::size_t from = c + 1 + g * group_columns; from < end; from += tile_columns)
-            sweep_tile(from, std::min(tile_columns, end - from), partial.data() + g * size);
+        const std::size_t end = std::min((first_group + g + 1) * group_columns, n);
+        std::size_t from = std::max(c + 1, (first_group + g) * group_columns);
+        while (from < end) {
+            const std::size_t to = std::min((from / tile_columns + 1) * tile_columns, end);
+            sweep_tile(from, to - from, partial.data() + g * size);
+            from = to;
+        }
     };
     parallel_for(groups, 2 * size * group_columns, sweep_group);
     for (std::size_t g = 1; g < groups; ++g)
@@ -240,7 +295,7 @@ std::vector<T> bidiagonal_panel<T>::multiply_right(std::size_t c, const std::vec
     std::vector<T> w(v.size());
     const auto multiply_rows = [&](std::size_t b) {
         const std::size_t from = b * rows_per_index;
-        add_row_dots_on(path, w.data() + from, a.data() + (c + 1 + from) * n + c + 1, n,
+        add_row_dots_on(path, w.data() + from, a.row(c + 1 + from) + c + 1, a.stride,
                         std::min(rows_per_index, v.size() - from), v.data(), v.size());
     };
     parallel_for((v.size() + rows_per_index - 1) / rows_per_index, 2 * rows_per_index * v.size(),
@@ -323,9 +378,8 @@ void bidiagonal_panel<T>::update_trailing()
             minus_left[i * terms + place(t)] = negated(l[i]);
         std::copy(r, r + size, ordered_right.data() + place(t) * size);
     }
-    const block_view<T> whole{a.data(), n, n, n};
-    add_product({minus_left.data(), size, terms, terms}, {ordered_right.data(), terms, size, size},
-                whole.sub(last, n, last, n));
+    add_thin_product<T>({minus_left.data(), size, terms, terms},
+                        {ordered_right.data(), terms, size, size}, a.sub(last, n, last, n));
 }
 
 // The bidiagonal matrix as it came out.
@@ -361,9 +415,11 @@ bidiagonal_reduction<T> bidiagonalize(std::vector<T> a, std::size_t n)
     bidiagonal_reduction<T> out(n);
     std::vector<T> d(n);
     std::vector<T> e(n);
+    aligned_copy<T> work(a, n);
+    a = std::vector<T>();
     for (std::size_t first = 0; first < n; first += bidiagonal_panel_columns) {
         const std::size_t last = std::min(first + bidiagonal_panel_columns, n);
-        bidiagonal_panel<T> panel(a, first, last, out);
+        bidiagonal_panel<T> panel(work.view(n), first, last, out);
         for (std::size_t c = first; c < last; ++c)
             panel.reduce(c, d[c], e[c]);
         panel.update_trailing();

@@ -63,13 +63,15 @@ bidiagonal_reduction<T> bidiagonalize_unblocked(std::vector<T> a, std::size_t n)
 template <class T>
 bidiagonal_bases<T> form_bidiagonal_bases(bidiagonal_reduction<T>& reduction);
 
-// The left basis times the n × n matrix, both by columns: left vectors of B become those of A. The
-// basis is never formed.
-std::vector<double> multiply_left_basis(const bidiagonal_reduction<double>& reduction,
-                                        std::vector<double> vectors);
+// The left basis times the real n × n matrix, both by columns: left vectors of B become those of A.
+// The basis is never formed.
+template <class T>
+std::vector<T> multiply_left_basis(const bidiagonal_reduction<T>& reduction,
+                                   std::vector<double> vectors);
 
 // The same of the right basis. Consumes the right reflectors.
-std::vector<double> multiply_right_basis(bidiagonal_reduction<double>& reduction,
-                                         std::vector<double> vectors);
+template <class T>
+std::vector<T> multiply_right_basis(bidiagonal_reduction<T>& reduction,
+                                    std::vector<double> vectors);
 
 } // namespace numerical::detail

@@ -4,9 +4,12 @@
 #include "numerical/factor/reflector_block.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/svd/thin_product.hpp"
 
 #include <algorithm>
 #include <complex>
+#include <iterator>
+#include <type_traits>
 #include <utility>
 
 namespace numerical::detail {
@@ -43,45 +46,65 @@ std::vector<std::vector<T>> shifted_right_reflectors(bidiagonal_reduction<T>& re
 }
 
 // The product of the reflectors, in order, times the n × n target.
-void apply_reflectors(const std::vector<std::vector<double>>& reflectors,
-                      std::vector<double>& target, std::size_t n)
+template <class T>
+void apply_reflectors(const std::vector<std::vector<T>>& reflectors, std::vector<T>& target,
+                      std::size_t n)
 {
     for (std::size_t to = n; to > 0;) {
         const std::size_t from = (to - 1) / bidiagonal_panel_columns * bidiagonal_panel_columns;
-        const reflector_block<double> block = gather_reflectors(reflectors, from, to, n);
-        apply_reflector_block<block_operator::direct>(block, target, n, 0, n);
+        reflector_block<T> block = gather_reflectors(reflectors, from, to, n);
+        const block_view<const T> v{block.vectors.data(), block.rows, block.count, block.count};
+        for (T& element : block.factor)
+            element = negated(element);
+        std::vector<T> minus_vt(v.rows * v.cols);
+        add_thin_product<T>(v, {block.factor.data(), v.cols, v.cols, v.cols},
+                            {minus_vt.data(), v.rows, v.cols, v.cols});
+        thin_update<T>(v, minus_vt).apply_to({target.data() + from * n, v.rows, n, n});
         to = from;
     }
 }
 
-void scale_row(std::vector<double>& a, std::size_t n, std::size_t i, double factor)
+// Row i of the real n × n matrix times phases[i].
+template <class T>
+std::vector<T> rows_times(const std::vector<T>& phases, std::vector<double> a)
 {
-    double* const row = a.data() + i * n;
-    std::transform(row, row + n, row, [factor](double x) { return factor * x; });
+    const std::size_t n = phases.size();
+    const auto is_one = [](const T& phase) { return phase == T(1); };
+    if constexpr (std::is_same_v<T, double>)
+        if (std::all_of(phases.begin(), phases.end(), is_one))
+            return a;
+    std::vector<T> out = reserved<T>(n * n);
+    for (std::size_t i = 0; i < n; ++i)
+        std::transform(a.begin() + static_cast<std::ptrdiff_t>(i * n),
+                       a.begin() + static_cast<std::ptrdiff_t>((i + 1) * n),
+                       std::back_inserter(out),
+                       [phase = phases[i]](double x) { return x * phase; });
+    return out;
 }
 
 } // namespace
 
-std::vector<double> multiply_left_basis(const bidiagonal_reduction<double>& reduction,
-                                        std::vector<double> vectors)
+template <class T>
+std::vector<T> multiply_left_basis(const bidiagonal_reduction<T>& reduction,
+                                   std::vector<double> vectors)
 {
-    const std::size_t n = reduction.order;
-    for (std::size_t i = 0; i < n; ++i)
-        if (reduction.left_phases[i] != 1)
-            scale_row(vectors, n, i, reduction.left_phases[i]);
-    apply_reflectors(reduction.left_reflectors, vectors, n);
-    return vectors;
+    std::vector<T> phases = reduction.left_phases;
+    for (T& phase : phases)
+        phase = conjugate(phase);
+    std::vector<T> out = rows_times(phases, std::move(vectors));
+    apply_reflectors(reduction.left_reflectors, out, reduction.order);
+    return out;
 }
 
-std::vector<double> multiply_right_basis(bidiagonal_reduction<double>& reduction,
-                                         std::vector<double> vectors)
+template <class T>
+std::vector<T> multiply_right_basis(bidiagonal_reduction<T>& reduction, std::vector<double> vectors)
 {
-    const std::size_t n = reduction.order;
-    for (std::size_t i = 1; i < n; ++i)
-        if (reduction.right_phases[i - 1] != 1)
-            scale_row(vectors, n, i, reduction.right_phases[i - 1]);
-    apply_reflectors(shifted_right_reflectors(reduction), vectors, n);
-    return vectors;
+    std::vector<T> phases = reduction.right_phases;
+    std::rotate(phases.begin(), phases.end() - 1, phases.end()); // one place on
+    phases[0] = T(1);
+    std::vector<T> out = rows_times(phases, std::move(vectors));
+    apply_reflectors(shifted_right_reflectors(reduction), out, reduction.order);
+    return out;
 }
 
 template <class T>
@@ -102,6 +125,14 @@ bidiagonal_bases<T> form_bidiagonal_bases(bidiagonal_reduction<T>& reduction)
     return bases;
 }
 
+template std::vector<double> multiply_left_basis(const bidiagonal_reduction<double>&,
+                                                 std::vector<double>);
+template std::vector<complex> multiply_left_basis(const bidiagonal_reduction<complex>&,
+                                                  std::vector<double>);
+template std::vector<double> multiply_right_basis(bidiagonal_reduction<double>&,
+                                                  std::vector<double>);
+template std::vector<complex> multiply_right_basis(bidiagonal_reduction<complex>&,
+                                                   std::vector<double>);
 template bidiagonal_bases<double> form_bidiagonal_bases(bidiagonal_reduction<double>&);
 template bidiagonal_bases<complex> form_bidiagonal_bases(bidiagonal_reduction<complex>&);
 

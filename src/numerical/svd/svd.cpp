@@ -37,9 +37,9 @@ struct square_svd
 };
 
 // Applying the reflections to the vectors of the bidiagonal matrix takes less than forming the
-// bases and multiplying them, but for small and for complex matrices, whose bases meet real
-// vectors.
-square_svd<double> by_division(detail::bidiagonal_reduction<double>& reduction)
+// bases and multiplying them.
+template <class T>
+square_svd<T> by_division(detail::bidiagonal_reduction<T>& reduction)
 {
     auto [values, u, v] = detail::divide_bidiagonal(reduction.d, reduction.e, reduction.order);
     return {std::move(values), detail::multiply_left_basis(reduction, std::move(u)),
@@ -50,9 +50,8 @@ template <class T>
 square_svd<T> by_bidiagonal_form(std::vector<T> a, std::size_t n, svd_method method)
 {
     auto reduction = detail::bidiagonalize(std::move(a), n);
-    if constexpr (std::is_same_v<T, double>)
-        if (method == svd_method::divide_and_conquer && n >= detail::blocked_bidiagonal_order)
-            return by_division(reduction);
+    if (method == svd_method::divide_and_conquer && n >= detail::bidiagonal_leaf_order)
+        return by_division(reduction);
     auto [left, right] = detail::form_bidiagonal_bases(reduction);
     std::vector<double>& d = reduction.d;
     std::vector<double>& e = reduction.e;

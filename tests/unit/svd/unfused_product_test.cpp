@@ -1,6 +1,7 @@
 #include "numerical/svd/unfused_product.hpp"
 
 #include "matrices.hpp"
+#include "numerical/svd/column_sums.hpp"
 #include "numerical/svd/row_dots.hpp"
 #include "paths.hpp"
 
@@ -10,6 +11,7 @@
 
 namespace {
 
+using numerical::detail::add_column_sums_on;
 using numerical::detail::add_row_dots_on;
 using numerical::detail::add_unfused_product;
 
@@ -98,6 +100,28 @@ TYPED_TEST(unfused_product, row_dots_are_exact_on_small_integers)
                         expected[i] += rows[i * stride + j] * x[j];
                 add_row_dots_on(path, w.data(), rows.data(), stride, count, x.data(), n);
                 EXPECT_EQ(w, expected) << count << ", " << n << " on path " << path;
+            }
+}
+
+TYPED_TEST(unfused_product, column_sums_are_exact_on_small_integers)
+{
+    constexpr std::size_t tile =
+        numerical::detail::column_tile * sizeof(double) / sizeof(TypeParam);
+    for (const int path : test::available_paths())
+        for (const std::size_t count : {0, 1, 2, 17})
+            for (std::size_t n = 0; n <= tile; ++n) {
+                const std::size_t stride = n + 1;
+                auto rows = test::integer_vector<TypeParam>(count * stride, 4);
+                for (std::size_t i = 0; i < count; ++i)
+                    rows[i * stride + n] = std::numeric_limits<double>::quiet_NaN();
+                const auto x = test::integer_vector<TypeParam>(count, 5);
+                std::vector<TypeParam> sums(n + 1, TypeParam(guard));
+                auto expected = sums;
+                for (std::size_t i = 0; i < count; ++i)
+                    for (std::size_t j = 0; j < n; ++j)
+                        expected[j] += x[i] * rows[i * stride + j];
+                add_column_sums_on(path, sums.data(), x.data(), rows.data(), stride, count, n);
+                EXPECT_EQ(sums, expected) << count << ", " << n << " on path " << path;
             }
 }
 
