@@ -44,7 +44,8 @@ inline double modulus(const complex& z)
 // max(largest, |z|). The square root is taken only where |Re z| + |Im z| says that it may matter.
 inline double larger_modulus(double largest, double x)
 {
-    return std::max(largest, std::abs(x));
+    const double magnitude = std::abs(x); // std::max, by references, would go through memory
+    return magnitude > largest ? magnitude : largest;
 }
 
 inline double larger_modulus(double largest, const complex& z)
@@ -58,10 +59,15 @@ inline double larger_modulus(double largest, const complex& z)
 template <class T>
 double largest_modulus(const T* x, std::size_t n)
 {
-    double largest = 0;
-    for (std::size_t i = 0; i < n; ++i)
-        largest = larger_modulus(largest, x[i]);
-    return largest;
+    constexpr std::size_t lanes = 4; // one maximum would wait for itself at every element
+    double largest[lanes] = {};
+    std::size_t i = 0;
+    for (; i + lanes <= n; i += lanes)
+        for (std::size_t l = 0; l < lanes; ++l)
+            largest[l] = larger_modulus(largest[l], x[i + l]);
+    for (; i < n; ++i)
+        largest[0] = larger_modulus(largest[0], x[i]);
+    return std::max({largest[0], largest[1], largest[2], largest[3]});
 }
 
 inline double real_part(double x)

@@ -20,21 +20,16 @@ namespace {
 
 constexpr std::size_t tile = 32;
 
-// The element (i, j) of the matrix that is decomposed: the diagonal is real.
-template <class T>
-T lower_element(const matrix<T>& a, std::size_t i, std::size_t j)
-{
-    const T& element = a.data[i * a.cols + j];
-    return i == j ? T(real_part(element)) : element;
-}
-
+// The diagonal of the matrix that is decomposed is real.
 template <class T>
 double largest_of_lower(const matrix<T>& a)
 {
     double largest = 0;
-    for (std::size_t i = 0; i < a.rows; ++i)
-        for (std::size_t j = 0; j <= i; ++j)
-            largest = larger_modulus(largest, lower_element(a, i, j));
+    for (std::size_t i = 0; i < a.rows; ++i) {
+        const T* const row = a.data.data() + i * a.cols;
+        largest = std::max(largest, largest_modulus(row, i));
+        largest = larger_modulus(largest, real_part(row[i]));
+    }
     return largest;
 }
 
@@ -53,9 +48,12 @@ double checked_scale(const matrix<T>& a, const char* operation, const char* not_
 template <class T>
 void scale_lower(matrix<T>& a, double scale)
 {
-    for (std::size_t i = 0; i < a.rows; ++i)
-        for (std::size_t j = 0; j <= i; ++j)
-            a.data[i * a.cols + j] = lower_element(a, i, j) / scale;
+    for (std::size_t i = 0; i < a.rows; ++i) {
+        T* const row = a.data.data() + i * a.cols;
+        for (std::size_t j = 0; j < i; ++j)
+            row[j] /= scale;
+        row[i] = T(real_part(row[i]) / scale);
+    }
 }
 
 template <class T>

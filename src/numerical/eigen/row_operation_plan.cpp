@@ -13,7 +13,7 @@ constexpr std::ptrdiff_t least_wave = 8;
 } // namespace
 
 row_operation_plan::row_operation_plan(const row_operations& operations)
-    : coefficients(reserved<double>(2 * operations.size()))
+    : coefficients(uninitialized<double>(2 * operations.size())), next_pair(coefficients.data())
 {
     std::vector<chain> waiting; // consecutive chains of one direction
     const auto flush = [&] {
@@ -84,18 +84,27 @@ bool row_operation_plan::add_wave(const chain* chains)
     for (std::size_t q = 0; q < wave_chains; ++q)
         add_chain(chains[q], chains[q].position, from - lag(q));
     const std::ptrdiff_t step = chains[0].step;
-    passes.push_back(
-        {row_pass::shape::wave,
-         {static_cast<std::size_t>(step * from), step, static_cast<std::size_t>(to - from),
-          coefficients.data() + coefficients.size()},
-         {}});
+    const double sign = static_cast<double>(step);
+    add_pass(row_pass::shape::wave, step, from, to);
     for (std::ptrdiff_t position = from; position < to; ++position)
         for (std::size_t q = 0; q < wave_chains; ++q)
-            add_pair(chains[q].first[position - lag(q) - chains[q].position], step);
+            add_pair(chains[q].first[position - lag(q) - chains[q].position], sign);
     for (std::size_t q = 0; q < wave_chains; ++q)
         add_chain(chains[q], to - lag(q),
                   chains[q].position + static_cast<std::ptrdiff_t>(chains[q].length));
     return true;
+}
+
+// In place: a pass put together elsewhere and copied costs as much as the rotations of a short one.
+void row_operation_plan::add_pass(row_pass::shape kind, std::ptrdiff_t step, std::ptrdiff_t from,
+                                  std::ptrdiff_t to)
+{
+    row_pass& pass = passes.emplace_back();
+    pass.kind = kind;
+    pass.rotations.row = static_cast<std::size_t>(step * from);
+    pass.rotations.step = step;
+    pass.rotations.length = static_cast<std::size_t>(to - from);
+    pass.rotations.coefficients = next_pair;
 }
 
 // The rotations of a chain whose moving row is at positions [from, to).
@@ -103,21 +112,10 @@ void row_operation_plan::add_chain(const chain& whole, std::ptrdiff_t from, std:
 {
     if (from >= to)
         return;
-    passes.push_back(
-        {row_pass::shape::chain,
-         {static_cast<std::size_t>(whole.step * from), whole.step,
-          static_cast<std::size_t>(to - from), coefficients.data() + coefficients.size()},
-         {}});
+    add_pass(row_pass::shape::chain, whole.step, from, to);
+    const double sign = static_cast<double>(whole.step);
     for (std::ptrdiff_t position = from; position < to; ++position)
-        add_pair(whole.first[position - whole.position], whole.step);
-}
-
-// In a descending chain the moving row is the second one, which the kernels take for the first:
-// the rotation is the same with the sign of s turned.
-void row_operation_plan::add_pair(const row_operation& rotation, std::ptrdiff_t step)
-{
-    coefficients.push_back(rotation.c);
-    coefficients.push_back(step > 0 ? rotation.s : -rotation.s);
+        add_pair(whole.first[position - whole.position], sign);
 }
 
 } // namespace numerical::detail

@@ -45,13 +45,24 @@ private:
     };
 
     std::vector<double> coefficients;
+    double* next_pair; // of the coefficients, not set from here on
 
     static bool is_chain(const row_operations& operations, const row_operation_run& run);
     static chain chain_of(const row_operations& operations, const row_operation_run& run);
     void add_chains(const chain* chains, std::size_t count);
     bool add_wave(const chain* chains);
     void add_chain(const chain& whole, std::ptrdiff_t from, std::ptrdiff_t to);
-    void add_pair(const row_operation& rotation, std::ptrdiff_t step);
+    void add_pass(row_pass::shape kind, std::ptrdiff_t step, std::ptrdiff_t from,
+                  std::ptrdiff_t to);
+
+    // In a descending chain the moving row is the second one, which the kernels take for the first:
+    // the rotation is the same with the sign of s turned.
+    void add_pair(const row_operation& rotation, double sign)
+    {
+        next_pair[0] = rotation.c;
+        next_pair[1] = sign * rotation.s;
+        next_pair += 2;
+    }
 };
 
 } // namespace numerical::detail

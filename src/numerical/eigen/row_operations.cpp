@@ -128,19 +128,26 @@ void apply_passes(const rotation_kernels& kernels, const std::vector<row_pass>& 
 std::vector<row_operation_run> cut_into_runs(const row_operations& operations)
 {
     std::vector<row_operation_run> runs;
-    const std::size_t total = operations.size();
-    for (std::size_t start = 0; start < total;) {
-        const auto extends = [&](std::size_t i, bool descending) {
-            if (i >= total || !is_rotation(operations[i - 1]) || !is_rotation(operations[i]))
-                return false;
-            return descending ? operations[i].second == operations[i - 1].first
-                              : operations[i].first == operations[i - 1].second;
+    for (auto start = operations.begin(); start != operations.end();) {
+        // Chains end where a rotation doesn't take up the row that the one before it leaves.
+        const auto end_of_chain = [&](auto breaks) {
+            const auto last = std::adjacent_find(start, operations.end(), breaks);
+            return last == operations.end() ? last : last + 1;
         };
-        const bool descending = extends(start + 1, true);
-        std::size_t end = start + 1;
-        while (extends(end, descending))
-            ++end;
-        runs.push_back({start, end - start, descending});
+        auto end = start + 1;
+        bool descending = false;
+        if (is_rotation(*start)) {
+            end = end_of_chain([](const row_operation& a, const row_operation& b) {
+                return !is_rotation(b) || b.second != a.first;
+            });
+            descending = end - start > 1;
+            if (!descending)
+                end = end_of_chain([](const row_operation& a, const row_operation& b) {
+                    return !is_rotation(b) || b.first != a.second;
+                });
+        }
+        runs.push_back({static_cast<std::size_t>(start - operations.begin()),
+                        static_cast<std::size_t>(end - start), descending});
         start = end;
     }
     return runs;

@@ -76,9 +76,10 @@ std::vector<T> tridiagonal_basis(const tridiagonal_reduction<T>& reduction, std:
         start_basis(gather_reflectors(reduction.reflectors, from, n, n), basis, n);
         apply_reflectors(reduction, basis, n, from, row_contents::identity);
     }
-    for (std::size_t i = 0; i < n; ++i)
-        for (std::size_t j = 0; j < n; ++j)
-            basis[i * n + j] *= conjugate(reduction.phases[i]);
+    if constexpr (!std::is_same_v<T, double>) // real phases are 1
+        for (std::size_t i = 0; i < n; ++i)
+            for (std::size_t j = 0; j < n; ++j)
+                basis[i * n + j] = finite_product(basis[i * n + j], conjugate(reduction.phases[i]));
     return basis;
 }
 
@@ -88,7 +89,7 @@ void to_matrix_basis(const tridiagonal_reduction<T>& reduction, std::vector<T>& 
     if constexpr (!std::is_same_v<T, double>) {
         const auto scale_row = [&](std::size_t r) {
             for (std::size_t j = 0; j < n; ++j)
-                rows[r * n + j] *= conjugate(reduction.phases[j]);
+                rows[r * n + j] = finite_product(rows[r * n + j], conjugate(reduction.phases[j]));
         };
         parallel_for(n, n, scale_row);
     }

@@ -3,6 +3,7 @@
 #include "numerical/eigen/merge_columns.hpp"
 #include "numerical/eigen/tridiagonal_ql.hpp"
 #include "numerical/runtime/parallel_for.hpp"
+#include "numerical/scalar.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -13,14 +14,6 @@ namespace numerical::detail {
 namespace {
 
 constexpr std::size_t tile = 32;
-
-double largest_modulus(const double* values, std::size_t count)
-{
-    double largest = 0;
-    for (std::size_t i = 0; i < count; ++i)
-        largest = std::max(largest, std::abs(values[i]));
-    return largest;
-}
 
 // The block scaled by an exact power of two, so that its largest entry lies in [0.5, 1) and the
 // tolerances of the merges are relative to that.

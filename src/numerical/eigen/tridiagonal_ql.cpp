@@ -9,6 +9,7 @@
 #include <cmath>
 #include <complex>
 #include <limits>
+#include <utility>
 
 namespace numerical::detail {
 namespace {
@@ -19,21 +20,21 @@ class ql_iteration
 public:
     ql_iteration(std::vector<double>& diagonal, std::vector<double>& subdiagonal, std::size_t order,
                  std::size_t max_steps)
-        : rotations(reserved<row_operation>(order * order)), d(diagonal), e(subdiagonal), n(order),
-          steps_left(max_steps)
+        : d(diagonal), e(subdiagonal), n(order), steps_left(max_steps),
+          rotations(uninitialized<row_operation>(order * order))
     {
     }
 
-    void run();
-
-    row_operations rotations;
+    row_operations run();
 
 private:
     std::vector<double>& d;
     std::vector<double>& e;
     const std::size_t n;
     std::size_t steps_left;
-    double shift = 0; // subtracted from all of d that is not final
+    double shift = 0;         // subtracted from all of d that is not final
+    row_operations rotations; // the first `recorded` of them are set
+    std::size_t recorded = 0;
 
     // What the chase over l .. m needs of the values at l + 1 from before it.
     struct corner
@@ -42,11 +43,12 @@ private:
         double e;
     };
 
+    void make_room(std::size_t count);
     corner subtract_shift(std::size_t l);
     void chase(std::size_t l, std::size_t m, const corner& next);
 };
 
-void ql_iteration::run()
+row_operations ql_iteration::run()
 {
     constexpr double eps = std::numeric_limits<double>::epsilon();
     double largest = 0;
@@ -67,6 +69,19 @@ void ql_iteration::run()
         d[l] += shift;
         e[l] = 0;
     }
+    rotations.resize(recorded);
+    return std::move(rotations);
+}
+
+// For `count` more rotations. A chase then writes them without a look at the capacity, which would
+// cost more than the rotation does.
+void ql_iteration::make_room(std::size_t count)
+{
+    if (rotations.size() - recorded >= count)
+        return;
+    row_operations larger = uninitialized<row_operation>(2 * (recorded + count));
+    std::copy_n(rotations.begin(), recorded, larger.begin());
+    rotations = std::move(larger);
 }
 
 // Wilkinson's shift from the leading 2 × 2 block, subtracted from the whole block.
@@ -93,6 +108,9 @@ ql_iteration::corner ql_iteration::subtract_shift(std::size_t l)
 // The bulge goes from m up to l, a rotation of rows i and i + 1 at each step.
 void ql_iteration::chase(std::size_t l, std::size_t m, const corner& next)
 {
+    make_room(m - l);
+    row_operation* next_rotation = rotations.data() + recorded;
+    recorded += m - l;
     double p = d[m];
     double c = 1;
     double c2 = 1;
@@ -111,7 +129,7 @@ void ql_iteration::chase(std::size_t l, std::size_t m, const corner& next)
         c = p / r;
         p = c * d[i] - s * g;
         d[i + 1] = h + s * (c * g + s * d[i]);
-        rotations.push_back({row_operation_kind::rotation, i, i + 1, c, -s});
+        *next_rotation++ = {row_operation_kind::rotation, i, i + 1, c, -s};
     }
     p = -s * s2 * c3 * next.e * e[l] / next.d;
     e[l] = s * p;
@@ -125,8 +143,8 @@ void tridiagonal_ql(std::vector<double>& d, std::vector<double>& e, std::vector<
                     std::size_t n, std::size_t max_steps)
 {
     ql_iteration iteration(d, e, n, max_steps);
-    iteration.run();
-    apply_row_operations(basis, n, iteration.rotations);
+    const row_operations rotations = iteration.run();
+    apply_row_operations(basis, n, rotations);
 }
 
 template void tridiagonal_ql(std::vector<double>&, std::vector<double>&, std::vector<double>&,

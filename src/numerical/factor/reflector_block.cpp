@@ -68,18 +68,27 @@ std::vector<T> adjoint_copy(block_view<const T> a)
     return copy;
 }
 
-// Column i of T from the columns before it: T[0..i)[i] = -2·T[0..i)[0..i)·G[0..i)[i], where
-// G = VᴴV (Schreiber and Van Loan 1989, with beta = 2).
+// T column by column, from G = VᴴV (Schreiber and Van Loan 1989, with beta = 2):
+// T[0..i)[i] = -2·T[0..i)[0..i)·G[0..i)[i]. The columns that are there lie in the rows of
+// `columns`, so that the sums of a new one run side by side. Those of empty reflectors stay zero.
 template <class T>
-void extend_factor(block_view<T> factor, block_view<const T> gram, std::size_t i)
+void fill_factor(block_view<T> factor, const std::vector<T>& gram,
+                 const std::vector<T>* first_reflector)
 {
-    for (std::size_t j = 0; j < i; ++j) {
-        T sum = 0;
-        for (std::size_t k = j; k < i; ++k)
-            sum += factor(j, k) * gram(k, i);
-        factor(j, i) = T(-2) * sum;
+    const std::size_t count = factor.rows;
+    std::vector<T> columns(count * count);
+    std::vector<T> gram_column(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        if (first_reflector[i].empty())
+            continue;
+        for (std::size_t k = 0; k < i; ++k)
+            gram_column[k] = gram[k * count + i];
+        T* const column = columns.data() + i * count;
+        gemm_rows<T>(1, i, i, gram_column.data(), i, columns.data(), count, column, count);
+        for (std::size_t j = 0; j < i; ++j)
+            factor(j, i) = column[j] *= T(-2);
+        factor(i, i) = column[i] = 2;
     }
-    factor(i, i) = 2;
 }
 
 // out[j] -= sum over t of coeffs[t]·rows[t·stride + j]: fused on a vector path if real, full
@@ -148,13 +157,10 @@ reflector_block<T> gather_reflectors(const std::vector<std::vector<T>>& reflecto
     transpose_into<T>(vectors, {adjoint.data(), count, height, height});
     conjugate_all(adjoint);
 
-    std::vector<T> gram(count * count);
-    const block_view<T> gram_view{gram.data(), count, count, count};
-    add_product<T>({adjoint.data(), count, height, height}, vectors, gram_view); // VᴴV
-
-    for (std::size_t i = 0; i < count; ++i)
-        if (!reflectors[from + i].empty())
-            extend_factor<T>({block.factor.data(), count, count, count}, gram_view, i);
+    std::vector<T> gram(count * count); // VᴴV
+    add_product<T>({adjoint.data(), count, height, height}, vectors,
+                   {gram.data(), count, count, count});
+    fill_factor<T>({block.factor.data(), count, count, count}, gram, &reflectors[from]);
     return block;
 }
 
