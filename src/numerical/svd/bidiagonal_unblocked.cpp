@@ -4,6 +4,7 @@
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/svd/row_dots.hpp"
 
 #include <algorithm>
 #include <array>
@@ -24,23 +25,26 @@ std::vector<T> reflector_clearing_tail(std::vector<T> x)
     return x;
 }
 
-constexpr std::size_t rows_at_once = 4;
+constexpr std::size_t rows_at_once = 16;
 
-// y[i·stride ...) -= 2·(y[i·stride ...)·r)·conj(r) for `rows` rows. Each sum is taken in index
-// order; the rows' sums run side by side, so that none waits for its last addition.
-template <std::size_t rows, class T>
-void reflect_stretches(T* y, std::size_t stride, const std::vector<T>& r,
-                       const std::vector<T>& conjugate_r)
+// y -= 2·(y·r)·conj(r) for the stretch y of each of the rows [from, to); each sum in
+// index order.
+void reflect_rows_from_right(std::vector<double>& a, std::size_t n, const std::vector<double>& r,
+                             std::size_t first, std::size_t from, std::size_t to)
 {
-    std::array<T, rows> sums{};
-    for (std::size_t l = 0; l < r.size(); ++l)
-        for (std::size_t i = 0; i < rows; ++i)
-            sums[i] += finite_product(y[i * stride + l], r[l]);
-    for (std::size_t i = 0; i < rows; ++i) {
-        const T twice = 2.0 * sums[i];
-        for (std::size_t l = 0; l < r.size(); ++l)
-            y[i * stride + l] -= finite_product(twice, conjugate_r[l]);
-    }
+    const int path = gemm_path_current();
+    std::array<double, rows_at_once> sums;
+    double* const y = a.data() + from * n + first;
+    ascending_row_dots_on(path, sums.data(), y, n, to - from, r.data(), r.size());
+    for (std::size_t i = 0; i < to - from; ++i)
+        subtract_scaled_on(path, y + i * n, r.data(), 2 * sums[i], r.size());
+}
+
+void reflect_rows_from_right(std::vector<complex>& a, std::size_t n,
+                             const std::vector<complex>& conjugate_r, std::size_t first,
+                             std::size_t from, std::size_t to)
+{
+    reflect_columns(a, n, conjugate_r, first, from, to);
 }
 
 // A := A·H for the reflector r on columns [first, first + r.size()) of rows [first_row, n).
@@ -51,17 +55,12 @@ void reflect_from_right(std::vector<T>& a, std::size_t n, const std::vector<T>& 
     std::vector<T> conjugate_r(r.size());
     std::transform(r.begin(), r.end(), conjugate_r.begin(),
                    [](const T& element) { return conjugate(element); });
-    const auto reflect_rows_from = [&](std::size_t b) {
+    const auto reflect_group = [&](std::size_t b) {
         const std::size_t from = first_row + b * rows_at_once;
-        T* const y = a.data() + from * n + first;
-        if (from + rows_at_once <= n)
-            reflect_stretches<rows_at_once>(y, n, r, conjugate_r);
-        else
-            for (std::size_t i = 0; from + i < n; ++i)
-                reflect_stretches<1>(y + i * n, n, r, conjugate_r);
+        reflect_rows_from_right(a, n, conjugate_r, first, from, std::min(from + rows_at_once, n));
     };
     parallel_for((n - first_row + rows_at_once - 1) / rows_at_once, 2 * rows_at_once * r.size(),
-                 reflect_rows_from);
+                 reflect_group);
 }
 
 // The conjugate phase of entry (k, k) times row k from there on.

@@ -41,6 +41,23 @@ void add_row_dot_pairs(double* w, const double* rows, std::size_t stride, std::s
     }
 }
 
+void ascending_row_dots(double* w, const double* rows, std::size_t stride, std::size_t count,
+                        const double* x, std::size_t n)
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        w[i] = 0;
+        for (std::size_t j = 0; j < n; ++j)
+            w[i] += rows[i * stride + j] * x[j];
+    }
+}
+
+void ascending_row_dots_on(int path, double* w, const double* rows, std::size_t stride,
+                           std::size_t count, const double* x, std::size_t n)
+{
+    const auto form = path == portable_path ? ascending_row_dots : avx2_ascending_row_dots;
+    form(w, rows, stride, count, x, n);
+}
+
 void add_row_dots_on(int path, double* w, const double* rows, std::size_t stride, std::size_t count,
                      const double* x, std::size_t n)
 {

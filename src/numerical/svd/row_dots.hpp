@@ -27,6 +27,15 @@ void avx2_add_row_dot_pairs(double* w, const double* rows, std::size_t stride, s
 void avx512_add_row_dot_pairs(double* w, const double* rows, std::size_t stride, std::size_t count,
                               const double* x, const double* y, std::size_t n);
 
+// w[i] = Σⱼ rows[i·stride + j]·x[j] with each sum in ascending order, products and sums rounded by
+// themselves: the same bits in every form.
+void ascending_row_dots(double* w, const double* rows, std::size_t stride, std::size_t count,
+                        const double* x, std::size_t n);
+void avx2_ascending_row_dots(double* w, const double* rows, std::size_t stride, std::size_t count,
+                             const double* x, std::size_t n);
+void ascending_row_dots_on(int path, double* w, const double* rows, std::size_t stride,
+                           std::size_t count, const double* x, std::size_t n);
+
 // By path, for both element types; no conjugation.
 void add_row_dots_on(int path, double* w, const double* rows, std::size_t stride, std::size_t count,
                      const double* x, std::size_t n);

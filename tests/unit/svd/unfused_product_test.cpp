@@ -14,6 +14,7 @@ namespace {
 using numerical::detail::add_column_sums_on;
 using numerical::detail::add_row_dots_on;
 using numerical::detail::add_unfused_product;
+using numerical::detail::ascending_row_dots_on;
 
 template <class T>
 class unfused_product : public testing::Test
@@ -122,6 +123,28 @@ TYPED_TEST(unfused_product, column_sums_are_exact_on_small_integers)
                         expected[j] += x[i] * rows[i * stride + j];
                 add_column_sums_on(path, sums.data(), x.data(), rows.data(), stride, count, n);
                 EXPECT_EQ(sums, expected) << count << ", " << n << " on path " << path;
+            }
+}
+
+TEST(real_unfused_product, ascending_row_dots_have_the_bits_of_the_plain_loop)
+{
+    for (const int path : test::available_paths())
+        for (std::size_t count = 0; count <= 25; ++count)
+            for (std::size_t n = 0; n <= 9; ++n) {
+                const std::size_t stride = n + 1;
+                auto rows = test::random_vector<double>(count * stride, 4);
+                for (std::size_t i = 0; i < count; ++i)
+                    rows[i * stride + n] = std::numeric_limits<double>::quiet_NaN();
+                const auto x = test::random_vector<double>(n, 5);
+                std::vector<double> w(count + 1, guard);
+                auto expected = w;
+                for (std::size_t i = 0; i < count; ++i) {
+                    expected[i] = 0;
+                    for (std::size_t j = 0; j < n; ++j)
+                        expected[i] += rows[i * stride + j] * x[j];
+                }
+                ascending_row_dots_on(path, w.data(), rows.data(), stride, count, x.data(), n);
+                EXPECT_EQ(w, expected) << count << ", " << n << " on path " << path;
             }
 }
 
