@@ -71,8 +71,12 @@ def products():
         yield from cases_of("ij,jk->ik", {"i": n, "j": n, "k": n})
     for i, j, k in THIN:
         yield from cases_of("ij,jk->ik", {"i": i, "j": j, "k": k})
-    for n in (4, 64, 500, 1000):
-        yield from cases_of("ij,jk->ik", {"i": n, "j": n, "k": n}, "complex128")
+    for n in (3, 8, 16, 64, 128, 500, 1000):
+        for spec in ("ij,jk->ik", "ij,kj->ik"):
+            yield from cases_of(spec, {"i": n, "j": n, "k": n}, "complex128")
+    for b, n in ((64, 64), (1000, 4), (1000, 16)):
+        for spec in ("bij,bjk->bik", "bij,bjk->bki"):
+            yield from cases_of(spec, {"b": b, "i": n, "j": n, "k": n}, "complex128")
     for n in ORDERS:
         yield from cases_of("ij,kj->ik", {"i": n, "j": n, "k": n})
     for b, n in BATCHES:
@@ -82,10 +86,11 @@ def products():
 
 
 def contractions():
-    for n in (4, 10, 30):
-        yield from cases_of("abcd,cdef->abef", dict.fromkeys("abcdef", n))
-    for n in (4, 20, 100):
-        yield from cases_of("ijk,ikl->jl", dict.fromkeys("ijkl", n))
+    for dtype in ("float64", "complex128"):
+        for n in (4, 10, 30):
+            yield from cases_of("abcd,cdef->abef", dict.fromkeys("abcdef", n), dtype)
+        for n in (4, 20, 100):
+            yield from cases_of("ijk,ikl->jl", dict.fromkeys("ijkl", n), dtype)
     for n in (4, 100, 1000):
         chain = dict(zip("ijklm", (n, n, n, n, max(1, n // 10))))
         work = n * n * chain["m"] * 3.0
@@ -96,14 +101,13 @@ def contractions():
 
 
 def memory_bound():
-    for power in range(3, 8):
-        yield from cases_of("i,i->", {"i": 10**power})
-    for n in (3, 30, 300, 3000):
-        yield from cases_of("i,j->ij", {"i": n, "j": n})
-        yield from cases_of("ii->", {"i": n})
-        yield from cases_of("ij->ji", {"i": n, "j": n})
-        yield from cases_of("ij->j", {"i": n, "j": n})
-        yield from cases_of("ij->i", {"i": n, "j": n})
+    for dtype in ("float64", "complex128"):
+        for power in range(3, 8):
+            yield from cases_of("i,i->", {"i": 10**power}, dtype)
+        for n in (3, 30, 300, 1000, 3000):
+            for spec in ("i,j->ij", "ij->ji", "ij->j", "ij->i"):
+                yield from cases_of(spec, {"i": n, "j": n}, dtype)
+            yield from cases_of("ii->", {"i": n}, dtype)
 
 
 def cases():

@@ -4,6 +4,7 @@
 #include "numerical/scalar.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <vector>
 
@@ -78,12 +79,64 @@ double plain_dot(const double* a, const double* b, std::size_t n)
     return dot_product(a, b, n);
 }
 
-complex plain_dot(const complex* a, const complex* b, std::size_t n)
+namespace {
+
+bool has_nan(const complex& z)
+{
+    return std::isnan(z.real()) || std::isnan(z.imag());
+}
+
+// The dots of W runs of n elements that lie end to end, by the quick formula for products alone:
+// several times as fast as with a look at each product. A product with a NaN in it leaves one in
+// its sum, which then, and only then, has to be formed again. One run's additions wait for each
+// other; two runs' don't.
+template <std::size_t W>
+std::array<complex, W> quick_dots(const complex* a, const complex* b, std::size_t n)
+{
+    std::array<double, W> real{};
+    std::array<double, W> imag{};
+    for (std::size_t i = 0; i < n; ++i)
+        for (std::size_t w = 0; w < W; ++w) {
+            const complex x = a[w * n + i];
+            const complex y = b[w * n + i];
+            real[w] += x.real() * y.real() - x.imag() * y.imag();
+            imag[w] += x.real() * y.imag() + x.imag() * y.real();
+        }
+    std::array<complex, W> dots;
+    for (std::size_t w = 0; w < W; ++w)
+        dots[w] = {real[w], imag[w]};
+    return dots;
+}
+
+complex careful_dot(const complex* a, const complex* b, std::size_t n)
 {
     complex sum = 0;
     for (std::size_t i = 0; i < n; ++i)
         sum += a[i] * b[i];
     return sum;
+}
+
+void dot_two_chunks(const double* a, const double* b, double* out)
+{
+    for (std::size_t i = 0; i < 2; ++i)
+        out[i] = plain_dot(a + i * chunk_elements, b + i * chunk_elements, chunk_elements);
+}
+
+void dot_two_chunks(const complex* a, const complex* b, complex* out)
+{
+    const std::array<complex, 2> quick = quick_dots<2>(a, b, chunk_elements);
+    for (std::size_t i = 0; i < 2; ++i)
+        out[i] = has_nan(quick[i])
+                     ? careful_dot(a + i * chunk_elements, b + i * chunk_elements, chunk_elements)
+                     : quick[i];
+}
+
+} // namespace
+
+complex plain_dot(const complex* a, const complex* b, std::size_t n)
+{
+    const complex quick = quick_dots<1>(a, b, n)[0];
+    return has_nan(quick) ? careful_dot(a, b, n) : quick;
 }
 
 template <class T>
@@ -92,11 +145,15 @@ T chunked_dot(const T* a, const T* b, std::size_t n)
     if (n <= chunk_elements)
         return plain_dot(a, b, n);
     std::vector<T> partial((n + chunk_elements - 1) / chunk_elements);
-    const auto sum_chunk = [&](std::size_t i) {
-        const std::size_t from = i * chunk_elements;
-        partial[i] = plain_dot(a + from, b + from, std::min(chunk_elements, n - from));
+    const auto sum_two_chunks = [&](std::size_t i) {
+        std::size_t chunk = 2 * i;
+        std::size_t from = chunk * chunk_elements;
+        if (n - from >= 2 * chunk_elements)
+            return dot_two_chunks(a + from, b + from, &partial[chunk]);
+        for (; chunk < partial.size(); ++chunk, from += chunk_elements)
+            partial[chunk] = plain_dot(a + from, b + from, std::min(chunk_elements, n - from));
     };
-    parallel_for(partial.size(), chunk_elements, sum_chunk);
+    parallel_for((partial.size() + 1) / 2, 2 * chunk_elements, sum_two_chunks);
     T sum = 0;
     for (const T& part : partial)
         sum += part;

@@ -411,7 +411,8 @@ TYPED_TEST_SUITE(chunked, element_types);
 TYPED_TEST(chunked, dot_adds_the_chunks_in_order_at_any_thread_count)
 {
     constexpr std::size_t chunk = 16384;
-    for (const std::size_t n : {std::size_t{0}, chunk, chunk + 1, 5 * chunk + 17}) {
+    for (const std::size_t n :
+         {std::size_t{0}, chunk, chunk + 1, 2 * chunk, 4 * chunk + 5, 5 * chunk + 17}) {
         const auto a = test::random_vector<TypeParam>(n, 34);
         const auto b = test::random_vector<TypeParam>(n, 35);
         for (const int path : test::available_paths()) {
@@ -438,6 +439,19 @@ TEST(vector_kernels, complex_dot_of_a_chunk_is_a_plain_ascending_loop)
         im += a[i].real() * b[i].imag() + a[i].imag() * b[i].real();
     }
     EXPECT_EQ(plain_dot(a.data(), b.data(), a.size()), complex(re, im));
+}
+
+TEST(vector_kernels, complex_dot_recovers_the_infinity_of_a_product)
+{
+    // (inf + nan i)(1 + i) is nan in both parts by the quick formula, and infinite by the rules.
+    const complex endless(infinity, std::numeric_limits<double>::quiet_NaN());
+    for (const std::size_t n : {std::size_t{5}, std::size_t{16384} * 2, std::size_t{16384} * 3 + 1})
+        for (const std::size_t place : {std::size_t{0}, n / 2, n - 1}) {
+            std::vector<complex> a(n, {1, 2});
+            const std::vector<complex> b(n, {1, 1});
+            a[place] = endless;
+            EXPECT_EQ(chunked_dot(a.data(), b.data(), n), complex(infinity, infinity)) << n;
+        }
 }
 
 TEST(scaled_norm, neither_overflows_nor_underflows)
