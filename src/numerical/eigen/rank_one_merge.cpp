@@ -1,7 +1,9 @@
 #include "numerical/eigen/deflation.hpp"
 #include "numerical/eigen/merge_columns.hpp"
+#include "numerical/eigen/merge_kernels.hpp"
 #include "numerical/eigen/secular.hpp"
 #include "numerical/eigen/tridiagonal_divide.hpp"
+#include "numerical/gemm/path.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 
 #include <algorithm>
@@ -26,9 +28,13 @@ struct rank_one_problem
 
     std::size_t size() const { return d.size(); }
 
-    // dᵢ - λ_q without cancellation.
-    double distance(std::size_t i, std::size_t q) const { return (d[i] - origin[q]) - tau[q]; }
+    pole_root_pairs pairs() const { return {d.data(), origin.data(), tau.data()}; }
 };
+
+const merge_kernels& kernels_on(int path)
+{
+    return path == portable_path ? portable_merge_kernels : avx2_merge_kernels;
+}
 
 rank_one_problem solve_active(const std::vector<double>& d, const std::vector<double>& z,
                               double weight, const std::vector<std::size_t>& active)
@@ -66,22 +72,25 @@ void for_column_blocks(std::size_t size, const F& body)
 }
 
 // The z for which the computed roots are exact (Gu and Eisenstat 1995): ẑᵢ² is the product over j
-// of (λⱼ - dᵢ)/(dⱼ - dᵢ), the factor of j = i without its divisor.
-std::vector<double> exact_update(const rank_one_problem& problem)
+// of (λⱼ - dᵢ)/(dⱼ - dᵢ), the factor of j = i without its divisor and first.
+std::vector<double> exact_update(const rank_one_problem& problem, const merge_kernels& kernels)
 {
     std::vector<double> z(problem.size());
+    const pole_root_pairs pairs = problem.pairs();
     for_column_blocks(problem.size(), [&](std::size_t from, std::size_t to) {
         std::array<double, block_columns> product;
         for (std::size_t i = from; i < to; ++i)
-            product[i - from] = problem.distance(i, i);
-        for (std::size_t j = 0; j < problem.size(); ++j) {
-            const bool inside = from <= j && j < to;
-            const double own = inside ? product[j - from] : 0.0;
-            for (std::size_t i = from; i < to; ++i)
-                product[i - from] *= problem.distance(i, j) / (problem.d[i] - problem.d[j]);
-            if (inside) // no factor for its own pole, where the divisor is 0
-                product[j - from] = own;
+            product[i - from] = (problem.d[i] - problem.origin[i]) - problem.tau[i];
+        const auto multiply = [&](std::size_t first, std::size_t last) {
+            kernels.multiply_ratios(product.data(), pairs, from, to - from, first, last);
+        };
+        multiply(0, from);
+        for (std::size_t j = from; j < to; ++j) { // but for pole j, where the divisor is 0
+            const double own = product[j - from];
+            multiply(j, j + 1);
+            product[j - from] = own;
         }
+        multiply(to, problem.size());
         for (std::size_t i = from; i < to; ++i)
             z[i] = std::copysign(std::sqrt(-product[i - from]), problem.z[i]);
     });
@@ -92,20 +101,16 @@ std::vector<double> exact_update(const rank_one_problem& problem)
 // normalised. A row is made where it is needed; the matrix as a whole never is.
 small_vector_rows eigenvector_rows(const rank_one_problem& problem)
 {
-    const std::vector<double> z = exact_update(problem);
+    const merge_kernels& kernels = kernels_on(gemm_path_current());
+    const std::vector<double> z = exact_update(problem, kernels);
     std::vector<double> norms(problem.size());
     for_column_blocks(problem.size(), [&](std::size_t from, std::size_t to) {
-        for (std::size_t p = 0; p < problem.size(); ++p)
-            for (std::size_t q = from; q < to; ++q) {
-                const double element = z[p] / problem.distance(p, q);
-                norms[q] += element * element;
-            }
+        kernels.add_squares(&norms[from], problem.pairs(), z.data(), z.size(), from, to - from);
         for (std::size_t q = from; q < to; ++q)
             norms[q] = std::sqrt(norms[q]);
     });
-    return [&problem, z, norms](std::size_t p, double* row) {
-        for (std::size_t q = 0; q < problem.size(); ++q)
-            row[q] = z[p] / problem.distance(p, q) / norms[q];
+    return [&problem, &kernels, z, norms](std::size_t p, double* row) {
+        kernels.divide_row(row, problem.pairs(), z[p], problem.d[p], norms.data(), norms.size());
     };
 }
 
