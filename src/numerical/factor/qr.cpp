@@ -116,6 +116,8 @@ qr_reflections<T> householder_reflect(std::vector<T> a, std::size_t rows, std::s
         const std::size_t to = std::min(from + panel_columns, k);
         factor_qr_panel(a, rows, columns, reflectors, from, to);
         result.blocks.push_back(gather_reflectors(reflectors, from, to, rows));
+        for (std::size_t j = from; j < to; ++j)
+            reflectors[j] = {}; // the next panel's take their memory
         if (to < columns)
             apply_reflector_block<block_operator::adjoint>(result.blocks.back(), a, columns, to,
                                                            columns);
