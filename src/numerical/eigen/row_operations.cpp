@@ -123,7 +123,37 @@ void apply_passes(const rotation_kernels& kernels, const std::vector<row_pass>& 
     }
 }
 
+// Rows of numbers of so many parts, in slabs of whole numbers.
+void apply_to_slabs(block_view<double> rows, std::size_t parts, const row_operations& operations)
+{
+    if (rows.rows == 0 || operations.empty())
+        return;
+    const rotation_kernels kernels = kernels_of(gemm_path_current());
+    const row_operation_plan plan(operations);
+    const std::size_t slab = slab_columns * parts;
+    const auto transform_slab = [&](std::size_t b) {
+        const std::size_t width = std::min(slab, rows.cols - b * slab);
+        strips_of strips(rows.first + b * slab, rows.rows, width, rows.stride);
+        apply_passes(kernels, plan.passes, strips);
+        strips.copy_back();
+    };
+    parallel_for((rows.cols + slab - 1) / slab, operations.size() * slab_columns, transform_slab);
+}
+
 } // namespace
+
+template <class T>
+void apply_row_operations(std::vector<T>& basis, std::size_t n, const row_operations& operations)
+{
+    constexpr std::size_t parts = sizeof(T) / sizeof(double);
+    auto* const columns = reinterpret_cast<double*>(basis.data());
+    apply_to_slabs({columns, n, parts * n, parts * n}, parts, operations);
+}
+
+void apply_row_operations(block_view<double> rows, const row_operations& operations)
+{
+    apply_to_slabs(rows, 1, operations);
+}
 
 std::vector<row_operation_run> cut_into_runs(const row_operations& operations)
 {
@@ -151,26 +181,6 @@ std::vector<row_operation_run> cut_into_runs(const row_operations& operations)
         start = end;
     }
     return runs;
-}
-
-template <class T>
-void apply_row_operations(std::vector<T>& basis, std::size_t n, const row_operations& operations)
-{
-    constexpr std::size_t parts = sizeof(T) / sizeof(double);
-    if (n == 0 || operations.empty())
-        return;
-    const rotation_kernels kernels = kernels_of(gemm_path_current());
-    const row_operation_plan plan(operations);
-    auto* const columns = reinterpret_cast<double*>(basis.data());
-    const auto transform_slab = [&](std::size_t b) {
-        const std::size_t from = b * slab_columns;
-        const std::size_t width = std::min(slab_columns, n - from);
-        strips_of strips(columns + from * parts, n, width * parts, n * parts);
-        apply_passes(kernels, plan.passes, strips);
-        strips.copy_back();
-    };
-    parallel_for((n + slab_columns - 1) / slab_columns, operations.size() * slab_columns,
-                 transform_slab);
 }
 
 template void apply_row_operations(std::vector<double>&, std::size_t, const row_operations&);

@@ -11,6 +11,8 @@
 // rotations, and still sees them in the order of the list. No product is fused with a sum, so that
 // every path gives the same bits.
 
+#include "numerical/gemm/block_view.hpp"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -49,6 +51,9 @@ std::vector<row_operation_run> cut_into_runs(const row_operations& operations);
 // std::complex<double>.
 template <class T>
 void apply_row_operations(std::vector<T>& basis, std::size_t n, const row_operations& operations);
+
+// The same of rows of any length. No column depends on the others.
+void apply_row_operations(block_view<double> rows, const row_operations& operations);
 
 // The length of the vector (x, y). The square root of the sum of squares serves while neither
 // square can overflow and the larger one cannot underflow; beyond that it is hypot.

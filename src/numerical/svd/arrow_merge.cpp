@@ -131,20 +131,34 @@ small_arrow active_part(const std::vector<double>& diagonal, const std::vector<d
     return arrow;
 }
 
-// Row j of `distances` receives dᵢ² - σⱼ², formed as (dᵢ - σⱼ)·(dᵢ + σⱼ), each factor from the
-// differences and sums with the nearest pole, so that no digit is lost.
-void solve_arrow(small_arrow& arrow, double* distances)
+// From the root's origin to the value.
+double gap_of(const small_arrow& arrow, const secular_root& root)
+{
+    const double origin = arrow.d[root.origin];
+    return root.tau / (std::sqrt(origin * origin + root.tau) + origin);
+}
+
+// The values, and the roots that they were found as.
+std::vector<secular_root> solve_arrow(small_arrow& arrow)
 {
     const std::size_t size = arrow.size();
     const squared_poles poles{arrow.d.data(), arrow.z.data(), size, 1.0};
     std::vector<secular_root> roots(size);
     solve_secular_equation(poles, roots.data());
+    for (std::size_t j = 0; j < size; ++j)
+        arrow.values[j] = arrow.d[roots[j].origin] + gap_of(arrow, roots[j]);
+    return roots;
+}
 
+// Row j of `distances` receives dᵢ² - σⱼ², formed as (dᵢ - σⱼ)·(dᵢ + σⱼ), each factor from the
+// differences and sums with the nearest pole, so that no digit is lost.
+void fill_distances(const small_arrow& arrow, const std::vector<secular_root>& roots,
+                    double* distances)
+{
+    const std::size_t size = arrow.size();
     const auto fill_row = [&](std::size_t j) {
         const double origin = arrow.d[roots[j].origin];
-        const double tau = roots[j].tau;
-        const double gap = tau / (std::sqrt(origin * origin + tau) + origin);
-        arrow.values[j] = origin + gap;
+        const double gap = gap_of(arrow, roots[j]);
         for (std::size_t i = 0; i < size; ++i)
             distances[j * size + i] = ((arrow.d[i] - origin) - gap) * ((arrow.d[i] + origin) + gap);
     };
@@ -300,17 +314,19 @@ void merge_arrow(std::vector<double>& values, torn_problem torn, const bidiagona
 
     small_arrow arrow = active_part(values, torn.z, partition.active);
     const std::size_t size = arrow.size();
-    double* const small = workspace_of(workspace.right.roots, size * size);
-    solve_arrow(arrow, small);
-    distances_to_right_vectors(small, size, rebuilt_z(arrow, small));
-
+    const std::vector<secular_root> roots = solve_arrow(arrow);
     std::vector<double> all = arrow.values;
     for (const std::size_t column : partition.deflated)
         all.push_back(values[column]);
     const std::vector<std::size_t> order = ascending_order(all);
     for (std::size_t c = 0; c < n; ++c)
         values[c] = all[order[c]];
+    if (vectors.wanted == wanted_rows::none)
+        return;
 
+    double* const small = workspace_of(workspace.right.roots, size * size);
+    fill_distances(arrow, roots, small);
+    distances_to_right_vectors(small, size, rebuilt_z(arrow, small));
     const basis_update right{vectors.v, right_groups(vectors.v.cols, torn.k), deflation.right_types,
                              small};
     if (!vectors.complete()) {

@@ -49,9 +49,9 @@ plane_rotation rotation_onto_first(double x, double y)
 }
 
 // Rotates the coupling to the extra column away; d and e are those of the square problem then. The
-// result are the right vectors by which this was done, by rows.
-std::vector<double> absorb_extra_column(std::vector<double>& d, std::vector<double>& e,
-                                        double coupling)
+// rotations make the right vectors by which this was done of the columns of the identity.
+std::vector<column_rotation> absorb_extra_column(std::vector<double>& d, std::vector<double>& e,
+                                                 double coupling)
 {
     const std::size_t n = d.size();
     std::vector<column_rotation> rotations;
@@ -64,11 +64,19 @@ std::vector<double> absorb_extra_column(std::vector<double>& d, std::vector<doub
         coupling = -s * e[i - 1];
         e[i - 1] *= c;
     }
-    std::vector<double> v = identity(n + 1);
-    rotate_columns({v.data(), n + 1, n + 1, n + 1}, rotations);
-    return v;
+    return rotations;
 }
 
+// The columns of `to` become the rows of `from`, a square matrix's first ones, in reverse order:
+// ascending values.
+void place_reversed(block_view<double> to, block_view<const double> from)
+{
+    for (std::size_t j = 0; j < from.rows; ++j)
+        for (std::size_t i = 0; i < to.rows; ++i)
+            to(i, from.rows - 1 - j) = from(j, i);
+}
+
+// Only the rows of v that are asked for are rotated: all, or the first and the last one.
 void solve_leaf(const bidiagonal_problem& problem, double* values,
                 const bidiagonal_vectors& vectors)
 {
@@ -77,24 +85,30 @@ void solve_leaf(const bidiagonal_problem& problem, double* values,
     std::vector<double> d(problem.d, problem.d + n);
     std::vector<double> e(problem.e, problem.e + n - 1);
     e.push_back(0);
-    const std::vector<double> w =
-        problem.extra == 1 ? absorb_extra_column(d, e, problem.e[n - 1]) : identity(n);
-    std::vector<double> p = identity(n);
-    std::vector<double> q = identity(n);
-    bidiagonal_qr(d, e, p, q, n, 30 * n);
-
-    const std::size_t row_step = vectors.complete() ? 1 : m - 1; // or the first and the last
-    for (std::size_t j = 0; j < n; ++j) {
-        const std::size_t from = n - 1 - j; // ascending now
-        values[j] = d[from];
-        for (std::size_t i = 0; i < vectors.u.rows; ++i)
-            vectors.u(i, j) = p[from * n + i];
-        for (std::size_t i = 0; i < vectors.v.rows; ++i)
-            vectors.v(i, j) = dot_product(w.data() + i * row_step * m, q.data() + from * n, n);
+    std::vector<column_rotation> absorbing;
+    if (problem.extra == 1)
+        absorbing = absorb_extra_column(d, e, problem.e[n - 1]);
+    const bidiagonal_operations operations = iterate_bidiagonal(d, e, n, 30 * n);
+    std::reverse_copy(d.begin(), d.end(), values);
+    if (vectors.complete()) {
+        std::vector<double> p = identity(n);
+        apply_row_operations(p, n, operations.left);
+        place_reversed(vectors.u, {p.data(), n, n, n});
     }
-    for (std::size_t j = n; j < m; ++j)
-        for (std::size_t i = 0; i < vectors.v.rows; ++i)
-            vectors.v(i, j) = w[i * row_step * m + j];
+    if (vectors.wanted == wanted_rows::none)
+        return;
+
+    const block_view<double>& v = vectors.v;
+    for (std::size_t i = 0; i < v.rows; ++i) {
+        std::fill_n(v.row(i), m, 0.0);
+        v(i, vectors.complete() || i == 0 ? i : m - 1) = 1;
+    }
+    rotate_columns(v, absorbing);
+    std::vector<double> columns(n * v.rows);
+    const block_view<double> by_rows{columns.data(), n, v.rows, v.rows};
+    transpose_into(by_rows, v.sub(0, v.rows, 0, n));
+    apply_row_operations(by_rows, operations.right);
+    place_reversed(v, by_rows);
 }
 
 // The places of the two halves' vectors in those of the whole. The upper half has the columns from
@@ -103,17 +117,17 @@ void solve_leaf(const bidiagonal_problem& problem, double* values,
 bidiagonal_vectors upper_half(const bidiagonal_vectors& whole, std::size_t k)
 {
     if (!whole.complete())
-        return {whole.u, whole.v.sub(0, 2, 1, k + 2)};
-    return {whole.u.sub(0, k, 1, k + 1), whole.v.sub(0, k + 1, 1, k + 2)};
+        return {whole.u, whole.v.sub(0, 2, 1, k + 2), wanted_rows::ends};
+    return {whole.u.sub(0, k, 1, k + 1), whole.v.sub(0, k + 1, 1, k + 2), wanted_rows::all};
 }
 
 bidiagonal_vectors lower_half(const bidiagonal_vectors& whole, std::size_t k)
 {
     const std::size_t m = whole.v.cols;
     if (!whole.complete())
-        return {whole.u, whole.v.sub(0, 2, k + 1, m)};
+        return {whole.u, whole.v.sub(0, 2, k + 1, m), wanted_rows::ends};
     const std::size_t n = whole.u.rows;
-    return {whole.u.sub(k + 1, n, k + 1, n), whole.v.sub(k + 1, m, k + 1, m)};
+    return {whole.u.sub(k + 1, n, k + 1, n), whole.v.sub(k + 1, m, k + 1, m), wanted_rows::all};
 }
 
 void move_null_vector(const bidiagonal_vectors& whole, std::size_t k)
@@ -256,8 +270,9 @@ bidiagonal_svd divide_bidiagonal(const std::vector<double>& d, const std::vector
     bidiagonal_svd out{std::vector<double>(n), zeros<double>(n * n), zeros<double>(n * n)};
     if (n == 0)
         return out;
-    bidiagonal_division().solve({d.data(), e.data(), n, 0}, out.values.data(),
-                                {{out.u.data(), n, n, n}, {out.v.data(), n, n, n}});
+    bidiagonal_division().solve(
+        {d.data(), e.data(), n, 0}, out.values.data(),
+        {{out.u.data(), n, n, n}, {out.v.data(), n, n, n}, wanted_rows::all});
     std::reverse(out.values.begin(), out.values.end());
     reverse_columns(out.u, n);
     reverse_columns(out.v, n);
@@ -291,7 +306,7 @@ std::vector<double> bidiagonal_values(const std::vector<double>& d, const std::v
         return values;
     std::vector<double> ends(2 * n);
     bidiagonal_division().solve({d.data(), e.data(), n, 0}, values.data(),
-                                {{nullptr, 0, 0, 0}, {ends.data(), 2, n, n}});
+                                {{nullptr, 0, 0, 0}, {ends.data(), 2, n, n}, wanted_rows::none});
     std::reverse(values.begin(), values.end());
     return values;
 }

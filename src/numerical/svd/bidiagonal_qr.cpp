@@ -1,6 +1,5 @@
 #include "numerical/svd/bidiagonal_qr.hpp"
 
-#include "numerical/eigen/row_operations.hpp"
 #include "numerical/errors.hpp"
 
 #include <algorithm>
@@ -49,8 +48,7 @@ public:
 
     void run();
 
-    row_operations left;
-    row_operations right;
+    bidiagonal_operations recorded;
 
 private:
     std::size_t block_start(std::size_t hi);
@@ -126,7 +124,7 @@ void bidiagonal_iteration::deflate_at_bottom(std::size_t lo, std::size_t hi)
             f = -s * e[j - 1];
             e[j - 1] *= c;
         }
-        right.push_back({row_operation_kind::rotation, j, hi, c, s});
+        recorded.right.push_back({row_operation_kind::rotation, j, hi, c, s});
     }
 }
 
@@ -139,7 +137,7 @@ void bidiagonal_iteration::split_after(std::size_t k, std::size_t hi)
         d[j] = length;
         f = -s * e[j];
         e[j] *= c;
-        left.push_back({row_operation_kind::rotation, j, k, c, s});
+        recorded.left.push_back({row_operation_kind::rotation, j, k, c, s});
     }
 }
 
@@ -185,7 +183,8 @@ void bidiagonal_iteration::chase(std::size_t lo, std::size_t hi)
         e[j] = e[j] * of_columns.c - d[j] * of_columns.s;
         g = d[j + 1] * of_columns.s;
         d[j + 1] *= of_columns.c;
-        right.push_back({row_operation_kind::rotation, j, j + 1, of_columns.c, of_columns.s});
+        recorded.right.push_back(
+            {row_operation_kind::rotation, j, j + 1, of_columns.c, of_columns.s});
 
         const plane_rotation of_rows = rotation_onto_first(f, g);
         d[j] = of_rows.length;
@@ -193,7 +192,7 @@ void bidiagonal_iteration::chase(std::size_t lo, std::size_t hi)
         d[j + 1] = d[j + 1] * of_rows.c - e[j] * of_rows.s;
         g = e[j + 1] * of_rows.s; // on the last j both are zero: e[hi] is
         e[j + 1] *= of_rows.c;
-        left.push_back({row_operation_kind::rotation, j, j + 1, of_rows.c, of_rows.s});
+        recorded.left.push_back({row_operation_kind::rotation, j, j + 1, of_rows.c, of_rows.s});
     }
     e[hi - 1] = f;
 }
@@ -204,25 +203,32 @@ void bidiagonal_iteration::finish(std::size_t hi)
 {
     if (d[hi] < 0) {
         d[hi] = -d[hi];
-        right.push_back({row_operation_kind::negation, hi, hi, 0, 0});
+        recorded.right.push_back({row_operation_kind::negation, hi, hi, 0, 0});
     }
     for (std::size_t p = hi + 1; p < n && d[p] > d[p - 1]; ++p) {
         std::swap(d[p - 1], d[p]);
-        left.push_back({row_operation_kind::swap, p - 1, p, 0, 0});
-        right.push_back({row_operation_kind::swap, p - 1, p, 0, 0});
+        recorded.left.push_back({row_operation_kind::swap, p - 1, p, 0, 0});
+        recorded.right.push_back({row_operation_kind::swap, p - 1, p, 0, 0});
     }
 }
 
 } // namespace
 
+bidiagonal_operations iterate_bidiagonal(std::vector<double>& d, std::vector<double>& e,
+                                         std::size_t n, std::size_t max_steps)
+{
+    bidiagonal_iteration iteration(d, e, n, max_steps);
+    iteration.run();
+    return std::move(iteration.recorded);
+}
+
 template <class T>
 void bidiagonal_qr(std::vector<double>& d, std::vector<double>& e, std::vector<T>& left,
                    std::vector<T>& right, std::size_t n, std::size_t max_steps)
 {
-    bidiagonal_iteration iteration(d, e, n, max_steps);
-    iteration.run();
-    apply_row_operations(right, n, iteration.right);
-    apply_row_operations(left, n, iteration.left);
+    const bidiagonal_operations operations = iterate_bidiagonal(d, e, n, max_steps);
+    apply_row_operations(right, n, operations.right);
+    apply_row_operations(left, n, operations.left);
 }
 
 template void bidiagonal_qr(std::vector<double>&, std::vector<double>&, std::vector<double>&,

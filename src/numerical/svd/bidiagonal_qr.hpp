@@ -4,6 +4,8 @@
 // (Golub and Kahan 1965; Golub and Van Loan 2013, section 8.6). The iteration touches the two
 // diagonals only; what it does to the bases is recorded, and applied once after convergence.
 
+#include "numerical/eigen/row_operations.hpp"
+
 #include <cstddef>
 #include <vector>
 
@@ -16,5 +18,15 @@ namespace numerical::detail {
 template <class T>
 void bidiagonal_qr(std::vector<double>& d, std::vector<double>& e, std::vector<T>& left,
                    std::vector<T>& right, std::size_t n, std::size_t max_steps);
+
+// The iteration alone: what it does to the rows of either basis.
+struct bidiagonal_operations
+{
+    row_operations left;
+    row_operations right;
+};
+
+bidiagonal_operations iterate_bidiagonal(std::vector<double>& d, std::vector<double>& e,
+                                         std::size_t n, std::size_t max_steps);
 
 } // namespace numerical::detail
