@@ -1,7 +1,8 @@
 // The engine's products against the measured peak of fused multiply-adds and against OpenBLAS, and
-// its vector kernels against the measured bandwidth. Each row times peak, ours and theirs in turns,
-// so that whatever else the machine does meets all three; the figures are those of the best turn,
-// the ratio is the median of the turns' ratios, theirs to ours: above 1 we are faster.
+// its vector kernels and the bidiagonal reduction against the measured bandwidth. Each row times
+// peak, ours and theirs in turns, so that whatever else the machine does meets all three; the
+// figures are those of the best turn, the ratio is the median of the turns' ratios, theirs to ours:
+// above 1 we are faster.
 //
 //     kernels [--benchmark_filter=dgemm.*threads:1]
 
@@ -11,6 +12,7 @@
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
+#include "numerical/svd/bidiagonal.hpp"
 
 #include <algorithm>
 #include <benchmark/benchmark.h>
@@ -214,6 +216,34 @@ void vector_row(benchmark::State& state, std::size_t n, std::size_t streams,
     state.counters["copy_GB/s"] = 16e-9 * double(n) / turns.best(1);
 }
 
+// The bidiagonal reduction's two products with the trailing matrix, for each column, need read it
+// once: n³/3 elements in all. Their bytes a second of the whole reduction, panels and block updates
+// included, beside the bytes that a dot of two halves of the matrix reads a second.
+template <class T>
+void reduction_row(benchmark::State& state, std::size_t n)
+{
+    set_threads(1);
+    const auto a = random_values<T>(n * n);
+    const std::size_t half = n * n * sizeof(T) / sizeof(double) / 2;
+    const auto* const first = reinterpret_cast<const double*>(a.data());
+    contest turns{
+        {[&] { benchmark::DoNotOptimize(bidiagonalize(a, n)); },
+         [&] { benchmark::DoNotOptimize(dot_on(gemm_path_current(), first, first + half, half)); }},
+        CLOCK_PROCESS_CPUTIME_ID,
+        {}};
+    for (auto _ : state) {
+        turns.run();
+        state.SetIterationTime(turns.best(0));
+    }
+    const double swept = double(n) * double(n) * double(n) / 3 * sizeof(T);
+    const double rate = swept / turns.best(0);
+    const double readable = 16 * double(half) / turns.best(1);
+    state.counters["swept_GB/s"] = 1e-9 * rate;
+    state.counters["read_GB/s"] = 1e-9 * readable;
+    state.counters["of_bandwidth"] = rate / readable;
+    set_threads(0);
+}
+
 std::string tail_of(const shape& s, int path, std::size_t threads)
 {
     std::ostringstream tail;
@@ -269,12 +299,30 @@ void register_vectors()
     }
 }
 
+void register_reductions()
+{
+    for (const std::size_t n : {500, 1000, 2000}) {
+        std::ostringstream order;
+        order << '/' << n;
+        const std::string tail = order.str();
+        benchmark::RegisterBenchmark(("bidiagonalize_real" + tail).c_str(), reduction_row<double>,
+                                     n)
+            ->Iterations(1)
+            ->UseManualTime();
+        benchmark::RegisterBenchmark(("bidiagonalize_complex" + tail).c_str(),
+                                     reduction_row<complex>, n)
+            ->Iterations(1)
+            ->UseManualTime();
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     register_products();
     register_vectors();
+    register_reductions();
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

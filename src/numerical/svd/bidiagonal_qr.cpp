@@ -1,6 +1,7 @@
 #include "numerical/svd/bidiagonal_qr.hpp"
 
 #include "numerical/errors.hpp"
+#include "numerical/storage.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -42,13 +43,14 @@ class bidiagonal_iteration
 public:
     bidiagonal_iteration(std::vector<double>& diagonal, std::vector<double>& superdiagonal,
                          std::size_t order, std::size_t step_limit)
-        : d(diagonal), e(superdiagonal), n(order), max_steps(step_limit)
+        : recorded{reserved<row_operation>(order * order), reserved<row_operation>(order * order)},
+          d(diagonal), e(superdiagonal), n(order), max_steps(step_limit)
     {
     }
 
     void run();
 
-    bidiagonal_operations recorded;
+    bidiagonal_operations recorded; // about n² of each: two chases a value, half of n long
 
 private:
     std::size_t block_start(std::size_t hi);
