@@ -6,11 +6,16 @@
     packaging  wheel, install, a C++ user's program
     emulated   unit and module tests with the AVX-512 kernels built on emulated intrinsics
     asan       unit and module tests under the address and undefined-behaviour sanitizers
-    tsan       unit tests and the module's threads under the thread sanitizer
+    tsan       under the thread sanitizer, what runs on several threads
+
+A stage's programs run side by side, one on each processor; each prints its output when it ends.
 """
 
 import argparse
+import collections.abc
+import concurrent.futures
 import dataclasses
+import functools
 import json
 import os
 import pathlib
@@ -36,9 +41,8 @@ class Count:
 
 
 def build(preset: str) -> None:
-    launcher = ["-DCMAKE_CXX_COMPILER_LAUNCHER=ccache"] if shutil.which("ccache") else []
     subprocess.run(
-        ["cmake", "--preset", preset, "--log-level=WARNING", *launcher,
+        ["cmake", "--preset", preset, "--log-level=WARNING",
          f"-DPython3_EXECUTABLE={sys.executable}"],
         cwd=ROOT, check=True, stdout=subprocess.DEVNULL,
     )  # fmt: skip
@@ -82,13 +86,17 @@ def run_command(name: str, command: list[str], environment: dict[str, str]) -> C
     return count
 
 
-def run_pytest(preset: str, folder: str, environment: dict[str, str], *options: str) -> Count:
+def run_pytest(preset: str, tests: list[str], environment: dict[str, str]) -> Count:
     with tempfile.TemporaryDirectory() as scratch:
         report = pathlib.Path(scratch) / "report.xml"
+        start = time.monotonic()
         done = subprocess.run(
-            [sys.executable, "-m", "pytest", folder, f"--junitxml={report}", *options], cwd=ROOT,
+            [sys.executable, "-m", "pytest", "-q", *tests, f"--junitxml={report}"], cwd=ROOT,
+            capture_output=True, text=True, errors="replace",
             env={**os.environ, "NUMERICAL_BUILD": str(ROOT / "build" / preset), **environment},
         )  # fmt: skip
+        if done.returncode != 0:
+            print((done.stdout + done.stderr)[-8000:])
         if not report.exists():
             return Count(failed=1)
         suite = xml.parse(report).getroot().find("testsuite")
@@ -96,14 +104,39 @@ def run_pytest(preset: str, folder: str, environment: dict[str, str], *options: 
     failed = int(suite.get("failures")) + int(suite.get("errors"))
     if done.returncode not in (0, 1):
         failed = max(failed, 1)
-    return Count(max(total - failed - skipped, 0), failed, skipped)
-
-
-def unit_tests(preset: str, environment: dict[str, str]) -> Count:
-    count = Count()
-    for name, command in ctest_commands(preset, lambda name: name.startswith("unit_")):
-        count.add(run_command(name, command, environment))
+    count = Count(max(total - failed - skipped, 0), failed, skipped)
+    print(f"  {' '.join(tests)}: {count.passed} passed, {count.failed} failed"
+          f" ({time.monotonic() - start:.1f} s)", flush=True)  # fmt: skip
     return count
+
+
+Job = collections.abc.Callable[[], Count]
+
+
+def together(jobs: list[Job]) -> Count:
+    """Runs the jobs in their order, as many at once as there are processors."""
+    count = Count()
+    with concurrent.futures.ThreadPoolExecutor(len(os.sched_getaffinity(0))) as pool:
+        for result in pool.map(lambda job: job(), jobs):
+            count.add(result)
+    return count
+
+
+def unit_jobs(preset: str, environment: dict[str, str], filter_of=lambda name: "*") -> list[Job]:
+    return [
+        functools.partial(
+            run_command, name, command, {**environment, "GTEST_FILTER": filter_of(name)}
+        )
+        for name, command in ctest_commands(preset, lambda name: name.startswith("unit_"))
+    ]
+
+
+def pytest_jobs(preset: str, pattern: str, environment: dict[str, str]) -> list[Job]:
+    """A process for each file: what one does to the process, another doesn't see."""
+    return [
+        functools.partial(run_pytest, preset, [str(path.relative_to(ROOT))], environment)
+        for path in sorted(ROOT.glob(pattern))
+    ]
 
 
 def preloaded(*libraries: str) -> str:
@@ -117,62 +150,58 @@ def preloaded(*libraries: str) -> str:
 
 def stage_unit() -> Count:
     build("release")
-    return unit_tests("release", {})
+    return together(unit_jobs("release", {}))
 
 
 def stage_checks() -> Count:
     build("release")
-    count = Count()
-    for name, command in ctest_commands("release", lambda name: not name.startswith("unit_")):
-        count.add(run_command(name, command, {}))
-    return count
+    commands = ctest_commands("release", lambda name: not name.startswith("unit_"))
+    return together([functools.partial(run_command, *command, {}) for command in commands])
 
 
 def stage_python() -> Count:
     build("release")
-    count = run_pytest("release", "tests/python", {})
-    # A process of its own: the package is tested as a user meets it, without the module's own import.
-    count.add(run_pytest("release", "tests/package", {}))
-    return count
+    return together(pytest_jobs("release", "tests/python/test_*.py", {})
+                    + pytest_jobs("release", "tests/package/test_*.py", {}))  # fmt: skip
 
 
 def stage_packaging() -> Count:
     build("release")
-    return run_pytest("release", "tests/packaging", {})
+    return together(pytest_jobs("release", "tests/packaging/test_*.py", {}))
 
 
 def stage_emulated() -> Count:
     build("emulated")
-    count = unit_tests("emulated", {})
-    count.add(run_pytest("emulated", "tests/python", {}))
-    return count
+    return together(unit_jobs("emulated", {})
+                    + pytest_jobs("emulated", "tests/python/test_*.py", {}))  # fmt: skip
 
 
 def stage_asan() -> Count:
     build("asan")
-    options = {
-        "ASAN_OPTIONS": "detect_leaks=0:allocator_may_return_null=1",
-        "UBSAN_OPTIONS": "print_stacktrace=1",
-    }
-    count = unit_tests("asan", {**options, "ASAN_OPTIONS": "allocator_may_return_null=1"})
+    options = {"ASAN_OPTIONS": "allocator_may_return_null=1", "UBSAN_OPTIONS": "print_stacktrace=1"}
     under_python = {
         **options,
+        "ASAN_OPTIONS": "detect_leaks=0:allocator_may_return_null=1",
         "LD_PRELOAD": preloaded("libasan.so", "libstdc++.so"),
         "PYTHONMALLOC": "malloc",
     }
-    count.add(run_pytest("asan", "tests/python", under_python))
-    return count
+    return together(unit_jobs("asan", options)
+                    + pytest_jobs("asan", "tests/python/test_*.py", under_python))  # fmt: skip
 
 
 def stage_tsan() -> Count:
+    """Everything of the pool and the products; of the others what compares thread counts."""
     build("tsan")
-    count = unit_tests("tsan", {"TSAN_OPTIONS": "die_after_fork=0"})
+    whole = {"unit_runtime", "unit_gemm"}
     under_python = {
         "TSAN_OPTIONS": "die_after_fork=0 ignore_noninstrumented_modules=1",
         "LD_PRELOAD": preloaded("libtsan.so"),
     }
-    count.add(run_pytest("tsan", "tests/python/test_threads.py", under_python))
-    return count
+    return together(
+        unit_jobs("tsan", {"TSAN_OPTIONS": "die_after_fork=0"},
+                  lambda name: "*" if name in whole else "*thread*:*64_cores*")
+        + pytest_jobs("tsan", "tests/python/test_threads.py", under_python)
+    )  # fmt: skip
 
 
 STAGES = {
@@ -198,6 +227,8 @@ def main() -> int:
     if unknown:
         parser.error(f"no such stage: {', '.join(sorted(unknown))}; there are {', '.join(STAGES)}")
 
+    if shutil.which("ccache"):  # read by every configuration from here on, the wheel's too
+        os.environ.setdefault("CMAKE_CXX_COMPILER_LAUNCHER", "ccache")
     total = Count()
     failed_stages = []
     for stage in STAGES if options.all else options.stages or DEFAULT_STAGES:
