@@ -1,6 +1,6 @@
 // The engine's products against the measured peak of fused multiply-adds and against OpenBLAS, and
-// its vector kernels and the bidiagonal reduction against the measured bandwidth. Each row times
-// peak, ours and theirs in turns, so that whatever else the machine does meets all three; the
+// its vector and row kernels and the bidiagonal reduction against the measured bandwidth. Each row
+// times peak, ours and theirs in turns, so that whatever else the machine does meets all three; the
 // figures are those of the best turn, the ratio is the median of the turns' ratios, theirs to ours:
 // above 1 we are faster.
 //
@@ -8,6 +8,7 @@
 
 #include "peak.hpp"
 
+#include "numerical/eigen/hermitian_product.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
@@ -244,6 +245,43 @@ void reduction_row(benchmark::State& state, std::size_t n)
     set_threads(0);
 }
 
+// Every double of x once, on the allowed threads: the limit of a pass that must read them all.
+void read_through(const std::vector<double>& x)
+{
+    constexpr std::size_t chunk = 32768;
+    const auto read_chunk = [&](std::size_t i) {
+        const double* const from = x.data() + i * chunk;
+        const std::size_t half = std::min(chunk, x.size() - i * chunk) / 2;
+        benchmark::DoNotOptimize(dot_product(from, from + half, half));
+    };
+    parallel_for((x.size() + chunk - 1) / chunk, chunk, read_chunk);
+}
+
+// The bytes of the lower triangle a second, and the share of those of a plain read of as many.
+template <class T>
+void hermitian_row(benchmark::State& state, std::size_t n, std::size_t threads)
+{
+    set_threads(threads);
+    const auto a = random_values<T>(n * n);
+    const auto x = random_values<T>(n);
+    const std::size_t doubles = n * (n + 1) / 2 * (sizeof(T) / sizeof(double));
+    const auto as_many = random_values<double>(doubles);
+    std::vector<T> y(n);
+    std::vector<T> partials;
+    contest turns{{[&] { hermitian_product(a.data(), n, n, x.data(), y.data(), partials); },
+                   [&] { read_through(as_many); }},
+                  threads == 1 ? CLOCK_PROCESS_CPUTIME_ID : CLOCK_MONOTONIC,
+                  {}};
+    for (auto _ : state) {
+        turns.run();
+        state.SetIterationTime(turns.best(0));
+    }
+    state.counters["GB/s"] = 8e-9 * double(doubles) / turns.best(0);
+    state.counters["read_GB/s"] = 8e-9 * double(doubles) / turns.best(1);
+    state.counters["of_read"] = turns.median_ratio(1, 0);
+    set_threads(0);
+}
+
 std::string tail_of(const shape& s, int path, std::size_t threads)
 {
     std::ostringstream tail;
@@ -316,6 +354,24 @@ void register_reductions()
     }
 }
 
+// Triangles that fit the second cache, the third, and neither.
+void register_hermitian_products()
+{
+    for (const std::size_t threads : {1UL, 2UL})
+        for (const std::size_t n : {200UL, 1000UL, 4000UL}) {
+            std::ostringstream tail;
+            tail << '/' << n << "/threads:" << threads;
+            benchmark::RegisterBenchmark(("symmetric_product" + tail.str()).c_str(),
+                                         hermitian_row<double>, n, threads)
+                ->Iterations(1)
+                ->UseManualTime();
+            benchmark::RegisterBenchmark(("hermitian_product" + tail.str()).c_str(),
+                                         hermitian_row<complex>, n, threads)
+                ->Iterations(1)
+                ->UseManualTime();
+        }
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -323,6 +379,7 @@ int main(int argc, char** argv)
     register_products();
     register_vectors();
     register_reductions();
+    register_hermitian_products();
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
