@@ -14,8 +14,9 @@ namespace numerical::detail {
 constexpr std::size_t group_panels = 4;
 
 // mr_in_place: rows of a tile that reads A where it lies, as it does for products of up to
-// in_place_cols columns; B is read so by those of up to in_place_rows rows. Eight rows of AVX-512
-// rather than twelve: in short sums the loads and stores of C then hide behind the next tile.
+// in_place_cols columns; B is read so by those of up to in_place_rows rows, and of up to
+// in_place_rows_beside_a where A is too. Eight rows of AVX-512 rather than twelve: in short sums
+// the loads and stores of C then hide behind the next tile.
 template <class Kernel>
 struct blocking;
 
@@ -26,6 +27,7 @@ struct blocking<avx512_tile_kernel>
     static constexpr std::size_t mr_in_place = 8;
     static constexpr std::size_t in_place_cols = 192;
     static constexpr std::size_t in_place_rows = 192;
+    static constexpr std::size_t in_place_rows_beside_a = 192;
     static constexpr std::size_t nr = 16;
     static constexpr std::size_t kc = 256;
     static constexpr std::size_t nc = 2048;
@@ -42,7 +44,8 @@ struct blocking<avx2_tile_kernel>
     static constexpr std::size_t mr = 6;
     static constexpr std::size_t mr_in_place = 6;
     static constexpr std::size_t in_place_cols = 96;
-    static constexpr std::size_t in_place_rows = 64;
+    static constexpr std::size_t in_place_rows = 24;
+    static constexpr std::size_t in_place_rows_beside_a = 64;
     static constexpr std::size_t nr = 8;
     static constexpr std::size_t kc = 256;
     static constexpr std::size_t nc = 1024;
@@ -61,6 +64,7 @@ template <>
 struct blocking<avx2_complex_tile_kernel> : blocking<avx2_tile_kernel>
 {
     static constexpr std::size_t in_place_rows = 8;
+    static constexpr std::size_t in_place_rows_beside_a = 8;
 };
 
 template <>
@@ -70,6 +74,7 @@ struct blocking<vector_tile_kernel<double>>
     static constexpr std::size_t mr_in_place = gemm_mr;
     static constexpr std::size_t in_place_cols = 0;
     static constexpr std::size_t in_place_rows = 0;
+    static constexpr std::size_t in_place_rows_beside_a = 0;
     static constexpr std::size_t nr = gemm_nr<double>;
     static constexpr std::size_t kc = 256;
     static constexpr std::size_t nc = 1536;
@@ -86,6 +91,7 @@ struct blocking<vector_tile_kernel<std::complex<double>>>
     static constexpr std::size_t mr_in_place = gemm_mr;
     static constexpr std::size_t in_place_cols = 0;
     static constexpr std::size_t in_place_rows = 0;
+    static constexpr std::size_t in_place_rows_beside_a = 0;
     static constexpr std::size_t nr = gemm_nr<std::complex<double>>;
     static constexpr std::size_t kc = 256;
     static constexpr std::size_t nc = 768;

@@ -173,7 +173,10 @@ bool reads_a_in_place(std::size_t m, std::size_t n, std::size_t lda)
 template <class Kernel>
 bool reads_b_in_place(std::size_t m, bool a_in_place)
 {
-    return m <= blocking<Kernel>::in_place_rows && (Kernel::parts == 1 || a_in_place);
+    using tile_of = blocking<Kernel>;
+    if (a_in_place)
+        return m <= tile_of::in_place_rows_beside_a;
+    return Kernel::parts == 1 && m <= tile_of::in_place_rows;
 }
 
 // For a complex kernel all operands are doubles, B and C of twice the columns: n, the strides and
