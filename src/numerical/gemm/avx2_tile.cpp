@@ -122,26 +122,26 @@ struct first_columns
     __m256d second(const double*) const { return _mm256_setzero_pd(); }
 };
 
-struct some_columns
+// Lanes 0 to count, count < 4.
+inline __m256i first_lanes(std::size_t count)
 {
-    static constexpr bool has_second = true;
-    __m256i first_lanes;
-    __m256i second_lanes;
+    const __m256i number = _mm256_set1_epi64x(static_cast<long long>(count));
+    return _mm256_cmpgt_epi64(number, _mm256_setr_epi64x(0, 1, 2, 3));
+}
 
-    explicit some_columns(std::size_t count)
-    {
-        const __m256i number = _mm256_set1_epi64x(static_cast<long long>(count));
-        first_lanes = _mm256_cmpgt_epi64(number, _mm256_setr_epi64x(0, 1, 2, 3));
-        second_lanes = _mm256_cmpgt_epi64(number, _mm256_setr_epi64x(4, 5, 6, 7));
-    }
+struct part_of_first
+{
+    static constexpr bool has_second = false;
+    __m256i lanes;
 
-    __m256d first(const double* b) const { return _mm256_maskload_pd(b, first_lanes); }
+    __m256d first(const double* b) const { return _mm256_maskload_pd(b, lanes); }
 
-    __m256d second(const double* b) const { return _mm256_maskload_pd(b + width, second_lanes); }
+    __m256d second(const double*) const { return _mm256_setzero_pd(); }
 };
 
-// What the tile's elements are, and how B's lie: complex ones in a panel are apart already.
-enum class elements { real, complex_apart, complex_in_place };
+// What the tile's elements are. Complex ones of B come from a panel, apart already: to take them
+// apart here would cost two shuffles a position and a register more than there are.
+enum class elements { real, complex_apart };
 
 template <elements kind, class Columns>
 [[gnu::always_inline]] inline vector_pair position_of(const double* b, const Columns& columns)
@@ -149,11 +149,8 @@ template <elements kind, class Columns>
     __builtin_prefetch(b + ahead);
     if constexpr (kind == elements::complex_apart)
         return {_mm256_loadu_pd(b), _mm256_loadu_pd(b + width)};
-    const vector_pair position{columns.first(b), columns.second(b)};
-    if constexpr (kind == elements::complex_in_place)
-        return position.apart();
     else
-        return position;
+        return {columns.first(b), columns.second(b)};
 }
 
 // Two positions a turn: as fast as one, while four would spill. The turns are cut into a stretch
@@ -240,6 +237,19 @@ void run_rows(const tile_operands& t, Columns columns)
     }
 }
 
+// Five to seven columns go by halves: a mask besides twelve accumulators would spill.
+template <class Rows>
+void run_real_edge(const tile_operands& t)
+{
+    if (t.cols < width)
+        return run_rows<Rows::most, Rows, elements::real>(t, part_of_first{first_lanes(t.cols)});
+    run_rows<Rows::most, Rows, elements::real>(t, first_columns{});
+    tile_operands rest = t;
+    rest.b += width;
+    rest.c += width;
+    run_rows<Rows::most, Rows, elements::real>(rest, part_of_first{first_lanes(t.cols - width)});
+}
+
 template <class Rows, elements kind>
 void run_any(const tile_operands& t)
 {
@@ -247,7 +257,10 @@ void run_any(const tile_operands& t)
         tile_operands whole = t;
         whole.c = c;
         whole.ldc = ldc;
-        run_rows<Rows::most, Rows, kind>(whole, some_columns(t.cols));
+        if constexpr (kind == elements::real)
+            run_real_edge<Rows>(whole);
+        else
+            run_rows<Rows::most, Rows, kind>(whole, all_columns{});
     };
     if (t.cols == nr)
         return run_rows<Rows::most, Rows, kind>(t, all_columns{});
@@ -277,11 +290,6 @@ void avx2_tile_c128(const tile_operands& t)
 void avx2_tile_a_in_place_c128(const tile_operands& t)
 {
     run_any<rows_in_place<mr, 2>, elements::complex_apart>(t);
-}
-
-void avx2_tile_in_place_c128(const tile_operands& t)
-{
-    run_any<rows_in_place<mr, 2>, elements::complex_in_place>(t);
 }
 
 } // namespace numerical::detail

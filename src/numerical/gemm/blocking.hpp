@@ -63,8 +63,8 @@ struct blocking<avx512_complex_tile_kernel> : blocking<avx512_tile_kernel>
 template <>
 struct blocking<avx2_complex_tile_kernel> : blocking<avx2_tile_kernel>
 {
-    static constexpr std::size_t in_place_rows = 8;
-    static constexpr std::size_t in_place_rows_beside_a = 8;
+    static constexpr std::size_t in_place_rows = 0;
+    static constexpr std::size_t in_place_rows_beside_a = 0;
 };
 
 template <>

@@ -128,9 +128,12 @@ void product_block<Kernel, T>::multiply() const
 template <class Kernel, class T>
 void product_block<Kernel, T>::run_tile(const tile_operands_of<T>& operands) const
 {
+    if constexpr (tile_of::in_place_rows_beside_a != 0)
+        if (b.in_place && a.in_place)
+            return Kernel::tile_in_place(operands);
     if constexpr (tile_of::in_place_cols != 0)
         if (a.in_place)
-            return b.in_place ? Kernel::tile_in_place(operands) : Kernel::tile_a_in_place(operands);
+            return Kernel::tile_a_in_place(operands);
     Kernel::tile(operands);
 }
 

@@ -55,7 +55,6 @@ void avx512_tile_a_in_place_c128(const tile_operands& t); // B is packed
 void avx512_tile_in_place_c128(const tile_operands& t);   // as B is
 void avx2_tile_c128(const tile_operands& t);
 void avx2_tile_a_in_place_c128(const tile_operands& t);
-void avx2_tile_in_place_c128(const tile_operands& t);
 
 // The portable sums: product and sum each rounded, complex products with C99 recovery.
 template <class T>
@@ -92,7 +91,6 @@ struct avx2_complex_tile_kernel
     static constexpr std::size_t parts = 2;
     static constexpr auto tile = avx2_tile_c128;
     static constexpr auto tile_a_in_place = avx2_tile_a_in_place_c128;
-    static constexpr auto tile_in_place = avx2_tile_in_place_c128;
 };
 
 template <class T>
