@@ -23,14 +23,14 @@ from ._functions import (
 )  # fmt: skip
 from ._numerical import Tensor, error
 from ._products import (
-    dot, inner, kron, matmul, matrix_power, multi_dot, outer, tensordot, trace, vdot,
+    dot, inner, kron, matmul, multi_dot, outer, tensordot, trace, vdot,
 )  # fmt: skip
 from ._settings import get_num_threads, limit_gemm_path, num_threads, set_num_threads
 from ._shaping import (
     broadcast_to, concatenate, expand_dims, flip, moveaxis, permute_dims, ravel, repeat, reshape,
     squeeze, stack, swapaxes, tile, transpose,
 )  # fmt: skip
-from .linalg import cholesky, lstsq, matrix_rank, norm, pinv, qr, slogdet, solve, svd
+from .linalg import cholesky, lstsq, matrix_power, matrix_rank, norm, pinv, qr, slogdet, solve, svd
 
 __version__ = "0.1.0"
 

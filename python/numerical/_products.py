@@ -3,7 +3,7 @@
 import math
 
 from . import _numerical
-from ._creation import asarray, eye
+from ._creation import asarray
 from ._functions import conj
 from ._memory import row_major_strides, with_strides
 from ._promotion import same_dtype
@@ -153,27 +153,6 @@ def trace(a, offset=0):
         diagonals = with_strides(a, shape, (*strides[:-2], columns + 1), first)
         total = _numerical._reduce("sum", diagonals, len(shape) - 1)
     return total if total.ndim else total.tolist()
-
-
-def matrix_power(a, n):
-    """A square matrix multiplied n times by itself; the inverse's power for a negative n."""
-    from .linalg import inv
-
-    a = asarray(a)
-    if a.ndim < 2 or a.shape[-1] != a.shape[-2]:
-        raise ValueError(f"matrix_power takes square matrices, not shape {a.shape}")
-    if n < 0:
-        a, n = inv(a), -n
-    if n == 0:
-        return broadcast_to(eye(a.shape[-1], dtype=a.dtype), a.shape)
-    result = None
-    while n:
-        if n & 1:
-            result = a if result is None else matmul(result, a)
-        n >>= 1
-        if n:
-            a = matmul(a, a)
-    return result
 
 
 def multi_dot(tensors):

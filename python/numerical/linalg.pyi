@@ -12,7 +12,12 @@ from ._numerical import Tensor as Tensor
 from ._numerical import error as error
 
 __all__ = [
+    "EighResult",
     "LinAlgError",
+    "LstsqResult",
+    "QRResult",
+    "SVDResult",
+    "SlogdetResult",
     "cholesky",
     "cond",
     "cross",

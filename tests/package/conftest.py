@@ -8,7 +8,7 @@ from hypothesis import HealthCheck, settings
 
 ROOT = pathlib.Path(__file__).parents[2]
 BUILD = pathlib.Path(os.environ.get("NUMERICAL_BUILD", ROOT / "build" / "release"))
-sys.path.insert(0, str(BUILD / "python"))
+sys.path.insert(0, str(BUILD.resolve() / "python"))
 
 # No deadlines: a machine that does other work as well must not fail a test.
 settings.register_profile(

@@ -1,0 +1,139 @@
+"""What all functions of matrices share: stacks of them, named results, notes on failures."""
+
+import math
+
+from . import _numerical
+from ._creation import asarray
+from ._numerical import Tensor, error
+from ._shaping import reshape, stack, swapaxes
+
+
+# --- results -------------------------------------------------------------------------------------
+# Named results are plain tuples with properties: the library's own way to make such classes would
+# take a large part of the import's time.
+class Result(tuple):
+    __slots__ = ()
+    _fields: tuple[str, ...] = ()
+
+    def __new__(cls, *values):
+        return tuple.__new__(cls, values)
+
+    def __getnewargs__(self):
+        return tuple(self)
+
+    def __repr__(self):
+        given = ", ".join(f"{name}={value!r}" for name, value in zip(self._fields, self))
+        return f"{type(self).__name__}({given})"
+
+
+def _field(index):
+    return property(lambda self: self[index])
+
+
+class EighResult(Result):
+    __slots__ = ()
+    _fields = ("eigenvalues", "eigenvectors")
+    eigenvalues, eigenvectors = _field(0), _field(1)
+
+
+class QRResult(Result):
+    __slots__ = ()
+    _fields = ("Q", "R")
+    Q, R = _field(0), _field(1)
+
+
+class SlogdetResult(Result):
+    __slots__ = ()
+    _fields = ("sign", "logabsdet")
+    sign, logabsdet = _field(0), _field(1)
+
+
+class SVDResult(Result):
+    __slots__ = ()
+    _fields = ("U", "S", "Vh")
+    U, S, Vh = _field(0), _field(1), _field(2)
+
+
+# --- what goes wrong, and what to try ------------------------------------------------------------
+_ADVICE = {
+    "matrix is singular": "the matrix has no inverse: lstsq and pinv give the least-squares answer",
+    "infinite or NaN entry": "look for NaN and infinities in the input, for example by sum(a - a)",
+    "not positive-definite": "the matrix must be Hermitian with positive eigenvalues;"
+    " eigvalsh shows them, and adding a multiple of eye(n) shifts them",
+    "square matrix": "lstsq, pinv, qr and svd take rectangular matrices",
+    "did not converge": 'another method may: method="tridiagonal_ql" of eigh or "bidiagonal_qr"'
+    " of svd",
+    "right-hand side": "b has as many rows as a; one right-hand side stands in each column",
+}
+
+
+def annotate(failure, operands):
+    """Adds what was given and the next thing to try, where exceptions can carry notes."""
+    if not hasattr(failure, "add_note"):
+        return
+    tensors = [asarray(operand) for operand in operands if not isinstance(operand, str)]
+    given = ", ".join(f"{t.dtype} of shape {t.shape}" for t in tensors)
+    hint = next((text for key, text in _ADVICE.items() if key in str(failure)), None)
+    failure.add_note(f"given {given}" + (f"; {hint}" if hint else ""))
+
+
+def told(function):
+    """Annotates the module's errors that the function raises."""
+
+    def telling(*operands, **options):
+        try:
+            return function(*operands, **options)
+        except error as failure:
+            annotate(failure, operands)
+            raise
+
+    for name in ("__name__", "__qualname__", "__module__", "__doc__"):
+        setattr(telling, name, getattr(function, name))
+    telling.__wrapped__ = function  # inspect and help show its signature
+    return telling
+
+
+def matrices(a, name, square_only=False):
+    a = asarray(a)
+    if a.ndim < 2:
+        raise ValueError(f"{name} takes a matrix or a stack of them, not a tensor of rank {a.ndim}")
+    if square_only and a.shape[-1] != a.shape[-2]:
+        raise ValueError(f"{name} takes square matrices, not shape {a.shape}")
+    return a
+
+
+def mapped(function, lead, *operands):
+    """function of each matrix of the operands, whose leading axes are `lead`; results stacked.
+
+    The function gives a tuple of tensors or numbers; so does this.
+    """
+    count = math.prod(lead)
+    flat = [reshape(t, (count, *t.shape[len(lead) :])) for t in operands]
+    results = [function(*(slice_of(t, i) for t in flat)) for i in range(count)]
+    return tuple(
+        reshape(stack(column), (*lead, *asarray(column[0]).shape)) for column in zip(*results)
+    )
+
+
+def slice_of(t, i):
+    rest = t.ndim - 1
+    return _numerical._take(
+        t, (i, *[0] * rest), (1,) * t.ndim, (1, *t.shape[1:]), (0, *[1] * rest)
+    )  # fmt: skip
+
+
+def over_stack(function, a, empty):
+    """function(a) of a matrix, or its results over a stack; `empty` gives those of no matrix."""
+    if a.ndim == 2:
+        return function(a)
+    lead = a.shape[:-2]
+    if 0 in lead:
+        return tuple(
+            Tensor([], (*lead, *shape), dtype) for shape, dtype in empty(*a.shape[-2:], a.dtype)
+        )
+    return mapped(function, lead, a)
+
+
+def matrix_transpose(x):
+    """The last two axes exchanged, without conjugation."""
+    return swapaxes(matrices(x, "matrix_transpose"), -2, -1)
