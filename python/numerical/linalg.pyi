@@ -8,7 +8,7 @@ from . import multi_dot as multi_dot
 from . import outer as outer
 from . import tensordot as tensordot
 from . import trace as trace
-from ._numerical import Tensor as Tensor
+from ._numerical import Tensor
 from ._numerical import error as error
 
 __all__ = [
