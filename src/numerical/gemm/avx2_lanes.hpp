@@ -1,0 +1,37 @@
+#pragma once
+
+// Vectors of four doubles under the names that loops written once for all widths use. Unnamed, so
+// that what is compiled with them stays in its own object: the linker may never take it for another
+// processor's.
+
+#include <immintrin.h>
+
+#include <cstddef>
+
+namespace numerical::detail {
+namespace {
+
+struct lanes
+{
+    using vector = __m256d;
+    static constexpr std::size_t width = 4;
+
+    static vector load(const double* x) { return _mm256_loadu_pd(x); }
+
+    static void store(double* x, vector v) { _mm256_storeu_pd(x, v); }
+
+    static vector all(double x) { return _mm256_set1_pd(x); }
+
+    // sum - a·b, fused.
+    static vector less(vector sum, vector a, vector b) { return _mm256_fnmadd_pd(a, b, sum); }
+
+    // i·z for the complex numbers z of a vector.
+    static vector turned(vector z)
+    {
+        const vector signs = _mm256_setr_pd(-0.0, 0.0, -0.0, 0.0);
+        return _mm256_xor_pd(_mm256_permute_pd(z, 0x5), signs);
+    }
+};
+
+} // namespace
+} // namespace numerical::detail

@@ -1,0 +1,37 @@
+#pragma once
+
+// Vectors of eight doubles under the names that loops written once for all widths use. Unnamed, so
+// that what is compiled with them stays in its own object: the linker may never take it for another
+// processor's.
+
+#include <immintrin.h>
+
+#include <cstddef>
+
+namespace numerical::detail {
+namespace {
+
+struct lanes
+{
+    using vector = __m512d;
+    static constexpr std::size_t width = 8;
+
+    static vector load(const double* x) { return _mm512_loadu_pd(x); }
+
+    static void store(double* x, vector v) { _mm512_storeu_pd(x, v); }
+
+    static vector all(double x) { return _mm512_set1_pd(x); }
+
+    // sum - a·b, fused.
+    static vector less(vector sum, vector a, vector b) { return _mm512_fnmadd_pd(a, b, sum); }
+
+    // i·z for the complex numbers z of a vector.
+    static vector turned(vector z)
+    {
+        const vector signs = _mm512_setr_pd(-1, 1, -1, 1, -1, 1, -1, 1);
+        return _mm512_mul_pd(signs, _mm512_permute_pd(z, 0x55));
+    }
+};
+
+} // namespace
+} // namespace numerical::detail
