@@ -45,12 +45,13 @@ def output_of(script, *arguments, timeout=60):
     return done.stdout
 
 
-def lock_is_released_during(call, tries=200):
+def lock_is_released_during(call, tries=50_000):
     """Whether another thread gets the interpreter lock inside the call.
 
     It is asked from C code only, as the interpreter itself may hand the lock over between any two
     instructions: map calls the functions in turn, and none of them is written in Python. The sum
-    gives the other thread the time to ask for the lock.
+    gives the other thread the time to ask for the lock; where all processors are busy it may take
+    many tries until it is given one at the right moment.
     """
     delay = functools.partial(sum, range(10_000))
     ticks = []
@@ -76,3 +77,8 @@ def lock_is_released_during(call, tries=200):
         stop.set()
         sys.setswitchinterval(interval)
         thread.join()
+
+
+def lock_is_held_during(call, tries=200):
+    """Whether no other thread is seen to get the interpreter lock inside the call."""
+    return not lock_is_released_during(call, tries)

@@ -1,6 +1,5 @@
 """_reduce: sums, means and extremes."""
 
-import math
 import struct
 
 import pytest
