@@ -28,6 +28,12 @@ def error_of(function, *arguments, **keywords):
     raise AssertionError(f"no exception, but {result!r}")
 
 
+def runs_out_of_memory(function, *arguments):
+    """Whether the call raises MemoryError. The address sanitizer's operator new ends the process
+    instead of throwing: under it the call isn't made."""
+    return ADDRESS_SANITIZER or error_of(function, *arguments)[0] is MemoryError
+
+
 def numerical_error(text):
     return _numerical.error, text
 

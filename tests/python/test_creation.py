@@ -7,7 +7,7 @@ from fractions import Fraction
 import pytest
 from hypothesis import given
 from hypothesis import strategies as st
-from support import error_of, numerical_error
+from support import error_of, numerical_error, runs_out_of_memory
 from surface import assert_same_bits, bits, numbers, shapes, tensor
 
 import _numerical as nm
@@ -82,7 +82,7 @@ def test_arange_refuses_absurd_counts(stop):
 
 
 def test_arange_beyond_memory_is_a_memory_error():
-    assert error_of(nm._arange, 0, 1e17, 1)[0] is MemoryError
+    assert runs_out_of_memory(nm._arange, 0, 1e17, 1)
 
 
 # --- _linspace -------------------------------------------------------------------------------
@@ -119,7 +119,7 @@ def test_linspace_refuses_negative_and_absurd_counts():
     text = "linspace: the number of samples must be non-negative"
     assert error_of(nm._linspace, 0, 1, -1) == (ValueError, text)
     assert error_of(nm._linspace, 0, 1, 2**60) == numerical_error(BEYOND_MEMORY)
-    assert error_of(nm._linspace, 0, 1, 10**17)[0] is MemoryError
+    assert runs_out_of_memory(nm._linspace, 0, 1, 10**17)
 
 
 # --- _full and _eye --------------------------------------------------------------------------
@@ -156,7 +156,7 @@ def test_full_refuses_absurd_extents_without_allocating():
     assert nm._full((0, 2**32, 2**31), 0, False).size == 0
     assert error_of(nm._full, (2**60,), 0, False) == numerical_error(BEYOND_MEMORY)
     assert error_of(nm._full, (2**59,), 0, True) == numerical_error(BEYOND_MEMORY)
-    assert error_of(nm._full, (2**59,), 0, False)[0] is MemoryError
+    assert runs_out_of_memory(nm._full, (2**59,), 0, False)
     assert error_of(nm._full, (2**58, 2), 0, True) == numerical_error(BEYOND_MEMORY)
 
 
@@ -174,7 +174,7 @@ def test_eye_refuses_negative_and_absurd_orders():
     assert error_of(nm._eye, -(2**62), True) == (ValueError, negative)
     assert error_of(nm._eye, 2**32, False) == numerical_error(OVERFLOW)
     assert error_of(nm._eye, 2**30, False) == numerical_error(BEYOND_MEMORY)
-    assert error_of(nm._eye, 2**29, False)[0] is MemoryError
+    assert runs_out_of_memory(nm._eye, 2**29, False)
     assert error_of(nm._eye, sys.maxsize + 1, False)[0] is OverflowError
     assert error_of(nm._eye, 2.0, False)[0] is TypeError
 

@@ -3,7 +3,7 @@
 import pytest
 from hypothesis import given
 from hypothesis import strategies as st
-from support import error_of, numerical_error
+from support import error_of, numerical_error, runs_out_of_memory
 from surface import array_of, assert_same_bits, numbers, shapes, tensor
 
 import _numerical as nm
@@ -112,7 +112,7 @@ def test_take_refuses_absurd_totals_without_allocating():
     beyond = numerical_error("vector::reserve")
     assert error_of(nm._take, t, [0, 0], [0, 0], counts, [1, 1]) == beyond
     assert error_of(nm._take, numbers([1j]), [0], [0], [2**59], [1]) == beyond
-    assert error_of(nm._take, numbers([1.0]), [0], [0], [2**59], [1])[0] is MemoryError
+    assert runs_out_of_memory(nm._take, numbers([1.0]), [0], [0], [2**59], [1])
 
 
 def test_take_of_a_dropped_axis_with_several_elements():
