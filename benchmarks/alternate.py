@@ -5,7 +5,8 @@ not. A round calls ours, then theirs, then theirs, then ours, so that a drift of
 the figure of a case is the median of the rounds' ratios theirs/ours: above 1, we are faster.
 
 On one thread the clock is the process's CPU time, which other processes of the machine do not
-enter. On several threads it is the wall clock.
+enter. On several threads it is the wall clock, and a pause follows the rival's calls: OpenBLAS's
+threads go on spinning for 2^26 cycles after each, on the processors that our call is to run on.
 """
 
 import ctypes
@@ -16,6 +17,8 @@ import time
 from typing import Any, Callable
 
 Call = Callable[[], Any]
+
+RIVAL_SPINS = 0.04  # seconds, the 2^26 cycles of OpenBLAS at 1.7 GHz
 
 
 @dataclasses.dataclass
@@ -79,8 +82,15 @@ def _seconds(call: Call, repeats: int, clock: Callable[[], float]) -> float:
 
 
 def _repeats(call: Call, clock: Callable[[], float], slice_seconds: float) -> int:
-    once = max(min(_seconds(call, 1, clock) for _ in range(2)), 1e-7)
-    return max(1, min(100_000, math.ceil(slice_seconds / once)))
+    once = _seconds(call, 1, clock)
+    if once >= slice_seconds:
+        return 1
+    once = max(min(once, _seconds(call, 1, clock)), 1e-7)
+    return min(100_000, math.ceil(slice_seconds / once))
+
+
+def least_rounds(start: float, budget: float) -> int:
+    return 5 if time.perf_counter() - start < 4 * budget else 2
 
 
 def measure(case: Case, threads: int, budget: float = 0.5, slice_seconds: float = 0.002) -> Row:
@@ -90,15 +100,23 @@ def measure(case: Case, threads: int, budget: float = 0.5, slice_seconds: float 
     if case.check is not None:
         case.check(ours_result, theirs_result)
     del ours_result, theirs_result
+    if threads > 1:
+        time.sleep(RIVAL_SPINS)
     ours_repeats = _repeats(case.ours, clock, slice_seconds)
     theirs_repeats = _repeats(case.theirs, clock, slice_seconds)
     ours, theirs, ratios = [], [], []
     start = time.perf_counter()
     end = start + budget
-    while len(ratios) < (5 if time.perf_counter() - start < 4 * budget else 2) or (time.perf_counter() < end and len(ratios) < 200):
+    while len(ratios) < least_rounds(start, budget) or (
+        time.perf_counter() < end and len(ratios) < 200
+    ):
+        if threads > 1 and not ratios:
+            time.sleep(RIVAL_SPINS)
         first = _seconds(case.ours, ours_repeats, clock)
         rival_first = _seconds(case.theirs, theirs_repeats, clock)
         rival_second = _seconds(case.theirs, theirs_repeats, clock)
+        if threads > 1:
+            time.sleep(RIVAL_SPINS)
         second = _seconds(case.ours, ours_repeats, clock)
         ours += [first, second]
         theirs += [rival_first, rival_second]

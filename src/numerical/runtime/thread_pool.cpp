@@ -32,8 +32,10 @@ class claim
 {
 public:
     explicit claim(std::atomic<bool>& flag) : busy(flag) {}
+
     claim(const claim&) = delete;
     claim& operator=(const claim&) = delete;
+
     ~claim() { busy = false; }
 
 private:
@@ -109,6 +111,7 @@ void thread_pool::start()
             if (CPU_ISSET(cpu, &sets[set]))
                 set_of_cpu[cpu] = static_cast<long>(set);
 
+    sleeper_on_set.assign(sets.size(), 0);
     for (std::size_t id = 0; id < sets.size(); ++id)
         start_worker(id, sets);
     if (sets.empty())
@@ -131,6 +134,29 @@ void thread_pool::spin_for_job(std::uint64_t seen) const
     spin_until([this, seen] { return generation != seen; });
 }
 
+void thread_pool::sleep_until_posted(std::unique_lock<std::mutex>& lock, std::size_t id,
+                                     std::uint64_t seen)
+{
+    const auto count_sleeper = [this, id](bool asleep) {
+        asleep ? ++sleepers : --sleepers;
+        if (id < sleeper_on_set.size())
+            sleeper_on_set[id] = asleep;
+    };
+    if (generation != seen)
+        return;
+    count_sleeper(true);
+    wake.wait(lock, [this, seen] { return generation != seen; });
+    count_sleeper(false);
+}
+
+// Whether any worker sleeps but the one of the caller's core. That one would only be woken to sit
+// the job out, and would take the caller's processor from it for the time that takes.
+bool thread_pool::sleeps_elsewhere(std::size_t home_set) const
+{
+    const bool at_home = home_set < sleeper_on_set.size() && sleeper_on_set[home_set] != 0;
+    return sleepers > (at_home ? 1 : 0);
+}
+
 void thread_pool::serve(std::size_t id)
 {
     std::uint64_t seen = 0;
@@ -139,7 +165,7 @@ void thread_pool::serve(std::size_t id)
         if (spin)
             spin_for_job(seen);
         std::unique_lock lock(mutex);
-        wake.wait(lock, [this, seen] { return generation != seen; });
+        sleep_until_posted(lock, id, seen);
         seen = generation;
         const std::shared_ptr<pool_job> current = job;
         lock.unlock();
@@ -173,12 +199,15 @@ std::shared_ptr<pool_job> thread_pool::post(chunk_runner run, const void* contex
     posted->helpers = split.helpers;
     posted->home_set = current_core_set();
     posted->errors.resize(split.chunks);
+    bool notify = false;
     {
         const std::lock_guard lock(mutex);
         job = posted;
         generation.fetch_add(1);
+        notify = sleeps_elsewhere(posted->home_set);
     }
-    wake.notify_all();
+    if (notify)
+        wake.notify_all();
     return posted;
 }
 

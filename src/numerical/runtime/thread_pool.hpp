@@ -81,9 +81,11 @@ public:
                  beside_runner beside, const void* beside_context);
 
 private:
-    std::mutex mutex; // guards `job`, and `generation` against lost wake-ups
+    std::mutex mutex; // guards `job`, the sleepers, and `generation` against lost wake-ups
     std::condition_variable wake;
-    std::shared_ptr<pool_job> job; // the last one posted
+    std::shared_ptr<pool_job> job;    // the last one posted
+    std::size_t sleepers = 0;         // workers that wait for `wake`
+    std::vector<char> sleeper_on_set; // for each core set, whether its worker is one of them
     std::atomic<std::uint64_t> generation{0};
     std::atomic<bool> busy{false};
     std::size_t worker_count = 0;
@@ -95,6 +97,8 @@ private:
     std::shared_ptr<pool_job> post(chunk_runner run, const void* context, const loop_split& split);
     std::size_t current_core_set() const;
     [[noreturn]] void serve(std::size_t id);
+    void sleep_until_posted(std::unique_lock<std::mutex>& lock, std::size_t id, std::uint64_t seen);
+    bool sleeps_elsewhere(std::size_t home_set) const;
     void spin_for_job(std::uint64_t seen) const;
 };
 

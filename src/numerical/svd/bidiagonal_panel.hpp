@@ -1,0 +1,87 @@
+#pragma once
+
+// Some columns of the blocked reduction to bidiagonal form, and the rows right of them.
+
+#include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/svd/bidiagonal.hpp"
+#include "numerical/svd/column_sums.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+// Some of the rows of a panel's factors: `count` of them from `from` on, every `step`-th.
+struct factor_rows
+{
+    std::size_t from;
+    std::size_t step;
+    std::size_t count;
+};
+
+// Columns [first, last) of the reduction. While they are worked on, the matrix is A - Lᵀ·R, with A
+// as it was before the panel. Column l adds two rows to L and to R. The left reflector u goes to
+// row 2l of L and y = 2·uᴴ·(the matrix) beside it to R; x = 2·(the matrix)·v goes to row 2l + 1 of
+// L and the conjugate of the right reflector v beside it to R. Without a reflector they stay zero.
+//
+// The products uᴴ·A and A·v are what the time goes to, and reading A is what they wait for. v is
+// made of row c as it stands after the left reflection, which a tile of columns of uᴴ·A completes
+// for these columns. So both products go over A together, tile by tile (Howell, Demmel, Fulton,
+// Hammarling and Marmol 2008): with r for that row, conjugated, and v = (r - β·e₁)/‖r - β·e₁‖,
+// A·v is had from A·r and the first column of A.
+template <class T>
+class bidiagonal_panel
+{
+public:
+    bidiagonal_panel(block_view<T> matrix, std::size_t first_column, std::size_t last_column,
+                     bidiagonal_reduction<T>& into);
+
+    // Reflect column c from the left, so that nothing stands below (c, c), and row c from the
+    // right, so that nothing stands right of (c, c + 1). What then stands there goes to d and e.
+    void reduce(std::size_t c, T& d, T& e);
+
+    void update_trailing();
+
+private:
+    // A tile of the matrix, all rows, stays in the L2 cache.
+    static constexpr std::size_t tile_columns = column_tile * sizeof(double) / sizeof(T);
+
+    static factor_rows all(std::size_t l) { return {0, 1, 2 * l}; }
+
+    static factor_rows of_left_reflectors(std::size_t l) { return {0, 2, l}; }
+
+    static factor_rows of_right_reflectors(std::size_t l) { return {1, 2, l}; }
+
+    T* left_row(std::size_t t) { return left.data() + t * n; }
+
+    T* right_row(std::size_t t) { return right.data() + t * n; }
+
+    std::vector<T> matrix_column(std::size_t c, std::size_t from_row) const;
+    std::vector<T> factor_column(const std::vector<T>& factor, factor_rows rows,
+                                 std::size_t c) const;
+    std::vector<T> dots(const std::vector<T>& factor, factor_rows rows, std::size_t c,
+                        const std::vector<T>& x) const;
+    void subtract(T* x, std::size_t size, const std::vector<T>& coefficients,
+                  const std::vector<T>& factor, factor_rows rows, std::size_t c) const;
+
+    T reduce_column(std::size_t c);
+    void update_row(std::size_t c, T* r, std::size_t from, std::size_t width) const;
+    std::vector<T> sweep(std::size_t c, std::vector<T>& r);
+    std::vector<T> multiply_right(std::size_t c, const std::vector<T>& v) const;
+    std::vector<T> product_from_sweep(std::size_t c, std::vector<T> w, T first, T beta,
+                                      const std::vector<T>& v) const;
+    void store_right(std::size_t c, std::vector<T> w, std::vector<T> v);
+
+    block_view<T> a;
+    bidiagonal_reduction<T>& out;
+    std::size_t n;
+    std::size_t first;
+    std::size_t last;
+    std::vector<T> columns; // those of the panel, each in one stretch, from row `first` down
+    std::vector<T> left;    // L
+    std::vector<T> right;   // R
+    int path = gemm_path_current();
+};
+
+} // namespace numerical::detail
