@@ -48,7 +48,8 @@ def print_tables(rows, threads):
 
 
 def print_behind(rows, threads):
-    print("\n| row | " + " | ".join(f"{count} thread" + "s" * (count > 1) for count in threads))
+    heads = (f"{count} thread" + "s" * (count > 1) for count in threads)
+    print("\n| row | " + " | ".join(heads) + " |")
     print("|---|" + "--:|" * len(threads))
     ratios = {}
     for row in rows:
