@@ -1,6 +1,8 @@
 """The tables and the picture of docs/benchmarks.md, from the rows that against_numpy.py wrote.
 
     python3 benchmarks/tables.py build/bench/against_numpy.json docs/pictures/benchmarks.png
+
+The picture needs Debian's python3-matplotlib, which nothing else here does.
 """
 
 import json

@@ -137,16 +137,16 @@ void thread_pool::spin_for_job(std::uint64_t seen) const
 void thread_pool::sleep_until_posted(std::unique_lock<std::mutex>& lock, std::size_t id,
                                      std::uint64_t seen)
 {
-    const auto count_sleeper = [this, id](bool asleep) {
-        asleep ? ++sleepers : --sleepers;
-        if (id < sleeper_on_set.size())
-            sleeper_on_set[id] = asleep;
-    };
     if (generation != seen)
         return;
-    count_sleeper(true);
+    const bool has_set = id < sleeper_on_set.size();
+    ++sleepers;
+    if (has_set)
+        sleeper_on_set[id] = 1;
     wake.wait(lock, [this, seen] { return generation != seen; });
-    count_sleeper(false);
+    --sleepers;
+    if (has_set)
+        sleeper_on_set[id] = 0;
 }
 
 // Whether any worker sleeps but the one of the caller's core. That one would only be woken to sit
