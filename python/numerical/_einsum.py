@@ -15,7 +15,7 @@ def einsum(spec, *operands):
 
     A sum over three or more operands is split into pairs in the cheapest order.
     """
-    try:
+    try:  # looking at the operands first would cost as much as a small product
         result = _numerical.einsum(spec, *operands)
     except (_numerical.error, TypeError):
         result = None
