@@ -1,7 +1,9 @@
 """Tensors from Python data, from other libraries' arrays, and from a few numbers."""
 
+from operator import index
+
 from . import _numerical
-from ._memory import Lent, from_bytes, with_strides
+from ._memory import from_bytes, with_strides
 from ._numerical import Tensor, error
 
 float64 = "float64"
@@ -34,7 +36,7 @@ def dtype_name(dtype):
 def shape_of(shape):
     """A shape as a tuple of non-negative ints, from an int or a sequence."""
     extents = (shape,) if hasattr(shape, "__index__") else tuple(shape)
-    extents = tuple(extent.__index__() for extent in extents)
+    extents = tuple(index(extent) for extent in extents)
     if any(extent < 0 for extent in extents):
         raise ValueError("negative dimensions are not allowed")
     return extents
@@ -53,15 +55,11 @@ def asarray(obj, dtype=None):
     if dtype is None and type(obj) is Tensor:
         return obj
     wanted = dtype_name(dtype)
-    # The struct is asked of the type: NumPy makes a dict for each look at the interface.
-    if (
-        isinstance(obj, Tensor)
-        or hasattr(type(obj), "__array_struct__")
-        or hasattr(obj, "__array_interface__")
-    ):
+    if isinstance(obj, Tensor) or _exposes_memory(obj) or isinstance(obj, int):
         return _numerical.asarray(obj, wanted)
-    if isinstance(obj, (int, float, complex)):
-        return _numerical.asarray(obj, wanted)
+    for kind in (float, complex):  # the module knows no subclasses of these
+        if isinstance(obj, kind):
+            return _numerical.asarray(kind(obj), wanted)
     if isinstance(obj, (list, tuple)):
         return _from_nested(obj, wanted)
     if isinstance(obj, range):
@@ -74,7 +72,9 @@ def asarray(obj, dtype=None):
         view = None
     if view is not None:
         return _from_buffer(view, wanted)
-    for converter, kind in (("__complex__", complex), ("__float__", float), ("__index__", int)):
+    if _is_complex(obj):
+        return _numerical.asarray(complex(obj), wanted)
+    for converter, kind in (("__float__", float), ("__index__", int)):
         if hasattr(obj, converter):
             return _numerical.asarray(kind(obj), wanted)
     raise TypeError(
@@ -83,10 +83,20 @@ def asarray(obj, dtype=None):
     )
 
 
+def _exposes_memory(obj):
+    # The struct is asked of the type: NumPy makes a dict for each look at the interface.
+    return hasattr(type(obj), "__array_struct__") or hasattr(obj, "__array_interface__")
+
+
+def _holds_many(kind):
+    """Whether objects of the type may be rows: numbers have no length, those of NumPy neither."""
+    return hasattr(kind, "__len__")
+
+
 def _flatten(obj, axis, shape, flat):
     """Appends the numbers of a nested sequence, checking each level's length against shape."""
-    if isinstance(obj, Tensor):
-        obj = obj.tolist()
+    if _holds_many(type(obj)) and _exposes_memory(obj):
+        obj = _numerical.asarray(obj).tolist()
     if not isinstance(obj, (list, tuple)):
         if axis != len(shape):
             raise ValueError("the nested lists are ragged: some rows have numbers, some lists")
@@ -103,22 +113,20 @@ def _flatten(obj, axis, shape, flat):
 
 def _from_nested(obj, wanted):
     shape, level = [], obj
-    while isinstance(level, (list, tuple, Tensor)):
-        if isinstance(level, Tensor):
-            shape.extend(level.shape)
-            break
+    while isinstance(level, (list, tuple)):
         shape.append(len(level))
         if not level:
             break
         level = level[0]
+    if _holds_many(type(level)) and _exposes_memory(level):
+        shape.extend(_numerical.asarray(level).shape)
     flat = []
-    if len(shape) == 1 and not any(isinstance(item, (list, tuple, Tensor)) for item in obj):
+    if len(shape) == 1 and not any(map(_holds_many, set(map(type, obj)))):
         flat = obj
     else:
         _flatten(obj, 0, shape, flat)
     if wanted is None:
-        is_complex = any(isinstance(number, complex) or _is_complex(number) for number in flat)
-        wanted = complex128 if is_complex else float64
+        wanted = complex128 if any(map(_is_complex, flat)) else float64
     try:
         return Tensor(flat, shape, wanted)
     except error:
@@ -130,11 +138,14 @@ def _from_nested(obj, wanted):
 
 
 def _is_complex(number):
-    return (
-        not isinstance(number, (int, float))
-        and hasattr(number, "__complex__")
-        and not hasattr(number, "__float__")
-    )
+    """Whether a number may have an imaginary part: what is a float as well may by its own class."""
+    if isinstance(number, (int, float)) or not hasattr(number, "__complex__"):
+        return isinstance(number, complex)
+    if not hasattr(number, "__float__"):
+        return True
+    from numbers import Complex, Real
+
+    return isinstance(number, Complex) and not isinstance(number, Real)
 
 
 def _is_number(item, wanted):
@@ -191,12 +202,9 @@ def empty(shape, dtype=float64):
 
 def full(shape, fill_value, dtype=None):
     """A Tensor of one value; complex128 if the value is complex and no dtype is given."""
-    wanted = dtype_name(dtype) or (complex128 if _is_complex_scalar(fill_value) else float64)
-    return _numerical._full(shape_of(shape), fill_value, wanted == complex128)
-
-
-def _is_complex_scalar(value):
-    return isinstance(value, complex) or _is_complex(value)
+    value = complex(fill_value) if _is_complex(fill_value) else fill_value
+    wanted = dtype_name(dtype) or (complex128 if isinstance(value, complex) else float64)
+    return _numerical._full(shape_of(shape), value, wanted == complex128)
 
 
 def zeros_like(a, dtype=None):

@@ -1,6 +1,7 @@
 """Tensors from Python data, buffers, other libraries and a few numbers."""
 
 import array
+import decimal
 import fractions
 
 import numpy as np
@@ -29,6 +30,36 @@ def test_the_dtype_follows_the_numbers():
     assert nm.array([np.float64(1.0), np.complex128(2j)]).dtype == "complex128"
     assert nm.array([nm.array([1.0, 2.0]), [3, 4]]).tolist() == [[1.0, 2.0], [3.0, 4.0]]
     assert nm.array(range(3)).tolist() == [0.0, 1.0, 2.0]
+
+
+class Length(float):
+    pass
+
+
+class Phase(complex):
+    pass
+
+
+def test_foreign_numbers_keep_their_value_and_their_kind():
+    half = fractions.Fraction(1, 2)
+    for number in (Length(0.5), half, decimal.Decimal("0.5"), np.float32(0.5)):
+        assert (nm.asarray(number).dtype, nm.asarray(number).tolist()) == ("float64", 0.5)
+        assert nm.array([number, 1]).dtype == "float64"
+        assert nm.array([number, 1]).tolist() == [0.5, 1.0]
+        assert nm.full(2, number).tolist() == [0.5, 0.5]
+    for number in (Phase(1 + 2j), np.complex64(1 + 2j), np.array(1 + 2j)):
+        assert nm.asarray(number).tolist() == 1 + 2j
+        assert nm.array([1, number]).tolist() == [1, 1 + 2j]
+    for number in (Phase(1 + 2j), np.complex64(1 + 2j)):
+        assert nm.full(2, number).tolist() == [1 + 2j, 1 + 2j]
+
+
+def test_arrays_in_lists_are_rows():
+    equal(nm.array([np.arange(2), [2, 3]]), [[0.0, 1.0], [2.0, 3.0]])
+    equal(nm.array([[0, 1], np.array([2, 3j])]), np.array([[0, 1], [2, 3j]]))
+    equal(nm.array([np.ones((2, 1)), nm.zeros((2, 1))]), [[[1.0], [1.0]], [[0.0], [0.0]]])
+    with pytest.raises(ValueError, match=r"^the nested lists are ragged"):
+        nm.array([np.arange(2), np.arange(3)])
 
 
 @pytest.mark.parametrize(
@@ -108,8 +139,11 @@ def test_fills_have_the_shape_and_the_dtype_asked_for():
     equal(nm.full_like(like, 2, "float64"), np.full((2, 2), 2.0))
     equal(nm.ones_like([1, 2]), np.ones(2))
     equal(nm.empty_like([1, 2]), np.zeros(2))
-    with pytest.raises(ValueError, match=r"^negative dimensions are not allowed$"):
-        nm.zeros((2, -1))
+    for refused in ((2, -1), -1):
+        with pytest.raises(ValueError, match=r"^negative dimensions are not allowed$"):
+            nm.zeros(refused)
+    with pytest.raises(TypeError, match=r"^'float' object cannot be interpreted as an integer$"):
+        nm.zeros((2.0,))
 
 
 @pytest.mark.parametrize("k", [-3, -1, 0, 1, 4])
