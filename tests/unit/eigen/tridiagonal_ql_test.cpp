@@ -2,6 +2,7 @@
 
 #include "matrices.hpp"
 #include "numerical/errors.hpp"
+#include "ratios.hpp"
 #include "thrown.hpp"
 
 #include <algorithm>
@@ -126,6 +127,24 @@ TEST(tridiagonal_ql, of_a_coupling_far_below_the_difference_of_its_neighbours)
         expect_near(values_of({small, 1}, {small, 0}), {small, 1}, small);
         expect_near(values_of({0, 1}, {small, 0}), {0, 1}, small);
         expect_near(values_of({small, 1, small}, {small, small, 0}), {small, small, 1}, small);
+    }
+}
+
+// A rotation of subnormal numbers whose length has a few bits only must be a rotation all the same.
+TEST(tridiagonal_ql, turns_the_basis_by_true_rotations_where_the_entries_are_subnormal)
+{
+    constexpr std::size_t n = 6;
+    const double least = std::numeric_limits<double>::denorm_min();
+    for (unsigned seed = 0; seed < 20; ++seed) {
+        values d = test::integer_vector<double>(n, seed, 5);
+        values e = test::integer_vector<double>(n, seed + 100, 5);
+        for (std::size_t i = 0; i < n; ++i) {
+            d[i] *= least;
+            e[i] *= i + 1 < n ? least : 0;
+        }
+        auto basis = identity<double>(n);
+        tridiagonal_ql(d, e, basis, n, 30 * n);
+        EXPECT_LT(test::orthogonality_ratio(numerical::matrix<double>(n, n, basis)), 4) << seed;
     }
 }
 
