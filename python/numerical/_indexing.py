@@ -4,6 +4,8 @@ Ints, slices, Ellipsis and None are turned into a start, a step and a count for 
 of the module's `_take`, which copies what they select.
 """
 
+from operator import index
+
 from ._numerical import Tensor, _reshape, _take
 from ._shaping import concatenate
 
@@ -14,12 +16,15 @@ def _out_of_bounds(position, axis, extent):
 
 def _position(key, axis, extent):
     """An int as the offset on its axis."""
-    if not hasattr(key, "__index__") or isinstance(key, bool):
+    kind = type(key).__name__
+    try:
+        position = None if kind in ("bool", "bool_") else index(key)  # NumPy's own has an index too
+    except TypeError:
+        position = None
+    if position is None:
         raise IndexError(
-            "a tensor is indexed by ints, slices, Ellipsis, None and lists of ints, "
-            f"not {type(key).__name__}"
+            f"a tensor is indexed by ints, slices, Ellipsis, None and lists of ints, not {kind}"
         )
-    position = key.__index__()
     if not -extent <= position < extent:
         raise _out_of_bounds(position, axis, extent)
     return position + extent if position < 0 else position

@@ -27,9 +27,10 @@ def _item(t, *index):
     """The one element, or that at an index, as a Python number."""
     if index:
         place = index[0] if len(index) == 1 and isinstance(index[0], tuple) else index
-        if len(place) == 1 and t.ndim != 1:
-            return ravel(t)[place[0]]
-        return t[place]
+        element = ravel(t)[place] if len(place) == 1 else t[place]
+        if isinstance(element, Tensor):
+            raise IndexError(f"item takes one index, or {t.ndim} for shape {t.shape}, not {place}")
+        return element
     if t.size != 1:
         raise ValueError(f"only a tensor of one element is a number; this one has {t.size}")
     return _numerical._reshape(t, ()).tolist()
@@ -118,8 +119,22 @@ def _reshape(t, *shape):
 
 
 def _transpose(t, *axes):
-    """The axes in another order, reversed by default."""
+    """The axes in another order, given as one sequence or as ints; reversed by default."""
+    if len(axes) == 1 and not hasattr(axes[0], "__index__"):
+        (axes,) = axes
     return permute_dims(t, axes or None)
+
+
+def _as_method(reduction):
+    """The reduction with the parameters that NumPy's function of the same name hands to a method."""
+
+    def method(t, axis=None, dtype=None, out=None, *, keepdims=False):
+        if out is not None:
+            raise TypeError("tensors are immutable: a reduction gives its result and fills no out")
+        return reduction(t if dtype is None else asarray(t, dtype), axis, keepdims=keepdims)
+
+    method.__name__, method.__doc__ = reduction.__name__, reduction.__doc__
+    return method
 
 
 def _copy(t):
@@ -163,10 +178,10 @@ METHODS = {
     "ravel": ravel,
     "flatten": ravel,
     "transpose": _transpose,
-    "sum": _sum,
-    "mean": _mean,
-    "max": _max,
-    "min": _min,
+    "sum": _as_method(_sum),
+    "mean": _as_method(_mean),
+    "max": _as_method(_max),
+    "min": _as_method(_min),
     "astype": asarray,
     "copy": _copy,
     "__len__": _length,

@@ -54,6 +54,7 @@ def _forms(operator, name):
         return _mixed(operator, other, self)
 
     forward.__name__, reflected.__name__ = f"__{name}__", f"__r{name}__"
+    forward.__qualname__, reflected.__qualname__ = f"Tensor.__{name}__", f"Tensor.__r{name}__"
     return {forward.__name__: forward, reflected.__name__: reflected}
 
 

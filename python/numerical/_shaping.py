@@ -1,6 +1,7 @@
 """Other shapes of the same elements, joins and repetitions. Every result is a copy."""
 
 import math
+from operator import index
 
 from . import _numerical
 from ._creation import asarray, shape_of
@@ -10,10 +11,10 @@ from ._promotion import same_dtype
 
 def normalized_axis(axis, rank, name="axis"):
     """The axis counted from the front; IndexError if there is none such."""
-    index = axis.__index__()
-    if not -rank <= index < rank:
-        raise IndexError(f"{name} {index} is out of bounds for a tensor of rank {rank}")
-    return index % rank if rank else index
+    place = index(axis)
+    if not -rank <= place < rank:
+        raise IndexError(f"{name} {place} is out of bounds for a tensor of rank {rank}")
+    return place % rank
 
 
 def normalized_axes(axes, rank):

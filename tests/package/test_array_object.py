@@ -49,6 +49,9 @@ def test_a_list_of_ints_gathers_in_its_order():
         t[[0], [1]]
 
 
+WANTED = "a tensor is indexed by ints, slices, Ellipsis, None and lists of ints, not "
+
+
 @pytest.mark.parametrize(
     ("index", "message"),
     [
@@ -58,8 +61,11 @@ def test_a_list_of_ints_gathers_in_its_order():
         ((0, -4), "index -4 is out of bounds for axis 1 with size 3"),
         ((0, 0, 0), "too many indices: the tensor has 2 axes, 3 were indexed"),
         ((Ellipsis, Ellipsis), "an index can have one ellipsis only"),
-        ("x", "a tensor is indexed by ints, slices, Ellipsis, None and lists of ints, not str"),
-        (1.5, "a tensor is indexed by ints, slices, Ellipsis, None and lists of ints, not float"),
+        ("x", WANTED + "str"),
+        (1.5, WANTED + "float"),
+        (True, WANTED + "bool"),
+        (np.True_, WANTED + type(np.True_).__name__),
+        (np.array([0, 1]), WANTED + "ndarray"),
     ],
 )
 def test_a_bad_index_says_what_is_wrong(index, message):
@@ -156,9 +162,24 @@ def test_properties_are_numpys():
     equal(nm.ones(3).imag, np.zeros(3))
     equal(t.reshape(4, -1), a.reshape(4, -1))
     equal(t.reshape((-1,)), a.ravel())
-    equal(t.transpose(1, 0, 2), a.transpose(1, 0, 2))
+    for order in ((1, 0, 2), ((1, 0, 2),), ([2, 0, 1],), (), (None,)):
+        equal(t.transpose(*order), a.transpose(*order))
     with pytest.raises(ValueError, match=r"^mT and mH are for matrices"):
         nm.ones(3).mT
+
+
+@pytest.mark.parametrize("name", ["sum", "mean", "max", "min"])
+def test_numpys_reductions_call_the_methods(name):
+    a = integers((2, 3, 4))
+    t = nm.asarray(a)
+    apply = getattr(np, name)
+    assert apply(t) == apply(a)
+    equal(apply(t, axis=1), apply(a, axis=1))
+    equal(apply(t, axis=(0, 2), keepdims=True), apply(a, axis=(0, 2), keepdims=True))
+    assert isinstance(apply(t, axis=0), nm.Tensor)
+    assert getattr(t, name)(0, complex if name == "sum" else float).shape == (3, 4)
+    with pytest.raises(TypeError, match=r"^tensors are immutable: a reduction gives its result"):
+        apply(t, axis=0, out=np.zeros((3, 4)))
 
 
 def test_conjugation_keeps_infinities_and_flips_the_sign_of_zero():
@@ -175,6 +196,9 @@ def test_one_element_is_a_number():
     assert bool(nm.array(3.0)) is True
     assert nm.array([[1.0, 2.0]]).item(0, 1) == 2.0
     assert nm.array([[1.0, 2.0]]).item(1) == 2.0
+    for place in ((0, 0), (slice(2),)):
+        with pytest.raises(IndexError, match=r"^item takes one index, or 3 for shape \(2, 3, 4\), not \("):
+            nm.ones((2, 3, 4)).item(*place)
     assert f"{nm.array(2.5):.3f}" == "2.500"
     for convert in (float, int, complex):
         with pytest.raises(ValueError, match=r"^only a tensor of one element is a number; this one has 2$"):

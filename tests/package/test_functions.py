@@ -68,6 +68,8 @@ def test_shapes_that_do_not_fit_are_value_errors(call, message):
 def test_an_axis_out_of_bounds_is_an_index_error():
     with pytest.raises(IndexError, match=r"^axis 2 is out of bounds for a tensor of rank 2$"):
         nm.sum(nm.ones((2, 3)), axis=2)
+    with pytest.raises(TypeError, match=r"^'float' object cannot be interpreted as an integer$"):
+        nm.sum(nm.ones((2, 3)), axis=(1.0,))
 
 
 # --- element by element --------------------------------------------------------------------------
