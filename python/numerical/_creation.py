@@ -232,9 +232,9 @@ def eye(n, m=None, k=0, dtype=float64):
     """n × m (m = n by default) with ones on diagonal k, zeros elsewhere."""
     if (m is None or m == n) and k == 0:
         return _numerical._eye(n, dtype_name(dtype) == complex128)
-    columns = n if m is None else m
+    n, columns = shape_of((n, n if m is None else m))
     rows = [[1.0 if j - i == k else 0.0 for j in range(columns)] for i in range(n)]
-    return Tensor([x for row in rows for x in row], (n, columns), dtype_name(dtype))
+    return Tensor([x for row in rows for x in row], (n, columns), dtype_name(dtype) or float64)
 
 
 def identity(n, dtype=float64):
@@ -270,13 +270,13 @@ def diag(v, k=0):
     return Tensor(flat, (n, n), v.dtype)
 
 
-def diagonal(a, k=0):
-    """Diagonal k of a matrix, as a vector."""
+def diagonal(a, offset=0):
+    """The diagonal of a matrix, or the one `offset` places to its right, as a vector."""
     a = asarray(a)
     if a.ndim != 2:
         raise ValueError(f"diagonal takes a matrix, not a tensor of rank {a.ndim}")
     rows, columns = a.shape
-    first_row, first_column = max(-k, 0), max(k, 0)
+    first_row, first_column = max(-offset, 0), max(offset, 0)
     count = max(min(rows - first_row, columns - first_column), 0)
     if count == 0:
         return Tensor([], (0,), a.dtype)
@@ -285,10 +285,10 @@ def diagonal(a, k=0):
 
 def tri(n, m=None, k=0, dtype=float64):
     """n × m with ones on and below diagonal k, zeros above."""
-    columns = n if m is None else m
+    n, columns = shape_of((n, n if m is None else m))
     rows = ([1.0] * min(max(i + k + 1, 0), columns) for i in range(n))
     flat = [x for row in rows for x in (*row, *[0.0] * (columns - len(row)))]
-    return Tensor(flat, (n, columns), dtype_name(dtype))
+    return Tensor(flat, (n, columns), dtype_name(dtype) or float64)
 
 
 def _masked(a, keep):

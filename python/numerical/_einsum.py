@@ -1,4 +1,4 @@
-"""einsum as people write it: implicit output, ellipsis, mixed dtypes, a choice of index lists."""
+"""einsum as people write it: implicit output, ellipsis, mixed dtypes."""
 
 from . import _numerical
 from ._promotion import same_dtype

@@ -22,7 +22,7 @@ class LstsqResult:
 
     def __init__(self, a, b, rcond):
         self._a, self._b = a, b
-        self._rcond = EPS * max(a.shape) if rcond is None else rcond
+        self._rcond = EPS * max(a.shape) if rcond is None else rcond if rcond >= 0 else EPS
         self._svd = None
         if rcond is None:
             self.x = _numerical.lstsq(a, b)
@@ -67,7 +67,8 @@ class LstsqResult:
 def lstsq(a, b, rcond=None):
     """LstsqResult(x, residuals, rank, singular_values): x of least norm that minimises norm(a @ x - b).
 
-    Singular values up to rcond times the largest count as zero; by default rcond is max(M, N)·2^-52.
+    Singular values up to rcond times the largest count as zero; by default rcond is max(M, N)·2^-52,
+    and 2^-52 stands for a negative one.
     residuals holds the squared norms of the columns of b - a @ x if M > N = rank, otherwise nothing.
     """
     a, b = same_dtype(a, b)

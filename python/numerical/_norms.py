@@ -22,6 +22,8 @@ def vector_norm(x, *, axis=None, keepdims=False, ord=2):
     ord is a number, inf or -inf; 0 counts the elements that aren't zero.
     """
     x = asarray(x)
+    if isinstance(ord, str):
+        raise ValueError(f"vector_norm: ord is a number, inf or -inf, not {ord!r}")
     axes = tuple(range(x.ndim)) if axis is None else normalized_axes(axis, x.ndim)
     size = _abs(x)
     if ord == math.inf:
@@ -33,22 +35,42 @@ def vector_norm(x, *, axis=None, keepdims=False, ord=2):
         return _sum(ones, axes, keepdims=keepdims)
     if ord == 1:
         return _sum(size, axes, keepdims=keepdims)
+    if ord == 2 and len(axes) == x.ndim and not keepdims:
+        return _length(size)
     return _power_norm(size, axes, keepdims, ord)
 
 
+def _length(size):
+    """The 2-norm of all elements: the most common by far, in numbers rather than small tensors."""
+    scale = _power_of_two(_numerical._reduce("max", size, -1)) if size.size else 1.0
+    return scale * math.sqrt(_numerical._reduce("sum", square(divide(size, scale)), -1))
+
+
 def _power_norm(size, axes, keepdims, ord):
-    """(Σ size^ord)^(1/ord), scaled by the largest so that no power overflows or underflows."""
-    largest = _numerical._reduce("max", size, -1) if size.size else 0.0
-    if largest == 0.0 or not math.isfinite(largest):
-        largest = 1.0
-    scale = math.ldexp(1.0, math.frexp(largest)[1])
+    """(Σ size^ord)^(1/ord), so scaled that no power that counts overflows or underflows."""
+    scale = _scale(size, axes, ord)
     scaled = divide(size, scale)
-    powers = square(scaled) if ord == 2 else scaled**ord
-    total = _sum(powers, axes, keepdims=keepdims)
-    if isinstance(total, Tensor):
-        root = sqrt(total) if ord == 2 else total ** (1.0 / ord)
-        return multiply(root, scale)
-    return scale * (math.sqrt(total) if ord == 2 else total ** (1.0 / ord))
+    total = _sum(square(scaled) if ord == 2 else scaled**ord, axes, keepdims=True)
+    norms = multiply(sqrt(total) if ord == 2 else total ** (1.0 / ord), scale)
+    if keepdims:
+        return norms
+    return _unwrapped(reshape(norms, [e for i, e in enumerate(size.shape) if i not in axes]))
+
+
+def _scale(size, axes, ord):
+    """Powers of two near the elements that decide each norm; 1 if all their powers are safe."""
+    if not size.size:
+        return 1.0
+    decisive = (_max if ord > 0 else _min)(size, axes, keepdims=True)
+    safe = 2.0 ** (900 / max(2, abs(ord)))
+    if 1 / safe <= _min(decisive) and _max(decisive) <= safe:
+        return 1.0
+    return Tensor([_power_of_two(x) for x in reshape(decisive, (-1,)).tolist()], decisive.shape)
+
+
+def _power_of_two(x):
+    """The largest one up to x; 1 for 0, inf and NaN."""
+    return math.ldexp(1.0, math.frexp(x)[1] - 1) if 0 < x < math.inf else 1.0
 
 
 def matrix_norm(x, *, keepdims=False, ord="fro"):
@@ -97,7 +119,8 @@ def cond(x, p=None):
         last = values.ndim - 1
         largest, least = _max(values, last, keepdims=True), _min(values, last, keepdims=True)
         ratio = divide(least, largest) if p == -2 else divide(largest, least)
-        return _unwrapped(reshape(ratio, x.shape[:-2]))
+        known = [math.inf if r != r else r for r in reshape(ratio, (-1,)).tolist()]  # 0/0
+        return _unwrapped(Tensor(known, x.shape[:-2]))
     try:
         inverse = inv(x)
     except error as failure:

@@ -1,5 +1,7 @@
 """Systems, inverses and determinants, by LU with partial pivoting; powers of matrices."""
 
+from operator import index
+
 from . import _numerical
 from ._creation import asarray, eye
 from ._matrices import SlogdetResult, annotate, mapped, matrices, over_stack, told
@@ -28,8 +30,10 @@ def solve(a, b):
 def _solve(a, b):
     """The same for a stack, operands of two dtypes, or what is no tensor yet."""
     a, b = same_dtype(a, b)
-    if a.ndim == 2 and b.ndim in (1, 2):
+    if a.ndim == 2 and b.ndim <= 2:
         return _numerical.solve(a, b)
+    if b.ndim == 0:
+        raise ValueError("solve takes right-hand sides of rank 1 and more, not a number")
     a = matrices(a, "solve", square_only=True)
     if b.ndim == 1:
         solved = over_stack(
@@ -74,7 +78,7 @@ def slogdet(a):
 
 def matrix_power(a, n):
     """A square matrix multiplied n times by itself; the inverse's power for a negative n."""
-    a = asarray(a)
+    a, n = asarray(a), index(n)
     if a.ndim < 2 or a.shape[-1] != a.shape[-2]:
         raise ValueError(f"matrix_power takes square matrices, not shape {a.shape}")
     if n < 0:

@@ -156,6 +156,15 @@ def test_diagonals_and_triangles_are_numpys(shape, k):
     equal(nm.triu(a, k), np.triu(a, k))
     equal(nm.diag(a, k), np.diag(a, k))
     equal(nm.diag([1.0, 2.0], k), np.diag([1.0, 2.0], k))
+    equal(nm.diagonal(a, offset=k), np.diagonal(a, offset=k))
+
+
+@pytest.mark.parametrize("make", [nm.eye, nm.tri])
+def test_rows_and_columns_are_checked_and_no_dtype_is_float64(make):
+    assert make(2, 3, dtype=None).dtype == "float64"
+    for shape in ((-1, 3), (3, -1)):
+        with pytest.raises(ValueError, match=r"^negative dimensions are not allowed$"):
+            make(*shape)
 
 
 def test_triangles_clear_nan():

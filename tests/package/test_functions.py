@@ -141,6 +141,8 @@ def test_products_are_numpys():
         equal(nm.trace(c, offset), np.trace(c, offset, 1, 2))
     equal(nm.matrix_power(a[:, :3], 5), np.linalg.matrix_power(a[:, :3], 5))
     equal(nm.matrix_power(a[:, :3], 0), np.eye(3, dtype=complex))
+    with pytest.raises(TypeError, match=r"^'float' object cannot be interpreted as an integer$"):
+        nm.matrix_power(a[:, :3], 0.5)
 
 
 SPECS = ["ij,jk", "ij", "ji", "ii", "ij,ij", "ij,jk->ki", "...ij,...jk", "...ij->...ji", "i...->...",

@@ -131,9 +131,30 @@ def test_vector_norms(order, dtype):
     close(LA.vector_norm(a, ord=order), np.linalg.norm(a.ravel(), order))
 
 
-@pytest.mark.parametrize("scale", [1e300, 1e-300, 5e-324])
+@pytest.mark.parametrize("scale", [3.5e307, 1e300, 1e-300, 5e-324])
 def test_norms_neither_overflow_nor_underflow(scale):
     close(LA.norm([3 * scale, 4 * scale]) / scale, 5.0)
+    largest = 4 * scale
+    close(LA.norm([largest], 3) / largest, 1.0)
+    close(LA.norm([largest / 2, largest / 2], -1) / largest, 0.25)
+
+
+def test_every_vector_has_a_scale_of_its_own():
+    scales = np.array([1e300, 1e150, 1.0, 1e-50, 1e-300])
+    a = scales[:, None] * np.array([3.0, 4.0])
+    close(np.asarray(LA.norm(a, axis=1)) / scales, np.full(5, 5.0))
+    close(np.asarray(LA.norm(a.T, axis=0, keepdims=True)) / scales, np.full((1, 5), 5.0))
+    close(np.asarray(LA.norm(a, 3, 1)) / scales, np.full(5, 91 ** (1 / 3)))
+
+
+def test_norms_of_zeros_infinities_and_nan():
+    inf, nan = float("inf"), float("nan")
+    a = [[0.0, 0.0], [inf, 1.0], [nan, 1.0], [3.0, 4.0]]
+    np.testing.assert_array_equal(np.asarray(LA.norm(a, axis=1)), [0.0, inf, nan, 5.0])
+    assert LA.norm([inf, inf], -2) == inf
+    assert LA.norm([0.0, 1.0], -2) == 0.0
+    assert LA.norm([]) == 0.0
+    assert LA.norm(nm.zeros((2, 0)), axis=1).tolist() == [0.0, 0.0]
 
 
 @BOTH
@@ -142,6 +163,15 @@ def test_condition_numbers(order, dtype):
     a = normal((3, 3), dtype)
     close(LA.cond(a, order), np.linalg.cond(a, order), 1e-11)
     assert LA.cond([[1.0, 1.0], [1.0, 1.0]], 1) == np.inf
+    assert LA.cond(nm.zeros((2, 2)), order) == np.inf
+
+
+def test_a_negative_rcond_is_the_machine_precision():
+    a, b = np.ones((3, 2)), normal(3)
+    for rcond in (-1, 0.0):
+        ours, theirs = LA.lstsq(a, b, rcond), np.linalg.lstsq(a, b, -1)
+        close(ours.x, theirs[0])
+    assert LA.lstsq(a, b, -1).rank == 1
 
 
 def test_the_rest_of_the_extension():
@@ -157,6 +187,8 @@ def test_errors_keep_the_modules_words_and_carry_a_note():
         LA.solve([[1.0, 2.0], [2.0, 4.0]], [1.0, 1.0])
     assert LA.LinAlgError is nm.error
     assert str(failure.value) == "solve: matrix is singular"
+    with pytest.raises(nm.error, match=r"^solve\(a, b\) needs a rank-2 a and a rank-1 or rank-2 b$"):
+        LA.solve(nm.eye(2), 1.0)
     if hasattr(failure.value, "__notes__"):
         assert failure.value.__notes__ == [
             "given float64 of shape (2, 2), float64 of shape (2,); the matrix has no inverse:"
@@ -172,6 +204,8 @@ def test_errors_keep_the_modules_words_and_carry_a_note():
         (lambda: LA.qr(nm.ones((2, 2)), "full"), "mode is 'reduced', 'complete' or 'r', not 'full'"),
         (lambda: LA.eigh(nm.eye(2), "X"), "UPLO is 'L' or 'U', not 'X'"),
         (lambda: LA.matrix_rank(nm.eye(2), 1, rtol=1), "matrix_rank takes tol or rtol, not both"),
+        (lambda: LA.norm(nm.ones(2), "fro"), "vector_norm: ord is a number, inf or -inf, not 'fro'"),
+        (lambda: LA.solve(nm.ones((2, 2, 2)), 1.0), "solve takes right-hand sides of rank 1 and more, not a number"),
         (lambda: LA.matrix_norm(nm.eye(2), ord=3), "matrix_norm: ord is 'fro', 'nuc', 1, -1, 2, -2, inf or -inf, not 3"),
     ],
 )  # fmt: skip
