@@ -65,7 +65,7 @@ const std::vector<test::einsum_case> two_operands{
 
 TEST(general_loop, agrees_with_plain_loops_at_every_remainder)
 {
-    // Across 8 sums at once, 256 columns at once and the tiles of a transpose.
+    // Across 8 sums at once, 1024 or 2048 columns at once and the tiles of a transpose.
     const std::vector<test::extent_map> maps{
         {{'i', 1}, {'j', 1}, {'k', 1}, {'l', 1}},  {{'i', 3}, {'j', 2}, {'k', 5}, {'l', 4}},
         {{'i', 7}, {'j', 9}, {'k', 8}, {'l', 3}},  {{'i', 17}, {'j', 15}, {'k', 16}, {'l', 5}},
@@ -85,6 +85,33 @@ TEST(general_loop, agrees_with_plain_loops_at_every_remainder)
         expect_exact<double>({{"ij", "kj"}, output}, wide);
         expect_exact<complex>({{"ikj"}, output}, wide);
     }
+}
+
+template <class T>
+void expect_bits(const test::einsum_case& of, const test::extent_map& map)
+{
+    std::vector<tensor<T>> operands;
+    for (const std::string& labels : of.inputs) {
+        std::size_t size = 1;
+        for (const std::size_t extent : test::shape_of(labels, map))
+            size *= extent;
+        operands.emplace_back(test::shape_of(labels, map), test::random_vector<T>(size, 7));
+    }
+    EXPECT_EQ(looped(of, operands, map).data, test::reference_einsum(of, operands).data)
+        << of.spec();
+}
+
+TEST(general_loop, sums_terms_in_the_order_of_the_labels_to_the_bit)
+{
+    const std::vector<test::extent_map> maps{{{'i', 5}, {'j', 7}, {'k', 6}, {'l', 9}},
+                                             {{'i', 17}, {'j', 11}, {'k', 13}, {'l', 4}},
+                                             {{'i', 2}, {'j', 40}, {'k', 5}, {'l', 19}}};
+    for (const test::extent_map& map : maps)
+        for (const auto& cases : {one_operand, two_operands})
+            for (const test::einsum_case& of : cases) {
+                expect_bits<double>(of, map);
+                expect_bits<complex>(of, map);
+            }
 }
 
 TEST(general_loop, of_a_zero_extent_is_empty_or_zero)
