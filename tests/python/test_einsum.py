@@ -8,6 +8,7 @@ import _numerical
 import numpy as np
 import pytest
 from support import runs_out_of_memory
+from surface import assert_same_bits, complex_product
 
 EXTENTS = {"i": 2, "j": 3, "k": 4, "l": 5}
 LABELS = "ijkl"
@@ -92,6 +93,35 @@ def test_complex_pairs_agree_with_numpy_and_are_not_conjugated():
         ]
         assert_exact(spec, *arrays)
     assert _numerical.einsum("i,i->", tensor([1j]), tensor([1j])).tolist() == -1
+
+
+@pytest.mark.parametrize("path", (0, 1, 2))
+def test_complex_products_follow_the_rules_of_c_on_every_way(path):
+    parts = (0.0, -0.0, 1.0, -2.5, 1e308, 5e-324, float("inf"), float("-inf"), float("nan"))
+    every = [complex(x, y) for x in parts for y in parts]
+    count = len(every) ** 2
+    left, right = [z for z in every for _ in every], every * len(every)
+    expected = [0j + complex_product(z, w) for z, w in zip(left, right)]  # sums of one term
+
+    def found(spec, *shape):
+        operands = (_numerical.Tensor(values, shape, "complex128") for values in (left, right))
+        return _numerical.einsum(spec, *operands)
+
+    _numerical._limit_gemm_path(path)
+    try:
+        assert_same_bits(found("i,i->i", count), expected)
+        assert_same_bits(found("bi,bi->b", count, 1), expected)
+        assert_same_bits(found("ij,ik->i", count, 1), expected)
+        vector = _numerical.Tensor(every, (len(every),), "complex128")
+        column, row = (_numerical._reshape(vector, s) for s in ((len(every), 1), (1, len(every))))
+        square = np.reshape(expected, (len(every), len(every)))
+        assert_same_bits(_numerical.einsum("i,j->ij", vector, vector), square)
+        assert_same_bits(_numerical.einsum("ij,jk->ik", column, row), square)
+        for z, w, product in zip(left, right, expected):
+            dot = _numerical.einsum("i,i->", *(_numerical._full((1,), x, True) for x in (z, w)))
+            assert_same_bits(dot, product)
+    finally:
+        _numerical._limit_gemm_path(3)
 
 
 @pytest.mark.parametrize("dtype", [float, complex])

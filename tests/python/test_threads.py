@@ -145,6 +145,28 @@ def test_a_fork_before_the_first_use():
     assert output_of(FORK_BEFORE_USE) == "True\n"
 
 
+THREADS_OF_THE_PROCESS = """
+import os
+import _numerical as m
+
+def threads():
+    return len(os.listdir("/proc/self/task"))
+
+before = threads()
+small = m.Tensor([2.0, 0.0, 0.0, 3.0], (2, 2))
+m.solve(small, small), m.svd(small, "divide_and_conquer"), m.einsum("ij,jk->ik", small, small)
+large = m._full((300, 300), 1.0, False)
+m._binary("+", large, large), m._reduce("sum", large, 0), m._set_num_threads(0)
+print(threads() - before)
+m.einsum("ij,jk->ik", large, large)
+print((threads() > before) == (m.get_num_threads() > 1))
+"""
+
+
+def test_no_thread_starts_before_a_loop_wants_two():
+    assert output_of(THREADS_OF_THE_PROCESS) == "0\nTrue\n"
+
+
 # --- the end of the interpreter ------------------------------------------------------------------
 
 # The main thread leaves while a daemon thread is in a call. The C library then sleeps for a while
