@@ -4,7 +4,9 @@
 #include "numerical/errors.hpp"
 #include "thrown.hpp"
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <gtest/gtest.h>
 #include <limits>
 
@@ -66,6 +68,26 @@ TEST(tensor, negation_flips_sign_bits)
     EXPECT_EQ(z.data[0].imag(), 1.0);
 }
 
+TEST(tensor, negation_keeps_the_payload_of_a_nan)
+{
+    const auto payload = std::bit_cast<double>(std::uint64_t{0x7FF8000000001234});
+    const auto negative = -tensor<double>({1}, {payload});
+    EXPECT_EQ(std::bit_cast<std::uint64_t>(negative.data[0]), 0xFFF8000000001234);
+}
+
+TEST(tensor, takes_the_elements_of_a_matrix_and_copies_those_of_a_vector)
+{
+    const tensor<double> from_matrix(numerical::matrix<double>(2, 3, {0, 1, 2, 3, 4, 5}));
+    EXPECT_EQ(from_matrix.shape, (extents{2, 3}));
+    EXPECT_EQ(from_matrix.strides, (extents{3, 1}));
+    EXPECT_EQ(from_matrix.data, (std::vector<double>{0, 1, 2, 3, 4, 5}));
+    const numerical::vector<double> v{{7, 8}};
+    const tensor<double> from_vector(v);
+    EXPECT_EQ(from_vector.shape, extents{2});
+    EXPECT_EQ(from_vector.strides, extents{1});
+    EXPECT_EQ(from_vector.data, v.data);
+}
+
 TEST(tensor, eye_refuses_absurd_orders_without_allocating)
 {
     EXPECT_EQ(numerical::eye<double>(2).data, (std::vector<double>{1, 0, 0, 1}));
@@ -98,6 +120,9 @@ TEST(matrix, refuses_a_buffer_of_another_size)
     EXPECT_EQ(text_thrown_by<dimension_error>(
                   [] { numerical::matrix<double>(2, 2, std::vector<double>(3)); }),
               "matrix buffer size does not match dimensions");
+    EXPECT_EQ(text_thrown_by<dimension_error>(
+                  [] { numerical::matrix<double>(two_to_32, two_to_32, std::vector<double>{}); }),
+              "dimension product overflows std::size_t");
 }
 
 TEST(matrix, adjoint_conjugates_and_keeps_empty_shapes)
@@ -110,6 +135,45 @@ TEST(matrix, adjoint_conjugates_and_keeps_empty_shapes)
     const auto empty = numerical::detail::adjoint(numerical::matrix<double>(0, 3, {}));
     EXPECT_EQ(empty.rows, 3U);
     EXPECT_EQ(empty.cols, 0U);
+}
+
+// Sizes beside and beyond the tiles of a transposition.
+TEST(matrix, adjoint_and_the_transposition_in_place_move_every_element)
+{
+    for (const std::size_t rows : {1, 31, 32, 33, 70})
+        for (const std::size_t cols : {1, 32, 33, 65}) {
+            std::vector<std::complex<double>> data(rows * cols);
+            for (std::size_t i = 0; i < data.size(); ++i)
+                data[i] = {static_cast<double>(i), static_cast<double>(i + 1)};
+            const auto h = numerical::detail::adjoint(
+                numerical::matrix<std::complex<double>>(rows, cols, data));
+            ASSERT_EQ(h.rows, cols);
+            ASSERT_EQ(h.cols, rows);
+            for (std::size_t i = 0; i < rows; ++i)
+                for (std::size_t j = 0; j < cols; ++j)
+                    ASSERT_EQ(h.data[j * rows + i], std::conj(data[i * cols + j]));
+        }
+    for (const std::size_t n : {0, 1, 31, 32, 33, 70}) {
+        std::vector<double> square(n * n);
+        for (std::size_t i = 0; i < square.size(); ++i)
+            square[i] = static_cast<double>(i);
+        numerical::detail::transpose_in_place(square, n);
+        for (std::size_t i = 0; i < square.size(); ++i)
+            ASSERT_EQ(square[i], static_cast<double>(i % n * n + i / n));
+    }
+}
+
+TEST(require_finite, looks_at_every_element)
+{
+    using numerical::detail::require_finite;
+    for (std::size_t n = 1; n < 40; ++n)
+        for (std::size_t at = 0; at < n; ++at) {
+            std::vector<double> x(n, at % 2 == 0 ? 1.7e308 : -1.7e308); // sums would overflow
+            EXPECT_NO_THROW(require_finite(numerical::matrix<double>(1, n, x), "X"));
+            x[at] = at % 3 == 0 ? nan : std::numeric_limits<double>::infinity();
+            EXPECT_THROW(require_finite(numerical::matrix<double>(1, n, x), "X"),
+                         numerical::non_finite_error);
+        }
 }
 
 TEST(require_finite, reads_all_and_the_lower_form_only_the_triangle)
