@@ -17,6 +17,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 namespace numerical::detail {
@@ -63,6 +64,26 @@ inline double rotation_length(double x, double y)
     if (0x1p-500 < larger && larger < 0x1p500) [[likely]]
         return std::sqrt(x * x + y * y);
     return std::hypot(x, y);
+}
+
+// What takes (x, y) to (length, 0).
+struct plane_rotation
+{
+    double length;
+    double c;
+    double s;
+};
+
+// The rotation of x and y times a power of two, and the identity for zeros.
+plane_rotation rotation_of_subnormals(double x, double y, double length);
+
+// The rotation of x and y, whose length is given. A subnormal length has few digits, or none:
+// divided by it, x and y would not be a cosine and a sine.
+inline plane_rotation rotation_of(double x, double y, double length)
+{
+    if (length < std::numeric_limits<double>::min()) [[unlikely]]
+        return rotation_of_subnormals(x, y, length);
+    return {length, x / length, y / length};
 }
 
 } // namespace numerical::detail

@@ -14,34 +14,6 @@
 namespace numerical::detail {
 namespace {
 
-struct plane_rotation
-{
-    double length;
-    double c;
-    double s;
-};
-
-// The rotation of x and y times a power of two. A subnormal length has few digits, or none: divided
-// by it, x and y would not be a cosine and a sine.
-[[gnu::cold, gnu::noinline]] plane_rotation rotation_of_subnormal_length(double x, double y,
-                                                                         double length)
-{
-    if (length == 0)
-        return {0, 1, 0};
-    constexpr double to_normal = 0x1p600;
-    const double scaled = std::hypot(x * to_normal, y * to_normal);
-    return {length, x * to_normal / scaled, y * to_normal / scaled};
-}
-
-// Takes (x, y) to (length, 0).
-inline plane_rotation rotation_onto_first(double x, double y)
-{
-    const double length = rotation_length(x, y);
-    if (length < std::numeric_limits<double>::min()) [[unlikely]]
-        return rotation_of_subnormal_length(x, y, length);
-    return {length, x / length, y / length};
-}
-
 // The iteration: what it does to d and e, and the rotations it asks of the basis.
 class ql_iteration
 {
@@ -151,7 +123,7 @@ void ql_iteration::chase(std::size_t l, std::size_t m, const corner& next)
         s2 = s;
         const double g = c * e[i];
         const double h = c * p;
-        const plane_rotation turn = rotation_onto_first(p, e[i]);
+        const plane_rotation turn = rotation_of(p, e[i], rotation_length(p, e[i]));
         e[i + 1] = s * turn.length;
         s = turn.s;
         c = turn.c;

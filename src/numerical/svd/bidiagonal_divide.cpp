@@ -32,20 +32,9 @@ std::vector<double> identity(std::size_t n)
     return a;
 }
 
-// The rotation that takes (x, y) to (length, 0).
-struct plane_rotation
-{
-    double length;
-    double c;
-    double s;
-};
-
 plane_rotation rotation_onto_first(double x, double y)
 {
-    const double length = std::hypot(x, y);
-    if (length == 0)
-        return {0, 1, 0};
-    return {length, x / length, y / length};
+    return rotation_of(x, y, std::hypot(x, y));
 }
 
 // Rotates the coupling to the extra column away; d and e are those of the square problem then. The

@@ -22,20 +22,9 @@ bool negligible(double x, double sum)
     return sum * eps + tiny >= std::abs(x);
 }
 
-// The rotation that takes (x, y) to (length, 0); the identity for (0, 0).
-struct plane_rotation
-{
-    double length;
-    double c;
-    double s;
-};
-
 plane_rotation rotation_onto_first(double x, double y)
 {
-    const double length = rotation_length(x, y);
-    if (length == 0)
-        return {0, 1, 0};
-    return {length, x / length, y / length};
+    return rotation_of(x, y, rotation_length(x, y));
 }
 
 class bidiagonal_iteration

@@ -107,6 +107,19 @@ std::vector<T> completing_vector(const T* basis, std::size_t count, std::size_t 
     return x;
 }
 
+// A column of subnormal numbers, whose norm has few digits, as a unit vector.
+template <class T>
+std::vector<T> direction_of_subnormals(const T* column, std::size_t n)
+{
+    std::vector<T> x(column, column + n);
+    for (T& element : x)
+        element *= detail::tiny_scale(0); // to normal numbers
+    const double norm = detail::scaled_norm(x.data(), n);
+    for (T& element : x)
+        element /= norm;
+    return x;
+}
+
 // Rows 0 .. n-1 of the result are the columns of the rotated matrix in the given order, divided by
 // their norms; zero columns are replaced so that the set is orthonormal.
 template <class T>
@@ -116,11 +129,13 @@ std::vector<T> left_vectors(const std::vector<T>& columns, const std::vector<dou
     std::vector<T> rows = detail::reserved<T>(n * n);
     for (const std::size_t c : order) {
         const T* const column = columns.data() + c * n;
-        if (norms[c] > 0) {
+        if (norms[c] >= std::numeric_limits<double>::min()) {
             std::transform(column, column + n, std::back_inserter(rows),
                            [norm = norms[c]](const T& x) { return x / norm; });
         } else {
-            const std::vector<T> added = completing_vector(rows.data(), rows.size() / n, n);
+            const std::vector<T> added = norms[c] > 0
+                                             ? direction_of_subnormals(column, n)
+                                             : completing_vector(rows.data(), rows.size() / n, n);
             rows.insert(rows.end(), added.begin(), added.end());
         }
     }

@@ -160,4 +160,18 @@ TEST(rotation_length, neither_overflows_nor_underflows)
             EXPECT_NEAR(rotation_length(x, x) / x, std::sqrt(2.0), 5e-16) << x;
 }
 
+TEST(plane_rotation, of_subnormal_numbers_is_a_rotation)
+{
+    const double least = std::numeric_limits<double>::denorm_min();
+    for (const double x : {-3.0, 0.0, 1.0, 2.0, 1e9})
+        for (const double y : {-1.0, 1.0, 2.0, 7.0}) {
+            const plane_rotation turn =
+                rotation_of(x * least, y * least, rotation_length(x * least, y * least));
+            EXPECT_NEAR(turn.c, x / std::hypot(x, y), 5e-16) << x << ' ' << y;
+            EXPECT_NEAR(turn.s, y / std::hypot(x, y), 5e-16) << x << ' ' << y;
+        }
+    const plane_rotation none = rotation_of(0, 0, 0);
+    EXPECT_TRUE(none.length == 0 && none.c == 1 && none.s == 0);
+}
+
 } // namespace

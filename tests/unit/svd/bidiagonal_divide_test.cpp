@@ -71,6 +71,10 @@ std::vector<bidiagonal_matrix> hard_bidiagonals(std::size_t n)
             "huge", n, [=](std::size_t i) { return 1e300 * noise(i); },
             [=](std::size_t i) { return 1e300 * other_noise(i); }),
         made_of(
+            "subnormal beside 1", n,
+            [=](std::size_t i) { return i % 5 == 0 ? 1.0 : std::round(9 * noise(i)) * 0x1p-1074; },
+            [=](std::size_t i) { return std::round(9 * other_noise(i)) * 0x1p-1074; }),
+        made_of(
             "small", n, [=](std::size_t i) { return 1e-300 * noise(i); },
             [=](std::size_t i) { return 1e-300 * other_noise(i); }),
     };
