@@ -66,6 +66,8 @@ def asarray(obj, dtype=None):
         return _from_nested(list(obj), wanted)
     if hasattr(obj, "__dlpack__"):
         return from_dlpack(obj) if wanted is None else _numerical.asarray(from_dlpack(obj), wanted)
+    if hasattr(type(obj), "__array__"):  # as tables of data have, which are no arrays themselves
+        return _numerical.asarray(obj.__array__(), wanted)
     try:
         view = memoryview(obj)
     except TypeError:

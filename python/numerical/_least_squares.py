@@ -50,6 +50,9 @@ class LstsqResult:
         missed = square(_abs(matmul(self._a, self.x) - self._b))
         return reshape(_numerical._reduce("sum", missed, 0), (-1,))
 
+    def __repr__(self):
+        return f"LstsqResult(x={self.x!r}; residuals, rank, singular_values)"
+
     def __len__(self):
         return 4
 

@@ -97,6 +97,15 @@ def test_buffers_of_every_number_come_in(code):
     assert nm.array(b"\1\2").tolist() == [1.0, 2.0]
 
 
+def test_what_turns_into_an_array_comes_in():
+    class Table:
+        def __array__(self):
+            return np.array([[1, 2], [3, 4]], dtype="int32")
+
+    equal(nm.asarray(Table()), [[1.0, 2.0], [3.0, 4.0]])
+    assert nm.asarray(Table(), complex).dtype == "complex128"
+
+
 def test_dlpack_comes_in_and_goes_out():
     a = integers((3, 4), "complex128")
     equal(nm.from_dlpack(a.T), a.T)

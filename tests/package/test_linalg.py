@@ -96,6 +96,7 @@ def test_least_squares(rcond, columns, shape, dtype):
     close(residuals, theirs[1])
     assert rank == theirs[2]
     close(values, theirs[3])
+    assert repr(ours) == f"LstsqResult(x={x!r}; residuals, rank, singular_values)"
     assert len(ours) == 4 and ours[2] == rank and ours[1:3][1] == rank
 
 
