@@ -294,25 +294,26 @@ def tri(n, m=None, k=0, dtype=float64):
 
 
 def _masked(a, keep):
-    """The elements of a matrix where keep(i, j) holds, zeros elsewhere (also for NaN)."""
+    """The elements of matrices from place first to last of keep(row), zeros elsewhere."""
     a = asarray(a)
-    if a.ndim != 2:
-        raise ValueError(f"a matrix is wanted, not a tensor of rank {a.ndim}")
-    rows, columns = a.shape
+    if a.ndim < 2:
+        raise ValueError(f"matrices are wanted, not a tensor of rank {a.ndim}")
+    rows, columns = a.shape[-2:]
     flat = []
-    for i, row in enumerate(a.tolist()):
-        first, last = keep(i)
+    every = _numerical._reshape(a, (a.size // columns if columns else 0, columns))
+    for i, row in enumerate(every.tolist()):
+        first, last = keep(i % rows)
         first, last = min(max(first, 0), columns), min(max(last, 0), columns)
         flat += [*[0.0] * first, *row[first:last], *[0.0] * (columns - max(last, first))]
-    return Tensor(flat, (rows, columns), a.dtype)
+    return Tensor(flat, a.shape, a.dtype)
 
 
 def tril(a, k=0):
-    """The matrix with zeros above diagonal k."""
+    """The matrix, or each of a stack, with zeros above diagonal k."""
     return _masked(a, lambda i: (0, i + k + 1))
 
 
 def triu(a, k=0):
-    """The matrix with zeros below diagonal k."""
+    """The matrix, or each of a stack, with zeros below diagonal k."""
     columns = asarray(a).shape[-1] if asarray(a).ndim else 0
     return _masked(a, lambda i: (i + k, columns))

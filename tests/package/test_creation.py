@@ -176,6 +176,16 @@ def test_rows_and_columns_are_checked_and_no_dtype_is_float64(make):
             make(*shape)
 
 
+@pytest.mark.parametrize("shape", [(2, 3, 4), (2, 1, 3, 2), (0, 2, 2), (2, 0, 3), (2, 3, 0)])
+def test_triangles_of_stacks_are_numpys(shape):
+    a = integers(shape, "complex128")
+    for k in (-1, 0, 2):
+        equal(nm.tril(a, k), np.tril(a, k))
+        equal(nm.triu(a, k), np.triu(a, k))
+    with pytest.raises(ValueError, match=r"^matrices are wanted, not a tensor of rank 1$"):
+        nm.tril([1.0, 2.0])
+
+
 def test_triangles_clear_nan():
     assert nm.tril([[1.0, float("nan")], [2.0, 3.0]]).tolist() == [[1.0, 0.0], [2.0, 3.0]]
 
