@@ -70,9 +70,9 @@ def threads_from_environment(environment=os.environ):
     OMP_NUM_THREADS may hold one number for each nesting level; the first counts.
     """
     for name in ("NUMERICAL_NUM_THREADS", "OMP_NUM_THREADS"):
-        text = environment.get(name, "").split(",")[0].strip()
-        if text.isdecimal() and int(text) > 0:
-            return int(text), name
+        digits = environment.get(name, "").split(",")[0].strip().lstrip("0")
+        if digits.isdecimal():
+            return int(digits[:18]), name  # however many more, they mean no cap
     return None, None
 
 

@@ -58,6 +58,13 @@ def test_variables_cap_the_threads_at_import(variables, said):
     assert in_fresh_process(PRINT_CAP, **variables) == said
 
 
+@pytest.mark.parametrize("digits", ["9" * 30, "9" * 5000, "0" * 30 + "64000"])
+def test_a_variable_beyond_all_processors_is_no_cap(digits):
+    count, source = in_fresh_process(PRINT_CAP, NUMERICAL_NUM_THREADS=digits).split()
+    with nm.num_threads(0):
+        assert (int(count), source) == (nm.get_num_threads(), "NUMERICAL_NUM_THREADS")
+
+
 @pytest.fixture
 def cgroups(tmp_path):
     def write(membership, files):
