@@ -57,6 +57,8 @@ def _without_ellipsis(spec, tensors):
     depth = max(counts)
     if depth > len(free):
         raise ValueError(f"einsum: no labels are left for the {depth} axes of '...'")
+    if arrow and depth and "..." not in output:
+        raise ValueError(f"einsum: '{output}' has no '...' for the {depth} axes of the operands'")
     hidden = "".join(free[:depth])
     extents = _hidden_extents(parts, tensors, counts, depth)
     spelt, squeezed = [], []

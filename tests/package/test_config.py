@@ -58,7 +58,9 @@ def test_variables_cap_the_threads_at_import(variables, said):
     assert in_fresh_process(PRINT_CAP, **variables) == said
 
 
-@pytest.mark.parametrize("digits", ["9" * 30, "9" * 5000, "0" * 30 + "64000"])
+@pytest.mark.parametrize(
+    "digits", ["9" * 30, "9" * 5000, "0" * 30 + "64000"], ids=["30", "5000", "leading zeros"]
+)
 def test_a_variable_beyond_all_processors_is_no_cap(digits):
     count, source = in_fresh_process(PRINT_CAP, NUMERICAL_NUM_THREADS=digits).split()
     with nm.num_threads(0):

@@ -146,7 +146,7 @@ def test_products_are_numpys():
 
 
 SPECS = ["ij,jk", "ij", "ji", "ii", "ij,ij", "ij,jk->ki", "...ij,...jk", "...ij->...ji", "i...->...",
-         "...", "...,...", "i...,i...->..."]  # fmt: skip
+         "...", "...,...", "i...,i...->...", "ij...->i"]  # fmt: skip
 
 
 @pytest.mark.parametrize("spec", SPECS)
@@ -179,6 +179,7 @@ def test_einsum_of_a_bad_call_names_the_one_fault():
         ((a, "ij->i"), TypeError, "einsum takes the subscripts as text first"),
         (("ij->k", a), nm.error, "einsum: output label not present in any input"),
         (("ij,->i", a), nm.error, "einsum: number of operands does not match the spec"),
+        (("i...->i", a), ValueError, "einsum: 'i' has no '...' for the 1 axes of the operands'"),
     ]
     for arguments, kind, message in faults:
         with pytest.raises(kind, match=f"^{message}") as caught:
