@@ -22,6 +22,10 @@ struct lanes
 
     static vector all(double x) { return _mm512_set1_pd(x); }
 
+    static vector plus(vector a, vector b) { return _mm512_add_pd(a, b); }
+
+    static vector times(vector a, vector b) { return _mm512_mul_pd(a, b); }
+
     // sum - a·b, fused.
     static vector less(vector sum, vector a, vector b) { return _mm512_fnmadd_pd(a, b, sum); }
 

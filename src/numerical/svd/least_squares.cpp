@@ -69,13 +69,11 @@ std::vector<T> solve_wide(const qr_reflections<T>& qr, std::vector<T> r_inverse,
     return x;
 }
 
-// The first `rank` columns of an m × k matrix, conjugated, as rows.
+// The first columns of a matrix.
 template <class T>
-std::vector<T> adjoint_of_columns(const matrix<T>& a, std::size_t rank)
+block_view<const T> view_of(const matrix<T>& a, std::size_t columns)
 {
-    matrix<T> rows = adjoint(a);
-    rows.data.resize(rank * a.rows);
-    return std::move(rows.data);
+    return {a.data.data(), a.rows, columns, a.cols};
 }
 
 // The minimum-norm solution from the singular values that count, V·(S⁻¹·(UᴴB)).
@@ -84,16 +82,13 @@ matrix<T> lstsq_by_svd(const matrix<T>& a, const matrix<T>& b)
 {
     const svd_decomposition<T> svd(a, svd_method::divide_and_conquer);
     const std::size_t rank = count_above_threshold(svd.values, a.rows, a.cols);
-    const std::vector<T> left = adjoint_of_columns(svd.u, rank);
-    std::vector<T> q = zeros<T>(rank * b.cols);
-    add_unfused_product(rank, b.cols, a.rows, left.data(), a.rows, b.data.data(), b.cols, q.data(),
-                        b.cols);
+    const matrix<T> left = adjoint(svd.u);
+    std::vector<T> q =
+        unfused_product<T>({left.data.data(), rank, a.rows, a.rows}, view_of(b, b.cols));
     for (std::size_t i = 0; i < rank; ++i)
         for (std::size_t c = 0; c < b.cols; ++c)
             q[i * b.cols + c] /= T(svd.values[i]);
-    std::vector<T> x = zeros<T>(a.cols * b.cols);
-    add_unfused_product(a.cols, b.cols, rank, svd.v.data.data(), svd.v.cols, q.data(), b.cols,
-                        x.data(), b.cols);
+    std::vector<T> x = unfused_product<T>(view_of(svd.v, rank), {q.data(), rank, b.cols, b.cols});
     return matrix<T>(a.cols, b.cols, std::move(x));
 }
 
@@ -162,10 +157,8 @@ matrix<T> pinv(const matrix<T>& a)
     for (std::size_t j = 0; j < a.cols; ++j)
         for (std::size_t i = 0; i < rank; ++i)
             right.push_back(svd.v.data[j * svd.v.cols + i] * T(1.0 / svd.values[i]));
-    const std::vector<T> left = detail::adjoint_of_columns(svd.u, rank);
-    std::vector<T> p = detail::zeros<T>(a.cols * a.rows);
-    detail::add_unfused_product(a.cols, a.rows, rank, right.data(), rank, left.data(), a.rows,
-                                p.data(), a.rows);
+    std::vector<T> p = detail::unfused_product_with_adjoint<T>({right.data(), a.cols, rank, rank},
+                                                               detail::view_of(svd.u, rank));
     return matrix<T>(a.cols, a.rows, std::move(p));
 }
 

@@ -3,23 +3,21 @@
 // Matrix products whose every element is the sum of its terms in ascending order, each product and
 // each sum rounded by itself, on the calling thread. For what must come out like a plain loop.
 
-#include <complex>
+#include "numerical/gemm/block_view.hpp"
+
 #include <cstddef>
+#include <type_traits>
+#include <vector>
 
 namespace numerical::detail {
 
-// C[m × n] += A[m × k]·B[k × n], row-major, strides in elements. Complex products are full ones,
-// with the recovery of infinities.
+// A·B, by rows. Complex products are full ones, with the recovery of infinities.
 template <class T>
-void add_unfused_product(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda,
-                         const T* b, std::size_t ldb, T* c, std::size_t ldc);
+std::vector<T> unfused_product(block_view<const T> a, block_view<const std::type_identity_t<T>> b);
 
-// A tile of it: 4 rows of C, and 8 doubles of each, that is 8 real or 4 complex columns. Position p
-// of A is at a + 4·p, of B at b + p times the tile's columns.
-void avx2_unfused_tile(std::size_t depth, const double* a, const double* b, double* c,
-                       std::size_t ldc);
-// Interleaved, ldc in doubles.
-void avx2_unfused_complex_tile(std::size_t depth, const double* a, const double* b, double* c,
-                               std::size_t ldc);
+// A·Bᴴ.
+template <class T>
+std::vector<T> unfused_product_with_adjoint(block_view<const T> a,
+                                            block_view<const std::type_identity_t<T>> b);
 
 } // namespace numerical::detail
