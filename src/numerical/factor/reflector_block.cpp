@@ -146,20 +146,18 @@ reflector_block<T> gather_reflectors(const std::vector<std::vector<T>>& reflecto
     const std::size_t height = rows - from;
     reflector_block<T> block{from, height, count, uninitialized<T>(height * count),
                              std::vector<T>(count * count)};
-    std::vector<T> adjoint = uninitialized<T>(count * height); // Vᵀ, then Vᴴ
+    std::vector<T> transposed = uninitialized<T>(count * height);
     for (std::size_t j = 0; j < count; ++j) {
         const std::vector<T>& v = reflectors[from + j];
-        T* const row = adjoint.data() + j * height;
+        T* const row = transposed.data() + j * height;
         std::fill_n(row, v.empty() ? height : j, T(0));
         std::copy(v.begin(), v.end(), row + j);
     }
     const block_view<T> vectors{block.vectors.data(), height, count, count};
-    transpose_into<T>(vectors, {adjoint.data(), count, height, height});
-    conjugate_all(adjoint);
+    transpose_into<T>(vectors, {transposed.data(), count, height, height});
 
     std::vector<T> gram(count * count); // VᴴV
-    add_product<T>({adjoint.data(), count, height, height}, vectors,
-                   {gram.data(), count, count, count});
+    add_adjoint_product<T>(vectors, vectors, {gram.data(), count, count, count});
     fill_factor<T>({block.factor.data(), count, count, count}, gram, &reflectors[from]);
     return block;
 }
@@ -172,7 +170,6 @@ void apply_reflector_block(const reflector_block<T>& block, std::vector<T>& targ
         return;
     const std::size_t count = block.count;
     const block_view<const T> vectors{block.vectors.data(), block.rows, count, count};
-    const std::vector<T> adjoint = adjoint_copy(vectors);
     const std::vector<T> factor = factor_of<form>(block);
     T* const first = target.data() + block.offset * ld + column_from;
     const slab_partition slabs = slabs_of<T>(column_to - column_from, block.rows);
@@ -182,8 +179,7 @@ void apply_reflector_block(const reflector_block<T>& block, std::vector<T>& targ
         const std::size_t width = slabs.begin(s + 1) - slabs.begin(s);
         const block_view<T> c{first + slabs.begin(s), block.rows, width, ld};
         std::vector<T> w(count * width);
-        add_product<T>({adjoint.data(), count, block.rows, block.rows}, c,
-                       {w.data(), count, width, width});
+        add_adjoint_product<T>(vectors, c, {w.data(), count, width, width});
         const std::vector<T> minus_tw = minus_product(factor, w, width);
         add_product<T>(vectors, {minus_tw.data(), count, width, width}, c);
     };

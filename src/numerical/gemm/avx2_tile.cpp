@@ -69,8 +69,13 @@ struct tile_rows
     [[gnu::always_inline]] void add_imaginary(const Rows& a, const vector_pair& b)
     {
         const __m256d scale = _mm256_broadcast_sd(a.template row<r>());
-        first = _mm256_fnmadd_pd(scale, b.second, first);
-        second = _mm256_fmadd_pd(scale, b.first, second);
+        if constexpr (Rows::conjugated) {
+            first = _mm256_fmadd_pd(scale, b.second, first);
+            second = _mm256_fnmadd_pd(scale, b.first, second);
+        } else {
+            first = _mm256_fnmadd_pd(scale, b.second, first);
+            second = _mm256_fmadd_pd(scale, b.first, second);
+        }
         below.add_imaginary(a, b);
     }
 
@@ -290,6 +295,16 @@ void avx2_tile_c128(const tile_operands& t)
 void avx2_tile_a_in_place_c128(const tile_operands& t)
 {
     run_any<rows_in_place<mr, 2>, elements::complex_apart>(t);
+}
+
+void avx2_adjoint_tile_f64(const tile_operands& t)
+{
+    run_any<adjoint_rows<mr, 1>, elements::real>(t);
+}
+
+void avx2_adjoint_tile_c128(const tile_operands& t)
+{
+    run_any<adjoint_rows<mr, 2>, elements::complex_apart>(t);
 }
 
 } // namespace numerical::detail

@@ -133,8 +133,13 @@ struct tile_rows
     [[gnu::always_inline]] void add_imaginary(const Rows& a, const vector_pair& b)
     {
         const __m512d scale = _mm512_set1_pd(*a.template row<r>());
-        first = _mm512_fnmadd_pd(scale, b.second, first);
-        second = _mm512_fmadd_pd(scale, b.first, second);
+        if constexpr (Rows::conjugated) {
+            first = _mm512_fmadd_pd(scale, b.second, first);
+            second = _mm512_fnmadd_pd(scale, b.first, second);
+        } else {
+            first = _mm512_fnmadd_pd(scale, b.second, first);
+            second = _mm512_fmadd_pd(scale, b.first, second);
+        }
         below.add_imaginary(a, b);
     }
 
@@ -324,6 +329,16 @@ void avx512_tile_a_in_place_c128(const tile_operands& t)
 void avx512_tile_in_place_c128(const tile_operands& t)
 {
     run_complex<rows_in_place<mr_in_place, 2>, elements::complex_in_place>(t);
+}
+
+void avx512_adjoint_tile_f64(const tile_operands& t)
+{
+    run_real<adjoint_rows<mr, 1>>(t);
+}
+
+void avx512_adjoint_tile_c128(const tile_operands& t)
+{
+    run_complex<adjoint_rows<mr, 2>, elements::complex_in_place>(t);
 }
 
 } // namespace numerical::detail

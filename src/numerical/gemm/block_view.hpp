@@ -48,6 +48,15 @@ void add_product(block_view<const std::type_identity_t<T>> a,
     gemm<T>(c.rows, c.cols, a.cols, a.first, a.stride, b.first, b.stride, c.first, c.stride);
 }
 
+// C += AᴴB.
+template <class T>
+void add_adjoint_product(block_view<const std::type_identity_t<T>> a,
+                         block_view<const std::type_identity_t<T>> b, block_view<T> c)
+{
+    gemm_adjoint<T>(c.rows, c.cols, a.rows, a.first, a.stride, b.first, b.stride, c.first,
+                    c.stride);
+}
+
 // `to` := -A, contiguous by rows; the storage of `to` is reused.
 template <class T>
 void negate_into(std::vector<T>& to, block_view<const std::type_identity_t<T>> a)

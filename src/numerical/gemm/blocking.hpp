@@ -67,6 +67,35 @@ struct blocking<avx2_complex_tile_kernel> : blocking<avx2_tile_kernel>
     static constexpr std::size_t in_place_rows_beside_a = 0;
 };
 
+// A is never packed and needs no choice of form.
+template <class Base>
+struct adjoint_blocking : blocking<Base>
+{
+    static constexpr std::size_t mr_in_place = blocking<Base>::mr;
+    static constexpr std::size_t in_place_cols = 0;
+    static constexpr std::size_t in_place_rows_beside_a = 0;
+};
+
+template <>
+struct blocking<avx512_adjoint_kernel> : adjoint_blocking<avx512_tile_kernel>
+{
+};
+
+template <>
+struct blocking<avx2_adjoint_kernel> : adjoint_blocking<avx2_tile_kernel>
+{
+};
+
+template <>
+struct blocking<avx512_complex_adjoint_kernel> : adjoint_blocking<avx512_tile_kernel>
+{
+};
+
+template <>
+struct blocking<avx2_complex_adjoint_kernel> : adjoint_blocking<avx2_tile_kernel>
+{
+};
+
 template <>
 struct blocking<vector_tile_kernel<double>>
 {

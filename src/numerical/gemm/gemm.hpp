@@ -16,6 +16,12 @@ template <class T>
 void gemm(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
           std::size_t ldb, T* c, std::size_t ldc);
 
+// C[m × n] += Aᴴ · B for a row-major A[k × m], with the bits of gemm on a copy of Aᴴ. Meant for few
+// rows of C, up to some dozens.
+template <class T>
+void gemm_adjoint(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda,
+                  const T* b, std::size_t ldb, T* c, std::size_t ldc);
+
 // Tiles pay from 8 inner positions and about 512 products on.
 inline bool worth_tiles(std::size_t m, std::size_t n, std::size_t k)
 {
@@ -40,6 +46,8 @@ void gemm_rows(std::size_t m, std::size_t n, std::size_t k, const T* a, std::siz
 // To each element of C a block of up to 256 positions adds first its products with the real parts
 // of A, then those with the imaginary ones. Infinities and NaN behave as real arithmetic makes
 // them: no infinity is recovered.
+constexpr std::size_t split_depth = 256;
+constexpr std::size_t split_cols = 512;
 void gemm_split(std::size_t m, std::size_t n, std::size_t k, const std::complex<double>* a,
                 std::size_t lda, const std::complex<double>* b, std::size_t ldb,
                 std::complex<double>* c, std::size_t ldc);

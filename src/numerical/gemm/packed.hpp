@@ -214,4 +214,28 @@ void gemm_packed(std::size_t m, std::size_t n, std::size_t k, const T* a, std::s
     multiply_blocks([&](auto& block) { block.pack(panels); });
 }
 
+// C += AᴴB for a k × m A, which is read where it lies. For few rows of C: they are all that a panel
+// of B would be used for, so that it is packed only where the kernel takes it no other way.
+template <class Kernel, class T>
+void gemm_adjoint_tiles(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda,
+                        const T* b, std::size_t ldb, T* c, std::size_t ldc)
+{
+    using tile_of = blocking<Kernel>;
+    const std::size_t panel_cols = ceil_div(std::min(n, tile_of::nc), tile_of::nr) * tile_of::nr;
+    const packing_storage<T> panels(0, Kernel::packs_b ? panel_cols * std::min(k, tile_of::kc) : 0);
+    for (std::size_t j = 0; j < n; j += tile_of::nc)
+        for (std::size_t p = 0; p < k; p += tile_of::kc) {
+            product_block<Kernel, T> block{m,
+                                           std::min(n - j, tile_of::nc),
+                                           std::min(k - p, tile_of::kc),
+                                           {a + p * lda, Kernel::parts, lda, true},
+                                           {b + p * ldb + j, 1, ldb, !Kernel::packs_b},
+                                           c + j,
+                                           ldc};
+            if constexpr (Kernel::packs_b)
+                block.pack(panels);
+            block.multiply();
+        }
+}
+
 } // namespace numerical::detail

@@ -25,6 +25,8 @@ struct packed_rows
 
     void advance() { first += mr; }
 
+    static constexpr bool conjugated = false;
+
     // The panel of the imaginary parts follows.
     static const double* imaginary(const double* panel, std::size_t depth)
     {
@@ -65,6 +67,31 @@ struct rows_in_place
         row3 += step;
         row6 += step;
     }
+
+    static constexpr bool conjugated = false;
+
+    static const double* imaginary(const double* a, std::size_t /*depth*/) { return a + 1; }
+};
+
+// The adjoint of an A where it lies: a position of the adjoint is a row of A, its elements side by
+// side, `step` doubles each. The tile minds the sign of the imaginary parts.
+template <std::size_t mr, std::size_t step>
+struct adjoint_rows
+{
+    static constexpr std::size_t most = mr;
+    static constexpr bool conjugated = true;
+    const double* first;
+    std::size_t lda;
+
+    adjoint_rows(const double* a, std::size_t stride) : first(a), lda(stride) {}
+
+    template <std::size_t r>
+    const double* row() const
+    {
+        return first + r * step;
+    }
+
+    void advance() { first += lda; }
 
     static const double* imaginary(const double* a, std::size_t /*depth*/) { return a + 1; }
 };

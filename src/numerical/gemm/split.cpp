@@ -9,9 +9,6 @@
 namespace numerical::detail {
 namespace {
 
-constexpr std::size_t block_depth = 256;
-constexpr std::size_t block_cols = 512;
-
 // A block too small for tiles: the products one by one, over [Re A | Im A] and B above iB.
 void multiply_directly(std::size_t m, std::size_t cols, std::size_t depth, const complex* a,
                        std::size_t lda, const complex* b, std::size_t ldb, complex* c,
@@ -45,10 +42,10 @@ void gemm_split(std::size_t m, std::size_t n, std::size_t k, const complex* a, s
     const auto by_tiles = gemm_path_current() == avx512_path
                               ? gemm_packed<avx512_complex_tile_kernel, double>
                               : gemm_packed<avx2_complex_tile_kernel, double>;
-    for (std::size_t j = 0; j < n; j += block_cols) {
-        const std::size_t cols = std::min(n - j, block_cols);
-        for (std::size_t p = 0; p < k; p += block_depth) {
-            const std::size_t depth = std::min(k - p, block_depth);
+    for (std::size_t j = 0; j < n; j += split_cols) {
+        const std::size_t cols = std::min(n - j, split_cols);
+        for (std::size_t p = 0; p < k; p += split_depth) {
+            const std::size_t depth = std::min(k - p, split_depth);
             const complex* const a_block = a + p;
             const complex* const b_block = b + p * ldb + j;
             if (worth_tiles(m, 2 * cols, 2 * depth))

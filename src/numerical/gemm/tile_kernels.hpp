@@ -56,6 +56,13 @@ void avx512_tile_in_place_c128(const tile_operands& t);   // as B is
 void avx2_tile_c128(const tile_operands& t);
 void avx2_tile_a_in_place_c128(const tile_operands& t);
 
+// The same for the adjoint of A, read where A lies: row r of position p is the conjugate of
+// a[p·lda + r]. B is in place too, but for AVX2 and complex numbers, where it is packed.
+void avx512_adjoint_tile_f64(const tile_operands& t);
+void avx512_adjoint_tile_c128(const tile_operands& t);
+void avx2_adjoint_tile_f64(const tile_operands& t);
+void avx2_adjoint_tile_c128(const tile_operands& t);
+
 // The portable sums: product and sum each rounded, complex products with C99 recovery.
 template <class T>
 void gemm_kernel(std::size_t kc, const T* a, const T* b, std::size_t ldb,
@@ -91,6 +98,34 @@ struct avx2_complex_tile_kernel
     static constexpr std::size_t parts = 2;
     static constexpr auto tile = avx2_tile_c128;
     static constexpr auto tile_a_in_place = avx2_tile_a_in_place_c128;
+};
+
+struct avx512_adjoint_kernel
+{
+    static constexpr std::size_t parts = 1;
+    static constexpr bool packs_b = false;
+    static constexpr auto tile = avx512_adjoint_tile_f64;
+};
+
+struct avx2_adjoint_kernel
+{
+    static constexpr std::size_t parts = 1;
+    static constexpr bool packs_b = false;
+    static constexpr auto tile = avx2_adjoint_tile_f64;
+};
+
+struct avx512_complex_adjoint_kernel
+{
+    static constexpr std::size_t parts = 2;
+    static constexpr bool packs_b = false;
+    static constexpr auto tile = avx512_adjoint_tile_c128;
+};
+
+struct avx2_complex_adjoint_kernel
+{
+    static constexpr std::size_t parts = 2;
+    static constexpr bool packs_b = true;
+    static constexpr auto tile = avx2_adjoint_tile_c128;
 };
 
 template <class T>
