@@ -134,12 +134,9 @@ thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t column
     if (guarded)
         scale(a, overflow_guard);
     qr_reflections<T> reflections = householder_reflect(std::move(a), rows, columns);
-    thin_qr<T> thin{zeros<T>(rows * k), std::move(reflections.r)};
-    for (std::size_t i = 0; i < k; ++i)
-        thin.q[i * k + i] = 1;
-    // Columns left of a block's offset are still those of the identity when its turn comes.
+    thin_qr<T> thin{uninitialized<T>(rows * k), std::move(reflections.r)};
     for (auto block = reflections.blocks.rbegin(); block != reflections.blocks.rend(); ++block)
-        apply_reflector_block<block_operator::direct>(*block, thin.q, k, block->offset, k);
+        extend_basis(*block, thin.q, k);
     normalize_diagonal(thin, rows, columns);
     if (guarded)
         scale(thin.r, 1 / overflow_guard);

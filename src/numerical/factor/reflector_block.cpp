@@ -68,6 +68,65 @@ std::vector<T> adjoint_copy(block_view<const T> a)
     return copy;
 }
 
+// Zeros change no sum, so they are left out of products: the triangle on top of V by bands of its
+// columns or rows. But the choice between tiles and plain rows is a matter of the sizes, and so are
+// the blocks of a complex sum; a product may be cut only where each part is bound to be summed as
+// the whole. From eight rows, columns and positions on all go by tiles.
+constexpr std::size_t dot_band = 12; // rows of a register tile
+constexpr std::size_t row_band = 8;
+constexpr std::size_t least_side = 8;
+
+// Whether a product of `count` reflectors with so many columns (or none at all) over so many rows
+// may be cut.
+bool keeps_order(std::size_t count, std::size_t columns, std::size_t rows)
+{
+    return count >= least_side && (columns == 0 || std::min(columns, rows) >= least_side);
+}
+
+// W += VᴴC without the first `from` rows, which are zero in V or C.
+template <class T>
+void add_dots_from(std::size_t from, block_view<const T> v,
+                   block_view<const std::type_identity_t<T>> c,
+                   block_view<std::type_identity_t<T>> w)
+{
+    const std::size_t head = std::min(v.rows, split_depth);
+    const std::size_t tail = v.rows - head;
+    if (tail != 0 && tail < least_side)
+        return add_adjoint_product<T>(v, c, w);
+    add_adjoint_product<T>(v.sub(from, head, 0, v.cols), c.sub(from, head, 0, c.cols), w);
+    add_adjoint_product<T>(v.sub(head, v.rows, 0, v.cols), c.sub(head, v.rows, 0, c.cols), w);
+}
+
+// W += VᴴC. In a long V the triangle is not worth the reading of C for each band.
+template <class T>
+void add_reflector_dots(block_view<const T> v, block_view<const std::type_identity_t<T>> c,
+                        block_view<std::type_identity_t<T>> w)
+{
+    constexpr std::size_t longest = 128;
+    const std::size_t last = (v.cols - 1) / dot_band * dot_band;
+    if (v.rows > longest || c.cols == 0 || !keeps_order(v.cols - last, c.cols, v.rows - last))
+        return add_adjoint_product<T>(v, c, w);
+    for (std::size_t j = 0; j < v.cols; j += dot_band) {
+        const std::size_t end = std::min(j + dot_band, v.cols);
+        add_dots_from<T>(j, v.sub(0, v.rows, j, end), c, w.sub(j, end, 0, w.cols));
+    }
+}
+
+// C += V·X.
+template <class T>
+void add_reflector_sums(block_view<const T> v, block_view<const std::type_identity_t<T>> x,
+                        block_view<T> c)
+{
+    std::size_t i = 0;
+    if (v.cols % row_band == 0 && c.cols >= least_side)
+        for (; i + row_band < v.cols; i += row_band) {
+            const std::size_t end = i + row_band;
+            add_product<T>(v.sub(i, end, 0, end), x.sub(0, end, 0, x.cols),
+                           c.sub(i, end, 0, c.cols));
+        }
+    add_product<T>(v.sub(i, v.rows, 0, v.cols), x, c.sub(i, c.rows, 0, c.cols));
+}
+
 // T column by column, from G = VᴴV (Schreiber and Van Loan 1989, with beta = 2):
 // T[0..i)[i] = -2·T[0..i)[0..i)·G[0..i)[i]. The columns that are there lie in the rows of
 // `columns`, so that the sums of a new one run side by side. Those of empty reflectors stay zero.
@@ -94,15 +153,15 @@ void fill_factor(block_view<T> factor, const std::vector<T>& gram,
 // out[j] -= sum over t of coeffs[t]·rows[t·stride + j]: fused on a vector path if real, full
 // products if complex.
 void subtract_rows(int path, double* out, const double* coeffs, const double* rows,
-                   std::size_t stride, std::size_t terms)
+                   std::size_t stride, std::size_t terms, std::size_t n)
 {
-    subtract_products_on(path, out, coeffs, rows, stride, terms, stride);
+    subtract_products_on(path, out, coeffs, rows, stride, terms, n);
 }
 
 void subtract_rows(int path, complex* out, const complex* coeffs, const complex* rows,
-                   std::size_t stride, std::size_t terms)
+                   std::size_t stride, std::size_t terms, std::size_t n)
 {
-    subtract_full_products(path, out, coeffs, rows, stride, terms, stride);
+    subtract_full_products(path, out, coeffs, rows, stride, terms, n);
 }
 
 // T or Tᴴ, contiguous by rows.
@@ -116,9 +175,11 @@ std::vector<T> factor_of(const reflector_block<T>& block)
 }
 
 // -F·W for a triangular F, the rows of W being `width` long. The sign is taken here, where it is
-// cheap. Exact zeros of F are skipped.
+// cheap. Exact zeros of F are skipped, and those in the first `units` columns of W if these are
+// upper triangular like F.
 template <class T>
-std::vector<T> minus_product(const std::vector<T>& f, const std::vector<T>& w, std::size_t width)
+std::vector<T> minus_product(const std::vector<T>& f, const std::vector<T>& w, std::size_t width,
+                             std::size_t units = 0)
 {
     const int path = gemm_path_current();
     const std::size_t count = w.size() / width;
@@ -129,8 +190,9 @@ std::vector<T> minus_product(const std::vector<T>& f, const std::vector<T>& w, s
             const std::size_t from = std::size_t(
                 std::find_if(row + k, row + count, [](const T& t) { return t != T(0); }) - row);
             k = std::size_t(std::find(row + from, row + count, T(0)) - row);
-            subtract_rows(path, product.data() + i * width, row + from, w.data() + from * width,
-                          width, k - from);
+            const std::size_t left = std::min(i, units);
+            subtract_rows(path, product.data() + i * width + left, row + from,
+                          w.data() + from * width + left, width, k - from, width - left);
         }
     }
     return product;
@@ -157,10 +219,58 @@ reflector_block<T> gather_reflectors(const std::vector<std::vector<T>>& reflecto
     transpose_into<T>(vectors, {transposed.data(), count, height, height});
 
     std::vector<T> gram(count * count); // VᴴV
-    add_adjoint_product<T>(vectors, vectors, {gram.data(), count, count, count});
+    add_reflector_dots<T>(vectors, vectors, {gram.data(), count, count, count});
     fill_factor<T>({block.factor.data(), count, count, count}, gram, &reflectors[from]);
     return block;
 }
+
+namespace {
+
+// C += V·(-F·(VᴴC)).
+template <class T>
+void multiply_slab(block_view<const T> v, const std::vector<T>& f, block_view<T> c)
+{
+    std::vector<T> w(v.cols * c.cols);
+    add_reflector_dots<T>(v, c, {w.data(), v.cols, c.cols, c.cols});
+    const std::vector<T> minus_fw = minus_product(f, w, c.cols);
+    add_reflector_sums<T>(v, {minus_fw.data(), v.cols, c.cols, c.cols}, c);
+}
+
+// The same for C = [ I 0 ; 0 C11 ] or, without unit columns, [ 0 ; C11 ]. Over the unit columns VᴴC
+// is V's top, and with it F·VᴴC is triangular.
+template <class T>
+void multiply_bordered_slab(block_view<const T> v, const std::vector<T>& f, block_view<T> c,
+                            std::size_t units)
+{
+    std::vector<T> store(v.cols * c.cols);
+    const block_view<T> w{store.data(), v.cols, c.cols, c.cols};
+    for (std::size_t i = 0; i < units; ++i)
+        for (std::size_t j = i; j < units; ++j)
+            w(i, j) = conjugate(v(j, i));
+    add_dots_from<T>(v.cols, v, c.sub(0, c.rows, units, c.cols), w.sub(0, w.rows, units, w.cols));
+
+    const std::vector<T> minus_fw = minus_product(f, store, c.cols, units);
+    const block_view<const T> x{minus_fw.data(), v.cols, c.cols, c.cols};
+    const std::size_t step = units % row_band == 0 ? row_band : units;
+    for (std::size_t j = 0; j < units; j += step) {
+        const std::size_t end = j + step;
+        add_reflector_sums<T>(v.sub(0, v.rows, 0, end), x.sub(0, end, j, end),
+                              c.sub(0, c.rows, j, end));
+    }
+    add_reflector_sums<T>(v, x.sub(0, x.rows, units, x.cols), c.sub(0, c.rows, units, c.cols));
+}
+
+// The first `units` rows and columns of C become those of the identity, or its rows zeros.
+template <class T>
+void border(block_view<T> c, std::size_t rows, std::size_t units)
+{
+    for (std::size_t i = 0; i < c.rows; ++i)
+        std::fill_n(c.row(i), i < rows ? c.cols : units, T(0));
+    for (std::size_t i = 0; i < units; ++i)
+        c(i, i) = 1;
+}
+
+} // namespace
 
 template <block_operator form, class T>
 void apply_reflector_block(const reflector_block<T>& block, std::vector<T>& target, std::size_t ld,
@@ -168,22 +278,38 @@ void apply_reflector_block(const reflector_block<T>& block, std::vector<T>& targ
 {
     if (column_from == column_to)
         return;
-    const std::size_t count = block.count;
-    const block_view<const T> vectors{block.vectors.data(), block.rows, count, count};
+    const block_view<const T> vectors{block.vectors.data(), block.rows, block.count, block.count};
     const std::vector<T> factor = factor_of<form>(block);
     T* const first = target.data() + block.offset * ld + column_from;
     const slab_partition slabs = slabs_of<T>(column_to - column_from, block.rows);
 
-    // Slab s: C += V·(-T·(Vᴴ·C)).
     const auto apply_to_slab = [&](std::size_t s) {
         const std::size_t width = slabs.begin(s + 1) - slabs.begin(s);
-        const block_view<T> c{first + slabs.begin(s), block.rows, width, ld};
-        std::vector<T> w(count * width);
-        add_adjoint_product<T>(vectors, c, {w.data(), count, width, width});
-        const std::vector<T> minus_tw = minus_product(factor, w, width);
-        add_product<T>(vectors, {minus_tw.data(), count, width, width}, c);
+        multiply_slab<T>(vectors, factor, {first + slabs.begin(s), block.rows, width, ld});
     };
-    parallel_for(slabs.count, slab_work(slabs, block.rows, count), apply_to_slab);
+    parallel_for(slabs.count, slab_work(slabs, block.rows, block.count), apply_to_slab);
+}
+
+template <class T>
+void extend_basis(const reflector_block<T>& block, std::vector<T>& q, std::size_t ld)
+{
+    const std::size_t count = block.count;
+    const block_view<const T> vectors{block.vectors.data(), block.rows, count, count};
+    T* const first = q.data() + block.offset * ld + block.offset;
+    const slab_partition slabs = slabs_of<T>(ld - block.offset, block.rows);
+
+    // The unit columns are all in the first slab.
+    const auto extend_slab = [&](std::size_t s) {
+        const std::size_t width = slabs.begin(s + 1) - slabs.begin(s);
+        const block_view<T> c{first + slabs.begin(s), block.rows, width, ld};
+        const std::size_t units = s == 0 ? count : 0;
+        border(c, count, units);
+        if (keeps_order(count, width - units, block.rows - count))
+            multiply_bordered_slab(vectors, block.factor, c, units);
+        else
+            multiply_slab(vectors, block.factor, c);
+    };
+    parallel_for(slabs.count, slab_work(slabs, block.rows, count), extend_slab);
 }
 
 template <class T>
@@ -237,6 +363,8 @@ template void apply_reflector_block<block_operator::direct>(const reflector_bloc
 template void apply_reflector_block<block_operator::adjoint>(const reflector_block<complex>&,
                                                              std::vector<complex>&, std::size_t,
                                                              std::size_t, std::size_t);
+template void extend_basis(const reflector_block<double>&, std::vector<double>&, std::size_t);
+template void extend_basis(const reflector_block<complex>&, std::vector<complex>&, std::size_t);
 template void apply_transposed_reflector_block(const reflector_block<double>&, std::vector<double>&,
                                                std::size_t, std::size_t, std::size_t);
 template void apply_transposed_reflector_block(const reflector_block<complex>&,

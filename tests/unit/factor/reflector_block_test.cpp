@@ -1,6 +1,8 @@
 #include "numerical/factor/reflector_block.hpp"
 
 #include "numerical/factor/reflector.hpp"
+#include "numerical/gemm/gemm.hpp"
+#include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"
 
 #include "matrices.hpp"
@@ -203,6 +205,88 @@ TYPED_TEST(reflector_block, applies_as_its_dense_matrix_and_touches_nothing_else
     }
 }
 
+// C := C + V·(-T·(VᴴC)) with V and T as they are stored, zeros and all.
+template <class T>
+matrix<T> applied_with_zeros(const detail::reflector_block<T>& block, matrix<T> c)
+{
+    const std::size_t count = block.count;
+    const std::size_t width = c.cols;
+    std::vector<T> adjoint(count * block.rows);
+    for (std::size_t i = 0; i < block.rows; ++i)
+        for (std::size_t j = 0; j < count; ++j)
+            adjoint[j * block.rows + i] = detail::conjugate(block.vectors[i * count + j]);
+    std::vector<T> w(count * width), minus_tw(count * width);
+    detail::gemm<T>(count, width, block.rows, adjoint.data(), block.rows, c.data.data(), width,
+                    w.data(), width);
+    const int path = detail::gemm_path_current();
+    for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t k = i; k < count; ++k) {
+            const T t = block.factor[i * count + k];
+            T* const out = minus_tw.data() + i * width;
+            if constexpr (std::is_same_v<T, double>)
+                detail::scaled_add_on(path, out, w.data() + k * width, -t, width);
+            else
+                for (std::size_t j = 0; j < width; ++j)
+                    out[j] -= t * w[k * width + j];
+        }
+    detail::gemm<T>(block.rows, width, count, block.vectors.data(), count, minus_tw.data(), width,
+                    c.data.data(), width);
+    return c;
+}
+
+// Every count and rows beside a band's and a block's edge, and targets thin and wide.
+template <class Expect>
+void for_blocks_at_every_edge(const Expect& expect)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const std::size_t count : {1u, 7u, 8u, 9u, 12u, 16u, 19u, 20u, 24u, 31u, 32u})
+            for (const std::size_t below : {0u, 1u, 7u, 8u, 40u, 96u, 97u, 231u, 232u, 300u})
+                for (const std::size_t beside : {0u, 1u, 7u, 8u, 20u, 100u}) {
+                    SCOPED_TRACE(testing::Message()
+                                 << count << " reflectors over " << below << " more rows and "
+                                 << beside << " columns, path " << path);
+                    expect(count, count + below, beside);
+                }
+    }
+}
+
+TYPED_TEST(reflector_block, leaves_out_zeros_without_changing_a_bit)
+{
+    for_blocks_at_every_edge([](std::size_t count, std::size_t rows, std::size_t width) {
+        const auto block =
+            detail::gather_reflectors(random_reflectors<TypeParam>(count, rows), 0, count, rows);
+        const auto c = test::random_matrix<TypeParam>(rows, width, 1);
+        auto applied = c;
+        detail::apply_reflector_block<detail_operator::direct>(block, applied.data, width, 0,
+                                                               width);
+        EXPECT_EQ(applied.data, applied_with_zeros(block, c).data);
+    });
+}
+
+TYPED_TEST(reflector_block, extends_a_basis_as_it_applies_to_the_bordered_matrix)
+{
+    for_blocks_at_every_edge([](std::size_t count, std::size_t rows, std::size_t beside) {
+        const std::size_t offset = 2;
+        const std::size_t width = count + std::min(beside, rows - count);
+        const auto reflectors = random_reflectors<TypeParam>(offset + count, offset + rows);
+        const auto block =
+            detail::gather_reflectors(reflectors, offset, offset + count, offset + rows);
+        const std::size_t ld = offset + width;
+        auto q =
+            framed<TypeParam>(offset + rows, ld, offset + count, offset + rows, offset + count, ld);
+        auto bordered = part(q, offset, q.rows, offset, ld);
+        for (std::size_t i = 0; i < rows; ++i)
+            for (std::size_t j = 0; j < width; ++j)
+                if (i < count || j < count)
+                    bordered.data[i * width + j] = i == j ? 1 : 0;
+        detail::extend_basis(block, q.data, ld);
+        expect_frame(q, offset, q.rows, offset, ld);
+        EXPECT_EQ(part(q, offset, q.rows, offset, ld).data,
+                  applied_with_zeros(block, bordered).data);
+    });
+}
+
 TYPED_TEST(reflector_block, applies_its_plain_transpose_from_the_right)
 {
     for (const auto [from, to, rows] : sizes) {
@@ -305,6 +389,7 @@ TYPED_TEST(reflector_block, has_the_same_bits_on_any_number_of_threads)
             auto out = c.data;
             detail::apply_reflector_block<detail_operator::direct>(block, out, n, 0, n);
             detail::apply_transposed_reflector_block(block, out, n, 0, n);
+            detail::extend_basis(block, out, n);
             return out;
         };
         for (const std::size_t threads : test::thread_counts)
