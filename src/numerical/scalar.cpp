@@ -20,7 +20,9 @@ double phase_of(double x)
 
 complex phase_of(const complex& z)
 {
-    const complex scaled = z * complex(tiny_scale(std::abs(z)), 0.0);
+    const double magnitude = std::abs(z);
+    const double scale = std::isinf(magnitude) ? 0.5 : tiny_scale(magnitude);
+    const complex scaled = z * complex(scale, 0.0);
     const double length = std::abs(scaled);
     if (length == 0.0)
         return {1.0, 0.0};

@@ -128,7 +128,8 @@ inline complex scaled_by_power(const complex& z, int exponent)
 // or zero magnitude counts as the smallest normal number.
 double tiny_scale(double magnitude);
 
-// z/|z|, and 1 for zero. Tiny numbers keep their angle, being scaled by a power of two first.
+// z/|z|, and 1 for zero. Tiny numbers, and those whose modulus overflows, keep their angle, being
+// scaled by a power of two first.
 double phase_of(double x);
 complex phase_of(const complex& z);
 

@@ -4,8 +4,26 @@
 
 #include <cmath>
 #include <limits>
+#include <numbers>
 
 namespace numerical {
+namespace {
+
+double log_of_modulus(double x)
+{
+    return std::log(std::abs(x));
+}
+
+// Also where the modulus of finite parts overflows.
+double log_of_modulus(const detail::complex& z)
+{
+    const double modulus = std::abs(z);
+    if (std::isinf(modulus) && detail::is_finite(z))
+        return std::log(std::abs(z * 0.5)) + std::numbers::ln2;
+    return std::log(modulus);
+}
+
+} // namespace
 
 template <class T>
 T determinant(const lu_decomposition<T>& lu)
@@ -25,7 +43,7 @@ sign_and_log<T> slogdet(const lu_decomposition<T>& lu)
     for (std::size_t i = 0; i < lu.order; ++i) {
         const T& diagonal = lu.factors[i * lu.order + i];
         result.sign = detail::phase_of(diagonal) * result.sign;
-        result.log += std::log(detail::modulus(diagonal));
+        result.log += log_of_modulus(diagonal);
     }
     return result;
 }

@@ -100,6 +100,15 @@ TEST(determinants, complex_sign_is_the_product_of_the_phases)
     EXPECT_NEAR(tiny.imag(), 0.8, 1e-15);
 }
 
+TEST(determinants, logarithm_outlives_the_overflow_of_a_complex_modulus)
+{
+    const double big = 1.5e308;
+    const auto [sign, log] = slogdet(diagonal<complex>({{big, -big}, 2.0}));
+    EXPECT_NEAR(sign.real(), std::sqrt(0.5), 1e-15);
+    EXPECT_NEAR(sign.imag(), -std::sqrt(0.5), 1e-15);
+    EXPECT_NEAR(log, std::log(big) + 1.5 * std::log(2.0), 1e-12);
+}
+
 TYPED_TEST(determinants, of_a_vandermonde_matrix_agree_with_its_formula)
 {
     const std::vector<double> nodes{0.5, -1.25, 2.0, 3.5, -0.75, 1.5};
