@@ -97,7 +97,7 @@ def _holds_many(kind):
 
 def _flatten(obj, axis, shape, flat):
     """Appends the numbers of a nested sequence, checking each level's length against shape."""
-    if _holds_many(type(obj)) and _exposes_memory(obj):
+    if not isinstance(obj, (list, tuple)) and _holds_many(type(obj)) and _exposes_memory(obj):
         obj = _numerical.asarray(obj).tolist()
     if not isinstance(obj, (list, tuple)):
         if axis != len(shape):
@@ -109,6 +109,9 @@ def _flatten(obj, axis, shape, flat):
             f"the nested lists are ragged: a row at depth {axis} has {len(obj)} items"
             + (f", the first has {shape[axis]}" if axis < len(shape) else ", another is a number")
         )
+    if axis + 1 == len(shape) and not any(map(_holds_many, set(map(type, obj)))):
+        flat += obj  # a row of numbers
+        return
     for item in obj:
         _flatten(item, axis + 1, shape, flat)
 
@@ -123,12 +126,10 @@ def _from_nested(obj, wanted):
     if _holds_many(type(level)) and _exposes_memory(level):
         shape.extend(_numerical.asarray(level).shape)
     flat = []
-    if len(shape) == 1 and not any(map(_holds_many, set(map(type, obj)))):
-        flat = obj
-    else:
-        _flatten(obj, 0, shape, flat)
+    _flatten(obj, 0, shape, flat)
     if wanted is None:
-        wanted = complex128 if any(map(_is_complex, flat)) else float64
+        plain = set(map(type, flat)) <= {int, float, bool}
+        wanted = float64 if plain or not any(map(_is_complex, flat)) else complex128
     try:
         return Tensor(flat, shape, wanted)
     except error:
