@@ -81,11 +81,17 @@ def from_bytes(raw, shape, typestr):
     return _import(Lent(address, tuple(shape), typestr, owner=raw))
 
 
+STRING_LIMIT = 2**31  # ctypes.string_at takes the length as a C int and wraps larger ones
+
+
 def to_bytes(tensor):
     """The elements in row-major order."""
     import ctypes
 
-    return ctypes.string_at(address_of(tensor), tensor.size * ITEM_BYTES[tensor.dtype])
+    count = tensor.size * ITEM_BYTES[tensor.dtype]
+    if count < STRING_LIMIT:
+        return ctypes.string_at(address_of(tensor), count)
+    return bytes((ctypes.c_char * count).from_address(address_of(tensor)))
 
 
 def joined(tensors, shape):

@@ -11,6 +11,7 @@ from hypothesis import given, settings
 from hypothesis import strategies as st
 
 import numerical as nm
+from numerical import _memory
 from oracle import arrays, close, equal, integers, normal
 
 INDEX_ITEMS = st.one_of(
@@ -249,6 +250,25 @@ def test_pickles_and_copies_keep_every_bit():
         assert np.asarray(back).tobytes() == a.tobytes()
         assert copy.copy(t) is t
         assert copy.deepcopy(t) is t
+
+
+def test_bytes_of_large_tensors_are_those_of_small_ones(monkeypatch):
+    t = nm.asarray(normal((3, 5), "complex128"))
+    small = _memory.to_bytes(t)
+    assert small == np.asarray(t).tobytes()
+
+    class Large:  # three gibibytes of the array's elements, of which no copy is made here
+        size, dtype, __array_interface__ = 3 * 2**27, "float64", t.__array_interface__
+
+    taken = []
+    monkeypatch.setattr(_memory, "bytes", lambda memory: taken.append(len(memory)), raising=False)
+    _memory.to_bytes(Large)
+    assert taken == [3 * 2**30]
+    monkeypatch.undo()
+    monkeypatch.setattr(_memory, "STRING_LIMIT", 0)
+    assert _memory.to_bytes(t) == small
+    assert _memory.to_bytes(nm.zeros((0, 2))) == b""
+    equal(nm.concatenate([t, t]), np.concatenate([np.asarray(t)] * 2))
 
 
 def test_repr_shows_small_tensors_whole():
