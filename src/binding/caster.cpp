@@ -52,11 +52,4 @@ std::string to_text(PyObject* object)
     return as_utf8(object);
 }
 
-PyObject* not_null(PyObject* object)
-{
-    if (object == nullptr)
-        throw error_already_set();
-    return object;
-}
-
 } // namespace marlinth::binding

@@ -25,7 +25,12 @@ unsigned long to_unsigned_long(PyObject* object);
 std::string to_text(PyObject* object);
 
 // A new reference, or error_already_set for null.
-PyObject* not_null(PyObject* object);
+inline PyObject* not_null(PyObject* object)
+{
+    if (object == nullptr)
+        throw_pending_error();
+    return object;
+}
 
 // A class wrapped by class_: passed by reference to the value in the object.
 template <class T>
@@ -37,7 +42,7 @@ struct caster
 
     T& get() { return *value; }
 
-    static PyObject* to_python(T&& result) { return not_null(class_wrap(std::move(result))); }
+    static PyObject* to_python(T&& result) { return not_null(class_wrap<T>(std::move(result))); }
 };
 
 template <>

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstring>
+#include <string>
 
 namespace marlinth::binding {
 namespace {
@@ -21,6 +22,11 @@ struct slot_list
 };
 
 } // namespace
+
+void refuse_object(const char* text, const char* class_name)
+{
+    throw cast_error(std::string(text) + class_name);
+}
 
 const char* short_name(const char* dotted)
 {

@@ -10,7 +10,6 @@
 
 #include <cstddef>
 #include <new>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -57,8 +56,8 @@ template <class T>
 bool is_instance(PyObject* object)
 {
     PyTypeObject* type = reinterpret_cast<PyTypeObject*>(class_type<T>());
-    return type != nullptr &&
-           (Py_TYPE(object) == type || PyType_IsSubtype(Py_TYPE(object), type) != 0);
+    return Py_TYPE(object) == type ||
+           (type != nullptr && PyType_IsSubtype(Py_TYPE(object), type) != 0);
 }
 
 template <class T>
@@ -67,21 +66,24 @@ T*& wrapped_of(PyObject* self)
     return reinterpret_cast<wrapped_object<T>*>(self)->wrapped;
 }
 
+// cast_error with the text and the name. Apart from the adapters, which are short without it.
+[[noreturn, gnu::cold]] void refuse_object(const char* text, const char* class_name);
+
 // The value in the object, or cast_error.
 template <class T>
 T& class_unwrap(PyObject* object)
 {
     if (!is_instance<T>(object))
-        throw cast_error(std::string("expected a ") + class_name<T>());
+        refuse_object("expected a ", class_name<T>());
     T* value = wrapped_of<T>(object);
     if (value == nullptr)
-        throw cast_error(std::string("uninitialized ") + class_name<T>());
+        refuse_object("uninitialized ", class_name<T>());
     return *value;
 }
 
-// A new instance that takes over the value; null with the error set.
-template <class T>
-PyObject* class_wrap(T&& value)
+// A new instance with a T made of the value, which is moved into it; null with the error set.
+template <class T, class Value>
+PyObject* class_wrap(Value&& value)
 {
     PyObject* type = class_type<T>();
     if (type == nullptr) {
@@ -91,7 +93,7 @@ PyObject* class_wrap(T&& value)
     owned_ref self(PyType_GenericAlloc(reinterpret_cast<PyTypeObject*>(type), 0));
     if (!self)
         return nullptr;
-    T* held = new (std::nothrow) T(std::move(value));
+    T* held = new (std::nothrow) T(std::forward<Value>(value));
     if (held == nullptr)
         return PyErr_NoMemory();
     wrapped_of<T>(self.get()) = held;

@@ -12,6 +12,11 @@ const char* error_already_set::what() const noexcept
     return "a Python error is already set";
 }
 
+void throw_pending_error()
+{
+    throw error_already_set();
+}
+
 // A forced unwind has no object: the handler's reference is bound to nothing, and never used.
 [[gnu::no_sanitize("null")]] PyObject* set_cpp_error(PyObject* error)
 {

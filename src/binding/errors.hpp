@@ -20,6 +20,9 @@ struct error_already_set : std::exception
     const char* what() const noexcept override;
 };
 
+// Throws it; out of line, as what may fail is in every adapter and fails rarely.
+[[noreturn, gnu::cold]] void throw_pending_error();
+
 // An argument of the wrong type; the adapters make it a TypeError.
 struct cast_error : std::runtime_error
 {

@@ -50,4 +50,27 @@ private:
     PyObject* object = nullptr;
 };
 
+// An item of a sequence; null with the error set. A tuple keeps its items for as long as it is
+// there itself, so that one of a tuple is borrowed.
+class sequence_item
+{
+public:
+    sequence_item(PyObject* sequence, Py_ssize_t index)
+        : owned(PyTuple_CheckExact(sequence) ? nullptr : PySequence_GetItem(sequence, index)),
+          item(PyTuple_CheckExact(sequence) ? PyTuple_GetItem(sequence, index) : owned.get())
+    {
+    }
+
+    sequence_item(const sequence_item&) = delete;
+    sequence_item& operator=(const sequence_item&) = delete;
+
+    PyObject* get() const { return item; }
+
+    explicit operator bool() const { return item != nullptr; }
+
+private:
+    owned_ref owned;
+    PyObject* item;
+};
+
 } // namespace marlinth::binding

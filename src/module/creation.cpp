@@ -38,6 +38,16 @@ PyObject* filled(std::vector<std::size_t> shape, PyObject* value)
     return wrap(tensor<T>(std::move(shape), std::move(data)));
 }
 
+// The format "OOp". It is read by hand, as every operator with a number on one side calls _full.
+bool parse_full(PyObject* args, PyObject*& extents, PyObject*& value, int& complex)
+{
+    PyObject* flag = nullptr;
+    if (!binding::parse_objects(args, "OOO", &extents, &value, &flag))
+        return false;
+    complex = PyObject_IsTrue(flag);
+    return complex >= 0;
+}
+
 } // namespace
 
 PyObject* module_full(PyObject*, PyObject* args)
@@ -45,7 +55,7 @@ PyObject* module_full(PyObject*, PyObject* args)
     PyObject* extents = nullptr;
     PyObject* value = nullptr;
     int complex = 0;
-    if (!binding::parse_arguments(args, "OOp", &extents, &value, &complex))
+    if (!parse_full(args, extents, value, complex))
         return nullptr;
     std::vector<std::size_t> shape;
     if (!read_shape(extents, shape))

@@ -16,17 +16,20 @@ namespace {
 
 std::optional<arithmetic_operation> operation_of(std::string_view name)
 {
-    if (name == "+")
+    switch (name.size() == 1 ? name[0] : '\0') {
+    case '+':
         return arithmetic_operation::add;
-    if (name == "-")
+    case '-':
         return arithmetic_operation::subtract;
-    if (name == "*")
+    case '*':
         return arithmetic_operation::multiply;
-    if (name == "/")
+    case '/':
         return arithmetic_operation::divide;
-    if (name == "^")
+    case '^':
         return arithmetic_operation::power;
-    return std::nullopt;
+    default:
+        return std::nullopt;
+    }
 }
 
 template <class T>
@@ -70,8 +73,7 @@ PyObject* module_negate(PyObject*, PyObject* args)
     const any_tensor* a = as_tensor(object);
     if (a == nullptr)
         return nullptr;
-    return wrap(
-        std::visit([](const auto& of_type) -> any_tensor { return negative(of_type); }, *a));
+    return std::visit([](const auto& of_type) { return wrap(negative(of_type)); }, *a);
 }
 
 PyObject* module_unary(PyObject*, PyObject* args)

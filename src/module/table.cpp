@@ -5,6 +5,7 @@
 #include "binding/keywords.hpp"
 
 #include <iterator>
+#include <variant>
 
 // What Python sees: the class, its methods and properties, and the functions, in their order.
 
@@ -31,6 +32,34 @@ PyMethodDef plain_with_keywords(const char* name, const char* doc)
     const auto entry = reinterpret_cast<void (*)()>( // the type of all entries, by way of none
         binding::call_plain_keywords<marlinth_module_error, F>);
     return {name, reinterpret_cast<PyCFunction>(entry), METH_VARARGS | METH_KEYWORDS, doc};
+}
+
+// The getters stand here to be compiled into their entries: an attribute is read in the time of a
+// few calls.
+PyObject* get_shape(const any_tensor& value)
+{
+    return shape_tuple(value);
+}
+
+PyObject* get_ndim(const any_tensor& value)
+{
+    return PyLong_FromUnsignedLongLong(shape_of(value).size());
+}
+
+PyObject* get_size(const any_tensor& value)
+{
+    return PyLong_FromUnsignedLongLong(
+        std::visit([](const auto& a) { return a.data.size(); }, value));
+}
+
+PyObject* get_dtype(const any_tensor& value)
+{
+    static PyObject* const names[] = {
+        binding::not_null(PyUnicode_FromStringAndSize("float64", 7)),
+        binding::not_null(PyUnicode_FromStringAndSize("complex128", 10))};
+    PyObject* name = names[value.index()];
+    Py_INCREF(name);
+    return name;
 }
 
 template <auto G>

@@ -1,9 +1,11 @@
 #include "module/functions.hpp"
 
 #include "binding/owned_ref.hpp"
+#include "numerical/short_list.hpp"
 #include "numerical/take.hpp"
 
 #include <array>
+#include <span>
 #include <stdexcept>
 #include <variant>
 
@@ -12,32 +14,41 @@
 namespace numerical::boundary {
 namespace {
 
-// One number of every range, and how many the caller gave.
+// An int at once, whatever else has __index__ by that; false with the error set.
+bool read_integer(PyObject* item, Py_ssize_t& value)
+{
+    value = PyLong_AsSsize_t(item);
+    if (value != -1 || PyErr_Occurred() == nullptr)
+        return true;
+    PyErr_Clear();
+    value = PyNumber_AsSsize_t(item, PyExc_OverflowError);
+    return value != -1 || PyErr_Occurred() == nullptr;
+}
+
+// One number of every range, and how many the caller gave: those beyond the axes are read as well,
+// since what is no integer is told before there being too many.
 template <class Set>
-bool read_integers(PyObject* sequence, std::vector<axis_range>& ranges, std::size_t& given,
+bool read_integers(PyObject* sequence, std::span<axis_range> ranges, std::size_t& given,
                    const Set& set)
 {
     const Py_ssize_t count = PySequence_Size(sequence);
     if (count < 0)
         return false;
     given = static_cast<std::size_t>(count);
-    if (ranges.size() < given)
-        ranges.resize(given);
     for (std::size_t i = 0; i < given; ++i) {
-        const binding::owned_ref item(PySequence_GetItem(sequence, static_cast<Py_ssize_t>(i)));
-        if (!item)
+        const binding::sequence_item item(sequence, static_cast<Py_ssize_t>(i));
+        Py_ssize_t value = 0;
+        if (!item || !read_integer(item.get(), value))
             return false;
-        const Py_ssize_t value = PyNumber_AsSsize_t(item.get(), PyExc_OverflowError);
-        if (value == -1 && PyErr_Occurred() != nullptr)
-            return false;
-        set(ranges[i], value);
+        if (i < ranges.size())
+            set(ranges[i], value);
     }
     return true;
 }
 
-// The ranges from the sequences of starts, steps, counts and keep, and how long each is; integers
-// are whatever has __index__. False with the error set.
-bool read_ranges(const std::array<PyObject*, 4>& sequences, std::vector<axis_range>& ranges,
+// The ranges from the sequences of starts, steps, counts and keep, and how long each is. False with
+// the error set.
+bool read_ranges(const std::array<PyObject*, 4>& sequences, std::span<axis_range> ranges,
                  std::array<std::size_t, 4>& given)
 {
     const auto start = [](axis_range& range, long value) { range.start = value; };
@@ -51,7 +62,7 @@ bool read_ranges(const std::array<PyObject*, 4>& sequences, std::vector<axis_ran
 }
 
 template <class T>
-PyObject* taken(const tensor<T>& a, const std::vector<axis_range>& ranges)
+PyObject* taken(const tensor<T>& a, std::span<const axis_range> ranges)
 {
     bool any_kept = false;
     for (std::size_t axis = 0; axis < ranges.size(); ++axis) {
@@ -76,18 +87,17 @@ PyObject* module_take(PyObject*, PyObject* args)
     const any_tensor* a = as_tensor(object);
     if (a == nullptr)
         return nullptr;
-    std::vector<axis_range> ranges;
+    const std::size_t rank = shape_of(*a).size();
+    detail::short_list<axis_range> ranges(rank);
+    for (std::size_t axis = 0; axis < rank; ++axis)
+        ranges.push_back({});
     std::array<std::size_t, 4> given{};
-    if (!read_ranges(sequences, ranges, given))
+    if (!read_ranges(sequences, ranges.span(), given))
         return nullptr;
-    return std::visit(
-        [&](const auto& of_type) {
-            for (const std::size_t count : given)
-                if (count != of_type.shape.size())
-                    throw std::runtime_error("_take: one range per axis");
-            return taken(of_type, ranges);
-        },
-        *a);
+    for (const std::size_t count : given)
+        if (count != rank)
+            throw std::runtime_error("_take: one range per axis");
+    return std::visit([&](const auto& of_type) { return taken(of_type, ranges.span()); }, *a);
 }
 
 } // namespace numerical::boundary

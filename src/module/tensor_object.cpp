@@ -1,6 +1,5 @@
 #include "module/tensor_object.hpp"
 
-#include "binding/caster.hpp"
 #include "binding/class.hpp"
 #include "binding/owned_ref.hpp"
 
@@ -79,22 +78,47 @@ std::vector<std::size_t> given_or_inferred_shape(PyObject* data, std::optional<P
     return shape;
 }
 
-// Fills a new list with `count` numbers; false with the error set.
+// A new list of `count` numbers; null with the error set.
 template <class T>
-bool fill(PyObject* list, const T* from, std::size_t count)
+PyObject* short_row(const T* from, std::size_t count)
 {
-    for (std::size_t i = 0; i < count; ++i) {
+    owned_ref list(PyList_New(static_cast<Py_ssize_t>(count)));
+    for (std::size_t i = 0; list && i < count; ++i) {
         PyObject* item = number(from[i]);
         if (item == nullptr)
-            return false;
-        PyList_SetItem(list, static_cast<Py_ssize_t>(i), item);
+            return nullptr;
+        PyList_SetItem(list.get(), static_cast<Py_ssize_t>(i), item);
     }
-    return true;
+    return list.release();
 }
 
-// By a loop over the open lists, one on each axis, and not by recursion: the rank is the user's to
-// choose, and the stack has an end. A list is put into its parent before it is filled, so that the
-// outermost reference owns them all.
+// The same by way of a memoryview, which fills its list from inside the interpreter, where setting
+// an item is no call: that pays for the view from some dozens of numbers on.
+constexpr std::size_t long_row = 64;
+
+PyObject* row_through_view(const double* from, std::size_t count)
+{
+    constexpr int to_read = 0x100; // PyBUF_READ, which headers before 3.11 hold back
+    char* bytes = const_cast<char*>(reinterpret_cast<const char*>(from));
+    const owned_ref view(
+        PyMemoryView_FromMemory(bytes, static_cast<Py_ssize_t>(count * sizeof(double)), to_read));
+    const owned_ref doubles(view ? PyObject_CallMethod(view.get(), "cast", "s", "d") : nullptr);
+    return doubles ? PyObject_CallMethod(doubles.get(), "tolist", nullptr) : nullptr;
+}
+
+PyObject* row_list(const double* from, std::size_t count)
+{
+    return count < long_row ? short_row(from, count) : row_through_view(from, count);
+}
+
+PyObject* row_list(const complex* from, std::size_t count)
+{
+    return short_row(from, count);
+}
+
+// By a loop over the open lists, one on each axis but the last, and not by recursion: the rank is
+// the user's to choose, and the stack has an end. A list is put into its parent before it is
+// filled, so that the outermost reference owns them all.
 template <class T>
 PyObject* nested_lists(const tensor<T>& a)
 {
@@ -105,31 +129,44 @@ PyObject* nested_lists(const tensor<T>& a)
     owned_ref outermost(new_list(0));
     if (!outermost)
         return nullptr;
-    std::vector<PyObject*> open(a.shape.size(), outermost.get());
-    std::vector<std::size_t> filled(a.shape.size(), 0);
+    std::vector<PyObject*> open(last, outermost.get());
+    std::vector<std::size_t> filled(last, 0);
     const T* row = a.data.data();
     for (std::size_t axis = 0;;) {
-        if (axis == last &&
-            !fill(open[axis], std::exchange(row, row + a.shape[last]), a.shape[last]))
-            return nullptr;
-        if (axis == last || filled[axis] == a.shape[axis]) {
+        if (filled[axis] == a.shape[axis]) {
             if (axis == 0)
                 return outermost.release();
             filled[axis--] = 0;
             continue;
         }
-        PyObject* child = new_list(axis + 1);
+        const bool holds_rows = axis + 1 == last;
+        PyObject* child = holds_rows
+                              ? row_list(std::exchange(row, row + a.shape[last]), a.shape[last])
+                              : new_list(axis + 1);
         if (child == nullptr)
             return nullptr;
         PyList_SetItem(open[axis], static_cast<Py_ssize_t>(filled[axis]++), child);
-        open[++axis] = child;
+        if (!holds_rows)
+            open[++axis] = child;
     }
+}
+
+// One item, handed over, packed faster than into a tuple of nulls; null with the error set.
+PyObject* tuple_of(PyObject* item)
+{
+    if (item == nullptr)
+        return nullptr;
+    PyObject* tuple = PyTuple_Pack(1, item);
+    Py_DECREF(item);
+    return tuple;
 }
 
 template <class T>
 PyObject* listed(const tensor<T>& a)
 {
-    return a.shape.empty() ? number(a.data[0]) : nested_lists(a);
+    if (a.shape.empty())
+        return number(a.data[0]);
+    return a.shape.size() == 1 ? row_list(a.data.data(), a.data.size()) : nested_lists(a);
 }
 
 } // namespace
@@ -156,20 +193,26 @@ PyObject* number(const std::complex<double>& z)
     return PyComplex_FromDoubles(z.real(), z.imag());
 }
 
-PyObject* wrap(any_tensor value)
+PyObject* wrap(any_tensor&& value)
 {
-    return binding::class_wrap(std::move(value));
+    return binding::class_wrap<any_tensor>(std::move(value));
 }
 
-const std::vector<std::size_t>& shape_of(const any_tensor& value)
+PyObject* wrap(tensor<double>&& value)
 {
-    return std::visit([](const auto& a) -> const std::vector<std::size_t>& { return a.shape; },
-                      value);
+    return binding::class_wrap<any_tensor>(std::move(value));
+}
+
+PyObject* wrap(tensor<complex>&& value)
+{
+    return binding::class_wrap<any_tensor>(std::move(value));
 }
 
 PyObject* shape_tuple(const any_tensor& value)
 {
     const std::vector<std::size_t>& shape = shape_of(value);
+    if (shape.size() == 1)
+        return tuple_of(PyLong_FromSize_t(shape[0]));
     owned_ref tuple(PyTuple_New(static_cast<Py_ssize_t>(shape.size())));
     if (!tuple)
         return nullptr;
@@ -188,7 +231,7 @@ bool read_shape(PyObject* sequence, std::vector<std::size_t>& shape)
     if (rank < 0)
         return false;
     for (Py_ssize_t axis = 0; axis < rank; ++axis) {
-        const owned_ref item(PySequence_GetItem(sequence, axis));
+        const binding::sequence_item item(sequence, axis);
         if (!item)
             return false;
         const long extent = PyLong_AsLong(item.get());
@@ -211,30 +254,6 @@ any_tensor tensor_factory(PyObject* data, std::optional<PyObject*> given, const 
     if (dtype == "complex128")
         return tensor<complex>(std::move(shape), read_elements<complex>(data));
     throw std::runtime_error("dtype must be 'float64' or 'complex128'");
-}
-
-PyObject* get_shape(const any_tensor& value)
-{
-    return shape_tuple(value);
-}
-
-PyObject* get_ndim(const any_tensor& value)
-{
-    return PyLong_FromUnsignedLongLong(shape_of(value).size());
-}
-
-PyObject* get_size(const any_tensor& value)
-{
-    return PyLong_FromUnsignedLongLong(
-        std::visit([](const auto& a) { return a.data.size(); }, value));
-}
-
-PyObject* get_dtype(const any_tensor& value)
-{
-    static PyObject* const names[] = {
-        binding::not_null(PyUnicode_FromStringAndSize("float64", 7)),
-        binding::not_null(PyUnicode_FromStringAndSize("complex128", 10))};
-    return owned_ref::to(names[value.index()]).release();
 }
 
 PyObject* tensor_tolist(PyObject* self, PyObject*)

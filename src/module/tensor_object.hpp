@@ -14,6 +14,7 @@
 #include <optional>
 #include <string>
 #include <tuple>
+#include <variant>
 #include <vector>
 
 namespace numerical::boundary {
@@ -30,13 +31,19 @@ PyObject* marlinth_module_error();
 any_tensor* as_tensor(PyObject* object) noexcept;
 
 // A new Tensor that takes over the value; null with the error set.
-PyObject* wrap(any_tensor value);
+PyObject* wrap(any_tensor&& value);
+PyObject* wrap(tensor<double>&& value);
+PyObject* wrap(tensor<std::complex<double>>&& value);
 
 // A new Python float or complex; null with the error set.
 PyObject* number(double x);
 PyObject* number(const std::complex<double>& z);
 
-const std::vector<std::size_t>& shape_of(const any_tensor& value);
+inline const std::vector<std::size_t>& shape_of(const any_tensor& value)
+{
+    return std::visit([](const auto& a) -> const std::vector<std::size_t>& { return a.shape; },
+                      value);
+}
 
 // The extents as a new tuple; null with the error set.
 PyObject* shape_tuple(const any_tensor& value);
@@ -55,12 +62,8 @@ matrix<T> matrix_from(const tensor<T>& a)
 // The constructor, Tensor(data, shape=None, dtype='float64'): a flat sequence of numbers.
 any_tensor tensor_factory(PyObject* data, std::optional<PyObject*> shape, const std::string& dtype);
 
-// Properties.
-PyObject* get_shape(const any_tensor& value);
-PyObject* get_ndim(const any_tensor& value);
-PyObject* get_size(const any_tensor& value);
-PyObject* get_dtype(const any_tensor& value);
-PyObject* get_array_interface(const any_tensor& value); // array_export.cpp
+// A property; the others are in table.cpp, this one in array_export.cpp.
+PyObject* get_array_interface(const any_tensor& value);
 
 // Methods; the DLPack ones are in array_export.cpp.
 PyObject* tensor_tolist(PyObject* self, PyObject* ignored);

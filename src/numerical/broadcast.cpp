@@ -43,11 +43,10 @@ std::vector<std::size_t> broadcast_strides(const std::vector<std::size_t>& shape
 }
 
 broadcast_walk::broadcast_walk(const std::vector<std::size_t>& a, const std::vector<std::size_t>& b)
-    : shape(broadcast_shape(a, b)), count(1)
+    : shape(broadcast_shape(a, b)), count(1), axes(shape.size() + 1)
 {
     const std::vector<std::size_t> left = broadcast_strides(a, shape.size());
     const std::vector<std::size_t> right = broadcast_strides(b, shape.size());
-    axes.reserve(shape.size() + 1);
     for (std::size_t i = shape.size(); i-- > 0;) {
         count = checked_mul(count, shape[i]);
         if (shape[i] == 1)

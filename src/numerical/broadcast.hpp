@@ -3,6 +3,7 @@
 // Element-wise work on two tensors of different shapes. Shapes are aligned at their last axes; a
 // missing axis counts as extent 1, and an axis of extent 1 is repeated along the other operand's.
 
+#include "numerical/short_list.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/tensor.hpp"
 
@@ -40,8 +41,8 @@ struct broadcast_walk
     };
 
     std::vector<std::size_t> shape;
-    std::size_t count;      // elements of the result
-    std::vector<axis> axes; // last axis first; at least one
+    std::size_t count;     // elements of the result
+    short_list<axis> axes; // last axis first; at least one
 
     broadcast_walk(const std::vector<std::size_t>& a, const std::vector<std::size_t>& b);
 
@@ -79,15 +80,29 @@ void broadcast_walk::each_row(Row row)
     }
 }
 
+// Whether b is one number to a, so that the result has the shape of a.
+template <class T>
+bool is_number_to(const tensor<T>& a, const tensor<T>& b)
+{
+    return b.data.size() == 1 && b.shape.size() <= a.shape.size();
+}
+
 // The result of row(form, a, b, out, n), which writes n elements from operands that move by `form`.
+// Like shapes and a number on one side, which is what most operands are, are a single row.
 template <class T, class Row>
 tensor<T> broadcast_rows(const tensor<T>& a, const tensor<T>& b, Row row)
 {
-    if (a.shape == b.shape) {
-        std::vector<T> data = uninitialized<T>(a.data.size());
-        row(row_form::both, a.data.data(), b.data.data(), data.data(), data.size());
-        return tensor<T>(a.shape, std::move(data));
-    }
+    const auto single_row = [&](row_form form, const tensor<T>& like) {
+        std::vector<T> data = uninitialized<T>(like.data.size());
+        row(form, a.data.data(), b.data.data(), data.data(), data.size());
+        return tensor<T>(like.shape, std::move(data));
+    };
+    if (is_number_to(a, b))
+        return single_row(row_form::left, a);
+    if (is_number_to(b, a))
+        return single_row(row_form::right, b);
+    if (a.shape == b.shape)
+        return single_row(row_form::both, a);
     broadcast_walk walk(a.shape, b.shape);
     std::vector<T> data = uninitialized<T>(walk.count);
     const row_form form = walk.form();

@@ -8,12 +8,9 @@
 
 namespace numerical::detail {
 
-std::size_t checked_mul(std::size_t a, std::size_t b)
+void throw_product_overflow()
 {
-    std::size_t product = 0;
-    if (__builtin_mul_overflow(a, b, &product))
-        throw dimension_error("dimension product overflows std::size_t");
-    return product;
+    throw dimension_error("dimension product overflows std::size_t");
 }
 
 std::size_t element_count(const std::vector<std::size_t>& shape)

@@ -10,8 +10,16 @@
 
 namespace numerical::detail {
 
+[[noreturn, gnu::cold]] void throw_product_overflow();
+
 // a·b, or dimension_error "dimension product overflows std::size_t".
-std::size_t checked_mul(std::size_t a, std::size_t b);
+inline std::size_t checked_mul(std::size_t a, std::size_t b)
+{
+    std::size_t product = 0;
+    if (__builtin_mul_overflow(a, b, &product))
+        throw_product_overflow();
+    return product;
+}
 
 // The product of the extents, formed from the last axis on, so that behind a zero nothing
 // overflows; otherwise dimension_error "dimension product overflows std::size_t".

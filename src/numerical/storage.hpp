@@ -11,9 +11,15 @@
 
 namespace numerical::detail {
 
-// Advises huge pages for the whole 2 MiB pages inside a block of at least 4 MiB; the advice may be
-// refused without harm.
-void advise_huge_pages(void* block, std::size_t bytes);
+// Advises huge pages for the whole 2 MiB pages inside a block.
+void advise_whole_pages(void* block, std::size_t bytes);
+
+// The same for a block of at least 4 MiB; the advice may be refused without harm.
+inline void advise_huge_pages(void* block, std::size_t bytes)
+{
+    if (bytes >= std::size_t{4} << 20)
+        advise_whole_pages(block, bytes);
+}
 
 // An empty vector with room for `count` elements, to be filled by insert or push_back.
 template <class T>

@@ -2,6 +2,7 @@
 
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
+#include "numerical/short_list.hpp"
 #include "numerical/storage.hpp"
 
 #include <algorithm>
@@ -25,12 +26,11 @@ struct strided_loop
 struct strided_walk
 {
     std::ptrdiff_t origin = 0;
-    std::vector<strided_loop> loops;
+    detail::short_list<strided_loop> loops;
 
     template <class T>
-    strided_walk(const tensor<T>& a, const std::vector<axis_range>& ranges)
+    strided_walk(const tensor<T>& a, std::span<const axis_range> ranges) : loops(ranges.size() + 1)
     {
-        loops.reserve(ranges.size() + 1);
         for (std::size_t axis = ranges.size(); axis-- > 0;)
             add(ranges[axis], static_cast<std::ptrdiff_t>(a.strides[axis]));
         if (loops.empty())
@@ -99,7 +99,7 @@ bool lies_within(const axis_range& range, std::size_t extent)
 }
 
 template <class T>
-tensor<T> take(const tensor<T>& a, const std::vector<axis_range>& ranges)
+tensor<T> take(const tensor<T>& a, std::span<const axis_range> ranges)
 {
     std::vector<std::size_t> shape;
     shape.reserve(ranges.size());
@@ -123,7 +123,7 @@ tensor<T> take(const tensor<T>& a, const std::vector<axis_range>& ranges)
 }
 
 template <class T>
-T take_first(const tensor<T>& a, const std::vector<axis_range>& ranges)
+T take_first(const tensor<T>& a, std::span<const axis_range> ranges)
 {
     std::ptrdiff_t offset = 0;
     for (std::size_t axis = 0; axis < ranges.size(); ++axis) {
@@ -134,11 +134,11 @@ T take_first(const tensor<T>& a, const std::vector<axis_range>& ranges)
     return a.data[static_cast<std::size_t>(offset)];
 }
 
-template tensor<double> take(const tensor<double>&, const std::vector<axis_range>&);
+template tensor<double> take(const tensor<double>&, std::span<const axis_range>);
 template tensor<std::complex<double>> take(const tensor<std::complex<double>>&,
-                                           const std::vector<axis_range>&);
-template double take_first(const tensor<double>&, const std::vector<axis_range>&);
+                                           std::span<const axis_range>);
+template double take_first(const tensor<double>&, std::span<const axis_range>);
 template std::complex<double> take_first(const tensor<std::complex<double>>&,
-                                         const std::vector<axis_range>&);
+                                         std::span<const axis_range>);
 
 } // namespace numerical

@@ -5,7 +5,7 @@
 #include "numerical/tensor.hpp"
 
 #include <cstddef>
-#include <vector>
+#include <span>
 
 namespace numerical {
 
@@ -24,10 +24,10 @@ bool lies_within(const axis_range& range, std::size_t extent);
 
 // A copy of the elements that the ranges select, one range for each axis, each within its axis.
 template <class T>
-tensor<T> take(const tensor<T>& a, const std::vector<axis_range>& ranges);
+tensor<T> take(const tensor<T>& a, std::span<const axis_range> ranges);
 
 // The first of them.
 template <class T>
-T take_first(const tensor<T>& a, const std::vector<axis_range>& ranges);
+T take_first(const tensor<T>& a, std::span<const axis_range> ranges);
 
 } // namespace numerical

@@ -12,13 +12,6 @@
 namespace numerical {
 
 template <class T>
-tensor<T>::tensor(std::vector<std::size_t> extents, std::vector<T> elements)
-    : shape(std::move(extents)), data(std::move(elements))
-{
-    finalize();
-}
-
-template <class T>
 tensor<T>::tensor(matrix<T>&& a) : shape{a.rows, a.cols}, data(std::move(a.data))
 {
     finalize();
@@ -35,7 +28,7 @@ tensor<T>::tensor(const vector<T>& a)
 template <class T>
 void tensor<T>::finalize()
 {
-    strides.assign(shape.size(), 1);
+    strides = detail::uninitialized<std::size_t>(shape.size());
     std::size_t count = 1;
     for (std::size_t axis = shape.size(); axis-- > 0;) {
         strides[axis] = count;

@@ -8,6 +8,7 @@
 
 #include <complex>
 #include <cstddef>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -22,7 +23,11 @@ struct tensor
 
     // Takes both; dimension_error "dimension product overflows std::size_t" or "tensor: data size
     // does not match the shape". A rank-0 tensor holds one element.
-    tensor(std::vector<std::size_t> shape, std::vector<T> data);
+    tensor(std::vector<std::size_t> extents, std::vector<T> elements)
+        : shape(std::move(extents)), data(std::move(elements))
+    {
+        finalize();
+    }
 
     // rows × cols, the elements moved.
     explicit tensor(matrix<T>&& a);

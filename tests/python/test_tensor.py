@@ -96,6 +96,22 @@ def test_nesting_is_that_of_numpy(shape, is_complex):
     assert tensor.tolist() == array.tolist()
 
 
+@pytest.mark.parametrize("count", [1, 2, 31, 63, 64, 65, 1000])
+@pytest.mark.parametrize("outer", [(), (1,), (3,), (2, 0), (2, 3)])
+def test_rows_of_any_length_become_lists_of_their_own(outer, count):
+    array = np.random.default_rng(count).standard_normal(outer + (count,))
+    tensor = Tensor(array.ravel().tolist(), array.shape)
+    nested = tensor.tolist()
+    assert nested == array.tolist()
+    rows = [nested]
+    for _ in outer:
+        rows = [child for parent in rows for child in parent]
+    for place, row in enumerate(rows):
+        row.append(place)  # no other row grows with it
+    assert all(len(row) == count + 1 for row in rows)
+    assert tensor.tolist() == array.tolist()
+
+
 def test_the_rank_has_no_limit_on_the_stack():
     depth = 200_000
     tensor = Tensor([7.0], (1,) * depth)

@@ -150,7 +150,8 @@ tensor<complex> square(const tensor<complex>& a)
 template <class T>
 tensor<T> reciprocal(const tensor<T>& a)
 {
-    return by_operator(arithmetic_operation::divide, tensor<T>({}, {T(1)}), a);
+    static const tensor<T> one({}, {T(1)});
+    return by_operator(arithmetic_operation::divide, one, a);
 }
 
 template <class T>

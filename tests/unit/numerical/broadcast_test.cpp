@@ -127,6 +127,14 @@ TEST(broadcast_apply, pairs_elements_by_the_definition_for_all_small_shapes)
     EXPECT_GT(fitting, 20000U);
 }
 
+TEST(broadcast_apply, pairs_elements_over_more_axes_than_are_usual)
+{
+    expect_every_pair({2, 1, 3, 1, 2, 1, 2}, {1, 3, 1, 2, 1, 2, 1});
+    expect_every_pair({2, 1, 2, 1, 2, 1, 2, 1, 2}, {3, 1, 3, 1, 3, 1});
+    expect_every_pair({1, 1, 1, 1, 1, 1}, {2, 1, 2});
+    expect_every_pair({2, 0, 2, 1, 2, 1}, {1, 1, 3, 1, 3});
+}
+
 TEST(broadcast_apply, calls_once_for_every_element_of_the_result)
 {
     int calls = 0;
