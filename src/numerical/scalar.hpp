@@ -70,6 +70,17 @@ double largest_modulus(const T* x, std::size_t n)
     return std::max({largest[0], largest[1], largest[2], largest[3]});
 }
 
+// Whether any part of n elements is beyond the limit. NaN is not.
+template <class T>
+bool any_part_above(const T* x, std::size_t n, double limit)
+{
+    const auto* const parts = reinterpret_cast<const double*>(x);
+    unsigned above = 0; // all are looked at, so that vectors can be
+    for (std::size_t i = 0; i < n * (sizeof(T) / sizeof(double)); ++i)
+        above |= unsigned(std::abs(parts[i]) > limit);
+    return above != 0;
+}
+
 inline double real_part(double x)
 {
     return x;

@@ -25,13 +25,7 @@ constexpr double overflow_guard = 0x1p-64;
 template <class T>
 bool may_overflow(const std::vector<T>& a, std::size_t rows)
 {
-    const double limit = greatest_safe_norm / std::sqrt(double(rows));
-    const auto* const parts = reinterpret_cast<const double*>(a.data());
-    const std::size_t count = a.size() * (sizeof(T) / sizeof(double));
-    unsigned above = 0;
-    for (std::size_t i = 0; i < count; ++i)
-        above |= unsigned(std::abs(parts[i]) > limit);
-    return above != 0;
+    return any_part_above(a.data(), a.size(), greatest_safe_norm / std::sqrt(double(rows)));
 }
 
 template <class T>

@@ -33,6 +33,24 @@ std::vector<T> tall_and_scaled(const matrix<T>& a, int exponent)
     return tall;
 }
 
+// Singular values exceed the entries, and the modulus of a complex entry its parts. A matrix for
+// which one of them might overflow is taken times a power of two, which changes no digit.
+constexpr int guard_exponent = -64;
+
+template <class T>
+bool may_overflow(const matrix<T>& a)
+{
+    return any_part_above(a.data.data(), a.data.size(), 0x1p960);
+}
+
+template <class T>
+matrix<T> guarded(matrix<T> a)
+{
+    for (T& x : a.data)
+        x = scaled_by_power(x, guard_exponent);
+    return a;
+}
+
 template <class T>
 double frobenius_norm(const std::vector<T>& a)
 {
@@ -136,6 +154,8 @@ matrix<T> lstsq(const matrix<T>& a, const matrix<T>& b)
     if (a.rows != b.rows)
         throw dimension_error("lstsq: right-hand side size differs from the matrix");
     detail::require_finite(a, "lstsq");
+    if (detail::may_overflow(a))
+        return detail::guarded(lstsq(detail::guarded(a), b));
     if (auto x = detail::lstsq_by_qr(a, b))
         return *std::move(x);
     return detail::lstsq_by_svd(a, b);
@@ -151,6 +171,8 @@ template <class T>
 matrix<T> pinv(const matrix<T>& a)
 {
     detail::require_finite(a, "pinv");
+    if (detail::may_overflow(a))
+        return detail::guarded(pinv(detail::guarded(a)));
     const svd_decomposition<T> svd(a, svd_method::divide_and_conquer);
     const std::size_t rank = detail::count_above_threshold(svd.values, a.rows, a.cols);
     std::vector<T> right = detail::reserved<T>(a.cols * rank); // V·S⁻¹
@@ -166,7 +188,9 @@ template <class T>
 std::size_t matrix_rank(const matrix<T>& a)
 {
     detail::require_finite(a, "matrix_rank");
-    return detail::count_above_threshold(singular_values(a), a.rows, a.cols);
+    const std::vector<double> values =
+        detail::may_overflow(a) ? singular_values(detail::guarded(a)) : singular_values(a);
+    return detail::count_above_threshold(values, a.rows, a.cols);
 }
 
 using detail::complex;

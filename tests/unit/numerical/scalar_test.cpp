@@ -64,4 +64,22 @@ TEST(largest_modulus, is_found_among_any_number_of_elements)
     EXPECT_EQ(largest_modulus<double>(nullptr, 0), 0);
 }
 
+TEST(any_part_above, sees_every_part_and_is_strict)
+{
+    for (std::size_t n = 1; n <= 9; ++n)
+        for (std::size_t at = 0; at < n; ++at) {
+            std::vector<complex> z(n, complex(2, -2));
+            EXPECT_FALSE(any_part_above(z.data(), n, 2));
+            z[at] = complex(0, -3);
+            EXPECT_TRUE(any_part_above(z.data(), n, 2));
+            z[at] = complex(std::nan(""), 0);
+            EXPECT_FALSE(any_part_above(z.data(), n, 2));
+            std::vector<double> x(n, -2);
+            EXPECT_FALSE(any_part_above(x.data(), n, 2));
+            x[at] = -3;
+            EXPECT_TRUE(any_part_above(x.data(), n, 2));
+        }
+    EXPECT_FALSE(any_part_above<double>(nullptr, 0, 0));
+}
+
 } // namespace
