@@ -254,9 +254,10 @@ def arange(start, stop=None, step=1.0, dtype=None):
 
 def linspace(start, stop, num=50, endpoint=True, dtype=None):
     """`num` equally spaced numbers from start to stop, which is the last one if endpoint is true."""
-    if not endpoint and num > 0:
-        stop = start + (stop - start) * (num - 1) / num
-    return asarray(_numerical._linspace(start, stop, num), dtype)
+    if endpoint or num < 0:
+        return asarray(_numerical._linspace(start, stop, num), dtype)
+    with_stop = _numerical._linspace(start, stop, num + 1)
+    return asarray(_numerical._take(with_stop, (0,), (1,), (num,), (1,)), dtype)
 
 
 def diag(v, k=0):
