@@ -17,6 +17,13 @@ namespace test {
 
 constexpr double eps = std::numeric_limits<double>::epsilon();
 
+// The greater of two measures, and a NaN before all others: std::max may lose it.
+template <class F>
+F worse(F a, F b)
+{
+    return std::isnan(b) || b > a ? b : a;
+}
+
 // |z| without the care of hypot, which the range of long double makes needless.
 inline long double wide_modulus(long double x)
 {
@@ -37,8 +44,7 @@ long double norm_inf(const numerical::matrix<T>& a)
         long double sum = 0;
         for (std::size_t j = 0; j < a.cols; ++j)
             sum += wide_modulus(wide<T>(a.data[i * a.cols + j]));
-        if (!(sum <= largest)) // a NaN stays
-            largest = sum;
+        largest = worse(largest, sum);
     }
     return largest;
 }
@@ -90,9 +96,7 @@ long double largest_difference(const std::vector<wide<T>>& a, const std::vector<
 {
     long double largest = 0;
     for (std::size_t i = 0; i < a.size(); ++i)
-        if (const long double distance = wide_modulus(a[i] - b[i]);
-            !(distance <= largest)) // a NaN stays
-            largest = distance;
+        largest = worse(largest, wide_modulus(a[i] - b[i]));
     return largest;
 }
 
@@ -132,8 +136,7 @@ double orthogonality_ratio(const numerical::matrix<T>& q)
         long double sum = 0;
         for (std::size_t j = 0; j < q.cols; ++j)
             sum += std::abs(wide<T>(gram.data[i * q.cols + j]) - wide<T>(i == j ? 1.0L : 0.0L));
-        if (!(sum <= largest))
-            largest = sum;
+        largest = worse(largest, sum);
     }
     const auto size = static_cast<long double>(std::max<std::size_t>(q.rows, 1));
     return static_cast<double>(largest / (size * eps));

@@ -45,11 +45,11 @@ struct largest_ratios
 
     void add(const test::eigen_ratios& seen, const std::string& name)
     {
-        if (std::max(seen.residual, seen.orthogonality) >
-            std::max(largest.residual, largest.orthogonality))
+        if (!(test::worse(seen.residual, seen.orthogonality) <=
+              test::worse(largest.residual, largest.orthogonality)))
             where = name;
-        largest.residual = std::max(largest.residual, seen.residual);
-        largest.orthogonality = std::max(largest.orthogonality, seen.orthogonality);
+        largest.residual = test::worse(largest.residual, seen.residual);
+        largest.orthogonality = test::worse(largest.orthogonality, seen.orthogonality);
     }
 
     void print(const char* what) const

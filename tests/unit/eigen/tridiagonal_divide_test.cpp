@@ -40,7 +40,7 @@ std::vector<double> checked_values(const system& s, const std::string& name, dou
 {
     const auto [values, vectors] = divide(s);
     const auto seen = test::ratios_of(test::tridiagonal_matrix<double>(s.d, s.e), values, vectors);
-    *largest = std::max({*largest, seen.residual, seen.orthogonality});
+    *largest = test::worse(*largest, test::worse(seen.residual, seen.orthogonality));
     EXPECT_LT(seen.residual, 30) << name;
     EXPECT_LT(seen.orthogonality, 30) << name;
     EXPECT_TRUE(std::is_sorted(values.begin(), values.end())) << name;

@@ -41,7 +41,7 @@ struct svd_ratios
     double left;
     double right;
 
-    double largest() const { return std::max({residual, left, right}); }
+    double largest() const { return worse(residual, worse(left, right)); }
 };
 
 inline std::ostream& operator<<(std::ostream& out, const svd_ratios& ratios)
