@@ -119,7 +119,7 @@ def _by_ints_and_slices(self, keys):
             start, stop, step = key.indices(counts[axis])
             starts[axis] = start
             steps[axis] = step
-            counts[axis] = len(range(start, stop, step))
+            counts[axis] = max(-((start - stop) // step), 0)
         elif type(key) is int and -counts[axis] <= key < counts[axis]:
             starts[axis] = key % counts[axis]
             counts[axis] = 1
@@ -129,35 +129,64 @@ def _by_ints_and_slices(self, keys):
     return _take(self, starts, steps, counts, keep)
 
 
+def _of_matrix(self, row, column):
+    """The elements of a matrix by an int or a slice for each axis, one of them a slice.
+
+    -((start - end) // step) is the length of range(start, end, step), or negative if that is empty,
+    which the module refuses and the general way then sees to.
+    """
+    rows, columns = self.shape
+    if type(column) is int:
+        start = column if column >= 0 else column + columns
+        if row.stop is None and row.start is None and row.step is None:
+            return _take(self, (0, start), (1, 1), (rows, 1), (1, 0))
+        top, end, down = row.indices(rows)
+        return _take(self, (top, start), (down, 1), (-((top - end) // down), 1), (1, 0))
+    left, end, step = column.indices(columns)
+    width = -((left - end) // step)
+    if type(row) is int:
+        start = row if row >= 0 else row + rows
+        return _take(self, (start, left), (1, step), (1, width), (0, 1))
+    top, end, down = row.indices(rows)
+    return _take(self, (top, left), (down, step), (-((top - end) // down), width), (1, 1))
+
+
 def _getitem(self, key):
-    # One element or one row are the most common of all. Whether an element is within the extents is
-    # left to the module; what is amiss the general way says.
+    # What is asked for most often is told apart with as little before the call as there can be: an
+    # attribute, a tuple or a call of Python's own costs a tenth of the module's. What an axis lacks
+    # and keys of other kinds show in an exception, and the general way looks into it.
     kind = type(key)
-    if kind is tuple:
-        if len(key) == 2 and self.ndim == 2:
-            row, column = key
-            if type(row) is int and type(column) is int and row >= 0 and column >= 0:
-                try:
-                    return _take(self, key, (1, 1), (1, 1), (0, 0))
-                except (IndexError, OverflowError):
-                    pass
-        return _by_ints_and_slices(self, key)
-    rank = self.ndim
-    if rank == 1:
+    try:
         if kind is int:
-            try:
-                start = key if key >= 0 else key + self.size
-                return _take(self, (start,), (1,), (1,), (0,))
-            except (IndexError, OverflowError):
-                pass
+            rank = self.ndim
+            if rank == 1:
+                return _take(self, (key if key >= 0 else key + self.size,), (1,), (1,), (0,))
+            if rank == 2:
+                rows, columns = self.shape
+                start = key if key >= 0 else key + rows
+                return _take(self, (start, 0), (1, 1), (1, columns), (0, 1))
         elif kind is slice:
-            start, stop, step = key.indices(self.size)
-            return _take(self, (start,), (step,), (len(range(start, stop, step)),), (1,))
-    elif rank == 2 and kind is int:
-        rows, columns = self.shape
-        if 0 <= key < rows:
-            return _take(self, (key, 0), (1, 1), (1, columns), (0, 1))
-    return _by_ints_and_slices(self, (key,))
+            rank = self.ndim
+            if rank == 1:
+                start, end, step = key.indices(self.size)
+                return _take(self, (start,), (step,), (-((start - end) // step),), (1,))
+            if rank == 2:
+                rows, columns = self.shape
+                start, end, step = key.indices(rows)
+                count = -((start - end) // step)
+                return _take(self, (start, 0), (step, 1), (count, columns), (1, 1))
+        elif kind is tuple and len(key) == 2 and self.ndim == 2:
+            row, column = key
+            if type(row) is not int or type(column) is not int:
+                return _of_matrix(self, row, column)
+            if row >= 0 and column >= 0:
+                return _take(self, key, (1, 1), (1, 1), (0, 0))
+            rows, columns = self.shape
+            place = row if row >= 0 else row + rows, column if column >= 0 else column + columns
+            return _take(self, place, (1, 1), (1, 1), (0, 0))
+    except (IndexError, OverflowError, AttributeError):
+        pass
+    return _by_ints_and_slices(self, key if kind is tuple else (key,))
 
 
 METHODS = {"__getitem__": _getitem}

@@ -36,21 +36,23 @@ def _forms(operator, name):
     """The function behind `a operator b` and the reflected one."""
 
     def forward(self, other):
-        kind = type(other)
-        if kind is Tensor:
+        if type(other) is Tensor:
             try:
                 return _binary(operator, self, other)
             except error:
                 if self.dtype == other.dtype:
                     raise
-        elif kind is float or kind is int:
-            return _binary(operator, self, _full((), other, self.dtype == "complex128"))
+        elif type(other) is float or type(other) is int:
+            if self.dtype == "float64":
+                return _binary(operator, self, asarray(other))
+            return _binary(operator, self, _full((), other, True))
         return _mixed(operator, self, other)
 
     def reflected(self, other):
-        kind = type(other)
-        if kind is float or kind is int:
-            return _binary(operator, _full((), other, self.dtype == "complex128"), self)
+        if type(other) is float or type(other) is int:
+            if self.dtype == "float64":
+                return _binary(operator, asarray(other), self)
+            return _binary(operator, _full((), other, True), self)
         return _mixed(operator, other, self)
 
     forward.__name__, reflected.__name__ = f"__{name}__", f"__r{name}__"

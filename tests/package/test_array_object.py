@@ -1,6 +1,7 @@
 """The Tensor as people hold it: indexing, operators, conversions, text, copies."""
 
 import copy
+import itertools
 import operator
 import pickle
 import time
@@ -37,6 +38,37 @@ def test_basic_indexing_is_numpys(a, index):
     if expected.ndim == 0 and not any(i is Ellipsis or i is None for i in items):
         assert type(result) in (float, complex)
     equal(result, expected)
+
+
+def taken(a, key):
+    """What a key selects, with its shape, or the words of the IndexError."""
+    try:
+        part = a[key]
+    except IndexError as failure:
+        return str(failure)
+    return (part.shape, part.tolist()) if getattr(part, "ndim", 0) else part
+
+
+BOUNDS = (None, -9, -3, -1, 0, 1, 2, 9)
+KEYS = [slice(*bounds) for bounds in itertools.product(BOUNDS, BOUNDS, (None, 1, 2, -1, -3))]
+KEYS += range(-5, 5)
+
+
+def test_every_slice_and_int_of_a_vector_is_numpys():
+    for extent in (0, 1, 3, 4):
+        a = np.arange(float(extent))
+        t = nm.asarray(a)
+        assert [taken(t, key) for key in KEYS] == [taken(a, key) for key in KEYS]
+
+
+@pytest.mark.parametrize("shape", [(4, 3), (1, 4), (0, 3)])
+def test_every_pair_of_slices_and_ints_of_a_matrix_is_numpys(shape):
+    a = integers(shape)
+    t = nm.asarray(a)
+    keys = KEYS[::3] + KEYS[-10:]
+    pairs = [*itertools.product(keys, keys)]
+    assert [taken(t, pair) for pair in pairs] == [taken(a, pair) for pair in pairs]
+    assert [taken(t, key) for key in KEYS] == [taken(a, key) for key in KEYS]
 
 
 def test_a_list_of_ints_gathers_in_its_order():
