@@ -34,13 +34,11 @@ rotation_kernels kernels_of(int path)
     return {rotate_chain, rotate_wave};
 }
 
-void apply_single(double* strip, const row_operation& operation)
+void apply_single(double* first, double* second, std::size_t width, const row_operation& operation)
 {
-    double* const first = strip + operation.first * strip_width;
-    double* const second = strip + operation.second * strip_width;
     switch (operation.kind) {
     case row_operation_kind::rotation:
-        for (std::size_t j = 0; j < strip_width; ++j) {
+        for (std::size_t j = 0; j < width; ++j) {
             const double x = first[j];
             const double y = second[j];
             first[j] = operation.c * x + operation.s * y;
@@ -48,10 +46,10 @@ void apply_single(double* strip, const row_operation& operation)
         }
         return;
     case row_operation_kind::negation:
-        std::transform(first, first + strip_width, first, [](double x) { return -x; });
+        std::transform(first, first + width, first, [](double x) { return -x; });
         return;
     case row_operation_kind::swap:
-        std::swap_ranges(first, first + strip_width, second);
+        std::swap_ranges(first, first + width, second);
         return;
     }
 }
@@ -64,7 +62,8 @@ void apply_pass(const rotation_kernels& kernels, double* strip, const row_pass& 
     case row_pass::shape::chain:
         return kernels.chain(strip, pass.rotations);
     case row_pass::shape::single:
-        return apply_single(strip, pass.single);
+        return apply_single(strip + pass.single.first * strip_width,
+                            strip + pass.single.second * strip_width, strip_width, pass.single);
     }
 }
 
@@ -110,6 +109,15 @@ private:
     }
 };
 
+// Below this width a pass for each operation takes less than the making of a plan and of strips.
+constexpr std::size_t narrow_columns = 4;
+
+void apply_one_by_one(block_view<double> rows, const row_operations& operations)
+{
+    for (const row_operation& operation : operations)
+        apply_single(rows.row(operation.first), rows.row(operation.second), rows.cols, operation);
+}
+
 // All passes over all strips, a batch of passes at a time: a strip comes into the cache once for
 // the batch, whose coefficients stay there beside it.
 void apply_passes(const rotation_kernels& kernels, const std::vector<row_pass>& passes,
@@ -152,7 +160,10 @@ void apply_row_operations(std::vector<T>& basis, std::size_t n, const row_operat
 
 void apply_row_operations(block_view<double> rows, const row_operations& operations)
 {
-    apply_to_slabs(rows, 1, operations);
+    if (rows.cols <= narrow_columns)
+        apply_one_by_one(rows, operations);
+    else
+        apply_to_slabs(rows, 1, operations);
 }
 
 plane_rotation rotation_of_subnormals(double x, double y, double length)
@@ -162,6 +173,11 @@ plane_rotation rotation_of_subnormals(double x, double y, double length)
     constexpr double to_normal = 0x1p600;
     const double scaled = std::hypot(x * to_normal, y * to_normal);
     return {length, x * to_normal / scaled, y * to_normal / scaled};
+}
+
+plane_rotation careful_rotation(double x, double y)
+{
+    return rotation_of(x, y, rotation_length(x, y));
 }
 
 std::vector<row_operation_run> cut_into_runs(const row_operations& operations)

@@ -12,6 +12,7 @@
 // every path gives the same bits.
 
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/storage.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -37,6 +38,36 @@ struct row_operation
 
 using row_operations = std::vector<row_operation>;
 
+// A list that an iteration writes, which asks for room once a chase: a look at the capacity for
+// each operation would cost more than the rotation does.
+class row_operation_log
+{
+public:
+    explicit row_operation_log(std::size_t room) : list(uninitialized<row_operation>(room)) {}
+
+    // For `more` operations.
+    void make_room(std::size_t more)
+    {
+        if (list.size() - count >= more)
+            return;
+        row_operations larger = uninitialized<row_operation>(2 * (count + more));
+        std::copy_n(list.begin(), count, larger.begin());
+        list = std::move(larger);
+    }
+
+    void add(const row_operation& operation) { list[count++] = operation; }
+
+    row_operations take()
+    {
+        list.resize(count);
+        return std::move(list);
+    }
+
+private:
+    row_operations list; // the first `count` of them are set
+    std::size_t count = 0;
+};
+
 // Consecutive operations of a list. A run of several is a chain of rotations: descending if each
 // one's `second` is the `first` of the one before it, ascending if its `first` is the `second`.
 struct row_operation_run
@@ -56,12 +87,18 @@ void apply_row_operations(std::vector<T>& basis, std::size_t n, const row_operat
 // The same of rows of any length. No column depends on the others.
 void apply_row_operations(block_view<double> rows, const row_operations& operations);
 
-// The length of the vector (x, y). The square root of the sum of squares serves while neither
-// square can overflow and the larger one cannot underflow; beyond that it is hypot.
-inline double rotation_length(double x, double y)
+// Whether neither square can overflow and the larger one cannot underflow.
+inline bool squares_are_safe(double x, double y)
 {
     const double larger = std::max(std::abs(x), std::abs(y));
-    if (0x1p-500 < larger && larger < 0x1p500) [[likely]]
+    return 0x1p-500 < larger && larger < 0x1p500;
+}
+
+// The length of the vector (x, y): the square root of the sum of squares where it serves, hypot
+// beyond.
+inline double rotation_length(double x, double y)
+{
+    if (squares_are_safe(x, y)) [[likely]]
         return std::sqrt(x * x + y * y);
     return std::hypot(x, y);
 }
@@ -83,6 +120,18 @@ inline plane_rotation rotation_of(double x, double y, double length)
 {
     if (length < std::numeric_limits<double>::min()) [[unlikely]]
         return rotation_of_subnormals(x, y, length);
+    return {length, x / length, y / length};
+}
+
+// The rotation that takes (x, y) to (length, 0). What calls the library is kept out of the loops,
+// which hold their state in registers.
+plane_rotation careful_rotation(double x, double y);
+
+inline plane_rotation rotation_onto_first(double x, double y)
+{
+    if (!squares_are_safe(x, y)) [[unlikely]]
+        return careful_rotation(x, y);
+    const double length = std::sqrt(x * x + y * y);
     return {length, x / length, y / length};
 }
 

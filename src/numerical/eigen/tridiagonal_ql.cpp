@@ -3,7 +3,6 @@
 #include "numerical/eigen/row_operations.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/scalar.hpp"
-#include "numerical/storage.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -20,8 +19,7 @@ class ql_iteration
 public:
     ql_iteration(std::vector<double>& diagonal, std::vector<double>& subdiagonal, std::size_t order,
                  std::size_t max_steps)
-        : d(diagonal), e(subdiagonal), n(order), steps_left(max_steps),
-          rotations(uninitialized<row_operation>(order * order))
+        : d(diagonal), e(subdiagonal), n(order), steps_left(max_steps), rotations(order * order)
     {
     }
 
@@ -32,9 +30,8 @@ private:
     std::vector<double>& e;
     const std::size_t n;
     std::size_t steps_left;
-    double shift = 0;         // subtracted from all of d that is not final
-    row_operations rotations; // the first `recorded` of them are set
-    std::size_t recorded = 0;
+    double shift = 0; // subtracted from all of d that is not final
+    row_operation_log rotations;
 
     // What the chase over l .. m needs of the values at l + 1 from before it.
     struct corner
@@ -43,7 +40,6 @@ private:
         double e;
     };
 
-    void make_room(std::size_t count);
     corner subtract_shift(std::size_t l);
     void chase(std::size_t l, std::size_t m, const corner& next);
 };
@@ -69,19 +65,7 @@ row_operations ql_iteration::run()
         d[l] += shift;
         e[l] = 0;
     }
-    rotations.resize(recorded);
-    return std::move(rotations);
-}
-
-// For `count` more rotations. A chase then writes them without a look at the capacity, which would
-// cost more than the rotation does.
-void ql_iteration::make_room(std::size_t count)
-{
-    if (rotations.size() - recorded >= count)
-        return;
-    row_operations larger = uninitialized<row_operation>(2 * (recorded + count));
-    std::copy_n(rotations.begin(), recorded, larger.begin());
-    rotations = std::move(larger);
+    return rotations.take();
 }
 
 // Wilkinson's shift from the leading 2 × 2 block, subtracted from the whole block.
@@ -108,9 +92,7 @@ ql_iteration::corner ql_iteration::subtract_shift(std::size_t l)
 // The bulge goes from m up to l, a rotation of rows i and i + 1 at each step.
 void ql_iteration::chase(std::size_t l, std::size_t m, const corner& next)
 {
-    make_room(m - l);
-    row_operation* next_rotation = rotations.data() + recorded;
-    recorded += m - l;
+    rotations.make_room(m - l);
     double p = d[m];
     double c = 1;
     double c2 = 1;
@@ -123,13 +105,13 @@ void ql_iteration::chase(std::size_t l, std::size_t m, const corner& next)
         s2 = s;
         const double g = c * e[i];
         const double h = c * p;
-        const plane_rotation turn = rotation_of(p, e[i], rotation_length(p, e[i]));
+        const plane_rotation turn = rotation_onto_first(p, e[i]);
         e[i + 1] = s * turn.length;
         s = turn.s;
         c = turn.c;
         p = c * d[i] - s * g;
         d[i + 1] = h + s * (c * g + s * d[i]);
-        *next_rotation++ = {row_operation_kind::rotation, i, i + 1, c, -s};
+        rotations.add({row_operation_kind::rotation, i, i + 1, c, -s});
     }
     p = -s * s2 * c3 * next.e * e[l] / next.d;
     e[l] = s * p;

@@ -3,102 +3,16 @@
 #include "numerical/eigen/merge_columns.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/storage.hpp"
-#include "numerical/svd/bidiagonal_qr.hpp"
+#include "numerical/svd/bidiagonal_leaf.hpp"
 
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <optional>
 #include <utility>
 
 namespace numerical::detail {
 namespace {
-
-// n diagonal entries, and couplings up to the column after the last one where `extra` is 1.
-struct bidiagonal_problem
-{
-    const double* d;
-    const double* e;
-    std::size_t n;
-    std::size_t extra;
-
-    std::size_t columns() const { return n + extra; }
-};
-
-std::vector<double> identity(std::size_t n)
-{
-    std::vector<double> a(n * n);
-    for (std::size_t i = 0; i < n; ++i)
-        a[i * n + i] = 1;
-    return a;
-}
-
-plane_rotation rotation_onto_first(double x, double y)
-{
-    return rotation_of(x, y, std::hypot(x, y));
-}
-
-// Rotates the coupling to the extra column away; d and e are those of the square problem then. The
-// rotations make the right vectors by which this was done of the columns of the identity.
-std::vector<column_rotation> absorb_extra_column(std::vector<double>& d, std::vector<double>& e,
-                                                 double coupling)
-{
-    const std::size_t n = d.size();
-    std::vector<column_rotation> rotations;
-    for (std::size_t i = n; i-- > 0;) {
-        const auto [length, c, s] = rotation_onto_first(d[i], coupling);
-        d[i] = length;
-        rotations.push_back({i, n, c, s});
-        if (i == 0)
-            break;
-        coupling = -s * e[i - 1];
-        e[i - 1] *= c;
-    }
-    return rotations;
-}
-
-// The columns of `to` become the rows of `from`, a square matrix's first ones, in reverse order:
-// ascending values.
-void place_reversed(block_view<double> to, block_view<const double> from)
-{
-    for (std::size_t j = 0; j < from.rows; ++j)
-        for (std::size_t i = 0; i < to.rows; ++i)
-            to(i, from.rows - 1 - j) = from(j, i);
-}
-
-// Only the rows of v that are asked for are rotated: all, or the first and the last one.
-void solve_leaf(const bidiagonal_problem& problem, double* values,
-                const bidiagonal_vectors& vectors)
-{
-    const std::size_t n = problem.n;
-    const std::size_t m = problem.columns();
-    std::vector<double> d(problem.d, problem.d + n);
-    std::vector<double> e(problem.e, problem.e + n - 1);
-    e.push_back(0);
-    std::vector<column_rotation> absorbing;
-    if (problem.extra == 1)
-        absorbing = absorb_extra_column(d, e, problem.e[n - 1]);
-    const bidiagonal_operations operations = iterate_bidiagonal(d, e, n, 30 * n);
-    std::reverse_copy(d.begin(), d.end(), values);
-    if (vectors.complete()) {
-        std::vector<double> p = identity(n);
-        apply_row_operations(p, n, operations.left);
-        place_reversed(vectors.u, {p.data(), n, n, n});
-    }
-    if (vectors.wanted == wanted_rows::none)
-        return;
-
-    const block_view<double>& v = vectors.v;
-    for (std::size_t i = 0; i < v.rows; ++i) {
-        std::fill_n(v.row(i), m, 0.0);
-        v(i, vectors.complete() || i == 0 ? i : m - 1) = 1;
-    }
-    rotate_columns(v, absorbing);
-    std::vector<double> columns(n * v.rows);
-    const block_view<double> by_rows{columns.data(), n, v.rows, v.rows};
-    transpose_into(by_rows, v.sub(0, v.rows, 0, n));
-    apply_row_operations(by_rows, operations.right);
-    place_reversed(v, by_rows);
-}
 
 // The places of the two halves' vectors in those of the whole. The upper half has the columns from
 // 1 on; its null vector, the last one, falls into the lower half's first column, and has to be
@@ -134,65 +48,37 @@ public:
                const bidiagonal_vectors& vectors);
 
 private:
-    void solve_scaled(const bidiagonal_problem& problem, double* values,
-                      const bidiagonal_vectors& vectors);
     void tear(const bidiagonal_problem& problem, double* values, const bidiagonal_vectors& vectors);
 
     arrow_workspace workspace;
 };
 
-// A problem whose largest entry a power of two has brought to [0.5, 1), so that the tolerances of
-// the iteration and of the merges are relative to it.
-class scaled_problem
-{
-public:
-    explicit scaled_problem(const bidiagonal_problem& of)
-        : d(of.d, of.d + of.n), e(of.n), extra(of.extra)
-    {
-        if (of.n > 0)
-            std::copy_n(of.e, of.columns() - 1, e.begin());
-        double largest = 0;
-        for (std::size_t i = 0; i < of.n; ++i)
-            largest = std::max({largest, std::abs(d[i]), std::abs(e[i])});
-        std::frexp(largest, &exponent);
-        for (std::size_t i = 0; i < of.n && exponent != 0; ++i) {
-            d[i] = std::ldexp(d[i], -exponent);
-            e[i] = std::ldexp(e[i], -exponent);
-        }
-    }
-
-    bidiagonal_problem problem() const { return {d.data(), e.data(), d.size(), extra}; }
-
-    void scale_back(double* values) const
-    {
-        for (std::size_t i = 0; i < d.size() && exponent != 0; ++i)
-            values[i] = std::ldexp(values[i], exponent);
-    }
-
-    std::vector<double> d;
-    std::vector<double> e; // as many, with zeros beyond the last coupling
-
-private:
-    std::size_t extra;
-    int exponent = 0;
-};
-
 void bidiagonal_division::solve(const bidiagonal_problem& problem, double* values,
                                 const bidiagonal_vectors& vectors)
 {
+    if (problem.n < bidiagonal_leaf_order) {
+        bidiagonal_leaf whole(problem);
+        whole.iterate();
+        whole.place(values, vectors);
+        return;
+    }
     const scaled_problem scaled(problem);
-    solve_scaled(scaled.problem(), values, vectors);
+    tear(scaled.problem(), values, vectors);
     scaled.scale_back(values);
 }
 
-void bidiagonal_division::solve_scaled(const bidiagonal_problem& problem, double* values,
-                                       const bidiagonal_vectors& vectors)
+// The halves of a torn problem that are both leaves, iterated side by side.
+struct leaf_pair
 {
-    if (problem.n < bidiagonal_leaf_order)
-        solve_leaf(problem, values, vectors);
-    else
-        tear(problem, values, vectors);
-}
+    bidiagonal_leaf upper;
+    bidiagonal_leaf lower;
+
+    leaf_pair(const bidiagonal_problem& of_upper, const bidiagonal_problem& of_lower)
+        : upper(of_upper), lower(of_lower)
+    {
+        bidiagonal_leaf::iterate(upper, lower);
+    }
+};
 
 //     [ upper   alpha·...              ]
 //     [         alpha      beta        ]  the torn row k, coupled to the upper half's last column
@@ -203,11 +89,19 @@ void bidiagonal_division::tear(const bidiagonal_problem& problem, double* values
     const auto [d, e, n, extra] = problem;
     const std::size_t k = n / 2;
     const std::size_t below = n - 1 - k;
+    const bidiagonal_problem upper_problem{d, e, k, 1};
+    const bidiagonal_problem lower_problem{d + k + 1, e + k + 1, below, extra};
+    std::optional<leaf_pair> leaves;
+    if (k < bidiagonal_leaf_order)
+        leaves.emplace(upper_problem, lower_problem);
     torn_problem torn{k, d[k], e[k], std::vector<double>(n)};
     std::vector<double> merged(n);
 
     const bidiagonal_vectors upper = upper_half(vectors, k);
-    solve({d, e, k, 1}, merged.data() + 1, upper);
+    if (leaves)
+        leaves->upper.place(merged.data() + 1, upper);
+    else
+        solve(upper_problem, merged.data() + 1, upper);
     move_null_vector(vectors, k);
     for (std::size_t i = 0; i <= k; ++i)
         torn.z[i] = torn.alpha * vectors.v(upper.v.rows - 1, i);
@@ -215,7 +109,10 @@ void bidiagonal_division::tear(const bidiagonal_problem& problem, double* values
     const bidiagonal_vectors lower = lower_half(vectors, k);
     if (!vectors.complete())
         std::fill_n(vectors.v.row(1), k + 1, 0.0);
-    solve({d + k + 1, e + k + 1, below, extra}, merged.data() + k + 1, lower);
+    if (leaves)
+        leaves->lower.place(merged.data() + k + 1, lower);
+    else
+        solve(lower_problem, merged.data() + k + 1, lower);
     for (std::size_t i = 0; i < below; ++i)
         torn.z[k + 1 + i] = torn.beta * lower.v(0, i);
     const double beyond = extra == 1 ? torn.beta * lower.v(0, below) : 0.0;
@@ -225,7 +122,7 @@ void bidiagonal_division::tear(const bidiagonal_problem& problem, double* values
         vectors.u(k, 0) = 1;
 
     if (extra == 1) {
-        const auto [length, c, s] = rotation_onto_first(torn.z[0], beyond);
+        const auto [length, c, s] = rotation_by_hypot(torn.z[0], beyond);
         rotate_columns(vectors.v, {{0, n, c, s}});
         torn.z[0] = length;
     }
@@ -274,8 +171,8 @@ void bidiagonal_divide_and_conquer(std::vector<double>& d, const std::vector<dou
 {
     if (n < bidiagonal_leaf_order) { // a leaf by itself: it may work on the bases at once
         scaled_problem scaled({d.data(), e.data(), n, 0});
-        bidiagonal_qr(scaled.d, scaled.e, left, right, n, 30 * n);
-        d = scaled.d;
+        bidiagonal_qr(scaled.entries.d, scaled.entries.e, left, right, n, leaf_steps * n);
+        d = scaled.entries.d;
         scaled.scale_back(d.data());
         return;
     }

@@ -7,6 +7,7 @@
 #include "numerical/eigen/row_operations.hpp"
 
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 namespace numerical::detail {
@@ -28,5 +29,16 @@ struct bidiagonal_operations
 
 bidiagonal_operations iterate_bidiagonal(std::vector<double>& d, std::vector<double>& e,
                                          std::size_t n, std::size_t max_steps);
+
+struct bidiagonal_entries
+{
+    std::vector<double> d;
+    std::vector<double> e; // as many, the last one 0
+};
+
+// Two iterations at a time. A chase is one chain of square roots and quotients that wait for each
+// other; those of two matrices fill each other's gaps.
+std::pair<bidiagonal_operations, bidiagonal_operations>
+iterate_bidiagonal_pair(bidiagonal_entries& a, bidiagonal_entries& b, std::size_t steps_per_value);
 
 } // namespace numerical::detail

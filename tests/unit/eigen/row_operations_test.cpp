@@ -97,6 +97,28 @@ TYPED_TEST(row_operations_of, have_the_bits_of_whole_rows_in_list_order_on_every
     }
 }
 
+TEST(row_operations, on_rows_of_any_length_leave_what_is_beside_them)
+{
+    constexpr std::size_t n = 40;
+    constexpr double guard = 12345;
+    const auto operations = mixed_operations(n, 60, 5);
+    for (const std::size_t width : {1, 2, 4, 5, 17}) {
+        std::vector<double> actual(n * n, guard);
+        std::vector<double> square(n * n); // of which the first columns count
+        const auto entries = test::random_vector<double>(n * width, 8);
+        for (std::size_t i = 0; i < n; ++i)
+            for (std::size_t j = 0; j < width; ++j)
+                actual[i * n + j] = square[i * n + j] = entries[i * width + j];
+        apply_plainly(square, n, operations);
+        std::vector<double> expected(n * n, guard);
+        for (std::size_t i = 0; i < n; ++i)
+            std::copy_n(square.begin() + static_cast<std::ptrdiff_t>(i * n), width,
+                        expected.begin() + static_cast<std::ptrdiff_t>(i * n));
+        apply_row_operations(block_view<double>{actual.data(), n, width, n}, operations);
+        EXPECT_EQ(actual, expected) << "width " << width;
+    }
+}
+
 TYPED_TEST(row_operations_of, do_not_depend_on_the_number_of_threads)
 {
     constexpr std::size_t n = 300;

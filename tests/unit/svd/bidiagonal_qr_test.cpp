@@ -12,7 +12,10 @@
 namespace {
 
 using numerical::convergence_error;
+using numerical::detail::bidiagonal_entries;
+using numerical::detail::bidiagonal_operations;
 using numerical::detail::bidiagonal_qr;
+using numerical::detail::row_operations;
 using test::matrix;
 
 std::vector<double> identity(std::size_t n)
@@ -168,6 +171,66 @@ TEST(bidiagonal_qr, converges_on_matrices_graded_upwards)
         std::reverse(e.begin(), e.end() - 1);
         expect_svd_of(d, e, solved(d, e));
     }
+}
+
+// Of every kind: chases of several lengths, splits, deflations, and none of them.
+std::vector<bidiagonal_entries> assorted_entries()
+{
+    std::vector<bidiagonal_entries> list{{{}, {}}, {{-2}, {0}}, {{3, 0, 2, 1}, {1, 1, 1, 0}}};
+    list.push_back({{1, 1, 0, 1, 1, 0}, {1, 1e-15, 1, 1, 1, 0}});
+    list.push_back({{1e-300, 1e-310, 1e-300}, {1e-305, 1e-300, 0}}); // of lengths by hypot
+    for (const std::size_t n : {2, 7, 31, 32}) {
+        bidiagonal_entries entries{test::random_vector<double>(n, static_cast<unsigned>(n)),
+                                   test::random_vector<double>(n, static_cast<unsigned>(n + 1))};
+        entries.e.back() = 0;
+        list.push_back(entries);
+    }
+    return list;
+}
+
+void expect_same(const row_operations& actual, const row_operations& expected)
+{
+    ASSERT_EQ(actual.size(), expected.size());
+    for (std::size_t i = 0; i < actual.size(); ++i) {
+        EXPECT_EQ(actual[i].kind, expected[i].kind);
+        EXPECT_EQ(actual[i].first, expected[i].first);
+        EXPECT_EQ(actual[i].second, expected[i].second);
+        EXPECT_EQ(actual[i].c, expected[i].c);
+        EXPECT_EQ(actual[i].s, expected[i].s);
+    }
+}
+
+TEST(bidiagonal_qr, two_iterations_side_by_side_are_those_of_each)
+{
+    const auto by_itself = [](bidiagonal_entries& of) {
+        return numerical::detail::iterate_bidiagonal(of.d, of.e, of.d.size(), 30 * of.d.size());
+    };
+    for (const bidiagonal_entries& first : assorted_entries())
+        for (const bidiagonal_entries& second : assorted_entries()) {
+            bidiagonal_entries a = first;
+            bidiagonal_entries b = second;
+            const auto [of_a, of_b] = numerical::detail::iterate_bidiagonal_pair(a, b, 30);
+            bidiagonal_entries expected_a = first;
+            bidiagonal_entries expected_b = second;
+            const bidiagonal_operations expected_of_a = by_itself(expected_a);
+            const bidiagonal_operations expected_of_b = by_itself(expected_b);
+            EXPECT_EQ(a.d, expected_a.d);
+            EXPECT_EQ(b.d, expected_b.d);
+            expect_same(of_a.left, expected_of_a.left);
+            expect_same(of_a.right, expected_of_a.right);
+            expect_same(of_b.left, expected_of_b.left);
+            expect_same(of_b.right, expected_of_b.right);
+        }
+}
+
+TEST(bidiagonal_qr, either_of_two_iterations_may_run_out_of_steps)
+{
+    const bidiagonal_entries diagonal{{1, 2}, {0, 0}};
+    const bidiagonal_entries coupled{{1, 2}, {1, 0}};
+    for (auto [a, b] : {std::pair(diagonal, coupled), std::pair(coupled, diagonal)})
+        EXPECT_EQ(test::text_thrown_by<convergence_error>(
+                      [&] { numerical::detail::iterate_bidiagonal_pair(a, b, 0); }),
+                  "SVD: the bidiagonal QR iteration did not converge within its steps");
 }
 
 TEST(bidiagonal_qr, complex_bases_turn_like_real_ones)
