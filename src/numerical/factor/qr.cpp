@@ -57,23 +57,22 @@ void multiply(complex* x, const complex* factors, std::size_t step, std::size_t 
     multiply_full(gemm_path_current(), x, factors, step, n);
 }
 
-// R and Q with the diagonal of R turned real and non-negative: A = (Q·S)·(Sᴴ·R).
+} // namespace
+
+// What rounding leaves of an imaginary part on the diagonal is dropped.
 template <class T>
-void normalize_diagonal(thin_qr<T>& thin, std::size_t rows, std::size_t columns)
+std::vector<T> turn_diagonal_real(std::vector<T>& r, std::size_t k, std::size_t columns)
 {
-    const std::size_t k = std::min(rows, columns);
     std::vector<T> phases(k);
     for (std::size_t i = 0; i < k; ++i) {
-        T* const diagonal = thin.r.data() + i * columns + i;
+        T* const diagonal = r.data() + i * columns + i;
         phases[i] = phase_of(*diagonal);
         const T conjugated = conjugate(phases[i]);
         multiply(diagonal, &conjugated, 0, columns - i);
+        *diagonal = real_part(*diagonal);
     }
-    for (std::size_t i = 0; i < rows; ++i)
-        multiply(thin.q.data() + i * k, phases.data(), 1, k);
+    return phases;
 }
-
-} // namespace
 
 template <class T>
 void factor_qr_panel(std::vector<T>& a, std::size_t rows, std::size_t columns,
@@ -131,7 +130,9 @@ thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t column
     thin_qr<T> thin{uninitialized<T>(rows * k), std::move(reflections.r)};
     for (auto block = reflections.blocks.rbegin(); block != reflections.blocks.rend(); ++block)
         extend_basis(*block, thin.q, k);
-    normalize_diagonal(thin, rows, columns);
+    const std::vector<T> phases = turn_diagonal_real(thin.r, k, columns);
+    for (std::size_t i = 0; i < rows; ++i)
+        multiply(thin.q.data() + i * k, phases.data(), 1, k);
     if (guarded)
         scale(thin.r, 1 / overflow_guard);
     return thin;
@@ -141,6 +142,8 @@ template void factor_qr_panel(std::vector<double>&, std::size_t, std::size_t,
                               std::vector<std::vector<double>>&, std::size_t, std::size_t);
 template void factor_qr_panel(std::vector<complex>&, std::size_t, std::size_t,
                               std::vector<std::vector<complex>>&, std::size_t, std::size_t);
+template std::vector<double> turn_diagonal_real(std::vector<double>&, std::size_t, std::size_t);
+template std::vector<complex> turn_diagonal_real(std::vector<complex>&, std::size_t, std::size_t);
 template qr_reflections<double> householder_reflect(std::vector<double>, std::size_t, std::size_t);
 template qr_reflections<complex> householder_reflect(std::vector<complex>, std::size_t,
                                                      std::size_t);

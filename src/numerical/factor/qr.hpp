@@ -35,6 +35,11 @@ void factor_qr_panel(std::vector<T>& a, std::size_t rows, std::size_t columns,
 template <class T>
 qr_reflections<T> householder_reflect(std::vector<T> a, std::size_t rows, std::size_t columns);
 
+// Turns the k rows of R so that its diagonal is real and non-negative. Returns the phases that they
+// had there, which belong to the columns of Q: A = (Q·S)·(Sᴴ·R).
+template <class T>
+std::vector<T> turn_diagonal_real(std::vector<T>& r, std::size_t k, std::size_t columns);
+
 // The thin factors of A.
 template <class T>
 thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t columns);

@@ -239,11 +239,7 @@ template <class T>
 std::vector<T> triangular_factor(std::vector<T> a, std::size_t m, std::size_t n)
 {
     std::vector<T> r = detail::householder_reflect(std::move(a), m, n).r;
-    for (std::size_t i = 0; i < n; ++i) {
-        const T phase = detail::conjugate(T(detail::phase_of(r[i * n + i])));
-        for (std::size_t j = i; j < n; ++j)
-            r[i * n + j] *= phase;
-    }
+    detail::turn_diagonal_real(r, n, n);
     return r;
 }
 

@@ -50,7 +50,9 @@ void expect_upper_with_real_diagonal(const matrix<T>& r)
     for (std::size_t i = 0; i < r.rows; ++i) {
         for (std::size_t j = 0; j < i; ++j)
             ASSERT_EQ(r.data[i * r.cols + j], T(0));
-        ASSERT_GE(detail::real_part(r.data[i * r.cols + i]), 0);
+        const T diagonal = r.data[i * r.cols + i];
+        ASSERT_GE(detail::real_part(diagonal), 0);
+        ASSERT_EQ(diagonal, T(detail::real_part(diagonal)));
     }
 }
 
