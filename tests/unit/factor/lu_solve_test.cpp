@@ -118,6 +118,55 @@ TYPED_TEST(lu_solve, of_one_vector_subtracts_in_ascending_order)
     }
 }
 
+// Substitution with several right sides, an element at a time: L's products in ascending order,
+// then U's by blocks from the right, ascending in each; all fused on a vector path.
+std::vector<double> substituted_by_blocks(const lu_decomposition<double>& lu,
+                                          const std::vector<double>& b, size_t columns, bool fused)
+{
+    const size_t n = lu.order;
+    const double* const f = lu.factors.data();
+    std::vector<double> x(n * columns);
+    const auto subtract = [&](size_t i, size_t k, size_t c) {
+        double& sum = x[i * columns + c];
+        const double term = x[k * columns + c];
+        sum = fused ? std::fma(-f[i * n + k], term, sum) : sum - f[i * n + k] * term;
+    };
+    for (size_t c = 0; c < columns; ++c) {
+        for (size_t i = 0; i < n; ++i) {
+            x[i * columns + c] = b[lu.permutation[i] * columns + c];
+            for (size_t k = 0; k < i; ++k)
+                subtract(i, k, c);
+        }
+        for (size_t i = n; i-- > 0;) {
+            for (size_t from = (n - 1) / lu.block * lu.block;; from -= lu.block) {
+                for (size_t k = std::max(i + 1, from); k < std::min(n, from + lu.block); ++k)
+                    subtract(i, k, c);
+                if (from <= i + 1)
+                    break;
+            }
+            x[i * columns + c] /= f[i * n + i];
+        }
+    }
+    return x;
+}
+
+// Up to 16 columns go directly on a vector path, more of them in blocks by way of products, which
+// here are all large enough for tiles: both meet the elements of a row in the same order.
+TEST(lu_solve_of_few_columns, meets_the_blocks_of_u_from_the_right)
+{
+    for (const int path : test::available_paths())
+        for (const size_t n : {1, 7, 40, 72, 136, 320}) {
+            const test::path_limit limit(path);
+            const lu_decomposition<double> lu(test::random_matrix<double>(n, n, unsigned(n)));
+            for (const size_t columns : {1, 2, 7, 16, 17, 24}) {
+                const bool fused = path != numerical::detail::portable_path;
+                const auto b = test::random_vector<double>(n * columns, 3);
+                EXPECT_EQ(lu.solve_matrix(b, columns), substituted_by_blocks(lu, b, columns, fused))
+                    << n << 'x' << columns << " path " << path;
+            }
+        }
+}
+
 // An infinity in the right side makes complex products that only the full rules recover.
 TYPED_TEST(lu_solve, of_one_vector_keeps_the_rules_of_infinities)
 {
