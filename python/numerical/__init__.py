@@ -11,10 +11,10 @@ decompositions. The functions of the compiled module are here as well, under the
 
 from . import _indexing, _methods, _numerical, _operators, linalg
 from ._config import cpu_quota, show_config
+from ._conversion import array, asarray, complex128, float64, from_dlpack
 from ._creation import (
-    arange, array, asarray, complex128, diag, diagonal, empty, empty_like, eye, float64,
-    from_dlpack, full, full_like, identity, linspace, ones, ones_like, tri, tril, triu, zeros,
-    zeros_like,
+    arange, diag, diagonal, empty, empty_like, eye, full, full_like, identity, linspace, ones,
+    ones_like, tri, tril, triu, zeros, zeros_like,
 )  # fmt: skip
 from ._einsum import einsum
 from ._functions import (

@@ -1,36 +1,11 @@
-"""Tensors from Python data, from other libraries' arrays, and from a few numbers."""
+"""Tensors from a few numbers: fills, sequences, diagonals and triangles."""
 
 from operator import index
 
 from . import _numerical
-from ._memory import from_bytes, with_strides
-from ._numerical import Tensor, error
-
-float64 = "float64"
-complex128 = "complex128"
-
-# Names of dtypes that people use, each to the one of the two it means.
-_DTYPES = {
-    "float64": float64, "float": float64, "double": float64, "f8": float64, "<f8": float64,
-    "complex128": complex128, "complex": complex128, "c16": complex128, "<c16": complex128,
-    float: float64, complex: complex128,
-}  # fmt: skip
-
-
-def dtype_name(dtype):
-    """"float64" or "complex128" for a dtype given as a name, a Python type or a NumPy dtype."""
-    if dtype is None:
-        return None
-    try:
-        found = _DTYPES.get(dtype)
-    except TypeError:
-        found = None
-    if found is None:
-        name = getattr(dtype, "name", None) or getattr(dtype, "__name__", None)
-        found = _DTYPES.get(name) if isinstance(name, str) else None
-    if found is None:
-        raise TypeError(f"dtype must be 'float64' or 'complex128', not {dtype!r}")
-    return found
+from ._conversion import asarray, complex128, dtype_name, float64, is_complex
+from ._memory import with_strides
+from ._numerical import Tensor
 
 
 def shape_of(shape):
@@ -40,152 +15,6 @@ def shape_of(shape):
     if any(extent < 0 for extent in extents):
         raise ValueError("negative dimensions are not allowed")
     return extents
-
-
-def array(obj, dtype=None):
-    """A new Tensor from nested lists or tuples of numbers, a number, a buffer or an array.
-
-    The dtype is complex128 if any number is complex, otherwise float64, unless it is given.
-    """
-    return asarray(obj, dtype)
-
-
-def asarray(obj, dtype=None):
-    """As array, but a Tensor of the right dtype is returned as it is (tensors are immutable)."""
-    if dtype is None and type(obj) is Tensor:
-        return obj
-    wanted = dtype_name(dtype)
-    if isinstance(obj, Tensor) or _exposes_memory(obj) or isinstance(obj, int):
-        return _numerical.asarray(obj, wanted)
-    for kind in (float, complex):  # the module knows no subclasses of these
-        if isinstance(obj, kind):
-            return _numerical.asarray(kind(obj), wanted)
-    if isinstance(obj, (list, tuple)):
-        return _from_nested(obj, wanted)
-    if isinstance(obj, range):
-        return _from_nested(list(obj), wanted)
-    if hasattr(obj, "__dlpack__"):
-        return from_dlpack(obj) if wanted is None else _numerical.asarray(from_dlpack(obj), wanted)
-    if hasattr(type(obj), "__array__"):  # as tables of data have, which are no arrays themselves
-        return _numerical.asarray(obj.__array__(), wanted)
-    try:
-        view = memoryview(obj)
-    except TypeError:
-        view = None
-    if view is not None:
-        return _from_buffer(view, wanted)
-    if _is_complex(obj):
-        return _numerical.asarray(complex(obj), wanted)
-    for converter, kind in (("__float__", float), ("__index__", int)):
-        if hasattr(obj, converter):
-            return _numerical.asarray(kind(obj), wanted)
-    raise TypeError(
-        f"cannot make a Tensor from {type(obj).__name__}: give numbers, nested lists of numbers,"
-        " a buffer, or an array that exposes __array_interface__ or __dlpack__"
-    )
-
-
-def _exposes_memory(obj):
-    # The struct is asked of the type: NumPy makes a dict for each look at the interface.
-    return hasattr(type(obj), "__array_struct__") or hasattr(obj, "__array_interface__")
-
-
-def _holds_many(kind):
-    """Whether objects of the type may be rows: numbers have no length, those of NumPy neither."""
-    return hasattr(kind, "__len__")
-
-
-def _flatten(obj, axis, shape, flat):
-    """Appends the numbers of a nested sequence, checking each level's length against shape."""
-    if not isinstance(obj, (list, tuple)) and _holds_many(type(obj)) and _exposes_memory(obj):
-        obj = _numerical.asarray(obj).tolist()
-    if not isinstance(obj, (list, tuple)):
-        if axis != len(shape):
-            raise ValueError("the nested lists are ragged: some rows have numbers, some lists")
-        flat.append(obj)
-        return
-    if axis == len(shape) or len(obj) != shape[axis]:
-        raise ValueError(
-            f"the nested lists are ragged: a row at depth {axis} has {len(obj)} items"
-            + (f", the first has {shape[axis]}" if axis < len(shape) else ", another is a number")
-        )
-    if axis + 1 == len(shape) and not any(map(_holds_many, set(map(type, obj)))):
-        flat += obj  # a row of numbers
-        return
-    for item in obj:
-        _flatten(item, axis + 1, shape, flat)
-
-
-def _from_nested(obj, wanted):
-    shape, level = [], obj
-    while isinstance(level, (list, tuple)):
-        shape.append(len(level))
-        if not level:
-            break
-        level = level[0]
-    if _holds_many(type(level)) and _exposes_memory(level):
-        shape.extend(_numerical.asarray(level).shape)
-    flat = []
-    _flatten(obj, 0, shape, flat)
-    if wanted is None:
-        plain = set(map(type, flat)) <= {int, float, bool}
-        wanted = float64 if plain or not any(map(_is_complex, flat)) else complex128
-    try:
-        return Tensor(flat, shape, wanted)
-    except error:
-        bad = [item for item in flat if not _is_number(item, wanted)]
-        if not bad:
-            raise
-        kind = type(bad[0]).__name__
-        raise TypeError(f"{kind} {bad[0]!r} is not a number of dtype {wanted}") from None
-
-
-def _is_complex(number):
-    """Whether a number may have an imaginary part: what is a float as well may by its own class."""
-    if isinstance(number, (int, float)) or not hasattr(number, "__complex__"):
-        return isinstance(number, complex)
-    if not hasattr(number, "__float__"):
-        return True
-    from numbers import Complex, Real
-
-    return isinstance(number, Complex) and not isinstance(number, Real)
-
-
-def _is_number(item, wanted):
-    try:
-        complex(item) if wanted == complex128 else float(item)
-    except (TypeError, ValueError, OverflowError):
-        return False
-    return not isinstance(item, str)
-
-
-# Buffer formats (PEP 3118) to kinds of the array interface; the item size comes with the buffer.
-_KINDS = {"?": "b", **dict.fromkeys("bhilqn", "i"), **dict.fromkeys("BHILQN", "u"),
-          "c": "u", "f": "f", "d": "f", "Zf": "c", "Zd": "c"}  # fmt: skip
-
-
-def _from_buffer(view, wanted):
-    code = view.format
-    order = ">" if code[0] in ">!" else "<"
-    kind = _KINDS.get(code.lstrip("@=<>!"))
-    if kind is None:
-        raise TypeError(f"a buffer of format {code!r} holds no numbers that a Tensor can")
-    typestr = f"{'|' if view.itemsize == 1 else order}{kind}{view.itemsize}"
-    return _numerical.asarray(from_bytes(view.tobytes(), view.shape, typestr), wanted)
-
-
-def from_dlpack(obj):
-    """A Tensor copied from an object on the CPU that exports DLPack."""
-    device = getattr(obj, "__dlpack_device__", None)
-    if device is not None and device()[0] not in (1, 3):  # kDLCPU, kDLCUDAHost
-        raise BufferError(f"from_dlpack reads the CPU's memory; this is device {device()}")
-    export = getattr(obj, "__dlpack__", None)
-    if export is None:
-        raise TypeError(f"{type(obj).__name__} exports no __dlpack__")
-    from ._dlpack import described
-
-    capsule = export()
-    return _numerical.asarray(described(capsule))
 
 
 def zeros(shape, dtype=float64):
@@ -205,7 +34,7 @@ def empty(shape, dtype=float64):
 
 def full(shape, fill_value, dtype=None):
     """A Tensor of one value; complex128 if the value is complex and no dtype is given."""
-    value = complex(fill_value) if _is_complex(fill_value) else fill_value
+    value = complex(fill_value) if is_complex(fill_value) else fill_value
     wanted = dtype_name(dtype) or (complex128 if isinstance(value, complex) else float64)
     return _numerical._full(shape_of(shape), value, wanted == complex128)
 

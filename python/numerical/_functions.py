@@ -3,7 +3,7 @@
 import math
 
 from . import _numerical
-from ._creation import asarray, complex128
+from ._conversion import asarray, complex128
 from ._memory import component, from_parts, parts
 from ._numerical import Tensor
 from ._promotion import same_dtype

@@ -1,7 +1,7 @@
 """Least squares, pseudo-inverse and rank."""
 
 from . import _numerical
-from ._creation import complex128
+from ._conversion import complex128
 from ._decompositions import svdvals
 from ._functions import abs as _abs
 from ._functions import conj, divide, square

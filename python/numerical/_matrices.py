@@ -3,7 +3,7 @@
 import math
 
 from . import _numerical
-from ._creation import asarray
+from ._conversion import asarray
 from ._numerical import Tensor, error
 from ._shaping import reshape, stack, swapaxes
 

@@ -5,7 +5,7 @@ all of this.
 """
 
 from . import _numerical
-from ._creation import asarray
+from ._conversion import asarray
 from ._format import tensor_html, tensor_repr, tensor_text
 from ._functions import conj, imag, real
 from ._functions import max as _max

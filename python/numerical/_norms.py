@@ -3,7 +3,7 @@
 import math
 
 from . import _numerical
-from ._creation import asarray
+from ._conversion import asarray
 from ._decompositions import svdvals
 from ._functions import abs as _abs
 from ._functions import divide, multiply, sqrt, square

@@ -3,7 +3,7 @@
 import math
 
 from . import _numerical
-from ._creation import asarray
+from ._conversion import asarray
 from ._functions import conj
 from ._memory import row_major_strides, with_strides
 from ._promotion import same_dtype

@@ -1,7 +1,7 @@
 """One dtype for operands that meet: complex128 if one of them is."""
 
 from . import _numerical
-from ._creation import asarray, complex128
+from ._conversion import asarray, complex128
 
 
 def same_dtype(*operands):

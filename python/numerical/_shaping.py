@@ -4,7 +4,8 @@ import math
 from operator import index
 
 from . import _numerical
-from ._creation import asarray, shape_of
+from ._conversion import asarray
+from ._creation import shape_of
 from ._memory import joined, row_major_strides, with_strides
 from ._promotion import same_dtype
 

@@ -3,7 +3,8 @@
 from operator import index
 
 from . import _numerical
-from ._creation import asarray, eye
+from ._conversion import asarray
+from ._creation import eye
 from ._matrices import SlogdetResult, annotate, mapped, matrices, over_stack, told
 from ._numerical import Tensor, error
 from ._products import broadcast_shape, matmul

@@ -8,7 +8,8 @@ Methods: solve, inv, det and slogdet by LU with partial pivoting; eigh by tridia
 divide and conquer (Gu and Eisenstat 1995); svd by bidiagonal reduction and divide and conquer.
 """
 
-from ._creation import asarray, diagonal
+from ._conversion import asarray
+from ._creation import diagonal
 from ._decompositions import cholesky, eigh, eigvalsh, qr, svd, svdvals
 from ._functions import conj, multiply
 from ._functions import sum as _sum
