@@ -30,6 +30,8 @@ template <class T>
 matrix<T> adjoint(const matrix<T>& a)
 {
     std::vector<T> out = zeros<T>(a.data.size());
+    if (out.empty()) // one of the extents may be astronomic
+        return matrix<T>(a.cols, a.rows, std::move(out));
     // In square tiles, so that neither side walks a page for each element.
     for (std::size_t i0 = 0; i0 < a.rows; i0 += tile)
         for (std::size_t j0 = 0; j0 < a.cols; j0 += tile)

@@ -5,7 +5,9 @@ import functools
 import _numerical
 import numpy as np
 import pytest
-from support import error_of, lock_is_held_during, lock_is_released_during, numerical_error
+from support import (
+    error_of, lock_is_held_during, lock_is_released_during, numerical_error, output_of,
+)
 
 EPS = np.finfo(float).eps
 DTYPES = ["float64", "complex128"]
@@ -83,6 +85,29 @@ def test_empty_extents():
         assert _numerical.matrix_rank(a) == 0
     no_columns = _numerical.lstsq(tensor(normal((5, 3))), _numerical.Tensor([], (5, 0)))
     assert no_columns.shape == (3, 0)
+
+
+ASTRONOMIC = """
+import _numerical as m
+size = 2**61
+for dtype in ["float64", "complex128"]:
+    tall, wide, empty = (m.Tensor([], shape, dtype) for shape in [(size, 0), (0, size), (0, 0)])
+    for a in [tall, wide]:
+        q, r = m.qr(a)
+        print(q.shape, r.shape, m.pinv(a).shape == a.shape[::-1], m.matrix_rank(a))
+        for method in ["divide_and_conquer", "bidiagonal_qr", "jacobi"]:
+            u, s, vh = m.svd(a, method)
+            print(u.shape, s.shape, vh.shape)
+    print(m.lstsq(tall, tall).shape, m.lstsq(wide, empty).shape, m.solve(empty, wide).shape)
+"""
+
+
+def test_an_astronomic_extent_beside_a_zero_one_costs_no_time():
+    n = 2**61
+    expected = [f"({n}, 0) (0, 0) True 0", *[f"({n}, 0) (0,) (0, 0)"] * 3,
+                f"(0, 0) (0, {n}) True 0", *[f"(0, 0) (0,) (0, {n})"] * 3,
+                f"(0, 0) ({n}, 0) (0, {n})"]
+    assert output_of(ASTRONOMIC).splitlines() == expected * 2
 
 
 @pytest.mark.parametrize("dtype", DTYPES)

@@ -123,6 +123,8 @@ template <class T>
 thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t columns)
 {
     const std::size_t k = std::min(rows, columns);
+    if (k == 0) // the other extent may be astronomic
+        return {};
     const bool guarded = may_overflow(a, rows);
     if (guarded)
         scale(a, overflow_guard);

@@ -94,12 +94,21 @@ block_view<const T> view_of(const matrix<T>& a, std::size_t columns)
     return {a.data.data(), a.rows, columns, a.cols};
 }
 
+// To what no singular value contributes. An extent beside a zero one may be astronomic.
+template <class T>
+matrix<T> zero_matrix(std::size_t rows, std::size_t cols)
+{
+    return {rows, cols, zeros<T>(checked_mul(rows, cols))};
+}
+
 // The minimum-norm solution from the singular values that count, V·(S⁻¹·(UᴴB)).
 template <class T>
 matrix<T> lstsq_by_svd(const matrix<T>& a, const matrix<T>& b)
 {
     const svd_decomposition<T> svd(a, svd_method::divide_and_conquer);
     const std::size_t rank = count_above_threshold(svd.values, a.rows, a.cols);
+    if (rank == 0)
+        return zero_matrix<T>(a.cols, b.cols);
     const matrix<T> left = adjoint(svd.u);
     std::vector<T> q =
         unfused_product<T>({left.data.data(), rank, a.rows, a.rows}, view_of(b, b.cols));
@@ -175,6 +184,8 @@ matrix<T> pinv(const matrix<T>& a)
         return detail::guarded(pinv(detail::guarded(a)));
     const svd_decomposition<T> svd(a, svd_method::divide_and_conquer);
     const std::size_t rank = detail::count_above_threshold(svd.values, a.rows, a.cols);
+    if (rank == 0)
+        return detail::zero_matrix<T>(a.cols, a.rows);
     std::vector<T> right = detail::reserved<T>(a.cols * rank); // V·S⁻¹
     for (std::size_t j = 0; j < a.cols; ++j)
         for (std::size_t i = 0; i < rank; ++i)
