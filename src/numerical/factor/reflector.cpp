@@ -2,6 +2,7 @@
 
 #include "numerical/factor/complex_loops.hpp"
 #include "numerical/factor/divide_row.hpp"
+#include "numerical/factor/row_updates.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
@@ -71,7 +72,8 @@ void reflect_stretches(int path, complex* rows, std::size_t stride, std::size_t 
         complex* const group = rows + r0 * stride;
         conjugate_dots(path, sums, v.data(), group, stride, height, v.size());
         for (std::size_t r = 0; r < height; ++r)
-            subtract_scaled_on(path, group + r * stride, v.data(), sums[r] * complex(2), v.size());
+            sums[r] *= complex(2);
+        subtract_from_rows_on(path, group, stride, height, sums, v.data(), v.size());
     }
 }
 
@@ -107,37 +109,53 @@ void make_reflector(std::vector<T>& x)
 }
 
 template <class T>
-void reflect_rows(std::vector<T>& a, std::size_t ld, const std::vector<T>& v, std::size_t first_row,
-                  std::size_t first_column)
+void reflect_rows(block_view<T> rows, const std::vector<T>& v)
 {
     const int path = gemm_path_current();
     std::vector<T> minus_conjugate(v.size());
-    std::transform(v.begin(), v.end(), minus_conjugate.begin(),
-                   [](const T& element) { return negated(conjugate(element)); });
+    std::vector<T> twice(v.size());
+    for (std::size_t l = 0; l < v.size(); ++l) {
+        minus_conjugate[l] = negated(conjugate(v[l]));
+        twice[l] = T(2) * v[l];
+    }
 
-    // Tile t writes columns [first, first + width): sums = vᴴ·tile, then tile -= 2·v·sums.
+    // sums = vᴴ·tile, then tile -= 2·v·sums.
     const auto reflect_tile = [&](std::size_t t) {
-        const std::size_t first = first_column + tile_columns * t;
-        const std::size_t width = std::min(ld - first, tile_columns);
-        T* const tile = a.data() + first_row * ld + first;
+        const std::size_t left = tile_columns * t;
+        const std::size_t width = std::min(rows.cols - left, tile_columns);
+        T* const tile = rows.first + left;
         T sums[tile_columns] = {};
-        subtract_products_on(path, sums, minus_conjugate.data(), tile, ld, v.size(), width);
-        for (std::size_t l = 0; l < v.size(); ++l)
-            subtract_scaled_on(path, tile + l * ld, sums, T(2) * v[l], width);
+        subtract_products_on(path, sums, minus_conjugate.data(), tile, rows.stride, v.size(),
+                             width);
+        subtract_from_rows_on(path, tile, rows.stride, v.size(), twice.data(), sums, width);
     };
-    parallel_for((ld + tile_columns - 1 - first_column) / tile_columns, v.size() << 7,
-                 reflect_tile);
+    parallel_for((rows.cols + tile_columns - 1) / tile_columns, v.size() << 7, reflect_tile);
+}
+
+template <class T>
+void reflect_rows(std::vector<T>& a, std::size_t ld, const std::vector<T>& v, std::size_t first_row,
+                  std::size_t first_column)
+{
+    reflect_rows(
+        block_view<T>{a.data() + first_row * ld + first_column, v.size(), ld - first_column, ld},
+        v);
+}
+
+template <class T>
+void reflect_columns(block_view<T> stretches, const std::vector<T>& v)
+{
+    if (!v.empty())
+        reflect_stretches(gemm_path_current(), stretches.first, stretches.stride, stretches.rows,
+                          v);
 }
 
 template <class T>
 void reflect_columns(std::vector<T>& a, std::size_t ld, const std::vector<T>& v, std::size_t column,
                      std::size_t row_from, std::size_t row_to)
 {
-    if (v.empty())
-        return;
     if (row_from < row_to)
-        reflect_stretches(gemm_path_current(), a.data() + row_from * ld + column, ld,
-                          row_to - row_from, v);
+        reflect_columns(
+            block_view<T>{a.data() + row_from * ld + column, row_to - row_from, v.size(), ld}, v);
 }
 
 template double rescale_tiny(std::vector<double>&);
@@ -146,6 +164,10 @@ template double householder_in_place(std::vector<double>&);
 template complex householder_in_place(std::vector<complex>&);
 template void make_reflector(std::vector<double>&);
 template void make_reflector(std::vector<complex>&);
+template void reflect_rows(block_view<double>, const std::vector<double>&);
+template void reflect_rows(block_view<complex>, const std::vector<complex>&);
+template void reflect_columns(block_view<double>, const std::vector<double>&);
+template void reflect_columns(block_view<complex>, const std::vector<complex>&);
 template void reflect_rows(std::vector<double>&, std::size_t, const std::vector<double>&,
                            std::size_t, std::size_t);
 template void reflect_rows(std::vector<complex>&, std::size_t, const std::vector<complex>&,

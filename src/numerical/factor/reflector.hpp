@@ -5,6 +5,8 @@
 // no separate factor tau and no element forced to 1. An empty vector is the identity: whoever
 // reads a list of reflectors skips empties.
 
+#include "numerical/gemm/block_view.hpp"
+
 #include <cstddef>
 #include <vector>
 
@@ -26,15 +28,23 @@ T householder_in_place(std::vector<T>& x);
 template <class T>
 void make_reflector(std::vector<T>& x);
 
-// A := H·A for rows [first_row, first_row + v.size()) of the row-major `a`, in columns
-// [first_column, ld). Parallel over tiles of 64 columns.
+// A := H·A for a view of v.size() rows. Parallel over tiles of 64 columns.
+template <class T>
+void reflect_rows(block_view<T> rows, const std::vector<T>& v);
+
+// The same for rows [first_row, first_row + v.size()) of the row-major `a`, in columns
+// [first_column, ld).
 template <class T>
 void reflect_rows(std::vector<T>& a, std::size_t ld, const std::vector<T>& v, std::size_t first_row,
                   std::size_t first_column);
 
-// y := H·y for the contiguous stretch y of v.size() elements that starts at `column` in each of the
-// rows [row_from, row_to); that is A := A·Hᵀ. An empty v does nothing. The complex sum of
-// y[i]·conj(v[i]) is taken in index order, unfused; the real one is the path's dot.
+// y := H·y for the stretch y of v.size() elements at the beginning of each row; that is A := A·Hᵀ.
+// An empty v does nothing. The complex sum of y[i]·conj(v[i]) is taken in index order, unfused; the
+// real one is the path's dot.
+template <class T>
+void reflect_columns(block_view<T> stretches, const std::vector<T>& v);
+
+// The same for the stretch that starts at `column` in each of the rows [row_from, row_to).
 template <class T>
 void reflect_columns(std::vector<T>& a, std::size_t ld, const std::vector<T>& v, std::size_t column,
                      std::size_t row_from, std::size_t row_to);

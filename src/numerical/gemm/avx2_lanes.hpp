@@ -20,6 +20,26 @@ struct lanes
 
     static void store(double* x, vector v) { _mm256_storeu_pd(x, v); }
 
+    // Some of the lanes: the first `count`, count < width.
+    using selection = __m256i;
+
+    static selection first(std::size_t count)
+    {
+        const auto lane = [=](std::size_t l) { return l < count ? -1LL : 0LL; };
+        return _mm256_setr_epi64x(lane(0), lane(1), lane(2), lane(3));
+    }
+
+    // Zeros in the other lanes.
+    static vector load_those(const double* x, selection those)
+    {
+        return _mm256_maskload_pd(x, those);
+    }
+
+    static void store_those(double* x, selection those, vector v)
+    {
+        _mm256_maskstore_pd(x, those, v);
+    }
+
     static vector all(double x) { return _mm256_set1_pd(x); }
 
     static vector plus(vector a, vector b) { return _mm256_add_pd(a, b); }

@@ -20,6 +20,22 @@ struct lanes
 
     static void store(double* x, vector v) { _mm512_storeu_pd(x, v); }
 
+    // Some of the lanes: the first `count`, count < width.
+    using selection = __mmask8;
+
+    static selection first(std::size_t count) { return static_cast<__mmask8>((1U << count) - 1U); }
+
+    // Zeros in the other lanes.
+    static vector load_those(const double* x, selection those)
+    {
+        return _mm512_maskz_loadu_pd(those, x);
+    }
+
+    static void store_those(double* x, selection those, vector v)
+    {
+        _mm512_mask_storeu_pd(x, those, v);
+    }
+
     static vector all(double x) { return _mm512_set1_pd(x); }
 
     static vector plus(vector a, vector b) { return _mm512_add_pd(a, b); }

@@ -1,47 +1,15 @@
 #include "numerical/svd/bidiagonal.hpp"
 
-#include "numerical/gemm/block_view.hpp"
 #include "numerical/scalar.hpp"
-#include "numerical/storage.hpp"
+#include "numerical/svd/aligned_copy.hpp"
 #include "numerical/svd/bidiagonal_panel.hpp"
 
 #include <algorithm>
 #include <complex>
-#include <cstdint>
 #include <utility>
 
 namespace numerical::detail {
 namespace {
-
-constexpr std::size_t line_bytes = 64;
-
-// A copy of the matrix whose rows begin on cache lines, so that a stretch of a row touches no more
-// lines than it fills, and lie an odd number of lines apart, so that those of a tile of columns
-// spread over all sets of the caches.
-template <class T>
-class aligned_copy
-{
-public:
-    aligned_copy(const std::vector<T>& a, std::size_t n)
-        : stride(odd_lines(n) * line), store(uninitialized<T>(n * stride + line))
-    {
-        const auto address = reinterpret_cast<std::uintptr_t>(store.data());
-        first = store.data() + (line_bytes - address % line_bytes) % line_bytes / sizeof(T);
-        for (std::size_t i = 0; i < n; ++i)
-            std::copy_n(a.data() + i * n, n, first + i * stride);
-    }
-
-    block_view<T> view(std::size_t n) { return {first, n, n, stride}; }
-
-private:
-    static constexpr std::size_t line = line_bytes / sizeof(T);
-
-    static std::size_t odd_lines(std::size_t n) { return (n + line - 1) / line | 1; }
-
-    std::size_t stride;
-    std::vector<T> store;
-    T* first;
-};
 
 // The bidiagonal matrix as it came out.
 void take_diagonals(bidiagonal_reduction<double>& out, std::vector<double> d, std::vector<double> e)
