@@ -12,17 +12,6 @@
 namespace numerical::boundary {
 namespace {
 
-void read_number(PyObject* value, double& x)
-{
-    x = PyFloat_AsDouble(value);
-}
-
-void read_number(PyObject* value, std::complex<double>& z)
-{
-    const double real = PyComplex_RealAsDouble(value);
-    z = {real, PyComplex_ImagAsDouble(value)};
-}
-
 template <class T>
 PyObject* filled(std::vector<std::size_t> shape, PyObject* value)
 {

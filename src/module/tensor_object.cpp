@@ -14,31 +14,11 @@ namespace {
 using binding::owned_ref;
 using complex = std::complex<double>;
 
-void read_number(PyObject* item, double& x)
-{
-    x = PyFloat_AsDouble(item);
-}
-
 bool converts_to_complex(PyObject* item)
 {
-    return Py_TYPE(item) != &PyFloat_Type && Py_TYPE(item) != &PyComplex_Type &&
+    const PyTypeObject* type = Py_TYPE(item);
+    return type != &PyFloat_Type && type != &PyComplex_Type && type != &PyLong_Type &&
            PyObject_HasAttrString(item, "__complex__") != 0;
-}
-
-// PyComplex_RealAsDouble asks for __complex__ from CPython 3.13 on only; before, it takes a foreign
-// complex number for a real one.
-void read_number(PyObject* item, complex& z)
-{
-    PyObject* type = reinterpret_cast<PyObject*>(&PyComplex_Type);
-    const owned_ref converted(converts_to_complex(item)
-                                  ? PyObject_CallFunctionObjArgs(type, item, nullptr)
-                                  : owned_ref::to(item).release());
-    if (!converted)
-        return;
-    const double real = PyComplex_RealAsDouble(converted.get());
-    if (real == -1.0 && PyErr_Occurred() != nullptr)
-        return;
-    z = {real, PyComplex_ImagAsDouble(converted.get())};
 }
 
 // The numbers of a flat sequence. Python's own error is replaced, whatever it was.
@@ -170,6 +150,27 @@ PyObject* listed(const tensor<T>& a)
 }
 
 } // namespace
+
+void read_number(PyObject* item, double& x)
+{
+    x = PyFloat_AsDouble(item);
+}
+
+// PyComplex_RealAsDouble asks for __complex__ from CPython 3.13 on only; before, it takes a foreign
+// complex number for a real one.
+void read_number(PyObject* item, complex& z)
+{
+    PyObject* type = reinterpret_cast<PyObject*>(&PyComplex_Type);
+    const owned_ref converted(converts_to_complex(item)
+                                  ? PyObject_CallFunctionObjArgs(type, item, nullptr)
+                                  : owned_ref::to(item).release());
+    if (!converted)
+        return;
+    const double real = PyComplex_RealAsDouble(converted.get());
+    if (real == -1.0 && PyErr_Occurred() != nullptr)
+        return;
+    z = {real, PyComplex_ImagAsDouble(converted.get())};
+}
 
 any_tensor* as_tensor(PyObject* object) noexcept
 {

@@ -35,6 +35,11 @@ PyObject* wrap(any_tensor&& value);
 PyObject* wrap(tensor<double>&& value);
 PyObject* wrap(tensor<std::complex<double>>&& value);
 
+// The value of a number of any kind, of a complex one by its __complex__; where it is none Python's
+// error is set.
+void read_number(PyObject* item, double& x);
+void read_number(PyObject* item, std::complex<double>& z);
+
 // A new Python float or complex; null with the error set.
 PyObject* number(double x);
 PyObject* number(const std::complex<double>& z);

@@ -137,6 +137,25 @@ def test_full_of_rank_0_and_of_integers():
     assert nm._full([2], 1 - 2j, True).tolist() == [1 - 2j, 1 - 2j]
 
 
+def test_full_takes_foreign_numbers_by_their_own_conversion():
+    class Foreign:
+        def __complex__(self):
+            return 1 + 2j
+
+    class Broken:
+        def __complex__(self):
+            raise ZeroDivisionError("in the conversion")
+
+    for number in (Foreign(), np.complex64(1 + 2j), np.complex128(1 + 2j)):
+        assert nm._full((2,), number, True).tolist() == [1 + 2j, 1 + 2j]
+    for number in (3, True, 3.0, np.float32(3), np.int8(3)):
+        assert nm._full((), number, True).tolist() == complex(number)
+        assert nm._full((), number, False).tolist() == float(number)
+    assert error_of(nm._full, (2,), Broken(), True) == (ZeroDivisionError, "in the conversion")
+    assert error_of(nm._full, (2,), Foreign(), False) == (
+        TypeError, "must be real number, not Foreign")
+
+
 def test_full_refuses_shapes_and_values():
     negative = "shape extents must be non-negative"
     assert error_of(nm._full, (-1,), 0, False) == numerical_error(negative)
