@@ -14,7 +14,8 @@
 
 namespace numerical::detail {
 
-// Below so many products no loop would get a second worker, and its preparation is worth saving.
+// Below so many products a second worker gains nothing, not even where few columns leave the tiles
+// half empty, and the preparation of the loop is worth saving.
 constexpr std::size_t serial_products = std::size_t{1} << 17;
 
 // A C of so many elements is in the second cache: its tiles need not be asked for ahead.
