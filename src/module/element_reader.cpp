@@ -90,19 +90,35 @@ void read_row(address from, std::size_t stride, std::size_t count, T* out)
     }
 }
 
+std::size_t magnitude(std::size_t stride)
+{
+    return std::min(stride, 0 - stride);
+}
+
+// Complex columns are asked for in time: a line holds few of their numbers, so that there are many
+// to go through, and the processor foresees no more than a few.
 template <class T, class Item>
 void read_block(const item_block& block, T* out, std::size_t step)
 {
-    if (block.cols != tile_cols || block.col_stride == Item::size) {
+    constexpr std::size_t width = tile_cols<T>;
+    constexpr std::size_t columns_ahead = 16;
+    const bool tiled = magnitude(block.row_stride) < magnitude(block.col_stride);
+    const std::size_t whole = tiled ? block.cols - block.cols % width : 0;
+    for (std::size_t j = 0; j < whole; j += width) {
+        const address from = block.from + j * block.col_stride;
+        if constexpr (std::is_same_v<T, complex>)
+            for (std::size_t c = columns_ahead; c < columns_ahead + width; ++c)
+                __builtin_prefetch(reinterpret_cast<const void*>(from + c * block.col_stride));
         for (std::size_t i = 0; i < block.rows; ++i)
-            read_row<T, Item>(block.from + i * block.row_stride, block.col_stride, block.cols,
-                              out + i * step);
-        return;
+            for (std::size_t c = 0; c < width; ++c)
+                out[i * step + j + c] =
+                    Item::load(from + i * block.row_stride + c * block.col_stride);
     }
+    if (whole == block.cols)
+        return;
     for (std::size_t i = 0; i < block.rows; ++i)
-        for (std::size_t j = 0; j < tile_cols; ++j)
-            out[i * step + j] =
-                Item::load(block.from + i * block.row_stride + j * block.col_stride);
+        read_row<T, Item>(block.from + i * block.row_stride + whole * block.col_stride,
+                          block.col_stride, block.cols - whole, out + i * step + whole);
 }
 
 template <class T>

@@ -24,10 +24,13 @@ struct item_block
     std::size_t col_stride;
 };
 
-// The number of columns that is read fastest where they are far apart and the rows close together.
-constexpr std::size_t tile_cols = 8;
+// The columns that are read together where they are far apart and the rows close together: as many
+// as fill a line of the copy.
+template <class T>
+constexpr std::size_t tile_cols = 64 / sizeof(T);
 
-// Writes row i of the block to out[i * step] and on.
+// Writes row i of the block to out[i * step] and on; in tiles of tile_cols columns, if rows are
+// closer together than columns are.
 template <class T>
 using block_reader = void (*)(const item_block& block, T* out, std::size_t step);
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <complex>
+#include <type_traits>
 #include <utility>
 
 namespace numerical::boundary {
@@ -81,21 +82,61 @@ void for_each_position(const std::vector<axis>& axes, address source, const F& r
 }
 
 // Where the source's items lie closest along another axis than the copy's, as in a transposed
-// array, a walk along either misses the cache on the other side. In tall tiles of few columns a
+// array, a walk along either misses the cache on the other side. In tall blocks of few columns a
 // line of the source is used up while it is there, and the columns' lines fit the ways of their
-// cache set when the stride is a power of two.
-constexpr std::size_t tile_rows = 256;
+// cache set when the stride is a power of two. Complex numbers, of which a line holds few, go
+// faster in rows of tiles as low as a line of the source: few lines of the copy are written at a
+// time.
+struct block_extents
+{
+    std::size_t rows;
+    std::size_t cols;
+};
 
 template <class T>
-void read_tiles(block_reader<T> read, const axis& row, const axis& col, address source, T* out)
+block_extents blocks_of(const axis& row, const axis& col)
 {
-    for (std::size_t i = 0; i < row.extent; i += tile_rows)
-        for (std::size_t j = 0; j < col.extent; j += tile_cols) {
-            const item_block tile{source + i * row.stride + j * col.stride,
-                                  std::min(tile_rows, row.extent - i),
-                                  std::min(tile_cols, col.extent - j), row.stride, col.stride};
-            read(tile, out + i * row.step + j, row.step);
-        }
+    if constexpr (std::is_same_v<T, complex>)
+        return {magnitude(row.stride) <= sizeof(double) ? 8U : 4U, col.extent};
+    return {256, tile_cols<T>};
+}
+
+// Stretches of an axis; the first one ends where the others begin with a line of the cache, if they
+// can: complex tiles that share their lines take up to twice the time.
+class stretches
+{
+public:
+    stretches(address first, std::size_t stride, std::size_t axis_extent, std::size_t full)
+        : extent(axis_extent), size(full)
+    {
+        const std::size_t to_line = (line - first % line) % line;
+        if (stride != 0 && to_line % stride == 0)
+            lead = to_line / stride;
+    }
+
+    std::size_t end_of(std::size_t from) const
+    {
+        return std::min(extent, from == 0 && lead != 0 ? lead : from + size);
+    }
+
+private:
+    static constexpr std::size_t line = 64;
+    std::size_t extent;
+    std::size_t size;
+    std::size_t lead = 0;
+};
+
+template <class T>
+void read_blocks(block_reader<T> read, const axis& row, const axis& col, address source, T* out)
+{
+    const block_extents size = blocks_of<T>(row, col);
+    const stretches rows(source, row.stride, row.extent, size.rows);
+    const stretches cols(reinterpret_cast<address>(out), sizeof(T), col.extent, size.cols);
+    for (std::size_t i = 0; i < row.extent; i = rows.end_of(i))
+        for (std::size_t j = 0; j < col.extent; j = cols.end_of(j))
+            read({source + i * row.stride + j * col.stride, rows.end_of(i) - i, cols.end_of(j) - j,
+                  row.stride, col.stride},
+                 out + i * row.step + j, row.step);
 }
 
 template <class T>
@@ -115,7 +156,7 @@ void read_all(block_reader<T> read, std::vector<axis> axes, address source, T* o
         const axis row = *closest;
         axes.erase(closest);
         for_each_position(axes, source, [&](address from, std::size_t to) {
-            read_tiles(read, row, last, from, out + to);
+            read_blocks(read, row, last, from, out + to);
         });
         return;
     }

@@ -203,6 +203,23 @@ def test_layouts_large_enough_for_tiles_and_the_released_lock(shape, dtype):
         assert_arrives(view)
 
 
+@pytest.mark.parametrize("dtype", ["u1", "<f4", "<f8", ">f8", "<c8", "<c16", ">c16"])
+@pytest.mark.parametrize("offset", [0, 1, 8, 16, 40])
+def test_transposed_arrays_of_every_remainder_of_the_tiles(dtype, offset):
+    numbers = np.random.default_rng(1).integers(-100, 100, 21 * 41)
+    numbers = (numbers * (1 + 2j) if "c" in dtype else numbers).astype(dtype)
+    raw = np.empty(numbers.nbytes + offset, dtype="u1")
+    raw[offset:] = numbers.view("u1")
+    whole = np.ndarray((41, 21), dtype, raw, offset)
+    for rows in range(1, 22):
+        for cols in (*range(1, 10), 16, 17, 31, 32, 33, 41):
+            view = whole[:cols, :rows].T
+            expected = view.astype(complex if "c" in dtype else float)
+            assert (np.asarray(asarray(view)) == expected).all()
+            if "c" not in dtype:
+                assert (np.asarray(asarray(view, "complex128")) == expected).all()
+
+
 def test_64_bit_integers_round_to_nearest():
     values = [2**53 + 1, 2**53 + 3, 2**63 - 1, 2**63 - 513, 2**62 + 1]
     signed = np.array(values + [-v for v in values] + [-(2**63)])
