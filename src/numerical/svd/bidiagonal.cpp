@@ -39,7 +39,7 @@ void take_diagonals(bidiagonal_reduction<complex>& out, const std::vector<comple
 template <class T>
 bidiagonal_reduction<T> bidiagonalize(std::vector<T> a, std::size_t n)
 {
-    if (n < blocked_bidiagonal_order)
+    if (n < blocked_bidiagonal_order<T>)
         return bidiagonalize_unblocked(std::move(a), n);
     bidiagonal_reduction<T> out(n);
     std::vector<T> d(n);

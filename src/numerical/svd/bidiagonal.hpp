@@ -1,10 +1,10 @@
 #pragma once
 
 // Reduction of a square matrix to real upper bidiagonal form by reflections from both sides,
-// A = U·B·Vᴴ (Golub and Kahan 1965). From order 128 on it goes by panels of 32 columns (Dongarra,
-// Sorensen and Hammarling 1989): inside a panel the matrix stays as it is and the updates are kept
-// as low-rank factors, so that half of the work is in two matrix products per panel. The other
-// half, two products of the trailing matrix with a vector for each column, is bound by memory.
+// A = U·B·Vᴴ (Golub and Kahan 1965). Large ones go by panels of 32 columns (Dongarra, Sorensen and
+// Hammarling 1989): inside a panel the matrix stays as it is and the updates are kept as low-rank
+// factors, so that half of the work is in two matrix products per panel. The other half, two
+// products of the trailing matrix with a vector for each column, is bound by memory.
 //
 // Bases are held by rows: row i of `left` is the i-th left basis vector and row i of `right` the
 // i-th right one, that is A = leftᵀ·B·conj(right).
@@ -15,7 +15,10 @@
 
 namespace numerical::detail {
 
-constexpr std::size_t blocked_bidiagonal_order = 128;
+// A complex matrix below its order is reduced faster one reflector after the other: it stays in
+// the second cache, and panels cost more than they save.
+template <class T>
+constexpr std::size_t blocked_bidiagonal_order = std::is_same_v<T, double> ? 128 : 320;
 // Complex blocks are multiplied as real ones twice the size, which pays later.
 template <class T>
 constexpr std::size_t blocked_bases_order = std::is_same_v<T, double> ? 64 : 128;

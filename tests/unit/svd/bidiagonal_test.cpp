@@ -102,7 +102,7 @@ TYPED_TEST(bidiagonal, zero_rows_and_columns_inside_a_panel_need_no_reflector)
 
 TYPED_TEST(bidiagonal, upper_bidiagonal_matrix_is_its_own_form)
 {
-    for (const std::size_t n : {std::size_t{5}, blocked_bidiagonal_order + 3}) {
+    for (const std::size_t n : {std::size_t{5}, blocked_bidiagonal_order<TypeParam> + 3}) {
         const auto a = test::filled<TypeParam>(n, n, [](std::size_t i, std::size_t j) {
             return i == j ? 2.0 : (j == i + 1 ? 3.0 : 0.0);
         });
@@ -120,7 +120,7 @@ TYPED_TEST(bidiagonal, upper_bidiagonal_matrix_is_its_own_form)
 
 TYPED_TEST(bidiagonal, unblocked_form_has_no_negative_entries)
 {
-    const std::size_t n = blocked_bidiagonal_order - 1;
+    const std::size_t n = blocked_bidiagonal_order<TypeParam> - 1;
     const auto a = test::random_matrix<TypeParam>(n, n, 3);
     const auto form = bidiagonalize(a.data, n);
     EXPECT_GE(*std::min_element(form.d.begin(), form.d.end()), 0);
@@ -141,7 +141,7 @@ TYPED_TEST(bidiagonal, negative_diagonal_turns_positive_by_the_left_phase)
 
 TYPED_TEST(bidiagonal, blocked_and_unblocked_forms_agree_but_for_signs)
 {
-    const std::size_t n = blocked_bidiagonal_order + 5;
+    const std::size_t n = blocked_bidiagonal_order<TypeParam> + 5;
     const auto a = test::random_matrix<TypeParam>(n, n, 4);
     const auto blocked = bidiagonalize(a.data, n);
     const auto unblocked = bidiagonalize_unblocked(a.data, n);
@@ -153,7 +153,7 @@ TYPED_TEST(bidiagonal, blocked_and_unblocked_forms_agree_but_for_signs)
 
 TYPED_TEST(bidiagonal, bits_do_not_depend_on_the_number_of_threads)
 {
-    for (const std::size_t n : {100, 300}) {
+    for (const std::size_t n : {100, 330}) {
         const auto a = test::random_matrix<TypeParam>(n, n, 5);
         const auto on = [&](std::size_t threads) {
             const test::thread_limit limit(threads);
@@ -186,7 +186,7 @@ TEST(bidiagonal_of_order_one, has_the_modulus_and_the_phase)
 
 TEST(bidiagonal_of_blocked_order, keeps_the_signs_of_real_reflections)
 {
-    const std::size_t n = blocked_bidiagonal_order;
+    const std::size_t n = blocked_bidiagonal_order<double>;
     const auto form = bidiagonalize(test::random_vector<double>(n * n, 6), n);
     EXPECT_LT(*std::min_element(form.d.begin(), form.d.end()), 0);
     EXPECT_EQ(form.left_phases, std::vector<double>(n, 1.0));
