@@ -45,6 +45,11 @@ std::size_t elements_moved(const labelled<T>& operand, const std::string& wanted
     return operand.labels == wanted ? 0 : operand.value.data.size();
 }
 
+std::size_t elements_of_result(const batch_sizes& sizes)
+{
+    return checked_mul(sizes.batches, checked_mul(sizes.m, sizes.n));
+}
+
 // Whether to contract the operands in the other order, which makes the result's axes come out as
 // the output has them. Real products come out the same bits either way, so that the one decides
 // that moves fewer elements; complex ones are summed part by part, left operand first.
@@ -62,54 +67,21 @@ bool better_swapped(const labelled<T>& a, const labelled<T>& b, const output_gro
     return swapped <= as_they_are;
 }
 
-struct batch_sizes
-{
-    std::size_t batches;
-    std::size_t m;
-    std::size_t n;
-    std::size_t k;
-
-    std::size_t total() const { return checked_mul(batches, checked_mul(m, n)); }
-};
-
-// How many batches are begun together: on one thread so few that the zeros that products are added
-// to are still in the cache when their turn comes; for several threads all, as each piece would be
-// a job that they wait for.
-std::size_t batches_at_once(const batch_sizes& sizes)
-{
-    constexpr std::size_t cached_elements = 65536;
-    const std::size_t of_one = sizes.m * sizes.n;
-    if (sizes.batches * of_one <= cached_elements || allowed_threads() > 1)
-        return sizes.batches;
-    return cached_elements / of_one + 1;
-}
-
-// A is batches × m × k, B batches × k × n, the result batches × m × n.
 template <class T>
 std::vector<T> batched_product(const batch_sizes& sizes, const T* a, const T* b)
 {
-    const auto [batches, m, n, k] = sizes;
-    const std::size_t total = sizes.total();
+    const std::size_t total = elements_of_result(sizes);
+    const std::size_t k = sizes.k;
     if (total == 0 || k == 0) // batches without rows or columns may be beyond counting
         return zeros<T>(total);
-    std::vector<T> result = reserved<T>(total);
-    const std::size_t step = batches_at_once(sizes);
-    for (std::size_t first = 0; first < batches; first += step) {
-        const std::size_t count = std::min(step, batches - first);
-        result.resize((first + count) * m * n);
-        T* const c = result.data();
-        const auto dot_of_batch = [=, depth = k](std::size_t i) {
-            c[first + i] = plain_dot(a + (first + i) * depth, b + (first + i) * depth, depth);
-        };
-        const auto multiply_batch = [=, rows = m, cols = n, depth = k](std::size_t i) {
-            gemm<T>(rows, cols, depth, a + (first + i) * rows * depth, depth,
-                    b + (first + i) * depth * cols, cols, c + (first + i) * rows * cols, cols);
-        };
-        if (m == 1 && n == 1)
-            parallel_for(count, k, dot_of_batch);
-        else
-            parallel_for(count, m * n * k / 16, multiply_batch);
+    std::vector<T> result = uninitialized<T>(total);
+    if (sizes.m != 1 || sizes.n != 1) {
+        gemm_batch(sizes, a, b, result.data());
+        return result;
     }
+    T* const c = result.data();
+    parallel_for(sizes.batches, k,
+                 [=](std::size_t i) { c[i] = plain_dot(a + i * k, b + i * k, k); });
     return result;
 }
 
@@ -136,7 +108,7 @@ std::optional<tensor<T>> contract_pair(const std::string& a_labels, const tensor
         return outer_product<T>({a_labels, a}, {b_labels, b}, output, extents);
     const std::string canonical = batch + a_free + b_free;
     if (canonical != output && batch + b_free + a_free == output &&
-        better_swapped<T>({a_labels, a}, {b_labels, b}, groups, summed, sizes.total()))
+        better_swapped<T>({a_labels, a}, {b_labels, b}, groups, summed, elements_of_result(sizes)))
         return contract_pair<T>(b_labels, b, a_labels, a, output, summed, extents);
 
     const ordered_elements<T> left({a_labels, a}, batch + a_free + summed, extents);

@@ -33,35 +33,6 @@ bool is_matrix_form(std::string_view a, std::string_view b, std::string_view out
     return output.size() == a.size() + b.size() && output.starts_with(a) && output.ends_with(b);
 }
 
-// How many rows of the product are begun together. With a small inner size a large result is bound
-// by memory: by slabs, the zeros that products are added to are still in the cache when their turn
-// comes, which pays for packing B once for each slab.
-std::size_t rows_at_once(std::size_t m, std::size_t n, std::size_t k)
-{
-    constexpr std::size_t greatest_depth = 64;
-    constexpr std::size_t least_rows = 64;
-    constexpr std::size_t elements_per_thread = std::size_t{1} << 18;
-    if (k > greatest_depth || m * n < 2 * elements_per_thread)
-        return m;
-    return std::max(least_rows, allowed_threads() * elements_per_thread / n);
-}
-
-// C = A·B. The last slab takes the remainder along: no slab has so few rows that gemm would choose
-// another way for it, or for a block of its columns, than for the whole, whose bits it has.
-template <class T>
-std::vector<T> product_by_slabs(std::size_t m, std::size_t n, std::size_t k, const T* a, const T* b)
-{
-    std::vector<T> result = reserved<T>(m * n);
-    const std::size_t step = rows_at_once(m, n, k);
-    for (std::size_t first = 0; first < m;) {
-        const std::size_t rows = m - first < 2 * step ? m - first : step;
-        result.resize((first + rows) * n);
-        gemm<T>(rows, n, k, a + first * k, k, b, n, result.data() + first * n, n);
-        first += rows;
-    }
-    return result;
-}
-
 template <class T>
 tensor<T> matrix_product(const labelled<T>& a, const labelled<T>& b, const std::string& output,
                          const label_extents& extents)
@@ -78,8 +49,10 @@ tensor<T> matrix_product(const labelled<T>& a, const labelled<T>& b, const std::
         result.push_back(chunked_dot(left, right, k));
     else if (size == 0 || k == 0)
         result = zeros<T>(size);
-    else
-        result = product_by_slabs(m, n, k, left, right);
+    else {
+        result = uninitialized<T>(size);
+        gemm_new<T>(m, n, k, left, k, right, n, result.data(), n);
+    }
     return tensor<T>(extents_of(output, extents), std::move(result));
 }
 

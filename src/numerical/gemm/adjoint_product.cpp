@@ -13,13 +13,14 @@ namespace {
 // By a copy of Aᴴ, for products too small for tiles and for the portable path.
 template <class T>
 void multiply_copy(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda,
-                   const T* b, std::size_t ldb, T* c, std::size_t ldc, decltype(&gemm<T>) multiply)
+                   const T* b, std::size_t ldb, T* c, std::size_t ldc,
+                   void (*multiply)(const product_operands<T>&))
 {
     std::vector<T> adjoint = uninitialized<T>(m * k);
     transpose_into<T>({adjoint.data(), m, k, k}, {a, k, m, lda});
     for (T& element : adjoint)
         element = conjugate(element);
-    multiply(m, n, k, adjoint.data(), k, b, ldb, c, ldc);
+    multiply({m, n, k, adjoint.data(), k, b, ldb, c, ldc});
 }
 
 } // namespace
@@ -30,10 +31,10 @@ void gemm_adjoint(std::size_t m, std::size_t n, std::size_t k, const double* a, 
 {
     const int path = gemm_path_current();
     if (path == portable_path || !worth_tiles(m, n, k))
-        return multiply_copy(m, n, k, a, lda, b, ldb, c, ldc, gemm<double>);
+        return multiply_copy(m, n, k, a, lda, b, ldb, c, ldc, any_product<double>);
     const auto by_tiles = path == avx512_path ? gemm_adjoint_tiles<avx512_adjoint_kernel, double>
                                               : gemm_adjoint_tiles<avx2_adjoint_kernel, double>;
-    by_tiles(m, n, k, a, lda, b, ldb, c, ldc);
+    by_tiles({m, n, k, a, lda, b, ldb, c, ldc});
 }
 
 template <>
@@ -42,7 +43,7 @@ void gemm_adjoint(std::size_t m, std::size_t n, std::size_t k, const complex* a,
 {
     const int path = gemm_path_current();
     if (path == portable_path || !worth_tiles(m, n, k))
-        return multiply_copy(m, n, k, a, lda, b, ldb, c, ldc, gemm<complex>);
+        return multiply_copy(m, n, k, a, lda, b, ldb, c, ldc, any_product<complex>);
     const auto by_tiles = path == avx512_path
                               ? gemm_adjoint_tiles<avx512_complex_adjoint_kernel, double>
                               : gemm_adjoint_tiles<avx2_complex_adjoint_kernel, double>;
@@ -53,9 +54,9 @@ void gemm_adjoint(std::size_t m, std::size_t n, std::size_t k, const complex* a,
             const complex* const a_block = a + p * lda;
             const complex* const b_block = b + p * ldb + j;
             if (worth_tiles(m, 2 * cols, 2 * depth))
-                by_tiles(m, 2 * cols, depth, reinterpret_cast<const double*>(a_block), 2 * lda,
-                         reinterpret_cast<const double*>(b_block), 2 * ldb,
-                         reinterpret_cast<double*>(c + j), 2 * ldc);
+                by_tiles({m, 2 * cols, depth, reinterpret_cast<const double*>(a_block), 2 * lda,
+                          reinterpret_cast<const double*>(b_block), 2 * ldb,
+                          reinterpret_cast<double*>(c + j), 2 * ldc});
             else
                 multiply_copy(m, cols, depth, a_block, lda, b_block, ldb, c + j, ldc, gemm_split);
         }

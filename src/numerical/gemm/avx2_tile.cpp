@@ -46,6 +46,14 @@ struct tile_rows
         below.load(c + ldc, ldc);
     }
 
+    [[gnu::always_inline]] void clear()
+    {
+        first = _mm256_setzero_pd();
+        if constexpr (has_second)
+            second = _mm256_setzero_pd();
+        below.clear();
+    }
+
     [[gnu::always_inline]] void take_apart()
     {
         const vector_pair parts = vector_pair{first, second}.apart();
@@ -92,6 +100,8 @@ template <std::size_t rows, bool has_second>
 struct tile_rows<rows, rows, has_second>
 {
     [[gnu::always_inline]] void load(const double*, std::size_t) {}
+
+    [[gnu::always_inline]] void clear() {}
 
     [[gnu::always_inline]] void take_apart() {}
 
@@ -148,36 +158,60 @@ struct part_of_first
 // apart here would cost two shuffles a position and a register more than there are.
 enum class elements { real, complex_apart };
 
-template <elements kind, class Columns>
-[[gnu::always_inline]] inline vector_pair position_of(const double* b, const Columns& columns)
+[[gnu::always_inline]] inline void ask_for_panel(const double* b)
 {
     __builtin_prefetch(b + ahead);
+}
+
+template <class Rows, elements kind, class Columns>
+[[gnu::always_inline]] inline vector_pair position_of(const double* b, const Columns& columns)
+{
+    if constexpr (!Rows::asks_for_next)
+        ask_for_panel(b);
     if constexpr (kind == elements::complex_apart)
         return {_mm256_loadu_pd(b), _mm256_loadu_pd(b + width)};
     else
         return {columns.first(b), columns.second(b)};
 }
 
-// Two positions a turn: as fast as one, while four would spill. The turns are cut into a stretch
-// for each row, before which that row of the next tile is asked for: asked for at once, the rows
-// would take every miss buffer and hold up the panels.
+// Two positions a turn: as fast as one, while four would spill. Where there is something to ask
+// for, the turns are cut into a stretch for each row, before which that row of the next tile is
+// asked for: asked for at once, the rows would take every miss buffer and hold up the panels.
 template <std::size_t rows, class Rows, elements kind, class Columns>
 [[gnu::always_inline]] inline void add_products(tile_rows<0, rows, Columns::has_second>& sum,
                                                 const Columns& columns, const tile_operands& t)
 {
     Rows a(t.a, t.lda);
     const double* b = t.b;
-    const double* next = t.next_c;
     const auto add_position = [&]() __attribute__((always_inline))
     {
-        sum.add(a, position_of<kind>(b, columns));
+        sum.add(a, position_of<Rows, kind>(b, columns));
         a.advance();
         b += t.ldb;
     };
     if (t.kc % 2 != 0)
         add_position();
     std::size_t left = t.kc / 2;
-    const std::size_t stretches = t.next_c == t.c ? 1 : rows;
+    const bool near = t.next_c == t.c;
+    if constexpr (Rows::asks_for_next)
+        if (near) {
+            for (; left != 0; --left) {
+                add_position();
+                add_position();
+            }
+            return;
+        }
+    const double* next = t.next_c;
+    const double* next_a = t.next_a;
+    const double* next_b = t.next_b;
+    const auto ask_for_next = [](const double*& stretch) __attribute__((always_inline))
+    {
+        if constexpr (Rows::asks_for_next) {
+            __builtin_prefetch(stretch);
+            stretch += line;
+        }
+    };
+    const std::size_t stretches = near ? 1 : rows;
     const std::size_t stretch = left / rows;
     for (std::size_t r = stretches; r != 0; --r, next += t.ldc) {
         for (std::size_t at = 0; at < nr; at += line)
@@ -185,7 +219,9 @@ template <std::size_t rows, class Rows, elements kind, class Columns>
         __builtin_prefetch(next + nr - 1);
         const std::size_t after = r == 1 ? 0 : left - stretch;
         for (; left != after; --left) {
+            ask_for_next(next_a);
             add_position();
+            ask_for_next(next_b);
             add_position();
         }
     }
@@ -201,7 +237,7 @@ add_imaginary_products(tile_rows<0, rows, Columns::has_second>& sum, const Colum
     const double* b = t.b;
     const auto add_position = [&]() __attribute__((always_inline))
     {
-        sum.add_imaginary(a, position_of<kind>(b, columns));
+        sum.add_imaginary(a, position_of<Rows, kind>(b, columns));
         a.advance();
         b += t.ldb;
     };
@@ -218,12 +254,15 @@ template <std::size_t rows, class Rows, elements kind, class Columns>
 [[gnu::noinline]] void run_tile(const tile_operands& t, Columns columns)
 {
     tile_rows<0, rows, Columns::has_second> sum;
-    sum.load(t.c, t.ldc);
-    if constexpr (kind == elements::real) {
-        add_products<rows, Rows, kind>(sum, columns, t);
+    if (t.into == into_c::store) {
+        sum.clear();
     } else {
-        sum.take_apart();
-        add_products<rows, Rows, kind>(sum, columns, t);
+        sum.load(t.c, t.ldc);
+        if constexpr (kind != elements::real)
+            sum.take_apart();
+    }
+    add_products<rows, Rows, kind>(sum, columns, t);
+    if constexpr (kind != elements::real) {
         add_imaginary_products<rows, Rows, kind>(sum, columns, t);
         sum.take_apart();
     }
@@ -272,7 +311,7 @@ void run_any(const tile_operands& t)
     if constexpr (kind == elements::real)
         if (t.cols == width)
             return run_rows<Rows::most, Rows, kind>(t, first_columns{});
-    through_edge<mr, nr>(t.c, t.ldc, t.rows, t.cols, run);
+    through_edge<mr, nr>(t, run);
 }
 
 } // namespace

@@ -25,13 +25,25 @@ void store_first(double* c, __m256d sum, std::size_t count)
         _mm_store_sd(c + 2, _mm256_extractf128_pd(sum, 1));
 }
 
-// Sixteen columns, so that four chains of additions run side by side.
-void multiply_16(std::size_t k, const double* a, const double* b, std::size_t ldb, double* c)
+// What the sums of four columns begin with.
+__m256d start(const double* c, into_c into)
 {
-    __m256d s0 = _mm256_loadu_pd(c);
-    __m256d s1 = _mm256_loadu_pd(c + width);
-    __m256d s2 = _mm256_loadu_pd(c + 2 * width);
-    __m256d s3 = _mm256_loadu_pd(c + 3 * width);
+    return into == into_c::store ? _mm256_setzero_pd() : _mm256_loadu_pd(c);
+}
+
+__m256d start(const double* c, into_c into, __m256i lanes)
+{
+    return into == into_c::store ? _mm256_setzero_pd() : _mm256_maskload_pd(c, lanes);
+}
+
+// Sixteen columns, so that four chains of additions run side by side.
+void multiply_16(std::size_t k, const double* a, const double* b, std::size_t ldb, double* c,
+                 into_c into)
+{
+    __m256d s0 = start(c, into);
+    __m256d s1 = start(c + width, into);
+    __m256d s2 = start(c + 2 * width, into);
+    __m256d s3 = start(c + 3 * width, into);
     for (std::size_t l = 0; l < k; ++l, b += ldb) {
         const __m256d scale = _mm256_broadcast_sd(a + l);
         s0 = _mm256_add_pd(s0, _mm256_mul_pd(scale, _mm256_loadu_pd(b)));
@@ -45,19 +57,20 @@ void multiply_16(std::size_t k, const double* a, const double* b, std::size_t ld
     _mm256_storeu_pd(c + 3 * width, s3);
 }
 
-void multiply_4(std::size_t k, const double* a, const double* b, std::size_t ldb, double* c)
+void multiply_4(std::size_t k, const double* a, const double* b, std::size_t ldb, double* c,
+                into_c into)
 {
-    __m256d sum = _mm256_loadu_pd(c);
+    __m256d sum = start(c, into);
     for (std::size_t l = 0; l < k; ++l, b += ldb)
         sum = _mm256_add_pd(sum, _mm256_mul_pd(_mm256_broadcast_sd(a + l), _mm256_loadu_pd(b)));
     _mm256_storeu_pd(c, sum);
 }
 
 void multiply_tail(std::size_t k, const double* a, const double* b, std::size_t ldb, double* c,
-                   std::size_t count)
+                   into_c into, std::size_t count)
 {
     const __m256i lanes = first_lanes(count);
-    __m256d sum = _mm256_maskload_pd(c, lanes);
+    __m256d sum = start(c, into, lanes);
     for (std::size_t l = 0; l < k; ++l, b += ldb)
         sum = _mm256_add_pd(
             sum, _mm256_mul_pd(_mm256_broadcast_sd(a + l), _mm256_maskload_pd(b, lanes)));
@@ -77,10 +90,11 @@ bool has_nan(__m256d x)
 }
 
 // Four complex columns; false, and c as it was, if a NaN came out.
-bool multiply_complex_4(std::size_t k, const double* a, const double* b, std::size_t ldb, double* c)
+bool multiply_complex_4(std::size_t k, const double* a, const double* b, std::size_t ldb, double* c,
+                        into_c into)
 {
-    __m256d s0 = _mm256_loadu_pd(c);
-    __m256d s1 = _mm256_loadu_pd(c + width);
+    __m256d s0 = start(c, into);
+    __m256d s1 = start(c + width, into);
     for (std::size_t l = 0; l < k; ++l, b += 2 * ldb) {
         const __m256d re = _mm256_broadcast_sd(a + 2 * l);
         const __m256d im = _mm256_broadcast_sd(a + 2 * l + 1);
@@ -96,10 +110,10 @@ bool multiply_complex_4(std::size_t k, const double* a, const double* b, std::si
 
 // Two complex columns, or one.
 bool multiply_complex_2(std::size_t k, const double* a, const double* b, std::size_t ldb, double* c,
-                        std::size_t count)
+                        into_c into, std::size_t count)
 {
     const __m256i lanes = first_lanes(2 * count);
-    __m256d sum = _mm256_maskload_pd(c, lanes);
+    __m256d sum = start(c, into, lanes);
     for (std::size_t l = 0; l < k; ++l, b += 2 * ldb)
         sum = _mm256_add_pd(sum, product(_mm256_broadcast_sd(a + 2 * l),
                                          _mm256_broadcast_sd(a + 2 * l + 1),
@@ -115,31 +129,34 @@ bool multiply_complex_2(std::size_t k, const double* a, const double* b, std::si
 
 } // namespace
 
-void avx2_unfused_multiply_row(std::size_t n, std::size_t k, const double* a, const double* b,
-                               std::size_t ldb, double* c)
+void avx2_unfused_multiply_rows(const product_operands<double>& p)
 {
-    std::size_t j = 0;
-    for (; j + 4 * width <= n; j += 4 * width)
-        multiply_16(k, a, b + j, ldb, c + j);
-    for (; j + width <= n; j += width)
-        multiply_4(k, a, b + j, ldb, c + j);
-    if (j < n)
-        multiply_tail(k, a, b + j, ldb, c + j, n - j);
+    for (std::size_t i = 0; i < p.m; ++i) {
+        const double* const a = p.a + i * p.lda;
+        double* const c = p.c + i * p.ldc;
+        std::size_t j = 0;
+        for (; j + 4 * width <= p.n; j += 4 * width)
+            multiply_16(p.k, a, p.b + j, p.ldb, c + j, p.into);
+        for (; j + width <= p.n; j += width)
+            multiply_4(p.k, a, p.b + j, p.ldb, c + j, p.into);
+        if (j < p.n)
+            multiply_tail(p.k, a, p.b + j, p.ldb, c + j, p.into, p.n - j);
+    }
 }
 
 std::size_t avx2_unfused_multiply_row(std::size_t n, std::size_t k, const std::complex<double>* a,
                                       const std::complex<double>* b, std::size_t ldb,
-                                      std::complex<double>* c)
+                                      std::complex<double>* c, into_c into)
 {
     const auto* const row = reinterpret_cast<const double*>(a);
     const auto* const from = reinterpret_cast<const double*>(b);
     auto* const to = reinterpret_cast<double*>(c);
     std::size_t j = 0;
     for (; j + 4 <= n; j += 4)
-        if (!multiply_complex_4(k, row, from + 2 * j, ldb, to + 2 * j))
+        if (!multiply_complex_4(k, row, from + 2 * j, ldb, to + 2 * j, into))
             return j;
     for (; j < n; j += 2)
-        if (!multiply_complex_2(k, row, from + 2 * j, ldb, to + 2 * j, n - j == 1 ? 1 : 2))
+        if (!multiply_complex_2(k, row, from + 2 * j, ldb, to + 2 * j, into, n - j == 1 ? 1 : 2))
             return j;
     return n;
 }

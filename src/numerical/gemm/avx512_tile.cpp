@@ -110,6 +110,14 @@ struct tile_rows
         below.load(columns, c + ldc, ldc);
     }
 
+    [[gnu::always_inline]] void clear()
+    {
+        first = _mm512_setzero_pd();
+        if constexpr (Columns::has_second)
+            second = _mm512_setzero_pd();
+        below.clear();
+    }
+
     [[gnu::always_inline]] void take_apart()
     {
         const vector_pair parts = vector_pair{first, second}.apart();
@@ -157,6 +165,8 @@ struct tile_rows<rows, rows, Columns>
 {
     [[gnu::always_inline]] void load(const Columns&, const double*, std::size_t) {}
 
+    [[gnu::always_inline]] void clear() {}
+
     [[gnu::always_inline]] void take_apart() {}
 
     template <class Rows>
@@ -175,11 +185,17 @@ struct tile_rows<rows, rows, Columns>
 // What the tile's elements are, and how B's lie: complex ones in a panel are apart already.
 enum class elements { real, complex_apart, complex_in_place };
 
-template <elements kind, class Columns>
-[[gnu::always_inline]] inline vector_pair position_of(const double* b, const Columns& columns)
+[[gnu::always_inline]] inline void ask_for_panel(const double* b)
 {
     __builtin_prefetch(b + ahead);
     __builtin_prefetch(b + ahead + line);
+}
+
+template <class Rows, elements kind, class Columns>
+[[gnu::always_inline]] inline vector_pair position_of(const double* b, const Columns& columns)
+{
+    if constexpr (!Rows::asks_for_next)
+        ask_for_panel(b);
     if constexpr (kind == elements::complex_apart)
         return {_mm512_loadu_pd(b), _mm512_loadu_pd(b + width)};
     const __m512d first = columns.load_first(b);
@@ -191,26 +207,44 @@ template <elements kind, class Columns>
         return {first, columns.load_second(b)};
 }
 
-// Two positions a turn: as fast as one, while four would spill. The turns are cut into a stretch
-// for each row, before which that row of the next tile is asked for: asked for at once, the rows
-// would take every miss buffer and hold up the panels.
+// Two positions a turn: as fast as one, while four would spill. Where there is something to ask
+// for, the turns are cut into a stretch for each row, before which that row of the next tile is
+// asked for: asked for at once, the rows would take every miss buffer and hold up the panels.
 template <std::size_t rows, class Rows, elements kind, class Columns>
 [[gnu::always_inline]] inline void add_products(tile_rows<0, rows, Columns>& sum,
                                                 const Columns& columns, const tile_operands& t)
 {
     Rows a(t.a, t.lda);
     const double* b = t.b;
-    const double* next = t.next_c;
     const auto add_position = [&]() __attribute__((always_inline))
     {
-        sum.add(a, position_of<kind>(b, columns));
+        sum.add(a, position_of<Rows, kind>(b, columns));
         a.advance();
         b += t.ldb;
     };
     if (t.kc % 2 != 0)
         add_position();
     std::size_t left = t.kc / 2;
-    const std::size_t stretches = t.next_c == t.c ? 1 : rows;
+    const bool near = t.next_c == t.c;
+    if constexpr (Rows::asks_for_next)
+        if (near) {
+            for (; left != 0; --left) {
+                add_position();
+                add_position();
+            }
+            return;
+        }
+    const double* next = t.next_c;
+    const double* next_a = t.next_a;
+    const double* next_b = t.next_b;
+    const auto ask_for_next = [](const double*& stretch) __attribute__((always_inline))
+    {
+        if constexpr (Rows::asks_for_next) {
+            __builtin_prefetch(stretch);
+            stretch += line;
+        }
+    };
+    const std::size_t stretches = near ? 1 : rows;
     const std::size_t stretch = left / rows;
     for (std::size_t r = stretches; r != 0; --r, next += t.ldc) {
         for (std::size_t at = 0; at < nr; at += line)
@@ -218,7 +252,9 @@ template <std::size_t rows, class Rows, elements kind, class Columns>
         __builtin_prefetch(next + nr - 1);
         const std::size_t after = r == 1 ? 0 : left - stretch;
         for (; left != after; --left) {
+            ask_for_next(next_a);
             add_position();
+            ask_for_next(next_b);
             add_position();
         }
     }
@@ -234,7 +270,7 @@ template <std::size_t rows, class Rows, elements kind, class Columns>
     const double* b = t.b;
     const auto add_position = [&]() __attribute__((always_inline))
     {
-        sum.add_imaginary(a, position_of<kind>(b, columns));
+        sum.add_imaginary(a, position_of<Rows, kind>(b, columns));
         a.advance();
         b += t.ldb;
     };
@@ -251,12 +287,15 @@ template <std::size_t rows, class Rows, elements kind, class Columns>
 [[gnu::noinline]] void run_tile(const tile_operands& t, Columns columns)
 {
     tile_rows<0, rows, Columns> sum;
-    sum.load(columns, t.c, t.ldc);
-    if constexpr (kind == elements::real) {
-        add_products<rows, Rows, kind>(sum, columns, t);
+    if (t.into == into_c::store) {
+        sum.clear();
     } else {
-        sum.take_apart();
-        add_products<rows, Rows, kind>(sum, columns, t);
+        sum.load(columns, t.c, t.ldc);
+        if constexpr (kind != elements::real)
+            sum.take_apart();
+    }
+    add_products<rows, Rows, kind>(sum, columns, t);
+    if constexpr (kind != elements::real) {
         add_imaginary_products<rows, Rows, kind>(sum, columns, t);
         sum.take_apart();
     }

@@ -9,6 +9,7 @@
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
+#include <algorithm>
 #include <complex>
 #include <utility>
 
@@ -21,44 +22,68 @@ constexpr std::size_t serial_products_by_rows = 512;
 
 // c[j] += sum over l of a[l]·b[l·ldb + j] for j < n.
 template <class T>
-void multiply_row(std::size_t n, std::size_t k, const T* a, const T* b, std::size_t ldb, T* c)
+void multiply_row(std::size_t n, std::size_t k, const T* a, const T* b, std::size_t ldb, T* c,
+                  into_c into)
 {
+    if (into == into_c::store)
+        std::fill_n(c, n, T(0));
     for (std::size_t l = 0; l < k; ++l)
         for (std::size_t j = 0; j < n; ++j)
             c[j] += a[l] * b[l * ldb + j];
 }
 
-void multiply_row_wide(std::size_t n, std::size_t k, const double* a, const double* b,
-                       std::size_t ldb, double* c)
+void multiply_rows_wide(const product_operands<double>& p)
 {
-    avx2_unfused_multiply_row(n, k, a, b, ldb, c);
+    avx2_unfused_multiply_rows(p);
 }
 
-void multiply_row_wide(std::size_t n, std::size_t k, const complex* a, const complex* b,
-                       std::size_t ldb, complex* c)
+void multiply_rows_wide(const product_operands<complex>& p)
 {
-    const std::size_t done = avx2_unfused_multiply_row(n, k, a, b, ldb, c);
-    multiply_row(n - done, k, a, b + done, ldb, c + done);
+    for (std::size_t i = 0; i < p.m; ++i) {
+        const complex* const a = p.a + i * p.lda;
+        complex* const c = p.c + i * p.ldc;
+        const std::size_t done = avx2_unfused_multiply_row(p.n, p.k, a, p.b, p.ldb, c, p.into);
+        multiply_row(p.n - done, p.k, a, p.b + done, p.ldb, c + done, p.into);
+    }
+}
+
+template <class T>
+void multiply_rows_plain(const product_operands<T>& p)
+{
+    for (std::size_t i = 0; i < p.m; ++i)
+        multiply_row(p.n, p.k, p.a + i * p.lda, p.b, p.ldb, p.c + i * p.ldc, p.into);
 }
 
 } // namespace
 
 template <class T>
+void multiply_rows(const product_operands<T>& p)
+{
+    const bool wide = gemm_path_current() != portable_path && cpu_features().avx2;
+    const auto multiply_some = [wide](const product_operands<T>& some) {
+        if (wide)
+            multiply_rows_wide(some);
+        else
+            multiply_rows_plain(some);
+    };
+    if (p.m * p.n * p.k <= serial_products_by_rows)
+        return multiply_some(p);
+    const batch_steps one_row{p.lda, 0, p.ldc};
+    parallel_for(p.m, p.k * p.n / 4, [&](std::size_t i) {
+        product_operands<T> row = p.later(i, one_row);
+        row.m = 1;
+        multiply_some(row);
+    });
+}
+
+template void multiply_rows(const product_operands<double>&);
+template void multiply_rows(const product_operands<complex>&);
+
+template <class T>
 void gemm_rows(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
                std::size_t ldb, T* c, std::size_t ldc)
 {
-    const bool wide = gemm_path_current() != portable_path && cpu_features().avx2;
-    const auto multiply_one = [=](std::size_t i) {
-        if (wide)
-            multiply_row_wide(n, k, a + i * lda, b, ldb, c + i * ldc);
-        else
-            multiply_row(n, k, a + i * lda, b, ldb, c + i * ldc);
-    };
-    if (m * n * k <= serial_products_by_rows)
-        for (std::size_t i = 0; i < m; ++i)
-            multiply_one(i);
-    else
-        parallel_for(m, k * n / 4, multiply_one);
+    multiply_rows<T>({m, n, k, a, lda, b, ldb, c, ldc});
 }
 
 template void gemm_rows(std::size_t, std::size_t, std::size_t, const double*, std::size_t,
@@ -68,39 +93,98 @@ template void gemm_rows(std::size_t, std::size_t, std::size_t, const complex*, s
 
 namespace {
 
-using packed_product = void (*)(std::size_t, std::size_t, std::size_t, const double*, std::size_t,
-                                const double*, std::size_t, double*, std::size_t);
-
-packed_product real_product_on(int path)
+void by_tiles(const product_operands<double>& p)
 {
+    const int path = gemm_path_current();
     if (path == avx512_path)
-        return gemm_packed<avx512_tile_kernel, double>;
-    if (path == avx2_path)
-        return gemm_packed<avx2_tile_kernel, double>;
-    return gemm_packed<vector_tile_kernel<double>, double>;
+        gemm_packed<avx512_tile_kernel>(p);
+    else if (path == avx2_path)
+        gemm_packed<avx2_tile_kernel>(p);
+    else
+        gemm_packed<vector_tile_kernel<double>>(p);
+}
+
+void by_tiles(const product_operands<complex>& p)
+{
+    if (gemm_path_current() == portable_path)
+        gemm_packed<vector_tile_kernel<complex>>(p);
+    else
+        gemm_split(p);
 }
 
 } // namespace
 
-template <>
-void gemm(std::size_t m, std::size_t n, std::size_t k, const double* a, std::size_t lda,
-          const double* b, std::size_t ldb, double* c, std::size_t ldc)
+template <class T>
+void any_product(const product_operands<T>& p)
 {
-    if (!worth_tiles(m, n, k))
-        return gemm_rows(m, n, k, a, lda, b, ldb, c, ldc);
-    real_product_on(gemm_path_current())(m, n, k, a, lda, b, ldb, c, ldc);
+    if (worth_tiles(p.m, p.n, p.k))
+        by_tiles(p);
+    else
+        multiply_rows(p);
 }
 
-template <>
-void gemm(std::size_t m, std::size_t n, std::size_t k, const complex* a, std::size_t lda,
-          const complex* b, std::size_t ldb, complex* c, std::size_t ldc)
+template void any_product(const product_operands<double>&);
+template void any_product(const product_operands<complex>&);
+
+template <class T>
+void gemm(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
+          std::size_t ldb, T* c, std::size_t ldc)
 {
-    if (!worth_tiles(m, n, k))
-        return gemm_rows(m, n, k, a, lda, b, ldb, c, ldc);
-    if (gemm_path_current() == portable_path)
-        return gemm_packed<vector_tile_kernel<complex>, complex>(m, n, k, a, lda, b, ldb, c, ldc);
-    gemm_split(m, n, k, a, lda, b, ldb, c, ldc);
+    any_product<T>({m, n, k, a, lda, b, ldb, c, ldc});
 }
+
+template <class T>
+void gemm_new(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
+              std::size_t ldb, T* c, std::size_t ldc)
+{
+    any_product<T>({m, n, k, a, lda, b, ldb, c, ldc, into_c::store});
+}
+
+namespace {
+
+void batch_by_tiles(std::size_t batches, const product_operands<double>& first,
+                    const batch_steps& steps)
+{
+    const int path = gemm_path_current();
+    if (path == avx512_path)
+        gemm_packed_batch<avx512_tile_kernel>(batches, first, steps);
+    else if (path == avx2_path)
+        gemm_packed_batch<avx2_tile_kernel>(batches, first, steps);
+    else
+        gemm_packed_batch<vector_tile_kernel<double>>(batches, first, steps);
+}
+
+void batch_by_tiles(std::size_t batches, const product_operands<complex>& first,
+                    const batch_steps& steps)
+{
+    parallel_for(batches, first.m * first.n * first.k / 16,
+                 [&](std::size_t i) { by_tiles(first.later(i, steps)); });
+}
+
+} // namespace
+
+template <class T>
+void gemm_batch(const batch_sizes& sizes, const T* a, const T* b, T* c)
+{
+    const auto [batches, m, n, k] = sizes;
+    const product_operands<T> first{m, n, k, a, k, b, n, c, n, into_c::store};
+    const batch_steps steps{m * k, k * n, m * n};
+    if (worth_tiles(m, n, k))
+        return batch_by_tiles(batches, first, steps);
+    parallel_for(batches, m * n * k / 16,
+                 [&](std::size_t i) { multiply_rows(first.later(i, steps)); });
+}
+
+template void gemm(std::size_t, std::size_t, std::size_t, const double*, std::size_t, const double*,
+                   std::size_t, double*, std::size_t);
+template void gemm(std::size_t, std::size_t, std::size_t, const complex*, std::size_t,
+                   const complex*, std::size_t, complex*, std::size_t);
+template void gemm_new(std::size_t, std::size_t, std::size_t, const double*, std::size_t,
+                       const double*, std::size_t, double*, std::size_t);
+template void gemm_new(std::size_t, std::size_t, std::size_t, const complex*, std::size_t,
+                       const complex*, std::size_t, complex*, std::size_t);
+template void gemm_batch(const batch_sizes&, const double*, const double*, double*);
+template void gemm_batch(const batch_sizes&, const complex*, const complex*, complex*);
 
 } // namespace numerical::detail
 
@@ -111,10 +195,10 @@ matrix<T> operator*(const matrix<T>& a, const matrix<T>& b)
 {
     if (a.cols != b.rows)
         throw dimension_error("matrix–matrix product: inner dimensions differ");
-    std::vector<T> product = detail::zeros<T>(detail::checked_mul(a.rows, b.cols));
-    if (!product.empty() && a.cols != 0)
-        detail::gemm(a.rows, b.cols, a.cols, a.data.data(), a.cols, b.data.data(), b.cols,
-                     product.data(), b.cols);
+    std::vector<T> product = detail::uninitialized<T>(detail::checked_mul(a.rows, b.cols));
+    if (!product.empty())
+        detail::gemm_new(a.rows, b.cols, a.cols, a.data.data(), a.cols, b.data.data(), b.cols,
+                         product.data(), b.cols);
     return matrix<T>(a.rows, b.cols, std::move(product));
 }
 

@@ -2,6 +2,7 @@
 
 // The one entry to the matrix product. All matrices are row-major, with strides in elements.
 
+#include "numerical/gemm/product_operands.hpp"
 #include "numerical/matrix.hpp"
 
 #include <complex>
@@ -22,6 +23,23 @@ template <class T>
 void gemm_adjoint(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda,
                   const T* b, std::size_t ldb, T* c, std::size_t ldc);
 
+// C = A·B, whatever C held: the bits of gemm on zeros, without the pass of memory that writes them.
+template <class T>
+void gemm_new(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
+              std::size_t ldb, T* c, std::size_t ldc);
+
+struct batch_sizes
+{
+    std::size_t batches;
+    std::size_t m;
+    std::size_t n;
+    std::size_t k;
+};
+
+// C = A·B for each of a batch, whose matrices lie dense and one after the other.
+template <class T>
+void gemm_batch(const batch_sizes& sizes, const T* a, const T* b, T* c);
+
 // Tiles pay from 8 inner positions and about 512 products on.
 inline bool worth_tiles(std::size_t m, std::size_t n, std::size_t k)
 {
@@ -30,13 +48,19 @@ inline bool worth_tiles(std::size_t m, std::size_t n, std::size_t k)
     return k >= least_depth && m * n >= (k + least_products - 1) / k;
 }
 
-// The ways that gemm chooses among, besides the packed one, with its arguments.
+// The product by the way that suits it.
+template <class T>
+void any_product(const product_operands<T>& p);
+
+// The ways besides the packed one.
 
 // The direct way, row by row of C, for products too small or too thin for tiles: products and sums
 // rounded one by one on every path, complex products with C99 recovery of infinities.
 template <class T>
 void gemm_rows(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
                std::size_t ldb, T* c, std::size_t ldc);
+template <class T>
+void multiply_rows(const product_operands<T>& p);
 
 // The complex product as two real ones, on B and C as they lie, real and imaginary parts in turns,
 // so that real tiles do the work:
@@ -48,9 +72,7 @@ void gemm_rows(std::size_t m, std::size_t n, std::size_t k, const T* a, std::siz
 // them: no infinity is recovered.
 constexpr std::size_t split_depth = 256;
 constexpr std::size_t split_cols = 512;
-void gemm_split(std::size_t m, std::size_t n, std::size_t k, const std::complex<double>* a,
-                std::size_t lda, const std::complex<double>* b, std::size_t ldb,
-                std::complex<double>* c, std::size_t ldc);
+void gemm_split(const product_operands<std::complex<double>>& p);
 
 } // namespace numerical::detail
 

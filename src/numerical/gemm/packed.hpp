@@ -7,6 +7,7 @@
 
 #include "numerical/gemm/blocking.hpp"
 #include "numerical/gemm/packing.hpp"
+#include "numerical/gemm/product_operands.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 
 #include <algorithm>
@@ -20,6 +21,8 @@ constexpr std::size_t serial_products = std::size_t{1} << 17;
 
 // A C of so many elements is in the second cache: its tiles need not be asked for ahead.
 constexpr std::size_t near_elements = std::size_t{1} << 15;
+
+constexpr std::size_t line = 8; // doubles
 
 inline std::size_t ceil_div(std::size_t n, std::size_t d)
 {
@@ -53,10 +56,21 @@ struct product_block
     panel_source<T> b;
     T* c;
     std::size_t ldc;
+    into_c into;
+    batch_steps next;
 
     std::size_t groups() const { return ceil_div(cols, group_cols); }
 
     std::size_t tile_rows() const { return a.in_place ? tile_of::mr_in_place : mr; }
+
+    product_block later(std::size_t count, const batch_steps& steps) const
+    {
+        product_block block = *this;
+        block.a.first += count * steps.a;
+        block.b.first += count * steps.b;
+        block.c += count * steps.c;
+        return block;
+    }
 
     // Copies into panels what isn't to be read in place, and turns the sources to them.
     void pack(const packing_storage<T>& panels);
@@ -65,6 +79,7 @@ struct product_block
 private:
     std::size_t rows_per_task() const;
     void multiply_group(std::size_t first_row, std::size_t last_row, std::size_t first_col) const;
+    tile_operands_of<T> tile_at(std::size_t i, std::size_t j) const;
     void run_tile(const tile_operands_of<T>& operands) const;
 };
 
@@ -138,29 +153,46 @@ void product_block<Kernel, T>::run_tile(const tile_operands_of<T>& operands) con
     Kernel::tile(operands);
 }
 
-// The tile asked for meanwhile is the one below: far enough ahead at a small depth, and at a large
-// one still in the second cache when its turn comes.
+// The tile of C asked for meanwhile is the one below: far enough ahead at a small depth, and at a
+// large one still in the second cache when its turn comes. In a batch it is that of the next
+// product, of whose A and B each tile asks for the lines that follow those of the tile before.
+template <class Kernel, class T>
+tile_operands_of<T> product_block<Kernel, T>::tile_at(std::size_t i, std::size_t j) const
+{
+    T* const tile_c = c + i * ldc + j;
+    tile_operands_of<T> tile{depth,
+                             a.first + i * a.step,
+                             a.stride,
+                             b.first + j * b.step,
+                             b.stride,
+                             tile_c,
+                             ldc,
+                             std::min(rows - i, tile_rows()),
+                             std::min(cols - j, nr),
+                             tile_c,
+                             a.first,
+                             b.first,
+                             into};
+    if (next.c != 0) {
+        const std::size_t number = i / tile_of::mr_in_place * ceil_div(cols, nr) + j / nr;
+        const std::size_t asked_for = number * (depth / 2) * line;
+        tile.next_a += next.a + asked_for;
+        tile.next_b += next.b + asked_for;
+        tile.next_c += next.c;
+    } else if (rows * cols > near_elements) {
+        tile.next_c += tile_rows() * ldc;
+    }
+    return tile;
+}
+
 template <class Kernel, class T>
 void product_block<Kernel, T>::multiply_group(std::size_t first_row, std::size_t last_row,
                                               std::size_t first_col) const
 {
     const std::size_t last_col = std::min(first_col + group_cols, cols);
-    const bool far_c = rows * cols > near_elements;
     for (std::size_t i = first_row; i < last_row; i += tile_rows())
-        for (std::size_t j = first_col; j < last_col; j += nr) {
-            T* const tile_c = c + i * ldc + j;
-            const tile_operands_of<T> operands{depth,
-                                               a.first + i * a.step,
-                                               a.stride,
-                                               b.first + j * b.step,
-                                               b.stride,
-                                               tile_c,
-                                               ldc,
-                                               std::min(last_row - i, tile_rows()),
-                                               std::min(cols - j, nr),
-                                               far_c ? tile_c + tile_rows() * ldc : tile_c};
-            run_tile(operands);
-        }
+        for (std::size_t j = first_col; j < last_col; j += nr)
+            run_tile(tile_at(i, j));
 }
 
 // Operands that few tiles use are read where they lie: a packed copy would cost more than it saves.
@@ -183,34 +215,42 @@ bool reads_b_in_place(std::size_t m, bool a_in_place)
     return Kernel::parts == 1 && m <= tile_of::in_place_rows;
 }
 
+template <class Kernel, class T>
+bool reads_both_in_place(const product_operands<T>& p)
+{
+    return reads_a_in_place<Kernel>(p.m, p.n, p.lda) && reads_b_in_place<Kernel>(p.m, true);
+}
+
 // For a complex kernel all operands are doubles, B and C of twice the columns: n, the strides and
 // the pointers are theirs, while k counts complex positions.
 template <class Kernel, class T>
-void gemm_packed(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda,
-                 const T* b, std::size_t ldb, T* c, std::size_t ldc)
+void gemm_packed(const product_operands<T>& p)
 {
     using tile_of = blocking<Kernel>;
-    const bool a_in_place = reads_a_in_place<Kernel>(m, n, lda);
-    const bool b_in_place = reads_b_in_place<Kernel>(m, a_in_place);
+    const bool a_in_place = reads_a_in_place<Kernel>(p.m, p.n, p.lda);
+    const bool b_in_place = reads_b_in_place<Kernel>(p.m, a_in_place);
     const auto multiply_blocks = [&](const auto& pack) {
-        for (std::size_t j = 0; j < n; j += tile_of::nc)
-            for (std::size_t p = 0; p < k; p += tile_of::kc) {
-                product_block<Kernel, T> block{m,
-                                               std::min(n - j, tile_of::nc),
-                                               std::min(k - p, tile_of::kc),
-                                               {a + Kernel::parts * p, lda, lda, a_in_place},
-                                               {b + p * ldb + j, 1, ldb, b_in_place},
-                                               c + j,
-                                               ldc};
+        for (std::size_t j = 0; j < p.n; j += tile_of::nc)
+            for (std::size_t l = 0; l < p.k; l += tile_of::kc) {
+                product_block<Kernel, T> block{p.m,
+                                               std::min(p.n - j, tile_of::nc),
+                                               std::min(p.k - l, tile_of::kc),
+                                               {p.a + Kernel::parts * l, p.lda, p.lda, a_in_place},
+                                               {p.b + l * p.ldb + j, 1, p.ldb, b_in_place},
+                                               p.c + j,
+                                               p.ldc,
+                                               l == 0 ? p.into : into_c::add,
+                                               {}};
                 pack(block);
                 block.multiply();
             }
     };
     if (a_in_place && b_in_place)
         return multiply_blocks([](const auto&) {});
-    const std::size_t depth = std::min(k, tile_of::kc);
-    const std::size_t width = std::min(n, tile_of::nc);
-    const packing_storage<T> panels(ceil_div(m, tile_of::mr) * tile_of::mr * depth * Kernel::parts,
+    const std::size_t depth = std::min(p.k, tile_of::kc);
+    const std::size_t width = std::min(p.n, tile_of::nc);
+    const packing_storage<T> panels(ceil_div(p.m, tile_of::mr) * tile_of::mr * depth *
+                                        Kernel::parts,
                                     ceil_div(width, tile_of::nr) * tile_of::nr * depth);
     multiply_blocks([&](auto& block) { block.pack(panels); });
 }
@@ -218,25 +258,54 @@ void gemm_packed(std::size_t m, std::size_t n, std::size_t k, const T* a, std::s
 // C += AᴴB for a k × m A, which is read where it lies. For few rows of C: they are all that a panel
 // of B would be used for, so that it is packed only where the kernel takes it no other way.
 template <class Kernel, class T>
-void gemm_adjoint_tiles(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda,
-                        const T* b, std::size_t ldb, T* c, std::size_t ldc)
+void gemm_adjoint_tiles(const product_operands<T>& p)
 {
     using tile_of = blocking<Kernel>;
-    const std::size_t panel_cols = ceil_div(std::min(n, tile_of::nc), tile_of::nr) * tile_of::nr;
-    const packing_storage<T> panels(0, Kernel::packs_b ? panel_cols * std::min(k, tile_of::kc) : 0);
-    for (std::size_t j = 0; j < n; j += tile_of::nc)
-        for (std::size_t p = 0; p < k; p += tile_of::kc) {
-            product_block<Kernel, T> block{m,
-                                           std::min(n - j, tile_of::nc),
-                                           std::min(k - p, tile_of::kc),
-                                           {a + p * lda, Kernel::parts, lda, true},
-                                           {b + p * ldb + j, 1, ldb, !Kernel::packs_b},
-                                           c + j,
-                                           ldc};
+    const std::size_t panel_cols = ceil_div(std::min(p.n, tile_of::nc), tile_of::nr) * tile_of::nr;
+    const packing_storage<T> panels(0,
+                                    Kernel::packs_b ? panel_cols * std::min(p.k, tile_of::kc) : 0);
+    for (std::size_t j = 0; j < p.n; j += tile_of::nc)
+        for (std::size_t l = 0; l < p.k; l += tile_of::kc) {
+            product_block<Kernel, T> block{p.m,
+                                           std::min(p.n - j, tile_of::nc),
+                                           std::min(p.k - l, tile_of::kc),
+                                           {p.a + l * p.lda, Kernel::parts, p.lda, true},
+                                           {p.b + l * p.ldb + j, 1, p.ldb, !Kernel::packs_b},
+                                           p.c + j,
+                                           p.ldc,
+                                           l == 0 ? p.into : into_c::add,
+                                           {}};
             if constexpr (Kernel::packs_b)
                 block.pack(panels);
             block.multiply();
         }
+}
+
+// Whether a batch of products of so many elements, operands and result together, should ask for the
+// next one. Not if all come from the third cache, nor if they are so small that the processor
+// foresees them, nor so large that they wouldn't stay in the second cache until their turn.
+inline bool worth_asking_for_next(std::size_t batches, std::size_t elements)
+{
+    constexpr std::size_t far_elements = std::size_t{1} << 20;
+    constexpr std::size_t least_elements = 3072;
+    return batches * elements > far_elements && least_elements <= elements &&
+           elements <= near_elements;
+}
+
+// `batches` products, the first of which is p; the operands of each lie `steps` behind those of the
+// one before.
+template <class Kernel, class T>
+void gemm_packed_batch(std::size_t batches, const product_operands<T>& p, const batch_steps& steps)
+{
+    const std::size_t work = p.m * p.n * p.k / 16;
+    if (!reads_both_in_place<Kernel>(p) || p.k > blocking<Kernel>::kc)
+        return parallel_for(batches, work,
+                            [&](std::size_t i) { gemm_packed<Kernel>(p.later(i, steps)); });
+    product_block<Kernel, T> first{
+        p.m, p.n, p.k, {p.a, p.lda, p.lda, true}, {p.b, 1, p.ldb, true}, p.c, p.ldc, p.into, {}};
+    if (worth_asking_for_next(batches, p.m * p.k + p.k * p.n + p.m * p.n))
+        first.next = steps;
+    parallel_for(batches, work, [&](std::size_t i) { first.later(i, steps).multiply(); });
 }
 
 } // namespace numerical::detail

@@ -22,9 +22,10 @@ void vector_tile_kernel<T>::tile(const tile_operands_of<T>& t)
 {
     constexpr std::size_t nr = gemm_nr<T>;
     std::array<T, gemm_mr * nr> acc{};
-    for (std::size_t r = 0; r < t.rows; ++r)
-        for (std::size_t j = 0; j < t.cols; ++j)
-            acc[r * nr + j] = t.c[r * t.ldc + j];
+    if (t.into == into_c::add)
+        for (std::size_t r = 0; r < t.rows; ++r)
+            for (std::size_t j = 0; j < t.cols; ++j)
+                acc[r * nr + j] = t.c[r * t.ldc + j];
     gemm_kernel<T>(t.kc, t.a, t.b, t.ldb, acc);
     for (std::size_t r = 0; r < t.rows; ++r)
         for (std::size_t j = 0; j < t.cols; ++j)

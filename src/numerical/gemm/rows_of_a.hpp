@@ -1,7 +1,8 @@
 #pragma once
 
 // Where a tile finds its rows of A. Included by kernel files: no library headers but <cstddef>.
-// Of complex rows these are the real parts; the imaginary ones begin at `imaginary`.
+// Of complex rows these are the real parts; the imaginary ones begin at `imaginary`. A tile asks
+// for operands to come if `asks_for_next`, otherwise for the positions of B that follow.
 
 #include <cstddef>
 
@@ -13,6 +14,7 @@ template <std::size_t mr>
 struct packed_rows
 {
     static constexpr std::size_t most = mr;
+    static constexpr bool asks_for_next = false;
     const double* first;
 
     packed_rows(const double* panel, std::size_t /*lda*/) : first(panel) {}
@@ -40,6 +42,7 @@ template <std::size_t mr, std::size_t step>
 struct rows_in_place
 {
     static constexpr std::size_t most = mr;
+    static constexpr bool asks_for_next = true;
     const double* row0;
     const double* row3;
     const double* row6;
@@ -79,6 +82,7 @@ template <std::size_t mr, std::size_t step>
 struct adjoint_rows
 {
     static constexpr std::size_t most = mr;
+    static constexpr bool asks_for_next = false;
     static constexpr bool conjugated = true;
     const double* first;
     std::size_t lda;

@@ -5,10 +5,10 @@
 //
 //     C[rows × cols] += A panel · B panel,  rows <= mr, cols <= nr
 //
-// Position p of the B panel is at b + p·ldb. Each element of C is loaded, receives its products in
-// ascending order of p in one accumulator, and is stored: so its bits depend neither on the shape
-// of the tile that it falls into nor on where the operands lie. Beyond rows and cols C is left
-// alone.
+// Position p of the B panel is at b + p·ldb. Each element of C is loaded, or begins as zero,
+// receives its products in ascending order of p in one accumulator, and is stored: so its bits
+// depend neither on the shape of the tile that it falls into nor on where the operands lie. Beyond
+// rows and cols C is left alone.
 
 #include <array>
 #include <complex>
@@ -20,9 +20,14 @@ constexpr std::size_t gemm_mr = 4;
 template <class T>
 constexpr std::size_t gemm_nr = 48 / sizeof(T) * 2; // 12 doubles, 6 complex numbers
 
+// What becomes of C: products are added to it, or take the place of whatever it held.
+enum class into_c { add, store };
+
 // One tile's work. In a packed panel position p of A is at a + p·mr; in place, row r of position p
 // is at a[r·lda + p]: what a panel costs to make is not earned back by a few columns. next_c is the
-// tile that comes next, whose lines are asked for meanwhile; an address, never read.
+// tile that comes next, whose lines are asked for meanwhile; an address, never read. So are next_a
+// and next_b, the beginnings of stretches of memory: a tile that reads A in place asks for a line
+// of each every two positions.
 template <class T>
 struct tile_operands_of
 {
@@ -36,6 +41,9 @@ struct tile_operands_of
     std::size_t rows;
     std::size_t cols;
     const T* next_c;
+    const T* next_a = nullptr;
+    const T* next_b = nullptr;
+    into_c into = into_c::add;
 };
 
 using tile_operands = tile_operands_of<double>;
