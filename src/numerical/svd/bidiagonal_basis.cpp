@@ -4,7 +4,6 @@
 #include "numerical/factor/reflector_block.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
-#include "numerical/svd/thin_product.hpp"
 
 #include <algorithm>
 #include <complex>
@@ -52,14 +51,8 @@ void apply_reflectors(const std::vector<std::vector<T>>& reflectors, std::vector
 {
     for (std::size_t to = n; to > 0;) {
         const std::size_t from = (to - 1) / bidiagonal_panel_columns * bidiagonal_panel_columns;
-        reflector_block<T> block = gather_reflectors(reflectors, from, to, n);
-        const block_view<const T> v{block.vectors.data(), block.rows, block.count, block.count};
-        for (T& element : block.factor)
-            element = negated(element);
-        std::vector<T> minus_vt(v.rows * v.cols);
-        add_thin_product<T>(v, {block.factor.data(), v.cols, v.cols, v.cols},
-                            {minus_vt.data(), v.rows, v.cols, v.cols});
-        thin_update<T>(v, minus_vt).apply_to({target.data() + from * n, v.rows, n, n});
+        const reflector_block<T> block = gather_reflectors(reflectors, from, to, n);
+        apply_reflector_block<block_operator::direct>(block, target, n, 0, n);
         to = from;
     }
 }

@@ -4,7 +4,6 @@
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/svd/row_dots.hpp"
-#include "numerical/svd/thin_product.hpp"
 
 #include <algorithm>
 #include <array>
@@ -274,8 +273,8 @@ void bidiagonal_panel<T>::update_trailing()
             minus_left[i * terms + place(t)] = negated(l[i]);
         std::copy(r, r + size, ordered_right.data() + place(t) * size);
     }
-    add_thin_product<T>({minus_left.data(), size, terms, terms},
-                        {ordered_right.data(), terms, size, size}, a.sub(last, n, last, n));
+    add_product<T>({minus_left.data(), size, terms, terms},
+                   {ordered_right.data(), terms, size, size}, a.sub(last, n, last, n));
 }
 
 template class bidiagonal_panel<double>;
