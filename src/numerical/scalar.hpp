@@ -59,7 +59,7 @@ inline double larger_modulus(double largest, const complex& z)
 template <class T>
 double largest_modulus(const T* x, std::size_t n)
 {
-    constexpr std::size_t lanes = 4; // one maximum would wait for itself at every element
+    constexpr std::size_t lanes = 8; // one maximum would wait for itself at every element
     double largest[lanes] = {};
     std::size_t i = 0;
     for (; i + lanes <= n; i += lanes)
@@ -67,7 +67,7 @@ double largest_modulus(const T* x, std::size_t n)
             largest[l] = larger_modulus(largest[l], x[i + l]);
     for (; i < n; ++i)
         largest[0] = larger_modulus(largest[0], x[i]);
-    return std::max({largest[0], largest[1], largest[2], largest[3]});
+    return *std::max_element(largest, largest + lanes);
 }
 
 // Whether any part of n elements is beyond the limit. NaN is not.

@@ -6,6 +6,7 @@
 
 #include <complex>
 #include <cstddef>
+#include <cstring>
 #include <type_traits>
 #include <vector>
 
@@ -55,12 +56,24 @@ std::vector<T> uninitialized(std::size_t count)
     return static_cast<std::vector<T>&&>(unset_vector<T>(count));
 }
 
+// std::complex makes its own zeros, so that the library fills and copies vectors of it number by
+// number; as bytes they go several times faster.
+
+// The `count` elements at `to` become zero.
+template <class T>
+void set_zero(T* to, std::size_t count)
+{
+    static_assert(std::is_trivially_copyable_v<T>);
+    if (count != 0)
+        std::memset(static_cast<void*>(to), 0, count * sizeof(T));
+}
+
 // `count` elements, all zero.
 template <class T>
 std::vector<T> zeros(std::size_t count)
 {
-    std::vector<T> store = reserved<T>(count);
-    store.resize(count);
+    std::vector<T> store = uninitialized<T>(count);
+    set_zero(store.data(), count);
     return store;
 }
 
@@ -68,8 +81,9 @@ std::vector<T> zeros(std::size_t count)
 template <class T>
 std::vector<T> copy_of(const T* from, std::size_t count)
 {
-    std::vector<T> store = reserved<T>(count);
-    store.insert(store.end(), from, from + count);
+    std::vector<T> store = uninitialized<T>(count);
+    if (count != 0)
+        std::memcpy(static_cast<void*>(store.data()), from, count * sizeof(T));
     return store;
 }
 

@@ -27,30 +27,33 @@ struct coefficients
     __m256d imag(std::size_t t) const { return _mm256_broadcast_sd(parts + 2 * t + 1); }
 };
 
-// Eight columns; false, with nothing stored, if a NaN comes out.
-inline bool subtract_from_eight(double* out, coefficients c, const double* rows,
-                                std::size_t row_stride, std::size_t terms)
+// Two columns for each of `vectors`; false, with nothing stored, if a NaN comes out.
+template <std::size_t vectors>
+inline bool subtract_from(double* out, coefficients c, const double* rows, std::size_t row_stride,
+                          std::size_t terms)
 {
-    __m256d a0 = _mm256_loadu_pd(out);
-    __m256d a1 = _mm256_loadu_pd(out + 4);
-    __m256d a2 = _mm256_loadu_pd(out + 8);
-    __m256d a3 = _mm256_loadu_pd(out + 12);
+    __m256d a[vectors];
+#pragma GCC unroll 4
+    for (std::size_t k = 0; k < vectors; ++k)
+        a[k] = _mm256_loadu_pd(out + 4 * k);
     for (std::size_t t = 0; t < terms; ++t) {
         const double* const row = rows + 2 * t * row_stride;
         const __m256d real = c.real(t);
         const __m256d imag = c.imag(t);
-        a0 = _mm256_sub_pd(a0, product(real, imag, _mm256_loadu_pd(row)));
-        a1 = _mm256_sub_pd(a1, product(real, imag, _mm256_loadu_pd(row + 4)));
-        a2 = _mm256_sub_pd(a2, product(real, imag, _mm256_loadu_pd(row + 8)));
-        a3 = _mm256_sub_pd(a3, product(real, imag, _mm256_loadu_pd(row + 12)));
+#pragma GCC unroll 4
+        for (std::size_t k = 0; k < vectors; ++k)
+            a[k] = _mm256_sub_pd(a[k], product(real, imag, _mm256_loadu_pd(row + 4 * k)));
     }
     // A sum of two numbers may be NaN without either being it, which only costs a second try.
-    if (holds_nan(_mm256_add_pd(_mm256_add_pd(a0, a1), _mm256_add_pd(a2, a3))))
+    __m256d all = a[0];
+#pragma GCC unroll 4
+    for (std::size_t k = 1; k < vectors; ++k)
+        all = _mm256_add_pd(all, a[k]);
+    if (holds_nan(all))
         return false;
-    _mm256_storeu_pd(out, a0);
-    _mm256_storeu_pd(out + 4, a1);
-    _mm256_storeu_pd(out + 8, a2);
-    _mm256_storeu_pd(out + 12, a3);
+#pragma GCC unroll 4
+    for (std::size_t k = 0; k < vectors; ++k)
+        _mm256_storeu_pd(out + 4 * k, a[k]);
     return true;
 }
 
@@ -84,11 +87,20 @@ std::size_t avx2_unfused_subtract_products(double* out, const double* coeffs, co
 {
     std::size_t j = 0;
     for (; j + 8 <= n; j += 8)
-        if (!subtract_from_eight(out + 2 * j, {coeffs}, rows + 2 * j, row_stride, terms))
+        if (!subtract_from<4>(out + 2 * j, {coeffs}, rows + 2 * j, row_stride, terms))
             return j;
-    for (; j < n; ++j)
-        if (!subtract_from_one(out + 2 * j, {coeffs}, rows + 2 * j, row_stride, terms))
+    if (j + 4 <= n) {
+        if (!subtract_from<2>(out + 2 * j, {coeffs}, rows + 2 * j, row_stride, terms))
             return j;
+        j += 4;
+    }
+    if (j + 2 <= n) {
+        if (!subtract_from<1>(out + 2 * j, {coeffs}, rows + 2 * j, row_stride, terms))
+            return j;
+        j += 2;
+    }
+    if (j < n && !subtract_from_one(out + 2 * j, {coeffs}, rows + 2 * j, row_stride, terms))
+        return j;
     return n;
 }
 

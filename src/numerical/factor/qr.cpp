@@ -1,7 +1,6 @@
 #include "numerical/factor/qr.hpp"
 
 #include "numerical/factor/complex_loops.hpp"
-#include "numerical/factor/reflector.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
@@ -41,7 +40,7 @@ std::vector<T> upper_trapezoid(std::vector<T> a, std::size_t k, std::size_t colu
 {
     std::vector<T> r = a.size() == k * columns ? std::move(a) : copy_of(a.data(), k * columns);
     for (std::size_t i = 0; i < k; ++i)
-        std::fill_n(r.data() + i * columns, i, T(0));
+        set_zero(r.data() + i * columns, i);
     return r;
 }
 
@@ -72,31 +71,6 @@ std::vector<T> turn_diagonal_real(std::vector<T>& r, std::size_t k, std::size_t 
         *diagonal = real_part(*diagonal);
     }
     return phases;
-}
-
-template <class T>
-void factor_qr_panel(std::vector<T>& a, std::size_t rows, std::size_t columns,
-                     std::vector<std::vector<T>>& reflectors, std::size_t from, std::size_t to)
-{
-    const std::size_t height = rows - from;
-    const std::size_t width = to - from;
-    T* const corner = a.data() + from * columns + from;
-    const block_view<T> block{corner, height, width, columns};
-    // Transposed: a matrix column is contiguous.
-    std::vector<T> panel = uninitialized<T>(width * height);
-    const block_view<T> transposed{panel.data(), width, height, height};
-    transpose_into(transposed, block);
-
-    for (std::size_t j = 0; j < width; ++j) {
-        const T* const column = panel.data() + j * height;
-        std::vector<T> v(column + j, column + height);
-        make_reflector(v);
-        // Its own column included: the diagonal entry comes of the same arithmetic as the rest.
-        reflect_columns(panel, height, v, j, j, width);
-        reflectors[from + j] = std::move(v);
-    }
-
-    transpose_into(block, transposed);
 }
 
 template <class T>
@@ -140,10 +114,6 @@ thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t column
     return thin;
 }
 
-template void factor_qr_panel(std::vector<double>&, std::size_t, std::size_t,
-                              std::vector<std::vector<double>>&, std::size_t, std::size_t);
-template void factor_qr_panel(std::vector<complex>&, std::size_t, std::size_t,
-                              std::vector<std::vector<complex>>&, std::size_t, std::size_t);
 template std::vector<double> turn_diagonal_real(std::vector<double>&, std::size_t, std::size_t);
 template std::vector<complex> turn_diagonal_real(std::vector<complex>&, std::size_t, std::size_t);
 template qr_reflections<double> householder_reflect(std::vector<double>, std::size_t, std::size_t);

@@ -112,6 +112,20 @@ void add_reflector_dots(block_view<const T> v, block_view<const std::type_identi
     }
 }
 
+// G += VᴴV above the diagonal; what falls below it is of no use.
+template <class T>
+void fill_gram(block_view<const T> v, block_view<std::type_identity_t<T>> gram)
+{
+    const std::size_t last = (v.cols - 1) / dot_band * dot_band;
+    if (!keeps_order(v.cols - last, v.cols - last, v.rows - last))
+        return add_adjoint_product<T>(v, v, gram);
+    for (std::size_t j = 0; j < v.cols; j += dot_band) {
+        const std::size_t end = std::min(j + dot_band, v.cols);
+        add_dots_from<T>(j, v.sub(0, v.rows, j, end), v.sub(0, v.rows, j, v.cols),
+                         gram.sub(j, end, j, v.cols));
+    }
+}
+
 // C += V·X.
 template <class T>
 void add_reflector_sums(block_view<const T> v, block_view<const std::type_identity_t<T>> x,
@@ -127,6 +141,54 @@ void add_reflector_sums(block_view<const T> v, block_view<const std::type_identi
     add_product<T>(v.sub(i, v.rows, 0, v.cols), x, c.sub(i, c.rows, 0, c.cols));
 }
 
+// Rows [top, bottom) of reflectors [j, end).
+template <class T>
+void scatter_plainly(block_view<T> v, const std::vector<T>* reflectors, std::size_t j,
+                     std::size_t end, std::size_t top, std::size_t bottom)
+{
+    for (; j < end; ++j)
+        for (std::size_t i = top; i < bottom; ++i)
+            v(i, j) = i < j || reflectors[j].empty() ? T(0) : reflectors[j][i - j];
+}
+
+// The same for four of them, none empty, that have begun.
+template <class T>
+void scatter_four(block_view<T> v, const std::vector<T>* reflectors, std::size_t j, std::size_t top,
+                  std::size_t bottom)
+{
+    const T* const x0 = reflectors[j].data();
+    const T* const x1 = reflectors[j + 1].data();
+    const T* const x2 = reflectors[j + 2].data();
+    const T* const x3 = reflectors[j + 3].data();
+    for (std::size_t i = top; i < bottom; ++i) {
+        T* const four = &v(i, j);
+        element_bits<T>(x0[i - j]).store(four);
+        element_bits<T>(x1[i - j - 1]).store(four + 1);
+        element_bits<T>(x2[i - j - 2]).store(four + 2);
+        element_bits<T>(x3[i - j - 3]).store(four + 3);
+    }
+}
+
+// V from its columns, in tiles of rows.
+template <class T>
+void scatter(block_view<T> v, const std::vector<T>* reflectors)
+{
+    constexpr std::size_t tile = 64;
+    for (std::size_t top = 0; top < v.rows; top += tile) {
+        const std::size_t bottom = std::min(top + tile, v.rows);
+        for (std::size_t j = 0; j < v.cols; j += 4) {
+            const std::size_t end = std::min(j + 4, v.cols);
+            const bool four =
+                end == j + 4 && std::none_of(reflectors + j, reflectors + end,
+                                             [](const auto& each) { return each.empty(); });
+            const std::size_t begun = four ? std::clamp(j + 3, top, bottom) : bottom;
+            scatter_plainly(v, reflectors, j, end, top, begun);
+            if (begun < bottom)
+                scatter_four(v, reflectors, j, begun, bottom);
+        }
+    }
+}
+
 // T column by column, from G = VᴴV (Schreiber and Van Loan 1989, with beta = 2):
 // T[0..i)[i] = -2·T[0..i)[0..i)·G[0..i)[i]. The columns that are there lie in the rows of
 // `columns`, so that the sums of a new one run side by side. Those of empty reflectors stay zero.
@@ -135,7 +197,7 @@ void fill_factor(block_view<T> factor, const std::vector<T>& gram,
                  const std::vector<T>* first_reflector)
 {
     const std::size_t count = factor.rows;
-    std::vector<T> columns(count * count);
+    std::vector<T> columns = zeros<T>(count * count);
     std::vector<T> gram_column(count);
     for (std::size_t i = 0; i < count; ++i) {
         if (first_reflector[i].empty())
@@ -143,7 +205,11 @@ void fill_factor(block_view<T> factor, const std::vector<T>& gram,
         for (std::size_t k = 0; k < i; ++k)
             gram_column[k] = gram[k * count + i];
         T* const column = columns.data() + i * count;
-        gemm_rows<T>(1, i, i, gram_column.data(), i, columns.data(), count, column, count);
+        for (std::size_t k = 0; k < i; k += row_band) { // column k ends with its diagonal
+            const std::size_t end = std::min(k + row_band, i);
+            gemm_rows<T>(1, end, end - k, gram_column.data() + k, i, columns.data() + k * count,
+                         count, column, count);
+        }
         for (std::size_t j = 0; j < i; ++j)
             factor(j, i) = column[j] *= T(-2);
         factor(i, i) = column[i] = 2;
@@ -183,14 +249,14 @@ std::vector<T> minus_product(const std::vector<T>& f, const std::vector<T>& w, s
 {
     const int path = gemm_path_current();
     const std::size_t count = w.size() / width;
-    std::vector<T> product(w.size());
+    std::vector<T> product = zeros<T>(w.size());
     for (std::size_t i = 0; i < count; ++i) {
         const T* const row = f.data() + i * count;
         for (std::size_t k = 0; k < count;) {
             const std::size_t from = std::size_t(
                 std::find_if(row + k, row + count, [](const T& t) { return t != T(0); }) - row);
             k = std::size_t(std::find(row + from, row + count, T(0)) - row);
-            const std::size_t left = std::min(i, units);
+            const std::size_t left = std::min(i, units) / row_band * row_band;
             subtract_rows(path, product.data() + i * width + left, row + from,
                           w.data() + from * width + left, width, k - from, width - left);
         }
@@ -207,19 +273,12 @@ reflector_block<T> gather_reflectors(const std::vector<std::vector<T>>& reflecto
     const std::size_t count = to - from;
     const std::size_t height = rows - from;
     reflector_block<T> block{from, height, count, uninitialized<T>(height * count),
-                             std::vector<T>(count * count)};
-    std::vector<T> transposed = uninitialized<T>(count * height);
-    for (std::size_t j = 0; j < count; ++j) {
-        const std::vector<T>& v = reflectors[from + j];
-        T* const row = transposed.data() + j * height;
-        std::fill_n(row, v.empty() ? height : j, T(0));
-        std::copy(v.begin(), v.end(), row + j);
-    }
+                             zeros<T>(count * count)};
     const block_view<T> vectors{block.vectors.data(), height, count, count};
-    transpose_into<T>(vectors, {transposed.data(), count, height, height});
+    scatter(vectors, &reflectors[from]);
 
-    std::vector<T> gram(count * count); // VᴴV
-    add_reflector_dots<T>(vectors, vectors, {gram.data(), count, count, count});
+    std::vector<T> gram = zeros<T>(count * count); // VᴴV
+    fill_gram<T>(vectors, {gram.data(), count, count, count});
     fill_factor<T>({block.factor.data(), count, count, count}, gram, &reflectors[from]);
     return block;
 }
@@ -230,7 +289,7 @@ namespace {
 template <class T>
 void multiply_slab(block_view<const T> v, const std::vector<T>& f, block_view<T> c)
 {
-    std::vector<T> w(v.cols * c.cols);
+    std::vector<T> w = zeros<T>(v.cols * c.cols);
     add_reflector_dots<T>(v, c, {w.data(), v.cols, c.cols, c.cols});
     const std::vector<T> minus_fw = minus_product(f, w, c.cols);
     add_reflector_sums<T>(v, {minus_fw.data(), v.cols, c.cols, c.cols}, c);
@@ -242,7 +301,7 @@ template <class T>
 void multiply_bordered_slab(block_view<const T> v, const std::vector<T>& f, block_view<T> c,
                             std::size_t units)
 {
-    std::vector<T> store(v.cols * c.cols);
+    std::vector<T> store = zeros<T>(v.cols * c.cols);
     const block_view<T> w{store.data(), v.cols, c.cols, c.cols};
     for (std::size_t i = 0; i < units; ++i)
         for (std::size_t j = i; j < units; ++j)
@@ -265,7 +324,7 @@ template <class T>
 void border(block_view<T> c, std::size_t rows, std::size_t units)
 {
     for (std::size_t i = 0; i < c.rows; ++i)
-        std::fill_n(c.row(i), i < rows ? c.cols : units, T(0));
+        set_zero(c.row(i), i < rows ? c.cols : units);
     for (std::size_t i = 0; i < units; ++i)
         c(i, i) = 1;
 }
@@ -320,7 +379,7 @@ void apply_transposed_reflector_block(const reflector_block<T>& block, std::vect
         return;
     const std::size_t count = block.count;
     const block_view<const T> vectors{block.vectors.data(), block.rows, count, count};
-    std::vector<T> conjugated = block.vectors;
+    std::vector<T> conjugated = copy_of(block.vectors.data(), block.vectors.size());
     conjugate_all(conjugated);
     std::vector<T> transposed = uninitialized<T>(block.vectors.size());
     transpose_into<T>({transposed.data(), count, block.rows, block.rows}, vectors);
@@ -335,8 +394,8 @@ void apply_transposed_reflector_block(const reflector_block<T>& block, std::vect
     const auto apply_to_slab = [&](std::size_t s) {
         const std::size_t height = slabs.begin(s + 1) - slabs.begin(s);
         const block_view<T> c{first + slabs.begin(s) * ld, height, block.rows, ld};
-        std::vector<T> w(height * count);
-        std::vector<T> minus_wt(height * count);
+        std::vector<T> w = zeros<T>(height * count);
+        std::vector<T> minus_wt = zeros<T>(height * count);
         add_product<T>(c, {conjugated.data(), block.rows, count, count},
                        {w.data(), height, count, count});
         add_product<T>({w.data(), height, count, count}, {minus_factor.data(), count, count, count},

@@ -49,6 +49,12 @@ struct lanes
     // sum - a·b, fused.
     static vector less(vector sum, vector a, vector b) { return _mm256_fnmadd_pd(a, b, sum); }
 
+    // The complex number re + i·im throughout.
+    static vector all(double re, double im) { return _mm256_setr_pd(re, im, re, im); }
+
+    // The parts of the complex numbers of a vector exchanged.
+    static vector swapped(vector z) { return _mm256_permute_pd(z, 0x5); }
+
     // i·z for the complex numbers z of a vector.
     static vector turned(vector z)
     {

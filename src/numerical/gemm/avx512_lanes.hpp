@@ -45,6 +45,15 @@ struct lanes
     // sum - a·b, fused.
     static vector less(vector sum, vector a, vector b) { return _mm512_fnmadd_pd(a, b, sum); }
 
+    // The complex number re + i·im throughout.
+    static vector all(double re, double im)
+    {
+        return _mm512_unpacklo_pd(_mm512_set1_pd(re), _mm512_set1_pd(im));
+    }
+
+    // The parts of the complex numbers of a vector exchanged.
+    static vector swapped(vector z) { return _mm512_permute_pd(z, 0x55); }
+
     // i·z for the complex numbers z of a vector.
     static vector turned(vector z)
     {

@@ -1,0 +1,13 @@
+#include "numerical/factor/complex_panel.hpp"
+
+#include "numerical/factor/complex_panel_loops.hpp"
+#include "numerical/gemm/avx2_lanes.hpp"
+
+namespace numerical::detail {
+
+void avx2_reflect_panel(const panel_pass& pass)
+{
+    reflect_columns<lanes>(pass);
+}
+
+} // namespace numerical::detail

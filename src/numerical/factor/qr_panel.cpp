@@ -1,0 +1,176 @@
+#include "numerical/factor/complex_panel.hpp"
+#include "numerical/factor/qr.hpp"
+#include "numerical/factor/reflector.hpp"
+#include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/packing.hpp"
+#include "numerical/gemm/path.hpp"
+#include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace numerical::detail {
+namespace {
+
+// Real sums run along a column, several vectors at once: the panel lies transposed, every column
+// contiguous.
+void factor_panel(block_view<double> block, std::vector<double>* reflectors)
+{
+    const std::size_t height = block.rows;
+    const std::size_t width = block.cols;
+    std::vector<double> panel = uninitialized<double>(width * height);
+    const block_view<double> transposed{panel.data(), width, height, height};
+    transpose_into(transposed, block);
+
+    for (std::size_t j = 0; j < width; ++j) {
+        const double* const column = panel.data() + j * height;
+        std::vector<double> v(column + j, column + height);
+        make_reflector(v);
+        // Its own column included: the diagonal entry comes of the same arithmetic as the rest.
+        reflect_columns(panel, height, v, j, j, width);
+        reflectors[j] = std::move(v);
+    }
+
+    transpose_into(block, transposed);
+}
+
+std::size_t whole_units(std::size_t columns)
+{
+    return (columns + complex_panel_unit - 1) / complex_panel_unit * complex_panel_unit;
+}
+
+// The first column of the unit that column j is in.
+std::size_t unit_of(std::size_t j)
+{
+    return j / complex_panel_unit * complex_panel_unit;
+}
+
+// A complex panel by rows. Its reflectors are applied one pass late, in the pass that takes the
+// dots with the next one; only that one's column, of which it is made, is ahead of the others.
+class complex_panel
+{
+public:
+    explicit complex_panel(block_view<const complex> block);
+
+    std::vector<complex> first_column() const;
+
+    // With v, the reflector of column j in all its rows, or zeros: finishes row j and gives column
+    // j + 1 below it.
+    std::vector<complex> reflect(std::size_t j, const complex* v);
+
+    const complex* row(std::size_t i) const { return panel.row(i); }
+
+private:
+    void run(std::size_t j, std::size_t count, const complex* u, const complex* v);
+    void recover_sums(std::size_t j, const complex* v);
+
+    int path = gemm_path_current();
+    std::size_t columns;
+    packing_storage<double> memory;
+    block_view<complex> panel;
+    std::vector<double> f_real;
+    std::vector<double> f_imag;
+    std::vector<complex> sums;
+    const complex* applied_late = nullptr; // the reflector before from its second element on
+};
+
+complex_panel::complex_panel(block_view<const complex> block)
+    : columns(block.cols), memory(2 * block.rows * whole_units(block.cols), 2 * block.rows),
+      panel{reinterpret_cast<complex*>(memory.a), block.rows, whole_units(block.cols),
+            whole_units(block.cols)},
+      f_real(2 * panel.cols), f_imag(2 * panel.cols), sums(panel.cols)
+{
+    for (std::size_t i = 0; i < block.rows; ++i) {
+        std::copy_n(block.row(i), columns, panel.row(i));
+        set_zero(panel.row(i) + columns, panel.cols - columns);
+    }
+}
+
+std::vector<complex> complex_panel::first_column() const
+{
+    std::vector<complex> column = uninitialized<complex>(panel.rows);
+    for (std::size_t i = 0; i < panel.rows; ++i)
+        column[i] = panel(i, 0);
+    return column;
+}
+
+// Rows [j, j + count) from the unit of column j on. Columns before j that are in it are of no use
+// any more; they are reflected like the others.
+void complex_panel::run(std::size_t j, std::size_t count, const complex* u, const complex* v)
+{
+    const std::size_t first = unit_of(j);
+    const std::size_t next = j + 1 < columns ? j + 1 - first : 0;
+    reflect_panel_on(path,
+                     {reinterpret_cast<double*>(&panel(j, first)), panel.stride, panel.cols - first,
+                      count, f_real.data() + 2 * first, f_imag.data() + 2 * first,
+                      reinterpret_cast<const double*>(u), reinterpret_cast<const double*>(v),
+                      reinterpret_cast<double*>(sums.data() + first), next, memory.b});
+}
+
+// Sums that are NaN by quick products are taken again by full ones.
+void complex_panel::recover_sums(std::size_t j, const complex* v)
+{
+    for (std::size_t l = j; l < columns; ++l) {
+        if (!std::isnan(sums[l].real()) && !std::isnan(sums[l].imag()))
+            continue;
+        sums[l] = 0;
+        for (std::size_t i = j; i < panel.rows; ++i)
+            sums[l] += panel(i, l) * std::conj(v[i - j]);
+    }
+}
+
+std::vector<complex> complex_panel::reflect(std::size_t j, const complex* v)
+{
+    run(j, panel.rows - j, applied_late != nullptr ? applied_late : v, v);
+    recover_sums(j, v);
+    const auto* const below = reinterpret_cast<const complex*>(memory.b) + 1;
+    std::vector<complex> next = copy_of(below, panel.rows - j - 1);
+
+    for (std::size_t l = unit_of(j); l < panel.cols; ++l) {
+        const complex f = sums[l] * complex(2);
+        f_real[2 * l] = f_real[2 * l + 1] = f.real();
+        f_imag[2 * l] = -f.imag();
+        f_imag[2 * l + 1] = f.imag();
+    }
+    if (j + 1 < columns)
+        subtract_scaled_on(path, next.data(), v + 1, sums[j + 1] * complex(2), next.size());
+    const complex nothing = 0;
+    run(j, 1, v, &nothing);
+    applied_late = v + 1;
+    return next;
+}
+
+void factor_panel(block_view<complex> block, std::vector<complex>* reflectors)
+{
+    complex_panel panel(block);
+    std::vector<complex> column = panel.first_column();
+    std::vector<complex> zeros;
+    for (std::size_t j = 0; j < block.cols; ++j) {
+        make_reflector(column);
+        reflectors[j] = std::move(column);
+        if (reflectors[j].empty())
+            zeros.resize(block.rows);
+        column = panel.reflect(j, reflectors[j].empty() ? zeros.data() : reflectors[j].data());
+        std::copy(panel.row(j) + j, panel.row(j) + block.cols, &block(j, j));
+    }
+}
+
+} // namespace
+
+template <class T>
+void factor_qr_panel(std::vector<T>& a, std::size_t rows, std::size_t columns,
+                     std::vector<std::vector<T>>& reflectors, std::size_t from, std::size_t to)
+{
+    T* const corner = a.data() + from * columns + from;
+    factor_panel(block_view<T>{corner, rows - from, to - from, columns}, reflectors.data() + from);
+}
+
+template void factor_qr_panel(std::vector<double>&, std::size_t, std::size_t,
+                              std::vector<std::vector<double>>&, std::size_t, std::size_t);
+template void factor_qr_panel(std::vector<complex>&, std::size_t, std::size_t,
+                              std::vector<std::vector<complex>>&, std::size_t, std::size_t);
+
+} // namespace numerical::detail
