@@ -1,0 +1,259 @@
+#include "numerical/factor/complex_loops.hpp"
+#include "numerical/factor/reflector_block.hpp"
+#include "numerical/factor/reflector_products.hpp"
+#include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/runtime/parallel_for.hpp"
+
+#include <algorithm>
+
+namespace numerical::detail {
+namespace {
+
+// A block is applied to its target in slabs that stay in the second cache between the two
+// products. Slabs are at least 64 wide, so that no product of one is thin enough for another order
+// of summation than that of the whole, and at most 512, the width of a complex product's blocks.
+constexpr std::size_t slab_bytes = std::size_t{1} << 19;
+constexpr std::size_t least_slab = 64;
+constexpr std::size_t greatest_slab = 512;
+constexpr std::size_t slab_unit = 16; // slabs begin at multiples, the width of a register tile
+
+struct slab_partition
+{
+    std::size_t width; // of the whole target
+    std::size_t count;
+
+    // Slab s is [begin(s), begin(s + 1)).
+    std::size_t begin(std::size_t s) const
+    {
+        return s == count ? width : width / slab_unit * s / count * slab_unit;
+    }
+};
+
+// Of a target of `width` vectors of `length` elements: no slab beyond its bytes, and as many for
+// each thread.
+template <class T>
+slab_partition slabs_of(std::size_t width, std::size_t length)
+{
+    const std::size_t wanted =
+        std::clamp(slab_bytes / (length * sizeof(T)), 2 * least_slab, greatest_slab);
+    const std::size_t threads = allowed_threads();
+    const std::size_t rounds = (width + wanted * threads - 1) / (wanted * threads);
+    return {width, std::clamp(rounds * threads, std::size_t{1},
+                              std::max(width / least_slab, std::size_t{1}))};
+}
+
+// The work of a slab on the scale of parallel_for, where four products are one unit.
+std::size_t slab_work(const slab_partition& slabs, std::size_t length, std::size_t count)
+{
+    return slabs.width / slabs.count * length * count / 2;
+}
+
+void conjugate_all(std::vector<double>&) {}
+
+void conjugate_all(std::vector<complex>& a)
+{
+    for (complex& element : a)
+        element = std::conj(element);
+}
+
+// Aᴴ, contiguous by rows.
+template <class T>
+std::vector<T> adjoint_copy(block_view<const T> a)
+{
+    std::vector<T> copy = uninitialized<T>(a.rows * a.cols);
+    transpose_into<T>({copy.data(), a.cols, a.rows, a.rows}, a);
+    conjugate_all(copy);
+    return copy;
+}
+
+// out[j] -= sum over t of coeffs[t]·rows[t·stride + j]: fused on a vector path if real, full
+// products if complex.
+void subtract_rows(int path, double* out, const double* coeffs, const double* rows,
+                   std::size_t stride, std::size_t terms, std::size_t n)
+{
+    subtract_products_on(path, out, coeffs, rows, stride, terms, n);
+}
+
+void subtract_rows(int path, complex* out, const complex* coeffs, const complex* rows,
+                   std::size_t stride, std::size_t terms, std::size_t n)
+{
+    subtract_full_products(path, out, coeffs, rows, stride, terms, n);
+}
+
+// T or Tᴴ, contiguous by rows.
+template <block_operator form, class T>
+std::vector<T> factor_of(const reflector_block<T>& block)
+{
+    if constexpr (form == block_operator::direct)
+        return block.factor;
+    else
+        return adjoint_copy<T>({block.factor.data(), block.count, block.count, block.count});
+}
+
+// -F·W for a triangular F, the rows of W being `width` long. The sign is taken here, where it is
+// cheap. Exact zeros of F are skipped, and those in the first `units` columns of W if these are
+// upper triangular like F.
+template <class T>
+std::vector<T> minus_product(const std::vector<T>& f, const std::vector<T>& w, std::size_t width,
+                             std::size_t units = 0)
+{
+    const int path = gemm_path_current();
+    const std::size_t count = w.size() / width;
+    std::vector<T> product = zeros<T>(w.size());
+    for (std::size_t i = 0; i < count; ++i) {
+        const T* const row = f.data() + i * count;
+        for (std::size_t k = 0; k < count;) {
+            const std::size_t from = std::size_t(
+                std::find_if(row + k, row + count, [](const T& t) { return t != T(0); }) - row);
+            k = std::size_t(std::find(row + from, row + count, T(0)) - row);
+            const std::size_t left = std::min(i, units) / row_band * row_band;
+            subtract_rows(path, product.data() + i * width + left, row + from,
+                          w.data() + from * width + left, width, k - from, width - left);
+        }
+    }
+    return product;
+}
+
+// C += V·(-F·(VᴴC)).
+template <class T>
+void multiply_slab(block_view<const T> v, const std::vector<T>& f, block_view<T> c)
+{
+    std::vector<T> w = zeros<T>(v.cols * c.cols);
+    add_reflector_dots<T>(v, c, {w.data(), v.cols, c.cols, c.cols});
+    const std::vector<T> minus_fw = minus_product(f, w, c.cols);
+    add_reflector_sums<T>(v, {minus_fw.data(), v.cols, c.cols, c.cols}, c);
+}
+
+// The same for C = [ I 0 ; 0 C11 ] or, without unit columns, [ 0 ; C11 ]. Over the unit columns VᴴC
+// is V's top, and with it F·VᴴC is triangular.
+template <class T>
+void multiply_bordered_slab(block_view<const T> v, const std::vector<T>& f, block_view<T> c,
+                            std::size_t units)
+{
+    std::vector<T> store = zeros<T>(v.cols * c.cols);
+    const block_view<T> w{store.data(), v.cols, c.cols, c.cols};
+    for (std::size_t i = 0; i < units; ++i)
+        for (std::size_t j = i; j < units; ++j)
+            w(i, j) = conjugate(v(j, i));
+    add_dots_from<T>(v.cols, v, c.sub(0, c.rows, units, c.cols), w.sub(0, w.rows, units, w.cols));
+
+    const std::vector<T> minus_fw = minus_product(f, store, c.cols, units);
+    const block_view<const T> x{minus_fw.data(), v.cols, c.cols, c.cols};
+    const std::size_t step = units % row_band == 0 ? row_band : units;
+    for (std::size_t j = 0; j < units; j += step) {
+        const std::size_t end = j + step;
+        add_reflector_sums<T>(v.sub(0, v.rows, 0, end), x.sub(0, end, j, end),
+                              c.sub(0, c.rows, j, end));
+    }
+    add_reflector_sums<T>(v, x.sub(0, x.rows, units, x.cols), c.sub(0, c.rows, units, c.cols));
+}
+
+// The first `units` rows and columns of C become those of the identity, or its rows zeros.
+template <class T>
+void border(block_view<T> c, std::size_t rows, std::size_t units)
+{
+    for (std::size_t i = 0; i < c.rows; ++i)
+        set_zero(c.row(i), i < rows ? c.cols : units);
+    for (std::size_t i = 0; i < units; ++i)
+        c(i, i) = 1;
+}
+
+} // namespace
+
+template <block_operator form, class T>
+void apply_reflector_block(const reflector_block<T>& block, std::vector<T>& target, std::size_t ld,
+                           std::size_t column_from, std::size_t column_to)
+{
+    if (column_from == column_to)
+        return;
+    const block_view<const T> vectors{block.vectors.data(), block.rows, block.count, block.count};
+    const std::vector<T> factor = factor_of<form>(block);
+    T* const first = target.data() + block.offset * ld + column_from;
+    const slab_partition slabs = slabs_of<T>(column_to - column_from, block.rows);
+
+    const auto apply_to_slab = [&](std::size_t s) {
+        const std::size_t width = slabs.begin(s + 1) - slabs.begin(s);
+        multiply_slab<T>(vectors, factor, {first + slabs.begin(s), block.rows, width, ld});
+    };
+    parallel_for(slabs.count, slab_work(slabs, block.rows, block.count), apply_to_slab);
+}
+
+template <class T>
+void extend_basis(const reflector_block<T>& block, std::vector<T>& q, std::size_t ld)
+{
+    const std::size_t count = block.count;
+    const block_view<const T> vectors{block.vectors.data(), block.rows, count, count};
+    T* const first = q.data() + block.offset * ld + block.offset;
+    const slab_partition slabs = slabs_of<T>(ld - block.offset, block.rows);
+
+    // The unit columns are all in the first slab.
+    const auto extend_slab = [&](std::size_t s) {
+        const std::size_t width = slabs.begin(s + 1) - slabs.begin(s);
+        const block_view<T> c{first + slabs.begin(s), block.rows, width, ld};
+        const std::size_t units = s == 0 ? count : 0;
+        border(c, count, units);
+        if (keeps_order(count, width - units, block.rows - count))
+            multiply_bordered_slab(vectors, block.factor, c, units);
+        else
+            multiply_slab(vectors, block.factor, c);
+    };
+    parallel_for(slabs.count, slab_work(slabs, block.rows, count), extend_slab);
+}
+
+template <class T>
+void apply_transposed_reflector_block(const reflector_block<T>& block, std::vector<T>& target,
+                                      std::size_t ld, std::size_t row_from, std::size_t row_to)
+{
+    if (row_from == row_to)
+        return;
+    const std::size_t count = block.count;
+    const block_view<const T> vectors{block.vectors.data(), block.rows, count, count};
+    std::vector<T> conjugated = copy_of(block.vectors.data(), block.vectors.size());
+    conjugate_all(conjugated);
+    std::vector<T> transposed = uninitialized<T>(block.vectors.size());
+    transpose_into<T>({transposed.data(), count, block.rows, block.rows}, vectors);
+    std::vector<T> minus_factor(count * count); // -Tᵀ
+    for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t j = 0; j < count; ++j)
+            minus_factor[j * count + i] = negated(block.factor[i * count + j]);
+    T* const first = target.data() + row_from * ld + block.offset;
+    const slab_partition slabs = slabs_of<T>(row_to - row_from, block.rows);
+
+    // Slab s: C += ((C·conj(V))·(-Tᵀ))·Vᵀ.
+    const auto apply_to_slab = [&](std::size_t s) {
+        const std::size_t height = slabs.begin(s + 1) - slabs.begin(s);
+        const block_view<T> c{first + slabs.begin(s) * ld, height, block.rows, ld};
+        std::vector<T> w = zeros<T>(height * count);
+        std::vector<T> minus_wt = zeros<T>(height * count);
+        add_product<T>(c, {conjugated.data(), block.rows, count, count},
+                       {w.data(), height, count, count});
+        add_product<T>({w.data(), height, count, count}, {minus_factor.data(), count, count, count},
+                       {minus_wt.data(), height, count, count});
+        add_product<T>({minus_wt.data(), height, count, count},
+                       {transposed.data(), count, block.rows, block.rows}, c);
+    };
+    parallel_for(slabs.count, slab_work(slabs, block.rows, count), apply_to_slab);
+}
+
+template void apply_reflector_block<block_operator::direct>(const reflector_block<double>&,
+                                                            std::vector<double>&, std::size_t,
+                                                            std::size_t, std::size_t);
+template void apply_reflector_block<block_operator::adjoint>(const reflector_block<double>&,
+                                                             std::vector<double>&, std::size_t,
+                                                             std::size_t, std::size_t);
+template void apply_reflector_block<block_operator::direct>(const reflector_block<complex>&,
+                                                            std::vector<complex>&, std::size_t,
+                                                            std::size_t, std::size_t);
+template void apply_reflector_block<block_operator::adjoint>(const reflector_block<complex>&,
+                                                             std::vector<complex>&, std::size_t,
+                                                             std::size_t, std::size_t);
+template void extend_basis(const reflector_block<double>&, std::vector<double>&, std::size_t);
+template void extend_basis(const reflector_block<complex>&, std::vector<complex>&, std::size_t);
+template void apply_transposed_reflector_block(const reflector_block<double>&, std::vector<double>&,
+                                               std::size_t, std::size_t, std::size_t);
+template void apply_transposed_reflector_block(const reflector_block<complex>&,
+                                               std::vector<complex>&, std::size_t, std::size_t,
+                                               std::size_t);
+
+} // namespace numerical::detail

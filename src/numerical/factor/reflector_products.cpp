@@ -1,0 +1,98 @@
+#include "numerical/factor/reflector_products.hpp"
+
+#include "numerical/scalar.hpp"
+
+#include <algorithm>
+
+namespace numerical::detail {
+namespace {
+
+// From eight rows, columns and positions on products go by tiles.
+constexpr std::size_t least_side = 8;
+
+constexpr std::size_t dot_band = 12; // rows of a register tile
+
+// The first column of the last band.
+std::size_t last_band(std::size_t columns)
+{
+    return (columns - 1) / dot_band * dot_band;
+}
+
+} // namespace
+
+bool keeps_order(std::size_t count, std::size_t columns, std::size_t rows)
+{
+    return count >= least_side && (columns == 0 || std::min(columns, rows) >= least_side);
+}
+
+template <class T>
+void add_dots_from(std::size_t from, block_view<const T> v,
+                   block_view<const std::type_identity_t<T>> c,
+                   block_view<std::type_identity_t<T>> w)
+{
+    const std::size_t head = std::min(v.rows, split_depth);
+    const std::size_t tail = v.rows - head;
+    if (tail != 0 && tail < least_side)
+        return add_adjoint_product<T>(v, c, w);
+    add_adjoint_product<T>(v.sub(from, head, 0, v.cols), c.sub(from, head, 0, c.cols), w);
+    add_adjoint_product<T>(v.sub(head, v.rows, 0, v.cols), c.sub(head, v.rows, 0, c.cols), w);
+}
+
+// In a long V the triangle is not worth the reading of C for each band.
+template <class T>
+void add_reflector_dots(block_view<const T> v, block_view<const std::type_identity_t<T>> c,
+                        block_view<std::type_identity_t<T>> w)
+{
+    constexpr std::size_t longest = 128;
+    const std::size_t last = last_band(v.cols);
+    if (v.rows > longest || c.cols == 0 || !keeps_order(v.cols - last, c.cols, v.rows - last))
+        return add_adjoint_product<T>(v, c, w);
+    for (std::size_t j = 0; j < v.cols; j += dot_band) {
+        const std::size_t end = std::min(j + dot_band, v.cols);
+        add_dots_from<T>(j, v.sub(0, v.rows, j, end), c, w.sub(j, end, 0, w.cols));
+    }
+}
+
+template <class T>
+void add_upper_gram(block_view<const T> v, block_view<std::type_identity_t<T>> gram)
+{
+    const std::size_t last = last_band(v.cols);
+    if (!keeps_order(v.cols - last, v.cols - last, v.rows - last))
+        return add_adjoint_product<T>(v, v, gram);
+    for (std::size_t j = 0; j < v.cols; j += dot_band) {
+        const std::size_t end = std::min(j + dot_band, v.cols);
+        add_dots_from<T>(j, v.sub(0, v.rows, j, end), v.sub(0, v.rows, j, v.cols),
+                         gram.sub(j, end, j, v.cols));
+    }
+}
+
+template <class T>
+void add_reflector_sums(block_view<const T> v, block_view<const std::type_identity_t<T>> x,
+                        block_view<T> c)
+{
+    std::size_t i = 0;
+    if (v.cols % row_band == 0 && c.cols >= least_side)
+        for (; i + row_band < v.cols; i += row_band) {
+            const std::size_t end = i + row_band;
+            add_product<T>(v.sub(i, end, 0, end), x.sub(0, end, 0, x.cols),
+                           c.sub(i, end, 0, c.cols));
+        }
+    add_product<T>(v.sub(i, v.rows, 0, v.cols), x, c.sub(i, c.rows, 0, c.cols));
+}
+
+template void add_dots_from<double>(std::size_t, block_view<const double>, block_view<const double>,
+                                    block_view<double>);
+template void add_reflector_dots<double>(block_view<const double>, block_view<const double>,
+                                         block_view<double>);
+template void add_upper_gram<double>(block_view<const double>, block_view<double>);
+template void add_reflector_sums<double>(block_view<const double>, block_view<const double>,
+                                         block_view<double>);
+template void add_dots_from<complex>(std::size_t, block_view<const complex>,
+                                     block_view<const complex>, block_view<complex>);
+template void add_reflector_dots<complex>(block_view<const complex>, block_view<const complex>,
+                                          block_view<complex>);
+template void add_upper_gram<complex>(block_view<const complex>, block_view<complex>);
+template void add_reflector_sums<complex>(block_view<const complex>, block_view<const complex>,
+                                          block_view<complex>);
+
+} // namespace numerical::detail

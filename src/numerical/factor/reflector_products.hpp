@@ -1,0 +1,42 @@
+#pragma once
+
+// Products with V, the reflectors of a block: column j is zero above row j. Zeros change no sum, so
+// they are left out, but only where what is left is bound to be summed in the order of the whole:
+// the choice between tiles and plain rows is a matter of the sizes, and so are the blocks of a
+// complex sum.
+
+#include "numerical/gemm/block_view.hpp"
+
+#include <cstddef>
+#include <type_traits>
+
+namespace numerical::detail {
+
+// Bands of rows, or of columns, in which V's zeros are left out.
+constexpr std::size_t row_band = 8;
+
+// Whether a product of `count` reflectors with so many columns (or none at all) over so many rows
+// is summed in the same order as any larger one.
+bool keeps_order(std::size_t count, std::size_t columns, std::size_t rows);
+
+// W += VᴴC, the first `from` rows of V or of C being zero.
+template <class T>
+void add_dots_from(std::size_t from, block_view<const T> v,
+                   block_view<const std::type_identity_t<T>> c,
+                   block_view<std::type_identity_t<T>> w);
+
+// W += VᴴC.
+template <class T>
+void add_reflector_dots(block_view<const T> v, block_view<const std::type_identity_t<T>> c,
+                        block_view<std::type_identity_t<T>> w);
+
+// G += VᴴV above the diagonal; what falls below it is of no use.
+template <class T>
+void add_upper_gram(block_view<const T> v, block_view<std::type_identity_t<T>> gram);
+
+// C += V·X.
+template <class T>
+void add_reflector_sums(block_view<const T> v, block_view<const std::type_identity_t<T>> x,
+                        block_view<T> c);
+
+} // namespace numerical::detail
