@@ -2,7 +2,9 @@
 
 #include "numerical/einsum/loop_axes.hpp"
 #include "numerical/einsum/outer_product.hpp"
+#include "numerical/einsum/row_sum_kernels.hpp"
 #include "numerical/einsum/strided_copy.hpp"
+#include "numerical/gemm/path.hpp"
 #include "numerical/storage.hpp"
 
 #include <algorithm>
@@ -35,8 +37,9 @@ T term(const pointers<T, N>& at, const offsets<N>& by)
 }
 
 // Elements that are summed side by side, each in its own order: the processor adds to the others
-// while one addition is under way.
+// while one addition is under way. Rows that are read as they lie are summed by vectors.
 constexpr std::size_t sums_at_once = 8;
+constexpr std::size_t rows_at_once = 16;
 // Elements whose sums grow together along an axis on which the operands lie side by side; half of
 // the first-level cache, so that rows are read in long runs.
 template <class T>
@@ -108,6 +111,8 @@ public:
             kept.push_back({1, {}});
         if (summed.empty())
             summed.push_back({1, {}});
+        by_vectors = N == 1 && summed.back().stride[0] == 1 && cpu_features().avx2 &&
+                     gemm_path_current() != portable_path;
     }
 
     void run()
@@ -171,7 +176,10 @@ private:
 
     void sum_elements(const offsets<N + 1>& at, const loop_axis<N + 1>& along)
     {
-        sum_blocks<sums_at_once>(at, along, 0);
+        if (by_vectors)
+            sum_blocks<rows_at_once>(at, along, 0);
+        else
+            sum_blocks<sums_at_once>(at, along, 0);
     }
 
     // W at once as long as so many are left, the rest by ever fewer.
@@ -189,7 +197,12 @@ private:
     {
         std::array<T, W> sums{};
         for_each_position<N>(outer_summed(), in_operands(at), [&](const offsets<N>& position) {
-            add_along(sums, moved<T, N>(operands, position), in_operands(apart), summed.back());
+            const pointers<T, N> first = moved<T, N>(operands, position);
+            if constexpr (N == 1 && W >= sums_at_once)
+                if (by_vectors)
+                    return avx2_unfused_add_along_rows(sums.data(), first[0], apart[0],
+                                                       summed.back().extent, W);
+            add_along(sums, first, in_operands(apart), summed.back());
         });
         for (std::size_t w = 0; w < W; ++w)
             out[at[N] + w * apart[N]] = sums[w];
@@ -199,6 +212,7 @@ private:
     std::vector<loop_axis<N + 1>> kept;
     std::vector<loop_axis<N>> summed;
     T* out;
+    bool by_vectors;
 };
 
 template <class T, std::size_t N>

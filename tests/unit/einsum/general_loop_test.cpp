@@ -1,6 +1,7 @@
 #include "numerical/einsum/general_loop.hpp"
 
 #include "numerical/errors.hpp"
+#include "paths.hpp"
 #include "reference_einsum.hpp"
 #include "thrown.hpp"
 
@@ -112,6 +113,24 @@ TEST(general_loop, sums_terms_in_the_order_of_the_labels_to_the_bit)
                 expect_bits<double>(of, map);
                 expect_bits<complex>(of, map);
             }
+}
+
+// Rows are summed 16 and 8 at once by vectors where the path has them, the rest one by one; an
+// outer summed axis adds to what stands there.
+TEST(general_loop, sums_rows_to_the_bit_on_every_path)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (std::size_t rows = 1; rows <= 41; ++rows)
+            for (const std::size_t cols : {1, 2, 3, 4, 9, 64, 201}) {
+                const test::extent_map map{{'i', rows}, {'j', cols}, {'k', 3}};
+                expect_bits<double>({{"ij"}, "i"}, map);
+                expect_bits<complex>({{"ij"}, "i"}, map);
+                expect_bits<double>({{"jik"}, "i"}, map);
+                expect_bits<complex>({{"kij"}, "i"}, map);
+                expect_bits<double>({{"kij"}, "i"}, map);
+            }
+    }
 }
 
 TEST(general_loop, of_a_zero_extent_is_empty_or_zero)
