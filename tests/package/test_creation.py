@@ -9,6 +9,7 @@ import pytest
 from hypothesis import given, settings
 
 import numerical as nm
+from numerical import _dlpack
 from oracle import arrays, equal, integers
 
 
@@ -26,6 +27,7 @@ def test_the_dtype_follows_the_numbers():
     assert nm.array([True, fractions.Fraction(1, 2)]).tolist() == [1.0, 0.5]
     assert nm.array([1], complex).dtype == "complex128"
     assert nm.array([1], np.complex128).dtype == "complex128"
+    assert nm.array(nm.ones(2), complex).dtype == "complex128"
     assert nm.array(np.float32(1.5)).tolist() == 1.5
     assert nm.array([np.float64(1.0), np.complex128(2j)]).dtype == "complex128"
     assert nm.array([nm.array([1.0, 2.0]), [3, 4]]).tolist() == [[1.0, 2.0], [3.0, 4.0]]
@@ -116,6 +118,34 @@ def test_dlpack_comes_in_and_goes_out():
     assert shared.ctypes.data == np.asarray(t).ctypes.data
     del t
     equal(shared, a)
+
+
+class Exporter:
+    """A tensor's capsule with fields of its record changed."""
+
+    def __init__(self, tensor, **fields):
+        self._tensor, self._fields = tensor, fields
+
+    def __dlpack__(self):
+        capsule = self._tensor.__dlpack__()
+        record = _dlpack._DLTensor.from_address(_dlpack._pointer_of(capsule, b"dltensor"))
+        for name, value in self._fields.items():
+            setattr(record, name, value)
+        return capsule
+
+
+def test_dlpack_records_of_others_are_read():
+    t = nm.array([[1.0, 2.0], [3.0, 4.0]])
+    equal(nm.from_dlpack(Exporter(t, byte_offset=8, ndim=1)), [2.0, 3.0])
+    equal(nm.from_dlpack(Exporter(t, ndim=0)), 1.0)
+    equal(nm.from_dlpack(np.array([1, 2**63], dtype="uint64")), [1.0, 2.0**63])
+    # The bytes of 1.0 and -0.0 as truth values: code 6.
+    equal(nm.from_dlpack(Exporter(nm.array([1.0, -0.0]), code=6, bits=8)), [0.0, 0.0])
+    for fields in ({"lanes": 2}, {"code": 4, "bits": 16}, {"code": 3}):
+        with pytest.raises(BufferError, match=r"^from_dlpack reads plain numbers; this is type code"):
+            nm.from_dlpack(Exporter(t, **fields))
+    with pytest.raises(nm.error, match=r"^asarray: unsupported typestr"):
+        nm.from_dlpack(Exporter(t, bits=16))
 
 
 def test_dlpack_copies_when_asked_and_refuses_other_devices():

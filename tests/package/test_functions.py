@@ -41,6 +41,8 @@ def test_reshape_infers_one_extent():
     equal(nm.broadcast_to(a, (3, 2, 6)), np.broadcast_to(a, (3, 2, 6)))
     equal(nm.concatenate([a, a], None), np.concatenate([a, a], None))
     equal(nm.concatenate([a, 1j * a]), np.concatenate([a, 1j * a]))
+    equal(nm.concatenate([a]), a)
+    equal(nm.stack([a]), a[None])
 
 
 @pytest.mark.parametrize(
@@ -101,6 +103,13 @@ def test_reductions_over_any_axes_are_numpys(a, data):
         equal(nm.min(t, axes, keepdims=keep), np.min(a, axes, keepdims=keep))
 
 
+@pytest.mark.parametrize("name", ["sum", "mean", "max", "min", "var", "std"])
+def test_reductions_drop_their_axes_unless_told(name):
+    a = integers((3, 4))
+    close(getattr(nm, name)(a), getattr(np, name)(a))
+    close(getattr(nm, name)(a, 1), getattr(np, name)(a, 1))
+
+
 def test_variance_corrects_for_the_mean():
     a = normal((4, 5))
     close(nm.var(a, 0, correction=1), np.var(a, 0, ddof=1))
@@ -137,6 +146,7 @@ def test_products_are_numpys():
     equal(nm.tensordot(b, c, ((0, 1), (1, 0))), np.tensordot(b, c, ((0, 1), (1, 0))))
     equal(nm.tensordot(b, c, 1), np.tensordot(b, c, 1))
     equal(nm.multi_dot([b[0], b.T, b, b[0]]), np.linalg.multi_dot([b[0], b.T, b, b[0]]))
+    equal(nm.trace(c), np.trace(c, 0, 1, 2))
     for offset in (-2, 0, 1, 7):
         equal(nm.trace(c, offset), np.trace(c, offset, 1, 2))
     equal(nm.matrix_power(a[:, :3], 5), np.linalg.matrix_power(a[:, :3], 5))

@@ -7,7 +7,7 @@ import numerical as nm
 from oracle import close, normal
 
 LA = nm.linalg
-STACKS = [(), (3,), (2, 1), (0,)]
+STACKS = [(), (1,), (3,), (2, 1), (0,)]
 BOTH = pytest.mark.parametrize("dtype", ["float64", "complex128"])
 STACKED = pytest.mark.parametrize("lead", STACKS)
 
@@ -163,6 +163,8 @@ def test_norms_of_zeros_infinities_and_nan():
 def test_condition_numbers(order, dtype):
     a = normal((3, 3), dtype)
     close(LA.cond(a, order), np.linalg.cond(a, order), 1e-11)
+    stack = normal((2, 1, 3, 3), dtype)
+    close(LA.cond(stack, order), np.linalg.cond(stack, order), 1e-11)
     assert LA.cond([[1.0, 1.0], [1.0, 1.0]], 1) == np.inf
     assert LA.cond(nm.zeros((2, 2)), order) == np.inf
 
@@ -206,6 +208,7 @@ def test_errors_keep_the_modules_words_and_carry_a_note():
         (lambda: LA.eigh(nm.eye(2), "X"), "UPLO is 'L' or 'U', not 'X'"),
         (lambda: LA.matrix_rank(nm.eye(2), 1, rtol=1), "matrix_rank takes tol or rtol, not both"),
         (lambda: LA.norm(nm.ones(2), "fro"), "vector_norm: ord is a number, inf or -inf, not 'fro'"),
+        (lambda: LA.solve(nm.ones((2, 2, 3)), nm.ones(2)), "solve takes square matrices, not shape (2, 2, 3)"),
         (lambda: LA.solve(nm.ones((2, 2, 2)), 1.0), "solve takes right-hand sides of rank 1 and more, not a number"),
         (lambda: LA.matrix_norm(nm.eye(2), ord=3), "matrix_norm: ord is 'fro', 'nuc', 1, -1, 2, -2, inf or -inf, not 3"),
     ],
