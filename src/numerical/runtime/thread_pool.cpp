@@ -89,17 +89,19 @@ thread_pool* thread_pool::shared()
     pid_t nobody = 0;
     if (!maker.compare_exchange_strong(nobody, getpid()))
         return pool.load(std::memory_order_acquire);
+    std::unique_ptr<thread_pool> fresh;
     try {
-        // Never freed, also when start fails: workers that did start live in it.
-        auto* const fresh = new thread_pool;
+        fresh = std::make_unique<thread_pool>();
         fresh->owner_pid = getpid();
         fresh->start();
-        pool.store(fresh, std::memory_order_release);
-        return fresh;
     } catch (...) {
+        if (fresh != nullptr && fresh->worker_count != 0)
+            fresh.release(); // the workers that did start live in it
         maker = 0;
         throw;
     }
+    pool.store(fresh.get(), std::memory_order_release);
+    return fresh.release();
 }
 
 void thread_pool::start()
