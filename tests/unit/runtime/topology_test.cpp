@@ -1,9 +1,11 @@
 #include "numerical/runtime/topology.hpp"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -111,15 +113,31 @@ TEST_F(topology, cpu_numbers_of_one_to_four_digits_name_their_folders)
     EXPECT_TRUE(CPU_ISSET(1023, &found[3]));
 }
 
-TEST(hardware_threads, is_at_least_one_and_at_most_the_allowed_cores)
+TEST(hardware_threads, counts_the_allowed_cores_where_there_are_fewer_than_threads)
 {
     using namespace numerical::detail;
     const std::size_t cores = core_sets_from(allowed_cpus(), system_cpu_root).size();
-    EXPECT_GE(hardware_threads(), 1U);
-    if (cores != 0) {
-        EXPECT_LE(hardware_threads(), cores);
-    }
-    EXPECT_EQ(hardware_threads(), hardware_threads());
+    const std::size_t threads = std::max(1U, std::thread::hardware_concurrency());
+    EXPECT_EQ(hardware_threads(), cores == 0 ? threads : std::min(cores, threads));
+}
+
+TEST(hardware_threads, do_not_see_a_later_affinity)
+{
+    using namespace numerical::detail;
+    const std::size_t before = hardware_threads();
+    const cpu_set_t all = allowed_cpus();
+    std::size_t first = 0;
+    while (!CPU_ISSET(first, &all))
+        ++first;
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(first, &one);
+    ASSERT_EQ(sched_setaffinity(0, sizeof one, &one), 0);
+    const std::size_t cores = core_sets_from(allowed_cpus(), system_cpu_root).size();
+    const std::size_t after = hardware_threads();
+    ASSERT_EQ(sched_setaffinity(0, sizeof all, &all), 0);
+    EXPECT_LE(cores, 1U);
+    EXPECT_EQ(after, before);
 }
 
 } // namespace
