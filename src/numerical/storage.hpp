@@ -68,12 +68,16 @@ void set_zero(T* to, std::size_t count)
         std::memset(static_cast<void*>(to), 0, count * sizeof(T));
 }
 
+// The same for the bytes of a new block. Of one so large that it comes fresh from the system at
+// each call the system clears the pages, and they aren't cleared again.
+void clear_new_block(void* block, std::size_t bytes);
+
 // `count` elements, all zero.
 template <class T>
 std::vector<T> zeros(std::size_t count)
 {
     std::vector<T> store = uninitialized<T>(count);
-    set_zero(store.data(), count);
+    clear_new_block(store.data(), count * sizeof(T));
     return store;
 }
 

@@ -14,11 +14,15 @@
 namespace numerical {
 namespace detail {
 
+// An emulated AVX-512 path may run where there is no AVX2.
+bool avx2_in_force()
+{
+    return gemm_path_current() != portable_path && cpu_features().avx2;
+}
+
 const arithmetic_kernels& arithmetic_in_force()
 {
-    // An emulated AVX-512 path may run where there is no AVX2.
-    const bool wide = gemm_path_current() != portable_path && cpu_features().avx2;
-    return wide ? avx2_arithmetic : portable_arithmetic;
+    return avx2_in_force() ? avx2_arithmetic : portable_arithmetic;
 }
 
 } // namespace detail
@@ -88,33 +92,51 @@ tensor<T> by_rows(const rows_by_form<Row>& rows, const tensor<T>& a, const tenso
         });
 }
 
-// The products again, with the full rules.
-void recover(const row_place<complex>& at, std::size_t n)
+// Once more, with the full rules.
+template <class Full>
+void recover(const row_place<complex>& at, std::size_t n, Full full)
 {
     const std::size_t step_left = at.form == row_form::right ? 0 : 1;
     const std::size_t step_right = at.form == row_form::left ? 0 : 1;
     for (std::size_t j = 0; j < n; ++j)
-        at.out[j] = at.left[j * step_left] * at.right[j * step_right];
+        at.out[j] = full(at.left[j * step_left], at.right[j * step_right]);
 }
 
-// Products by the quick formula in vectors, a block at a time while it is in the cache; a block
-// with a NaN is gone through again for the infinities that C recovers from it.
-tensor<complex> products(const tensor<complex>& a, const tensor<complex>& b)
+// By a formula in vectors, a block at a time while it is in the cache; a block where it may not do
+// is gone through again by `full`, the operator of the language.
+template <class Full>
+tensor<complex> by_checked_rows(const rows_by_form<detail::checked_row>& rows, std::size_t block,
+                                const tensor<complex>& a, const tensor<complex>& b, Full full)
 {
-    constexpr std::size_t block = 512;
-    const auto& rows = detail::arithmetic_in_force().products;
-    const auto multiply_row = [&](row_form form, const complex* x, const complex* y, complex* out,
-                                  std::size_t n) {
+    const auto checked_row = [&](row_form form, const complex* x, const complex* y, complex* out,
+                                 std::size_t n) {
         row_place<complex> at{form, x, y, out};
         for (std::size_t count = detail::before_boundary(out, n); n != 0;) {
             if (run(rows, at, count))
-                recover(at, count);
+                recover(at, count, full);
             at = at.after(count);
             n -= count;
             count = std::min(block, n);
         }
     };
-    return detail::broadcast_rows(a, b, multiply_row);
+    return detail::broadcast_rows(a, b, checked_row);
+}
+
+tensor<complex> products(const tensor<complex>& a, const tensor<complex>& b)
+{
+    constexpr std::size_t block = 512;
+    return by_checked_rows(detail::arithmetic_in_force().products, block, a, b,
+                           [](const complex& x, const complex& y) { return x * y; });
+}
+
+// A quotient by the full rules takes as long as a dozen others: hence the small blocks.
+tensor<complex> quotients(const tensor<complex>& a, const tensor<complex>& b)
+{
+    constexpr std::size_t block = 64;
+    const auto full = [](const complex& x, const complex& y) { return x / y; };
+    if (!detail::avx2_in_force())
+        return broadcast_apply(a, b, full);
+    return by_checked_rows(detail::avx2_complex_quotients, block, a, b, full);
 }
 
 tensor<double> by_operator(arithmetic_operation operation, const tensor<double>& a,
@@ -130,7 +152,7 @@ tensor<complex> by_operator(arithmetic_operation operation, const tensor<complex
                             const tensor<complex>& b)
 {
     if (operation == arithmetic_operation::divide)
-        return broadcast_apply(a, b, [](const complex& x, const complex& y) { return x / y; });
+        return quotients(a, b);
     if (operation == arithmetic_operation::multiply)
         return products(a, b);
     return by_rows(detail::arithmetic_in_force().complex[static_cast<int>(operation)], a, b);

@@ -14,9 +14,10 @@ namespace numerical::detail {
 using arithmetic_row = void (*)(const double* left, const double* right, double* out,
                                 std::size_t n);
 
-// The same for complex products by the quick formula (ac - bd) + (ad + bc)i. Whether a part of one
-// came out NaN, and may have to be recovered by the rules of C.
-using product_row = bool (*)(const double* left, const double* right, double* out, std::size_t n);
+// The same for complex products by the quick formula (ac - bd) + (ad + bc)i, or for quotients by
+// Smith's. Whether one of them may have to be recovered by the rules of C: a product of which a
+// part came out NaN, a quotient of parts so large or small that it is scaled.
+using checked_row = bool (*)(const double* left, const double* right, double* out, std::size_t n);
 
 // One loop for each row_form: both operands move, only the left one, only the right one.
 template <class Row>
@@ -29,7 +30,7 @@ struct arithmetic_kernels
 {
     rows_by_form<arithmetic_row> real[4];    // + - * /
     rows_by_form<arithmetic_row> complex[2]; // + -
-    rows_by_form<product_row> products;
+    rows_by_form<checked_row> products;
     void (*negatives)(const double* x, double* out, std::size_t n);
     void (*square_roots)(const double* x, double* out, std::size_t n);
     void (*magnitudes)(const double* x, double* out, std::size_t n);
@@ -38,11 +39,15 @@ struct arithmetic_kernels
 extern const arithmetic_kernels portable_arithmetic;
 extern const arithmetic_kernels avx2_arithmetic;
 
+// There is no portable form of these: what the rules of C cost is little beside the divisions.
+extern const rows_by_form<checked_row> avx2_complex_quotients;
+
 // Quotients and roots, which the processor is busy with rather than the memory, eight at a time.
 extern const rows_by_form<arithmetic_row> avx512_quotients;
 void avx512_square_roots(const double* x, double* out, std::size_t n);
 
-// Those of the current path, the last two apart.
+// Whether the current path has AVX2, and the kernels of that path, the last three apart.
+bool avx2_in_force();
 const arithmetic_kernels& arithmetic_in_force();
 
 } // namespace numerical::detail

@@ -64,7 +64,7 @@ constexpr rows_by_form<arithmetic_row> rows_of{
     {Loop::template run<1, 1>, Loop::template run<1, 0>, Loop::template run<0, 1>}};
 
 template <class Loop>
-constexpr rows_by_form<product_row> products_of{
+constexpr rows_by_form<checked_row> products_of{
     {Loop::template run<1, 1>, Loop::template run<1, 0>, Loop::template run<0, 1>}};
 
 void negatives(const double* __restrict x, double* __restrict out, std::size_t n)
