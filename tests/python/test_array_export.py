@@ -9,7 +9,7 @@ import numpy as np
 import pytest
 from hypothesis import given
 from hypothesis import strategies as st
-from support import error_of, numerical_error
+from support import error_of, not_under_address_sanitizer, numerical_error, output_of
 
 Tensor = _numerical.Tensor
 
@@ -192,6 +192,35 @@ def test_a_capsule_without_a_deleter_calls_none():
     assert sys.getrefcount(tensor) == references
     deleter(ctypes.cast(kept, ctypes.POINTER(DLManagedTensor)))
     assert sys.getrefcount(tensor) == references - 1
+
+
+@not_under_address_sanitizer("its shadow needs the whole address space")
+def test_no_memory_for_the_extents_is_a_memory_error_and_keeps_no_reference():
+    script = """
+import ctypes, resource, sys
+import _numerical as m
+ctypes.CDLL(None).mallopt(-3, 1 << 20)  # blocks of 1 MiB and more come from the system each
+rank = 4_000_000
+tensor = m.Tensor([7.0], (1,) * rank)
+references = sys.getrefcount(tensor)
+with open("/proc/self/statm") as pages:
+    used = int(pages.read().split()[0]) * resource.getpagesize()
+everything = resource.getrlimit(resource.RLIMIT_AS)
+for _ in range(100):
+    resource.setrlimit(resource.RLIMIT_AS, (used + 8 * rank // 2, everything[1]))
+    try:
+        tensor.__dlpack__()
+    except MemoryError:
+        resource.setrlimit(resource.RLIMIT_AS, everything)
+        assert sys.getrefcount(tensor) == references
+        continue
+    raise AssertionError("there was memory")
+capsule = tensor.__dlpack__()
+assert sys.getrefcount(tensor) == references + 1
+del capsule
+print(sys.getrefcount(tensor) - references, tensor.ndim)
+"""
+    assert output_of(script) == "0 4000000\n"
 
 
 def test_both_exports_of_an_uninitialized_tensor():
