@@ -52,6 +52,14 @@ inline double row_dot(const double* row, const double* x, std::size_t n)
     return _mm512_reduce_add_pd(sum);
 }
 
+// The rows of a stretch lie too far apart for the processor to see them coming.
+inline void prefetch_rows(const double* first, std::size_t stride)
+{
+#pragma GCC unroll 4
+    for (std::size_t k = 0; k < 4; ++k)
+        __builtin_prefetch(first + k * stride);
+}
+
 // The sums of four rows with two vectors each.
 struct pair_sums
 {
@@ -133,11 +141,13 @@ void avx512_add_row_dot_pairs(double* w, const double* rows, std::size_t stride,
         const __m512d zero = _mm512_setzero_pd();
         pair_sums sums{{zero, zero, zero, zero}, {zero, zero, zero, zero}};
         std::size_t j = 0;
-        for (; j + width <= n; j += width)
+        for (; j + width <= n; j += width) {
+            prefetch_rows(r0 + 4 * stride + j, stride);
             add(sums,
                 {_mm512_loadu_pd(r0 + j), _mm512_loadu_pd(r1 + j), _mm512_loadu_pd(r2 + j),
                  _mm512_loadu_pd(r3 + j)},
                 _mm512_loadu_pd(x + j), _mm512_loadu_pd(y + j));
+        }
         if (j < n)
             add(sums,
                 {_mm512_maskz_loadu_pd(rest, r0 + j), _mm512_maskz_loadu_pd(rest, r1 + j),
