@@ -1,7 +1,7 @@
 #include "numerical/svd/bidiagonal.hpp"
 
 #include "numerical/scalar.hpp"
-#include "numerical/svd/aligned_copy.hpp"
+#include "numerical/svd/aligned_rows.hpp"
 #include "numerical/svd/bidiagonal_panel.hpp"
 
 #include <algorithm>
@@ -44,8 +44,7 @@ bidiagonal_reduction<T> bidiagonalize(std::vector<T> a, std::size_t n)
     bidiagonal_reduction<T> out(n);
     std::vector<T> d(n);
     std::vector<T> e(n);
-    aligned_copy<T> work(a, n);
-    a = std::vector<T>();
+    aligned_rows<T> work(std::move(a), n);
     for (std::size_t first = 0; first < n; first += bidiagonal_panel_columns) {
         const std::size_t last = std::min(first + bidiagonal_panel_columns, n);
         bidiagonal_panel<T> panel(work.view(n), first, last, out);

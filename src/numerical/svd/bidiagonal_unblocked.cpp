@@ -5,7 +5,7 @@
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
-#include "numerical/svd/aligned_copy.hpp"
+#include "numerical/svd/aligned_rows.hpp"
 #include "numerical/svd/row_dots.hpp"
 
 #include <algorithm>
@@ -53,7 +53,7 @@ template <class T>
 void reflect_all_from_right(block_view<T> a, const std::vector<T>& r)
 {
     const std::size_t first = a.cols - r.size();
-    const std::size_t line_start = first - first % aligned_copy<T>::line;
+    const std::size_t line_start = first - first % aligned_rows<T>::line;
     std::vector<T> conjugate_r(a.cols - line_start);
     std::transform(r.begin(), r.end(), conjugate_r.end() - std::ptrdiff_t(r.size()),
                    [](const T& element) { return conjugate(element); });
@@ -94,7 +94,7 @@ template <class T>
 bidiagonal_reduction<T> bidiagonalize_unblocked(std::vector<T> matrix, std::size_t n)
 {
     bidiagonal_reduction<T> out(n);
-    aligned_copy<T> work(matrix, n);
+    aligned_rows<T> work(std::move(matrix), n);
     const block_view<T> a = work.view(n);
     for (std::size_t k = 0; k < n; ++k) {
         std::vector<T> x(n - k);
@@ -102,7 +102,7 @@ bidiagonal_reduction<T> bidiagonalize_unblocked(std::vector<T> matrix, std::size
             x[i - k] = a(i, k);
         out.left_reflectors[k] = reflector_clearing_tail(std::move(x));
         if (!out.left_reflectors[k].empty())
-            reflect_rows(a.sub(k, n, k - k % aligned_copy<T>::line, n), out.left_reflectors[k]);
+            reflect_rows(a.sub(k, n, k - k % aligned_rows<T>::line, n), out.left_reflectors[k]);
         out.left_phases[k] = make_diagonal_real(a, k);
         out.d[k] = modulus(a(k, k));
         if (k + 1 == n)

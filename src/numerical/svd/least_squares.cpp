@@ -182,15 +182,15 @@ matrix<T> pinv(const matrix<T>& a)
     detail::require_finite(a, "pinv");
     if (detail::may_overflow(a))
         return detail::guarded(pinv(detail::guarded(a)));
-    const svd_decomposition<T> svd(a, svd_method::divide_and_conquer);
+    svd_decomposition<T> svd(a, svd_method::divide_and_conquer);
     const std::size_t rank = detail::count_above_threshold(svd.values, a.rows, a.cols);
     if (rank == 0)
         return detail::zero_matrix<T>(a.cols, a.rows);
-    std::vector<T> right = detail::reserved<T>(a.cols * rank); // V·S⁻¹
+    matrix<T>& right = svd.v; // becomes V·S⁻¹
     for (std::size_t j = 0; j < a.cols; ++j)
         for (std::size_t i = 0; i < rank; ++i)
-            right.push_back(svd.v.data[j * svd.v.cols + i] * T(1.0 / svd.values[i]));
-    std::vector<T> p = detail::unfused_product_with_adjoint<T>({right.data(), a.cols, rank, rank},
+            right.data[j * right.cols + i] *= T(1.0 / svd.values[i]);
+    std::vector<T> p = detail::unfused_product_with_adjoint<T>(detail::view_of(right, rank),
                                                                detail::view_of(svd.u, rank));
     return matrix<T>(a.cols, a.rows, std::move(p));
 }

@@ -1,11 +1,13 @@
 #include "numerical/svd/svd.hpp"
 
 #include "numerical/checks.hpp"
+#include "numerical/factor/divide_row.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/svd/aligned_rows.hpp"
 #include "numerical/svd/bidiagonal.hpp"
 #include "numerical/svd/bidiagonal_divide.hpp"
 #include "numerical/svd/bidiagonal_qr.hpp"
@@ -178,12 +180,15 @@ double scale_of(const matrix<T>& a)
     return largest == 0 ? 1.0 : std::min(largest, std::numeric_limits<double>::max());
 }
 
+// With room for the rows to be moved apart, if the matrix is square.
 template <class T>
 std::vector<T> divided(const matrix<T>& a, double scale)
 {
-    std::vector<T> out = detail::reserved<T>(a.data.size());
-    for (const T& x : a.data)
-        out.push_back(x / scale);
+    std::vector<T> out = detail::reserved<T>(
+        a.rows == a.cols ? detail::aligned_rows<T>::room(a.cols) : a.data.size());
+    out.insert(out.end(), a.data.begin(), a.data.end());
+    detail::divide_row(detail::gemm_path_current(), reinterpret_cast<double*>(out.data()), scale,
+                       out.size() * sizeof(T) / sizeof(double));
     return out;
 }
 

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "numerical/gemm/block_view.hpp"
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+namespace numerical::detail {
+
+constexpr std::size_t line_bytes = 64;
+
+// An n × n matrix whose rows begin on cache lines, so that a stretch of a row touches no more lines
+// than it fills, and lie an odd number of lines apart, so that those of a tile of columns spread
+// over all sets of the caches.
+template <class T>
+class aligned_rows
+{
+public:
+    static constexpr std::size_t line = line_bytes / sizeof(T); // elements of a cache line
+
+    // What a vector needs the capacity for, so that its rows can be moved apart where they are.
+    static std::size_t room(std::size_t n) { return n * odd_lines(n) * line + line; }
+
+    aligned_rows(std::vector<T> a, std::size_t n) : stride(odd_lines(n) * line)
+    {
+        if (a.capacity() >= room(n)) {
+            store = std::move(a);
+            store.resize(room(n));
+        } else {
+            store = uninitialized<T>(room(n));
+        }
+        const T* const rows = a.empty() ? store.data() : a.data();
+        const auto address = reinterpret_cast<std::uintptr_t>(store.data());
+        first = store.data() + (line_bytes - address % line_bytes) % line_bytes / sizeof(T);
+        for (std::size_t i = n; i-- > 0;)
+            std::copy_backward(rows + i * n, rows + (i + 1) * n, first + i * stride + n);
+    }
+
+    block_view<T> view(std::size_t n) { return {first, n, n, stride}; }
+
+private:
+    static std::size_t odd_lines(std::size_t n) { return (n + line - 1) / line | 1; }
+
+    std::size_t stride;
+    std::vector<T> store;
+    T* first;
+};
+
+} // namespace numerical::detail
