@@ -12,7 +12,7 @@ constexpr std::ptrdiff_t least_wave = 8;
 
 } // namespace
 
-row_operation_plan::row_operation_plan(const row_operations& operations)
+row_operation_plan::row_operation_plan(row_operation_span operations)
     : coefficients(uninitialized<double>(2 * operations.size())), next_pair(coefficients.data())
 {
     std::vector<chain> waiting; // consecutive chains of one direction
@@ -35,7 +35,7 @@ row_operation_plan::row_operation_plan(const row_operations& operations)
     flush();
 }
 
-bool row_operation_plan::is_chain(const row_operations& operations, const row_operation_run& run)
+bool row_operation_plan::is_chain(row_operation_span operations, const row_operation_run& run)
 {
     return run.count > 1 &&
            std::all_of(operations.begin() + static_cast<std::ptrdiff_t>(run.start),
@@ -45,7 +45,7 @@ bool row_operation_plan::is_chain(const row_operations& operations, const row_op
                        });
 }
 
-row_operation_plan::chain row_operation_plan::chain_of(const row_operations& operations,
+row_operation_plan::chain row_operation_plan::chain_of(row_operation_span operations,
                                                        const row_operation_run& run)
 {
     const row_operation& head = operations[run.start];

@@ -27,7 +27,7 @@ struct row_pass
 class row_operation_plan
 {
 public:
-    explicit row_operation_plan(const row_operations& operations);
+    explicit row_operation_plan(row_operation_span operations);
     row_operation_plan(const row_operation_plan&) = delete;
     row_operation_plan& operator=(const row_operation_plan&) = delete;
 
@@ -47,8 +47,8 @@ private:
     std::vector<double> coefficients;
     double* next_pair; // of the coefficients, not set from here on
 
-    static bool is_chain(const row_operations& operations, const row_operation_run& run);
-    static chain chain_of(const row_operations& operations, const row_operation_run& run);
+    static bool is_chain(row_operation_span operations, const row_operation_run& run);
+    static chain chain_of(row_operation_span operations, const row_operation_run& run);
     void add_chains(const chain* chains, std::size_t count);
     bool add_wave(const chain* chains);
     void add_chain(const chain& whole, std::ptrdiff_t from, std::ptrdiff_t to);

@@ -112,7 +112,7 @@ private:
 // Below this width a pass for each operation takes less than the making of a plan and of strips.
 constexpr std::size_t narrow_columns = 4;
 
-void apply_one_by_one(block_view<double> rows, const row_operations& operations)
+void apply_one_by_one(block_view<double> rows, row_operation_span operations)
 {
     for (const row_operation& operation : operations)
         apply_single(rows.row(operation.first), rows.row(operation.second), rows.cols, operation);
@@ -132,7 +132,7 @@ void apply_passes(const rotation_kernels& kernels, const std::vector<row_pass>& 
 }
 
 // Rows of numbers of so many parts, in slabs of whole numbers.
-void apply_to_slabs(block_view<double> rows, std::size_t parts, const row_operations& operations)
+void apply_to_slabs(block_view<double> rows, std::size_t parts, row_operation_span operations)
 {
     if (rows.rows == 0 || operations.empty())
         return;
@@ -151,14 +151,14 @@ void apply_to_slabs(block_view<double> rows, std::size_t parts, const row_operat
 } // namespace
 
 template <class T>
-void apply_row_operations(std::vector<T>& basis, std::size_t n, const row_operations& operations)
+void apply_row_operations(std::vector<T>& basis, std::size_t n, row_operation_span operations)
 {
     constexpr std::size_t parts = sizeof(T) / sizeof(double);
     auto* const columns = reinterpret_cast<double*>(basis.data());
     apply_to_slabs({columns, n, parts * n, parts * n}, parts, operations);
 }
 
-void apply_row_operations(block_view<double> rows, const row_operations& operations)
+void apply_row_operations(block_view<double> rows, row_operation_span operations)
 {
     if (rows.cols <= narrow_columns)
         apply_one_by_one(rows, operations);
@@ -180,7 +180,7 @@ plane_rotation careful_rotation(double x, double y)
     return rotation_of(x, y, rotation_length(x, y));
 }
 
-std::vector<row_operation_run> cut_into_runs(const row_operations& operations)
+std::vector<row_operation_run> cut_into_runs(row_operation_span operations)
 {
     std::vector<row_operation_run> runs;
     for (auto start = operations.begin(); start != operations.end();) {
@@ -208,7 +208,7 @@ std::vector<row_operation_run> cut_into_runs(const row_operations& operations)
     return runs;
 }
 
-template void apply_row_operations(std::vector<double>&, std::size_t, const row_operations&);
-template void apply_row_operations(std::vector<complex>&, std::size_t, const row_operations&);
+template void apply_row_operations(std::vector<double>&, std::size_t, row_operation_span);
+template void apply_row_operations(std::vector<complex>&, std::size_t, row_operation_span);
 
 } // namespace numerical::detail

@@ -19,6 +19,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <span>
+#include <utility>
 #include <vector>
 
 namespace numerical::detail {
@@ -37,6 +39,7 @@ struct row_operation
 };
 
 using row_operations = std::vector<row_operation>;
+using row_operation_span = std::span<const row_operation>;
 
 // A list that an iteration writes, which asks for room once a chase: a look at the capacity for
 // each operation would cost more than the rotation does.
@@ -77,15 +80,15 @@ struct row_operation_run
     bool descending;
 };
 
-std::vector<row_operation_run> cut_into_runs(const row_operations& operations);
+std::vector<row_operation_run> cut_into_runs(row_operation_span operations);
 
 // The n × n basis, by rows, with all operations applied in their order. T = double or
 // std::complex<double>.
 template <class T>
-void apply_row_operations(std::vector<T>& basis, std::size_t n, const row_operations& operations);
+void apply_row_operations(std::vector<T>& basis, std::size_t n, row_operation_span operations);
 
 // The same of rows of any length. No column depends on the others.
-void apply_row_operations(block_view<double> rows, const row_operations& operations);
+void apply_row_operations(block_view<double> rows, row_operation_span operations);
 
 // Whether neither square can overflow and the larger one cannot underflow.
 inline bool squares_are_safe(double x, double y)

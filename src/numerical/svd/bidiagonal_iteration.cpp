@@ -53,7 +53,7 @@ inline void bidiagonal_iteration::rotate(chase& at)
     e[j] = e[j] * of_columns.c - d[j] * of_columns.s;
     at.g = d[j + 1] * of_columns.s;
     d[j + 1] *= of_columns.c;
-    right.add({row_operation_kind::rotation, j, j + 1, of_columns.c, of_columns.s});
+    recorded.add_right({row_operation_kind::rotation, j, j + 1, of_columns.c, of_columns.s});
 
     const plane_rotation of_rows = rotation_onto_first(at.f, at.g);
     d[j] = of_rows.length;
@@ -61,7 +61,7 @@ inline void bidiagonal_iteration::rotate(chase& at)
     d[j + 1] = d[j + 1] * of_rows.c - e[j] * of_rows.s;
     at.g = e[j + 1] * of_rows.s; // on the last j both are zero: e[hi] is
     e[j + 1] *= of_rows.c;
-    left.add({row_operation_kind::rotation, j, j + 1, of_rows.c, of_rows.s});
+    recorded.add_left({row_operation_kind::rotation, j, j + 1, of_rows.c, of_rows.s});
 
     if (j != at.lo) {
         const double coupling = of_columns.length;
@@ -142,7 +142,7 @@ std::size_t bidiagonal_iteration::zero_on_diagonal(std::size_t lo, std::size_t h
 void bidiagonal_iteration::deflate_at_bottom(std::size_t lo, std::size_t hi)
 {
     double f = std::exchange(e[hi - 1], 0.0);
-    right.make_room(hi - lo);
+    recorded.make_room(hi - lo);
     for (std::size_t end = hi; end > lo; --end) {
         const std::size_t j = end - 1;
         const auto [length, c, s] = rotation_onto_first(d[j], f);
@@ -151,7 +151,7 @@ void bidiagonal_iteration::deflate_at_bottom(std::size_t lo, std::size_t hi)
             f = -s * e[j - 1];
             e[j - 1] *= c;
         }
-        right.add({row_operation_kind::rotation, j, hi, c, s});
+        recorded.add_right({row_operation_kind::rotation, j, hi, c, s});
     }
 }
 
@@ -159,13 +159,13 @@ void bidiagonal_iteration::deflate_at_bottom(std::size_t lo, std::size_t hi)
 void bidiagonal_iteration::split_after(std::size_t k, std::size_t hi)
 {
     double f = std::exchange(e[k], 0.0);
-    left.make_room(hi - k);
+    recorded.make_room(hi - k);
     for (std::size_t j = k + 1; j <= hi; ++j) {
         const auto [length, c, s] = rotation_onto_first(d[j], f);
         d[j] = length;
         f = -s * e[j];
         e[j] *= c;
-        left.add({row_operation_kind::rotation, j, k, c, s});
+        recorded.add_left({row_operation_kind::rotation, j, k, c, s});
     }
 }
 
@@ -204,8 +204,7 @@ void bidiagonal_iteration::start(std::size_t lo, std::size_t hi)
     ++steps;
     const auto [f, g] = first_bulge(lo, hi);
     current = {lo, hi, lo, f, g, 0, 0, false};
-    left.make_room(hi - lo);
-    right.make_room(hi - lo);
+    recorded.make_room(hi - lo);
 }
 
 // Without a negligible entry the next chase is that of the same block.
@@ -227,15 +226,14 @@ void bidiagonal_iteration::finish(std::size_t hi)
 {
     if (d[hi] < 0) {
         d[hi] = -d[hi];
-        right.make_room(1);
-        right.add({row_operation_kind::negation, hi, hi, 0, 0});
+        recorded.make_room(1);
+        recorded.add_right({row_operation_kind::negation, hi, hi, 0, 0});
     }
     for (std::size_t p = hi + 1; p < n && d[p] > d[p - 1]; ++p) {
         std::swap(d[p - 1], d[p]);
-        left.make_room(1);
-        right.make_room(1);
-        left.add({row_operation_kind::swap, p - 1, p, 0, 0});
-        right.add({row_operation_kind::swap, p - 1, p, 0, 0});
+        recorded.make_room(1);
+        recorded.add_left({row_operation_kind::swap, p - 1, p, 0, 0});
+        recorded.add_right({row_operation_kind::swap, p - 1, p, 0, 0});
     }
 }
 

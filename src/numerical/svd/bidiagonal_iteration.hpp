@@ -16,8 +16,9 @@ class bidiagonal_iteration
 public:
     bidiagonal_iteration(std::vector<double>& diagonal, std::vector<double>& superdiagonal,
                          std::size_t order, std::size_t step_limit)
-        : d(diagonal), e(superdiagonal), n(order), max_steps(step_limit), remaining(order),
-          left(order * order), right(order * order)
+        : recorded(order * order), d(diagonal), e(superdiagonal), n(order), max_steps(step_limit),
+          remaining(order)
+
     {
     }
 
@@ -26,7 +27,7 @@ public:
     // Two of them, step by step in turn.
     static void run(bidiagonal_iteration& first, bidiagonal_iteration& second);
 
-    bidiagonal_operations recorded() { return {left.take(), right.take()}; }
+    bidiagonal_operations recorded; // about n² of each: two chases a value, half of n long
 
 private:
     // A chase over the block lo .. hi, whose next rotations are those of columns and rows `row` and
@@ -62,8 +63,6 @@ private:
     std::size_t steps = 0; // over the whole call
     std::size_t remaining; // entries from here on are final
     chase current;
-    row_operation_log left; // about n² of each: two chases a value, half of n long
-    row_operation_log right;
 };
 
 } // namespace numerical::detail

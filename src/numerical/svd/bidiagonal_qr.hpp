@@ -20,12 +20,37 @@ template <class T>
 void bidiagonal_qr(std::vector<double>& d, std::vector<double>& e, std::vector<T>& left,
                    std::vector<T>& right, std::size_t n, std::size_t max_steps);
 
-// The iteration alone: what it does to the rows of either basis.
-struct bidiagonal_operations
+// What the iteration does to the rows of either basis. Both lists lie in one block: two blocks of
+// one size, freed together, would go back to the system, and come by page faults at the next call.
+class bidiagonal_operations
 {
-    row_operations left;
-    row_operations right;
+public:
+    bidiagonal_operations() = default;
+
+    explicit bidiagonal_operations(std::size_t room) // for either list
+        : store(uninitialized<row_operation>(2 * room)), half(room)
+    {
+    }
+
+    // For so many more in either list.
+    void make_room(std::size_t more);
+
+    void add_left(const row_operation& operation) { store[left_count++] = operation; }
+
+    void add_right(const row_operation& operation) { store[half + right_count++] = operation; }
+
+    row_operation_span left() const { return {store.data(), left_count}; }
+
+    row_operation_span right() const { return {store.data() + half, right_count}; }
+
+private:
+    row_operations store; // the right ones begin at its half
+    std::size_t half = 0;
+    std::size_t left_count = 0;
+    std::size_t right_count = 0;
 };
+
+// The iteration alone.
 
 bidiagonal_operations iterate_bidiagonal(std::vector<double>& d, std::vector<double>& e,
                                          std::size_t n, std::size_t max_steps);

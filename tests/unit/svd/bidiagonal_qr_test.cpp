@@ -15,7 +15,7 @@ using numerical::convergence_error;
 using numerical::detail::bidiagonal_entries;
 using numerical::detail::bidiagonal_operations;
 using numerical::detail::bidiagonal_qr;
-using numerical::detail::row_operations;
+using numerical::detail::row_operation_span;
 using test::matrix;
 
 std::vector<double> identity(std::size_t n)
@@ -188,7 +188,7 @@ std::vector<bidiagonal_entries> assorted_entries()
     return list;
 }
 
-void expect_same(const row_operations& actual, const row_operations& expected)
+void expect_same(row_operation_span actual, row_operation_span expected)
 {
     ASSERT_EQ(actual.size(), expected.size());
     for (std::size_t i = 0; i < actual.size(); ++i) {
@@ -216,10 +216,10 @@ TEST(bidiagonal_qr, two_iterations_side_by_side_are_those_of_each)
             const bidiagonal_operations expected_of_b = by_itself(expected_b);
             EXPECT_EQ(a.d, expected_a.d);
             EXPECT_EQ(b.d, expected_b.d);
-            expect_same(of_a.left, expected_of_a.left);
-            expect_same(of_a.right, expected_of_a.right);
-            expect_same(of_b.left, expected_of_b.left);
-            expect_same(of_b.right, expected_of_b.right);
+            expect_same(of_a.left(), expected_of_a.left());
+            expect_same(of_a.right(), expected_of_a.right());
+            expect_same(of_b.left(), expected_of_b.left());
+            expect_same(of_b.right(), expected_of_b.right());
         }
 }
 
