@@ -16,22 +16,33 @@ namespace {
 constexpr std::size_t panel_columns = 32;
 
 // A column keeps its norm under reflections, but 2·d in H·y = y - 2·d·v and sums on the way may
-// exceed it by some binary orders. A matrix whose columns may come that close to overflow is
-// factored as A·2^-64; the power of two changes no digit.
+// exceed it by some binary orders. Columns that may come that close to overflow are factored times
+// 2^-64, which changes no digit of Q or of their columns of R. The others are left alone: times
+// 2^-64 they might lose digits to underflow.
 constexpr double greatest_safe_norm = 0x1p1007;
 constexpr double overflow_guard = 0x1p-64;
 
-template <class T>
-bool may_overflow(const std::vector<T>& a, std::size_t rows)
+double safe_part(std::size_t rows)
 {
-    return any_part_above(a.data(), a.size(), greatest_safe_norm / std::sqrt(double(rows)));
+    return greatest_safe_norm / std::sqrt(double(rows));
+}
+
+// The factor of each column.
+template <class T>
+std::vector<double> overflow_guards(const std::vector<T>& a, std::size_t rows, std::size_t columns)
+{
+    std::vector<double> guards(columns, 1.0);
+    for (std::size_t i = 0; i < a.size(); ++i)
+        if (any_part_above(&a[i], 1, safe_part(rows)))
+            guards[i % columns] = overflow_guard;
+    return guards;
 }
 
 template <class T>
-void scale(std::vector<T>& a, double factor)
+void multiply_columns(std::vector<T>& a, const std::vector<double>& factors)
 {
-    for (T& element : a)
-        element *= factor;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        a[i] *= factors[i % factors.size()];
 }
 
 // The first k rows with the part below the diagonal cleared.
@@ -99,9 +110,11 @@ thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t column
     const std::size_t k = std::min(rows, columns);
     if (k == 0) // the other extent may be astronomic
         return {};
-    const bool guarded = may_overflow(a, rows);
-    if (guarded)
-        scale(a, overflow_guard);
+    std::vector<double> guards; // of the columns, where one needs it
+    if (any_part_above(a.data(), a.size(), safe_part(rows))) {
+        guards = overflow_guards(a, rows, columns);
+        multiply_columns(a, guards);
+    }
     qr_reflections<T> reflections = householder_reflect(std::move(a), rows, columns);
     thin_qr<T> thin{uninitialized<T>(rows * k), std::move(reflections.r)};
     for (auto block = reflections.blocks.rbegin(); block != reflections.blocks.rend(); ++block)
@@ -109,8 +122,11 @@ thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t column
     const std::vector<T> phases = turn_diagonal_real(thin.r, k, columns);
     for (std::size_t i = 0; i < rows; ++i)
         multiply(thin.q.data() + i * k, phases.data(), 1, k);
-    if (guarded)
-        scale(thin.r, 1 / overflow_guard);
+    if (!guards.empty()) {
+        for (double& guard : guards)
+            guard = 1 / guard;
+        multiply_columns(thin.r, guards);
+    }
     return thin;
 }
 

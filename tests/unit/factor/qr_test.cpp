@@ -217,6 +217,28 @@ TYPED_TEST(qr, near_the_overflow_limit_is_that_of_the_scaled_matrix_in_every_bit
     EXPECT_EQ(huge.r.data, test::scaled(plain.r, 0x1p120).data);
 }
 
+// Columns scaled by powers of two give R's columns scaled alike, be one of them near the limit.
+TYPED_TEST(qr, near_the_overflow_limit_keeps_the_digits_of_small_columns)
+{
+    constexpr std::size_t rows = 9, cols = 7;
+    const auto a = test::random_matrix<TypeParam>(rows, cols, 1);
+    const auto plain = qr_of(a);
+    const double factors[cols] = {0x1p1020, 1, 0x1p-970, 0x1p1015, 0x1p-960, 0x1p1000, 0x1p-400};
+    auto mixed = a;
+    auto expected = plain.r;
+    for (std::size_t j = 0; j < cols; ++j) {
+        for (std::size_t i = 0; i < rows; ++i)
+            mixed.data[i * cols + j] *= factors[j];
+        for (std::size_t i = 0; i < cols; ++i)
+            expected.data[i * cols + j] *= factors[j];
+    }
+    const auto got = qr_of(mixed);
+    for (std::size_t i = 0; i < rows * cols; ++i)
+        EXPECT_LT(std::abs(got.q.data[i] - plain.q.data[i]), 1e-14) << i;
+    for (std::size_t i = 0; i < cols * cols; ++i)
+        EXPECT_LE(std::abs(got.r.data[i] - expected.data[i]), 1e-13 * factors[i % cols]) << i;
+}
+
 TYPED_TEST(qr, takes_panels_of_32_columns)
 {
     const auto panels = [](std::size_t rows, std::size_t cols) {
