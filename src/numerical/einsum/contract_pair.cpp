@@ -55,7 +55,7 @@ std::size_t elements_of_result(const batch_sizes& sizes)
 // that moves fewer elements; complex ones are summed part by part, left operand first.
 template <class T>
 bool better_swapped(const labelled<T>& a, const labelled<T>& b, const output_groups& groups,
-                    const std::string& summed, std::size_t result_size)
+                    const std::string& summed, std::size_t result_moved)
 {
     if constexpr (!std::is_same_v<T, double>)
         return true;
@@ -63,25 +63,40 @@ bool better_swapped(const labelled<T>& a, const labelled<T>& b, const output_gro
     const std::size_t swapped =
         elements_moved(b, batch + b_free + summed) + elements_moved(a, batch + summed + a_free);
     const std::size_t as_they_are = elements_moved(a, batch + a_free + summed) +
-                                    elements_moved(b, batch + summed + b_free) + result_size;
+                                    elements_moved(b, batch + summed + b_free) + result_moved;
     return swapped <= as_they_are;
 }
 
 template <class T>
-std::vector<T> batched_product(const batch_sizes& sizes, const T* a, const T* b)
+std::vector<T> transposed_products(const batch_sizes& sizes, const T* a, const T* b)
+{
+    std::vector<T> result = uninitialized<T>(elements_of_result(sizes));
+    gemm_batch_transposed(sizes, a, b, result.data());
+    return result;
+}
+
+// Whether products are so small that each is transposed in the first cache on its way to memory.
+bool transposes_each(const batch_sizes& sizes)
+{
+    return 1 < sizes.m * sizes.n && sizes.m * sizes.n <= most_transposed;
+}
+
+// A is batches × m × k, B batches × k × n, the result batches × m × n, or n × m by `multiply`.
+template <class T>
+std::vector<T> batched_product(const batch_sizes& sizes, const T* a, const T* b,
+                               decltype(&gemm_batch<T>) multiply)
 {
     const std::size_t total = elements_of_result(sizes);
     const std::size_t k = sizes.k;
     if (total == 0 || k == 0) // batches without rows or columns may be beyond counting
         return zeros<T>(total);
     std::vector<T> result = uninitialized<T>(total);
-    if (sizes.m != 1 || sizes.n != 1) {
-        gemm_batch(sizes, a, b, result.data());
-        return result;
-    }
     T* const c = result.data();
-    parallel_for(sizes.batches, k,
-                 [=](std::size_t i) { c[i] = plain_dot(a + i * k, b + i * k, k); });
+    const auto dot_of_batch = [=](std::size_t i) { c[i] = plain_dot(a + i * k, b + i * k, k); };
+    if (sizes.m == 1 && sizes.n == 1)
+        parallel_for(sizes.batches, k, dot_of_batch);
+    else
+        multiply(sizes, a, b, c);
     return result;
 }
 
@@ -107,14 +122,18 @@ std::optional<tensor<T>> contract_pair(const std::string& a_labels, const tensor
     if (summed.empty())
         return outer_product<T>({a_labels, a}, {b_labels, b}, output, extents);
     const std::string canonical = batch + a_free + b_free;
-    if (canonical != output && batch + b_free + a_free == output &&
-        better_swapped<T>({a_labels, a}, {b_labels, b}, groups, summed, elements_of_result(sizes)))
+    const bool in_order = canonical == output;
+    const bool transposed = !in_order && batch + b_free + a_free == output;
+    const std::size_t result_moved = transposes_each(sizes) ? 0 : elements_of_result(sizes);
+    if (transposed && better_swapped<T>({a_labels, a}, {b_labels, b}, groups, summed, result_moved))
         return contract_pair<T>(b_labels, b, a_labels, a, output, summed, extents);
 
     const ordered_elements<T> left({a_labels, a}, batch + a_free + summed, extents);
     const ordered_elements<T> right({b_labels, b}, batch + summed + b_free, extents);
-    std::vector<T> result = batched_product(sizes, left.data(), right.data());
-    if (canonical != output)
+    const bool in_passing = transposed && transposes_each(sizes);
+    std::vector<T> result = batched_product(sizes, left.data(), right.data(),
+                                            in_passing ? gemm_batch_transposed<T> : gemm_batch<T>);
+    if (!in_order && !in_passing)
         result = permuted(result, canonical, output, extents);
     return tensor<T>(extents_of(output, extents), std::move(result));
 }

@@ -2,6 +2,7 @@
 
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
+#include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/packed.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/row_kernels.hpp"
@@ -10,7 +11,9 @@
 #include "numerical/storage.hpp"
 
 #include <algorithm>
+#include <array>
 #include <complex>
+#include <type_traits>
 #include <utility>
 
 namespace numerical::detail {
@@ -68,9 +71,8 @@ void multiply_rows(const product_operands<T>& p)
     };
     if (p.m * p.n * p.k <= serial_products_by_rows)
         return multiply_some(p);
-    const batch_steps one_row{p.lda, 0, p.ldc};
     parallel_for(p.m, p.k * p.n / 4, [&](std::size_t i) {
-        product_operands<T> row = p.later(i, one_row);
+        product_operands<T> row = p.later(i, {p.lda, 0}, p.c + i * p.ldc);
         row.m = 1;
         multiply_some(row);
     });
@@ -142,23 +144,33 @@ void gemm_new(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size
 
 namespace {
 
+template <class Place>
 void batch_by_tiles(std::size_t batches, const product_operands<double>& first,
-                    const batch_steps& steps)
+                    const batch_steps& steps, const Place& place)
 {
     const int path = gemm_path_current();
     if (path == avx512_path)
-        gemm_packed_batch<avx512_tile_kernel>(batches, first, steps);
+        gemm_packed_batch<avx512_tile_kernel>(batches, first, steps, place);
     else if (path == avx2_path)
-        gemm_packed_batch<avx2_tile_kernel>(batches, first, steps);
+        gemm_packed_batch<avx2_tile_kernel>(batches, first, steps, place);
     else
-        gemm_packed_batch<vector_tile_kernel<double>>(batches, first, steps);
+        gemm_packed_batch<vector_tile_kernel<double>>(batches, first, steps, place);
 }
 
-void batch_by_tiles(std::size_t batches, const product_operands<complex>& first,
-                    const batch_steps& steps)
+// place(i, multiply) calls multiply(c, next) as for gemm_packed_batch.
+template <class T, class Place>
+void multiply_batch(const batch_sizes& sizes, const T* a, const T* b, const Place& place)
 {
-    parallel_for(batches, first.m * first.n * first.k / 16,
-                 [&](std::size_t i) { by_tiles(first.later(i, steps)); });
+    const auto [batches, m, n, k] = sizes;
+    const product_operands<T> first{m, n, k, a, k, b, n, nullptr, n, into_c::store};
+    const batch_steps steps{m * k, k * n};
+    if constexpr (std::is_same_v<T, double>)
+        if (worth_tiles(m, n, k))
+            return batch_by_tiles(batches, first, steps, place);
+    const auto multiply_one = [&](std::size_t i) {
+        place(i, [&](T* c, const T*) { any_product(first.later(i, steps, c)); });
+    };
+    parallel_for(batches, m * n * k / 16, multiply_one);
 }
 
 } // namespace
@@ -166,13 +178,22 @@ void batch_by_tiles(std::size_t batches, const product_operands<complex>& first,
 template <class T>
 void gemm_batch(const batch_sizes& sizes, const T* a, const T* b, T* c)
 {
-    const auto [batches, m, n, k] = sizes;
-    const product_operands<T> first{m, n, k, a, k, b, n, c, n, into_c::store};
-    const batch_steps steps{m * k, k * n, m * n};
-    if (worth_tiles(m, n, k))
-        return batch_by_tiles(batches, first, steps);
-    parallel_for(batches, m * n * k / 16,
-                 [&](std::size_t i) { multiply_rows(first.later(i, steps)); });
+    const std::size_t step = sizes.m * sizes.n;
+    multiply_batch(sizes, a, b, [=](std::size_t i, const auto& multiply) {
+        multiply(c + i * step, c + (i + 1) * step);
+    });
+}
+
+template <class T>
+void gemm_batch_transposed(const batch_sizes& sizes, const T* a, const T* b, T* c)
+{
+    const auto [m, n] = std::pair(sizes.m, sizes.n);
+    multiply_batch(sizes, a, b, [c, m = m, n = n](std::size_t i, const auto& multiply) {
+        std::array<T, most_transposed> product;
+        T* const transposed = c + i * m * n;
+        multiply(product.data(), transposed);
+        transpose_into<T>({transposed, n, m, m}, {product.data(), m, n, n});
+    });
 }
 
 template void gemm(std::size_t, std::size_t, std::size_t, const double*, std::size_t, const double*,
@@ -185,6 +206,8 @@ template void gemm_new(std::size_t, std::size_t, std::size_t, const complex*, st
                        const complex*, std::size_t, complex*, std::size_t);
 template void gemm_batch(const batch_sizes&, const double*, const double*, double*);
 template void gemm_batch(const batch_sizes&, const complex*, const complex*, complex*);
+template void gemm_batch_transposed(const batch_sizes&, const double*, const double*, double*);
+template void gemm_batch_transposed(const batch_sizes&, const complex*, const complex*, complex*);
 
 } // namespace numerical::detail
 

@@ -40,6 +40,12 @@ struct batch_sizes
 template <class T>
 void gemm_batch(const batch_sizes& sizes, const T* a, const T* b, T* c);
 
+// C = (A·B)ᵀ for each of a batch of products of at most so many elements: each is transposed while
+// it is in the first cache.
+constexpr std::size_t most_transposed = 4096;
+template <class T>
+void gemm_batch_transposed(const batch_sizes& sizes, const T* a, const T* b, T* c);
+
 // Tiles pay from 8 inner positions and about 512 products on.
 inline bool worth_tiles(std::size_t m, std::size_t n, std::size_t k)
 {

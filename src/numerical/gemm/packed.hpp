@@ -57,20 +57,14 @@ struct product_block
     T* c;
     std::size_t ldc;
     into_c into;
-    batch_steps next;
+    // Of a batch's next product, to be asked for: A, B, and C in a place like this one's; or none.
+    const T* next_a = nullptr;
+    const T* next_b = nullptr;
+    const T* next_c = nullptr;
 
     std::size_t groups() const { return ceil_div(cols, group_cols); }
 
     std::size_t tile_rows() const { return a.in_place ? tile_of::mr_in_place : mr; }
-
-    product_block later(std::size_t count, const batch_steps& steps) const
-    {
-        product_block block = *this;
-        block.a.first += count * steps.a;
-        block.b.first += count * steps.b;
-        block.c += count * steps.c;
-        return block;
-    }
 
     // Copies into panels what isn't to be read in place, and turns the sources to them.
     void pack(const packing_storage<T>& panels);
@@ -170,15 +164,15 @@ tile_operands_of<T> product_block<Kernel, T>::tile_at(std::size_t i, std::size_t
                              std::min(rows - i, tile_rows()),
                              std::min(cols - j, nr),
                              tile_c,
-                             a.first,
-                             b.first,
+                             nullptr,
+                             nullptr,
                              into};
-    if (next.c != 0) {
+    if (next_c != nullptr) {
         const std::size_t number = i / tile_of::mr_in_place * ceil_div(cols, nr) + j / nr;
         const std::size_t asked_for = number * (depth / 2) * line;
-        tile.next_a += next.a + asked_for;
-        tile.next_b += next.b + asked_for;
-        tile.next_c += next.c;
+        tile.next_a = next_a + asked_for;
+        tile.next_b = next_b + asked_for;
+        tile.next_c = next_c + i * ldc + j;
     } else if (rows * cols > near_elements) {
         tile.next_c += tile_rows() * ldc;
     }
@@ -239,8 +233,7 @@ void gemm_packed(const product_operands<T>& p)
                                                {p.b + l * p.ldb + j, 1, p.ldb, b_in_place},
                                                p.c + j,
                                                p.ldc,
-                                               l == 0 ? p.into : into_c::add,
-                                               {}};
+                                               l == 0 ? p.into : into_c::add};
                 pack(block);
                 block.multiply();
             }
@@ -273,8 +266,7 @@ void gemm_adjoint_tiles(const product_operands<T>& p)
                                            {p.b + l * p.ldb + j, 1, p.ldb, !Kernel::packs_b},
                                            p.c + j,
                                            p.ldc,
-                                           l == 0 ? p.into : into_c::add,
-                                           {}};
+                                           l == 0 ? p.into : into_c::add};
             if constexpr (Kernel::packs_b)
                 block.pack(panels);
             block.multiply();
@@ -292,20 +284,38 @@ inline bool worth_asking_for_next(std::size_t batches, std::size_t elements)
            elements <= near_elements;
 }
 
-// `batches` products, the first of which is p; the operands of each lie `steps` behind those of the
-// one before.
-template <class Kernel, class T>
-void gemm_packed_batch(std::size_t batches, const product_operands<T>& p, const batch_steps& steps)
+// `batches` products, of which p is the first; the operands of each lie `steps` behind those of the
+// one before. place(i, multiply) calls multiply(c, next) with the place for product i and with the
+// memory of a C that is needed after it.
+template <class Kernel, class T, class Place>
+void gemm_packed_batch(std::size_t batches, const product_operands<T>& p, const batch_steps& steps,
+                       const Place& place)
 {
     const std::size_t work = p.m * p.n * p.k / 16;
-    if (!reads_both_in_place<Kernel>(p) || p.k > blocking<Kernel>::kc)
-        return parallel_for(batches, work,
-                            [&](std::size_t i) { gemm_packed<Kernel>(p.later(i, steps)); });
-    product_block<Kernel, T> first{
-        p.m, p.n, p.k, {p.a, p.lda, p.lda, true}, {p.b, 1, p.ldb, true}, p.c, p.ldc, p.into, {}};
-    if (worth_asking_for_next(batches, p.m * p.k + p.k * p.n + p.m * p.n))
-        first.next = steps;
-    parallel_for(batches, work, [&](std::size_t i) { first.later(i, steps).multiply(); });
+    if (!reads_both_in_place<Kernel>(p) || p.k > blocking<Kernel>::kc) {
+        const auto multiply_one = [&](std::size_t i) {
+            place(i, [&](T* c, const T*) { gemm_packed<Kernel>(p.later(i, steps, c)); });
+        };
+        return parallel_for(batches, work, multiply_one);
+    }
+    const bool asks = worth_asking_for_next(batches, p.m * p.k + p.k * p.n + p.m * p.n);
+    const product_block<Kernel, T> first{
+        p.m, p.n, p.k, {p.a, p.lda, p.lda, true}, {p.b, 1, p.ldb, true}, p.c, p.ldc, p.into};
+    const auto multiply_one = [&](std::size_t i) {
+        place(i, [&](T* c, const T* next) {
+            product_block<Kernel, T> block = first;
+            block.a.first += i * steps.a;
+            block.b.first += i * steps.b;
+            block.c = c;
+            if (asks) {
+                block.next_a = block.a.first + steps.a;
+                block.next_b = block.b.first + steps.b;
+                block.next_c = next;
+            }
+            block.multiply();
+        });
+    };
+    parallel_for(batches, work, multiply_one);
 }
 
 } // namespace numerical::detail

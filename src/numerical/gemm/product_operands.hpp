@@ -12,9 +12,8 @@ namespace numerical::detail {
 // From the operands of a product to those of the next one in a batch, in elements.
 struct batch_steps
 {
-    std::size_t a = 0;
-    std::size_t b = 0;
-    std::size_t c = 0;
+    std::size_t a;
+    std::size_t b;
 };
 
 template <class T>
@@ -31,12 +30,12 @@ struct product_operands
     std::size_t ldc;
     into_c into = into_c::add;
 
-    product_operands later(std::size_t count, const batch_steps& steps) const
+    product_operands later(std::size_t count, const batch_steps& steps, T* later_c) const
     {
         product_operands p = *this;
         p.a += count * steps.a;
         p.b += count * steps.b;
-        p.c += count * steps.c;
+        p.c = later_c;
         return p;
     }
 };

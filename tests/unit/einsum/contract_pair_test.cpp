@@ -166,10 +166,11 @@ TEST(contract_pair, refuses_products_of_extents_that_overflow)
 TEST(contract_pair, of_reals_gives_the_same_bits_in_either_order_of_operands)
 {
     // Which order is taken depends on the sizes; results must not.
-    const std::vector<test::extent_map> maps{{{'b', 5}, {'i', 3}, {'j', 4}, {'k', 6}},
-                                             {{'b', 1}, {'i', 40}, {'j', 9}, {'k', 1}},
-                                             {{'b', 2}, {'i', 1}, {'j', 700}, {'k', 17}},
-                                             {{'b', 2}, {'i', 65}, {'j', 300}, {'k', 90}}};
+    const std::vector<test::extent_map> maps{
+        {{'b', 5}, {'i', 3}, {'j', 4}, {'k', 6}},      {{'b', 1}, {'i', 40}, {'j', 9}, {'k', 1}},
+        {{'b', 2}, {'i', 1}, {'j', 700}, {'k', 17}},   {{'b', 2}, {'i', 65}, {'j', 300}, {'k', 90}},
+        {{'b', 3}, {'i', 64}, {'j', 20}, {'k', 64}},   {{'b', 3}, {'i', 64}, {'j', 20}, {'k', 65}},
+        {{'b', 400}, {'i', 32}, {'j', 31}, {'k', 33}}, {{'b', 9}, {'i', 1}, {'j', 20}, {'k', 1}}};
     for (const test::extent_map& map : maps)
         for (const int path : test::available_paths()) {
             const test::path_limit limit(path);

@@ -95,6 +95,18 @@ TEST(stored_product, by_rows_recovers_complex_infinities)
     }
 }
 
+// Of matrices of rows × cols one after the other.
+template <class T>
+std::vector<T> each_transposed(const std::vector<T>& all, std::size_t rows, std::size_t cols)
+{
+    std::vector<T> out(all.size());
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        const std::size_t in_one = i % (rows * cols);
+        out[i - in_one + in_one % cols * rows + in_one / cols] = all[i];
+    }
+    return out;
+}
+
 template <class T>
 void expect_bits_of_single_products(const batch_sizes& sizes)
 {
@@ -109,13 +121,20 @@ void expect_bits_of_single_products(const batch_sizes& sizes)
                     want.data() + i * m * n, n);
         for (const std::size_t threads : test::thread_counts) {
             const test::thread_limit cap(threads);
-            std::vector<T> got(batches * m * n + 1, T(nan));
-            gemm_batch(sizes, a.data(), b.data(), got.data());
-            EXPECT_TRUE(std::isnan(std::abs(got.back())));
-            got.pop_back();
-            ASSERT_TRUE(test::same_bits(got, want))
-                << batches << " of " << m << "x" << n << "x" << k << ", path " << path
-                << ", threads " << threads;
+            const auto expect_wanted = [&](decltype(&gemm_batch<T>) multiply, bool transposed) {
+                std::vector<T> got(batches * m * n + 1, T(nan));
+                multiply(sizes, a.data(), b.data(), got.data());
+                EXPECT_TRUE(std::isnan(std::abs(got.back())));
+                got.pop_back();
+                if (transposed)
+                    got = each_transposed(got, n, m);
+                EXPECT_TRUE(test::same_bits(got, want))
+                    << batches << " of " << m << "x" << n << "x" << k << ", path " << path
+                    << ", threads " << threads << (transposed ? ", transposed" : "");
+            };
+            expect_wanted(gemm_batch<T>, false);
+            if (m * n <= most_transposed)
+                expect_wanted(gemm_batch_transposed<T>, true);
         }
     }
 }
@@ -134,6 +153,8 @@ TYPED_TEST(stored_product, of_a_batch_has_the_bits_of_single_ones)
                                      {400, 31, 32, 32},
                                      {360, 32, 32, 32},
                                      {360, 37, 27, 33},
+                                     {3, 64, 64, 9},
+                                     {3, 64, 65, 9},
                                      {40, 104, 104, 105},
                                      {35, 105, 105, 105},
                                      {3, 20, 300, 40},
