@@ -6,8 +6,8 @@
 #define PY_SSIZE_T_CLEAN
 #include <Python.h>
 
-#include <algorithm>
 #include <cstddef>
+#include <cstring>
 
 // Headers up to 3.12 map PyArg_ParseTuple and its kin to these; later ones do not declare them any
 // more, though every interpreter exports them. They are called by their own names here, so that a
@@ -52,7 +52,7 @@ bool parse_text_and_objects(PyObject* args, const char* format, const char** tex
         return parse_arguments(args, format, text, out...);
     Py_ssize_t length = 0;
     *text = PyUnicode_AsUTF8AndSize(PyTuple_GetItem(args, 0), &length);
-    if (*text == nullptr || std::find(*text, *text + length, '\0') != *text + length) {
+    if (*text == nullptr || std::strlen(*text) != static_cast<std::size_t>(length)) {
         PyErr_Clear();
         return parse_arguments(args, format, text, out...);
     }

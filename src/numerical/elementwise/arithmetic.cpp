@@ -76,11 +76,14 @@ auto run(const rows_by_form<Row>& rows, const row_place<T>& at, std::size_t n)
                                                    n);
 }
 
+// By kernels for rows of less than 16 elements and for longer ones.
 template <class Row, class T>
-tensor<T> by_rows(const rows_by_form<Row>& rows, const tensor<T>& a, const tensor<T>& b)
+tensor<T> by_rows(const rows_by_form<Row>& few, const rows_by_form<Row>& many, const tensor<T>& a,
+                  const tensor<T>& b)
 {
     return detail::broadcast_rows(
-        a, b, [&rows](row_form form, const T* x, const T* y, T* out, std::size_t n) {
+        a, b, [&few, &many](row_form form, const T* x, const T* y, T* out, std::size_t n) {
+            const rows_by_form<Row>& rows = n < 16 ? few : many;
             const row_place<T> at{form, x, y, out};
             const std::size_t lead = detail::before_boundary(out, n);
             if (lead == 0) {
@@ -139,13 +142,20 @@ tensor<complex> quotients(const tensor<complex>& a, const tensor<complex>& b)
     return by_checked_rows(detail::avx2_complex_quotients, block, a, b, full);
 }
 
+template <class Row, class T>
+tensor<T> by_rows(const rows_by_form<Row>& rows, const tensor<T>& a, const tensor<T>& b)
+{
+    return by_rows(rows, rows, a, b);
+}
+
 tensor<double> by_operator(arithmetic_operation operation, const tensor<double>& a,
                            const tensor<double>& b)
 {
+    const auto& rows = detail::arithmetic_in_force().real[static_cast<int>(operation)];
     if (operation == arithmetic_operation::divide &&
         detail::gemm_path_current() == detail::avx512_path)
-        return by_rows(detail::avx512_quotients, a, b);
-    return by_rows(detail::arithmetic_in_force().real[static_cast<int>(operation)], a, b);
+        return by_rows(rows, detail::avx512_quotients, a, b);
+    return by_rows(rows, a, b);
 }
 
 tensor<complex> by_operator(arithmetic_operation operation, const tensor<complex>& a,
