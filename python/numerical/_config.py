@@ -18,9 +18,10 @@ OWN_CGROUP = "/proc/self/cgroup"
 
 def _first_line(path):
     try:
-        with open(path, encoding="ascii") as file:
+        # UTF-8, as Python has it loaded; ASCII it would look for in a file of its own.
+        with open(path, encoding="utf-8", errors="replace") as file:
             return file.readline().strip()
-    except (OSError, UnicodeDecodeError):
+    except OSError:
         return ""
 
 

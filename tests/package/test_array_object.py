@@ -228,6 +228,7 @@ def test_one_element_is_a_number():
     assert bool(nm.array([0.0])) is False
     assert bool(nm.array(3.0)) is True
     assert nm.array([[1.0, 2.0]]).item(0, 1) == 2.0
+    assert nm.array([[1.0, 2.0]]).item((0, 1)) == 2.0
     assert nm.array([[1.0, 2.0]]).item(1) == 2.0
     for place in ((0, 0), (slice(2),)):
         with pytest.raises(IndexError, match=r"^item takes one index, or 3 for shape \(2, 3, 4\), not \("):
@@ -311,6 +312,11 @@ def test_repr_shows_small_tensors_whole():
         "Tensor([[ 1.0, 20.0],\n        [ 3.5,  nan]])"
     )
     assert str(nm.array([1.0, float("-inf")])) == "[ 1.0, -inf]"
+
+
+def test_repr_of_long_rows_wraps_them_under_their_first_number():
+    row = "[" + "1.0, " * 15 + "1.0,\n" + " " * 10 + "1.0]"
+    assert repr(nm.ones((2, 1, 17))) == f"Tensor([[{row}],\n\n        [{row}]])"
 
 
 def test_repr_of_a_large_tensor_shows_its_edges_at_once():

@@ -71,6 +71,8 @@ def test_arrays_in_lists_are_rows():
         ([[1], 2], ValueError, "the nested lists are ragged: some rows have numbers, some lists"),
         ([1, [2]], ValueError, "the nested lists are ragged: a row at depth 1 has 1 items, another is a number"),
         (["x"], TypeError, "str 'x' is not a number of dtype float64"),
+        ([1.0, "2.0"], TypeError, "str '2.0' is not a number of dtype float64"),
+        ([1j, "2j"], TypeError, "str '2j' is not a number of dtype complex128"),
         ([None], TypeError, "NoneType None is not a number of dtype float64"),
     ],
 )  # fmt: skip
@@ -206,7 +208,7 @@ def test_rows_and_columns_are_checked_and_no_dtype_is_float64(make):
             make(*shape)
 
 
-@pytest.mark.parametrize("shape", [(2, 3, 4), (2, 1, 3, 2), (0, 2, 2), (2, 0, 3), (2, 3, 0)])
+@pytest.mark.parametrize("shape", [(2, 3, 4), (2, 1, 3, 2), (0, 2, 2), (2, 0, 3), (2, 3, 0), (2, 0, 0)])
 def test_triangles_of_stacks_are_numpys(shape):
     a = integers(shape, "complex128")
     for k in (-1, 0, 2):

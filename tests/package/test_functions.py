@@ -165,6 +165,12 @@ def test_einsum_reads_specs_as_numpy_does(spec):
     equal(nm.einsum(spec, *operands), np.einsum(spec, *operands))
 
 
+def test_vectors_meet_stacks_in_matmul():
+    stack, vector = integers((2, 5, 3, 4)), integers((3,), seed=1)
+    equal(nm.matmul(vector, stack), np.matmul(vector, stack))
+    equal(nm.matmul(stack, integers((4,), seed=2)), np.matmul(stack, integers((4,), seed=2)))
+
+
 def test_einsum_broadcasts_under_the_ellipsis():
     for left, right in itertools.product([(2, 1, 3), (1, 3), (3,), (4, 2, 5, 3)], repeat=2):
         a, b = integers(left, seed=1), integers(right, "complex128", seed=2)
@@ -189,6 +195,9 @@ def test_einsum_of_a_bad_call_names_the_one_fault():
         ((a, "ij->i"), TypeError, "einsum takes the subscripts as text first"),
         (("ij->k", a), nm.error, "einsum: output label not present in any input"),
         (("ij,->i", a), nm.error, "einsum: number of operands does not match the spec"),
+        (("i......->i", a), ValueError, "einsum: '...' may stand once in each operand, not as in 'i......'"),
+        (("ijk...->i", a), nm.error, "einsum: operand rank does not match its subscripts"),
+        (("...,ijk...->i...", a, a), nm.error, "einsum: operand rank does not match its subscripts"),
         (("i...->i", a), ValueError, "einsum: 'i' has no '...' for the 1 axes of the operands'"),
     ]
     for arguments, kind, message in faults:

@@ -109,6 +109,7 @@ def test_ranks_and_inverses(lead, dtype):
     close(LA.pinv(a), np.linalg.pinv(a), 1e-11)
     b = normal((*lead, 4, 3), dtype)
     close(LA.pinv(b, rtol=0.5), np.linalg.pinv(b, rcond=0.5))
+    assert LA.pinv(nm.zeros((3, 2)), rtol=0.1).shape == (2, 3)
     values = np.linalg.svd(b, compute_uv=False)
     close(LA.matrix_rank(b, rtol=0.5), (values > 0.5 * values[..., :1]).sum(-1))
 
@@ -167,6 +168,8 @@ def test_condition_numbers(order, dtype):
     close(LA.cond(stack, order), np.linalg.cond(stack, order), 1e-11)
     assert LA.cond([[1.0, 1.0], [1.0, 1.0]], 1) == np.inf
     assert LA.cond(nm.zeros((2, 2)), order) == np.inf
+    with pytest.raises(nm.error, match=r"the matrix holds an infinite or NaN entry$"):
+        LA.cond([[float("nan"), 0.0], [0.0, 1.0]], order)
 
 
 def test_a_negative_rcond_is_the_machine_precision():
@@ -181,6 +184,7 @@ def test_the_rest_of_the_extension():
     a, b = normal((4, 3)), normal((4, 3), seed=1)
     close(LA.cross(a, b), np.cross(a, b))
     close(LA.vecdot(1j * a, b), (np.conj(1j * a) * b).sum(-1))
+    assert LA.vecdot([1j, 2.0], [3.0, 4.0]) == 8 - 3j
     close(LA.matrix_transpose(a), a.T)
     assert set(LA.__all__) <= set(dir(LA))
 
@@ -205,6 +209,7 @@ def test_errors_keep_the_modules_words_and_carry_a_note():
         (lambda: LA.inv(nm.ones((2, 3))), "inv takes square matrices, not shape (2, 3)"),
         (lambda: LA.det(nm.ones(3)), "det takes a matrix or a stack of them, not a tensor of rank 1"),
         (lambda: LA.qr(nm.ones((2, 2)), "full"), "mode is 'reduced', 'complete' or 'r', not 'full'"),
+        (lambda: LA.eigh(nm.ones((2, 3))), "eigh takes square matrices, not shape (2, 3)"),
         (lambda: LA.eigh(nm.eye(2), "X"), "UPLO is 'L' or 'U', not 'X'"),
         (lambda: LA.matrix_rank(nm.eye(2), 1, rtol=1), "matrix_rank takes tol or rtol, not both"),
         (lambda: LA.norm(nm.ones(2), "fro"), "vector_norm: ord is a number, inf or -inf, not 'fro'"),
