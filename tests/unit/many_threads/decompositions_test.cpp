@@ -1,0 +1,109 @@
+#include "numerical/eigen/eigen.hpp"
+#include "numerical/factor/cholesky.hpp"
+#include "numerical/factor/qr.hpp"
+#include "numerical/svd/least_squares.hpp"
+#include "numerical/svd/svd.hpp"
+
+#include "matrices.hpp"
+#include "paths.hpp"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using numerical::eigen_method;
+using numerical::matrix;
+using numerical::svd_method;
+
+template <class T>
+class decompositions_on_64_cores : public testing::Test
+{
+};
+
+using element_types = testing::Types<double, std::complex<double>>;
+TYPED_TEST_SUITE(decompositions_on_64_cores, element_types);
+
+// compute() on one thread and on many, on every path; it gives a list of vectors.
+template <class F>
+void expect_bits_of_one_core(const F& compute)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        const auto on = [&](std::size_t threads) {
+            const test::thread_limit cap(threads);
+            return compute();
+        };
+        const auto serial = on(1);
+        for (const std::size_t threads : {2UL, 3UL, 7UL, 64UL})
+            ASSERT_TRUE(on(threads) == serial) << "path " << path << ", threads " << threads;
+    }
+}
+
+template <class T>
+using vectors = std::vector<std::vector<T>>;
+
+// The slabs to which blocks of reflectors are applied depend on the threads.
+TYPED_TEST(decompositions_on_64_cores, qr_has_the_bits_of_one_core)
+{
+    struct extents
+    {
+        std::size_t rows;
+        std::size_t cols;
+    };
+
+    for (const auto& [rows, cols] : {extents{150, 150}, {33, 1100}, {36, 530}, {700, 70}}) {
+        const auto a = test::random_matrix<TypeParam>(rows, cols, 1);
+        expect_bits_of_one_core([&, m = rows, n = cols] {
+            auto [q, r] = numerical::detail::householder_qr(a.data, m, n);
+            return vectors<TypeParam>{std::move(q), std::move(r)};
+        });
+    }
+}
+
+TYPED_TEST(decompositions_on_64_cores, cholesky_has_the_bits_of_one_core)
+{
+    constexpr std::size_t n = 300;
+    auto a = test::random_matrix<TypeParam>(n, n, 2);
+    for (std::size_t i = 0; i < n; ++i)
+        a.data[i * n + i] = 2.0 * n; // the lower triangle alone is read
+    expect_bits_of_one_core(
+        [&] { return numerical::cholesky_decomposition<TypeParam>(matrix<TypeParam>(a)).factors; });
+}
+
+TYPED_TEST(decompositions_on_64_cores, eigenvectors_have_the_bits_of_one_core)
+{
+    using decomposition =
+        std::conditional_t<std::is_same_v<TypeParam, double>, numerical::symmetric_eigen,
+                           numerical::hermitian_eigen>;
+    const auto a = test::random_matrix<TypeParam>(150, 150, 3);
+    for (const auto method : {eigen_method::tridiagonal_ql, eigen_method::divide_and_conquer})
+        expect_bits_of_one_core([&] {
+            decomposition eigen(a, method);
+            return std::pair(std::move(eigen.values), std::move(eigen.vectors.data));
+        });
+}
+
+TYPED_TEST(decompositions_on_64_cores, singular_vectors_have_the_bits_of_one_core)
+{
+    const auto a = test::random_matrix<TypeParam>(190, 150, 4);
+    for (const auto method : {svd_method::bidiagonal_qr, svd_method::divide_and_conquer})
+        expect_bits_of_one_core([&] {
+            numerical::svd_decomposition<TypeParam> svd(a, method);
+            return std::tuple(std::move(svd.values), std::move(svd.u.data), std::move(svd.v.data));
+        });
+}
+
+TYPED_TEST(decompositions_on_64_cores, least_squares_have_the_bits_of_one_core)
+{
+    const auto tall = test::random_matrix<TypeParam>(260, 90, 5);
+    const auto deficient = test::low_rank_matrix<TypeParam>(90, 140, 20, 6);
+    const auto b = test::random_matrix<TypeParam>(260, 70, 7);
+    const auto c = test::random_matrix<TypeParam>(90, 70, 8);
+    expect_bits_of_one_core([&] {
+        return vectors<TypeParam>{numerical::lstsq(tall, b).data,
+                                  numerical::lstsq(deficient, c).data,
+                                  numerical::pinv(deficient).data};
+    });
+}
+
+} // namespace
