@@ -66,7 +66,7 @@ const std::vector<test::einsum_case> two_operands{
 
 TEST(general_loop, agrees_with_plain_loops_at_every_remainder)
 {
-    // Across 8 sums at once, 1024 or 2048 columns at once and the tiles of a transpose.
+    // Across 8 and 16 sums at once, 1024 or 2048 columns at once and the tiles of a transpose.
     const std::vector<test::extent_map> maps{
         {{'i', 1}, {'j', 1}, {'k', 1}, {'l', 1}},  {{'i', 3}, {'j', 2}, {'k', 5}, {'l', 4}},
         {{'i', 7}, {'j', 9}, {'k', 8}, {'l', 3}},  {{'i', 17}, {'j', 15}, {'k', 16}, {'l', 5}},
