@@ -102,7 +102,8 @@ void read_block(const item_block& block, T* out, std::size_t step)
 {
     constexpr std::size_t width = tile_cols<T>;
     constexpr std::size_t columns_ahead = 16;
-    const bool tiled = magnitude(block.row_stride) < magnitude(block.col_stride);
+    const bool tiled = block.rows > 1 && block.col_stride != Item::size &&
+                       magnitude(block.row_stride) < magnitude(block.col_stride);
     const std::size_t whole = tiled ? block.cols - block.cols % width : 0;
     for (std::size_t j = 0; j < whole; j += width) {
         const address from = block.from + j * block.col_stride;
