@@ -74,11 +74,8 @@ double largest_modulus(const T* x, std::size_t n)
 template <class T>
 bool any_part_above(const T* x, std::size_t n, double limit)
 {
-    const auto* const parts = reinterpret_cast<const double*>(x);
-    unsigned above = 0; // all are looked at, so that vectors can be
-    for (std::size_t i = 0; i < n * (sizeof(T) / sizeof(double)); ++i)
-        above |= unsigned(std::abs(parts[i]) > limit);
-    return above != 0;
+    return largest_modulus(reinterpret_cast<const double*>(x), n * (sizeof(T) / sizeof(double))) >
+           limit;
 }
 
 inline double real_part(double x)

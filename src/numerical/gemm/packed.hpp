@@ -249,25 +249,25 @@ void gemm_packed(const product_operands<T>& p)
 }
 
 // C += AᴴB for a k × m A, which is read where it lies. For few rows of C: they are all that a panel
-// of B would be used for, so that it is packed only where the kernel takes it no other way.
+// of B would be used for.
 template <class Kernel, class T>
 void gemm_adjoint_tiles(const product_operands<T>& p)
 {
     using tile_of = blocking<Kernel>;
+    const bool b_in_place = p.n <= Kernel::in_place_cols_of_b;
     const std::size_t panel_cols = ceil_div(std::min(p.n, tile_of::nc), tile_of::nr) * tile_of::nr;
-    const packing_storage<T> panels(0,
-                                    Kernel::packs_b ? panel_cols * std::min(p.k, tile_of::kc) : 0);
+    const packing_storage<T> panels(0, b_in_place ? 0 : panel_cols * std::min(p.k, tile_of::kc));
     for (std::size_t j = 0; j < p.n; j += tile_of::nc)
         for (std::size_t l = 0; l < p.k; l += tile_of::kc) {
             product_block<Kernel, T> block{p.m,
                                            std::min(p.n - j, tile_of::nc),
                                            std::min(p.k - l, tile_of::kc),
                                            {p.a + l * p.lda, Kernel::parts, p.lda, true},
-                                           {p.b + l * p.ldb + j, 1, p.ldb, !Kernel::packs_b},
+                                           {p.b + l * p.ldb + j, 1, p.ldb, b_in_place},
                                            p.c + j,
                                            p.ldc,
                                            l == 0 ? p.into : into_c::add};
-            if constexpr (Kernel::packs_b)
+            if (!b_in_place)
                 block.pack(panels);
             block.multiply();
         }

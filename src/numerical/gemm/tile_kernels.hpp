@@ -13,6 +13,7 @@
 #include <array>
 #include <complex>
 #include <cstddef>
+#include <cstdint>
 
 namespace numerical::detail {
 
@@ -65,7 +66,8 @@ void avx2_tile_c128(const tile_operands& t);
 void avx2_tile_a_in_place_c128(const tile_operands& t);
 
 // The same for the adjoint of A, read where A lies: row r of position p is the conjugate of
-// a[p·lda + r]. B is in place too, but for AVX2 and complex numbers, where it is packed.
+// a[p·lda + r]. B may be packed or in place if real; of complex ones it is in place for AVX-512 and
+// packed for AVX2.
 void avx512_adjoint_tile_f64(const tile_operands& t);
 void avx512_adjoint_tile_c128(const tile_operands& t);
 void avx2_adjoint_tile_f64(const tile_operands& t);
@@ -108,31 +110,32 @@ struct avx2_complex_tile_kernel
     static constexpr auto tile_a_in_place = avx2_tile_a_in_place_c128;
 };
 
+// Up to how many columns, in doubles, B is read in place.
 struct avx512_adjoint_kernel
 {
     static constexpr std::size_t parts = 1;
-    static constexpr bool packs_b = false;
+    static constexpr std::size_t in_place_cols_of_b = SIZE_MAX;
     static constexpr auto tile = avx512_adjoint_tile_f64;
 };
 
 struct avx2_adjoint_kernel
 {
     static constexpr std::size_t parts = 1;
-    static constexpr bool packs_b = false;
+    static constexpr std::size_t in_place_cols_of_b = 96;
     static constexpr auto tile = avx2_adjoint_tile_f64;
 };
 
 struct avx512_complex_adjoint_kernel
 {
     static constexpr std::size_t parts = 2;
-    static constexpr bool packs_b = false;
+    static constexpr std::size_t in_place_cols_of_b = SIZE_MAX;
     static constexpr auto tile = avx512_adjoint_tile_c128;
 };
 
 struct avx2_complex_adjoint_kernel
 {
     static constexpr std::size_t parts = 2;
-    static constexpr bool packs_b = true;
+    static constexpr std::size_t in_place_cols_of_b = 0;
     static constexpr auto tile = avx2_adjoint_tile_c128;
 };
 
