@@ -95,8 +95,7 @@ std::size_t magnitude(std::size_t stride)
     return std::min(stride, 0 - stride);
 }
 
-// Complex columns are asked for in time: a line holds few of their numbers, so that there are many
-// to go through, and the processor foresees no more than a few.
+// Columns are asked for in time: there are many to go through, and the processor foresees few.
 template <class T, class Item>
 void read_block(const item_block& block, T* out, std::size_t step)
 {
@@ -107,9 +106,8 @@ void read_block(const item_block& block, T* out, std::size_t step)
     const std::size_t whole = tiled ? block.cols - block.cols % width : 0;
     for (std::size_t j = 0; j < whole; j += width) {
         const address from = block.from + j * block.col_stride;
-        if constexpr (std::is_same_v<T, complex>)
-            for (std::size_t c = columns_ahead; c < columns_ahead + width; ++c)
-                __builtin_prefetch(reinterpret_cast<const void*>(from + c * block.col_stride));
+        for (std::size_t c = columns_ahead; c < columns_ahead + width; ++c)
+            __builtin_prefetch(reinterpret_cast<const void*>(from + c * block.col_stride));
         for (std::size_t i = 0; i < block.rows; ++i)
             for (std::size_t c = 0; c < width; ++c)
                 out[i * step + j + c] =

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <complex>
-#include <type_traits>
 #include <utility>
 
 namespace numerical::boundary {
@@ -81,28 +80,8 @@ void for_each_position(const std::vector<axis>& axes, address source, const F& r
     while (advance(axes, index, at));
 }
 
-// Where the source's items lie closest along another axis than the copy's, as in a transposed
-// array, a walk along either misses the cache on the other side. In tall blocks of few columns a
-// line of the source is used up while it is there, and the columns' lines fit the ways of their
-// cache set when the stride is a power of two. Complex numbers, of which a line holds few, go
-// faster in rows of tiles as low as a line of the source: few lines of the copy are written at a
-// time.
-struct block_extents
-{
-    std::size_t rows;
-    std::size_t cols;
-};
-
-template <class T>
-block_extents blocks_of(const axis& row, const axis& col)
-{
-    if constexpr (std::is_same_v<T, complex>)
-        return {magnitude(row.stride) <= sizeof(double) ? 8U : 4U, col.extent};
-    return {256, tile_cols<T>};
-}
-
 // Stretches of an axis; the first one ends where the others begin with a line of the cache, if they
-// can: complex tiles that share their lines take up to twice the time.
+// can: tiles that share their lines take up to twice the time.
 class stretches
 {
 public:
@@ -126,12 +105,16 @@ private:
     std::size_t lead = 0;
 };
 
+// Where the source's items lie closest along another axis than the copy's, as in a transposed
+// array, a walk along either misses the cache on the other side. In strips of rows as low as a line
+// of the source few lines of the copy are written at a time, each of them whole; the columns, which
+// the processor doesn't foresee, are asked for by the reader.
 template <class T>
-void read_blocks(block_reader<T> read, const axis& row, const axis& col, address source, T* out)
+void read_strips(block_reader<T> read, const axis& row, const axis& col, address source, T* out)
 {
-    const block_extents size = blocks_of<T>(row, col);
-    const stretches rows(source, row.stride, row.extent, size.rows);
-    const stretches cols(reinterpret_cast<address>(out), sizeof(T), col.extent, size.cols);
+    const std::size_t height = magnitude(row.stride) <= sizeof(double) ? 8 : 4;
+    const stretches rows(source, row.stride, row.extent, height);
+    const stretches cols(reinterpret_cast<address>(out), sizeof(T), col.extent, col.extent);
     for (std::size_t i = 0; i < row.extent; i = rows.end_of(i))
         for (std::size_t j = 0; j < col.extent; j = cols.end_of(j))
             read({source + i * row.stride + j * col.stride, rows.end_of(i) - i, cols.end_of(j) - j,
@@ -156,7 +139,7 @@ void read_all(block_reader<T> read, std::vector<axis> axes, address source, T* o
         const axis row = *closest;
         axes.erase(closest);
         for_each_position(axes, source, [&](address from, std::size_t to) {
-            read_blocks(read, row, last, from, out + to);
+            read_strips(read, row, last, from, out + to);
         });
         return;
     }
