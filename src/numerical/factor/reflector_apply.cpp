@@ -23,10 +23,11 @@ struct slab_partition
     std::size_t width; // of the whole target
     std::size_t count;
 
-    // Slab s is [begin(s), begin(s + 1)).
+    // Slab s is [begin(s), begin(s + 1)). The last one ends with the target, up to 15 short.
     std::size_t begin(std::size_t s) const
     {
-        return s == count ? width : width / slab_unit * s / count * slab_unit;
+        const std::size_t units = (width + slab_unit - 1) / slab_unit;
+        return std::min(units * s / count * slab_unit, width);
     }
 };
 
@@ -40,7 +41,7 @@ slab_partition slabs_of(std::size_t width, std::size_t length)
     const std::size_t threads = allowed_threads();
     const std::size_t rounds = (width + wanted * threads - 1) / (wanted * threads);
     return {width, std::clamp(rounds * threads, std::size_t{1},
-                              std::max(width / least_slab, std::size_t{1}))};
+                              std::max(width / (least_slab + slab_unit), std::size_t{1}))};
 }
 
 // The work of a slab on the scale of parallel_for, where four products are one unit.
