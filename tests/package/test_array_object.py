@@ -327,6 +327,8 @@ def test_repr_of_a_large_tensor_shows_its_edges_at_once():
     assert text.startswith("Tensor([[0.0, 0.0, 0.0, ..., 0.0, 0.0, 0.0],\n")
     assert text.endswith("shape=(10000, 10000))")
     assert len(text.splitlines()) == 7
+    narrow = repr(nm.zeros((300, 6))).splitlines()
+    assert narrow[0] == "Tensor([[0.0, 0.0, 0.0, 0.0, 0.0, 0.0]," and len(narrow) == 7
 
 
 def test_html_is_a_table():
@@ -334,4 +336,6 @@ def test_html_is_a_table():
         "<table><tr><td>1.0</td><td>2.0</td></tr></table><p>Tensor, 1 × 2, float64</p>"
     )
     assert nm.zeros((50, 50))._repr_html_().count("<td>…</td>") == 6
+    assert nm.zeros((300, 6))._repr_html_().count("<td>…</td>") == 0
+    assert nm.zeros((6, 300))._repr_html_().count("<td>…</td>") == 6
     assert nm.array(1.0)._repr_html_().startswith("<pre>Tensor(1.0")

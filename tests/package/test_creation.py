@@ -172,6 +172,7 @@ def test_dlpack_copies_when_asked_and_refuses_other_devices():
 
 def test_fills_have_the_shape_and_the_dtype_asked_for():
     equal(nm.zeros((2, 3)), np.zeros((2, 3)))
+    equal(nm.zeros((0, 3)), np.zeros((0, 3)))
     equal(nm.ones(2, "complex128"), np.ones(2, complex))
     equal(nm.full((2,), 1j), np.full(2, 1j))
     equal(nm.empty(()), np.zeros(()))
@@ -197,6 +198,9 @@ def test_diagonals_and_triangles_are_numpys(shape, k):
     equal(nm.triu(a, k), np.triu(a, k))
     equal(nm.diag(a, k), np.diag(a, k))
     equal(nm.diag([1.0, 2.0], k), np.diag([1.0, 2.0], k))
+    for name in ("tril", "triu", "diag", "diagonal"):
+        equal(getattr(nm, name)(a), getattr(np, name)(a))
+    equal(nm.tri(*shape), np.tri(*shape))
     equal(nm.diagonal(a, offset=k), np.diagonal(a, offset=k))
 
 

@@ -8,6 +8,7 @@ from hypothesis import given, settings
 from hypothesis import strategies as st
 
 import numerical as nm
+from numerical import _products
 from oracle import arrays, close, equal, integers, normal
 
 
@@ -151,8 +152,34 @@ def test_products_are_numpys():
         equal(nm.trace(c, offset), np.trace(c, offset, 1, 2))
     equal(nm.matrix_power(a[:, :3], 5), np.linalg.matrix_power(a[:, :3], 5))
     equal(nm.matrix_power(a[:, :3], 0), np.eye(3, dtype=complex))
+    stack = integers((2, 1, 3, 3), "complex128")
+    for n in (0, 1, 3):
+        equal(nm.matrix_power(stack, n), np.linalg.matrix_power(stack, n))
+    with pytest.raises(ValueError, match=r"^matrix_power takes square matrices, not shape \(2, 3\)$"):
+        nm.matrix_power(nm.ones((2, 3)), 2)
     with pytest.raises(TypeError, match=r"^'float' object cannot be interpreted as an integer$"):
         nm.matrix_power(a[:, :3], 0.5)
+
+
+def test_a_chain_is_multiplied_in_the_cheapest_order():
+    generator = np.random.default_rng(5)
+    for _ in range(50):
+        sizes = generator.integers(1, 9, 6).tolist()
+
+        def cost(i, j):
+            """Multiply-adds of matrices i to j in the best order, by trying all."""
+            return min((cost(i, k) + cost(k + 1, j) + sizes[i] * sizes[k + 1] * sizes[j + 1]
+                        for k in range(i, j)), default=0)
+
+        def cost_of(splits, i, j):
+            if i == j:
+                return 0
+            k = splits[i][j]
+            here = sizes[i] * sizes[k + 1] * sizes[j + 1]
+            return cost_of(splits, i, k) + cost_of(splits, k + 1, j) + here
+
+        chain = [nm.zeros(shape) for shape in zip(sizes, sizes[1:])]
+        assert cost_of(_products._best_splits(chain), 0, 4) == cost(0, 4)
 
 
 SPECS = ["ij,jk", "ij", "ji", "ii", "ij,ij", "ij,jk->ki", "...ij,...jk", "...ij->...ji", "i...->...",
@@ -196,6 +223,7 @@ def test_einsum_of_a_bad_call_names_the_one_fault():
         (("ij->k", a), nm.error, "einsum: output label not present in any input"),
         (("ij,->i", a), nm.error, "einsum: number of operands does not match the spec"),
         (("i......->i", a), ValueError, "einsum: '...' may stand once in each operand, not as in 'i......'"),
+        (("...->...", nm.ones((1,) * 53)), ValueError, "einsum: no labels are left for the 53 axes of '...'"),
         (("ijk...->i", a), nm.error, "einsum: operand rank does not match its subscripts"),
         (("...,ijk...->i...", a, a), nm.error, "einsum: operand rank does not match its subscripts"),
         (("i...->i", a), ValueError, "einsum: 'i' has no '...' for the 1 axes of the operands'"),

@@ -1,5 +1,7 @@
 """numerical.linalg against numpy.linalg, for matrices and stacks of both dtypes."""
 
+import pickle
+
 import numpy as np
 import pytest
 
@@ -189,6 +191,19 @@ def test_the_rest_of_the_extension():
     assert set(LA.__all__) <= set(dir(LA))
 
 
+def test_results_have_names():
+    a = hermitian((3, 3), "float64")
+    for result in (LA.eigh(a), LA.qr(a), LA.svd(a), LA.slogdet(a)):
+        assert len(result) == len(result._fields)
+        assert all(getattr(result, name) is item for name, item in zip(result._fields, result))
+        back = pickle.loads(pickle.dumps(result))
+        assert type(back) is type(result) and repr(back) == repr(result)
+    assert LA.eigh(a)._fields == ("eigenvalues", "eigenvectors")
+    assert LA.qr(a)._fields == ("Q", "R")
+    assert LA.svd(a)._fields == ("U", "S", "Vh")
+    assert repr(LA.slogdet([[2.0]])) == "SlogdetResult(sign=1.0, logabsdet=0.6931471805599453)"
+
+
 def test_errors_keep_the_modules_words_and_carry_a_note():
     with pytest.raises(LA.LinAlgError) as failure:
         LA.solve([[1.0, 2.0], [2.0, 4.0]], [1.0, 1.0])
@@ -209,6 +224,8 @@ def test_errors_keep_the_modules_words_and_carry_a_note():
         (lambda: LA.inv(nm.ones((2, 3))), "inv takes square matrices, not shape (2, 3)"),
         (lambda: LA.det(nm.ones(3)), "det takes a matrix or a stack of them, not a tensor of rank 1"),
         (lambda: LA.qr(nm.ones((2, 2)), "full"), "mode is 'reduced', 'complete' or 'r', not 'full'"),
+        (lambda: LA.cholesky(nm.ones((2, 3))), "cholesky takes square matrices, not shape (2, 3)"),
+        (lambda: LA.cross([1.0, 2.0, 3.0], [1.0, 2.0]), "cross takes vectors of 3 elements, not 3 and 2"),
         (lambda: LA.eigh(nm.ones((2, 3))), "eigh takes square matrices, not shape (2, 3)"),
         (lambda: LA.eigh(nm.eye(2), "X"), "UPLO is 'L' or 'U', not 'X'"),
         (lambda: LA.matrix_rank(nm.eye(2), 1, rtol=1), "matrix_rank takes tol or rtol, not both"),
