@@ -37,7 +37,7 @@ template <class T>
 slab_partition slabs_of(std::size_t width, std::size_t length)
 {
     const std::size_t wanted =
-        std::clamp(slab_bytes / (length * sizeof(T)), 2 * least_slab, greatest_slab);
+        std::clamp(slab_bytes / (length * sizeof(T)), least_slab, greatest_slab);
     const std::size_t threads = allowed_threads();
     const std::size_t rounds = (width + wanted * threads - 1) / (wanted * threads);
     return {width, std::clamp(rounds * threads, std::size_t{1},
@@ -137,7 +137,9 @@ void multiply_bordered_slab(block_view<const T> v, const std::vector<T>& f, bloc
     for (std::size_t i = 0; i < units; ++i)
         for (std::size_t j = i; j < units; ++j)
             w(i, j) = conjugate(v(j, i));
-    add_dots_from<T>(v.cols, v, c.sub(0, c.rows, units, c.cols), w.sub(0, w.rows, units, w.cols));
+    if (units < c.cols)
+        add_dots_from<T>(v.cols, v, c.sub(0, c.rows, units, c.cols),
+                         w.sub(0, w.rows, units, w.cols));
 
     const std::vector<T> minus_fw = minus_product(f, store, c.cols, units);
     const block_view<const T> x{minus_fw.data(), v.cols, c.cols, c.cols};
