@@ -124,7 +124,13 @@ void dot_two_chunks(const double* a, const double* b, double* out)
 
 void dot_two_chunks(const complex* a, const complex* b, complex* out)
 {
-    const std::array<complex, 2> quick = quick_dots<2>(a, b, chunk_elements);
+    std::array<complex, 2> quick;
+    if (gemm_path_current() != portable_path && cpu_features().avx2)
+        avx2_unfused_two_complex_dots(reinterpret_cast<const double*>(a),
+                                      reinterpret_cast<const double*>(b), chunk_elements,
+                                      reinterpret_cast<double*>(quick.data()));
+    else
+        quick = quick_dots<2>(a, b, chunk_elements);
     for (std::size_t i = 0; i < 2; ++i)
         out[i] = has_nan(quick[i])
                      ? careful_dot(a + i * chunk_elements, b + i * chunk_elements, chunk_elements)

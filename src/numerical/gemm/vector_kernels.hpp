@@ -69,4 +69,8 @@ std::complex<double> avx2_hermitian_row(const double* row, const double* x, doub
 std::complex<double> avx512_hermitian_row(const double* row, const double* x, double alpha_real,
                                           double alpha_imag, double* y, std::size_t n);
 
+// The dots of two runs of n complex numbers, parts in turns, that lie end to end: ascending, by the
+// quick complex product, each operation rounded.
+void avx2_unfused_two_complex_dots(const double* a, const double* b, std::size_t n, double* out);
+
 } // namespace numerical::detail
