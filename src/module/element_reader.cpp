@@ -90,11 +90,6 @@ void read_row(address from, std::size_t stride, std::size_t count, T* out)
     }
 }
 
-std::size_t magnitude(std::size_t stride)
-{
-    return std::min(stride, 0 - stride);
-}
-
 // Columns are asked for in time: there are many to go through, and the processor foresees few.
 template <class T, class Item>
 void read_block(const item_block& block, T* out, std::size_t step)

@@ -4,6 +4,7 @@
 
 #include "module/typestr.hpp"
 
+#include <algorithm>
 #include <complex>
 #include <cstddef>
 #include <cstdint>
@@ -13,6 +14,12 @@ namespace numerical::boundary {
 // Byte addresses are kept as numbers: what the exporter says of an axis that is never stepped along
 // may wrap.
 using address = std::uintptr_t;
+
+// How far a stride goes, forwards or backwards.
+inline std::size_t magnitude(std::size_t stride)
+{
+    return std::min(stride, 0 - stride);
+}
 
 // Items in rows and columns of any strides, in bytes and modulo 2^64.
 struct item_block

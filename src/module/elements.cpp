@@ -22,11 +22,6 @@ struct axis
     std::size_t step;   // elements between them in the copy
 };
 
-std::size_t magnitude(std::size_t stride)
-{
-    return std::min(stride, 0 - stride);
-}
-
 // The axes to walk, first to last: without those of extent 1, and neighbours that can be stepped
 // through as one made one. A contiguous array is one axis.
 std::vector<axis> merged_axes(const foreign_array& from)
