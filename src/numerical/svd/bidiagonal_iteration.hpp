@@ -14,11 +14,12 @@ namespace numerical::detail {
 class bidiagonal_iteration
 {
 public:
+    // Adds to the operations.
     bidiagonal_iteration(std::vector<double>& diagonal, std::vector<double>& superdiagonal,
-                         std::size_t order, std::size_t step_limit)
-        : recorded(order * order), d(diagonal), e(superdiagonal), n(order), max_steps(step_limit),
-          remaining(order)
-
+                         std::size_t order, std::size_t step_limit,
+                         bidiagonal_operations operations)
+        : recorded(std::move(operations)), d(diagonal), e(superdiagonal), n(order),
+          max_steps(step_limit), remaining(order)
     {
     }
 
@@ -27,7 +28,7 @@ public:
     // Two of them, step by step in turn.
     static void run(bidiagonal_iteration& first, bidiagonal_iteration& second);
 
-    bidiagonal_operations recorded; // about n² of each: two chases a value, half of n long
+    bidiagonal_operations recorded;
 
 private:
     // A chase over the block lo .. hi, whose next rotations are those of columns and rows `row` and

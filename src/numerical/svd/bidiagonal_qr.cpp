@@ -6,22 +6,38 @@
 #include <complex>
 
 namespace numerical::detail {
+namespace {
 
-bidiagonal_operations iterate_bidiagonal(std::vector<double>& d, std::vector<double>& e,
-                                         std::size_t n, std::size_t max_steps)
+std::shared_ptr<row_operations> block_of(std::size_t size)
 {
-    bidiagonal_iteration iteration(d, e, n, max_steps);
-    iteration.run();
-    return std::move(iteration.recorded);
+    return std::make_shared<row_operations>(uninitialized<row_operation>(size));
+}
+
+// Two chases a value, half of the order long, and some over: more would have to be copied.
+std::size_t usual_operations(std::size_t order)
+{
+    return order * (order + 8);
+}
+
+} // namespace
+
+bidiagonal_operations::bidiagonal_operations(std::shared_ptr<row_operations> shared,
+                                             std::size_t from, std::size_t room)
+    : block(std::move(shared)), first(block->data() + from), half(room)
+{
+}
+
+bidiagonal_operations::bidiagonal_operations(std::size_t room)
+    : bidiagonal_operations(block_of(2 * room), 0, room)
+{
 }
 
 std::pair<bidiagonal_operations, bidiagonal_operations>
-iterate_bidiagonal_pair(bidiagonal_entries& a, bidiagonal_entries& b, std::size_t steps_per_value)
+bidiagonal_operations::pair_with_room(std::size_t of_first, std::size_t of_second)
 {
-    bidiagonal_iteration first(a.d, a.e, a.d.size(), steps_per_value * a.d.size());
-    bidiagonal_iteration second(b.d, b.e, b.d.size(), steps_per_value * b.d.size());
-    bidiagonal_iteration::run(first, second);
-    return {std::move(first.recorded), std::move(second.recorded)};
+    const auto shared = block_of(2 * (of_first + of_second));
+    return {bidiagonal_operations(shared, 0, of_first),
+            bidiagonal_operations(shared, 2 * of_first, of_second)};
 }
 
 void bidiagonal_operations::make_room(std::size_t more)
@@ -30,10 +46,32 @@ void bidiagonal_operations::make_room(std::size_t more)
     if (half - longer >= more)
         return;
     bidiagonal_operations larger(2 * (longer + more));
-    std::ranges::copy(left(), larger.store.begin());
-    std::ranges::copy(right(), larger.store.begin() + static_cast<std::ptrdiff_t>(larger.half));
-    store = std::move(larger.store);
-    half = larger.half;
+    for (const row_operation& operation : left())
+        larger.add_left(operation);
+    for (const row_operation& operation : right())
+        larger.add_right(operation);
+    *this = std::move(larger);
+}
+
+bidiagonal_operations iterate_bidiagonal(std::vector<double>& d, std::vector<double>& e,
+                                         std::size_t n, std::size_t max_steps)
+{
+    bidiagonal_iteration iteration(d, e, n, max_steps, bidiagonal_operations(usual_operations(n)));
+    iteration.run();
+    return std::move(iteration.recorded);
+}
+
+std::pair<bidiagonal_operations, bidiagonal_operations>
+iterate_bidiagonal_pair(bidiagonal_entries& a, bidiagonal_entries& b, std::size_t steps_per_value)
+{
+    const std::size_t n_a = a.d.size();
+    const std::size_t n_b = b.d.size();
+    auto [of_a, of_b] =
+        bidiagonal_operations::pair_with_room(usual_operations(n_a), usual_operations(n_b));
+    bidiagonal_iteration first(a.d, a.e, n_a, steps_per_value * n_a, std::move(of_a));
+    bidiagonal_iteration second(b.d, b.e, n_b, steps_per_value * n_b, std::move(of_b));
+    bidiagonal_iteration::run(first, second);
+    return {std::move(first.recorded), std::move(second.recorded)};
 }
 
 template <class T>

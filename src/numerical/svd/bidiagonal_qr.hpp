@@ -7,6 +7,7 @@
 #include "numerical/eigen/row_operations.hpp"
 
 #include <cstddef>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -20,32 +21,37 @@ template <class T>
 void bidiagonal_qr(std::vector<double>& d, std::vector<double>& e, std::vector<T>& left,
                    std::vector<T>& right, std::size_t n, std::size_t max_steps);
 
-// What the iteration does to the rows of either basis. Both lists lie in one block: two blocks of
-// one size, freed together, would go back to the system, and come by page faults at the next call.
+// What the iteration does to the rows of either basis. All lists of an iteration, or of two at a
+// time, lie in one block: blocks of one size, freed together, would go back to the system, and come
+// by page faults at the next call.
 class bidiagonal_operations
 {
 public:
     bidiagonal_operations() = default;
+    explicit bidiagonal_operations(std::size_t room); // for either list
 
-    explicit bidiagonal_operations(std::size_t room) // for either list
-        : store(uninitialized<row_operation>(2 * room)), half(room)
-    {
-    }
+    // Of two iterations.
+    static std::pair<bidiagonal_operations, bidiagonal_operations>
+    pair_with_room(std::size_t of_first, std::size_t of_second);
 
     // For so many more in either list.
     void make_room(std::size_t more);
 
-    void add_left(const row_operation& operation) { store[left_count++] = operation; }
+    void add_left(const row_operation& operation) { first[left_count++] = operation; }
 
-    void add_right(const row_operation& operation) { store[half + right_count++] = operation; }
+    void add_right(const row_operation& operation) { first[half + right_count++] = operation; }
 
-    row_operation_span left() const { return {store.data(), left_count}; }
+    row_operation_span left() const { return {first, left_count}; }
 
-    row_operation_span right() const { return {store.data() + half, right_count}; }
+    row_operation_span right() const { return {first + half, right_count}; }
 
 private:
-    row_operations store; // the right ones begin at its half
-    std::size_t half = 0;
+    bidiagonal_operations(std::shared_ptr<row_operations> shared, std::size_t from,
+                          std::size_t room);
+
+    std::shared_ptr<row_operations> block;
+    row_operation* first = nullptr; // the left ones
+    std::size_t half = 0;           // the right ones begin so far behind them
     std::size_t left_count = 0;
     std::size_t right_count = 0;
 };

@@ -15,6 +15,8 @@ using numerical::convergence_error;
 using numerical::detail::bidiagonal_entries;
 using numerical::detail::bidiagonal_operations;
 using numerical::detail::bidiagonal_qr;
+using numerical::detail::row_operation;
+using numerical::detail::row_operation_kind;
 using numerical::detail::row_operation_span;
 using test::matrix;
 
@@ -198,6 +200,31 @@ void expect_same(row_operation_span actual, row_operation_span expected)
         EXPECT_EQ(actual[i].c, expected[i].c);
         EXPECT_EQ(actual[i].s, expected[i].s);
     }
+}
+
+TEST(bidiagonal_operations, keep_both_lists_when_they_grow)
+{
+    const auto numbered = [](std::size_t i) {
+        return row_operation{row_operation_kind::rotation, i, i + 1, double(i), -double(i)};
+    };
+    auto [grown, beside] = bidiagonal_operations::pair_with_room(2, 1);
+    beside.add_left(numbered(100));
+    beside.add_right(numbered(200));
+    std::vector<row_operation> left;
+    std::vector<row_operation> right;
+    for (std::size_t i = 0; i < 9; ++i) {
+        grown.make_room(1);
+        left.push_back(numbered(i));
+        grown.add_left(left.back());
+        if (i % 3 == 0) {
+            right.push_back(numbered(10 + i));
+            grown.add_right(right.back());
+        }
+    }
+    expect_same(grown.left(), left);
+    expect_same(grown.right(), right);
+    expect_same(beside.left(), std::vector{numbered(100)});
+    expect_same(beside.right(), std::vector{numbered(200)});
 }
 
 TEST(bidiagonal_qr, two_iterations_side_by_side_are_those_of_each)
