@@ -33,21 +33,25 @@ std::vector<T> tall_and_scaled(const matrix<T>& a, int exponent)
     return tall;
 }
 
-// Singular values exceed the entries, and the modulus of a complex entry its parts. A matrix for
-// which one of them might overflow is taken times a power of two, which changes no digit.
-constexpr int guard_exponent = -64;
-
+// Singular values exceed the entries, the modulus of a complex entry its parts, and the reciprocal
+// of a tiny value the range. A matrix for which one of them might overflow is taken times a power
+// of two, whose exponent this is; that changes no digit. 0 for all others.
 template <class T>
-bool may_overflow(const matrix<T>& a)
+int guard_exponent(const matrix<T>& a)
 {
-    return any_part_above(a.data.data(), a.data.size(), 0x1p960);
+    const auto has_above = [&a](double limit) {
+        return any_part_above(a.data.data(), a.data.size(), limit);
+    };
+    if (has_above(0x1p960))
+        return -64;
+    return !has_above(0x1p-960) && has_above(0) ? 128 : 0;
 }
 
 template <class T>
-matrix<T> guarded(matrix<T> a)
+matrix<T> times_power(matrix<T> a, int exponent)
 {
     for (T& x : a.data)
-        x = scaled_by_power(x, guard_exponent);
+        x = scaled_by_power(x, exponent);
     return a;
 }
 
@@ -163,8 +167,8 @@ matrix<T> lstsq(const matrix<T>& a, const matrix<T>& b)
     if (a.rows != b.rows)
         throw dimension_error("lstsq: right-hand side size differs from the matrix");
     detail::require_finite(a, "lstsq");
-    if (detail::may_overflow(a))
-        return detail::guarded(lstsq(detail::guarded(a), b));
+    if (const int guard = detail::guard_exponent(a); guard != 0)
+        return detail::times_power(lstsq(detail::times_power(a, guard), b), guard);
     if (auto x = detail::lstsq_by_qr(a, b))
         return *std::move(x);
     return detail::lstsq_by_svd(a, b);
@@ -180,8 +184,8 @@ template <class T>
 matrix<T> pinv(const matrix<T>& a)
 {
     detail::require_finite(a, "pinv");
-    if (detail::may_overflow(a))
-        return detail::guarded(pinv(detail::guarded(a)));
+    if (const int guard = detail::guard_exponent(a); guard != 0)
+        return detail::times_power(pinv(detail::times_power(a, guard)), guard);
     svd_decomposition<T> svd(a, svd_method::divide_and_conquer);
     const std::size_t rank = detail::count_above_threshold(svd.values, a.rows, a.cols);
     if (rank == 0)
@@ -199,8 +203,9 @@ template <class T>
 std::size_t matrix_rank(const matrix<T>& a)
 {
     detail::require_finite(a, "matrix_rank");
+    const int guard = detail::guard_exponent(a);
     const std::vector<double> values =
-        detail::may_overflow(a) ? singular_values(detail::guarded(a)) : singular_values(a);
+        guard == 0 ? singular_values(a) : singular_values(detail::times_power(a, guard));
     return detail::count_above_threshold(values, a.rows, a.cols);
 }
 

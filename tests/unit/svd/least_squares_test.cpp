@@ -141,6 +141,23 @@ TYPED_TEST(least_squares, of_matrices_whose_singular_values_overflow)
     EXPECT_NEAR(std::real(x.data[1]) * big, 3, 1e-13);
 }
 
+TYPED_TEST(least_squares, of_matrices_whose_reciprocals_overflow)
+{
+    // Both singular values are 2^-1024, whose reciprocal is beyond the range; A⁺ is not.
+    const double tiny = 0x1p-1024 / std::sqrt(2.0);
+    const matrix<TypeParam> a(2, 2, {tiny, tiny, -tiny, tiny});
+    const auto inverse = pinv(a);
+    for (const TypeParam& element : inverse.data)
+        EXPECT_NEAR(std::abs(element) * tiny, 0.5, 1e-12);
+    const double least = std::numeric_limits<double>::denorm_min();
+    const matrix<TypeParam> diagonal(2, 2, {least, 0, 0, 2 * least});
+    const double infinity = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(pinv(diagonal).data, (std::vector<TypeParam>{infinity, 0, 0, infinity}));
+    EXPECT_EQ(matrix_rank(diagonal), 2U);
+    const auto x = lstsq(diagonal, matrix<TypeParam>(2, 1, {6 * least, 6 * least}));
+    EXPECT_EQ(x.data, (std::vector<TypeParam>{6, 3}));
+}
+
 TEST(complex_least_squares, of_entries_whose_modulus_overflows)
 {
     const std::complex<double> big(1.7e308, 1.7e308);
