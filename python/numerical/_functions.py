@@ -209,7 +209,8 @@ def allclose(a, b, rtol=1e-5, atol=1e-8, equal_nan=False):
 def _close(x, y, rtol, atol, equal_nan):
     if x == y:
         return True
-    distance = (x - y).__abs__()
-    if distance <= atol + rtol * y.__abs__():
-        return distance != math.inf
+    apart = x - y  # by hypot: Python's modulus of a complex number may raise an OverflowError
+    distance = math.hypot(apart.real, apart.imag)
+    if distance != math.inf and distance <= atol + rtol * math.hypot(y.real, y.imag):
+        return True
     return equal_nan and x != x and y != y

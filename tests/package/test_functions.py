@@ -131,6 +131,16 @@ def test_comparisons_of_whole_tensors():
     assert nm.allclose(nm.ones((2, 1)), nm.ones(3))
 
 
+def test_complex_numbers_of_any_size_are_compared():
+    parts = [0.0, 1.0, 1e308, -1e308, float("inf"), float("nan")]
+    numbers = [complex(x, y) for x in parts for y in parts]
+    for x, y in itertools.product(numbers, repeat=2):
+        expected = x == y or (np.isfinite([x, y]).all() and np.allclose(x, y))
+        assert nm.allclose([x], [y]) == expected, (x, y)
+        both_nan = x != x and y != y
+        assert nm.allclose([x], [y], equal_nan=True) == (expected or both_nan), (x, y)
+
+
 # --- products ------------------------------------------------------------------------------------
 def test_products_are_numpys():
     a, b = integers((3, 4), "complex128", 1), integers((3, 4), "float64", 2)
