@@ -131,13 +131,13 @@ PyObject* nested_lists(const tensor<T>& a)
     }
 }
 
-// One item, handed over, packed faster than into a tuple of nulls; null with the error set.
-PyObject* tuple_of(PyObject* item)
+// A few items, handed over, packed faster than into a tuple of nulls; null with the error set.
+template <class... Item>
+PyObject* tuple_of(Item*... items)
 {
-    if (item == nullptr)
-        return nullptr;
-    PyObject* tuple = PyTuple_Pack(1, item);
-    Py_DECREF(item);
+    PyObject* tuple =
+        (... && (items != nullptr)) ? PyTuple_Pack(sizeof...(items), items...) : nullptr;
+    (Py_XDECREF(items), ...);
     return tuple;
 }
 
@@ -214,6 +214,8 @@ PyObject* shape_tuple(const any_tensor& value)
     const std::vector<std::size_t>& shape = shape_of(value);
     if (shape.size() == 1)
         return tuple_of(PyLong_FromSize_t(shape[0]));
+    if (shape.size() == 2)
+        return tuple_of(PyLong_FromSize_t(shape[0]), PyLong_FromSize_t(shape[1]));
     owned_ref tuple(PyTuple_New(static_cast<Py_ssize_t>(shape.size())));
     if (!tuple)
         return nullptr;
