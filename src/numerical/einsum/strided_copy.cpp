@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <complex>
+#include <cstdint>
 #include <emmintrin.h>
 
 namespace numerical::detail {
@@ -12,9 +13,10 @@ namespace {
 
 // Tiles of 32 × 32 elements touch few pages on the strided side and use each cache line whole.
 constexpr std::size_t tile = 32;
-// How far a result that isn't written in its order is extended at a time: the zeros that a vector
-// begins with are still in the cache when they are written over.
-constexpr std::size_t growth = 16384;
+template <class T>
+constexpr std::size_t line = 64 / sizeof(T);
+// How many columns of the source complex transposes ask for ahead.
+constexpr std::size_t columns_ahead = 64;
 
 using axes_view = std::span<const loop_axis<1>>;
 
@@ -30,24 +32,12 @@ void transpose_4x4(const double* from, std::size_t from_stride, double* to, std:
         }
 }
 
-void transpose_4x4(const std::complex<double>* from, std::size_t from_stride,
-                   std::complex<double>* to, std::size_t to_stride)
-{
-    for (std::size_t r = 0; r < 4; ++r)
-        for (std::size_t c = 0; c < 4; ++c)
-            _mm_storeu_pd(
-                reinterpret_cast<double*>(to + r * to_stride + c),
-                _mm_loadu_pd(reinterpret_cast<const double*>(from + c * from_stride + r)));
-}
-
 // Asks for `count` elements at each of four rows of the source. They are short stretches far apart,
 // which the processor doesn't foresee.
-template <class T>
-void prefetch_rows(const T* from, std::size_t from_stride, std::size_t count)
+void prefetch_rows(const double* from, std::size_t from_stride, std::size_t count)
 {
-    constexpr std::size_t line = 64 / sizeof(T);
     for (std::size_t c = 0; c < 4; ++c)
-        for (std::size_t r = 0; r < count; r += line)
+        for (std::size_t r = 0; r < count; r += line<double>)
             __builtin_prefetch(from + c * from_stride + r);
 }
 
@@ -60,8 +50,7 @@ void transpose_plain(const T* from, std::size_t from_stride, T* to, std::size_t 
             to[r * to_stride + c] = from[c * from_stride + r];
 }
 
-template <class T>
-void transpose_tile(const T* from, std::size_t from_stride, T* to, std::size_t to_stride,
+void transpose_tile(const double* from, std::size_t from_stride, double* to, std::size_t to_stride,
                     std::size_t rows, std::size_t cols, bool more_cols)
 {
     const std::size_t whole_rows = rows & ~std::size_t{3};
@@ -77,6 +66,27 @@ void transpose_tile(const T* from, std::size_t from_stride, T* to, std::size_t t
                     whole_rows, cols - whole_cols);
     transpose_plain(from + whole_rows, from_stride, to + whole_rows * to_stride, to_stride,
                     rows - whole_rows, cols);
+}
+
+// The rows of a line of the source: the lines of the columns, far apart, are asked for ahead, and
+// few rows are written at once, each in its order.
+void transpose_line(const std::complex<double>* from, std::size_t from_stride,
+                    std::complex<double>* to, std::size_t to_stride, std::size_t cols)
+{
+    for (std::size_t c = 0; c < cols; ++c, from += from_stride, ++to) {
+        if (c + columns_ahead < cols)
+            __builtin_prefetch(from + columns_ahead * from_stride);
+        for (std::size_t r = 0; r < line<std::complex<double>>; ++r)
+            _mm_storeu_pd(reinterpret_cast<double*>(to + r * to_stride),
+                          _mm_loadu_pd(reinterpret_cast<const double*>(from + r)));
+    }
+}
+
+// Elements from `address` to the next line.
+std::size_t elements_to_line(const std::complex<double>* address)
+{
+    const auto past_line = reinterpret_cast<std::uintptr_t>(address) % 64;
+    return past_line == 0 ? 0 : (64 - past_line) / sizeof(*address);
 }
 
 // The last axis lies side by side in the source: whole runs are copied.
@@ -107,40 +117,36 @@ void gather(const T* from, axes_view axes, std::vector<T>& out)
     });
 }
 
-// Axis `rows` lies side by side in the source, the last one in the result: a transpose, in strips
-// of the rows, for each position of the axes before and between.
+// Axis `rows` lies side by side in the source, the last one in the result: a transpose for each
+// position of the axes before and between, in strips of the rows if there are axes between.
 template <class T>
-void transpose_axes(const T* from, axes_view axes, std::size_t rows, std::size_t size,
-                    std::vector<T>& out)
+void transpose_axes(const T* from, axes_view axes, std::size_t rows, T* to)
 {
     const axes_view between = axes.subspan(rows + 1, axes.size() - rows - 2);
     const loop_axis<1>& last = axes.back();
+    const std::size_t extent = axes[rows].extent;
+    const std::size_t strip = between.empty() ? extent : tile;
     std::size_t row_stride = last.extent;
     for (const loop_axis<1>& axis : between)
         row_stride *= axis.extent;
 
-    std::size_t done = 0;
     for_each_position<1>(axes.first(rows), {}, [&](const offsets<1>& before) {
-        for (std::size_t r = 0; r < axes[rows].extent; r += tile) {
-            const std::size_t count = std::min(tile, axes[rows].extent - r);
-            const std::size_t end = done + count * row_stride;
-            if (out.size() < end)
-                out.resize(std::min(size, std::max(end, out.size() + growth)));
-            T* to = out.data() + done;
+        for (std::size_t r = 0; r < extent; r += strip) {
+            const std::size_t count = std::min(strip, extent - r);
+            T* place = to;
             for_each_position<1>(between, before, [&](const offsets<1>& at) {
-                transpose_block(from + at[0] + r, last.stride[0], to, row_stride, count,
+                transpose_block(from + at[0] + r, last.stride[0], place, row_stride, count,
                                 last.extent);
-                to += last.extent;
+                place += last.extent;
             });
-            done = end;
+            to += count * row_stride;
         }
     });
 }
 
 } // namespace
 
-template <class T>
-void transpose_block(const T* from, std::size_t from_stride, T* to, std::size_t to_stride,
+void transpose_block(const double* from, std::size_t from_stride, double* to, std::size_t to_stride,
                      std::size_t rows, std::size_t cols)
 {
     for (std::size_t r = 0; r < rows; r += tile)
@@ -148,6 +154,18 @@ void transpose_block(const T* from, std::size_t from_stride, T* to, std::size_t 
             transpose_tile(from + c * from_stride + r, from_stride, to + r * to_stride + c,
                            to_stride, std::min(tile, rows - r), std::min(tile, cols - c),
                            c + 2 * tile <= cols);
+}
+
+void transpose_block(const std::complex<double>* from, std::size_t from_stride,
+                     std::complex<double>* to, std::size_t to_stride, std::size_t rows,
+                     std::size_t cols)
+{
+    constexpr std::size_t whole = line<std::complex<double>>;
+    std::size_t r = std::min(elements_to_line(from), rows);
+    transpose_plain(from, from_stride, to, to_stride, r, cols);
+    for (; r + whole <= rows; r += whole)
+        transpose_line(from + r, from_stride, to + r * to_stride, to_stride, cols);
+    transpose_plain(from + r, from_stride, to + r * to_stride, to_stride, rows - r, cols);
 }
 
 template <class T>
@@ -158,16 +176,19 @@ std::vector<T> strided_copy(const T* from, const std::vector<loop_axis<1>>& axes
     std::size_t size = 1;
     for (const loop_axis<1>& axis : axes)
         size *= axis.extent;
-    std::vector<T> out = reserved<T>(size);
     const auto lies_side_by_side = [](const loop_axis<1>& axis) { return axis.stride[0] == 1; };
     const auto found = std::find_if(axes.begin(), axes.end(), lies_side_by_side);
+    if (found != axes.end() && found + 1 != axes.end()) {
+        std::vector<T> out = uninitialized<T>(size);
+        transpose_axes(from, axes_view(axes), static_cast<std::size_t>(found - axes.begin()),
+                       out.data());
+        return out;
+    }
+    std::vector<T> out = reserved<T>(size);
     if (found == axes.end())
         gather(from, axes_view(axes), out);
-    else if (found + 1 == axes.end())
-        copy_runs(from, axes_view(axes), out);
     else
-        transpose_axes(from, axes_view(axes), static_cast<std::size_t>(found - axes.begin()), size,
-                       out);
+        copy_runs(from, axes_view(axes), out);
     return out;
 }
 
@@ -180,10 +201,6 @@ std::vector<T> permuted(const std::vector<T>& data, const std::string& from, con
     return strided_copy(data.data(), loop_axes<1>(to, {label_strides(from, extents)}, extents));
 }
 
-template void transpose_block(const double*, std::size_t, double*, std::size_t, std::size_t,
-                              std::size_t);
-template void transpose_block(const std::complex<double>*, std::size_t, std::complex<double>*,
-                              std::size_t, std::size_t, std::size_t);
 template std::vector<double> strided_copy(const double*, const std::vector<loop_axis<1>>&);
 template std::vector<std::complex<double>> strided_copy(const std::complex<double>*,
                                                         const std::vector<loop_axis<1>>&);

@@ -6,6 +6,7 @@
 #include "numerical/einsum/loop_axes.hpp"
 #include "numerical/tensor.hpp"
 
+#include <complex>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -49,8 +50,10 @@ private:
 };
 
 // to[r·to_stride + c] = from[c·from_stride + r] for r < rows, c < cols.
-template <class T>
-void transpose_block(const T* from, std::size_t from_stride, T* to, std::size_t to_stride,
+void transpose_block(const double* from, std::size_t from_stride, double* to, std::size_t to_stride,
                      std::size_t rows, std::size_t cols);
+void transpose_block(const std::complex<double>* from, std::size_t from_stride,
+                     std::complex<double>* to, std::size_t to_stride, std::size_t rows,
+                     std::size_t cols);
 
 } // namespace numerical::detail
