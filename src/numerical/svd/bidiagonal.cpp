@@ -41,6 +41,12 @@ bidiagonal_reduction<T> bidiagonalize(std::vector<T> a, std::size_t n)
 {
     if (n < blocked_bidiagonal_order<T>)
         return bidiagonalize_unblocked(std::move(a), n);
+    return bidiagonalize_blocked(std::move(a), n);
+}
+
+template <class T>
+bidiagonal_reduction<T> bidiagonalize_blocked(std::vector<T> a, std::size_t n)
+{
     bidiagonal_reduction<T> out(n);
     std::vector<T> d(n);
     std::vector<T> e(n);
@@ -56,6 +62,8 @@ bidiagonal_reduction<T> bidiagonalize(std::vector<T> a, std::size_t n)
     return out;
 }
 
+template bidiagonal_reduction<double> bidiagonalize_blocked(std::vector<double>, std::size_t);
+template bidiagonal_reduction<complex> bidiagonalize_blocked(std::vector<complex>, std::size_t);
 template bidiagonal_reduction<double> bidiagonalize(std::vector<double>, std::size_t);
 template bidiagonal_reduction<complex> bidiagonalize(std::vector<complex>, std::size_t);
 

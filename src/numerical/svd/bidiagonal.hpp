@@ -18,7 +18,7 @@ namespace numerical::detail {
 // A complex matrix below its order is reduced faster one reflector after the other: it stays in
 // the second cache, and panels cost more than they save.
 template <class T>
-constexpr std::size_t blocked_bidiagonal_order = std::is_same_v<T, double> ? 128 : 320;
+constexpr std::size_t blocked_bidiagonal_order = std::is_same_v<T, double> ? 128 : 400;
 // Complex blocks are multiplied as real ones twice the size, which pays later.
 template <class T>
 constexpr std::size_t blocked_bases_order = std::is_same_v<T, double> ? 64 : 128;
@@ -57,6 +57,10 @@ struct bidiagonal_bases
 // and e signed; otherwise they are non-negative.
 template <class T>
 bidiagonal_reduction<T> bidiagonalize(std::vector<T> a, std::size_t n);
+
+// The same by panels, of any order.
+template <class T>
+bidiagonal_reduction<T> bidiagonalize_blocked(std::vector<T> a, std::size_t n);
 
 // The same one reflector after the other, each applied to the whole trailing matrix.
 template <class T>

@@ -13,6 +13,7 @@ namespace {
 using numerical::detail::bidiagonal_bases;
 using numerical::detail::bidiagonal_reduction;
 using numerical::detail::bidiagonalize;
+using numerical::detail::bidiagonalize_blocked;
 using numerical::detail::bidiagonalize_unblocked;
 using numerical::detail::blocked_bidiagonal_order;
 using numerical::detail::form_bidiagonal_bases;
@@ -85,6 +86,18 @@ TYPED_TEST(bidiagonal, form_and_bases_give_the_matrix_back_on_every_path)
     }
 }
 
+TYPED_TEST(bidiagonal, panels_give_the_matrix_back_on_every_path)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const std::size_t n : {1, 2, 31, 32, 33, 64, 65, 129, 161}) {
+            SCOPED_TRACE(std::to_string(n) + " on path " + std::to_string(path));
+            const auto a = test::random_matrix<TypeParam>(n, n, 1);
+            expect_reduction_of(a, reduced<TypeParam>(bidiagonalize_blocked(a.data, n)));
+        }
+    }
+}
+
 TYPED_TEST(bidiagonal, zero_rows_and_columns_inside_a_panel_need_no_reflector)
 {
     const std::size_t n = 140;
@@ -94,7 +107,7 @@ TYPED_TEST(bidiagonal, zero_rows_and_columns_inside_a_panel_need_no_reflector)
             a.data[i * n + zero] = TypeParam(0);
             a.data[zero * n + i] = TypeParam(0);
         }
-    const reduced<TypeParam> result(bidiagonalize(a.data, n));
+    const reduced<TypeParam> result(bidiagonalize_blocked(a.data, n));
     expect_reduction_of(a, result);
     EXPECT_TRUE(result.form.left_reflectors[0].empty());
     EXPECT_EQ(result.form.d[0], 0.0);
@@ -141,9 +154,9 @@ TYPED_TEST(bidiagonal, negative_diagonal_turns_positive_by_the_left_phase)
 
 TYPED_TEST(bidiagonal, blocked_and_unblocked_forms_agree_but_for_signs)
 {
-    const std::size_t n = blocked_bidiagonal_order<TypeParam> + 5;
+    const std::size_t n = 133;
     const auto a = test::random_matrix<TypeParam>(n, n, 4);
-    const auto blocked = bidiagonalize(a.data, n);
+    const auto blocked = bidiagonalize_blocked(a.data, n);
     const auto unblocked = bidiagonalize_unblocked(a.data, n);
     for (std::size_t i = 0; i < n; ++i) {
         EXPECT_NEAR(std::abs(blocked.d[i]), unblocked.d[i], 1e-11);
@@ -153,7 +166,7 @@ TYPED_TEST(bidiagonal, blocked_and_unblocked_forms_agree_but_for_signs)
 
 TYPED_TEST(bidiagonal, bits_do_not_depend_on_the_number_of_threads)
 {
-    for (const std::size_t n : {100, 330}) {
+    for (const std::size_t n : {100, 410}) {
         const auto a = test::random_matrix<TypeParam>(n, n, 5);
         const auto on = [&](std::size_t threads) {
             const test::thread_limit limit(threads);
