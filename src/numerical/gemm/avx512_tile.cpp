@@ -274,12 +274,8 @@ template <std::size_t rows, class Rows, elements kind, class Columns>
         a.advance();
         b += t.ldb;
     };
-    if (t.kc % 2 != 0)
+    for (std::size_t left = t.kc; left != 0; --left)
         add_position();
-    for (std::size_t left = t.kc / 2; left != 0; --left) {
-        add_position();
-        add_position();
-    }
 }
 
 // A function of its own for each shape, so that no shape's registers suffer from another's.
