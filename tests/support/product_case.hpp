@@ -67,7 +67,8 @@ private:
 template <class T>
 bool same_bits(const std::vector<T>& x, const std::vector<T>& y)
 {
-    return x.size() == y.size() && std::memcmp(x.data(), y.data(), x.size() * sizeof(T)) == 0;
+    return x.size() == y.size() &&
+           (x.empty() || std::memcmp(x.data(), y.data(), x.size() * sizeof(T)) == 0);
 }
 
 inline std::string label(const product_shape& s)
