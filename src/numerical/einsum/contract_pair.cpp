@@ -100,6 +100,25 @@ std::vector<T> batched_product(const batch_sizes& sizes, const T* a, const T* b,
     return result;
 }
 
+// Whether B may be packed from its columns, which spares a copy of it by rows. A single number is a
+// dot product, with an order of its own.
+template <class T>
+bool packs_columns(const batch_sizes& sizes)
+{
+    return std::is_same_v<T, double> && sizes.batches == 1 && sizes.m * sizes.n != 1 &&
+           worth_tiles(sizes.m, sizes.n, sizes.k);
+}
+
+template <class T>
+std::vector<T> product_by_columns(const batch_sizes& sizes, const T* a, const T* b)
+{
+    const auto [batches, m, n, k] = sizes;
+    std::vector<T> result = uninitialized<T>(elements_of_result(sizes));
+    if constexpr (std::is_same_v<T, double>)
+        gemm_new_by_columns(m, n, k, a, k, b, k, result.data(), n);
+    return result;
+}
+
 } // namespace
 
 template <class T>
@@ -129,10 +148,17 @@ std::optional<tensor<T>> contract_pair(const std::string& a_labels, const tensor
         return contract_pair<T>(b_labels, b, a_labels, a, output, summed, extents);
 
     const ordered_elements<T> left({a_labels, a}, batch + a_free + summed, extents);
-    const ordered_elements<T> right({b_labels, b}, batch + summed + b_free, extents);
+    const std::string right_labels = batch + summed + b_free;
     const bool in_passing = transposed && transposes_each(sizes);
-    std::vector<T> result = batched_product(sizes, left.data(), right.data(),
-                                            in_passing ? gemm_batch_transposed<T> : gemm_batch<T>);
+    std::vector<T> result;
+    if (b_labels == batch + b_free + summed && b_labels != right_labels && !in_passing &&
+        packs_columns<T>(sizes)) {
+        result = product_by_columns(sizes, left.data(), b.data.data());
+    } else {
+        const ordered_elements<T> right({b_labels, b}, right_labels, extents);
+        result = batched_product(sizes, left.data(), right.data(),
+                                 in_passing ? gemm_batch_transposed<T> : gemm_batch<T>);
+    }
     if (!in_order && !in_passing)
         result = permuted(result, canonical, output, extents);
     return tensor<T>(extents_of(output, extents), std::move(result));

@@ -142,6 +142,13 @@ void gemm_new(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size
     any_product<T>({m, n, k, a, lda, b, ldb, c, ldc, into_c::store});
 }
 
+void gemm_new_by_columns(std::size_t m, std::size_t n, std::size_t k, const double* a,
+                         std::size_t lda, const double* b, std::size_t ldb, double* c,
+                         std::size_t ldc)
+{
+    by_tiles({m, n, k, a, lda, b, ldb, c, ldc, into_c::store, order_of_b::by_columns});
+}
+
 namespace {
 
 template <class Place>

@@ -28,6 +28,12 @@ template <class T>
 void gemm_new(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
               std::size_t ldb, T* c, std::size_t ldc);
 
+// The same by tiles, whatever the size, with B's columns in memory one after the other, ldb apart:
+// they are turned into rows while they are packed.
+void gemm_new_by_columns(std::size_t m, std::size_t n, std::size_t k, const double* a,
+                         std::size_t lda, const double* b, std::size_t ldb, double* c,
+                         std::size_t ldc);
+
 struct batch_sizes
 {
     std::size_t batches;

@@ -36,8 +36,9 @@ struct panel_source
 {
     const T* first;
     std::size_t step;
-    std::size_t stride; // of A's rows in place, of B's positions
+    std::size_t stride; // of A's rows in place, of B's positions, or of B's columns before packing
     bool in_place;
+    order_of_b order = order_of_b::by_rows;
 };
 
 // C[rows × cols] += A[rows × depth]·B[depth × cols], depth <= kc and cols <= nc.
@@ -90,6 +91,9 @@ void product_block<Kernel, T>::pack(const packing_storage<T>& panels)
             const std::size_t last = std::min(first + group_cols, cols);
             if constexpr (Kernel::parts == 2)
                 pack_parts_of_b<nr>(b.first, b.stride, first, last, depth, panels.b);
+            else if (b.order == order_of_b::by_columns)
+                pack_a<nr>(b.first, b.stride, first, last, depth,
+                           panels.b); // its rows, side by side
             else
                 pack_b<nr>(b.first, b.stride, first, last, depth, panels.b);
         } else {
@@ -222,7 +226,8 @@ void gemm_packed(const product_operands<T>& p)
 {
     using tile_of = blocking<Kernel>;
     const bool a_in_place = reads_a_in_place<Kernel>(p.m, p.n, p.lda);
-    const bool b_in_place = reads_b_in_place<Kernel>(p.m, a_in_place);
+    const bool by_columns = p.b_order == order_of_b::by_columns;
+    const bool b_in_place = !by_columns && reads_b_in_place<Kernel>(p.m, a_in_place);
     const auto multiply_blocks = [&](const auto& pack) {
         for (std::size_t j = 0; j < p.n; j += tile_of::nc)
             for (std::size_t l = 0; l < p.k; l += tile_of::kc) {
@@ -230,7 +235,8 @@ void gemm_packed(const product_operands<T>& p)
                                                std::min(p.n - j, tile_of::nc),
                                                std::min(p.k - l, tile_of::kc),
                                                {p.a + Kernel::parts * l, p.lda, p.lda, a_in_place},
-                                               {p.b + l * p.ldb + j, 1, p.ldb, b_in_place},
+                                               {p.b + (by_columns ? j * p.ldb + l : l * p.ldb + j),
+                                                1, p.ldb, b_in_place, p.b_order},
                                                p.c + j,
                                                p.ldc,
                                                l == 0 ? p.into : into_c::add};

@@ -212,6 +212,11 @@ void pack_parts_of_b(const double* b, std::size_t ldb, std::size_t first, std::s
     }
 }
 
+template void pack_a<16>(const double*, std::size_t, std::size_t, std::size_t, std::size_t,
+                         double*);
+template void pack_a<8>(const double*, std::size_t, std::size_t, std::size_t, std::size_t, double*);
+template void pack_a<6>(const std::complex<double>*, std::size_t, std::size_t, std::size_t,
+                        std::size_t, std::complex<double>*);
 template void pack_a<12>(const double*, std::size_t, std::size_t, std::size_t, std::size_t,
                          double*);
 template void pack_a<6>(const double*, std::size_t, std::size_t, std::size_t, std::size_t, double*);

@@ -16,6 +16,9 @@ struct batch_steps
     std::size_t b;
 };
 
+// How B lies in memory: row after row, or column after column with a stride from one to the next.
+enum class order_of_b { by_rows, by_columns };
+
 template <class T>
 struct product_operands
 {
@@ -29,6 +32,7 @@ struct product_operands
     T* c; // m × n
     std::size_t ldc;
     into_c into = into_c::add;
+    order_of_b b_order = order_of_b::by_rows;
 
     product_operands later(std::size_t count, const batch_steps& steps, T* later_c) const
     {

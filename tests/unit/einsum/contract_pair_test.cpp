@@ -6,6 +6,7 @@
 #include "reference_einsum.hpp"
 #include "thrown.hpp"
 
+#include <array>
 #include <gtest/gtest.h>
 
 namespace {
@@ -187,6 +188,23 @@ TEST(contract_pair, of_reals_gives_the_same_bits_in_either_order_of_operands)
             EXPECT_EQ(one->data, other->data);
             EXPECT_EQ(one->data,
                       numerical::detail::permuted(turned->data, "bik", "bki", table_of(map)));
+        }
+}
+
+TEST(contract_pair, of_reals_gives_the_same_bits_for_an_operand_by_columns)
+{
+    for (const auto& [m, n, k] : std::vector<std::array<std::size_t, 3>>{
+             {1, 1, 600}, {1, 2, 600}, {3, 4, 5}, {8, 8, 8}, {40, 33, 300}, {250, 30, 17}})
+        for (const int path : test::available_paths()) {
+            const test::path_limit limit(path);
+            const test::extent_map map{{'i', m}, {'j', k}, {'k', n}};
+            const tensor<double> a({m, k}, test::random_vector<double>(m * k, 1));
+            const tensor<double> b({n, k}, test::random_vector<double>(n * k, 2));
+            const tensor<double> by_rows(
+                {k, n}, numerical::detail::permuted(b.data, "kj", "jk", table_of(map)));
+            const auto want = contracted<double>({{"ij", "jk"}, "ik"}, {a, by_rows}, map);
+            EXPECT_EQ(contracted<double>({{"ij", "kj"}, "ik"}, {a, b}, map)->data, want->data);
+            EXPECT_EQ(contracted<double>({{"kj", "ij"}, "ik"}, {b, a}, map)->data, want->data);
         }
 }
 

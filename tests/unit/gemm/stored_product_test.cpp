@@ -69,6 +69,33 @@ TYPED_TEST(stored_product, has_the_bits_of_one_on_zeros_at_every_block_edge)
         expect_bits_of_product_on_zeros<TypeParam>(shape);
 }
 
+TEST(stored_product_by_columns, has_the_bits_of_one_by_rows)
+{
+    for (const product_shape& shape : {product_shape{1, 64, 8},
+                                       {30, 40, 256},
+                                       {31, 37, 257},
+                                       {16, 16, 700},
+                                       {9, 2049, 20},
+                                       {300, 17, 33},
+                                       {17, 300, 9},
+                                       {300, 131, 530},
+                                       {64, 64, 64}})
+        for (const int path : test::available_paths()) {
+            const test::path_limit limit(path);
+            product_case<double> want(shape, test::random_vector<double>);
+            product_case<double> got = want;
+            want.run(gemm_new<double>);
+            const std::size_t ldb = shape.k + 3;
+            std::vector<double> columns(shape.n * ldb, nan);
+            for (std::size_t l = 0; l < shape.k; ++l)
+                for (std::size_t j = 0; j < shape.n; ++j)
+                    columns[j * ldb + l] = got.b_first()[l * got.ldb + j];
+            gemm_new_by_columns(shape.m, shape.n, shape.k, got.a_first(), got.lda, columns.data(),
+                                ldb, got.c_first(), got.ldc);
+            ASSERT_TRUE(test::same_bits(got.c, want.c)) << label(shape) << ", path " << path;
+        }
+}
+
 TYPED_TEST(stored_product, by_rows_has_the_bits_of_one_on_zeros)
 {
     for (std::size_t m = 1; m <= 5; ++m)
