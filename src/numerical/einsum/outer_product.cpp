@@ -3,17 +3,12 @@
 #include "numerical/einsum/strided_copy.hpp"
 #include "numerical/storage.hpp"
 
-#include <algorithm>
-#include <array>
 #include <complex>
 #include <utility>
 #include <vector>
 
 namespace numerical::detail {
 namespace {
-
-// Products are made here and then copied out: a stretch stays in the first-level cache.
-constexpr std::size_t stretch_elements = 256;
 
 // out[i] = 0 + a[i·a_step]·b[i·b_step], as a sum of one term; the steps are 0 or 1.
 template <std::size_t a_step, std::size_t b_step, class T>
@@ -24,18 +19,13 @@ void multiply_stretch(const T* a, const T* b, T* out, std::size_t count)
 }
 
 template <class T>
-void append_products(const T* a, const T* b, const loop_axis<2>& axis, std::vector<T>& out)
+void multiply_axis(const T* a, const T* b, const loop_axis<2>& axis, T* out)
 {
     const auto [a_step, b_step] = axis.stride;
     const auto multiply = a_step == 0   ? multiply_stretch<0, 1, T>
                           : b_step == 0 ? multiply_stretch<1, 0, T>
                                         : multiply_stretch<1, 1, T>;
-    std::array<T, stretch_elements> stretch;
-    for (std::size_t first = 0; first < axis.extent; first += stretch_elements) {
-        const std::size_t count = std::min(stretch_elements, axis.extent - first);
-        multiply(a + first * a_step, b + first * b_step, stretch.data(), count);
-        out.insert(out.end(), stretch.data(), stretch.data() + count);
-    }
+    multiply(a, b, out, axis.extent);
 }
 
 // The labels in the order in which they stand in the output.
@@ -61,15 +51,17 @@ tensor<T> outer_product(const labelled<T>& a, const labelled<T>& b, const std::s
     const ordered_elements<T> left(a, a_labels, extents);
     const ordered_elements<T> right(b, b_labels, extents);
 
-    std::vector<T> result = reserved<T>(extent_product(output, extents));
-    if (extent_product(output, extents) != 0) {
+    std::vector<T> result = uninitialized<T>(extent_product(output, extents));
+    if (!result.empty()) {
         auto axes = loop_axes<2>(
             output, {label_strides(a_labels, extents), label_strides(b_labels, extents)}, extents);
         if (axes.empty())
             axes.push_back({1, {}});
         const std::span<const loop_axis<2>> all(axes);
+        T* out = result.data();
         for_each_position<2>(all.first(all.size() - 1), {}, [&](const offsets<2>& at) {
-            append_products(left.data() + at[0], right.data() + at[1], all.back(), result);
+            multiply_axis(left.data() + at[0], right.data() + at[1], all.back(), out);
+            out += all.back().extent;
         });
     }
     return tensor<T>(extents_of(output, extents), std::move(result));
