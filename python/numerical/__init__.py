@@ -9,7 +9,8 @@ Tensors are dense, immutable, float64 or complex128. Names follow NumPy; numeric
 decompositions. The functions of the compiled module are here as well, under their own names.
 """
 
-from . import _indexing, _methods, _numerical, _operators, linalg
+from . import _native_module  # first: it makes the type of _numerical
+from . import _matrices, _methods, _numerical, _promotion, linalg
 from ._config import cpu_quota, show_config
 from ._conversion import array, asarray, complex128, float64, from_dlpack
 from ._creation import (
@@ -39,6 +40,7 @@ determinant = _numerical.determinant
 eigh = linalg.eigh
 inverse = _numerical.inverse
 
-for _methods_of in (_operators, _indexing, _methods):
-    for _name, _function in _methods_of.METHODS.items():
-        setattr(Tensor, _name, _function)
+_native_module.native._connect(asarray, _promotion.defers_to, _matrices.annotate)
+
+for _name, _function in _methods.METHODS.items():
+    setattr(Tensor, _name, _function)

@@ -13,6 +13,7 @@ from ._functions import mean as _mean
 from ._functions import min as _min
 from ._functions import sum as _sum
 from ._memory import rebuilt, to_bytes
+from ._native_module import native
 from ._numerical import Tensor
 from ._shaping import permute_dims, ravel, reshape, swapaxes
 
@@ -52,21 +53,10 @@ def _real_item(t, kind):
     return value
 
 
-def _refuse_comparison(symbol):
-    def compare(self, other):
-        raise TypeError(
-            f"tensors have no element-wise '{symbol}', as there is no bool dtype: use"
-            " numerical.allclose or numerical.array_equal, or compare np.asarray(t)"
-        )
-
-    return compare
-
-
 def _refuse_assignment(self, index, value):
     raise TypeError(
-        "tensors are immutable, so that their buffers can be shared: join the parts by concatenate"
-        " or mix two tensors by a mask, a * (1 - mask) + b * mask; or work in np.array(t) and come"
-        " back by asarray"
+        "tensors are immutable, so that their buffers can be shared: t.at[index].set(values) gives"
+        " a changed copy, and so do add, multiply, min and max in place of set"
     )
 
 
@@ -165,7 +155,53 @@ def _text(t):
     return tensor_text(t)
 
 
+class _Places:
+    """What t.at[index] gives: the selected places, and the changed copies that can be made of t."""
+
+    __slots__ = ("_tensor", "_index")
+
+    def __init__(self, tensor, index):
+        self._tensor, self._index = tensor, index
+
+    def set(self, values):
+        """A copy with the selected elements replaced; the values broadcast to them."""
+        return native.updated(self._tensor, self._index, values, "set")
+
+    def add(self, values):
+        """A copy with the values added; a place selected twice collects both."""
+        return native.updated(self._tensor, self._index, values, "add")
+
+    def multiply(self, values):
+        """A copy with the selected elements multiplied by the values."""
+        return native.updated(self._tensor, self._index, values, "multiply")
+
+    def min(self, values):
+        """A copy with the smaller of element and value at each selected place."""
+        return native.updated(self._tensor, self._index, values, "min")
+
+    def max(self, values):
+        """A copy with the larger of element and value at each selected place."""
+        return native.updated(self._tensor, self._index, values, "max")
+
+    def get(self):
+        """The selected elements, t[index]."""
+        return self._tensor[self._index]
+
+
+class _At:
+    """t.at, to be indexed: t.at[index].set(values) is t with other elements at that index."""
+
+    __slots__ = ("_tensor",)
+
+    def __init__(self, tensor):
+        self._tensor = tensor
+
+    def __getitem__(self, index):
+        return _Places(self._tensor, index)
+
+
 METHODS = {
+    "at": property(_At, doc="Changed copies: t.at[index].set(values), and add, multiply, min, max."),
     "T": property(permute_dims, doc="The axes in reverse order."),
     "mT": property(_matrix_axes, doc="The last two axes exchanged."),
     "mH": property(_hermitian_transpose, doc="The conjugate of mT."),
@@ -197,12 +233,6 @@ METHODS = {
     "__copy__": _itself,
     "__deepcopy__": _deep_itself,
     "__reduce__": _reduce_for_pickle,
-    "__eq__": _refuse_comparison("=="),
-    "__ne__": _refuse_comparison("!="),
-    "__lt__": _refuse_comparison("<"),
-    "__le__": _refuse_comparison("<="),
-    "__gt__": _refuse_comparison(">"),
-    "__ge__": _refuse_comparison(">="),
     "__setitem__": _refuse_assignment,
     "__delitem__": _refuse_deletion,
     "__dlpack__": _dlpack,

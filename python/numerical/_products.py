@@ -6,54 +6,17 @@ from . import _numerical
 from ._conversion import asarray
 from ._functions import conj
 from ._memory import row_major_strides, with_strides
+from ._native_module import native
 from ._promotion import same_dtype
-from ._shaping import _LETTERS, broadcast_to, normalized_axes, ravel, reshape
+from ._shaping import _LETTERS, normalized_axes, ravel, reshape
 from ._einsum import einsum
+
+matmul = native.matmul
 
 
 def _vector(a, b):
     a, b = same_dtype(a, b)
     return ravel(a), ravel(b)
-
-
-def matmul(a, b):
-    """The matrix product, as @: vectors count as a row or a column, leading axes are stacked.
-
-    ValueError if the inner extents differ or an operand has rank 0.
-    """
-    a, b = same_dtype(a, b)
-    ranks = (a.ndim, b.ndim)
-    if ranks == (2, 2) and a.shape[1] == b.shape[0]:
-        return _numerical.einsum("ij,jk->ik", a, b)
-    if 0 in ranks:
-        raise ValueError("matmul takes no tensor of rank 0; use * instead")
-    inner = b.shape[-2] if b.ndim > 1 else b.shape[0]
-    if a.shape[-1] != inner:
-        raise ValueError(
-            f"matmul: inner extents differ, {a.shape[-1]} of {a.shape} and {inner} of {b.shape}"
-        )
-    if ranks == (1, 1):
-        return _numerical.einsum("i,i->", a, b).tolist()
-    if b.ndim == 1:
-        return reshape(_stacked_product(a, reshape(b, (inner, 1))), a.shape[:-1])
-    if a.ndim == 1:
-        product = _stacked_product(reshape(a, (1, inner)), b)
-        return reshape(product, (*b.shape[:-2], b.shape[-1]))
-    return _stacked_product(a, b)
-
-
-def _stacked_product(a, b):
-    """Rank 2 and more: one matrix product for each place of the broadcast leading axes."""
-    if b.ndim == 2:  # the stack's rows flatten into one matrix
-        rows = math.prod(a.shape[:-1])
-        flat = _numerical.einsum("ij,jk->ik", reshape(a, (rows, a.shape[-1])), b)
-        return reshape(flat, (*a.shape[:-1], b.shape[-1]))
-    stack = broadcast_shape(a.shape[:-2], b.shape[:-2])
-    count = math.prod(stack)
-    left = reshape(broadcast_to(a, (*stack, *a.shape[-2:])), (count, *a.shape[-2:]))
-    right = reshape(broadcast_to(b, (*stack, *b.shape[-2:])), (count, *b.shape[-2:]))
-    product = _numerical.einsum("bij,bjk->bik", left, right)
-    return reshape(product, (*stack, a.shape[-2], b.shape[-1]))
 
 
 def broadcast_shape(a, b):

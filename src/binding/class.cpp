@@ -1,25 +1,19 @@
 #include "binding/class.hpp"
 
-#include <array>
 #include <cstring>
+#include <new>
 #include <string>
 
 namespace marlinth::binding {
 namespace {
 
-// Slots in the order in which they are filled, ended by a zero entry.
-struct slot_list
+// Appends a slot, unless there is nothing to fill it with.
+template <class Pointer>
+void add(std::vector<PyType_Slot>& slots, int slot, Pointer value)
 {
-    std::array<PyType_Slot, 9> slots{};
-    std::size_t count = 0;
-
-    template <class Pointer>
-    void add(int slot, Pointer value)
-    {
-        if (value != nullptr)
-            slots[count++] = {slot, reinterpret_cast<void*>(value)};
-    }
-};
+    if (value != nullptr)
+        slots.push_back({slot, reinterpret_cast<void*>(value)});
+}
 
 } // namespace
 
@@ -35,23 +29,27 @@ const char* short_name(const char* dotted)
 }
 
 PyObject* make_type(const class_definition& definition)
-{
-    slot_list list;
-    list.add(Py_tp_dealloc, definition.dealloc);
-    list.add(Py_tp_methods, definition.methods);
-    list.add(Py_tp_getset, definition.getsets);
-    list.add(Py_tp_repr, definition.repr);
-    list.add(Py_tp_richcompare, definition.richcompare);
-    list.add(Py_tp_hash, definition.hash);
+try {
+    std::vector<PyType_Slot> slots = definition.slots;
+    add(slots, Py_tp_dealloc, definition.dealloc);
+    add(slots, Py_tp_methods, definition.methods);
+    add(slots, Py_tp_getset, definition.getsets);
+    add(slots, Py_tp_repr, definition.repr);
+    add(slots, Py_tp_richcompare, definition.richcompare);
+    add(slots, Py_tp_hash, definition.hash);
     if (definition.init != nullptr) {
-        list.add(Py_tp_new, PyType_GenericNew);
-        list.add(Py_tp_init, definition.init);
+        add(slots, Py_tp_new, PyType_GenericNew);
+        add(slots, Py_tp_init, definition.init);
     }
+    slots.push_back({0, nullptr});
     const unsigned int flags = definition.init != nullptr
                                    ? 0
                                    : static_cast<unsigned int>(Py_TPFLAGS_DISALLOW_INSTANTIATION);
-    PyType_Spec spec{definition.name, definition.basicsize, 0, flags, list.slots.data()};
+    PyType_Spec spec{definition.name, definition.basicsize, 0, flags, slots.data()};
     return PyType_FromSpec(&spec);
+
+} catch (const std::bad_alloc&) {
+    return PyErr_NoMemory();
 }
 
 } // namespace marlinth::binding

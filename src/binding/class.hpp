@@ -51,6 +51,15 @@ std::vector<PyGetSetDef>& class_getsets()
     return getsets;
 }
 
+// Slots besides those that every class has: operators, subscripts, comparisons. CPython copies
+// them.
+template <class T>
+std::vector<PyType_Slot>& class_slots()
+{
+    static std::vector<PyType_Slot> slots;
+    return slots;
+}
+
 // Whether the object is of the class, uninitialized or not.
 template <class T>
 bool is_instance(PyObject* object)
@@ -121,6 +130,7 @@ struct class_definition
     destructor dealloc;
     PyMethodDef* methods;
     PyGetSetDef* getsets;
+    const std::vector<PyType_Slot>& slots;
 };
 
 // The text behind the last dot.
@@ -159,7 +169,8 @@ public:
         if (!end_tables())
             return;
         type = make_type({class_name<T>(), sizeof(wrapped_object<T>), init, repr, richcompare, hash,
-                          class_dealloc<T>, class_methods<T>().data(), class_getsets<T>().data()});
+                          class_dealloc<T>, class_methods<T>().data(), class_getsets<T>().data(),
+                          class_slots<T>()});
         if (type != nullptr && PyModule_AddObjectRef(module, name, type) < 0)
             Py_DECREF(std::exchange(type, nullptr));
     }

@@ -43,6 +43,9 @@ public:
 
     explicit operator bool() const { return object != nullptr; }
 
+    // Takes over a new reference in place of the one held, which is dropped.
+    void reset(PyObject* reference) { const owned_ref dropped(std::exchange(object, reference)); }
+
     // Hands the reference over to the caller.
     PyObject* release() { return std::exchange(object, nullptr); }
 

@@ -12,7 +12,14 @@
 
 namespace numerical::boundary {
 
-// table.cpp: makes the class or adds the one there is, and appends the functions' rows.
+// module.cpp: adds the exception numerical.error, which is made once. False with the error set.
+bool add_exception(PyObject* module);
+
+// table.cpp: makes the class Tensor, or takes the one there is, and adds it to the module. Where it
+// fails, the error is set.
+void define_tensor_class(PyObject* module);
+
+// The same, and appends the functions' rows.
 void marlinth_module_register(binding::module_builder<marlinth_module_error>& builder);
 
 // settings.cpp

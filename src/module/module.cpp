@@ -27,20 +27,6 @@ std::vector<PyMethodDef>& marlinth_module_table()
 PyModuleDef marlinth_module_def = {
     PyModuleDef_HEAD_INIT, "_numerical", nullptr, -1, nullptr, nullptr, nullptr, nullptr, nullptr};
 
-// A second initialization adds the exception of the first, as it does with the class: code that
-// catches the error of either module catches what both raise.
-bool add_exception(PyObject* module)
-{
-    const bool first = marlinth_module_error_storage == nullptr;
-    owned_ref error(first ? PyErr_NewException("numerical.error", nullptr, nullptr)
-                          : owned_ref::to(marlinth_module_error_storage).release());
-    if (!error || PyModule_AddObjectRef(module, "error", error.get()) < 0)
-        return false;
-    if (first)
-        marlinth_module_error_storage = error.release();
-    return true;
-}
-
 bool fill(PyObject* module)
 {
     marlinth_module_table().clear();
@@ -58,6 +44,20 @@ bool fill(PyObject* module)
 }
 
 } // namespace
+
+// A second initialization adds the exception of the first, as it does with the class: code that
+// catches the error of either module catches what both raise.
+bool add_exception(PyObject* module)
+{
+    const bool first = marlinth_module_error_storage == nullptr;
+    owned_ref error(first ? PyErr_NewException("numerical.error", nullptr, nullptr)
+                          : owned_ref::to(marlinth_module_error_storage).release());
+    if (!error || PyModule_AddObjectRef(module, "error", error.get()) < 0)
+        return false;
+    if (first)
+        marlinth_module_error_storage = error.release();
+    return true;
+}
 
 PyObject* marlinth_module_error()
 {

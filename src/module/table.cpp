@@ -196,13 +196,18 @@ const PyMethodDef functions[] = {
 
 } // namespace
 
-void marlinth_module_register(binding::module_builder<marlinth_module_error>& builder)
+void define_tensor_class(PyObject* module)
 {
     binding::class_<any_tensor> tensor_class(
-        builder.module, binding::class_init<any_tensor, marlinth_module_error, tensor_factory>);
+        module, binding::class_init<any_tensor, marlinth_module_error, tensor_factory>);
     if (binding::class_type<any_tensor>() == nullptr)
         define_class();
     tensor_class.finish();
+}
+
+void marlinth_module_register(binding::module_builder<marlinth_module_error>& builder)
+{
+    define_tensor_class(builder.module);
     builder.table.insert(builder.table.end(), std::begin(functions), std::end(functions));
 }
 

@@ -89,13 +89,13 @@ bool is_number_to(const tensor<T>& a, const tensor<T>& b)
 
 // The result of row(form, a, b, out, n), which writes n elements from operands that move by `form`.
 // Like shapes and a number on one side, which is what most operands are, are a single row.
-template <class T, class Row>
-tensor<T> broadcast_rows(const tensor<T>& a, const tensor<T>& b, Row row)
+template <class Out, class T, class Row>
+tensor<Out> broadcast_rows(const tensor<T>& a, const tensor<T>& b, Row row)
 {
     const auto single_row = [&](row_form form, const tensor<T>& like) {
-        std::vector<T> data = uninitialized<T>(like.data.size());
+        std::vector<Out> data = uninitialized<Out>(like.data.size());
         row(form, a.data.data(), b.data.data(), data.data(), data.size());
-        return tensor<T>(like.shape, std::move(data));
+        return tensor<Out>(like.shape, std::move(data));
     };
     if (is_number_to(a, b))
         return single_row(row_form::left, a);
@@ -104,13 +104,13 @@ tensor<T> broadcast_rows(const tensor<T>& a, const tensor<T>& b, Row row)
     if (a.shape == b.shape)
         return single_row(row_form::both, a);
     broadcast_walk walk(a.shape, b.shape);
-    std::vector<T> data = uninitialized<T>(walk.count);
+    std::vector<Out> data = uninitialized<Out>(walk.count);
     const row_form form = walk.form();
     walk.each_row([&](std::size_t left, std::size_t right, std::size_t out) {
         row(form, a.data.data() + left, b.data.data() + right, data.data() + out,
             walk.row_length());
     });
-    return tensor<T>(std::move(walk.shape), std::move(data));
+    return tensor<Out>(std::move(walk.shape), std::move(data));
 }
 
 } // namespace detail
@@ -120,7 +120,7 @@ template <class T, class F>
 tensor<T> broadcast_apply(const tensor<T>& a, const tensor<T>& b, F f)
 {
     using detail::row_form;
-    return detail::broadcast_rows(
+    return detail::broadcast_rows<T>(
         a, b, [&f](row_form form, const T* x, const T* y, T* out, std::size_t n) {
             const std::size_t step_x = form == row_form::right ? 0 : 1;
             const std::size_t step_y = form == row_form::left ? 0 : 1;

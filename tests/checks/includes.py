@@ -31,6 +31,7 @@ ALLOWED = {
     "numerical/svd": NUMERICAL + SVD,
     "numerical/einsum": NUMERICAL + EINSUM,
     "binding": ["binding"],
+    "package": ["package", "module", "binding"] + NUMERICAL + SVD + EINSUM + ELEMENTWISE,
     "module": ["module", "binding"] + NUMERICAL + SVD + EINSUM + ELEMENTWISE,
 }
 

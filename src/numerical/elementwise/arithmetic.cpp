@@ -81,7 +81,7 @@ template <class Row, class T>
 tensor<T> by_rows(const rows_by_form<Row>& few, const rows_by_form<Row>& many, const tensor<T>& a,
                   const tensor<T>& b)
 {
-    return detail::broadcast_rows(
+    return detail::broadcast_rows<T>(
         a, b, [&few, &many](row_form form, const T* x, const T* y, T* out, std::size_t n) {
             const rows_by_form<Row>& rows = n < 16 ? few : many;
             const row_place<T> at{form, x, y, out};
@@ -122,7 +122,7 @@ tensor<complex> by_checked_rows(const rows_by_form<detail::checked_row>& rows, s
             count = std::min(block, n);
         }
     };
-    return detail::broadcast_rows(a, b, checked_row);
+    return detail::broadcast_rows<complex>(a, b, checked_row);
 }
 
 tensor<complex> products(const tensor<complex>& a, const tensor<complex>& b)

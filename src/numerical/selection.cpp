@@ -1,0 +1,198 @@
+#include "numerical/selection.hpp"
+
+#include "numerical/broadcast.hpp"
+#include "numerical/checks.hpp"
+#include "numerical/errors.hpp"
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <complex>
+#include <cstring>
+#include <type_traits>
+
+namespace numerical {
+namespace {
+
+std::size_t count_of(const selection& of)
+{
+    std::size_t count = 1;
+    for (const std::size_t extent : of.shape)
+        count = detail::checked_mul(count, extent);
+    return count;
+}
+
+// Offset of step i of a loop.
+std::ptrdiff_t place(const selection_loop& loop, const std::ptrdiff_t* table, std::size_t i)
+{
+    return loop.by_table ? table[i] : static_cast<std::ptrdiff_t>(i) * loop.stride;
+}
+
+// Calls row(offset) for the innermost loop, once for each step of the loops around it.
+template <class Row>
+void each_row(const selection& of, const Row& row)
+{
+    const std::size_t outer = of.loops.size() - 1;
+    std::vector<std::size_t> index(outer, 0);
+    for (;;) {
+        std::ptrdiff_t offset = of.origin;
+        for (std::size_t l = 0; l < outer; ++l)
+            offset += place(of.loops[l], of.table.data(), index[l]);
+        row(offset);
+        std::size_t l = outer;
+        while (l > 0 && ++index[l - 1] == of.loops[l - 1].count)
+            index[--l] = 0;
+        if (l == 0)
+            return;
+    }
+}
+
+template <class T>
+void copy_strided(const T* from, std::ptrdiff_t stride, std::size_t count, T* to)
+{
+    if (stride == 1) {
+        std::memcpy(static_cast<void*>(to), from, count * sizeof(T));
+        return;
+    }
+    for (std::size_t i = 0; i < count; ++i)
+        to[i] = from[static_cast<std::ptrdiff_t>(i) * stride];
+}
+
+template <class T>
+void copy_by_table(const T* from, const std::ptrdiff_t* table, std::size_t count, T* to)
+{
+    for (std::size_t i = 0; i < count; ++i)
+        to[i] = from[table[i]];
+}
+
+// The offsets of the values, which broadcast to the selection, in the form of a selection of its
+// own: the same loops over other strides.
+template <class T>
+selection places_of_values(const selection& at, const tensor<T>& values)
+{
+    const std::size_t rank = at.shape.size();
+    bool fits = values.shape.size() <= rank;
+    for (std::size_t axis = 0; fits && axis < values.shape.size(); ++axis) {
+        const std::size_t extent = at.shape[rank - values.shape.size() + axis];
+        fits = values.shape[axis] == 1 || values.shape[axis] == extent;
+    }
+    if (!fits)
+        throw dimension_error("values of shape " + detail::shape_text(values.shape) +
+                              " cannot be broadcast to the selected shape " +
+                              detail::shape_text(at.shape));
+    const std::vector<std::size_t> strides = detail::broadcast_strides(values.shape, rank);
+    selection places;
+    places.shape = at.shape;
+    std::size_t axis = 0;
+    for (const selection_loop& loop : at.loops) {
+        if (!loop.by_table) {
+            places.loops.push_back(
+                {loop.count, static_cast<std::ptrdiff_t>(strides[axis++]), false});
+            continue;
+        }
+        places.loops.push_back({loop.count, 0, true});
+        places.table.resize(loop.count);
+        for (std::size_t i = 0; i < loop.count; ++i) {
+            std::size_t rest = i;
+            std::size_t offset = 0;
+            for (std::size_t j = axis + at.table_rank; j-- > axis;) {
+                offset += rest % at.shape[j] * strides[j];
+                rest /= at.shape[j];
+            }
+            places.table[i] = static_cast<std::ptrdiff_t>(offset);
+        }
+        axis += at.table_rank;
+    }
+    return places;
+}
+
+template <class T, class F>
+void update_each(T* data, const selection& at, const T* values, const selection& places,
+                 const F& change)
+{
+    const selection_loop& inner = at.loops.back();
+    const selection_loop& inner_values = places.loops.back();
+    std::vector<std::ptrdiff_t> first_values;
+    each_row(places, [&](std::ptrdiff_t offset) { first_values.push_back(offset); });
+    std::size_t row = 0;
+    each_row(at, [&](std::ptrdiff_t offset) {
+        const std::ptrdiff_t value = first_values[row++];
+        for (std::size_t i = 0; i < inner.count; ++i)
+            change(data[offset + place(inner, at.table.data(), i)],
+                   values[value + place(inner_values, places.table.data(), i)]);
+    });
+}
+
+double lower(double x, double y)
+{
+    return x != x || x < y ? x : y;
+}
+
+double higher(double x, double y)
+{
+    return x != x || x > y ? x : y;
+}
+
+template <class T>
+void update(T* data, const selection& at, update_operation operation, const T* values,
+            const selection& places)
+{
+    const auto each = [&](const auto& change) { update_each(data, at, values, places, change); };
+    switch (operation) {
+    case update_operation::set:
+        return each([](T& x, const T& y) { x = y; });
+    case update_operation::add:
+        return each([](T& x, const T& y) { x += y; });
+    case update_operation::multiply:
+        return each([](T& x, const T& y) { x *= y; });
+    case update_operation::minimum:
+        if constexpr (std::is_same_v<T, double>)
+            each([](T& x, const T& y) { x = lower(x, y); });
+        return;
+    case update_operation::maximum:
+        if constexpr (std::is_same_v<T, double>)
+            each([](T& x, const T& y) { x = higher(x, y); });
+        return;
+    }
+}
+
+} // namespace
+
+template <class T>
+tensor<T> gather(const tensor<T>& a, const selection& from)
+{
+    const std::size_t count = count_of(from);
+    std::vector<T> data = detail::uninitialized<T>(count);
+    if (count != 0) {
+        const selection_loop& inner = from.loops.back();
+        T* to = data.data();
+        each_row(from, [&](std::ptrdiff_t offset) {
+            if (inner.by_table)
+                copy_by_table(a.data.data() + offset, from.table.data(), inner.count, to);
+            else
+                copy_strided(a.data.data() + offset, inner.stride, inner.count, to);
+            to += inner.count;
+        });
+    }
+    return tensor<T>(from.shape, std::move(data));
+}
+
+template <class T>
+tensor<T> updated(const tensor<T>& a, const selection& at, update_operation operation,
+                  const tensor<T>& values)
+{
+    const selection places = places_of_values(at, values);
+    std::vector<T> data = detail::copy_of(a.data.data(), a.data.size());
+    if (count_of(at) != 0)
+        update(data.data(), at, operation, values.data.data(), places);
+    return tensor<T>(a.shape, std::move(data));
+}
+
+template tensor<double> gather(const tensor<double>&, const selection&);
+template tensor<std::complex<double>> gather(const tensor<std::complex<double>>&, const selection&);
+template tensor<double> updated(const tensor<double>&, const selection&, update_operation,
+                                const tensor<double>&);
+template tensor<std::complex<double>> updated(const tensor<std::complex<double>>&, const selection&,
+                                              update_operation,
+                                              const tensor<std::complex<double>>&);
+
+} // namespace numerical

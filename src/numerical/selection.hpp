@@ -1,0 +1,53 @@
+#pragma once
+
+// Elements of a tensor picked by arrays of positions: what indexing by lists, arrays and masks
+// comes down to, for reading and for making a changed copy. Ranges alone are the business of take.
+//
+// The result is walked in row-major order by loops, one for each axis that a range selects and one
+// for all axes of the broadcast arrays of positions together. The element at i, j, ... lies
+//
+//     origin + place(i) + place(j) + ...
+//
+// elements from the first of the source, where place(i) is i·stride for a range and table[i] for
+// the arrays.
+
+#include "numerical/tensor.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical {
+
+struct selection_loop
+{
+    std::size_t count;
+    std::ptrdiff_t stride; // unused by the loop that reads the table
+    bool by_table;         // at most one loop of a selection
+};
+
+struct selection
+{
+    std::vector<std::size_t> shape; // of the result
+    std::ptrdiff_t origin = 0;
+    std::vector<selection_loop> loops; // the last one runs fastest
+    std::vector<std::ptrdiff_t> table; // offsets of the elements that the arrays name
+    std::size_t table_axis = 0;        // first axis of the result that the arrays make
+    std::size_t table_rank = 0;        // and how many they make
+};
+
+// The selected elements. Every one must lie in the tensor.
+template <class T>
+tensor<T> gather(const tensor<T>& a, const selection& from);
+
+enum class update_operation { set, add, multiply, minimum, maximum };
+
+// A copy of `a` in which each selected element is replaced by `operation` of itself and its value.
+// The values broadcast to the selection's shape: dimension_error "values of shape (2,) cannot be
+// broadcast to the selected shape (3,)". A place that is selected several times takes its values in
+// row-major order: the last one set stands, and sums and products collect them all. Minimum and
+// maximum give NaN where either side is NaN.
+template <class T>
+tensor<T> updated(const tensor<T>& a, const selection& at, update_operation operation,
+                  const tensor<T>& values);
+
+} // namespace numerical

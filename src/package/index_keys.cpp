@@ -1,0 +1,482 @@
+#include "package/index_keys.hpp"
+
+#include "binding/caster.hpp"
+#include "binding/errors.hpp"
+#include "binding/fastcall.hpp"
+#include "numerical/broadcast.hpp"
+#include "numerical/checks.hpp"
+#include "package/operand.hpp"
+
+#include <algorithm>
+#include <limits>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace numerical::package {
+namespace {
+
+using binding::fail;
+using binding::not_null;
+using binding::owned_ref;
+using shape_list = std::vector<std::size_t>;
+
+// Deeper lists are taken for ones that contain themselves; NumPy's arrays end there as well.
+constexpr int deepest_list = 64;
+
+// An array key before it is known where it stands.
+struct read_array
+{
+    bool is_mask = false;
+    shape_list shape;
+    std::vector<std::ptrdiff_t> numbers; // positions, or 0 and 1 of a mask
+};
+
+[[noreturn]] void refuse_key(const std::string& kind)
+{
+    fail(PyExc_IndexError, "a tensor is indexed by ints, slices, Ellipsis, None, lists or arrays of"
+                           " ints, and masks, not " +
+                               kind);
+}
+
+bool is_bool(PyObject* object)
+{
+    if (PyBool_Check(object))
+        return true;
+    if (PyLong_CheckExact(object))
+        return false;
+    const std::string kind = binding::py_type_name(object);
+    return kind == "bool_" || kind == "bool"; // NumPy's, which have an index as well
+}
+
+bool is_list(PyObject* object)
+{
+    constexpr unsigned long kinds = Py_TPFLAGS_LIST_SUBCLASS | Py_TPFLAGS_TUPLE_SUBCLASS;
+    return (PyType_GetFlags(Py_TYPE(object)) & kinds) != 0;
+}
+
+// The object's integer; one beyond what any axis has becomes the nearest that Py_ssize_t holds.
+std::ptrdiff_t integer_of(PyObject* object)
+{
+    const Py_ssize_t value = PyNumber_AsSsize_t(object, nullptr);
+    if (value == -1 && PyErr_Occurred() != nullptr)
+        binding::throw_pending_error();
+    return value;
+}
+
+[[noreturn]] void refuse_position(const std::string& place, std::size_t axis, std::size_t extent)
+{
+    fail(PyExc_IndexError, "index " + place + " is out of bounds for axis " + std::to_string(axis) +
+                               " with size " + std::to_string(extent));
+}
+
+// Reads nested lists of ints or of bools, level by level.
+class list_reader
+{
+public:
+    read_array array;
+
+    explicit list_reader(PyObject* list)
+    {
+        append_level(list, 0);
+        array.is_mask = bools.value_or(false);
+    }
+
+private:
+    std::optional<bool> bools;       // once a leaf has told
+    std::optional<std::size_t> rank; // once a level without lists has told
+
+    [[noreturn]] static void refuse_ragged()
+    {
+        fail(PyExc_IndexError, "the lists of an index are ragged");
+    }
+
+    void append_level(PyObject* list, std::size_t depth)
+    {
+        if (depth >= deepest_list)
+            fail(PyExc_ValueError, "the lists of an index are nested more than 64 deep");
+        const auto length = static_cast<std::size_t>(PySequence_Size(list));
+        if (depth == array.shape.size())
+            array.shape.push_back(length);
+        else if (array.shape[depth] != length)
+            refuse_ragged();
+        if (length == 0)
+            end_at(depth + 1);
+        for (std::size_t i = 0; i < length; ++i) {
+            const binding::sequence_item item(list, static_cast<Py_ssize_t>(i));
+            if (!item)
+                binding::throw_pending_error();
+            append_item(item.get(), depth);
+        }
+    }
+
+    void append_item(PyObject* item, std::size_t depth)
+    {
+        if (!is_list(item)) {
+            end_at(depth + 1);
+            append_leaf(item);
+            return;
+        }
+        if (rank.value_or(depth + 2) < depth + 2)
+            refuse_ragged();
+        append_level(item, depth + 1);
+    }
+
+    void end_at(std::size_t depth)
+    {
+        if (rank.value_or(depth) != depth)
+            refuse_ragged();
+        rank = depth;
+    }
+
+    void append_leaf(PyObject* item)
+    {
+        const bool truth = is_bool(item);
+        if (!truth && PyIndex_Check(item) == 0)
+            refuse_key("a list of " + binding::py_type_name(item));
+        if (bools.value_or(truth) != truth)
+            fail(PyExc_IndexError, "a list in an index holds either ints or bools, not both");
+        bools = truth;
+        array.numbers.push_back(truth ? (PyObject_IsTrue(item) != 0 ? 1 : 0) : integer_of(item));
+    }
+};
+
+read_array from_list(PyObject* list)
+{
+    return std::move(list_reader(list).array);
+}
+
+void append_values(const any_tensor& values, read_array& into)
+{
+    into.shape = boundary::shape_of(values);
+    const std::vector<double>& data = std::get<tensor<double>>(values).data;
+    into.numbers.reserve(data.size());
+    for (const double x : data)
+        into.numbers.push_back(static_cast<std::ptrdiff_t>(x));
+}
+
+read_array from_tensor(PyObject* object)
+{
+    const any_tensor& value = value_of(object);
+    const auto* mask = std::get_if<tensor<double>>(&value);
+    const auto is_truth = [](double x) { return x == 0.0 || x == 1.0; };
+    if (mask == nullptr || mask->shape.empty() ||
+        !std::all_of(mask->data.begin(), mask->data.end(), is_truth))
+        fail(PyExc_IndexError, "a tensor in an index is a mask of zeros and ones, as a comparison"
+                               " gives; name positions by a list or an array of ints");
+    read_array array;
+    array.is_mask = true;
+    append_values(value, array);
+    return array;
+}
+
+// The letter for the kind of elements that an array interface tells, 0 if there is none.
+char kind_of(PyObject* object)
+{
+    const owned_ref interface(PyObject_GetAttrString(object, "__array_interface__"));
+    if (!interface) {
+        if (PyErr_ExceptionMatches(PyExc_AttributeError) == 0)
+            binding::throw_pending_error();
+        PyErr_Clear();
+        return 0;
+    }
+    const owned_ref typestr(not_null(PyMapping_GetItemString(interface.get(), "typestr")));
+    const std::string text = binding::to_text(typestr.get());
+    return text.size() > 1 ? text[1] : '?';
+}
+
+read_array from_array(PyObject* object)
+{
+    const char kind = kind_of(object);
+    if (kind == 0)
+        refuse_key(binding::py_type_name(object));
+    if (kind != 'b' && kind != 'i' && kind != 'u')
+        refuse_key("an array of other numbers");
+    const owned_ref values(
+        not_null(PyObject_CallFunctionObjArgs(callbacks().asarray, object, nullptr)));
+    read_array array;
+    array.is_mask = kind == 'b';
+    append_values(value_of(values.get()), array);
+    return array;
+}
+
+bool is_array(PyObject* key)
+{
+    return is_list(key) || is_tensor(key) ||
+           (PyIndex_Check(key) != 0 && PySequence_Check(key) != 0) ||
+           (PyIndex_Check(key) == 0 && !PySlice_Check(key) && key != Py_None && key != Py_Ellipsis);
+}
+
+// Reads the keys from left to right, axis by axis.
+class reader
+{
+public:
+    reader(std::vector<PyObject*> given, const shape_list& of_shape) : shape(of_shape)
+    {
+        for (PyObject* key : given)
+            arrays.push_back(is_array(key) ? std::optional(array_of(key)) : std::nullopt);
+        expand(std::move(given));
+    }
+
+    index_keys take() { return std::move(out); }
+
+private:
+    const shape_list& shape;
+    std::vector<std::optional<read_array>> arrays; // for each given key
+    std::size_t axis = 0;
+    index_keys out;
+
+    static read_array array_of(PyObject* key)
+    {
+        if (is_list(key))
+            return from_list(key);
+        return is_tensor(key) ? from_tensor(key) : from_array(key);
+    }
+
+    std::size_t axes_of(PyObject* key, std::size_t i) const
+    {
+        if (key == Py_None || key == Py_Ellipsis)
+            return 0;
+        return arrays[i] && arrays[i]->is_mask ? arrays[i]->shape.size() : 1;
+    }
+
+    // Ellipsis, or the end of the index, stands for all axes that no key is for.
+    void expand(std::vector<PyObject*> given)
+    {
+        std::size_t indexed = 0;
+        for (std::size_t i = 0; i < given.size(); ++i)
+            indexed += axes_of(given[i], i);
+        if (indexed > shape.size())
+            fail(PyExc_IndexError, "too many indices: the tensor has " +
+                                       std::to_string(shape.size()) + " axes, " +
+                                       std::to_string(indexed) + " were indexed");
+        const auto ellipses = std::count(given.begin(), given.end(), Py_Ellipsis);
+        if (ellipses > 1)
+            fail(PyExc_IndexError, "an index can have one ellipsis only");
+        const std::size_t whole = shape.size() - indexed;
+        for (std::size_t i = 0; i < given.size(); ++i) {
+            if (given[i] == Py_Ellipsis)
+                add_whole(whole);
+            else
+                add(given[i], arrays[i]);
+        }
+        if (ellipses == 0)
+            add_whole(whole);
+    }
+
+    void add_whole(std::size_t axes)
+    {
+        for (std::size_t i = 0; i < axes; ++i)
+            add_range({0, 1, static_cast<long>(shape[axis]), true});
+    }
+
+    void add_range(const axis_range& range)
+    {
+        out.keys.push_back({.kind = key_kind::range, .range = range, .axis = axis++});
+    }
+
+    void add_integer(std::ptrdiff_t place)
+    {
+        const std::ptrdiff_t at = position_on(place, axis, shape[axis]);
+        out.keys.push_back({.kind = key_kind::integer, .range = {at, 1, 1, false}, .axis = axis++});
+    }
+
+    void add(PyObject* key, std::optional<read_array>& array)
+    {
+        if (key == Py_None)
+            out.keys.push_back({.kind = key_kind::new_axis});
+        else if (array)
+            add_array(std::move(*array));
+        else if (PySlice_Check(key))
+            add_range(range_of(key, shape[axis]));
+        else if (is_bool(key))
+            refuse_key(binding::py_type_name(key));
+        else
+            add_number(key);
+    }
+
+    void add_number(PyObject* key)
+    {
+        const std::ptrdiff_t place = integer_of(key);
+        constexpr auto beyond = std::numeric_limits<std::ptrdiff_t>::max();
+        if (place == beyond || place == -beyond - 1) { // named as it was given
+            const owned_ref text(not_null(PyObject_Str(key)));
+            refuse_position(binding::as_utf8(text.get()), axis, shape[axis]);
+        }
+        add_integer(place);
+    }
+
+    void add_array(read_array array)
+    {
+        if (array.is_mask) {
+            add_mask(array);
+            return;
+        }
+        if (array.shape.empty()) {
+            add_integer(array.numbers[0]);
+            return;
+        }
+        out.keys.push_back({.kind = key_kind::array, .axis = axis++, .array = out.arrays.size()});
+        out.arrays.push_back({std::move(array.shape), std::move(array.numbers)});
+    }
+
+    // The places of a mask as an array of positions for each of its axes.
+    void add_mask(const read_array& mask)
+    {
+        const auto first = shape.begin() + static_cast<std::ptrdiff_t>(axis);
+        if (!std::equal(mask.shape.begin(), mask.shape.end(), first) || mask.shape.empty())
+            fail(PyExc_IndexError, "a mask of shape " + detail::shape_text(mask.shape) +
+                                       " doesn't fit the axes from " + std::to_string(axis) +
+                                       " on of shape " + detail::shape_text(shape));
+        const auto count = static_cast<std::size_t>(
+            std::count(mask.numbers.begin(), mask.numbers.end(), std::ptrdiff_t{1}));
+        std::size_t inner = 1; // elements of the axes behind this one
+        const std::size_t rank = mask.shape.size();
+        std::vector<position_array> places(rank, {{count}, {}});
+        for (std::size_t j = rank; j-- > 0; inner *= mask.shape[j]) {
+            places[j].places.reserve(count);
+            for (std::size_t i = 0; i < mask.numbers.size(); ++i)
+                if (mask.numbers[i] == 1)
+                    places[j].places.push_back(
+                        static_cast<std::ptrdiff_t>(i / inner % mask.shape[j]));
+        }
+        for (position_array& of_axis : places) {
+            out.keys.push_back(
+                {.kind = key_kind::array, .axis = axis++, .array = out.arrays.size()});
+            out.arrays.push_back(std::move(of_axis));
+        }
+    }
+};
+
+shape_list common_shape(const index_keys& keys)
+{
+    shape_list common;
+    for (const position_array& array : keys.arrays) {
+        try {
+            common = broadcast_shape(common, array.shape);
+        } catch (const std::exception&) {
+            fail(PyExc_IndexError, "the arrays of an index don't broadcast together: shapes " +
+                                       detail::shape_text(common) + " and " +
+                                       detail::shape_text(array.shape));
+        }
+    }
+    return common;
+}
+
+// Adds the offsets that one array gives to the places of the table.
+void add_to_table(const position_array& array, const shape_list& common, std::ptrdiff_t stride,
+                  std::vector<std::ptrdiff_t>& table)
+{
+    if (array.shape == common) {
+        for (std::size_t i = 0; i < table.size(); ++i)
+            table[i] += array.places[i] * stride;
+        return;
+    }
+    const shape_list strides = detail::broadcast_strides(array.shape, common.size());
+    for (std::size_t i = 0; i < table.size(); ++i) {
+        std::size_t rest = i;
+        std::size_t from = 0;
+        for (std::size_t axis = common.size(); axis-- > 0;) {
+            from += rest % common[axis] * strides[axis];
+            rest /= common[axis];
+        }
+        table[i] += array.places[from] * stride;
+    }
+}
+
+bool is_advanced(const index_key& key)
+{
+    return key.kind == key_kind::array || key.kind == key_kind::integer;
+}
+
+// Whether a slice or a new axis stands between two of the arrays and ints.
+bool are_apart(const std::vector<index_key>& keys)
+{
+    const auto first = std::find_if(keys.begin(), keys.end(), is_advanced);
+    if (first == keys.end())
+        return false;
+    const auto last = std::find_if(keys.rbegin(), keys.rend(), is_advanced).base();
+    return !std::all_of(first, last, is_advanced);
+}
+
+} // namespace
+
+axis_range range_of(PyObject* slice, std::size_t extent)
+{
+    Py_ssize_t start = 0;
+    Py_ssize_t stop = 0;
+    Py_ssize_t step = 0;
+    if (PySlice_Unpack(slice, &start, &stop, &step) < 0)
+        binding::throw_pending_error();
+    const Py_ssize_t count =
+        PySlice_AdjustIndices(static_cast<Py_ssize_t>(extent), &start, &stop, step);
+    return {start, step, count, true};
+}
+
+std::ptrdiff_t position_on(std::ptrdiff_t place, std::size_t axis, std::size_t extent)
+{
+    const auto size = static_cast<std::ptrdiff_t>(extent);
+    if (place < -size || place >= size)
+        refuse_position(std::to_string(place), axis, extent);
+    return place < 0 ? place + size : place;
+}
+
+index_keys read_keys(PyObject* key, const std::vector<std::size_t>& shape)
+{
+    std::vector<PyObject*> given;
+    if (PyTuple_Check(key)) {
+        for (Py_ssize_t i = 0; i < PyTuple_Size(key); ++i)
+            given.push_back(PyTuple_GetItem(key, i));
+    } else {
+        given.push_back(key);
+    }
+    return reader(std::move(given), shape).take();
+}
+
+selection select(const index_keys& keys, const std::vector<std::size_t>& shape,
+                 const std::vector<std::size_t>& strides)
+{
+    const shape_list common = common_shape(keys);
+    selection out;
+    out.table.assign(detail::element_count(common), 0);
+    out.table_rank = common.size();
+    const auto add_table = [&] {
+        out.table_axis = out.shape.size();
+        out.shape.insert(out.shape.end(), common.begin(), common.end());
+        out.loops.push_back({out.table.size(), 0, true});
+    };
+    bool placed = are_apart(keys.keys);
+    if (placed)
+        add_table();
+    for (const index_key& key : keys.keys) {
+        const auto stride =
+            key.kind == key_kind::new_axis ? 0 : static_cast<std::ptrdiff_t>(strides[key.axis]);
+        if (is_advanced(key) && !std::exchange(placed, true))
+            add_table();
+        switch (key.kind) {
+        case key_kind::array: {
+            position_array checked = keys.arrays[key.array];
+            for (std::ptrdiff_t& place : checked.places)
+                place = position_on(place, key.axis, shape[key.axis]);
+            add_to_table(checked, common, stride, out.table);
+            break;
+        }
+        case key_kind::integer:
+            out.origin += key.range.start * stride;
+            break;
+        case key_kind::new_axis:
+            out.shape.push_back(1);
+            out.loops.push_back({1, 0, false});
+            break;
+        case key_kind::range:
+            out.origin += key.range.count == 0 ? 0 : key.range.start * stride;
+            out.shape.push_back(static_cast<std::size_t>(key.range.count));
+            out.loops.push_back(
+                {static_cast<std::size_t>(key.range.count), key.range.step * stride, false});
+            break;
+        }
+    }
+    return out;
+}
+
+} // namespace numerical::package

@@ -1,0 +1,52 @@
+#pragma once
+
+// The keys of one index, read: what each selects from the tensor's axes.
+
+#include "binding/python.hpp"
+#include "numerical/selection.hpp"
+#include "numerical/take.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::package {
+
+// Positions on one or more axes, from an array of ints or from a mask, whose true places they are.
+struct position_array
+{
+    std::vector<std::size_t> shape;
+    std::vector<std::ptrdiff_t> places; // not yet checked against the axis; may count from the end
+};
+
+enum class key_kind { new_axis, range, integer, array };
+
+struct index_key
+{
+    key_kind kind;
+    axis_range range{};    // of a range or an integer
+    std::size_t axis = 0;  // of the tensor; unused by new_axis
+    std::size_t array = 0; // index into index_keys::arrays
+};
+
+struct index_keys
+{
+    std::vector<index_key> keys; // one for each axis of the tensor and each None, in their order
+    std::vector<position_array> arrays;
+};
+
+// Reads `key` for a tensor of that shape; IndexError as subscript.hpp says.
+index_keys read_keys(PyObject* key, const std::vector<std::size_t>& shape);
+
+// What a slice selects from an axis.
+axis_range range_of(PyObject* slice, std::size_t extent);
+
+// Where the keys lead, for keys with at least one array. IndexError where arrays don't broadcast or
+// a position is out of bounds.
+selection select(const index_keys& keys, const std::vector<std::size_t>& shape,
+                 const std::vector<std::size_t>& strides);
+
+// The position counted from the front; IndexError "index 5 is out of bounds for axis 0 with size
+// 3".
+std::ptrdiff_t position_on(std::ptrdiff_t place, std::size_t axis, std::size_t extent);
+
+} // namespace numerical::package

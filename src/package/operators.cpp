@@ -1,0 +1,190 @@
+#include "package/operators.hpp"
+
+#include "binding/caster.hpp"
+#include "binding/fastcall.hpp"
+#include "numerical/elementwise/arithmetic.hpp"
+#include "numerical/elementwise/comparison.hpp"
+#include "numerical/elementwise/unary.hpp"
+#include "package/operand.hpp"
+
+#include <optional>
+#include <stdexcept>
+#include <variant>
+
+namespace numerical::package {
+namespace {
+
+using binding::not_null;
+using binding::owned_ref;
+using boundary::marlinth_module_error;
+using boundary::wrap;
+
+PyObject* not_implemented()
+{
+    Py_INCREF(Py_NotImplemented);
+    return Py_NotImplemented;
+}
+
+bool has_attribute(PyObject* object, const char* name)
+{
+    const owned_ref value(PyObject_GetAttrString(object, name));
+    if (value)
+        return true;
+    if (PyErr_ExceptionMatches(PyExc_AttributeError) == 0)
+        binding::throw_pending_error();
+    PyErr_Clear();
+    return false;
+}
+
+// Whether an object that is no Tensor may be an operand beside one.
+bool is_operand(PyObject* object)
+{
+    if (is_number(object) || PyList_CheckExact(object) || PyTuple_CheckExact(object))
+        return true;
+    if (!has_attribute(object, "__array_interface__"))
+        return false;
+    const owned_ref defers(
+        not_null(PyObject_CallFunctionObjArgs(callbacks().defers_to, object, nullptr)));
+    return PyObject_IsTrue(defers.get()) == 0;
+}
+
+bool are_operands(PyObject* left, PyObject* right)
+{
+    return (is_tensor(left) || is_operand(left)) && (is_tensor(right) || is_operand(right));
+}
+
+// f(left, right) in one dtype, or NotImplemented. Two float64 tensors, which most operands are, and
+// one beside a Python float go straight there.
+template <class F>
+PyObject* of_operands(PyObject* left, PyObject* right, const F& f)
+{
+    if (is_tensor(left) && is_tensor(right)) {
+        const any_tensor& a = value_of(left);
+        const any_tensor& b = value_of(right);
+        if (a.index() == 0 && b.index() == 0)
+            return f(*std::get_if<tensor<double>>(&a), *std::get_if<tensor<double>>(&b));
+    } else if (!are_operands(left, right)) {
+        return not_implemented();
+    }
+    operand a(left);
+    operand b(right);
+    return by_type(a, b, f);
+}
+
+template <arithmetic_operation operation>
+PyObject* arithmetic_slot(PyObject* left, PyObject* right)
+{
+    return binding::translated(marlinth_module_error, [&] {
+        return of_operands(left, right, [](const auto& a, const auto& b) {
+            return wrap(arithmetic(operation, a, b));
+        });
+    });
+}
+
+PyObject* power_slot(PyObject* left, PyObject* right, PyObject* modulus)
+{
+    if (modulus != Py_None)
+        return not_implemented();
+    return arithmetic_slot<arithmetic_operation::power>(left, right);
+}
+
+PyObject* product_slot(PyObject* left, PyObject* right)
+{
+    return binding::translated(marlinth_module_error, [&] {
+        const bool scalar = is_number(left) || is_number(right);
+        if (scalar || !are_operands(left, right))
+            return not_implemented();
+        return matrix_product(left, right);
+    });
+}
+
+PyObject* negative_slot(PyObject* self)
+{
+    return binding::translated(marlinth_module_error, [&] {
+        return std::visit([](const auto& a) { return wrap(negative(a)); }, value_of(self));
+    });
+}
+
+PyObject* positive_slot(PyObject* self)
+{
+    Py_INCREF(self);
+    return self;
+}
+
+PyObject* absolute_slot(PyObject* self)
+{
+    return binding::translated(marlinth_module_error, [&] {
+        return wrap(*std::visit([](const auto& a) { return unary("abs", a); }, value_of(self)));
+    });
+}
+
+std::optional<comparison> comparison_of(int code)
+{
+    switch (code) {
+    case Py_LT:
+        return comparison::less;
+    case Py_LE:
+        return comparison::less_equal;
+    case Py_EQ:
+        return comparison::equal;
+    case Py_NE:
+        return comparison::not_equal;
+    case Py_GT:
+        return comparison::greater;
+    case Py_GE:
+        return comparison::greater_equal;
+    default:
+        return std::nullopt;
+    }
+}
+
+// A mask; of two operands of rank 0 Python's own truth, which loops and max() ask for.
+PyObject* truth_or_mask(tensor<double>&& mask)
+{
+    return mask.shape.empty() ? PyBool_FromLong(mask.data[0] != 0) : wrap(std::move(mask));
+}
+
+bool is_order(comparison by)
+{
+    return by != comparison::equal && by != comparison::not_equal;
+}
+
+PyObject* comparison_slot(PyObject* left, PyObject* right, int code)
+{
+    return binding::translated(marlinth_module_error, [&] {
+        const std::optional<comparison> by = comparison_of(code);
+        if (!by)
+            return not_implemented();
+        return of_operands(left, right, [&](const auto& a, const auto& b) -> PyObject* {
+            if constexpr (std::is_same_v<decltype(a), const tensor<complex>&>)
+                if (is_order(*by))
+                    binding::fail(PyExc_TypeError,
+                                  "complex128 has no order: compare real parts or moduli");
+            return truth_or_mask(compare(*by, a, b));
+        });
+    });
+}
+
+template <class Function>
+PyType_Slot slot(int number, Function function)
+{
+    return {number, reinterpret_cast<void*>(function)};
+}
+
+} // namespace
+
+void add_operator_slots(std::vector<PyType_Slot>& slots)
+{
+    slots.push_back(slot(Py_nb_add, arithmetic_slot<arithmetic_operation::add>));
+    slots.push_back(slot(Py_nb_subtract, arithmetic_slot<arithmetic_operation::subtract>));
+    slots.push_back(slot(Py_nb_multiply, arithmetic_slot<arithmetic_operation::multiply>));
+    slots.push_back(slot(Py_nb_true_divide, arithmetic_slot<arithmetic_operation::divide>));
+    slots.push_back(slot(Py_nb_power, power_slot));
+    slots.push_back(slot(Py_nb_matrix_multiply, product_slot));
+    slots.push_back(slot(Py_nb_negative, negative_slot));
+    slots.push_back(slot(Py_nb_positive, positive_slot));
+    slots.push_back(slot(Py_nb_absolute, absolute_slot));
+    slots.push_back(slot(Py_tp_richcompare, comparison_slot));
+}
+
+} // namespace numerical::package

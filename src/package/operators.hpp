@@ -1,0 +1,22 @@
+#pragma once
+
+// The operators of Tensor as type slots: arithmetic, matrix product, signs and comparisons.
+//
+// The other operand may be a Tensor, a Python number, a list or tuple, or an array that exposes
+// __array_interface__. Anything else, and what asks to be handled first (the callback defers_to),
+// gets NotImplemented, so that Python asks the other side.
+
+#include "binding/python.hpp"
+
+#include <vector>
+
+namespace numerical::package {
+
+// Appends the slots of the operators.
+void add_operator_slots(std::vector<PyType_Slot>& slots);
+
+// a @ b by the rules of matmul, for operands that may still have to be converted. ValueError where
+// an operand has rank 0 or the inner extents differ.
+PyObject* matrix_product(PyObject* a, PyObject* b);
+
+} // namespace numerical::package

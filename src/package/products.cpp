@@ -1,0 +1,163 @@
+#include "package/products.hpp"
+
+#include "module/tensor_object.hpp"
+#include "numerical/broadcast.hpp"
+#include "numerical/checks.hpp"
+#include "numerical/einsum/einsum.hpp"
+#include "numerical/gemm/gemm.hpp"
+#include "numerical/runtime/parallel_for.hpp"
+#include "numerical/storage.hpp"
+#include "package/operators.hpp"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace numerical::package {
+namespace {
+
+using boundary::gil_release;
+using boundary::gil_release_threshold;
+using boundary::number;
+using boundary::wrap;
+using shape_list = std::vector<std::size_t>;
+
+// One operand of a stacked product: matrices of rows × cols, dense, one after the other.
+struct stacked
+{
+    shape_list lead;
+    std::size_t rows;
+    std::size_t cols;
+
+    std::size_t step() const { return rows * cols; }
+};
+
+// The rank of a vector operand is raised on the side where it is summed.
+stacked as_left(const shape_list& shape)
+{
+    if (shape.size() == 1)
+        return {{}, 1, shape[0]};
+    return {shape_list(shape.begin(), shape.end() - 2), shape.end()[-2], shape.end()[-1]};
+}
+
+stacked as_right(const shape_list& shape)
+{
+    if (shape.size() == 1)
+        return {{}, shape[0], 1};
+    return as_left(shape);
+}
+
+void check_inner(const shape_list& a, const shape_list& b)
+{
+    if (a.empty() || b.empty())
+        binding::fail(PyExc_ValueError, "matmul takes no tensor of rank 0; use * instead");
+    const std::size_t left = a.back();
+    const std::size_t right = b.size() > 1 ? b.end()[-2] : b[0];
+    if (left != right)
+        binding::fail(PyExc_ValueError, "matmul: inner extents differ, " + std::to_string(left) +
+                                            " of " + detail::shape_text(a) + " and " +
+                                            std::to_string(right) + " of " + detail::shape_text(b));
+}
+
+shape_list broadcast_lead(const stacked& a, const stacked& b)
+{
+    try {
+        return broadcast_shape(a.lead, b.lead);
+    } catch (const std::exception& failure) {
+        binding::fail(PyExc_ValueError, failure.what());
+    }
+}
+
+// Offsets in matrices of operand `of` for each place of the broadcast stack.
+shape_list matrices_of(const stacked& of, const shape_list& lead, std::size_t count)
+{
+    const shape_list strides = detail::broadcast_strides(of.lead, lead.size());
+    shape_list places(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        std::size_t rest = i;
+        for (std::size_t axis = lead.size(); axis-- > 0;) {
+            places[i] += rest % lead[axis] * strides[axis];
+            rest /= lead[axis];
+        }
+    }
+    return places;
+}
+
+template <class T>
+void multiply_stack(const stacked& left, const T* a, const stacked& right, const T* b,
+                    const shape_list& lead, std::size_t count, T* c)
+{
+    const auto [m, n, k] = std::tuple(left.rows, right.cols, left.cols);
+    if (left.lead == lead && right.lead == lead) {
+        detail::gemm_batch({count, m, n, k}, a, b, c);
+        return;
+    }
+    const shape_list from_a = matrices_of(left, lead, count);
+    const shape_list from_b = matrices_of(right, lead, count);
+    detail::parallel_for(count, m * n * k / 16, [&, m = m, n = n, k = k](std::size_t i) {
+        detail::gemm_new(m, n, k, a + from_a[i] * left.step(), k, b + from_b[i] * right.step(), n,
+                         c + i * m * n, n);
+    });
+}
+
+// The axes of the result: those of the stack, then rows and columns, which a vector doesn't have.
+shape_list result_shape(shape_list lead, const stacked& left, bool row, const stacked& right,
+                        bool column)
+{
+    if (!row)
+        lead.push_back(left.rows);
+    if (!column)
+        lead.push_back(right.cols);
+    return lead;
+}
+
+template <class T>
+tensor<T> stacked_product(const tensor<T>& a, const tensor<T>& b)
+{
+    stacked left = as_left(a.shape);
+    const stacked right = as_right(b.shape);
+    const shape_list lead = broadcast_lead(left, right);
+    shape_list shape = result_shape(lead, left, a.shape.size() == 1, right, b.shape.size() == 1);
+    std::vector<T> data = detail::uninitialized<T>(detail::element_count(shape));
+    if (data.empty())
+        return tensor<T>(std::move(shape), std::move(data));
+    const gil_release released(a.data.size() + b.data.size() >= gil_release_threshold);
+    std::size_t count = 1;
+    for (const std::size_t extent : lead)
+        count *= extent;
+    if (right.lead.empty()) { // one matrix on the right: the rows of the whole stack at once
+        detail::gemm_new(count * left.rows, right.cols, left.cols, a.data.data(), left.cols,
+                         b.data.data(), right.cols, data.data(), right.cols);
+    } else {
+        multiply_stack(left, a.data.data(), right, b.data.data(), lead, count, data.data());
+    }
+    return tensor<T>(std::move(shape), std::move(data));
+}
+
+template <class T>
+PyObject* product_of(const tensor<T>& a, const tensor<T>& b)
+{
+    check_inner(a.shape, b.shape);
+    if (a.shape.size() == 1 && b.shape.size() == 1)
+        return number(detail::einsum_impl<T>("i,i->", {&a, &b}).data[0]);
+    return wrap(stacked_product(a, b));
+}
+
+constexpr binding::signature<2> matmul_signature{"matmul", {"a", "b"}};
+
+} // namespace
+
+PyObject* matrix_product(PyObject* left, PyObject* right)
+{
+    operand a(left);
+    operand b(right);
+    return by_type(a, b, [](const auto& x, const auto& y) { return product_of(x, y); });
+}
+
+PyObject* matmul(const binding::call_arguments& call)
+{
+    const auto [a, b] = matmul_signature.bind(call);
+    return matrix_product(a, b);
+}
+
+} // namespace numerical::package

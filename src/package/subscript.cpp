@@ -1,0 +1,207 @@
+#include "package/subscript.hpp"
+
+#include "binding/caster.hpp"
+
+#include "binding/class.hpp"
+#include "module/tensor_object.hpp"
+#include "numerical/short_list.hpp"
+#include "numerical/storage.hpp"
+#include "numerical/take.hpp"
+#include "package/index_keys.hpp"
+
+#include <algorithm>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <variant>
+
+namespace numerical::package {
+namespace {
+
+using binding::fail;
+using boundary::number;
+using boundary::wrap;
+using shape_list = std::vector<std::size_t>;
+
+// The rest of the tensor behind the first axis at one place of it.
+template <class T>
+PyObject* row_at(const tensor<T>& a, std::ptrdiff_t place)
+{
+    const auto at = static_cast<std::size_t>(position_on(place, 0, a.shape[0]));
+    if (a.shape.size() == 1)
+        return number(a.data[at]);
+    const std::size_t size = a.strides[0];
+    return wrap(tensor<T>(shape_list(a.shape.begin() + 1, a.shape.end()),
+                          detail::copy_of(a.data.data() + at * size, size)));
+}
+
+// The element of a matrix.
+template <class T>
+PyObject* element_at(const tensor<T>& a, std::ptrdiff_t row, std::ptrdiff_t column)
+{
+    const auto i = static_cast<std::size_t>(position_on(row, 0, a.shape[0]));
+    const auto j = static_cast<std::size_t>(position_on(column, 1, a.shape[1]));
+    return number(a.data[i * a.shape[1] + j]);
+}
+
+// The result with axes of extent 1 where the index has None.
+template <class T>
+tensor<T> with_new_axes(tensor<T>&& a, const index_keys& keys)
+{
+    shape_list shape;
+    auto extent = a.shape.begin();
+    for (const index_key& key : keys.keys) {
+        if (key.kind == key_kind::new_axis)
+            shape.push_back(1);
+        else if (key.kind == key_kind::range)
+            shape.push_back(*extent++);
+    }
+    return tensor<T>(std::move(shape), std::move(a.data));
+}
+
+// A number where no axis is left.
+template <class T>
+PyObject* taken(const tensor<T>& a, std::span<const axis_range> ranges)
+{
+    const bool any_kept = std::any_of(ranges.begin(), ranges.end(),
+                                      [](const axis_range& range) { return range.kept; });
+    return any_kept ? wrap(take(a, ranges)) : number(take_first(a, ranges));
+}
+
+template <class T>
+PyObject* ranges_of(const tensor<T>& a, const index_keys& keys)
+{
+    detail::short_list<axis_range> ranges(a.shape.size());
+    for (const index_key& key : keys.keys)
+        if (key.kind != key_kind::new_axis)
+            ranges.push_back(key.range);
+    if (keys.keys.size() == ranges.size())
+        return taken(a, ranges.span());
+    return wrap(with_new_axes(take(a, ranges.span()), keys));
+}
+
+template <class T>
+PyObject* by_keys(const tensor<T>& a, PyObject* key)
+{
+    const index_keys keys = read_keys(key, a.shape);
+    if (keys.arrays.empty())
+        return ranges_of(a, keys);
+    return wrap(gather(a, select(keys, a.shape, a.strides)));
+}
+
+// An int of Python's own; false for any other key, and for one beyond any axis, which the general
+// way tells in full.
+bool read_int(PyObject* key, Py_ssize_t& out)
+{
+    if (!PyLong_CheckExact(key))
+        return false;
+    out = PyLong_AsSsize_t(key);
+    if (out != -1 || PyErr_Occurred() == nullptr)
+        return true;
+    PyErr_Clear();
+    return false;
+}
+
+// What an int or a slice selects from an axis; false for any other key.
+bool read_range(PyObject* key, std::size_t axis, std::size_t extent, axis_range& out)
+{
+    if (PySlice_Check(key)) {
+        out = range_of(key, extent);
+        return true;
+    }
+    Py_ssize_t place = 0;
+    if (!read_int(key, place))
+        return false;
+    out = {position_on(place, axis, extent), 1, 1, false};
+    return true;
+}
+
+// The ranges of an index of ints and slices alone, for the first axes; false for any other index.
+bool read_ranges(PyObject* key, const shape_list& shape, detail::short_list<axis_range>& ranges)
+{
+    const bool several = PyTuple_CheckExact(key);
+    const std::size_t given = several ? static_cast<std::size_t>(PyTuple_Size(key)) : 1;
+    if (given > shape.size())
+        return false;
+    for (std::size_t axis = 0; axis < given; ++axis) {
+        axis_range range{};
+        PyObject* item = several ? PyTuple_GetItem(key, static_cast<Py_ssize_t>(axis)) : key;
+        if (!read_range(item, axis, shape[axis], range))
+            return false;
+        ranges.push_back(range);
+    }
+    for (std::size_t axis = given; axis < shape.size(); ++axis)
+        ranges.push_back({0, 1, static_cast<long>(shape[axis]), true});
+    return true;
+}
+
+// What is asked for most often goes without reading keys into lists: ints and slices.
+template <class T>
+PyObject* item_of(const tensor<T>& a, PyObject* key)
+{
+    Py_ssize_t first = 0;
+    Py_ssize_t second = 0;
+    if (!a.shape.empty() && read_int(key, first))
+        return row_at(a, first);
+    if (a.shape.size() == 2 && PyTuple_CheckExact(key) && PyTuple_Size(key) == 2 &&
+        read_int(PyTuple_GetItem(key, 0), first) && read_int(PyTuple_GetItem(key, 1), second))
+        return element_at(a, first, second);
+    detail::short_list<axis_range> ranges(a.shape.size());
+    return read_ranges(key, a.shape, ranges) ? taken(a, ranges.span()) : by_keys(a, key);
+}
+
+std::optional<update_operation> operation_of(const std::string& name)
+{
+    if (name == "set")
+        return update_operation::set;
+    if (name == "add")
+        return update_operation::add;
+    if (name == "multiply")
+        return update_operation::multiply;
+    if (name == "min")
+        return update_operation::minimum;
+    if (name == "max")
+        return update_operation::maximum;
+    return std::nullopt;
+}
+
+// A selection by ranges alone, which the arrays' form holds as well.
+selection any_selection(const index_keys& keys, const shape_list& shape, const shape_list& strides)
+{
+    selection at = select(keys, shape, strides);
+    if (at.loops.empty()) { // one element: a table of one offset, which no axis stands for
+        at.table.assign(1, 0);
+        at.loops.push_back({1, 0, true});
+    }
+    return at;
+}
+
+constexpr binding::signature<4> updated_signature{"updated", {"t", "index", "values", "operation"}};
+
+} // namespace
+
+PyObject* subscript(PyObject* self, PyObject* key)
+{
+    return std::visit([&](const auto& a) { return item_of(a, key); }, value_of(self));
+}
+
+PyObject* updated_copy(const binding::call_arguments& call)
+{
+    const auto [object, key, new_values, name] = updated_signature.bind(call);
+    const std::optional<update_operation> operation = operation_of(binding::to_text(name));
+    if (!operation)
+        fail(PyExc_ValueError, "an update is set, add, multiply, min or max");
+    operand target(object);
+    operand values(new_values);
+    const bool ordered =
+        *operation == update_operation::minimum || *operation == update_operation::maximum;
+    if (ordered && (target.is_complex() || values.is_complex()))
+        fail(PyExc_ValueError, "min and max are for float64: complex128 has no order");
+    return by_type(target, values, [&](const auto& a, const auto& b) {
+        const index_keys keys = read_keys(key, a.shape);
+        return wrap(updated(a, any_selection(keys, a.shape, a.strides), *operation, b));
+    });
+}
+
+} // namespace numerical::package

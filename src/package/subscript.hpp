@@ -1,0 +1,29 @@
+#pragma once
+
+// Indexing of Tensor, as NumPy indexes: ints, slices, Ellipsis and None, and beside them arrays of
+// ints and masks. An array of ints is a list or tuple in the index or anything that exposes
+// __array_interface__ with integers; a mask is a Tensor of zeros and ones, an array of truth values
+// or a list of bools, and counts for as many axes as it has. Every result is a copy; where ints
+// alone leave no axis it is a Python number.
+//
+// Arrays broadcast together. The axes they make stand where the arrays stand if these are
+// neighbours, and come first if a slice, None or Ellipsis lies between two of them (an int beside
+// arrays counts as one of them).
+//
+// IndexError for what lies outside its axis, too many indices, an Ellipsis too many, arrays that
+// don't broadcast, a mask of another shape than its axes, and keys of other kinds.
+
+#include "binding/fastcall.hpp"
+#include "package/operand.hpp"
+
+namespace numerical::package {
+
+// self[key], for the slot.
+PyObject* subscript(PyObject* self, PyObject* key);
+
+// updated(t, key, values, operation): a copy of t in which the elements of t[key] are replaced by
+// `operation` ("set", "add", "multiply", "min", "max") of themselves and the values, which
+// broadcast to them. ValueError for another operation, or min and max of complex128.
+PyObject* updated_copy(const binding::call_arguments& call);
+
+} // namespace numerical::package
