@@ -17,6 +17,7 @@ GEMM = ["numerical/gemm", *RUNTIME]
 FACTOR = ["numerical/factor", *GEMM]
 EIGEN = ["numerical/eigen", *FACTOR]
 SVD = ["numerical/svd", *EIGEN]
+STACKS = ["numerical/stacks", *SVD]
 EINSUM = ["numerical/einsum", *GEMM]
 ELEMENTWISE = ["numerical/elementwise", *GEMM]
 
@@ -29,9 +30,10 @@ ALLOWED = {
     "numerical/factor": NUMERICAL + FACTOR,
     "numerical/eigen": NUMERICAL + EIGEN,
     "numerical/svd": NUMERICAL + SVD,
+    "numerical/stacks": NUMERICAL + STACKS,
     "numerical/einsum": NUMERICAL + EINSUM,
     "binding": ["binding"],
-    "package": ["package", "module", "binding"] + NUMERICAL + SVD + EINSUM + ELEMENTWISE,
+    "package": ["package", "module", "binding"] + NUMERICAL + STACKS + EINSUM + ELEMENTWISE,
     "module": ["module", "binding"] + NUMERICAL + SVD + EINSUM + ELEMENTWISE,
 }
 

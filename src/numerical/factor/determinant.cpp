@@ -26,12 +26,32 @@ double log_of_modulus(const detail::complex& z)
 } // namespace
 
 template <class T>
+T detail::determinant_of_diagonal(std::int32_t sign, const T* diagonal, std::size_t order,
+                                  std::size_t step)
+{
+    T product(sign);
+    for (std::size_t i = 0; i < order; ++i)
+        product *= diagonal[i * step];
+    return product;
+}
+
+template <class T>
+sign_and_log<T> detail::slogdet_of_diagonal(std::int32_t sign, const T* diagonal, std::size_t order,
+                                            std::size_t step)
+{
+    sign_and_log<T> result{T(sign), 0.0};
+    for (std::size_t i = 0; i < order; ++i) {
+        const T& element = diagonal[i * step];
+        result.sign = phase_of(element) * result.sign;
+        result.log += log_of_modulus(element);
+    }
+    return result;
+}
+
+template <class T>
 T determinant(const lu_decomposition<T>& lu)
 {
-    T product(lu.sign);
-    for (std::size_t i = 0; i < lu.order; ++i)
-        product *= lu.factors[i * lu.order + i];
-    return product;
+    return detail::determinant_of_diagonal(lu.sign, lu.factors.data(), lu.order, lu.order + 1);
 }
 
 template <class T>
@@ -39,15 +59,17 @@ sign_and_log<T> slogdet(const lu_decomposition<T>& lu)
 {
     if (lu.singular)
         return {T(0), -std::numeric_limits<double>::infinity()};
-    sign_and_log<T> result{T(lu.sign), 0.0};
-    for (std::size_t i = 0; i < lu.order; ++i) {
-        const T& diagonal = lu.factors[i * lu.order + i];
-        result.sign = detail::phase_of(diagonal) * result.sign;
-        result.log += log_of_modulus(diagonal);
-    }
-    return result;
+    return detail::slogdet_of_diagonal(lu.sign, lu.factors.data(), lu.order, lu.order + 1);
 }
 
+template double detail::determinant_of_diagonal(std::int32_t, const double*, std::size_t,
+                                                std::size_t);
+template detail::complex detail::determinant_of_diagonal(std::int32_t, const detail::complex*,
+                                                         std::size_t, std::size_t);
+template sign_and_log<double> detail::slogdet_of_diagonal(std::int32_t, const double*, std::size_t,
+                                                          std::size_t);
+template sign_and_log<detail::complex>
+detail::slogdet_of_diagonal(std::int32_t, const detail::complex*, std::size_t, std::size_t);
 template double determinant(const lu_decomposition<double>&);
 template std::complex<double> determinant(const lu_decomposition<std::complex<double>>&);
 template sign_and_log<double> slogdet(const lu_decomposition<double>&);

@@ -24,4 +24,17 @@ struct sign_and_log
 template <class T>
 sign_and_log<T> slogdet(const lu_decomposition<T>& lu);
 
+namespace detail {
+
+// The same from the sign of a permutation and `order` diagonal elements that lie `step` apart.
+template <class T>
+T determinant_of_diagonal(std::int32_t sign, const T* diagonal, std::size_t order,
+                          std::size_t step);
+
+// With no zero among them.
+template <class T>
+sign_and_log<T> slogdet_of_diagonal(std::int32_t sign, const T* diagonal, std::size_t order,
+                                    std::size_t step);
+
+} // namespace detail
 } // namespace numerical

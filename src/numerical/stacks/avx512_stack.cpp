@@ -1,0 +1,31 @@
+#include "numerical/stacks/avx512_lanes.hpp"
+
+#include "numerical/stacks/lane_cholesky.hpp"
+#include "numerical/stacks/lane_lu.hpp"
+#include "numerical/stacks/lane_product.hpp"
+
+namespace numerical::detail {
+
+const lane_kernels avx512_real_lanes{
+    lanes::width,
+    solve_in_lanes<rounded, real_number>,
+    solve_in_lanes<fused, real_number>,
+    invert_in_lanes<real_number>,
+    lu_diagonal_in_lanes<real_number>,
+    cholesky_in_lanes<real_number>,
+    multiply_in_lanes<rounded, real_number>,
+    multiply_in_lanes<fused, real_number>,
+};
+
+const lane_kernels avx512_complex_lanes{
+    lanes::width,
+    solve_in_lanes<rounded, complex_number>,
+    solve_in_lanes<fused, complex_number>,
+    invert_in_lanes<complex_number>,
+    lu_diagonal_in_lanes<complex_number>,
+    cholesky_in_lanes<complex_number>,
+    multiply_in_lanes<rounded, complex_number>,
+    nullptr,
+};
+
+} // namespace numerical::detail

@@ -1,0 +1,64 @@
+#include "numerical/checks.hpp"
+#include "numerical/errors.hpp"
+#include "numerical/factor/cholesky.hpp"
+#include "numerical/factor/qr.hpp"
+#include "numerical/stacks/lane_groups.hpp"
+#include "numerical/stacks/stacks.hpp"
+
+#include <algorithm>
+#include <complex>
+#include <vector>
+
+namespace numerical {
+
+using complex = std::complex<double>;
+using detail::first_failure;
+
+template <class T>
+void stacks::cholesky(std::size_t count, const matrix_stack<T>& a, T* factors)
+{
+    if (a.rows != a.cols)
+        throw dimension_error("Cholesky decomposition requires a square matrix");
+    const std::size_t n = a.rows;
+    const auto place = [&](std::size_t i) { return factors + i * n * n; };
+    const auto one = [&](std::size_t i) {
+        const cholesky_decomposition<T> decomposition(a.copy_of(i));
+        std::copy(decomposition.factors.begin(), decomposition.factors.end(), place(i));
+    };
+    first_failure failures;
+    if (n != 0 && n <= detail::greatest_lane_order) {
+        const detail::lane_kernels& kernels = detail::lane_kernels_for(T());
+        const auto finish = [&](std::size_t i, bool trusted) {
+            if (!trusted)
+                failures.attempt(i, [&] { one(i); });
+        };
+        detail::run_in_lanes<T>({kernels.cholesky, kernels.width, n, n, n}, count, a, a, place,
+                                finish);
+    } else {
+        detail::run_one_by_one(count, n * n * n / 4 + 512, failures, one);
+    }
+    failures.rethrow();
+}
+
+template <class T>
+void stacks::qr(std::size_t count, const matrix_stack<T>& a, T* q, T* r)
+{
+    const std::size_t k = std::min(a.rows, a.cols);
+    const auto one = [&](std::size_t i) {
+        matrix<T> work = a.copy_of(i);
+        detail::require_finite(work, "QR decomposition");
+        const auto thin = detail::householder_qr(std::move(work.data), a.rows, a.cols);
+        std::copy(thin.q.begin(), thin.q.end(), q + i * a.rows * k);
+        std::copy(thin.r.begin(), thin.r.end(), r + i * k * a.cols);
+    };
+    first_failure failures;
+    detail::run_one_by_one(count, a.rows * a.cols * k + 4096, failures, one);
+    failures.rethrow();
+}
+
+template void stacks::cholesky(std::size_t, const matrix_stack<double>&, double*);
+template void stacks::cholesky(std::size_t, const matrix_stack<complex>&, complex*);
+template void stacks::qr(std::size_t, const matrix_stack<double>&, double*, double*);
+template void stacks::qr(std::size_t, const matrix_stack<complex>&, complex*, complex*);
+
+} // namespace numerical

@@ -1,0 +1,71 @@
+#pragma once
+
+// The two ways through a stack: small matrices in groups, side by side in the lanes of a vector,
+// and all others one by one, each by the single call.
+
+#include "numerical/gemm/path.hpp"
+#include "numerical/runtime/parallel_for.hpp"
+#include "numerical/stacks/lane_kernels.hpp"
+#include "numerical/stacks/matrix_stack.hpp"
+#include "numerical/stacks/stack_error.hpp"
+
+#include <algorithm>
+#include <complex>
+#include <cstddef>
+
+namespace numerical::detail {
+
+// The kernels of the current path.
+const lane_kernels& lane_kernels_for(double);
+const lane_kernels& lane_kernels_for(std::complex<double>);
+
+struct lane_job
+{
+    lane_kernel kernel;
+    std::size_t width;
+    std::size_t rows;
+    std::size_t cols;
+    std::size_t depth;
+};
+
+// Calls the job's kernel for groups of matrices. place(i) is where the results of matrix i go, and
+// finish(i, trusted) is called after its kernel: if its lane isn't trusted they are to be made
+// otherwise. The idle lanes of a last group repeat its last matrix: they write the same once more.
+template <class T, class Place, class Finish>
+void run_in_lanes(const lane_job& job, std::size_t count, const matrix_stack<T>& a,
+                  const matrix_stack<T>& b, const Place& place, const Finish& finish)
+{
+    const auto run_group = [&](std::size_t group) {
+        const std::size_t first = group * job.width;
+        const std::size_t live = std::min(job.width, count - first);
+        const double* as[most_lanes];
+        const double* bs[most_lanes];
+        double* outs[most_lanes];
+        for (std::size_t l = 0; l < job.width; ++l) {
+            const std::size_t lane = std::min(l, live - 1);
+            as[l] = reinterpret_cast<const double*>(a.at(first + lane));
+            bs[l] = reinterpret_cast<const double*>(b.at(first + lane));
+            outs[l] = reinterpret_cast<double*>(place(first + lane));
+        }
+        alignas(64) double scratch[lane_scratch * most_lanes * sizeof(T) / sizeof(double)];
+        const unsigned distrusted =
+            job.kernel({job.rows, job.cols, job.depth, as, bs, outs, scratch});
+        for (std::size_t l = 0; l < live; ++l)
+            finish(first + l, (distrusted >> l & 1U) == 0);
+    };
+    const std::size_t work = (job.rows + 4) * (job.depth + 4) * (job.depth + job.cols + 4);
+    parallel_for((count + job.width - 1) / job.width, work, run_group);
+}
+
+// one(i) for each matrix, which may throw; `work` is that of one on the scale of parallel_for. A
+// few large matrices are done one after the other with all threads in each.
+template <class F>
+void run_one_by_one(std::size_t count, std::size_t work, first_failure& failures, const F& one)
+{
+    constexpr std::size_t large = std::size_t{1} << 22;
+    const bool inside = work >= large && count < 2 * allowed_threads();
+    parallel_for(count, inside ? 0 : work,
+                 [&](std::size_t i) { failures.attempt(i, [&] { one(i); }); });
+}
+
+} // namespace numerical::detail

@@ -1,0 +1,66 @@
+#pragma once
+
+// Small matrices of a stack, as many side by side as a vector has lanes: element (i, j) of all of
+// them in one vector. Declarations only, so it may be included from any target.
+//
+// In each lane the operations are those of the single call, in its order, so that the bits are the
+// same. A kernel gives the set of lanes, one bit each, that it can't answer for: those where the
+// single call fails, and those with a NaN or with magnitudes at which the single call leaves its
+// common way. What it wrote for them is of no use, and the caller makes the single call instead.
+
+#include <cstddef>
+
+namespace numerical::detail {
+
+constexpr std::size_t greatest_lane_order = 16;
+constexpr std::size_t most_lanes = 8;
+
+// The operands of `most_lanes` or fewer matrices, complex numbers as pairs of doubles. `scratch`
+// has room for `lane_scratch` elements of each matrix.
+struct lane_operands
+{
+    std::size_t rows;
+    std::size_t cols;
+    std::size_t depth;
+    const double* const* a;
+    const double* const* b;
+    double* const* out;
+    double* scratch;
+};
+
+// Elements of a matrix and of what is solved for beside it.
+constexpr std::size_t lane_scratch = 3 * greatest_lane_order * greatest_lane_order;
+
+using lane_kernel = unsigned (*)(const lane_operands&);
+
+struct lane_kernels
+{
+    std::size_t width;
+
+    // out = A⁻¹·b for `rows` × `rows` matrices A and one right side, as lu_decomposition's
+    // solve_vector; for `cols` right sides, as its solve_matrix.
+    lane_kernel solve_vector;
+    lane_kernel solve_matrix;
+
+    // out = A⁻¹.
+    lane_kernel inverse;
+
+    // The diagonal of U, and after it, as one double, the sign of the permutation.
+    lane_kernel lu_diagonal;
+
+    // The lower factor L of A = L·Lᴴ, with zeros above the diagonal.
+    lane_kernel cholesky;
+
+    // out = A·B for rows × depth and depth × cols: products and sums rounded, or fused.
+    lane_kernel multiply_rounded;
+    lane_kernel multiply_fused; // real only
+};
+
+extern const lane_kernels portable_real_lanes;
+extern const lane_kernels portable_complex_lanes;
+extern const lane_kernels avx2_real_lanes;
+extern const lane_kernels avx2_complex_lanes;
+extern const lane_kernels avx512_real_lanes;
+extern const lane_kernels avx512_complex_lanes;
+
+} // namespace numerical::detail

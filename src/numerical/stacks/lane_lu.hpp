@@ -1,0 +1,241 @@
+#pragma once
+
+// Gaussian elimination by partial pivoting with right sides beside the matrix, which meet each
+// column of L at once: the order of the sums is that of a substitution after it. For the kernels'
+// own sources only.
+
+#include "numerical/stacks/lane_kernels.hpp"
+#include "numerical/stacks/lane_numbers.hpp"
+
+namespace numerical::detail {
+namespace {
+
+// Row numbers are doubles, to be compared and chosen as the elements are.
+constexpr double row_numbers[greatest_lane_order] = {0, 1, 2,  3,  4,  5,  6,  7,
+                                                     8, 9, 10, 11, 12, 13, 14, 15};
+
+inline vector row_number(std::size_t i)
+{
+    return lanes::all(row_numbers[i]);
+}
+
+struct pivot_choice
+{
+    vector row;
+    mask zero; // lanes without a pivot but zero
+};
+
+// The first of greatest magnitude in column k, from the diagonal down.
+inline pivot_choice find_pivot(tile<real_number> a, std::size_t rows, std::size_t k)
+{
+    vector row = row_number(k);
+    vector best = lanes::magnitude(a(k, k).re);
+    for (std::size_t i = k + 1; i < rows; ++i) {
+        const vector size = lanes::magnitude(a(i, k).re);
+        const mask better = lanes::greater(size, best);
+        row = lanes::chosen(better, row_number(i), row);
+        best = lanes::chosen(better, size, best);
+    }
+    return {row, lanes::equal(best, lanes::all(0))};
+}
+
+// Which of the numbers named by the bits of `open` have |x| > |y| by the true modulus. It takes
+// numbers from memory, and isn't inlined: g++ 12 would take the lanes out of registers by
+// instructions that AVX-512F alone doesn't have.
+[[gnu::noinline]] unsigned greater_moduli(unsigned open, const double* x, const double* y)
+{
+    unsigned greater = 0;
+    for (unsigned l = 0; l < lanes::width; ++l)
+        if ((open >> l & 1U) != 0 &&
+            __builtin_hypot(x[l], x[l + lanes::width]) > __builtin_hypot(y[l], y[l + lanes::width]))
+            greater |= 1U << l;
+    return greater;
+}
+
+inline mask greater_moduli(mask open, complex_number x, complex_number y)
+{
+    double xs[2 * lanes::width];
+    double ys[2 * lanes::width];
+    x.store(xs);
+    y.store(ys);
+    return lanes::from_bits(greater_moduli(lanes::bits(open), xs, ys));
+}
+
+// Squares in the safe range that differ by more than eight units of rounding tell which modulus is
+// greater, and only where they don't are moduli taken.
+inline pivot_choice find_pivot(tile<complex_number> a, std::size_t rows, std::size_t k)
+{
+    const auto square_of = [](complex_number z) {
+        return lanes::plus(lanes::times(z.re, z.re), lanes::times(z.im, z.im));
+    };
+    const vector least_safe = lanes::all(0x1p-900);
+    const vector greatest_safe = lanes::all(0x1p1000);
+    const vector margin = lanes::all(1 + 0x1p-49);
+    vector row = row_number(k);
+    complex_number best = a(k, k);
+    vector best_square = square_of(best);
+    for (std::size_t i = k + 1; i < rows; ++i) {
+        const complex_number candidate = a(i, k);
+        const vector square = square_of(candidate);
+        mask better = lanes::greater(square, lanes::times(best_square, margin));
+        const mask worse = lanes::greater(best_square, lanes::times(square, margin));
+        const vector larger = lanes::chosen(better, square, best_square);
+        const mask safe = lanes::both(lanes::either(better, worse),
+                                      lanes::both(lanes::at_least(larger, least_safe),
+                                                  lanes::at_least(greatest_safe, larger)));
+        better = lanes::both(better, safe);
+        if (lanes::bits(safe) != (1U << lanes::width) - 1U)
+            better = lanes::either(better, greater_moduli(lanes::inverted(safe), candidate, best));
+        row = lanes::chosen(better, row_number(i), row);
+        best = complex_number::chosen(better, candidate, best);
+        best_square = lanes::chosen(better, square, best_square);
+    }
+    const vector zero = lanes::all(0);
+    return {row, lanes::both(lanes::equal(best.re, zero), lanes::equal(best.im, zero))};
+}
+
+// Which row each lane exchanges with row k.
+struct row_exchange
+{
+    std::size_t k;
+    std::size_t rows;
+    vector pivot_row;
+
+    mask from(std::size_t i) const { return lanes::equal(pivot_row, row_number(i)); }
+
+    // The new element of row k in column j.
+    template <class number>
+    number top(tile<number> x, std::size_t j) const
+    {
+        number element = x(k, j);
+        for (std::size_t i = k + 1; i < rows; ++i)
+            element = number::chosen(from(i), x(i, j), element);
+        return element;
+    }
+
+    // Column j after the exchange, the elements below row k as replace(i, element) makes them.
+    template <class number, class F>
+    void apply(tile<number> x, std::size_t j, number new_top, const F& replace) const
+    {
+        const number old_top = x(k, j);
+        x.set(k, j, new_top);
+        for (std::size_t i = k + 1; i < rows; ++i)
+            x.set(i, j, replace(i, number::chosen(from(i), old_top, x(i, j))));
+    }
+};
+
+// A becomes U, with the columns of L below the diagonal as they stood when each was applied, B the
+// forward-substituted right sides. Gives the signs of the permutations. A column of the matrix
+// loses its own element times that of L, a right side the element of L times its own: fused complex
+// steps tell the order of the factors.
+template <class rounding, class number>
+vector eliminate(tile<number> a, std::size_t n, tile<number> b, suspicion& suspects)
+{
+    vector sign = lanes::all(1);
+    for (std::size_t k = 0; k < n; ++k) {
+        const pivot_choice pivot = find_pivot(a, n, k);
+        suspects.add(pivot.zero);
+        const mask stays = lanes::equal(pivot.row, row_number(k));
+        sign = lanes::chosen(stays, sign, lanes::negated(sign));
+        const row_exchange exchange{k, n, pivot.row};
+        const number diagonal = exchange.top(a, k);
+        const divisor_of<number> divisor(diagonal);
+        if (k + 1 != n)
+            suspects.add(divisor.is_unsafe());
+        exchange.apply(a, k, diagonal, [&](std::size_t, number element) {
+            return divisor.divide(element, suspects);
+        });
+        for (std::size_t j = k + 1; j < n; ++j) {
+            const number top = exchange.top(a, j);
+            exchange.apply(a, j, top, [&](std::size_t i, number element) {
+                return fused::less(element, top, a(i, k));
+            });
+        }
+        for (std::size_t j = 0; j < b.cols; ++j) {
+            const number top = exchange.top(b, j);
+            exchange.apply(b, j, top, [&](std::size_t i, number element) {
+                return rounding::less(element, a(i, k), top);
+            });
+        }
+    }
+    return sign;
+}
+
+// B := U⁻¹·B.
+template <class rounding, class number>
+void substitute_back(tile<number> u, std::size_t n, tile<number> b, suspicion& suspects)
+{
+    for (std::size_t i = n; i-- > 0;) {
+        const divisor_of<number> divisor(u(i, i));
+        suspects.add(divisor.is_unsafe());
+        for (std::size_t j = 0; j < b.cols; ++j) {
+            number sum = b(i, j);
+            for (std::size_t k = i + 1; k < n; ++k)
+                sum = rounding::less(sum, u(i, k), b(k, j));
+            const number x = divisor.divide(sum, suspects);
+            suspects.add(x.has_nan());
+            b.set(i, j, x);
+        }
+    }
+}
+
+template <class number>
+tile<number> load_square(const lane_operands& operands, suspicion& suspects)
+{
+    const std::size_t n = operands.rows;
+    lanes::interleave(operands.a, n * n * number::doubles, operands.scratch);
+    suspects.add(not_finite<number>(operands.scratch, n * n));
+    return {operands.scratch, n};
+}
+
+template <class rounding, class number>
+unsigned solve_in_lanes(const lane_operands& operands)
+{
+    suspicion suspects;
+    const std::size_t n = operands.rows;
+    const std::size_t count = n * operands.cols * number::doubles;
+    const tile<number> a = load_square<number>(operands, suspects);
+    const tile<number> b{a.at(n, 0), operands.cols};
+    lanes::interleave(operands.b, count, b.first);
+    eliminate<rounding>(a, n, b, suspects);
+    substitute_back<rounding>(a, n, b, suspects);
+    lanes::separate(b.first, count, operands.out);
+    return suspects.bits();
+}
+
+template <class number>
+unsigned invert_in_lanes(const lane_operands& operands)
+{
+    suspicion suspects;
+    const std::size_t n = operands.rows;
+    const tile<number> a = load_square<number>(operands, suspects);
+    const tile<number> b{a.at(n, 0), n};
+    for (std::size_t i = 0; i < n; ++i)
+        for (std::size_t j = 0; j < n; ++j)
+            b.set(i, j, number::all(i == j ? 1 : 0));
+    eliminate<fused>(a, n, b, suspects);
+    substitute_back<fused>(a, n, b, suspects);
+    lanes::separate(b.first, n * n * number::doubles, operands.out);
+    return suspects.bits();
+}
+
+template <class number>
+unsigned lu_diagonal_in_lanes(const lane_operands& operands)
+{
+    suspicion suspects;
+    const std::size_t n = operands.rows;
+    const tile<number> a = load_square<number>(operands, suspects);
+    const tile<number> diagonal{a.at(n, 0), n};
+    const vector sign = eliminate<fused>(a, n, {a.first, 0}, suspects);
+    for (std::size_t i = 0; i < n; ++i) {
+        const number element = a(i, i);
+        suspects.add(element.has_nan());
+        diagonal.set(0, i, element);
+    }
+    lanes::store(diagonal.at(1, 0), sign);
+    lanes::separate(diagonal.first, n * number::doubles + 1, operands.out);
+    return suspects.bits();
+}
+
+} // namespace
+} // namespace numerical::detail

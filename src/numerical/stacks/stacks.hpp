@@ -1,0 +1,81 @@
+#pragma once
+
+// Decompositions, solvers and products of stacks of matrices: `count` places, each with its own
+// operands and its own results. The results of a place are, bit by bit, those of the single call on
+// its operands, at every number of threads and wherever it stands in the stack.
+//
+// Results are dense, place after place, in memory that the caller has made and that overlaps no
+// operand. T = double or std::complex<double>.
+//
+// Shapes that don't fit throw the dimension_error of the single call. What the single call throws
+// for the elements of a matrix comes as the cause of a stack_error with the place of the first such
+// matrix; the results then mean nothing.
+
+#include "numerical/eigen/eigen.hpp"
+#include "numerical/stacks/matrix_stack.hpp"
+#include "numerical/stacks/stack_error.hpp"
+#include "numerical/svd/svd.hpp"
+
+#include <cstddef>
+
+namespace numerical::stacks {
+
+// x = A⁻¹·b for square A of order n and vectors b of n elements: of `b` rows is n and cols 1.
+template <class T>
+void solve_vectors(std::size_t count, const matrix_stack<T>& a, const matrix_stack<T>& b, T* x);
+
+// X = A⁻¹·B for n × columns matrices B.
+template <class T>
+void solve_matrices(std::size_t count, const matrix_stack<T>& a, const matrix_stack<T>& b, T* x);
+
+template <class T>
+void inverse(std::size_t count, const matrix_stack<T>& a, T* inverses);
+
+// One number for each matrix.
+template <class T>
+void determinant(std::size_t count, const matrix_stack<T>& a, T* determinants);
+
+template <class T>
+void slogdet(std::size_t count, const matrix_stack<T>& a, T* signs, double* logs);
+
+// The lower factors.
+template <class T>
+void cholesky(std::size_t count, const matrix_stack<T>& a, T* factors);
+
+// The thin factors Q, rows × k, and R, k × cols, with k = min(rows, cols).
+template <class T>
+void qr(std::size_t count, const matrix_stack<T>& a, T* q, T* r);
+
+// Ascending eigenvalues, n each, and the matrices whose columns are the eigenvectors.
+template <class T>
+void eigh(std::size_t count, const matrix_stack<T>& a, eigen_method method, double* values,
+          T* vectors);
+
+// The values of eigh by divide and conquer.
+template <class T>
+void eigenvalues(std::size_t count, const matrix_stack<T>& a, double* values);
+
+// The thin factors U, rows × k, the k singular values in descending order, and Vᴴ, k × cols.
+template <class T>
+void svd(std::size_t count, const matrix_stack<T>& a, svd_method method, T* u, double* values,
+         T* vh);
+
+template <class T>
+void singular_values(std::size_t count, const matrix_stack<T>& a, double* values);
+
+// The pseudo-inverses, cols × rows.
+template <class T>
+void pinv(std::size_t count, const matrix_stack<T>& a, T* inverses);
+
+template <class T>
+void matrix_rank(std::size_t count, const matrix_stack<T>& a, std::size_t* ranks);
+
+// The least-squares solutions of least norm, a.cols × b.cols; vectors are matrices of one column.
+template <class T>
+void lstsq(std::size_t count, const matrix_stack<T>& a, const matrix_stack<T>& b, T* x);
+
+// C = A·B, vectors being matrices of one row or one column.
+template <class T>
+void multiply(std::size_t count, const matrix_stack<T>& a, const matrix_stack<T>& b, T* c);
+
+} // namespace numerical::stacks

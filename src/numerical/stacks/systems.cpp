@@ -1,0 +1,191 @@
+#include "numerical/errors.hpp"
+#include "numerical/factor/determinant.hpp"
+#include "numerical/factor/lu.hpp"
+#include "numerical/scalar.hpp"
+#include "numerical/stacks/lane_groups.hpp"
+#include "numerical/stacks/stacks.hpp"
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <complex>
+#include <vector>
+
+namespace numerical {
+namespace {
+
+using detail::first_failure;
+using detail::greatest_lane_order;
+using detail::lane_job;
+using detail::lane_kernels;
+
+// Right sides beside a matrix in the lanes' scratch.
+constexpr std::size_t most_lane_columns = 2 * greatest_lane_order;
+
+template <class T>
+void require_square(const matrix_stack<T>& a)
+{
+    if (a.rows != a.cols)
+        throw dimension_error("LU decomposition requires a square matrix");
+}
+
+template <class T>
+lu_decomposition<T> regular_lu(const matrix_stack<T>& a, std::size_t i, const char* singular_text)
+{
+    lu_decomposition<T> lu(a.copy_of(i));
+    if (lu.singular)
+        throw singular_matrix_error(singular_text);
+    return lu;
+}
+
+template <class T>
+std::size_t work_of_lu(const matrix_stack<T>& a, std::size_t columns)
+{
+    return a.rows * a.rows * (a.rows + columns) * sizeof(T) / sizeof(double) / 4 + 512;
+}
+
+// What one(i) does for every matrix, in lanes where the matrices and right sides are small.
+template <class T, class F>
+void run_systems(const lane_job& job, std::size_t count, const matrix_stack<T>& a,
+                 const matrix_stack<T>& b, T* results, const F& one)
+{
+    first_failure failures;
+    const std::size_t elements = job.rows * job.cols;
+    if (elements != 0 && job.rows <= greatest_lane_order && job.cols <= most_lane_columns) {
+        const auto place = [&](std::size_t i) { return results + i * elements; };
+        const auto finish = [&](std::size_t i, bool trusted) {
+            if (!trusted)
+                failures.attempt(i, [&] { one(i); });
+        };
+        detail::run_in_lanes(job, count, a, b, place, finish);
+    } else {
+        detail::run_one_by_one(count, work_of_lu(a, job.cols), failures, one);
+    }
+    failures.rethrow();
+}
+
+template <class T>
+void require_right_sides(const matrix_stack<T>& a, const matrix_stack<T>& b, const char* text)
+{
+    require_square(a);
+    if (a.rows != b.rows)
+        throw dimension_error(text);
+}
+
+// of_diagonal(i, sign, diagonal) of U for the matrices that lanes can do, one(i) for all others.
+template <class T, class OfDiagonal, class One>
+void run_diagonals(std::size_t count, const matrix_stack<T>& a, const OfDiagonal& of_diagonal,
+                   const One& one)
+{
+    require_square(a);
+    first_failure failures;
+    const std::size_t n = a.rows;
+    if (n == 0 || n > greatest_lane_order) {
+        detail::run_one_by_one(count, work_of_lu(a, 0), failures, one);
+        return failures.rethrow();
+    }
+    const lane_kernels& kernels = detail::lane_kernels_for(T());
+    const std::size_t stride = n + 1; // the sign is the last
+    std::vector<T> diagonals = detail::uninitialized<T>(count * stride);
+    const auto place = [&](std::size_t i) { return diagonals.data() + i * stride; };
+    const auto finish = [&](std::size_t i, bool trusted) {
+        const T* const diagonal = place(i);
+        if (trusted)
+            of_diagonal(i, detail::real_part(diagonal[n]) > 0 ? 1 : -1, diagonal);
+        else
+            failures.attempt(i, [&] { one(i); });
+    };
+    detail::run_in_lanes<T>({kernels.lu_diagonal, kernels.width, n, 0, n}, count, a, a, place,
+                            finish);
+    failures.rethrow();
+}
+
+} // namespace
+
+template <class T>
+void stacks::solve_vectors(std::size_t count, const matrix_stack<T>& a, const matrix_stack<T>& b,
+                           T* x)
+{
+    require_right_sides(a, b, "solve: right-hand side size differs from the matrix");
+    const auto one = [&](std::size_t i) {
+        const auto lu = regular_lu(a, i, "solve: matrix is singular");
+        const std::vector<T> solution = lu.solve_vector(detail::copy_of(b.at(i), b.rows));
+        std::copy(solution.begin(), solution.end(), x + i * a.rows);
+    };
+    const lane_kernels& kernels = detail::lane_kernels_for(T());
+    run_systems({kernels.solve_vector, kernels.width, a.rows, 1, a.rows}, count, a, b, x, one);
+}
+
+template <class T>
+void stacks::solve_matrices(std::size_t count, const matrix_stack<T>& a, const matrix_stack<T>& b,
+                            T* x)
+{
+    require_right_sides(a, b, "solve: right-hand side row count differs from the matrix");
+    const auto one = [&](std::size_t i) {
+        const auto lu = regular_lu(a, i, "solve: matrix is singular");
+        const std::vector<T> solution =
+            lu.solve_matrix(detail::copy_of(b.at(i), b.rows * b.cols), b.cols);
+        std::copy(solution.begin(), solution.end(), x + i * a.rows * b.cols);
+    };
+    const lane_kernels& kernels = detail::lane_kernels_for(T());
+    run_systems({kernels.solve_matrix, kernels.width, a.rows, b.cols, a.rows}, count, a, b, x, one);
+}
+
+template <class T>
+void stacks::inverse(std::size_t count, const matrix_stack<T>& a, T* inverses)
+{
+    require_square(a);
+    const auto one = [&](std::size_t i) {
+        const matrix<T> inverted = regular_lu(a, i, "inverse: matrix is singular").inverse();
+        std::copy(inverted.data.begin(), inverted.data.end(), inverses + i * a.rows * a.rows);
+    };
+    const lane_kernels& kernels = detail::lane_kernels_for(T());
+    run_systems({kernels.inverse, kernels.width, a.rows, a.rows, a.rows}, count, a, a, inverses,
+                one);
+}
+
+template <class T>
+void stacks::determinant(std::size_t count, const matrix_stack<T>& a, T* determinants)
+{
+    const auto of_diagonal = [&](std::size_t i, std::int32_t sign, const T* diagonal) {
+        determinants[i] = detail::determinant_of_diagonal(sign, diagonal, a.rows, 1);
+    };
+    const auto one = [&](std::size_t i) {
+        determinants[i] = numerical::determinant(lu_decomposition<T>(a.copy_of(i)));
+    };
+    run_diagonals(count, a, of_diagonal, one);
+}
+
+template <class T>
+void stacks::slogdet(std::size_t count, const matrix_stack<T>& a, T* signs, double* logs)
+{
+    const auto keep = [&](std::size_t i, const sign_and_log<T>& found) {
+        signs[i] = found.sign;
+        logs[i] = found.log;
+    };
+    const auto of_diagonal = [&](std::size_t i, std::int32_t sign, const T* diagonal) {
+        keep(i, detail::slogdet_of_diagonal(sign, diagonal, a.rows, 1));
+    };
+    const auto one = [&](std::size_t i) {
+        keep(i, numerical::slogdet(lu_decomposition<T>(a.copy_of(i))));
+    };
+    run_diagonals(count, a, of_diagonal, one);
+}
+
+using complex = std::complex<double>;
+
+template void stacks::solve_vectors(std::size_t, const matrix_stack<double>&,
+                                    const matrix_stack<double>&, double*);
+template void stacks::solve_matrices(std::size_t, const matrix_stack<double>&,
+                                     const matrix_stack<double>&, double*);
+template void stacks::inverse(std::size_t, const matrix_stack<double>&, double*);
+template void stacks::determinant(std::size_t, const matrix_stack<double>&, double*);
+template void stacks::slogdet(std::size_t, const matrix_stack<double>&, double*, double*);
+template void stacks::solve_vectors(std::size_t, const matrix_stack<complex>&,
+                                    const matrix_stack<complex>&, complex*);
+template void stacks::solve_matrices(std::size_t, const matrix_stack<complex>&,
+                                     const matrix_stack<complex>&, complex*);
+template void stacks::inverse(std::size_t, const matrix_stack<complex>&, complex*);
+template void stacks::determinant(std::size_t, const matrix_stack<complex>&, complex*);
+template void stacks::slogdet(std::size_t, const matrix_stack<complex>&, complex*, double*);
+
+} // namespace numerical
