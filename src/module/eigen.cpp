@@ -11,17 +11,6 @@
 namespace numerical::boundary {
 namespace {
 
-eigen_method method_of(const std::string& name)
-{
-    if (name == "tridiagonal_ql")
-        return eigen_method::tridiagonal_ql;
-    if (name == "jacobi")
-        return eigen_method::jacobi;
-    if (name == "divide_and_conquer")
-        return eigen_method::divide_and_conquer;
-    throw std::invalid_argument("unknown method '" + name + "'");
-}
-
 template <class T>
 std::tuple<any_tensor, any_tensor> eigenpairs(const tensor<T>& a, eigen_method method)
 {
@@ -38,9 +27,20 @@ std::tuple<any_tensor, any_tensor> eigenpairs(const tensor<T>& a, eigen_method m
 
 } // namespace
 
+eigen_method eigen_method_named(const std::string& name)
+{
+    if (name == "tridiagonal_ql")
+        return eigen_method::tridiagonal_ql;
+    if (name == "jacobi")
+        return eigen_method::jacobi;
+    if (name == "divide_and_conquer")
+        return eigen_method::divide_and_conquer;
+    throw std::invalid_argument("unknown method '" + name + "'");
+}
+
 std::tuple<any_tensor, any_tensor> eigh(const any_tensor& a, const std::string& method)
 {
-    const eigen_method chosen = method_of(method);
+    const eigen_method chosen = eigen_method_named(method);
     return std::visit([chosen](const auto& of_type) { return eigenpairs(of_type, chosen); }, a);
 }
 

@@ -7,6 +7,8 @@
 #include "binding/module_builder.hpp"
 #include "binding/python.hpp"
 #include "module/tensor_object.hpp"
+#include "numerical/eigen/eigen.hpp"
+#include "numerical/svd/svd.hpp"
 
 #include <string>
 
@@ -39,10 +41,12 @@ PyObject* module_slogdet(PyObject* self, PyObject* args);
 any_tensor cholesky(const any_tensor& a);
 std::tuple<any_tensor, any_tensor> qr(const any_tensor& a); // Q, R
 
-// eigen.cpp
+// eigen.cpp; a name that is none is std::invalid_argument "unknown method 'x'"
+eigen_method eigen_method_named(const std::string& name);
 std::tuple<any_tensor, any_tensor> eigh(const any_tensor& a, const std::string& method);
 
 // svd.cpp
+svd_method svd_method_named(const std::string& name);
 std::tuple<any_tensor, any_tensor, any_tensor> svd(const any_tensor& a, // U, S, Vᴴ
                                                    const std::string& method);
 

@@ -10,17 +10,6 @@
 namespace numerical::boundary {
 namespace {
 
-svd_method svd_method_named(const std::string& name)
-{
-    if (name == "bidiagonal_qr")
-        return svd_method::bidiagonal_qr;
-    if (name == "jacobi")
-        return svd_method::jacobi;
-    if (name == "divide_and_conquer")
-        return svd_method::divide_and_conquer;
-    throw std::invalid_argument("unknown method '" + name + "'");
-}
-
 template <class T>
 std::tuple<any_tensor, any_tensor, any_tensor> svd_factors(const tensor<T>& a, svd_method method)
 {
@@ -35,6 +24,17 @@ std::tuple<any_tensor, any_tensor, any_tensor> svd_factors(const tensor<T>& a, s
 }
 
 } // namespace
+
+svd_method svd_method_named(const std::string& name)
+{
+    if (name == "bidiagonal_qr")
+        return svd_method::bidiagonal_qr;
+    if (name == "jacobi")
+        return svd_method::jacobi;
+    if (name == "divide_and_conquer")
+        return svd_method::divide_and_conquer;
+    throw std::invalid_argument("unknown method '" + name + "'");
+}
 
 std::tuple<any_tensor, any_tensor, any_tensor> svd(const any_tensor& a, const std::string& method)
 {

@@ -3,9 +3,11 @@
 #include "binding/class.hpp"
 #include "binding/fastcall.hpp"
 #include "module/functions.hpp"
+#include "package/decompositions.hpp"
 #include "package/operators.hpp"
 #include "package/products.hpp"
 #include "package/subscript.hpp"
+#include "package/systems.hpp"
 
 #include <string>
 
@@ -68,6 +70,22 @@ PyMethodDef* function_table()
                                "updated(t, index, values, operation)\n--\n\n"
                                "A copy of t with the elements of t[index] set, or changed by add,\n"
                                "multiply, min or max."),
+        function<solve>("solve", "solve(a, b)\n--\n\n"
+                                 "x with a @ x = b, by LU. a is (..., M, M); b is (M,), or\n"
+                                 "(..., M, K) with one right-hand side in each column.\n\n"
+                                 "numerical.error \"solve: matrix is singular\" for an exactly\n"
+                                 "singular a."),
+        function<inv>("inv", "inv(a)\n--\n\nThe inverse of square matrices, by LU."),
+        function<det>("det", "det(a)\n--\n\n"
+                             "The determinant; a number for a matrix, a tensor for a stack.\n"
+                             "slogdet doesn't overflow."),
+        function<slogdet>("slogdet", "slogdet(a)\n--\n\n(sign, logabsdet)."),
+        function<cholesky>("cholesky", "cholesky(a)\n--\n\nThe lower factors."),
+        function<qr>("qr", "qr(a, mode)\n--\n\n(Q, R), or R for mode \"r\"."),
+        function<eigh>("eigh", "eigh(a, method)\n--\n\n(values, vectors)."),
+        function<eigvalsh>("eigvalsh", "eigvalsh(a)\n--\n\nThe eigenvalues, ascending."),
+        function<svd>("svd", "svd(a, full_matrices, method)\n--\n\n(U, S, Vh)."),
+        function<svdvals>("svdvals", "svdvals(a)\n--\n\nThe singular values, descending."),
         {nullptr, nullptr, 0, nullptr},
     };
     return table;

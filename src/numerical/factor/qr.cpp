@@ -104,8 +104,24 @@ qr_reflections<T> householder_reflect(std::vector<T> a, std::size_t rows, std::s
     return result;
 }
 
+// The first `width` >= k columns of the product of the blocks.
 template <class T>
-thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t columns)
+std::vector<T> formed_basis(const std::vector<reflector_block<T>>& blocks, std::size_t rows,
+                            std::size_t k, std::size_t width)
+{
+    std::vector<T> q = uninitialized<T>(rows * width);
+    for (std::size_t i = k; i < width; ++i) { // beyond the blocks Q begins as the identity
+        set_zero(q.data() + i * width + k, width - k);
+        q[i * width + i] = T(1);
+    }
+    for (auto block = blocks.rbegin(); block != blocks.rend(); ++block)
+        extend_basis(*block, q, width);
+    return q;
+}
+
+template <class T>
+thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t columns,
+                          basis_extent extent)
 {
     const std::size_t k = std::min(rows, columns);
     if (k == 0) // the other extent may be astronomic
@@ -116,12 +132,11 @@ thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t column
         multiply_columns(a, guards);
     }
     qr_reflections<T> reflections = householder_reflect(std::move(a), rows, columns);
-    thin_qr<T> thin{uninitialized<T>(rows * k), std::move(reflections.r)};
-    for (auto block = reflections.blocks.rbegin(); block != reflections.blocks.rend(); ++block)
-        extend_basis(*block, thin.q, k);
+    const std::size_t width = extent == basis_extent::thin ? k : rows;
+    thin_qr<T> thin{formed_basis(reflections.blocks, rows, k, width), std::move(reflections.r)};
     const std::vector<T> phases = turn_diagonal_real(thin.r, k, columns);
     for (std::size_t i = 0; i < rows; ++i)
-        multiply(thin.q.data() + i * k, phases.data(), 1, k);
+        multiply(thin.q.data() + i * width, phases.data(), 1, k);
     if (!guards.empty()) {
         for (double& guard : guards)
             guard = 1 / guard;
@@ -130,12 +145,27 @@ thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t column
     return thin;
 }
 
+template <class T>
+std::vector<T> completed_basis(const std::vector<T>& u, std::size_t rows, std::size_t k)
+{
+    const qr_reflections<T> reflections = householder_reflect(u, rows, k);
+    std::vector<T> basis = formed_basis(reflections.blocks, rows, k, rows);
+    for (std::size_t i = 0; i < rows; ++i)
+        std::copy_n(u.data() + i * k, k, basis.data() + i * rows);
+    return basis;
+}
+
 template std::vector<double> turn_diagonal_real(std::vector<double>&, std::size_t, std::size_t);
 template std::vector<complex> turn_diagonal_real(std::vector<complex>&, std::size_t, std::size_t);
 template qr_reflections<double> householder_reflect(std::vector<double>, std::size_t, std::size_t);
 template qr_reflections<complex> householder_reflect(std::vector<complex>, std::size_t,
                                                      std::size_t);
-template thin_qr<double> householder_qr(std::vector<double>, std::size_t, std::size_t);
-template thin_qr<complex> householder_qr(std::vector<complex>, std::size_t, std::size_t);
+template thin_qr<double> householder_qr(std::vector<double>, std::size_t, std::size_t,
+                                        basis_extent);
+template thin_qr<complex> householder_qr(std::vector<complex>, std::size_t, std::size_t,
+                                         basis_extent);
+template std::vector<double> completed_basis(const std::vector<double>&, std::size_t, std::size_t);
+template std::vector<complex> completed_basis(const std::vector<complex>&, std::size_t,
+                                              std::size_t);
 
 } // namespace numerical::detail

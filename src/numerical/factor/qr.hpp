@@ -20,7 +20,7 @@ struct qr_reflections
 template <class T>
 struct thin_qr
 {
-    std::vector<T> q; // rows × k
+    std::vector<T> q; // rows × k, or rows × rows where the basis is complete
     std::vector<T> r; // k × columns, with a real, non-negative diagonal
 };
 
@@ -40,8 +40,18 @@ qr_reflections<T> householder_reflect(std::vector<T> a, std::size_t rows, std::s
 template <class T>
 std::vector<T> turn_diagonal_real(std::vector<T>& r, std::size_t k, std::size_t columns);
 
-// The thin factors of A.
+// How many columns of Q are formed: the k that make up A, or all.
+enum class basis_extent { thin, complete };
+
+// The factors of A. The columns that complete the basis come from the same reflectors, applied to
+// the columns of the identity that the thin factor leaves out.
 template <class T>
-thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t columns);
+thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t columns,
+                          basis_extent extent = basis_extent::thin);
+
+// The rows × k matrix U of orthonormal columns, and behind them columns that complete the basis,
+// rows × rows, for rows >= k.
+template <class T>
+std::vector<T> completed_basis(const std::vector<T>& u, std::size_t rows, std::size_t k);
 
 } // namespace numerical::detail

@@ -1,0 +1,281 @@
+#include "package/decompositions.hpp"
+
+#include "binding/caster.hpp"
+#include "module/functions.hpp"
+#include "numerical/factor/qr.hpp"
+#include "numerical/matrix.hpp"
+#include "numerical/stacks/lane_groups.hpp"
+#include "numerical/stacks/stacks.hpp"
+#include "package/matrices.hpp"
+
+#include <algorithm>
+#include <string>
+
+namespace numerical::package {
+namespace {
+
+using boundary::wrap;
+
+// of_type(a, shape) for the tensor `given`.
+template <class F>
+PyObject* of_stack(PyObject* given, const operand& a, const stack_shape& of, const F& of_type)
+{
+    return telling({given}, of.lead,
+                   [&] { return by_type(a, [&](const auto& x) { return of_type(x, of); }); });
+}
+
+// one(i) for each matrix of a stack by itself, `work` being that of one.
+template <class F>
+void for_each_matrix(const stack_shape& of, std::size_t work, const F& one)
+{
+    computed(of.count * of.rows * of.cols, [&] {
+        detail::first_failure failures;
+        detail::run_one_by_one(of.count, work, failures, one);
+        failures.rethrow();
+    });
+}
+
+template <class T>
+PyObject* lower_factors(const tensor<T>& a, const stack_shape& of)
+{
+    tensor<T> factors = unset_stack<T>(of.lead, {of.rows, of.cols});
+    computed(a.data.size(), [&] { stacks::cholesky(of.count, dense(a, of), factors.data.data()); });
+    return wrap(std::move(factors));
+}
+
+// --- QR ------------------------------------------------------------------------------------------
+enum class qr_mode { reduced, complete, r };
+
+qr_mode qr_mode_named(PyObject* given)
+{
+    const std::string name = binding::to_text(given);
+    if (name == "reduced")
+        return qr_mode::reduced;
+    if (name == "complete")
+        return qr_mode::complete;
+    if (name == "r")
+        return qr_mode::r;
+    binding::fail(PyExc_ValueError, "mode is 'reduced', 'complete' or 'r', not '" + name + "'");
+}
+
+template <class T>
+PyObject* thin_factors(const tensor<T>& a, const stack_shape& of, bool with_q)
+{
+    const std::size_t k = std::min(of.rows, of.cols);
+    tensor<T> q = unset_stack<T>(of.lead, {of.rows, k});
+    tensor<T> r = unset_stack<T>(of.lead, {k, of.cols});
+    computed(a.data.size(),
+             [&] { stacks::qr(of.count, dense(a, of), q.data.data(), r.data.data()); });
+    if (!with_q)
+        return wrap(std::move(r));
+    return pair_of(wrap(std::move(q)), wrap(std::move(r)));
+}
+
+PyObject* thin_factors(const any_tensor& a, bool with_q)
+{
+    auto [q, r] = boundary::qr(a);
+    if (!with_q)
+        return wrap(std::move(r));
+    return pair_of(wrap(std::move(q)), wrap(std::move(r)));
+}
+
+template <class T>
+void set_identity(T* to, std::size_t n)
+{
+    detail::set_zero(to, n * n);
+    for (std::size_t i = 0; i < n; ++i)
+        to[i * (n + 1)] = T(1);
+}
+
+// Q, rows × rows, and R, rows × cols, for rows > cols.
+template <class T>
+PyObject* complete_factors(const tensor<T>& a, const stack_shape& of)
+{
+    const std::size_t m = of.rows;
+    const std::size_t n = of.cols;
+    tensor<T> q = unset_stack<T>(of.lead, {m, m});
+    tensor<T> r = unset_stack<T>(of.lead, {m, n});
+    const auto factor_one = [&](std::size_t i) {
+        T* const q_of_one = q.data.data() + i * m * m;
+        if (n == 0)
+            return set_identity(q_of_one, m);
+        matrix<T> one = dense(a, of).copy_of(i);
+        detail::require_finite(one, "QR decomposition");
+        const auto factors =
+            detail::householder_qr(std::move(one.data), m, n, detail::basis_extent::complete);
+        T* const r_of_one = r.data.data() + i * m * n;
+        std::copy(factors.q.begin(), factors.q.end(), q_of_one);
+        std::copy(factors.r.begin(), factors.r.end(), r_of_one);
+        detail::set_zero(r_of_one + n * n, (m - n) * n);
+    };
+    for_each_matrix(of, 4 * m * m * n, factor_one);
+    return pair_of(wrap(std::move(q)), wrap(std::move(r)));
+}
+
+// --- eigenvalues ---------------------------------------------------------------------------------
+template <class T>
+PyObject* eigenpairs(const tensor<T>& a, const stack_shape& of, eigen_method method)
+{
+    tensor<double> values = unset_stack<double>(of.lead, {of.rows});
+    tensor<T> vectors = unset_stack<T>(of.lead, {of.rows, of.rows});
+    computed(a.data.size(), [&] {
+        stacks::eigh(of.count, dense(a, of), method, values.data.data(), vectors.data.data());
+    });
+    return pair_of(wrap(std::move(values)), wrap(std::move(vectors)));
+}
+
+template <class T>
+PyObject* eigenvalues_of(const tensor<T>& a, const stack_shape& of)
+{
+    tensor<double> values = unset_stack<double>(of.lead, {of.rows});
+    computed(a.data.size(),
+             [&] { stacks::eigenvalues(of.count, dense(a, of), values.data.data()); });
+    return wrap(std::move(values));
+}
+
+// --- singular values -----------------------------------------------------------------------------
+template <class T>
+PyObject* thin_svd(const tensor<T>& a, const stack_shape& of, svd_method method)
+{
+    const std::size_t k = std::min(of.rows, of.cols);
+    tensor<T> u = unset_stack<T>(of.lead, {of.rows, k});
+    tensor<double> values = unset_stack<double>(of.lead, {k});
+    tensor<T> vh = unset_stack<T>(of.lead, {k, of.cols});
+    computed(a.data.size(), [&] {
+        stacks::svd(of.count, dense(a, of), method, u.data.data(), values.data.data(),
+                    vh.data.data());
+    });
+    return triple_of(wrap(std::move(u)), wrap(std::move(values)), wrap(std::move(vh)));
+}
+
+// The basis that the columns of `a` complete, or a itself where they are one.
+template <class T>
+std::vector<T> square_basis(const matrix<T>& a)
+{
+    if (a.rows == a.cols)
+        return a.data;
+    if (a.cols == 0) {
+        std::vector<T> identity(a.rows * a.rows);
+        set_identity(identity.data(), a.rows);
+        return identity;
+    }
+    return detail::completed_basis(a.data, a.rows, a.cols);
+}
+
+template <class T>
+PyObject* full_svd(const tensor<T>& a, const stack_shape& of, svd_method method)
+{
+    const std::size_t m = of.rows;
+    const std::size_t n = of.cols;
+    const std::size_t k = std::min(m, n);
+    tensor<T> u = unset_stack<T>(of.lead, {m, m});
+    tensor<double> values = unset_stack<double>(of.lead, {k});
+    tensor<T> vh = unset_stack<T>(of.lead, {n, n});
+    const auto decompose_one = [&](std::size_t i) {
+        const svd_decomposition<T> svd(dense(a, of).copy_of(i), method);
+        const std::vector<T> left = square_basis(svd.u);
+        const matrix<T> right = detail::adjoint(matrix<T>(n, n, square_basis(svd.v)));
+        std::copy(left.begin(), left.end(), u.data.data() + i * m * m);
+        std::copy(svd.values.begin(), svd.values.end(), values.data.data() + i * k);
+        std::copy(right.data.begin(), right.data.end(), vh.data.data() + i * n * n);
+    };
+    for_each_matrix(of, 4 * (m * m + n * n) * k, decompose_one);
+    return triple_of(wrap(std::move(u)), wrap(std::move(values)), wrap(std::move(vh)));
+}
+
+template <class T>
+PyObject* values_of(const tensor<T>& a, const stack_shape& of)
+{
+    tensor<double> values = unset_stack<double>(of.lead, {std::min(of.rows, of.cols)});
+    computed(a.data.size(),
+             [&] { stacks::singular_values(of.count, dense(a, of), values.data.data()); });
+    return wrap(std::move(values));
+}
+
+constexpr binding::signature<1> cholesky_signature{"cholesky", {"a"}};
+constexpr binding::signature<2> qr_signature{"qr", {"a", "mode"}};
+constexpr binding::signature<2> eigh_signature{"eigh", {"a", "method"}};
+constexpr binding::signature<1> eigvalsh_signature{"eigvalsh", {"a"}};
+constexpr binding::signature<3> svd_signature{"svd", {"a", "full_matrices", "method"}};
+constexpr binding::signature<1> svdvals_signature{"svdvals", {"a"}};
+
+} // namespace
+
+PyObject* cholesky(const binding::call_arguments& call)
+{
+    const auto [given] = cholesky_signature.bind(call);
+    const operand a(given);
+    const stack_shape of = square_stack_of(a, "cholesky");
+    if (of.is_single())
+        return telling({given}, {}, [&] { return wrap(boundary::cholesky(a.value())); });
+    return of_stack(given, a, of, [](const auto& x, const stack_shape& shape) {
+        return lower_factors(x, shape);
+    });
+}
+
+PyObject* qr(const binding::call_arguments& call)
+{
+    const auto [given, mode_name] = qr_signature.bind(call);
+    const qr_mode mode = qr_mode_named(mode_name);
+    const operand a(given);
+    const stack_shape of = stack_of(a, "qr");
+    const bool complete = mode == qr_mode::complete && of.rows > of.cols;
+    if (of.is_single() && !complete)
+        return telling({given}, {}, [&] { return thin_factors(a.value(), mode != qr_mode::r); });
+    return of_stack(given, a, of, [&](const auto& x, const stack_shape& shape) {
+        return complete ? complete_factors(x, shape) : thin_factors(x, shape, mode != qr_mode::r);
+    });
+}
+
+PyObject* eigh(const binding::call_arguments& call)
+{
+    const auto [given, method_name] = eigh_signature.bind(call);
+    const operand a(given);
+    const stack_shape of = square_stack_of(a, "eigh");
+    const std::string method = binding::to_text(method_name);
+    if (of.is_single())
+        return telling({given}, {}, [&] {
+            auto [values, vectors] = boundary::eigh(a.value(), method);
+            return pair_of(wrap(std::move(values)), wrap(std::move(vectors)));
+        });
+    return of_stack(given, a, of, [&](const auto& x, const stack_shape& shape) {
+        return eigenpairs(x, shape, boundary::eigen_method_named(method));
+    });
+}
+
+PyObject* eigvalsh(const binding::call_arguments& call)
+{
+    const auto [given] = eigvalsh_signature.bind(call);
+    const operand a(given);
+    const auto of_type = [](const auto& x, const stack_shape& of) { return eigenvalues_of(x, of); };
+    return of_stack(given, a, square_stack_of(a, "eigvalsh"), of_type);
+}
+
+PyObject* svd(const binding::call_arguments& call)
+{
+    const auto [given, full, method_name] = svd_signature.bind(call);
+    const operand a(given);
+    const bool complete = PyObject_IsTrue(full) != 0;
+    const std::string method = binding::to_text(method_name);
+    const stack_shape of = stack_of(a, "svd");
+    const bool is_thin = !complete || of.rows == of.cols;
+    if (of.is_single() && is_thin)
+        return telling({given}, {}, [&] {
+            auto [u, values, vh] = boundary::svd(a.value(), method);
+            return triple_of(wrap(std::move(u)), wrap(std::move(values)), wrap(std::move(vh)));
+        });
+    return of_stack(given, a, of, [&](const auto& x, const stack_shape& shape) {
+        const svd_method by = boundary::svd_method_named(method);
+        return is_thin ? thin_svd(x, shape, by) : full_svd(x, shape, by);
+    });
+}
+
+PyObject* svdvals(const binding::call_arguments& call)
+{
+    const auto [given] = svdvals_signature.bind(call);
+    const operand a(given);
+    const auto of_type = [](const auto& x, const stack_shape& of) { return values_of(x, of); };
+    return of_stack(given, a, stack_of(a, "svdvals"), of_type);
+}
+
+} // namespace numerical::package

@@ -1,0 +1,90 @@
+#pragma once
+
+// What all functions of matrices share: arguments that are stacks of shape (..., M, N), results
+// made once for the whole stack, and failures that say which matrix they are of.
+
+#include "binding/fastcall.hpp"
+#include "numerical/checks.hpp"
+#include "numerical/stacks/matrix_stack.hpp"
+#include "numerical/storage.hpp"
+#include "package/operand.hpp"
+
+#include <cstddef>
+#include <initializer_list>
+#include <utility>
+#include <vector>
+
+namespace numerical::package {
+
+using shape_list = std::vector<std::size_t>;
+
+// The shape of an argument, split: matrices of rows × cols, `count` of them at the places of the
+// leading axes.
+struct stack_shape
+{
+    shape_list lead;
+    std::size_t rows;
+    std::size_t cols;
+    std::size_t count;
+
+    bool is_single() const { return lead.empty(); }
+};
+
+// ValueError "svd takes a matrix or a stack of them, not a tensor of rank 1".
+stack_shape stack_of(const operand& a, const char* function);
+
+// The same; ValueError "inv takes square matrices, not shape (2, 3)".
+stack_shape square_stack_of(const operand& a, const char* function);
+
+// The matrices of a tensor of that shape, in their order.
+template <class T>
+matrix_stack<T> dense(const tensor<T>& a, const stack_shape& of)
+{
+    return {a.data.data(), of.rows, of.cols, of.rows * of.cols};
+}
+
+inline shape_list joined(shape_list lead, std::initializer_list<std::size_t> last)
+{
+    lead.insert(lead.end(), last);
+    return lead;
+}
+
+// A tensor of the leading axes and `last`, whose elements are to be written before they are read.
+template <class T>
+tensor<T> unset_stack(const shape_list& lead, std::initializer_list<std::size_t> last)
+{
+    shape_list shape = joined(lead, last);
+    const std::size_t count = detail::element_count(shape);
+    return tensor<T>(std::move(shape), detail::uninitialized<T>(count));
+}
+
+// body(), without the interpreter lock where there are enough elements for it to pay.
+template <class Body>
+void computed(std::size_t elements, const Body& body)
+{
+    const boundary::gil_release released(elements >= boundary::gil_release_threshold);
+    body();
+}
+
+// Two results as a tuple; takes over both references, null with the error set if one is null.
+PyObject* pair_of(PyObject* first, PyObject* second);
+PyObject* triple_of(PyObject* first, PyObject* second, PyObject* third);
+
+// In a handler: makes the exception in flight Python's, a stack_error by its cause. To a
+// numerical.error it adds a note with the operands and what to try, and for a stack one with the
+// place of the matrix. Always null.
+PyObject* told_failure(std::initializer_list<PyObject*> operands, const shape_list& lead);
+
+// body() with its failures told.
+template <class Body>
+PyObject* telling(std::initializer_list<PyObject*> operands, const shape_list& lead,
+                  const Body& body)
+{
+    try {
+        return body();
+    } catch (...) {
+        return told_failure(operands, lead);
+    }
+}
+
+} // namespace numerical::package

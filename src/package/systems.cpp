@@ -1,0 +1,151 @@
+#include "package/systems.hpp"
+
+#include "module/functions.hpp"
+#include "numerical/broadcast.hpp"
+#include "numerical/stacks/stacks.hpp"
+#include "package/matrices.hpp"
+
+#include <string>
+
+namespace numerical::package {
+namespace {
+
+using boundary::wrap;
+
+shape_list broadcast_lead(const shape_list& a, const shape_list& b)
+{
+    try {
+        return broadcast_shape(a, b);
+    } catch (const std::exception& failure) {
+        binding::fail(PyExc_ValueError, failure.what());
+    }
+}
+
+// Right-hand sides: `lead` of the whole stack, and one matrix of rows × cols for each place.
+struct right_sides
+{
+    shape_list own;
+    shape_list lead;
+    std::size_t rows;
+    std::size_t cols;
+};
+
+right_sides right_sides_of(const stack_shape& a, const shape_list& b)
+{
+    if (b.empty())
+        binding::fail(PyExc_ValueError,
+                      "solve takes right-hand sides of rank 1 and more, not a number");
+    if (b.size() == 1)
+        return {{}, a.lead, b[0], 1};
+    shape_list own(b.begin(), b.end() - 2);
+    shape_list lead = broadcast_lead(a.lead, own);
+    return {std::move(own), std::move(lead), b.end()[-2], b.end()[-1]};
+}
+
+template <class T>
+PyObject* solve_stack(const tensor<T>& a, const stack_shape& of, const tensor<T>& b,
+                      const right_sides& sides)
+{
+    const bool vectors = b.shape.size() == 1;
+    tensor<T> x = vectors ? unset_stack<T>(sides.lead, {sides.rows})
+                          : unset_stack<T>(sides.lead, {sides.rows, sides.cols});
+    const std::size_t count = detail::element_count(sides.lead);
+    const stack_places from_a(of.lead, sides.lead, of.rows * of.cols);
+    const stack_places from_b(sides.own, sides.lead, sides.rows * sides.cols);
+    const auto left = from_a(a.data.data(), of.rows, of.cols);
+    const auto right = from_b(b.data.data(), sides.rows, sides.cols);
+    computed(a.data.size() + x.data.size(), [&] {
+        if (vectors)
+            stacks::solve_vectors(count, left, right, x.data.data());
+        else
+            stacks::solve_matrices(count, left, right, x.data.data());
+    });
+    return wrap(std::move(x));
+}
+
+PyObject* solve_of(operand& a, operand& b, std::initializer_list<PyObject*> given)
+{
+    promote(a, b);
+    if (a.rank() == 2 && b.rank() <= 2)
+        return telling(given, {}, [&] { return wrap(boundary::solve(a.value(), b.value())); });
+    const stack_shape of = square_stack_of(a, "solve");
+    const right_sides sides = right_sides_of(of, b.shape());
+    return telling(given, sides.lead, [&] {
+        return by_type(a, b,
+                       [&](const auto& x, const auto& y) { return solve_stack(x, of, y, sides); });
+    });
+}
+
+template <class T>
+PyObject* inverses(const tensor<T>& a, const stack_shape& of)
+{
+    tensor<T> inverses = unset_stack<T>(of.lead, {of.rows, of.cols});
+    computed(a.data.size(), [&] { stacks::inverse(of.count, dense(a, of), inverses.data.data()); });
+    return wrap(std::move(inverses));
+}
+
+template <class T>
+PyObject* determinants(const tensor<T>& a, const stack_shape& of)
+{
+    tensor<T> results = unset_stack<T>(of.lead, {});
+    computed(a.data.size(),
+             [&] { stacks::determinant(of.count, dense(a, of), results.data.data()); });
+    return number_or_tensor(std::move(results));
+}
+
+template <class T>
+PyObject* signs_and_logs(const tensor<T>& a, const stack_shape& of)
+{
+    tensor<T> signs = unset_stack<T>(of.lead, {});
+    tensor<double> logs = unset_stack<double>(of.lead, {});
+    computed(a.data.size(),
+             [&] { stacks::slogdet(of.count, dense(a, of), signs.data.data(), logs.data.data()); });
+    return pair_of(number_or_tensor(std::move(signs)), number_or_tensor(std::move(logs)));
+}
+
+// of_type(a, shape) for the one argument of the function, square matrices.
+template <class F>
+PyObject* of_square(const binding::signature<1>& signature, const binding::call_arguments& call,
+                    const F& of_type)
+{
+    const auto [given] = signature.bind(call);
+    const operand a(given);
+    const stack_shape of = square_stack_of(a, signature.function);
+    return telling({given}, of.lead,
+                   [&] { return by_type(a, [&](const auto& x) { return of_type(x, of); }); });
+}
+
+constexpr binding::signature<2> solve_signature{"solve", {"a", "b"}};
+constexpr binding::signature<1> inv_signature{"inv", {"a"}};
+constexpr binding::signature<1> det_signature{"det", {"a"}};
+constexpr binding::signature<1> slogdet_signature{"slogdet", {"a"}};
+
+} // namespace
+
+PyObject* solve(const binding::call_arguments& call)
+{
+    const auto [given_a, given_b] = solve_signature.bind(call);
+    operand a(given_a);
+    operand b(given_b);
+    return solve_of(a, b, {given_a, given_b});
+}
+
+PyObject* inv(const binding::call_arguments& call)
+{
+    return of_square(inv_signature, call,
+                     [](const auto& a, const stack_shape& of) { return inverses(a, of); });
+}
+
+PyObject* det(const binding::call_arguments& call)
+{
+    return of_square(det_signature, call,
+                     [](const auto& a, const stack_shape& of) { return determinants(a, of); });
+}
+
+PyObject* slogdet(const binding::call_arguments& call)
+{
+    return of_square(slogdet_signature, call,
+                     [](const auto& a, const stack_shape& of) { return signs_and_logs(a, of); });
+}
+
+} // namespace numerical::package

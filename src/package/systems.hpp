@@ -1,0 +1,17 @@
+#pragma once
+
+// Systems, inverses and determinants of matrices and stacks of them, by LU with partial pivoting.
+// A matrix of a stack has the bits that it would have alone. Failures are numerical.error with the
+// module's words.
+
+#include "binding/fastcall.hpp"
+#include "package/operand.hpp"
+
+namespace numerical::package {
+
+PyObject* solve(const binding::call_arguments& call);   // solve(a, b)
+PyObject* inv(const binding::call_arguments& call);     // inv(a)
+PyObject* det(const binding::call_arguments& call);     // det(a)
+PyObject* slogdet(const binding::call_arguments& call); // slogdet(a) -> (sign, logabsdet)
+
+} // namespace numerical::package
