@@ -5,9 +5,9 @@ import math
 from . import _numerical
 from ._conversion import asarray, complex128
 from ._memory import component, from_parts, parts
+from ._native_module import native
 from ._numerical import Tensor
 from ._promotion import same_dtype
-from ._shaping import normalized_axes, permute_dims
 
 
 # --- element by element --------------------------------------------------------------------------
@@ -113,75 +113,12 @@ def negative(a):
 
 
 # --- reductions ----------------------------------------------------------------------------------
-def _reduced(name, a, axis, keepdims):
-    """One of the module's reductions over no axis, one or several.
-
-    Several axes are brought together at the end and reduced as one, in their row-major order.
-    """
-    a = asarray(a)
-    if axis is None:
-        result = _numerical._reduce(name, a, -1)
-        return _numerical._full((1,) * a.ndim, result, a.dtype == complex128) if keepdims else result
-    axes = normalized_axes(axis, a.ndim)
-    if not axes:
-        result = a
-    elif len(axes) == 1:
-        result = _numerical._reduce(name, a, axes[0])
-    else:
-        kept = [i for i in range(a.ndim) if i not in axes]
-        front = permute_dims(a, kept + sorted(axes))
-        shape = [a.shape[i] for i in kept]
-        joint = math.prod(a.shape[i] for i in axes)
-        result = _numerical._reduce(name, _numerical._reshape(front, (*shape, joint)), len(shape))
-    if keepdims:
-        shape = [1 if i in axes else extent for i, extent in enumerate(a.shape)]
-        return _numerical._reshape(result, shape)
-    return result if result.ndim else _item(result)
-
-
-def _item(tensor):
-    return tensor.tolist()
-
-
-def sum(a, axis=None, *, keepdims=False):
-    """The sum of all elements or along axes, by pairwise summation."""
-    return _reduced("sum", a, axis, keepdims)
-
-
-def mean(a, axis=None, *, keepdims=False):
-    """The mean of all elements or along axes; NaN over no element."""
-    return _reduced("mean", a, axis, keepdims)
-
-
-def max(a, axis=None, *, keepdims=False):
-    """The largest element of a float64 tensor, of all or along axes; NaN if one is NaN."""
-    return _reduced("max", a, axis, keepdims)
-
-
-def min(a, axis=None, *, keepdims=False):
-    """The smallest element of a float64 tensor, of all or along axes; NaN if one is NaN."""
-    return _reduced("min", a, axis, keepdims)
-
-
-def var(a, axis=None, *, correction=0.0, keepdims=False):
-    """The mean squared modulus of the distance from the mean; divided by count - correction."""
-    a = asarray(a)
-    axes = tuple(range(a.ndim)) if axis is None else normalized_axes(axis, a.ndim)
-    count = math.prod(a.shape[i] for i in axes)
-    centre = mean(a, axes, keepdims=True) if axes else a
-    distance = abs(_numerical._binary("-", a, centre))
-    total = sum(square(distance), axes, keepdims=keepdims)
-    degrees = count - correction
-    if isinstance(total, Tensor):
-        divisor = float(degrees) if degrees > 0 else math.nan
-        return _numerical._binary("/", total, _numerical._full((), divisor, False))
-    return total / degrees if degrees > 0 else math.nan
-
-
-def std(a, axis=None, *, correction=0.0, keepdims=False):
-    """The square root of var."""
-    variance = var(a, axis, correction=correction, keepdims=keepdims)
-    return sqrt(variance) if isinstance(variance, Tensor) else math.sqrt(variance)
+sum = native.sum
+mean = native.mean
+max = native.max
+min = native.min
+var = native.var
+std = native.std
 
 
 # --- comparisons of whole tensors ----------------------------------------------------------------

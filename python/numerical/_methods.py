@@ -15,13 +15,7 @@ from ._functions import sum as _sum
 from ._memory import rebuilt, to_bytes
 from ._native_module import native
 from ._numerical import Tensor
-from ._shaping import permute_dims, ravel, reshape, swapaxes
-
-
-def _matrix_axes(t):
-    if t.ndim < 2:
-        raise ValueError(f"mT and mH are for matrices, not for a tensor of rank {t.ndim}; T is for all")
-    return swapaxes(t, -2, -1)
+from ._shaping import permute_dims, ravel, reshape
 
 
 def _item(t, *index):
@@ -97,10 +91,6 @@ def _length(t):
     if t.ndim == 0:
         raise TypeError("a tensor of rank 0 has no length")
     return t.shape[0]
-
-
-def _hermitian_transpose(t):
-    return _matrix_axes(conj(t))
 
 
 def _reshape(t, *shape):
@@ -202,9 +192,6 @@ class _At:
 
 METHODS = {
     "at": property(_At, doc="Changed copies: t.at[index].set(values), and add, multiply, min, max."),
-    "T": property(permute_dims, doc="The axes in reverse order."),
-    "mT": property(_matrix_axes, doc="The last two axes exchanged."),
-    "mH": property(_hermitian_transpose, doc="The conjugate of mT."),
     "real": property(real, doc="The real parts, as float64."),
     "imag": property(imag, doc="The imaginary parts, as float64."),
     "conj": conj,

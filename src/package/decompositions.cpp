@@ -255,7 +255,7 @@ PyObject* svd(const binding::call_arguments& call)
 {
     const auto [given, full, method_name] = svd_signature.bind(call);
     const operand a(given);
-    const bool complete = PyObject_IsTrue(full) != 0;
+    const bool complete = flag_parameter(full);
     const std::string method = binding::to_text(method_name);
     const stack_shape of = stack_of(a, "svd");
     const bool is_thin = !complete || of.rows == of.cols;

@@ -6,6 +6,7 @@
 #include "numerical/broadcast.hpp"
 #include "numerical/checks.hpp"
 #include "package/operand.hpp"
+#include "package/parameters.hpp"
 
 #include <algorithm>
 #include <limits>
@@ -137,7 +138,7 @@ private:
         if (bools.value_or(truth) != truth)
             fail(PyExc_IndexError, "a list in an index holds either ints or bools, not both");
         bools = truth;
-        array.numbers.push_back(truth ? (PyObject_IsTrue(item) != 0 ? 1 : 0) : integer_of(item));
+        array.numbers.push_back(truth ? (flag_parameter(item) ? 1 : 0) : integer_of(item));
     }
 };
 

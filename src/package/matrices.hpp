@@ -8,6 +8,7 @@
 #include "numerical/stacks/matrix_stack.hpp"
 #include "numerical/storage.hpp"
 #include "package/operand.hpp"
+#include "package/parameters.hpp"
 
 #include <cstddef>
 #include <initializer_list>
@@ -15,8 +16,6 @@
 #include <vector>
 
 namespace numerical::package {
-
-using shape_list = std::vector<std::size_t>;
 
 // The shape of an argument, split: matrices of rows × cols, `count` of them at the places of the
 // leading axes.

@@ -6,6 +6,7 @@
 #include "numerical/elementwise/comparison.hpp"
 #include "numerical/elementwise/unary.hpp"
 #include "package/operand.hpp"
+#include "package/parameters.hpp"
 
 #include <optional>
 #include <stdexcept>
@@ -45,7 +46,7 @@ bool is_operand(PyObject* object)
         return false;
     const owned_ref defers(
         not_null(PyObject_CallFunctionObjArgs(callbacks().defers_to, object, nullptr)));
-    return PyObject_IsTrue(defers.get()) == 0;
+    return !flag_parameter(defers.get());
 }
 
 bool are_operands(PyObject* left, PyObject* right)

@@ -4,8 +4,11 @@
 #include "binding/fastcall.hpp"
 #include "module/functions.hpp"
 #include "package/decompositions.hpp"
+#include "package/elementwise.hpp"
 #include "package/operators.hpp"
 #include "package/products.hpp"
+#include "package/reductions.hpp"
+#include "package/shaping.hpp"
 #include "package/subscript.hpp"
 #include "package/systems.hpp"
 
@@ -41,6 +44,32 @@ PyObject* subscript_slot(PyObject* self, PyObject* key)
     return binding::translated(marlinth_module_error, [&] { return subscript(self, key); });
 }
 
+template <auto F>
+PyGetSetDef property(const char* name, const char* doc)
+{
+    const getter entry = [](PyObject* self, void*) {
+        return binding::translated(marlinth_module_error, [&] { return F(self); });
+    };
+    return {name, entry, nullptr, doc, nullptr};
+}
+
+// Properties beside those of the module's table; false with the error set.
+bool add_properties(PyObject* type)
+{
+    static PyGetSetDef properties[] = {
+        property<transposed>("T", "The axes in reverse order."),
+        property<matrix_transposed>("mT", "The last two axes exchanged."),
+        property<hermitian_transposed>("mH", "The conjugate of mT."),
+    };
+    for (PyGetSetDef& each : properties) {
+        const binding::owned_ref descriptor(
+            PyDescr_NewGetSet(reinterpret_cast<PyTypeObject*>(type), &each));
+        if (!descriptor || PyObject_SetAttrString(type, each.name, descriptor.get()) < 0)
+            return false;
+    }
+    return true;
+}
+
 } // namespace
 
 void define_tensor(PyObject* module)
@@ -54,6 +83,8 @@ void define_tensor(PyObject* module)
         slots.push_back({Py_tp_hash, PyType_GetSlot(&PyBaseObject_Type, Py_tp_hash)});
     }
     boundary::define_tensor_class(module);
+    if (PyObject* type = binding::class_type<any_tensor>())
+        add_properties(type);
 }
 
 PyMethodDef* function_table()
@@ -86,6 +117,72 @@ PyMethodDef* function_table()
         function<eigvalsh>("eigvalsh", "eigvalsh(a)\n--\n\nThe eigenvalues, ascending."),
         function<svd>("svd", "svd(a, full_matrices, method)\n--\n\n(U, S, Vh)."),
         function<svdvals>("svdvals", "svdvals(a)\n--\n\nThe singular values, descending."),
+        function<sum>("sum", "sum(a, axis=None, *, keepdims=False)\n--\n\n"
+                             "The sum of all elements or along axes, by pairwise summation."),
+        function<mean>("mean", "mean(a, axis=None, *, keepdims=False)\n--\n\n"
+                               "The mean of all elements or along axes; NaN over no element."),
+        function<max>("max",
+                      "max(a, axis=None, *, keepdims=False)\n--\n\n"
+                      "The largest element of a float64 tensor, of all or along axes; NaN if\n"
+                      "one is NaN."),
+        function<min>("min",
+                      "min(a, axis=None, *, keepdims=False)\n--\n\n"
+                      "The smallest element of a float64 tensor, of all or along axes; NaN if\n"
+                      "one is NaN."),
+        function<var>("var", "var(a, axis=None, *, correction=0.0, keepdims=False)\n--\n\n"
+                             "The mean squared modulus of the distance from the mean; divided by\n"
+                             "count - correction."),
+        function<std>("std", "std(a, axis=None, *, correction=0.0, keepdims=False)\n--\n\n"
+                             "The square root of var."),
+        function<add>("add", "add(a, b)\n--\n\na + b, element by element with broadcasting."),
+        function<subtract>("subtract",
+                           "subtract(a, b)\n--\n\na - b, element by element with broadcasting."),
+        function<multiply>("multiply",
+                           "multiply(a, b)\n--\n\na * b, element by element with broadcasting."),
+        function<divide>("divide",
+                         "divide(a, b)\n--\n\na / b, element by element with broadcasting."),
+        function<power>(
+            "power",
+            "power(a, b)\n--\n\na to the power of b, element by element with broadcasting."),
+        function<negative>("negative", "negative(a)\n--\n\nThe element-wise negative."),
+        function<square>("square", "square(a)\n--\n\nEvery element times itself."),
+        function<conj>("conj", "conj(a)\n--\n\nThe complex conjugates; a float64 tensor as it is."),
+        function<real>("real", "real(a)\n--\n\nThe real parts, as float64."),
+        function<imag>(
+            "imag", "imag(a)\n--\n\nThe imaginary parts, as float64; zeros for a float64 tensor."),
+        function<exp>("exp", "exp(a)\n--\n\ne to the power of every element."),
+        function<log>("log", "log(a)\n--\n\nThe natural logarithm of every element; -inf for 0, "
+                             "NaN for a negative float64."),
+        function<sqrt>(
+            "sqrt", "sqrt(a)\n--\n\nThe square root of every element; NaN for a negative float64."),
+        function<sin>("sin", "sin(a)\n--\n\nThe sine of every element."),
+        function<cos>("cos", "cos(a)\n--\n\nThe cosine of every element."),
+        function<tan>("tan", "tan(a)\n--\n\nThe tangent of every element."),
+        function<tanh>("tanh", "tanh(a)\n--\n\nThe hyperbolic tangent of every element."),
+        function<abs>("abs", "abs(a)\n--\n\nThe modulus of every element, as float64."),
+        function<allclose>("allclose",
+                           "allclose(a, b, rtol=1e-5, atol=1e-8, equal_nan=False)\n--\n\nWhether "
+                           "abs(a - b) <= atol + rtol*abs(b) everywhere, with broadcasting."),
+        function<array_equal>("array_equal", "array_equal(a, b)\n--\n\nWhether shapes and all "
+                                             "elements are equal; a NaN equals nothing."),
+        function<permute_dims>(
+            "permute_dims",
+            "permute_dims(a, axes=None)\n--\n\nThe axes in another order, reversed by default."),
+        function<concatenate>("concatenate",
+                              "concatenate(tensors, axis=0)\n--\n\nTensors of one rank joined "
+                              "along an axis; their other extents are equal."),
+        function<stack>(
+            "stack",
+            "stack(tensors, axis=0)\n--\n\nTensors of one shape side by side along a new axis."),
+        function<tril>(
+            "tril",
+            "tril(a, k=0)\n--\n\nThe matrix, or each of a stack, with zeros above diagonal k."),
+        function<triu>(
+            "triu",
+            "triu(a, k=0)\n--\n\nThe matrix, or each of a stack, with zeros below diagonal k."),
+        function<with_strides>("with_strides",
+                               "with_strides(a, shape, strides, first)\n--\n\nElements read from "
+                               "`first` on through strides, all in elements."),
         {nullptr, nullptr, 0, nullptr},
     };
     return table;

@@ -114,20 +114,6 @@ void sum_columns(const T* data, const walk_shape& walk, T* out)
     }
 }
 
-// The sums, and the shape that they have.
-template <class T>
-tensor<T> sums(const tensor<T>& a, std::size_t axis, const walk_shape& walk)
-{
-    std::vector<std::size_t> shape = without_axis(a.shape, axis);
-    std::vector<T> out = detail::uninitialized<T>(detail::element_count(shape));
-    if (!out.empty() && walk.inner != 1)
-        sum_columns(a.data.data(), walk, out.data());
-    if (walk.inner == 1)
-        for (std::size_t o = 0; o < out.size(); ++o)
-            out[o] = detail::pairwise_sum(a.data.data() + o * walk.extent, walk.extent, 1);
-    return tensor<T>(std::move(shape), std::move(out));
-}
-
 // Quotients of complex numbers follow C's rules, with a divisor of imaginary part zero.
 template <class T>
 T count_as(std::size_t n)
@@ -195,21 +181,56 @@ double contiguous_extreme(const double* p, std::size_t n, const C&)
     return found.nan ? canonical_nan : found.value;
 }
 
+template <class T>
+std::vector<T> sums(const T* data, const walk_shape& walk)
+{
+    std::vector<T> out = uninitialized<T>(checked_mul(walk.outer, walk.inner));
+    if (!out.empty() && walk.inner != 1)
+        sum_columns(data, walk, out.data());
+    if (walk.inner == 1)
+        for (std::size_t o = 0; o < out.size(); ++o)
+            out[o] = pairwise_sum(data + o * walk.extent, walk.extent, 1);
+    return out;
+}
+
+template <class T>
+std::vector<T> means(const T* data, const walk_shape& walk)
+{
+    std::vector<T> out = sums(data, walk);
+    const T count = count_as<T>(walk.extent);
+    for (T& x : out)
+        x = x / count;
+    return out;
+}
+
+template <class C>
+std::vector<double> extremes(const double* data, const walk_shape& walk, const C& compare)
+{
+    if (walk.extent == 0)
+        throw_no_identity();
+    std::vector<double> out = uninitialized<double>(checked_mul(walk.outer, walk.inner));
+    if (!out.empty() && walk.inner != 1)
+        extremes_of_columns<C>(data, walk, out.data());
+    if (walk.inner == 1)
+        for (std::size_t o = 0; o < out.size(); ++o)
+            out[o] = contiguous_extreme(data + o * walk.extent, walk.extent, compare);
+    return out;
+}
+
 template <class C>
 tensor<double> extremes_along(const tensor<double>& a, std::size_t axis, const C& compare)
 {
     const walk_shape walk = walk_along(a.shape, axis);
-    if (walk.extent == 0)
-        throw_no_identity();
-    std::vector<std::size_t> shape = without_axis(a.shape, axis);
-    std::vector<double> out = uninitialized<double>(element_count(shape));
-    if (!out.empty() && walk.inner != 1)
-        extremes_of_columns<C>(a.data.data(), walk, out.data());
-    if (walk.inner == 1)
-        for (std::size_t o = 0; o < out.size(); ++o)
-            out[o] = contiguous_extreme(a.data.data() + o * walk.extent, walk.extent, compare);
-    return tensor<double>(std::move(shape), std::move(out));
+    return tensor<double>(without_axis(a.shape, axis), extremes(a.data.data(), walk, compare));
 }
+
+template std::vector<double> sums(const double*, const walk_shape&);
+template std::vector<complex> sums(const complex*, const walk_shape&);
+template std::vector<double> means(const double*, const walk_shape&);
+template std::vector<complex> means(const complex*, const walk_shape&);
+template std::vector<double> extremes(const double*, const walk_shape&, const std::less<double>&);
+template std::vector<double> extremes(const double*, const walk_shape&,
+                                      const std::greater<double>&);
 
 template double pairwise_sum(const double*, std::size_t, std::size_t);
 template complex pairwise_sum(const complex*, std::size_t, std::size_t);
@@ -237,18 +258,15 @@ T mean(const tensor<T>& a)
 template <class T>
 tensor<T> sum_along(const tensor<T>& a, std::size_t axis)
 {
-    return sums(a, axis, detail::walk_along(a.shape, axis));
+    const walk_shape walk = detail::walk_along(a.shape, axis);
+    return tensor<T>(without_axis(a.shape, axis), detail::sums(a.data.data(), walk));
 }
 
 template <class T>
 tensor<T> mean_along(const tensor<T>& a, std::size_t axis)
 {
     const walk_shape walk = detail::walk_along(a.shape, axis);
-    tensor<T> means = sums(a, axis, walk);
-    const T count = count_as<T>(walk.extent);
-    for (T& x : means.data)
-        x = x / count;
-    return means;
+    return tensor<T>(without_axis(a.shape, axis), detail::means(a.data.data(), walk));
 }
 
 template <class C>

@@ -46,6 +46,17 @@ struct walk_shape
 // dimension_error "axis 3 is out of bounds for a tensor of rank 3".
 walk_shape walk_along(const std::vector<std::size_t>& shape, std::size_t axis);
 
+// For each outer and inner index the sum, the mean or the extreme along the axis, in row-major
+// order. Extremes need an extent above 0: dimension_error as for `extreme`.
+template <class T>
+std::vector<T> sums(const T* data, const walk_shape& walk);
+
+template <class T>
+std::vector<T> means(const T* data, const walk_shape& walk);
+
+template <class C>
+std::vector<double> extremes(const double* data, const walk_shape& walk, const C& compare);
+
 // The sum of p[i·stride] for n numbers i. More than 128 are halved, the left half rounded down to a
 // multiple of eight. Others go to eight accumulators r in turn, which are added up as
 // ((r0 + r1) + (r2 + r3)) + ((r4 + r5) + (r6 + r7)), and then what fills no eight is added in

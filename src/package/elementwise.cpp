@@ -1,0 +1,248 @@
+#include "package/elementwise.hpp"
+
+#include "binding/caster.hpp"
+#include "numerical/broadcast.hpp"
+#include "numerical/elementwise/arithmetic.hpp"
+#include "numerical/elementwise/unary.hpp"
+#include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
+#include "package/parameters.hpp"
+
+#include <cmath>
+#include <string_view>
+#include <utility>
+
+namespace numerical::package {
+namespace {
+
+using boundary::wrap;
+
+using unary_signature = binding::signature<1>;
+using binary_signature = binding::signature<2>;
+
+PyObject* arithmetic_call(arithmetic_operation operation, const binary_signature& signature,
+                          const binding::call_arguments& call)
+{
+    const auto [left, right] = signature.bind(call);
+    operand a(left);
+    operand b(right);
+    return by_type(a, b,
+                   [&](const auto& x, const auto& y) { return wrap(arithmetic(operation, x, y)); });
+}
+
+template <class F>
+PyObject* unary_call(const unary_signature& signature, const binding::call_arguments& call,
+                     const F& f)
+{
+    const auto [given] = signature.bind(call);
+    const operand a(given);
+    return by_type(a, f);
+}
+
+PyObject* named_call(const unary_signature& signature, const binding::call_arguments& call)
+{
+    return unary_call(signature, call, [&](const auto& x) {
+        return wrap(std::move(*unary(std::string_view(signature.function), x)));
+    });
+}
+
+// The argument itself where it is a float64 Tensor and the function changes none, else f(a).
+template <class F>
+PyObject* complex_part_call(const unary_signature& signature, const binding::call_arguments& call,
+                            const F& f)
+{
+    const auto [given] = signature.bind(call);
+    const operand a(given);
+    if (a.is_complex())
+        return wrap(f(a.as<complex>()));
+    if (is_tensor(given)) {
+        Py_INCREF(given);
+        return given;
+    }
+    const tensor<double>& x = a.as<double>();
+    return wrap(tensor<double>(x.shape, detail::copy_of(x.data.data(), x.data.size())));
+}
+
+template <class Out, class F>
+tensor<Out> each(const tensor<complex>& a, const F& f)
+{
+    std::vector<Out> data = detail::uninitialized<Out>(a.data.size());
+    for (std::size_t i = 0; i < data.size(); ++i)
+        data[i] = f(a.data[i]);
+    return tensor<Out>(a.shape, std::move(data));
+}
+
+struct closeness
+{
+    double relative;
+    double absolute;
+    bool equal_nan;
+
+    // Infinities are close to equal ones alone, as inf <= inf must not make them close to numbers.
+    template <class T>
+    bool operator()(const T& x, const T& y) const
+    {
+        if (x == y)
+            return true;
+        const double distance = detail::modulus(x - y);
+        if (distance <= absolute + relative * detail::modulus(y))
+            return distance != HUGE_VAL;
+        return equal_nan && x != x && y != y;
+    }
+};
+
+// Whether `holds` is true for every pair that broadcasting brings together.
+template <class T, class Holds>
+bool all_pairs(const tensor<T>& a, const tensor<T>& b, const Holds& holds)
+{
+    detail::broadcast_walk walk(a.shape, b.shape);
+    const detail::row_form form = walk.form();
+    const std::size_t step_a = form == detail::row_form::right ? 0 : 1;
+    const std::size_t step_b = form == detail::row_form::left ? 0 : 1;
+    bool all = true;
+    walk.each_row([&](std::size_t from_a, std::size_t from_b, std::size_t) {
+        for (std::size_t j = 0; all && j < walk.row_length(); ++j)
+            all = holds(a.data[from_a + j * step_a], b.data[from_b + j * step_b]);
+    });
+    return all;
+}
+
+constexpr unary_signature of_one(const char* function)
+{
+    return {function, {"a"}};
+}
+
+constexpr binary_signature of_two(const char* function)
+{
+    return {function, {"a", "b"}};
+}
+
+} // namespace
+
+PyObject* add(const binding::call_arguments& call)
+{
+    return arithmetic_call(arithmetic_operation::add, of_two("add"), call);
+}
+
+PyObject* subtract(const binding::call_arguments& call)
+{
+    return arithmetic_call(arithmetic_operation::subtract, of_two("subtract"), call);
+}
+
+PyObject* multiply(const binding::call_arguments& call)
+{
+    return arithmetic_call(arithmetic_operation::multiply, of_two("multiply"), call);
+}
+
+PyObject* divide(const binding::call_arguments& call)
+{
+    return arithmetic_call(arithmetic_operation::divide, of_two("divide"), call);
+}
+
+PyObject* power(const binding::call_arguments& call)
+{
+    return arithmetic_call(arithmetic_operation::power, of_two("power"), call);
+}
+
+PyObject* negative(const binding::call_arguments& call)
+{
+    return unary_call(of_one("negative"), call,
+                      [](const auto& x) { return wrap(numerical::negative(x)); });
+}
+
+PyObject* square(const binding::call_arguments& call)
+{
+    return unary_call(of_one("square"), call, [](const auto& x) {
+        return wrap(arithmetic(arithmetic_operation::multiply, x, x));
+    });
+}
+
+PyObject* conj(const binding::call_arguments& call)
+{
+    return complex_part_call(of_one("conj"), call, [](const tensor<complex>& a) {
+        return each<complex>(a, [](const complex& z) { return std::conj(z); });
+    });
+}
+
+PyObject* real(const binding::call_arguments& call)
+{
+    return complex_part_call(of_one("real"), call, [](const tensor<complex>& a) {
+        return each<double>(a, [](const complex& z) { return z.real(); });
+    });
+}
+
+PyObject* imag(const binding::call_arguments& call)
+{
+    const auto [given] = of_one("imag").bind(call);
+    const operand a(given);
+    if (a.is_complex())
+        return wrap(each<double>(a.as<complex>(), [](const complex& z) { return z.imag(); }));
+    const tensor<double>& x = a.as<double>();
+    return wrap(tensor<double>(x.shape, detail::zeros<double>(x.data.size())));
+}
+
+PyObject* exp(const binding::call_arguments& call)
+{
+    return named_call(of_one("exp"), call);
+}
+
+PyObject* log(const binding::call_arguments& call)
+{
+    return named_call(of_one("log"), call);
+}
+
+PyObject* sqrt(const binding::call_arguments& call)
+{
+    return named_call(of_one("sqrt"), call);
+}
+
+PyObject* sin(const binding::call_arguments& call)
+{
+    return named_call(of_one("sin"), call);
+}
+
+PyObject* cos(const binding::call_arguments& call)
+{
+    return named_call(of_one("cos"), call);
+}
+
+PyObject* tan(const binding::call_arguments& call)
+{
+    return named_call(of_one("tan"), call);
+}
+
+PyObject* tanh(const binding::call_arguments& call)
+{
+    return named_call(of_one("tanh"), call);
+}
+
+PyObject* abs(const binding::call_arguments& call)
+{
+    return named_call(of_one("abs"), call);
+}
+
+PyObject* allclose(const binding::call_arguments& call)
+{
+    static constexpr binding::signature<5> signature{
+        "allclose", {"a", "b", "rtol", "atol", "equal_nan"}, 2};
+    const auto [left, right, rtol, atol, equal_nan] = signature.bind(call);
+    const closeness close{real_parameter(rtol, "rtol", 1e-5), real_parameter(atol, "atol", 1e-8),
+                          flag_parameter(equal_nan)};
+    operand a(left);
+    operand b(right);
+    return by_type(a, b, [&](const auto& x, const auto& y) {
+        return PyBool_FromLong(all_pairs(x, y, close) ? 1 : 0);
+    });
+}
+
+PyObject* array_equal(const binding::call_arguments& call)
+{
+    const auto [left, right] = of_two("array_equal").bind(call);
+    operand a(left);
+    operand b(right);
+    return by_type(a, b, [](const auto& x, const auto& y) {
+        return PyBool_FromLong(x.shape == y.shape && x.data == y.data ? 1 : 0);
+    });
+}
+
+} // namespace numerical::package

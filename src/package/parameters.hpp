@@ -1,0 +1,45 @@
+#pragma once
+
+// Arguments that are no tensors. What is of another kind is a TypeError that names the parameter,
+// what is out of its range a ValueError or, for axes, an IndexError.
+
+#include "binding/python.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::package {
+
+using shape_list = std::vector<std::size_t>;
+
+// An int, from whatever stands for one; TypeError "axis must be an int, not str". One beyond
+// Py_ssize_t becomes the nearest that it holds.
+std::ptrdiff_t integer_parameter(PyObject* object, const char* name);
+
+// An axis counted from the front; IndexError "axis 3 is out of bounds for a tensor of rank 2".
+std::size_t axis_parameter(PyObject* object, std::size_t rank, const char* name = "axis");
+
+// Distinct axes from an int or a sequence of ints; ValueError "an axis is named twice in (0, 0)".
+shape_list axes_parameter(PyObject* object, std::size_t rank, const char* name = "axis");
+
+// Ints from an int or a sequence of them; TypeError "shape must be an int or a sequence of ints,
+// not str".
+std::vector<std::ptrdiff_t> integers_parameter(PyObject* object, const char* name);
+
+// Extents from an int or a sequence; ValueError "negative dimensions are not allowed".
+shape_list shape_parameter(PyObject* object, const char* name = "shape");
+
+// The truth of an argument; `absent` where none was given.
+bool flag_parameter(PyObject* object, bool absent = false);
+
+// A float from a real number; `absent` where none was given. TypeError "rtol must be a real number,
+// not str".
+double real_parameter(PyObject* object, const char* name, double absent);
+
+// None, or not given.
+inline bool is_absent(PyObject* object)
+{
+    return object == nullptr || object == Py_None;
+}
+
+} // namespace numerical::package

@@ -1,0 +1,23 @@
+#pragma once
+
+// Sums, means, products, extremes, variances and truths over all elements, one axis or several.
+// Sums are pairwise along the reduced axes in their row-major order (elementwise/reductions.hpp).
+// The result is a Python number where no axis is left, unless keepdims.
+
+#include "package/operand.hpp"
+
+#include "binding/fastcall.hpp"
+
+namespace numerical::package {
+
+PyObject* sum(const binding::call_arguments& call);  // sum(a, axis=None, *, keepdims=False)
+PyObject* mean(const binding::call_arguments& call); // NaN over no element
+PyObject* max(const binding::call_arguments& call);  // float64 only; NaN if one is NaN
+PyObject* min(const binding::call_arguments& call);
+
+// var(a, axis=None, *, correction=0.0, keepdims=False): the mean squared modulus of the distance
+// from the mean, divided by count - correction; NaN where that is not above 0.
+PyObject* var(const binding::call_arguments& call);
+PyObject* std(const binding::call_arguments& call); // its square root
+
+} // namespace numerical::package
