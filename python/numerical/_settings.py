@@ -1,51 +1,134 @@
 """Limits on threads and kernels, for the process or for a block."""
 
+import os
+import sys
+from _thread import RLock  # threading's own, without the import of threading
+from _weakref import ref
+
 from . import _numerical
+from ._arguments import count, integer, shown
 
 get_num_threads = _numerical.get_num_threads
 
 _PATH_CODES = {"portable": 0, "avx2": 1, "avx512": 2}
 
 
+class _Limits:
+    """The limits of one kind that are set and not yet taken back, in the order of their setting.
+
+    The last of them is in force. Blocks of several threads overlap in any order, so that a block
+    which ends takes its own limit back and nobody else's; when the last is gone, the value that the
+    first found returns.
+    """
+
+    def __init__(self, read, apply):
+        self._read, self._apply = read, apply
+        self._set = []  # (weak reference to the owner or None, value) for each
+        self._base = None
+        self._lock = RLock()  # taken anew by a signal handler that sets a limit of its own
+        os.register_at_fork(after_in_child=self._unlock)
+
+    def _unlock(self):
+        self._lock = RLock()  # the one that a thread of the parent may have held
+
+    def add(self, owner, value):
+        """Sets a limit that stands until `remove`, or for good if the owner goes before."""
+        with self._lock:
+            self._settle()
+            if not self._set:
+                self._base = self._read()
+            applied = self._apply(value)  # refuses what is no limit, before anything is kept
+            self._set.append((ref(owner), value))
+            return applied
+
+    def remove(self, owner):
+        """Takes the owner's last limit back, unless a limit for good has replaced it."""
+        with self._lock:
+            owned = [i for i, (whose, _) in enumerate(self._set) if whose() is owner]
+            if owned:
+                del self._set[owned[-1]]
+                self._apply(self._set[-1][1] if self._set else self._base)
+
+    def _settle(self):
+        """Drops what a limit for good has replaced: an owner that is gone takes nothing back."""
+        lasting = [i for i, (whose, _) in enumerate(self._set) if whose() is None]
+        if lasting:
+            self._base = self._set[lasting[-1]][1]
+            del self._set[: lasting[-1] + 1]
+
+    def replace(self, value):
+        """Sets a limit for good."""
+        with self._lock:
+            self._apply(value)
+            self._set.clear()
+
+
+_threads = _Limits(_numerical.get_num_threads, _numerical._set_num_threads)
+_paths = _Limits(_numerical._gemm_path, _numerical._limit_gemm_path)
+
+
 def set_num_threads(n):
-    """Caps the threads that a kernel uses, for the whole process; 0 removes the cap."""
-    _numerical._set_num_threads(n)
+    """Caps the threads that a kernel uses, for the whole process; 0 removes the cap.
+
+    The cap stays, also where a block of num_threads ends in which it was set.
+    """
+    _threads.replace(_thread_count(n))
+
+
+def _thread_count(n):
+    return min(count(n, "n"), sys.maxsize)  # more are no cap either
 
 
 class num_threads:
-    """Caps the threads that a kernel uses inside a with block (of all threads of the process)."""
+    """Caps the threads that a kernel uses inside a with block (of all threads of the process).
+
+    Of blocks that overlap the one entered last counts.
+    """
 
     def __init__(self, n):
-        self._n = n
+        self._n = _thread_count(n)
 
     def __enter__(self):
-        self._former = _numerical.get_num_threads()
-        _numerical._set_num_threads(self._n)
+        _threads.add(self, self._n)
         return self
 
     def __exit__(self, *failure):
-        _numerical._set_num_threads(self._former)
+        _threads.remove(self)
 
 
 class limit_gemm_path:
     """Limits kernels to a path: "portable", "avx2", "avx512" or its code 0, 1, 2 (3: no limit).
 
-    As a call the limit stays; in a with block the former path comes back at its end. `path` is the
-    code of the path now in use, the best one that limit and processor allow.
+    As a call the limit stays; in a with block it ends with the block. Of blocks that overlap the one
+    entered last counts. `path` is the code of the path in use when the limit was set, the best one
+    that limit and processor allow.
     """
 
     def __init__(self, path):
-        code = _PATH_CODES.get(path) if isinstance(path, str) else path
-        if code is None:
-            raise ValueError(f"a path is 'portable', 'avx2', 'avx512' or a code, not {path!r}")
-        self._former = _numerical._gemm_path()
-        self.path = _numerical._limit_gemm_path(code)
+        self._code = _path_code(path)
+        self._call = _Call()
+        self.path = _paths.add(self._call, self._code)
 
     def __enter__(self):
+        self.path = _paths.add(self, self._code)
+        _paths.remove(self._call)  # it was no call but the head of a block
         return self
 
     def __exit__(self, *failure):
-        _numerical._limit_gemm_path(self._former)
+        _paths.remove(self)
 
     def __repr__(self):
         return f"<kernels of path {self.path}>"
+
+
+class _Call:
+    """Owns the limit of a limit_gemm_path that has not been entered, and goes with it."""
+
+
+def _path_code(path):
+    code = _PATH_CODES.get(path) if isinstance(path, str) else path
+    if not hasattr(code, "__index__"):
+        raise ValueError(
+            f"a path is 'portable', 'avx2', 'avx512' or a code, not {shown(path)}"
+        )
+    return max(0, min(integer(code, "path"), 3))

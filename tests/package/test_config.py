@@ -1,15 +1,17 @@
 """Limits from outside and from inside, and what the package tells of itself."""
 
+import itertools
 import json
 import os
 import subprocess
 import sys
+import threading
 import types
 
 import pytest
 
 import numerical as nm
-from numerical import _config
+from numerical import _config, _settings
 
 
 def in_fresh_process(program, **environment):
@@ -40,6 +42,139 @@ def test_the_path_is_limited_for_a_block_by_name_or_code(name, code):
     assert nm.show_config()["path"] == best
     with pytest.raises(ValueError, match=r"^a path is 'portable', 'avx2', 'avx512' or a code, not 'sse'$"):
         nm.limit_gemm_path("sse")
+
+
+THREADS = pytest.param(nm.num_threads, nm.get_num_threads, (1, 2, 3), id="num_threads")
+PATHS = pytest.param(
+    nm.limit_gemm_path, lambda: _config.PATHS.index(nm.show_config()["path"]), (0, 1, 0), id="path"
+)
+
+
+@pytest.fixture
+def three_cores(monkeypatch):
+    """The module's cap on a machine of at least three cores, however many this one has."""
+    state = [0]
+    monkeypatch.setattr(_settings._threads, "_apply", lambda n: state.__setitem__(0, n))
+    monkeypatch.setattr(_settings._threads, "_read", lambda: state[0] or 64)
+    return lambda: state[0] or 64
+
+
+@pytest.mark.parametrize("order", [*itertools.permutations(range(3))])
+def test_blocks_that_overlap_leave_no_cap_behind(three_cores, order):
+    blocks = [nm.num_threads(n) for n in (1, 2, 3)]
+    for n, block in enumerate(blocks, 1):
+        block.__enter__()
+        assert three_cores() == n
+    inside = [1, 2, 3]
+    for which in order:
+        blocks[which].__exit__(None, None, None)
+        inside.remove(which + 1)
+        assert three_cores() == (inside[-1] if inside else 64)
+
+
+@pytest.mark.parametrize(("limit", "read", "values"), [THREADS, PATHS])
+def test_overlapping_limits_of_the_module_end_with_the_last_block(limit, read, values):
+    before = read()
+    first, second = limit(values[0]), limit(values[1])
+    first.__enter__()
+    second.__enter__()
+    assert read() == min(values[1], before)
+    first.__exit__(None, None, None)
+    assert read() == min(values[1], before)
+    second.__exit__(None, None, None)
+    assert read() == before
+
+
+@pytest.mark.parametrize(("limit", "read", "values"), [THREADS, PATHS])
+def test_one_object_limits_a_block_within_its_block(limit, read, values):
+    before = read()
+    block = limit(values[0])
+    with block:
+        with block:
+            assert read() == values[0]
+        assert read() == values[0]
+    assert read() == before
+    with block:
+        assert read() == values[0]
+    assert read() == before
+
+
+def test_a_path_is_limited_anew_by_a_block_entered_later():
+    best = nm.show_config()["path"]
+    kept = nm.limit_gemm_path("portable")
+    with nm.limit_gemm_path(3):
+        assert nm.show_config()["path"] == best
+        with kept:
+            assert nm.show_config()["path"] == "portable"
+        assert nm.show_config()["path"] == best
+    assert nm.show_config()["path"] == best
+
+
+def test_a_path_limited_by_a_call_stays_also_after_the_block_of_the_call():
+    best = nm.show_config()["path"]
+    with nm.limit_gemm_path(3):
+        assert nm.limit_gemm_path("portable").path == 0
+        with nm.limit_gemm_path(3):
+            assert nm.show_config()["path"] == best
+        assert nm.show_config()["path"] == "portable"
+    assert nm.show_config()["path"] == "portable"
+    nm.limit_gemm_path(3)
+    assert nm.show_config()["path"] == best
+
+
+def test_a_cap_set_in_a_block_stays(three_cores):
+    with nm.num_threads(1):
+        nm.set_num_threads(3)
+        with nm.num_threads(2):
+            assert three_cores() == 2
+        assert three_cores() == 3
+    assert three_cores() == 3
+
+
+def test_a_refused_limit_changes_nothing(three_cores):
+    with nm.num_threads(2):
+        for bad in (-1, 1.5, None, "2"):
+            with pytest.raises((TypeError, ValueError), match=r"^n must"):
+                nm.num_threads(bad)
+        assert three_cores() == 2
+    assert three_cores() == 64
+
+
+def test_many_threads_that_enter_and_leave_restore_the_base(three_cores):
+    def enter_and_leave(n):
+        for _ in range(200):
+            with nm.num_threads(n):
+                pass
+
+    workers = [threading.Thread(target=enter_and_leave, args=(n,)) for n in (1, 2, 3, 4)]
+    for worker in workers:
+        worker.start()
+    for worker in workers:
+        worker.join()
+    assert three_cores() == 64
+
+
+def test_a_child_of_a_fork_sets_limits_though_another_thread_held_the_lock():
+    program = """
+import os, threading, numerical as nm
+from numerical import _settings
+held, forked = threading.Event(), threading.Event()
+def hold():
+    with _settings._threads._lock:
+        held.set()
+        forked.wait()
+worker = threading.Thread(target=hold)
+worker.start()
+held.wait()
+child = os.fork()
+if child == 0:
+    with nm.num_threads(1):
+        os._exit(7)
+forked.set()
+worker.join()
+print(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]))
+"""
+    assert in_fresh_process(program) == "7\n"
 
 
 PRINT_CAP = "import numerical as nm; print(nm.get_num_threads(), nm.show_config()['cap from'])"
