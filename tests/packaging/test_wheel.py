@@ -1,8 +1,12 @@
-"""The wheel is built offline, installed into a fresh environment, imported and used."""
+"""The wheel is built offline from the sdist, installed into a fresh environment, imported and used.
+
+From the sdist and not from the tree: so a file that the sdist lacks is missed.
+"""
 
 import pathlib
 import subprocess
 import sys
+import tarfile
 import zipfile
 
 import pytest
@@ -23,12 +27,34 @@ def run(*command, cwd=None):
 
 
 @pytest.fixture(scope="module")
-def wheel(tmp_path_factory):
+def sdist(tmp_path_factory):
+    """The unpacked sdist. Its list of files is made anew: setuptools keeps what an old one names."""
+    folder = tmp_path_factory.mktemp("sdist")
+    run(sys.executable, "setup.py", "-q", "egg_info", "--egg-base", folder, "sdist",
+        "--formats", "gztar", "--dist-dir", folder, cwd=ROOT)  # fmt: skip
+    (packed,) = folder.glob("*.tar.gz")
+    with tarfile.open(packed) as archive:
+        archive.extractall(folder / "unpacked")
+    (unpacked,) = (folder / "unpacked").iterdir()
+    return unpacked
+
+
+@pytest.fixture(scope="module")
+def wheel(sdist, tmp_path_factory):
     folder = tmp_path_factory.mktemp("wheel")
     run(sys.executable, "-m", "pip", "wheel", "--no-index", "--no-deps", "--no-build-isolation",
-        "--wheel-dir", folder, ROOT)  # fmt: skip
+        "--wheel-dir", folder, sdist)  # fmt: skip
     (built,) = folder.glob("*.whl")
     return built
+
+
+def test_the_sdist_holds_all_that_the_build_reads(sdist):
+    for folder in ("src", "cmake"):
+        tracked = [path.relative_to(ROOT) for path in (ROOT / folder).rglob("*") if path.is_file()]
+        assert tracked and all((sdist / path).is_file() for path in tracked)
+    for name in ("CMakeLists.txt", "LICENSE", "README.md", "pyproject.toml", "setup.py"):
+        assert (sdist / name).is_file()
+    assert (sdist / "python" / "numerical" / "py.typed").is_file()
 
 
 def test_the_wheel_serves_every_python_from_3_10_on(wheel):
