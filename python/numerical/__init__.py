@@ -10,7 +10,7 @@ decompositions. The functions of the compiled module are here as well, under the
 """
 
 from . import _native_module  # first: it makes the type of _numerical
-from . import _matrices, _methods, _numerical, _promotion, linalg
+from . import _matrices, _methods, _numerical, _protocols, linalg
 from ._config import cpu_quota, show_config
 from ._conversion import array, asarray, complex128, float64, from_dlpack
 from ._creation import (
@@ -40,7 +40,7 @@ determinant = _numerical.determinant
 eigh = linalg.eigh
 inverse = _numerical.inverse
 
-_native_module.native._connect(asarray, _promotion.defers_to, _matrices.annotate)
+_native_module.native._connect(asarray, _protocols.defers_to, _matrices.annotate)
 
-for _name, _function in _methods.METHODS.items():
+for _name, _function in {**_methods.METHODS, **_protocols.METHODS}.items():
     setattr(Tensor, _name, _function)

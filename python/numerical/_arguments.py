@@ -9,11 +9,14 @@ SHOWN = 60  # characters of a value that an error message shows
 
 
 def shown(value):
-    """The value as an error message shows it; of a long one the kind and the beginning."""
+    """The value as an error message shows it; of a long one the beginning."""
     if isinstance(value, int) and value.bit_length() > 128:  # Python refuses to print the largest
         return f"an int of {value.bit_length()} bits"
-    text = repr(value)
-    return text if len(text) <= SHOWN else f"{type(value).__name__} {text[:SHOWN]}..."
+    try:
+        text = repr(value)
+    except ValueError:  # for an int within
+        return f"a {type(value).__name__}"
+    return text if len(text) <= SHOWN else f"{text[:SHOWN]}..."
 
 
 def integer(value, name):
@@ -44,15 +47,26 @@ def items(value, name, wanted):
 
 def integers(value, name):
     """A tuple of ints, from an int or a sequence of them."""
-    if hasattr(value, "__index__"):
+    if hasattr(type(value), "__index__"):
         value = (value,)
     wanted = "an int or a sequence of ints"
-    given = items(value, name, wanted)
-    try:
-        return tuple(map(index, given))
-    except TypeError:
-        odd = next(item for item in given if not hasattr(item, "__index__"))
-        raise TypeError(f"{name} must be {wanted}, not of {type(odd).__name__}") from None
+    numbers = []
+    for item in items(value, name, wanted):
+        try:
+            numbers.append(index(item))
+        except TypeError:
+            raise TypeError(f"{name} must be {wanted}, not of {type(item).__name__}") from None
+    return tuple(numbers)
+
+
+def one_of(value, name, choices):
+    """A text among those that there are."""
+    if not isinstance(value, str):
+        raise TypeError(f"{name} must be a text, not {type(value).__name__}")
+    if value not in choices:
+        listed = ", ".join(map(repr, choices[:-1]))
+        raise ValueError(f"{name} is {listed} or {choices[-1]!r}, not {shown(value)}")
+    return value
 
 
 def real(value, name):

@@ -1,11 +1,13 @@
 """Tensors from Python data and from other libraries' arrays."""
 
 from . import _numerical
+from ._arguments import shown
 from ._memory import from_bytes
 from ._numerical import Tensor, error
 
 float64 = "float64"
 complex128 = "complex128"
+MOST_AXES = 128  # of nested lists
 
 # Names of dtypes that people use, each to the one of the two it means.
 _DTYPES = {
@@ -27,7 +29,7 @@ def dtype_name(dtype):
         name = getattr(dtype, "name", None) or getattr(dtype, "__name__", None)
         found = _DTYPES.get(name) if isinstance(name, str) else None
     if found is None:
-        raise TypeError(f"dtype must be 'float64' or 'complex128', not {dtype!r}")
+        raise TypeError(f"dtype must be 'float64' or 'complex128', not {shown(dtype)}")
     return found
 
 
@@ -44,11 +46,15 @@ def asarray(obj, dtype=None):
     if dtype is None and type(obj) is Tensor:
         return obj
     wanted = dtype_name(dtype)
-    if isinstance(obj, Tensor) or _exposes_memory(obj) or isinstance(obj, int):
+    if isinstance(obj, Tensor):
         return _numerical.asarray(obj, wanted)
+    if _exposes_memory(obj):
+        return _imported(obj, wanted)
     for kind in (float, complex):  # the module knows no subclasses of these
         if isinstance(obj, kind):
             return _numerical.asarray(kind(obj), wanted)
+    if isinstance(obj, int):
+        return _converted(obj, int, wanted)
     if isinstance(obj, (list, tuple)):
         return _from_nested(obj, wanted)
     if isinstance(obj, range):
@@ -67,7 +73,7 @@ def asarray(obj, dtype=None):
         return _numerical.asarray(complex(obj), wanted)
     for converter, kind in (("__float__", float), ("__index__", int)):
         if hasattr(obj, converter):
-            return _numerical.asarray(kind(obj), wanted)
+            return _converted(obj, kind, wanted)
     raise TypeError(
         f"cannot make a Tensor from {type(obj).__name__}: give numbers, nested lists of numbers,"
         " a buffer, or an array that exposes __array_interface__ or __dlpack__"
@@ -79,6 +85,27 @@ def _exposes_memory(obj):
     return hasattr(type(obj), "__array_struct__") or hasattr(obj, "__array_interface__")
 
 
+def carries_mask(kind):
+    """Whether arrays of the type may have masked elements, as those of numpy.ma."""
+    return hasattr(kind, "mask") and hasattr(kind, "__array_interface__")
+
+
+def _imported(obj, wanted=None):
+    """A copy of an array's memory."""
+    if carries_mask(type(obj)) and obj.mask.any():
+        raise ValueError(
+            "a Tensor has no masked elements: fill them first, as masked.filled(0.0) does"
+        )
+    return _numerical.asarray(obj, wanted)
+
+
+def _converted(number, kind, wanted):
+    try:
+        return _numerical.asarray(kind(number), wanted)
+    except OverflowError:
+        raise OverflowError(f"too large for a Tensor's numbers: {shown(number)}") from None
+
+
 def _holds_many(kind):
     """Whether objects of the type may be rows: numbers have no length, those of NumPy neither."""
     return hasattr(kind, "__len__")
@@ -87,7 +114,7 @@ def _holds_many(kind):
 def _flatten(obj, axis, shape, flat):
     """Appends the numbers of a nested sequence, checking each level's length against shape."""
     if not isinstance(obj, (list, tuple)) and _holds_many(type(obj)) and _exposes_memory(obj):
-        obj = _numerical.asarray(obj).tolist()
+        obj = _imported(obj).tolist()
     if not isinstance(obj, (list, tuple)):
         if axis != len(shape):
             raise ValueError("the nested lists are ragged: some rows have numbers, some lists")
@@ -108,12 +135,14 @@ def _flatten(obj, axis, shape, flat):
 def _from_nested(obj, wanted):
     shape, level = [], obj
     while isinstance(level, (list, tuple)):
+        if len(shape) == MOST_AXES:  # or a list that holds itself
+            raise ValueError(f"the lists are nested more than {MOST_AXES} deep")
         shape.append(len(level))
         if not level:
             break
         level = level[0]
     if _holds_many(type(level)) and _exposes_memory(level):
-        shape.extend(_numerical.asarray(level).shape)
+        shape.extend(_imported(level).shape)
     flat = []
     _flatten(obj, 0, shape, flat)
     if wanted is None:
@@ -122,11 +151,10 @@ def _from_nested(obj, wanted):
     try:
         return Tensor(flat, shape, wanted)
     except error:
-        bad = [item for item in flat if not _is_number(item, wanted)]
-        if not bad:
+        fault = next(filter(None, (_fault(item, wanted) for item in flat)), None)
+        if fault is None:
             raise
-        kind = type(bad[0]).__name__
-        raise TypeError(f"{kind} {bad[0]!r} is not a number of dtype {wanted}") from None
+        raise fault from None
 
 
 def is_complex(number):
@@ -140,12 +168,17 @@ def is_complex(number):
     return isinstance(number, Complex) and not isinstance(number, Real)
 
 
-def _is_number(item, wanted):
+def _fault(item, wanted):
+    """The error of an item that is no number of the dtype; None for one that is."""
     try:
-        complex(item) if wanted == complex128 else float(item)
-    except (TypeError, ValueError, OverflowError):
-        return False
-    return not isinstance(item, str)
+        if not isinstance(item, str):
+            complex(item) if wanted == complex128 else float(item)
+            return None
+    except OverflowError:
+        return OverflowError(f"too large for a Tensor's numbers: {shown(item)}")
+    except (TypeError, ValueError):
+        pass
+    return TypeError(f"{type(item).__name__} {shown(item)} is not a number of dtype {wanted}")
 
 
 # Buffer formats (PEP 3118) to kinds of the array interface; the item size comes with the buffer.

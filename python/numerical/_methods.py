@@ -100,9 +100,9 @@ def _reshape(t, *shape):
 
 def _transpose(t, *axes):
     """The axes in another order, given as one sequence or as ints; reversed by default."""
-    if len(axes) == 1 and not hasattr(axes[0], "__index__"):
-        (axes,) = axes
-    return permute_dims(t, axes or None)
+    if not axes:
+        return permute_dims(t)
+    return permute_dims(t, axes[0] if len(axes) == 1 else axes)
 
 
 def _as_method(reduction):
@@ -223,5 +223,4 @@ METHODS = {
     "__setitem__": _refuse_assignment,
     "__delitem__": _refuse_deletion,
     "__dlpack__": _dlpack,
-    "__array_priority__": 1000,
 }

@@ -22,6 +22,7 @@ class Tensor:
     @property
     def __array_interface__(self) -> dict[str, Any]: ...
     __array_priority__: int
+    def __array_ufunc__(self, ufunc: Any, method: str, *inputs: Any, out: Any = (), **options: Any) -> Any: ...
     def __dlpack__(
         self,
         *args: Any,

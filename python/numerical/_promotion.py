@@ -12,8 +12,3 @@ def same_dtype(*operands):
         if any(tensor.dtype != dtype for tensor in tensors):
             return [_numerical.asarray(tensor, complex128) for tensor in tensors]
     return tensors
-
-
-def defers_to(other):
-    """Whether a Tensor's operator leaves the operation to the other operand."""
-    return getattr(other, "__array_priority__", 0.0) > 1000.0
