@@ -25,6 +25,14 @@ def _first_line(path):
         return ""
 
 
+def _path(value, name):
+    """A path as text. An int would be a file descriptor to open(), which closes it in the end."""
+    path = os.fspath(value) if hasattr(value, "__fspath__") else value
+    if not isinstance(path, str):
+        raise TypeError(f"{name} must be a path, not {type(value).__name__}")
+    return path
+
+
 def _processors(quota, period):
     """Whole processors that a quota allows; None for no limit."""
     try:
@@ -42,6 +50,7 @@ def _ancestors(path):
 
 def cpu_quota(root=CGROUP_ROOT, own=OWN_CGROUP):
     """The processors that the container may use, or None: the least quota up to the root."""
+    root, own = _path(root, "root"), _path(own, "own")
     try:
         with open(own, encoding="utf-8", errors="replace") as file:
             groups = [line.rstrip("\n").split(":", 2) for line in file]

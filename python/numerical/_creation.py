@@ -1,19 +1,25 @@
 """Tensors from a few numbers: fills, sequences, diagonals and triangles."""
 
-from operator import index
+import math
 
 from . import _numerical
+from ._arguments import integer, integers, real
 from ._conversion import asarray, complex128, dtype_name, float64, is_complex
 from ._memory import with_strides
 from ._numerical import Tensor
 
 
+MOST_ELEMENTS = 2**60
+
+
 def shape_of(shape):
     """A shape as a tuple of non-negative ints, from an int or a sequence."""
-    extents = (shape,) if hasattr(shape, "__index__") else tuple(shape)
-    extents = tuple(index(extent) for extent in extents)
-    if any(extent < 0 for extent in extents):
-        raise ValueError("negative dimensions are not allowed")
+    extents = integers(shape, "shape")
+    for extent in extents:
+        if extent < 0:
+            raise ValueError("negative dimensions are not allowed")
+    if math.prod(extents) >= MOST_ELEMENTS or max(extents, default=0) >= MOST_ELEMENTS:
+        raise ValueError("a tensor has fewer than 2**60 elements, and no axis is longer")
     return extents
 
 
@@ -34,8 +40,10 @@ def empty(shape, dtype=float64):
 
 def full(shape, fill_value, dtype=None):
     """A Tensor of one value; complex128 if the value is complex and no dtype is given."""
-    value = complex(fill_value) if is_complex(fill_value) else fill_value
+    value = complex(fill_value) if is_complex(fill_value) else real(fill_value, "fill_value")
     wanted = dtype_name(dtype) or (complex128 if isinstance(value, complex) else float64)
+    if wanted != complex128:
+        value = real(value, "fill_value")
     return _numerical._full(shape_of(shape), value, wanted == complex128)
 
 
@@ -57,16 +65,21 @@ def empty_like(a, dtype=None):
 def full_like(a, fill_value, dtype=None):
     """One value in a's shape, and of its dtype unless one is given."""
     a = asarray(a)
-    return full(a.shape, fill_value, dtype or a.dtype)
+    return full(a.shape, fill_value, a.dtype if dtype is None else dtype)
 
 
 def eye(n, m=None, k=0, dtype=float64):
     """n × m (m = n by default) with ones on diagonal k, zeros elsewhere."""
-    if (m is None or m == n) and k == 0:
+    (n, columns), k = _matrix_shape(n, m), integer(k, "k")
+    if columns == n and k == 0:
         return _numerical._eye(n, dtype_name(dtype) == complex128)
-    n, columns = shape_of((n, n if m is None else m))
     rows = [[1.0 if j - i == k else 0.0 for j in range(columns)] for i in range(n)]
     return Tensor([x for row in rows for x in row], (n, columns), dtype_name(dtype) or float64)
+
+
+def _matrix_shape(n, m):
+    n = integer(n, "n")
+    return shape_of((n, n if m is None else integer(m, "m")))
 
 
 def identity(n, dtype=float64):
@@ -78,20 +91,26 @@ def arange(start, stop=None, step=1.0, dtype=None):
     """start, start + step, ... below stop, as float64 unless a dtype is given."""
     if stop is None:
         start, stop = 0.0, start
-    return asarray(_numerical._arange(start, stop, step), dtype)
+    first, last, step = real(start, "start"), real(stop, "stop"), real(step, "step")
+    if step and (last - first) / step >= MOST_ELEMENTS:
+        raise ValueError("arange: a tensor has fewer than 2**60 elements")
+    return asarray(_numerical._arange(first, last, step), dtype)
 
 
 def linspace(start, stop, num=50, endpoint=True, dtype=None):
     """`num` equally spaced numbers from start to stop, which is the last one if endpoint is true."""
+    start, stop, num = real(start, "start"), real(stop, "stop"), integer(num, "num")
+    if num >= MOST_ELEMENTS:
+        raise ValueError("linspace: a tensor has fewer than 2**60 elements")
     if endpoint or num < 0:
-        return asarray(_numerical._linspace(start, stop, num), dtype)
+        return asarray(_numerical._linspace(start, stop, max(num, -1)), dtype)
     with_stop = _numerical._linspace(start, stop, num + 1)
     return asarray(_numerical._take(with_stop, (0,), (1,), (num,), (1,)), dtype)
 
 
 def diag(v, k=0):
     """The matrix with v on diagonal k, or diagonal k of a matrix."""
-    v = asarray(v)
+    v, k = asarray(v), integer(k, "k")
     if v.ndim == 2:
         return diagonal(v, k)
     if v.ndim != 1:
@@ -105,7 +124,7 @@ def diag(v, k=0):
 
 def diagonal(a, offset=0):
     """The diagonal of a matrix, or the one `offset` places to its right, as a vector."""
-    a = asarray(a)
+    a, offset = asarray(a), integer(offset, "offset")
     if a.ndim != 2:
         raise ValueError(f"diagonal takes a matrix, not a tensor of rank {a.ndim}")
     rows, columns = a.shape
@@ -118,7 +137,7 @@ def diagonal(a, offset=0):
 
 def tri(n, m=None, k=0, dtype=float64):
     """n × m with ones on and below diagonal k, zeros above."""
-    n, columns = shape_of((n, n if m is None else m))
+    (n, columns), k = _matrix_shape(n, m), integer(k, "k")
     rows = ([1.0] * min(max(i + k + 1, 0), columns) for i in range(n))
     flat = [x for row in rows for x in (*row, *[0.0] * (columns - len(row)))]
     return Tensor(flat, (n, columns), dtype_name(dtype) or float64)
@@ -141,10 +160,12 @@ def _masked(a, keep):
 
 def tril(a, k=0):
     """The matrix, or each of a stack, with zeros above diagonal k."""
+    k = integer(k, "k")
     return _masked(a, lambda i: (0, i + k + 1))
 
 
 def triu(a, k=0):
     """The matrix, or each of a stack, with zeros below diagonal k."""
+    k = integer(k, "k")
     columns = asarray(a).shape[-1] if asarray(a).ndim else 0
     return _masked(a, lambda i: (i + k, columns))

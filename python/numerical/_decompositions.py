@@ -1,5 +1,6 @@
 """Cholesky, QR, Hermitian eigenvalues and singular values of matrices and stacks of them."""
 
+from ._arguments import one_of
 from ._functions import conj
 from ._matrices import EighResult, QRResult, SVDResult, matrices, matrix_transpose
 from ._native_module import native
@@ -16,8 +17,12 @@ def qr(a, mode="reduced"):
 
     Q is (..., M, K), K = min(M, N); (..., M, M) for mode "complete". Mode "r" gives R alone.
     """
+    one_of(mode, "mode", ("reduced", "complete", "r"))
     result = native.qr(a, mode)
     return result if mode == "r" else QRResult(*result)
+
+
+_EIGH_METHODS = ("divide_and_conquer", "tridiagonal_ql", "jacobi")
 
 
 def eigh(a, UPLO="L", *, method="divide_and_conquer"):
@@ -26,13 +31,13 @@ def eigh(a, UPLO="L", *, method="divide_and_conquer"):
     One triangle is read: the lower, or the upper for UPLO "U". Column j of the vectors belongs to
     value j. method: "divide_and_conquer", "tridiagonal_ql", or "jacobi" (float64 only).
     """
+    one_of(UPLO, "UPLO", ("L", "U"))
+    one_of(method, "method", _EIGH_METHODS)
     return EighResult(*native.eigh(a if UPLO == "L" else _of_triangle(a, UPLO, "eigh"), method))
 
 
 def _of_triangle(a, uplo, name):
     """The matrices with the named triangle as the lower one."""
-    if uplo not in ("L", "U"):
-        raise ValueError(f"UPLO is 'L' or 'U', not {uplo!r}")
     a = matrices(a, name, square_only=True)
     return matrix_transpose(conj(a)) if uplo == "U" else a
 
@@ -42,7 +47,8 @@ def eigvalsh(a, UPLO="L", *, method="divide_and_conquer"):
 
     By another method than divide and conquer the values are those of eigh.
     """
-    if method != "divide_and_conquer":
+    one_of(UPLO, "UPLO", ("L", "U"))
+    if one_of(method, "method", _EIGH_METHODS) != "divide_and_conquer":
         return eigh(a, UPLO, method=method).eigenvalues
     return native.eigvalsh(a if UPLO == "L" else _of_triangle(a, UPLO, "eigvalsh"))
 
@@ -53,6 +59,7 @@ def svd(a, full_matrices=True, *, method="divide_and_conquer"):
     U is (..., M, M) and Vh (..., N, N); (..., M, K) and (..., K, N) with K = min(M, N) unless
     full_matrices. method: "divide_and_conquer", "bidiagonal_qr" or "jacobi".
     """
+    one_of(method, "method", ("divide_and_conquer", "bidiagonal_qr", "jacobi"))
     return SVDResult(*native.svd(a, full_matrices, method))
 
 

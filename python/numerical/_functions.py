@@ -3,6 +3,7 @@
 import math
 
 from . import _numerical
+from ._arguments import real as _real
 from ._conversion import asarray, complex128
 from ._memory import component, from_parts, parts
 from ._native_module import native
@@ -137,6 +138,7 @@ def allclose(a, b, rtol=1e-5, atol=1e-8, equal_nan=False):
     """Whether abs(a - b) <= atol + rtol·abs(b) everywhere, with broadcasting."""
     from ._shaping import broadcast_to
 
+    rtol, atol = _real(rtol, "rtol"), _real(atol, "atol")
     a, b = same_dtype(a, b)
     shape = _numerical._binary("+", a, b).shape
     pairs = zip(_flat(broadcast_to(a, shape)), _flat(broadcast_to(b, shape)))

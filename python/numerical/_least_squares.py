@@ -1,6 +1,7 @@
 """Least squares, pseudo-inverse and rank."""
 
 from . import _numerical
+from ._arguments import real
 from ._conversion import complex128
 from ._decompositions import svdvals
 from ._functions import abs as _abs
@@ -74,6 +75,7 @@ def lstsq(a, b, rcond=None):
     and 2^-52 stands for a negative one.
     residuals holds the squared norms of the columns of b - a @ x if M > N = rank, otherwise nothing.
     """
+    rcond = None if rcond is None else real(rcond, "rcond")
     a, b = same_dtype(a, b)
     a = matrices(a, "lstsq")
     if a.ndim != 2:
@@ -98,6 +100,7 @@ def pinv(a, rtol=None):
 
     Singular values up to rtol times the largest count as zero; by default rtol is max(M, N)·2^-52.
     """
+    rtol = None if rtol is None else real(rtol, "rtol")
     a = matrices(a, "pinv")
 
     def invert(matrix):
@@ -124,6 +127,8 @@ def matrix_rank(a, tol=None, *, rtol=None):
     """
     if tol is not None and rtol is not None:
         raise ValueError("matrix_rank takes tol or rtol, not both")
+    tol = None if tol is None else real(tol, "tol")
+    rtol = None if rtol is None else real(rtol, "rtol")
     a = matrices(a, "matrix_rank")
 
     def rank(matrix):

@@ -71,20 +71,33 @@ def annotate(failure, operands):
     """Adds what was given and the next thing to try, where exceptions can carry notes."""
     if not hasattr(failure, "add_note"):
         return
-    tensors = [asarray(operand) for operand in operands if not isinstance(operand, str)]
-    given = ", ".join(f"{t.dtype} of shape {t.shape}" for t in tensors)
+    given = ", ".join(map(_described, operands))
     hint = next((text for key, text in _ADVICE.items() if key in str(failure)), None)
     failure.add_note(f"given {given}" + (f"; {hint}" if hint else ""))
 
 
+def _described(operand):
+    try:
+        t = asarray(operand)
+    except Exception:  # the operand may be what failed, and a note must never replace the error
+        return f"a {type(operand).__name__}"
+    return f"{t.dtype} of shape {t.shape}"
+
+
+_OPERANDS = ("a", "b", "x")  # the parameters that are tensors
+
+
 def told(function):
-    """Annotates the module's errors that the function raises."""
+    """Annotates the module's errors that the function raises with its operands."""
+    code = function.__code__
+    names = code.co_varnames[: code.co_argcount]
 
     def telling(*operands, **options):
         try:
             return function(*operands, **options)
         except error as failure:
-            annotate(failure, operands)
+            given = {**dict(zip(names, operands)), **options}
+            annotate(failure, [given[name] for name in _OPERANDS if name in given])
             raise
 
     for name in ("__name__", "__qualname__", "__module__", "__doc__"):

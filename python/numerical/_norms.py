@@ -3,6 +3,7 @@
 import math
 
 from . import _numerical
+from ._arguments import real, shown
 from ._conversion import asarray
 from ._decompositions import svdvals
 from ._functions import abs as _abs
@@ -23,7 +24,8 @@ def vector_norm(x, *, axis=None, keepdims=False, ord=2):
     """
     x = asarray(x)
     if isinstance(ord, str):
-        raise ValueError(f"vector_norm: ord is a number, inf or -inf, not {ord!r}")
+        raise ValueError(f"vector_norm: ord is a number, inf or -inf, not {shown(ord)}")
+    ord = real(ord, "ord")
     axes = tuple(range(x.ndim)) if axis is None else normalized_axes(axis, x.ndim)
     size = _abs(x)
     if ord == math.inf:
@@ -76,20 +78,21 @@ def _power_of_two(x):
 def matrix_norm(x, *, keepdims=False, ord="fro"):
     """A norm of matrices: "fro", "nuc", 1, -1, 2, -2, inf or -inf, as numpy.linalg.matrix_norm."""
     x = matrices(x, "matrix_norm")
+    order = ord if isinstance(ord, str) else real(ord, "ord")
     rows, columns = x.ndim - 2, x.ndim - 1
-    if ord == "fro":
+    if order == "fro":
         return vector_norm(x, axis=(rows, columns), keepdims=keepdims)
-    if ord in (1, -1, math.inf, -math.inf):
-        along = rows if ord in (1, -1) else columns
+    if order in (1, -1, math.inf, -math.inf):
+        along = rows if order in (1, -1) else columns
         sums = _sum(_abs(x), along, keepdims=True)
-        choose = _max if ord in (1, math.inf) else _min
+        choose = _max if order in (1, math.inf) else _min
         return choose(sums, (rows, columns), keepdims=keepdims)
-    if ord in ("nuc", 2, -2):
+    if order in ("nuc", 2, -2):
         values = svdvals(x)
-        choose = {"nuc": _sum, 2: _max, -2: _min}[ord]
+        choose = {"nuc": _sum, 2: _max, -2: _min}[order]
         result = choose(values, values.ndim - 1)
         return reshape(result, (*x.shape[:-2], 1, 1)) if keepdims else result
-    raise ValueError(f"matrix_norm: ord is 'fro', 'nuc', 1, -1, 2, -2, inf or -inf, not {ord!r}")
+    raise ValueError(f"matrix_norm: ord is 'fro', 'nuc', 1, -1, 2, -2, inf or -inf, not {shown(ord)}")
 
 
 def norm(x, ord=None, axis=None, keepdims=False):
@@ -101,7 +104,7 @@ def norm(x, ord=None, axis=None, keepdims=False):
     if len(axes) == 1:
         return vector_norm(x, axis=axes, keepdims=keepdims, ord=ord)
     if len(axes) != 2:
-        raise ValueError(f"norm of order {ord} takes one or two axes, not {len(axes)}")
+        raise ValueError(f"norm of order {shown(ord)} takes one or two axes, not {len(axes)}")
     result = matrix_norm(moveaxis(x, axes, (-2, -1)), ord=ord)
     if not keepdims:
         return result
@@ -114,6 +117,7 @@ def cond(x, p=None):
     inf for a singular matrix.
     """
     x = matrices(x, "cond")
+    p = p if p is None or isinstance(p, str) else real(p, "p")
     if p is None or p in (2, -2):
         values = svdvals(x)
         last = values.ndim - 1

@@ -3,6 +3,7 @@
 import math
 
 from . import _numerical
+from ._arguments import integer, items, shown
 from ._conversion import asarray
 from ._functions import conj
 from ._memory import row_major_strides, with_strides
@@ -62,19 +63,16 @@ def inner(a, b):
 
 
 def outer(a, b):
-    """Every element of a times every element of b."""
-    return _numerical.einsum("i,j->ij", *_vector(a, b))
+    """Every element of a times every element of b: products alone, no sums that begin at +0."""
+    a, b = same_dtype(a, b)
+    column, row = _numerical._reshape(a, (a.size, 1)), _numerical._reshape(b, (1, b.size))
+    return _numerical._binary("*", column, row)
 
 
 def tensordot(a, b, axes=2):
     """Sums of products over the last `axes` of a and the first of b, or over two lists of axes."""
     a, b = same_dtype(a, b)
-    if hasattr(axes, "__index__"):
-        if not 0 <= axes <= min(a.ndim, b.ndim):
-            raise ValueError(f"tensordot: {axes} axes of shapes {a.shape} and {b.shape}")
-        from_a, from_b = range(a.ndim - axes, a.ndim), range(axes)
-    else:
-        from_a, from_b = normalized_axes(axes[0], a.ndim), normalized_axes(axes[1], b.ndim)
+    from_a, from_b = _summed_axes(a, b, axes)
     if len(from_a) != len(from_b) or any(a.shape[i] != b.shape[j] for i, j in zip(from_a, from_b)):
         raise ValueError(f"tensordot: the axes {axes} of {a.shape} and {b.shape} don't match")
     a_labels = list(_LETTERS[: a.ndim])
@@ -83,7 +81,21 @@ def tensordot(a, b, axes=2):
         b_labels[j] = a_labels[i]
     kept = [x for i, x in enumerate(a_labels) if i not in from_a]
     kept += [x for j, x in enumerate(b_labels) if j not in from_b]
+    if not from_a:  # plain products: a sum would begin at +0, and lose the sign of a zero
+        return _numerical._binary("*", reshape(a, (*a.shape, *[1] * b.ndim)), b)
     return _numerical.einsum(f"{''.join(a_labels)},{''.join(b_labels)}->{''.join(kept)}", a, b)
+
+
+def _summed_axes(a, b, axes):
+    if hasattr(axes, "__index__"):
+        count = integer(axes, "axes")
+        if not 0 <= count <= min(a.ndim, b.ndim):
+            raise ValueError(f"tensordot: {shown(count)} axes of shapes {a.shape} and {b.shape}")
+        return range(a.ndim - count, a.ndim), range(count)
+    both = items(axes, "axes", "an int or a pair of axes")
+    if len(both) != 2:
+        raise ValueError(f"tensordot: axes must be an int or a pair, not {len(both)} items")
+    return normalized_axes(both[0], a.ndim, "axes"), normalized_axes(both[1], b.ndim, "axes")
 
 
 def kron(a, b):
@@ -102,7 +114,7 @@ def kron(a, b):
 
 def trace(a, offset=0):
     """The sum of a diagonal; for a stack of matrices one for each."""
-    a = asarray(a)
+    a, offset = asarray(a), integer(offset, "offset")
     if a.ndim < 2:
         raise ValueError(f"trace takes matrices, not a tensor of rank {a.ndim}")
     rows, columns = a.shape[-2:]
@@ -123,7 +135,7 @@ def multi_dot(tensors):
 
     The first and the last may be vectors. The order is that of the classic dynamic programme.
     """
-    chain = same_dtype(*tensors)
+    chain = same_dtype(*items(tensors, "tensors", "a sequence of tensors"))
     if len(chain) < 2:
         raise ValueError("multi_dot needs at least two tensors")
     row, column = chain[0].ndim == 1, chain[-1].ndim == 1

@@ -1,9 +1,9 @@
 """Limits on threads and kernels, for the process or for a block."""
 
+import _thread  # threading and weakref themselves take long to import
+import _weakref
 import os
 import sys
-from _thread import RLock  # threading's own, without the import of threading
-from _weakref import ref
 
 from . import _numerical
 from ._arguments import count, integer, shown
@@ -11,6 +11,9 @@ from ._arguments import count, integer, shown
 get_num_threads = _numerical.get_num_threads
 
 _PATH_CODES = {"portable": 0, "avx2": 1, "avx512": 2}
+
+
+_new_lock = getattr(_thread, "RLock")  # which its stubs lack
 
 
 class _Limits:
@@ -23,13 +26,13 @@ class _Limits:
 
     def __init__(self, read, apply):
         self._read, self._apply = read, apply
-        self._set = []  # (weak reference to the owner or None, value) for each
+        self._set = []  # (weak reference to the owner, value) of each
         self._base = None
-        self._lock = RLock()  # taken anew by a signal handler that sets a limit of its own
+        self._lock = _new_lock()  # taken anew by a signal handler that sets a limit of its own
         os.register_at_fork(after_in_child=self._unlock)
 
     def _unlock(self):
-        self._lock = RLock()  # the one that a thread of the parent may have held
+        self._lock = _new_lock()  # the one that a thread of the parent may have held
 
     def add(self, owner, value):
         """Sets a limit that stands until `remove`, or for good if the owner goes before."""
@@ -38,7 +41,7 @@ class _Limits:
             if not self._set:
                 self._base = self._read()
             applied = self._apply(value)  # refuses what is no limit, before anything is kept
-            self._set.append((ref(owner), value))
+            self._set.append((_weakref.ref(owner), value))
             return applied
 
     def remove(self, owner):

@@ -1,9 +1,10 @@
 """Other shapes of the same elements, joins and repetitions. Every result is a copy."""
 
 import math
-from operator import index
 
 from . import _numerical
+from ._arguments import count as whole
+from ._arguments import integer, integers, items, shown
 from ._conversion import asarray
 from ._creation import shape_of
 from ._memory import joined, row_major_strides, with_strides
@@ -12,16 +13,16 @@ from ._promotion import same_dtype
 
 def normalized_axis(axis, rank, name="axis"):
     """The axis counted from the front; IndexError if there is none such."""
-    place = index(axis)
+    place = integer(axis, name)
     if not -rank <= place < rank:
-        raise IndexError(f"{name} {place} is out of bounds for a tensor of rank {rank}")
+        raise IndexError(f"{name} {shown(place)} is out of bounds for a tensor of rank {rank}")
     return place % rank
 
 
-def normalized_axes(axes, rank):
+def normalized_axes(axes, rank, name="axis"):
     """Distinct axes counted from the front, from an int or a sequence."""
-    given = (axes,) if hasattr(axes, "__index__") else tuple(axes)
-    found = tuple(normalized_axis(axis, rank) for axis in given)
+    given = integers(axes, name)
+    found = tuple(normalized_axis(axis, rank, name) for axis in given)
     if len(set(found)) != len(found):
         raise ValueError(f"an axis is named twice in {given}")
     return found
@@ -30,7 +31,7 @@ def normalized_axes(axes, rank):
 def reshape(a, shape):
     """The elements in row-major order under another shape; one extent may be -1."""
     a = asarray(a)
-    extents = (shape,) if hasattr(shape, "__index__") else tuple(shape)
+    extents = integers(shape, "shape")
     if -1 in extents:
         known = math.prod(extent for extent in extents if extent != -1)
         if extents.count(-1) > 1:
@@ -65,8 +66,8 @@ def squeeze(a, axis=None):
 def expand_dims(a, axis):
     """With new axes of extent 1 at the places that they have in the result."""
     a = asarray(a)
-    given = (axis,) if hasattr(axis, "__index__") else tuple(axis)
-    places = normalized_axes(axis, a.ndim + len(given))
+    given = integers(axis, "axis")
+    places = normalized_axes(given, a.ndim + len(given))
     rest = iter(a.shape)
     shape = [1 if i in places else next(rest) for i in range(a.ndim + len(given))]
     return _numerical._reshape(a, shape)
@@ -78,7 +79,7 @@ _LETTERS = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
 def permute_dims(a, axes=None):
     """The axes in another order, reversed by default."""
     a = asarray(a)
-    order = range(a.ndim)[::-1] if axes is None else normalized_axes(axes, a.ndim)
+    order = range(a.ndim)[::-1] if axes is None else normalized_axes(axes, a.ndim, "axes")
     if len(order) != a.ndim:
         raise ValueError(f"{a.ndim} axes are wanted for shape {a.shape}, not {len(order)}")
     if a.ndim <= len(_LETTERS):
@@ -94,8 +95,8 @@ transpose = permute_dims
 def moveaxis(a, source, destination):
     """The named axes at other places; the others keep their order."""
     a = asarray(a)
-    sources = normalized_axes(source, a.ndim)
-    targets = normalized_axes(destination, a.ndim)
+    sources = normalized_axes(source, a.ndim, "source")
+    targets = normalized_axes(destination, a.ndim, "destination")
     if len(sources) != len(targets):
         raise ValueError("moveaxis takes as many destinations as sources")
     rest = iter(i for i in range(a.ndim) if i not in sources)
@@ -107,7 +108,7 @@ def swapaxes(a, first, second):
     """Two axes exchanged."""
     a = asarray(a)
     order = list(range(a.ndim))
-    i, j = normalized_axis(first, a.ndim), normalized_axis(second, a.ndim)
+    i, j = normalized_axis(first, a.ndim, "first"), normalized_axis(second, a.ndim, "second")
     order[i], order[j] = order[j], order[i]
     return permute_dims(a, order)
 
@@ -138,7 +139,7 @@ def broadcast_to(a, shape):
 
 def concatenate(tensors, axis=0):
     """Tensors of one rank joined along an axis; their other extents are equal."""
-    tensors = same_dtype(*tensors)
+    tensors = same_dtype(*items(tensors, "tensors", "a sequence of tensors"))
     if not tensors:
         raise ValueError("concatenate needs at least one tensor")
     if axis is None:
@@ -160,7 +161,7 @@ def concatenate(tensors, axis=0):
 
 def stack(tensors, axis=0):
     """Tensors of one shape side by side along a new axis."""
-    tensors = same_dtype(*tensors)
+    tensors = same_dtype(*items(tensors, "tensors", "a sequence of tensors"))
     if not tensors:
         raise ValueError("stack needs at least one tensor")
     shape = tensors[0].shape
@@ -190,9 +191,9 @@ def repeat(a, count, axis=None):
     """Each element (of an axis, or of all in row-major order) repeated `count` times."""
     a = ravel(a) if axis is None else asarray(a)
     place = 0 if axis is None else normalized_axis(axis, a.ndim)
-    (times,) = shape_of(count) if hasattr(count, "__index__") else (None,)
-    if times is None:
+    if hasattr(count, "__len__") and not isinstance(count, str):
         raise TypeError("repeat takes one count for all elements")
+    (times,) = shape_of(whole(count, "count"))
     own = row_major_strides(a.shape, 1)
     shape = (*a.shape[: place + 1], times, *a.shape[place + 1 :])
     strides = (*own[: place + 1], 0, *own[place + 1 :])

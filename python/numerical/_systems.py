@@ -1,7 +1,6 @@
 """Systems, inverses and determinants, by LU with partial pivoting; powers of matrices."""
 
-from operator import index
-
+from ._arguments import integer
 from ._conversion import asarray
 from ._creation import eye
 from ._matrices import SlogdetResult
@@ -21,7 +20,7 @@ def slogdet(a):
 
 def matrix_power(a, n):
     """A square matrix multiplied n times by itself; the inverse's power for a negative n."""
-    a, n = asarray(a), index(n)
+    a, n = asarray(a), integer(n, "n")
     if a.ndim < 2 or a.shape[-1] != a.shape[-2]:
         raise ValueError(f"matrix_power takes square matrices, not shape {a.shape}")
     if n < 0:

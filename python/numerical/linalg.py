@@ -21,20 +21,25 @@ from ._norms import cond, matrix_norm, norm, vector_norm
 from ._numerical import error
 from ._products import matmul, multi_dot, outer, tensordot, trace
 from ._promotion import same_dtype
-from ._shaping import moveaxis, stack
+from ._shaping import moveaxis, normalized_axis, stack
 from ._systems import det, inv, matrix_power, slogdet, solve
 
 LinAlgError = error
 
 
 def vecdot(a, b, *, axis=-1):
-    """Sums of conj(a)·b along an axis."""
-    return _sum(multiply(conj(a), b), axis)
+    """Sums of conj(a)·b along an axis that has one extent in both; the other axes broadcast."""
+    a, b = (moveaxis(t, normalized_axis(axis, t.ndim), -1) for t in same_dtype(a, b))
+    if a.shape[-1] != b.shape[-1]:
+        raise ValueError(
+            f"vecdot takes vectors of one length, not {a.shape[-1]} and {b.shape[-1]}"
+        )
+    return _sum(multiply(conj(a), b), -1)
 
 
 def cross(a, b, *, axis=-1):
     """The cross product of vectors of three elements along an axis."""
-    a, b = (moveaxis(t, axis, 0) for t in same_dtype(a, b))
+    a, b = (moveaxis(t, normalized_axis(axis, t.ndim), 0) for t in same_dtype(a, b))
     if a.shape[0] != 3 or b.shape[0] != 3:
         raise ValueError(f"cross takes vectors of 3 elements, not {a.shape[0]} and {b.shape[0]}")
     (ax, ay, az), (bx, by, bz) = ([slice_of(t, i) for i in range(3)] for t in (a, b))

@@ -71,7 +71,7 @@ def test_shapes_that_do_not_fit_are_value_errors(call, message):
 def test_an_axis_out_of_bounds_is_an_index_error():
     with pytest.raises(IndexError, match=r"^axis 2 is out of bounds for a tensor of rank 2$"):
         nm.sum(nm.ones((2, 3)), axis=2)
-    with pytest.raises(TypeError, match=r"^'float' object cannot be interpreted as an integer$"):
+    with pytest.raises(TypeError, match=r"^axis must be an int or a sequence of ints, not of float$"):
         nm.sum(nm.ones((2, 3)), axis=(1.0,))
 
 
@@ -167,8 +167,18 @@ def test_products_are_numpys():
         equal(nm.matrix_power(stack, n), np.linalg.matrix_power(stack, n))
     with pytest.raises(ValueError, match=r"^matrix_power takes square matrices, not shape \(2, 3\)$"):
         nm.matrix_power(nm.ones((2, 3)), 2)
-    with pytest.raises(TypeError, match=r"^'float' object cannot be interpreted as an integer$"):
+    with pytest.raises(TypeError, match=r"^n must be an int, not float$"):
         nm.matrix_power(a[:, :3], 0.5)
+
+
+@pytest.mark.parametrize("dtype", ["float64", "complex128"])
+def test_products_without_a_sum_keep_the_sign_of_zero(dtype):
+    a, b = np.array([0.0, -0.0, 2.0], dtype), np.array([-1.0, 3.0, -0.0], dtype)
+    expected = np.multiply.outer(a, b)
+    for product in (nm.outer(a, b), nm.linalg.outer(a, b), nm.tensordot(a, b, 0), nm.kron(a[:, None], b)):
+        found = np.asarray(product)
+        assert found.tobytes() == expected.tobytes()
+    equal(nm.outer([], [1.0, 2.0]), np.zeros((0, 2)))
 
 
 def test_a_chain_is_multiplied_in_the_cheapest_order():

@@ -219,6 +219,52 @@ def test_errors_keep_the_modules_words_and_carry_a_note():
 
 
 @pytest.mark.parametrize(
+    "call",
+    [
+        lambda a, b: LA.lstsq(a, b, None),
+        lambda a, b: LA.lstsq(a, b, 0.5),
+        lambda a, b: LA.lstsq(b=b, rcond=None, a=a),
+        lambda a, b: LA.solve([[1.0, 2.0], [2.0, 4.0]], b),
+    ],
+)
+def test_a_note_tells_of_the_operands_alone(call):
+    with pytest.raises(nm.error) as failure:
+        call(np.full((2, 2), np.nan), nm.ones(2))
+    if hasattr(failure.value, "__notes__"):
+        (note,) = failure.value.__notes__
+        assert note.startswith("given float64 of shape (2, 2), float64 of shape (2,); ")
+
+
+@pytest.mark.parametrize(
+    "call",
+    [
+        lambda: LA.pinv(np.full((2, 2), np.nan), None),
+        lambda: LA.matrix_rank(np.full((2, 2), np.nan), None),
+        lambda: LA.qr(np.full((2, 2), np.nan), "r"),
+        lambda: LA.inv(np.array([["a"]])),
+        lambda: LA.lstsq(np.eye(2), np.array(["a", "b"]), None),
+    ],
+)
+def test_a_note_never_replaces_the_error(call):
+    with pytest.raises(nm.error) as failure:
+        call()
+    assert failure.value.__context__ is None
+
+
+def test_the_axes_of_vecdot_match_and_the_others_broadcast():
+    for a, b in (([2.0], [1.0, 2.0, 3.0]), ([1.0, 2.0, 3.0], [2.0]), (nm.ones((3, 1)), nm.ones((3, 2)))):
+        sizes = (np.shape(a)[-1], np.shape(b)[-1])
+        with pytest.raises(ValueError, match=r"^vecdot takes vectors of one length, not %d and %d$" % sizes):
+            LA.vecdot(a, b)
+    a, b = normal((2, 1, 3), "complex128"), normal((4, 3), seed=1)
+    close(LA.vecdot(a, b), (a.conj() * b).sum(-1))
+    close(LA.vecdot(a.swapaxes(-1, -2), b.T, axis=-2), (a.conj() * b).sum(-1))
+    close(LA.vecdot(normal((3, 2)), normal((3, 2)), axis=0), (normal((3, 2)) ** 2).sum(0))
+    with pytest.raises(IndexError, match=r"^axis -1 is out of bounds for a tensor of rank 0$"):
+        LA.vecdot(2.0, [1.0])
+
+
+@pytest.mark.parametrize(
     ("call", "message"),
     [
         (lambda: LA.inv(nm.ones((2, 3))), "inv takes square matrices, not shape (2, 3)"),
