@@ -301,7 +301,11 @@ private:
         const std::ptrdiff_t place = integer_of(key);
         constexpr auto beyond = std::numeric_limits<std::ptrdiff_t>::max();
         if (place == beyond || place == -beyond - 1) { // named as it was given
-            const owned_ref text(not_null(PyObject_Str(key)));
+            const owned_ref text(PyObject_Str(key));
+            if (text.get() == nullptr) { // Python refuses to print the longest ints
+                PyErr_Clear();
+                refuse_position("beyond 2**63", axis, shape[axis]);
+            }
             refuse_position(binding::as_utf8(text.get()), axis, shape[axis]);
         }
         add_integer(place);
