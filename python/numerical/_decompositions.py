@@ -60,7 +60,7 @@ def svd(a, full_matrices=True, *, method="divide_and_conquer"):
     full_matrices. method: "divide_and_conquer", "bidiagonal_qr" or "jacobi".
     """
     one_of(method, "method", ("divide_and_conquer", "bidiagonal_qr", "jacobi"))
-    return SVDResult(*native.svd(a, full_matrices, method))
+    return SVDResult(*native.svd(a, bool(full_matrices), method))
 
 
 svdvals = native.svdvals
