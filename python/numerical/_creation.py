@@ -5,7 +5,7 @@ import math
 from . import _numerical
 from ._arguments import integer, integers, real
 from ._conversion import asarray, complex128, dtype_name, float64, is_complex
-from ._memory import with_strides
+from ._native_module import native
 from ._numerical import Tensor
 
 
@@ -73,8 +73,7 @@ def eye(n, m=None, k=0, dtype=float64):
     (n, columns), k = _matrix_shape(n, m), integer(k, "k")
     if columns == n and k == 0:
         return _numerical._eye(n, dtype_name(dtype) == complex128)
-    rows = [[1.0 if j - i == k else 0.0 for j in range(columns)] for i in range(n)]
-    return Tensor([x for row in rows for x in row], (n, columns), dtype_name(dtype) or float64)
+    return native.eye(n, columns, k, dtype_name(dtype) == complex128)
 
 
 def _matrix_shape(n, m):
@@ -115,11 +114,7 @@ def diag(v, k=0):
         return diagonal(v, k)
     if v.ndim != 1:
         raise ValueError(f"diag takes a vector or a matrix, not a tensor of rank {v.ndim}")
-    n = v.size + abs(k)
-    flat = [0.0] * (n * n)
-    first = k if k >= 0 else -k * n
-    flat[first : first + v.size * (n + 1) : n + 1] = v.tolist()
-    return Tensor(flat, (n, n), v.dtype)
+    return native.diagonal_matrix(v, k)
 
 
 def diagonal(a, offset=0):
@@ -132,40 +127,14 @@ def diagonal(a, offset=0):
     count = max(min(rows - first_row, columns - first_column), 0)
     if count == 0:
         return Tensor([], (0,), a.dtype)
-    return with_strides(a, (count,), (columns + 1,), first_row * columns + first_column)
+    return native.with_strides(a, (count,), (columns + 1,), first_row * columns + first_column)
 
 
 def tri(n, m=None, k=0, dtype=float64):
     """n × m with ones on and below diagonal k, zeros above."""
     (n, columns), k = _matrix_shape(n, m), integer(k, "k")
-    rows = ([1.0] * min(max(i + k + 1, 0), columns) for i in range(n))
-    flat = [x for row in rows for x in (*row, *[0.0] * (columns - len(row)))]
-    return Tensor(flat, (n, columns), dtype_name(dtype) or float64)
+    return native.tri(n, columns, k, dtype_name(dtype) == complex128)
 
 
-def _masked(a, keep):
-    """The elements of matrices from place first to last of keep(row), zeros elsewhere."""
-    a = asarray(a)
-    if a.ndim < 2:
-        raise ValueError(f"matrices are wanted, not a tensor of rank {a.ndim}")
-    rows, columns = a.shape[-2:]
-    flat = []
-    every = _numerical._reshape(a, (a.size // columns if columns else 0, columns))
-    for i, row in enumerate(every.tolist()):
-        first, last = keep(i % rows)
-        first, last = min(max(first, 0), columns), min(max(last, 0), columns)
-        flat += [*[0.0] * first, *row[first:last], *[0.0] * (columns - max(last, first))]
-    return Tensor(flat, a.shape, a.dtype)
-
-
-def tril(a, k=0):
-    """The matrix, or each of a stack, with zeros above diagonal k."""
-    k = integer(k, "k")
-    return _masked(a, lambda i: (0, i + k + 1))
-
-
-def triu(a, k=0):
-    """The matrix, or each of a stack, with zeros below diagonal k."""
-    k = integer(k, "k")
-    columns = asarray(a).shape[-1] if asarray(a).ndim else 0
-    return _masked(a, lambda i: (i + k, columns))
+tril = native.tril
+triu = native.triu

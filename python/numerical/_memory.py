@@ -41,38 +41,6 @@ def row_major_strides(shape, item):
     return tuple(reversed(strides))
 
 
-def parts(tensor):
-    """A complex128 tensor of some shape as a float64 tensor of shape + (2,)."""
-    return _import(Lent(address_of(tensor), (*tensor.shape, 2), "<f8", owner=tensor))
-
-
-def from_parts(pairs):
-    """The inverse of parts: a float64 tensor whose last axis holds real and imaginary part."""
-    return _import(Lent(address_of(pairs), pairs.shape[:-1], "<c16", owner=pairs))
-
-
-def component(tensor, which):
-    """The real (0) or the imaginary (1) parts of a complex128 tensor."""
-    shape = tensor.shape
-    return _import(
-        Lent(address_of(tensor) + 8 * which, shape, "<f8", row_major_strides(shape, 16), tensor)
-    )
-
-
-def with_strides(tensor, shape, strides, first=0):
-    """A copy read from element `first` on through other strides, all in elements.
-
-    The caller keeps them inside the buffer.
-    """
-    item = ITEM_BYTES[tensor.dtype]
-    return _import(
-        Lent(
-            address_of(tensor) + first * item, tuple(shape), TYPESTR[tensor.dtype],
-            tuple(stride * item for stride in strides), tensor,
-        )  # fmt: skip
-    )
-
-
 def from_bytes(raw, shape, typestr):
     """A tensor from contiguous bytes, converted as asarray converts."""
     import ctypes
@@ -92,12 +60,6 @@ def to_bytes(tensor):
     if count < STRING_LIMIT:
         return ctypes.string_at(address_of(tensor), count)
     return bytes((ctypes.c_char * count).from_address(address_of(tensor)))
-
-
-def joined(tensors, shape):
-    """The elements of tensors of one dtype, one after the other, under a shape."""
-    dtype = tensors[0].dtype
-    return from_bytes(b"".join(map(to_bytes, tensors)), shape, TYPESTR[dtype])
 
 
 def rebuilt(raw, shape, dtype):

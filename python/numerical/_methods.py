@@ -7,7 +7,6 @@ all of this.
 from . import _numerical
 from ._conversion import asarray
 from ._format import tensor_html, tensor_repr, tensor_text
-from ._functions import conj, imag, real
 from ._functions import max as _max
 from ._functions import mean as _mean
 from ._functions import min as _min
@@ -192,10 +191,6 @@ class _At:
 
 METHODS = {
     "at": property(_At, doc="Changed copies: t.at[index].set(values), and add, multiply, min, max."),
-    "real": property(real, doc="The real parts, as float64."),
-    "imag": property(imag, doc="The imaginary parts, as float64."),
-    "conj": conj,
-    "conjugate": conj,
     "item": _item,
     "reshape": _reshape,
     "ravel": ravel,

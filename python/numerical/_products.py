@@ -6,13 +6,14 @@ from . import _numerical
 from ._arguments import integer, items, shown
 from ._conversion import asarray
 from ._functions import conj
-from ._memory import row_major_strides, with_strides
+from ._memory import row_major_strides
 from ._native_module import native
 from ._promotion import same_dtype
-from ._shaping import _LETTERS, normalized_axes, ravel, reshape
+from ._shaping import normalized_axes, ravel, reshape
 from ._einsum import einsum
 
 matmul = native.matmul
+_LETTERS = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
 
 
 def _vector(a, b):
@@ -125,7 +126,7 @@ def trace(a, offset=0):
         total = _numerical._full(a.shape[:-2], 0.0, a.dtype == "complex128")
     else:
         shape = (*a.shape[:-2], count)
-        diagonals = with_strides(a, shape, (*strides[:-2], columns + 1), first)
+        diagonals = native.with_strides(a, shape, (*strides[:-2], columns + 1), first)
         total = _numerical._reduce("sum", diagonals, len(shape) - 1)
     return total if total.ndim else total.tolist()
 

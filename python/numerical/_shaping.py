@@ -4,11 +4,11 @@ import math
 
 from . import _numerical
 from ._arguments import count as whole
-from ._arguments import integer, integers, items, shown
+from ._arguments import integer, integers, shown
 from ._conversion import asarray
 from ._creation import shape_of
-from ._memory import joined, row_major_strides, with_strides
-from ._promotion import same_dtype
+from ._memory import row_major_strides
+from ._native_module import native
 
 
 def normalized_axis(axis, rank, name="axis"):
@@ -73,22 +73,7 @@ def expand_dims(a, axis):
     return _numerical._reshape(a, shape)
 
 
-_LETTERS = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
-
-
-def permute_dims(a, axes=None):
-    """The axes in another order, reversed by default."""
-    a = asarray(a)
-    order = range(a.ndim)[::-1] if axes is None else normalized_axes(axes, a.ndim, "axes")
-    if len(order) != a.ndim:
-        raise ValueError(f"{a.ndim} axes are wanted for shape {a.shape}, not {len(order)}")
-    if a.ndim <= len(_LETTERS):
-        letters = _LETTERS[: a.ndim]
-        return _numerical.einsum(f"{letters}->{''.join(letters[i] for i in order)}", a)
-    strides = row_major_strides(a.shape, 1)
-    return with_strides(a, [a.shape[i] for i in order], [strides[i] for i in order])
-
-
+permute_dims = native.permute_dims
 transpose = permute_dims
 
 
@@ -134,43 +119,11 @@ def broadcast_to(a, shape):
         raise ValueError(f"shape {a.shape} cannot be broadcast to shape {shape}")
     own = row_major_strides(a.shape, 1)
     strides = [0] * lead + [0 if e == 1 else stride for e, stride in zip(a.shape, own)]
-    return with_strides(a, shape, strides)
+    return native.with_strides(a, shape, strides)
 
 
-def concatenate(tensors, axis=0):
-    """Tensors of one rank joined along an axis; their other extents are equal."""
-    tensors = same_dtype(*items(tensors, "tensors", "a sequence of tensors"))
-    if not tensors:
-        raise ValueError("concatenate needs at least one tensor")
-    if axis is None:
-        tensors, axis = [ravel(t) for t in tensors], 0
-    rank = tensors[0].ndim
-    if rank == 0:
-        raise ValueError("a tensor of rank 0 cannot be concatenated; use stack")
-    place = normalized_axis(axis, rank)
-    first = tensors[0].shape
-    for t in tensors:
-        if t.ndim != rank or t.shape[:place] + t.shape[place + 1 :] != first[:place] + first[place + 1 :]:
-            raise ValueError(f"shapes {first} and {t.shape} differ beside axis {place}")
-    if place:
-        tensors = [moveaxis(t, place, 0) for t in tensors]
-    shape = (sum(t.shape[0] for t in tensors), *tensors[0].shape[1:])
-    whole = joined(tensors, shape)
-    return moveaxis(whole, 0, place) if place else whole
-
-
-def stack(tensors, axis=0):
-    """Tensors of one shape side by side along a new axis."""
-    tensors = same_dtype(*items(tensors, "tensors", "a sequence of tensors"))
-    if not tensors:
-        raise ValueError("stack needs at least one tensor")
-    shape = tensors[0].shape
-    for t in tensors:
-        if t.shape != shape:
-            raise ValueError(f"stack takes tensors of one shape, not {shape} and {t.shape}")
-    whole = joined(tensors, (len(tensors), *shape))
-    place = normalized_axis(axis, len(shape) + 1)
-    return moveaxis(whole, 0, place) if place else whole
+concatenate = native.concatenate
+stack = native.stack
 
 
 def tile(a, repetitions):
@@ -183,7 +136,7 @@ def tile(a, repetitions):
     spread, own = [], row_major_strides(shape, 1)
     for extent, count, stride in zip(shape, counts, own):
         spread += [(count, 0), (extent, stride)]
-    copied = with_strides(a, [e for e, _ in spread], [s for _, s in spread])
+    copied = native.with_strides(a, [e for e, _ in spread], [s for _, s in spread])
     return _numerical._reshape(copied, [e * count for e, count in zip(shape, counts)])
 
 
@@ -198,4 +151,4 @@ def repeat(a, count, axis=None):
     shape = (*a.shape[: place + 1], times, *a.shape[place + 1 :])
     strides = (*own[: place + 1], 0, *own[place + 1 :])
     merged = (*a.shape[:place], a.shape[place] * times, *a.shape[place + 1 :])
-    return _numerical._reshape(with_strides(a, shape, strides), merged)
+    return _numerical._reshape(native.with_strides(a, shape, strides), merged)

@@ -48,10 +48,8 @@ PyObject* named_call(const unary_signature& signature, const binding::call_argum
 
 // The argument itself where it is a float64 Tensor and the function changes none, else f(a).
 template <class F>
-PyObject* complex_part_call(const unary_signature& signature, const binding::call_arguments& call,
-                            const F& f)
+PyObject* complex_part(PyObject* given, const F& f)
 {
-    const auto [given] = signature.bind(call);
     const operand a(given);
     if (a.is_complex())
         return wrap(f(a.as<complex>()));
@@ -85,8 +83,8 @@ struct closeness
         if (x == y)
             return true;
         const double distance = detail::modulus(x - y);
-        if (distance <= absolute + relative * detail::modulus(y))
-            return distance != HUGE_VAL;
+        if (distance != HUGE_VAL && distance <= absolute + relative * detail::modulus(y))
+            return true;
         return equal_nan && x != x && y != y;
     }
 };
@@ -157,23 +155,37 @@ PyObject* square(const binding::call_arguments& call)
     });
 }
 
-PyObject* conj(const binding::call_arguments& call)
+PyObject* conjugated(PyObject* given)
 {
-    return complex_part_call(of_one("conj"), call, [](const tensor<complex>& a) {
+    return complex_part(given, [](const tensor<complex>& a) {
         return each<complex>(a, [](const complex& z) { return std::conj(z); });
     });
 }
 
+PyObject* conj(const binding::call_arguments& call)
+{
+    return conjugated(of_one("conj").bind(call)[0]);
+}
+
 PyObject* real(const binding::call_arguments& call)
 {
-    return complex_part_call(of_one("real"), call, [](const tensor<complex>& a) {
-        return each<double>(a, [](const complex& z) { return z.real(); });
-    });
+    return real_part(of_one("real").bind(call)[0]);
 }
 
 PyObject* imag(const binding::call_arguments& call)
 {
-    const auto [given] = of_one("imag").bind(call);
+    return imaginary_part(of_one("imag").bind(call)[0]);
+}
+
+PyObject* real_part(PyObject* given)
+{
+    return complex_part(given, [](const tensor<complex>& a) {
+        return each<double>(a, [](const complex& z) { return z.real(); });
+    });
+}
+
+PyObject* imaginary_part(PyObject* given)
+{
     const operand a(given);
     if (a.is_complex())
         return wrap(each<double>(a.as<complex>(), [](const complex& z) { return z.imag(); }));

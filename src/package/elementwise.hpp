@@ -21,6 +21,11 @@ PyObject* conj(const binding::call_arguments& call);
 PyObject* real(const binding::call_arguments& call);
 PyObject* imag(const binding::call_arguments& call);
 
+// The same of one object, for properties and methods.
+PyObject* conjugated(PyObject* given);
+PyObject* real_part(PyObject* given);
+PyObject* imaginary_part(PyObject* given);
+
 // Those of `unary` (elementwise/unary.hpp) by its names.
 PyObject* exp(const binding::call_arguments& call);
 PyObject* log(const binding::call_arguments& call);

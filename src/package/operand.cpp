@@ -36,7 +36,8 @@ any_tensor from_number(PyObject* object)
         is_kind(object, &PyFloat_Type) ? PyFloat_AsDouble(object) : PyLong_AsDouble(object);
     if (x == -1.0 && PyErr_Occurred() != nullptr) { // an int beyond all floats: asarray says so
         PyErr_Clear();
-        const binding::owned_ref none(PyObject_CallFunctionObjArgs(callbacks().asarray, object, nullptr));
+        const binding::owned_ref none(
+            PyObject_CallFunctionObjArgs(callbacks().asarray, object, nullptr));
         binding::throw_pending_error();
     }
     return tensor<double>({}, {x});

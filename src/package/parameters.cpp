@@ -32,6 +32,16 @@ bool is_sequence(PyObject* object)
          std::string(name) + " must be an int or a sequence of ints, not " + given);
 }
 
+// An int as an error message shows it. Python refuses to print the largest.
+std::string shown(PyObject* number)
+{
+    const owned_ref bits(not_null(PyObject_CallMethod(number, "bit_length", nullptr)));
+    if (PyLong_AsLong(bits.get()) > 128)
+        return "an int of " + std::to_string(PyLong_AsLong(bits.get())) + " bits";
+    const owned_ref text(not_null(PyObject_Str(number)));
+    return binding::as_utf8(text.get());
+}
+
 std::ptrdiff_t clipped(PyObject* object)
 {
     const Py_ssize_t value = PyNumber_AsSsize_t(object, nullptr);
@@ -40,13 +50,13 @@ std::ptrdiff_t clipped(PyObject* object)
     return value;
 }
 
-std::size_t axis_at(std::ptrdiff_t place, std::size_t rank, const char* name)
+std::size_t axis_at(std::ptrdiff_t place, std::size_t rank, const char* name, PyObject* given)
 {
     const auto count = static_cast<std::ptrdiff_t>(rank);
     if (place < -count || place >= count)
-        fail(PyExc_IndexError, std::string(name) + " " + std::to_string(place) +
-                                   " is out of bounds for a tensor of rank " +
-                                   std::to_string(rank));
+        fail(PyExc_IndexError,
+             std::string(name) + " " + (given == nullptr ? std::to_string(place) : shown(given)) +
+                 " is out of bounds for a tensor of rank " + std::to_string(rank));
     return static_cast<std::size_t>(place < 0 ? place + count : place);
 }
 
@@ -71,7 +81,7 @@ std::ptrdiff_t integer_parameter(PyObject* object, const char* name)
 
 std::size_t axis_parameter(PyObject* object, std::size_t rank, const char* name)
 {
-    return axis_at(integer_parameter(object, name), rank, name);
+    return axis_at(integer_parameter(object, name), rank, name, object);
 }
 
 std::vector<std::ptrdiff_t> integers_parameter(PyObject* object, const char* name)
@@ -96,7 +106,8 @@ shape_list axes_parameter(PyObject* object, std::size_t rank, const char* name)
     const std::vector<std::ptrdiff_t> given = integers_parameter(object, name);
     shape_list axes;
     for (const std::ptrdiff_t place : given)
-        axes.push_back(axis_at(place, rank, name));
+        axes.push_back(axis_at(place, rank, name,
+                               given.size() == 1 && PyLong_Check(object) ? object : nullptr));
     for (auto axis = axes.begin(); axis != axes.end(); ++axis)
         if (std::find(axes.begin(), axis, *axis) != axis)
             fail(PyExc_ValueError, "an axis is named twice in " + tuple_text(given));
@@ -134,6 +145,11 @@ double real_parameter(PyObject* object, const char* name, double absent)
     if (PyErr_ExceptionMatches(PyExc_TypeError) != 0)
         fail(PyExc_TypeError,
              std::string(name) + " must be a real number, not " + binding::py_type_name(object));
+    if (PyErr_ExceptionMatches(PyExc_OverflowError) != 0 && PyLong_Check(object)) {
+        PyErr_Clear();
+        fail(PyExc_OverflowError,
+             std::string(name) + " is too large for a float: " + shown(object));
+    }
     binding::throw_pending_error();
 }
 

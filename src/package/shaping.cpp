@@ -253,8 +253,8 @@ constexpr binding::signature<2> concatenate_signature{"concatenate", {"tensors",
 constexpr binding::signature<2> stack_signature{"stack", {"tensors", "axis"}, 1};
 constexpr binding::signature<2> tril_signature{"tril", {"a", "k"}, 1};
 constexpr binding::signature<2> triu_signature{"triu", {"a", "k"}, 1};
-constexpr binding::signature<4> strides_signature{"with_strides",
-                                                  {"a", "shape", "strides", "first"}};
+constexpr binding::signature<4> strides_signature{
+    "with_strides", {"a", "shape", "strides", "first"}, 3};
 
 } // namespace
 
@@ -336,7 +336,8 @@ PyObject* with_strides(const binding::call_arguments& call)
     const operand a(given);
     const shape_list shape = shape_parameter(shape_given);
     const shape_list strides = shape_parameter(strides_given, "strides");
-    const auto first = static_cast<std::size_t>(integer_parameter(first_given, "first"));
+    const auto first = static_cast<std::size_t>(
+        first_given == nullptr ? 0 : integer_parameter(first_given, "first"));
     return by_type(a, [&](const auto& x) {
         if (strides.size() != shape.size() || !stays_inside(shape, strides, first, x.data.size()))
             fail(PyExc_IndexError, "with_strides: the strides leave the tensor");

@@ -3,6 +3,7 @@
 #include "binding/class.hpp"
 #include "binding/fastcall.hpp"
 #include "module/functions.hpp"
+#include "package/creation.hpp"
 #include "package/decompositions.hpp"
 #include "package/elementwise.hpp"
 #include "package/operators.hpp"
@@ -53,20 +54,39 @@ PyGetSetDef property(const char* name, const char* doc)
     return {name, entry, nullptr, doc, nullptr};
 }
 
-// Properties beside those of the module's table; false with the error set.
-bool add_properties(PyObject* type)
+template <auto F>
+PyMethodDef method_without(const char* name, const char* doc)
 {
+    return {name, binding::call_method_without<marlinth_module_error, F>, METH_NOARGS, doc};
+}
+
+bool add_descriptor(PyObject* type, const char* name, PyObject* made)
+{
+    const binding::owned_ref descriptor(made);
+    return descriptor && PyObject_SetAttrString(type, name, descriptor.get()) == 0;
+}
+
+// Methods and properties beside those of the module's table; false with the error set.
+bool add_attributes(PyObject* object)
+{
+    auto* type = reinterpret_cast<PyTypeObject*>(object);
+    static PyMethodDef methods[] = {
+        method_without<conjugated>("conj", "The complex conjugates; a float64 tensor as it is."),
+        method_without<conjugated>("conjugate", "As conj."),
+    };
     static PyGetSetDef properties[] = {
         property<transposed>("T", "The axes in reverse order."),
         property<matrix_transposed>("mT", "The last two axes exchanged."),
         property<hermitian_transposed>("mH", "The conjugate of mT."),
+        property<real_part>("real", "The real parts, as float64."),
+        property<imaginary_part>("imag", "The imaginary parts, as float64."),
     };
-    for (PyGetSetDef& each : properties) {
-        const binding::owned_ref descriptor(
-            PyDescr_NewGetSet(reinterpret_cast<PyTypeObject*>(type), &each));
-        if (!descriptor || PyObject_SetAttrString(type, each.name, descriptor.get()) < 0)
+    for (PyMethodDef& each : methods)
+        if (!add_descriptor(object, each.ml_name, PyDescr_NewMethod(type, &each)))
             return false;
-    }
+    for (PyGetSetDef& each : properties)
+        if (!add_descriptor(object, each.name, PyDescr_NewGetSet(type, &each)))
+            return false;
     return true;
 }
 
@@ -84,7 +104,7 @@ void define_tensor(PyObject* module)
     }
     boundary::define_tensor_class(module);
     if (PyObject* type = binding::class_type<any_tensor>())
-        add_properties(type);
+        add_attributes(type);
 }
 
 PyMethodDef* function_table()
@@ -181,8 +201,12 @@ PyMethodDef* function_table()
             "triu",
             "triu(a, k=0)\n--\n\nThe matrix, or each of a stack, with zeros below diagonal k."),
         function<with_strides>("with_strides",
-                               "with_strides(a, shape, strides, first)\n--\n\nElements read from "
+                               "with_strides(a, shape, strides, first=0)\n--\n\nElements read from "
                                "`first` on through strides, all in elements."),
+        function<eye>("eye", "eye(n, m, k, complex)\n--\n\nOnes on diagonal k, zeros elsewhere."),
+        function<tri>("tri", "tri(n, m, k, complex)\n--\n\nOnes on and below diagonal k."),
+        function<diagonal_matrix>("diagonal_matrix", "diagonal_matrix(v, k)\n--\n\n"
+                                                     "The vector v on diagonal k."),
         {nullptr, nullptr, 0, nullptr},
     };
     return table;
