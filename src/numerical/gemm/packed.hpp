@@ -246,11 +246,12 @@ void gemm_packed(const product_operands<T>& p)
     };
     if (a_in_place && b_in_place)
         return multiply_blocks([](const auto&) {});
+    // An operand that stays where it lies has no panels: for a tall A they would be larger than C.
     const std::size_t depth = std::min(p.k, tile_of::kc);
+    const std::size_t panel_rows = a_in_place ? 0 : ceil_div(p.m, tile_of::mr) * tile_of::mr;
     const std::size_t width = std::min(p.n, tile_of::nc);
-    const packing_storage<T> panels(ceil_div(p.m, tile_of::mr) * tile_of::mr * depth *
-                                        Kernel::parts,
-                                    ceil_div(width, tile_of::nr) * tile_of::nr * depth);
+    const std::size_t panel_cols = b_in_place ? 0 : ceil_div(width, tile_of::nr) * tile_of::nr;
+    const packing_storage<T> panels(panel_rows * depth * Kernel::parts, panel_cols * depth);
     multiply_blocks([&](auto& block) { block.pack(panels); });
 }
 

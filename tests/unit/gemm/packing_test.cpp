@@ -113,6 +113,32 @@ TYPED_TEST(packing, is_given_back_when_an_exception_passes)
     EXPECT_EQ(this->kept().size(), 42 + this->slack);
 }
 
+// How many elements of T a product of m × k by k × n makes the thread keep.
+template <class T>
+std::size_t kept_by_product(std::size_t m, std::size_t n, std::size_t k)
+{
+    packing_storage<double>::kept() = {}; // complex tiles take doubles as well
+    packing_storage<T>::kept() = {};
+    const std::vector<T> a(m * k);
+    const std::vector<T> b(k * n);
+    std::vector<T> c(m * n);
+    gemm_new(m, n, k, a.data(), k, b.data(), n, c.data(), n);
+    return packing_storage<double>::kept().size() / (sizeof(T) / sizeof(double));
+}
+
+TYPED_TEST(packing, has_no_panels_for_an_operand_that_stays_where_it_lies)
+{
+    for (const int path : test::available_paths()) {
+        if (path == portable_path) // packs both
+            continue;
+        const test::path_limit limit(path);
+        EXPECT_LT(kept_by_product<TypeParam>(5000, 8, 9), 500) << "tall A";
+        if (std::is_same_v<TypeParam, double>) {
+            EXPECT_LT(kept_by_product<TypeParam>(16, 1000, 9), 500) << "wide B";
+        }
+    }
+}
+
 TEST(packing_panels, of_a_hold_rows_side_by_side_and_zeros_beyond)
 {
     constexpr std::size_t lda = 11;
