@@ -176,8 +176,10 @@ void thread_pool::serve(std::size_t id)
         // worker that sits out doesn't spin either.
         const bool sits_out = id != no_core_set && id == current->home_set;
         spin = !sits_out;
-        if (!sits_out && current->joined.fetch_add(1) < current->helpers)
+        if (!sits_out && current->joined.fetch_add(1) < current->helpers) {
+            current->control.adopt();
             current->work();
+        }
     }
 }
 
@@ -200,6 +202,7 @@ std::shared_ptr<pool_job> thread_pool::post(chunk_runner run, const void* contex
     posted->chunks = split.chunks;
     posted->helpers = split.helpers;
     posted->home_set = current_core_set();
+    posted->control = floating_control::current();
     posted->errors.resize(split.chunks);
     bool notify = false;
     {

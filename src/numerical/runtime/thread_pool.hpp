@@ -9,6 +9,8 @@
 // job `next_chunk` hands out chunks, and the sequentially consistent `done_chunks` publishes what
 // they wrote, `errors` included, to the waiting caller.
 
+#include "numerical/runtime/floating_control.hpp"
+
 #include <atomic>
 #include <condition_variable>
 #include <cstddef>
@@ -34,10 +36,11 @@ struct pool_job
     chunk_runner run;
     const void* context;
     std::size_t count;
-    std::size_t chunk;    // indices in a chunk
-    std::size_t chunks;   // slots; the last ones may be empty, as `chunk` is rounded up
-    std::size_t helpers;  // workers that may join the caller
-    std::size_t home_set; // core set on which the caller runs
+    std::size_t chunk;        // indices in a chunk
+    std::size_t chunks;       // slots; the last ones may be empty, as `chunk` is rounded up
+    std::size_t helpers;      // workers that may join the caller
+    std::size_t home_set;     // core set on which the caller runs
+    floating_control control; // the caller's
     std::atomic<std::size_t> joined{0};
     std::atomic<std::size_t> next_chunk{0};
     std::atomic<std::size_t> done_chunks{0};

@@ -3,6 +3,7 @@
 #include "paths.hpp"
 #include "product_case.hpp"
 
+#include <cfenv>
 #include <gtest/gtest.h>
 
 namespace {
@@ -39,6 +40,28 @@ TYPED_TEST(product_on_64_cores, has_the_bits_of_one_core)
                     << label(shape) << ", path " << path << ", threads " << threads;
             }
         }
+}
+
+TYPED_TEST(product_on_64_cores, rounds_as_its_caller_does_on_every_core)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        const product_case<TypeParam> start({300, 310, 290}, test::random_vector<TypeParam>);
+        const auto on = [&](std::size_t threads, int rounding) {
+            const test::thread_limit cap(threads);
+            product_case<TypeParam> got = start;
+            std::fesetround(rounding);
+            got.run(gemm<TypeParam>);
+            std::fesetround(FE_TONEAREST);
+            return got.c;
+        };
+        const auto upward = on(1, FE_UPWARD);
+        EXPECT_FALSE(test::same_bits(upward, on(1, FE_TONEAREST)));
+        for (const std::size_t threads : {2UL, 64UL}) {
+            EXPECT_TRUE(test::same_bits(upward, on(threads, FE_UPWARD))) << threads;
+            EXPECT_TRUE(test::same_bits(on(1, FE_TONEAREST), on(threads, FE_TONEAREST)));
+        }
+    }
 }
 
 } // namespace
