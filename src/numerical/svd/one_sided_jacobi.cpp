@@ -21,6 +21,15 @@ constexpr double least_safe_square = 0x1p-900;
 // Sums are kept in lanes, element i in lane i mod 8, and the lanes added in order.
 constexpr std::size_t lanes = 8;
 
+// The cosine between two columns of n elements at which they pass for orthogonal. It must exceed
+// what rounding leaves after a rotation: about one eps for short columns, whose elements and inner
+// product are rounded a few times each, and growing like √n, as roundings of either sign add up. At
+// one eps pairs of equally long columns were turned back and forth for ever.
+double negligible_cosine(std::size_t n)
+{
+    return std::max(2.0, std::sqrt(double(n))) * eps;
+}
+
 // What a pair of rows p and q says of its rotation.
 template <class T>
 struct pair_sums
@@ -29,9 +38,9 @@ struct pair_sums
     double square_q;
     T inner; // Σ conj(pᵢ)·qᵢ
 
-    bool orthogonal() const
+    bool orthogonal(std::size_t n) const
     {
-        return std::sqrt(square_p) * eps * std::sqrt(square_q) >= modulus(inner);
+        return std::sqrt(square_p) * negligible_cosine(n) * std::sqrt(square_q) >= modulus(inner);
     }
 };
 
@@ -142,7 +151,7 @@ bool separate_tiny(T* p, T* q, std::size_t n)
         return false;
     const std::vector<T> scaled_p = brought_to_one(p, n, largest_p);
     const std::vector<T> scaled_q = brought_to_one(q, n, largest_q);
-    if (sums_of(scaled_p.data(), scaled_q.data(), n).orthogonal())
+    if (sums_of(scaled_p.data(), scaled_q.data(), n).orthogonal(n))
         return false;
     T* const smaller = largest_p < largest_q ? p : q;
     std::fill(smaller, smaller + n, T(0));
@@ -158,7 +167,7 @@ bool orthogonalize(T* a, T* v, std::size_t n, std::size_t p, std::size_t q)
     const pair_sums<T> sums = sums_of(row_p, row_q, n);
     if (std::min(sums.square_p, sums.square_q) < least_safe_square)
         return separate_tiny(row_p, row_q, n);
-    if (sums.orthogonal())
+    if (sums.orthogonal(n))
         return false;
     const pair_rotation<T> rotation = rotation_of(sums);
     rotate(row_p, row_q, n, rotation);
