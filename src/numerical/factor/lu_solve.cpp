@@ -1,11 +1,10 @@
 #include "numerical/factor/lu.hpp"
 
 #include "numerical/factor/divide_row.hpp"
-#include "numerical/factor/triangular.hpp"
+#include "numerical/factor/triangular_solve.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
-#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/storage.hpp"
 
 #include <algorithm>
@@ -19,12 +18,6 @@ namespace {
 
 // Up to so many real right sides are substituted row by row, without products and pool.
 constexpr std::size_t few_columns = 16;
-
-// The last of the blocks of `width` that tile [0, end) begins here.
-std::size_t last_block(std::size_t end, std::size_t width)
-{
-    return (end - 1) / width * width;
-}
 
 // For few right sides: one pass over L, then one over U, whose blocks meet a row from the right.
 template <class T>
@@ -41,18 +34,6 @@ void substitute_directly(int path, block_view<const T> lu, std::size_t block, bl
         }
         divide_row(path, x.row(i), lu(i, i), x.cols);
     }
-}
-
-// substitute(tile) for each tile of 64 columns of a row of blocks; a tile writes its own columns.
-template <class T, class F>
-void for_each_tile(block_view<T> x, const F& substitute)
-{
-    const auto substitute_tile = [&](std::size_t t) {
-        const std::size_t from = triangular_tile * t;
-        const std::size_t to = std::min(from + triangular_tile, x.cols);
-        on_well_strided(x.sub(0, x.rows, from, to), substitute);
-    };
-    parallel_for(triangular_tiles(x.cols), x.rows * x.rows * triangular_tile / 2, substitute_tile);
 }
 
 // X := L⁻¹·X. Of an identity the columns right of a block are still zero and are passed over.
@@ -73,26 +54,6 @@ void forward_pass(block_view<const T> l, std::size_t block, block_view<T> x, rig
         negate_into(minus_l, l.sub(end, l.rows, start, end));
         add_product({minus_l.data(), l.rows - end, end - start, end - start}, solved,
                     x.sub(end, l.rows, 0, limit));
-    }
-}
-
-// X := U⁻¹·X.
-template <class T>
-void backward_pass(block_view<const T> u, std::size_t block, block_view<T> x)
-{
-    const int path = gemm_path_current();
-    std::vector<T> minus_u;
-    for (std::size_t end = u.rows; end > 0;) {
-        const std::size_t start = last_block(end, block);
-        const block_view<T> solved = x.sub(start, end, 0, x.cols);
-        const block_view<const T> triangle = u.sub(start, end, start, end);
-        for_each_tile(solved, [&](block_view<T> tile) { substitute_upper(path, triangle, tile); });
-        if (start == 0)
-            return;
-        negate_into(minus_u, u.sub(0, start, start, end));
-        add_product({minus_u.data(), start, end - start, end - start}, solved,
-                    x.sub(0, start, 0, x.cols));
-        end = start;
     }
 }
 
@@ -174,7 +135,7 @@ void lu_decomposition<T>::solve_rows(std::vector<T>& rhs, std::size_t columns,
         return;
     }
     detail::forward_pass(lu, block, x, form);
-    detail::backward_pass(lu, block, x);
+    detail::solve_upper(lu, block, x);
 }
 
 template <class T>

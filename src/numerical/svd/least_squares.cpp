@@ -3,10 +3,11 @@
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/qr.hpp"
-#include "numerical/factor/triangular.hpp"
+#include "numerical/factor/triangular_solve.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/svd/range_guard.hpp"
 #include "numerical/svd/svd.hpp"
 #include "numerical/svd/unfused_product.hpp"
 
@@ -22,36 +23,20 @@ namespace {
 
 constexpr double eps = std::numeric_limits<double>::epsilon();
 
-// a, or its adjoint if it is wide, times 2^-exponent: always tall.
+// a, or its adjoint if it is wide, times 2^exponent: always tall.
 template <class T>
-std::vector<T> tall_and_scaled(const matrix<T>& a, int exponent)
+std::vector<T> tall_times_power(const matrix<T>& a, int exponent)
 {
     std::vector<T> tall =
         a.rows >= a.cols ? copy_of(a.data.data(), a.data.size()) : std::move(adjoint(a).data);
-    for (T& x : tall)
-        x = scaled_by_power(x, -exponent);
+    multiply_by_power(tall.data(), tall.size(), exponent);
     return tall;
-}
-
-// Singular values exceed the entries, the modulus of a complex entry its parts, and the reciprocal
-// of a tiny value the range. A matrix for which one of them might overflow is taken times a power
-// of two, whose exponent this is; that changes no digit. 0 for all others.
-template <class T>
-int guard_exponent(const matrix<T>& a)
-{
-    const auto has_above = [&a](double limit) {
-        return any_part_above(a.data.data(), a.data.size(), limit);
-    };
-    if (has_above(0x1p960))
-        return -64;
-    return !has_above(0x1p-960) && has_above(0) ? 128 : 0;
 }
 
 template <class T>
 matrix<T> times_power(matrix<T> a, int exponent)
 {
-    for (T& x : a.data)
-        x = scaled_by_power(x, exponent);
+    multiply_by_power(a.data.data(), a.data.size(), exponent);
     return a;
 }
 
@@ -64,31 +49,38 @@ double frobenius_norm(const std::vector<T>& a)
     return std::sqrt(square);
 }
 
-// X = R⁻¹·(QᴴB), for m ≥ n.
+// Whether the condition of the n × n R, by its Frobenius norm and that of R⁻¹, stays well below
+// what the rounding of so many rows can tell from infinity. A zero on the diagonal makes it
+// infinite or NaN. The inverse serves for nothing else.
 template <class T>
-std::vector<T> solve_tall(const qr_reflections<T>& qr, const std::vector<T>& r_inverse,
-                          const matrix<T>& b, std::size_t n)
+bool clearly_regular(const std::vector<T>& r, std::size_t n, std::size_t rows)
 {
-    std::vector<T> reflected = copy_of(b.data.data(), b.data.size());
-    for (const reflector_block<T>& block : qr.blocks)
-        apply_reflector_block<block_operator::adjoint>(block, reflected, b.cols, 0, b.cols);
-    std::vector<T> x = zeros<T>(n * b.cols);
-    gemm(n, b.cols, n, r_inverse.data(), n, reflected.data(), b.cols, x.data(), b.cols);
-    return x;
+    const double condition = frobenius_norm(r) * frobenius_norm(upper_inverse(r, n));
+    return 1.0 > condition * (static_cast<double>(rows) * eps) * 100.0;
 }
 
-// X = Q·(R⁻ᴴ·B), for m < n: Q and R are the factors of the adjoint.
+// X = R⁻¹·(QᴴB) for an n × n R. By substitution, as in solve_wide: a product with the inverse would
+// leave residuals that grow with the condition of R (Higham 2002, section 14.1).
 template <class T>
-std::vector<T> solve_wide(const qr_reflections<T>& qr, std::vector<T> r_inverse, const matrix<T>& b,
-                          std::size_t n)
+std::vector<T> solve_tall(qr_reflections<T>& qr, std::vector<T> b, std::size_t cols, std::size_t n)
 {
-    const std::size_t m = b.rows;
-    const matrix<T> lower = adjoint(matrix<T>(m, m, std::move(r_inverse)));
-    std::vector<T> x = zeros<T>(n * b.cols);
-    gemm(m, b.cols, m, lower.data.data(), m, b.data.data(), b.cols, x.data(), b.cols);
+    for (const reflector_block<T>& block : qr.blocks)
+        apply_reflector_block<block_operator::adjoint>(block, b, cols, 0, cols);
+    solve_upper<T>({qr.r.data(), n, n, n}, triangular_tile, {b.data(), n, cols, cols});
+    return copy_of(b.data(), n * cols);
+}
+
+// X = Q·(R⁻ᴴ·B), n rows, for an m × m R with m < n: Q and R are the factors of the adjoint.
+template <class T>
+std::vector<T> solve_wide(qr_reflections<T>& qr, std::vector<T> b, std::size_t cols, std::size_t n)
+{
+    const std::size_t m = b.size() / cols;
+    const matrix<T> lower = adjoint(matrix<T>(m, m, std::move(qr.r)));
+    solve_lower<T>({lower.data.data(), m, m, m}, triangular_tile, {b.data(), m, cols, cols});
+    b.resize(n * cols);
     for (auto block = qr.blocks.rbegin(); block != qr.blocks.rend(); ++block)
-        apply_reflector_block<block_operator::direct>(*block, x, b.cols, 0, b.cols);
-    return x;
+        apply_reflector_block<block_operator::direct>(*block, b, cols, 0, cols);
+    return b;
 }
 
 // The first columns of a matrix.
@@ -109,17 +101,24 @@ matrix<T> zero_matrix(std::size_t rows, std::size_t cols)
 template <class T>
 matrix<T> lstsq_by_svd(const matrix<T>& a, const matrix<T>& b)
 {
-    const svd_decomposition<T> svd(a, svd_method::divide_and_conquer);
+    const int guard = guard_exponent(largest_part(a.data));
+    const svd_decomposition<T> svd(guard == 0 ? a : times_power(a, guard),
+                                   svd_method::divide_and_conquer);
     const std::size_t rank = count_above_threshold(svd.values, a.rows, a.cols);
-    if (rank == 0)
+    if (rank == 0 || b.cols == 0)
         return zero_matrix<T>(a.cols, b.cols);
+    const std::vector<int> guards = column_guards(b.data, b.cols);
+    std::vector<T> right = copy_of(b.data.data(), b.data.size());
+    multiply_columns(right, guards);
+
     const matrix<T> left = adjoint(svd.u);
-    std::vector<T> q =
-        unfused_product<T>({left.data.data(), rank, a.rows, a.rows}, view_of(b, b.cols));
+    std::vector<T> q = unfused_product<T>({left.data.data(), rank, a.rows, a.rows},
+                                          {right.data(), b.rows, b.cols, b.cols});
     for (std::size_t i = 0; i < rank; ++i)
         for (std::size_t c = 0; c < b.cols; ++c)
             q[i * b.cols + c] /= T(svd.values[i]);
     std::vector<T> x = unfused_product<T>(view_of(svd.v, rank), {q.data(), rank, b.cols, b.cols});
+    multiply_columns(x, less_guards(guard, guards));
     return matrix<T>(a.cols, b.cols, std::move(x));
 }
 
@@ -138,24 +137,24 @@ std::size_t count_above_threshold(const std::vector<double>& values, std::size_t
 template <class T>
 std::optional<matrix<T>> lstsq_by_qr(const matrix<T>& a, const matrix<T>& b)
 {
-    const double largest = largest_modulus(a.data.data(), a.data.size());
+    const double largest = largest_part(a.data);
     if (a.rows == 0 || largest == 0)
         return std::nullopt;
-    const int exponent = std::ilogb(largest);
+    const int exponent = -std::ilogb(largest);
     const std::size_t big = std::max(a.rows, a.cols);
     const std::size_t small = std::min(a.rows, a.cols);
-    const qr_reflections<T> qr = householder_reflect(tall_and_scaled(a, exponent), big, small);
-    std::vector<T> r_inverse = upper_inverse(qr.r, small);
-
-    const double condition = frobenius_norm(qr.r) * frobenius_norm(r_inverse);
-    const bool clearly_regular = 1.0 > condition * (static_cast<double>(big) * eps) * 100.0;
-    if (!clearly_regular) // a zero on R's diagonal makes it infinite or NaN
+    qr_reflections<T> qr = householder_reflect(tall_times_power(a, exponent), big, small);
+    if (!clearly_regular(qr.r, small, big))
         return std::nullopt;
+    if (b.cols == 0)
+        return zero_matrix<T>(a.cols, 0);
 
-    std::vector<T> x = a.rows >= a.cols ? solve_tall(qr, r_inverse, b, a.cols)
-                                        : solve_wide(qr, std::move(r_inverse), b, a.cols);
-    for (T& element : x)
-        element = scaled_by_power(element, -exponent);
+    const std::vector<int> guards = column_guards(b.data, b.cols);
+    std::vector<T> right = copy_of(b.data.data(), b.data.size());
+    multiply_columns(right, guards);
+    const auto solve = a.rows >= a.cols ? solve_tall<T> : solve_wide<T>;
+    std::vector<T> x = solve(qr, std::move(right), b.cols, a.cols);
+    multiply_columns(x, less_guards(exponent, guards));
     return matrix<T>(a.cols, b.cols, std::move(x));
 }
 
@@ -167,8 +166,6 @@ matrix<T> lstsq(const matrix<T>& a, const matrix<T>& b)
     if (a.rows != b.rows)
         throw dimension_error("lstsq: right-hand side size differs from the matrix");
     detail::require_finite(a, "lstsq");
-    if (const int guard = detail::guard_exponent(a); guard != 0)
-        return detail::times_power(lstsq(detail::times_power(a, guard), b), guard);
     if (auto x = detail::lstsq_by_qr(a, b))
         return *std::move(x);
     return detail::lstsq_by_svd(a, b);
@@ -184,7 +181,7 @@ template <class T>
 matrix<T> pinv(const matrix<T>& a)
 {
     detail::require_finite(a, "pinv");
-    if (const int guard = detail::guard_exponent(a); guard != 0)
+    if (const int guard = detail::guard_exponent(detail::largest_part(a.data)); guard != 0)
         return detail::times_power(pinv(detail::times_power(a, guard)), guard);
     svd_decomposition<T> svd(a, svd_method::divide_and_conquer);
     const std::size_t rank = detail::count_above_threshold(svd.values, a.rows, a.cols);
@@ -203,7 +200,7 @@ template <class T>
 std::size_t matrix_rank(const matrix<T>& a)
 {
     detail::require_finite(a, "matrix_rank");
-    const int guard = detail::guard_exponent(a);
+    const int guard = detail::guard_exponent(detail::largest_part(a.data));
     const std::vector<double> values =
         guard == 0 ? singular_values(a) : singular_values(detail::times_power(a, guard));
     return detail::count_above_threshold(values, a.rows, a.cols);

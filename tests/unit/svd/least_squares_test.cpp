@@ -127,6 +127,95 @@ TYPED_TEST(least_squares, keep_their_digits_at_both_ends_of_the_range)
     }
 }
 
+// ‖A·X - B‖ / (max(m, n)·‖A‖·‖X‖·ε), residual in wider precision: small for every backward stable
+// solution of a consistent system, however ill-conditioned.
+template <class T>
+double residual_ratio(const matrix<T>& a, const matrix<T>& x, const matrix<T>& b)
+{
+    const std::vector<test::wide<T>> wide_x(x.data.begin(), x.data.end());
+    const std::vector<test::wide<T>> wide_b(b.data.begin(), b.data.end());
+    const long double error = test::largest_difference<T>(test::wide_product(a, wide_x), wide_b);
+    const long double scale = test::norm_inf(a) * test::norm_inf(x) * eps;
+    return static_cast<double>(error / (scale * double(std::max(a.rows, a.cols))));
+}
+
+// Full rank by the test of lstsq_by_qr, but conditions of 10⁸ to 10¹⁰.
+template <class T>
+std::vector<matrix<T>> ill_conditioned_matrices()
+{
+    const auto vandermonde = test::filled<T>(60, 12, [](std::size_t i, std::size_t j) {
+        return std::pow(double(i) / 59, 11 - double(j));
+    });
+    const auto two_above_one = test::filled<T>(30, 30, [](std::size_t i, std::size_t j) {
+        return i == j ? 1.0 : j == i + 1 ? 2.0 : 0.0;
+    });
+    const auto minus_one_above_one = test::filled<T>(30, 30, [](std::size_t i, std::size_t j) {
+        return i == j ? 1.0 : i < j ? -1.0 : 0.0;
+    });
+    return {vandermonde, two_above_one, minus_one_above_one, adjoint(vandermonde)};
+}
+
+TYPED_TEST(least_squares, leave_residuals_of_rounding_size_in_ill_conditioned_systems)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const auto& a : ill_conditioned_matrices<TypeParam>()) {
+            const auto b = test::reference_product(a, test::random_matrix<TypeParam>(a.cols, 2, 8));
+            const auto x = lstsq_by_qr(a, b);
+            ASSERT_TRUE(x.has_value());
+            EXPECT_LT(residual_ratio(a, *x, b), 1) << a.rows << " x " << a.cols;
+        }
+    }
+}
+
+TYPED_TEST(least_squares, keep_the_digits_of_right_sides_at_both_ends_of_the_range)
+{
+    const auto regular = test::random_matrix<TypeParam>(20, 8, 6);
+    const auto deficient = test::low_rank_matrix<TypeParam>(20, 8, 3, 6);
+    for (const auto& a : {regular, adjoint(regular), deficient})
+        for (const int exponent : {-1060, 1022}) {
+            auto scaled = a; // so that the solution is of the order of 1
+            for (TypeParam& x : scaled.data)
+                x *= std::ldexp(1.0, exponent / 2);
+            auto b = test::random_matrix<TypeParam>(a.rows, 2, 7);
+            for (TypeParam& x : b.data) // few bits, which subnormal numbers can hold
+                x = numerical::detail::scaled_by_power(x, exponent);
+            auto plain_b = b;
+            for (TypeParam& x : plain_b.data)
+                x = numerical::detail::scaled_by_power(x, -exponent);
+            auto plain = lstsq(a, plain_b);
+            for (TypeParam& x : plain.data)
+                x = numerical::detail::scaled_by_power(x, exponent - exponent / 2);
+            EXPECT_EQ(lstsq(scaled, b).data, plain.data) << a.rows << ", 2^" << exponent;
+        }
+}
+
+TYPED_TEST(least_squares, do_not_overflow_with_sums_of_right_sides)
+{
+    const double big = 1e308;
+    const matrix<TypeParam> ones(2, 1, {1, 1});
+    EXPECT_NEAR(std::abs(lstsq(ones, matrix<TypeParam>(2, 1, {big, big})).data[0]) / big, 1, 1e-15);
+    const matrix<TypeParam> deficient(4, 2, std::vector<TypeParam>(8, 1));
+    const auto x = lstsq(deficient, matrix<TypeParam>(4, 1, std::vector<TypeParam>(4, big)));
+    for (const TypeParam& element : x.data)
+        EXPECT_NEAR(std::abs(element) / big, 0.5, 1e-15);
+}
+
+// Otherwise one at one end of the range would cost the others their digits.
+TYPED_TEST(least_squares, treat_each_right_side_by_itself)
+{
+    const auto a = test::random_matrix<TypeParam>(9, 4, 8);
+    const auto plain_b = test::random_matrix<TypeParam>(9, 3, 9);
+    const int exponents[] = {1022, 0, -1000};
+    auto b = plain_b;
+    for (std::size_t i = 0; i < b.data.size(); ++i)
+        b.data[i] = numerical::detail::scaled_by_power(b.data[i], exponents[i % 3]);
+    const auto x = lstsq(a, b);
+    const auto plain = lstsq(a, plain_b);
+    for (std::size_t i = 0; i < x.data.size(); ++i)
+        EXPECT_EQ(x.data[i], numerical::detail::scaled_by_power(plain.data[i], exponents[i % 3]));
+}
+
 TYPED_TEST(least_squares, of_matrices_whose_singular_values_overflow)
 {
     const double big = 1.7e308; // orthogonal columns of length 2.4e308

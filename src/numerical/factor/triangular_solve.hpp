@@ -1,0 +1,43 @@
+#pragma once
+
+// Systems with a large triangle and any number of right sides: blocks of the triangle are
+// substituted, and products take what they solved from the other rows. Backward stable for each
+// right side (Higham 2002, section 8.1), unlike a product with the triangle's inverse. T = double
+// or std::complex<double>. Nothing is checked: a zero on the diagonal gives infinities or NaN.
+
+#include "numerical/factor/triangular.hpp"
+#include "numerical/gemm/block_view.hpp"
+#include "numerical/runtime/parallel_for.hpp"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace numerical::detail {
+
+// The last of the blocks of `width` that tile [0, end) begins here.
+inline std::size_t last_block(std::size_t end, std::size_t width)
+{
+    return (end - 1) / width * width;
+}
+
+// substitute(tile) for each tile of 64 columns of a row of blocks; a tile writes its own columns.
+template <class T, class F>
+void for_each_tile(block_view<T> x, const F& substitute)
+{
+    const auto substitute_tile = [&](std::size_t t) {
+        const std::size_t from = triangular_tile * t;
+        const std::size_t to = std::min(from + triangular_tile, x.cols);
+        on_well_strided(x.sub(0, x.rows, from, to), substitute);
+    };
+    parallel_for(triangular_tiles(x.cols), x.rows * x.rows * triangular_tile / 2, substitute_tile);
+}
+
+// X := U⁻¹·X, U the upper triangle of `u`, from the last block of rows to the first.
+template <class T>
+void solve_upper(block_view<const T> u, std::size_t block, block_view<T> x);
+
+// X := L⁻¹·X, L the lower triangle of `l`, from the first block of rows to the last.
+template <class T>
+void solve_lower(block_view<const T> l, std::size_t block, block_view<T> x);
+
+} // namespace numerical::detail

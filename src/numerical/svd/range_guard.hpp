@@ -1,0 +1,37 @@
+#pragma once
+
+// Exact scaling by powers of two, for problems whose numbers lie near an end of the range: there
+// sums overflow although the solution does not, and what is computed of subnormal numbers has few
+// digits. T = double or std::complex<double>.
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+// x[i] *= 2^exponent, exact short of overflow and underflow; the power itself need not be a double.
+template <class T>
+void multiply_by_power(T* x, std::size_t n, int exponent);
+
+// The largest magnitude of a real or imaginary part, 0 for no elements. NaN doesn't enter.
+template <class T>
+double largest_part(const std::vector<T>& a);
+
+// Elements with this largest part are to be taken times 2 to the power that is returned: 0 unless
+// they come close to an end of the range. No digit changes by it.
+int guard_exponent(double largest);
+
+// The guards of the columns of a row-major array: each is a right side of its own.
+template <class T>
+std::vector<int> column_guards(const std::vector<T>& a, std::size_t columns);
+
+// Column c of the row-major array times 2^exponents[c].
+template <class T>
+void multiply_columns(std::vector<T>& a, const std::vector<int>& exponents);
+
+// exponent - guards[c] for each c: for a solution that is to be brought back from the guards of its
+// right sides and from another scaling. Done one after the other they might leave the range on the
+// way.
+std::vector<int> less_guards(int exponent, std::vector<int> guards);
+
+} // namespace numerical::detail
