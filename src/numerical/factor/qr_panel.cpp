@@ -1,9 +1,11 @@
 #include "numerical/factor/complex_panel.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/factor/reflector.hpp"
+#include "numerical/factor/reflector_products.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/packing.hpp"
 #include "numerical/gemm/path.hpp"
+#include "numerical/gemm/summation.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
@@ -65,6 +67,7 @@ public:
 
 private:
     void run(std::size_t j, std::size_t count, const complex* u, const complex* v);
+    void run_rows(const panel_pass& pass);
     void recover_sums(std::size_t j, const complex* v);
 
     int path = gemm_path_current();
@@ -103,11 +106,33 @@ void complex_panel::run(std::size_t j, std::size_t count, const complex* u, cons
 {
     const std::size_t first = unit_of(j);
     const std::size_t next = j + 1 < columns ? j + 1 - first : 0;
-    reflect_panel_on(path,
-                     {reinterpret_cast<double*>(&panel(j, first)), panel.stride, panel.cols - first,
-                      count, f_real.data() + 2 * first, f_imag.data() + 2 * first,
-                      reinterpret_cast<const double*>(u), reinterpret_cast<const double*>(v),
-                      reinterpret_cast<double*>(sums.data() + first), next, memory.b});
+    run_rows({reinterpret_cast<double*>(&panel(j, first)), panel.stride, panel.cols - first, count,
+              f_real.data() + 2 * first, f_imag.data() + 2 * first,
+              reinterpret_cast<const double*>(u), reinterpret_cast<const double*>(v),
+              reinterpret_cast<double*>(sums.data() + first), next, memory.b});
+}
+
+// The pass over runs of rows, whose sums are added by halves.
+void complex_panel::run_rows(const panel_pass& pass)
+{
+    if (pass.count <= longest_dot_run)
+        return reflect_panel_on(path, pass);
+    const std::size_t half = first_half(pass.count, longest_dot_run);
+    panel_pass upper = pass;
+    upper.count = half;
+    run_rows(upper);
+
+    std::vector<double> lower_sums(2 * pass.width);
+    panel_pass lower = pass;
+    lower.count -= half;
+    lower.rows += 2 * half * pass.stride;
+    lower.u += 2 * half;
+    lower.v += 2 * half;
+    lower.next += 2 * half;
+    lower.sums = lower_sums.data();
+    run_rows(lower);
+    for (std::size_t l = 0; l < lower_sums.size(); ++l)
+        pass.sums[l] += lower_sums[l];
 }
 
 // Sums that are NaN by quick products are taken again by full ones.

@@ -2,7 +2,9 @@
 
 #include "numerical/factor/complex_loops.hpp"
 #include "numerical/factor/divide_row.hpp"
+#include "numerical/factor/reflector_products.hpp"
 #include "numerical/factor/row_updates.hpp"
+#include "numerical/gemm/summation.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
@@ -31,7 +33,7 @@ double rescaled_norm(std::vector<T>& x, double& scale)
 {
     const auto* const parts = reinterpret_cast<const double*>(x.data());
     const std::size_t count = x.size() * (sizeof(T) / sizeof(double));
-    const double square = dot_product(parts, parts, count);
+    const double square = long_dot_on(gemm_path_current(), parts, parts, count);
     if (is_safe_square(square)) {
         scale = 1;
         return std::sqrt(square);
@@ -58,9 +60,23 @@ void reflect_stretches(int path, double* rows, std::size_t stride, std::size_t c
 {
     for (std::size_t r = 0; r < count; ++r) {
         double* const y = rows + r * stride;
-        const double d = dot_on(path, v.data(), y, v.size());
+        const double d = long_dot_on(path, v.data(), y, v.size());
         scaled_add_on(path, y, v.data(), -2 * d, v.size());
     }
+}
+
+// As conjugate_dots, in runs whose sums are added by halves.
+void long_conjugate_dots(int path, complex* sums, const complex* v, const complex* rows,
+                         std::size_t stride, std::size_t count, std::size_t n)
+{
+    if (n <= longest_dot_run)
+        return conjugate_dots(path, sums, v, rows, stride, count, n);
+    const std::size_t half = first_half(n, longest_dot_run);
+    long_conjugate_dots(path, sums, v, rows, stride, count, half);
+    complex later[rows_at_once];
+    long_conjugate_dots(path, later, v + half, rows + half, stride, count, n - half);
+    for (std::size_t r = 0; r < count; ++r)
+        sums[r] += later[r];
 }
 
 void reflect_stretches(int path, complex* rows, std::size_t stride, std::size_t count,
@@ -70,7 +86,7 @@ void reflect_stretches(int path, complex* rows, std::size_t stride, std::size_t 
     for (std::size_t r0 = 0; r0 < count; r0 += rows_at_once) {
         const std::size_t height = std::min(rows_at_once, count - r0);
         complex* const group = rows + r0 * stride;
-        conjugate_dots(path, sums, v.data(), group, stride, height, v.size());
+        long_conjugate_dots(path, sums, v.data(), group, stride, height, v.size());
         for (std::size_t r = 0; r < height; ++r)
             sums[r] *= complex(2);
         subtract_from_rows_on(path, group, stride, height, sums, v.data(), v.size());

@@ -39,8 +39,8 @@ void reflect_rows(std::vector<T>& a, std::size_t ld, const std::vector<T>& v, st
                   std::size_t first_column);
 
 // y := H·y for the stretch y of v.size() elements at the beginning of each row; that is A := A·Hᵀ.
-// An empty v does nothing. The complex sum of y[i]·conj(v[i]) is taken in index order, unfused; the
-// real one is the path's dot.
+// An empty v does nothing. The complex sum of y[i]·conj(v[i]) is taken in index order, unfused, in
+// runs of 512 that are added by halves; the real one is long_dot_on.
 template <class T>
 void reflect_columns(block_view<T> stretches, const std::vector<T>& v);
 

@@ -1,8 +1,11 @@
 #include "numerical/factor/reflector_products.hpp"
 
+#include "numerical/gemm/summation.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
 
 #include <algorithm>
+#include <vector>
 
 namespace numerical::detail {
 namespace {
@@ -25,17 +28,38 @@ bool keeps_order(std::size_t count, std::size_t columns, std::size_t rows)
     return count >= least_side && (columns == 0 || std::min(columns, rows) >= least_side);
 }
 
+namespace {
+
+// A run's dots. Where zeros are left out, the blocks of a complex sum stay those of the whole.
+template <class T>
+void add_run_from(std::size_t from, block_view<const T> v, block_view<const T> c, block_view<T> w)
+{
+    const std::size_t head = std::min(v.rows, split_depth);
+    const std::size_t tail = v.rows - head;
+    if (from == 0 || (tail != 0 && tail < least_side))
+        return add_adjoint_product<T>(v, c, w);
+    add_adjoint_product<T>(v.sub(from, head, 0, v.cols), c.sub(from, head, 0, c.cols), w);
+    add_adjoint_product<T>(v.sub(head, v.rows, 0, v.cols), c.sub(head, v.rows, 0, c.cols), w);
+}
+
+} // namespace
+
+// The first run holds all the zero rows: there are no more than reflectors in a block.
 template <class T>
 void add_dots_from(std::size_t from, block_view<const T> v,
                    block_view<const std::type_identity_t<T>> c,
                    block_view<std::type_identity_t<T>> w)
 {
-    const std::size_t head = std::min(v.rows, split_depth);
-    const std::size_t tail = v.rows - head;
-    if (tail != 0 && tail < least_side)
-        return add_adjoint_product<T>(v, c, w);
-    add_adjoint_product<T>(v.sub(from, head, 0, v.cols), c.sub(from, head, 0, c.cols), w);
-    add_adjoint_product<T>(v.sub(head, v.rows, 0, v.cols), c.sub(head, v.rows, 0, c.cols), w);
+    if (v.rows <= longest_dot_run)
+        return add_run_from<T>(from, v, c, w);
+    const std::size_t half = first_half(v.rows, longest_dot_run);
+    add_dots_from<T>(from, v.sub(0, half, 0, v.cols), c.sub(0, half, 0, c.cols), w);
+    std::vector<T> lower_sums = zeros<T>(w.rows * w.cols);
+    add_dots_from<T>(0, v.sub(half, v.rows, 0, v.cols), c.sub(half, c.rows, 0, c.cols),
+                     {lower_sums.data(), w.rows, w.cols, w.cols});
+    for (std::size_t i = 0; i < w.rows; ++i)
+        for (std::size_t j = 0; j < w.cols; ++j)
+            w(i, j) += lower_sums[i * w.cols + j];
 }
 
 // In a long V the triangle is not worth the reading of C for each band.
@@ -46,7 +70,7 @@ void add_reflector_dots(block_view<const T> v, block_view<const std::type_identi
     constexpr std::size_t longest = 128;
     const std::size_t last = last_band(v.cols);
     if (v.rows > longest || c.cols == 0 || !keeps_order(v.cols - last, c.cols, v.rows - last))
-        return add_adjoint_product<T>(v, c, w);
+        return add_dots_from<T>(0, v, c, w);
     for (std::size_t j = 0; j < v.cols; j += dot_band) {
         const std::size_t end = std::min(j + dot_band, v.cols);
         add_dots_from<T>(j, v.sub(0, v.rows, j, end), c, w.sub(j, end, 0, w.cols));
@@ -58,7 +82,7 @@ void add_upper_gram(block_view<const T> v, block_view<std::type_identity_t<T>> g
 {
     const std::size_t last = last_band(v.cols);
     if (!keeps_order(v.cols - last, v.cols - last, v.rows - last))
-        return add_adjoint_product<T>(v, v, gram);
+        return add_dots_from<T>(0, v, v, gram);
     for (std::size_t j = 0; j < v.cols; j += dot_band) {
         const std::size_t end = std::min(j + dot_band, v.cols);
         add_dots_from<T>(j, v.sub(0, v.rows, j, end), v.sub(0, v.rows, j, v.cols),

@@ -3,7 +3,8 @@
 // Products with V, the reflectors of a block: column j is zero above row j. Zeros change no sum, so
 // they are left out, but only where what is left is bound to be summed in the order of the whole:
 // the choice between tiles and plain rows is a matter of the sizes, and so are the blocks of a
-// complex sum.
+// complex sum. Dots along the reflectors are long sums: those of more than 512 rows are taken in
+// runs, whose sums are added by halves (summation.hpp).
 
 #include "numerical/gemm/block_view.hpp"
 
@@ -14,6 +15,8 @@ namespace numerical::detail {
 
 // Bands of rows, or of columns, in which V's zeros are left out.
 constexpr std::size_t row_band = 8;
+
+constexpr std::size_t longest_dot_run = 512;
 
 // Whether a product of `count` reflectors with so many columns (or none at all) over so many rows
 // is summed in the same order as any larger one.

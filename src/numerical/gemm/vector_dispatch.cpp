@@ -1,5 +1,6 @@
 #include "numerical/gemm/vector_dispatch.hpp"
 
+#include "numerical/gemm/summation.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 
@@ -22,6 +23,13 @@ double dot_on(int path, const double* a, const double* b, std::size_t n)
     if (path == avx2_path)
         return avx2_dot(a, b, n);
     return dot_product<double>(a, b, n);
+}
+
+double long_dot_on(int path, const double* a, const double* b, std::size_t n)
+{
+    return sum_by_halves(0, n, longest_run, [=](std::size_t from, std::size_t to) {
+        return dot_on(path, a + from, b + from, to - from);
+    });
 }
 
 double dot_product(const double* a, const double* b, std::size_t n)
@@ -182,19 +190,22 @@ double norm_by_largest(const T* x, std::size_t n)
             largest = std::abs(x[i]);
     if (largest == 0)
         return 0;
-    double sum = 0;
-    for (std::size_t i = 0; i < n; ++i) {
-        const double ratio = std::abs(x[i]) / largest;
-        sum += ratio * ratio;
-    }
-    return largest * std::sqrt(sum);
+    const auto squares = [=](std::size_t from, std::size_t to) {
+        double sum = 0;
+        for (std::size_t i = from; i < to; ++i) {
+            const double ratio = std::abs(x[i]) / largest;
+            sum += ratio * ratio;
+        }
+        return sum;
+    };
+    return largest * std::sqrt(sum_by_halves(0, n, longest_run, squares));
 }
 
 } // namespace
 
 double scaled_norm(const double* x, std::size_t n)
 {
-    const double square = dot_product(x, x, n);
+    const double square = long_dot_on(gemm_path_current(), x, x, n);
     if (is_safe_square(square))
         return std::sqrt(square);
     return norm_by_largest(x, n);
@@ -203,7 +214,7 @@ double scaled_norm(const double* x, std::size_t n)
 double scaled_norm(const complex* x, std::size_t n)
 {
     const auto* const parts = reinterpret_cast<const double*>(x);
-    const double square = dot_product(parts, parts, 2 * n);
+    const double square = long_dot_on(gemm_path_current(), parts, parts, 2 * n);
     if (is_safe_square(square))
         return std::sqrt(square);
     return norm_by_largest(x, n);

@@ -17,6 +17,11 @@ double dot_product(const double* a, const double* b, std::size_t n);
 
 double dot_on(int path, const double* a, const double* b, std::size_t n);
 
+// The same for vectors that may be very long: the dots of runs are added by halves (summation.hpp).
+// A run is long enough that folding its lanes costs little.
+constexpr std::size_t longest_run = 4096;
+double long_dot_on(int path, const double* a, const double* b, std::size_t n);
+
 // y[i] += alpha·x[i]; the portable form rounds twice.
 void scaled_add_on(int path, double* y, const double* x, double alpha, std::size_t n);
 
@@ -49,7 +54,8 @@ inline bool is_safe_square(double square)
     return 0x1p-900 <= square && square <= 0x1p900;
 }
 
-// The Euclidean norm without false overflow or underflow.
+// The Euclidean norm without false overflow or underflow, by sums of squares that are taken as in
+// long_dot_on.
 double scaled_norm(const double* x, std::size_t n);
 double scaled_norm(const std::complex<double>* x, std::size_t n);
 

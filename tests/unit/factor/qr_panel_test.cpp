@@ -139,6 +139,15 @@ TYPED_TEST(qr_panel, has_the_bits_of_its_reflectors_one_by_one)
     }
 }
 
+TYPED_TEST(qr_panel, of_many_rows_has_the_bits_of_its_reflectors_one_by_one)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const std::size_t rows : {512u, 513u, 516u, 1030u, 4100u, 9000u})
+            expect_reflectors_one_by_one(test::random_matrix<TypeParam>(rows, 5, 1));
+    }
+}
+
 TYPED_TEST(qr_panel, passes_over_zero_columns)
 {
     for (const int path : test::available_paths()) {

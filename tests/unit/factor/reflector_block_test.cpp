@@ -287,6 +287,35 @@ TYPED_TEST(reflector_block, extends_a_basis_as_it_applies_to_the_bordered_matrix
     });
 }
 
+// Long dots go in runs, of which the first one holds the zeros and the last may be a few rows.
+TYPED_TEST(reflector_block, of_many_rows_extends_a_basis_as_it_applies)
+{
+    for (const int path : test::available_paths())
+        for (const std::size_t rows : {512u, 513u, 519u, 1025u, 1700u}) {
+            const test::path_limit limit(path);
+            SCOPED_TRACE(testing::Message() << rows << " rows, path " << path);
+            const std::size_t count = 20;
+            const std::size_t width = 150;
+            const auto block = detail::gather_reflectors(random_reflectors<TypeParam>(count, rows),
+                                                         0, count, rows);
+            auto q = test::random_matrix<TypeParam>(rows, width, 1);
+            auto bordered = q;
+            for (std::size_t i = 0; i < rows; ++i)
+                for (std::size_t j = 0; j < width; ++j)
+                    if (i < count || j < count)
+                        bordered.data[i * width + j] = i == j ? 1 : 0;
+            for (const std::size_t threads : test::thread_counts) {
+                const test::thread_limit some(threads);
+                auto extended = q.data;
+                detail::extend_basis(block, extended, width);
+                auto applied = bordered.data;
+                detail::apply_reflector_block<detail_operator::direct>(block, applied, width, 0,
+                                                                       width);
+                EXPECT_EQ(extended, applied) << threads << " threads";
+            }
+        }
+}
+
 TYPED_TEST(reflector_block, applies_its_plain_transpose_from_the_right)
 {
     for (const auto [from, to, rows] : sizes) {

@@ -101,6 +101,28 @@ TEST(vector_kernels, dot_sums_in_its_stated_order)
         }
 }
 
+TEST(vector_kernels, long_dot_adds_runs_by_halves)
+{
+    const std::size_t run = numerical::detail::longest_run;
+    const auto a = test::random_vector<double>(4 * run, 5);
+    const auto b = test::random_vector<double>(4 * run, 6);
+    for (const int path : test::available_paths()) {
+        const auto part = [&](std::size_t from, std::size_t to) {
+            return dot_on(path, a.data() + from, b.data() + from, to - from);
+        };
+        const auto whole = [&](std::size_t n) {
+            return numerical::detail::long_dot_on(path, a.data(), b.data(), n);
+        };
+        EXPECT_EQ(whole(0), 0);
+        EXPECT_EQ(whole(run), part(0, run));
+        EXPECT_EQ(whole(run + 1), part(0, run) + part(run, run + 1));
+        EXPECT_EQ(whole(2 * run + 9),
+                  part(0, run) + (part(run, 2 * run) + part(2 * run, 2 * run + 9)));
+        EXPECT_EQ(whole(4 * run), (part(0, run) + part(run, 2 * run)) +
+                                      (part(2 * run, 3 * run) + part(3 * run, 4 * run)));
+    }
+}
+
 TEST(vector_kernels, dot_does_not_depend_on_alignment)
 {
     const auto a = test::random_vector<double>(200, 5);
@@ -472,6 +494,27 @@ TEST(scaled_norm, neither_overflows_nor_underflows)
         EXPECT_DOUBLE_EQ(scaled_norm(tiny_complex.data(), 2), 13e-200);
         const std::vector<double> plain{3, 4};
         EXPECT_EQ(scaled_norm(plain.data(), 2), 5.0);
+    }
+}
+
+TEST(scaled_norm, of_a_very_long_vector_is_as_accurate_as_of_a_short_one)
+{
+    const auto x = test::random_vector<double>(3000000, 7);
+    for (const double size : {1.0, 1e-300, 1e300}) {
+        std::vector<double> scaled = x;
+        long double square = 0;
+        for (double& element : scaled) {
+            element *= size;
+            const long double ratio = element / size;
+            square += ratio * ratio;
+        }
+        const long double exact = size * std::sqrt(square);
+        for (const int path : test::available_paths()) {
+            const test::path_limit limit(path);
+            const auto error = std::abs(scaled_norm(scaled.data(), scaled.size()) - exact) / exact;
+            EXPECT_LT(double(error), 2 * std::numeric_limits<double>::epsilon())
+                << size << ", path " << path;
+        }
     }
 }
 
