@@ -7,11 +7,12 @@ from ._arguments import real, shown
 from ._conversion import asarray
 from ._decompositions import svdvals
 from ._functions import abs as _abs
-from ._functions import divide, multiply, sqrt, square
+from ._functions import divide, multiply
 from ._functions import max as _max
 from ._functions import min as _min
 from ._functions import sum as _sum
 from ._matrices import matrices
+from ._native_module import native
 from ._numerical import Tensor, error
 from ._shaping import moveaxis, normalized_axes, reshape
 from ._systems import inv
@@ -26,6 +27,8 @@ def vector_norm(x, *, axis=None, keepdims=False, ord=2):
     if isinstance(ord, str):
         raise ValueError(f"vector_norm: ord is a number, inf or -inf, not {shown(ord)}")
     ord = real(ord, "ord")
+    if ord == 2:
+        return native.euclidean_norm(x, axis, keepdims=keepdims)
     axes = tuple(range(x.ndim)) if axis is None else normalized_axes(axis, x.ndim)
     size = _abs(x)
     if ord == math.inf:
@@ -33,27 +36,18 @@ def vector_norm(x, *, axis=None, keepdims=False, ord=2):
     if ord == -math.inf:
         return _min(size, axes, keepdims=keepdims)
     if ord == 0:
-        ones = Tensor([float(v != 0) for v in reshape(size, (-1,)).tolist()], size.shape)
-        return _sum(ones, axes, keepdims=keepdims)
+        return _sum(size != 0, axes, keepdims=keepdims)
     if ord == 1:
         return _sum(size, axes, keepdims=keepdims)
-    if ord == 2 and len(axes) == x.ndim and not keepdims:
-        return _length(size)
     return _power_norm(size, axes, keepdims, ord)
-
-
-def _length(size):
-    """The 2-norm of all elements: the most common by far, in numbers rather than small tensors."""
-    scale = _power_of_two(_numerical._reduce("max", size, -1)) if size.size else 1.0
-    return scale * math.sqrt(_numerical._reduce("sum", square(divide(size, scale)), -1))
 
 
 def _power_norm(size, axes, keepdims, ord):
     """(Σ size^ord)^(1/ord), so scaled that no power that counts overflows or underflows."""
     scale = _scale(size, axes, ord)
     scaled = divide(size, scale)
-    total = _sum(square(scaled) if ord == 2 else scaled**ord, axes, keepdims=True)
-    norms = multiply(sqrt(total) if ord == 2 else total ** (1.0 / ord), scale)
+    total = _sum(scaled**ord, axes, keepdims=True)
+    norms = multiply(total ** (1.0 / ord), scale)
     if keepdims:
         return norms
     return _unwrapped(reshape(norms, [e for i, e in enumerate(size.shape) if i not in axes]))
@@ -97,9 +91,9 @@ def matrix_norm(x, *, keepdims=False, ord="fro"):
 
 def norm(x, ord=None, axis=None, keepdims=False):
     """As numpy.linalg.norm: a matrix norm over two axes, a vector norm over one or over all."""
-    x = asarray(x)
     if ord is None:
-        return vector_norm(x, axis=axis, keepdims=keepdims)
+        return native.euclidean_norm(x, axis, keepdims=keepdims)
+    x = asarray(x)
     axes = tuple(range(x.ndim)) if axis is None else normalized_axes(axis, x.ndim)
     if len(axes) == 1:
         return vector_norm(x, axis=axes, keepdims=keepdims, ord=ord)

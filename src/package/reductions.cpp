@@ -3,6 +3,7 @@
 #include "numerical/checks.hpp"
 #include "numerical/einsum/strided_copy.hpp"
 #include "numerical/elementwise/reductions.hpp"
+#include "numerical/elementwise/squares.hpp"
 #include "numerical/elementwise/variance.hpp"
 #include "numerical/storage.hpp"
 #include "package/parameters.hpp"
@@ -147,6 +148,7 @@ constexpr auto sum_signature = signature_of("sum");
 constexpr auto mean_signature = signature_of("mean");
 constexpr auto max_signature = signature_of("max");
 constexpr auto min_signature = signature_of("min");
+constexpr auto norm_signature = signature_of("euclidean_norm");
 constexpr binding::signature<4> var_signature{"var", {"a", "axis", "correction", "keepdims"}, 1, 2};
 constexpr binding::signature<4> std_signature{"std", {"a", "axis", "correction", "keepdims"}, 1, 2};
 
@@ -174,6 +176,18 @@ PyObject* max(const binding::call_arguments& call)
 PyObject* min(const binding::call_arguments& call)
 {
     return extremes(min_signature, call, std::less<double>());
+}
+
+PyObject* euclidean_norm(const binding::call_arguments& call)
+{
+    const auto [given, axis, keep] = norm_signature.bind(call);
+    const operand a(given);
+    return by_type(a, [&, axis = axis, keep = keep](const auto& x) {
+        reduced_axes axes = axes_of(axis, x.shape);
+        const reduced_walk walk(x, axes.axes);
+        return shaped(detail::euclidean_norms(walk.data, walk.walk), std::move(axes),
+                      flag_parameter(keep));
+    });
 }
 
 PyObject* var(const binding::call_arguments& call)

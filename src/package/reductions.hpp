@@ -20,4 +20,7 @@ PyObject* min(const binding::call_arguments& call);
 PyObject* var(const binding::call_arguments& call);
 PyObject* std(const binding::call_arguments& call); // its square root
 
+// euclidean_norm(a, axis=None, *, keepdims=False): without overflow or underflow on the way.
+PyObject* euclidean_norm(const binding::call_arguments& call);
+
 } // namespace numerical::package

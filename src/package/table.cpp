@@ -207,6 +207,9 @@ PyMethodDef* function_table()
         function<tri>("tri", "tri(n, m, k, complex)\n--\n\nOnes on and below diagonal k."),
         function<diagonal_matrix>("diagonal_matrix", "diagonal_matrix(v, k)\n--\n\n"
                                                      "The vector v on diagonal k."),
+        function<euclidean_norm>("euclidean_norm",
+                                 "euclidean_norm(a, axis=None, *, keepdims=False)\n--\n\n"
+                                 "The square root of the sum of squared moduli."),
         {nullptr, nullptr, 0, nullptr},
     };
     return table;

@@ -1,0 +1,25 @@
+#pragma once
+
+// Pairwise sums of squared moduli, for norms and variances. The squares of a run are made where they
+// are summed, in the first cache, so that a vector is read once and nothing is written.
+
+#include "numerical/elementwise/reductions.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+// For each outer and inner index of the walk the pairwise sum of scale²·|x - centre|², where x runs
+// along the axis; `centres` and `scales` hold one number for each sum, or none for 0 and 1.
+template <class T>
+std::vector<double> sums_of_squares(const T* data, const walk_shape& walk,
+                                    const std::vector<T>& centres,
+                                    const std::vector<double>& scales);
+
+// For each outer and inner index the Euclidean norm along the axis. Where a square overflows or is
+// subnormal, the elements are scaled by a power of two near the largest of them.
+template <class T>
+std::vector<double> euclidean_norms(const T* data, const walk_shape& walk);
+
+} // namespace numerical::detail
