@@ -1,11 +1,8 @@
 """What all functions of matrices share: stacks of them, named results, notes on failures."""
 
-import math
-
 from . import _numerical
 from ._conversion import asarray
-from ._numerical import Tensor, error
-from ._shaping import reshape, stack, swapaxes
+from ._shaping import swapaxes
 
 
 # --- results -------------------------------------------------------------------------------------
@@ -84,28 +81,6 @@ def _described(operand):
     return f"{t.dtype} of shape {t.shape}"
 
 
-_OPERANDS = ("a", "b", "x")  # the parameters that are tensors
-
-
-def told(function):
-    """Annotates the module's errors that the function raises with its operands."""
-    code = function.__code__
-    names = code.co_varnames[: code.co_argcount]
-
-    def telling(*operands, **options):
-        try:
-            return function(*operands, **options)
-        except error as failure:
-            given = {**dict(zip(names, operands)), **options}
-            annotate(failure, [given[name] for name in _OPERANDS if name in given])
-            raise
-
-    for name in ("__name__", "__qualname__", "__module__", "__doc__"):
-        setattr(telling, name, getattr(function, name))
-    telling.__wrapped__ = function  # inspect and help show its signature
-    return telling
-
-
 def matrices(a, name, square_only=False):
     a = asarray(a)
     if a.ndim < 2:
@@ -115,36 +90,11 @@ def matrices(a, name, square_only=False):
     return a
 
 
-def mapped(function, lead, *operands):
-    """function of each matrix of the operands, whose leading axes are `lead`; results stacked.
-
-    The function gives a tuple of tensors or numbers; so does this.
-    """
-    count = math.prod(lead)
-    flat = [reshape(t, (count, *t.shape[len(lead) :])) for t in operands]
-    results = [function(*(slice_of(t, i) for t in flat)) for i in range(count)]
-    return tuple(
-        reshape(stack(column), (*lead, *asarray(column[0]).shape)) for column in zip(*results)
-    )
-
-
 def slice_of(t, i):
     rest = t.ndim - 1
     return _numerical._take(
         t, (i, *[0] * rest), (1,) * t.ndim, (1, *t.shape[1:]), (0, *[1] * rest)
     )  # fmt: skip
-
-
-def over_stack(function, a, empty):
-    """function(a) of a matrix, or its results over a stack; `empty` gives those of no matrix."""
-    if a.ndim == 2:
-        return function(a)
-    lead = a.shape[:-2]
-    if 0 in lead:
-        return tuple(
-            Tensor([], (*lead, *shape), dtype) for shape, dtype in empty(*a.shape[-2:], a.dtype)
-        )
-    return mapped(function, lead, a)
 
 
 def matrix_transpose(x):

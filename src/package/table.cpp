@@ -6,6 +6,7 @@
 #include "package/creation.hpp"
 #include "package/decompositions.hpp"
 #include "package/elementwise.hpp"
+#include "package/least_squares.hpp"
 #include "package/operators.hpp"
 #include "package/products.hpp"
 #include "package/reductions.hpp"
@@ -210,6 +211,10 @@ PyMethodDef* function_table()
         function<euclidean_norm>("euclidean_norm",
                                  "euclidean_norm(a, axis=None, *, keepdims=False)\n--\n\n"
                                  "The square root of the sum of squared moduli."),
+        function<pinv>("pinv", "pinv(a)\n--\n\nThe Moore-Penrose inverses."),
+        function<matrix_rank>("matrix_rank",
+                              "matrix_rank(a)\n--\n\nAn int, or a tensor for a stack."),
+        function<lstsq>("lstsq", "lstsq(a, b)\n--\n\nThe solutions of least norm."),
         {nullptr, nullptr, 0, nullptr},
     };
     return table;

@@ -189,3 +189,25 @@ def test_native_functions_tell_their_parameters():
     with pytest.raises(TypeError, match=r"^solve\(\) got multiple values for argument 'a'$"):
         nm.linalg.solve(nm.eye(2), a=1)
     equal(nm.linalg.solve(b=nm.ones(2), a=nm.eye(2)), np.ones(2))
+
+
+@pytest.mark.parametrize("dtype", DTYPES)
+@pytest.mark.parametrize("shape", [(5, 3), (3, 5), (4, 4)])
+def test_least_squares_of_a_stack_are_those_of_its_matrices(shape, dtype):
+    a = normal((2, 3, *shape), dtype)
+    for b in (normal((2, 3, shape[0], 2), dtype, 1), normal((3, shape[0], 1), dtype, 2),
+              normal((shape[0],), dtype, 3)):  # fmt: skip
+        x, residuals, rank, values = nm.linalg.lstsq(a, b)
+        assert rank.tolist() == [[min(shape)] * 3] * 2
+        right = b if b.ndim == 1 else np.broadcast_to(b, (2, 3, *b.shape[-2:]))
+        for place in np.ndindex(2, 3):
+            one = nm.linalg.lstsq(a[place], right if b.ndim == 1 else right[place])
+            equal(x[place], np.asarray(one.x))
+            equal(values[place], np.asarray(one.singular_values))
+            if shape == (5, 3):
+                close(residuals[place], np.asarray(one.residuals).reshape(b.shape[-1:] if b.ndim > 1 else ()))
+        assert shape == (5, 3) or residuals.shape == (0,)
+    b = normal((2, 3, shape[0], 2), dtype, 1)
+    x = nm.linalg.lstsq(a, b, rcond=0.5).x
+    for place in np.ndindex(2, 3):
+        close(x[place], np.linalg.lstsq(a[place], b[place], rcond=0.5)[0], 1e-10)

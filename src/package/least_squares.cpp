@@ -1,0 +1,95 @@
+#include "package/least_squares.hpp"
+
+#include "module/functions.hpp"
+#include "numerical/broadcast.hpp"
+#include "numerical/stacks/stacks.hpp"
+#include "package/matrices.hpp"
+
+#include <vector>
+
+namespace numerical::package {
+namespace {
+
+using boundary::wrap;
+
+template <class T>
+PyObject* pseudo_inverses(const tensor<T>& a, const stack_shape& of)
+{
+    tensor<T> inverses = unset_stack<T>(of.lead, {of.cols, of.rows});
+    computed(a.data.size(), [&] { stacks::pinv(of.count, dense(a, of), inverses.data.data()); });
+    return wrap(std::move(inverses));
+}
+
+// As float64, the tensors' way to hold whole numbers.
+template <class T>
+PyObject* ranks(const tensor<T>& a, const stack_shape& of)
+{
+    std::vector<std::size_t> found(of.count);
+    computed(a.data.size(), [&] { stacks::matrix_rank(of.count, dense(a, of), found.data()); });
+    if (of.is_single())
+        return PyLong_FromSize_t(found[0]);
+    return wrap(tensor<double>(of.lead, std::vector<double>(found.begin(), found.end())));
+}
+
+// Right-hand sides in the columns of matrices; a vector beside a stack is shared by all of it.
+template <class T>
+PyObject* solutions(const tensor<T>& a, const stack_shape& of, const tensor<T>& b)
+{
+    const bool vectors = b.shape.size() == 1;
+    const shape_list own = vectors ? shape_list() : shape_list(b.shape.begin(), b.shape.end() - 2);
+    const std::size_t rows = vectors ? b.shape[0] : b.shape.end()[-2];
+    const std::size_t cols = vectors ? 1 : b.shape.end()[-1];
+    const shape_list lead = broadcast_shape(of.lead, own);
+    tensor<T> x = vectors ? unset_stack<T>(lead, {of.cols}) : unset_stack<T>(lead, {of.cols, cols});
+    const stack_places from_a(of.lead, lead, of.rows * of.cols);
+    const stack_places from_b(own, lead, rows * cols);
+    computed(a.data.size(), [&] {
+        stacks::lstsq(detail::element_count(lead), from_a(a.data.data(), of.rows, of.cols),
+                      from_b(b.data.data(), rows, cols), x.data.data());
+    });
+    return wrap(std::move(x));
+}
+
+constexpr binding::signature<1> pinv_signature{"pinv", {"a"}};
+constexpr binding::signature<1> rank_signature{"matrix_rank", {"a"}};
+constexpr binding::signature<2> lstsq_signature{"lstsq", {"a", "b"}};
+
+} // namespace
+
+PyObject* pinv(const binding::call_arguments& call)
+{
+    const auto [given] = pinv_signature.bind(call);
+    const operand a(given);
+    const stack_shape of = stack_of(a, "pinv");
+    return telling({given}, of.lead, [&] {
+        if (of.is_single())
+            return wrap(boundary::pinv(a.value()));
+        return by_type(a, [&](const auto& x) { return pseudo_inverses(x, of); });
+    });
+}
+
+PyObject* matrix_rank(const binding::call_arguments& call)
+{
+    const auto [given] = rank_signature.bind(call);
+    const operand a(given);
+    const stack_shape of = stack_of(a, "matrix_rank");
+    return telling({given}, of.lead,
+                   [&] { return by_type(a, [&](const auto& x) { return ranks(x, of); }); });
+}
+
+PyObject* lstsq(const binding::call_arguments& call)
+{
+    const auto [given_a, given_b] = lstsq_signature.bind(call);
+    operand a(given_a);
+    operand b(given_b);
+    const stack_shape of = stack_of(a, "lstsq");
+    promote(a, b);
+    if (of.is_single() || b.rank() == 0)
+        return telling({given_a, given_b}, {},
+                       [&] { return wrap(boundary::lstsq(a.value(), b.value())); });
+    return telling({given_a, given_b}, of.lead, [&] {
+        return by_type(a, b, [&](const auto& x, const auto& y) { return solutions(x, of, y); });
+    });
+}
+
+} // namespace numerical::package
