@@ -6,6 +6,7 @@
 #include "numerical/einsum/strided_copy.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/thread_scratch.hpp"
 
 #include <algorithm>
 #include <complex>
@@ -123,12 +124,14 @@ public:
             by_columns ? columns : std::max_element(kept.begin(), kept.end(), shorter);
         const loop_axis<N + 1> along = *chosen;
         kept.erase(chosen);
-        for_each_position<N + 1>(kept, {}, [&](const offsets<N + 1>& at) {
-            if (by_columns)
-                sum_columns(at, along);
-            else
-                sum_elements(at, along);
-        });
+        if (!by_columns) {
+            for_each_position<N + 1>(kept, {},
+                                     [&](const offsets<N + 1>& at) { sum_elements(at, along); });
+            return;
+        }
+        thread_scratch<T> sums(std::min(columns_at_once<T>, along.extent));
+        for_each_position<N + 1>(
+            kept, {}, [&](const offsets<N + 1>& at) { sum_columns(at, along, sums.data()); });
     }
 
 private:
@@ -156,19 +159,17 @@ private:
         return std::span<const loop_axis<N>>(summed).first(summed.size() - 1);
     }
 
-    void sum_columns(const offsets<N + 1>& at, const loop_axis<N + 1>& along)
+    void sum_columns(const offsets<N + 1>& at, const loop_axis<N + 1>& along, T* sum)
     {
-        std::array<T, columns_at_once<T>> sum;
         const offsets<N> step = in_operands(along.stride);
         for (std::size_t first = 0; first < along.extent; first += columns_at_once<T>) {
             const std::size_t count = std::min(columns_at_once<T>, along.extent - first);
             const offsets<N + 1> start = advanced<N + 1>(at, along.stride, first);
-            std::fill_n(sum.begin(), count, T(0));
-            for_each_position<N>(outer_summed(), in_operands(start),
-                                 [&](const offsets<N>& position) {
-                                     add_rows(sum.data(), moved<T, N>(operands, position), step,
-                                              count, summed.back());
-                                 });
+            std::fill_n(sum, count, T(0));
+            for_each_position<N>(
+                outer_summed(), in_operands(start), [&](const offsets<N>& position) {
+                    add_rows(sum, moved<T, N>(operands, position), step, count, summed.back());
+                });
             for (std::size_t c = 0; c < count; ++c)
                 out[start[N] + c * along.stride[N]] = sum[c];
         }

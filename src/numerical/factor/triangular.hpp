@@ -6,9 +6,9 @@
 // double or std::complex<double>.
 
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/thread_scratch.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <vector>
 
@@ -61,7 +61,7 @@ void on_well_strided(block_view<T> tile, const F& body)
         body(tile);
         return;
     }
-    std::array<T, triangular_tile * triangular_tile> store;
+    thread_scratch<T> store(triangular_tile * triangular_tile);
     const block_view<T> copy{store.data(), tile.rows, tile.cols, tile.cols};
     copy_block(tile, copy);
     body(copy);

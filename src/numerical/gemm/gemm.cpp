@@ -9,9 +9,9 @@
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/thread_scratch.hpp"
 
 #include <algorithm>
-#include <array>
 #include <complex>
 #include <type_traits>
 #include <utility>
@@ -196,7 +196,7 @@ void gemm_batch_transposed(const batch_sizes& sizes, const T* a, const T* b, T* 
 {
     const auto [m, n] = std::pair(sizes.m, sizes.n);
     multiply_batch(sizes, a, b, [c, m = m, n = n](std::size_t i, const auto& multiply) {
-        std::array<T, most_transposed> product;
+        thread_scratch<T> product(m * n);
         T* const transposed = c + i * m * n;
         multiply(product.data(), transposed);
         transpose_into<T>({transposed, n, m, m}, {product.data(), m, n, n});
