@@ -53,7 +53,8 @@ private:
     PyThreadState* state;
 
     // The handler's reference is bound to nothing, as a forced unwind has no object.
-    [[gnu::noinline, gnu::no_sanitize("null")]] static void restore_or_wait(PyThreadState* saved)
+    [[gnu::noinline]] __attribute__((no_sanitize("null"))) static void
+    restore_or_wait(PyThreadState* saved)
     {
         try {
             PyEval_RestoreThread(saved);

@@ -94,7 +94,7 @@ bool lies_within(const axis_range& range, std::size_t extent)
     if (range.count == 0)
         return true;
     const auto end = static_cast<__int128>(extent);
-    const __int128 last = static_cast<__int128>(range.count - 1) * range.step + range.start;
+    const __int128 last = (static_cast<__int128>(range.count) - 1) * range.step + range.start;
     return range.count > 0 && range.start >= 0 && range.start < end && last >= 0 && last < end;
 }
 

@@ -53,7 +53,8 @@ struct gathered_columns
 gathered_columns gather(block_view<double> rows, const merge_partition& partition,
                         const std::vector<std::size_t>& selected, workspace_buffer& buffer)
 {
-    const auto& [active, deflated] = partition;
+    const std::vector<std::size_t>& active = partition.active;
+    const std::vector<std::size_t>& deflated = partition.deflated;
     const gathered_columns old{nullptr, selected.size(), deflated.size()};
     double* const store = workspace_of(buffer, rows.rows * old.stride());
     const auto gather_row = [&](std::size_t r) {

@@ -106,6 +106,7 @@ TEST(lies_within, looks_at_start_and_last_alike)
     EXPECT_FALSE(lies_within({1, -1, 3, true}, 3));
     EXPECT_FALSE(lies_within({-1, 1, 1, true}, 3));
     EXPECT_FALSE(lies_within({3, -1, 2, true}, 3));
+    EXPECT_FALSE(lies_within({0, 1, std::numeric_limits<long>::min(), true}, 3));
     EXPECT_FALSE(lies_within({0, 1, -1, true}, 3));
     EXPECT_TRUE(lies_within({5, 9, 0, true}, 3));
     EXPECT_FALSE(lies_within({0, 1, 1, true}, 0));
