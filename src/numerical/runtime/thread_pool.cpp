@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <thread>
 #include <unistd.h>
 
@@ -40,6 +41,31 @@ public:
 
 private:
     std::atomic<bool>& busy;
+};
+
+// Blocks the calling thread's signals for a scope, so that the threads it starts begin with them
+// blocked and keep them so: a signal for the process goes to one of the program's own threads,
+// which may have blocked it to wait for it by sigwait or signalfd. What a thread brings on itself
+// stays unblocked, or the program's handlers would not see it.
+class signals_blocked
+{
+public:
+    signals_blocked()
+    {
+        sigset_t all;
+        sigfillset(&all);
+        for (const int own : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS})
+            sigdelset(&all, own);
+        pthread_sigmask(SIG_SETMASK, &all, &before);
+    }
+
+    signals_blocked(const signals_blocked&) = delete;
+    signals_blocked& operator=(const signals_blocked&) = delete;
+
+    ~signals_blocked() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
+
+private:
+    sigset_t before;
 };
 
 } // namespace
@@ -123,6 +149,7 @@ void thread_pool::start()
 
 void thread_pool::start_worker(std::size_t id, const std::vector<cpu_set_t>& sets)
 {
+    const signals_blocked inherited;
     std::thread([this, id, sets] {
         if (id < sets.size())
             sched_setaffinity(0, sizeof(cpu_set_t), &sets[id]);

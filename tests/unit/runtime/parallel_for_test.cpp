@@ -5,6 +5,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <csignal>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <set>
 #include <stdexcept>
@@ -198,6 +202,49 @@ int child_result(const F& body)
     int status = -1;
     waitpid(child, &status, 0);
     return status;
+}
+
+// The signals that a thread of this process blocks, one bit each, from signal 1 on.
+std::uint64_t blocked_by(const std::filesystem::path& task)
+{
+    std::ifstream status(task / "status");
+    for (std::string word; status >> word;)
+        if (word == "SigBlk:") {
+            status >> word;
+            return std::stoull(word, nullptr, 16);
+        }
+    return 0;
+}
+
+constexpr std::uint64_t bit_of(int signal)
+{
+    return std::uint64_t{1} << (signal - 1);
+}
+
+// A signal that the program blocks in its own threads, to wait for it, would otherwise be delivered
+// to a worker.
+TEST(thread_pool, leaves_the_signals_of_the_process_to_its_other_threads)
+{
+    sigset_t before;
+    pthread_sigmask(SIG_SETMASK, nullptr, &before);
+    EXPECT_TRUE(all_once(runs_of(100, heavy)));
+    sigset_t after;
+    pthread_sigmask(SIG_SETMASK, nullptr, &after);
+    for (const int signal : {SIGINT, SIGTERM, SIGUSR1, SIGCHLD, SIGSEGV})
+        EXPECT_EQ(sigismember(&after, signal), sigismember(&before, signal)) << signal;
+
+    const std::string self = std::to_string(gettid());
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        if (task.path().filename() == self)
+            continue;
+        const std::uint64_t blocked = blocked_by(task.path());
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGUSR1, SIGUSR2, SIGCHLD, SIGALRM})
+            EXPECT_NE(blocked & bit_of(signal), 0) << signal;
+#ifndef __SANITIZE_THREAD__ // whose own thread blocks these as well
+        for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT})
+            EXPECT_EQ(blocked & bit_of(signal), 0) << signal;
+#endif
+    }
 }
 
 TEST(parallel_for, in_a_forked_child_runs_serially)
