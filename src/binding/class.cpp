@@ -46,8 +46,10 @@ try {
                                    ? 0
                                    : static_cast<unsigned int>(Py_TPFLAGS_DISALLOW_INSTANTIATION);
     PyType_Spec spec{definition.name, definition.basicsize, 0, flags, slots.data()};
-    return PyType_FromSpec(&spec);
-
+    PyObject* type = PyType_FromSpec(&spec);
+    if (type == nullptr && PyErr_Occurred() == nullptr) // as CPython up to 3.11 may leave it
+        PyErr_NoMemory();
+    return type;
 } catch (const std::bad_alloc&) {
     return PyErr_NoMemory();
 }

@@ -18,7 +18,7 @@ void throw_pending_error()
 }
 
 // A forced unwind has no object: the handler's reference is bound to nothing, and never used.
-[[gnu::no_sanitize("null")]] PyObject* set_cpp_error(PyObject* error)
+__attribute__((no_sanitize("null"))) PyObject* set_cpp_error(PyObject* error)
 {
     try {
         throw;
@@ -36,6 +36,13 @@ void throw_pending_error()
     return nullptr;
 }
 
+void require_replaceable_error()
+{
+    if (PyErr_Occurred() != nullptr && (PyErr_ExceptionMatches(PyExc_Exception) == 0 ||
+                                        PyErr_ExceptionMatches(PyExc_MemoryError) != 0))
+        throw error_already_set();
+}
+
 std::string py_type_name(PyObject* object)
 {
     const owned_ref type(PyObject_Type(object));
@@ -43,6 +50,7 @@ std::string py_type_name(PyObject* object)
     Py_ssize_t length = 0;
     const char* text = name ? PyUnicode_AsUTF8AndSize(name.get(), &length) : nullptr;
     if (text == nullptr) {
+        require_replaceable_error();
         PyErr_Clear();
         return "?";
     }

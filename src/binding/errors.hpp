@@ -52,6 +52,11 @@ PyObject* translated(error_source error, const Body& body)
     }
 }
 
+// Before a pending error is cleared or replaced by a text of ours: throws error_already_set if it
+// tells more than that an object doesn't fit. That is a MemoryError, or a KeyboardInterrupt and its
+// like, which are no Exception.
+void require_replaceable_error();
+
 // __name__ of the object's type, "?" if it can't be had.
 std::string py_type_name(PyObject* object);
 

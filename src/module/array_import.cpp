@@ -158,6 +158,11 @@ std::string typestr_of(const array_record& record)
     return std::string{order, record.typekind} + std::to_string(record.itemsize);
 }
 
+bool is_negative(std::size_t extent)
+{
+    return static_cast<std::ptrdiff_t>(extent) < 0;
+}
+
 PyObject* from_record(const array_record& record, wanted_type wanted)
 {
     foreign_array array{};
@@ -166,6 +171,8 @@ PyObject* from_record(const array_record& record, wanted_type wanted)
     if (record.nd > 0)
         array.shape.assign(record.shape, record.shape + record.nd);
     array.count = element_count(array.shape);
+    if (std::any_of(array.shape.begin(), array.shape.end(), is_negative)) // beside a zero
+        throw std::runtime_error("shape extents must be non-negative");
     if (record.strides == nullptr)
         array.strides = row_major(array.shape, array.type.size);
     else if (record.nd > 0)
@@ -209,19 +216,35 @@ bool has_flag(PyObject* object, unsigned long flag)
     return (PyType_GetFlags(Py_TYPE(object)) & flag) != 0;
 }
 
+// The keys of the dictionary, made once: a look-up takes no memory.
+struct interface_keys
+{
+    PyObject* typestr = not_null(PyUnicode_InternFromString("typestr"));
+    PyObject* shape = not_null(PyUnicode_InternFromString("shape"));
+    PyObject* data = not_null(PyUnicode_InternFromString("data"));
+    PyObject* strides = not_null(PyUnicode_InternFromString("strides"));
+};
+
+// Null if the key is absent; what a comparison of keys raised stands.
+owned_ref value_in(PyObject* dict, PyObject* key)
+{
+    PyObject* value = PyDict_GetItemWithError(dict, key);
+    if (value == nullptr && PyErr_Occurred() != nullptr)
+        throw error_already_set();
+    return owned_ref::to(value);
+}
+
 // The values are held while they are read: what reads them may run Python code, and that code
 // change the dict.
 PyObject* from_interface(PyObject* interface, wanted_type wanted)
 {
+    static const interface_keys keys;
     if (!has_flag(interface, Py_TPFLAGS_DICT_SUBCLASS))
         throw std::runtime_error("asarray: __array_interface__ is not a dict");
-    const auto value = [&](const char* key) {
-        return owned_ref::to(PyDict_GetItemString(interface, key));
-    };
-    const owned_ref typestr = value("typestr");
-    const owned_ref shape = value("shape");
-    const owned_ref data = value("data");
-    const owned_ref strides = value("strides");
+    const owned_ref typestr = value_in(interface, keys.typestr);
+    const owned_ref shape = value_in(interface, keys.shape);
+    const owned_ref data = value_in(interface, keys.data);
+    const owned_ref strides = value_in(interface, keys.strides);
     if (!typestr || !shape || !data || !has_flag(data.get(), Py_TPFLAGS_TUPLE_SUBCLASS) ||
         PyTuple_Size(data.get()) < 1)
         throw std::runtime_error("asarray: malformed __array_interface__");
@@ -256,10 +279,10 @@ owned_ref attribute(PyObject* object, PyObject* name)
 // The record in a capsule without a name; null without an error if this is no such thing.
 const array_record* record_in(PyObject* capsule)
 {
+    if (PyCapsule_IsValid(capsule, nullptr) == 0)
+        return nullptr;
     const auto* record = static_cast<const array_record*>(PyCapsule_GetPointer(capsule, nullptr));
-    if (record == nullptr)
-        PyErr_Clear();
-    return record != nullptr && record->two == 2 ? record : nullptr;
+    return record->two == 2 ? record : nullptr;
 }
 
 } // namespace

@@ -17,6 +17,9 @@ namespace numerical::boundary {
 // module.cpp: adds the exception numerical.error, which is made once. False with the error set.
 bool add_exception(PyObject* module);
 
+// False with ImportError set in an interpreter beside the one that initialized a module first.
+bool claim_for_this_interpreter();
+
 // table.cpp: makes the class Tensor, or takes the one there is, and adds it to the module. Where it
 // fails, the error is set.
 void define_tensor_class(PyObject* module);

@@ -4,6 +4,7 @@
 #include "binding/owned_ref.hpp"
 #include "module/functions.hpp"
 
+#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -59,6 +60,24 @@ bool add_exception(PyObject* module)
     return true;
 }
 
+// The class and the exception are the process's. In a second interpreter they would carry what the
+// first one put on them, and take its own along into its end.
+bool claim_for_this_interpreter()
+{
+    static std::int64_t owner = -1;
+    const std::int64_t here = PyInterpreterState_GetID(PyInterpreterState_Get());
+    if (here < 0)
+        return false;
+    if (owner >= 0 && owner != here) {
+        PyErr_SetString(PyExc_ImportError,
+                        "numerical is loaded in another interpreter of this process; its state is "
+                        "the process's, so that one interpreter alone can have it");
+        return false;
+    }
+    owner = here;
+    return true;
+}
+
 PyObject* marlinth_module_error()
 {
     return marlinth_module_error_storage;
@@ -69,6 +88,8 @@ PyObject* marlinth_module_error()
 PyMODINIT_FUNC PyInit__numerical()
 {
     using namespace numerical::boundary;
+    if (!claim_for_this_interpreter())
+        return nullptr;
     owned_ref module(PyModule_Create2(&marlinth_module_def, 3));
     if (!module || !add_exception(module.get()) || !fill(module.get()))
         return nullptr;

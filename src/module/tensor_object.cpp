@@ -1,5 +1,6 @@
 #include "module/tensor_object.hpp"
 
+#include "binding/caster.hpp"
 #include "binding/class.hpp"
 #include "binding/owned_ref.hpp"
 
@@ -14,30 +15,47 @@ namespace {
 using binding::owned_ref;
 using complex = std::complex<double>;
 
+// False also with an error set, if the look-up failed otherwise than by the attribute's absence.
+bool has_complex_method(PyObject* item)
+{
+    static PyObject* const name = binding::not_null(PyUnicode_InternFromString("__complex__"));
+    const owned_ref method(PyObject_GetAttr(item, name));
+    if (!method && PyErr_ExceptionMatches(PyExc_AttributeError) != 0)
+        PyErr_Clear();
+    return static_cast<bool>(method);
+}
+
 bool converts_to_complex(PyObject* item)
 {
     const PyTypeObject* type = Py_TYPE(item);
     return type != &PyFloat_Type && type != &PyComplex_Type && type != &PyLong_Type &&
-           PyObject_HasAttrString(item, "__complex__") != 0;
+           has_complex_method(item);
 }
 
-// The numbers of a flat sequence. Python's own error is replaced, whatever it was.
+// The constructor's own error, which replaces Python's.
+[[noreturn]] void fail(const char* text)
+{
+    binding::require_replaceable_error();
+    throw std::runtime_error(text);
+}
+
+// The numbers of a flat sequence.
 template <class T>
 std::vector<T> read_elements(PyObject* data)
 {
-    const auto fail = [] { return std::runtime_error("Tensor: could not read the data buffer"); };
+    constexpr const char* unreadable = "Tensor: could not read the data buffer";
     const Py_ssize_t count = PySequence_Size(data);
     if (count < 0)
-        throw fail();
+        fail(unreadable);
     std::vector<T> elements = detail::reserved<T>(static_cast<std::size_t>(count));
     for (Py_ssize_t i = 0; i < count; ++i) {
         const owned_ref item(PySequence_GetItem(data, i));
         if (!item)
-            throw fail();
+            fail(unreadable);
         T value;
         read_number(item.get(), value);
         if (PyErr_Occurred() != nullptr)
-            throw fail();
+            fail(unreadable);
         elements.push_back(value);
     }
     return elements;
@@ -48,12 +66,12 @@ std::vector<std::size_t> given_or_inferred_shape(PyObject* data, std::optional<P
     std::vector<std::size_t> shape;
     if (given) {
         if (!read_shape(*given, shape))
-            throw std::runtime_error("Tensor: invalid shape");
+            fail("Tensor: invalid shape");
         return shape;
     }
     const Py_ssize_t length = PySequence_Size(data);
     if (length < 0)
-        throw std::runtime_error("Tensor: data has no length to infer a shape from");
+        fail("Tensor: data has no length to infer a shape from");
     shape.push_back(static_cast<std::size_t>(length));
     return shape;
 }
@@ -73,15 +91,16 @@ PyObject* short_row(const T* from, std::size_t count)
 }
 
 // The same by way of a memoryview, which fills its list from inside the interpreter, where setting
-// an item is no call: that pays for the view from some dozens of numbers on.
+// an item is no call: that pays for the view from some dozens of numbers on. The view is of a copy:
+// it takes part in garbage collection, through which Python code may come to hold it for longer
+// than the tensor is there.
 constexpr std::size_t long_row = 64;
 
 PyObject* row_through_view(const double* from, std::size_t count)
 {
-    constexpr int to_read = 0x100; // PyBUF_READ, which headers before 3.11 hold back
-    char* bytes = const_cast<char*>(reinterpret_cast<const char*>(from));
-    const owned_ref view(
-        PyMemoryView_FromMemory(bytes, static_cast<Py_ssize_t>(count * sizeof(double)), to_read));
+    const owned_ref bytes(PyBytes_FromStringAndSize(
+        reinterpret_cast<const char*>(from), static_cast<Py_ssize_t>(count * sizeof(double))));
+    const owned_ref view(bytes ? PyMemoryView_FromObject(bytes.get()) : nullptr);
     const owned_ref doubles(view ? PyObject_CallMethod(view.get(), "cast", "s", "d") : nullptr);
     return doubles ? PyObject_CallMethod(doubles.get(), "tolist", nullptr) : nullptr;
 }
@@ -164,7 +183,7 @@ void read_number(PyObject* item, complex& z)
     const owned_ref converted(converts_to_complex(item)
                                   ? PyObject_CallFunctionObjArgs(type, item, nullptr)
                                   : owned_ref::to(item).release());
-    if (!converted)
+    if (!converted || PyErr_Occurred() != nullptr)
         return;
     const double real = PyComplex_RealAsDouble(converted.get());
     if (real == -1.0 && PyErr_Occurred() != nullptr)

@@ -53,6 +53,8 @@ bool fill(PyObject* module)
 PyMODINIT_FUNC PyInit__native()
 {
     using namespace numerical;
+    if (!boundary::claim_for_this_interpreter())
+        return nullptr;
     package::owned_ref module(PyModule_Create2(&package::native_def, 3));
     if (!module || !boundary::add_exception(module.get()) || !package::fill(module.get()))
         return nullptr;

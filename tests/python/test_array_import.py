@@ -9,7 +9,7 @@ import pytest
 from hypothesis import given, settings
 from hypothesis import strategies as st
 from hypothesis.extra import numpy as hnp
-from support import error_of, numerical_error
+from support import error_of, numerical_error, output_of
 
 asarray = _numerical.asarray
 Tensor = _numerical.Tensor
@@ -454,6 +454,57 @@ def test_huge_strides_along_axes_of_one_item_are_never_stepped():
     assert asarray(source).tolist() == [[[x] for x in range(6)]]
 
 
+class Collides:
+    """A key of a dict that is compared with `name` at each look-up, and then raises."""
+
+    def __init__(self, name):
+        self.name, self.error = name, None
+
+    def __hash__(self):
+        return hash(self.name)
+
+    def __eq__(self, other):
+        if self.error is not None:
+            raise self.error
+        return self is other
+
+
+@pytest.mark.parametrize("error", [MemoryError("none"), KeyboardInterrupt("now"), ValueError("so")])
+@pytest.mark.parametrize("name", ["typestr", "shape", "data", "strides"])
+def test_a_look_up_that_fails_is_no_absent_key(name, error):
+    key = Collides(name)
+    interface = {key: None, **NUMBERS[::2].__array_interface__}
+    key.error = error
+    with pytest.raises(type(error)) as raised:
+        asarray(Exposes(interface))
+    assert raised.value is error
+
+
+def test_strides_are_not_lost_for_want_of_memory():
+    script = """
+import _testcapi
+import _numerical as m
+kept = m.Tensor(range(6))
+class Exposes:
+    __array_interface__ = {**kept.__array_interface__, "shape": (3,), "strides": (16,)}
+given = Exposes()
+m.asarray(given)
+results = []
+for allocation in range(1, 40):
+    _testcapi.set_nomemory(allocation, allocation + 1)
+    try:
+        result = m.asarray(given)
+    except MemoryError:
+        result = None
+    _testcapi.remove_mem_hooks()
+    results.append(result)
+assert any(result is not None for result in results)
+print({tuple(result.tolist()) for result in results if result is not None})
+"""
+    pytest.importorskip("_testcapi")
+    assert output_of(script) == "{(0.0, 2.0, 4.0)}\n"
+
+
 def test_a_dict_that_changes_while_it_is_read():
     class Clearing:
         def __len__(self):
@@ -528,6 +579,8 @@ def test_a_record_of_another_type(kind, itemsize):
 def test_records_that_are_refused():
     assert error_of(asarray, ExposesStruct((2**40, 2**40), (0, 0))) == OVERFLOW
     assert error_of(asarray, ExposesStruct((-1,), (0,))) == OVERFLOW
+    for shape in [(0, -1), (4, 0, -(2**62), 3)]:  # which no product shows
+        assert error_of(asarray, ExposesStruct(shape, (8,) * len(shape))) == NEGATIVE
     assert error_of(asarray, ExposesStruct(kind=b"c", itemsize=16), "float64") == COMPLEX_ARRAY
     assert error_of(asarray, ExposesStruct(data=None)) == NULL_ADDRESS
 

@@ -12,6 +12,7 @@ from support import (
     output_of,
     run_python,
 )
+from conftest import MODULE_FOLDER
 
 Tensor = _numerical.Tensor
 
@@ -106,6 +107,16 @@ def test_texts_are_converted_before_the_tensor_in_front_of_them(name):
     assert kind is UnicodeEncodeError
 
 
+def test_an_interrupt_while_a_type_says_its_name():
+    class Meta(type):
+        @property
+        def __name__(cls):
+            raise KeyboardInterrupt("now")
+
+    with pytest.raises(KeyboardInterrupt, match="^now$"):
+        _numerical._limit_gemm_path(Meta("Hidden", (), {})())
+
+
 def test_a_type_that_hides_its_name():
     class Meta(type):
         @property
@@ -185,6 +196,53 @@ print("done")
 
 def test_a_second_initialization_works_beside_the_first():
     assert output_of(SECOND_INITIALIZATION) == "done\n"
+
+
+def test_an_import_without_memory_fails_or_is_whole():
+    script = """
+import importlib.util, os
+import _imp, _testcapi
+spec = importlib.util.find_spec("_numerical")
+statuses = []
+for allocation in range(1, 400):
+    child = os.fork()
+    if child == 0:
+        _testcapi.set_nomemory(allocation, allocation + 1)
+        try:
+            module = _imp.create_dynamic(spec)
+        except MemoryError:
+            os._exit(3)
+        _testcapi.remove_mem_hooks()
+        os._exit(0 if hasattr(module, "Tensor") and hasattr(module, "error") else 1)
+    statuses.append(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]))
+print(set(statuses), [n for n, status in enumerate(statuses, 1) if status not in (0, 3)])
+"""
+    pytest.importorskip("_testcapi")
+    assert output_of(script) == "{0, 3} []\n"
+
+
+SECOND_INTERPRETER = """
+import _testcapi
+attempt = '''
+import sys
+sys.path.insert(0, %r)
+try:
+    import _numerical
+except ImportError as failure:
+    print(failure)
+else:
+    print("loaded")
+'''
+assert _testcapi.run_in_subinterp(attempt) == 0
+exec(attempt)
+"""
+ELSEWHERE = ("numerical is loaded in another interpreter of this process; its state is the process's, "
+             "so that one interpreter alone can have it\n")
+
+
+def test_the_module_stays_with_the_interpreter_that_initialized_it():
+    pytest.importorskip("_testcapi")
+    assert output_of(SECOND_INTERPRETER % str(MODULE_FOLDER)) == "loaded\n" + ELSEWHERE
 
 
 def test_tensors_are_no_part_of_garbage_collection_and_leave_at_once():

@@ -1,5 +1,6 @@
 """The class Tensor: constructor, properties, tolist."""
 
+import gc
 import math
 
 import _numerical
@@ -50,6 +51,75 @@ def test_empty_tensors():
     assert Tensor([], (0, 3)).tolist() == []
     assert Tensor([], (2, 2, 0)).tolist() == [[[], []], [[], []]]
     assert Tensor([]).shape == (0,)
+
+
+@pytest.mark.parametrize("error", [MemoryError("none"), KeyboardInterrupt("now")])
+def test_an_interrupt_and_missing_memory_are_not_replaced(error):
+    class Number:
+        def __float__(self):
+            raise error
+
+    class HasNone:
+        @property
+        def __complex__(self):
+            raise error
+
+    class Sequence:
+        def __len__(self):
+            raise error
+
+        def __getitem__(self, place):
+            raise error
+
+    class Listed(Sequence):
+        def __len__(self):
+            return 1
+
+    calls = [
+        ([Number()],), ([Number()], None, "complex128"), ([HasNone()], None, "complex128"),
+        (Sequence(),), (Sequence(), (1,)), ([1.0], Sequence()), (Listed(),), ([1.0], Listed()),
+    ]
+    for arguments in calls:
+        with pytest.raises(type(error)) as raised:
+            Tensor(*arguments)
+        assert raised.value is error
+    with pytest.raises(type(error)) as raised:
+        _numerical._full((2,), HasNone(), True)
+    assert raised.value is error
+
+
+def test_other_errors_of_a_look_up_for_complex_are_replaced_too():
+    class HasNone:
+        @property
+        def __complex__(self):
+            raise ValueError("no")
+
+        def __float__(self):
+            return 3.0
+
+    assert error_of(Tensor, [HasNone()], dtype="complex128") == UNREADABLE
+    assert error_of(_numerical._full, (), HasNone(), True) == (ValueError, "no")
+
+
+def test_no_memory_of_a_tensor_is_seen_by_the_garbage_collector():
+    seen = []
+
+    def look(phase, info):
+        seen.extend(view for view in gc.get_objects() if type(view) is memoryview)
+
+    tensor = Tensor(range(2000), (2, 1000))
+    threshold = gc.get_threshold()
+    gc.callbacks.append(look)
+    gc.set_threshold(1)
+    try:
+        rows = tensor.tolist()
+    finally:
+        gc.set_threshold(*threshold)
+        gc.callbacks.remove(look)
+    expected = [list(map(float, range(1000))), list(map(float, range(1000, 2000)))]
+    assert rows == expected
+    assert seen  # else the collector didn't run where it might see one
+    assert all(view.obj is not None for view in seen)
 
 
 def test_complex_elements():
