@@ -9,6 +9,8 @@ Tensors are dense, immutable, float64 or complex128. Names follow NumPy; numeric
 decompositions. The functions of the compiled module are here as well, under their own names.
 """
 
+import builtins as _builtins
+
 from . import _native_module  # first: it makes the type of _numerical
 from . import _matrices, _methods, _numerical, _protocols, linalg
 from ._config import cpu_quota, show_config
@@ -39,6 +41,15 @@ __version__ = "0.1.0"
 determinant = _numerical.determinant
 eigh = linalg.eigh
 inverse = _numerical.inverse
+
+# The class is the process's: what one interpreter puts on it the others would call, and after that
+# interpreter's end find its names gone. An interpreter is known by its builtins.
+if vars(Tensor).get("_builtins", vars(_builtins)) is not vars(_builtins):
+    raise ImportError(
+        "numerical is loaded in another interpreter of this process; its state is the process's, so"
+        " that one interpreter alone can have it"
+    )
+Tensor._builtins = vars(_builtins)
 
 _native_module.native._connect(asarray, _protocols.defers_to, _matrices.annotate)
 

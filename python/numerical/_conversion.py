@@ -82,7 +82,9 @@ def asarray(obj, dtype=None):
 
 def _exposes_memory(obj):
     # The struct is asked of the type: NumPy makes a dict for each look at the interface.
-    return hasattr(type(obj), "__array_struct__") or hasattr(obj, "__array_interface__")
+    if isinstance(obj, Tensor) or hasattr(type(obj), "__array_struct__"):
+        return True
+    return hasattr(obj, "__array_interface__")
 
 
 def carries_mask(kind):
@@ -198,13 +200,16 @@ def _from_buffer(view, wanted):
 
 def from_dlpack(obj):
     """A Tensor copied from an object on the CPU that exports DLPack."""
+    from ._dlpack import described, require_cpu
+
     device = getattr(obj, "__dlpack_device__", None)
-    if device is not None and device()[0] not in (1, 3):  # kDLCPU, kDLCUDAHost
-        raise BufferError(f"from_dlpack reads the CPU's memory; this is device {device()}")
+    if device is not None:  # before anything is exported
+        require_cpu(device())
     export = getattr(obj, "__dlpack__", None)
     if export is None:
         raise TypeError(f"{type(obj).__name__} exports no __dlpack__")
-    from ._dlpack import described
-
-    capsule = export()
+    try:
+        capsule = export(max_version=(1, 0))
+    except TypeError:  # it is older than the parameter
+        capsule = export()
     return _numerical.asarray(described(capsule))

@@ -4,6 +4,9 @@ The module copies whatever exposes the array interface. So a strided, reinterpre
 is a description of memory handed to its asarray; nothing here touches an element.
 """
 
+from math import prod
+from operator import index
+
 from ._numerical import Tensor
 from ._numerical import asarray as _import
 
@@ -27,9 +30,38 @@ class Lent:
         }
 
 
+def of_module(name):
+    """What the module's class has under a name under which the package puts something of its own.
+
+    It is kept with the class, as this may be asked again when the package's is there already: after
+    importlib.reload, or by a second copy of the package.
+    """
+    kept = f"_module{name}"
+    if kept not in vars(Tensor):
+        setattr(Tensor, kept, vars(Tensor)[name])
+    return vars(Tensor)[kept]
+
+
+_interface_of = of_module("__array_interface__").__get__
+
+
 def address_of(tensor):
     """Where the tensor's elements lie."""
-    return tensor.__array_interface__["data"][0]
+    return _interface_of(tensor)["data"][0]
+
+
+RANK_LIMIT = 64  # of NumPy 2; earlier ones refuse less themselves
+
+
+def array_interface(t):
+    """The buffer for NumPy and others, which read 64 axes at most: NumPy writes beyond its stack
+    where it is given more than some."""
+    if t.ndim > RANK_LIMIT:
+        raise ValueError(
+            f"arrays of other libraries have at most {RANK_LIMIT} axes, this tensor has {t.ndim}:"
+            " reshape it first"
+        )
+    return _interface_of(t)
 
 
 def row_major_strides(shape, item):
@@ -43,6 +75,8 @@ def row_major_strides(shape, item):
 
 def from_bytes(raw, shape, typestr):
     """A tensor from contiguous bytes, converted as asarray converts."""
+    if len(raw) != prod(shape) * int(typestr[2:]):
+        raise ValueError(f"{len(raw)} bytes are no array of shape {tuple(shape)} and type {typestr}")
     import ctypes
 
     address = ctypes.cast(ctypes.c_char_p(raw), ctypes.c_void_p).value
@@ -50,6 +84,11 @@ def from_bytes(raw, shape, typestr):
 
 
 STRING_LIMIT = 2**31  # ctypes.string_at takes the length as a C int and wraps larger ones
+
+
+def bytes_held(tensor):
+    """The object and its elements."""
+    return object.__sizeof__(tensor) + tensor.size * ITEM_BYTES[tensor.dtype]
 
 
 def to_bytes(tensor):
@@ -64,6 +103,4 @@ def to_bytes(tensor):
 
 def rebuilt(raw, shape, dtype):
     """What a pickle calls: the tensor that to_bytes described."""
-    if not raw:
-        return Tensor([], shape, dtype)
-    return from_bytes(raw, shape, TYPESTR[dtype])
+    return from_bytes(raw, tuple(map(index, shape)), TYPESTR[dtype])

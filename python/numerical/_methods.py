@@ -11,7 +11,7 @@ from ._functions import max as _max
 from ._functions import mean as _mean
 from ._functions import min as _min
 from ._functions import sum as _sum
-from ._memory import rebuilt, to_bytes
+from ._memory import array_interface, bytes_held, of_module, rebuilt, to_bytes
 from ._native_module import native
 from ._numerical import Tensor
 from ._shaping import permute_dims, ravel, reshape
@@ -57,15 +57,27 @@ def _refuse_deletion(self, index):
     raise TypeError("tensors are immutable: take the elements to keep by indexing or concatenate")
 
 
-_module_dlpack = Tensor.__dlpack__
+_module_dlpack = of_module("__dlpack__")
 
 
-def _dlpack(self, *args, dl_device=None, copy=None, **options):
-    """A DLPack capsule of the buffer, or of a copy of it if copy is true."""
+def _dlpack(self, *args, max_version=None, dl_device=None, copy=None, **options):
+    """A DLPack capsule: of the buffer, marked read-only, or of a copy of it, which may be written to.
+
+    The mark came with version 1. A consumer that doesn't ask for that by max_version doesn't know
+    it, and is given a copy unless copy is false: tensors are immutable.
+    """
     if dl_device is not None and tuple(dl_device) != (1, 0):
         raise BufferError(f"a Tensor lies on the CPU, device (1, 0), not on {tuple(dl_device)}")
-    source = reshape(self, self.shape) if copy else self
-    return _module_dlpack(source, *args)
+    knows_mark = max_version is not None and max_version[0] >= 1
+    if not knows_mark and copy is not None and not copy:
+        raise BufferError(
+            "a Tensor is immutable: without a copy it is lent read-only, to consumers that pass"
+            " max_version=(1, 0) or later"
+        )
+    if knows_mark and not copy:
+        return self._dlpack_versioned(False)
+    source = reshape(self, self.shape)
+    return source._dlpack_versioned(True) if knows_mark else _module_dlpack(source, *args)
 
 
 def _iterate(t):
@@ -218,4 +230,6 @@ METHODS = {
     "__setitem__": _refuse_assignment,
     "__delitem__": _refuse_deletion,
     "__dlpack__": _dlpack,
+    "__array_interface__": property(array_interface, doc=array_interface.__doc__),
+    "__sizeof__": bytes_held,
 }

@@ -26,6 +26,7 @@ class Tensor:
     def __dlpack__(
         self,
         *args: Any,
+        max_version: tuple[int, int] | None = None,
         dl_device: tuple[int, int] | None = None,
         copy: bool | None = None,
         **options: Any,

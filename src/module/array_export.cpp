@@ -51,11 +51,28 @@ struct dl_managed_tensor
 
 static_assert(sizeof(dl_managed_tensor) == 64);
 
+// From version 1 on the record tells its version, and whether it may be written to.
+struct dl_managed_tensor_versioned
+{
+    std::uint32_t major;
+    std::uint32_t minor;
+    void* manager_ctx; // an owned reference to the Tensor
+    void (*deleter)(dl_managed_tensor_versioned*);
+    std::uint64_t flags;
+    dl_tensor tensor; // its extents lie behind the record, in the same block
+};
+
+static_assert(sizeof(dl_managed_tensor_versioned) == 80);
+
+constexpr std::uint64_t dl_read_only = 1;
+constexpr std::uint64_t dl_is_copied = 2;
+
 constexpr std::int32_t dl_cpu = 1;
 constexpr std::uint8_t dl_float = 2;
 constexpr std::uint8_t dl_complex = 5;
 
 constexpr const char* capsule_name = "dltensor";
+constexpr const char* versioned_name = "dltensor_versioned";
 
 struct dlpack_holder
 {
@@ -92,6 +109,22 @@ void dlpack_capsule_destructor(PyObject* capsule)
         return;
     auto* record = static_cast<dl_managed_tensor*>(PyCapsule_GetPointer(capsule, capsule_name));
     if (record != nullptr && record->deleter != nullptr)
+        record->deleter(record);
+}
+
+void versioned_deleter(dl_managed_tensor_versioned* record)
+{
+    Py_XDECREF(static_cast<PyObject*>(record->manager_ctx));
+    std::free(record);
+}
+
+void versioned_capsule_destructor(PyObject* capsule)
+{
+    if (PyCapsule_IsValid(capsule, versioned_name) == 0)
+        return;
+    auto* record =
+        static_cast<dl_managed_tensor_versioned*>(PyCapsule_GetPointer(capsule, versioned_name));
+    if (record->deleter != nullptr)
         record->deleter(record);
 }
 
@@ -156,6 +189,30 @@ PyObject* tensor_dlpack(PyObject* self, PyObject*, PyObject*)
     PyObject* capsule = PyCapsule_New(record, capsule_name, dlpack_capsule_destructor);
     if (capsule == nullptr)
         dlpack_deleter(record);
+    return capsule;
+}
+
+PyObject* tensor_dlpack_versioned(PyObject* self, PyObject* args)
+{
+    const any_tensor* value = as_tensor(self);
+    int copied = 0;
+    if (value == nullptr || !binding::parse_arguments(args, "p", &copied))
+        return nullptr;
+    const std::size_t rank = shape_of(*value).size();
+    void* block = std::malloc(sizeof(dl_managed_tensor_versioned) + rank * sizeof(std::int64_t));
+    if (block == nullptr)
+        return PyErr_NoMemory();
+    auto* record = static_cast<dl_managed_tensor_versioned*>(block);
+    Py_INCREF(self);
+    *record = {1,
+               0,
+               self,
+               versioned_deleter,
+               copied != 0 ? dl_is_copied : dl_read_only,
+               described(*value, reinterpret_cast<std::int64_t*>(record + 1))};
+    PyObject* capsule = PyCapsule_New(record, versioned_name, versioned_capsule_destructor);
+    if (capsule == nullptr)
+        versioned_deleter(record);
     return capsule;
 }
 

@@ -81,6 +81,10 @@ void add_methods()
     methods.push_back(plain_with_keywords<tensor_dlpack>(
         "__dlpack__", "__dlpack__(stream=None) -> PyCapsule\n"
                       "Export a DLPack capsule sharing this tensor's buffer."));
+    methods.push_back(plain<tensor_dlpack_versioned>(
+        "_dlpack_versioned", "_dlpack_versioned(copied) -> PyCapsule\n"
+                             "The same as a record of version 1: read-only, or writable where the\n"
+                             "tensor is a copy that nobody else holds."));
     methods.push_back({"tolist", binding::call_plain<marlinth_module_error, tensor_tolist>,
                        METH_NOARGS,
                        "tolist() -> list\n"

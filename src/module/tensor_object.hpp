@@ -73,6 +73,7 @@ PyObject* get_array_interface(const any_tensor& value);
 // Methods; the DLPack ones are in array_export.cpp.
 PyObject* tensor_tolist(PyObject* self, PyObject* ignored);
 PyObject* tensor_dlpack(PyObject* self, PyObject* args, PyObject* kwargs);
+PyObject* tensor_dlpack_versioned(PyObject* self, PyObject* args);
 std::tuple<int, int> tensor_dlpack_device(const any_tensor& value);
 
 } // namespace numerical::boundary

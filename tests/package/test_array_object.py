@@ -4,6 +4,7 @@ import copy
 import itertools
 import operator
 import pickle
+import sys
 import time
 import warnings
 
@@ -469,14 +470,68 @@ def test_pickles_and_copies_keep_every_bit():
         assert copy.deepcopy(t) is t
 
 
+@pytest.mark.parametrize("shape", [(5,), (2, 3), (2**31, 2**31), ()])
+def test_a_pickle_with_another_number_of_bytes_is_refused(shape):
+    with pytest.raises(ValueError, match=r"^32 bytes are no array of shape .* and type <f8$") as failure:
+        _memory.rebuilt(bytes(32), shape, "float64")
+    assert str(shape) in str(failure.value)
+
+
+def test_a_pickle_of_a_shape_that_is_none_is_refused():
+    with pytest.raises(nm.error, match=r"^shape extents must be non-negative$"):
+        _memory.rebuilt(bytes(32), (-2, -2), "float64")
+    with pytest.raises(TypeError):
+        _memory.rebuilt(bytes(32), (4.0,), "float64")
+    with pytest.raises(ValueError, match=r"^0 bytes are no array of shape \(2,\) and type <f8$"):
+        _memory.rebuilt(b"", (2,), "float64")
+
+
+@pytest.mark.parametrize("dtype", ["float64", "complex128"])
+def test_the_size_of_the_object_counts_its_elements(dtype):
+    t = nm.zeros((1000, 10), dtype)
+    item = 16 if dtype == "complex128" else 8
+    assert sys.getsizeof(t) == type(t).__basicsize__ + 10_000 * item
+    assert sys.getsizeof(nm.zeros(0)) == type(t).__basicsize__
+
+
+def test_more_axes_than_numpy_has_are_not_shown_to_it():
+    numbers = integers((2, 3), "complex128")
+    for rank in (64, 65, 100):
+        shape = (1,) * (rank - 2) + (2, 3)
+        t = nm.reshape(numbers, shape)
+        if rank == 64:
+            assert t.__array_interface__["shape"] == shape
+        else:
+            message = (f"arrays of other libraries have at most 64 axes, this tensor has {rank}:"
+                       " reshape it first")  # fmt: skip
+            for export in (np.asarray, np.array, lambda x: x.__array_interface__):
+                with pytest.raises(ValueError) as failure:
+                    export(t)
+                assert str(failure.value) == message
+        # What the package does itself goes on.
+        back = pickle.loads(pickle.dumps(t))
+        assert back.shape == shape
+        equal(nm.reshape(back, (2, 3)), numbers)
+        assert nm.asarray(t) is t
+        assert nm.asarray(t, "complex128") is t
+        equal(nm.reshape(nm.permute_dims(t), (3, 2)), numbers.T)
+        equal(nm.reshape(nm.conj(t) + t * 2.0 - t, (2, 3)), numbers.conj() + numbers)
+        equal(nm.reshape(nm.stack([t, t]), (2, 2, 3)), np.stack([numbers, numbers]))
+        equal(nm.reshape(nm.array([t, t]), (2, 2, 3)), np.stack([numbers, numbers]))
+        equal(nm.reshape(nm.from_dlpack(t), (2, 3)), numbers)
+        assert "Tensor" in repr(t) or "tensor" in repr(t)
+
+
 def test_bytes_of_large_tensors_are_those_of_small_ones(monkeypatch):
     t = nm.asarray(normal((3, 5), "complex128"))
     small = _memory.to_bytes(t)
     assert small == np.asarray(t).tobytes()
 
     class Large:  # three gibibytes of the array's elements, of which no copy is made here
-        size, dtype, __array_interface__ = 3 * 2**27, "float64", t.__array_interface__
+        size, dtype = 3 * 2**27, "float64"
 
+    address = _memory.address_of(t)
+    monkeypatch.setattr(_memory, "address_of", lambda tensor: address)
     taken = []
     monkeypatch.setattr(_memory, "bytes", lambda memory: taken.append(len(memory)), raising=False)
     _memory.to_bytes(Large)

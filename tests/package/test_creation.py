@@ -1,8 +1,10 @@
 """Tensors from Python data, buffers, other libraries and a few numbers."""
 
 import array
+import ctypes
 import decimal
 import fractions
+import sys
 
 import numpy as np
 import pytest
@@ -64,6 +66,23 @@ def test_arrays_in_lists_are_rows():
         nm.array([np.arange(2), np.arange(3)])
 
 
+def nested(depth):
+    lists = 1.0
+    for _ in range(depth):
+        lists = [lists]
+    return lists
+
+
+def endless():
+    itself = []
+    itself.append(itself)
+    return itself
+
+
+def test_lists_may_be_nested_as_deeply_as_those_of_numpy():
+    assert nm.array(nested(64)).shape == (1,) * 64
+
+
 @pytest.mark.parametrize(
     ("data", "kind", "message"),
     [
@@ -74,6 +93,8 @@ def test_arrays_in_lists_are_rows():
         ([1.0, "2.0"], TypeError, "str '2.0' is not a number of dtype float64"),
         ([1j, "2j"], TypeError, "str '2j' is not a number of dtype complex128"),
         ([None], TypeError, "NoneType None is not a number of dtype float64"),
+        (nested(65), ValueError, "the lists are nested more than 64 deep"),
+        (endless(), ValueError, "the lists are nested more than 64 deep"),
     ],
 )  # fmt: skip
 def test_bad_lists_say_what_is_wrong(data, kind, message):
@@ -116,10 +137,9 @@ def test_dlpack_comes_in_and_goes_out():
     equal(nm.from_dlpack(a[::2]), a[::2])
     equal(nm.from_dlpack(np.arange(3, dtype="int16")), [0.0, 1.0, 2.0])
     t = nm.asarray(a)
-    shared = np.from_dlpack(t)
-    assert shared.ctypes.data == np.asarray(t).ctypes.data
+    taken = np.from_dlpack(t)
     del t
-    equal(shared, a)
+    equal(taken, a)
 
 
 class Exporter:
@@ -146,8 +166,106 @@ def test_dlpack_records_of_others_are_read():
     for fields in ({"lanes": 2}, {"code": 4, "bits": 16}, {"code": 3}):
         with pytest.raises(BufferError, match=r"^from_dlpack reads plain numbers; this is type code"):
             nm.from_dlpack(Exporter(t, **fields))
+    for bits in (10, 20, 65, 127):
+        with pytest.raises(BufferError, match=rf"^from_dlpack reads plain numbers; this is type code 2, {bits} bits"):
+            nm.from_dlpack(Exporter(t, bits=bits))
     with pytest.raises(nm.error, match=r"^asarray: unsupported typestr"):
         nm.from_dlpack(Exporter(t, bits=16))
+    with pytest.raises(BufferError, match=r"^a DLPack record has a rank of -1$"):
+        nm.from_dlpack(Exporter(t, ndim=-1))
+    for device in (2, 10, 16):
+        with pytest.raises(BufferError, match=rf"^from_dlpack reads the CPU's memory; this is device \({device}, 0\)$"):
+            nm.from_dlpack(Exporter(t, device_type=device))
+    equal(nm.from_dlpack(Exporter(t, device_type=3)), t)
+    with pytest.raises(nm.error, match=r"^asarray: __array_interface__ gives a null data address$"):
+        nm.from_dlpack(Exporter(t, data=None, byte_offset=8))
+
+
+class VersionedExporter:
+    """A tensor's capsule of version 1 with fields of its record changed."""
+
+    def __init__(self, tensor, **fields):
+        self._tensor, self._fields = tensor, fields
+
+    def __dlpack__(self, *, max_version):
+        capsule = self._tensor.__dlpack__(max_version=max_version)
+        for name, value in self._fields.items():
+            setattr(versioned(capsule), name, value)
+        return capsule
+
+
+def versioned(capsule):
+    return _dlpack._Versioned.from_address(_dlpack._pointer_of(capsule, b"dltensor_versioned"))
+
+
+def test_dlpack_records_of_version_1_are_read():
+    a = integers((2, 3), "complex128")
+    t = nm.asarray(a)
+    references = sys.getrefcount(t)
+    equal(nm.from_dlpack(VersionedExporter(t)), a)
+    equal(nm.from_dlpack(VersionedExporter(t, minor=7, flags=0)), a)
+    with pytest.raises(BufferError, match=r"^from_dlpack reads records of version 1, not 2$"):
+        nm.from_dlpack(VersionedExporter(t, major=2))
+    assert sys.getrefcount(t) == references
+
+
+READ_ONLY, IS_COPIED = 1, 2
+
+
+@pytest.mark.parametrize("dtype", ["float64", "complex128"])
+@pytest.mark.parametrize("version", [(1, 0), (1, 1), (2, 0)])
+def test_dlpack_of_version_1_lends_the_buffer_read_only(dtype, version):
+    t = nm.asarray(integers((2, 3), dtype))
+    references = sys.getrefcount(t)
+    for copy in (None, False):
+        capsule = t.__dlpack__(max_version=version, copy=copy)
+        record = versioned(capsule)
+        assert (record.major, record.minor, record.flags) == (1, 0, READ_ONLY)
+        lent = record.tensor
+        assert lent.data == t.__array_interface__["data"][0]
+        assert (lent.device_type, lent.device_id, lent.ndim, lent.lanes) == (1, 0, 2, 1)
+        assert (lent.code, lent.bits) == ((2, 64) if dtype == "float64" else (5, 128))
+        assert (lent.shape[:2], bool(lent.strides), lent.byte_offset) == ([2, 3], False, 0)
+        assert sys.getrefcount(t) == references + 1
+        del capsule
+        assert sys.getrefcount(t) == references
+
+
+def test_a_consumer_of_version_1_deletes_what_it_took_over():
+    t = nm.ones((2, 3))
+    references = sys.getrefcount(t)
+    capsule = t.__dlpack__(max_version=(1, 0))
+    record = versioned(capsule)
+    ctypes.pythonapi.PyCapsule_SetName(ctypes.py_object(capsule), b"used_dltensor_versioned")
+    del capsule
+    assert sys.getrefcount(t) == references + 1
+    ctypes.PYFUNCTYPE(None, ctypes.c_void_p)(record.deleter)(ctypes.addressof(record))
+    assert sys.getrefcount(t) == references
+
+
+def test_what_a_consumer_may_write_to_is_a_copy():
+    t = nm.asarray(integers((2, 3)))
+    before = t.tolist()
+    references = sys.getrefcount(t)
+    capsules = [t.__dlpack__(), t.__dlpack__(copy=True), t.__dlpack__(max_version=(0, 8)), t.__dlpack__(stream=None)]
+    records = [_dlpack._DLTensor.from_address(_dlpack._pointer_of(each, b"dltensor")) for each in capsules]
+    capsules.append(t.__dlpack__(max_version=(1, 0), copy=True))
+    assert versioned(capsules[-1]).flags == IS_COPIED
+    records.append(versioned(capsules[-1]).tensor)
+    assert sys.getrefcount(t) == references
+    for record in records:
+        assert record.shape[:2] == [2, 3]
+        elements = (ctypes.c_double * 6).from_address(record.data)
+        assert list(elements) == sum(before, [])
+        elements[0] = 99.0
+    assert t.tolist() == before
+    for version in (None, (0, 8)):
+        with pytest.raises(BufferError) as failure:
+            t.__dlpack__(copy=False, max_version=version)
+        assert str(failure.value) == (
+            "a Tensor is immutable: without a copy it is lent read-only, to consumers that pass"
+            " max_version=(1, 0) or later"
+        )
 
 
 def test_dlpack_copies_when_asked_and_refuses_other_devices():
