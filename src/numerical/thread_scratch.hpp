@@ -5,6 +5,7 @@
 #include "numerical/storage.hpp"
 
 #include <cstddef>
+#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -13,15 +14,16 @@ namespace numerical::detail {
 // Elements of any value, for the length of a scope. They are taken from what the thread keeps and
 // given back, so that only a thread's first and its larger ones allocate; a second one, made on the
 // same thread while this one is there, finds nothing kept and makes its own. Meant for tiles of at
-// most some dozens of KiB, as each thread keeps its largest.
+// most some hundred KiB, as each thread keeps its largest.
 template <class T>
 class thread_scratch
 {
 public:
     explicit thread_scratch(std::size_t count) : home(kept()), buffer(std::exchange(home, {}))
     {
-        if (buffer.size() < count)
-            buffer = uninitialized<T>(count);
+        const std::size_t need = count + line / sizeof(T);
+        if (buffer.size() < need)
+            buffer = uninitialized<T>(need);
     }
 
     thread_scratch(const thread_scratch&) = delete;
@@ -29,9 +31,15 @@ public:
 
     ~thread_scratch() { home = std::move(buffer); }
 
-    T* data() { return buffer.data(); }
+    // On a line of 64 bytes.
+    T* data()
+    {
+        const auto address = reinterpret_cast<std::uintptr_t>(buffer.data());
+        return reinterpret_cast<T*>((address + line - 1) & ~(line - 1));
+    }
 
 private:
+    static constexpr std::size_t line = 64;
     std::vector<T>& home;
     std::vector<T> buffer;
 

@@ -8,6 +8,7 @@
 #include "numerical/stacks/lane_kernels.hpp"
 #include "numerical/stacks/matrix_stack.hpp"
 #include "numerical/stacks/stack_error.hpp"
+#include "numerical/thread_scratch.hpp"
 
 #include <algorithm>
 #include <complex>
@@ -47,9 +48,9 @@ void run_in_lanes(const lane_job& job, std::size_t count, const matrix_stack<T>&
             bs[l] = reinterpret_cast<const double*>(b.at(first + lane));
             outs[l] = reinterpret_cast<double*>(place(first + lane));
         }
-        alignas(64) double scratch[lane_scratch * most_lanes * sizeof(T) / sizeof(double)];
-        const unsigned distrusted =
-            job.kernel({job.rows, job.cols, job.depth, as, bs, outs, scratch});
+        thread_scratch<T> scratch(lane_scratch * most_lanes);
+        const unsigned distrusted = job.kernel({job.rows, job.cols, job.depth, as, bs, outs,
+                                                reinterpret_cast<double*>(scratch.data())});
         for (std::size_t l = 0; l < live; ++l)
             finish(first + l, (distrusted >> l & 1U) == 0);
     };
