@@ -78,7 +78,7 @@ def used():
 
 for _ in range(2):
     for name in sorted(sys.modules):
-        if name.startswith("numerical.") and not name.endswith("._numerical"):
+        if name.startswith("numerical.") and not name.endswith(("._numerical", "._native")):
             importlib.reload(sys.modules[name])
             used()
     importlib.reload(nm)
