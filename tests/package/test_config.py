@@ -257,13 +257,14 @@ def test_threadpoolctl_is_told_of_us_if_it_can_be(monkeypatch):
     assert not _config.register_with_threadpoolctl()
 
 
-def test_import_is_light():
-    heavy = in_fresh_process(
-        "import sys, numerical; print([m for m in ('numpy', 'typing', 'ctypes', 're') if m in sys.modules])"
-    )
-    assert heavy == "[]\n"
+IMPORTED = """
+import sys
+before = set(sys.modules)
+import numerical
+print(*sorted(name for name in set(sys.modules) - before if not name.startswith("numerical")))
+"""
 
 
-def test_import_takes_under_five_milliseconds():
-    program = "import time; s = time.process_time(); import numerical; print(time.process_time() - s)"
-    assert min(float(in_fresh_process(program)) for _ in range(10)) < 0.005
+def test_import_loads_little_beside_the_package():
+    imported = {name.split(".")[0] for name in in_fresh_process(IMPORTED).split()}
+    assert imported <= {"_operator", "importlib", "math", "operator", "warnings"}

@@ -4,7 +4,7 @@ They run on the module of build/release, or of the build directory in $NUMERICAL
 
     ninja -C build/release _numerical
     /usr/bin/python3 -m pytest tests/python
-    NUMERICAL_BUILD=build/emulated /usr/bin/python3 -m pytest tests/python
+    NUMERICAL_BUILD=build/release/emulated /usr/bin/python3 -m pytest tests/python
 """
 
 import os

@@ -1,5 +1,6 @@
 """What several test files share."""
 
+import ctypes
 import functools
 import operator
 import os
@@ -34,19 +35,35 @@ def runs_out_of_memory(function, *arguments):
     return ADDRESS_SANITIZER or error_of(function, *arguments)[0] is MemoryError
 
 
+class Heap(ctypes.Structure):
+    _fields_ = [(name, ctypes.c_size_t) for name in [
+        "arena", "ordblks", "smblks", "hblks", "hblkhd", "usmblks", "fsmblks", "uordblks",
+        "fordblks", "keepcost"]]
+
+
+heap = ctypes.CDLL(None).mallinfo2
+heap.restype = Heap
+
+
+def bytes_in_use():
+    """What the C library's heap and mappings hold, in every arena."""
+    now = heap()
+    return now.uordblks + now.hblkhd
+
+
 def numerical_error(text):
     return _numerical.error, text
 
 
-def run_python(script, *arguments, timeout=60):
+def run_python(script, *arguments):
     """A fresh interpreter that has the module's folder on its path."""
     prelude = f"import sys; sys.path.insert(0, {str(MODULE_FOLDER)!r})\n"
     return subprocess.run([sys.executable, "-c", prelude + script, *map(str, arguments)],
-                          capture_output=True, text=True, timeout=timeout)
+                          capture_output=True, text=True)
 
 
-def output_of(script, *arguments, timeout=60):
-    done = run_python(script, *arguments, timeout=timeout)
+def output_of(script, *arguments):
+    done = run_python(script, *arguments)
     assert (done.returncode, done.stderr) == (0, "")
     return done.stdout
 

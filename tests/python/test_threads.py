@@ -169,30 +169,38 @@ def test_no_thread_starts_before_a_loop_wants_two():
 
 # --- the end of the interpreter ------------------------------------------------------------------
 
-# The main thread leaves while a daemon thread is in a call. The C library then sleeps for a while
-# in an exit handler, on_exit(sleep), which is called with the exit status, so that the thread is
-# sure to come back to an interpreter that has ended.
+# The main thread leaves while daemon threads are in calls: each has made its first, and the main
+# thread gets the lock to go on when another call gives it up. The C library then sleeps for a while
+# in an exit handler, on_exit(sleep), which is called with the exit status, so that threads come
+# back to an interpreter that has ended. A busy machine sees fewer of them, and fails by none.
 EXIT = """
-import ctypes, sys, threading, time
+import ctypes, sys, threading
 import _numerical as m
 
 def work():
 {work}
 
-def forever():
-    started.set()
-    while True:
-        try:
-            work()
-        except m.error:
-            pass
+def call():
+    try:
+        work()
+    except m.error:
+        pass
+    calls.release()
 
-started = threading.Event()
+def forever():
+    call()
+    started.wait()
+    while True:
+        call()
+
+started = threading.Barrier(4)
+calls = threading.Semaphore(0)
 threads = [threading.Thread(target=forever, daemon=True) for _ in range(3)]
 for thread in threads:
     thread.start()
 started.wait()
-time.sleep(0.2)
+for _ in range(3 + 12):
+    calls.acquire()
 libc = ctypes.CDLL(None)
 libc.on_exit(libc.sleep, None)
 sys.exit(1)

@@ -5,7 +5,7 @@
 #include "numerical/runtime/topology.hpp"
 
 #include <atomic>
-#include <chrono>
+#include <condition_variable>
 #include <gtest/gtest.h>
 #include <mutex>
 #include <set>
@@ -37,21 +37,18 @@ using namespace numerical::detail;
 
 constexpr std::size_t heavy = 1 << 20; // work that warrants every worker
 
-// Threads that took part in a loop whose indices wait until so many have come, or for a while.
+// Threads that took part in a loop whose indices wait until so many have come: if one sits out, the
+// loop has no end, however fast or busy the machine.
 std::set<std::thread::id> participants(std::size_t awaited)
 {
     std::mutex mutex;
     std::set<std::thread::id> seen;
-    std::atomic<std::size_t> count{0};
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    std::condition_variable arrived;
     parallel_for(4 * awaited, heavy, [&](std::size_t) {
-        {
-            const std::lock_guard lock(mutex);
-            seen.insert(std::this_thread::get_id());
-            count = seen.size();
-        }
-        while (count < awaited && std::chrono::steady_clock::now() < end)
-            std::this_thread::yield();
+        std::unique_lock lock(mutex);
+        if (seen.insert(std::this_thread::get_id()).second)
+            arrived.notify_all();
+        arrived.wait(lock, [&] { return seen.size() >= awaited; });
     });
     return seen;
 }
