@@ -16,8 +16,10 @@ public:
         : former(numerical::detail::gemm_path_cap().exchange(static_cast<unsigned char>(code)))
     {
     }
+
     path_limit(const path_limit&) = delete;
     path_limit& operator=(const path_limit&) = delete;
+
     ~path_limit() { numerical::detail::gemm_path_cap() = former; }
 
 private:
@@ -31,15 +33,17 @@ public:
         : former(numerical::detail::thread_cap().exchange(threads))
     {
     }
+
     thread_limit(const thread_limit&) = delete;
     thread_limit& operator=(const thread_limit&) = delete;
+
     ~thread_limit() { numerical::detail::thread_cap() = former; }
 
 private:
     std::size_t former;
 };
 
-// The path codes that this machine, or an emulated build, can run.
+// The path codes that this machine, or an emulated program, can run.
 inline std::vector<int> available_paths()
 {
     std::vector<int> paths{numerical::detail::portable_path};

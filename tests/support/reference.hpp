@@ -10,13 +10,11 @@
 namespace test {
 
 template <class T>
-using wide =
-    std::conditional_t<std::is_same_v<T, double>, long double, std::complex<long double>>;
+using wide = std::conditional_t<std::is_same_v<T, double>, long double, std::complex<long double>>;
 
 // C + A·B, summed in long double and rounded once.
 template <class T>
-numerical::matrix<T> reference_product(const numerical::matrix<T>& a,
-                                       const numerical::matrix<T>& b)
+numerical::matrix<T> reference_product(const numerical::matrix<T>& a, const numerical::matrix<T>& b)
 {
     numerical::matrix<T> c(a.rows, b.cols, std::vector<T>(a.rows * b.cols));
     std::vector<wide<T>> row(b.cols);
