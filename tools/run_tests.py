@@ -1,15 +1,18 @@
-"""Builds what a stage of the tests needs, runs it, and ends with a plain count.
+"""Builds what the stages of the tests need, runs them, and ends with a plain count.
 
     unit       the core's own tests, release build
-    checks     what no test program can see: include directions, kernel objects, symbols
+    checks     what no test program can see: structure and form of the sources, kernel objects,
+               symbols, citations
     python     the module and the package, release build
     packaging  wheel, install, a C++ user's program
-    emulated   unit tests with the AVX-512 kernels built on emulated intrinsics, and the
-               module's tests that reach them
-    asan       unit and module tests under the address and undefined-behaviour sanitizers
+    emulated   the tests that reach the AVX-512 kernels, built on emulated intrinsics
+    asan       unit and module tests under the address sanitizer
+    ubsan      unit tests under clang's undefined-behaviour sanitizer
     tsan       under the thread sanitizer, what runs on several threads
 
-A stage's programs run side by side, one on each processor; each prints its output when it ends.
+Builds follow one another in a thread of their own, each beside the tests of the builds before it.
+Test programs run side by side, one on each processor, the largest of a stage first; each tells its
+count and its processor time when it ends, and what it printed if it failed.
 """
 
 import argparse
@@ -24,42 +27,66 @@ import shutil
 import subprocess
 import sys
 import tempfile
-import time
 import xml.etree.ElementTree as xml
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
+PROCESSORS = len(os.sched_getaffinity(0))
+
 
 @dataclasses.dataclass
 class Count:
     passed: int = 0
     failed: int = 0
     skipped: int = 0
+    seconds: float = 0.0  # of processor time
 
-    def add(self, other: "Count") -> None:
-        self.passed += other.passed
-        self.failed += other.failed
-        self.skipped += other.skipped
+    def __add__(self, other: "Count") -> "Count":
+        return Count(
+            self.passed + other.passed, self.failed + other.failed,
+            self.skipped + other.skipped, self.seconds + other.seconds,
+        )  # fmt: skip
+
+    def __str__(self) -> str:
+        return f"{self.passed} passed, {self.failed} failed, {self.skipped} skipped"
 
 
-def build(preset: str) -> None:
-    subprocess.run(
+@dataclasses.dataclass
+class Finished:
+    status: int
+    output: str
+    seconds: float
+
+
+def run(command: list[str], environment: dict[str, str], aloud: bool = False) -> Finished:
+    """Processor time, as the wall clock tells more of the machine's other work than of this one."""
+    with tempfile.TemporaryFile() as output:
+        process = subprocess.Popen(
+            command, cwd=ROOT, env={**os.environ, **environment}, stdin=subprocess.DEVNULL,
+            stdout=None if aloud else output, stderr=None if aloud else subprocess.STDOUT,
+        )  # fmt: skip
+        _, status, usage = os.wait4(process.pid, 0)
+        process.returncode = os.waitstatus_to_exitcode(status)
+        output.seek(0)
+        text = output.read().decode(errors="replace")
+    return Finished(process.returncode, text, usage.ru_utime + usage.ru_stime)
+
+
+# --- what is built -------------------------------------------------------------------------------
+def build(preset: str, targets: tuple[str, ...], aloud: bool) -> Finished:
+    """Configures and builds; aloud shows the progress where nothing else prints meanwhile."""
+    configured = run(
         ["cmake", "--preset", preset, "--log-level=WARNING",
-         f"-DPython3_EXECUTABLE={sys.executable}"],
-        cwd=ROOT, check=True, stdout=subprocess.DEVNULL,
+         f"-DPython3_EXECUTABLE={sys.executable}"], {},
     )  # fmt: skip
-    subprocess.run(["cmake", "--build", f"build/{preset}"], cwd=ROOT, check=True)
+    if configured.status != 0:
+        return configured
+    done = run(["cmake", "--build", f"build/{preset}", "--target", *targets], {}, aloud)
+    done.seconds += configured.seconds
+    print(f"  built {preset}: {' '.join(targets)} ({done.seconds:.0f} s)", flush=True)
+    return done
 
 
-def ctest_commands(preset: str, wanted) -> list[tuple[str, list[str]]]:
-    """Name and command of the registered tests whose name `wanted` accepts."""
-    shown = subprocess.run(
-        ["ctest", "--show-only=json-v1"], cwd=ROOT / "build" / preset, check=True,
-        capture_output=True, text=True,
-    ).stdout  # fmt: skip
-    tests = json.loads(shown)["tests"]
-    return [(test["name"], test["command"]) for test in tests if wanted(test["name"])]
-
-
+# --- what is run ---------------------------------------------------------------------------------
 def counted_by_googletest(report: pathlib.Path) -> Count:
     result = json.loads(report.read_text())
     cases = [case for suite in result["testsuites"] for case in suite["testsuite"]]
@@ -67,76 +94,79 @@ def counted_by_googletest(report: pathlib.Path) -> Count:
     return Count(result["tests"] - result["failures"] - skipped, result["failures"], skipped)
 
 
-def run_command(name: str, command: list[str], environment: dict[str, str]) -> Count:
-    """Runs a test program; without a report of its own it counts as one test."""
-    with tempfile.TemporaryDirectory() as folder:
-        report = pathlib.Path(folder) / "report.json"
-        start = time.monotonic()
-        done = subprocess.run(
-            command, cwd=ROOT, capture_output=True, text=True, errors="replace",
-            env={**os.environ, **environment, "GTEST_OUTPUT": f"json:{report}"},
-        )  # fmt: skip
-        count = counted_by_googletest(report) if report.exists() else Count()
-    if done.returncode != 0:
-        print((done.stdout + done.stderr)[-8000:])
+def counted_by_pytest(report: pathlib.Path) -> Count:
+    suite = xml.parse(report).getroot().find("testsuite")
+    total, skipped = int(suite.get("tests")), int(suite.get("skipped"))
+    failed = int(suite.get("failures")) + int(suite.get("errors"))
+    return Count(max(total - failed - skipped, 0), failed, skipped)
+
+
+def report_of(name: str, done: Finished, count: Count) -> Count:
+    """A program that ended badly has failed, whatever it counted; one without a count is a test."""
+    if done.status != 0:
         count.failed = max(count.failed, 1)
     elif count == Count():
         count.passed = 1
-    print(f"  {name}: {count.passed} passed, {count.failed} failed"
-          f" ({time.monotonic() - start:.1f} s)", flush=True)  # fmt: skip
+    count.seconds = done.seconds
+    said = "" if count.failed == 0 else "\n" + done.output[-8000:]
+    print(f"  {name}: {count.passed} passed, {count.failed} failed ({done.seconds:.1f} s){said}",
+          flush=True)  # fmt: skip
     return count
 
 
-def run_pytest(preset: str, tests: list[str], environment: dict[str, str]) -> Count:
-    with tempfile.TemporaryDirectory() as scratch:
-        report = pathlib.Path(scratch) / "report.xml"
-        start = time.monotonic()
-        done = subprocess.run(
-            [sys.executable, "-m", "pytest", "-q", *tests, f"--junitxml={report}"], cwd=ROOT,
-            capture_output=True, text=True, errors="replace",
-            env={**os.environ, "NUMERICAL_BUILD": str(ROOT / "build" / preset), **environment},
-        )  # fmt: skip
-        if done.returncode != 0:
-            print((done.stdout + done.stderr)[-8000:])
-        if not report.exists():
-            return Count(failed=1)
-        suite = xml.parse(report).getroot().find("testsuite")
-    total, skipped = int(suite.get("tests")), int(suite.get("skipped"))
-    failed = int(suite.get("failures")) + int(suite.get("errors"))
-    if done.returncode not in (0, 1):
-        failed = max(failed, 1)
-    count = Count(max(total - failed - skipped, 0), failed, skipped)
-    print(f"  {' '.join(tests)}: {count.passed} passed, {count.failed} failed"
-          f" ({time.monotonic() - start:.1f} s)", flush=True)  # fmt: skip
-    return count
+def run_program(label: str, command: list[str], environment: dict[str, str]) -> Count:
+    with tempfile.TemporaryDirectory() as folder:
+        report = pathlib.Path(folder) / "report.json"
+        done = run(command, {**environment, "GTEST_OUTPUT": f"json:{report}"})
+        count = counted_by_googletest(report) if report.exists() else Count()
+    return report_of(label, done, count)
+
+
+def run_pytest(label: str, preset: str, test: str, environment: dict[str, str]) -> Count:
+    with tempfile.TemporaryDirectory() as folder:
+        report = pathlib.Path(folder) / "report.xml"
+        done = run(
+            [sys.executable, "-m", "pytest", "-q", test, f"--junitxml={report}"],
+            {"NUMERICAL_BUILD": str(ROOT / "build" / preset), **environment},
+        )
+        count = counted_by_pytest(report) if report.exists() else Count(failed=1)
+    return report_of(label, done, count)
 
 
 Job = collections.abc.Callable[[], Count]
 
 
-def together(jobs: list[Job]) -> Count:
-    """Runs the jobs in their order, as many at once as there are processors."""
-    count = Count()
-    with concurrent.futures.ThreadPoolExecutor(len(os.sched_getaffinity(0))) as pool:
-        for result in pool.map(lambda job: job(), jobs):
-            count.add(result)
-    return count
+def registered_tests(preset: str) -> list[tuple[str, list[str]]]:
+    """Name and command of each test that CMake knows and has built the program of."""
+    shown = subprocess.run(
+        ["ctest", "--show-only=json-v1"], cwd=ROOT / "build" / preset, check=True,
+        capture_output=True, text=True,
+    ).stdout  # fmt: skip
+    tests = json.loads(shown)["tests"]
+    return [(test["name"], test["command"]) for test in tests if "command" in test]
 
 
-def unit_jobs(preset: str, environment: dict[str, str], filter_of=lambda name: "*") -> list[Job]:
+def jobs_of(stage: str, preset: str, prefix: str, environment: dict[str, str] | None = None,
+            filter_of=lambda name: "*") -> list[Job]:  # fmt: skip
+    """The registered tests with the prefix, the largest program first."""
+    tests = [test for test in registered_tests(preset) if test[0].startswith(prefix)]
+    tests.sort(key=lambda test: -pathlib.Path(test[1][0]).stat().st_size)
     return [
         functools.partial(
-            run_command, name, command, {**environment, "GTEST_FILTER": filter_of(name)}
+            run_program, f"{stage} {name.removeprefix(prefix)}", command,
+            {**(environment or {}), "GTEST_FILTER": filter_of(name)},
         )
-        for name, command in ctest_commands(preset, lambda name: name.startswith("unit_"))
-    ]
+        for name, command in tests
+    ]  # fmt: skip
 
 
-def pytest_jobs(preset: str, pattern: str, environment: dict[str, str]) -> list[Job]:
+def pytest_jobs(stage: str, preset: str, pattern: str,
+                environment: dict[str, str] | None = None) -> list[Job]:  # fmt: skip
     """A process for each file: what one does to the process, another doesn't see."""
+    files = [str(path.relative_to(ROOT)) for path in sorted(ROOT.glob(pattern))]
     return [
-        functools.partial(run_pytest, preset, [str(path.relative_to(ROOT))], environment)
-        for path in sorted(ROOT.glob(pattern))
+        functools.partial(run_pytest, f"{stage} {file}", preset, file, environment or {})
+        for file in files
     ]
 
 
@@ -149,76 +179,104 @@ def preloaded(*libraries: str) -> str:
     return ":".join(found)
 
 
-def stage_unit() -> Count:
-    build("release")
-    return together(unit_jobs("release", {}))
+# --- the stages ----------------------------------------------------------------------------------
+def unit() -> list[Job]:
+    return jobs_of("unit", "release", "unit_")
 
 
-def stage_checks() -> Count:
-    build("release")
-    commands = ctest_commands("release", lambda name: not name.startswith("unit_"))
-    return together([functools.partial(run_command, *command, {}) for command in commands])
+def checks() -> list[Job]:
+    return jobs_of("checks", "release", "check_")
 
 
-def stage_python() -> Count:
-    build("release")
-    return together(pytest_jobs("release", "tests/python/test_*.py", {})
-                    + pytest_jobs("release", "tests/package/test_*.py", {}))  # fmt: skip
+def python() -> list[Job]:
+    return (pytest_jobs("python", "release", "tests/package/test_*.py")
+            + pytest_jobs("python", "release", "tests/python/test_*.py"))  # fmt: skip
 
 
-def stage_packaging() -> Count:
-    build("release")
-    return together(pytest_jobs("release", "tests/packaging/test_*.py", {}))
+def packaging() -> list[Job]:
+    return pytest_jobs("packaging", "release", "tests/packaging/test_*.py")
 
 
-def stage_emulated() -> Count:
-    build("emulated")
-    reach_kernels = ("eigh", "einsum", "factorizations", "least_squares", "linear_systems",
-                     "settings", "svd", "threads")  # fmt: skip
-    jobs = unit_jobs("emulated", {})
-    for family in reach_kernels:
-        jobs += pytest_jobs("emulated", f"tests/python/test_{family}.py", {})
-    return together(jobs)
+def emulated() -> list[Job]:
+    families = ("eigh", "einsum", "factorizations", "least_squares", "linear_systems", "settings",
+                "svd", "threads")  # fmt: skip
+    jobs = jobs_of("emulated", "release", "emulated_")
+    for family in families:
+        jobs += pytest_jobs("emulated", "release/emulated", f"tests/python/test_{family}.py")
+    return jobs
 
 
-def stage_asan() -> Count:
-    build("asan")
-    options = {"ASAN_OPTIONS": "allocator_may_return_null=1", "UBSAN_OPTIONS": "print_stacktrace=1"}
+def asan() -> list[Job]:
+    options = {"ASAN_OPTIONS": "allocator_may_return_null=1"}
     under_python = {
-        **options,
         "ASAN_OPTIONS": "detect_leaks=0:allocator_may_return_null=1",
+        "UBSAN_OPTIONS": "print_stacktrace=1",
         "LD_PRELOAD": preloaded("libasan.so", "libstdc++.so"),
         "PYTHONMALLOC": "malloc",
     }
-    return together(unit_jobs("asan", options)
-                    + pytest_jobs("asan", "tests/python/test_*.py", under_python))  # fmt: skip
+    return (jobs_of("asan", "asan", "unit_", options)
+            + pytest_jobs("asan", "asan", "tests/python/test_*.py", under_python))  # fmt: skip
 
 
-def stage_tsan() -> Count:
+def ubsan() -> list[Job]:
+    return jobs_of("ubsan", "ubsan", "unit_", {"UBSAN_OPTIONS": "print_stacktrace=1"})
+
+
+def tsan() -> list[Job]:
     """Everything of the pool and the products; of the others what compares thread counts."""
-    build("tsan")
     whole = {"unit_runtime", "unit_gemm"}
     under_python = {
         "TSAN_OPTIONS": "die_after_fork=0 ignore_noninstrumented_modules=1",
         "LD_PRELOAD": preloaded("libtsan.so"),
     }
-    return together(
-        unit_jobs("tsan", {"TSAN_OPTIONS": "die_after_fork=0"},
-                  lambda name: "*" if name in whole else "*thread*:*64_cores*")
-        + pytest_jobs("tsan", "tests/python/test_threads.py", under_python)
-    )  # fmt: skip
+    return jobs_of(
+        "tsan", "tsan", "unit_", {"TSAN_OPTIONS": "die_after_fork=0"},
+        lambda name: "*" if name in whole else "*thread*:*64_cores*",
+    ) + pytest_jobs("tsan", "tsan", "tests/python/test_threads.py", under_python)  # fmt: skip
+
+
+@dataclasses.dataclass(frozen=True)
+class Stage:
+    jobs: collections.abc.Callable[[], list[Job]]
+    preset: str
+    targets: tuple[str, ...] = ("all",)
 
 
 STAGES = {
-    "unit": stage_unit,
-    "checks": stage_checks,
-    "python": stage_python,
-    "packaging": stage_packaging,
-    "emulated": stage_emulated,
-    "asan": stage_asan,
-    "tsan": stage_tsan,
+    "unit": Stage(unit, "release"),
+    "checks": Stage(checks, "release"),
+    "python": Stage(python, "release"),
+    "packaging": Stage(packaging, "release"),
+    "emulated": Stage(emulated, "release", ("all", "emulated")),
+    "asan": Stage(asan, "asan"),
+    "ubsan": Stage(ubsan, "ubsan", ("unit",)),
+    "tsan": Stage(tsan, "tsan"),
 }
 DEFAULT_STAGES = ["unit", "checks", "python", "packaging"]
+
+
+def run_stages(names: list[str]) -> dict[str, Count]:
+    """Starts each stage's jobs when its build is done, and gives each stage's count."""
+    builder = concurrent.futures.ThreadPoolExecutor(1)
+    runners = concurrent.futures.ThreadPoolExecutor(PROCESSORS)
+    wanted = dict.fromkeys((STAGES[name].preset, STAGES[name].targets) for name in names)
+    builds = {
+        (preset, targets): builder.submit(build, preset, targets, aloud=first == 0)
+        for first, (preset, targets) in enumerate(wanted)
+    }
+    started = {}
+    counts = dict.fromkeys(names, Count())
+    for name in names:
+        stage = STAGES[name]
+        built = builds[stage.preset, stage.targets].result()
+        if built.status == 0:
+            started[name] = [runners.submit(job) for job in stage.jobs()]
+        else:
+            print(f"  {name}: could not be built\n{built.output[-8000:]}", flush=True)
+            counts[name] = Count(failed=1)
+    for name, jobs in started.items():
+        counts[name] = sum((job.result() for job in jobs), Count())
+    return counts
 
 
 def main() -> int:
@@ -234,24 +292,13 @@ def main() -> int:
 
     if shutil.which("ccache"):  # read by every configuration from here on, the wheel's too
         os.environ.setdefault("CMAKE_CXX_COMPILER_LAUNCHER", "ccache")
-    total = Count()
-    failed_stages = []
-    for stage in STAGES if options.all else options.stages or DEFAULT_STAGES:
-        start = time.monotonic()
-        print(f"== {stage}", flush=True)
-        try:
-            count = STAGES[stage]()
-        except subprocess.CalledProcessError as error:
-            print(f"  could not build: {' '.join(map(str, error.cmd))}")
-            count = Count(failed=1)
-        total.add(count)
-        if count.failed:
-            failed_stages.append(stage)
-        print(f"== {stage}: {count.passed} passed, {count.failed} failed, {count.skipped} skipped"
-              f" ({time.monotonic() - start:.0f} s)", flush=True)  # fmt: skip
-    if failed_stages:
-        print("failed stages: " + ", ".join(failed_stages))
-    print(f"{total.passed} passed, {total.failed} failed, {total.skipped} skipped")
+        # As ccache's manual asks for where headers are precompiled.
+        os.environ.setdefault("CCACHE_SLOPPINESS", "pch_defines,time_macros,include_file_mtime")
+    counts = run_stages(list(STAGES) if options.all else options.stages or DEFAULT_STAGES)
+    for name, count in counts.items():
+        print(f"{name:<10} {count} ({count.seconds:.0f} s)")
+    total = sum(counts.values(), Count())
+    print(total)
     return 1 if total.failed else 0
 
 

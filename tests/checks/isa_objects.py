@@ -1,11 +1,10 @@
 """The objects of the core: each holds the instructions of its own prefix and no others.
 
-    isa_objects.py [--emulated] OBJECT...
+    isa_objects.py OBJECT...
 
 An object built for more than the baseline may offer no weak symbol either: the linker keeps one
 copy of those for everybody, and might keep this one. The loops of the tiles move no vector to or
-from the stack, which would cost them a third of their speed. With --emulated the AVX-512 objects are plain C++ and
-are passed over.
+from the stack, which would cost them a third of their speed.
 """
 
 import re
@@ -144,10 +143,7 @@ def faults(path):
 
 
 def main():
-    emulated = "--emulated" in sys.argv
     objects = [Path(name) for name in sys.argv[1:] if name.endswith(".o")]
-    if emulated:
-        objects = [path for path in objects if not path.name.startswith("avx512_")]
     if not objects:
         sys.exit(__doc__)
     failed = False

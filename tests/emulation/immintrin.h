@@ -1,8 +1,8 @@
 #pragma once
 
 // The AVX-512F intrinsics that the kernels use, as plain C++ over eight doubles, so that the
-// avx512 sources run, with the same bits, on a machine without the instructions. Built in place of
-// the compiler's header with -DNUMERICAL_EMULATED_AVX512=ON; an intrinsic that isn't here isn't
+// avx512 sources run, with the same bits, on a machine without the instructions. The emulated test
+// programs are built with it in place of the compiler's header; an intrinsic that isn't here isn't
 // used, and who needs another adds it.
 
 using __mmask8 = unsigned char;
