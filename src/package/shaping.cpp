@@ -54,6 +54,17 @@ tensor<T> permuted(const tensor<T>& a, const shape_list& order)
     return strided(a.data.data(), std::move(shape), strides);
 }
 
+template <class T>
+tensor<T> transposed_matrix(const tensor<T>& a)
+{
+    const std::size_t rows = a.shape[0];
+    const std::size_t cols = a.shape[1];
+    std::vector<T> data = detail::uninitialized<T>(a.data.size());
+    if (!data.empty())
+        detail::transpose_block(a.data.data(), cols, data.data(), rows, cols, rows);
+    return tensor<T>({cols, rows}, std::move(data));
+}
+
 shape_list reversed_order(std::size_t rank)
 {
     shape_list order(rank);
@@ -273,8 +284,14 @@ PyObject* permute_dims(const binding::call_arguments& call)
 
 PyObject* transposed(PyObject* self)
 {
-    return visit_self(self,
-                      [](const auto& a) { return permuted(a, reversed_order(a.shape.size())); });
+    const std::size_t rank = boundary::shape_of(value_of(self)).size();
+    if (rank < 2) { // the same tensor, which never changes
+        Py_INCREF(self);
+        return self;
+    }
+    if (rank == 2)
+        return visit_self(self, [](const auto& a) { return transposed_matrix(a); });
+    return visit_self(self, [rank](const auto& a) { return permuted(a, reversed_order(rank)); });
 }
 
 PyObject* matrix_transposed(PyObject* self)

@@ -136,6 +136,17 @@ bool read_ranges(PyObject* key, const shape_list& shape, detail::short_list<axis
     return true;
 }
 
+// A stretch of a vector.
+template <class T>
+PyObject* slice_of_vector(const tensor<T>& a, PyObject* slice)
+{
+    const axis_range range = range_of(slice, a.data.size());
+    const auto count = static_cast<std::size_t>(range.count);
+    if (range.step != 1)
+        return wrap(take(a, std::span(&range, 1)));
+    return wrap(tensor<T>({count}, detail::copy_of(a.data.data() + range.start, count)));
+}
+
 // What is asked for most often goes without reading keys into lists: ints and slices.
 template <class T>
 PyObject* item_of(const tensor<T>& a, PyObject* key)
@@ -147,6 +158,8 @@ PyObject* item_of(const tensor<T>& a, PyObject* key)
     if (a.shape.size() == 2 && PyTuple_CheckExact(key) && PyTuple_Size(key) == 2 &&
         read_int(PyTuple_GetItem(key, 0), first) && read_int(PyTuple_GetItem(key, 1), second))
         return element_at(a, first, second);
+    if (a.shape.size() == 1 && PySlice_Check(key))
+        return slice_of_vector(a, key);
     detail::short_list<axis_range> ranges(a.shape.size());
     return read_ranges(key, a.shape, ranges) ? taken(a, ranges.span()) : by_keys(a, key);
 }
