@@ -89,6 +89,20 @@ static inline __m512d _mm512_div_pd(__m512d a, __m512d b)
     return a;
 }
 
+static inline __m512d _mm512_sqrt_pd(__m512d a)
+{
+    for (int i = 0; i < 8; ++i)
+        a.lane[i] = __builtin_sqrt(a.lane[i]);
+    return a;
+}
+
+static inline __m512d _mm512_abs_pd(__m512d a)
+{
+    for (int i = 0; i < 8; ++i)
+        a.lane[i] = __builtin_fabs(a.lane[i]);
+    return a;
+}
+
 static inline __m512d _mm512_fmadd_pd(__m512d a, __m512d b, __m512d c)
 {
     for (int i = 0; i < 8; ++i)
@@ -110,6 +124,44 @@ static inline double _mm512_reduce_add_pd(__m512d v)
         for (int i = 0; i < half; ++i)
             v.lane[i] += v.lane[i + half];
     return v.lane[0];
+}
+
+// --- comparisons ---------------------------------------------------------------------------------
+
+// Those that the kernels ask for, by the codes of the instruction.
+constexpr int _CMP_EQ_OQ = 0x00;
+constexpr int _CMP_UNORD_Q = 0x03;
+constexpr int _CMP_GE_OQ = 0x1d;
+constexpr int _CMP_GT_OQ = 0x1e;
+
+static inline bool emulated_comparison(double a, double b, int which)
+{
+    switch (which) {
+    case _CMP_EQ_OQ:
+        return a == b;
+    case _CMP_UNORD_Q:
+        return __builtin_isunordered(a, b) != 0;
+    case _CMP_GE_OQ:
+        return a >= b;
+    default:
+        return a > b;
+    }
+}
+
+static inline __mmask8 _mm512_cmp_pd_mask(__m512d a, __m512d b, int which)
+{
+    unsigned mask = 0;
+    for (int i = 0; i < 8; ++i)
+        mask |= static_cast<unsigned>(emulated_comparison(a.lane[i], b.lane[i], which)) << i;
+    return static_cast<__mmask8>(mask);
+}
+
+// The lanes of b where the mask has a bit, those of a elsewhere.
+static inline __m512d _mm512_mask_blend_pd(__mmask8 mask, __m512d a, __m512d b)
+{
+    for (int i = 0; i < 8; ++i)
+        a.lane[i] = (mask >> i & 1) != 0 ? b.lane[i] : a.lane[i];
+    return a;
 }
 
 // --- lanes changing places -----------------------------------------------------------------------

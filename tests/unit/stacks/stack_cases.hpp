@@ -17,7 +17,9 @@
 #include <cstring>
 #include <functional>
 #include <gtest/gtest.h>
+#include <limits>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 namespace test {
@@ -106,32 +108,106 @@ struct operation
     std::function<std::size_t(std::size_t, std::size_t)> columns = [](auto, auto) { return 0; };
 };
 
-// The single calls on each place, put together as the stack's results are.
-template <class T>
-std::vector<double> one_by_one(std::size_t count, const matrix_stack<T>& a,
-                               const matrix_stack<T>& b, const operation<T>& operation)
+// What came of an operation on a stack: all its numbers, or the failure of one place.
+struct outcome
 {
-    results all_results;
-    for (std::size_t i = 0; i < count; ++i) {
-        const results of_place = operation.of_one(a.copy_of(i), b.copy_of(i));
-        all_results.resize(of_place.size());
-        for (std::size_t r = 0; r < of_place.size(); ++r)
-            all_results[r].insert(all_results[r].end(), of_place[r].begin(), of_place[r].end());
+    std::vector<double> numbers;
+    std::size_t failed_place = 0;
+    std::string failure; // class and text, empty if there was none
+
+    bool operator==(const outcome& other) const
+    {
+        return same_bits(numbers, other.numbers) && failed_place == other.failed_place &&
+               failure == other.failure;
     }
-    std::vector<double> all;
-    for (const auto& result : all_results)
-        all.insert(all.end(), result.begin(), result.end());
-    return all;
+};
+
+inline std::ostream& operator<<(std::ostream& out, const outcome& what)
+{
+    if (what.failure.empty())
+        return out << what.numbers.size() << " numbers " << testing::PrintToString(what.numbers);
+    return out << what.failure << " at place " << what.failed_place;
+}
+
+inline std::string class_and_text(const std::exception& error)
+{
+    return std::string(typeid(error).name()) + ": " + error.what();
 }
 
 template <class T>
-void expect_same_bits(std::size_t count, const matrix_stack<T>& a, const matrix_stack<T>& b,
-                      const operation<T>& operation)
+outcome outcome_of_stack(std::size_t count, const matrix_stack<T>& a, const matrix_stack<T>& b,
+                         const operation<T>& operation)
 {
-    EXPECT_TRUE(same_bits(operation.of_stack(count, a, b), one_by_one(count, a, b, operation)))
+    try {
+        return {operation.of_stack(count, a, b), 0, ""};
+    } catch (const numerical::stack_error& error) {
+        try {
+            std::rethrow_exception(error.cause());
+        } catch (const std::exception& cause) {
+            EXPECT_STREQ(error.what(), cause.what());
+            return {{}, error.index(), class_and_text(cause)};
+        }
+    }
+}
+
+// The single calls on each place, their results put together as the stack's are.
+template <class T>
+outcome outcome_one_by_one(std::size_t count, const matrix_stack<T>& a, const matrix_stack<T>& b,
+                           const operation<T>& operation)
+{
+    results all;
+    for (std::size_t i = 0; i < count; ++i)
+        try {
+            const results of_place = operation.of_one(a.copy_of(i), b.copy_of(i));
+            all.resize(of_place.size());
+            for (std::size_t r = 0; r < of_place.size(); ++r)
+                all[r].insert(all[r].end(), of_place[r].begin(), of_place[r].end());
+        } catch (const std::exception& error) {
+            return {{}, i, class_and_text(error)};
+        }
+    outcome whole;
+    for (const auto& result : all)
+        whole.numbers.insert(whole.numbers.end(), result.begin(), result.end());
+    return whole;
+}
+
+template <class T>
+void expect_same_outcome(std::size_t count, const matrix_stack<T>& a, const matrix_stack<T>& b,
+                         const operation<T>& operation)
+{
+    const outcome of_stack = outcome_of_stack(count, a, b, operation);
+    const outcome expected = outcome_one_by_one(count, a, b, operation);
+    EXPECT_TRUE(of_stack == expected)
         << operation.name << " of " << count << " matrices " << a.rows << " x " << a.cols
         << ", second operand " << b.rows << " x " << b.cols << ", path "
-        << numerical::detail::gemm_path_current();
+        << numerical::detail::gemm_path_current() << ": " << of_stack << " instead of " << expected;
+}
+
+// Stacks with one unusual entry, one unusual column, or unusual throughout.
+template <class T>
+std::vector<dense_stack<T>> unusual_stacks(std::size_t rows, std::size_t cols)
+{
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+    std::vector<dense_stack<T>> all;
+    for (const double value : {0.0, -0.0, 5e-324, -1e-310, 0x1p-420, 0x1p-1000, 0x1p410, 0x1p1000,
+                               0x1.8p1023, -infinity, nan}) {
+        auto entry = random_stack<T>(9, rows, cols, unsigned(rows));
+        entry.at(4)[rows * cols / 2] = value;
+        auto column = random_stack<T>(9, rows, cols, unsigned(rows) + 1);
+        for (std::size_t i = 0; i < rows; ++i)
+            column.at(2)[i * cols] *= value;
+        auto throughout = random_stack<T>(5, rows, cols, unsigned(rows) + 2);
+        for (T& x : throughout.data)
+            x *= value;
+        all.insert(all.end(), {entry, column, throughout});
+    }
+    auto integers = random_stack<T>(17, rows, cols, 0); // ties in size, and zeros of either sign
+    integers.data = integer_vector<T>(17 * rows * cols, unsigned(rows), 2);
+    for (T& x : integers.data)
+        x = x == T(0) && integers.data.size() % 2 == 0 ? -T(0) : x;
+    all.push_back(integers);
+    return all;
 }
 
 } // namespace test
