@@ -3,6 +3,7 @@
 #include "numerical/stacks/lane_cholesky.hpp"
 #include "numerical/stacks/lane_lu.hpp"
 #include "numerical/stacks/lane_product.hpp"
+#include "numerical/stacks/lane_qr.hpp"
 
 namespace numerical::detail {
 
@@ -15,6 +16,9 @@ const lane_kernels avx512_real_lanes{
     cholesky_in_lanes<real_number>,
     multiply_in_lanes<rounded, real_number>,
     multiply_in_lanes<fused, real_number>,
+    qr_in_lanes<rounded, rounded>,
+    qr_in_lanes<fused, rounded>,
+    qr_in_lanes<fused, fused>,
 };
 
 const lane_kernels avx512_complex_lanes{
@@ -25,6 +29,9 @@ const lane_kernels avx512_complex_lanes{
     lu_diagonal_in_lanes<complex_number>,
     cholesky_in_lanes<complex_number>,
     multiply_in_lanes<rounded, complex_number>,
+    nullptr,
+    nullptr,
+    nullptr,
     nullptr,
 };
 

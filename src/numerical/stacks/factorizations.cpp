@@ -2,6 +2,7 @@
 #include "numerical/errors.hpp"
 #include "numerical/factor/cholesky.hpp"
 #include "numerical/factor/qr.hpp"
+#include "numerical/gemm/gemm.hpp"
 #include "numerical/stacks/lane_groups.hpp"
 #include "numerical/stacks/stacks.hpp"
 
@@ -14,16 +15,32 @@ namespace numerical {
 using complex = std::complex<double>;
 using detail::first_failure;
 
+namespace {
+
+// The kernel that rounds sums as the products of the single call do, or null.
+template <class T>
+detail::lane_kernel qr_kernel(std::size_t rows, std::size_t cols)
+{
+    constexpr std::size_t least_bordered = 8; // columns from which Q is formed by tiles
+    if (cols == 0 || cols > rows || rows > detail::greatest_qr_rows)
+        return nullptr;
+    const detail::lane_kernels& kernels = detail::lane_kernels_for(T());
+    if (cols >= least_bordered)
+        return kernels.fused_qr;
+    return detail::worth_tiles(cols, cols, rows) ? kernels.fused_gram_qr : kernels.narrow_qr;
+}
+
+} // namespace
+
 template <class T>
 void stacks::cholesky(std::size_t count, const matrix_stack<T>& a, T* factors)
 {
     if (a.rows != a.cols)
         throw dimension_error("Cholesky decomposition requires a square matrix");
     const std::size_t n = a.rows;
-    const auto place = [&](std::size_t i) { return factors + i * n * n; };
     const auto one = [&](std::size_t i) {
         const cholesky_decomposition<T> decomposition(a.copy_of(i));
-        std::copy(decomposition.factors.begin(), decomposition.factors.end(), place(i));
+        std::copy(decomposition.factors.begin(), decomposition.factors.end(), factors + i * n * n);
     };
     first_failure failures;
     if (n != 0 && n <= detail::greatest_lane_order) {
@@ -32,8 +49,8 @@ void stacks::cholesky(std::size_t count, const matrix_stack<T>& a, T* factors)
             if (!trusted)
                 failures.attempt(i, [&] { one(i); });
         };
-        detail::run_in_lanes<T>({kernels.cholesky, kernels.width, n, n, n}, count, a, a, place,
-                                finish);
+        detail::run_in_lanes<T>({kernels.cholesky, kernels.width, n, n, n}, count, a, a,
+                                {factors, n * n}, finish);
     } else {
         detail::run_one_by_one(count, n * n * n / 4 + 512, failures, one);
     }
@@ -52,7 +69,17 @@ void stacks::qr(std::size_t count, const matrix_stack<T>& a, T* q, T* r)
         std::copy(thin.r.begin(), thin.r.end(), r + i * k * a.cols);
     };
     first_failure failures;
-    detail::run_one_by_one(count, a.rows * a.cols * k + 4096, failures, one);
+    if (const detail::lane_kernel kernel = qr_kernel<T>(a.rows, a.cols)) {
+        const auto finish = [&](std::size_t i, bool trusted) {
+            if (!trusted)
+                failures.attempt(i, [&] { one(i); });
+        };
+        const std::size_t width = detail::lane_kernels_for(T()).width;
+        detail::run_in_lanes<T>({kernel, width, a.rows, a.cols, a.cols}, count, a, a,
+                                {q, a.rows * k, r, k * a.cols}, finish);
+    } else {
+        detail::run_one_by_one(count, a.rows * a.cols * k + 4096, failures, one);
+    }
     failures.rethrow();
 }
 

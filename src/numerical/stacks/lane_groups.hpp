@@ -29,12 +29,30 @@ struct lane_job
     std::size_t depth;
 };
 
-// Calls the job's kernel for groups of matrices. place(i) is where the results of matrix i go, and
-// finish(i, trusted) is called after its kernel: if its lane isn't trusted they are to be made
-// otherwise. The idle lanes of a last group repeat its last matrix: they write the same once more.
-template <class T, class Place, class Finish>
+// Where the results of the places go, one after the other, `step` elements each; `second` may be
+// null.
+template <class T>
+struct lane_results
+{
+    T* first;
+    std::size_t step;
+    T* second = nullptr;
+    std::size_t second_step = 0;
+
+    T* at(std::size_t i) const { return first + i * step; }
+
+    T* second_at(std::size_t i) const
+    {
+        return second == nullptr ? second : second + i * second_step;
+    }
+};
+
+// Calls the job's kernel for groups of matrices. finish(i, trusted) is called after its kernel: if
+// its lane isn't trusted they are to be made otherwise. The idle lanes of a last group repeat its
+// last matrix: they write the same once more.
+template <class T, class Finish>
 void run_in_lanes(const lane_job& job, std::size_t count, const matrix_stack<T>& a,
-                  const matrix_stack<T>& b, const Place& place, const Finish& finish)
+                  const matrix_stack<T>& b, const lane_results<T>& results, const Finish& finish)
 {
     const auto run_group = [&](std::size_t group) {
         const std::size_t first = group * job.width;
@@ -42,15 +60,17 @@ void run_in_lanes(const lane_job& job, std::size_t count, const matrix_stack<T>&
         const double* as[most_lanes];
         const double* bs[most_lanes];
         double* outs[most_lanes];
+        double* second_outs[most_lanes];
         for (std::size_t l = 0; l < job.width; ++l) {
             const std::size_t lane = std::min(l, live - 1);
             as[l] = reinterpret_cast<const double*>(a.at(first + lane));
             bs[l] = reinterpret_cast<const double*>(b.at(first + lane));
-            outs[l] = reinterpret_cast<double*>(place(first + lane));
+            outs[l] = reinterpret_cast<double*>(results.at(first + lane));
+            second_outs[l] = reinterpret_cast<double*>(results.second_at(first + lane));
         }
-        thread_scratch<T> scratch(lane_scratch * most_lanes);
-        const unsigned distrusted = job.kernel({job.rows, job.cols, job.depth, as, bs, outs,
-                                                reinterpret_cast<double*>(scratch.data())});
+        thread_scratch<double> scratch(lane_scratch * most_lanes * sizeof(T) / sizeof(double));
+        const unsigned distrusted = job.kernel(
+            {job.rows, job.cols, job.depth, as, bs, outs, second_outs, scratch.data()});
         for (std::size_t l = 0; l < live; ++l)
             finish(first + l, (distrusted >> l & 1U) == 0);
     };

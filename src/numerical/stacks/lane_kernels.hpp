@@ -25,11 +25,15 @@ struct lane_operands
     const double* const* a;
     const double* const* b;
     double* const* out;
+    double* const* second_out;
     double* scratch;
 };
 
 // Elements of a matrix and of what is solved for beside it.
 constexpr std::size_t lane_scratch = 3 * greatest_lane_order * greatest_lane_order;
+
+// Longer columns take dots in several sums.
+constexpr std::size_t greatest_qr_rows = 15;
 
 using lane_kernel = unsigned (*)(const lane_operands&);
 
@@ -54,6 +58,13 @@ struct lane_kernels
     // out = A·B for rows × depth and depth × cols: products and sums rounded, or fused.
     lane_kernel multiply_rounded;
     lane_kernel multiply_fused; // real only
+
+    // The thin factors Q and R, real and on the vector paths only, null elsewhere; rows × cols with
+    // cols <= rows <= greatest_qr_rows. The columns decide whether the sums of Q are fused, both
+    // whether those of the reflectors' products are.
+    lane_kernel narrow_qr;     // neither
+    lane_kernel fused_gram_qr; // the reflectors' products
+    lane_kernel fused_qr;      // both
 };
 
 extern const lane_kernels portable_real_lanes;

@@ -15,6 +15,9 @@ const lane_kernels portable_real_lanes{
     cholesky_in_lanes<real_number>,
     multiply_in_lanes<rounded, real_number>,
     multiply_in_lanes<fused, real_number>,
+    nullptr,
+    nullptr,
+    nullptr,
 };
 
 const lane_kernels portable_complex_lanes{
@@ -25,6 +28,9 @@ const lane_kernels portable_complex_lanes{
     lu_diagonal_in_lanes<complex_number>,
     cholesky_in_lanes<complex_number>,
     multiply_in_lanes<rounded, complex_number>,
+    nullptr,
+    nullptr,
+    nullptr,
     nullptr,
 };
 

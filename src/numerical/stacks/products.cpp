@@ -34,9 +34,8 @@ void stacks::multiply(std::size_t count, const matrix_stack<T>& a, const matrix_
     const std::size_t m = a.rows;
     const std::size_t n = b.cols;
     const std::size_t k = a.cols;
-    const auto place = [&](std::size_t i) { return c + i * m * n; };
     const auto one = [&](std::size_t i) {
-        detail::gemm_new(m, n, k, a.at(i), k, b.at(i), n, place(i), n);
+        detail::gemm_new(m, n, k, a.at(i), k, b.at(i), n, c + i * m * n, n);
     };
     if (const detail::lane_kernel kernel = product_kernel<T>(m, n, k)) {
         const auto finish = [&](std::size_t i, bool trusted) {
@@ -44,7 +43,7 @@ void stacks::multiply(std::size_t count, const matrix_stack<T>& a, const matrix_
                 one(i);
         };
         const std::size_t width = detail::lane_kernels_for(T()).width;
-        detail::run_in_lanes<T>({kernel, width, m, n, k}, count, a, b, place, finish);
+        detail::run_in_lanes<T>({kernel, width, m, n, k}, count, a, b, {c, m * n}, finish);
     } else if (m * n != 0) {
         const bool inside = count < 2 * detail::allowed_threads();
         detail::parallel_for(count, inside ? 0 : m * n * k / 16 + 16, one);

@@ -51,12 +51,11 @@ void run_systems(const lane_job& job, std::size_t count, const matrix_stack<T>& 
     first_failure failures;
     const std::size_t elements = job.rows * job.cols;
     if (elements != 0 && job.rows <= greatest_lane_order && job.cols <= most_lane_columns) {
-        const auto place = [&](std::size_t i) { return results + i * elements; };
         const auto finish = [&](std::size_t i, bool trusted) {
             if (!trusted)
                 failures.attempt(i, [&] { one(i); });
         };
-        detail::run_in_lanes(job, count, a, b, place, finish);
+        detail::run_in_lanes<T>(job, count, a, b, {results, elements}, finish);
     } else {
         detail::run_one_by_one(count, work_of_lu(a, job.cols), failures, one);
     }
@@ -86,16 +85,15 @@ void run_diagonals(std::size_t count, const matrix_stack<T>& a, const OfDiagonal
     const lane_kernels& kernels = detail::lane_kernels_for(T());
     const std::size_t stride = n + 1; // the sign is the last
     std::vector<T> diagonals = detail::uninitialized<T>(count * stride);
-    const auto place = [&](std::size_t i) { return diagonals.data() + i * stride; };
     const auto finish = [&](std::size_t i, bool trusted) {
-        const T* const diagonal = place(i);
+        const T* const diagonal = diagonals.data() + i * stride;
         if (trusted)
             of_diagonal(i, detail::real_part(diagonal[n]) > 0 ? 1 : -1, diagonal);
         else
             failures.attempt(i, [&] { one(i); });
     };
-    detail::run_in_lanes<T>({kernels.lu_diagonal, kernels.width, n, 0, n}, count, a, a, place,
-                            finish);
+    detail::run_in_lanes<T>({kernels.lu_diagonal, kernels.width, n, 0, n}, count, a, a,
+                            {diagonals.data(), stride}, finish);
     failures.rethrow();
 }
 
