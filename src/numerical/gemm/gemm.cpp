@@ -166,11 +166,11 @@ void batch_by_tiles(std::size_t batches, const product_operands<double>& first,
 
 // place(i, multiply) calls multiply(c, next) as for gemm_packed_batch.
 template <class T, class Place>
-void multiply_batch(const batch_sizes& sizes, const T* a, const T* b, const Place& place)
+void multiply_batch(const batch_sizes& sizes, const batch_steps& steps, const T* a, const T* b,
+                    const Place& place)
 {
     const auto [batches, m, n, k] = sizes;
     const product_operands<T> first{m, n, k, a, k, b, n, nullptr, n, into_c::store};
-    const batch_steps steps{m * k, k * n};
     if constexpr (std::is_same_v<T, double>)
         if (worth_tiles(m, n, k))
             return batch_by_tiles(batches, first, steps, place);
@@ -180,27 +180,40 @@ void multiply_batch(const batch_sizes& sizes, const T* a, const T* b, const Plac
     parallel_for(batches, m * n * k / 16, multiply_one);
 }
 
+batch_steps dense_steps(const batch_sizes& sizes)
+{
+    return {sizes.m * sizes.k, sizes.k * sizes.n};
+}
+
 } // namespace
+
+template <class T>
+void gemm_batch_by_steps(const batch_sizes& sizes, const batch_steps& steps, const T* a, const T* b,
+                         T* c)
+{
+    const std::size_t step = sizes.m * sizes.n;
+    multiply_batch(sizes, steps, a, b, [=](std::size_t i, const auto& multiply) {
+        multiply(c + i * step, c + (i + 1) * step);
+    });
+}
 
 template <class T>
 void gemm_batch(const batch_sizes& sizes, const T* a, const T* b, T* c)
 {
-    const std::size_t step = sizes.m * sizes.n;
-    multiply_batch(sizes, a, b, [=](std::size_t i, const auto& multiply) {
-        multiply(c + i * step, c + (i + 1) * step);
-    });
+    gemm_batch_by_steps(sizes, dense_steps(sizes), a, b, c);
 }
 
 template <class T>
 void gemm_batch_transposed(const batch_sizes& sizes, const T* a, const T* b, T* c)
 {
     const auto [m, n] = std::pair(sizes.m, sizes.n);
-    multiply_batch(sizes, a, b, [c, m = m, n = n](std::size_t i, const auto& multiply) {
-        thread_scratch<T> product(m * n);
-        T* const transposed = c + i * m * n;
-        multiply(product.data(), transposed);
-        transpose_into<T>({transposed, n, m, m}, {product.data(), m, n, n});
-    });
+    multiply_batch(sizes, dense_steps(sizes), a, b,
+                   [c, m = m, n = n](std::size_t i, const auto& multiply) {
+                       thread_scratch<T> product(m * n);
+                       T* const transposed = c + i * m * n;
+                       multiply(product.data(), transposed);
+                       transpose_into<T>({transposed, n, m, m}, {product.data(), m, n, n});
+                   });
 }
 
 template void gemm(std::size_t, std::size_t, std::size_t, const double*, std::size_t, const double*,
@@ -211,6 +224,10 @@ template void gemm_new(std::size_t, std::size_t, std::size_t, const double*, std
                        const double*, std::size_t, double*, std::size_t);
 template void gemm_new(std::size_t, std::size_t, std::size_t, const complex*, std::size_t,
                        const complex*, std::size_t, complex*, std::size_t);
+template void gemm_batch_by_steps(const batch_sizes&, const batch_steps&, const double*,
+                                  const double*, double*);
+template void gemm_batch_by_steps(const batch_sizes&, const batch_steps&, const complex*,
+                                  const complex*, complex*);
 template void gemm_batch(const batch_sizes&, const double*, const double*, double*);
 template void gemm_batch(const batch_sizes&, const complex*, const complex*, complex*);
 template void gemm_batch_transposed(const batch_sizes&, const double*, const double*, double*);

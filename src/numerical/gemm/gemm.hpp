@@ -46,6 +46,11 @@ struct batch_sizes
 template <class T>
 void gemm_batch(const batch_sizes& sizes, const T* a, const T* b, T* c);
 
+// The same with dense A and B that lie `steps` apart; a step of 0 repeats an operand.
+template <class T>
+void gemm_batch_by_steps(const batch_sizes& sizes, const batch_steps& steps, const T* a, const T* b,
+                         T* c);
+
 // C = (A·B)ᵀ for each of a batch of products of at most so many elements: each is transposed while
 // it is in the first cache.
 constexpr std::size_t most_transposed = 4096;

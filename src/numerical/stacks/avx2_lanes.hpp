@@ -73,54 +73,36 @@ struct lanes
         return _mm256_castsi256_pd(_mm256_setr_epi64x(lane(0), lane(1), lane(2), lane(3)));
     }
 
-    static void transpose(vector& r0, vector& r1, vector& r2, vector& r3)
+    // The first `count` elements, 0 < count <= width, and anything in the lanes after them.
+    static vector load_first(const double* x, std::size_t count)
     {
-        const vector t0 = _mm256_unpacklo_pd(r0, r1);
-        const vector t1 = _mm256_unpackhi_pd(r0, r1);
-        const vector t2 = _mm256_unpacklo_pd(r2, r3);
-        const vector t3 = _mm256_unpackhi_pd(r2, r3);
-        r0 = _mm256_permute2f128_pd(t0, t2, 0x20);
-        r1 = _mm256_permute2f128_pd(t1, t3, 0x20);
-        r2 = _mm256_permute2f128_pd(t0, t2, 0x31);
-        r3 = _mm256_permute2f128_pd(t1, t3, 0x31);
+        const auto lane = [=](std::size_t l) { return l < count ? -1LL : 0LL; };
+        return _mm256_maskload_pd(x, _mm256_setr_epi64x(-1LL, lane(1), lane(2), lane(3)));
     }
 
-    // Element e of matrix l goes to to[e·width + l].
-    static void interleave(const double* const* from, std::size_t count, double* to)
+    // A masked store takes many times as long.
+    static void store_first(double* x, std::size_t count, vector v)
     {
-        std::size_t e = 0;
-        for (; e + width <= count; e += width) {
-            vector r0 = load(from[0] + e);
-            vector r1 = load(from[1] + e);
-            vector r2 = load(from[2] + e);
-            vector r3 = load(from[3] + e);
-            transpose(r0, r1, r2, r3);
-            store(to + e * width, r0);
-            store(to + (e + 1) * width, r1);
-            store(to + (e + 2) * width, r2);
-            store(to + (e + 3) * width, r3);
-        }
-        for (; e < count; ++e)
-            store(to + e * width, _mm256_setr_pd(from[0][e], from[1][e], from[2][e], from[3][e]));
+        if (count == width)
+            return store(x, v);
+        const __m128d low = _mm256_castpd256_pd128(v);
+        if (count == 1)
+            return _mm_store_sd(x, low);
+        _mm_storeu_pd(x, low);
+        if (count == 3)
+            _mm_store_sd(x + 2, _mm256_extractf128_pd(v, 1));
     }
 
-    static void separate(const double* from, std::size_t count, double* const* to)
+    static void transpose(vector (&r)[width])
     {
-        std::size_t e = 0;
-        for (; e + width <= count; e += width) {
-            vector r0 = load(from + e * width);
-            vector r1 = load(from + (e + 1) * width);
-            vector r2 = load(from + (e + 2) * width);
-            vector r3 = load(from + (e + 3) * width);
-            transpose(r0, r1, r2, r3);
-            store(to[0] + e, r0);
-            store(to[1] + e, r1);
-            store(to[2] + e, r2);
-            store(to[3] + e, r3);
-        }
-        for (; e < count; ++e)
-            for (std::size_t l = 0; l < width; ++l)
-                to[l][e] = from[e * width + l];
+        const vector t0 = _mm256_unpacklo_pd(r[0], r[1]);
+        const vector t1 = _mm256_unpackhi_pd(r[0], r[1]);
+        const vector t2 = _mm256_unpacklo_pd(r[2], r[3]);
+        const vector t3 = _mm256_unpackhi_pd(r[2], r[3]);
+        r[0] = _mm256_permute2f128_pd(t0, t2, 0x20);
+        r[1] = _mm256_permute2f128_pd(t1, t3, 0x20);
+        r[2] = _mm256_permute2f128_pd(t0, t2, 0x31);
+        r[3] = _mm256_permute2f128_pd(t1, t3, 0x31);
     }
 };
 

@@ -4,6 +4,7 @@
 #include "numerical/stacks/lane_lu.hpp"
 #include "numerical/stacks/lane_product.hpp"
 #include "numerical/stacks/lane_qr.hpp"
+#include "numerical/stacks/row_products.hpp"
 
 namespace numerical::detail {
 
@@ -33,6 +34,13 @@ const lane_kernels avx2_complex_lanes{
     nullptr,
     nullptr,
     nullptr,
+};
+
+const small_product_kernels avx2_small_products{
+    multiply_by_rows<rounded>,
+    multiply_by_rows<fused>,
+    multiply_vector<rounded>,
+    multiply_vector<fused>,
 };
 
 } // namespace numerical::detail

@@ -69,18 +69,15 @@ struct lanes
 
     static mask from_bits(unsigned bits) { return static_cast<mask>(bits); }
 
-    // Two rows become pairs of a column each; four such vectors, the pairs of eight rows, become
-    // the columns `first`, `first` + 2, ... of which they hold the pairs.
-    static void gather_columns(vector t0, vector t1, vector t2, vector t3, vector* column)
+    // The first `count` elements, 0 < count <= width, and zeros in the lanes after them.
+    static vector load_first(const double* x, std::size_t count)
     {
-        const vector even0 = _mm512_shuffle_f64x2(t0, t1, 0x88);
-        const vector even1 = _mm512_shuffle_f64x2(t2, t3, 0x88);
-        const vector odd0 = _mm512_shuffle_f64x2(t0, t1, 0xdd);
-        const vector odd1 = _mm512_shuffle_f64x2(t2, t3, 0xdd);
-        column[0] = _mm512_shuffle_f64x2(even0, even1, 0x88);
-        column[2] = _mm512_shuffle_f64x2(odd0, odd1, 0x88);
-        column[4] = _mm512_shuffle_f64x2(even0, even1, 0xdd);
-        column[6] = _mm512_shuffle_f64x2(odd0, odd1, 0xdd);
+        return _mm512_maskz_loadu_pd(first(count), x);
+    }
+
+    static void store_first(double* x, std::size_t count, vector v)
+    {
+        _mm512_mask_storeu_pd(x, first(count), v);
     }
 
     static void transpose(vector (&r)[width])
@@ -95,47 +92,23 @@ struct lanes
             r[i] = column[i];
     }
 
-    // Element e of matrix l goes to to[e·width + l].
-    static void interleave(const double* const* from, std::size_t count, double* to)
+private:
+    // Of every second column, from the pairs of rows 0 and 1, 2 and 3, ... in four vectors.
+    static void gather_columns(vector t0, vector t1, vector t2, vector t3, vector* column)
     {
-        vector r[width];
-        std::size_t e = 0;
-        for (; e + width <= count; e += width) {
-#pragma GCC unroll 8
-            for (std::size_t l = 0; l < width; ++l)
-                r[l] = load(from[l] + e);
-            transpose(r);
-#pragma GCC unroll 8
-            for (std::size_t l = 0; l < width; ++l)
-                store(to + (e + l) * width, r[l]);
-        }
-        if (e == count)
-            return;
-        const mask rest = static_cast<mask>((1U << (count - e)) - 1U);
-#pragma GCC unroll 8
-        for (std::size_t l = 0; l < width; ++l)
-            r[l] = _mm512_maskz_loadu_pd(rest, from[l] + e);
-        transpose(r);
-#pragma GCC unroll 8
-        for (std::size_t l = 0; l < width; ++l)
-            if (e + l < count)
-                store(to + (e + l) * width, r[l]);
+        const vector even0 = _mm512_shuffle_f64x2(t0, t1, 0x88);
+        const vector even1 = _mm512_shuffle_f64x2(t2, t3, 0x88);
+        const vector odd0 = _mm512_shuffle_f64x2(t0, t1, 0xdd);
+        const vector odd1 = _mm512_shuffle_f64x2(t2, t3, 0xdd);
+        column[0] = _mm512_shuffle_f64x2(even0, even1, 0x88);
+        column[2] = _mm512_shuffle_f64x2(odd0, odd1, 0x88);
+        column[4] = _mm512_shuffle_f64x2(even0, even1, 0xdd);
+        column[6] = _mm512_shuffle_f64x2(odd0, odd1, 0xdd);
     }
 
-    static void separate(const double* from, std::size_t count, double* const* to)
+    static mask first(std::size_t count)
     {
-        vector r[width];
-        for (std::size_t e = 0; e < count; e += width) {
-            const std::size_t live = count - e < width ? count - e : width;
-#pragma GCC unroll 8
-            for (std::size_t l = 0; l < width; ++l)
-                r[l] = load(from + (l < live ? e + l : e) * width);
-            transpose(r);
-            const mask those = static_cast<mask>((1U << live) - 1U);
-#pragma GCC unroll 8
-            for (std::size_t l = 0; l < width; ++l)
-                _mm512_mask_storeu_pd(to[l] + e, those, r[l]);
-        }
+        return static_cast<mask>((1U << count) - 1U);
     }
 };
 

@@ -4,6 +4,7 @@
 
 #include "numerical/stacks/lane_kernels.hpp"
 #include "numerical/stacks/lane_numbers.hpp"
+#include "numerical/stacks/lane_transpose.hpp"
 
 namespace numerical::detail {
 namespace {
@@ -42,12 +43,12 @@ unsigned cholesky_in_lanes(const lane_operands& operands)
     suspicion suspects;
     const std::size_t n = operands.rows;
     const std::size_t count = n * n * number::doubles;
-    lanes::interleave(operands.a, count, operands.scratch);
+    interleave(operands.a, count, operands.scratch);
     suspects.add(not_finite<number>(operands.scratch, n * n));
     const tile<number> a{operands.scratch, n};
     for (std::size_t j = 0; j < n; ++j)
         factor_column(a, n, j, suspects);
-    lanes::separate(a.first, count, operands.out);
+    separate(a.first, count, operands.out);
     return suspects.bits();
 }
 

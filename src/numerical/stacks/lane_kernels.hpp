@@ -35,6 +35,19 @@ constexpr std::size_t lane_scratch = 3 * greatest_lane_order * greatest_lane_ord
 // Longer columns take dots in several sums.
 constexpr std::size_t greatest_qr_rows = 15;
 
+// One product C = A·B of dense real matrices.
+struct small_product
+{
+    std::size_t rows;
+    std::size_t cols;
+    std::size_t depth;
+    const double* a;
+    const double* b;
+    double* c;
+};
+
+using small_product_kernel = void (*)(const small_product&);
+
 using lane_kernel = unsigned (*)(const lane_operands&);
 
 struct lane_kernels
@@ -66,6 +79,18 @@ struct lane_kernels
     lane_kernel fused_gram_qr; // the reflectors' products
     lane_kernel fused_qr;      // both
 };
+
+// Products one by one: the sum ascends from zero, rounded or fused.
+struct small_product_kernels
+{
+    small_product_kernel by_rows_rounded;
+    small_product_kernel by_rows_fused;
+    small_product_kernel vector_rounded; // of one column
+    small_product_kernel vector_fused;
+};
+
+extern const small_product_kernels avx2_small_products;
+extern const small_product_kernels avx512_small_products;
 
 extern const lane_kernels portable_real_lanes;
 extern const lane_kernels portable_complex_lanes;

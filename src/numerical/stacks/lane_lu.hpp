@@ -6,6 +6,7 @@
 
 #include "numerical/stacks/lane_kernels.hpp"
 #include "numerical/stacks/lane_numbers.hpp"
+#include "numerical/stacks/lane_transpose.hpp"
 
 namespace numerical::detail {
 namespace {
@@ -183,7 +184,7 @@ template <class number>
 tile<number> load_square(const lane_operands& operands, suspicion& suspects)
 {
     const std::size_t n = operands.rows;
-    lanes::interleave(operands.a, n * n * number::doubles, operands.scratch);
+    interleave(operands.a, n * n * number::doubles, operands.scratch);
     suspects.add(not_finite<number>(operands.scratch, n * n));
     return {operands.scratch, n};
 }
@@ -196,10 +197,10 @@ unsigned solve_in_lanes(const lane_operands& operands)
     const std::size_t count = n * operands.cols * number::doubles;
     const tile<number> a = load_square<number>(operands, suspects);
     const tile<number> b{a.at(n, 0), operands.cols};
-    lanes::interleave(operands.b, count, b.first);
+    interleave(operands.b, count, b.first);
     eliminate<rounding>(a, n, b, suspects);
     substitute_back<rounding>(a, n, b, suspects);
-    lanes::separate(b.first, count, operands.out);
+    separate(b.first, count, operands.out);
     return suspects.bits();
 }
 
@@ -215,7 +216,7 @@ unsigned invert_in_lanes(const lane_operands& operands)
             b.set(i, j, number::all(i == j ? 1 : 0));
     eliminate<fused>(a, n, b, suspects);
     substitute_back<fused>(a, n, b, suspects);
-    lanes::separate(b.first, n * n * number::doubles, operands.out);
+    separate(b.first, n * n * number::doubles, operands.out);
     return suspects.bits();
 }
 
@@ -233,7 +234,7 @@ unsigned lu_diagonal_in_lanes(const lane_operands& operands)
         diagonal.set(0, i, element);
     }
     lanes::store(diagonal.at(1, 0), sign);
-    lanes::separate(diagonal.first, n * number::doubles + 1, operands.out);
+    separate(diagonal.first, n * number::doubles + 1, operands.out);
     return suspects.bits();
 }
 

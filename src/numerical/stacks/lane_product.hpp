@@ -5,6 +5,7 @@
 
 #include "numerical/stacks/lane_kernels.hpp"
 #include "numerical/stacks/lane_numbers.hpp"
+#include "numerical/stacks/lane_transpose.hpp"
 
 namespace numerical::detail {
 namespace {
@@ -19,8 +20,8 @@ unsigned multiply_in_lanes(const lane_operands& operands)
     const tile<number> a{operands.scratch, depth};
     const tile<number> b{a.at(rows, 0), cols};
     const tile<number> c{b.at(depth, 0), cols};
-    lanes::interleave(operands.a, rows * depth * number::doubles, a.first);
-    lanes::interleave(operands.b, depth * cols * number::doubles, b.first);
+    interleave(operands.a, rows * depth * number::doubles, a.first);
+    interleave(operands.b, depth * cols * number::doubles, b.first);
     for (std::size_t i = 0; i < rows; ++i)
         for (std::size_t j = 0; j < cols; ++j) {
             number sum = number::all(0);
@@ -29,7 +30,7 @@ unsigned multiply_in_lanes(const lane_operands& operands)
             suspects.add(sum.has_nan());
             c.set(i, j, sum);
         }
-    lanes::separate(c.first, rows * cols * number::doubles, operands.out);
+    separate(c.first, rows * cols * number::doubles, operands.out);
     return suspects.bits();
 }
 

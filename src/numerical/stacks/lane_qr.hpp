@@ -5,6 +5,7 @@
 
 #include "numerical/stacks/lane_kernels.hpp"
 #include "numerical/stacks/lane_numbers.hpp"
+#include "numerical/stacks/lane_transpose.hpp"
 
 namespace numerical::detail {
 namespace {
@@ -162,7 +163,7 @@ unsigned qr_in_lanes(const lane_operands& operands)
     const tile<real_number> a{operands.scratch, cols};
     const tile<real_number> v{a.at(rows, 0), cols};
     const tile<real_number> t{v.at(rows, 0), cols};
-    lanes::interleave(operands.a, rows * cols, a.first);
+    interleave(operands.a, rows * cols, a.first);
     suspects.add(not_finite<real_number>(a.first, rows * cols));
     for (std::size_t e = 0; e < rows * cols; ++e)
         suspects.add(lanes::greater(lanes::magnitude(a(0, e).re), lanes::all(0x1p450)));
@@ -172,9 +173,9 @@ unsigned qr_in_lanes(const lane_operands& operands)
     times_top(t, v);
     vector phases[greatest_lane_order];
     turn_rows(a, phases);
-    lanes::separate(a.first, cols * cols, operands.second_out);
+    separate(a.first, cols * cols, operands.second_out);
     form_basis<basis_rounding>(v, t, rows, phases, a);
-    lanes::separate(a.first, rows * cols, operands.out);
+    separate(a.first, rows * cols, operands.out);
     return suspects.bits();
 }
 

@@ -75,19 +75,23 @@ struct lanes
         return mask{-static_cast<long long>(bits & 1), -static_cast<long long>(bits >> 1 & 1)};
     }
 
-    // Element e of matrix l goes to to[e·width + l].
-    static void interleave(const double* const* from, std::size_t count, double* to)
+    // The first `count` elements, 0 < count <= width, and anything in the lanes after them.
+    static vector load_first(const double* x, std::size_t count)
     {
-        for (std::size_t e = 0; e < count; ++e)
-            store(to + e * width, vector{from[0][e], from[1][e]});
+        return count == width ? load(x) : all(x[0]);
     }
 
-    static void separate(const double* from, std::size_t count, double* const* to)
+    static void store_first(double* x, std::size_t count, vector v)
     {
-        for (std::size_t e = 0; e < count; ++e) {
-            to[0][e] = from[e * width];
-            to[1][e] = from[e * width + 1];
-        }
+        for (std::size_t l = 0; l < count; ++l)
+            x[l] = v[l];
+    }
+
+    static void transpose(vector (&r)[width])
+    {
+        const vector top = r[0];
+        r[0] = vector{top[0], r[1][0]};
+        r[1] = vector{top[1], r[1][1]};
     }
 };
 
