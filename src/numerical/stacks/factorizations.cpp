@@ -17,6 +17,13 @@ using detail::first_failure;
 
 namespace {
 
+// Whether the product of the single call's second block goes by tiles.
+bool has_fused_trailing_update(std::size_t n)
+{
+    constexpr std::size_t block = 16;
+    return n > block && detail::worth_tiles(n - block, n - block, block);
+}
+
 // The kernel that rounds sums as the products of the single call do, or null.
 template <class T>
 detail::lane_kernel qr_kernel(std::size_t rows, std::size_t cols)
@@ -43,14 +50,16 @@ void stacks::cholesky(std::size_t count, const matrix_stack<T>& a, T* factors)
         std::copy(decomposition.factors.begin(), decomposition.factors.end(), factors + i * n * n);
     };
     first_failure failures;
-    if (n != 0 && n <= detail::greatest_lane_order) {
+    if (n != 0 && n <= detail::greatest_lane_order<T>) {
         const detail::lane_kernels& kernels = detail::lane_kernels_for(T());
+        const detail::lane_kernel kernel =
+            has_fused_trailing_update(n) ? kernels.cholesky_fused_trailing : kernels.cholesky;
         const auto finish = [&](std::size_t i, bool trusted) {
             if (!trusted)
                 failures.attempt(i, [&] { one(i); });
         };
-        detail::run_in_lanes<T>({kernels.cholesky, kernels.width, n, n, n}, count, a, a,
-                                {factors, n * n}, finish);
+        detail::run_in_lanes<T>({kernel, kernels.width, n, n, n}, count, a, a, {factors, n * n},
+                                finish);
     } else {
         detail::run_one_by_one(count, n * n * n / 4 + 512, failures, one);
     }

@@ -13,12 +13,17 @@
 #include <algorithm>
 #include <complex>
 #include <cstddef>
+#include <type_traits>
 
 namespace numerical::detail {
 
 // The kernels of the current path.
 const lane_kernels& lane_kernels_for(double);
 const lane_kernels& lane_kernels_for(std::complex<double>);
+
+template <class T>
+constexpr std::size_t greatest_lane_order =
+    std::is_same_v<T, double> ? greatest_real_lane_order : greatest_complex_lane_order;
 
 struct lane_job
 {
@@ -68,7 +73,7 @@ void run_in_lanes(const lane_job& job, std::size_t count, const matrix_stack<T>&
             outs[l] = reinterpret_cast<double*>(results.at(first + lane));
             second_outs[l] = reinterpret_cast<double*>(results.second_at(first + lane));
         }
-        thread_scratch<double> scratch(lane_scratch * most_lanes * sizeof(T) / sizeof(double));
+        thread_scratch<double> scratch(lane_scratch * most_lanes);
         const unsigned distrusted = job.kernel(
             {job.rows, job.cols, job.depth, as, bs, outs, second_outs, scratch.data()});
         for (std::size_t l = 0; l < live; ++l)

@@ -12,11 +12,14 @@
 
 namespace numerical::detail {
 
-constexpr std::size_t greatest_lane_order = 16;
+// Orders up to which LU and Cholesky factorizations are done in lanes: those whose single call
+// makes no product that lanes can't follow, and whose elements stay in the second cache.
+constexpr std::size_t greatest_real_lane_order = 32;
+constexpr std::size_t greatest_complex_lane_order = 16;
 constexpr std::size_t most_lanes = 8;
 
 // The operands of `most_lanes` or fewer matrices, complex numbers as pairs of doubles. `scratch`
-// has room for `lane_scratch` elements of each matrix.
+// has room for `lane_scratch` doubles of each matrix.
 struct lane_operands
 {
     std::size_t rows;
@@ -29,8 +32,8 @@ struct lane_operands
     double* scratch;
 };
 
-// Elements of a matrix and of what is solved for beside it.
-constexpr std::size_t lane_scratch = 3 * greatest_lane_order * greatest_lane_order;
+// A matrix and what is solved for beside it.
+constexpr std::size_t lane_scratch = 2 * greatest_real_lane_order * greatest_real_lane_order;
 
 // Longer columns take dots in several sums.
 constexpr std::size_t greatest_qr_rows = 15;
@@ -65,8 +68,10 @@ struct lane_kernels
     // The diagonal of U, and after it, as one double, the sign of the permutation.
     lane_kernel lu_diagonal;
 
-    // The lower factor L of A = L·Lᴴ, with zeros above the diagonal.
+    // The lower factor L of A = L·Lᴴ, with zeros above the diagonal. Beyond the first block of 16
+    // the single call's trailing product fuses its sums or not, as its size has it.
     lane_kernel cholesky;
+    lane_kernel cholesky_fused_trailing; // real only
 
     // out = A·B for rows × depth and depth × cols: products and sums rounded, or fused.
     lane_kernel multiply_rounded;

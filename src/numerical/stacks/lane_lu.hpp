@@ -12,8 +12,9 @@ namespace numerical::detail {
 namespace {
 
 // Row numbers are doubles, to be compared and chosen as the elements are.
-constexpr double row_numbers[greatest_lane_order] = {0, 1, 2,  3,  4,  5,  6,  7,
-                                                     8, 9, 10, 11, 12, 13, 14, 15};
+constexpr double row_numbers[greatest_real_lane_order] = {
+    0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15,
+    16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31};
 
 inline vector row_number(std::size_t i)
 {

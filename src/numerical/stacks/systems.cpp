@@ -19,7 +19,7 @@ using detail::lane_job;
 using detail::lane_kernels;
 
 // Right sides beside a matrix in the lanes' scratch.
-constexpr std::size_t most_lane_columns = 2 * greatest_lane_order;
+constexpr std::size_t most_lane_columns = 32;
 
 template <class T>
 void require_square(const matrix_stack<T>& a)
@@ -50,7 +50,7 @@ void run_systems(const lane_job& job, std::size_t count, const matrix_stack<T>& 
 {
     first_failure failures;
     const std::size_t elements = job.rows * job.cols;
-    if (elements != 0 && job.rows <= greatest_lane_order && job.cols <= most_lane_columns) {
+    if (elements != 0 && job.rows <= greatest_lane_order<T> && job.cols <= most_lane_columns) {
         const auto finish = [&](std::size_t i, bool trusted) {
             if (!trusted)
                 failures.attempt(i, [&] { one(i); });
@@ -78,7 +78,7 @@ void run_diagonals(std::size_t count, const matrix_stack<T>& a, const OfDiagonal
     require_square(a);
     first_failure failures;
     const std::size_t n = a.rows;
-    if (n == 0 || n > greatest_lane_order) {
+    if (n == 0 || n > greatest_lane_order<T>) {
         detail::run_one_by_one(count, work_of_lu(a, 0), failures, one);
         return failures.rethrow();
     }
