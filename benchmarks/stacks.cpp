@@ -3,7 +3,8 @@
 //     operation order count file
 //
 // where the file holds `count` real matrices of that order, and is answered by the processor time
-// that the call took, in seconds. Stacks that have been read are kept.
+// that the call took, in seconds. Stacks that have been read are
+// kept, and so is the memory of their results.
 
 #include "numerical/stacks/stacks.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -23,14 +24,25 @@ namespace {
 namespace stacks = numerical::stacks;
 using numerical::matrix_stack;
 
+struct result_buffers
+{
+    std::vector<double> first;
+    std::vector<double> second;
+    std::vector<double> third;
+    std::vector<std::size_t> ranks;
+};
+
 struct loaded_stack
 {
     std::size_t order;
     std::size_t count;
     std::vector<double> elements;
+    result_buffers results;
 
     loaded_stack(std::size_t n, std::size_t places, const std::string& file)
-        : order(n), count(places), elements(n * n * places)
+        : order(n), count(places),
+          elements(n * n * places), results{elements, elements, elements,
+                                            std::vector<std::size_t>(places)}
     {
         std::ifstream in(file, std::ios::binary);
         in.read(reinterpret_cast<char*>(elements.data()),
@@ -43,14 +55,6 @@ struct loaded_stack
 
     // The first column of each matrix would do as well: what matters is one vector for each.
     matrix_stack<double> vectors() const { return {elements.data(), order, 1, order}; }
-};
-
-struct result_buffers
-{
-    std::vector<double> first;
-    std::vector<double> second;
-    std::vector<double> third;
-    std::vector<std::size_t> ranks;
 };
 
 using call = std::function<void(const loaded_stack&, result_buffers&)>;
@@ -124,12 +128,9 @@ int main()
     std::size_t order;
     std::size_t count;
     while (std::cin >> operation >> order >> count >> file) {
-        const auto place = stacks_read.try_emplace(file, order, count, file).first;
-        const std::size_t elements = place->second.elements.size();
-        result_buffers results{std::vector<double>(elements), std::vector<double>(elements),
-                               std::vector<double>(elements), std::vector<std::size_t>(count)};
+        loaded_stack& stack = stacks_read.try_emplace(file, order, count, file).first->second;
         const double start = processor_seconds();
-        calls().at(operation)(place->second, results);
+        calls().at(operation)(stack, stack.results);
         std::cout << processor_seconds() - start << std::endl;
     }
 }

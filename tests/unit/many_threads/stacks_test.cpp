@@ -1,0 +1,52 @@
+#include "numerical/stacks/stacks.hpp"
+
+#include "matrices.hpp"
+#include "paths.hpp"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+namespace stacks = numerical::stacks;
+
+template <class T>
+class stacks_on_64_cores : public testing::Test
+{
+};
+
+using element_types = testing::Types<double, std::complex<double>>;
+TYPED_TEST_SUITE(stacks_on_64_cores, element_types);
+
+// All results of a stack of `count` matrices of order n, one after the other.
+template <class T>
+std::vector<T> results_of(const std::vector<T>& elements, std::size_t count, std::size_t n)
+{
+    const numerical::matrix_stack<T> a{elements.data(), n, n, n * n};
+    const std::size_t size = count * n * n;
+    std::vector<T> results(5 * size);
+    stacks::inverse(count, a, results.data());
+    stacks::qr(count, a, results.data() + size, results.data() + 2 * size);
+    stacks::multiply(count, a, a, results.data() + 3 * size);
+    stacks::pinv(count, a, results.data() + 4 * size);
+    return results;
+}
+
+TYPED_TEST(stacks_on_64_cores, have_the_bits_of_one_core)
+{
+    for (const auto& [count, n] :
+         {std::pair(1000UL, 3UL), {100UL, 12UL}, {40UL, 40UL}, {3UL, 150UL}}) {
+        const auto elements = test::random_vector<TypeParam>(count * n * n, 1);
+        for (const int path : test::available_paths()) {
+            const test::path_limit limit(path);
+            const auto on = [&, c = count, order = n](std::size_t threads) {
+                const test::thread_limit cap(threads);
+                return results_of(elements, c, order);
+            };
+            const auto serial = on(1);
+            for (const std::size_t threads : {2UL, 3UL, 7UL, 64UL})
+                ASSERT_TRUE(on(threads) == serial) << "path " << path << ", threads " << threads;
+        }
+    }
+}
+
+} // namespace
