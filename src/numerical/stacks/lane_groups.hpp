@@ -74,8 +74,8 @@ void run_in_lanes(const lane_job& job, std::size_t count, const matrix_stack<T>&
             second_outs[l] = reinterpret_cast<double*>(results.second_at(first + lane));
         }
         thread_scratch<double> scratch(lane_scratch * most_lanes);
-        const unsigned distrusted = job.kernel(
-            {job.rows, job.cols, job.depth, as, bs, outs, second_outs, scratch.data()});
+        const unsigned distrusted =
+            job.kernel({job.rows, job.cols, job.depth, as, bs, outs, second_outs, scratch.data()});
         for (std::size_t l = 0; l < live; ++l)
             finish(first + l, (distrusted >> l & 1U) == 0);
     };
