@@ -1,0 +1,36 @@
+#include "numerical/vector_math/hyperbolic.hpp"
+
+#include "numerical/vector_math/scaled_value.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+namespace numerical::vector_math {
+namespace {
+
+// e^x / 2 for large x, beside which e^-x is nothing.
+double half_exponential(double x)
+{
+    auto e = exponential_of(one(std::min(x, 800.0)));
+    e.n = e.n - one_word(16);
+    return scaled_value(e);
+}
+
+} // namespace
+
+double hyperbolic_sine::rare(double x)
+{
+    return std::isnan(x) ? x + x : std::copysign(half_exponential(std::fabs(x)), x);
+}
+
+double hyperbolic_cosine::rare(double x)
+{
+    return std::isnan(x) ? x + x : half_exponential(std::fabs(x));
+}
+
+double hyperbolic_tangent::rare(double x)
+{
+    return x + x;
+}
+
+} // namespace numerical::vector_math

@@ -1,0 +1,10 @@
+#include "numerical/vector_math/kernels.hpp"
+
+#include "numerical/vector_math/portable_lanes.hpp"
+#include "numerical/vector_math/loops.hpp"
+
+namespace numerical::vector_math {
+
+constexpr kernel_set portable_kernels = kernels_over<one>();
+
+} // namespace numerical::vector_math

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "numerical/vector_math/portable_lanes.hpp"
+
+#include "numerical/vector_math/exponential.hpp"
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+
+namespace numerical::vector_math {
+
+// The number that `e` stands for where it may overflow, underflow or be subnormal. The power is
+// applied in halves: the first product is exact, so that one rounding is left.
+inline double scaled_value(const scaled_exponential<one>& e)
+{
+    const auto n = static_cast<std::int64_t>(e.n.v - std::bit_cast<std::uint64_t>(rounding_shift));
+    const int k = static_cast<int>(n >> 4);
+    const auto within_table = static_cast<std::uint64_t>(n & 15);
+    const double value = value_of(scaled_exponential<one>{one_word(within_table), e.rest}).v;
+    const int half = k / 2;
+    return std::ldexp(1.0, k - half) * (value * std::ldexp(1.0, half));
+}
+
+} // namespace numerical::vector_math

@@ -1,0 +1,134 @@
+#pragma once
+
+// sin, cos and tan: x = n pi/2 + r by three constants (Cody and Waite 1980), |r| <= pi/4, then
+// polynomials. From 2^20 on a lane is rare and reduced as Payne and Hanek (1983) do.
+
+#include "numerical/vector_math/coefficients.hpp"
+#include "numerical/vector_math/steps.hpp"
+
+namespace numerical::vector_math {
+
+template <class R>
+struct reduced_angle
+{
+    typename R::words n; // its two lowest bits count
+    R r;
+    R low; // what is missing in r
+};
+
+// For |x| < 2^20. The first difference is exact, as both terms are multiples of 2^-52 or of x's
+// last place. The product of n and the second constant is exact too: where the second difference
+// cancels, it is exact as well, and the third constant fills up its digits.
+template <class R>
+reduced_angle<R> reduced_by_half_pi(R x)
+{
+    const R shifted = fma(x, R(two_over_pi), R(rounding_shift));
+    const R n = shifted - R(rounding_shift);
+    const R first = fnma(n, R(half_pi_1), x);
+    const R r = fnma(n, R(half_pi_2), first);
+    const R low = fnma(n, R(half_pi_2), first - r);
+    return {shifted.bits(), r, fnma(n, R(half_pi_3), low)};
+}
+
+// Of each lane's choice of a polynomial.
+template <std::size_t k = 0, class R, std::size_t count>
+R chosen_polynomial(typename R::flags choice, const double (&a)[count], const double (&b)[count],
+                    R x)
+{
+    const R c = select(choice, R(a[k]), R(b[k]));
+    if constexpr (k + 1 == count)
+        return c;
+    else
+        return fma(chosen_polynomial<k + 1>(choice, a, b, x), x, c);
+}
+
+// The sine in quadrants 0 and 2, the cosine in 1 and 3, with signs; `n` is the quadrant's number.
+// Both are base + (rest + factor * polynomial), so that each lane needs one polynomial.
+template <class R>
+R sine_of(typename R::words n, R r, R low)
+{
+    const auto by_cosine = n.odd();
+    const R u = r * r;
+    // 1 - r^2 / 2 in two parts, and the slope times what is missing in r
+    const R half = R(0.5) * r;
+    const R high = fnma(half, r, R(1.0));
+    const R cosine_rest = fnma(r, low, fnma(half, r, R(1.0) - high));
+
+    const R base = select(by_cosine, high, r);
+    const R rest = select(by_cosine, cosine_rest, low);
+    const R factor = select(by_cosine, u, r) * u;
+    const R tail = chosen_polynomial(by_cosine, cos_tail, sin_tail, u);
+    const R value = base + fma(factor, tail, rest);
+    return flip(value, (n & typename R::words(2)).template left<62>());
+}
+
+template <class R>
+R tangent_of(typename R::words n, R r, R low)
+{
+    const auto inverted = n.odd();
+    const R u = r * r;
+    const R sine_rest = fma(r * u, polynomial(sin_tail, u), low);
+    const auto sine = sum_of_ordered(r, sine_rest);
+    const R half = R(0.5) * r;
+    const R high = fnma(half, r, R(1.0));
+    const R cosine_rest = fnma(r, low, fnma(half, r, R(1.0) - high));
+    const auto cosine = sum_of_ordered(high, fma(u * u, polynomial(cos_tail, u), cosine_rest));
+    const two_parts<R> upper{select(inverted, cosine.high, sine.high),
+                             select(inverted, cosine.low, sine.low)};
+    const two_parts<R> lower{select(inverted, sine.high, cosine.high),
+                             select(inverted, sine.low, cosine.low)};
+    return flip(quotient_of(upper, lower), n.template left<63>());
+}
+
+constexpr double greatest_angle = 0x1p20;
+
+// By |x|, so that a zero keeps its sign.
+struct sine
+{
+    template <class R>
+    static typename R::flags is_rare(R x)
+    {
+        return not_less(absolute(x), R(greatest_angle));
+    }
+    template <class R>
+    static R common(R x)
+    {
+        const auto [n, r, low] = reduced_by_half_pi(absolute(x));
+        return flip(sine_of(n, r, low), sign_of(x));
+    }
+    static double rare(double x);
+};
+
+struct cosine
+{
+    template <class R>
+    static typename R::flags is_rare(R x)
+    {
+        return not_less(absolute(x), R(greatest_angle));
+    }
+    template <class R>
+    static R common(R x)
+    {
+        const auto [n, r, low] = reduced_by_half_pi(x);
+        return sine_of(n + typename R::words(1), r, low);
+    }
+    static double rare(double x);
+};
+
+struct tangent
+{
+    template <class R>
+    static typename R::flags is_rare(R x)
+    {
+        return not_less(absolute(x), R(greatest_angle));
+    }
+    template <class R>
+    static R common(R x)
+    {
+        const auto [n, r, low] = reduced_by_half_pi(absolute(x));
+        return flip(tangent_of(n, r, low), sign_of(x));
+    }
+    static double rare(double x);
+};
+
+} // namespace numerical::vector_math
