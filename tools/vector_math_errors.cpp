@@ -24,11 +24,7 @@ namespace {
 namespace vm = numerical::vector_math;
 
 // Equally likely numbers, or equally likely bits: so many in each binade.
-enum class spread
-{
-    numbers,
-    binades
-};
+enum class spread { numbers, binades };
 
 struct range
 {
@@ -64,49 +60,105 @@ constexpr spread binades = spread::binades;
 constexpr double pi = 3.141592653589793;
 
 const std::vector<unary_case> unary_cases{
-    {"exp", vm::exp, expl, mpfr_exp,
+    {"exp",
+     vm::exp,
+     expl,
+     mpfr_exp,
      {{-708, 709.7, numbers, false}, {-1, 1, numbers, false}, {1e-20, 700, binades, true}}},
-    {"exp2", vm::exp2, exp2l, mpfr_exp2,
+    {"exp2",
+     vm::exp2,
+     exp2l,
+     mpfr_exp2,
      {{-1022, 1023.9, numbers, false}, {-1, 1, numbers, false}}},
-    {"expm1", vm::expm1, expm1l, mpfr_expm1,
+    {"expm1",
+     vm::expm1,
+     expm1l,
+     mpfr_expm1,
      {{-40, 709, numbers, false}, {-1, 1, numbers, false}, {1e-300, 40, binades, true}}},
-    {"log", vm::log, logl, mpfr_log,
+    {"log",
+     vm::log,
+     logl,
+     mpfr_log,
      {{5e-324, 1.79e308, binades, false}, {0.5, 2, numbers, false}, {0.96, 1.04, numbers, false}}},
-    {"log2", vm::log2, log2l, mpfr_log2,
+    {"log2",
+     vm::log2,
+     log2l,
+     mpfr_log2,
      {{5e-324, 1.79e308, binades, false}, {0.5, 2, numbers, false}, {0.96, 1.04, numbers, false}}},
-    {"log10", vm::log10, log10l, mpfr_log10,
+    {"log10",
+     vm::log10,
+     log10l,
+     mpfr_log10,
      {{5e-324, 1.79e308, binades, false}, {0.5, 2, numbers, false}, {0.96, 1.04, numbers, false}}},
-    {"log1p", vm::log1p, log1pl, mpfr_log1p,
-     {{-0.99999, 1, numbers, false}, {1e-300, 1.79e308, binades, false}, {1e-20, 1, binades, true}}},
-    {"sin", vm::sin, sinl, mpfr_sin,
+    {"log1p",
+     vm::log1p,
+     log1pl,
+     mpfr_log1p,
+     {{-0.99999, 1, numbers, false},
+      {1e-300, 1.79e308, binades, false},
+      {1e-20, 1, binades, true}}},
+    {"sin",
+     vm::sin,
+     sinl,
+     mpfr_sin,
      {{-10, 10, numbers, false}, {1e-300, 1e6, binades, true}, {1e6, 1.79e308, binades, true}}},
-    {"cos", vm::cos, cosl, mpfr_cos,
+    {"cos",
+     vm::cos,
+     cosl,
+     mpfr_cos,
      {{-10, 10, numbers, false}, {1e-300, 1e6, binades, true}, {1e6, 1.79e308, binades, true}}},
-    {"tan", vm::tan, tanl, mpfr_tan,
+    {"tan",
+     vm::tan,
+     tanl,
+     mpfr_tan,
      {{-10, 10, numbers, false}, {1e-300, 1e6, binades, true}, {1e6, 1.79e308, binades, true}}},
-    {"sinh", vm::sinh, sinhl, mpfr_sinh,
+    {"sinh",
+     vm::sinh,
+     sinhl,
+     mpfr_sinh,
      {{-710.4, 710.4, numbers, false}, {-1, 1, numbers, false}, {1e-300, 40, binades, true}}},
-    {"cosh", vm::cosh, coshl, mpfr_cosh,
+    {"cosh",
+     vm::cosh,
+     coshl,
+     mpfr_cosh,
      {{-710.4, 710.4, numbers, false}, {-1, 1, numbers, false}}},
-    {"tanh", vm::tanh, tanhl, mpfr_tanh,
+    {"tanh",
+     vm::tanh,
+     tanhl,
+     mpfr_tanh,
      {{-21, 21, numbers, false}, {-1, 1, numbers, false}, {1e-300, 40, binades, true}}},
     {"arcsin", vm::arcsin, asinl, mpfr_asin, {{-1, 1, numbers, false}, {1e-300, 1, binades, true}}},
-    {"arccos", vm::arccos, acosl, mpfr_acos,
+    {"arccos",
+     vm::arccos,
+     acosl,
+     mpfr_acos,
      {{-1, 1, numbers, false}, {1e-300, 1, binades, true}, {0.999, 1, numbers, false}}},
-    {"arctan", vm::arctan, atanl, mpfr_atan,
+    {"arctan",
+     vm::arctan,
+     atanl,
+     mpfr_atan,
      {{-20, 20, numbers, false}, {-1, 1, numbers, false}, {1e-300, 1e300, binades, true}}},
 };
 
 const std::vector<binary_case> binary_cases{
-    {"pow", vm::pow, powl, mpfr_pow,
+    {"pow",
+     vm::pow,
+     powl,
+     mpfr_pow,
      {{{1e-300, 1e300, binades, false}, {1e-3, 1e3, binades, true}},
       {{0.01, 100, numbers, false}, {-150, 150, numbers, false}},
       {{0.97, 1.03, numbers, false}, {-2e4, 2e4, numbers, false}},
       {{0.999999, 1.000001, numbers, false}, {-7e8, 7e8, numbers, false}}}},
-    {"arctan2", vm::arctan2, atan2l, mpfr_atan2,
+    {"arctan2",
+     vm::arctan2,
+     atan2l,
+     mpfr_atan2,
      {{{-10, 10, numbers, false}, {-10, 10, numbers, false}},
       {{1e-300, 1e300, binades, true}, {1e-300, 1e300, binades, true}}}},
-    {"hypot", vm::hypot, hypotl, mpfr_hypot,
+    {"hypot",
+     vm::hypot,
+     hypotl,
+     mpfr_hypot,
      {{{-10, 10, numbers, false}, {-10, 10, numbers, false}},
       {{1e-308, 1e308, binades, true}, {1e-308, 1e308, binades, true}}}},
 };
@@ -143,8 +195,8 @@ long double units(double value, long double reference)
 
 long double exact_units(double value, mpfr_t reference)
 {
-    const long exponent = std::max(mpfr_zero_p(reference) ? -1022L : mpfr_get_exp(reference) - 1,
-                                   -1022L);
+    const long exponent =
+        std::max(mpfr_zero_p(reference) ? -1022L : mpfr_get_exp(reference) - 1, -1022L);
     mpfr_sub_d(reference, reference, value, MPFR_RNDN);
     mpfr_mul_2si(reference, reference, 52 - exponent, MPFR_RNDN);
     return std::fabs(mpfr_get_ld(reference, MPFR_RNDN));

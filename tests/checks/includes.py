@@ -20,6 +20,7 @@ SVD = ["numerical/svd", *EIGEN]
 STACKS = ["numerical/stacks", *SVD]
 EINSUM = ["numerical/einsum", *GEMM]
 ELEMENTWISE = ["numerical/elementwise", *GEMM]
+VECTOR_MATH = ["numerical/vector_math", *GEMM]
 
 # Folder of the including file, to the folders it may include from.
 ALLOWED = {
@@ -27,13 +28,15 @@ ALLOWED = {
     "numerical/runtime": RUNTIME,
     "numerical/gemm": NUMERICAL + GEMM,
     "numerical/elementwise": NUMERICAL + ELEMENTWISE,
+    "numerical/vector_math": VECTOR_MATH,
     "numerical/factor": NUMERICAL + FACTOR,
     "numerical/eigen": NUMERICAL + EIGEN,
     "numerical/svd": NUMERICAL + SVD,
     "numerical/stacks": NUMERICAL + STACKS,
     "numerical/einsum": NUMERICAL + EINSUM,
     "binding": ["binding"],
-    "package": ["package", "module", "binding"] + NUMERICAL + STACKS + EINSUM + ELEMENTWISE,
+    "package": ["package", "module", "binding"] + NUMERICAL + STACKS + EINSUM + ELEMENTWISE
+               + VECTOR_MATH,
     "module": ["module", "binding"] + NUMERICAL + SVD + EINSUM + ELEMENTWISE,
 }
 

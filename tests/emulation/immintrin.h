@@ -12,6 +12,11 @@ struct alignas(64) __m512d
     double lane[8];
 };
 
+struct alignas(64) __m512i
+{
+    unsigned long long lane[8];
+};
+
 // --- lanes from nothing, from numbers, from memory -----------------------------------------------
 
 static inline __m512d _mm512_set1_pd(double x)
@@ -198,4 +203,157 @@ static inline __m512d _mm512_unpackhi_pd(__m512d a, __m512d b)
 {
     return {
         {a.lane[1], b.lane[1], a.lane[3], b.lane[3], a.lane[5], b.lane[5], a.lane[7], b.lane[7]}};
+}
+
+// --- roots, extremes, comparisons, choices -------------------------------------------------------
+
+static inline __m512d _mm512_fmsub_pd(__m512d a, __m512d b, __m512d c)
+{
+    for (int i = 0; i < 8; ++i)
+        c.lane[i] = __builtin_fma(a.lane[i], b.lane[i], -c.lane[i]);
+    return c;
+}
+
+static inline __m512d _mm512_sqrt_pd(__m512d a)
+{
+    for (int i = 0; i < 8; ++i)
+        a.lane[i] = __builtin_sqrt(a.lane[i]);
+    return a;
+}
+
+// The second operand where the first isn't the larger: for NaN and equal zeros too.
+static inline __m512d _mm512_max_pd(__m512d a, __m512d b)
+{
+    for (int i = 0; i < 8; ++i)
+        a.lane[i] = a.lane[i] > b.lane[i] ? a.lane[i] : b.lane[i];
+    return a;
+}
+
+static inline __m512d _mm512_min_pd(__m512d a, __m512d b)
+{
+    for (int i = 0; i < 8; ++i)
+        a.lane[i] = a.lane[i] < b.lane[i] ? a.lane[i] : b.lane[i];
+    return a;
+}
+
+// The predicates in use, by their codes in the instruction. "U" holds for unordered operands.
+enum
+{
+    _CMP_NEQ_UQ = 0x04,
+    _CMP_NLT_UQ = 0x15,
+    _CMP_LT_OQ = 0x11
+};
+
+static inline __mmask8 _mm512_cmp_pd_mask(__m512d a, __m512d b, int predicate)
+{
+    int mask = 0;
+    for (int i = 0; i < 8; ++i) {
+        const bool less = a.lane[i] < b.lane[i];
+        const bool holds = predicate == _CMP_LT_OQ    ? less
+                           : predicate == _CMP_NLT_UQ ? !less
+                                                      : !(a.lane[i] == b.lane[i]);
+        mask |= (holds ? 1 : 0) << i;
+    }
+    return static_cast<__mmask8>(mask);
+}
+
+// Of b where the mask is set.
+static inline __m512d _mm512_mask_blend_pd(__mmask8 mask, __m512d a, __m512d b)
+{
+    for (int i = 0; i < 8; ++i)
+        if ((mask >> i & 1) != 0)
+            a.lane[i] = b.lane[i];
+    return a;
+}
+
+// Of the sixteen lanes of a and b the one that the low four bits of the index name.
+static inline __m512d _mm512_permutex2var_pd(__m512d a, __m512i index, __m512d b)
+{
+    __m512d out;
+    for (int i = 0; i < 8; ++i) {
+        const unsigned long long which = index.lane[i] & 15;
+        out.lane[i] = which < 8 ? a.lane[which] : b.lane[which - 8];
+    }
+    return out;
+}
+
+// --- words ---------------------------------------------------------------------------------------
+
+static inline __m512i _mm512_castpd_si512(__m512d v)
+{
+    __m512i w;
+    __builtin_memcpy(w.lane, v.lane, sizeof w.lane);
+    return w;
+}
+
+static inline __m512d _mm512_castsi512_pd(__m512i w)
+{
+    __m512d v;
+    __builtin_memcpy(v.lane, w.lane, sizeof v.lane);
+    return v;
+}
+
+static inline __m512i _mm512_set1_epi64(long long x)
+{
+    __m512i w;
+    for (int i = 0; i < 8; ++i)
+        w.lane[i] = static_cast<unsigned long long>(x);
+    return w;
+}
+
+static inline __m512i _mm512_add_epi64(__m512i a, __m512i b)
+{
+    for (int i = 0; i < 8; ++i)
+        a.lane[i] += b.lane[i];
+    return a;
+}
+
+static inline __m512i _mm512_sub_epi64(__m512i a, __m512i b)
+{
+    for (int i = 0; i < 8; ++i)
+        a.lane[i] -= b.lane[i];
+    return a;
+}
+
+static inline __m512i _mm512_and_si512(__m512i a, __m512i b)
+{
+    for (int i = 0; i < 8; ++i)
+        a.lane[i] &= b.lane[i];
+    return a;
+}
+
+static inline __m512i _mm512_or_si512(__m512i a, __m512i b)
+{
+    for (int i = 0; i < 8; ++i)
+        a.lane[i] |= b.lane[i];
+    return a;
+}
+
+static inline __m512i _mm512_xor_si512(__m512i a, __m512i b)
+{
+    for (int i = 0; i < 8; ++i)
+        a.lane[i] ^= b.lane[i];
+    return a;
+}
+
+static inline __m512i _mm512_slli_epi64(__m512i a, unsigned int by)
+{
+    for (int i = 0; i < 8; ++i)
+        a.lane[i] <<= by;
+    return a;
+}
+
+static inline __m512i _mm512_srli_epi64(__m512i a, unsigned int by)
+{
+    for (int i = 0; i < 8; ++i)
+        a.lane[i] >>= by;
+    return a;
+}
+
+static inline __mmask8 _mm512_test_epi64_mask(__m512i a, __m512i b)
+{
+    int mask = 0;
+    for (int i = 0; i < 8; ++i)
+        mask |= ((a.lane[i] & b.lane[i]) != 0 ? 1 : 0) << i;
+    return static_cast<__mmask8>(mask);
 }

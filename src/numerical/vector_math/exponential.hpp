@@ -88,11 +88,13 @@ struct exponential
     {
         return not_less(absolute(x), R(708.0));
     }
+
     template <class R>
     static R common(R x)
     {
         return value_of(exponential_of(x));
     }
+
     static double rare(double x);
 };
 
@@ -103,11 +105,13 @@ struct binary_exponential
     {
         return not_less(absolute(x), R(1021.0));
     }
+
     template <class R>
     static R common(R x)
     {
         return value_of(binary_exponential_of(x));
     }
+
     static double rare(double x);
 };
 
@@ -120,6 +124,7 @@ struct exponential_minus_one
     {
         return not_less(x, R(709.0));
     }
+
     template <class R>
     static R common(R x)
     {
@@ -134,6 +139,7 @@ struct exponential_minus_one
         const R value = high + fma(scale, tail, lost_again + lost);
         return R::from_bits(value.bits() | sign_of(x)); // -0 for -0
     }
+
     static double rare(double x);
 };
 

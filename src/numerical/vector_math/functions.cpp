@@ -57,9 +57,12 @@ void binary(operand x, operand y, double* to, std::size_t count)
         std::fill_n(to, count, count != 0 ? *to : 0.0);
         return;
     }
-    const binary_kernel kernel = !y.moves ? kernels.only_x : !x.moves ? kernels.only_y : kernels.both;
+    const binary_kernel kernel = !y.moves   ? kernels.only_x
+                                 : !x.moves ? kernels.only_y
+                                            : kernels.both;
     by_blocks(count, [&](std::size_t first, std::size_t elements) {
-        kernel(x.data + (x.moves ? first : 0), y.data + (y.moves ? first : 0), to + first, elements);
+        kernel(x.data + (x.moves ? first : 0), y.data + (y.moves ? first : 0), to + first,
+               elements);
     });
 }
 
@@ -76,10 +79,10 @@ struct named_binary
 };
 
 constexpr named_unary unary_functions[] = {
-    {"exp", exp},       {"exp2", exp2},     {"expm1", expm1},   {"log", log},
-    {"log2", log2},     {"log10", log10},   {"log1p", log1p},   {"sin", sin},
-    {"cos", cos},       {"tan", tan},       {"sinh", sinh},     {"cosh", cosh},
-    {"tanh", tanh},     {"arcsin", arcsin}, {"arccos", arccos}, {"arctan", arctan},
+    {"exp", exp},   {"exp2", exp2},     {"expm1", expm1},   {"log", log},
+    {"log2", log2}, {"log10", log10},   {"log1p", log1p},   {"sin", sin},
+    {"cos", cos},   {"tan", tan},       {"sinh", sinh},     {"cosh", cosh},
+    {"tanh", tanh}, {"arcsin", arcsin}, {"arccos", arccos}, {"arctan", arctan},
 };
 
 constexpr named_binary binary_functions[] = {

@@ -3,8 +3,8 @@
 // Elementary functions of arrays of doubles, in vectors and by this project's own algorithms. A
 // result depends on the argument alone: not on the path, the place in the array, the number of
 // threads or the C library's version. Its error is below one unit in the last place (the table in
-// docs/guide_precision.md). Special values, signed zeros, infinities and NaN are those of C (ISO/IEC
-// 9899:1999, annex F); no exception flag is promised.
+// docs/guide_precision.md). Special values, signed zeros, infinities and NaN are those of C
+// (ISO/IEC 9899:1999, annex F); no exception flag is promised.
 
 #include <cstddef>
 #include <string_view>

@@ -68,12 +68,14 @@ struct hyperbolic_sine
     {
         return not_less(absolute(x), R(708.0));
     }
+
     template <class R>
     static R common(R x)
     {
         const auto [high, rest] = hyperbolic_sine_of(hyperbolic_terms_of(absolute(x)));
         return flip(high + rest, sign_of(x));
     }
+
     static double rare(double x);
 };
 
@@ -84,12 +86,14 @@ struct hyperbolic_cosine
     {
         return not_less(absolute(x), R(708.0));
     }
+
     template <class R>
     static R common(R x)
     {
         const auto terms = hyperbolic_terms_of(absolute(x));
         return terms.sum.high + cosine_rest(terms);
     }
+
     static double rare(double x);
 };
 
@@ -100,6 +104,7 @@ struct hyperbolic_tangent
     {
         return not_equal(x, x);
     }
+
     template <class R>
     static R common(R x)
     {
@@ -108,6 +113,7 @@ struct hyperbolic_tangent
         const auto lower = sum_of_ordered(terms.sum.high, cosine_rest(terms));
         return flip(quotient_of(hyperbolic_sine_of(terms), lower), sign_of(x));
     }
+
     static double rare(double x);
 };
 

@@ -41,6 +41,7 @@ struct arc_sine
     {
         return not_less(absolute(x), R(0x1.0000000000001p0));
     }
+
     template <class R>
     static R common(R x)
     {
@@ -51,6 +52,7 @@ struct arc_sine
         const R value = base + (lost + fnma(R(2.0), rest, R(half_of_pi_low)));
         return flip(select(beyond, value, v + rest), sign_of(x));
     }
+
     static double rare(double x);
 };
 
@@ -62,6 +64,7 @@ struct arc_cosine
     {
         return not_less(absolute(x), R(0x1.0000000000001p0));
     }
+
     template <class R>
     static R common(R x)
     {
@@ -69,8 +72,7 @@ struct arc_cosine
         const auto [beyond, v, rest] = half_angle_of(absolute(x));
         const auto negative = x < R(0.0);
         const R multiple = flip(select(beyond, R(-2.0), R(1.0)), sign);
-        const R base =
-            select(beyond, select(negative, R(2 * half_of_pi), R(0.0)), R(half_of_pi));
+        const R base = select(beyond, select(negative, R(2 * half_of_pi), R(0.0)), R(half_of_pi));
         const R base_low =
             select(beyond, select(negative, R(2 * half_of_pi_low), R(0.0)), R(half_of_pi_low));
         const R turn = multiple * v;
@@ -78,6 +80,7 @@ struct arc_cosine
         const R lost = (base - high) - turn;
         return high + (lost + fnma(multiple, rest, base_low));
     }
+
     static double rare(double x);
 };
 
@@ -106,6 +109,7 @@ struct arc_tangent
     {
         return not_equal(x, x);
     }
+
     template <class R>
     static R common(R x)
     {
@@ -117,6 +121,7 @@ struct arc_tangent
         const auto [high, low] = angle_plus_arctan(part, z);
         return flip(high + low, sign_of(x));
     }
+
     static double rare(double x);
 };
 

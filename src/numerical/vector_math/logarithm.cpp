@@ -1,6 +1,6 @@
-#include "numerical/vector_math/portable_lanes.hpp"
-
 #include "numerical/vector_math/logarithm.hpp"
+
+#include "numerical/vector_math/portable_lanes.hpp"
 
 #include <cmath>
 #include <limits>

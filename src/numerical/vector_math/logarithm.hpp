@@ -100,6 +100,7 @@ struct natural_logarithm : rare_outside_normal
     {
         return logarithm_of<natural>(reduced_for_logarithm(x));
     }
+
     static double rare(double x);
 };
 
@@ -110,6 +111,7 @@ struct binary_logarithm : rare_outside_normal
     {
         return logarithm_of<binary>(reduced_for_logarithm(x));
     }
+
     static double rare(double x);
 };
 
@@ -120,6 +122,7 @@ struct decimal_logarithm : rare_outside_normal
     {
         return logarithm_of<decimal>(reduced_for_logarithm(x));
     }
+
     static double rare(double x);
 };
 
@@ -131,6 +134,7 @@ struct logarithm_of_one_plus
     {
         return not_less(x, R(0x1p1000)) | (x < R(-0x1.fffffffffffffp-1));
     }
+
     template <class R>
     static R common(R x)
     {
@@ -138,6 +142,7 @@ struct logarithm_of_one_plus
         const R value = logarithm_of<natural>(reduced_for_logarithm(sum, lost));
         return R::from_bits(value.bits() | sign_of(x)); // -0 for -0
     }
+
     static double rare(double x);
 };
 

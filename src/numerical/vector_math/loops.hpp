@@ -3,6 +3,9 @@
 // The loops over lanes. A lane outside a function's common range is computed again by its scalar
 // function `rare`. The elements that are left at the end go through the same code in a block of
 // their own, so that an element's bits don't depend on its place.
+//
+// The inner loop holds its constants in registers, which a call within it would not leave there. So
+// it stops at a vector with a rare lane, and is entered anew behind it.
 
 #include "numerical/vector_math/exponential.hpp"
 #include "numerical/vector_math/hyperbolic.hpp"
@@ -15,27 +18,47 @@
 
 namespace numerical::vector_math {
 
-template <class F, class R>
-void recompute(unsigned int lanes, R x, double* to)
+// A vector of which some lanes are rare.
+template <class R>
+struct mixed_vector
 {
-    double argument[R::width];
-    x.store(argument);
-    for (; lanes != 0; lanes &= lanes - 1) {
-        const int lane = __builtin_ctz(lanes);
-        to[lane] = F::rare(argument[lane]);
-    }
-}
+    unsigned int rare = 0;
+    double x[R::width];
+    double y[R::width];
+    double result[R::width];
+};
 
-// `count` is a multiple of the width.
+// Returns how many elements it wrote: `count`, a multiple of the width, or those before a mixed
+// vector.
 template <class F, class R>
-[[gnu::noinline]] void whole_vectors(const double* from, double* to, std::size_t count)
+[[gnu::noinline]] std::size_t common_vectors(const double* from, double* to, std::size_t count,
+                                             mixed_vector<R>& mixed)
 {
     for (std::size_t i = 0; i < count; i += R::width) {
         const R x = R::load(from + i);
-        const unsigned int rare = F::is_rare(x).pattern();
-        F::common(x).store(to + i);
-        if (rare != 0) [[unlikely]]
-            recompute<F>(rare, x, to + i);
+        const R result = F::common(x);
+        if (const unsigned int rare = F::is_rare(x).pattern(); rare != 0) [[unlikely]] {
+            mixed.rare = rare;
+            x.store(mixed.x);
+            result.store(mixed.result);
+            return i;
+        }
+        result.store(to + i);
+    }
+    return count;
+}
+
+template <class F, class R>
+void whole_vectors(const double* from, double* to, std::size_t count)
+{
+    mixed_vector<R> mixed;
+    for (std::size_t i = 0;; i += R::width) {
+        i += common_vectors<F, R>(from + i, to + i, count - i, mixed);
+        if (i == count)
+            return;
+        for (std::size_t lane = 0; lane < R::width; ++lane)
+            to[i + lane] =
+                (mixed.rare >> lane & 1) != 0 ? F::rare(mixed.x[lane]) : mixed.result[lane];
     }
 }
 
@@ -48,24 +71,12 @@ void unary_loop(const double* from, double* to, std::size_t count)
     if (left == 0)
         return;
     double block[R::width];
-    for (std::size_t i = 0; i < R::width; ++i)
-        block[i] = from[whole + (i < left ? i : 0)];
+    R(1.0).store(block); // in the common range of every function
+    for (std::size_t i = 0; i < left; ++i)
+        block[i] = from[whole + i];
     whole_vectors<F, R>(block, block, R::width);
     for (std::size_t i = 0; i < left; ++i)
         to[whole + i] = block[i];
-}
-
-template <class F, class R>
-void recompute(unsigned int lanes, R x, R y, double* to)
-{
-    double left[R::width];
-    double right[R::width];
-    x.store(left);
-    y.store(right);
-    for (; lanes != 0; lanes &= lanes - 1) {
-        const int lane = __builtin_ctz(lanes);
-        to[lane] = F::rare(left[lane], right[lane]);
-    }
 }
 
 template <std::size_t step, class R>
@@ -78,16 +89,37 @@ R load_operand(const double* from, std::size_t i)
 }
 
 template <class F, class R, std::size_t x_step, std::size_t y_step>
-[[gnu::noinline]] void whole_vectors(const double* from_x, const double* from_y, double* to,
-                                     std::size_t count)
+[[gnu::noinline]] std::size_t common_vectors(const double* from_x, const double* from_y, double* to,
+                                             std::size_t count, mixed_vector<R>& mixed)
 {
     for (std::size_t i = 0; i < count; i += R::width) {
         const R x = load_operand<x_step, R>(from_x, i);
         const R y = load_operand<y_step, R>(from_y, i);
-        const auto [value, rare] = F::common(x, y);
-        value.store(to + i);
-        if (const unsigned int lanes = rare.pattern(); lanes != 0) [[unlikely]]
-            recompute<F>(lanes, x, y, to + i);
+        const auto [result, is_rare] = F::common(x, y);
+        if (const unsigned int rare = is_rare.pattern(); rare != 0) [[unlikely]] {
+            mixed.rare = rare;
+            x.store(mixed.x);
+            y.store(mixed.y);
+            result.store(mixed.result);
+            return i;
+        }
+        result.store(to + i);
+    }
+    return count;
+}
+
+template <class F, class R, std::size_t x_step, std::size_t y_step>
+void whole_vectors(const double* x, const double* y, double* to, std::size_t count)
+{
+    mixed_vector<R> mixed;
+    for (std::size_t i = 0;; i += R::width) {
+        i += common_vectors<F, R, x_step, y_step>(x + i * x_step, y + i * y_step, to + i, count - i,
+                                                  mixed);
+        if (i == count)
+            return;
+        for (std::size_t lane = 0; lane < R::width; ++lane)
+            to[i + lane] = (mixed.rare >> lane & 1) != 0 ? F::rare(mixed.x[lane], mixed.y[lane])
+                                                         : mixed.result[lane];
     }
 }
 
@@ -101,10 +133,11 @@ void binary_loop(const double* x, const double* y, double* to, std::size_t count
         return;
     double x_block[R::width];
     double y_block[R::width];
-    for (std::size_t i = 0; i < R::width; ++i) {
-        const std::size_t at = whole + (i < left ? i : 0);
-        x_block[i] = x[at * x_step];
-        y_block[i] = y[at * y_step];
+    R(1.0).store(x_block);
+    R(1.0).store(y_block);
+    for (std::size_t i = 0; i < left; ++i) {
+        x_block[i] = x[(whole + i) * x_step];
+        y_block[i] = y[(whole + i) * y_step];
     }
     whole_vectors<F, R, x_step, y_step>(x_block, y_block, x_block, R::width);
     for (std::size_t i = 0; i < left; ++i)

@@ -88,9 +88,10 @@ reduced_angle<one> reduced_large_angle(double x)
         turn[0] &= ~std::uint64_t{0} >> 2;
     }
     const auto [high, low] = in_two_parts(turn);
-    const one r = high * one(half_of_pi);
-    const one r_low = fms(high, one(half_of_pi), r) +
-                      fma(high, one(half_of_pi_low), low * one(half_of_pi));
+    const one product = high * one(half_of_pi);
+    const one rest =
+        fms(high, one(half_of_pi), product) + fma(high, one(half_of_pi_low), low * one(half_of_pi));
+    const auto [r, r_low] = sum_of_ordered(product, rest);
     if (above_half)
         return {one_word(quadrant), one(-r.v), one(-r_low.v)};
     return {one_word(quadrant), r, r_low};

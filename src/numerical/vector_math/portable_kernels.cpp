@@ -1,7 +1,7 @@
 #include "numerical/vector_math/kernels.hpp"
 
-#include "numerical/vector_math/portable_lanes.hpp"
 #include "numerical/vector_math/loops.hpp"
+#include "numerical/vector_math/portable_lanes.hpp"
 
 namespace numerical::vector_math {
 

@@ -20,8 +20,8 @@ double magnitude_of_power(double x, double y)
 {
     const double a = std::fabs(x);
     const bool subnormal = a < 0x1p-1022;
-    const auto logarithm = logarithm_in_two_parts(one(subnormal ? a * 0x1p54 : a),
-                                                  one(subnormal ? -54.0 : 0.0));
+    const auto logarithm =
+        logarithm_in_two_parts(one(subnormal ? a * 0x1p54 : a), one(subnormal ? -54.0 : 0.0));
     const auto [high, low] = exponent_of_power(logarithm, one(y));
     if (std::fabs(high.v) > 800)
         return high.v > 0 ? infinity : 0.0;

@@ -24,13 +24,15 @@ two_parts<R> logarithm_in_two_parts(R x, R more)
     const R half_square = R(0.5) * square;
     const R half_square_low = fma(R(0.5), fms(r, r, square), r * r_low);
 
+    const R r_low_cubed = fma(square, r_low, r_low); // what r^3 / 3 takes of r_low too
+
     const R k = k_of_x + more;
     const R high = fma(k, R(natural.of_2), R::lookup(power_table, part));
     const R high_low = fma(k, R(natural.of_2_low), R::lookup(power_table_low, part));
     const auto first = sum_of_ordered(high, r);
     const R second = first.high - half_square;
     const R lost = (first.high - second) - half_square;
-    const R low = (first.low + lost) + ((r_low - half_square_low) + high_low);
+    const R low = (first.low + lost) + ((r_low_cubed - half_square_low) + high_low);
     return sum_of_ordered(second, fma(r * square, polynomial(power_tail, r), low));
 }
 
@@ -55,10 +57,10 @@ struct power
         const R magnitude = value_of(exponential_of(high, low));
         const auto sign = shifted.bits().template left<63>() & sign_of(x);
         const auto x_rare = (a < R(0x1p-1022)) | not_less(a, R(__builtin_inf()));
-        const auto sign_rare =
-            (x < R(0.0)) & (fractional | not_less(absolute(y), R(0x1p51)));
+        const auto sign_rare = (x < R(0.0)) & (fractional | not_less(absolute(y), R(0x1p51)));
         return {flip(magnitude, sign), x_rare | sign_rare | not_less(absolute(high), R(708.0))};
     }
+
     static double rare(double x, double y);
 };
 

@@ -90,12 +90,14 @@ struct sine
     {
         return not_less(absolute(x), R(greatest_angle));
     }
+
     template <class R>
     static R common(R x)
     {
         const auto [n, r, low] = reduced_by_half_pi(absolute(x));
         return flip(sine_of(n, r, low), sign_of(x));
     }
+
     static double rare(double x);
 };
 
@@ -106,12 +108,14 @@ struct cosine
     {
         return not_less(absolute(x), R(greatest_angle));
     }
+
     template <class R>
     static R common(R x)
     {
         const auto [n, r, low] = reduced_by_half_pi(x);
         return sine_of(n + typename R::words(1), r, low);
     }
+
     static double rare(double x);
 };
 
@@ -122,12 +126,14 @@ struct tangent
     {
         return not_less(absolute(x), R(greatest_angle));
     }
+
     template <class R>
     static R common(R x)
     {
         const auto [n, r, low] = reduced_by_half_pi(absolute(x));
         return flip(tangent_of(n, r, low), sign_of(x));
     }
+
     static double rare(double x);
 };
 

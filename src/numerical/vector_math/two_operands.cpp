@@ -50,7 +50,8 @@ double hypotenuse::rare(double x, double y)
     if (longer == 0)
         return 0;
     const int exponent = std::ilogb(longer);
-    const auto scaled = hypotenuse::common(one(std::ldexp(x, -exponent)), one(std::ldexp(y, -exponent)));
+    const auto scaled =
+        hypotenuse::common(one(std::ldexp(x, -exponent)), one(std::ldexp(y, -exponent)));
     return std::ldexp(scaled.value.v, exponent);
 }
 

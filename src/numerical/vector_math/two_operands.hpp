@@ -18,9 +18,14 @@ struct arc_tangent_of_quotient
         const auto part = part_of_tangent(a / b);
         const R s = R::lookup(arctan_sine, part);
         const R c = R::lookup(arctan_cosine, part);
-        // Products with c = 0 or 1 are exact: each side is rounded once.
-        const R z = fnma(b, s, a * c) / fma(a, s, b * c);
-        const auto [high, low] = angle_plus_arctan(part, z);
+        // Products with c = 0 or 1 are exact: each side is rounded once, not at all where s = 0.
+        const R upper = fnma(b, s, a * c);
+        const R lower = fma(a, s, b * c);
+        const R inverse = R(1.0) / lower;
+        const R z = upper * inverse;
+        const R z_low = fnma(z, lower, upper) * inverse;
+        const auto [high, low_of_z] = angle_plus_arctan(part, z);
+        const R low = low_of_z + z_low;
         const R value = high + low;
         const R back = R(2 * half_of_pi) - high;
         const R lost = (R(2 * half_of_pi) - back) - high;
@@ -31,6 +36,7 @@ struct arc_tangent_of_quotient
         return {flip(select(x < R(0.0), value_back, value), sign_of(y)),
                 rare | not_equal(a, a) | not_equal(b, b)};
     }
+
     static double rare(double y, double x);
 };
 
@@ -51,9 +57,9 @@ struct hypotenuse
         const R estimate = root(sum);
         const R rest = fnma(estimate, estimate, sum) + low;
         const auto rare = (longer < R(0x1p-450)) | not_less(longer, R(0x1p500));
-        return {estimate + rest / (estimate + estimate),
-                rare | not_equal(a, a) | not_equal(b, b)};
+        return {estimate + rest / (estimate + estimate), rare | not_equal(a, a) | not_equal(b, b)};
     }
+
     static double rare(double x, double y);
 };
 
