@@ -225,6 +225,15 @@ def trigonometric():
     mp.dps = 500
     words = int(mp.floor(2 / pi * mpf(2) ** (64 * 20)))
     mp.dps = 80
+    write_split("sixteenth_pi", pi / 16, [53, 30, 53],
+                "pi / 16. A multiple n < 2^23 of the second is exact.")
+    print(f"constexpr double sixteen_over_pi = {literal(16 / pi)};\n")
+    small = (pi / 32 * mpf("1.0001")) ** 2
+    write_polynomial("tan_tail", "(tan r - r) / r^3 of u = r^2, |r| <= pi / 32",
+                     lambda u: (mp.tan(sqrt(u)) / sqrt(u) - 1) / u, lambda u: u, tiny, small, 4)
+    tangents = [mp.tan((j if j < 4 else j - 8) * pi / 16) for j in range(8)]
+    write_pair("tan_table", [mpf(-1) if j == 4 else t for j, t in enumerate(tangents)] * 2,
+               "tan(j pi / 16) for j = 0 to 3 and -4 to -1, twice.")
     print("// 2 / pi = sum of word[i] * 2^(-64 i).")
     print("constexpr std::uint64_t two_over_pi_words[21] = {")
     texts = [f"0x{(words >> (64 * (20 - i))) & (2 ** 64 - 1):016X}" for i in range(21)]

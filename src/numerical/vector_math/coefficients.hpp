@@ -190,6 +190,30 @@ constexpr double cos_tail[6] = {0x1.555555555554cp-5,  -0x1.6c16c16c1517fp-10,
                                 0x1.a01a019cb1c78p-16, -0x1.27e4f809f02a6p-22,
                                 0x1.1ee9ebe50be59p-29, -0x1.8fae98dc63893p-37};
 
+// pi / 16. A multiple n < 2^23 of the second is exact.
+constexpr double sixteenth_pi_1 = 0x1.921fb54442d18p-3;
+constexpr double sixteenth_pi_2 = 0x1.1a62633000000p-57;
+constexpr double sixteenth_pi_3 = 0x1.45c06e0e68948p-89;
+
+constexpr double sixteen_over_pi = 0x1.45f306dc9c883p+2;
+
+// (tan r - r) / r^3 of u = r^2, |r| <= pi / 32, error 2^-59.1.
+constexpr double tan_tail[5] = {0x1.55555555555dcp-2, 0x1.11111110b08e2p-3, 0x1.ba1ba489bbc8ep-5,
+                                0x1.664ab653be7a4p-6, 0x1.25ccddbc1eaccp-7};
+
+// tan(j pi / 16) for j = 0 to 3 and -4 to -1, twice.
+constexpr double tan_table[16] = {
+    0.0,     0x1.975f5e0553158p-3,  0x1.a827999fcef32p-2,  0x1.561b82ab7f990p-1,
+    -0x1p+0, -0x1.561b82ab7f990p-1, -0x1.a827999fcef32p-2, -0x1.975f5e0553158p-3,
+    0.0,     0x1.975f5e0553158p-3,  0x1.a827999fcef32p-2,  0x1.561b82ab7f990p-1,
+    -0x1p+0, -0x1.561b82ab7f990p-1, -0x1.a827999fcef32p-2, -0x1.975f5e0553158p-3};
+
+constexpr double tan_table_low[16] = {
+    0.0, 0x1.ef5d367441946p-61,  0x1.08b2fb1366ea9p-56,  0x1.7a8c52172b675p-55,
+    0.0, -0x1.7a8c52172b675p-55, -0x1.08b2fb1366ea9p-56, -0x1.ef5d367441946p-61,
+    0.0, 0x1.ef5d367441946p-61,  0x1.08b2fb1366ea9p-56,  0x1.7a8c52172b675p-55,
+    0.0, -0x1.7a8c52172b675p-55, -0x1.08b2fb1366ea9p-56, -0x1.ef5d367441946p-61};
+
 // 2 / pi = sum of word[i] * 2^(-64 i).
 constexpr std::uint64_t two_over_pi_words[21] = {
     0x0000000000000000, 0xA2F9836E4E441529, 0xFC2757D1F534DDC0, 0xDB6295993C439041,

@@ -29,8 +29,10 @@ double tangent::rare(double x)
 {
     if (!std::isfinite(x))
         return x - x;
-    const auto [n, r, low] = reduced_large_angle(x);
-    return flip(tangent_of(n, r, low), sign_of(one(x))).v;
+    const auto [quadrant, angle, angle_low] = reduced_large_angle(x);
+    const auto [n, r, low] = reduced_by_sixteenth_pi(angle);
+    const one_word eights = quadrant.left<3>();
+    return flip(tangent_of(n + eights, r, low + angle_low), sign_of(one(x))).v;
 }
 
 } // namespace numerical::vector_math

@@ -62,22 +62,38 @@ R sine_of(typename R::words n, R r, R low)
     return flip(value, (n & typename R::words(2)).template left<62>());
 }
 
+// x = n pi / 16 + r, |r| <= pi / 32, in the same way.
+template <class R>
+reduced_angle<R> reduced_by_sixteenth_pi(R x)
+{
+    const R shifted = fma(x, R(sixteen_over_pi), R(rounding_shift));
+    const R n = shifted - R(rounding_shift);
+    const R first = fnma(n, R(sixteenth_pi_1), x);
+    const R r = fnma(n, R(sixteenth_pi_2), first);
+    const R low = fnma(n, R(sixteenth_pi_2), first - r);
+    return {shifted.bits(), r, fnma(n, R(sixteenth_pi_3), low)};
+}
+
+// With n = 8 q + j, -4 <= j < 4, T = tan(j pi / 16) and t = tan r the result is (T + t) / (1 - T t)
+// for even q, and minus the reciprocal for odd ones.
 template <class R>
 R tangent_of(typename R::words n, R r, R low)
 {
-    const auto inverted = n.odd();
+    using words = typename R::words;
+    const R table = R::lookup(tan_table, n);
     const R u = r * r;
-    const R sine_rest = fma(r * u, polynomial(sin_tail, u), low);
-    const auto sine = sum_of_ordered(r, sine_rest);
-    const R half = R(0.5) * r;
-    const R high = fnma(half, r, R(1.0));
-    const R cosine_rest = fnma(r, low, fnma(half, r, R(1.0) - high));
-    const auto cosine = sum_of_ordered(high, fma(u * u, polynomial(cos_tail, u), cosine_rest));
-    const two_parts<R> upper{select(inverted, cosine.high, sine.high),
-                             select(inverted, cosine.low, sine.low)};
-    const two_parts<R> lower{select(inverted, sine.high, cosine.high),
-                             select(inverted, sine.low, cosine.low)};
-    return flip(quotient_of(upper, lower), n.template left<63>());
+    const auto [t, t_low] = sum_of_ordered(r, fma(r * u, polynomial(tan_tail, u), low));
+    const auto [sum, lost] = sum_of_ordered(table, t);
+    const R sum_low = lost + (R::lookup(tan_table_low, n) + t_low);
+    const R product = fnma(table, t, R(1.0));
+    const R product_low = fnma(table, t_low, fnma(table, t, R(1.0) - product));
+    const words q = (n + words(4)).template right<3>();
+    const auto inverted = q.odd();
+    const two_parts<R> upper{select(inverted, product, sum),
+                             select(inverted, product_low, sum_low)};
+    const two_parts<R> lower{select(inverted, sum, product),
+                             select(inverted, sum_low, product_low)};
+    return flip(quotient_of(upper, lower), q.template left<63>());
 }
 
 constexpr double greatest_angle = 0x1p20;
@@ -130,7 +146,7 @@ struct tangent
     template <class R>
     static R common(R x)
     {
-        const auto [n, r, low] = reduced_by_half_pi(absolute(x));
+        const auto [n, r, low] = reduced_by_sixteenth_pi(absolute(x));
         return flip(tangent_of(n, r, low), sign_of(x));
     }
 
