@@ -92,13 +92,16 @@ typename R::words part_of_tangent(R a)
     return smaller(larger(a, R(1.0 / 16)), R(15.0)).bits().template right<51>();
 }
 
-// angle + arctan z in two parts.
+// angle + arctan(upper / lower) in two parts. What the rounding of the quotient loses is made good.
 template <class R>
-two_parts<R> angle_plus_arctan(typename R::words part, R z)
+two_parts<R> angle_plus_arctan(typename R::words part, R upper, R lower)
 {
+    const R inverse = R(1.0) / lower;
+    const R z = upper * inverse;
+    const R z_low = fnma(z, lower, upper) * inverse;
     const R u = z * z;
     const auto [high, lost] = sum_of_ordered(R::lookup(arctan_angle, part), z);
-    const R low = lost + R::lookup(arctan_angle_low, part);
+    const R low = z_low + (lost + R::lookup(arctan_angle_low, part));
     return {high, fma(z * u, polynomial(arctan_tail, u), low)};
 }
 
@@ -117,8 +120,7 @@ struct arc_tangent
         const auto part = part_of_tangent(a);
         const R s = R::lookup(arctan_sine, part);
         const R c = R::lookup(arctan_cosine, part);
-        const R z = fms(a, c, s) / fma(a, s, c);
-        const auto [high, low] = angle_plus_arctan(part, z);
+        const auto [high, low] = angle_plus_arctan(part, fms(a, c, s), fma(a, s, c));
         return flip(high + low, sign_of(x));
     }
 

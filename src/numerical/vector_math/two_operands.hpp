@@ -19,13 +19,7 @@ struct arc_tangent_of_quotient
         const R s = R::lookup(arctan_sine, part);
         const R c = R::lookup(arctan_cosine, part);
         // Products with c = 0 or 1 are exact: each side is rounded once, not at all where s = 0.
-        const R upper = fnma(b, s, a * c);
-        const R lower = fma(a, s, b * c);
-        const R inverse = R(1.0) / lower;
-        const R z = upper * inverse;
-        const R z_low = fnma(z, lower, upper) * inverse;
-        const auto [high, low_of_z] = angle_plus_arctan(part, z);
-        const R low = low_of_z + z_low;
+        const auto [high, low] = angle_plus_arctan(part, fnma(b, s, a * c), fma(a, s, b * c));
         const R value = high + low;
         const R back = R(2 * half_of_pi) - high;
         const R lost = (R(2 * half_of_pi) - back) - high;
