@@ -1,6 +1,5 @@
 #include "numerical/vector_math/functions.hpp"
 
-#include "numerical/gemm/path.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/vector_math/kernels.hpp"
 
@@ -13,18 +12,6 @@ namespace {
 // about 1 ns in vectors.
 constexpr std::size_t block = 2048;
 constexpr std::size_t work_per_element = 2;
-
-const kernel_set& kernels_in_force()
-{
-    switch (detail::gemm_path_current()) {
-    case detail::avx512_path:
-        return avx512_kernels;
-    case detail::avx2_path:
-        return avx2_kernels;
-    default:
-        return portable_kernels;
-    }
-}
 
 // body(first, count) for each block.
 template <class Body>

@@ -48,4 +48,7 @@ extern const kernel_set portable_kernels;
 extern const kernel_set avx2_kernels;
 extern const kernel_set avx512_kernels;
 
+// Those of the current path.
+const kernel_set& kernels_in_force();
+
 } // namespace numerical::vector_math
