@@ -30,14 +30,14 @@ struct function_case
 };
 
 const std::vector<function_case> functions{
-    {"exp", std::exp<long double>, std::exp<double>, 2},
+    {"exp", std::exp<long double>, std::exp<double>, 3},
     {"log", std::log<long double>, std::log<double>, 2},
     {"sqrt", std::sqrt<long double>, std::sqrt<double>, 3},
-    {"sin", std::sin<long double>, std::sin<double>, 2},
-    {"cos", std::cos<long double>, std::cos<double>, 2},
+    {"sin", std::sin<long double>, std::sin<double>, 3},
+    {"cos", std::cos<long double>, std::cos<double>, 3},
     {"tan", std::tan<long double>, std::tan<double>, 5},
-    {"sinh", std::sinh<long double>, std::sinh<double>, 2},
-    {"cosh", std::cosh<long double>, std::cosh<double>, 2},
+    {"sinh", std::sinh<long double>, std::sinh<double>, 3},
+    {"cosh", std::cosh<long double>, std::cosh<double>, 3},
     {"tanh", std::tanh<long double>, std::tanh<double>, 5},
 };
 
