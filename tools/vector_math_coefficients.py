@@ -1,10 +1,10 @@
 """Writes src/numerical/vector_math/coefficients.hpp: the polynomials, tables and split constants of
 the elementary functions.
 
-    vector_math_coefficients.py > src/numerical/vector_math/coefficients.hpp
+    vector_math_coefficients.py | clang-format > src/numerical/vector_math/coefficients.hpp
 
-Polynomials are minimax by the second algorithm of Remez (Muller 2016, chapter 3), computed with
-mpmath in 80 digits and rounded to double coefficient by coefficient. The comment above each gives
+Polynomials are minimax by the exchange algorithm (Remez 1934), computed with mpmath in 80 digits and
+rounded to double coefficient by coefficient. The comment above each gives
 the error that is left in exact arithmetic, relative to the function that it serves.
 """
 

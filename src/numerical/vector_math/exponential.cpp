@@ -2,22 +2,34 @@
 
 #include "numerical/vector_math/scaled_value.hpp"
 
-#include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace numerical::vector_math {
+namespace {
 
-// Beyond the bounds of the clamps a result is infinite or zero.
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+}
+
+// Infinities come often, as does what is as good as one: they go first.
+
 double exponential::rare(double x)
 {
-    return std::isnan(x) ? x + x : scaled_value(exponential_of(one(std::clamp(x, -800.0, 800.0))));
+    if (x < -746)
+        return 0;
+    if (x > 710)
+        return infinity;
+    return std::isnan(x) ? x + x : scaled_value(exponential_of(one(x)));
 }
 
 double binary_exponential::rare(double x)
 {
-    if (std::isnan(x))
-        return x + x;
-    return scaled_value(binary_exponential_of(one(std::clamp(x, -1200.0, 1200.0))));
+    if (x < -1076)
+        return 0;
+    if (x >= 1024)
+        return infinity;
+    return std::isnan(x) ? x + x : scaled_value(binary_exponential_of(one(x)));
 }
 
 double exponential_minus_one::rare(double x)

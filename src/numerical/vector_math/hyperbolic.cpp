@@ -2,8 +2,8 @@
 
 #include "numerical/vector_math/scaled_value.hpp"
 
-#include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace numerical::vector_math {
 namespace {
@@ -11,7 +11,9 @@ namespace {
 // e^x / 2 for large x, beside which e^-x is nothing.
 double half_exponential(double x)
 {
-    auto e = exponential_of(one(std::min(x, 800.0)));
+    if (x > 711)
+        return std::numeric_limits<double>::infinity();
+    auto e = exponential_of(one(x));
     e.n = e.n - one_word(16);
     return scaled_value(e);
 }

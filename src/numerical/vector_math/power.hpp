@@ -1,8 +1,8 @@
 #pragma once
 
-// x^y = e^(y log |x|), where y log |x| may be as large as 709: for a last place of the result the
-// logarithm is needed to 2^-65 of itself (Tang 1991 on the number of digits; the table is that of
-// the logarithm with 32 parts) and its product with y in two parts.
+// x^y = e^(y log |x|), where y log |x| may be as large as 709: for the last place of the result the
+// logarithm is needed to 2^-65 of itself and its product with y in two parts (Cody and Waite 1980
+// on the power). The table is that of the logarithm with 32 parts.
 
 #include "numerical/vector_math/exponential.hpp"
 #include "numerical/vector_math/logarithm.hpp"

@@ -5,10 +5,15 @@
 #include "numerical/vector_math/exponential.hpp"
 
 #include <bit>
-#include <cmath>
 #include <cstdint>
 
 namespace numerical::vector_math {
+
+// 2^k for -1022 <= k < 1024
+inline double normal_power_of_two(int k)
+{
+    return std::bit_cast<double>(static_cast<std::uint64_t>(1023 + k) << 52);
+}
 
 // The number that `e` stands for where it may overflow, underflow or be subnormal. The power is
 // applied in halves: the first product is exact, so that one rounding is left.
@@ -19,7 +24,7 @@ inline double scaled_value(const scaled_exponential<one>& e)
     const auto within_table = static_cast<std::uint64_t>(n & 15);
     const double value = value_of(scaled_exponential<one>{one_word(within_table), e.rest}).v;
     const int half = k / 2;
-    return std::ldexp(1.0, k - half) * (value * std::ldexp(1.0, half));
+    return normal_power_of_two(k - half) * (value * normal_power_of_two(half));
 }
 
 } // namespace numerical::vector_math

@@ -112,7 +112,7 @@ TEST(accuracy, of_logarithms)
         expect_within("log1p", 0.75, x, log1pl);
 }
 
-// Multiples of pi / 2, and the double that comes nearest to one (Muller 2016, section 11.3.2).
+// Multiples of pi / 2, and the double that comes nearest to one (Muller 2016).
 std::vector<double> near_quarter_turns()
 {
     std::vector<double> x{0x1.6ac5b262ca1ffp+849, -0x1.6ac5b262ca1ffp+849};
