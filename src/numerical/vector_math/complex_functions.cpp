@@ -13,7 +13,7 @@ namespace numerical::vector_math {
 namespace {
 
 // Numbers to a block, whose parts and intermediate results stay in L1.
-constexpr std::size_t block = 256;
+constexpr std::size_t block = 128;
 constexpr std::size_t work_per_element = 16;
 
 struct split_block
