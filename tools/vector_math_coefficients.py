@@ -113,6 +113,13 @@ def write_split(name, value, bits, comment):
     print()
 
 
+def write_angle_step(name, angle, bits_of_second):
+    first = double(angle)
+    second = to_bits(angle - first, bits_of_second)
+    parts = [1 / angle, first, second, angle - first - second]
+    print(f"constexpr angle_step {name} = {{{', '.join(map(literal, parts))}}};\n")
+
+
 def write_pair(name, values, comment):
     high = [double(v) for v in values]
     write_array(name, high, comment)
@@ -214,8 +221,18 @@ def power():
 
 
 def trigonometric():
-    write_split("half_pi", pi / 2, [53, 33, 53], "pi / 2. A multiple n < 2^20 of the second is exact.")
-    print(f"constexpr double two_over_pi = {literal(2 / pi)};\n")
+    print("""// An angle in three parts, for the subtraction of its multiples n: n times the second is exact for
+// n < 2^20 (pi / 2) or n < 2^23 (pi / 16).
+struct angle_step
+{
+    double reciprocal;
+    double first;
+    double second;
+    double third;
+};
+""")
+    write_angle_step("half_pi_step", pi / 2, 33)
+    write_angle_step("sixteenth_pi_step", pi / 16, 30)
     u = (pi / 4 * mpf("1.0001")) ** 2
     tiny = mpf(10) ** -20
     write_polynomial("sin_tail", "(sin r - r) / r^3 of u = r^2, |r| <= pi / 4",
@@ -225,9 +242,6 @@ def trigonometric():
     mp.dps = 500
     words = int(mp.floor(2 / pi * mpf(2) ** (64 * 20)))
     mp.dps = 80
-    write_split("sixteenth_pi", pi / 16, [53, 30, 53],
-                "pi / 16. A multiple n < 2^23 of the second is exact.")
-    print(f"constexpr double sixteen_over_pi = {literal(16 / pi)};\n")
     small = (pi / 32 * mpf("1.0001")) ** 2
     write_polynomial("tan_tail", "(tan r - r) / r^3 of u = r^2, |r| <= pi / 32",
                      lambda u: (mp.tan(sqrt(u)) / sqrt(u) - 1) / u, lambda u: u, tiny, small, 4)

@@ -173,12 +173,21 @@ constexpr double power_tail[7] = {
     0x1.5555555555559p-2, -0x1.0000000001711p-2, 0x1.9999999951872p-3, -0x1.5555545c571a3p-3,
     0x1.24925300d306fp-3, -0x1.00194d7c0c018p-3, 0x1.c6696c123785cp-4};
 
-// pi / 2. A multiple n < 2^20 of the second is exact.
-constexpr double half_pi_1 = 0x1.921fb54442d18p+0;
-constexpr double half_pi_2 = 0x1.1a62633100000p-54;
-constexpr double half_pi_3 = 0x1.1701b839a2520p-88;
+// An angle in three parts, for the subtraction of its multiples n: n times the second is exact for
+// n < 2^20 (pi / 2) or n < 2^23 (pi / 16).
+struct angle_step
+{
+    double reciprocal;
+    double first;
+    double second;
+    double third;
+};
 
-constexpr double two_over_pi = 0x1.45f306dc9c883p-1;
+constexpr angle_step half_pi_step = {0x1.45f306dc9c883p-1, 0x1.921fb54442d18p+0,
+                                     0x1.1a62633100000p-54, 0x1.1701b839a2520p-88};
+
+constexpr angle_step sixteenth_pi_step = {0x1.45f306dc9c883p+2, 0x1.921fb54442d18p-3,
+                                          0x1.1a62633000000p-57, 0x1.45c06e0e68948p-89};
 
 // (sin r - r) / r^3 of u = r^2, |r| <= pi / 4, error 2^-58.0.
 constexpr double sin_tail[6] = {-0x1.5555555555549p-3,  0x1.111111110f881p-7,
@@ -189,13 +198,6 @@ constexpr double sin_tail[6] = {-0x1.5555555555549p-3,  0x1.111111110f881p-7,
 constexpr double cos_tail[6] = {0x1.555555555554cp-5,  -0x1.6c16c16c1517fp-10,
                                 0x1.a01a019cb1c78p-16, -0x1.27e4f809f02a6p-22,
                                 0x1.1ee9ebe50be59p-29, -0x1.8fae98dc63893p-37};
-
-// pi / 16. A multiple n < 2^23 of the second is exact.
-constexpr double sixteenth_pi_1 = 0x1.921fb54442d18p-3;
-constexpr double sixteenth_pi_2 = 0x1.1a62633000000p-57;
-constexpr double sixteenth_pi_3 = 0x1.45c06e0e68948p-89;
-
-constexpr double sixteen_over_pi = 0x1.45f306dc9c883p+2;
 
 // (tan r - r) / r^3 of u = r^2, |r| <= pi / 32, error 2^-59.1.
 constexpr double tan_tail[5] = {0x1.55555555555dcp-2, 0x1.11111110b08e2p-3, 0x1.ba1ba489bbc8ep-5,

@@ -23,7 +23,7 @@ struct split_block
     std::size_t count;
 };
 
-// Parts at once: f of the real parts into `to`, and so on.
+// What a real function gives for the parts of a block.
 using real_block = double[block];
 
 bool within(double x, double bound)
@@ -47,37 +47,43 @@ void exp_block(const kernel_set& kernels, const split_block& z, complex* to)
                     : rare_exp({z.x[i], z.y[i]});
 }
 
+struct hyperbolic_factors
+{
+    real_block hyperbolic_sine; // of x
+    real_block hyperbolic_cosine;
+    real_block sine; // of y
+    real_block cosine;
+};
+
+void factors_of(const kernel_set& kernels, const split_block& z, hyperbolic_factors& of)
+{
+    kernels.sinh(z.x, of.hyperbolic_sine, z.count);
+    kernels.cosh(z.x, of.hyperbolic_cosine, z.count);
+    kernels.sin(z.y, of.sine, z.count);
+    kernels.cos(z.y, of.cosine, z.count);
+}
+
 // sinh x cos y + i cosh x sin y
 void sinh_block(const kernel_set& kernels, const split_block& z, complex* to)
 {
-    real_block hyperbolic_sine;
-    real_block hyperbolic_cosine;
-    real_block cosine;
-    real_block sine;
-    kernels.sinh(z.x, hyperbolic_sine, z.count);
-    kernels.cosh(z.x, hyperbolic_cosine, z.count);
-    kernels.cos(z.y, cosine, z.count);
-    kernels.sin(z.y, sine, z.count);
+    hyperbolic_factors of;
+    factors_of(kernels, z, of);
     for (std::size_t i = 0; i < z.count; ++i)
         to[i] = within(z.x[i], exponent_bound) && std::isfinite(z.y[i])
-                    ? complex{hyperbolic_sine[i] * cosine[i], hyperbolic_cosine[i] * sine[i]}
+                    ? complex{of.hyperbolic_sine[i] * of.cosine[i],
+                              of.hyperbolic_cosine[i] * of.sine[i]}
                     : rare_sinh({z.x[i], z.y[i]});
 }
 
 // cosh x cos y + i sinh x sin y
 void cosh_block(const kernel_set& kernels, const split_block& z, complex* to)
 {
-    real_block hyperbolic_sine;
-    real_block hyperbolic_cosine;
-    real_block cosine;
-    real_block sine;
-    kernels.sinh(z.x, hyperbolic_sine, z.count);
-    kernels.cosh(z.x, hyperbolic_cosine, z.count);
-    kernels.cos(z.y, cosine, z.count);
-    kernels.sin(z.y, sine, z.count);
+    hyperbolic_factors of;
+    factors_of(kernels, z, of);
     for (std::size_t i = 0; i < z.count; ++i)
         to[i] = within(z.x[i], exponent_bound) && std::isfinite(z.y[i])
-                    ? complex{hyperbolic_cosine[i] * cosine[i], hyperbolic_sine[i] * sine[i]}
+                    ? complex{of.hyperbolic_cosine[i] * of.cosine[i],
+                              of.hyperbolic_sine[i] * of.sine[i]}
                     : rare_cosh({z.x[i], z.y[i]});
 }
 

@@ -20,7 +20,7 @@ double exponential::rare(double x)
         return 0;
     if (x > 710)
         return infinity;
-    return std::isnan(x) ? x + x : scaled_value(exponential_of(one(x)));
+    return std::isnan(x) ? x + x : scaled_value(exponential_of(reduced_by_ln2(one(x))));
 }
 
 double binary_exponential::rare(double x)

@@ -43,7 +43,7 @@ R rest_of_power(typename R::words n)
     return R::lookup(power_of_two_rest, n);
 }
 
-// e^(x + low) = scale (1 + rest), for a scale whose exponent isn't worked out yet.
+// 2^(n/16) (1 + rest) with the power rounded, which may lie beyond the range of numbers.
 template <class R>
 struct scaled_exponential
 {
@@ -52,18 +52,9 @@ struct scaled_exponential
 };
 
 template <class R>
-scaled_exponential<R> exponential_of(R x, R low)
+scaled_exponential<R> exponential_of(const reduced_exponent<R>& x)
 {
-    const auto [n, reduced, unused] = reduced_by_ln2(x);
-    const R r = reduced + low;
-    return {n, fma(r * r, polynomial(exp_tail, r), r + rest_of_power<R>(n))};
-}
-
-template <class R>
-scaled_exponential<R> exponential_of(R x)
-{
-    const auto [n, r, unused] = reduced_by_ln2(x);
-    return {n, fma(r * r, polynomial(exp_tail, r), r + rest_of_power<R>(n))};
+    return {x.n, fma(x.r * x.r, polynomial(exp_tail, x.r), x.r + rest_of_power<R>(x.n))};
 }
 
 template <class R>
@@ -92,7 +83,7 @@ struct exponential
     template <class R>
     static R common(R x)
     {
-        return value_of(exponential_of(x));
+        return value_of(exponential_of(reduced_by_ln2(x)));
     }
 
     static double rare(double x);

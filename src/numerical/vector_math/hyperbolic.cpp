@@ -13,7 +13,7 @@ double half_exponential(double x)
 {
     if (x > 711)
         return std::numeric_limits<double>::infinity();
-    auto e = exponential_of(one(x));
+    auto e = exponential_of(reduced_by_ln2(one(x)));
     e.n = e.n - one_word(16);
     return scaled_value(e);
 }

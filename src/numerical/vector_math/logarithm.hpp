@@ -40,22 +40,12 @@ struct reduced_number
     typename R::words part; // of the table, in the low bits
     R k;
     R r;
-    R low; // what is missing in r
+    R low;   // what is missing in r
+    R scale; // 2^-k c: what is added to x is to be multiplied by it and added to low
 };
 
 template <class R>
 reduced_number<R> reduced_for_logarithm(R x)
-{
-    const auto [shifted, k, m] = taken_apart(x, log_first);
-    const auto part = shifted.template right<48>();
-    const R c = R::lookup(log_reciprocal, part);
-    const R product = m * c;
-    return {part, k, product - R(1.0), fms(m, c, product)};
-}
-
-// Of x + low, where low is within a unit of the last place of x.
-template <class R>
-reduced_number<R> reduced_for_logarithm(R x, R low)
 {
     using words = typename R::words;
     const auto [shifted, k, m] = taken_apart(x, log_first);
@@ -63,8 +53,7 @@ reduced_number<R> reduced_for_logarithm(R x, R low)
     const R c = R::lookup(log_reciprocal, part);
     const R product = m * c;
     const words two_to_minus_k = words(2046ull << 52) - (shifted & words(~fraction_bits));
-    const R low_of_m = low * R::from_bits(two_to_minus_k);
-    return {part, k, product - R(1.0), fma(low_of_m, c, fms(m, c, product))};
+    return {part, k, product - R(1.0), fms(m, c, product), R::from_bits(two_to_minus_k) * c};
 }
 
 template <const logarithm_base& base, class R>
@@ -139,7 +128,9 @@ struct logarithm_of_one_plus
     static R common(R x)
     {
         const auto [sum, lost] = sum_of(R(1.0), x);
-        const R value = logarithm_of<natural>(reduced_for_logarithm(sum, lost));
+        reduced_number<R> reduced = reduced_for_logarithm(sum);
+        reduced.low = fma(lost, reduced.scale, reduced.low);
+        const R value = logarithm_of<natural>(reduced);
         return R::from_bits(value.bits() | sign_of(x)); // -0 for -0
     }
 

@@ -25,7 +25,7 @@ double magnitude_of_power(double x, double y)
     const auto [high, low] = exponent_of_power(logarithm, one(y));
     if (std::fabs(high.v) > 800)
         return high.v > 0 ? infinity : 0.0;
-    return scaled_value(exponential_of(high, low));
+    return scaled_value(exponential_of_sum(high, low));
 }
 
 } // namespace

@@ -44,6 +44,15 @@ two_parts<R> exponent_of_power(two_parts<R> logarithm_of_x, R y)
     return {high, fma(y, logarithm_of_x.low, fms(y, logarithm_of_x.high, high))};
 }
 
+// e^(x + low)
+template <class R>
+scaled_exponential<R> exponential_of_sum(R x, R low)
+{
+    reduced_exponent<R> reduced = reduced_by_ln2(x);
+    reduced.r = reduced.r + low;
+    return exponential_of(reduced);
+}
+
 // Negative x in the common range have an integer y below 2^51, whose parity is the sign.
 struct power
 {
@@ -54,7 +63,7 @@ struct power
         const R shifted = y + R(rounding_shift);
         const auto fractional = not_equal(shifted - R(rounding_shift), y);
         const auto [high, low] = exponent_of_power(logarithm_in_two_parts(a, R(0.0)), y);
-        const R magnitude = value_of(exponential_of(high, low));
+        const R magnitude = value_of(exponential_of_sum(high, low));
         const auto sign = shifted.bits().template left<63>() & sign_of(x);
         const auto x_rare = (a < R(0x1p-1022)) | not_less(a, R(__builtin_inf()));
         const auto sign_rare = (x < R(0.0)) & (fractional | not_less(absolute(y), R(0x1p51)));

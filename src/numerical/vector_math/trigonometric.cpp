@@ -30,7 +30,7 @@ double tangent::rare(double x)
     if (!std::isfinite(x))
         return x - x;
     const auto [quadrant, angle, angle_low] = reduced_large_angle(x);
-    const auto [n, r, low] = reduced_by_sixteenth_pi(angle);
+    const auto [n, r, low] = reduced_by(sixteenth_pi_step, angle);
     const one_word eights = quadrant.left<3>();
     return flip(tangent_of(n + eights, r, low + angle_low), sign_of(one(x))).v;
 }

@@ -11,23 +11,24 @@ namespace numerical::vector_math {
 template <class R>
 struct reduced_angle
 {
-    typename R::words n; // its two lowest bits count
+    typename R::words n; // in the low bits
     R r;
     R low; // what is missing in r
 };
 
-// For |x| < 2^20. The first difference is exact, as both terms are multiples of 2^-52 or of x's
-// last place. The product of n and the second constant is exact too: where the second difference
-// cancels, it is exact as well, and the third constant fills up its digits.
+// x = n step + r with |r| <= step / 2, for |x| < 2^20. The first difference is exact, as both terms
+// are multiples of the last place of the first part or of x. The product of n and the second part
+// is exact too: where the second difference cancels, it is exact as well, and the third part fills
+// up its digits.
 template <class R>
-reduced_angle<R> reduced_by_half_pi(R x)
+reduced_angle<R> reduced_by(const angle_step& step, R x)
 {
-    const R shifted = fma(x, R(two_over_pi), R(rounding_shift));
+    const R shifted = fma(x, R(step.reciprocal), R(rounding_shift));
     const R n = shifted - R(rounding_shift);
-    const R first = fnma(n, R(half_pi_1), x);
-    const R r = fnma(n, R(half_pi_2), first);
-    const R low = fnma(n, R(half_pi_2), first - r);
-    return {shifted.bits(), r, fnma(n, R(half_pi_3), low)};
+    const R first = fnma(n, R(step.first), x);
+    const R r = fnma(n, R(step.second), first);
+    const R low = fnma(n, R(step.second), first - r);
+    return {shifted.bits(), r, fnma(n, R(step.third), low)};
 }
 
 // Of each lane's choice of a polynomial.
@@ -62,20 +63,8 @@ R sine_of(typename R::words n, R r, R low)
     return flip(value, (n & typename R::words(2)).template left<62>());
 }
 
-// x = n pi / 16 + r, |r| <= pi / 32, in the same way.
-template <class R>
-reduced_angle<R> reduced_by_sixteenth_pi(R x)
-{
-    const R shifted = fma(x, R(sixteen_over_pi), R(rounding_shift));
-    const R n = shifted - R(rounding_shift);
-    const R first = fnma(n, R(sixteenth_pi_1), x);
-    const R r = fnma(n, R(sixteenth_pi_2), first);
-    const R low = fnma(n, R(sixteenth_pi_2), first - r);
-    return {shifted.bits(), r, fnma(n, R(sixteenth_pi_3), low)};
-}
-
-// With n = 8 q + j, -4 <= j < 4, T = tan(j pi / 16) and t = tan r the result is (T + t) / (1 - T t)
-// for even q, and minus the reciprocal for odd ones.
+// Of n pi / 16 + r. With n = 8 q + j, -4 <= j < 4, T = tan(j pi / 16) and t = tan r the result is
+// (T + t) / (1 - T t) for even q, and minus the reciprocal for odd ones.
 template <class R>
 R tangent_of(typename R::words n, R r, R low)
 {
@@ -110,7 +99,7 @@ struct sine
     template <class R>
     static R common(R x)
     {
-        const auto [n, r, low] = reduced_by_half_pi(absolute(x));
+        const auto [n, r, low] = reduced_by(half_pi_step, absolute(x));
         return flip(sine_of(n, r, low), sign_of(x));
     }
 
@@ -128,7 +117,7 @@ struct cosine
     template <class R>
     static R common(R x)
     {
-        const auto [n, r, low] = reduced_by_half_pi(x);
+        const auto [n, r, low] = reduced_by(half_pi_step, x);
         return sine_of(n + typename R::words(1), r, low);
     }
 
@@ -146,7 +135,7 @@ struct tangent
     template <class R>
     static R common(R x)
     {
-        const auto [n, r, low] = reduced_by_sixteenth_pi(absolute(x));
+        const auto [n, r, low] = reduced_by(sixteenth_pi_step, absolute(x));
         return flip(tangent_of(n, r, low), sign_of(x));
     }
 
