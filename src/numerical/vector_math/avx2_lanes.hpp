@@ -76,6 +76,11 @@ struct four_words
         return four_words(_mm256_srli_epi64(v, by));
     }
 
+    friend four_flags operator>(four_words a, four_words b)
+    {
+        return four_flags(_mm256_castsi256_pd(_mm256_cmpgt_epi64(a.v, b.v)));
+    }
+
     four_flags odd() const { return four_flags(_mm256_castsi256_pd(_mm256_slli_epi64(v, 63))); }
 };
 

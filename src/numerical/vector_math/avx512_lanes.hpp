@@ -69,6 +69,11 @@ struct eight_words
         return eight_words(_mm512_srli_epi64(v, by));
     }
 
+    friend eight_flags operator>(eight_words a, eight_words b)
+    {
+        return eight_flags(_mm512_cmpgt_epi64_mask(a.v, b.v));
+    }
+
     eight_flags odd() const { return eight_flags(_mm512_test_epi64_mask(v, _mm512_set1_epi64(1))); }
 };
 

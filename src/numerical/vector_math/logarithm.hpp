@@ -65,7 +65,7 @@ R logarithm_of(const reduced_number<R>& x)
     R t_low = r_low;
     if constexpr (base.of_e != 1) {
         t = r * R(base.of_e);
-        t_low = fms(r, R(base.of_e), t) + fma(r, R(base.of_e_low), r_low * R(base.of_e));
+        t_low = fma(r_low, R(base.of_e), fma(r, R(base.of_e_low), fms(r, R(base.of_e), t)));
     }
     const R high = fma(x.k, R(base.of_2), R::lookup(base.table, x.part));
     const R high_low = fma(x.k, R(base.of_2_low), R::lookup(base.table_low, x.part));
@@ -73,12 +73,23 @@ R logarithm_of(const reduced_number<R>& x)
     return sum + fma(r * t, polynomial(log_tail, r), lost + (high_low + t_low));
 }
 
+// Whether x is no normal positive number. One comparison does it: less the bits of the least of
+// them, those of all others come, as unsigned integers, after those of the normal ones.
+template <class R>
+typename R::flags outside_normal(R x)
+{
+    using words = typename R::words;
+    constexpr std::uint64_t least = 0x0010000000000000;
+    constexpr std::uint64_t count = 0x7FE0000000000000;
+    return x.bits() + words(sign_bit - least) > words(sign_bit + count - 1);
+}
+
 struct rare_outside_normal
 {
     template <class R>
     static typename R::flags is_rare(R x)
     {
-        return (x < R(0x1p-1022)) | not_less(x, R(__builtin_inf()));
+        return outside_normal(x);
     }
 };
 

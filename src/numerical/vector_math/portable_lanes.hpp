@@ -53,6 +53,12 @@ struct one_word
     }
 
     one_flag odd() const { return {(v & 1) != 0}; }
+
+    // as signed integers
+    friend one_flag operator>(one_word a, one_word b)
+    {
+        return {static_cast<std::int64_t>(a.v) > static_cast<std::int64_t>(b.v)};
+    }
 };
 
 struct one

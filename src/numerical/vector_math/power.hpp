@@ -65,7 +65,7 @@ struct power
         const auto [high, low] = exponent_of_power(logarithm_in_two_parts(a, R(0.0)), y);
         const R magnitude = value_of(exponential_of_sum(high, low));
         const auto sign = shifted.bits().template left<63>() & sign_of(x);
-        const auto x_rare = (a < R(0x1p-1022)) | not_less(a, R(__builtin_inf()));
+        const auto x_rare = outside_normal(a);
         const auto sign_rare = (x < R(0.0)) & (fractional | not_less(absolute(y), R(0x1p51)));
         return {flip(magnitude, sign), x_rare | sign_rare | not_less(absolute(high), R(708.0))};
     }
