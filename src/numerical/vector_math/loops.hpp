@@ -5,7 +5,8 @@
 // their own, so that an element's bits don't depend on its place.
 //
 // The inner loop holds its constants in registers, which a call within it would not leave there. So
-// it stops at a vector with a rare lane, and is entered anew behind it.
+// it stops at a vector with a rare lane, and is entered anew behind it. For the same reason all
+// that it calls is inlined, by the attribute "flatten".
 
 #include "numerical/vector_math/exponential.hpp"
 #include "numerical/vector_math/hyperbolic.hpp"
@@ -31,8 +32,8 @@ struct mixed_vector
 // Returns how many elements it wrote: `count`, a multiple of the width, or those before a mixed
 // vector.
 template <class F, class R>
-[[gnu::noinline]] std::size_t common_vectors(const double* from, double* to, std::size_t count,
-                                             mixed_vector<R>& mixed)
+[[gnu::noinline, gnu::flatten]] std::size_t
+common_vectors(const double* from, double* to, std::size_t count, mixed_vector<R>& mixed)
 {
     for (std::size_t i = 0; i < count; i += R::width) {
         const R x = R::load(from + i);
@@ -89,8 +90,9 @@ R load_operand(const double* from, std::size_t i)
 }
 
 template <class F, class R, std::size_t x_step, std::size_t y_step>
-[[gnu::noinline]] std::size_t common_vectors(const double* from_x, const double* from_y, double* to,
-                                             std::size_t count, mixed_vector<R>& mixed)
+[[gnu::noinline, gnu::flatten]] std::size_t
+common_vectors(const double* from_x, const double* from_y, double* to, std::size_t count,
+               mixed_vector<R>& mixed)
 {
     for (std::size_t i = 0; i < count; i += R::width) {
         const R x = load_operand<x_step, R>(from_x, i);
