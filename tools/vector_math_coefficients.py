@@ -3,9 +3,9 @@ the elementary functions.
 
     vector_math_coefficients.py | clang-format > src/numerical/vector_math/coefficients.hpp
 
-Polynomials are minimax by the exchange algorithm (Remez 1934), computed with mpmath in 80 digits and
-rounded to double coefficient by coefficient. The comment above each gives
-the error that is left in exact arithmetic, relative to the function that it serves.
+Polynomials are minimax by the exchange algorithm (Remez 1934), computed with mpmath in 80 digits
+and rounded to double coefficient by coefficient. The comment above each gives the error that is
+left in exact arithmetic, relative to the function that it serves.
 """
 
 import struct
