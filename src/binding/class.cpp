@@ -50,6 +50,7 @@ try {
     if (type == nullptr && PyErr_Occurred() == nullptr) // as CPython up to 3.11 may leave it
         PyErr_NoMemory();
     return type;
+
 } catch (const std::bad_alloc&) {
     return PyErr_NoMemory();
 }
