@@ -1,16 +1,14 @@
 #include "numerical/eigen/eigen.hpp"
 
-#include "numerical/checks.hpp"
+#include "numerical/eigen/lower_triangle.hpp"
 #include "numerical/eigen/merge_columns.hpp"
 #include "numerical/eigen/tridiagonal.hpp"
 #include "numerical/eigen/tridiagonal_divide.hpp"
 #include "numerical/eigen/tridiagonal_ql.hpp"
-#include "numerical/errors.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 
 #include <algorithm>
-#include <limits>
 #include <stdexcept>
 #include <utility>
 
@@ -19,42 +17,6 @@ namespace detail {
 namespace {
 
 constexpr std::size_t tile = 32;
-
-// The diagonal of the matrix that is decomposed is real.
-template <class T>
-double largest_of_lower(const matrix<T>& a)
-{
-    double largest = 0;
-    for (std::size_t i = 0; i < a.rows; ++i) {
-        const T* const row = a.data.data() + i * a.cols;
-        largest = std::max(largest, largest_modulus(row, i));
-        largest = larger_modulus(largest, real_part(row[i]));
-    }
-    return largest;
-}
-
-// The largest modulus, or 1 for a zero or empty matrix. Where a complex modulus overflows, the
-// largest number serves as well.
-template <class T>
-double checked_scale(const matrix<T>& a, const char* operation, const char* not_square)
-{
-    if (a.rows != a.cols)
-        throw dimension_error(not_square);
-    require_finite_lower(a, operation);
-    const double largest = largest_of_lower(a);
-    return largest == 0 ? 1.0 : std::min(largest, std::numeric_limits<double>::max());
-}
-
-template <class T>
-void scale_lower(matrix<T>& a, double scale)
-{
-    for (std::size_t i = 0; i < a.rows; ++i) {
-        T* const row = a.data.data() + i * a.cols;
-        for (std::size_t j = 0; j < i; ++j)
-            row[j] /= scale;
-        row[i] = T(real_part(row[i]) / scale);
-    }
-}
 
 template <class T>
 struct eigenpairs

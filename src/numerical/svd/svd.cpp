@@ -1,17 +1,16 @@
 #include "numerical/svd/svd.hpp"
 
 #include "numerical/checks.hpp"
-#include "numerical/factor/divide_row.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
-#include "numerical/svd/aligned_rows.hpp"
 #include "numerical/svd/bidiagonal.hpp"
 #include "numerical/svd/bidiagonal_divide.hpp"
 #include "numerical/svd/bidiagonal_qr.hpp"
 #include "numerical/svd/one_sided_jacobi.hpp"
+#include "numerical/svd/scaled_copy.hpp"
 
 #include <algorithm>
 #include <complex>
@@ -172,26 +171,6 @@ square_svd<T> by_jacobi(std::vector<T> a, std::size_t n)
     return out;
 }
 
-// The largest modulus, 1 for a zero matrix. That of a complex number may overflow.
-template <class T>
-double scale_of(const matrix<T>& a)
-{
-    const double largest = detail::largest_modulus(a.data.data(), a.data.size());
-    return largest == 0 ? 1.0 : std::min(largest, std::numeric_limits<double>::max());
-}
-
-// With room for the rows to be moved apart, if the matrix is square.
-template <class T>
-std::vector<T> divided(const matrix<T>& a, double scale)
-{
-    std::vector<T> out = detail::reserved<T>(
-        a.rows == a.cols ? detail::aligned_rows<T>::room(a.cols) : a.data.size());
-    out.insert(out.end(), a.data.begin(), a.data.end());
-    detail::divide_row(detail::gemm_path_current(), reinterpret_cast<double*>(out.data()), scale,
-                       out.size() * sizeof(T) / sizeof(double));
-    return out;
-}
-
 } // namespace
 
 template <class T>
@@ -217,9 +196,9 @@ void svd_decomposition<T>::factor(const matrix<T>& a, svd_method method)
         u = matrix<T>(m, 0, {});
         return;
     }
-    const double scale = scale_of(a);
+    const double scale = detail::scale_of(a);
     const bool jacobi = method == svd_method::jacobi;
-    std::vector<T> work = divided(a, scale);
+    std::vector<T> work = detail::divided(a, scale);
     std::vector<T> q;
     if (m > n || jacobi) {
         auto factors = detail::householder_qr(std::move(work), m, n);
@@ -259,8 +238,8 @@ std::vector<double> singular_values(const matrix<T>& a)
     const std::size_t n = a.cols;
     if (n == 0)
         return {};
-    const double scale = scale_of(a);
-    std::vector<T> work = divided(a, scale);
+    const double scale = detail::scale_of(a);
+    std::vector<T> work = detail::divided(a, scale);
     if (a.rows > n)
         work = triangular_factor(std::move(work), a.rows, n);
     const auto reduction = detail::bidiagonalize(std::move(work), n);

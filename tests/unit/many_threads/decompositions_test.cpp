@@ -1,8 +1,10 @@
 #include "numerical/eigen/eigen.hpp"
+#include "numerical/eigen/eigenvalues.hpp"
 #include "numerical/factor/cholesky.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/svd/least_squares.hpp"
 #include "numerical/svd/svd.hpp"
+#include "numerical/svd/values_only.hpp"
 
 #include "matrices.hpp"
 #include "paths.hpp"
@@ -91,6 +93,18 @@ TYPED_TEST(decompositions_on_64_cores, singular_vectors_have_the_bits_of_one_cor
             numerical::svd_decomposition<TypeParam> svd(a, method);
             return std::tuple(std::move(svd.values), std::move(svd.u.data), std::move(svd.v.data));
         });
+}
+
+TYPED_TEST(decompositions_on_64_cores, values_without_vectors_have_the_bits_of_one_core)
+{
+    for (const std::size_t n : {40, 150, 410}) {
+        const auto a = test::random_matrix<TypeParam>(n, n, 11);
+        const auto tall = test::random_matrix<TypeParam>(n + 40, n, 12);
+        expect_bits_of_one_core([&] {
+            return vectors<double>{numerical::eigenvalues(a), numerical::singular_values_only(a),
+                                   numerical::singular_values_only(tall)};
+        });
+    }
 }
 
 // The second block of 40 × 33 is one reflector of 8 elements: its products are so small that it

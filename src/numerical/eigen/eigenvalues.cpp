@@ -1,0 +1,52 @@
+#include "numerical/eigen/eigenvalues.hpp"
+
+#include "numerical/eigen/lower_triangle.hpp"
+#include "numerical/eigen/root_free_ql.hpp"
+#include "numerical/eigen/tridiagonal.hpp"
+#include "numerical/scalar.hpp"
+
+#include <complex>
+#include <utility>
+
+namespace numerical {
+namespace {
+
+using detail::complex;
+
+constexpr std::size_t ql_steps_per_value = 30;
+
+double checked_scale(const matrix<double>& a)
+{
+    return detail::checked_scale(a, "symmetric eigendecomposition",
+                                 "symmetric eigendecomposition requires a square matrix");
+}
+
+double checked_scale(const matrix<complex>& a)
+{
+    return detail::checked_scale(a, "Hermitian eigendecomposition",
+                                 "Hermitian eigendecomposition requires a square matrix");
+}
+
+} // namespace
+
+template <class T>
+std::vector<double> eigenvalues(matrix<T> a)
+{
+    const double scale = checked_scale(a);
+    const std::size_t n = a.rows;
+    if (n == 0)
+        return {};
+    detail::scale_lower(a, scale);
+    std::vector<double> d(n);
+    std::vector<double> e(n);
+    detail::tridiagonalize(a.data, n, d, e);
+    detail::root_free_ql(d, e, ql_steps_per_value * n);
+    for (double& value : d)
+        value *= scale;
+    return d;
+}
+
+template std::vector<double> eigenvalues(matrix<double>);
+template std::vector<double> eigenvalues(matrix<complex>);
+
+} // namespace numerical

@@ -1,0 +1,17 @@
+#pragma once
+
+// The eigenvalues of a real symmetric or complex Hermitian matrix without its eigenvectors: the
+// reduction is not kept, and the tridiagonal matrix is solved by a QL iteration of its squares.
+
+#include "numerical/matrix.hpp"
+
+#include <vector>
+
+namespace numerical {
+
+// Ascending. Only the lower triangle is read. dimension_error if `a` isn't square,
+// non_finite_error, convergence_error: the texts of symmetric_eigen and hermitian_eigen.
+template <class T>
+std::vector<double> eigenvalues(matrix<T> a);
+
+} // namespace numerical

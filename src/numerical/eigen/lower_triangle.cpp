@@ -1,0 +1,55 @@
+#include "numerical/eigen/lower_triangle.hpp"
+
+#include "numerical/checks.hpp"
+#include "numerical/errors.hpp"
+#include "numerical/scalar.hpp"
+
+#include <algorithm>
+#include <complex>
+#include <limits>
+
+namespace numerical::detail {
+namespace {
+
+// The diagonal of the matrix that is decomposed is real.
+template <class T>
+double largest_of_lower(const matrix<T>& a)
+{
+    double largest = 0;
+    for (std::size_t i = 0; i < a.rows; ++i) {
+        const T* const row = a.data.data() + i * a.cols;
+        largest = std::max(largest, largest_modulus(row, i));
+        largest = larger_modulus(largest, real_part(row[i]));
+    }
+    return largest;
+}
+
+} // namespace
+
+template <class T>
+double checked_scale(const matrix<T>& a, const char* operation, const char* not_square)
+{
+    if (a.rows != a.cols)
+        throw dimension_error(not_square);
+    require_finite_lower(a, operation);
+    const double largest = largest_of_lower(a);
+    return largest == 0 ? 1.0 : std::min(largest, std::numeric_limits<double>::max());
+}
+
+template <class T>
+void scale_lower(matrix<T>& a, double scale)
+{
+    for (std::size_t i = 0; i < a.rows; ++i) {
+        T* const row = a.data.data() + i * a.cols;
+        for (std::size_t j = 0; j < i; ++j)
+            row[j] /= scale;
+        row[i] = T(real_part(row[i]) / scale);
+    }
+}
+
+template double checked_scale(const matrix<double>&, const char*, const char*);
+template double checked_scale(const matrix<complex>&, const char*, const char*);
+template void scale_lower(matrix<double>&, double);
+template void scale_lower(matrix<complex>&, double);
+
+} // namespace numerical::detail

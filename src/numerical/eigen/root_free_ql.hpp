@@ -1,0 +1,19 @@
+#pragma once
+
+// The eigenvalues alone of a real symmetric tridiagonal matrix by the QL iteration of Pal, Walker
+// and Kahan, which needs no square root in its loop (Parlett 1998, chapter 8). Without vectors only
+// the squares of the subdiagonal enter, and of each rotation only the squares of its cosine and
+// sine.
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+// d has the diagonal, the first n - 1 elements of e the subdiagonal, n = d.size(); entries are
+// far from overflow when squared. On return d ascends and e is destroyed. A coupling is dropped
+// when it is below ε·√|dᵢ·dᵢ₊₁| or below ε² times the largest entry. convergence_error "symmetric
+// eigendecomposition: QL did not converge within its steps" after max_steps sweeps in all.
+void root_free_ql(std::vector<double>& d, std::vector<double>& e, std::size_t max_steps);
+
+} // namespace numerical::detail

@@ -1,0 +1,323 @@
+#include "numerical/svd/dqds.hpp"
+
+#include "numerical/errors.hpp"
+#include "numerical/scalar.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <utility>
+
+namespace numerical::detail {
+namespace {
+
+constexpr double eps = std::numeric_limits<double>::epsilon();
+
+// Where nothing better is known than an upper bound the first shift is so much of it, and each one
+// that succeeds lets the next come nearer.
+constexpr double least_fraction = 0.25;
+
+// A sum of many small shifts that keeps what each addition rounds off.
+struct shift_sum
+{
+    double high = 0;
+    double low = 0;
+
+    void add(double tau) // tau may exceed the sum
+    {
+        const double sum = high + tau;
+        const double part = sum - high;
+        low += (high - (sum - part)) + (tau - part);
+        high = sum;
+    }
+
+    double plus(double x) const { return high + (low + x); }
+};
+
+// Rows [first, last) of the bidiagonal matrix and what has been subtracted from its squared values.
+struct qd_block
+{
+    std::size_t first;
+    std::size_t last;
+    shift_sum sigma;
+};
+
+// What a transformation's d say: none of the squared values exceeds any of them.
+struct qd_minima
+{
+    double others = std::numeric_limits<double>::max(); // the least of those before the last two
+    double next_to_last = std::numeric_limits<double>::max();
+    double last = 0;
+    double reciprocals = 0; // of all but the last, summed
+    bool complete = false;  // no d before the last is negative
+
+    bool positive() const { return complete && last >= 0; }
+};
+
+// What is to be subtracted, and the bound above the least squared value that it was made from.
+struct qd_shift
+{
+    double tau = 0;
+    double bound = 0;
+};
+
+class dqds_iteration
+{
+public:
+    dqds_iteration(std::vector<double> squares, std::vector<double> couplings, std::size_t steps)
+        : q(std::move(squares)), e(std::move(couplings)), next_q(q.size()), next_e(e.size()),
+          steps_left(steps), pending{{0, q.size(), {}}}
+    {
+    }
+
+    // The squared values, in no order.
+    std::vector<double> run();
+
+private:
+    void solve(qd_block block);
+    void turn_large_end_first(const qd_block& block);
+    void split(qd_block& block);
+    void leave_for_later(const qd_block& block);
+    bool negligible(std::size_t i, double sigma) const;
+    void take_one(qd_block& block);
+    void take_pair(qd_block& block);
+    qd_minima transform(const qd_block& block, double tau);
+    static double less_than(double tau, double bound, const qd_minima& minima, int failures);
+    qd_minima subtract(qd_block& block, const qd_shift& shift);
+    qd_shift shift_below(const qd_block& block, double others, double last) const;
+    bool last_stands_alone(const qd_block& block, double reciprocals) const;
+
+    std::vector<double> q;
+    std::vector<double> e;
+    std::vector<double> next_q;
+    std::vector<double> next_e;
+    std::vector<double> values;
+    std::size_t steps_left;
+    double fraction = least_fraction; // of an upper bound that is dared as a shift
+    std::vector<qd_block> pending;
+};
+
+// Without eᵢ the matrix's singular values change by less than ε of themselves: eᵢ ≤ ε²·σ is below
+// what the sum of shifts can tell, and with eᵢ ≤ ε²·qᵢ₊₁ the coupling is taken out by a factor
+// I + x·yᵀ of norm 1 + ε from the left.
+bool dqds_iteration::negligible(std::size_t i, double sigma) const
+{
+    return e[i] <= eps * eps * std::max(sigma, q[i + 1]);
+}
+
+void dqds_iteration::take_one(qd_block& block)
+{
+    --block.last;
+    values.push_back(block.sigma.plus(q[block.last]));
+}
+
+// The values of a 2 × 2 block: half the sum of the entries and a root of positive terms is the
+// larger one; the smaller one follows from their product.
+void dqds_iteration::take_pair(qd_block& block)
+{
+    const double above = q[block.last - 2];
+    const double below = q[block.last - 1];
+    const double coupling = e[block.last - 2];
+    const double difference = (above - below + coupling) / 2;
+    const double root = std::hypot(difference, std::sqrt(below) * std::sqrt(coupling));
+    const double larger = (above + below + coupling) / 2 + root;
+    const double smaller = larger == 0 ? 0 : above * (below / larger);
+    values.push_back(block.sigma.plus(larger));
+    values.push_back(block.sigma.plus(smaller));
+    block.last -= 2;
+}
+
+// The arrays change places with every transformation, so that a block that rests stands in both.
+void dqds_iteration::leave_for_later(const qd_block& block)
+{
+    std::copy(&q[block.first], &q[block.first] + (block.last - block.first), &next_q[block.first]);
+    std::copy(&e[block.first], &e[block.first] + (block.last - block.first), &next_e[block.first]);
+    pending.push_back(block);
+}
+
+// Takes rows off the end that have come apart from the rest. Where the block falls apart further up
+// its upper part is left for later.
+void dqds_iteration::split(qd_block& block)
+{
+    while (block.last > block.first) {
+        if (block.last - block.first == 1 || negligible(block.last - 2, block.sigma.high)) {
+            take_one(block);
+        } else if (block.last - block.first == 2 || negligible(block.last - 3, block.sigma.high)) {
+            take_pair(block);
+        } else {
+            std::size_t i = block.last - 3;
+            while (i > block.first && !negligible(i - 1, block.sigma.high))
+                --i;
+            if (i > block.first)
+                leave_for_later({block.first, i, block.sigma});
+            block.first = i;
+            return;
+        }
+    }
+}
+
+// The iteration finds the smallest values first, at the end.
+void dqds_iteration::turn_large_end_first(const qd_block& block)
+{
+    if (q[block.first] >= q[block.last - 1])
+        return;
+    const auto at = [](std::vector<double>& x, std::size_t i) {
+        return x.begin() + static_cast<std::ptrdiff_t>(i);
+    };
+    std::reverse(at(q, block.first), at(q, block.last));
+    std::reverse(at(e, block.first), at(e, block.last - 1));
+}
+
+// Writes next_q and next_e. After the first negative d, or NaN, nothing more is computed.
+qd_minima dqds_iteration::transform(const qd_block& block, double tau)
+{
+    if (steps_left-- == 0)
+        throw convergence_error("SVD: the dqds iteration did not converge within its steps");
+    qd_minima minima;
+    const std::size_t end = block.last - 1;
+    double d = q[block.first] - tau;
+    for (std::size_t i = block.first; i < end; ++i) {
+        if (!(d >= 0)) [[unlikely]]
+            return minima;
+        minima.others = std::min(minima.others, minima.next_to_last);
+        minima.next_to_last = d;
+        minima.reciprocals += 1 / d;
+        const double sum = d + e[i];
+        const double quotient = q[i + 1] / sum;
+        next_q[i] = sum;
+        next_e[i] = e[i] * quotient;
+        d = d * quotient - tau;
+    }
+    next_q[end] = d;
+    minima.last = d;
+    minima.complete = true;
+    return minima;
+}
+
+// What to try after a shift that was too much. With only the last d negative tau + d is below all
+// the values, and near the least: as a function of tau that d falls at least as fast as tau grows.
+// With another one the distance from the bound was too small.
+double dqds_iteration::less_than(double tau, double bound, const qd_minima& minima, int failures)
+{
+    const double distance = std::max(bound - tau, eps * bound);
+    if (failures == 1 && minima.complete && tau + minima.last > 0)
+        return (tau + minima.last) * (1 - 4 * eps);
+    if (failures < 3)
+        return std::max(bound - 32 * distance, tau / 4);
+    if (failures == 3)
+        return std::max(bound - std::max(32 * distance, 0x1p-26 * bound), tau / 4);
+    return failures == 4 ? tau / 4 : 0;
+}
+
+qd_minima dqds_iteration::subtract(qd_block& block, const qd_shift& shift)
+{
+    double tau = shift.tau;
+    qd_minima minima = transform(block, tau);
+    fraction = minima.positive() ? (1 + 2 * fraction) / 3 : least_fraction;
+    for (int failures = 1; !minima.positive(); ++failures) {
+        tau = less_than(tau, shift.bound, minima, failures);
+        minima = transform(block, tau);
+    }
+    block.sigma.add(tau);
+    q.swap(next_q);
+    e.swap(next_e);
+    return minima;
+}
+
+// A number below the squared values, if it can be had; at worst part of an upper bound. Where the
+// last d is the least one, the vector z with z at the end 1 and zᵢ² = zᵢ₊₁²·eᵢ/qᵢ makes
+// BᵀB·z = d·eₙ: the Rayleigh quotient is d/‖z‖², and the least value is taken to be no further from
+// it than the norm of the residual (Parlett and Marques 2000), or than the square of that norm
+// over the gap to the next value.
+qd_shift dqds_iteration::shift_below(const qd_block& block, double others, double last) const
+{
+    if (last > others)
+        return {others * fraction, others};
+    double square = 1;
+    double tail = 0; // ‖z‖² - 1
+    for (std::size_t i = block.last - 1; i-- > block.first && square > tail * 1e-3;) {
+        square *= e[i] / q[i];
+        tail += square;
+    }
+    const double quotient = last / (1 + tail);
+    const double residual = quotient * std::sqrt(tail);
+    const double gap = 0.75 * others - quotient;
+    if (gap > residual)
+        return {(quotient - residual * (residual / gap)) * (1 - 16 * eps), last};
+    return {std::max(last / 4, quotient - residual), last};
+}
+
+// Whether the last value has come apart from the rest: the coupling moves both by less than its
+// square qₙ₋₁·eₙ₋₁ over the gap between them. The sum of the reciprocals of the other d being the
+// trace of the inverse, no value of the rest is below the reciprocal of that sum.
+bool dqds_iteration::last_stands_alone(const qd_block& block, double reciprocals) const
+{
+    const std::size_t end = block.last - 1;
+    const double gap = 1 / (2 * reciprocals);
+    return q[end] <= gap && q[end - 1] * (e[end - 1] / gap) <= eps / 8 * block.sigma.plus(q[end]);
+}
+
+void dqds_iteration::solve(qd_block block)
+{
+    split(block);
+    turn_large_end_first(block);
+    fraction = least_fraction;
+    qd_shift shift;
+    while (block.last > block.first) {
+        const std::size_t first = block.first;
+        const std::size_t last = block.last;
+        const qd_minima minima = subtract(block, shift);
+        const double others = std::min(minima.others, minima.next_to_last);
+        if (last_stands_alone(block, minima.reciprocals))
+            take_one(block);
+        split(block);
+        if (block.first != first || block.last + 2 <= last)
+            shift = {};
+        else if (block.last + 1 == last)
+            shift = shift_below(block, minima.others, minima.next_to_last);
+        else
+            shift = shift_below(block, others, minima.last);
+    }
+}
+
+std::vector<double> dqds_iteration::run()
+{
+    while (!pending.empty()) {
+        const qd_block block = pending.back();
+        pending.pop_back();
+        solve(block);
+    }
+    return std::move(values);
+}
+
+} // namespace
+
+std::vector<double> dqds_values(const std::vector<double>& d, const std::vector<double>& e,
+                                std::size_t max_steps)
+{
+    const std::size_t n = d.size();
+    if (n == 0)
+        return {};
+    // Squares keep their digits over the widest range with the largest entry near 2^480.
+    int exponent = 0;
+    std::frexp(std::max(largest_modulus(d.data(), n), largest_modulus(e.data(), n - 1)), &exponent);
+    exponent -= 480;
+    const auto square = [=](double x) {
+        const double scaled = std::scalbn(x, -exponent);
+        return scaled * scaled;
+    };
+    std::vector<double> squares(n);
+    std::vector<double> couplings(n);
+    std::transform(d.begin(), d.end(), squares.begin(), square);
+    std::transform(e.begin(), e.begin() + static_cast<std::ptrdiff_t>(n - 1), couplings.begin(),
+                   square);
+    std::vector<double> values =
+        dqds_iteration(std::move(squares), std::move(couplings), max_steps).run();
+    for (double& value : values)
+        value = std::scalbn(std::sqrt(value), exponent);
+    std::sort(values.begin(), values.end(), std::greater<>());
+    return values;
+}
+
+} // namespace numerical::detail

@@ -1,0 +1,24 @@
+#pragma once
+
+// The singular values alone of a real bidiagonal matrix, each to high relative accuracy, by the
+// differential quotient-difference algorithm with shifts (Fernando and Parlett 1994; Parlett and
+// Marques 2000). The squares qₖ of the diagonal and eₖ of the superdiagonal go through
+//
+//     q̂ₖ = dₖ + eₖ    êₖ = eₖ·(qₖ₊₁/q̂ₖ)    dₖ₊₁ = dₖ·(qₖ₊₁/q̂ₖ) - τ    from d₁ = q₁ - τ
+//
+// which subtracts the shift τ from all squared singular values. Nothing else is subtracted, so that
+// no digit is lost. A shift above the smallest of them shows by a negative d, and is taken back.
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+// d has the diagonal, the first n - 1 elements of e the superdiagonal, n = d.size(); finite, of any
+// sign. The singular values, descending. Values below 2^-900 times the largest entry may lose
+// digits. convergence_error "SVD: the dqds iteration did not converge within its steps" after
+// max_steps transformations in all.
+std::vector<double> dqds_values(const std::vector<double>& d, const std::vector<double>& e,
+                                std::size_t max_steps);
+
+} // namespace numerical::detail

@@ -1,0 +1,65 @@
+#include "numerical/svd/values_only.hpp"
+
+#include "numerical/checks.hpp"
+#include "numerical/factor/qr.hpp"
+#include "numerical/scalar.hpp"
+#include "numerical/svd/bidiagonal.hpp"
+#include "numerical/svd/dqds.hpp"
+#include "numerical/svd/least_squares.hpp"
+#include "numerical/svd/scaled_copy.hpp"
+
+#include <complex>
+#include <utility>
+
+namespace numerical {
+
+using detail::complex;
+
+namespace {
+
+constexpr std::size_t dqds_steps_per_value = 30;
+
+// The singular values of a/scale.
+template <class T>
+std::vector<double> values_of_quotient(const matrix<T>& a, double scale)
+{
+    if (a.rows < a.cols)
+        return values_of_quotient(detail::adjoint(a), scale);
+    const std::size_t n = a.cols;
+    if (n == 0)
+        return {};
+    std::vector<T> work = detail::divided(a, scale);
+    if (a.rows > n)
+        work = detail::householder_reflect(std::move(work), a.rows, n).r;
+    const auto reduction = detail::bidiagonalize(std::move(work), n);
+    return detail::dqds_values(reduction.d, reduction.e, dqds_steps_per_value * n);
+}
+
+} // namespace
+
+template <class T>
+std::vector<double> singular_values_only(const matrix<T>& a)
+{
+    detail::require_finite(a, "SVD");
+    const double scale = detail::scale_of(a);
+    std::vector<double> values = values_of_quotient(a, scale);
+    for (double& value : values)
+        value *= scale;
+    return values;
+}
+
+// On values that neither overflow nor are subnormal.
+template <class T>
+std::size_t rank_by_values(const matrix<T>& a)
+{
+    detail::require_finite(a, "matrix_rank");
+    const std::vector<double> values = values_of_quotient(a, detail::scale_of(a));
+    return detail::count_above_threshold(values, a.rows, a.cols);
+}
+
+template std::vector<double> singular_values_only(const matrix<double>&);
+template std::vector<double> singular_values_only(const matrix<complex>&);
+template std::size_t rank_by_values(const matrix<double>&);
+template std::size_t rank_by_values(const matrix<complex>&);
+
+} // namespace numerical

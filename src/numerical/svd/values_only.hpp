@@ -1,0 +1,22 @@
+#pragma once
+
+// Singular values without vectors, and what they tell of a matrix.
+
+#include "numerical/matrix.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical {
+
+// The min(m, n) singular values, descending, as accurate as those of svd_decomposition.
+// non_finite_error "SVD: the matrix holds an infinite or NaN entry"; convergence_error.
+template <class T>
+std::vector<double> singular_values_only(const matrix<T>& a);
+
+// The number of singular values above max(m, n)·2^-52 times the largest: the rule of matrix_rank
+// on these values. non_finite_error with the name "matrix_rank".
+template <class T>
+std::size_t rank_by_values(const matrix<T>& a);
+
+} // namespace numerical

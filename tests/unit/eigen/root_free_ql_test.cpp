@@ -1,0 +1,107 @@
+#include "numerical/eigen/root_free_ql.hpp"
+
+#include "hermitian_matrices.hpp"
+#include "numerical/errors.hpp"
+#include "thrown.hpp"
+#include "value_oracles.hpp"
+
+#include <cmath>
+#include <gtest/gtest.h>
+
+namespace {
+
+using numerical::detail::root_free_ql;
+using numbers = std::vector<double>;
+
+struct tridiagonal
+{
+    std::string name;
+    numbers d;
+    numbers e; // as many as d, the last of no meaning
+};
+
+std::vector<tridiagonal> families(std::size_t n)
+{
+    std::vector<tridiagonal> all{
+        {"random", test::random_vector<double>(n, 1), test::random_vector<double>(n, 2)},
+        {"second difference", numbers(n, 1.0), numbers(n, -0.5)},
+        {"zero diagonal", numbers(n, 0.0), test::random_vector<double>(n, 3)},
+        {"diagonal", test::random_vector<double>(n, 4), numbers(n, 0.0)},
+        {"zero", numbers(n, 0.0), numbers(n, 0.0)},
+        {"falling", numbers(n), numbers(n)},
+        {"rising", numbers(n), numbers(n)},
+        {"Wilkinson", numbers(n), numbers(n, 0.1)},
+        {"glued", numbers(n), numbers(n)},
+        {"apart", test::random_vector<double>(n, 5), test::random_vector<double>(n, 6)},
+    };
+    for (std::size_t i = 0; i < n; ++i) {
+        all[5].d[i] = all[6].d[n - 1 - i] = std::pow(10.0, -12.0 * double(i) / double(n));
+        all[5].e[i] = all[5].d[i] / 2;
+        all[6].e[i] = all[6].d[i] / 2;
+        all[7].d[i] = std::abs(double(i) - double(n) / 2) / double(n);
+        all[8].d[i] = std::abs(double(i % 21) - 10) / 10;
+        all[8].e[i] = i % 21 == 20 ? 1e-9 : 0.1;
+        if (i % 7 == 3)
+            all[9].e[i] = 0;
+    }
+    return all;
+}
+
+TEST(root_free_ql, agrees_with_bisection)
+{
+    double largest = 0;
+    for (const std::size_t n : {1, 2, 3, 4, 5, 8, 21, 64, 150})
+        for (const auto& [name, d, e] : families(n)) {
+            numbers values = d;
+            numbers couplings = e;
+            root_free_ql(values, couplings, 30 * n);
+            EXPECT_TRUE(std::is_sorted(values.begin(), values.end()));
+            const double ratio = test::value_ratio(
+                values, test::bisected_eigenvalues({d.begin(), d.end()}, {e.begin(), e.end()}));
+            EXPECT_LT(ratio, 4) << name << ", n = " << n;
+            largest = test::worse(largest, ratio);
+        }
+    std::printf("largest distance %.2f\n", largest);
+}
+
+TEST(root_free_ql, finds_the_known_values_of_a_long_second_difference)
+{
+    constexpr std::size_t n = 2000;
+    numbers d(n, 1.0);
+    numbers e(n, -0.5);
+    root_free_ql(d, e, 30 * n);
+    numbers expected;
+    for (std::size_t k = 1; k <= n; ++k)
+        expected.push_back(1 - std::cos(double(k) * std::acos(-1.0) / double(n + 1)));
+    EXPECT_LT(test::value_ratio(d, expected), 4);
+}
+
+TEST(root_free_ql, of_no_rows_is_nothing)
+{
+    numbers d;
+    numbers e;
+    root_free_ql(d, e, 0);
+    EXPECT_TRUE(d.empty());
+}
+
+TEST(root_free_ql, reports_the_end_of_its_steps)
+{
+    numbers d = test::random_vector<double>(20, 1);
+    numbers e = test::random_vector<double>(20, 2);
+    EXPECT_EQ(test::text_thrown_by<numerical::convergence_error>([&] { root_free_ql(d, e, 5); }),
+              "symmetric eigendecomposition: QL did not converge within its steps");
+}
+
+TEST(root_free_ql, takes_few_steps_for_a_value)
+{
+    for (const auto& [name, d, e] : families(100)) {
+        numbers values = d;
+        numbers couplings = e;
+        EXPECT_EQ(test::text_thrown_by<numerical::convergence_error>(
+                      [&] { root_free_ql(values, couplings, 300); }),
+                  "nothing was thrown")
+            << name;
+    }
+}
+
+} // namespace
