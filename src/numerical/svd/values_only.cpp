@@ -3,6 +3,7 @@
 #include "numerical/checks.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/svd/band_bidiagonal.hpp"
 #include "numerical/svd/bidiagonal.hpp"
 #include "numerical/svd/dqds.hpp"
 #include "numerical/svd/least_squares.hpp"
@@ -19,6 +20,17 @@ namespace {
 
 constexpr std::size_t dqds_steps_per_value = 30;
 
+template <class T>
+detail::bidiagonal_entries bidiagonal_form(std::vector<T> a, std::size_t n)
+{
+    if (n >= detail::two_stage_order<T>) {
+        auto band = detail::reduce_to_band(std::move(a), n, detail::band_width_of_order(n));
+        return detail::narrow_band(band);
+    }
+    auto reduction = detail::bidiagonalize(std::move(a), n);
+    return {std::move(reduction.d), std::move(reduction.e)};
+}
+
 // The singular values of a/scale.
 template <class T>
 std::vector<double> values_of_quotient(const matrix<T>& a, double scale)
@@ -31,8 +43,8 @@ std::vector<double> values_of_quotient(const matrix<T>& a, double scale)
     std::vector<T> work = detail::divided(a, scale);
     if (a.rows > n)
         work = detail::householder_reflect(std::move(work), a.rows, n).r;
-    const auto reduction = detail::bidiagonalize(std::move(work), n);
-    return detail::dqds_values(reduction.d, reduction.e, dqds_steps_per_value * n);
+    const auto [d, e] = bidiagonal_form(std::move(work), n);
+    return detail::dqds_values(d, e, dqds_steps_per_value * n);
 }
 
 } // namespace
