@@ -1,5 +1,6 @@
 #include "numerical/eigen/eigenvalues.hpp"
 
+#include "numerical/eigen/hermitian_band.hpp"
 #include "numerical/eigen/lower_triangle.hpp"
 #include "numerical/eigen/root_free_ql.hpp"
 #include "numerical/eigen/tridiagonal.hpp"
@@ -27,6 +28,19 @@ double checked_scale(const matrix<complex>& a)
                                  "Hermitian eigendecomposition requires a square matrix");
 }
 
+// To tridiagonal form; the matrix is used up.
+template <class T>
+void reduce(std::vector<T> a, std::size_t n, std::vector<double>& d, std::vector<double>& e)
+{
+    if (n >= detail::two_stage_eigen_order<T>) {
+        auto band =
+            detail::reduce_to_hermitian_band(std::move(a), n, detail::hermitian_band_width(n));
+        detail::narrow_hermitian_band(band, d, e);
+    } else {
+        detail::tridiagonalize(a, n, d, e);
+    }
+}
+
 } // namespace
 
 template <class T>
@@ -39,7 +53,7 @@ std::vector<double> eigenvalues(matrix<T> a)
     detail::scale_lower(a, scale);
     std::vector<double> d(n);
     std::vector<double> e(n);
-    detail::tridiagonalize(a.data, n, d, e);
+    reduce(std::move(a.data), n, d, e);
     detail::root_free_ql(d, e, ql_steps_per_value * n);
     for (double& value : d)
         value *= scale;

@@ -1,7 +1,9 @@
 #include "numerical/eigen/eigen.hpp"
 #include "numerical/eigen/eigenvalues.hpp"
+#include "numerical/eigen/hermitian_band.hpp"
 #include "numerical/factor/cholesky.hpp"
 #include "numerical/factor/qr.hpp"
+#include "numerical/svd/band_bidiagonal.hpp"
 #include "numerical/svd/least_squares.hpp"
 #include "numerical/svd/svd.hpp"
 #include "numerical/svd/values_only.hpp"
@@ -97,7 +99,7 @@ TYPED_TEST(decompositions_on_64_cores, singular_vectors_have_the_bits_of_one_cor
 
 TYPED_TEST(decompositions_on_64_cores, values_without_vectors_have_the_bits_of_one_core)
 {
-    for (const std::size_t n : {40, 150, 410}) {
+    for (const std::size_t n : {40, 119, 250}) {
         const auto a = test::random_matrix<TypeParam>(n, n, 11);
         const auto tall = test::random_matrix<TypeParam>(n + 40, n, 12);
         expect_bits_of_one_core([&] {
@@ -105,6 +107,24 @@ TYPED_TEST(decompositions_on_64_cores, values_without_vectors_have_the_bits_of_o
                                    numerical::singular_values_only(tall)};
         });
     }
+}
+
+// The sweeps of several groups run side by side.
+TYPED_TEST(decompositions_on_64_cores, narrowed_bands_have_the_bits_of_one_core)
+{
+    using namespace numerical::detail;
+    constexpr std::size_t n = 350;
+    const auto a = test::random_matrix<TypeParam>(n, n, 13);
+    expect_bits_of_one_core([&] {
+        vectors<double> found(2, std::vector<double>(n));
+        auto hermitian = reduce_to_hermitian_band(a.data, n, 16);
+        narrow_hermitian_band(hermitian, found[0], found[1]);
+        auto upper = reduce_to_band(a.data, n, 16);
+        auto [d, e] = narrow_band(upper);
+        found.push_back(std::move(d));
+        found.push_back(std::move(e));
+        return found;
+    });
 }
 
 // The second block of 40 × 33 is one reflector of 8 elements: its products are so small that it

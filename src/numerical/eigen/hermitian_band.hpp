@@ -1,0 +1,67 @@
+#pragma once
+
+// The reduction to tridiagonal form in two stages, for values without vectors (Bischof, Lang and
+// Sun 2000). First blocks of reflectors leave a band: all of that is in matrix products, where the
+// direct reduction reads the matrix for every column. Then the band is narrowed to a tridiagonal
+// matrix column by column, each reflection making a bulge that is chased down the band (Haidar,
+// Ltaief and Dongarra 2011).
+
+#include "numerical/gemm/block_view.hpp"
+
+#include <cstddef>
+#include <type_traits>
+#include <vector>
+
+namespace numerical::detail {
+
+// From this order on two stages take less time than the direct reduction.
+template <class T>
+constexpr std::size_t two_stage_eigen_order = std::is_same_v<T, double> ? 600 : 128;
+
+// Subdiagonals of the band: a wider one makes for faster products in the first stage and for more
+// work in the second.
+constexpr std::size_t greatest_hermitian_band_width = 32;
+
+inline std::size_t hermitian_band_width(std::size_t n)
+{
+    constexpr std::size_t large = 1500;
+    return n < large ? greatest_hermitian_band_width / 2 : greatest_hermitian_band_width;
+}
+
+// The lower triangle of a Hermitian band of order n with room for the bulges, and above the
+// diagonal for the mirrored diagonal blocks: of row i the columns [i - 2·width, i + width]. They
+// lie as in a matrix whose rows overlap, so that a block within the band is an ordinary view.
+template <class T>
+class hermitian_band
+{
+public:
+    hermitian_band(std::size_t n, std::size_t subdiagonals)
+        : order(n), width(subdiagonals), store(zeros<T>((n + 1) * (3 * width + 1)))
+    {
+    }
+
+    block_view<T> block(std::size_t from, std::size_t to, std::size_t left, std::size_t right)
+    {
+        return {&(*this)(from, left), to - from, right - left, 3 * width};
+    }
+
+    T& operator()(std::size_t i, std::size_t j) { return store[2 * width + i * 3 * width + j]; }
+
+    const std::size_t order;
+    const std::size_t width;
+
+private:
+    std::vector<T> store;
+};
+
+// A band of the given width, at most the greatest, with the eigenvalues of the row-major n × n
+// matrix, of which the lower triangle is read.
+template <class T>
+hermitian_band<T> reduce_to_hermitian_band(std::vector<T> a, std::size_t n, std::size_t width);
+
+// The diagonal, and the moduli of the subdiagonal, that the band is narrowed to: d with n elements,
+// e with n as well, the last 0.
+template <class T>
+void narrow_hermitian_band(hermitian_band<T>& band, std::vector<double>& d, std::vector<double>& e);
+
+} // namespace numerical::detail

@@ -1,0 +1,165 @@
+#include "numerical/eigen/hermitian_band.hpp"
+#include "numerical/eigen/panel_dots.hpp"
+#include "numerical/factor/reflector.hpp"
+#include "numerical/factor/row_updates.hpp"
+#include "numerical/factor/sweep_wavefront.hpp"
+#include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/scalar.hpp"
+
+#include <algorithm>
+#include <array>
+#include <complex>
+
+namespace numerical::detail {
+namespace {
+
+template <class T>
+using short_vector = std::array<T, greatest_hermitian_band_width>;
+
+template <class T>
+struct chase_workspace
+{
+    std::vector<T> v;
+    short_vector<T> conjugates; // of v
+    short_vector<T> coefficients;
+    short_vector<T> sums;
+
+    chase_workspace() { v.reserve(greatest_hermitian_band_width); }
+};
+
+template <class T>
+void conjugate_into(short_vector<T>& to, const T* from, std::size_t n)
+{
+    std::transform(from, from + n, to.begin(), [](const T& x) { return conjugate(x); });
+}
+
+// A := A·H for the reflector u: the sums are A·u, taken as conjugates of Aᴴ's dots with conj(u).
+template <class T>
+void reflect_from_right(int path, block_view<T> a, const T* u, chase_workspace<T>& work)
+{
+    conjugate_into(work.coefficients, u, a.cols);
+    row_dots(path, work.sums.data(), work.coefficients.data(), a.first, a.stride, a.rows, a.cols);
+    for (std::size_t i = 0; i < a.rows; ++i)
+        work.sums[i] = 2.0 * conjugate(work.sums[i]);
+    subtract_from_rows_on(path, a.first, a.stride, a.rows, work.sums.data(),
+                          work.coefficients.data(), a.cols);
+}
+
+// A := H·A for the reflector v of the workspace.
+template <class T>
+void reflect_from_left(int path, block_view<T> a, chase_workspace<T>& work)
+{
+    for (std::size_t i = 0; i < a.rows; ++i)
+        work.coefficients[i] = negated(work.conjugates[i]);
+    std::fill_n(work.sums.begin(), a.cols, T(0));
+    subtract_products_on(path, work.sums.data(), work.coefficients.data(), a.first, a.stride,
+                         a.rows, a.cols);
+    for (std::size_t i = 0; i < a.rows; ++i)
+        work.coefficients[i] = 2.0 * work.v[i];
+    subtract_from_rows_on(path, a.first, a.stride, a.rows, work.coefficients.data(),
+                          work.sums.data(), a.cols);
+}
+
+// The last row above the diagonal as well. The window of a step moves by one row from sweep to
+// sweep; what it holds above the diagonal of the others it has kept up itself.
+template <class T>
+void mirror_last_row(block_view<T> a)
+{
+    const std::size_t last = a.rows - 1;
+    a(last, last) = real_part(a(last, last));
+    for (std::size_t j = 0; j < last; ++j)
+        a(j, last) = conjugate(a(last, j));
+}
+
+// A := H·A·H = A - v·wᴴ - w·vᴴ with w = 2·A·v - 2·(vᴴAv)·v. The sum of the rows times conj(v) is
+// -conj(A·v), as A is Hermitian.
+template <class T>
+void reflect_both_sides(int path, block_view<T> a, chase_workspace<T>& work)
+{
+    const std::size_t n = a.rows;
+    short_vector<T>& w = work.sums;
+    std::fill_n(w.begin(), n, T(0));
+    subtract_products_on(path, w.data(), work.conjugates.data(), a.first, a.stride, n, n);
+    T projection = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        w[i] = -2.0 * conjugate(w[i]);
+        projection += finite_product(work.conjugates[i], w[i]);
+    }
+    for (std::size_t i = 0; i < n; ++i)
+        w[i] -= finite_product(projection, work.v[i]);
+    conjugate_into(work.coefficients, w.data(), n);
+    subtract_from_rows_on(path, a.first, a.stride, n, work.v.data(), work.coefficients.data(), n);
+    subtract_from_rows_on(path, a.first, a.stride, n, w.data(), work.conjugates.data(), n);
+}
+
+template <class T>
+bool is_zero_after_first(const std::vector<T>& x)
+{
+    return std::all_of(x.begin() + 1, x.end(), [](const T& each) { return each == T(0); });
+}
+
+// Step k of sweep s, with c the first of the rows s + 1 + k·b ... The reflector of the step before
+// comes to the block left of the diagonal one; there a reflection of these rows clears what its
+// first column, p, has below row c, and it goes on into the diagonal block from both sides.
+//
+//          p        c        c+b
+//     c  [ x x x x  d        ]
+//        [ x x x x  d d      ]
+//        [ x x x x  d d d    ]
+//     c+b
+//
+// `reflector` is the sweep's own: that of the step before, then that of this one, zero for none.
+template <class T>
+void chase_step(int path, hermitian_band<T>& band, chase_workspace<T>& work, T* reflector,
+                std::size_t s, std::size_t k)
+{
+    const std::size_t c = s + 1 + k * band.width;
+    const std::size_t end = std::min(c + band.width, band.order);
+    const std::size_t p = k == 0 ? s : c - band.width;
+    if (k > 0)
+        reflect_from_right(path, band.block(c, end, p, c), reflector, work);
+
+    work.v.resize(end - c);
+    for (std::size_t i = c; i < end; ++i)
+        work.v[i - c] = band(i, p);
+    mirror_last_row(band.block(c, end, c, end));
+    if (is_zero_after_first(work.v)) {
+        std::fill_n(reflector, band.width, T(0));
+        return;
+    }
+    for (std::size_t i = c; i < end; ++i)
+        band(i, p) = 0;
+    band(c, p) = householder_in_place(work.v);
+    conjugate_into(work.conjugates, work.v.data(), end - c);
+    reflect_from_left(path, band.block(c, end, p + 1, c), work);
+    reflect_both_sides(path, band.block(c, end, c, end), work);
+    std::copy(work.v.begin(), work.v.end(), reflector);
+}
+
+} // namespace
+
+template <class T>
+void narrow_hermitian_band(hermitian_band<T>& band, std::vector<double>& d, std::vector<double>& e)
+{
+    const std::size_t n = band.order;
+    const std::size_t width = band.width;
+    const int path = gemm_path_current();
+    std::vector<T> reflectors = zeros<T>(n * width);
+    const auto steps_of = [=](std::size_t s) { return (n - 1 - s + width - 1) / width; };
+    const auto step = [&](chase_workspace<T>& work, std::size_t s, std::size_t k) {
+        chase_step(path, band, work, reflectors.data() + s * width, s, k);
+    };
+    run_sweeps<chase_workspace<T>>(n < 2 ? 0 : n - 2, steps_of, 12 * width * width, step);
+
+    for (std::size_t i = 0; i < n; ++i) {
+        d[i] = real_part(band(i, i));
+        e[i] = i + 1 < n ? modulus(band(i + 1, i)) : 0.0;
+    }
+}
+
+template void narrow_hermitian_band(hermitian_band<double>&, std::vector<double>&,
+                                    std::vector<double>&);
+template void narrow_hermitian_band(hermitian_band<complex>&, std::vector<double>&,
+                                    std::vector<double>&);
+
+} // namespace numerical::detail

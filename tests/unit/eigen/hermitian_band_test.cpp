@@ -1,0 +1,104 @@
+#include "numerical/eigen/hermitian_band.hpp"
+
+#include "hermitian_matrices.hpp"
+#include "numerical/eigen/eigen.hpp"
+#include "numerical/eigen/eigenvalues.hpp"
+#include "numerical/eigen/root_free_ql.hpp"
+#include "paths.hpp"
+#include "value_oracles.hpp"
+
+#include <complex>
+#include <cstdio>
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace numerical::detail;
+using numerical::matrix;
+
+constexpr double accepted = 10; // times ε·√n·‖A‖
+
+template <class T>
+class hermitian_bands : public testing::Test
+{
+};
+
+using element_types = testing::Types<double, std::complex<double>>;
+TYPED_TEST_SUITE(hermitian_bands, element_types);
+
+template <class T>
+std::vector<double> values_by_band(const matrix<T>& a, std::size_t width)
+{
+    hermitian_band<T> band = reduce_to_hermitian_band(a.data, a.rows, width);
+    std::vector<double> d(a.rows);
+    std::vector<double> e(a.rows);
+    narrow_hermitian_band(band, d, e);
+    root_free_ql(d, e, 30 * a.rows);
+    return d;
+}
+
+// Those near the limits of the range are scaled before they are reduced.
+template <class T>
+bool is_of_order_one(const matrix<T>& a)
+{
+    const double largest = largest_modulus(a.data.data(), a.data.size());
+    return largest < 100 && (largest == 0 || largest > 1e-9);
+}
+
+TYPED_TEST(hermitian_bands, keep_the_eigenvalues_of_every_family)
+{
+    double largest = 0;
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const std::size_t width : {16, 32})
+            for (const std::size_t n : {1, 2, 3, 15, 16, 17, 18, 33, 34, 49, 65, 66, 100})
+                for (const auto& [name, a] : test::hermitian_families<TypeParam>(n)) {
+                    if (!is_of_order_one(a))
+                        continue;
+                    const auto expected = n < 20 ? test::jacobi_eigenvalues(a) : [&] {
+                        const auto values = numerical::eigenvalues(a); // in one stage
+                        return test::wide_values(values.begin(), values.end());
+                    }();
+                    const double ratio = test::value_ratio(values_by_band(a, width), expected);
+                    EXPECT_LT(ratio, accepted)
+                        << name << ", n = " << n << ", width " << width << ", path " << path;
+                    largest = test::worse(largest, ratio);
+                }
+    }
+    std::printf("largest distance %.2f\n", largest);
+}
+
+TYPED_TEST(hermitian_bands, are_as_narrow_as_asked)
+{
+    constexpr std::size_t n = 100;
+    const auto a = test::random_hermitian<TypeParam>(n, 3);
+    for (const std::size_t width : {4, 16, 32}) {
+        hermitian_band<TypeParam> band = reduce_to_hermitian_band(a.data, n, width);
+        double square = 0;
+        for (std::size_t i = 0; i < n; ++i)
+            for (std::size_t j = i - std::min(i, 2 * width); j <= i; ++j) {
+                if (i - j > width) {
+                    EXPECT_EQ(band(i, j), TypeParam(0)) << i << ", " << j;
+                }
+                square += (i == j ? 1 : 2) * std::norm(band(i, j));
+            }
+        double expected = 0; // the Frobenius norm is kept, so nothing is lost outside
+        for (const TypeParam& x : a.data)
+            expected += std::norm(x);
+        EXPECT_NEAR(square / expected, 1, 1e-13);
+    }
+}
+
+TYPED_TEST(hermitian_bands, give_the_values_beyond_the_crossovers)
+{
+    const std::size_t first = two_stage_eigen_order<TypeParam>;
+    for (const std::size_t n :
+         {first - 1, first, first + 1, std::size_t{1499}, std::size_t{1500}}) {
+        auto expected = test::spectrum(n, [](double x) { return std::sin(7 * x) + 0.25 * x; });
+        const auto a = test::with_spectrum<TypeParam>(expected, 12);
+        std::sort(expected.begin(), expected.end());
+        EXPECT_LT(test::value_ratio(numerical::eigenvalues(a), expected), accepted) << n;
+    }
+}
+
+} // namespace
