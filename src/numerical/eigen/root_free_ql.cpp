@@ -34,6 +34,7 @@ private:
     const double floor; // couplings whose squares are below it are dropped in any case
     std::size_t steps_left;
 
+    bool negligible(std::size_t i) const;
     std::size_t end_of_block(std::size_t l) const;
     void turn_small_end_first(std::size_t l, std::size_t m);
     double wilkinson_shift(std::size_t l) const;
@@ -41,10 +42,15 @@ private:
     void sweep(std::size_t l, std::size_t m);
 };
 
+bool ql_values::negligible(std::size_t i) const
+{
+    return e[i] <= eps * eps * std::abs(d[i] * d[i + 1]) + floor;
+}
+
 // The last row of the block that begins with row l.
 std::size_t ql_values::end_of_block(std::size_t l) const
 {
-    while (l + 1 < d.size() && e[l] > eps * eps * std::abs(d[l] * d[l + 1]) + floor)
+    while (l + 1 < d.size() && !negligible(l))
         ++l;
     return l;
 }
@@ -113,21 +119,26 @@ void ql_values::sweep(std::size_t l, std::size_t m)
     d[l] = sigma + gamma;
 }
 
+// Values come off at the top. Whether the block falls apart further down is looked for only now and
+// then.
 void ql_values::run()
 {
+    constexpr std::size_t sweeps_between_searches = 4;
     std::size_t l = 0;
-    std::size_t last = d.size(); // of the block before; none yet
+    std::size_t m = 0;
     while (l < d.size()) {
-        const std::size_t m = end_of_block(l);
-        if (m == l) {
+        if (l >= m || steps_left % sweeps_between_searches == 0) {
+            const std::size_t end = end_of_block(l);
+            if (end != m)
+                turn_small_end_first(l, end);
+            m = end;
+        }
+        if (m == l || negligible(l)) {
             ++l;
         } else if (m == l + 1) {
             solve_pair(l);
             l += 2;
         } else {
-            if (m != last)
-                turn_small_end_first(l, m);
-            last = m;
             if (steps_left-- == 0)
                 throw convergence_error(
                     "symmetric eigendecomposition: QL did not converge within its steps");
