@@ -250,7 +250,8 @@ qd_shift dqds_iteration::shift_below(const qd_block& block, double others, doubl
 
 // Whether the last value has come apart from the rest: the coupling moves both by less than its
 // square qₙ₋₁·eₙ₋₁ over the gap between them. The sum of the reciprocals of the other d being the
-// trace of the inverse, no value of the rest is below the reciprocal of that sum.
+// trace of the inverse, but for what a last small shift has changed, no value of the rest is below
+// the reciprocal of that sum; half of it is relied on.
 bool dqds_iteration::last_stands_alone(const qd_block& block, double reciprocals) const
 {
     const std::size_t end = block.last - 1;
