@@ -160,7 +160,7 @@ void dqds_iteration::split(qd_block& block)
 // The iteration finds the smallest values first, at the end.
 void dqds_iteration::turn_large_end_first(const qd_block& block)
 {
-    if (q[block.first] >= q[block.last - 1])
+    if (block.first == block.last || q[block.first] >= q[block.last - 1])
         return;
     const auto at = [](std::vector<double>& x, std::size_t i) {
         return x.begin() + static_cast<std::ptrdiff_t>(i);
