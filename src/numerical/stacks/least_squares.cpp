@@ -3,6 +3,7 @@
 #include "numerical/errors.hpp"
 #include "numerical/stacks/lane_groups.hpp"
 #include "numerical/stacks/stacks.hpp"
+#include "numerical/svd/values_only.hpp"
 
 #include <algorithm>
 #include <complex>
@@ -37,7 +38,7 @@ void stacks::matrix_rank(std::size_t count, const matrix_stack<T>& a, std::size_
 {
     first_failure failures;
     detail::run_one_by_one(count, work_of_svd(a), failures,
-                           [&](std::size_t i) { ranks[i] = numerical::matrix_rank(a.copy_of(i)); });
+                           [&](std::size_t i) { ranks[i] = rank_by_values(a.copy_of(i)); });
     failures.rethrow();
 }
 

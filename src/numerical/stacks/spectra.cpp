@@ -1,7 +1,9 @@
 #include "numerical/eigen/eigen.hpp"
+#include "numerical/eigen/eigenvalues.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/stacks/lane_groups.hpp"
 #include "numerical/stacks/stacks.hpp"
+#include "numerical/svd/values_only.hpp"
 
 #include <algorithm>
 #include <complex>
@@ -33,13 +35,6 @@ void require_square(const matrix_stack<T>& a)
                                   : "Hermitian eigendecomposition requires a square matrix");
 }
 
-// The values alone of one matrix.
-template <class T>
-std::vector<double> eigenvalues_of(matrix<T> a)
-{
-    return eigen_of<T>(std::move(a), eigen_method::divide_and_conquer).values;
-}
-
 } // namespace
 
 template <class T>
@@ -63,7 +58,7 @@ void stacks::eigenvalues(std::size_t count, const matrix_stack<T>& a, double* va
     require_square(a);
     first_failure failures;
     detail::run_one_by_one(count, work_of_spectrum(a), failures, [&](std::size_t i) {
-        const std::vector<double> found = eigenvalues_of(a.copy_of(i));
+        const std::vector<double> found = numerical::eigenvalues(a.copy_of(i));
         std::copy(found.begin(), found.end(), values + i * a.rows);
     });
     failures.rethrow();
@@ -91,7 +86,7 @@ void stacks::singular_values(std::size_t count, const matrix_stack<T>& a, double
     const std::size_t k = std::min(a.rows, a.cols);
     first_failure failures;
     detail::run_one_by_one(count, work_of_spectrum(a), failures, [&](std::size_t i) {
-        const std::vector<double> found = numerical::singular_values(a.copy_of(i));
+        const std::vector<double> found = singular_values_only(a.copy_of(i));
         std::copy(found.begin(), found.end(), values + i * k);
     });
     failures.rethrow();

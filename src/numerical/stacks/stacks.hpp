@@ -51,7 +51,7 @@ template <class T>
 void eigh(std::size_t count, const matrix_stack<T>& a, eigen_method method, double* values,
           T* vectors);
 
-// The values of eigh by divide and conquer.
+// The eigenvalues by the methods of eigenvalues.hpp, without vectors.
 template <class T>
 void eigenvalues(std::size_t count, const matrix_stack<T>& a, double* values);
 
@@ -60,6 +60,7 @@ template <class T>
 void svd(std::size_t count, const matrix_stack<T>& a, svd_method method, T* u, double* values,
          T* vh);
 
+// By the methods of values_only.hpp, without vectors; so is the rank.
 template <class T>
 void singular_values(std::size_t count, const matrix_stack<T>& a, double* values);
 

@@ -1,5 +1,7 @@
 #include "numerical/checks.hpp"
+#include "numerical/eigen/eigenvalues.hpp"
 #include "numerical/errors.hpp"
+#include "numerical/svd/values_only.hpp"
 
 #include "stack_cases.hpp"
 #include "thrown.hpp"
@@ -84,7 +86,7 @@ operation<T> eigenvalues_alone()
                 return values;
             },
             [](const auto& a, const auto&) {
-                return results{eigen_of<T>(a, eigen_method::divide_and_conquer).values};
+                return results{numerical::eigenvalues(a)};
             }};
 }
 
@@ -119,7 +121,7 @@ operation<T> singular_values_alone()
                 stacks::singular_values(count, a, values.data());
                 return values;
             },
-            [](const auto& a, const auto&) { return results{numerical::singular_values(a)}; }};
+            [](const auto& a, const auto&) { return results{numerical::singular_values_only(a)}; }};
 }
 
 template <class T>
@@ -144,7 +146,7 @@ operation<T> ranks()
                 return std::vector<double>(found.begin(), found.end());
             },
             [](const auto& a, const auto&) {
-                return results{{static_cast<double>(numerical::matrix_rank(a))}};
+                return results{{static_cast<double>(numerical::rank_by_values(a))}};
             }};
 }
 
