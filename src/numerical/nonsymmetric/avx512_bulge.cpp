@@ -1,0 +1,67 @@
+#include "numerical/nonsymmetric/bulge_kernels.hpp"
+
+#include "numerical/gemm/avx512_lanes.hpp"
+#include "numerical/nonsymmetric/bulge_loops.hpp"
+
+namespace numerical::detail {
+
+void avx512_reflect_bulge_rows(double* rows, std::size_t stride, std::size_t n, const double* h)
+{
+    reflect_real_rows<lanes>(rows, stride, n, h);
+}
+
+void avx512_reflect_complex_bulge_rows(double* rows, std::size_t stride, std::size_t n,
+                                       const double* h)
+{
+    reflect_complex_rows<lanes>(rows, stride, n, h);
+}
+
+// A row of H in a vector, of which the lanes beyond the third column are not stored.
+void avx512_reflect_bulge_columns(double* rows, std::size_t stride, std::size_t count,
+                                  const double* h)
+{
+    const auto row_of_h = [h](std::size_t i) {
+        return _mm512_setr_pd(real_entry(h, i, 0), real_entry(h, i, 1), real_entry(h, i, 2), 0, 0,
+                              0, 0, 0);
+    };
+    const __m512d h0 = row_of_h(0);
+    const __m512d h1 = row_of_h(1);
+    const __m512d h2 = row_of_h(2);
+    const auto three = lanes::first(3);
+    for (std::size_t i = 0; i < count; ++i) {
+        double* const x = rows + i * stride;
+        __m512d y = _mm512_mul_pd(_mm512_set1_pd(x[0]), h0);
+        y = _mm512_fmadd_pd(_mm512_set1_pd(x[1]), h1, y);
+        y = _mm512_fmadd_pd(_mm512_set1_pd(x[2]), h2, y);
+        lanes::store_those(x, three, y);
+    }
+}
+
+void avx512_reflect_complex_bulge_columns(double* rows, std::size_t stride, std::size_t count,
+                                          const double* h)
+{
+    __m512d row[3];
+    __m512d turned[3];
+#pragma GCC unroll 3
+    for (std::size_t i = 0; i < 3; ++i) {
+        const complex_entry e0(h, i, 0);
+        const complex_entry e1(h, i, 1);
+        const complex_entry e2(h, i, 2);
+        row[i] = _mm512_setr_pd(e0.re, e0.im, e1.re, e1.im, e2.re, e2.im, 0, 0);
+        turned[i] = _mm512_setr_pd(-e0.im, e0.re, -e1.im, e1.re, -e2.im, e2.re, 0, 0);
+    }
+    const auto six = lanes::first(6);
+    for (std::size_t r = 0; r < count; ++r) {
+        double* const x = rows + 2 * r * stride;
+        __m512d y = _mm512_mul_pd(_mm512_set1_pd(x[0]), row[0]);
+        y = _mm512_fmadd_pd(_mm512_set1_pd(x[1]), turned[0], y);
+#pragma GCC unroll 2
+        for (std::size_t i = 1; i < 3; ++i) {
+            y = _mm512_fmadd_pd(_mm512_set1_pd(x[2 * i]), row[i], y);
+            y = _mm512_fmadd_pd(_mm512_set1_pd(x[2 * i + 1]), turned[i], y);
+        }
+        lanes::store_those(x, six, y);
+    }
+}
+
+} // namespace numerical::detail

@@ -1,0 +1,47 @@
+#pragma once
+
+// The small-bulge multishift sweep (Braman, Byers and Mathias 2002, part I): chains of bulges of
+// two shifts each, tightly packed, three rows apart, go down the active block window by window.
+
+#include "numerical/nonsymmetric/bulge.hpp"
+#include "numerical/nonsymmetric/far_update.hpp"
+
+#include <cstddef>
+#include <span>
+
+namespace numerical::detail {
+
+// The bulges of a chain. The products' work for a bulge and a step doesn't depend on it if a window
+// moves the chain by its own length; what is done inside the window grows with it, and products
+// want some depth.
+constexpr std::size_t chain_bulges = 8;
+
+// Rows from one bulge to the next: a bulge of two shifts is three rows long.
+constexpr std::size_t bulge_spacing = 3;
+
+// Steps that a chain goes in a window: its own length, which makes the least work for the products.
+constexpr std::size_t steps_of_window(std::size_t bulges)
+{
+    return bulge_spacing * bulges;
+}
+
+template <class T>
+struct sweep_storage
+{
+    explicit sweep_storage(std::size_t order);
+
+    padded_square<T> h;
+    padded_square<T> adjoint;
+    far_storage<T> far;
+};
+
+// The greatest window of a sweep.
+constexpr std::size_t greatest_window = 2 * steps_of_window(chain_bulges) + 4;
+
+// One sweep with all the shifts over the unreduced block [top, end).
+template <class T>
+void multishift_sweep(const schur_views<T>& s, std::size_t top, std::size_t end,
+                      std::span<const shift_pair> shifts, const similarity_reach& reach,
+                      sweep_storage<T>& storage);
+
+} // namespace numerical::detail

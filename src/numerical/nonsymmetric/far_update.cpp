@@ -1,0 +1,62 @@
+#include "numerical/nonsymmetric/far_update.hpp"
+
+#include "numerical/runtime/parallel_for.hpp"
+#include "numerical/scalar.hpp"
+
+#include <algorithm>
+
+namespace numerical::detail {
+namespace {
+
+template <class T>
+T* room_for(std::vector<T>& store, std::size_t count)
+{
+    if (store.size() < count)
+        store = uninitialized<T>(count);
+    return store.data();
+}
+
+// C := Uᴴ·C for the block C of rows.
+template <class T>
+void multiply_rows_by(block_view<const T> adjoint, block_view<T> c, std::vector<T>& storage)
+{
+    if (c.cols == 0)
+        return;
+    T* const copy = room_for(storage, c.rows * c.cols);
+    for (std::size_t i = 0; i < c.rows; ++i)
+        std::copy_n(c.row(i), c.cols, copy + i * c.cols);
+    gemm_new<T>(c.rows, c.cols, c.rows, adjoint.first, adjoint.stride, copy, c.cols, c.first,
+                c.stride);
+}
+
+} // namespace
+
+template <class T>
+void update_far(const schur_views<T>& s, block_view<const T> adjoint, std::size_t k,
+                std::size_t row_to, std::size_t col_from, const similarity_reach& reach,
+                far_storage<T>& storage)
+{
+    const std::size_t w = adjoint.rows;
+    if (col_from < reach.col_to)
+        multiply_rows_by(adjoint, s.h.sub(k, k + w, col_from, reach.col_to), storage.copy);
+    if (s.z.cols != 0)
+        multiply_rows_by(adjoint, s.z.sub(k, k + w, 0, s.z.cols), storage.copy);
+    if (reach.row_from >= row_to)
+        return;
+    T* const u = room_for(storage.direct, w * w);
+    for (std::size_t i = 0; i < w; ++i)
+        for (std::size_t j = 0; j < w; ++j)
+            u[j * w + i] = conjugate(adjoint(i, j));
+    const block_view<T> c = s.h.sub(reach.row_from, row_to, k, k + w);
+    T* const copy = room_for(storage.copy, c.rows * w);
+    for (std::size_t i = 0; i < c.rows; ++i)
+        std::copy_n(c.row(i), w, copy + i * w);
+    gemm_new<T>(c.rows, w, w, copy, w, u, w, c.first, c.stride);
+}
+
+template void update_far(const schur_views<double>&, block_view<const double>, std::size_t,
+                         std::size_t, std::size_t, const similarity_reach&, far_storage<double>&);
+template void update_far(const schur_views<complex>&, block_view<const complex>, std::size_t,
+                         std::size_t, std::size_t, const similarity_reach&, far_storage<complex>&);
+
+} // namespace numerical::detail

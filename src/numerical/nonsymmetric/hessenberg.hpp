@@ -1,0 +1,38 @@
+#pragma once
+
+// Reduction to Hessenberg form by reflectors, QᴴAQ = H. Large matrices go by panels of columns: in
+// a panel the trailing matrix stays as it was, Y = A·V·T is built up beside the reflectors, and
+// then all is updated by products. Only the product of the trailing matrix with each reflector is
+// no block operation, and only of its rows below the panel (Quintana-Orti and van de Geijn 2006).
+
+#include "numerical/factor/reflector_block.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+constexpr std::size_t hessenberg_panel = 32;
+
+// Matrices of less rows are reduced column by column.
+constexpr std::size_t hessenberg_crossover = 96;
+
+// The reflectors of a reduction; entry i spans [i, n), entry 0 is empty. Those of a blocked
+// reduction come in blocks instead.
+template <class T>
+struct hessenberg_reduction
+{
+    std::size_t order;
+    std::vector<std::vector<T>> reflectors;
+    std::vector<reflector_block<T>> blocks;
+};
+
+// Reduces the n × n array, with zeros stored below the subdiagonal.
+template <class T>
+hessenberg_reduction<T> reduce_to_hessenberg(std::vector<T>& a, std::size_t n);
+
+// Q, n × n.
+template <class T>
+std::vector<T> hessenberg_basis(const hessenberg_reduction<T>& reduction);
+
+} // namespace numerical::detail

@@ -1,0 +1,78 @@
+#pragma once
+
+// What the iterations towards Schur form work on: a matrix H that is brought to triangular form by
+// unitary similarities, H := Uᴴ·H·U, and the rows of Zᴴ, which keep up by Zᴴ := Uᴴ·Zᴴ. With the
+// adjoint of the basis instead of the basis all that concerns it is done on contiguous rows, in the
+// way in which H is multiplied from the left.
+
+#include "numerical/gemm/block_view.hpp"
+#include "numerical/nonsymmetric/bulge_kernels.hpp"
+#include "numerical/storage.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+// Row i of z belongs to row i of h. Without a basis z has no columns.
+template <class T>
+struct schur_views
+{
+    block_view<T> h;
+    block_view<T> z;
+};
+
+// How far a similarity of rows and columns [k, k + 2 or 3) goes: rows to the left and above that
+// need not be kept up are left alone when only eigenvalues are asked for.
+struct similarity_reach
+{
+    std::size_t row_from; // columns are multiplied in rows [row_from, ...)
+    std::size_t col_to;   // rows are multiplied in columns [..., col_to)
+};
+
+// A square block with the padding that the bulge kernels ask for. Rows lie an odd number of cache
+// lines apart, so that columns don't crowd a few sets of the cache.
+template <class T>
+class padded_square
+{
+public:
+    explicit padded_square(std::size_t order)
+        : size(order), stride(padded_stride(order)), data(zeros<T>(order * stride))
+    {
+    }
+
+    // The leading block of the given order, zero but for ones on the diagonal.
+    block_view<T> identity(std::size_t order)
+    {
+        set_zero(data.data(), order * stride);
+        for (std::size_t i = 0; i < order; ++i)
+            data[i * stride + i] = 1;
+        return view(order);
+    }
+
+    // A copy of the square block.
+    block_view<T> copy(block_view<const T> from)
+    {
+        for (std::size_t i = 0; i < from.rows; ++i)
+            std::copy_n(from.row(i), from.cols, data.data() + i * stride);
+        return view(from.rows);
+    }
+
+    block_view<T> view(std::size_t order) { return {data.data(), order, order, stride}; }
+
+    block_view<T> view() { return view(size); }
+
+private:
+    static std::size_t padded_stride(std::size_t order)
+    {
+        constexpr std::size_t line = row_padding<T>;
+        const std::size_t lines = (order + line - 1) / line + 1;
+        return line * (lines | 1);
+    }
+
+    std::size_t size;
+    std::size_t stride;
+    std::vector<T> data;
+};
+
+} // namespace numerical::detail

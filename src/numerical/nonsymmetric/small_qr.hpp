@@ -1,0 +1,32 @@
+#pragma once
+
+// The QR iteration with one bulge at a time (Francis 1961), for blocks that stay in the first
+// caches. Memory: rows of h and z need the padding of bulge_kernels.hpp.
+
+#include "numerical/nonsymmetric/schur_views.hpp"
+
+#include <cstddef>
+
+namespace numerical::detail {
+
+// After so many steps without deflation the shifts are replaced once by ad hoc ones, that break
+// cycles (Wilkinson 1965, chapter 8; the numbers of EISPACK's hqr).
+constexpr std::size_t exceptional_step = 10;
+
+// The steps that a block of order n may take in all: LAPACK's limit.
+constexpr std::size_t small_step_limit(std::size_t n)
+{
+    return 30 * (n < 10 ? 10 : n);
+}
+
+// Whether the rows and columns beyond an active block are kept up, for a Schur form, or only the
+// block itself, for eigenvalues.
+enum class schur_extent { whole, active_block };
+
+// Brings the Hessenberg block [from, to) to Schur form, real 2 × 2 blocks standardised. Gives the
+// end of what has not converged within `step_limit` steps: `from` if all has.
+template <class T>
+std::size_t small_qr(const schur_views<T>& s, std::size_t from, std::size_t to, schur_extent extent,
+                     std::size_t step_limit);
+
+} // namespace numerical::detail

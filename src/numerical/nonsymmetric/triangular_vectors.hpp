@@ -1,0 +1,40 @@
+#pragma once
+
+// Eigenvectors of a Schur form by back-substitution, for many eigenvalues side by side: row i of a
+// block of vectors is
+//
+//     X(i, c) = -(T(i, i+1..)·X(i+1.., c)) / (T(i, i) - λ_c),
+//
+// and all but the part of T(i, i+1..) next to the diagonal is multiplied as a product. A vector
+// that grows beyond a limit is scaled down as a whole, so that defective matrices don't overflow
+// (the scaling of LAPACK's trevc, by columns of a block).
+
+#include "numerical/gemm/block_view.hpp"
+#include "numerical/scalar.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+// Vectors that are found and multiplied by the basis at a time.
+constexpr std::size_t vector_columns = 64;
+
+// Rows that are solved between products.
+constexpr std::size_t vector_rows = 32;
+
+// Elements beyond it make a vector be scaled down.
+constexpr double greatest_element = 0x1p300;
+
+// X·S with a basis X, n × n: column k is an eigenvector of T for its eigenvalue k; S scales. A real
+// pair k, k + 1 has the real part of the vector of the eigenvalue with positive imaginary part in
+// column k and the imaginary part in k + 1. t is n × n, upper (quasi-)triangular in standard form.
+template <class T>
+std::vector<T> multiplied_vectors(block_view<const T> t, block_view<const T> basis);
+
+// J·Tᴴ·J, with J the reversal of the order: its right eigenvectors are the left ones of T, for
+// conjugate eigenvalues, backwards.
+template <class T>
+std::vector<T> reversed_adjoint(block_view<const T> t);
+
+} // namespace numerical::detail
