@@ -140,8 +140,8 @@ void apply(const exchange_reflectors& reflectors, const schur_views<double>& s, 
     const std::size_t order = reflectors.length + reflectors.count - 1;
     for (std::size_t c = 0; c < reflectors.count; ++c)
         if (reflectors.list[c].tau != 0)
-            apply_reflector(kernels, s, {k + c, reflectors.length, k, k + order, 0, s.z.cols},
-                            reach, reflectors.list[c]);
+            apply_reflector(kernels, s, {k + c, reflectors.length, k, k + order}, reach,
+                            reflectors.list[c]);
 }
 
 // Whether what is to vanish does so, tried on the two blocks alone.

@@ -133,21 +133,21 @@ void apply_reflector(const bulge_kernels<T>& kernels, const schur_views<T>& s,
     const std::size_t height = span.row_to - reach.row_from;
     if (span.count == 3) {
         kernels.rows(rows, s.h.stride, width, h);
-        if (span.z_to > span.z_from)
-            kernels.rows(&s.z(k, span.z_from), s.z.stride, span.z_to - span.z_from, h);
+        if (s.z.cols != 0)
+            kernels.rows(s.z.row(k), s.z.stride, s.z.cols, h);
         kernels.columns(columns, s.h.stride, height, h);
         return;
     }
     reflect_two_rows(rows, s.h.stride, width, h);
-    if (span.z_to > span.z_from)
-        reflect_two_rows(&s.z(k, span.z_from), s.z.stride, span.z_to - span.z_from, h);
+    if (s.z.cols != 0)
+        reflect_two_rows(s.z.row(k), s.z.stride, s.z.cols, h);
     reflect_two_columns(columns, s.h.stride, height, h);
 }
 
 template <class T>
-void move_bulge(const bulge_kernels<T>& kernels, const schur_views<T>& s, std::size_t top,
-                std::size_t end, std::size_t k, const shift_pair& shifts,
-                const similarity_reach& reach, std::size_t z_to)
+bulge_reflector<T> move_bulge(const bulge_kernels<T>& kernels, const schur_views<T>& s,
+                              std::size_t top, std::size_t end, std::size_t k,
+                              const shift_pair& shifts, const similarity_reach& reach)
 {
     const std::size_t count = std::min<std::size_t>(3, end - k);
     T x[3] = {};
@@ -164,7 +164,8 @@ void move_bulge(const bulge_kernels<T>& kernels, const schur_views<T>& s, std::s
             s.h(k + i, k - 1) = T(0);
     }
     if (reflector.tau != 0)
-        apply_reflector(kernels, s, {k, count, k, std::min(k + 4, end), 0, z_to}, reach, reflector);
+        apply_reflector(kernels, s, {k, count, k, std::min(k + 4, end)}, reach, reflector);
+    return reflector;
 }
 
 template void bulge_start(block_view<const double>, std::size_t, std::size_t, const shift_pair&,
@@ -179,11 +180,13 @@ template void apply_reflector(const bulge_kernels<double>&, const schur_views<do
 template void apply_reflector(const bulge_kernels<complex>&, const schur_views<complex>&,
                               const reflector_span&, const similarity_reach&,
                               const bulge_reflector<complex>&);
-template void move_bulge(const bulge_kernels<double>&, const schur_views<double>&, std::size_t,
-                         std::size_t, std::size_t, const shift_pair&, const similarity_reach&,
-                         std::size_t);
-template void move_bulge(const bulge_kernels<complex>&, const schur_views<complex>&, std::size_t,
-                         std::size_t, std::size_t, const shift_pair&, const similarity_reach&,
-                         std::size_t);
+template bulge_reflector<double> move_bulge(const bulge_kernels<double>&,
+                                            const schur_views<double>&, std::size_t, std::size_t,
+                                            std::size_t, const shift_pair&,
+                                            const similarity_reach&);
+template bulge_reflector<complex> move_bulge(const bulge_kernels<complex>&,
+                                             const schur_views<complex>&, std::size_t, std::size_t,
+                                             std::size_t, const shift_pair&,
+                                             const similarity_reach&);
 
 } // namespace numerical::detail

@@ -48,8 +48,6 @@ struct reflector_span
     std::size_t count;
     std::size_t col_from;
     std::size_t row_to;
-    std::size_t z_from;
-    std::size_t z_to;
 };
 
 template <class T>
@@ -59,9 +57,10 @@ void apply_reflector(const bulge_kernels<T>& kernels, const schur_views<T>& s,
 
 // Moves a bulge on by one row, in the block [top, end): makes the reflector of rows [k, k + 3), or
 // of the last two, from the shifts if k == top, else from column k - 1, and applies it.
+// Gives the reflector.
 template <class T>
-void move_bulge(const bulge_kernels<T>& kernels, const schur_views<T>& s, std::size_t top,
-                std::size_t end, std::size_t k, const shift_pair& shifts,
-                const similarity_reach& reach, std::size_t z_to);
+bulge_reflector<T> move_bulge(const bulge_kernels<T>& kernels, const schur_views<T>& s,
+                              std::size_t top, std::size_t end, std::size_t k,
+                              const shift_pair& shifts, const similarity_reach& reach);
 
 } // namespace numerical::detail

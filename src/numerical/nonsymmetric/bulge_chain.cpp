@@ -24,8 +24,8 @@ public:
 
 private:
     void run_window(std::size_t from, std::size_t to) const;
-    void run_steps(const schur_views<T>& window, std::size_t origin, std::size_t from,
-                   std::size_t to) const;
+    void run_steps(const schur_views<T>& window, std::size_t origin, std::size_t low,
+                   std::size_t from, std::size_t to) const;
 
     const bulge_kernels<T> kernels{gemm_path_current()};
     const schur_views<T> s;
@@ -57,35 +57,29 @@ void chain<T>::run_window(std::size_t from, std::size_t to) const
     const std::size_t first_row = low > top ? low - 1 : top;
     const std::size_t end_row = std::min(end, last + 4);
     const block_view<T> outside = s.h.sub(first_row, end_row, first_row, end_row);
-    const schur_views<T> window{storage.h.copy(outside), storage.adjoint.identity(outside.rows)};
-    run_steps(window, first_row, from, to);
+    const block_view<T> window = storage.window.copy(outside);
+    storage.record.clear(shifts.size());
+    run_steps({window, {nullptr, 0, 0, 0}}, first_row, low, from, to);
     for (std::size_t i = 0; i < outside.rows; ++i)
-        std::copy_n(window.h.row(i), outside.cols, outside.row(i));
-    const std::size_t offset = low - first_row;
-    const std::size_t order = high - low;
-    update_far<T>(s, window.z.sub(offset, offset + order, offset, offset + order), low, first_row,
-                  end_row, reach, storage.far);
+        std::copy_n(window.row(i), outside.cols, outside.row(i));
+    update_by_chain(s, low, high, {first_row, end_row}, storage.record, reach);
 }
 
-// Row i of the window is row `origin` + i of the matrix. A row of Uᴴ that the chain has reached is
-// zero beyond the rows that were mixed into it: two more for each bulge.
+// Row i of the window is row `origin` + i of the matrix.
 template <class T>
-void chain<T>::run_steps(const schur_views<T>& window, std::size_t origin, std::size_t from,
-                         std::size_t to) const
+void chain<T>::run_steps(const schur_views<T>& window, std::size_t origin, std::size_t low,
+                         std::size_t from, std::size_t to) const
 {
     const std::size_t order = window.h.rows;
     const similarity_reach inside{0, order};
     for (std::size_t t = from; t < to; ++t)
-        for (std::size_t j = 0; j < shifts.size(); ++j) {
-            const std::size_t row = top + t;
-            if (row < top + bulge_spacing * j)
-                break;
-            const std::size_t k = row - bulge_spacing * j;
+        for (std::size_t j = 0; j < shifts.size() && bulge_spacing * j <= t; ++j) {
+            const std::size_t k = top + t - bulge_spacing * j;
             if (k + 1 >= end)
                 continue;
-            const std::size_t local = k - origin;
-            move_bulge(kernels, window, top - std::min(top, origin), std::min(end - origin, order),
-                       local, shifts[j], inside, std::min(order, local + 3 + 2 * j));
+            const auto h = move_bulge(kernels, window, top - std::min(top, origin),
+                                      std::min(end - origin, order), k - origin, shifts[j], inside);
+            storage.record.add(j, k - low, k + 2 == end, h);
         }
 }
 
@@ -93,7 +87,7 @@ void chain<T>::run_steps(const schur_views<T>& window, std::size_t origin, std::
 
 template <class T>
 sweep_storage<T>::sweep_storage(std::size_t order)
-    : h(std::min(order, greatest_window)), adjoint(std::min(order, greatest_window)), far{}
+    : window(std::min(order, greatest_window)), record{}
 {
 }
 

@@ -4,22 +4,21 @@
 // two shifts each, tightly packed, three rows apart, go down the active block window by window.
 
 #include "numerical/nonsymmetric/bulge.hpp"
-#include "numerical/nonsymmetric/far_update.hpp"
+#include "numerical/nonsymmetric/chain_update.hpp"
 
 #include <cstddef>
 #include <span>
 
 namespace numerical::detail {
 
-// The bulges of a chain. The products' work for a bulge and a step doesn't depend on it if a window
-// moves the chain by its own length; what is done inside the window grows with it, and products
-// want some depth.
+// The bulges of a chain. What is done inside a window grows with its order for each reflector, and
+// the copies of strips cost the more, the fewer reflectors go over them.
 constexpr std::size_t chain_bulges = 8;
 
 // Rows from one bulge to the next: a bulge of two shifts is three rows long.
 constexpr std::size_t bulge_spacing = 3;
 
-// Steps that a chain goes in a window: its own length, which makes the least work for the products.
+// Steps that a chain goes in a window: its own length.
 constexpr std::size_t steps_of_window(std::size_t bulges)
 {
     return bulge_spacing * bulges;
@@ -30,9 +29,8 @@ struct sweep_storage
 {
     explicit sweep_storage(std::size_t order);
 
-    padded_square<T> h;
-    padded_square<T> adjoint;
-    far_storage<T> far;
+    padded_square<T> window;
+    chain_record<T> record;
 };
 
 // The greatest window of a sweep.

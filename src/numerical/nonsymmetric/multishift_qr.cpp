@@ -59,6 +59,7 @@ private:
     const schur_views<T> s;
     const schur_extent extent;
     sweep_storage<T> sweeps;
+    far_storage<T> far;
     std::size_t fruitless = 0;
 };
 
@@ -100,7 +101,7 @@ bool multishift_iteration<T>::solve_small(std::size_t top, std::size_t end)
     for (std::size_t i = 0; i < order; ++i)
         std::copy_n(inside.h.row(i), order, block.row(i));
     if (!alone)
-        update_far<T>(s, inside.z, top, top, end, reach(top, end), sweeps.far);
+        update_far<T>(s, inside.z, top, top, end, reach(top, end), far);
     return true;
 }
 
@@ -114,7 +115,7 @@ std::size_t multishift_iteration<T>::step(std::size_t top, std::size_t end)
     if (fruitless >= fruitless_sweeps)
         window = std::min(2 * window, order);
     early_deflation found =
-        deflate_early(s, end - window, end, window < order, reach(top, end), sweeps.far);
+        deflate_early(s, end - window, end, window < order, reach(top, end), far);
     const std::size_t deflated = found.deflated;
     if (100 * deflated > nibble_percent * window || order - deflated < multishift_crossover)
         return deflated;

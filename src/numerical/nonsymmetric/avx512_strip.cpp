@@ -1,0 +1,18 @@
+#include "numerical/nonsymmetric/strip_kernels.hpp"
+
+#include "numerical/gemm/avx512_lanes.hpp"
+#include "numerical/nonsymmetric/strip_loops.hpp"
+
+namespace numerical::detail {
+
+void avx512_reflect_strip(double* rows, const double* reflectors, std::size_t count)
+{
+    reflect_real_strip<lanes>(rows, reflectors, count);
+}
+
+void avx512_reflect_complex_strip(double* rows, const double* reflectors, std::size_t count)
+{
+    reflect_complex_strip<lanes>(rows, reflectors, count);
+}
+
+} // namespace numerical::detail

@@ -1,0 +1,47 @@
+#pragma once
+
+// A bulge's way through a strip: reflectors that follow each other down the rows of a narrow block
+// in the first cache. A row is loaded and stored once for the three reflectors that touch it, which
+// is what makes the direct way faster than a product with the accumulated reflectors (Van Zee,
+// van de Geijn and Quintana-Orti 2014, for rotations). Declarations only, so it may be included
+// from any target.
+
+#include <complex>
+#include <cstddef>
+
+namespace numerical::detail {
+
+// Columns of a strip. Three vectors of AVX-512 hold a row: their chains of sums hide each other's
+// latency, and three rows of them fit the registers.
+constexpr std::size_t strip_doubles = 24;
+template <class T>
+constexpr std::size_t strip_columns = strip_doubles * sizeof(double) / sizeof(T);
+
+// H = I - tau·w·wᴴ with w = (1, w1, w2) as the kernels take it.
+template <class T>
+struct strip_reflector
+{
+    double tau;
+    T w1;
+    T w2;
+    T tau_w1;
+    T tau_w2;
+};
+
+// Reflector i of `count` goes over rows i, i + 1 and i + 2 of the strip, whose rows are contiguous:
+// t = r0 + conj(w1)·r1 + conj(w2)·r2, then r0 - tau·t, r1 - tau_w1·t and r2 - tau_w2·t; fused but
+// in the portable form.
+template <class T>
+void reflect_strip(T* rows, const strip_reflector<T>* reflectors, std::size_t count);
+void avx2_reflect_strip(double* rows, const double* reflectors, std::size_t count);
+void avx512_reflect_strip(double* rows, const double* reflectors, std::size_t count);
+void avx2_reflect_complex_strip(double* rows, const double* reflectors, std::size_t count);
+void avx512_reflect_complex_strip(double* rows, const double* reflectors, std::size_t count);
+
+// The form of a path.
+void reflect_strip_on(int path, double* rows, const strip_reflector<double>* reflectors,
+                      std::size_t count);
+void reflect_strip_on(int path, std::complex<double>* rows,
+                      const strip_reflector<std::complex<double>>* reflectors, std::size_t count);
+
+} // namespace numerical::detail
