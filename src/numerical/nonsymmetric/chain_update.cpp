@@ -49,6 +49,17 @@ void reflect(int path, T* rows, const std::vector<bulge_pass<T>>& passes)
     }
 }
 
+// Asks for the cache lines of rows that the next strip begins with: their distance is too great for
+// the processor to foresee them.
+template <class T>
+void prefetch_rows(block_view<T> c)
+{
+    constexpr std::size_t line = 64 / sizeof(T);
+    for (std::size_t i = 0; i < c.rows; ++i)
+        for (std::size_t j = 0; j < c.cols; j += line)
+            __builtin_prefetch(c.row(i) + j, 1);
+}
+
 // Up to strip_columns columns of a block of rows.
 template <class T>
 void update_rows(int path, block_view<T> c, const std::vector<bulge_pass<T>>& passes)
@@ -59,6 +70,7 @@ void update_rows(int path, block_view<T> c, const std::vector<bulge_pass<T>>& pa
         set_zero(copy.data(), c.rows * width);
     for (std::size_t i = 0; i < c.rows; ++i)
         std::copy_n(c.row(i), c.cols, copy.data() + i * width);
+    prefetch_rows<T>({c.first + c.cols, c.rows, c.cols, c.stride});
     reflect(path, copy.data(), passes);
     for (std::size_t i = 0; i < c.rows; ++i)
         std::copy_n(copy.data() + i * width, c.cols, c.row(i));
@@ -73,6 +85,7 @@ void update_columns(int path, block_view<T> c, const std::vector<bulge_pass<T>>&
     if (c.rows < width)
         set_zero(copy.data(), c.cols * width);
     transpose_into<T>({copy.data(), c.cols, c.rows, width}, c);
+    prefetch_rows<T>({c.row(c.rows), c.rows, c.cols, c.stride});
     reflect(path, copy.data(), conjugates);
     transpose_into<T>(c, {copy.data(), c.cols, c.rows, width});
 }
