@@ -13,7 +13,7 @@ namespace numerical::detail {
 
 // The bulges of a chain. What is done inside a window grows with its order for each reflector, and
 // the copies of strips cost the more, the fewer reflectors go over them.
-constexpr std::size_t chain_bulges = 8;
+constexpr std::size_t chain_bulges = 16;
 
 // Rows from one bulge to the next: a bulge of two shifts is three rows long.
 constexpr std::size_t bulge_spacing = 3;
