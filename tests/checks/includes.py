@@ -17,6 +17,7 @@ GEMM = ["numerical/gemm", *RUNTIME]
 FACTOR = ["numerical/factor", *GEMM]
 EIGEN = ["numerical/eigen", *FACTOR]
 SVD = ["numerical/svd", *EIGEN]
+NONSYMMETRIC = ["numerical/nonsymmetric", *EIGEN]
 STACKS = ["numerical/stacks", *SVD]
 EINSUM = ["numerical/einsum", *GEMM]
 ELEMENTWISE = ["numerical/elementwise", *GEMM]
@@ -32,11 +33,12 @@ ALLOWED = {
     "numerical/factor": NUMERICAL + FACTOR,
     "numerical/eigen": NUMERICAL + EIGEN,
     "numerical/svd": NUMERICAL + SVD,
+    "numerical/nonsymmetric": NUMERICAL + NONSYMMETRIC,
     "numerical/stacks": NUMERICAL + STACKS,
     "numerical/einsum": NUMERICAL + EINSUM,
     "binding": ["binding"],
-    "package": ["package", "module", "binding"] + NUMERICAL + STACKS + EINSUM + ELEMENTWISE
-               + VECTOR_MATH,
+    "package": ["package", "module", "binding"] + NUMERICAL + STACKS + NONSYMMETRIC + EINSUM
+               + ELEMENTWISE + VECTOR_MATH,
     "module": ["module", "binding"] + NUMERICAL + SVD + EINSUM + ELEMENTWISE,
 }
 

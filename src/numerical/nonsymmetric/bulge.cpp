@@ -42,6 +42,24 @@ constexpr double least_safe_square = 0x1p-900;
 constexpr double lift = 0x1p600;
 
 template <class T>
+struct polar
+{
+    double modulus;
+    T phase;
+};
+
+// Of an x with |x|² = square. A square near underflow has few digits: phases of it would not have
+// modulus 1.
+template <class T>
+polar<T> polar_form(const T& x, double square)
+{
+    if (square < least_safe_square)
+        return {numerical::detail::modulus(x), phase_of(x)};
+    const double modulus = std::sqrt(square);
+    return {modulus, x / modulus};
+}
+
+template <class T>
 void reflect_two_rows(T* rows, std::size_t stride, std::size_t n, const bulge_reflector<T>& h)
 {
     T* const r0 = rows;
@@ -114,8 +132,7 @@ bulge_reflector<T> reflector_of_three(const T (&x)[3], T& beta)
         return {0, T(0), T(0)};
     }
     const double norm = std::sqrt(head + tail);
-    const double modulus = std::sqrt(head);
-    const T phase = modulus > 0 ? x[0] / modulus : T(1);
+    const auto [modulus, phase] = polar_form(x[0], head);
     const T pivot = phase * (modulus + norm);
     beta = -phase * norm;
     return {(modulus + norm) / norm, divided_by(x[1], pivot), divided_by(x[2], pivot)};

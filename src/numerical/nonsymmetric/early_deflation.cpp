@@ -49,7 +49,7 @@ bool deflation_window<T>::find_schur_form()
     for (std::size_t i = 2; i < order; ++i)
         for (std::size_t j = 0; j + 1 < i; ++j)
             window.h(i, j) = T(0);
-    return qr_iteration(window, schur_extent::whole) == 0;
+    return qr_iteration(window, schur_extent::whole, qr_step_limit(order)) == 0;
 }
 
 // By the size of the eigenvalue, or by that of the whole window where it is the least there is.

@@ -96,7 +96,7 @@ bool multishift_iteration<T>::solve_small(std::size_t top, std::size_t end)
     padded_square<T> adjoint(alone ? 0 : order);
     const schur_views<T> inside{copy.copy(block),
                                 alone ? block_view<T>{nullptr, 0, 0, 0} : adjoint.identity(order)};
-    if (small_qr(inside, 0, order, extent, small_step_limit(order)) != 0)
+    if (small_qr(inside, 0, order, extent, qr_step_limit(order)) != 0)
         return false;
     for (std::size_t i = 0; i < order; ++i)
         std::copy_n(inside.h.row(i), order, block.row(i));
@@ -192,16 +192,15 @@ std::size_t multishift_qr(const schur_views<T>& s, schur_extent extent, std::siz
 }
 
 template <class T>
-std::size_t qr_iteration(const schur_views<T>& s, schur_extent extent)
+std::size_t qr_iteration(const schur_views<T>& s, schur_extent extent, std::size_t step_limit)
 {
-    const std::size_t n = s.h.rows;
-    if (n < multishift_crossover)
-        return small_qr(s, 0, n, extent, small_step_limit(n));
-    return multishift_qr(s, extent, multishift_step_limit(n));
+    if (s.h.rows < multishift_crossover)
+        return small_qr(s, 0, s.h.rows, extent, step_limit);
+    return multishift_qr(s, extent, step_limit);
 }
 
-template std::size_t qr_iteration(const schur_views<double>&, schur_extent);
-template std::size_t qr_iteration(const schur_views<complex>&, schur_extent);
+template std::size_t qr_iteration(const schur_views<double>&, schur_extent, std::size_t);
+template std::size_t qr_iteration(const schur_views<complex>&, schur_extent, std::size_t);
 template std::size_t multishift_qr(const schur_views<double>&, schur_extent, std::size_t);
 template std::size_t multishift_qr(const schur_views<complex>&, schur_extent, std::size_t);
 

@@ -12,20 +12,14 @@ namespace numerical::detail {
 // Active blocks of less rows go by one bulge at a time.
 constexpr std::size_t multishift_crossover = 96;
 
-// The limits of the iteration. The step limit is LAPACK's: 30 for each row.
-constexpr std::size_t multishift_step_limit(std::size_t n)
-{
-    return 30 * n;
-}
-
 // Brings the Hessenberg matrix s.h to Schur form. Gives the number of leading rows that have not
 // converged, 0 for success.
 template <class T>
 std::size_t multishift_qr(const schur_views<T>& s, schur_extent extent, std::size_t step_limit);
 
-// The same by the way that suits the order, within its limit. Rows need the padding of the bulge
-// kernels.
+// The same by the way that suits the order. Rows of less than multishift_crossover elements need
+// the padding of the bulge kernels.
 template <class T>
-std::size_t qr_iteration(const schur_views<T>& s, schur_extent extent);
+std::size_t qr_iteration(const schur_views<T>& s, schur_extent extent, std::size_t step_limit);
 
 } // namespace numerical::detail

@@ -96,9 +96,11 @@ schur_factors<T> schur_form(matrix<T> a, schur_vectors vectors)
 {
     constexpr const char* operation = "Schur decomposition";
     require_square_and_finite(a, operation);
+    const std::size_t n = a.rows;
     const int exponent = detail::scale_to_safe_range(a);
-    auto schur = detail::reduce_to_schur(std::move(a), detail::balancing::permute,
-                                         detail::schur_extent::whole, operation);
+    auto schur =
+        detail::reduce_to_schur(std::move(a), detail::balancing::permute,
+                                detail::schur_extent::whole, operation, detail::qr_step_limit(n));
     multiply_by_power(schur.t.data, -exponent);
     schur_factors<T> factors{std::move(schur.t), {0, 0, {}}, {}};
     factors.values = detail::diagonal_eigenvalues(factors.t);
@@ -342,9 +344,11 @@ std::vector<complex> general_eigenvalues(matrix<T> a)
 {
     constexpr const char* operation = "eigenvalues";
     require_square_and_finite(a, operation);
+    const std::size_t n = a.rows;
     const int exponent = detail::scale_to_safe_range(a);
     const auto schur = detail::reduce_to_schur(std::move(a), detail::balancing::permute_and_scale,
-                                               detail::schur_extent::active_block, operation);
+                                               detail::schur_extent::active_block, operation,
+                                               detail::qr_step_limit(n));
     std::vector<complex> values = detail::diagonal_eigenvalues(schur.t);
     scale_values(values, -exponent);
     return values;
@@ -355,9 +359,11 @@ general_eigenpairs general_eigen(matrix<T> a, eigenvector_sides sides)
 {
     constexpr const char* operation = "eigendecomposition";
     require_square_and_finite(a, operation);
+    const std::size_t n = a.rows;
     const int exponent = detail::scale_to_safe_range(a);
-    const auto schur = detail::reduce_to_schur(std::move(a), detail::balancing::permute_and_scale,
-                                               detail::schur_extent::whole, operation);
+    const auto schur =
+        detail::reduce_to_schur(std::move(a), detail::balancing::permute_and_scale,
+                                detail::schur_extent::whole, operation, detail::qr_step_limit(n));
     general_eigenpairs pairs{detail::diagonal_eigenvalues(schur.t), false, {0, 0, {}}, {0, 0, {}}};
     pairs.real = all_real(pairs.values, static_cast<const T*>(nullptr));
     if (sides != eigenvector_sides::left)

@@ -31,6 +31,7 @@ matrix<T> square(std::size_t n, std::vector<T> data)
 template <class T>
 struct active_schur
 {
+    std::size_t missing; // eigenvalues not found within the limit; then there is nothing else
     std::vector<T> t;
     std::vector<T> q;
 };
@@ -48,7 +49,7 @@ void adjoint_into(block_view<T> to, const std::vector<T>& q)
 
 template <class T>
 active_schur<T> solve_active(std::vector<T> a, std::size_t n, schur_extent extent,
-                             std::size_t whole, const char* operation)
+                             std::size_t step_limit)
 {
     const auto reduction = reduce_to_hessenberg(a, n);
     const bool vectors = extent == schur_extent::whole;
@@ -62,13 +63,13 @@ active_schur<T> solve_active(std::vector<T> a, std::size_t n, schur_extent exten
         views.z = padded_z.view();
         adjoint_into(views.z, hessenberg_basis(reduction));
     }
-    const std::size_t left = qr_iteration(views, extent);
-    if (left != 0)
-        throw_not_converged(operation, whole - left, whole);
+    const std::size_t missing = qr_iteration(views, extent, step_limit);
+    if (missing != 0)
+        return {missing, {}, {}};
     if (pad)
         for (std::size_t i = 0; i < n; ++i)
             std::copy_n(views.h.row(i), n, dense.row(i));
-    active_schur<T> result{std::move(a), {}};
+    active_schur<T> result{0, std::move(a), {}};
     if (vectors) {
         result.q = uninitialized<T>(n * n);
         const block_view<T> q{result.q.data(), n, n, n};
@@ -181,22 +182,25 @@ void throw_not_converged(const char* operation, std::size_t found, std::size_t n
 
 template <class T>
 balanced_schur<T> reduce_to_schur(matrix<T> a, balancing how, schur_extent extent,
-                                  const char* operation)
+                                  const char* operation, std::size_t step_limit)
 {
     balanced_schur<T> result{balance_matrix(a, how), {0, 0, {}}, {0, 0, {}}};
     const std::size_t n = a.rows;
     const std::size_t from = result.balanced.from;
     const std::size_t m = result.balanced.to - from;
+    std::vector<T> block =
+        m == n ? std::move(a.data) : block_copy<T>(view_of(a).sub(from, from + m, from, from + m));
+    active_schur<T> active = solve_active(std::move(block), m, extent, step_limit);
+    if (active.missing != 0)
+        throw_not_converged(operation, n - active.missing, n);
     if (m == n) {
-        active_schur<T> active = solve_active(std::move(a.data), n, extent, n, operation);
         result.t = square(n, std::move(active.t));
         if (extent == schur_extent::whole)
             result.q = square(n, std::move(active.q));
         return result;
     }
-    std::vector<T> block = block_copy<T>(view_of(a).sub(from, from + m, from, from + m));
     result.t = std::move(a);
-    embed(result, solve_active(std::move(block), m, extent, n, operation), extent);
+    embed(result, std::move(active), extent);
     return result;
 }
 
@@ -205,8 +209,8 @@ template int scale_to_safe_range(matrix<complex>&);
 template std::vector<complex> diagonal_eigenvalues(const matrix<double>&);
 template std::vector<complex> diagonal_eigenvalues(const matrix<complex>&);
 template balanced_schur<double> reduce_to_schur(matrix<double>, balancing, schur_extent,
-                                                const char*);
+                                                const char*, std::size_t);
 template balanced_schur<complex> reduce_to_schur(matrix<complex>, balancing, schur_extent,
-                                                 const char*);
+                                                 const char*, std::size_t);
 
 } // namespace numerical::detail

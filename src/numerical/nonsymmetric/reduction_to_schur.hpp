@@ -39,10 +39,11 @@ struct balanced_schur
     matrix<T> q; // 0 × 0 without vectors; the balancing is not undone
 };
 
-// For a square finite matrix in safe range. `operation` begins the message of an error. With
-// schur_extent::active_block only the diagonal blocks of t mean something.
+// For a square finite matrix in safe range; convergence_error, whose message begins with
+// `operation`, when `step_limit` steps don't do. With schur_extent::active_block only the diagonal
+// blocks of t mean something.
 template <class T>
 balanced_schur<T> reduce_to_schur(matrix<T> a, balancing how, schur_extent extent,
-                                  const char* operation);
+                                  const char* operation, std::size_t step_limit);
 
 } // namespace numerical::detail

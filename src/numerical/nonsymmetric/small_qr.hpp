@@ -13,8 +13,9 @@ namespace numerical::detail {
 // cycles (Wilkinson 1965, chapter 8; the numbers of EISPACK's hqr).
 constexpr std::size_t exceptional_step = 10;
 
-// The steps that a block of order n may take in all: LAPACK's limit.
-constexpr std::size_t small_step_limit(std::size_t n)
+// The steps, sweeps of one bulge or of many, that an iteration on n rows may take in all: LAPACK's
+// limit.
+constexpr std::size_t qr_step_limit(std::size_t n)
 {
     return 30 * (n < 10 ? 10 : n);
 }

@@ -67,8 +67,11 @@ rotation<T> rotation_onto(const T& x, const T& y)
     if (second == 0)
         return {1, T(0)};
     const double length = std::hypot(first, second);
-    const T phase = first == 0 ? T(1) : x / first;
-    return {first / length, phase * (conjugate(y) / length)};
+    if (length < tiny_magnitude) { // a subnormal length has few digits
+        const double scale = tiny_scale(length);
+        return rotation_onto<T>(x * scale, y * scale);
+    }
+    return {first / length, phase_of(x) * (conjugate(y) / length)};
 }
 
 template <class T>
