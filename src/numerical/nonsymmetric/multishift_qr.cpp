@@ -161,7 +161,7 @@ void multishift_iteration<T>::sweep(std::size_t top, std::size_t end, std::vecto
     multishift_sweep<T>(s, top, end, pairs, reach(top, end), sweeps);
 }
 
-// The constants 3/4 and -7/16 are those of EISPACK's hqr.
+// The constants 3/4 and -7/16 are those of Martin, Peters and Wilkinson (1970).
 template <class T>
 std::vector<complex> multishift_iteration<T>::ad_hoc_shifts(std::size_t top, std::size_t end) const
 {

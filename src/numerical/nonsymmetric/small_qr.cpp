@@ -30,7 +30,7 @@ shift_pair trailing_shifts(block_view<const T> h, std::size_t end)
     return {closer, closer};
 }
 
-// The constants 3/4 and -7/16 are those of EISPACK's hqr.
+// The constants 3/4 and -7/16 are those of Martin, Peters and Wilkinson (1970).
 template <class T>
 shift_pair exceptional_shifts(block_view<const T> h, std::size_t row, double s)
 {

@@ -9,8 +9,8 @@
 
 namespace numerical::detail {
 
-// After so many steps without deflation the shifts are replaced once by ad hoc ones, that break
-// cycles (Wilkinson 1965, chapter 8; the numbers of EISPACK's hqr).
+// After so many steps without deflation the shifts are replaced once by ad hoc ones, which break
+// cycles (Martin, Peters and Wilkinson 1970).
 constexpr std::size_t exceptional_step = 10;
 
 // The steps, sweeps of one bulge or of many, that an iteration on n rows may take in all: LAPACK's

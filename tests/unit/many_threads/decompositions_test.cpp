@@ -3,6 +3,7 @@
 #include "numerical/eigen/hermitian_band.hpp"
 #include "numerical/factor/cholesky.hpp"
 #include "numerical/factor/qr.hpp"
+#include "numerical/nonsymmetric/nonsymmetric.hpp"
 #include "numerical/svd/band_bidiagonal.hpp"
 #include "numerical/svd/least_squares.hpp"
 #include "numerical/svd/svd.hpp"
@@ -124,6 +125,23 @@ TYPED_TEST(decompositions_on_64_cores, narrowed_bands_have_the_bits_of_one_core)
         found.push_back(std::move(d));
         found.push_back(std::move(e));
         return found;
+TYPED_TEST(decompositions_on_64_cores, schur_forms_have_the_bits_of_one_core)
+{
+    const auto a = test::random_matrix<TypeParam>(220, 220, 11);
+    expect_bits_of_one_core([&] {
+        auto s = numerical::schur_form(a, numerical::schur_vectors::compute);
+        return vectors<TypeParam>{std::move(s.t.data), std::move(s.q.data)};
+    });
+}
+
+TYPED_TEST(decompositions_on_64_cores, general_eigenpairs_have_the_bits_of_one_core)
+{
+    const auto a = test::random_matrix<TypeParam>(220, 220, 12);
+    expect_bits_of_one_core([&] {
+        auto e = numerical::general_eigen(a, numerical::eigenvector_sides::both);
+        return vectors<std::complex<double>>{std::move(e.values), std::move(e.right.data),
+                                             std::move(e.left.data),
+                                             numerical::general_eigenvalues(a)};
     });
 }
 
