@@ -1,7 +1,8 @@
 // Times eigenvalues and eigenpairs of general matrices by CPU time, for general_eigen.py, which
 // runs it in turns with NumPy. A line "eig float64 200 3" on the standard input is answered by the
-// seconds of each of 3 calls, on one thread.
+// seconds of each of 3 calls, on one thread. An argument limits the path by its code.
 
+#include "numerical/gemm/path.hpp"
 #include "numerical/nonsymmetric/nonsymmetric.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 
@@ -59,9 +60,11 @@ void answer(const std::string& what, std::size_t n, int calls)
 
 } // namespace
 
-int main()
+int main(int argc, char** argv)
 {
     numerical::detail::thread_cap() = 1;
+    if (argc > 1)
+        numerical::detail::gemm_path_cap() = static_cast<unsigned char>(std::stoi(argv[1]));
     std::string what;
     std::string type;
     std::size_t n = 0;

@@ -36,9 +36,10 @@ def main():
     parser.add_argument("program", help="the built general_eigen")
     parser.add_argument("--orders", default=",".join(map(str, ORDERS)))
     parser.add_argument("--rounds", type=int, default=5)
+    parser.add_argument("--path", default="2", help="limit of the path: 0, 1 or 2")
     options = parser.parse_args()
     server = subprocess.Popen(
-        [options.program], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True
+        [options.program, options.path], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True
     )
 
     def ours(what, dtype, n):

@@ -180,11 +180,14 @@ bool equilibration<T>::scale_index(std::size_t i, bool measured)
     const double scaled = column[i] * f * f + row[i] / f / f;
     if (exponent == 0 || !(scaled < balancing_gain * (row[i] + column[i])))
         return false;
+    const double scale = b.scale[i] * f;
+    if (scale > greatest_scale || scale < 1 / greatest_scale)
+        return false;
     for (std::size_t j = 0; j < a.cols; ++j)
         a(i, j) /= f;
     for (std::size_t j = 0; j < a.rows; ++j)
         a(j, i) *= f;
-    b.scale[i] *= f;
+    b.scale[i] = scale;
     return true;
 }
 

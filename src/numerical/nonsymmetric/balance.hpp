@@ -29,14 +29,18 @@ struct balance
     std::vector<double> scale;      // D by places of the result; empty if it is the identity
 };
 
-// The same, as `size` ones.
+// a becomes D⁻¹PᵀA·P·D; D is the identity for balancing::permute.
 template <class T>
 balance balance_matrix(matrix<T>& a, balancing how);
 
 // A scaling step must reduce the sum of two squared norms to this part of it at least (0.95²).
 constexpr double balancing_gain = 0.9025;
 
-// X := P·D·X for the rows of right eigenvectors; left ones take P·D⁻¹.
+// No scale leaves [1/greatest_scale, greatest_scale]: squares of vectors that D multiplies must not
+// overflow.
+constexpr double greatest_scale = 0x1p400;
+
+// X := P·D·X for right eigenvectors, X := P·D⁻¹·X for left ones.
 enum class eigenvector_side { right, left };
 
 template <class T>

@@ -4,8 +4,9 @@
 // portable, avx2_ and avx512_. Declarations only, so it may be included from any target. Strides
 // and counts are in elements; complex data is interleaved (real, imaginary).
 //
-// H = I - tau·w·wᴴ with w = (1, w1, w2) and a real tau: Hermitian and its own inverse. As an array
-// of doubles a reflector is {tau, w1, w2}.
+// H = I - tau·w·wᴴ with w = (1, w1, w2) and a real tau: Hermitian and its own inverse, as I -
+// 2·v·vᴴ with the unit vector v = w·sqrt(tau/2), but with a product less for each element. As an
+// array of doubles a reflector is {tau, w1, w2}.
 
 #include <complex>
 #include <cstddef>

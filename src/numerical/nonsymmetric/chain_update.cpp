@@ -10,11 +10,8 @@
 namespace numerical::detail {
 namespace {
 
-// Rows of a window that a strip has room for.
-constexpr std::size_t strip_rows = 128;
-
 template <class T>
-using strip = std::array<T, strip_rows * strip_columns<T>>;
+using strip = std::array<T, longest_strip * strip_columns<T>>;
 
 template <class T>
 strip_reflector<T> conjugated(const strip_reflector<T>& h)

@@ -1,8 +1,8 @@
 #pragma once
 
-// Updates far from the diagonal. What an iteration does inside a window of H is gathered in a small
-// unitary U; the rest of the window's rows and columns and the rows of Zᴴ are then multiplied by it
-// as products, which run on the pool (Braman, Byers and Mathias 2002, part I).
+// Updates far from the diagonal by a small unitary U, in which everything is gathered that was done
+// to a diagonal block: the rest of the block's rows and columns and its rows of Zᴴ are multiplied
+// by it as products, which run on the pool.
 
 #include "numerical/nonsymmetric/schur_views.hpp"
 

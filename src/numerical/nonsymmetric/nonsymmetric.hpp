@@ -5,7 +5,9 @@
 //
 // Every function throws dimension_error if the matrix isn't square and non_finite_error if it holds
 // an infinite or NaN entry; all but hessenberg_form throw convergence_error if the QR iteration
-// runs out of its limit, and say how many eigenvalues it found.
+// runs out of its limit, and say how many eigenvalues it found. Matrices near the ends of the range
+// are scaled; what lies beyond it in a result, as an eigenvalue of a matrix full of numbers near
+// the largest may, comes out infinite.
 
 #include "numerical/matrix.hpp"
 

@@ -103,6 +103,22 @@ TYPED_TEST(balanced_matrix, has_rows_and_columns_of_like_norm)
     }
 }
 
+// A ring in which each index wants to be 2^160 times the one before it.
+TYPED_TEST(balanced_matrix, has_scales_within_the_limit)
+{
+    using numerical::detail::greatest_scale;
+    const std::size_t n = 12;
+    auto a = test::filled<TypeParam>(n, [](auto i, auto j) {
+        return j == i + 1 ? 0x1p160 : (i == j + 1 ? 0x1p-160 : (i + 1 == n && j == 0 ? 1.0 : 0.0));
+    });
+    const auto b = balance_matrix(a, balancing::permute_and_scale);
+    ASSERT_FALSE(b.scale.empty());
+    const auto [least, greatest] = std::minmax_element(b.scale.begin(), b.scale.end());
+    EXPECT_GE(*least, 1 / greatest_scale);
+    EXPECT_LE(*greatest, greatest_scale);
+    EXPECT_GT(*greatest / *least, 0x1p400);
+}
+
 // The 1-norm without the diagonal would scale it (James, Langou and Lowery 2014).
 TYPED_TEST(balanced_matrix, with_a_dominant_diagonal_is_left_alone)
 {
