@@ -35,7 +35,6 @@ struct sweep_storage
 
 // The greatest window of a sweep.
 constexpr std::size_t greatest_window = 2 * steps_of_window(chain_bulges) + 4;
-static_assert(greatest_window <= longest_strip);
 
 // One sweep with all the shifts over the unreduced block [top, end).
 template <class T>

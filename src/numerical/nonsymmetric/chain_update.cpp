@@ -5,13 +5,16 @@
 #include "numerical/scalar.hpp"
 
 #include <algorithm>
-#include <array>
 
 namespace numerical::detail {
 namespace {
 
+// Too large for a frame of the stack; taking it anew costs little beside the reflectors.
 template <class T>
-using strip = std::array<T, longest_strip * strip_columns<T>>;
+std::vector<T> strip_of(std::size_t rows)
+{
+    return uninitialized<T>(rows * strip_columns<T>);
+}
 
 template <class T>
 strip_reflector<T> conjugated(const strip_reflector<T>& h)
@@ -62,7 +65,7 @@ template <class T>
 void update_rows(int path, block_view<T> c, const std::vector<bulge_pass<T>>& passes)
 {
     constexpr std::size_t width = strip_columns<T>;
-    strip<T> copy;
+    std::vector<T> copy = strip_of<T>(c.rows);
     if (c.cols < width)
         set_zero(copy.data(), c.rows * width);
     for (std::size_t i = 0; i < c.rows; ++i)
@@ -78,7 +81,7 @@ template <class T>
 void update_columns(int path, block_view<T> c, const std::vector<bulge_pass<T>>& conjugates)
 {
     constexpr std::size_t width = strip_columns<T>;
-    strip<T> copy;
+    std::vector<T> copy = strip_of<T>(c.cols);
     if (c.rows < width)
         set_zero(copy.data(), c.cols * width);
     transpose_into<T>({copy.data(), c.cols, c.rows, width}, c);

@@ -14,9 +14,6 @@
 
 namespace numerical::detail {
 
-// The most rows that the reflectors of a window may span.
-constexpr std::size_t longest_strip = 128;
-
 // The reflectors that one bulge made in a window, in rows `first`, first + 1, ... of the window.
 // The last one may be of two rows.
 template <class T>
