@@ -48,10 +48,14 @@ struct polar
     T phase;
 };
 
+polar<double> polar_form(double x, double)
+{
+    return {std::abs(x), std::copysign(1.0, x)};
+}
+
 // Of an x with |x|² = square. A square near underflow has few digits: phases of it would not have
 // modulus 1.
-template <class T>
-polar<T> polar_form(const T& x, double square)
+polar<complex> polar_form(const complex& x, double square)
 {
     if (square < least_safe_square)
         return {numerical::detail::modulus(x), phase_of(x)};
