@@ -27,6 +27,12 @@ def _field(index):
     return property(lambda self: self[index])
 
 
+class EigResult(Result):
+    __slots__ = ()
+    _fields = ("eigenvalues", "eigenvectors")
+    eigenvalues, eigenvectors = _field(0), _field(1)
+
+
 class EighResult(Result):
     __slots__ = ()
     _fields = ("eigenvalues", "eigenvectors")

@@ -11,11 +11,12 @@ divide and conquer (Gu and Eisenstat 1995); svd by bidiagonal reduction and divi
 from ._conversion import asarray
 from ._creation import diagonal
 from ._decompositions import cholesky, eigh, eigvalsh, qr, svd, svdvals
+from ._general_eigen import eig, eigvals, hessenberg, schur
 from ._functions import conj, multiply
 from ._functions import sum as _sum
 from ._least_squares import LstsqResult, lstsq, matrix_rank, pinv
 from ._matrices import (
-    EighResult, QRResult, SlogdetResult, SVDResult, matrix_transpose, slice_of,
+    EighResult, EigResult, QRResult, SlogdetResult, SVDResult, matrix_transpose, slice_of,
 )  # fmt: skip
 from ._norms import cond, matrix_norm, norm, vector_norm
 from ._numerical import error
@@ -48,9 +49,9 @@ def cross(a, b, *, axis=-1):
 
 
 __all__ = [
-    "EighResult", "LinAlgError", "LstsqResult", "QRResult", "SVDResult", "SlogdetResult",
-    "cholesky", "cond", "cross", "det", "diagonal", "eigh", "eigvalsh", "inv", "lstsq", "matmul",
-    "matrix_norm", "matrix_power", "matrix_rank", "matrix_transpose", "multi_dot", "norm", "outer",
-    "pinv", "qr", "slogdet", "solve", "svd", "svdvals", "tensordot", "trace", "vecdot",
-    "vector_norm",
+    "EigResult", "EighResult", "LinAlgError", "LstsqResult", "QRResult", "SVDResult",
+    "SlogdetResult", "cholesky", "cond", "cross", "det", "diagonal", "eig", "eigh", "eigvals",
+    "eigvalsh", "hessenberg", "inv", "lstsq", "matmul", "matrix_norm", "matrix_power",
+    "matrix_rank", "matrix_transpose", "multi_dot", "norm", "outer", "pinv", "qr", "schur",
+    "slogdet", "solve", "svd", "svdvals", "tensordot", "trace", "vecdot", "vector_norm",
 ]  # fmt: skip

@@ -12,6 +12,7 @@ from ._numerical import Tensor
 from ._numerical import error as error
 
 __all__ = [
+    "EigResult",
     "EighResult",
     "LinAlgError",
     "LstsqResult",
@@ -23,8 +24,11 @@ __all__ = [
     "cross",
     "det",
     "diagonal",
+    "eig",
     "eigh",
+    "eigvals",
     "eigvalsh",
+    "hessenberg",
     "inv",
     "lstsq",
     "matmul",
@@ -37,6 +41,7 @@ __all__ = [
     "outer",
     "pinv",
     "qr",
+    "schur",
     "slogdet",
     "solve",
     "svd",
@@ -53,6 +58,12 @@ class _Result(tuple[Any, ...]):
     _fields: tuple[str, ...]
     def __new__(cls, *values: Any) -> Any: ...
     def __getnewargs__(self) -> tuple[Any, ...]: ...
+
+class EigResult(_Result):
+    @property
+    def eigenvalues(self) -> Tensor: ...
+    @property
+    def eigenvectors(self) -> Tensor: ...
 
 class EighResult(_Result):
     @property
@@ -118,3 +129,13 @@ def cond(x: Any, p: float | str | None = None) -> Any: ...
 def matrix_transpose(x: Any) -> Tensor: ...
 def vecdot(a: Any, b: Any, *, axis: int = -1) -> Any: ...
 def cross(a: Any, b: Any, *, axis: int = -1) -> Tensor: ...
+def eigvals(a: Any) -> Tensor: ...
+@overload
+def eig(a: Any, *, left: Literal[False] = False) -> EigResult: ...
+@overload
+def eig(a: Any, *, left: Literal[True]) -> tuple[Tensor, Tensor, Tensor]: ...
+def schur(a: Any, output: Literal["real", "complex"] = "real") -> tuple[Tensor, Tensor]: ...
+@overload
+def hessenberg(a: Any, calc_q: Literal[False] = False) -> Tensor: ...
+@overload
+def hessenberg(a: Any, calc_q: Literal[True]) -> tuple[Tensor, Tensor]: ...

@@ -6,6 +6,7 @@
 #include "package/creation.hpp"
 #include "package/decompositions.hpp"
 #include "package/elementwise.hpp"
+#include "package/general_eigen.hpp"
 #include "package/least_squares.hpp"
 #include "package/operators.hpp"
 #include "package/products.hpp"
@@ -215,6 +216,14 @@ PyMethodDef* function_table()
         function<matrix_rank>("matrix_rank",
                               "matrix_rank(a)\n--\n\nAn int, or a tensor for a stack."),
         function<lstsq>("lstsq", "lstsq(a, b)\n--\n\nThe solutions of least norm."),
+        function<eig>("eig", "eig(a)\n--\n\n(values, right vectors)."),
+        function<eigvals>("eigvals",
+                          "eigvals(a)\n--\n\n"
+                          "The eigenvalues of general square matrices: float64 where none\n"
+                          "of a real matrix has an imaginary part, complex128 otherwise."),
+        function<eig_both>("eig_both", "eig_both(a)\n--\n\n(values, left vectors, right vectors)."),
+        function<schur>("schur", "schur(a, complex)\n--\n\n(T, Q) with a = Q T Q^H."),
+        function<hessenberg>("hessenberg", "hessenberg(a)\n--\n\n(H, Q) with a = Q H Q^H."),
         {nullptr, nullptr, 0, nullptr},
     };
     return table;

@@ -125,6 +125,9 @@ TYPED_TEST(decompositions_on_64_cores, narrowed_bands_have_the_bits_of_one_core)
         found.push_back(std::move(d));
         found.push_back(std::move(e));
         return found;
+    });
+}
+
 TYPED_TEST(decompositions_on_64_cores, schur_forms_have_the_bits_of_one_core)
 {
     const auto a = test::random_matrix<TypeParam>(220, 220, 11);
