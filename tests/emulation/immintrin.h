@@ -17,6 +17,22 @@ struct alignas(64) __m512i
     unsigned long long lane[8];
 };
 
+// The lower half, of which there is a store alone.
+struct alignas(32) __m256d
+{
+    double lane[4];
+};
+
+static inline __m256d _mm512_castpd512_pd256(__m512d v)
+{
+    return {{v.lane[0], v.lane[1], v.lane[2], v.lane[3]}};
+}
+
+static inline void _mm256_storeu_pd(double* to, __m256d v)
+{
+    __builtin_memcpy(to, v.lane, sizeof v.lane);
+}
+
 // --- lanes from nothing, from numbers, from memory -----------------------------------------------
 
 static inline __m512d _mm512_set1_pd(double x)

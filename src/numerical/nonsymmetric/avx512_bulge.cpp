@@ -16,7 +16,8 @@ void avx512_reflect_complex_bulge_rows(double* rows, std::size_t stride, std::si
     reflect_complex_rows<lanes>(rows, stride, n, h);
 }
 
-// A row of H in a vector, of which the lanes beyond the third column are not stored.
+// A row of H in a vector, the fourth lane for the element that stays: a store of four whole lanes
+// can be read back at once by the next reflector, which one through a mask can't.
 void avx512_reflect_bulge_columns(double* rows, std::size_t stride, std::size_t count,
                                   const double* h)
 {
@@ -27,13 +28,14 @@ void avx512_reflect_bulge_columns(double* rows, std::size_t stride, std::size_t 
     const __m512d h0 = row_of_h(0);
     const __m512d h1 = row_of_h(1);
     const __m512d h2 = row_of_h(2);
-    const auto three = lanes::first(3);
+    const __m512d h3 = _mm512_setr_pd(0, 0, 0, 1, 0, 0, 0, 0);
     for (std::size_t i = 0; i < count; ++i) {
         double* const x = rows + i * stride;
         __m512d y = _mm512_mul_pd(_mm512_set1_pd(x[0]), h0);
         y = _mm512_fmadd_pd(_mm512_set1_pd(x[1]), h1, y);
         y = _mm512_fmadd_pd(_mm512_set1_pd(x[2]), h2, y);
-        lanes::store_those(x, three, y);
+        y = _mm512_fmadd_pd(_mm512_set1_pd(x[3]), h3, y);
+        _mm256_storeu_pd(x, _mm512_castpd512_pd256(y));
     }
 }
 
