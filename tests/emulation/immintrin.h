@@ -152,6 +152,9 @@ static inline double _mm512_reduce_add_pd(__m512d v)
 // Those that the kernels ask for, by the codes of the instruction.
 constexpr int _CMP_EQ_OQ = 0x00;
 constexpr int _CMP_UNORD_Q = 0x03;
+constexpr int _CMP_NEQ_UQ = 0x04;
+constexpr int _CMP_LT_OQ = 0x11;
+constexpr int _CMP_NLT_UQ = 0x15;
 constexpr int _CMP_GE_OQ = 0x1d;
 constexpr int _CMP_GT_OQ = 0x1e;
 
@@ -162,6 +165,12 @@ static inline bool emulated_comparison(double a, double b, int which)
         return a == b;
     case _CMP_UNORD_Q:
         return __builtin_isunordered(a, b) != 0;
+    case _CMP_NEQ_UQ:
+        return a != b;
+    case _CMP_LT_OQ:
+        return a < b;
+    case _CMP_NLT_UQ:
+        return !(a < b);
     case _CMP_GE_OQ:
         return a >= b;
     default:
@@ -230,13 +239,6 @@ static inline __m512d _mm512_fmsub_pd(__m512d a, __m512d b, __m512d c)
     return c;
 }
 
-static inline __m512d _mm512_sqrt_pd(__m512d a)
-{
-    for (int i = 0; i < 8; ++i)
-        a.lane[i] = __builtin_sqrt(a.lane[i]);
-    return a;
-}
-
 // The second operand where the first isn't the larger: for NaN and equal zeros too.
 static inline __m512d _mm512_max_pd(__m512d a, __m512d b)
 {
@@ -249,36 +251,6 @@ static inline __m512d _mm512_min_pd(__m512d a, __m512d b)
 {
     for (int i = 0; i < 8; ++i)
         a.lane[i] = a.lane[i] < b.lane[i] ? a.lane[i] : b.lane[i];
-    return a;
-}
-
-// The predicates in use, by their codes in the instruction. "U" holds for unordered operands.
-enum
-{
-    _CMP_NEQ_UQ = 0x04,
-    _CMP_NLT_UQ = 0x15,
-    _CMP_LT_OQ = 0x11
-};
-
-static inline __mmask8 _mm512_cmp_pd_mask(__m512d a, __m512d b, int predicate)
-{
-    int mask = 0;
-    for (int i = 0; i < 8; ++i) {
-        const bool less = a.lane[i] < b.lane[i];
-        const bool holds = predicate == _CMP_LT_OQ    ? less
-                           : predicate == _CMP_NLT_UQ ? !less
-                                                      : !(a.lane[i] == b.lane[i]);
-        mask |= (holds ? 1 : 0) << i;
-    }
-    return static_cast<__mmask8>(mask);
-}
-
-// Of b where the mask is set.
-static inline __m512d _mm512_mask_blend_pd(__mmask8 mask, __m512d a, __m512d b)
-{
-    for (int i = 0; i < 8; ++i)
-        if ((mask >> i & 1) != 0)
-            a.lane[i] = b.lane[i];
     return a;
 }
 
