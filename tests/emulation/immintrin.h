@@ -350,6 +350,7 @@ static inline __mmask8 _mm512_cmpgt_epi64_mask(__m512i a, __m512i b)
 {
     int mask = 0;
     for (int i = 0; i < 8; ++i)
-        mask |= (static_cast<long long>(a.lane[i]) > static_cast<long long>(b.lane[i]) ? 1 : 0) << i;
+        mask |= (static_cast<long long>(a.lane[i]) > static_cast<long long>(b.lane[i]) ? 1 : 0)
+                << i;
     return static_cast<__mmask8>(mask);
 }
