@@ -85,9 +85,7 @@ operation<T> eigenvalues_alone()
                 stacks::eigenvalues(count, a, values.data());
                 return values;
             },
-            [](const auto& a, const auto&) {
-                return results{numerical::eigenvalues(a)};
-            }};
+            [](const auto& a, const auto&) { return results{numerical::eigenvalues(a)}; }};
 }
 
 template <class T>
