@@ -6,6 +6,7 @@
 #include "numerical/gemm/packed.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/row_kernels.hpp"
+#include "numerical/gemm/vector_product.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
@@ -97,6 +98,8 @@ namespace {
 
 void by_tiles(const product_operands<double>& p)
 {
+    if (is_vector_product(p))
+        return multiply_vector(p);
     const int path = gemm_path_current();
     if (path == avx512_path)
         gemm_packed<avx512_tile_kernel>(p);
@@ -171,8 +174,9 @@ void multiply_batch(const batch_sizes& sizes, const batch_steps& steps, const T*
 {
     const auto [batches, m, n, k] = sizes;
     const product_operands<T> first{m, n, k, a, k, b, n, nullptr, n, into_c::store};
+    const bool with_vector = is_vector_product(first);
     if constexpr (std::is_same_v<T, double>)
-        if (worth_tiles(m, n, k))
+        if (worth_tiles(m, n, k) && !with_vector)
             return batch_by_tiles(batches, first, steps, place);
     const auto multiply_one = [&](std::size_t i) {
         place(i, [&](T* c, const T*) { any_product(first.later(i, steps, c)); });

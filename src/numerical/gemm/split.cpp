@@ -2,6 +2,7 @@
 
 #include "numerical/gemm/packed.hpp"
 #include "numerical/gemm/path.hpp"
+#include "numerical/gemm/vector_product.hpp"
 #include "numerical/scalar.hpp"
 
 #include <algorithm>
@@ -48,21 +49,37 @@ void multiply_directly(const product_operands<complex>& p)
     multiply_rows(real);
 }
 
+// The leading positions whose blocks are large enough for tiles: all but perhaps the last block's.
+std::size_t depth_of_tiles(std::size_t m, std::size_t n, std::size_t k)
+{
+    const std::size_t rest = k % split_depth;
+    return worth_tiles(m, 2 * n, 2 * rest) ? k : k - rest;
+}
+
 } // namespace
 
 void gemm_split(const product_operands<complex>& p)
 {
+    const bool with_vector = is_vector_product(p);
     const auto by_tiles = gemm_path_current() == avx512_path
                               ? gemm_packed<avx512_complex_tile_kernel, double>
                               : gemm_packed<avx2_complex_tile_kernel, double>;
-    for (std::size_t j = 0; j < p.n; j += split_cols)
-        for (std::size_t l = 0; l < p.k; l += split_depth) {
-            product_operands<complex> block = p;
-            block.n = std::min(p.n - j, split_cols);
+    for (std::size_t j = 0; j < p.n; j += split_cols) {
+        product_operands<complex> cols = p;
+        cols.n = std::min(p.n - j, split_cols);
+        cols.b += j;
+        cols.c += j;
+        std::size_t l = 0;
+        if (with_vector) {
+            l = depth_of_tiles(p.m, cols.n, p.k);
+            cols.k = l;
+            multiply_vector(cols, split_depth);
+        }
+        for (; l < p.k; l += split_depth) {
+            product_operands<complex> block = cols;
             block.k = std::min(p.k - l, split_depth);
             block.a += l;
-            block.b += l * p.ldb + j;
-            block.c += j;
+            block.b += l * p.ldb;
             if (l != 0)
                 block.into = into_c::add;
             if (worth_tiles(block.m, 2 * block.n, 2 * block.k))
@@ -70,6 +87,7 @@ void gemm_split(const product_operands<complex>& p)
             else
                 multiply_directly(block);
         }
+    }
 }
 
 } // namespace numerical::detail
