@@ -10,28 +10,28 @@ namespace {
 
 constexpr std::size_t group_rows = 4;
 
-// Where four rows begin. Of a group that lacks rows the last one takes their place; the sums made
-// of it are never used.
-struct four_rows
+// How far the rows of a group lie behind its first. Of a group that lacks rows the last one takes
+// their place; the sums made of it are never used.
+struct row_offsets
 {
-    const double* r0;
-    const double* r1;
-    const double* r2;
-    const double* r3;
+    std::size_t second;
+    std::size_t third;
+    std::size_t fourth;
 
-    four_rows(const double* a, std::size_t stride, std::size_t count)
-        : r0(a), r1(a + (count > 1 ? 1 : 0) * stride), r2(count > 2 ? a + 2 * stride : r1),
-          r3(count > 3 ? a + 3 * stride : r2)
+    row_offsets(std::size_t count, std::size_t lda)
+        : second(count > 1 ? lda : 0), third(count > 2 ? 2 * lda : second),
+          fourth(count > 3 ? 3 * lda : third)
     {
     }
 };
 
-// Two neighbouring numbers of each of four rows: as vectors of the first and of the second ones.
-// The halves are put together by loads, which leaves two shuffles for eight numbers.
-struct two_columns
+// A square of four rows and four neighbouring numbers, by its columns.
+struct turned_square
 {
-    __m256d first;
-    __m256d second;
+    __m256d c0;
+    __m256d c1;
+    __m256d c2;
+    __m256d c3;
 };
 
 [[gnu::always_inline]] inline __m256d halves(const double* low, const double* high)
@@ -39,44 +39,54 @@ struct two_columns
     return _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(low)), _mm_loadu_pd(high), 1);
 }
 
-[[gnu::always_inline]] inline two_columns columns_at(const four_rows& rows, std::size_t p)
+// Loads put the halves together, which leaves one shuffle for each column.
+[[gnu::always_inline]] inline turned_square square_at(const double* a, const row_offsets& row)
 {
-    const __m256d even = halves(rows.r0 + p, rows.r2 + p);
-    const __m256d odd = halves(rows.r1 + p, rows.r3 + p);
-    return {_mm256_unpacklo_pd(even, odd), _mm256_unpackhi_pd(even, odd)};
+    const __m256d even = halves(a, a + row.third);
+    const __m256d odd = halves(a + row.second, a + row.fourth);
+    const __m256d later_even = halves(a + 2, a + row.third + 2);
+    const __m256d later_odd = halves(a + row.second + 2, a + row.fourth + 2);
+    return {_mm256_unpacklo_pd(even, odd), _mm256_unpackhi_pd(even, odd),
+            _mm256_unpacklo_pd(later_even, later_odd), _mm256_unpackhi_pd(later_even, later_odd)};
 }
 
-[[gnu::always_inline]] inline __m256d column_at(const four_rows& rows, std::size_t p)
+[[gnu::always_inline]] inline __m256d column_at(const double* a, const row_offsets& row)
 {
-    return _mm256_setr_pd(rows.r0[p], rows.r1[p], rows.r2[p], rows.r3[p]);
+    return _mm256_setr_pd(a[0], a[row.second], a[row.third], a[row.fourth]);
 }
 
 // The sums of a group and, by recursion, of those below: each accumulator has a name of its own.
 template <std::size_t groups>
 struct real_groups
 {
-    four_rows rows;
+    const double* a;
     __m256d sum;
     real_groups<groups - 1> below;
 
-    real_groups(std::size_t count, const double* a, std::size_t lda, const double* sums)
-        : rows(a, lda, count), sum(_mm256_loadu_pd(sums)),
-          below(count - group_rows, a + group_rows * lda, lda, sums + group_rows)
+    real_groups(const double* first, std::size_t lda, const double* sums)
+        : a(first), sum(_mm256_loadu_pd(sums)),
+          below(first + group_rows * lda, lda, sums + group_rows)
     {
     }
 
-    [[gnu::always_inline]] void add_two(std::size_t p, __m256d x0, __m256d x1)
+    [[gnu::always_inline]] void add_four(const row_offsets& whole, const row_offsets& last,
+                                         const turned_square& x)
     {
-        const two_columns a = columns_at(rows, p);
-        sum = _mm256_fmadd_pd(a.first, x0, sum);
-        sum = _mm256_fmadd_pd(a.second, x1, sum);
-        below.add_two(p, x0, x1);
+        const turned_square square = square_at(a, groups == 1 ? last : whole);
+        sum = _mm256_fmadd_pd(square.c0, x.c0, sum);
+        sum = _mm256_fmadd_pd(square.c1, x.c1, sum);
+        sum = _mm256_fmadd_pd(square.c2, x.c2, sum);
+        sum = _mm256_fmadd_pd(square.c3, x.c3, sum);
+        a += 4;
+        below.add_four(whole, last, x);
     }
 
-    [[gnu::always_inline]] void add_one(std::size_t p, __m256d x)
+    [[gnu::always_inline]] void add_one(const row_offsets& whole, const row_offsets& last,
+                                        __m256d x)
     {
-        sum = _mm256_fmadd_pd(column_at(rows, p), x, sum);
-        below.add_one(p, x);
+        sum = _mm256_fmadd_pd(column_at(a, groups == 1 ? last : whole), x, sum);
+        a += 1;
+        below.add_one(whole, last, x);
     }
 
     void store(double* sums) const
@@ -89,11 +99,11 @@ struct real_groups
 template <>
 struct real_groups<0>
 {
-    real_groups(std::size_t, const double*, std::size_t, const double*) {}
+    real_groups(const double*, std::size_t, const double*) {}
 
-    void add_two(std::size_t, __m256d, __m256d) {}
+    void add_four(const row_offsets&, const row_offsets&, const turned_square&) {}
 
-    void add_one(std::size_t, __m256d) {}
+    void add_one(const row_offsets&, const row_offsets&, __m256d) {}
 
     void store(double*) const {}
 };
@@ -102,12 +112,15 @@ template <std::size_t groups>
 [[gnu::noinline]] void add_real(std::size_t rows, std::size_t depth, const double* a,
                                 std::size_t lda, const double* x, double* sums)
 {
-    real_groups<groups> group(rows, a, lda, sums);
-    std::size_t p = 0;
-    for (; p + 2 <= depth; p += 2)
-        group.add_two(p, _mm256_broadcast_sd(x + p), _mm256_broadcast_sd(x + p + 1));
-    if (p < depth)
-        group.add_one(p, _mm256_broadcast_sd(x + p));
+    real_groups<groups> group(a, lda, sums);
+    const row_offsets whole(group_rows, lda);
+    const row_offsets last(rows - (groups - 1) * group_rows, lda);
+    for (; depth >= 4; depth -= 4, x += 4)
+        group.add_four(whole, last,
+                       {_mm256_broadcast_sd(x), _mm256_broadcast_sd(x + 1),
+                        _mm256_broadcast_sd(x + 2), _mm256_broadcast_sd(x + 3)});
+    for (; depth != 0; --depth, ++x)
+        group.add_one(whole, last, _mm256_broadcast_sd(x));
     group.store(sums);
 }
 
@@ -127,40 +140,50 @@ void avx2_add_rows_times_vector(std::size_t rows, std::size_t depth, const doubl
 
 namespace {
 
-// The real and the imaginary parts of a group's sums.
+constexpr std::size_t line = 8; // doubles
+
+[[gnu::always_inline]] inline void ask_for(const double* a)
+{
+    __builtin_prefetch(a, 0, 2);
+}
+
+// The real and the imaginary parts of a group's sums. While the products with the real parts of A
+// are added, the imaginary ones are put aside, position after position, so that A is read once.
 template <std::size_t groups>
 struct complex_groups
 {
-    four_rows rows;
+    const double* a;
     __m256d real;
     __m256d imag;
     complex_groups<groups - 1> below;
 
-    complex_groups(std::size_t count, const double* a, std::size_t lda, const double* sums)
-        : rows(a, lda, count), real(_mm256_loadu_pd(sums)),
+    complex_groups(const double* first, std::size_t lda, const double* sums)
+        : a(first), real(_mm256_loadu_pd(sums)),
           imag(_mm256_loadu_pd(sums + most_complex_rows_of_vector_product)),
-          below(count - group_rows, a + group_rows * lda, lda, sums + group_rows)
+          below(first + group_rows * lda, lda, sums + group_rows)
     {
     }
 
-    [[gnu::always_inline]] void add_real(std::size_t p, __m256d x_real, __m256d x_imag)
+    [[gnu::always_inline]] void add_real(const row_offsets& whole, const row_offsets& last,
+                                         __m256d x_real, __m256d x_imag, double* aside)
     {
-        const __m256d even = halves(rows.r0 + p, rows.r2 + p);
-        const __m256d odd = halves(rows.r1 + p, rows.r3 + p);
-        const __m256d a = _mm256_unpacklo_pd(even, odd);
-        real = _mm256_fmadd_pd(a, x_real, real);
-        imag = _mm256_fmadd_pd(a, x_imag, imag);
-        below.add_real(p, x_real, x_imag);
+        const row_offsets& row = groups == 1 ? last : whole;
+        const __m256d even = halves(a, a + row.third);
+        const __m256d odd = halves(a + row.second, a + row.fourth);
+        const __m256d a_real = _mm256_unpacklo_pd(even, odd);
+        _mm256_storeu_pd(aside, _mm256_unpackhi_pd(even, odd));
+        real = _mm256_fmadd_pd(a_real, x_real, real);
+        imag = _mm256_fmadd_pd(a_real, x_imag, imag);
+        a += 2;
+        below.add_real(whole, last, x_real, x_imag, aside + group_rows);
     }
 
-    [[gnu::always_inline]] void add_imag(std::size_t p, __m256d x_real, __m256d x_imag)
+    [[gnu::always_inline]] void add_imag(__m256d x_real, __m256d x_imag, const double* aside)
     {
-        const __m256d even = halves(rows.r0 + p, rows.r2 + p);
-        const __m256d odd = halves(rows.r1 + p, rows.r3 + p);
-        const __m256d a = _mm256_unpackhi_pd(even, odd);
-        real = _mm256_fnmadd_pd(a, x_imag, real);
-        imag = _mm256_fmadd_pd(a, x_real, imag);
-        below.add_imag(p, x_real, x_imag);
+        const __m256d a_imag = _mm256_loadu_pd(aside);
+        real = _mm256_fnmadd_pd(a_imag, x_imag, real);
+        imag = _mm256_fmadd_pd(a_imag, x_real, imag);
+        below.add_imag(x_real, x_imag, aside + group_rows);
     }
 
     void store(double* sums) const
@@ -174,35 +197,47 @@ struct complex_groups
 template <>
 struct complex_groups<0>
 {
-    complex_groups(std::size_t, const double*, std::size_t, const double*) {}
+    complex_groups(const double*, std::size_t, const double*) {}
 
-    void add_real(std::size_t, __m256d, __m256d) {}
+    void add_real(const row_offsets&, const row_offsets&, __m256d, __m256d, double*) {}
 
-    void add_imag(std::size_t, __m256d, __m256d) {}
+    void add_imag(__m256d, __m256d, const double*) {}
 
     void store(double*) const {}
 };
 
+// Meanwhile the lines of the next rows or columns are asked for, into the second cache: those of
+// two rows at a position, so that after four positions, a line of A, it was the turn of all.
 template <std::size_t groups>
-[[gnu::noinline]] void add_complex(std::size_t rows, std::size_t depth, const double* a,
-                                   std::size_t lda, const double* x, double* sums)
+[[gnu::noinline]] void add_complex(const complex_rows_times_vector& p)
 {
-    complex_groups<groups> group(rows, a, lda, sums);
-    for (std::size_t p = 0; p < 2 * depth; p += 2)
-        group.add_real(p, _mm256_broadcast_sd(x + p), _mm256_broadcast_sd(x + p + 1));
-    for (std::size_t p = 0; p < 2 * depth; p += 2)
-        group.add_imag(p, _mm256_broadcast_sd(x + p), _mm256_broadcast_sd(x + p + 1));
-    group.store(sums);
+    constexpr std::size_t step = groups * group_rows;
+    complex_groups<groups> group(p.a, p.lda, p.sums);
+    const row_offsets whole(group_rows, p.lda);
+    const row_offsets last(p.rows - (groups - 1) * group_rows, p.lda);
+    const double* const end = p.x + 2 * p.depth;
+    double* aside = p.aside;
+    for (const double* x = p.x; x != end; x += 2, aside += step)
+        group.add_real(whole, last, _mm256_broadcast_sd(x), _mm256_broadcast_sd(x + 1), aside);
+    const double* imag = p.aside;
+    const double* next = p.next_a;
+    for (const double* x = p.x; x != end; x += 2, imag += step) {
+        group.add_imag(_mm256_broadcast_sd(x), _mm256_broadcast_sd(x + 1), imag);
+        const std::size_t turn = static_cast<std::size_t>(x - p.x) / 2 % group_rows;
+        ask_for(next + turn * p.lda);
+        ask_for(next + (turn + group_rows) * p.lda);
+        next += turn == group_rows - 1 ? line : 0;
+    }
+    group.store(p.sums);
 }
 
 } // namespace
 
-void avx2_add_complex_rows_times_vector(std::size_t rows, std::size_t depth, const double* a,
-                                        std::size_t lda, const double* x, double* sums)
+void avx2_add_complex_rows_times_vector(const complex_rows_times_vector& p)
 {
-    if (rows > group_rows)
-        return add_complex<2>(rows, depth, a, lda, x, sums);
-    add_complex<1>(rows, depth, a, lda, x, sums);
+    if (p.rows > group_rows)
+        return add_complex<2>(p);
+    add_complex<1>(p);
 }
 
 } // namespace numerical::detail

@@ -34,6 +34,8 @@ struct as_it_lies
     static __m256d factor(const double* x) { return _mm256_broadcast_sd(x); }
 
     static __m256d row(__m256d b) { return b; }
+
+    static constexpr bool asks_for_next = false;
 };
 
 struct turned
@@ -44,6 +46,8 @@ struct turned
     }
 
     static __m256d row(__m256d b) { return _mm256_permute_pd(b, 0b0101); }
+
+    static constexpr bool asks_for_next = true;
 };
 
 // The factor of row r of a pass and, by recursion, those below: each in a register of its own.
@@ -58,6 +62,12 @@ struct factors
     [[gnu::always_inline]] __m256d add(__m256d sum, const double* b, std::size_t ldb) const
     {
         return below.add(_mm256_fmadd_pd(first, Form::row(_mm256_loadu_pd(b)), sum), b + ldb, ldb);
+    }
+
+    [[gnu::always_inline]] void ask_for(const double* next, std::size_t ldb) const
+    {
+        __builtin_prefetch(next, 0, 2);
+        below.ask_for(next + ldb, ldb);
     }
 
     [[gnu::always_inline]] __m256d add(__m256d sum, const double* b, std::size_t ldb,
@@ -75,6 +85,8 @@ struct factors<Form, 0>
 
     __m256d add(__m256d sum, const double*, std::size_t) const { return sum; }
 
+    void ask_for(const double*, std::size_t) const {}
+
     __m256d add(__m256d sum, const double*, std::size_t, __m256i) const { return sum; }
 };
 
@@ -86,6 +98,7 @@ struct scaled_rows
     const double* b;
     std::size_t ldb;
     double* c;
+    const double* next_b;
 };
 
 template <class Form, std::size_t rows>
@@ -96,6 +109,14 @@ template <class Form, std::size_t rows>
     const double* b = s.b;
     double* c = s.c;
     double* const last = c + s.cols / width * width;
+    double* const last_line = c + s.cols / (2 * width) * (2 * width);
+    const double* next = s.next_b;
+    for (; c != last_line; c += 2 * width, b += 2 * width, next += 2 * width) {
+        _mm256_storeu_pd(c, x.add(_mm256_loadu_pd(c), b, ldb));
+        _mm256_storeu_pd(c + width, x.add(_mm256_loadu_pd(c + width), b + width, ldb));
+        if constexpr (Form::asks_for_next)
+            x.ask_for(next, ldb);
+    }
     for (; c != last; c += width, b += width)
         _mm256_storeu_pd(c, x.add(_mm256_loadu_pd(c), b, ldb));
     if (const std::size_t count = s.cols % width; count != 0) {
@@ -122,6 +143,7 @@ void add_all(scaled_rows s, std::size_t depth)
         add_pass<Form, pass_rows>(s);
         s.x += pass_rows * s.step;
         s.b += pass_rows * s.ldb;
+        s.next_b += pass_rows * s.ldb;
     }
     add_rest<Form, pass_rows - 1>(s, depth);
 }
@@ -131,13 +153,14 @@ void add_all(scaled_rows s, std::size_t depth)
 void avx2_add_scaled_rows(std::size_t cols, std::size_t depth, const double* x, std::size_t step,
                           const double* b, std::size_t ldb, double* c)
 {
-    add_all<as_it_lies>({cols, x, step, b, ldb, c}, depth);
+    add_all<as_it_lies>({cols, x, step, b, ldb, c, b}, depth);
 }
 
 void avx2_add_turned_scaled_rows(std::size_t cols, std::size_t depth, const double* x,
-                                 std::size_t step, const double* b, std::size_t ldb, double* c)
+                                 std::size_t step, const double* b, std::size_t ldb, double* c,
+                                 const double* next_b)
 {
-    add_all<turned>({cols, x, step, b, ldb, c}, depth);
+    add_all<turned>({cols, x, step, b, ldb, c, next_b}, depth);
 }
 
 } // namespace numerical::detail

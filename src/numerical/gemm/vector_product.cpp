@@ -79,9 +79,14 @@ void multiply_group(const rows_times_vector<complex>& p)
             sums[r] = p.y[r * p.step].real();
             sums[most + r] = p.y[r * p.step].imag();
         }
-    for (std::size_t l = 0; l < p.depth; l += p.block_depth)
-        avx2_add_complex_rows_times_vector(p.rows, std::min(p.depth - l, p.block_depth),
-                                           parts(p.a + l), 2 * p.lda, parts(p.x + l), sums.data());
+    thread_scratch<double> aside(most * std::min(p.depth, p.block_depth));
+    for (std::size_t l = 0; l < p.depth; l += p.block_depth) {
+        const std::size_t depth = std::min(p.depth - l, p.block_depth);
+        const complex* const next = l + depth < p.depth ? p.a + l + depth : p.a + most * p.lda;
+        avx2_add_complex_rows_times_vector({p.rows, depth, parts(p.a + l), 2 * p.lda,
+                                            parts(p.x + l), sums.data(), aside.data(),
+                                            parts(next)});
+    }
     for (std::size_t r = 0; r < p.rows; ++r)
         p.y[r * p.step] = {sums[r], sums[most + r]};
 }
@@ -127,7 +132,7 @@ private:
 };
 
 // Columns of c that stay in the first cache while the rows of B pass by.
-constexpr std::size_t near_columns = 1024;
+constexpr std::size_t near_columns = 2048;
 
 // c[j] += sum of x[l]·B[l, j] for some columns.
 void add_columns(const product_operands<double>& p)
@@ -143,7 +148,8 @@ void add_columns(const product_operands<complex>& p, std::size_t block_depth)
         const double* const x = parts(p.a + l);
         const double* const b = parts(p.b + l * p.ldb);
         avx2_add_scaled_rows(2 * p.n, depth, x, 2, b, 2 * p.ldb, c);
-        avx2_add_turned_scaled_rows(2 * p.n, depth, x + 1, 2, b, 2 * p.ldb, c);
+        avx2_add_turned_scaled_rows(2 * p.n, depth, x + 1, 2, b, 2 * p.ldb, c,
+                                    l + depth < p.k ? b + 2 * depth * p.ldb : b);
     }
 }
 
@@ -196,7 +202,7 @@ void multiply_vector(const product_operands<double>& p)
 void multiply_vector(const product_operands<complex>& p, std::size_t block_depth)
 {
     // A block of B is read a second time, for the imaginary parts of A, from the second cache.
-    constexpr std::size_t most_columns = 64;
+    constexpr std::size_t most_columns = 256;
     if (p.n == 1) {
         const dense_vector<complex> x(p.b, p.ldb, p.k);
         return multiply_rows_by_vector<complex>(

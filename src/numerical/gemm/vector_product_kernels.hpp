@@ -24,8 +24,20 @@ void avx2_add_rows_times_vector(std::size_t rows, std::size_t depth, const doubl
 // then those with the imaginary parts. Half as many rows; their real parts are at `sums`, the
 // imaginary ones behind the last of them.
 constexpr std::size_t most_complex_rows_of_vector_product = 8;
-void avx2_add_complex_rows_times_vector(std::size_t rows, std::size_t depth, const double* a,
-                                        std::size_t lda, const double* x, double* sums);
+
+struct complex_rows_times_vector
+{
+    std::size_t rows;
+    std::size_t depth;
+    const double* a;
+    std::size_t lda;
+    const double* x;
+    double* sums;
+    double* aside;        // depth numbers for each of the most rows
+    const double* next_a; // what is asked for meanwhile: the operand A of a next call
+};
+
+void avx2_add_complex_rows_times_vector(const complex_rows_times_vector& p);
 
 // --- c[j] += sum over p < depth of x[p·step]·B[p, j], j < cols
 // ------------------------------------
@@ -34,6 +46,7 @@ void avx2_add_scaled_rows(std::size_t cols, std::size_t depth, const double* x, 
 
 // The same with i·B for a complex B, whose cols doubles are real and imaginary parts in turns.
 void avx2_add_turned_scaled_rows(std::size_t cols, std::size_t depth, const double* x,
-                                 std::size_t step, const double* b, std::size_t ldb, double* c);
+                                 std::size_t step, const double* b, std::size_t ldb, double* c,
+                                 const double* next_b);
 
 } // namespace numerical::detail
