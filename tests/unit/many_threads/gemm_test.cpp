@@ -22,8 +22,12 @@ TYPED_TEST_SUITE(product_on_64_cores, element_types);
 
 TYPED_TEST(product_on_64_cores, has_the_bits_of_one_core)
 {
-    for (const product_shape& shape :
-         {product_shape{300, 310, 290}, {2000, 40, 70}, {40, 2000, 70}, {13, 2100, 300}})
+    for (const product_shape& shape : {product_shape{300, 310, 290},
+                                       {2000, 40, 70},
+                                       {40, 2000, 70},
+                                       {13, 2100, 300},
+                                       {2000, 1, 500},
+                                       {1, 2000, 500}})
         for (const int path : test::available_paths()) {
             const test::path_limit limit(path);
             const product_case<TypeParam> start(shape, test::random_vector<TypeParam>);
