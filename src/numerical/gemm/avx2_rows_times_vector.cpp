@@ -142,10 +142,7 @@ namespace {
 
 constexpr std::size_t line = 8; // doubles
 
-[[gnu::always_inline]] inline void ask_for(const double* a)
-{
-    __builtin_prefetch(a, 0, 2);
-}
+constexpr int to_second_cache = 2; // a prefetch
 
 // The real and the imaginary parts of a group's sums. While the products with the real parts of A
 // are added, the imaginary ones are put aside, position after position, so that A is read once.
@@ -186,6 +183,16 @@ struct complex_groups
         below.add_imag(x_real, x_imag, aside + group_rows);
     }
 
+    [[gnu::always_inline]] void ask_for(const double* next, const row_offsets& row,
+                                        std::size_t lda) const
+    {
+        __builtin_prefetch(next, 0, to_second_cache);
+        __builtin_prefetch(next + row.second, 0, to_second_cache);
+        __builtin_prefetch(next + row.third, 0, to_second_cache);
+        __builtin_prefetch(next + row.fourth, 0, to_second_cache);
+        below.ask_for(next + group_rows * lda, row, lda);
+    }
+
     void store(double* sums) const
     {
         _mm256_storeu_pd(sums, real);
@@ -203,31 +210,44 @@ struct complex_groups<0>
 
     void add_imag(__m256d, __m256d, const double*) {}
 
+    void ask_for(const double*, const row_offsets&, std::size_t) const {}
+
     void store(double*) const {}
 };
 
-// Meanwhile the lines of the next rows or columns are asked for, into the second cache: those of
-// two rows at a position, so that after four positions, a line of A, it was the turn of all.
+// Each line of A that was added is followed by a line for each row of what comes next, into the
+// second cache: memory isn't idle while the imaginary parts are added.
 template <std::size_t groups>
 [[gnu::noinline]] void add_complex(const complex_rows_times_vector& p)
 {
     constexpr std::size_t step = groups * group_rows;
+    constexpr std::size_t line_positions = 4;
     complex_groups<groups> group(p.a, p.lda, p.sums);
     const row_offsets whole(group_rows, p.lda);
     const row_offsets last(p.rows - (groups - 1) * group_rows, p.lda);
-    const double* const end = p.x + 2 * p.depth;
+    const double* x = p.x;
     double* aside = p.aside;
-    for (const double* x = p.x; x != end; x += 2, aside += step)
+    for (std::size_t l = p.depth; l != 0; --l, x += 2, aside += step)
         group.add_real(whole, last, _mm256_broadcast_sd(x), _mm256_broadcast_sd(x + 1), aside);
+    x = p.x;
     const double* imag = p.aside;
-    const double* next = p.next_a;
-    for (const double* x = p.x; x != end; x += 2, imag += step) {
+    const auto add_position = [&]() __attribute__((always_inline))
+    {
         group.add_imag(_mm256_broadcast_sd(x), _mm256_broadcast_sd(x + 1), imag);
-        const std::size_t turn = static_cast<std::size_t>(x - p.x) / 2 % group_rows;
-        ask_for(next + turn * p.lda);
-        ask_for(next + (turn + group_rows) * p.lda);
-        next += turn == group_rows - 1 ? line : 0;
+        x += 2;
+        imag += step;
+    };
+    const double* next = p.next_a;
+    std::size_t left = p.depth;
+    for (; left >= line_positions; left -= line_positions, next += line) {
+        add_position();
+        add_position();
+        add_position();
+        add_position();
+        group.ask_for(next, whole, p.lda);
     }
+    for (; left != 0; --left)
+        add_position();
     group.store(p.sums);
 }
 

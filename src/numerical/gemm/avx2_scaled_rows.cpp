@@ -9,7 +9,9 @@ namespace numerical::detail {
 namespace {
 
 constexpr std::size_t width = 4;
+constexpr std::size_t line = 8; // doubles
 constexpr std::size_t pass_rows = 8;
+constexpr int to_second_cache = 2; // a prefetch
 
 __m256i first_lanes(std::size_t count)
 {
@@ -66,7 +68,7 @@ struct factors
 
     [[gnu::always_inline]] void ask_for(const double* next, std::size_t ldb) const
     {
-        __builtin_prefetch(next, 0, 2);
+        __builtin_prefetch(next, 0, to_second_cache);
         below.ask_for(next + ldb, ldb);
     }
 
@@ -90,17 +92,6 @@ struct factors<Form, 0>
     __m256d add(__m256d sum, const double*, std::size_t, __m256i) const { return sum; }
 };
 
-struct scaled_rows
-{
-    std::size_t cols;
-    const double* x;
-    std::size_t step;
-    const double* b;
-    std::size_t ldb;
-    double* c;
-    const double* next_b;
-};
-
 template <class Form, std::size_t rows>
 [[gnu::noinline]] void add_pass(const scaled_rows& s)
 {
@@ -109,13 +100,15 @@ template <class Form, std::size_t rows>
     const double* b = s.b;
     double* c = s.c;
     double* const last = c + s.cols / width * width;
-    double* const last_line = c + s.cols / (2 * width) * (2 * width);
-    const double* next = s.next_b;
-    for (; c != last_line; c += 2 * width, b += 2 * width, next += 2 * width) {
+    double* const last_line = c + s.cols / line * line;
+    [[maybe_unused]] const double* next = s.next_b;
+    for (; c != last_line; c += line, b += line) {
         _mm256_storeu_pd(c, x.add(_mm256_loadu_pd(c), b, ldb));
         _mm256_storeu_pd(c + width, x.add(_mm256_loadu_pd(c + width), b + width, ldb));
-        if constexpr (Form::asks_for_next)
+        if constexpr (Form::asks_for_next) {
             x.ask_for(next, ldb);
+            next += line;
+        }
     }
     for (; c != last; c += width, b += width)
         _mm256_storeu_pd(c, x.add(_mm256_loadu_pd(c), b, ldb));
@@ -137,30 +130,28 @@ void add_rest(const scaled_rows& s, std::size_t rows)
 }
 
 template <class Form>
-void add_all(scaled_rows s, std::size_t depth)
+void add_all(scaled_rows s)
 {
-    for (; depth >= pass_rows; depth -= pass_rows) {
+    for (; s.depth >= pass_rows; s.depth -= pass_rows) {
         add_pass<Form, pass_rows>(s);
         s.x += pass_rows * s.step;
         s.b += pass_rows * s.ldb;
-        s.next_b += pass_rows * s.ldb;
+        if constexpr (Form::asks_for_next)
+            s.next_b += pass_rows * s.ldb;
     }
-    add_rest<Form, pass_rows - 1>(s, depth);
+    add_rest<Form, pass_rows - 1>(s, s.depth);
 }
 
 } // namespace
 
-void avx2_add_scaled_rows(std::size_t cols, std::size_t depth, const double* x, std::size_t step,
-                          const double* b, std::size_t ldb, double* c)
+void avx2_add_scaled_rows(const scaled_rows& s)
 {
-    add_all<as_it_lies>({cols, x, step, b, ldb, c, b}, depth);
+    add_all<as_it_lies>(s);
 }
 
-void avx2_add_turned_scaled_rows(std::size_t cols, std::size_t depth, const double* x,
-                                 std::size_t step, const double* b, std::size_t ldb, double* c,
-                                 const double* next_b)
+void avx2_add_turned_scaled_rows(const scaled_rows& s)
 {
-    add_all<turned>({cols, x, step, b, ldb, c, next_b}, depth);
+    add_all<turned>(s);
 }
 
 } // namespace numerical::detail

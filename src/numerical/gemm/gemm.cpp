@@ -181,7 +181,7 @@ void multiply_batch(const batch_sizes& sizes, const batch_steps& steps, const T*
     const auto multiply_one = [&](std::size_t i) {
         place(i, [&](T* c, const T*) { any_product(first.later(i, steps, c)); });
     };
-    parallel_for(batches, m * n * k / 16, multiply_one);
+    parallel_for(batches, m * n * k / (with_vector ? products_per_unit : 16), multiply_one);
 }
 
 batch_steps dense_steps(const batch_sizes& sizes)

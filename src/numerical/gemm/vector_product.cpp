@@ -25,17 +25,19 @@ template bool is_vector_product(const product_operands<complex>&);
 
 namespace {
 
-// The matrix is read once: a product takes as long as its elements come, half a unit each.
-constexpr std::size_t products_per_unit = 2;
+// Rows that one call of a kernel takes. Those a multiple of 4 KiB apart meet in one set of the
+// first cache, which has room for eight lines.
+constexpr std::size_t rows_in_a_set = 8;
 
-constexpr std::size_t most_rows(double)
-{
-    return most_rows_of_vector_product;
-}
+template <class T>
+constexpr std::size_t most_rows = most_rows_of_vector_product;
+template <>
+constexpr std::size_t most_rows<complex> = most_complex_rows_of_vector_product;
 
-constexpr std::size_t most_rows(complex)
+template <class T>
+std::size_t rows_of_group(std::size_t lda)
 {
-    return most_complex_rows_of_vector_product;
+    return lda * sizeof(T) % 4096 == 0 ? std::min(most_rows<T>, rows_in_a_set) : most_rows<T>;
 }
 
 const double* parts(const complex* z)
@@ -61,7 +63,7 @@ struct rows_times_vector
 // The sums of some rows, as many as a kernel takes.
 void multiply_group(const rows_times_vector<double>& p)
 {
-    std::array<double, most_rows(double())> sums{};
+    std::array<double, most_rows<double>> sums{};
     if (p.into == into_c::add)
         for (std::size_t r = 0; r < p.rows; ++r)
             sums[r] = p.y[r * p.step];
@@ -72,7 +74,7 @@ void multiply_group(const rows_times_vector<double>& p)
 
 void multiply_group(const rows_times_vector<complex>& p)
 {
-    constexpr std::size_t most = most_rows(complex());
+    constexpr std::size_t most = most_rows<complex>;
     std::array<double, 2 * most> sums{};
     if (p.into == into_c::add)
         for (std::size_t r = 0; r < p.rows; ++r) {
@@ -82,7 +84,7 @@ void multiply_group(const rows_times_vector<complex>& p)
     thread_scratch<double> aside(most * std::min(p.depth, p.block_depth));
     for (std::size_t l = 0; l < p.depth; l += p.block_depth) {
         const std::size_t depth = std::min(p.depth - l, p.block_depth);
-        const complex* const next = l + depth < p.depth ? p.a + l + depth : p.a + most * p.lda;
+        const complex* const next = l + depth < p.depth ? p.a + l + depth : p.a + p.rows * p.lda;
         avx2_add_complex_rows_times_vector({p.rows, depth, parts(p.a + l), 2 * p.lda,
                                             parts(p.x + l), sums.data(), aside.data(),
                                             parts(next)});
@@ -95,7 +97,7 @@ void multiply_group(const rows_times_vector<complex>& p)
 template <class T>
 void multiply_rows_by_vector(const rows_times_vector<T>& p)
 {
-    constexpr std::size_t group_rows = most_rows(T());
+    const std::size_t group_rows = rows_of_group<T>(p.lda);
     constexpr std::size_t cost = sizeof(T) / sizeof(double);
     const auto multiply_some = [&](std::size_t t) {
         const std::size_t first = t * group_rows;
@@ -137,7 +139,7 @@ constexpr std::size_t near_columns = 2048;
 // c[j] += sum of x[l]·B[l, j] for some columns.
 void add_columns(const product_operands<double>& p)
 {
-    avx2_add_scaled_rows(p.n, p.k, p.a, 1, p.b, p.ldb, p.c);
+    avx2_add_scaled_rows({p.n, p.k, p.a, 1, p.b, p.ldb, p.c});
 }
 
 void add_columns(const product_operands<complex>& p, std::size_t block_depth)
@@ -145,21 +147,24 @@ void add_columns(const product_operands<complex>& p, std::size_t block_depth)
     auto* const c = reinterpret_cast<double*>(p.c);
     for (std::size_t l = 0; l < p.k; l += block_depth) {
         const std::size_t depth = std::min(p.k - l, block_depth);
-        const double* const x = parts(p.a + l);
-        const double* const b = parts(p.b + l * p.ldb);
-        avx2_add_scaled_rows(2 * p.n, depth, x, 2, b, 2 * p.ldb, c);
-        avx2_add_turned_scaled_rows(2 * p.n, depth, x + 1, 2, b, 2 * p.ldb, c,
-                                    l + depth < p.k ? b + 2 * depth * p.ldb : b);
+        scaled_rows rows{2 * p.n, depth, parts(p.a + l), 2, parts(p.b + l * p.ldb), 2 * p.ldb, c};
+        avx2_add_scaled_rows(rows);
+        const bool is_last = l + depth == p.k;
+        rows.x += 1;
+        rows.next_b = is_last ? rows.b : rows.b + depth * rows.ldb;
+        avx2_add_turned_scaled_rows(rows);
     }
 }
 
-// Columns for an index: some for each thread, whole lines, and no more than `most`.
-std::size_t columns_of_task(std::size_t cols, std::size_t most)
+// Columns for an index: a share for each thread that the work is worth, whole lines, and no more
+// than `most`. A row's stretch is best long: the processor foresees a page of it at a time.
+std::size_t columns_of_task(std::size_t cols, std::size_t products_of_column, std::size_t most)
 {
     constexpr std::size_t least = 64;
-    const std::size_t threads = allowed_threads();
-    const std::size_t share = (cols + threads - 1) / threads;
-    return std::min((share + least - 1) / least * least, most);
+    constexpr std::size_t products_of_thread = 65536 * products_per_unit;
+    const std::size_t share = cols / allowed_threads() + 1;
+    const std::size_t wanted = std::max(share, products_of_thread / (products_of_column + 1));
+    return std::min((wanted + least - 1) / least * least, most);
 }
 
 // Each index writes its own columns of C, a row.
@@ -168,7 +173,7 @@ void multiply_vector_by_rows(const product_operands<T>& p, std::size_t most_colu
                              const AddColumns& add)
 {
     constexpr std::size_t cost = sizeof(T) / sizeof(double);
-    const std::size_t task_columns = columns_of_task(p.n, most_columns);
+    const std::size_t task_columns = columns_of_task(p.n, cost * p.k, most_columns);
     const auto multiply_some = [&](std::size_t t) {
         const std::size_t first = t * task_columns;
         product_operands<T> some = p;

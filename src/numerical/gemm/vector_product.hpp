@@ -11,6 +11,10 @@
 
 namespace numerical::detail {
 
+// Such a product takes as long as the matrix comes from memory: about half a unit of a parallel
+// loop's work for each element.
+constexpr std::size_t products_per_unit = 2;
+
 // Whether a product that suits tiles is one with a vector and the current path has this way.
 template <class T>
 bool is_vector_product(const product_operands<T>& p);

@@ -5,48 +5,54 @@
 //
 // To every sum the products are added in ascending order of the position, each fused, in one
 // accumulator: the bits of a tile. So the vectors run across sums, several at a time, and never
-// along one. Complex operands are given by their parts, as doubles, and strides count doubles; a
-// sum takes the products with the real parts of the scaling factor first, then those with the
-// imaginary ones, as the complex tiles do.
+// along one. Complex operands are given by their parts, as doubles, and strides count doubles.
 
 #include <cstddef>
 
 namespace numerical::detail {
 
-// --- sums[r] += sum over p < depth of A[r, p]·x[p], r < rows
-// -------------------------------------- The rows of A are lda apart. `sums` is as long as the most
-// rows, whatever their number; what is beyond them is left with any value.
+// --- sums[r] += sum over p < depth of A[r, p]·x[p], r < rows -------------------------------------
+// The rows of A are lda apart. `sums` has room for the most rows, whatever their number; beyond
+// them it is left with any values.
 constexpr std::size_t most_rows_of_vector_product = 16;
 void avx2_add_rows_times_vector(std::size_t rows, std::size_t depth, const double* a,
                                 std::size_t lda, const double* x, double* sums);
 
-// The same for complex rows and a complex x. First the products with the real parts of A are added,
-// then those with the imaginary parts. Half as many rows; their real parts are at `sums`, the
-// imaginary ones behind the last of them.
+// The same for complex rows and a complex x: first the products with the real parts of A are added,
+// then those with the imaginary parts. The real parts of the sums come first, those of the most
+// rows, then the imaginary ones.
 constexpr std::size_t most_complex_rows_of_vector_product = 8;
 
 struct complex_rows_times_vector
 {
     std::size_t rows;
-    std::size_t depth;
+    std::size_t depth; // complex positions
     const double* a;
     std::size_t lda;
     const double* x;
     double* sums;
-    double* aside;        // depth numbers for each of the most rows
-    const double* next_a; // what is asked for meanwhile: the operand A of a next call
+    double* aside;        // scratch: depth numbers for each of the most rows
+    const double* next_a; // A of the next call, asked for meanwhile; an address, never read
 };
 
 void avx2_add_complex_rows_times_vector(const complex_rows_times_vector& p);
 
-// --- c[j] += sum over p < depth of x[p·step]·B[p, j], j < cols
-// ------------------------------------
-void avx2_add_scaled_rows(std::size_t cols, std::size_t depth, const double* x, std::size_t step,
-                          const double* b, std::size_t ldb, double* c);
+// --- c[j] += sum over p < depth of x[p·step]·B[p, j], j < cols -----------------------------------
+struct scaled_rows
+{
+    std::size_t cols;
+    std::size_t depth;
+    const double* x;
+    std::size_t step;
+    const double* b;
+    std::size_t ldb;
+    double* c;
+    const double* next_b = nullptr; // B of the next call, asked for by the turned form; never read
+};
 
-// The same with i·B for a complex B, whose cols doubles are real and imaginary parts in turns.
-void avx2_add_turned_scaled_rows(std::size_t cols, std::size_t depth, const double* x,
-                                 std::size_t step, const double* b, std::size_t ldb, double* c,
-                                 const double* next_b);
+void avx2_add_scaled_rows(const scaled_rows& s);
+
+// The same with i·B for a complex B, whose columns are real and imaginary parts in turns.
+void avx2_add_turned_scaled_rows(const scaled_rows& s);
 
 } // namespace numerical::detail
