@@ -12,13 +12,20 @@ decompositions. The functions of the compiled module are here as well, under the
 import builtins as _builtins
 
 from . import _native_module  # first: it makes the type of _numerical
-from . import _matrices, _methods, _numerical, _protocols, linalg
+from . import (
+    _array_api, _matrices, _methods, _numerical, _pickling, _protocols, linalg,
+)  # fmt: skip
+from ._array_api import (
+    __array_api_version__, __array_namespace_info__, astype, can_cast, finfo, iinfo, isdtype,
+    result_type,
+)  # fmt: skip
 from ._config import cpu_quota, show_config
-from ._conversion import array, asarray, complex128, float64, from_dlpack
+from ._conversion import array, asarray, from_dlpack
 from ._creation import (
     arange, diag, diagonal, empty, empty_like, eye, full, full_like, identity, linspace, ones,
     ones_like, tri, tril, triu, zeros, zeros_like,
 )  # fmt: skip
+from ._dtypes import complex128, float64
 from ._einsum import einsum
 from ._functions import (
     abs, add, allclose, array_equal, conj, cos, divide, exp, imag, log, max, mean, min, multiply,
@@ -51,7 +58,10 @@ if vars(Tensor).get("_builtins", vars(_builtins)) is not vars(_builtins):
     )
 Tensor._builtins = vars(_builtins)
 
-_native_module.native._connect(asarray, _protocols.defers_to, _matrices.annotate)
+_native_module.native._connect(
+    asarray, _protocols.defers_to, _matrices.annotate, float64, complex128
+)
 
-for _name, _function in {**_methods.METHODS, **_protocols.METHODS}.items():
-    setattr(Tensor, _name, _function)
+for _methods_of in (_methods, _pickling, _protocols, _array_api):
+    for _name, _function in _methods_of.METHODS.items():
+        setattr(Tensor, _name, _function)

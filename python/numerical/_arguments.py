@@ -79,3 +79,12 @@ def real(value, name):
         raise OverflowError(f"{name} is too large for a float: {shown(value)}") from None
     except (TypeError, ValueError):
         raise TypeError(f"{name} must be a real number, not {type(value).__name__}") from None
+
+
+CPU = "cpu"  # the one device
+
+
+def require_cpu(device):
+    """ValueError for another device than the one that there is."""
+    if device is not None and not (isinstance(device, str) and device == CPU):
+        raise ValueError(f"device must be 'cpu', where every tensor lies, not {shown(device)}")

@@ -1,12 +1,11 @@
 """Tensors from Python data and from other libraries' arrays."""
 
 from . import _numerical
-from ._arguments import shown
+from ._arguments import require_cpu, shown
+from ._dtypes import complex128, float64
 from ._memory import from_bytes
 from ._numerical import Tensor, error
 
-float64 = "float64"
-complex128 = "complex128"
 MOST_AXES = 128  # of nested lists
 
 # Names of dtypes that people use, each to the one of the two it means.
@@ -41,11 +40,27 @@ def array(obj, dtype=None):
     return asarray(obj, dtype)
 
 
-def asarray(obj, dtype=None):
-    """As array, but a Tensor of the right dtype is returned as it is (tensors are immutable)."""
-    if dtype is None and type(obj) is Tensor:
+def asarray(obj, dtype=None, *, device=None, copy=None):
+    """As array, but a Tensor of the right dtype is returned as it is (tensors are immutable).
+
+    With copy true that is copied as well; with copy false all else is a ValueError, as a Tensor owns
+    its elements. The only device is "cpu".
+    """
+    if dtype is None and copy is None and device is None and type(obj) is Tensor:
         return obj
-    wanted = dtype_name(dtype)
+    require_cpu(device)
+    made = _made(obj, dtype_name(dtype))
+    if copy is None or bool(copy) is (made is not obj):
+        return made
+    if copy:
+        return _numerical._reshape(made, made.shape)
+    raise ValueError(
+        f"a Tensor owns its elements: this {type(obj).__name__} can't be one without a copy"
+    )
+
+
+def _made(obj, wanted):
+    """The object as a Tensor of the wanted dtype, of the one that it suggests for None."""
     if isinstance(obj, Tensor):
         return _numerical.asarray(obj, wanted)
     if _exposes_memory(obj):
@@ -198,13 +213,16 @@ def _from_buffer(view, wanted):
     return _numerical.asarray(from_bytes(view.tobytes(), view.shape, typestr), wanted)
 
 
-def from_dlpack(obj):
+def from_dlpack(obj, *, device=None, copy=None):
     """A Tensor copied from an object on the CPU that exports DLPack."""
-    from ._dlpack import described, require_cpu
+    from ._dlpack import described, require_readable
 
-    device = getattr(obj, "__dlpack_device__", None)
-    if device is not None:  # before anything is exported
-        require_cpu(device())
+    require_cpu(device)
+    if copy is not None and not copy:
+        raise BufferError("a Tensor owns its elements: from_dlpack copies them, pass copy=None")
+    lies_on = getattr(obj, "__dlpack_device__", None)
+    if lies_on is not None:  # before anything is exported
+        require_readable(lies_on())
     export = getattr(obj, "__dlpack__", None)
     if export is None:
         raise TypeError(f"{type(obj).__name__} exports no __dlpack__")

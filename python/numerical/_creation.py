@@ -3,7 +3,7 @@
 import math
 
 from . import _numerical
-from ._arguments import integer, integers, real
+from ._arguments import integer, integers, real, require_cpu
 from ._conversion import asarray, complex128, dtype_name, float64, is_complex
 from ._native_module import native
 from ._numerical import Tensor
@@ -23,23 +23,24 @@ def shape_of(shape):
     return extents
 
 
-def zeros(shape, dtype=float64):
+def zeros(shape, dtype=float64, *, device=None):
     """A Tensor of zeros."""
-    return full(shape, 0.0, dtype)
+    return full(shape, 0.0, dtype, device=device)
 
 
-def ones(shape, dtype=float64):
+def ones(shape, dtype=float64, *, device=None):
     """A Tensor of ones."""
-    return full(shape, 1.0, dtype)
+    return full(shape, 1.0, dtype, device=device)
 
 
-def empty(shape, dtype=float64):
+def empty(shape, dtype=float64, *, device=None):
     """A Tensor of zeros: tensors are immutable, so that there is nothing to fill in later."""
-    return full(shape, 0.0, dtype)
+    return full(shape, 0.0, dtype, device=device)
 
 
-def full(shape, fill_value, dtype=None):
+def full(shape, fill_value, dtype=None, *, device=None):
     """A Tensor of one value; complex128 if the value is complex and no dtype is given."""
+    require_cpu(device)
     value = complex(fill_value) if is_complex(fill_value) else real(fill_value, "fill_value")
     wanted = dtype_name(dtype) or (complex128 if isinstance(value, complex) else float64)
     if wanted != complex128:
@@ -47,29 +48,30 @@ def full(shape, fill_value, dtype=None):
     return _numerical._full(shape_of(shape), value, wanted == complex128)
 
 
-def zeros_like(a, dtype=None):
+def zeros_like(a, dtype=None, *, device=None):
     """Zeros of a's shape, and of its dtype unless one is given."""
-    return full_like(a, 0.0, dtype)
+    return full_like(a, 0.0, dtype, device=device)
 
 
-def ones_like(a, dtype=None):
+def ones_like(a, dtype=None, *, device=None):
     """Ones of a's shape, and of its dtype unless one is given."""
-    return full_like(a, 1.0, dtype)
+    return full_like(a, 1.0, dtype, device=device)
 
 
-def empty_like(a, dtype=None):
+def empty_like(a, dtype=None, *, device=None):
     """As zeros_like."""
-    return full_like(a, 0.0, dtype)
+    return full_like(a, 0.0, dtype, device=device)
 
 
-def full_like(a, fill_value, dtype=None):
+def full_like(a, fill_value, dtype=None, *, device=None):
     """One value in a's shape, and of its dtype unless one is given."""
     a = asarray(a)
-    return full(a.shape, fill_value, a.dtype if dtype is None else dtype)
+    return full(a.shape, fill_value, a.dtype if dtype is None else dtype, device=device)
 
 
-def eye(n, m=None, k=0, dtype=float64):
+def eye(n, m=None, k=0, dtype=float64, *, device=None):
     """n × m (m = n by default) with ones on diagonal k, zeros elsewhere."""
+    require_cpu(device)
     (n, columns), k = _matrix_shape(n, m), integer(k, "k")
     if columns == n and k == 0:
         return _numerical._eye(n, dtype_name(dtype) == complex128)
@@ -86,8 +88,9 @@ def identity(n, dtype=float64):
     return eye(n, dtype=dtype)
 
 
-def arange(start, stop=None, step=1.0, dtype=None):
+def arange(start, stop=None, step=1.0, dtype=None, *, device=None):
     """start, start + step, ... below stop, as float64 unless a dtype is given."""
+    require_cpu(device)
     if stop is None:
         start, stop = 0.0, start
     first, last, step = real(start, "start"), real(stop, "stop"), real(step, "step")
@@ -96,8 +99,9 @@ def arange(start, stop=None, step=1.0, dtype=None):
     return asarray(_numerical._arange(first, last, step), dtype)
 
 
-def linspace(start, stop, num=50, endpoint=True, dtype=None):
+def linspace(start, stop, num=50, endpoint=True, dtype=None, *, device=None):
     """`num` equally spaced numbers from start to stop, which is the last one if endpoint is true."""
+    require_cpu(device)
     start, stop, num = real(start, "start"), real(stop, "stop"), integer(num, "num")
     if num >= MOST_ELEMENTS:
         raise ValueError("linspace: a tensor has fewer than 2**60 elements")

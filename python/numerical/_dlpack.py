@@ -43,7 +43,7 @@ _has_name.restype = ctypes.c_int
 _has_name.argtypes = [ctypes.py_object, ctypes.c_char_p]
 
 
-def require_cpu(device):
+def require_readable(device):
     """BufferError unless the CPU can read the device's memory."""
     if device[0] not in (1, 3):  # kDLCPU, kDLCUDAHost
         raise BufferError(f"from_dlpack reads the CPU's memory; this is device {tuple(device)}")
@@ -65,7 +65,7 @@ def described(capsule):
     once the elements are copied and the description is dropped.
     """
     record = _record_in(capsule)
-    require_cpu((record.device_type, record.device_id))
+    require_readable((record.device_type, record.device_id))
     if record.ndim < 0:
         raise BufferError(f"a DLPack record has a rank of {record.ndim}")
     kind = _KINDS.get(record.code)

@@ -71,12 +71,17 @@ _ADVICE = {
 
 
 def annotate(failure, operands):
-    """Adds what was given and the next thing to try, where exceptions can carry notes."""
-    if not hasattr(failure, "add_note"):
-        return
+    """Adds what was given and the next thing to try."""
     given = ", ".join(map(_described, operands))
-    hint = next((text for key, text in _ADVICE.items() if key in str(failure)), None)
-    failure.add_note(f"given {given}" + (f"; {hint}" if hint else ""))
+    advice = next((text for key, text in _ADVICE.items() if key in str(failure)), None)
+    add_hint(failure, f"given {given}" + (f"; {advice}" if advice else ""))
+
+
+def add_hint(failure, sentence):
+    """Adds a sentence to an exception: as its `hint`, and as a note where Python shows notes (3.11)."""
+    failure.hint = sentence
+    if hasattr(failure, "add_note"):
+        failure.add_note(sentence)
 
 
 def _described(operand):

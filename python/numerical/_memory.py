@@ -74,13 +74,27 @@ def row_major_strides(shape, item):
 
 
 def from_bytes(raw, shape, typestr):
-    """A tensor from contiguous bytes, converted as asarray converts."""
+    """A tensor from bytes, or a contiguous buffer of them, converted as asarray converts."""
+    if not isinstance(raw, bytes):
+        raw = memoryview(raw).cast("B")
     if len(raw) != prod(shape) * int(typestr[2:]):
         raise ValueError(f"{len(raw)} bytes are no array of shape {tuple(shape)} and type {typestr}")
+    address, owner = _located(raw)
+    return _import(Lent(address, tuple(shape), typestr, owner=owner))
+
+
+def _located(raw):
+    """Where bytes or a buffer lie, and what keeps them there.
+
+    ctypes shows the address of a buffer that may be written to; of another the bytes are copied.
+    """
     import ctypes
 
-    address = ctypes.cast(ctypes.c_char_p(raw), ctypes.c_void_p).value
-    return _import(Lent(address, tuple(shape), typestr, owner=raw))
+    if not isinstance(raw, bytes) and not raw.readonly and len(raw):
+        block = (ctypes.c_char * len(raw)).from_buffer(raw)
+        return ctypes.addressof(block), block
+    raw = bytes(raw)
+    return ctypes.cast(ctypes.c_char_p(raw), ctypes.c_void_p).value, raw
 
 
 STRING_LIMIT = 2**31  # ctypes.string_at takes the length as a C int and wraps larger ones
@@ -101,6 +115,18 @@ def to_bytes(tensor):
     return bytes((ctypes.c_char * count).from_address(address_of(tensor)))
 
 
+def lent_bytes(tensor):
+    """A read-only memoryview of the elements in row-major order, which keeps the tensor alive."""
+    import ctypes
+
+    count = tensor.size * ITEM_BYTES[tensor.dtype]
+    if not count:
+        return memoryview(b"")
+    block = (ctypes.c_char * count).from_address(address_of(tensor))
+    block.owner = tensor
+    return memoryview(block).cast("B").toreadonly()
+
+
 def rebuilt(raw, shape, dtype):
-    """What a pickle calls: the tensor that to_bytes described."""
+    """What a pickle calls: the tensor of these bytes, or of a buffer that came beside the pickle."""
     return from_bytes(raw, tuple(map(index, shape)), TYPESTR[dtype])

@@ -6,15 +6,16 @@ all of this.
 
 from . import _numerical
 from ._conversion import asarray
+from ._dtypes import complex128, float64
 from ._format import tensor_html, tensor_repr, tensor_text
 from ._functions import max as _max
 from ._functions import mean as _mean
 from ._functions import min as _min
 from ._functions import sum as _sum
-from ._memory import array_interface, bytes_held, of_module, rebuilt, to_bytes
+from ._memory import array_interface, bytes_held, of_module
 from ._native_module import native
 from ._numerical import Tensor
-from ._shaping import permute_dims, ravel, reshape
+from ._shaping import permute_dims, ravel, reshape, squeeze
 
 
 def _item(t, *index):
@@ -94,10 +95,6 @@ def _format_spec(t, spec):
     raise TypeError(f"the format '{spec}' is for numbers: apply it to elements or to t.item(i)")
 
 
-def _reduce_for_pickle(t):
-    return rebuilt, (to_bytes(t), t.shape, t.dtype)
-
-
 def _length(t):
     if t.ndim == 0:
         raise TypeError("a tensor of rank 0 has no length")
@@ -126,6 +123,27 @@ def _as_method(reduction):
 
     method.__name__, method.__doc__ = reduction.__name__, reduction.__doc__
     return method
+
+
+def _astype(t, dtype=None, *, copy=None):
+    """The elements in another dtype; t itself where it has it already, or a copy if copy is true.
+
+    A dtype of NumPy's that no tensor has, such as its bool, gives an array of NumPy.
+    """
+    if _is_numpys_alone(dtype):
+        return t.__array__().astype(dtype)
+    converted = asarray(t, dtype)
+    return _copy(t) if copy and converted is t else converted
+
+
+def _is_numpys_alone(dtype):
+    """Whether it is a dtype or scalar type of NumPy other than our two."""
+    kind = dtype if isinstance(dtype, type) else type(dtype)
+    return kind.__module__.partition(".")[0] == "numpy" and dtype not in (float64, complex128)
+
+
+def _squeeze(t, axis=None):
+    return squeeze(t, axis)
 
 
 def _copy(t):
@@ -212,7 +230,10 @@ METHODS = {
     "mean": _as_method(_mean),
     "max": _as_method(_max),
     "min": _as_method(_min),
-    "astype": asarray,
+    "astype": _astype,
+    "squeeze": _squeeze,
+    "itemsize": property(lambda t: t.dtype.itemsize, doc="Bytes of an element."),
+    "nbytes": property(lambda t: t.size * t.dtype.itemsize, doc="Bytes of all elements."),
     "copy": _copy,
     "__len__": _length,
     "__iter__": _iterate,
@@ -226,7 +247,6 @@ METHODS = {
     "_repr_html_": tensor_html,
     "__copy__": _itself,
     "__deepcopy__": _deep_itself,
-    "__reduce__": _reduce_for_pickle,
     "__setitem__": _refuse_assignment,
     "__delitem__": _refuse_deletion,
     "__dlpack__": _dlpack,

@@ -4,6 +4,7 @@ An operator of a Tensor asks `defers_to` before it takes a foreign operand; NumP
 them the operators of its arrays, ask `__array_ufunc__` (NumPy Enhancement Proposal 13).
 """
 
+from ._array_api import result_type
 from ._conversion import carries_mask
 from ._functions import add, divide, multiply, power, subtract
 from ._numerical import Tensor
@@ -61,7 +62,7 @@ def _array_ufunc(self, ufunc, method, *inputs, out=(), **options):
             f"tensors are immutable: numpy.{ufunc.__name__} can't write its result into one;"
             " give an array as out"
         )
-    if method == "__call__" and not out and not options:
+    if method == "__call__" and not out and _is_plain(options, inputs):
         operator = _operator_behind(ufunc)
         if operator is not None and not any(map(defers_to, inputs)):
             return operator(*inputs)
@@ -69,6 +70,11 @@ def _array_ufunc(self, ufunc, method, *inputs, out=(), **options):
         options["out"] = out
     views = {name: _viewed(option) for name, option in options.items()}
     return getattr(ufunc, method)(*map(_viewed, inputs), **views)
+
+
+def _is_plain(options, inputs):
+    """Whether no option changes the result: a dtype may be named that it has anyway."""
+    return not options or options.keys() == {"dtype"} and options["dtype"] == result_type(*inputs)
 
 
 def _operator_behind(ufunc):
@@ -88,4 +94,48 @@ def _viewed(operand):
     return numpy.asarray(operand)
 
 
-METHODS = {"__array_ufunc__": _array_ufunc, "__array_priority__": PRIORITY}
+def _array_function(self, func, types, args, kwargs):
+    """NumPy's functions of tensors (NumPy Enhancement Proposal 18)."""
+    from ._array_functions import array_function  # its tables would take part of the import's time
+
+    return array_function(func, types, args, kwargs)
+
+
+def _array(self, dtype=None, copy=None):
+    """NumPy's array of the elements, with the parameters that NumPy 2 gives to the protocol.
+
+    A read-only view where no other dtype is asked for; a copy, which may be changed, where one is
+    needed or copy is true. ValueError where one is needed and copy is false.
+    """
+    import numpy
+
+    view = numpy.asarray(self)
+    if copy:
+        return numpy.array(view, dtype)
+    if dtype is None or numpy.dtype(dtype) == view.dtype:
+        return view
+    if copy is False:
+        raise ValueError(
+            f"a {self.dtype} tensor is no array of {numpy.dtype(dtype)} without a copy: pass copy=None"
+        )
+    return view.astype(dtype)
+
+
+def _matvec(self, x):
+    """self @ x: with rmatvec what makes a matrix an operator to SciPy's iterative solvers."""
+    return matmul(self, x)
+
+
+def _rmatvec(self, x):
+    """The conjugate transpose of self times x."""
+    return matmul(self.mH, x)
+
+
+METHODS = {
+    "matvec": _matvec,
+    "rmatvec": _rmatvec,
+    "__array__": _array,
+    "__array_function__": _array_function,
+    "__array_ufunc__": _array_ufunc,
+    "__array_priority__": PRIORITY,
+}

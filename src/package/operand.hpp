@@ -83,13 +83,15 @@ PyObject* number_or_tensor(tensor<T>&& result)
                                 : boundary::wrap(std::move(result));
 }
 
-// The package's Python functions that the native ones call back, each a borrowed reference that
-// lives as long as the process; null before the package has set them.
+// The package's Python functions that the native ones call back, and its two dtypes, each a
+// borrowed reference that lives as long as the process; null before the package has set them.
 struct callback_table
 {
     PyObject* asarray = nullptr;   // asarray(object) -> Tensor
     PyObject* defers_to = nullptr; // defers_to(object) -> whether its operators come first
     PyObject* annotate = nullptr;  // annotate(failure, operands): adds a note to the exception
+    PyObject* float64 = nullptr;   // what Tensor.dtype gives
+    PyObject* complex128 = nullptr;
 };
 
 callback_table& callbacks();

@@ -29,17 +29,33 @@ PyMethodDef function(const char* name, const char* doc)
             METH_FASTCALL | METH_KEYWORDS, doc};
 }
 
-// The Python functions that the native ones call back.
+// The Python functions that the native ones call back, and the objects that t.dtype gives.
 PyObject* connect(const binding::call_arguments& call)
 {
-    static constexpr binding::signature<3> parameters{"_connect",
-                                                      {"asarray", "defers_to", "annotate"}};
+    static constexpr binding::signature<5> parameters{
+        "_connect", {"asarray", "defers_to", "annotate", "float64", "complex128"}};
     const auto given = parameters.bind(call);
-    for (PyObject* callback : given)
-        Py_INCREF(callback);
-    callbacks() = {.asarray = given[0], .defers_to = given[1], .annotate = given[2]};
+    for (PyObject* object : given)
+        Py_INCREF(object);
+    callbacks() = {.asarray = given[0],
+                   .defers_to = given[1],
+                   .annotate = given[2],
+                   .float64 = given[3],
+                   .complex128 = given[4]};
     Py_INCREF(Py_None);
     return Py_None;
+}
+
+// The package's object for the tensor's dtype, where the module's own attribute gives a plain text;
+// that text as long as the package isn't connected.
+PyObject* dtype_of(PyObject* self)
+{
+    const bool is_complex = value_of(self).index() == 1;
+    PyObject* dtype = is_complex ? callbacks().complex128 : callbacks().float64;
+    if (dtype == nullptr)
+        return PyUnicode_FromString(is_complex ? "complex128" : "float64");
+    Py_INCREF(dtype);
+    return dtype;
 }
 
 PyObject* subscript_slot(PyObject* self, PyObject* key)
@@ -77,6 +93,7 @@ bool add_attributes(PyObject* object)
         method_without<conjugated>("conjugate", "As conj."),
     };
     static PyGetSetDef properties[] = {
+        property<dtype_of>("dtype", "numerical.float64 or numerical.complex128."),
         property<transposed>("T", "The axes in reverse order."),
         property<matrix_transposed>("mT", "The last two axes exchanged."),
         property<hermitian_transposed>("mH", "The conjugate of mT."),
@@ -112,8 +129,11 @@ void define_tensor(PyObject* module)
 PyMethodDef* function_table()
 {
     static PyMethodDef table[] = {
-        function<connect>("_connect", "_connect(asarray, defers_to, annotate)\n--\n\n"
-                                      "Sets the package's functions that are called back."),
+        function<connect>("_connect",
+                          "_connect(asarray, defers_to, annotate, float64, complex128)\n"
+                          "--\n\n"
+                          "Sets the package's functions that are called back, and its\n"
+                          "two dtypes."),
         function<matmul>("matmul",
                          "matmul(a, b)\n--\n\n"
                          "The matrix product, as @: vectors count as a row or a column, leading\n"

@@ -20,7 +20,8 @@ EVEN = {
     "a": nm.eye(2), "b": 2.0 * nm.eye(2), "x": nm.eye(2), "v": nm.ones(2), "obj": nm.ones(2), "shape": (2, 2),
     "n": 2, "fill_value": 1.0, "start": 0, "stop": 3, "axis": 0, "source": 0, "destination": 1,
     "first": 0, "second": 1, "tensors": [nm.eye(2), nm.eye(2)], "repetitions": 2, "count": 2,
-    "path": "portable", "spec": "ij->ji",
+    "path": "portable", "spec": "ij->ji", "dtype": "float64", "from_": "float64", "to": "float64",
+    "type": "float64", "kind": "numeric",
 }  # fmt: skip
 FITTING = {
     "cross": {"a": nm.ones(3), "b": nm.ones(3)}, "reshape": {"shape": (4,)},
@@ -58,7 +59,7 @@ def limits_end_with_the_test():
 @pytest.mark.filterwarnings("error::FutureWarning", "ignore:In future:DeprecationWarning")
 @pytest.mark.parametrize("function", functions())
 def test_what_is_said_of_an_odd_argument_is_for_people(function):
-    parameters = inspect.signature(function).parameters.values()
+    parameters = list(inspect.signature(function).parameters.values())
     known = {**EVEN, **FITTING.get(function.__name__, {})}
     required = [p.name for p in parameters if p.default is p.empty and p.kind is not p.VAR_POSITIONAL]
     for parameter in parameters:
@@ -68,6 +69,8 @@ def test_what_is_said_of_an_odd_argument_is_for_people(function):
                 given, more = {}, [*given.values(), value]
             else:
                 given[parameter.name] = value
+            positional = [p.name for p in parameters if p.kind is p.POSITIONAL_ONLY and p.name in given]
+            more += [given.pop(name) for name in positional]
             try:
                 function(*more, **given)
             except KINDS as failure:

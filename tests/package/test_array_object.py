@@ -213,7 +213,7 @@ def test_properties_are_numpys():
 
 
 @pytest.mark.parametrize("name", ["sum", "mean", "max", "min"])
-def test_numpys_reductions_call_the_methods(name):
+def test_numpys_reductions_are_ours(name):
     a = integers((2, 3, 4))
     t = nm.asarray(a)
     apply = getattr(np, name)
@@ -222,8 +222,11 @@ def test_numpys_reductions_call_the_methods(name):
     equal(apply(t, axis=(0, 2), keepdims=True), apply(a, axis=(0, 2), keepdims=True))
     assert isinstance(apply(t, axis=0), nm.Tensor)
     assert getattr(t, name)(0, complex if name == "sum" else float).shape == (3, 4)
+    filled = np.zeros((3, 4))
+    assert apply(t, axis=0, out=filled) is filled
+    equal(filled, apply(a, axis=0))
     with pytest.raises(TypeError, match=r"^tensors are immutable: a reduction gives its result"):
-        apply(t, axis=0, out=np.zeros((3, 4)))
+        getattr(t, name)(axis=0, out=filled)
 
 
 def test_conjugation_keeps_infinities_and_flips_the_sign_of_zero():
