@@ -5,6 +5,8 @@ A value of another kind is a TypeError, one of the right kind out of its range a
 
 from operator import index
 
+from ._hints import add_hint
+
 SHOWN = 60  # characters of a value that an error message shows
 
 
@@ -24,7 +26,15 @@ def integer(value, name):
     try:
         return index(value)
     except TypeError:
-        raise TypeError(f"{name} must be an int, not {type(value).__name__}") from None
+        failure = TypeError(f"{name} must be an int, not {type(value).__name__}")
+        raise _whole_number_hint(failure, value) from None
+
+
+def _whole_number_hint(failure, value):
+    """Tells the int to write for a float that is one."""
+    if isinstance(value, float) and value.is_integer() and abs(value) < 2**53:
+        return add_hint(failure, f"write {int(value)} for {value}, or int(...) around it")
+    return failure
 
 
 def count(value, name):
@@ -50,22 +60,27 @@ def integers(value, name):
     if hasattr(type(value), "__index__"):
         value = (value,)
     wanted = "an int or a sequence of ints"
+    if isinstance(value, float):
+        failure = TypeError(f"{name} must be {wanted}, not {type(value).__name__}")
+        raise _whole_number_hint(failure, value)
     numbers = []
     for item in items(value, name, wanted):
         try:
             numbers.append(index(item))
         except TypeError:
-            raise TypeError(f"{name} must be {wanted}, not of {type(item).__name__}") from None
+            failure = TypeError(f"{name} must be {wanted}, not of {type(item).__name__}")
+            raise _whole_number_hint(failure, item) from None
     return tuple(numbers)
 
 
-def one_of(value, name, choices):
-    """A text among those that there are."""
+def one_of(value, name, choices, hints=None):
+    """A text among those that there are. `hints` has a sentence for texts that mean one of them."""
     if not isinstance(value, str):
         raise TypeError(f"{name} must be a text, not {type(value).__name__}")
     if value not in choices:
         listed = ", ".join(map(repr, choices[:-1]))
-        raise ValueError(f"{name} is {listed} or {choices[-1]!r}, not {shown(value)}")
+        failure = ValueError(f"{name} is {listed} or {choices[-1]!r}, not {shown(value)}")
+        raise add_hint(failure, hints[value]) if hints and value in hints else failure
     return value
 
 

@@ -3,6 +3,7 @@
 from . import _numerical
 from ._arguments import require_cpu, shown
 from ._dtypes import complex128, float64
+from ._hints import add_hint
 from ._memory import from_bytes
 from ._numerical import Tensor, error
 
@@ -28,8 +29,15 @@ def dtype_name(dtype):
         name = getattr(dtype, "name", None) or getattr(dtype, "__name__", None)
         found = _DTYPES.get(name) if isinstance(name, str) else None
     if found is None:
-        raise TypeError(f"dtype must be 'float64' or 'complex128', not {shown(dtype)}")
+        raise TypeError(f"dtype must be 'float64' or 'complex128', not {_as_written(dtype)}")
     return found
+
+
+def _as_written(dtype):
+    """A type by the name that programs write, numpy.float32; anything else as it is shown."""
+    if not isinstance(dtype, type):
+        return shown(dtype)
+    return dtype.__qualname__ if dtype.__module__ == "builtins" else f"{dtype.__module__}.{dtype.__qualname__}"
 
 
 def array(obj, dtype=None):
@@ -113,7 +121,20 @@ def _imported(obj, wanted=None):
         raise ValueError(
             "a Tensor has no masked elements: fill them first, as masked.filled(0.0) does"
         )
-    return _numerical.asarray(obj, wanted)
+    try:
+        return _numerical.asarray(obj, wanted)
+    except error as failure:
+        raise _named_type(failure, obj)
+
+
+def _named_type(failure, obj):
+    """The failure to read an array, with the dtype that the array calls its own."""
+    dtype = getattr(obj, "dtype", None)
+    if dtype is None or "typestr" not in str(failure):
+        return failure
+    return add_hint(
+        failure, f"the array has dtype {dtype}: make it one of these first, as array.astype(float) does"
+    )
 
 
 def _converted(number, kind, wanted):

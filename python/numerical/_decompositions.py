@@ -22,6 +22,11 @@ def qr(a, mode="reduced"):
     return result if mode == "r" else QRResult(*result)
 
 
+_EIGH_HINTS = {
+    "qr": 'method="tridiagonal_ql" iterates as QR does, from the other end',
+    "ql": 'write method="tridiagonal_ql"',
+    "dc": 'write method="divide_and_conquer", or nothing: it is the default',
+}
 _EIGH_METHODS = ("divide_and_conquer", "tridiagonal_ql", "jacobi")
 
 
@@ -32,7 +37,7 @@ def eigh(a, UPLO="L", *, method="divide_and_conquer"):
     value j. method: "divide_and_conquer", "tridiagonal_ql", or "jacobi" (float64 only).
     """
     one_of(UPLO, "UPLO", ("L", "U"))
-    one_of(method, "method", _EIGH_METHODS)
+    one_of(method, "method", _EIGH_METHODS, _EIGH_HINTS)
     return EighResult(*native.eigh(a if UPLO == "L" else _of_triangle(a, UPLO, "eigh"), method))
 
 
@@ -48,7 +53,7 @@ def eigvalsh(a, UPLO="L", *, method="divide_and_conquer"):
     By another method than divide and conquer the values are those of eigh.
     """
     one_of(UPLO, "UPLO", ("L", "U"))
-    if one_of(method, "method", _EIGH_METHODS) != "divide_and_conquer":
+    if one_of(method, "method", _EIGH_METHODS, _EIGH_HINTS) != "divide_and_conquer":
         return eigh(a, UPLO, method=method).eigenvalues
     return native.eigvalsh(a if UPLO == "L" else _of_triangle(a, UPLO, "eigvalsh"))
 

@@ -1,6 +1,7 @@
 """einsum as people write it: implicit output, ellipsis, mixed dtypes."""
 
 from . import _numerical
+from ._hints import add_hint, einsum_hint
 from ._promotion import same_dtype
 
 _ALL_LABELS = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
@@ -29,11 +30,20 @@ def _general(spec, operands):
     if not isinstance(spec, str):
         raise TypeError("einsum takes the subscripts as text first: einsum('ij,jk->ik', a, b)")
     tensors = same_dtype(*operands)
+    try:
+        return _numerical.einsum(*_spelt_out(spec, tensors))
+    except _numerical.error as failure:
+        fault = einsum_hint(spec, [tensor.shape for tensor in tensors])
+        raise add_hint(failure, fault) if fault else failure
+
+
+def _spelt_out(spec, tensors):
+    """The subscripts and operands as the module takes them."""
     if "." in spec:
         spec, tensors = _without_ellipsis(spec, tensors)
     elif "->" not in spec:
         spec = f"{spec}->{_implicit_output(spec)}"
-    return _numerical.einsum(spec, *tensors)
+    return spec, *tensors
 
 
 def _implicit_output(inputs):

@@ -4,6 +4,7 @@ from ._arguments import real
 from ._decompositions import svdvals
 from ._functions import abs as _abs
 from ._functions import square
+from ._hints import add_hint
 from ._matrices import matrices
 from ._native_module import native
 from ._numerical import Tensor
@@ -70,6 +71,15 @@ class LstsqResult:
         return getattr(self, names)
 
 
+def _cutoff(rcond):
+    try:
+        return real(rcond, "rcond")
+    except TypeError as failure:
+        raise add_hint(
+            failure, "rcond=None, the default, stands for max(M, N)·2^-52, and -1 for 2^-52"
+        ) from None
+
+
 def lstsq(a, b, rcond=None):
     """LstsqResult(x, residuals, rank, singular_values): x of least norm that minimises norm(a @ x - b).
 
@@ -78,7 +88,7 @@ def lstsq(a, b, rcond=None):
     and 2^-52 stands for a negative one.
     residuals holds the squared norms of the columns of b - a @ x if M > N = rank, otherwise nothing.
     """
-    rcond = None if rcond is None else real(rcond, "rcond")
+    rcond = None if rcond is None else _cutoff(rcond)
     a, b = same_dtype(a, b)
     a = matrices(a, "lstsq")
     return LstsqResult(a, b, rcond)

@@ -2,6 +2,7 @@
 
 from . import _numerical
 from ._conversion import asarray
+from ._hints import add_hint
 from ._shaping import swapaxes
 
 
@@ -75,13 +76,6 @@ def annotate(failure, operands):
     given = ", ".join(map(_described, operands))
     advice = next((text for key, text in _ADVICE.items() if key in str(failure)), None)
     add_hint(failure, f"given {given}" + (f"; {advice}" if advice else ""))
-
-
-def add_hint(failure, sentence):
-    """Adds a sentence to an exception: as its `hint`, and as a note where Python shows notes (3.11)."""
-    failure.hint = sentence
-    if hasattr(failure, "add_note"):
-        failure.add_note(sentence)
 
 
 def _described(operand):

@@ -12,10 +12,26 @@ from ._functions import max as _max
 from ._functions import mean as _mean
 from ._functions import min as _min
 from ._functions import sum as _sum
+from ._hints import add_hint
 from ._memory import array_interface, bytes_held, of_module
 from ._native_module import native
-from ._numerical import Tensor
+from ._numerical import Tensor, error
 from ._shaping import permute_dims, ravel, reshape, squeeze
+
+
+_module_init = of_module("__init__")
+
+
+def _init(self, *args, **options):
+    """The module's constructor, with a hint for those who give it what array takes."""
+    try:
+        _module_init(self, *args, **options)
+    except error as failure:
+        raise add_hint(
+            failure,
+            "Tensor takes a flat sequence of numbers, their shape and 'float64' or 'complex128';"
+            " numerical.array takes nested lists, arrays and buffers",
+        )
 
 
 def _item(t, *index):
@@ -221,6 +237,7 @@ class _At:
 
 METHODS = {
     "at": property(_At, doc="Changed copies: t.at[index].set(values), and add, multiply, min, max."),
+    "__init__": _init,
     "item": _item,
     "reshape": _reshape,
     "ravel": ravel,
