@@ -17,9 +17,9 @@ PROGRAMS = {
 }
 
 
-def run(program, folder):
+def run(program, folder, *options):
     return subprocess.run(
-        [sys.executable, ROOT / "examples" / f"{program}.py"], cwd=folder, check=True,
+        [sys.executable, ROOT / "examples" / f"{program}.py", *options], cwd=folder, check=True,
         capture_output=True, text=True,
         env={**os.environ, "PYTHONPATH": os.pathsep.join(sys.path)},
     ).stdout  # fmt: skip
@@ -44,3 +44,16 @@ def test_the_terrain_fits_its_heights(tmp_path):
     line = next(line for line in said.splitlines() if "largest error" in line)
     assert float(line.split()[5]) < 1e-9
     assert (tmp_path / "build" / "demo" / "hawaii.png").exists()
+
+
+def test_least_squares_larger_than_memory_are_solved_by_blocks(tmp_path):
+    pytest.importorskip("dask")
+    said = run(
+        "tall_least_squares", tmp_path,
+        "--rows", "400000", "--cosines", "31", "--block-rows", "4000", "--memory", "64",
+    )  # fmt: skip
+    assert "400000 rows are 98 MiB, the limit is 64 MiB" in said
+    assert "100% Completed" in said
+    line = next(line for line in said.splitlines() if "differ by" in line)
+    assert float(line.split()[-1]) < 1e-12
+    assert "root mean square of the residual: 0.007" in said.splitlines()[-1]
