@@ -8,7 +8,14 @@ import sys
 from setuptools import Extension, setup
 from setuptools.command.build_ext import build_ext
 
+try:
+    from setuptools.command.bdist_wheel import bdist_wheel
+except ImportError:  # before setuptools 70.1
+    from wheel.bdist_wheel import bdist_wheel
+
 ROOT = pathlib.Path(__file__).parent.resolve()
+sys.path.insert(0, str(ROOT / "tools"))
+from glibc_floor import platform_tag  # noqa: E402
 
 
 class cmake_build(build_ext):
@@ -37,8 +44,17 @@ class cmake_build(build_ext):
             return False
 
 
+class tagged_wheel(bdist_wheel):
+    """Names the systems on which the module loads, as its symbols tell."""
+
+    def get_tag(self):
+        python, abi, platform = super().get_tag()
+        modules = list(pathlib.Path(self.bdist_dir).rglob("_numerical.abi3.so"))
+        return python, abi, platform_tag(modules[0]) if modules else platform
+
+
 setup(
     ext_modules=[Extension("numerical._numerical", sources=[], py_limited_api=True)],
-    cmdclass={"build_ext": cmake_build},
+    cmdclass={"build_ext": cmake_build, "bdist_wheel": tagged_wheel},
     options={"bdist_wheel": {"py_limited_api": "cp310"}},
 )
