@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -19,6 +20,16 @@ with nm.num_threads(1), nm.limit_gemm_path("portable") as limit:
     code: int = limit.path
 r: nm.Tensor = nm.linalg.qr(a, "r")
 q: nm.Tensor = nm.linalg.qr(a).Q
+w, v = nm.linalg.eigh(a, method="jacobi")
+reveal_type(w)  # numerical._numerical.Tensor
+reveal_type(v)  # numerical._numerical.Tensor
+u, s, vh = nm.linalg.svd(a, full_matrices=False)
+reveal_type(vh)  # numerical._numerical.Tensor
+reveal_type(a @ a)  # Union[numerical._numerical.Tensor, Any]
+reveal_type(a[0])  # Union[numerical._numerical.Tensor, Any]
+reveal_type(a.dtype.name)  # Union[Literal['float64'], Literal['complex128']]
+z: nm.Tensor = nm.astype(nm.zeros(2, device="cpu"), nm.complex128)
+kind: bool = nm.isdtype(z.dtype, ("real floating", nm.complex128))
 text: str = f"{(2 * a + 1).T[0]} {nm.linalg.lstsq(a, x).rank + 1}"
 """
 
@@ -39,6 +50,26 @@ def test_strict_code_checks(tmp_path):
     program.write_text(STRICT_PROGRAM)
     said = run("mypy", "--strict", str(program), cwd=tmp_path)
     assert said.returncode == 0, said.stdout
+    revealed = re.findall(r'Revealed type is "(.*)"', said.stdout)
+    assert revealed == re.findall(r"^reveal_type.*# (.*)$", STRICT_PROGRAM, re.MULTILINE)
+
+
+WRONG_PROGRAM = """
+import numerical as nm
+nm.linalg.eigh(nm.eye(2), method="qr")
+nm.linalg.svd(nm.eye(2), method="tridiagonal_ql")
+nm.zeros(2, dtype="float32")
+nm.linalg.qr(nm.eye(2), "full")
+"""
+
+
+@needs_mypy
+def test_methods_and_dtypes_that_are_none_are_found(tmp_path):
+    program = tmp_path / "program.py"
+    program.write_text(WRONG_PROGRAM)
+    said = run("mypy", "--strict", str(program), cwd=tmp_path)
+    faults = {int(line) for line in re.findall(r"program\.py:(\d+): error", said.stdout)}
+    assert faults == {3, 4, 5, 6}, said.stdout
 
 
 @needs_mypy
