@@ -27,22 +27,44 @@ from ._creation import (
 )  # fmt: skip
 from ._dtypes import complex128, float64
 from ._einsum import einsum
+from ._arrangement import (
+    block_diag, column_stack, hstack, meshgrid, roll, split, take, take_along_axis, toeplitz,
+    unstack, vander, vstack,
+)  # fmt: skip
 from ._functions import (
-    abs, add, allclose, array_equal, conj, cos, divide, exp, imag, log, max, mean, min, multiply,
-    negative, power, real, sin, sqrt, square, std, subtract, sum, tan, tanh, var,
+    abs, absolute, acos, add, all, allclose, any, arccos, arcsin, arctan, arctan2, argmax,
+    argmin, argsort, array_equal, asin, atan, atan2, ceil, clip, conj, conjugate, cos, cosh,
+    count_nonzero, cumprod, cumsum, diff, divide, equal, exp, exp2, expm1, floor, greater,
+    greater_equal, hypot, imag, isclose, isfinite, isinf, isnan, less, less_equal, log, log10,
+    log1p, log2, logical_and, logical_not, logical_or, logical_xor, max, maximum, mean, min,
+    minimum, multiply, negative, nonzero, not_equal, pow, power, prod, real, round,
+    searchsorted, sign, sin, sinh, sort, sqrt, square, std, subtract, sum, tan, tanh, trunc,
+    var, where,
 )  # fmt: skip
 from ._numerical import Tensor, error
+from ._positions import METHODS as _POSITIONS_METHODS
+from ._positions import Positions
 from ._products import (
     dot, inner, kron, matmul, multi_dot, outer, tensordot, trace, vdot,
 )  # fmt: skip
 from ._settings import get_num_threads, limit_gemm_path, num_threads, set_num_threads
 from ._shaping import (
-    broadcast_to, concatenate, expand_dims, flip, moveaxis, permute_dims, ravel, repeat, reshape,
+    broadcast_to, concat, concatenate, expand_dims, flip, moveaxis, permute_dims, ravel, repeat, reshape,
     squeeze, stack, swapaxes, tile, transpose,
 )  # fmt: skip
-from .linalg import cholesky, lstsq, matrix_power, matrix_rank, norm, pinv, qr, slogdet, solve, svd
+from ._statistics import corrcoef, cov
+from .linalg import (
+    cholesky, lstsq, matrix_power, matrix_rank, matrix_transpose, norm, pinv, qr, slogdet, solve,
+    svd, vecdot,
+)  # fmt: skip
 
 __version__ = "0.1.0"
+
+newaxis = None
+pi = 3.141592653589793
+e = 2.718281828459045
+inf = float("inf")
+nan = float("nan")
 
 # The module's own names, for what the package wraps under another one.
 determinant = _numerical.determinant
@@ -65,3 +87,5 @@ _native_module.native._connect(
 for _methods_of in (_methods, _pickling, _protocols, _array_api):
     for _name, _function in _methods_of.METHODS.items():
         setattr(Tensor, _name, _function)
+for _name, _function in _POSITIONS_METHODS.items():
+    setattr(Positions, _name, _function)

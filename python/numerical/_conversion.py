@@ -40,12 +40,12 @@ def _as_written(dtype):
     return dtype.__qualname__ if dtype.__module__ == "builtins" else f"{dtype.__module__}.{dtype.__qualname__}"
 
 
-def array(obj, dtype=None):
+def array(obj, dtype=None, *, copy=True, device=None):
     """A new Tensor from nested lists or tuples of numbers, a number, a buffer or an array.
 
     The dtype is complex128 if any number is complex, otherwise float64, unless it is given.
     """
-    return asarray(obj, dtype)
+    return asarray(obj, dtype, copy=None if copy else False, device=device)
 
 
 def asarray(obj, dtype=None, *, device=None, copy=None):

@@ -3,8 +3,9 @@
 import math
 
 from . import _numerical
-from ._arguments import integer, integers, real, require_cpu
+from ._arguments import integer, integers, real, require_cpu, shown
 from ._conversion import asarray, complex128, dtype_name, float64, is_complex
+from ._memory import row_major_strides
 from ._native_module import native
 from ._numerical import Tensor
 
@@ -121,17 +122,39 @@ def diag(v, k=0):
     return native.diagonal_matrix(v, k)
 
 
-def diagonal(a, offset=0):
-    """The diagonal of a matrix, or the one `offset` places to its right, as a vector."""
+def diagonal(a, offset=0, axis1=-2, axis2=-1):
+    """The diagonals of matrices that lie in two axes, the last two by default.
+
+    a is (..., M, N), the result (..., K): element i is that of row i and column i + offset. The
+    other axes keep their order. ValueError below rank 2.
+    """
+    return diagonals_of(a, offset, axis1, axis2, "diagonal")
+
+
+def diagonals_of(a, offset, axis1, axis2, name):
     a, offset = asarray(a), integer(offset, "offset")
-    if a.ndim != 2:
-        raise ValueError(f"diagonal takes a matrix, not a tensor of rank {a.ndim}")
-    rows, columns = a.shape
-    first_row, first_column = max(-offset, 0), max(offset, 0)
-    count = max(min(rows - first_row, columns - first_column), 0)
-    if count == 0:
-        return Tensor([], (0,), a.dtype)
-    return native.with_strides(a, (count,), (columns + 1,), first_row * columns + first_column)
+    if a.ndim < 2:
+        raise ValueError(f"{name} takes a matrix or a stack of them, not a tensor of rank {a.ndim}")
+    first, second = axis_of(axis1, a.ndim, "axis1"), axis_of(axis2, a.ndim, "axis2")
+    if first == second:
+        raise ValueError(f"axis1 and axis2 are both axis {first}")
+    row, column = max(-offset, 0), max(offset, 0)
+    count = max(min(a.shape[first] - row, a.shape[second] - column), 0)
+    others = [i for i in range(a.ndim) if i not in (first, second)]
+    shape = (*(a.shape[i] for i in others), count)
+    if 0 in shape:
+        return Tensor([], shape, a.dtype)
+    own = row_major_strides(a.shape, 1)
+    strides = (*(own[i] for i in others), own[first] + own[second])
+    return native.with_strides(a, shape, strides, row * own[first] + column * own[second])
+
+
+def axis_of(axis, rank, name="axis"):
+    """The axis counted from the front; IndexError if there is none such."""
+    place = integer(axis, name)
+    if not -rank <= place < rank:
+        raise IndexError(f"{name} {shown(place)} is out of bounds for a tensor of rank {rank}")
+    return place % rank
 
 
 def tri(n, m=None, k=0, dtype=float64):

@@ -1,20 +1,23 @@
 """einsum as people write it: implicit output, ellipsis, mixed dtypes."""
 
 from . import _numerical
+from ._arguments import integer
 from ._hints import add_hint, einsum_hint
 from ._promotion import same_dtype
 
+_SORTED_LABELS = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"
 _ALL_LABELS = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
 
 
-def einsum(spec, *operands):
-    """Einstein summation: einsum("ij,jk->ik", a, b).
+def einsum(spec, *operands, optimize=True):
+    """Einstein summation: einsum("ij,jk->ik", a, b), or einsum(a, [0, 1], b, [1, 2], [0, 2]).
 
     Without "->" the output holds the labels that stand once, in alphabetical order. "..." stands
     for the leading axes that broadcast. float64 operands meeting complex128 ones are widened. A
     result without axes is a number.
 
-    A sum over three or more operands is split into pairs in the cheapest order.
+    A sum over three or more operands is split into pairs in the cheapest order, whatever optimize
+    says: it is there for programs that name a way to NumPy.
     """
     try:  # looking at the operands first would cost as much as a small product
         result = _numerical.einsum(spec, *operands)
@@ -28,7 +31,7 @@ def einsum(spec, *operands):
 def _general(spec, operands):
     """What the module's einsum doesn't take as it is given, or the error that tells why not."""
     if not isinstance(spec, str):
-        raise TypeError("einsum takes the subscripts as text first: einsum('ij,jk->ik', a, b)")
+        spec, operands = _interleaved((spec, *operands))
     tensors = same_dtype(*operands)
     try:
         return _numerical.einsum(*_spelt_out(spec, tensors))
@@ -44,6 +47,27 @@ def _spelt_out(spec, tensors):
     elif "->" not in spec:
         spec = f"{spec}->{_implicit_output(spec)}"
     return spec, *tensors
+
+
+def _interleaved(arguments):
+    """The text and the operands of einsum(a, [0, 1], b, [1, 2], [0, 2])."""
+    lists = [*arguments[1::2], *(arguments[-1:] if len(arguments) % 2 else ())]
+    if len(arguments) < 2 or not all(isinstance(labels, (list, tuple)) for labels in lists):
+        raise TypeError("einsum takes the subscripts as text first: einsum('ij,jk->ik', a, b)")
+    texts = ["".join(map(_label, labels)) for labels in lists]
+    if len(arguments) % 2:
+        return f"{','.join(texts[:-1])}->{texts[-1]}", arguments[:-1:2]
+    return ",".join(texts), arguments[::2]
+
+
+def _label(number):
+    """The letter of a numbered axis, in the numbers' order, as the implicit output is sorted."""
+    if number is Ellipsis:
+        return "..."
+    place = integer(number, "a subscript")
+    if not 0 <= place < len(_SORTED_LABELS):
+        raise ValueError(f"einsum: subscripts are from 0 to {len(_SORTED_LABELS) - 1}, not {place}")
+    return _SORTED_LABELS[place]
 
 
 def _implicit_output(inputs):

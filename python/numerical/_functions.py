@@ -1,17 +1,41 @@
-"""Element-wise functions, reductions and comparisons, all native."""
+"""Element-wise functions, reductions, comparisons, sorting and searching, all native."""
 
 from ._native_module import native
 
-# --- element by element --------------------------------------------------------------------------
+# --- elementary functions -------------------------------------------------------------------------
 exp = native.exp
+exp2 = native.exp2
+expm1 = native.expm1
 log = native.log
+log2 = native.log2
+log10 = native.log10
+log1p = native.log1p
 sqrt = native.sqrt
 sin = native.sin
 cos = native.cos
 tan = native.tan
+sinh = native.sinh
+cosh = native.cosh
 tanh = native.tanh
+arcsin = native.arcsin
+arccos = native.arccos
+arctan = native.arctan
+arctan2 = native.arctan2
+hypot = native.hypot
+
+# The names of the array API.
+acos, asin, atan, atan2 = arccos, arcsin, arctan, arctan2
+pow = power = native.power
+
+# --- arithmetic and rounding ----------------------------------------------------------------------
 abs = native.abs
 square = native.square
+sign = native.sign
+floor = native.floor
+ceil = native.ceil
+trunc = native.trunc
+round = native.round
+clip = native.clip
 real = native.real
 imag = native.imag
 conj = native.conj
@@ -20,16 +44,50 @@ add = native.add
 subtract = native.subtract
 multiply = native.multiply
 divide = native.divide
-power = native.power
+maximum = native.maximum
+minimum = native.minimum
+diff = native.diff
+absolute, conjugate = abs, conj
 
-# --- reductions ----------------------------------------------------------------------------------
+# --- truths ---------------------------------------------------------------------------------------
+equal = native.equal
+not_equal = native.not_equal
+less = native.less
+less_equal = native.less_equal
+greater = native.greater
+greater_equal = native.greater_equal
+logical_and = native.logical_and
+logical_or = native.logical_or
+logical_xor = native.logical_xor
+logical_not = native.logical_not
+isnan = native.isnan
+isinf = native.isinf
+isfinite = native.isfinite
+isclose = native.isclose
+where = native.where
+
+# --- reductions and running sums ------------------------------------------------------------------
 sum = native.sum
 mean = native.mean
+prod = native.prod
 max = native.max
 min = native.min
 var = native.var
 std = native.std
+any = native.any
+all = native.all
+count_nonzero = native.count_nonzero
+cumsum = native.cumsum
+cumprod = native.cumprod
 
-# --- comparisons of whole tensors ----------------------------------------------------------------
+# --- sorting and searching ------------------------------------------------------------------------
+sort = native.sort
+argsort = native.argsort
+argmax = native.argmax
+argmin = native.argmin
+searchsorted = native.searchsorted
+nonzero = native.nonzero
+
+# --- comparisons of whole tensors -----------------------------------------------------------------
 allclose = native.allclose
 array_equal = native.array_equal

@@ -1,7 +1,7 @@
 """Least squares, pseudo-inverse and rank."""
 
 from ._arguments import real
-from ._decompositions import svdvals
+from ._decompositions import svd
 from ._functions import abs as _abs
 from ._functions import square
 from ._hints import add_hint
@@ -109,29 +109,38 @@ def _truncated_inverse(u, s, vh, rtol):
     return matmul(vh.mH * columns, u.mH)
 
 
-def pinv(a, rtol=None):
+def pinv(a, rcond=None, hermitian=False, *, rtol=None):
     """The Moore-Penrose inverse of matrices.
 
     Singular values up to rtol times the largest count as zero; by default rtol is max(M, N)·2^-52.
+    rcond is NumPy's name of rtol. Of hermitian matrices one triangle is read, by eigh.
     """
-    if rtol is None:
+    if rcond is not None and rtol is not None:
+        raise ValueError("pinv: rcond and rtol are one: give either")
+    rtol = rcond if rtol is None else rtol
+    if rtol is None and not hermitian:
         return native.pinv(a)
-    return _truncated_inverse(*native.svd(a, False, "divide_and_conquer"), real(rtol, "rtol"))
+    a = matrices(a, "pinv", square_only=bool(hermitian))
+    limit = EPS * max(a.shape[-2:]) if rtol is None else real(rtol, "rtol")
+    return _truncated_inverse(*svd(a, False, hermitian=hermitian), limit)
 
 
-def matrix_rank(a, tol=None, *, rtol=None):
+def matrix_rank(a, tol=None, hermitian=False, *, rtol=None):
     """The number of singular values above a threshold: tol, or rtol times the largest.
 
-    By default rtol is max(M, N)·2^-52. An int for a matrix, a tensor for a stack.
+    By default rtol is max(M, N)·2^-52. Of hermitian matrices the values are the moduli of the
+    eigenvalues. An int for a matrix, a tensor for a stack.
     """
     if tol is not None and rtol is not None:
         raise ValueError("matrix_rank takes tol or rtol, not both")
-    if tol is None and rtol is None:
+    if tol is None and rtol is None and not hermitian:
         return native.matrix_rank(a)
-    values = svdvals(a)
+    a = matrices(a, "matrix_rank", square_only=bool(hermitian))
+    values = svd(a, compute_uv=False, hermitian=hermitian)
     if tol is not None:
         threshold = real(tol, "tol")
     else:
-        threshold = real(rtol, "rtol") * values[..., :1]
+        limit = EPS * max(a.shape[-2:]) if rtol is None else real(rtol, "rtol")
+        threshold = limit * values[..., :1]
     found = native.sum(values > threshold, -1)
     return found if values.ndim > 1 else int(found)

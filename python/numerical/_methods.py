@@ -8,15 +8,15 @@ from . import _numerical
 from ._conversion import asarray
 from ._dtypes import complex128, float64
 from ._format import tensor_html, tensor_repr, tensor_text
-from ._functions import max as _max
-from ._functions import mean as _mean
-from ._functions import min as _min
-from ._functions import sum as _sum
+from . import _functions as functions
+from ._arrangement import take
+from ._creation import diagonal
 from ._hints import add_hint
 from ._memory import array_interface, bytes_held, of_module
 from ._native_module import native
 from ._numerical import Tensor, error
-from ._shaping import permute_dims, ravel, reshape, squeeze
+from ._products import dot, trace
+from ._shaping import permute_dims, ravel, repeat, reshape, squeeze, swapaxes
 
 
 _module_init = of_module("__init__")
@@ -117,9 +117,9 @@ def _length(t):
     return t.shape[0]
 
 
-def _reshape(t, *shape):
+def _reshape(t, *shape, order="C"):
     """The elements under another shape, given as one sequence or as extents; one may be -1."""
-    return reshape(t, shape[0] if len(shape) == 1 else shape)
+    return reshape(t, shape[0] if len(shape) == 1 else shape, order)
 
 
 def _transpose(t, *axes):
@@ -129,16 +129,89 @@ def _transpose(t, *axes):
     return permute_dims(t, axes[0] if len(axes) == 1 else axes)
 
 
-def _as_method(reduction):
-    """The reduction with the parameters that NumPy's function of the same name hands to a method."""
+def _refuse_out(out):
+    if out is not None:
+        raise TypeError("tensors are immutable: a reduction gives its result and fills no out")
 
+
+# The reductions with the parameters that NumPy's functions of the same names hand to a method.
+def _as_method(reduction):
     def method(t, axis=None, dtype=None, out=None, *, keepdims=False):
-        if out is not None:
-            raise TypeError("tensors are immutable: a reduction gives its result and fills no out")
+        _refuse_out(out)
+        return reduction(t, axis, dtype=dtype, keepdims=keepdims)
+
+    return _named_as(reduction, method)
+
+
+def _as_plain_method(reduction):
+    def method(t, axis=None, out=None, *, keepdims=False):
+        _refuse_out(out)
+        return reduction(t, axis, keepdims=keepdims)
+
+    return _named_as(reduction, method)
+
+
+def _as_spread_method(reduction):
+    def method(t, axis=None, dtype=None, out=None, ddof=0, *, keepdims=False, correction=None):
+        _refuse_out(out)
+        if correction is not None:
+            ddof = correction
+        return reduction(t, axis, ddof=ddof, dtype=dtype, keepdims=keepdims)
+
+    return _named_as(reduction, method)
+
+
+def _as_running_method(function):
+    def method(t, axis=None, dtype=None, out=None):
+        _refuse_out(out)
+        return function(t, axis, dtype)
+
+    return _named_as(function, method)
+
+
+def _named_as(function, method):
+    method.__name__, method.__doc__ = function.__name__, function.__doc__
+    return method
+
+
+def _extreme_method(reduction):
+    def method(t, axis=None, dtype=None, out=None, *, keepdims=False):
+        _refuse_out(out)
         return reduction(t if dtype is None else asarray(t, dtype), axis, keepdims=keepdims)
 
-    method.__name__, method.__doc__ = reduction.__name__, reduction.__doc__
-    return method
+    return _named_as(reduction, method)
+
+
+def _sorted(t, axis=-1, kind=None):
+    """A sorted copy: tensors are immutable, so that sort() changes nothing in place."""
+    return functions.sort(t, axis, kind)
+
+
+def _argsort(t, axis=-1, kind=None):
+    """The Positions that sort the tensor along an axis."""
+    return functions.argsort(t, axis, kind)
+
+
+def _clip(t, min=None, max=None, out=None):
+    """The elements brought between bounds; None for no bound."""
+    _refuse_out(out)
+    return functions.clip(t, min, max)
+
+
+def _round(t, decimals=0, out=None):
+    """Rounded to decimals, halves to the even digit."""
+    _refuse_out(out)
+    return functions.round(t, decimals)
+
+
+def _searchsorted(t, v, side="left", sorter=None):
+    """Where v would keep the ascending vector sorted."""
+    return functions.searchsorted(t, v, side, sorter)
+
+
+def _nonzero(t):
+    """For each axis the Positions of the elements that aren't zero."""
+    return functions.nonzero(t)
 
 
 def _astype(t, dtype=None, *, copy=None):
@@ -243,12 +316,33 @@ METHODS = {
     "ravel": ravel,
     "flatten": ravel,
     "transpose": _transpose,
-    "sum": _as_method(_sum),
-    "mean": _as_method(_mean),
-    "max": _as_method(_max),
-    "min": _as_method(_min),
-    "astype": _astype,
     "squeeze": _squeeze,
+    "swapaxes": swapaxes,
+    "repeat": repeat,
+    "take": take,
+    "diagonal": diagonal,
+    "trace": trace,
+    "dot": dot,
+    "sum": _as_method(functions.sum),
+    "mean": _as_method(functions.mean),
+    "prod": _as_method(functions.prod),
+    "max": _extreme_method(functions.max),
+    "min": _extreme_method(functions.min),
+    "any": _as_plain_method(functions.any),
+    "all": _as_plain_method(functions.all),
+    "argmax": _as_plain_method(functions.argmax),
+    "argmin": _as_plain_method(functions.argmin),
+    "var": _as_spread_method(functions.var),
+    "std": _as_spread_method(functions.std),
+    "cumsum": _as_running_method(functions.cumsum),
+    "cumprod": _as_running_method(functions.cumprod),
+    "sort": _sorted,
+    "argsort": _argsort,
+    "searchsorted": _searchsorted,
+    "nonzero": _nonzero,
+    "clip": _clip,
+    "round": _round,
+    "astype": _astype,
     "itemsize": property(lambda t: t.dtype.itemsize, doc="Bytes of an element."),
     "nbytes": property(lambda t: t.size * t.dtype.itemsize, doc="Bytes of all elements."),
     "copy": _copy,

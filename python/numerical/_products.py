@@ -4,9 +4,9 @@ import math
 
 from . import _numerical
 from ._arguments import integer, items, shown
-from ._conversion import asarray
+from ._creation import diagonals_of
 from ._functions import conj
-from ._memory import row_major_strides
+from ._functions import sum as _sum
 from ._native_module import native
 from ._promotion import same_dtype
 from ._shaping import normalized_axes, ravel, reshape
@@ -113,22 +113,10 @@ def kron(a, b):
     return reshape(apart, [x * y for x, y in zip(a.shape, b.shape)])
 
 
-def trace(a, offset=0):
-    """The sum of a diagonal; for a stack of matrices one for each."""
-    a, offset = asarray(a), integer(offset, "offset")
-    if a.ndim < 2:
-        raise ValueError(f"trace takes matrices, not a tensor of rank {a.ndim}")
-    rows, columns = a.shape[-2:]
-    count = max(min(rows, columns - offset) if offset >= 0 else min(rows + offset, columns), 0)
-    strides = row_major_strides(a.shape, 1)
-    first = offset if offset >= 0 else -offset * columns
-    if count == 0:
-        total = _numerical._full(a.shape[:-2], 0.0, a.dtype == "complex128")
-    else:
-        shape = (*a.shape[:-2], count)
-        diagonals = native.with_strides(a, shape, (*strides[:-2], columns + 1), first)
-        total = _numerical._reduce("sum", diagonals, len(shape) - 1)
-    return total if total.ndim else total.tolist()
+def trace(a, offset=0, axis1=-2, axis2=-1, dtype=None):
+    """The sum of a diagonal, of each matrix of a stack; the matrices lie in two axes, the last two
+    by default. A number for one matrix."""
+    return _sum(diagonals_of(a, offset, axis1, axis2, "trace"), -1, dtype=dtype)
 
 
 def multi_dot(tensors):

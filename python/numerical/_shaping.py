@@ -6,17 +6,10 @@ from . import _numerical
 from ._arguments import count as whole
 from ._arguments import integer, integers, shown
 from ._conversion import asarray
+from ._creation import axis_of as normalized_axis
 from ._creation import shape_of
 from ._memory import row_major_strides
 from ._native_module import native
-
-
-def normalized_axis(axis, rank, name="axis"):
-    """The axis counted from the front; IndexError if there is none such."""
-    place = integer(axis, name)
-    if not -rank <= place < rank:
-        raise IndexError(f"{name} {shown(place)} is out of bounds for a tensor of rank {rank}")
-    return place % rank
 
 
 def normalized_axes(axes, rank, name="axis"):
@@ -28,8 +21,17 @@ def normalized_axes(axes, rank, name="axis"):
     return found
 
 
-def reshape(a, shape):
-    """The elements in row-major order under another shape; one extent may be -1."""
+def reshape(a, shape, order="C"):
+    """The elements in row-major order under another shape; one extent may be -1.
+
+    ValueError if the shape holds another number of elements, or for an order but "C": column-major
+    order is that of the transpose, reshape(a.T, shape[::-1]).T.
+    """
+    if order != "C":
+        raise ValueError(
+            f"reshape reads in row-major order, 'C', not {shown(order)}: for column-major order"
+            " write reshape(a.T, shape[::-1]).T"
+        )
     a = asarray(a)
     extents = integers(shape, "shape")
     if -1 in extents:
@@ -122,7 +124,7 @@ def broadcast_to(a, shape):
     return native.with_strides(a, shape, strides)
 
 
-concatenate = native.concatenate
+concatenate = concat = native.concatenate
 stack = native.stack
 
 

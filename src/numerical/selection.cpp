@@ -177,6 +177,47 @@ tensor<T> gather(const tensor<T>& a, const selection& from)
 }
 
 template <class T>
+tensor<T> gather_along(const tensor<T>& a, std::size_t axis, const positions& places)
+{
+    const auto split = a.shape.begin() + static_cast<std::ptrdiff_t>(axis);
+    std::vector<std::size_t> shape(a.shape.begin(), split);
+    shape.insert(shape.end(), places.shape.begin(), places.shape.end());
+    shape.insert(shape.end(), split + 1, a.shape.end());
+    const std::size_t inner = a.strides[axis];
+    const auto extent = static_cast<std::ptrdiff_t>(a.shape[axis]);
+    std::vector<T> data = detail::uninitialized<T>(detail::element_count(shape));
+    T* to = data.data();
+    const std::size_t stretch = a.shape[axis] * inner;
+    for (std::size_t first = 0; to != data.data() + data.size(); first += stretch)
+        for (const std::ptrdiff_t place : places.data) {
+            const std::ptrdiff_t at = place < 0 ? place + extent : place;
+            const T* const from = a.data.data() + first + static_cast<std::size_t>(at) * inner;
+            if (inner == 1)
+                *to++ = *from;
+            else
+                to = std::copy_n(from, inner, to);
+        }
+    return tensor<T>(std::move(shape), std::move(data));
+}
+
+// Every element is written to the next free place, which moves on behind those that stay: no branch
+// depends on the mask.
+template <class T>
+tensor<T> gather_masked(const tensor<T>& a, const tensor<double>& mask)
+{
+    std::size_t count = 0;
+    for (const double truth : mask.data)
+        count += truth != 0 ? 1 : 0;
+    std::vector<T> data = detail::uninitialized<T>(count);
+    std::size_t to = 0;
+    for (std::size_t i = 0; to < count; ++i) {
+        data[to] = a.data[i];
+        to += mask.data[i] != 0 ? 1 : 0;
+    }
+    return tensor<T>({count}, std::move(data));
+}
+
+template <class T>
 tensor<T> updated(const tensor<T>& a, const selection& at, update_operation operation,
                   const tensor<T>& values)
 {
@@ -187,6 +228,15 @@ tensor<T> updated(const tensor<T>& a, const selection& at, update_operation oper
     return tensor<T>(a.shape, std::move(data));
 }
 
+template tensor<double> gather_along(const tensor<double>&, std::size_t, const positions&);
+template tensor<std::complex<double>> gather_along(const tensor<std::complex<double>>&, std::size_t,
+                                                   const positions&);
+template positions gather_along(const positions&, std::size_t, const positions&);
+template tensor<double> gather_masked(const tensor<double>&, const tensor<double>&);
+template tensor<std::complex<double>> gather_masked(const tensor<std::complex<double>>&,
+                                                    const tensor<double>&);
+template positions gather_masked(const positions&, const tensor<double>&);
+template positions gather(const positions&, const selection&);
 template tensor<double> gather(const tensor<double>&, const selection&);
 template tensor<std::complex<double>> gather(const tensor<std::complex<double>>&, const selection&);
 template tensor<double> updated(const tensor<double>&, const selection&, update_operation,

@@ -39,6 +39,16 @@ struct selection
 template <class T>
 tensor<T> gather(const tensor<T>& a, const selection& from);
 
+// The elements of `a` with each place of an axis replaced by those that the positions name: their
+// shape stands for the axis in the result's. They lie in [-extent, extent), a negative one counts
+// from the end.
+template <class T>
+tensor<T> gather_along(const tensor<T>& a, std::size_t axis, const positions& places);
+
+// The elements where the mask, of the same shape, isn't zero, in row-major order.
+template <class T>
+tensor<T> gather_masked(const tensor<T>& a, const tensor<double>& mask);
+
 enum class update_operation { set, add, multiply, minimum, maximum };
 
 // A copy of `a` in which each selected element is replaced by `operation` of itself and its value.

@@ -137,6 +137,8 @@ T take_first(const tensor<T>& a, std::span<const axis_range> ranges)
 template tensor<double> take(const tensor<double>&, std::span<const axis_range>);
 template tensor<std::complex<double>> take(const tensor<std::complex<double>>&,
                                            std::span<const axis_range>);
+template positions take(const positions&, std::span<const axis_range>);
+template std::ptrdiff_t take_first(const positions&, std::span<const axis_range>);
 template double take_first(const tensor<double>&, std::span<const axis_range>);
 template std::complex<double> take_first(const tensor<std::complex<double>>&,
                                          std::span<const axis_range>);

@@ -42,6 +42,10 @@ private:
 // What a Python Tensor holds: index 0 is the dtype float64, index 1 complex128.
 using any_tensor = std::variant<tensor<double>, tensor<std::complex<double>>>;
 
+// Places of elements, as sorting and searching give them. Not a kind of any_tensor: they are
+// counted with and taken as indices, and no arithmetic of the engine is for them.
+using positions = tensor<std::ptrdiff_t>;
+
 // The n × n identity.
 template <class T>
 tensor<T> eye(std::size_t n);

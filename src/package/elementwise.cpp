@@ -6,10 +6,11 @@
 #include "numerical/elementwise/unary.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "package/closeness.hpp"
+#include "package/elementary.hpp"
 #include "package/parameters.hpp"
 
 #include <cmath>
-#include <string_view>
 #include <utility>
 
 namespace numerical::package {
@@ -26,8 +27,9 @@ PyObject* arithmetic_call(arithmetic_operation operation, const binary_signature
     const auto [left, right] = signature.bind(call);
     operand a(left);
     operand b(right);
-    return by_type(a, b,
-                   [&](const auto& x, const auto& y) { return wrap(arithmetic(operation, x, y)); });
+    return by_type(a, b, [&](const auto& x, const auto& y) {
+        return wrap(computed_arithmetic(operation, x, y));
+    });
 }
 
 template <class F>
@@ -37,13 +39,6 @@ PyObject* unary_call(const unary_signature& signature, const binding::call_argum
     const auto [given] = signature.bind(call);
     const operand a(given);
     return by_type(a, f);
-}
-
-PyObject* named_call(const unary_signature& signature, const binding::call_arguments& call)
-{
-    return unary_call(signature, call, [&](const auto& x) {
-        return wrap(std::move(*unary(std::string_view(signature.function), x)));
-    });
 }
 
 // The argument itself where it is a float64 Tensor and the function changes none, else f(a).
@@ -69,25 +64,6 @@ tensor<Out> each(const tensor<complex>& a, const F& f)
         data[i] = f(a.data[i]);
     return tensor<Out>(a.shape, std::move(data));
 }
-
-struct closeness
-{
-    double relative;
-    double absolute;
-    bool equal_nan;
-
-    // Infinities are close to equal ones alone, as inf <= inf must not make them close to numbers.
-    template <class T>
-    bool operator()(const T& x, const T& y) const
-    {
-        if (x == y)
-            return true;
-        const double distance = detail::modulus(x - y);
-        if (distance != HUGE_VAL && distance <= absolute + relative * detail::modulus(y))
-            return true;
-        return equal_nan && x != x && y != y;
-    }
-};
 
 // Whether `holds` is true for every pair that broadcasting brings together.
 template <class T, class Holds>
@@ -193,44 +169,10 @@ PyObject* imaginary_part(PyObject* given)
     return wrap(tensor<double>(x.shape, detail::zeros<double>(x.data.size())));
 }
 
-PyObject* exp(const binding::call_arguments& call)
-{
-    return named_call(of_one("exp"), call);
-}
-
-PyObject* log(const binding::call_arguments& call)
-{
-    return named_call(of_one("log"), call);
-}
-
-PyObject* sqrt(const binding::call_arguments& call)
-{
-    return named_call(of_one("sqrt"), call);
-}
-
-PyObject* sin(const binding::call_arguments& call)
-{
-    return named_call(of_one("sin"), call);
-}
-
-PyObject* cos(const binding::call_arguments& call)
-{
-    return named_call(of_one("cos"), call);
-}
-
-PyObject* tan(const binding::call_arguments& call)
-{
-    return named_call(of_one("tan"), call);
-}
-
-PyObject* tanh(const binding::call_arguments& call)
-{
-    return named_call(of_one("tanh"), call);
-}
-
 PyObject* abs(const binding::call_arguments& call)
 {
-    return named_call(of_one("abs"), call);
+    return unary_call(of_one("abs"), call,
+                      [](const auto& x) { return wrap(std::move(*unary("abs", x))); });
 }
 
 PyObject* allclose(const binding::call_arguments& call)

@@ -26,14 +26,6 @@ PyObject* conjugated(PyObject* given);
 PyObject* real_part(PyObject* given);
 PyObject* imaginary_part(PyObject* given);
 
-// Those of `unary` (elementwise/unary.hpp) by its names.
-PyObject* exp(const binding::call_arguments& call);
-PyObject* log(const binding::call_arguments& call);
-PyObject* sqrt(const binding::call_arguments& call);
-PyObject* sin(const binding::call_arguments& call);
-PyObject* cos(const binding::call_arguments& call);
-PyObject* tan(const binding::call_arguments& call);
-PyObject* tanh(const binding::call_arguments& call);
 PyObject* abs(const binding::call_arguments& call);
 
 // allclose(a, b, rtol=1e-5, atol=1e-8, equal_nan=False): abs(a - b) <= atol + rtol·abs(b)

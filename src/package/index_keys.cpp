@@ -7,6 +7,7 @@
 #include "numerical/checks.hpp"
 #include "package/operand.hpp"
 #include "package/parameters.hpp"
+#include "package/positions.hpp"
 
 #include <algorithm>
 #include <limits>
@@ -201,6 +202,21 @@ read_array from_array(PyObject* object)
     return array;
 }
 
+read_array from_positions(const positions& places)
+{
+    return {false, places.shape, places.data};
+}
+
+read_array array_of(PyObject* key)
+{
+    if (is_list(key))
+        return from_list(key);
+    if (is_tensor(key))
+        return from_tensor(key);
+    const positions* places = positions_in(key);
+    return places != nullptr ? from_positions(*places) : from_array(key);
+}
+
 bool is_array(PyObject* key)
 {
     return is_list(key) || is_tensor(key) ||
@@ -226,13 +242,6 @@ private:
     std::vector<std::optional<read_array>> arrays; // for each given key
     std::size_t axis = 0;
     index_keys out;
-
-    static read_array array_of(PyObject* key)
-    {
-        if (is_list(key))
-            return from_list(key);
-        return is_tensor(key) ? from_tensor(key) : from_array(key);
-    }
 
     std::size_t axes_of(PyObject* key, std::size_t i) const
     {
@@ -405,6 +414,14 @@ bool are_apart(const std::vector<index_key>& keys)
 }
 
 } // namespace
+
+positions read_places(PyObject* object)
+{
+    read_array array = array_of(object);
+    if (array.is_mask)
+        fail(PyExc_IndexError, "positions are ints: nonzero gives those of a mask");
+    return positions(std::move(array.shape), std::move(array.numbers));
+}
 
 axis_range range_of(PyObject* slice, std::size_t extent)
 {

@@ -37,6 +37,9 @@ struct index_keys
 // Reads `key` for a tensor of that shape; IndexError as subscript.hpp says.
 index_keys read_keys(PyObject* key, const std::vector<std::size_t>& shape);
 
+// Positions from a list or an array of ints; IndexError for masks and what holds no ints.
+positions read_places(PyObject* object);
+
 // What a slice selects from an axis.
 axis_range range_of(PyObject* slice, std::size_t extent);
 

@@ -84,6 +84,22 @@ operand::operand(PyObject* object)
     held = &value_of(converted.get());
 }
 
+operand::operand(PyObject* object, PyObject* dtype)
+    : operand(dtype == nullptr || dtype == Py_None
+                  ? binding::owned_ref()
+                  : binding::owned_ref(not_null(
+                        PyObject_CallFunctionObjArgs(callbacks().asarray, object, dtype, nullptr))),
+              object)
+{
+}
+
+operand::operand(binding::owned_ref in_dtype, PyObject* object)
+    : operand(in_dtype ? in_dtype.get() : object)
+{
+    if (in_dtype)
+        converted.reset(in_dtype.release());
+}
+
 void operand::make_complex()
 {
     if (is_complex())

@@ -32,6 +32,9 @@ public:
     // raises stands.
     explicit operand(PyObject* object);
 
+    // The same in the dtype, if one is given, as asarray(object, dtype).
+    operand(PyObject* object, PyObject* dtype);
+
     operand(const operand&) = delete;
     operand& operator=(const operand&) = delete;
 
@@ -53,6 +56,8 @@ public:
     }
 
 private:
+    operand(binding::owned_ref in_dtype, PyObject* object);
+
     const any_tensor* held;
     std::optional<any_tensor> own; // of a number, or widened
     binding::owned_ref converted;

@@ -4,10 +4,14 @@
 #include "binding/fastcall.hpp"
 #include "numerical/elementwise/arithmetic.hpp"
 #include "numerical/elementwise/comparison.hpp"
+#include "numerical/elementwise/numbers.hpp"
 #include "numerical/elementwise/unary.hpp"
+#include "package/elementary.hpp"
+#include "package/numbers.hpp"
 #include "package/operand.hpp"
 #include "package/parameters.hpp"
 
+#include <algorithm>
 #include <optional>
 #include <stdexcept>
 #include <variant>
@@ -77,7 +81,7 @@ PyObject* arithmetic_slot(PyObject* left, PyObject* right)
 {
     return binding::translated(marlinth_module_error, [&] {
         return of_operands(left, right, [](const auto& a, const auto& b) {
-            return wrap(arithmetic(operation, a, b));
+            return wrap(computed_arithmetic(operation, a, b));
         });
     });
 }
@@ -96,6 +100,38 @@ PyObject* product_slot(PyObject* left, PyObject* right)
         if (scalar || !are_operands(left, right))
             return not_implemented();
         return matrix_product(left, right);
+    });
+}
+
+// A mask as an operand: TypeError for other numbers, of which & would be something else.
+const tensor<double>& mask_of(const operand& a)
+{
+    const auto is_truth = [](double x) { return x == 0.0 || x == 1.0; };
+    if (a.is_complex() ||
+        !std::all_of(a.as<double>().data.begin(), a.as<double>().data.end(), is_truth))
+        binding::fail(PyExc_TypeError,
+                      "&, |, ^ and ~ are for masks, tensors of zeros and ones as comparisons give;"
+                      " logical_and and its like take all numbers");
+    return a.as<double>();
+}
+
+template <pair_function function>
+PyObject* mask_slot(PyObject* left, PyObject* right)
+{
+    return binding::translated(marlinth_module_error, [&] {
+        if (!are_operands(left, right))
+            return not_implemented();
+        const operand a(left);
+        const operand b(right);
+        return wrap(pair_by(function, mask_of(a), mask_of(b)));
+    });
+}
+
+PyObject* invert_slot(PyObject* self)
+{
+    return binding::translated(marlinth_module_error, [&] {
+        const operand a(self);
+        return wrap(number_by(number_function::logical_not, mask_of(a)));
     });
 }
 
@@ -139,16 +175,18 @@ std::optional<comparison> comparison_of(int code)
     }
 }
 
-// A mask; of two operands of rank 0 Python's own truth, which loops and max() ask for.
-PyObject* truth_or_mask(tensor<double>&& mask)
-{
-    return mask.shape.empty() ? PyBool_FromLong(mask.data[0] != 0) : wrap(std::move(mask));
-}
-
 bool is_order(comparison by)
 {
     return by != comparison::equal && by != comparison::not_equal;
 }
+
+template <class Function>
+PyType_Slot slot(int number, Function function)
+{
+    return {number, reinterpret_cast<void*>(function)};
+}
+
+} // namespace
 
 PyObject* comparison_slot(PyObject* left, PyObject* right, int code)
 {
@@ -166,13 +204,12 @@ PyObject* comparison_slot(PyObject* left, PyObject* right, int code)
     });
 }
 
-template <class Function>
-PyType_Slot slot(int number, Function function)
+PyObject* of_tensors(arithmetic_operation operation, PyObject* left, PyObject* right)
 {
-    return {number, reinterpret_cast<void*>(function)};
+    return of_operands(left, right, [operation](const auto& a, const auto& b) {
+        return wrap(computed_arithmetic(operation, a, b));
+    });
 }
-
-} // namespace
 
 void add_operator_slots(std::vector<PyType_Slot>& slots)
 {
@@ -182,6 +219,10 @@ void add_operator_slots(std::vector<PyType_Slot>& slots)
     slots.push_back(slot(Py_nb_true_divide, arithmetic_slot<arithmetic_operation::divide>));
     slots.push_back(slot(Py_nb_power, power_slot));
     slots.push_back(slot(Py_nb_matrix_multiply, product_slot));
+    slots.push_back(slot(Py_nb_and, mask_slot<pair_function::logical_and>));
+    slots.push_back(slot(Py_nb_or, mask_slot<pair_function::logical_or>));
+    slots.push_back(slot(Py_nb_xor, mask_slot<pair_function::logical_xor>));
+    slots.push_back(slot(Py_nb_invert, invert_slot));
     slots.push_back(slot(Py_nb_negative, negative_slot));
     slots.push_back(slot(Py_nb_positive, positive_slot));
     slots.push_back(slot(Py_nb_absolute, absolute_slot));

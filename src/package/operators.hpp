@@ -7,6 +7,7 @@
 // gets NotImplemented, so that Python asks the other side.
 
 #include "binding/python.hpp"
+#include "numerical/elementwise/arithmetic.hpp"
 
 #include <vector>
 
@@ -14,6 +15,12 @@ namespace numerical::package {
 
 // Appends the slots of the operators.
 void add_operator_slots(std::vector<PyType_Slot>& slots);
+
+// a op b of operands of which neither need be a Tensor; NotImplemented for what is no operand.
+PyObject* of_tensors(arithmetic_operation operation, PyObject* left, PyObject* right);
+
+// The comparison of CPython's code `code`, translated: the slot of Tensor and of Positions.
+PyObject* comparison_slot(PyObject* left, PyObject* right, int code);
 
 // a @ b by the rules of matmul, for operands that may still have to be converted. ValueError where
 // an operand has rank 0 or the inner extents differ.

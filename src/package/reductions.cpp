@@ -2,11 +2,15 @@
 
 #include "numerical/checks.hpp"
 #include "numerical/einsum/strided_copy.hpp"
+#include "numerical/elementwise/numbers.hpp"
 #include "numerical/elementwise/reductions.hpp"
 #include "numerical/elementwise/squares.hpp"
+#include "numerical/elementwise/scans.hpp"
 #include "numerical/elementwise/variance.hpp"
 #include "numerical/storage.hpp"
+#include "package/numbers.hpp"
 #include "package/parameters.hpp"
+#include "package/positions.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -17,7 +21,6 @@
 namespace numerical::package {
 namespace {
 
-using boundary::wrap;
 using detail::walk_shape;
 
 // What is reduced: the axes, ascending, and the shape of the result with and without them.
@@ -87,6 +90,11 @@ constexpr binding::signature<3> signature_of(const char* function)
     return {function, {"a", "axis", "keepdims"}, 1, 2};
 }
 
+constexpr binding::signature<4> signature_with_dtype(const char* function)
+{
+    return {function, {"a", "axis", "dtype", "keepdims"}, 1, 2};
+}
+
 template <class T>
 PyObject* shaped(std::vector<T>&& data, reduced_axes&& axes, bool keepdims)
 {
@@ -94,14 +102,10 @@ PyObject* shaped(std::vector<T>&& data, reduced_axes&& axes, bool keepdims)
         tensor<T>(std::move(keepdims ? axes.kept_dims : axes.kept), std::move(data)));
 }
 
-// f(data, walk) gives the results of a tensor, for the arguments of the call.
+// f(data, walk) gives the results of a tensor.
 template <class F>
-PyObject* reduced(const binding::signature<3>& signature, const binding::call_arguments& call,
-                  const F& f)
+PyObject* reduced(const operand& a, PyObject* axis, bool keepdims, const F& f)
 {
-    const auto [given, axis, keep] = signature.bind(call);
-    const operand a(given);
-    const bool keepdims = flag_parameter(keep);
     return by_type(a, [&](const auto& x) {
         reduced_axes axes = axes_of(axis, x.shape);
         if (axes.axes.empty() && !x.shape.empty()) // over no axis: nothing to add up
@@ -111,11 +115,22 @@ PyObject* reduced(const binding::signature<3>& signature, const binding::call_ar
     });
 }
 
+template <class F>
+PyObject* reduced(const binding::signature<4>& signature, const binding::call_arguments& call,
+                  const F& f)
+{
+    const auto [given, axis, dtype, keep] = signature.bind(call);
+    const operand a(given, dtype);
+    return reduced(a, axis, flag_parameter(keep), f);
+}
+
 template <class C>
 PyObject* extremes(const binding::signature<3>& signature, const binding::call_arguments& call,
                    const C& compare)
 {
-    return reduced(signature, call, [&](const auto* data, const walk_shape& walk) {
+    const auto [given, axis, keep] = signature.bind(call);
+    const operand a(given);
+    return reduced(a, axis, flag_parameter(keep), [&](const auto* data, const walk_shape& walk) {
         if constexpr (std::is_same_v<decltype(data), const double*>)
             return detail::extremes(data, walk, compare);
         else
@@ -125,13 +140,22 @@ PyObject* extremes(const binding::signature<3>& signature, const binding::call_a
     });
 }
 
-// The variances, or their square roots.
-PyObject* spread(const binding::signature<4>& signature, const binding::call_arguments& call,
-                 bool roots)
+using spread_signature = binding::signature<6>;
+
+constexpr spread_signature spread_signature_of(const char* function)
 {
-    const auto [given, axis, correction_given, keep] = signature.bind(call);
-    const operand a(given);
-    const double correction = real_parameter(correction_given, "correction", 0.0);
+    return {function, {"a", "axis", "correction", "ddof", "dtype", "keepdims"}, 1, 2};
+}
+
+// The variances, or their square roots.
+PyObject* spread(const spread_signature& signature, const binding::call_arguments& call, bool roots)
+{
+    const auto [given, axis, correction_given, ddof, dtype, keep] = signature.bind(call);
+    if (correction_given != nullptr && ddof != nullptr)
+        binding::fail(PyExc_ValueError, "correction and ddof are one: give either");
+    const operand a(given, dtype);
+    const double correction = ddof != nullptr ? real_parameter(ddof, "ddof", 0.0)
+                                              : real_parameter(correction_given, "correction", 0.0);
     const bool keepdims = flag_parameter(keep);
     return by_type(a, [&](const auto& x) {
         reduced_axes axes = axes_of(axis, x.shape);
@@ -144,13 +168,84 @@ PyObject* spread(const binding::signature<4>& signature, const binding::call_arg
     });
 }
 
-constexpr auto sum_signature = signature_of("sum");
-constexpr auto mean_signature = signature_of("mean");
+// --- truths --------------------------------------------------------------------------------------
+// How many elements of each reduced part aren't zero.
+template <class T>
+std::vector<double> true_counts(const tensor<T>& a, const shape_list& axes)
+{
+    const tensor<double> truth = truth_of(a);
+    const reduced_walk walk(truth, axes);
+    return detail::sums(walk.data, walk.walk);
+}
+
+// verdict(count, of) for each reduced part, as a mask or Python's bool.
+template <class Verdict>
+PyObject* truth_call(const char* function, const binding::call_arguments& call,
+                     const Verdict& verdict)
+{
+    const auto [given, axis, keep] = signature_of(function).bind(call);
+    const operand a(given);
+    const bool keepdims = flag_parameter(keep);
+    return by_type(a, [&](const auto& x) {
+        reduced_axes axes = axes_of(axis, x.shape);
+        double extent = 1;
+        for (const std::size_t reduced : axes.axes)
+            extent *= static_cast<double>(x.shape[reduced]);
+        std::vector<double> results = true_counts(x, axes.axes);
+        for (double& result : results)
+            result = verdict(result, extent) ? 1.0 : 0.0;
+        return truth_or_mask(
+            tensor<double>(std::move(keepdims ? axes.kept_dims : axes.kept), std::move(results)));
+    });
+}
+
+// Whether any element of the whole tensor has this truth: looks no further than the first block
+// that holds one.
+bool any_is(const tensor<double>& a, bool truth)
+{
+    constexpr std::size_t block = 2048;
+    const auto count_true = detail::numbers_in_force().count_true;
+    for (std::size_t i = 0; i < a.data.size(); i += block) {
+        const std::size_t n = std::min(block, a.data.size() - i);
+        if (count_true(a.data.data() + i, n) != (truth ? 0 : n))
+            return true;
+    }
+    return false;
+}
+
+// The real tensor of a call f(a) without more arguments; null for all other calls.
+const tensor<double>* whole_real_tensor(const binding::call_arguments& call)
+{
+    if (call.count != 1 || call.names != nullptr || !is_tensor(call.given[0]))
+        return nullptr;
+    return std::get_if<tensor<double>>(&value_of(call.given[0]));
+}
+
+// --- running sums and products -------------------------------------------------------------------
+template <class F>
+PyObject* running_call(const char* function, const binding::call_arguments& call, const F& f)
+{
+    const binding::signature<3> signature{function, {"a", "axis", "dtype"}, 1};
+    const auto [given, axis, dtype] = signature.bind(call);
+    const operand a(given, dtype);
+    const bool flat = is_absent(axis);
+    const std::size_t along = flat ? 0 : axis_parameter(axis, a.rank());
+    return by_type(a, [&](const auto& x) {
+        const walk_shape walk =
+            flat ? walk_shape{1, x.data.size(), 1} : detail::walk_along(x.shape, along);
+        return wrap(std::decay_t<decltype(x)>(flat ? shape_list{x.data.size()} : x.shape,
+                                              f(x.data.data(), walk)));
+    });
+}
+
+constexpr auto sum_signature = signature_with_dtype("sum");
+constexpr auto mean_signature = signature_with_dtype("mean");
+constexpr auto prod_signature = signature_with_dtype("prod");
 constexpr auto max_signature = signature_of("max");
 constexpr auto min_signature = signature_of("min");
 constexpr auto norm_signature = signature_of("euclidean_norm");
-constexpr binding::signature<4> var_signature{"var", {"a", "axis", "correction", "keepdims"}, 1, 2};
-constexpr binding::signature<4> std_signature{"std", {"a", "axis", "correction", "keepdims"}, 1, 2};
+constexpr auto var_signature = spread_signature_of("var");
+constexpr auto std_signature = spread_signature_of("std");
 
 } // namespace
 
@@ -165,6 +260,57 @@ PyObject* mean(const binding::call_arguments& call)
 {
     return reduced(mean_signature, call, [](const auto* data, const walk_shape& walk) {
         return detail::means(data, walk);
+    });
+}
+
+PyObject* prod(const binding::call_arguments& call)
+{
+    return reduced(prod_signature, call, [](const auto* data, const walk_shape& walk) {
+        return detail::products(data, walk);
+    });
+}
+
+PyObject* cumsum(const binding::call_arguments& call)
+{
+    return running_call("cumsum", call, [](const auto* data, const walk_shape& walk) {
+        return detail::running_sums(data, walk);
+    });
+}
+
+PyObject* cumprod(const binding::call_arguments& call)
+{
+    return running_call("cumprod", call, [](const auto* data, const walk_shape& walk) {
+        return detail::running_products(data, walk);
+    });
+}
+
+PyObject* any(const binding::call_arguments& call)
+{
+    if (const tensor<double>* whole = whole_real_tensor(call))
+        return PyBool_FromLong(any_is(*whole, true) ? 1 : 0);
+    return truth_call("any", call, [](double count, double) { return count != 0; });
+}
+
+PyObject* all(const binding::call_arguments& call)
+{
+    if (const tensor<double>* whole = whole_real_tensor(call))
+        return PyBool_FromLong(any_is(*whole, false) ? 0 : 1);
+    return truth_call("all", call, [](double count, double of) { return count == of; });
+}
+
+PyObject* count_nonzero(const binding::call_arguments& call)
+{
+    if (const tensor<double>* whole = whole_real_tensor(call))
+        return PyLong_FromSize_t(
+            detail::numbers_in_force().count_true(whole->data.data(), whole->data.size()));
+    const auto [given, axis, keep] = signature_of("count_nonzero").bind(call);
+    const operand a(given);
+    const bool keepdims = flag_parameter(keep);
+    return by_type(a, [&](const auto& x) {
+        reduced_axes axes = axes_of(axis, x.shape);
+        const std::vector<double> counts = true_counts(x, axes.axes);
+        return int_or_positions(positions(std::move(keepdims ? axes.kept_dims : axes.kept),
+                                          {counts.begin(), counts.end()}));
     });
 }
 

@@ -10,17 +10,30 @@
 
 namespace numerical::package {
 
-PyObject* sum(const binding::call_arguments& call);  // sum(a, axis=None, *, keepdims=False)
+// sum(a, axis=None, *, dtype=None, keepdims=False)
+PyObject* sum(const binding::call_arguments& call);
 PyObject* mean(const binding::call_arguments& call); // NaN over no element
-PyObject* max(const binding::call_arguments& call);  // float64 only; NaN if one is NaN
+PyObject* prod(const binding::call_arguments& call);
+PyObject* max(const binding::call_arguments& call); // float64 only; NaN if one is NaN
 PyObject* min(const binding::call_arguments& call);
 
-// var(a, axis=None, *, correction=0.0, keepdims=False): the mean squared modulus of the distance
-// from the mean, divided by count - correction; NaN where that is not above 0.
+// var(a, axis=None, *, correction=0.0, ddof=None, dtype=None, keepdims=False): the mean squared
+// modulus of the distance from the mean, divided by count - correction; NaN where that is not above
+// 0.
 PyObject* var(const binding::call_arguments& call);
 PyObject* std(const binding::call_arguments& call); // its square root
 
 // euclidean_norm(a, axis=None, *, keepdims=False): without overflow or underflow on the way.
 PyObject* euclidean_norm(const binding::call_arguments& call);
+
+// any(a, axis=None, *, keepdims=False) and all: masks of what isn't zero, Python's bool where no
+// axis is left. count_nonzero: an int, or Positions of the counts.
+PyObject* any(const binding::call_arguments& call);
+PyObject* all(const binding::call_arguments& call);
+PyObject* count_nonzero(const binding::call_arguments& call);
+
+// cumsum(a, axis=None, dtype=None): of all elements in row-major order by default.
+PyObject* cumsum(const binding::call_arguments& call);
+PyObject* cumprod(const binding::call_arguments& call);
 
 } // namespace numerical::package

@@ -20,8 +20,6 @@ namespace numerical::package {
 namespace {
 
 using binding::fail;
-using boundary::number;
-using boundary::wrap;
 using shape_list = std::vector<std::size_t>;
 
 // The rest of the tensor behind the first axis at one place of it.
@@ -147,7 +145,57 @@ PyObject* slice_of_vector(const tensor<T>& a, PyObject* slice)
     return wrap(tensor<T>({count}, detail::copy_of(a.data.data() + range.start, count)));
 }
 
-// What is asked for most often goes without reading keys into lists: ints and slices.
+bool is_whole(PyObject* key)
+{
+    Py_ssize_t start = 0;
+    Py_ssize_t stop = 0;
+    Py_ssize_t step = 0;
+    return PySlice_Check(key) && PySlice_Unpack(key, &start, &stop, &step) == 0 && start == 0 &&
+           stop == PY_SSIZE_T_MAX && step == 1;
+}
+
+// The axis for an index of one Positions behind whole slices, as t[:, order]; null for others.
+struct places_on_axis
+{
+    const positions* places = nullptr;
+    std::size_t axis = 0;
+};
+
+places_on_axis read_places_on_axis(PyObject* key, std::size_t rank)
+{
+    if (!PyTuple_CheckExact(key))
+        return {positions_in(key), 0};
+    const auto last = static_cast<std::size_t>(PyTuple_Size(key)) - 1;
+    if (last >= rank) // an empty tuple as well
+        return {};
+    for (std::size_t i = 0; i < last; ++i)
+        if (!is_whole(PyTuple_GetItem(key, static_cast<Py_ssize_t>(i))))
+            return {};
+    return {positions_in(PyTuple_GetItem(key, static_cast<Py_ssize_t>(last))), last};
+}
+
+void check_places(const positions& places, std::size_t axis, std::size_t extent)
+{
+    const auto size = static_cast<std::ptrdiff_t>(extent);
+    for (const std::ptrdiff_t place : places.data)
+        if (place < -size || place >= size)
+            position_on(place, axis, extent); // throws
+}
+
+// A mask of the tensor's own shape; null for any other key.
+const tensor<double>* whole_mask(PyObject* key, const shape_list& shape)
+{
+    if (!is_tensor(key) || shape.empty())
+        return nullptr;
+    const auto* mask = std::get_if<tensor<double>>(&value_of(key));
+    const auto is_truth = [](double x) { return x == 0.0 || x == 1.0; };
+    const bool fits = mask != nullptr && mask->shape == shape &&
+                      std::all_of(mask->data.begin(), mask->data.end(), is_truth);
+    return fits ? mask : nullptr;
+}
+
+// What is asked for most often goes without reading keys into lists: ints and slices, an order of
+// an axis, a mask.
 template <class T>
 PyObject* item_of(const tensor<T>& a, PyObject* key)
 {
@@ -161,7 +209,16 @@ PyObject* item_of(const tensor<T>& a, PyObject* key)
     if (a.shape.size() == 1 && PySlice_Check(key))
         return slice_of_vector(a, key);
     detail::short_list<axis_range> ranges(a.shape.size());
-    return read_ranges(key, a.shape, ranges) ? taken(a, ranges.span()) : by_keys(a, key);
+    if (read_ranges(key, a.shape, ranges))
+        return taken(a, ranges.span());
+    if (const auto [places, axis] = read_places_on_axis(key, a.shape.size());
+        places != nullptr && !a.shape.empty()) {
+        check_places(*places, axis, a.shape[axis]);
+        return wrap(gather_along(a, axis, *places));
+    }
+    if (const tensor<double>* mask = whole_mask(key, a.shape))
+        return wrap(gather_masked(a, *mask));
+    return by_keys(a, key);
 }
 
 std::optional<update_operation> operation_of(const std::string& name)
@@ -197,6 +254,11 @@ constexpr binding::signature<4> updated_signature{"updated", {"t", "index", "val
 PyObject* subscript(PyObject* self, PyObject* key)
 {
     return std::visit([&](const auto& a) { return item_of(a, key); }, value_of(self));
+}
+
+PyObject* subscript_positions(const positions& a, PyObject* key)
+{
+    return item_of(a, key);
 }
 
 PyObject* updated_copy(const binding::call_arguments& call)

@@ -1,7 +1,8 @@
 #pragma once
 
 // Indexing of Tensor, as NumPy indexes: ints, slices, Ellipsis and None, and beside them arrays of
-// ints and masks. An array of ints is a list or tuple in the index or anything that exposes
+// ints and masks. An array of ints is a list or tuple in the index, a Positions or anything that
+// exposes
 // __array_interface__ with integers; a mask is a Tensor of zeros and ones, an array of truth values
 // or a list of bools, and counts for as many axes as it has. Every result is a copy; where ints
 // alone leave no axis it is a Python number.
@@ -15,11 +16,15 @@
 
 #include "binding/fastcall.hpp"
 #include "package/operand.hpp"
+#include "package/positions.hpp"
 
 namespace numerical::package {
 
 // self[key], for the slot.
 PyObject* subscript(PyObject* self, PyObject* key);
+
+// a[key] of positions: an int where ints leave no axis.
+PyObject* subscript_positions(const positions& a, PyObject* key);
 
 // updated(t, key, values, operation): a copy of t in which the elements of t[key] are replaced by
 // `operation` ("set", "add", "multiply", "min", "max") of themselves and the values, which

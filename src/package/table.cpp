@@ -5,10 +5,14 @@
 #include "module/functions.hpp"
 #include "package/creation.hpp"
 #include "package/decompositions.hpp"
+#include "package/elementary.hpp"
 #include "package/elementwise.hpp"
 #include "package/general_eigen.hpp"
 #include "package/least_squares.hpp"
+#include "package/numbers.hpp"
 #include "package/operators.hpp"
+#include "package/ordering.hpp"
+#include "package/positions.hpp"
 #include "package/products.hpp"
 #include "package/reductions.hpp"
 #include "package/shaping.hpp"
@@ -122,6 +126,7 @@ void define_tensor(PyObject* module)
         slots.push_back({Py_tp_hash, PyType_GetSlot(&PyBaseObject_Type, Py_tp_hash)});
     }
     boundary::define_tensor_class(module);
+    define_positions(module);
     if (PyObject* type = binding::class_type<any_tensor>())
         add_attributes(type);
 }
@@ -159,9 +164,9 @@ PyMethodDef* function_table()
         function<eigvalsh>("eigvalsh", "eigvalsh(a)\n--\n\nThe eigenvalues, ascending."),
         function<svd>("svd", "svd(a, full_matrices, method)\n--\n\n(U, S, Vh)."),
         function<svdvals>("svdvals", "svdvals(a)\n--\n\nThe singular values, descending."),
-        function<sum>("sum", "sum(a, axis=None, *, keepdims=False)\n--\n\n"
+        function<sum>("sum", "sum(a, axis=None, *, dtype=None, keepdims=False)\n--\n\n"
                              "The sum of all elements or along axes, by pairwise summation."),
-        function<mean>("mean", "mean(a, axis=None, *, keepdims=False)\n--\n\n"
+        function<mean>("mean", "mean(a, axis=None, *, dtype=None, keepdims=False)\n--\n\n"
                                "The mean of all elements or along axes; NaN over no element."),
         function<max>("max",
                       "max(a, axis=None, *, keepdims=False)\n--\n\n"
@@ -171,11 +176,15 @@ PyMethodDef* function_table()
                       "min(a, axis=None, *, keepdims=False)\n--\n\n"
                       "The smallest element of a float64 tensor, of all or along axes; NaN if\n"
                       "one is NaN."),
-        function<var>("var", "var(a, axis=None, *, correction=0.0, keepdims=False)\n--\n\n"
-                             "The mean squared modulus of the distance from the mean; divided by\n"
-                             "count - correction."),
-        function<std>("std", "std(a, axis=None, *, correction=0.0, keepdims=False)\n--\n\n"
-                             "The square root of var."),
+        function<var>(
+            "var",
+            "var(a, axis=None, *, correction=0.0, ddof=None, dtype=None, keepdims=False)\n--\n\n"
+            "The mean squared modulus of the distance from the mean; divided by\n"
+            "count - correction."),
+        function<std>(
+            "std",
+            "std(a, axis=None, *, correction=0.0, ddof=None, dtype=None, keepdims=False)\n--\n\n"
+            "The square root of var."),
         function<add>("add", "add(a, b)\n--\n\na + b, element by element with broadcasting."),
         function<subtract>("subtract",
                            "subtract(a, b)\n--\n\na - b, element by element with broadcasting."),
@@ -244,6 +253,254 @@ PyMethodDef* function_table()
         function<eig_both>("eig_both", "eig_both(a)\n--\n\n(values, left vectors, right vectors)."),
         function<schur>("schur", "schur(a, complex)\n--\n\n(T, Q) with a = Q T Q^H."),
         function<hessenberg>("hessenberg", "hessenberg(a)\n--\n\n(H, Q) with a = Q H Q^H."),
+        function<exp2>("exp2", "exp2(a)\n"
+                               "--\n"
+                               "\n"
+                               "2 to the power of every element."),
+        function<expm1>("expm1", "expm1(a)\n"
+                                 "--\n"
+                                 "\n"
+                                 "exp(a) - 1, exact near 0 as well."),
+        function<log2>("log2", "log2(a)\n"
+                               "--\n"
+                               "\n"
+                               "The logarithm to base 2 of every element."),
+        function<log10>("log10", "log10(a)\n"
+                                 "--\n"
+                                 "\n"
+                                 "The logarithm to base 10 of every element."),
+        function<log1p>("log1p", "log1p(a)\n"
+                                 "--\n"
+                                 "\n"
+                                 "log(1 + a), exact near 0 as well."),
+        function<sinh>("sinh", "sinh(a)\n"
+                               "--\n"
+                               "\n"
+                               "The hyperbolic sine of every element."),
+        function<cosh>("cosh", "cosh(a)\n"
+                               "--\n"
+                               "\n"
+                               "The hyperbolic cosine of every element."),
+        function<arcsin>("arcsin", "arcsin(a)\n"
+                                   "--\n"
+                                   "\n"
+                                   "The inverse sine of every element, in [-pi/2, pi/2]; NaN "
+                                   "outside [-1, 1] for float64."),
+        function<arccos>(
+            "arccos",
+            "arccos(a)\n"
+            "--\n"
+            "\n"
+            "The inverse cosine of every element, in [0, pi]; NaN outside [-1, 1] for float64."),
+        function<arctan>("arctan", "arctan(a)\n"
+                                   "--\n"
+                                   "\n"
+                                   "The inverse tangent of every element, in [-pi/2, pi/2]."),
+        function<arctan2>("arctan2", "arctan2(y, x)\n"
+                                     "--\n"
+                                     "\n"
+                                     "The angle of the points (x, y), in [-pi, pi]; float64 only."),
+        function<hypot>("hypot", "hypot(a, b)\n"
+                                 "--\n"
+                                 "\n"
+                                 "sqrt(a*a + b*b) without overflow between; float64 only."),
+        function<equal>("equal", "equal(a, b)\n"
+                                 "--\n"
+                                 "\n"
+                                 "The mask of a == b, with broadcasting; a bool for two numbers."),
+        function<not_equal>("not_equal",
+                            "not_equal(a, b)\n"
+                            "--\n"
+                            "\n"
+                            "The mask of a != b, with broadcasting; a bool for two numbers."),
+        function<less>("less", "less(a, b)\n"
+                               "--\n"
+                               "\n"
+                               "The mask of a < b, with broadcasting; a bool for two numbers.\n"
+                               "\n"
+                               "TypeError for complex128, which has no order."),
+        function<less_equal>("less_equal",
+                             "less_equal(a, b)\n"
+                             "--\n"
+                             "\n"
+                             "The mask of a <= b, with broadcasting; a bool for two numbers.\n"
+                             "\n"
+                             "TypeError for complex128, which has no order."),
+        function<greater>("greater",
+                          "greater(a, b)\n"
+                          "--\n"
+                          "\n"
+                          "The mask of a > b, with broadcasting; a bool for two numbers.\n"
+                          "\n"
+                          "TypeError for complex128, which has no order."),
+        function<greater_equal>("greater_equal",
+                                "greater_equal(a, b)\n"
+                                "--\n"
+                                "\n"
+                                "The mask of a >= b, with broadcasting; a bool for two numbers.\n"
+                                "\n"
+                                "TypeError for complex128, which has no order."),
+        function<maximum>("maximum", "maximum(a, b)\n"
+                                     "--\n"
+                                     "\n"
+                                     "The larger of each pair of elements; NaN if one is.\n"
+                                     "\n"
+                                     "TypeError for complex128, which has no order."),
+        function<minimum>("minimum", "minimum(a, b)\n"
+                                     "--\n"
+                                     "\n"
+                                     "The smaller of each pair of elements; NaN if one is.\n"
+                                     "\n"
+                                     "TypeError for complex128, which has no order."),
+        function<logical_and>(
+            "logical_and", "logical_and(a, b)\n"
+                           "--\n"
+                           "\n"
+                           "The mask of the pairs of which both are true: not zero; NaN is true."),
+        function<logical_or>("logical_or",
+                             "logical_or(a, b)\n"
+                             "--\n"
+                             "\n"
+                             "The mask of the pairs of which one is true: not zero; NaN is true."),
+        function<logical_xor>(
+            "logical_xor",
+            "logical_xor(a, b)\n"
+            "--\n"
+            "\n"
+            "The mask of the pairs of which just one is true: not zero; NaN is true."),
+        function<logical_not>("logical_not", "logical_not(a)\n"
+                                             "--\n"
+                                             "\n"
+                                             "The mask of the zeros."),
+        function<isnan>(
+            "isnan",
+            "isnan(a)\n"
+            "--\n"
+            "\n"
+            "The mask of NaNs, of complex numbers with one in either part; a bool for a number."),
+        function<isinf>("isinf",
+                        "isinf(a)\n"
+                        "--\n"
+                        "\n"
+                        "The mask of infinities of both signs, in either part of complex numbers."),
+        function<isfinite>("isfinite", "isfinite(a)\n"
+                                       "--\n"
+                                       "\n"
+                                       "The mask of what is neither infinite nor NaN."),
+        function<isclose>("isclose",
+                          "isclose(a, b, rtol=1e-5, atol=1e-8, equal_nan=False)\n"
+                          "--\n"
+                          "\n"
+                          "The mask of abs(a - b) <= atol + rtol*abs(b), with broadcasting."),
+        function<floor>("floor",
+                        "floor(a)\n"
+                        "--\n"
+                        "\n"
+                        "The largest integers up to the elements of a float64 tensor, as float64."),
+        function<ceil>(
+            "ceil", "ceil(a)\n"
+                    "--\n"
+                    "\n"
+                    "The smallest integers from the elements of a float64 tensor on, as float64."),
+        function<trunc>("trunc", "trunc(a)\n"
+                                 "--\n"
+                                 "\n"
+                                 "The elements of a float64 tensor without their fractions."),
+        function<round>("round",
+                        "round(a, decimals=0)\n"
+                        "--\n"
+                        "\n"
+                        "Rounded to decimals, halves to the even digit; complex numbers by parts."),
+        function<sign>("sign", "sign(a)\n"
+                               "--\n"
+                               "\n"
+                               "1, 0 or -1; a/abs(a) of complex numbers; NaN of NaN."),
+        function<clip>("clip",
+                       "clip(a, min=None, max=None)\n"
+                       "--\n"
+                       "\n"
+                       "The elements of a float64 tensor brought between bounds, which broadcast;\n"
+                       "None for no bound."),
+        function<where>("where",
+                        "where(mask, a=None, b=None)\n"
+                        "--\n"
+                        "\n"
+                        "The elements of a where the mask isn't zero, of b elsewhere, all with\n"
+                        "broadcasting. Of a mask alone its nonzero places, as nonzero."),
+        function<diff>("diff", "diff(a, n=1, axis=-1)\n"
+                               "--\n"
+                               "\n"
+                               "The differences of neighbours along an axis, n times over."),
+        function<sort>(
+            "sort", "sort(a, axis=-1, kind=None, *, descending=False, stable=True)\n"
+                    "--\n"
+                    "\n"
+                    "The elements of a float64 tensor sorted along an axis; of all for axis None.\n"
+                    "NaNs are last. Always stable, whatever the kind."),
+        function<argsort>(
+            "argsort",
+            "argsort(a, axis=-1, kind=None, *, descending=False, stable=True)\n"
+            "--\n"
+            "\n"
+            "The Positions along an axis that sort a float64 tensor: a[argsort(a)] is sorted\n"
+            "for a vector. NaNs are last; equal elements keep their order."),
+        function<argmax>(
+            "argmax",
+            "argmax(a, axis=None, *, keepdims=False)\n"
+            "--\n"
+            "\n"
+            "The first place of the largest element, an int, or Positions along an axis; of a\n"
+            "NaN if there is one. Without an axis it counts in row-major order."),
+        function<argmin>(
+            "argmin",
+            "argmin(a, axis=None, *, keepdims=False)\n"
+            "--\n"
+            "\n"
+            "The first place of the smallest element, an int, or Positions along an axis; of a\n"
+            "NaN if there is one. Without an axis it counts in row-major order."),
+        function<searchsorted>(
+            "searchsorted",
+            "searchsorted(a, v, side='left', sorter=None)\n"
+            "--\n"
+            "\n"
+            "Where v would keep the ascending vector a sorted: before equal elements, or behind\n"
+            "them for side 'right'. An int for a number, else Positions."),
+        function<nonzero>("nonzero",
+                          "nonzero(a)\n"
+                          "--\n"
+                          "\n"
+                          "For each axis the Positions of the elements that aren't zero."),
+        function<any>("any", "any(a, axis=None, *, keepdims=False)\n"
+                             "--\n"
+                             "\n"
+                             "Whether one element isn't zero: a bool, or a mask along axes."),
+        function<all>("all", "all(a, axis=None, *, keepdims=False)\n"
+                             "--\n"
+                             "\n"
+                             "Whether no element is zero: a bool, or a mask along axes."),
+        function<count_nonzero>("count_nonzero",
+                                "count_nonzero(a, axis=None, *, keepdims=False)\n"
+                                "--\n"
+                                "\n"
+                                "How many elements aren't zero: an int, or Positions along axes."),
+        function<prod>("prod", "prod(a, axis=None, *, dtype=None, keepdims=False)\n"
+                               "--\n"
+                               "\n"
+                               "The product of all elements or along axes; 1 over none."),
+        function<cumsum>(
+            "cumsum",
+            "cumsum(a, axis=None, dtype=None)\n"
+            "--\n"
+            "\n"
+            "The running sums along an axis, of all elements in row-major order by default."),
+        function<cumprod>(
+            "cumprod",
+            "cumprod(a, axis=None, dtype=None)\n"
+            "--\n"
+            "\n"
+            "The running products along an axis, of all elements in row-major order by default."),
+        function<rolled>("rolled", "rolled(a, shift, axis)\n--\n\n"
+                                   "Along the axis the last `shift` places first."),
         {nullptr, nullptr, 0, nullptr},
     };
     return table;

@@ -1,6 +1,7 @@
 #include "numerical/elementwise/comparison.hpp"
 
 #include "numerical/broadcast.hpp"
+#include "numerical/elementwise/numbers.hpp"
 
 namespace numerical {
 namespace {
@@ -8,27 +9,15 @@ namespace {
 using detail::row_form;
 using complex = std::complex<double>;
 
-// One loop for each form of the row, so that the compiler makes vectors of all three.
-template <class T, class Holds>
-void mask_row(row_form form, const T* x, const T* y, double* out, std::size_t n, const Holds& holds)
-{
-    if (form == row_form::both)
-        for (std::size_t j = 0; j < n; ++j)
-            out[j] = holds(x[j], y[j]) ? 1.0 : 0.0;
-    else if (form == row_form::left)
-        for (std::size_t j = 0; j < n; ++j)
-            out[j] = holds(x[j], y[0]) ? 1.0 : 0.0;
-    else
-        for (std::size_t j = 0; j < n; ++j)
-            out[j] = holds(x[0], y[j]) ? 1.0 : 0.0;
-}
-
-template <class T, class Holds>
-tensor<double> mask(const tensor<T>& a, const tensor<T>& b, const Holds& holds)
+template <class Holds>
+tensor<double> mask(const tensor<complex>& a, const tensor<complex>& b, const Holds& holds)
 {
     return detail::broadcast_rows<double>(
-        a, b, [&](row_form form, const T* x, const T* y, double* out, std::size_t n) {
-            mask_row(form, x, y, out, n, holds);
+        a, b, [&](row_form form, const complex* x, const complex* y, double* out, std::size_t n) {
+            const std::size_t step_x = form == row_form::right ? 0 : 1;
+            const std::size_t step_y = form == row_form::left ? 0 : 1;
+            for (std::size_t j = 0; j < n; ++j)
+                out[j] = holds(x[j * step_x], y[j * step_y]) ? 1.0 : 0.0;
         });
 }
 
@@ -38,19 +27,19 @@ tensor<double> compare(comparison by, const tensor<double>& a, const tensor<doub
 {
     switch (by) {
     case comparison::less:
-        return mask(a, b, [](double x, double y) { return x < y; });
+        return pair_by(pair_function::less, a, b);
     case comparison::less_equal:
-        return mask(a, b, [](double x, double y) { return x <= y; });
+        return pair_by(pair_function::less_equal, a, b);
     case comparison::greater:
-        return mask(a, b, [](double x, double y) { return x > y; });
+        return pair_by(pair_function::greater, a, b);
     case comparison::greater_equal:
-        return mask(a, b, [](double x, double y) { return x >= y; });
+        return pair_by(pair_function::greater_equal, a, b);
     case comparison::not_equal:
-        return mask(a, b, [](double x, double y) { return x != y; });
+        return pair_by(pair_function::not_equal, a, b);
     case comparison::equal:
         break;
     }
-    return mask(a, b, [](double x, double y) { return x == y; });
+    return pair_by(pair_function::equal, a, b);
 }
 
 tensor<double> compare(comparison by, const tensor<complex>& a, const tensor<complex>& b)

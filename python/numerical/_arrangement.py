@@ -1,0 +1,171 @@
+"""Tensors put together from others, taken apart and rearranged, by NumPy's names."""
+
+from . import _numerical
+from ._arguments import integer, integers, items, one_of, shown
+from ._conversion import asarray
+from ._creation import axis_of, zeros
+from ._functions import conj, cumprod
+from ._native_module import native
+from ._numerical import Tensor
+from ._positions import Positions
+from ._promotion import same_dtype
+from ._shaping import broadcast_to, concatenate, flip, moveaxis, ravel, reshape
+
+
+# --- joins ---------------------------------------------------------------------------------------
+def hstack(tensors):
+    """Joined along the second axis, vectors and numbers along the only one."""
+    parts = [t if t.ndim else ravel(t) for t in _each(tensors)]
+    return concatenate(parts, 0 if parts and parts[0].ndim == 1 else 1)
+
+
+def vstack(tensors):
+    """Joined along the first axis; vectors and numbers are rows."""
+    return concatenate([t if t.ndim > 1 else reshape(t, (1, t.size)) for t in _each(tensors)])
+
+
+def column_stack(tensors):
+    """Joined along the second axis; vectors and numbers are columns."""
+    return concatenate([t if t.ndim > 1 else reshape(t, (t.size, 1)) for t in _each(tensors)], 1)
+
+
+def _each(tensors):
+    return [asarray(t) for t in items(tensors, "tensors", "a sequence of tensors")]
+
+
+def block_diag(*matrices):
+    """The matrices along the diagonal of one, zeros beside them; vectors and numbers are rows."""
+    blocks = [t if t.ndim > 1 else reshape(t, (1, t.size)) for t in same_dtype(*matrices)]
+    if not blocks:
+        return zeros((1, 0))
+    for block in blocks:
+        if block.ndim != 2:
+            raise ValueError(f"block_diag takes matrices, not a tensor of rank {block.ndim}")
+    columns, rows, before = sum(block.shape[1] for block in blocks), [], 0
+    for block in blocks:
+        count, width = block.shape
+        left = zeros((count, before), block.dtype)
+        before += width
+        rows.append(concatenate([left, block, zeros((count, columns - before), block.dtype)], 1))
+    return concatenate(rows)
+
+
+# --- parts ---------------------------------------------------------------------------------------
+def split(a, indices_or_sections, axis=0):
+    """A list of parts along an axis: equal ones by their number, or those between given places.
+
+    ValueError if the axis doesn't divide into that many.
+    """
+    a = asarray(a)
+    place = axis_of(axis, a.ndim)
+    extent = a.shape[place]
+    if hasattr(type(indices_or_sections), "__index__"):
+        count = integer(indices_or_sections, "indices_or_sections")
+        if count < 1 or extent % count:
+            raise ValueError(f"an axis of {extent} doesn't divide into {shown(count)} equal parts")
+        edges = range(extent // count, extent, extent // count) if extent else [0] * (count - 1)
+    else:
+        edges = integers(indices_or_sections, "indices_or_sections")
+    lead = (slice(None),) * place
+    return [a[(*lead, slice(i, j))] for i, j in zip((0, *edges), (*edges, extent))]
+
+
+def unstack(x, /, *, axis=0):
+    """A tuple of the tensors side by side along an axis; numbers for a vector."""
+    x = asarray(x)
+    return tuple(moveaxis(x, axis_of(axis, x.ndim), 0))
+
+
+def take(a, indices, axis=None):
+    """The elements at places along an axis, or of all in row-major order.
+
+    indices is an int, a list of ints, or Positions; the axes that it has stand for the axis.
+    IndexError for a place out of bounds.
+    """
+    a = ravel(a) if axis is None else asarray(a)
+    place = 0 if axis is None else axis_of(axis, a.ndim)
+    return a[(*(slice(None),) * place, indices)]
+
+
+def take_along_axis(a, indices, axis=-1):
+    """Each run along an axis by places of its own, as those of argsort; the other axes broadcast."""
+    a = asarray(a)
+    indices = indices if isinstance(indices, Positions) else Positions(indices)
+    place = axis_of(axis, a.ndim)
+    if indices.ndim != a.ndim:
+        raise ValueError(f"take_along_axis takes indices of rank {a.ndim}, not {indices.ndim}")
+    if a.ndim == 1:
+        return a[indices]
+    keys = []
+    for i, extent in enumerate(a.shape):
+        column = Positions(list(range(extent)))
+        new_axes = [None] * a.ndim
+        new_axes[i] = slice(None)
+        keys.append(indices if i == place else column[tuple(new_axes)])
+    return a[tuple(keys)]
+
+
+# --- other orders --------------------------------------------------------------------------------
+def roll(a, shift, axis=None):
+    """Elements moved on by `shift` places along axes; what leaves at the end comes in at the front.
+
+    Without an axis they move in row-major order. shift and axis may be sequences of one length, or
+    one of them an int for all.
+    """
+    a = asarray(a)
+    if axis is None:
+        return reshape(roll(ravel(a), sum(integers(shift, "shift")), 0), a.shape)
+    shifts, axes = integers(shift, "shift"), integers(axis, "axis")
+    if len(shifts) != len(axes) and 1 not in (len(shifts), len(axes)):
+        raise ValueError(f"roll takes as many shifts as axes, not {len(shifts)} and {len(axes)}")
+    count = max(len(shifts), len(axes))
+    for places, along in zip(shifts * count if len(shifts) == 1 else shifts,
+                             axes * count if len(axes) == 1 else axes):  # fmt: skip
+        along = axis_of(along, a.ndim)
+        a = native.rolled(a, places % max(a.shape[along], 1), along)
+    return a
+
+
+def meshgrid(*vectors, indexing="xy"):
+    """A tuple of tensors of one shape, in each of which one vector runs along its axis.
+
+    For "xy" the first runs along the second axis and the second along the first; for "ij" each
+    along its own.
+    """
+    one_of(indexing, "indexing", ("xy", "ij"))
+    vectors = [ravel(v) for v in vectors]
+    count, swapped = len(vectors), indexing == "xy" and len(vectors) > 1
+    places = [1, 0, *range(2, count)] if swapped else range(count)
+    shape = [0] * count
+    for vector, place in zip(vectors, places):
+        shape[place] = vector.size
+    along = [[v.size if i == place else 1 for i in range(count)] for v, place in zip(vectors, places)]
+    return tuple(broadcast_to(reshape(v, own), shape) for v, own in zip(vectors, along))
+
+
+# --- matrices of a few numbers -------------------------------------------------------------------
+def vander(x, N=None, increasing=False):
+    """The matrix of powers of a vector: column j holds x to the power of N - 1 - j, or of j if
+    increasing. N is the number of columns, by default that of rows."""
+    x = asarray(x)
+    if x.ndim != 1:
+        raise ValueError(f"vander takes a vector, not a tensor of rank {x.ndim}")
+    columns = x.size if N is None else integer(N, "N")
+    if columns < 1:
+        return zeros((x.size, max(columns, 0)), x.dtype)
+    ones = _numerical._full((x.size, 1), 1.0, x.dtype == "complex128")
+    bases = broadcast_to(reshape(x, (x.size, 1)), (x.size, columns - 1))
+    powers = cumprod(concatenate([ones, bases], 1), 1)
+    return powers if increasing else flip(powers, 1)
+
+
+def toeplitz(c, r=None):
+    """The matrix of constant diagonals with first column c and first row r, conj(c) by default.
+
+    The first element of r isn't looked at: that of c stands in its place.
+    """
+    c, r = same_dtype(ravel(c), ravel(conj(c) if r is None else r))
+    if c.size == 0 or r.size == 0:
+        return Tensor([], (c.size, r.size), c.dtype)
+    diagonals = concatenate([flip(c), r[1:]])
+    return flip(native.with_strides(diagonals, (c.size, r.size), (1, 1)), 0)

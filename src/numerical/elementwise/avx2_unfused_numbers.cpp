@@ -1,0 +1,9 @@
+#include "numerical/elementwise/number_kernels.hpp"
+
+#include "numerical/elementwise/number_loops.hpp"
+
+namespace numerical::detail {
+
+constexpr number_kernels avx2_numbers = number_kernels_here;
+
+} // namespace numerical::detail

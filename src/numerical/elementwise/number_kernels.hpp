@@ -1,0 +1,73 @@
+#pragma once
+
+// Loops over plain numbers that ask, round and choose, in one build for every processor and one for
+// AVX2. Both are compiled from number_loops.hpp and give the same bits. A truth is a one or a zero;
+// NaN is true, as all that isn't zero. Declarations only, so that the header may be included from
+// any target.
+
+#include "numerical/elementwise/arithmetic_kernels.hpp"
+#include "numerical/elementwise/reduction_kernels.hpp"
+
+#include <cstddef>
+
+namespace numerical {
+
+enum class number_function {
+    floor,
+    ceil,
+    trunc,
+    round, // to the nearest integer, halves to the even one
+    sign,  // 1, 0 or -1, and NaN of NaN; 0 of both zeros
+    is_nan,
+    is_infinite,
+    is_finite,
+    truth,
+    logical_not,
+};
+
+enum class pair_function {
+    less,
+    less_equal,
+    greater,
+    greater_equal,
+    equal,
+    not_equal,
+    maximum, // NaN if one is; the left of two equal numbers
+    minimum,
+    logical_and,
+    logical_or,
+    logical_xor,
+};
+
+namespace detail {
+
+using number_row = void (*)(const double* x, double* out, std::size_t n);
+
+// out[j] is left[j] where mask[j] is true, else right[j], for n elements of one or two doubles; an
+// operand that doesn't move gives its first element to all.
+using choice_row = void (*)(const double* mask, const double* left, const double* right,
+                            double* out, std::size_t n);
+
+// The first places of the extremes of the columns, the first NaN's where there is one; `best` is
+// scratch of the block's width.
+using column_places = void (*)(const row_block& block, double* best, double* places);
+
+struct number_kernels
+{
+    number_row of_one[10];
+    rows_by_form<arithmetic_row> of_two[11];
+    choice_row choices[8];         // of reals: 4, 2 and 1 for a mask, left and right that move
+    choice_row complex_choices[8]; // of complex numbers
+    void (*clip)(const double* x, double low, double high, double* out, std::size_t n);
+    std::size_t (*count_true)(const double* x, std::size_t n);
+    column_places places_of_least;
+    column_places places_of_greatest;
+};
+
+extern const number_kernels portable_numbers;
+extern const number_kernels avx2_numbers;
+
+const number_kernels& numbers_in_force();
+
+} // namespace detail
+} // namespace numerical

@@ -1,0 +1,148 @@
+#pragma once
+
+// The loops behind number_kernels.hpp, plain C++ that the compiler turns into vector code for the
+// target that includes them. Each target needs its own copy: hence the internal linkage.
+
+#include "numerical/elementwise/number_kernels.hpp"
+
+#include <cstddef>
+
+namespace numerical::detail {
+namespace {
+
+constexpr double infinity = __builtin_huge_val();
+
+constexpr double one_if(bool truth)
+{
+    return truth ? 1.0 : 0.0;
+}
+
+constexpr auto floor_of = [](double x) { return __builtin_floor(x); };
+constexpr auto ceil_of = [](double x) { return __builtin_ceil(x); };
+constexpr auto trunc_of = [](double x) { return __builtin_trunc(x); };
+constexpr auto round_of = [](double x) { return __builtin_rint(x); };
+constexpr auto sign_of = [](double x) { return x != x ? x : one_if(x > 0) - one_if(x < 0); };
+constexpr auto is_nan = [](double x) { return one_if(x != x); };
+constexpr auto is_infinite = [](double x) { return one_if(__builtin_fabs(x) == infinity); };
+constexpr auto is_finite = [](double x) { return one_if(__builtin_fabs(x) < infinity); };
+constexpr auto truth_of = [](double x) { return one_if(x != 0); };
+constexpr auto logical_not = [](double x) { return one_if(x == 0); };
+
+constexpr auto less = [](double x, double y) { return one_if(x < y); };
+constexpr auto less_equal = [](double x, double y) { return one_if(x <= y); };
+constexpr auto greater_than = [](double x, double y) { return one_if(x > y); };
+constexpr auto greater_equal = [](double x, double y) { return one_if(x >= y); };
+constexpr auto equal = [](double x, double y) { return one_if(x == y); };
+constexpr auto not_equal = [](double x, double y) { return one_if(x != y); };
+constexpr auto maximum = [](double x, double y) { return (x >= y) | (x != x) ? x : y; };
+constexpr auto minimum = [](double x, double y) { return (x <= y) | (x != x) ? x : y; };
+constexpr auto logical_and = [](double x, double y) { return one_if((x != 0) & (y != 0)); };
+constexpr auto logical_or = [](double x, double y) { return one_if((x != 0) | (y != 0)); };
+constexpr auto logical_xor = [](double x, double y) { return one_if((x != 0) != (y != 0)); };
+
+template <class F>
+void each_number(const double* __restrict x, double* __restrict out, std::size_t n)
+{
+    for (std::size_t j = 0; j < n; ++j)
+        out[j] = F()(x[j]);
+}
+
+template <class F, std::size_t left_step, std::size_t right_step>
+void each_pair(const double* __restrict left, const double* __restrict right,
+               double* __restrict out, std::size_t n)
+{
+    for (std::size_t j = 0; j < n; ++j)
+        out[j] = F()(left[j * left_step], right[j * right_step]);
+}
+
+template <class F>
+constexpr number_row number_row_of(F)
+{
+    return each_number<F>;
+}
+
+template <class F>
+constexpr rows_by_form<arithmetic_row> pair_rows_of(F)
+{
+    return {{each_pair<F, 1, 1>, each_pair<F, 1, 0>, each_pair<F, 0, 1>}};
+}
+
+template <std::size_t parts, std::size_t moving>
+void choose(const double* __restrict mask, const double* __restrict left,
+            const double* __restrict right, double* __restrict out, std::size_t n)
+{
+    constexpr std::size_t mask_step = moving / 4;
+    constexpr std::size_t left_step = moving / 2 % 2 * parts;
+    constexpr std::size_t right_step = moving % 2 * parts;
+    for (std::size_t j = 0; j < n; ++j)
+        for (std::size_t part = 0; part < parts; ++part) {
+            const double x = left[j * left_step + part];
+            const double y = right[j * right_step + part];
+            out[j * parts + part] = mask[j * mask_step] != 0 ? x : y;
+        }
+}
+
+// NaN stays; a NaN for a bound gives NaN.
+void clip(const double* __restrict x, double low, double high, double* __restrict out,
+          std::size_t n)
+{
+    for (std::size_t j = 0; j < n; ++j)
+        out[j] = minimum(maximum(x[j], low), high);
+}
+
+std::size_t count_true(const double* x, std::size_t n)
+{
+    std::size_t count = 0;
+    for (std::size_t j = 0; j < n; ++j)
+        count += x[j] != 0 ? 1 : 0;
+    return count;
+}
+
+// A place is kept as a double, which is exact below 2^53, so that one comparison steers both.
+template <class Wins>
+void places_of_columns(const row_block& block, double* __restrict best, double* __restrict places)
+{
+    for (std::size_t k = 0; k < block.width; ++k) {
+        best[k] = block.first[k];
+        places[k] = 0;
+    }
+    for (std::size_t i = 1; i < block.rows; ++i) {
+        const double* __restrict row = block.first + i * block.stride;
+        const auto place = static_cast<double>(i);
+        for (std::size_t k = 0; k < block.width; ++k) {
+            const bool wins = Wins()(row[k], best[k]) | ((row[k] != row[k]) & (best[k] == best[k]));
+            best[k] = wins ? row[k] : best[k];
+            places[k] = wins ? place : places[k];
+        }
+    }
+}
+
+constexpr auto is_lesser = [](double x, double best) { return x < best; };
+constexpr auto is_greater = [](double x, double best) { return x > best; };
+
+template <class Wins>
+constexpr column_places places_by(Wins)
+{
+    return places_of_columns<Wins>;
+}
+
+constexpr number_kernels number_kernels_here{
+    {number_row_of(floor_of), number_row_of(ceil_of), number_row_of(trunc_of),
+     number_row_of(round_of), number_row_of(sign_of), number_row_of(is_nan),
+     number_row_of(is_infinite), number_row_of(is_finite), number_row_of(truth_of),
+     number_row_of(logical_not)},
+    {pair_rows_of(less), pair_rows_of(less_equal), pair_rows_of(greater_than),
+     pair_rows_of(greater_equal), pair_rows_of(equal), pair_rows_of(not_equal),
+     pair_rows_of(maximum), pair_rows_of(minimum), pair_rows_of(logical_and),
+     pair_rows_of(logical_or), pair_rows_of(logical_xor)},
+    {choose<1, 0>, choose<1, 1>, choose<1, 2>, choose<1, 3>, choose<1, 4>, choose<1, 5>,
+     choose<1, 6>, choose<1, 7>},
+    {choose<2, 0>, choose<2, 1>, choose<2, 2>, choose<2, 3>, choose<2, 4>, choose<2, 5>,
+     choose<2, 6>, choose<2, 7>},
+    clip,
+    count_true,
+    places_by(is_lesser),
+    places_by(is_greater)};
+
+} // namespace
+} // namespace numerical::detail

@@ -1,0 +1,34 @@
+#pragma once
+
+// Functions of real numbers that ask, round and choose (number_kernels.hpp), with broadcasting.
+// Serial at every size: memory, not arithmetic, sets their speed.
+
+#include "numerical/elementwise/number_kernels.hpp"
+#include "numerical/tensor.hpp"
+
+#include <complex>
+
+namespace numerical {
+
+tensor<double> number_by(number_function function, const tensor<double>& a);
+
+tensor<double> pair_by(pair_function function, const tensor<double>& a, const tensor<double>& b);
+
+// min(max(x, low), high); NaN stays.
+tensor<double> clipped(const tensor<double>& a, double low, double high);
+
+// Ones where an element isn't zero; NaN isn't.
+tensor<double> truth_of(const tensor<double>& a);
+tensor<double> truth_of(const tensor<std::complex<double>>& a);
+
+// The elements of `a` where the mask is true, of `b` elsewhere; all three broadcast,
+// dimension_error "operands could not be broadcast together with shapes (2, 3) (4,)".
+template <class T>
+tensor<T> chosen(const tensor<double>& mask, const tensor<T>& a, const tensor<T>& b);
+
+// The differences of neighbours along an axis, one fewer than there are elements. dimension_error
+// "axis 3 is out of bounds for a tensor of rank 3".
+template <class T>
+tensor<T> differences(const tensor<T>& a, std::size_t axis);
+
+} // namespace numerical

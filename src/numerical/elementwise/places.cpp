@@ -1,0 +1,139 @@
+#include "numerical/elementwise/places.hpp"
+
+#include "numerical/checks.hpp"
+#include "numerical/elementwise/number_kernels.hpp"
+#include "numerical/errors.hpp"
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <complex>
+#include <functional>
+#include <type_traits>
+
+namespace numerical {
+namespace {
+
+using complex = std::complex<double>;
+
+// Appends one place for each true element of a row; returns how many. Written to every step, so
+// that no branch depends on the data.
+template <class T>
+std::size_t places_in_row(const T* row, std::size_t n, std::ptrdiff_t* to)
+{
+    std::size_t count = 0;
+    for (std::size_t j = 0; j < n; ++j) {
+        to[count] = static_cast<std::ptrdiff_t>(j);
+        count += row[j] != T(0) ? 1 : 0;
+    }
+    return count;
+}
+
+std::size_t count_true(const double* x, std::size_t n)
+{
+    return detail::numbers_in_force().count_true(x, n);
+}
+
+std::size_t count_true(const complex* z, std::size_t n)
+{
+    return static_cast<std::size_t>(
+        std::count_if(z, z + n, [](const complex& x) { return x != 0.0; }));
+}
+
+constexpr std::size_t block = 4096; // numbers that stay in L1 while they are searched once more
+
+// The first place of the extreme of n >= 1 numbers. Blocks are compared by their extremes, and only
+// in the one that holds the first best is the place looked for.
+template <class C>
+std::size_t extreme_place(const double* p, std::size_t n, const C& compare)
+{
+    std::size_t best_block = 0;
+    double best = detail::contiguous_extreme(p, std::min(block, n), compare);
+    for (std::size_t i = block; i < n && best == best; i += block) {
+        const double of_block = detail::contiguous_extreme(p + i, std::min(block, n - i), compare);
+        if (compare(of_block, best) || of_block != of_block) {
+            best = of_block;
+            best_block = i;
+        }
+    }
+    const auto is_best = [best](double x) { return x == best || (x != x && best != best); };
+    return static_cast<std::size_t>(std::find_if(p + best_block, p + n, is_best) - p);
+}
+
+template <class C>
+void extreme_places_of_columns(const double* data, const detail::walk_shape& walk,
+                               std::ptrdiff_t* to)
+{
+    const detail::number_kernels& kernels = detail::numbers_in_force();
+    const auto kernel =
+        std::is_same_v<C, std::less<double>> ? kernels.places_of_least : kernels.places_of_greatest;
+    const std::size_t width = std::min<std::size_t>(walk.inner, block / 2);
+    std::vector<double> best(width);
+    std::vector<double> places(width);
+    for (std::size_t o = 0; o < walk.outer; ++o)
+        for (std::size_t k = 0; k < walk.inner; k += width) {
+            const std::size_t columns = std::min(width, walk.inner - k);
+            kernel({data + o * walk.extent * walk.inner + k, walk.extent, walk.inner, columns},
+                   best.data(), places.data());
+            std::transform(places.data(), places.data() + columns, to + o * walk.inner + k,
+                           [](double place) { return static_cast<std::ptrdiff_t>(place); });
+        }
+}
+
+} // namespace
+
+template <class T>
+std::vector<std::vector<std::ptrdiff_t>> true_places(const tensor<T>& a)
+{
+    const std::size_t count = count_true(a.data.data(), a.data.size());
+    std::vector<std::vector<std::ptrdiff_t>> places(a.shape.size());
+    for (auto& of_axis : places)
+        of_axis = detail::uninitialized<std::ptrdiff_t>(count);
+    if (count == 0)
+        return places;
+    const std::size_t rank = a.shape.size();
+    const std::size_t length = a.shape.back();
+    std::vector<std::ptrdiff_t> in_row(length);
+    std::vector<std::size_t> row(rank - 1, 0);
+    std::size_t done = 0;
+    for (std::size_t first = 0; first < a.data.size(); first += length) {
+        const std::size_t found = places_in_row(a.data.data() + first, length, in_row.data());
+        const auto at = static_cast<std::ptrdiff_t>(done);
+        std::copy_n(in_row.begin(), found, places.back().begin() + at);
+        for (std::size_t axis = 0; axis + 1 < rank; ++axis)
+            std::fill_n(places[axis].begin() + at, found, static_cast<std::ptrdiff_t>(row[axis]));
+        done += found;
+        for (std::size_t axis = rank - 1; axis-- > 0 && ++row[axis] == a.shape[axis];)
+            row[axis] = 0;
+    }
+    return places;
+}
+
+template std::vector<std::vector<std::ptrdiff_t>> true_places(const tensor<double>&);
+template std::vector<std::vector<std::ptrdiff_t>> true_places(const tensor<complex>&);
+
+namespace detail {
+
+template <class C>
+std::vector<std::ptrdiff_t> extreme_places(const double* data, const walk_shape& walk,
+                                           const C& compare)
+{
+    if (walk.extent == 0)
+        throw dimension_error("a zero-size reduction to a maximum or a minimum has no identity");
+    std::vector<std::ptrdiff_t> out =
+        uninitialized<std::ptrdiff_t>(checked_mul(walk.outer, walk.inner));
+    if (!out.empty() && walk.inner != 1)
+        extreme_places_of_columns<C>(data, walk, out.data());
+    if (walk.inner == 1)
+        for (std::size_t o = 0; o < out.size(); ++o)
+            out[o] = static_cast<std::ptrdiff_t>(
+                extreme_place(data + o * walk.extent, walk.extent, compare));
+    return out;
+}
+
+template std::vector<std::ptrdiff_t> extreme_places(const double*, const walk_shape&,
+                                                    const std::less<double>&);
+template std::vector<std::ptrdiff_t> extreme_places(const double*, const walk_shape&,
+                                                    const std::greater<double>&);
+
+} // namespace detail
+} // namespace numerical

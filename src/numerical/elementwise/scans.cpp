@@ -1,0 +1,111 @@
+#include "numerical/elementwise/scans.hpp"
+
+#include "numerical/checks.hpp"
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <complex>
+
+namespace numerical::detail {
+namespace {
+
+using complex = std::complex<double>;
+
+double times(double x, double y)
+{
+    return x * y;
+}
+
+complex times(const complex& x, const complex& y)
+{
+    return {x.real() * y.real() - x.imag() * y.imag(), x.real() * y.imag() + x.imag() * y.real()};
+}
+
+template <class T>
+T product_of_run(const T* p, std::size_t n)
+{
+    T product(1);
+    std::size_t i = 0;
+    if (n >= 8) {
+        T r[8];
+        std::copy_n(p, 8, r);
+        for (i = 8; i + 8 <= n; i += 8)
+            for (std::size_t j = 0; j < 8; ++j)
+                r[j] = times(r[j], p[i + j]);
+        product = times(times(times(r[0], r[1]), times(r[2], r[3])),
+                        times(times(r[4], r[5]), times(r[6], r[7])));
+    }
+    for (; i < n; ++i)
+        product = times(product, p[i]);
+    return product;
+}
+
+template <class T>
+void multiply_rows(const T* rows, std::size_t count, std::size_t width, T* products)
+{
+    std::fill_n(products, width, T(1));
+    for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t k = 0; k < width; ++k)
+            products[k] = times(products[k], rows[i * width + k]);
+}
+
+template <class T, class Join>
+std::vector<T> running(const T* data, const walk_shape& walk, const Join& join)
+{
+    const std::size_t stretch = checked_mul(walk.extent, walk.inner);
+    std::vector<T> out = uninitialized<T>(checked_mul(walk.outer, stretch));
+    for (std::size_t first = 0; first < out.size(); first += stretch) {
+        const T* from = data + first;
+        T* to = out.data() + first;
+        std::copy_n(from, walk.inner, to);
+        if (walk.inner == 1) {
+            T before = from[0];
+            for (std::size_t i = 1; i < walk.extent; ++i)
+                to[i] = before = join(before, from[i]);
+            continue;
+        }
+        for (std::size_t i = walk.inner; i < stretch; i += walk.inner)
+            for (std::size_t k = 0; k < walk.inner; ++k)
+                to[i + k] = join(to[i + k - walk.inner], from[i + k]);
+    }
+    return out;
+}
+
+} // namespace
+
+template <class T>
+std::vector<T> products(const T* data, const walk_shape& walk)
+{
+    std::vector<T> out = uninitialized<T>(checked_mul(walk.outer, walk.inner));
+    if (out.empty())
+        return out;
+    for (std::size_t o = 0; o < walk.outer; ++o) {
+        const T* from = data + o * walk.extent * walk.inner;
+        if (walk.inner == 1)
+            out[o] = product_of_run(from, walk.extent);
+        else
+            multiply_rows(from, walk.extent, walk.inner, out.data() + o * walk.inner);
+    }
+    return out;
+}
+
+template <class T>
+std::vector<T> running_sums(const T* data, const walk_shape& walk)
+{
+    return running(data, walk, [](const T& x, const T& y) { return x + y; });
+}
+
+template <class T>
+std::vector<T> running_products(const T* data, const walk_shape& walk)
+{
+    return running(data, walk, [](const T& x, const T& y) { return times(x, y); });
+}
+
+template std::vector<double> products(const double*, const walk_shape&);
+template std::vector<complex> products(const complex*, const walk_shape&);
+template std::vector<double> running_sums(const double*, const walk_shape&);
+template std::vector<complex> running_sums(const complex*, const walk_shape&);
+template std::vector<double> running_products(const double*, const walk_shape&);
+template std::vector<complex> running_products(const complex*, const walk_shape&);
+
+} // namespace numerical::detail

@@ -1,0 +1,381 @@
+#include "package/numbers.hpp"
+
+#include "binding/caster.hpp"
+#include "numerical/broadcast.hpp"
+#include "numerical/elementwise/comparison.hpp"
+#include "numerical/elementwise/numbers.hpp"
+#include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
+#include "package/closeness.hpp"
+#include "package/ordering.hpp"
+#include "package/parameters.hpp"
+
+#include <cmath>
+#include <string>
+#include <utility>
+
+namespace numerical::package {
+namespace {
+
+using binding::fail;
+using boundary::wrap;
+
+using unary_signature = binding::signature<1>;
+
+constexpr binding::signature<2> of_two(const char* function)
+{
+    return {function, {"a", "b"}};
+}
+
+void refuse_complex(const operand& a)
+{
+    if (a.is_complex())
+        fail(PyExc_TypeError, "complex128 has no order: compare real parts or moduli");
+}
+
+PyObject* comparison_call(const char* name, comparison by, const binding::call_arguments& call)
+{
+    const auto [left, right] = of_two(name).bind(call);
+    operand a(left);
+    operand b(right);
+    if (by != comparison::equal && by != comparison::not_equal) {
+        refuse_complex(a);
+        refuse_complex(b);
+    }
+    promote(a, b);
+    return truth_or_mask(a.is_complex() ? compare(by, a.as<complex>(), b.as<complex>())
+                                        : compare(by, a.as<double>(), b.as<double>()));
+}
+
+PyObject* extreme_call(const char* name, pair_function by, const binding::call_arguments& call)
+{
+    const auto [left, right] = of_two(name).bind(call);
+    const operand a(left);
+    const operand b(right);
+    refuse_complex(a);
+    refuse_complex(b);
+    return wrap(pair_by(by, a.as<double>(), b.as<double>()));
+}
+
+// NaN and whatever else isn't zero is true, so that a float64 operand needs no mask made of it.
+PyObject* logical_call(const char* name, pair_function by, const binding::call_arguments& call)
+{
+    const auto [left, right] = of_two(name).bind(call);
+    const operand a(left);
+    const operand b(right);
+    if (!a.is_complex() && !b.is_complex())
+        return truth_or_mask(pair_by(by, a.as<double>(), b.as<double>()));
+    return truth_or_mask(pair_by(by, truths(a), truths(b)));
+}
+
+template <class Holds>
+tensor<double> asked(const tensor<complex>& a, const Holds& holds)
+{
+    std::vector<double> data = detail::uninitialized<double>(a.data.size());
+    for (std::size_t i = 0; i < data.size(); ++i)
+        data[i] = holds(a.data[i]) ? 1.0 : 0.0;
+    return tensor<double>(a.shape, std::move(data));
+}
+
+template <class Holds>
+PyObject* question_call(const char* name, number_function question, const Holds& holds,
+                        const binding::call_arguments& call)
+{
+    const auto [given] = unary_signature{name, {"a"}}.bind(call);
+    const operand a(given);
+    return truth_or_mask(a.is_complex() ? asked(a.as<complex>(), holds)
+                                        : number_by(question, a.as<double>()));
+}
+
+PyObject* rounding_call(const char* name, number_function rounding,
+                        const binding::call_arguments& call)
+{
+    const auto [given] = unary_signature{name, {"a"}}.bind(call);
+    const operand a(given);
+    if (a.is_complex())
+        fail(PyExc_TypeError, std::string(name) + " takes a float64 tensor, not complex128");
+    return wrap(number_by(rounding, a.as<double>()));
+}
+
+tensor<double> rounded(const tensor<double>& a)
+{
+    return number_by(number_function::round, a);
+}
+
+tensor<complex> rounded(const tensor<complex>& a)
+{
+    std::vector<complex> data = detail::uninitialized<complex>(a.data.size());
+    for (std::size_t i = 0; i < data.size(); ++i)
+        data[i] = {std::rint(a.data[i].real()), std::rint(a.data[i].imag())};
+    return tensor<complex>(a.shape, std::move(data));
+}
+
+// To decimals: scaled by a power of ten, rounded and scaled back. Where the scaled number is beyond
+// all doubles it has no decimals to round, and stays.
+template <class T>
+tensor<T> rounded_to(const tensor<T>& a, std::ptrdiff_t decimals)
+{
+    const auto power = std::pow(10.0, std::fabs(static_cast<double>(decimals)));
+    tensor<T> out = a;
+    auto* x = reinterpret_cast<double*>(out.data.data());
+    for (std::size_t i = 0; i < out.data.size() * (sizeof(T) / sizeof(double)); ++i) {
+        const double scaled = decimals > 0 ? x[i] * power : x[i] / power;
+        if (std::isfinite(scaled))
+            x[i] = decimals > 0 ? std::rint(scaled) / power : std::rint(scaled) * power;
+    }
+    return out;
+}
+
+tensor<double> sign_of(const tensor<double>& a)
+{
+    return number_by(number_function::sign, a);
+}
+
+// By parts scaled into range first: |z| would overflow for the largest and lose the smallest.
+complex sign_of_number(const complex& z)
+{
+    if (z == 0.0 || z != z)
+        return z == 0.0 ? complex() : complex(std::nan(""), std::nan(""));
+    const bool infinite = std::isinf(z.real()) || std::isinf(z.imag());
+    const auto part = [&](double x) {
+        return infinite ? std::copysign(std::isinf(x) ? 1.0 : 0.0, x) : x;
+    };
+    complex w(part(z.real()), part(z.imag()));
+    const double largest = std::fmax(std::fabs(w.real()), std::fabs(w.imag()));
+    const int exponent = std::ilogb(largest);
+    w = {std::scalbn(w.real(), -exponent), std::scalbn(w.imag(), -exponent)};
+    const double modulus = std::hypot(w.real(), w.imag());
+    return {w.real() / modulus, w.imag() / modulus};
+}
+
+tensor<complex> sign_of(const tensor<complex>& a)
+{
+    std::vector<complex> data = detail::uninitialized<complex>(a.data.size());
+    for (std::size_t i = 0; i < data.size(); ++i)
+        data[i] = sign_of_number(a.data[i]);
+    return tensor<complex>(a.shape, std::move(data));
+}
+
+template <class T>
+tensor<double> closeness_mask(const tensor<T>& a, const tensor<T>& b, const closeness& close)
+{
+    using detail::row_form;
+    return detail::broadcast_rows<double>(
+        a, b, [&](row_form form, const T* x, const T* y, double* out, std::size_t n) {
+            const std::size_t step_x = form == row_form::right ? 0 : 1;
+            const std::size_t step_y = form == row_form::left ? 0 : 1;
+            for (std::size_t j = 0; j < n; ++j)
+                out[j] = close(x[j * step_x], y[j * step_y]) ? 1.0 : 0.0;
+        });
+}
+
+template <class T>
+tensor<T> repeated_differences(const tensor<T>& a, std::size_t axis, std::ptrdiff_t times)
+{
+    tensor<T> out = differences(a, axis);
+    for (std::ptrdiff_t i = 1; i < times && !out.data.empty(); ++i)
+        out = differences(out, axis);
+    if (times <= static_cast<std::ptrdiff_t>(a.shape[axis]))
+        return out;
+    std::vector<std::size_t> shape = a.shape;
+    shape[axis] = 0;
+    return tensor<T>(std::move(shape), {});
+}
+
+} // namespace
+
+tensor<double> truths(const operand& a)
+{
+    return a.is_complex() ? truth_of(a.as<complex>()) : truth_of(a.as<double>());
+}
+
+PyObject* truth_or_mask(tensor<double>&& mask)
+{
+    return mask.shape.empty() ? PyBool_FromLong(mask.data[0] != 0) : wrap(std::move(mask));
+}
+
+PyObject* equal(const binding::call_arguments& call)
+{
+    return comparison_call("equal", comparison::equal, call);
+}
+
+PyObject* not_equal(const binding::call_arguments& call)
+{
+    return comparison_call("not_equal", comparison::not_equal, call);
+}
+
+PyObject* less(const binding::call_arguments& call)
+{
+    return comparison_call("less", comparison::less, call);
+}
+
+PyObject* less_equal(const binding::call_arguments& call)
+{
+    return comparison_call("less_equal", comparison::less_equal, call);
+}
+
+PyObject* greater(const binding::call_arguments& call)
+{
+    return comparison_call("greater", comparison::greater, call);
+}
+
+PyObject* greater_equal(const binding::call_arguments& call)
+{
+    return comparison_call("greater_equal", comparison::greater_equal, call);
+}
+
+PyObject* maximum(const binding::call_arguments& call)
+{
+    return extreme_call("maximum", pair_function::maximum, call);
+}
+
+PyObject* minimum(const binding::call_arguments& call)
+{
+    return extreme_call("minimum", pair_function::minimum, call);
+}
+
+PyObject* logical_and(const binding::call_arguments& call)
+{
+    return logical_call("logical_and", pair_function::logical_and, call);
+}
+
+PyObject* logical_or(const binding::call_arguments& call)
+{
+    return logical_call("logical_or", pair_function::logical_or, call);
+}
+
+PyObject* logical_xor(const binding::call_arguments& call)
+{
+    return logical_call("logical_xor", pair_function::logical_xor, call);
+}
+
+PyObject* logical_not(const binding::call_arguments& call)
+{
+    return question_call(
+        "logical_not", number_function::logical_not, [](const complex& z) { return z == 0.0; },
+        call);
+}
+
+PyObject* isnan(const binding::call_arguments& call)
+{
+    return question_call(
+        "isnan", number_function::is_nan, [](const complex& z) { return z != z; }, call);
+}
+
+PyObject* isinf(const binding::call_arguments& call)
+{
+    return question_call(
+        "isinf", number_function::is_infinite,
+        [](const complex& z) { return std::isinf(z.real()) || std::isinf(z.imag()); }, call);
+}
+
+PyObject* isfinite(const binding::call_arguments& call)
+{
+    return question_call(
+        "isfinite", number_function::is_finite,
+        [](const complex& z) { return std::isfinite(z.real()) && std::isfinite(z.imag()); }, call);
+}
+
+PyObject* isclose(const binding::call_arguments& call)
+{
+    static constexpr binding::signature<5> signature{
+        "isclose", {"a", "b", "rtol", "atol", "equal_nan"}, 2};
+    const auto [left, right, rtol, atol, equal_nan] = signature.bind(call);
+    const closeness close{real_parameter(rtol, "rtol", 1e-5), real_parameter(atol, "atol", 1e-8),
+                          flag_parameter(equal_nan)};
+    operand a(left);
+    operand b(right);
+    return by_type(a, b, [&](const auto& x, const auto& y) {
+        return truth_or_mask(closeness_mask(x, y, close));
+    });
+}
+
+PyObject* floor(const binding::call_arguments& call)
+{
+    return rounding_call("floor", number_function::floor, call);
+}
+
+PyObject* ceil(const binding::call_arguments& call)
+{
+    return rounding_call("ceil", number_function::ceil, call);
+}
+
+PyObject* trunc(const binding::call_arguments& call)
+{
+    return rounding_call("trunc", number_function::trunc, call);
+}
+
+PyObject* round(const binding::call_arguments& call)
+{
+    static constexpr binding::signature<2> signature{"round", {"a", "decimals"}, 1};
+    const auto [given, digits] = signature.bind(call);
+    const operand a(given);
+    const std::ptrdiff_t decimals = digits == nullptr ? 0 : integer_parameter(digits, "decimals");
+    return by_type(a, [&](const auto& x) {
+        return wrap(decimals == 0 ? rounded(x) : rounded_to(x, decimals));
+    });
+}
+
+PyObject* sign(const binding::call_arguments& call)
+{
+    const auto [given] = unary_signature{"sign", {"a"}}.bind(call);
+    const operand a(given);
+    return by_type(a, [](const auto& x) { return wrap(sign_of(x)); });
+}
+
+PyObject* clip(const binding::call_arguments& call)
+{
+    static constexpr binding::signature<3> signature{"clip", {"a", "min", "max"}, 1};
+    const auto [given, least, most] = signature.bind(call);
+    const operand a(given);
+    const binding::owned_ref all_below(binding::not_null(PyFloat_FromDouble(-HUGE_VAL)));
+    const binding::owned_ref all_above(binding::not_null(PyFloat_FromDouble(HUGE_VAL)));
+    const operand low(is_absent(least) ? all_below.get() : least);
+    const operand high(is_absent(most) ? all_above.get() : most);
+    refuse_complex(a);
+    refuse_complex(low);
+    refuse_complex(high);
+    const auto& x = a.as<double>();
+    if (low.rank() == 0 && high.rank() == 0)
+        return wrap(clipped(x, low.as<double>().data[0], high.as<double>().data[0]));
+    return wrap(pair_by(pair_function::minimum,
+                        pair_by(pair_function::maximum, x, low.as<double>()), high.as<double>()));
+}
+
+PyObject* where(const binding::call_arguments& call)
+{
+    static constexpr binding::signature<3> signature{"where", {"mask", "a", "b"}, 1};
+    const auto [mask, left, right] = signature.bind(call);
+    if ((left == nullptr) != (right == nullptr))
+        fail(PyExc_ValueError, "where takes a mask alone, or both a and b");
+    const operand chooser(mask);
+    if (left == nullptr)
+        return places_of_true(chooser, "where");
+    operand a(left);
+    operand b(right);
+    if (!chooser.is_complex())
+        return by_type(a, b, [&](const auto& x, const auto& y) {
+            return wrap(chosen(chooser.as<double>(), x, y));
+        });
+    return by_type(
+        a, b, [&](const auto& x, const auto& y) { return wrap(chosen(truths(chooser), x, y)); });
+}
+
+PyObject* diff(const binding::call_arguments& call)
+{
+    static constexpr binding::signature<3> signature{"diff", {"a", "n", "axis"}, 1};
+    const auto [given, order, axis_given] = signature.bind(call);
+    const operand a(given);
+    const std::ptrdiff_t times = order == nullptr ? 1 : integer_parameter(order, "n");
+    if (times < 0)
+        fail(PyExc_ValueError, "n must not be negative, not " + std::to_string(times));
+    if (a.rank() == 0)
+        fail(PyExc_ValueError, "diff takes a tensor with an axis, not one of rank 0");
+    const std::size_t axis =
+        axis_given == nullptr ? a.rank() - 1 : axis_parameter(axis_given, a.rank());
+    return by_type(a, [&](const auto& x) {
+        return wrap(times == 0 ? x : repeated_differences(x, axis, times));
+    });
+}
+
+} // namespace numerical::package

@@ -1,0 +1,204 @@
+#include "package/ordering.hpp"
+
+#include "binding/caster.hpp"
+#include "numerical/elementwise/places.hpp"
+#include "numerical/elementwise/sorting.hpp"
+#include "numerical/selection.hpp"
+#include "package/index_keys.hpp"
+#include "package/parameters.hpp"
+#include "package/positions.hpp"
+
+#include <functional>
+#include <string>
+#include <utility>
+
+namespace numerical::package {
+namespace {
+
+using binding::fail;
+using binding::not_null;
+using binding::owned_ref;
+using detail::walk_shape;
+
+const tensor<double>& ordered(const operand& a, const char* function)
+{
+    if (a.is_complex())
+        fail(PyExc_TypeError,
+             std::string(function) + " takes a float64 tensor: complex128 has no order");
+    return a.as<double>();
+}
+
+// What an axis argument selects: for None all elements as one run.
+struct axis_walk
+{
+    walk_shape walk;
+    shape_list shape; // of a result with as many elements
+    std::size_t axis;
+    bool flat;
+};
+
+axis_walk walk_of(PyObject* axis_given, const shape_list& shape, std::size_t count, bool flat)
+{
+    if (flat)
+        return {{1, count, 1}, {count}, 0, true};
+    const std::size_t axis = axis_given == nullptr && !shape.empty()
+                                 ? shape.size() - 1
+                                 : axis_parameter(axis_given, shape.size());
+    return {detail::walk_along(shape, axis), shape, axis, false};
+}
+
+// kind is taken for the sake of programs that name one, and must be a name that NumPy knows.
+void check_kind(PyObject* kind)
+{
+    if (is_absent(kind))
+        return;
+    const std::string name = PyUnicode_Check(kind) ? binding::to_text(kind) : "";
+    if (name != "quicksort" && name != "heapsort" && name != "mergesort" && name != "stable")
+        fail(PyExc_ValueError,
+             "kind is 'quicksort', 'heapsort', 'mergesort' or 'stable', all the same stable sort");
+}
+
+struct sort_call
+{
+    PyObject* given;
+    PyObject* axis;
+    sort_order order;
+};
+
+sort_call read_sort_call(const char* function, const binding::call_arguments& call)
+{
+    const binding::signature<5> signature{
+        function, {"a", "axis", "kind", "descending", "stable"}, 1, 3};
+    const auto [given, axis, kind, descending, stable] = signature.bind(call);
+    check_kind(kind);
+    flag_parameter(stable);
+    return {given, axis,
+            flag_parameter(descending) ? sort_order::descending : sort_order::ascending};
+}
+
+axis_walk sort_walk(const sort_call& call, const tensor<double>& a)
+{
+    if (a.shape.empty() && call.axis == nullptr)
+        fail(PyExc_ValueError, "a tensor of rank 0 has no axis to sort along");
+    return walk_of(call.axis, a.shape, a.data.size(), call.axis == Py_None);
+}
+
+template <class C>
+PyObject* extreme_call(const char* function, const binding::call_arguments& call, const C& compare)
+{
+    const binding::signature<3> signature{function, {"a", "axis", "keepdims"}, 1, 2};
+    const auto [given, axis, keep] = signature.bind(call);
+    const operand a(given);
+    const tensor<double>& x = ordered(a, function);
+    const bool keepdims = flag_parameter(keep);
+    const axis_walk along = walk_of(axis, x.shape, x.data.size(), is_absent(axis));
+    if (along.walk.extent == 0)
+        fail(PyExc_ValueError,
+             std::string(function) + " of an axis without elements has no result");
+    shape_list shape = x.shape;
+    if (keepdims)
+        along.flat ? shape.assign(shape.size(), 1) : (void)(shape[along.axis] = 1);
+    else if (along.flat)
+        shape.clear();
+    else
+        shape.erase(shape.begin() + static_cast<std::ptrdiff_t>(along.axis));
+    return int_or_positions(
+        positions(std::move(shape), detail::extreme_places(x.data.data(), along.walk, compare)));
+}
+
+detail::search_side side_of(PyObject* side)
+{
+    if (side == nullptr)
+        return detail::search_side::left;
+    const std::string name = PyUnicode_Check(side) ? binding::to_text(side) : "";
+    if (name != "left" && name != "right")
+        fail(PyExc_ValueError, "side is 'left' or 'right'");
+    return name == "left" ? detail::search_side::left : detail::search_side::right;
+}
+
+// The vector in the order that the sorter gives it.
+tensor<double> in_order(const tensor<double>& a, PyObject* sorter)
+{
+    const positions order = read_places(sorter);
+    for (const std::ptrdiff_t place : order.data)
+        position_on(place, 0, a.shape[0]);
+    return gather_along(a, 0, order);
+}
+
+} // namespace
+
+PyObject* sort(const binding::call_arguments& call)
+{
+    const sort_call asked = read_sort_call("sort", call);
+    const operand a(asked.given);
+    const tensor<double>& x = ordered(a, "sort");
+    axis_walk along = sort_walk(asked, x);
+    return wrap(tensor<double>(std::move(along.shape),
+                               detail::sorted(x.data.data(), along.walk, asked.order)));
+}
+
+PyObject* argsort(const binding::call_arguments& call)
+{
+    const sort_call asked = read_sort_call("argsort", call);
+    const operand a(asked.given);
+    const tensor<double>& x = ordered(a, "argsort");
+    axis_walk along = sort_walk(asked, x);
+    return wrap(positions(std::move(along.shape),
+                          detail::sorted_places(x.data.data(), along.walk, asked.order)));
+}
+
+PyObject* argmax(const binding::call_arguments& call)
+{
+    return extreme_call("argmax", call, std::greater<double>());
+}
+
+PyObject* argmin(const binding::call_arguments& call)
+{
+    return extreme_call("argmin", call, std::less<double>());
+}
+
+PyObject* searchsorted(const binding::call_arguments& call)
+{
+    static constexpr binding::signature<4> signature{
+        "searchsorted", {"a", "v", "side", "sorter"}, 2};
+    const auto [given, values, side, sorter] = signature.bind(call);
+    const operand a(given);
+    const operand v(values);
+    const tensor<double>& x = ordered(a, "searchsorted");
+    const tensor<double>& wanted = ordered(v, "searchsorted");
+    if (x.shape.size() != 1)
+        fail(PyExc_ValueError,
+             "searchsorted takes a vector, not a tensor of rank " + std::to_string(x.shape.size()));
+    const auto places = [&](const tensor<double>& ascending) {
+        return int_or_positions(
+            positions(wanted.shape, detail::search_places(ascending.data.data(),
+                                                          ascending.data.size(), wanted.data.data(),
+                                                          wanted.data.size(), side_of(side))));
+    };
+    return is_absent(sorter) ? places(x) : places(in_order(x, sorter));
+}
+
+PyObject* places_of_true(const operand& a, const char* function)
+{
+    if (a.rank() == 0)
+        fail(PyExc_ValueError,
+             std::string(function) +
+                 " of a mask alone takes a tensor with an axis, not one of rank 0");
+    auto places = a.is_complex() ? true_places(a.as<complex>()) : true_places(a.as<double>());
+    owned_ref tuple(not_null(PyTuple_New(static_cast<Py_ssize_t>(places.size()))));
+    for (std::size_t axis = 0; axis < places.size(); ++axis) {
+        const std::size_t count = places[axis].size();
+        PyTuple_SetItem(tuple.get(), static_cast<Py_ssize_t>(axis),
+                        not_null(wrap(positions({count}, std::move(places[axis])))));
+    }
+    return tuple.release();
+}
+
+PyObject* nonzero(const binding::call_arguments& call)
+{
+    static constexpr binding::signature<1> signature{"nonzero", {"a"}};
+    const auto [given] = signature.bind(call);
+    return places_of_true(operand(given), "nonzero");
+}
+
+} // namespace numerical::package

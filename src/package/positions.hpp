@@ -1,0 +1,32 @@
+#pragma once
+
+// The class numerical.Positions: places of elements, as argsort, nonzero and searchsorted give
+// them. An immutable array of int64 beside Tensor, since a float64 tensor as an index is a mask:
+// positions index tensors and each other, compare and count. Their buffer is lent to NumPy as
+// '<i8'.
+
+#include "binding/python.hpp"
+#include "module/tensor_object.hpp"
+#include "numerical/tensor.hpp"
+
+#include <vector>
+
+namespace numerical::package {
+
+namespace binding = marlinth::binding;
+using boundary::number;
+using boundary::wrap;
+
+// Makes the type, or adds the one there is to the module.
+void define_positions(PyObject* module);
+
+// The value of a Positions, null for any other object. TypeError if it is uninitialized.
+const positions* positions_in(PyObject* object);
+
+PyObject* number(std::ptrdiff_t x);
+PyObject* wrap(positions&& value);
+
+// A Python int where no axis is left, else a new Positions.
+PyObject* int_or_positions(positions&& value);
+
+} // namespace numerical::package
