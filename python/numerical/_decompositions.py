@@ -44,8 +44,10 @@ def eigh(a, UPLO="L", *, method="divide_and_conquer"):
 
 
 def _triangle(uplo):
-    one_of(uplo, "UPLO", ("L", "U", "l", "u"))
-    return uplo.upper()
+    """"L" or "U", in either case."""
+    if isinstance(uplo, str) and uplo in ("l", "u"):
+        return uplo.upper()
+    return one_of(uplo, "UPLO", ("L", "U"))
 
 
 def _of_triangle(a, uplo, name):

@@ -27,7 +27,7 @@ def reshape(a, shape, order="C"):
     ValueError if the shape holds another number of elements, or for an order but "C": column-major
     order is that of the transpose, reshape(a.T, shape[::-1]).T.
     """
-    if order != "C":
+    if not isinstance(order, str) or order != "C":
         raise ValueError(
             f"reshape reads in row-major order, 'C', not {shown(order)}: for column-major order"
             " write reshape(a.T, shape[::-1]).T"

@@ -20,12 +20,16 @@ EVEN = {
     "a": nm.eye(2), "b": 2.0 * nm.eye(2), "x": nm.eye(2), "v": nm.ones(2), "obj": nm.ones(2), "shape": (2, 2),
     "n": 2, "fill_value": 1.0, "start": 0, "stop": 3, "axis": 0, "source": 0, "destination": 1,
     "first": 0, "second": 1, "tensors": [nm.eye(2), nm.eye(2)], "repetitions": 2, "count": 2,
-    "path": "portable", "spec": "ij->ji", "dtype": "float64", "from_": "float64", "to": "float64",
+    "dtype": "float64", "from_": "float64", "to": "float64",
     "type": "float64", "kind": "numeric",
+    "path": "portable", "spec": "ij->ji", "y": nm.ones(2), "m": nm.eye(2), "mask": nm.eye(2) > 0,
+    "indices": [0], "indices_or_sections": 2, "shift": 1, "c": nm.ones(2),
 }  # fmt: skip
 FITTING = {
     "cross": {"a": nm.ones(3), "b": nm.ones(3)}, "reshape": {"shape": (4,)},
-    "squeeze": {"a": nm.ones((1, 2))},
+    "squeeze": {"a": nm.ones((1, 2))}, "arctan2": {"x": nm.ones(2)}, "vander": {"x": nm.ones(2)},
+    "searchsorted": {"a": nm.ones(2)}, "take_along_axis": {"indices": [[0, 1]]},
+    "where": {"a": nm.eye(2), "b": nm.eye(2)},
 }  # fmt: skip
 
 # Words of the interpreter, of NumPy or of the module's boundary, which name no argument.
