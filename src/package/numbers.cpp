@@ -173,13 +173,10 @@ template <class T>
 tensor<T> repeated_differences(const tensor<T>& a, std::size_t axis, std::ptrdiff_t times)
 {
     tensor<T> out = differences(a, axis);
-    for (std::ptrdiff_t i = 1; i < times && !out.data.empty(); ++i)
+    for (std::ptrdiff_t i = 1; i < times && out.shape[axis] != 0; ++i)
         out = differences(out, axis);
-    if (times <= static_cast<std::ptrdiff_t>(a.shape[axis]))
-        return out;
-    std::vector<std::size_t> shape = a.shape;
-    shape[axis] = 0;
-    return tensor<T>(std::move(shape), {});
+    return out;
+});
 }
 
 } // namespace
