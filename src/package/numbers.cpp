@@ -176,7 +176,6 @@ tensor<T> repeated_differences(const tensor<T>& a, std::size_t axis, std::ptrdif
     for (std::ptrdiff_t i = 1; i < times && out.shape[axis] != 0; ++i)
         out = differences(out, axis);
     return out;
-});
 }
 
 } // namespace
