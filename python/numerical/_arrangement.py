@@ -4,12 +4,12 @@ from . import _numerical
 from ._arguments import integer, integers, items, one_of, shown
 from ._conversion import asarray
 from ._creation import axis_of, zeros
-from ._functions import conj, cumprod
+from ._functions import conj
 from ._native_module import native
 from ._numerical import Tensor
 from ._positions import Positions
 from ._promotion import same_dtype
-from ._shaping import broadcast_to, concatenate, flip, moveaxis, ravel, reshape
+from ._shaping import broadcast_to, concatenate, flip, moveaxis, ravel, reshape, stack
 
 
 # --- joins ---------------------------------------------------------------------------------------
@@ -26,7 +26,10 @@ def vstack(tensors):
 
 def column_stack(tensors):
     """Joined along the second axis; vectors and numbers are columns."""
-    return concatenate([t if t.ndim > 1 else reshape(t, (t.size, 1)) for t in _each(tensors)], 1)
+    parts = _each(tensors)
+    if parts and all(t.ndim == 1 for t in parts) and len({t.size for t in parts}) == 1:
+        return stack(parts, 1)
+    return concatenate([t if t.ndim > 1 else reshape(t, (t.size, 1)) for t in parts], 1)
 
 
 def _each(tensors):
@@ -82,8 +85,10 @@ def take(a, indices, axis=None):
     indices is an int, a list of ints, or Positions; the axes that it has stand for the axis.
     IndexError for a place out of bounds.
     """
-    a = ravel(a) if axis is None else asarray(a)
-    place = 0 if axis is None else axis_of(axis, a.ndim)
+    a = asarray(a)
+    if axis is None:
+        return (a if a.ndim == 1 else ravel(a))[indices,]
+    place = axis_of(axis, a.ndim)
     return a[(*(slice(None),) * place, indices)]
 
 
@@ -150,13 +155,13 @@ def vander(x, N=None, increasing=False):
     x = asarray(x)
     if x.ndim != 1:
         raise ValueError(f"vander takes a vector, not a tensor of rank {x.ndim}")
-    columns = x.size if N is None else integer(N, "N")
-    if columns < 1:
-        return zeros((x.size, max(columns, 0)), x.dtype)
-    ones = _numerical._full((x.size, 1), 1.0, x.dtype == "complex128")
-    bases = broadcast_to(reshape(x, (x.size, 1)), (x.size, columns - 1))
-    powers = cumprod(concatenate([ones, bases], 1), 1)
-    return powers if increasing else flip(powers, 1)
+    count = x.size if N is None else integer(N, "N")
+    if count < 1:
+        return zeros((x.size, max(count, 0)), x.dtype)
+    columns = [_numerical._full((x.size,), 1.0, x.dtype == "complex128"), x][:count]
+    while len(columns) < count:
+        columns.append(columns[-1] * x)
+    return stack(columns if increasing else columns[::-1], 1)
 
 
 def toeplitz(c, r=None):

@@ -13,7 +13,11 @@ SUMMARY_SIZE = 1000  # longer ones show the edges alone, as tensors do
 EDGE = 3
 
 
-def _text(p, indent=0):
+def _text(p):
+    return _nested_text(p, 0)
+
+
+def _nested_text(p, indent):
     """Nested brackets with the ints in columns of one width."""
     shown = _edges(p) if p.size > SUMMARY_SIZE else p.tolist()
     width = max((len(str(x)) for x in _leaves(shown)), default=0)
@@ -48,7 +52,7 @@ def _bracketed(nested, width, indent, rank):
 
 
 def _repr(p):
-    text = "Positions(" + _text(p, len("Positions("))
+    text = "Positions(" + _nested_text(p, len("Positions("))
     if p.size > SUMMARY_SIZE or (p.size == 0 and p.shape != (0,)):
         text += f", shape={p.shape}"
     return text + ")"

@@ -203,11 +203,8 @@ tensor<T> gather_along(const tensor<T>& a, std::size_t axis, const positions& pl
 // Every element is written to the next free place, which moves on behind those that stay: no branch
 // depends on the mask.
 template <class T>
-tensor<T> gather_masked(const tensor<T>& a, const tensor<double>& mask)
+tensor<T> gather_masked(const tensor<T>& a, const tensor<double>& mask, std::size_t count)
 {
-    std::size_t count = 0;
-    for (const double truth : mask.data)
-        count += truth != 0 ? 1 : 0;
     std::vector<T> data = detail::uninitialized<T>(count);
     std::size_t to = 0;
     for (std::size_t i = 0; to < count; ++i) {
@@ -232,10 +229,10 @@ template tensor<double> gather_along(const tensor<double>&, std::size_t, const p
 template tensor<std::complex<double>> gather_along(const tensor<std::complex<double>>&, std::size_t,
                                                    const positions&);
 template positions gather_along(const positions&, std::size_t, const positions&);
-template tensor<double> gather_masked(const tensor<double>&, const tensor<double>&);
+template tensor<double> gather_masked(const tensor<double>&, const tensor<double>&, std::size_t);
 template tensor<std::complex<double>> gather_masked(const tensor<std::complex<double>>&,
-                                                    const tensor<double>&);
-template positions gather_masked(const positions&, const tensor<double>&);
+                                                    const tensor<double>&, std::size_t);
+template positions gather_masked(const positions&, const tensor<double>&, std::size_t);
 template positions gather(const positions&, const selection&);
 template tensor<double> gather(const tensor<double>&, const selection&);
 template tensor<std::complex<double>> gather(const tensor<std::complex<double>>&, const selection&);

@@ -45,9 +45,9 @@ tensor<T> gather(const tensor<T>& a, const selection& from);
 template <class T>
 tensor<T> gather_along(const tensor<T>& a, std::size_t axis, const positions& places);
 
-// The elements where the mask, of the same shape, isn't zero, in row-major order.
+// The elements where the mask, of the same shape, isn't zero, in row-major order; `count` of them.
 template <class T>
-tensor<T> gather_masked(const tensor<T>& a, const tensor<double>& mask);
+tensor<T> gather_masked(const tensor<T>& a, const tensor<double>& mask, std::size_t count);
 
 enum class update_operation { set, add, multiply, minimum, maximum };
 

@@ -116,14 +116,12 @@ template <class T>
 tensor<T> rounded_to(const tensor<T>& a, std::ptrdiff_t decimals)
 {
     const auto power = std::pow(10.0, std::fabs(static_cast<double>(decimals)));
-    tensor<T> out = a;
-    auto* x = reinterpret_cast<double*>(out.data.data());
-    for (std::size_t i = 0; i < out.data.size() * (sizeof(T) / sizeof(double)); ++i) {
-        const double scaled = decimals > 0 ? x[i] * power : x[i] / power;
-        if (std::isfinite(scaled))
-            x[i] = decimals > 0 ? std::rint(scaled) / power : std::rint(scaled) * power;
-    }
-    return out;
+    std::vector<T> data = detail::uninitialized<T>(a.data.size());
+    const detail::number_kernels& kernels = detail::numbers_in_force();
+    const auto round = decimals > 0 ? kernels.round_to_parts : kernels.round_to_multiples;
+    round(reinterpret_cast<const double*>(a.data.data()), power,
+          reinterpret_cast<double*>(data.data()), data.size() * (sizeof(T) / sizeof(double)));
+    return tensor<T>(a.shape, std::move(data));
 }
 
 tensor<double> sign_of(const tensor<double>& a)

@@ -11,7 +11,6 @@
 #include "package/operand.hpp"
 #include "package/parameters.hpp"
 
-#include <algorithm>
 #include <optional>
 #include <stdexcept>
 #include <variant>
@@ -106,9 +105,7 @@ PyObject* product_slot(PyObject* left, PyObject* right)
 // A mask as an operand: TypeError for other numbers, of which & would be something else.
 const tensor<double>& mask_of(const operand& a)
 {
-    const auto is_truth = [](double x) { return x == 0.0 || x == 1.0; };
-    if (a.is_complex() ||
-        !std::all_of(a.as<double>().data.begin(), a.as<double>().data.end(), is_truth))
+    if (a.is_complex() || !are_truths(a.as<double>()))
         binding::fail(PyExc_TypeError,
                       "&, |, ^ and ~ are for masks, tensors of zeros and ones as comparisons give;"
                       " logical_and and its like take all numbers");

@@ -148,6 +148,16 @@ std::vector<T> interleaved(const std::vector<const tensor<T>*>& parts, std::size
         count += part->data.size();
     std::vector<T> joined = detail::uninitialized<T>(count);
     T* to = joined.data();
+    if (outer == count / std::max<std::size_t>(parts.size(), 1)) { // columns side by side
+        bool columns = true;
+        for (const tensor<T>* part : parts)
+            columns &= part->data.size() == outer;
+        for (std::size_t j = 0; columns && j < parts.size(); ++j)
+            for (std::size_t o = 0; o < outer; ++o)
+                to[o * parts.size() + j] = parts[j]->data[o];
+        if (columns)
+            return joined;
+    }
     for (std::size_t o = 0; o < outer; ++o)
         for (const tensor<T>* part : parts) {
             const std::size_t stretch = part->data.size() / outer;

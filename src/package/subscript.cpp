@@ -4,6 +4,7 @@
 
 #include "binding/class.hpp"
 #include "module/tensor_object.hpp"
+#include "numerical/elementwise/numbers.hpp"
 #include "numerical/short_list.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/take.hpp"
@@ -188,10 +189,7 @@ const tensor<double>* whole_mask(PyObject* key, const shape_list& shape)
     if (!is_tensor(key) || shape.empty())
         return nullptr;
     const auto* mask = std::get_if<tensor<double>>(&value_of(key));
-    const auto is_truth = [](double x) { return x == 0.0 || x == 1.0; };
-    const bool fits = mask != nullptr && mask->shape == shape &&
-                      std::all_of(mask->data.begin(), mask->data.end(), is_truth);
-    return fits ? mask : nullptr;
+    return mask != nullptr && mask->shape == shape && are_truths(*mask) ? mask : nullptr;
 }
 
 // What is asked for most often goes without reading keys into lists: ints and slices, an order of
@@ -217,7 +215,7 @@ PyObject* item_of(const tensor<T>& a, PyObject* key)
         return wrap(gather_along(a, axis, *places));
     }
     if (const tensor<double>* mask = whole_mask(key, a.shape))
-        return wrap(gather_masked(a, *mask));
+        return wrap(gather_masked(a, *mask, count_of_true(*mask)));
     return by_keys(a, key);
 }
 

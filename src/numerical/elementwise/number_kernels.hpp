@@ -59,7 +59,11 @@ struct number_kernels
     choice_row choices[8];         // of reals: 4, 2 and 1 for a mask, left and right that move
     choice_row complex_choices[8]; // of complex numbers
     void (*clip)(const double* x, double low, double high, double* out, std::size_t n);
+    // Rounded to a multiple of 1/power, or of power; what is infinite on the way stays.
+    void (*round_to_parts)(const double* x, double power, double* out, std::size_t n);
+    void (*round_to_multiples)(const double* x, double power, double* out, std::size_t n);
     std::size_t (*count_true)(const double* x, std::size_t n);
+    bool (*are_truths)(const double* x, std::size_t n); // all are 0 or 1
     column_places places_of_least;
     column_places places_of_greatest;
 };

@@ -6,6 +6,7 @@
 #include "numerical/elementwise/number_kernels.hpp"
 
 #include <cstddef>
+#include <cstdint>
 
 namespace numerical::detail {
 namespace {
@@ -17,10 +18,20 @@ constexpr double one_if(bool truth)
     return truth ? 1.0 : 0.0;
 }
 
-constexpr auto floor_of = [](double x) { return __builtin_floor(x); };
-constexpr auto ceil_of = [](double x) { return __builtin_ceil(x); };
-constexpr auto trunc_of = [](double x) { return __builtin_trunc(x); };
+// The compiler makes vectors of rint alone: the others raise no inexact exception. So they are the
+// nearest integer, moved by one where it lies on the wrong side, with the sign of x for zeros.
 constexpr auto round_of = [](double x) { return __builtin_rint(x); };
+constexpr auto floor_of = [](double x) {
+    const double near = __builtin_rint(x);
+    return __builtin_copysign(near - one_if(near > x), x);
+};
+constexpr auto ceil_of = [](double x) {
+    const double near = __builtin_rint(x);
+    return __builtin_copysign(near + one_if(near < x), x);
+};
+constexpr auto trunc_of = [](double x) {
+    return __builtin_copysign(floor_of(__builtin_fabs(x)), x);
+};
 constexpr auto sign_of = [](double x) { return x != x ? x : one_if(x > 0) - one_if(x < 0); };
 constexpr auto is_nan = [](double x) { return one_if(x != x); };
 constexpr auto is_infinite = [](double x) { return one_if(__builtin_fabs(x) == infinity); };
@@ -90,6 +101,30 @@ void clip(const double* __restrict x, double low, double high, double* __restric
         out[j] = minimum(maximum(x[j], low), high);
 }
 
+void round_to_parts(const double* __restrict x, double power, double* __restrict out, std::size_t n)
+{
+    for (std::size_t j = 0; j < n; ++j) {
+        const double scaled = x[j] * power;
+        const double rounded = __builtin_rint(scaled) / power;
+        out[j] = __builtin_fabs(scaled) < infinity ? rounded : x[j];
+    }
+}
+
+void round_to_multiples(const double* __restrict x, double power, double* __restrict out,
+                        std::size_t n)
+{
+    for (std::size_t j = 0; j < n; ++j)
+        out[j] = __builtin_rint(x[j] / power) * power;
+}
+
+bool are_truths(const double* x, std::size_t n)
+{
+    std::uint64_t others = 0;
+    for (std::size_t j = 0; j < n; ++j)
+        others |= (x[j] != 0) & (x[j] != 1) ? ~std::uint64_t{0} : 0;
+    return others == 0;
+}
+
 std::size_t count_true(const double* x, std::size_t n)
 {
     std::size_t count = 0;
@@ -140,7 +175,10 @@ constexpr number_kernels number_kernels_here{
     {choose<2, 0>, choose<2, 1>, choose<2, 2>, choose<2, 3>, choose<2, 4>, choose<2, 5>,
      choose<2, 6>, choose<2, 7>},
     clip,
+    round_to_parts,
+    round_to_multiples,
     count_true,
+    are_truths,
     places_by(is_lesser),
     places_by(is_greater)};
 

@@ -132,6 +132,16 @@ tensor<double> clipped(const tensor<double>& a, double low, double high)
     return tensor<double>(a.shape, std::move(data));
 }
 
+bool are_truths(const tensor<double>& a)
+{
+    return detail::numbers_in_force().are_truths(a.data.data(), a.data.size());
+}
+
+std::size_t count_of_true(const tensor<double>& a)
+{
+    return detail::numbers_in_force().count_true(a.data.data(), a.data.size());
+}
+
 tensor<double> truth_of(const tensor<double>& a)
 {
     return number_by(number_function::truth, a);

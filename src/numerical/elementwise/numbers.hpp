@@ -17,6 +17,10 @@ tensor<double> pair_by(pair_function function, const tensor<double>& a, const te
 // min(max(x, low), high); NaN stays.
 tensor<double> clipped(const tensor<double>& a, double low, double high);
 
+// Whether all elements are 0 or 1, and how many aren't zero.
+bool are_truths(const tensor<double>& a);
+std::size_t count_of_true(const tensor<double>& a);
+
 // Ones where an element isn't zero; NaN isn't.
 tensor<double> truth_of(const tensor<double>& a);
 tensor<double> truth_of(const tensor<std::complex<double>>& a);

@@ -92,6 +92,12 @@ std::vector<std::vector<std::ptrdiff_t>> true_places(const tensor<T>& a)
         return places;
     const std::size_t rank = a.shape.size();
     const std::size_t length = a.shape.back();
+    if (rank == 1) { // one place more, as the row ends with a step that writes
+        places[0] = detail::uninitialized<std::ptrdiff_t>(count + 1);
+        places_in_row(a.data.data(), length, places[0].data());
+        places[0].pop_back();
+        return places;
+    }
     std::vector<std::ptrdiff_t> in_row(length);
     std::vector<std::size_t> row(rank - 1, 0);
     std::size_t done = 0;

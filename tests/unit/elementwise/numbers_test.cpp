@@ -1,0 +1,193 @@
+#include "numerical/elementwise/numbers.hpp"
+
+#include "numerical/elementwise/places.hpp"
+#include "numerical/elementwise/scans.hpp"
+#include "numerical/elementwise/sorting.hpp"
+#include "numerical/errors.hpp"
+#include "paths.hpp"
+#include "thrown.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <gtest/gtest.h>
+#include <limits>
+#include <numeric>
+#include <random>
+#include <vector>
+
+namespace {
+
+using numerical::number_function;
+using numerical::pair_function;
+using numerical::sort_order;
+using numerical::tensor;
+using numerical::detail::number_kernels;
+
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
+const std::vector<double> special{0.0,  -0.0, 0.3,  -0.3,       0.5,           -0.5,     1.5,
+                                  -1.5, 2.5,  0.7,  -0.7,       1e300,         infinity, -infinity,
+                                  nan,  3.0,  -4.0, 0x1p52 + 1, -0x1p51 - 0.5, 5e-324};
+
+std::vector<double> drawn(std::size_t count, unsigned seed)
+{
+    std::mt19937 source(seed);
+    std::vector<double> out(count);
+    for (double& x : out)
+        x = special[source() % special.size()];
+    return out;
+}
+
+void expect_same_bits(const std::vector<double>& found, const std::vector<double>& expected)
+{
+    ASSERT_EQ(found.size(), expected.size());
+    for (std::size_t i = 0; i < found.size(); ++i)
+        if (expected[i] == expected[i])
+            EXPECT_EQ(std::bit_cast<std::uint64_t>(found[i]),
+                      std::bit_cast<std::uint64_t>(expected[i]))
+                << i;
+        else
+            EXPECT_TRUE(std::isnan(found[i])) << i;
+}
+
+std::vector<const number_kernels*> all_kernels()
+{
+    std::vector<const number_kernels*> kernels{&numerical::detail::portable_numbers};
+    if (__builtin_cpu_supports("avx2") != 0)
+        kernels.push_back(&numerical::detail::avx2_numbers);
+    return kernels;
+}
+
+TEST(numbers, rounds_as_the_c_library_on_every_path)
+{
+    const std::vector<std::pair<number_function, double (*)(double)>> roundings{
+        {number_function::floor, [](double x) { return std::floor(x); }},
+        {number_function::ceil, [](double x) { return std::ceil(x); }},
+        {number_function::trunc, [](double x) { return std::trunc(x); }},
+        {number_function::round, [](double x) { return std::nearbyint(x); }}};
+    for (const std::size_t count : {1, 2, 3, 5, 8, 67}) {
+        const std::vector<double> x = drawn(count, static_cast<unsigned>(count));
+        for (const auto& [function, by_library] : roundings)
+            for (const number_kernels* kernels : all_kernels()) {
+                std::vector<double> found(count);
+                std::vector<double> expected(count);
+                kernels->of_one[static_cast<int>(function)](x.data(), found.data(), count);
+                std::transform(x.begin(), x.end(), expected.begin(), by_library);
+                expect_same_bits(found, expected);
+            }
+    }
+}
+
+TEST(numbers, pairs_have_the_same_bits_on_every_path)
+{
+    const std::vector<double> x = drawn(67, 1);
+    const std::vector<double> y = drawn(67, 2);
+    for (int function = 0; function < 11; ++function)
+        for (int form = 0; form < 3; ++form) {
+            std::vector<double> expected(67);
+            numerical::detail::portable_numbers.of_two[function].by_form[form](x.data(), y.data(),
+                                                                               expected.data(), 67);
+            for (const number_kernels* kernels : all_kernels()) {
+                std::vector<double> found(67);
+                kernels->of_two[function].by_form[form](x.data(), y.data(), found.data(), 67);
+                expect_same_bits(found, expected);
+            }
+        }
+}
+
+TEST(numbers, an_extreme_of_a_pair_is_nan_if_one_is)
+{
+    const tensor<double> a({4}, {nan, 1.0, 0.0, 2.0});
+    const tensor<double> b({4}, {1.0, nan, -0.0, 3.0});
+    expect_same_bits(pair_by(pair_function::maximum, a, b).data, {nan, nan, 0.0, 3.0});
+    expect_same_bits(pair_by(pair_function::minimum, a, b).data, {nan, nan, 0.0, 2.0});
+}
+
+TEST(numbers, chooses_from_operands_of_different_shapes)
+{
+    const tensor<double> mask({2, 1}, {1.0, 0.0});
+    const tensor<double> a({3}, {1.0, 2.0, 3.0});
+    const tensor<double> b({}, {-1.0});
+    const tensor<double> found = chosen(mask, a, b);
+    EXPECT_EQ(found.shape, (std::vector<std::size_t>{2, 3}));
+    EXPECT_EQ(found.data, (std::vector<double>{1, 2, 3, -1, -1, -1}));
+    EXPECT_EQ(test::text_thrown_by<numerical::dimension_error>([&] {
+                  chosen(tensor<double>({2}, {1, 0}), a, b);
+              }),
+              "operands could not be broadcast together with shapes (2,) (3,)");
+}
+
+TEST(sorting, is_stable_at_every_length)
+{
+    for (const std::size_t count : {1, 2, 48, 49, 500, 8191, 8192, 9000}) {
+        const std::vector<double> x = drawn(count, static_cast<unsigned>(count));
+        std::vector<std::ptrdiff_t> expected(count);
+        std::iota(expected.begin(), expected.end(), 0);
+        const auto before = [&](std::ptrdiff_t i, std::ptrdiff_t j) {
+            const double a = x[static_cast<std::size_t>(i)];
+            const double b = x[static_cast<std::size_t>(j)];
+            return a < b || (b != b && a == a);
+        };
+        std::stable_sort(expected.begin(), expected.end(), before);
+        std::vector<double> in_order;
+        for (const std::ptrdiff_t i : expected)
+            in_order.push_back(x[static_cast<std::size_t>(i)]);
+        EXPECT_EQ(numerical::detail::sorted_places(x.data(), {1, count, 1}, sort_order::ascending),
+                  expected);
+        expect_same_bits(numerical::detail::sorted(x.data(), {1, count, 1}, sort_order::ascending),
+                         in_order);
+    }
+}
+
+TEST(sorting, finds_places_by_both_sides)
+{
+    const std::vector<double> ascending{-1, 0, 0, 2, infinity, nan};
+    const std::vector<double> values{-2, -0.0, 2, 3, infinity, nan};
+    using numerical::detail::search_places;
+    using numerical::detail::search_side;
+    EXPECT_EQ(search_places(ascending.data(), 6, values.data(), 6, search_side::left),
+              (std::vector<std::ptrdiff_t>{0, 1, 3, 4, 4, 5}));
+    EXPECT_EQ(search_places(ascending.data(), 6, values.data(), 6, search_side::right),
+              (std::vector<std::ptrdiff_t>{0, 3, 4, 4, 5, 6}));
+    EXPECT_EQ(search_places(nullptr, 0, values.data(), 1, search_side::left),
+              (std::vector<std::ptrdiff_t>{0}));
+}
+
+TEST(places, the_first_extreme_is_found_in_any_block)
+{
+    for (const std::size_t at : {0, 1, 4095, 4096, 8191, 8192, 9999}) {
+        std::vector<double> x(10000, 1.0);
+        x[at] = 2.0;
+        x[9999] = 2.0;
+        const auto place = [&] {
+            return numerical::detail::extreme_places(x.data(), {1, x.size(), 1},
+                                                     std::greater<double>())[0];
+        };
+        EXPECT_EQ(place(), static_cast<std::ptrdiff_t>(at));
+        x[5000] = nan;
+        EXPECT_EQ(place(), 5000);
+    }
+}
+
+TEST(scans, products_of_runs_use_eight_accumulators)
+{
+    std::vector<double> x(19);
+    std::iota(x.begin(), x.end(), 1.5);
+    double r[8];
+    for (std::size_t j = 0; j < 8; ++j)
+        r[j] = x[j] * x[8 + j];
+    double expected = ((r[0] * r[1]) * (r[2] * r[3])) * ((r[4] * r[5]) * (r[6] * r[7]));
+    for (std::size_t i = 16; i < 19; ++i)
+        expected *= x[i];
+    EXPECT_EQ(numerical::detail::products(x.data(), {1, 19, 1})[0], expected);
+    EXPECT_EQ(numerical::detail::products(x.data(), {2, 0, 3}), std::vector<double>(6, 1.0));
+    EXPECT_EQ(numerical::detail::running_sums(x.data(), {1, 3, 1}),
+              (std::vector<double>{1.5, 4.0, 7.5}));
+    EXPECT_EQ(numerical::detail::running_products(x.data(), {1, 2, 2}),
+              (std::vector<double>{1.5, 2.5, 1.5 * 3.5, 2.5 * 4.5}));
+}
+
+} // namespace
