@@ -19,18 +19,15 @@ constexpr double one_if(bool truth)
 }
 
 // The compiler makes vectors of rint alone: the others raise no inexact exception. So they are the
-// nearest integer, moved by one where it lies on the wrong side, with the sign of x for zeros.
+// nearest integer, moved up by one where it lies below, with the sign of x for zeros.
 constexpr auto round_of = [](double x) { return __builtin_rint(x); };
-constexpr auto floor_of = [](double x) {
-    const double near = __builtin_rint(x);
-    return __builtin_copysign(near - one_if(near > x), x);
-};
 constexpr auto ceil_of = [](double x) {
     const double near = __builtin_rint(x);
     return __builtin_copysign(near + one_if(near < x), x);
 };
+constexpr auto floor_of = [](double x) { return -ceil_of(-x); };
 constexpr auto trunc_of = [](double x) {
-    return __builtin_copysign(floor_of(__builtin_fabs(x)), x);
+    return __builtin_copysign(ceil_of(-__builtin_fabs(x)), x);
 };
 constexpr auto sign_of = [](double x) { return x != x ? x : one_if(x > 0) - one_if(x < 0); };
 constexpr auto is_nan = [](double x) { return one_if(x != x); };

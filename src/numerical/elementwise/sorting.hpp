@@ -2,8 +2,8 @@
 
 // Sorting of real numbers along an axis, always stable: equal numbers, both zeros among them, keep
 // their order, and NaNs come last in theirs. Short runs are sorted by insertion, long ones by the
-// bits of their numbers, digit by digit from the lowest (Knuth 1998, volume 3, section 5.2.5): the time then
-// doesn't depend on the values, and the same bits come out on every processor.
+// bits of their numbers, digit by digit from the lowest (Knuth 1998, volume 3, section 5.2.5): the
+// time then doesn't depend on the values, and the same bits come out on every processor.
 
 #include "numerical/elementwise/reductions.hpp"
 
