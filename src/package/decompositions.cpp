@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <string>
+#include <type_traits>
 
 namespace numerical::package {
 namespace {
@@ -112,15 +113,45 @@ PyObject* complete_factors(const tensor<T>& a, const stack_shape& of)
     return pair_of(wrap(std::move(q)), wrap(std::move(r)));
 }
 
+// --- small real matrices -------------------------------------------------------------------------
+// By default they go through kernels of their own, alone as in a stack, and so have the same bits.
+bool has_small_spectrum(const operand& a, const stack_shape& of)
+{
+    return !a.is_complex() && stacks::is_small(of.rows);
+}
+
+bool has_small_svd(const operand& a, const stack_shape& of)
+{
+    return !a.is_complex() && stacks::is_small(of.rows, of.cols);
+}
+
 // --- eigenvalues ---------------------------------------------------------------------------------
+template <class T>
+void find_eigenpairs(const tensor<T>& a, const stack_shape& of, eigen_method method, double* values,
+                     T* vectors)
+{
+    if constexpr (std::is_same_v<T, double>)
+        if (method == eigen_method::divide_and_conquer && stacks::is_small(of.rows))
+            return stacks::small_eigh(of.count, dense(a, of), values, vectors);
+    stacks::eigh(of.count, dense(a, of), method, values, vectors);
+}
+
+template <class T>
+void find_eigenvalues(const tensor<T>& a, const stack_shape& of, double* values)
+{
+    if constexpr (std::is_same_v<T, double>)
+        if (stacks::is_small(of.rows))
+            return stacks::small_eigenvalues(of.count, dense(a, of), values);
+    stacks::eigenvalues(of.count, dense(a, of), values);
+}
+
 template <class T>
 PyObject* eigenpairs(const tensor<T>& a, const stack_shape& of, eigen_method method)
 {
     tensor<double> values = unset_stack<double>(of.lead, {of.rows});
     tensor<T> vectors = unset_stack<T>(of.lead, {of.rows, of.rows});
-    computed(a.data.size(), [&] {
-        stacks::eigh(of.count, dense(a, of), method, values.data.data(), vectors.data.data());
-    });
+    computed(a.data.size(),
+             [&] { find_eigenpairs(a, of, method, values.data.data(), vectors.data.data()); });
     return pair_of(wrap(std::move(values)), wrap(std::move(vectors)));
 }
 
@@ -128,12 +159,38 @@ template <class T>
 PyObject* eigenvalues_of(const tensor<T>& a, const stack_shape& of)
 {
     tensor<double> values = unset_stack<double>(of.lead, {of.rows});
-    computed(a.data.size(),
-             [&] { stacks::eigenvalues(of.count, dense(a, of), values.data.data()); });
+    computed(a.data.size(), [&] { find_eigenvalues(a, of, values.data.data()); });
     return wrap(std::move(values));
 }
 
 // --- singular values -----------------------------------------------------------------------------
+template <class T>
+struct singular_triplets
+{
+    T* u;
+    double* values;
+    T* vh;
+};
+
+template <class T>
+void find_triplets(std::size_t count, const matrix_stack<T>& a, svd_method method,
+                   const singular_triplets<T>& to)
+{
+    if constexpr (std::is_same_v<T, double>)
+        if (method == svd_method::divide_and_conquer && stacks::is_small(a.rows, a.cols))
+            return stacks::small_svd(count, a, to.u, to.values, to.vh);
+    stacks::svd(count, a, method, to.u, to.values, to.vh);
+}
+
+template <class T>
+void find_singular_values(const tensor<T>& a, const stack_shape& of, double* values)
+{
+    if constexpr (std::is_same_v<T, double>)
+        if (stacks::is_small(of.rows, of.cols))
+            return stacks::small_singular_values(of.count, dense(a, of), values);
+    stacks::singular_values(of.count, dense(a, of), values);
+}
+
 template <class T>
 PyObject* thin_svd(const tensor<T>& a, const stack_shape& of, svd_method method)
 {
@@ -142,8 +199,8 @@ PyObject* thin_svd(const tensor<T>& a, const stack_shape& of, svd_method method)
     tensor<double> values = unset_stack<double>(of.lead, {k});
     tensor<T> vh = unset_stack<T>(of.lead, {k, of.cols});
     computed(a.data.size(), [&] {
-        stacks::svd(of.count, dense(a, of), method, u.data.data(), values.data.data(),
-                    vh.data.data());
+        find_triplets(of.count, dense(a, of), method,
+                      {u.data.data(), values.data.data(), vh.data.data()});
     });
     return triple_of(wrap(std::move(u)), wrap(std::move(values)), wrap(std::move(vh)));
 }
@@ -171,15 +228,22 @@ PyObject* full_svd(const tensor<T>& a, const stack_shape& of, svd_method method)
     tensor<T> u = unset_stack<T>(of.lead, {m, m});
     tensor<double> values = unset_stack<double>(of.lead, {k});
     tensor<T> vh = unset_stack<T>(of.lead, {n, n});
-    const auto decompose_one = [&](std::size_t i) {
-        const svd_decomposition<T> svd(dense(a, of).copy_of(i), method);
-        const std::vector<T> left = square_basis(svd.u);
-        const matrix<T> right = detail::adjoint(matrix<T>(n, n, square_basis(svd.v)));
-        std::copy(left.begin(), left.end(), u.data.data() + i * m * m);
-        std::copy(svd.values.begin(), svd.values.end(), values.data.data() + i * k);
-        std::copy(right.data.begin(), right.data.end(), vh.data.data() + i * n * n);
+    std::vector<T> thin_u = detail::uninitialized<T>(of.count * m * k);
+    std::vector<T> thin_vh = detail::uninitialized<T>(of.count * k * n);
+    computed(a.data.size(), [&] {
+        find_triplets(of.count, dense(a, of), method,
+                      {thin_u.data(), values.data.data(), thin_vh.data()});
+    });
+    const matrix_stack<T> left{thin_u.data(), m, k, m * k};
+    const matrix_stack<T> right{thin_vh.data(), k, n, k * n};
+    const auto complete_one = [&](std::size_t i) {
+        const std::vector<T> left_basis = square_basis(left.copy_of(i));
+        const matrix<T> right_basis(n, n, square_basis(detail::adjoint(right.copy_of(i))));
+        const matrix<T> rows = detail::adjoint(right_basis);
+        std::copy(left_basis.begin(), left_basis.end(), u.data.data() + i * m * m);
+        std::copy(rows.data.begin(), rows.data.end(), vh.data.data() + i * n * n);
     };
-    for_each_matrix(of, 4 * (m * m + n * n) * k, decompose_one);
+    for_each_matrix(of, 4 * (m * m + n * n) * k, complete_one);
     return triple_of(wrap(std::move(u)), wrap(std::move(values)), wrap(std::move(vh)));
 }
 
@@ -187,8 +251,7 @@ template <class T>
 PyObject* values_of(const tensor<T>& a, const stack_shape& of)
 {
     tensor<double> values = unset_stack<double>(of.lead, {std::min(of.rows, of.cols)});
-    computed(a.data.size(),
-             [&] { stacks::singular_values(of.count, dense(a, of), values.data.data()); });
+    computed(a.data.size(), [&] { find_singular_values(a, of, values.data.data()); });
     return wrap(std::move(values));
 }
 
@@ -233,7 +296,7 @@ PyObject* eigh(const binding::call_arguments& call)
     const operand a(given);
     const stack_shape of = square_stack_of(a, "eigh");
     const std::string method = binding::to_text(method_name);
-    if (of.is_single())
+    if (of.is_single() && !has_small_spectrum(a, of))
         return telling({given}, {}, [&] {
             auto [values, vectors] = boundary::eigh(a.value(), method);
             return pair_of(wrap(std::move(values)), wrap(std::move(vectors)));
@@ -259,7 +322,7 @@ PyObject* svd(const binding::call_arguments& call)
     const std::string method = binding::to_text(method_name);
     const stack_shape of = stack_of(a, "svd");
     const bool is_thin = !complete || of.rows == of.cols;
-    if (of.is_single() && is_thin)
+    if (of.is_single() && is_thin && !has_small_svd(a, of))
         return telling({given}, {}, [&] {
             auto [u, values, vh] = boundary::svd(a.value(), method);
             return triple_of(wrap(std::move(u)), wrap(std::move(values)), wrap(std::move(vh)));

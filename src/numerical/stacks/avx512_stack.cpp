@@ -1,9 +1,11 @@
 #include "numerical/stacks/avx512_lanes.hpp"
 
 #include "numerical/stacks/lane_cholesky.hpp"
+#include "numerical/stacks/lane_eigen.hpp"
 #include "numerical/stacks/lane_lu.hpp"
 #include "numerical/stacks/lane_product.hpp"
 #include "numerical/stacks/lane_qr.hpp"
+#include "numerical/stacks/lane_svd.hpp"
 #include "numerical/stacks/row_products.hpp"
 
 namespace numerical::detail {
@@ -43,6 +45,14 @@ const small_product_kernels avx512_small_products{
     multiply_by_rows<fused>,
     multiply_vector<rounded>,
     multiply_vector<fused>,
+};
+
+const jacobi_kernels avx512_jacobi{
+    lanes::width,
+    eigen_in_lanes<jacobi_results::values_and_vectors>,
+    eigen_in_lanes<jacobi_results::values>,
+    svd_in_lanes<jacobi_results::values_and_vectors>,
+    svd_in_lanes<jacobi_results::values>,
 };
 
 } // namespace numerical::detail

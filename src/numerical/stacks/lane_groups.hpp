@@ -20,6 +20,7 @@ namespace numerical::detail {
 // The kernels of the current path.
 const lane_kernels& lane_kernels_for(double);
 const lane_kernels& lane_kernels_for(std::complex<double>);
+const jacobi_kernels& jacobi_kernels_for_path();
 
 template <class T>
 constexpr std::size_t greatest_lane_order =
@@ -34,8 +35,8 @@ struct lane_job
     std::size_t depth;
 };
 
-// Where the results of the places go, one after the other, `step` elements each; `second` may be
-// null.
+// Where the results of the places go, one after the other, `step` elements each; all but the
+// first may be null.
 template <class T>
 struct lane_results
 {
@@ -43,6 +44,8 @@ struct lane_results
     std::size_t step;
     T* second = nullptr;
     std::size_t second_step = 0;
+    T* third = nullptr;
+    std::size_t third_step = 0;
 
     T* at(std::size_t i) const { return first + i * step; }
 
@@ -50,6 +53,8 @@ struct lane_results
     {
         return second == nullptr ? second : second + i * second_step;
     }
+
+    T* third_at(std::size_t i) const { return third == nullptr ? third : third + i * third_step; }
 };
 
 // Calls the job's kernel for groups of matrices. finish(i, trusted) is called after its kernel: if
@@ -66,16 +71,18 @@ void run_in_lanes(const lane_job& job, std::size_t count, const matrix_stack<T>&
         const double* bs[most_lanes];
         double* outs[most_lanes];
         double* second_outs[most_lanes];
+        double* third_outs[most_lanes];
         for (std::size_t l = 0; l < job.width; ++l) {
             const std::size_t lane = std::min(l, live - 1);
             as[l] = reinterpret_cast<const double*>(a.at(first + lane));
             bs[l] = reinterpret_cast<const double*>(b.at(first + lane));
             outs[l] = reinterpret_cast<double*>(results.at(first + lane));
             second_outs[l] = reinterpret_cast<double*>(results.second_at(first + lane));
+            third_outs[l] = reinterpret_cast<double*>(results.third_at(first + lane));
         }
         thread_scratch<double> scratch(lane_scratch * most_lanes);
-        const unsigned distrusted =
-            job.kernel({job.rows, job.cols, job.depth, as, bs, outs, second_outs, scratch.data()});
+        const unsigned distrusted = job.kernel(
+            {job.rows, job.cols, job.depth, as, bs, outs, second_outs, third_outs, scratch.data()});
         for (std::size_t l = 0; l < live; ++l)
             finish(first + l, (distrusted >> l & 1U) == 0);
     };

@@ -29,6 +29,7 @@ struct lane_operands
     const double* const* b;
     double* const* out;
     double* const* second_out;
+    double* const* third_out;
     double* scratch;
 };
 
@@ -85,6 +86,22 @@ struct lane_kernels
     lane_kernel fused_qr;      // both
 };
 
+// Jacobi's methods for real matrices. They aren't the single call's, and nothing is fused: their
+// bits are the same on all paths.
+struct jacobi_kernels
+{
+    std::size_t width;
+
+    // The ascending eigenvalues and, of the first, the eigenvectors in columns, of `rows` × `rows`
+    // matrices; the lower triangles are read.
+    lane_kernel eigh;
+    lane_kernel eigenvalues;
+
+    // The descending singular values and, of the first, U and Vᴴ, of rows × cols matrices.
+    lane_kernel svd;
+    lane_kernel singular_values;
+};
+
 // Products one by one: the sum ascends from zero, rounded or fused.
 struct small_product_kernels
 {
@@ -96,6 +113,10 @@ struct small_product_kernels
 
 extern const small_product_kernels avx2_small_products;
 extern const small_product_kernels avx512_small_products;
+
+extern const jacobi_kernels portable_jacobi;
+extern const jacobi_kernels avx2_jacobi;
+extern const jacobi_kernels avx512_jacobi;
 
 extern const lane_kernels portable_real_lanes;
 extern const lane_kernels portable_complex_lanes;

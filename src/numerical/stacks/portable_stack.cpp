@@ -1,8 +1,10 @@
 #include "numerical/stacks/portable_lanes.hpp"
 
 #include "numerical/stacks/lane_cholesky.hpp"
+#include "numerical/stacks/lane_eigen.hpp"
 #include "numerical/stacks/lane_lu.hpp"
 #include "numerical/stacks/lane_product.hpp"
+#include "numerical/stacks/lane_svd.hpp"
 
 namespace numerical::detail {
 
@@ -34,6 +36,14 @@ const lane_kernels portable_complex_lanes{
     nullptr,
     nullptr,
     nullptr,
+};
+
+const jacobi_kernels portable_jacobi{
+    lanes::width,
+    eigen_in_lanes<jacobi_results::values_and_vectors>,
+    eigen_in_lanes<jacobi_results::values>,
+    svd_in_lanes<jacobi_results::values_and_vectors>,
+    svd_in_lanes<jacobi_results::values>,
 };
 
 } // namespace numerical::detail

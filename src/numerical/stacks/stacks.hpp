@@ -64,6 +64,32 @@ void svd(std::size_t count, const matrix_stack<T>& a, svd_method method, T* u, d
 template <class T>
 void singular_values(std::size_t count, const matrix_stack<T>& a, double* values);
 
+// Small real matrices by Jacobi's methods, many side by side. Their results are as accurate as
+// those above but not the same to the bit. They depend neither on the place, the count and the
+// threads nor, where no matrix is extreme or singular, on the path. What these methods can't do is
+// done by eigh and svd by divide and conquer, whose failures they share.
+constexpr std::size_t greatest_small_order = 8;
+constexpr std::size_t greatest_small_length = 16;
+
+// The orders of small_eigh.
+bool is_small(std::size_t order);
+
+// The shapes of small_svd.
+bool is_small(std::size_t rows, std::size_t cols);
+
+// By cyclic Jacobi (Rutishauser 1966).
+void small_eigh(std::size_t count, const matrix_stack<double>& a, double* values, double* vectors);
+
+// The values of small_eigh.
+void small_eigenvalues(std::size_t count, const matrix_stack<double>& a, double* values);
+
+// By one-sided Jacobi (Hestenes 1958; de Rijk 1989).
+void small_svd(std::size_t count, const matrix_stack<double>& a, double* u, double* values,
+               double* vh);
+
+// The values of small_svd.
+void small_singular_values(std::size_t count, const matrix_stack<double>& a, double* values);
+
 // The pseudo-inverses, cols × rows.
 template <class T>
 void pinv(std::size_t count, const matrix_stack<T>& a, T* inverses);
