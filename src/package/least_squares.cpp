@@ -5,6 +5,7 @@
 #include "numerical/stacks/stacks.hpp"
 #include "package/matrices.hpp"
 
+#include <type_traits>
 #include <vector>
 
 namespace numerical::package {
@@ -13,10 +14,19 @@ namespace {
 using boundary::wrap;
 
 template <class T>
+void find_pseudo_inverses(const tensor<T>& a, const stack_shape& of, T* inverses)
+{
+    if constexpr (std::is_same_v<T, double>)
+        if (stacks::is_small(of.rows, of.cols))
+            return stacks::small_pinv(of.count, dense(a, of), inverses);
+    stacks::pinv(of.count, dense(a, of), inverses);
+}
+
+template <class T>
 PyObject* pseudo_inverses(const tensor<T>& a, const stack_shape& of)
 {
     tensor<T> inverses = unset_stack<T>(of.lead, {of.cols, of.rows});
-    computed(a.data.size(), [&] { stacks::pinv(of.count, dense(a, of), inverses.data.data()); });
+    computed(a.data.size(), [&] { find_pseudo_inverses(a, of, inverses.data.data()); });
     return wrap(std::move(inverses));
 }
 
@@ -62,7 +72,8 @@ PyObject* pinv(const binding::call_arguments& call)
     const operand a(given);
     const stack_shape of = stack_of(a, "pinv");
     return telling({given}, of.lead, [&] {
-        if (of.is_single())
+        const bool small = !a.is_complex() && stacks::is_small(of.rows, of.cols);
+        if (of.is_single() && !small)
             return wrap(boundary::pinv(a.value()));
         return by_type(a, [&](const auto& x) { return pseudo_inverses(x, of); });
     });

@@ -51,8 +51,9 @@ const jacobi_kernels avx2_jacobi{
     lanes::width,
     eigen_in_lanes<jacobi_results::values_and_vectors>,
     eigen_in_lanes<jacobi_results::values>,
-    svd_in_lanes<jacobi_results::values_and_vectors>,
-    svd_in_lanes<jacobi_results::values>,
+    svd_in_lanes,
+    singular_values_in_lanes,
+    pinv_in_lanes,
 };
 
 } // namespace numerical::detail

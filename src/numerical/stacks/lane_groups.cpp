@@ -18,12 +18,12 @@ const lane_kernels& lane_kernels_for(std::complex<double>)
     return path == avx2_path ? avx2_complex_lanes : portable_complex_lanes;
 }
 
-const jacobi_kernels& jacobi_kernels_for_path()
+const jacobi_kernels& jacobi_kernels_for(std::size_t count)
 {
     const int path = gemm_path_current();
-    if (path == avx512_path)
+    if (path == avx512_path && (count > avx2_jacobi.width || !cpu_features().avx2))
         return avx512_jacobi;
-    return path == avx2_path ? avx2_jacobi : portable_jacobi;
+    return path == portable_path ? portable_jacobi : avx2_jacobi;
 }
 
 } // namespace numerical::detail

@@ -20,7 +20,8 @@ namespace numerical::detail {
 // The kernels of the current path.
 const lane_kernels& lane_kernels_for(double);
 const lane_kernels& lane_kernels_for(std::complex<double>);
-const jacobi_kernels& jacobi_kernels_for_path();
+// For so many matrices; fewer than fill the path's vectors are done sooner in narrower ones.
+const jacobi_kernels& jacobi_kernels_for(std::size_t count);
 
 template <class T>
 constexpr std::size_t greatest_lane_order =

@@ -100,6 +100,9 @@ struct jacobi_kernels
     // The descending singular values and, of the first, U and Vᴴ, of rows × cols matrices.
     lane_kernel svd;
     lane_kernel singular_values;
+
+    // The pseudo-inverses.
+    lane_kernel pinv;
 };
 
 // Products one by one: the sum ascends from zero, rounded or fused.

@@ -84,39 +84,99 @@ inline mask load_columns(const lane_operands& operands, tile<real_number> column
     return lanes::inverted(fits);
 }
 
-template <jacobi_results results>
-unsigned svd_in_lanes(const lane_operands& operands)
+// A matrix and its decomposition: Σ valueⱼ·columnⱼ·turnedⱼᵀ is the tall matrix or the adjoint of
+// the wide one.
+struct lane_triplets
 {
-    constexpr bool with_vectors = results == jacobi_results::values_and_vectors;
-    suspicion suspects;
-    const bool tall = operands.rows >= operands.cols;
-    const std::size_t k = tall ? operands.cols : operands.rows;
-    const tile<real_number> columns{operands.scratch, tall ? operands.rows : operands.cols};
-    const tile<real_number> turned{columns.at(k, 0), k}; // the other vectors, by rows
-    const tile<real_number> values{turned.at(k, 0), 1};
-    double* const room = values.at(k, 0);
-    suspects.add(load_columns(operands, columns, room));
-    if constexpr (with_vectors)
-        set_identity(turned);
+    bool tall;
+    std::size_t count;
+    tile<real_number> columns;
+    tile<real_number> turned;
+    tile<real_number> values;
+    double* room; // behind them, for as many elements as the matrix has
 
-    suspects.add(sweep_until_clean(k, [&](std::size_t p, std::size_t q) {
-        if constexpr (with_vectors)
-            return orthogonalise(columns, p, q, turned);
-        else
-            return orthogonalise(columns, p, q);
-    }));
-
-    suspects.add(take_lengths(columns, k, values));
-    const auto ascends = [](vector x, vector y) { return lanes::greater(y, x); };
-    if constexpr (with_vectors) {
-        order_rows(values, k, ascends, columns, turned);
-        write_columns(tall ? columns : turned, k, room, operands.second_out);
-        write_rows(tall ? turned : columns, k, operands.third_out);
-    } else {
-        order_rows(values, k, ascends);
+    explicit lane_triplets(const lane_operands& operands)
+        : tall(operands.rows >= operands.cols),
+          count(tall ? operands.cols : operands.rows), columns{operands.scratch,
+                                                               tall ? operands.rows
+                                                                    : operands.cols},
+          turned{columns.at(count, 0), count}, values{turned.at(count, 0), 1},
+          room(values.at(count, 0))
+    {
     }
-    write_rows(values, k, operands.out);
+
+    // By rows: the left vectors of the matrix as it was given, and the right ones.
+    tile<real_number> left() const { return tall ? columns : turned; }
+
+    tile<real_number> right() const { return tall ? turned : columns; }
+};
+
+// Lanes that can't be trusted are the result.
+template <jacobi_results results>
+unsigned find_triplets(const lane_operands& operands, const lane_triplets& all)
+{
+    suspicion suspects;
+    suspects.add(load_columns(operands, all.columns, all.room));
+    const auto ascends = [](vector x, vector y) { return lanes::greater(y, x); };
+    if constexpr (results == jacobi_results::values_and_vectors) {
+        set_identity(all.turned);
+        suspects.add(sweep_until_clean(all.count, [&](std::size_t p, std::size_t q) {
+            return orthogonalise(all.columns, p, q, all.turned);
+        }));
+        suspects.add(take_lengths(all.columns, all.count, all.values));
+        order_rows(all.values, all.count, ascends, all.columns, all.turned);
+    } else {
+        suspects.add(sweep_until_clean(all.count, [&](std::size_t p, std::size_t q) {
+            return orthogonalise(all.columns, p, q);
+        }));
+        suspects.add(take_lengths(all.columns, all.count, all.values));
+        order_rows(all.values, all.count, ascends);
+    }
     return suspects.bits();
+}
+
+inline unsigned svd_in_lanes(const lane_operands& operands)
+{
+    const lane_triplets all(operands);
+    const unsigned suspects = find_triplets<jacobi_results::values_and_vectors>(operands, all);
+    write_columns(all.left(), all.count, all.room, operands.second_out);
+    write_rows(all.right(), all.count, operands.third_out);
+    write_rows(all.values, all.count, operands.out);
+    return suspects;
+}
+
+inline unsigned singular_values_in_lanes(const lane_operands& operands)
+{
+    const lane_triplets all(operands);
+    const unsigned suspects = find_triplets<jacobi_results::values>(operands, all);
+    write_rows(all.values, all.count, operands.out);
+    return suspects;
+}
+
+// V·S⁻¹·Uᵀ of the values above max(rows, cols)·2^-52 times the largest, the sum in their order.
+inline unsigned pinv_in_lanes(const lane_operands& operands)
+{
+    const lane_triplets all(operands);
+    const unsigned suspects = find_triplets<jacobi_results::values_and_vectors>(operands, all);
+    const auto longest = static_cast<double>(all.columns.cols);
+    const vector threshold = lanes::times(all.values(0, 0).re, lanes::all(longest * 0x1p-52));
+    for (std::size_t j = 0; j < all.count; ++j) {
+        const vector value = all.values(j, 0).re;
+        const vector factor = lanes::chosen(lanes::greater(value, threshold),
+                                            lanes::over(lanes::all(1), value), lanes::all(0));
+        for (std::size_t i = 0; i < all.turned.cols; ++i)
+            all.turned.set(j, i, {lanes::times(factor, all.turned(j, i).re)});
+    }
+    const tile<real_number> inverse{all.room, operands.rows};
+    for (std::size_t i = 0; i < operands.cols; ++i)
+        for (std::size_t l = 0; l < operands.rows; ++l) {
+            vector sum = lanes::all(0);
+            for (std::size_t j = 0; j < all.count; ++j)
+                sum = lanes::plus(sum, lanes::times(all.right()(j, i).re, all.left()(j, l).re));
+            inverse.set(i, l, {sum});
+        }
+    write_rows(inverse, operands.cols, operands.out);
+    return suspects;
 }
 
 } // namespace

@@ -42,8 +42,9 @@ const jacobi_kernels portable_jacobi{
     lanes::width,
     eigen_in_lanes<jacobi_results::values_and_vectors>,
     eigen_in_lanes<jacobi_results::values>,
-    svd_in_lanes<jacobi_results::values_and_vectors>,
-    svd_in_lanes<jacobi_results::values>,
+    svd_in_lanes,
+    singular_values_in_lanes,
+    pinv_in_lanes,
 };
 
 } // namespace numerical::detail

@@ -11,19 +11,20 @@ using detail::lane_kernel;
 using detail::lane_results;
 using real_stack = matrix_stack<double>;
 
-// The kernel for all matrices, otherwise(i) for those that it can't do.
+// The kernel of the operation for all matrices, otherwise(i) for those that it can't do.
 template <class Otherwise>
-void run_jacobi(lane_kernel kernel, std::size_t count, const real_stack& a,
+void run_jacobi(lane_kernel jacobi_kernels::*operation, std::size_t count, const real_stack& a,
                 const lane_results<double>& results, const Otherwise& otherwise)
 {
+    const jacobi_kernels& kernels = detail::jacobi_kernels_for(count);
     detail::first_failure failures;
     const auto finish = [&](std::size_t i, bool trusted) {
         if (!trusted)
             failures.attempt(i, [&] { otherwise(i); });
     };
-    const std::size_t width = detail::jacobi_kernels_for_path().width;
-    detail::run_in_lanes<double>({kernel, width, a.rows, a.cols, std::max(a.rows, a.cols)}, count,
-                                 a, a, results, finish);
+    const std::size_t longest = std::max(a.rows, a.cols);
+    detail::run_in_lanes<double>({kernels.*operation, kernels.width, a.rows, a.cols, longest},
+                                 count, a, a, results, finish);
     failures.rethrow();
 }
 
@@ -59,21 +60,19 @@ bool stacks::is_small(std::size_t rows, std::size_t cols)
 void stacks::small_eigh(std::size_t count, const real_stack& a, double* values, double* vectors)
 {
     const std::size_t n = a.rows;
-    run_jacobi(detail::jacobi_kernels_for_path().eigh, count, a, {values, n, vectors, n * n},
-               [&](std::size_t i) {
-                   unwrapped([&] {
-                       eigh(1, alone(a, i), eigen_method::divide_and_conquer, values + i * n,
-                            vectors + i * n * n);
-                   });
-               });
+    run_jacobi(&jacobi_kernels::eigh, count, a, {values, n, vectors, n * n}, [&](std::size_t i) {
+        unwrapped([&] {
+            eigh(1, alone(a, i), eigen_method::divide_and_conquer, values + i * n,
+                 vectors + i * n * n);
+        });
+    });
 }
 
 void stacks::small_eigenvalues(std::size_t count, const real_stack& a, double* values)
 {
-    run_jacobi(detail::jacobi_kernels_for_path().eigenvalues, count, a, {values, a.rows},
-               [&](std::size_t i) {
-                   unwrapped([&] { eigenvalues(1, alone(a, i), values + i * a.rows); });
-               });
+    run_jacobi(&jacobi_kernels::eigenvalues, count, a, {values, a.rows}, [&](std::size_t i) {
+        unwrapped([&] { eigenvalues(1, alone(a, i), values + i * a.rows); });
+    });
 }
 
 void stacks::small_svd(std::size_t count, const real_stack& a, double* u, double* values,
@@ -81,7 +80,7 @@ void stacks::small_svd(std::size_t count, const real_stack& a, double* u, double
 {
     const std::size_t k = std::min(a.rows, a.cols);
     const lane_results<double> results{values, k, u, a.rows * k, vh, k * a.cols};
-    run_jacobi(detail::jacobi_kernels_for_path().svd, count, a, results, [&](std::size_t i) {
+    run_jacobi(&jacobi_kernels::svd, count, a, results, [&](std::size_t i) {
         unwrapped([&] {
             svd(1, alone(a, i), svd_method::divide_and_conquer, results.second_at(i), results.at(i),
                 results.third_at(i));
@@ -92,10 +91,17 @@ void stacks::small_svd(std::size_t count, const real_stack& a, double* u, double
 void stacks::small_singular_values(std::size_t count, const real_stack& a, double* values)
 {
     const std::size_t k = std::min(a.rows, a.cols);
-    run_jacobi(detail::jacobi_kernels_for_path().singular_values, count, a, {values, k},
-               [&](std::size_t i) {
-                   unwrapped([&] { singular_values(1, alone(a, i), values + i * k); });
-               });
+    run_jacobi(&jacobi_kernels::singular_values, count, a, {values, k}, [&](std::size_t i) {
+        unwrapped([&] { singular_values(1, alone(a, i), values + i * k); });
+    });
+}
+
+void stacks::small_pinv(std::size_t count, const real_stack& a, double* inverses)
+{
+    const std::size_t size = a.rows * a.cols;
+    run_jacobi(&jacobi_kernels::pinv, count, a, {inverses, size}, [&](std::size_t i) {
+        unwrapped([&] { pinv(1, alone(a, i), inverses + i * size); });
+    });
 }
 
 } // namespace numerical

@@ -65,9 +65,10 @@ template <class T>
 void singular_values(std::size_t count, const matrix_stack<T>& a, double* values);
 
 // Small real matrices by Jacobi's methods, many side by side. Their results are as accurate as
-// those above but not the same to the bit. They depend neither on the place, the count and the
-// threads nor, where no matrix is extreme or singular, on the path. What these methods can't do is
-// done by eigh and svd by divide and conquer, whose failures they share.
+// those of the other functions but not the same to the bit. They depend neither on the place, the
+// count and the threads nor, where no matrix is extreme or singular, on the path. What these
+// methods can't do is done by eigh and svd by divide and conquer and by pinv, whose failures they
+// share.
 constexpr std::size_t greatest_small_order = 8;
 constexpr std::size_t greatest_small_length = 16;
 
@@ -89,6 +90,9 @@ void small_svd(std::size_t count, const matrix_stack<double>& a, double* u, doub
 
 // The values of small_svd.
 void small_singular_values(std::size_t count, const matrix_stack<double>& a, double* values);
+
+// By the triplets of small_svd.
+void small_pinv(std::size_t count, const matrix_stack<double>& a, double* inverses);
 
 // The pseudo-inverses, cols × rows.
 template <class T>
