@@ -46,6 +46,34 @@ def test_rectangular_matrices_of_a_stack_have_the_bits_of_single_calls(name, sha
     same_as_single_calls(getattr(nm.linalg, name), normal((3, 3, *shape), dtype))
 
 
+@pytest.mark.parametrize("shape", [(2, 2), (3, 3), (4, 4), (7, 7), (8, 8), (9, 9), (16, 8), (3, 11), (17, 4)])
+def test_small_spectra_are_those_of_another_library(shape):
+    for a in (normal((5, 3, *shape)), np.round(normal((5, 3, *shape), seed=1))):
+        scale = np.abs(a).sum()
+        u, s, vh = map(np.asarray, nm.linalg.svd(a, full_matrices=False))
+        expected = np.linalg.svd(a, compute_uv=False)
+        close(s / scale, expected / scale, 1e-15)
+        close(np.asarray(nm.linalg.svdvals(a)) / scale, expected / scale, 1e-15)
+        close(u * s[..., None, :] @ vh, a, 1e-13)
+        if shape[0] == shape[1]:
+            h = a + np.swapaxes(a, -1, -2)
+            values, vectors = map(np.asarray, nm.linalg.eigh(h))
+            close(values / scale, np.linalg.eigvalsh(h) / scale, 1e-15)
+            close(nm.linalg.eigvalsh(h), values, 1e-13)
+            close(vectors * values[..., None, :] @ np.swapaxes(vectors, -1, -2), h, 1e-13)
+    a = normal((5, 3, *shape), seed=2)
+    close(nm.linalg.pinv(a), np.linalg.pinv(a), 1e-11)
+
+
+def test_other_methods_of_small_matrices_are_those_of_the_drivers():
+    a = normal((4, 3, 3))
+    h = a + np.swapaxes(a, -1, -2)
+    for method in ("tridiagonal_ql", "jacobi"):
+        close(np.asarray(nm.linalg.eigh(h, method=method).eigenvalues), np.linalg.eigvalsh(h), 1e-13)
+    for method in ("bidiagonal_qr", "jacobi"):
+        close(np.asarray(nm.linalg.svd(a, method=method).S), np.linalg.svd(a, compute_uv=False), 1e-13)
+
+
 @pytest.mark.parametrize("dtype", DTYPES)
 @pytest.mark.parametrize("n", ORDERS)
 def test_systems_of_a_stack_have_the_bits_of_single_calls(n, dtype):

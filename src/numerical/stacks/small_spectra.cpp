@@ -49,7 +49,7 @@ void unwrapped(const F& f)
 
 bool stacks::is_small(std::size_t order)
 {
-    return order != 0 && order <= greatest_small_order;
+    return order >= least_small_order && order <= greatest_small_order;
 }
 
 bool stacks::is_small(std::size_t rows, std::size_t cols)

@@ -69,6 +69,7 @@ void singular_values(std::size_t count, const matrix_stack<T>& a, double* values
 // count and the threads nor, where no matrix is extreme or singular, on the path. What these
 // methods can't do is done by eigh and svd by divide and conquer and by pinv, whose failures they
 // share.
+constexpr std::size_t least_small_order = 2;
 constexpr std::size_t greatest_small_order = 8;
 constexpr std::size_t greatest_small_length = 16;
 
