@@ -112,7 +112,9 @@ inline vector positive_zeros(vector x)
     return lanes::plus(x, lanes::all(0));
 }
 
-inline void write_rows(tile<real_number> from, std::size_t rows, double* const* to)
+// Neither this nor the next is inlined: g++ 12 would keep a caller's numbers in vector registers by
+// instructions that AVX-512F alone doesn't have.
+[[gnu::noinline]] void write_rows(tile<real_number> from, std::size_t rows, double* const* to)
 {
     for (std::size_t e = 0; e < rows * from.cols; ++e)
         from.set(0, e, {positive_zeros(from(0, e).re)});
@@ -120,7 +122,8 @@ inline void write_rows(tile<real_number> from, std::size_t rows, double* const* 
 }
 
 // The rows of `from` go to the columns of the results, by way of `room`.
-inline void write_columns(tile<real_number> from, std::size_t rows, double* room, double* const* to)
+[[gnu::noinline]] void write_columns(tile<real_number> from, std::size_t rows, double* room,
+                                     double* const* to)
 {
     const tile<real_number> columns{room, rows};
     for (std::size_t i = 0; i < rows; ++i)

@@ -93,7 +93,8 @@ struct lane_triplets
     tile<real_number> columns;
     tile<real_number> turned;
     tile<real_number> values;
-    double* room; // behind them, for as many elements as the matrix has
+    double* room;          // behind them, for as many elements as the matrix has
+    unsigned suspects = 0; // lanes that can't be trusted
 
     explicit lane_triplets(const lane_operands& operands)
         : tall(operands.rows >= operands.cols),
@@ -111,9 +112,10 @@ struct lane_triplets
     tile<real_number> right() const { return tall ? turned : columns; }
 };
 
-// Lanes that can't be trusted are the result.
+// Neither this nor what writes is inlined, and the suspects stay in memory: g++ 12 would keep them
+// in a vector register by instructions that AVX-512F alone doesn't have.
 template <jacobi_results results>
-unsigned find_triplets(const lane_operands& operands, const lane_triplets& all)
+[[gnu::noinline]] void find_triplets(const lane_operands& operands, lane_triplets& all)
 {
     suspicion suspects;
     suspects.add(load_columns(operands, all.columns, all.room));
@@ -132,32 +134,31 @@ unsigned find_triplets(const lane_operands& operands, const lane_triplets& all)
         suspects.add(take_lengths(all.columns, all.count, all.values));
         order_rows(all.values, all.count, ascends);
     }
-    return suspects.bits();
+    all.suspects = suspects.bits();
 }
 
 inline unsigned svd_in_lanes(const lane_operands& operands)
 {
-    const lane_triplets all(operands);
-    const unsigned suspects = find_triplets<jacobi_results::values_and_vectors>(operands, all);
+    lane_triplets all(operands);
+    find_triplets<jacobi_results::values_and_vectors>(operands, all);
     write_columns(all.left(), all.count, all.room, operands.second_out);
     write_rows(all.right(), all.count, operands.third_out);
     write_rows(all.values, all.count, operands.out);
-    return suspects;
+    return all.suspects;
 }
 
 inline unsigned singular_values_in_lanes(const lane_operands& operands)
 {
-    const lane_triplets all(operands);
-    const unsigned suspects = find_triplets<jacobi_results::values>(operands, all);
+    lane_triplets all(operands);
+    find_triplets<jacobi_results::values>(operands, all);
     write_rows(all.values, all.count, operands.out);
-    return suspects;
+    return all.suspects;
 }
 
-// V·S⁻¹·Uᵀ of the values above max(rows, cols)·2^-52 times the largest, the sum in their order.
-inline unsigned pinv_in_lanes(const lane_operands& operands)
+// V·S⁻¹·Uᵀ of the values above max(rows, cols)·2^-52 times the largest, the sum in their order. Not
+// inlined, for the reason above.
+[[gnu::noinline]] void write_inverse(const lane_operands& operands, const lane_triplets& all)
 {
-    const lane_triplets all(operands);
-    const unsigned suspects = find_triplets<jacobi_results::values_and_vectors>(operands, all);
     const auto longest = static_cast<double>(all.columns.cols);
     const vector threshold = lanes::times(all.values(0, 0).re, lanes::all(longest * 0x1p-52));
     for (std::size_t j = 0; j < all.count; ++j) {
@@ -176,7 +177,14 @@ inline unsigned pinv_in_lanes(const lane_operands& operands)
             inverse.set(i, l, {sum});
         }
     write_rows(inverse, operands.cols, operands.out);
-    return suspects;
+}
+
+inline unsigned pinv_in_lanes(const lane_operands& operands)
+{
+    lane_triplets all(operands);
+    find_triplets<jacobi_results::values_and_vectors>(operands, all);
+    write_inverse(operands, all);
+    return all.suspects;
 }
 
 } // namespace
