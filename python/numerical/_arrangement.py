@@ -3,7 +3,7 @@
 from . import _numerical
 from ._arguments import integer, integers, items, one_of, shown
 from ._conversion import asarray
-from ._creation import axis_of, zeros
+from ._creation import axis_of, shape_of, zeros
 from ._functions import conj
 from ._native_module import native
 from ._numerical import Tensor
@@ -158,6 +158,7 @@ def vander(x, N=None, increasing=False):
     count = x.size if N is None else integer(N, "N")
     if count < 1:
         return zeros((x.size, max(count, 0)), x.dtype)
+    shape_of((x.size, count))  # refuses what no tensor can hold before any column is made
     columns = [_numerical._full((x.size,), 1.0, x.dtype == "complex128"), x][:count]
     while len(columns) < count:
         columns.append(columns[-1] * x)

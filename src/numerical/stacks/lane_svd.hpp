@@ -156,7 +156,7 @@ inline unsigned singular_values_in_lanes(const lane_operands& operands)
 }
 
 // V·S⁻¹·Uᵀ of the values above max(rows, cols)·2^-52 times the largest, the sum in their order. Not
-// inlined, for the reason above.
+// inlined, for the reason given at find_triplets.
 [[gnu::noinline]] void write_inverse(const lane_operands& operands, const lane_triplets& all)
 {
     const auto longest = static_cast<double>(all.columns.cols);
