@@ -42,8 +42,8 @@ constexpr auto greater_than = [](double x, double y) { return one_if(x > y); };
 constexpr auto greater_equal = [](double x, double y) { return one_if(x >= y); };
 constexpr auto equal = [](double x, double y) { return one_if(x == y); };
 constexpr auto not_equal = [](double x, double y) { return one_if(x != y); };
-constexpr auto maximum = [](double x, double y) { return (x >= y) | (x != x) ? x : y; };
-constexpr auto minimum = [](double x, double y) { return (x <= y) | (x != x) ? x : y; };
+constexpr auto maximum = [](double x, double y) { return ((x >= y) | (x != x)) ? x : y; };
+constexpr auto minimum = [](double x, double y) { return ((x <= y) | (x != x)) ? x : y; };
 constexpr auto logical_and = [](double x, double y) { return one_if((x != 0) & (y != 0)); };
 constexpr auto logical_or = [](double x, double y) { return one_if((x != 0) | (y != 0)); };
 constexpr auto logical_xor = [](double x, double y) { return one_if((x != 0) != (y != 0)); };
@@ -118,7 +118,7 @@ bool are_truths(const double* x, std::size_t n)
 {
     std::uint64_t others = 0;
     for (std::size_t j = 0; j < n; ++j)
-        others |= (x[j] != 0) & (x[j] != 1) ? ~std::uint64_t{0} : 0;
+        others |= ((x[j] != 0) & (x[j] != 1)) ? ~std::uint64_t{0} : 0;
     return others == 0;
 }
 

@@ -171,7 +171,7 @@ unsigned qr_in_lanes(const lane_operands& operands)
     reflect(a, v, rows, suspects);
     fill_factor<gram_rounding>(v, rows, t, suspects);
     times_top(t, v);
-    vector phases[greatest_qr_rows];
+    vector phases[greatest_qr_rows] = {};
     turn_rows(a, phases);
     separate(a.first, cols * cols, operands.second_out);
     form_basis<basis_rounding>(v, t, rows, phases, a);
