@@ -292,6 +292,10 @@ def main() -> int:
 
     if shutil.which("ccache"):  # read by every configuration from here on, the wheel's too
         os.environ.setdefault("CMAKE_CXX_COMPILER_LAUNCHER", "ccache")
+        # Paths below the tree count as relative, so that the wheel, which is built in another
+        # folder, finds the release build's objects.
+        os.environ.setdefault("CCACHE_BASEDIR", str(ROOT))
+        os.environ.setdefault("CCACHE_NOHASHDIR", "1")
         # As ccache's manual asks for where headers are precompiled.
         os.environ.setdefault("CCACHE_SLOPPINESS", "pch_defines,time_macros,include_file_mtime")
     counts = run_stages(list(STAGES) if options.all else options.stages or DEFAULT_STAGES)

@@ -3,6 +3,7 @@
 From the sdist and not from the tree: so a file that the sdist lacks is missed.
 """
 
+import os
 import pathlib
 import re
 import subprocess
@@ -21,10 +22,11 @@ print(x.tolist(), nm.__file__)
 """
 
 
-def run(*command, cwd=None):
+def run(*command, cwd=None, **environment):
     return subprocess.run(
-        [str(word) for word in command], check=True, capture_output=True, text=True, cwd=cwd
-    ).stdout
+        [str(word) for word in command], check=True, capture_output=True, text=True, cwd=cwd,
+        env={**os.environ, **environment},
+    ).stdout  # fmt: skip
 
 
 @pytest.fixture(scope="module")
@@ -44,7 +46,7 @@ def sdist(tmp_path_factory):
 def wheel(sdist, tmp_path_factory):
     folder = tmp_path_factory.mktemp("wheel")
     run(sys.executable, "-m", "pip", "wheel", "--no-index", "--no-deps", "--no-build-isolation",
-        "--wheel-dir", folder, sdist)  # fmt: skip
+        "--wheel-dir", folder, sdist, CCACHE_BASEDIR=str(sdist))  # fmt: skip
     (built,) = folder.glob("*.whl")
     return built
 
