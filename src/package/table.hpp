@@ -5,6 +5,8 @@
 
 #include "binding/python.hpp"
 
+#include <span>
+
 namespace numerical::package {
 
 // Makes the type, or adds the one there is to the module.
@@ -12,5 +14,11 @@ void define_tensor(PyObject* module);
 
 // The rows of the functions, ended by an empty one; they live as long as the process.
 PyMethodDef* function_table();
+
+// The rows by family; a family's file adds here.
+std::span<PyMethodDef> linear_algebra_table();
+std::span<PyMethodDef> elementwise_table();
+std::span<PyMethodDef> reductions_table();
+std::span<PyMethodDef> shaping_table();
 
 } // namespace numerical::package
