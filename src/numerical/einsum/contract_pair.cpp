@@ -4,6 +4,7 @@
 #include "numerical/einsum/outer_product.hpp"
 #include "numerical/einsum/strided_copy.hpp"
 #include "numerical/gemm/gemm.hpp"
+#include "numerical/gemm/summation.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/storage.hpp"
@@ -106,7 +107,7 @@ template <class T>
 bool packs_columns(const batch_sizes& sizes)
 {
     return std::is_same_v<T, double> && sizes.batches == 1 && sizes.m * sizes.n != 1 &&
-           worth_tiles(sizes.m, sizes.n, sizes.k);
+           summed_by_tiles(sizes.m, sizes.n, sizes.k);
 }
 
 template <class T>

@@ -5,7 +5,7 @@
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/packing.hpp"
 #include "numerical/gemm/path.hpp"
-#include "numerical/gemm/summation.hpp"
+#include "numerical/gemm/sum_by_halves.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"

@@ -4,7 +4,7 @@
 #include "numerical/factor/divide_row.hpp"
 #include "numerical/factor/reflector_products.hpp"
 #include "numerical/factor/row_updates.hpp"
-#include "numerical/gemm/summation.hpp"
+#include "numerical/gemm/sum_by_halves.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"

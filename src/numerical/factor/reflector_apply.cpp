@@ -2,6 +2,7 @@
 #include "numerical/factor/reflector_block.hpp"
 #include "numerical/factor/reflector_products.hpp"
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/gemm.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 
@@ -11,11 +12,11 @@ namespace numerical::detail {
 namespace {
 
 // A block is applied to its target in slabs that stay in the second cache between the two
-// products. Slabs are at least 64 wide, so that no product of one is thin enough for another order
-// of summation than that of the whole, and at most 512, the width of a complex product's blocks.
+// products. They are so wide that every slab is summed in the same order as the whole, and at most
+// as wide as a block of a complex product.
 constexpr std::size_t slab_bytes = std::size_t{1} << 19;
-constexpr std::size_t least_slab = 64;
-constexpr std::size_t greatest_slab = 512;
+constexpr std::size_t least_slab = depth_decides_from;
+constexpr std::size_t greatest_slab = split_cols;
 constexpr std::size_t slab_unit = 16; // slabs begin at multiples, the width of a register tile
 
 struct slab_partition
@@ -196,7 +197,8 @@ void extend_basis(const reflector_block<T>& block, std::vector<T>& q, std::size_
         const block_view<T> c{first + slabs.begin(s), block.rows, width, ld};
         const std::size_t units = s == 0 ? count : 0;
         border(c, count, units);
-        if (keeps_order(count, width - units, block.rows - count))
+        if (width == units ? count >= least_tile_side
+                           : summed_as_any_larger({count, width - units, block.rows - count}))
             multiply_bordered_slab(vectors, block.factor, c, units);
         else
             multiply_slab(vectors, block.factor, c);

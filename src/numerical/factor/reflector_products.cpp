@@ -1,5 +1,6 @@
 #include "numerical/factor/reflector_products.hpp"
 
+#include "numerical/gemm/sum_by_halves.hpp"
 #include "numerical/gemm/summation.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
@@ -10,9 +11,6 @@
 namespace numerical::detail {
 namespace {
 
-// From eight rows, columns and positions on products go by tiles.
-constexpr std::size_t least_side = 8;
-
 constexpr std::size_t dot_band = 12; // rows of a register tile
 
 // The first column of the last band.
@@ -21,22 +19,13 @@ std::size_t last_band(std::size_t columns)
     return (columns - 1) / dot_band * dot_band;
 }
 
-} // namespace
-
-bool keeps_order(std::size_t count, std::size_t columns, std::size_t rows)
-{
-    return count >= least_side && (columns == 0 || std::min(columns, rows) >= least_side);
-}
-
-namespace {
-
 // A run's dots. Where zeros are left out, the blocks of a complex sum stay those of the whole.
 template <class T>
 void add_run_from(std::size_t from, block_view<const T> v, block_view<const T> c, block_view<T> w)
 {
     const std::size_t head = std::min(v.rows, split_depth);
     const std::size_t tail = v.rows - head;
-    if (from == 0 || (tail != 0 && tail < least_side))
+    if (from == 0 || (tail != 0 && tail < least_tile_side))
         return add_adjoint_product<T>(v, c, w);
     add_adjoint_product<T>(v.sub(from, head, 0, v.cols), c.sub(from, head, 0, c.cols), w);
     add_adjoint_product<T>(v.sub(head, v.rows, 0, v.cols), c.sub(head, v.rows, 0, c.cols), w);
@@ -69,7 +58,8 @@ void add_reflector_dots(block_view<const T> v, block_view<const std::type_identi
 {
     constexpr std::size_t longest = 128;
     const std::size_t last = last_band(v.cols);
-    if (v.rows > longest || c.cols == 0 || !keeps_order(v.cols - last, c.cols, v.rows - last))
+    if (v.rows > longest || c.cols == 0 ||
+        !summed_as_any_larger({v.cols - last, c.cols, v.rows - last}))
         return add_dots_from<T>(0, v, c, w);
     for (std::size_t j = 0; j < v.cols; j += dot_band) {
         const std::size_t end = std::min(j + dot_band, v.cols);
@@ -81,7 +71,7 @@ template <class T>
 void add_upper_gram(block_view<const T> v, block_view<std::type_identity_t<T>> gram)
 {
     const std::size_t last = last_band(v.cols);
-    if (!keeps_order(v.cols - last, v.cols - last, v.rows - last))
+    if (!summed_as_any_larger({v.cols - last, v.cols - last, v.rows - last}))
         return add_dots_from<T>(0, v, v, gram);
     for (std::size_t j = 0; j < v.cols; j += dot_band) {
         const std::size_t end = std::min(j + dot_band, v.cols);
@@ -95,7 +85,7 @@ void add_reflector_sums(block_view<const T> v, block_view<const std::type_identi
                         block_view<T> c)
 {
     std::size_t i = 0;
-    if (v.cols % row_band == 0 && c.cols >= least_side)
+    if (v.cols % row_band == 0 && c.cols >= least_tile_side)
         for (; i + row_band < v.cols; i += row_band) {
             const std::size_t end = i + row_band;
             add_product<T>(v.sub(i, end, 0, end), x.sub(0, end, 0, x.cols),

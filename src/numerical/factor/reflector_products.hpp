@@ -1,10 +1,9 @@
 #pragma once
 
 // Products with V, the reflectors of a block: column j is zero above row j. Zeros change no sum, so
-// they are left out, but only where what is left is bound to be summed in the order of the whole:
-// the choice between tiles and plain rows is a matter of the sizes, and so are the blocks of a
-// complex sum. Dots along the reflectors are long sums: those of more than 512 rows are taken in
-// runs, whose sums are added by halves (summation.hpp).
+// they are left out, but only where the rest is sure to be summed in the same order as the whole
+// (gemm/summation.hpp). Dots along the reflectors are long sums: those of more than 512 rows are
+// taken in runs, whose sums are added by halves (sum_by_halves.hpp).
 
 #include "numerical/gemm/block_view.hpp"
 
@@ -17,10 +16,6 @@ namespace numerical::detail {
 constexpr std::size_t row_band = 8;
 
 constexpr std::size_t longest_dot_run = 512;
-
-// Whether a product of `count` reflectors with so many columns (or none at all) over so many rows
-// is summed in the same order as any larger one.
-bool keeps_order(std::size_t count, std::size_t columns, std::size_t rows);
 
 // W += VᴴC, the first `from` rows of V or of C being zero.
 template <class T>

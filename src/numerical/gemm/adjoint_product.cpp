@@ -30,7 +30,7 @@ void gemm_adjoint(std::size_t m, std::size_t n, std::size_t k, const double* a, 
                   const double* b, std::size_t ldb, double* c, std::size_t ldc)
 {
     const int path = gemm_path_current();
-    if (path == portable_path || !worth_tiles(m, n, k))
+    if (path == portable_path || !summed_by_tiles(m, n, k))
         return multiply_copy(m, n, k, a, lda, b, ldb, c, ldc, any_product<double>);
     const auto by_tiles = path == avx512_path ? gemm_adjoint_tiles<avx512_adjoint_kernel, double>
                                               : gemm_adjoint_tiles<avx2_adjoint_kernel, double>;
@@ -42,7 +42,7 @@ void gemm_adjoint(std::size_t m, std::size_t n, std::size_t k, const complex* a,
                   const complex* b, std::size_t ldb, complex* c, std::size_t ldc)
 {
     const int path = gemm_path_current();
-    if (path == portable_path || !worth_tiles(m, n, k))
+    if (path == portable_path || !summed_by_tiles(m, n, k))
         return multiply_copy(m, n, k, a, lda, b, ldb, c, ldc, any_product<complex>);
     const auto by_tiles = path == avx512_path
                               ? gemm_adjoint_tiles<avx512_complex_adjoint_kernel, double>
@@ -53,7 +53,7 @@ void gemm_adjoint(std::size_t m, std::size_t n, std::size_t k, const complex* a,
             const std::size_t depth = std::min(k - p, split_depth);
             const complex* const a_block = a + p * lda;
             const complex* const b_block = b + p * ldb + j;
-            if (worth_tiles(m, 2 * cols, 2 * depth))
+            if (summed_by_tiles(m, 2 * cols, 2 * depth))
                 by_tiles({m, 2 * cols, depth, reinterpret_cast<const double*>(a_block), 2 * lda,
                           reinterpret_cast<const double*>(b_block), 2 * ldb,
                           reinterpret_cast<double*>(c + j), 2 * ldc});

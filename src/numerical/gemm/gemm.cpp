@@ -122,7 +122,15 @@ void by_tiles(const product_operands<complex>& p)
 template <class T>
 void any_product(const product_operands<T>& p)
 {
-    if (worth_tiles(p.m, p.n, p.k))
+    if (summed_by_tiles(p.m, p.n, p.k))
+        by_tiles(p);
+    else
+        multiply_rows(p);
+}
+
+void product_in_order(summation order, const product_operands<double>& p)
+{
+    if (order == summation::by_tiles)
         by_tiles(p);
     else
         multiply_rows(p);
@@ -176,7 +184,7 @@ void multiply_batch(const batch_sizes& sizes, const batch_steps& steps, const T*
     const product_operands<T> first{m, n, k, a, k, b, n, nullptr, n, into_c::store};
     const bool with_vector = is_vector_product(first);
     if constexpr (std::is_same_v<T, double>)
-        if (worth_tiles(m, n, k) && !with_vector)
+        if (summed_by_tiles(m, n, k) && !with_vector)
             return batch_by_tiles(batches, first, steps, place);
     const auto multiply_one = [&](std::size_t i) {
         place(i, [&](T* c, const T*) { any_product(first.later(i, steps, c)); });

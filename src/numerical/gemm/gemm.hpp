@@ -3,6 +3,7 @@
 // The one entry to the matrix product. All matrices are row-major, with strides in elements.
 
 #include "numerical/gemm/product_operands.hpp"
+#include "numerical/gemm/summation.hpp"
 #include "numerical/matrix.hpp"
 
 #include <complex>
@@ -57,17 +58,12 @@ constexpr std::size_t most_transposed = 4096;
 template <class T>
 void gemm_batch_transposed(const batch_sizes& sizes, const T* a, const T* b, T* c);
 
-// Tiles pay from 8 inner positions and about 512 products on.
-inline bool worth_tiles(std::size_t m, std::size_t n, std::size_t k)
-{
-    constexpr std::size_t least_depth = 8;
-    constexpr std::size_t least_products = 512;
-    return k >= least_depth && m * n >= (k + least_products - 1) / k;
-}
-
-// The product by the way that suits it.
+// The product in the order that its sizes choose (summation.hpp).
 template <class T>
 void any_product(const product_operands<T>& p);
+
+// The product in a given order, for a part of one whose whole decides.
+void product_in_order(summation order, const product_operands<double>& p);
 
 // The ways besides the packed one.
 

@@ -1,4 +1,5 @@
 #include "numerical/gemm/gemm.hpp"
+#include "numerical/gemm/summation.hpp"
 
 #include "numerical/gemm/packed.hpp"
 #include "numerical/gemm/path.hpp"
@@ -53,7 +54,7 @@ void multiply_directly(const product_operands<complex>& p)
 std::size_t depth_of_tiles(std::size_t m, std::size_t n, std::size_t k)
 {
     const std::size_t rest = k % split_depth;
-    return worth_tiles(m, 2 * n, 2 * rest) ? k : k - rest;
+    return summed_by_tiles(m, 2 * n, 2 * rest) ? k : k - rest;
 }
 
 } // namespace
@@ -82,7 +83,7 @@ void gemm_split(const product_operands<complex>& p)
             block.b += l * p.ldb;
             if (l != 0)
                 block.into = into_c::add;
-            if (worth_tiles(block.m, 2 * block.n, 2 * block.k))
+            if (summed_by_tiles(block.m, 2 * block.n, 2 * block.k))
                 by_tiles(in_parts(block));
             else
                 multiply_directly(block);

@@ -1,29 +1,52 @@
 #pragma once
 
-// Long sums by halves: runs of some length are summed as the kernels do it, and the runs' sums are
-// added in a tree. The rounding error grows with the length of a run and the logarithm of their
-// number instead of with the whole length (Higham 1993), and the order depends on the
-// length alone.
+// The order in which a product is summed, which gemm chooses by the sizes: by tiles with fused
+// multiply-adds on the vector paths, or by rows with each product and each sum rounded. A caller
+// that cuts a product into parts must sum each part as the whole is summed, or its bits would
+// depend on the cut. These are the questions that it asks; no other place knows where the choice
+// changes.
 
 #include <cstddef>
 
 namespace numerical::detail {
 
-// Where a sum of n > run terms is halved: behind whole runs.
-constexpr std::size_t first_half(std::size_t n, std::size_t run)
+enum class summation { by_rows, by_tiles };
+
+// C[m × n] += A[m × k] · B[k × n].
+struct product_sizes
 {
-    return (n / run + (n % run != 0 ? 1 : 0)) / 2 * run;
+    std::size_t m;
+    std::size_t n;
+    std::size_t k;
+};
+
+// Tiles pay from this many inner positions and about this many multiply-adds on.
+constexpr std::size_t least_tile_depth = 8;
+constexpr std::size_t least_tile_products = 512;
+
+constexpr summation summation_of(const product_sizes& p)
+{
+    const bool pays = p.k >= least_tile_depth && p.m * p.n >= (p.k + least_tile_products - 1) / p.k;
+    return pays ? summation::by_tiles : summation::by_rows;
 }
 
-// sum_of(from, to) is the sum of at most `run` terms.
-template <class F>
-auto sum_by_halves(std::size_t from, std::size_t to, std::size_t run, const F& sum_of)
-    -> decltype(sum_of(from, to))
+constexpr bool summed_by_tiles(std::size_t m, std::size_t n, std::size_t k)
 {
-    if (to - from <= run)
-        return sum_of(from, to);
-    const std::size_t middle = from + first_half(to - from, run);
-    return sum_by_halves(from, middle, run, sum_of) + sum_by_halves(middle, to, run, sum_of);
+    return summation_of({m, n, k}) == summation::by_tiles;
+}
+
+// A C of at least this many elements is summed in an order that the depth alone decides.
+constexpr std::size_t depth_decides_from = least_tile_products / least_tile_depth;
+
+// A product with no size below this one is summed by tiles, as is any larger one; so are the blocks
+// of a complex product, of which the last may have any depth (gemm_split).
+constexpr std::size_t least_tile_side = 8;
+static_assert(least_tile_side * least_tile_side * least_tile_side >= least_tile_products);
+static_assert(least_tile_side >= least_tile_depth);
+
+constexpr bool summed_as_any_larger(const product_sizes& p)
+{
+    return p.m >= least_tile_side && p.n >= least_tile_side && p.k >= least_tile_side;
 }
 
 } // namespace numerical::detail

@@ -1,6 +1,6 @@
 #include "numerical/gemm/vector_dispatch.hpp"
 
-#include "numerical/gemm/summation.hpp"
+#include "numerical/gemm/sum_by_halves.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 

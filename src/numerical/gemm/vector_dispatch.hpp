@@ -17,8 +17,8 @@ double dot_product(const double* a, const double* b, std::size_t n);
 
 double dot_on(int path, const double* a, const double* b, std::size_t n);
 
-// The same for vectors that may be very long: the dots of runs are added by halves (summation.hpp).
-// A run is long enough that folding its lanes costs little.
+// The same for vectors that may be very long: the dots of runs are added by halves
+// (sum_by_halves.hpp). A run is long enough that folding its lanes costs little.
 constexpr std::size_t longest_run = 4096;
 double long_dot_on(int path, const double* a, const double* b, std::size_t n);
 

@@ -3,6 +3,7 @@
 #include "numerical/factor/cholesky.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/gemm/gemm.hpp"
+#include "numerical/gemm/summation.hpp"
 #include "numerical/stacks/lane_groups.hpp"
 #include "numerical/stacks/stacks.hpp"
 
@@ -21,20 +22,19 @@ namespace {
 bool has_fused_trailing_update(std::size_t n)
 {
     constexpr std::size_t block = 16;
-    return n > block && detail::worth_tiles(n - block, n - block, block);
+    return n > block && detail::summed_by_tiles(n - block, n - block, block);
 }
 
 // The kernel that rounds sums as the products of the single call do, or null.
 template <class T>
 detail::lane_kernel qr_kernel(std::size_t rows, std::size_t cols)
 {
-    constexpr std::size_t least_bordered = 8; // columns from which Q is formed by tiles
     if (cols == 0 || cols > rows || rows > detail::greatest_qr_rows)
         return nullptr;
     const detail::lane_kernels& kernels = detail::lane_kernels_for(T());
-    if (cols >= least_bordered)
+    if (cols >= detail::least_tile_side) // Q is formed by tiles
         return kernels.fused_qr;
-    return detail::worth_tiles(cols, cols, rows) ? kernels.fused_gram_qr : kernels.narrow_qr;
+    return detail::summed_by_tiles(cols, cols, rows) ? kernels.fused_gram_qr : kernels.narrow_qr;
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "numerical/errors.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/gemm/path.hpp"
+#include "numerical/gemm/summation.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/stacks/lane_groups.hpp"
 #include "numerical/stacks/stacks.hpp"
@@ -33,7 +34,7 @@ struct product_stack
 
     std::size_t products() const { return elements() * depth(); }
 
-    bool summed_by_tiles() const { return detail::worth_tiles(rows(), cols(), depth()); }
+    bool summed_by_tiles() const { return detail::summed_by_tiles(rows(), cols(), depth()); }
 
     void multiply_one(std::size_t i) const
     {

@@ -1,5 +1,7 @@
 #include "numerical/eigen/merge_columns.hpp"
 #include "numerical/eigen/secular.hpp"
+#include "numerical/gemm/gemm.hpp"
+#include "numerical/gemm/summation.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/svd/bidiagonal_divide.hpp"
 
@@ -253,17 +255,13 @@ std::vector<row_group> right_groups(std::size_t m, std::size_t k)
     return {{0, k + 1, upper_rows}, {k + 1, m - k - 1, lower_rows}};
 }
 
-// One row of a group's product. Products of little work may take another way than larger ones, with
-// other rounding: as many copies of the row are multiplied as make it go the way of the group.
+// One row of a group's product, summed as the product of the whole group is.
 void multiply_row_of_group(const std::vector<double>& old_row, const std::vector<double>& new_rows,
                            std::size_t group_rows, std::size_t size, double* product)
 {
-    constexpr std::size_t enough_work = 512;
     const std::size_t count = old_row.size();
-    const std::size_t copies = std::min(group_rows, 1 + enough_work / (count * size));
-    std::vector<double> rows(copies * size);
-    gemm<double>(copies, size, count, old_row.data(), 0, new_rows.data(), size, rows.data(), size);
-    std::copy_n(rows.data(), size, product);
+    product_in_order(summation_of({group_rows, size, count}),
+                     {1, size, count, old_row.data(), count, new_rows.data(), size, product, size});
 }
 
 // What update_basis does to the first and the last row of the right basis, which are all there is.
