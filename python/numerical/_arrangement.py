@@ -14,18 +14,77 @@ from ._shaping import broadcast_to, concatenate, flip, moveaxis, ravel, reshape,
 
 # --- joins ---------------------------------------------------------------------------------------
 def hstack(tensors):
-    """Joined along the second axis, vectors and numbers along the only one."""
+    """Tensors joined along the second axis; vectors and numbers along the only one.
+
+    Parameters
+    ----------
+    tensors : sequence of array_like
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    ValueError
+        If the other extents differ.
+
+    Examples
+    --------
+    >>> nm.hstack([[1.0, 2.0], [3.0]])
+    Tensor([1.0, 2.0, 3.0])
+    """
     parts = [t if t.ndim else ravel(t) for t in _each(tensors)]
     return concatenate(parts, 0 if parts and parts[0].ndim == 1 else 1)
 
 
 def vstack(tensors):
-    """Joined along the first axis; vectors and numbers are rows."""
+    """Tensors joined along the first axis; vectors and numbers are rows.
+
+    Parameters
+    ----------
+    tensors : sequence of array_like
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    ValueError
+        If the other extents differ.
+
+    Examples
+    --------
+    >>> nm.vstack([[1.0, 2.0], [3.0, 4.0]])
+    Tensor([[1.0, 2.0],
+            [3.0, 4.0]])
+    """
     return concatenate([t if t.ndim > 1 else reshape(t, (1, t.size)) for t in _each(tensors)])
 
 
 def column_stack(tensors):
-    """Joined along the second axis; vectors and numbers are columns."""
+    """Matrices and vectors side by side; vectors and numbers are columns.
+
+    Parameters
+    ----------
+    tensors : sequence of array_like
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    ValueError
+        If the numbers of rows differ.
+
+    Examples
+    --------
+    >>> nm.column_stack([[1.0, 2.0], [3.0, 4.0]])
+    Tensor([[1.0, 3.0],
+            [2.0, 4.0]])
+    """
     parts = _each(tensors)
     if parts and all(t.ndim == 1 for t in parts) and len({t.size for t in parts}) == 1:
         return stack(parts, 1)
@@ -37,7 +96,29 @@ def _each(tensors):
 
 
 def block_diag(*matrices):
-    """The matrices along the diagonal of one, zeros beside them; vectors and numbers are rows."""
+    """Matrices along the diagonal of one, zeros elsewhere.
+
+    Parameters
+    ----------
+    *matrices : array_like
+        Vectors and numbers are rows.
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    ValueError
+        Above rank 2.
+
+    Examples
+    --------
+    >>> nm.block_diag([[1.0, 2.0], [3.0, 4.0]], 5.0)
+    Tensor([[1.0, 2.0, 0.0],
+            [3.0, 4.0, 0.0],
+            [0.0, 0.0, 5.0]])
+    """
     blocks = [t if t.ndim > 1 else reshape(t, (1, t.size)) for t in same_dtype(*matrices)]
     if not blocks:
         return zeros((1, 0))
@@ -55,9 +136,30 @@ def block_diag(*matrices):
 
 # --- parts ---------------------------------------------------------------------------------------
 def split(a, indices_or_sections, axis=0):
-    """A list of parts along an axis: equal ones by their number, or those between given places.
+    """The parts of a tensor along an axis.
 
-    ValueError if the axis doesn't divide into that many.
+    Parameters
+    ----------
+    a : array_like
+    indices_or_sections : int or sequence of int
+        How many equal parts, or the places where a new part begins.
+    axis : int, optional
+
+    Returns
+    -------
+    list of Tensor
+
+    Raises
+    ------
+    ValueError
+        If the axis doesn't divide into that many equal parts.
+
+    Examples
+    --------
+    >>> nm.split([1.0, 2.0, 3.0, 4.0], 2)
+    [Tensor([1.0, 2.0]), Tensor([3.0, 4.0])]
+    >>> nm.split([1.0, 2.0, 3.0, 4.0], [1, 3])
+    [Tensor([1.0]), Tensor([2.0, 3.0]), Tensor([4.0])]
     """
     a = asarray(a)
     place = axis_of(axis, a.ndim)
@@ -74,16 +176,58 @@ def split(a, indices_or_sections, axis=0):
 
 
 def unstack(x, /, *, axis=0):
-    """A tuple of the tensors side by side along an axis; numbers for a vector."""
+    """The slices of a tensor along an axis.
+
+    Parameters
+    ----------
+    x : array_like
+    axis : int, optional
+
+    Returns
+    -------
+    tuple of Tensor
+
+    Raises
+    ------
+    IndexError
+        If the axis is out of bounds.
+
+    Examples
+    --------
+    >>> nm.unstack([[1.0, 2.0], [3.0, 4.0]])
+    (Tensor([1.0, 2.0]), Tensor([3.0, 4.0]))
+    """
     x = asarray(x)
     return tuple(moveaxis(x, axis_of(axis, x.ndim), 0))
 
 
 def take(a, indices, axis=None):
-    """The elements at places along an axis, or of all in row-major order.
+    """The elements at places along an axis.
 
-    indices is an int, a list of ints, or Positions; the axes that it has stand for the axis.
-    IndexError for a place out of bounds.
+    Parameters
+    ----------
+    a : array_like
+    indices : int, sequence of int or Positions
+        Counted from the end where negative.
+    axis : int or None, optional
+        None takes from the elements in row-major order.
+
+    Returns
+    -------
+    Tensor or number
+        The axis is replaced by those of indices.
+
+    Raises
+    ------
+    IndexError
+        If a place is out of bounds.
+
+    Examples
+    --------
+    >>> nm.take([10.0, 20.0, 30.0], [2, 0])
+    Tensor([30.0, 10.0])
+    >>> nm.take([[1.0, 2.0], [3.0, 4.0]], 1, axis=1)
+    Tensor([2.0, 4.0])
     """
     a = asarray(a)
     if axis is None:
@@ -93,7 +237,33 @@ def take(a, indices, axis=None):
 
 
 def take_along_axis(a, indices, axis=-1):
-    """Each run along an axis by places of its own, as those of argsort; the other axes broadcast."""
+    """One element for each place in indices, taken along an axis: the partner of argsort and argmax.
+
+    Parameters
+    ----------
+    a : array_like
+    indices : Positions or nested sequence of int
+        Of a's rank; the other axes broadcast.
+    axis : int, optional
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    ValueError
+        If the ranks differ.
+    IndexError
+        If a place is out of bounds.
+
+    Examples
+    --------
+    >>> a = nm.array([[3.0, 1.0], [2.0, 5.0]])
+    >>> nm.take_along_axis(a, nm.argsort(a))
+    Tensor([[1.0, 3.0],
+            [2.0, 5.0]])
+    """
     a = asarray(a)
     indices = indices if isinstance(indices, Positions) else Positions(indices)
     place = axis_of(axis, a.ndim)
@@ -112,10 +282,28 @@ def take_along_axis(a, indices, axis=-1):
 
 # --- other orders --------------------------------------------------------------------------------
 def roll(a, shift, axis=None):
-    """Elements moved on by `shift` places along axes; what leaves at the end comes in at the front.
+    """The elements moved on by a number of places; those that leave at the end come in at the front.
 
-    Without an axis they move in row-major order. shift and axis may be sequences of one length, or
-    one of them an int for all.
+    Parameters
+    ----------
+    a : array_like
+    shift : int or sequence of int
+    axis : int or sequence of int, optional
+        One for each shift, or one for all; by default the elements move in row-major order.
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    ValueError
+        If there are not as many shifts as axes.
+
+    Examples
+    --------
+    >>> nm.roll([1.0, 2.0, 3.0, 4.0], 1)
+    Tensor([4.0, 1.0, 2.0, 3.0])
     """
     a = asarray(a)
     if axis is None:
@@ -132,10 +320,34 @@ def roll(a, shift, axis=None):
 
 
 def meshgrid(*vectors, indexing="xy"):
-    """A tuple of tensors of one shape, in each of which one vector runs along its axis.
+    """The coordinates of a grid: tensors of one shape, in each of which one vector runs along its axis.
 
-    For "xy" the first runs along the second axis and the second along the first; for "ij" each
-    along its own.
+    Parameters
+    ----------
+    *vectors : array_like
+    indexing : {'xy', 'ij'}, optional
+        For 'ij' each vector runs along its own axis; for 'xy' the first two change theirs.
+
+    Returns
+    -------
+    tuple of Tensor
+
+    Raises
+    ------
+    ValueError
+        For another indexing.
+
+    Examples
+    --------
+    >>> x, y = nm.meshgrid([1.0, 2.0], [3.0, 4.0, 5.0])
+    >>> x
+    Tensor([[1.0, 2.0],
+            [1.0, 2.0],
+            [1.0, 2.0]])
+    >>> y
+    Tensor([[3.0, 3.0],
+            [4.0, 4.0],
+            [5.0, 5.0]])
     """
     one_of(indexing, "indexing", ("xy", "ij"))
     vectors = [ravel(v) for v in vectors]
@@ -150,8 +362,32 @@ def meshgrid(*vectors, indexing="xy"):
 
 # --- matrices of a few numbers -------------------------------------------------------------------
 def vander(x, N=None, increasing=False):
-    """The matrix of powers of a vector: column j holds x to the power of N - 1 - j, or of j if
-    increasing. N is the number of columns, by default that of rows."""
+    """The matrix of powers of a vector's elements.
+
+    Parameters
+    ----------
+    x : array_like, shape (M,)
+    N : int, optional
+        The columns, M by default.
+    increasing : bool, optional
+        Column j holds x to the power of j if true, of N - 1 - j otherwise.
+
+    Returns
+    -------
+    Tensor, shape (M, N)
+
+    Raises
+    ------
+    ValueError
+        If x is no vector.
+
+    Examples
+    --------
+    >>> nm.vander([1.0, 2.0, 3.0])
+    Tensor([[1.0, 1.0, 1.0],
+            [4.0, 2.0, 1.0],
+            [9.0, 3.0, 1.0]])
+    """
     x = asarray(x)
     if x.ndim != 1:
         raise ValueError(f"vander takes a vector, not a tensor of rank {x.ndim}")
@@ -166,9 +402,28 @@ def vander(x, N=None, increasing=False):
 
 
 def toeplitz(c, r=None):
-    """The matrix of constant diagonals with first column c and first row r, conj(c) by default.
+    """The matrix of constant diagonals.
 
-    The first element of r isn't looked at: that of c stands in its place.
+    Parameters
+    ----------
+    c : array_like, shape (M,)
+        The first column.
+    r : array_like, shape (N,), optional
+        The first row, conj(c) by default; its first element is not read.
+
+    Returns
+    -------
+    Tensor, shape (M, N)
+
+    Examples
+    --------
+    >>> nm.toeplitz([1.0, 2.0, 3.0])
+    Tensor([[1.0, 2.0, 3.0],
+            [2.0, 1.0, 2.0],
+            [3.0, 2.0, 1.0]])
+    >>> nm.toeplitz([1.0, 2.0], [0.0, 5.0, 6.0])
+    Tensor([[1.0, 5.0, 6.0],
+            [2.0, 1.0, 5.0]])
     """
     c, r = same_dtype(ravel(c), ravel(conj(c) if r is None else r))
     if c.size == 0 or r.size == 0:

@@ -32,11 +32,15 @@ def astype(x, dtype, /, *, copy=True, device=None):
 
     Parameters
     ----------
-    x : Tensor or array_like
-    dtype : "float64" or "complex128"
-    copy : bool
+    x : array_like
+    dtype : dtype
+    copy : bool, optional
         If false, x itself is returned where it has the dtype.
-    device : "cpu" or None
+    device : 'cpu' or None, optional
+
+    Returns
+    -------
+    Tensor
 
     Raises
     ------
@@ -45,9 +49,8 @@ def astype(x, dtype, /, *, copy=True, device=None):
 
     Examples
     --------
-    >>> import numerical as nm
     >>> nm.astype(nm.array([1.0, 2.0]), nm.complex128)
-    Tensor([1+0j, 2+0j])
+    Tensor([1+0j, 2+0j], dtype='complex128')
     """
     require_cpu(device)
     x = asarray(x)
@@ -69,7 +72,6 @@ def can_cast(from_, to, /):
 
     Examples
     --------
-    >>> import numerical as nm
     >>> nm.can_cast(nm.float64, nm.complex128), nm.can_cast(nm.complex128, nm.float64)
     (True, False)
     """
@@ -81,16 +83,20 @@ def result_type(*arrays_and_dtypes):
 
     Parameters
     ----------
-    *arrays_and_dtypes : Tensor, array_like, dtype or number
+    *arrays_and_dtypes : array_like or dtype
         At least one.
 
     Returns
     -------
     dtype
 
+    Raises
+    ------
+    ValueError
+        If nothing is given.
+
     Examples
     --------
-    >>> import numerical as nm
     >>> nm.result_type(nm.ones(3), 1j)
     'complex128'
     """
@@ -123,9 +129,15 @@ def isdtype(dtype, kind):
     -------
     bool
 
+    Raises
+    ------
+    TypeError
+        If dtype is none.
+    ValueError
+        If kind is neither a dtype nor the name of a kind.
+
     Examples
     --------
-    >>> import numerical as nm
     >>> nm.isdtype(nm.float64, "real floating"), nm.isdtype(nm.float64, ("bool", "integral"))
     (True, False)
     """
@@ -173,19 +185,24 @@ class FloatInfo:
 
 
 def finfo(type, /):
-    """FloatInfo of a dtype, or of a tensor's.
+    """The limits of the numbers of a dtype, or of a tensor's.
 
     Parameters
     ----------
-    type : dtype or Tensor
+    type : dtype or array_like
 
     Returns
     -------
     FloatInfo
+        With the attributes bits, eps, max, min, smallest_normal and dtype.
+
+    Raises
+    ------
+    TypeError
+        For a dtype that isn't ours.
 
     Examples
     --------
-    >>> import numerical as nm
     >>> nm.finfo(nm.float64).eps == 2.0**-52
     True
     """
@@ -196,10 +213,22 @@ def finfo(type, /):
 def iinfo(type, /):
     """Refused: there are no integer dtypes.
 
+    Parameters
+    ----------
+    type : object
+
     Raises
     ------
     TypeError
-        Always.
+        Always; finfo tells of float64 and complex128.
+
+    Examples
+    --------
+    >>> try:
+    ...     nm.iinfo("int64")
+    ... except TypeError:
+    ...     print("no integer dtypes")
+    no integer dtypes
     """
     raise TypeError(
         f"there are no integer dtypes, so that iinfo has nothing to tell of {shown(type)}; finfo"

@@ -49,7 +49,29 @@ def _ancestors(path):
 
 
 def cpu_quota(root=CGROUP_ROOT, own=OWN_CGROUP):
-    """The processors that the container may use, or None: the least quota up to the root."""
+    """The processors that the process's control group may use: the least quota from it up to the root.
+
+    Parameters
+    ----------
+    root, own : path, optional
+        Where control groups are mounted, and the file that names the process's own.
+
+    Returns
+    -------
+    int or None
+        Whole processors; None for no limit.
+
+    Raises
+    ------
+    TypeError
+        If one is no path.
+
+    Examples
+    --------
+    >>> quota = nm.cpu_quota()
+    >>> quota is None or quota >= 1
+    True
+    """
     root, own = _path(root, "root"), _path(own, "own")
     try:
         with open(own, encoding="utf-8", errors="replace") as file:
@@ -98,7 +120,18 @@ def apply_outer_limits():
 
 
 def show_config():
-    """A dict of versions, path, threads, affinity and quota; see python -m numerical."""
+    """What this process runs on: versions, path, threads, affinity and quota.
+
+    Returns
+    -------
+    dict
+        By name, as python -m numerical prints it.
+
+    Examples
+    --------
+    >>> nm.show_config()["path"] in ("portable", "avx2", "avx512")
+    True
+    """
     import platform
 
     from . import __version__

@@ -41,18 +41,74 @@ def _as_written(dtype):
 
 
 def array(obj, dtype=None, *, copy=True, device=None):
-    """A new Tensor from nested lists or tuples of numbers, a number, a buffer or an array.
+    """A new tensor from numbers, nested lists or an array.
 
-    The dtype is complex128 if any number is complex, otherwise float64, unless it is given.
+    Parameters
+    ----------
+    obj : array_like
+        A number, nested lists or tuples, a buffer, or an array of another library.
+    dtype : dtype, optional
+        By default complex128 if a number is complex, float64 otherwise.
+    copy : bool, optional
+        If false, only a Tensor that can be returned as it is doesn't raise.
+    device : 'cpu' or None, optional
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    ValueError
+        If nested lists are ragged, or a copy is refused that is needed.
+    TypeError
+        If something is no number of the dtype.
+
+    Examples
+    --------
+    >>> nm.array([[1, 2], [3, 4]])
+    Tensor([[1.0, 2.0],
+            [3.0, 4.0]])
+    >>> nm.array([1, 2j])
+    Tensor([1+0j, 0+2j], dtype='complex128')
     """
     return asarray(obj, dtype, copy=None if copy else False, device=device)
 
 
 def asarray(obj, dtype=None, *, device=None, copy=None):
-    """As array, but a Tensor of the right dtype is returned as it is (tensors are immutable).
+    """A tensor from numbers, nested lists or an array; a Tensor of the right dtype as it is.
 
-    With copy true that is copied as well; with copy false all else is a ValueError, as a Tensor owns
-    its elements. The only device is "cpu".
+    Parameters
+    ----------
+    obj : array_like
+        A number, nested lists or tuples, a buffer, or an array of another library.
+    dtype : dtype, optional
+        By default complex128 if a number is complex, float64 otherwise.
+    device : 'cpu' or None, optional
+    copy : bool or None, optional
+        Whether to copy: if needed for None; always if true, also a Tensor; never if false.
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    ValueError
+        If nested lists are ragged, if masked elements would be lost, or for copy=False where obj is no
+        Tensor of the dtype: a Tensor owns its elements.
+    TypeError
+        If something is no number of the dtype.
+    numerical.error
+        If imaginary parts would be dropped.
+
+    Examples
+    --------
+    >>> t = nm.asarray([1, 2, 3])
+    >>> t
+    Tensor([1.0, 2.0, 3.0])
+    >>> nm.asarray(t) is t
+    True
     """
     if dtype is None and copy is None and device is None and type(obj) is Tensor:
         return obj
@@ -235,7 +291,32 @@ def _from_buffer(view, wanted):
 
 
 def from_dlpack(obj, *, device=None, copy=None):
-    """A Tensor copied from an object on the CPU that exports DLPack."""
+    """A tensor copied from an array that exports DLPack.
+
+    Parameters
+    ----------
+    obj : object with __dlpack__
+        Its data lies in memory that the CPU can read.
+    device : 'cpu' or None, optional
+    copy : bool or None, optional
+        False is refused: a Tensor owns its elements.
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    BufferError
+        For memory of other devices, types that aren't plain numbers, or copy=False.
+    TypeError
+        If the object exports no DLPack.
+
+    Examples
+    --------
+    >>> nm.from_dlpack(nm.ones(2))
+    Tensor([1.0, 1.0])
+    """
     from ._dlpack import described, require_readable
 
     require_cpu(device)

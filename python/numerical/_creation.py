@@ -25,22 +25,114 @@ def shape_of(shape):
 
 
 def zeros(shape, dtype=float64, *, device=None):
-    """A Tensor of zeros."""
+    """A tensor of zeros.
+
+    Parameters
+    ----------
+    shape : int or sequence of int
+    dtype : dtype, optional
+    device : 'cpu' or None, optional
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    ValueError
+        If an extent is negative or the tensor would be too large.
+
+    Examples
+    --------
+    >>> nm.zeros((2, 3))
+    Tensor([[0.0, 0.0, 0.0],
+            [0.0, 0.0, 0.0]])
+    """
     return full(shape, 0.0, dtype, device=device)
 
 
 def ones(shape, dtype=float64, *, device=None):
-    """A Tensor of ones."""
+    """A tensor of ones.
+
+    Parameters
+    ----------
+    shape : int or sequence of int
+    dtype : dtype, optional
+    device : 'cpu' or None, optional
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    ValueError
+        If an extent is negative or the tensor would be too large.
+
+    Examples
+    --------
+    >>> nm.ones(3)
+    Tensor([1.0, 1.0, 1.0])
+    """
     return full(shape, 1.0, dtype, device=device)
 
 
 def empty(shape, dtype=float64, *, device=None):
-    """A Tensor of zeros: tensors are immutable, so that there is nothing to fill in later."""
+    """A tensor of zeros: tensors are immutable, so that there is nothing to fill in later.
+
+    Parameters
+    ----------
+    shape : int or sequence of int
+    dtype : dtype, optional
+    device : 'cpu' or None, optional
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    ValueError
+        If an extent is negative or the tensor would be too large.
+
+    Examples
+    --------
+    >>> nm.empty(2)
+    Tensor([0.0, 0.0])
+    """
     return full(shape, 0.0, dtype, device=device)
 
 
 def full(shape, fill_value, dtype=None, *, device=None):
-    """A Tensor of one value; complex128 if the value is complex and no dtype is given."""
+    """A tensor of one value.
+
+    Parameters
+    ----------
+    shape : int or sequence of int
+    fill_value : number
+    dtype : dtype, optional
+        By default complex128 for a complex value, float64 otherwise.
+    device : 'cpu' or None, optional
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    TypeError
+        If the value is no number of the dtype.
+    ValueError
+        If an extent is negative or the tensor would be too large.
+
+    Examples
+    --------
+    >>> nm.full((2, 2), 7.0)
+    Tensor([[7.0, 7.0],
+            [7.0, 7.0]])
+    >>> nm.full(2, 1j)
+    Tensor([0+1j, 0+1j], dtype='complex128')
+    """
     require_cpu(device)
     value = complex(fill_value) if is_complex(fill_value) else real(fill_value, "fill_value")
     wanted = dtype_name(dtype) or (complex128 if isinstance(value, complex) else float64)
@@ -50,28 +142,133 @@ def full(shape, fill_value, dtype=None, *, device=None):
 
 
 def zeros_like(a, dtype=None, *, device=None):
-    """Zeros of a's shape, and of its dtype unless one is given."""
+    """A tensor of zeros in the shape of another.
+
+    Parameters
+    ----------
+    a : array_like
+        Gives the shape.
+    dtype : dtype, optional
+        a's by default.
+    device : 'cpu' or None, optional
+
+    Returns
+    -------
+    Tensor
+
+    Examples
+    --------
+    >>> nm.zeros_like([[1.0, 2.0]])
+    Tensor([[0.0, 0.0]])
+    """
     return full_like(a, 0.0, dtype, device=device)
 
 
 def ones_like(a, dtype=None, *, device=None):
-    """Ones of a's shape, and of its dtype unless one is given."""
+    """A tensor of ones in the shape of another.
+
+    Parameters
+    ----------
+    a : array_like
+        Gives the shape.
+    dtype : dtype, optional
+        a's by default.
+    device : 'cpu' or None, optional
+
+    Returns
+    -------
+    Tensor
+
+    Examples
+    --------
+    >>> nm.ones_like([[1.0, 2.0]])
+    Tensor([[1.0, 1.0]])
+    """
     return full_like(a, 1.0, dtype, device=device)
 
 
 def empty_like(a, dtype=None, *, device=None):
-    """As zeros_like."""
+    """A tensor of zeros in the shape of another: tensors are immutable and can't be filled later.
+
+    Parameters
+    ----------
+    a : array_like
+        Gives the shape.
+    dtype : dtype, optional
+        a's by default.
+    device : 'cpu' or None, optional
+
+    Returns
+    -------
+    Tensor
+
+    Examples
+    --------
+    >>> nm.empty_like([[1.0, 2.0]])
+    Tensor([[0.0, 0.0]])
+    """
     return full_like(a, 0.0, dtype, device=device)
 
 
 def full_like(a, fill_value, dtype=None, *, device=None):
-    """One value in a's shape, and of its dtype unless one is given."""
+    """A tensor of one value in the shape of another.
+
+    Parameters
+    ----------
+    a : array_like
+        Gives the shape.
+    fill_value : number
+    dtype : dtype, optional
+        a's by default.
+    device : 'cpu' or None, optional
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    TypeError
+        If the value is no number of the dtype.
+
+    Examples
+    --------
+    >>> nm.full_like([[1.0, 2.0]], 5.0)
+    Tensor([[5.0, 5.0]])
+    """
     a = asarray(a)
     return full(a.shape, fill_value, a.dtype if dtype is None else dtype, device=device)
 
 
 def eye(n, m=None, k=0, dtype=float64, *, device=None):
-    """n × m (m = n by default) with ones on diagonal k, zeros elsewhere."""
+    """A matrix with ones on a diagonal and zeros elsewhere.
+
+    Parameters
+    ----------
+    n : int
+        The rows.
+    m : int, optional
+        The columns, n by default.
+    k : int, optional
+        The diagonal: 0 for the main one, positive above it, negative below.
+    dtype : dtype, optional
+    device : 'cpu' or None, optional
+
+    Returns
+    -------
+    Tensor, shape (n, m)
+
+    Raises
+    ------
+    ValueError
+        If an extent is negative or the tensor would be too large.
+
+    Examples
+    --------
+    >>> nm.eye(2, 3, 1)
+    Tensor([[0.0, 1.0, 0.0],
+            [0.0, 0.0, 1.0]])
+    """
     require_cpu(device)
     (n, columns), k = _matrix_shape(n, m), integer(k, "k")
     if columns == n and k == 0:
@@ -85,12 +282,62 @@ def _matrix_shape(n, m):
 
 
 def identity(n, dtype=float64):
-    """The n × n identity."""
+    """The identity matrix.
+
+    Parameters
+    ----------
+    n : int
+        The order.
+    dtype : dtype, optional
+
+    Returns
+    -------
+    Tensor, shape (n, n)
+
+    Raises
+    ------
+    ValueError
+        If an extent is negative or the tensor would be too large.
+
+    Examples
+    --------
+    >>> nm.identity(2)
+    Tensor([[1.0, 0.0],
+            [0.0, 1.0]])
+    """
     return eye(n, dtype=dtype)
 
 
 def arange(start, stop=None, step=1.0, dtype=None, *, device=None):
-    """start, start + step, ... below stop, as float64 unless a dtype is given."""
+    """The numbers start, start + step, start + 2 step, ... below stop.
+
+    Parameters
+    ----------
+    start : real number
+        Given alone, it is the stop and the numbers begin at 0.
+    stop : real number, optional
+        Not reached; with a negative step the numbers stay above it.
+    step : real number, optional
+    dtype : dtype, optional
+        float64 by default, for ints too.
+    device : 'cpu' or None, optional
+
+    Returns
+    -------
+    Tensor, shape (K,)
+
+    Raises
+    ------
+    numerical.error
+        If the step is zero.
+
+    Examples
+    --------
+    >>> nm.arange(3)
+    Tensor([0.0, 1.0, 2.0])
+    >>> nm.arange(1, 2, 0.25)
+    Tensor([ 1.0, 1.25,  1.5, 1.75])
+    """
     require_cpu(device)
     if stop is None:
         start, stop = 0.0, start
@@ -101,7 +348,34 @@ def arange(start, stop=None, step=1.0, dtype=None, *, device=None):
 
 
 def linspace(start, stop, num=50, endpoint=True, dtype=None, *, device=None):
-    """`num` equally spaced numbers from start to stop, which is the last one if endpoint is true."""
+    """Equally spaced numbers between two ends.
+
+    Parameters
+    ----------
+    start, stop : real number
+    num : int, optional
+        How many numbers.
+    endpoint : bool, optional
+        Whether stop is the last of them.
+    dtype : dtype, optional
+    device : 'cpu' or None, optional
+
+    Returns
+    -------
+    Tensor, shape (num,)
+
+    Raises
+    ------
+    ValueError
+        If num is negative.
+
+    Examples
+    --------
+    >>> nm.linspace(0, 1, 5)
+    Tensor([ 0.0, 0.25,  0.5, 0.75,  1.0])
+    >>> nm.linspace(0, 1, 4, endpoint=False)
+    Tensor([ 0.0, 0.25,  0.5, 0.75])
+    """
     require_cpu(device)
     start, stop, num = real(start, "start"), real(stop, "stop"), integer(num, "num")
     if num >= MOST_ELEMENTS:
@@ -113,7 +387,32 @@ def linspace(start, stop, num=50, endpoint=True, dtype=None, *, device=None):
 
 
 def diag(v, k=0):
-    """The matrix with v on diagonal k, or diagonal k of a matrix."""
+    """The matrix with a vector on diagonal k, or diagonal k of a matrix.
+
+    Parameters
+    ----------
+    v : array_like
+        A vector or a matrix.
+    k : int, optional
+        0 for the main diagonal, positive above it, negative below.
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    ValueError
+        For other ranks.
+
+    Examples
+    --------
+    >>> nm.diag([1.0, 2.0])
+    Tensor([[1.0, 0.0],
+            [0.0, 2.0]])
+    >>> nm.diag([[1.0, 2.0], [3.0, 4.0]])
+    Tensor([1.0, 4.0])
+    """
     v, k = asarray(v), integer(k, "k")
     if v.ndim == 2:
         return diagonal(v, k)
@@ -123,10 +422,30 @@ def diag(v, k=0):
 
 
 def diagonal(a, offset=0, axis1=-2, axis2=-1):
-    """The diagonals of matrices that lie in two axes, the last two by default.
+    """The diagonals of matrices.
 
-    a is (..., M, N), the result (..., K): element i is that of row i and column i + offset. The
-    other axes keep their order. ValueError below rank 2.
+    Parameters
+    ----------
+    a : array_like, shape (..., M, N)
+    offset : int, optional
+        0 for the main diagonal, positive above it, negative below.
+    axis1, axis2 : int, optional
+        The axes of rows and columns: the last two by default, where numpy.diagonal takes the first.
+
+    Returns
+    -------
+    Tensor, shape (..., K)
+        Element i is that of row i and column i + offset; the other axes keep their order.
+
+    Raises
+    ------
+    ValueError
+        Below rank 2, or if the two axes are one.
+
+    Examples
+    --------
+    >>> nm.diagonal([[1.0, 2.0], [3.0, 4.0]])
+    Tensor([1.0, 4.0])
     """
     return diagonals_of(a, offset, axis1, axis2, "diagonal")
 
@@ -158,7 +477,34 @@ def axis_of(axis, rank, name="axis"):
 
 
 def tri(n, m=None, k=0, dtype=float64):
-    """n × m with ones on and below diagonal k, zeros above."""
+    """A matrix with ones on and below a diagonal and zeros above.
+
+    Parameters
+    ----------
+    n : int
+        The rows.
+    m : int, optional
+        The columns, n by default.
+    k : int, optional
+        The diagonal: 0 for the main one, positive above it, negative below.
+    dtype : dtype, optional
+
+    Returns
+    -------
+    Tensor, shape (n, m)
+
+    Raises
+    ------
+    ValueError
+        If an extent is negative or the tensor would be too large.
+
+    Examples
+    --------
+    >>> nm.tri(3)
+    Tensor([[1.0, 0.0, 0.0],
+            [1.0, 1.0, 0.0],
+            [1.0, 1.0, 1.0]])
+    """
     (n, columns), k = _matrix_shape(n, m), integer(k, "k")
     return native.tri(n, columns, k, dtype_name(dtype) == complex128)
 

@@ -9,15 +9,72 @@ from ._native_module import native
 
 
 def cholesky(a, *, upper=False):
-    """L with a = L·Lᴴ for Hermitian positive-definite matrices; Lᴴ if upper."""
+    """The Cholesky factors of Hermitian positive-definite matrices: L with a = L @ L.mH.
+
+    Parameters
+    ----------
+    a : array_like, shape (..., M, M)
+        Only the lower triangles are read.
+    upper : bool, optional
+        Whether to return the upper factors L.mH.
+
+    Returns
+    -------
+    Tensor, shape (..., M, M)
+        Lower triangular; the diagonal is real and positive.
+
+    Raises
+    ------
+    numerical.error
+        If a matrix is not positive-definite ("Cholesky: matrix is not positive-definite") or not finite.
+    ValueError
+        If the matrices aren't square.
+
+    Examples
+    --------
+    >>> nm.linalg.cholesky([[4.0, 2.0], [2.0, 5.0]])
+    Tensor([[2.0, 0.0],
+            [1.0, 2.0]])
+    """
     lower = native.cholesky(a)
     return matrix_transpose(conj(lower)) if upper else lower
 
 
 def qr(a, mode="reduced"):
-    """QRResult(Q, R) with a = Q·R, orthonormal columns of Q and R's diagonal not negative.
+    """The QR factorization of matrices: a = Q @ R with orthonormal columns of Q.
 
-    Q is (..., M, K), K = min(M, N); (..., M, M) for mode "complete". Mode "r" gives R alone.
+    Parameters
+    ----------
+    a : array_like, shape (..., M, N)
+    mode : {'reduced', 'complete', 'r'}, optional
+        The shapes of the factors, with K = min(M, N) or K = M for 'complete'; 'r' for R alone.
+
+    Returns
+    -------
+    QRResult or Tensor
+        Q of shape (..., M, K) and R of shape (..., K, N). R's diagonal is real and not negative, so
+        that the factors of a matrix of full rank are unique.
+
+    Raises
+    ------
+    ValueError
+        Below rank 2, or for another mode.
+    numerical.error
+        If a matrix isn't finite.
+
+    Notes
+    -----
+    Householder reflections in blocks of compact form (Schreiber and Van Loan 1989).
+
+    Examples
+    --------
+    >>> q, r = nm.linalg.qr([[3.0, 1.0], [4.0, 2.0]])
+    >>> q
+    Tensor([[ 0.6, -0.8],
+            [ 0.8,  0.6]])
+    >>> r
+    Tensor([[5.0, 2.2],
+            [0.0, 0.4]])
     """
     one_of(mode, "mode", ("reduced", "complete", "r"))
     result = native.qr(a, mode)
@@ -33,10 +90,40 @@ _EIGH_METHODS = ("divide_and_conquer", "tridiagonal_ql", "jacobi")
 
 
 def eigh(a, UPLO="L", *, method="divide_and_conquer"):
-    """EighResult(eigenvalues, eigenvectors) of Hermitian matrices, values ascending.
+    """The eigenvalues and eigenvectors of Hermitian matrices.
 
-    One triangle is read: the lower, or the upper for UPLO "U". Column j of the vectors belongs to
-    value j. method: "divide_and_conquer", "tridiagonal_ql", or "jacobi" (float64 only).
+    Parameters
+    ----------
+    a : array_like, shape (..., M, M)
+    UPLO : {'L', 'U'}, optional
+        The triangle that is read.
+    method : {'divide_and_conquer', 'tridiagonal_ql', 'jacobi'}, optional
+        'jacobi' is for float64 alone.
+
+    Returns
+    -------
+    EighResult
+        eigenvalues, float64 of shape (..., M), ascending; eigenvectors of shape (..., M, M), whose
+        column j belongs to value j.
+
+    Raises
+    ------
+    ValueError
+        If the matrices aren't square, or for another UPLO or method.
+    numerical.error
+        If a matrix isn't finite, or an iteration doesn't converge.
+
+    Notes
+    -----
+    Tridiagonal reduction, then divide and conquer (Gu and Eisenstat 1995).
+
+    Examples
+    --------
+    >>> values, vectors = nm.linalg.eigh([[2.0, 1.0], [1.0, 2.0]])
+    >>> values
+    Tensor([1.0, 3.0])
+    >>> nm.allclose(vectors @ nm.diag(values) @ vectors.mH, [[2.0, 1.0], [1.0, 2.0]])
+    True
     """
     UPLO = _triangle(UPLO)
     one_of(method, "method", _EIGH_METHODS, _EIGH_HINTS)
@@ -57,9 +144,32 @@ def _of_triangle(a, uplo, name):
 
 
 def eigvalsh(a, UPLO="L", *, method="divide_and_conquer"):
-    """The eigenvalues of Hermitian matrices, ascending; one triangle is read, as by eigh.
+    """The eigenvalues of Hermitian matrices, ascending.
 
-    By another method than divide and conquer the values are those of eigh.
+    Parameters
+    ----------
+    a : array_like, shape (..., M, M)
+    UPLO : {'L', 'U'}, optional
+        The triangle that is read.
+    method : {'divide_and_conquer', 'tridiagonal_ql', 'jacobi'}, optional
+        By another method than the default one the values are those of eigh.
+
+    Returns
+    -------
+    Tensor, shape (..., M)
+        float64.
+
+    Raises
+    ------
+    ValueError
+        If the matrices aren't square, or for another UPLO or method.
+    numerical.error
+        If a matrix isn't finite, or an iteration doesn't converge.
+
+    Examples
+    --------
+    >>> nm.linalg.eigvalsh([[2.0, 1.0], [1.0, 2.0]])
+    Tensor([1.0, 3.0])
     """
     UPLO = _triangle(UPLO)
     if one_of(method, "method", _EIGH_METHODS, _EIGH_HINTS) != "divide_and_conquer":
@@ -70,13 +180,45 @@ def eigvalsh(a, UPLO="L", *, method="divide_and_conquer"):
 def svd(
     a, full_matrices=True, compute_uv=True, hermitian=False, *, method="divide_and_conquer"
 ):
-    """SVDResult(U, S, Vh) with a = U·diag(S)·Vh, S descending.
+    """The singular value decomposition: a = U @ diag(S) @ Vh.
 
-    U is (..., M, M) and Vh (..., N, N); (..., M, K) and (..., K, N) with K = min(M, N) unless
-    full_matrices. method: "divide_and_conquer", "bidiagonal_qr" or "jacobi".
+    Parameters
+    ----------
+    a : array_like, shape (..., M, N)
+    full_matrices : bool, optional
+        Whether U is (..., M, M) and Vh (..., N, N); otherwise they are (..., M, K) and (..., K, N) with
+        K = min(M, N).
+    compute_uv : bool, optional
+        If false, S alone is returned.
+    hermitian : bool, optional
+        Whether the matrices are Hermitian: the lower triangle is read, and the factors come from eigh in
+        less time.
+    method : {'divide_and_conquer', 'bidiagonal_qr', 'jacobi'}, optional
 
-    S alone unless compute_uv. Of hermitian matrices one triangle is read and the factors come from
-    eigh, in less time.
+    Returns
+    -------
+    SVDResult or Tensor
+        U, S and Vh; S is float64 of shape (..., K), descending.
+
+    Raises
+    ------
+    ValueError
+        Below rank 2, or for another method.
+    numerical.error
+        If a matrix isn't finite, or an iteration doesn't converge.
+
+    Notes
+    -----
+    Bidiagonal reduction, then divide and conquer (Gu and Eisenstat 1995). By 'jacobi' the small
+    singular values of graded matrices are the more accurate (Demmel and Veselić 1992).
+
+    Examples
+    --------
+    >>> u, s, vh = nm.linalg.svd([[3.0, 0.0], [0.0, -4.0]])
+    >>> s
+    Tensor([4.0, 3.0])
+    >>> nm.allclose(u * s @ vh, [[3.0, 0.0], [0.0, -4.0]])
+    True
     """
     one_of(method, "method", ("divide_and_conquer", "bidiagonal_qr", "jacobi"))
     if hermitian:

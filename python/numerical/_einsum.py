@@ -10,14 +10,43 @@ _ALL_LABELS = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
 
 
 def einsum(spec, *operands, optimize=True):
-    """Einstein summation: einsum("ij,jk->ik", a, b), or einsum(a, [0, 1], b, [1, 2], [0, 2]).
+    """Einstein summation: products of elements, summed over the labels that the output lacks.
 
-    Without "->" the output holds the labels that stand once, in alphabetical order. "..." stands
-    for the leading axes that broadcast. float64 operands meeting complex128 ones are widened. A
-    result without axes is a number.
+    Parameters
+    ----------
+    spec : str
+        One letter for each axis of each operand, and after "->" those of the output. Without "->" the
+        output holds the letters that occur once, in alphabetical order. "..." means leading axes, which
+        broadcast. The other form is einsum(a, [0, 1], b, [1, 2], [0, 2]).
+    *operands : array_like
+    optimize : object, optional
+        Not read: the cheapest order of pairs is always searched.
 
-    A sum over three or more operands is split into pairs in the cheapest order, whatever optimize
-    says: it is there for programs that name a way to NumPy.
+    Returns
+    -------
+    Tensor or number
+        A number where the output has no axis.
+
+    Raises
+    ------
+    numerical.error
+        If the subscripts don't fit the operands; the error's hint names the letter and the shapes.
+    ValueError
+        If "..." or a numbered label is misused.
+
+    Notes
+    -----
+    A sum over three or more operands is split into pairs; each pair is a matrix product where it can
+    be (see `matmul`).
+
+    Examples
+    --------
+    >>> a = nm.array([[1.0, 2.0], [3.0, 4.0]])
+    >>> nm.einsum("ij,jk->ik", a, a)
+    Tensor([[ 7.0, 10.0],
+            [15.0, 22.0]])
+    >>> nm.einsum("ii", a)
+    5.0
     """
     try:  # looking at the operands first would cost as much as a small product
         result = _numerical.einsum(spec, *operands)

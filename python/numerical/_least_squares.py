@@ -16,10 +16,26 @@ EPS = 2.0**-52
 
 
 class LstsqResult:
-    """What lstsq found: unpacks into x, residuals, rank and singular_values, as NumPy's tuple does.
+    """What lstsq returns: unpacks into four, as NumPy's tuple does.
 
-    Only x is computed at once; the others cost the singular values when first asked for. For a stack
-    of matrices all are stacks, and rank is a tensor.
+    Only x is computed at once; the others cost the singular values when they are first read. For a
+    stack of matrices all are stacks, and rank is a tensor.
+
+    Attributes
+    ----------
+    x : Tensor, shape (..., N) or (..., N, K)
+        The solutions of least norm.
+    residuals : Tensor
+        The squared norms of the columns of b - a @ x if M > N = rank; otherwise it holds nothing.
+    rank : int or Tensor
+    singular_values : Tensor, shape (..., min(M, N))
+
+    Examples
+    --------
+    >>> fit = nm.linalg.lstsq([[1.0, 0.0], [0.0, 1.0], [0.0, 0.0]], [1.0, 2.0, 3.0])
+    >>> x, residuals, rank, values = fit
+    >>> residuals, rank
+    (Tensor([9.0]), 2)
     """
 
     def __init__(self, a, b, rcond):
@@ -81,12 +97,38 @@ def _cutoff(rcond):
 
 
 def lstsq(a, b, rcond=None):
-    """LstsqResult(x, residuals, rank, singular_values): x of least norm that minimises norm(a @ x - b).
+    """The least-squares solutions x of least norm: those that minimise norm(a @ x - b).
 
-    a is (M, N) and b (M,) or (M, K); for a stack (..., M, N) b is (..., M, K), or (M,) for all of it.
-    Singular values up to rcond times the largest count as zero; by default rcond is max(M, N)·2^-52,
-    and 2^-52 stands for a negative one.
-    residuals holds the squared norms of the columns of b - a @ x if M > N = rank, otherwise nothing.
+    Parameters
+    ----------
+    a : array_like, shape (..., M, N)
+    b : array_like, shape (M,) or (..., M, K)
+        One right-hand side, or one in each column.
+    rcond : float, optional
+        Singular values up to rcond times the largest count as zero. max(M, N)·2^-52 by default;
+        a negative one means 2^-52.
+
+    Returns
+    -------
+    LstsqResult
+        x, residuals, rank and singular_values.
+
+    Raises
+    ------
+    numerical.error
+        If a matrix isn't finite, or b has another number of rows.
+    ValueError
+        If a is below rank 2.
+
+    Notes
+    -----
+    Householder QR where the matrix is well conditioned, otherwise the SVD.
+
+    Examples
+    --------
+    >>> x, residuals, rank, values = nm.linalg.lstsq([[1.0, 0.0], [1.0, 1.0], [1.0, 2.0]], [1.0, 3.0, 5.0])
+    >>> nm.allclose(x, [1.0, 2.0]), rank
+    (True, 2)
     """
     rcond = None if rcond is None else _cutoff(rcond)
     a, b = same_dtype(a, b)
@@ -110,10 +152,34 @@ def _truncated_inverse(u, s, vh, rtol):
 
 
 def pinv(a, rcond=None, hermitian=False, *, rtol=None):
-    """The Moore-Penrose inverse of matrices.
+    """The Moore-Penrose inverses of matrices.
 
-    Singular values up to rtol times the largest count as zero; by default rtol is max(M, N)·2^-52.
-    rcond is NumPy's name of rtol. Of hermitian matrices one triangle is read, by eigh.
+    Parameters
+    ----------
+    a : array_like, shape (..., M, N)
+    rcond : float, optional
+        NumPy's name of rtol.
+    hermitian : bool, optional
+        Whether the matrices are Hermitian: the lower triangle is read, by eigh.
+    rtol : float, optional
+        Singular values up to rtol times the largest count as zero; max(M, N)·2^-52 by default.
+
+    Returns
+    -------
+    Tensor, shape (..., N, M)
+
+    Raises
+    ------
+    ValueError
+        Below rank 2, or if both rcond and rtol are given.
+    numerical.error
+        If a matrix isn't finite.
+
+    Examples
+    --------
+    >>> nm.linalg.pinv([[2.0, 0.0], [0.0, 0.0]])
+    Tensor([[0.5, 0.0],
+            [0.0, 0.0]])
     """
     if rcond is not None and rtol is not None:
         raise ValueError("pinv: rcond and rtol are one: give either")
@@ -126,10 +192,34 @@ def pinv(a, rcond=None, hermitian=False, *, rtol=None):
 
 
 def matrix_rank(a, tol=None, hermitian=False, *, rtol=None):
-    """The number of singular values above a threshold: tol, or rtol times the largest.
+    """The number of singular values above a threshold.
 
-    By default rtol is max(M, N)·2^-52. Of hermitian matrices the values are the moduli of the
-    eigenvalues. An int for a matrix, a tensor for a stack.
+    Parameters
+    ----------
+    a : array_like, shape (..., M, N)
+    tol : float, optional
+        The threshold itself.
+    hermitian : bool, optional
+        Whether the matrices are Hermitian: the values are then the moduli of the eigenvalues.
+    rtol : float, optional
+        The threshold relative to the largest value; max(M, N)·2^-52 by default.
+
+    Returns
+    -------
+    int or Tensor
+        An int for a matrix, a tensor of shape (...) for a stack.
+
+    Raises
+    ------
+    ValueError
+        Below rank 2, or if both tol and rtol are given.
+    numerical.error
+        If a matrix isn't finite.
+
+    Examples
+    --------
+    >>> nm.linalg.matrix_rank([[1.0, 2.0], [2.0, 4.0]])
+    1
     """
     if tol is not None and rtol is not None:
         raise ValueError("matrix_rank takes tol or rtol, not both")

@@ -29,30 +29,103 @@ def _field(index):
 
 
 class EigResult(Result):
+    """What eig returns: a tuple of two tensors, with names.
+
+    Attributes
+    ----------
+    eigenvalues : Tensor, shape (..., M)
+    eigenvectors : Tensor, shape (..., M, M)
+        Column j belongs to value j.
+
+    Examples
+    --------
+    >>> values, vectors = nm.linalg.eig([[2.0, 1.0], [0.0, 3.0]])
+    >>> nm.linalg.eig([[2.0, 1.0], [0.0, 3.0]]).eigenvalues
+    Tensor([2.0, 3.0])
+    """
+
     __slots__ = ()
     _fields = ("eigenvalues", "eigenvectors")
     eigenvalues, eigenvectors = _field(0), _field(1)
 
 
 class EighResult(Result):
+    """What eigh returns: a tuple of two tensors, with names.
+
+    Attributes
+    ----------
+    eigenvalues : Tensor, shape (..., M)
+        float64, ascending.
+    eigenvectors : Tensor, shape (..., M, M)
+        Column j belongs to value j.
+
+    Examples
+    --------
+    >>> nm.linalg.eigh([[2.0, 0.0], [0.0, 1.0]]).eigenvalues
+    Tensor([1.0, 2.0])
+    """
+
     __slots__ = ()
     _fields = ("eigenvalues", "eigenvectors")
     eigenvalues, eigenvectors = _field(0), _field(1)
 
 
 class QRResult(Result):
+    """What qr returns: a tuple of two tensors, with names.
+
+    Attributes
+    ----------
+    Q : Tensor, shape (..., M, K)
+    R : Tensor, shape (..., K, N)
+
+    Examples
+    --------
+    >>> nm.linalg.qr([[3.0, 1.0], [4.0, 2.0]]).R
+    Tensor([[5.0, 2.2],
+            [0.0, 0.4]])
+    """
+
     __slots__ = ()
     _fields = ("Q", "R")
     Q, R = _field(0), _field(1)
 
 
 class SlogdetResult(Result):
+    """What slogdet returns: a tuple of two numbers, of two tensors for a stack, with names.
+
+    Attributes
+    ----------
+    sign : number or Tensor, shape (...)
+        1, -1 or 0; a complex number of modulus 1 or 0 for complex128.
+    logabsdet : float or Tensor, shape (...)
+
+    Examples
+    --------
+    >>> nm.linalg.slogdet([[2.0, 0.0], [0.0, -0.5]]).sign
+    -1.0
+    """
+
     __slots__ = ()
     _fields = ("sign", "logabsdet")
     sign, logabsdet = _field(0), _field(1)
 
 
 class SVDResult(Result):
+    """What svd returns: a tuple of three tensors, with names.
+
+    Attributes
+    ----------
+    U : Tensor, shape (..., M, M) or (..., M, K)
+    S : Tensor, shape (..., K)
+        float64, descending.
+    Vh : Tensor, shape (..., N, N) or (..., K, N)
+
+    Examples
+    --------
+    >>> nm.linalg.svd([[3.0, 0.0], [0.0, -4.0]]).S
+    Tensor([4.0, 3.0])
+    """
+
     __slots__ = ()
     _fields = ("U", "S", "Vh")
     U, S, Vh = _field(0), _field(1), _field(2)
@@ -103,5 +176,25 @@ def slice_of(t, i):
 
 
 def matrix_transpose(x):
-    """The last two axes exchanged, without conjugation."""
+    """The matrices with their last two axes exchanged, without conjugation.
+
+    Parameters
+    ----------
+    x : array_like, shape (..., M, N)
+
+    Returns
+    -------
+    Tensor, shape (..., N, M)
+
+    Raises
+    ------
+    ValueError
+        Below rank 2.
+
+    Examples
+    --------
+    >>> nm.matrix_transpose([[1.0, 2.0], [3.0, 4.0]])
+    Tensor([[1.0, 3.0],
+            [2.0, 4.0]])
+    """
     return swapaxes(matrices(x, "matrix_transpose"), -2, -1)

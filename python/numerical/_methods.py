@@ -170,7 +170,8 @@ def _as_running_method(function):
 
 
 def _named_as(function, method):
-    method.__name__, method.__doc__ = function.__name__, function.__doc__
+    method.__name__ = function.__name__
+    method.__doc__ = f"numerical.{function.__name__} of the tensor."
     return method
 
 
@@ -232,10 +233,12 @@ def _is_numpys_alone(dtype):
 
 
 def _squeeze(t, axis=None):
+    """The tensor without axes of extent 1, or without those named, which must have it."""
     return squeeze(t, axis)
 
 
 def _copy(t):
+    """A tensor of its own with the same elements."""
     return reshape(t, t.shape)
 
 
@@ -308,7 +311,60 @@ class _At:
         return _Places(self._tensor, index)
 
 
+_TENSOR_DOC = """A dense, immutable array of float64 or complex128 numbers, in row-major order.
+
+`numerical.array` makes tensors of nested lists and arrays; the class itself takes what a tensor
+holds: the elements, the shape and the dtype. Tensors never change: `t.at[index].set(values)` gives a
+changed copy.
+
+Parameters
+----------
+data : sequence of number
+    The elements in row-major order.
+shape : sequence of int, optional
+    The extents of the axes; one axis that holds all elements by default.
+dtype : dtype, optional
+    float64 by default.
+
+Attributes
+----------
+shape : tuple of int
+    The extents of the axes.
+ndim, size : int
+    The numbers of axes and of elements.
+dtype : dtype
+    `numerical.float64` or `numerical.complex128`.
+itemsize, nbytes : int
+    The bytes of an element and of all elements.
+T, mT, mH : Tensor
+    The axes in reverse order; the last two axes exchanged; the conjugate of that.
+real, imag : Tensor
+    The real and imaginary parts, float64.
+at
+    Changed copies: `t.at[index]` has set, add, multiply, min, max and get.
+device : str
+    "cpu".
+
+Raises
+------
+numerical.error
+    If the shape holds another number of elements, or an element is no number of the dtype.
+
+Examples
+--------
+>>> t = nm.Tensor([1, 2, 3, 4], (2, 2))
+>>> t
+Tensor([[1.0, 2.0],
+        [3.0, 4.0]])
+>>> t[:, 1] + 10
+Tensor([12.0, 14.0])
+>>> t.at[0, 0].set(5.0)
+Tensor([[5.0, 2.0],
+        [3.0, 4.0]])
+"""
+
 METHODS = {
+    "__doc__": _TENSOR_DOC,
     "at": property(_At, doc="Changed copies: t.at[index].set(values), and add, multiply, min, max."),
     "__init__": _init,
     "item": _item,

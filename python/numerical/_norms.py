@@ -19,9 +19,37 @@ from ._systems import inv
 
 
 def vector_norm(x, *, axis=None, keepdims=False, ord=2):
-    """The norm of order `ord` of vectors along axes, of all elements by default.
+    """The norms of vectors along axes, of all elements by default.
 
-    ord is a number, inf or -inf; 0 counts the elements that aren't zero.
+    Parameters
+    ----------
+    x : array_like
+    axis : int or sequence of int, optional
+    keepdims : bool, optional
+        Whether the axes stay, with extent 1.
+    ord : real number, optional
+        The norm is sum(abs(x)**ord)**(1/ord); for inf and -inf it is the largest and the least modulus, for
+        0 the number of elements that aren't zero.
+
+    Returns
+    -------
+    float or Tensor
+
+    Raises
+    ------
+    ValueError
+        If ord is a text.
+
+    Notes
+    -----
+    Powers are scaled by a power of two where they might overflow or underflow.
+
+    Examples
+    --------
+    >>> nm.linalg.vector_norm([3.0, 4.0])
+    5.0
+    >>> nm.linalg.vector_norm([[3.0, -4.0], [1.0, 0.0]], axis=1, ord=1)
+    Tensor([7.0, 1.0])
     """
     x = asarray(x)
     if isinstance(ord, str):
@@ -70,7 +98,33 @@ def _power_of_two(x):
 
 
 def matrix_norm(x, *, keepdims=False, ord="fro"):
-    """A norm of matrices: "fro", "nuc", 1, -1, 2, -2, inf or -inf, as numpy.linalg.matrix_norm."""
+    """The norms of matrices.
+
+    Parameters
+    ----------
+    x : array_like, shape (..., M, N)
+    keepdims : bool, optional
+        Whether the last two axes stay, with extent 1.
+    ord : {'fro', 'nuc', 1, -1, 2, -2, inf, -inf}, optional
+        'fro' the root of the sum of squared moduli, 'nuc' the sum of singular values, 2 and -2 the
+        largest and the least of them, 1 and -1 of the column sums of moduli, inf and -inf of the row sums.
+
+    Returns
+    -------
+    float or Tensor
+
+    Raises
+    ------
+    ValueError
+        Below rank 2, or for another ord.
+
+    Examples
+    --------
+    >>> nm.linalg.matrix_norm([[3.0, 4.0], [0.0, 0.0]])
+    5.0
+    >>> nm.linalg.matrix_norm([[3.0, 4.0], [0.0, 0.0]], ord=1)
+    4.0
+    """
     x = matrices(x, "matrix_norm")
     order = ord if isinstance(ord, str) else real(ord, "ord")
     rows, columns = x.ndim - 2, x.ndim - 1
@@ -90,7 +144,34 @@ def matrix_norm(x, *, keepdims=False, ord="fro"):
 
 
 def norm(x, ord=None, axis=None, keepdims=False):
-    """As numpy.linalg.norm: a matrix norm over two axes, a vector norm over one or over all."""
+    """A matrix norm over two axes, or a vector norm over one or all, as numpy.linalg.norm.
+
+    Parameters
+    ----------
+    x : array_like
+    ord : real number, 'fro' or 'nuc', optional
+        As for vector_norm or matrix_norm; by default the root of the sum of squared moduli.
+    axis : int or pair of int, optional
+        All axes by default.
+    keepdims : bool, optional
+        Whether the axes stay, with extent 1.
+
+    Returns
+    -------
+    float or Tensor
+
+    Raises
+    ------
+    ValueError
+        If ord is given for more than two axes, or isn't one that the norm has.
+
+    Examples
+    --------
+    >>> nm.linalg.norm([3.0, 4.0])
+    5.0
+    >>> nm.linalg.norm([[3.0, 4.0], [0.0, 0.0]], 2)
+    5.0
+    """
     if ord is None:
         return native.euclidean_norm(x, axis, keepdims=keepdims)
     x = asarray(x)
@@ -106,9 +187,33 @@ def norm(x, ord=None, axis=None, keepdims=False):
 
 
 def cond(x, p=None):
-    """The condition number in norm p: the ratio of the singular values by default (and for 2, -2).
+    """The condition numbers of matrices.
 
-    inf for a singular matrix.
+    Parameters
+    ----------
+    x : array_like, shape (..., M, N)
+    p : {None, 2, -2, 'fro', 'nuc', 1, -1, inf, -inf}, optional
+        The norm. For None and 2 it is the ratio of the largest and the least singular value, for -2 its
+        reciprocal; for the others norm(x) * norm(inv(x)) of square matrices.
+
+    Returns
+    -------
+    float or Tensor
+        inf for a singular matrix.
+
+    Raises
+    ------
+    ValueError
+        Below rank 2, or for another p.
+    numerical.error
+        If a matrix isn't finite, or a matrix of a stack is singular and p isn't None, 2 or -2.
+
+    Examples
+    --------
+    >>> nm.linalg.cond([[2.0, 0.0], [0.0, 0.5]])
+    4.0
+    >>> nm.linalg.cond([[1.0, 1.0], [1.0, 1.0]], 1)
+    inf
     """
     x = matrices(x, "cond")
     p = p if p is None or isinstance(p, str) else real(p, "p")

@@ -94,7 +94,43 @@ def _itself(p, memo=None):
     return p
 
 
+_POSITIONS_DOC = """Places of elements: an immutable array of int64, as argsort, nonzero and searchsorted give.
+
+A float64 tensor as an index is a mask, so that places have a class of their own. Positions index
+tensors and each other, compare, count and compute (+, -, *, // and %); a single place is an
+int.
+
+Parameters
+----------
+places : nested sequence of int, or array of integers
+
+Attributes
+----------
+shape : tuple of int
+ndim, size : int
+dtype : str
+    "int64".
+
+Raises
+------
+IndexError
+    If something else is given.
+
+Examples
+--------
+>>> order = nm.argsort([3.0, 1.0, 2.0])
+>>> order
+Positions([1, 2, 0])
+>>> nm.array([3.0, 1.0, 2.0])[order]
+Tensor([1.0, 2.0, 3.0])
+>>> order[::-1] + 1
+Positions([1, 3, 2])
+>>> nm.Positions([2, 0])[0]
+2
+"""
+
 METHODS = {
+    "__doc__": _POSITIONS_DOC,
     "__repr__": _repr,
     "__str__": _text,
     "__iter__": _iterate,

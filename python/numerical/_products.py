@@ -36,8 +36,27 @@ def broadcast_shape(a, b):
 
 
 def dot(a, b):
-    """As matmul for vectors and matrices; scalars multiply; otherwise the last axis of a with the
-    next-to-last of b."""
+    """The product of vectors and matrices, as matmul; of numbers, as multiply.
+
+    Parameters
+    ----------
+    a, b : array_like
+        Above rank 2 the last axis of a meets the next to last of b.
+
+    Returns
+    -------
+    Tensor or number
+
+    Raises
+    ------
+    ValueError
+        If the axes that meet differ.
+
+    Examples
+    --------
+    >>> nm.dot([1.0, 2.0], [3.0, 4.0])
+    11.0
+    """
     a, b = same_dtype(a, b)
     if 0 in (a.ndim, b.ndim):
         return _numerical._binary("*", a, b)
@@ -47,7 +66,27 @@ def dot(a, b):
 
 
 def vdot(a, b):
-    """The sum of conj(a)·b over all elements, in row-major order."""
+    """The sum of conj(a)*b over all elements, in row-major order.
+
+    Parameters
+    ----------
+    a, b : array_like
+        Of one size.
+
+    Returns
+    -------
+    number
+
+    Raises
+    ------
+    ValueError
+        If the sizes differ.
+
+    Examples
+    --------
+    >>> nm.vdot([1j, 2.0], [1j, 3.0])
+    (7+0j)
+    """
     x, y = _vector(a, b)
     if x.size != y.size:
         raise ValueError(f"vdot takes operands of one size, not {x.size} and {y.size}")
@@ -55,7 +94,27 @@ def vdot(a, b):
 
 
 def inner(a, b):
-    """Sums of products over the last axes of both."""
+    """The sums of products over the last axes of both.
+
+    Parameters
+    ----------
+    a, b : array_like
+        The last axes have one extent; numbers multiply.
+
+    Returns
+    -------
+    Tensor or number
+
+    Raises
+    ------
+    ValueError
+        If the extents differ.
+
+    Examples
+    --------
+    >>> nm.inner([[1.0, 2.0], [3.0, 4.0]], [1.0, 1.0])
+    Tensor([3.0, 7.0])
+    """
     a, b = same_dtype(a, b)
     if 0 in (a.ndim, b.ndim):
         return _numerical._binary("*", a, b)
@@ -64,14 +123,53 @@ def inner(a, b):
 
 
 def outer(a, b):
-    """Every element of a times every element of b: products alone, no sums that begin at +0."""
+    """Every element of a times every element of b.
+
+    Parameters
+    ----------
+    a, b : array_like
+        Taken as vectors, in row-major order.
+
+    Returns
+    -------
+    Tensor, shape (a.size, b.size)
+
+    Examples
+    --------
+    >>> nm.outer([1.0, 2.0], [3.0, 4.0])
+    Tensor([[3.0, 4.0],
+            [6.0, 8.0]])
+    """
     a, b = same_dtype(a, b)
     column, row = _numerical._reshape(a, (a.size, 1)), _numerical._reshape(b, (1, b.size))
     return _numerical._binary("*", column, row)
 
 
 def tensordot(a, b, axes=2):
-    """Sums of products over the last `axes` of a and the first of b, or over two lists of axes."""
+    """The sums of products over some axes of both.
+
+    Parameters
+    ----------
+    a, b : array_like
+    axes : int or pair of sequences of int, optional
+        The last `axes` of a and the first of b, or the axes of a and those of b.
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    ValueError
+        If the axes don't match.
+
+    Examples
+    --------
+    >>> nm.tensordot([[1.0, 2.0], [3.0, 4.0]], [[1.0, 0.0], [0.0, 1.0]])
+    Tensor(5.0)
+    >>> nm.tensordot(nm.ones((2, 3)), nm.ones((3, 4)), 1).shape
+    (2, 4)
+    """
     a, b = same_dtype(a, b)
     from_a, from_b = _summed_axes(a, b, axes)
     if len(from_a) != len(from_b) or any(a.shape[i] != b.shape[j] for i, j in zip(from_a, from_b)):
@@ -100,7 +198,21 @@ def _summed_axes(a, b, axes):
 
 
 def kron(a, b):
-    """The Kronecker product: every element of a times the whole of b."""
+    """The Kronecker product: every element of a times the whole of b.
+
+    Parameters
+    ----------
+    a, b : array_like
+
+    Returns
+    -------
+    Tensor
+
+    Examples
+    --------
+    >>> nm.kron([[1.0, 2.0]], [[1.0, 10.0]])
+    Tensor([[ 1.0, 10.0,  2.0, 20.0]])
+    """
     a, b = same_dtype(a, b)
     rank = max(a.ndim, b.ndim)
     a = reshape(a, (1,) * (rank - a.ndim) + a.shape)
@@ -114,15 +226,62 @@ def kron(a, b):
 
 
 def trace(a, offset=0, axis1=-2, axis2=-1, dtype=None):
-    """The sum of a diagonal, of each matrix of a stack; the matrices lie in two axes, the last two
-    by default. A number for one matrix."""
+    """The sum of a diagonal of a matrix, of each matrix of a stack.
+
+    Parameters
+    ----------
+    a : array_like, shape (..., M, N)
+    offset : int, optional
+        0 for the main diagonal, positive above it, negative below.
+    axis1, axis2 : int, optional
+        The axes of rows and columns: the last two by default, where numpy.trace takes the first.
+    dtype : dtype, optional
+        What the elements are converted to first.
+
+    Returns
+    -------
+    number or Tensor
+        A number for one matrix.
+
+    Raises
+    ------
+    ValueError
+        Below rank 2.
+
+    Examples
+    --------
+    >>> nm.trace([[1.0, 2.0], [3.0, 4.0]])
+    5.0
+    """
     return _sum(diagonals_of(a, offset, axis1, axis2, "trace"), -1, dtype=dtype)
 
 
 def multi_dot(tensors):
     """The product of a chain of matrices, in the order of the fewest operations.
 
-    The first and the last may be vectors. The order is that of the classic dynamic programme.
+    Parameters
+    ----------
+    tensors : sequence of array_like
+        At least two; the first and the last may be vectors.
+
+    Returns
+    -------
+    Tensor or number
+        A number if both ends are vectors.
+
+    Raises
+    ------
+    ValueError
+        If there are fewer than two, one isn't a matrix, or neighbours don't fit.
+
+    Notes
+    -----
+    The order is found by dynamic programming (Godbole 1973).
+
+    Examples
+    --------
+    >>> nm.linalg.multi_dot([nm.ones((2, 30)), nm.ones((30, 2)), [1.0, 2.0]])
+    Tensor([90.0, 90.0])
     """
     chain = same_dtype(*items(tensors, "tensors", "a sequence of tensors"))
     if len(chain) < 2:

@@ -71,9 +71,26 @@ _paths = _Limits(_numerical._gemm_path, _numerical._limit_gemm_path)
 
 
 def set_num_threads(n):
-    """Caps the threads that a kernel uses, for the whole process; 0 removes the cap.
+    """Caps the threads that a kernel uses, for the whole process.
 
-    The cap stays, also where a block of num_threads ends in which it was set.
+    The cap stays, also after a block of num_threads in which it was set.
+
+    Parameters
+    ----------
+    n : int
+        The most threads; 0 removes the cap.
+
+    Raises
+    ------
+    ValueError
+        If n is negative.
+
+    Examples
+    --------
+    >>> nm.set_num_threads(1)
+    >>> nm.get_num_threads()
+    1
+    >>> nm.set_num_threads(0)
     """
     _threads.replace(_thread_count(n))
 
@@ -83,9 +100,25 @@ def _thread_count(n):
 
 
 class num_threads:
-    """Caps the threads that a kernel uses inside a with block (of all threads of the process).
+    """Caps the threads that a kernel uses inside a with block, for all threads of the process.
 
     Of blocks that overlap the one entered last counts.
+
+    Parameters
+    ----------
+    n : int
+        The most threads; 0 for no cap.
+
+    Raises
+    ------
+    ValueError
+        If n is negative.
+
+    Examples
+    --------
+    >>> with nm.num_threads(1):
+    ...     nm.get_num_threads()
+    1
     """
 
     def __init__(self, n):
@@ -100,11 +133,31 @@ class num_threads:
 
 
 class limit_gemm_path:
-    """Limits kernels to a path: "portable", "avx2", "avx512" or its code 0, 1, 2 (3: no limit).
+    """Limits kernels to a path, for the process or inside a with block.
 
     As a call the limit stays; in a with block it ends with the block. Of blocks that overlap the one
-    entered last counts. `path` is the code of the path in use when the limit was set, the best one
-    that limit and processor allow.
+    entered last counts.
+
+    Parameters
+    ----------
+    path : {'portable', 'avx2', 'avx512'} or int
+        The path or its code 0, 1 or 2; 3 means no limit.
+
+    Attributes
+    ----------
+    path : int
+        The code of the path in use when the limit was set: the best one that limit and processor allow.
+
+    Raises
+    ------
+    ValueError
+        For another text.
+
+    Examples
+    --------
+    >>> with nm.limit_gemm_path("portable") as limit:
+    ...     limit.path
+    0
     """
 
     def __init__(self, path):

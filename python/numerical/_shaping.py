@@ -22,10 +22,30 @@ def normalized_axes(axes, rank, name="axis"):
 
 
 def reshape(a, shape, order="C"):
-    """The elements in row-major order under another shape; one extent may be -1.
+    """The elements in row-major order under another shape.
 
-    ValueError if the shape holds another number of elements, or for an order but "C": column-major
-    order is that of the transpose, reshape(a.T, shape[::-1]).T.
+    Parameters
+    ----------
+    a : array_like
+    shape : int or sequence of int
+        One extent may be -1: it is worked out from the others.
+    order : 'C', optional
+        Row-major. For column-major order write reshape(a.T, shape[::-1]).T.
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    ValueError
+        If the shape holds another number of elements, or for another order.
+
+    Examples
+    --------
+    >>> nm.reshape(nm.arange(6), (2, -1))
+    Tensor([[0.0, 1.0, 2.0],
+            [3.0, 4.0, 5.0]])
     """
     if not isinstance(order, str) or order != "C":
         raise ValueError(
@@ -48,13 +68,48 @@ def reshape(a, shape, order="C"):
 
 
 def ravel(a):
-    """The elements in row-major order, rank 1."""
+    """The elements in row-major order as a vector.
+
+    Parameters
+    ----------
+    a : array_like
+
+    Returns
+    -------
+    Tensor, shape (K,)
+
+    Examples
+    --------
+    >>> nm.ravel([[1.0, 2.0], [3.0, 4.0]])
+    Tensor([1.0, 2.0, 3.0, 4.0])
+    """
     a = asarray(a)
     return _numerical._reshape(a, (a.size,))
 
 
 def squeeze(a, axis=None):
-    """Without the axes of extent 1, or without those named, which must have it."""
+    """The tensor without axes of extent 1.
+
+    Parameters
+    ----------
+    a : array_like
+    axis : int or sequence of int, optional
+        The axes to drop, which have extent 1; all such axes by default.
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    ValueError
+        If a named axis has another extent.
+
+    Examples
+    --------
+    >>> nm.squeeze([[[1.0], [2.0]]])
+    Tensor([1.0, 2.0])
+    """
     a = asarray(a)
     if axis is None:
         dropped = [i for i, extent in enumerate(a.shape) if extent == 1]
@@ -66,7 +121,28 @@ def squeeze(a, axis=None):
 
 
 def expand_dims(a, axis):
-    """With new axes of extent 1 at the places that they have in the result."""
+    """The tensor with new axes of extent 1.
+
+    Parameters
+    ----------
+    a : array_like
+    axis : int or sequence of int
+        The places of the new axes in the result.
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    IndexError
+        If a place is out of bounds.
+
+    Examples
+    --------
+    >>> nm.expand_dims([1.0, 2.0], 0)
+    Tensor([[1.0, 2.0]])
+    """
     a = asarray(a)
     given = integers(axis, "axis")
     places = normalized_axes(given, a.ndim + len(given))
@@ -80,7 +156,28 @@ transpose = permute_dims
 
 
 def moveaxis(a, source, destination):
-    """The named axes at other places; the others keep their order."""
+    """The tensor with axes moved to other places; the others keep their order.
+
+    Parameters
+    ----------
+    a : array_like
+    source, destination : int or sequence of int
+        The axes, and their places in the result.
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    ValueError
+        If there are not as many places as axes, or one is named twice.
+
+    Examples
+    --------
+    >>> nm.moveaxis(nm.ones((2, 3, 4)), 0, -1).shape
+    (3, 4, 2)
+    """
     a = asarray(a)
     sources = normalized_axes(source, a.ndim, "source")
     targets = normalized_axes(destination, a.ndim, "destination")
@@ -92,7 +189,28 @@ def moveaxis(a, source, destination):
 
 
 def swapaxes(a, first, second):
-    """Two axes exchanged."""
+    """The tensor with two axes exchanged.
+
+    Parameters
+    ----------
+    a : array_like
+    first, second : int
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    IndexError
+        If an axis is out of bounds.
+
+    Examples
+    --------
+    >>> nm.swapaxes([[1.0, 2.0], [3.0, 4.0]], 0, 1)
+    Tensor([[1.0, 3.0],
+            [2.0, 4.0]])
+    """
     a = asarray(a)
     order = list(range(a.ndim))
     i, j = normalized_axis(first, a.ndim, "first"), normalized_axis(second, a.ndim, "second")
@@ -101,7 +219,24 @@ def swapaxes(a, first, second):
 
 
 def flip(a, axis=None):
-    """The elements in reverse order along the named axes, all by default."""
+    """The elements in reverse order along axes.
+
+    Parameters
+    ----------
+    a : array_like
+    axis : int or sequence of int, optional
+        All axes by default.
+
+    Returns
+    -------
+    Tensor
+
+    Examples
+    --------
+    >>> nm.flip([[1.0, 2.0], [3.0, 4.0]], axis=1)
+    Tensor([[2.0, 1.0],
+            [4.0, 3.0]])
+    """
     a = asarray(a)
     flipped = range(a.ndim) if axis is None else normalized_axes(axis, a.ndim)
     if a.ndim == 0:
@@ -112,7 +247,29 @@ def flip(a, axis=None):
 
 
 def broadcast_to(a, shape):
-    """Copies along new axes and along axes of extent 1, as broadcasting would."""
+    """The tensor repeated along new axes and along axes of extent 1.
+
+    Parameters
+    ----------
+    a : array_like
+    shape : int or sequence of int
+
+    Returns
+    -------
+    Tensor
+        A copy of that shape.
+
+    Raises
+    ------
+    ValueError
+        If a's shape doesn't broadcast to it.
+
+    Examples
+    --------
+    >>> nm.broadcast_to([1.0, 2.0], (2, 2))
+    Tensor([[1.0, 2.0],
+            [1.0, 2.0]])
+    """
     a = asarray(a)
     shape = shape_of(shape)
     lead = len(shape) - a.ndim
@@ -129,7 +286,26 @@ stack = native.stack
 
 
 def tile(a, repetitions):
-    """The whole tensor repeated along each axis."""
+    """The whole tensor repeated along each axis.
+
+    Parameters
+    ----------
+    a : array_like
+    repetitions : int or sequence of int
+        How often, for the last axes; the shorter of shape and repetitions is filled up with ones in front.
+
+    Returns
+    -------
+    Tensor
+
+    Examples
+    --------
+    >>> nm.tile([1.0, 2.0], 2)
+    Tensor([1.0, 2.0, 1.0, 2.0])
+    >>> nm.tile([1.0, 2.0], (2, 1))
+    Tensor([[1.0, 2.0],
+            [1.0, 2.0]])
+    """
     a = asarray(a)
     counts = shape_of(repetitions)
     rank = max(a.ndim, len(counts))
@@ -143,7 +319,32 @@ def tile(a, repetitions):
 
 
 def repeat(a, count, axis=None):
-    """Each element (of an axis, or of all in row-major order) repeated `count` times."""
+    """Each element repeated a number of times.
+
+    Parameters
+    ----------
+    a : array_like
+    count : int
+    axis : int, optional
+        The axis along which places are repeated; by default the elements in row-major order.
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    TypeError
+        If there is more than one count.
+
+    Examples
+    --------
+    >>> nm.repeat([1.0, 2.0], 2)
+    Tensor([1.0, 1.0, 2.0, 2.0])
+    >>> nm.repeat([[1.0, 2.0]], 2, axis=0)
+    Tensor([[1.0, 2.0],
+            [1.0, 2.0]])
+    """
     a = ravel(a) if axis is None else asarray(a)
     place = 0 if axis is None else normalized_axis(axis, a.ndim)
     if hasattr(count, "__len__") and not isinstance(count, str):

@@ -9,10 +9,36 @@ from ._creation import diagonal
 
 
 def cov(m, y=None, rowvar=True, bias=False, ddof=None):
-    """The covariance matrix of variables, each a row of observations (a column unless rowvar).
+    """The covariance matrix of variables.
 
-    m is (N,) or (K, N), y more variables. Sums are divided by N - 1, by N for bias, by N - ddof if
-    that is given. A number for one variable. The result is K×K, Hermitian for complex128.
+    Parameters
+    ----------
+    m : array_like, shape (N,) or (K, N)
+        N observations of each variable, in rows.
+    y : array_like, optional
+        More variables, as m.
+    rowvar : bool, optional
+        If false, each variable is a column.
+    bias : bool, optional
+        Whether to divide by N, and not by N - 1.
+    ddof : float, optional
+        Divides by N - ddof, whatever bias is.
+
+    Returns
+    -------
+    Tensor, shape (K, K), or number
+        Hermitian; a number for one variable.
+
+    Raises
+    ------
+    ValueError
+        Above rank 2.
+
+    Examples
+    --------
+    >>> nm.cov([[1.0, 2.0, 3.0], [2.0, 4.0, 6.0]])
+    Tensor([[1.0, 2.0],
+            [2.0, 4.0]])
     """
     variables = _rows(m, rowvar)
     if y is not None:
@@ -34,9 +60,32 @@ def _rows(m, rowvar):
 
 
 def corrcoef(x, y=None, rowvar=True):
-    """The matrix of correlation coefficients of variables, which are given as to cov.
+    """The matrix of correlation coefficients of variables.
 
-    Parts are kept within [-1, 1], which rounding would leave.
+    Parameters
+    ----------
+    x : array_like, shape (N,) or (K, N)
+        N observations of each variable, in rows.
+    y : array_like, optional
+        More variables, as x.
+    rowvar : bool, optional
+        If false, each variable is a column.
+
+    Returns
+    -------
+    Tensor, shape (K, K), or number
+        Parts are kept within [-1, 1]; a number for one variable.
+
+    Raises
+    ------
+    ValueError
+        Above rank 2.
+
+    Examples
+    --------
+    >>> nm.corrcoef([[1.0, 2.0, 3.0], [3.0, 2.0, 1.0]])
+    Tensor([[ 1.0, -1.0],
+            [-1.0,  1.0]])
     """
     covariance = cov(x, y, rowvar)
     if not hasattr(covariance, "ndim"):

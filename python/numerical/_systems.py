@@ -14,12 +14,59 @@ det = native.det
 
 
 def slogdet(a):
-    """SlogdetResult(sign, logabsdet): the determinant is sign·exp(logabsdet)."""
+    """The signs and logarithms of determinants, which neither overflow nor underflow.
+
+    Parameters
+    ----------
+    a : array_like, shape (..., M, M)
+
+    Returns
+    -------
+    SlogdetResult
+        sign and logabsdet: the determinant is sign * exp(logabsdet). For a singular matrix they are 0 and
+        -inf.
+
+    Raises
+    ------
+    ValueError
+        If the matrices aren't square.
+    numerical.error
+        If a matrix isn't finite.
+
+    Examples
+    --------
+    >>> nm.linalg.slogdet([[2.0, 0.0], [0.0, -0.5]])
+    SlogdetResult(sign=-1.0, logabsdet=0.0)
+    """
     return SlogdetResult(*native.slogdet(a))
 
 
 def matrix_power(a, n):
-    """A square matrix multiplied n times by itself; the inverse's power for a negative n."""
+    """A square matrix to an integer power, by repeated squaring.
+
+    Parameters
+    ----------
+    a : array_like, shape (..., M, M)
+    n : int
+        For a negative one the inverse is multiplied; 0 gives the identity.
+
+    Returns
+    -------
+    Tensor, shape (..., M, M)
+
+    Raises
+    ------
+    ValueError
+        If the matrices aren't square.
+    numerical.error
+        If n is negative and a matrix is singular.
+
+    Examples
+    --------
+    >>> nm.linalg.matrix_power([[1.0, 1.0], [0.0, 1.0]], 5)
+    Tensor([[1.0, 5.0],
+            [0.0, 1.0]])
+    """
     a, n = asarray(a), integer(n, "n")
     if a.ndim < 2 or a.shape[-1] != a.shape[-2]:
         raise ValueError(f"matrix_power takes square matrices, not shape {a.shape}")

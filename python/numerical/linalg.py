@@ -29,7 +29,29 @@ LinAlgError = error
 
 
 def vecdot(a, b, *, axis=-1):
-    """Sums of conj(a)·b along an axis that has one extent in both; the other axes broadcast."""
+    """The sums of conj(a)*b along an axis.
+
+    Parameters
+    ----------
+    a, b : array_like
+        The axis has one extent in both; the other axes broadcast.
+    axis : int, optional
+
+    Returns
+    -------
+    Tensor or number
+        A number for two vectors.
+
+    Raises
+    ------
+    ValueError
+        If the extents differ.
+
+    Examples
+    --------
+    >>> nm.vecdot([1.0, 2.0], [3.0, 4.0])
+    11.0
+    """
     a, b = (moveaxis(t, normalized_axis(axis, t.ndim), -1) for t in same_dtype(a, b))
     if a.shape[-1] != b.shape[-1]:
         raise ValueError(
@@ -39,7 +61,28 @@ def vecdot(a, b, *, axis=-1):
 
 
 def cross(a, b, *, axis=-1):
-    """The cross product of vectors of three elements along an axis."""
+    """The cross products of vectors of three elements.
+
+    Parameters
+    ----------
+    a, b : array_like
+        The axis has extent 3; the other axes broadcast.
+    axis : int, optional
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    ValueError
+        If the axis has another extent.
+
+    Examples
+    --------
+    >>> nm.linalg.cross([1.0, 0.0, 0.0], [0.0, 1.0, 0.0])
+    Tensor([0.0, 0.0, 1.0])
+    """
     a, b = (moveaxis(t, normalized_axis(axis, t.ndim), 0) for t in same_dtype(a, b))
     if a.shape[0] != 3 or b.shape[0] != 3:
         raise ValueError(f"cross takes vectors of 3 elements, not {a.shape[0]} and {b.shape[0]}")
