@@ -5,7 +5,9 @@ author = "the numerical developers"
 copyright = "2026, the numerical developers"
 version = release = "0.1.0"
 
-extensions = ["myst_parser", "sphinx.ext.autodoc", "sphinx.ext.viewcode"]
+extensions = ["myst_parser", "sphinx.ext.autodoc", "sphinx.ext.napoleon"]
+napoleon_use_param = False
+napoleon_use_rtype = False
 source_suffix = {".md": "markdown"}
 myst_enable_extensions = ["colon_fence"]
 myst_heading_anchors = 2

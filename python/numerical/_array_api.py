@@ -165,8 +165,10 @@ class FloatInfo:
         64, the bits of a number or part.
     eps : float
         The distance from 1.0 to the next larger number, 2^-52.
-    max, min : float
-        The largest and the smallest finite number.
+    max : float
+        The largest finite number.
+    min : float
+        The smallest finite number, -max.
     smallest_normal : float
         The smallest positive number of full precision, 2^-1022.
     dtype : dtype

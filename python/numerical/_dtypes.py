@@ -12,8 +12,12 @@ class DType(str):
 
     Attributes
     ----------
-    name, kind, char : str
-        "float64" or "complex128"; "f" or "c"; NumPy's letter "d" or "D".
+    name : str
+        "float64" or "complex128".
+    kind : str
+        "f" or "c".
+    char : str
+        NumPy's letter, "d" or "D".
     itemsize : int
         The bytes of an element, 8 or 16.
 

@@ -330,17 +330,27 @@ Attributes
 ----------
 shape : tuple of int
     The extents of the axes.
-ndim, size : int
-    The numbers of axes and of elements.
+ndim : int
+    The number of axes.
+size : int
+    The number of elements.
 dtype : dtype
     `numerical.float64` or `numerical.complex128`.
-itemsize, nbytes : int
-    The bytes of an element and of all elements.
-T, mT, mH : Tensor
-    The axes in reverse order; the last two axes exchanged; the conjugate of that.
-real, imag : Tensor
-    The real and imaginary parts, float64.
-at
+itemsize : int
+    The bytes of an element.
+nbytes : int
+    The bytes of all elements.
+T : Tensor
+    The axes in reverse order.
+mT : Tensor
+    The last two axes exchanged.
+mH : Tensor
+    The conjugate of mT.
+real : Tensor
+    The real parts, float64.
+imag : Tensor
+    The imaginary parts, float64.
+at : object
     Changed copies: `t.at[index]` has set, add, multiply, min, max and get.
 device : str
     "cpu".

@@ -97,8 +97,7 @@ def _itself(p, memo=None):
 _POSITIONS_DOC = """Places of elements: an immutable array of int64, as argsort, nonzero and searchsorted give.
 
 A float64 tensor as an index is a mask, so that places have a class of their own. Positions index
-tensors and each other, compare, count and compute (+, -, *, // and %); a single place is an
-int.
+tensors and each other, compare, and have the arithmetic of ints; a single place is an int.
 
 Parameters
 ----------
@@ -107,7 +106,8 @@ places : nested sequence of int, or array of integers
 Attributes
 ----------
 shape : tuple of int
-ndim, size : int
+ndim : int
+size : int
 dtype : str
     "int64".
 

@@ -1,8 +1,7 @@
 """Linear algebra under the names of NumPy 2 and of the array API's linalg extension (2025.12).
 
 Every function takes tensors, nested lists or arrays of other libraries, and stacks of matrices of
-shape (..., M, N), which are worked on one after the other. Failures are numerical.error with the
-module's words and a note that says what was given and what to try.
+shape (..., M, N). Failures are numerical.error, with a hint that says what was given and what to try.
 
 Methods: solve, inv, det and slogdet by LU with partial pivoting; eigh by tridiagonal reduction and
 divide and conquer (Gu and Eisenstat 1995); svd by bidiagonal reduction and divide and conquer.
@@ -26,6 +25,25 @@ from ._shaping import moveaxis, normalized_axis, stack
 from ._systems import det, inv, matrix_power, slogdet, solve
 
 LinAlgError = error
+error.__doc__ = """A failure of the mathematics: a singular matrix, input that isn't finite, operands that don't fit.
+
+numerical.error and numerical.linalg.LinAlgError are one class. NumPy's functions of tensors raise a
+subclass that numpy.linalg.LinAlgError catches as well.
+
+Attributes
+----------
+hint : str
+    What was given and what to try, where there is something to say. From Python 3.11 on it is a note of
+    the exception too.
+
+Examples
+--------
+>>> try:
+...     nm.linalg.inv([[1.0, 2.0], [2.0, 4.0]])
+... except nm.linalg.LinAlgError as failure:
+...     print(failure)
+inverse: matrix is singular
+"""
 
 
 def vecdot(a, b, *, axis=-1):

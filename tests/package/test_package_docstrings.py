@@ -10,11 +10,11 @@ import numerical as nm
 
 # The functions of the compiled module keep texts of their own.
 OF_THE_MODULE = {"determinant", "inverse", "get_num_threads"}
-# numerical.error and linalg.LinAlgError are one exception, made by the compiled module too.
-EXCEPTIONS = {"error", "LinAlgError"}
 WITHOUT_RESULT = {"set_num_threads", "iinfo"}  # the one returns None, the other always raises
 # Classes made in C++, of which Python knows no signature: what their constructors take.
-CONSTRUCTORS = {"Tensor": ["data", "shape", "dtype"], "Positions": ["places"]}
+CONSTRUCTORS = {
+    "Tensor": ["data", "shape", "dtype"], "Positions": ["places"], "error": [], "LinAlgError": [],
+}  # fmt: skip
 RESULTS = {"EigResult", "EighResult", "QRResult", "SVDResult", "SlogdetResult", "LstsqResult"}
 
 PATHS = ["portable", "avx2", "avx512"]
@@ -23,7 +23,7 @@ PATHS = ["portable", "avx2", "avx512"]
 def public(module):
     names = getattr(module, "__all__", None) or [n for n in dir(module) if not n.startswith("_")]
     found = {name: getattr(module, name) for name in names}
-    return {name: thing for name, thing in found.items() if callable(thing) and name not in EXCEPTIONS}
+    return {name: thing for name, thing in found.items() if callable(thing)}
 
 
 CALLABLES = {**public(nm.linalg), **public(nm)}
