@@ -11,7 +11,7 @@ decompositions. The functions of the compiled module are here as well, under the
 
 import builtins as _builtins
 
-from . import _native_module  # first: it makes the type of _numerical
+from . import _native_module  # first: it makes the type that _numerical uses
 from . import (
     _array_api, _matrices, _methods, _numerical, _pickling, _protocols, linalg,
 )  # fmt: skip
@@ -66,13 +66,13 @@ e = 2.718281828459045
 inf = float("inf")
 nan = float("nan")
 
-# The module's own names, for what the package wraps under another one.
+# The module's own names of functions that the package has under other names.
 determinant = _numerical.determinant
 eigh = linalg.eigh
 inverse = _numerical.inverse
 
-# The class is the process's: what one interpreter puts on it the others would call, and after that
-# interpreter's end find its names gone. An interpreter is known by its builtins.
+# The process has one class: methods that one interpreter sets on it would be called by the others,
+# and lose their names when that interpreter ends. Its builtins identify an interpreter.
 if vars(Tensor).get("_builtins", vars(_builtins)) is not vars(_builtins):
     raise ImportError(
         "numerical is loaded in another interpreter of this process; its state is the process's, so"

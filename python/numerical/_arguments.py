@@ -1,4 +1,4 @@
-"""Arguments that are no tensors, checked so that a refusal names the argument.
+"""Checks of arguments other than tensors; a refusal names the argument.
 
 A value of another kind is a TypeError, one of the right kind out of its range a ValueError.
 """
@@ -22,7 +22,7 @@ def shown(value):
 
 
 def integer(value, name):
-    """An int, from whatever stands for one."""
+    """An int, from any object with __index__."""
     try:
         return index(value)
     except TypeError:
@@ -31,7 +31,7 @@ def integer(value, name):
 
 
 def _whole_number_hint(failure, value):
-    """Tells the int to write for a float that is one."""
+    """For a float of integer value, hints at the int to write."""
     if isinstance(value, float) and value.is_integer() and abs(value) < 2**53:
         return add_hint(failure, f"write {int(value)} for {value}, or int(...) around it")
     return failure
@@ -46,7 +46,7 @@ def count(value, name):
 
 
 def items(value, name, wanted):
-    """The items of a sequence as a tuple; what has no order or no end is refused."""
+    """The items of a sequence as a tuple; a text, a set or a dict is refused."""
     if not isinstance(value, (str, bytes, dict, set, frozenset)):
         try:
             return tuple(value)
@@ -74,7 +74,7 @@ def integers(value, name):
 
 
 def one_of(value, name, choices, hints=None):
-    """A text among those that there are. `hints` has a sentence for texts that mean one of them."""
+    """A text that is one of the choices. `hints` has sentences for other names of the choices."""
     if not isinstance(value, str):
         raise TypeError(f"{name} must be a text, not {type(value).__name__}")
     if value not in choices:
@@ -100,6 +100,6 @@ CPU = "cpu"  # the one device
 
 
 def require_cpu(device):
-    """ValueError for another device than the one that there is."""
+    """ValueError for a device other than "cpu" and None."""
     if device is not None and not (isinstance(device, str) and device == CPU):
         raise ValueError(f"device must be 'cpu', where every tensor lies, not {shown(device)}")

@@ -1,7 +1,7 @@
 """The array API 2025.12 of a library that has two dtypes and one device.
 
-Functions of the standard that this package has stand in `numerical` and `numerical.linalg`; here is
-what a program asks about dtypes, devices and the namespace itself.
+The standard's functions are in `numerical` and `numerical.linalg`; this module answers what a program
+asks about dtypes, devices and the namespace itself.
 """
 
 import sys
@@ -249,7 +249,7 @@ def _to_device(self, device, /, *, stream=None):
 
 # --- the namespace -------------------------------------------------------------------------------
 class NamespaceInfo:
-    """What the namespace can do, in the words of the standard.
+    """What the namespace can do, in the standard's terms.
 
     There are no bool and integer dtypes: a mask is a float64 tensor of ones and zeros, an index a
     float64 number.
@@ -268,7 +268,7 @@ class NamespaceInfo:
         return [CPU]
 
     def default_dtypes(self, *, device=None):
-        """The dtypes that results have where none is given, without the kinds that have none here."""
+        """The default dtypes by kind; kinds without a dtype here are left out."""
         require_cpu(device)
         return {"real floating": float64, "complex floating": complex128}
 
@@ -281,7 +281,7 @@ class NamespaceInfo:
 
 
 def __array_namespace_info__():
-    """NamespaceInfo: dtypes, devices and capabilities, as the standard has programs ask for them."""
+    """The NamespaceInfo, by which programs ask for dtypes, devices and capabilities."""
     return NamespaceInfo()
 
 

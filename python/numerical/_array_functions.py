@@ -16,8 +16,8 @@ from ._shaping import concatenate, expand_dims, reshape
 class _Counterpart:
     """A function of ours behind NumPy's of the same meaning.
 
-    `parameters` lists NumPy's in their order, the operands, which are positional here, before a
-    semicolon: a name that ours has as well, "theirs=ours", or "theirs!" for one that it lacks.
+    `parameters` lists NumPy's in their order: before a semicolon the operands, which are passed by
+    position; after it a name that ours has too, "theirs=ours", or "theirs!" for one that ours lacks.
     """
 
     def __init__(self, function, parameters):

@@ -18,7 +18,7 @@ OWN_CGROUP = "/proc/self/cgroup"
 
 def _first_line(path):
     try:
-        # UTF-8, as Python has it loaded; ASCII it would look for in a file of its own.
+        # UTF-8 is loaded already; another codec would be imported from a file.
         with open(path, encoding="utf-8", errors="replace") as file:
             return file.readline().strip()
     except OSError:
@@ -97,7 +97,7 @@ def cpu_quota(root=CGROUP_ROOT, own=OWN_CGROUP):
 
 
 def threads_from_environment(environment=os.environ):
-    """The threads asked for by a variable, and its name; (None, None) if none is a number.
+    """The number of threads that a variable holds, and its name; (None, None) if none is a number.
 
     OMP_NUM_THREADS may hold one number for each nesting level; the first counts.
     """
@@ -109,7 +109,7 @@ def threads_from_environment(environment=os.environ):
 
 
 def apply_outer_limits():
-    """Sets the thread cap as the module's text says; gives what it came from."""
+    """Sets the thread cap as the module's docstring says; returns its source."""
     threads, source = threads_from_environment()
     if threads is None:
         threads, source = cpu_quota(), "cpu quota"

@@ -140,7 +140,7 @@ def _made(obj, wanted):
         return _from_nested(list(obj), wanted)
     if hasattr(obj, "__dlpack__"):
         return from_dlpack(obj) if wanted is None else _numerical.asarray(from_dlpack(obj), wanted)
-    if hasattr(type(obj), "__array__"):  # as tables of data have, which are no arrays themselves
+    if hasattr(type(obj), "__array__"):  # such as a pandas DataFrame
         return _numerical.asarray(obj.__array__(), wanted)
     try:
         view = memoryview(obj)
@@ -160,7 +160,7 @@ def _made(obj, wanted):
 
 
 def _exposes_memory(obj):
-    # The struct is asked of the type: NumPy makes a dict for each look at the interface.
+    # The struct is looked up in the type: NumPy makes a dict at each access to the interface.
     if isinstance(obj, Tensor) or hasattr(type(obj), "__array_struct__"):
         return True
     return hasattr(obj, "__array_interface__")
@@ -184,7 +184,7 @@ def _imported(obj, wanted=None):
 
 
 def _named_type(failure, obj):
-    """The failure to read an array, with the dtype that the array calls its own."""
+    """The failure to read an array, with a hint that names the array's dtype."""
     dtype = getattr(obj, "dtype", None)
     if dtype is None or "typestr" not in str(failure):
         return failure
@@ -201,7 +201,7 @@ def _converted(number, kind, wanted):
 
 
 def _holds_many(kind):
-    """Whether objects of the type may be rows: numbers have no length, those of NumPy neither."""
+    """Whether objects of the type may be rows: numbers, NumPy's too, have no length."""
     return hasattr(kind, "__len__")
 
 
@@ -252,7 +252,7 @@ def _from_nested(obj, wanted):
 
 
 def is_complex(number):
-    """Whether a number may have an imaginary part: what is a float as well may by its own class."""
+    """Whether a number may have an imaginary part. One with __float__ too is judged by its class."""
     if isinstance(number, (int, float)) or not hasattr(number, "__complex__"):
         return isinstance(number, complex)
     if not hasattr(number, "__float__"):

@@ -469,7 +469,7 @@ def diagonals_of(a, offset, axis1, axis2, name):
 
 
 def axis_of(axis, rank, name="axis"):
-    """The axis counted from the front; IndexError if there is none such."""
+    """The axis counted from the front; IndexError if it is out of bounds."""
     place = integer(axis, name)
     if not -rank <= place < rank:
         raise IndexError(f"{name} {shown(place)} is out of bounds for a tensor of rank {rank}")

@@ -1,4 +1,4 @@
-"""einsum as people write it: implicit output, ellipsis, mixed dtypes."""
+"""einsum with what the module's lacks: implicit output, ellipsis, numbered labels, mixed dtypes."""
 
 from . import _numerical
 from ._arguments import integer
@@ -48,7 +48,7 @@ def einsum(spec, *operands, optimize=True):
     >>> nm.einsum("ii", a)
     5.0
     """
-    try:  # looking at the operands first would cost as much as a small product
+    try:  # a check of the operands beforehand would cost as much as a small product
         result = _numerical.einsum(spec, *operands)
     except (_numerical.error, TypeError):
         result = None
@@ -58,7 +58,7 @@ def einsum(spec, *operands, optimize=True):
 
 
 def _general(spec, operands):
-    """What the module's einsum doesn't take as it is given, or the error that tells why not."""
+    """The sum in a form that the module's einsum takes, or its error with a hint."""
     if not isinstance(spec, str):
         spec, operands = _interleaved((spec, *operands))
     tensors = same_dtype(*operands)
@@ -90,7 +90,7 @@ def _interleaved(arguments):
 
 
 def _label(number):
-    """The letter of a numbered axis, in the numbers' order, as the implicit output is sorted."""
+    """The letter of a numbered axis. Letters sort as their numbers, for the implicit output."""
     if number is Ellipsis:
         return "..."
     place = integer(number, "a subscript")

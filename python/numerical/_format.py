@@ -1,4 +1,4 @@
-"""Text of tensors, for people: at most a few rows and columns, however large the tensor."""
+"""The text of tensors: all elements of small ones, the edges of large ones."""
 
 import math
 
@@ -11,7 +11,7 @@ LINE_WIDTH = 88
 
 
 def tensor_repr(tensor):
-    """As Tensor([1.0, 2.0]), with the shape where the numbers don't tell it, and complex128."""
+    """As Tensor([1.0, 2.0]), with the shape where the brackets don't show it, and dtype complex128."""
     text = "Tensor(" + tensor_text(tensor, "Tensor(")
     if _is_cut(tensor) or (tensor.size == 0 and tensor.shape != (0,)):
         text += f", shape={tensor.shape}"

@@ -1,4 +1,4 @@
-"""Sentences beside an error's own: what was given, and what to write instead."""
+"""Hints of errors: what was given, and what to write instead."""
 
 
 def add_hint(failure, sentence):
@@ -10,7 +10,7 @@ def add_hint(failure, sentence):
 
 
 def einsum_hint(spec, shapes):
-    """What doesn't fit in the subscripts of an einsum of operands of these shapes; None if all does."""
+    """The first fault in the subscripts of an einsum of operands of these shapes, or None."""
     inputs, _, output = "".join(spec.split()).partition("->")
     parts = inputs.split(",")
     if len(parts) != len(shapes):

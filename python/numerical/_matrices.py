@@ -1,4 +1,4 @@
-"""What all functions of matrices share: stacks of them, named results, notes on failures."""
+"""What functions of matrices share: checks, named results, hints of failures."""
 
 from . import _numerical
 from ._conversion import asarray
@@ -7,8 +7,8 @@ from ._shaping import swapaxes
 
 
 # --- results -------------------------------------------------------------------------------------
-# Named results are plain tuples with properties: the library's own way to make such classes would
-# take a large part of the import's time.
+# Named results are plain tuples with properties: collections.namedtuple would take a large part of
+# the import's time.
 class Result(tuple):
     __slots__ = ()
     _fields: tuple[str, ...] = ()
@@ -131,7 +131,7 @@ class SVDResult(Result):
     U, S, Vh = _field(0), _field(1), _field(2)
 
 
-# --- what goes wrong, and what to try ------------------------------------------------------------
+# --- hints of failures ---------------------------------------------------------------------------
 _ADVICE = {
     "matrix is singular": "the matrix has no inverse: lstsq and pinv give the least-squares answer",
     "infinite or NaN entry": "look for NaN and infinities in the input, for example by sum(a - a)",

@@ -128,5 +128,5 @@ def lent_bytes(tensor):
 
 
 def rebuilt(raw, shape, dtype):
-    """What a pickle calls: the tensor of these bytes, or of a buffer that came beside the pickle."""
+    """What a pickle calls: the tensor of these bytes, or of a buffer sent outside the pickle."""
     return from_bytes(raw, tuple(map(index, shape)), TYPESTR[dtype])

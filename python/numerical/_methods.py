@@ -1,7 +1,7 @@
-"""What a Tensor can do beside arithmetic and indexing, put on the module's own type.
+"""The methods of Tensor other than arithmetic and indexing.
 
-The type is the module's; nothing is subclassed or wrapped, so that a result of any function has
-all of this.
+They are set on the module's type; nothing is subclassed or wrapped, so that the result of any function
+has them.
 """
 
 from . import _numerical
@@ -23,7 +23,7 @@ _module_init = of_module("__init__")
 
 
 def _init(self, *args, **options):
-    """The module's constructor, with a hint for those who give it what array takes."""
+    """The module's constructor, with a hint if it is given what numerical.array takes."""
     try:
         _module_init(self, *args, **options)
     except error as failure:
@@ -78,10 +78,10 @@ _module_dlpack = of_module("__dlpack__")
 
 
 def _dlpack(self, *args, max_version=None, dl_device=None, copy=None, **options):
-    """A DLPack capsule: of the buffer, marked read-only, or of a copy of it, which may be written to.
+    """A DLPack capsule of the buffer, marked read-only, or of a copy, which may be written to.
 
-    The mark came with version 1. A consumer that doesn't ask for that by max_version doesn't know
-    it, and is given a copy unless copy is false: tensors are immutable.
+    The mark exists from version 1 on. A consumer that doesn't pass max_version=(1, 0) can't read it, and
+    gets a copy, since tensors are immutable; with copy=False it gets a BufferError.
     """
     if dl_device is not None and tuple(dl_device) != (1, 0):
         raise BufferError(f"a Tensor lies on the CPU, device (1, 0), not on {tuple(dl_device)}")
@@ -134,7 +134,7 @@ def _refuse_out(out):
         raise TypeError("tensors are immutable: a reduction gives its result and fills no out")
 
 
-# The reductions with the parameters that NumPy's functions of the same names hand to a method.
+# The reductions with the parameters that NumPy's functions of the same names pass to a method.
 def _as_method(reduction):
     def method(t, axis=None, dtype=None, out=None, *, keepdims=False):
         _refuse_out(out)
@@ -267,7 +267,7 @@ def _text(t):
 
 
 class _Places:
-    """What t.at[index] gives: the selected places, and the changed copies that can be made of t."""
+    """What t.at[index] returns: the methods make changed copies of t."""
 
     __slots__ = ("_tensor", "_index")
 
@@ -300,7 +300,7 @@ class _Places:
 
 
 class _At:
-    """t.at, to be indexed: t.at[index].set(values) is t with other elements at that index."""
+    """What t.at returns, for indexing: t.at[index].set(values) is t with other elements there."""
 
     __slots__ = ("_tensor",)
 

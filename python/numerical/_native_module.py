@@ -1,7 +1,7 @@
 """The package's own native functions: a second module in the shared object of _numerical.
 
-It is loaded before _numerical and makes the type Tensor with its operators. CPython finds the
-initialization function by the last part of a module's name, so that one file can hold both.
+It is loaded before _numerical and makes the type Tensor with its operators. CPython finds a module's
+initialization function by the last part of its name, so that one file can hold two modules.
 """
 
 import importlib.machinery as machinery

@@ -1,4 +1,4 @@
-"""Tensors between processes: pickles whose elements may travel beside them, and Dask's token."""
+"""Tensors between processes: pickles, with elements out of band by protocol 5, and Dask's token."""
 
 from ._memory import lent_bytes, rebuilt, to_bytes
 
@@ -14,7 +14,7 @@ def _reduce(t, protocol):
 
 
 def _dask_token(t):
-    """A name for the value: Dask computes once what it knows by one name."""
+    """A name of the value: equal names let Dask compute a task once."""
     from hashlib import blake2b
 
     digest = blake2b(lent_bytes(t), digest_size=20).hexdigest()

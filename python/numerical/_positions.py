@@ -1,8 +1,4 @@
-"""What Positions can do beside indexing and arithmetic, put on the native type.
-
-Positions are what argsort, nonzero and their like give: int64 places of elements, which index
-tensors. A float64 tensor as an index is a mask, so that places need a kind of their own.
-"""
+"""The methods of Positions other than indexing and arithmetic, set on the native type."""
 
 from . import _numerical
 from ._native_module import native

@@ -1,4 +1,4 @@
-"""Products of tensors. All of them are sums of products, and so one call of the module's einsum."""
+"""Products of tensors, most of them by one call of the module's einsum."""
 
 import math
 
@@ -180,7 +180,7 @@ def tensordot(a, b, axes=2):
         b_labels[j] = a_labels[i]
     kept = [x for i, x in enumerate(a_labels) if i not in from_a]
     kept += [x for j, x in enumerate(b_labels) if j not in from_b]
-    if not from_a:  # plain products: a sum would begin at +0, and lose the sign of a zero
+    if not from_a:  # products without a sum, which would begin at +0 and lose the sign of a zero
         return _numerical._binary("*", reshape(a, (*a.shape, *[1] * b.ndim)), b)
     return _numerical.einsum(f"{''.join(a_labels)},{''.join(b_labels)}->{''.join(kept)}", a, b)
 
@@ -299,7 +299,7 @@ def multi_dot(tensors):
 
 
 def _best_splits(chain):
-    """Where to split each stretch of the chain (Godbole 1973)."""
+    """Where to split each part of the chain, by dynamic programming (Godbole 1973)."""
     sizes = [chain[0].shape[0], *(matrix.shape[1] for matrix in chain)]
     count = len(chain)
     cost = [[0] * count for _ in range(count)]

@@ -20,9 +20,9 @@ _OPERATORS = {
 
 
 def overrides_ufuncs(kind):
-    """Whether a type has a say of its own in ufuncs, beside Tensor and NumPy's plain array.
+    """Whether a type other than Tensor and NumPy's plain array defines __array_ufunc__.
 
-    A subclass of NumPy's array that leaves __array_ufunc__ alone has not.
+    A subclass of NumPy's array that inherits it doesn't count.
     """
     for base in kind.__mro__:
         if "__array_ufunc__" in vars(base):
@@ -34,9 +34,9 @@ def overrides_ufuncs(kind):
 def defers_to(other):
     """Whether a Tensor's operator leaves the operation to the other operand.
 
-    So it does for a type with an __array_ufunc__ of its own (None, which refuses ufuncs, is one),
-    for a masked array, whose mask a Tensor can't hold, and for an object whose __array_priority__ is
-    a float or int above Tensor's.
+    It does for a type that defines __array_ufunc__ (also as None, which refuses ufuncs), for a masked
+    array, whose mask a Tensor can't hold, and for an object whose __array_priority__ is a float or int
+    above Tensor's.
     """
     kind = type(other)
     if kind is Tensor:
@@ -48,10 +48,10 @@ def defers_to(other):
 
 
 def _array_ufunc(self, ufunc, method, *inputs, out=(), **options):
-    """NumPy's ufuncs: the operators that tensors have give tensors, all else is NumPy's.
+    """NumPy's ufuncs: those behind Tensor's operators give tensors, the others are NumPy's.
 
-    What NumPy computes it computes on read-only views of the tensors' buffers, so that `out`,
-    `where` and the methods of ufuncs work as with arrays. A Tensor is no `out`: it can't change.
+    NumPy computes on read-only views of the tensors' buffers, so that `out`, `where` and the methods of
+    ufuncs work as with arrays. A Tensor can't be `out`: it never changes.
     """
     operands = (*inputs, *out)
     if any(overrides_ufuncs(type(operand)) for operand in operands):
@@ -73,12 +73,12 @@ def _array_ufunc(self, ufunc, method, *inputs, out=(), **options):
 
 
 def _is_plain(options, inputs):
-    """Whether no option changes the result: a dtype may be named that it has anyway."""
+    """Whether no option changes the result; the result's own dtype may be named."""
     return not options or options.keys() == {"dtype"} and options["dtype"] == result_type(*inputs)
 
 
 def _operator_behind(ufunc):
-    """Our function for one of NumPy's own ufuncs; others may bear the same name."""
+    """Our function for one of NumPy's own ufuncs; other libraries' may have the same name."""
     import numpy  # it is loaded: only its ufuncs lead here
 
     name = ufunc.__name__
@@ -104,8 +104,8 @@ def _array_function(self, func, types, args, kwargs):
 def _array(self, dtype=None, copy=None):
     """NumPy's array of the elements, with the parameters that NumPy 2 gives to the protocol.
 
-    A read-only view where no other dtype is asked for; a copy, which may be changed, where one is
-    needed or copy is true. ValueError where one is needed and copy is false.
+    A read-only view by default; a copy, which may be changed, for another dtype or copy=True.
+    ValueError for another dtype with copy=False.
     """
     import numpy
 
@@ -122,7 +122,7 @@ def _array(self, dtype=None, copy=None):
 
 
 def _matvec(self, x):
-    """self @ x: with rmatvec what makes a matrix an operator to SciPy's iterative solvers."""
+    """self @ x; with rmatvec it makes a matrix a linear operator for SciPy's iterative solvers."""
     return matmul(self, x)
 
 

@@ -13,39 +13,38 @@ get_num_threads = _numerical.get_num_threads
 _PATH_CODES = {"portable": 0, "avx2": 1, "avx512": 2}
 
 
-_new_lock = getattr(_thread, "RLock")  # which its stubs lack
+_new_lock = getattr(_thread, "RLock")  # by getattr, as the stubs of _thread lack it
 
 
 class _Limits:
-    """The limits of one kind that are set and not yet taken back, in the order of their setting.
+    """The limits of one kind that are in effect, in the order in which they were set.
 
-    The last of them is in force. Blocks of several threads overlap in any order, so that a block
-    which ends takes its own limit back and nobody else's; when the last is gone, the value that the
-    first found returns.
+    The last one applies. Blocks of several threads overlap in any order, so a block that ends removes
+    its own limit and no other; when the last limit is removed, the value before the first is restored.
     """
 
     def __init__(self, read, apply):
         self._read, self._apply = read, apply
         self._set = []  # (weak reference to the owner, value) of each
         self._base = None
-        self._lock = _new_lock()  # taken anew by a signal handler that sets a limit of its own
+        self._lock = _new_lock()  # reentrant: a signal handler may set a limit while it is held
         os.register_at_fork(after_in_child=self._unlock)
 
     def _unlock(self):
-        self._lock = _new_lock()  # the one that a thread of the parent may have held
+        self._lock = _new_lock()  # a thread of the parent may have held the old one
 
     def add(self, owner, value):
-        """Sets a limit that stands until `remove`, or for good if the owner goes before."""
+        """Sets a limit until `remove`; it is permanent if the owner is deleted before."""
         with self._lock:
             self._settle()
             if not self._set:
                 self._base = self._read()
-            applied = self._apply(value)  # refuses what is no limit, before anything is kept
+            applied = self._apply(value)  # first, as it raises for an invalid limit
             self._set.append((_weakref.ref(owner), value))
             return applied
 
     def remove(self, owner):
-        """Takes the owner's last limit back, unless a limit for good has replaced it."""
+        """Removes the owner's last limit, unless a permanent one has replaced it."""
         with self._lock:
             owned = [i for i, (whose, _) in enumerate(self._set) if whose() is owner]
             if owned:
@@ -53,14 +52,14 @@ class _Limits:
                 self._apply(self._set[-1][1] if self._set else self._base)
 
     def _settle(self):
-        """Drops what a limit for good has replaced: an owner that is gone takes nothing back."""
+        """Drops the limits before the last permanent one, whose owner is deleted."""
         lasting = [i for i, (whose, _) in enumerate(self._set) if whose() is None]
         if lasting:
             self._base = self._set[lasting[-1]][1]
             del self._set[: lasting[-1] + 1]
 
     def replace(self, value):
-        """Sets a limit for good."""
+        """Sets a permanent limit."""
         with self._lock:
             self._apply(value)
             self._set.clear()
@@ -167,7 +166,7 @@ class limit_gemm_path:
 
     def __enter__(self):
         self.path = _paths.add(self, self._code)
-        _paths.remove(self._call)  # it was no call but the head of a block
+        _paths.remove(self._call)  # it was the head of a block, not a call
         return self
 
     def __exit__(self, *failure):
@@ -178,7 +177,7 @@ class limit_gemm_path:
 
 
 class _Call:
-    """Owns the limit of a limit_gemm_path that has not been entered, and goes with it."""
+    """Owns the limit of a limit_gemm_path that isn't used as a block."""
 
 
 def _path_code(path):

@@ -1,4 +1,4 @@
-"""Other shapes of the same elements, joins and repetitions. Every result is a copy."""
+"""Shapes, joins and repetitions. Every result is a copy."""
 
 import math
 
