@@ -16,6 +16,7 @@ except ImportError:  # before setuptools 70.1
 ROOT = pathlib.Path(__file__).parent.resolve()
 sys.path.insert(0, str(ROOT / "tools"))
 from glibc_floor import platform_tag  # noqa: E402
+from wheel_description import wheel_description  # noqa: E402
 
 
 class cmake_build(build_ext):
@@ -54,6 +55,8 @@ class tagged_wheel(bdist_wheel):
 
 
 setup(
+    long_description=wheel_description((ROOT / "README.md").read_text(encoding="utf-8")),
+    long_description_content_type="text/markdown",
     ext_modules=[Extension("numerical._numerical", sources=[], py_limited_api=True)],
     cmdclass={"build_ext": cmake_build, "bdist_wheel": tagged_wheel},
     options={"bdist_wheel": {"py_limited_api": "cp310"}},
