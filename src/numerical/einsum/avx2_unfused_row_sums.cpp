@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::size_t width = 4;
 
-// Elements 0 and 1 of the row at `from` beside those of the row two below.
+// Elements 0 and 1 of the row at `from`, then those of the row two below.
 __m256d beside_next_but_one(const double* from, std::size_t apart)
 {
     return _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(from)),
@@ -66,7 +66,7 @@ void add_along_16(double* sums, const double* from, std::size_t apart, std::size
         add_last(sums, from + i, apart, 4 * width);
 }
 
-// Eight complex rows, a number a vector.
+// Eight complex rows, one number to a vector.
 void add_along_8_complex(double* sums, const double* from, std::size_t apart, std::size_t extent)
 {
     __m128d sum[8];

@@ -39,7 +39,7 @@ output_groups grouped(const std::string& output, label_set in_a, label_set in_b)
     return groups;
 }
 
-// Elements copied to bring an operand into the wanted order of axes.
+// How many elements are copied to bring an operand into a given order of axes.
 template <class T>
 std::size_t elements_moved(const labelled<T>& operand, const std::string& wanted)
 {
@@ -51,9 +51,9 @@ std::size_t elements_of_result(const batch_sizes& sizes)
     return checked_mul(sizes.batches, checked_mul(sizes.m, sizes.n));
 }
 
-// Whether to contract the operands in the other order, which makes the result's axes come out as
-// the output has them. Real products come out the same bits either way, so that the one decides
-// that moves fewer elements; complex ones are summed part by part, left operand first.
+// Whether to exchange the operands, so that the result's axes have the output's order. Real
+// products have the same bits in both orders, so the order that copies fewer elements is chosen;
+// complex ones are summed part by part, those of the left operand first.
 template <class T>
 bool better_swapped(const labelled<T>& a, const labelled<T>& b, const output_groups& groups,
                     const std::string& summed, std::size_t result_moved)
@@ -76,7 +76,7 @@ std::vector<T> transposed_products(const batch_sizes& sizes, const T* a, const T
     return result;
 }
 
-// Whether products are so small that each is transposed in the first cache on its way to memory.
+// Whether products are so small that each is transposed in L1 before it is written to memory.
 bool transposes_each(const batch_sizes& sizes)
 {
     return 1 < sizes.m * sizes.n && sizes.m * sizes.n <= most_transposed;
@@ -101,8 +101,8 @@ std::vector<T> batched_product(const batch_sizes& sizes, const T* a, const T* b,
     return result;
 }
 
-// Whether B may be packed from its columns, which spares a copy of it by rows. A single number is a
-// dot product, with an order of its own.
+// Whether B may be packed from its columns, which avoids a copy by rows. A result of one number is
+// a dot product, with another order of summation.
 template <class T>
 bool packs_columns(const batch_sizes& sizes)
 {

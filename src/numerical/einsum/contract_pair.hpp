@@ -1,8 +1,8 @@
 #pragma once
 
 // Two operands contracted by matrix products: both are brought into an order of axes in which every
-// batch is a pair of row-major matrices. Covers what is a product in the strict sense; diagonals
-// and sums over one operand alone are left to the general loop.
+// batch is a pair of row-major matrices. Diagonals and sums over one operand alone are left to the
+// general loop.
 
 #include "numerical/einsum/subscripts.hpp"
 #include "numerical/tensor.hpp"
@@ -12,9 +12,9 @@
 
 namespace numerical::detail {
 
-// The result with the labels `output`; nothing if a label stands twice in an operand or one of
-// `summed` is in one operand only. `summed` are the labels that are not in the output, in the order
-// in which they are summed.
+// The result with the labels `output`; nothing if a label occurs twice in an operand or one of
+// `summed` occurs in one operand only. `summed` holds the labels that are not in the output, in the
+// order of summation.
 template <class T>
 std::optional<tensor<T>> contract_pair(const std::string& a_labels, const tensor<T>& a,
                                        const std::string& b_labels, const tensor<T>& b,

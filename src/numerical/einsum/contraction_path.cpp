@@ -26,8 +26,8 @@ struct pair_cost
 };
 
 // A list of label strings with, for each label, whether one, two, or three and more of them hold
-// it. A pair's label is needed elsewhere if more strings hold it than the pair's own, so what a
-// pair keeps is found without looking at the others.
+// it. A pair's label is needed elsewhere if more strings hold it than those of the pair, so the
+// labels that a pair keeps are found without searching the others.
 class operand_list
 {
 public:
@@ -109,7 +109,7 @@ void contract_labels(std::vector<std::string>& inputs, contraction_step step, st
 }
 
 // The pair of least work, then of the smallest result, then the first. Pairs without a common
-// label wait until no other pair is left: their product only makes later steps larger.
+// label come last, as their product only makes later steps larger.
 contraction_step cheapest_pair(const operand_list& list, std::size_t count,
                                const label_extents& extents)
 {

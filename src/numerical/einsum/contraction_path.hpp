@@ -13,7 +13,7 @@
 
 namespace numerical::detail {
 
-// A pair of positions, first below second, in the list of operands as it stands at that step. The
+// A pair of positions, first below second, in the list of operands at that step. The
 // step takes the two out of the list and appends their result; the others keep their order.
 struct contraction_step
 {
@@ -24,12 +24,12 @@ struct contraction_step
 };
 
 // The labels of the result of contracting two of `inputs`: those that the output or another input
-// needs, in the order in which they stand in the pair.
+// needs, in their order in the pair.
 std::string pair_keeps(const std::vector<std::string>& inputs, std::size_t first,
                        std::size_t second, const std::string& output);
 
 // The cheapest of all orders, its multiply-adds and the elements of its largest intermediate. Of
-// equally cheap orders the one with the smaller peak wins, then the one met first.
+// equally cheap orders the one with the smaller peak wins, then the one found first.
 void cheapest_path(const std::vector<std::string>& inputs, const std::string& output,
                    const label_extents& extents, std::vector<contraction_step>& path, double& cost,
                    double& peak);

@@ -19,7 +19,7 @@
 namespace numerical::detail {
 namespace {
 
-// Whether both operands are matrices as they lie, all labels but the summed one flattened into rows
+// Whether both operands are matrices in place, all labels but the summed one flattened into rows
 // or columns: "ij,jk->ik", and also "ijk,kl->ijl" or "i,i->".
 bool is_matrix_form(std::string_view a, std::string_view b, std::string_view output,
                     std::string_view summed)

@@ -11,8 +11,8 @@
 
 namespace numerical::detail {
 
-// `spec` such as "ij,jk->ik", with one label string for each operand. einsum_error for a text that
-// isn't one or doesn't fit the operands.
+// `spec` such as "ij,jk->ik", with one label string for each operand. einsum_error for invalid
+// subscripts, or subscripts that don't fit the operands.
 template <class T>
 tensor<T> einsum_impl(const std::string& spec, const std::vector<const tensor<T>*>& operands);
 

@@ -37,15 +37,15 @@ T term(const pointers<T, N>& at, const offsets<N>& by)
         return at[0][by[0]] * at[1][by[1]];
 }
 
-// Elements that are summed side by side, each in its own order: the processor adds to the others
-// while one addition is under way. Rows that are read as they lie are summed by vectors.
+// How many elements are summed side by side, each in its own order, to hide the latency of
+// addition. Contiguous rows are summed by vectors.
 constexpr std::size_t sums_at_once = 8;
 constexpr std::size_t rows_at_once = 16;
-// Elements whose sums grow together along an axis on which the operands lie side by side; half of
-// the first-level cache, so that rows are read in long runs.
+// How many sums are held along an axis on which the operands are contiguous: half of L1, so that
+// rows are read in long runs.
 template <class T>
 constexpr std::size_t columns_at_once = 16384 / sizeof(T);
-// Shorter axes aren't worth a walk along columns.
+// For shorter axes summing along columns doesn't pay.
 constexpr std::size_t least_columns = 8;
 
 // sum[w] += the terms along the inner axis, for W elements `apart` from each other.
@@ -183,7 +183,7 @@ private:
             sum_blocks<sums_at_once>(at, along, 0);
     }
 
-    // W at once as long as so many are left, the rest by ever fewer.
+    // W at a time while as many are left, the rest by halves of that.
     template <std::size_t W>
     void sum_blocks(const offsets<N + 1>& at, const loop_axis<N + 1>& along, std::size_t done)
     {

@@ -1,8 +1,8 @@
 #pragma once
 
-// Loops over labelled axes of one or two operands at once. An axis has an extent and, for each
-// operand, the distance of neighbours in elements, 0 where the operand lacks the label. Axes that
-// an operand walks as one are made one, so that loops are few and long.
+// Loops over the labelled axes of one operand, or of two together. An axis has an extent and, for
+// each operand, a stride in elements, 0 where the operand lacks the label. Axes that are contiguous
+// in every operand are joined, so that loops are few and long.
 
 #include "numerical/einsum/subscripts.hpp"
 
@@ -25,7 +25,7 @@ struct loop_axis
 };
 
 // The stride of each label in a dense row-major block with axes labelled `labels`. A label that
-// stands twice gets the sum of both strides: that is the way along the diagonal.
+// occurs twice gets the sum of both strides, which steps along the diagonal.
 class label_strides
 {
 public:
@@ -44,7 +44,7 @@ private:
     std::array<std::size_t, label_slots> strides{};
 };
 
-// The axes of `labels` in that order, without those of extent 1, neighbours made one where every
+// The axes of `labels` in that order, without those of extent 1, neighbours joined where every
 // operand allows it. No extent may be 0.
 template <std::size_t N>
 std::vector<loop_axis<N>> loop_axes(std::string_view labels,

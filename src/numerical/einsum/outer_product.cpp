@@ -28,7 +28,7 @@ void multiply_axis(const T* a, const T* b, const loop_axis<2>& axis, T* out)
     multiply(a, b, out, axis.extent);
 }
 
-// The labels in the order in which they stand in the output.
+// The labels in the output's order.
 std::string in_output_order(const std::string& labels, const std::string& output)
 {
     const label_set set(labels);
@@ -45,7 +45,8 @@ template <class T>
 tensor<T> outer_product(const labelled<T>& a, const labelled<T>& b, const std::string& output,
                         const label_extents& extents)
 {
-    // In the output's order an operand's elements are met ascending, side by side at the end.
+    // In the output's order an operand's elements are read in ascending order, at last
+    // contiguously.
     const std::string a_labels = in_output_order(a.labels, output);
     const std::string b_labels = in_output_order(b.labels, output);
     const ordered_elements<T> left(a, a_labels, extents);

@@ -1,11 +1,11 @@
 #pragma once
 
-// Sums along several rows at once. Declarations only, so it may be included from any target.
+// Sums along several rows side by side. Declarations only, so it may be included from any target.
 //
 //     sums[r] += sum over i < extent of from[r·apart + i],  r < rows
 //
 // i ascends for every row and each addition is rounded, so the bits are those of the plain loop.
-// `rows` is 8 or 16: fewer would wait for their own additions.
+// `rows` is 8 or 16: fewer would be bound by the latency of addition.
 
 #include <complex>
 #include <cstddef>

@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t tile = 32;
 template <class T>
 constexpr std::size_t line = 64 / sizeof(T);
-// How many columns of the source complex transposes ask for ahead.
+// How many columns of the source complex transposes prefetch.
 constexpr std::size_t columns_ahead = 64;
 
 using axes_view = std::span<const loop_axis<1>>;
@@ -32,8 +32,8 @@ void transpose_4x4(const double* from, std::size_t from_stride, double* to, std:
         }
 }
 
-// Asks for `count` elements at each of four rows of the source. They are short stretches far apart,
-// which the processor doesn't foresee.
+// Prefetches `count` elements of each of four rows of the source: short segments far apart, which
+// the hardware prefetcher doesn't follow.
 void prefetch_rows(const double* from, std::size_t from_stride, std::size_t count)
 {
     for (std::size_t c = 0; c < 4; ++c)
@@ -68,8 +68,8 @@ void transpose_tile(const double* from, std::size_t from_stride, double* to, std
                     rows - whole_rows, cols);
 }
 
-// The rows of a line of the source: the lines of the columns, far apart, are asked for ahead, and
-// few rows are written at once, each in its order.
+// The rows of one cache line of the source: the lines of the columns, far apart, are prefetched,
+// and few rows are written side by side, each in its order.
 void transpose_line(const std::complex<double>* from, std::size_t from_stride,
                     std::complex<double>* to, std::size_t to_stride, std::size_t cols)
 {
@@ -89,7 +89,7 @@ std::size_t elements_to_line(const std::complex<double>* address)
     return past_line == 0 ? 0 : (64 - past_line) / sizeof(*address);
 }
 
-// The last axis lies side by side in the source: whole runs are copied.
+// The last axis is contiguous in the source: whole runs are copied.
 template <class T>
 void copy_runs(const T* from, axes_view axes, std::vector<T>& out)
 {
@@ -99,7 +99,7 @@ void copy_runs(const T* from, axes_view axes, std::vector<T>& out)
     });
 }
 
-// No axis lies side by side: elements are fetched one by one, in short stretches.
+// No axis is contiguous: elements are read one by one.
 template <class T>
 void gather(const T* from, axes_view axes, std::vector<T>& out)
 {
@@ -117,7 +117,7 @@ void gather(const T* from, axes_view axes, std::vector<T>& out)
     });
 }
 
-// Axis `rows` lies side by side in the source, the last one in the result: a transpose for each
+// Axis `rows` is contiguous in the source, the last one in the result: a transpose for each
 // position of the axes before and between, in strips of the rows if there are axes between.
 template <class T>
 void transpose_axes(const T* from, axes_view axes, std::size_t rows, T* to)

@@ -18,12 +18,12 @@ template <class T>
 std::vector<T> strided_copy(const T* from, const std::vector<loop_axis<1>>& axes);
 
 // A dense row-major block with axes `from`, rearranged to axes `to`: the distinct labels of `from`
-// in any order. A label that stands twice in `from` gives the diagonal.
+// in any order. A label that occurs twice in `from` gives the diagonal.
 template <class T>
 std::vector<T> permuted(const std::vector<T>& data, const std::string& from, const std::string& to,
                         const label_extents& extents);
 
-// An operand's elements with the axes in a wanted order; copied only if they lie otherwise.
+// An operand's elements with the axes in a given order; copied only if their order differs.
 template <class T>
 class ordered_elements
 {

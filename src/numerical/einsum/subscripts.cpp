@@ -34,7 +34,7 @@ void insert_extents(const std::string& labels, const std::vector<std::size_t>& s
             throw einsum_error("einsum: inconsistent extent for a repeated label");
 }
 
-// The labels of the output, which must be letters that stand in an input, each once.
+// The labels of the output, which must be letters of the inputs, each once.
 label_set checked_output(const std::string& output, label_set known)
 {
     label_set seen;

@@ -1,11 +1,11 @@
 #pragma once
 
-// The labels of an Einstein summation: what subscripts such as "ij,jk->ik" say, checked
-// against the shapes of its operands. Only the explicit form with "->" exists: no implicit output,
+// The labels of an Einstein summation: subscripts such as "ij,jk->ik", parsed and checked
+// against the shapes of the operands. Only the explicit form with "->" exists: no implicit output,
 // no ellipsis. A label is one ASCII letter, upper and lower case being different labels.
 //
-// Labels are few and summations of small operands are many, so a set of labels is one word, and
-// the extents stand in a flat table. Both are walked in the order of the characters.
+// Labels are few and small operands are frequent, so a set of labels is one word and the extents
+// are a flat table. Both are read in the order of the characters.
 
 #include "numerical/tensor.hpp"
 
@@ -52,7 +52,7 @@ public:
 
     std::size_t size() const { return static_cast<std::size_t>(std::popcount(bits)); }
 
-    // False if the label was there.
+    // False if the set holds the label already.
     bool insert(char label)
     {
         const bool is_new = !contains(label);
@@ -84,7 +84,7 @@ private:
     std::uint64_t bits = 0;
 };
 
-// The extent of each label that stands in an operand.
+// The extent of each label of the operands.
 class label_extents
 {
 public:
@@ -96,7 +96,7 @@ public:
             insert(label, extent);
     }
 
-    // False, and nothing changed, if the label is there with another extent.
+    // False, with nothing changed, if the label has another extent already.
     bool insert(char label, std::size_t extent)
     {
         if (!held.insert(label))
@@ -117,7 +117,8 @@ private:
 // The extents of `labels`, one for each.
 std::vector<std::size_t> extents_of(std::string_view labels, const label_extents& extents);
 
-// Their product; dimension_error "dimension product overflows std::size_t".
+// The product of the extents of `labels`; dimension_error "dimension product overflows
+// std::size_t".
 std::size_t extent_product(std::string_view labels, const label_extents& extents);
 
 // A tensor and the labels of its axes, for the length of a call.
@@ -136,11 +137,11 @@ struct subscripts
     label_extents extents;
 };
 
-// The label strings between the commas; einsum_error for anything else than a letter or a comma.
+// The label strings between the commas; einsum_error for any character but letters and commas.
 std::vector<std::string> split_inputs(const std::string& text);
 
-// The text read and checked against the operands, first fault first, with einsum_error.
-// White space may stand anywhere in it.
+// Parses the text and checks it against the operands; einsum_error for the first fault. White space
+// is ignored.
 template <class T>
 subscripts parse_subscripts(const std::string& spec, const std::vector<const tensor<T>*>& operands);
 

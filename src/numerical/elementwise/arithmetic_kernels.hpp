@@ -14,7 +14,7 @@ namespace numerical::detail {
 using arithmetic_row = void (*)(const double* left, const double* right, double* out,
                                 std::size_t n);
 
-// The same for complex products by the quick formula (ac - bd) + (ad + bc)i, or for quotients by
+// The same for complex products by the textbook formula (ac - bd) + (ad + bc)i, or for quotients by
 // Smith's. Whether one of them may have to be recovered by the rules of C: a product of which a
 // part came out NaN, a quotient of parts so large or small that it is scaled.
 using checked_row = bool (*)(const double* left, const double* right, double* out, std::size_t n);
@@ -39,7 +39,7 @@ struct arithmetic_kernels
 extern const arithmetic_kernels portable_arithmetic;
 extern const arithmetic_kernels avx2_arithmetic;
 
-// There is no portable form of these: what the rules of C cost is little beside the divisions.
+// There is no portable form of these: the cost of C's rules is small against the divisions.
 extern const rows_by_form<checked_row> avx2_complex_quotients;
 
 // Quotients and roots, which the processor is busy with rather than the memory, eight at a time.

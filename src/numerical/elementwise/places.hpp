@@ -1,6 +1,6 @@
 #pragma once
 
-// Where elements stand: the first extremes along an axis, and all elements that aren't zero.
+// Places of elements: of the first extremes along an axis, and of all elements that aren't zero.
 
 #include "numerical/elementwise/reductions.hpp"
 #include "numerical/tensor.hpp"

@@ -1,7 +1,7 @@
 #pragma once
 
 // Pairwise sums of squared moduli, for norms and variances. The squares of a run are made where
-// they are summed, in the first cache, so that a vector is read once and nothing is written.
+// they are summed, in L1, so that a vector is read once and nothing is written.
 
 #include "numerical/elementwise/reductions.hpp"
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// Functions of single elements, as the C library computes them: its results stand as they are,
-// log(0) as -inf and the root of a negative number as NaN, and no domain error is raised.
+// Functions of single elements by the C library, whose results are returned unchanged: log(0) is
+// -inf, the root of a negative number NaN, and no domain error is raised.
 
 #include "numerical/tensor.hpp"
 

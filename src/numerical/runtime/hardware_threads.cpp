@@ -1,5 +1,5 @@
-// A file of its own: a test program that defines hardware_threads itself replaces this object and
-// so runs every split of the work for a machine that it doesn't have.
+// In a separate file, so that a test program that defines hardware_threads itself replaces this
+// object, and runs the splits of the work for machines with other numbers of cores.
 
 #include "numerical/runtime/topology.hpp"
 
@@ -19,7 +19,7 @@ std::size_t count_hardware_threads()
 
 } // namespace
 
-// The first count stands. An atomic and not a guarded static, which a fork during its
+// The first count is kept, in an atomic rather than a guarded static, which a fork during its
 // initialisation would leave locked in the child.
 std::size_t hardware_threads()
 {

@@ -10,7 +10,7 @@ namespace {
 constexpr std::size_t work_per_worker = 65536;
 constexpr std::size_t chunks_per_worker = 4;
 
-// Workers that the loop's total work deserves; a product beyond 64 bits is the largest work.
+// The workers that the loop's total work warrants; a product beyond 64 bits saturates.
 std::size_t workers_by_work(std::size_t count, std::size_t work_per_index)
 {
     std::size_t work = 0;
@@ -37,7 +37,7 @@ std::size_t allowed_threads()
 std::optional<loop_split> split_loop(std::size_t count, std::size_t work_per_index)
 {
     const std::size_t by_work = workers_by_work(count, work_per_index);
-    if (by_work < 2) // before the topology is read: small loops cost nothing of this
+    if (by_work < 2) // before the topology is read, which small loops need not wait for
         return std::nullopt;
     const std::size_t threads = std::max<std::size_t>(allowed_threads(), 1);
     const std::size_t workers = std::min({threads, count, by_work});

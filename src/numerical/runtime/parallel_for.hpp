@@ -1,11 +1,11 @@
 #pragma once
 
-// The only ways into the thread pool. A loop with work for fewer than two workers, a nested loop
-// and a loop in a forked child run on the calling thread; so neither function fails for want of
-// the pool, and the results must not depend on how the indices are spread.
+// The only entries to the thread pool. A loop with work for fewer than two workers, a nested loop
+// and a loop in a forked child run on the calling thread. So neither function fails for lack of a
+// pool, and results must not depend on how the indices are distributed.
 //
 // `work_per_index` is the estimated cost of one index; one worker is warranted for each 65536
-// units of work, about 20 to 40 microseconds. 0 means: stay on the calling thread.
+// units of work, about 20 to 40 microseconds. 0 keeps the loop on the calling thread.
 
 #include "numerical/runtime/thread_pool.hpp"
 
@@ -15,7 +15,7 @@
 
 namespace numerical::detail {
 
-// The user's limit on the threads of a loop; 0 means none. Read anew by each loop.
+// The user's limit on the threads of a loop; 0 means none. Each loop reads it.
 std::atomic<std::size_t>& thread_cap();
 
 // The threads that a loop may use now: hardware_threads(), or the cap if that is lower.
@@ -24,7 +24,7 @@ std::size_t allowed_threads();
 // How to cut the loop for the pool; nothing if it should run serially.
 std::optional<loop_split> split_loop(std::size_t count, std::size_t work_per_index);
 
-// Hands the loop to the pool; false if there is no split or no pool to be had, and nothing was run.
+// Runs the loop in the pool; false, with nothing run, if there is no split or no pool available.
 bool run_in_pool(chunk_runner run, const void* context, const std::optional<loop_split>& split,
                  beside_runner beside, const void* beside_context);
 
@@ -41,8 +41,8 @@ void parallel_for(std::size_t count, std::size_t work_per_index, const F& body)
         run(&body, 0, count);
 }
 
-// The same with beside() once on the calling thread, while the workers begin with body; on the
-// serial way beside() runs first.
+// The same, and beside() once on the calling thread while the workers begin with body; in a serial
+// loop beside() runs first.
 template <class F, class G>
 void parallel_for_beside(std::size_t count, std::size_t work_per_index, const F& body,
                          const G& beside)

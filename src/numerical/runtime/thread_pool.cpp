@@ -11,11 +11,11 @@
 namespace numerical::detail {
 namespace {
 
-// Loops of a blocked factorization follow one another within this time, so that they pass without
-// a sleep and a wake-up.
+// The loops of a blocked factorization follow one another within this time, so that no worker
+// sleeps between them.
 constexpr std::chrono::microseconds spin_time{100};
 
-// Polls, yielding the processor in between, for at most `spin_time`; true once `ready` is.
+// Polls for at most `spin_time`, yielding the processor in between; true once `ready` is true.
 template <class Ready>
 bool spin_until(const Ready& ready)
 {
@@ -43,10 +43,10 @@ private:
     std::atomic<bool>& busy;
 };
 
-// Blocks the calling thread's signals for a scope, so that the threads it starts begin with them
-// blocked and keep them so: a signal for the process goes to one of the program's own threads,
-// which may have blocked it to wait for it by sigwait or signalfd. What a thread brings on itself
-// stays unblocked, or the program's handlers would not see it.
+// Blocks the calling thread's signals for a scope, so that the threads started in it inherit them
+// blocked: a signal for the process goes to one of the program's own threads, which may have
+// blocked it to receive it by sigwait or signalfd. Signals that a thread causes itself stay
+// unblocked, or the program's handlers would not see them.
 class signals_blocked
 {
 public:
@@ -105,7 +105,7 @@ std::exception_ptr pool_job::first_error() const
 }
 
 // No lock and no function-local static: a fork while another thread is inside the first call would
-// leave the child with a guard that nobody releases.
+// leave the child with a guard that no thread releases.
 thread_pool* thread_pool::shared()
 {
     static constinit std::atomic<thread_pool*> pool{nullptr};
@@ -122,7 +122,7 @@ thread_pool* thread_pool::shared()
         fresh->start();
     } catch (...) {
         if (fresh != nullptr && fresh->worker_count != 0)
-            fresh.release(); // the workers that did start live in it
+            fresh.release(); // the workers that have started use it
         maker = 0;
         throw;
     }
@@ -178,8 +178,8 @@ void thread_pool::sleep_until_posted(std::unique_lock<std::mutex>& lock, std::si
         sleeper_on_set[id] = 0;
 }
 
-// Whether any worker sleeps but the one of the caller's core. That one would only be woken to sit
-// the job out, and would take the caller's processor from it for the time that takes.
+// Whether a worker other than that of the caller's core sleeps. Waking that one would only take the
+// processor from the caller: it doesn't join the caller's job.
 bool thread_pool::sleeps_elsewhere(std::size_t home_set) const
 {
     const bool at_home = home_set < sleeper_on_set.size() && sleeper_on_set[home_set] != 0;
@@ -199,8 +199,8 @@ void thread_pool::serve(std::size_t id)
         const std::shared_ptr<pool_job> current = job;
         lock.unlock();
 
-        // The caller works on this worker's core: two threads of a job must not share one. A
-        // worker that sits out doesn't spin either.
+        // The caller works on this worker's core, and two threads of a job must not share one. A
+        // worker that doesn't join doesn't spin either.
         const bool sits_out = id != no_core_set && id == current->home_set;
         spin = !sits_out;
         if (!sits_out && current->joined.fetch_add(1) < current->helpers) {

@@ -4,7 +4,7 @@
 // range of indices cut into chunks, which the caller and the workers take in turn. There is no
 // queue: a caller that finds the pool busy, by nesting or by another thread, runs its loop itself.
 //
-// Who orders what: `mutex` guards `job`; `generation` is raised under it and read without it by
+// Ordering: `mutex` guards `job`; `generation` is raised under it and read without it by
 // spinning workers; `busy` is the claim on the pool, and with it on the right to post a job. In a
 // job `next_chunk` hands out chunks, and the sequentially consistent `done_chunks` publishes what
 // they wrote, `errors` included, to the waiting caller.
@@ -28,7 +28,7 @@ namespace numerical::detail {
 using chunk_runner = void (*)(const void* context, std::size_t begin, std::size_t end);
 using beside_runner = void (*)(const void* context);
 
-// Index of no core set.
+// The index that means no core set.
 constexpr std::size_t no_core_set = static_cast<std::size_t>(-1);
 
 struct pool_job
@@ -51,7 +51,7 @@ struct pool_job
     // Claims and runs chunks until none is left.
     void work() noexcept;
 
-    // Until all chunks are done: by polling at first, then asleep.
+    // Waits until all chunks are done, polling at first, then sleeping.
     void wait_until_finished();
 
     // The exception of the lowest failed slot, null if none failed.
@@ -70,16 +70,16 @@ struct loop_split
 class thread_pool
 {
 public:
-    // The process's pool, made at the first call and never destroyed: workers are detached and
-    // leave with the process. Null while another thread is making it, and for ever in a process
-    // that was forked at that moment. std::system_error if a thread can't be started; the next
+    // The process's pool, made at the first call and never destroyed: workers are detached and end
+    // with the process. Null while another thread is making it, and permanently in a process that
+    // was forked at that moment. std::system_error if a thread can't be started; the next
     // call tries again.
     static thread_pool* shared();
 
     // Posts the loop, takes part in it and waits. False means that nothing was run and the caller
-    // has to: the pool is busy, or the process is a fork without the workers. `beside`, if any,
-    // runs once on the calling thread while the workers begin. Rethrows the exception of `beside`,
-    // otherwise that of the lowest failed chunk slot, after the loop has come to its end.
+    // must run the loop: the pool is busy, or the process is a fork without workers. `beside`, if
+    // any, runs once on the calling thread while the workers begin. Rethrows the exception of
+    // `beside`, otherwise that of the lowest failed chunk slot, after the loop has come to its end.
     bool try_run(chunk_runner run, const void* context, const loop_split& split,
                  beside_runner beside, const void* beside_context);
 
@@ -87,8 +87,8 @@ private:
     std::mutex mutex; // guards `job`, the sleepers, and `generation` against lost wake-ups
     std::condition_variable wake;
     std::shared_ptr<pool_job> job;    // the last one posted
-    std::size_t sleepers = 0;         // workers that wait for `wake`
-    std::vector<char> sleeper_on_set; // for each core set, whether its worker is one of them
+    std::size_t sleepers = 0;         // workers waiting for `wake`
+    std::vector<char> sleeper_on_set; // for each core set, whether its worker is waiting
     std::atomic<std::uint64_t> generation{0};
     std::atomic<bool> busy{false};
     std::size_t worker_count = 0;

@@ -14,10 +14,10 @@ constexpr const char* system_cpu_root = "/sys/devices/system/cpu/";
 
 // One mask for each physical core among the `allowed` CPUs, in the order of their lowest CPU
 // number: the CPUs of equal (physical_package_id, core_id). `root` ends in a slash. Empty if any
-// allowed CPU's topology can't be read: there are no partial answers.
+// allowed CPU's topology can't be read, rather than a partial answer.
 std::vector<cpu_set_t> core_sets_from(const cpu_set_t& allowed, const std::string& root) noexcept;
 
-// The calling thread's affinity mask, empty if it can't be had.
+// The calling thread's affinity mask; empty if it can't be read.
 cpu_set_t allowed_cpus();
 
 // The default number of threads: the physical cores in the affinity mask, or the hardware
