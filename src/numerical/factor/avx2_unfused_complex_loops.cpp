@@ -5,8 +5,8 @@
 namespace numerical::detail {
 namespace {
 
-// The products of two pairs of complex numbers, quick formula: `real` and `imag` hold each part of
-// one factor twice.
+// The products of two pairs of complex numbers, textbook formula: `real` and `imag` hold each part
+// of one factor twice.
 inline __m256d product(__m256d real, __m256d imag, __m256d pair)
 {
     const __m256d swapped = _mm256_permute_pd(pair, 0b0101);

@@ -159,7 +159,8 @@ void cholesky_decomposition<T>::update_trailing(std::size_t first, std::size_t l
     const detail::block_view<const T> left{minus_l21.data(), rest, width, width};
     const detail::block_view<const T> right{adjoint.data(), width, rest, rest};
     const detail::block_view<T> a22 = all.sub(last, order, last, order);
-    // A block column from its diagonal block down; what falls above the diagonal is cleared last.
+    // A block column from its diagonal block down; the elements above the diagonal are cleared
+    // last.
     for (std::size_t r = 0; r < rest; r += block) {
         const std::size_t to = std::min(r + block, rest);
         detail::add_product(left.sub(r, rest, 0, width), right.sub(0, width, r, to),

@@ -8,7 +8,7 @@
 namespace numerical {
 
 // A = L·Lᴴ for a real symmetric or complex Hermitian positive-definite matrix. Only the lower
-// triangle of A enters the arithmetic, and of a complex diagonal only the real part.
+// triangle of A is used in the arithmetic, and of a complex diagonal only the real part.
 template <class T>
 struct cholesky_decomposition
 {
@@ -16,9 +16,10 @@ struct cholesky_decomposition
     std::size_t block;      // block width: 16, from order 129 on 32, from order 257 on 64
     std::vector<T> factors; // L, row-major, the strict upper triangle zero
 
-    // Takes the store of `a`. dimension_error "Cholesky decomposition requires a square matrix",
-    // non_finite_error for an entry anywhere, and not_positive_definite_error "Cholesky: matrix is
-    // not positive-definite" at the first pivot that is not above zero; there is no tolerance.
+    // Takes the storage of `a`. dimension_error "Cholesky decomposition requires a square matrix",
+    // non_finite_error for an infinite or NaN entry in either triangle, and
+    // not_positive_definite_error "Cholesky: matrix is not positive-definite" at the first pivot
+    // that is not above zero; there is no tolerance.
     explicit cholesky_decomposition(matrix<T>&& a);
 
 private:

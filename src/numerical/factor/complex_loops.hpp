@@ -1,9 +1,9 @@
 #pragma once
 
-// Loops of full complex products, each product and each sum rounded on its own, in the order of the
-// index: the arithmetic of plain loops over std::complex, which is the same on every path, at the
-// speed of vectors. The AVX2 forms use the quick formula and stop where a NaN comes out, since only
-// there may the full product differ (C99 Annex G recovers infinities); plain loops take over.
+// Loops of complex products by C99 Annex G, each product and each sum rounded, in the order of the
+// index: the arithmetic of plain loops over std::complex, which is the same on every path, in
+// vectors. The AVX2 forms use the textbook formula and stop at a NaN, since only there may the
+// Annex G product differ (it recovers infinities); plain loops continue from there.
 
 #include <complex>
 #include <cstddef>
@@ -18,7 +18,7 @@ void subtract_full_products(int path, std::complex<double>* out, const std::comp
 constexpr std::size_t rows_at_once = 4;
 
 // sums[r] = sum of rows[r·row_stride + i]·conj(v[i]), i ascending, for r < count <= rows_at_once.
-// Sums in order are bound by the latency of an addition; several at once hide it.
+// A sum in order is bound by the latency of addition; several side by side hide it.
 void conjugate_dots(int path, std::complex<double>* sums, const std::complex<double>* v,
                     const std::complex<double>* rows, std::size_t row_stride, std::size_t count,
                     std::size_t n);
@@ -27,13 +27,13 @@ void conjugate_dots(int path, std::complex<double>* sums, const std::complex<dou
 void multiply_full(int path, std::complex<double>* z, const std::complex<double>* factors,
                    std::size_t step, std::size_t n);
 
-// How many leading columns are done: all n, or those before a block with a NaN, which is left as
-// it was.
+// Returns how many leading columns were computed: all n, or those before a block with a NaN, which
+// is left unchanged.
 std::size_t avx2_unfused_subtract_products(double* out, const double* coeffs, const double* rows,
                                            std::size_t row_stride, std::size_t terms,
                                            std::size_t n);
 
-// How many leading elements are done: an even count, short of a pair with a NaN.
+// Returns how many leading elements were multiplied: an even count, up to a pair with a NaN.
 std::size_t avx2_unfused_multiply(double* z, const double* factors, std::size_t step,
                                   std::size_t n);
 

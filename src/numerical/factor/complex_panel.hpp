@@ -1,8 +1,7 @@
 #pragma once
 
-// The step of a complex panel that is held by rows: its columns, whose sums must each stay in
-// order, lie side by side in a vector, and one pass applies a reflector and takes the dots with the
-// next.
+// One step of a complex panel that is stored by rows. Its columns, each of whose sums is in order,
+// are the elements of a vector, and one pass applies a reflector and forms the dots with the next.
 
 #include <complex>
 #include <cstddef>
@@ -15,9 +14,9 @@ namespace numerical::detail {
 //     sums += y·conj(v[i])      each product and each sum rounded, from zero
 //     next[i] = y[next_column]
 //
-// All but the counts are in doubles, two to a number, but f, whose real parts r stand as (r, r) and
-// whose imaginary parts s as (-s, s). The width is a multiple of complex_panel_unit and the next
-// column one of the first two vectors'.
+// All arrays are pairs of doubles, except f, which holds its real parts r as (r, r) and its
+// imaginary parts s as (-s, s). The width is a multiple of complex_panel_unit, and the next column
+// is in one of the first two vectors.
 struct panel_pass
 {
     double* rows;
@@ -38,11 +37,11 @@ constexpr std::size_t complex_panel_unit = 4;
 void avx2_reflect_panel(const panel_pass& pass);
 void avx512_reflect_panel(const panel_pass& pass);
 
-// The same by plain loops over std::complex, whose products are full ones (C99 Annex G) where the
-// vectors' are quick: they may differ where a sum comes out NaN.
+// The same by plain loops over std::complex, with Annex G products, where the vector forms use the
+// textbook formula: they may differ where a sum is NaN.
 void reflect_panel(const panel_pass& pass);
 
-// The current path's.
+// The kernel of the current path.
 void reflect_panel_on(int path, const panel_pass& pass);
 
 } // namespace numerical::detail

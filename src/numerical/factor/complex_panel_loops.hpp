@@ -9,8 +9,8 @@ namespace numerical::detail {
 namespace {
 
 // The columns of `vectors` vectors from double `first` of the rows on. The update's fused steps and
-// the dots' products keep the same two units of the processor busy for the same time, while sums
-// and exchanged parts go to others.
+// the dots' products use the same two ports of the processor equally long, while sums and
+// permutations use others.
 template <class lanes, std::size_t vectors, bool has_next>
 void reflect_columns_from(std::size_t first, const panel_pass pass)
 {

@@ -26,7 +26,7 @@ sign_and_log<T> slogdet(const lu_decomposition<T>& lu);
 
 namespace detail {
 
-// The same from the sign of a permutation and `order` diagonal elements that lie `step` apart.
+// The same from the sign of a permutation and `order` diagonal elements `step` apart.
 template <class T>
 T determinant_of_diagonal(std::int32_t sign, const T* diagonal, std::size_t order,
                           std::size_t step);

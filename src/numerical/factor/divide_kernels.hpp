@@ -1,6 +1,6 @@
 #pragma once
 
-// Quotients by one divisor in vectors, with the bits of the scalar ones. Declarations only, so it
+// Quotients by one divisor in vectors, with the bits of scalar division. Declarations only, so it
 // may be included from any target.
 
 #include <cstddef>
@@ -17,8 +17,8 @@ struct smith_divisor
     double scale;
 };
 
-// Between these magnitudes, and for zero, no step of a quotient overflows or loses digits, and what
-// the complex operator/ does against that changes nothing.
+// Between these magnitudes, and for zero, no step of a quotient overflows or loses digits, so the
+// scaling of the complex operator/ changes nothing.
 constexpr double least_ordinary = 0x1p-400;
 constexpr double greatest_ordinary = 0x1p400;
 

@@ -6,8 +6,8 @@
 
 namespace numerical::detail {
 
-// row[j] /= divisor on a path of path.hpp, each element the true quotient that operator/ gives, to
-// the bit.
+// row[j] /= divisor on a path of path.hpp; each element has the bits of operator/, never of a
+// product with the reciprocal.
 void divide_row(int path, double* row, double divisor, std::size_t n);
 void divide_row(int path, complex* row, complex divisor, std::size_t n);
 

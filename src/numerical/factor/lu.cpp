@@ -22,20 +22,20 @@ constexpr std::size_t narrow_block = 32;
 constexpr std::size_t wide_block = 64;
 constexpr std::size_t greatest_narrow_order = 256;
 
-// Up to so many columns right of the next panel, it is factored beside their update. With more, a
-// whole trailing product keeps all threads busy by itself.
+// With at most this many columns right of the next panel, the panel is factored during their
+// update. With more, the trailing product alone keeps all threads busy.
 constexpr std::size_t look_ahead_columns = 1024;
 
-// A column stride for the panel, with room for the padding, that does not crowd the cache's sets.
+// A column stride for the panel: padded, and such that columns don't fall into the same cache sets.
 std::size_t panel_stride(std::size_t rows)
 {
     const std::size_t stride = (rows + panel_padding + 7) / 8 * 8;
     return stride % 256 == 0 ? stride + 8 : stride;
 }
 
-// The block loop. An exchange of rows that a panel makes reaches the columns right of it when they
-// are next touched, tile by tile, and those left of it in the end: so the panel can be factored
-// while others still update the columns beside it, and no row is pulled through the cache only to
+// The block loop. A panel's exchanges of rows are applied to the columns right of it when those are
+// next updated, tile by tile, and to the columns left of it at the end. So the panel can be
+// factored while other threads still update the columns right of it, and no row is loaded only to
 // be exchanged.
 template <class T>
 class lu_blocks
@@ -146,7 +146,7 @@ void lu_blocks<T>::update_beside_panel(std::size_t start, std::size_t end, std::
                         update_tile, next_panel);
 }
 
-// Columns [from, to), from row `end` down, lose L·U of the block [start, end).
+// Subtracts L·U of the block [start, end) from columns [from, to), from row `end` down.
 template <class T>
 void lu_blocks<T>::update(std::size_t start, std::size_t end, std::size_t from, std::size_t to)
 {
@@ -165,8 +165,8 @@ void lu_blocks<T>::exchange_rows(std::size_t first, std::size_t last, std::size_
             exchange_runs(a.row(i) + from, a.row(exchanges[i]) + from, to - from);
 }
 
-// Each panel's columns of L take the exchanges of all panels after it, in one go while they lie in
-// the cache.
+// Applies the exchanges of all later panels to each panel's columns of L, in one pass while they
+// are in cache.
 template <class T>
 void lu_blocks<T>::exchange_rows_of_l()
 {

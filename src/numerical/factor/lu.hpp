@@ -1,11 +1,11 @@
 #pragma once
 
-// P·A = L·U by partial pivoting, and what is solved with it.
+// P·A = L·U by partial pivoting, and solutions of systems by it.
 //
 // The factorization is right-looking and blocked. A panel is factored on a transposed copy, by
-// halves down to a few columns; once the columns that remain are few, the next panel is factored
-// beside the update of the columns right of it (look-ahead). Only an exact zero counts as a missing
-// pivot; there is no tolerance.
+// halves down to a few columns; once few columns remain, the next panel is factored while the
+// columns right of it are updated (look-ahead). Only an exact zero counts as a missing pivot; there
+// is no tolerance.
 
 #include "numerical/matrix.hpp"
 
@@ -16,13 +16,13 @@
 
 namespace numerical {
 
-// What is known of a right side before the forward substitution.
+// What is known of a right-hand side before the forward substitution.
 enum class right_side {
     general,
     identity // unpermuted, so that columns not yet reached are still zero
 };
 
-// Factored whole in the constructor and read-only from then on. T = double or
+// Factored by the constructor, and read-only afterwards. T = double or
 // std::complex<double>.
 template <class T>
 struct lu_decomposition
@@ -32,23 +32,23 @@ struct lu_decomposition
     std::vector<T> factors;               // L below the diagonal, its unit diagonal not stored; U
     std::vector<std::size_t> permutation; // row i of P·A is row permutation[i] of A
     std::int32_t sign = 1;                // of the permutation
-    bool singular = false;                // a column held no pivot and was skipped: U has a zero
+    bool singular = false;                // a column without a pivot was skipped: U has a zero
 
     // Takes a's storage. dimension_error "LU decomposition requires a square matrix", or
     // non_finite_error for an infinite or NaN entry.
     explicit lu_decomposition(matrix<T>&& a);
 
-    // Solves in place with the row-major `rhs` of `columns` right sides, whose rows are already
-    // permuted.
+    // Solves in place for the row-major `rhs` of `columns` right-hand sides, whose rows are
+    // permuted already.
     void solve_rows(std::vector<T>& rhs, std::size_t columns, right_side form) const;
 
-    // A⁻¹·b for one right side of n elements, on the calling thread.
+    // A⁻¹·b for one right-hand side of n elements, on the calling thread.
     std::vector<T> solve_vector(const std::vector<T>& b) const;
 
     // A⁻¹·B for the row-major n × columns array B.
     std::vector<T> solve_matrix(const std::vector<T>& b, std::size_t columns) const;
 
-    // A⁻¹, in the storage of the factors, which are spent.
+    // A⁻¹, in the storage of the factors, which it overwrites.
     matrix<T> inverse() &&;
 };
 

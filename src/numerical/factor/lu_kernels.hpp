@@ -7,16 +7,16 @@
 
 namespace numerical::detail {
 
-// A run of factored columns of L is applied to columns right of it. Columns lie `stride` apart; `l`
+// Applies a run of factored columns of L to columns right of it. Columns are `stride` apart; `l`
 // and `dest` point at their first columns, both at the row of the run's first pivot, from which
 // `rows` rows are counted down. For each column c of `dest` the first `run` elements become
 // elements of U, u_t = c_t - sum of u_s·l_s[t] over s < t, and the others lose the sum of u_t·l_t,
 // in ascending order of t, each step fused (complex: by the real part of u_t, then by the imaginary
 // part). 0 < run <= column_run.
 //
-// The AVX2 form takes the rows below the run in whole vectors, so that up to panel_padding elements
-// after the last row may be written with no meaning; a column must end in so many spare ones. Where
-// the rows below the run are a multiple of four, none is written.
+// The AVX2 form works on the rows below the run in whole vectors, so that up to panel_padding
+// elements after the last row are overwritten with meaningless values; a column must end in as many
+// spare elements. None is written if the rows below the run are a multiple of four.
 constexpr std::size_t column_run = 4;
 constexpr std::size_t panel_padding = 3;
 

@@ -22,13 +22,13 @@ double square_of_modulus(const complex& z)
     return z.real() * z.real() + z.imag() * z.imag();
 }
 
-// What the square of a modulus tells of who is greater than the best so far. A square in the safe
-// range is right to two units in the last place and the modulus to one, so that beyond eight of
-// them the squares decide. Between the bounds, and for NaN, the moduli have to.
+// Bounds that let a pivot be compared by its squared modulus, without a square root. A square in
+// the safe range is right to two units in the last place and the modulus to one, so that beyond
+// eight of them the squares decide. Between the bounds, and for NaN, the moduli are compared.
 struct square_bounds
 {
-    double surely_less;    // what lies below is
-    double surely_greater; // what lies above is
+    double surely_less;    // a square below it belongs to a smaller modulus
+    double surely_greater; // a square above it belongs to a greater one
 
     explicit square_bounds(double square)
     {
@@ -131,7 +131,7 @@ lu_panel<T>::lu_panel(block_view<T> panel_columns, std::size_t matrix_first_row,
 //      from  mid   to
 //    [ L\U   A01 ]  from     left half; U01 = L⁻¹·A01;
 //    [ L10   A11 ]  mid      A11 -= L10·U01; right half.
-// The panel lies by columns, so the row-major product sees the update transposed,
+// The panel is stored by columns, so the row-major product sees the update transposed,
 // A11ᵀ += (-U01)ᵀ·L10ᵀ.
 template <class T>
 void lu_panel<T>::factorize_columns(std::size_t from, std::size_t to)
@@ -152,8 +152,8 @@ void lu_panel<T>::factorize_columns(std::size_t from, std::size_t to)
 }
 
 // The columns of a leaf are applied in runs of at most four: those of the open run [run, k) to
-// column k when its turn comes, a full run to all columns after it. Each element meets the columns
-// in ascending order. A column without pivot is applied to none and ends the run before it.
+// column k when it is reached, a full run to all columns after it. Each element receives the
+// columns in ascending order. A column without pivot is applied to none and ends the run before it.
 template <class T>
 void lu_panel<T>::factorize_leaf(std::size_t from, std::size_t to)
 {

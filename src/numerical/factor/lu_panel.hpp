@@ -1,7 +1,7 @@
 #pragma once
 
 // The panel of the LU factorization: a few columns of the matrix, from the diagonal down, factored
-// by partial pivoting. The panel is a private copy that lies by columns, so that the pivot search,
+// by partial pivoting. The panel is a private copy stored by columns, so that the pivot search,
 // the division by the pivot and the updates of a column run over contiguous memory.
 
 #include "numerical/gemm/block_view.hpp"
@@ -22,7 +22,7 @@ public:
 
     void factorize() { factorize_columns(0, columns.rows); }
 
-    // Whether a column held no pivot but zero.
+    // Whether a column's largest pivot was zero.
     bool singular() const { return met_zero_pivot; }
 
 private:
@@ -42,8 +42,8 @@ private:
     void exchange_rows(std::size_t k, std::size_t p);
 };
 
-// The position of the first element of greatest modulus among x[0..n), n > 0; 0 if x[0] is NaN, and
-// another NaN is passed over. The modulus is the true one, as `modulus` gives it.
+// The position of the first element of greatest modulus among x[0..n), n > 0; 0 if x[0] is NaN;
+// other NaNs are skipped. The modulus is that of `modulus`, not |Re| + |Im|.
 std::size_t first_largest(const double* x, std::size_t n);
 std::size_t first_largest(const std::complex<double>* x, std::size_t n);
 

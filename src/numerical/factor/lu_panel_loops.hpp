@@ -1,6 +1,6 @@
 #pragma once
 
-// The walk of the LU panel's kernels over columns and runs of rows, for vectors of any width. For
+// The loops of the LU panel's kernels over columns and runs of rows, for vectors of any width. For
 // the kernels' own sources only: unnamed, so that what is compiled here stays in its own object.
 
 #include "numerical/factor/lu_kernels.hpp"
@@ -8,8 +8,8 @@
 namespace numerical::detail {
 namespace {
 
-// Rows that are taken through all columns of `dest` before the next ones: so many of four columns
-// of L stay in the first cache.
+// How many rows are applied to all columns of `dest` before the next ones: that many rows of four
+// columns of L stay in L1.
 constexpr std::size_t chunk_bytes = 4096;
 constexpr std::size_t chunk_doubles = chunk_bytes / sizeof(double);
 

@@ -16,10 +16,11 @@ namespace numerical {
 namespace detail {
 namespace {
 
-// Up to so many real right sides are substituted row by row, without products and pool.
+// Up to this many real right-hand sides are substituted row by row, without products or the pool.
 constexpr std::size_t few_columns = 16;
 
-// For few right sides: one pass over L, then one over U, whose blocks meet a row from the right.
+// For few right-hand sides: one pass over L, then one over U, whose rows are applied block by block
+// from the right.
 template <class T>
 void substitute_directly(int path, block_view<const T> lu, std::size_t block, block_view<T> x)
 {
@@ -57,8 +58,8 @@ void forward_pass(block_view<const T> l, std::size_t block, block_view<T> x, rig
     }
 }
 
-// sum - a·b. The quick formula of the complex product is the whole of it unless it gives a NaN,
-// which then stays in the sum: who finds one there does the sum again by subtract_carefully.
+// sum - a·b. The textbook formula equals the Annex G product unless it gives a NaN, which then
+// stays in the sum; the caller computes such sums again by subtract_carefully.
 double subtract_quickly(double sum, double a, double b)
 {
     return sum - a * b;
@@ -99,7 +100,7 @@ T subtract_dot(T sum, const T* a, const T* b, std::size_t n)
 }
 
 // The sums of rows [from, from + rows) of L with y[0..from), then those rows' elements of y one by
-// one. So many sums run at once, as one alone waits for its last subtraction.
+// one. That many sums run side by side, to hide the latency of subtraction.
 template <class T, std::size_t rows>
 void forward_rows(block_view<const T> l, std::size_t from, T* y)
 {
@@ -154,7 +155,7 @@ std::vector<T> lu_decomposition<T>::solve_vector(const std::vector<T>& b) const
     for (; i < order; ++i)
         detail::forward_rows<T, 1>(lu, i, y.data());
 
-    // Ascending order begins with the element that was found last, so nothing can run at once.
+    // Ascending order begins with the element computed last, so no sums can overlap.
     while (i-- > 0) {
         const T sum =
             detail::subtract_dot(y[i], lu.row(i) + i + 1, y.data() + i + 1, order - i - 1);

@@ -18,7 +18,7 @@ constexpr std::size_t panel_columns = 32;
 // A column keeps its norm under reflections, but 2·d in H·y = y - 2·d·v and sums on the way may
 // exceed it by some binary orders. Columns that may come that close to overflow are factored times
 // 2^-64, which changes no digit of Q or of their columns of R. The others are left alone: times
-// 2^-64 they might lose digits to underflow.
+// 2^-64 they might lose digits by underflow.
 constexpr double greatest_safe_norm = 0x1p1007;
 constexpr double overflow_guard = 0x1p-64;
 
@@ -95,7 +95,7 @@ qr_reflections<T> householder_reflect(std::vector<T> a, std::size_t rows, std::s
         factor_qr_panel(a, rows, columns, reflectors, from, to);
         result.blocks.push_back(gather_reflectors(reflectors, from, to, rows));
         for (std::size_t j = from; j < to; ++j)
-            reflectors[j] = {}; // the next panel's take their memory
+            reflectors[j] = {}; // their memory serves the next panel's
         if (to < columns)
             apply_reflector_block<block_operator::adjoint>(result.blocks.back(), a, columns, to,
                                                            columns);

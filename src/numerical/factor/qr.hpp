@@ -25,18 +25,18 @@ struct thin_qr
 };
 
 // Factors columns [from, to) of the row-major rows × columns array from row `from` down, on the
-// calling thread, and leaves reflector j in reflectors[j]. R comes out on and above the diagonal;
-// what stands below it is not cleared and means nothing.
+// calling thread, and leaves reflector j in reflectors[j]. R is left on and above the diagonal;
+// the elements below it are not cleared and mean nothing.
 template <class T>
 void factor_qr_panel(std::vector<T>& a, std::size_t rows, std::size_t columns,
                      std::vector<std::vector<T>>& reflectors, std::size_t from, std::size_t to);
 
-// QᴴA = R. The diagonal of R has whatever phases the reflectors gave it.
+// QᴴA = R. The diagonal of R has the phases that the reflectors gave it.
 template <class T>
 qr_reflections<T> householder_reflect(std::vector<T> a, std::size_t rows, std::size_t columns);
 
-// Turns the k rows of R so that its diagonal is real and non-negative. Returns the phases that they
-// had there, which belong to the columns of Q: A = (Q·S)·(Sᴴ·R).
+// Multiplies the k rows of R by phases that make its diagonal real and non-negative. Returns the
+// former phases of the diagonal, which belong to the columns of Q: A = (Q·S)·(Sᴴ·R).
 template <class T>
 std::vector<T> turn_diagonal_real(std::vector<T>& r, std::size_t k, std::size_t columns);
 
@@ -49,7 +49,7 @@ template <class T>
 thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t columns,
                           basis_extent extent = basis_extent::thin);
 
-// The rows × k matrix U of orthonormal columns, and behind them columns that complete the basis,
+// The rows × k matrix U of orthonormal columns, followed by columns that complete the basis,
 // rows × rows, for rows >= k.
 template <class T>
 std::vector<T> completed_basis(const std::vector<T>& u, std::size_t rows, std::size_t k);

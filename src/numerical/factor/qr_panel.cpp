@@ -17,7 +17,7 @@
 namespace numerical::detail {
 namespace {
 
-// Real sums run along a column, several vectors at once: the panel lies transposed, every column
+// Real sums run along a column in several vectors: the panel is stored transposed, every column
 // contiguous.
 void factor_panel(block_view<double> block, std::vector<double>* reflectors)
 {
@@ -31,7 +31,8 @@ void factor_panel(block_view<double> block, std::vector<double>* reflectors)
         const double* const column = panel.data() + j * height;
         std::vector<double> v(column + j, column + height);
         make_reflector(v);
-        // Its own column included: the diagonal entry comes of the same arithmetic as the rest.
+        // Its own column included: the diagonal entry is computed by the same arithmetic as the
+        // rest.
         reflect_columns(panel, height, v, j, j, width);
         reflectors[j] = std::move(v);
     }
@@ -50,8 +51,8 @@ std::size_t unit_of(std::size_t j)
     return j / complex_panel_unit * complex_panel_unit;
 }
 
-// A complex panel by rows. Its reflectors are applied one pass late, in the pass that takes the
-// dots with the next one; only that one's column, of which it is made, is ahead of the others.
+// A complex panel by rows. A reflector is applied one pass late, in the pass that forms the dots
+// with the next one; only the next reflector's own column is brought up to date before.
 class complex_panel
 {
 public:
@@ -135,7 +136,7 @@ void complex_panel::run_rows(const panel_pass& pass)
         pass.sums[l] += lower_sums[l];
 }
 
-// Sums that are NaN by quick products are taken again by full ones.
+// Sums that are NaN by textbook products are computed again by Annex G products.
 void complex_panel::recover_sums(std::size_t j, const complex* v)
 {
     for (std::size_t l = j; l < columns; ++l) {

@@ -1,9 +1,9 @@
 #pragma once
 
-// One reflector. The law of the house: a reflector is a vector v of Euclidean length 1 and stands
-// for H = I - 2·v·vᴴ, Hermitian and its own inverse, on the rows or columns that v spans. There is
-// no separate factor tau and no element forced to 1. An empty vector is the identity: whoever
-// reads a list of reflectors skips empties.
+// One reflector. Convention: a reflector is a vector v of Euclidean length 1 and represents
+// H = I - 2·v·vᴴ, Hermitian and its own inverse, on the rows or columns that v spans. There is
+// no separate factor tau and no element forced to 1. An empty vector represents the identity; loops
+// over reflectors skip empty ones.
 
 #include "numerical/gemm/block_view.hpp"
 
@@ -38,13 +38,13 @@ template <class T>
 void reflect_rows(std::vector<T>& a, std::size_t ld, const std::vector<T>& v, std::size_t first_row,
                   std::size_t first_column);
 
-// y := H·y for the stretch y of v.size() elements at the beginning of each row; that is A := A·Hᵀ.
+// y := H·y for the first v.size() elements y of each row; that is A := A·Hᵀ.
 // An empty v does nothing. The complex sum of y[i]·conj(v[i]) is taken in index order, unfused, in
 // runs of 512 that are added by halves; the real one is long_dot_on.
 template <class T>
 void reflect_columns(block_view<T> stretches, const std::vector<T>& v);
 
-// The same for the stretch that starts at `column` in each of the rows [row_from, row_to).
+// The same for the elements from `column` on in each of the rows [row_from, row_to).
 template <class T>
 void reflect_columns(std::vector<T>& a, std::size_t ld, const std::vector<T>& v, std::size_t column,
                      std::size_t row_from, std::size_t row_to);

@@ -11,7 +11,7 @@
 namespace numerical::detail {
 namespace {
 
-// A block is applied to its target in slabs that stay in the second cache between the two
+// A block is applied to its target in slabs that stay in L2 between the two
 // products. They are so wide that every slab is summed in the same order as the whole, and at most
 // as wide as a block of a complex product.
 constexpr std::size_t slab_bytes = std::size_t{1} << 19;

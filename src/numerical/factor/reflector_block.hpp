@@ -1,6 +1,6 @@
 #pragma once
 
-// A run of reflectors as one operator, so that applying it is two products instead of a pass over
+// Consecutive reflectors as one operator, so that applying it is two products, not a pass over
 // the matrix for each reflector: Q = H₀·H₁···H_{c-1} = I - V·T·Vᴴ, the compact form of Schreiber
 // and Van Loan (1989). With reflectors of unit length T has 2 on its diagonal.
 
@@ -33,13 +33,13 @@ void apply_reflector_block(const reflector_block<T>& block, std::vector<T>& targ
                            std::size_t column_from, std::size_t column_to);
 
 // C := Q·[ I 0 ; 0 C11 ], C being all of `q`, `ld` wide, from row and column `offset` on, and I of
-// order `count`. What stands outside C11 need not be set before. Taken over the blocks of a
+// order `count`. The elements outside C11 need not be set before. Taken over the blocks of a
 // factorization in reverse order it gives their product's first `ld` columns.
 template <class T>
 void extend_basis(const reflector_block<T>& block, std::vector<T>& q, std::size_t ld);
 
 // C := C·Qᵀ, C being columns [offset, offset + rows) of rows [row_from, row_to) of `target`. The
-// plain transpose, also for complex: it multiplies a basis that is held by rows, (Q·B)ᵀ = Bᵀ·Qᵀ.
+// plain transpose, also for complex: it multiplies a basis that is stored by rows, (Q·B)ᵀ = Bᵀ·Qᵀ.
 template <class T>
 void apply_transposed_reflector_block(const reflector_block<T>& block, std::vector<T>& target,
                                       std::size_t ld, std::size_t row_from, std::size_t row_to);

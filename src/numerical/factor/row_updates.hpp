@@ -1,6 +1,6 @@
 #pragma once
 
-// Rank-one updates, rows[i] -= coeffs[i]·x, with x in registers while it goes over the rows. The
+// Rank-one updates, rows[i] -= coeffs[i]·x, with x kept in registers for all rows. The
 // bits are those of subtract_scaled_on row by row. Declarations only, so it may be included from
 // any target. Strides and n are in elements; complex numbers are pairs.
 

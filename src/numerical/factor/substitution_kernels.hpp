@@ -1,14 +1,14 @@
 #pragma once
 
-// Four rows of a substitution at once, in an AVX2 and an AVX-512 form. Declarations only, so it may
-// be included from any target. Strides and counts are in elements; complex data is interleaved
-// (real, imaginary).
+// Four rows of a substitution side by side, in an AVX2 and an AVX-512 form. Declarations only, so
+// it may be included from any target. Strides and counts are in elements; complex data is
+// interleaved (real, imaginary).
 //
 //     out[r·stride + j] -= sum over t < terms of coeffs[r·coeff_stride + t]·rows[t·stride + j]
 //
 // for r < 4 and j < n, t ascending, each step fused (complex: by the real part of the coefficient,
-// then by the imaginary part): the bits of subtract_products row by row. But a row that has been
-// loaded serves four sums, which makes it a matter of arithmetic and not of loads. n is a multiple
+// then by the imaginary part): the bits of subtract_products row by row. A loaded row
+// serves four sums, so that the kernel is bound by arithmetic, not by loads. n is a multiple
 // of substitution_strip elements.
 
 #include <complex>
@@ -18,8 +18,8 @@ namespace numerical::detail {
 
 constexpr std::size_t rows_together = 4;
 
-// What the four lose besides: nothing, or the multiples of those of them above, by the coefficients
-// that follow, as the next terms.
+// Whether the four rows also eliminate one another: each then loses the multiples of the rows above
+// it, by the coefficients that follow the others', as further terms.
 enum class four_rows { apart, unit_triangle };
 
 template <class T>

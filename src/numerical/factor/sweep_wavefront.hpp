@@ -2,12 +2,12 @@
 
 // The order in which sweeps chase bulges down a band, pipelined over the pool (Bischof, Lang and
 // Sun 2000). Step k of a sweep may begin when the sweep before it has done step k + 2, and touches
-// nothing that this one touches from step k + 3 on. So sweeps go in groups, each two steps behind
-// the one before, and a group in stretches of steps: a tile of some sweeps on one stretch of the
-// band stays in the near caches. Every other group rests a stretch; those that work at one time
-// touch different parts.
+// nothing that this one touches from step k + 3 on. So sweeps form groups, each sweep
+// two steps behind the one before, and a group proceeds by segments of steps: a tile of some sweeps
+// on one segment of the band stays in L1 and L2. Groups start two waves apart, so that those active
+// in one wave touch different parts.
 //
-//     stretch    0  1  2  3  4 ...        the wave in which it is done
+//     segment    0  1  2  3  4 ...        the wave in which it is computed
 //     group 0    0  1  2  3  4
 //     group 1    2  3  4  5  6
 //     group 2    4  5  6  7  8

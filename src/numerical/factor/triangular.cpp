@@ -26,7 +26,7 @@ four_row_kernel kernel_of(int path, const complex*)
                                : avx2_subtract_complex_from_four;
 }
 
-// Row i loses the multiples of the rows [from, i).
+// Subtracts the multiples of the rows [from, i) from row i.
 template <class T>
 void subtract_rows(int path, block_view<const T> l, block_view<T> x, std::size_t from,
                    std::size_t i)
@@ -34,7 +34,7 @@ void subtract_rows(int path, block_view<const T> l, block_view<T> x, std::size_t
     subtract_products_on(path, x.row(i), l.row(i) + from, x.row(from), x.stride, i - from, x.cols);
 }
 
-// Rows [i, i + 4) lose the multiples of the rows above them.
+// Subtracts the multiples of the rows above from rows [i, i + 4).
 template <class T>
 void subtract_from_four_on(int path, block_view<const T> l, block_view<T> x, std::size_t i,
                            four_rows among)

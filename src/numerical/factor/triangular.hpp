@@ -1,7 +1,7 @@
 #pragma once
 
 // Substitution with small triangles, and the inverse of a large one. All of it works on tiles of 64
-// columns of the right sides, so that the rows which meet again and again stay in the cache.
+// columns of the right-hand sides, so that the rows, which are used repeatedly, stay in cache.
 // Sums ascend over the terms of a row, and a quotient is a true division of each element. T =
 // double or std::complex<double>.
 
@@ -45,15 +45,15 @@ void copy_block(block_view<const std::type_identity_t<T>> from, block_view<T> to
         std::copy(from.row(i), from.row(i) + to.cols, to.row(i));
 }
 
-// Rows a multiple of 2 KiB apart fall into the same few sets of the cache: work that meets such
-// rows again and again does better on a contiguous copy.
+// Rows a multiple of 2 KiB apart fall into the same few cache sets: repeated work on such rows is
+// faster on a contiguous copy.
 template <class T>
 bool stride_crowds_cache_sets(std::size_t stride)
 {
     return stride * sizeof(T) % 2048 == 0;
 }
 
-// body(tile), for a tile of at most 64 × 64; on a private copy where the tile's own stride is bad.
+// body(tile), for a tile of at most 64 × 64; on a private copy if the tile's stride is such a one.
 template <class T, class F>
 void on_well_strided(block_view<T> tile, const F& body)
 {

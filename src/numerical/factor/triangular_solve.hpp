@@ -1,9 +1,10 @@
 #pragma once
 
-// Systems with a large triangle and any number of right sides: blocks of the triangle are
-// substituted, and products take what they solved from the other rows. Backward stable for each
-// right side (Higham 2002, section 8.1), unlike a product with the triangle's inverse. T = double
-// or std::complex<double>. Nothing is checked: a zero on the diagonal gives infinities or NaN.
+// Systems with a large triangle and any number of right-hand sides: blocks of the triangle are
+// substituted, and products subtract their solutions from the other rows. Backward stable for each
+// right-hand side (Higham 2002, section 8.1), unlike a product with the triangle's inverse. T =
+// double or std::complex<double>. Nothing is checked: a zero on the diagonal gives infinities or
+// NaN.
 
 #include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/block_view.hpp"
@@ -14,7 +15,7 @@
 
 namespace numerical::detail {
 
-// The last of the blocks of `width` that tile [0, end) begins here.
+// Where the last of the blocks of `width` that tile [0, end) begins.
 inline std::size_t last_block(std::size_t end, std::size_t width)
 {
     return (end - 1) / width * width;
