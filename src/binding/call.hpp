@@ -1,6 +1,6 @@
 #pragma once
 
-// Entry points made from native functions. Err is the address of the function that returns the
+// Entry points generated from native functions. Err is the address of the function that returns the
 // exception object for native failures.
 
 #include "binding/caster.hpp"
@@ -68,7 +68,7 @@ PyObject* call_on_value(R (*function)(const T&, P...), PyObject* self, PyObject*
 }
 
 // METH_VARARGS entry of a typed function: counts the arguments, converts them, calls, converts the
-// result. The function knows nothing of Python.
+// result. The function itself is plain C++ without CPython.
 template <auto Err, auto F>
 PyObject* call_wrapper(PyObject*, PyObject* args)
 {
@@ -82,15 +82,15 @@ PyObject* call_method(PyObject* self, PyObject* args)
     return translated(Err, [&] { return call_on_value<T>(F, self, args); });
 }
 
-// Getter of a property, by a function of the value that gives a new reference.
+// Getter of a property, from a function of the value that returns a new reference.
 template <class T, auto Err, auto G>
 PyObject* property_getter(PyObject* self, void*)
 {
     return translated(Err, [&] { return not_null(G(class_unwrap<T>(self))); });
 }
 
-// Entries of a hand-written function, which parses its own arguments. It gives a new reference, or
-// null with the error set, or throws.
+// Entries of a hand-written function, which parses its arguments itself. It returns a new
+// reference, or null with the error set, or throws.
 template <auto Err, auto F>
 PyObject* call_plain(PyObject* self, PyObject* args)
 {

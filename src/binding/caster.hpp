@@ -1,8 +1,8 @@
 #pragma once
 
 // Conversions between Python objects and the types of native parameters and results. A parameter's
-// caster first loads, which throws on a wrong type, and then gives what the function takes. Objects
-// are borrowed; nothing is copied but text.
+// caster first loads the object, which throws for a wrong type, and then returns the function's
+// argument. Objects are borrowed; only text is copied.
 
 #include "binding/class.hpp"
 #include "binding/errors.hpp"
@@ -17,7 +17,7 @@
 
 namespace marlinth::binding {
 
-// cast_error "expected int, got ..." or "int out of range"; any subclass of int will do.
+// cast_error "expected int, got ..." or "int out of range"; subclasses of int are accepted.
 int to_int(PyObject* object);
 unsigned long to_unsigned_long(PyObject* object);
 

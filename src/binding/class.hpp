@@ -1,8 +1,8 @@
 #pragma once
 
 // Native value types as Python classes. An instance is the object header and one pointer to a value
-// on the heap; the pointer is null until __init__ has run. The class can't be subclassed and takes
-// no part in garbage collection, as a value holds no references.
+// on the heap; the pointer is null until __init__ has run. The class can't be subclassed and isn't
+// tracked by the garbage collector, as a value holds no references.
 
 #include "binding/errors.hpp"
 #include "binding/owned_ref.hpp"
@@ -21,8 +21,8 @@ struct wrapped_object
     PyObject_HEAD T* wrapped;
 };
 
-// What is kept for each wrapped type through the life of the process: its dotted name, its type
-// object once made, and the two tables, into which CPython keeps pointers.
+// What is kept for each wrapped type as long as the process lives: its dotted name, its type object
+// once made, and the two tables, into which CPython keeps pointers.
 template <class T>
 const char*& class_name()
 {
@@ -75,7 +75,7 @@ T*& wrapped_of(PyObject* self)
     return reinterpret_cast<wrapped_object<T>*>(self)->wrapped;
 }
 
-// cast_error with the text and the name. Apart from the adapters, which are short without it.
+// cast_error with the text and the name. Out of line, to keep the adapters short.
 [[noreturn, gnu::cold]] void refuse_object(const char* text, const char* class_name);
 
 // The value in the object, or cast_error.
@@ -133,7 +133,7 @@ struct class_definition
     const std::vector<PyType_Slot>& slots;
 };
 
-// The text behind the last dot.
+// The text after the last dot.
 const char* short_name(const char* dotted);
 
 // A new type object, or null with the error set.

@@ -1,10 +1,10 @@
 #pragma once
 
-// How failures become Python exceptions. Native code throws; the adapters of this layer catch, and
-// nothing but them and set_cpp_error does.
+// How failures become Python exceptions. Native code throws; only the adapters of this layer and
+// set_cpp_error catch.
 //
-// A thread that comes back to the interpreter after its end is unwound by force (pthread_exit). No
-// handler may swallow that: every catch-all lets abi::__forced_unwind pass.
+// A thread that returns to the interpreter after its end is unwound by force (pthread_exit). No
+// handler may stop that: every catch-all lets abi::__forced_unwind pass.
 
 #include "binding/python.hpp"
 
@@ -14,13 +14,13 @@
 
 namespace marlinth::binding {
 
-// A Python error is pending and shall stand.
+// A Python error is pending and must be kept.
 struct error_already_set : std::exception
 {
     const char* what() const noexcept override;
 };
 
-// Throws it; out of line, as what may fail is in every adapter and fails rarely.
+// Throws it; out of line, since every adapter contains the call and rarely makes it.
 [[noreturn, gnu::cold]] void throw_pending_error();
 
 // An argument of the wrong type; the adapters make it a TypeError.
@@ -34,11 +34,11 @@ using error_source = PyObject* (*)();
 
 // Inside a handler: makes the exception in flight Python's. std::bad_alloc becomes MemoryError,
 // another std::exception `error` with its text, anything else `error` with "internal error"; after
-// error_already_set what is pending stands. Always null.
+// error_already_set the pending error is kept. Always returns null.
 PyObject* set_cpp_error(PyObject* error);
 
-// Runs the body of an entry point, which gives a new reference or null with the error set; what it
-// throws is translated, a cast_error to TypeError.
+// Runs the body of an entry point, which returns a new reference, or null with the error set, and
+// translates its exceptions, a cast_error to TypeError.
 template <class Body>
 PyObject* translated(error_source error, const Body& body)
 {
@@ -52,12 +52,12 @@ PyObject* translated(error_source error, const Body& body)
     }
 }
 
-// Before a pending error is cleared or replaced by a text of ours: throws error_already_set if it
-// tells more than that an object doesn't fit. That is a MemoryError, or a KeyboardInterrupt and its
-// like, which are no Exception.
+// To call before a pending error is cleared or replaced by a text of ours: throws error_already_set
+// for errors that must not be lost, a MemoryError and those that aren't an Exception, such as
+// KeyboardInterrupt.
 void require_replaceable_error();
 
-// __name__ of the object's type, "?" if it can't be had.
+// __name__ of the object's type, "?" if it can't be read.
 std::string py_type_name(PyObject* object);
 
 // The text of a str object; error_already_set if it has no UTF-8 form.

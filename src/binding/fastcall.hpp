@@ -2,7 +2,7 @@
 
 // Functions called by the vector call protocol (PEP 590): the arguments come in an array, and
 // neither a tuple nor a dict is made of them. Such a function is hand-written; it binds the
-// arguments to its parameters, gives a new reference, or null with the error set, or throws.
+// arguments to its parameters and returns a new reference, or null with the error set, or throws.
 
 #include "binding/errors.hpp"
 #include "binding/python.hpp"
@@ -14,7 +14,7 @@
 
 namespace marlinth::binding {
 
-// The arguments of one call: `count` positional ones, and behind them one for each name.
+// The arguments of one call: `count` positional ones, followed by one for each name.
 struct call_arguments
 {
     PyObject* const* given;
@@ -23,7 +23,7 @@ struct call_arguments
 };
 
 // A function's parameters by name. The first `required` must be given; those from `positional` on
-// are taken by keyword alone.
+// are keyword-only.
 struct parameter_list
 {
     const char* function;

@@ -1,6 +1,6 @@
 #pragma once
 
-// The interpreter lock, given up for the length of a kernel.
+// The interpreter lock, released for the duration of a kernel.
 
 #include "binding/python.hpp"
 
@@ -12,17 +12,17 @@
 
 namespace marlinth::binding {
 
-// Elements of the principal operand from which a kernel runs without the lock. Below that, handing
-// it over costs more than other threads gain.
+// From this many elements of the principal operand a kernel runs without the lock. Below, releasing
+// it costs more than other threads gain.
 constexpr std::size_t gil_release_threshold = 4096;
 
-// Gives the lock up if `wanted`, and takes it back at the end of the scope or before. In between
-// nothing of Python's may be touched.
+// Releases the lock if `wanted`, and acquires it again at the end of the scope or before. In
+// between no Python object may be touched.
 //
-// A thread that asks for the lock after the end of the interpreter doesn't return: CPython up to
+// A thread that acquires the lock after the end of the interpreter doesn't return: CPython up to
 // 3.13 ends it by pthread_exit, which unwinds the stack. So the destructor must let a forced unwind
-// out. Where it runs because a C++ exception is on its way, a second one can't pass; the thread
-// then waits for the end of the process instead, which is what CPython 3.14 does with all of them.
+// pass. If it runs because of a C++ exception, a second one can't pass; the thread then waits for
+// the end of the process instead, as CPython 3.14 does with all such threads.
 class gil_release
 {
 public:
@@ -36,7 +36,7 @@ public:
 
     ~gil_release() noexcept(false) { end(); }
 
-    // Takes the lock back now.
+    // Acquires the lock now.
     void end()
     {
         PyThreadState* saved = std::exchange(state, nullptr);

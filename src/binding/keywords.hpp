@@ -19,7 +19,7 @@
 
 namespace marlinth::binding {
 
-// The number of the module's initialization that runs or ran last, from 1 on.
+// The number of the module's current or last initialization, from 1 on.
 std::uint64_t& registration_epoch();
 
 enum presence { required, optional };
@@ -32,8 +32,8 @@ struct keyword
     PyObject* value; // the default: an owned reference, null if it could not be made
 };
 
-// One for each function with keywords. `defaults` owns its references and keeps them to the end of
-// the process: after that there is no interpreter to give them back to.
+// One for each function with keywords. `defaults` owns its references until the process ends, when
+// there is no interpreter left to release them.
 struct kw_spec
 {
     std::vector<const char*> names; // ended by a null entry
@@ -103,7 +103,7 @@ int class_init(PyObject* self, PyObject* args, PyObject* kwargs)
         std::optional<T> value = call_with_keywords<F>(F, args, kwargs);
         if (!value)
             return nullptr;
-        // The factory may have run Python code, and that code this very function.
+        // The factory may have run Python code that called this function.
         if (wrapped_of<T>(self) != nullptr)
             return refuse_second_init<T>();
         wrapped_of<T>(self) = new T(std::move(*value));

@@ -23,10 +23,10 @@ public:
     owned_ref& operator=(owned_ref&& other) = delete;
     owned_ref& operator=(const owned_ref&) = delete;
 
-    // The drop may run Python code, in which a thread that outlives the interpreter can be ended by
+    // Dropping may run Python code, in which a thread that outlives the interpreter can be ended by
     // a forced unwind: hence noexcept(false). Such a thread, or one that is being unwound already,
-    // doesn't hold the interpreter lock any more and must leave the reference alone; with the
-    // interpreter finalized nobody misses it.
+    // no longer holds the interpreter lock and must not touch the reference; the leak is harmless,
+    // as the interpreter is finalized.
     ~owned_ref() noexcept(false)
     {
         if (object != nullptr && Py_IsInitialized() != 0)
@@ -53,8 +53,8 @@ private:
     PyObject* object = nullptr;
 };
 
-// An item of a sequence; null with the error set. A tuple keeps its items for as long as it is
-// there itself, so that one of a tuple is borrowed.
+// An item of a sequence; null with the error set. A tuple keeps its items alive, so that an item of
+// a tuple is borrowed.
 class sequence_item
 {
 public:

@@ -1,6 +1,6 @@
 #pragma once
 
-// The only include of Python.h. The module keeps to the stable ABI of CPython 3.10, so that one
+// The only include of Python.h. The module uses the stable ABI of CPython 3.10, so that one
 // binary serves every later version.
 
 #define PY_SSIZE_T_CLEAN
@@ -9,9 +9,9 @@
 #include <cstddef>
 #include <cstring>
 
-// Headers up to 3.12 map PyArg_ParseTuple and its kin to these; later ones do not declare them any
-// more, though every interpreter exports them. They are called by their own names here, so that a
-// module built on new headers also parses "n" and "#" rightly on an old interpreter.
+// Headers up to 3.12 map PyArg_ParseTuple and its variants to these; later ones no longer declare
+// them, though every interpreter exports them. They are called by their own names here, so that a
+// module built with new headers also parses "n" and "#" correctly on an old interpreter.
 extern "C" {
 PyAPI_FUNC(int) _PyArg_ParseTuple_SizeT(PyObject*, const char*, ...);
 PyAPI_FUNC(int) _PyArg_ParseTupleAndKeywords_SizeT(PyObject*, PyObject*, const char*, char**, ...);
@@ -32,8 +32,8 @@ bool parse_arguments(PyObject* args, const char* format, Out*... out)
     return _PyArg_ParseTuple_SizeT(args, format, out...) != 0;
 }
 
-// The same for a format of objects alone, "OO", in less time: what is as it should be needs no
-// parser, and it says what is not.
+// The same for a format of objects alone, "OO", in less time: the parser is called only to report a
+// fault.
 template <class... Object>
 bool parse_objects(PyObject* args, const char* format, Object*... out)
 {

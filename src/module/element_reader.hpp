@@ -11,8 +11,8 @@
 
 namespace numerical::boundary {
 
-// Byte addresses are kept as numbers: what the exporter says of an axis that is never stepped along
-// may wrap.
+// Byte addresses are kept as integers: the stride of an axis that is never stepped along may be
+// anything, and wrap.
 using address = std::uintptr_t;
 
 // How far a stride goes, forwards or backwards.
@@ -31,8 +31,8 @@ struct item_block
     std::size_t col_stride;
 };
 
-// The columns that are read together where they are far apart and the rows close together: as many
-// as fill a line of the copy.
+// How many columns are read together if they are farther apart than the rows: as many as fill a
+// cache line of the copy.
 template <class T>
 constexpr std::size_t tile_cols = 64 / sizeof(T);
 

@@ -10,7 +10,7 @@
 
 namespace numerical::boundary {
 
-// An array in somebody else's memory, which need not be aligned.
+// An array in another library's memory, which need not be aligned.
 struct foreign_array
 {
     const unsigned char* data;

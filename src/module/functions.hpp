@@ -1,8 +1,8 @@
 #pragma once
 
-// The functions of the module, by the file that defines them. A typed function is plain C++ and
-// knows nothing of Python. A hand-written one, module_<name>, takes Python's arguments and gives a
-// new reference, or null with the error set, or throws; table.cpp wraps both kinds.
+// The functions of the module, by the file that defines them. A typed function is plain C++
+// without CPython. A hand-written one, module_<name>, takes Python's arguments and returns a new
+// reference, or null with the error set, or throws; table.cpp wraps both kinds.
 
 #include "binding/module_builder.hpp"
 #include "binding/python.hpp"
@@ -17,11 +17,11 @@ namespace numerical::boundary {
 // module.cpp: adds the exception numerical.error, which is made once. False with the error set.
 bool add_exception(PyObject* module);
 
-// False with ImportError set in an interpreter beside the one that initialized a module first.
+// False with ImportError set in an interpreter other than the one that initialized a module first.
 bool claim_for_this_interpreter();
 
-// table.cpp: makes the class Tensor, or takes the one there is, and adds it to the module. Where it
-// fails, the error is set.
+// table.cpp: makes the class Tensor, or takes the existing one, and adds it to the module. Sets the
+// error on failure.
 void define_tensor_class(PyObject* module);
 
 // The same, and appends the functions' rows.
@@ -44,7 +44,7 @@ PyObject* module_slogdet(PyObject* self, PyObject* args);
 any_tensor cholesky(const any_tensor& a);
 std::tuple<any_tensor, any_tensor> qr(const any_tensor& a); // Q, R
 
-// eigen.cpp; a name that is none is std::invalid_argument "unknown method 'x'"
+// eigen.cpp; std::invalid_argument "unknown method 'x'" for a name that no method has
 eigen_method eigen_method_named(const std::string& name);
 std::tuple<any_tensor, any_tensor> eigh(const any_tensor& a, const std::string& method);
 

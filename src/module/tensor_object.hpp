@@ -1,7 +1,7 @@
 #pragma once
 
 // The Python class numerical.Tensor, an any_tensor in an object, and what every function at the
-// boundary needs: tensors out of arguments, results into objects, shapes both ways.
+// boundary needs: conversions of arguments to tensors, of results to objects, and of shapes.
 
 #include "binding/gil.hpp"
 #include "binding/python.hpp"

@@ -1,8 +1,8 @@
 #pragma once
 
 // Cholesky, QR, eigenvalues and singular values of matrices and stacks of them. A matrix of a stack
-// has the bits that it would have alone. Failures are numerical.error with the module's words; the
-// names of modes and methods that there are not are a ValueError.
+// has the bits that it would have alone. Failures are numerical.error with the module's texts; an
+// unknown mode or method is a ValueError.
 
 #include "binding/fastcall.hpp"
 #include "package/operand.hpp"

@@ -17,7 +17,7 @@ PyObject* eigvals(const binding::call_arguments& call); // eigvals(a) -> values
 PyObject* eig_both(const binding::call_arguments& call);
 
 // schur(a, complex) -> (T, Q) of one matrix, A = Q·T·Qᴴ; T is quasi-triangular for a real matrix
-// unless its complex form is asked for.
+// unless its complex form is requested.
 PyObject* schur(const binding::call_arguments& call);
 
 PyObject* hessenberg(const binding::call_arguments& call); // hessenberg(a) -> (H, Q) of one matrix

@@ -1,6 +1,6 @@
 #pragma once
 
-// The keys of one index, read: what each selects from the tensor's axes.
+// The parsed keys of one index: what each selects from the tensor's axes.
 
 #include "binding/python.hpp"
 #include "numerical/selection.hpp"
@@ -11,7 +11,7 @@
 
 namespace numerical::package {
 
-// Positions on one or more axes, from an array of ints or from a mask, whose true places they are.
+// Positions on one or more axes, from an array of ints or from the nonzero places of a mask.
 struct position_array
 {
     std::vector<std::size_t> shape;
@@ -43,7 +43,7 @@ positions read_places(PyObject* object);
 // What a slice selects from an axis.
 axis_range range_of(PyObject* slice, std::size_t extent);
 
-// Where the keys lead, for keys with at least one array. IndexError where arrays don't broadcast or
+// The selection of keys with at least one array. IndexError where arrays don't broadcast or
 // a position is out of bounds.
 selection select(const index_keys& keys, const std::vector<std::size_t>& shape,
                  const std::vector<std::size_t>& strides);

@@ -1,7 +1,7 @@
 #pragma once
 
 // What all functions of matrices share: arguments that are stacks of shape (..., M, N), results
-// made once for the whole stack, and failures that say which matrix they are of.
+// allocated once for the whole stack, and failures that name the matrix.
 
 #include "binding/fastcall.hpp"
 #include "numerical/checks.hpp"
@@ -57,7 +57,7 @@ tensor<T> unset_stack(const shape_list& lead, std::initializer_list<std::size_t>
     return tensor<T>(std::move(shape), detail::uninitialized<T>(count));
 }
 
-// body(), without the interpreter lock where there are enough elements for it to pay.
+// body(), without the interpreter lock if there are enough elements for it to pay.
 template <class Body>
 void computed(std::size_t elements, const Body& body)
 {
@@ -74,7 +74,7 @@ PyObject* triple_of(PyObject* first, PyObject* second, PyObject* third);
 // place of the matrix. Always null.
 PyObject* told_failure(std::initializer_list<PyObject*> operands, const shape_list& lead);
 
-// body() with its failures told.
+// body() with its failures translated so.
 template <class Body>
 PyObject* telling(std::initializer_list<PyObject*> operands, const shape_list& lead,
                   const Body& body)

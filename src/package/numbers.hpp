@@ -1,8 +1,8 @@
 #pragma once
 
-// Functions that compare, ask, round and choose, element by element with broadcasting. Truths are
-// masks, float64 tensors of ones and zeros; of operands of rank 0 Python's bool, which loops and
-// conditions want.
+// Functions that compare, test, round and choose, element by element with broadcasting. Truth
+// values are masks, float64 tensors of ones and zeros; for operands of rank 0 Python's bool, for
+// use in conditions.
 
 #include "binding/fastcall.hpp"
 #include "package/operand.hpp"

@@ -1,7 +1,7 @@
 #pragma once
 
-// What the functions of the package take for a tensor: a Tensor as it is, a number, or whatever
-// else the package's conversion (numerical.asarray) makes one of.
+// What the package's functions accept as a tensor: a Tensor, a number, or any object that the
+// package's conversion (numerical.asarray) accepts.
 
 #include "binding/owned_ref.hpp"
 #include "binding/python.hpp"
@@ -28,8 +28,8 @@ bool is_number(PyObject* object);
 class operand
 {
 public:
-    // By the package's conversion where the object is neither a Tensor nor a number; what that
-    // raises stands.
+    // By the package's conversion if the object is neither a Tensor nor a number; its exceptions
+    // are kept.
     explicit operand(PyObject* object);
 
     // The same in the dtype, if one is given, as asarray(object, dtype).

@@ -3,8 +3,8 @@
 // The operators of Tensor as type slots: arithmetic, matrix product, signs and comparisons.
 //
 // The other operand may be a Tensor, a Python number, a list or tuple, or an array that exposes
-// __array_interface__. Anything else, and what asks to be handled first (the callback defers_to),
-// gets NotImplemented, so that Python asks the other side.
+// __array_interface__. For anything else, and for operands that come first (the callback
+// defers_to), the result is NotImplemented, so that Python tries the other operand's operator.
 
 #include "binding/python.hpp"
 #include "numerical/elementwise/arithmetic.hpp"

@@ -1,7 +1,7 @@
 #pragma once
 
-// Sorting and searching, of float64 tensors: complex128 has no order. What tells where elements
-// stand comes as Positions, a single place as a Python int.
+// Sorting and searching, of float64 tensors: complex128 has no order. Places of elements are
+// returned as Positions, a single place as a Python int.
 
 #include "binding/fastcall.hpp"
 #include "package/operand.hpp"

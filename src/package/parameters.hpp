@@ -1,7 +1,7 @@
 #pragma once
 
-// Arguments that are no tensors. What is of another kind is a TypeError that names the parameter,
-// what is out of its range a ValueError or, for axes, an IndexError.
+// Arguments that are no tensors. A wrong kind is a TypeError that names the parameter, a value out
+// of range a ValueError or, for axes, an IndexError.
 
 #include "binding/python.hpp"
 
@@ -12,8 +12,8 @@ namespace numerical::package {
 
 using shape_list = std::vector<std::size_t>;
 
-// An int, from whatever stands for one; TypeError "axis must be an int, not str". One beyond
-// Py_ssize_t becomes the nearest that it holds.
+// An int, from any object with __index__; TypeError "axis must be an int, not str". One beyond the
+// range of Py_ssize_t becomes the nearest value in it.
 std::ptrdiff_t integer_parameter(PyObject* object, const char* name);
 
 // An axis counted from the front; IndexError "axis 3 is out of bounds for a tensor of rank 2".

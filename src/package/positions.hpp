@@ -1,8 +1,8 @@
 #pragma once
 
 // The class numerical.Positions: places of elements, as argsort, nonzero and searchsorted give
-// them. An immutable array of int64 beside Tensor, since a float64 tensor as an index is a mask:
-// positions index tensors and each other, compare and count. Their buffer is lent to NumPy as
+// them. An immutable array of int64, separate from Tensor, since a float64 tensor as an index is a
+// mask: positions index tensors and each other, compare and count. Their buffer is lent to NumPy as
 // '<i8'.
 
 #include "binding/python.hpp"

@@ -1,6 +1,6 @@
 #pragma once
 
-// Other orders of axes, joins and triangles: elements moved without arithmetic. Every result is a
+// Orders of axes, joins and triangles: elements are moved without arithmetic. Every result is a
 // copy.
 
 #include "package/operand.hpp"

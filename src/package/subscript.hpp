@@ -1,15 +1,14 @@
 #pragma once
 
-// Indexing of Tensor, as NumPy indexes: ints, slices, Ellipsis and None, and beside them arrays of
-// ints and masks. An array of ints is a list or tuple in the index, a Positions or anything that
-// exposes
+// Indexing of Tensor by NumPy's rules: by ints, slices, Ellipsis, None, arrays of ints, and masks.
+// An array of ints is a list or tuple in the index, a Positions, or anything that exposes
 // __array_interface__ with integers; a mask is a Tensor of zeros and ones, an array of truth values
 // or a list of bools, and counts for as many axes as it has. Every result is a copy; where ints
 // alone leave no axis it is a Python number.
 //
-// Arrays broadcast together. The axes they make stand where the arrays stand if these are
-// neighbours, and come first if a slice, None or Ellipsis lies between two of them (an int beside
-// arrays counts as one of them).
+// Arrays broadcast together. Their axes take the arrays' place in the result if the arrays are
+// adjacent, and come first if a slice, None or Ellipsis is between two of them (an int among arrays
+// counts as one of them).
 //
 // IndexError for what lies outside its axis, too many indices, an Ellipsis too many, arrays that
 // don't broadcast, a mask of another shape than its axes, and keys of other kinds.

@@ -2,7 +2,7 @@
 
 // Systems, inverses and determinants of matrices and stacks of them, by LU with partial pivoting.
 // A matrix of a stack has the bits that it would have alone. Failures are numerical.error with the
-// module's words.
+// module's texts.
 
 #include "binding/fastcall.hpp"
 #include "package/operand.hpp"

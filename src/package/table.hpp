@@ -1,7 +1,7 @@
 #pragma once
 
 // What the package's native module offers: the functions, and the slots, methods and properties
-// that it gives to Tensor beside the module's own.
+// that it adds to those of the module's Tensor.
 
 #include "binding/python.hpp"
 
@@ -9,7 +9,7 @@
 
 namespace numerical::package {
 
-// Makes the type, or adds the one there is to the module.
+// Makes the type, or adds the existing one to the module.
 void define_tensor(PyObject* module);
 
 // The rows of the functions, ended by an empty one; they live as long as the process.
