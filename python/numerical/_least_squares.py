@@ -18,8 +18,9 @@ EPS = 2.0**-52
 class LstsqResult:
     """What lstsq returns: unpacks into four, as NumPy's tuple does.
 
-    Only x is computed at once; the others cost the singular values when they are first read. For a
-    stack of matrices all are stacks, and rank is a tensor.
+    Only x is computed at once, and what residuals take; the others cost the singular values of a
+    small factor when they are first read. For a stack of matrices all are stacks, and rank is a
+    tensor.
 
     Attributes
     ----------
@@ -39,9 +40,14 @@ class LstsqResult:
     """
 
     def __init__(self, a, b, rcond):
-        self._a, self._b = a, b
         self._rcond = EPS * max(a.shape[-2:]) if rcond is None else rcond if rcond >= 0 else EPS
-        self._values = None
+        self._shape = a.shape
+        if a.ndim == 2 and b.ndim in (1, 2):
+            found = native.lstsq_fit(a, b, self._rcond)
+            self.x, self._missed, self._triangle, self._scale, self._values = found
+            return
+        self._a, self._b = a, b
+        self._triangle, self._scale, self._values, self._missed = a, 1.0, None, None
         if rcond is None:
             self.x = native.lstsq(a, b)
         else:
@@ -51,7 +57,7 @@ class LstsqResult:
     @property
     def singular_values(self):
         if self._values is None:
-            self._values = native.svdvals(self._a)
+            self._values = native.svdvals(self._triangle) * self._scale
         return self._values
 
     @property
@@ -62,14 +68,13 @@ class LstsqResult:
 
     @property
     def residuals(self):
-        rows, columns = self._a.shape[-2:]
-        full = self.rank == columns
-        if not (rows > columns and (full if self._a.ndim == 2 else native.min(full) == 1.0)):
+        rows, columns = self._shape[-2:]
+        if rows <= columns or not _all_equal(self.rank, columns):
             return Tensor([], (0,))
-        missed = square(_abs(_product(self._a, self.x) - self._b))
-        if self._a.ndim == 2:
-            return reshape(native.sum(missed, 0), (-1,))
-        return native.sum(missed, -1 if missed.ndim < self._a.ndim else -2)
+        if self._missed is None:
+            missed = square(_abs(_product(self._a, self.x) - self._b))
+            self._missed = native.sum(missed, -1 if missed.ndim < self._a.ndim else -2)
+        return self._missed
 
     def __repr__(self):
         return f"LstsqResult(x={self.x!r}; residuals, rank, singular_values)"
@@ -134,6 +139,11 @@ def lstsq(a, b, rcond=None):
     a, b = same_dtype(a, b)
     a = matrices(a, "lstsq")
     return LstsqResult(a, b, rcond)
+
+
+def _all_equal(ranks, columns):
+    """Whether a rank, or each of a stack's, is `columns`."""
+    return ranks == columns if isinstance(ranks, int) else native.min(ranks) == columns
 
 
 def _product(a, x):

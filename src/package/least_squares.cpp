@@ -3,9 +3,12 @@
 #include "module/functions.hpp"
 #include "numerical/broadcast.hpp"
 #include "numerical/stacks/stacks.hpp"
+#include "numerical/svd/least_squares_fit.hpp"
 #include "package/matrices.hpp"
 
+#include <optional>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace numerical::package {
@@ -60,9 +63,40 @@ PyObject* solutions(const tensor<T>& a, const stack_shape& of, const tensor<T>& 
     return wrap(std::move(x));
 }
 
+PyObject* vector_of(std::vector<double> elements)
+{
+    const std::size_t n = elements.size();
+    return wrap(tensor<double>({n}, std::move(elements)));
+}
+
+template <class T>
+PyObject* wrapped(matrix<T> a)
+{
+    return wrap(tensor<T>({a.rows, a.cols}, std::move(a.data)));
+}
+
+template <class T>
+PyObject* fitted(const tensor<T>& a, const tensor<T>& b, double cutoff)
+{
+    const bool is_vector = b.shape.size() == 1;
+    const std::size_t cols = is_vector ? 1 : b.shape[1];
+    std::optional<least_squares_fit<T>> fit;
+    computed(a.data.size(), [&] {
+        fit = fit_least_squares(matrix<T>(a.shape[0], a.shape[1], a.data),
+                                matrix<T>(b.shape[0], cols, b.data), cutoff);
+    });
+    PyObject* const x = is_vector ? wrap(tensor<T>({a.shape[1]}, std::move(fit->x.data)))
+                                  : wrapped(std::move(fit->x));
+    PyObject* const values =
+        fit->values.empty() ? Py_NewRef(Py_None) : vector_of(std::move(fit->values));
+    return tuple_of({x, vector_of(std::move(fit->missed)), wrapped(std::move(fit->triangle)),
+                     PyFloat_FromDouble(fit->scale), values});
+}
+
 constexpr binding::signature<1> pinv_signature{"pinv", {"a"}};
 constexpr binding::signature<1> rank_signature{"matrix_rank", {"a"}};
 constexpr binding::signature<2> lstsq_signature{"lstsq", {"a", "b"}};
+constexpr binding::signature<3> fit_signature{"lstsq_fit", {"a", "b", "cutoff"}};
 
 } // namespace
 
@@ -100,6 +134,17 @@ PyObject* lstsq(const binding::call_arguments& call)
                        [&] { return wrap(boundary::lstsq(a.value(), b.value())); });
     return telling({given_a, given_b}, of.lead, [&] {
         return by_type(a, b, [&](const auto& x, const auto& y) { return solutions(x, of, y); });
+    });
+}
+
+PyObject* lstsq_fit(const binding::call_arguments& call)
+{
+    const auto [given_a, given_b, given_cutoff] = fit_signature.bind(call);
+    operand a(given_a);
+    operand b(given_b);
+    const double cutoff = real_parameter(given_cutoff, "cutoff", 0);
+    return telling({given_a, given_b}, {}, [&] {
+        return by_type(a, b, [&](const auto& x, const auto& y) { return fitted(x, y, cutoff); });
     });
 }
 

@@ -75,6 +75,8 @@ void annotate(PyObject* failure, std::initializer_list<PyObject*> operands)
         PyObject_CallFunctionObjArgs(callbacks().annotate, failure, given.get(), nullptr));
 }
 
+} // namespace
+
 PyObject* tuple_of(std::initializer_list<PyObject*> items)
 {
     owned_ref tuple(PyTuple_New(static_cast<Py_ssize_t>(items.size())));
@@ -89,8 +91,6 @@ PyObject* tuple_of(std::initializer_list<PyObject*> items)
     }
     return complete ? tuple.release() : nullptr;
 }
-
-} // namespace
 
 stack_shape stack_of(const operand& a, const char* function)
 {

@@ -65,7 +65,8 @@ void computed(std::size_t elements, const Body& body)
     body();
 }
 
-// Two results as a tuple; takes over both references, null with the error set if one is null.
+// Results as a tuple; takes over all references, null with the error set if one is null.
+PyObject* tuple_of(std::initializer_list<PyObject*> items);
 PyObject* pair_of(PyObject* first, PyObject* second);
 PyObject* triple_of(PyObject* first, PyObject* second, PyObject* third);
 

@@ -2,13 +2,12 @@
 
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
-#include "numerical/factor/qr.hpp"
-#include "numerical/factor/triangular_solve.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/svd/range_guard.hpp"
 #include "numerical/svd/svd.hpp"
+#include "numerical/svd/tall_factors.hpp"
 #include "numerical/svd/unfused_product.hpp"
 
 #include <algorithm>
@@ -23,64 +22,11 @@ namespace {
 
 constexpr double eps = std::numeric_limits<double>::epsilon();
 
-// a, or its adjoint if it is wide, times 2^exponent: always tall.
-template <class T>
-std::vector<T> tall_times_power(const matrix<T>& a, int exponent)
-{
-    std::vector<T> tall =
-        a.rows >= a.cols ? copy_of(a.data.data(), a.data.size()) : std::move(adjoint(a).data);
-    multiply_by_power(tall.data(), tall.size(), exponent);
-    return tall;
-}
-
 template <class T>
 matrix<T> times_power(matrix<T> a, int exponent)
 {
     multiply_by_power(a.data.data(), a.data.size(), exponent);
     return a;
-}
-
-template <class T>
-double frobenius_norm(const std::vector<T>& a)
-{
-    double square = 0;
-    for (const T& x : a)
-        square += std::norm(x);
-    return std::sqrt(square);
-}
-
-// Whether the condition of the n × n R, by its Frobenius norm and that of R⁻¹, stays well below
-// what the rounding of so many rows can tell from infinity. A zero on the diagonal makes it
-// infinite or NaN. The inverse serves for nothing else.
-template <class T>
-bool clearly_regular(const std::vector<T>& r, std::size_t n, std::size_t rows)
-{
-    const double condition = frobenius_norm(r) * frobenius_norm(upper_inverse(r, n));
-    return 1.0 > condition * (static_cast<double>(rows) * eps) * 100.0;
-}
-
-// X = R⁻¹·(QᴴB) for an n × n R. By substitution, as in solve_wide: a product with the inverse would
-// leave residuals that grow with the condition of R (Higham 2002, section 14.1).
-template <class T>
-std::vector<T> solve_tall(qr_reflections<T>& qr, std::vector<T> b, std::size_t cols, std::size_t n)
-{
-    for (const reflector_block<T>& block : qr.blocks)
-        apply_reflector_block<block_operator::adjoint>(block, b, cols, 0, cols);
-    solve_upper<T>({qr.r.data(), n, n, n}, triangular_tile, {b.data(), n, cols, cols});
-    return copy_of(b.data(), n * cols);
-}
-
-// X = Q·(R⁻ᴴ·B), n rows, for an m × m R with m < n: Q and R are the factors of the adjoint.
-template <class T>
-std::vector<T> solve_wide(qr_reflections<T>& qr, std::vector<T> b, std::size_t cols, std::size_t n)
-{
-    const std::size_t m = b.size() / cols;
-    const matrix<T> lower = adjoint(matrix<T>(m, m, std::move(qr.r)));
-    solve_lower<T>({lower.data.data(), m, m, m}, triangular_tile, {b.data(), m, cols, cols});
-    b.resize(n * cols);
-    for (auto block = qr.blocks.rbegin(); block != qr.blocks.rend(); ++block)
-        apply_reflector_block<block_operator::direct>(*block, b, cols, 0, cols);
-    return b;
 }
 
 // The first columns of a matrix.
@@ -140,21 +86,25 @@ std::optional<matrix<T>> lstsq_by_qr(const matrix<T>& a, const matrix<T>& b)
     const double largest = largest_part(a.data);
     if (a.rows == 0 || largest == 0)
         return std::nullopt;
-    const int exponent = -std::ilogb(largest);
-    const std::size_t big = std::max(a.rows, a.cols);
-    const std::size_t small = std::min(a.rows, a.cols);
-    qr_reflections<T> qr = householder_reflect(tall_times_power(a, exponent), big, small);
-    if (!clearly_regular(qr.r, small, big))
+    const tall_factors<T> factors(a, largest);
+    if (!is_clearly_regular(factors.condition(), factors.rows))
         return std::nullopt;
     if (b.cols == 0)
         return zero_matrix<T>(a.cols, 0);
 
     const std::vector<int> guards = column_guards(b.data, b.cols);
-    std::vector<T> right = copy_of(b.data.data(), b.data.size());
-    multiply_columns(right, guards);
-    const auto solve = a.rows >= a.cols ? solve_tall<T> : solve_wide<T>;
-    std::vector<T> x = solve(qr, std::move(right), b.cols, a.cols);
-    multiply_columns(x, less_guards(exponent, guards));
+    std::vector<T> x = copy_of(b.data.data(), b.data.size());
+    multiply_columns(x, guards);
+    if (a.rows >= a.cols) {
+        factors.apply_adjoint(x, b.cols);
+        factors.solve(x, b.cols);
+        x.resize(a.cols * b.cols);
+    } else {
+        factors.solve_adjoint(x, b.cols);
+        x.resize(a.cols * b.cols);
+        factors.apply(x, b.cols);
+    }
+    multiply_columns(x, less_guards(factors.exponent, guards));
     return matrix<T>(a.cols, b.cols, std::move(x));
 }
 

@@ -1,0 +1,144 @@
+#include "numerical/svd/least_squares_fit.hpp"
+
+#include "numerical/checks.hpp"
+#include "numerical/errors.hpp"
+#include "numerical/gemm/block_view.hpp"
+#include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
+#include "numerical/svd/range_guard.hpp"
+#include "numerical/svd/svd.hpp"
+#include "numerical/svd/tall_factors.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <utility>
+
+namespace numerical {
+
+using detail::block_view;
+using detail::complex;
+using detail::tall_factors;
+
+namespace {
+
+// The squared norms of the columns from row `first` on, for columns that were taken times the
+// powers of two `guards`.
+template <class T>
+std::vector<double> squares_below(const std::vector<T>& b, std::size_t first,
+                                  const std::vector<int>& guards)
+{
+    const std::size_t cols = guards.size();
+    std::vector<double> squares(cols);
+    for (std::size_t at = first * cols; at < b.size(); at += cols)
+        for (std::size_t c = 0; c < cols; ++c)
+            squares[c] += std::norm(b[at + c]);
+    for (std::size_t c = 0; c < cols; ++c)
+        squares[c] = std::ldexp(squares[c], -2 * guards[c]);
+    return squares;
+}
+
+// The part of R⁻¹ that the counting singular values make: V·(S⁻¹·(UᴴB)), or for the adjoint
+// U·(S⁻¹·(VᴴB)), on the first rows of B.
+template <class T>
+void apply_inverse(const matrix<T>& to, const std::vector<double>& values, const matrix<T>& from,
+                   std::size_t rank, block_view<T> b)
+{
+    const std::size_t n = b.rows;
+    std::vector<T> along = detail::zeros<T>(rank * b.cols);
+    const matrix<T> rows = detail::adjoint(from);
+    detail::add_product<T>({rows.data.data(), rank, n, n}, b, {along.data(), rank, b.cols, b.cols});
+    for (std::size_t i = 0; i < rank; ++i)
+        for (std::size_t c = 0; c < b.cols; ++c)
+            along[i * b.cols + c] /= values[i];
+    for (std::size_t i = 0; i < n; ++i)
+        std::fill_n(b.row(i), b.cols, T(0));
+    detail::add_product<T>({to.data.data(), n, rank, n}, {along.data(), rank, b.cols, b.cols}, b);
+}
+
+// R⁻¹ or R⁻ᴴ on the first rows of `right`, without what doesn't count. Returns the singular values
+// of R, where it took them.
+template <class T>
+std::vector<double> invert_factor(const tall_factors<T>& factors, bool is_wide, double cutoff,
+                                  std::vector<T>& right, std::size_t cols)
+{
+    const std::size_t n = factors.order;
+    const double condition = factors.condition();
+    if (detail::is_clearly_regular(condition, factors.rows) && 1.0 > condition * cutoff) {
+        if (is_wide)
+            factors.solve_adjoint(right, cols);
+        else
+            factors.solve(right, cols);
+        return {};
+    }
+    svd_decomposition<T> svd(matrix<T>(n, n, factors.qr.r), svd_method::divide_and_conquer);
+    const double threshold = cutoff * svd.values[0];
+    const auto rank = static_cast<std::size_t>(std::count_if(
+        svd.values.begin(), svd.values.end(), [=](double value) { return value > threshold; }));
+    const block_view<T> first{right.data(), n, cols, cols};
+    if (is_wide)
+        apply_inverse(svd.u, svd.values, svd.v, rank, first);
+    else
+        apply_inverse(svd.v, svd.values, svd.u, rank, first);
+    return std::move(svd.values);
+}
+
+// Of a matrix without an element above zero.
+template <class T>
+least_squares_fit<T> fit_of_zero(const matrix<T>& a, const matrix<T>& b)
+{
+    const std::size_t k = std::min(a.rows, a.cols);
+    std::vector<double> missed;
+    if (a.rows >= a.cols)
+        missed = squares_below(b.data, a.cols, std::vector<int>(b.cols));
+    return {{a.cols, b.cols, detail::zeros<T>(detail::checked_mul(a.cols, b.cols))},
+            std::move(missed),
+            {k, k, detail::zeros<T>(k * k)},
+            1.0,
+            {}};
+}
+
+} // namespace
+
+template <class T>
+least_squares_fit<T> fit_least_squares(matrix<T> a, const matrix<T>& b, double cutoff)
+{
+    if (a.rows != b.rows)
+        throw dimension_error("lstsq: right-hand side size differs from the matrix");
+    detail::require_finite(a, "lstsq");
+    const double largest = detail::largest_part(a.data);
+    if (largest == 0)
+        return fit_of_zero(a, b);
+
+    const bool is_wide = a.rows < a.cols;
+    const std::size_t n = a.cols;
+    tall_factors<T> factors(std::move(a), largest);
+    const double scale = std::ldexp(1.0, -factors.exponent);
+    const std::vector<int> guards = detail::column_guards(b.data, b.cols);
+    std::vector<T> right = detail::copy_of(b.data.data(), b.data.size());
+    detail::multiply_columns(right, guards);
+
+    std::vector<double> missed;
+    if (!is_wide) {
+        factors.apply_adjoint(right, b.cols);
+        missed = squares_below(right, factors.order, guards);
+    }
+    std::vector<double> values = invert_factor(factors, is_wide, cutoff, right, b.cols);
+    for (double& value : values)
+        value *= scale;
+    right.resize(n * b.cols);
+    if (is_wide)
+        factors.apply(right, b.cols);
+    detail::multiply_columns(right, detail::less_guards(factors.exponent, guards));
+    return {{n, b.cols, std::move(right)},
+            std::move(missed),
+            {factors.order, factors.order, std::move(factors.qr.r)},
+            scale,
+            std::move(values)};
+}
+
+template least_squares_fit<double> fit_least_squares(matrix<double>, const matrix<double>&, double);
+template least_squares_fit<complex> fit_least_squares(matrix<complex>, const matrix<complex>&,
+                                                      double);
+
+} // namespace numerical

@@ -1,0 +1,33 @@
+#pragma once
+
+// A least-squares problem with all that is told of it: the solution, what it misses, and the matrix
+// by which singular values are had later, if they are asked for.
+
+#include "numerical/matrix.hpp"
+
+#include <vector>
+
+namespace numerical {
+
+template <class T>
+struct least_squares_fit
+{
+    matrix<T> x;
+    std::vector<double> missed; // of each column of A·X - B the squared norm if A has full rank
+    matrix<T> triangle;         // of A's smaller extent: its singular values times `scale` are A's
+    double scale;
+    std::vector<double> values; // the singular values, where finding X took them; else none
+};
+
+// The X of least norm among those that minimise each column of A·X - B. Singular values of A up to
+// cutoff times the largest count as zero. By Householder QR if the condition of R says that none
+// do, with the bits of lstsq; otherwise by the singular value decomposition of R, so that neither
+// way sees the matrix itself again. `missed` is empty unless A has at least as many rows as
+// columns.
+//
+// dimension_error "lstsq: right-hand side size differs from the matrix"; non_finite_error with the
+// name "lstsq" for A. What isn't finite in B goes through.
+template <class T>
+least_squares_fit<T> fit_least_squares(matrix<T> a, const matrix<T>& b, double cutoff);
+
+} // namespace numerical

@@ -1,0 +1,89 @@
+#include "numerical/svd/tall_factors.hpp"
+
+#include "numerical/factor/triangular_solve.hpp"
+#include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
+#include "numerical/svd/range_guard.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <limits>
+#include <utility>
+
+namespace numerical::detail {
+namespace {
+
+// a, or its adjoint if it is wide, times 2^exponent: always tall.
+template <class T>
+std::vector<T> tall_times_power(matrix<T> a, int exponent)
+{
+    std::vector<T> tall = std::move(a.rows >= a.cols ? a.data : adjoint(a).data);
+    multiply_by_power(tall.data(), tall.size(), exponent);
+    return tall;
+}
+
+template <class T>
+double frobenius_norm(const std::vector<T>& a)
+{
+    double square = 0;
+    for (const T& x : a)
+        square += std::norm(x);
+    return std::sqrt(square);
+}
+
+} // namespace
+
+template <class T>
+tall_factors<T>::tall_factors(matrix<T> a, double largest)
+    : rows(std::max(a.rows, a.cols)), order(std::min(a.rows, a.cols)),
+      exponent(-std::ilogb(largest)),
+      qr(householder_reflect(tall_times_power(std::move(a), exponent), rows, order))
+{
+}
+
+template <class T>
+double tall_factors<T>::condition() const
+{
+    return frobenius_norm(qr.r) * frobenius_norm(upper_inverse(qr.r, order));
+}
+
+template <class T>
+void tall_factors<T>::apply_adjoint(std::vector<T>& b, std::size_t cols) const
+{
+    for (const reflector_block<T>& block : qr.blocks)
+        apply_reflector_block<block_operator::adjoint>(block, b, cols, 0, cols);
+}
+
+template <class T>
+void tall_factors<T>::apply(std::vector<T>& b, std::size_t cols) const
+{
+    for (auto block = qr.blocks.rbegin(); block != qr.blocks.rend(); ++block)
+        apply_reflector_block<block_operator::direct>(*block, b, cols, 0, cols);
+}
+
+template <class T>
+void tall_factors<T>::solve(std::vector<T>& b, std::size_t cols) const
+{
+    solve_upper<T>({qr.r.data(), order, order, order}, triangular_tile,
+                   {b.data(), order, cols, cols});
+}
+
+template <class T>
+void tall_factors<T>::solve_adjoint(std::vector<T>& b, std::size_t cols) const
+{
+    const matrix<T> lower = adjoint(matrix<T>(order, order, qr.r));
+    solve_lower<T>({lower.data.data(), order, order, order}, triangular_tile,
+                   {b.data(), order, cols, cols});
+}
+
+bool is_clearly_regular(double condition, std::size_t rows)
+{
+    constexpr double eps = std::numeric_limits<double>::epsilon();
+    return 1.0 > condition * (static_cast<double>(rows) * eps) * 100.0;
+}
+
+template struct tall_factors<double>;
+template struct tall_factors<complex>;
+
+} // namespace numerical::detail

@@ -1,0 +1,41 @@
+#pragma once
+
+// The Householder factors that a least-squares problem begins with: those of the matrix or, where
+// it is wide, of its adjoint, taken times a power of two that brings its largest part near 1.
+
+#include "numerical/factor/qr.hpp"
+#include "numerical/matrix.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+template <class T>
+struct tall_factors
+{
+    std::size_t rows;     // the greater extent of the matrix
+    std::size_t order;    // the smaller one, of R
+    int exponent;         // of the power of two
+    qr_reflections<T> qr; // A·2^exponent = Q·R, or its adjoint
+
+    // `largest` is the largest real or imaginary part in the matrix, which has one above zero.
+    tall_factors(matrix<T> a, double largest);
+
+    // ‖R‖·‖R⁻¹‖ by Frobenius norms; infinite or NaN if there is a zero on R's diagonal.
+    double condition() const;
+
+    // B := QᴴB and B := Q·B for a B of `rows` rows.
+    void apply_adjoint(std::vector<T>& b, std::size_t cols) const;
+    void apply(std::vector<T>& b, std::size_t cols) const;
+
+    // The first `order` rows of B := R⁻¹·B, and R⁻ᴴ·B. By substitution: a product with the inverse
+    // would leave residuals that grow with the condition of R (Higham 2002, section 14.1).
+    void solve(std::vector<T>& b, std::size_t cols) const;
+    void solve_adjoint(std::vector<T>& b, std::size_t cols) const;
+};
+
+// Whether a condition is well below what the rounding of so many rows can tell from infinity.
+bool is_clearly_regular(double condition, std::size_t rows);
+
+} // namespace numerical::detail
