@@ -15,9 +15,8 @@ function(numerical_isa_flags)
       set(flags "-mavx2")
     elseif(name MATCHES "^avx2_")
       set(flags "-mavx2;-mfma")
-    elseif(name STREQUAL "portable_stack.cpp" AND NOT CMAKE_BUILD_TYPE STREQUAL "Release"
-           AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-      # Below -O3 g++ 12 fails inside on these lanes (gimple_expand_vec_cond_expr).
+    elseif(name STREQUAL "portable_stack.cpp" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+      # g++ 12 fails inside on these lanes (gimple_expand_vec_cond_expr).
       set(flags "-fno-tree-forwprop")
     else()
       continue()

@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <string>
-#include <type_traits>
 
 namespace numerical::package {
 namespace {
@@ -113,35 +112,23 @@ PyObject* complete_factors(const tensor<T>& a, const stack_shape& of)
     return pair_of(wrap(std::move(q)), wrap(std::move(r)));
 }
 
-// --- small real matrices -------------------------------------------------------------------------
-// By default they go through kernels of their own, alone as in a stack, and so have the same bits.
-bool has_small_spectrum(const operand& a, const stack_shape& of)
-{
-    return !a.is_complex() && stacks::is_small(of.rows);
-}
-
-bool has_small_svd(const operand& a, const stack_shape& of)
-{
-    return !a.is_complex() && stacks::is_small(of.rows, of.cols);
-}
-
 // --- eigenvalues ---------------------------------------------------------------------------------
+// By default small matrices go through kernels of their own, alone as in a stack, and so have the
+// same bits.
 template <class T>
 void find_eigenpairs(const tensor<T>& a, const stack_shape& of, eigen_method method, double* values,
                      T* vectors)
 {
-    if constexpr (std::is_same_v<T, double>)
-        if (method == eigen_method::divide_and_conquer && stacks::is_small(of.rows))
-            return stacks::small_eigh(of.count, dense(a, of), values, vectors);
+    if (method == eigen_method::divide_and_conquer && stacks::is_small(of.rows))
+        return stacks::small_eigh(of.count, dense(a, of), values, vectors);
     stacks::eigh(of.count, dense(a, of), method, values, vectors);
 }
 
 template <class T>
 void find_eigenvalues(const tensor<T>& a, const stack_shape& of, double* values)
 {
-    if constexpr (std::is_same_v<T, double>)
-        if (stacks::is_small(of.rows))
-            return stacks::small_eigenvalues(of.count, dense(a, of), values);
+    if (stacks::is_small(of.rows))
+        return stacks::small_eigenvalues(of.count, dense(a, of), values);
     stacks::eigenvalues(of.count, dense(a, of), values);
 }
 
@@ -176,18 +163,16 @@ template <class T>
 void find_triplets(std::size_t count, const matrix_stack<T>& a, svd_method method,
                    const singular_triplets<T>& to)
 {
-    if constexpr (std::is_same_v<T, double>)
-        if (method == svd_method::divide_and_conquer && stacks::is_small(a.rows, a.cols))
-            return stacks::small_svd(count, a, to.u, to.values, to.vh);
+    if (method == svd_method::divide_and_conquer && stacks::is_small(a.rows, a.cols))
+        return stacks::small_svd(count, a, to.u, to.values, to.vh);
     stacks::svd(count, a, method, to.u, to.values, to.vh);
 }
 
 template <class T>
 void find_singular_values(const tensor<T>& a, const stack_shape& of, double* values)
 {
-    if constexpr (std::is_same_v<T, double>)
-        if (stacks::is_small(of.rows, of.cols))
-            return stacks::small_singular_values(of.count, dense(a, of), values);
+    if (stacks::is_small(of.rows, of.cols))
+        return stacks::small_singular_values(of.count, dense(a, of), values);
     stacks::singular_values(of.count, dense(a, of), values);
 }
 
@@ -296,7 +281,7 @@ PyObject* eigh(const binding::call_arguments& call)
     const operand a(given);
     const stack_shape of = square_stack_of(a, "eigh");
     const std::string method = binding::to_text(method_name);
-    if (of.is_single() && !has_small_spectrum(a, of))
+    if (of.is_single() && !stacks::is_small(of.rows))
         return telling({given}, {}, [&] {
             auto [values, vectors] = boundary::eigh(a.value(), method);
             return pair_of(wrap(std::move(values)), wrap(std::move(vectors)));
@@ -322,7 +307,7 @@ PyObject* svd(const binding::call_arguments& call)
     const std::string method = binding::to_text(method_name);
     const stack_shape of = stack_of(a, "svd");
     const bool is_thin = !complete || of.rows == of.cols;
-    if (of.is_single() && is_thin && !has_small_svd(a, of))
+    if (of.is_single() && is_thin && !stacks::is_small(of.rows, of.cols))
         return telling({given}, {}, [&] {
             auto [u, values, vh] = boundary::svd(a.value(), method);
             return triple_of(wrap(std::move(u)), wrap(std::move(values)), wrap(std::move(vh)));

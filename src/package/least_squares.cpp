@@ -7,7 +7,6 @@
 #include "package/matrices.hpp"
 
 #include <optional>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -19,9 +18,8 @@ using boundary::wrap;
 template <class T>
 void find_pseudo_inverses(const tensor<T>& a, const stack_shape& of, T* inverses)
 {
-    if constexpr (std::is_same_v<T, double>)
-        if (stacks::is_small(of.rows, of.cols))
-            return stacks::small_pinv(of.count, dense(a, of), inverses);
+    if (stacks::is_small(of.rows, of.cols))
+        return stacks::small_pinv(of.count, dense(a, of), inverses);
     stacks::pinv(of.count, dense(a, of), inverses);
 }
 
@@ -38,7 +36,9 @@ template <class T>
 PyObject* ranks(const tensor<T>& a, const stack_shape& of)
 {
     std::vector<std::size_t> found(of.count);
-    computed(a.data.size(), [&] { stacks::matrix_rank(of.count, dense(a, of), found.data()); });
+    const auto find =
+        stacks::is_small(of.rows, of.cols) ? stacks::small_matrix_rank<T> : stacks::matrix_rank<T>;
+    computed(a.data.size(), [&] { find(of.count, dense(a, of), found.data()); });
     if (of.is_single())
         return PyLong_FromSize_t(found[0]);
     return wrap(tensor<double>(of.lead, std::vector<double>(found.begin(), found.end())));
@@ -106,8 +106,7 @@ PyObject* pinv(const binding::call_arguments& call)
     const operand a(given);
     const stack_shape of = stack_of(a, "pinv");
     return telling({given}, of.lead, [&] {
-        const bool small = !a.is_complex() && stacks::is_small(of.rows, of.cols);
-        if (of.is_single() && !small)
+        if (of.is_single() && !stacks::is_small(of.rows, of.cols))
             return wrap(boundary::pinv(a.value()));
         return by_type(a, [&](const auto& x) { return pseudo_inverses(x, of); });
     });

@@ -49,11 +49,20 @@ const small_product_kernels avx512_small_products{
 
 const jacobi_kernels avx512_jacobi{
     lanes::width,
-    eigen_in_lanes<jacobi_results::values_and_vectors>,
-    eigen_in_lanes<jacobi_results::values>,
-    svd_in_lanes,
-    singular_values_in_lanes,
-    pinv_in_lanes,
+    eigen_in_lanes<real_number, jacobi_results::values_and_vectors>,
+    eigen_in_lanes<real_number, jacobi_results::values>,
+    svd_in_lanes<real_number>,
+    singular_values_in_lanes<real_number>,
+    pinv_in_lanes<real_number>,
+};
+
+const jacobi_kernels avx512_complex_jacobi{
+    lanes::width,
+    eigen_in_lanes<complex_number, jacobi_results::values_and_vectors>,
+    eigen_in_lanes<complex_number, jacobi_results::values>,
+    svd_in_lanes<complex_number>,
+    singular_values_in_lanes<complex_number>,
+    pinv_in_lanes<complex_number>,
 };
 
 } // namespace numerical::detail

@@ -1,6 +1,6 @@
 #pragma once
 
-// Jacobi's method for real symmetric matrices, in the cyclic order (Forsythe and Henrici 1960;
+// Jacobi's method for Hermitian matrices, in the cyclic order (Forsythe and Henrici 1960;
 // Rutishauser 1966). For the kernels' own sources only.
 
 #include "numerical/stacks/lane_rotations.hpp"
@@ -11,68 +11,74 @@ namespace {
 // Lanes where off-diagonal element b of diagonal elements x and y counts: where |b| is above half
 // an eps of √|x·y|, which keeps the relative accuracy of the small values of a graded definite
 // matrix (Demmel and Veselić 1992).
-inline mask is_off_diagonal(vector b, vector x, vector y)
+template <class number>
+mask is_off_diagonal(number b, vector x, vector y)
 {
     const vector bound = lanes::times(lanes::magnitude(lanes::times(x, y)), lanes::all(0x1p-106));
-    return lanes::greater(lanes::times(b, b), bound);
+    return lanes::greater(square(b), bound);
 }
 
-// A := JᵀAJ by its lower triangle. The lanes that changed are the result.
-inline mask annihilate(tile<real_number> a, std::size_t p, std::size_t q, lane_rotation& by)
+// A := JᴴAJ by its lower triangle. The lanes that changed are the result.
+template <class number>
+mask annihilate(tile<number> a, std::size_t p, std::size_t q, lane_rotation<number>& by)
 {
-    const vector b = a(q, p).re;
+    const number b = a(q, p);
     const vector x = a(p, p).re;
     const vector y = a(q, q).re;
     const mask turns = is_off_diagonal(b, x, y);
     if (lanes::bits(turns) == 0)
         return turns;
     by = diagonalising(lanes::minus(y, x), b, turns);
-    const vector gain = lanes::times(by.t, b);
-    a.set(p, p, {lanes::minus(x, gain)});
-    a.set(q, q, {lanes::plus(y, gain)});
-    a.set(q, p, {lanes::chosen(turns, lanes::all(0), b)});
+    const vector gain = inner_product(by.t, b);
+    a.set(p, p, number::of_real(lanes::minus(x, gain)));
+    a.set(q, q, number::of_real(lanes::plus(y, gain)));
+    a.set(q, p, number::chosen(turns, number::all(0), b));
     for (std::size_t k = 0; k < p; ++k)
-        rotate(by, a.at(p, k), a.at(q, k));
+        rotate(by.conjugated(), a.at(p, k), a.at(q, k));
     for (std::size_t k = p + 1; k < q; ++k)
-        rotate(by, a.at(k, p), a.at(q, k));
+        rotate_with_conjugate(by, a.at(k, p), a.at(q, k));
     for (std::size_t k = q + 1; k < a.cols; ++k)
         rotate(by, a.at(k, p), a.at(k, q));
     return turns;
 }
 
-// Lanes whose lower triangle is too large, too small, or not finite become zero.
-inline mask set_aside_extremes(tile<real_number> a)
+// Drops imaginary parts on the diagonal. Lanes whose lower triangle is too large, too small, or not
+// finite become zero.
+template <class number>
+mask set_aside_extremes(tile<number> a)
 {
     vector sum = lanes::all(0);
-    for (std::size_t i = 0; i < a.cols; ++i)
+    for (std::size_t i = 0; i < a.cols; ++i) {
         for (std::size_t j = 0; j <= i; ++j)
-            sum = lanes::plus(sum, lanes::magnitude(a(i, j).re));
+            sum = lanes::plus(sum, magnitudes(a(i, j)));
+        a.set(i, i, number::of_real(a(i, i).re));
+    }
     const mask fits = lanes::both(lanes::at_least(sum, lanes::all(0x1p-200)),
                                   lanes::at_least(lanes::all(0x1p200), sum));
     const mask extreme = lanes::inverted(lanes::either(fits, lanes::equal(sum, lanes::all(0))));
     if (lanes::bits(extreme) != 0)
         for (std::size_t i = 0; i < a.cols; ++i)
             for (std::size_t j = 0; j <= i; ++j)
-                a.set(i, j, real_number::chosen(extreme, real_number::all(0), a(i, j)));
+                a.set(i, j, number::chosen(extreme, number::all(0), a(i, j)));
     return extreme;
 }
 
-template <jacobi_results results>
+template <class number, jacobi_results results>
 unsigned eigen_in_lanes(const lane_operands& operands)
 {
     constexpr bool with_vectors = results == jacobi_results::values_and_vectors;
     suspicion suspects;
     const std::size_t n = operands.rows;
-    const tile<real_number> a{operands.scratch, n};
-    const tile<real_number> vectors{a.at(n, 0), n}; // by rows
+    const tile<number> a{operands.scratch, n};
+    const tile<number> vectors{a.at(n, 0), n}; // by rows
     const tile<real_number> values{vectors.at(n, 0), 1};
-    interleave(operands.a, n * n, a.first);
+    interleave(operands.a, n * n * number::doubles, a.first);
     suspects.add(set_aside_extremes(a));
     if constexpr (with_vectors)
         set_identity(vectors);
 
     suspects.add(sweep_until_clean(n, [&](std::size_t p, std::size_t q) {
-        lane_rotation by;
+        lane_rotation<number> by;
         const mask turned = annihilate(a, p, q, by);
         if constexpr (with_vectors)
             if (lanes::bits(turned) != 0)
@@ -81,7 +87,7 @@ unsigned eigen_in_lanes(const lane_operands& operands)
     }));
 
     for (std::size_t i = 0; i < n; ++i)
-        values.set(i, 0, a(i, i));
+        values.set(i, 0, {a(i, i).re});
     const auto descends = [](vector x, vector y) { return lanes::greater(x, y); };
     if constexpr (with_vectors) {
         order_rows(values, n, descends, vectors);

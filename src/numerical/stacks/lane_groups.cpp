@@ -18,12 +18,33 @@ const lane_kernels& lane_kernels_for(std::complex<double>)
     return path == avx2_path ? avx2_complex_lanes : portable_complex_lanes;
 }
 
-const jacobi_kernels& jacobi_kernels_for(std::size_t count)
+namespace {
+
+// The path whose vectors suit so many matrices.
+int jacobi_path(std::size_t count)
 {
     const int path = gemm_path_current();
-    if (path == avx512_path && (count > avx2_jacobi.width || !cpu_features().avx2))
+    if (path == avx512_path && count <= avx2_jacobi.width && cpu_features().avx2)
+        return avx2_path;
+    return path;
+}
+
+} // namespace
+
+const jacobi_kernels& jacobi_kernels_for(double, std::size_t count)
+{
+    const int path = jacobi_path(count);
+    if (path == avx512_path)
         return avx512_jacobi;
-    return path == portable_path ? portable_jacobi : avx2_jacobi;
+    return path == avx2_path ? avx2_jacobi : portable_jacobi;
+}
+
+const jacobi_kernels& jacobi_kernels_for(std::complex<double>, std::size_t count)
+{
+    const int path = jacobi_path(count);
+    if (path == avx512_path)
+        return avx512_complex_jacobi;
+    return path == avx2_path ? avx2_complex_jacobi : portable_complex_jacobi;
 }
 
 } // namespace numerical::detail

@@ -21,7 +21,8 @@ namespace numerical::detail {
 const lane_kernels& lane_kernels_for(double);
 const lane_kernels& lane_kernels_for(std::complex<double>);
 // For so many matrices; fewer than fill the path's vectors are done sooner in narrower ones.
-const jacobi_kernels& jacobi_kernels_for(std::size_t count);
+const jacobi_kernels& jacobi_kernels_for(double, std::size_t count);
+const jacobi_kernels& jacobi_kernels_for(std::complex<double>, std::size_t count);
 
 template <class T>
 constexpr std::size_t greatest_lane_order =
@@ -61,9 +62,10 @@ struct lane_results
 // Calls the job's kernel for groups of matrices. finish(i, trusted) is called after its kernel: if
 // its lane isn't trusted they are to be made otherwise. The idle lanes of a last group repeat its
 // last matrix: they write the same once more.
-template <class T, class Finish>
+template <class T, class Result = T, class Finish>
 void run_in_lanes(const lane_job& job, std::size_t count, const matrix_stack<T>& a,
-                  const matrix_stack<T>& b, const lane_results<T>& results, const Finish& finish)
+                  const matrix_stack<T>& b, const lane_results<Result>& results,
+                  const Finish& finish)
 {
     const auto run_group = [&](std::size_t group) {
         const std::size_t first = group * job.width;

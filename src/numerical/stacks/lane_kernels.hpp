@@ -86,7 +86,7 @@ struct lane_kernels
     lane_kernel fused_qr;      // both
 };
 
-// Jacobi's methods for real matrices. They aren't the single call's, and nothing is fused: their
+// Jacobi's methods. They aren't the single call's, and nothing is fused: their
 // bits are the same on all paths.
 struct jacobi_kernels
 {
@@ -118,8 +118,11 @@ extern const small_product_kernels avx2_small_products;
 extern const small_product_kernels avx512_small_products;
 
 extern const jacobi_kernels portable_jacobi;
+extern const jacobi_kernels portable_complex_jacobi;
 extern const jacobi_kernels avx2_jacobi;
+extern const jacobi_kernels avx2_complex_jacobi;
 extern const jacobi_kernels avx512_jacobi;
+extern const jacobi_kernels avx512_complex_jacobi;
 
 extern const lane_kernels portable_real_lanes;
 extern const lane_kernels portable_complex_lanes;

@@ -27,6 +27,8 @@ struct real_number
 
     static real_number all(double x) { return {lanes::all(x)}; }
 
+    static real_number of_real(vector x) { return {x}; }
+
     void store(double* x) const { lanes::store(x, re); }
 
     real_number conjugated() const { return *this; }
@@ -55,6 +57,8 @@ struct complex_number
     }
 
     static complex_number all(double x) { return {lanes::all(x), lanes::all(0)}; }
+
+    static complex_number of_real(vector x) { return {x, lanes::all(0)}; }
 
     void store(double* x) const
     {

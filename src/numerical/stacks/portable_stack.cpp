@@ -40,11 +40,20 @@ const lane_kernels portable_complex_lanes{
 
 const jacobi_kernels portable_jacobi{
     lanes::width,
-    eigen_in_lanes<jacobi_results::values_and_vectors>,
-    eigen_in_lanes<jacobi_results::values>,
-    svd_in_lanes,
-    singular_values_in_lanes,
-    pinv_in_lanes,
+    eigen_in_lanes<real_number, jacobi_results::values_and_vectors>,
+    eigen_in_lanes<real_number, jacobi_results::values>,
+    svd_in_lanes<real_number>,
+    singular_values_in_lanes<real_number>,
+    pinv_in_lanes<real_number>,
+};
+
+const jacobi_kernels portable_complex_jacobi{
+    lanes::width,
+    eigen_in_lanes<complex_number, jacobi_results::values_and_vectors>,
+    eigen_in_lanes<complex_number, jacobi_results::values>,
+    svd_in_lanes<complex_number>,
+    singular_values_in_lanes<complex_number>,
+    pinv_in_lanes<complex_number>,
 };
 
 } // namespace numerical::detail

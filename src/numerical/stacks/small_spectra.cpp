@@ -1,35 +1,48 @@
 #include "numerical/stacks/lane_groups.hpp"
 #include "numerical/stacks/stacks.hpp"
+#include "numerical/svd/least_squares.hpp"
 
 #include <algorithm>
+#include <complex>
+#include <vector>
 
 namespace numerical {
 namespace {
 
+using complex = std::complex<double>;
 using detail::jacobi_kernels;
 using detail::lane_kernel;
 using detail::lane_results;
-using real_stack = matrix_stack<double>;
+
+template <class T>
+constexpr std::size_t parts = sizeof(T) / sizeof(double);
+
+template <class T>
+double* parts_of(T* elements)
+{
+    return reinterpret_cast<double*>(elements);
+}
 
 // The kernel of the operation for all matrices, otherwise(i) for those that it can't do.
-template <class Otherwise>
-void run_jacobi(lane_kernel jacobi_kernels::*operation, std::size_t count, const real_stack& a,
+template <class T, class Otherwise>
+void run_jacobi(lane_kernel jacobi_kernels::*operation, std::size_t count, const matrix_stack<T>& a,
                 const lane_results<double>& results, const Otherwise& otherwise)
 {
-    const jacobi_kernels& kernels = detail::jacobi_kernels_for(count);
+    const jacobi_kernels& kernels = detail::jacobi_kernels_for(T(), count);
     detail::first_failure failures;
     const auto finish = [&](std::size_t i, bool trusted) {
         if (!trusted)
             failures.attempt(i, [&] { otherwise(i); });
     };
     const std::size_t longest = std::max(a.rows, a.cols);
-    detail::run_in_lanes<double>({kernels.*operation, kernels.width, a.rows, a.cols, longest},
-                                 count, a, a, results, finish);
+    detail::run_in_lanes<T>({kernels.*operation, kernels.width, a.rows, a.cols, longest}, count, a,
+                            a, results, finish);
     failures.rethrow();
 }
 
 // The matrix of one place as a stack.
-real_stack alone(const real_stack& a, std::size_t i)
+template <class T>
+matrix_stack<T> alone(const matrix_stack<T>& a, std::size_t i)
 {
     return {a.at(i), a.rows, a.cols, 0};
 }
@@ -57,10 +70,12 @@ bool stacks::is_small(std::size_t rows, std::size_t cols)
     return is_small(std::min(rows, cols)) && std::max(rows, cols) <= greatest_small_length;
 }
 
-void stacks::small_eigh(std::size_t count, const real_stack& a, double* values, double* vectors)
+template <class T>
+void stacks::small_eigh(std::size_t count, const matrix_stack<T>& a, double* values, T* vectors)
 {
     const std::size_t n = a.rows;
-    run_jacobi(&jacobi_kernels::eigh, count, a, {values, n, vectors, n * n}, [&](std::size_t i) {
+    const lane_results<double> results{values, n, parts_of(vectors), n * n * parts<T>};
+    run_jacobi(&jacobi_kernels::eigh, count, a, results, [&](std::size_t i) {
         unwrapped([&] {
             eigh(1, alone(a, i), eigen_method::divide_and_conquer, values + i * n,
                  vectors + i * n * n);
@@ -68,27 +83,30 @@ void stacks::small_eigh(std::size_t count, const real_stack& a, double* values, 
     });
 }
 
-void stacks::small_eigenvalues(std::size_t count, const real_stack& a, double* values)
+template <class T>
+void stacks::small_eigenvalues(std::size_t count, const matrix_stack<T>& a, double* values)
 {
     run_jacobi(&jacobi_kernels::eigenvalues, count, a, {values, a.rows}, [&](std::size_t i) {
         unwrapped([&] { eigenvalues(1, alone(a, i), values + i * a.rows); });
     });
 }
 
-void stacks::small_svd(std::size_t count, const real_stack& a, double* u, double* values,
-                       double* vh)
+template <class T>
+void stacks::small_svd(std::size_t count, const matrix_stack<T>& a, T* u, double* values, T* vh)
 {
     const std::size_t k = std::min(a.rows, a.cols);
-    const lane_results<double> results{values, k, u, a.rows * k, vh, k * a.cols};
+    const lane_results<double> results{
+        values, k, parts_of(u), a.rows * k * parts<T>, parts_of(vh), k * a.cols * parts<T>};
     run_jacobi(&jacobi_kernels::svd, count, a, results, [&](std::size_t i) {
         unwrapped([&] {
-            svd(1, alone(a, i), svd_method::divide_and_conquer, results.second_at(i), results.at(i),
-                results.third_at(i));
+            svd(1, alone(a, i), svd_method::divide_and_conquer, u + i * a.rows * k, values + i * k,
+                vh + i * k * a.cols);
         });
     });
 }
 
-void stacks::small_singular_values(std::size_t count, const real_stack& a, double* values)
+template <class T>
+void stacks::small_singular_values(std::size_t count, const matrix_stack<T>& a, double* values)
 {
     const std::size_t k = std::min(a.rows, a.cols);
     run_jacobi(&jacobi_kernels::singular_values, count, a, {values, k}, [&](std::size_t i) {
@@ -96,12 +114,45 @@ void stacks::small_singular_values(std::size_t count, const real_stack& a, doubl
     });
 }
 
-void stacks::small_pinv(std::size_t count, const real_stack& a, double* inverses)
+// An untrusted matrix takes its rank from the single call, and leaves values of no use.
+template <class T>
+void stacks::small_matrix_rank(std::size_t count, const matrix_stack<T>& a, std::size_t* ranks)
+{
+    constexpr std::size_t unknown = static_cast<std::size_t>(-1);
+    const std::size_t k = std::min(a.rows, a.cols);
+    std::vector<double> values(count * k);
+    std::fill_n(ranks, count, unknown);
+    run_jacobi(&jacobi_kernels::singular_values, count, a, {values.data(), k},
+               [&](std::size_t i) { unwrapped([&] { matrix_rank(1, alone(a, i), ranks + i); }); });
+    for (std::size_t i = 0; i < count; ++i)
+        if (ranks[i] == unknown) {
+            const double* const first = values.data() + i * k;
+            ranks[i] = detail::count_above_threshold({first, first + k}, a.rows, a.cols);
+        }
+}
+
+template <class T>
+void stacks::small_pinv(std::size_t count, const matrix_stack<T>& a, T* inverses)
 {
     const std::size_t size = a.rows * a.cols;
-    run_jacobi(&jacobi_kernels::pinv, count, a, {inverses, size}, [&](std::size_t i) {
-        unwrapped([&] { pinv(1, alone(a, i), inverses + i * size); });
-    });
+    run_jacobi(
+        &jacobi_kernels::pinv, count, a, {parts_of(inverses), size * parts<T>},
+        [&](std::size_t i) { unwrapped([&] { pinv(1, alone(a, i), inverses + i * size); }); });
 }
+
+template void stacks::small_eigh(std::size_t, const matrix_stack<double>&, double*, double*);
+template void stacks::small_eigenvalues(std::size_t, const matrix_stack<double>&, double*);
+template void stacks::small_svd(std::size_t, const matrix_stack<double>&, double*, double*,
+                                double*);
+template void stacks::small_singular_values(std::size_t, const matrix_stack<double>&, double*);
+template void stacks::small_matrix_rank(std::size_t, const matrix_stack<double>&, std::size_t*);
+template void stacks::small_pinv(std::size_t, const matrix_stack<double>&, double*);
+template void stacks::small_eigh(std::size_t, const matrix_stack<complex>&, double*, complex*);
+template void stacks::small_eigenvalues(std::size_t, const matrix_stack<complex>&, double*);
+template void stacks::small_svd(std::size_t, const matrix_stack<complex>&, complex*, double*,
+                                complex*);
+template void stacks::small_singular_values(std::size_t, const matrix_stack<complex>&, double*);
+template void stacks::small_matrix_rank(std::size_t, const matrix_stack<complex>&, std::size_t*);
+template void stacks::small_pinv(std::size_t, const matrix_stack<complex>&, complex*);
 
 } // namespace numerical

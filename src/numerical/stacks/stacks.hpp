@@ -64,10 +64,10 @@ void svd(std::size_t count, const matrix_stack<T>& a, svd_method method, T* u, d
 template <class T>
 void singular_values(std::size_t count, const matrix_stack<T>& a, double* values);
 
-// Small real matrices by Jacobi's methods, many side by side. Their results are as accurate as
-// those of the other functions but not the same to the bit. They depend neither on the place, the
-// count and the threads nor, where no matrix is extreme or singular, on the path. What these
-// methods can't do is done by eigh and svd by divide and conquer and by pinv, whose failures they
+// Small matrices by Jacobi's methods, many side by side. Their results are as accurate as those of
+// the other functions but not the same to the bit. They depend neither on the place, the count and
+// the threads nor, where no matrix is extreme or singular, on the path. What these methods can't do
+// is done by eigh and svd by divide and conquer, by pinv and by matrix_rank, whose failures they
 // share.
 constexpr std::size_t least_small_order = 2;
 constexpr std::size_t greatest_small_order = 8;
@@ -80,20 +80,26 @@ bool is_small(std::size_t order);
 bool is_small(std::size_t rows, std::size_t cols);
 
 // By cyclic Jacobi (Rutishauser 1966).
-void small_eigh(std::size_t count, const matrix_stack<double>& a, double* values, double* vectors);
+template <class T>
+void small_eigh(std::size_t count, const matrix_stack<T>& a, double* values, T* vectors);
 
 // The values of small_eigh.
-void small_eigenvalues(std::size_t count, const matrix_stack<double>& a, double* values);
+template <class T>
+void small_eigenvalues(std::size_t count, const matrix_stack<T>& a, double* values);
 
 // By one-sided Jacobi (Hestenes 1958; de Rijk 1989).
-void small_svd(std::size_t count, const matrix_stack<double>& a, double* u, double* values,
-               double* vh);
+template <class T>
+void small_svd(std::size_t count, const matrix_stack<T>& a, T* u, double* values, T* vh);
 
-// The values of small_svd.
-void small_singular_values(std::size_t count, const matrix_stack<double>& a, double* values);
+// The values of small_svd, and how many of them count.
+template <class T>
+void small_singular_values(std::size_t count, const matrix_stack<T>& a, double* values);
+template <class T>
+void small_matrix_rank(std::size_t count, const matrix_stack<T>& a, std::size_t* ranks);
 
 // By the triplets of small_svd.
-void small_pinv(std::size_t count, const matrix_stack<double>& a, double* inverses);
+template <class T>
+void small_pinv(std::size_t count, const matrix_stack<T>& a, T* inverses);
 
 // The pseudo-inverses, cols × rows.
 template <class T>

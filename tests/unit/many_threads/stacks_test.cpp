@@ -31,22 +31,22 @@ std::vector<T> results_of(const std::vector<T>& elements, std::size_t count, std
     return results;
 }
 
-TEST(small_stacks_on_64_cores, have_the_bits_of_one_core)
+TYPED_TEST(stacks_on_64_cores, have_the_small_spectra_of_one_core)
 {
     const std::size_t count = 1000;
     for (const std::size_t n : {3UL, 8UL}) {
         const std::size_t size = count * n * n;
-        const auto elements = test::random_vector<double>(size, 1);
-        const numerical::matrix_stack<double> a{elements.data(), n, n, n * n};
+        const auto elements = test::random_vector<TypeParam>(size, 1);
+        const numerical::matrix_stack<TypeParam> a{elements.data(), n, n, n * n};
         const auto on = [&](std::size_t threads) {
             const test::thread_limit cap(threads);
-            std::vector<double> results(4 * size + 2 * count * n);
-            double* const values = results.data() + 4 * size;
-            stacks::small_eigh(count, a, values, results.data());
-            stacks::small_svd(count, a, results.data() + size, values + count * n,
+            std::vector<TypeParam> results(4 * size);
+            std::vector<double> values(2 * count * n);
+            stacks::small_eigh(count, a, values.data(), results.data());
+            stacks::small_svd(count, a, results.data() + size, values.data() + count * n,
                               results.data() + 2 * size);
             stacks::small_pinv(count, a, results.data() + 3 * size);
-            return results;
+            return std::pair(results, values);
         };
         const auto serial = on(1);
         for (const std::size_t threads : {2UL, 3UL, 7UL, 64UL})
