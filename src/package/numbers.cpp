@@ -368,7 +368,9 @@ PyObject* diff(const binding::call_arguments& call)
     const std::size_t axis =
         axis_given == nullptr ? a.rank() - 1 : axis_parameter(axis_given, a.rank());
     return by_type(a, [&](const auto& x) {
-        return wrap(times == 0 ? x : repeated_differences(x, axis, times));
+        if (times != 0)
+            return wrap(repeated_differences(x, axis, times));
+        return wrap(std::decay_t<decltype(x)>(x));
     });
 }
 

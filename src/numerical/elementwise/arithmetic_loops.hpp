@@ -4,6 +4,7 @@
 // the target that includes them. Each target needs its own copy: hence the internal linkage.
 
 #include "numerical/elementwise/arithmetic_kernels.hpp"
+#include "numerical/elementwise/streamed_rows.hpp"
 
 #include <cstddef>
 
@@ -42,7 +43,7 @@ struct real_loop
     }
 };
 
-// Sums and differences, part by part.
+// Sums and differences of n / 2 complex numbers, part by part.
 template <class Operation>
 struct complex_loop
 {
@@ -50,12 +51,26 @@ struct complex_loop
     static void run(const double* __restrict left, const double* __restrict right,
                     double* __restrict out, std::size_t n)
     {
-        for (std::size_t j = 0; j < 2 * n; j += 2) {
+        for (std::size_t j = 0; j < n; j += 2) {
             const double* x = left + j * left_step;
             const double* y = right + j * right_step;
             out[j] = Operation::of(x[0], y[0]);
             out[j + 1] = Operation::of(x[1], y[1]);
         }
+    }
+};
+
+// A loop over doubles as a row of numbers of so many parts.
+template <class Stream, class Loop, std::size_t parts>
+struct streamed
+{
+    template <std::size_t left_step, std::size_t right_step>
+    static void run(const double* left, const double* right, double* out, std::size_t n)
+    {
+        write_row<Stream>(out, parts * n, [=](std::size_t first, double* to, std::size_t count) {
+            Loop::template run<left_step, right_step>(left + first * left_step,
+                                                      right + first * right_step, to, count);
+        });
     }
 };
 
@@ -67,33 +82,25 @@ template <class Loop>
 constexpr rows_by_form<checked_row> products_of{
     {Loop::template run<1, 1>, Loop::template run<1, 0>, Loop::template run<0, 1>}};
 
-void negatives(const double* __restrict x, double* __restrict out, std::size_t n)
-{
-    for (std::size_t i = 0; i < n; ++i)
-        out[i] = -x[i];
-}
+constexpr auto negative_of = [](double x) { return -x; };
+constexpr auto square_root_of = [](double x) { return __builtin_sqrt(x); };
+constexpr auto magnitude_of = [](double x) { return __builtin_fabs(x); };
 
-void square_roots(const double* __restrict x, double* __restrict out, std::size_t n)
-{
-    for (std::size_t i = 0; i < n; ++i)
-        out[i] = __builtin_sqrt(x[i]);
-}
+template <class Stream, class Operation>
+constexpr auto real_rows_of = rows_of<streamed<Stream, real_loop<Operation>, 1>>;
 
-void magnitudes(const double* __restrict x, double* __restrict out, std::size_t n)
-{
-    for (std::size_t i = 0; i < n; ++i)
-        out[i] = __builtin_fabs(x[i]);
-}
+template <class Stream, class Operation>
+constexpr auto complex_rows_of = rows_of<streamed<Stream, complex_loop<Operation>, 2>>;
 
-template <class Product>
+template <class Stream, class Product>
 constexpr arithmetic_kernels arithmetic_with{
-    {rows_of<real_loop<plus>>, rows_of<real_loop<minus>>, rows_of<real_loop<times>>,
-     rows_of<real_loop<over>>},
-    {rows_of<complex_loop<plus>>, rows_of<complex_loop<minus>>},
+    {real_rows_of<Stream, plus>, real_rows_of<Stream, minus>, real_rows_of<Stream, times>,
+     real_rows_of<Stream, over>},
+    {complex_rows_of<Stream, plus>, complex_rows_of<Stream, minus>},
     products_of<Product>,
-    negatives,
-    square_roots,
-    magnitudes};
+    number_row_of<Stream>(negative_of),
+    number_row_of<Stream>(square_root_of),
+    number_row_of<Stream>(magnitude_of)};
 
 } // namespace
 } // namespace numerical::detail

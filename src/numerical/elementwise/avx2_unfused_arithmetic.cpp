@@ -1,6 +1,7 @@
 #include "numerical/elementwise/arithmetic_kernels.hpp"
 
 #include "numerical/elementwise/arithmetic_loops.hpp"
+#include "numerical/elementwise/avx2_stream.hpp"
 
 #include <immintrin.h>
 
@@ -50,6 +51,6 @@ struct product_loop
 
 } // namespace
 
-constexpr arithmetic_kernels avx2_arithmetic = arithmetic_with<product_loop>;
+constexpr arithmetic_kernels avx2_arithmetic = arithmetic_with<avx2_stream, product_loop>;
 
 } // namespace numerical::detail

@@ -4,6 +4,7 @@
 // target that includes them. Each target needs its own copy: hence the internal linkage.
 
 #include "numerical/elementwise/number_kernels.hpp"
+#include "numerical/elementwise/streamed_rows.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -42,46 +43,46 @@ constexpr auto greater_than = [](double x, double y) { return one_if(x > y); };
 constexpr auto greater_equal = [](double x, double y) { return one_if(x >= y); };
 constexpr auto equal = [](double x, double y) { return one_if(x == y); };
 constexpr auto not_equal = [](double x, double y) { return one_if(x != y); };
-constexpr auto maximum = [](double x, double y) { return ((x >= y) | (x != x)) ? x : y; };
-constexpr auto minimum = [](double x, double y) { return ((x <= y) | (x != x)) ? x : y; };
+// The first choice is the processor's own instruction and gives x for a NaN beside it.
+constexpr auto maximum = [](double x, double y) {
+    const double greater = y > x ? y : x;
+    return y != y ? y : greater;
+};
+constexpr auto minimum = [](double x, double y) {
+    const double lesser = y < x ? y : x;
+    return y != y ? y : lesser;
+};
 constexpr auto logical_and = [](double x, double y) { return one_if((x != 0) & (y != 0)); };
 constexpr auto logical_or = [](double x, double y) { return one_if((x != 0) | (y != 0)); };
 constexpr auto logical_xor = [](double x, double y) { return one_if((x != 0) != (y != 0)); };
 
-template <class F>
-void each_number(const double* __restrict x, double* __restrict out, std::size_t n)
-{
-    for (std::size_t j = 0; j < n; ++j)
-        out[j] = F()(x[j]);
-}
-
 template <class F, std::size_t left_step, std::size_t right_step>
-void each_pair(const double* __restrict left, const double* __restrict right,
-               double* __restrict out, std::size_t n)
+void pairs_of(const double* __restrict left, const double* __restrict right, double* __restrict out,
+              std::size_t n)
 {
     for (std::size_t j = 0; j < n; ++j)
         out[j] = F()(left[j * left_step], right[j * right_step]);
 }
 
-template <class F>
-constexpr number_row number_row_of(F)
+template <class Stream, class F, std::size_t left_step, std::size_t right_step>
+void each_pair(const double* left, const double* right, double* out, std::size_t n)
 {
-    return each_number<F>;
+    write_row<Stream>(out, n, [=](std::size_t first, double* to, std::size_t count) {
+        pairs_of<F, left_step, right_step>(left + first * left_step, right + first * right_step, to,
+                                           count);
+    });
 }
 
-template <class F>
+template <class Stream, class F>
 constexpr rows_by_form<arithmetic_row> pair_rows_of(F)
 {
-    return {{each_pair<F, 1, 1>, each_pair<F, 1, 0>, each_pair<F, 0, 1>}};
+    return {{each_pair<Stream, F, 1, 1>, each_pair<Stream, F, 1, 0>, each_pair<Stream, F, 0, 1>}};
 }
 
-template <std::size_t parts, std::size_t moving>
-void choose(const double* __restrict mask, const double* __restrict left,
-            const double* __restrict right, double* __restrict out, std::size_t n)
+template <std::size_t parts, std::size_t mask_step, std::size_t left_step, std::size_t right_step>
+void choices_of(const double* __restrict mask, const double* __restrict left,
+                const double* __restrict right, double* __restrict out, std::size_t n)
 {
-    constexpr std::size_t mask_step = moving / 4;
-    constexpr std::size_t left_step = moving / 2 % 2 * parts;
-    constexpr std::size_t right_step = moving % 2 * parts;
     for (std::size_t j = 0; j < n; ++j)
         for (std::size_t part = 0; part < parts; ++part) {
             const double x = left[j * left_step + part];
@@ -90,12 +91,34 @@ void choose(const double* __restrict mask, const double* __restrict left,
         }
 }
 
+template <class Stream, std::size_t parts, std::size_t moving>
+void choose(const double* mask, const double* left, const double* right, double* out, std::size_t n)
+{
+    constexpr std::size_t mask_step = moving / 4;
+    constexpr std::size_t left_step = moving / 2 % 2 * parts;
+    constexpr std::size_t right_step = moving % 2 * parts;
+    write_row<Stream>(out, parts * n, [=](std::size_t first, double* to, std::size_t count) {
+        const std::size_t at = first / parts;
+        choices_of<parts, mask_step, left_step, right_step>(
+            mask + at * mask_step, left + at * left_step, right + at * right_step, to,
+            count / parts);
+    });
+}
+
 // NaN stays; a NaN for a bound gives NaN.
-void clip(const double* __restrict x, double low, double high, double* __restrict out,
-          std::size_t n)
+void clipped_to(const double* __restrict x, double low, double high, double* __restrict out,
+                std::size_t n)
 {
     for (std::size_t j = 0; j < n; ++j)
         out[j] = minimum(maximum(x[j], low), high);
+}
+
+template <class Stream>
+void clip(const double* x, double low, double high, double* out, std::size_t n)
+{
+    write_row<Stream>(out, n, [=](std::size_t first, double* to, std::size_t count) {
+        clipped_to(x + first, low, high, to, count);
+    });
 }
 
 void round_to_parts(const double* __restrict x, double power, double* __restrict out, std::size_t n)
@@ -158,20 +181,23 @@ constexpr column_places places_by(Wins)
     return places_of_columns<Wins>;
 }
 
-constexpr number_kernels number_kernels_here{
-    {number_row_of(floor_of), number_row_of(ceil_of), number_row_of(trunc_of),
-     number_row_of(round_of), number_row_of(sign_of), number_row_of(is_nan),
-     number_row_of(is_infinite), number_row_of(is_finite), number_row_of(truth_of),
-     number_row_of(logical_not)},
-    {pair_rows_of(less), pair_rows_of(less_equal), pair_rows_of(greater_than),
-     pair_rows_of(greater_equal), pair_rows_of(equal), pair_rows_of(not_equal),
-     pair_rows_of(maximum), pair_rows_of(minimum), pair_rows_of(logical_and),
-     pair_rows_of(logical_or), pair_rows_of(logical_xor)},
-    {choose<1, 0>, choose<1, 1>, choose<1, 2>, choose<1, 3>, choose<1, 4>, choose<1, 5>,
-     choose<1, 6>, choose<1, 7>},
-    {choose<2, 0>, choose<2, 1>, choose<2, 2>, choose<2, 3>, choose<2, 4>, choose<2, 5>,
-     choose<2, 6>, choose<2, 7>},
-    clip,
+template <class Stream>
+constexpr number_kernels number_kernels_with{
+    {number_row_of<Stream>(floor_of), number_row_of<Stream>(ceil_of),
+     number_row_of<Stream>(trunc_of), number_row_of<Stream>(round_of),
+     number_row_of<Stream>(sign_of), number_row_of<Stream>(is_nan),
+     number_row_of<Stream>(is_infinite), number_row_of<Stream>(is_finite),
+     number_row_of<Stream>(truth_of), number_row_of<Stream>(logical_not)},
+    {pair_rows_of<Stream>(less), pair_rows_of<Stream>(less_equal),
+     pair_rows_of<Stream>(greater_than), pair_rows_of<Stream>(greater_equal),
+     pair_rows_of<Stream>(equal), pair_rows_of<Stream>(not_equal), pair_rows_of<Stream>(maximum),
+     pair_rows_of<Stream>(minimum), pair_rows_of<Stream>(logical_and),
+     pair_rows_of<Stream>(logical_or), pair_rows_of<Stream>(logical_xor)},
+    {choose<Stream, 1, 0>, choose<Stream, 1, 1>, choose<Stream, 1, 2>, choose<Stream, 1, 3>,
+     choose<Stream, 1, 4>, choose<Stream, 1, 5>, choose<Stream, 1, 6>, choose<Stream, 1, 7>},
+    {choose<Stream, 2, 0>, choose<Stream, 2, 1>, choose<Stream, 2, 2>, choose<Stream, 2, 3>,
+     choose<Stream, 2, 4>, choose<Stream, 2, 5>, choose<Stream, 2, 6>, choose<Stream, 2, 7>},
+    clip<Stream>,
     round_to_parts,
     round_to_multiples,
     count_true,

@@ -25,6 +25,6 @@ struct product_loop
 
 } // namespace
 
-constexpr arithmetic_kernels portable_arithmetic = arithmetic_with<product_loop>;
+constexpr arithmetic_kernels portable_arithmetic = arithmetic_with<portable_stream, product_loop>;
 
 } // namespace numerical::detail

@@ -4,6 +4,6 @@
 
 namespace numerical::detail {
 
-constexpr number_kernels portable_numbers = number_kernels_here;
+constexpr number_kernels portable_numbers = number_kernels_with<portable_stream>;
 
 } // namespace numerical::detail

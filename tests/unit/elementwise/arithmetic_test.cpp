@@ -1,6 +1,8 @@
 #include "numerical/elementwise/arithmetic.hpp"
 
 #include "numerical/elementwise/arithmetic_kernels.hpp"
+#include "numerical/elementwise/streamed_rows.hpp"
+#include "numerical/elementwise/unary.hpp"
 #include "paths.hpp"
 
 #include <bit>
@@ -242,6 +244,40 @@ TEST(arithmetic_kernels, write_their_row_and_nothing_else)
     expect_guarded_rows(numerical::detail::portable_arithmetic);
     if (numerical::detail::cpu_features().avx2)
         expect_guarded_rows(numerical::detail::avx2_arithmetic);
+}
+
+// Long enough to be written past the caches, in real and in complex numbers.
+TEST(arithmetic_kernels, long_rows_have_the_elements_of_short_ones)
+{
+    constexpr std::size_t count = numerical::detail::streamed_from / 2 + 13;
+    std::vector<complex> left(count);
+    std::vector<complex> right(count);
+    for (std::size_t j = 0; j < count; ++j) {
+        left[j] = {static_cast<double>(j), 0.5 - static_cast<double>(j % 7)};
+        right[j] = {static_cast<double>(j % 5), -0.0};
+    }
+    const tensor<complex> a({count}, left);
+    const tensor<complex> b({count}, right);
+    const tensor<complex> one({}, {complex(3.0, -1.0)});
+    std::vector<double> reals(2 * count);
+    for (std::size_t j = 0; j < reals.size(); ++j)
+        reals[j] = static_cast<double>(j) / 3;
+    const tensor<double> x({reals.size()}, reals);
+    for (const int path : test::available_paths()) {
+        const test::path_limit limited(path);
+        const tensor<complex> sums = arithmetic(arithmetic_operation::add, a, b);
+        const tensor<complex> differences = arithmetic(arithmetic_operation::subtract, one, b);
+        const tensor<double> quotients = arithmetic(arithmetic_operation::divide, x, x);
+        const tensor<double> opposite = negative(x);
+        for (std::size_t j = 0; j < count; ++j) {
+            ASSERT_TRUE(same_bits(sums.data[j], left[j] + right[j])) << j;
+            ASSERT_TRUE(same_bits(differences.data[j], one.data[0] - right[j])) << j;
+        }
+        for (std::size_t j = 0; j < reals.size(); ++j) {
+            ASSERT_TRUE(same_bits(quotients.data[j], reals[j] / reals[j])) << j;
+            ASSERT_TRUE(same_bits(opposite.data[j], -reals[j])) << j;
+        }
+    }
 }
 
 TEST(power, by_two_a_half_and_minus_one_is_not_that_of_the_library)

@@ -3,6 +3,7 @@
 #include "numerical/elementwise/places.hpp"
 #include "numerical/elementwise/scans.hpp"
 #include "numerical/elementwise/sorting.hpp"
+#include "numerical/elementwise/streamed_rows.hpp"
 #include "numerical/errors.hpp"
 #include "paths.hpp"
 #include "thrown.hpp"
@@ -95,6 +96,42 @@ TEST(numbers, pairs_have_the_same_bits_on_every_path)
                 kernels->of_two[function].by_form[form](x.data(), y.data(), found.data(), 67);
                 expect_same_bits(found, expected);
             }
+        }
+}
+
+// Rows from streamed_from numbers on are written past the caches, whatever line they start in.
+TEST(numbers, writes_long_rows_whole_and_nothing_beside_them)
+{
+    constexpr std::size_t length = numerical::detail::streamed_from + 77;
+    const std::vector<double> x = drawn(length, 3);
+    const std::vector<double> y = drawn(length, 4);
+    constexpr double guard = 17.5;
+    for (const number_kernels* kernels : all_kernels())
+        for (std::size_t shift = 0; shift < 8; ++shift) {
+            std::vector<double> found(length + 16, guard);
+            double* const out = found.data() + shift;
+            const auto expect_each = [&](auto expected) {
+                for (std::size_t j = 0; j < length; ++j)
+                    ASSERT_EQ(out[j] == out[j] ? out[j] : -1.0, expected(x[j], y[j])) << j;
+                ASSERT_EQ(
+                    std::count(found.begin(), found.begin() + static_cast<long>(shift), guard),
+                    static_cast<long>(shift));
+                ASSERT_EQ(std::count(out + length, found.data() + found.size(), guard),
+                          static_cast<long>(16 - shift));
+            };
+            kernels->of_one[static_cast<int>(number_function::is_nan)](x.data(), out, length);
+            expect_each([](double a, double) { return a != a ? 1.0 : 0.0; });
+            kernels->of_two[static_cast<int>(pair_function::less)].by_form[0](x.data(), y.data(),
+                                                                              out, length);
+            expect_each([](double a, double b) { return a < b ? 1.0 : 0.0; });
+            kernels->of_two[static_cast<int>(pair_function::less)].by_form[2](x.data(), y.data(),
+                                                                              out, length);
+            expect_each([&](double, double b) { return x[0] < b ? 1.0 : 0.0; });
+            kernels->choices[5](x.data(), &guard, y.data(), out, length);
+            expect_each([](double a, double b) {
+                const double chosen = a != 0 ? guard : b;
+                return chosen != chosen ? -1.0 : chosen;
+            });
         }
 }
 

@@ -1,0 +1,81 @@
+#pragma once
+
+// Long rows written past the caches. A plain store reads its line first, and what it writes drives
+// the operands out of the cache: for a row as large as a core's share of the last cache that is
+// half the traffic. So from `streamed_from` numbers on a row is computed in blocks that stay in L1
+// and copied from there by non-temporal stores, of whole lines, which read nothing. The bits are
+// those of plain stores. Each target needs its own copy: hence the internal linkage.
+
+#include <cstddef>
+#include <cstdint>
+#include <emmintrin.h>
+
+namespace numerical::detail {
+
+constexpr std::size_t streamed_from = std::size_t{1} << 19; // 4 MiB of doubles
+
+namespace {
+
+constexpr std::size_t streamed_block = 64; // numbers, eight lines
+
+// Numbers before the next line's start; even for `out` on 16 bytes, as complex numbers lie.
+inline std::size_t before_line(const double* out)
+{
+    return (64 - reinterpret_cast<std::uintptr_t>(out) % 64) % 64 / sizeof(double);
+}
+
+// compute(first, to, count) writes numbers first to first + count of the row to `to`, and may be
+// called for them in any pieces of an even count but for the last. Stream::copy(from, to) copies a
+// block to the start of a line.
+template <class Stream, class Compute>
+void write_row(double* out, std::size_t n, const Compute& compute)
+{
+    if (n < streamed_from) {
+        compute(0, out, n);
+        return;
+    }
+    std::size_t done = before_line(out);
+    compute(0, out, done);
+    alignas(64) double block[streamed_block];
+    for (; done + streamed_block <= n; done += streamed_block) {
+        compute(done, block, streamed_block);
+        Stream::copy(block, out + done);
+    }
+    compute(done, out + done, n - done);
+    _mm_sfence(); // such stores are ordered with no others, and the tensor may go to another thread
+}
+
+template <class F>
+void numbers_of(const double* __restrict x, double* __restrict out, std::size_t n)
+{
+    for (std::size_t j = 0; j < n; ++j)
+        out[j] = F()(x[j]);
+}
+
+// out[j] = F()(x[j]) for n numbers.
+template <class Stream, class F>
+void each_number(const double* x, double* out, std::size_t n)
+{
+    write_row<Stream>(out, n, [x](std::size_t first, double* to, std::size_t count) {
+        numbers_of<F>(x + first, to, count);
+    });
+}
+
+template <class Stream, class F>
+constexpr auto number_row_of(F)
+{
+    return each_number<Stream, F>;
+}
+
+// Two numbers a store, which every processor of the family has.
+struct portable_stream
+{
+    static void copy(const double* from, double* to)
+    {
+        for (std::size_t j = 0; j < streamed_block; j += 2)
+            _mm_stream_pd(to + j, _mm_load_pd(from + j));
+    }
+};
+
+} // namespace
+} // namespace numerical::detail
