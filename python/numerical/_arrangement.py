@@ -269,8 +269,9 @@ def take_along_axis(a, indices, axis=-1):
     place = axis_of(axis, a.ndim)
     if indices.ndim != a.ndim:
         raise ValueError(f"take_along_axis takes indices of rank {a.ndim}, not {indices.ndim}")
-    if a.ndim == 1:
-        return a[indices]
+    own_runs = all(m == n for i, (m, n) in enumerate(zip(indices.shape, a.shape)) if i != place)
+    if own_runs:
+        return native.taken_along(a, indices, place)
     keys = []
     for i, extent in enumerate(a.shape):
         column = Positions(list(range(extent)))
@@ -307,7 +308,7 @@ def roll(a, shift, axis=None):
     """
     a = asarray(a)
     if axis is None:
-        return reshape(roll(ravel(a), sum(integers(shift, "shift")), 0), a.shape)
+        return native.rolled(a, sum(integers(shift, "shift")) % max(a.size, 1), None)
     shifts, axes = integers(shift, "shift"), integers(axis, "axis")
     if len(shifts) != len(axes) and 1 not in (len(shifts), len(axes)):
         raise ValueError(f"roll takes as many shifts as axes, not {len(shifts)} and {len(axes)}")

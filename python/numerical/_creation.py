@@ -48,6 +48,8 @@ def zeros(shape, dtype=float64, *, device=None):
     Tensor([[0.0, 0.0, 0.0],
             [0.0, 0.0, 0.0]])
     """
+    if dtype is float64 and device is None:
+        return _filled(shape, 0.0)
     return full(shape, 0.0, dtype, device=device)
 
 
@@ -74,6 +76,8 @@ def ones(shape, dtype=float64, *, device=None):
     >>> nm.ones(3)
     Tensor([1.0, 1.0, 1.0])
     """
+    if dtype is float64 and device is None:
+        return _filled(shape, 1.0)
     return full(shape, 1.0, dtype, device=device)
 
 
@@ -133,12 +137,21 @@ def full(shape, fill_value, dtype=None, *, device=None):
     >>> nm.full(2, 1j)
     Tensor([0+1j, 0+1j], dtype='complex128')
     """
+    if type(fill_value) is float and dtype is None and device is None:
+        return _filled(shape, fill_value)
     require_cpu(device)
     value = complex(fill_value) if is_complex(fill_value) else real(fill_value, "fill_value")
     wanted = dtype_name(dtype) or (complex128 if isinstance(value, complex) else float64)
     if wanted != complex128:
         value = real(value, "fill_value")
     return _numerical._full(shape_of(shape), value, wanted == complex128)
+
+
+def _filled(shape, value):
+    try:
+        return native.filled(shape, value)
+    except TypeError:  # once more, where the error tells what to write
+        return _numerical._full(shape_of(shape), value, False)
 
 
 def zeros_like(a, dtype=None, *, device=None):
@@ -413,12 +426,7 @@ def diag(v, k=0):
     >>> nm.diag([[1.0, 2.0], [3.0, 4.0]])
     Tensor([1.0, 4.0])
     """
-    v, k = asarray(v), integer(k, "k")
-    if v.ndim == 2:
-        return diagonal(v, k)
-    if v.ndim != 1:
-        raise ValueError(f"diag takes a vector or a matrix, not a tensor of rank {v.ndim}")
-    return native.diagonal_matrix(v, k)
+    return native.diag(v, integer(k, "k"))
 
 
 def diagonal(a, offset=0, axis1=-2, axis2=-1):

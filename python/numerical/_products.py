@@ -253,6 +253,8 @@ def trace(a, offset=0, axis1=-2, axis2=-1, dtype=None):
     >>> nm.trace([[1.0, 2.0], [3.0, 4.0]])
     5.0
     """
+    if dtype is None and type(axis1) is type(axis2) is int and (axis1, axis2) == (-2, -1):
+        return native.trace(a, integer(offset, "offset"))
     return _sum(diagonals_of(a, offset, axis1, axis2, "trace"), -1, dtype=dtype)
 
 

@@ -84,7 +84,7 @@ def ravel(a):
     Tensor([1.0, 2.0, 3.0, 4.0])
     """
     a = asarray(a)
-    return _numerical._reshape(a, (a.size,))
+    return a if a.ndim == 1 else _numerical._reshape(a, (a.size,))
 
 
 def squeeze(a, axis=None):
@@ -306,16 +306,7 @@ def tile(a, repetitions):
     Tensor([[1.0, 2.0],
             [1.0, 2.0]])
     """
-    a = asarray(a)
-    counts = shape_of(repetitions)
-    rank = max(a.ndim, len(counts))
-    shape = (1,) * (rank - a.ndim) + a.shape
-    counts = (1,) * (rank - len(counts)) + counts
-    spread, own = [], row_major_strides(shape, 1)
-    for extent, count, stride in zip(shape, counts, own):
-        spread += [(count, 0), (extent, stride)]
-    copied = native.with_strides(a, [e for e, _ in spread], [s for _, s in spread])
-    return _numerical._reshape(copied, [e * count for e, count in zip(shape, counts)])
+    return native.tiled(a, repetitions)
 
 
 def repeat(a, count, axis=None):
@@ -349,9 +340,4 @@ def repeat(a, count, axis=None):
     place = 0 if axis is None else normalized_axis(axis, a.ndim)
     if hasattr(count, "__len__") and not isinstance(count, str):
         raise TypeError("repeat takes one count for all elements")
-    (times,) = shape_of(whole(count, "count"))
-    own = row_major_strides(a.shape, 1)
-    shape = (*a.shape[: place + 1], times, *a.shape[place + 1 :])
-    strides = (*own[: place + 1], 0, *own[place + 1 :])
-    merged = (*a.shape[:place], a.shape[place] * times, *a.shape[place + 1 :])
-    return _numerical._reshape(native.with_strides(a, shape, strides), merged)
+    return native.repeated(a, whole(count, "count"), place)

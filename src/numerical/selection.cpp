@@ -188,16 +188,37 @@ tensor<T> gather_along(const tensor<T>& a, std::size_t axis, const positions& pl
     std::vector<T> data = detail::uninitialized<T>(detail::element_count(shape));
     T* to = data.data();
     const std::size_t stretch = a.shape[axis] * inner;
-    for (std::size_t first = 0; to != data.data() + data.size(); first += stretch)
-        for (const std::ptrdiff_t place : places.data) {
-            const std::ptrdiff_t at = place < 0 ? place + extent : place;
-            const T* const from = a.data.data() + first + static_cast<std::size_t>(at) * inner;
-            if (inner == 1)
-                *to++ = *from;
-            else
-                to = std::copy_n(from, inner, to);
-        }
+    const auto counted_from_front = [=](std::ptrdiff_t place) {
+        return static_cast<std::size_t>(place < 0 ? place + extent : place);
+    };
+    for (const T* run = a.data.data(); to != data.data() + data.size(); run += stretch)
+        if (inner == 1)
+            to = std::transform(
+                places.data.begin(), places.data.end(), to,
+                [&](std::ptrdiff_t place) { return run[counted_from_front(place)]; });
+        else
+            for (const std::ptrdiff_t place : places.data)
+                to = std::copy_n(run + counted_from_front(place) * inner, inner, to);
     return tensor<T>(std::move(shape), std::move(data));
+}
+
+template <class T>
+tensor<T> gather_each_along(const tensor<T>& a, std::size_t axis, const positions& places)
+{
+    const std::size_t inner = a.strides[axis];
+    const std::size_t extent = a.shape[axis];
+    const std::size_t taken = places.shape[axis] * inner;
+    std::vector<T> data = detail::uninitialized<T>(places.data.size());
+    const T* run = a.data.data();
+    for (std::size_t first = 0; first < data.size(); first += taken, run += extent * inner)
+        for (std::size_t j = 0; j < taken; j += inner)
+            for (std::size_t k = 0; k < inner; ++k) {
+                const std::ptrdiff_t place = places.data[first + j + k];
+                const auto at =
+                    static_cast<std::size_t>(place) + (place < 0 ? extent : std::size_t{0});
+                data[first + j + k] = run[at * inner + k];
+            }
+    return tensor<T>(places.shape, std::move(data));
 }
 
 // Every element is written to the next free place, which moves on behind those that stay: no branch
@@ -228,6 +249,9 @@ tensor<T> updated(const tensor<T>& a, const selection& at, update_operation oper
 template tensor<double> gather_along(const tensor<double>&, std::size_t, const positions&);
 template tensor<std::complex<double>> gather_along(const tensor<std::complex<double>>&, std::size_t,
                                                    const positions&);
+template tensor<double> gather_each_along(const tensor<double>&, std::size_t, const positions&);
+template tensor<std::complex<double>> gather_each_along(const tensor<std::complex<double>>&,
+                                                        std::size_t, const positions&);
 template positions gather_along(const positions&, std::size_t, const positions&);
 template tensor<double> gather_masked(const tensor<double>&, const tensor<double>&, std::size_t);
 template tensor<std::complex<double>> gather_masked(const tensor<std::complex<double>>&,

@@ -45,6 +45,11 @@ tensor<T> gather(const tensor<T>& a, const selection& from);
 template <class T>
 tensor<T> gather_along(const tensor<T>& a, std::size_t axis, const positions& places);
 
+// Along an axis each run's own elements, at the places that stand in its stead: their shape, which
+// is that of `a` but for the axis, is the result's. Places as above.
+template <class T>
+tensor<T> gather_each_along(const tensor<T>& a, std::size_t axis, const positions& places);
+
 // The elements where the mask, of the same shape, isn't zero, in row-major order; `count` of them.
 template <class T>
 tensor<T> gather_masked(const tensor<T>& a, const tensor<double>& mask, std::size_t count);

@@ -1,11 +1,15 @@
 #include "package/creation.hpp"
 
 #include "numerical/checks.hpp"
+#include "numerical/elementwise/numbers.hpp"
+#include "numerical/elementwise/reductions.hpp"
 #include "numerical/storage.hpp"
 #include "package/parameters.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
+#include <string>
 #include <utility>
 
 namespace numerical::package {
@@ -21,16 +25,16 @@ std::size_t place_in_row(std::size_t row, std::ptrdiff_t k, std::size_t behind, 
     return static_cast<std::size_t>(std::clamp<__int128>(place, 0, static_cast<__int128>(cols)));
 }
 
-enum class filled { diagonal, lower };
+enum class ones_at { diagonal, lower };
 
 template <class T>
-PyObject* ones_of(const shape_list& shape, std::ptrdiff_t k, filled what)
+PyObject* ones_of(const shape_list& shape, std::ptrdiff_t k, ones_at what)
 {
     const std::size_t cols = shape[1];
     std::vector<T> data = detail::zeros<T>(detail::element_count(shape));
     if (!data.empty())
         for (std::size_t row = 0; row < shape[0]; ++row) {
-            const std::size_t first = what == filled::diagonal ? place_in_row(row, k, 0, cols) : 0;
+            const std::size_t first = what == ones_at::diagonal ? place_in_row(row, k, 0, cols) : 0;
             const std::size_t last = place_in_row(row, k, 1, cols);
             std::fill(data.data() + row * cols + first, data.data() + row * cols + last, T(1));
         }
@@ -38,7 +42,7 @@ PyObject* ones_of(const shape_list& shape, std::ptrdiff_t k, filled what)
 }
 
 PyObject* ones_call(const binding::signature<4>& signature, const binding::call_arguments& call,
-                    filled what)
+                    ones_at what)
 {
     const auto [n, m, k, is_complex] = signature.bind(call);
     const shape_list rows = shape_parameter(n, "n");
@@ -47,6 +51,22 @@ PyObject* ones_call(const binding::signature<4>& signature, const binding::call_
     const std::ptrdiff_t diagonal = integer_parameter(k, "k");
     return flag_parameter(is_complex) ? ones_of<complex>(shape, diagonal, what)
                                       : ones_of<double>(shape, diagonal, what);
+}
+
+// One value everywhere, in blocks short enough to be written to the cache: where nothing is read
+// there is nothing to keep there.
+tensor<double> filled_with(double value, shape_list&& shape)
+{
+    const std::size_t count = tensor_size(shape);
+    if (value == 0 && !std::signbit(value))
+        return tensor<double>(std::move(shape), detail::zeros<double>(count));
+    constexpr double yes = 1.0;
+    std::vector<double> data = detail::uninitialized<double>(count);
+    constexpr std::size_t block = 4096;
+    const auto fill = detail::numbers_in_force().choices[0];
+    for (std::size_t i = 0; i < count; i += block)
+        fill(&yes, &value, &value, data.data() + i, std::min(block, count - i));
+    return tensor<double>(std::move(shape), std::move(data));
 }
 
 template <class T>
@@ -66,27 +86,99 @@ PyObject* with_diagonal(const tensor<T>& v, std::ptrdiff_t k)
     return wrap(tensor<T>({n, n}, std::move(data)));
 }
 
+// Which diagonal is meant; of those beyond every matrix one.
+std::ptrdiff_t diagonal_parameter(PyObject* object, const char* name)
+{
+    constexpr std::ptrdiff_t far = std::ptrdiff_t{1} << 61;
+    return std::clamp(integer_parameter(object, name), -far, far);
+}
+
+// Diagonal k of each matrix of a stack.
+template <class T>
+std::vector<T> diagonals(const tensor<T>& a, std::ptrdiff_t k, std::size_t& length)
+{
+    const std::size_t rows = a.shape.end()[-2];
+    const std::size_t cols = a.shape.end()[-1];
+    const std::size_t row =
+        std::min(rows, static_cast<std::size_t>(std::max<std::ptrdiff_t>(-k, 0)));
+    const std::size_t col =
+        std::min(cols, static_cast<std::size_t>(std::max<std::ptrdiff_t>(k, 0)));
+    length = std::min(rows - row, cols - col);
+    const std::size_t count = length == 0 ? 0 : a.data.size() / (rows * cols);
+    std::vector<T> data = detail::uninitialized<T>(count * length);
+    T* to = data.data();
+    for (std::size_t i = 0; i < count; ++i) {
+        const T* from = a.data.data() + i * rows * cols + row * cols + col;
+        for (std::size_t j = 0; j < length; ++j, from += cols + 1)
+            *to++ = *from;
+    }
+    return data;
+}
+
+template <class T>
+tensor<T> diagonal_of(const tensor<T>& a, std::ptrdiff_t k)
+{
+    std::size_t length = 0;
+    std::vector<T> data = diagonals(a, k, length);
+    return tensor<T>({length}, std::move(data));
+}
+
+template <class T>
+tensor<T> traces_of(const tensor<T>& a, std::ptrdiff_t k)
+{
+    std::size_t length = 0;
+    const std::vector<T> data = diagonals(a, k, length);
+    shape_list lead(a.shape.begin(), a.shape.end() - 2);
+    const std::size_t count = detail::element_count(lead);
+    return tensor<T>(std::move(lead), detail::sums(data.data(), {count, length, 1}));
+}
+
 } // namespace
 
 PyObject* eye(const binding::call_arguments& call)
 {
     static constexpr binding::signature<4> signature{"eye", {"n", "m", "k", "complex"}};
-    return ones_call(signature, call, filled::diagonal);
+    return ones_call(signature, call, ones_at::diagonal);
 }
 
 PyObject* tri(const binding::call_arguments& call)
 {
     static constexpr binding::signature<4> signature{"tri", {"n", "m", "k", "complex"}};
-    return ones_call(signature, call, filled::lower);
+    return ones_call(signature, call, ones_at::lower);
 }
 
-PyObject* diagonal_matrix(const binding::call_arguments& call)
+PyObject* diag(const binding::call_arguments& call)
 {
-    static constexpr binding::signature<2> signature{"diagonal_matrix", {"v", "k"}};
+    static constexpr binding::signature<2> signature{"diag", {"v", "k"}};
     const auto [given, diagonal] = signature.bind(call);
     const operand v(given);
-    const std::ptrdiff_t k = integer_parameter(diagonal, "k");
-    return by_type(v, [&](const auto& x) { return with_diagonal(x, k); });
+    const std::ptrdiff_t k = diagonal_parameter(diagonal, "k");
+    if (v.rank() != 1 && v.rank() != 2)
+        binding::fail(PyExc_ValueError, "diag takes a vector or a matrix, not a tensor of rank " +
+                                            std::to_string(v.rank()));
+    return by_type(v, [&](const auto& x) {
+        return v.rank() == 1 ? with_diagonal(x, k) : wrap(diagonal_of(x, k));
+    });
+}
+
+PyObject* trace(const binding::call_arguments& call)
+{
+    static constexpr binding::signature<2> signature{"trace", {"a", "offset"}};
+    const auto [given, offset] = signature.bind(call);
+    const operand a(given);
+    const std::ptrdiff_t k = diagonal_parameter(offset, "offset");
+    if (a.rank() < 2)
+        binding::fail(PyExc_ValueError,
+                      "trace takes a matrix or a stack of them, not a tensor of rank " +
+                          std::to_string(a.rank()));
+    return by_type(a, [&](const auto& x) { return number_or_tensor(traces_of(x, k)); });
+}
+
+PyObject* filled(const binding::call_arguments& call)
+{
+    static constexpr binding::signature<2> signature{"filled", {"shape", "value"}};
+    const auto [extents, value] = signature.bind(call);
+    return wrap(filled_with(real_parameter(value, "value", 0.0), shape_parameter(extents)));
 }
 
 } // namespace numerical::package

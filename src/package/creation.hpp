@@ -1,6 +1,6 @@
 #pragma once
 
-// Matrices of ones on, or on and below, a diagonal, and of given numbers on one.
+// Tensors of one value, matrices of ones on, or on and below, a diagonal, and what lies on one.
 
 #include "package/operand.hpp"
 
@@ -12,7 +12,15 @@ namespace numerical::package {
 PyObject* eye(const binding::call_arguments& call);
 PyObject* tri(const binding::call_arguments& call);
 
-// diagonal_matrix(v, k): the square matrix with the vector v on diagonal k, zeros elsewhere.
-PyObject* diagonal_matrix(const binding::call_arguments& call);
+// filled(shape, value): float64. ValueError for 2**60 elements or more.
+PyObject* filled(const binding::call_arguments& call);
+
+// diag(v, k): the square matrix with the vector v on diagonal k, zeros elsewhere; of a matrix that
+// diagonal. ValueError for other ranks.
+PyObject* diag(const binding::call_arguments& call);
+
+// trace(a, offset): the sum of a diagonal, of each matrix of a stack; a number for one matrix.
+// ValueError below rank 2.
+PyObject* trace(const binding::call_arguments& call);
 
 } // namespace numerical::package

@@ -177,6 +177,18 @@ tensor<complex> computed_arithmetic(arithmetic_operation operation, const tensor
     return any_arithmetic(operation, a, b);
 }
 
+tensor<double> computed_modulus(const tensor<double>& a)
+{
+    return std::get<tensor<double>>(*unary("abs", a));
+}
+
+tensor<double> computed_modulus(const tensor<complex>& a)
+{
+    std::vector<double> data = detail::uninitialized<double>(a.data.size());
+    vector_math::modulus(a.data.data(), data.data(), data.size());
+    return tensor<double>(a.shape, std::move(data));
+}
+
 PyObject* sqrt(const binding::call_arguments& call)
 {
     static constexpr binding::signature<1> signature{"sqrt", {"a"}};

@@ -19,6 +19,10 @@ tensor<double> computed_arithmetic(arithmetic_operation operation, const tensor<
 tensor<complex> computed_arithmetic(arithmetic_operation operation, const tensor<complex>& a,
                                     const tensor<complex>& b);
 
+// |a|; of complex numbers as hypot of their parts.
+tensor<double> computed_modulus(const tensor<double>& a);
+tensor<double> computed_modulus(const tensor<complex>& a);
+
 PyObject* exp(const binding::call_arguments& call);
 PyObject* exp2(const binding::call_arguments& call);
 PyObject* expm1(const binding::call_arguments& call);

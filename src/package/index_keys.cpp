@@ -443,6 +443,17 @@ std::ptrdiff_t position_on(std::ptrdiff_t place, std::size_t axis, std::size_t e
     return place < 0 ? place + size : place;
 }
 
+void check_places(const positions& places, std::size_t axis, std::size_t extent)
+{
+    bool inside = true; // without a branch for each, which a compiler would not make vectors of
+    for (const std::ptrdiff_t place : places.data)
+        inside &= static_cast<std::size_t>(place) + extent < 2 * extent;
+    if (inside)
+        return;
+    for (const std::ptrdiff_t place : places.data)
+        position_on(place, axis, extent);
+}
+
 index_keys read_keys(PyObject* key, const std::vector<std::size_t>& shape)
 {
     std::vector<PyObject*> given;

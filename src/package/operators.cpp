@@ -148,7 +148,7 @@ PyObject* positive_slot(PyObject* self)
 PyObject* absolute_slot(PyObject* self)
 {
     return binding::translated(marlinth_module_error, [&] {
-        return wrap(*std::visit([](const auto& a) { return unary("abs", a); }, value_of(self)));
+        return std::visit([](const auto& a) { return wrap(computed_modulus(a)); }, value_of(self));
     });
 }
 

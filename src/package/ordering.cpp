@@ -120,8 +120,7 @@ detail::search_side side_of(PyObject* side)
 tensor<double> in_order(const tensor<double>& a, PyObject* sorter)
 {
     const positions order = read_places(sorter);
-    for (const std::ptrdiff_t place : order.data)
-        position_on(place, 0, a.shape[0]);
+    check_places(order, 0, a.shape[0]);
     return gather_along(a, 0, order);
 }
 

@@ -125,6 +125,24 @@ shape_list shape_parameter(PyObject* object, const char* name)
     return shape;
 }
 
+std::size_t tensor_size(const shape_list& shape)
+{
+    constexpr std::size_t most = std::size_t{1} << 60;
+    std::size_t size = 1;
+    bool fits = true;
+    bool empty = false;
+    for (const std::size_t extent : shape) {
+        fits &= extent < most;
+        empty |= extent == 0;
+    }
+    for (const std::size_t extent : shape)
+        if (fits && !empty)
+            fits = !__builtin_mul_overflow(size, extent, &size) && size < most;
+    if (!fits)
+        fail(PyExc_ValueError, "a tensor has fewer than 2**60 elements, and no axis is longer");
+    return empty ? 0 : size;
+}
+
 bool flag_parameter(PyObject* object, bool absent)
 {
     if (object == nullptr)

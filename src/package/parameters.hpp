@@ -29,6 +29,10 @@ std::vector<std::ptrdiff_t> integers_parameter(PyObject* object, const char* nam
 // Extents from an int or a sequence; ValueError "negative dimensions are not allowed".
 shape_list shape_parameter(PyObject* object, const char* name = "shape");
 
+// How many elements a shape holds; ValueError "a tensor has fewer than 2**60 elements, and no axis
+// is longer".
+std::size_t tensor_size(const shape_list& shape);
+
 // The truth of an argument; `absent` where none was given.
 bool flag_parameter(PyObject* object, bool absent = false);
 

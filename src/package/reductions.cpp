@@ -6,6 +6,7 @@
 #include "numerical/elementwise/reductions.hpp"
 #include "numerical/elementwise/scans.hpp"
 #include "numerical/elementwise/squares.hpp"
+#include "numerical/elementwise/truths.hpp"
 #include "numerical/elementwise/variance.hpp"
 #include "numerical/storage.hpp"
 #include "package/numbers.hpp"
@@ -169,48 +170,25 @@ PyObject* spread(const spread_signature& signature, const binding::call_argument
 }
 
 // --- truths --------------------------------------------------------------------------------------
-// How many elements of each reduced part aren't zero.
-template <class T>
-std::vector<double> true_counts(const tensor<T>& a, const shape_list& axes)
-{
-    const tensor<double> truth = truth_of(a);
-    const reduced_walk walk(truth, axes);
-    return detail::sums(walk.data, walk.walk);
-}
-
-// verdict(count, of) for each reduced part, as a mask or Python's bool.
-template <class Verdict>
 PyObject* truth_call(const char* function, const binding::call_arguments& call,
-                     const Verdict& verdict)
+                     detail::truth_question question)
 {
     const auto [given, axis, keep] = signature_of(function).bind(call);
     const operand a(given);
     const bool keepdims = flag_parameter(keep);
-    return by_type(a, [&](const auto& x) {
+    return by_type(a, [&, axis = axis](const auto& x) {
         reduced_axes axes = axes_of(axis, x.shape);
-        double extent = 1;
-        for (const std::size_t reduced : axes.axes)
-            extent *= static_cast<double>(x.shape[reduced]);
-        std::vector<double> results = true_counts(x, axes.axes);
-        for (double& result : results)
-            result = verdict(result, extent) ? 1.0 : 0.0;
-        return truth_or_mask(
-            tensor<double>(std::move(keepdims ? axes.kept_dims : axes.kept), std::move(results)));
+        const reduced_walk walk(x, axes.axes);
+        return truth_or_mask(tensor<double>(std::move(keepdims ? axes.kept_dims : axes.kept),
+                                            detail::truths_along(question, walk.data, walk.walk)));
     });
 }
 
-// Whether any element of the whole tensor has this truth: looks no further than the first block
-// that holds one.
-bool any_is(const tensor<double>& a, bool truth)
+// The answer for the whole of a real tensor.
+PyObject* answer(detail::truth_question question, const tensor<double>& a)
 {
-    constexpr std::size_t block = 2048;
-    const auto count_true = detail::numbers_in_force().count_true;
-    for (std::size_t i = 0; i < a.data.size(); i += block) {
-        const std::size_t n = std::min(block, a.data.size() - i);
-        if (count_true(a.data.data() + i, n) != (truth ? 0 : n))
-            return true;
-    }
-    return false;
+    const walk_shape whole{1, a.data.size(), 1};
+    return PyBool_FromLong(detail::truths_along(question, a.data.data(), whole)[0] != 0 ? 1 : 0);
 }
 
 // The real tensor of a call f(a) without more arguments; null for all other calls.
@@ -287,15 +265,15 @@ PyObject* cumprod(const binding::call_arguments& call)
 PyObject* any(const binding::call_arguments& call)
 {
     if (const tensor<double>* whole = whole_real_tensor(call))
-        return PyBool_FromLong(any_is(*whole, true) ? 1 : 0);
-    return truth_call("any", call, [](double count, double) { return count != 0; });
+        return answer(detail::truth_question::any, *whole);
+    return truth_call("any", call, detail::truth_question::any);
 }
 
 PyObject* all(const binding::call_arguments& call)
 {
     if (const tensor<double>* whole = whole_real_tensor(call))
-        return PyBool_FromLong(any_is(*whole, false) ? 0 : 1);
-    return truth_call("all", call, [](double count, double of) { return count == of; });
+        return answer(detail::truth_question::all, *whole);
+    return truth_call("all", call, detail::truth_question::all);
 }
 
 PyObject* count_nonzero(const binding::call_arguments& call)
@@ -308,9 +286,9 @@ PyObject* count_nonzero(const binding::call_arguments& call)
     const bool keepdims = flag_parameter(keep);
     return by_type(a, [&](const auto& x) {
         reduced_axes axes = axes_of(axis, x.shape);
-        const std::vector<double> counts = true_counts(x, axes.axes);
+        const reduced_walk walk(x, axes.axes);
         return int_or_positions(positions(std::move(keepdims ? axes.kept_dims : axes.kept),
-                                          {counts.begin(), counts.end()}));
+                                          detail::true_counts(walk.data, walk.walk)));
     });
 }
 

@@ -148,15 +148,23 @@ std::vector<T> interleaved(const std::vector<const tensor<T>*>& parts, std::size
         count += part->data.size();
     std::vector<T> joined = detail::uninitialized<T>(count);
     T* to = joined.data();
-    if (outer == count / std::max<std::size_t>(parts.size(), 1)) { // columns side by side
-        bool columns = true;
-        for (const tensor<T>* part : parts)
-            columns &= part->data.size() == outer;
-        for (std::size_t j = 0; columns && j < parts.size(); ++j)
+    const bool columns = std::all_of(parts.begin(), parts.end(), [outer](const tensor<T>* part) {
+        return part->data.size() == outer;
+    });
+    if (columns && parts.size() == 2) { // the form that the compiler makes vectors of
+        const T* const left = parts[0]->data.data();
+        const T* const right = parts[1]->data.data();
+        for (std::size_t o = 0; o < outer; ++o) {
+            to[2 * o] = left[o];
+            to[2 * o + 1] = right[o];
+        }
+        return joined;
+    }
+    if (columns) {
+        for (std::size_t j = 0; j < parts.size(); ++j)
             for (std::size_t o = 0; o < outer; ++o)
                 to[o * parts.size() + j] = parts[j]->data[o];
-        if (columns)
-            return joined;
+        return joined;
     }
     for (std::size_t o = 0; o < outer; ++o)
         for (const tensor<T>* part : parts) {
@@ -269,21 +277,6 @@ bool stays_inside(const shape_list& shape, const shape_list& strides, std::size_
     return last < static_cast<__int128>(size);
 }
 
-// Along an axis the last `shift` places first.
-template <class T>
-tensor<T> rolled_along(const tensor<T>& a, std::size_t axis, std::size_t shift)
-{
-    const std::size_t stretch = a.shape[axis] * a.strides[axis];
-    const std::size_t tail = shift * a.strides[axis];
-    std::vector<T> data = detail::uninitialized<T>(a.data.size());
-    for (std::size_t first = 0; first < data.size(); first += stretch) {
-        const T* const from = a.data.data() + first;
-        std::copy_n(from + stretch - tail, tail, data.data() + first);
-        std::copy_n(from, stretch - tail, data.data() + first + tail);
-    }
-    return tensor<T>(a.shape, std::move(data));
-}
-
 constexpr binding::signature<2> permute_signature{"permute_dims", {"a", "axes"}, 1};
 constexpr binding::signature<2> concatenate_signature{"concatenate", {"tensors", "axis"}, 1};
 constexpr binding::signature<2> stack_signature{"stack", {"tensors", "axis"}, 1};
@@ -370,20 +363,6 @@ PyObject* tril(const binding::call_arguments& call)
 PyObject* triu(const binding::call_arguments& call)
 {
     return triangle_call(triu_signature, call, triangle::upper);
-}
-
-PyObject* rolled(const binding::call_arguments& call)
-{
-    static constexpr binding::signature<3> signature{"rolled", {"a", "shift", "axis"}};
-    const auto [given, places, axis_given] = signature.bind(call);
-    const operand a(given);
-    const std::size_t axis = axis_parameter(axis_given, a.rank());
-    const std::ptrdiff_t shift = integer_parameter(places, "shift");
-    if (shift < 0 || shift > static_cast<std::ptrdiff_t>(a.shape()[axis]))
-        fail(PyExc_ValueError, "rolled: the shift is within the axis");
-    return by_type(a, [&](const auto& x) {
-        return wrap(rolled_along(x, axis, static_cast<std::size_t>(shift)));
-    });
 }
 
 PyObject* with_strides(const binding::call_arguments& call)

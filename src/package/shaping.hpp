@@ -28,10 +28,6 @@ PyObject* stack(const binding::call_arguments& call);
 PyObject* tril(const binding::call_arguments& call);
 PyObject* triu(const binding::call_arguments& call);
 
-// rolled(a, shift, axis): along the axis the last `shift` places first; ValueError for a shift that
-// is negative or beyond the axis.
-PyObject* rolled(const binding::call_arguments& call);
-
 // with_strides(a, shape, strides, first): elements read from `first` on through strides of
 // elements, which must not be negative; IndexError where one lies outside.
 PyObject* with_strides(const binding::call_arguments& call);

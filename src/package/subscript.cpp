@@ -175,14 +175,6 @@ places_on_axis read_places_on_axis(PyObject* key, std::size_t rank)
     return {positions_in(PyTuple_GetItem(key, static_cast<Py_ssize_t>(last))), last};
 }
 
-void check_places(const positions& places, std::size_t axis, std::size_t extent)
-{
-    const auto size = static_cast<std::ptrdiff_t>(extent);
-    for (const std::ptrdiff_t place : places.data)
-        if (place < -size || place >= size)
-            position_on(place, axis, extent); // throws
-}
-
 // A mask of the tensor's own shape; null for any other key.
 const tensor<double>* whole_mask(PyObject* key, const shape_list& shape)
 {

@@ -107,6 +107,10 @@ void gather(const T* from, axes_view axes, std::vector<T>& out)
     const std::size_t stride = axes.back().stride[0];
     const std::size_t extent = axes.back().extent;
     for_each_position<1>(axes.first(axes.size() - 1), {}, [&](const offsets<1>& at) {
+        if (stride == 0) {
+            out.insert(out.end(), extent, from[at[0]]);
+            return;
+        }
         for (std::size_t first = 0; first < extent; first += stretch.size()) {
             const std::size_t count = std::min(stretch.size(), extent - first);
             const T* next = from + at[0] + first * stride;

@@ -63,7 +63,11 @@ struct number_kernels
     void (*round_to_parts)(const double* x, double power, double* out, std::size_t n);
     void (*round_to_multiples)(const double* x, double power, double* out, std::size_t n);
     std::size_t (*count_true)(const double* x, std::size_t n);
-    bool (*are_truths)(const double* x, std::size_t n); // all are 0 or 1
+    void (*count_true_of_columns)(const row_block& block, double* counts); // added to the counts
+    bool (*are_truths)(const double* x, std::size_t n);                    // all are 0 or 1
+    bool (*are_equal)(const double* x, const double* y, std::size_t n);
+    // The first place of the value, of any NaN if it is one; n if there is none.
+    std::size_t (*place_of)(const double* x, std::size_t n, double value);
     column_places places_of_least;
     column_places places_of_greatest;
 };

@@ -121,12 +121,17 @@ void clip(const double* x, double low, double high, double* out, std::size_t n)
     });
 }
 
+// What has no finite multiple stays. In two loops over a stretch that is in L1: a division beside a
+// choice would keep the compiler from making vectors of either.
 void round_to_parts(const double* __restrict x, double power, double* __restrict out, std::size_t n)
 {
-    for (std::size_t j = 0; j < n; ++j) {
-        const double scaled = x[j] * power;
-        const double rounded = __builtin_rint(scaled) / power;
-        out[j] = __builtin_fabs(scaled) < infinity ? rounded : x[j];
+    constexpr std::size_t stretch = 256;
+    for (std::size_t first = 0; first < n; first += stretch) {
+        const std::size_t end = first + stretch < n ? first + stretch : n;
+        for (std::size_t j = first; j < end; ++j)
+            out[j] = __builtin_rint(x[j] * power) / power;
+        for (std::size_t j = first; j < end; ++j)
+            out[j] = __builtin_fabs(x[j] * power) < infinity ? out[j] : x[j];
     }
 }
 
@@ -145,12 +150,47 @@ bool are_truths(const double* x, std::size_t n)
     return others == 0;
 }
 
+bool are_equal(const double* x, const double* y, std::size_t n)
+{
+    std::uint64_t unequal = 0;
+    for (std::size_t j = 0; j < n; ++j)
+        unequal |= x[j] != y[j] ? ~std::uint64_t{0} : 0;
+    return unequal == 0;
+}
+
 std::size_t count_true(const double* x, std::size_t n)
 {
     std::size_t count = 0;
     for (std::size_t j = 0; j < n; ++j)
         count += x[j] != 0 ? 1 : 0;
     return count;
+}
+
+void count_true_of_columns(const row_block& block, double* __restrict counts)
+{
+    for (std::size_t i = 0; i < block.rows; ++i) {
+        const double* __restrict row = block.first + i * block.stride;
+        for (std::size_t k = 0; k < block.width; ++k)
+            counts[k] += one_if(row[k] != 0);
+    }
+}
+
+// By stretches without a branch, and then number by number in the one that holds it.
+std::size_t place_of(const double* x, std::size_t n, double value)
+{
+    constexpr std::size_t stretch = 64;
+    const bool nan = value != value;
+    std::size_t from = 0;
+    for (; from + stretch <= n; from += stretch) {
+        std::uint64_t found = 0;
+        for (std::size_t j = from; j < from + stretch; ++j)
+            found |= ((x[j] == value) | ((x[j] != x[j]) & nan)) ? ~std::uint64_t{0} : 0;
+        if (found != 0)
+            break;
+    }
+    while (from < n && !(x[from] == value || (nan && x[from] != x[from])))
+        ++from;
+    return from;
 }
 
 // A place is kept as a double, which is exact below 2^53, so that one comparison steers both.
@@ -165,9 +205,12 @@ void places_of_columns(const row_block& block, double* __restrict best, double* 
         const double* __restrict row = block.first + i * block.stride;
         const auto place = static_cast<double>(i);
         for (std::size_t k = 0; k < block.width; ++k) {
-            const bool wins = Wins()(row[k], best[k]) | ((row[k] != row[k]) & (best[k] == best[k]));
-            best[k] = wins ? row[k] : best[k];
-            places[k] = wins ? place : places[k];
+            const double x = row[k];
+            const double former = best[k];
+            const double nan_wins = x != x ? one_if(former == former) : 0.0;
+            const double wins = Wins()(x, former) ? 1.0 : nan_wins;
+            best[k] = wins != 0 ? x : former;
+            places[k] = wins != 0 ? place : places[k];
         }
     }
 }
@@ -201,7 +244,10 @@ constexpr number_kernels number_kernels_with{
     round_to_parts,
     round_to_multiples,
     count_true,
+    count_true_of_columns,
     are_truths,
+    are_equal,
+    place_of,
     places_by(is_lesser),
     places_by(is_greater)};
 

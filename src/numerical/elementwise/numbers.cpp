@@ -142,6 +142,23 @@ std::size_t count_of_true(const tensor<double>& a)
     return detail::numbers_in_force().count_true(a.data.data(), a.data.size());
 }
 
+bool are_equal(const tensor<double>& a, const tensor<double>& b)
+{
+    constexpr std::size_t block = 4096; // how much further than a difference the search may go
+    if (a.shape != b.shape)
+        return false;
+    bool equal = true;
+    for (std::size_t i = 0; i < a.data.size() && equal; i += block)
+        equal = detail::numbers_in_force().are_equal(a.data.data() + i, b.data.data() + i,
+                                                     std::min(block, a.data.size() - i));
+    return equal;
+}
+
+bool are_equal(const tensor<complex>& a, const tensor<complex>& b)
+{
+    return a.shape == b.shape && a.data == b.data;
+}
+
 tensor<double> truth_of(const tensor<double>& a)
 {
     return number_by(number_function::truth, a);

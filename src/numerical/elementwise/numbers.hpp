@@ -21,6 +21,10 @@ tensor<double> clipped(const tensor<double>& a, double low, double high);
 bool are_truths(const tensor<double>& a);
 std::size_t count_of_true(const tensor<double>& a);
 
+// Whether the shapes and all elements are equal; NaN equals nothing.
+bool are_equal(const tensor<double>& a, const tensor<double>& b);
+bool are_equal(const tensor<std::complex<double>>& a, const tensor<std::complex<double>>& b);
+
 // Ones where an element isn't zero; NaN isn't.
 tensor<double> truth_of(const tensor<double>& a);
 tensor<double> truth_of(const tensor<std::complex<double>>& a);

@@ -55,8 +55,7 @@ std::size_t extreme_place(const double* p, std::size_t n, const C& compare)
             best_block = i;
         }
     }
-    const auto is_best = [best](double x) { return x == best || (x != x && best != best); };
-    return static_cast<std::size_t>(std::find_if(p + best_block, p + n, is_best) - p);
+    return best_block + detail::numbers_in_force().place_of(p + best_block, n - best_block, best);
 }
 
 template <class C>

@@ -41,7 +41,8 @@ T product_of_run(const T* p, std::size_t n)
 }
 
 template <class T>
-void multiply_rows(const T* rows, std::size_t count, std::size_t width, T* products)
+void multiply_rows(const T* __restrict rows, std::size_t count, std::size_t width,
+                   T* __restrict products)
 {
     std::fill_n(products, width, T(1));
     for (std::size_t i = 0; i < count; ++i)

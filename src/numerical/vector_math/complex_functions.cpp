@@ -254,6 +254,16 @@ constexpr named_function functions[] = {
 
 } // namespace
 
+void modulus(const complex* from, double* to, std::size_t count)
+{
+    const kernel_set& kernels = kernels_in_force();
+    by_blocks(count, [&](std::size_t first, std::size_t numbers) {
+        split_block z;
+        split(from + first, numbers, z);
+        kernels.hypot.both(z.x, z.y, to + first, numbers);
+    });
+}
+
 complex_unary_function find_complex_unary(std::string_view name)
 {
     for (const named_function& row : functions)

@@ -19,6 +19,9 @@ using complex_unary_function = void (*)(const complex* from, complex* to, std::s
 // exp, log, sqrt, sin, cos, tan, sinh, cosh or tanh, or null.
 complex_unary_function find_complex_unary(std::string_view name);
 
+// to[i] = |from[i]|, as hypot of the parts.
+void modulus(const complex* from, double* to, std::size_t count);
+
 struct complex_operand
 {
     const complex* data;

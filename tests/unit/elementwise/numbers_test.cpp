@@ -4,6 +4,7 @@
 #include "numerical/elementwise/scans.hpp"
 #include "numerical/elementwise/sorting.hpp"
 #include "numerical/elementwise/streamed_rows.hpp"
+#include "numerical/elementwise/truths.hpp"
 #include "numerical/errors.hpp"
 #include "paths.hpp"
 #include "thrown.hpp"
@@ -225,6 +226,68 @@ TEST(scans, products_of_runs_use_eight_accumulators)
               (std::vector<double>{1.5, 4.0, 7.5}));
     EXPECT_EQ(numerical::detail::running_products(x.data(), {1, 2, 2}),
               (std::vector<double>{1.5, 2.5, 1.5 * 3.5, 2.5 * 4.5}));
+}
+
+// A few places that decide, far apart: every block of the search and every form of the walk.
+TEST(truths, answers_are_those_of_counts)
+{
+    using numerical::detail::truth_question;
+    using numerical::detail::walk_shape;
+    std::mt19937 source(9);
+    for (const walk_shape walk :
+         {walk_shape{1, 5000, 1}, walk_shape{7, 100, 1}, walk_shape{3, 70, 5},
+          walk_shape{1, 1000, 33}, walk_shape{2, 0, 3}, walk_shape{4, 0, 1}})
+        for (const double common : {0.0, 1.0})
+            for (const std::size_t others : {0, 1, 20}) {
+                const std::size_t count = walk.outer * walk.extent * walk.inner;
+                std::vector<double> x(count, common);
+                for (std::size_t i = 0; i < others && count != 0; ++i)
+                    x[source() % count] = common == 0 ? special[source() % special.size()] : -0.0;
+                const auto any = truths_along(truth_question::any, x.data(), walk);
+                const auto all = truths_along(truth_question::all, x.data(), walk);
+                const auto counts = true_counts(x.data(), walk);
+                for (std::size_t o = 0; o < walk.outer; ++o)
+                    for (std::size_t k = 0; k < walk.inner; ++k) {
+                        std::ptrdiff_t expected = 0;
+                        for (std::size_t j = 0; j < walk.extent; ++j)
+                            expected += x[(o * walk.extent + j) * walk.inner + k] != 0 ? 1 : 0;
+                        const std::size_t at = o * walk.inner + k;
+                        const auto extent = static_cast<std::ptrdiff_t>(walk.extent);
+                        ASSERT_EQ(counts[at], expected);
+                        ASSERT_EQ(any[at], expected != 0 ? 1.0 : 0.0);
+                        ASSERT_EQ(all[at], expected == extent ? 1.0 : 0.0);
+                    }
+            }
+}
+
+TEST(numbers, the_place_of_a_value_is_its_first)
+{
+    for (const number_kernels* kernels : all_kernels())
+        for (const std::size_t count : {1, 63, 64, 65, 300}) {
+            std::vector<double> x(count, 1.0);
+            EXPECT_EQ(kernels->place_of(x.data(), count, 2.0), count);
+            for (const double value : {2.0, nan})
+                for (std::size_t place = 0; place < count; place += 7) {
+                    std::fill(x.begin(), x.end(), 1.0);
+                    std::fill(x.begin() + static_cast<long>(place), x.end(), value);
+                    EXPECT_EQ(kernels->place_of(x.data(), count, value), place);
+                }
+        }
+}
+
+TEST(numbers, equality_looks_at_every_number)
+{
+    for (const number_kernels* kernels : all_kernels())
+        for (const std::size_t count : {0, 1, 4, 67}) {
+            const std::vector<double> x(count, -0.0);
+            std::vector<double> y(count, 0.0);
+            EXPECT_TRUE(kernels->are_equal(x.data(), y.data(), count));
+            for (double& changed : y) {
+                changed = nan;
+                EXPECT_FALSE(kernels->are_equal(x.data(), y.data(), count));
+                changed = 0.0;
+            }
+        }
 }
 
 } // namespace

@@ -112,6 +112,27 @@ bool close(double x, double expected, double other_part)
     return same(x, expected) || (x != 0 && std::fabs(x - expected) < 1e-14 * std::fabs(x));
 }
 
+std::vector<double> moduli(const std::vector<complex>& z)
+{
+    std::vector<double> y(z.size());
+    vm::modulus(z.data(), y.data(), z.size());
+    return y;
+}
+
+TEST(modulus, is_the_root_of_the_squares_to_the_last_unit)
+{
+    for (const auto& z :
+         {square(1, 5001), square(1e-310, 500), square(1.2e308, 500), near_unit_circle(5000)}) {
+        const std::vector<double> y = moduli(z);
+        for (std::size_t i = 0; i < z.size(); ++i)
+            ASSERT_LT(test::units_off(y[i], std::abs(wide(z[i]))), 0.6) << std::hexfloat << z[i];
+    }
+    constexpr double inf = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(moduli({{3.0, -4.0}, {-0.0, 0.0}, {inf, std::nan("")}, {0.0, -5e-324}}),
+              (std::vector<double>{5.0, 0.0, inf, 5e-324}));
+    EXPECT_TRUE(std::isnan(moduli({{1.0, std::nan("")}})[0]));
+}
+
 TEST(complex_special_values, are_those_of_the_c_library)
 {
     constexpr double inf = std::numeric_limits<double>::infinity();

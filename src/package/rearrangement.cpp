@@ -1,0 +1,179 @@
+#include "package/rearrangement.hpp"
+
+#include "binding/caster.hpp"
+#include "numerical/selection.hpp"
+#include "numerical/storage.hpp"
+#include "package/index_keys.hpp"
+#include "package/parameters.hpp"
+#include "package/positions.hpp"
+
+#include <algorithm>
+#include <functional>
+#include <numeric>
+#include <string>
+#include <utility>
+
+namespace numerical::package {
+namespace {
+
+using binding::fail;
+using boundary::wrap;
+
+std::size_t product(shape_list::const_iterator first, shape_list::const_iterator last)
+{
+    return std::accumulate(first, last, std::size_t{1}, std::multiplies<>());
+}
+
+// The extent so often; beyond all tensors' where the product is beyond std::size_t.
+std::size_t multiplied(std::size_t extent, std::size_t count)
+{
+    std::size_t product = 0;
+    return __builtin_mul_overflow(extent, count, &product) ? ~std::size_t{0} : product;
+}
+
+// The first `length` elements at `to` written again behind themselves, `count` times in all. What
+// is there already is copied, so that the copies grow.
+template <class T>
+void copy_on(T* to, std::size_t length, std::size_t count)
+{
+    std::size_t done = length;
+    while (done < length * count) {
+        const std::size_t copied = std::min(done, length * count - done);
+        std::copy_n(to, copied, to + done);
+        done += copied;
+    }
+}
+
+// One block of the axes from `axis` on, repeated; returns the end of what it wrote.
+template <class T>
+T* tile_axis(const T*& from, const shape_list& shape, const shape_list& counts, std::size_t axis,
+             T* to)
+{
+    T* const first = to;
+    if (axis + 1 >= shape.size()) {
+        const std::size_t run = shape.empty() ? 1 : shape.back();
+        to = std::copy_n(from, run, to);
+        from += run;
+    } else {
+        for (std::size_t i = 0; i < shape[axis]; ++i)
+            to = tile_axis(from, shape, counts, axis + 1, to);
+    }
+    const auto length = static_cast<std::size_t>(to - first);
+    const std::size_t count = shape.empty() ? 1 : counts[axis];
+    copy_on(first, length, count);
+    return first + length * count;
+}
+
+template <class T>
+tensor<T> tiles_of(const tensor<T>& a, shape_list counts)
+{
+    shape_list shape = a.shape;
+    const std::size_t rank = std::max(shape.size(), counts.size());
+    shape.insert(shape.begin(), rank - shape.size(), 1);
+    counts.insert(counts.begin(), rank - counts.size(), 1);
+    shape_list extents;
+    for (std::size_t axis = 0; axis < rank; ++axis)
+        extents.push_back(multiplied(shape[axis], counts[axis]));
+    std::vector<T> data = detail::uninitialized<T>(tensor_size(extents));
+    const T* from = a.data.data();
+    if (!data.empty())
+        tile_axis(from, shape, counts, 0, data.data());
+    return tensor<T>(std::move(extents), std::move(data));
+}
+
+template <class T>
+tensor<T> repetitions_of(const tensor<T>& a, std::size_t axis, std::size_t count)
+{
+    shape_list shape = a.shape;
+    shape[axis] = multiplied(shape[axis], count);
+    const std::size_t inner = a.strides[axis];
+    std::vector<T> data = detail::uninitialized<T>(tensor_size(shape));
+    const T* from = a.data.data();
+    for (T* to = data.data(); to != data.data() + data.size(); from += inner) {
+        if (inner == 1) {
+            to = std::fill_n(to, count, *from);
+            continue;
+        }
+        std::copy_n(from, inner, to);
+        copy_on(to, inner, count);
+        to += inner * count;
+    }
+    return tensor<T>(std::move(shape), std::move(data));
+}
+
+// Stretches of elements, of each the last `tail` first.
+template <class T>
+tensor<T> rolled_stretches(const tensor<T>& a, std::size_t stretch, std::size_t tail)
+{
+    std::vector<T> data = detail::uninitialized<T>(a.data.size());
+    for (std::size_t first = 0; first < data.size(); first += stretch) {
+        const T* const from = a.data.data() + first;
+        std::copy_n(from + stretch - tail, tail, data.data() + first);
+        std::copy_n(from, stretch - tail, data.data() + first + tail);
+    }
+    return tensor<T>(a.shape, std::move(data));
+}
+
+} // namespace
+
+PyObject* tiled(const binding::call_arguments& call)
+{
+    static constexpr binding::signature<2> signature{"tiled", {"a", "counts"}};
+    const auto [given, counts_given] = signature.bind(call);
+    const operand a(given);
+    const shape_list counts = shape_parameter(counts_given, "repetitions");
+    return by_type(a, [&](const auto& x) { return wrap(tiles_of(x, counts)); });
+}
+
+PyObject* repeated(const binding::call_arguments& call)
+{
+    static constexpr binding::signature<3> signature{"repeated", {"a", "count", "axis"}};
+    const auto [given, count_given, axis_given] = signature.bind(call);
+    const operand a(given);
+    const std::size_t axis = axis_parameter(axis_given, a.rank());
+    const std::ptrdiff_t count = integer_parameter(count_given, "count");
+    if (count < 0)
+        fail(PyExc_ValueError, "count must not be negative, not " + std::to_string(count));
+    return by_type(a, [&](const auto& x) {
+        return wrap(repetitions_of(x, axis, static_cast<std::size_t>(count)));
+    });
+}
+
+PyObject* rolled(const binding::call_arguments& call)
+{
+    static constexpr binding::signature<3> signature{"rolled", {"a", "shift", "axis"}};
+    const auto [given, places, axis_given] = signature.bind(call);
+    const operand a(given);
+    const bool flat = axis_given == Py_None;
+    const std::size_t axis = flat ? 0 : axis_parameter(axis_given, a.rank());
+    const shape_list& shape = a.shape();
+    const auto split = shape.begin() + static_cast<std::ptrdiff_t>(axis);
+    const std::size_t extent = flat ? product(shape.begin(), shape.end()) : shape[axis];
+    const std::size_t inner = flat ? 1 : product(split + 1, shape.end());
+    const std::ptrdiff_t shift = integer_parameter(places, "shift");
+    if (shift < 0 || shift > static_cast<std::ptrdiff_t>(extent))
+        fail(PyExc_ValueError, "rolled: the shift is within the axis");
+    return by_type(a, [&](const auto& x) {
+        return wrap(rolled_stretches(x, extent * inner, static_cast<std::size_t>(shift) * inner));
+    });
+}
+
+PyObject* taken_along(const binding::call_arguments& call)
+{
+    static constexpr binding::signature<3> signature{"taken_along", {"a", "places", "axis"}};
+    const auto [given, places_given, axis_given] = signature.bind(call);
+    const operand a(given);
+    const std::size_t axis = axis_parameter(axis_given, a.rank());
+    const positions* places = positions_in(places_given);
+    if (places == nullptr)
+        fail(PyExc_TypeError, "taken_along takes Positions");
+    shape_list expected = a.shape();
+    if (places->shape.size() == expected.size())
+        expected[axis] = places->shape[axis];
+    if (places->shape != expected)
+        fail(PyExc_ValueError, "taken_along takes places of the tensor's shape but for the axis");
+    check_places(*places, axis, a.shape()[axis]);
+    return by_type(a, [&](const auto& x) { return wrap(gather_each_along(x, axis, *places)); });
+}
+
+} // namespace numerical::package
