@@ -2,15 +2,17 @@
 
 np.linalg.solve(t, b), np.sum(t) and their like run the function of this package that has the same
 name; what it lacks, a parameter or the function as a whole, is NumPy's on views of the buffers.
+Where NumPy has arrays of ints or truths, for which there is no Tensor, the result is NumPy's: code
+written for NumPy counts with it, assigns to it and asks it for its dtype.
 """
 
-from . import _functions, _products, _shaping, linalg
+from . import _arrangement, _functions, _products, _shaping, _statistics, linalg
 from ._array_api import result_type
 from ._conversion import asarray
 from ._creation import diag, diagonal, tril, triu
 from ._einsum import einsum
 from ._numerical import Tensor, error
-from ._shaping import concatenate, expand_dims, reshape
+from ._shaping import concatenate, reshape
 
 
 class _Counterpart:
@@ -75,11 +77,68 @@ _WITHOUT_MEANING = {"optimize", "order", "casting"}  # every result is row-major
 
 
 def _einsum(*operands, dtype=None, **options):
-    if options.keys() - _WITHOUT_MEANING or not (operands and isinstance(operands[0], str)):
+    if options.keys() - _WITHOUT_MEANING or not operands:
         return NotImplemented
-    if dtype is not None and dtype != result_type(*operands[1:]):
-        return NotImplemented
+    if dtype is not None:
+        if not isinstance(operands[0], str) or dtype != result_type(*operands[1:]):
+            return NotImplemented
     return einsum(*operands)
+
+
+def _of_reals(function):
+    """For functions of ordered numbers: complex ones NumPy orders by real parts first."""
+
+    def real_function(a, *operands, **options):
+        if asarray(a).dtype == "complex128":
+            return NotImplemented
+        return function(a, *operands, **options)
+
+    return real_function
+
+
+def _as_numpys(function):
+    """The ints of our function as NumPy gives them: one intp, or an array that may be changed."""
+
+    def with_array(*operands, **options):
+        import numpy
+
+        found = function(*operands, **options)
+        return numpy.intp(found) if isinstance(found, int) else numpy.array(found)
+
+    return _of_reals(with_array)
+
+
+def _searchsorted(a, v, **options):
+    return _of_reals(lambda v, a: _functions.searchsorted(a, v, **options))(v, a)
+
+
+def _where(condition, x=None, y=None):
+    if x is None or y is None:
+        return NotImplemented
+    return _functions.where(condition, x, y)
+
+
+def _clip(a, low=None, high=None, **bounds):
+    for bound in (low, high, *bounds.values()):
+        if bound is not None and asarray(bound).dtype == "complex128":
+            return NotImplemented
+    if bounds:  # NumPy 2 has two names for each
+        low, high = bounds.get("min", low), bounds.get("max", high)
+    return _functions.clip(a, low, high)
+
+
+def _take_along_axis(arr, indices, axis):
+    if axis is None:
+        return NotImplemented
+    return _arrangement.take_along_axis(arr, indices, axis)
+
+
+def _meshgrid(*vectors, copy=True, sparse=False, indexing="xy"):
+    return NotImplemented if sparse else _arrangement.meshgrid(*vectors, indexing=indexing)
+
+
+def _flipped(axis):
+    return lambda m: _shaping.flip(m, axis) if asarray(m).ndim > axis else NotImplemented
 
 
 def _repeat(a, repeats, axis=None):
@@ -106,29 +165,6 @@ def _ravel(a, order="C"):
 
 def _array_equal(a1, a2, equal_nan=False):
     return NotImplemented if equal_nan else _functions.array_equal(a1, a2)
-
-
-# --- joins that NumPy builds on concatenate ------------------------------------------------------
-def _with_rank(tensor, rank):
-    """The tensor with new axes of extent 1 in front up to a rank."""
-    tensor = asarray(tensor)
-    return reshape(tensor, (1,) * (rank - tensor.ndim) + tensor.shape)
-
-
-def _vstack(tup):
-    return concatenate([_with_rank(tensor, 2) for tensor in tup])
-
-
-def _hstack(tup):
-    tensors = [_with_rank(tensor, 1) for tensor in tup]
-    return concatenate(tensors, axis=0 if tensors and tensors[0].ndim == 1 else 1)
-
-
-def _column_stack(tup):
-    tensors = [asarray(tensor) for tensor in tup]
-    return concatenate(
-        [expand_dims(_with_rank(t, 1), 1) if t.ndim < 2 else t for t in tensors], axis=1
-    )
 
 
 _EXTREMUM = "a; axis out! keepdims initial! where!"
@@ -164,13 +200,44 @@ _PLAIN = {
     "broadcast_to": _Counterpart(_shaping.broadcast_to, "array shape; subok!"),
     "concatenate": _Counterpart(concatenate, "arrays; axis out! dtype! casting!"),
     "stack": _Counterpart(_shaping.stack, "arrays; axis out! dtype! casting!"),
-    "vstack": _Counterpart(_vstack, "tup; dtype! casting!"),
-    "hstack": _Counterpart(_hstack, "tup; dtype! casting!"),
-    "column_stack": _Counterpart(_column_stack, "tup"),
+    "vstack": _Counterpart(_arrangement.vstack, "tup; dtype! casting!"),
+    "hstack": _Counterpart(_arrangement.hstack, "tup; dtype! casting!"),
+    "column_stack": _Counterpart(_arrangement.column_stack, "tup"),
     "tile": _Counterpart(_shaping.tile, "A reps"),
     "repeat": _Counterpart(_repeat, "a repeats; axis"),
     "diag": _Counterpart(diag, "v; k"),
     "diagonal": _Counterpart(_of_matrix(diagonal), "a; offset axis1! axis2!"),
+    "prod": _Counterpart(
+        _with_dtype(_functions.prod), "a; axis dtype out! keepdims initial! where!"
+    ),
+    "cumsum": _Counterpart(_with_dtype(_functions.cumsum), "a; axis dtype out!"),
+    "cumprod": _Counterpart(_with_dtype(_functions.cumprod), "a; axis dtype out!"),
+    "diff": _Counterpart(_functions.diff, "a; n axis prepend! append!"),
+    "round": _Counterpart(_functions.round, "a; decimals out!"),
+    "round_": _Counterpart(_functions.round, "a; decimals out!"),
+    "around": _Counterpart(_functions.round, "a; decimals out!"),
+    "where": _Counterpart(_where, "condition; x y"),
+    "clip": _Counterpart(
+        _of_reals(_clip), "a; a_min=low a_max=high out! min max dtype! where! casting!"
+    ),
+    "sort": _Counterpart(_of_reals(_functions.sort), "a; axis kind order! stable"),
+    "argsort": _Counterpart(_as_numpys(_functions.argsort), "a; axis kind order! stable"),
+    "argmax": _Counterpart(_as_numpys(_functions.argmax), "a; axis out! keepdims"),
+    "argmin": _Counterpart(_as_numpys(_functions.argmin), "a; axis out! keepdims"),
+    "searchsorted": _Counterpart(_as_numpys(_searchsorted), "a v; side sorter"),
+    "take": _Counterpart(_arrangement.take, "a indices; axis out! mode!"),
+    "take_along_axis": _Counterpart(_take_along_axis, "arr indices axis"),
+    "roll": _Counterpart(_arrangement.roll, "a shift; axis"),
+    "split": _Counterpart(_arrangement.split, "ary indices_or_sections; axis"),
+    "unstack": _Counterpart(_arrangement.unstack, "x; axis"),
+    "flipud": _Counterpart(_flipped(0), "m"),
+    "fliplr": _Counterpart(_flipped(1), "m"),
+    "meshgrid": _meshgrid,
+    "vander": _Counterpart(_arrangement.vander, "x; N increasing"),
+    "cov": _Counterpart(
+        _statistics.cov, "m; y rowvar bias ddof fweights! aweights! dtype!"
+    ),
+    "corrcoef": _Counterpart(_statistics.corrcoef, "x; y rowvar bias! ddof! dtype!"),
     "tril": _Counterpart(tril, "m; k"),
     "triu": _Counterpart(triu, "m; k"),
     "trace": _Counterpart(_of_matrix(_products.trace), "a; offset axis1! axis2! dtype! out!"),

@@ -53,6 +53,31 @@ OURS = {
     "kron": (np.kron, A, B),
     "einsum": (lambda a, b: np.einsum("ij,jk->ik", a, b), A, B),
     "einsum with options": (lambda a, b: np.einsum("ij,jk", a, b, optimize=True, order="K"), A, B),
+    "einsum with lists": (lambda a, b: np.einsum(a, [0, 1], b, [1, 2]), A, B),
+    "where": (lambda a: np.where(a > 0, a, 0.0), A),
+    "where by a mask of NumPy's": (lambda a, b: np.where(A > 0, a, b), A, 2 * A),
+    "clip": (lambda a: np.clip(a, -0.5, 0.5), A),
+    "clip below": (lambda a: np.clip(a, -0.5, None), A),
+    "clip by names": (lambda a: np.clip(a, a_max=0.5, a_min=A[0]), A),
+    "sort": (np.sort, A),
+    "sort all": (lambda a: np.sort(a, axis=None, kind="stable"), A),
+    "cumsum": (np.cumsum, A),
+    "cumsum in a wider dtype": (lambda a: np.cumsum(a, 1, dtype=complex), A),
+    "cumprod": (lambda a: np.cumprod(a, axis=0), A),
+    "prod": (lambda a: np.prod(a, axis=0, keepdims=True), A),
+    "diff": (lambda a: np.diff(a, 2, axis=0), A),
+    "round": (lambda a: np.round(a, 1), A),
+    "around": (np.around, A),
+    "cov": (lambda a: np.cov(a, rowvar=False, ddof=0), A),
+    "corrcoef": (np.corrcoef, A),
+    "roll": (lambda a: np.roll(a, 1, axis=0), A),
+    "take": (lambda a: np.take(a, [2, 0], axis=1), A),
+    "take_along_axis": (lambda a: np.take_along_axis(a, np.argsort(a, axis=0), axis=0), A),
+    "split": (lambda a: np.split(a, 2)[1], A),
+    "meshgrid": (lambda a, b: np.meshgrid(a, b, indexing="ij")[1], A[0], A[:, 0]),
+    "vander": (lambda a: np.vander(a, 4, increasing=True), A[0]),
+    "flipud": (np.flipud, A),
+    "fliplr": (np.fliplr, A),
     "linalg.solve": (np.linalg.solve, S, B),
     "linalg.inv": (np.linalg.inv, S),
     "linalg.cholesky": (np.linalg.cholesky, H),
@@ -127,14 +152,62 @@ def test_what_we_lack_is_numpys_own():
         (np.repeat(t, [1, 0, 2], axis=0), np.repeat(S, [1, 0, 2], axis=0)),
         (np.reshape(t, (9,), order="F"), np.reshape(S, (9,), order="F")),
         (np.ravel(t, "F"), np.ravel(S, "F")),
-        (np.einsum(t, [0, 1], [1, 0]), np.einsum(S, [0, 1], [1, 0])),
+        (np.sort(nm.asarray(S + 1j)), np.sort(S + 1j)),
+        (np.clip(nm.asarray(S + 1j), -1, 1), np.clip(S + 1j, -1, 1)),
+        (np.diff(t, prepend=0.0), np.diff(S, prepend=0.0)),
+        (np.take(t, [4, -1], mode="wrap"), np.take(S, [4, -1], mode="wrap")),
+        (np.take_along_axis(t, np.array([4, 1]), None), np.take_along_axis(S, np.array([4, 1]), None)),
+        (np.cumsum(t, dtype="float32"), np.cumsum(S, dtype="float32")),
+        (np.meshgrid(t[0], t[1], sparse=True)[0], np.meshgrid(S[0], S[1], sparse=True)[0]),
         (np.dot(t, t, out=np.zeros((3, 3))), S @ S),
         (np.linalg.svd(nm.asarray(H), hermitian=True)[1], np.linalg.svd(H)[1]),
         (np.stack([t, t], out=np.zeros((2, 3, 3))), np.stack([S, S])),
-        (np.split(t, 3)[1], S[1:2]),
+        (np.array_split(t, 2)[1], S[2:]),
     ):
         assert not isinstance(result, nm.Tensor)
         np.testing.assert_allclose(result, expected, rtol=1e-12)
+
+
+# What code written for NumPy does with arrays of ints and truths: assigns, adds up, asks the dtype.
+INTS_AND_TRUTHS = {
+    "argsort": np.argsort,
+    "argsort of a sorter": lambda a: np.argsort(a, axis=0, kind="stable"),
+    "argmax": lambda a: np.argmax(a, axis=1),
+    "argmin": lambda a: np.argmin(a, 0),
+    "searchsorted": lambda a: np.searchsorted(np.sort(a, axis=None), a, side="right"),
+    "nonzero": lambda a: np.nonzero(a > 0)[1],
+    "where": lambda a: np.where(a > 0)[0],
+    "argwhere": lambda a: np.argwhere(a > 0),
+    "count_nonzero": lambda a: np.count_nonzero(a > 0, axis=0),
+    "isclose": lambda a: np.isclose(a, A),
+    "isnan": np.isnan,
+    "less": lambda a: np.less(a, 0.0),
+    "any": lambda a: np.any(a > 0, axis=0),
+    "all": lambda a: np.all(a, axis=1),
+    "logical_and": lambda a: np.logical_and(a > 0, a < 1),
+}
+
+
+@pytest.mark.parametrize("name", INTS_AND_TRUTHS)
+def test_ints_and_truths_are_arrays_of_numpy(name):
+    call = INTS_AND_TRUTHS[name]
+    found, expected = call(nm.asarray(A)), call(A)
+    assert type(found) is np.ndarray and found.dtype == expected.dtype and found.flags.writeable
+    np.testing.assert_array_equal(found, expected)
+    t = nm.asarray(A)
+    if found.shape in (A.shape, A.shape[:1]) and found.dtype == bool:
+        equal(t[found], A[expected])  # and they index tensors as they index arrays
+
+
+def test_single_places_are_numpys_numbers():
+    t = nm.asarray(A)
+    for found, expected in (
+        (np.argmax(t), np.argmax(A)),
+        (np.argmin(t), np.argmin(A)),
+        (np.searchsorted(np.sort(t[:, 0]), 0.1), np.searchsorted(np.sort(A[:, 0]), 0.1)),
+    ):
+        assert type(found) is type(expected) and found == expected
+    assert np.argmax(nm.asarray(A + 1j)) == np.argmax(A + 1j)
 
 
 def test_arrays_to_be_filled_are_numpys():
