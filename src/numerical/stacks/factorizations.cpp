@@ -58,8 +58,9 @@ void stacks::cholesky(std::size_t count, const matrix_stack<T>& a, T* factors)
             if (!trusted)
                 failures.attempt(i, [&] { one(i); });
         };
-        detail::run_in_lanes<T>({kernel, kernels.width, n, n, n}, count, a, a, {factors, n * n},
-                                finish);
+        const std::size_t least = detail::least_live_of_factorization(n, kernels.width);
+        detail::run_in_lanes<T>({kernel, kernels.width, n, n, n, least}, count, a, a,
+                                {factors, n * n}, finish);
     } else {
         detail::run_one_by_one(count, n * n * n / 4 + 512, failures, one);
     }

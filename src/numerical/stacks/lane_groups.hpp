@@ -35,7 +35,15 @@ struct lane_job
     std::size_t rows;
     std::size_t cols;
     std::size_t depth;
+    std::size_t least_live = 1; // of a group with fewer matrices none is done in lanes
 };
+
+// A kernel takes as long for one matrix as for a whole group. Factorizations of few are done sooner
+// one by one: from about an eighth of the order on in eight lanes, sooner in fewer.
+inline std::size_t least_live_of_factorization(std::size_t order, std::size_t width)
+{
+    return order * width / 64 + 1;
+}
 
 // Where the results of the places go, one after the other, `step` elements each; all but the
 // first may be null.
@@ -59,9 +67,9 @@ struct lane_results
     T* third_at(std::size_t i) const { return third == nullptr ? third : third + i * third_step; }
 };
 
-// Calls the job's kernel for groups of matrices. finish(i, trusted) is called after its kernel: if
-// its lane isn't trusted they are to be made otherwise. The idle lanes of a last group repeat its
-// last matrix: they write the same once more.
+// Calls the job's kernel for groups of matrices. finish(i, trusted) is called after its kernel, or
+// for a group of too few without one: if the lane isn't trusted they are to be made otherwise. The
+// idle lanes of a last group repeat its last matrix: they write the same once more.
 template <class T, class Result = T, class Finish>
 void run_in_lanes(const lane_job& job, std::size_t count, const matrix_stack<T>& a,
                   const matrix_stack<T>& b, const lane_results<Result>& results,
@@ -70,6 +78,11 @@ void run_in_lanes(const lane_job& job, std::size_t count, const matrix_stack<T>&
     const auto run_group = [&](std::size_t group) {
         const std::size_t first = group * job.width;
         const std::size_t live = std::min(job.width, count - first);
+        if (live < job.least_live) {
+            for (std::size_t l = 0; l < live; ++l)
+                finish(first + l, false);
+            return;
+        }
         const double* as[most_lanes];
         const double* bs[most_lanes];
         double* outs[most_lanes];

@@ -33,8 +33,8 @@ struct lane_operands
     double* scratch;
 };
 
-// A matrix and what is solved for beside it.
-constexpr std::size_t lane_scratch = 2 * greatest_real_lane_order * greatest_real_lane_order;
+// A matrix and what is solved for beside it, with an element behind each row.
+constexpr std::size_t lane_scratch = 2 * greatest_real_lane_order * (greatest_real_lane_order + 1);
 
 // Longer columns take dots in several sums.
 constexpr std::size_t greatest_qr_rows = 15;

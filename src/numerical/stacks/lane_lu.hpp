@@ -21,6 +21,75 @@ inline vector row_number(std::size_t i)
     return lanes::all(row_numbers[i]);
 }
 
+// rows × cols elements by rows, of which some orders leave a gap behind each. Elimination goes down
+// columns: at order 32 the elements of one would lie a multiple of 2 KiB apart, in a few sets of
+// the first cache, and it would take twice as long.
+template <class number>
+struct spaced_tile
+{
+    double* first;
+    std::size_t rows;
+    std::size_t cols;
+    std::size_t step = cols != 0 && cols % 32 == 0 ? cols + 1 : cols;
+
+    double* at(std::size_t i, std::size_t j) const
+    {
+        return first + (i * step + j) * number::stride;
+    }
+
+    double* end() const { return at(rows, 0); }
+
+    number operator()(std::size_t i, std::size_t j) const { return number::load(at(i, j)); }
+
+    void set(std::size_t i, std::size_t j, number x) const { x.store(at(i, j)); }
+
+    // Calls f(first row, rows): once for all, or with a gap for each.
+    template <class F>
+    void in_runs(const F& f) const
+    {
+        if (step == cols)
+            return f(0, rows);
+        for (std::size_t i = 0; i < rows; ++i)
+            f(i, 1);
+    }
+
+    std::size_t doubles_of(std::size_t some_rows) const
+    {
+        return some_rows * cols * number::doubles;
+    }
+};
+
+// The matrices' doubles from one place on.
+template <class pointer>
+struct moved_on
+{
+    pointer at[lanes::width];
+
+    moved_on(const pointer* from, std::size_t doubles)
+    {
+        for (std::size_t l = 0; l < lanes::width; ++l)
+            at[l] = from[l] + doubles;
+    }
+};
+
+template <class number>
+void load_tile(const double* const* from, const spaced_tile<number>& to)
+{
+    to.in_runs([&](std::size_t row, std::size_t rows) {
+        const moved_on<const double*> rest(from, to.doubles_of(row));
+        interleave(rest.at, to.doubles_of(rows), to.at(row, 0));
+    });
+}
+
+template <class number>
+void store_tile(const spaced_tile<number>& from, double* const* to)
+{
+    from.in_runs([&](std::size_t row, std::size_t rows) {
+        const moved_on<double*> rest(to, from.doubles_of(row));
+        separate(from.at(row, 0), from.doubles_of(rows), rest.at);
+    });
+}
+
 struct pivot_choice
 {
     vector row;
@@ -28,7 +97,7 @@ struct pivot_choice
 };
 
 // The first of greatest magnitude in column k, from the diagonal down.
-inline pivot_choice find_pivot(tile<real_number> a, std::size_t rows, std::size_t k)
+inline pivot_choice find_pivot(spaced_tile<real_number> a, std::size_t rows, std::size_t k)
 {
     vector row = row_number(k);
     vector best = lanes::magnitude(a(k, k).re);
@@ -65,7 +134,7 @@ inline mask greater_moduli(mask open, complex_number x, complex_number y)
 
 // Squares in the safe range that differ by more than eight units of rounding tell which modulus is
 // greater, and only where they don't are moduli taken.
-inline pivot_choice find_pivot(tile<complex_number> a, std::size_t rows, std::size_t k)
+inline pivot_choice find_pivot(spaced_tile<complex_number> a, std::size_t rows, std::size_t k)
 {
     const auto square_of = [](complex_number z) {
         return lanes::plus(lanes::times(z.re, z.re), lanes::times(z.im, z.im));
@@ -107,7 +176,7 @@ struct row_exchange
 
     // The new element of row k in column j.
     template <class number>
-    number top(tile<number> x, std::size_t j) const
+    number top(spaced_tile<number> x, std::size_t j) const
     {
         number element = x(k, j);
         for (std::size_t i = k + 1; i < rows; ++i)
@@ -117,7 +186,7 @@ struct row_exchange
 
     // Column j after the exchange, the elements below row k as replace(i, element) makes them.
     template <class number, class F>
-    void apply(tile<number> x, std::size_t j, number new_top, const F& replace) const
+    void apply(spaced_tile<number> x, std::size_t j, number new_top, const F& replace) const
     {
         const number old_top = x(k, j);
         x.set(k, j, new_top);
@@ -131,7 +200,7 @@ struct row_exchange
 // loses its own element times that of L, a right side the element of L times its own: fused complex
 // steps tell the order of the factors.
 template <class rounding, class number>
-vector eliminate(tile<number> a, std::size_t n, tile<number> b, suspicion& suspects)
+vector eliminate(spaced_tile<number> a, std::size_t n, spaced_tile<number> b, suspicion& suspects)
 {
     vector sign = lanes::all(1);
     for (std::size_t k = 0; k < n; ++k) {
@@ -163,31 +232,55 @@ vector eliminate(tile<number> a, std::size_t n, tile<number> b, suspicion& suspe
     return sign;
 }
 
+// Row i of U⁻¹·B in `count` columns from j on, those below it known. The sums run side by side, as
+// the steps of one wait for each other.
+template <class rounding, std::size_t count, class number>
+void substitute_row(spaced_tile<number> u, std::size_t i, const divisor_of<number>& divisor,
+                    spaced_tile<number> b, std::size_t j, suspicion& suspects)
+{
+    number sum[count];
+#pragma GCC unroll 4
+    for (std::size_t c = 0; c < count; ++c)
+        sum[c] = b(i, j + c);
+    for (std::size_t k = i + 1; k < u.rows; ++k) {
+        const number factor = u(i, k);
+#pragma GCC unroll 4
+        for (std::size_t c = 0; c < count; ++c)
+            sum[c] = rounding::less(sum[c], factor, b(k, j + c));
+    }
+#pragma GCC unroll 4
+    for (std::size_t c = 0; c < count; ++c) {
+        const number x = divisor.divide(sum[c], suspects);
+        suspects.add(x.has_nan());
+        b.set(i, j + c, x);
+    }
+}
+
 // B := U⁻¹·B.
 template <class rounding, class number>
-void substitute_back(tile<number> u, std::size_t n, tile<number> b, suspicion& suspects)
+void substitute_back(spaced_tile<number> u, spaced_tile<number> b, suspicion& suspects)
 {
-    for (std::size_t i = n; i-- > 0;) {
+    for (std::size_t i = u.rows; i-- > 0;) {
         const divisor_of<number> divisor(u(i, i));
         suspects.add(divisor.is_unsafe());
-        for (std::size_t j = 0; j < b.cols; ++j) {
-            number sum = b(i, j);
-            for (std::size_t k = i + 1; k < n; ++k)
-                sum = rounding::less(sum, u(i, k), b(k, j));
-            const number x = divisor.divide(sum, suspects);
-            suspects.add(x.has_nan());
-            b.set(i, j, x);
-        }
+        std::size_t j = 0;
+        for (; j + 4 <= b.cols; j += 4)
+            substitute_row<rounding, 4>(u, i, divisor, b, j, suspects);
+        for (; j < b.cols; ++j)
+            substitute_row<rounding, 1>(u, i, divisor, b, j, suspects);
     }
 }
 
 template <class number>
-tile<number> load_square(const lane_operands& operands, suspicion& suspects)
+spaced_tile<number> load_square(const lane_operands& operands, suspicion& suspects)
 {
     const std::size_t n = operands.rows;
-    interleave(operands.a, n * n * number::doubles, operands.scratch);
-    suspects.add(not_finite<number>(operands.scratch, n * n));
-    return {operands.scratch, n};
+    const spaced_tile<number> a{operands.scratch, n, n};
+    load_tile(operands.a, a);
+    a.in_runs([&](std::size_t row, std::size_t rows) {
+        suspects.add(not_finite<number>(a.at(row, 0), rows * n));
+    });
+    return a;
 }
 
 template <class rounding, class number>
@@ -195,13 +288,12 @@ unsigned solve_in_lanes(const lane_operands& operands)
 {
     suspicion suspects;
     const std::size_t n = operands.rows;
-    const std::size_t count = n * operands.cols * number::doubles;
-    const tile<number> a = load_square<number>(operands, suspects);
-    const tile<number> b{a.at(n, 0), operands.cols};
-    interleave(operands.b, count, b.first);
+    const spaced_tile<number> a = load_square<number>(operands, suspects);
+    const spaced_tile<number> b{a.end(), n, operands.cols};
+    load_tile(operands.b, b);
     eliminate<rounding>(a, n, b, suspects);
-    substitute_back<rounding>(a, n, b, suspects);
-    separate(b.first, count, operands.out);
+    substitute_back<rounding>(a, b, suspects);
+    store_tile(b, operands.out);
     return suspects.bits();
 }
 
@@ -210,14 +302,14 @@ unsigned invert_in_lanes(const lane_operands& operands)
 {
     suspicion suspects;
     const std::size_t n = operands.rows;
-    const tile<number> a = load_square<number>(operands, suspects);
-    const tile<number> b{a.at(n, 0), n};
+    const spaced_tile<number> a = load_square<number>(operands, suspects);
+    const spaced_tile<number> b{a.end(), n, n};
     for (std::size_t i = 0; i < n; ++i)
         for (std::size_t j = 0; j < n; ++j)
             b.set(i, j, number::all(i == j ? 1 : 0));
     eliminate<fused>(a, n, b, suspects);
-    substitute_back<fused>(a, n, b, suspects);
-    separate(b.first, n * n * number::doubles, operands.out);
+    substitute_back<fused>(a, b, suspects);
+    store_tile(b, operands.out);
     return suspects.bits();
 }
 
@@ -226,9 +318,9 @@ unsigned lu_diagonal_in_lanes(const lane_operands& operands)
 {
     suspicion suspects;
     const std::size_t n = operands.rows;
-    const tile<number> a = load_square<number>(operands, suspects);
-    const tile<number> diagonal{a.at(n, 0), n};
-    const vector sign = eliminate<fused>(a, n, {a.first, 0}, suspects);
+    const spaced_tile<number> a = load_square<number>(operands, suspects);
+    const tile<number> diagonal{a.end(), n};
+    const vector sign = eliminate<fused>(a, n, {a.first, n, 0}, suspects);
     for (std::size_t i = 0; i < n; ++i) {
         const number element = a(i, i);
         suspects.add(element.has_nan());

@@ -43,6 +43,13 @@ std::size_t work_of_lu(const matrix_stack<T>& a, std::size_t columns)
     return a.rows * a.rows * (a.rows + columns) * sizeof(T) / sizeof(double) / 4 + 512;
 }
 
+lane_job system_job(detail::lane_kernel kernel, const lane_kernels& kernels, std::size_t order,
+                    std::size_t columns)
+{
+    return {kernel,  kernels.width, order,
+            columns, order,         detail::least_live_of_factorization(order, kernels.width)};
+}
+
 // What one(i) does for every matrix, in lanes where the matrices and right sides are small.
 template <class T, class F>
 void run_systems(const lane_job& job, std::size_t count, const matrix_stack<T>& a,
@@ -92,7 +99,7 @@ void run_diagonals(std::size_t count, const matrix_stack<T>& a, const OfDiagonal
         else
             failures.attempt(i, [&] { one(i); });
     };
-    detail::run_in_lanes<T>({kernels.lu_diagonal, kernels.width, n, 0, n}, count, a, a,
+    detail::run_in_lanes<T>(system_job(kernels.lu_diagonal, kernels, n, 0), count, a, a,
                             {diagonals.data(), stride}, finish);
     failures.rethrow();
 }
@@ -110,7 +117,7 @@ void stacks::solve_vectors(std::size_t count, const matrix_stack<T>& a, const ma
         std::copy(solution.begin(), solution.end(), x + i * a.rows);
     };
     const lane_kernels& kernels = detail::lane_kernels_for(T());
-    run_systems({kernels.solve_vector, kernels.width, a.rows, 1, a.rows}, count, a, b, x, one);
+    run_systems(system_job(kernels.solve_vector, kernels, a.rows, 1), count, a, b, x, one);
 }
 
 template <class T>
@@ -125,7 +132,7 @@ void stacks::solve_matrices(std::size_t count, const matrix_stack<T>& a, const m
         std::copy(solution.begin(), solution.end(), x + i * a.rows * b.cols);
     };
     const lane_kernels& kernels = detail::lane_kernels_for(T());
-    run_systems({kernels.solve_matrix, kernels.width, a.rows, b.cols, a.rows}, count, a, b, x, one);
+    run_systems(system_job(kernels.solve_matrix, kernels, a.rows, b.cols), count, a, b, x, one);
 }
 
 template <class T>
@@ -137,8 +144,7 @@ void stacks::inverse(std::size_t count, const matrix_stack<T>& a, T* inverses)
         std::copy(inverted.data.begin(), inverted.data.end(), inverses + i * a.rows * a.rows);
     };
     const lane_kernels& kernels = detail::lane_kernels_for(T());
-    run_systems({kernels.inverse, kernels.width, a.rows, a.rows, a.rows}, count, a, a, inverses,
-                one);
+    run_systems(system_job(kernels.inverse, kernels, a.rows, a.rows), count, a, a, inverses, one);
 }
 
 template <class T>
