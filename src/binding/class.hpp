@@ -1,14 +1,16 @@
 #pragma once
 
-// Native value types as Python classes. An instance is the object header and one pointer to a value
-// on the heap; the pointer is null until __init__ has run. The class can't be subclassed and isn't
-// tracked by the garbage collector, as a value holds no references.
+// Native value types as Python classes. The value lies in the object itself, behind a pointer to it
+// that is null until __init__ has run: an instance is one allocation and not two. The class can't
+// be subclassed and isn't tracked by the garbage collector, as a value holds no
+// references.
 
 #include "binding/errors.hpp"
 #include "binding/owned_ref.hpp"
 #include "binding/python.hpp"
 
 #include <cstddef>
+#include <memory>
 #include <new>
 #include <utility>
 #include <vector>
@@ -19,6 +21,9 @@ template <class T>
 struct wrapped_object
 {
     PyObject_HEAD T* wrapped;
+    alignas(T) unsigned char room[sizeof(T)];
+
+    static_assert(alignof(T) <= 16, "the alignment of CPython's blocks");
 };
 
 // What is kept for each wrapped type as long as the process lives: its dotted name, its type object
@@ -90,6 +95,14 @@ T& class_unwrap(PyObject* object)
     return *value;
 }
 
+// Makes the value of an object that has none yet.
+template <class T, class Value>
+void class_emplace(PyObject* self, Value&& value)
+{
+    auto* object = reinterpret_cast<wrapped_object<T>*>(self);
+    object->wrapped = new (object->room) T(std::forward<Value>(value));
+}
+
 // A new instance with a T made of the value, which is moved into it; null with the error set.
 template <class T, class Value>
 PyObject* class_wrap(Value&& value)
@@ -102,17 +115,15 @@ PyObject* class_wrap(Value&& value)
     owned_ref self(PyType_GenericAlloc(reinterpret_cast<PyTypeObject*>(type), 0));
     if (!self)
         return nullptr;
-    T* held = new (std::nothrow) T(std::forward<Value>(value));
-    if (held == nullptr)
-        return PyErr_NoMemory();
-    wrapped_of<T>(self.get()) = held;
+    class_emplace<T>(self.get(), std::forward<Value>(value));
     return self.release();
 }
 
 template <class T>
 void class_dealloc(PyObject* self)
 {
-    delete wrapped_of<T>(self);
+    if (T* value = wrapped_of<T>(self))
+        std::destroy_at(value);
     PyTypeObject* type = Py_TYPE(self);
     PyObject_Free(self);
     Py_DECREF(type);

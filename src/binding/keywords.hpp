@@ -106,7 +106,7 @@ int class_init(PyObject* self, PyObject* args, PyObject* kwargs)
         // The factory may have run Python code that called this function.
         if (wrapped_of<T>(self) != nullptr)
             return refuse_second_init<T>();
-        wrapped_of<T>(self) = new T(std::move(*value));
+        class_emplace<T>(self, std::move(*value));
         return self;
     };
     return translated(Err, initialize) != nullptr ? 0 : -1;

@@ -130,7 +130,7 @@ void versioned_capsule_destructor(PyObject* capsule)
 
 dl_tensor described(const any_tensor& value, std::int64_t* shape)
 {
-    const std::vector<std::size_t>& extents = shape_of(value);
+    const shape_list& extents = shape_of(value);
     std::transform(extents.begin(), extents.end(), shape,
                    [](std::size_t extent) { return static_cast<std::int64_t>(extent); });
     const bool real = std::holds_alternative<tensor<double>>(value);

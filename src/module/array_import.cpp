@@ -118,7 +118,7 @@ void require_castable(const element_type& type, wanted_type wanted)
         refuse_complex_array();
 }
 
-std::size_t element_count(const std::vector<std::size_t>& shape)
+std::size_t element_count(const shape_list& shape)
 {
     constexpr std::size_t limit = 0x0FFFFFFFFFFFFFFF;
     std::size_t count = 1;
@@ -131,7 +131,7 @@ std::size_t element_count(const std::vector<std::size_t>& shape)
 }
 
 // The strides of a C-contiguous array. Beside a zero extent they may wrap, and are not used.
-std::vector<std::ptrdiff_t> row_major(const std::vector<std::size_t>& shape, std::size_t itemsize)
+std::vector<std::ptrdiff_t> row_major(const shape_list& shape, std::size_t itemsize)
 {
     std::vector<std::ptrdiff_t> strides(shape.size());
     std::size_t stride = itemsize;
@@ -169,7 +169,7 @@ PyObject* from_record(const array_record& record, wanted_type wanted)
     array.type = readable_type(typestr_of(record));
     require_castable(array.type, wanted);
     if (record.nd > 0)
-        array.shape.assign(record.shape, record.shape + record.nd);
+        array.shape = shape_list(record.shape, record.shape + record.nd);
     array.count = element_count(array.shape);
     if (std::any_of(array.shape.begin(), array.shape.end(), is_negative)) // beside a zero
         throw std::runtime_error("shape extents must be non-negative");

@@ -13,7 +13,7 @@ namespace numerical::boundary {
 namespace {
 
 template <class T>
-PyObject* filled(std::vector<std::size_t> shape, PyObject* value)
+PyObject* filled(shape_list shape, PyObject* value)
 {
     T element;
     read_number(value, element);
@@ -46,7 +46,7 @@ PyObject* module_full(PyObject*, PyObject* args)
     int complex = 0;
     if (!parse_full(args, extents, value, complex))
         return nullptr;
-    std::vector<std::size_t> shape;
+    shape_list shape;
     if (!read_shape(extents, shape))
         return nullptr;
     return complex != 0 ? filled<std::complex<double>>(std::move(shape), value)
@@ -100,7 +100,7 @@ PyObject* module_reshape(PyObject*, PyObject* args)
     const any_tensor* a = as_tensor(object);
     if (a == nullptr)
         return nullptr;
-    std::vector<std::size_t> shape;
+    shape_list shape;
     if (!read_shape(extents, shape))
         return nullptr;
     return std::visit([&](const auto& of_type) { return wrap(reshape(of_type, std::move(shape))); },

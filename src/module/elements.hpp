@@ -14,7 +14,7 @@ namespace numerical::boundary {
 struct foreign_array
 {
     const unsigned char* data;
-    std::vector<std::size_t> shape;
+    shape_list shape;
     std::vector<std::ptrdiff_t> strides; // in bytes, of any sign
     std::size_t count;                   // the product of the extents
     element_type type;

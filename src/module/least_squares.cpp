@@ -22,7 +22,8 @@ any_tensor lstsq_of_type(const tensor<T>& a, const any_tensor& any_b)
         throw std::runtime_error("lstsq operands must share one dtype");
     const gil_release released(a.data.size() >= gil_release_threshold);
     if (b->shape.size() == 1)
-        return tensor<T>(numerical::lstsq(matrix_from(a), vector<T>{b->data}));
+        return tensor<T>(numerical::lstsq(
+            matrix_from(a), vector<T>{detail::copy_of(b->data.data(), b->data.size())}));
     return tensor<T>(numerical::lstsq(matrix_from(a), matrix_from(*b)));
 }
 

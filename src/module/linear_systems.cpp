@@ -21,7 +21,8 @@ std::vector<T> solution(const lu_decomposition<T>& lu, const tensor<T>& b)
                                   : "solve: right-hand side row count differs from the matrix");
     if (lu.singular)
         throw singular_matrix_error("solve: matrix is singular");
-    return one_vector ? lu.solve_vector(b.data) : lu.solve_matrix(b.data, b.shape[1]);
+    const std::vector<T> sides = detail::copy_of(b.data.data(), b.data.size());
+    return one_vector ? lu.solve_vector(sides) : lu.solve_matrix(sides, b.shape[1]);
 }
 
 template <class T>

@@ -61,9 +61,9 @@ std::vector<T> read_elements(PyObject* data)
     return elements;
 }
 
-std::vector<std::size_t> given_or_inferred_shape(PyObject* data, std::optional<PyObject*> given)
+shape_list given_or_inferred_shape(PyObject* data, std::optional<PyObject*> given)
 {
-    std::vector<std::size_t> shape;
+    shape_list shape;
     if (given) {
         if (!read_shape(*given, shape))
             fail("Tensor: invalid shape");
@@ -129,7 +129,7 @@ PyObject* nested_lists(const tensor<T>& a)
     if (!outermost)
         return nullptr;
     std::vector<PyObject*> open(last, outermost.get());
-    std::vector<std::size_t> filled(last, 0);
+    shape_list filled(last, 0);
     const T* row = a.data.data();
     for (std::size_t axis = 0;;) {
         if (filled[axis] == a.shape[axis]) {
@@ -230,7 +230,7 @@ PyObject* wrap(tensor<complex>&& value)
 
 PyObject* shape_tuple(const any_tensor& value)
 {
-    const std::vector<std::size_t>& shape = shape_of(value);
+    const shape_list& shape = shape_of(value);
     if (shape.size() == 1)
         return tuple_of(PyLong_FromSize_t(shape[0]));
     if (shape.size() == 2)
@@ -247,7 +247,7 @@ PyObject* shape_tuple(const any_tensor& value)
     return tuple.release();
 }
 
-bool read_shape(PyObject* sequence, std::vector<std::size_t>& shape)
+bool read_shape(PyObject* sequence, shape_list& shape)
 {
     const Py_ssize_t rank = PySequence_Size(sequence);
     if (rank < 0)
@@ -270,7 +270,7 @@ bool read_shape(PyObject* sequence, std::vector<std::size_t>& shape)
 
 any_tensor tensor_factory(PyObject* data, std::optional<PyObject*> given, const std::string& dtype)
 {
-    std::vector<std::size_t> shape = given_or_inferred_shape(data, given);
+    shape_list shape = given_or_inferred_shape(data, given);
     if (dtype == "float64")
         return tensor<double>(std::move(shape), read_elements<double>(data));
     if (dtype == "complex128")

@@ -44,10 +44,9 @@ void read_number(PyObject* item, std::complex<double>& z);
 PyObject* number(double x);
 PyObject* number(const std::complex<double>& z);
 
-inline const std::vector<std::size_t>& shape_of(const any_tensor& value)
+inline const shape_list& shape_of(const any_tensor& value)
 {
-    return std::visit([](const auto& a) -> const std::vector<std::size_t>& { return a.shape; },
-                      value);
+    return std::visit([](const auto& a) -> const shape_list& { return a.shape; }, value);
 }
 
 // The extents as a new tuple; null with the error set.
@@ -55,7 +54,7 @@ PyObject* shape_tuple(const any_tensor& value);
 
 // Appends the extents of a sequence; false with the error set, numerical.error "shape extents must
 // be non-negative" among them.
-bool read_shape(PyObject* sequence, std::vector<std::size_t>& shape);
+bool read_shape(PyObject* sequence, shape_list& shape);
 
 // A copy of the rank-2 tensor as a matrix.
 template <class T>

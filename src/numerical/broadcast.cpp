@@ -9,12 +9,11 @@
 
 namespace numerical {
 
-std::vector<std::size_t> broadcast_shape(const std::vector<std::size_t>& a,
-                                         const std::vector<std::size_t>& b)
+shape_list broadcast_shape(const shape_list& a, const shape_list& b)
 {
-    const std::vector<std::size_t>& longer = a.size() < b.size() ? b : a;
-    const std::vector<std::size_t>& shorter = a.size() < b.size() ? a : b;
-    std::vector<std::size_t> shape = longer;
+    const shape_list& longer = a.size() < b.size() ? b : a;
+    const shape_list& shorter = a.size() < b.size() ? a : b;
+    shape_list shape = longer;
     const std::size_t missing = longer.size() - shorter.size();
     for (std::size_t i = 0; i < shorter.size(); ++i) {
         std::size_t& extent = shape[missing + i];
@@ -29,9 +28,9 @@ std::vector<std::size_t> broadcast_shape(const std::vector<std::size_t>& a,
 
 namespace detail {
 
-std::vector<std::size_t> broadcast_strides(const std::vector<std::size_t>& shape, std::size_t rank)
+shape_list broadcast_strides(const shape_list& shape, std::size_t rank)
 {
-    std::vector<std::size_t> strides(rank, 0);
+    shape_list strides(rank, 0);
     std::size_t elements = 1;
     for (std::size_t i = 1; i <= shape.size(); ++i) {
         const std::size_t extent = shape[shape.size() - i];
@@ -42,11 +41,11 @@ std::vector<std::size_t> broadcast_strides(const std::vector<std::size_t>& shape
     return strides;
 }
 
-broadcast_walk::broadcast_walk(const std::vector<std::size_t>& a, const std::vector<std::size_t>& b)
+broadcast_walk::broadcast_walk(const shape_list& a, const shape_list& b)
     : shape(broadcast_shape(a, b)), count(1), axes(shape.size() + 1)
 {
-    const std::vector<std::size_t> left = broadcast_strides(a, shape.size());
-    const std::vector<std::size_t> right = broadcast_strides(b, shape.size());
+    const shape_list left = broadcast_strides(a, shape.size());
+    const shape_list right = broadcast_strides(b, shape.size());
     for (std::size_t i = shape.size(); i-- > 0;) {
         count = checked_mul(count, shape[i]);
         if (shape[i] == 1)

@@ -15,14 +15,13 @@ namespace numerical {
 
 // The shape of the result; dimension_error "operands could not be broadcast together with shapes
 // (2, 3) (4,)".
-std::vector<std::size_t> broadcast_shape(const std::vector<std::size_t>& a,
-                                         const std::vector<std::size_t>& b);
+shape_list broadcast_shape(const shape_list& a, const shape_list& b);
 
 namespace detail {
 
 // How far an operand moves, in elements, for one step along each axis of a result of that rank: 0
 // along the axes where it is repeated.
-std::vector<std::size_t> broadcast_strides(const std::vector<std::size_t>& shape, std::size_t rank);
+shape_list broadcast_strides(const shape_list& shape, std::size_t rank);
 
 // Which operand moves along a row of the result; the other gives one element for the whole row.
 enum class row_form { both, left, right };
@@ -40,11 +39,11 @@ struct broadcast_walk
         std::size_t index = 0;
     };
 
-    std::vector<std::size_t> shape;
+    shape_list shape;
     std::size_t count;     // elements of the result
     short_list<axis> axes; // last axis first; at least one
 
-    broadcast_walk(const std::vector<std::size_t>& a, const std::vector<std::size_t>& b);
+    broadcast_walk(const shape_list& a, const shape_list& b);
 
     std::size_t row_length() const { return axes.front().extent; }
 

@@ -13,7 +13,7 @@ void throw_product_overflow()
     throw dimension_error("dimension product overflows std::size_t");
 }
 
-std::size_t element_count(const std::vector<std::size_t>& shape)
+std::size_t element_count(const shape_list& shape)
 {
     std::size_t count = 1;
     for (std::size_t axis = shape.size(); axis-- > 0;)
@@ -21,7 +21,7 @@ std::size_t element_count(const std::vector<std::size_t>& shape)
     return count;
 }
 
-std::string shape_text(const std::vector<std::size_t>& shape)
+std::string shape_text(const shape_list& shape)
 {
     std::string text = "(";
     for (std::size_t axis = 0; axis < shape.size(); ++axis) {

@@ -3,6 +3,7 @@
 // Checks that all numerical code shares. Their messages are part of the interface.
 
 #include "numerical/matrix.hpp"
+#include "numerical/shape_list.hpp"
 
 #include <cstddef>
 #include <string>
@@ -23,10 +24,10 @@ inline std::size_t checked_mul(std::size_t a, std::size_t b)
 
 // The product of the extents, formed from the last axis on, so that behind a zero nothing
 // overflows; otherwise dimension_error "dimension product overflows std::size_t".
-std::size_t element_count(const std::vector<std::size_t>& shape);
+std::size_t element_count(const shape_list& shape);
 
 // The shape as the text of a Python tuple: "()", "(3,)", "(2, 3)".
-std::string shape_text(const std::vector<std::size_t>& shape);
+std::string shape_text(const shape_list& shape);
 
 // non_finite_error, prefix + ": the matrix holds an infinite or NaN entry", if any entry is.
 template <class T>

@@ -32,7 +32,7 @@ template <class Row>
 void each_row(const selection& of, const Row& row)
 {
     const std::size_t outer = of.loops.size() - 1;
-    std::vector<std::size_t> index(outer, 0);
+    shape_list index(outer, 0);
     for (;;) {
         std::ptrdiff_t offset = of.origin;
         for (std::size_t l = 0; l < outer; ++l)
@@ -79,7 +79,7 @@ selection places_of_values(const selection& at, const tensor<T>& values)
         throw dimension_error("values of shape " + detail::shape_text(values.shape) +
                               " cannot be broadcast to the selected shape " +
                               detail::shape_text(at.shape));
-    const std::vector<std::size_t> strides = detail::broadcast_strides(values.shape, rank);
+    const shape_list strides = detail::broadcast_strides(values.shape, rank);
     selection places;
     places.shape = at.shape;
     std::size_t axis = 0;
@@ -180,7 +180,7 @@ template <class T>
 tensor<T> gather_along(const tensor<T>& a, std::size_t axis, const positions& places)
 {
     const auto split = a.shape.begin() + static_cast<std::ptrdiff_t>(axis);
-    std::vector<std::size_t> shape(a.shape.begin(), split);
+    shape_list shape(a.shape.begin(), split);
     shape.insert(shape.end(), places.shape.begin(), places.shape.end());
     shape.insert(shape.end(), split + 1, a.shape.end());
     const std::size_t inner = a.strides[axis];

@@ -27,7 +27,7 @@ struct selection_loop
 
 struct selection
 {
-    std::vector<std::size_t> shape; // of the result
+    shape_list shape; // of the result
     std::ptrdiff_t origin = 0;
     std::vector<selection_loop> loops; // the last one runs fastest
     std::vector<std::ptrdiff_t> table; // offsets of the elements that the arrays name

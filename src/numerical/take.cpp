@@ -101,7 +101,7 @@ bool lies_within(const axis_range& range, std::size_t extent)
 template <class T>
 tensor<T> take(const tensor<T>& a, std::span<const axis_range> ranges)
 {
-    std::vector<std::size_t> shape;
+    shape_list shape;
     shape.reserve(ranges.size());
     std::size_t count = 1;
     for (const axis_range& range : ranges) {

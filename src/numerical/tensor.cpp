@@ -10,6 +10,21 @@
 #include <utility>
 
 namespace numerical {
+namespace {
+
+// dimension_error if the shape holds another number of elements.
+template <class T>
+void require_size(const tensor<T>& a, const shape_list& shape)
+{
+    std::size_t count = 1;
+    for (const std::size_t extent : shape)
+        count = detail::checked_mul(count, extent);
+    if (count != a.data.size())
+        throw dimension_error("cannot reshape a tensor of size " + std::to_string(a.data.size()) +
+                              " into shape " + detail::shape_text(shape));
+}
+
+} // namespace
 
 template <class T>
 tensor<T>::tensor(matrix<T>&& a) : shape{a.rows, a.cols}, data(std::move(a.data))
@@ -28,7 +43,7 @@ tensor<T>::tensor(const vector<T>& a)
 template <class T>
 void tensor<T>::finalize()
 {
-    strides = detail::uninitialized<std::size_t>(shape.size());
+    strides.resize(shape.size());
     std::size_t count = 1;
     for (std::size_t axis = shape.size(); axis-- > 0;) {
         strides[axis] = count;
@@ -48,15 +63,17 @@ tensor<T> eye(std::size_t n)
 }
 
 template <class T>
-tensor<T> reshape(const tensor<T>& a, std::vector<std::size_t> shape)
+tensor<T> reshape(const tensor<T>& a, shape_list shape)
 {
-    std::size_t count = 1;
-    for (const std::size_t extent : shape)
-        count = detail::checked_mul(count, extent);
-    if (count != a.data.size())
-        throw dimension_error("cannot reshape a tensor of size " + std::to_string(a.data.size()) +
-                              " into shape " + detail::shape_text(shape));
+    require_size(a, shape);
     return tensor<T>(std::move(shape), detail::copy_of(a.data.data(), a.data.size()));
+}
+
+template <class T>
+tensor<T> reshaped_share(const tensor<T>& a, shape_list shape)
+{
+    require_size(a, shape);
+    return tensor<T>(std::move(shape), a.data.part(0, a.data.size()));
 }
 
 template <class T>
@@ -73,9 +90,12 @@ template struct tensor<std::complex<double>>;
 template struct tensor<std::ptrdiff_t>;
 template tensor<double> eye(std::size_t);
 template tensor<std::complex<double>> eye(std::size_t);
-template tensor<double> reshape(const tensor<double>&, std::vector<std::size_t>);
-template tensor<std::complex<double>> reshape(const tensor<std::complex<double>>&,
-                                              std::vector<std::size_t>);
+template tensor<double> reshape(const tensor<double>&, shape_list);
+template tensor<std::complex<double>> reshape(const tensor<std::complex<double>>&, shape_list);
+template tensor<double> reshaped_share(const tensor<double>&, shape_list);
+template tensor<std::complex<double>> reshaped_share(const tensor<std::complex<double>>&,
+                                                     shape_list);
+template positions reshaped_share(const positions&, shape_list);
 template tensor<double> operator-(const tensor<double>&);
 template tensor<std::complex<double>> operator-(const tensor<std::complex<double>>&);
 

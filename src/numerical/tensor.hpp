@@ -1,10 +1,12 @@
 #pragma once
 
-// The N-dimensional array that Python sees: dense, contiguous, row-major, without views. A tensor
-// is never written to after its construction, so that its buffer may be lent to readers, and many
-// threads may read it at once.
+// The N-dimensional array that Python sees: dense, contiguous, row-major. A tensor is never written
+// to after its construction, so that its buffer may be lent to readers, many threads may read it at
+// once, and tensors of the same elements in the same order may share one buffer.
 
+#include "numerical/element_store.hpp"
 #include "numerical/matrix.hpp"
+#include "numerical/shape_list.hpp"
 
 #include <complex>
 #include <cstddef>
@@ -17,13 +19,13 @@ namespace numerical {
 template <class T>
 struct tensor
 {
-    std::vector<std::size_t> shape;   // extent of each axis; empty for rank 0
-    std::vector<std::size_t> strides; // in elements, derived from the shape
-    std::vector<T> data;
+    shape_list shape;   // extent of each axis; empty for rank 0
+    shape_list strides; // in elements, derived from the shape
+    element_store<T> data;
 
     // Takes both; dimension_error "dimension product overflows std::size_t" or "tensor: data size
     // does not match the shape". A rank-0 tensor holds one element.
-    tensor(std::vector<std::size_t> extents, std::vector<T> elements)
+    tensor(shape_list extents, element_store<T> elements)
         : shape(std::move(extents)), data(std::move(elements))
     {
         finalize();
@@ -53,7 +55,11 @@ tensor<T> eye(std::size_t n);
 // The same elements in the same order under another shape, copied; dimension_error if the shape
 // does not hold as many.
 template <class T>
-tensor<T> reshape(const tensor<T>& a, std::vector<std::size_t> shape);
+tensor<T> reshape(const tensor<T>& a, shape_list shape);
+
+// The same without a copy: the result shares the elements of `a` (element_store::part).
+template <class T>
+tensor<T> reshaped_share(const tensor<T>& a, shape_list shape);
 
 // Every sign bit flipped: 0.0 gives -0.0.
 template <class T>

@@ -47,7 +47,7 @@ PyObject* ones_call(const binding::signature<4>& signature, const binding::call_
     const auto [n, m, k, is_complex] = signature.bind(call);
     const shape_list rows = shape_parameter(n, "n");
     const shape_list cols = shape_parameter(m, "m");
-    const shape_list shape{rows.at(0), cols.at(0)};
+    const shape_list shape{rows.front(), cols.front()};
     const std::ptrdiff_t diagonal = integer_parameter(k, "k");
     return flag_parameter(is_complex) ? ones_of<complex>(shape, diagonal, what)
                                       : ones_of<double>(shape, diagonal, what);

@@ -21,7 +21,6 @@ namespace {
 using binding::fail;
 using binding::not_null;
 using binding::owned_ref;
-using shape_list = std::vector<std::size_t>;
 
 // Deeper lists are taken for ones that contain themselves; NumPy's arrays end there as well.
 constexpr int deepest_list = 64;
@@ -151,7 +150,7 @@ read_array from_list(PyObject* list)
 void append_values(const any_tensor& values, read_array& into)
 {
     into.shape = boundary::shape_of(values);
-    const std::vector<double>& data = std::get<tensor<double>>(values).data;
+    const element_store<double>& data = std::get<tensor<double>>(values).data;
     into.numbers.reserve(data.size());
     for (const double x : data)
         into.numbers.push_back(static_cast<std::ptrdiff_t>(x));
@@ -204,7 +203,7 @@ read_array from_array(PyObject* object)
 
 read_array from_positions(const positions& places)
 {
-    return {false, places.shape, places.data};
+    return {false, places.shape, {places.data.begin(), places.data.end()}};
 }
 
 read_array array_of(PyObject* key)
@@ -454,7 +453,7 @@ void check_places(const positions& places, std::size_t axis, std::size_t extent)
         position_on(place, axis, extent);
 }
 
-index_keys read_keys(PyObject* key, const std::vector<std::size_t>& shape)
+index_keys read_keys(PyObject* key, const shape_list& shape)
 {
     std::vector<PyObject*> given;
     if (PyTuple_Check(key)) {
@@ -466,8 +465,7 @@ index_keys read_keys(PyObject* key, const std::vector<std::size_t>& shape)
     return reader(std::move(given), shape).take();
 }
 
-selection select(const index_keys& keys, const std::vector<std::size_t>& shape,
-                 const std::vector<std::size_t>& strides)
+selection select(const index_keys& keys, const shape_list& shape, const shape_list& strides)
 {
     const shape_list common = common_shape(keys);
     selection out;

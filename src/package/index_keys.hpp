@@ -14,7 +14,7 @@ namespace numerical::package {
 // Positions on one or more axes, from an array of ints or from the nonzero places of a mask.
 struct position_array
 {
-    std::vector<std::size_t> shape;
+    shape_list shape;
     std::vector<std::ptrdiff_t> places; // not yet checked against the axis; may count from the end
 };
 
@@ -35,7 +35,7 @@ struct index_keys
 };
 
 // Reads `key` for a tensor of that shape; IndexError as subscript.hpp says.
-index_keys read_keys(PyObject* key, const std::vector<std::size_t>& shape);
+index_keys read_keys(PyObject* key, const shape_list& shape);
 
 // Positions from a list or an array of ints; IndexError for masks and what holds no ints.
 positions read_places(PyObject* object);
@@ -45,8 +45,7 @@ axis_range range_of(PyObject* slice, std::size_t extent);
 
 // The selection of keys with at least one array. IndexError where arrays don't broadcast or
 // a position is out of bounds.
-selection select(const index_keys& keys, const std::vector<std::size_t>& shape,
-                 const std::vector<std::size_t>& strides);
+selection select(const index_keys& keys, const shape_list& shape, const shape_list& strides);
 
 // The position counted from the front; IndexError "index 5 is out of bounds for axis 0 with size
 // 3".

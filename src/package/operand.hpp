@@ -42,7 +42,7 @@ public:
 
     bool is_complex() const { return held->index() == 1; }
 
-    const std::vector<std::size_t>& shape() const { return boundary::shape_of(*held); }
+    const shape_list& shape() const { return boundary::shape_of(*held); }
 
     std::size_t rank() const { return shape().size(); }
 

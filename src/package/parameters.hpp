@@ -4,13 +4,12 @@
 // of range a ValueError or, for axes, an IndexError.
 
 #include "binding/python.hpp"
+#include "numerical/shape_list.hpp"
 
 #include <cstddef>
 #include <vector>
 
 namespace numerical::package {
-
-using shape_list = std::vector<std::size_t>;
 
 // An int, from any object with __index__; TypeError "axis must be an int, not str". One beyond the
 // range of Py_ssize_t becomes the nearest value in it.

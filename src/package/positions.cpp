@@ -31,7 +31,7 @@ const positions& self_of(PyObject* self)
 // --- attributes ----------------------------------------------------------------------------------
 PyObject* shape_of(PyObject* self)
 {
-    const std::vector<std::size_t>& shape = self_of(self).shape;
+    const shape_list& shape = self_of(self).shape;
     owned_ref tuple(not_null(PyTuple_New(static_cast<Py_ssize_t>(shape.size()))));
     for (std::size_t i = 0; i < shape.size(); ++i)
         PyTuple_SetItem(tuple.get(), static_cast<Py_ssize_t>(i), PyLong_FromSize_t(shape[i]));
@@ -196,7 +196,7 @@ int initialize(PyObject* self, PyObject* args, PyObject* keywords)
             fail(PyExc_TypeError, "Positions() takes one argument, a list or an array of ints");
         if (binding::wrapped_of<positions>(self) != nullptr)
             fail(PyExc_TypeError, "positions are immutable");
-        binding::wrapped_of<positions>(self) = new positions(read_places(PyTuple_GetItem(args, 0)));
+        binding::class_emplace<positions>(self, read_places(PyTuple_GetItem(args, 0)));
         return self;
     };
     return binding::translated(marlinth_module_error, body) == nullptr ? -1 : 0;

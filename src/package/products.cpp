@@ -20,7 +20,6 @@ using boundary::gil_release;
 using boundary::gil_release_threshold;
 using boundary::number;
 using boundary::wrap;
-using shape_list = std::vector<std::size_t>;
 
 // One operand of a stacked product: matrices of rows × cols, dense, one after the other.
 struct stacked
@@ -69,10 +68,10 @@ shape_list broadcast_lead(const stacked& a, const stacked& b)
 }
 
 // Offsets in matrices of operand `of` for each place of the broadcast stack.
-shape_list matrices_of(const stacked& of, const shape_list& lead, std::size_t count)
+std::vector<std::size_t> matrices_of(const stacked& of, const shape_list& lead, std::size_t count)
 {
     const shape_list strides = detail::broadcast_strides(of.lead, lead.size());
-    shape_list places(count);
+    std::vector<std::size_t> places(count);
     for (std::size_t i = 0; i < count; ++i) {
         std::size_t rest = i;
         for (std::size_t axis = lead.size(); axis-- > 0;) {
@@ -92,8 +91,8 @@ void multiply_stack(const stacked& left, const T* a, const stacked& right, const
         detail::gemm_batch({count, m, n, k}, a, b, c);
         return;
     }
-    const shape_list from_a = matrices_of(left, lead, count);
-    const shape_list from_b = matrices_of(right, lead, count);
+    const std::vector<std::size_t> from_a = matrices_of(left, lead, count);
+    const std::vector<std::size_t> from_b = matrices_of(right, lead, count);
     detail::parallel_for(count, m * n * k / 16, [&, m = m, n = n, k = k](std::size_t i) {
         detail::gemm_new(m, n, k, a + from_a[i] * left.step(), k, b + from_b[i] * right.step(), n,
                          c + i * m * n, n);

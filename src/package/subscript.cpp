@@ -21,7 +21,17 @@ namespace numerical::package {
 namespace {
 
 using binding::fail;
-using shape_list = std::vector<std::size_t>;
+
+// The `count` elements from place `from` on. Large ones are shared, unless that kept more than
+// twice their memory from being given back.
+template <class T>
+element_store<T> stretch_of(const tensor<T>& a, std::size_t from, std::size_t count)
+{
+    constexpr std::size_t copied_sooner = 512;
+    if (count > copied_sooner && 2 * count >= a.data.held())
+        return a.data.part(from, count);
+    return detail::copy_of(a.data.data() + from, count);
+}
 
 // The rest of the tensor behind the first axis at one place of it.
 template <class T>
@@ -31,8 +41,8 @@ PyObject* row_at(const tensor<T>& a, std::ptrdiff_t place)
     if (a.shape.size() == 1)
         return number(a.data[at]);
     const std::size_t size = a.strides[0];
-    return wrap(tensor<T>(shape_list(a.shape.begin() + 1, a.shape.end()),
-                          detail::copy_of(a.data.data() + at * size, size)));
+    return wrap(
+        tensor<T>(shape_list(a.shape.begin() + 1, a.shape.end()), stretch_of(a, at * size, size)));
 }
 
 // The element of a matrix.
@@ -59,13 +69,55 @@ tensor<T> with_new_axes(tensor<T>&& a, const index_keys& keys)
     return tensor<T>(std::move(shape), std::move(a.data));
 }
 
+bool is_whole_axis(const axis_range& range, std::size_t extent)
+{
+    return range.kept && range.step == 1 && static_cast<std::size_t>(range.count) == extent;
+}
+
+// Whether the ranges select elements that follow each other: one place on each of some axes, a
+// stretch of the next, and all of the others.
+template <class T>
+bool is_stretch(const tensor<T>& a, std::span<const axis_range> ranges)
+{
+    std::size_t axis = 0;
+    while (axis < ranges.size() && ranges[axis].count == 1)
+        ++axis;
+    if (axis < ranges.size() && ranges[axis].step == 1)
+        ++axis;
+    while (axis < ranges.size() && is_whole_axis(ranges[axis], a.shape[axis]))
+        ++axis;
+    return axis == ranges.size();
+}
+
+template <class T>
+tensor<T> stretch_in_ranges(const tensor<T>& a, std::span<const axis_range> ranges)
+{
+    shape_list shape;
+    std::size_t from = 0;
+    std::size_t count = 1;
+    for (std::size_t axis = 0; axis < ranges.size(); ++axis) {
+        const auto extent = static_cast<std::size_t>(ranges[axis].count);
+        from += static_cast<std::size_t>(ranges[axis].start) * a.strides[axis];
+        count *= extent;
+        if (ranges[axis].kept)
+            shape.push_back(extent);
+    }
+    return tensor<T>(std::move(shape), stretch_of(a, count == 0 ? 0 : from, count));
+}
+
+template <class T>
+tensor<T> selected(const tensor<T>& a, std::span<const axis_range> ranges)
+{
+    return is_stretch(a, ranges) ? stretch_in_ranges(a, ranges) : take(a, ranges);
+}
+
 // A number where no axis is left.
 template <class T>
 PyObject* taken(const tensor<T>& a, std::span<const axis_range> ranges)
 {
     const bool any_kept = std::any_of(ranges.begin(), ranges.end(),
                                       [](const axis_range& range) { return range.kept; });
-    return any_kept ? wrap(take(a, ranges)) : number(take_first(a, ranges));
+    return any_kept ? wrap(selected(a, ranges)) : number(take_first(a, ranges));
 }
 
 template <class T>
@@ -77,7 +129,7 @@ PyObject* ranges_of(const tensor<T>& a, const index_keys& keys)
             ranges.push_back(key.range);
     if (keys.keys.size() == ranges.size())
         return taken(a, ranges.span());
-    return wrap(with_new_axes(take(a, ranges.span()), keys));
+    return wrap(with_new_axes(selected(a, ranges.span()), keys));
 }
 
 template <class T>
@@ -143,7 +195,7 @@ PyObject* slice_of_vector(const tensor<T>& a, PyObject* slice)
     const auto count = static_cast<std::size_t>(range.count);
     if (range.step != 1)
         return wrap(take(a, std::span(&range, 1)));
-    return wrap(tensor<T>({count}, detail::copy_of(a.data.data() + range.start, count)));
+    return wrap(tensor<T>({count}, stretch_of(a, static_cast<std::size_t>(range.start), count)));
 }
 
 bool is_whole(PyObject* key)
@@ -184,6 +236,15 @@ const tensor<double>* whole_mask(PyObject* key, const shape_list& shape)
     return mask != nullptr && mask->shape == shape && are_truths(*mask) ? mask : nullptr;
 }
 
+// All of it, with an axis of extent 1 before the others.
+template <class T>
+tensor<T> with_leading_axis(const tensor<T>& a)
+{
+    shape_list shape = a.shape;
+    shape.insert(shape.begin(), 1);
+    return reshaped_share(a, std::move(shape));
+}
+
 // What is asked for most often goes without reading keys into lists: ints and slices, an order of
 // an axis, a mask.
 template <class T>
@@ -198,6 +259,8 @@ PyObject* item_of(const tensor<T>& a, PyObject* key)
         return element_at(a, first, second);
     if (a.shape.size() == 1 && PySlice_Check(key))
         return slice_of_vector(a, key);
+    if (key == Py_None)
+        return wrap(with_leading_axis(a));
     detail::short_list<axis_range> ranges(a.shape.size());
     if (read_ranges(key, a.shape, ranges))
         return taken(a, ranges.span());

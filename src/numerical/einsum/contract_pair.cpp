@@ -161,7 +161,7 @@ std::optional<tensor<T>> contract_pair(const std::string& a_labels, const tensor
                                  in_passing ? gemm_batch_transposed<T> : gemm_batch<T>);
     }
     if (!in_order && !in_passing)
-        result = permuted(result, canonical, output, extents);
+        result = permuted<T>(result, canonical, output, extents);
     return tensor<T>(extents_of(output, extents), std::move(result));
 }
 

@@ -244,8 +244,9 @@ tensor<T> general_loop(const std::array<labelled<T>, N>& operands, const std::st
 {
     if (summed.empty()) {
         if constexpr (N == 1)
-            return tensor<T>(extents_of(output, extents),
-                             permuted(operands[0].value.data, operands[0].labels, output, extents));
+            return tensor<T>(
+                extents_of(output, extents),
+                permuted<T>(operands[0].value.data, operands[0].labels, output, extents));
         else
             return outer_product<T>(operands[0], operands[1], output, extents);
     }

@@ -197,7 +197,7 @@ std::vector<T> strided_copy(const T* from, const std::vector<loop_axis<1>>& axes
 }
 
 template <class T>
-std::vector<T> permuted(const std::vector<T>& data, const std::string& from, const std::string& to,
+std::vector<T> permuted(std::span<const T> data, const std::string& from, const std::string& to,
                         const label_extents& extents)
 {
     if (data.empty())
@@ -208,9 +208,9 @@ std::vector<T> permuted(const std::vector<T>& data, const std::string& from, con
 template std::vector<double> strided_copy(const double*, const std::vector<loop_axis<1>>&);
 template std::vector<std::complex<double>> strided_copy(const std::complex<double>*,
                                                         const std::vector<loop_axis<1>>&);
-template std::vector<double> permuted(const std::vector<double>&, const std::string&,
+template std::vector<double> permuted(std::span<const double>, const std::string&,
                                       const std::string&, const label_extents&);
-template std::vector<std::complex<double>> permuted(const std::vector<std::complex<double>>&,
+template std::vector<std::complex<double>> permuted(std::span<const std::complex<double>>,
                                                     const std::string&, const std::string&,
                                                     const label_extents&);
 

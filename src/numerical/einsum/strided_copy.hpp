@@ -8,6 +8,7 @@
 
 #include <complex>
 #include <cstddef>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,7 @@ std::vector<T> strided_copy(const T* from, const std::vector<loop_axis<1>>& axes
 // A dense row-major block with axes `from`, rearranged to axes `to`: the distinct labels of `from`
 // in any order. A label that occurs twice in `from` gives the diagonal.
 template <class T>
-std::vector<T> permuted(const std::vector<T>& data, const std::string& from, const std::string& to,
+std::vector<T> permuted(std::span<const T> data, const std::string& from, const std::string& to,
                         const label_extents& extents);
 
 // An operand's elements with the axes in a given order; copied only if their order differs.
@@ -35,7 +36,7 @@ public:
             first = operand.value.data.data();
             return;
         }
-        copy = permuted(operand.value.data, operand.labels, wanted, extents);
+        copy = permuted<T>(operand.value.data, operand.labels, wanted, extents);
         first = copy.data();
     }
 

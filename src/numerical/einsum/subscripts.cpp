@@ -24,8 +24,7 @@ std::string without_spaces(const std::string& spec)
     return text;
 }
 
-void insert_extents(const std::string& labels, const std::vector<std::size_t>& shape,
-                    label_extents& extents)
+void insert_extents(const std::string& labels, const shape_list& shape, label_extents& extents)
 {
     if (shape.size() != labels.size())
         throw einsum_error("einsum: operand rank does not match its subscripts");
@@ -51,9 +50,9 @@ label_set checked_output(const std::string& output, label_set known)
 
 } // namespace
 
-std::vector<std::size_t> extents_of(std::string_view labels, const label_extents& extents)
+shape_list extents_of(std::string_view labels, const label_extents& extents)
 {
-    std::vector<std::size_t> shape;
+    shape_list shape;
     shape.reserve(labels.size());
     for (const char label : labels)
         shape.push_back(extents[label]);

@@ -115,7 +115,7 @@ private:
 };
 
 // The extents of `labels`, one for each.
-std::vector<std::size_t> extents_of(std::string_view labels, const label_extents& extents);
+shape_list extents_of(std::string_view labels, const label_extents& extents);
 
 // The product of the extents of `labels`; dimension_error "dimension product overflows
 // std::size_t".

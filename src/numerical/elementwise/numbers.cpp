@@ -46,10 +46,10 @@ struct choice_axis
 
 // The loops over the result, innermost first. Along the innermost each operand moves by one element
 // or stands still.
-std::vector<choice_axis> choice_axes(const std::vector<std::size_t>& shape,
-                                     const std::array<const std::vector<std::size_t>*, 3>& operands)
+std::vector<choice_axis> choice_axes(const shape_list& shape,
+                                     const std::array<const shape_list*, 3>& operands)
 {
-    std::array<std::vector<std::size_t>, 3> strides;
+    std::array<shape_list, 3> strides;
     for (std::size_t k = 0; k < 3; ++k)
         strides[k] = detail::broadcast_strides(*operands[k], shape.size());
     std::vector<choice_axis> axes;
@@ -175,7 +175,7 @@ tensor<double> truth_of(const tensor<complex>& a)
 template <class T>
 tensor<T> chosen(const tensor<double>& mask, const tensor<T>& a, const tensor<T>& b)
 {
-    std::vector<std::size_t> shape = mask.shape;
+    shape_list shape = mask.shape;
     if (a.shape != shape)
         shape = broadcast_shape(shape, a.shape);
     if (b.shape != shape)
@@ -194,7 +194,7 @@ tensor<T> differences(const tensor<T>& a, std::size_t axis)
 {
     constexpr std::size_t parts = sizeof(T) / sizeof(double);
     const detail::walk_shape walk = detail::walk_along(a.shape, axis);
-    std::vector<std::size_t> shape = a.shape;
+    shape_list shape = a.shape;
     shape[axis] = walk.extent == 0 ? 0 : walk.extent - 1;
     const std::size_t stretch = shape[axis] * walk.inner * parts;
     std::vector<T> data = detail::uninitialized<T>(walk.outer * shape[axis] * walk.inner);

@@ -98,7 +98,7 @@ std::vector<std::vector<std::ptrdiff_t>> true_places(const tensor<T>& a)
         return places;
     }
     std::vector<std::ptrdiff_t> in_row(length);
-    std::vector<std::size_t> row(rank - 1, 0);
+    shape_list row(rank - 1, 0);
     std::size_t done = 0;
     for (std::size_t first = 0; first < a.data.size(); first += length) {
         const std::size_t found = places_in_row(a.data.data() + first, length, in_row.data());

@@ -76,9 +76,9 @@ T strided_sum(const T* p, std::size_t n, Stride stride)
     return left + strided_sum(p + half * stride, n - half, stride);
 }
 
-std::vector<std::size_t> without_axis(const std::vector<std::size_t>& shape, std::size_t axis)
+shape_list without_axis(const shape_list& shape, std::size_t axis)
 {
-    std::vector<std::size_t> rest;
+    shape_list rest;
     rest.reserve(shape.size());
     for (std::size_t i = 0; i < shape.size(); ++i)
         if (i != axis)
@@ -151,7 +151,7 @@ void extremes_of_columns(const double* data, const walk_shape& walk, double* out
 
 namespace detail {
 
-walk_shape walk_along(const std::vector<std::size_t>& shape, std::size_t axis)
+walk_shape walk_along(const shape_list& shape, std::size_t axis)
 {
     if (axis >= shape.size())
         throw dimension_error("axis " + std::to_string(axis) +

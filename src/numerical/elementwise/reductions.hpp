@@ -44,7 +44,7 @@ struct walk_shape
 };
 
 // dimension_error "axis 3 is out of bounds for a tensor of rank 3".
-walk_shape walk_along(const std::vector<std::size_t>& shape, std::size_t axis);
+walk_shape walk_along(const shape_list& shape, std::size_t axis);
 
 // For each outer and inner index the sum, the mean or the extreme along the axis, in row-major
 // order. Extremes need an extent above 0: dimension_error as for `extreme`.

@@ -8,8 +8,8 @@ namespace {
 
 // The offsets of all places in the order of the stack, axis by axis: each place so far is repeated
 // for every step along the next axis.
-std::vector<std::size_t> offsets_of(const std::vector<std::size_t>& strides,
-                                    const std::vector<std::size_t>& stack, std::size_t elements)
+std::vector<std::size_t> offsets_of(const shape_list& strides, const shape_list& stack,
+                                    std::size_t elements)
 {
     std::vector<std::size_t> offsets{0};
     for (std::size_t axis = 0; axis < stack.size(); ++axis) {
@@ -25,8 +25,7 @@ std::vector<std::size_t> offsets_of(const std::vector<std::size_t>& strides,
 
 } // namespace
 
-stack_places::stack_places(const std::vector<std::size_t>& own,
-                           const std::vector<std::size_t>& stack, std::size_t elements)
+stack_places::stack_places(const shape_list& own, const shape_list& stack, std::size_t elements)
     : step(elements)
 {
     const std::size_t own_count = detail::element_count(own);

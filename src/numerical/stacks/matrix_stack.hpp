@@ -4,6 +4,7 @@
 // is repeated along leading axes, since each place of the stack only names where its matrix begins.
 
 #include "numerical/matrix.hpp"
+#include "numerical/shape_list.hpp"
 #include "numerical/storage.hpp"
 
 #include <cstddef>
@@ -42,8 +43,7 @@ struct stack_places
 
     // An operand of the leading axes `own` in a stack of the leading axes `stack`, to which `own`
     // broadcasts; its matrices have `elements` each.
-    stack_places(const std::vector<std::size_t>& own, const std::vector<std::size_t>& stack,
-                 std::size_t elements);
+    stack_places(const shape_list& own, const shape_list& stack, std::size_t elements);
 
     // `places` must outlive the stack.
     template <class T>
