@@ -13,6 +13,7 @@ from ._shaping import broadcast_to, concatenate, flip, moveaxis, ravel, reshape,
 
 
 # --- joins ---------------------------------------------------------------------------------------
+@native.shortcut
 def hstack(tensors):
     """Tensors joined along the second axis; vectors and numbers along the only one.
 
@@ -38,6 +39,7 @@ def hstack(tensors):
     return concatenate(parts, 0 if parts and parts[0].ndim == 1 else 1)
 
 
+@native.shortcut
 def vstack(tensors):
     """Tensors joined along the first axis; vectors and numbers are rows.
 
@@ -63,6 +65,7 @@ def vstack(tensors):
     return concatenate([t if t.ndim > 1 else reshape(t, (1, t.size)) for t in _each(tensors)])
 
 
+@native.shortcut
 def column_stack(tensors):
     """Matrices and vectors side by side; vectors and numbers are columns.
 

@@ -24,6 +24,7 @@ def shape_of(shape):
     return extents
 
 
+@native.shortcut
 def zeros(shape, dtype=float64, *, device=None):
     """A tensor of zeros.
 
@@ -53,6 +54,7 @@ def zeros(shape, dtype=float64, *, device=None):
     return full(shape, 0.0, dtype, device=device)
 
 
+@native.shortcut
 def ones(shape, dtype=float64, *, device=None):
     """A tensor of ones.
 
@@ -253,6 +255,7 @@ def full_like(a, fill_value, dtype=None, *, device=None):
     return full(a.shape, fill_value, a.dtype if dtype is None else dtype, device=device)
 
 
+@native.shortcut
 def eye(n, m=None, k=0, dtype=float64, *, device=None):
     """A matrix with ones on a diagonal and zeros elsewhere.
 
@@ -399,6 +402,7 @@ def linspace(start, stop, num=50, endpoint=True, dtype=None, *, device=None):
     return asarray(_numerical._take(with_stop, (0,), (1,), (num,), (1,)), dtype)
 
 
+@native.shortcut
 def diag(v, k=0):
     """The matrix with a vector on diagonal k, or diagonal k of a matrix.
 
@@ -429,6 +433,7 @@ def diag(v, k=0):
     return native.diag(v, integer(k, "k"))
 
 
+@native.shortcut
 def diagonal(a, offset=0, axis1=-2, axis2=-1):
     """The diagonals of matrices.
 

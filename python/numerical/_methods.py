@@ -93,7 +93,7 @@ def _dlpack(self, *args, max_version=None, dl_device=None, copy=None, **options)
         )
     if knows_mark and not copy:
         return self._dlpack_versioned(False)
-    source = reshape(self, self.shape)
+    source = _numerical._reshape(self, self.shape)  # of its own, as it may be written to
     return source._dlpack_versioned(True) if knows_mark else _module_dlpack(source, *args)
 
 
@@ -238,7 +238,7 @@ def _squeeze(t, axis=None):
 
 
 def _copy(t):
-    """A tensor of its own with the same elements."""
+    """A tensor of the same elements, which never change."""
     return reshape(t, t.shape)
 
 
@@ -378,17 +378,17 @@ METHODS = {
     "at": property(_At, doc="Changed copies: t.at[index].set(values), and add, multiply, min, max."),
     "__init__": _init,
     "item": _item,
-    "reshape": _reshape,
-    "ravel": ravel,
-    "flatten": ravel,
+    "reshape": native.method_shortcut(_reshape),
+    "ravel": native.method_shortcut(ravel),
+    "flatten": native.method_shortcut(ravel),
     "transpose": _transpose,
-    "squeeze": _squeeze,
+    "squeeze": native.method_shortcut(_squeeze),
     "swapaxes": swapaxes,
     "repeat": repeat,
     "take": take,
-    "diagonal": diagonal,
-    "trace": trace,
-    "dot": dot,
+    "diagonal": native.method_shortcut(diagonal),
+    "trace": native.method_shortcut(trace),
+    "dot": native.method_shortcut(dot),
     "sum": _as_method(functions.sum),
     "mean": _as_method(functions.mean),
     "prod": _as_method(functions.prod),
@@ -411,7 +411,7 @@ METHODS = {
     "astype": _astype,
     "itemsize": property(lambda t: t.dtype.itemsize, doc="Bytes of an element."),
     "nbytes": property(lambda t: t.size * t.dtype.itemsize, doc="Bytes of all elements."),
-    "copy": _copy,
+    "copy": native.method_shortcut(_copy),
     "__len__": _length,
     "__iter__": _iterate,
     "__bool__": _bool,

@@ -35,6 +35,7 @@ def broadcast_shape(a, b):
     return tuple(shape)
 
 
+@native.shortcut
 def dot(a, b):
     """The product of vectors and matrices, as matmul; of numbers, as multiply.
 
@@ -122,6 +123,7 @@ def inner(a, b):
     return result if result.ndim else result.tolist()
 
 
+@native.shortcut
 def outer(a, b):
     """Every element of a times every element of b.
 
@@ -197,6 +199,7 @@ def _summed_axes(a, b, axes):
     return normalized_axes(both[0], a.ndim, "axes"), normalized_axes(both[1], b.ndim, "axes")
 
 
+@native.shortcut
 def kron(a, b):
     """The Kronecker product: every element of a times the whole of b.
 
@@ -225,6 +228,7 @@ def kron(a, b):
     return reshape(apart, [x * y for x, y in zip(a.shape, b.shape)])
 
 
+@native.shortcut
 def trace(a, offset=0, axis1=-2, axis2=-1, dtype=None):
     """The sum of a diagonal of a matrix, of each matrix of a stack.
 
@@ -258,6 +262,7 @@ def trace(a, offset=0, axis1=-2, axis2=-1, dtype=None):
     return _sum(diagonals_of(a, offset, axis1, axis2, "trace"), -1, dtype=dtype)
 
 
+@native.shortcut
 def multi_dot(tensors):
     """The product of a chain of matrices, in the order of the fewest operations.
 

@@ -1,4 +1,8 @@
-"""Shapes, joins and repetitions. Every result is a copy."""
+"""Shapes, joins and repetitions.
+
+Functions marked as shortcuts are called for what isn't given in the common form, tensors and ints
+by place; that the native function of their name does by itself, and its result shares elements.
+"""
 
 import math
 
@@ -21,6 +25,7 @@ def normalized_axes(axes, rank, name="axis"):
     return found
 
 
+@native.shortcut
 def reshape(a, shape, order="C"):
     """The elements in row-major order under another shape.
 
@@ -67,6 +72,7 @@ def reshape(a, shape, order="C"):
     return _numerical._reshape(a, extents)
 
 
+@native.shortcut
 def ravel(a):
     """The elements in row-major order as a vector.
 
@@ -87,6 +93,7 @@ def ravel(a):
     return a if a.ndim == 1 else _numerical._reshape(a, (a.size,))
 
 
+@native.shortcut
 def squeeze(a, axis=None):
     """The tensor without axes of extent 1.
 
@@ -120,6 +127,7 @@ def squeeze(a, axis=None):
     return _numerical._reshape(a, [e for i, e in enumerate(a.shape) if i not in dropped])
 
 
+@native.shortcut
 def expand_dims(a, axis):
     """The tensor with new axes of extent 1.
 

@@ -2,8 +2,7 @@
 
 // Native value types as Python classes. The value lies in the object itself, behind a pointer to it
 // that is null until __init__ has run: an instance is one allocation and not two. The class can't
-// be subclassed and isn't tracked by the garbage collector, as a value holds no
-// references.
+// be subclassed and isn't tracked by the garbage collector, as a value holds no references.
 
 #include "binding/errors.hpp"
 #include "binding/owned_ref.hpp"

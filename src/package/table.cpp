@@ -6,6 +6,7 @@
 #include "package/positions.hpp"
 #include "package/reductions.hpp"
 #include "package/shaping.hpp"
+#include "package/shortcuts.hpp"
 #include "package/subscript.hpp"
 #include "package/table_entry.hpp"
 
@@ -104,6 +105,11 @@ std::span<PyMethodDef> connection_table()
                           "--\n\n"
                           "Sets the package's functions that are called back, and its\n"
                           "two dtypes."),
+        function<shortcut>("shortcut", "shortcut(function)\n--\n\n"
+                                       "The native function that takes its calls, does the common\n"
+                                       "ones and hands it the others."),
+        function<method_shortcut>("method_shortcut", "method_shortcut(function)\n--\n\n"
+                                                     "The same as a method of Tensor."),
     };
     return table;
 }
