@@ -16,6 +16,7 @@ RUNTIME = ["numerical/runtime"]
 GEMM = ["numerical/gemm", *RUNTIME]
 FACTOR = ["numerical/factor", *GEMM]
 EIGEN = ["numerical/eigen", *FACTOR]
+SYSTEMS = ["numerical/systems", *FACTOR]
 SVD = ["numerical/svd", *EIGEN]
 NONSYMMETRIC = ["numerical/nonsymmetric", *EIGEN]
 STACKS = ["numerical/stacks", *SVD]
@@ -31,14 +32,15 @@ ALLOWED = {
     "numerical/elementwise": NUMERICAL + ELEMENTWISE,
     "numerical/vector_math": VECTOR_MATH,
     "numerical/factor": NUMERICAL + FACTOR,
+    "numerical/systems": NUMERICAL + SYSTEMS,
     "numerical/eigen": NUMERICAL + EIGEN,
     "numerical/svd": NUMERICAL + SVD,
     "numerical/nonsymmetric": NUMERICAL + NONSYMMETRIC,
     "numerical/stacks": NUMERICAL + STACKS,
     "numerical/einsum": NUMERICAL + EINSUM,
     "binding": ["binding"],
-    "package": ["package", "module", "binding"] + NUMERICAL + STACKS + NONSYMMETRIC + EINSUM
-               + ELEMENTWISE + VECTOR_MATH,
+    "package": ["package", "module", "binding"] + NUMERICAL + STACKS + SYSTEMS + NONSYMMETRIC
+               + EINSUM + ELEMENTWISE + VECTOR_MATH,
     "module": ["module", "binding"] + NUMERICAL + SVD + EINSUM + ELEMENTWISE,
 }
 

@@ -1,0 +1,44 @@
+#pragma once
+
+// Systems with a triangle, as it lies in a matrix or transposed, and any number of right sides.
+//
+// The triangle is cut in halves: the first half of the unknowns, a product that takes what they
+// solved from the other equations, the second half. All but the small triangles on the diagonal is
+// then in products of large blocks, which for one right side read the triangle once, where it lies.
+// Backward stable for each right side (Higham 2002, section 8.1). The results don't depend on the
+// number of threads. T = double or std::complex<double>.
+
+#include "numerical/gemm/block_view.hpp"
+
+#include <cstddef>
+
+namespace numerical {
+
+enum class triangle_half { lower, upper };
+enum class triangle_diagonal { stored, ones };
+enum class matrix_form { plain, transposed, adjoint };
+
+// A half of the square matrix `of`, with its diagonal or with ones in its place. What isn't of the
+// triangle is never used.
+template <class T>
+struct triangle
+{
+    detail::block_view<const T> of;
+    triangle_half half;
+    triangle_diagonal diagonal = triangle_diagonal::stored;
+
+    bool is_lower() const { return half == triangle_half::lower; }
+
+    bool has_ones() const { return diagonal == triangle_diagonal::ones; }
+};
+
+// Whether an element that the substitution divides by is zero.
+template <class T>
+bool is_singular(const triangle<T>& t);
+
+// X := M⁻¹·X, M being the triangle, its transpose or its adjoint. The rows of X lie one after the
+// other, x.stride = x.cols. Nothing is checked: a zero on the diagonal gives infinities or NaN.
+template <class T>
+void solve_triangle(const triangle<T>& t, matrix_form form, detail::block_view<T> x);
+
+} // namespace numerical
