@@ -10,6 +10,10 @@ divide and conquer (Gu and Eisenstat 1995); svd by bidiagonal reduction and divi
 from ._conversion import asarray
 from ._creation import diagonal
 from ._decompositions import cholesky, eigh, eigvalsh, qr, svd, svdvals
+from ._factors import (
+    LU, CholeskyFactor, LUFactor, cho_factor, cho_solve, cholesky_factor, lu, lu_factor, lu_solve,
+    solve_triangular,
+)  # fmt: skip
 from ._general_eigen import eig, eigvals, hessenberg, schur
 from ._functions import conj, multiply
 from ._functions import sum as _sum
@@ -110,9 +114,11 @@ def cross(a, b, *, axis=-1):
 
 
 __all__ = [
-    "EigResult", "EighResult", "LinAlgError", "LstsqResult", "QRResult", "SVDResult",
-    "SlogdetResult", "cholesky", "cond", "cross", "det", "diagonal", "eig", "eigh", "eigvals",
-    "eigvalsh", "hessenberg", "inv", "lstsq", "matmul", "matrix_norm", "matrix_power",
-    "matrix_rank", "matrix_transpose", "multi_dot", "norm", "outer", "pinv", "qr", "schur",
-    "slogdet", "solve", "svd", "svdvals", "tensordot", "trace", "vecdot", "vector_norm",
+    "CholeskyFactor", "EigResult", "EighResult", "LU", "LUFactor", "LinAlgError", "LstsqResult",
+    "QRResult", "SVDResult", "SlogdetResult", "cho_factor", "cho_solve", "cholesky",
+    "cholesky_factor", "cond", "cross", "det", "diagonal", "eig", "eigh", "eigvals", "eigvalsh",
+    "hessenberg", "inv", "lstsq", "lu", "lu_factor", "lu_solve", "matmul", "matrix_norm",
+    "matrix_power", "matrix_rank", "matrix_transpose", "multi_dot", "norm", "outer", "pinv", "qr",
+    "schur", "slogdet", "solve", "solve_triangular", "svd", "svdvals", "tensordot", "trace",
+    "vecdot", "vector_norm",
 ]  # fmt: skip

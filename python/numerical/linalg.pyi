@@ -8,18 +8,26 @@ from . import multi_dot as multi_dot
 from . import outer as outer
 from . import tensordot as tensordot
 from . import trace as trace
+from . import Positions
+from ._dtypes import DType
 from ._numerical import Tensor
 from ._numerical import error as error
 
 __all__ = [
+    "CholeskyFactor",
     "EigResult",
     "EighResult",
+    "LU",
+    "LUFactor",
     "LinAlgError",
     "LstsqResult",
     "QRResult",
     "SVDResult",
     "SlogdetResult",
+    "cho_factor",
+    "cho_solve",
     "cholesky",
+    "cholesky_factor",
     "cond",
     "cross",
     "det",
@@ -31,6 +39,9 @@ __all__ = [
     "hessenberg",
     "inv",
     "lstsq",
+    "lu",
+    "lu_factor",
+    "lu_solve",
     "matmul",
     "matrix_norm",
     "matrix_power",
@@ -44,6 +55,7 @@ __all__ = [
     "schur",
     "slogdet",
     "solve",
+    "solve_triangular",
     "svd",
     "svdvals",
     "tensordot",
@@ -114,6 +126,49 @@ class LstsqResult:
     def __getitem__(self, index: Any) -> Any: ...
     def __iter__(self) -> Iterator[Any]: ...
 
+class _Factors:
+    @property
+    def shape(self) -> tuple[int, ...]: ...
+    @property
+    def dtype(self) -> DType: ...
+    def __len__(self) -> int: ...
+    def __getitem__(self, index: Any) -> Any: ...
+
+class _SquareFactors(_Factors):
+    def solve(self, b: Any, *, transposed: bool = False, adjoint: bool = False) -> Tensor: ...
+    def inverse(self) -> Tensor: ...
+    def det(self) -> Any: ...
+    def slogdet(self) -> SlogdetResult: ...
+    def rcond(self) -> Any: ...
+    def cond_estimate(self) -> Any: ...
+
+class LUFactor(_SquareFactors):
+    lu: Tensor
+    piv: Positions
+    norm: Any
+    def __init__(self, *values: Any) -> None: ...
+    def __iter__(self) -> Iterator[Any]: ...
+    @property
+    def p(self) -> Tensor: ...
+    @property
+    def p_indices(self) -> Positions: ...
+    @property
+    def l(self) -> Tensor: ...
+    @property
+    def u(self) -> Tensor: ...
+
+class LU(LUFactor): ...
+
+class CholeskyFactor(_SquareFactors):
+    c: Tensor
+    lower: bool
+    def __init__(self, *values: Any) -> None: ...
+    def __iter__(self) -> Iterator[Any]: ...
+    @property
+    def l(self) -> Tensor: ...
+    def update(self, v: Any) -> CholeskyFactor: ...
+    def downdate(self, v: Any) -> CholeskyFactor: ...
+
 _EighMethod = Literal["divide_and_conquer", "tridiagonal_ql", "jacobi"]
 _SVDMethod = Literal["divide_and_conquer", "bidiagonal_qr", "jacobi"]
 _Axes = int | Sequence[int] | None
@@ -172,3 +227,21 @@ def schur(a: Any, output: Literal["real", "complex"] = "real") -> tuple[Tensor, 
 def hessenberg(a: Any, calc_q: Literal[False] = False) -> Tensor: ...
 @overload
 def hessenberg(a: Any, calc_q: Literal[True]) -> tuple[Tensor, Tensor]: ...
+_Trans = Literal[0, 1, 2, "N", "T", "C"]
+
+@overload
+def lu(a: Any, permute_l: Literal[False] = False, *, p_indices: Literal[False] = False) -> LU: ...
+@overload
+def lu(a: Any, permute_l: Literal[True], *, p_indices: bool = False) -> tuple[Tensor, Tensor]: ...
+@overload
+def lu(
+    a: Any, permute_l: Literal[False] = False, *, p_indices: Literal[True]
+) -> tuple[Positions, Tensor, Tensor]: ...
+def lu_factor(a: Any) -> LUFactor: ...
+def lu_solve(lu_and_piv: LUFactor | tuple[Any, Any], b: Any, trans: _Trans = 0) -> Tensor: ...
+def cholesky_factor(a: Any) -> CholeskyFactor: ...
+def cho_factor(a: Any, lower: bool = False) -> CholeskyFactor: ...
+def cho_solve(c_and_lower: CholeskyFactor | tuple[Any, bool], b: Any) -> Tensor: ...
+def solve_triangular(
+    a: Any, b: Any, trans: _Trans = 0, lower: bool = False, unit_diagonal: bool = False
+) -> Tensor: ...

@@ -6,7 +6,7 @@
 #include "numerical/matrix.hpp"
 #include "numerical/stacks/lane_groups.hpp"
 #include "numerical/stacks/stacks.hpp"
-#include "package/matrices.hpp"
+#include "package/kept_stacks.hpp"
 
 #include <algorithm>
 #include <string>
@@ -22,17 +22,6 @@ PyObject* of_stack(PyObject* given, const operand& a, const stack_shape& of, con
 {
     return telling({given}, of.lead,
                    [&] { return by_type(a, [&](const auto& x) { return of_type(x, of); }); });
-}
-
-// one(i) for each matrix of a stack by itself, `work` being that of one.
-template <class F>
-void for_each_matrix(const stack_shape& of, std::size_t work, const F& one)
-{
-    computed(of.count * of.rows * of.cols, [&] {
-        detail::first_failure failures;
-        detail::run_one_by_one(of.count, work, failures, one);
-        failures.rethrow();
-    });
 }
 
 template <class T>

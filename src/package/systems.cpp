@@ -1,9 +1,8 @@
 #include "package/systems.hpp"
 
 #include "module/functions.hpp"
-#include "numerical/broadcast.hpp"
 #include "numerical/stacks/stacks.hpp"
-#include "package/matrices.hpp"
+#include "package/right_sides.hpp"
 
 #include <string>
 
@@ -12,53 +11,20 @@ namespace {
 
 using boundary::wrap;
 
-shape_list broadcast_lead(const shape_list& a, const shape_list& b)
-{
-    try {
-        return broadcast_shape(a, b);
-    } catch (const std::exception& failure) {
-        binding::fail(PyExc_ValueError, failure.what());
-    }
-}
-
-// Right-hand sides: `lead` of the whole stack, and one matrix of rows × cols for each place.
-struct right_sides
-{
-    shape_list own;
-    shape_list lead;
-    std::size_t rows;
-    std::size_t cols;
-};
-
-right_sides right_sides_of(const stack_shape& a, const shape_list& b)
-{
-    if (b.empty())
-        binding::fail(PyExc_ValueError,
-                      "solve takes right-hand sides of rank 1 and more, not a number");
-    if (b.size() == 1)
-        return {{}, a.lead, b[0], 1};
-    shape_list own(b.begin(), b.end() - 2);
-    shape_list lead = broadcast_lead(a.lead, own);
-    return {std::move(own), std::move(lead), b.end()[-2], b.end()[-1]};
-}
-
 template <class T>
 PyObject* solve_stack(const tensor<T>& a, const stack_shape& of, const tensor<T>& b,
                       const right_sides& sides)
 {
-    const bool vectors = b.shape.size() == 1;
-    tensor<T> x = vectors ? unset_stack<T>(sides.lead, {sides.rows})
-                          : unset_stack<T>(sides.lead, {sides.rows, sides.cols});
-    const std::size_t count = detail::element_count(sides.lead);
+    tensor<T> x = unset_solutions<T>(sides, sides.rows);
     const stack_places from_a(of.lead, sides.lead, of.rows * of.cols);
     const stack_places from_b(sides.own, sides.lead, sides.rows * sides.cols);
     const auto left = from_a(a.data.data(), of.rows, of.cols);
     const auto right = from_b(b.data.data(), sides.rows, sides.cols);
     computed(a.data.size() + x.data.size(), [&] {
-        if (vectors)
-            stacks::solve_vectors(count, left, right, x.data.data());
+        if (sides.vectors)
+            stacks::solve_vectors(sides.count(), left, right, x.data.data());
         else
-            stacks::solve_matrices(count, left, right, x.data.data());
+            stacks::solve_matrices(sides.count(), left, right, x.data.data());
     });
     return wrap(std::move(x));
 }
@@ -69,7 +35,7 @@ PyObject* solve_of(operand& a, operand& b, std::initializer_list<PyObject*> give
     if (a.rank() == 2 && b.rank() <= 2)
         return telling(given, {}, [&] { return wrap(boundary::solve(a.value(), b.value())); });
     const stack_shape of = square_stack_of(a, "solve");
-    const right_sides sides = right_sides_of(of, b.shape());
+    const right_sides sides = right_sides_of(of.lead, b.shape(), "solve");
     return telling(given, sides.lead, [&] {
         return by_type(a, b,
                        [&](const auto& x, const auto& y) { return solve_stack(x, of, y, sides); });

@@ -117,13 +117,19 @@ void solve_definite(const triangle<T>& factor, detail::block_view<T> x)
 }
 
 template <class T>
-double reciprocal_condition_of_definite(const triangle<T>& factor, double norm)
+double reciprocal_condition_of_definite(const triangle<T>& factor)
 {
     const std::size_t n = factor.of.rows;
     if (is_singular(factor))
         return 0;
+    const bool lower = factor.is_lower();
+    const auto multiply = [&](detail::block_view<T> x) {
+        multiply_triangle(factor, lower ? matrix_form::adjoint : matrix_form::plain, x);
+        multiply_triangle(factor, lower ? matrix_form::plain : matrix_form::adjoint, x);
+    };
     const auto solve = [&](detail::block_view<T> x) { solve_definite(factor, x); };
-    return reciprocal_condition(n, norm, estimate_one_norm<T>(n, solve, solve));
+    return reciprocal_condition(n, estimate_one_norm<T>(n, multiply, multiply),
+                                estimate_one_norm<T>(n, solve, solve));
 }
 
 template <class T>
@@ -149,8 +155,8 @@ void downdate_cholesky(std::vector<T>& factor, std::vector<T> v)
 
 template void solve_definite(const triangle<double>&, detail::block_view<double>);
 template void solve_definite(const triangle<detail::complex>&, detail::block_view<detail::complex>);
-template double reciprocal_condition_of_definite(const triangle<double>&, double);
-template double reciprocal_condition_of_definite(const triangle<detail::complex>&, double);
+template double reciprocal_condition_of_definite(const triangle<double>&);
+template double reciprocal_condition_of_definite(const triangle<detail::complex>&);
 template void update_cholesky(std::vector<double>&, std::vector<double>);
 template void update_cholesky(std::vector<detail::complex>&, std::vector<detail::complex>);
 template void downdate_cholesky(std::vector<double>&, std::vector<double>);

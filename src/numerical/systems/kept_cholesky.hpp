@@ -13,9 +13,9 @@ namespace numerical {
 template <class T>
 void solve_definite(const triangle<T>& factor, detail::block_view<T> x);
 
-// 1/(‖A‖₁·‖A⁻¹‖₁), the second norm estimated, from the factor and ‖A‖₁.
+// 1/(‖A‖₁·‖A⁻¹‖₁) from the factor alone, both norms estimated.
 template <class T>
-double reciprocal_condition_of_definite(const triangle<T>& factor, double norm);
+double reciprocal_condition_of_definite(const triangle<T>& factor);
 
 // The lower factor, row-major of order n, becomes that of L·Lᴴ + v·vᴴ, by n plane rotations of its
 // columns with v (Gill, Golub, Murray and Saunders 1974). The diagonal stays real and positive.

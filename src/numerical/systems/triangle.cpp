@@ -6,9 +6,11 @@
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/systems/norm_estimate.hpp"
 #include "numerical/thread_scratch.hpp"
 
 #include <algorithm>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -16,8 +18,11 @@ namespace numerical {
 namespace detail {
 namespace {
 
-// Orders up to which a triangle is substituted without products.
-constexpr std::size_t leaf_of_vectors = 32;
+// Orders up to which a triangle is substituted without products. Real dots along whole rows are as
+// fast as memory, the complex ones add one product after the other.
+template <class T>
+constexpr std::size_t leaf_of_dots = std::is_same_v<T, double> ? 64 : 32;
+constexpr std::size_t leaf_of_rows = 32;
 constexpr std::size_t leaf_of_matrices = triangular_tile;
 
 // Up to so many right sides are rows that are substituted one by one.
@@ -110,7 +115,7 @@ class left_substitution
 {
 public:
     explicit left_substitution(std::size_t columns)
-        : leaf(columns == 1 ? leaf_of_vectors : leaf_of_matrices)
+        : leaf(columns == 1 ? leaf_of_dots<T> : leaf_of_matrices)
     {
     }
 
@@ -160,7 +165,7 @@ class right_substitution
 {
 public:
     explicit right_substitution(std::size_t rows)
-        : leaf(rows <= few_rows ? leaf_of_vectors : leaf_of_matrices)
+        : leaf(rows <= few_rows ? leaf_of_rows : leaf_of_matrices)
     {
     }
 
@@ -237,6 +242,55 @@ void solve_transposed(const triangle<T>& t, block_view<T> x)
     transpose_into(x, y);
 }
 
+// Row i of the triangle between the columns [from, to).
+struct row_extent
+{
+    std::size_t from;
+    std::size_t to;
+};
+
+template <class T>
+row_extent row_of(const triangle<T>& t, std::size_t i)
+{
+    return t.is_lower() ? row_extent{0, i + 1} : row_extent{i, t.of.rows};
+}
+
+// x := M·x; an element is replaced when no other row wants it any more.
+template <class T>
+void multiply_vector_by_triangle(int path, const triangle<T>& m, T* x)
+{
+    const std::size_t n = m.of.rows;
+    for (std::size_t step = 0; step < n; ++step) {
+        const std::size_t i = m.is_lower() ? n - 1 - step : step;
+        const auto [from, to] = row_of(m, i);
+        x[i] = row_dot(path, m.of.row(i) + from, x + from, to - from);
+    }
+}
+
+// x := Mᵀ·x
+template <class T>
+void multiply_vector_by_transposed(int path, const triangle<T>& m, T* x)
+{
+    const std::size_t n = m.of.rows;
+    for (std::size_t step = 0; step < n; ++step) {
+        const std::size_t i = m.is_lower() ? step : n - 1 - step;
+        const auto [from, to] = row_of(m, i);
+        const T factor = x[i];
+        x[i] = T(0);
+        subtract_scaled_on(path, x + from, m.of.row(i) + from, -factor, to - from);
+    }
+}
+
+template <class T>
+double one_norm_of_triangle(const triangle<T>& t)
+{
+    std::vector<double> sums(t.of.rows);
+    for (std::size_t i = 0; i < t.of.rows; ++i)
+        for (auto [j, to] = row_of(t, i); j < to; ++j)
+            sums[j] += modulus(t.of(i, j));
+    return sums.empty() ? 0 : *std::max_element(sums.begin(), sums.end());
+}
+
 void conjugate_all(block_view<double>) {}
 
 void conjugate_all(block_view<complex> x)
@@ -274,10 +328,47 @@ void solve_triangle(const triangle<T>& t, matrix_form form, detail::block_view<T
         detail::conjugate_all(x);
 }
 
+template <class T>
+void multiply_triangle(const triangle<T>& t, matrix_form form, detail::block_view<T> x)
+{
+    const int path = detail::gemm_path_current();
+    const auto multiply = form == matrix_form::plain ? detail::multiply_vector_by_triangle<T>
+                                                     : detail::multiply_vector_by_transposed<T>;
+    std::vector<T> store = detail::uninitialized<T>(x.rows * x.cols);
+    const detail::block_view<T> vectors{store.data(), x.cols, x.rows, x.rows};
+    detail::transpose_into(vectors, x);
+    if (form == matrix_form::adjoint)
+        detail::conjugate_all(vectors);
+    for (std::size_t j = 0; j < x.cols; ++j)
+        multiply(path, t, vectors.row(j));
+    if (form == matrix_form::adjoint)
+        detail::conjugate_all(vectors);
+    detail::transpose_into(x, vectors);
+}
+
+template <class T>
+double reciprocal_condition(const triangle<T>& t)
+{
+    const std::size_t n = t.of.rows;
+    if (is_singular(t))
+        return 0;
+    const auto solve_as = [&t](matrix_form form) {
+        return [&t, form](detail::block_view<T> x) { solve_triangle(t, form, x); };
+    };
+    return reciprocal_condition(
+        n, detail::one_norm_of_triangle(t),
+        estimate_one_norm<T>(n, solve_as(matrix_form::plain), solve_as(matrix_form::adjoint)));
+}
+
 template bool is_singular(const triangle<double>&);
 template bool is_singular(const triangle<detail::complex>&);
 template void solve_triangle(const triangle<double>&, matrix_form, detail::block_view<double>);
 template void solve_triangle(const triangle<detail::complex>&, matrix_form,
                              detail::block_view<detail::complex>);
+template void multiply_triangle(const triangle<double>&, matrix_form, detail::block_view<double>);
+template void multiply_triangle(const triangle<detail::complex>&, matrix_form,
+                                detail::block_view<detail::complex>);
+template double reciprocal_condition(const triangle<double>&);
+template double reciprocal_condition(const triangle<detail::complex>&);
 
 } // namespace numerical

@@ -41,4 +41,12 @@ bool is_singular(const triangle<T>& t);
 template <class T>
 void solve_triangle(const triangle<T>& t, matrix_form form, detail::block_view<T> x);
 
+// X := M·X in the same way, vector by vector.
+template <class T>
+void multiply_triangle(const triangle<T>& t, matrix_form form, detail::block_view<T> x);
+
+// 1/(‖M‖₁·‖M⁻¹‖₁) for the triangle M, the second norm estimated; 0 if it is singular.
+template <class T>
+double reciprocal_condition(const triangle<T>& t);
+
 } // namespace numerical

@@ -1,0 +1,34 @@
+#include "package/right_sides.hpp"
+
+#include "numerical/broadcast.hpp"
+
+#include <string>
+
+namespace numerical::package {
+namespace {
+
+shape_list broadcast_lead(const shape_list& a, const shape_list& b)
+{
+    try {
+        return broadcast_shape(a, b);
+    } catch (const std::exception& failure) {
+        binding::fail(PyExc_ValueError, failure.what());
+    }
+}
+
+} // namespace
+
+right_sides right_sides_of(const shape_list& lead, const shape_list& b, const char* function)
+{
+    if (b.empty())
+        binding::fail(PyExc_ValueError,
+                      std::string(function) +
+                          " takes right-hand sides of rank 1 and more, not a number");
+    if (b.size() == 1)
+        return {{}, lead, b[0], 1, true};
+    shape_list own(b.begin(), b.end() - 2);
+    shape_list all = broadcast_lead(lead, own);
+    return {std::move(own), std::move(all), b.end()[-2], b.end()[-1], false};
+}
+
+} // namespace numerical::package
