@@ -11,8 +11,8 @@ from ._conversion import asarray
 from ._creation import diagonal
 from ._decompositions import cholesky, eigh, eigvalsh, qr, svd, svdvals
 from ._factors import (
-    LU, CholeskyFactor, LUFactor, cho_factor, cho_solve, cholesky_factor, lu, lu_factor, lu_solve,
-    solve_triangular,
+    LU, CholeskyFactor, LDLFactor, LUFactor, cho_factor, cho_solve, cholesky_factor, ldl, lu,
+    lu_factor, lu_solve, solve_triangular,
 )  # fmt: skip
 from ._general_eigen import eig, eigvals, hessenberg, schur
 from ._functions import conj, multiply
@@ -114,10 +114,10 @@ def cross(a, b, *, axis=-1):
 
 
 __all__ = [
-    "CholeskyFactor", "EigResult", "EighResult", "LU", "LUFactor", "LinAlgError", "LstsqResult",
-    "QRResult", "SVDResult", "SlogdetResult", "cho_factor", "cho_solve", "cholesky",
+    "CholeskyFactor", "EigResult", "EighResult", "LDLFactor", "LU", "LUFactor", "LinAlgError",
+    "LstsqResult", "QRResult", "SVDResult", "SlogdetResult", "cho_factor", "cho_solve", "cholesky",
     "cholesky_factor", "cond", "cross", "det", "diagonal", "eig", "eigh", "eigvals", "eigvalsh",
-    "hessenberg", "inv", "lstsq", "lu", "lu_factor", "lu_solve", "matmul", "matrix_norm",
+    "hessenberg", "inv", "ldl", "lstsq", "lu", "lu_factor", "lu_solve", "matmul", "matrix_norm",
     "matrix_power", "matrix_rank", "matrix_transpose", "multi_dot", "norm", "outer", "pinv", "qr",
     "schur", "slogdet", "solve", "solve_triangular", "svd", "svdvals", "tensordot", "trace",
     "vecdot", "vector_norm",

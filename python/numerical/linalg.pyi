@@ -17,6 +17,7 @@ __all__ = [
     "CholeskyFactor",
     "EigResult",
     "EighResult",
+    "LDLFactor",
     "LU",
     "LUFactor",
     "LinAlgError",
@@ -38,6 +39,7 @@ __all__ = [
     "eigvalsh",
     "hessenberg",
     "inv",
+    "ldl",
     "lstsq",
     "lu",
     "lu_factor",
@@ -169,6 +171,18 @@ class CholeskyFactor(_SquareFactors):
     def update(self, v: Any) -> CholeskyFactor: ...
     def downdate(self, v: Any) -> CholeskyFactor: ...
 
+class LDLFactor(_SquareFactors):
+    l: Tensor
+    diagonal: Tensor
+    below: Tensor
+    perm: Positions
+    hermitian: bool
+    norm: Any
+    def __init__(self, *values: Any) -> None: ...
+    def __iter__(self) -> Iterator[Any]: ...
+    @property
+    def d(self) -> Tensor: ...
+
 _EighMethod = Literal["divide_and_conquer", "tridiagonal_ql", "jacobi"]
 _SVDMethod = Literal["divide_and_conquer", "bidiagonal_qr", "jacobi"]
 _Axes = int | Sequence[int] | None
@@ -245,3 +259,4 @@ def cho_solve(c_and_lower: CholeskyFactor | tuple[Any, bool], b: Any) -> Tensor:
 def solve_triangular(
     a: Any, b: Any, trans: _Trans = 0, lower: bool = False, unit_diagonal: bool = False
 ) -> Tensor: ...
+def ldl(a: Any, lower: bool = True, hermitian: bool = True) -> LDLFactor: ...

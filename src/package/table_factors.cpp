@@ -1,3 +1,4 @@
+#include "package/indefinite_factors.hpp"
 #include "package/lu_factors.hpp"
 #include "package/table_entry.hpp"
 #include "package/triangle_factors.hpp"
@@ -27,6 +28,23 @@ std::span<PyMethodDef> factors_table()
             "triangular_solve(a, b, trans, lower, unit_diagonal)\n--\n\nThe solutions."),
         function<triangular_rcond>("triangular_rcond",
                                    "triangular_rcond(a, lower)\n--\n\nReciprocal conditions."),
+        function<ldl_factors>("ldl_factors", "ldl_factors(a, hermitian)\n--\n\n"
+                                             "((L, diagonal, below), (permutation, norms))."),
+        function<ldl_parts>("ldl_parts",
+                            "ldl_parts(lower, diagonal, below, permutation, hermitian)\n--\n\n"
+                            "(P^T L, D)."),
+        function<ldl_solve>("ldl_solve",
+                            "ldl_solve(lower, diagonal, below, permutation, hermitian, b)\n--\n\n"
+                            "The solutions."),
+        function<ldl_rcond>(
+            "ldl_rcond", "ldl_rcond(lower, diagonal, below, permutation, hermitian, norms)\n--\n\n"
+                         "Reciprocal conditions."),
+        function<ldl_det>("ldl_det",
+                          "ldl_det(lower, diagonal, below, permutation, hermitian)\n--\n\n"
+                          "The determinants."),
+        function<ldl_slogdet>("ldl_slogdet",
+                              "ldl_slogdet(lower, diagonal, below, permutation, hermitian)\n--\n\n"
+                              "(signs, logs)."),
     };
     return table;
 }

@@ -311,3 +311,67 @@ def test_hard_systems_are_solved_on_every_path(path, dtype):
             x = np.asarray(factors.solve(b))
             assert residual(a * scale, x / scale, b) < 10, name
             assert 0 < factors.rcond() < 1, name
+
+
+# --- symmetric indefinite ------------------------------------------------------------------------
+def symmetric(n, dtype="float64", hermitian=True, seed=0):
+    a = normal((n, n), dtype, seed)
+    return a + (a.conj().T if hermitian else a.T)
+
+
+@pytest.mark.parametrize("dtype, hermitian", [("float64", True), ("complex128", True), ("complex128", False)])
+@pytest.mark.parametrize("n", [0, 1, 2, 3, 10, 31, 32, 33, 100])
+@pytest.mark.parametrize("lower", [True, False])
+def test_ldl_unpacks_as_scipys_and_solves(n, dtype, hermitian, lower):
+    a = symmetric(n, dtype, hermitian)
+    if n > 1:
+        a[np.arange(0, n, 3), np.arange(0, n, 3)] = 0
+    unread = np.triu(np.full((n, n), np.nan), 1)
+    factors = linalg.ldl(a + (unread if lower else unread.T), lower, hermitian)
+    outer, d, perm = map(np.asarray, factors)
+    close(outer @ d @ (outer.conj().T if hermitian else outer.T), a)
+    assert np.array_equal(np.triu(outer[perm], 1), np.zeros((n, n)))
+    close(factors.l, outer[perm])
+    close(factors.d, d)
+    for shape in [(n,), (n, 3)]:
+        b = normal(shape, dtype, 1)
+        assert residual(a, factors.solve(b), b) < 3
+        assert residual(a.T, factors.solve(b, transposed=True), b) < 3
+        assert residual(a.conj().T, factors.solve(b, adjoint=True), b) < 3
+    if n:
+        np.testing.assert_allclose(factors.det(), np.linalg.det(a), rtol=1e-10, atol=1e-30)
+        sign, log = factors.slogdet()
+        np.testing.assert_allclose(sign * np.exp(log), np.linalg.det(a), rtol=1e-10)
+        close(factors.inverse(), np.linalg.inv(a), 1e-9)
+        exact = 1 / np.linalg.cond(a, 1)
+        assert exact * 0.999 <= factors.rcond() <= 3 * exact
+    again = pickle.loads(pickle.dumps(factors))
+    assert again.solve(np.ones(n)).tolist() == factors.solve(np.ones(n)).tolist()
+
+
+def test_ldl_of_a_stack_has_the_bits_of_its_matrices():
+    a = np.stack([symmetric(12, seed=i) for i in range(3)])
+    b = normal((12, 2))
+    factors = linalg.ldl(a)
+    solved, rcond, logs = factors.solve(b), factors.rcond(), factors.slogdet().logabsdet
+    for i in range(3):
+        one = linalg.ldl(a[i])
+        assert solved[i].tolist() == one.solve(b).tolist()
+        assert rcond[i] == one.rcond() and logs[i] == one.slogdet().logabsdet
+    complex_right = factors.solve(b * 1j)
+    close(complex_right, 1j * np.asarray(solved))
+
+
+def test_ldl_refuses_what_it_cannot_solve():
+    zero = linalg.ldl(np.zeros((2, 2)))
+    assert zero.rcond() == 0 and zero.det() == 0 and zero.slogdet() == (0, -np.inf)
+    for wrong, kind, text in [
+        (lambda: zero.solve([1.0, 1.0]), nm.error, "solve: matrix is singular"),
+        (lambda: linalg.ldl(np.ones((2, 3))), ValueError, "ldl takes square matrices, not shape (2, 3)"),
+        (lambda: linalg.ldl([[1.0, 0.0], [np.inf, 1.0]]), nm.error,
+         "LDL decomposition: the matrix holds an infinite or NaN entry"),
+        (lambda: zero.solve([1.0]), nm.error, "solve: right-hand side size differs from the matrix"),
+    ]:  # fmt: skip
+        with pytest.raises(kind) as failure:
+            wrong()
+        assert str(failure.value) == text

@@ -1,0 +1,144 @@
+#include "numerical/systems/kept_indefinite.hpp"
+
+#include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
+#include "numerical/systems/norm_estimate.hpp"
+
+#include <algorithm>
+
+namespace numerical {
+
+template <class T>
+bool is_singular(const kept_indefinite<T>& a)
+{
+    for (std::size_t k = 0; k < a.lower.rows; ++k)
+        if (a.below[k] != T(0))
+            ++k;
+        else if (a.diagonal[k] == T(0))
+            return true;
+    return false;
+}
+
+namespace detail {
+namespace {
+
+template <class T>
+T mirrored(symmetry kind, const T& z)
+{
+    return kind == symmetry::hermitian ? conjugate(z) : z;
+}
+
+// Rows k and k + 1 of X by the block [ e f̄ ; f g ], in the terms of divide_by_block.
+template <class T>
+void solve_block(const kept_indefinite<T>& a, std::size_t k, block_view<T> x)
+{
+    const T f = a.below[k];
+    const T f_mirrored = mirrored(a.kind, f);
+    const T e_by_f = a.diagonal[k] / f_mirrored;
+    const T g_by_f = a.diagonal[k + 1] / f;
+    const T delta = e_by_f * g_by_f - T(1);
+    for (std::size_t j = 0; j < x.cols; ++j) {
+        const T first = x(k, j) / f_mirrored;
+        const T second = x(k + 1, j) / f;
+        x(k, j) = (g_by_f * first - second) / delta;
+        x(k + 1, j) = (e_by_f * second - first) / delta;
+    }
+}
+
+template <class T>
+void solve_block_diagonal(const kept_indefinite<T>& a, block_view<T> x)
+{
+    for (std::size_t k = 0; k < x.rows; ++k) {
+        if (a.below[k] != T(0)) {
+            solve_block(a, k, x);
+            ++k;
+        } else {
+            for (std::size_t j = 0; j < x.cols; ++j)
+                x(k, j) /= a.diagonal[k];
+        }
+    }
+}
+
+} // namespace
+} // namespace detail
+
+template <class T>
+void solve_indefinite(const kept_indefinite<T>& a, detail::block_view<T> x)
+{
+    std::vector<T> store = detail::uninitialized<T>(x.rows * x.cols);
+    const detail::block_view<T> permuted{store.data(), x.rows, x.cols, x.cols};
+    for (std::size_t i = 0; i < x.rows; ++i)
+        std::copy_n(x.row(std::size_t(a.permutation[i])), x.cols, permuted.row(i));
+    const triangle<T> l{a.lower, triangle_half::lower, triangle_diagonal::ones};
+    const bool hermitian = a.kind == symmetry::hermitian;
+    solve_triangle(l, matrix_form::plain, permuted);
+    detail::solve_block_diagonal(a, permuted);
+    solve_triangle(l, hermitian ? matrix_form::adjoint : matrix_form::transposed, permuted);
+    for (std::size_t i = 0; i < x.rows; ++i)
+        std::copy_n(permuted.row(i), x.cols, x.row(std::size_t(a.permutation[i])));
+}
+
+template <class T>
+std::vector<T> determinant_factors(const kept_indefinite<T>& a)
+{
+    std::vector<T> factors(a.diagonal, a.diagonal + a.lower.rows);
+    for (std::size_t k = 0; k < factors.size(); ++k)
+        if (const T f = a.below[k]; f != T(0)) {
+            const T f_mirrored = detail::mirrored(a.kind, f);
+            factors[k] = (a.diagonal[k] / f_mirrored) * a.diagonal[k + 1] - f;
+            factors[k + 1] = f_mirrored;
+            ++k;
+        }
+    return factors;
+}
+
+template <class T>
+double reciprocal_condition(const kept_indefinite<T>& a, double norm)
+{
+    const std::size_t n = a.lower.rows;
+    if (is_singular(a))
+        return 0;
+    // The inverse of a complex symmetric matrix isn't its own adjoint: A⁻ᴴ·x is conj(A⁻¹·conj(x)).
+    const auto solve = [&a](detail::block_view<T> x) { solve_indefinite(a, x); };
+    const auto solve_adjoint = [&a](detail::block_view<T> x) {
+        const bool conjugates = a.kind == symmetry::symmetric;
+        const auto conjugate_all = [&] {
+            for (std::size_t i = 0; conjugates && i < x.rows * x.cols; ++i)
+                x.first[i] = detail::conjugate(x.first[i]);
+        };
+        conjugate_all();
+        solve_indefinite(a, x);
+        conjugate_all();
+    };
+    return reciprocal_condition(n, norm, estimate_one_norm<T>(n, solve, solve_adjoint));
+}
+
+template <class T>
+double one_norm_of_lower(detail::block_view<const T> a)
+{
+    std::vector<double> sums(a.rows);
+    for (std::size_t i = 0; i < a.rows; ++i)
+        for (std::size_t j = 0; j <= i; ++j) {
+            const double size = detail::modulus(a(i, j));
+            sums[i] += size;
+            if (i != j)
+                sums[j] += size;
+        }
+    return sums.empty() ? 0 : *std::max_element(sums.begin(), sums.end());
+}
+
+using detail::block_view;
+using detail::complex;
+
+template bool is_singular(const kept_indefinite<double>&);
+template bool is_singular(const kept_indefinite<complex>&);
+template void solve_indefinite(const kept_indefinite<double>&, block_view<double>);
+template void solve_indefinite(const kept_indefinite<complex>&, block_view<complex>);
+template double reciprocal_condition(const kept_indefinite<double>&, double);
+template double reciprocal_condition(const kept_indefinite<complex>&, double);
+template std::vector<double> determinant_factors(const kept_indefinite<double>&);
+template std::vector<complex> determinant_factors(const kept_indefinite<complex>&);
+template double one_norm_of_lower(block_view<const double>);
+template double one_norm_of_lower(block_view<const complex>);
+
+} // namespace numerical

@@ -1,0 +1,46 @@
+#pragma once
+
+// What is solved with the kept factors of P·A·Pᵀ = L·D·Lᴴ, or = L·D·Lᵀ. T = double or
+// std::complex<double>.
+
+#include "numerical/systems/indefinite.hpp"
+#include "numerical/systems/triangle.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical {
+
+// The factors, borrowed.
+template <class T>
+struct kept_indefinite
+{
+    detail::block_view<const T> lower;
+    const T* diagonal;
+    const T* below;
+    const std::ptrdiff_t* permutation;
+    symmetry kind;
+};
+
+// Whether D has a zero.
+template <class T>
+bool is_singular(const kept_indefinite<T>& a);
+
+// X := A⁻¹·X; the rows of X lie one after the other. A zero of D gives infinities or NaN.
+template <class T>
+void solve_indefinite(const kept_indefinite<T>& a, detail::block_view<T> x);
+
+// 1/(‖A‖₁·‖A⁻¹‖₁), the second norm estimated, from the factors and ‖A‖₁; 0 if D is singular.
+template <class T>
+double reciprocal_condition(const kept_indefinite<T>& a, double norm);
+
+// As many numbers as rows, whose product is the determinant: those of D's blocks of order 1, and
+// two for each of order 2.
+template <class T>
+std::vector<T> determinant_factors(const kept_indefinite<T>& a);
+
+// ‖A‖₁ of the matrix whose lower triangle is given, the rest of it not being read.
+template <class T>
+double one_norm_of_lower(detail::block_view<const T> a);
+
+} // namespace numerical
