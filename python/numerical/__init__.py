@@ -13,7 +13,7 @@ import builtins as _builtins
 
 from . import _native_module  # first: it makes the type that _numerical uses
 from . import (
-    _array_api, _matrices, _methods, _numerical, _pickling, _protocols, linalg,
+    _array_api, _assumptions, _matrices, _methods, _numerical, _pickling, _protocols, linalg,
 )  # fmt: skip
 from ._array_api import (
     __array_api_version__, __array_namespace_info__, astype, can_cast, finfo, iinfo, isdtype,
@@ -81,7 +81,8 @@ if vars(Tensor).get("_builtins", vars(_builtins)) is not vars(_builtins):
 Tensor._builtins = vars(_builtins)
 
 _native_module.native._connect(
-    asarray, _protocols.defers_to, _matrices.annotate, float64, complex128
+    asarray, _protocols.defers_to, _matrices.annotate, _assumptions.solve_assuming, float64,
+    complex128,
 )
 
 for _methods_of in (_methods, _pickling, _protocols, _array_api):

@@ -7,6 +7,7 @@ Methods: solve, inv, det and slogdet by LU with partial pivoting; eigh by tridia
 divide and conquer (Gu and Eisenstat 1995); svd by bidiagonal reduction and divide and conquer.
 """
 
+from ._assumptions import LinAlgWarning
 from ._conversion import asarray
 from ._creation import diagonal
 from ._decompositions import cholesky, eigh, eigvalsh, qr, svd, svdvals
@@ -115,10 +116,10 @@ def cross(a, b, *, axis=-1):
 
 __all__ = [
     "CholeskyFactor", "EigResult", "EighResult", "LDLFactor", "LU", "LUFactor", "LinAlgError",
-    "LstsqResult", "QRResult", "SVDResult", "SlogdetResult", "cho_factor", "cho_solve", "cholesky",
-    "cholesky_factor", "cond", "cross", "det", "diagonal", "eig", "eigh", "eigvals", "eigvalsh",
-    "hessenberg", "inv", "ldl", "lstsq", "lu", "lu_factor", "lu_solve", "matmul", "matrix_norm",
-    "matrix_power", "matrix_rank", "matrix_transpose", "multi_dot", "norm", "outer", "pinv", "qr",
-    "schur", "slogdet", "solve", "solve_triangular", "svd", "svdvals", "tensordot", "trace",
-    "vecdot", "vector_norm",
+    "LinAlgWarning", "LstsqResult", "QRResult", "SVDResult", "SlogdetResult", "cho_factor",
+    "cho_solve", "cholesky", "cholesky_factor", "cond", "cross", "det", "diagonal", "eig", "eigh",
+    "eigvals", "eigvalsh", "hessenberg", "inv", "ldl", "lstsq", "lu", "lu_factor", "lu_solve",
+    "matmul", "matrix_norm", "matrix_power", "matrix_rank", "matrix_transpose", "multi_dot", "norm",
+    "outer", "pinv", "qr", "schur", "slogdet", "solve", "solve_triangular", "svd", "svdvals",
+    "tensordot", "trace", "vecdot", "vector_norm",
 ]  # fmt: skip

@@ -21,6 +21,7 @@ __all__ = [
     "LU",
     "LUFactor",
     "LinAlgError",
+    "LinAlgWarning",
     "LstsqResult",
     "QRResult",
     "SVDResult",
@@ -67,6 +68,8 @@ __all__ = [
 ]
 
 LinAlgError = error
+
+class LinAlgWarning(RuntimeWarning): ...
 
 class EigResult(tuple[Tensor, Tensor]):
     _fields: tuple[str, ...]
@@ -187,7 +190,25 @@ _EighMethod = Literal["divide_and_conquer", "tridiagonal_ql", "jacobi"]
 _SVDMethod = Literal["divide_and_conquer", "bidiagonal_qr", "jacobi"]
 _Axes = int | Sequence[int] | None
 
-def solve(a: Any, b: Any) -> Tensor: ...
+_Structure = Literal[
+    "general",
+    "symmetric",
+    "hermitian",
+    "positive definite",
+    "upper triangular",
+    "lower triangular",
+    "diagonal",
+    "tridiagonal",
+    "banded",
+    "gen",
+    "sym",
+    "her",
+    "pos",
+]
+
+def solve(
+    a: Any, b: Any, *, assume_a: _Structure | None = None, check_condition: bool | None = None
+) -> Tensor: ...
 def inv(a: Any) -> Tensor: ...
 def det(a: Any) -> Any: ...
 def slogdet(a: Any) -> SlogdetResult: ...

@@ -38,7 +38,7 @@ Tensor([3.0, 7.0])
 (5, 2, 4)
 )doc";
 
-constexpr char solve_doc[] = R"doc(solve(a, b)
+constexpr char solve_doc[] = R"doc(solve(a, b, *, assume_a=None, check_condition=None)
 --
 
 The solution x of a @ x = b for square matrices.
@@ -48,6 +48,14 @@ Parameters
 a : array_like, shape (..., M, M)
 b : array_like, shape (M,) or (..., M, K)
     One right-hand side, or one in each column.
+assume_a : str, optional
+    What a is known to be; the rest of a isn't read. 'general', 'symmetric', 'hermitian',
+    'positive definite' (its lower triangle), 'upper triangular', 'lower triangular', 'diagonal',
+    'tridiagonal', or 'banded' (the band that isn't zero). SciPy's 'gen', 'sym', 'her' and 'pos'
+    are the first four.
+check_condition : bool, optional
+    Whether a LinAlgWarning tells of an estimated reciprocal condition below 2^-52. By default
+    where assume_a is given.
 
 Returns
 -------

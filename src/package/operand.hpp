@@ -92,10 +92,11 @@ PyObject* number_or_tensor(tensor<T>&& result)
 // borrowed reference that lives as long as the process; null before the package has set them.
 struct callback_table
 {
-    PyObject* asarray = nullptr;   // asarray(object) -> Tensor
-    PyObject* defers_to = nullptr; // defers_to(object) -> whether its operators come first
-    PyObject* annotate = nullptr;  // annotate(failure, operands): adds a note to the exception
-    PyObject* float64 = nullptr;   // what Tensor.dtype gives
+    PyObject* asarray = nullptr;        // asarray(object) -> Tensor
+    PyObject* defers_to = nullptr;      // defers_to(object) -> whether its operators come first
+    PyObject* annotate = nullptr;       // annotate(failure, operands): adds a note to the exception
+    PyObject* solve_assuming = nullptr; // solve_assuming(a, b, assume_a, check_condition)
+    PyObject* float64 = nullptr;        // what Tensor.dtype gives
     PyObject* complex128 = nullptr;
 };
 

@@ -81,7 +81,8 @@ PyObject* of_square(const binding::signature<1>& signature, const binding::call_
                    [&] { return by_type(a, [&](const auto& x) { return of_type(x, of); }); });
 }
 
-constexpr binding::signature<2> solve_signature{"solve", {"a", "b"}};
+constexpr binding::signature<4> solve_signature{
+    "solve", {"a", "b", "assume_a", "check_condition"}, 2, 2};
 constexpr binding::signature<1> inv_signature{"inv", {"a"}};
 constexpr binding::signature<1> det_signature{"det", {"a"}};
 constexpr binding::signature<1> slogdet_signature{"slogdet", {"a"}};
@@ -90,7 +91,11 @@ constexpr binding::signature<1> slogdet_signature{"slogdet", {"a"}};
 
 PyObject* solve(const binding::call_arguments& call)
 {
-    const auto [given_a, given_b] = solve_signature.bind(call);
+    const auto [given_a, given_b, assume_a, check] = solve_signature.bind(call);
+    if (!is_absent(assume_a) || !is_absent(check))
+        return PyObject_CallFunctionObjArgs(callbacks().solve_assuming, given_a, given_b,
+                                            assume_a != nullptr ? assume_a : Py_None,
+                                            check != nullptr ? check : Py_None, nullptr);
     operand a(given_a);
     operand b(given_b);
     return solve_of(a, b, {given_a, given_b});

@@ -9,7 +9,10 @@
 
 namespace numerical::package {
 
-PyObject* solve(const binding::call_arguments& call);   // solve(a, b)
+// solve(a, b, *, assume_a=None, check_condition=None); what is said beside a and b, the package's
+// solve_assuming hears.
+PyObject* solve(const binding::call_arguments& call);
+
 PyObject* inv(const binding::call_arguments& call);     // inv(a)
 PyObject* det(const binding::call_arguments& call);     // det(a)
 PyObject* slogdet(const binding::call_arguments& call); // slogdet(a) -> (sign, logabsdet)

@@ -20,16 +20,18 @@ using boundary::marlinth_module_error;
 // The Python functions that the native ones call back, and the objects that t.dtype gives.
 PyObject* connect(const binding::call_arguments& call)
 {
-    static constexpr binding::signature<5> parameters{
-        "_connect", {"asarray", "defers_to", "annotate", "float64", "complex128"}};
+    static constexpr binding::signature<6> parameters{
+        "_connect",
+        {"asarray", "defers_to", "annotate", "solve_assuming", "float64", "complex128"}};
     const auto given = parameters.bind(call);
     for (PyObject* object : given)
         Py_INCREF(object);
     callbacks() = {.asarray = given[0],
                    .defers_to = given[1],
                    .annotate = given[2],
-                   .float64 = given[3],
-                   .complex128 = given[4]};
+                   .solve_assuming = given[3],
+                   .float64 = given[4],
+                   .complex128 = given[5]};
     Py_INCREF(Py_None);
     return Py_None;
 }
@@ -101,7 +103,8 @@ std::span<PyMethodDef> connection_table()
 {
     static PyMethodDef table[] = {
         function<connect>("_connect",
-                          "_connect(asarray, defers_to, annotate, float64, complex128)\n"
+                          "_connect(asarray, defers_to, annotate, solve_assuming, float64,\n"
+                          "         complex128)\n"
                           "--\n\n"
                           "Sets the package's functions that are called back, and its\n"
                           "two dtypes."),

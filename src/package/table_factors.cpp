@@ -1,3 +1,4 @@
+#include "package/band_systems.hpp"
 #include "package/indefinite_factors.hpp"
 #include "package/lu_factors.hpp"
 #include "package/table_entry.hpp"
@@ -45,6 +46,8 @@ std::span<PyMethodDef> factors_table()
         function<ldl_slogdet>("ldl_slogdet",
                               "ldl_slogdet(lower, diagonal, below, permutation, hermitian)\n--\n\n"
                               "(signs, logs)."),
+        function<band_solve>("band_solve", "band_solve(a, b, widths, conditions)\n--\n\n"
+                                           "(The solutions, rcond or None)."),
     };
     return table;
 }

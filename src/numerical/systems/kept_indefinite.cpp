@@ -102,13 +102,9 @@ double reciprocal_condition(const kept_indefinite<T>& a, double norm)
     const auto solve = [&a](detail::block_view<T> x) { solve_indefinite(a, x); };
     const auto solve_adjoint = [&a](detail::block_view<T> x) {
         const bool conjugates = a.kind == symmetry::symmetric;
-        const auto conjugate_all = [&] {
-            for (std::size_t i = 0; conjugates && i < x.rows * x.cols; ++i)
-                x.first[i] = detail::conjugate(x.first[i]);
-        };
-        conjugate_all();
-        solve_indefinite(a, x);
-        conjugate_all();
+        const auto form = conjugates ? matrix_form::adjoint : matrix_form::transposed;
+        detail::solve_transposed_or_adjoint(
+            form, x, [&](detail::block_view<T> y) { solve_indefinite(a, y); });
     };
     return reciprocal_condition(n, norm, estimate_one_norm<T>(n, solve, solve_adjoint));
 }

@@ -291,14 +291,6 @@ double one_norm_of_triangle(const triangle<T>& t)
     return sums.empty() ? 0 : *std::max_element(sums.begin(), sums.end());
 }
 
-void conjugate_all(block_view<double>) {}
-
-void conjugate_all(block_view<complex> x)
-{
-    for (std::size_t i = 0; i < x.rows * x.cols; ++i)
-        x.first[i] = std::conj(x.first[i]);
-}
-
 } // namespace
 } // namespace detail
 
@@ -320,12 +312,8 @@ void solve_triangle(const triangle<T>& t, matrix_form form, detail::block_view<T
         return;
     if (form == matrix_form::plain)
         return detail::left_substitution<T>(x.cols).solve(t, x);
-    // Mᴴ·x = b is Mᵀ·conj(x) = conj(b).
-    if (form == matrix_form::adjoint)
-        detail::conjugate_all(x);
-    detail::solve_transposed(t, x);
-    if (form == matrix_form::adjoint)
-        detail::conjugate_all(x);
+    detail::solve_transposed_or_adjoint(
+        form, x, [&](detail::block_view<T> y) { detail::solve_transposed(t, y); });
 }
 
 template <class T>

@@ -9,6 +9,7 @@
 // number of threads. T = double or std::complex<double>.
 
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/systems/forms.hpp"
 
 #include <cstddef>
 
@@ -16,7 +17,6 @@ namespace numerical {
 
 enum class triangle_half { lower, upper };
 enum class triangle_diagonal { stored, ones };
-enum class matrix_form { plain, transposed, adjoint };
 
 // A half of the square matrix `of`, with its diagonal or with ones in its place. What isn't of the
 // triangle is never used.

@@ -99,8 +99,8 @@ TYPED_TEST(triangle_system, gives_back_the_right_sides_in_every_form)
 {
     using T = TypeParam;
     for (const int path : test::available_paths())
-        for (const std::size_t n : {1UL, 2UL, 31UL, 32UL, 33UL, 63UL, 64UL, 65UL, 129UL, 200UL})
-            for (const std::size_t columns : {1UL, 2UL, 3UL, 4UL, 17UL, 65UL})
+        for (const std::size_t n : {1UL, 2UL, 32UL, 33UL, 64UL, 65UL, 130UL})
+            for (const std::size_t columns : {1UL, 3UL, 4UL, 65UL})
                 for (const triangle_kind& kind : all_kinds()) {
                     const test::path_limit limit(path);
                     const auto b = test::random_matrix<T>(n, columns, 3);
