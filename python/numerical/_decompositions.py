@@ -1,9 +1,10 @@
-"""Cholesky, QR, Hermitian eigenvalues and singular values of matrices and stacks of them."""
+"""Cholesky, QR and singular values of matrices and stacks of them."""
 
 from ._arguments import one_of
 from ._functions import abs as _abs
 from ._functions import argsort, conj, sort, where
-from ._matrices import EighResult, QRResult, SVDResult, matrices, matrix_transpose
+from ._hermitian import eigh, eigvalsh
+from ._matrices import QRResult, SVDResult, matrix_transpose
 from ._arrangement import take_along_axis
 from ._native_module import native
 
@@ -79,102 +80,6 @@ def qr(a, mode="reduced"):
     one_of(mode, "mode", ("reduced", "complete", "r"))
     result = native.qr(a, mode)
     return result if mode == "r" else QRResult(*result)
-
-
-_EIGH_HINTS = {
-    "qr": 'method="tridiagonal_ql" iterates as QR does, from the other end',
-    "ql": 'write method="tridiagonal_ql"',
-    "dc": 'write method="divide_and_conquer", or nothing: it is the default',
-}
-_EIGH_METHODS = ("divide_and_conquer", "tridiagonal_ql", "jacobi")
-
-
-def eigh(a, UPLO="L", *, method="divide_and_conquer"):
-    """The eigenvalues and eigenvectors of Hermitian matrices.
-
-    Parameters
-    ----------
-    a : array_like, shape (..., M, M)
-    UPLO : {'L', 'U'}, optional
-        The triangle that is read.
-    method : {'divide_and_conquer', 'tridiagonal_ql', 'jacobi'}, optional
-        'jacobi' is for float64 alone.
-
-    Returns
-    -------
-    EighResult
-        eigenvalues, float64 of shape (..., M), ascending; eigenvectors of shape (..., M, M), whose
-        column j belongs to value j.
-
-    Raises
-    ------
-    ValueError
-        If the matrices aren't square, or for another UPLO or method.
-    numerical.error
-        If a matrix isn't finite, or an iteration doesn't converge.
-
-    Notes
-    -----
-    Tridiagonal reduction, then divide and conquer (Gu and Eisenstat 1995).
-
-    Examples
-    --------
-    >>> values, vectors = nm.linalg.eigh([[2.0, 1.0], [1.0, 2.0]])
-    >>> values
-    Tensor([1.0, 3.0])
-    >>> nm.allclose(vectors @ nm.diag(values) @ vectors.mH, [[2.0, 1.0], [1.0, 2.0]])
-    True
-    """
-    UPLO = _triangle(UPLO)
-    one_of(method, "method", _EIGH_METHODS, _EIGH_HINTS)
-    return EighResult(*native.eigh(a if UPLO == "L" else _of_triangle(a, UPLO, "eigh"), method))
-
-
-def _triangle(uplo):
-    """"L" or "U", in either case."""
-    if isinstance(uplo, str) and uplo in ("l", "u"):
-        return uplo.upper()
-    return one_of(uplo, "UPLO", ("L", "U"))
-
-
-def _of_triangle(a, uplo, name):
-    """The matrices with the named triangle as the lower one."""
-    a = matrices(a, name, square_only=True)
-    return matrix_transpose(conj(a)) if uplo == "U" else a
-
-
-def eigvalsh(a, UPLO="L", *, method="divide_and_conquer"):
-    """The eigenvalues of Hermitian matrices, ascending.
-
-    Parameters
-    ----------
-    a : array_like, shape (..., M, M)
-    UPLO : {'L', 'U'}, optional
-        The triangle that is read.
-    method : {'divide_and_conquer', 'tridiagonal_ql', 'jacobi'}, optional
-        By another method than the default one the values are those of eigh.
-
-    Returns
-    -------
-    Tensor, shape (..., M)
-        float64.
-
-    Raises
-    ------
-    ValueError
-        If the matrices aren't square, or for another UPLO or method.
-    numerical.error
-        If a matrix isn't finite, or an iteration doesn't converge.
-
-    Examples
-    --------
-    >>> nm.linalg.eigvalsh([[2.0, 1.0], [1.0, 2.0]])
-    Tensor([1.0, 3.0])
-    """
-    UPLO = _triangle(UPLO)
-    if one_of(method, "method", _EIGH_METHODS, _EIGH_HINTS) != "divide_and_conquer":
-        return eigh(a, UPLO, method=method).eigenvalues
-    return native.eigvalsh(a if UPLO == "L" else _of_triangle(a, UPLO, "eigvalsh"))
 
 
 def svd(

@@ -10,7 +10,7 @@ divide and conquer (Gu and Eisenstat 1995); svd by bidiagonal reduction and divi
 from ._assumptions import LinAlgWarning
 from ._conversion import asarray
 from ._creation import diagonal
-from ._decompositions import cholesky, eigh, eigvalsh, qr, svd, svdvals
+from ._decompositions import cholesky, qr, svd, svdvals
 from ._factors import (
     LU, CholeskyFactor, LDLFactor, LUFactor, cho_factor, cho_solve, cholesky_factor, ldl, lu,
     lu_factor, lu_solve, solve_triangular,
@@ -18,6 +18,7 @@ from ._factors import (
 from ._general_eigen import eig, eigvals, hessenberg, schur
 from ._functions import conj, multiply
 from ._functions import sum as _sum
+from ._hermitian import eigh, eigvalsh
 from ._least_squares import LstsqResult, lstsq, matrix_rank, pinv
 from ._matrices import (
     EighResult, EigResult, QRResult, SlogdetResult, SVDResult, matrix_transpose, slice_of,

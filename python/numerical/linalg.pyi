@@ -217,8 +217,26 @@ def cholesky(a: Any, *, upper: bool = False) -> Tensor: ...
 def qr(a: Any, mode: Literal["reduced", "complete"] = "reduced") -> QRResult: ...
 @overload
 def qr(a: Any, mode: Literal["r"]) -> Tensor: ...
-def eigh(a: Any, UPLO: Literal["L", "U", "l", "u"] = "L", *, method: _EighMethod = "divide_and_conquer") -> EighResult: ...
-def eigvalsh(a: Any, UPLO: Literal["L", "U", "l", "u"] = "L", *, method: _EighMethod = "divide_and_conquer") -> Tensor: ...
+def eigh(
+    a: Any,
+    UPLO: Literal["L", "U", "l", "u"] = "L",
+    *,
+    b: Any = None,
+    type: Literal[1, 2, 3] = 1,
+    subset_by_index: Sequence[int] | None = None,
+    subset_by_value: Sequence[float] | None = None,
+    method: _EighMethod = "divide_and_conquer",
+) -> EighResult: ...
+def eigvalsh(
+    a: Any,
+    UPLO: Literal["L", "U", "l", "u"] = "L",
+    *,
+    b: Any = None,
+    type: Literal[1, 2, 3] = 1,
+    subset_by_index: Sequence[int] | None = None,
+    subset_by_value: Sequence[float] | None = None,
+    method: _EighMethod = "divide_and_conquer",
+) -> Tensor: ...
 @overload
 def svd(
     a: Any,

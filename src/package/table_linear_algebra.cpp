@@ -1,6 +1,7 @@
 #include "package/decompositions.hpp"
 #include "package/docs_linear_algebra.hpp"
 #include "package/general_eigen.hpp"
+#include "package/hermitian_pairs.hpp"
 #include "package/least_squares.hpp"
 #include "package/products.hpp"
 #include "package/reductions.hpp"
@@ -21,6 +22,12 @@ std::span<PyMethodDef> linear_algebra_table()
         function<qr>("qr", "qr(a, mode)\n--\n\n(Q, R), or R for mode \"r\"."),
         function<eigh>("eigh", "eigh(a, method)\n--\n\n(values, vectors)."),
         function<eigvalsh>("eigvalsh", "eigvalsh(a)\n--\n\nThe eigenvalues, ascending."),
+        function<selected_eigh>("selected_eigh",
+                                "selected_eigh(a, b, type, places, interval)\n--\n\n"
+                                "(values, vectors) of a, or of a and b."),
+        function<selected_eigvalsh>("selected_eigvalsh",
+                                    "selected_eigvalsh(a, b, type, places, interval)\n--\n\n"
+                                    "The values of a, or of a and b, ascending."),
         function<svd>("svd", "svd(a, full_matrices, method)\n--\n\n(U, S, Vh)."),
         function<svdvals>("svdvals", svdvals_doc),
         function<euclidean_norm>("euclidean_norm",

@@ -28,17 +28,6 @@ std::vector<double> column_norms(const double* columns, std::size_t size)
     return norms;
 }
 
-std::vector<std::size_t> positions_of_type(const std::vector<std::size_t>& active,
-                                           const std::vector<unsigned int>& types,
-                                           unsigned int mask)
-{
-    std::vector<std::size_t> positions;
-    for (std::size_t p = 0; p < active.size(); ++p)
-        if ((types[active[p]] & mask) != 0)
-            positions.push_back(p);
-    return positions;
-}
-
 // The columns that a group of rows needs later, side by side: those that it multiplies, then the
 // deflated ones.
 struct gathered_columns
@@ -92,6 +81,17 @@ void merge_group(block_view<double> rows, const column_merge& merge, unsigned in
 
 } // namespace
 
+std::vector<std::size_t> positions_of_type(const std::vector<std::size_t>& active,
+                                           const std::vector<unsigned int>& types,
+                                           unsigned int mask)
+{
+    std::vector<std::size_t> positions;
+    for (std::size_t p = 0; p < active.size(); ++p)
+        if ((types[active[p]] & mask) != 0)
+            positions.push_back(p);
+    return positions;
+}
+
 void rotate_columns(block_view<double> q, const std::vector<column_rotation>& rotations)
 {
     const auto rotate_row = [&](std::size_t r) {
@@ -143,9 +143,14 @@ void merge_columns(block_view<double> q, const column_merge& merge,
 
 small_vector_rows normalised_rows(const double* columns, std::size_t size)
 {
-    return [columns, size, norms = column_norms(columns, size)](std::size_t p, double* row) {
-        for (std::size_t q = 0; q < size; ++q)
-            row[q] = columns[p * size + q] / norms[q];
+    return normalised_rows(columns, size, {0, size});
+}
+
+small_vector_rows normalised_rows(const double* columns, std::size_t size, index_range range)
+{
+    return [columns, size, range, norms = column_norms(columns, size)](std::size_t p, double* row) {
+        for (std::size_t q = range.first; q < range.last; ++q)
+            row[q - range.first] = columns[p * size + q] / norms[q];
     };
 }
 

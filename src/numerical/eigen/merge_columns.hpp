@@ -56,11 +56,37 @@ struct column_merge
     const std::vector<std::size_t>& order;
 };
 
-// Writes row p of the small vectors: K elements, one of each normalised vector.
+// Of the active columns, by their positions, those with a type of the mask.
+std::vector<std::size_t> positions_of_type(const std::vector<std::size_t>& active,
+                                           const std::vector<unsigned int>& types,
+                                           unsigned int mask);
+
+// Writes row p of the small vectors: an element of each normalised vector, of all K or of a range.
 using small_vector_rows = std::function<void(std::size_t p, double* row)>;
 
 void merge_columns(block_view<double> q, const column_merge& merge,
                    const small_vector_rows& fill_row, merge_workspace& workspace);
+
+// Half open.
+struct index_range
+{
+    std::size_t first;
+    std::size_t last;
+
+    std::size_t count() const { return last - first; }
+};
+
+// Which columns are wanted, from the values of all, ascending.
+using column_choice = std::function<index_range(const std::vector<double>& values)>;
+
+// Those of the K new columns that are among the columns `wanted` of the result.
+index_range new_columns_among(const column_merge& merge, index_range wanted);
+
+// The columns `wanted` of the result, into `out` with as many columns and the rows of q, which
+// stays. The rows of small vectors are those of new_columns_among.
+void merge_chosen_columns(block_view<const double> q, const column_merge& merge,
+                          const small_vector_rows& fill_row, index_range wanted,
+                          block_view<double> out);
 
 // One row whose new elements stand at the left, in their order, and its deflated ones: all of them
 // in their places.
@@ -69,5 +95,8 @@ void place_merged_row(double* row, const double* deflated, std::size_t active,
 
 // The rows of vectors that stand in the columns of a size × size matrix, each divided by its norm.
 small_vector_rows normalised_rows(const double* columns, std::size_t size);
+
+// The same of a range of the vectors.
+small_vector_rows normalised_rows(const double* columns, std::size_t size, index_range range);
 
 } // namespace numerical::detail

@@ -5,11 +5,13 @@
 #include "numerical/eigen/tridiagonal_divide.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/runtime/parallel_for.hpp"
+#include "numerical/storage.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <numbers>
+#include <utility>
 
 namespace numerical::detail {
 namespace {
@@ -61,14 +63,16 @@ rank_one_problem solve_active(const std::vector<double>& d, const std::vector<do
     return problem;
 }
 
-// Runs body(from, to) for blocks of columns.
+// Runs body(from, to) for blocks of the columns, each of which meets `depth` rows.
 template <class F>
-void for_column_blocks(std::size_t size, const F& body)
+void for_column_blocks(index_range columns, std::size_t depth, const F& body)
 {
     const auto run_block = [&](std::size_t b) {
-        body(b * block_columns, std::min((b + 1) * block_columns, size));
+        const std::size_t from = columns.first + b * block_columns;
+        body(from, std::min(from + block_columns, columns.last));
     };
-    parallel_for((size + block_columns - 1) / block_columns, size * block_columns, run_block);
+    parallel_for((columns.count() + block_columns - 1) / block_columns, depth * block_columns,
+                 run_block);
 }
 
 // The z for which the computed roots are exact (Gu and Eisenstat 1995): ẑᵢ² is the product over j
@@ -77,7 +81,7 @@ std::vector<double> exact_update(const rank_one_problem& problem, const merge_ke
 {
     std::vector<double> z(problem.size());
     const pole_root_pairs pairs = problem.pairs();
-    for_column_blocks(problem.size(), [&](std::size_t from, std::size_t to) {
+    for_column_blocks({0, problem.size()}, problem.size(), [&](std::size_t from, std::size_t to) {
         std::array<double, block_columns> product;
         for (std::size_t i = from; i < to; ++i)
             product[i - from] = (problem.d[i] - problem.origin[i]) - problem.tau[i];
@@ -98,20 +102,66 @@ std::vector<double> exact_update(const rank_one_problem& problem, const merge_ke
 }
 
 // Column q of the small vectors is the eigenvector of root q, zₚ/(dₚ - λ_q) in row p before it is
-// normalised. A row is made where it is needed; the matrix as a whole never is.
-small_vector_rows eigenvector_rows(const rank_one_problem& problem)
+// normalised. A row, in the columns `made`, is written where it is needed; the matrix as a whole
+// never is.
+small_vector_rows eigenvector_rows(const rank_one_problem& problem, index_range made)
 {
     const merge_kernels& kernels = kernels_on(gemm_path_current());
     const std::vector<double> z = exact_update(problem, kernels);
-    std::vector<double> norms(problem.size());
-    for_column_blocks(problem.size(), [&](std::size_t from, std::size_t to) {
-        kernels.add_squares(&norms[from], problem.pairs(), z.data(), z.size(), from, to - from);
-        for (std::size_t q = from; q < to; ++q)
-            norms[q] = std::sqrt(norms[q]);
+    std::vector<double> norms(made.count());
+    for_column_blocks(made, problem.size(), [&](std::size_t from, std::size_t to) {
+        double* const of_block = norms.data() + (from - made.first);
+        kernels.add_squares(of_block, problem.pairs(), z.data(), z.size(), from, to - from);
+        for (std::size_t q = 0; q < to - from; ++q)
+            of_block[q] = std::sqrt(of_block[q]);
     });
-    return [&problem, &kernels, z, norms](std::size_t p, double* row) {
-        kernels.divide_row(row, problem.pairs(), z[p], problem.d[p], norms.data(), norms.size());
+    const pole_root_pairs roots{problem.d.data(), problem.origin.data() + made.first,
+                                problem.tau.data() + made.first};
+    return [&problem, &kernels, roots, z, norms](std::size_t p, double* row) {
+        kernels.divide_row(row, roots, z[p], problem.d[p], norms.data(), norms.size());
     };
+}
+
+// A merge whose values are known and whose columns are yet to be made.
+struct solved_merge
+{
+    std::vector<unsigned int> types;
+    std::array<row_group, 2> halves;
+    merge_partition partition;
+    rank_one_problem problem;
+    std::vector<std::size_t> order;
+
+    column_merge columns() const { return {halves, partition, types, order}; }
+};
+
+solved_merge solve_merge(std::vector<double>& d, std::vector<double> z, double rho,
+                         block_view<double> q, std::size_t k)
+{
+    const std::size_t n = d.size();
+    solved_merge merge{std::vector<unsigned int>(n, bottom),
+                       {row_group{0, k, top}, row_group{k, n - k, bottom}},
+                       {},
+                       {},
+                       {}};
+    std::fill_n(merge.types.begin(), k, top);
+    for (double& element : z)
+        element /= std::numbers::sqrt2;
+
+    const double weight = 2 * rho;
+    auto [partition, rotations] = deflate(d, z, weight, merge.types);
+    rotate_columns(q, rotations);
+    merge.partition = std::move(partition);
+    merge.problem = solve_active(d, z, weight, merge.partition.active);
+
+    std::vector<double> values;
+    for (std::size_t j = 0; j < merge.problem.size(); ++j)
+        values.push_back(merge.problem.tau[j] + merge.problem.origin[j]);
+    for (const std::size_t i : merge.partition.deflated)
+        values.push_back(d[i]);
+    merge.order = ascending_order(values);
+    for (std::size_t c = 0; c < n; ++c)
+        d[c] = values[merge.order[c]];
+    return merge;
 }
 
 } // namespace
@@ -119,28 +169,22 @@ small_vector_rows eigenvector_rows(const rank_one_problem& problem)
 void merge_rank_one(std::vector<double>& d, std::vector<double> z, double rho, block_view<double> q,
                     std::size_t k, merge_workspace& workspace)
 {
-    const std::size_t n = d.size();
-    std::vector<unsigned int> types(n, bottom);
-    std::fill_n(types.begin(), k, top);
-    for (double& element : z)
-        element /= std::numbers::sqrt2;
+    const solved_merge merge = solve_merge(d, std::move(z), rho, q, k);
+    merge_columns(q, merge.columns(), eigenvector_rows(merge.problem, {0, merge.problem.size()}),
+                  workspace);
+}
 
-    const double weight = 2 * rho;
-    const auto [partition, rotations] = deflate(d, z, weight, types);
-    rotate_columns(q, rotations);
-
-    const rank_one_problem problem = solve_active(d, z, weight, partition.active);
-    std::vector<double> values;
-    for (std::size_t j = 0; j < problem.size(); ++j)
-        values.push_back(problem.tau[j] + problem.origin[j]);
-    for (const std::size_t i : partition.deflated)
-        values.push_back(d[i]);
-    const std::vector<std::size_t> order = ascending_order(values);
-    for (std::size_t c = 0; c < n; ++c)
-        d[c] = values[order[c]];
-
-    const row_group halves[] = {{0, k, top}, {k, n - k, bottom}};
-    merge_columns(q, {halves, partition, types, order}, eigenvector_rows(problem), workspace);
+chosen_vectors merge_rank_one_choosing(std::vector<double>& d, std::vector<double> z, double rho,
+                                       block_view<double> q, std::size_t k,
+                                       const column_choice& choice)
+{
+    const solved_merge merge = solve_merge(d, std::move(z), rho, q, k);
+    const index_range wanted = choice(d);
+    const index_range made = new_columns_among(merge.columns(), wanted);
+    chosen_vectors chosen{wanted, uninitialized<double>(d.size() * wanted.count())};
+    merge_chosen_columns(q, merge.columns(), eigenvector_rows(merge.problem, made), wanted,
+                         {chosen.columns.data(), d.size(), wanted.count(), wanted.count()});
+    return chosen;
 }
 
 } // namespace numerical::detail

@@ -35,7 +35,7 @@ tridiagonal_reduction<T> tridiagonalize(std::vector<T>& a, std::size_t n, std::v
 template <class T>
 std::vector<T> tridiagonal_basis(const tridiagonal_reduction<T>& reduction, std::size_t n);
 
-// rows := rows·B without forming B.
+// rows := rows·B without forming B, for any number of rows of n elements.
 template <class T>
 void to_matrix_basis(const tridiagonal_reduction<T>& reduction, std::vector<T>& rows,
                      std::size_t n);

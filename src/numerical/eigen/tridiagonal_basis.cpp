@@ -32,7 +32,7 @@ void apply_reflectors(const tridiagonal_reduction<T>& reduction, std::vector<T>&
         const std::size_t from = first_of_block(to);
         const auto block = gather_reflectors(reduction.reflectors, from, to, n);
         apply_transposed_reflector_block(block, rows, n, contents == row_contents::full ? 0 : from,
-                                         n);
+                                         rows.size() / n);
         to = from;
     }
 }
@@ -91,7 +91,7 @@ void to_matrix_basis(const tridiagonal_reduction<T>& reduction, std::vector<T>& 
             for (std::size_t j = 0; j < n; ++j)
                 rows[r * n + j] = finite_product(rows[r * n + j], conjugate(reduction.phases[j]));
         };
-        parallel_for(n, n, scale_row);
+        parallel_for(rows.size() / n, n, scale_row);
     }
     apply_reflectors(reduction, rows, n, n, row_contents::full);
 }

@@ -48,14 +48,23 @@ void solve_leaf(double* d, const double* e, std::size_t n, block_view<double> z)
     }
 }
 
+// What couples two solved halves: d holds their values and z their vectors.
+struct torn_matrix
+{
+    std::size_t k;
+    double rho;
+    std::vector<double> values;
+    std::vector<double> update;
+};
+
 // With rho = |e[k-1]| taken from the two diagonal entries at the tear, the matrix is the two halves
 // and rho·v·vᵀ, v having 1 and the sign of e[k-1] there.
-void tear_and_merge(double* d, const double* e, std::size_t n, block_view<double> z,
-                    merge_workspace& workspace)
+torn_matrix tear(double* d, const double* e, std::size_t n, block_view<double> z,
+                 merge_workspace& workspace)
 {
     const std::size_t k = n / 2;
-    const double tear = e[k - 1];
-    const double rho = std::abs(tear);
+    const double coupling = e[k - 1];
+    const double rho = std::abs(coupling);
     d[k - 1] -= rho;
     d[k] -= rho;
     divide_block(d, e, k, z.sub(0, k, 0, k), workspace);
@@ -65,8 +74,14 @@ void tear_and_merge(double* d, const double* e, std::size_t n, block_view<double
     for (std::size_t j = 0; j < k; ++j)
         update[j] = z(k - 1, j);
     for (std::size_t j = k; j < n; ++j)
-        update[j] = std::copysign(1.0, tear) * z(k, j);
-    std::vector<double> values(d, d + n);
+        update[j] = std::copysign(1.0, coupling) * z(k, j);
+    return {k, rho, std::vector<double>(d, d + n), std::move(update)};
+}
+
+void tear_and_merge(double* d, const double* e, std::size_t n, block_view<double> z,
+                    merge_workspace& workspace)
+{
+    auto [k, rho, values, update] = tear(d, e, n, z, workspace);
     merge_rank_one(values, std::move(update), rho, z, k, workspace);
     std::copy(values.begin(), values.end(), d);
 }
@@ -98,6 +113,47 @@ std::vector<complex> as_rows(std::vector<double> z, std::size_t n, const complex
     auto rows = reserved<complex>(n * n);
     rows.insert(rows.end(), z.begin(), z.end());
     return rows;
+}
+
+// Of rows, one eigenvector each in no order, the chosen ones in columns. d ascends on return.
+template <class T>
+chosen_columns<T> chosen_of_rows(std::vector<double>& d, const std::vector<T>& rows, std::size_t n,
+                                 const column_choice& choice)
+{
+    const std::vector<std::size_t> order = ascending_order(d);
+    std::vector<double> values(n);
+    std::transform(order.begin(), order.end(), values.begin(), [&](std::size_t i) { return d[i]; });
+    d = std::move(values);
+    const index_range range = choice(d);
+    chosen_columns<T> chosen{range, std::vector<T>(n * range.count())};
+    for (std::size_t c = 0; c < range.count(); ++c)
+        for (std::size_t i = 0; i < n; ++i)
+            chosen.columns[i * range.count() + c] = rows[order[range.first + c] * n + i];
+    return chosen;
+}
+
+// The torn matrix scaled as in divide_block.
+chosen_vectors chosen_of_tridiagonal(std::vector<double>& d, const std::vector<double>& e,
+                                     std::size_t n, const column_choice& choice)
+{
+    int exponent = 0;
+    std::frexp(std::max(largest_modulus(d.data(), n), largest_modulus(e.data(), n - 1)), &exponent);
+    const auto times_power = [](std::vector<double> x, int power) {
+        for (double& element : x)
+            element = std::ldexp(element, power);
+        return x;
+    };
+    std::vector<double> scaled = times_power(d, -exponent);
+    const std::vector<double> scaled_e = times_power(e, -exponent);
+    std::vector<double> z = zeros<double>(n * n);
+    const block_view<double> basis{z.data(), n, n, n};
+    merge_workspace workspace;
+    auto [k, rho, values, update] = tear(scaled.data(), scaled_e.data(), n, basis, workspace);
+    chosen_vectors chosen = merge_rank_one_choosing(
+        values, std::move(update), rho, basis, k,
+        [&](const std::vector<double>& found) { return choice(times_power(found, exponent)); });
+    d = times_power(std::move(values), exponent);
+    return chosen;
 }
 
 std::vector<double> vectors_of_tridiagonal(std::vector<double>& d, const std::vector<double>& e,
@@ -140,6 +196,27 @@ std::vector<T> tridiagonal_divide_and_conquer(std::vector<double>& d, std::vecto
     return rows;
 }
 
+template <class T>
+chosen_columns<T> divide_and_conquer_choosing(std::vector<double>& d, std::vector<double>& e,
+                                              const tridiagonal_reduction<T>& reduction,
+                                              std::size_t n, const column_choice& choice)
+{
+    if (n < divide_order) {
+        std::vector<T> basis = tridiagonal_basis(reduction, n);
+        tridiagonal_ql(d, e, basis, n, 30 * n);
+        return chosen_of_rows(d, basis, n, choice);
+    }
+    const auto [range, z] = chosen_of_tridiagonal(d, e, n, choice);
+    const std::size_t count = range.count();
+    std::vector<T> columns = uninitialized<T>(n * count);
+    std::copy(z.begin(), z.end(), columns.begin());
+    std::vector<T> rows = uninitialized<T>(n * count);
+    transpose_into<T>({rows.data(), count, n, n}, {columns.data(), n, count, count});
+    to_matrix_basis(reduction, rows, n);
+    transpose_into<T>({columns.data(), n, count, count}, {rows.data(), count, n, n});
+    return {range, std::move(columns)};
+}
+
 template std::vector<double> tridiagonal_divide_and_conquer(std::vector<double>&,
                                                             std::vector<double>&,
                                                             const tridiagonal_reduction<double>&,
@@ -148,5 +225,13 @@ template std::vector<complex> tridiagonal_divide_and_conquer(std::vector<double>
                                                              std::vector<double>&,
                                                              const tridiagonal_reduction<complex>&,
                                                              std::size_t);
+template chosen_columns<double> divide_and_conquer_choosing(std::vector<double>&,
+                                                            std::vector<double>&,
+                                                            const tridiagonal_reduction<double>&,
+                                                            std::size_t, const column_choice&);
+template chosen_columns<complex> divide_and_conquer_choosing(std::vector<double>&,
+                                                             std::vector<double>&,
+                                                             const tridiagonal_reduction<complex>&,
+                                                             std::size_t, const column_choice&);
 
 } // namespace numerical::detail

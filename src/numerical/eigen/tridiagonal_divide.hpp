@@ -5,6 +5,7 @@
 // solves the rank-one problem. Its vector is computed anew from the roots (Gu and Eisenstat 1995),
 // which keeps the eigenvectors orthogonal to working precision.
 
+#include "numerical/eigen/merge_columns.hpp"
 #include "numerical/eigen/merge_workspace.hpp"
 #include "numerical/eigen/tridiagonal.hpp"
 #include "numerical/gemm/block_view.hpp"
@@ -24,6 +25,24 @@ std::vector<T> tridiagonal_divide_and_conquer(std::vector<double>& d, std::vecto
                                               const tridiagonal_reduction<T>& reduction,
                                               std::size_t n);
 
+// n × range.count() by rows: in its columns the eigenvectors of the range of values.
+template <class T>
+struct chosen_columns
+{
+    index_range range;
+    std::vector<T> columns;
+};
+
+using chosen_vectors = chosen_columns<double>;
+
+// The chosen ones of the same eigenvectors, in the columns of the result. d ascends on return. The
+// last merge, which has three quarters of the products, is made for the chosen columns only, and
+// only they are taken back to the coordinates of the matrix.
+template <class T>
+chosen_columns<T> divide_and_conquer_choosing(std::vector<double>& d, std::vector<double>& e,
+                                              const tridiagonal_reduction<T>& reduction,
+                                              std::size_t n, const column_choice& choice);
+
 // The same in the tridiagonal matrix's own coordinates: d ascends, and column k of z, which is n ×
 // n and all zero on entry, becomes the eigenvector of d[k]. e has n - 1 elements.
 void divide_block(double* d, const double* e, std::size_t n, block_view<double> z,
@@ -34,5 +53,10 @@ void divide_block(double* d, const double* e, std::size_t n, block_view<double> 
 // and q holds the merged columns.
 void merge_rank_one(std::vector<double>& d, std::vector<double> z, double rho, block_view<double> q,
                     std::size_t k, merge_workspace& workspace);
+
+// The same, of which only the chosen columns are made; q is spent.
+chosen_vectors merge_rank_one_choosing(std::vector<double>& d, std::vector<double> z, double rho,
+                                       block_view<double> q, std::size_t k,
+                                       const column_choice& choice);
 
 } // namespace numerical::detail

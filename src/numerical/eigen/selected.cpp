@@ -1,0 +1,172 @@
+#include "numerical/eigen/selected.hpp"
+
+#include "numerical/eigen/eigen.hpp"
+#include "numerical/eigen/eigenvalues.hpp"
+#include "numerical/eigen/lower_triangle.hpp"
+#include "numerical/eigen/tridiagonal.hpp"
+#include "numerical/eigen/tridiagonal_divide.hpp"
+#include "numerical/scalar.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <type_traits>
+#include <utility>
+
+namespace numerical {
+namespace {
+
+using detail::complex;
+using detail::index_range;
+
+double checked_scale(const matrix<double>& a)
+{
+    return detail::checked_scale(a, "symmetric eigendecomposition",
+                                 "symmetric eigendecomposition requires a square matrix");
+}
+
+double checked_scale(const matrix<complex>& a)
+{
+    return detail::checked_scale(a, "Hermitian eigendecomposition",
+                                 "Hermitian eigendecomposition requires a square matrix");
+}
+
+std::vector<double> scaled(std::vector<double> values, double scale)
+{
+    for (double& value : values)
+        value *= scale;
+    return values;
+}
+
+std::vector<double> scaled_by_power(std::vector<double> values, int exponent)
+{
+    for (double& value : values)
+        value = detail::scaled_by_power(value, exponent);
+    return values;
+}
+
+std::vector<double> part(const std::vector<double>& values, index_range range)
+{
+    return {values.begin() + std::ptrdiff_t(range.first),
+            values.begin() + std::ptrdiff_t(range.last)};
+}
+
+// All pairs, by the drivers of the whole problem.
+template <class T>
+eigenpairs<T> all_eigenpairs(matrix<T> a)
+{
+    std::conditional_t<std::is_same_v<T, double>, symmetric_eigen, hermitian_eigen> whole(
+        std::move(a), eigen_method::divide_and_conquer);
+    return {std::move(whole.values), std::move(whole.vectors)};
+}
+
+// `choice` sees the values of a.
+template <class T>
+eigenpairs<T> chosen_eigenpairs(matrix<T> a, const detail::column_choice& choice)
+{
+    const double scale = checked_scale(a);
+    const std::size_t n = a.rows;
+    detail::scale_lower(a, scale);
+    std::vector<double> d(n);
+    std::vector<double> e(n);
+    const auto reduction = detail::tridiagonalize(a.data, n, d, e);
+    a.data = {};
+    auto [range, columns] = detail::divide_and_conquer_choosing(
+        d, e, reduction, n,
+        [&](const std::vector<double>& found) { return choice(scaled(found, scale)); });
+    return {part(scaled(std::move(d), scale), range), {n, range.count(), std::move(columns)}};
+}
+
+} // namespace
+
+eigen_selection eigen_selection::by_place(std::size_t first, std::size_t last)
+{
+    eigen_selection selection;
+    selection.places = true;
+    selection.range = {first, last};
+    return selection;
+}
+
+eigen_selection eigen_selection::by_value(double above, double upto)
+{
+    eigen_selection selection;
+    selection.above = above;
+    selection.upto = upto;
+    return selection;
+}
+
+index_range eigen_selection::among(const std::vector<double>& values) const
+{
+    if (is_whole(values.size()))
+        return {0, values.size()};
+    if (places)
+        return {std::min(range.first, values.size()), std::min(range.last, values.size())};
+    const auto place_after = [&](double bound) {
+        return std::size_t(std::upper_bound(values.begin(), values.end(), bound) - values.begin());
+    };
+    const std::size_t first = place_after(above);
+    return {first, std::max(first, place_after(upto))};
+}
+
+bool eigen_selection::is_whole(std::size_t n) const
+{
+    return places ? range.first == 0 && range.last >= n : above == -infinity && upto == infinity;
+}
+
+template <class T>
+eigenpairs<T> selected_eigenpairs(matrix<T> a, const eigen_selection& selection)
+{
+    if (a.rows == 0 || selection.is_whole(a.rows))
+        return all_eigenpairs(std::move(a));
+    return chosen_eigenpairs(
+        std::move(a), [&](const std::vector<double>& values) { return selection.among(values); });
+}
+
+template <class T>
+eigenpairs<T> selected_eigenpairs(matrix<T> a, matrix<T> b, pencil_form form,
+                                  const eigen_selection& selection)
+{
+    definite_pencil<T> pencil(std::move(a), std::move(b), form);
+    const int exponent = pencil.exponent;
+    const std::size_t n = pencil.standard.rows;
+    eigenpairs<T> pairs =
+        n == 0 || selection.is_whole(n)
+            ? all_eigenpairs(std::move(pencil.standard))
+            : chosen_eigenpairs(std::move(pencil.standard), [&](const std::vector<double>& found) {
+                  return selection.among(scaled_by_power(found, exponent));
+              });
+    pencil.restore(pairs.vectors);
+    return {scaled_by_power(std::move(pairs.values), exponent), std::move(pairs.vectors)};
+}
+
+template <class T>
+std::vector<double> selected_eigenvalues(matrix<T> a, const eigen_selection& selection)
+{
+    const std::vector<double> values = eigenvalues(std::move(a));
+    return part(values, selection.among(values));
+}
+
+template <class T>
+std::vector<double> selected_eigenvalues(matrix<T> a, matrix<T> b, pencil_form form,
+                                         const eigen_selection& selection)
+{
+    definite_pencil<T> pencil(std::move(a), std::move(b), form);
+    const std::vector<double> values =
+        scaled_by_power(eigenvalues(std::move(pencil.standard)), pencil.exponent);
+    return part(values, selection.among(values));
+}
+
+template eigenpairs<double> selected_eigenpairs(matrix<double>, const eigen_selection&);
+template eigenpairs<complex> selected_eigenpairs(matrix<complex>, const eigen_selection&);
+template eigenpairs<double> selected_eigenpairs(matrix<double>, matrix<double>, pencil_form,
+                                                const eigen_selection&);
+template eigenpairs<complex> selected_eigenpairs(matrix<complex>, matrix<complex>, pencil_form,
+                                                 const eigen_selection&);
+template std::vector<double> selected_eigenvalues(matrix<double>, const eigen_selection&);
+template std::vector<double> selected_eigenvalues(matrix<complex>, const eigen_selection&);
+template std::vector<double> selected_eigenvalues(matrix<double>, matrix<double>, pencil_form,
+                                                  const eigen_selection&);
+template std::vector<double> selected_eigenvalues(matrix<complex>, matrix<complex>, pencil_form,
+                                                  const eigen_selection&);
+
+} // namespace numerical
