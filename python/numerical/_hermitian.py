@@ -1,6 +1,6 @@
 """Eigenvalues of Hermitian matrices, alone and in pairs, all of them or a part."""
 
-from ._arguments import integers, items, one_of, real, shown
+from ._arguments import integer, integers, items, one_of, real, shown
 from ._functions import conj
 from ._hints import add_hint
 from ._matrices import EighResult, matrices, matrix_transpose
@@ -59,7 +59,7 @@ def eigh(
     uplo = _triangle(UPLO)
     one_of(method, "method", _METHODS, _METHOD_HINTS)
     if b is None and subset_by_index is None and subset_by_value is None:
-        _whole_type(type)
+        _problem(type)
         return EighResult(*native.eigh(a if uplo == "L" else _of_triangle(a, uplo, "eigh"), method))
     wanted = _wanted("eigh", a, b, uplo, type, subset_by_index, subset_by_value, method)
     return EighResult(*native.selected_eigh(*wanted))
@@ -76,7 +76,7 @@ def eigvalsh(
     uplo = _triangle(UPLO)
     one_of(method, "method", _METHODS, _METHOD_HINTS)
     if b is None and subset_by_index is None and subset_by_value is None:
-        _whole_type(type)
+        _problem(type)
         if method != "divide_and_conquer":
             return eigh(a, uplo, method=method).eigenvalues
         return native.eigvalsh(a if uplo == "L" else _of_triangle(a, uplo, "eigvalsh"))
@@ -98,10 +98,11 @@ def _of_triangle(a, uplo, name):
     return matrix_transpose(conj(a)) if uplo == "U" else a
 
 
-def _whole_type(type):
-    if type not in (1, 2, 3):
-        raise ValueError(f"type is 1, 2 or 3, not {shown(type)}")
-    return int(type)
+def _problem(type):
+    number = integer(type, "type")
+    if not 1 <= number <= 3:
+        raise ValueError(f"type is 1, 2 or 3, not {shown(number)}")
+    return number
 
 
 def _wanted(name, a, b, uplo, type, by_index, by_value, method):
@@ -110,7 +111,7 @@ def _wanted(name, a, b, uplo, type, by_index, by_value, method):
         raise ValueError(f"{name} takes b and subsets by method 'divide_and_conquer', not {method!r}")
     if by_index is not None and by_value is not None:
         raise ValueError("subset_by_index and subset_by_value exclude each other")
-    form = _whole_type(type)
+    form = _problem(type)
     a = _of_triangle(a, uplo, name)
     b = None if b is None else _of_triangle(b, uplo, name)
     places = None if by_index is None else _places(by_index, a.shape[-1])

@@ -4,11 +4,13 @@
 #include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/thread_scratch.hpp"
 
 #include <algorithm>
 #include <complex>
 #include <functional>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace numerical::detail {
@@ -17,22 +19,60 @@ namespace {
 constexpr std::size_t solve_block = 64;
 constexpr std::size_t strip_rows = 128;
 
-// A dense array of its own.
-template <class T>
-struct dense_block
+// About half of an order above that of a leaf; a multiple of that, so that all leaves but the last
+// are of the same order.
+std::size_t first_half(std::size_t order)
 {
-    std::size_t rows;
-    std::size_t cols;
-    std::vector<T> store;
+    const std::size_t leaves = (order / 2 + congruence_leaf_order / 2) / congruence_leaf_order;
+    return std::max<std::size_t>(leaves, 1) * congruence_leaf_order;
+}
 
-    dense_block(std::size_t height, std::size_t width)
-        : rows(height), cols(width), store(uninitialized<T>(height * width))
+// The blocks of a triangle or of the lower triangle of a Hermitian matrix, split by halves.
+template <class T>
+struct lower_halves
+{
+    block_view<T> first;  // square
+    block_view<T> below;  // beside `second`, under `first`
+    block_view<T> second; // square
+
+    lower_halves(block_view<T> a, std::size_t half)
+        : first(a.sub(0, half, 0, half)), below(a.sub(half, a.rows, 0, half)),
+          second(a.sub(half, a.rows, half, a.rows))
+    {
+    }
+};
+
+// The buffers of one split. They are in use between its two recursions only, so that all splits
+// share the memory of the first: fresh memory for each would cost more than the products of a small
+// one.
+template <class T>
+class split_buffers
+{
+public:
+    explicit split_buffers(std::size_t order)
+        : greatest(order <= congruence_leaf_order
+                       ? 0
+                       : std::max(first_half(order), order - first_half(order))),
+          store(uninitialized<T>(6 * greatest * greatest))
     {
     }
 
-    block_view<T> view() { return {store.data(), rows, cols, cols}; }
+    block_view<T> square(std::size_t n) { return dense(0, n, n); }
 
-    block_view<const T> view() const { return {store.data(), rows, cols, cols}; }
+    block_view<T> product(std::size_t rows, std::size_t cols) { return dense(1, rows, cols); }
+
+    block_view<T> left(std::size_t rows, std::size_t cols) { return dense(2, rows, cols); }
+
+    block_view<T> right(std::size_t rows, std::size_t cols) { return dense(4, rows, cols); }
+
+private:
+    block_view<T> dense(std::size_t place, std::size_t rows, std::size_t cols)
+    {
+        return {store.data() + place * greatest * greatest, rows, cols, cols};
+    }
+
+    std::size_t greatest;
+    std::vector<T> store;
 };
 
 template <class T>
@@ -53,28 +93,25 @@ void adjoint_into(block_view<T> to, block_view<const std::type_identity_t<T>> a)
 }
 
 template <class T>
-dense_block<T> adjoint_of(block_view<const T> a)
+void negate_all(block_view<T> a)
 {
-    dense_block<T> adjoint(a.cols, a.rows);
-    adjoint_into(adjoint.view(), a);
-    return adjoint;
+    for (std::size_t i = 0; i < a.rows; ++i)
+        std::transform(a.row(i), a.row(i) + a.cols, a.row(i),
+                       [](const T& element) { return negated(element); });
 }
 
-// factor·A, both triangles, from the lower one.
+// `to` := factor·A, both triangles, from the lower one.
 template <class T>
-dense_block<T> whole_matrix(block_view<const T> a, double factor)
+void mirror_into(block_view<T> to, block_view<const std::type_identity_t<T>> a, double factor)
 {
-    dense_block<T> whole(a.rows, a.rows);
-    const block_view<T> to = whole.view();
+    adjoint_into(to, a);
     for (std::size_t i = 0; i < a.rows; ++i) {
         for (std::size_t j = 0; j < i; ++j)
             to(i, j) = a(i, j) * factor;
         to(i, i) = T(real_part(a(i, i)) * factor);
-    }
-    for (std::size_t i = 0; i < a.rows; ++i)
         for (std::size_t j = i + 1; j < a.rows; ++j)
-            to(i, j) = conjugate(to(j, i));
-    return whole;
+            to(i, j) *= factor;
+    }
 }
 
 template <class T>
@@ -94,130 +131,151 @@ void add(block_view<T> a, block_view<const std::type_identity_t<T>> b)
         std::transform(a.row(i), a.row(i) + a.cols, b.row(i), a.row(i), std::plus<>());
 }
 
+// C := A·B.
 template <class T>
-dense_block<T> product_of(block_view<const T> a, block_view<const T> b)
+void product_into(block_view<T> c, block_view<const std::type_identity_t<T>> a,
+                  block_view<const std::type_identity_t<T>> b)
 {
-    dense_block<T> product(a.rows, b.cols);
-    gemm_new(a.rows, b.cols, a.cols, a.first, a.stride, b.first, b.stride, product.store.data(),
-             b.cols);
-    return product;
+    gemm_new<T>(c.rows, c.cols, a.cols, a.first, a.stride, b.first, b.stride, c.first, c.stride);
 }
 
-// The lower triangle of A += X·Y + (X·Y)ᴴ, both products as one, [ X  Yᴴ ]·[ Y ; Xᴴ ], by strips of
-// rows that end at their own diagonal.
+// The lower triangle of A += X·Y, by strips of rows that end at their own diagonal.
 template <class T>
-void add_with_adjoint(block_view<const T> x, block_view<const T> y, block_view<T> a)
+void add_to_lower(block_view<const std::type_identity_t<T>> x,
+                  block_view<const std::type_identity_t<T>> y, block_view<T> a)
 {
-    const std::size_t n = a.rows;
-    const std::size_t depth = 2 * x.cols;
-    dense_block<T> left(n, depth);
-    dense_block<T> right(depth, n);
-    copy_block(x, left.view().sub(0, n, 0, x.cols));
-    adjoint_into(left.view().sub(0, n, x.cols, depth), y);
-    copy_block(y, right.view().sub(0, x.cols, 0, n));
-    adjoint_into(right.view().sub(x.cols, depth, 0, n), x);
-    for (std::size_t from = 0; from < n; from += strip_rows) {
-        const std::size_t to = std::min(from + strip_rows, n);
-        add_product(left.view().sub(from, to, 0, depth), right.view().sub(0, depth, 0, to),
-                    a.sub(from, to, 0, to));
+    for (std::size_t from = 0; from < a.rows; from += strip_rows) {
+        const std::size_t to = std::min(from + strip_rows, a.rows);
+        add_product(x.sub(from, to, 0, x.cols), y.sub(0, y.rows, 0, to), a.sub(from, to, 0, to));
     }
 }
 
-// L⁻¹·(L⁻¹·A)ᴴ on a copy with both triangles.
+// L⁻¹·(L⁻¹·A)ᴴ on copies with both triangles, which zero columns bring to a width that the
+// substitution takes in whole vectors.
 template <class T>
 void divide_leaf(block_view<const T> l, block_view<T> a)
 {
+    constexpr std::size_t width = congruence_leaf_order;
     const int path = gemm_path_current();
-    dense_block<T> whole = whole_matrix<T>(a, 1.0);
-    substitute_lower(path, l, whole.view());
-    dense_block<T> adjoint = adjoint_of<T>(whole.view());
-    substitute_lower(path, l, adjoint.view());
-    take_lower(a, adjoint.view());
+    const std::size_t n = a.rows;
+    thread_scratch<T> store(2 * n * width);
+    set_zero(store.data(), 2 * n * width);
+    const block_view<T> whole{store.data(), n, n, width};
+    const block_view<T> adjoint{store.data() + n * width, n, n, width};
+    mirror_into(whole, a, 1.0);
+    substitute_lower<T>(path, l, {whole.first, n, width, width});
+    adjoint_into(adjoint, whole);
+    substitute_lower<T>(path, l, {adjoint.first, n, width, width});
+    take_lower(a, adjoint);
 }
 
 // Lᴴ·(Lᴴ·A)ᴴ, likewise.
 template <class T>
 void multiply_leaf(block_view<const T> l, block_view<T> a)
 {
-    const dense_block<T> l_adjoint = adjoint_of(l);
-    const dense_block<T> whole = whole_matrix<T>(a, 1.0);
-    const dense_block<T> product = product_of(l_adjoint.view(), whole.view());
-    const dense_block<T> adjoint = adjoint_of(product.view());
-    take_lower(a, product_of(l_adjoint.view(), adjoint.view()).view());
+    const std::size_t n = a.rows;
+    thread_scratch<T> store(3 * n * n);
+    const block_view<T> l_adjoint{store.data(), n, n, n};
+    const block_view<T> whole{store.data() + n * n, n, n, n};
+    const block_view<T> product{store.data() + 2 * n * n, n, n, n};
+    adjoint_into(l_adjoint, l);
+    mirror_into(whole, a, 1.0);
+    product_into(product, l_adjoint, whole);
+    adjoint_into(whole, product);
+    product_into(product, l_adjoint, whole);
+    take_lower(a, product);
 }
-
-// The blocks of a triangle or of the lower triangle of a Hermitian matrix, split by halves.
-template <class T>
-struct lower_halves
-{
-    block_view<T> first;  // ⌊n/2⌋ square
-    block_view<T> below;  // what is left of `second` and below `first`
-    block_view<T> second; // square
-
-    explicit lower_halves(block_view<T> a)
-        : first(a.sub(0, a.rows / 2, 0, a.rows / 2)),
-          below(a.sub(a.rows / 2, a.rows, 0, a.rows / 2)),
-          second(a.sub(a.rows / 2, a.rows, a.rows / 2, a.rows))
-    {
-    }
-};
-
-} // namespace
 
 //     [ L11      ]  [ A11      ]    C11 = L11⁻¹·A11·L11⁻ᴴ
 //     [ L21  L22 ]  [ A21  A22 ]    M = A21·L11⁻ᴴ - ½·L21·C11
 //                                   A22 -= L21·Mᴴ + M·L21ᴴ
 //                                   C21 = L22⁻¹·(M - ½·L21·C11);  C22 = L22⁻¹·A22·L22⁻ᴴ
-// M is held as its adjoint, so that L11 acts on rows.
+// M is held as its adjoint, so that L11 acts on rows, and the two products that A22 loses are one,
+// [ -L21  -M ]·[ Mᴴ ; L21ᴴ ].
 template <class T>
-void divide_congruently(block_view<const T> l, block_view<T> a)
+void divide(block_view<const T> l, block_view<T> a, split_buffers<T>& buffers)
 {
     if (a.rows <= congruence_leaf_order) {
         divide_leaf(l, a);
         return;
     }
-    const auto [l11, l21, l22] = lower_halves<const T>(l);
-    const auto [a11, a21, a22] = lower_halves<T>(a);
+    const std::size_t half = first_half(a.rows);
+    const std::size_t rows = a.rows - half;
+    const auto [l11, l21, l22] = lower_halves<const T>(l, half);
+    const auto [a11, a21, a22] = lower_halves<T>(a, half);
+    divide(l11, a11, buffers);
 
-    divide_congruently(l11, a11);
-    const dense_block<T> l21_adjoint = adjoint_of(l21);
-    const dense_block<T> minus_half_c11 = whole_matrix<T>(a11, -0.5);
-    const dense_block<T> half_product = product_of(minus_half_c11.view(), l21_adjoint.view());
-    dense_block<T> m_adjoint = adjoint_of<T>(a21);
-    solve_lower(l11, solve_block, m_adjoint.view());
-    add(m_adjoint.view(), half_product.view());
-    const std::vector<T> minus_l21 = negated_copy(l21);
-    add_with_adjoint<T>({minus_l21.data(), l21.rows, l21.cols, l21.cols}, m_adjoint.view(), a22);
-    add(m_adjoint.view(), half_product.view());
-    adjoint_into(a21, m_adjoint.view());
+    const block_view<T> left = buffers.left(rows, 2 * half);
+    const block_view<T> right = buffers.right(2 * half, rows);
+    const block_view<T> m_adjoint = right.sub(0, half, 0, rows);
+    const block_view<T> l21_adjoint = right.sub(half, 2 * half, 0, rows);
+    const block_view<T> minus_half_c11 = buffers.square(half);
+    const block_view<T> half_product = buffers.product(half, rows); // -½·C11·L21ᴴ
+    adjoint_into(l21_adjoint, l21);
+    mirror_into(minus_half_c11, a11, -0.5);
+    product_into(half_product, minus_half_c11, l21_adjoint);
+    adjoint_into(m_adjoint, a21);
+    solve_lower(l11, solve_block, m_adjoint);
+    add(m_adjoint, half_product);
+    copy_block<T>(l21, left.sub(0, rows, 0, half));
+    adjoint_into(left.sub(0, rows, half, 2 * half), m_adjoint);
+    negate_all(left);
+    add_to_lower(left, right, a22);
+    add(m_adjoint, half_product);
+    adjoint_into(a21, m_adjoint);
     solve_lower(l22, solve_block, a21);
-    divide_congruently(l22, a22);
+    divide(l22, a22, buffers);
 }
 
 //     [ L11      ]  [ A11      ]    M = A21·L11 + ½·A22·L21
-//     [ L21  L22 ]  [ A21  A22 ]    C11 = L11ᴴ·A11·L11 + L21ᴴ·M + Mᴴ·L21
+//     [ L21  L22 ]  [ A21  A22 ]    C11 = L11ᴴ·A11·L11 + [ L21ᴴ  Mᴴ ]·[ M ; L21 ]
 //                                   C21 = L22ᴴ·(M + ½·A22·L21);  C22 = L22ᴴ·A22·L22
 template <class T>
-void multiply_congruently(block_view<const T> l, block_view<T> a)
+void multiply(block_view<const T> l, block_view<T> a, split_buffers<T>& buffers)
 {
     if (a.rows <= congruence_leaf_order) {
         multiply_leaf(l, a);
         return;
     }
-    const auto [l11, l21, l22] = lower_halves<const T>(l);
-    const auto [a11, a21, a22] = lower_halves<T>(a);
+    const std::size_t half = first_half(a.rows);
+    const std::size_t rows = a.rows - half;
+    const auto [l11, l21, l22] = lower_halves<const T>(l, half);
+    const auto [a11, a21, a22] = lower_halves<T>(a, half);
+    multiply(l11, a11, buffers);
 
-    multiply_congruently(l11, a11);
-    const dense_block<T> half_a22 = whole_matrix<T>(a22, 0.5);
-    const dense_block<T> half_product = product_of(half_a22.view(), l21);
-    dense_block<T> m = product_of<T>(a21, l11);
-    add(m.view(), half_product.view());
-    const dense_block<T> l21_adjoint = adjoint_of(l21);
-    add_with_adjoint<T>(l21_adjoint.view(), m.view(), a11);
-    add(m.view(), half_product.view());
-    const dense_block<T> l22_adjoint = adjoint_of(l22);
-    copy_block(product_of<T>(l22_adjoint.view(), m.view()).view(), a21);
-    multiply_congruently(l22, a22);
+    const block_view<T> left = buffers.left(half, 2 * rows);
+    const block_view<T> right = buffers.right(2 * rows, half);
+    const block_view<T> m = right.sub(0, rows, 0, half);
+    const block_view<T> square = buffers.square(rows);
+    const block_view<T> half_product = buffers.product(rows, half); // ½·A22·L21
+    mirror_into(square, a22, 0.5);
+    product_into(half_product, square, l21);
+    product_into(m, a21, l11);
+    add(m, half_product);
+    copy_block<T>(l21, right.sub(rows, 2 * rows, 0, half));
+    adjoint_into(left.sub(0, half, 0, rows), l21);
+    adjoint_into(left.sub(0, half, rows, 2 * rows), m);
+    add_to_lower(left, right, a11);
+    add(m, half_product);
+    adjoint_into(square, l22);
+    product_into(a21, square, m);
+    multiply(l22, a22, buffers);
+}
+
+} // namespace
+
+template <class T>
+void divide_congruently(block_view<const T> l, block_view<T> a)
+{
+    split_buffers<T> buffers(a.rows);
+    divide(l, a, buffers);
+}
+
+template <class T>
+void multiply_congruently(block_view<const T> l, block_view<T> a)
+{
+    split_buffers<T> buffers(a.rows);
+    multiply(l, a, buffers);
 }
 
 template void divide_congruently(block_view<const double>, block_view<double>);

@@ -1,6 +1,7 @@
 #include "numerical/eigen/eigen.hpp"
 #include "numerical/eigen/eigenvalues.hpp"
 #include "numerical/eigen/hermitian_band.hpp"
+#include "numerical/eigen/selected.hpp"
 #include "numerical/factor/cholesky.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/nonsymmetric/nonsymmetric.hpp"
@@ -85,6 +86,22 @@ TYPED_TEST(decompositions_on_64_cores, eigenvectors_have_the_bits_of_one_core)
         expect_bits_of_one_core([&] {
             decomposition eigen(a, method);
             return std::pair(std::move(eigen.values), std::move(eigen.vectors.data));
+        });
+}
+
+TYPED_TEST(decompositions_on_64_cores, eigenvectors_of_pairs_and_parts_have_the_bits_of_one_core)
+{
+    constexpr std::size_t n = 270;
+    const auto a = test::random_matrix<TypeParam>(n, n, 31);
+    auto b = test::random_matrix<TypeParam>(n, n, 32);
+    for (std::size_t i = 0; i < n; ++i)
+        b.data[i * n + i] = 2.0 * n; // the lower triangle alone is read
+    const auto selection = numerical::eigen_selection::by_place(20, 110);
+    using numerical::pencil_form;
+    for (const auto form : {pencil_form::a_and_b, pencil_form::b_times_a})
+        expect_bits_of_one_core([&] {
+            auto part = numerical::selected_eigenpairs(a, b, form, selection);
+            return std::pair(std::move(part.values), std::move(part.vectors.data));
         });
 }
 

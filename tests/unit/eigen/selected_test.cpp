@@ -1,0 +1,180 @@
+#include "numerical/eigen/selected.hpp"
+
+#include "hermitian_matrices.hpp"
+#include "numerical/eigen/eigen.hpp"
+#include "numerical/eigen/eigenvalues.hpp"
+#include "numerical/eigen/tridiagonal_divide.hpp"
+#include "numerical/errors.hpp"
+#include "paths.hpp"
+#include "thrown.hpp"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using numerical::eigen_method;
+using numerical::eigen_selection;
+using numerical::matrix;
+using numerical::detail::divide_order;
+using numerical::detail::index_range;
+using complex = std::complex<double>;
+
+constexpr double accepted = 30;
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+template <class T>
+class selected_eigenpairs_of : public testing::Test
+{
+};
+
+using element_types = testing::Types<double, complex>;
+TYPED_TEST_SUITE(selected_eigenpairs_of, element_types);
+
+template <class T>
+std::vector<double> whole_values(const matrix<T>& a)
+{
+    using decomposition = std::conditional_t<std::is_same_v<T, double>, numerical::symmetric_eigen,
+                                             numerical::hermitian_eigen>;
+    return decomposition(a, eigen_method::divide_and_conquer).values;
+}
+
+template <class T>
+matrix<T> divided(matrix<T> a, double scale)
+{
+    for (T& x : a.data)
+        x /= scale;
+    return a;
+}
+
+// Of A divided by its largest entry: ‖AX - XW‖/(n·‖A‖·ε) and ‖XᴴX - I‖/(n·ε).
+template <class T>
+void check_ratios(const matrix<T>& given, const std::vector<double>& values, const matrix<T>& x,
+                  const std::string& name)
+{
+    double scale = 0;
+    for (const T& entry : given.data)
+        scale = std::max(scale, std::abs(entry));
+    scale = scale == 0 ? 1 : scale;
+    const auto a = divided(given, scale);
+    auto residual = test::reference_product(a, x);
+    for (std::size_t i = 0; i < residual.data.size(); ++i)
+        residual.data[i] -= x.data[i] * (values[i % x.cols] / scale);
+    const double size = accepted * static_cast<double>(a.rows);
+    const long double unit =
+        test::norm_inf(a) * test::eps + std::numeric_limits<double>::denorm_min() / scale;
+    EXPECT_LE(test::norm_inf(residual), size * unit) << name;
+    EXPECT_LT(test::orthogonality_ratio(x), accepted) << name;
+}
+
+template <class T>
+void check_places(const matrix<T>& a, index_range places, const std::vector<double>& all,
+                  const std::string& name)
+{
+    const auto [values, vectors] =
+        numerical::selected_eigenpairs(a, eigen_selection::by_place(places.first, places.last));
+    const std::vector<double> expected(all.begin() + std::ptrdiff_t(places.first),
+                                       all.begin() + std::ptrdiff_t(places.last));
+    EXPECT_EQ(values, expected) << name; // they are the same, bit by bit
+    ASSERT_EQ(vectors.rows, a.rows) << name;
+    ASSERT_EQ(vectors.cols, places.count()) << name;
+    check_ratios(a, values, vectors, name);
+}
+
+template <class T>
+void check_families(std::size_t n)
+{
+    for (const auto& [family, a] : test::hermitian_families<T>(n)) {
+        const auto all = whole_values(a);
+        for (const index_range places :
+             {index_range{0, 1}, index_range{n - 1, n}, index_range{n / 3, n - n / 3},
+              index_range{0, n - n / 4}, index_range{n / 2, n / 2}})
+            check_places(a, places, all,
+                         family + ", n = " + std::to_string(n) + ", from " +
+                             std::to_string(places.first) + " to " + std::to_string(places.last));
+    }
+}
+
+TYPED_TEST(selected_eigenpairs_of, all_families_are_slices_of_the_whole)
+{
+    for (const std::size_t n : {std::size_t{1}, std::size_t{2}, std::size_t{3}, divide_order - 1,
+                                divide_order, divide_order + 1, 2 * divide_order + 1})
+        check_families<TypeParam>(n);
+}
+
+TYPED_TEST(selected_eigenpairs_of, large_clusters_are_orthogonal)
+{
+    constexpr std::size_t n = 260;
+    for (const double glue : {0.0, 1e-14, 1e-9, 1e-5}) {
+        const auto a = test::glued_wilkinson<TypeParam>(n, glue);
+        check_places(a, {n - 40, n}, whole_values(a), "glue " + std::to_string(glue));
+    }
+}
+
+TYPED_TEST(selected_eigenpairs_of, families_are_slices_on_every_path)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        check_families<TypeParam>(2 * divide_order + 3);
+    }
+}
+
+// Bounds that are eigenvalues: the lower one is excluded, the upper one included.
+TYPED_TEST(selected_eigenpairs_of, an_interval_is_open_below_and_closed_above)
+{
+    for (const std::size_t n : {8, 64}) { // powers of two, by which division is exact
+        std::vector<double> diagonal(n);
+        for (std::size_t i = 0; i < n; ++i)
+            diagonal[i] = double(n - i);
+        const auto a = test::tridiagonal_matrix<TypeParam>(diagonal, std::vector<double>(n));
+        const auto in = [&](double above, double upto) {
+            const auto selection = eigen_selection::by_value(above, upto);
+            const auto pairs = numerical::selected_eigenpairs(a, selection);
+            EXPECT_EQ(pairs.vectors.cols, pairs.values.size());
+            EXPECT_EQ(pairs.values, numerical::selected_eigenvalues(a, selection));
+            return pairs.values;
+        };
+        EXPECT_EQ(in(2, 5), (std::vector<double>{3, 4, 5}));
+        EXPECT_EQ(in(-infinity, 1), (std::vector<double>{1}));
+        EXPECT_EQ(in(double(n) - 1, infinity), (std::vector<double>{double(n)}));
+        EXPECT_EQ(in(2.25, 2.75), std::vector<double>());
+        EXPECT_EQ(in(-infinity, infinity).size(), n);
+    }
+}
+
+TYPED_TEST(selected_eigenpairs_of, values_alone_are_slices_of_the_eigenvalues)
+{
+    for (const std::size_t n : {1, 7, 130}) {
+        const auto a = test::random_hermitian<TypeParam>(n, 5);
+        const auto all = numerical::eigenvalues(a);
+        const auto some =
+            numerical::selected_eigenvalues(a, eigen_selection::by_place(n / 2, n / 2 + 1));
+        EXPECT_EQ(some, (std::vector<double>{all[n / 2]}));
+    }
+}
+
+TYPED_TEST(selected_eigenpairs_of, nothing_is_nothing)
+{
+    const auto pairs = numerical::selected_eigenpairs(matrix<TypeParam>(0, 0, {}),
+                                                      eigen_selection::by_value(0, 1));
+    EXPECT_TRUE(pairs.values.empty());
+    EXPECT_EQ(pairs.vectors.rows, 0U);
+}
+
+TEST(selected_eigenpairs, keep_the_words_of_the_whole_problem)
+{
+    const auto find = [](const auto& a) {
+        return [&] { numerical::selected_eigenpairs(a, eigen_selection::by_place(0, 1)); };
+    };
+    EXPECT_EQ(test::text_thrown_by<numerical::dimension_error>(
+                  find(test::random_matrix<double>(3, 4, 1))),
+              "symmetric eigendecomposition requires a square matrix");
+    EXPECT_EQ(test::text_thrown_by<numerical::dimension_error>(
+                  find(test::random_matrix<complex>(3, 4, 1))),
+              "Hermitian eigendecomposition requires a square matrix");
+    auto spoiled = test::random_hermitian<double>(3, 1);
+    spoiled.data[6] = infinity;
+    EXPECT_EQ(test::text_thrown_by<numerical::non_finite_error>(find(spoiled)),
+              "symmetric eigendecomposition: the matrix holds an infinite or NaN entry");
+}
+
+} // namespace
