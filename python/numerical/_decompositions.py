@@ -1,10 +1,11 @@
 """Cholesky, QR and singular values of matrices and stacks of them."""
 
-from ._arguments import one_of
+from ._arguments import count, one_of, shown
 from ._functions import abs as _abs
 from ._functions import argsort, conj, sort, where
 from ._hermitian import eigh, eigvalsh
-from ._matrices import QRResult, SVDResult, matrix_transpose
+from ._low_rank import leading_svd
+from ._matrices import QRResult, SVDResult, matrices, matrix_transpose
 from ._arrangement import take_along_axis
 from ._native_module import native
 
@@ -83,8 +84,9 @@ def qr(a, mode="reduced"):
 
 
 def svd(
-    a, full_matrices=True, compute_uv=True, hermitian=False, *, method="divide_and_conquer"
-):
+    a, full_matrices=True, compute_uv=True, hermitian=False, *, k=None,
+    method="divide_and_conquer"
+):  # fmt: skip
     """The singular value decomposition: a = U @ diag(S) @ Vh.
 
     Parameters
@@ -98,6 +100,9 @@ def svd(
     hermitian : bool, optional
         Whether the matrices are Hermitian: the lower triangle is read, and the factors come from eigh in
         less time.
+    k : int, optional
+        The leading k values and vectors alone, exactly those of the whole, in less time: U (..., M, k),
+        S (..., k), Vh (..., k, N). randomized_svd approximates them in much less.
     method : {'divide_and_conquer', 'bidiagonal_qr', 'jacobi'}, optional
 
     Returns
@@ -124,8 +129,13 @@ def svd(
     Tensor([4.0, 3.0])
     >>> nm.allclose(u * s @ vh, [[3.0, 0.0], [0.0, -4.0]])
     True
+    >>> u, s, vh = nm.linalg.svd(nm.diag([1.0, 3.0, 2.0]), k=2)
+    >>> u.shape, s, vh.shape
+    ((3, 2), Tensor([3.0, 2.0]), (2, 3))
     """
     one_of(method, "method", ("divide_and_conquer", "bidiagonal_qr", "jacobi"))
+    if k is not None:
+        return _leading(a, k, compute_uv, hermitian, method)
     if hermitian:
         return _svd_of_hermitian(a) if compute_uv else _moduli(eigvalsh(a))
     if not compute_uv:
@@ -133,7 +143,21 @@ def svd(
     return SVDResult(*native.svd(a, bool(full_matrices), method))
 
 
-svdvals = native.svdvals
+def svdvals(a, *, k=None):
+    """The singular values, descending; with k the k largest."""
+    return native.svdvals(a) if k is None else _leading(a, k, False, False, "divide_and_conquer")
+
+
+def _leading(a, k, compute_uv, hermitian, method):
+    if compute_uv and not hermitian and method == "divide_and_conquer":
+        return leading_svd(a, k)
+    a, k = matrices(a, "svd"), count(k, "k")
+    if k > min(a.shape[-2:]):
+        raise ValueError(f"k is at most min(M, N) = {min(a.shape[-2:])}, not {shown(k)}")
+    whole = svd(a, False, compute_uv, hermitian, method=method)
+    if not compute_uv:
+        return whole[..., :k]
+    return SVDResult(whole.U[..., :k], whole.S[..., :k], whole.Vh[..., :k, :])
 
 
 def _moduli(values):

@@ -54,7 +54,7 @@ def eigh(
     >>> bool(nm.allclose(a @ x, b @ x * w))
     True
     >>> nm.linalg.eigh(a, subset_by_index=(1, 1)).eigenvalues
-    tensor([3.])
+    Tensor([3.0])
     """
     uplo = _triangle(UPLO)
     one_of(method, "method", _METHODS, _METHOD_HINTS)

@@ -20,6 +20,7 @@ from ._functions import conj, multiply
 from ._functions import sum as _sum
 from ._hermitian import eigh, eigvalsh
 from ._least_squares import LstsqResult, lstsq, matrix_rank, pinv
+from ._low_rank import randomized_svd
 from ._matrices import (
     EighResult, EigResult, QRResult, SlogdetResult, SVDResult, matrix_transpose, slice_of,
 )  # fmt: skip
@@ -121,6 +122,6 @@ __all__ = [
     "cho_solve", "cholesky", "cholesky_factor", "cond", "cross", "det", "diagonal", "eig", "eigh",
     "eigvals", "eigvalsh", "hessenberg", "inv", "ldl", "lstsq", "lu", "lu_factor", "lu_solve",
     "matmul", "matrix_norm", "matrix_power", "matrix_rank", "matrix_transpose", "multi_dot", "norm",
-    "outer", "pinv", "qr", "schur", "slogdet", "solve", "solve_triangular", "svd", "svdvals",
+    "outer", "pinv", "qr", "randomized_svd", "schur", "slogdet", "solve", "solve_triangular", "svd", "svdvals",
     "tensordot", "trace", "vecdot", "vector_norm",
 ]  # fmt: skip

@@ -55,6 +55,7 @@ __all__ = [
     "outer",
     "pinv",
     "qr",
+    "randomized_svd",
     "schur",
     "slogdet",
     "solve",
@@ -244,6 +245,7 @@ def svd(
     compute_uv: Literal[True] = True,
     hermitian: bool = False,
     *,
+    k: int | None = None,
     method: _SVDMethod = "divide_and_conquer",
 ) -> SVDResult: ...
 @overload
@@ -253,9 +255,19 @@ def svd(
     *,
     compute_uv: Literal[False],
     hermitian: bool = False,
+    k: int | None = None,
     method: _SVDMethod = "divide_and_conquer",
 ) -> Tensor: ...
-def svdvals(a: Any) -> Tensor: ...
+def svdvals(a: Any, *, k: int | None = None) -> Tensor: ...
+def randomized_svd(
+    a: Any,
+    k: int,
+    *,
+    oversampling: int = 10,
+    power_iterations: int = 2,
+    seed: int = 0,
+    generator: Any = None,
+) -> SVDResult: ...
 def lstsq(a: Any, b: Any, rcond: float | None = None) -> LstsqResult: ...
 def pinv(
     a: Any, rcond: float | None = None, hermitian: bool = False, *, rtol: float | None = None

@@ -3,6 +3,7 @@
 #include "package/general_eigen.hpp"
 #include "package/hermitian_pairs.hpp"
 #include "package/least_squares.hpp"
+#include "package/low_rank.hpp"
 #include "package/products.hpp"
 #include "package/reductions.hpp"
 #include "package/systems.hpp"
@@ -29,6 +30,13 @@ std::span<PyMethodDef> linear_algebra_table()
                                     "selected_eigvalsh(a, b, type, places, interval)\n--\n\n"
                                     "The values of a, or of a and b, ascending."),
         function<svd>("svd", "svd(a, full_matrices, method)\n--\n\n(U, S, Vh)."),
+        function<leading_svd>("leading_svd",
+                              "leading_svd(a, k)\n--\n\n(U, S, Vh) of the k largest values."),
+        function<randomized_svd>("randomized_svd",
+                                 "randomized_svd(a, sample, k, power_iterations)\n--\n\n"
+                                 "(U, S, Vh) from a random sample of the range."),
+        function<standard_normal>("standard_normal", "standard_normal(seed, shape)\n--\n\n"
+                                                     "Normal numbers, the seed's own sequence."),
         function<svdvals>("svdvals", svdvals_doc),
         function<euclidean_norm>("euclidean_norm",
                                  "euclidean_norm(a, axis=None, *, keepdims=False)\n--\n\n"

@@ -23,6 +23,7 @@ STACKS = ["numerical/stacks", *SVD]
 EINSUM = ["numerical/einsum", *GEMM]
 ELEMENTWISE = ["numerical/elementwise", *GEMM]
 VECTOR_MATH = ["numerical/vector_math", *GEMM]
+RANDOM = ["numerical/random", *VECTOR_MATH]
 
 # Folder of the including file, to the folders it may include from.
 ALLOWED = {
@@ -31,6 +32,7 @@ ALLOWED = {
     "numerical/gemm": NUMERICAL + GEMM,
     "numerical/elementwise": NUMERICAL + ELEMENTWISE,
     "numerical/vector_math": VECTOR_MATH,
+    "numerical/random": NUMERICAL + RANDOM,
     "numerical/factor": NUMERICAL + FACTOR,
     "numerical/systems": NUMERICAL + SYSTEMS,
     "numerical/eigen": NUMERICAL + EIGEN,
@@ -40,7 +42,7 @@ ALLOWED = {
     "numerical/einsum": NUMERICAL + EINSUM,
     "binding": ["binding"],
     "package": ["package", "module", "binding"] + NUMERICAL + STACKS + SYSTEMS + NONSYMMETRIC
-               + EINSUM + ELEMENTWISE + VECTOR_MATH,
+               + EINSUM + ELEMENTWISE + RANDOM,
     "module": ["module", "binding"] + NUMERICAL + SVD + EINSUM + ELEMENTWISE,
 }
 

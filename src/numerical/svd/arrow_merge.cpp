@@ -1,8 +1,10 @@
 #include "numerical/eigen/merge_columns.hpp"
 #include "numerical/eigen/secular.hpp"
+#include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/gemm/summation.hpp"
 #include "numerical/runtime/parallel_for.hpp"
+#include "numerical/storage.hpp"
 #include "numerical/svd/bidiagonal_divide.hpp"
 
 #include <algorithm>
@@ -297,6 +299,48 @@ bool is_zero(const torn_problem& torn, const std::vector<double>& values)
            std::all_of(values.begin(), values.end(), [](double value) { return value == 0; });
 }
 
+// A merge whose values are known and whose columns are yet to be made.
+struct solved_arrow
+{
+    arrow_deflation deflation;
+    small_arrow arrow;
+    std::vector<secular_root> roots;
+    std::vector<std::size_t> order;
+};
+
+solved_arrow solve_torn(std::vector<double>& values, torn_problem& torn,
+                        const bidiagonal_vectors& vectors)
+{
+    arrow_deflation deflation(values, torn, vectors.v.cols);
+    rotate_columns(vectors.u, deflation.left_rotations);
+    rotate_columns(vectors.v, deflation.right_rotations);
+    small_arrow arrow = active_part(values, torn.z, deflation.partition.active);
+    std::vector<secular_root> roots = solve_arrow(arrow);
+    std::vector<double> all = arrow.values;
+    for (const std::size_t column : deflation.partition.deflated)
+        all.push_back(values[column]);
+    std::vector<std::size_t> order = ascending_order(all);
+    for (std::size_t c = 0; c < values.size(); ++c)
+        values[c] = all[order[c]];
+    return {std::move(deflation), std::move(arrow), std::move(roots), std::move(order)};
+}
+
+void fill_right_vectors(const solved_arrow& solved, double* small)
+{
+    fill_distances(solved.arrow, solved.roots, small);
+    distances_to_right_vectors(small, solved.arrow.size(), rebuilt_z(solved.arrow, small));
+}
+
+void choose_columns(const basis_update& update, const merge_partition& partition,
+                    const std::vector<std::size_t>& order, index_range wanted,
+                    block_view<double> out)
+{
+    const column_merge merge{update.groups, partition, update.types, order};
+    const small_vector_rows rows =
+        normalised_rows(update.small, partition.active.size(), new_columns_among(merge, wanted));
+    merge_chosen_columns(update.basis, merge, rows, wanted, out);
+}
+
 } // namespace
 
 void merge_arrow(std::vector<double>& values, torn_problem torn, const bidiagonal_vectors& vectors,
@@ -304,38 +348,48 @@ void merge_arrow(std::vector<double>& values, torn_problem torn, const bidiagona
 {
     if (is_zero(torn, values))
         return;
-    const std::size_t n = values.size();
-    const arrow_deflation deflation(values, torn, vectors.v.cols);
-    const merge_partition& partition = deflation.partition;
-    rotate_columns(vectors.u, deflation.left_rotations);
-    rotate_columns(vectors.v, deflation.right_rotations);
-
-    small_arrow arrow = active_part(values, torn.z, partition.active);
-    const std::size_t size = arrow.size();
-    const std::vector<secular_root> roots = solve_arrow(arrow);
-    std::vector<double> all = arrow.values;
-    for (const std::size_t column : partition.deflated)
-        all.push_back(values[column]);
-    const std::vector<std::size_t> order = ascending_order(all);
-    for (std::size_t c = 0; c < n; ++c)
-        values[c] = all[order[c]];
+    const solved_arrow solved = solve_torn(values, torn, vectors);
     if (vectors.wanted == wanted_rows::none)
         return;
 
+    const merge_partition& partition = solved.deflation.partition;
+    const std::size_t size = solved.arrow.size();
     double* const small = workspace_of(workspace.right.roots, size * size);
-    fill_distances(arrow, roots, small);
-    distances_to_right_vectors(small, size, rebuilt_z(arrow, small));
-    const basis_update right{vectors.v, right_groups(vectors.v.cols, torn.k), deflation.right_types,
-                             small};
+    fill_right_vectors(solved, small);
+    const basis_update right{vectors.v, right_groups(vectors.v.cols, torn.k),
+                             solved.deflation.right_types, small};
     if (!vectors.complete()) {
-        update_end_rows(right, partition, order);
+        update_end_rows(right, partition, solved.order);
         return;
     }
     double* const left = workspace_of(workspace.left_vectors, size * size);
-    fill_left_vectors(arrow, small, left);
-    update_basis({vectors.u, left_groups(n, torn.k), deflation.left_types, left}, partition, order,
-                 workspace.right);
-    update_basis(right, partition, order, workspace.right);
+    fill_left_vectors(solved.arrow, small, left);
+    update_basis({vectors.u, left_groups(values.size(), torn.k), solved.deflation.left_types, left},
+                 partition, solved.order, workspace.right);
+    update_basis(right, partition, solved.order, workspace.right);
+}
+
+void merge_arrow_choosing(std::vector<double>& values, torn_problem torn,
+                          const bidiagonal_vectors& vectors, index_range wanted,
+                          block_view<double> u, block_view<double> v)
+{
+    const std::size_t n = values.size();
+    if (is_zero(torn, values)) {
+        copy_block<double>(vectors.u.sub(0, n, wanted.first, wanted.last), u);
+        copy_block<double>(vectors.v.sub(0, n, wanted.first, wanted.last), v);
+        return;
+    }
+    const solved_arrow solved = solve_torn(values, torn, vectors);
+    const merge_partition& partition = solved.deflation.partition;
+    const std::size_t size = solved.arrow.size();
+    std::vector<double> small = uninitialized<double>(size * size);
+    fill_right_vectors(solved, small.data());
+    choose_columns({vectors.v, right_groups(n, torn.k), solved.deflation.right_types, small.data()},
+                   partition, solved.order, wanted, v);
+    std::vector<double> left = uninitialized<double>(size * size);
+    fill_left_vectors(solved.arrow, small.data(), left.data());
+    choose_columns({vectors.u, left_groups(n, torn.k), solved.deflation.left_types, left.data()},
+                   partition, solved.order, wanted, u);
 }
 
 } // namespace numerical::detail

@@ -70,8 +70,8 @@ bidiagonal_reduction<T> bidiagonalize_unblocked(std::vector<T> a, std::size_t n)
 template <class T>
 bidiagonal_bases<T> form_bidiagonal_bases(bidiagonal_reduction<T>& reduction);
 
-// The left basis times the real n × n matrix, both by columns: left vectors of B become those of A.
-// The basis is never formed.
+// The left basis times a real matrix of n rows, both by columns: left vectors of B become those of
+// A. The basis is never formed.
 template <class T>
 std::vector<T> multiply_left_basis(const bidiagonal_reduction<T>& reduction,
                                    std::vector<double> vectors);

@@ -44,32 +44,34 @@ std::vector<std::vector<T>> shifted_right_reflectors(bidiagonal_reduction<T>& re
     return shifted;
 }
 
-// The product of the reflectors, in order, times the n × n target.
+// The product of the reflectors, in order, times the target of n rows.
 template <class T>
 void apply_reflectors(const std::vector<std::vector<T>>& reflectors, std::vector<T>& target,
                       std::size_t n)
 {
+    const std::size_t columns = target.size() / n;
     for (std::size_t to = n; to > 0;) {
         const std::size_t from = (to - 1) / bidiagonal_panel_columns * bidiagonal_panel_columns;
         const reflector_block<T> block = gather_reflectors(reflectors, from, to, n);
-        apply_reflector_block<block_operator::direct>(block, target, n, 0, n);
+        apply_reflector_block<block_operator::direct>(block, target, columns, 0, columns);
         to = from;
     }
 }
 
-// Row i of the real n × n matrix times phases[i].
+// Row i of the real matrix times phases[i].
 template <class T>
 std::vector<T> rows_times(const std::vector<T>& phases, std::vector<double> a)
 {
     const std::size_t n = phases.size();
+    const std::size_t columns = a.size() / n;
     const auto is_one = [](const T& phase) { return phase == T(1); };
     if constexpr (std::is_same_v<T, double>)
         if (std::all_of(phases.begin(), phases.end(), is_one))
             return a;
-    std::vector<T> out = reserved<T>(n * n);
+    std::vector<T> out = reserved<T>(a.size());
     for (std::size_t i = 0; i < n; ++i)
-        std::transform(a.begin() + static_cast<std::ptrdiff_t>(i * n),
-                       a.begin() + static_cast<std::ptrdiff_t>((i + 1) * n),
+        std::transform(a.begin() + static_cast<std::ptrdiff_t>(i * columns),
+                       a.begin() + static_cast<std::ptrdiff_t>((i + 1) * columns),
                        std::back_inserter(out),
                        [phase = phases[i]](double x) { return x * phase; });
     return out;

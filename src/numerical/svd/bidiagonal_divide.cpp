@@ -47,8 +47,15 @@ public:
     void solve(const bidiagonal_problem& problem, double* values,
                const bidiagonal_vectors& vectors);
 
+    // The values of a problem that is no leaf, and its vectors with the places `wanted`.
+    void solve_choosing(const bidiagonal_problem& problem, double* values,
+                        const bidiagonal_vectors& vectors, index_range wanted,
+                        const bidiagonal_vectors& chosen);
+
 private:
     void tear(const bidiagonal_problem& problem, double* values, const bidiagonal_vectors& vectors);
+    torn_problem solve_halves(const bidiagonal_problem& problem, std::vector<double>& merged,
+                              const bidiagonal_vectors& vectors);
 
     arrow_workspace workspace;
 };
@@ -83,8 +90,9 @@ struct leaf_pair
 //     [ upper   alpha·...              ]
 //     [         alpha      beta        ]  the torn row k, coupled to the upper half's last column
 //     [                    lower       ]  and the lower half's first
-void bidiagonal_division::tear(const bidiagonal_problem& problem, double* values,
-                               const bidiagonal_vectors& vectors)
+torn_problem bidiagonal_division::solve_halves(const bidiagonal_problem& problem,
+                                               std::vector<double>& merged,
+                                               const bidiagonal_vectors& vectors)
 {
     const auto [d, e, n, extra] = problem;
     const std::size_t k = n / 2;
@@ -95,7 +103,6 @@ void bidiagonal_division::tear(const bidiagonal_problem& problem, double* values
     if (k < bidiagonal_leaf_order)
         leaves.emplace(upper_problem, lower_problem);
     torn_problem torn{k, d[k], e[k], std::vector<double>(n)};
-    std::vector<double> merged(n);
 
     const bidiagonal_vectors upper = upper_half(vectors, k);
     if (leaves)
@@ -126,8 +133,28 @@ void bidiagonal_division::tear(const bidiagonal_problem& problem, double* values
         rotate_columns(vectors.v, {{0, n, c, s}});
         torn.z[0] = length;
     }
+    return torn;
+}
+
+void bidiagonal_division::tear(const bidiagonal_problem& problem, double* values,
+                               const bidiagonal_vectors& vectors)
+{
+    std::vector<double> merged(problem.n);
+    torn_problem torn = solve_halves(problem, merged, vectors);
     merge_arrow(merged, std::move(torn), vectors, workspace);
     std::copy(merged.begin(), merged.end(), values);
+}
+
+void bidiagonal_division::solve_choosing(const bidiagonal_problem& problem, double* values,
+                                         const bidiagonal_vectors& vectors, index_range wanted,
+                                         const bidiagonal_vectors& chosen)
+{
+    const scaled_problem scaled(problem);
+    std::vector<double> merged(problem.n);
+    torn_problem torn = solve_halves(scaled.problem(), merged, vectors);
+    merge_arrow_choosing(merged, std::move(torn), vectors, wanted, chosen.u, chosen.v);
+    std::copy(merged.begin(), merged.end(), values);
+    scaled.scale_back(values);
 }
 
 // The columns of each row in reverse order.
@@ -162,6 +189,22 @@ bidiagonal_svd divide_bidiagonal(const std::vector<double>& d, const std::vector
     std::reverse(out.values.begin(), out.values.end());
     reverse_columns(out.u, n);
     reverse_columns(out.v, n);
+    return out;
+}
+
+bidiagonal_svd divide_bidiagonal_leading(const std::vector<double>& d, const std::vector<double>& e,
+                                         std::size_t n, std::size_t count)
+{
+    std::vector<double> u = zeros<double>(n * n);
+    std::vector<double> v = zeros<double>(n * n);
+    bidiagonal_svd out{std::vector<double>(n), zeros<double>(n * count), zeros<double>(n * count)};
+    bidiagonal_division().solve_choosing(
+        {d.data(), e.data(), n, 0}, out.values.data(),
+        {{u.data(), n, n, n}, {v.data(), n, n, n}, wanted_rows::all}, {n - count, n},
+        {{out.u.data(), n, count, count}, {out.v.data(), n, count, count}, wanted_rows::all});
+    std::reverse(out.values.begin(), out.values.end());
+    reverse_columns(out.u, count);
+    reverse_columns(out.v, count);
     return out;
 }
 

@@ -12,6 +12,7 @@
 // such that the roots are exact for it (Gu and Eisenstat 1994). So they are orthogonal without
 // extra precision.
 
+#include "numerical/eigen/merge_columns.hpp"
 #include "numerical/eigen/merge_workspace.hpp"
 #include "numerical/gemm/block_view.hpp"
 
@@ -34,6 +35,12 @@ struct bidiagonal_svd
 // iteration, or "the secular equation did not converge".
 bidiagonal_svd divide_bidiagonal(const std::vector<double>& d, const std::vector<double>& e,
                                  std::size_t n);
+
+// All values and the vectors of the `count` largest, in the columns of n × count matrices: the last
+// merge, which has three quarters of the products, is made for them only. For n from the leaf's
+// order on.
+bidiagonal_svd divide_bidiagonal_leading(const std::vector<double>& d, const std::vector<double>& e,
+                                         std::size_t n, std::size_t count);
 
 // The same with left and right the n × n bases by rows that B stands between. On return d holds the
 // singular values, and row k of either basis belongs to d[k].
@@ -85,5 +92,10 @@ struct torn_problem
 // the torn problem, ascending, and `vectors` its vectors.
 void merge_arrow(std::vector<double>& values, torn_problem torn, const bidiagonal_vectors& vectors,
                  arrow_workspace& workspace);
+
+// The same for the columns `wanted` of square bases, which go into u and v; `vectors` is spent.
+void merge_arrow_choosing(std::vector<double>& values, torn_problem torn,
+                          const bidiagonal_vectors& vectors, index_range wanted,
+                          block_view<double> u, block_view<double> v);
 
 } // namespace numerical::detail
