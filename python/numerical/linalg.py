@@ -119,9 +119,9 @@ def cross(a, b, *, axis=-1):
 __all__ = [
     "CholeskyFactor", "EigResult", "EighResult", "LDLFactor", "LU", "LUFactor", "LinAlgError",
     "LinAlgWarning", "LstsqResult", "QRResult", "SVDResult", "SlogdetResult", "cho_factor",
-    "cho_solve", "cholesky", "cholesky_factor", "cond", "cross", "det", "diagonal", "eig", "eigh",
-    "eigvals", "eigvalsh", "hessenberg", "inv", "ldl", "lstsq", "lu", "lu_factor", "lu_solve",
-    "matmul", "matrix_norm", "matrix_power", "matrix_rank", "matrix_transpose", "multi_dot", "norm",
-    "outer", "pinv", "qr", "randomized_svd", "schur", "slogdet", "solve", "solve_triangular", "svd", "svdvals",
-    "tensordot", "trace", "vecdot", "vector_norm",
+    "cho_solve", "cholesky", "cholesky_factor", "cond", "cross", "det", "diagonal", "eig",
+    "eigh", "eigvals", "eigvalsh", "hessenberg", "inv", "ldl", "lstsq", "lu", "lu_factor",
+    "lu_solve", "matmul", "matrix_norm", "matrix_power", "matrix_rank", "matrix_transpose",
+    "multi_dot", "norm", "outer", "pinv", "qr", "randomized_svd", "schur", "slogdet", "solve",
+    "solve_triangular", "svd", "svdvals", "tensordot", "trace", "vecdot", "vector_norm",
 ]  # fmt: skip

@@ -6,7 +6,9 @@
 #include "numerical/factor/qr.hpp"
 #include "numerical/nonsymmetric/nonsymmetric.hpp"
 #include "numerical/svd/band_bidiagonal.hpp"
+#include "numerical/svd/leading_triplets.hpp"
 #include "numerical/svd/least_squares.hpp"
+#include "numerical/svd/randomized.hpp"
 #include "numerical/svd/svd.hpp"
 #include "numerical/svd/values_only.hpp"
 
@@ -113,6 +115,19 @@ TYPED_TEST(decompositions_on_64_cores, singular_vectors_have_the_bits_of_one_cor
             numerical::svd_decomposition<TypeParam> svd(a, method);
             return std::tuple(std::move(svd.values), std::move(svd.u.data), std::move(svd.v.data));
         });
+}
+
+TYPED_TEST(decompositions_on_64_cores, leading_triplets_have_the_bits_of_one_core)
+{
+    const auto a = test::random_matrix<TypeParam>(190, 150, 33);
+    const auto sample = test::random_matrix<TypeParam>(150, 30, 34);
+    const auto parts = [](numerical::singular_triplets<TypeParam> found) {
+        return std::tuple(std::move(found.values), std::move(found.u.data),
+                          std::move(found.v.data));
+    };
+    expect_bits_of_one_core([&] { return parts(numerical::leading_triplets(a, 70)); });
+    expect_bits_of_one_core(
+        [&] { return parts(numerical::randomized_triplets(a, sample, 20, 2)); });
 }
 
 TYPED_TEST(decompositions_on_64_cores, values_without_vectors_have_the_bits_of_one_core)
