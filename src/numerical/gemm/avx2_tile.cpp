@@ -192,7 +192,7 @@ template <std::size_t rows, class Rows, elements kind, class Columns>
     if (t.kc % 2 != 0)
         add_position();
     std::size_t left = t.kc / 2;
-    const bool near = t.next_c == t.c;
+    const bool near = t.next_c == reinterpret_cast<std::uintptr_t>(t.c);
     if constexpr (Rows::asks_for_next)
         if (near) {
             for (; left != 0; --left) {
@@ -201,22 +201,22 @@ template <std::size_t rows, class Rows, elements kind, class Columns>
             }
             return;
         }
-    const double* next = t.next_c;
-    const double* next_a = t.next_a;
-    const double* next_b = t.next_b;
-    const auto ask_for_next = [](const double*& stretch) __attribute__((always_inline))
+    std::uintptr_t next = t.next_c;
+    std::uintptr_t next_a = t.next_a;
+    std::uintptr_t next_b = t.next_b;
+    const auto ask_for_next = [](std::uintptr_t & stretch) __attribute__((always_inline))
     {
         if constexpr (Rows::asks_for_next) {
-            __builtin_prefetch(stretch);
-            stretch += line;
+            ask_for(stretch);
+            stretch += line * sizeof(double);
         }
     };
     const std::size_t stretches = near ? 1 : rows;
     const std::size_t stretch = left / rows;
-    for (std::size_t r = stretches; r != 0; --r, next += t.ldc) {
+    for (std::size_t r = stretches; r != 0; --r, next += t.ldc * sizeof(double)) {
         for (std::size_t at = 0; at < nr; at += line)
-            __builtin_prefetch(next + at);
-        __builtin_prefetch(next + nr - 1);
+            ask_for(next + at * sizeof(double));
+        ask_for(next + (nr - 1) * sizeof(double));
         const std::size_t after = r == 1 ? 0 : left - stretch;
         for (; left != after; --left) {
             ask_for_next(next_a);

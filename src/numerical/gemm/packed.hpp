@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
 namespace numerical::detail {
 
@@ -27,6 +28,11 @@ constexpr std::size_t line = 8; // doubles
 inline std::size_t ceil_div(std::size_t n, std::size_t d)
 {
     return n / d + (n % d != 0 ? 1 : 0);
+}
+
+inline std::uintptr_t address(const void* element)
+{
+    return reinterpret_cast<std::uintptr_t>(element);
 }
 
 // Where tiles find an operand: the panel of row or column x begins at first + x·step. Packed panels
@@ -167,18 +173,18 @@ tile_operands_of<T> product_block<Kernel, T>::tile_at(std::size_t i, std::size_t
                              ldc,
                              std::min(rows - i, tile_rows()),
                              std::min(cols - j, nr),
-                             tile_c,
-                             nullptr,
-                             nullptr,
+                             address(tile_c),
+                             0,
+                             0,
                              into};
     if (next_c != nullptr) {
         const std::size_t number = i / tile_of::mr_in_place * ceil_div(cols, nr) + j / nr;
-        const std::size_t asked_for = number * (depth / 2) * line;
-        tile.next_a = next_a + asked_for;
-        tile.next_b = next_b + asked_for;
-        tile.next_c = next_c + i * ldc + j;
+        const std::size_t asked_for = number * (depth / 2) * line * sizeof(double);
+        tile.next_a = address(next_a) + asked_for;
+        tile.next_b = address(next_b) + asked_for;
+        tile.next_c = address(next_c + i * ldc + j);
     } else if (rows * cols > near_elements) {
-        tile.next_c += tile_rows() * ldc;
+        tile.next_c += tile_rows() * ldc * sizeof(T);
     }
     return tile;
 }

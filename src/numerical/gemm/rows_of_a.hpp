@@ -1,13 +1,21 @@
 #pragma once
 
-// Where a tile finds its rows of A. Included by kernel files: no library headers but <cstddef>.
+// Where a tile finds its rows of A. Included by kernel files: no library headers but <cstddef> and
+// <cstdint>.
 // Of complex rows these are the real parts; the imaginary ones begin at `imaginary`. A tile asks
 // for operands to come if `asks_for_next`, otherwise for the positions of B that follow.
 
 #include <cstddef>
+#include <cstdint>
 
 namespace numerical::detail {
 namespace {
+
+// Nothing is read: the address needn't be one of an object's.
+[[gnu::always_inline]] inline void ask_for(std::uintptr_t address)
+{
+    __builtin_prefetch(reinterpret_cast<const void*>(address));
+}
 
 // A packed panel: the mr rows of a position side by side.
 template <std::size_t mr>

@@ -26,9 +26,10 @@ enum class into_c { add, store };
 
 // One tile's work. In a packed panel position p of A is at a + p·mr; in place, row r of position p
 // is at a[r·lda + p]: what a panel costs to make is not earned back by a few columns. next_c is the
-// tile that comes next, whose lines are asked for meanwhile; an address, never read. So are next_a
-// and next_b, the beginnings of stretches of memory: a tile that reads A in place asks for a line
-// of each every two positions.
+// tile that comes next, whose lines are asked for meanwhile. So are next_a and next_b, the
+// beginnings of stretches of memory: a tile that reads A in place asks for a line of each every two
+// positions. These three are addresses and not pointers: nothing is read there, and what is asked
+// for may lie behind the operand's end, or there is nothing to ask for.
 template <class T>
 struct tile_operands_of
 {
@@ -41,9 +42,9 @@ struct tile_operands_of
     std::size_t ldc;
     std::size_t rows;
     std::size_t cols;
-    const T* next_c;
-    const T* next_a = nullptr;
-    const T* next_b = nullptr;
+    std::uintptr_t next_c;
+    std::uintptr_t next_a = 0;
+    std::uintptr_t next_b = 0;
     into_c into = into_c::add;
 };
 
