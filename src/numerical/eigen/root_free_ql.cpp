@@ -1,26 +1,29 @@
 #include "numerical/eigen/root_free_ql.hpp"
 
+#include "numerical/eigen/ql_kernels.hpp"
 #include "numerical/errors.hpp"
+#include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
+#include <span>
 
 namespace numerical::detail {
 namespace {
 
 constexpr double eps = std::numeric_limits<double>::epsilon();
 
-// Squares below it count as zero: what they stand for is below 1e-140, and quotients of them would
-// have lost digits.
-constexpr double least_square = 1e-280;
+// Shorter blocks take less time by single sweeps: a wave begins and ends with some of its sweeps.
+constexpr std::size_t least_rows_of_wave = 24;
 
 class ql_values
 {
 public:
     // `squares` holds those of the subdiagonal.
-    ql_values(std::vector<double>& diagonal, std::vector<double>& squares, double smallest_square,
+    ql_values(std::span<double> diagonal, std::span<double> squares, double smallest_square,
               std::size_t max_steps)
         : d(diagonal), e(squares), floor(smallest_square), steps_left(max_steps)
     {
@@ -29,8 +32,8 @@ public:
     void run();
 
 private:
-    std::vector<double>& d;
-    std::vector<double>& e;
+    std::span<double> d;
+    std::span<double> e;
     const double floor; // couplings whose squares are below it are dropped in any case
     std::size_t steps_left;
 
@@ -38,8 +41,14 @@ private:
     std::size_t end_of_block(std::size_t l) const;
     void turn_small_end_first(std::size_t l, std::size_t m);
     double wilkinson_shift(std::size_t l) const;
+    std::array<double, sweeps_of_wave> leading_values(std::size_t l) const;
     void solve_pair(std::size_t l);
-    void sweep(std::size_t l, std::size_t m);
+    void count_sweeps(std::size_t sweeps);
+    ql_sweep started(double shift, std::size_t m) const;
+    void pass_rows(ql_sweep& sweep, std::size_t m, std::size_t from, std::size_t to);
+    void finish(const ql_sweep& sweep, std::size_t l);
+    void sweep_once(std::size_t l, std::size_t m);
+    void sweep_in_wave(std::size_t l, std::size_t m);
 };
 
 bool ql_values::negligible(std::size_t i) const
@@ -60,11 +69,8 @@ void ql_values::turn_small_end_first(std::size_t l, std::size_t m)
 {
     if (std::abs(d[m]) >= std::abs(d[l]))
         return;
-    const auto at = [](std::vector<double>& x, std::size_t i) {
-        return x.begin() + static_cast<std::ptrdiff_t>(i);
-    };
-    std::reverse(at(d, l), at(d, m + 1));
-    std::reverse(at(e, l), at(e, m));
+    std::reverse(&d[l], &d[m] + 1);
+    std::reverse(&e[l], &e[m - 1] + 1);
 }
 
 // The eigenvalue of the leading 2 × 2 block that is nearer to d[l].
@@ -83,66 +89,129 @@ void ql_values::solve_pair(std::size_t l)
     d[l] = shift;
 }
 
-// One sweep over rows l .. m with the shift σ: gamma is the entry that the next rotation acts on
-// less σ, p is gamma²/c², with c² and s² the squares of the rotation's cosine and sine. Both
-// quotients of a step are had from p and gamma before it, not one from the other.
-void ql_values::sweep(std::size_t l, std::size_t m)
+void ql_values::count_sweeps(std::size_t sweeps)
 {
-    const double sigma = wilkinson_shift(l);
-    double gamma = d[m] - sigma;
-    double p = gamma * gamma;
-    double cosine = 1;
-    double sine = 0;
-    for (std::size_t i = m; i-- > l;) {
-        const double square = e[i];
-        const double length = p + square;
-        const double reciprocal = 1 / length;
-        if (i + 1 < m)
-            e[i + 1] = sine * length;
-        sine = square * reciprocal;
-        const double entry = d[i] - sigma;
-        if (p < least_square) [[unlikely]] {
-            d[i + 1] = gamma + d[i];
-            gamma = 0;
-            p = cosine * square;
-            cosine = 0;
-            continue;
-        }
-        cosine = p * reciprocal;
-        const double turned = p * entry - square * gamma;
-        const double next = turned * reciprocal;
-        d[i + 1] = gamma + (d[i] - next);
-        p = next * (turned / p);
-        gamma = next;
-    }
-    e[l] = sine * p;
-    d[l] = sigma + gamma;
+    if (steps_left < sweeps)
+        throw convergence_error(
+            "symmetric eigendecomposition: QL did not converge within its steps");
+    steps_left -= sweeps;
 }
 
-// Values come off at the top. Whether the block falls apart further down is looked for only now and
-// then.
+// A sweep of a block that ends with row m, before its first step.
+ql_sweep ql_values::started(double shift, std::size_t m) const
+{
+    const double gamma = d[m] - shift;
+    return {shift, gamma, gamma * gamma, 1, 0};
+}
+
+// The rows [to, from), upwards. Both quotients of a step are had from p and gamma before it, not
+// one from the other. Where p vanishes the rotation is an exchange.
+void ql_values::pass_rows(ql_sweep& sweep, std::size_t m, std::size_t from, std::size_t to)
+{
+    ql_sweep at = sweep;
+    for (std::size_t i = from; i-- > to;) {
+        const double square = e[i];
+        const double length = at.p + square;
+        const double reciprocal = 1 / length;
+        if (i + 1 < m)
+            e[i + 1] = at.sine * length;
+        const double entry = d[i] - at.shift;
+        if (at.p < least_square) [[unlikely]] {
+            d[i + 1] = at.gamma + d[i];
+            at = {at.shift, 0, at.cosine * square, 0, 1};
+            continue;
+        }
+        at.sine = square * reciprocal;
+        at.cosine = at.p * reciprocal;
+        const double turned = at.p * entry - square * at.gamma;
+        const double next = turned * reciprocal;
+        d[i + 1] = at.gamma + (d[i] - next);
+        at.p = next * (turned / at.p);
+        at.gamma = next;
+    }
+    sweep = at;
+}
+
+void ql_values::finish(const ql_sweep& sweep, std::size_t l)
+{
+    e[l] = sweep.sine * sweep.p;
+    d[l] = sweep.shift + sweep.gamma;
+}
+
+void ql_values::sweep_once(std::size_t l, std::size_t m)
+{
+    count_sweeps(1);
+    ql_sweep sweep = started(wilkinson_shift(l), m);
+    pass_rows(sweep, m, m, l);
+    finish(sweep, l);
+}
+
+// The eigenvalues of the leading block, that nearest d[l] last.
+std::array<double, sweeps_of_wave> ql_values::leading_values(std::size_t l) const
+{
+    std::array<double, sweeps_of_wave> values;
+    std::array<double, sweeps_of_wave> squares;
+    std::copy_n(&d[l], values.size(), values.begin());
+    std::copy_n(&e[l], squares.size(), squares.begin());
+    constexpr std::size_t most_sweeps = 30 * sweeps_of_wave;
+    ql_values(values, squares, floor, most_sweeps).run();
+    const double near = d[l];
+    std::sort(values.begin(), values.end(),
+              [near](double x, double y) { return std::abs(x - near) > std::abs(y - near); });
+    return values;
+}
+
+// Four sweeps with shifts known beforehand: from the rows where the last of them has begun to those
+// where the first is done they go as a wave.
+void ql_values::sweep_in_wave(std::size_t l, std::size_t m)
+{
+    count_sweeps(sweeps_of_wave);
+    const std::array<double, sweeps_of_wave> shifts = leading_values(l);
+    const std::size_t from = m - 1 - rows_between_sweeps * sweeps_of_wave;
+    ql_sweep sweeps[sweeps_of_wave];
+    for (std::size_t j = 0; j < sweeps_of_wave; ++j) {
+        sweeps[j] = started(shifts[j], m);
+        pass_rows(sweeps[j], m, m, from + 1 + rows_between_sweeps * j);
+    }
+    const bool wide = gemm_path_current() != portable_path && cpu_features().avx2;
+    (wide ? avx2_run_ql_wave : run_ql_wave)(d.data(), e.data(), from, l, sweeps);
+    for (std::size_t j = 0; j < sweeps_of_wave; ++j) {
+        pass_rows(sweeps[j], m, l + rows_between_sweeps * j, l);
+        finish(sweeps[j], l);
+    }
+}
+
+// Values come off at the top. Whether the block falls apart further down is looked for before a
+// wave, which takes four values off together, and now and then between single sweeps. These alone
+// are known to converge in any case, and have their turn where waves take nothing off.
 void ql_values::run()
 {
     constexpr std::size_t sweeps_between_searches = 4;
+    constexpr std::size_t patience = 4;
     std::size_t l = 0;
     std::size_t m = 0;
+    std::size_t waves = 0; // in the same block
+    const auto is_long = [&] { return m >= l + least_rows_of_wave; };
     while (l < d.size()) {
-        if (l >= m || steps_left % sweeps_between_searches == 0) {
+        if (l >= m || is_long() || steps_left % sweeps_between_searches == 0) {
             const std::size_t end = end_of_block(l);
-            if (end != m)
+            if (end != m) {
                 turn_small_end_first(l, end);
+                waves = 0;
+            }
             m = end;
         }
         if (m == l || negligible(l)) {
             ++l;
+            waves = 0;
         } else if (m == l + 1) {
             solve_pair(l);
             l += 2;
+        } else if (is_long() && waves < patience) {
+            sweep_in_wave(l, m);
+            ++waves;
         } else {
-            if (steps_left-- == 0)
-                throw convergence_error(
-                    "symmetric eigendecomposition: QL did not converge within its steps");
-            sweep(l, m);
+            sweep_once(l, m);
         }
     }
 }

@@ -3,7 +3,8 @@
 // The eigenvalues alone of a real symmetric tridiagonal matrix by the QL iteration of Pal, Walker
 // and Kahan, which needs no square root in its loop (Parlett 1998, chapter 8). Without vectors only
 // the squares of the subdiagonal enter, and of each rotation only the squares of its cosine and
-// sine.
+// sine. Long blocks take four sweeps at a time, whose shifts are the eigenvalues of the leading
+// 4 × 4 block (ql_kernels.hpp); the bits are the same on every path.
 
 #include <cstddef>
 #include <vector>

@@ -2,6 +2,7 @@
 
 #include "hermitian_matrices.hpp"
 #include "numerical/errors.hpp"
+#include "paths.hpp"
 #include "thrown.hpp"
 #include "value_oracles.hpp"
 
@@ -50,7 +51,7 @@ std::vector<tridiagonal> families(std::size_t n)
 TEST(root_free_ql, agrees_with_bisection)
 {
     double largest = 0;
-    for (const std::size_t n : {1, 2, 3, 4, 5, 8, 21, 64, 150})
+    for (const std::size_t n : {1, 2, 3, 4, 5, 8, 21, 24, 25, 26, 27, 64, 150, 400})
         for (const auto& [name, d, e] : families(n)) {
             numbers values = d;
             numbers couplings = e;
@@ -76,6 +77,22 @@ TEST(root_free_ql, finds_the_known_values_of_a_long_second_difference)
     EXPECT_LT(test::value_ratio(d, expected), 4);
 }
 
+TEST(root_free_ql, has_the_same_bits_on_all_paths)
+{
+    for (const std::size_t n : {30, 200})
+        for (const auto& [name, d, e] : families(n)) {
+            const auto values_on = [&, &diagonal = d, &couplings = e](int path) {
+                const test::path_limit limit(path);
+                numbers values = diagonal;
+                numbers squares = couplings;
+                root_free_ql(values, squares, 30 * n);
+                return values;
+            };
+            for (const int path : test::available_paths())
+                EXPECT_EQ(values_on(path), values_on(numerical::detail::portable_path)) << name;
+        }
+}
+
 TEST(root_free_ql, of_no_rows_is_nothing)
 {
     numbers d;
@@ -94,11 +111,12 @@ TEST(root_free_ql, reports_the_end_of_its_steps)
 
 TEST(root_free_ql, takes_few_steps_for_a_value)
 {
+    constexpr std::size_t few = 350; // a wave counts for four
     for (const auto& [name, d, e] : families(100)) {
         numbers values = d;
         numbers couplings = e;
         EXPECT_EQ(test::text_thrown_by<numerical::convergence_error>(
-                      [&] { root_free_ql(values, couplings, 300); }),
+                      [&] { root_free_ql(values, couplings, few); }),
                   "nothing was thrown")
             << name;
     }
