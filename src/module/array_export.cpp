@@ -17,7 +17,7 @@ namespace {
 
 using binding::owned_ref;
 
-// The records of DLPack's version 0 as its header dlpack.h publishes them.
+// The records of DLPack's version 0, as its header dlpack.h defines them.
 struct dl_device
 {
     std::int32_t device_type;
@@ -80,7 +80,8 @@ struct dlpack_holder
     std::int64_t* shape;
 };
 
-// The address of the elements; of an empty tensor, whose vector has none, that of a constant block.
+// The address of the elements; for an empty tensor, whose vector has none, that of a constant
+// block.
 const void* data_of(const any_tensor& value)
 {
     alignas(16) static constexpr unsigned char placeholder[16] = {};
@@ -90,7 +91,7 @@ const void* data_of(const any_tensor& value)
     return empty ? placeholder : data;
 }
 
-// Needs the interpreter lock, which DLPack asks of its consumers in Python.
+// Needs the interpreter lock, which DLPack requires of its consumers in Python.
 void dlpack_deleter(dl_managed_tensor* record)
 {
     auto* holder = static_cast<dlpack_holder*>(record->manager_ctx);
@@ -102,7 +103,7 @@ void dlpack_deleter(dl_managed_tensor* record)
     std::free(record);
 }
 
-// A consumer that took the tensor over has renamed the capsule, and the record is its to delete.
+// A consumer that has taken the tensor over has renamed the capsule, and deletes the record itself.
 void dlpack_capsule_destructor(PyObject* capsule)
 {
     if (PyCapsule_IsValid(capsule, capsule_name) == 0)

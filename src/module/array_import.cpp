@@ -31,7 +31,7 @@ using complex = std::complex<double>;
 // The record behind NumPy's __array_struct__.
 struct array_record
 {
-    int two; // says that this is one
+    int two; // 2, the mark of the record
     int nd;
     char typekind;
     int itemsize;
@@ -44,7 +44,7 @@ struct array_record
 
 constexpr int not_swapped = 0x200;
 
-// What the caller asked for by `dtype`.
+// What the argument `dtype` requests.
 enum class wanted_type { as_given, float64, complex128 };
 
 wanted_type wanted_from(const char* dtype)
@@ -130,7 +130,7 @@ std::size_t element_count(const shape_list& shape)
     return count;
 }
 
-// The strides of a C-contiguous array. Beside a zero extent they may wrap, and are not used.
+// The strides of a C-contiguous array. With a zero extent they may wrap, and are not used.
 std::vector<std::ptrdiff_t> row_major(const shape_list& shape, std::size_t itemsize)
 {
     std::vector<std::ptrdiff_t> strides(shape.size());
@@ -171,7 +171,7 @@ PyObject* from_record(const array_record& record, wanted_type wanted)
     if (record.nd > 0)
         array.shape = shape_list(record.shape, record.shape + record.nd);
     array.count = element_count(array.shape);
-    if (std::any_of(array.shape.begin(), array.shape.end(), is_negative)) // beside a zero
+    if (std::any_of(array.shape.begin(), array.shape.end(), is_negative)) // also with a zero extent
         throw std::runtime_error("shape extents must be non-negative");
     if (record.strides == nullptr)
         array.strides = row_major(array.shape, array.type.size);
@@ -225,7 +225,7 @@ struct interface_keys
     PyObject* strides = not_null(PyUnicode_InternFromString("strides"));
 };
 
-// Null if the key is absent; what a comparison of keys raised stands.
+// Null if the key is absent; an error raised by a comparison of keys is kept.
 owned_ref value_in(PyObject* dict, PyObject* key)
 {
     PyObject* value = PyDict_GetItemWithError(dict, key);
@@ -234,8 +234,7 @@ owned_ref value_in(PyObject* dict, PyObject* key)
     return owned_ref::to(value);
 }
 
-// The values are held while they are read: what reads them may run Python code, and that code
-// change the dict.
+// The values are held while they are read: reading may run Python code, which may change the dict.
 PyObject* from_interface(PyObject* interface, wanted_type wanted)
 {
     static const interface_keys keys;
@@ -263,8 +262,8 @@ PyObject* from_interface(PyObject* interface, wanted_type wanted)
     return from_array(std::move(array), wanted);
 }
 
-// Null without an error if the object has no such attribute; any other failure of the look-up
-// stands.
+// Null without an error if the object has no such attribute; any other failure of the look-up is
+// kept.
 owned_ref attribute(PyObject* object, PyObject* name)
 {
     owned_ref value(PyObject_GetAttr(object, name));

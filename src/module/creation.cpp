@@ -20,7 +20,7 @@ PyObject* filled(shape_list shape, PyObject* value)
     if (PyErr_Occurred() != nullptr)
         return nullptr;
     std::size_t count = 1;
-    for (const std::size_t extent : shape) // from the first axis: a zero behind hides no overflow
+    for (const std::size_t extent : shape) // from the first axis on: a later zero hides no overflow
         count = detail::checked_mul(count, extent);
     std::vector<T> data = detail::reserved<T>(count);
     data.assign(count, element);

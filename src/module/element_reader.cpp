@@ -38,7 +38,7 @@ struct bool_item
 {
     static constexpr std::size_t size = 1;
 
-    // Counted, not chosen: a branch on the value is guessed wrong every other time.
+    // By counting, without a branch: one on the value would be mispredicted every other time.
     static double load(address at) { return std::min<int>(stored_at<unsigned char>(at), 1); }
 };
 
@@ -75,7 +75,7 @@ constexpr bool same_bits = std::is_same_v<Item, native_item<T>> ||
                            (std::is_same_v<T, complex> &&
                             std::is_same_v<Item, complex_item<native_item<double>>>);
 
-// The strides and counts that matter are constants in loops of their own.
+// The frequent strides and counts are constants, in separate loops.
 template <class T, class Item>
 void read_row(address from, std::size_t stride, std::size_t count, T* out)
 {
@@ -90,7 +90,7 @@ void read_row(address from, std::size_t stride, std::size_t count, T* out)
     }
 }
 
-// Columns are asked for in time: there are many to go through, and the processor foresees few.
+// Columns are prefetched: there are more of them than the hardware prefetcher follows.
 template <class T, class Item>
 void read_block(const item_block& block, T* out, std::size_t step)
 {

@@ -22,11 +22,11 @@ struct axis
     std::size_t step;   // elements between them in the copy
 };
 
-// The axes to walk, first to last: without those of extent 1, and neighbours that can be stepped
-// through as one made one. A contiguous array is one axis.
+// The axes of the loops, first to last: without those of extent 1, and with contiguous neighbours
+// joined. A contiguous array is one axis.
 std::vector<axis> merged_axes(const foreign_array& from)
 {
-    std::vector<axis> axes; // last to first, for the time being
+    std::vector<axis> axes; // last to first while they are collected
     std::size_t step = 1;
     for (std::size_t i = from.shape.size(); i-- > 0;) {
         const std::size_t extent = from.shape[i];
@@ -49,7 +49,7 @@ struct position
     std::size_t target; // in elements
 };
 
-// Steps on, the last axis fastest; false after the last position.
+// Moves to the next position, the last axis fastest; false after the last one.
 bool advance(const std::vector<axis>& axes, std::vector<std::size_t>& index, position& at)
 {
     for (std::size_t i = axes.size(); i-- > 0;) {
@@ -75,8 +75,8 @@ void for_each_position(const std::vector<axis>& axes, address source, const F& r
     while (advance(axes, index, at));
 }
 
-// Stretches of an axis; the first one ends where the others begin with a line of the cache, if they
-// can: tiles that share their lines take up to twice the time.
+// Segments of an axis. The first one is so long that the others begin at cache lines, if they can:
+// tiles that share cache lines take up to twice the time.
 class stretches
 {
 public:
@@ -100,10 +100,10 @@ private:
     std::size_t lead = 0;
 };
 
-// Where the source's items lie closest along another axis than the copy's, as in a transposed
-// array, a walk along either misses the cache on the other side. In strips of rows as low as a line
-// of the source few lines of the copy are written at a time, each of them whole; the columns, which
-// the processor doesn't foresee, are asked for by the reader.
+// If the source's items are closest along another axis than the copy's, as in a transposed array, a
+// loop along either axis misses the cache on the other side. In strips of as many rows as a cache
+// line of the source holds items, few lines of the copy are written at a time, each of them whole;
+// the reader prefetches the columns, which the hardware prefetcher doesn't follow.
 template <class T>
 void read_strips(block_reader<T> read, const axis& row, const axis& col, address source, T* out)
 {

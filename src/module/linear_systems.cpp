@@ -65,7 +65,7 @@ const any_tensor* read_matrix(PyObject* args, const char* rank_message)
     return value;
 }
 
-// What `compute` makes of the factored matrix, without the lock if the matrix is large.
+// The result of `compute` for the factored matrix, without the lock if the matrix is large.
 template <class T, class F>
 auto of_factors(const tensor<T>& a, const F& compute)
 {

@@ -14,7 +14,7 @@ namespace {
 
 using binding::owned_ref;
 
-// Kept for the life of the process.
+// Kept as long as the process lives.
 PyObject* marlinth_module_error_storage = nullptr;
 
 // The module keeps pointers into the table. A second initialization fills it with the same rows at
@@ -60,8 +60,8 @@ bool add_exception(PyObject* module)
     return true;
 }
 
-// The class and the exception are the process's. In a second interpreter they would carry what the
-// first one put on them, and take its own along into its end.
+// The process has one class and one exception. A second interpreter would see the attributes that
+// the first one set on them, and leave its own behind when it ends.
 bool claim_for_this_interpreter()
 {
     static std::int64_t owner = -1;

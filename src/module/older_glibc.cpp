@@ -1,7 +1,7 @@
-// The shared object asks for no symbol of glibc newer than 2.28, so that it loads on the systems of
-// manylinux_2_28, though it may be linked on a newer one. There the linker picks the newest version
-// of each symbol. It is told (cmake/older_glibc.cmake) to take __wrap_f wherever f is called, in
-// libstdc++.a as well; __wrap_f calls the version that f had before.
+// The shared object needs no symbol of glibc newer than 2.28, so that it loads on the systems of
+// manylinux_2_28, even if it is linked on a newer one, where the linker picks the newest version of
+// each symbol. By cmake/older_glibc.cmake the linker takes __wrap_f wherever f is called, in
+// libstdc++.a as well; __wrap_f calls the older version of f.
 //
 // Of the mathematical functions the versions differ in how errors are reported, not in results.
 

@@ -28,7 +28,7 @@ int gemm_path()
     return detail::gemm_path_current();
 }
 
-// There is no AMX kernel, and so nothing to probe.
+// There is no AMX kernel, so there is nothing to detect.
 bool amx_probed()
 {
     return false;

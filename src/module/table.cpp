@@ -7,7 +7,7 @@
 #include <iterator>
 #include <variant>
 
-// What Python sees: the class, its methods and properties, and the functions, in their order.
+// The module's table: the class, its methods and properties, and the functions, in order.
 
 namespace numerical::boundary {
 namespace {
@@ -34,8 +34,8 @@ PyMethodDef plain_with_keywords(const char* name, const char* doc)
     return {name, reinterpret_cast<PyCFunction>(entry), METH_VARARGS | METH_KEYWORDS, doc};
 }
 
-// The getters stand here to be compiled into their entries: an attribute is read in the time of a
-// few calls.
+// The getters are defined here so that they are inlined into their entries: reading an attribute
+// takes no longer than a few calls.
 PyObject* get_shape(const any_tensor& value)
 {
     return shape_tuple(value);

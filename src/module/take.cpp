@@ -9,12 +9,12 @@
 #include <stdexcept>
 #include <variant>
 
-// The strided copy that Python's indexing rests on.
+// The strided copy behind Python's indexing.
 
 namespace numerical::boundary {
 namespace {
 
-// An int at once, whatever else has __index__ by that; false with the error set.
+// The value of an int, or of any object with __index__; false with the error set.
 bool read_integer(PyObject* item, Py_ssize_t& value)
 {
     value = PyLong_AsSsize_t(item);
@@ -26,7 +26,7 @@ bool read_integer(PyObject* item, Py_ssize_t& value)
 }
 
 // One number of every range, and how many the caller gave: those beyond the axes are read as well,
-// since what is no integer is told before there being too many.
+// since an item that is no integer is reported before a wrong number of them.
 template <class Set>
 bool read_integers(PyObject* sequence, std::span<axis_range> ranges, std::size_t& given,
                    const Set& set)

@@ -15,7 +15,7 @@ namespace {
 using binding::owned_ref;
 using complex = std::complex<double>;
 
-// False also with an error set, if the look-up failed otherwise than by the attribute's absence.
+// False, with an error set, also if the look-up failed for another reason than a missing attribute.
 bool has_complex_method(PyObject* item)
 {
     static PyObject* const name = binding::not_null(PyUnicode_InternFromString("__complex__"));
@@ -90,10 +90,9 @@ PyObject* short_row(const T* from, std::size_t count)
     return list.release();
 }
 
-// The same by way of a memoryview, which fills its list from inside the interpreter, where setting
-// an item is no call: that pays for the view from some dozens of numbers on. The view is of a copy:
-// it takes part in garbage collection, through which Python code may come to hold it for longer
-// than the tensor is there.
+// The same by a memoryview, which fills its list inside the interpreter, without a call for each
+// item; that pays for the view from some dozens of numbers on. The view is of a copy: the garbage
+// collector tracks it, so Python code may get hold of it and keep it longer than the tensor.
 constexpr std::size_t long_row = 64;
 
 PyObject* row_through_view(const double* from, std::size_t count)
@@ -115,9 +114,9 @@ PyObject* row_list(const complex* from, std::size_t count)
     return short_row(from, count);
 }
 
-// By a loop over the open lists, one on each axis but the last, and not by recursion: the rank is
-// the user's to choose, and the stack has an end. A list is put into its parent before it is
-// filled, so that the outermost reference owns them all.
+// By a loop over the open lists, one for each axis but the last, not by recursion: the rank is the
+// user's choice, and the stack is limited. A list is put into its parent before it is filled, so
+// that the outermost reference owns them all.
 template <class T>
 PyObject* nested_lists(const tensor<T>& a)
 {
@@ -150,7 +149,8 @@ PyObject* nested_lists(const tensor<T>& a)
     }
 }
 
-// A few items, handed over, packed faster than into a tuple of nulls; null with the error set.
+// A tuple of a few items, which it takes over, made faster than by setting them; null with the
+// error set.
 template <class... Item>
 PyObject* tuple_of(Item*... items)
 {
@@ -175,8 +175,8 @@ void read_number(PyObject* item, double& x)
     x = PyFloat_AsDouble(item);
 }
 
-// PyComplex_RealAsDouble asks for __complex__ from CPython 3.13 on only; before, it takes a foreign
-// complex number for a real one.
+// PyComplex_RealAsDouble calls __complex__ only from CPython 3.13 on; before, it treats another
+// library's complex number as a real one.
 void read_number(PyObject* item, complex& z)
 {
     PyObject* type = reinterpret_cast<PyObject*>(&PyComplex_Type);

@@ -17,8 +17,8 @@ namespace {
 
 using boundary::wrap;
 
-// The places of row i at which diagonal k begins, and where it has ended one place behind; equal
-// where the diagonal misses the row. 128 bits, as k may be any int.
+// The column of diagonal k in row i, and the one after it; equal if the diagonal misses the row. In
+// 128 bits, as k may be any int.
 std::size_t place_in_row(std::size_t row, std::ptrdiff_t k, std::size_t behind, std::size_t cols)
 {
     const __int128 place = static_cast<__int128>(row) + k + static_cast<__int128>(behind);

@@ -22,10 +22,10 @@ using binding::fail;
 using binding::not_null;
 using binding::owned_ref;
 
-// Deeper lists are taken for ones that contain themselves; NumPy's arrays end there as well.
+// Deeper lists are considered to contain themselves; NumPy's arrays have no more axes either.
 constexpr int deepest_list = 64;
 
-// An array key before it is known where it stands.
+// An array key before its axes are known.
 struct read_array
 {
     bool is_mask = false;
@@ -47,7 +47,7 @@ bool is_bool(PyObject* object)
     if (PyLong_CheckExact(object))
         return false;
     const std::string kind = binding::py_type_name(object);
-    return kind == "bool_" || kind == "bool"; // NumPy's, which have an index as well
+    return kind == "bool_" || kind == "bool"; // NumPy's, which have __index__ as well
 }
 
 bool is_list(PyObject* object)
@@ -84,8 +84,8 @@ public:
     }
 
 private:
-    std::optional<bool> bools;       // once a leaf has told
-    std::optional<std::size_t> rank; // once a level without lists has told
+    std::optional<bool> bools;       // known from the first leaf on
+    std::optional<std::size_t> rank; // known from the first level without lists on
 
     [[noreturn]] static void refuse_ragged()
     {
@@ -171,7 +171,7 @@ read_array from_tensor(PyObject* object)
     return array;
 }
 
-// The letter for the kind of elements that an array interface tells, 0 if there is none.
+// The letter for the kind of an array interface's elements, 0 if there is none.
 char kind_of(PyObject* object)
 {
     const owned_ref interface(PyObject_GetAttrString(object, "__array_interface__"));
@@ -249,7 +249,7 @@ private:
         return arrays[i] && arrays[i]->is_mask ? arrays[i]->shape.size() : 1;
     }
 
-    // Ellipsis, or the end of the index, stands for all axes that no key is for.
+    // Ellipsis, or the end of the index, represents all axes without a key.
     void expand(std::vector<PyObject*> given)
     {
         std::size_t indexed = 0;
@@ -343,7 +343,7 @@ private:
                                        " on of shape " + detail::shape_text(shape));
         const auto count = static_cast<std::size_t>(
             std::count(mask.numbers.begin(), mask.numbers.end(), std::ptrdiff_t{1}));
-        std::size_t inner = 1; // elements of the axes behind this one
+        std::size_t inner = 1; // elements of the following axes
         const std::size_t rank = mask.shape.size();
         std::vector<position_array> places(rank, {{count}, {}});
         for (std::size_t j = rank; j-- > 0; inner *= mask.shape[j]) {
@@ -402,7 +402,7 @@ bool is_advanced(const index_key& key)
     return key.kind == key_kind::array || key.kind == key_kind::integer;
 }
 
-// Whether a slice or a new axis stands between two of the arrays and ints.
+// Whether a slice or a new axis is between two of the arrays and ints.
 bool are_apart(const std::vector<index_key>& keys)
 {
     const auto first = std::find_if(keys.begin(), keys.end(), is_advanced);

@@ -31,7 +31,7 @@ PyObject* pseudo_inverses(const tensor<T>& a, const stack_shape& of)
     return wrap(std::move(inverses));
 }
 
-// As float64, the tensors' way to hold whole numbers.
+// As float64, the dtype of tensors of whole numbers.
 template <class T>
 PyObject* ranks(const tensor<T>& a, const stack_shape& of)
 {
@@ -44,7 +44,7 @@ PyObject* ranks(const tensor<T>& a, const stack_shape& of)
     return wrap(tensor<double>(of.lead, std::vector<double>(found.begin(), found.end())));
 }
 
-// Right-hand sides in the columns of matrices; a vector beside a stack is shared by all of it.
+// Right-hand sides in the columns of matrices; a vector is used for every matrix of a stack.
 template <class T>
 PyObject* solutions(const tensor<T>& a, const stack_shape& of, const tensor<T>& b)
 {

@@ -38,7 +38,7 @@ public:
     pending_exception(const pending_exception&) = delete;
     pending_exception& operator=(const pending_exception&) = delete;
 
-    // Raises it again; what went wrong in between is dropped.
+    // Raises it again; errors in between are dropped.
     ~pending_exception()
     {
         PyErr_Clear();

@@ -6,8 +6,8 @@
 #include "package/operand.hpp"
 #include "package/table.hpp"
 
-// The second module in the shared object, numerical._native: what the Python package rests on
-// beside the module's own table. It is initialized first and makes the type, with the operators
+// The second module in the shared object, numerical._native: what the Python package needs in
+// addition to _numerical's table. It is initialized first and makes the type, with the operators
 // that the package gives to Tensor; _numerical then finds the type made and adds it to itself.
 
 namespace numerical::package {

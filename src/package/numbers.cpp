@@ -57,7 +57,7 @@ PyObject* extreme_call(const char* name, pair_function by, const binding::call_a
     return wrap(pair_by(by, a.as<double>(), b.as<double>()));
 }
 
-// NaN and whatever else isn't zero is true, so that a float64 operand needs no mask made of it.
+// All numbers but zero are true, NaN too, so that a float64 operand needs no conversion to a mask.
 PyObject* logical_call(const char* name, pair_function by, const binding::call_arguments& call)
 {
     const auto [left, right] = of_two(name).bind(call);
@@ -110,8 +110,8 @@ tensor<complex> rounded(const tensor<complex>& a)
     return tensor<complex>(a.shape, std::move(data));
 }
 
-// To decimals: scaled by a power of ten, rounded and scaled back. Where the scaled number is beyond
-// all doubles it has no decimals to round, and stays.
+// To decimals: scaled by a power of ten, rounded and scaled back. A number whose scaled value
+// overflows has no decimals to round, and is unchanged.
 template <class T>
 tensor<T> rounded_to(const tensor<T>& a, std::ptrdiff_t decimals)
 {

@@ -40,7 +40,7 @@ bool has_attribute(PyObject* object, const char* name)
     return false;
 }
 
-// Whether an object that is no Tensor may be an operand beside one.
+// Whether an object other than a Tensor may be an operand with one.
 bool is_operand(PyObject* object)
 {
     if (is_number(object) || PyList_CheckExact(object) || PyTuple_CheckExact(object))
@@ -57,8 +57,8 @@ bool are_operands(PyObject* left, PyObject* right)
     return (is_tensor(left) || is_operand(left)) && (is_tensor(right) || is_operand(right));
 }
 
-// f(left, right) in one dtype, or NotImplemented. Two float64 tensors, which most operands are, and
-// one beside a Python float go straight there.
+// f(left, right) in one dtype, or NotImplemented. The frequent cases, two float64 tensors or one
+// and a Python float, are handled first.
 template <class F>
 PyObject* of_operands(PyObject* left, PyObject* right, const F& f)
 {
@@ -102,7 +102,7 @@ PyObject* product_slot(PyObject* left, PyObject* right)
     });
 }
 
-// A mask as an operand: TypeError for other numbers, of which & would be something else.
+// A mask as an operand: TypeError for other numbers, for which & would mean something else.
 const tensor<double>& mask_of(const operand& a)
 {
     if (a.is_complex() || !are_truths(a.as<double>()))

@@ -28,7 +28,7 @@ const tensor<double>& ordered(const operand& a, const char* function)
     return a.as<double>();
 }
 
-// What an axis argument selects: for None all elements as one run.
+// What an axis argument selects: for None all elements as one axis.
 struct axis_walk
 {
     walk_shape walk;
@@ -47,7 +47,7 @@ axis_walk walk_of(PyObject* axis_given, const shape_list& shape, std::size_t cou
     return {detail::walk_along(shape, axis), shape, axis, false};
 }
 
-// kind is taken for the sake of programs that name one, and must be a name that NumPy knows.
+// kind is accepted for programs written for NumPy, and must be one of its names.
 void check_kind(PyObject* kind)
 {
     if (is_absent(kind))

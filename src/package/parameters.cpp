@@ -19,7 +19,7 @@ using binding::owned_ref;
 constexpr unsigned long unordered =
     Py_TPFLAGS_UNICODE_SUBCLASS | Py_TPFLAGS_BYTES_SUBCLASS | Py_TPFLAGS_DICT_SUBCLASS;
 
-// Texts, dicts and sets hold items as well, but none that are meant here.
+// Texts, dicts and sets are iterable too, but no sequences of ints.
 bool is_sequence(PyObject* object)
 {
     return (PyType_GetFlags(Py_TYPE(object)) & unordered) == 0 &&

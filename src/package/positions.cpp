@@ -65,7 +65,7 @@ PyObject* array_interface_of(PyObject* self)
                                 "data", address.release(), Py_True, "version", 3);
 }
 
-// Nested lists of the ints; `from` moves on behind those that are listed.
+// Nested lists of the ints; `from` advances past those that are listed.
 PyObject* listed(const positions& value, std::size_t axis, const std::ptrdiff_t*& from)
 {
     if (axis == value.shape.size())

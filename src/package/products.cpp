@@ -124,7 +124,7 @@ tensor<T> stacked_product(const tensor<T>& a, const tensor<T>& b)
     std::size_t count = 1;
     for (const std::size_t extent : lead)
         count *= extent;
-    if (right.lead.empty()) { // one matrix on the right: the rows of the whole stack at once
+    if (right.lead.empty()) { // one matrix on the right: the rows of the whole stack in one product
         detail::gemm_new(count * left.rows, right.cols, left.cols, a.data.data(), left.cols,
                          b.data.data(), right.cols, data.data(), right.cols);
     } else {

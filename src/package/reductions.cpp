@@ -51,7 +51,7 @@ reduced_axes axes_of(PyObject* given, const shape_list& shape)
     return out;
 }
 
-// Neighbouring axes are one; others are brought together at the end first, in their order.
+// Adjacent axes are reduced as one; others are moved to the end first, in their order.
 template <class T>
 struct reduced_walk
 {
@@ -109,7 +109,7 @@ PyObject* reduced(const operand& a, PyObject* axis, bool keepdims, const F& f)
 {
     return by_type(a, [&](const auto& x) {
         reduced_axes axes = axes_of(axis, x.shape);
-        if (axes.axes.empty() && !x.shape.empty()) // over no axis: nothing to add up
+        if (axes.axes.empty() && !x.shape.empty()) // over no axis: nothing to reduce
             return shaped(detail::copy_of(x.data.data(), x.data.size()), std::move(axes), keepdims);
         const reduced_walk walk(x, axes.axes);
         return shaped(f(walk.data, walk.walk), std::move(axes), keepdims);

@@ -139,7 +139,7 @@ std::size_t product(shape_list::const_iterator first, shape_list::const_iterator
     return std::accumulate(first, last, std::size_t{1}, std::multiplies<>());
 }
 
-// Joins blocks: of each tensor `outer` stretches of consecutive elements, taken in turns.
+// Joins blocks: `outer` segments of consecutive elements of each tensor, taken in turns.
 template <class T>
 std::vector<T> interleaved(const std::vector<const tensor<T>*>& parts, std::size_t outer)
 {
@@ -264,7 +264,7 @@ PyObject* triangle_call(const binding::signature<2>& signature, const binding::c
         a, [&](const auto& x) { return wrap(triangle_of(x, std::clamp(k, -far, far), side)); });
 }
 
-// Whether the last element that the strides reach lies in a store of `size`.
+// Whether the last element that the strides reach is among `size` elements.
 bool stays_inside(const shape_list& shape, const shape_list& strides, std::size_t first,
                   std::size_t size)
 {

@@ -33,7 +33,7 @@ element_store<T> stretch_of(const tensor<T>& a, std::size_t from, std::size_t co
     return detail::copy_of(a.data.data() + from, count);
 }
 
-// The rest of the tensor behind the first axis at one place of it.
+// The part of the tensor at one place of the first axis.
 template <class T>
 PyObject* row_at(const tensor<T>& a, std::ptrdiff_t place)
 {
@@ -141,8 +141,8 @@ PyObject* by_keys(const tensor<T>& a, PyObject* key)
     return wrap(gather(a, select(keys, a.shape, a.strides)));
 }
 
-// An int of Python's own; false for any other key, and for one beyond any axis, which the general
-// way tells in full.
+// A Python int; false for any other key, and for an int beyond any axis, for which the general code
+// raises the error.
 bool read_int(PyObject* key, Py_ssize_t& out)
 {
     if (!PyLong_CheckExact(key))
@@ -187,7 +187,7 @@ bool read_ranges(PyObject* key, const shape_list& shape, detail::short_list<axis
     return true;
 }
 
-// A stretch of a vector.
+// A slice of a vector.
 template <class T>
 PyObject* slice_of_vector(const tensor<T>& a, PyObject* slice)
 {
@@ -207,7 +207,7 @@ bool is_whole(PyObject* key)
            stop == PY_SSIZE_T_MAX && step == 1;
 }
 
-// The axis for an index of one Positions behind whole slices, as t[:, order]; null for others.
+// The axis of an index of one Positions after whole slices, as t[:, order]; null for others.
 struct places_on_axis
 {
     const positions* places = nullptr;
@@ -245,8 +245,8 @@ tensor<T> with_leading_axis(const tensor<T>& a)
     return reshaped_share(a, std::move(shape));
 }
 
-// What is asked for most often goes without reading keys into lists: ints and slices, an order of
-// an axis, a mask.
+// The most frequent indices are handled without reading keys into lists: ints and slices, an order
+// of an axis, a mask.
 template <class T>
 PyObject* item_of(const tensor<T>& a, PyObject* key)
 {
@@ -289,11 +289,11 @@ std::optional<update_operation> operation_of(const std::string& name)
     return std::nullopt;
 }
 
-// A selection by ranges alone, which the arrays' form holds as well.
+// A selection by ranges alone, in the form of one by arrays.
 selection any_selection(const index_keys& keys, const shape_list& shape, const shape_list& strides)
 {
     selection at = select(keys, shape, strides);
-    if (at.loops.empty()) { // one element: a table of one offset, which no axis stands for
+    if (at.loops.empty()) { // one element: a table of one offset, without an axis
         at.table.assign(1, 0);
         at.loops.push_back({1, 0, true});
     }

@@ -36,8 +36,8 @@ PyObject* connect(const binding::call_arguments& call)
     return Py_None;
 }
 
-// The package's object for the tensor's dtype, where the module's own attribute gives a plain text;
-// that text as long as the package isn't connected.
+// The package's object for the tensor's dtype; before the package is connected a plain text, as the
+// module's attribute gives it.
 PyObject* dtype_of(PyObject* self)
 {
     const bool is_complex = value_of(self).index() == 1;
@@ -74,7 +74,7 @@ bool add_descriptor(PyObject* type, const char* name, PyObject* made)
     return descriptor && PyObject_SetAttrString(type, name, descriptor.get()) == 0;
 }
 
-// Methods and properties beside those of the module's table; false with the error set.
+// Methods and properties in addition to those of the module's table; false with the error set.
 bool add_attributes(PyObject* object)
 {
     auto* type = reinterpret_cast<PyTypeObject*>(object);

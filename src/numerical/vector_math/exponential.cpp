@@ -12,7 +12,7 @@ constexpr double infinity = std::numeric_limits<double>::infinity();
 
 }
 
-// Infinities come often, as does what is as good as one: they go first.
+// Infinities, and arguments whose result overflows, are frequent and so tested first.
 
 double exponential::rare(double x)
 {

@@ -35,7 +35,7 @@ void arctan(const double* from, double* to, std::size_t count);
 // One of these by its name, or null.
 unary_function find_unary(std::string_view name);
 
-// An operand of two: `count` elements, or one that stands for all.
+// One of two operands: `count` elements, or one that is used for all.
 struct operand
 {
     const double* data;

@@ -8,7 +8,7 @@
 namespace numerical::vector_math {
 namespace {
 
-// e^x / 2 for large x, beside which e^-x is nothing.
+// e^x / 2 for large x, against which e^-x is negligible.
 double half_exponential(double x)
 {
     if (x > 711)

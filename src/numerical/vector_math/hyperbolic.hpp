@@ -42,7 +42,7 @@ hyperbolic_terms<R> hyperbolic_terms_of(R x)
             fma(r * u, polynomial(sinh_tail, u), low)};
 }
 
-// What cosh x is beside the sum A + B.
+// cosh x without the sum A + B.
 template <class R>
 R cosine_rest(const hyperbolic_terms<R>& t)
 {

@@ -73,8 +73,9 @@ R logarithm_of(const reduced_number<R>& x)
     return sum + fma(r * t, polynomial(log_tail, r), lost + (high_low + t_low));
 }
 
-// Whether x is no normal positive number. One comparison does it: less the bits of the least of
-// them, those of all others come, as unsigned integers, after those of the normal ones.
+// Whether x is no normal positive number, by one comparison: after subtraction of the bits of the
+// smallest normal number, the bits of all other numbers, as unsigned integers, are larger than
+// those of the normal ones.
 template <class R>
 typename R::flags outside_normal(R x)
 {

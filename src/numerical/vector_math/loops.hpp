@@ -4,9 +4,9 @@
 // function `rare`. The elements that are left at the end go through the same code in a block of
 // their own, so that an element's bits don't depend on its place.
 //
-// The inner loop holds its constants in registers, which a call within it would not leave there. So
-// it stops at a vector with a rare lane, and is entered anew behind it. For the same reason all
-// that it calls is inlined, by the attribute "flatten".
+// The inner loop keeps its constants in registers, which a call inside it would spill. So it stops
+// at a vector with a rare lane, and is entered again after it. For the same reason everything that
+// it calls is inlined, by the attribute "flatten".
 
 #include "numerical/vector_math/exponential.hpp"
 #include "numerical/vector_math/hyperbolic.hpp"

@@ -15,7 +15,7 @@ inline double normal_power_of_two(int k)
     return std::bit_cast<double>(static_cast<std::uint64_t>(1023 + k) << 52);
 }
 
-// The number that `e` stands for where it may overflow, underflow or be subnormal. The power is
+// The number that `e` represents if it may overflow, underflow or be subnormal. The power is
 // applied in halves: the first product is exact, so that one rounding is left.
 inline double scaled_value(const scaled_exponential<one>& e)
 {
