@@ -156,6 +156,8 @@ def split(a, indices_or_sections, axis=0):
     ------
     ValueError
         If the axis doesn't divide into that many equal parts.
+    IndexError
+        If an axis is out of bounds.
 
     Examples
     --------
@@ -303,6 +305,8 @@ def roll(a, shift, axis=None):
     ------
     ValueError
         If there are not as many shifts as axes.
+    IndexError
+        If an axis is out of bounds.
 
     Examples
     --------

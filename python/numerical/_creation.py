@@ -454,6 +454,8 @@ def diagonal(a, offset=0, axis1=-2, axis2=-1):
     ------
     ValueError
         Below rank 2, or if the two axes are one.
+    IndexError
+        If an axis is out of bounds.
 
     Examples
     --------

@@ -16,7 +16,7 @@ def cholesky(a, *, upper=False):
     Parameters
     ----------
     a : array_like, shape (..., M, M)
-        Only the lower triangles are read.
+        Only the lower triangles are used; all elements must be finite.
     upper : bool, optional
         Whether to return the upper factors L.mH.
 

@@ -18,9 +18,9 @@ EPS = 2.0**-52
 class LstsqResult:
     """What lstsq returns: unpacks into four, as NumPy's tuple does.
 
-    Only x is computed at once, and what residuals take; the others cost the singular values of a
-    small factor when they are first read. For a stack of matrices all are stacks, and rank is a
-    tensor.
+    x and the sums for residuals are computed at once; rank and singular_values cost the singular
+    values of a small factor when one of them is first read. For a stack of matrices all are stacks,
+    and rank is a tensor.
 
     Attributes
     ----------

@@ -39,6 +39,8 @@ def vector_norm(x, *, axis=None, keepdims=False, ord=2):
     ------
     ValueError
         If ord is a text.
+    IndexError
+        If an axis is out of bounds.
 
     Notes
     -----
@@ -164,6 +166,8 @@ def norm(x, ord=None, axis=None, keepdims=False):
     ------
     ValueError
         If ord is given for more than two axes, or isn't one that the norm has.
+    IndexError
+        If an axis is out of bounds.
 
     Examples
     --------

@@ -251,6 +251,8 @@ def trace(a, offset=0, axis1=-2, axis2=-1, dtype=None):
     ------
     ValueError
         Below rank 2.
+    IndexError
+        If an axis is out of bounds.
 
     Examples
     --------

@@ -111,6 +111,8 @@ def squeeze(a, axis=None):
     ------
     ValueError
         If a named axis has another extent.
+    IndexError
+        If an axis is out of bounds.
 
     Examples
     --------
@@ -180,6 +182,8 @@ def moveaxis(a, source, destination):
     ------
     ValueError
         If there are not as many places as axes, or one is named twice.
+    IndexError
+        If an axis is out of bounds.
 
     Examples
     --------
@@ -238,6 +242,11 @@ def flip(a, axis=None):
     Returns
     -------
     Tensor
+
+    Raises
+    ------
+    IndexError
+        If an axis is out of bounds.
 
     Examples
     --------
@@ -306,6 +315,11 @@ def tile(a, repetitions):
     -------
     Tensor
 
+    Raises
+    ------
+    ValueError
+        If a repetition is negative.
+
     Examples
     --------
     >>> nm.tile([1.0, 2.0], 2)
@@ -335,6 +349,10 @@ def repeat(a, count, axis=None):
     ------
     TypeError
         If there is more than one count.
+    ValueError
+        If the count is negative.
+    IndexError
+        If an axis is out of bounds.
 
     Examples
     --------

@@ -71,6 +71,8 @@ def vecdot(a, b, *, axis=-1):
     ------
     ValueError
         If the extents differ.
+    IndexError
+        If an axis is out of bounds.
 
     Examples
     --------
@@ -102,6 +104,8 @@ def cross(a, b, *, axis=-1):
     ------
     ValueError
         If the axis has another extent.
+    IndexError
+        If an axis is out of bounds.
 
     Examples
     --------

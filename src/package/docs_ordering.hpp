@@ -31,6 +31,10 @@ Raises
 ------
 TypeError
     For complex128, which has no order.
+ValueError
+    For a kind that NumPy doesn't have.
+IndexError
+    If an axis is out of bounds.
 
 Examples
 --------
@@ -70,6 +74,10 @@ Raises
 ------
 TypeError
     For complex128, which has no order.
+ValueError
+    For a kind that NumPy doesn't have.
+IndexError
+    If an axis is out of bounds.
 
 Examples
 --------
@@ -105,6 +113,8 @@ ValueError
     Of no element.
 TypeError
     For complex128, which has no order.
+IndexError
+    If an axis is out of bounds.
 
 Examples
 --------
@@ -139,6 +149,8 @@ ValueError
     Of no element.
 TypeError
     For complex128, which has no order.
+IndexError
+    If an axis is out of bounds.
 
 Examples
 --------

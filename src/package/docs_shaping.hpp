@@ -59,6 +59,8 @@ Raises
 ------
 ValueError
     If there is no tensor, or ranks or extents differ.
+IndexError
+    If an axis is out of bounds.
 
 Examples
 --------
@@ -90,6 +92,8 @@ Raises
 ------
 ValueError
     If there is no tensor, or shapes differ.
+IndexError
+    If an axis is out of bounds.
 
 Examples
 --------
@@ -176,6 +180,8 @@ Raises
 ------
 ValueError
     If n is negative, or for a tensor of rank 0.
+IndexError
+    If an axis is out of bounds.
 
 Examples
 --------
