@@ -19,16 +19,17 @@ shape_list broadcast_shape(const shape_list& a, const shape_list& b);
 
 namespace detail {
 
-// How far an operand moves, in elements, for one step along each axis of a result of that rank: 0
-// along the axes where it is repeated.
+// The stride of an operand, in elements, for each axis of a result of that rank: 0 along the axes
+// where it is repeated.
 shape_list broadcast_strides(const shape_list& shape, std::size_t rank);
 
-// Which operand moves along a row of the result; the other gives one element for the whole row.
+// Which operand moves along a row of the result; the other contributes one element to the whole
+// row.
 enum class row_form { both, left, right };
 
-// The way through a broadcast result, row by row. Axes of extent 1 are left out and neighbouring
-// axes that both operands run through evenly are joined, so that rows are as long as they can be,
-// and no row of more than one element repeats both operands.
+// The loops over a broadcast result, row by row. Axes of extent 1 are left out, and adjacent axes
+// that are contiguous in both operands are joined, so that rows are as long as possible and no row
+// of more than one element repeats both operands.
 struct broadcast_walk
 {
     struct axis
@@ -79,7 +80,7 @@ void broadcast_walk::each_row(Row row)
     }
 }
 
-// Whether b is one number to a, so that the result has the shape of a.
+// Whether b is a single number to be repeated along a, so that the result has the shape of a.
 template <class T>
 bool is_number_to(const tensor<T>& a, const tensor<T>& b)
 {

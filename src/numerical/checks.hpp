@@ -33,7 +33,7 @@ std::string shape_text(const shape_list& shape);
 template <class T>
 void require_finite(const matrix<T>& a, const char* prefix);
 
-// The same over the lower triangle of a square matrix; what stands above the diagonal isn't read.
+// The same over the lower triangle of a square matrix; elements above the diagonal aren't read.
 template <class T>
 void require_finite_lower(const matrix<T>& a, const char* prefix);
 

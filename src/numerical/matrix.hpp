@@ -34,7 +34,7 @@ namespace detail {
 template <class T>
 matrix<T> adjoint(const matrix<T>& a);
 
-// The n × n array becomes its plain transpose.
+// Transposes the n × n array in place, without conjugation.
 template <class T>
 void transpose_in_place(std::vector<T>& a, std::size_t n);
 

@@ -3,10 +3,10 @@
 // One name for the two element types, so that real and complex algorithms are one template.
 //
 // Products and quotients of std::complex<double> are the built-in ones, which follow C99 Annex G:
-// the quick formula, recovered by __muldc3 when a part comes out NaN, and __divdc3. That holds
-// only in files built without -mfma (g++ 12 fuses complex products there in spite of
-// -ffp-contract=off), that is in all but the kernel files. Beware that complex times double
-// multiplies by parts and differs from the full product with (x, 0) in signed zeros and NaN.
+// the textbook formula, recovered by __muldc3 if a part is NaN, and __divdc3. That holds only in
+// files built without -mfma (g++ 12 fuses complex products there in spite of -ffp-contract=off),
+// that is in all but the kernel files. Complex times double multiplies by parts, and differs from
+// the product with (x, 0) in signed zeros and NaN.
 
 #include <algorithm>
 #include <cmath>
@@ -41,10 +41,10 @@ inline double modulus(const complex& z)
     return std::abs(z);
 }
 
-// max(largest, |z|). The square root is taken only where |Re z| + |Im z| says that it may matter.
+// max(largest, |z|). The square root is computed only if |Re z| + |Im z| is above `largest`.
 inline double larger_modulus(double largest, double x)
 {
-    const double magnitude = std::abs(x); // std::max, by references, would go through memory
+    const double magnitude = std::abs(x); // std::max takes references, and would go through memory
     return magnitude > largest ? magnitude : largest;
 }
 
@@ -55,11 +55,11 @@ inline double larger_modulus(double largest, const complex& z)
     return std::max(largest, std::abs(z));
 }
 
-// The largest modulus of n elements, 0 for none. NaN elements don't enter.
+// The largest modulus of n elements, 0 for none. NaN elements are ignored.
 template <class T>
 double largest_modulus(const T* x, std::size_t n)
 {
-    constexpr std::size_t lanes = 8; // one maximum would wait for itself at every element
+    constexpr std::size_t lanes = 8; // a single maximum would be bound by latency
     double largest[lanes] = {};
     std::size_t i = 0;
     for (; i + lanes <= n; i += lanes)
@@ -109,8 +109,8 @@ inline bool is_finite(const complex& z)
     return std::isfinite(z.real()) && std::isfinite(z.imag());
 }
 
-// a·b by the quick formula alone. For operands whose product neither overflows nor is NaN it is the
-// built-in product, and loops over it can be vectorised.
+// a·b by the textbook formula alone. It equals the built-in product unless that overflows or is
+// NaN, and loops over it can be vectorised.
 inline double finite_product(double a, double b)
 {
     return a * b;
@@ -136,8 +136,8 @@ inline complex scaled_by_power(const complex& z, int exponent)
 // or zero magnitude counts as the smallest normal number.
 double tiny_scale(double magnitude);
 
-// z/|z|, and 1 for zero. Tiny numbers, and those whose modulus overflows, keep their angle, being
-// scaled by a power of two first.
+// z/|z|, and 1 for zero. Tiny numbers, and those whose modulus overflows, are scaled by a power of
+// two first, so that they keep their angle.
 double phase_of(double x);
 complex phase_of(const complex& z);
 

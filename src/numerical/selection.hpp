@@ -1,10 +1,10 @@
 #pragma once
 
-// Elements of a tensor picked by arrays of positions: what indexing by lists, arrays and masks
-// comes down to, for reading and for making a changed copy. Ranges alone are the business of take.
+// Elements of a tensor selected by arrays of positions, which indexing by lists, arrays and masks
+// is reduced to, for reading and for a changed copy. Ranges alone are handled by take.hpp.
 //
-// The result is walked in row-major order by loops, one for each axis that a range selects and one
-// for all axes of the broadcast arrays of positions together. The element at i, j, ... lies
+// The result is produced in row-major order by loops, one for each axis that a range selects and
+// one for all axes of the broadcast arrays of positions together. The element at i, j, ... lies
 //
 //     origin + place(i) + place(j) + ...
 //
@@ -39,9 +39,8 @@ struct selection
 template <class T>
 tensor<T> gather(const tensor<T>& a, const selection& from);
 
-// The elements of `a` with each place of an axis replaced by those that the positions name: their
-// shape stands for the axis in the result's. They lie in [-extent, extent), a negative one counts
-// from the end.
+// The elements of `a` at the positions along an axis, whose place in the result's shape the shape
+// of the positions takes. They lie in [-extent, extent), a negative one counts from the end.
 template <class T>
 tensor<T> gather_along(const tensor<T>& a, std::size_t axis, const positions& places);
 
@@ -58,8 +57,8 @@ enum class update_operation { set, add, multiply, minimum, maximum };
 
 // A copy of `a` in which each selected element is replaced by `operation` of itself and its value.
 // The values broadcast to the selection's shape: dimension_error "values of shape (2,) cannot be
-// broadcast to the selected shape (3,)". A place that is selected several times takes its values in
-// row-major order: the last one set stands, and sums and products collect them all. Minimum and
+// broadcast to the selected shape (3,)". A place that is selected several times receives its values
+// in row-major order: `set` keeps the last one, sums and products accumulate all. Minimum and
 // maximum give NaN where either side is NaN.
 template <class T>
 tensor<T> updated(const tensor<T>& a, const selection& at, update_operation operation,

@@ -7,8 +7,8 @@
 
 namespace numerical::detail {
 
-// A list whose greatest length is known when it is made, for one entry to each axis of a tensor. At
-// the usual ranks it takes no memory from the heap, which would cost more than the work on it.
+// A list whose greatest length is known when it is made, with one entry for each axis of a tensor.
+// At the usual ranks it needs no heap memory, whose allocation would cost more than the work on it.
 template <class T>
 class short_list
 {

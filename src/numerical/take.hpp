@@ -9,8 +9,8 @@
 
 namespace numerical {
 
-// The elements start, start + step, ... of an axis, `count` of them. A dropped axis, meant to have
-// count 1, does not show in the shape of the result.
+// The elements start, start + step, ... of an axis, `count` of them. A dropped axis, of
+// count 1, is left out of the shape of the result.
 struct axis_range
 {
     long start;

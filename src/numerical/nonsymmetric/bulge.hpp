@@ -1,8 +1,8 @@
 #pragma once
 
-// One bulge on its way: a step of the implicit QR iteration with two shifts (Francis 1961; Watkins
-// 2007). Both element types take two shifts at a time; a reflector of three elements costs less
-// than two rotations, and half as many of them wait for each other.
+// The chase of one bulge: a step of the implicit QR iteration with two shifts (Francis 1961;
+// Watkins 2007). Both element types take two shifts at a time; a reflector of three elements costs
+// less than two rotations, and half as many of them wait for each other.
 
 #include "numerical/nonsymmetric/schur_views.hpp"
 #include "numerical/scalar.hpp"

@@ -1,10 +1,10 @@
 #pragma once
 
 // Updates far from the diagonal by the reflectors that a chain of bulges has made in a window, on
-// strips of the window's rows outside of it. A strip is copied to contiguous storage, all the
-// reflectors go over it while it is in the first cache, and it is copied back. Columns above the
-// window go the same way transposed. That takes 10 operations for a reflector and a column, where a
-// product with the reflectors accumulated takes 24 at the best shape of a window.
+// strips of the window's rows outside of it. A strip is copied to contiguous storage, all
+// reflectors are applied to it while it is in L1, and it is copied back. Columns above the window
+// are treated likewise, transposed. That takes 10 operations for a reflector and a column, where a
+// product with the accumulated reflectors takes 24 at the best shape of a window.
 
 #include "numerical/nonsymmetric/schur_views.hpp"
 #include "numerical/nonsymmetric/strip_kernels.hpp"

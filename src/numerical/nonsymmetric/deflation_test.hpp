@@ -49,7 +49,7 @@ bool is_negligible(block_view<const T> h, std::size_t k, std::size_t from, std::
 }
 
 // The first row of the unreduced block that ends before row `end`; the subdiagonal element that
-// parts it from what is above becomes zero.
+// separates it from the rows above becomes zero.
 template <class T>
 std::size_t start_of_unreduced(block_view<T> h, std::size_t from, std::size_t end)
 {

@@ -1,8 +1,8 @@
 #pragma once
 
 // Aggressive early deflation (Braman, Byers and Mathias 2002, part II). The trailing window of the
-// active block is brought to Schur form; what its similarity makes of the subdiagonal element
-// before the window is the spike:
+// active block is brought to Schur form; the similarity turns the subdiagonal element before the
+// window into the spike:
 //
 //     [ x x | x x x ]          [ x x | x x x ]
 //     [ x x | x x x ]          [ x x | x x x ]

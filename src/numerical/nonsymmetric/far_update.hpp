@@ -1,8 +1,8 @@
 #pragma once
 
-// Updates far from the diagonal by a small unitary U, in which everything is gathered that was done
-// to a diagonal block: the rest of the block's rows and columns and its rows of Zᴴ are multiplied
-// by it as products, which run on the pool.
+// Updates far from the diagonal by a small unitary U that accumulates the similarities of a
+// diagonal block: the rest of the block's rows and columns and its rows of Zᴴ are multiplied by U,
+// by products that run on the pool.
 
 #include "numerical/nonsymmetric/schur_views.hpp"
 

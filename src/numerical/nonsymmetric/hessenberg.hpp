@@ -1,9 +1,10 @@
 #pragma once
 
-// Reduction to Hessenberg form by reflectors, QᴴAQ = H. Large matrices go by panels of columns: in
-// a panel the trailing matrix stays as it was, Y = A·V·T is built up beside the reflectors, and
-// then all is updated by products. Only the product of the trailing matrix with each reflector is
-// no block operation, and only of its rows below the panel (Quintana-Orti and van de Geijn 2006).
+// Reduction to Hessenberg form by reflectors, QᴴAQ = H. Large matrices are reduced by panels of
+// columns: within a panel the trailing matrix stays unchanged while Y = A·V·T is formed along with
+// the reflectors; then products update everything. Only the product of the trailing matrix with
+// each reflector is no block operation, and only of its rows below the panel (Quintana-Orti and van
+// de Geijn 2006).
 
 #include "numerical/factor/reflector_block.hpp"
 
@@ -14,7 +15,7 @@ namespace numerical::detail {
 
 constexpr std::size_t hessenberg_panel = 32;
 
-// Matrices of less rows are reduced column by column.
+// Matrices with fewer rows are reduced column by column.
 constexpr std::size_t hessenberg_crossover = 96;
 
 // The reflectors of a reduction; entry i spans [i, n), entry 0 is empty. Those of a blocked

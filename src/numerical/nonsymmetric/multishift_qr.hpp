@@ -1,7 +1,7 @@
 #pragma once
 
 // The QR iteration for matrices of any order: sweeps with many small bulges and aggressive early
-// deflation (Braman, Byers and Mathias 2002), small active blocks by one bulge at a time.
+// deflation (Braman, Byers and Mathias 2002); small active blocks with one bulge at a time.
 
 #include "numerical/nonsymmetric/small_qr.hpp"
 
@@ -9,16 +9,16 @@
 
 namespace numerical::detail {
 
-// Active blocks of less rows go by one bulge at a time.
+// Active blocks with fewer rows are iterated with one bulge at a time.
 constexpr std::size_t multishift_crossover = 96;
 
-// Brings the Hessenberg matrix s.h to Schur form. Gives the number of leading rows that have not
+// Brings the Hessenberg matrix s.h to Schur form. Returns the number of leading rows that have not
 // converged, 0 for success.
 template <class T>
 std::size_t multishift_qr(const schur_views<T>& s, schur_extent extent, std::size_t step_limit);
 
-// The same by the way that suits the order. Rows of less than multishift_crossover elements need
-// the padding of the bulge kernels.
+// The same by the iteration that suits the order. Rows of fewer than multishift_crossover elements
+// need the padding of the bulge kernels.
 template <class T>
 std::size_t qr_iteration(const schur_views<T>& s, schur_extent extent, std::size_t step_limit);
 

@@ -1,7 +1,7 @@
 #pragma once
 
 // Hessenberg form, Schur form, eigenvalues and eigenvectors of general square matrices. T = double
-// or std::complex<double>. Matrices come by value, and the work is done in their storage.
+// or std::complex<double>. Matrices are passed by value, and the work is done in their storage.
 //
 // Every function throws dimension_error if the matrix isn't square and non_finite_error if it holds
 // an infinite or NaN entry; all but hessenberg_form throw convergence_error if the QR iteration
@@ -38,7 +38,7 @@ template <class T>
 struct schur_factors
 {
     matrix<T> t;
-    matrix<T> q;                              // 0 × 0 if it wasn't asked for
+    matrix<T> q;                              // 0 × 0 if it wasn't requested
     std::vector<std::complex<double>> values; // in the order of the diagonal
 };
 
@@ -51,7 +51,7 @@ schur_factors<T> schur_form(matrix<T> a, schur_vectors vectors);
 schur_factors<std::complex<double>> complex_schur_form(const schur_factors<double>& real);
 
 // Moves the selected eigenvalues, `selected` having an entry for each, to the top of T by unitary
-// similarities (Bai and Demmel 1993), in the order in which they stand; of a real pair both move if
+// similarities (Bai and Demmel 1993), in their order on the diagonal; of a real pair both move if
 // either is selected. Gives their number. dimension_error if there are not as many flags as
 // eigenvalues; convergence_error if two eigenvalues are too close to change places, whereupon the
 // factors are a valid Schur form with some of them moved.
@@ -59,7 +59,7 @@ template <class T>
 std::size_t order_schur_form(schur_factors<T>& factors, const std::vector<bool>& selected);
 
 // The eigenvalues in the order in which they are found; of a real matrix pairs are conjugate to the
-// bit and stand side by side, that with positive imaginary part first.
+// bit and adjacent, the one with positive imaginary part first.
 template <class T>
 std::vector<std::complex<double>> general_eigenvalues(matrix<T> a);
 
@@ -71,7 +71,7 @@ struct general_eigenpairs
     bool real;                                // no value and no vector has an imaginary part
     // Column k belongs to values[k]: A·V = V·diag(values) and Uᴴ·A = diag(values)·Uᴴ. Columns have
     // Euclidean length 1; if they are not real, the element of largest modulus is. 0 × 0 if they
-    // weren't asked for.
+    // weren't requested.
     matrix<std::complex<double>> right;
     matrix<std::complex<double>> left;
 };

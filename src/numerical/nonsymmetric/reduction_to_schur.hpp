@@ -1,7 +1,7 @@
 #pragma once
 
 // From a general matrix to Schur form and back: scaling into a safe range, balancing, Hessenberg
-// reduction, the iteration, and the way back.
+// reduction, the iteration, and the back-transformation.
 
 #include "numerical/matrix.hpp"
 #include "numerical/nonsymmetric/balance.hpp"
@@ -13,9 +13,9 @@
 
 namespace numerical::detail {
 
-// Largest moduli in [1/limit, limit] are left alone: squares of such elements, and of a few
-// thousand of them their sums, neither overflow nor lose what counts. Other matrices are multiplied
-// by a power of two.
+// Matrices with a largest modulus in [1/limit, limit] aren't scaled: squares of such elements, and
+// sums of a few thousand squares, neither overflow nor lose significant digits. Other matrices are
+// multiplied by a power of two.
 constexpr double safe_magnitude = 0x1p450;
 
 // The exponent of the power of two that a has been multiplied by.

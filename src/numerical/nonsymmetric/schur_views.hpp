@@ -1,9 +1,9 @@
 #pragma once
 
 // What the iterations towards Schur form work on: a matrix H that is brought to triangular form by
-// unitary similarities, H := Uᴴ·H·U, and the rows of Zᴴ, which keep up by Zᴴ := Uᴴ·Zᴴ. With the
-// adjoint of the basis instead of the basis all that concerns it is done on contiguous rows, in the
-// way in which H is multiplied from the left.
+// unitary similarities, H := Uᴴ·H·U, and the rows of Zᴴ, updated by Zᴴ := Uᴴ·Zᴴ. The adjoint of the
+// basis, rather than the basis, lets its updates work on contiguous rows, like those of H from the
+// left.
 
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/nonsymmetric/bulge_kernels.hpp"
@@ -22,16 +22,16 @@ struct schur_views
     block_view<T> z;
 };
 
-// How far a similarity of rows and columns [k, k + 2 or 3) goes: rows to the left and above that
-// need not be kept up are left alone when only eigenvalues are asked for.
+// The extent of a similarity of rows and columns [k, k + 2 or 3): if only eigenvalues are
+// requested, the rows and columns outside the active block aren't updated.
 struct similarity_reach
 {
     std::size_t row_from; // columns are multiplied in rows [row_from, ...)
     std::size_t col_to;   // rows are multiplied in columns [..., col_to)
 };
 
-// A square block with the padding that the bulge kernels ask for. Rows lie an odd number of cache
-// lines apart, so that columns don't crowd a few sets of the cache.
+// A square block with the padding that the bulge kernels ask for. Rows are an odd number of cache
+// lines apart, so that columns don't fall into the same few cache sets.
 template <class T>
 class padded_square
 {

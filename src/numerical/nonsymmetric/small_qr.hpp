@@ -1,7 +1,7 @@
 #pragma once
 
-// The QR iteration with one bulge at a time (Francis 1961), for blocks that stay in the first
-// caches. Memory: rows of h and z need the padding of bulge_kernels.hpp.
+// The QR iteration with one bulge at a time (Francis 1961), for blocks that stay in L1 and L2. Rows
+// of h and z need the padding of bulge_kernels.hpp.
 
 #include "numerical/nonsymmetric/schur_views.hpp"
 
@@ -9,23 +9,22 @@
 
 namespace numerical::detail {
 
-// After so many steps without deflation the shifts are replaced once by ad hoc ones, which break
+// After this many steps without deflation the shifts are replaced once by ad hoc ones, which break
 // cycles (Martin, Peters and Wilkinson 1970).
 constexpr std::size_t exceptional_step = 10;
 
-// The steps, sweeps of one bulge or of many, that an iteration on n rows may take in all: LAPACK's
-// limit.
+// The limit of the steps (sweeps of one bulge or of many) of an iteration on n rows, as LAPACK's.
 constexpr std::size_t qr_step_limit(std::size_t n)
 {
     return 30 * (n < 10 ? 10 : n);
 }
 
-// Whether the rows and columns beyond an active block are kept up, for a Schur form, or only the
+// Whether the rows and columns outside an active block are updated, for a Schur form, or only the
 // block itself, for eigenvalues.
 enum class schur_extent { whole, active_block };
 
-// Brings the Hessenberg block [from, to) to Schur form, real 2 × 2 blocks standardised. Gives the
-// end of what has not converged within `step_limit` steps: `from` if all has.
+// Brings the Hessenberg block [from, to) to Schur form, real 2 × 2 blocks standardised. Returns
+// the end of the rows that have not converged within `step_limit` steps: `from` if all have.
 template <class T>
 std::size_t small_qr(const schur_views<T>& s, std::size_t from, std::size_t to, schur_extent extent,
                      std::size_t step_limit);

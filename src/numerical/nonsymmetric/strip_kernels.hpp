@@ -1,8 +1,8 @@
 #pragma once
 
-// A bulge's way through a strip: reflectors that follow each other down the rows of a narrow block
-// in the first cache. A row is loaded and stored once for the three reflectors that touch it, which
-// is what makes the direct way faster than a product with the accumulated reflectors (Van Zee,
+// The passage of a bulge through a strip: consecutive reflectors down the rows of a narrow block in
+// L1. A row is loaded and stored once for the three reflectors that touch it, which makes this
+// faster than a product with the accumulated reflectors (Van Zee,
 // van de Geijn and Quintana-Orti 2014, for rotations). Declarations only, so it may be included
 // from any target.
 
@@ -11,8 +11,8 @@
 
 namespace numerical::detail {
 
-// Columns of a strip. Three vectors of AVX-512 hold a row: their chains of sums hide each other's
-// latency, and three rows of them fit the registers.
+// The columns of a strip. Three AVX-512 vectors hold a row: their chains of sums hide each other's
+// latency, and three such rows fit in the registers.
 constexpr std::size_t strip_doubles = 24;
 template <class T>
 constexpr std::size_t strip_columns = strip_doubles * sizeof(double) / sizeof(T);

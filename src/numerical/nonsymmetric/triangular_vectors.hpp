@@ -17,13 +17,13 @@
 
 namespace numerical::detail {
 
-// Vectors that are found and multiplied by the basis at a time.
+// How many vectors are computed and multiplied by the basis at a time.
 constexpr std::size_t vector_columns = 64;
 
-// Rows that are solved between products.
+// How many rows are solved between products.
 constexpr std::size_t vector_rows = 32;
 
-// Elements beyond it make a vector be scaled down.
+// A vector with elements beyond this limit is scaled down.
 constexpr double greatest_element = 0x1p300;
 
 // X·S with a basis X, n × n: column k is an eigenvector of T for its eigenvalue k; S scales. A real
