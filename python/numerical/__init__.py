@@ -28,17 +28,17 @@ from ._creation import (
 from ._dtypes import complex128, float64
 from ._einsum import einsum
 from ._arrangement import (
-    block_diag, column_stack, hstack, meshgrid, roll, split, take, take_along_axis, toeplitz,
+    block_diag, column_stack, diff, hstack, meshgrid, roll, split, take, take_along_axis, toeplitz,
     unstack, vander, vstack,
 )  # fmt: skip
 from ._functions import (
     abs, absolute, acos, add, all, allclose, any, arccos, arcsin, arctan, arctan2, argmax,
     argmin, argsort, array_equal, asin, atan, atan2, ceil, clip, conj, conjugate, cos, cosh,
-    count_nonzero, cumprod, cumsum, diff, divide, equal, exp, exp2, expm1, floor, greater,
+    copysign, count_nonzero, cumprod, cumsum, divide, equal, exp, exp2, expm1, floor, greater,
     greater_equal, hypot, imag, isclose, isfinite, isinf, isnan, less, less_equal, log, log10,
     log1p, log2, logical_and, logical_not, logical_or, logical_xor, max, maximum, mean, min,
-    minimum, multiply, negative, nonzero, not_equal, pow, power, prod, real, round,
-    searchsorted, sign, sin, sinh, sort, sqrt, square, std, subtract, sum, tan, tanh, trunc,
+    minimum, multiply, negative, nextafter, nonzero, not_equal, pow, power, prod, real, round,
+    searchsorted, sign, signbit, sin, sinh, sort, sqrt, square, std, subtract, sum, tan, tanh, trunc,
     var, where,
 )  # fmt: skip
 from ._numerical import Tensor, error
@@ -51,6 +51,10 @@ from ._settings import get_num_threads, limit_gemm_path, num_threads, set_num_th
 from ._shaping import (
     broadcast_to, concat, concatenate, expand_dims, flip, moveaxis, permute_dims, ravel, repeat, reshape,
     squeeze, stack, swapaxes, tile, transpose,
+)  # fmt: skip
+from ._standard import (
+    broadcast_arrays, broadcast_shapes, cumulative_prod, cumulative_sum, isin, logaddexp, positive,
+    reciprocal, unique_all, unique_counts, unique_inverse, unique_values,
 )  # fmt: skip
 from ._statistics import corrcoef, cov
 from .linalg import (

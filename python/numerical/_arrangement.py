@@ -137,6 +137,22 @@ def block_diag(*matrices):
     return concatenate(rows)
 
 
+def diff(a, n=1, axis=-1, prepend=None, append=None):
+    """The differences of neighbours along an axis, n times over.
+
+    What is prepended and appended joins a along the axis before; a number stands for one place.
+    """
+    if prepend is None and append is None:
+        return native.diff(a, n, axis)
+    a = asarray(a)
+    place = axis_of(axis, a.ndim)
+    one = (*a.shape[:place], 1, *a.shape[place + 1 :])
+    parts = [None if part is None else asarray(part) for part in (prepend, append)]
+    parts = [t if t is None or t.ndim else broadcast_to(t, one) for t in parts]
+    joined = [t for t in (parts[0], a, parts[1]) if t is not None]
+    return native.diff(concatenate(joined, place), n, place)
+
+
 # --- parts ---------------------------------------------------------------------------------------
 def split(a, indices_or_sections, axis=0):
     """The parts of a tensor along an axis.

@@ -212,7 +212,7 @@ _PLAIN = {
     ),
     "cumsum": _Counterpart(_with_dtype(_functions.cumsum), "a; axis dtype out!"),
     "cumprod": _Counterpart(_with_dtype(_functions.cumprod), "a; axis dtype out!"),
-    "diff": _Counterpart(_functions.diff, "a; n axis prepend! append!"),
+    "diff": _Counterpart(_arrangement.diff, "a; n axis prepend append"),
     "round": _Counterpart(_functions.round, "a; decimals out!"),
     "round_": _Counterpart(_functions.round, "a; decimals out!"),
     "around": _Counterpart(_functions.round, "a; decimals out!"),

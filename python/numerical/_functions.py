@@ -31,6 +31,8 @@ pow = power = native.power
 abs = native.abs
 square = native.square
 sign = native.sign
+copysign = native.copysign
+nextafter = native.nextafter
 floor = native.floor
 ceil = native.ceil
 trunc = native.trunc
@@ -46,7 +48,6 @@ multiply = native.multiply
 divide = native.divide
 maximum = native.maximum
 minimum = native.minimum
-diff = native.diff
 absolute, conjugate = abs, conj
 
 # --- truths ---------------------------------------------------------------------------------------
@@ -60,6 +61,7 @@ logical_and = native.logical_and
 logical_or = native.logical_or
 logical_xor = native.logical_xor
 logical_not = native.logical_not
+signbit = native.signbit
 isnan = native.isnan
 isinf = native.isinf
 isfinite = native.isfinite

@@ -103,6 +103,11 @@ def _iterate(t):
     return (t[i] for i in range(t.shape[0]))
 
 
+def _contains(t, value):
+    """Whether an element equals the value, with broadcasting."""
+    return bool(functions.any(t == value))
+
+
 def _format_spec(t, spec):
     if not spec:
         return tensor_text(t)
@@ -414,6 +419,7 @@ METHODS = {
     "copy": native.method_shortcut(_copy),
     "__len__": _length,
     "__iter__": _iterate,
+    "__contains__": _contains,
     "__bool__": _bool,
     "__float__": _to_float,
     "__int__": _to_int,

@@ -26,7 +26,7 @@ def normalized_axes(axes, rank, name="axis"):
 
 
 @native.shortcut
-def reshape(a, shape, order="C"):
+def reshape(a, shape, order="C", *, copy=None):
     """The elements in row-major order under another shape.
 
     Parameters
@@ -36,6 +36,8 @@ def reshape(a, shape, order="C"):
         One extent may be -1: it is worked out from the others.
     order : 'C', optional
         Row-major. For column-major order write reshape(a.T, shape[::-1]).T.
+    copy : bool or None, optional
+        Of no effect: a tensor never changes, so that nobody can tell a copy from a view.
 
     Returns
     -------

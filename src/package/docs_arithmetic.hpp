@@ -484,4 +484,82 @@ Examples
 Tensor([1.0, 3.0])
 )doc";
 
+constexpr char signbit_doc[] = R"doc(signbit(a)
+--
+
+The mask of set sign bits, those of -0.0 and of NaN too.
+
+Parameters
+----------
+a : array_like
+    float64, any shape.
+
+Returns
+-------
+Tensor or bool
+    A bool for a number.
+
+Raises
+------
+TypeError
+    For complex128.
+
+Examples
+--------
+>>> nm.signbit([1.0, -0.0, -2.0])
+Tensor([0.0, 1.0, 1.0])
+)doc";
+
+constexpr char copysign_doc[] = R"doc(copysign(a, b)
+--
+
+The elements of a with the signs of those of b.
+
+Parameters
+----------
+a, b : array_like
+    float64, with broadcasting.
+
+Returns
+-------
+Tensor or float
+    A float for two numbers.
+
+Raises
+------
+TypeError
+    For complex128.
+
+Examples
+--------
+>>> nm.copysign([1.0, -2.0], [-1.0, 1.0])
+Tensor([-1.0, 2.0])
+)doc";
+
+constexpr char nextafter_doc[] = R"doc(nextafter(a, b)
+--
+
+The numbers next to the elements of a on the way to those of b.
+
+Parameters
+----------
+a, b : array_like
+    float64, with broadcasting.
+
+Returns
+-------
+Tensor or float
+    A float for two numbers.
+
+Raises
+------
+TypeError
+    For complex128.
+
+Examples
+--------
+>>> nm.nextafter([1.0], [2.0]) == 1.0 + 2.0**-52
+Tensor([1.0])
+)doc";
+
 } // namespace numerical::package

@@ -47,6 +47,18 @@ PyObject* comparison_call(const char* name, comparison by, const binding::call_a
                                         : compare(by, a.as<double>(), b.as<double>()));
 }
 
+// f(a, b) of two real tensors, for functions that have no meaning for complex numbers.
+template <class F>
+PyObject* real_call(const char* name, const binding::call_arguments& call, const F& f)
+{
+    const auto [left, right] = of_two(name).bind(call);
+    const operand a(left);
+    const operand b(right);
+    if (a.is_complex() || b.is_complex())
+        fail(PyExc_TypeError, std::string(name) + " takes float64 tensors, not complex128");
+    return wrap(f(a.as<double>(), b.as<double>()));
+}
+
 PyObject* extreme_call(const char* name, pair_function by, const binding::call_arguments& call)
 {
     const auto [left, right] = of_two(name).bind(call);
@@ -248,6 +260,29 @@ PyObject* logical_not(const binding::call_arguments& call)
     return question_call(
         "logical_not", number_function::logical_not, [](const complex& z) { return z == 0.0; },
         call);
+}
+
+PyObject* signbit(const binding::call_arguments& call)
+{
+    const auto [given] = unary_signature{"signbit", {"a"}}.bind(call);
+    const operand a(given);
+    if (a.is_complex())
+        fail(PyExc_TypeError, "signbit takes a float64 tensor, not complex128");
+    return truth_or_mask(number_by(number_function::sign_bit, a.as<double>()));
+}
+
+PyObject* copysign(const binding::call_arguments& call)
+{
+    return real_call("copysign", call, [](const auto& a, const auto& b) {
+        return pair_by(pair_function::copy_sign, a, b);
+    });
+}
+
+PyObject* nextafter(const binding::call_arguments& call)
+{
+    return real_call("nextafter", call, [](const auto& a, const auto& b) {
+        return broadcast_apply(a, b, [](double x, double y) { return std::nextafter(x, y); });
+    });
 }
 
 PyObject* isnan(const binding::call_arguments& call)

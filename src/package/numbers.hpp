@@ -26,6 +26,9 @@ PyObject* logical_not(const binding::call_arguments& call);
 PyObject* isnan(const binding::call_arguments& call); // of a complex number if one part is
 PyObject* isinf(const binding::call_arguments& call);
 PyObject* isfinite(const binding::call_arguments& call);
+PyObject* signbit(const binding::call_arguments& call); // float64 only, as the next two
+PyObject* copysign(const binding::call_arguments& call);
+PyObject* nextafter(const binding::call_arguments& call);
 PyObject* isclose(const binding::call_arguments& call); // as allclose, element by element
 
 PyObject* floor(const binding::call_arguments& call); // float64 only, as ceil and trunc

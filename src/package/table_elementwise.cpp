@@ -62,6 +62,9 @@ std::span<PyMethodDef> elementwise_table()
         function<trunc>("trunc", trunc_doc),
         function<round>("round", round_doc),
         function<sign>("sign", sign_doc),
+        function<signbit>("signbit", signbit_doc),
+        function<copysign>("copysign", copysign_doc),
+        function<nextafter>("nextafter", nextafter_doc),
         function<clip>("clip", clip_doc),
     };
     return table;

@@ -25,6 +25,7 @@ EVEN = {
     "path": "portable", "spec": "ij->ji", "y": nm.ones(2), "m": nm.eye(2), "mask": nm.eye(2) > 0,
     "indices": [0], "indices_or_sections": 2, "shift": 1, "c": nm.ones(2),
     "lu_and_piv": nm.linalg.lu_factor(nm.eye(2)), "c_and_lower": nm.linalg.cho_factor(nm.eye(2)),
+    "x1": nm.eye(2), "x2": nm.eye(2),
 }  # fmt: skip
 FITTING = {
     "cross": {"a": nm.ones(3), "b": nm.ones(3)}, "reshape": {"shape": (4,)},

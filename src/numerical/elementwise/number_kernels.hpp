@@ -23,6 +23,7 @@ enum class number_function {
     is_finite,
     truth,
     logical_not,
+    sign_bit, // of zeros and NaN too
 };
 
 enum class pair_function {
@@ -37,6 +38,7 @@ enum class pair_function {
     logical_and,
     logical_or,
     logical_xor,
+    copy_sign, // the left one with the sign of the right
 };
 
 namespace detail {
@@ -54,8 +56,8 @@ using column_places = void (*)(const row_block& block, double* best, double* pla
 
 struct number_kernels
 {
-    number_row of_one[10];
-    rows_by_form<arithmetic_row> of_two[11];
+    number_row of_one[11];
+    rows_by_form<arithmetic_row> of_two[12];
     choice_row choices[8];         // of reals: 4, 2 and 1 for a mask, left and right that move
     choice_row complex_choices[8]; // of complex numbers
     void (*clip)(const double* x, double low, double high, double* out, std::size_t n);

@@ -36,6 +36,7 @@ constexpr auto is_infinite = [](double x) { return one_if(__builtin_fabs(x) == i
 constexpr auto is_finite = [](double x) { return one_if(__builtin_fabs(x) < infinity); };
 constexpr auto truth_of = [](double x) { return one_if(x != 0); };
 constexpr auto logical_not = [](double x) { return one_if(x == 0); };
+constexpr auto sign_bit = [](double x) { return one_if(__builtin_copysign(1.0, x) < 0); };
 
 constexpr auto less = [](double x, double y) { return one_if(x < y); };
 constexpr auto less_equal = [](double x, double y) { return one_if(x <= y); };
@@ -55,6 +56,7 @@ constexpr auto minimum = [](double x, double y) {
 constexpr auto logical_and = [](double x, double y) { return one_if((x != 0) & (y != 0)); };
 constexpr auto logical_or = [](double x, double y) { return one_if((x != 0) | (y != 0)); };
 constexpr auto logical_xor = [](double x, double y) { return one_if((x != 0) != (y != 0)); };
+constexpr auto copy_sign = [](double x, double y) { return __builtin_copysign(x, y); };
 
 template <class F, std::size_t left_step, std::size_t right_step>
 void pairs_of(const double* __restrict left, const double* __restrict right, double* __restrict out,
@@ -230,12 +232,14 @@ constexpr number_kernels number_kernels_with{
      number_row_of<Stream>(trunc_of), number_row_of<Stream>(round_of),
      number_row_of<Stream>(sign_of), number_row_of<Stream>(is_nan),
      number_row_of<Stream>(is_infinite), number_row_of<Stream>(is_finite),
-     number_row_of<Stream>(truth_of), number_row_of<Stream>(logical_not)},
+     number_row_of<Stream>(truth_of), number_row_of<Stream>(logical_not),
+     number_row_of<Stream>(sign_bit)},
     {pair_rows_of<Stream>(less), pair_rows_of<Stream>(less_equal),
      pair_rows_of<Stream>(greater_than), pair_rows_of<Stream>(greater_equal),
      pair_rows_of<Stream>(equal), pair_rows_of<Stream>(not_equal), pair_rows_of<Stream>(maximum),
      pair_rows_of<Stream>(minimum), pair_rows_of<Stream>(logical_and),
-     pair_rows_of<Stream>(logical_or), pair_rows_of<Stream>(logical_xor)},
+     pair_rows_of<Stream>(logical_or), pair_rows_of<Stream>(logical_xor),
+     pair_rows_of<Stream>(copy_sign)},
     {choose<Stream, 1, 0>, choose<Stream, 1, 1>, choose<Stream, 1, 2>, choose<Stream, 1, 3>,
      choose<Stream, 1, 4>, choose<Stream, 1, 5>, choose<Stream, 1, 6>, choose<Stream, 1, 7>},
     {choose<Stream, 2, 0>, choose<Stream, 2, 1>, choose<Stream, 2, 2>, choose<Stream, 2, 3>,
