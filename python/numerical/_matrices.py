@@ -70,6 +70,12 @@ class EighResult(Result):
     eigenvalues, eigenvectors = _field(0), _field(1)
 
 
+class PolarResult(Result):
+    __slots__ = ()
+    _fields = ("u", "p")
+    u, p = _field(0), _field(1)
+
+
 class QRResult(Result):
     """What qr returns: a tuple of two tensors, with names.
 

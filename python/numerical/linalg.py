@@ -21,15 +21,21 @@ from ._functions import sum as _sum
 from ._hermitian import eigh, eigvalsh
 from ._least_squares import LstsqResult, lstsq, matrix_rank, pinv
 from ._low_rank import randomized_svd
+from ._matrix_equations import (
+    solve_continuous_lyapunov, solve_discrete_lyapunov, solve_sylvester,
+)  # fmt: skip
+from ._matrix_functions import expm, sqrtm
 from ._matrices import (
-    EighResult, EigResult, QRResult, SlogdetResult, SVDResult, matrix_transpose, slice_of,
+    EighResult, EigResult, PolarResult, QRResult, SlogdetResult, SVDResult, matrix_transpose, slice_of,
 )  # fmt: skip
 from ._norms import cond, matrix_norm, norm, vector_norm
 from ._numerical import error
 from ._products import matmul, multi_dot, outer, tensordot, trace
 from ._promotion import same_dtype
 from ._shaping import moveaxis, normalized_axis, stack
+from ._subspaces import null_space, orth, polar
 from ._systems import det, inv, matrix_power, slogdet, solve
+from ._tensor_equations import tensorinv, tensorsolve
 
 LinAlgError = error
 error.__doc__ = """A failure of the mathematics: a singular matrix, input that isn't finite, operands that don't fit.
@@ -122,10 +128,13 @@ def cross(a, b, *, axis=-1):
 
 __all__ = [
     "CholeskyFactor", "EigResult", "EighResult", "LDLFactor", "LU", "LUFactor", "LinAlgError",
-    "LinAlgWarning", "LstsqResult", "QRResult", "SVDResult", "SlogdetResult", "cho_factor",
-    "cho_solve", "cholesky", "cholesky_factor", "cond", "cross", "det", "diagonal", "eig",
-    "eigh", "eigvals", "eigvalsh", "hessenberg", "inv", "ldl", "lstsq", "lu", "lu_factor",
-    "lu_solve", "matmul", "matrix_norm", "matrix_power", "matrix_rank", "matrix_transpose",
-    "multi_dot", "norm", "outer", "pinv", "qr", "randomized_svd", "schur", "slogdet", "solve",
-    "solve_triangular", "svd", "svdvals", "tensordot", "trace", "vecdot", "vector_norm",
+    "LinAlgWarning", "LstsqResult", "PolarResult", "QRResult", "SVDResult", "SlogdetResult",
+    "cho_factor", "cho_solve", "cholesky", "cholesky_factor", "cond", "cross", "det",
+    "diagonal", "eig", "eigh", "eigvals", "eigvalsh", "expm", "hessenberg", "inv", "ldl",
+    "lstsq", "lu", "lu_factor", "lu_solve", "matmul", "matrix_norm", "matrix_power",
+    "matrix_rank", "matrix_transpose", "multi_dot", "norm", "null_space", "orth", "outer",
+    "pinv", "polar", "qr", "randomized_svd", "schur", "slogdet", "solve",
+    "solve_continuous_lyapunov", "solve_discrete_lyapunov", "solve_sylvester",
+    "solve_triangular", "sqrtm", "svd", "svdvals", "tensordot", "tensorinv", "tensorsolve",
+    "trace", "vecdot", "vector_norm",
 ]  # fmt: skip

@@ -1,4 +1,4 @@
-from collections.abc import Iterator
+from collections.abc import Callable, Iterator
 from typing import Any, Literal, Sequence, overload
 
 from . import diagonal as diagonal
@@ -23,6 +23,7 @@ __all__ = [
     "LinAlgError",
     "LinAlgWarning",
     "LstsqResult",
+    "PolarResult",
     "QRResult",
     "SVDResult",
     "SlogdetResult",
@@ -38,6 +39,7 @@ __all__ = [
     "eigh",
     "eigvals",
     "eigvalsh",
+    "expm",
     "hessenberg",
     "inv",
     "ldl",
@@ -52,17 +54,26 @@ __all__ = [
     "matrix_transpose",
     "multi_dot",
     "norm",
+    "null_space",
+    "orth",
     "outer",
     "pinv",
+    "polar",
     "qr",
     "randomized_svd",
     "schur",
     "slogdet",
     "solve",
+    "solve_continuous_lyapunov",
+    "solve_discrete_lyapunov",
+    "solve_sylvester",
     "solve_triangular",
+    "sqrtm",
     "svd",
     "svdvals",
     "tensordot",
+    "tensorinv",
+    "tensorsolve",
     "trace",
     "vecdot",
     "vector_norm",
@@ -89,6 +100,15 @@ class EighResult(tuple[Tensor, Tensor]):
     def eigenvalues(self) -> Tensor: ...
     @property
     def eigenvectors(self) -> Tensor: ...
+
+class PolarResult(tuple[Tensor, Tensor]):
+    _fields: tuple[str, ...]
+    def __new__(cls, *values: Any) -> Any: ...
+    def __getnewargs__(self) -> tuple[Tensor, Tensor]: ...
+    @property
+    def u(self) -> Tensor: ...
+    @property
+    def p(self) -> Tensor: ...
 
 class QRResult(tuple[Tensor, Tensor]):
     _fields: tuple[str, ...]
@@ -287,7 +307,17 @@ def eigvals(a: Any) -> Tensor: ...
 def eig(a: Any, *, left: Literal[False] = False) -> EigResult: ...
 @overload
 def eig(a: Any, *, left: Literal[True]) -> tuple[Tensor, Tensor, Tensor]: ...
-def schur(a: Any, output: Literal["real", "complex"] = "real") -> tuple[Tensor, Tensor]: ...
+@overload
+def schur(
+    a: Any, output: Literal["real", "complex"] = "real", sort: None = None
+) -> tuple[Tensor, Tensor]: ...
+@overload
+def schur(
+    a: Any,
+    output: Literal["real", "complex"] = "real",
+    *,
+    sort: Literal["lhp", "rhp", "iuc", "ouc"] | Callable[..., Any],
+) -> tuple[Tensor, Tensor, int]: ...
 @overload
 def hessenberg(a: Any, calc_q: Literal[False] = False) -> Tensor: ...
 @overload
@@ -311,3 +341,13 @@ def solve_triangular(
     a: Any, b: Any, trans: _Trans = 0, lower: bool = False, unit_diagonal: bool = False
 ) -> Tensor: ...
 def ldl(a: Any, lower: bool = True, hermitian: bool = True) -> LDLFactor: ...
+def expm(a: Any) -> Tensor: ...
+def sqrtm(a: Any) -> Tensor: ...
+def polar(a: Any, side: Literal["right", "left"] = "right") -> PolarResult: ...
+def orth(a: Any, rcond: float | None = None) -> Tensor: ...
+def null_space(a: Any, rcond: float | None = None) -> Tensor: ...
+def solve_sylvester(a: Any, b: Any, q: Any) -> Tensor: ...
+def solve_continuous_lyapunov(a: Any, q: Any) -> Tensor: ...
+def solve_discrete_lyapunov(a: Any, q: Any) -> Tensor: ...
+def tensorsolve(a: Any, b: Any, axes: Sequence[int] | None = None) -> Tensor: ...
+def tensorinv(a: Any, ind: int = 2) -> Tensor: ...

@@ -140,8 +140,8 @@ PyMethodDef* function_table()
     static std::vector<PyMethodDef> table = [] {
         std::vector<PyMethodDef> all;
         for (std::span<PyMethodDef> rows :
-             {connection_table(), linear_algebra_table(), factors_table(), elementwise_table(),
-              reductions_table(), shaping_table()})
+             {connection_table(), linear_algebra_table(), factors_table(), matrix_functions_table(),
+              elementwise_table(), reductions_table(), shaping_table()})
             all.insert(all.end(), rows.begin(), rows.end());
         all.push_back({nullptr, nullptr, 0, nullptr});
         return all;

@@ -18,6 +18,7 @@ PyMethodDef* function_table();
 // The rows by family; a family's file adds here.
 std::span<PyMethodDef> linear_algebra_table();
 std::span<PyMethodDef> factors_table();
+std::span<PyMethodDef> matrix_functions_table();
 std::span<PyMethodDef> elementwise_table();
 std::span<PyMethodDef> reductions_table();
 std::span<PyMethodDef> shaping_table();

@@ -19,6 +19,7 @@ EIGEN = ["numerical/eigen", *FACTOR]
 SYSTEMS = ["numerical/systems", *FACTOR]
 SVD = ["numerical/svd", *EIGEN]
 NONSYMMETRIC = ["numerical/nonsymmetric", *EIGEN]
+MATRIX_FUNCTIONS = ["numerical/matrix_functions", *NONSYMMETRIC]
 STACKS = ["numerical/stacks", *SVD]
 EINSUM = ["numerical/einsum", *GEMM]
 ELEMENTWISE = ["numerical/elementwise", *GEMM]
@@ -38,10 +39,11 @@ ALLOWED = {
     "numerical/eigen": NUMERICAL + EIGEN,
     "numerical/svd": NUMERICAL + SVD,
     "numerical/nonsymmetric": NUMERICAL + NONSYMMETRIC,
+    "numerical/matrix_functions": NUMERICAL + MATRIX_FUNCTIONS,
     "numerical/stacks": NUMERICAL + STACKS,
     "numerical/einsum": NUMERICAL + EINSUM,
     "binding": ["binding"],
-    "package": ["package", "module", "binding"] + NUMERICAL + STACKS + SYSTEMS + NONSYMMETRIC
+    "package": ["package", "module", "binding"] + NUMERICAL + STACKS + SYSTEMS + MATRIX_FUNCTIONS
                + EINSUM + ELEMENTWISE + RANDOM,
     "module": ["module", "binding"] + NUMERICAL + SVD + EINSUM + ELEMENTWISE,
 }

@@ -3,22 +3,18 @@
 #include "numerical/gemm/path.hpp"
 #include "numerical/nonsymmetric/bulge.hpp"
 #include "numerical/nonsymmetric/deflation_test.hpp"
+#include "numerical/nonsymmetric/small_system.hpp"
 #include "numerical/nonsymmetric/standard_block.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <utility>
 
 namespace numerical::detail {
 namespace {
 
 // An exchange is refused if it leaves more than so many units of roundoff below the diagonal.
 constexpr double exchange_tolerance = 10;
-
-constexpr std::size_t most = 4; // rows of two blocks
-
-using small_block = std::array<std::array<double, most>, most>;
 
 // The blocks [ T11 T12 ; 0 T22 ] that are to be exchanged.
 struct block_pair
@@ -43,58 +39,19 @@ block_pair copy_pair(block_view<const double> h, std::size_t k, std::size_t n1, 
 }
 
 // The equations of T11·X - X·T22 = T12, the unknown X(i, j) being number i·n2 + j.
-struct sylvester_equations
+small_system sylvester_equations(const block_pair& p)
 {
-    std::size_t count;
-    small_block a{};
-    std::array<double, most> b{};
-
-    explicit sylvester_equations(const block_pair& p) : count(p.n1 * p.n2)
-    {
-        for (std::size_t i = 0; i < p.n1; ++i)
-            for (std::size_t j = 0; j < p.n2; ++j) {
-                const std::size_t row = i * p.n2 + j;
-                b[row] = p.t[i][p.n1 + j];
-                for (std::size_t l = 0; l < p.n1; ++l)
-                    a[row][l * p.n2 + j] += p.t[i][l];
-                for (std::size_t l = 0; l < p.n2; ++l)
-                    a[row][i * p.n2 + l] -= p.t[p.n1 + l][p.n1 + j];
-            }
-    }
-};
-
-// Gaussian elimination with complete pivoting. A pivot of less than `least` is set to it.
-std::array<double, most> solve(sylvester_equations e, double least)
-{
-    std::array<std::size_t, most> unknown{0, 1, 2, 3};
-    for (std::size_t k = 0; k < e.count; ++k) {
-        std::pair<std::size_t, std::size_t> pivot{k, k};
-        for (std::size_t i = k; i < e.count; ++i)
-            for (std::size_t j = k; j < e.count; ++j)
-                if (std::abs(e.a[i][j]) > std::abs(e.a[pivot.first][pivot.second]))
-                    pivot = {i, j};
-        std::swap(e.a[k], e.a[pivot.first]);
-        std::swap(e.b[k], e.b[pivot.first]);
-        for (std::size_t i = 0; i < e.count; ++i)
-            std::swap(e.a[i][k], e.a[i][pivot.second]);
-        std::swap(unknown[k], unknown[pivot.second]);
-        if (std::abs(e.a[k][k]) < least)
-            e.a[k][k] = least;
-        for (std::size_t i = k + 1; i < e.count; ++i) {
-            const double factor = e.a[i][k] / e.a[k][k];
-            for (std::size_t j = k + 1; j < e.count; ++j)
-                e.a[i][j] -= factor * e.a[k][j];
-            e.b[i] -= factor * e.b[k];
+    small_system system{p.n1 * p.n2};
+    for (std::size_t i = 0; i < p.n1; ++i)
+        for (std::size_t j = 0; j < p.n2; ++j) {
+            const std::size_t row = i * p.n2 + j;
+            system.b[row] = p.t[i][p.n1 + j];
+            for (std::size_t l = 0; l < p.n1; ++l)
+                system.a[row][l * p.n2 + j] += p.t[i][l];
+            for (std::size_t l = 0; l < p.n2; ++l)
+                system.a[row][i * p.n2 + l] -= p.t[p.n1 + l][p.n1 + j];
         }
-    }
-    std::array<double, most> x{};
-    for (std::size_t k = e.count; k-- > 0;) {
-        double sum = e.b[k];
-        for (std::size_t j = k + 1; j < e.count; ++j)
-            sum -= e.a[k][j] * x[unknown[j]];
-        x[unknown[k]] = sum / e.a[k][k];
-    }
-    return x;
+    return system;
 }
 
 struct exchange_reflectors
@@ -106,10 +63,11 @@ struct exchange_reflectors
 
 // The columns of [ -X ; I ] span the invariant subspace of T22. The reflectors of their QR
 // factorization turn it into the leading one.
-exchange_reflectors reflectors_of(const block_pair& p, const std::array<double, most>& solution)
+exchange_reflectors reflectors_of(const block_pair& p,
+                                  const std::array<double, most_unknowns>& solution)
 {
     exchange_reflectors reflectors{p.n1 + 1, p.n2, {}};
-    double g[most][2] = {};
+    double g[most_unknowns][2] = {};
     for (std::size_t i = 0; i < p.n1; ++i)
         for (std::size_t j = 0; j < p.n2; ++j)
             g[i][j] = -solution[i * p.n2 + j];
@@ -149,7 +107,7 @@ bool is_accurate(const exchange_reflectors& reflectors, const block_pair& pair)
 {
     small_block trial = pair.t;
     const std::size_t order = pair.order();
-    apply(reflectors, {{trial[0].data(), order, order, most}, {nullptr, 0, 0, 0}}, 0);
+    apply(reflectors, {{trial[0].data(), order, order, most_unknowns}, {nullptr, 0, 0, 0}}, 0);
     const double accepted =
         std::max(exchange_tolerance * unit_roundoff * pair.largest, negligible_magnitude(1));
     for (std::size_t i = pair.n2; i < order; ++i)
@@ -178,7 +136,7 @@ bool exchange_pairs(const schur_views<double>& s, std::size_t k, std::size_t n1,
     const block_pair pair = copy_pair(s.h, k, n1, n2);
     const auto solution = solve(sylvester_equations(pair),
                                 std::max(unit_roundoff * pair.largest, negligible_magnitude(1)));
-    const exchange_reflectors reflectors = reflectors_of(pair, solution);
+    const exchange_reflectors reflectors = reflectors_of(pair, solution.x);
     if (!is_accurate(reflectors, pair))
         return false;
     apply(reflectors, s, k);

@@ -4,6 +4,9 @@
 #include "numerical/eigen/selected.hpp"
 #include "numerical/factor/cholesky.hpp"
 #include "numerical/factor/qr.hpp"
+#include "numerical/matrix_functions/exponential.hpp"
+#include "numerical/matrix_functions/matrix_equations.hpp"
+#include "numerical/matrix_functions/square_root.hpp"
 #include "numerical/nonsymmetric/nonsymmetric.hpp"
 #include "numerical/svd/band_bidiagonal.hpp"
 #include "numerical/svd/leading_triplets.hpp"
@@ -45,6 +48,12 @@ void expect_bits_of_one_core(const F& compute)
         for (const std::size_t threads : {2UL, 3UL, 7UL, 64UL})
             ASSERT_TRUE(on(threads) == serial) << "path " << path << ", threads " << threads;
     }
+}
+
+template <class T>
+matrix<std::complex<double>> as_complex(const matrix<T>& a)
+{
+    return {a.rows, a.cols, {a.data.begin(), a.data.end()}};
 }
 
 template <class T>
@@ -202,6 +211,19 @@ TYPED_TEST(decompositions_on_64_cores, least_squares_have_the_bits_of_one_core)
                                   numerical::lstsq(deficient, c).data,
                                   numerical::pinv(deficient).data};
     });
+}
+
+TYPED_TEST(decompositions_on_64_cores, matrix_functions_have_the_bits_of_one_core)
+{
+    const auto a = test::random_matrix<TypeParam>(100, 100, 13);
+    const auto b = test::random_matrix<TypeParam>(70, 70, 14);
+    const auto q = test::random_matrix<TypeParam>(100, 70, 15);
+    expect_bits_of_one_core([&] {
+        return vectors<TypeParam>{numerical::matrix_exponential(a).data,
+                                  numerical::solve_sylvester(a, b, q).data,
+                                  numerical::solve_discrete_lyapunov(a, a).data};
+    });
+    expect_bits_of_one_core([&] { return numerical::square_root(as_complex(a)).data; });
 }
 
 } // namespace

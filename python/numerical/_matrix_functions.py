@@ -1,0 +1,71 @@
+"""Functions of square matrices: what f(a) = v·f(w)·v⁻¹ is for a = v·diag(w)·v⁻¹, of any matrix."""
+
+from ._native_module import native
+
+
+def expm(a):
+    """The exponential of square matrices.
+
+    By scaling and squaring with Padé approximants (Higham 2005; Al-Mohy and Higham 2009).
+
+    Parameters
+    ----------
+    a : matrices of shape (..., N, N)
+
+    Returns
+    -------
+    Tensor of the shape of a
+
+    Raises
+    ------
+    ValueError
+        If the matrices aren't square.
+    numerical.error
+        If a holds an infinite or NaN entry. What lies beyond the range of float64 comes out
+        infinite or NaN.
+
+    Examples
+    --------
+    >>> import numerical as nm
+    >>> print(nm.linalg.expm([[0.0, 1.0], [0.0, 0.0]]))
+    [[1.0, 1.0],
+     [0.0, 1.0]]
+    """
+    return native.expm(a)
+
+
+def sqrtm(a):
+    """The principal square root of a square matrix.
+
+    By the Schur form and a blocked recursion on its triangle (Björck and Hammarling 1983; Deadman,
+    Higham and Ralha 2013), of a Hermitian matrix by its eigenvectors.
+
+    Parameters
+    ----------
+    a : matrix of shape (N, N)
+
+    Returns
+    -------
+    Tensor of shape (N, N)
+        x with x @ x = a and eigenvalues in the right half-plane; float64 for a float64 matrix
+        without negative eigenvalues, complex128 otherwise. Eigenvalues of a Hermitian matrix that
+        are within rounding of zero count as zero.
+
+    Raises
+    ------
+    ValueError
+        If a is no square matrix.
+    numerical.error
+        If a holds an infinite or NaN entry, or is singular in a way that leaves no root to be
+        found; or if its eigenvalues aren't found.
+
+    Examples
+    --------
+    >>> import numerical as nm
+    >>> x = nm.linalg.sqrtm([[1.0, 3.0], [1.0, 4.0]])
+    >>> nm.allclose(x @ x, [[1.0, 3.0], [1.0, 4.0]])
+    True
+    >>> nm.linalg.sqrtm([[-4.0]]).tolist()
+    [[2j]]
+    """
+    return native.sqrtm(a)

@@ -1,0 +1,76 @@
+#include "numerical/matrix_functions/hermitian.hpp"
+
+#include "numerical/eigen/eigen.hpp"
+#include "numerical/gemm/gemm.hpp"
+#include "numerical/scalar.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <limits>
+#include <type_traits>
+#include <utility>
+
+namespace numerical::detail {
+
+template <class T>
+bool is_hermitian(const matrix<T>& a)
+{
+    for (std::size_t i = 0; i < a.rows; ++i)
+        for (std::size_t j = 0; j <= i; ++j)
+            if (a.data[i * a.cols + j] != conjugate(a.data[j * a.cols + i]))
+                return false;
+    return true;
+}
+
+template <class T>
+void make_hermitian(matrix<T>& x)
+{
+    const std::size_t n = x.rows;
+    for (std::size_t i = 0; i < n; ++i)
+        for (std::size_t j = 0; j <= i; ++j) {
+            T& lower = x.data[i * n + j];
+            T& upper = x.data[j * n + i];
+            lower = 0.5 * lower + 0.5 * conjugate(upper);
+            upper = conjugate(lower);
+        }
+}
+
+template <class T>
+hermitian_spectrum<T> spectrum_of_hermitian(matrix<T> a)
+{
+    using solver = std::conditional_t<std::is_same_v<T, double>, symmetric_eigen, hermitian_eigen>;
+    solver found(std::move(a), eigen_method::divide_and_conquer);
+    hermitian_spectrum<T> spectrum{std::move(found.values), std::move(found.vectors)};
+    const double largest = largest_modulus(spectrum.values.data(), spectrum.values.size());
+    const double rounding =
+        double(spectrum.values.size()) * std::numeric_limits<double>::epsilon() * largest;
+    for (double& value : spectrum.values)
+        if (std::abs(value) <= rounding)
+            value = 0;
+    return spectrum;
+}
+
+template <class T>
+matrix<T> spectral_sum(const matrix<T>& vectors, const std::vector<double>& f)
+{
+    const std::size_t n = vectors.rows;
+    matrix<T> scaled = vectors;
+    for (std::size_t i = 0; i < n; ++i)
+        for (std::size_t j = 0; j < n; ++j)
+            scaled.data[i * n + j] *= f[j];
+    matrix<T> sum = scaled * adjoint(vectors);
+    make_hermitian(sum);
+    return sum;
+}
+
+template bool is_hermitian(const matrix<double>&);
+template bool is_hermitian(const matrix<complex>&);
+template void make_hermitian(matrix<double>&);
+template void make_hermitian(matrix<complex>&);
+template hermitian_spectrum<double> spectrum_of_hermitian(matrix<double>);
+template hermitian_spectrum<complex> spectrum_of_hermitian(matrix<complex>);
+template matrix<double> spectral_sum(const matrix<double>&, const std::vector<double>&);
+template matrix<complex> spectral_sum(const matrix<complex>&, const std::vector<double>&);
+
+} // namespace numerical::detail

@@ -1,0 +1,35 @@
+#pragma once
+
+// Hermitian matrices: to know them, and their functions by eigenvectors, f(A) = V·diag(f(λ))·Vᴴ.
+// T = double or std::complex<double>.
+
+#include "numerical/matrix.hpp"
+
+#include <vector>
+
+namespace numerical::detail {
+
+// To the bit.
+template <class T>
+bool is_hermitian(const matrix<T>& a);
+
+// X := (X + Xᴴ)/2.
+template <class T>
+void make_hermitian(matrix<T>& x);
+
+template <class T>
+struct hermitian_spectrum
+{
+    std::vector<double> values; // ascending; zero where within n·ε·max|λ| of it
+    matrix<T> vectors;
+};
+
+// Throws convergence_error.
+template <class T>
+hermitian_spectrum<T> spectrum_of_hermitian(matrix<T> a);
+
+// V·diag(f)·Vᴴ, Hermitian to the bit.
+template <class T>
+matrix<T> spectral_sum(const matrix<T>& vectors, const std::vector<double>& f);
+
+} // namespace numerical::detail

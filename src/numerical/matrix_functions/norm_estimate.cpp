@@ -1,0 +1,162 @@
+#include "numerical/matrix_functions/norm_estimate.hpp"
+
+#include "numerical/gemm/gemm.hpp"
+#include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <span>
+
+namespace numerical::detail {
+namespace {
+
+// Steps of the climb; it seldom takes more than two.
+constexpr int climb_limit = 5;
+
+template <class T>
+double sum_of_moduli(const std::vector<T>& x)
+{
+    double sum = 0;
+    for (const T& element : x)
+        sum += modulus(element);
+    return sum;
+}
+
+template <class T>
+std::size_t place_of_greatest(const std::vector<T>& x)
+{
+    std::size_t place = 0;
+    for (std::size_t i = 1; i < x.size(); ++i)
+        if (modulus(x[i]) > modulus(x[place]))
+            place = i;
+    return place;
+}
+
+template <class T>
+class product_operator
+{
+public:
+    product_operator(std::span<const std::vector<T>* const> list, std::size_t order)
+        : factors(list), n(order), result(order)
+    {
+    }
+
+    std::vector<T> times(std::vector<T> x)
+    {
+        for (std::size_t f = factors.size(); f-- > 0;) {
+            gemm_new<T>(n, 1, n, factors[f]->data(), n, x.data(), 1, result.data(), 1);
+            std::swap(x, result);
+        }
+        return x;
+    }
+
+    std::vector<T> adjoint_times(std::vector<T> x)
+    {
+        conjugate_all(x);
+        for (const std::vector<T>* factor : factors) {
+            gemm_new<T>(1, n, n, x.data(), n, factor->data(), n, result.data(), n);
+            std::swap(x, result);
+        }
+        conjugate_all(x);
+        return x;
+    }
+
+private:
+    static void conjugate_all(std::vector<T>& x)
+    {
+        for (T& element : x)
+            element = conjugate(element);
+    }
+
+    std::span<const std::vector<T>* const> factors;
+    std::size_t n;
+    std::vector<T> result;
+};
+
+template <class T>
+std::vector<T> phases(std::vector<T> x)
+{
+    for (T& element : x)
+        element = phase_of(element);
+    return x;
+}
+
+// The vector (-1)^i·(1 + i/(n - 1)), whose product is large where the climb was deceived.
+template <class T>
+double alternating_bound(product_operator<T>& product, std::size_t n)
+{
+    std::vector<T> x(n);
+    for (std::size_t i = 0; i < n; ++i)
+        x[i] = (i % 2 == 0 ? 1 : -1) * (1 + double(i) / double(n - 1));
+    return 2 * sum_of_moduli(product.times(std::move(x))) / (3 * double(n));
+}
+
+} // namespace
+
+template <class T>
+double one_norm(const std::vector<T>& a, std::size_t n)
+{
+    std::vector<double> sums(n);
+    for (std::size_t i = 0; i < n; ++i)
+        for (std::size_t j = 0; j < n; ++j)
+            sums[j] += modulus(a[i * n + j]);
+    return n == 0 ? 0 : *std::max_element(sums.begin(), sums.end());
+}
+
+template <class T>
+double estimated_product_norm(std::initializer_list<const std::vector<T>*> factors, std::size_t n)
+{
+    product_operator<T> product({factors.begin(), factors.size()}, n);
+    std::vector<T> y = product.times(std::vector<T>(n, T(1.0 / double(n))));
+    double estimate = sum_of_moduli(y);
+    if (n == 1)
+        return estimate;
+    std::vector<T> signs = phases(y);
+    std::size_t column = n;
+    for (int step = 0; step < climb_limit; ++step) {
+        const std::size_t next = place_of_greatest(product.adjoint_times(signs));
+        if (next == column)
+            break;
+        column = next;
+        std::vector<T> unit(n);
+        unit[column] = 1;
+        y = product.times(std::move(unit));
+        const double found = sum_of_moduli(y);
+        std::vector<T> next_signs = phases(y);
+        if (found <= estimate || next_signs == signs) {
+            estimate = std::max(estimate, found);
+            break;
+        }
+        estimate = found;
+        signs = std::move(next_signs);
+    }
+    return std::max(estimate, alternating_bound(product, n));
+}
+
+template <class T>
+double norm_of_modulus_power(const std::vector<T>& a, std::size_t n, int exponent,
+                             std::size_t power)
+{
+    std::vector<double> moduli = uninitialized<double>(n * n);
+    for (std::size_t i = 0; i < n * n; ++i)
+        moduli[i] = std::scalbn(modulus(a[i]), exponent);
+    std::vector<double> sums(n, 1.0);
+    std::vector<double> next(n);
+    for (std::size_t p = 0; p < power; ++p) {
+        gemm_new<double>(1, n, n, sums.data(), n, moduli.data(), n, next.data(), n);
+        std::swap(sums, next);
+    }
+    return *std::max_element(sums.begin(), sums.end());
+}
+
+template double one_norm(const std::vector<double>&, std::size_t);
+template double one_norm(const std::vector<complex>&, std::size_t);
+template double estimated_product_norm(std::initializer_list<const std::vector<double>*>,
+                                       std::size_t);
+template double estimated_product_norm(std::initializer_list<const std::vector<complex>*>,
+                                       std::size_t);
+template double norm_of_modulus_power(const std::vector<double>&, std::size_t, int, std::size_t);
+template double norm_of_modulus_power(const std::vector<complex>&, std::size_t, int, std::size_t);
+
+} // namespace numerical::detail
