@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <span>
+#include <vector>
 
 namespace numerical::detail {
 namespace {
@@ -14,12 +15,23 @@ namespace {
 // Steps of the climb; it seldom takes more than two.
 constexpr int climb_limit = 5;
 
+// Without the care for extreme numbers that modulus takes.
+double quick_modulus(double x)
+{
+    return std::abs(x);
+}
+
+double quick_modulus(const complex& z)
+{
+    return std::sqrt(z.real() * z.real() + z.imag() * z.imag());
+}
+
 template <class T>
 double sum_of_moduli(const std::vector<T>& x)
 {
     double sum = 0;
     for (const T& element : x)
-        sum += modulus(element);
+        sum += quick_modulus(element);
     return sum;
 }
 
@@ -28,7 +40,7 @@ std::size_t place_of_greatest(const std::vector<T>& x)
 {
     std::size_t place = 0;
     for (std::size_t i = 1; i < x.size(); ++i)
-        if (modulus(x[i]) > modulus(x[place]))
+        if (quick_modulus(x[i]) > quick_modulus(x[place]))
             place = i;
     return place;
 }
@@ -37,7 +49,7 @@ template <class T>
 class product_operator
 {
 public:
-    product_operator(std::span<const std::vector<T>* const> list, std::size_t order)
+    product_operator(std::span<const T* const> list, std::size_t order)
         : factors(list), n(order), result(order)
     {
     }
@@ -45,7 +57,7 @@ public:
     std::vector<T> times(std::vector<T> x)
     {
         for (std::size_t f = factors.size(); f-- > 0;) {
-            gemm_new<T>(n, 1, n, factors[f]->data(), n, x.data(), 1, result.data(), 1);
+            gemm_new<T>(n, 1, n, factors[f], n, x.data(), 1, result.data(), 1);
             std::swap(x, result);
         }
         return x;
@@ -54,8 +66,8 @@ public:
     std::vector<T> adjoint_times(std::vector<T> x)
     {
         conjugate_all(x);
-        for (const std::vector<T>* factor : factors) {
-            gemm_new<T>(1, n, n, x.data(), n, factor->data(), n, result.data(), n);
+        for (const T* factor : factors) {
+            gemm_new<T>(1, n, n, x.data(), n, factor, n, result.data(), n);
             std::swap(x, result);
         }
         conjugate_all(x);
@@ -69,7 +81,7 @@ private:
             element = conjugate(element);
     }
 
-    std::span<const std::vector<T>* const> factors;
+    std::span<const T* const> factors;
     std::size_t n;
     std::vector<T> result;
 };
@@ -95,26 +107,24 @@ double alternating_bound(product_operator<T>& product, std::size_t n)
 } // namespace
 
 template <class T>
-double one_norm(const std::vector<T>& a, std::size_t n)
+double one_norm(const T* a, std::size_t n)
 {
     std::vector<double> sums(n);
     for (std::size_t i = 0; i < n; ++i)
         for (std::size_t j = 0; j < n; ++j)
-            sums[j] += modulus(a[i * n + j]);
-    return n == 0 ? 0 : *std::max_element(sums.begin(), sums.end());
+            sums[j] += quick_modulus(a[i * n + j]);
+    return *std::max_element(sums.begin(), sums.end());
 }
 
 template <class T>
-double estimated_product_norm(std::initializer_list<const std::vector<T>*> factors, std::size_t n)
+double estimated_product_norm(std::initializer_list<const T*> factors, std::size_t n, double enough)
 {
     product_operator<T> product({factors.begin(), factors.size()}, n);
     std::vector<T> y = product.times(std::vector<T>(n, T(1.0 / double(n))));
     double estimate = sum_of_moduli(y);
-    if (n == 1)
-        return estimate;
     std::vector<T> signs = phases(y);
     std::size_t column = n;
-    for (int step = 0; step < climb_limit; ++step) {
+    for (int step = 0; step < climb_limit && estimate <= enough && n > 1; ++step) {
         const std::size_t next = place_of_greatest(product.adjoint_times(signs));
         if (next == column)
             break;
@@ -124,39 +134,38 @@ double estimated_product_norm(std::initializer_list<const std::vector<T>*> facto
         y = product.times(std::move(unit));
         const double found = sum_of_moduli(y);
         std::vector<T> next_signs = phases(y);
-        if (found <= estimate || next_signs == signs) {
-            estimate = std::max(estimate, found);
+        const bool is_top = found <= estimate || next_signs == signs;
+        estimate = std::max(estimate, found);
+        if (is_top)
             break;
-        }
-        estimate = found;
         signs = std::move(next_signs);
     }
-    return std::max(estimate, alternating_bound(product, n));
+    return estimate > enough || n == 1 ? estimate
+                                       : std::max(estimate, alternating_bound(product, n));
 }
 
 template <class T>
-double norm_of_modulus_power(const std::vector<T>& a, std::size_t n, int exponent,
-                             std::size_t power)
+double norm_of_modulus_power(const T* a, std::size_t n, int exponent, std::size_t power)
 {
     std::vector<double> moduli = uninitialized<double>(n * n);
     for (std::size_t i = 0; i < n * n; ++i)
-        moduli[i] = std::scalbn(modulus(a[i]), exponent);
+        moduli[i] = quick_modulus(a[i]);
+    const double factor = std::scalbn(1.0, exponent);
     std::vector<double> sums(n, 1.0);
     std::vector<double> next(n);
     for (std::size_t p = 0; p < power; ++p) {
         gemm_new<double>(1, n, n, sums.data(), n, moduli.data(), n, next.data(), n);
-        std::swap(sums, next);
+        std::transform(next.begin(), next.end(), sums.begin(),
+                       [=](double x) { return x * factor; });
     }
     return *std::max_element(sums.begin(), sums.end());
 }
 
-template double one_norm(const std::vector<double>&, std::size_t);
-template double one_norm(const std::vector<complex>&, std::size_t);
-template double estimated_product_norm(std::initializer_list<const std::vector<double>*>,
-                                       std::size_t);
-template double estimated_product_norm(std::initializer_list<const std::vector<complex>*>,
-                                       std::size_t);
-template double norm_of_modulus_power(const std::vector<double>&, std::size_t, int, std::size_t);
-template double norm_of_modulus_power(const std::vector<complex>&, std::size_t, int, std::size_t);
+template double one_norm(const double*, std::size_t);
+template double one_norm(const complex*, std::size_t);
+template double estimated_product_norm(std::initializer_list<const double*>, std::size_t, double);
+template double estimated_product_norm(std::initializer_list<const complex*>, std::size_t, double);
+template double norm_of_modulus_power(const double*, std::size_t, int, std::size_t);
+template double norm_of_modulus_power(const complex*, std::size_t, int, std::size_t);
 
 } // namespace numerical::detail

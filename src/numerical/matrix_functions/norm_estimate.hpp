@@ -1,28 +1,29 @@
 #pragma once
 
 // 1-norms of matrices, and estimates of those of products that are never formed. T = double or
-// std::complex<double>; matrices are dense n × n arrays.
+// std::complex<double>; matrices are dense n × n arrays. Moduli beyond 2^500 count as infinite,
+// below 2^-500 as zero.
 
 #include <cstddef>
 #include <initializer_list>
-#include <vector>
+#include <limits>
 
 namespace numerical::detail {
 
 // The greatest sum of moduli of a column.
 template <class T>
-double one_norm(const std::vector<T>& a, std::size_t n);
+double one_norm(const T* a, std::size_t n);
 
 // A lower bound, seldom less than a third of it, of the 1-norm of the product of the factors: a
 // convex function is climbed by products with vectors (Hager 1984; Higham 1988, for complex
-// matrices and with the alternating vector that meets what the climb misses).
+// matrices and with the alternating vector that meets what the climb misses). A bound beyond
+// `enough` is given as soon as it is found.
 template <class T>
-double estimated_product_norm(std::initializer_list<const std::vector<T>*> factors, std::size_t n);
+double estimated_product_norm(std::initializer_list<const T*> factors, std::size_t n,
+                              double enough = std::numeric_limits<double>::infinity());
 
-// The 1-norm of (2^exponent·|A|)^power, exactly but for rounding: column sums, as no number is
-// negative.
+// The 1-norm of (2^exponent·|A|)^power, but for rounding: column sums, as no number is negative.
 template <class T>
-double norm_of_modulus_power(const std::vector<T>& a, std::size_t n, int exponent,
-                             std::size_t power);
+double norm_of_modulus_power(const T* a, std::size_t n, int exponent, std::size_t power);
 
 } // namespace numerical::detail

@@ -34,6 +34,16 @@ bool is_upper_triangular(const std::vector<T>& a, std::size_t n)
 }
 
 template <class T>
+bool is_lower_triangular(const std::vector<T>& a, std::size_t n)
+{
+    for (std::size_t i = 0; i < n; ++i)
+        for (std::size_t j = i + 1; j < n; ++j)
+            if (a[i * n + j] != T(0))
+                return false;
+    return true;
+}
+
+template <class T>
 void restore_diagonals(std::vector<T>& x, const std::vector<T>& t, std::size_t n, int exponent)
 {
     const auto scaled = [&](std::size_t i, std::size_t j) {
@@ -49,6 +59,8 @@ void restore_diagonals(std::vector<T>& x, const std::vector<T>& t, std::size_t n
 
 template bool is_upper_triangular(const std::vector<double>&, std::size_t);
 template bool is_upper_triangular(const std::vector<complex>&, std::size_t);
+template bool is_lower_triangular(const std::vector<double>&, std::size_t);
+template bool is_lower_triangular(const std::vector<complex>&, std::size_t);
 template void restore_diagonals(std::vector<double>&, const std::vector<double>&, std::size_t, int);
 template void restore_diagonals(std::vector<complex>&, const std::vector<complex>&, std::size_t,
                                 int);

@@ -10,6 +10,9 @@ namespace numerical::detail {
 template <class T>
 bool is_upper_triangular(const std::vector<T>& a, std::size_t n);
 
+template <class T>
+bool is_lower_triangular(const std::vector<T>& a, std::size_t n);
+
 // The diagonal and the one above it in X become those of e^(2^exponent·T), by the exponential of
 // numbers and its divided differences. T = double or std::complex<double>.
 template <class T>

@@ -1,0 +1,277 @@
+#include "numerical/matrix_functions/pade_approximant.hpp"
+
+#include "numerical/factor/lu.hpp"
+#include "numerical/gemm/gemm.hpp"
+#include "numerical/matrix_functions/norm_estimate.hpp"
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <complex>
+#include <initializer_list>
+#include <utility>
+
+namespace numerical::detail {
+namespace {
+
+using complex = std::complex<double>;
+
+constexpr double half_unit = 0x1p-53; // the unit roundoff of the error analysis
+
+// The greatest ‖A^p‖^(1/p) for which the approximant's backward error is below the unit roundoff
+// (Higham 2005); for degree 13 the smaller bound of Al-Mohy and Higham (2009).
+constexpr double theta3 = 1.495585217958292e-2;
+constexpr double theta5 = 2.539398330063230e-1;
+constexpr double theta7 = 9.504178996162932e-1;
+constexpr double theta9 = 2.097847961257068;
+constexpr double theta13 = 4.25;
+
+// The coefficients of p of degree m, as integers with a leading 1.
+constexpr std::array<double, 14> pade_coefficients(unsigned m)
+{
+    std::array<double, 14> b{};
+    unsigned long long value = 1;
+    for (unsigned j = m; j > 0; --j) {
+        b[j] = double(value);
+        value = value * (2 * m - j + 1) * j / (m - j + 1);
+    }
+    b[0] = double(value);
+    return b;
+}
+
+// The first coefficient of the backward error's series: 1/(C(2m, m)·(2m + 1)!).
+double first_error_coefficient(unsigned m)
+{
+    double c = 1;
+    for (unsigned k = 1; k <= m; ++k)
+        c *= double(k) / double(m + k);
+    for (unsigned k = 2; k <= 2 * m + 1; ++k)
+        c /= k;
+    return c;
+}
+
+template <class T>
+struct term
+{
+    double factor;
+    const T* matrix;
+};
+
+// One dense n × n matrix after the other, in one allocation.
+template <class T>
+class pade_workspace
+{
+public:
+    pade_workspace(const std::vector<T>& matrix, std::size_t order)
+        : n(order), a(matrix), norm(one_norm(a.data(), n)), store(uninitialized<T>(6 * n * n))
+    {
+    }
+
+    std::vector<T> choose_and_evaluate(int& squarings);
+
+private:
+    bool is_of_degree_3();
+    bool is_of_degree_5();
+    bool has_powers_below(double theta);
+    int squarings_of_degree_13();
+    bool is_below(std::initializer_list<const T*> factors, double bound, double limit) const;
+    int further_scaling(unsigned degree, int exponent) const;
+
+    template <unsigned Degree>
+    std::vector<T> evaluate_low();
+    std::vector<T> evaluate_13(int squarings);
+    std::vector<T> quotient();
+
+    void multiply(const T* left, const T* right, T* to) const
+    {
+        gemm_new<T>(n, n, n, left, n, right, n, to, n);
+    }
+
+    template <std::size_t Count>
+    void combine(const std::array<term<T>, Count>& terms, double diagonal, T* to) const;
+
+    T* block(std::size_t i) { return store.data() + i * n * n; }
+
+    const std::size_t n;
+    const std::vector<T>& a;
+    const double norm;
+    std::vector<T> store;
+    // What the powers have as 1-norms.
+    double norm2 = 0;
+    double norm4 = 0;
+    double norm6 = 0;
+    T* const a2 = block(0);
+    T* const a4 = block(1);
+    T* const a6 = block(2);
+    T* const high = block(3); // A⁸, the upper half of a part of degree 13, and at last U
+    T* const odd = block(4);  // U = A·odd
+    T* const even = block(5); // V
+};
+
+// How much more the matrix must be scaled lest rounding of its powers, which follows the norms of
+// |A|^p, do more than the approximant's own error: ℓ of Al-Mohy and Higham (2009).
+template <class T>
+int pade_workspace<T>::further_scaling(unsigned degree, int exponent) const
+{
+    const double c = first_error_coefficient(degree);
+    const double scaled_norm = std::scalbn(norm, exponent);
+    if (c * std::pow(scaled_norm, 2 * degree) <= half_unit) // no power's norm can be larger
+        return 0;
+    const double alpha =
+        c * norm_of_modulus_power(a.data(), n, exponent, 2 * degree + 1) / scaled_norm;
+    return alpha <= half_unit ? 0 : int(std::ceil(std::log2(alpha / half_unit) / (2 * degree)));
+}
+
+// Whether the norm of a product is below a limit, of which a bound is at hand.
+template <class T>
+bool pade_workspace<T>::is_below(std::initializer_list<const T*> factors, double bound,
+                                 double limit) const
+{
+    return bound <= limit ||
+           (n >= estimate_crossover && estimated_product_norm(factors, n, limit) <= limit);
+}
+
+template <class T>
+bool pade_workspace<T>::is_of_degree_3()
+{
+    multiply(a.data(), a.data(), a2);
+    norm2 = one_norm(a2, n);
+    return is_below({a2, a2}, norm2 * norm2, std::pow(theta3, 4)) &&
+           is_below({a2, a2, a2}, std::pow(norm2, 3), std::pow(theta3, 6)) &&
+           further_scaling(3, 0) == 0;
+}
+
+template <class T>
+bool pade_workspace<T>::is_of_degree_5()
+{
+    multiply(a2, a2, a4);
+    norm4 = one_norm(a4, n);
+    return norm4 <= std::pow(theta5, 4) && is_below({a2, a4}, norm2 * norm4, std::pow(theta5, 6)) &&
+           further_scaling(5, 0) == 0;
+}
+
+// For degrees 7 and 9.
+template <class T>
+bool pade_workspace<T>::has_powers_below(double theta)
+{
+    return norm6 <= std::pow(theta, 6) && is_below({a4, a4}, norm4 * norm4, std::pow(theta, 8));
+}
+
+template <class T>
+int pade_workspace<T>::squarings_of_degree_13()
+{
+    const auto scaling_to = [](double eta) {
+        return eta <= theta13 ? 0 : int(std::ceil(std::log2(eta / theta13)));
+    };
+    const double d4 = std::pow(norm4, 1.0 / 4);
+    const double d6 = std::pow(norm6, 1.0 / 6);
+    int s = scaling_to(std::max(d4, d6));
+    if (s > 0) {
+        const double d8 = std::pow(estimated_product_norm({a4, a4}, n), 1.0 / 8);
+        const double d10 = std::pow(estimated_product_norm({a4, a6}, n), 1.0 / 10);
+        s = scaling_to(std::min(std::max(d6, d8), std::max(d8, d10)));
+    }
+    return s + further_scaling(13, -s);
+}
+
+template <class T>
+std::vector<T> pade_workspace<T>::choose_and_evaluate(int& squarings)
+{
+    squarings = 0;
+    if (is_of_degree_3())
+        return evaluate_low<3>();
+    if (is_of_degree_5())
+        return evaluate_low<5>();
+    multiply(a4, a2, a6);
+    norm6 = one_norm(a6, n);
+    if (has_powers_below(theta7) && further_scaling(7, 0) == 0)
+        return evaluate_low<7>();
+    if (has_powers_below(theta9) && further_scaling(9, 0) == 0) {
+        multiply(a4, a4, high);
+        return evaluate_low<9>();
+    }
+    squarings = squarings_of_degree_13();
+    return evaluate_13(squarings);
+}
+
+// The sum of the terms and `diagonal` times the identity, in one pass of memory.
+template <class T>
+template <std::size_t Count>
+void pade_workspace<T>::combine(const std::array<term<T>, Count>& terms, double diagonal,
+                                T* to) const
+{
+    const std::size_t parts = n * n * (sizeof(T) / sizeof(double));
+    auto* const sum = reinterpret_cast<double*>(to);
+    for (std::size_t i = 0; i < parts; ++i) {
+        double s = 0;
+        for (const term<T>& each : terms)
+            s += each.factor * reinterpret_cast<const double*>(each.matrix)[i];
+        sum[i] = s;
+    }
+    for (std::size_t i = 0; i < n; ++i)
+        to[i * n + i] += diagonal;
+}
+
+template <class T>
+template <unsigned Degree>
+std::vector<T> pade_workspace<T>::evaluate_low()
+{
+    constexpr auto b = pade_coefficients(Degree);
+    constexpr std::size_t count = Degree / 2;
+    const std::array<const T*, 4> powers{a2, a4, a6, high};
+    const auto combine_from = [&](std::size_t first, T* to) {
+        std::array<term<T>, count> terms;
+        for (std::size_t k = 0; k < count; ++k)
+            terms[k] = {b[first + 2 * k + 2], powers[k]};
+        combine(terms, b[first], to);
+    };
+    combine_from(1, odd);
+    combine_from(0, even);
+    return quotient();
+}
+
+// Both parts by Horner's rule in A⁶, so that no higher power is formed. The scaling is in the
+// coefficients.
+template <class T>
+std::vector<T> pade_workspace<T>::evaluate_13(int squarings)
+{
+    constexpr auto b = pade_coefficients(13);
+    const auto combine_from = [&](std::size_t first, T* to) {
+        const auto scaled = [&](std::size_t k) {
+            return std::scalbn(b[first + k], -squarings * int(first + k));
+        };
+        combine<3>({{{scaled(8), a2}, {scaled(10), a4}, {scaled(12), a6}}}, 0, high);
+        combine<3>({{{scaled(2), a2}, {scaled(4), a4}, {scaled(6), a6}}}, scaled(0), to);
+        gemm<T>(n, n, n, a6, n, high, n, to, n);
+    };
+    combine_from(1, odd);
+    combine_from(0, even);
+    return quotient();
+}
+
+template <class T>
+std::vector<T> pade_workspace<T>::quotient()
+{
+    multiply(a.data(), odd, high);
+    std::vector<T> numerator = uninitialized<T>(n * n);
+    std::vector<T> denominator = uninitialized<T>(n * n);
+    for (std::size_t i = 0; i < n * n; ++i) {
+        numerator[i] = even[i] + high[i];
+        denominator[i] = even[i] - high[i];
+    }
+    return lu_decomposition<T>(matrix<T>(n, n, std::move(denominator))).solve_matrix(numerator, n);
+}
+
+} // namespace
+
+template <class T>
+std::vector<T> pade_approximant(const std::vector<T>& a, std::size_t n, int& squarings)
+{
+    return pade_workspace<T>(a, n).choose_and_evaluate(squarings);
+}
+
+template std::vector<double> pade_approximant(const std::vector<double>&, std::size_t, int&);
+template std::vector<complex> pade_approximant(const std::vector<complex>&, std::size_t, int&);
+
+} // namespace numerical::detail
