@@ -34,6 +34,42 @@ def expm(a):
     return native.expm(a)
 
 
+def logm(a):
+    """The principal logarithm of a square matrix.
+
+    By the Schur form and inverse scaling and squaring on its triangle (Al-Mohy and Higham 2012),
+    of a Hermitian matrix by its eigenvectors.
+
+    Parameters
+    ----------
+    a : matrix of shape (N, N)
+
+    Returns
+    -------
+    Tensor of shape (N, N)
+        x with expm(x) = a and eigenvalues whose imaginary parts are in (-π, π]; float64 for a
+        float64 matrix without negative eigenvalues, complex128 otherwise.
+
+    Raises
+    ------
+    ValueError
+        If a is no square matrix.
+    numerical.error
+        If a is singular, holds an infinite or NaN entry, or its eigenvalues aren't found; and for
+        eigenvalues that lie on both sides of the branch cut and closer to it than rounding.
+
+    Examples
+    --------
+    >>> import numerical as nm
+    >>> x = nm.linalg.logm([[1.0, 3.0], [1.0, 4.0]])
+    >>> nm.allclose(nm.linalg.expm(x), [[1.0, 3.0], [1.0, 4.0]])
+    True
+    >>> nm.linalg.logm([[-1.0]]).tolist()
+    [[3.141592653589793j]]
+    """
+    return native.logm(a)
+
+
 def sqrtm(a):
     """The principal square root of a square matrix.
 

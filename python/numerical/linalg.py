@@ -24,7 +24,7 @@ from ._low_rank import randomized_svd
 from ._matrix_equations import (
     solve_continuous_lyapunov, solve_discrete_lyapunov, solve_sylvester,
 )  # fmt: skip
-from ._matrix_functions import expm, sqrtm
+from ._matrix_functions import expm, logm, sqrtm
 from ._matrices import (
     EighResult, EigResult, PolarResult, QRResult, SlogdetResult, SVDResult, matrix_transpose, slice_of,
 )  # fmt: skip
@@ -131,7 +131,7 @@ __all__ = [
     "LinAlgWarning", "LstsqResult", "PolarResult", "QRResult", "SVDResult", "SlogdetResult",
     "cho_factor", "cho_solve", "cholesky", "cholesky_factor", "cond", "cross", "det",
     "diagonal", "eig", "eigh", "eigvals", "eigvalsh", "expm", "hessenberg", "inv", "ldl",
-    "lstsq", "lu", "lu_factor", "lu_solve", "matmul", "matrix_norm", "matrix_power",
+    "logm", "lstsq", "lu", "lu_factor", "lu_solve", "matmul", "matrix_norm", "matrix_power",
     "matrix_rank", "matrix_transpose", "multi_dot", "norm", "null_space", "orth", "outer",
     "pinv", "polar", "qr", "randomized_svd", "schur", "slogdet", "solve",
     "solve_continuous_lyapunov", "solve_discrete_lyapunov", "solve_sylvester",

@@ -1,6 +1,7 @@
 #include "package/matrix_functions.hpp"
 
 #include "numerical/matrix_functions/exponential.hpp"
+#include "numerical/matrix_functions/logarithm.hpp"
 #include "numerical/matrix_functions/matrix_equations.hpp"
 #include "numerical/matrix_functions/square_root.hpp"
 #include "numerical/nonsymmetric/nonsymmetric.hpp"
@@ -141,6 +142,12 @@ PyObject* sqrtm(const binding::call_arguments& call)
 {
     static constexpr binding::signature<1> signature{"sqrtm", {"a"}};
     return of_one_square(signature, call, [](auto&& a) { return square_root(std::move(a)); });
+}
+
+PyObject* logm(const binding::call_arguments& call)
+{
+    static constexpr binding::signature<1> signature{"logm", {"a"}};
+    return of_one_square(signature, call, [](auto&& a) { return logarithm(std::move(a)); });
 }
 
 PyObject* solve_sylvester(const binding::call_arguments& call)

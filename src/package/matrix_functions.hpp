@@ -11,6 +11,7 @@ namespace numerical::package {
 
 PyObject* expm(const binding::call_arguments& call);  // expm(a), of a stack as well
 PyObject* sqrtm(const binding::call_arguments& call); // sqrtm(a) of one matrix
+PyObject* logm(const binding::call_arguments& call);  // logm(a) of one matrix
 
 // solve_sylvester(a, b, q), of one equation each; the others are functions of (a, q).
 PyObject* solve_sylvester(const binding::call_arguments& call);

@@ -10,6 +10,8 @@ std::span<PyMethodDef> matrix_functions_table()
                                "The exponential of square matrices."),
         function<sqrtm>("sqrtm", "sqrtm(a)\n--\n\n"
                                  "The principal square root of a square matrix."),
+        function<logm>("logm", "logm(a)\n--\n\n"
+                               "The principal logarithm of a square matrix."),
         function<solve_sylvester>("solve_sylvester", "solve_sylvester(a, b, q)\n--\n\n"
                                                      "x with a @ x + x @ b = q."),
         function<solve_continuous_lyapunov>("solve_continuous_lyapunov",

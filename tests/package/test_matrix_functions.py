@@ -1,4 +1,4 @@
-"""expm and sqrtm against mpmath in fifty digits, against SciPy, and by identities."""
+"""expm, sqrtm and logm against mpmath in fifty digits, against SciPy, and by identities."""
 
 import math
 
@@ -47,6 +47,7 @@ def through_eigenvectors(scalar):
     return function
 
 
+precise_logarithm = through_eigenvectors(mpmath.log)
 precise_root = through_eigenvectors(mpmath.sqrt)
 
 
@@ -256,6 +257,87 @@ def test_singular_matrices_have_roots_if_zero_is_semisimple():
     np.testing.assert_allclose(x, [[2, 1, 0.5], [0, 0, 0], [0, 0, 0]], rtol=1e-15)
 
 
+# --- the logarithm -------------------------------------------------------------------------------
+LOGARITHMS = {
+    **ROOTS,
+    "very near the identity": np.eye(4) + normal((4, 4)) * 1e-10,
+    "rotation": np.array([[0.0, 1.0], [-1.0, 0.0]]),
+    "near the branch cut": rotated(scipy.linalg.block_diag([[-1.0, 1e-6], [-1e-6, -1.0]], [[2.0, 1], [-1, 2]])),
+    "neighbours across the branch cut": np.array([[-1 + 1e-3j, 2.0], [0.0, -1 - 1e-3j]]),
+    "on the branch cut, negative": rotated(np.diag([-1.0, -2.0, 3.0])) + 1e-3 * np.triu(np.ones((3, 3))),
+    "graded": np.diag([1e-8, 1e-3, 1.0, 1e4]) + np.triu(normal((4, 4)), 1) * 1e-3,
+    "far from normal": np.array([[1e-2, 1e4], [0.0, 2e-2]]),
+}  # fmt: skip
+SHOWN_BY_RESIDUAL = [*DEFECTIVE, "very near the identity"]
+
+
+@pytest.mark.parametrize("path", PATHS)
+@pytest.mark.parametrize("name", LOGARITHMS)
+def test_logarithms_have_the_digits_that_their_condition_leaves(name, path):
+    a = LOGARITHMS[name]
+    with nm.limit_gemm_path(path):
+        x = LA.logm(a)
+    is_complex = a.dtype.kind == "c" or "negative" in name.replace("without negative", "")
+    assert x.dtype == ("complex128" if is_complex else "float64")
+    if name in SHOWN_BY_RESIDUAL:
+        x = np.asarray(x)
+        assert error_of(precisely(mpmath.expm, x), a) < 16 * len(a) * condition(mpmath.expm, x)
+    else:
+        expected = precisely(precise_logarithm, a)
+        limit = 16 * len(a) * condition(precise_logarithm, a)
+        assert error_of(x, expected) < limit
+
+
+@pytest.mark.parametrize("path", PATHS)
+@pytest.mark.parametrize("dtype", DTYPES)
+@pytest.mark.parametrize("n", [1, 2, 3, 31, 32, 33, 63, 64, 65, 100])
+def test_logarithms_undo_exponentials(n, dtype, path):
+    a = normal((n, n), dtype) / (2 * np.sqrt(n))  # eigenvalues of modulus less than π
+    with nm.limit_gemm_path(path):
+        x = LA.logm(LA.expm(a))
+    assert x.dtype == dtype
+    assert np.linalg.norm(np.asarray(x) - a) < 50 * n * EPS * np.linalg.norm(a)
+
+
+@pytest.mark.parametrize("dtype", DTYPES)
+@pytest.mark.parametrize("n", [2, 10, 40])
+def test_logarithms_are_scipys(n, dtype):
+    a = normal((n, n), dtype)
+    expected = scipy.linalg.logm(a)
+    x = np.asarray(LA.logm(a))
+    assert np.linalg.norm(x - expected) < 1e-10 * np.linalg.norm(expected)
+
+
+def test_diagonals_of_triangles_are_logarithms():
+    t = np.triu(normal((20, 20)), 1) + np.diag(2.0 ** np.linspace(-30, 30, 20))
+    x = np.asarray(LA.logm(t))
+    found = np.linalg.eigvals(x)
+    np.testing.assert_allclose(np.sort(found.real), np.sort(np.log(np.diag(t))), rtol=1e-12)
+
+
+@pytest.mark.parametrize("dtype", DTYPES)
+def test_logarithms_of_hermitian_matrices(dtype):
+    b = normal((30, 30), dtype)
+    positive = b @ adjoint(b) + np.eye(30)
+    positive = (positive + adjoint(positive)) / 2
+    x = np.array(LA.logm(positive))
+    assert x.dtype.name == dtype
+    np.testing.assert_array_equal(x, adjoint(x))
+    assert error_of(scipy.linalg.expm(x), positive) < 200 * 30
+    indefinite = b + adjoint(b)
+    y = LA.logm(indefinite)
+    assert y.dtype == "complex128"
+    assert error_of(scipy.linalg.expm(np.array(y)), indefinite) < 200 * 30
+
+
+def test_logarithms_known_without_rounding():
+    assert LA.logm(nm.eye(4)).tolist() == np.zeros((4, 4)).tolist()
+    assert LA.logm(nm.zeros((0, 0))).shape == (0, 0)
+    assert LA.logm([[1.0, 1e5], [0.0, 1.0]]).tolist() == [[0.0, 1e5], [0.0, 0.0]]
+    assert LA.logm(-nm.eye(2)).tolist() == [[math.pi * 1j, 0j], [0j, math.pi * 1j]]
+
+
+NO_LOGARITHM = "logm: the matrix is singular and has no logarithm"
 NO_ROOT = "sqrtm: the matrix is singular, and no square root of it was found"
 
 
@@ -268,6 +350,12 @@ NO_ROOT = "sqrtm: the matrix is singular, and no square root of it was found"
         (lambda: LA.sqrtm(nm.ones((4, 2, 2))), ValueError, "sqrtm takes one matrix, not a stack of shape (4, 2, 2)"),
         (lambda: LA.sqrtm([[np.nan]]), nm.error, "sqrtm: the matrix holds an infinite or NaN entry"),
         (lambda: LA.sqrtm([[1j, np.inf], [0, 0]]), nm.error, "sqrtm: the matrix holds an infinite or NaN entry"),
+        (lambda: LA.logm(nm.ones((2, 2))), nm.error, NO_LOGARITHM),
+        (lambda: LA.logm([[0.0, 1.0], [0.0, 0.0]]), nm.error, NO_LOGARITHM),
+        (lambda: LA.logm([[0.0, 1j], [0.0, 2.0]]), nm.error, NO_LOGARITHM),
+        (lambda: LA.logm(nm.ones((2, 3))), ValueError, "logm takes square matrices, not shape (2, 3)"),
+        (lambda: LA.logm(nm.ones((4, 2, 2))), ValueError, "logm takes one matrix, not a stack of shape (4, 2, 2)"),
+        (lambda: LA.logm([[np.inf]]), nm.error, "logm: the matrix holds an infinite or NaN entry"),
         (lambda: LA.expm(nm.ones((2, 3))), ValueError, "expm takes square matrices, not shape (2, 3)"),
         (lambda: LA.expm(nm.ones(3)), ValueError, "expm takes a matrix or a stack of them, not a tensor of rank 1"),
         (lambda: LA.expm([[np.inf]]), nm.error, "expm: the matrix holds an infinite or NaN entry"),

@@ -5,6 +5,7 @@
 #include "numerical/factor/cholesky.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/matrix_functions/exponential.hpp"
+#include "numerical/matrix_functions/logarithm.hpp"
 #include "numerical/matrix_functions/matrix_equations.hpp"
 #include "numerical/matrix_functions/square_root.hpp"
 #include "numerical/nonsymmetric/nonsymmetric.hpp"
@@ -223,7 +224,10 @@ TYPED_TEST(decompositions_on_64_cores, matrix_functions_have_the_bits_of_one_cor
                                   numerical::solve_sylvester(a, b, q).data,
                                   numerical::solve_discrete_lyapunov(a, a).data};
     });
-    expect_bits_of_one_core([&] { return numerical::square_root(as_complex(a)).data; });
+    expect_bits_of_one_core([&] {
+        return vectors<std::complex<double>>{numerical::square_root(as_complex(a)).data,
+                                             numerical::logarithm(as_complex(a)).data};
+    });
 }
 
 } // namespace
