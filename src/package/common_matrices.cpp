@@ -102,7 +102,7 @@ PyObject* diag(arguments given)
         return nullptr;
     const owned_ref place(not_null(PyLong_FromSsize_t(k)));
     PyObject* const both[] = {given[0], place.get()};
-    return diagonal_matrix({both, 2, nullptr});
+    return package::diag({both, 2, nullptr});
 }
 
 PyObject* diagonal(arguments given)

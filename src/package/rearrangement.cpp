@@ -64,13 +64,20 @@ T* tile_axis(const T*& from, const shape_list& shape, const shape_list& counts, 
     return first + length * count;
 }
 
-template <class T>
-tensor<T> tiles_of(const tensor<T>& a, shape_list counts)
+// The numbers behind as many ones as make up the rank.
+shape_list led_by_ones(const shape_list& numbers, std::size_t rank)
 {
-    shape_list shape = a.shape;
-    const std::size_t rank = std::max(shape.size(), counts.size());
-    shape.insert(shape.begin(), rank - shape.size(), 1);
-    counts.insert(counts.begin(), rank - counts.size(), 1);
+    shape_list led(rank - numbers.size(), 1);
+    led.insert(led.end(), numbers.begin(), numbers.end());
+    return led;
+}
+
+template <class T>
+tensor<T> tiles_of(const tensor<T>& a, const shape_list& given_counts)
+{
+    const std::size_t rank = std::max(a.shape.size(), given_counts.size());
+    const shape_list shape = led_by_ones(a.shape, rank);
+    const shape_list counts = led_by_ones(given_counts, rank);
     shape_list extents;
     for (std::size_t axis = 0; axis < rank; ++axis)
         extents.push_back(multiplied(shape[axis], counts[axis]));
