@@ -7,6 +7,7 @@
 #include "paths.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
@@ -53,7 +54,7 @@ struct tile_case
                 for (std::size_t p = 0; p < kc; ++p)
                     want[r * ldc + j] += a[p * mr + r] * b[p * nr + j];
         Kernel::tile(tile_operands_of<T>{kc, a.data(), 0, b.data(), nr, c.data(), ldc, rows, cols,
-                                         c.data()});
+                                         reinterpret_cast<std::uintptr_t>(c.data())});
         ASSERT_EQ(c, want) << rows << " x " << cols << ", depth " << kc;
     }
 };
