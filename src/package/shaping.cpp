@@ -8,6 +8,7 @@
 #include "package/parameters.hpp"
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <numeric>
 #include <string>

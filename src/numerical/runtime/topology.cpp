@@ -1,5 +1,6 @@
 #include "numerical/runtime/topology.hpp"
 
+#include <exception>
 #include <fstream>
 #include <map>
 #include <utility>

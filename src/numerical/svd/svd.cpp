@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <complex>
+#include <iterator>
 #include <limits>
 #include <numeric>
 #include <type_traits>
