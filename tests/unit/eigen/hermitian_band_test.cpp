@@ -55,7 +55,7 @@ TYPED_TEST(hermitian_bands, keep_the_eigenvalues_of_every_family)
                 for (const auto& [name, a] : test::hermitian_families<TypeParam>(n)) {
                     if (!is_of_order_one(a))
                         continue;
-                    const auto expected = n < 20 ? test::jacobi_eigenvalues(a) : [&] {
+                    const auto expected = n < 20 ? test::jacobi_eigenvalues(a) : [&a = a] {
                         const auto values = numerical::eigenvalues(a); // in one stage
                         return test::wide_values(values.begin(), values.end());
                     }();
