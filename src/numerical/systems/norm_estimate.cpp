@@ -8,6 +8,7 @@
 #include <cmath>
 #include <numeric>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace numerical {
