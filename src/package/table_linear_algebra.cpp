@@ -45,9 +45,8 @@ std::span<PyMethodDef> linear_algebra_table()
         function<matrix_rank>("matrix_rank",
                               "matrix_rank(a)\n--\n\nAn int, or a tensor for a stack."),
         function<lstsq>("lstsq", "lstsq(a, b)\n--\n\nThe solutions of least norm."),
-        function<lstsq_fit>("lstsq_fit",
-                            "lstsq_fit(a, b, cutoff)\n--\n\n"
-                            "(x, missed, triangle, scale, values or None)."),
+        function<lstsq_fit>("lstsq_fit", "lstsq_fit(a, b, cutoff)\n--\n\n"
+                                         "(x, missed, triangle, scale, values or None)."),
         function<eig>("eig", "eig(a)\n--\n\n(values, right vectors)."),
         function<eigvals>("eigvals", eigvals_doc),
         function<eig_both>("eig_both", "eig_both(a)\n--\n\n(values, left vectors, right vectors)."),
