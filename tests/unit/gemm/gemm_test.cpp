@@ -16,7 +16,6 @@ using complex = std::complex<double>;
 using test::product_case;
 using test::product_shape;
 
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
 template <class T>

@@ -137,7 +137,10 @@ std::vector<T> each_transposed(const std::vector<T>& all, std::size_t rows, std:
 template <class T>
 void expect_bits_of_single_products(const batch_sizes& sizes)
 {
-    const auto [batches, m, n, k] = sizes;
+    const std::size_t batches = sizes.batches;
+    const std::size_t m = sizes.m;
+    const std::size_t n = sizes.n;
+    const std::size_t k = sizes.k;
     const auto a = test::random_vector<T>(batches * m * k, 1);
     const auto b = test::random_vector<T>(batches * k * n, 2);
     for (const int path : test::available_paths()) {

@@ -51,7 +51,7 @@ TYPED_TEST(upper_bands, keep_the_singular_values_of_hard_matrices)
                 for (const auto& [name, a] : test::hard_square_matrices<TypeParam>(n)) {
                     if (!is_of_order_one(a))
                         continue;
-                    const auto expected = n < 20 ? test::jacobi_singular_values(a) : [&] {
+                    const auto expected = n < 20 ? test::jacobi_singular_values(a) : [&a = a] {
                         const auto values = numerical::singular_values_only(a); // in one stage
                         return test::wide_values(values.begin(), values.end());
                     }();

@@ -256,7 +256,7 @@ TEST(bidiagonal_qr, either_of_two_iterations_may_run_out_of_steps)
     const bidiagonal_entries coupled{{1, 2}, {1, 0}};
     for (auto [a, b] : {std::pair(diagonal, coupled), std::pair(coupled, diagonal)})
         EXPECT_EQ(test::text_thrown_by<convergence_error>(
-                      [&] { numerical::detail::iterate_bidiagonal_pair(a, b, 0); }),
+                      [&a = a, &b = b] { numerical::detail::iterate_bidiagonal_pair(a, b, 0); }),
                   "SVD: the bidiagonal QR iteration did not converge within its steps");
 }
 
