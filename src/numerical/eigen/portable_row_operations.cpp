@@ -12,12 +12,14 @@ void rotate_lanes(double* columns, const rotation_wave& wave)
     constexpr auto width = static_cast<std::ptrdiff_t>(strip_width);
     const std::ptrdiff_t step = wave.step * width;
     double* row = columns + wave.row * strip_width;
+    const auto row_behind = [&](std::size_t count) {
+        return row - static_cast<std::ptrdiff_t>(count) * step;
+    };
     double moving[chains][lanes];
     for (std::size_t q = 0; q < chains; ++q)
         for (std::size_t j = 0; j < lanes; ++j)
-            moving[q][j] = row[j - static_cast<std::ptrdiff_t>(q) * step];
+            moving[q][j] = row_behind(q)[j];
     const double* pair = wave.coefficients;
-    constexpr auto behind = static_cast<std::ptrdiff_t>(chains);
     for (std::size_t t = 0; t < wave.length; ++t) {
         row += step;
         double next[lanes];
@@ -30,11 +32,11 @@ void rotate_lanes(double* columns, const rotation_wave& wave)
                 next[j] = out;
             }
         for (std::size_t j = 0; j < lanes; ++j)
-            row[j - behind * step] = next[j];
+            row_behind(chains)[j] = next[j];
     }
     for (std::size_t q = 0; q < chains; ++q)
         for (std::size_t j = 0; j < lanes; ++j)
-            row[j - static_cast<std::ptrdiff_t>(q) * step] = moving[q][j];
+            row_behind(q)[j] = moving[q][j];
 }
 
 } // namespace
