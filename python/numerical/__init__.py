@@ -34,10 +34,10 @@ from ._arrangement import (
 from ._functions import (
     abs, absolute, acos, add, all, allclose, any, arccos, arcsin, arctan, arctan2, argmax,
     argmin, argsort, array_equal, asin, atan, atan2, ceil, clip, conj, conjugate, cos, cosh,
-    copysign, count_nonzero, cumprod, cumsum, divide, equal, exp, exp2, expm1, floor, greater,
+    copysign, count_nonzero, cumprod, cumsum, divide, equal, exp, exp2, expm1, floor, floor_divide, greater,
     greater_equal, hypot, imag, isclose, isfinite, isinf, isnan, less, less_equal, log, log10,
     log1p, log2, logical_and, logical_not, logical_or, logical_xor, max, maximum, mean, min,
-    minimum, multiply, negative, nextafter, nonzero, not_equal, pow, power, prod, real, round,
+    minimum, multiply, negative, nextafter, nonzero, not_equal, pow, power, prod, real, remainder, round,
     searchsorted, sign, signbit, sin, sinh, sort, sqrt, square, std, subtract, sum, tan, tanh, trunc,
     var, where,
 )  # fmt: skip

@@ -510,6 +510,58 @@ Examples
 Tensor([0.0, 1.0, 1.0])
 )doc";
 
+constexpr char floor_divide_doc[] = R"doc(floor_divide(a, b)
+--
+
+The largest integers not above a / b: a // b.
+
+Parameters
+----------
+a, b : array_like
+    float64, with broadcasting.
+
+Returns
+-------
+Tensor or float
+    As `//` of Python's floats; a quotient by zero is that of a / b. A float for two numbers.
+
+Raises
+------
+TypeError
+    For complex128.
+
+Examples
+--------
+>>> nm.floor_divide([7.0, -7.0], 2.0)
+Tensor([ 3.0, -4.0])
+)doc";
+
+constexpr char remainder_doc[] = R"doc(remainder(a, b)
+--
+
+What `floor_divide` leaves of a, with the signs of b: a % b.
+
+Parameters
+----------
+a, b : array_like
+    float64, with broadcasting.
+
+Returns
+-------
+Tensor or float
+    As `%` of Python's floats; NaN for a divisor of zero. A float for two numbers.
+
+Raises
+------
+TypeError
+    For complex128.
+
+Examples
+--------
+>>> nm.remainder([7.5, -7.5], 2.0)
+Tensor([1.5, 0.5])
+)doc";
+
 constexpr char copysign_doc[] = R"doc(copysign(a, b)
 --
 

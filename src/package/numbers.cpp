@@ -3,6 +3,7 @@
 #include "binding/caster.hpp"
 #include "numerical/broadcast.hpp"
 #include "numerical/elementwise/comparison.hpp"
+#include "numerical/elementwise/floor_division.hpp"
 #include "numerical/elementwise/numbers.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
@@ -283,6 +284,16 @@ PyObject* nextafter(const binding::call_arguments& call)
     return real_call("nextafter", call, [](const auto& a, const auto& b) {
         return broadcast_apply(a, b, [](double x, double y) { return std::nextafter(x, y); });
     });
+}
+
+PyObject* floor_divide(const binding::call_arguments& call)
+{
+    return real_call("floor_divide", call, floor_quotients);
+}
+
+PyObject* remainder(const binding::call_arguments& call)
+{
+    return real_call("remainder", call, remainders);
 }
 
 PyObject* isnan(const binding::call_arguments& call)

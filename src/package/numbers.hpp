@@ -29,6 +29,8 @@ PyObject* isfinite(const binding::call_arguments& call);
 PyObject* signbit(const binding::call_arguments& call); // float64 only, as the next two
 PyObject* copysign(const binding::call_arguments& call);
 PyObject* nextafter(const binding::call_arguments& call);
+PyObject* floor_divide(const binding::call_arguments& call); // float64 only, as remainder
+PyObject* remainder(const binding::call_arguments& call);
 PyObject* isclose(const binding::call_arguments& call); // as allclose, element by element
 
 PyObject* floor(const binding::call_arguments& call); // float64 only, as ceil and trunc

@@ -4,6 +4,7 @@
 #include "binding/fastcall.hpp"
 #include "numerical/elementwise/arithmetic.hpp"
 #include "numerical/elementwise/comparison.hpp"
+#include "numerical/elementwise/floor_division.hpp"
 #include "numerical/elementwise/numbers.hpp"
 #include "numerical/elementwise/unary.hpp"
 #include "package/elementary.hpp"
@@ -81,6 +82,20 @@ PyObject* arithmetic_slot(PyObject* left, PyObject* right)
     return binding::translated(marlinth_module_error, [&] {
         return of_operands(left, right, [](const auto& a, const auto& b) {
             return wrap(computed_arithmetic(operation, a, b));
+        });
+    });
+}
+
+// // and %, which complex numbers don't have.
+template <tensor<double> (*function)(const tensor<double>&, const tensor<double>&)>
+PyObject* floor_slot(PyObject* left, PyObject* right)
+{
+    return binding::translated(marlinth_module_error, [&] {
+        return of_operands(left, right, [](const auto& a, const auto& b) -> PyObject* {
+            if constexpr (std::is_same_v<decltype(a), const tensor<complex>&>)
+                binding::fail(PyExc_TypeError, "// and % take float64 tensors, not complex128");
+            else
+                return wrap(function(a, b));
         });
     });
 }
@@ -214,6 +229,8 @@ void add_operator_slots(std::vector<PyType_Slot>& slots)
     slots.push_back(slot(Py_nb_subtract, arithmetic_slot<arithmetic_operation::subtract>));
     slots.push_back(slot(Py_nb_multiply, arithmetic_slot<arithmetic_operation::multiply>));
     slots.push_back(slot(Py_nb_true_divide, arithmetic_slot<arithmetic_operation::divide>));
+    slots.push_back(slot(Py_nb_floor_divide, floor_slot<floor_quotients>));
+    slots.push_back(slot(Py_nb_remainder, floor_slot<remainders>));
     slots.push_back(slot(Py_nb_power, power_slot));
     slots.push_back(slot(Py_nb_matrix_multiply, product_slot));
     slots.push_back(slot(Py_nb_and, mask_slot<pair_function::logical_and>));

@@ -8,6 +8,7 @@
 #include "package/parameters.hpp"
 #include "package/positions.hpp"
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <utility>
@@ -76,7 +77,8 @@ sort_call read_sort_call(const char* function, const binding::call_arguments& ca
             flag_parameter(descending) ? sort_order::descending : sort_order::ascending};
 }
 
-axis_walk sort_walk(const sort_call& call, const tensor<double>& a)
+template <class T>
+axis_walk sort_walk(const sort_call& call, const tensor<T>& a)
 {
     if (a.shape.empty() && call.axis == nullptr)
         fail(PyExc_ValueError, "a tensor of rank 0 has no axis to sort along");
@@ -124,11 +126,35 @@ tensor<double> in_order(const tensor<double>& a, PyObject* sorter)
     return gather_along(a, 0, order);
 }
 
+// Places in order, which stay places.
+PyObject* sorted_positions(const positions& places, const sort_call& asked)
+{
+    axis_walk along = sort_walk(asked, places);
+    const walk_shape& walk = along.walk;
+    std::vector<std::ptrdiff_t> run(walk.extent);
+    std::vector<std::ptrdiff_t> data = places.data;
+    const bool descends = asked.order == sort_order::descending;
+    for (std::size_t o = 0; o < walk.outer; ++o)
+        for (std::size_t k = 0; k < walk.inner; ++k) {
+            std::ptrdiff_t* const first = data.data() + o * walk.extent * walk.inner + k;
+            for (std::size_t j = 0; j < walk.extent; ++j)
+                run[j] = first[j * walk.inner];
+            std::sort(run.begin(), run.end());
+            if (descends)
+                std::reverse(run.begin(), run.end());
+            for (std::size_t j = 0; j < walk.extent; ++j)
+                first[j * walk.inner] = run[j];
+        }
+    return wrap(positions(std::move(along.shape), std::move(data)));
+}
+
 } // namespace
 
 PyObject* sort(const binding::call_arguments& call)
 {
     const sort_call asked = read_sort_call("sort", call);
+    if (const positions* places = positions_in(asked.given))
+        return sorted_positions(*places, asked);
     const operand a(asked.given);
     const tensor<double>& x = ordered(a, "sort");
     axis_walk along = sort_walk(asked, x);

@@ -63,6 +63,8 @@ std::span<PyMethodDef> elementwise_table()
         function<round>("round", round_doc),
         function<sign>("sign", sign_doc),
         function<signbit>("signbit", signbit_doc),
+        function<floor_divide>("floor_divide", floor_divide_doc),
+        function<remainder>("remainder", remainder_doc),
         function<copysign>("copysign", copysign_doc),
         function<nextafter>("nextafter", nextafter_doc),
         function<clip>("clip", clip_doc),

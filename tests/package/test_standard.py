@@ -179,7 +179,7 @@ vector_norm(x, /, *, axis=None, keepdims=False, ord=2)
 # docs/compatibility.md says why.
 MISSING = {
     "acosh", "asinh", "atanh", "bitwise_and", "bitwise_invert", "bitwise_left_shift", "bitwise_or",
-    "bitwise_right_shift", "bitwise_xor", "floor_divide", "remainder",
+    "bitwise_right_shift", "bitwise_xor",
 }  # fmt: skip
 
 
@@ -249,6 +249,39 @@ def test_signs_are_those_of_the_bits():
         nm.copysign(1j, 1.0)
     with pytest.raises(TypeError, match="^signbit takes a float64 tensor, not complex128$"):
         nm.signbit([1j])
+
+
+def test_floors_and_remainders_are_those_of_floats():
+    numbers = [0.0, -0.0, 1.0, -1.0, 0.3, -0.3, 7.5, -7.5, 1e300, 5e-324, np.inf, -np.inf, np.nan]
+    a, b = (x.ravel() for x in np.meshgrid(numbers, numbers))
+    t, u = nm.asarray(a), nm.asarray(b)
+    for found, name in ((t // u, "__floordiv__"), (t % u, "__mod__")):
+        for x, y, z in zip(a.tolist(), b.tolist(), found.tolist()):
+            if y != 0:
+                expected = getattr(x, name)(y)
+                assert z == expected or (z != z and expected != expected), (x, y, z, name)
+                assert z != z or math.copysign(1, z) == math.copysign(1, expected), (x, y, z, name)
+    with np.errstate(all="ignore"):
+        equal(nm.floor_divide(t, 0.0)[a == a], (a / 0.0)[a == a])
+        assert np.isnan(np.asarray(nm.remainder(t, 0.0))).all()
+    random = normal(5000, seed=3) * 10.0 ** normal(5000, seed=4)
+    t, u = nm.asarray(random), nm.asarray(random[::-1].copy())
+    assert (t // u).tolist() == [x // y for x, y in zip(t.tolist(), u.tolist())]
+    assert (t % u).tolist() == [x % y for x, y in zip(t.tolist(), u.tolist())]
+    equal(7 // nm.array([[2.0], [-2.0]]), [[3.0], [-4.0]])
+    equal(nm.argsort([3.0, 1.0, 2.0]) % nm.array(2.0), [1.0, 0.0, 0.0])
+    for call in (lambda: t // 1j, lambda: nm.array(1j) % 2):
+        with pytest.raises(TypeError, match="^// and % take float64 tensors, not complex128$"):
+            call()
+
+
+def test_sorted_places_are_places():
+    order = nm.argsort(integers((4, 6)), axis=1)
+    for options in ({}, {"axis": 0}, {"axis": None}, {"descending": True}):
+        found = nm.sort(order, **options)
+        assert isinstance(found, nm.Positions)
+        expected = np.sort(np.asarray(order), options.get("axis", -1))
+        equal(np.asarray(found), expected[:, ::-1] if "descending" in options else expected)
 
 
 def test_neighbours_of_numbers_are_the_c_librarys():
