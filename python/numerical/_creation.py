@@ -360,7 +360,8 @@ def arange(start, stop=None, step=1.0, dtype=None, *, device=None):
     first, last, step = real(start, "start"), real(stop, "stop"), real(step, "step")
     if step and (last - first) / step >= MOST_ELEMENTS:
         raise ValueError("arange: a tensor has fewer than 2**60 elements")
-    return asarray(_numerical._arange(first, last, step), dtype)
+    made = _numerical._arange(first, last, step)
+    return made if dtype is None else asarray(made, dtype)
 
 
 def linspace(start, stop, num=50, endpoint=True, dtype=None, *, device=None):

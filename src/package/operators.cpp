@@ -117,14 +117,12 @@ PyObject* product_slot(PyObject* left, PyObject* right)
     });
 }
 
-// A mask as an operand: TypeError for other numbers, for which & would mean something else.
-const tensor<double>& mask_of(const operand& a)
+// Of other numbers than truths & would be something else.
+[[noreturn]] void refuse_as_masks()
 {
-    if (a.is_complex() || !are_truths(a.as<double>()))
-        binding::fail(PyExc_TypeError,
-                      "&, |, ^ and ~ are for masks, tensors of zeros and ones as comparisons give;"
-                      " logical_and and its like take all numbers");
-    return a.as<double>();
+    binding::fail(PyExc_TypeError,
+                  "&, |, ^ and ~ are for masks, tensors of zeros and ones as comparisons give;"
+                  " logical_and and its like take all numbers");
 }
 
 template <pair_function function>
@@ -135,7 +133,12 @@ PyObject* mask_slot(PyObject* left, PyObject* right)
             return not_implemented();
         const operand a(left);
         const operand b(right);
-        return wrap(pair_by(function, mask_of(a), mask_of(b)));
+        if (a.is_complex() || b.is_complex())
+            refuse_as_masks();
+        std::optional<tensor<double>> mask = masks_by(function, a.as<double>(), b.as<double>());
+        if (!mask)
+            refuse_as_masks();
+        return wrap(std::move(*mask));
     });
 }
 
@@ -143,7 +146,9 @@ PyObject* invert_slot(PyObject* self)
 {
     return binding::translated(marlinth_module_error, [&] {
         const operand a(self);
-        return wrap(number_by(number_function::logical_not, mask_of(a)));
+        if (a.is_complex() || !are_truths(a.as<double>()))
+            refuse_as_masks();
+        return wrap(number_by(number_function::logical_not, a.as<double>()));
     });
 }
 

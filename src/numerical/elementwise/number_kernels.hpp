@@ -45,6 +45,10 @@ namespace detail {
 
 using number_row = void (*)(const double* x, double* out, std::size_t n);
 
+// out[j] = function(left[j], right[j]) of truths; false if an operand is neither 0 nor 1, and what
+// is written then means nothing.
+using mask_row = bool (*)(const double* left, const double* right, double* out, std::size_t n);
+
 // out[j] is left[j] where mask[j] is true, else right[j], for n elements of one or two doubles; an
 // operand that doesn't move gives its first element to all.
 using choice_row = void (*)(const double* mask, const double* left, const double* right,
@@ -58,8 +62,9 @@ struct number_kernels
 {
     number_row of_one[11];
     rows_by_form<arithmetic_row> of_two[12];
-    choice_row choices[8];         // of reals: 4, 2 and 1 for a mask, left and right that move
-    choice_row complex_choices[8]; // of complex numbers
+    rows_by_form<mask_row> of_masks[3]; // logical_and, logical_or, logical_xor
+    choice_row choices[8];              // of reals: 4, 2 and 1 for a mask, left and right that move
+    choice_row complex_choices[8];      // of complex numbers
     void (*clip)(const double* x, double low, double high, double* out, std::size_t n);
     // Rounded to a multiple of 1/power, or of power; what is infinite on the way stays.
     void (*round_to_parts)(const double* x, double power, double* out, std::size_t n);

@@ -81,6 +81,27 @@ constexpr rows_by_form<arithmetic_row> pair_rows_of(F)
     return {{each_pair<Stream, F, 1, 1>, each_pair<Stream, F, 1, 0>, each_pair<Stream, F, 0, 1>}};
 }
 
+// Asks and answers in one pass.
+template <class F, std::size_t left_step, std::size_t right_step>
+bool each_of_masks(const double* __restrict left, const double* __restrict right,
+                   double* __restrict out, std::size_t n)
+{
+    std::uint64_t others = 0;
+    for (std::size_t j = 0; j < n; ++j) {
+        const double x = left[j * left_step];
+        const double y = right[j * right_step];
+        others |= ((x != 0) & (x != 1)) | ((y != 0) & (y != 1)) ? ~std::uint64_t{0} : 0;
+        out[j] = F()(x, y);
+    }
+    return others == 0;
+}
+
+template <class F>
+constexpr rows_by_form<mask_row> mask_rows_of(F)
+{
+    return {{each_of_masks<F, 1, 1>, each_of_masks<F, 1, 0>, each_of_masks<F, 0, 1>}};
+}
+
 template <std::size_t parts, std::size_t mask_step, std::size_t left_step, std::size_t right_step>
 void choices_of(const double* __restrict mask, const double* __restrict left,
                 const double* __restrict right, double* __restrict out, std::size_t n)
@@ -240,6 +261,7 @@ constexpr number_kernels number_kernels_with{
      pair_rows_of<Stream>(minimum), pair_rows_of<Stream>(logical_and),
      pair_rows_of<Stream>(logical_or), pair_rows_of<Stream>(logical_xor),
      pair_rows_of<Stream>(copy_sign)},
+    {mask_rows_of(logical_and), mask_rows_of(logical_or), mask_rows_of(logical_xor)},
     {choose<Stream, 1, 0>, choose<Stream, 1, 1>, choose<Stream, 1, 2>, choose<Stream, 1, 3>,
      choose<Stream, 1, 4>, choose<Stream, 1, 5>, choose<Stream, 1, 6>, choose<Stream, 1, 7>},
     {choose<Stream, 2, 0>, choose<Stream, 2, 1>, choose<Stream, 2, 2>, choose<Stream, 2, 3>,

@@ -125,6 +125,22 @@ tensor<double> pair_by(pair_function function, const tensor<double>& a, const te
         });
 }
 
+std::optional<tensor<double>> masks_by(pair_function function, const tensor<double>& a,
+                                       const tensor<double>& b)
+{
+    const int first = static_cast<int>(pair_function::logical_and);
+    const auto& rows = detail::numbers_in_force().of_masks[static_cast<int>(function) - first];
+    bool are_masks = true;
+    tensor<double> out = detail::broadcast_rows<double>(
+        a, b, [&](row_form form, const double* x, const double* y, double* to, std::size_t n) {
+            are_masks &= rows.by_form[static_cast<int>(form)](x, y, to, n);
+        });
+    // A result without elements has looked at none of an operand's.
+    if (!are_masks || (out.data.empty() && !(are_truths(a) && are_truths(b))))
+        return std::nullopt;
+    return out;
+}
+
 tensor<double> clipped(const tensor<double>& a, double low, double high)
 {
     std::vector<double> data = detail::uninitialized<double>(a.data.size());

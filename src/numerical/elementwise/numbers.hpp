@@ -7,12 +7,18 @@
 #include "numerical/tensor.hpp"
 
 #include <complex>
+#include <optional>
 
 namespace numerical {
 
 tensor<double> number_by(number_function function, const tensor<double>& a);
 
 tensor<double> pair_by(pair_function function, const tensor<double>& a, const tensor<double>& b);
+
+// logical_and, logical_or or logical_xor of masks; nothing if an operand holds another number than
+// 0 and 1.
+std::optional<tensor<double>> masks_by(pair_function function, const tensor<double>& a,
+                                       const tensor<double>& b);
 
 // min(max(x, low), high); NaN stays.
 tensor<double> clipped(const tensor<double>& a, double low, double high);

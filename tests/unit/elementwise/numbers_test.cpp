@@ -260,6 +260,34 @@ TEST(truths, answers_are_those_of_counts)
             }
 }
 
+TEST(numbers, masks_are_looked_at_to_the_last_number)
+{
+    const std::size_t counts[]{1, 3, 4, 70};
+    for (const number_kernels* kernels : all_kernels())
+        for (const std::size_t count : counts)
+            for (int function = 0; function < 3; ++function)
+                for (int form = 0; form < 3; ++form) {
+                    std::vector<double> x(count, 1.0);
+                    std::vector<double> y(count, -0.0);
+                    std::vector<double> out(count);
+                    const auto row = kernels->of_masks[function].by_form[form];
+                    EXPECT_TRUE(row(x.data(), y.data(), out.data(), count));
+                    EXPECT_EQ(out, std::vector<double>(count, function == 0 ? 0.0 : 1.0));
+                    for (const double other : {2.0, nan, -1.0, 0.5}) {
+                        if (form != 2) { // the left one moves
+                            x[count - 1] = other;
+                            EXPECT_FALSE(row(x.data(), y.data(), out.data(), count));
+                            x[count - 1] = 1.0;
+                        }
+                        if (form != 1) {
+                            y[count - 1] = other;
+                            EXPECT_FALSE(row(x.data(), y.data(), out.data(), count));
+                            y[count - 1] = -0.0;
+                        }
+                    }
+                }
+}
+
 TEST(numbers, the_place_of_a_value_is_its_first)
 {
     for (const number_kernels* kernels : all_kernels())
