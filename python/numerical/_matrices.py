@@ -71,6 +71,21 @@ class EighResult(Result):
 
 
 class PolarResult(Result):
+    """What polar returns: a tuple of two tensors, with names.
+
+    Attributes
+    ----------
+    u : Tensor, shape (..., M, N)
+        With orthonormal columns, or rows if M < N.
+    p : Tensor, shape (..., N, N) or (..., M, M)
+        Hermitian and positive semidefinite.
+
+    Examples
+    --------
+    >>> nm.linalg.polar([[-2.0]])
+    PolarResult(u=Tensor([[-1.0]]), p=Tensor([[2.0]]))
+    """
+
     __slots__ = ()
     _fields = ("u", "p")
     u, p = _field(0), _field(1)

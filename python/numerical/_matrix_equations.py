@@ -4,17 +4,17 @@ from ._native_module import native
 
 
 def solve_sylvester(a, b, q):
-    """x with a @ x + x @ b = q (Bartels and Stewart 1972).
+    """The solution x of Sylvester's equation, a @ x + x @ b = q.
 
     Parameters
     ----------
-    a : matrix of shape (M, M)
-    b : matrix of shape (N, N)
-    q : matrix of shape (M, N)
+    a : array_like, shape (M, M)
+    b : array_like, shape (N, N)
+    q : array_like, shape (M, N)
 
     Returns
     -------
-    Tensor of shape (M, N)
+    Tensor, shape (M, N)
 
     Raises
     ------
@@ -24,9 +24,13 @@ def solve_sylvester(a, b, q):
         If a and -b have an eigenvalue in common, to working accuracy; if a matrix holds an infinite
         or NaN entry, or its eigenvalues aren't found.
 
+    Notes
+    -----
+    By the Schur forms of the coefficients (Bartels and Stewart 1972) and a recursion on their triangles
+    (Jonsson and Kågström 2002).
+
     Examples
     --------
-    >>> import numerical as nm
     >>> print(nm.linalg.solve_sylvester([[2.0, 0.0], [0.0, 3.0]], [[1.0]], [[3.0], [8.0]]))
     [[1.0],
      [2.0]]
@@ -35,15 +39,16 @@ def solve_sylvester(a, b, q):
 
 
 def solve_continuous_lyapunov(a, q):
-    """x with a @ x + x @ a.mH = q, Hermitian to the bit if q is.
+    """The solution x of Lyapunov's equation, a @ x + x @ a.mH = q.
 
     Parameters
     ----------
-    a, q : matrices of shape (N, N)
+    a, q : array_like, shape (N, N)
 
     Returns
     -------
-    Tensor of shape (N, N)
+    Tensor, shape (N, N)
+        Hermitian to the bit if q is.
 
     Raises
     ------
@@ -53,9 +58,13 @@ def solve_continuous_lyapunov(a, q):
         If two eigenvalues of a, or one and itself, are each other's negative conjugate, to working
         accuracy; if a matrix holds an infinite or NaN entry, or its eigenvalues aren't found.
 
+    Notes
+    -----
+    By the Schur form of a (Bartels and Stewart 1972) and a recursion on its triangle
+    (Jonsson and Kågström 2002).
+
     Examples
     --------
-    >>> import numerical as nm
     >>> print(nm.linalg.solve_continuous_lyapunov([[-1.0, 0.0], [0.0, -2.0]], -4 * nm.eye(2)))
     [[2.0, 0.0],
      [0.0, 1.0]]
@@ -64,15 +73,16 @@ def solve_continuous_lyapunov(a, q):
 
 
 def solve_discrete_lyapunov(a, q):
-    """x with a @ x @ a.mH - x + q = 0, Hermitian to the bit if q is.
+    """The solution x of the discrete Lyapunov equation, a @ x @ a.mH - x + q = 0.
 
     Parameters
     ----------
-    a, q : matrices of shape (N, N)
+    a, q : array_like, shape (N, N)
 
     Returns
     -------
-    Tensor of shape (N, N)
+    Tensor, shape (N, N)
+        Hermitian to the bit if q is.
 
     Raises
     ------
@@ -83,9 +93,13 @@ def solve_discrete_lyapunov(a, q):
         working accuracy; if a matrix holds an infinite or NaN entry, or its eigenvalues aren't
         found.
 
+    Notes
+    -----
+    By the Schur form of a (Kitagawa 1977) and a recursion on its triangle
+    (Jonsson and Kågström 2002).
+
     Examples
     --------
-    >>> import numerical as nm
     >>> print(nm.linalg.solve_discrete_lyapunov([[0.5, 0.0], [0.0, 0.0]], 3 * nm.eye(2)))
     [[4.0, 0.0],
      [0.0, 3.0]]

@@ -6,15 +6,13 @@ from ._native_module import native
 def expm(a):
     """The exponential of square matrices.
 
-    By scaling and squaring with Padé approximants (Higham 2005; Al-Mohy and Higham 2009).
-
     Parameters
     ----------
-    a : matrices of shape (..., N, N)
+    a : array_like, shape (..., N, N)
 
     Returns
     -------
-    Tensor of the shape of a
+    Tensor, shape (..., N, N)
 
     Raises
     ------
@@ -24,9 +22,12 @@ def expm(a):
         If a holds an infinite or NaN entry. What lies beyond the range of float64 comes out
         infinite or NaN.
 
+    Notes
+    -----
+    By scaling and squaring with Padé approximants (Higham 2005; Al-Mohy and Higham 2009).
+
     Examples
     --------
-    >>> import numerical as nm
     >>> print(nm.linalg.expm([[0.0, 1.0], [0.0, 0.0]]))
     [[1.0, 1.0],
      [0.0, 1.0]]
@@ -37,16 +38,13 @@ def expm(a):
 def logm(a):
     """The principal logarithm of a square matrix.
 
-    By the Schur form and inverse scaling and squaring on its triangle (Al-Mohy and Higham 2012),
-    of a Hermitian matrix by its eigenvectors.
-
     Parameters
     ----------
-    a : matrix of shape (N, N)
+    a : array_like, shape (N, N)
 
     Returns
     -------
-    Tensor of shape (N, N)
+    Tensor, shape (N, N)
         x with expm(x) = a and eigenvalues whose imaginary parts are in (-π, π]; float64 for a
         float64 matrix without negative eigenvalues, complex128 otherwise.
 
@@ -58,9 +56,13 @@ def logm(a):
         If a is singular, holds an infinite or NaN entry, or its eigenvalues aren't found; and for
         eigenvalues that lie on both sides of the branch cut and closer to it than rounding.
 
+    Notes
+    -----
+    By the Schur form and inverse scaling and squaring on its triangle (Al-Mohy and Higham 2012), of a
+    Hermitian matrix by its eigenvectors.
+
     Examples
     --------
-    >>> import numerical as nm
     >>> x = nm.linalg.logm([[1.0, 3.0], [1.0, 4.0]])
     >>> nm.allclose(nm.linalg.expm(x), [[1.0, 3.0], [1.0, 4.0]])
     True
@@ -73,16 +75,13 @@ def logm(a):
 def sqrtm(a):
     """The principal square root of a square matrix.
 
-    By the Schur form and a blocked recursion on its triangle (Björck and Hammarling 1983; Deadman,
-    Higham and Ralha 2013), of a Hermitian matrix by its eigenvectors.
-
     Parameters
     ----------
-    a : matrix of shape (N, N)
+    a : array_like, shape (N, N)
 
     Returns
     -------
-    Tensor of shape (N, N)
+    Tensor, shape (N, N)
         x with x @ x = a and eigenvalues in the right half-plane; float64 for a float64 matrix
         without negative eigenvalues, complex128 otherwise. Eigenvalues of a Hermitian matrix that
         are within rounding of zero count as zero.
@@ -95,9 +94,13 @@ def sqrtm(a):
         If a holds an infinite or NaN entry, or is singular in a way that leaves no root to be
         found; or if its eigenvalues aren't found.
 
+    Notes
+    -----
+    By the Schur form and a blocked recursion on its triangle (Björck and Hammarling 1983; Deadman, Higham
+    and Ralha 2013), of a Hermitian matrix by its eigenvectors.
+
     Examples
     --------
-    >>> import numerical as nm
     >>> x = nm.linalg.sqrtm([[1.0, 3.0], [1.0, 4.0]])
     >>> nm.allclose(x @ x, [[1.0, 3.0], [1.0, 4.0]])
     True

@@ -28,13 +28,13 @@ def orth(a, rcond=None):
 
     Parameters
     ----------
-    a : matrix of shape (M, N)
+    a : array_like, shape (M, N)
     rcond : float, optional
         Singular values up to rcond times the largest count as zero; max(M, N)·2^-52 by default.
 
     Returns
     -------
-    Tensor of shape (M, K)
+    Tensor, shape (M, K)
         The left singular vectors of the K values that don't count as zero.
 
     Raises
@@ -46,7 +46,6 @@ def orth(a, rcond=None):
 
     Examples
     --------
-    >>> import numerical as nm
     >>> nm.linalg.orth([[3.0, 6.0], [4.0, 8.0]]).shape
     (2, 1)
     """
@@ -60,13 +59,13 @@ def null_space(a, rcond=None):
 
     Parameters
     ----------
-    a : matrix of shape (M, N)
+    a : array_like, shape (M, N)
     rcond : float, optional
         Singular values up to rcond times the largest count as zero; max(M, N)·2^-52 by default.
 
     Returns
     -------
-    Tensor of shape (N, K)
+    Tensor, shape (N, K)
         The right singular vectors of the values that count as zero, and of the N - M that a flat
         matrix has none for.
 
@@ -79,7 +78,6 @@ def null_space(a, rcond=None):
 
     Examples
     --------
-    >>> import numerical as nm
     >>> a = nm.array([[1.0, 1.0], [1.0, 1.0]])
     >>> z = nm.linalg.null_space(a)
     >>> z.shape, bool(nm.linalg.norm(a @ z) < 1e-15)
@@ -96,8 +94,8 @@ def polar(a, side="right"):
 
     Parameters
     ----------
-    a : matrices of shape (..., M, N)
-    side : {"right", "left"}
+    a : array_like, shape (..., M, N)
+    side : {'right', 'left'}, optional
         Where the Hermitian factor stands: a = u @ p or a = p @ u.
 
     Returns
@@ -121,7 +119,6 @@ def polar(a, side="right"):
 
     Examples
     --------
-    >>> import numerical as nm
     >>> u, p = nm.linalg.polar([[0.0, -2.0], [3.0, 0.0]])
     >>> print(u.round(12), p.round(12), sep="\\n")
     [[ 0.0, -1.0],

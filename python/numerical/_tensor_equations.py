@@ -10,20 +10,20 @@ from ._systems import inv, solve
 
 
 def tensorsolve(a, b, axes=None):
-    """The tensor x with tensordot(a, x, x.ndim) = b.
+    """The solution x of tensordot(a, x, x.ndim) = b.
 
     Parameters
     ----------
-    a : tensor of shape b.shape + Q
+    a : array_like, shape b.shape + Q
         After the axes named by `axes` have moved behind the others. The extents Q multiply to
         b.size.
-    b : tensor
+    b : array_like
     axes : sequence of int, optional
         Axes of a to be moved to its end, in their order.
 
     Returns
     -------
-    Tensor of shape Q
+    Tensor, shape Q
 
     Raises
     ------
@@ -34,7 +34,6 @@ def tensorsolve(a, b, axes=None):
 
     Examples
     --------
-    >>> import numerical as nm
     >>> a = nm.eye(24).reshape((6, 4, 2, 3, 4))
     >>> b = nm.ones((6, 4))
     >>> x = nm.linalg.tensorsolve(a, b)
@@ -55,18 +54,18 @@ def tensorsolve(a, b, axes=None):
 
 
 def tensorinv(a, ind=2):
-    """The tensor with tensordot(tensorinv(a, ind), b, ind) = tensorsolve(a, b).
+    """The inverse of a tensor: tensordot(tensorinv(a, ind), b, ind) is tensorsolve(a, b).
 
     Parameters
     ----------
-    a : tensor
+    a : array_like
         The extents of the first `ind` axes and those of the others have one product.
-    ind : int
+    ind : int, optional
         At least 1.
 
     Returns
     -------
-    Tensor of shape a.shape[ind:] + a.shape[:ind]
+    Tensor, shape a.shape[ind:] + a.shape[:ind]
 
     Raises
     ------
@@ -77,7 +76,6 @@ def tensorinv(a, ind=2):
 
     Examples
     --------
-    >>> import numerical as nm
     >>> nm.linalg.tensorinv(nm.eye(24).reshape((4, 6, 8, 3))).shape
     (8, 3, 4, 6)
     """

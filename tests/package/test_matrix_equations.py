@@ -1,8 +1,5 @@
 """Sylvester, Lyapunov and tensor equations, bases, polar and ordered Schur forms; SciPy is the oracle."""
 
-import doctest
-import importlib
-
 import numpy as np
 import pytest
 import scipy.linalg
@@ -14,14 +11,6 @@ LA = nm.linalg
 EPS = 2.0**-52
 DTYPES = ["float64", "complex128"]
 PATHS = ["portable", "avx2", "avx512"]
-
-
-@pytest.mark.parametrize("module", [
-    "_subspaces", "_tensor_equations", "_matrix_functions", "_matrix_equations", "_general_eigen",
-])  # fmt: skip
-def test_the_examples_of_the_docstrings_run(module):
-    failed, tried = doctest.testmod(importlib.import_module(f"numerical.{module}"))
-    assert failed == 0 and tried > 0
 
 
 def adjoint(a):

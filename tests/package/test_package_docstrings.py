@@ -15,7 +15,9 @@ WITHOUT_RESULT = {"set_num_threads", "iinfo"}  # the one returns None, the other
 CONSTRUCTORS = {
     "Tensor": ["data", "shape", "dtype"], "Positions": ["places"], "error": [], "LinAlgError": [],
 }  # fmt: skip
-RESULTS = {"EigResult", "EighResult", "QRResult", "SVDResult", "SlogdetResult", "LstsqResult"}
+RESULTS = {
+    "EigResult", "EighResult", "PolarResult", "QRResult", "SVDResult", "SlogdetResult", "LstsqResult",
+}  # fmt: skip
 
 PATHS = ["portable", "avx2", "avx512"]
 
