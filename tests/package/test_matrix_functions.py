@@ -139,6 +139,14 @@ def test_diagonals_of_triangles_are_those_of_the_scalar_function():
             assert not np.any(np.tril(found, -1))
 
 
+@pytest.mark.parametrize("gap", [0.0, 2.0**-30, 0.5, 3.0])
+def test_the_diagonal_beside_that_of_a_triangle_keeps_its_digits(gap):
+    # The quotient of differences would lose half of them for the small gap.
+    a = np.array([[-20.0, 3.0], [0.0, -20.0 - gap]])
+    expected = precisely(mpmath.expm, a).real
+    np.testing.assert_allclose(np.asarray(LA.expm(a)), expected, rtol=8 * EPS)
+
+
 @pytest.mark.parametrize("dtype", DTYPES)
 def test_inverse_exponentials_are_those_of_the_negative(dtype):
     a = normal((20, 20), dtype) / 4
