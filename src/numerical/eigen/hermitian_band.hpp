@@ -16,7 +16,7 @@ namespace numerical::detail {
 
 // From this order on two stages take less time than the direct reduction.
 template <class T>
-constexpr std::size_t two_stage_eigen_order = std::is_same_v<T, double> ? 600 : 128;
+constexpr std::size_t two_stage_eigen_order = std::is_same_v<T, double> ? 450 : 128;
 
 // Subdiagonals of the band: a wider one makes for faster products in the first stage and for more
 // work in the second.

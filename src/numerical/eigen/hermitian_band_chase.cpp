@@ -1,3 +1,4 @@
+#include "numerical/eigen/chase_kernels.hpp"
 #include "numerical/eigen/hermitian_band.hpp"
 #include "numerical/eigen/panel_dots.hpp"
 #include "numerical/factor/reflector.hpp"
@@ -92,10 +93,43 @@ void reflect_both_sides(int path, block_view<T> a, chase_workspace<T>& work)
     subtract_from_rows_on(path, a.first, a.stride, n, w.data(), work.conjugates.data(), n);
 }
 
+// How the steps are done: whole blocks by the kernel, if there is one.
+struct chase_path
+{
+    int path;
+    chase_kernel kernel;
+};
+
 template <class T>
 bool is_zero_after_first(const std::vector<T>& x)
 {
     return std::all_of(x.begin() + 1, x.end(), [](const T& each) { return each == T(0); });
+}
+
+// The kernel for the whole blocks of a band, or null.
+chase_kernel kernel_for(int path, const hermitian_band<double>& band)
+{
+    if (path == portable_path || (band.width != 16 && band.width != 32))
+        return nullptr;
+    if (path == avx512_path)
+        return band.width == 16 ? avx512_chase_16 : avx512_chase_32;
+    return band.width == 16 ? avx2_chase_16 : avx2_chase_32;
+}
+
+chase_kernel kernel_for(int, const hermitian_band<complex>&)
+{
+    return nullptr;
+}
+
+bool chase_by_kernel(chase_kernel kernel, hermitian_band<double>& band, double* reflector,
+                     std::size_t c)
+{
+    return kernel({&band(c, c - band.width), &band(c, c), 3 * band.width}, reflector);
+}
+
+bool chase_by_kernel(chase_kernel, hermitian_band<complex>&, complex*, std::size_t)
+{
+    return false;
 }
 
 // Step k of sweep s, with c the first of the rows s + 1 + k·b ... The reflector of the step before
@@ -110,12 +144,16 @@ bool is_zero_after_first(const std::vector<T>& x)
 //
 // `reflector` is the sweep's own: that of the step before, then that of this one, zero for none.
 template <class T>
-void chase_step(int path, hermitian_band<T>& band, chase_workspace<T>& work, T* reflector,
-                std::size_t s, std::size_t k)
+void chase_step(const chase_path& by, hermitian_band<T>& band, chase_workspace<T>& work,
+                T* reflector, std::size_t s, std::size_t k)
 {
     const std::size_t c = s + 1 + k * band.width;
     const std::size_t end = std::min(c + band.width, band.order);
     const std::size_t p = k == 0 ? s : c - band.width;
+    const bool whole = k > 0 && end - c == band.width;
+    if (whole && by.kernel != nullptr && chase_by_kernel(by.kernel, band, reflector, c))
+        return;
+    const int path = by.path;
     if (k > 0)
         reflect_from_right(path, band.block(c, end, p, c), reflector, work);
 
@@ -144,10 +182,11 @@ void narrow_hermitian_band(hermitian_band<T>& band, std::vector<double>& d, std:
     const std::size_t n = band.order;
     const std::size_t width = band.width;
     const int path = gemm_path_current();
+    const chase_path by{path, kernel_for(path, band)};
     std::vector<T> reflectors = zeros<T>(n * width);
     const auto steps_of = [=](std::size_t s) { return (n - 1 - s + width - 1) / width; };
     const auto step = [&](chase_workspace<T>& work, std::size_t s, std::size_t k) {
-        chase_step(path, band, work, reflectors.data() + s * width, s, k);
+        chase_step(by, band, work, reflectors.data() + s * width, s, k);
     };
     run_sweeps<chase_workspace<T>>(n < 2 ? 0 : n - 2, steps_of, 12 * width * width, step);
 

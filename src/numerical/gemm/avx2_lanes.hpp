@@ -46,8 +46,19 @@ struct lanes
 
     static vector times(vector a, vector b) { return _mm256_mul_pd(a, b); }
 
-    // sum - a·b, fused.
+    // sum + a·b and sum - a·b, fused.
+    static vector more(vector sum, vector a, vector b) { return _mm256_fmadd_pd(a, b, sum); }
+
     static vector less(vector sum, vector a, vector b) { return _mm256_fnmadd_pd(a, b, sum); }
+
+    // Lane l is the sum of the lanes of rows[l], taken by halves.
+    static vector sums_of(const vector (&rows)[width])
+    {
+        const vector first = _mm256_hadd_pd(rows[0], rows[1]);
+        const vector second = _mm256_hadd_pd(rows[2], rows[3]);
+        return _mm256_add_pd(_mm256_permute2f128_pd(first, second, 0x20),
+                             _mm256_permute2f128_pd(first, second, 0x31));
+    }
 
     // The complex number re + i·im throughout.
     static vector all(double re, double im) { return _mm256_setr_pd(re, im, re, im); }

@@ -42,8 +42,17 @@ struct lanes
 
     static vector times(vector a, vector b) { return _mm512_mul_pd(a, b); }
 
-    // sum - a·b, fused.
+    // sum + a·b and sum - a·b, fused.
+    static vector more(vector sum, vector a, vector b) { return _mm512_fmadd_pd(a, b, sum); }
+
     static vector less(vector sum, vector a, vector b) { return _mm512_fnmadd_pd(a, b, sum); }
+
+    // Lane l is the sum of the lanes of rows[l], taken by halves.
+    static vector sums_of(const vector (&rows)[width])
+    {
+        return folded(folded(pair_sums(rows[0], rows[1]), pair_sums(rows[2], rows[3])),
+                      folded(pair_sums(rows[4], rows[5]), pair_sums(rows[6], rows[7])));
+    }
 
     // The complex number re + i·im throughout.
     static vector all(double re, double im)
@@ -59,6 +68,19 @@ struct lanes
     {
         const vector signs = _mm512_setr_pd(-1, 1, -1, 1, -1, 1, -1, 1);
         return _mm512_mul_pd(signs, _mm512_permute_pd(z, 0x55));
+    }
+
+private:
+    // In each quarter the sums of its two lanes of a and of b.
+    static vector pair_sums(vector a, vector b)
+    {
+        return _mm512_add_pd(_mm512_unpacklo_pd(a, b), _mm512_unpackhi_pd(a, b));
+    }
+
+    // The sums of neighbouring quarters, those of a first.
+    static vector folded(vector a, vector b)
+    {
+        return _mm512_add_pd(_mm512_shuffle_f64x2(a, b, 0x88), _mm512_shuffle_f64x2(a, b, 0xdd));
     }
 };
 
