@@ -167,30 +167,48 @@ void reflect_diagonal(double* d, std::size_t stride, const double* v)
     subtract_outer_products<extent>(d, stride, v, w, weights, along);
 }
 
+// A block about to be reflected from both sides, A := H·A·G with G = I - 2·u·uᵀ and the H that
+// leaves of the first column of A·G only the first element, β.
+template <std::size_t extent>
+struct two_sided_step
+{
+    using row = row_of_vectors<extent>;
+    double along_u[extent]; // 2·A·u
+    double v[extent];       // of H
+    double beta;
+
+    // False, with nothing done, where the first column is to be reflected with care.
+    bool prepare(const double* a, std::size_t stride, const double* u)
+    {
+        multiply_rows<extent>(along_u, a, stride, row::load(u), 2);
+        for (std::size_t i = 0; i < extent; ++i)
+            v[i] = a[i * stride] - along_u[i] * u[0];
+        return make_chase_reflector<extent>(v, beta);
+    }
+
+    // In one update, as 2·(A·G)ᵀ·v = 2·Aᵀv - 2·(vᵀ·2Au)·u.
+    void apply(double* a, std::size_t stride, const double* u) const
+    {
+        const row of_u = row::load(u);
+        row along_v = minus_sum_of_rows<extent>(a, stride, v);
+        along_v.multiply(-2);
+        along_v.subtract(2 * row::load(v).dot(row::load(along_u)), of_u);
+        subtract_outer_products<extent>(a, stride, along_u, of_u, v, along_v);
+        a[0] = beta;
+        for (std::size_t i = 1; i < extent; ++i)
+            a[i * stride] = 0;
+    }
+};
+
 template <std::size_t extent>
 bool chase(const chase_blocks& at, double* reflector)
 {
-    using row = row_of_vectors<extent>;
-    const row u = row::load(reflector);
-    double along_u[extent]; // 2·L·u
-    multiply_rows<extent>(along_u, at.left, at.stride, u, 2);
-    double v[extent];
-    for (std::size_t i = 0; i < extent; ++i)
-        v[i] = at.left[i * at.stride] - along_u[i] * reflector[0];
-    double beta;
-    if (!make_chase_reflector<extent>(v, beta))
+    two_sided_step<extent> step;
+    if (!step.prepare(at.left, at.stride, reflector))
         return false;
-
-    // 2·(L·G)ᵀ·v = 2·Lᵀv - 2·(vᵀ·2Lu)·u
-    row along_v = minus_sum_of_rows<extent>(at.left, at.stride, v);
-    along_v.multiply(-2);
-    along_v.subtract(2 * row::load(v).dot(row::load(along_u)), u);
-    subtract_outer_products<extent>(at.left, at.stride, along_u, u, v, along_v);
-    at.left[0] = beta;
-    for (std::size_t i = 1; i < extent; ++i)
-        at.left[i * at.stride] = 0;
-    reflect_diagonal<extent>(at.diagonal, at.stride, v);
-    row::load(v).store(reflector);
+    step.apply(at.left, at.stride, reflector);
+    reflect_diagonal<extent>(at.diagonal, at.stride, step.v);
+    row_of_vectors<extent>::load(step.v).store(reflector);
     return true;
 }
 

@@ -93,6 +93,12 @@ void reflect_both_sides(int path, block_view<T> a, chase_workspace<T>& work)
     subtract_from_rows_on(path, a.first, a.stride, n, w.data(), work.conjugates.data(), n);
 }
 
+template <class T>
+bool is_zero_after_first(const std::vector<T>& x)
+{
+    return std::all_of(x.begin() + 1, x.end(), [](const T& each) { return each == T(0); });
+}
+
 // How the steps are done: whole blocks by the kernel, if there is one.
 struct chase_path
 {
@@ -100,25 +106,19 @@ struct chase_path
     chase_kernel kernel;
 };
 
-template <class T>
-bool is_zero_after_first(const std::vector<T>& x)
+chase_path path_for(const hermitian_band<double>& band)
 {
-    return std::all_of(x.begin() + 1, x.end(), [](const T& each) { return each == T(0); });
-}
-
-// The kernel for the whole blocks of a band, or null.
-chase_kernel kernel_for(int path, const hermitian_band<double>& band)
-{
+    const int path = gemm_path_current();
     if (path == portable_path || (band.width != 16 && band.width != 32))
-        return nullptr;
+        return {path, nullptr};
     if (path == avx512_path)
-        return band.width == 16 ? avx512_chase_16 : avx512_chase_32;
-    return band.width == 16 ? avx2_chase_16 : avx2_chase_32;
+        return {path, band.width == 16 ? avx512_chase_16 : avx512_chase_32};
+    return {path, band.width == 16 ? avx2_chase_16 : avx2_chase_32};
 }
 
-chase_kernel kernel_for(int, const hermitian_band<complex>&)
+chase_path path_for(const hermitian_band<complex>&)
 {
-    return nullptr;
+    return {gemm_path_current(), nullptr};
 }
 
 bool chase_by_kernel(chase_kernel kernel, hermitian_band<double>& band, double* reflector,
@@ -181,8 +181,7 @@ void narrow_hermitian_band(hermitian_band<T>& band, std::vector<double>& d, std:
 {
     const std::size_t n = band.order;
     const std::size_t width = band.width;
-    const int path = gemm_path_current();
-    const chase_path by{path, kernel_for(path, band)};
+    const chase_path by = path_for(band);
     std::vector<T> reflectors = zeros<T>(n * width);
     const auto steps_of = [=](std::size_t s) { return (n - 1 - s + width - 1) / width; };
     const auto step = [&](chase_workspace<T>& work, std::size_t s, std::size_t k) {

@@ -4,6 +4,7 @@
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/svd/band_bidiagonal.hpp"
+#include "numerical/svd/chase_kernels.hpp"
 #include "numerical/svd/row_dots.hpp"
 
 #include <algorithm>
@@ -61,6 +62,39 @@ void reflect_from_left(int path, block_view<T> a, chase_workspace<T>& work)
                           work.sums.data(), a.cols);
 }
 
+// How the steps are done: whole blocks by the kernel, if there is one.
+struct chase_path
+{
+    int path;
+    upper_chase_kernel kernel;
+};
+
+chase_path path_for(const upper_band<double>& band)
+{
+    const int path = gemm_path_current();
+    if (path == portable_path || (band.width != 16 && band.width != 32))
+        return {path, nullptr};
+    if (path == avx512_path)
+        return {path, band.width == 16 ? avx512_upper_chase_16 : avx512_upper_chase_32};
+    return {path, band.width == 16 ? avx2_upper_chase_16 : avx2_upper_chase_32};
+}
+
+chase_path path_for(const upper_band<complex>&)
+{
+    return {gemm_path_current(), nullptr};
+}
+
+bool chase_by_kernel(upper_chase_kernel kernel, upper_band<double>& band, std::size_t r,
+                     std::size_t c)
+{
+    return kernel(&band(r, c), 3 * band.width);
+}
+
+bool chase_by_kernel(upper_chase_kernel, upper_band<complex>&, std::size_t, std::size_t)
+{
+    return false;
+}
+
 // Step k of sweep s, with c the first of the columns s + 1 + k·b ... A reflection of these columns
 // clears row r right of column c; it fills the diagonal block below its diagonal, of which a
 // reflection of the same rows clears the first column. What that spreads to the right is the next
@@ -73,7 +107,7 @@ void reflect_from_left(int path, block_view<T> a, chase_workspace<T>& work)
 //        [ x x x  x x  ]
 //     c+b
 template <class T>
-void chase_step(int path, upper_band<T>& band, chase_workspace<T>& work, std::size_t s,
+void chase_step(const chase_path& by, upper_band<T>& band, chase_workspace<T>& work, std::size_t s,
                 std::size_t k)
 {
     const std::size_t n = band.order;
@@ -82,6 +116,10 @@ void chase_step(int path, upper_band<T>& band, chase_workspace<T>& work, std::si
     const std::size_t end = std::min(c + width, n);
     const std::size_t r = k == 0 ? s : c - width;
 
+    const bool whole = k > 0 && end + width <= n;
+    if (whole && by.kernel != nullptr && chase_by_kernel(by.kernel, band, r, c))
+        return;
+    const int path = by.path;
     T* const row = &band(r, c);
     work.v.resize(end - c);
     std::transform(row, row + (end - c), work.v.begin(), [](const T& x) { return conjugate(x); });
@@ -108,11 +146,11 @@ template <class T>
 bidiagonal_entries narrow_band(upper_band<T>& band)
 {
     const std::size_t n = band.order;
-    const int path = gemm_path_current();
+    const chase_path by = path_for(band);
     const std::size_t width = band.width;
     const auto steps_of = [=](std::size_t s) { return (n - 2 - s + width - 1) / width; };
     const auto step = [&](chase_workspace<T>& work, std::size_t s, std::size_t k) {
-        chase_step(path, band, work, s, k);
+        chase_step(by, band, work, s, k);
     };
     const std::size_t work_of_step = 16 * width * width;
     run_sweeps<chase_workspace<T>>(n < 2 ? 0 : n - 2, steps_of, work_of_step, step);
