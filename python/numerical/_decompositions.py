@@ -42,7 +42,7 @@ def cholesky(a, *, upper=False):
     return matrix_transpose(conj(lower)) if upper else lower
 
 
-def qr(a, mode="reduced"):
+def qr(a, mode="reduced", *, pivoting=False):
     """The QR factorization of matrices: a = Q @ R with orthonormal columns of Q.
 
     Parameters
@@ -50,10 +50,13 @@ def qr(a, mode="reduced"):
     a : array_like, shape (..., M, N)
     mode : {'reduced', 'complete', 'r'}, optional
         The shapes of the factors, with K = min(M, N) or K = M for 'complete'; 'r' for R alone.
+    pivoting : bool, optional
+        Columns change places, a[:, perm] = Q @ R, so that the diagonal of R falls and shows the
+        rank. The result is then (Q, R, perm), or (R, perm).
 
     Returns
     -------
-    QRResult or Tensor
+    QRResult, Tensor or tuple
         Q of shape (..., M, K) and R of shape (..., K, N). R's diagonal is real and not negative, so
         that the factors of a matrix of full rank are unique.
 
@@ -66,7 +69,8 @@ def qr(a, mode="reduced"):
 
     Notes
     -----
-    Householder reflections in blocks of compact form (Schreiber and Van Loan 1989).
+    Householder reflections in blocks of compact form (Schreiber and Van Loan 1989); pivots are found
+    in panels (Quintana-Orti, Sun and Bischof 1998).
 
     Examples
     --------
@@ -79,6 +83,10 @@ def qr(a, mode="reduced"):
             [0.0, 0.4]])
     """
     one_of(mode, "mode", ("reduced", "complete", "r"))
+    if pivoting:
+        from ._orthogonal_factors import pivoted_qr  # which rests on this file
+
+        return pivoted_qr(a, mode)
     result = native.qr(a, mode)
     return result if mode == "r" else QRResult(*result)
 

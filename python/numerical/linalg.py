@@ -30,6 +30,7 @@ from ._matrices import (
 )  # fmt: skip
 from ._norms import cond, matrix_norm, norm, vector_norm
 from ._numerical import error
+from ._orthogonal_factors import QRFactor, qr_factor, qr_multiply
 from ._products import matmul, multi_dot, outer, tensordot, trace
 from ._promotion import same_dtype
 from ._shaping import moveaxis, normalized_axis, stack
@@ -128,13 +129,13 @@ def cross(a, b, *, axis=-1):
 
 __all__ = [
     "CholeskyFactor", "EigResult", "EighResult", "LDLFactor", "LU", "LUFactor", "LinAlgError",
-    "LinAlgWarning", "LstsqResult", "PolarResult", "QRResult", "SVDResult", "SlogdetResult",
-    "cho_factor", "cho_solve", "cholesky", "cholesky_factor", "cond", "cross", "det",
-    "diagonal", "eig", "eigh", "eigvals", "eigvalsh", "expm", "hessenberg", "inv", "ldl",
+    "LinAlgWarning", "LstsqResult", "PolarResult", "QRFactor", "QRResult", "SVDResult",
+    "SlogdetResult", "cho_factor", "cho_solve", "cholesky", "cholesky_factor", "cond", "cross",
+    "det", "diagonal", "eig", "eigh", "eigvals", "eigvalsh", "expm", "hessenberg", "inv", "ldl",
     "logm", "lstsq", "lu", "lu_factor", "lu_solve", "matmul", "matrix_norm", "matrix_power",
     "matrix_rank", "matrix_transpose", "multi_dot", "norm", "null_space", "orth", "outer",
-    "pinv", "polar", "qr", "randomized_svd", "schur", "slogdet", "solve",
-    "solve_continuous_lyapunov", "solve_discrete_lyapunov", "solve_sylvester",
+    "pinv", "polar", "qr", "qr_factor", "qr_multiply", "randomized_svd", "schur", "slogdet",
+    "solve", "solve_continuous_lyapunov", "solve_discrete_lyapunov", "solve_sylvester",
     "solve_triangular", "sqrtm", "svd", "svdvals", "tensordot", "tensorinv", "tensorsolve",
     "trace", "vecdot", "vector_norm",
 ]  # fmt: skip

@@ -1,6 +1,7 @@
 #include "package/band_systems.hpp"
 #include "package/indefinite_factors.hpp"
 #include "package/lu_factors.hpp"
+#include "package/orthogonal_factors.hpp"
 #include "package/table_entry.hpp"
 #include "package/triangle_factors.hpp"
 
@@ -48,6 +49,10 @@ std::span<PyMethodDef> factors_table()
                               "(signs, logs)."),
         function<band_solve>("band_solve", "band_solve(a, b, widths, conditions)\n--\n\n"
                                            "(The solutions, rcond or None)."),
+        function<qr_factors>("qr_factors", "qr_factors(a, pivoting)\n--\n\n"
+                                           "((vectors, factors, phases), (R, permutation))."),
+        function<qr_apply>("qr_apply", "qr_apply(vectors, factors, phases, c, adjoint)\n--\n\n"
+                                       "Q c or Q^H c."),
     };
     return table;
 }

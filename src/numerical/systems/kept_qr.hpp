@@ -1,0 +1,50 @@
+#pragma once
+
+// Q·R whose Q is kept as its reflectors, which are applied without forming it. T = double or
+// std::complex<double>.
+
+#include "numerical/factor/qr.hpp"
+#include "numerical/gemm/block_view.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical {
+
+constexpr std::size_t reflectors_of_block = 32;
+
+// A = Q·R for a rows × columns matrix, k = min(rows, columns), or A·P = Q·R with pivots.
+template <class T>
+struct qr_factors
+{
+    std::vector<T> vectors; // rows × k: reflector j in column j from row j down, zeros above
+    std::vector<T> factors; // of each block of 32 reflectors the 32 × 32 factor, zeros beyond it
+    std::vector<T> phases;  // k of them: column j of Q is that of the reflectors times phases[j]
+    std::vector<T> r;       // k × columns, with a real diagonal that isn't negative
+    std::vector<std::size_t> permutation; // column j of A·P is column permutation[j] of A
+};
+
+enum class column_order { given, pivoted };
+
+// Takes finite elements, row-major. Those near overflow are scaled for the factorization.
+template <class T>
+qr_factors<T> factor_qr(std::vector<T> a, std::size_t rows, std::size_t columns,
+                        column_order order);
+
+// Q as it is kept, borrowed.
+template <class T>
+struct kept_reflectors
+{
+    detail::block_view<const T> vectors;
+    const T* factors;
+    const T* phases;
+};
+
+// The rows × rows matrix Q, or its adjoint, times the row-major array `c` of so many columns. The
+// columns of Q behind the k-th have no phases.
+template <class T>
+void multiply_by_q(const kept_reflectors<T>& q, std::vector<T>& c, std::size_t columns);
+template <class T>
+void multiply_by_adjoint_q(const kept_reflectors<T>& q, std::vector<T>& c, std::size_t columns);
+
+} // namespace numerical
