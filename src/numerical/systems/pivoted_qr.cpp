@@ -61,7 +61,7 @@ private:
     void reflect_column(std::size_t first, std::size_t j);
     void extend_f(std::size_t first, std::size_t j);
     void finish_row(std::size_t first, std::size_t j);
-    void downdate_norm(std::size_t column, double done);
+    void downdate_norm(std::size_t column, const T& done);
     void update_trailing(std::size_t first, std::size_t last);
 };
 
@@ -116,15 +116,16 @@ void column_pivoting<T>::extend_f(std::size_t first, std::size_t j)
     std::vector<T> products = zeros<T>(rest);
     add_product<T>(c.sub(j + 1, n, j, m), {conjugated.data(), m - j, 1, 1},
                    {products.data(), rest, 1, 1});
+    for (T& x : products)
+        x = conjugate(x);
     std::vector<T> overlaps = zeros<T>(t); // Vᴴv, conjugated
     add_product<T>(v.sub(0, t, j, m), {conjugated.data(), m - j, 1, 1}, {overlaps.data(), t, 1, 1});
-    for (std::size_t k = 0; k < rest; ++k) {
-        const T* const row = f.row(j + 1 + k);
-        T sum = conjugate(products[k]);
-        for (std::size_t s = 0; s < t; ++s)
-            sum -= finite_product(row[s], conjugate(overlaps[s]));
-        f(j + 1 + k, t) = T(2) * sum;
-    }
+    for (T& x : overlaps)
+        x = negated(conjugate(x));
+    add_product<T>(f.sub(j + 1, n, 0, t), {overlaps.data(), t, 1, 1},
+                   {products.data(), rest, 1, 1});
+    for (std::size_t k = 0; k < rest; ++k)
+        f(j + 1 + k, t) = T(2) * products[k];
 }
 
 // Row j of R right of the diagonal, and what it leaves of the norms below.
@@ -132,28 +133,27 @@ template <class T>
 void column_pivoting<T>::finish_row(std::size_t first, std::size_t j)
 {
     const std::size_t t = j - first;
-    T left[panel_columns];
+    const std::size_t rest = n - j - 1;
+    T left[panel_columns]; // row j of V, conjugated
     for (std::size_t s = 0; s <= t; ++s)
-        left[s] = v(s, j);
-    for (std::size_t k = j + 1; k < n; ++k) {
-        T element = c(k, j);
-        const T* const row = f.row(k);
-        for (std::size_t s = 0; s <= t; ++s)
-            element -= finite_product(left[s], conjugate(row[s]));
-        c(k, j) = element;
-        downdate_norm(k, modulus(element));
+        left[s] = conjugate(v(s, j));
+    std::vector<T> lost_parts = zeros<T>(rest); // of the row, conjugated
+    add_product<T>(f.sub(j + 1, n, 0, t + 1), {left, t + 1, 1, 1}, {lost_parts.data(), rest, 1, 1});
+    for (std::size_t k = 0; k < rest; ++k) {
+        T& element = c(j + 1 + k, j);
+        element -= conjugate(lost_parts[k]);
+        downdate_norm(j + 1 + k, element);
     }
 }
 
-// ‖x‖² - done² keeps its digits as long as it isn't far below the square that was last computed.
+// ‖x‖² - |done|² keeps its digits as long as it isn't far below the square that was last computed.
 template <class T>
-void column_pivoting<T>::downdate_norm(std::size_t column, double done)
+void column_pivoting<T>::downdate_norm(std::size_t column, const T& done)
 {
     double& norm = norms[column];
     if (norm == 0)
         return;
-    const double part = done / norm;
-    const double left = std::max(0.0, (1 + part) * (1 - part));
+    const double left = std::max(0.0, 1 - std::norm(done / norm));
     const double ratio = norm / exact_norms[column];
     constexpr double least = 0x1p-26; // the root of the rounding unit
     if (left * ratio * ratio <= least)
