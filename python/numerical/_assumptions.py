@@ -11,7 +11,19 @@ EPS = 2.0**-52
 
 
 class LinAlgWarning(RuntimeWarning):
-    """A matrix so ill-conditioned that a solution may have no correct digit."""
+    """A matrix so ill-conditioned that a solution may have no correct digit.
+
+    `solve` warns of one where its structure is named or its condition is to be looked at.
+
+    Examples
+    --------
+    >>> import warnings
+    >>> with warnings.catch_warnings(record=True) as told:
+    ...     warnings.simplefilter("always")
+    ...     x = nm.linalg.solve(nm.diag([1.0, 1e-20]), [1.0, 1.0], assume_a="diagonal")
+    >>> told[0].category is nm.linalg.LinAlgWarning
+    True
+    """
 
 
 def _by_factors(factor):

@@ -90,10 +90,23 @@ class SquareFactors(Factors):
 
 # --- LU ------------------------------------------------------------------------------------------
 class LUFactor(SquareFactors):
-    """P·A = L·U by partial pivoting; unpacks as SciPy's pair (lu, piv).
+    """The kept factors of P @ A = L @ U by partial pivoting, as `lu_factor` gives them.
 
-    lu : (..., N, N), L below the diagonal, whose ones aren't stored, and U.
-    piv : Positions (..., N); row i was exchanged with row piv[..., i], i ascending.
+    It unpacks as SciPy's pair (lu, piv): `lu` of shape (..., N, N) holds L below the diagonal, whose
+    ones aren't stored, and U; row i was exchanged with row `piv[..., i]`, i ascending.
+
+    Examples
+    --------
+    >>> factors = nm.linalg.lu_factor([[1.0, 2.0], [4.0, 2.0]])
+    >>> factors
+    LUFactor(shape=(2, 2), dtype='float64')
+    >>> factors.solve([3.0, 6.0])
+    Tensor([1.0, 1.0])
+    >>> factors.det()
+    -6.0
+    >>> lu, piv = factors
+    >>> piv
+    Positions([1, 1])
     """
 
     __slots__ = ("lu", "piv", "norm")
@@ -140,7 +153,17 @@ class LUFactor(SquareFactors):
 
 
 class LU(LUFactor):
-    """An LUFactor that unpacks as p, l, u with A = p @ l @ u."""
+    """The kept factors of A = P @ L @ U, as `lu` gives them.
+
+    An `LUFactor` that unpacks as p, l and u, as SciPy's `lu`.
+
+    Examples
+    --------
+    >>> p, l, u = nm.linalg.lu([[1.0, 2.0], [4.0, 2.0]])
+    >>> u
+    Tensor([[4.0, 2.0],
+            [0.0, 1.5]])
+    """
 
     __slots__ = ()
 
@@ -149,22 +172,31 @@ class LU(LUFactor):
 
 
 def lu(a, permute_l=False, *, p_indices=False):
-    """The factors of A = P·L·U as an object that solves, by partial pivoting.
+    """The factors of A = P @ L @ U by partial pivoting, as an object that solves.
 
     Parameters
     ----------
-    a : (..., N, N)
-    permute_l : gives the pair (P·L, U) instead.
-    p_indices : gives (p, L, U) with Positions p instead, A = L[p] @ U for one matrix.
+    a : array_like, shape (..., N, N)
+    permute_l : bool, optional
+        Gives the pair (P @ L, U) instead.
+    p_indices : bool, optional
+        Gives (p, L, U) with Positions p instead: A = L[p] @ U for one matrix.
 
     Returns
     -------
-    LU
-        unpacks as P, L, U; also `.solve`, `.inverse`, `.det`, `.slogdet`, `.rcond`.
+    LU or tuple
+        The object unpacks as P, L and U. Its methods are `solve(b, transposed=, adjoint=)`,
+        `inverse`, `det`, `slogdet`, `rcond` and `cond_estimate`.
+
+    Raises
+    ------
+    ValueError
+        If the matrices aren't square.
+    numerical.error
+        If a matrix isn't finite. A singular one has factors too; to solve with them fails.
 
     Examples
     --------
-    >>> import numerical as nm
     >>> factors = nm.linalg.lu([[1.0, 2.0], [4.0, 2.0]])
     >>> p, l, u = factors
     >>> p @ l @ u
@@ -180,10 +212,31 @@ def lu(a, permute_l=False, *, p_indices=False):
 
 
 def lu_factor(a):
-    """LUFactor(lu, piv) of (..., N, N), by partial pivoting: what `lu_solve` takes.
+    """The factors of P @ A = L @ U by partial pivoting: what `lu_solve` takes.
 
-    numerical.error for entries that aren't finite. A singular matrix has factors too; to solve with
-    them fails.
+    Parameters
+    ----------
+    a : array_like, shape (..., N, N)
+
+    Returns
+    -------
+    LUFactor
+        It unpacks as SciPy's (lu, piv), and solves by itself.
+
+    Raises
+    ------
+    ValueError
+        If the matrices aren't square.
+    numerical.error
+        If a matrix isn't finite. A singular one has factors too; to solve with them fails.
+
+    Examples
+    --------
+    >>> factors = nm.linalg.lu_factor([[2.0, 0.0], [0.0, 4.0]])
+    >>> factors.solve([2.0, 8.0])
+    Tensor([1.0, 2.0])
+    >>> factors.cond_estimate()
+    2.0
     """
     return LUFactor(*native.lu_factors(a))
 
@@ -199,9 +252,36 @@ def _form(trans):
 
 
 def lu_solve(lu_and_piv, b, trans=0):
-    """x with A @ x = b from lu_factor(A), or from any pair (lu, piv) like it.
+    """Solutions of A @ x = b from `lu_factor(A)`.
 
-    trans: 1 for Aᵀ @ x = b, 2 for Aᴴ @ x = b. The same as `.solve` of the factors.
+    Parameters
+    ----------
+    lu_and_piv : LUFactor, or a pair (lu, piv) like SciPy's
+    b : array_like, shape (N,) or (..., N, K)
+        One right-hand side in each column; a vector serves every matrix of a stack.
+    trans : {0, 1, 2, 'N', 'T', 'C'}, optional
+        1 for the transpose of A, 2 for its adjoint.
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    ValueError
+        If piv doesn't belong to the factors.
+    numerical.error
+        "solve: matrix is singular" if a pivot is zero.
+
+    Notes
+    -----
+    N² multiply-adds a right-hand side. The last bits may differ from those of `solve(A, b)`.
+
+    Examples
+    --------
+    >>> factors = nm.linalg.lu_factor([[1.0, 2.0], [4.0, 2.0]])
+    >>> nm.linalg.lu_solve(factors, [3.0, 6.0])
+    Tensor([1.0, 1.0])
     """
     lu, piv = _pair(lu_and_piv, LUFactor, ("lu", "piv"), "lu_solve")
     if not isinstance(piv, native.Positions):
@@ -220,9 +300,19 @@ def _pair(given, kind, names, function):
 
 # --- Cholesky ------------------------------------------------------------------------------------
 class CholeskyFactor(SquareFactors):
-    """A = L·Lᴴ of Hermitian positive-definite A; unpacks as SciPy's pair (c, lower).
+    """The kept factor of A = L @ Lᴴ, as `cholesky_factor` and `cho_factor` give it.
 
-    c : (..., N, N), L if lower, otherwise U = Lᴴ; zero in the other triangle.
+    It unpacks as SciPy's pair (c, lower): c of shape (..., N, N) is L if lower, otherwise U = Lᴴ, and
+    zero in the other triangle. `update(v)` and `downdate(v)` give the factors of A ± v·vᴴ.
+
+    Examples
+    --------
+    >>> factor = nm.linalg.cholesky_factor([[4.0, 2.0], [2.0, 2.0]])
+    >>> factor.l
+    Tensor([[2.0, 0.0],
+            [1.0, 1.0]])
+    >>> factor.update([1.0, 0.0]).det()
+    6.0
     """
 
     __slots__ = ("c", "lower")
@@ -275,26 +365,63 @@ def _adjoint(a):
 
 
 def cholesky_factor(a):
-    """CholeskyFactor with c = L, a = L·Lᴴ, of Hermitian positive-definite (..., N, N).
+    """The factor of A = L @ Lᴴ for Hermitian positive-definite matrices, as an object that solves.
 
-    The lower triangle of a is read. numerical.error "Cholesky: matrix is not positive-definite".
+    Parameters
+    ----------
+    a : array_like, shape (..., N, N)
+        The lower triangle is read.
+
+    Returns
+    -------
+    CholeskyFactor
+        Its methods are `solve`, `inverse`, `det`, `slogdet`, `rcond`, `cond_estimate`, and for one
+        matrix `update` and `downdate` (Gill, Golub, Murray and Saunders 1974).
+
+    Raises
+    ------
+    ValueError
+        If the matrices aren't square.
+    numerical.error
+        "Cholesky: matrix is not positive-definite", or if a matrix isn't finite.
 
     Examples
     --------
-    >>> import numerical as nm
     >>> factor = nm.linalg.cholesky_factor([[4.0, 2.0], [2.0, 2.0]])
     >>> factor.solve([6.0, 4.0])
     Tensor([1.0, 1.0])
-    >>> factor.update([1.0, 0.0]).det()
-    6.0
     """
     return CholeskyFactor(cholesky(a), True)
 
 
 def cho_factor(a, lower=False):
-    """CholeskyFactor(c, lower): U with a = Uᴴ·U from a's upper triangle, or L if lower.
+    """The factor of Hermitian positive-definite matrices: what `cho_solve` takes.
 
-    What `cho_solve` takes. Unlike SciPy's, c is zero in the other triangle.
+    Parameters
+    ----------
+    a : array_like, shape (..., N, N)
+        The triangle that `lower` names is read.
+    lower : bool, optional
+        L of A = L @ Lᴴ, otherwise U of A = Uᴴ @ U.
+
+    Returns
+    -------
+    CholeskyFactor
+        It unpacks as SciPy's (c, lower); unlike there, c is zero in the other triangle.
+
+    Raises
+    ------
+    ValueError
+        If the matrices aren't square.
+    numerical.error
+        "Cholesky: matrix is not positive-definite", or if a matrix isn't finite.
+
+    Examples
+    --------
+    >>> c, lower = nm.linalg.cho_factor([[4.0, 2.0], [2.0, 2.0]])
+    >>> c
+    Tensor([[2.0, 1.0],
+            [0.0, 1.0]])
     """
     if lower:
         return cholesky_factor(a)
@@ -302,17 +429,47 @@ def cho_factor(a, lower=False):
 
 
 def cho_solve(c_and_lower, b):
-    """x with A @ x = b from cho_factor(A), or from any pair (c, lower) like it."""
+    """Solutions of A @ x = b from `cho_factor(A)`.
+
+    Parameters
+    ----------
+    c_and_lower : CholeskyFactor, or a pair (c, lower) like SciPy's
+    b : array_like, shape (N,) or (..., N, K)
+        One right-hand side in each column; a vector serves every matrix of a stack.
+
+    Returns
+    -------
+    Tensor
+
+    Raises
+    ------
+    numerical.error
+        "solve: matrix is singular" for a zero on the diagonal of c.
+
+    Examples
+    --------
+    >>> factor = nm.linalg.cho_factor([[4.0, 2.0], [2.0, 2.0]])
+    >>> nm.linalg.cho_solve(factor, [6.0, 4.0])
+    Tensor([1.0, 1.0])
+    """
     c, lower = _pair(c_and_lower, CholeskyFactor, ("c", "lower"), "cho_solve")
     return native.definite_solve(c, bool(lower), b)
 
 
 # --- symmetric indefinite ------------------------------------------------------------------------
 class LDLFactor(SquareFactors):
-    """P·A·Pᵀ = L·D·Lᴴ of Hermitian indefinite A, or L·D·Lᵀ of a symmetric one.
+    """The kept factors of P @ A @ Pᵀ = L @ D @ Lᴴ, as `ldl` gives them.
 
-    L is unit lower triangular, D has blocks of order 1 and 2 on its diagonal. Unpacks as SciPy's
-    (lu, d, perm): A = lu @ d @ luᴴ with triangular lu[perm].
+    L is unit lower triangular, D has blocks of order 1 and 2 on its diagonal. The object unpacks as
+    SciPy's (lu, d, perm): A = lu @ d @ luᴴ, and lu[perm] is L. For symmetric A that isn't Hermitian
+    read Lᵀ for Lᴴ.
+
+    Examples
+    --------
+    >>> outer, d, perm = nm.linalg.ldl([[0.0, 2.0], [2.0, 0.0]])
+    >>> d
+    Tensor([[0.0, 2.0],
+            [2.0, 0.0]])
     """
 
     __slots__ = ("l", "diagonal", "below", "perm", "hermitian", "norm")
@@ -350,23 +507,36 @@ class LDLFactor(SquareFactors):
 
 
 def ldl(a, lower=True, hermitian=True):
-    """LDLFactor of Hermitian matrices (..., N, N), definite or not, by the rook's search for pivots.
+    """The factors of Hermitian matrices, definite or not, as an object that solves.
 
     Parameters
     ----------
-    a : (..., N, N)
-    lower : the triangle of a that is read; L is lower triangular in either case.
-    hermitian : False for complex symmetric matrices, A = L·D·Lᵀ.
+    a : array_like, shape (..., N, N)
+    lower : bool, optional
+        The triangle of a that is read; L is lower triangular in either case.
+    hermitian : bool, optional
+        False for complex symmetric matrices, A = L @ D @ Lᵀ.
 
     Returns
     -------
     LDLFactor
-        unpacks as SciPy's lu, d, perm; also `.solve`, `.inverse`, `.det`, `.slogdet`, `.rcond`.
-        Pivots by Bunch and Kaufman (1977) with the search of Ashcraft, Grimes and Lewis (1998).
+        It unpacks as SciPy's lu, d and perm. Its methods are `solve(b, transposed=, adjoint=)`,
+        `inverse`, `det`, `slogdet`, `rcond` and `cond_estimate`.
+
+    Raises
+    ------
+    ValueError
+        If the matrices aren't square.
+    numerical.error
+        If the triangle isn't finite.
+
+    Notes
+    -----
+    Blocks of order 1 and 2 (Bunch and Kaufman 1977), chosen by the rook's search (Ashcraft, Grimes and
+    Lewis 1998), which bounds the elements of L.
 
     Examples
     --------
-    >>> import numerical as nm
     >>> factors = nm.linalg.ldl([[0.0, 2.0], [2.0, 0.0]])
     >>> factors.solve([2.0, 4.0])
     Tensor([2.0, 1.0])
@@ -382,24 +552,35 @@ def ldl(a, lower=True, hermitian=True):
 
 # --- triangles -----------------------------------------------------------------------------------
 def solve_triangular(a, b, trans=0, lower=False, unit_diagonal=False):
-    """x with A @ x = b for triangular (..., N, N); the other triangle isn't read.
+    """Solutions of A @ x = b for triangular matrices.
 
     Parameters
     ----------
-    a : (..., N, N)
-    b : (N,), or (..., N, K) with one right-hand side in each column.
-    trans : 1 or "T" for Aᵀ @ x = b, 2 or "C" for Aᴴ @ x = b.
-    lower : A is the lower triangle of a, otherwise the upper.
-    unit_diagonal : the diagonal isn't read and counts as ones.
+    a : array_like, shape (..., N, N)
+        The other triangle isn't read.
+    b : array_like, shape (N,) or (..., N, K)
+        One right-hand side in each column; a vector serves every matrix of a stack.
+    trans : {0, 1, 2, 'N', 'T', 'C'}, optional
+        1 for the transpose of A, 2 for its adjoint.
+    lower : bool, optional
+        A is the lower triangle of a, otherwise the upper.
+    unit_diagonal : bool, optional
+        The diagonal isn't read and counts as ones.
+
+    Returns
+    -------
+    Tensor
 
     Raises
     ------
+    ValueError
+        If the matrices aren't square, or for another `trans`.
     numerical.error
-        "solve_triangular: matrix is singular" for a zero on the diagonal.
+        "solve_triangular: matrix is singular" for a zero on the diagonal, or if the triangle isn't
+        finite.
 
     Examples
     --------
-    >>> import numerical as nm
     >>> nm.linalg.solve_triangular([[2.0, 1.0], [0.0, 4.0]], [4.0, 8.0])
     Tensor([1.0, 2.0])
     """

@@ -20,12 +20,19 @@ def _adjoint(a):
 
 
 class QRFactor(Factors):
-    """A = Q·R of (..., M, N), or A[:, perm] = Q·R with column pivoting; unpacks as (Q, R), or
-    (Q, R, perm).
+    """The kept factors of A = Q @ R, as `qr_factor` gives them.
 
-    r : (..., K, N), K = min(M, N), upper trapezoidal; its diagonal isn't negative, and falls with
-        pivoting.
-    perm : Positions (..., N), None without pivoting.
+    Q is kept as its reflectors and formed only where `q` is asked for. The object unpacks as Q and R,
+    with pivoting as Q, R and perm: A[:, perm] = Q @ R. `r` is (..., K, N) with K = min(M, N); its
+    diagonal isn't negative, and falls with pivoting.
+
+    Examples
+    --------
+    >>> factors = nm.linalg.qr_factor([[0.0, 2.0], [0.0, 0.0], [1.0, 0.0]], pivoting=True)
+    >>> factors.perm
+    Positions([1, 0])
+    >>> nm.round(factors.solve([4.0, 5.0, 3.0]), 12)
+    Tensor([3.0, 2.0])
     """
 
     __slots__ = ("_vectors", "_blocks", "_phases", "r", "perm")
@@ -165,26 +172,39 @@ def _sign(places):
 
 
 def qr_factor(a, pivoting=False):
-    """QRFactor of (..., M, N) by Householder reflections.
+    """The factors of A = Q @ R, with Q kept as its reflectors, as an object that solves.
 
     Parameters
     ----------
-    a : (..., M, N)
-    pivoting : columns change places, so that the diagonal of R falls and shows the rank
-        (Quintana-Orti, Sun and Bischof 1998).
+    a : array_like, shape (..., M, N)
+    pivoting : bool, optional
+        Columns change places, A[:, perm] = Q @ R, so that the diagonal of R falls and shows the rank.
 
     Returns
     -------
     QRFactor
-        unpacks as Q, R, and perm with pivoting; `.solve` for least squares, `.q_multiply` and
-        `.qh_multiply` without forming Q, for square matrices `.det`, `.slogdet`, `.inverse`.
+        It unpacks as Q and R, and perm with pivoting. Its methods are `q_multiply` and `qh_multiply`,
+        which don't form Q, `solve` for least squares, `rcond` and `cond_estimate`, and for square
+        matrices `inverse`, `det` and `slogdet`.
+
+    Raises
+    ------
+    ValueError
+        Below rank 2.
+    numerical.error
+        If a matrix isn't finite.
+
+    Notes
+    -----
+    Pivots are found in panels (Quintana-Orti, Sun and Bischof 1998).
 
     Examples
     --------
-    >>> import numerical as nm
-    >>> factors = nm.linalg.qr_factor([[3.0, 1.0], [4.0, 3.0], [0.0, 0.0]])
-    >>> nm.round(factors.solve([4.0, 7.0, 1.0]), 12)
-    Tensor([1.0, 1.0])
+    >>> factors = nm.linalg.qr_factor([[3.0, 0.0], [0.0, 4.0], [0.0, 0.0]])
+    >>> factors.solve([3.0, 8.0, 1.0])
+    Tensor([1.0, 2.0])
+    >>> factors.qh_multiply([3.0, 8.0, 1.0])
+    Tensor([3.0, 8.0])
     """
     (vectors, blocks, phases), (r, perm) = native.qr_factors(a, bool(pivoting))
     return QRFactor(vectors, blocks, phases, r, perm if pivoting else None)
@@ -203,10 +223,37 @@ def pivoted_qr(a, mode):
 
 
 def qr_multiply(a, c, mode="right", pivoting=False, conjugate=False):
-    """(c @ Q, R), or (Q @ c, R) for mode "left", with perm behind it if pivoting; Q isn't formed.
+    """A product with Q of A = Q @ R, which isn't formed, and R.
 
-    With a of (M, N), K = min(M, N): c of M columns gives K, for mode "left" of K rows gives M. A
-    vector is a row or a column. conjugate takes conj(Q).
+    Parameters
+    ----------
+    a : array_like, shape (M, N)
+    c : array_like
+        (L, M), or for mode 'left' (K, L) with K = min(M, N). A vector is a row or a column.
+    mode : {'right', 'left'}, optional
+        c @ Q of shape (L, K), or Q @ c of shape (M, L).
+    pivoting : bool, optional
+        As for `qr_factor`.
+    conjugate : bool, optional
+        Takes conj(Q) for Q.
+
+    Returns
+    -------
+    tuple
+        The product and R, with perm behind them if pivoting.
+
+    Raises
+    ------
+    ValueError
+        For another mode, or below rank 2.
+    numerical.error
+        If the extents don't fit, or the matrix isn't finite.
+
+    Examples
+    --------
+    >>> product, r = nm.linalg.qr_multiply([[3.0, 0.0], [0.0, 4.0], [0.0, 0.0]], [3.0, 8.0, 1.0])
+    >>> product
+    Tensor([3.0, 8.0])
     """
     one_of(mode, "mode", ("left", "right"))
     factors, c = qr_factor(a, pivoting), asarray(c)

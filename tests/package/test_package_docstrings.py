@@ -14,9 +14,11 @@ WITHOUT_RESULT = {"set_num_threads", "iinfo"}  # the one returns None, the other
 # Classes made in C++, of which Python knows no signature: what their constructors take.
 CONSTRUCTORS = {
     "Tensor": ["data", "shape", "dtype"], "Positions": ["places"], "error": [], "LinAlgError": [],
+    "LinAlgWarning": [],
 }  # fmt: skip
 RESULTS = {
     "EigResult", "EighResult", "PolarResult", "QRResult", "SVDResult", "SlogdetResult", "LstsqResult",
+    "LU", "LUFactor", "CholeskyFactor", "LDLFactor", "QRFactor",
 }  # fmt: skip
 
 PATHS = ["portable", "avx2", "avx512"]
