@@ -19,12 +19,14 @@ def expm(a):
     ValueError
         If the matrices aren't square.
     numerical.error
-        If a holds an infinite or NaN entry. What lies beyond the range of float64 comes out
+        If a holds an infinite or NaN entry; or if the eigenvalues of a large Hermitian matrix aren't
+        found. What lies beyond the range of float64 comes out
         infinite or NaN.
 
     Notes
     -----
-    By scaling and squaring with Padé approximants (Higham 2005; Al-Mohy and Higham 2009).
+    By scaling and squaring with Padé approximants (Higham 2005; Al-Mohy and Higham 2009), of a large
+    Hermitian matrix by its eigenvectors.
 
     Examples
     --------

@@ -155,6 +155,21 @@ def test_inverse_exponentials_are_those_of_the_negative(dtype):
     assert np.linalg.norm(product - np.eye(20)) < 20 * EPS * bound
 
 
+@pytest.mark.parametrize("dtype", DTYPES)
+@pytest.mark.parametrize("n", [20, 99, 100, 101])
+def test_exponentials_of_hermitian_matrices_are_hermitian(n, dtype):
+    a = normal((n, n), dtype) / np.sqrt(n)
+    a = a + adjoint(a)
+    x = np.asarray(LA.expm(a))
+    assert error_of(x, scipy.linalg.expm(a)) < 20 * n
+    if n >= 100:
+        np.testing.assert_array_equal(x, adjoint(x))
+    assert np.linalg.eigvalsh(x)[0] > 0
+    # An element changed by its last bit makes it another matrix, but not another result.
+    a[0, 1] *= 1 + EPS
+    assert error_of(LA.expm(a), x) < 20 * n
+
+
 def test_exponentials_of_antihermitian_matrices_are_unitary():
     a = normal((40, 40), "complex128")
     u = np.asarray(LA.expm(a - adjoint(a)))

@@ -3,6 +3,7 @@
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/gemm/gemm.hpp"
+#include "numerical/matrix_functions/hermitian.hpp"
 #include "numerical/matrix_functions/pade_approximant.hpp"
 #include "numerical/matrix_functions/triangular_exponential.hpp"
 #include "numerical/scalar.hpp"
@@ -59,6 +60,16 @@ std::vector<T> exponential_of(std::vector<T> a, std::size_t n, bool is_triangula
     return x;
 }
 
+// V·diag(e^λ)·Vᴴ. What rounding of the eigenvalues does, the condition of the exponential allows.
+template <class T>
+matrix<T> exponential_of_hermitian(matrix<T> a)
+{
+    auto spectrum = detail::spectrum_of_hermitian(std::move(a));
+    for (double& value : spectrum.values)
+        value = std::exp(value);
+    return detail::spectral_sum(spectrum.vectors, spectrum.values);
+}
+
 } // namespace
 
 template <class T>
@@ -76,6 +87,8 @@ matrix<T> matrix_exponential(matrix<T> a)
         detail::restore_diagonals(a.data, a.data, n, 0);
         return a;
     }
+    if (n >= detail::hermitian_exponential_crossover && detail::is_hermitian(a))
+        return exponential_of_hermitian(std::move(a));
     if (is_lower)
         detail::transpose_in_place(a.data, n);
     std::vector<T> x = exponential_of(std::move(a.data), n, is_upper || is_lower);

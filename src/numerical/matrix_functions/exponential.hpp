@@ -7,13 +7,23 @@
 
 #include "numerical/matrix.hpp"
 
+#include <cstddef>
+
 namespace numerical {
 
 // e^A. Throws dimension_error if A isn't square and non_finite_error if it holds an infinite or
 // NaN entry. What lies beyond the range comes out infinite or NaN. The diagonal of a triangular
-// matrix's exponential, and the one beside it, are those of the scalar function. T = double or
-// std::complex<double>.
+// matrix's exponential, and the one beside it, are those of the scalar function. Of a large
+// Hermitian matrix it is found by the eigenvectors in less time, and Hermitian to the bit; then
+// convergence_error may be thrown. T = double or std::complex<double>.
 template <class T>
 matrix<T> matrix_exponential(matrix<T> a);
+
+namespace detail {
+
+// The order from which on Hermitian matrices are exponentiated by eigenvectors.
+constexpr std::size_t hermitian_exponential_crossover = 100;
+
+} // namespace detail
 
 } // namespace numerical

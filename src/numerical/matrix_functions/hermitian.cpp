@@ -41,14 +41,18 @@ hermitian_spectrum<T> spectrum_of_hermitian(matrix<T> a)
 {
     using solver = std::conditional_t<std::is_same_v<T, double>, symmetric_eigen, hermitian_eigen>;
     solver found(std::move(a), eigen_method::divide_and_conquer);
-    hermitian_spectrum<T> spectrum{std::move(found.values), std::move(found.vectors)};
-    const double largest = largest_modulus(spectrum.values.data(), spectrum.values.size());
+    return {std::move(found.values), std::move(found.vectors)};
+}
+
+template <class T>
+void hermitian_spectrum<T>::clear_rounding()
+{
+    const double largest = largest_modulus(values.data(), values.size());
     const double rounding =
-        double(spectrum.values.size()) * std::numeric_limits<double>::epsilon() * largest;
-    for (double& value : spectrum.values)
+        double(values.size()) * std::numeric_limits<double>::epsilon() * largest;
+    for (double& value : values)
         if (std::abs(value) <= rounding)
             value = 0;
-    return spectrum;
 }
 
 template <class T>
@@ -68,6 +72,8 @@ template bool is_hermitian(const matrix<double>&);
 template bool is_hermitian(const matrix<complex>&);
 template void make_hermitian(matrix<double>&);
 template void make_hermitian(matrix<complex>&);
+template struct hermitian_spectrum<double>;
+template struct hermitian_spectrum<complex>;
 template hermitian_spectrum<double> spectrum_of_hermitian(matrix<double>);
 template hermitian_spectrum<complex> spectrum_of_hermitian(matrix<complex>);
 template matrix<double> spectral_sum(const matrix<double>&, const std::vector<double>&);

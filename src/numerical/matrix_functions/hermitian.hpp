@@ -20,8 +20,11 @@ void make_hermitian(matrix<T>& x);
 template <class T>
 struct hermitian_spectrum
 {
-    std::vector<double> values; // ascending; zero where within n·ε·max|λ| of it
+    std::vector<double> values; // ascending
     matrix<T> vectors;
+
+    // Eigenvalues within n·ε·max|λ| of zero become zero, of which rounding has made them.
+    void clear_rounding();
 };
 
 // Throws convergence_error.

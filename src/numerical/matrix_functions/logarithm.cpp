@@ -270,6 +270,7 @@ template <class T>
 detail::hermitian_spectrum<T> regular_spectrum(matrix<T> a)
 {
     auto spectrum = detail::spectrum_of_hermitian(std::move(a));
+    spectrum.clear_rounding();
     if (std::count(spectrum.values.begin(), spectrum.values.end(), 0.0) != 0)
         throw singular_matrix_error(singular);
     return spectrum;

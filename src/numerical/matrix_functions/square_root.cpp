@@ -124,7 +124,8 @@ std::variant<matrix<double>, matrix<complex>> square_root(matrix<double> a)
 {
     require_square_and_finite(a);
     if (detail::is_hermitian(a)) {
-        const auto spectrum = detail::spectrum_of_hermitian(std::move(a));
+        auto spectrum = detail::spectrum_of_hermitian(std::move(a));
+        spectrum.clear_rounding();
         if (is_semidefinite(spectrum))
             return part_of_root(spectrum, 1);
         return complex_root(spectrum);
@@ -140,7 +141,8 @@ matrix<complex> square_root(matrix<complex> a)
     require_square_and_finite(a);
     if (!detail::is_hermitian(a))
         return root_of_factored(schur_form(std::move(a), schur_vectors::compute));
-    const auto spectrum = detail::spectrum_of_hermitian(std::move(a));
+    auto spectrum = detail::spectrum_of_hermitian(std::move(a));
+    spectrum.clear_rounding();
     return is_semidefinite(spectrum) ? part_of_root(spectrum, 1) : complex_root(spectrum);
 }
 
