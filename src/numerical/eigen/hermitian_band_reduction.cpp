@@ -10,7 +10,9 @@
 namespace numerical::detail {
 namespace {
 
-constexpr std::size_t strip_rows = 64;
+// Whole tiles of the vector paths. What a strip's diagonal block has above its diagonal is for
+// nothing.
+constexpr std::size_t strip_rows = 48;
 
 // A dense rows × cols array that is a block.
 template <class T>
