@@ -2,7 +2,9 @@
 
 #include "numerical/eigen/eigen.hpp"
 #include "numerical/eigen/eigenvalues.hpp"
+#include "numerical/eigen/inverse_iteration.hpp"
 #include "numerical/eigen/lower_triangle.hpp"
+#include "numerical/eigen/root_free_ql.hpp"
 #include "numerical/eigen/tridiagonal.hpp"
 #include "numerical/eigen/tridiagonal_divide.hpp"
 #include "numerical/scalar.hpp"
@@ -10,6 +12,7 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <optional>
 #include <type_traits>
 #include <utility>
 
@@ -60,9 +63,44 @@ eigenpairs<T> all_eigenpairs(matrix<T> a)
     return {std::move(whole.values), std::move(whole.vectors)};
 }
 
-// `choice` sees the values of a.
+constexpr std::size_t ql_steps_per_value = 30;
+
+// By inverse iteration, if it does; `choice` sees the values of the tridiagonal matrix.
 template <class T>
-eigenpairs<T> chosen_eigenpairs(matrix<T> a, const detail::column_choice& choice)
+std::optional<eigenpairs<T>> few_eigenpairs(const std::vector<double>& d,
+                                            const std::vector<double>& e,
+                                            const detail::tridiagonal_reduction<T>& reduction,
+                                            const detail::column_choice& choice)
+{
+    const std::size_t n = d.size();
+    std::vector<double> values = d;
+    std::vector<double> subdiagonal = e;
+    detail::root_free_ql(values, subdiagonal, ql_steps_per_value * n);
+    const index_range range = choice(values);
+    if (range.count() > detail::most_iterated_vectors(n))
+        return {};
+    values = part(values, range);
+    auto rows = detail::iterated_vectors(d, e, values);
+    if (!rows)
+        return {};
+    return eigenpairs<T>{
+        std::move(values),
+        {n, range.count(), columns_in_matrix_basis(reduction, std::move(*rows), n)}};
+}
+
+template <class T>
+eigenpairs<T> divided_eigenpairs(std::vector<double> d, std::vector<double> e,
+                                 const detail::tridiagonal_reduction<T>& reduction,
+                                 const detail::column_choice& choice)
+{
+    const std::size_t n = d.size();
+    auto [range, columns] = detail::divide_and_conquer_choosing(d, e, reduction, n, choice);
+    return {part(d, range), {n, range.count(), std::move(columns)}};
+}
+
+// Of the matrix times 2^exponent, to whose values the selection is applied.
+template <class T>
+eigenpairs<T> chosen_eigenpairs(matrix<T> a, int exponent, const eigen_selection& selection)
 {
     const double scale = checked_scale(a);
     const std::size_t n = a.rows;
@@ -71,10 +109,19 @@ eigenpairs<T> chosen_eigenpairs(matrix<T> a, const detail::column_choice& choice
     std::vector<double> e(n);
     const auto reduction = detail::tridiagonalize(a.data, n, d, e);
     a.data = {};
-    auto [range, columns] = detail::divide_and_conquer_choosing(
-        d, e, reduction, n,
-        [&](const std::vector<double>& found) { return choice(scaled(found, scale)); });
-    return {part(scaled(std::move(d), scale), range), {n, range.count(), std::move(columns)}};
+    const auto given = [&](std::vector<double> values) {
+        return scaled_by_power(scaled(std::move(values), scale), exponent);
+    };
+    const auto choice = [&](const std::vector<double>& found) {
+        return selection.among(given(found));
+    };
+    std::optional<eigenpairs<T>> few;
+    const std::size_t most = detail::most_iterated_vectors(n);
+    if (most != 0 && (selection.most(n) <= most || selection.is_interval()))
+        few = few_eigenpairs(d, e, reduction, choice);
+    eigenpairs<T> pairs =
+        few ? std::move(*few) : divided_eigenpairs(std::move(d), std::move(e), reduction, choice);
+    return {given(std::move(pairs.values)), std::move(pairs.vectors)};
 }
 
 } // namespace
@@ -118,8 +165,7 @@ eigenpairs<T> selected_eigenpairs(matrix<T> a, const eigen_selection& selection)
 {
     if (a.rows == 0 || selection.is_whole(a.rows))
         return all_eigenpairs(std::move(a));
-    return chosen_eigenpairs(
-        std::move(a), [&](const std::vector<double>& values) { return selection.among(values); });
+    return chosen_eigenpairs(std::move(a), 0, selection);
 }
 
 template <class T>
@@ -127,16 +173,16 @@ eigenpairs<T> selected_eigenpairs(matrix<T> a, matrix<T> b, pencil_form form,
                                   const eigen_selection& selection)
 {
     definite_pencil<T> pencil(std::move(a), std::move(b), form);
-    const int exponent = pencil.exponent;
     const std::size_t n = pencil.standard.rows;
-    eigenpairs<T> pairs =
-        n == 0 || selection.is_whole(n)
-            ? all_eigenpairs(std::move(pencil.standard))
-            : chosen_eigenpairs(std::move(pencil.standard), [&](const std::vector<double>& found) {
-                  return selection.among(scaled_by_power(found, exponent));
-              });
+    if (n != 0 && !selection.is_whole(n)) {
+        eigenpairs<T> pairs =
+            chosen_eigenpairs(std::move(pencil.standard), pencil.exponent, selection);
+        pencil.restore(pairs.vectors);
+        return pairs;
+    }
+    eigenpairs<T> pairs = all_eigenpairs(std::move(pencil.standard));
     pencil.restore(pairs.vectors);
-    return {scaled_by_power(std::move(pairs.values), exponent), std::move(pairs.vectors)};
+    return {scaled_by_power(std::move(pairs.values), pencil.exponent), std::move(pairs.vectors)};
 }
 
 template <class T>

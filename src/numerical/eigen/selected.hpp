@@ -29,6 +29,11 @@ public:
 
     bool is_whole(std::size_t n) const;
 
+    bool is_interval() const { return !places; }
+
+    // So many of n values at most.
+    std::size_t most(std::size_t n) const { return places ? range.count() : n; }
+
 private:
     static constexpr double infinity = std::numeric_limits<double>::infinity();
 

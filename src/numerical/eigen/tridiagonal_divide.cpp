@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <type_traits>
 #include <utility>
 
 namespace numerical::detail {
@@ -197,6 +198,22 @@ std::vector<T> tridiagonal_divide_and_conquer(std::vector<double>& d, std::vecto
 }
 
 template <class T>
+std::vector<T> columns_in_matrix_basis(const tridiagonal_reduction<T>& reduction,
+                                       std::vector<double> given, std::size_t n)
+{
+    std::vector<T> rows;
+    if constexpr (std::is_same_v<T, double>)
+        rows = std::move(given);
+    else
+        rows.assign(given.begin(), given.end());
+    to_matrix_basis(reduction, rows, n);
+    const std::size_t count = rows.size() / n;
+    std::vector<T> columns = uninitialized<T>(rows.size());
+    transpose_into<T>({columns.data(), n, count, count}, {rows.data(), count, n, n});
+    return columns;
+}
+
+template <class T>
 chosen_columns<T> divide_and_conquer_choosing(std::vector<double>& d, std::vector<double>& e,
                                               const tridiagonal_reduction<T>& reduction,
                                               std::size_t n, const column_choice& choice)
@@ -208,13 +225,9 @@ chosen_columns<T> divide_and_conquer_choosing(std::vector<double>& d, std::vecto
     }
     const auto [range, z] = chosen_of_tridiagonal(d, e, n, choice);
     const std::size_t count = range.count();
-    std::vector<T> columns = uninitialized<T>(n * count);
-    std::copy(z.begin(), z.end(), columns.begin());
-    std::vector<T> rows = uninitialized<T>(n * count);
-    transpose_into<T>({rows.data(), count, n, n}, {columns.data(), n, count, count});
-    to_matrix_basis(reduction, rows, n);
-    transpose_into<T>({columns.data(), n, count, count}, {rows.data(), count, n, n});
-    return {range, std::move(columns)};
+    std::vector<double> rows = uninitialized<double>(n * count);
+    transpose_into<double>({rows.data(), count, n, n}, {z.data(), n, count, count});
+    return {range, columns_in_matrix_basis(reduction, std::move(rows), n)};
 }
 
 template std::vector<double> tridiagonal_divide_and_conquer(std::vector<double>&,

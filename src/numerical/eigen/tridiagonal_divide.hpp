@@ -43,6 +43,12 @@ chosen_columns<T> divide_and_conquer_choosing(std::vector<double>& d, std::vecto
                                               const tridiagonal_reduction<T>& reduction,
                                               std::size_t n, const column_choice& choice);
 
+// Real vectors of the tridiagonal matrix, as rows, in the coordinates of the matrix that was
+// reduced and in columns.
+template <class T>
+std::vector<T> columns_in_matrix_basis(const tridiagonal_reduction<T>& reduction,
+                                       std::vector<double> rows, std::size_t n);
+
 // The same in the tridiagonal matrix's own coordinates: d ascends, and column k of z, which is n ×
 // n and all zero on entry, becomes the eigenvector of d[k]. e has n - 1 elements.
 void divide_block(double* d, const double* e, std::size_t n, block_view<double> z,

@@ -1,0 +1,221 @@
+#include "numerical/eigen/inverse_iteration.hpp"
+
+#include "numerical/eigen/panel_dots.hpp"
+#include "numerical/gemm/path.hpp"
+#include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <utility>
+
+namespace numerical::detail {
+namespace {
+
+constexpr double eps = std::numeric_limits<double>::epsilon();
+
+// The first step finds the direction, the second brings the residual to rounding, and a third is
+// for values whose neighbours' directions were taken out.
+constexpr int steps = 3;
+
+// The rows of the factors of T - λ, P·(T - λ) = L·U with partial pivoting: U has two diagonals
+// above its own.
+class shifted_factors
+{
+public:
+    // d, e and `smallest`, what stands for a pivot below it, are those of T.
+    shifted_factors(const std::vector<double>& d, const std::vector<double>& e, double value,
+                    double smallest);
+
+    // x := (T - λ)⁻¹·x.
+    void solve(double* x) const;
+
+private:
+    struct row
+    {
+        double pivot;
+        double next;      // first diagonal above
+        double last;      // second one
+        double factor;    // of this row in the one below it
+        bool interchange; // of the two, before
+    };
+
+    std::vector<row> rows;
+};
+
+shifted_factors::shifted_factors(const std::vector<double>& d, const std::vector<double>& e,
+                                 double value, double smallest)
+    : rows(d.size())
+{
+    const std::size_t n = d.size();
+    double pivot = d[0] - value; // the row that comes next, as it is now
+    double next = n > 1 ? e[0] : 0.0;
+    const auto safe = [smallest](double x) {
+        return std::abs(x) < smallest ? std::copysign(smallest, x) : x;
+    };
+    for (std::size_t i = 0; i + 1 < n; ++i) {
+        const double below = e[i];
+        const double below_pivot = d[i + 1] - value;
+        const double below_next = i + 2 < n ? e[i + 1] : 0.0;
+        if (std::abs(below) > std::abs(pivot)) {
+            const double factor = pivot / below;
+            rows[i] = {below, below_pivot, below_next, factor, true};
+            pivot = next - factor * below_pivot;
+            next = -factor * below_next;
+        } else {
+            const double divisor = safe(pivot);
+            const double factor = below / divisor;
+            rows[i] = {divisor, next, 0.0, factor, false};
+            pivot = below_pivot - factor * next;
+            next = below_next;
+        }
+    }
+    rows[n - 1] = {safe(pivot), 0.0, 0.0, 0.0, false};
+}
+
+void shifted_factors::solve(double* x) const
+{
+    const std::size_t n = rows.size();
+    for (std::size_t i = 0; i + 1 < n; ++i) {
+        if (rows[i].interchange)
+            std::swap(x[i], x[i + 1]);
+        x[i + 1] -= rows[i].factor * x[i];
+    }
+    double after = 0;
+    double beyond = 0;
+    for (std::size_t i = n; i-- > 0;) {
+        const row& of = rows[i];
+        x[i] = (x[i] - of.next * after - of.last * beyond) / of.pivot;
+        beyond = after;
+        after = x[i];
+    }
+}
+
+// Numbers in [-1, 1) of no pattern, so that the start has a part along every eigenvector.
+void fill_start(double* x, std::size_t n, std::uint64_t state)
+{
+    for (std::size_t i = 0; i < n; ++i) {
+        state = state * 6364136223846793005 + 1442695040888963407;
+        x[i] = static_cast<double>(static_cast<std::int64_t>(state)) * 0x1p-63;
+    }
+}
+
+void normalise(double* x, std::size_t n)
+{
+    const double norm = scaled_norm(x, n);
+    for (std::size_t i = 0; i < n; ++i)
+        x[i] /= norm;
+}
+
+// The rows found so far, and the next one.
+class vector_rows
+{
+public:
+    vector_rows(std::size_t order, std::size_t count)
+        : n(order), store(zeros<double>(order * count)), products(count)
+    {
+    }
+
+    double* next() { return store.data() + found * n; }
+
+    // Leaves of the next row what is orthogonal to those before it, of unit length. The second time
+    // takes away what rounding left of the first.
+    void orthogonalise_next();
+
+    void keep_next() { ++found; }
+
+    std::vector<double> take() { return std::move(store); }
+
+private:
+    const int path = gemm_path_current();
+    const std::size_t n;
+    std::size_t found = 0;
+    std::vector<double> store;
+    std::vector<double> products;
+};
+
+void vector_rows::orthogonalise_next()
+{
+    normalise(next(), n);
+    for (int time = 0; time < 2 && found != 0; ++time) {
+        row_dots(path, products.data(), next(), store.data(), n, found, n);
+        subtract_products_on(path, next(), products.data(), store.data(), n, found, n);
+        normalise(next(), n);
+    }
+}
+
+double infinity_norm(const std::vector<double>& d, const std::vector<double>& e)
+{
+    double norm = 0;
+    for (std::size_t i = 0; i < d.size(); ++i) {
+        const double before = i == 0 ? 0.0 : std::abs(e[i - 1]);
+        const double after = i + 1 == d.size() ? 0.0 : std::abs(e[i]);
+        norm = std::max(norm, before + std::abs(d[i]) + after);
+    }
+    return norm;
+}
+
+// |T·z - λ·z|; NaN if z holds one.
+double residual(const std::vector<double>& d, const std::vector<double>& e, double value,
+                const double* z)
+{
+    const std::size_t n = d.size();
+    double square = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        double sum = (d[i] - value) * z[i];
+        if (i != 0)
+            sum += e[i - 1] * z[i - 1];
+        if (i + 1 != n)
+            sum += e[i] * z[i + 1];
+        square += sum * sum;
+    }
+    return std::sqrt(square);
+}
+
+bool all_pass(const std::vector<double>& d, const std::vector<double>& e,
+              std::span<const double> values, const std::vector<double>& rows)
+{
+    const std::size_t n = d.size();
+    const int path = gemm_path_current();
+    const double accepted = 4 * std::sqrt(static_cast<double>(n)) * eps;
+    const double accepted_residual = accepted * infinity_norm(d, e);
+    std::vector<double> products(values.size());
+    for (std::size_t j = 0; j < values.size(); ++j) {
+        const double* const z = rows.data() + j * n;
+        if (!(residual(d, e, values[j], z) <= accepted_residual))
+            return false;
+        row_dots(path, products.data(), z, rows.data(), n, j, n);
+        const auto passes = [accepted](double product) { return std::abs(product) <= accepted; };
+        if (!std::all_of(products.begin(), products.begin() + std::ptrdiff_t(j), passes))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+std::optional<std::vector<double>> iterated_vectors(const std::vector<double>& d,
+                                                    const std::vector<double>& e,
+                                                    std::span<const double> values)
+{
+    const std::size_t n = d.size();
+    const double smallest = std::max(eps * infinity_norm(d, e), std::numeric_limits<double>::min());
+    vector_rows rows(n, values.size());
+    for (std::size_t j = 0; j < values.size(); ++j) {
+        const shifted_factors factors(d, e, values[j], smallest);
+        fill_start(rows.next(), n, j + 1);
+        for (int step = 0; step < steps; ++step) {
+            factors.solve(rows.next());
+            rows.orthogonalise_next();
+        }
+        rows.keep_next();
+    }
+    std::vector<double> found = rows.take();
+    if (!all_pass(d, e, values, found))
+        return {};
+    return found;
+}
+
+} // namespace numerical::detail
