@@ -1,4 +1,6 @@
-"""eigh by divide and conquer against numpy.linalg.eigh, and by QL against LAPACK's QL driver."""
+"""eigh by divide and conquer against numpy.linalg.eigh, by QL against LAPACK's QL driver, and of
+pairs and parts of the spectrum against scipy.linalg.eigh.
+"""
 
 import functools
 
@@ -10,6 +12,8 @@ from alternate import Case
 ORDERS = [4, 16, 32, 64, 100, 200, 500, 1000, 2000]
 LEAST_QL_ORDER = 100  # below it the two drivers differ in overhead only
 GREATEST_QL_ORDER = 1000  # LAPACK's takes half a minute for 2000
+LEAST_PART_ORDER = 100
+WANTED = 10  # values of a part of the spectrum
 
 
 def hermitian(n, dtype):
@@ -27,6 +31,30 @@ def agree(ours, theirs):
     numpy.testing.assert_allclose(numpy.asarray(ours[0]), values, rtol=0, atol=1e-12 * largest)
 
 
+def definite(n, dtype):
+    g = hermitian(n, dtype)
+    return g @ g.conj().T / n + numpy.eye(n)
+
+
+def parts_and_pairs(n, dtype, a, ours):
+    import scipy.linalg
+
+    b = definite(n, dtype)
+    yield f"eigh of a pair {dtype}", Case(
+        f"eigh(a, b) {dtype} n={n}",
+        functools.partial(numerical.linalg.eigh, ours, b=numerical.asarray(b)),
+        functools.partial(scipy.linalg.eigh, a, b, check_finite=False),
+        check=agree,
+    )
+    places = (0, WANTED - 1)
+    yield f"eigh of {WANTED} values {dtype}", Case(
+        f"eigh {WANTED} of {dtype} n={n}",
+        functools.partial(numerical.linalg.eigh, ours, subset_by_index=places),
+        functools.partial(scipy.linalg.eigh, a, subset_by_index=places, check_finite=False),
+        check=agree,
+    )
+
+
 def cases():
     import scipy.linalg
 
@@ -40,6 +68,8 @@ def cases():
                 functools.partial(numpy.linalg.eigh, a),
                 check=agree,
             )
+            if n >= LEAST_PART_ORDER:
+                yield from parts_and_pairs(n, dtype, a, ours)
             if LEAST_QL_ORDER <= n <= GREATEST_QL_ORDER:
                 yield f"eigh tridiagonal_ql {dtype}", Case(
                     f"eigh QL {dtype} n={n}",

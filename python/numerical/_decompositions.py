@@ -121,7 +121,7 @@ def svd(
     Raises
     ------
     ValueError
-        Below rank 2, or for another method.
+        Below rank 2, for another method, or for k beyond min(M, N).
     numerical.error
         If a matrix isn't finite, or an iteration doesn't converge.
 
@@ -152,7 +152,33 @@ def svd(
 
 
 def svdvals(a, *, k=None):
-    """The singular values, descending; with k the k largest."""
+    """The singular values, descending.
+
+    Parameters
+    ----------
+    a : array_like, shape (..., M, N)
+    k : int, optional
+        Only the k largest, at most min(M, N).
+
+    Returns
+    -------
+    Tensor, shape (..., K)
+        float64; K is min(M, N), or k.
+
+    Raises
+    ------
+    ValueError
+        Below rank 2, or for k beyond min(M, N).
+    numerical.error
+        If a matrix isn't finite, or the iteration doesn't converge.
+
+    Examples
+    --------
+    >>> nm.linalg.svdvals([[3.0, 0.0], [0.0, -4.0]])
+    Tensor([4.0, 3.0])
+    >>> nm.linalg.svdvals([[3.0, 0.0], [0.0, -4.0]], k=1)
+    Tensor([4.0])
+    """
     return native.svdvals(a) if k is None else _leading(a, k, False, False, "divide_and_conquer")
 
 

@@ -7,38 +7,50 @@ from ._native_module import native
 
 
 def randomized_svd(a, k, *, oversampling=10, power_iterations=2, seed=0, generator=None):
-    """SVDResult(U, S, Vh) of about the k leading singular values, from a random sample of the range.
-
-    In few passes over a, of which svd makes many: the method of Halko, Martinsson and Tropp (2011),
-    good where the singular values fall off. Where all must be right, svd(a, k=k) is exact.
+    """About the k leading singular values and vectors, from a random sample of the range.
 
     Parameters
     ----------
-    a : (..., M, N)
+    a : array_like, shape (..., M, N)
         The matrices of a stack share their sample.
     k : int
-        How many, at most min(M, N). U is (..., M, k), S (..., k) and Vh (..., k, N).
-    oversampling : int
+        How many, at most min(M, N).
+    oversampling : int, optional
         The sample has k + oversampling columns, as far as the matrix has.
-    power_iterations : int
-        Passes with the matrix and its adjoint that make large values stand out. The norm of what is
+    power_iterations : int, optional
+        Products with the matrix and its adjoint that make large values stand out. The norm of what is
         left out comes within a factor of the next singular value that falls towards 1 with each.
-    seed : int from 0 to 2**64 - 1
-        The same seed gives the same bits at every number of threads.
-    generator : object with standard_normal(shape), optional
-        Draws the sample instead, for example numpy.random.default_rng(0).
+    seed : int, optional
+        From 0 to 2**64 - 1. The same seed gives the same bits at every number of threads.
+    generator : object, optional
+        With a method standard_normal(shape), which draws the sample instead of the seed's numbers, for
+        example numpy.random.default_rng(0).
+
+    Returns
+    -------
+    SVDResult
+        U of shape (..., M, k), S (..., k) and Vh (..., k, N), with orthonormal columns of U and rows of
+        Vh.
 
     Raises
     ------
     ValueError
-        For k beyond min(M, N), negative counts and a seed out of its range.
+        Below rank 2, for k beyond min(M, N), negative counts and a seed out of its range.
+    TypeError
+        If the generator has no standard_normal.
+    numerical.error
+        If a matrix isn't finite, or an iteration doesn't converge.
+
+    Notes
+    -----
+    Subspace iteration (Halko, Martinsson and Tropp 2011), a few passes over a matrix of which svd makes
+    many: good where the singular values fall off. Where all must be right, svd(a, k=k) is exact.
 
     Examples
     --------
-    >>> import numerical as nm
     >>> a = nm.outer(nm.arange(5.0), nm.arange(4.0))
     >>> u, s, vh = nm.linalg.randomized_svd(a, 1)
-    >>> bool(nm.allclose(u * s @ vh, a))
+    >>> nm.allclose(u * s @ vh, a)
     True
     """
     a = matrices(a, "randomized_svd")

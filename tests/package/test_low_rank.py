@@ -1,7 +1,5 @@
 """Leading singular values and vectors, exact and from a random sample."""
 
-import doctest
-import importlib
 import math
 
 import numpy as np
@@ -181,9 +179,3 @@ def test_empty_matrices_have_no_triplets():
         assert vh.shape == (*shape[:-2], 0, shape[-1])
         u, s, vh = LA.svd(nm.zeros(shape), k=0)
         assert u.shape == (*shape[:-1], 0) and vh.shape == (*shape[:-2], 0, shape[-1])
-
-
-@pytest.mark.parametrize("module", ["_low_rank", "_decompositions", "_hermitian"])
-def test_the_examples_of_the_docstrings_run(module):
-    failed, tried = doctest.testmod(importlib.import_module(f"numerical.{module}"))
-    assert tried > 0 and failed == 0

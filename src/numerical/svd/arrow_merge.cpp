@@ -5,114 +5,18 @@
 #include "numerical/gemm/summation.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/svd/arrow_deflation.hpp"
 #include "numerical/svd/bidiagonal_divide.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 #include <utility>
 
 namespace numerical::detail {
 namespace {
 
-constexpr double eps = std::numeric_limits<double>::epsilon();
 constexpr std::size_t block = 32;
-
-// The rows in which a column of a basis may be non-zero.
-constexpr unsigned int upper_rows = 1;
-constexpr unsigned int torn_row = 2;
-constexpr unsigned int lower_rows = 4;
-
-// What need not be solved. Where an arrow's entry z is negligible, the column is a singular vector
-// already. Where two diagonal entries are equal to rounding, or one is as good as the zero of
-// column 0, a rotation makes one of the two z vanish.
-class arrow_deflation
-{
-public:
-    arrow_deflation(const std::vector<double>& diagonal, torn_problem& torn, std::size_t m);
-
-    merge_partition partition;
-    std::vector<unsigned int> left_types;
-    std::vector<unsigned int> right_types;
-    std::vector<column_rotation> left_rotations;
-    std::vector<column_rotation> right_rotations;
-
-private:
-    void deflate_against_first(std::vector<double>& z, std::size_t column);
-    void deflate_pair(std::vector<double>& z, std::size_t previous, std::size_t column);
-};
-
-// Both columns take part in what either did.
-void unite(std::vector<unsigned int>& types, std::size_t a, std::size_t b)
-{
-    types[a] |= types[b];
-    types[b] = types[a];
-}
-
-arrow_deflation::arrow_deflation(const std::vector<double>& diagonal, torn_problem& torn,
-                                 std::size_t m)
-    : left_types(diagonal.size(), lower_rows), right_types(m, lower_rows)
-{
-    const std::size_t n = diagonal.size();
-    const std::size_t k = torn.k;
-    std::vector<double>& z = torn.z;
-    std::fill_n(left_types.begin() + 1, k, upper_rows);
-    std::fill_n(right_types.begin() + 1, k, upper_rows);
-    left_types[0] = torn_row;
-    right_types[0] = upper_rows | lower_rows;
-
-    double largest = std::max(std::abs(torn.alpha), std::abs(torn.beta));
-    for (const double value : diagonal)
-        largest = std::max(largest, value);
-    const double tolerance = 8 * eps * largest;
-    if (tolerance >= std::abs(z[0]))
-        z[0] = tolerance; // so that the arrow always has a first row
-
-    partition.active.push_back(0);
-    std::size_t previous = n; // the last column not yet decided; n for none
-    for (const std::size_t column : ascending_order(diagonal)) {
-        if (column == 0)
-            continue;
-        if (tolerance >= std::abs(z[column])) {
-            partition.deflated.push_back(column);
-        } else if (tolerance >= diagonal[column]) {
-            deflate_against_first(z, column);
-        } else {
-            if (previous != n && tolerance >= diagonal[column] - diagonal[previous])
-                deflate_pair(z, previous, column);
-            else if (previous != n)
-                partition.active.push_back(previous);
-            previous = column;
-        }
-    }
-    if (previous != n)
-        partition.active.push_back(previous);
-}
-
-// Of the right basis alone: with both diagonal entries zero only columns of the arrow meet.
-void arrow_deflation::deflate_against_first(std::vector<double>& z, std::size_t column)
-{
-    const double length = std::hypot(z[0], z[column]);
-    right_rotations.push_back({0, column, z[0] / length, z[column] / length});
-    unite(right_types, 0, column);
-    z[0] = length;
-    z[column] = 0;
-    partition.deflated.push_back(column);
-}
-
-void arrow_deflation::deflate_pair(std::vector<double>& z, std::size_t previous, std::size_t column)
-{
-    const double length = std::hypot(z[column], z[previous]);
-    const column_rotation rotation{column, previous, z[column] / length, z[previous] / length};
-    left_rotations.push_back(rotation);
-    right_rotations.push_back(rotation);
-    unite(left_types, previous, column);
-    unite(right_types, previous, column);
-    z[column] = length;
-    z[previous] = 0;
-    partition.deflated.push_back(previous);
-}
 
 // The arrow that is left, and its singular values.
 struct small_arrow

@@ -1,0 +1,37 @@
+#pragma once
+
+// The columns of an arrow, a first row z over a diagonal, that need no solving.
+
+#include "numerical/eigen/merge_columns.hpp"
+#include "numerical/svd/bidiagonal_divide.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+// The rows in which a column of a basis may be non-zero.
+constexpr unsigned int upper_rows = 1;
+constexpr unsigned int torn_row = 2;
+constexpr unsigned int lower_rows = 4;
+
+// Where an arrow's entry z is negligible, the column is a singular vector already. Where two diagonal
+// entries are equal to rounding, or one is as good as the zero of column 0, a rotation makes one of
+// the two z vanish.
+class arrow_deflation
+{
+public:
+    arrow_deflation(const std::vector<double>& diagonal, torn_problem& torn, std::size_t m);
+
+    merge_partition partition;
+    std::vector<unsigned int> left_types;
+    std::vector<unsigned int> right_types;
+    std::vector<column_rotation> left_rotations;
+    std::vector<column_rotation> right_rotations;
+
+private:
+    void deflate_against_first(std::vector<double>& z, std::size_t column);
+    void deflate_pair(std::vector<double>& z, std::size_t previous, std::size_t column);
+};
+
+} // namespace numerical::detail
