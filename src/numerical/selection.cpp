@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <complex>
 #include <cstring>
+#include <functional>
+#include <numeric>
 #include <type_traits>
 
 namespace numerical {
@@ -191,8 +193,14 @@ tensor<T> gather_along(const tensor<T>& a, std::size_t axis, const positions& pl
     const auto counted_from_front = [=](std::ptrdiff_t place) {
         return static_cast<std::size_t>(place < 0 ? place + extent : place);
     };
+    const bool none_negative =
+        std::accumulate(places.data.begin(), places.data.end(), std::ptrdiff_t{0},
+                        std::bit_or<std::ptrdiff_t>()) >= 0;
     for (const T* run = a.data.data(); to != data.data() + data.size(); run += stretch)
-        if (inner == 1)
+        if (inner == 1 && none_negative)
+            to = std::transform(places.data.begin(), places.data.end(), to,
+                                [run](std::ptrdiff_t place) { return run[place]; });
+        else if (inner == 1)
             to = std::transform(
                 places.data.begin(), places.data.end(), to,
                 [&](std::ptrdiff_t place) { return run[counted_from_front(place)]; });

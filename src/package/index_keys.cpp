@@ -444,10 +444,14 @@ std::ptrdiff_t position_on(std::ptrdiff_t place, std::size_t axis, std::size_t e
 
 void check_places(const positions& places, std::size_t axis, std::size_t extent)
 {
-    bool inside = true; // without a branch for each, which a compiler would not make vectors of
-    for (const std::ptrdiff_t place : places.data)
-        inside &= static_cast<std::size_t>(place) + extent < 2 * extent;
-    if (inside)
+    // Negative where a place lies outside [-extent, extent): an operation for which there are
+    // vectors of 64-bit integers, as there are none for comparisons.
+    std::size_t outside = 0;
+    for (const std::ptrdiff_t place : places.data) {
+        const auto at = static_cast<std::size_t>(place);
+        outside |= (at + extent) | (extent - 1 - at);
+    }
+    if (static_cast<std::ptrdiff_t>(outside) >= 0)
         return;
     for (const std::ptrdiff_t place : places.data)
         position_on(place, axis, extent);

@@ -216,8 +216,9 @@ std::size_t place_of(const double* x, std::size_t n, double value)
     return from;
 }
 
-// A place is kept as a double, which is exact below 2^53, so that one comparison steers both.
-template <class Wins>
+// A place is kept as a double, which is exact below 2^53, so that one comparison steers both. What
+// doesn't lose to a number is better, or NaN; to a NaN everything loses.
+template <class Loses>
 void places_of_columns(const row_block& block, double* __restrict best, double* __restrict places)
 {
     for (std::size_t k = 0; k < block.width; ++k) {
@@ -230,21 +231,20 @@ void places_of_columns(const row_block& block, double* __restrict best, double* 
         for (std::size_t k = 0; k < block.width; ++k) {
             const double x = row[k];
             const double former = best[k];
-            const double nan_wins = x != x ? one_if(former == former) : 0.0;
-            const double wins = Wins()(x, former) ? 1.0 : nan_wins;
-            best[k] = wins != 0 ? x : former;
-            places[k] = wins != 0 ? place : places[k];
+            const bool stays = Loses()(x, former) | (former != former);
+            best[k] = stays ? former : x;
+            places[k] = stays ? places[k] : place;
         }
     }
 }
 
-constexpr auto is_lesser = [](double x, double best) { return x < best; };
-constexpr auto is_greater = [](double x, double best) { return x > best; };
+constexpr auto at_least = [](double x, double best) { return x >= best; };
+constexpr auto at_most = [](double x, double best) { return x <= best; };
 
-template <class Wins>
-constexpr column_places places_by(Wins)
+template <class Loses>
+constexpr column_places places_where(Loses)
 {
-    return places_of_columns<Wins>;
+    return places_of_columns<Loses>;
 }
 
 template <class Stream>
@@ -274,8 +274,8 @@ constexpr number_kernels number_kernels_with{
     are_truths,
     are_equal,
     place_of,
-    places_by(is_lesser),
-    places_by(is_greater)};
+    places_where(at_least),
+    places_where(at_most)};
 
 } // namespace
 } // namespace numerical::detail
