@@ -140,7 +140,32 @@ def block_diag(*matrices):
 def diff(a, n=1, axis=-1, prepend=None, append=None):
     """The differences of neighbours along an axis, n times over.
 
-    What is prepended and appended joins a along the axis before; a number stands for one place.
+    Parameters
+    ----------
+    a : array_like
+    n : int, optional
+        How many times.
+    axis : int, optional
+        The last one by default.
+    prepend, append : array_like, optional
+        What is joined to a along the axis before; a number stands for one place.
+
+    Returns
+    -------
+    Tensor
+        One place fewer along the axis for each time.
+
+    Raises
+    ------
+    ValueError
+        For a negative n, and for what doesn't join.
+
+    Examples
+    --------
+    >>> nm.diff([1.0, 4.0, 9.0])
+    Tensor([3.0, 5.0])
+    >>> nm.diff([1.0, 4.0, 9.0], prepend=0.0)
+    Tensor([1.0, 3.0, 5.0])
     """
     if prepend is None and append is None:
         return native.diff(a, n, axis)
