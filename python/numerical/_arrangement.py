@@ -138,27 +138,28 @@ def block_diag(*matrices):
 
 
 def diff(a, n=1, axis=-1, prepend=None, append=None):
-    """The differences of neighbours along an axis, n times over.
+    """The differences of neighbours along an axis, taken n times over.
 
     Parameters
     ----------
     a : array_like
+        At least one axis.
     n : int, optional
-        How many times.
+        How many times; each time shortens the axis by one.
     axis : int, optional
-        The last one by default.
     prepend, append : array_like, optional
-        What is joined to a along the axis before; a number stands for one place.
+        What is joined to a along the axis first; a number fills one place.
 
     Returns
     -------
     Tensor
-        One place fewer along the axis for each time.
 
     Raises
     ------
     ValueError
-        For a negative n, and for what doesn't join.
+        If n is negative, or for a tensor of rank 0.
+    IndexError
+        If the axis is out of bounds.
 
     Examples
     --------

@@ -585,7 +585,7 @@ TypeError
 Examples
 --------
 >>> nm.copysign([1.0, -2.0], [-1.0, 1.0])
-Tensor([-1.0, 2.0])
+Tensor([-1.0,  2.0])
 )doc";
 
 constexpr char nextafter_doc[] = R"doc(nextafter(a, b)

@@ -143,7 +143,7 @@ PyObject* made_by(std::span<const shortcut_row> rows, PyObject* function)
 namespace forms = common_forms;
 
 constexpr shortcut_row functions[] = {
-    {"reshape", "(a, shape, order='C')", new_function<forms::reshape>},
+    {"reshape", "(a, shape, order='C', *, copy=None)", new_function<forms::reshape>},
     {"ravel", "(a)", new_function<forms::ravel>},
     {"squeeze", "(a, axis=None)", new_function<forms::squeeze>},
     {"expand_dims", "(a, axis)", new_function<forms::expand_dims>},
