@@ -15,9 +15,9 @@ constexpr unsigned int upper_rows = 1;
 constexpr unsigned int torn_row = 2;
 constexpr unsigned int lower_rows = 4;
 
-// Where an arrow's entry z is negligible, the column is a singular vector already. Where two diagonal
-// entries are equal to rounding, or one is as good as the zero of column 0, a rotation makes one of
-// the two z vanish.
+// Where an arrow's entry z is negligible, the column is a singular vector already. Where two
+// diagonal entries are equal to rounding, or one is as good as the zero of column 0, a rotation
+// makes one of the two z vanish.
 class arrow_deflation
 {
 public:
