@@ -275,6 +275,8 @@ _LINALG = {
     "tensordot": _Counterpart(linalg.tensordot, "x1 x2; axes"),
     "vecdot": _Counterpart(linalg.vecdot, "x1 x2; axis"),
     "cross": _Counterpart(linalg.cross, "x1 x2; axis"),
+    "tensorsolve": _Counterpart(linalg.tensorsolve, "a b; axes"),
+    "tensorinv": _Counterpart(linalg.tensorinv, "a; ind"),
     "diagonal": _Counterpart(_of_matrix(linalg.diagonal), "x; offset"),
     "trace": _Counterpart(linalg.trace, "x; offset dtype!"),
 }

@@ -88,6 +88,8 @@ OURS = {
     "linalg.matrix_power": (lambda a: np.linalg.matrix_power(a, 3), S),
     "linalg.multi_dot": (lambda a, b, c: np.linalg.multi_dot([a, b, c]), A, S, B),
     "linalg.norm": (lambda a: np.linalg.norm(a, axis=1), A),
+    "linalg.tensorsolve": (lambda a, b: np.linalg.tensorsolve(a, b, (0,)), S, B[:, 0]),
+    "linalg.tensorinv": (lambda a: np.linalg.tensorinv(a, ind=1), S),
 }  # fmt: skip
 
 
