@@ -12,6 +12,7 @@ _METHOD_HINTS = {
     "dc": 'write method="divide_and_conquer", or nothing: it is the default',
 }
 _METHODS = ("divide_and_conquer", "tridiagonal_ql", "jacobi")
+_WITHOUT_PRODUCT = 1  # the default type, known at a glance
 
 
 def eigh(
@@ -76,7 +77,7 @@ def eigh(
     uplo = _triangle(UPLO)
     one_of(method, "method", _METHODS, _METHOD_HINTS)
     if b is None and subset_by_index is None and subset_by_value is None:
-        if type != 1:
+        if type is not _WITHOUT_PRODUCT:
             _problem(type)
         return EighResult(*native.eigh(a if uplo == "L" else _of_triangle(a, uplo, "eigh"), method))
     wanted = _wanted("eigh", a, b, uplo, type, subset_by_index, subset_by_value, method)
@@ -127,7 +128,7 @@ def eigvalsh(
     uplo = _triangle(UPLO)
     one_of(method, "method", _METHODS, _METHOD_HINTS)
     if b is None and subset_by_index is None and subset_by_value is None:
-        if type != 1:
+        if type is not _WITHOUT_PRODUCT:
             _problem(type)
         if method != "divide_and_conquer":
             return eigh(a, uplo, method=method).eigenvalues

@@ -5,6 +5,8 @@ from ._conversion import asarray
 from ._matrices import SVDResult, matrices
 from ._native_module import native
 
+MOST_ITERATIONS = 1000  # far beyond what changes a digit
+
 
 def randomized_svd(a, k, *, oversampling=10, power_iterations=2, seed=0, generator=None):
     """About the k leading singular values and vectors, from a random sample of the range.
@@ -19,7 +21,8 @@ def randomized_svd(a, k, *, oversampling=10, power_iterations=2, seed=0, generat
         The sample has k + oversampling columns, as far as the matrix has.
     power_iterations : int, optional
         Products with the matrix and its adjoint that make large values stand out. The norm of what is
-        left out comes within a factor of the next singular value that falls towards 1 with each.
+        left out comes within a factor of the next singular value that falls towards 1 with each. At
+        most 1000.
     seed : int, optional
         From 0 to 2**64 - 1. The same seed gives the same bits at every number of threads.
     generator : object, optional
@@ -56,6 +59,10 @@ def randomized_svd(a, k, *, oversampling=10, power_iterations=2, seed=0, generat
     a = matrices(a, "randomized_svd")
     k, oversampling = count(k, "k"), count(oversampling, "oversampling")
     power_iterations = count(power_iterations, "power_iterations")
+    if power_iterations > MOST_ITERATIONS:
+        raise ValueError(
+            f"power_iterations is at most {MOST_ITERATIONS}, not {shown(power_iterations)}"
+        )
     least = min(a.shape[-2:])
     if k > least:
         raise ValueError(f"k is at most min(M, N) = {least}, not {shown(k)}")

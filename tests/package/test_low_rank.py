@@ -73,6 +73,8 @@ def test_leading_triplets_of_other_methods_are_slices(options):
          "oversampling must not be negative, not -1"),
         (lambda: LA.randomized_svd(nm.ones((3, 2)), 1, power_iterations=-1), ValueError,
          "power_iterations must not be negative, not -1"),
+        (lambda: LA.randomized_svd(nm.ones((3, 2)), 1, power_iterations=1001), ValueError,
+         "power_iterations is at most 1000, not 1001"),
         (lambda: LA.randomized_svd(nm.ones((3, 2)), 1, seed=-1), ValueError, "seed is an int from 0 to 2^64 - 1"),
         (lambda: LA.randomized_svd(nm.ones((3, 2)), 1, seed=2**64), ValueError, "seed is an int from 0 to 2^64 - 1"),
         (lambda: LA.randomized_svd(nm.ones((3, 2)), 1, seed=1.0), TypeError, "seed must be an int, not float"),
