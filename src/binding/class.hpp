@@ -8,6 +8,7 @@
 #include "binding/owned_ref.hpp"
 #include "binding/python.hpp"
 
+#include <array>
 #include <cstddef>
 #include <memory>
 #include <new>
@@ -95,27 +96,71 @@ T& class_unwrap(PyObject* object)
 }
 
 // Makes the value of an object that has none yet.
-template <class T, class Value>
-void class_emplace(PyObject* self, Value&& value)
+template <class T, class... Arguments>
+void class_emplace(PyObject* self, Arguments&&... arguments)
 {
     auto* object = reinterpret_cast<wrapped_object<T>*>(self);
-    object->wrapped = new (object->room) T(std::forward<Value>(value));
+    object->wrapped = new (object->room) T(std::forward<Arguments>(arguments)...);
 }
 
-// A new instance with a T made of the value, which is moved into it; null with the error set.
-template <class T, class Value>
-PyObject* class_wrap(Value&& value)
+// The memory of objects that died, for the next ones: small results die as fast as they are made.
+// It is used under the interpreter lock alone.
+template <class T>
+struct spare_objects
+{
+    static constexpr std::size_t most = 64;
+
+    std::array<PyObject*, most> kept;
+    std::size_t count = 0;
+
+    // An object without a value; null with the error set.
+    PyObject* get(PyTypeObject* type)
+    {
+        if (count == 0)
+            return PyType_GenericAlloc(type, 0);
+        PyObject* object = PyObject_Init(kept[--count], type);
+        wrapped_of<T>(object) = nullptr;
+        return object;
+    }
+
+    // Takes the memory of a dead one.
+    void put(PyObject* object)
+    {
+        if (count == most)
+            PyObject_Free(object);
+        else
+            kept[count++] = object;
+    }
+};
+
+template <class T>
+spare_objects<T>& class_spares()
+{
+    static spare_objects<T> spares;
+    return spares;
+}
+
+// A new instance with a T made of the arguments; null with the error set.
+template <class T, class... Arguments>
+PyObject* class_make(Arguments&&... arguments)
 {
     PyObject* type = class_type<T>();
     if (type == nullptr) {
         PyErr_SetString(PyExc_SystemError, "wrapped type not registered");
         return nullptr;
     }
-    owned_ref self(PyType_GenericAlloc(reinterpret_cast<PyTypeObject*>(type), 0));
+    owned_ref self(class_spares<T>().get(reinterpret_cast<PyTypeObject*>(type)));
     if (!self)
         return nullptr;
-    class_emplace<T>(self.get(), std::forward<Value>(value));
+    class_emplace<T>(self.get(), std::forward<Arguments>(arguments)...);
     return self.release();
+}
+
+// The same of a value, which is moved into it.
+template <class T, class Value>
+PyObject* class_wrap(Value&& value)
+{
+    return class_make<T>(std::forward<Value>(value));
 }
 
 template <class T>
@@ -124,7 +169,7 @@ void class_dealloc(PyObject* self)
     if (T* value = wrapped_of<T>(self))
         std::destroy_at(value);
     PyTypeObject* type = Py_TYPE(self);
-    PyObject_Free(self);
+    class_spares<T>().put(self);
     Py_DECREF(type);
 }
 

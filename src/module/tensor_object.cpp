@@ -228,6 +228,16 @@ PyObject* wrap(tensor<complex>&& value)
     return binding::class_wrap<any_tensor>(std::move(value));
 }
 
+template <class T>
+PyObject* wrap_new(shape_list&& shape, element_store<T>&& elements)
+{
+    return binding::class_make<any_tensor>(std::in_place_type<tensor<T>>, std::move(shape),
+                                           std::move(elements));
+}
+
+template PyObject* wrap_new(shape_list&&, element_store<double>&&);
+template PyObject* wrap_new(shape_list&&, element_store<complex>&&);
+
 PyObject* shape_tuple(const any_tensor& value)
 {
     const shape_list& shape = shape_of(value);

@@ -35,6 +35,11 @@ PyObject* wrap(any_tensor&& value);
 PyObject* wrap(tensor<double>&& value);
 PyObject* wrap(tensor<std::complex<double>>&& value);
 
+// A new Tensor of that shape and those elements, made in its place: of a small one moving the shape
+// is a part of the work. dimension_error as from the tensor's constructor.
+template <class T>
+PyObject* wrap_new(shape_list&& shape, element_store<T>&& elements);
+
 // The value of a number of any kind, of a complex one by its __complex__; where it is none Python's
 // error is set.
 void read_number(PyObject* item, double& x);

@@ -270,6 +270,11 @@ PyObject* wrap(positions&& value)
     return binding::class_wrap<positions>(std::move(value));
 }
 
+PyObject* wrap_new(shape_list&& shape, element_store<std::ptrdiff_t>&& elements)
+{
+    return binding::class_make<positions>(std::move(shape), std::move(elements));
+}
+
 PyObject* int_or_positions(positions&& value)
 {
     return value.shape.empty() ? number(value.data[0]) : wrap(std::move(value));

@@ -16,6 +16,7 @@ namespace numerical::package {
 namespace binding = marlinth::binding;
 using boundary::number;
 using boundary::wrap;
+using boundary::wrap_new;
 
 // Makes the type, or adds the one there is to the module.
 void define_positions(PyObject* module);
@@ -25,6 +26,7 @@ const positions* positions_in(PyObject* object);
 
 PyObject* number(std::ptrdiff_t x);
 PyObject* wrap(positions&& value);
+PyObject* wrap_new(shape_list&& shape, element_store<std::ptrdiff_t>&& elements);
 
 // A Python int where no axis is left, else a new Positions.
 PyObject* int_or_positions(positions&& value);

@@ -41,8 +41,7 @@ PyObject* row_at(const tensor<T>& a, std::ptrdiff_t place)
     if (a.shape.size() == 1)
         return number(a.data[at]);
     const std::size_t size = a.strides[0];
-    return wrap(
-        tensor<T>(shape_list(a.shape.begin() + 1, a.shape.end()), stretch_of(a, at * size, size)));
+    return wrap_new(shape_list(a.shape.begin() + 1, a.shape.end()), stretch_of(a, at * size, size));
 }
 
 // The element of a matrix.
@@ -89,10 +88,11 @@ bool is_stretch(const tensor<T>& a, std::span<const axis_range> ranges)
     return axis == ranges.size();
 }
 
+// The elements of such ranges, and their shape.
 template <class T>
-tensor<T> stretch_in_ranges(const tensor<T>& a, std::span<const axis_range> ranges)
+element_store<T> stretch_in_ranges(const tensor<T>& a, std::span<const axis_range> ranges,
+                                   shape_list& shape)
 {
-    shape_list shape;
     std::size_t from = 0;
     std::size_t count = 1;
     for (std::size_t axis = 0; axis < ranges.size(); ++axis) {
@@ -102,13 +102,17 @@ tensor<T> stretch_in_ranges(const tensor<T>& a, std::span<const axis_range> rang
         if (ranges[axis].kept)
             shape.push_back(extent);
     }
-    return tensor<T>(std::move(shape), stretch_of(a, count == 0 ? 0 : from, count));
+    return stretch_of(a, count == 0 ? 0 : from, count);
 }
 
 template <class T>
 tensor<T> selected(const tensor<T>& a, std::span<const axis_range> ranges)
 {
-    return is_stretch(a, ranges) ? stretch_in_ranges(a, ranges) : take(a, ranges);
+    if (!is_stretch(a, ranges))
+        return take(a, ranges);
+    shape_list shape;
+    element_store<T> elements = stretch_in_ranges(a, ranges, shape);
+    return tensor<T>(std::move(shape), std::move(elements));
 }
 
 // A number where no axis is left.
@@ -117,7 +121,13 @@ PyObject* taken(const tensor<T>& a, std::span<const axis_range> ranges)
 {
     const bool any_kept = std::any_of(ranges.begin(), ranges.end(),
                                       [](const axis_range& range) { return range.kept; });
-    return any_kept ? wrap(selected(a, ranges)) : number(take_first(a, ranges));
+    if (!any_kept)
+        return number(take_first(a, ranges));
+    if (!is_stretch(a, ranges))
+        return wrap(take(a, ranges));
+    shape_list shape;
+    element_store<T> elements = stretch_in_ranges(a, ranges, shape);
+    return wrap_new(std::move(shape), std::move(elements));
 }
 
 template <class T>
@@ -195,7 +205,7 @@ PyObject* slice_of_vector(const tensor<T>& a, PyObject* slice)
     const auto count = static_cast<std::size_t>(range.count);
     if (range.step != 1)
         return wrap(take(a, std::span(&range, 1)));
-    return wrap(tensor<T>({count}, stretch_of(a, static_cast<std::size_t>(range.start), count)));
+    return wrap_new(shape_list{count}, stretch_of(a, static_cast<std::size_t>(range.start), count));
 }
 
 bool is_whole(PyObject* key)

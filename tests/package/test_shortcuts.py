@@ -140,7 +140,7 @@ def test_methods_are_the_functions():
 
 def test_signatures_and_documentation_are_those_of_the_functions_in_python():
     assert str(inspect.signature(nm.zeros)) == "(shape, dtype='float64', *, device=None)"
-    assert nm.zeros.__doc__.startswith("A tensor of zeros.\n")
+    assert nm.zeros.__doc__.startswith("A tensor of zeros.\n\n    Parameters")
     assert str(inspect.signature(nm.Tensor.reshape)) == "(self, /, *shape, order='C')"
     assert pickle.loads(pickle.dumps(nm.kron)) is nm.kron
     with pytest.raises(ValueError, match="^no common forms of agree$"):

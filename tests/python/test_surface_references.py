@@ -180,4 +180,4 @@ def test_the_count_sees_a_leak():
     before = sys.getallocatedblocks()
     for _ in range(1000):
         kept.append(nm._full((), math.pi, False))
-    assert sys.getallocatedblocks() - before >= 1000
+    assert sys.getallocatedblocks() - before > 900  # some lie in the memory of dead tensors
