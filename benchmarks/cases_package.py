@@ -92,6 +92,12 @@ def systems():
             lambda t=nm.asarray(a), r=nm.asarray(b): tuple(nm.linalg.lstsq(t, r)),
             functools.partial(np.linalg.lstsq, a, b, rcond=None),
         )
+    a, b = normal((1000, 150)) @ normal((150, 300), seed=1), normal(1000, seed=2)
+    yield "lstsq with all four results", Case(
+        "lstsq (1000, 300) of rank 150",
+        lambda t=nm.asarray(a), r=nm.asarray(b): tuple(nm.linalg.lstsq(t, r)),
+        functools.partial(np.linalg.lstsq, a, b, rcond=None),
+    )
     for shape in [(1000, 50), (2000, 200)]:
         a = normal(shape)
         yield pair("complete bases", f"qr complete {shape}", nm.linalg.qr, np.linalg.qr, a, "complete")
