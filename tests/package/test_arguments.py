@@ -28,6 +28,9 @@ EVEN = {
     "x1": nm.eye(2), "x2": nm.eye(2),
 }  # fmt: skip
 FITTING = {
+    "randomized_svd": {"k": 1}, "solve_sylvester": {"q": nm.eye(2)},
+    "solve_continuous_lyapunov": {"q": nm.eye(2)}, "solve_discrete_lyapunov": {"q": nm.eye(2)},
+    "tensorinv": {"a": nm.reshape(nm.eye(4), (2, 2, 2, 2))},
     "cross": {"a": nm.ones(3), "b": nm.ones(3)}, "reshape": {"shape": (4,)},
     "squeeze": {"a": nm.ones((1, 2))}, "arctan2": {"x": nm.ones(2)}, "vander": {"x": nm.ones(2)},
     "searchsorted": {"a": nm.ones(2)}, "take_along_axis": {"indices": [[0, 1]]},
@@ -70,6 +73,8 @@ def test_what_is_said_of_an_odd_argument_is_for_people(function):
     required = [p.name for p in parameters if p.default is p.empty and p.kind is not p.VAR_POSITIONAL]
     for parameter in parameters:
         for value in ODD:
+            if parameter.name == "sort" and callable(value):
+                continue  # schur calls it, and what it raises is its own
             given, more = {name: known[name] for name in required}, []
             if parameter.kind is parameter.VAR_POSITIONAL:
                 given, more = {}, [*given.values(), value]
