@@ -2,7 +2,7 @@
 
 import math
 
-from ._arguments import integer
+from ._arguments import integer, shown
 from ._conversion import asarray
 from ._promotion import same_dtype
 from ._shaping import normalized_axes, permute_dims, reshape
@@ -81,11 +81,12 @@ def tensorinv(a, ind=2):
     """
     a, ind = asarray(a), integer(ind, "ind")
     if ind <= 0:
-        raise ValueError(f"ind must be positive, not {ind}")
+        raise ValueError(f"ind must be positive, not {shown(ind)}")
     first, last = a.shape[:ind], a.shape[ind:]
     n = math.prod(first)
     if math.prod(last) != n:
         raise ValueError(
-            f"tensorinv takes as many elements before axis {ind} as behind it, not shape {a.shape}"
+            f"tensorinv takes as many elements before axis {shown(ind)} as behind it, not shape "
+            f"{a.shape}"
         )
     return reshape(inv(reshape(a, (n, n))), last + first)

@@ -186,8 +186,8 @@ TEST(contract_pair, of_reals_gives_the_same_bits_in_either_order_of_operands)
             const auto other = contracted<double>({{"bjk", "bij"}, "bki"}, {b, a}, map);
             const auto turned = contracted<double>({{"bij", "bjk"}, "bik"}, {a, b}, map);
             EXPECT_EQ(one->data, other->data);
-            EXPECT_EQ(one->data,
-                      numerical::detail::permuted(turned->data, "bik", "bki", table_of(map)));
+            EXPECT_EQ(one->data, numerical::detail::permuted<double>(turned->data, "bik", "bki",
+                                                                     table_of(map)));
         }
 }
 
@@ -201,7 +201,7 @@ TEST(contract_pair, of_reals_gives_the_same_bits_for_an_operand_by_columns)
             const tensor<double> a({m, k}, test::random_vector<double>(m * k, 1));
             const tensor<double> b({n, k}, test::random_vector<double>(n * k, 2));
             const tensor<double> by_rows(
-                {k, n}, numerical::detail::permuted(b.data, "kj", "jk", table_of(map)));
+                {k, n}, numerical::detail::permuted<double>(b.data, "kj", "jk", table_of(map)));
             const auto want = contracted<double>({{"ij", "jk"}, "ik"}, {a, by_rows}, map);
             EXPECT_EQ(contracted<double>({{"ij", "kj"}, "ik"}, {a, b}, map)->data, want->data);
             EXPECT_EQ(contracted<double>({{"kj", "ij"}, "ik"}, {b, a}, map)->data, want->data);

@@ -9,9 +9,15 @@
 namespace {
 
 using numerical::detail::label_extents;
-using numerical::detail::permuted;
 using numerical::detail::transpose_block;
 using complex = std::complex<double>;
+
+template <class T>
+std::vector<T> permuted(const std::vector<T>& data, const std::string& from, const std::string& to,
+                        const label_extents& extents)
+{
+    return numerical::detail::permuted<T>(std::span(data), from, to, extents);
+}
 
 template <class T>
 class strided_copy : public testing::Test
