@@ -36,6 +36,17 @@ public:
 
     ~gil_release() noexcept(false) { end(); }
 
+    // While the lock is given up, on the main thread: takes it, runs Python's handlers of the
+    // signals that came meanwhile, and gives it up again. False with the error set if a handler
+    // raised.
+    bool run_signal_handlers()
+    {
+        PyEval_RestoreThread(state);
+        const bool passed = PyErr_CheckSignals() == 0;
+        state = PyEval_SaveThread();
+        return passed;
+    }
+
     // Acquires the lock now.
     void end()
     {

@@ -3,8 +3,8 @@
 // The Python class numerical.Tensor, an any_tensor in an object, and what every function at the
 // boundary needs: conversions of arguments to tensors, of results to objects, and of shapes.
 
-#include "binding/gil.hpp"
 #include "binding/python.hpp"
+#include "module/gil_release.hpp"
 #include "numerical/matrix.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/tensor.hpp"
@@ -20,8 +20,6 @@
 namespace numerical::boundary {
 
 namespace binding = marlinth::binding;
-using binding::gil_release;
-using binding::gil_release_threshold;
 
 // The exception numerical.error.
 PyObject* marlinth_module_error();

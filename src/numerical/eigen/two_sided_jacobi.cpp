@@ -5,6 +5,7 @@
 #include "numerical/eigen/eigen.hpp"
 
 #include "numerical/errors.hpp"
+#include "numerical/runtime/interruption.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -78,10 +79,12 @@ void jacobi_iteration::run(int sweep_limit)
 
 void jacobi_iteration::sweep()
 {
-    for (std::size_t p = 0; p + 1 < n; ++p)
+    for (std::size_t p = 0; p + 1 < n; ++p) {
+        look_for_interruption();
         for (std::size_t r = p + 1; r < n; ++r)
             if (a[p * n + r] != 0)
                 annihilate(p, r);
+    }
 }
 
 // The rotation by the smaller angle that makes a(p, r) zero.

@@ -2,6 +2,7 @@
 
 #include "numerical/gemm/sum_by_halves.hpp"
 #include "numerical/gemm/summation.hpp"
+#include "numerical/runtime/interruption.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
@@ -41,6 +42,7 @@ void add_dots_from(std::size_t from, block_view<const T> v,
 {
     if (v.rows <= longest_dot_run)
         return add_run_from<T>(from, v, c, w);
+    look_for_interruption();
     const std::size_t half = first_half(v.rows, longest_dot_run);
     add_dots_from<T>(from, v.sub(0, half, 0, v.cols), c.sub(0, half, 0, c.cols), w);
     std::vector<T> lower_sums = zeros<T>(w.rows * w.cols);

@@ -10,6 +10,23 @@ namespace {
 constexpr std::size_t work_per_worker = 65536;
 constexpr std::size_t chunks_per_worker = 4;
 
+// Of a thread's work in a round: some 30 milliseconds.
+constexpr std::size_t round_work = std::size_t{1} << 26;
+
+// The indices from `first` on of another loop.
+struct later_indices
+{
+    chunk_runner run;
+    const void* context;
+    std::size_t first;
+};
+
+void run_later(const void* context, std::size_t begin, std::size_t end)
+{
+    const auto& later = *static_cast<const later_indices*>(context);
+    later.run(later.context, later.first + begin, later.first + end);
+}
+
 // The workers that the loop's total work warrants; a product beyond 64 bits saturates.
 std::size_t workers_by_work(std::size_t count, std::size_t work_per_index)
 {
@@ -53,8 +70,28 @@ bool run_in_pool(chunk_runner run, const void* context, const std::optional<loop
 {
     if (!split)
         return false;
+    const interruption_pause paused; // what is asked may fork, and may loop itself
     thread_pool* const pool = thread_pool::shared();
     return pool != nullptr && pool->try_run(run, context, *split, beside, beside_context);
+}
+
+void run_in_rounds(chunk_runner run, const void* context, std::size_t count,
+                   std::size_t work_per_index)
+{
+    // Loops that stay on the calling thread hold others, which look for themselves.
+    const bool is_short = work_per_index == 0 || count <= round_work / work_per_index;
+    const std::size_t most =
+        is_short ? count
+                 : std::max<std::size_t>(round_work / work_per_index, 1) * allowed_threads();
+    std::size_t first = 0;
+    do {
+        look_for_interruption();
+        const std::size_t now = std::min(most, count - first);
+        const later_indices later{run, context, first};
+        if (!run_in_pool(run_later, &later, split_loop(now, work_per_index), nullptr, nullptr))
+            run(context, first, first + now);
+        first += now;
+    } while (first < count);
 }
 
 } // namespace numerical::detail

@@ -6,7 +6,11 @@
 //
 // `work_per_index` is the estimated cost of one index; one worker is warranted for each 65536
 // units of work, about 20 to 40 microseconds. 0 keeps the loop on the calling thread.
+//
+// Where the caller can be interrupted, it is asked before the loop and, if that takes long, between
+// rounds of indices.
 
+#include "numerical/runtime/interruption.hpp"
 #include "numerical/runtime/thread_pool.hpp"
 
 #include <atomic>
@@ -28,6 +32,10 @@ std::optional<loop_split> split_loop(std::size_t count, std::size_t work_per_ind
 bool run_in_pool(chunk_runner run, const void* context, const std::optional<loop_split>& split,
                  beside_runner beside, const void* beside_context);
 
+// The loop on the pool or else on the calling thread, in rounds between which the caller is asked.
+void run_in_rounds(chunk_runner run, const void* context, std::size_t count,
+                   std::size_t work_per_index);
+
 // body(i) once for each i < count. An exception ends its chunk and is rethrown here.
 template <class F>
 void parallel_for(std::size_t count, std::size_t work_per_index, const F& body)
@@ -37,7 +45,9 @@ void parallel_for(std::size_t count, std::size_t work_per_index, const F& body)
         for (std::size_t i = begin; i < end; ++i)
             each(i);
     };
-    if (!run_in_pool(run, &body, split_loop(count, work_per_index), nullptr, nullptr))
+    if (may_be_interrupted())
+        run_in_rounds(run, &body, count, work_per_index);
+    else if (!run_in_pool(run, &body, split_loop(count, work_per_index), nullptr, nullptr))
         run(&body, 0, count);
 }
 
@@ -55,10 +65,14 @@ void parallel_for_beside(std::size_t count, std::size_t work_per_index, const F&
     const beside_runner run_beside = [](const void* context) {
         (*static_cast<const G*>(context))();
     };
+    look_for_interruption();
     if (run_in_pool(run, &body, split_loop(count, work_per_index), run_beside, &beside))
         return;
     beside();
-    run(&body, 0, count);
+    if (may_be_interrupted())
+        run_in_rounds(run, &body, count, work_per_index);
+    else
+        run(&body, 0, count);
 }
 
 } // namespace numerical::detail

@@ -3,6 +3,8 @@
 // The failure of one matrix of a stack: what the single call on that matrix throws, and where in
 // the stack it stands.
 
+#include "numerical/runtime/interruption.hpp"
+
 #include <atomic>
 #include <cstddef>
 #include <exception>
@@ -46,6 +48,8 @@ public:
             return;
         try {
             f();
+        } catch (const interruption&) {
+            throw;
         } catch (...) {
             keep(index, std::current_exception());
         }

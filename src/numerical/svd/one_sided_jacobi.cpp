@@ -2,6 +2,7 @@
 
 #include "numerical/errors.hpp"
 #include "numerical/matrix.hpp"
+#include "numerical/runtime/interruption.hpp"
 #include "numerical/scalar.hpp"
 
 #include <algorithm>
@@ -180,10 +181,12 @@ template <class T>
 bool sweep_is_clean(T* a, T* v, std::size_t n)
 {
     bool clean = true;
-    for (std::size_t p = 0; p + 1 < n; ++p)
+    for (std::size_t p = 0; p + 1 < n; ++p) {
+        look_for_interruption();
         for (std::size_t q = p + 1; q < n; ++q)
             if (orthogonalize(a, v, n, p, q))
                 clean = false;
+    }
     return clean;
 }
 

@@ -1,0 +1,46 @@
+#include "module/gil_release.hpp"
+
+#include "binding/errors.hpp"
+
+#include <atomic>
+#include <pthread.h>
+#include <unistd.h>
+
+namespace numerical::boundary {
+namespace {
+
+// What a handler raised stands.
+struct handler_raised : binding::error_already_set, detail::interruption
+{
+};
+
+void ask(void* released)
+{
+    if (!static_cast<binding::gil_release*>(released)->run_signal_handlers())
+        throw handler_raised();
+}
+
+// Whether this is the process's first thread. It is remembered, as to ask for a thread's id is a
+// system call. Not found again in a child that another thread forked: its calls run to their end.
+bool on_main_thread()
+{
+    static constinit std::atomic<pthread_t> main_thread{0};
+    const pthread_t here = pthread_self();
+    const pthread_t known = main_thread.load(std::memory_order_relaxed);
+    if (known != 0)
+        return known == here;
+    if (gettid() != getpid())
+        return false;
+    main_thread.store(here, std::memory_order_relaxed);
+    return true;
+}
+
+} // namespace
+
+gil_release::gil_release(bool wanted) : released(wanted)
+{
+    if (wanted && on_main_thread())
+        questions.emplace(ask, &released);
+}
+
+} // namespace numerical::boundary
