@@ -25,7 +25,7 @@ def eigh(
     ----------
     a : array_like, shape (..., M, M)
     UPLO : {'L', 'U'}, optional
-        The triangle that is read, of a and of b.
+        The triangle that is read, of a and of b. A matrix in this place is b, as in SciPy's eigh(a, b).
     b : array_like, shape (..., M, M), optional
         Hermitian positive-definite matrices, with which the problem is a @ x = w * (b @ x). Leading
         axes broadcast.
@@ -74,7 +74,7 @@ def eigh(
     >>> nm.linalg.eigh(a, subset_by_index=(1, 1)).eigenvalues
     Tensor([3.0])
     """
-    uplo = _triangle(UPLO)
+    uplo, b = _triangle_and_pair(UPLO, b)
     one_of(method, "method", _METHODS, _METHOD_HINTS)
     if b is None and subset_by_index is None and subset_by_value is None:
         if type is not _WITHOUT_PRODUCT:
@@ -94,7 +94,7 @@ def eigvalsh(
     ----------
     a : array_like, shape (..., M, M)
     UPLO : {'L', 'U'}, optional
-        The triangle that is read, of a and of b.
+        The triangle that is read, of a and of b. A matrix in this place is b, as in SciPy's eigh(a, b).
     b : array_like, shape (..., M, M), optional
         Hermitian positive-definite matrices, with which the problem is that of eigh.
     type : {1, 2, 3}, optional
@@ -125,7 +125,7 @@ def eigvalsh(
     >>> nm.linalg.eigvalsh([[2.0, 1.0], [1.0, 2.0]], subset_by_value=(2, 4))
     Tensor([3.0])
     """
-    uplo = _triangle(UPLO)
+    uplo, b = _triangle_and_pair(UPLO, b)
     one_of(method, "method", _METHODS, _METHOD_HINTS)
     if b is None and subset_by_index is None and subset_by_value is None:
         if type is not _WITHOUT_PRODUCT:
@@ -137,12 +137,14 @@ def eigvalsh(
     return native.selected_eigvalsh(*wanted)
 
 
-def _triangle(uplo):
-    """"L" or "U", in either case."""
-    if isinstance(uplo, str):
-        return uplo.upper() if uplo in ("l", "u") else one_of(uplo, "UPLO", ("L", "U"))
-    failure = TypeError(f"UPLO must be a text, not {type(uplo).__name__}")
-    raise add_hint(failure, "a second matrix is given as b=")
+def _triangle_and_pair(given, b):
+    """UPLO as "L" or "U", and b; the argument behind a is either."""
+    if b is None and (isinstance(given, (list, tuple)) or hasattr(given, "shape")):
+        return "L", given
+    if not isinstance(given, str):
+        failure = TypeError(f"UPLO must be a text, not {type(given).__name__}")
+        raise add_hint(failure, "a second matrix is given as b=")
+    return given.upper() if given in ("l", "u") else one_of(given, "UPLO", ("L", "U")), b
 
 
 def _of_triangle(a, uplo, name):

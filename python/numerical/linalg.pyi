@@ -268,7 +268,7 @@ def qr(
 def qr(a: Any, mode: Literal["r"], *, pivoting: Literal[True]) -> tuple[Tensor, Positions]: ...
 def eigh(
     a: Any,
-    UPLO: Literal["L", "U", "l", "u"] = "L",
+    UPLO: Literal["L", "U", "l", "u"] | Any = "L",
     *,
     b: Any = None,
     type: Literal[1, 2, 3] = 1,
@@ -278,7 +278,7 @@ def eigh(
 ) -> EighResult: ...
 def eigvalsh(
     a: Any,
-    UPLO: Literal["L", "U", "l", "u"] = "L",
+    UPLO: Literal["L", "U", "l", "u"] | Any = "L",
     *,
     b: Any = None,
     type: Literal[1, 2, 3] = 1,

@@ -244,8 +244,17 @@ def test_stacks_that_do_not_broadcast():
     )
 
 
-def test_a_second_matrix_by_position_is_told_its_name():
+def test_what_is_no_triangle_is_told_the_name_of_a_second_matrix():
     with pytest.raises(TypeError) as failure:
-        LA.eigh(TWO, TWO)
-    assert str(failure.value) == "UPLO must be a text, not Tensor"
+        LA.eigh(nm.eye(2), 2.0)
+    assert str(failure.value) == "UPLO must be a text, not float"
     assert failure.value.hint == "a second matrix is given as b="
+
+
+def test_a_matrix_behind_a_is_b_as_for_scipy():
+    a, b = nm.array([[2.0, 1.0], [1.0, 2.0]]), [[1.0, 0.0], [0.0, 4.0]]
+    for second in (b, tuple(b), nm.array(b), np.array(b)):
+        assert LA.eigh(a, second).eigenvalues.tolist() == LA.eigh(a, b=b).eigenvalues.tolist()
+        assert LA.eigvalsh(a, second).tolist() == LA.eigvalsh(a, b=b).tolist()
+    with pytest.raises(TypeError, match="^UPLO must be a text, not Tensor$"):
+        LA.eigh(a, nm.array(b), b=b)
