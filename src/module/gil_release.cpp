@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <pthread.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace numerical::boundary {
@@ -29,7 +30,7 @@ bool on_main_thread()
     const pthread_t known = main_thread.load(std::memory_order_relaxed);
     if (known != 0)
         return known == here;
-    if (gettid() != getpid())
+    if (syscall(SYS_gettid) != getpid()) // gettid() itself came with glibc 2.30
         return false;
     main_thread.store(here, std::memory_order_relaxed);
     return true;
