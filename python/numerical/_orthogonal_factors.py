@@ -9,7 +9,7 @@ from ._functions import abs as _abs
 from ._functions import all as _all
 from ._functions import argsort, conj, log, prod, where
 from ._functions import sum as _sum
-from ._matrices import QRResult, SlogdetResult, matrix_transpose
+from ._matrices import SlogdetResult, matrix_transpose
 from ._native_module import native
 from ._numerical import error
 from ._shaping import broadcast_to, concat, reshape

@@ -1,7 +1,5 @@
 """Products of tensors, most of them by one call of the module's einsum."""
 
-import math
-
 from . import _numerical
 from ._arguments import integer, items, shown
 from ._creation import diagonals_of

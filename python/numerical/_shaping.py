@@ -8,7 +8,7 @@ import math
 
 from . import _numerical
 from ._arguments import count as whole
-from ._arguments import integer, integers, shown
+from ._arguments import integers, shown
 from ._conversion import asarray
 from ._creation import axis_of as normalized_axis
 from ._creation import shape_of

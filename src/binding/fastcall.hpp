@@ -62,21 +62,7 @@ PyObject* call_fast(PyObject*, PyObject* const* given, Py_ssize_t count, PyObjec
     return translated(Err, [&] { return F(call_arguments{given, count, names}); });
 }
 
-// Entry of a method of any arguments, which gets the object first.
-template <auto Err, auto F>
-PyObject* call_method_fast(PyObject* self, PyObject* const* given, Py_ssize_t count,
-                           PyObject* names)
-{
-    return translated(Err, [&] { return F(self, call_arguments{given, count, names}); });
-}
-
-// Entry of a function of one argument, for METH_O, or of a method of none, for METH_NOARGS.
-template <auto Err, auto F>
-PyObject* call_with_one(PyObject*, PyObject* argument)
-{
-    return translated(Err, [&] { return F(argument); });
-}
-
+// Entry of a method without arguments, for METH_NOARGS.
 template <auto Err, auto F>
 PyObject* call_method_without(PyObject* self, PyObject*)
 {
