@@ -58,7 +58,7 @@ void solve_band(detail::block_view<const T> a, const std::optional<bandwidths>& 
         throw singular_matrix_error(singular_text);
     factors.solve(matrix_form::plain, x);
     if (rcond != nullptr)
-        *rcond = factors.reciprocal_condition();
+        *rcond = factors.reciprocal_condition(one_norm_of_band(a, band));
 }
 
 template <class T>

@@ -10,34 +10,12 @@
 #include "numerical/systems/norm_estimate.hpp"
 
 #include <algorithm>
+#include <cmath>
 
 namespace numerical {
 
 using detail::block_view;
 using detail::complex;
-
-// What stands within the widths that were found needs no second look.
-template <class T>
-bandwidths bandwidths_of(block_view<const T> a)
-{
-    bandwidths found{0, 0};
-    for (std::size_t i = 0; i < a.rows; ++i) {
-        for (std::size_t j = 0; j + found.lower < i; ++j)
-            if (a(i, j) != T(0))
-                found.lower = i - j;
-        for (std::size_t j = a.cols; j-- > i + 1 + found.upper;)
-            if (a(i, j) != T(0))
-                found.upper = j - i;
-    }
-    return found;
-}
-
-// Products of blocks do about six times as many operations in the same time as updates of a band's
-// rows.
-bool is_wide(const bandwidths& band, std::size_t order)
-{
-    return 5 * (2 * band.lower + band.upper + 1) > 2 * order;
-}
 
 template <class T>
 band_decomposition<T>::band_decomposition(block_view<const T> a, const bandwidths& band)
@@ -64,20 +42,32 @@ std::size_t band_decomposition<T>::columns_right(std::size_t k) const
 template <class T>
 void band_decomposition<T>::read(block_view<const T> a, const bandwidths& band)
 {
-    std::vector<double> sums(order);
+    bool is_finite = true;
     for (std::size_t i = 0; i < order; ++i) {
         const std::size_t from = i - std::min(i, band.lower);
         const std::size_t to = std::min(i + band.upper + 1, order);
-        for (std::size_t j = from; j < to; ++j) {
-            if (!detail::is_finite(a(i, j)))
-                throw non_finite_error(
-                    "band LU decomposition: the matrix holds an infinite or NaN entry");
-            sums[j] += detail::modulus(a(i, j));
-        }
-        std::copy(&a(i, 0) + from, &a(i, 0) + to, at(i, from));
+        for (std::size_t j = from; j < to; ++j)
+            is_finite = is_finite && detail::is_finite(a(i, j));
+        std::copy(a.row(i) + from, a.row(i) + to, at(i, from));
     }
-    norm = sums.empty() ? 0 : *std::max_element(sums.begin(), sums.end());
+    if (!is_finite)
+        throw non_finite_error("band LU decomposition: the matrix holds an infinite or NaN entry");
 }
+
+namespace {
+
+// |Re z| + |Im z|, by which pivots are chosen as LAPACK does, without a square root.
+double magnitude(double x)
+{
+    return std::abs(x);
+}
+
+double magnitude(const complex& z)
+{
+    return std::abs(z.real()) + std::abs(z.imag());
+}
+
+} // namespace
 
 // Column by column: the largest element of the column comes to the diagonal, and the rows below,
 // which still have elements in the column, lose their multiples of its row.
@@ -89,9 +79,12 @@ void band_decomposition<T>::factorize()
         const std::size_t height = rows_below(k);
         const std::size_t width = columns_right(k);
         std::size_t largest = k;
+        double size = magnitude(*at(k, k));
         for (std::size_t i = k + 1; i <= k + height; ++i)
-            if (detail::modulus(*at(i, k)) > detail::modulus(*at(largest, k)))
+            if (const double other = magnitude(*at(i, k)); other > size) {
+                size = other;
                 largest = i;
+            }
         pivots[k] = largest;
         if (largest != k)
             detail::exchange_runs(at(k, k), at(largest, k), width + 1);
@@ -101,7 +94,8 @@ void band_decomposition<T>::factorize()
             continue;
         T* const factors = multipliers.data() + k * below;
         for (std::size_t r = 0; r < height; ++r)
-            factors[r] = *at(k + 1 + r, k) / pivot;
+            factors[r] = *at(k + 1 + r, k);
+        detail::divide_row(path, factors, pivot, height);
         detail::subtract_from_rows_on(path, at(k + 1, k + 1), stride(), height, factors,
                                       at(k, k) + 1, width);
     }
@@ -159,7 +153,7 @@ void band_decomposition<T>::solve(matrix_form form, block_view<T> x) const
 }
 
 template <class T>
-double band_decomposition<T>::reciprocal_condition() const
+double band_decomposition<T>::reciprocal_condition(double norm) const
 {
     if (singular)
         return 0;
@@ -171,8 +165,6 @@ double band_decomposition<T>::reciprocal_condition() const
         estimate_one_norm<T>(order, solve_as(matrix_form::plain), solve_as(matrix_form::adjoint)));
 }
 
-template bandwidths bandwidths_of(block_view<const double>);
-template bandwidths bandwidths_of(block_view<const complex>);
 template class band_decomposition<double>;
 template class band_decomposition<complex>;
 

@@ -7,26 +7,13 @@
 // std::complex<double>.
 
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/systems/bandwidths.hpp"
 #include "numerical/systems/forms.hpp"
 
 #include <cstddef>
 #include <vector>
 
 namespace numerical {
-
-// The greatest distance of an element from the diagonal, below and above it.
-struct bandwidths
-{
-    std::size_t lower;
-    std::size_t upper;
-};
-
-// Of the elements that aren't zero.
-template <class T>
-bandwidths bandwidths_of(detail::block_view<const T> a);
-
-// Whether the whole matrix is factored sooner than the band.
-bool is_wide(const bandwidths& band, std::size_t order);
 
 template <class T>
 class band_decomposition
@@ -42,8 +29,8 @@ public:
     // X := A⁻¹·X, or with Aᵀ or Aᴴ in place of A; the rows of X lie one after the other.
     void solve(matrix_form form, detail::block_view<T> x) const;
 
-    // 1/(‖A‖₁·‖A⁻¹‖₁), the second norm estimated; 0 if A is singular.
-    double reciprocal_condition() const;
+    // 1/(‖A‖₁·‖A⁻¹‖₁) for A's norm, the second norm estimated; 0 if A is singular.
+    double reciprocal_condition(double norm) const;
 
 private:
     std::size_t order;
@@ -52,7 +39,6 @@ private:
     std::vector<T> rows;        // below + above + 1 elements of each row, the diagonal's in place
     std::vector<T> multipliers; // `below` of them for each column
     std::vector<std::size_t> pivots; // row k was exchanged with row pivots[k]
-    double norm = 0;
     bool singular = false;
 
     // Element (i, j) of the band. In memory the next row's element of the column is `stride` on.

@@ -87,25 +87,49 @@ TYPED_TEST(band, gives_back_the_right_sides_in_every_form_and_reads_no_more)
                     }
 }
 
+template <class T>
+void expect_widths(const matrix<T>& a, const bandwidths& widths)
+{
+    const bandwidths found = numerical::bandwidths_of(view_of(a));
+    EXPECT_EQ(found.lower, widths.lower) << a.rows;
+    EXPECT_EQ(found.upper, widths.upper) << a.rows;
+}
+
 TYPED_TEST(band, is_found_in_the_matrix)
 {
-    for (const bandwidths& widths : {bandwidths{0, 0}, bandwidths{2, 5}, bandwidths{9, 0}}) {
-        const auto found =
-            numerical::bandwidths_of(view_of(band_matrix<TypeParam>(10, widths, TypeParam(0))));
-        EXPECT_EQ(found.lower, widths.lower);
-        EXPECT_EQ(found.upper, widths.upper);
-    }
+    using T = TypeParam;
+    for (const std::size_t n : {10UL, 64UL, 65UL, 129UL, 200UL})
+        for (const bandwidths& widths : {bandwidths{0, 0}, bandwidths{2, 5}, bandwidths{9, 0},
+                                         bandwidths{n - 1, n - 2}, bandwidths{0, n / 2}}) {
+            expect_widths(band_matrix<T>(n, widths, T(0)), widths);
+            expect_widths(band_matrix<T>(n, widths, T(-0.0)), widths);
+        }
+}
+
+TYPED_TEST(band, is_as_wide_as_its_farthest_element)
+{
+    using T = TypeParam;
+    for (const std::size_t n : {70UL, 200UL})
+        for (std::size_t i = 0; i < n; i += 23)
+            for (std::size_t j = 0; j < n; ++j)
+                for (const T& element : {T(1), T(5e-324), T(std::nan(""))}) {
+                    auto a = matrix<T>(n, n, std::vector<T>(n * n));
+                    a.data[i * n + j] = element;
+                    expect_widths(a, {i > j ? i - j : 0, j > i ? j - i : 0});
+                }
 }
 
 TYPED_TEST(band, knows_its_condition)
 {
     matrix<TypeParam> a(3, 3, {1, 0, 0, 0, 4, 0, 0, 0, 1e-3});
     const band_decomposition<TypeParam> factors(view_of(a), {1, 1});
-    EXPECT_NEAR(factors.reciprocal_condition(), 1e-3 / 4, 1e-15);
+    const double norm = numerical::one_norm_of_band(view_of(a), {1, 1});
+    EXPECT_EQ(norm, 4);
+    EXPECT_NEAR(factors.reciprocal_condition(norm), 1e-3 / 4, 1e-15);
     a.data[4] = 0;
     const band_decomposition<TypeParam> singular(view_of(a), {1, 1});
     EXPECT_TRUE(singular.is_singular());
-    EXPECT_EQ(singular.reciprocal_condition(), 0);
+    EXPECT_EQ(singular.reciprocal_condition(1e-3), 0);
 }
 
 TYPED_TEST(band, refuses_what_is_not_finite)
