@@ -93,15 +93,21 @@ def least_rounds(start: float, budget: float) -> int:
     return 5 if time.perf_counter() - start < 4 * budget else 2
 
 
-def measure(case: Case, threads: int, budget: float = 0.5, slice_seconds: float = 0.002) -> Row:
-    """Runs the case for about `budget` seconds, and for five rounds at least (slow cases: two)."""
+def measure(
+    case: Case, threads: int, budget: float = 0.5, slice_seconds: float = 0.002,
+    rival_spins: float = RIVAL_SPINS,
+) -> Row:  # fmt: skip
+    """Runs the case for about `budget` seconds, and for five rounds at least (slow cases: two).
+
+    On several threads `rival_spins` seconds pass after the rival's calls.
+    """
     clock = time.process_time if threads == 1 else time.perf_counter
     ours_result, theirs_result = case.ours(), case.theirs()
     if case.check is not None:
         case.check(ours_result, theirs_result)
     del ours_result, theirs_result
     if threads > 1:
-        time.sleep(RIVAL_SPINS)
+        time.sleep(rival_spins)
     ours_repeats = _repeats(case.ours, clock, slice_seconds)
     theirs_repeats = _repeats(case.theirs, clock, slice_seconds)
     ours, theirs, ratios = [], [], []
@@ -111,12 +117,12 @@ def measure(case: Case, threads: int, budget: float = 0.5, slice_seconds: float 
         time.perf_counter() < end and len(ratios) < 200
     ):
         if threads > 1 and not ratios:
-            time.sleep(RIVAL_SPINS)
+            time.sleep(rival_spins)
         first = _seconds(case.ours, ours_repeats, clock)
         rival_first = _seconds(case.theirs, theirs_repeats, clock)
         rival_second = _seconds(case.theirs, theirs_repeats, clock)
         if threads > 1:
-            time.sleep(RIVAL_SPINS)
+            time.sleep(rival_spins)
         second = _seconds(case.ours, ours_repeats, clock)
         ours += [first, second]
         theirs += [rival_first, rival_second]

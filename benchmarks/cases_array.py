@@ -2,8 +2,9 @@
 
 Each row is one expression, evaluated once with our names and once with NumPy's. The names in it:
 v and u are vectors, m and w square matrices of about as many elements, thin one of five columns, z
-and z2 complex, p positive, f within [-1, 1], s sorted, i, rows and places for indices, b, c and bm
-masks (ours of float64, NumPy's of bool). NumPy's views are left out: ours are copies.
+and z2 complex, p positive, f within [-1, 1], s sorted, repeated with few values, i and places
+Positions, j and rows NumPy's ints, b, c and bm masks (ours of float64, NumPy's of bool). Where NumPy
+gives a view and ours is a copy, the view is copied too.
 """
 
 import functools
@@ -50,16 +51,16 @@ EXPRESSIONS = {
          "xp.max(thin, axis=1)"),
     "running": ("xp.cumsum(v)", "xp.cumsum(m, axis=0)", "xp.cumsum(m, axis=1)", "xp.cumprod(v)",
                 "xp.diff(v)", "xp.diff(m, axis=0)"),
-    "order": ("xp.sort(v)", "xp.sort(m, axis=0)", "xp.sort(m, axis=1)", "xp.stable_argsort(v)",
+    "order": ("xp.sort(v)", "xp.sort(repeated)", "xp.sort(m, axis=0)", "xp.sort(m, axis=1)", "xp.stable_argsort(v)",
               "xp.searchsorted(s, v)"),
     "indexing": (
-        "v[i]", "v[b]", "m[rows]", "m[rows, rows]", "m[1]",
-        "xp.take(v, i)", "xp.take_along_axis(m, places, axis=1)",
+        "v[i]", "v[b]", "v[j]", "m[rows]", "m[rows, rows]", "m[1]", "xp.copied(v[2:-2])",
+        "xp.copied(m[:, 1:])", "xp.copied(v[::2])", "xp.take(v, i)", "xp.take_along_axis(m, places, axis=1)",
     ),
     "arrangement": (
         "xp.concatenate([v, u])", "xp.stack([v, u])", "xp.stack([v, u], axis=1)", "xp.hstack([m, w])",
         "xp.vstack([m, w])", "xp.column_stack([v, u])", "xp.tile(v, 3)", "xp.repeat(v, 3)",
-        "xp.roll(v, 3)", "xp.roll(m, 1, axis=0)", "xp.roll(m, 1, axis=1)",
+        "xp.roll(v, 3)", "xp.split(v, 5)", "xp.roll(m, 1, axis=0)", "xp.roll(m, 1, axis=1)",
         "xp.tril(m)", "xp.triu(m)", "xp.trace(m)", "xp.diag(m)",
         "xp.transposed(m)",
     ),
@@ -81,7 +82,7 @@ def scope_of(n):
         "z": v + 1j * u, "z2": m + 1j * w, "row": m[0].copy(), "column": m[:, :1].copy(),
         "b": v > 0, "c": u > 0, "bm": m > 0, "i": generator.permutation(n),
         "rows": generator.permutation(side)[: side // 2], "s": np.sort(u), "thin": v.reshape(-1, 5),
-        "places": np.argsort(m, axis=1), "half": w[0].copy(), "few": m[:3, :3].copy(),
+        "places": np.argsort(m, axis=1), "j": generator.permutation(n), "repeated": np.floor(4 * v), "half": w[0].copy(), "few": m[:3, :3].copy(),
         "part": w[: side // 3 + 1, : side // 3 + 1].copy(), "n": n, "side": side,
     }  # fmt: skip
 
@@ -101,12 +102,13 @@ def ours(theirs):
 
 # What both have under two names, or one of them as an operator.
 OURS = types.SimpleNamespace(**{
-    **vars(nm), "stable_argsort": nm.argsort, "transposed": lambda a: a.T,
+    **vars(nm), "stable_argsort": nm.argsort, "transposed": lambda a: a.T, "copied": lambda a: a,
 })  # fmt: skip
 THEIRS = types.SimpleNamespace(**{
     **{name: getattr(np, name) for name in dir(np) if not name.startswith("_")},
     "stable_argsort": functools.partial(np.argsort, kind="stable"),
-    "transposed": lambda a: np.ascontiguousarray(a.T),
+    "transposed": lambda a: np.ascontiguousarray(a.T), "copied": np.copy,
+    "split": lambda a, parts: [part.copy() for part in np.split(a, parts)],
 })  # fmt: skip
 
 

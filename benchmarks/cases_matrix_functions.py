@@ -35,7 +35,7 @@ def same_factors(ours, theirs):
 
 def cases():
     for dtype in DTYPES:
-        for n in [*ORDERS, 1000]:
+        for n in [*ORDERS, 1000] if dtype == "float64" else ORDERS:
             a = normal(n, dtype, 1)
             for scale in (1.0, 1e-3):
                 yield pair("expm", f"expm n={n} {dtype} of scale {scale:g}", "expm", a * scale)
