@@ -145,10 +145,15 @@ PyObject* mask_slot(PyObject* left, PyObject* right)
 PyObject* invert_slot(PyObject* self)
 {
     return binding::translated(marlinth_module_error, [&] {
+        static const tensor<double> one({}, {1.0});
         const operand a(self);
-        if (a.is_complex() || !are_truths(a.as<double>()))
+        if (a.is_complex())
             refuse_as_masks();
-        return wrap(number_by(number_function::logical_not, a.as<double>()));
+        std::optional<tensor<double>> mask =
+            masks_by(pair_function::logical_xor, a.as<double>(), one);
+        if (!mask)
+            refuse_as_masks();
+        return wrap(std::move(*mask));
     });
 }
 

@@ -13,6 +13,7 @@ namespace numerical::detail {
 namespace {
 
 constexpr double infinity = __builtin_huge_val();
+constexpr std::uint64_t one_bits = __builtin_bit_cast(std::uint64_t, 1.0);
 
 constexpr double one_if(bool truth)
 {
@@ -81,25 +82,51 @@ constexpr rows_by_form<arithmetic_row> pair_rows_of(F)
     return {{each_pair<Stream, F, 1, 1>, each_pair<Stream, F, 1, 0>, each_pair<Stream, F, 0, 1>}};
 }
 
-// Asks and answers in one pass.
-template <class F, std::size_t left_step, std::size_t right_step>
-bool each_of_masks(const double* __restrict left, const double* __restrict right,
-                   double* __restrict out, std::size_t n)
+// Two truths by `of_bits`. Beside the loop that asks, whose comparisons are whole vectors, the answer
+// costs two instructions.
+constexpr auto and_of_bits = [](std::uint64_t x, std::uint64_t y) { return x & y; };
+constexpr auto or_of_bits = [](std::uint64_t x, std::uint64_t y) { return x | y; };
+constexpr auto xor_of_bits = [](std::uint64_t x, std::uint64_t y) { return x ^ y; };
+
+constexpr std::uint64_t all_bits_if(bool truth)
 {
-    std::uint64_t others = 0;
+    return truth ? ~std::uint64_t{0} : 0;
+}
+
+// Whether all numbers were truths.
+template <class F, std::size_t left_step, std::size_t right_step>
+bool masks_of(const double* __restrict left, const double* __restrict right, double* __restrict out,
+              std::size_t n)
+{
+    std::uint64_t truths = ~std::uint64_t{0};
     for (std::size_t j = 0; j < n; ++j) {
         const double x = left[j * left_step];
         const double y = right[j * right_step];
-        others |= ((x != 0) & (x != 1)) | ((y != 0) & (y != 1)) ? ~std::uint64_t{0} : 0;
-        out[j] = F()(x, y);
+        const std::uint64_t x_true = all_bits_if(x == 1);
+        const std::uint64_t y_true = all_bits_if(y == 1);
+        truths &= (x_true | all_bits_if(x == 0)) & (y_true | all_bits_if(y == 0));
+        out[j] = __builtin_bit_cast(double, F()(x_true, y_true) & one_bits);
     }
-    return others == 0;
+    return truths != 0;
 }
 
-template <class F>
+// Asks and answers in one pass.
+template <class Stream, class F, std::size_t left_step, std::size_t right_step>
+bool each_of_masks(const double* left, const double* right, double* out, std::size_t n)
+{
+    bool truths = true;
+    write_row<Stream>(out, n, [=, &truths](std::size_t first, double* to, std::size_t count) {
+        truths &= masks_of<F, left_step, right_step>(left + first * left_step,
+                                                     right + first * right_step, to, count);
+    });
+    return truths;
+}
+
+template <class Stream, class F>
 constexpr rows_by_form<mask_row> mask_rows_of(F)
 {
-    return {{each_of_masks<F, 1, 1>, each_of_masks<F, 1, 0>, each_of_masks<F, 0, 1>}};
+    return {{each_of_masks<Stream, F, 1, 1>, each_of_masks<Stream, F, 1, 0>,
+             each_of_masks<Stream, F, 0, 1>}};
 }
 
 template <std::size_t parts, std::size_t mask_step, std::size_t left_step, std::size_t right_step>
@@ -261,7 +288,8 @@ constexpr number_kernels number_kernels_with{
      pair_rows_of<Stream>(minimum), pair_rows_of<Stream>(logical_and),
      pair_rows_of<Stream>(logical_or), pair_rows_of<Stream>(logical_xor),
      pair_rows_of<Stream>(copy_sign)},
-    {mask_rows_of(logical_and), mask_rows_of(logical_or), mask_rows_of(logical_xor)},
+    {mask_rows_of<Stream>(and_of_bits), mask_rows_of<Stream>(or_of_bits),
+     mask_rows_of<Stream>(xor_of_bits)},
     {choose<Stream, 1, 0>, choose<Stream, 1, 1>, choose<Stream, 1, 2>, choose<Stream, 1, 3>,
      choose<Stream, 1, 4>, choose<Stream, 1, 5>, choose<Stream, 1, 6>, choose<Stream, 1, 7>},
     {choose<Stream, 2, 0>, choose<Stream, 2, 1>, choose<Stream, 2, 2>, choose<Stream, 2, 3>,

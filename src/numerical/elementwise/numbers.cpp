@@ -133,7 +133,12 @@ std::optional<tensor<double>> masks_by(pair_function function, const tensor<doub
     bool are_masks = true;
     tensor<double> out = detail::broadcast_rows<double>(
         a, b, [&](row_form form, const double* x, const double* y, double* to, std::size_t n) {
-            are_masks &= rows.by_form[static_cast<int>(form)](x, y, to, n);
+            const auto row = rows.by_form[static_cast<int>(form)];
+            const std::size_t lead = detail::before_boundary(to, n);
+            const std::size_t left = form == row_form::right ? 0 : lead;
+            const std::size_t right = form == row_form::left ? 0 : lead;
+            are_masks &= row(x, y, to, lead);
+            are_masks &= row(x + left, y + right, to + lead, n - lead);
         });
     // A result without elements has looked at none of an operand's.
     if (!are_masks || (out.data.empty() && !(are_truths(a) && are_truths(b))))
