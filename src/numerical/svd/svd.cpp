@@ -2,41 +2,23 @@
 
 #include "numerical/checks.hpp"
 #include "numerical/factor/qr.hpp"
-#include "numerical/gemm/gemm.hpp"
-#include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"
-#include "numerical/storage.hpp"
 #include "numerical/svd/bidiagonal.hpp"
 #include "numerical/svd/bidiagonal_divide.hpp"
 #include "numerical/svd/bidiagonal_qr.hpp"
-#include "numerical/svd/one_sided_jacobi.hpp"
+#include "numerical/svd/jacobi_svd.hpp"
 #include "numerical/svd/scaled_copy.hpp"
+#include "numerical/svd/square_svd.hpp"
 
-#include <algorithm>
-#include <complex>
-#include <iterator>
-#include <limits>
-#include <numeric>
-#include <type_traits>
 #include <utility>
 
 namespace numerical {
 namespace {
 
 using detail::complex;
+using detail::square_svd;
 
-constexpr std::size_t jacobi_sweeps = 60;
 constexpr std::size_t qr_steps_per_value = 30;
-
-// The decomposition of a square matrix whose largest entry is of the order of 1, vectors by
-// columns.
-template <class T>
-struct square_svd
-{
-    std::vector<double> values;
-    std::vector<T> u;
-    std::vector<T> v;
-};
 
 // Applying the reflections to the vectors of the bidiagonal matrix takes less than forming the
 // bases and multiplying them.
@@ -64,112 +46,6 @@ square_svd<T> by_bidiagonal_form(std::vector<T> a, std::size_t n, svd_method met
     detail::transpose_in_place(left, n);
     detail::transpose_in_place(right, n);
     return {std::move(d), std::move(left), std::move(right)};
-}
-
-// x less its projections on the first `count` rows of `basis`, one after the other.
-template <class T>
-void remove_projections(std::vector<T>& x, const T* basis, std::size_t count)
-{
-    const std::size_t n = x.size();
-    for (std::size_t p = 0; p < count; ++p) {
-        const T* const row = basis + p * n;
-        T along = 0;
-        for (std::size_t i = 0; i < n; ++i)
-            along += detail::conjugate(row[i]) * x[i];
-        for (std::size_t i = 0; i < n; ++i)
-            x[i] -= along * row[i];
-    }
-}
-
-// The unit coordinate vector that sticks out of the span of the first `count` rows furthest; the
-// first of several.
-template <class T>
-std::size_t farthest_coordinate(const T* basis, std::size_t count, std::size_t n)
-{
-    std::vector<double> inside(n); // squared length of each one's projection
-    for (std::size_t p = 0; p < count; ++p)
-        for (std::size_t i = 0; i < n; ++i)
-            inside[i] += std::norm(basis[p * n + i]);
-    return static_cast<std::size_t>(std::min_element(inside.begin(), inside.end()) -
-                                    inside.begin());
-}
-
-// A unit vector orthogonal to the first `count` rows of `basis`. The second orthogonalisation
-// removes what rounding leaves of the first.
-template <class T>
-std::vector<T> completing_vector(const T* basis, std::size_t count, std::size_t n)
-{
-    std::vector<T> x(n);
-    x[farthest_coordinate(basis, count, n)] = T(1);
-    remove_projections(x, basis, count);
-    remove_projections(x, basis, count);
-    const double norm = detail::scaled_norm(x.data(), n);
-    for (T& element : x)
-        element /= norm;
-    return x;
-}
-
-// A column of subnormal numbers, whose norm has few digits, as a unit vector.
-template <class T>
-std::vector<T> direction_of_subnormals(const T* column, std::size_t n)
-{
-    std::vector<T> x(column, column + n);
-    for (T& element : x)
-        element *= detail::tiny_scale(0); // to normal numbers
-    const double norm = detail::scaled_norm(x.data(), n);
-    for (T& element : x)
-        element /= norm;
-    return x;
-}
-
-// Rows 0 .. n-1 of the result are the columns of the rotated matrix in the given order, divided by
-// their norms; zero columns are replaced so that the set is orthonormal.
-template <class T>
-std::vector<T> left_vectors(const std::vector<T>& columns, const std::vector<double>& norms,
-                            const std::vector<std::size_t>& order, std::size_t n)
-{
-    std::vector<T> rows = detail::reserved<T>(n * n);
-    for (const std::size_t c : order) {
-        const T* const column = columns.data() + c * n;
-        if (norms[c] >= std::numeric_limits<double>::min()) {
-            std::transform(column, column + n, std::back_inserter(rows),
-                           [norm = norms[c]](const T& x) { return x / norm; });
-        } else {
-            const std::vector<T> added = norms[c] > 0
-                                             ? direction_of_subnormals(column, n)
-                                             : completing_vector(rows.data(), rows.size() / n, n);
-            rows.insert(rows.end(), added.begin(), added.end());
-        }
-    }
-    return rows;
-}
-
-template <class T>
-square_svd<T> by_jacobi(std::vector<T> a, std::size_t n)
-{
-    std::vector<T> v = detail::zeros<T>(n * n);
-    for (std::size_t i = 0; i < n; ++i)
-        v[i * n + i] = T(1);
-    detail::one_sided_jacobi(a, v, n, jacobi_sweeps);
-    detail::transpose_in_place(a, n);
-    detail::transpose_in_place(v, n);
-
-    std::vector<double> norms(n);
-    for (std::size_t j = 0; j < n; ++j)
-        norms[j] = detail::scaled_norm(a.data() + j * n, n);
-    std::vector<std::size_t> order(n);
-    std::iota(order.begin(), order.end(), std::size_t{0});
-    std::stable_sort(order.begin(), order.end(),
-                     [&](std::size_t i, std::size_t j) { return norms[i] > norms[j]; });
-
-    square_svd<T> out{{}, left_vectors(a, norms, order, n), detail::reserved<T>(n * n)};
-    for (const std::size_t c : order) {
-        out.values.push_back(norms[c]);
-        out.v.insert(out.v.end(), v.data() + c * n, v.data() + (c + 1) * n);
-    }
-    detail::transpose_in_place(out.u, n);
-    detail::transpose_in_place(out.v, n);
-    return out;
 }
 
 } // namespace
@@ -206,8 +82,8 @@ void svd_decomposition<T>::factor(const matrix<T>& a, svd_method method)
         q = std::move(factors.q);
         work = std::move(factors.r);
     }
-    square_svd<T> core =
-        jacobi ? by_jacobi(std::move(work), n) : by_bidiagonal_form(std::move(work), n, method);
+    square_svd<T> core = jacobi ? detail::jacobi_svd(std::move(work), n)
+                                : by_bidiagonal_form(std::move(work), n, method);
     values = std::move(core.values);
     for (double& value : values)
         value *= scale;

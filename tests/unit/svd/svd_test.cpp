@@ -136,29 +136,6 @@ TYPED_TEST(decomposition, non_finite_entries_are_refused)
         }
 }
 
-TYPED_TEST(decomposition, jacobi_completes_the_left_vectors_of_a_zero_matrix_by_the_identity)
-{
-    const std::size_t n = 5;
-    const svd_decomposition<TypeParam> svd(matrix<TypeParam>(n, n, std::vector<TypeParam>(n * n)),
-                                           svd_method::jacobi);
-    EXPECT_EQ(svd.values, std::vector<double>(n, 0.0));
-    const auto identity = test::filled<TypeParam>(
-        n, n, [](std::size_t i, std::size_t j) { return i == j ? 1.0 : 0.0; });
-    EXPECT_EQ(svd.u.data, identity.data);
-    EXPECT_EQ(svd.v.data, identity.data);
-}
-
-TYPED_TEST(decomposition, jacobi_keeps_the_order_of_equal_values)
-{
-    const auto diagonal = test::filled<TypeParam>(
-        4, 4, [](std::size_t i, std::size_t j) { return i != j ? 0.0 : (i % 2 == 0 ? 1.0 : 2.0); });
-    const svd_decomposition<TypeParam> svd(diagonal, svd_method::jacobi);
-    EXPECT_EQ(svd.values, (std::vector<double>{2, 2, 1, 1}));
-    const std::size_t expected[] = {1, 3, 0, 2};
-    for (std::size_t j = 0; j < 4; ++j)
-        EXPECT_EQ(svd.v.data[expected[j] * 4 + j], TypeParam(1));
-}
-
 TYPED_TEST(decomposition, values_alone_are_the_same_bits)
 {
     for (const int path : test::available_paths()) {
