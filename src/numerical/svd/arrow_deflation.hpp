@@ -3,12 +3,21 @@
 // The columns of an arrow, a first row z over a diagonal, that need no solving.
 
 #include "numerical/eigen/merge_columns.hpp"
-#include "numerical/svd/bidiagonal_divide.hpp"
 
 #include <cstddef>
 #include <vector>
 
 namespace numerical::detail {
+
+// The two solved halves of an n × m problem, torn at row k: columns 1 .. k of the vectors belong
+// to the upper half, columns k + 1 .. n - 1 to the lower one, and column 0 to the torn row.
+struct torn_problem
+{
+    std::size_t k;
+    double alpha; // the torn row's diagonal entry
+    double beta;  // and its coupling to the right
+    std::vector<double> z;
+};
 
 // The rows in which a column of a basis may be non-zero.
 constexpr unsigned int upper_rows = 1;

@@ -1,8 +1,9 @@
 #include "numerical/svd/bidiagonal_divide.hpp"
 
-#include "numerical/eigen/merge_columns.hpp"
-#include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/gemm/gemm.hpp"
+#include "numerical/matrix.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/svd/arrow_merge.hpp"
 #include "numerical/svd/bidiagonal_leaf.hpp"
 
 #include <algorithm>

@@ -12,10 +12,6 @@
 // such that the roots are exact for it (Gu and Eisenstat 1994). So they are orthogonal without
 // extra precision.
 
-#include "numerical/eigen/merge_columns.hpp"
-#include "numerical/eigen/merge_workspace.hpp"
-#include "numerical/gemm/block_view.hpp"
-
 #include <cstddef>
 #include <vector>
 
@@ -55,47 +51,5 @@ std::vector<double> bidiagonal_values(const std::vector<double>& d, const std::v
 // b := a·b for the real n × n matrix a.
 template <class T>
 void multiply_real_left(const std::vector<double>& a, std::vector<T>& b, std::size_t n);
-
-// An n × m problem has n diagonal entries and m - 1 couplings, m = n or m = n + 1. Its left vectors
-// are the columns of u, n × n, and its right ones those of v, m × m, the last of which is the null
-// vector if m > n. A parent needs only two rows of its children's v to find its values: when they
-// are all that is wanted u has no rows and v holds the first and the last row only. When nothing is
-// wanted but the values v has room for the two rows of the children.
-enum class wanted_rows { all, ends, none };
-
-struct bidiagonal_vectors
-{
-    block_view<double> u;
-    block_view<double> v;
-    wanted_rows wanted;
-
-    bool complete() const { return wanted == wanted_rows::all; }
-};
-
-struct arrow_workspace
-{
-    merge_workspace right;         // roots: distances to the roots, then the right small vectors
-    workspace_buffer left_vectors; // the left small vectors
-};
-
-// The two solved halves of an n × m problem, torn at row k: columns 1 .. k of the vectors belong
-// to the upper half, columns k + 1 .. n - 1 to the lower one, and column 0 to the torn row.
-struct torn_problem
-{
-    std::size_t k;
-    double alpha; // the torn row's diagonal entry
-    double beta;  // and its coupling to the right
-    std::vector<double> z;
-};
-
-// values holds the diagonal of the arrow, values[0] = 0. On return it holds the singular values of
-// the torn problem, ascending, and `vectors` its vectors.
-void merge_arrow(std::vector<double>& values, torn_problem torn, const bidiagonal_vectors& vectors,
-                 arrow_workspace& workspace);
-
-// The same for the columns `wanted` of square bases, which go into u and v; `vectors` is spent.
-void merge_arrow_choosing(std::vector<double>& values, torn_problem torn,
-                          const bidiagonal_vectors& vectors, index_range wanted,
-                          block_view<double> u, block_view<double> v);
 
 } // namespace numerical::detail

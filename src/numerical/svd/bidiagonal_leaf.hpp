@@ -3,8 +3,8 @@
 // The problems at the leaves of divide and conquer.
 
 #include "numerical/eigen/merge_columns.hpp"
-#include "numerical/svd/bidiagonal_divide.hpp"
 #include "numerical/svd/bidiagonal_qr.hpp"
+#include "numerical/svd/bidiagonal_vectors.hpp"
 
 #include <cmath>
 #include <cstddef>

@@ -1,0 +1,33 @@
+#pragma once
+
+// A merge of the bidiagonal divide and conquer: the arrow that joins two solved halves is deflated
+// and solved, and the vectors of the halves become those of the whole.
+
+#include "numerical/eigen/merge_columns.hpp"
+#include "numerical/eigen/merge_workspace.hpp"
+#include "numerical/gemm/block_view.hpp"
+#include "numerical/svd/arrow_deflation.hpp"
+#include "numerical/svd/bidiagonal_vectors.hpp"
+
+#include <vector>
+
+namespace numerical::detail {
+
+struct arrow_workspace
+{
+    merge_workspace right;         // roots: distances to the roots, then the right small vectors
+    workspace_buffer left_vectors; // the left small vectors
+};
+
+// values holds the diagonal of the arrow, values[0] = 0. On return it holds the singular values of
+// the torn problem, ascending, and `vectors` its vectors.
+void merge_arrow(std::vector<double>& values, torn_problem torn, const bidiagonal_vectors& vectors,
+                 arrow_workspace& workspace);
+
+// The same, of which only the columns `wanted` of square bases are made, in u and v; `vectors` is
+// overwritten.
+void merge_arrow_choosing(std::vector<double>& values, torn_problem torn,
+                          const bidiagonal_vectors& vectors, index_range wanted,
+                          block_view<double> u, block_view<double> v);
+
+} // namespace numerical::detail

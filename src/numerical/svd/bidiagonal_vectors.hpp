@@ -1,0 +1,25 @@
+#pragma once
+
+#include "numerical/gemm/block_view.hpp"
+
+#include <cstddef>
+
+namespace numerical::detail {
+
+// An n × m problem has n diagonal entries and m - 1 couplings, m = n or m = n + 1. Its left vectors
+// are the columns of u, n × n, and its right ones those of v, m × m, the last of which is the null
+// vector if m > n. A parent needs only two rows of its children's v to find its values: when they
+// are all that is wanted, u has no rows, and v holds the first and the last row only. When only the
+// values are wanted, v has room for the two rows of the children.
+enum class wanted_rows { all, ends, none };
+
+struct bidiagonal_vectors
+{
+    block_view<double> u;
+    block_view<double> v;
+    wanted_rows wanted;
+
+    bool complete() const { return wanted == wanted_rows::all; }
+};
+
+} // namespace numerical::detail
