@@ -1,6 +1,8 @@
 #include "module/functions.hpp"
 
 #include "numerical/svd/least_squares.hpp"
+#include "numerical/svd/pseudo_inverse.hpp"
+#include "numerical/svd/rank.hpp"
 
 #include <stdexcept>
 #include <utility>

@@ -23,6 +23,15 @@ template struct matrix<std::complex<double>>;
 
 namespace detail {
 
+template <class T>
+matrix<T> zero_matrix(std::size_t rows, std::size_t cols)
+{
+    return {rows, cols, zeros<T>(checked_mul(rows, cols))};
+}
+
+template matrix<double> zero_matrix(std::size_t, std::size_t);
+template matrix<complex> zero_matrix(std::size_t, std::size_t);
+
 // Edge of the square tiles in which both sides of a transposition stay in cache.
 constexpr std::size_t tile = 32;
 

@@ -30,6 +30,10 @@ struct vector
 
 namespace detail {
 
+// All zero. dimension_error "dimension product overflows std::size_t".
+template <class T>
+matrix<T> zero_matrix(std::size_t rows, std::size_t cols);
+
 // The conjugate transpose, cols × rows; the plain transpose for double.
 template <class T>
 matrix<T> adjoint(const matrix<T>& a);

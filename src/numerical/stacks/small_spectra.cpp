@@ -1,6 +1,6 @@
 #include "numerical/stacks/lane_groups.hpp"
 #include "numerical/stacks/stacks.hpp"
-#include "numerical/svd/least_squares.hpp"
+#include "numerical/svd/rank.hpp"
 
 #include <algorithm>
 #include <complex>

@@ -6,42 +6,17 @@
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/svd/range_guard.hpp"
+#include "numerical/svd/rank.hpp"
 #include "numerical/svd/svd.hpp"
 #include "numerical/svd/tall_factors.hpp"
 #include "numerical/svd/unfused_product.hpp"
 
-#include <algorithm>
-#include <cmath>
 #include <complex>
-#include <limits>
 #include <utility>
 
 namespace numerical {
 namespace detail {
 namespace {
-
-constexpr double eps = std::numeric_limits<double>::epsilon();
-
-template <class T>
-matrix<T> times_power(matrix<T> a, int exponent)
-{
-    multiply_by_power(a.data.data(), a.data.size(), exponent);
-    return a;
-}
-
-// The first columns of a matrix.
-template <class T>
-block_view<const T> view_of(const matrix<T>& a, std::size_t columns)
-{
-    return {a.data.data(), a.rows, columns, a.cols};
-}
-
-// To what no singular value contributes. An extent beside a zero one may be astronomic.
-template <class T>
-matrix<T> zero_matrix(std::size_t rows, std::size_t cols)
-{
-    return {rows, cols, zeros<T>(checked_mul(rows, cols))};
-}
 
 // The minimum-norm solution from the singular values that count, V·(S⁻¹·(UᴴB)).
 template <class T>
@@ -63,22 +38,13 @@ matrix<T> lstsq_by_svd(const matrix<T>& a, const matrix<T>& b)
     for (std::size_t i = 0; i < rank; ++i)
         for (std::size_t c = 0; c < b.cols; ++c)
             q[i * b.cols + c] /= T(svd.values[i]);
-    std::vector<T> x = unfused_product<T>(view_of(svd.v, rank), {q.data(), rank, b.cols, b.cols});
+    std::vector<T> x = unfused_product<T>({svd.v.data.data(), a.cols, rank, svd.v.cols},
+                                          {q.data(), rank, b.cols, b.cols});
     multiply_columns(x, less_guards(guard, guards));
     return matrix<T>(a.cols, b.cols, std::move(x));
 }
 
 } // namespace
-
-std::size_t count_above_threshold(const std::vector<double>& values, std::size_t m, std::size_t n)
-{
-    double largest = 0;
-    for (const double value : values)
-        largest = std::max(largest, value);
-    const double threshold = static_cast<double>(std::max(m, n)) * (largest * eps);
-    return static_cast<std::size_t>(std::count_if(values.begin(), values.end(),
-                                                  [=](double value) { return value > threshold; }));
-}
 
 template <class T>
 std::optional<matrix<T>> lstsq_by_qr(const matrix<T>& a, const matrix<T>& b)
@@ -127,35 +93,6 @@ vector<T> lstsq(const matrix<T>& a, const vector<T>& b)
     return {lstsq(a, matrix<T>(b.data.size(), 1, b.data)).data};
 }
 
-template <class T>
-matrix<T> pinv(const matrix<T>& a)
-{
-    detail::require_finite(a, "pinv");
-    if (const int guard = detail::guard_exponent(detail::largest_part(a.data)); guard != 0)
-        return detail::times_power(pinv(detail::times_power(a, guard)), guard);
-    svd_decomposition<T> svd(a, svd_method::divide_and_conquer);
-    const std::size_t rank = detail::count_above_threshold(svd.values, a.rows, a.cols);
-    if (rank == 0)
-        return detail::zero_matrix<T>(a.cols, a.rows);
-    matrix<T>& right = svd.v; // becomes V·S⁻¹
-    for (std::size_t j = 0; j < a.cols; ++j)
-        for (std::size_t i = 0; i < rank; ++i)
-            right.data[j * right.cols + i] *= T(1.0 / svd.values[i]);
-    std::vector<T> p = detail::unfused_product_with_adjoint<T>(detail::view_of(right, rank),
-                                                               detail::view_of(svd.u, rank));
-    return matrix<T>(a.cols, a.rows, std::move(p));
-}
-
-template <class T>
-std::size_t matrix_rank(const matrix<T>& a)
-{
-    detail::require_finite(a, "matrix_rank");
-    const int guard = detail::guard_exponent(detail::largest_part(a.data));
-    const std::vector<double> values =
-        guard == 0 ? singular_values(a) : singular_values(detail::times_power(a, guard));
-    return detail::count_above_threshold(values, a.rows, a.cols);
-}
-
 using detail::complex;
 
 template std::optional<matrix<double>> detail::lstsq_by_qr(const matrix<double>&,
@@ -166,9 +103,5 @@ template matrix<double> lstsq(const matrix<double>&, const matrix<double>&);
 template matrix<complex> lstsq(const matrix<complex>&, const matrix<complex>&);
 template vector<double> lstsq(const matrix<double>&, const vector<double>&);
 template vector<complex> lstsq(const matrix<complex>&, const vector<complex>&);
-template matrix<double> pinv(const matrix<double>&);
-template matrix<complex> pinv(const matrix<complex>&);
-template std::size_t matrix_rank(const matrix<double>&);
-template std::size_t matrix_rank(const matrix<complex>&);
 
 } // namespace numerical

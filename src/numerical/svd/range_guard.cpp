@@ -20,6 +20,13 @@ void multiply_by_power(T* x, std::size_t n, int exponent)
 }
 
 template <class T>
+matrix<T> times_power(matrix<T> a, int exponent)
+{
+    multiply_by_power(a.data.data(), a.data.size(), exponent);
+    return a;
+}
+
+template <class T>
 double largest_part(const std::vector<T>& a)
 {
     return largest_modulus(reinterpret_cast<const double*>(a.data()),
@@ -72,6 +79,8 @@ std::vector<int> less_guards(int exponent, std::vector<int> guards)
 
 template void multiply_by_power(double*, std::size_t, int);
 template void multiply_by_power(complex*, std::size_t, int);
+template matrix<double> times_power(matrix<double>, int);
+template matrix<complex> times_power(matrix<complex>, int);
 template double largest_part(const std::vector<double>&);
 template double largest_part(const std::vector<complex>&);
 template std::vector<int> column_guards(const std::vector<double>&, std::size_t);

@@ -4,6 +4,8 @@
 // sums overflow although the solution does not, and what is computed of subnormal numbers has few
 // digits. T = double or std::complex<double>.
 
+#include "numerical/matrix.hpp"
+
 #include <cstddef>
 #include <vector>
 
@@ -12,6 +14,9 @@ namespace numerical::detail {
 // x[i] *= 2^exponent, exact short of overflow and underflow; the power itself need not be a double.
 template <class T>
 void multiply_by_power(T* x, std::size_t n, int exponent);
+
+template <class T>
+matrix<T> times_power(matrix<T> a, int exponent);
 
 // The largest magnitude of a real or imaginary part, 0 for no elements. NaN doesn't enter.
 template <class T>

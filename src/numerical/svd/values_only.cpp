@@ -6,7 +6,7 @@
 #include "numerical/svd/band_bidiagonal.hpp"
 #include "numerical/svd/bidiagonal.hpp"
 #include "numerical/svd/dqds.hpp"
-#include "numerical/svd/least_squares.hpp"
+#include "numerical/svd/rank.hpp"
 #include "numerical/svd/scaled_copy.hpp"
 
 #include <complex>

@@ -12,6 +12,7 @@
 #include "numerical/svd/band_bidiagonal.hpp"
 #include "numerical/svd/leading_triplets.hpp"
 #include "numerical/svd/least_squares.hpp"
+#include "numerical/svd/pseudo_inverse.hpp"
 #include "numerical/svd/randomized.hpp"
 #include "numerical/svd/svd.hpp"
 #include "numerical/svd/values_only.hpp"

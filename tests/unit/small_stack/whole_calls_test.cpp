@@ -9,6 +9,8 @@
 #include "numerical/factor/lu.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/svd/least_squares.hpp"
+#include "numerical/svd/pseudo_inverse.hpp"
+#include "numerical/svd/rank.hpp"
 #include "numerical/svd/svd.hpp"
 
 #include "matrices.hpp"

@@ -10,6 +10,8 @@
 #include "numerical/scalar.hpp"
 #include "numerical/stacks/stacks.hpp"
 #include "numerical/svd/least_squares.hpp"
+#include "numerical/svd/pseudo_inverse.hpp"
+#include "numerical/svd/rank.hpp"
 
 #include "matrices.hpp"
 #include "paths.hpp"

@@ -2,6 +2,7 @@
 
 #include "numerical/errors.hpp"
 #include "numerical/svd/least_squares.hpp"
+#include "numerical/svd/pseudo_inverse.hpp"
 #include "numerical/svd/values_only.hpp"
 #include "paths.hpp"
 #include "svd_cases.hpp"

@@ -1,7 +1,7 @@
 #include "numerical/svd/values_only.hpp"
 
 #include "numerical/errors.hpp"
-#include "numerical/svd/least_squares.hpp"
+#include "numerical/svd/rank.hpp"
 #include "paths.hpp"
 #include "svd_cases.hpp"
 #include "thrown.hpp"
