@@ -82,8 +82,8 @@ constexpr rows_by_form<arithmetic_row> pair_rows_of(F)
     return {{each_pair<Stream, F, 1, 1>, each_pair<Stream, F, 1, 0>, each_pair<Stream, F, 0, 1>}};
 }
 
-// Two truths by `of_bits`. Beside the loop that asks, whose comparisons are whole vectors, the answer
-// costs two instructions.
+// Two truths by `of_bits`. Beside the loop that asks, whose comparisons are whole vectors, the
+// answer costs two instructions.
 constexpr auto and_of_bits = [](std::uint64_t x, std::uint64_t y) { return x & y; };
 constexpr auto or_of_bits = [](std::uint64_t x, std::uint64_t y) { return x | y; };
 constexpr auto xor_of_bits = [](std::uint64_t x, std::uint64_t y) { return x ^ y; };
