@@ -5,6 +5,7 @@
 #include "numerical/storage.hpp"
 #include "numerical/vector_math/complex_functions.hpp"
 #include "numerical/vector_math/functions.hpp"
+#include "package/unlocked.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -108,7 +109,9 @@ PyObject* elementary_call(const char* name, const binding::call_arguments& call)
     const binding::signature<1> signature{name, {"a"}};
     const auto [given] = signature.bind(call);
     const operand a(given);
-    return by_type(a, [&](const auto& x) { return wrap(elementary(name, x)); });
+    return by_type(a, [&](const auto& x) {
+        return wrap(unlocked(x.data.size(), [&] { return elementary(name, x); }));
+    });
 }
 
 tensor<double> by_pairs(vector_math::binary_function f, const tensor<double>& a,
@@ -129,7 +132,10 @@ PyObject* pair_call(const char* name, const char* second, const char* first,
     const operand b(right);
     if (a.is_complex() || b.is_complex())
         binding::fail(PyExc_TypeError, std::string(name) + " takes float64 tensors");
-    return wrap(by_pairs(vector_math::find_binary(name), a.as<double>(), b.as<double>()));
+    const auto& x = a.as<double>();
+    const auto& y = b.as<double>();
+    const auto f = vector_math::find_binary(name);
+    return wrap(unlocked(touched(x, y), [&] { return by_pairs(f, x, y); }));
 }
 
 // Whether the exponent is a single number for which the power is an operation of another name.
@@ -194,9 +200,12 @@ PyObject* sqrt(const binding::call_arguments& call)
     static constexpr binding::signature<1> signature{"sqrt", {"a"}};
     const auto [given] = signature.bind(call);
     const operand a(given);
-    if (a.is_complex())
-        return wrap(elementary("sqrt", a.as<complex>()));
-    return wrap(square_root(a.as<double>()));
+    if (a.is_complex()) {
+        const auto& z = a.as<complex>();
+        return wrap(unlocked(z.data.size(), [&] { return elementary("sqrt", z); }));
+    }
+    const auto& x = a.as<double>();
+    return wrap(unlocked(x.data.size(), [&] { return square_root(x); }));
 }
 
 PyObject* arctan2(const binding::call_arguments& call)

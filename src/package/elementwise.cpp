@@ -10,6 +10,7 @@
 #include "package/closeness.hpp"
 #include "package/elementary.hpp"
 #include "package/parameters.hpp"
+#include "package/unlocked.hpp"
 
 #include <cmath>
 #include <utility>
@@ -29,17 +30,19 @@ PyObject* arithmetic_call(arithmetic_operation operation, const binary_signature
     operand a(left);
     operand b(right);
     return by_type(a, b, [&](const auto& x, const auto& y) {
-        return wrap(computed_arithmetic(operation, x, y));
+        return wrap(unlocked(touched(x, y), [&] { return computed_arithmetic(operation, x, y); }));
     });
 }
 
+// f(a) as a new Tensor.
 template <class F>
 PyObject* unary_call(const unary_signature& signature, const binding::call_arguments& call,
                      const F& f)
 {
     const auto [given] = signature.bind(call);
     const operand a(given);
-    return by_type(a, f);
+    return by_type(
+        a, [&](const auto& x) { return wrap(unlocked(x.data.size(), [&] { return f(x); })); });
 }
 
 // The argument itself where it is a float64 Tensor and the function changes none, else f(a).
@@ -48,7 +51,7 @@ PyObject* complex_part(PyObject* given, const F& f)
 {
     const operand a(given);
     if (a.is_complex())
-        return wrap(f(a.as<complex>()));
+        return wrap(unlocked(a.as<complex>().data.size(), [&] { return f(a.as<complex>()); }));
     if (is_tensor(given)) {
         Py_INCREF(given);
         return given;
@@ -122,13 +125,13 @@ PyObject* power(const binding::call_arguments& call)
 PyObject* negative(const binding::call_arguments& call)
 {
     return unary_call(of_one("negative"), call,
-                      [](const auto& x) { return wrap(numerical::negative(x)); });
+                      [](const auto& x) { return numerical::negative(x); });
 }
 
 PyObject* square(const binding::call_arguments& call)
 {
     return unary_call(of_one("square"), call, [](const auto& x) {
-        return wrap(arithmetic(arithmetic_operation::multiply, x, x));
+        return arithmetic(arithmetic_operation::multiply, x, x);
     });
 }
 
@@ -164,15 +167,19 @@ PyObject* real_part(PyObject* given)
 PyObject* imaginary_part(PyObject* given)
 {
     const operand a(given);
-    if (a.is_complex())
-        return wrap(each<double>(a.as<complex>(), [](const complex& z) { return z.imag(); }));
+    if (a.is_complex()) {
+        const auto& z = a.as<complex>();
+        return wrap(unlocked(z.data.size(), [&] {
+            return each<double>(z, [](const complex& of) { return of.imag(); });
+        }));
+    }
     const tensor<double>& x = a.as<double>();
     return wrap(tensor<double>(x.shape, detail::zeros<double>(x.data.size())));
 }
 
 PyObject* abs(const binding::call_arguments& call)
 {
-    return unary_call(of_one("abs"), call, [](const auto& x) { return wrap(computed_modulus(x)); });
+    return unary_call(of_one("abs"), call, [](const auto& x) { return computed_modulus(x); });
 }
 
 PyObject* allclose(const binding::call_arguments& call)
@@ -185,7 +192,8 @@ PyObject* allclose(const binding::call_arguments& call)
     operand a(left);
     operand b(right);
     return by_type(a, b, [&](const auto& x, const auto& y) {
-        return PyBool_FromLong(all_pairs(x, y, close) ? 1 : 0);
+        const bool all = unlocked(touched(x, y), [&] { return all_pairs(x, y, close); });
+        return PyBool_FromLong(all ? 1 : 0);
     });
 }
 
@@ -195,7 +203,8 @@ PyObject* array_equal(const binding::call_arguments& call)
     operand a(left);
     operand b(right);
     return by_type(a, b, [](const auto& x, const auto& y) {
-        return PyBool_FromLong(are_equal(x, y) ? 1 : 0);
+        const bool equal = unlocked(x.data.size(), [&] { return are_equal(x, y); });
+        return PyBool_FromLong(equal ? 1 : 0);
     });
 }
 

@@ -2,6 +2,7 @@
 
 #include "binding/caster.hpp"
 #include "numerical/broadcast.hpp"
+#include "numerical/checks.hpp"
 #include "numerical/elementwise/comparison.hpp"
 #include "numerical/elementwise/floor_division.hpp"
 #include "numerical/elementwise/numbers.hpp"
@@ -10,6 +11,7 @@
 #include "package/closeness.hpp"
 #include "package/ordering.hpp"
 #include "package/parameters.hpp"
+#include "package/unlocked.hpp"
 
 #include <cmath>
 #include <string>
@@ -44,8 +46,10 @@ PyObject* comparison_call(const char* name, comparison by, const binding::call_a
         refuse_complex(b);
     }
     promote(a, b);
-    return truth_or_mask(a.is_complex() ? compare(by, a.as<complex>(), b.as<complex>())
-                                        : compare(by, a.as<double>(), b.as<double>()));
+    return by_type(a, [&]<class T>(const tensor<T>& x) {
+        const tensor<T>& y = b.as<T>();
+        return truth_or_mask(unlocked(touched(x, y), [&] { return compare(by, x, y); }));
+    });
 }
 
 // f(a, b) of two real tensors, for functions that have no meaning for complex numbers.
@@ -57,7 +61,9 @@ PyObject* real_call(const char* name, const binding::call_arguments& call, const
     const operand b(right);
     if (a.is_complex() || b.is_complex())
         fail(PyExc_TypeError, std::string(name) + " takes float64 tensors, not complex128");
-    return wrap(f(a.as<double>(), b.as<double>()));
+    const auto& x = a.as<double>();
+    const auto& y = b.as<double>();
+    return wrap(unlocked(touched(x, y), [&] { return f(x, y); }));
 }
 
 PyObject* extreme_call(const char* name, pair_function by, const binding::call_arguments& call)
@@ -67,7 +73,9 @@ PyObject* extreme_call(const char* name, pair_function by, const binding::call_a
     const operand b(right);
     refuse_complex(a);
     refuse_complex(b);
-    return wrap(pair_by(by, a.as<double>(), b.as<double>()));
+    const auto& x = a.as<double>();
+    const auto& y = b.as<double>();
+    return wrap(unlocked(touched(x, y), [&] { return pair_by(by, x, y); }));
 }
 
 // All numbers but zero are true, NaN too, so that a float64 operand needs no conversion to a mask.
@@ -76,9 +84,12 @@ PyObject* logical_call(const char* name, pair_function by, const binding::call_a
     const auto [left, right] = of_two(name).bind(call);
     const operand a(left);
     const operand b(right);
+    const auto answers = [by](const tensor<double>& x, const tensor<double>& y) {
+        return truth_or_mask(unlocked(touched(x, y), [&] { return pair_by(by, x, y); }));
+    };
     if (!a.is_complex() && !b.is_complex())
-        return truth_or_mask(pair_by(by, a.as<double>(), b.as<double>()));
-    return truth_or_mask(pair_by(by, truths(a), truths(b)));
+        return answers(a.as<double>(), b.as<double>());
+    return answers(truths(a), truths(b));
 }
 
 template <class Holds>
@@ -96,8 +107,10 @@ PyObject* question_call(const char* name, number_function question, const Holds&
 {
     const auto [given] = unary_signature{name, {"a"}}.bind(call);
     const operand a(given);
-    return truth_or_mask(a.is_complex() ? asked(a.as<complex>(), holds)
-                                        : number_by(question, a.as<double>()));
+    const std::size_t elements = detail::element_count(a.shape());
+    return truth_or_mask(unlocked(elements, [&] {
+        return a.is_complex() ? asked(a.as<complex>(), holds) : number_by(question, a.as<double>());
+    }));
 }
 
 PyObject* rounding_call(const char* name, number_function rounding,
@@ -107,7 +120,8 @@ PyObject* rounding_call(const char* name, number_function rounding,
     const operand a(given);
     if (a.is_complex())
         fail(PyExc_TypeError, std::string(name) + " takes a float64 tensor, not complex128");
-    return wrap(number_by(rounding, a.as<double>()));
+    const auto& x = a.as<double>();
+    return wrap(unlocked(x.data.size(), [&] { return number_by(rounding, x); }));
 }
 
 tensor<double> rounded(const tensor<double>& a)
@@ -269,7 +283,9 @@ PyObject* signbit(const binding::call_arguments& call)
     const operand a(given);
     if (a.is_complex())
         fail(PyExc_TypeError, "signbit takes a float64 tensor, not complex128");
-    return truth_or_mask(number_by(number_function::sign_bit, a.as<double>()));
+    const auto& x = a.as<double>();
+    return truth_or_mask(
+        unlocked(x.data.size(), [&] { return number_by(number_function::sign_bit, x); }));
 }
 
 PyObject* copysign(const binding::call_arguments& call)
@@ -326,7 +342,7 @@ PyObject* isclose(const binding::call_arguments& call)
     operand a(left);
     operand b(right);
     return by_type(a, b, [&](const auto& x, const auto& y) {
-        return truth_or_mask(closeness_mask(x, y, close));
+        return truth_or_mask(unlocked(touched(x, y), [&] { return closeness_mask(x, y, close); }));
     });
 }
 
@@ -352,7 +368,8 @@ PyObject* round(const binding::call_arguments& call)
     const operand a(given);
     const std::ptrdiff_t decimals = digits == nullptr ? 0 : integer_parameter(digits, "decimals");
     return by_type(a, [&](const auto& x) {
-        return wrap(decimals == 0 ? rounded(x) : rounded_to(x, decimals));
+        return wrap(unlocked(x.data.size(),
+                             [&] { return decimals == 0 ? rounded(x) : rounded_to(x, decimals); }));
     });
 }
 
@@ -360,7 +377,8 @@ PyObject* sign(const binding::call_arguments& call)
 {
     const auto [given] = unary_signature{"sign", {"a"}}.bind(call);
     const operand a(given);
-    return by_type(a, [](const auto& x) { return wrap(sign_of(x)); });
+    return by_type(
+        a, [](const auto& x) { return wrap(unlocked(x.data.size(), [&] { return sign_of(x); })); });
 }
 
 PyObject* clip(const binding::call_arguments& call)
@@ -376,10 +394,15 @@ PyObject* clip(const binding::call_arguments& call)
     refuse_complex(low);
     refuse_complex(high);
     const auto& x = a.as<double>();
+    const auto& least_of = low.as<double>();
+    const auto& most_of = high.as<double>();
     if (low.rank() == 0 && high.rank() == 0)
-        return wrap(clipped(x, low.as<double>().data[0], high.as<double>().data[0]));
-    return wrap(pair_by(pair_function::minimum,
-                        pair_by(pair_function::maximum, x, low.as<double>()), high.as<double>()));
+        return wrap(
+            unlocked(x.data.size(), [&] { return clipped(x, least_of.data[0], most_of.data[0]); }));
+    return wrap(unlocked(std::max(touched(x, least_of), touched(x, most_of)), [&] {
+        return pair_by(pair_function::minimum, pair_by(pair_function::maximum, x, least_of),
+                       most_of);
+    }));
 }
 
 PyObject* where(const binding::call_arguments& call)
@@ -393,12 +416,13 @@ PyObject* where(const binding::call_arguments& call)
         return places_of_true(chooser, "where");
     operand a(left);
     operand b(right);
-    if (!chooser.is_complex())
+    const auto choice = [&](const tensor<double>& by) {
         return by_type(a, b, [&](const auto& x, const auto& y) {
-            return wrap(chosen(chooser.as<double>(), x, y));
+            const std::size_t elements = std::max(touched(by, x), touched(by, y));
+            return wrap(unlocked(elements, [&] { return chosen(by, x, y); }));
         });
-    return by_type(
-        a, b, [&](const auto& x, const auto& y) { return wrap(chosen(truths(chooser), x, y)); });
+    };
+    return chooser.is_complex() ? choice(truths(chooser)) : choice(chooser.as<double>());
 }
 
 PyObject* diff(const binding::call_arguments& call)
@@ -415,7 +439,8 @@ PyObject* diff(const binding::call_arguments& call)
         axis_given == nullptr ? a.rank() - 1 : axis_parameter(axis_given, a.rank());
     return by_type(a, [&](const auto& x) {
         if (times != 0)
-            return wrap(repeated_differences(x, axis, times));
+            return wrap(
+                unlocked(x.data.size(), [&] { return repeated_differences(x, axis, times); }));
         return wrap(std::decay_t<decltype(x)>(x));
     });
 }

@@ -11,6 +11,7 @@
 #include "package/numbers.hpp"
 #include "package/operand.hpp"
 #include "package/parameters.hpp"
+#include "package/unlocked.hpp"
 
 #include <optional>
 #include <stdexcept>
@@ -81,7 +82,8 @@ PyObject* arithmetic_slot(PyObject* left, PyObject* right)
 {
     return binding::translated(marlinth_module_error, [&] {
         return of_operands(left, right, [](const auto& a, const auto& b) {
-            return wrap(computed_arithmetic(operation, a, b));
+            return wrap(
+                unlocked(touched(a, b), [&] { return computed_arithmetic(operation, a, b); }));
         });
     });
 }
@@ -95,7 +97,7 @@ PyObject* floor_slot(PyObject* left, PyObject* right)
             if constexpr (std::is_same_v<decltype(a), const tensor<complex>&>)
                 binding::fail(PyExc_TypeError, "// and % take float64 tensors, not complex128");
             else
-                return wrap(function(a, b));
+                return wrap(unlocked(touched(a, b), [&] { return function(a, b); }));
         });
     });
 }
@@ -135,7 +137,10 @@ PyObject* mask_slot(PyObject* left, PyObject* right)
         const operand b(right);
         if (a.is_complex() || b.is_complex())
             refuse_as_masks();
-        std::optional<tensor<double>> mask = masks_by(function, a.as<double>(), b.as<double>());
+        const auto& x = a.as<double>();
+        const auto& y = b.as<double>();
+        std::optional<tensor<double>> mask =
+            unlocked(touched(x, y), [&] { return masks_by(function, x, y); });
         if (!mask)
             refuse_as_masks();
         return wrap(std::move(*mask));
@@ -149,8 +154,9 @@ PyObject* invert_slot(PyObject* self)
         const operand a(self);
         if (a.is_complex())
             refuse_as_masks();
+        const auto& x = a.as<double>();
         std::optional<tensor<double>> mask =
-            masks_by(pair_function::logical_xor, a.as<double>(), one);
+            unlocked(x.data.size(), [&] { return masks_by(pair_function::logical_xor, x, one); });
         if (!mask)
             refuse_as_masks();
         return wrap(std::move(*mask));
@@ -160,7 +166,11 @@ PyObject* invert_slot(PyObject* self)
 PyObject* negative_slot(PyObject* self)
 {
     return binding::translated(marlinth_module_error, [&] {
-        return std::visit([](const auto& a) { return wrap(negative(a)); }, value_of(self));
+        return std::visit(
+            [](const auto& a) {
+                return wrap(unlocked(a.data.size(), [&] { return negative(a); }));
+            },
+            value_of(self));
     });
 }
 
@@ -173,7 +183,11 @@ PyObject* positive_slot(PyObject* self)
 PyObject* absolute_slot(PyObject* self)
 {
     return binding::translated(marlinth_module_error, [&] {
-        return std::visit([](const auto& a) { return wrap(computed_modulus(a)); }, value_of(self));
+        return std::visit(
+            [](const auto& a) {
+                return wrap(unlocked(a.data.size(), [&] { return computed_modulus(a); }));
+            },
+            value_of(self));
     });
 }
 
@@ -221,7 +235,7 @@ PyObject* comparison_slot(PyObject* left, PyObject* right, int code)
                 if (is_order(*by))
                     binding::fail(PyExc_TypeError,
                                   "complex128 has no order: compare real parts or moduli");
-            return truth_or_mask(compare(*by, a, b));
+            return truth_or_mask(unlocked(touched(a, b), [&] { return compare(*by, a, b); }));
         });
     });
 }
@@ -229,7 +243,7 @@ PyObject* comparison_slot(PyObject* left, PyObject* right, int code)
 PyObject* of_tensors(arithmetic_operation operation, PyObject* left, PyObject* right)
 {
     return of_operands(left, right, [operation](const auto& a, const auto& b) {
-        return wrap(computed_arithmetic(operation, a, b));
+        return wrap(unlocked(touched(a, b), [&] { return computed_arithmetic(operation, a, b); }));
     });
 }
 

@@ -1,12 +1,14 @@
 #include "package/ordering.hpp"
 
 #include "binding/caster.hpp"
+#include "numerical/checks.hpp"
 #include "numerical/elementwise/places.hpp"
 #include "numerical/elementwise/sorting.hpp"
 #include "numerical/selection.hpp"
 #include "package/index_keys.hpp"
 #include "package/parameters.hpp"
 #include "package/positions.hpp"
+#include "package/unlocked.hpp"
 
 #include <algorithm>
 #include <functional>
@@ -104,8 +106,9 @@ PyObject* extreme_call(const char* function, const binding::call_arguments& call
         shape.clear();
     else
         shape.erase(shape.begin() + static_cast<std::ptrdiff_t>(along.axis));
-    return int_or_positions(
-        positions(std::move(shape), detail::extreme_places(x.data.data(), along.walk, compare)));
+    auto places = unlocked(
+        x.data.size(), [&] { return detail::extreme_places(x.data.data(), along.walk, compare); });
+    return int_or_positions(positions(std::move(shape), std::move(places)));
 }
 
 detail::search_side side_of(PyObject* side)
@@ -158,8 +161,9 @@ PyObject* sort(const binding::call_arguments& call)
     const operand a(asked.given);
     const tensor<double>& x = ordered(a, "sort");
     axis_walk along = sort_walk(asked, x);
-    return wrap(tensor<double>(std::move(along.shape),
-                               detail::sorted(x.data.data(), along.walk, asked.order)));
+    auto elements = unlocked(
+        x.data.size(), [&] { return detail::sorted(x.data.data(), along.walk, asked.order); });
+    return wrap(tensor<double>(std::move(along.shape), std::move(elements)));
 }
 
 PyObject* argsort(const binding::call_arguments& call)
@@ -168,8 +172,10 @@ PyObject* argsort(const binding::call_arguments& call)
     const operand a(asked.given);
     const tensor<double>& x = ordered(a, "argsort");
     axis_walk along = sort_walk(asked, x);
-    return wrap(positions(std::move(along.shape),
-                          detail::sorted_places(x.data.data(), along.walk, asked.order)));
+    auto places = unlocked(x.data.size(), [&] {
+        return detail::sorted_places(x.data.data(), along.walk, asked.order);
+    });
+    return wrap(positions(std::move(along.shape), std::move(places)));
 }
 
 PyObject* argmax(const binding::call_arguments& call)
@@ -195,10 +201,12 @@ PyObject* searchsorted(const binding::call_arguments& call)
         fail(PyExc_ValueError,
              "searchsorted takes a vector, not a tensor of rank " + std::to_string(x.shape.size()));
     const auto places = [&](const tensor<double>& ascending) {
-        return int_or_positions(
-            positions(wanted.shape, detail::search_places(ascending.data.data(),
-                                                          ascending.data.size(), wanted.data.data(),
-                                                          wanted.data.size(), side_of(side))));
+        const detail::search_side from = side_of(side);
+        auto found = unlocked(wanted.data.size(), [&] {
+            return detail::search_places(ascending.data.data(), ascending.data.size(),
+                                         wanted.data.data(), wanted.data.size(), from);
+        });
+        return int_or_positions(positions(wanted.shape, std::move(found)));
     };
     return is_absent(sorter) ? places(x) : places(in_order(x, sorter));
 }
@@ -209,7 +217,9 @@ PyObject* places_of_true(const operand& a, const char* function)
         fail(PyExc_ValueError,
              std::string(function) +
                  " of a mask alone takes a tensor with an axis, not one of rank 0");
-    auto places = a.is_complex() ? true_places(a.as<complex>()) : true_places(a.as<double>());
+    auto places = unlocked(detail::element_count(a.shape()), [&] {
+        return a.is_complex() ? true_places(a.as<complex>()) : true_places(a.as<double>());
+    });
     owned_ref tuple(not_null(PyTuple_New(static_cast<Py_ssize_t>(places.size()))));
     for (std::size_t axis = 0; axis < places.size(); ++axis) {
         const std::size_t count = places[axis].size();

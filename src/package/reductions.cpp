@@ -12,6 +12,7 @@
 #include "package/numbers.hpp"
 #include "package/parameters.hpp"
 #include "package/positions.hpp"
+#include "package/unlocked.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -103,17 +104,25 @@ PyObject* shaped(std::vector<T>&& data, reduced_axes&& axes, bool keepdims)
         tensor<T>(std::move(keepdims ? axes.kept_dims : axes.kept), std::move(data)));
 }
 
-// f(data, walk) gives the results of a tensor.
-template <class F>
-PyObject* reduced(const operand& a, PyObject* axis, bool keepdims, const F& f)
+// f(data, walk) of the elements brought into that order.
+template <class T, class F>
+auto walked(const tensor<T>& a, const shape_list& axes, const F& f)
 {
-    return by_type(a, [&](const auto& x) {
-        reduced_axes axes = axes_of(axis, x.shape);
-        if (axes.axes.empty() && !x.shape.empty()) // over no axis: nothing to reduce
-            return shaped(detail::copy_of(x.data.data(), x.data.size()), std::move(axes), keepdims);
-        const reduced_walk walk(x, axes.axes);
-        return shaped(f(walk.data, walk.walk), std::move(axes), keepdims);
+    return unlocked(a.data.size(), [&] {
+        const reduced_walk walk(a, axes);
+        return f(walk.data, walk.walk);
     });
+}
+
+// f(data, walk) gives the results of a tensor.
+template <class T, class F>
+PyObject* reduced(const tensor<T>& a, PyObject* axis, bool keepdims, const F& f)
+{
+    reduced_axes axes = axes_of(axis, a.shape);
+    if (axes.axes.empty() && !a.shape.empty()) // over no axis: nothing to reduce
+        return shaped(detail::copy_of(a.data.data(), a.data.size()), std::move(axes), keepdims);
+    auto results = walked(a, axes.axes, f);
+    return shaped(std::move(results), std::move(axes), keepdims);
 }
 
 template <class F>
@@ -122,7 +131,8 @@ PyObject* reduced(const binding::signature<4>& signature, const binding::call_ar
 {
     const auto [given, axis, dtype, keep] = signature.bind(call);
     const operand a(given, dtype);
-    return reduced(a, axis, flag_parameter(keep), f);
+    const bool keepdims = flag_parameter(keep);
+    return by_type(a, [&, axis = axis](const auto& x) { return reduced(x, axis, keepdims, f); });
 }
 
 template <class C>
@@ -131,14 +141,13 @@ PyObject* extremes(const binding::signature<3>& signature, const binding::call_a
 {
     const auto [given, axis, keep] = signature.bind(call);
     const operand a(given);
-    return reduced(a, axis, flag_parameter(keep), [&](const auto* data, const walk_shape& walk) {
-        if constexpr (std::is_same_v<decltype(data), const double*>)
-            return detail::extremes(data, walk, compare);
-        else
-            binding::fail(PyExc_TypeError,
-                          "max and min take a float64 tensor: complex128 has no order");
-        return std::vector<double>();
-    });
+    if (a.is_complex())
+        binding::fail(PyExc_TypeError,
+                      "max and min take a float64 tensor: complex128 has no order");
+    return reduced(a.as<double>(), axis, flag_parameter(keep),
+                   [&](const double* data, const walk_shape& walk) {
+                       return detail::extremes(data, walk, compare);
+                   });
 }
 
 using spread_signature = binding::signature<6>;
@@ -160,8 +169,10 @@ PyObject* spread(const spread_signature& signature, const binding::call_argument
     const bool keepdims = flag_parameter(keep);
     return by_type(a, [&](const auto& x) {
         reduced_axes axes = axes_of(axis, x.shape);
-        const reduced_walk walk(x, axes.axes);
-        std::vector<double> results = detail::variances(walk.data, walk.walk, correction);
+        std::vector<double> results =
+            walked(x, axes.axes, [correction](const auto* data, const walk_shape& walk) {
+                return detail::variances(data, walk, correction);
+            });
         if (roots)
             for (double& result : results)
                 result = std::sqrt(result);
@@ -178,9 +189,11 @@ PyObject* truth_call(const char* function, const binding::call_arguments& call,
     const bool keepdims = flag_parameter(keep);
     return by_type(a, [&, axis = axis](const auto& x) {
         reduced_axes axes = axes_of(axis, x.shape);
-        const reduced_walk walk(x, axes.axes);
-        return truth_or_mask(tensor<double>(std::move(keepdims ? axes.kept_dims : axes.kept),
-                                            detail::truths_along(question, walk.data, walk.walk)));
+        auto truths = walked(x, axes.axes, [question](const auto* data, const walk_shape& walk) {
+            return detail::truths_along(question, data, walk);
+        });
+        return truth_or_mask(
+            tensor<double>(std::move(keepdims ? axes.kept_dims : axes.kept), std::move(truths)));
     });
 }
 
@@ -188,7 +201,9 @@ PyObject* truth_call(const char* function, const binding::call_arguments& call,
 PyObject* answer(detail::truth_question question, const tensor<double>& a)
 {
     const walk_shape whole{1, a.data.size(), 1};
-    return PyBool_FromLong(detail::truths_along(question, a.data.data(), whole)[0] != 0 ? 1 : 0);
+    const std::vector<double> truth = unlocked(
+        a.data.size(), [&] { return detail::truths_along(question, a.data.data(), whole); });
+    return PyBool_FromLong(truth[0] != 0 ? 1 : 0);
 }
 
 // The real tensor of a call f(a) without more arguments; null for all other calls.
@@ -211,8 +226,9 @@ PyObject* running_call(const char* function, const binding::call_arguments& call
     return by_type(a, [&](const auto& x) {
         const walk_shape walk =
             flat ? walk_shape{1, x.data.size(), 1} : detail::walk_along(x.shape, along);
+        auto results = unlocked(x.data.size(), [&] { return f(x.data.data(), walk); });
         return wrap(std::decay_t<decltype(x)>(flat ? shape_list{x.data.size()} : x.shape,
-                                              f(x.data.data(), walk)));
+                                              std::move(results)));
     });
 }
 
@@ -280,15 +296,17 @@ PyObject* count_nonzero(const binding::call_arguments& call)
 {
     if (const tensor<double>* whole = whole_real_tensor(call))
         return PyLong_FromSize_t(
-            detail::numbers_in_force().count_true(whole->data.data(), whole->data.size()));
+            unlocked(whole->data.size(), [&] { return count_of_true(*whole); }));
     const auto [given, axis, keep] = signature_of("count_nonzero").bind(call);
     const operand a(given);
     const bool keepdims = flag_parameter(keep);
     return by_type(a, [&](const auto& x) {
         reduced_axes axes = axes_of(axis, x.shape);
-        const reduced_walk walk(x, axes.axes);
-        return int_or_positions(positions(std::move(keepdims ? axes.kept_dims : axes.kept),
-                                          detail::true_counts(walk.data, walk.walk)));
+        auto counts = walked(x, axes.axes, [](const auto* data, const walk_shape& walk) {
+            return detail::true_counts(data, walk);
+        });
+        return int_or_positions(
+            positions(std::move(keepdims ? axes.kept_dims : axes.kept), std::move(counts)));
     });
 }
 
@@ -308,9 +326,10 @@ PyObject* euclidean_norm(const binding::call_arguments& call)
     const operand a(given);
     return by_type(a, [&, axis = axis, keep = keep](const auto& x) {
         reduced_axes axes = axes_of(axis, x.shape);
-        const reduced_walk walk(x, axes.axes);
-        return shaped(detail::euclidean_norms(walk.data, walk.walk), std::move(axes),
-                      flag_parameter(keep));
+        auto norms = walked(x, axes.axes, [](const auto* data, const walk_shape& walk) {
+            return detail::euclidean_norms(data, walk);
+        });
+        return shaped(std::move(norms), std::move(axes), flag_parameter(keep));
     });
 }
 
