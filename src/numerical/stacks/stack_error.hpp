@@ -10,6 +10,7 @@
 #include <exception>
 #include <limits>
 #include <mutex>
+#include <new>
 #include <string>
 
 namespace numerical {
@@ -49,6 +50,8 @@ public:
         try {
             f();
         } catch (const interruption&) {
+            throw;
+        } catch (const std::bad_alloc&) { // the process's failure, not this matrix's
             throw;
         } catch (...) {
             keep(index, std::current_exception());
