@@ -39,8 +39,7 @@ bool fill(PyObject* module)
             binding::fail(
                 PyExc_ImportError,
                 "numerical: the extension module was loaded by itself before the package");
-        define_tensor(module);
-        return PyErr_Occurred() == nullptr && PyModule_AddFunctions(module, function_table()) == 0
+        return define_tensor(module) && PyModule_AddFunctions(module, function_table()) == 0
                    ? module
                    : nullptr;
     };

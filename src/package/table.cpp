@@ -119,7 +119,7 @@ std::span<PyMethodDef> connection_table()
 
 } // namespace
 
-void define_tensor(PyObject* module)
+bool define_tensor(PyObject* module)
 {
     std::vector<PyType_Slot>& slots = binding::class_slots<any_tensor>();
     if (binding::class_type<any_tensor>() == nullptr) {
@@ -130,9 +130,10 @@ void define_tensor(PyObject* module)
         slots.push_back({Py_tp_hash, PyType_GetSlot(&PyBaseObject_Type, Py_tp_hash)});
     }
     boundary::define_tensor_class(module);
+    if (PyErr_Occurred() != nullptr)
+        return false;
     define_positions(module);
-    if (PyObject* type = binding::class_type<any_tensor>())
-        add_attributes(type);
+    return PyErr_Occurred() == nullptr && add_attributes(binding::class_type<any_tensor>());
 }
 
 PyMethodDef* function_table()
