@@ -30,7 +30,7 @@ FOUNDATION = re.compile(
     r"|vunpck[lh]pd|vpermilpd|vpermpd|vperm[it]2pd|vshuff64x2|vextractf64x4|vinsertf64x4"
     r"|vp(xor|or|and|andn)[dq]|vp(add|sub|sll|srl|testm|cmpn?\w*)q|vpternlog[dq]|vblendmpd|vmovddup|valignq")
 # Scalars in the upper sixteen registers are AVX-512F; the same of two or four lanes is AVX-512VL.
-SCALAR = re.compile(r"vmov(sd|q)|v(add|sub|mul|div|max|min|sqrt)sd|vfn?m(add|sub)(132|213|231)sd"
+SCALAR = re.compile(r"vmov(sd|[dq])|v(add|sub|mul|div|max|min|sqrt)sd|vfn?m(add|sub)(132|213|231)sd"
                     r"|vu?comisd|vcvt\w*(sd|si)\w*|vrndscalesd")
 # Of the masks AVX-512F has the 16-bit forms, but for ktestw and kaddw.
 MASK = re.compile(r"k(mov|and|andn|or|not|xor|xnor|unpckb|shiftl|shiftr|ortest)w|kunpckbw")

@@ -6,7 +6,8 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 SOURCES = ROOT / "src"
 
-# Beside the folders of the core, whose tests lie in the folder of the same name under tests/unit.
+# Beside the folders of the core, whose tests lie in the folder of the same name under tests/unit;
+# those of the kernels' forms are its own.
 TESTS_OF = {
     "binding": "tests/python/test_binding*.py",
     "module": "tests/python/test_*.py",
@@ -16,7 +17,8 @@ TESTS_OF = {
 
 def tests_of(folder: pathlib.Path) -> str:
     name = folder.relative_to(SOURCES).as_posix()
-    return TESTS_OF.get(name, f"tests/unit/{folder.name}/*_test.cpp")
+    unit = "kernels" if "gemm/kernels" in name else folder.name
+    return TESTS_OF.get(name, f"tests/unit/{unit}/*_test.cpp")
 
 
 def main() -> int:

@@ -1,6 +1,6 @@
 #include "numerical/eigen/chase_kernels.hpp"
 
-#include "numerical/gemm/avx512_lanes.hpp"
+#include "numerical/gemm/kernels/lanes/avx512.hpp"
 
 #include "numerical/eigen/chase_loops.hpp"
 

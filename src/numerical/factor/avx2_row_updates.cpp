@@ -1,7 +1,7 @@
 #include "numerical/factor/row_updates.hpp"
 
 #include "numerical/factor/row_update_loops.hpp"
-#include "numerical/gemm/avx2_lanes.hpp"
+#include "numerical/gemm/kernels/lanes/avx2.hpp"
 
 namespace numerical::detail {
 

@@ -18,61 +18,6 @@ inline bool holds_nan(__m256d x)
     return _mm256_movemask_pd(_mm256_cmp_pd(x, x, _CMP_UNORD_Q)) != 0;
 }
 
-struct coefficients
-{
-    const double* parts;
-
-    __m256d real(std::size_t t) const { return _mm256_broadcast_sd(parts + 2 * t); }
-
-    __m256d imag(std::size_t t) const { return _mm256_broadcast_sd(parts + 2 * t + 1); }
-};
-
-// Two columns for each of `vectors`; false, with nothing stored, if a NaN comes out.
-template <std::size_t vectors>
-inline bool subtract_from(double* out, coefficients c, const double* rows, std::size_t row_stride,
-                          std::size_t terms)
-{
-    __m256d a[vectors];
-#pragma GCC unroll 4
-    for (std::size_t k = 0; k < vectors; ++k)
-        a[k] = _mm256_loadu_pd(out + 4 * k);
-    for (std::size_t t = 0; t < terms; ++t) {
-        const double* const row = rows + 2 * t * row_stride;
-        const __m256d real = c.real(t);
-        const __m256d imag = c.imag(t);
-#pragma GCC unroll 4
-        for (std::size_t k = 0; k < vectors; ++k)
-            a[k] = _mm256_sub_pd(a[k], product(real, imag, _mm256_loadu_pd(row + 4 * k)));
-    }
-    // A sum of two numbers may be NaN without either being it, which only costs a second try.
-    __m256d all = a[0];
-#pragma GCC unroll 4
-    for (std::size_t k = 1; k < vectors; ++k)
-        all = _mm256_add_pd(all, a[k]);
-    if (holds_nan(all))
-        return false;
-#pragma GCC unroll 4
-    for (std::size_t k = 0; k < vectors; ++k)
-        _mm256_storeu_pd(out + 4 * k, a[k]);
-    return true;
-}
-
-// One column, in the lower half of a vector.
-inline bool subtract_from_one(double* out, coefficients c, const double* rows,
-                              std::size_t row_stride, std::size_t terms)
-{
-    __m256d a = _mm256_castpd128_pd256(_mm_loadu_pd(out));
-    for (std::size_t t = 0; t < terms; ++t) {
-        const __m256d row = _mm256_castpd128_pd256(_mm_loadu_pd(rows + 2 * t * row_stride));
-        a = _mm256_sub_pd(a, product(c.real(t), c.imag(t), row));
-    }
-    const __m128d sum = _mm256_castpd256_pd128(a);
-    if (_mm_movemask_pd(_mm_cmpunord_pd(sum, sum)) != 0)
-        return false;
-    _mm_storeu_pd(out, sum);
-    return true;
-}
-
 // The lower pair, then the upper one, added to the running sum of a row.
 inline __m128d add_in_order(__m128d sum, __m256d products)
 {
@@ -81,28 +26,6 @@ inline __m128d add_in_order(__m128d sum, __m256d products)
 }
 
 } // namespace
-
-std::size_t avx2_unfused_subtract_products(double* out, const double* coeffs, const double* rows,
-                                           std::size_t row_stride, std::size_t terms, std::size_t n)
-{
-    std::size_t j = 0;
-    for (; j + 8 <= n; j += 8)
-        if (!subtract_from<4>(out + 2 * j, {coeffs}, rows + 2 * j, row_stride, terms))
-            return j;
-    if (j + 4 <= n) {
-        if (!subtract_from<2>(out + 2 * j, {coeffs}, rows + 2 * j, row_stride, terms))
-            return j;
-        j += 4;
-    }
-    if (j + 2 <= n) {
-        if (!subtract_from<1>(out + 2 * j, {coeffs}, rows + 2 * j, row_stride, terms))
-            return j;
-        j += 2;
-    }
-    if (j < n && !subtract_from_one(out + 2 * j, {coeffs}, rows + 2 * j, row_stride, terms))
-        return j;
-    return n;
-}
 
 std::size_t avx2_unfused_multiply(double* z, const double* factors, std::size_t step, std::size_t n)
 {

@@ -1,7 +1,7 @@
 #include "numerical/factor/substitution_kernels.hpp"
 
 #include "numerical/factor/substitution_loops.hpp"
-#include "numerical/gemm/avx512_lanes.hpp"
+#include "numerical/gemm/kernels/lanes/avx512.hpp"
 
 namespace numerical::detail {
 

@@ -2,11 +2,11 @@
 
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
-#include "numerical/factor/complex_loops.hpp"
 #include "numerical/factor/divide_row.hpp"
 #include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/path.hpp"
+#include "numerical/gemm/unfused.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 
@@ -19,24 +19,6 @@ namespace {
 
 constexpr std::size_t tile_rows = 64;
 constexpr std::size_t greatest_block = 64;
-
-// out[j] -= sum over t of coefficients[t]·rows[t·stride + j], t ascending, every product and every
-// difference rounded.
-void subtract_unfused(double* out, double* coefficients, const double* rows, std::size_t stride,
-                      std::size_t terms, std::size_t n)
-{
-    for (std::size_t t = 0; t < terms; ++t)
-        coefficients[t] = -coefficients[t];
-    detail::gemm_rows(1, n, terms, coefficients, terms, rows, stride, out, n);
-}
-
-void subtract_unfused(detail::complex* out, const detail::complex* coefficients,
-                      const detail::complex* rows, std::size_t stride, std::size_t terms,
-                      std::size_t n)
-{
-    detail::subtract_full_products(detail::gemm_path_current(), out, coefficients, rows, stride,
-                                   terms, n);
-}
 
 // The lower triangle of L11, contiguous by rows and conjugated off the diagonal, which is real.
 template <class T>
@@ -106,7 +88,7 @@ void cholesky_decomposition<T>::factor_diagonal_block(std::size_t first, std::si
         T* const column = columns.row(j) + j;
         for (std::size_t l = 0; l < j; ++l)
             coefficients[l] = detail::conjugate(columns(l, j));
-        subtract_unfused(column, coefficients, store.data() + j, width, j, width - j);
+        detail::subtract_unfused(path, column, coefficients, store.data() + j, width, j, width - j);
         const double pivot = detail::real_part(column[0]);
         if (0 >= pivot)
             throw not_positive_definite_error("Cholesky: matrix is not positive-definite");

@@ -10,11 +10,6 @@
 
 namespace numerical::detail {
 
-// out[j] -= sum over t of coeffs[t]·rows[t·row_stride + j], t ascending.
-void subtract_full_products(int path, std::complex<double>* out, const std::complex<double>* coeffs,
-                            const std::complex<double>* rows, std::size_t row_stride,
-                            std::size_t terms, std::size_t n);
-
 constexpr std::size_t rows_at_once = 4;
 
 // sums[r] = sum of rows[r·row_stride + i]·conj(v[i]), i ascending, for r < count <= rows_at_once.
@@ -26,12 +21,6 @@ void conjugate_dots(int path, std::complex<double>* sums, const std::complex<dou
 // z[i] *= factors[i·step], step 0 or 1.
 void multiply_full(int path, std::complex<double>* z, const std::complex<double>* factors,
                    std::size_t step, std::size_t n);
-
-// Returns how many leading columns were computed: all n, or those before a block with a NaN, which
-// is left unchanged.
-std::size_t avx2_unfused_subtract_products(double* out, const double* coeffs, const double* rows,
-                                           std::size_t row_stride, std::size_t terms,
-                                           std::size_t n);
 
 // Returns how many leading elements were multiplied: an even count, up to a pair with a NaN.
 std::size_t avx2_unfused_multiply(double* z, const double* factors, std::size_t step,

@@ -1,8 +1,8 @@
-#include "numerical/factor/complex_loops.hpp"
 #include "numerical/factor/reflector_block.hpp"
 #include "numerical/factor/reflector_products.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/gemm.hpp"
+#include "numerical/gemm/unfused.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 
@@ -80,7 +80,7 @@ void subtract_rows(int path, double* out, const double* coeffs, const double* ro
 void subtract_rows(int path, complex* out, const complex* coeffs, const complex* rows,
                    std::size_t stride, std::size_t terms, std::size_t n)
 {
-    subtract_full_products(path, out, coeffs, rows, stride, terms, n);
+    subtract_unfused(path, out, coeffs, rows, stride, terms, n);
 }
 
 // T or Tᴴ, contiguous by rows.

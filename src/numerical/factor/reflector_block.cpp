@@ -2,6 +2,7 @@
 
 #include "numerical/factor/reflector_products.hpp"
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/unfused.hpp"
 
 #include <algorithm>
 

@@ -5,7 +5,7 @@
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/packed.hpp"
 #include "numerical/gemm/path.hpp"
-#include "numerical/gemm/row_kernels.hpp"
+#include "numerical/gemm/unfused.hpp"
 #include "numerical/gemm/vector_product.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
@@ -18,81 +18,6 @@
 #include <utility>
 
 namespace numerical::detail {
-
-namespace {
-
-// A direct product of no more is too little to ask the pool.
-constexpr std::size_t serial_products_by_rows = 512;
-
-// c[j] += sum over l of a[l]·b[l·ldb + j] for j < n.
-template <class T>
-void multiply_row(std::size_t n, std::size_t k, const T* a, const T* b, std::size_t ldb, T* c,
-                  into_c into)
-{
-    if (into == into_c::store)
-        std::fill_n(c, n, T(0));
-    for (std::size_t l = 0; l < k; ++l)
-        for (std::size_t j = 0; j < n; ++j)
-            c[j] += a[l] * b[l * ldb + j];
-}
-
-void multiply_rows_wide(const product_operands<double>& p)
-{
-    avx2_unfused_multiply_rows(p);
-}
-
-void multiply_rows_wide(const product_operands<complex>& p)
-{
-    for (std::size_t i = 0; i < p.m; ++i) {
-        const complex* const a = p.a + i * p.lda;
-        complex* const c = p.c + i * p.ldc;
-        const std::size_t done = avx2_unfused_multiply_row(p.n, p.k, a, p.b, p.ldb, c, p.into);
-        multiply_row(p.n - done, p.k, a, p.b + done, p.ldb, c + done, p.into);
-    }
-}
-
-template <class T>
-void multiply_rows_plain(const product_operands<T>& p)
-{
-    for (std::size_t i = 0; i < p.m; ++i)
-        multiply_row(p.n, p.k, p.a + i * p.lda, p.b, p.ldb, p.c + i * p.ldc, p.into);
-}
-
-} // namespace
-
-template <class T>
-void multiply_rows(const product_operands<T>& p)
-{
-    const bool wide = gemm_path_current() != portable_path && cpu_features().avx2;
-    const auto multiply_some = [wide](const product_operands<T>& some) {
-        if (wide)
-            multiply_rows_wide(some);
-        else
-            multiply_rows_plain(some);
-    };
-    if (p.m * p.n * p.k <= serial_products_by_rows)
-        return multiply_some(p);
-    parallel_for(p.m, p.k * p.n / 4, [&](std::size_t i) {
-        product_operands<T> row = p.later(i, {p.lda, 0}, p.c + i * p.ldc);
-        row.m = 1;
-        multiply_some(row);
-    });
-}
-
-template void multiply_rows(const product_operands<double>&);
-template void multiply_rows(const product_operands<complex>&);
-
-template <class T>
-void gemm_rows(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
-               std::size_t ldb, T* c, std::size_t ldc)
-{
-    multiply_rows<T>({m, n, k, a, lda, b, ldb, c, ldc});
-}
-
-template void gemm_rows(std::size_t, std::size_t, std::size_t, const double*, std::size_t,
-                        const double*, std::size_t, double*, std::size_t);
-template void gemm_rows(std::size_t, std::size_t, std::size_t, const complex*, std::size_t,
-                        const complex*, std::size_t, complex*, std::size_t);
 
 namespace {
 

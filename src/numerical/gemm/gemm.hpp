@@ -65,16 +65,6 @@ void any_product(const product_operands<T>& p);
 // The product in a given order, for a part of one whose whole decides.
 void product_in_order(summation order, const product_operands<double>& p);
 
-// The ways besides the packed one.
-
-// The direct way, row by row of C, for products too small or too thin for tiles: products and sums
-// rounded one by one on every path, complex products with C99 recovery of infinities.
-template <class T>
-void gemm_rows(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
-               std::size_t ldb, T* c, std::size_t ldc);
-template <class T>
-void multiply_rows(const product_operands<T>& p);
-
 // The complex product as two real ones, on B and C as they lie, real and imaginary parts in turns,
 // so that real tiles do the work:
 //

@@ -46,4 +46,13 @@ int path_under(int cap, const cpu_feature_set& features);
 // The path code in force.
 int gemm_path_current();
 
+// Of three forms the one that a path runs.
+template <class Form>
+constexpr Form choose(int path, Form portable, Form avx2, Form avx512)
+{
+    if (path == avx512_path)
+        return avx512;
+    return path == avx2_path ? avx2 : portable;
+}
+
 } // namespace numerical::detail

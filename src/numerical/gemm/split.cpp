@@ -3,6 +3,7 @@
 
 #include "numerical/gemm/packed.hpp"
 #include "numerical/gemm/path.hpp"
+#include "numerical/gemm/unfused.hpp"
 #include "numerical/gemm/vector_product.hpp"
 #include "numerical/scalar.hpp"
 

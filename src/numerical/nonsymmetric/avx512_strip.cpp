@@ -1,6 +1,6 @@
 #include "numerical/nonsymmetric/strip_kernels.hpp"
 
-#include "numerical/gemm/avx512_lanes.hpp"
+#include "numerical/gemm/kernels/lanes/avx512.hpp"
 #include "numerical/nonsymmetric/strip_loops.hpp"
 
 namespace numerical::detail {

@@ -1,6 +1,6 @@
 #include "numerical/svd/chase_kernels.hpp"
 
-#include "numerical/gemm/avx512_lanes.hpp"
+#include "numerical/gemm/kernels/lanes/avx512.hpp"
 
 #include "numerical/svd/chase_loops.hpp"
 

@@ -3,13 +3,13 @@
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/unfused.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/svd/range_guard.hpp"
 #include "numerical/svd/rank.hpp"
 #include "numerical/svd/svd.hpp"
 #include "numerical/svd/tall_factors.hpp"
-#include "numerical/svd/unfused_product.hpp"
 
 #include <complex>
 #include <utility>

@@ -30,48 +30,6 @@ void expect_same(const std::vector<complex>& a, const std::vector<complex>& b)
             << "element " << i << " of " << a.size() << ": " << a[i] << " and " << b[i];
 }
 
-void expect_subtracts_as_a_plain_loop(std::vector<complex> out, const std::vector<complex>& coeffs,
-                                      const std::vector<complex>& rows, std::size_t stride,
-                                      std::size_t n)
-{
-    auto expected = out;
-    for (std::size_t t = 0; t < coeffs.size(); ++t)
-        for (std::size_t j = 0; j < n; ++j)
-            expected[j] -= coeffs[t] * rows[t * stride + j];
-    for (const int path : test::available_paths()) {
-        auto got = out;
-        detail::subtract_full_products(path, got.data(), coeffs.data(), rows.data(), stride,
-                                       coeffs.size(), n);
-        expect_same(got, expected);
-    }
-}
-
-TEST(complex_loops, subtract_products_with_the_bits_of_plain_loops)
-{
-    for (std::size_t n = 0; n <= 35; ++n)
-        for (const std::size_t terms : {0u, 1u, 2u, 7u}) {
-            const std::size_t stride = n + 3;
-            expect_subtracts_as_a_plain_loop(
-                test::random_vector<complex>(n + 2, 1), test::random_vector<complex>(terms, 2),
-                test::random_vector<complex>(terms * stride + 1, 3), stride, n);
-        }
-}
-
-TEST(complex_loops, subtract_products_that_recover_infinities)
-{
-    const std::size_t n = 21;
-    for (std::size_t bad = 0; bad < n; ++bad)
-        for (const complex value : {complex(inf, inf), complex(inf, -0.0), complex(NAN, inf),
-                                    complex(NAN, 1), complex(greatest, greatest)}) {
-            auto rows = test::random_vector<complex>(3 * n, 1);
-            rows[n + bad] = value;
-            expect_subtracts_as_a_plain_loop(test::random_vector<complex>(n, 2), {1.5, {2, 3}, 4.0},
-                                             rows, n, n);
-            expect_subtracts_as_a_plain_loop(test::random_vector<complex>(n, 2),
-                                             {1.5, value, {0.0, 1.0}}, rows, n, n);
-        }
-}
-
 void expect_dots_as_a_plain_loop(const std::vector<complex>& v, const std::vector<complex>& rows,
                                  std::size_t stride, std::size_t count)
 {

@@ -1,4 +1,4 @@
-#include "numerical/gemm/gemm.hpp"
+#include "numerical/gemm/unfused.hpp"
 
 #include "matrices.hpp"
 #include "paths.hpp"

@@ -1,6 +1,7 @@
 #include "numerical/gemm/gemm.hpp"
 
 #include "numerical/errors.hpp"
+#include "numerical/gemm/unfused.hpp"
 
 #include "paths.hpp"
 #include "product_case.hpp"

@@ -20,29 +20,43 @@ struct lanes
 
     static void store(double* x, vector v) { _mm256_storeu_pd(x, v); }
 
-    // Some of the lanes: the first `count`, count < width.
-    using selection = __m256i;
+    // Some of the lanes: the first `count`, 0 < count < width.
+    struct selection
+    {
+        __m256i mask;
+        std::size_t count;
+    };
 
     static selection first(std::size_t count)
     {
-        const auto lane = [=](std::size_t l) { return l < count ? -1LL : 0LL; };
-        return _mm256_setr_epi64x(lane(0), lane(1), lane(2), lane(3));
+        alignas(32) static constexpr long long bits[2 * width] = {-1, -1, -1, -1, 0, 0, 0, 0};
+        return {_mm256_loadu_si256(reinterpret_cast<const __m256i*>(bits + width - count)), count};
     }
 
     // Zeros in the other lanes.
-    static vector load_those(const double* x, selection those)
+    static vector load_those(const double* x, const selection& those)
     {
-        return _mm256_maskload_pd(x, those);
+        return _mm256_maskload_pd(x, those.mask);
     }
 
-    static void store_those(double* x, selection those, vector v)
+    // By parts: a masked store takes many times as long.
+    static void store_those(double* x, const selection& those, vector v)
     {
-        _mm256_maskstore_pd(x, those, v);
+        const __m128d low = _mm256_castpd256_pd128(v);
+        if (those.count == 1)
+            return _mm_store_sd(x, low);
+        _mm_storeu_pd(x, low);
+        if (those.count == 3)
+            _mm_store_sd(x + 2, _mm256_extractf128_pd(v, 1));
     }
+
+    static vector zero() { return _mm256_setzero_pd(); }
 
     static vector all(double x) { return _mm256_set1_pd(x); }
 
     static vector plus(vector a, vector b) { return _mm256_add_pd(a, b); }
+
+    static vector minus(vector a, vector b) { return _mm256_sub_pd(a, b); }
 
     static vector times(vector a, vector b) { return _mm256_mul_pd(a, b); }
 
@@ -71,6 +85,27 @@ struct lanes
     {
         const vector signs = _mm256_setr_pd(-0.0, 0.0, -0.0, 0.0);
         return _mm256_xor_pd(_mm256_permute_pd(z, 0x5), signs);
+    }
+
+    // What products with the complex numbers of a vector take of them.
+    struct complex_factor
+    {
+        vector z;
+        vector swapped_z;
+
+        explicit complex_factor(vector numbers) : z(numbers), swapped_z(swapped(numbers)) {}
+
+        // (re + i·im)·z by the textbook formula, each product and each sum rounded.
+        vector times(double re, double im) const
+        {
+            return _mm256_addsub_pd(_mm256_mul_pd(_mm256_set1_pd(re), z),
+                                    _mm256_mul_pd(_mm256_set1_pd(im), swapped_z));
+        }
+    };
+
+    static bool has_nan(vector x)
+    {
+        return _mm256_movemask_pd(_mm256_cmp_pd(x, x, _CMP_UNORD_Q)) != 0;
     }
 };
 

@@ -20,7 +20,7 @@ struct lanes
 
     static void store(double* x, vector v) { _mm512_storeu_pd(x, v); }
 
-    // Some of the lanes: the first `count`, count < width.
+    // Some of the lanes: the first `count`, 0 < count < width.
     using selection = __mmask8;
 
     static selection first(std::size_t count) { return static_cast<__mmask8>((1U << count) - 1U); }
@@ -36,9 +36,13 @@ struct lanes
         _mm512_mask_storeu_pd(x, those, v);
     }
 
+    static vector zero() { return _mm512_setzero_pd(); }
+
     static vector all(double x) { return _mm512_set1_pd(x); }
 
     static vector plus(vector a, vector b) { return _mm512_add_pd(a, b); }
+
+    static vector minus(vector a, vector b) { return _mm512_sub_pd(a, b); }
 
     static vector times(vector a, vector b) { return _mm512_mul_pd(a, b); }
 
@@ -69,6 +73,24 @@ struct lanes
         const vector signs = _mm512_setr_pd(-1, 1, -1, 1, -1, 1, -1, 1);
         return _mm512_mul_pd(signs, _mm512_permute_pd(z, 0x55));
     }
+
+    // What products with the complex numbers of a vector take of them.
+    struct complex_factor
+    {
+        vector z;
+        vector turned_z;
+
+        explicit complex_factor(vector numbers) : z(numbers), turned_z(turned(numbers)) {}
+
+        // (re + i·im)·z by the textbook formula, each product and each sum rounded.
+        vector times(double re, double im) const
+        {
+            return _mm512_add_pd(_mm512_mul_pd(_mm512_set1_pd(re), z),
+                                 _mm512_mul_pd(_mm512_set1_pd(im), turned_z));
+        }
+    };
+
+    static bool has_nan(vector x) { return _mm512_cmp_pd_mask(x, x, _CMP_UNORD_Q) != 0; }
 
 private:
     // In each quarter the sums of its two lanes of a and of b.
