@@ -9,8 +9,8 @@
 
 namespace numerical::package {
 
-// Makes the type, or adds the existing one to the module; false with the error set. Each step is left
-// out once one has failed, as a call of Python with an error set may lose the error.
+// Makes the type, or adds the existing one to the module; false with the error set. Each step is
+// left out once one has failed, as a call of Python with an error set may lose the error.
 bool define_tensor(PyObject* module);
 
 // The rows of the functions, ended by an empty one; they live as long as the process.

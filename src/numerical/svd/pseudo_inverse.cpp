@@ -2,11 +2,11 @@
 
 #include "numerical/checks.hpp"
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/unfused.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/svd/range_guard.hpp"
 #include "numerical/svd/rank.hpp"
 #include "numerical/svd/svd.hpp"
-#include "numerical/svd/unfused_product.hpp"
 
 #include <utility>
 
