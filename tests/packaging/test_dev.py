@@ -33,7 +33,7 @@ def bare_machine(tmp_path):
 def test_without_a_command_it_tells_its_commands():
     said = dev()
     assert said.returncode == 0
-    for command in ("demo", "test", "bench", "format", "build", "wheel", "doctor"):
+    for command in ("demo", "test", "trust", "bench", "format", "build", "wheel", "doctor"):
         assert f"  {command} " in said.stdout
 
 
