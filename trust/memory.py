@@ -276,11 +276,10 @@ def names():
 
 def cells(long):
     """The import, threads and address space once; each call, small and real first."""
-    yield from ("import 0", "threads")
+    yield from ("import 0", "threads", *(["address space"] if long else []))
     for size in ("small", "small complex", "large"):
         yield from (f"{size}: {name}" for name in names())
     if long:
-        yield "address space"
         yield from (f"import {part}" for part in range(1, IMPORT_PARTS))
 
 

@@ -23,7 +23,7 @@ import support
 
 # Seconds of a short run, and of a long one; a class ends sooner when nothing is left to try.
 CLASSES = {
-    "memory": (120, 3600),
+    "memory": (120, 3600), "leaks": (60, 3600), "fuzz": (90, 7200),
 }
 RESULTS = support.WORK / "results.json"
 PAGE = support.ROOT / "docs" / "trust.md"
@@ -38,9 +38,9 @@ def commit():
     return said("rev-parse", "--short=10", "HEAD") + (" with changes" if said("status", "--porcelain", "src") else "")
 
 
-def try_class(name, long):
+def try_class(name, long, seconds):
     module = importlib.import_module(name)
-    outcome = module.run(support.Budget(CLASSES[name][1 if long else 0], long))
+    outcome = module.run(support.Budget(CLASSES[name][long] if seconds is None else seconds, long))
     faults = len(outcome.faults)
     print(f"{name:<10} {outcome.tried:>10} tried, {faults} fault{'' if faults == 1 else 's'} ({outcome.note})",
           flush=True)  # fmt: skip
@@ -83,17 +83,18 @@ def main():
     parser.add_argument("classes", nargs="*", help=" ".join(CLASSES))
     parser.add_argument("--long", action="store_true", help="everything, for hours")
     parser.add_argument("--again", action="store_true", help="forget what was tried before")
+    parser.add_argument("--seconds", type=float, help="for each class, instead of its own; 0 only writes the page")
     parser.add_argument("--no-page", action="store_true", help="leave docs/trust.md as it is")
     options = parser.parse_args()
     if unknown := set(options.classes) - set(CLASSES):
         parser.error(f"no such class: {', '.join(sorted(unknown))}; there are {', '.join(CLASSES)}")
 
-    results = json.loads(RESULTS.read_text()) if RESULTS.exists() else {}
     for name in options.classes or CLASSES:
         if options.again:
             for kept in support.WORK.glob(f"{name}-{'long' if options.long else 'short'}*"):
                 kept.unlink()
-        results[name] = try_class(name, options.long)
+        results = json.loads(RESULTS.read_text()) if RESULTS.exists() else {}
+        results[name] = try_class(name, options.long, options.seconds)
         RESULTS.write_text(json.dumps(results, indent=1))
     if not options.no_page:
         write_page(results)
