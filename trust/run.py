@@ -23,7 +23,7 @@ import support
 
 # Seconds of a short run, and of a long one; a class ends sooner when nothing is left to try.
 CLASSES = {
-    "memory": (120, 3600), "leaks": (60, 3600), "fuzz": (90, 7200),
+    "memory": (120, 3600), "leaks": (60, 3600), "fuzz": (90, 7200), "bits": (60, 3600),
 }
 RESULTS = support.WORK / "results.json"
 PAGE = support.ROOT / "docs" / "trust.md"
@@ -75,7 +75,11 @@ def write_page(results):
     _, _, after = rest.partition(END)
     machine = f"{processor()}, {os.cpu_count()} processors, Linux {platform.release().split('-')[0]}, Python {platform.python_version()}"
     rows = "\n".join(table(results))
-    PAGE.write_text(f"{before}{BEGIN}\n{rows}\n\nMachine: {machine}.\n{END}{after}")
+    details = "".join(
+        f"\n### {row['what'].partition(':')[0]}\n\n{row['details']}\n"
+        for row in (results[name] for name in CLASSES if name in results) if row["details"]
+    )  # fmt: skip
+    PAGE.write_text(f"{before}{BEGIN}\n{rows}\n\nMachine: {machine}.\n{details}{END}{after}")
 
 
 def main():
@@ -93,8 +97,9 @@ def main():
         if options.again:
             for kept in support.WORK.glob(f"{name}-{'long' if options.long else 'short'}*"):
                 kept.unlink()
+        result = try_class(name, options.long, options.seconds)
         results = json.loads(RESULTS.read_text()) if RESULTS.exists() else {}
-        results[name] = try_class(name, options.long, options.seconds)
+        results[name] = result
         RESULTS.write_text(json.dumps(results, indent=1))
     if not options.no_page:
         write_page(results)

@@ -39,6 +39,7 @@ class Outcome:
     tried: int = 0
     faults: list[str] = dataclasses.field(default_factory=list)
     note: str = ""
+    details: str = ""  # a table for the page
 
     def add(self, tried, faults=()):
         self.tried += tried
