@@ -24,7 +24,9 @@ void merge_chosen_rows(block_view<const double> rows, const column_merge& merge,
                        const small_vector_rows& fill_row, index_range wanted,
                        block_view<double> out)
 {
-    const auto& [active, deflated] = merge.partition;
+    const auto& active =
+        merge.partition.active; // by name, as lambdas can't hold parts of a binding
+    const auto& deflated = merge.partition.deflated;
     const index_range made = new_columns_among(merge, wanted);
     const auto selected = positions_of_type(active, merge.types, mask);
     std::vector<std::size_t> columns;
