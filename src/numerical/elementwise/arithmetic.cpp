@@ -182,7 +182,7 @@ tensor<complex> square(const tensor<complex>& a)
 template <class T>
 tensor<T> reciprocal(const tensor<T>& a)
 {
-    static const tensor<T> one({}, {T(1)});
+    const tensor<T> one({}, {T(1)});
     return by_operator(arithmetic_operation::divide, one, a);
 }
 
