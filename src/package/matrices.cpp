@@ -38,9 +38,12 @@ public:
     pending_exception(const pending_exception&) = delete;
     pending_exception& operator=(const pending_exception&) = delete;
 
-    // Raises it again; errors in between are dropped.
-    ~pending_exception()
+    // Raises it again; errors in between are dropped. A thread that is unwound by force after the
+    // end of the interpreter must not: without the lock it would raise in the thread that has it.
+    ~pending_exception() noexcept(false)
     {
+        if (Py_IsInitialized() == 0)
+            return;
         PyErr_Clear();
         PyErr_Restore(type, value, traceback);
     }
