@@ -27,7 +27,8 @@ struct wrapped_object
 };
 
 // What is kept for each wrapped type as long as the process lives: its dotted name, its type object
-// once made, and the two tables, into which CPython keeps pointers.
+// once made, and the two tables, into which CPython keeps pointers. The tables are never destroyed:
+// exit() destroys statics while other threads may still be in calls, which go through the rows.
 template <class T>
 const char*& class_name()
 {
@@ -45,14 +46,14 @@ PyObject*& class_type()
 template <class T>
 std::vector<PyMethodDef>& class_methods()
 {
-    static std::vector<PyMethodDef> methods;
+    static auto& methods = *new std::vector<PyMethodDef>;
     return methods;
 }
 
 template <class T>
 std::vector<PyGetSetDef>& class_getsets()
 {
-    static std::vector<PyGetSetDef> getsets;
+    static auto& getsets = *new std::vector<PyGetSetDef>;
     return getsets;
 }
 
@@ -61,7 +62,7 @@ std::vector<PyGetSetDef>& class_getsets()
 template <class T>
 std::vector<PyType_Slot>& class_slots()
 {
-    static std::vector<PyType_Slot> slots;
+    static auto& slots = *new std::vector<PyType_Slot>;
     return slots;
 }
 

@@ -32,8 +32,9 @@ struct keyword
     PyObject* value; // the default: an owned reference, null if it could not be made
 };
 
-// One for each function with keywords. `defaults` owns its references until the process ends, when
-// there is no interpreter left to release them.
+// One for each function with keywords, never destroyed, as other threads may call the function
+// while exit() destroys statics. `defaults` owns its references until the process ends, when there
+// is no interpreter left to release them.
 struct kw_spec
 {
     std::vector<const char*> names; // ended by a null entry
@@ -54,7 +55,7 @@ private:
 template <auto F>
 kw_spec& kw_spec_for()
 {
-    static kw_spec spec;
+    static kw_spec& spec = *new kw_spec;
     return spec;
 }
 

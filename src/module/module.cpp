@@ -17,11 +17,11 @@ using binding::owned_ref;
 // Kept as long as the process lives.
 PyObject* marlinth_module_error_storage = nullptr;
 
-// The module keeps pointers into the table. A second initialization fills it with the same rows at
-// the same places.
+// The module keeps pointers into the table, which is never destroyed. A second initialization fills
+// it with the same rows at the same places.
 std::vector<PyMethodDef>& marlinth_module_table()
 {
-    static std::vector<PyMethodDef> table;
+    static auto& table = *new std::vector<PyMethodDef>;
     return table;
 }
 

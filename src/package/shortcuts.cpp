@@ -42,7 +42,8 @@ PyObject* call_python(PyObject* function, PyObject* self, const binding::call_ar
 }
 
 // What is kept through the life of the process for one function, into which CPython keeps
-// pointers: the function in Python, an owned reference, and what it is called natively.
+// pointers: the function in Python, an owned reference, and what it is called natively. It is never
+// destroyed, as other threads may be in calls while exit() destroys statics.
 struct kept_shortcut
 {
     PyObject* function = nullptr;
@@ -53,7 +54,7 @@ struct kept_shortcut
 template <auto Common>
 kept_shortcut& kept()
 {
-    static kept_shortcut one;
+    static kept_shortcut& one = *new kept_shortcut;
     return one;
 }
 
