@@ -54,7 +54,7 @@ EXPRESSIONS = {
     "order": ("xp.sort(v)", "xp.sort(repeated)", "xp.sort(m, axis=0)", "xp.sort(m, axis=1)", "xp.stable_argsort(v)",
               "xp.searchsorted(s, v)"),
     "indexing": (
-        "v[i]", "v[b]", "v[j]", "m[rows]", "m[rows, rows]", "m[1]", "xp.copied(v[2:-2])",
+        "v[i]", "v[b]", "v[j]", "m[rows]", "m[rows, rows]", "m[1]", "v[2:-2]",
         "xp.copied(m[:, 1:])", "xp.copied(v[::2])", "xp.take(v, i)", "xp.take_along_axis(m, places, axis=1)",
     ),
     "arrangement": (

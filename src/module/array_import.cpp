@@ -4,6 +4,7 @@
 #include "binding/class.hpp"
 #include "binding/errors.hpp"
 #include "binding/owned_ref.hpp"
+#include "module/array_record.hpp"
 #include "module/elements.hpp"
 #include "module/typestr.hpp"
 #include "numerical/storage.hpp"
@@ -27,22 +28,6 @@ using binding::error_already_set;
 using binding::not_null;
 using binding::owned_ref;
 using complex = std::complex<double>;
-
-// The record behind NumPy's __array_struct__.
-struct array_record
-{
-    int two; // 2, the mark of the record
-    int nd;
-    char typekind;
-    int itemsize;
-    int flags;
-    Py_ssize_t* shape;
-    Py_ssize_t* strides;
-    void* data;
-    PyObject* descr;
-};
-
-constexpr int not_swapped = 0x200;
 
 // What the argument `dtype` requests.
 enum class wanted_type { as_given, float64, complex128 };
@@ -153,7 +138,7 @@ PyObject* from_array(foreign_array&& array, wanted_type wanted)
 
 std::string typestr_of(const array_record& record)
 {
-    const bool native = (record.flags & not_swapped) != 0;
+    const bool native = (record.flags & array_record::not_swapped) != 0;
     const char order = record.itemsize == 1 ? '|' : native ? '=' : '>';
     return std::string{order, record.typekind} + std::to_string(record.itemsize);
 }
@@ -275,7 +260,8 @@ owned_ref attribute(PyObject* object, PyObject* name)
     return value;
 }
 
-// The record in a capsule without a name; null without an error if this is no such thing.
+} // namespace
+
 const array_record* record_in(PyObject* capsule)
 {
     if (PyCapsule_IsValid(capsule, nullptr) == 0)
@@ -283,8 +269,6 @@ const array_record* record_in(PyObject* capsule)
     const auto* record = static_cast<const array_record*>(PyCapsule_GetPointer(capsule, nullptr));
     return record->two == 2 ? record : nullptr;
 }
-
-} // namespace
 
 PyObject* module_asarray(PyObject*, PyObject* args, PyObject* kwargs)
 {

@@ -179,7 +179,7 @@ tensor<T> gather(const tensor<T>& a, const selection& from)
 }
 
 template <class T>
-tensor<T> gather_along(const tensor<T>& a, std::size_t axis, const positions& places)
+tensor<T> gather_along(const tensor<T>& a, std::size_t axis, const positions& places, counted from)
 {
     const auto split = a.shape.begin() + static_cast<std::ptrdiff_t>(axis);
     shape_list shape(a.shape.begin(), split);
@@ -193,11 +193,8 @@ tensor<T> gather_along(const tensor<T>& a, std::size_t axis, const positions& pl
     const auto counted_from_front = [=](std::ptrdiff_t place) {
         return static_cast<std::size_t>(place < 0 ? place + extent : place);
     };
-    const bool none_negative =
-        std::accumulate(places.data.begin(), places.data.end(), std::ptrdiff_t{0},
-                        std::bit_or<std::ptrdiff_t>()) >= 0;
     for (const T* run = a.data.data(); to != data.data() + data.size(); run += stretch)
-        if (inner == 1 && none_negative)
+        if (inner == 1 && from == counted::from_front)
             to = std::transform(places.data.begin(), places.data.end(), to,
                                 [run](std::ptrdiff_t place) { return run[place]; });
         else if (inner == 1)
@@ -254,13 +251,13 @@ tensor<T> updated(const tensor<T>& a, const selection& at, update_operation oper
     return tensor<T>(a.shape, std::move(data));
 }
 
-template tensor<double> gather_along(const tensor<double>&, std::size_t, const positions&);
+template tensor<double> gather_along(const tensor<double>&, std::size_t, const positions&, counted);
 template tensor<std::complex<double>> gather_along(const tensor<std::complex<double>>&, std::size_t,
-                                                   const positions&);
+                                                   const positions&, counted);
 template tensor<double> gather_each_along(const tensor<double>&, std::size_t, const positions&);
 template tensor<std::complex<double>> gather_each_along(const tensor<std::complex<double>>&,
                                                         std::size_t, const positions&);
-template positions gather_along(const positions&, std::size_t, const positions&);
+template positions gather_along(const positions&, std::size_t, const positions&, counted);
 template tensor<double> gather_masked(const tensor<double>&, const tensor<double>&, std::size_t);
 template tensor<std::complex<double>> gather_masked(const tensor<std::complex<double>>&,
                                                     const tensor<double>&, std::size_t);

@@ -1,6 +1,7 @@
 #include "numerical/storage.hpp"
 #include "package/common_forms.hpp"
 #include "package/common_operands.hpp"
+#include "package/creation.hpp"
 
 #include <algorithm>
 #include <optional>
@@ -87,9 +88,7 @@ PyObject* filled(arguments given, double value)
     const std::optional<std::size_t> count = known_product(shape, most_elements);
     if (!count)
         return nullptr;
-    std::vector<double> data = detail::uninitialized<double>(*count);
-    std::fill(data.begin(), data.end(), value);
-    return wrap(tensor<double>(std::move(shape), std::move(data)));
+    return wrap(filled_with(value, std::move(shape)));
 }
 
 } // namespace

@@ -53,22 +53,6 @@ PyObject* ones_call(const binding::signature<4>& signature, const binding::call_
                                       : ones_of<double>(shape, diagonal, what);
 }
 
-// One value everywhere, in blocks short enough to be written to the cache: where nothing is read
-// there is nothing to keep there.
-tensor<double> filled_with(double value, shape_list&& shape)
-{
-    const std::size_t count = tensor_size(shape);
-    if (value == 0 && !std::signbit(value))
-        return tensor<double>(std::move(shape), detail::zeros<double>(count));
-    constexpr double yes = 1.0;
-    std::vector<double> data = detail::uninitialized<double>(count);
-    constexpr std::size_t block = 4096;
-    const auto fill = detail::numbers_in_force().choices[0];
-    for (std::size_t i = 0; i < count; i += block)
-        fill(&yes, &value, &value, data.data() + i, std::min(block, count - i));
-    return tensor<double>(std::move(shape), std::move(data));
-}
-
 template <class T>
 PyObject* with_diagonal(const tensor<T>& v, std::ptrdiff_t k)
 {
@@ -134,6 +118,22 @@ tensor<T> traces_of(const tensor<T>& a, std::ptrdiff_t k)
 }
 
 } // namespace
+
+// In blocks short enough to be written to the cache: where nothing is read there is nothing to keep
+// there.
+tensor<double> filled_with(double value, shape_list&& shape)
+{
+    const std::size_t count = tensor_size(shape);
+    if (value == 0 && !std::signbit(value))
+        return tensor<double>(std::move(shape), detail::zeros<double>(count));
+    constexpr double yes = 1.0;
+    std::vector<double> data = detail::uninitialized<double>(count);
+    constexpr std::size_t block = 4096;
+    const auto fill = detail::numbers_in_force().choices[0];
+    for (std::size_t i = 0; i < count; i += block)
+        fill(&yes, &value, &value, data.data() + i, std::min(block, count - i));
+    return tensor<double>(std::move(shape), std::move(data));
+}
 
 PyObject* eye(const binding::call_arguments& call)
 {

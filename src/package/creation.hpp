@@ -15,6 +15,9 @@ PyObject* tri(const binding::call_arguments& call);
 // filled(shape, value): float64. ValueError for 2**60 elements or more.
 PyObject* filled(const binding::call_arguments& call);
 
+// One value everywhere.
+tensor<double> filled_with(double value, shape_list&& shape);
+
 // diag(v, k): the square matrix with the vector v on diagonal k, zeros elsewhere; of a matrix that
 // diagonal. ValueError for other ranks.
 PyObject* diag(const binding::call_arguments& call);

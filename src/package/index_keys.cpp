@@ -5,6 +5,8 @@
 #include "binding/fastcall.hpp"
 #include "numerical/broadcast.hpp"
 #include "numerical/checks.hpp"
+#include "numerical/elementwise/number_kernels.hpp"
+#include "package/int_arrays.hpp"
 #include "package/operand.hpp"
 #include "package/parameters.hpp"
 #include "package/positions.hpp"
@@ -188,6 +190,8 @@ char kind_of(PyObject* object)
 
 read_array from_array(PyObject* object)
 {
+    if (std::optional<positions> places = int64_array(object))
+        return {false, std::move(places->shape), std::move(places->data)};
     const char kind = kind_of(object);
     if (kind == 0)
         refuse_key(binding::py_type_name(object));
@@ -442,19 +446,14 @@ std::ptrdiff_t position_on(std::ptrdiff_t place, std::size_t axis, std::size_t e
     return place < 0 ? place + size : place;
 }
 
-void check_places(const positions& places, std::size_t axis, std::size_t extent)
+counted check_places(const positions& places, std::size_t axis, std::size_t extent)
 {
-    // Negative where a place lies outside [-extent, extent): an operation for which there are
-    // vectors of 64-bit integers, as there are none for comparisons.
-    std::size_t outside = 0;
-    for (const std::ptrdiff_t place : places.data) {
-        const auto at = static_cast<std::size_t>(place);
-        outside |= (at + extent) | (extent - 1 - at);
-    }
-    if (static_cast<std::ptrdiff_t>(outside) >= 0)
-        return;
-    for (const std::ptrdiff_t place : places.data)
-        position_on(place, axis, extent);
+    const detail::place_bounds bounds =
+        detail::numbers_in_force().bounds_of(places.data.data(), places.data.size(), extent);
+    if (bounds.outside)
+        for (const std::ptrdiff_t place : places.data)
+            position_on(place, axis, extent);
+    return bounds.negative ? counted::from_either_end : counted::from_front;
 }
 
 index_keys read_keys(PyObject* key, const shape_list& shape)

@@ -51,7 +51,7 @@ selection select(const index_keys& keys, const shape_list& shape, const shape_li
 // 3".
 std::ptrdiff_t position_on(std::ptrdiff_t place, std::size_t axis, std::size_t extent);
 
-// The same error for the first place of many that leaves the axis.
-void check_places(const positions& places, std::size_t axis, std::size_t extent);
+// The same error for the first place of many that leaves the axis. How they are counted.
+counted check_places(const positions& places, std::size_t axis, std::size_t extent);
 
 } // namespace numerical::package

@@ -125,8 +125,7 @@ detail::search_side side_of(PyObject* side)
 tensor<double> in_order(const tensor<double>& a, PyObject* sorter)
 {
     const positions order = read_places(sorter);
-    check_places(order, 0, a.shape[0]);
-    return gather_along(a, 0, order);
+    return gather_along(a, 0, order, check_places(order, 0, a.shape[0]));
 }
 
 // Places in order, which stay places.

@@ -9,6 +9,7 @@
 #include "numerical/storage.hpp"
 #include "numerical/take.hpp"
 #include "package/index_keys.hpp"
+#include "package/int_arrays.hpp"
 
 #include <algorithm>
 #include <optional>
@@ -16,6 +17,7 @@
 #include <string>
 #include <utility>
 #include <variant>
+#include <vector>
 
 namespace numerical::package {
 namespace {
@@ -246,6 +248,53 @@ const tensor<double>* whole_mask(PyObject* key, const shape_list& shape)
     return mask != nullptr && mask->shape == shape && are_truths(*mask) ? mask : nullptr;
 }
 
+// The places that an index names one by one, an array of them for each axis of the tensor:
+// Positions or arrays of ints of one shape. Nothing for any other index.
+std::optional<std::vector<positions>> read_points(PyObject* key, std::size_t rank)
+{
+    if (!PyTuple_CheckExact(key) || rank == 0 ||
+        static_cast<std::size_t>(PyTuple_Size(key)) != rank)
+        return std::nullopt;
+    std::vector<positions> points;
+    for (std::size_t axis = 0; axis < rank; ++axis) {
+        PyObject* item = PyTuple_GetItem(key, static_cast<Py_ssize_t>(axis));
+        const positions* places = positions_in(item);
+        std::optional<positions> of_axis = places != nullptr ? *places : int64_array(item);
+        if (!of_axis || of_axis->shape != (axis == 0 ? *of_axis : points[0]).shape)
+            return std::nullopt;
+        points.push_back(std::move(*of_axis));
+    }
+    return points;
+}
+
+// The elements at such places.
+template <class T>
+tensor<T> points_of(const tensor<T>& a, std::vector<positions>&& points)
+{
+    std::vector<std::ptrdiff_t> offsets(points[0].data.size());
+    for (std::size_t axis = 0; axis < points.size(); ++axis) {
+        check_places(points[axis], axis, a.shape[axis]);
+        const auto extent = static_cast<std::ptrdiff_t>(a.shape[axis]);
+        const auto stride = static_cast<std::ptrdiff_t>(a.strides[axis]);
+        const std::ptrdiff_t* places = points[axis].data.data();
+        for (std::size_t i = 0; i < offsets.size(); ++i)
+            offsets[i] += (places[i] + (places[i] < 0 ? extent : 0)) * stride;
+    }
+    std::vector<T> data = detail::uninitialized<T>(offsets.size());
+    std::transform(offsets.begin(), offsets.end(), data.begin(), [&a](std::ptrdiff_t offset) {
+        return a.data[static_cast<std::size_t>(offset)];
+    });
+    return tensor<T>(std::move(points[0].shape), std::move(data));
+}
+
+// The elements at places of an axis.
+template <class T>
+PyObject* at_places(const tensor<T>& a, std::size_t axis, const positions& places)
+{
+    const counted from = check_places(places, axis, a.shape[axis]);
+    return wrap(gather_along(a, axis, places, from));
+}
+
 // All of it, with an axis of extent 1 before the others.
 template <class T>
 tensor<T> with_leading_axis(const tensor<T>& a)
@@ -255,8 +304,8 @@ tensor<T> with_leading_axis(const tensor<T>& a)
     return reshaped_share(a, std::move(shape));
 }
 
-// The most frequent indices are handled without reading keys into lists: ints and slices, an order
-// of an axis, a mask.
+// The most frequent indices are handled without reading keys into lists: ints and slices, places of
+// an axis or of single elements, a mask.
 template <class T>
 PyObject* item_of(const tensor<T>& a, PyObject* key)
 {
@@ -275,12 +324,14 @@ PyObject* item_of(const tensor<T>& a, PyObject* key)
     if (read_ranges(key, a.shape, ranges))
         return taken(a, ranges.span());
     if (const auto [places, axis] = read_places_on_axis(key, a.shape.size());
-        places != nullptr && !a.shape.empty()) {
-        check_places(*places, axis, a.shape[axis]);
-        return wrap(gather_along(a, axis, *places));
-    }
+        places != nullptr && !a.shape.empty())
+        return at_places(a, axis, *places);
     if (const tensor<double>* mask = whole_mask(key, a.shape))
         return wrap(gather_masked(a, *mask, count_of_true(*mask)));
+    if (const std::optional<positions> places = int64_array(key); places && !a.shape.empty())
+        return at_places(a, 0, *places);
+    if (std::optional<std::vector<positions>> points = read_points(key, a.shape.size()))
+        return wrap(points_of(a, std::move(*points)));
     return by_keys(a, key);
 }
 

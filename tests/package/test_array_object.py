@@ -366,6 +366,40 @@ def test_indexing_by_arrays_and_masks_is_numpys(a, index):
     equal(nm.asarray(a)[index], expected)
 
 
+INT_ARRAYS = [
+    np.array([2, -1, 0, 2]), np.array([[1, -4], [3, 0]]), np.arange(8)[::2] - 4, np.array([], int),
+    np.array([3, 1], ">i8"), np.array([0, 3], np.int32), np.array([1, 2], np.uint64),
+    np.array([[1], [2]])[:, 0], np.asfortranarray([[0, 1], [2, 3]]),
+]  # fmt: skip
+
+
+@pytest.mark.parametrize("places", INT_ARRAYS, ids=range(len(INT_ARRAYS)))
+def test_arrays_of_ints_of_every_kind_are_read_as_numpy_does(places):
+    a = integers((4, 4, 4)) + 1j * integers((4, 4, 4))[::-1]
+    for array in (a, a.real.copy(), a[0], a[:, 0, 0].copy()):
+        t = nm.asarray(array)
+        rank = array.ndim
+        equal(t[places], array[places])
+        equal(t[(places,) * rank], array[(places,) * rank])
+        equal(t[(places,) * (rank - 1) + ([1],)], array[(places,) * (rank - 1) + ([1],)])
+        if rank == 3:
+            equal(t[places, places, nm.Positions(places.ravel())] if places.ndim == 1 else t[places],
+                  array[places, places, places] if places.ndim == 1 else array[places])  # fmt: skip
+    equal(nm.Positions([5, 6, 7, 8])[places], np.array([5, 6, 7, 8])[places])
+
+
+def test_an_array_of_ints_out_of_bounds_names_the_first_place():
+    t = nm.zeros((4, 3))
+    for index, message in [
+        (np.array([0, 4, -9]), "index 4 is out of bounds for axis 0 with size 4"),
+        ((np.array([0, 1]), np.array([-3, -4])), "index -4 is out of bounds for axis 1 with size 3"),
+        ((np.array([-5, 1]), np.array([7, 1])), "index -5 is out of bounds for axis 0 with size 4"),
+    ]:
+        with pytest.raises(IndexError) as failure:
+            t[index]
+        assert str(failure.value) == message
+
+
 def test_a_comparison_selects_the_elements_where_it_holds():
     a = integers((4, 3))
     t = nm.asarray(a)

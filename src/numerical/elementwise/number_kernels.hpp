@@ -58,6 +58,13 @@ using choice_row = void (*)(const double* mask, const double* left, const double
 // scratch of the block's width.
 using column_places = void (*)(const row_block& block, double* best, double* places);
 
+// What holds of one or more of the places on an axis.
+struct place_bounds
+{
+    bool outside;  // of [-extent, extent)
+    bool negative; // counted from the end
+};
+
 struct number_kernels
 {
     number_row of_one[11];
@@ -73,6 +80,7 @@ struct number_kernels
     void (*count_true_of_columns)(const row_block& block, double* counts); // added to the counts
     bool (*are_truths)(const double* x, std::size_t n);                    // all are 0 or 1
     bool (*are_equal)(const double* x, const double* y, std::size_t n);
+    place_bounds (*bounds_of)(const std::ptrdiff_t* places, std::size_t n, std::size_t extent);
     // The first place of the value, of any NaN if it is one; n if there is none.
     std::size_t (*place_of)(const double* x, std::size_t n, double value);
     column_places places_of_least;

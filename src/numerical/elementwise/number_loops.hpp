@@ -208,6 +208,20 @@ bool are_equal(const double* x, const double* y, std::size_t n)
     return unequal == 0;
 }
 
+// By signs: there are vectors of 64-bit integers for sums and differences, but not everywhere for
+// comparisons.
+place_bounds bounds_of(const std::ptrdiff_t* places, std::size_t n, std::size_t extent)
+{
+    std::uint64_t outside = 0;
+    std::uint64_t negative = 0;
+    for (std::size_t j = 0; j < n; ++j) {
+        const auto place = static_cast<std::uint64_t>(places[j]);
+        outside |= (place + extent) | (extent - 1 - place);
+        negative |= place;
+    }
+    return {outside >> 63 != 0, negative >> 63 != 0};
+}
+
 std::size_t count_true(const double* x, std::size_t n)
 {
     std::size_t count = 0;
@@ -301,6 +315,7 @@ constexpr number_kernels number_kernels_with{
     count_true_of_columns,
     are_truths,
     are_equal,
+    bounds_of,
     place_of,
     places_where(at_least),
     places_where(at_most)};

@@ -288,6 +288,23 @@ TEST(numbers, masks_are_looked_at_to_the_last_number)
                 }
 }
 
+TEST(numbers, bounds_of_places_see_each_one)
+{
+    constexpr std::ptrdiff_t far = std::numeric_limits<std::ptrdiff_t>::max();
+    for (const number_kernels* kernels : all_kernels())
+        for (const std::size_t count : {1, 3, 4, 5, 17})
+            for (std::size_t at = 0; at < count; ++at)
+                for (const std::ptrdiff_t place :
+                     {std::ptrdiff_t{0}, std::ptrdiff_t{6}, std::ptrdiff_t{7}, std::ptrdiff_t{-1},
+                      std::ptrdiff_t{-7}, std::ptrdiff_t{-8}, far, -far - 1}) {
+                    std::vector<std::ptrdiff_t> places(count, 3);
+                    places[at] = place;
+                    const auto bounds = kernels->bounds_of(places.data(), count, 7);
+                    EXPECT_EQ(bounds.outside, place < -7 || place >= 7) << place;
+                    EXPECT_EQ(bounds.negative, place < 0) << place;
+                }
+}
+
 TEST(numbers, the_place_of_a_value_is_its_first)
 {
     for (const number_kernels* kernels : all_kernels())
