@@ -81,18 +81,18 @@ void broadcast_walk::each_row(Row row)
 }
 
 // Whether b is a single number to be repeated along a, so that the result has the shape of a.
-template <class T>
-bool is_number_to(const tensor<T>& a, const tensor<T>& b)
+template <class T, class U>
+bool is_number_to(const tensor<T>& a, const tensor<U>& b)
 {
     return b.data.size() == 1 && b.shape.size() <= a.shape.size();
 }
 
 // The result of row(form, a, b, out, n), which writes n elements from operands that move by `form`.
 // Like shapes and a number on one side, which is what most operands are, are a single row.
-template <class Out, class T, class Row>
-tensor<Out> broadcast_rows(const tensor<T>& a, const tensor<T>& b, Row row)
+template <class Out, class T, class U, class Row>
+tensor<Out> broadcast_rows(const tensor<T>& a, const tensor<U>& b, Row row)
 {
-    const auto single_row = [&](row_form form, const tensor<T>& like) {
+    const auto single_row = [&](row_form form, const auto& like) {
         std::vector<Out> data = uninitialized<Out>(like.data.size());
         row(form, a.data.data(), b.data.data(), data.data(), data.size());
         return tensor<Out>(like.shape, std::move(data));

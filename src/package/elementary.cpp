@@ -183,6 +183,20 @@ tensor<complex> computed_arithmetic(arithmetic_operation operation, const tensor
     return any_arithmetic(operation, a, b);
 }
 
+PyObject* arithmetic_of(arithmetic_operation operation, operand& a, operand& b)
+{
+    const auto mixed = [operation](const auto& x, const auto& y) {
+        return wrap(unlocked(touched(x, y), [&] { return arithmetic(operation, x, y); }));
+    };
+    if (a.is_complex() == b.is_complex() || operation == arithmetic_operation::power)
+        return by_type(a, b, [operation](const auto& x, const auto& y) {
+            return wrap(
+                unlocked(touched(x, y), [&] { return computed_arithmetic(operation, x, y); }));
+        });
+    return a.is_complex() ? mixed(a.as<complex>(), b.as<double>())
+                          : mixed(a.as<double>(), b.as<complex>());
+}
+
 tensor<double> computed_modulus(const tensor<double>& a)
 {
     return std::get<tensor<double>>(*unary("abs", a));

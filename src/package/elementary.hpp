@@ -19,6 +19,9 @@ tensor<double> computed_arithmetic(arithmetic_operation operation, const tensor<
 tensor<complex> computed_arithmetic(arithmetic_operation operation, const tensor<complex>& a,
                                     const tensor<complex>& b);
 
+// a op b as a new Tensor, of a real and a complex operand too.
+PyObject* arithmetic_of(arithmetic_operation operation, operand& a, operand& b);
+
 // |a|; of complex numbers as hypot of their parts.
 tensor<double> computed_modulus(const tensor<double>& a);
 tensor<double> computed_modulus(const tensor<complex>& a);

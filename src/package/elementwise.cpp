@@ -29,9 +29,7 @@ PyObject* arithmetic_call(arithmetic_operation operation, const binary_signature
     const auto [left, right] = signature.bind(call);
     operand a(left);
     operand b(right);
-    return by_type(a, b, [&](const auto& x, const auto& y) {
-        return wrap(unlocked(touched(x, y), [&] { return computed_arithmetic(operation, x, y); }));
-    });
+    return arithmetic_of(operation, a, b);
 }
 
 // f(a) as a new Tensor.

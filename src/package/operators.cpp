@@ -59,10 +59,10 @@ bool are_operands(PyObject* left, PyObject* right)
     return (is_tensor(left) || is_operand(left)) && (is_tensor(right) || is_operand(right));
 }
 
-// f(left, right) in one dtype, or NotImplemented. The frequent cases, two float64 tensors or one
-// and a Python float, are handled first.
-template <class F>
-PyObject* of_operands(PyObject* left, PyObject* right, const F& f)
+// f(left, right) of two float64 tensors, the most frequent case; any(left, right) of other
+// operands; NotImplemented of what is none.
+template <class F, class Any>
+PyObject* of_operands(PyObject* left, PyObject* right, const F& f, const Any& any)
 {
     if (is_tensor(left) && is_tensor(right)) {
         const any_tensor& a = value_of(left);
@@ -74,18 +74,32 @@ PyObject* of_operands(PyObject* left, PyObject* right, const F& f)
     }
     operand a(left);
     operand b(right);
-    return by_type(a, b, f);
+    return any(a, b);
+}
+
+// f(left, right) in one dtype, or NotImplemented.
+template <class F>
+PyObject* of_operands(PyObject* left, PyObject* right, const F& f)
+{
+    return of_operands(left, right, f, [&f](operand& a, operand& b) { return by_type(a, b, f); });
+}
+
+PyObject* by_operator(arithmetic_operation operation, PyObject* left, PyObject* right)
+{
+    return of_operands(
+        left, right,
+        [operation](const tensor<double>& a, const tensor<double>& b) {
+            return wrap(
+                unlocked(touched(a, b), [&] { return computed_arithmetic(operation, a, b); }));
+        },
+        [operation](operand& a, operand& b) { return arithmetic_of(operation, a, b); });
 }
 
 template <arithmetic_operation operation>
 PyObject* arithmetic_slot(PyObject* left, PyObject* right)
 {
-    return binding::translated(marlinth_module_error, [&] {
-        return of_operands(left, right, [](const auto& a, const auto& b) {
-            return wrap(
-                unlocked(touched(a, b), [&] { return computed_arithmetic(operation, a, b); }));
-        });
-    });
+    return binding::translated(marlinth_module_error,
+                               [&] { return by_operator(operation, left, right); });
 }
 
 // // and %, which complex numbers don't have.
@@ -242,9 +256,7 @@ PyObject* comparison_slot(PyObject* left, PyObject* right, int code)
 
 PyObject* of_tensors(arithmetic_operation operation, PyObject* left, PyObject* right)
 {
-    return of_operands(left, right, [operation](const auto& a, const auto& b) {
-        return wrap(unlocked(touched(a, b), [&] { return computed_arithmetic(operation, a, b); }));
-    });
+    return by_operator(operation, left, right);
 }
 
 void add_operator_slots(std::vector<PyType_Slot>& slots)

@@ -108,38 +108,44 @@ void recover(const row_place<complex>& at, std::size_t n, Full full)
 // By a formula in vectors, a block at a time while it is in the cache; a block where it may not do
 // is gone through again by `full`, the operator of the language.
 template <class Full>
-tensor<complex> by_checked_rows(const rows_by_form<detail::checked_row>& rows, std::size_t block,
-                                const tensor<complex>& a, const tensor<complex>& b, Full full)
+void checked_row(const rows_by_form<detail::checked_row>& rows, std::size_t block,
+                 row_place<complex> at, std::size_t n, Full full)
 {
-    const auto checked_row = [&](row_form form, const complex* x, const complex* y, complex* out,
-                                 std::size_t n) {
-        row_place<complex> at{form, x, y, out};
-        for (std::size_t count = detail::before_boundary(out, n); n != 0;) {
-            if (run(rows, at, count))
-                recover(at, count, full);
-            at = at.after(count);
-            n -= count;
-            count = std::min(block, n);
-        }
-    };
-    return detail::broadcast_rows<complex>(a, b, checked_row);
+    for (std::size_t count = detail::before_boundary(at.out, n); n != 0;) {
+        if (run(rows, at, count))
+            recover(at, count, full);
+        at = at.after(count);
+        n -= count;
+        count = std::min(block, n);
+    }
 }
 
-tensor<complex> products(const tensor<complex>& a, const tensor<complex>& b)
+void product_row(const row_place<complex>& at, std::size_t n)
 {
     constexpr std::size_t block = 512;
-    return by_checked_rows(detail::arithmetic_in_force().products, block, a, b,
-                           [](const complex& x, const complex& y) { return x * y; });
+    checked_row(detail::arithmetic_in_force().products, block, at, n,
+                [](const complex& x, const complex& y) { return x * y; });
 }
 
 // A quotient by the full rules takes as long as a dozen others: hence the small blocks.
-tensor<complex> quotients(const tensor<complex>& a, const tensor<complex>& b)
+void quotient_row(const row_place<complex>& at, std::size_t n)
 {
     constexpr std::size_t block = 64;
     const auto full = [](const complex& x, const complex& y) { return x / y; };
-    if (!detail::avx2_in_force())
-        return broadcast_apply(a, b, full);
-    return by_checked_rows(detail::avx2_complex_quotients, block, a, b, full);
+    if (detail::avx2_in_force())
+        checked_row(detail::avx2_complex_quotients, block, at, n, full);
+    else
+        recover(at, n, full);
+}
+
+void complex_row(arithmetic_operation operation, const row_place<complex>& at, std::size_t n)
+{
+    if (operation == arithmetic_operation::divide)
+        quotient_row(at, n);
+    else if (operation == arithmetic_operation::multiply)
+        product_row(at, n);
+    else
+        run(detail::arithmetic_in_force().complex[static_cast<int>(operation)], at, n);
 }
 
 template <class Row, class T>
@@ -161,10 +167,13 @@ tensor<double> by_operator(arithmetic_operation operation, const tensor<double>&
 tensor<complex> by_operator(arithmetic_operation operation, const tensor<complex>& a,
                             const tensor<complex>& b)
 {
-    if (operation == arithmetic_operation::divide)
-        return quotients(a, b);
-    if (operation == arithmetic_operation::multiply)
-        return products(a, b);
+    if (operation == arithmetic_operation::divide || operation == arithmetic_operation::multiply)
+        return detail::broadcast_rows<complex>(a, b,
+                                               [operation](row_form form, const complex* x,
+                                                           const complex* y, complex* out,
+                                                           std::size_t n) {
+                                                   complex_row(operation, {form, x, y, out}, n);
+                                               });
     return by_rows(detail::arithmetic_in_force().complex[static_cast<int>(operation)], a, b);
 }
 
@@ -184,6 +193,41 @@ tensor<T> reciprocal(const tensor<T>& a)
 {
     const tensor<T> one({}, {T(1)});
     return by_operator(arithmetic_operation::divide, one, a);
+}
+
+// The numbers of a row as complex ones: those of a real row are widened in the block.
+const complex* widened(const complex* row, std::size_t, complex*)
+{
+    return row;
+}
+
+const complex* widened(const double* row, std::size_t n, complex* block)
+{
+    std::copy_n(row, n, block);
+    return block;
+}
+
+template <class T, class U>
+tensor<complex> mixed_arithmetic(arithmetic_operation operation, const tensor<T>& a,
+                                 const tensor<U>& b)
+{
+    const auto mixed_row = [operation](row_form form, const T* x, const U* y, complex* out,
+                                       std::size_t n) {
+        constexpr std::size_t block = 256;
+        complex left[block];
+        complex right[block];
+        for (std::size_t first = 0; first < n; first += block) {
+            const std::size_t count = std::min(block, n - first);
+            const bool left_moves = form != row_form::right;
+            const bool right_moves = form != row_form::left;
+            const complex* in_left =
+                widened(left_moves ? x + first : x, left_moves ? count : 1, left);
+            const complex* in_right =
+                widened(right_moves ? y + first : y, right_moves ? count : 1, right);
+            complex_row(operation, {form, in_left, in_right, out + first}, count);
+        }
+    };
+    return detail::broadcast_rows<complex>(a, b, mixed_row);
 }
 
 template <class T>
@@ -210,6 +254,18 @@ tensor<T> arithmetic(arithmetic_operation operation, const tensor<T>& a, const t
     if (operation == arithmetic_operation::power)
         return power(a, b);
     return by_operator(operation, a, b);
+}
+
+tensor<complex> arithmetic(arithmetic_operation operation, const tensor<double>& a,
+                           const tensor<complex>& b)
+{
+    return mixed_arithmetic(operation, a, b);
+}
+
+tensor<complex> arithmetic(arithmetic_operation operation, const tensor<complex>& a,
+                           const tensor<double>& b)
+{
+    return mixed_arithmetic(operation, a, b);
 }
 
 template tensor<double> arithmetic(arithmetic_operation, const tensor<double>&,

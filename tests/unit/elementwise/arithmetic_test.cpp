@@ -333,4 +333,64 @@ TEST(power, of_complex_numbers_by_two_recovers_no_infinity)
     EXPECT_TRUE(std::isnan(square.data[0].imag()));
 }
 
+// Normal ones among zeros, infinities, NaN and the largest and least.
+std::vector<double> numbers_of_all_kinds(std::size_t count)
+{
+    constexpr double special[]{0.0, -0.0, inf, -inf, nan, 1e300, 5e-324};
+    std::mt19937_64 generator(count);
+    std::normal_distribution<double> normal;
+    std::vector<double> numbers(count);
+    for (std::size_t i = 0; i < count; ++i)
+        numbers[i] = i % 3 == 0 ? special[i / 3 % 7] : normal(generator);
+    return numbers;
+}
+
+tensor<double> real_of_all_kinds(const extents& shape)
+{
+    std::size_t count = 1;
+    for (const std::size_t extent : shape)
+        count *= extent;
+    return tensor<double>(shape, numbers_of_all_kinds(count));
+}
+
+tensor<complex> widened(const tensor<double>& a)
+{
+    return tensor<complex>(a.shape, std::vector<complex>(a.data.begin(), a.data.end()));
+}
+
+tensor<complex> complex_of_all_kinds(const extents& shape)
+{
+    tensor<complex> z = widened(real_of_all_kinds(shape));
+    for (std::size_t i = 0; i < z.data.size(); ++i)
+        z.data[i].imag(z.data[z.data.size() - 1 - i].real());
+    return z;
+}
+
+void expect_same_bits(const tensor<complex>& x, const tensor<complex>& y)
+{
+    ASSERT_EQ(x.shape, y.shape);
+    for (std::size_t i = 0; i < x.data.size(); ++i)
+        ASSERT_TRUE(same_bits(x.data[i], y.data[i])) << i;
+}
+
+TEST(arithmetic, of_a_real_and_a_complex_operand_is_that_of_the_widened_one)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const std::size_t count : {1, 2, 255, 256, 257, 600})
+            for (const auto& [one, other] :
+                 {std::pair(extents{count}, extents{count}), std::pair(extents{count}, extents{1}),
+                  std::pair(extents{}, extents{3, count}),
+                  std::pair(extents{count, 1}, extents{1, 5})})
+                for (const arithmetic_operation operation : operations) {
+                    const tensor<double> a = real_of_all_kinds(one);
+                    const tensor<complex> z = complex_of_all_kinds(other);
+                    expect_same_bits(arithmetic(operation, a, z),
+                                     arithmetic(operation, widened(a), z));
+                    expect_same_bits(arithmetic(operation, z, a),
+                                     arithmetic(operation, z, widened(a)));
+                }
+    }
+}
+
 } // namespace
