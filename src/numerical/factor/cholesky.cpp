@@ -12,25 +12,193 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <utility>
 
 namespace numerical {
+namespace detail {
 namespace {
 
-constexpr std::size_t tile_rows = 64;
+constexpr std::size_t tile_rows = 64; // of a substitution
+// Of a piece of the update, about: products of few rows would read B where it lies, which takes
+// longer here.
+constexpr std::size_t piece_rows = 512;
+// Between the rows of L21ᴴ's tiles: 512 bytes apart they would share cache sets.
+constexpr std::size_t tile_stride = 72;
 constexpr std::size_t greatest_block = 64;
 
-// The lower triangle of L11, contiguous by rows and conjugated off the diagonal, which is real.
+// The parts of complex numbers one by one: as numbers they don't vectorise.
 template <class T>
-std::vector<T> conjugated_lower(detail::block_view<const T> l11)
+void negate_run(T* to, const T* from, std::size_t n)
 {
-    std::vector<T> copy = detail::uninitialized<T>(l11.rows * l11.cols);
-    for (std::size_t i = 0; i < l11.rows; ++i) {
-        for (std::size_t j = 0; j < i; ++j)
-            copy[i * l11.cols + j] = detail::conjugate(l11(i, j));
-        copy[i * l11.cols + i] = l11(i, i);
+    const auto* const parts = reinterpret_cast<const double*>(from);
+    std::transform(parts, parts + n * sizeof(T) / sizeof(double), reinterpret_cast<double*>(to),
+                   std::negate<>());
+}
+
+// Right-looking by block columns, lower triangle:
+//          first  last  next
+//   first [ L11              ]   L11 from A11;
+//    last [ L21   A22        ]   L21 = A21·L11⁻ᴴ;
+//    next [ L31   A32   A33  ]   A22 and A32 lose L21·L21ᴴ and L31·L21ᴴ, and A22 is factored at
+//                                once, while other threads update A33.
+template <class T>
+class cholesky_blocks
+{
+public:
+    cholesky_blocks(block_view<T> matrix, std::size_t block_width)
+        : a(matrix), order(matrix.rows), block(std::min(block_width, order)),
+          path(gemm_path_current()), columns(uninitialized<T>(block * block)),
+          l11(uninitialized<T>(block == order ? 0 : block * block)),
+          minus_l21(uninitialized<T>((order - block) * block)),
+          adjoint(uninitialized<T>(tiles_below(block) * tile_stride * block))
+    {
     }
-    return copy;
+
+    void factorize();
+
+private:
+    // A part of a block column of the trailing matrix.
+    struct piece
+    {
+        std::size_t row;
+        std::size_t last_row;
+        std::size_t column;
+    };
+
+    block_view<T> a;
+    std::size_t order;
+    std::size_t block;
+    int path;
+    std::vector<T> columns;   // the diagonal block that is being factored, by columns
+    std::vector<T> l11;       // contiguous by rows, conjugated off the diagonal, which is real
+    std::vector<T> minus_l21; // of the panel whose update runs, by rows
+    std::vector<T> adjoint;   // L21ᴴ, in tiles of 64 columns, one after the other
+    std::vector<piece> pieces;
+
+    std::size_t tiles_below(std::size_t row) const
+    {
+        return (order - row + tile_rows - 1) / tile_rows;
+    }
+
+    void factor_diagonal_block(std::size_t first, std::size_t last);
+    void factor_rows_below(std::size_t first, std::size_t last);
+    void factor_tile(block_view<T> rows, block_view<T> minus_rows, block_view<T> tile);
+    void update_beside_diagonal_block(std::size_t first, std::size_t last);
+    void update(std::size_t first, std::size_t last, const piece& part);
+};
+
+template <class T>
+void cholesky_blocks<T>::factorize()
+{
+    std::size_t first = 0;
+    std::size_t last = std::min(block, order);
+    factor_diagonal_block(first, last);
+    while (last < order) {
+        factor_rows_below(first, last);
+        update_beside_diagonal_block(first, last);
+        first = last;
+        last = std::min(last + block, order);
+    }
+}
+
+// Column by column on a transposed copy, so that the sums of a column run side by side; each of
+// them subtracts its products one at a time in ascending order, unfused on every path.
+template <class T>
+void cholesky_blocks<T>::factor_diagonal_block(std::size_t first, std::size_t last)
+{
+    const std::size_t width = last - first;
+    const block_view<T> a11 = a.sub(first, last, first, last);
+    const block_view<T> by_columns{columns.data(), width, width, width};
+    transpose_into(by_columns, a11);
+    T coefficients[greatest_block];
+    for (std::size_t j = 0; j < width; ++j) {
+        T* const column = by_columns.row(j) + j;
+        for (std::size_t l = 0; l < j; ++l)
+            coefficients[l] = conjugate(by_columns(l, j));
+        subtract_unfused(path, column, coefficients, columns.data() + j, width, j, width - j);
+        const double pivot = real_part(column[0]);
+        if (0 >= pivot)
+            throw not_positive_definite_error("Cholesky: matrix is not positive-definite");
+        column[0] = std::sqrt(pivot);
+        divide_row(path, column + 1, column[0], width - j - 1);
+    }
+    for (std::size_t i = 0; i < width; ++i)
+        for (std::size_t j = 0; j <= i; ++j)
+            a11(i, j) = by_columns(j, i);
+}
+
+// Tile t turns 64 rows of A21 into L21, and writes its part of the update's operands.
+template <class T>
+void cholesky_blocks<T>::factor_rows_below(std::size_t first, std::size_t last)
+{
+    const std::size_t width = last - first;
+    for (std::size_t i = 0; i < width; ++i) {
+        for (std::size_t j = 0; j < i; ++j)
+            l11[i * width + j] = conjugate(a(first + i, first + j));
+        l11[i * width + i] = a(first + i, first + i);
+    }
+    const auto factor_one = [&](std::size_t t) {
+        const std::size_t from = last + tile_rows * t;
+        const std::size_t height = std::min(order - from, tile_rows);
+        factor_tile(a.sub(from, from + height, first, last),
+                    {minus_l21.data() + tile_rows * t * width, height, width, width},
+                    {adjoint.data() + tile_stride * t * width, width, height, tile_stride});
+    };
+    parallel_for(tiles_below(last), width * width * tile_rows / 4, factor_one);
+}
+
+// On a transposed copy, where every step of the substitution runs along contiguous columns of L21.
+template <class T>
+void cholesky_blocks<T>::factor_tile(block_view<T> rows, block_view<T> minus_rows,
+                                     block_view<T> tile)
+{
+    transpose_into(tile, rows);
+    substitute_lower<T>(path, {l11.data(), tile.rows, tile.rows, tile.rows}, tile);
+    transpose_into(rows, tile);
+    for (std::size_t i = 0; i < rows.rows; ++i)
+        negate_run(minus_rows.row(i), rows.row(i), rows.cols);
+    if constexpr (std::is_same_v<T, complex>)
+        for (std::size_t j = 0; j < tile.rows; ++j)
+            for (std::size_t i = 0; i < tile.cols; ++i)
+                tile(j, i) = conjugate(tile(j, i));
+}
+
+// The pieces write the columns from the next panel's end on; the panel's own are updated beside
+// them, and its diagonal block factored.
+template <class T>
+void cholesky_blocks<T>::update_beside_diagonal_block(std::size_t first, std::size_t last)
+{
+    const std::size_t next = std::min(last + block, order);
+    pieces.clear();
+    for (std::size_t column = next; column < order; column += block) {
+        const std::size_t parts = (order - column + piece_rows - 1) / piece_rows;
+        const std::size_t height = ((order - column) / parts + 8) / 8 * 8;
+        for (std::size_t row = column; row < order; row += height)
+            pieces.push_back({row, std::min(row + height, order), column});
+    }
+    const auto update_piece = [&](std::size_t i) { update(first, last, pieces[i]); };
+    const auto factor_next = [&] {
+        update(first, last, {last, order, last});
+        factor_diagonal_block(last, next);
+    };
+    const std::size_t mean_rows = std::min((order - next) / 2, piece_rows / 2);
+    parallel_for_beside(pieces.size(), mean_rows * block * (last - first) / 8, update_piece,
+                        factor_next);
+}
+
+// Subtracts L·Lᴴ of the panel [first, last) from a piece.
+template <class T>
+void cholesky_blocks<T>::update(std::size_t first, std::size_t last, const piece& part)
+{
+    const std::size_t width = last - first;
+    const std::size_t height = part.last_row - part.row;
+    const std::size_t to = std::min(part.column + block, order);
+    const std::size_t tile = (part.column - last) / tile_rows;
+    add_product<T>({minus_l21.data() + (part.row - last) * width, height, width, width},
+                   {adjoint.data() + tile * tile_stride * width + (part.column - last) % tile_rows,
+                    width, to - part.column, tile_stride},
+                   a.sub(part.row, part.last_row, part.column, to));
 }
 
 std::size_t block_width(std::size_t order)
@@ -40,122 +208,32 @@ std::size_t block_width(std::size_t order)
     return order <= 256 ? 32 : 64;
 }
 
+// Groups of rows lose what stands above the diagonal.
+template <class T>
+void clear_upper(block_view<T> a)
+{
+    const auto clear_rows = [&](std::size_t g) {
+        const std::size_t last = std::min((g + 1) * tile_rows, a.rows);
+        for (std::size_t i = g * tile_rows; i < last; ++i)
+            std::fill(a.row(i) + i + 1, a.row(i) + a.cols, T(0));
+    };
+    parallel_for((a.rows + tile_rows - 1) / tile_rows, a.cols * tile_rows / 8, clear_rows);
+}
+
 } // namespace
+} // namespace detail
 
 template <class T>
 cholesky_decomposition<T>::cholesky_decomposition(matrix<T>&& a)
-    : order(a.rows), block(block_width(order))
+    : order(a.rows), block(detail::block_width(order))
 {
     if (a.rows != a.cols)
         throw dimension_error("Cholesky decomposition requires a square matrix");
     detail::require_finite(a, "Cholesky decomposition");
     factors = std::move(a.data);
-    factorize();
-    clear_upper();
-}
-
-// Right-looking by block columns:
-//          first  last
-//   first [ L11         ]   L11 from A11, on the calling thread
-//    last [ L21    A22  ]   L21 = A21·L11⁻ᴴ; A22 -= L21·L21ᴴ, its lower triangle
-template <class T>
-void cholesky_decomposition<T>::factorize()
-{
-    for (std::size_t first = 0; first < order; first += block) {
-        const std::size_t last = std::min(first + block, order);
-        factor_diagonal_block(first, last);
-        if (last == order)
-            return;
-        factor_rows_below(first, last);
-        update_trailing(first, last);
-    }
-}
-
-// Column by column on a transposed copy, so that the sums of a column run side by side; each of
-// them subtracts its products one at a time in ascending order, unfused on every path.
-template <class T>
-void cholesky_decomposition<T>::factor_diagonal_block(std::size_t first, std::size_t last)
-{
-    const std::size_t width = last - first;
-    const detail::block_view<T> a11 =
-        detail::block_view<T>{factors.data(), order, order, order}.sub(first, last, first, last);
-    std::vector<T> store = detail::uninitialized<T>(width * width);
-    const detail::block_view<T> columns{store.data(), width, width, width};
-    detail::transpose_into(columns, a11);
-    const int path = detail::gemm_path_current();
-    T coefficients[greatest_block];
-    for (std::size_t j = 0; j < width; ++j) {
-        T* const column = columns.row(j) + j;
-        for (std::size_t l = 0; l < j; ++l)
-            coefficients[l] = detail::conjugate(columns(l, j));
-        detail::subtract_unfused(path, column, coefficients, store.data() + j, width, j, width - j);
-        const double pivot = detail::real_part(column[0]);
-        if (0 >= pivot)
-            throw not_positive_definite_error("Cholesky: matrix is not positive-definite");
-        column[0] = std::sqrt(pivot);
-        detail::divide_row(path, column + 1, column[0], width - j - 1);
-    }
-    for (std::size_t i = 0; i < width; ++i)
-        for (std::size_t j = 0; j <= i; ++j)
-            a11(i, j) = columns(j, i);
-}
-
-// Tile t turns 64 rows of A21 into L21 on a transposed private copy, where every step of the
-// substitution runs along contiguous columns of L21.
-template <class T>
-void cholesky_decomposition<T>::factor_rows_below(std::size_t first, std::size_t last)
-{
-    const int path = detail::gemm_path_current();
-    const std::size_t width = last - first;
     const detail::block_view<T> all{factors.data(), order, order, order};
-    const std::vector<T> store = conjugated_lower<T>(all.sub(first, last, first, last));
-    const detail::block_view<const T> l11{store.data(), width, width, width};
-
-    const auto solve_tile = [&](std::size_t t) {
-        const std::size_t from = last + tile_rows * t;
-        const std::size_t height = std::min(order - from, tile_rows);
-        const detail::block_view<T> rows = all.sub(from, from + height, first, last);
-        std::vector<T> columns = detail::uninitialized<T>(width * height);
-        const detail::block_view<T> transposed{columns.data(), width, height, height};
-        detail::transpose_into(transposed, rows);
-        detail::substitute_lower<T>(path, l11, transposed);
-        detail::transpose_into(rows, transposed);
-    };
-    detail::parallel_for((order - last + tile_rows - 1) / tile_rows, width * width * 64 / 2,
-                         solve_tile);
-}
-
-template <class T>
-void cholesky_decomposition<T>::update_trailing(std::size_t first, std::size_t last)
-{
-    const std::size_t rest = order - last;
-    const std::size_t width = last - first;
-    const detail::block_view<T> all{factors.data(), order, order, order};
-    const detail::block_view<T> l21 = all.sub(last, order, first, last);
-    const std::vector<T> minus_l21 = detail::negated_copy(l21);
-    std::vector<T> adjoint = detail::uninitialized<T>(width * rest);
-    detail::transpose_into<T>({adjoint.data(), width, rest, rest}, l21);
-    for (T& element : adjoint)
-        element = detail::conjugate(element);
-
-    const detail::block_view<const T> left{minus_l21.data(), rest, width, width};
-    const detail::block_view<const T> right{adjoint.data(), width, rest, rest};
-    const detail::block_view<T> a22 = all.sub(last, order, last, order);
-    // A block column from its diagonal block down; the elements above the diagonal are cleared
-    // last.
-    for (std::size_t r = 0; r < rest; r += block) {
-        const std::size_t to = std::min(r + block, rest);
-        detail::add_product(left.sub(r, rest, 0, width), right.sub(0, width, r, to),
-                            a22.sub(r, rest, r, to));
-    }
-}
-
-template <class T>
-void cholesky_decomposition<T>::clear_upper()
-{
-    for (std::size_t i = 0; i < order; ++i)
-        std::fill(factors.begin() + std::ptrdiff_t(i * order + i + 1),
-                  factors.begin() + std::ptrdiff_t((i + 1) * order), T(0));
+    detail::cholesky_blocks<T>(all, block).factorize();
+    detail::clear_upper(all);
 }
 
 template struct cholesky_decomposition<double>;

@@ -21,13 +21,6 @@ struct cholesky_decomposition
     // not_positive_definite_error "Cholesky: matrix is not positive-definite" at the first pivot
     // that is not above zero; there is no tolerance.
     explicit cholesky_decomposition(matrix<T>&& a);
-
-private:
-    void factorize();
-    void factor_diagonal_block(std::size_t first, std::size_t last);
-    void factor_rows_below(std::size_t first, std::size_t last);
-    void update_trailing(std::size_t first, std::size_t last);
-    void clear_upper();
 };
 
 } // namespace numerical
