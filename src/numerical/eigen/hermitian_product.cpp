@@ -131,7 +131,7 @@ void add_rows(const hermitian_kernels& kernels, const complex* a, std::size_t ld
 
 std::size_t work_of_block(std::size_t len, int path, const double*)
 {
-    return (path == portable_path ? 1 : 4) * len * block_rows;
+    return (path == portable_path ? 1 : 2) * len * block_rows;
 }
 
 std::size_t work_of_block(std::size_t len, int, const complex*)

@@ -126,7 +126,7 @@ void lu_blocks<T>::solve_panel_rows(std::size_t first, std::size_t last)
         on_well_strided(a.sub(first, last, from, to),
                         [&](block_view<T> x) { substitute_unit_lower(path, l, x); });
     };
-    parallel_for(triangular_tiles(order - last), width * width * triangular_tile / 2, solve_tile);
+    parallel_for(triangular_tiles(order - last), width * width * triangular_tile / 4, solve_tile);
 }
 
 // The tiles write the columns from next_end on, from row `end` down, and read the rows of U above
