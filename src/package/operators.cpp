@@ -164,7 +164,7 @@ PyObject* mask_slot(PyObject* left, PyObject* right)
 PyObject* invert_slot(PyObject* self)
 {
     return binding::translated(marlinth_module_error, [&] {
-        static const tensor<double> one({}, {1.0});
+        const tensor<double> one({}, {1.0});
         const operand a(self);
         if (a.is_complex())
             refuse_as_masks();
