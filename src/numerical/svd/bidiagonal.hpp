@@ -76,9 +76,12 @@ template <class T>
 std::vector<T> multiply_left_basis(const bidiagonal_reduction<T>& reduction,
                                    std::vector<double> vectors);
 
-// The same of the right basis. Consumes the right reflectors.
+// The same of the right basis, and of a matrix of V = double or T. Consumes the right reflectors.
+template <class T, class V>
+std::vector<T> multiply_right_basis(bidiagonal_reduction<T>& reduction, std::vector<V> vectors);
+
+// UᴴX for a matrix X of n rows, the left basis' vectors being the columns of U.
 template <class T>
-std::vector<T> multiply_right_basis(bidiagonal_reduction<T>& reduction,
-                                    std::vector<double> vectors);
+std::vector<T> multiply_left_adjoint(const bidiagonal_reduction<T>& reduction, std::vector<T> x);
 
 } // namespace numerical::detail

@@ -58,9 +58,9 @@ void apply_reflectors(const std::vector<std::vector<T>>& reflectors, std::vector
     }
 }
 
-// Row i of the real matrix times phases[i].
-template <class T>
-std::vector<T> rows_times(const std::vector<T>& phases, std::vector<double> a)
+// Row i of the matrix times phases[i].
+template <class T, class V>
+std::vector<T> rows_times(const std::vector<T>& phases, std::vector<V> a)
 {
     const std::size_t n = phases.size();
     const std::size_t columns = a.size() / n;
@@ -73,7 +73,7 @@ std::vector<T> rows_times(const std::vector<T>& phases, std::vector<double> a)
         std::transform(a.begin() + static_cast<std::ptrdiff_t>(i * columns),
                        a.begin() + static_cast<std::ptrdiff_t>((i + 1) * columns),
                        std::back_inserter(out),
-                       [phase = phases[i]](double x) { return x * phase; });
+                       [phase = phases[i]](const V& x) { return x * phase; });
     return out;
 }
 
@@ -92,7 +92,20 @@ std::vector<T> multiply_left_basis(const bidiagonal_reduction<T>& reduction,
 }
 
 template <class T>
-std::vector<T> multiply_right_basis(bidiagonal_reduction<T>& reduction, std::vector<double> vectors)
+std::vector<T> multiply_left_adjoint(const bidiagonal_reduction<T>& reduction, std::vector<T> x)
+{
+    const std::size_t n = reduction.order;
+    const std::size_t columns = x.size() / n;
+    for (std::size_t from = 0; from < n; from += bidiagonal_panel_columns) {
+        const std::size_t to = std::min(from + bidiagonal_panel_columns, n);
+        const reflector_block<T> block = gather_reflectors(reduction.left_reflectors, from, to, n);
+        apply_reflector_block<block_operator::adjoint>(block, x, columns, 0, columns);
+    }
+    return rows_times(reduction.left_phases, std::move(x));
+}
+
+template <class T, class V>
+std::vector<T> multiply_right_basis(bidiagonal_reduction<T>& reduction, std::vector<V> vectors)
 {
     std::vector<T> phases = reduction.right_phases;
     std::rotate(phases.begin(), phases.end() - 1, phases.end()); // one place on
@@ -128,6 +141,12 @@ template std::vector<double> multiply_right_basis(bidiagonal_reduction<double>&,
                                                   std::vector<double>);
 template std::vector<complex> multiply_right_basis(bidiagonal_reduction<complex>&,
                                                    std::vector<double>);
+template std::vector<complex> multiply_right_basis(bidiagonal_reduction<complex>&,
+                                                   std::vector<complex>);
+template std::vector<double> multiply_left_adjoint(const bidiagonal_reduction<double>&,
+                                                   std::vector<double>);
+template std::vector<complex> multiply_left_adjoint(const bidiagonal_reduction<complex>&,
+                                                    std::vector<complex>);
 template bidiagonal_bases<double> form_bidiagonal_bases(bidiagonal_reduction<double>&);
 template bidiagonal_bases<complex> form_bidiagonal_bases(bidiagonal_reduction<complex>&);
 

@@ -1,11 +1,9 @@
 #pragma once
 
 // Least squares: by Householder QR where the matrix is clearly of full rank, otherwise by the
-// singular value decomposition, of which the values count that matrix_rank counts.
+// singular values of R, of which those count that matrix_rank counts.
 
 #include "numerical/matrix.hpp"
-
-#include <optional>
 
 namespace numerical {
 
@@ -18,12 +16,4 @@ matrix<T> lstsq(const matrix<T>& a, const matrix<T>& b);
 template <class T>
 vector<T> lstsq(const matrix<T>& a, const vector<T>& b);
 
-namespace detail {
-
-// The same solution by Householder QR, or nothing unless the matrix is clearly of full rank: its
-// condition number, taken from R and R⁻¹, must be well below what rounding can tell from infinity.
-template <class T>
-std::optional<matrix<T>> lstsq_by_qr(const matrix<T>& a, const matrix<T>& b);
-
-} // namespace detail
 } // namespace numerical

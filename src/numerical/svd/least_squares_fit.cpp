@@ -6,8 +6,8 @@
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/svd/range_guard.hpp"
-#include "numerical/svd/svd.hpp"
 #include "numerical/svd/tall_factors.hpp"
+#include "numerical/svd/truncated_inverse.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -38,24 +38,6 @@ std::vector<double> squares_below(const std::vector<T>& b, std::size_t first,
     return squares;
 }
 
-// The part of R⁻¹ that the counting singular values make: V·(S⁻¹·(UᴴB)), or for the adjoint
-// U·(S⁻¹·(VᴴB)), on the first rows of B.
-template <class T>
-void apply_inverse(const matrix<T>& to, const std::vector<double>& values, const matrix<T>& from,
-                   std::size_t rank, block_view<T> b)
-{
-    const std::size_t n = b.rows;
-    std::vector<T> along = detail::zeros<T>(rank * b.cols);
-    const matrix<T> rows = detail::adjoint(from);
-    detail::add_product<T>({rows.data.data(), rank, n, n}, b, {along.data(), rank, b.cols, b.cols});
-    for (std::size_t i = 0; i < rank; ++i)
-        for (std::size_t c = 0; c < b.cols; ++c)
-            along[i * b.cols + c] /= values[i];
-    for (std::size_t i = 0; i < n; ++i)
-        std::fill_n(b.row(i), b.cols, T(0));
-    detail::add_product<T>({to.data.data(), n, rank, n}, {along.data(), rank, b.cols, b.cols}, b);
-}
-
 // R⁻¹ or R⁻ᴴ on the first rows of `right`, without what doesn't count. Returns the singular values
 // of R, where it took them.
 template <class T>
@@ -71,16 +53,9 @@ std::vector<double> invert_factor(const tall_factors<T>& factors, bool is_wide, 
             factors.solve(right, cols);
         return {};
     }
-    svd_decomposition<T> svd(matrix<T>(n, n, factors.qr.r), svd_method::divide_and_conquer);
-    const double threshold = cutoff * svd.values[0];
-    const auto rank = static_cast<std::size_t>(std::count_if(
-        svd.values.begin(), svd.values.end(), [=](double value) { return value > threshold; }));
-    const block_view<T> first{right.data(), n, cols, cols};
-    if (is_wide)
-        apply_inverse(svd.u, svd.values, svd.v, rank, first);
-    else
-        apply_inverse(svd.v, svd.values, svd.u, rank, first);
-    return std::move(svd.values);
+    std::vector<T> r = is_wide ? detail::adjoint(matrix<T>(n, n, factors.qr.r)).data : factors.qr.r;
+    right.resize(n * cols);
+    return detail::apply_truncated_inverse(std::move(r), n, cutoff, right).values;
 }
 
 // Of a matrix without an element above zero.

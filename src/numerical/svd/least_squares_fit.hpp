@@ -21,9 +21,8 @@ struct least_squares_fit
 
 // The X of least norm among those that minimise each column of A·X - B. Singular values of A up to
 // cutoff times the largest count as zero. By Householder QR if the condition of R says that none
-// do, with the bits of lstsq; otherwise by the singular value decomposition of R, so that neither
-// way sees the matrix itself again. `missed` is empty unless A has at least as many rows as
-// columns.
+// do; otherwise by the singular values of R, so that neither way sees the matrix itself again.
+// `missed` is empty unless A has at least as many rows as columns.
 //
 // dimension_error "lstsq: right-hand side size differs from the matrix"; non_finite_error with the
 // name "lstsq" for A. What isn't finite in B goes through.

@@ -23,6 +23,20 @@ std::vector<T> tall_times_power(matrix<T> a, int exponent)
     return tall;
 }
 
+// The largest modulus on the diagonal over the least, which no condition of a triangle is below.
+template <class T>
+double ratio_of_diagonal(const std::vector<T>& r, std::size_t n)
+{
+    double least = modulus(r[0]);
+    double largest = least;
+    for (std::size_t i = 1; i < n; ++i) {
+        const double size = modulus(r[i * n + i]);
+        least = std::min(least, size);
+        largest = std::max(largest, size);
+    }
+    return largest / least;
+}
+
 template <class T>
 double frobenius_norm(const std::vector<T>& a)
 {
@@ -45,6 +59,8 @@ tall_factors<T>::tall_factors(matrix<T> a, double largest)
 template <class T>
 double tall_factors<T>::condition() const
 {
+    if (const double least = ratio_of_diagonal(qr.r, order); !is_clearly_regular(least, rows))
+        return least;
     return frobenius_norm(qr.r) * frobenius_norm(upper_inverse(qr.r, order));
 }
 

@@ -22,7 +22,8 @@ struct tall_factors
     // `largest` is the largest real or imaginary part in the matrix, which has one above zero.
     tall_factors(matrix<T> a, double largest);
 
-    // ‖R‖·‖R⁻¹‖ by Frobenius norms; infinite or NaN if there is a zero on R's diagonal.
+    // ‖R‖·‖R⁻¹‖ by Frobenius norms; infinite or NaN if there is a zero on R's diagonal. A lower
+    // bound where that is enough to see that R isn't clearly regular.
     double condition() const;
 
     // B := QᴴB and B := Q·B for a B of `rows` rows.

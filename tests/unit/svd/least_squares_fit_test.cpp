@@ -16,7 +16,6 @@ namespace {
 
 using numerical::fit_least_squares;
 using numerical::least_squares_fit;
-using numerical::lstsq;
 using test::matrix;
 
 constexpr double eps = std::numeric_limits<double>::epsilon();
@@ -83,7 +82,7 @@ std::vector<long double> squared_residuals(const matrix<T>& a, const matrix<T>& 
     return squares;
 }
 
-TYPED_TEST(least_squares_fits, of_full_rank_have_the_bits_of_lstsq)
+TYPED_TEST(least_squares_fits, of_full_rank_take_no_singular_values)
 {
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
@@ -92,7 +91,6 @@ TYPED_TEST(least_squares_fits, of_full_rank_have_the_bits_of_lstsq)
             const auto b = test::random_matrix<TypeParam>(rows, 3, 2);
             const auto fit = fit_least_squares(a, b, default_cutoff(a));
             EXPECT_TRUE(fit.values.empty());
-            EXPECT_EQ(fit.x.data, lstsq(a, b).data);
             EXPECT_LT(values_ratio(fit, a), 20) << rows << " x " << cols;
         }
     }
