@@ -25,13 +25,9 @@ void by_tiles(const product_operands<double>& p)
 {
     if (is_vector_product(p))
         return multiply_vector(p);
-    const int path = gemm_path_current();
-    if (path == avx512_path)
-        gemm_packed<avx512_tile_kernel>(p);
-    else if (path == avx2_path)
-        gemm_packed<avx2_tile_kernel>(p);
-    else
-        gemm_packed<vector_tile_kernel<double>>(p);
+    using form = void (*)(const product_operands<double>&);
+    choose<form>(gemm_path_current(), gemm_packed<vector_tile_kernel<double>>,
+                 gemm_packed<avx2_tile_kernel>, gemm_packed<avx512_tile_kernel>)(p);
 }
 
 void by_tiles(const product_operands<complex>& p)
@@ -91,13 +87,11 @@ template <class Place>
 void batch_by_tiles(std::size_t batches, const product_operands<double>& first,
                     const batch_steps& steps, const Place& place)
 {
-    const int path = gemm_path_current();
-    if (path == avx512_path)
-        gemm_packed_batch<avx512_tile_kernel>(batches, first, steps, place);
-    else if (path == avx2_path)
-        gemm_packed_batch<avx2_tile_kernel>(batches, first, steps, place);
-    else
-        gemm_packed_batch<vector_tile_kernel<double>>(batches, first, steps, place);
+    using form =
+        void (*)(std::size_t, const product_operands<double>&, const batch_steps&, const Place&);
+    choose<form>(gemm_path_current(), gemm_packed_batch<vector_tile_kernel<double>>,
+                 gemm_packed_batch<avx2_tile_kernel>,
+                 gemm_packed_batch<avx512_tile_kernel>)(batches, first, steps, place);
 }
 
 // place(i, multiply) calls multiply(c, next) as for gemm_packed_batch.

@@ -4,18 +4,13 @@ namespace numerical::detail {
 
 const lane_kernels& lane_kernels_for(double)
 {
-    const int path = gemm_path_current();
-    if (path == avx512_path)
-        return avx512_real_lanes;
-    return path == avx2_path ? avx2_real_lanes : portable_real_lanes;
+    return *choose(gemm_path_current(), &portable_real_lanes, &avx2_real_lanes, &avx512_real_lanes);
 }
 
 const lane_kernels& lane_kernels_for(std::complex<double>)
 {
-    const int path = gemm_path_current();
-    if (path == avx512_path)
-        return avx512_complex_lanes;
-    return path == avx2_path ? avx2_complex_lanes : portable_complex_lanes;
+    return *choose(gemm_path_current(), &portable_complex_lanes, &avx2_complex_lanes,
+                   &avx512_complex_lanes);
 }
 
 namespace {
@@ -33,18 +28,13 @@ int jacobi_path(std::size_t count)
 
 const jacobi_kernels& jacobi_kernels_for(double, std::size_t count)
 {
-    const int path = jacobi_path(count);
-    if (path == avx512_path)
-        return avx512_jacobi;
-    return path == avx2_path ? avx2_jacobi : portable_jacobi;
+    return *choose(jacobi_path(count), &portable_jacobi, &avx2_jacobi, &avx512_jacobi);
 }
 
 const jacobi_kernels& jacobi_kernels_for(std::complex<double>, std::size_t count)
 {
-    const int path = jacobi_path(count);
-    if (path == avx512_path)
-        return avx512_complex_jacobi;
-    return path == avx2_path ? avx2_complex_jacobi : portable_complex_jacobi;
+    return *choose(jacobi_path(count), &portable_complex_jacobi, &avx2_complex_jacobi,
+                   &avx512_complex_jacobi);
 }
 
 } // namespace numerical::detail
