@@ -33,7 +33,7 @@ ALLOWED = {
     "numerical": NUMERICAL,
     "numerical/runtime": RUNTIME,
     "numerical/gemm/kernels/lanes": KERNELS,
-    "numerical/gemm/kernels/portable": NUMERICAL + KERNELS,
+    "numerical/gemm/kernels/portable": NUMERICAL + KERNELS + ["numerical/gemm/kernels/portable"],
     "numerical/gemm/kernels/avx2": KERNELS,
     "numerical/gemm/kernels/avx512": KERNELS,
     "numerical/gemm/kernels": NUMERICAL + KERNELS + ["numerical/gemm/path.hpp"],

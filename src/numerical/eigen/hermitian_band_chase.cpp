@@ -1,9 +1,9 @@
 #include "numerical/eigen/chase_kernels.hpp"
 #include "numerical/eigen/hermitian_band.hpp"
-#include "numerical/eigen/panel_dots.hpp"
 #include "numerical/factor/reflector.hpp"
-#include "numerical/factor/row_updates.hpp"
 #include "numerical/factor/sweep_wavefront.hpp"
+#include "numerical/gemm/kernels/gemv.hpp"
+#include "numerical/gemm/kernels/ger.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"
 

@@ -1,8 +1,7 @@
 #include "numerical/eigen/hermitian_product.hpp"
 
-#include "numerical/eigen/panel_kernels.hpp"
+#include "numerical/gemm/kernels/symv.hpp"
 #include "numerical/gemm/path.hpp"
-#include "numerical/gemm/vector_kernels.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 
@@ -28,11 +27,9 @@ double portable_row(const double* row, const double* x, double alpha, double* y,
 
 symmetric_kernels kernels_of(int path, const double*)
 {
-    if (path == avx512_path)
-        return {avx512_symmetric_rows, avx512_symmetric_row};
-    if (path == avx2_path)
-        return {avx2_symmetric_rows, avx2_symmetric_row};
-    return {symmetric_rows<double>, portable_row};
+    return choose<symmetric_kernels>(path, {symmetric_rows<double>, portable_row},
+                                     {avx2_symmetric_rows, avx2_symmetric_row},
+                                     {avx512_symmetric_rows, avx512_symmetric_row});
 }
 
 struct hermitian_kernels
@@ -69,11 +66,9 @@ std::array<complex, 4> portable_hermitian_rows(const double* rows, std::size_t s
 
 hermitian_kernels kernels_of(int path, const complex*)
 {
-    if (path == avx512_path)
-        return {avx512_hermitian_rows, avx512_hermitian_row};
-    if (path == avx2_path)
-        return {avx2_hermitian_rows, avx2_hermitian_row};
-    return {portable_hermitian_rows, portable_hermitian_row};
+    return choose<hermitian_kernels>(path, {portable_hermitian_rows, portable_hermitian_row},
+                                     {avx2_hermitian_rows, avx2_hermitian_row},
+                                     {avx512_hermitian_rows, avx512_hermitian_row});
 }
 
 // Rows [from, to) in both their roles, into `sums`, of which [0, to) is in use.

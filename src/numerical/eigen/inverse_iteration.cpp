@@ -1,6 +1,6 @@
 #include "numerical/eigen/inverse_iteration.hpp"
 
-#include "numerical/eigen/panel_dots.hpp"
+#include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/storage.hpp"

@@ -6,8 +6,8 @@
 // chains that they overtake, as they have no row in common with them, so every row still sees its
 // operations in the order of the list.
 
-#include "numerical/eigen/rotation_kernels.hpp"
 #include "numerical/eigen/row_operations.hpp"
+#include "numerical/gemm/kernels/rotations.hpp"
 
 #include <cstddef>
 #include <vector>

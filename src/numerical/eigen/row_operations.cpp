@@ -27,11 +27,9 @@ struct rotation_kernels
 
 rotation_kernels kernels_of(int path)
 {
-    if (path == avx512_path)
-        return {avx512_rotate_chain, avx512_rotate_wave};
-    if (path == avx2_path)
-        return {avx2_rotate_chain, avx2_rotate_wave};
-    return {rotate_chain, rotate_wave};
+    return choose<rotation_kernels>(path, {rotate_chain, rotate_wave},
+                                    {avx2_rotate_chain, avx2_rotate_wave},
+                                    {avx512_rotate_chain, avx512_rotate_wave});
 }
 
 void apply_single(double* first, double* second, std::size_t width, const row_operation& operation)

@@ -1,9 +1,9 @@
 #include "numerical/eigen/tridiagonal.hpp"
 
 #include "numerical/eigen/hermitian_product.hpp"
-#include "numerical/eigen/panel_dots.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 
 #include <algorithm>

@@ -2,9 +2,9 @@
 
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
-#include "numerical/factor/divide_row.hpp"
 #include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/unfused.hpp"
 #include "numerical/runtime/parallel_for.hpp"

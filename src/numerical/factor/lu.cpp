@@ -2,10 +2,10 @@
 
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
-#include "numerical/factor/lu_kernels.hpp"
 #include "numerical/factor/lu_panel.hpp"
 #include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/kernels/lu_columns.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/storage.hpp"

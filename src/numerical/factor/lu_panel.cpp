@@ -1,7 +1,7 @@
 #include "numerical/factor/lu_panel.hpp"
 
-#include "numerical/factor/divide_row.hpp"
-#include "numerical/factor/lu_kernels.hpp"
+#include "numerical/gemm/kernels/lu_columns.hpp"
+#include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"
 
@@ -99,7 +99,7 @@ apply_kernel kernel_of(int path, const complex*)
     return path == avx512_path ? avx512_apply_complex_columns : avx2_apply_complex_columns;
 }
 
-// Columns of L, row t of `l` being the t-th, applied to those of `dest`; see lu_kernels.hpp.
+// Columns of L, row t of `l` being the t-th, applied to those of `dest`; see lu_columns.hpp.
 template <class T>
 void apply_columns_on(int path, block_view<const T> l, block_view<T> dest)
 {

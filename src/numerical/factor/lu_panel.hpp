@@ -15,7 +15,7 @@ class lu_panel
 {
 public:
     // Row j of `columns` is column j of the panel, whose first row is row `first_row` of the
-    // matrix; it ends in at least panel_padding spare elements (lu_kernels.hpp). exchanges[k]
+    // matrix; it ends in at least panel_padding spare elements (lu_columns.hpp). exchanges[k]
     // receives the matrix row with which row first_row + k was exchanged, if it was with another.
     lu_panel(block_view<T> panel_columns, std::size_t matrix_first_row, std::size_t block_width,
              std::size_t* exchanged_with);

@@ -1,8 +1,8 @@
 #include "numerical/factor/lu.hpp"
 
-#include "numerical/factor/divide_row.hpp"
 #include "numerical/factor/triangular_solve.hpp"
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/storage.hpp"

@@ -1,7 +1,7 @@
 #include "numerical/factor/qr.hpp"
 
-#include "numerical/factor/complex_loops.hpp"
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"

@@ -1,9 +1,9 @@
 #include "numerical/factor/reflector.hpp"
 
-#include "numerical/factor/complex_loops.hpp"
-#include "numerical/factor/divide_row.hpp"
 #include "numerical/factor/reflector_products.hpp"
-#include "numerical/factor/row_updates.hpp"
+#include "numerical/gemm/kernels/gemv_unfused.hpp"
+#include "numerical/gemm/kernels/ger.hpp"
+#include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/sum_by_halves.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"

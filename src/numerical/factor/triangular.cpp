@@ -1,7 +1,7 @@
 #include "numerical/factor/triangular.hpp"
 
-#include "numerical/factor/divide_row.hpp"
-#include "numerical/factor/substitution_kernels.hpp"
+#include "numerical/gemm/kernels/scale.hpp"
+#include "numerical/gemm/kernels/trsm.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/storage.hpp"

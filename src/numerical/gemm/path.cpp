@@ -104,4 +104,9 @@ int gemm_path_current()
     return cap == portable_path ? portable_path : path_under(cap, cpu_features());
 }
 
+bool avx2_in_force(int path)
+{
+    return path != portable_path && cpu_features().avx2;
+}
+
 } // namespace numerical::detail

@@ -46,6 +46,10 @@ int path_under(int cap, const cpu_feature_set& features);
 // The path code in force.
 int gemm_path_current();
 
+// Whether a path's forms for AVX2 that fuse nothing may run: they serve the path of AVX-512 too,
+// unless that is emulated on a processor without AVX2.
+bool avx2_in_force(int path);
+
 // Of three forms the one that a path runs.
 template <class Form>
 constexpr Form choose(int path, Form portable, Form avx2, Form avx512)

@@ -14,15 +14,28 @@ namespace {
 
 constexpr std::size_t chunk_elements = 16384;
 
+void plain_scaled_add(double* y, const double* x, double alpha, std::size_t n)
+{
+    for (std::size_t i = 0; i < n; ++i)
+        y[i] += alpha * x[i];
+}
+
+void plain_subtract_products(double* out, const double* coeffs, const double* rows,
+                             std::size_t row_stride, std::size_t terms, std::size_t n)
+{
+    const auto* const c = reinterpret_cast<const complex*>(coeffs);
+    const auto* const z = reinterpret_cast<const complex*>(rows);
+    auto* const sums = reinterpret_cast<complex*>(out);
+    for (std::size_t t = 0; t < terms; ++t)
+        for (std::size_t j = 0; j < n; ++j)
+            sums[j] -= c[t] * z[t * row_stride + j];
+}
+
 } // namespace
 
 double dot_on(int path, const double* a, const double* b, std::size_t n)
 {
-    if (path == avx512_path)
-        return avx512_dot(a, b, n);
-    if (path == avx2_path)
-        return avx2_dot(a, b, n);
-    return dot_product<double>(a, b, n);
+    return choose(path, dot_product<double>, avx2_dot, avx512_dot)(a, b, n);
 }
 
 double long_dot_on(int path, const double* a, const double* b, std::size_t n)
@@ -39,12 +52,7 @@ double dot_product(const double* a, const double* b, std::size_t n)
 
 void scaled_add_on(int path, double* y, const double* x, double alpha, std::size_t n)
 {
-    if (path == avx512_path)
-        return avx512_scaled_add(y, x, alpha, n);
-    if (path == avx2_path)
-        return avx2_scaled_add(y, x, alpha, n);
-    for (std::size_t i = 0; i < n; ++i)
-        y[i] += alpha * x[i];
+    choose(path, plain_scaled_add, avx2_scaled_add, avx512_scaled_add)(y, x, alpha, n);
 }
 
 void subtract_scaled_on(int path, double* y, const double* x, double alpha, std::size_t n)
@@ -60,24 +68,15 @@ void subtract_scaled_on(int path, complex* y, const complex* x, complex alpha, s
 void subtract_products_on(int path, double* out, const double* coeffs, const double* rows,
                           std::size_t row_stride, std::size_t terms, std::size_t n)
 {
-    if (path == avx512_path)
-        return avx512_subtract_products(out, coeffs, rows, row_stride, terms, n);
-    if (path == avx2_path)
-        return avx2_subtract_products(out, coeffs, rows, row_stride, terms, n);
-    subtract_products<double>(out, coeffs, rows, row_stride, terms, n);
+    choose(path, subtract_products<double>, avx2_subtract_products,
+           avx512_subtract_products)(out, coeffs, rows, row_stride, terms, n);
 }
 
 void subtract_products_on(int path, complex* out, const complex* coeffs, const complex* rows,
                           std::size_t row_stride, std::size_t terms, std::size_t n)
 {
-    if (path == portable_path) {
-        for (std::size_t t = 0; t < terms; ++t)
-            for (std::size_t j = 0; j < n; ++j)
-                out[j] -= coeffs[t] * rows[t * row_stride + j];
-        return;
-    }
-    const auto kernel =
-        path == avx512_path ? avx512_subtract_complex_products : avx2_subtract_complex_products;
+    const auto kernel = choose(path, plain_subtract_products, avx2_subtract_complex_products,
+                               avx512_subtract_complex_products);
     kernel(reinterpret_cast<double*>(out), reinterpret_cast<const double*>(coeffs),
            reinterpret_cast<const double*>(rows), row_stride, terms, n);
 }
@@ -133,7 +132,7 @@ void dot_two_chunks(const double* a, const double* b, double* out)
 void dot_two_chunks(const complex* a, const complex* b, complex* out)
 {
     std::array<complex, 2> quick;
-    if (gemm_path_current() != portable_path && cpu_features().avx2)
+    if (avx2_in_force(gemm_path_current()))
         avx2_unfused_two_complex_dots(reinterpret_cast<const double*>(a),
                                       reinterpret_cast<const double*>(b), chunk_elements,
                                       reinterpret_cast<double*>(quick.data()));

@@ -4,8 +4,10 @@
 // gemm_path_current() once, above its loop, and passes the code down. Complex portable forms are
 // plain loops of full products (C99 recovery of infinities).
 
+#include "numerical/gemm/kernels/axpy.hpp"
+#include "numerical/gemm/kernels/dot.hpp"
+#include "numerical/gemm/kernels/gemv_transposed.hpp"
 #include "numerical/gemm/path.hpp"
-#include "numerical/gemm/vector_kernels.hpp"
 
 #include <complex>
 #include <cstddef>

@@ -1,8 +1,8 @@
 #include "numerical/nonsymmetric/hessenberg.hpp"
 
-#include "numerical/eigen/panel_kernels.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
@@ -29,27 +29,6 @@ template <class T>
 bool is_zero_beyond_first(const std::vector<T>& x)
 {
     return std::all_of(x.begin() + 1, x.end(), [](const T& element) { return element == T(0); });
-}
-
-// out[t] = rows[t]ᴴ·v for `count` rows of n elements.
-template <class T>
-void row_dots(int path, T* out, const T* v, const T* rows, std::size_t stride, std::size_t count,
-              std::size_t n)
-{
-    if (path == portable_path) {
-        for (std::size_t t = 0; t < count; ++t) {
-            out[t] = 0;
-            for (std::size_t j = 0; j < n; ++j)
-                out[t] += finite_product(conjugate(rows[t * stride + j]), v[j]);
-        }
-        return;
-    }
-    constexpr bool real = std::is_same_v<T, double>;
-    const row_dots_kernel wide = real ? avx512_row_dots : avx512_complex_row_dots;
-    const row_dots_kernel narrow = real ? avx2_row_dots : avx2_complex_row_dots;
-    (path == avx512_path ? wide : narrow)(reinterpret_cast<double*>(out),
-                                          reinterpret_cast<const double*>(v),
-                                          reinterpret_cast<const double*>(rows), stride, count, n);
 }
 
 // --- column by column ----------------------------------------------------------------------------

@@ -1,11 +1,11 @@
 #include "numerical/factor/reflector.hpp"
-#include "numerical/factor/row_updates.hpp"
 #include "numerical/factor/sweep_wavefront.hpp"
+#include "numerical/gemm/kernels/gemv.hpp"
+#include "numerical/gemm/kernels/ger.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/svd/band_bidiagonal.hpp"
 #include "numerical/svd/chase_kernels.hpp"
-#include "numerical/svd/row_dots.hpp"
 
 #include <algorithm>
 #include <array>

@@ -1,9 +1,9 @@
 #include "numerical/svd/bidiagonal_panel.hpp"
 
 #include "numerical/factor/reflector.hpp"
+#include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
-#include "numerical/svd/row_dots.hpp"
 
 #include <algorithm>
 #include <array>

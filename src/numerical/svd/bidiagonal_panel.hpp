@@ -3,9 +3,9 @@
 // Some columns of the blocked reduction to bidiagonal form, and the rows right of them.
 
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/kernels/gemv_transposed.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/svd/bidiagonal.hpp"
-#include "numerical/svd/column_sums.hpp"
 
 #include <cstddef>
 #include <vector>

@@ -1,12 +1,12 @@
 #include "numerical/svd/bidiagonal.hpp"
 
 #include "numerical/factor/reflector.hpp"
-#include "numerical/factor/row_updates.hpp"
+#include "numerical/gemm/kernels/gemv_unfused.hpp"
+#include "numerical/gemm/kernels/ger.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/svd/aligned_rows.hpp"
-#include "numerical/svd/row_dots.hpp"
 
 #include <algorithm>
 #include <array>

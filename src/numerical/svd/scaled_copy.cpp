@@ -1,6 +1,6 @@
 #include "numerical/svd/scaled_copy.hpp"
 
-#include "numerical/factor/divide_row.hpp"
+#include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"

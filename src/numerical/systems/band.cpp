@@ -1,8 +1,8 @@
 #include "numerical/systems/band.hpp"
 
 #include "numerical/errors.hpp"
-#include "numerical/factor/divide_row.hpp"
-#include "numerical/factor/row_updates.hpp"
+#include "numerical/gemm/kernels/ger.hpp"
+#include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"

@@ -1,7 +1,7 @@
 #include "numerical/systems/triangle.hpp"
 
-#include "numerical/factor/divide_row.hpp"
 #include "numerical/factor/triangular_solve.hpp"
+#include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"

@@ -1,6 +1,6 @@
-#include "numerical/factor/complex_panel.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/factor/reflector.hpp"
+#include "numerical/gemm/kernels/reflect_panel.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
 

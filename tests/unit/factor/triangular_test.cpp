@@ -1,6 +1,6 @@
 #include "numerical/factor/triangular.hpp"
 
-#include "numerical/factor/divide_row.hpp"
+#include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 
 #include "matrices.hpp"

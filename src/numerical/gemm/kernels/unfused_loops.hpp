@@ -3,6 +3,7 @@
 // The tiles of unfused.hpp for vectors of any width. For the kernels' own sources only: unnamed, as
 // the vectors are.
 
+#include "numerical/gemm/kernels/lanes/access.hpp"
 #include "numerical/gemm/kernels/unfused.hpp"
 
 #include <cstddef>
@@ -35,27 +36,6 @@ struct unfused_factor<std::complex<double>, Lanes>
     explicit unfused_factor(typename Lanes::vector b) : entries(b) {}
 
     typename Lanes::vector times(const double* a) const { return entries.times(a[0], a[1]); }
-};
-
-// A whole vector, or the first lanes of the last one of a row.
-template <class Lanes>
-struct whole_vector
-{
-    typename Lanes::vector load(const double* x) const { return Lanes::load(x); }
-
-    void store(double* x, typename Lanes::vector v) const { Lanes::store(x, v); }
-};
-
-template <class Lanes>
-struct last_vector
-{
-    typename Lanes::selection lanes;
-
-    explicit last_vector(std::size_t count) : lanes(Lanes::first(count)) {}
-
-    typename Lanes::vector load(const double* x) const { return Lanes::load_those(x, lanes); }
-
-    void store(double* x, typename Lanes::vector v) const { Lanes::store_those(x, lanes, v); }
 };
 
 // One tile of C in registers: `rows` rows of `vectors` vectors.

@@ -20,27 +20,26 @@ struct lanes
 
     static void store(double* x, vector v) { _mm256_storeu_pd(x, v); }
 
-    // Some of the lanes: the first `count`, 0 < count < width.
+    // Some of the lanes: the first `count`, 0 < count < width. They are loaded and stored in the
+    // same parts: a masked store takes many times as long, and a load of the whole would wait for
+    // it.
     struct selection
     {
-        __m256i mask;
         std::size_t count;
     };
 
-    static selection first(std::size_t count)
-    {
-        alignas(32) static constexpr long long bits[2 * width] = {-1, -1, -1, -1, 0, 0, 0, 0};
-        return {_mm256_loadu_si256(reinterpret_cast<const __m256i*>(bits + width - count)), count};
-    }
+    static selection first(std::size_t count) { return {count}; }
 
     // Zeros in the other lanes.
-    static vector load_those(const double* x, const selection& those)
+    static vector load_those(const double* x, selection those)
     {
-        return _mm256_maskload_pd(x, those.mask);
+        if (those.count == 1)
+            return _mm256_zextpd128_pd256(_mm_load_sd(x));
+        const __m256d low = _mm256_zextpd128_pd256(_mm_loadu_pd(x));
+        return those.count == 2 ? low : _mm256_insertf128_pd(low, _mm_load_sd(x + 2), 1);
     }
 
-    // By parts: a masked store takes many times as long.
-    static void store_those(double* x, const selection& those, vector v)
+    static void store_those(double* x, selection those, vector v)
     {
         const __m128d low = _mm256_castpd256_pd128(v);
         if (those.count == 1)
@@ -65,6 +64,20 @@ struct lanes
 
     static vector less(vector sum, vector a, vector b) { return _mm256_fnmadd_pd(a, b, sum); }
 
+    // The sum of all lanes, by halves.
+    static double fold(vector v)
+    {
+        const __m128d pair = halves_added(v);
+        return _mm_cvtsd_f64(_mm_add_sd(pair, _mm_unpackhi_pd(pair, pair)));
+    }
+
+    // The sum of the even lanes less that of the odd ones, each by halves.
+    static double alternating_fold(vector v)
+    {
+        const __m128d pair = halves_added(v);
+        return _mm_cvtsd_f64(_mm_sub_sd(pair, _mm_unpackhi_pd(pair, pair)));
+    }
+
     // Lane l is the sum of the lanes of rows[l], taken by halves.
     static vector sums_of(const vector (&rows)[width])
     {
@@ -76,6 +89,12 @@ struct lanes
 
     // The complex number re + i·im throughout.
     static vector all(double re, double im) { return _mm256_setr_pd(re, im, re, im); }
+
+    // (-x, x, -x, x).
+    static vector alternating(double x)
+    {
+        return _mm256_xor_pd(_mm256_setr_pd(-0.0, 0.0, -0.0, 0.0), _mm256_set1_pd(x));
+    }
 
     // The parts of the complex numbers of a vector exchanged.
     static vector swapped(vector z) { return _mm256_permute_pd(z, 0x5); }
@@ -95,17 +114,25 @@ struct lanes
 
         explicit complex_factor(vector numbers) : z(numbers), swapped_z(swapped(numbers)) {}
 
-        // (re + i·im)·z by the textbook formula, each product and each sum rounded.
-        vector times(double re, double im) const
+        // (re + i·im)·z by the textbook formula, each product and each sum rounded. Vectors hold
+        // each part of a factor twice.
+        vector times(vector re, vector im) const
         {
-            return _mm256_addsub_pd(_mm256_mul_pd(_mm256_set1_pd(re), z),
-                                    _mm256_mul_pd(_mm256_set1_pd(im), swapped_z));
+            return _mm256_addsub_pd(_mm256_mul_pd(re, z), _mm256_mul_pd(im, swapped_z));
         }
+
+        vector times(double re, double im) const { return times(all(re), all(im)); }
     };
 
     static bool has_nan(vector x)
     {
         return _mm256_movemask_pd(_mm256_cmp_pd(x, x, _CMP_UNORD_Q)) != 0;
+    }
+
+private:
+    static __m128d halves_added(vector v)
+    {
+        return _mm_add_pd(_mm256_extractf128_pd(v, 1), _mm256_castpd256_pd128(v));
     }
 };
 

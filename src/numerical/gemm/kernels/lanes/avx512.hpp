@@ -20,10 +20,13 @@ struct lanes
 
     static void store(double* x, vector v) { _mm512_storeu_pd(x, v); }
 
-    // Some of the lanes: the first `count`, 0 < count < width.
+    // Some of the lanes: the first `count` > 0, or all.
     using selection = __mmask8;
 
-    static selection first(std::size_t count) { return static_cast<__mmask8>((1U << count) - 1U); }
+    static selection first(std::size_t count)
+    {
+        return static_cast<__mmask8>(count < width ? (1U << count) - 1U : 0xFFU);
+    }
 
     // Zeros in the other lanes.
     static vector load_those(const double* x, selection those)
@@ -51,6 +54,15 @@ struct lanes
 
     static vector less(vector sum, vector a, vector b) { return _mm512_fnmadd_pd(a, b, sum); }
 
+    // The sum of all lanes, by halves.
+    static double fold(vector v) { return _mm512_reduce_add_pd(v); }
+
+    // The sum of the even lanes less that of the odd ones, each by halves.
+    static double alternating_fold(vector v)
+    {
+        return fold(_mm512_mul_pd(_mm512_setr_pd(1, -1, 1, -1, 1, -1, 1, -1), v));
+    }
+
     // Lane l is the sum of the lanes of rows[l], taken by halves.
     static vector sums_of(const vector (&rows)[width])
     {
@@ -63,6 +75,9 @@ struct lanes
     {
         return _mm512_unpacklo_pd(_mm512_set1_pd(re), _mm512_set1_pd(im));
     }
+
+    // (-x, x, -x, x, ...).
+    static vector alternating(double x) { return all(-x, x); }
 
     // The parts of the complex numbers of a vector exchanged.
     static vector swapped(vector z) { return _mm512_permute_pd(z, 0x55); }
@@ -82,12 +97,14 @@ struct lanes
 
         explicit complex_factor(vector numbers) : z(numbers), turned_z(turned(numbers)) {}
 
-        // (re + i·im)·z by the textbook formula, each product and each sum rounded.
-        vector times(double re, double im) const
+        // (re + i·im)·z by the textbook formula, each product and each sum rounded. Vectors hold
+        // each part of a factor twice.
+        vector times(vector re, vector im) const
         {
-            return _mm512_add_pd(_mm512_mul_pd(_mm512_set1_pd(re), z),
-                                 _mm512_mul_pd(_mm512_set1_pd(im), turned_z));
+            return _mm512_add_pd(_mm512_mul_pd(re, z), _mm512_mul_pd(im, turned_z));
         }
+
+        vector times(double re, double im) const { return times(all(re), all(im)); }
     };
 
     static bool has_nan(vector x) { return _mm512_cmp_pd_mask(x, x, _CMP_UNORD_Q) != 0; }

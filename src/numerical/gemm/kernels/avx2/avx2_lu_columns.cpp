@@ -1,0 +1,22 @@
+#include "numerical/gemm/kernels/lu_columns.hpp"
+
+#include "numerical/gemm/kernels/lanes/avx2.hpp"
+#include "numerical/gemm/kernels/lu_columns_loops.hpp"
+
+// Built for AVX2 and FMA.
+
+namespace numerical::detail {
+
+void avx2_apply_columns(std::size_t run, const double* l, double* dest, std::size_t dest_columns,
+                        std::size_t stride, std::size_t rows)
+{
+    apply_columns<lanes, real_coefficient<lanes>>(run, l, dest, dest_columns, stride, rows);
+}
+
+void avx2_apply_complex_columns(std::size_t run, const double* l, double* dest,
+                                std::size_t dest_columns, std::size_t stride, std::size_t rows)
+{
+    apply_columns<lanes, complex_coefficient<lanes>>(run, l, dest, dest_columns, stride, rows);
+}
+
+} // namespace numerical::detail

@@ -1,0 +1,36 @@
+#include "numerical/gemm/kernels/gemv_transposed.hpp"
+
+#include "numerical/gemm/kernels/column_sums_loops.hpp"
+#include "numerical/gemm/kernels/gemv_transposed_loops.hpp"
+#include "numerical/gemm/kernels/lanes/avx512.hpp"
+
+// Built for AVX-512F alone.
+
+namespace numerical::detail {
+
+void avx512_subtract_products(double* out, const double* coeffs, const double* rows,
+                              std::size_t row_stride, std::size_t terms, std::size_t n)
+{
+    subtract_rows<lanes, real_coefficient<lanes>>(out, coeffs, rows, row_stride, terms, n);
+}
+
+void avx512_subtract_complex_products(double* out, const double* coeffs, const double* rows,
+                                      std::size_t row_stride, std::size_t terms, std::size_t n)
+{
+    subtract_rows<lanes, complex_coefficient<lanes>>(out, coeffs, rows, 2 * row_stride, terms,
+                                                     2 * n);
+}
+
+void avx512_add_column_sums(double* sums, const double* coefficients, const double* rows,
+                            std::size_t stride, std::size_t count, std::size_t n)
+{
+    add_sums<lanes, 1, 8>(sums, coefficients, rows, stride, count, n);
+}
+
+void avx512_add_column_sum_pairs(double* sums, const double* coefficients, const double* rows,
+                                 std::size_t stride, std::size_t count, std::size_t n)
+{
+    add_sums<lanes, 2, 16>(sums, coefficients, rows, stride, count, n);
+}
+
+} // namespace numerical::detail

@@ -1,0 +1,55 @@
+#pragma once
+
+// Dots of one vector with many rows. Declarations only, so the header may be included from any
+// target. Counts and strides are in elements; complex data passed as double* is interleaved (real,
+// imaginary). The AVX forms fuse; the order of a row's sum depends on the form and on n, never on
+// the alignment.
+
+#include <complex>
+#include <cstddef>
+
+namespace numerical::detail {
+
+// --- out[t] = sum over j < n of conj(rows[t·stride + j])·v[j] for t < count ----------------------
+// For long rows. On AVX2 four real rows together have two accumulators each, for vectors in turn,
+// and the rows after the last four have one.
+void avx2_row_dots(double* out, const double* v, const double* rows, std::size_t stride,
+                   std::size_t count, std::size_t n);
+void avx512_row_dots(double* out, const double* v, const double* rows, std::size_t stride,
+                     std::size_t count, std::size_t n);
+void avx2_complex_row_dots(double* out, const double* v, const double* rows, std::size_t stride,
+                           std::size_t count, std::size_t n);
+void avx512_complex_row_dots(double* out, const double* v, const double* rows, std::size_t stride,
+                             std::size_t count, std::size_t n);
+
+// By path; the portable form is a plain ascending loop, complex products recovering infinities.
+// T = double or std::complex<double>.
+template <class T>
+void row_dots(int path, T* out, const T* v, const T* rows, std::size_t stride, std::size_t count,
+              std::size_t n);
+
+// --- w[i] += sum over j < n of rows[i·stride + j]·x[j] for i < count -----------------------------
+// For short rows from a near cache. A row's sum does not depend on the other rows. Complex rows
+// come as real rows of twice the length, with two vectors that make the real and the imaginary part
+// of a dot: w[2i] += row i times x, w[2i + 1] += row i times y.
+void add_row_dots(double* w, const double* rows, std::size_t stride, std::size_t count,
+                  const double* x, std::size_t n);
+void avx2_add_row_dots(double* w, const double* rows, std::size_t stride, std::size_t count,
+                       const double* x, std::size_t n);
+void avx512_add_row_dots(double* w, const double* rows, std::size_t stride, std::size_t count,
+                         const double* x, std::size_t n);
+void add_row_dot_pairs(double* w, const double* rows, std::size_t stride, std::size_t count,
+                       const double* x, const double* y, std::size_t n);
+void avx2_add_row_dot_pairs(double* w, const double* rows, std::size_t stride, std::size_t count,
+                            const double* x, const double* y, std::size_t n);
+void avx512_add_row_dot_pairs(double* w, const double* rows, std::size_t stride, std::size_t count,
+                              const double* x, const double* y, std::size_t n);
+
+// By path; no conjugation.
+void add_row_dots_on(int path, double* w, const double* rows, std::size_t stride, std::size_t count,
+                     const double* x, std::size_t n);
+void add_row_dots_on(int path, std::complex<double>* w, const std::complex<double>* rows,
+                     std::size_t stride, std::size_t count, const std::complex<double>* x,
+                     std::size_t n);
+
+} // namespace numerical::detail

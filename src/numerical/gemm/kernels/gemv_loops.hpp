@@ -1,0 +1,109 @@
+#pragma once
+
+// The row dots of gemv.hpp for vectors of any width. For the kernels' own sources only: unnamed, as
+// the vectors are.
+
+#include "numerical/gemm/kernels/complex_sums.hpp"
+#include "numerical/gemm/kernels/lanes/access.hpp"
+
+#include <cstddef>
+
+namespace numerical::detail {
+namespace {
+
+// One accumulator of a row, with the doubles of its dot.
+template <class Lanes>
+struct real_row_sum
+{
+    using vector = typename Lanes::vector;
+    static constexpr std::size_t doubles = 1;
+    vector sum;
+
+    void clear() { sum = Lanes::zero(); }
+
+    void add(vector row, vector v, vector /*swapped_v*/) { sum = Lanes::more(sum, row, v); }
+
+    void join(const real_row_sum& other) { sum = Lanes::plus(sum, other.sum); }
+
+    void store(double* out) const { *out = Lanes::fold(sum); }
+};
+
+template <class Lanes>
+struct complex_row_sum : complex_sums<Lanes>
+{
+    static constexpr std::size_t doubles = 2;
+
+    void store(double* out) const
+    {
+        const std::complex<double> dot = this->conjugate_dot();
+        out[0] = dot.real();
+        out[1] = dot.imag();
+    }
+};
+
+template <class Lanes, class Sum, std::size_t rows, class Access>
+void add_entries(Sum (&sums)[rows], const double* row, std::size_t stride, const double* v,
+                 const Access& access)
+{
+    const auto with = access.load(v);
+    const auto swapped = Lanes::swapped(with);
+#pragma GCC unroll 4
+    for (std::size_t r = 0; r < rows; ++r)
+        sums[r].add(access.load(row + r * stride), with, swapped);
+}
+
+// `rows` rows side by side, vectors taken in turn by `chains` accumulators of each. Stride and n in
+// doubles.
+template <class Lanes, class Sum, std::size_t rows, std::size_t chains>
+void dots_of_rows(double* out, const double* v, const double* row, std::size_t stride,
+                  std::size_t n)
+{
+    constexpr std::size_t width = Lanes::width;
+    // Of an operand in memory the compiler makes two loads, one for each product of a complex
+    // entry; a masked one, which costs no more, it keeps.
+    constexpr bool masked = width > 4 && Sum::doubles == 2;
+    const whole_vector<Lanes> whole;
+    Sum sums[chains][rows];
+#pragma GCC unroll 2
+    for (std::size_t c = 0; c < chains; ++c)
+#pragma GCC unroll 4
+        for (std::size_t r = 0; r < rows; ++r)
+            sums[c][r].clear();
+    std::size_t j = 0;
+    if constexpr (masked)
+        for (; j < n; j += width)
+            add_entries<Lanes>(sums[0], row + j, stride, v + j, last_vector<Lanes>(n - j));
+    for (; j + chains * width <= n; j += chains * width)
+#pragma GCC unroll 2
+        for (std::size_t c = 0; c < chains; ++c)
+            add_entries<Lanes>(sums[c], row + j + c * width, stride, v + j + c * width, whole);
+    for (; j + width <= n; j += width)
+        add_entries<Lanes>(sums[0], row + j, stride, v + j, whole);
+    if (j < n)
+        add_entries<Lanes>(sums[chains - 1], row + j, stride, v + j, last_vector<Lanes>(n - j));
+#pragma GCC unroll 4
+    for (std::size_t r = 0; r < rows; ++r) {
+        if constexpr (chains == 2)
+            sums[0][r].join(sums[1][r]);
+        sums[0][r].store(out + r * Sum::doubles);
+    }
+}
+
+// Four rows at a time, with `chains` accumulators each, then one by one.
+template <class Lanes, template <class> class Sum, std::size_t chains>
+void dots_of_all_rows(double* out, const double* v, const double* rows, std::size_t stride,
+                      std::size_t count, std::size_t n)
+{
+    using sum = Sum<Lanes>;
+    constexpr std::size_t doubles = sum::doubles;
+    const std::size_t step = stride * doubles;
+    std::size_t t = 0;
+    for (; t + 4 <= count; t += 4)
+        dots_of_rows<Lanes, sum, 4, chains>(out + t * doubles, v, rows + t * step, step,
+                                            n * doubles);
+    for (; t < count; ++t)
+        dots_of_rows<Lanes, sum, 1, 1>(out + t * doubles, v, rows + t * step, step, n * doubles);
+}
+
+} // namespace
+} // namespace numerical::detail

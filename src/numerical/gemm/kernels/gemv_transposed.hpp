@@ -1,0 +1,54 @@
+#pragma once
+
+// Products of a row vector with a matrix, combinations of rows, in three forms. Declarations only,
+// so the header may be included from any target. Counts and strides are in elements; complex data
+// passed as double* is interleaved (real, imaginary). Sums ascend over the rows, element by
+// element, so that their bits depend on nothing but the form.
+
+#include <complex>
+#include <cstddef>
+
+namespace numerical::detail {
+
+// out[j] -= sum over t of coeffs[t]·rows[t·row_stride + j], t ascending; fused on AVX paths.
+template <class T>
+void subtract_products(T* out, const T* coeffs, const T* rows, std::size_t row_stride,
+                       std::size_t terms, std::size_t n); // portable for double
+void avx2_subtract_products(double* out, const double* coeffs, const double* rows,
+                            std::size_t row_stride, std::size_t terms, std::size_t n);
+void avx512_subtract_products(double* out, const double* coeffs, const double* rows,
+                              std::size_t row_stride, std::size_t terms, std::size_t n);
+// Complex without conjugation; each term in two fused steps, by Re(c) and by Im(c).
+void avx2_subtract_complex_products(double* out, const double* coeffs, const double* rows,
+                                    std::size_t row_stride, std::size_t terms, std::size_t n);
+void avx512_subtract_complex_products(double* out, const double* coeffs, const double* rows,
+                                      std::size_t row_stride, std::size_t terms, std::size_t n);
+
+// sums[j] += Σᵢ coefficients[i]·rows[i·stride + j], i ascending from zero, for narrow tiles of
+// n <= column_tile doubles whose rows lie far apart: the sums stay in registers while the rows
+// stream by, and rows are prefetched.
+constexpr std::size_t column_tile = 64;
+void add_column_sums(double* sums, const double* coefficients, const double* rows,
+                     std::size_t stride, std::size_t count, std::size_t n);
+void avx2_add_column_sums(double* sums, const double* coefficients, const double* rows,
+                          std::size_t stride, std::size_t count, std::size_t n);
+void avx512_add_column_sums(double* sums, const double* coefficients, const double* rows,
+                            std::size_t stride, std::size_t count, std::size_t n);
+
+// Two coefficients to a row: sums[j] with coefficients[2i], sums[column_tile + j] with
+// coefficients[2i + 1].
+void add_column_sum_pairs(double* sums, const double* coefficients, const double* rows,
+                          std::size_t stride, std::size_t count, std::size_t n);
+void avx2_add_column_sum_pairs(double* sums, const double* coefficients, const double* rows,
+                               std::size_t stride, std::size_t count, std::size_t n);
+void avx512_add_column_sum_pairs(double* sums, const double* coefficients, const double* rows,
+                                 std::size_t stride, std::size_t count, std::size_t n);
+
+// By path, for both element types; no conjugation. n elements fill at most a tile.
+void add_column_sums_on(int path, double* sums, const double* coefficients, const double* rows,
+                        std::size_t stride, std::size_t count, std::size_t n);
+void add_column_sums_on(int path, std::complex<double>* sums,
+                        const std::complex<double>* coefficients, const std::complex<double>* rows,
+                        std::size_t stride, std::size_t count, std::size_t n);
+
+} // namespace numerical::detail

@@ -1,0 +1,140 @@
+#include "numerical/gemm/kernels/gemv_transposed.hpp"
+
+#include "guarded.hpp"
+#include "matrices.hpp"
+#include "numerical/gemm/vector_dispatch.hpp"
+#include "paths.hpp"
+#include "vector_model.hpp"
+
+#include <complex>
+#include <gtest/gtest.h>
+#include <numeric>
+
+namespace {
+
+using namespace numerical::detail;
+using namespace test;
+using complex = std::complex<double>;
+
+constexpr std::size_t most = 70; // beyond two steps of 32
+
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+TEST(gemv_transposed, subtract_products_takes_terms_in_ascending_order)
+{
+    for (const int path : test::available_paths())
+        for (const std::size_t terms : {0U, 1U, 2U, 5U})
+            for (std::size_t n = 0; n <= most; ++n) {
+                const std::size_t stride = n + 3;
+                auto out = operand(n, 11);
+                auto coeffs = operand(terms, 12);
+                guarded rows(std::vector<double>(terms * stride, quiet_nan), quiet_nan);
+                const auto values = test::random_vector<double>(terms * n, 13);
+                auto want = out.values();
+                for (std::size_t t = 0; t < terms; ++t)
+                    for (std::size_t j = 0; j < n; ++j) {
+                        rows.data()[t * stride + j] = values[t * n + j];
+                        want[j] = model::add_product(model::form_of(path), want[j],
+                                                     -coeffs.data()[t], values[t * n + j]);
+                    }
+                subtract_products_on(path, out.data(), coeffs.data(), rows.data(), stride, terms,
+                                     n);
+                expect_same_bits(out.values(), want, label(path, n));
+                EXPECT_TRUE(out.intact()) << label(path, n);
+            }
+}
+
+// out - c·r in two fused steps a term: by Re(c), then by Im(c).
+complex less_product(complex out, complex c, complex r)
+{
+    const double re = std::fma(c.imag(), r.imag(), std::fma(-c.real(), r.real(), out.real()));
+    const double im = std::fma(-c.imag(), r.real(), std::fma(-c.real(), r.imag(), out.imag()));
+    return {re, im};
+}
+
+complex* as_complex(double* parts)
+{
+    return reinterpret_cast<complex*>(parts);
+}
+
+TEST(gemv_transposed, subtract_complex_products_takes_two_steps_a_term)
+{
+    for (const int path : test::available_paths())
+        for (const std::size_t terms : {0U, 1U, 2U, 5U})
+            for (std::size_t n = 0; n <= most / 2; ++n) {
+                const std::size_t stride = n + 2;
+                auto out_values = test::random_vector<complex>(n, 14);
+                const auto coeffs = test::random_vector<complex>(terms, 15);
+                const auto values = test::random_vector<complex>(terms * n, 16);
+                guarded out(parts_of(out_values), quiet_nan);
+                guarded rows(std::vector<double>(2 * terms * stride, quiet_nan), quiet_nan);
+                for (std::size_t t = 0; t < terms; ++t)
+                    for (std::size_t j = 0; j < n; ++j) {
+                        const complex value = values[t * n + j];
+                        as_complex(rows.data())[t * stride + j] = value;
+                        complex& want = out_values[j];
+                        want = path == portable_path ? want - coeffs[t] * value
+                                                     : less_product(want, coeffs[t], value);
+                    }
+                subtract_products_on(path, as_complex(out.data()), coeffs.data(),
+                                     as_complex(rows.data()), stride, terms, n);
+                expect_same_bits(out.values(), parts_of(out_values), label(path, n));
+                EXPECT_TRUE(out.intact()) << label(path, n);
+            }
+}
+
+TEST(gemv_transposed, complex_subtract_scaled_is_one_term_of_subtract_products)
+{
+    const auto x = test::random_vector<complex>(21, 17);
+    const complex alpha(0.3, -0.7);
+    for (const int path : test::available_paths()) {
+        auto y = test::random_vector<complex>(21, 18);
+        auto want = y;
+        subtract_products_on(path, want.data(), &alpha, x.data(), 21, 1, 21);
+        subtract_scaled_on(path, y.data(), x.data(), alpha, 21);
+        EXPECT_EQ(y, want) << label(path, 21);
+    }
+}
+
+TEST(gemv_transposed, portable_complex_products_recover_infinities)
+{
+    const complex coeff(infinity, 0.0);
+    const complex row(1.0, infinity); // the quick formula alone gives (NaN, ...)
+    complex out = 0;
+    subtract_products_on(portable_path, &out, &coeff, &row, 1, 1, 1);
+    EXPECT_TRUE(std::isinf(out.real()) || std::isinf(out.imag()));
+}
+
+template <class T>
+class column_sums : public testing::Test
+{
+};
+
+using element_types = testing::Types<double, std::complex<double>>;
+TYPED_TEST_SUITE(column_sums, element_types);
+
+constexpr double guard = 12345;
+
+TYPED_TEST(column_sums, are_exact_on_small_integers)
+{
+    constexpr std::size_t tile =
+        numerical::detail::column_tile * sizeof(double) / sizeof(TypeParam);
+    for (const int path : test::available_paths())
+        for (const std::size_t count : {0, 1, 2, 17})
+            for (std::size_t n = 0; n <= tile; ++n) {
+                const std::size_t stride = n + 1;
+                auto rows = test::integer_vector<TypeParam>(count * stride, 4);
+                for (std::size_t i = 0; i < count; ++i)
+                    rows[i * stride + n] = std::numeric_limits<double>::quiet_NaN();
+                const auto x = test::integer_vector<TypeParam>(count, 5);
+                std::vector<TypeParam> sums(n + 1, TypeParam(guard));
+                auto expected = sums;
+                for (std::size_t i = 0; i < count; ++i)
+                    for (std::size_t j = 0; j < n; ++j)
+                        expected[j] += x[i] * rows[i * stride + j];
+                add_column_sums_on(path, sums.data(), x.data(), rows.data(), stride, count, n);
+                EXPECT_EQ(sums, expected) << count << ", " << n << " on path " << path;
+            }
+}
+
+} // namespace
