@@ -8,6 +8,7 @@
 #include "package/unlocked.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <string>
 #include <utility>
@@ -45,23 +46,66 @@ complex times(const complex& z, double x)
     return {z.real() * x, z.imag() * x};
 }
 
-// exp(x + iy) - 1: the real part e^x cos y - 1 = expm1(x) cos y - 2 sin²(y/2) without cancellation.
-complex complex_expm1(const complex& z)
+// So many numbers are taken apart at a time.
+constexpr std::size_t block = 128;
+using block_of_reals = std::array<double, block>;
+
+// f(x, y, to, count) with the parts of at most a block of numbers at a time. Both functions below
+// are composed of this project's real ones: the last bits of the C library's depend on the
+// processor.
+template <class F>
+tensor<complex> by_parts(const F& f, const tensor<complex>& a)
 {
-    const double half = std::sin(z.imag() / 2);
-    return {std::expm1(z.real()) * std::cos(z.imag()) - 2 * half * half,
-            std::exp(z.real()) * std::sin(z.imag())};
+    std::vector<complex> data = detail::uninitialized<complex>(a.data.size());
+    block_of_reals x;
+    block_of_reals y;
+    for (std::size_t from = 0; from < data.size(); from += block) {
+        const std::size_t count = std::min(block, data.size() - from);
+        for (std::size_t i = 0; i < count; ++i) {
+            x[i] = a.data[from + i].real();
+            y[i] = a.data[from + i].imag();
+        }
+        f(x, y, data.data() + from, count);
+    }
+    return tensor<complex>(a.shape, std::move(data));
+}
+
+// exp(x + iy) - 1: the real part e^x cos y - 1 = expm1(x) cos y - 2 sin²(y/2) without cancellation.
+void complex_expm1(const block_of_reals& x, const block_of_reals& y, complex* to, std::size_t count)
+{
+    block_of_reals half;
+    block_of_reals sine;
+    block_of_reals cosine;
+    block_of_reals power;
+    block_of_reals away{};
+    std::transform(y.begin(), y.begin() + count, half.begin(), [](double v) { return v / 2; });
+    vector_math::sin(half.data(), half.data(), count);
+    vector_math::sin(y.data(), sine.data(), count);
+    vector_math::cos(y.data(), cosine.data(), count);
+    vector_math::exp(x.data(), power.data(), count);
+    vector_math::expm1(x.data(), away.data(), count);
+    for (std::size_t i = 0; i < count; ++i)
+        to[i] = {away[i] * cosine[i] - 2 * half[i] * half[i], power[i] * sine[i]};
 }
 
 // log(1 + x + iy): near 0 the modulus is 1 + (x(2 + x) + y²)/2 and so on.
-complex complex_log1p(const complex& z)
+void complex_log1p(const block_of_reals& x, const block_of_reals& y, complex* to, std::size_t count)
 {
-    const double x = z.real();
-    const double y = z.imag();
-    const double away = x * (2 + x) + y * y;
-    const double real =
-        std::fabs(away) < 0.5 ? std::log1p(away) / 2 : std::log(std::hypot(1 + x, y));
-    return {real, std::atan2(y, 1 + x)};
+    block_of_reals beyond{}; // 1 + x
+    block_of_reals away{};
+    block_of_reals near;
+    block_of_reals far;
+    block_of_reals angle;
+    for (std::size_t i = 0; i < count; ++i) {
+        beyond[i] = 1 + x[i];
+        away[i] = x[i] * (2 + x[i]) + y[i] * y[i];
+    }
+    vector_math::log1p(away.data(), near.data(), count);
+    vector_math::hypot({beyond.data()}, {y.data()}, far.data(), count);
+    vector_math::log(far.data(), far.data(), count);
+    vector_math::arctan2({y.data()}, {beyond.data()}, angle.data(), count);
+    for (std::size_t i = 0; i < count; ++i)
+        to[i] = {std::fabs(away[i]) < 0.5 ? near[i] / 2 : far[i], angle[i]};
 }
 
 // The functions that the vector functions don't have for complex numbers.
@@ -83,9 +127,9 @@ tensor<complex> composed(std::string_view name, const tensor<complex>& a)
             each_number([](const complex& z) { return times(z, 0.693147180559945309417232121458); },
                         a));
     if (name == "expm1")
-        return each_number(complex_expm1, a);
+        return by_parts(complex_expm1, a);
     if (name == "log1p")
-        return each_number(complex_log1p, a);
+        return by_parts(complex_log1p, a);
     if (name == "arcsin")
         return each_number([](const complex& z) { return std::asin(z); }, a);
     if (name == "arccos")

@@ -52,6 +52,22 @@ def test_small_arguments_lose_no_digits(dtype):
         np.testing.assert_allclose(found, a, rtol=3e-12, atol=0)
 
 
+def test_complex_expm1_and_log1p_have_the_bits_of_the_real_functions():
+    """As those have the same on all processors, which the C library's last bits haven't."""
+    for size in (1, 127, 128, 129, 300):
+        x, y = (normal((size,), "float64") * scale for scale in (2.0, 3.0))
+        z = nm.asarray(x + 1j * np.asarray(y))
+        half = nm.sin(nm.asarray(y) / 2.0)
+        expected = nm.expm1(x) * nm.cos(y) - 2.0 * half * half
+        assert nm.expm1(z).real.tolist() == expected.tolist()
+        assert nm.expm1(z).imag.tolist() == (nm.exp(x) * nm.sin(y)).tolist()
+        beyond = nm.asarray(1.0 + x)
+        away = nm.asarray(x * (2.0 + x) + y * y)
+        near, far = nm.log1p(away) / 2.0, nm.log(nm.hypot(beyond, y))
+        assert nm.log1p(z).real.tolist() == nm.where(nm.abs(away) < 0.5, near, far).tolist()
+        assert nm.log1p(z).imag.tolist() == nm.arctan2(y, beyond).tolist()
+
+
 @pytest.mark.parametrize("name", ["arctan2", "hypot", "maximum", "minimum"])
 def test_pairs_broadcast_as_numpys(name):
     for left, right in [((5,), (5,)), ((3, 1), (4,)), ((), (6,)), ((2, 3), ()), ((0,), (1,)), ((300,), (300,))]:
