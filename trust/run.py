@@ -24,7 +24,7 @@ import support
 # Seconds of a short run, and of a long one; a class ends sooner when nothing is left to try.
 CLASSES = {
     "memory": (120, 3600), "leaks": (60, 3600), "fuzz": (90, 7200), "bits": (60, 3600), "forks": (60, 3600),
-    "exits": (60, 7200), "races": (60, 7200), "accuracy": (60, 3600),
+    "exits": (60, 7200), "races": (60, 7200), "accuracy": (60, 3600), "machines": (60, 1800),
 }
 RESULTS = support.WORK / "results.json"
 PAGE = support.ROOT / "docs" / "trust.md"
