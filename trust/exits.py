@@ -36,6 +36,12 @@ def ended_by(number):
     threading.Event().wait()
 
 
+def interrupted():
+    # A shell that starts a program in the background has it ignore Ctrl-C.
+    signal.signal(signal.SIGINT, signal.default_int_handler)
+    ended_by(signal.SIGINT)
+
+
 def from_a_thread():
     threading.Thread(target=os._exit, args=(5,)).start()
     threading.Event().wait()
@@ -67,7 +73,7 @@ WAYS = {
     "exception": (lambda call, stop: raised(), 1),
     "SIGTERM": (lambda call, stop: ended_by(signal.SIGTERM), -signal.SIGTERM),
     "SIGKILL": (lambda call, stop: ended_by(signal.SIGKILL), -signal.SIGKILL),
-    "Ctrl-C": (lambda call, stop: ended_by(signal.SIGINT), -signal.SIGINT),
+    "Ctrl-C": (lambda call, stop: interrupted(), -signal.SIGINT),
     "exit of C": (lambda call, stop: _libc.exit(9), 9),
     "os._exit of a thread": (lambda call, stop: from_a_thread(), 5),
     "atexit": (lambda call, stop: atexit_that_computes(call), 6),
