@@ -2,7 +2,7 @@
 
 Each row is one expression, evaluated once with our names and once with NumPy's. The names in it:
 v and u are vectors, m and w square matrices of about as many elements, thin one of five columns, z
-and z2 complex, p positive, f within [-1, 1], s sorted, repeated with few values, i and places
+and z2 complex, p positive, q above 1, f within [-1, 1], s sorted, repeated with few values, i and places
 Positions, j and rows NumPy's ints, b, c and bm masks (ours of float64, NumPy's of bool). Where NumPy
 gives a view and ours is a copy, the view is copied too.
 """
@@ -40,7 +40,8 @@ EXPRESSIONS = {
         for name, operand in {
             "exp": "v", "exp2": "v", "expm1": "v", "log": "p", "log2": "p", "log10": "p", "log1p": "p",
             "sqrt": "p", "sin": "v", "cos": "v", "tan": "v", "sinh": "v", "cosh": "v", "tanh": "v",
-            "arcsin": "f", "arccos": "f", "arctan": "v", "square": "v",
+            "arcsin": "f", "arccos": "f", "arctan": "v", "arcsinh": "v", "arccosh": "q",
+            "arctanh": "f", "square": "v",
         }.items()
     ) + ("xp.arctan2(v, u)", "xp.hypot(v, u)", "xp.exp(z)", "xp.sqrt(z)", "xp.log(z)"),
     "reductions": tuple(
@@ -78,7 +79,7 @@ def scope_of(n):
     v, u = generator.standard_normal((2, n))
     m, w = generator.standard_normal((2, side, side))
     return {
-        "v": v, "u": u, "m": m, "w": w, "p": np.abs(v) + 0.1, "f": v / np.abs(v).max(),
+        "v": v, "u": u, "m": m, "w": w, "p": np.abs(v) + 0.1, "q": np.abs(v) + 1.0, "f": v / np.abs(v).max(),
         "z": v + 1j * u, "z2": m + 1j * w, "row": m[0].copy(), "column": m[:, :1].copy(),
         "b": v > 0, "c": u > 0, "bm": m > 0, "i": generator.permutation(n),
         "rows": generator.permutation(side)[: side // 2], "s": np.sort(u), "thin": v.reshape(-1, 5),

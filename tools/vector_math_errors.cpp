@@ -138,6 +138,21 @@ const std::vector<unary_case> unary_cases{
      atanl,
      mpfr_atan,
      {{-20, 20, numbers, false}, {-1, 1, numbers, false}, {1e-300, 1e300, binades, true}}},
+    {"arcsinh",
+     vm::arcsinh,
+     asinhl,
+     mpfr_asinh,
+     {{-20, 20, numbers, false}, {-1, 1, numbers, false}, {1e-300, 1.79e308, binades, true}}},
+    {"arccosh",
+     vm::arccosh,
+     acoshl,
+     mpfr_acosh,
+     {{1, 20, numbers, false}, {1, 1.01, numbers, false}, {1, 1.79e308, binades, false}}},
+    {"arctanh",
+     vm::arctanh,
+     atanhl,
+     mpfr_atanh,
+     {{-1, 1, numbers, false}, {1e-300, 1, binades, true}, {0.999, 1, numbers, false}}},
 };
 
 const std::vector<binary_case> binary_cases{

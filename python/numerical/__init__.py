@@ -32,8 +32,8 @@ from ._arrangement import (
     unstack, vander, vstack,
 )  # fmt: skip
 from ._functions import (
-    abs, absolute, acos, add, all, allclose, any, arccos, arcsin, arctan, arctan2, argmax,
-    argmin, argsort, array_equal, asin, atan, atan2, ceil, clip, conj, conjugate, cos, cosh,
+    abs, absolute, acos, acosh, add, all, allclose, any, arccos, arccosh, arcsin, arcsinh, arctan,
+    arctan2, arctanh, argmax, argmin, argsort, array_equal, asin, asinh, atan, atan2, atanh, ceil, clip, conj, conjugate, cos, cosh,
     copysign, count_nonzero, cumprod, cumsum, divide, equal, exp, exp2, expm1, floor, floor_divide, greater,
     greater_equal, hypot, imag, isclose, isfinite, isinf, isnan, less, less_equal, log, log10,
     log1p, log2, logical_and, logical_not, logical_or, logical_xor, max, maximum, mean, min,

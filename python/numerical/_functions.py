@@ -20,11 +20,15 @@ tanh = native.tanh
 arcsin = native.arcsin
 arccos = native.arccos
 arctan = native.arctan
+arcsinh = native.arcsinh
+arccosh = native.arccosh
+arctanh = native.arctanh
 arctan2 = native.arctan2
 hypot = native.hypot
 
 # The names of the array API.
 acos, asin, atan, atan2 = arccos, arcsin, arctan, arctan2
+acosh, asinh, atanh = arccosh, arcsinh, arctanh
 pow = power = native.power
 
 # --- arithmetic and rounding ----------------------------------------------------------------------

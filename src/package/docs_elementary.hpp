@@ -385,6 +385,75 @@ Examples
 Tensor([       0.0, 0.78539816,  1.5707963])
 )doc";
 
+constexpr char arcsinh_doc[] = R"doc(arcsinh(a)
+--
+
+The inverse hyperbolic sine of every element.
+
+Also under the name asinh.
+
+Parameters
+----------
+a : array_like
+    float64 or complex128, any shape.
+
+Returns
+-------
+Tensor
+    Of a's shape and dtype.
+
+Examples
+--------
+>>> nm.arcsinh([0.0, 1.0, nm.inf])
+Tensor([       0.0, 0.88137359,        inf])
+)doc";
+
+constexpr char arccosh_doc[] = R"doc(arccosh(a)
+--
+
+The inverse hyperbolic cosine of every element, not negative; NaN below 1 for float64.
+
+Also under the name acosh.
+
+Parameters
+----------
+a : array_like
+    float64 or complex128, any shape.
+
+Returns
+-------
+Tensor
+    Of a's shape and dtype.
+
+Examples
+--------
+>>> nm.arccosh([1.0, 2.0, nm.inf])
+Tensor([      0.0, 1.3169579,       inf])
+)doc";
+
+constexpr char arctanh_doc[] = R"doc(arctanh(a)
+--
+
+The inverse hyperbolic tangent of every element; NaN outside [-1, 1] for float64.
+
+Also under the name atanh.
+
+Parameters
+----------
+a : array_like
+    float64 or complex128, any shape.
+
+Returns
+-------
+Tensor
+    Of a's shape and dtype.
+
+Examples
+--------
+>>> nm.arctanh([0.0, 0.5, 1.0])
+Tensor([       0.0, 0.54930614,        inf])
+)doc";
+
 constexpr char arctan2_doc[] = R"doc(arctan2(y, x)
 --
 

@@ -134,6 +134,12 @@ tensor<complex> composed(std::string_view name, const tensor<complex>& a)
         return each_number([](const complex& z) { return std::asin(z); }, a);
     if (name == "arccos")
         return each_number([](const complex& z) { return std::acos(z); }, a);
+    if (name == "arcsinh")
+        return each_number([](const complex& z) { return std::asinh(z); }, a);
+    if (name == "arccosh")
+        return each_number([](const complex& z) { return std::acosh(z); }, a);
+    if (name == "arctanh")
+        return each_number([](const complex& z) { return std::atanh(z); }, a);
     return each_number([](const complex& z) { return std::atan(z); }, a); // arctan
 }
 
@@ -349,6 +355,21 @@ PyObject* arcsin(const binding::call_arguments& call)
 PyObject* arccos(const binding::call_arguments& call)
 {
     return elementary_call("arccos", call);
+}
+
+PyObject* arcsinh(const binding::call_arguments& call)
+{
+    return elementary_call("arcsinh", call);
+}
+
+PyObject* arccosh(const binding::call_arguments& call)
+{
+    return elementary_call("arccosh", call);
+}
+
+PyObject* arctanh(const binding::call_arguments& call)
+{
+    return elementary_call("arctanh", call);
 }
 
 PyObject* arctan(const binding::call_arguments& call)

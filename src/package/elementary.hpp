@@ -43,6 +43,9 @@ PyObject* tanh(const binding::call_arguments& call);
 PyObject* arcsin(const binding::call_arguments& call);
 PyObject* arccos(const binding::call_arguments& call);
 PyObject* arctan(const binding::call_arguments& call);
+PyObject* arcsinh(const binding::call_arguments& call);
+PyObject* arccosh(const binding::call_arguments& call);
+PyObject* arctanh(const binding::call_arguments& call);
 PyObject* arctan2(const binding::call_arguments& call); // float64 only, as hypot
 PyObject* hypot(const binding::call_arguments& call);
 

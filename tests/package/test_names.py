@@ -27,7 +27,7 @@ def same_bits(ours, theirs):
 
 # --- element by element --------------------------------------------------------------------------
 ELEMENTARY = ["exp", "exp2", "expm1", "log", "log2", "log10", "log1p", "sqrt", "sin", "cos", "tan", "sinh",
-              "cosh", "tanh", "arcsin", "arccos", "arctan"]  # fmt: skip
+              "cosh", "tanh", "arcsin", "arccos", "arctan", "arcsinh", "arccosh", "arctanh"]  # fmt: skip
 
 
 @pytest.mark.parametrize("name", ELEMENTARY)
@@ -47,7 +47,7 @@ def test_elementary_functions_of_special_numbers_are_numpys(name):
 @pytest.mark.parametrize("dtype", ["float64", "complex128"])
 def test_small_arguments_lose_no_digits(dtype):
     a = normal((50,), dtype) * 1e-12
-    for name in ("expm1", "log1p", "arcsin", "arctan", "sinh"):
+    for name in ("expm1", "log1p", "arcsin", "arctan", "sinh", "arcsinh", "arctanh"):
         found = np.asarray(getattr(nm, name)(a))
         np.testing.assert_allclose(found, a, rtol=3e-12, atol=0)
 
@@ -311,6 +311,7 @@ def test_numpys_functions_find_the_methods():
 
 def test_arrays_of_the_array_api_have_its_names():
     for ours, theirs in [("acos", "arccos"), ("asin", "arcsin"), ("atan", "arctan"), ("atan2", "arctan2"),
+                         ("acosh", "arccosh"), ("asinh", "arcsinh"), ("atanh", "arctanh"),
                          ("concat", "concatenate"), ("pow", "power"), ("absolute", "abs")]:  # fmt: skip
         assert getattr(nm, ours) is getattr(nm, theirs)
     assert (nm.newaxis, nm.pi, nm.e, nm.inf) == (None, np.pi, np.e, np.inf)

@@ -178,7 +178,7 @@ vector_norm(x, /, *, axis=None, keepdims=False, ord=2)
 
 # docs/compatibility.md says why.
 MISSING = {
-    "acosh", "asinh", "atanh", "bitwise_and", "bitwise_invert", "bitwise_left_shift", "bitwise_or",
+    "bitwise_and", "bitwise_invert", "bitwise_left_shift", "bitwise_or",
     "bitwise_right_shift", "bitwise_xor",
 }  # fmt: skip
 

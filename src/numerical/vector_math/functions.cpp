@@ -66,10 +66,11 @@ struct named_binary
 };
 
 constexpr named_unary unary_functions[] = {
-    {"exp", exp},   {"exp2", exp2},     {"expm1", expm1},   {"log", log},
-    {"log2", log2}, {"log10", log10},   {"log1p", log1p},   {"sin", sin},
-    {"cos", cos},   {"tan", tan},       {"sinh", sinh},     {"cosh", cosh},
-    {"tanh", tanh}, {"arcsin", arcsin}, {"arccos", arccos}, {"arctan", arctan},
+    {"exp", exp},         {"exp2", exp2},       {"expm1", expm1},     {"log", log},
+    {"log2", log2},       {"log10", log10},     {"log1p", log1p},     {"sin", sin},
+    {"cos", cos},         {"tan", tan},         {"sinh", sinh},       {"cosh", cosh},
+    {"tanh", tanh},       {"arcsin", arcsin},   {"arccos", arccos},   {"arctan", arctan},
+    {"arcsinh", arcsinh}, {"arccosh", arccosh}, {"arctanh", arctanh},
 };
 
 constexpr named_binary binary_functions[] = {
@@ -167,6 +168,21 @@ void arccos(const double* from, double* to, std::size_t count)
 void arctan(const double* from, double* to, std::size_t count)
 {
     unary<&kernel_set::arctan>(from, to, count);
+}
+
+void arcsinh(const double* from, double* to, std::size_t count)
+{
+    unary<&kernel_set::arcsinh>(from, to, count);
+}
+
+void arccosh(const double* from, double* to, std::size_t count)
+{
+    unary<&kernel_set::arccosh>(from, to, count);
+}
+
+void arctanh(const double* from, double* to, std::size_t count)
+{
+    unary<&kernel_set::arctanh>(from, to, count);
 }
 
 unary_function find_unary(std::string_view name)

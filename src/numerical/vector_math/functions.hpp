@@ -31,6 +31,9 @@ void tanh(const double* from, double* to, std::size_t count);
 void arcsin(const double* from, double* to, std::size_t count);
 void arccos(const double* from, double* to, std::size_t count);
 void arctan(const double* from, double* to, std::size_t count);
+void arcsinh(const double* from, double* to, std::size_t count);
+void arccosh(const double* from, double* to, std::size_t count);
+void arctanh(const double* from, double* to, std::size_t count);
 
 // One of these by its name, or null.
 unary_function find_unary(std::string_view name);

@@ -39,6 +39,9 @@ struct kernel_set
     unary_kernel arcsin;
     unary_kernel arccos;
     unary_kernel arctan;
+    unary_kernel arcsinh;
+    unary_kernel arccosh;
+    unary_kernel arctanh;
     binary_kernels pow;
     binary_kernels arctan2;
     binary_kernels hypot;

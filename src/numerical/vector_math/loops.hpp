@@ -10,6 +10,7 @@
 
 #include "numerical/vector_math/exponential.hpp"
 #include "numerical/vector_math/hyperbolic.hpp"
+#include "numerical/vector_math/inverse_hyperbolic.hpp"
 #include "numerical/vector_math/inverse_trigonometric.hpp"
 #include "numerical/vector_math/kernels.hpp"
 #include "numerical/vector_math/logarithm.hpp"
@@ -72,7 +73,7 @@ void unary_loop(const double* from, double* to, std::size_t count)
     if (left == 0)
         return;
     double block[R::width];
-    R(1.0).store(block); // in the common range of every function
+    R(from[whole]).store(block); // whose places at the end repeat an element
     for (std::size_t i = 0; i < left; ++i)
         block[i] = from[whole + i];
     whole_vectors<F, R>(block, block, R::width);
@@ -172,6 +173,9 @@ constexpr kernel_set kernels_over()
     kernels.arcsin = unary_loop<arc_sine, R>;
     kernels.arccos = unary_loop<arc_cosine, R>;
     kernels.arctan = unary_loop<arc_tangent, R>;
+    kernels.arcsinh = unary_loop<inverse_hyperbolic_sine, R>;
+    kernels.arccosh = unary_loop<inverse_hyperbolic_cosine, R>;
+    kernels.arctanh = unary_loop<inverse_hyperbolic_tangent, R>;
     kernels.pow = forms_of<power, R>();
     kernels.arctan2 = forms_of<arc_tangent_of_quotient, R>();
     kernels.hypot = forms_of<hypotenuse, R>();

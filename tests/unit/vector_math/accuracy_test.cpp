@@ -142,6 +142,19 @@ TEST(accuracy, of_hyperbolic_functions)
             expect_within(name, 0.65, x, oracle);
 }
 
+TEST(accuracy, of_inverse_hyperbolic_functions)
+{
+    for (const auto& x : {even(-10, 10), even(-1, 1), by_binades(1e-310, 1.79e308), around(0x1p500),
+                          around(-0x1p500), around(0.703125), around(0x1p-14), around(0x1p-53)})
+        expect_within("arcsinh", 0.8, x, asinhl);
+    for (const auto& x : {even(1, 1.01), even(1, 20), positive(by_binades(1.0001, 1.79e308)),
+                          around(0x1p500), even(1, 1 + 1e-9)})
+        expect_within("arccosh", 0.8, x, acoshl);
+    for (const auto& x : {even(-1, 1), by_binades(1e-310, 0.99), even(0.999999, 1), around(0x1p-14),
+                          around(0x1p-53)})
+        expect_within("arctanh", 0.8, x, atanhl);
+}
+
 TEST(accuracy, of_inverse_angle_functions)
 {
     for (const auto& x : {even(-1, 1), by_binades(1e-310, 1), around(0.5), around(-0.5)}) {

@@ -18,9 +18,9 @@ namespace {
 
 namespace vm = numerical::vector_math;
 
-const std::vector<std::string> unary_names{"exp",   "exp2",   "expm1",  "log",   "log2", "log10",
-                                           "log1p", "sin",    "cos",    "tan",   "sinh", "cosh",
-                                           "tanh",  "arcsin", "arccos", "arctan"};
+const std::vector<std::string> unary_names{
+    "exp",  "exp2", "expm1", "log",    "log2",   "log10",  "log1p",   "sin",     "cos",    "tan",
+    "sinh", "cosh", "tanh",  "arcsin", "arccos", "arctan", "arcsinh", "arccosh", "arctanh"};
 const std::vector<std::string> binary_names{"pow", "arctan2", "hypot"};
 
 // Numbers of all kinds, common and rare ones side by side.
@@ -174,7 +174,8 @@ TEST(symmetry, of_odd_and_even_functions_is_exact)
     std::vector<double> minus_x = x;
     for (double& element : minus_x)
         element = -element;
-    for (const char* name : {"sin", "tan", "sinh", "tanh", "arcsin", "arctan", "cos", "cosh"}) {
+    for (const char* name :
+         {"sin", "tan", "sinh", "tanh", "arcsin", "arctan", "arcsinh", "arctanh", "cos", "cosh"}) {
         const bool even = std::string(name).starts_with("cos");
         const std::vector<double> y = unary(name, x);
         const std::vector<double> z = unary(name, minus_x);
