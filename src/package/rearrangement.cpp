@@ -3,6 +3,7 @@
 #include "binding/caster.hpp"
 #include "numerical/selection.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/streamed_copy.hpp"
 #include "package/index_keys.hpp"
 #include "package/parameters.hpp"
 #include "package/positions.hpp"
@@ -32,14 +33,14 @@ std::size_t multiplied(std::size_t extent, std::size_t count)
 }
 
 // The first `length` elements at `to` written again behind themselves, `count` times in all. What
-// is there already is copied, so that the copies grow.
+// is there already is copied, so that the copies grow; long ones go past the caches.
 template <class T>
 void copy_on(T* to, std::size_t length, std::size_t count)
 {
     std::size_t done = length;
     while (done < length * count) {
         const std::size_t copied = std::min(done, length * count - done);
-        std::copy_n(to, copied, to + done);
+        detail::block_writer<T>(copied).copy(to, copied, to + done);
         done += copied;
     }
 }

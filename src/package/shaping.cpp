@@ -5,6 +5,7 @@
 #include "numerical/einsum/strided_copy.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/streamed_copy.hpp"
 #include "package/parameters.hpp"
 
 #include <algorithm>
@@ -167,10 +168,11 @@ std::vector<T> interleaved(const std::vector<const tensor<T>*>& parts, std::size
                 to[o * parts.size() + j] = parts[j]->data[o];
         return joined;
     }
+    const detail::block_writer<T> writer(count);
     for (std::size_t o = 0; o < outer; ++o)
         for (const tensor<T>* part : parts) {
             const std::size_t stretch = part->data.size() / outer;
-            to = std::copy_n(part->data.data() + o * stretch, stretch, to);
+            to = writer.copy(part->data.data() + o * stretch, stretch, to);
         }
     return joined;
 }

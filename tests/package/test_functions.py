@@ -46,6 +46,20 @@ def test_reshape_infers_one_extent():
     equal(nm.stack([a]), a[None])
 
 
+@pytest.mark.parametrize("dtype", ["float64", "complex128"])
+def test_large_blocks_are_joined_and_repeated_as_numpys(dtype):
+    row = np.arange(701.0).astype(dtype) * (1 + 2j if dtype == "complex128" else 1)
+    for shape in [(800, 701), (3, 300, 701)]:
+        equal(nm.broadcast_to(row, shape), np.broadcast_to(row, shape))
+        equal(nm.broadcast_to(row[:, None], (701, 800)), np.broadcast_to(row[:, None], (701, 800)))
+    large = np.broadcast_to(row, (801, 701)).copy()
+    t = nm.asarray(large)
+    equal(nm.concatenate([t[1:], t]), np.concatenate([large[1:], large]))
+    equal(nm.concatenate([t[:, 1:], t], axis=1), np.concatenate([large[:, 1:], large], axis=1))
+    equal(nm.stack([t, t]), np.stack([large, large]))
+    equal(nm.tile(t, (2, 1)), np.tile(large, (2, 1)))
+
+
 @pytest.mark.parametrize(
     ("call", "message"),
     [

@@ -1,9 +1,9 @@
 #include "numerical/einsum/strided_copy.hpp"
 
 #include "numerical/storage.hpp"
+#include "numerical/streamed_copy.hpp"
 
 #include <algorithm>
-#include <array>
 #include <complex>
 #include <cstdint>
 #include <emmintrin.h>
@@ -91,33 +91,27 @@ std::size_t elements_to_line(const std::complex<double>* address)
 
 // The last axis is contiguous in the source: whole runs are copied.
 template <class T>
-void copy_runs(const T* from, axes_view axes, std::vector<T>& out)
+void copy_runs(const T* from, axes_view axes, const block_writer<T>& writer, T* to)
 {
     const std::size_t run = axes.back().extent;
-    for_each_position<1>(axes.first(axes.size() - 1), {}, [&](const offsets<1>& at) {
-        out.insert(out.end(), from + at[0], from + at[0] + run);
-    });
+    for_each_position<1>(axes.first(axes.size() - 1), {},
+                         [&](const offsets<1>& at) { to = writer.copy(from + at[0], run, to); });
 }
 
-// No axis is contiguous: elements are read one by one.
+// The last axis isn't contiguous: its elements are read one by one, or repeated.
 template <class T>
-void gather(const T* from, axes_view axes, std::vector<T>& out)
+void gather(const T* from, axes_view axes, const block_writer<T>& writer, T* to)
 {
-    std::array<T, 256> stretch;
     const std::size_t stride = axes.back().stride[0];
     const std::size_t extent = axes.back().extent;
     for_each_position<1>(axes.first(axes.size() - 1), {}, [&](const offsets<1>& at) {
         if (stride == 0) {
-            out.insert(out.end(), extent, from[at[0]]);
+            to = writer.fill(from[at[0]], extent, to);
             return;
         }
-        for (std::size_t first = 0; first < extent; first += stretch.size()) {
-            const std::size_t count = std::min(stretch.size(), extent - first);
-            const T* next = from + at[0] + first * stride;
-            for (std::size_t i = 0; i < count; ++i, next += stride)
-                stretch[i] = *next;
-            out.insert(out.end(), stretch.data(), stretch.data() + count);
-        }
+        const T* next = from + at[0];
+        for (std::size_t i = 0; i < extent; ++i, next += stride)
+            *to++ = *next;
     });
 }
 
@@ -182,17 +176,23 @@ std::vector<T> strided_copy(const T* from, const std::vector<loop_axis<1>>& axes
         size *= axis.extent;
     const auto lies_side_by_side = [](const loop_axis<1>& axis) { return axis.stride[0] == 1; };
     const auto found = std::find_if(axes.begin(), axes.end(), lies_side_by_side);
-    if (found != axes.end() && found + 1 != axes.end()) {
+    const bool last_repeats = axes.back().stride[0] == 0;
+    if (found != axes.end() && found + 1 != axes.end() && !last_repeats) {
         std::vector<T> out = uninitialized<T>(size);
         transpose_axes(from, axes_view(axes), static_cast<std::size_t>(found - axes.begin()),
                        out.data());
         return out;
     }
-    std::vector<T> out = reserved<T>(size);
-    if (found == axes.end())
-        gather(from, axes_view(axes), out);
+    const bool repeats = std::any_of(axes.begin(), axes.end(),
+                                     [](const loop_axis<1>& axis) { return axis.stride[0] == 0; });
+    // A permutation is mostly read next, by a product; what is repeated makes far more than it
+    // reads.
+    const block_writer<T> writer(repeats ? size : 0);
+    std::vector<T> out = uninitialized<T>(size);
+    if (found == axes.end() || last_repeats)
+        gather(from, axes_view(axes), writer, out.data());
     else
-        copy_runs(from, axes_view(axes), out);
+        copy_runs(from, axes_view(axes), writer, out.data());
     return out;
 }
 
