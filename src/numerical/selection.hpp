@@ -45,8 +45,7 @@ enum class counted { from_front, from_either_end };
 // of the positions takes. They lie in [-extent, extent), a negative one counts from the end; in
 // [0, extent) if all are counted from the front.
 template <class T>
-tensor<T> gather_along(const tensor<T>& a, std::size_t axis, const positions& places,
-                       counted from);
+tensor<T> gather_along(const tensor<T>& a, std::size_t axis, const positions& places, counted from);
 
 // Along an axis each run's own elements, at the places that stand in its stead: their shape, which
 // is that of `a` but for the axis, is the result's. Places as above.
