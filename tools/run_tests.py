@@ -6,7 +6,7 @@
     python     the module and the package, release build
     packaging  wheel, install, a C++ user's program
     emulated   the tests that reach the AVX-512 kernels, built on emulated intrinsics
-    asan       unit and module tests under the address sanitizer
+    asan       unit and module tests of a core and a module under the address sanitizer
     ubsan      unit tests under clang's undefined-behaviour sanitizer
     tsan       under the thread sanitizer, what runs on several threads
 
@@ -218,8 +218,9 @@ def asan() -> list[Job]:
         "LD_PRELOAD": preloaded("libasan.so", "libstdc++.so"),
         "PYTHONMALLOC": "malloc",
     }
-    return (jobs_of("asan", "asan", "unit_", options)
-            + pytest_jobs("asan", "asan", "tests/python/test_*.py", under_python))  # fmt: skip
+    return (jobs_of("asan", "release", "asan_", options)
+            + pytest_jobs("asan", "release/asan", "tests/python/test_*.py",
+                          under_python))  # fmt: skip
 
 
 def ubsan() -> list[Job]:
@@ -252,7 +253,7 @@ STAGES = {
     "python": Stage(python, "release"),
     "packaging": Stage(packaging, "release"),
     "emulated": Stage(emulated, "release", ("all", "emulated")),
-    "asan": Stage(asan, "asan"),
+    "asan": Stage(asan, "release", ("all", "asan")),
     "ubsan": Stage(ubsan, "ubsan", ("unit",)),
     "tsan": Stage(tsan, "tsan"),
 }
