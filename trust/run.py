@@ -16,7 +16,6 @@ import importlib
 import json
 import os
 import platform
-import subprocess
 import sys
 
 import support
@@ -31,14 +30,6 @@ PAGE = support.ROOT / "docs" / "trust.md"
 BEGIN, END = "<!-- results -->", "<!-- end of results -->"
 
 
-def commit():
-    """The commit that is tried, and whether sources differ from it."""
-    def said(*command):
-        return subprocess.run(["git", *command], cwd=support.ROOT, capture_output=True, text=True).stdout.strip()
-
-    return said("rev-parse", "--short=10", "HEAD") + (" with changes" if said("status", "--porcelain", "src") else "")
-
-
 def try_class(name, long, seconds):
     module = importlib.import_module(name)
     outcome = module.run(support.Budget(CLASSES[name][long] if seconds is None else seconds, long))
@@ -49,7 +40,7 @@ def try_class(name, long, seconds):
         print(f"    {fault}", flush=True)
     return {
         **dataclasses.asdict(outcome), "what": module.__doc__.splitlines()[0],
-        "how": getattr(module, "HOW", ""), "commit": commit(), "long": long,
+        "how": module.HOW, "long": long,
         "day": datetime.date.today().isoformat(),
     }  # fmt: skip
 

@@ -40,6 +40,7 @@ class Outcome:
     faults: list[str] = dataclasses.field(default_factory=list)
     note: str = ""
     details: str = ""  # a table for the page
+    commit: str = ""  # on which the first cell was tried
 
     def add(self, tried, faults=()):
         self.tried += tried
@@ -60,6 +61,15 @@ class Budget:
         return max(0.0, self.end - time.monotonic())
 
 
+def commit():
+    """The commit that is tried, and whether sources differ from it."""
+
+    def said(*command):
+        return subprocess.run(["git", *command], cwd=ROOT, capture_output=True, text=True).stdout.strip()
+
+    return said("rev-parse", "--short=10", "HEAD") + (" with changes" if said("status", "--porcelain", "src") else "")
+
+
 class Ledger:
     """The cells of a class that are done, a line each, so that a run that was ended goes on.
 
@@ -71,9 +81,10 @@ class Ledger:
         self.path = WORK / f"{name}-{'long' if long else 'short'}.jsonl"
         build = hashlib.sha256(module_file().read_bytes()).hexdigest()
         lines = self.path.read_text().splitlines() if self.path.exists() else []
-        if not lines or json.loads(lines[0]) != {"build": build}:
-            lines = [json.dumps({"build": build})]
+        if not lines or json.loads(lines[0])["build"] != build:
+            lines = [json.dumps({"build": build, "commit": commit()})]
             self.path.write_text(lines[0] + "\n")
+        self.commit = json.loads(lines[0]).get("commit", "")
         self.cells = {}
         for line in lines[1:]:
             cell = json.loads(line)
@@ -89,7 +100,7 @@ class Ledger:
 
     def outcome(self, of):
         """The sum over the cells, and how many of those that there are have been tried."""
-        total = Outcome(note=f"{len(self.cells)} of {of} cells")
+        total = Outcome(note=f"{len(self.cells)} of {of} cells", commit=self.commit)
         for cell in self.cells.values():
             total.add(cell["tried"], cell["faults"])
         return total
