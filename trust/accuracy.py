@@ -242,8 +242,9 @@ def growth_rows(names):
 def write_page(names):
     text = PAGE.read_text()
     for mark, lines in (("ratios", rows(names)), ("growth", growth_rows(names[1:]))):
-        before, _, rest = text.partition(f"<!-- {mark} -->")
-        text = f"{before}<!-- {mark} -->\n" + "\n".join(lines) + f"\n<!-- end of {mark} -->" + rest.partition(f"<!-- end of {mark} -->")[2]
+        begin, end = f"<!-- {mark} -->", f"<!-- end of {mark} -->"
+        before, _, rest = text.partition(begin)
+        text = before + begin + "\n" + "\n".join(lines) + "\n" + end + rest.partition(end)[2]
     PAGE.write_text(text)
 
 

@@ -30,7 +30,9 @@ ON_ALL_PATHS = "exp exp2 expm1 log log2 log10 log1p sin cos tan tanh sinh cosh a
 
 
 def folder_of(name):
-    return support.BUILD if name == RELEASE else support.ROOT / "build" / f"bits_{name.replace('++', '').replace(' ', '')}"
+    if name == RELEASE:
+        return support.BUILD
+    return support.ROOT / "build" / ("bits_" + name.replace("++", "").replace(" ", ""))
 
 
 def digests_file(name, path, order, is_complex):
@@ -58,7 +60,8 @@ def answer(cell, place):
         nm._numerical._limit_gemm_path(PATHS[path])
         digests[called] = found[1]
         if len(set(found.values())) != 1:
-            faults.append(f"{cell} {called}: the threads {sorted(t for t in found if found[t] != found[1])} differ from one")
+            differing = [threads for threads in THREADS if found[threads] != found[1]]
+            faults.append(f"{cell} {called}: {differing} threads differ from one")
     digests_file(name, path, order, is_complex).write_text(json.dumps(digests))
     return tried, faults
 

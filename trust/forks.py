@@ -95,7 +95,8 @@ def in_pools(battery, expected, nm):
     import multiprocessing
 
     with multiprocessing.get_context("fork").Pool(2) as pool:
-        return ["" if bits == expected else "another result" for bits in pool.map(_bits_in_pool, range(FORKS_OF_A_CELL))]
+        found = pool.map(_bits_in_pool, range(FORKS_OF_A_CELL))
+    return ["" if bits == expected else "another result" for bits in found]
 
 
 def at_rest(fork):

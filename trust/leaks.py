@@ -134,7 +134,9 @@ def valgrind(ledger, order):
     if done.returncode != 0:
         faults.append(f"{cell}: {support.how_it_ended(done.returncode)} {done.stderr[-300:]}")
     else:
-        for error in xml.parse(report).getroot().findall("error"):
+        # Children of a fork write behind the end of the document.
+        document = report.read_text().partition("</valgrindoutput>")
+        for error in xml.fromstring(document[0] + document[1]).findall("error"):
             frames = [(frame.findtext("obj") or "", frame.findtext("fn") or "?") for frame in error.iter("frame")]
             if any("_numerical" in where for where, _ in frames[:6]):
                 faults.append(f"{cell}: {error.findtext('kind')} in {' < '.join(fn for _, fn in frames[:4])}")
@@ -155,7 +157,8 @@ def run(budget):
         if not budget.is_spent():
             valgrind(ledger, order)
     outcome = ledger.outcome(len(paths) + len(references) + len(orders))
-    outcome.note += ("" if debug_python() else "; no debug build of CPython found") + ("" if orders else "; no valgrind")
+    outcome.note += "" if debug_python() else "; no debug build of CPython found"
+    outcome.note += "" if orders else "; no valgrind"
     return outcome
 
 

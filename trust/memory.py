@@ -40,7 +40,7 @@ OFTEN = 3  # growth is believed when it is seen as often
 PYTHONS_RAISE = re.compile(
     r"SystemError: (error return without exception set|<.*> returned NULL without setting an exception)?$"
 )
-LOCKS = re.compile(r"can't allocate read lock$|cannot release un-acquired lock$|can't start new thread$")
+LOCKS = re.compile(r"can't allocate (read )?lock$|cannot release un-acquired lock$|can't start new thread$")
 
 
 class Faults:
