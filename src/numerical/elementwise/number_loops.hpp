@@ -230,6 +230,32 @@ std::size_t count_true(const double* x, std::size_t n)
     return count;
 }
 
+// The places of the ones in a pattern of four bits, then any.
+constexpr std::ptrdiff_t places_of_bits[16][4]{
+    {0, 0, 0, 0}, {0, 0, 0, 0}, {1, 0, 0, 0}, {0, 1, 0, 0}, {2, 0, 0, 0}, {0, 2, 0, 0},
+    {1, 2, 0, 0}, {0, 1, 2, 0}, {3, 0, 0, 0}, {0, 3, 0, 0}, {1, 3, 0, 0}, {0, 1, 3, 0},
+    {2, 3, 0, 0}, {0, 2, 3, 0}, {1, 2, 3, 0}, {0, 1, 2, 3}};
+
+// Four at a time, and the next four over those that meant nothing, so that no branch depends on the
+// data.
+template <class Stream>
+std::size_t places_of_true(const double* x, std::size_t n, std::ptrdiff_t* __restrict to)
+{
+    std::size_t count = 0;
+    std::size_t j = 0;
+    for (; j + 4 <= n; j += 4) {
+        const unsigned int pattern = Stream::true_of_four(x + j);
+        for (std::size_t k = 0; k < 4; ++k)
+            to[count + k] = static_cast<std::ptrdiff_t>(j) + places_of_bits[pattern][k];
+        count += static_cast<std::size_t>(__builtin_popcount(pattern));
+    }
+    for (; j < n; ++j) {
+        to[count] = static_cast<std::ptrdiff_t>(j);
+        count += x[j] != 0 ? 1 : 0;
+    }
+    return count;
+}
+
 void count_true_of_columns(const row_block& block, double* __restrict counts)
 {
     for (std::size_t i = 0; i < block.rows; ++i) {
@@ -312,6 +338,7 @@ constexpr number_kernels number_kernels_with{
     round_to_parts,
     round_to_multiples,
     count_true,
+    places_of_true<Stream>,
     count_true_of_columns,
     are_truths,
     are_equal,

@@ -17,16 +17,23 @@ using complex = std::complex<double>;
 
 // Appends one place for each true element of a row; returns how many. Written to every step, so
 // that no branch depends on the data.
-template <class T>
-std::size_t places_in_row(const T* row, std::size_t n, std::ptrdiff_t* to)
+std::size_t places_in_row(const complex* row, std::size_t n, std::ptrdiff_t* to)
 {
     std::size_t count = 0;
     for (std::size_t j = 0; j < n; ++j) {
         to[count] = static_cast<std::ptrdiff_t>(j);
-        count += row[j] != T(0) ? 1 : 0;
+        count += row[j] != 0.0 ? 1 : 0;
     }
     return count;
 }
+
+std::size_t places_in_row(const double* row, std::size_t n, std::ptrdiff_t* to)
+{
+    return detail::numbers_in_force().places_of_true(row, n, to);
+}
+
+// What a row's places may be written beyond its end.
+constexpr std::size_t slack = 4;
 
 std::size_t count_true(const double* x, std::size_t n)
 {
@@ -91,13 +98,13 @@ std::vector<std::vector<std::ptrdiff_t>> true_places(const tensor<T>& a)
         return places;
     const std::size_t rank = a.shape.size();
     const std::size_t length = a.shape.back();
-    if (rank == 1) { // one place more, as the row ends with a step that writes
-        places[0] = detail::uninitialized<std::ptrdiff_t>(count + 1);
+    if (rank == 1) {
+        places[0] = detail::uninitialized<std::ptrdiff_t>(count + slack);
         places_in_row(a.data.data(), length, places[0].data());
-        places[0].pop_back();
+        places[0].resize(count);
         return places;
     }
-    std::vector<std::ptrdiff_t> in_row(length);
+    std::vector<std::ptrdiff_t> in_row(length + slack);
     shape_list row(rank - 1, 0);
     std::size_t done = 0;
     for (std::size_t first = 0; first < a.data.size(); first += length) {

@@ -70,6 +70,15 @@ constexpr auto number_row_of(F)
 // Two numbers a store, which every processor of the family has.
 struct portable_stream
 {
+    // Bit j is set where x[j] isn't zero.
+    static unsigned int true_of_four(const double* x)
+    {
+        const auto two = [](const double* at) {
+            return _mm_movemask_pd(_mm_cmpneq_pd(_mm_loadu_pd(at), _mm_setzero_pd()));
+        };
+        return static_cast<unsigned int>(two(x) | two(x + 2) << 2);
+    }
+
     static void copy(const double* from, double* to)
     {
         for (std::size_t j = 0; j < streamed_block; j += 2)

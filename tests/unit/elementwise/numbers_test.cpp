@@ -288,6 +288,30 @@ TEST(numbers, masks_are_looked_at_to_the_last_number)
                 }
 }
 
+TEST(numbers, places_of_true_ones_are_ascending)
+{
+    std::mt19937_64 generator(5);
+    for (const number_kernels* kernels : all_kernels())
+        for (std::size_t count = 0; count < 70; ++count)
+            for (const int rarity : {1, 2, 5, 100}) {
+                std::vector<double> x(count);
+                std::vector<std::ptrdiff_t> expected;
+                for (std::size_t i = 0; i < count; ++i) {
+                    const double kinds[]{nan, -1.0, 1.0, 5e-324};
+                    const bool is_true = generator() % static_cast<unsigned int>(rarity) == 0;
+                    x[i] = is_true ? kinds[generator() % 4] : i % 2 == 0 ? 0.0 : -0.0;
+                    if (is_true)
+                        expected.push_back(static_cast<std::ptrdiff_t>(i));
+                }
+                std::vector<std::ptrdiff_t> places(expected.size() + 5, -7);
+                const std::size_t found = kernels->places_of_true(x.data(), count, places.data());
+                EXPECT_EQ(places.back(), -7) << "only four more may be written";
+                ASSERT_EQ(found, expected.size());
+                places.resize(found);
+                ASSERT_EQ(places, expected);
+            }
+}
+
 TEST(numbers, bounds_of_places_see_each_one)
 {
     constexpr std::ptrdiff_t far = std::numeric_limits<std::ptrdiff_t>::max();
