@@ -8,13 +8,14 @@ def solve_sylvester(a, b, q):
 
     Parameters
     ----------
-    a : array_like, shape (M, M)
-    b : array_like, shape (N, N)
-    q : array_like, shape (M, N)
+    a : array_like, shape (..., M, M)
+    b : array_like, shape (..., N, N)
+    q : array_like, shape (..., M, N)
+        Leading axes broadcast.
 
     Returns
     -------
-    Tensor, shape (M, N)
+    Tensor, shape (..., M, N)
 
     Raises
     ------
@@ -43,11 +44,12 @@ def solve_continuous_lyapunov(a, q):
 
     Parameters
     ----------
-    a, q : array_like, shape (N, N)
+    a, q : array_like, shape (..., N, N)
+        Leading axes broadcast.
 
     Returns
     -------
-    Tensor, shape (N, N)
+    Tensor, shape (..., N, N)
         Hermitian to the bit if q is.
 
     Raises
@@ -77,11 +79,12 @@ def solve_discrete_lyapunov(a, q):
 
     Parameters
     ----------
-    a, q : array_like, shape (N, N)
+    a, q : array_like, shape (..., N, N)
+        Leading axes broadcast.
 
     Returns
     -------
-    Tensor, shape (N, N)
+    Tensor, shape (..., N, N)
         Hermitian to the bit if q is.
 
     Raises

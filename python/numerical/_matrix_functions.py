@@ -38,24 +38,24 @@ def expm(a):
 
 
 def logm(a):
-    """The principal logarithm of a square matrix.
+    """The principal logarithms of square matrices.
 
     Parameters
     ----------
-    a : array_like, shape (N, N)
+    a : array_like, shape (..., N, N)
 
     Returns
     -------
-    Tensor, shape (N, N)
-        x with expm(x) = a and eigenvalues whose imaginary parts are in (-π, π]; float64 for a
-        float64 matrix without negative eigenvalues, complex128 otherwise.
+    Tensor, shape (..., N, N)
+        x with expm(x) = a and eigenvalues whose imaginary parts are in (-π, π]; float64 for
+        float64 matrices without negative eigenvalues, complex128 otherwise.
 
     Raises
     ------
     ValueError
-        If a is no square matrix.
+        If the matrices aren't square.
     numerical.error
-        If a is singular, holds an infinite or NaN entry, or its eigenvalues aren't found; and for
+        If one is singular, holds an infinite or NaN entry, or its eigenvalues aren't found; and for
         eigenvalues that lie on both sides of the branch cut and closer to it than rounding.
 
     Notes
@@ -75,25 +75,25 @@ def logm(a):
 
 
 def sqrtm(a):
-    """The principal square root of a square matrix.
+    """The principal square roots of square matrices.
 
     Parameters
     ----------
-    a : array_like, shape (N, N)
+    a : array_like, shape (..., N, N)
 
     Returns
     -------
-    Tensor, shape (N, N)
-        x with x @ x = a and eigenvalues in the right half-plane; float64 for a float64 matrix
+    Tensor, shape (..., N, N)
+        x with x @ x = a and eigenvalues in the right half-plane; float64 for float64 matrices
         without negative eigenvalues, complex128 otherwise. Eigenvalues of a Hermitian matrix that
         are within rounding of zero count as zero.
 
     Raises
     ------
     ValueError
-        If a is no square matrix.
+        If the matrices aren't square.
     numerical.error
-        If a holds an infinite or NaN entry, or is singular in a way that leaves no root to be
+        If one holds an infinite or NaN entry, or is singular in a way that leaves no root to be
         found; or if its eigenvalues aren't found.
 
     Notes

@@ -2,7 +2,6 @@
 
 #include "numerical/matrix_functions/exponential.hpp"
 #include "numerical/matrix_functions/logarithm.hpp"
-#include "numerical/matrix_functions/matrix_equations.hpp"
 #include "numerical/matrix_functions/square_root.hpp"
 #include "numerical/nonsymmetric/nonsymmetric.hpp"
 #include "numerical/nonsymmetric/reduction_to_schur.hpp"
@@ -11,6 +10,7 @@
 
 #include <algorithm>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -19,6 +19,7 @@ namespace numerical::package {
 namespace {
 
 using boundary::wrap;
+using real_or_complex = std::variant<matrix<double>, matrix<complex>>;
 
 // Products and a solution, some twelve products in all at least.
 std::size_t work_of(const stack_shape& of)
@@ -42,7 +43,7 @@ PyObject* exponentials(const tensor<T>& a, const stack_shape& of)
     return wrap(std::move(results));
 }
 
-// One square matrix; ValueError "sqrtm takes one matrix, not a stack of shape (2, 3, 3)".
+// One square matrix; ValueError "schur takes one matrix, not a stack of shape (2, 3, 3)".
 void require_one_square(const operand& a, const char* function)
 {
     if (!square_stack_of(a, function).is_single())
@@ -57,61 +58,57 @@ PyObject* wrapped(matrix<T>&& result)
     return wrap(tensor<T>(std::move(result)));
 }
 
-template <class... T>
-PyObject* wrapped(std::variant<T...>&& result)
+// Matrices of real and of complex elements in a tensor: complex128 if any of them is.
+PyObject* gathered(std::vector<real_or_complex>&& results, const stack_shape& of)
 {
-    return std::visit([](auto&& one) { return wrapped(std::move(one)); }, std::move(result));
+    const auto is_real = [](const real_or_complex& one) { return one.index() == 0; };
+    const std::size_t step = of.rows * of.cols;
+    const auto into = [&]<class U>(tensor<U> all) {
+        for (std::size_t i = 0; i < results.size(); ++i)
+            std::visit(
+                [&]<class T>(const matrix<T>& one) {
+                    if constexpr (std::is_convertible_v<T, U>)
+                        std::copy(one.data.begin(), one.data.end(), all.data.begin() + i * step);
+                },
+                results[i]);
+        return wrap(std::move(all));
+    };
+    if (std::all_of(results.begin(), results.end(), is_real))
+        return into(unset_stack<double>(of.lead, {of.rows, of.cols}));
+    return into(unset_stack<complex>(of.lead, {of.rows, of.cols}));
 }
 
-// of_matrix(A) for the one argument of the function, without the interpreter lock.
+// of_matrix(A) for each matrix of the one argument.
 template <class F>
-PyObject* of_one_square(const binding::signature<1>& signature, const binding::call_arguments& call,
-                        const F& of_matrix)
+PyObject* of_squares(const binding::signature<1>& signature, const binding::call_arguments& call,
+                     const F& of_matrix)
 {
     const auto [given] = signature.bind(call);
     const operand a(given);
-    require_one_square(a, signature.function);
-    return telling({given}, {}, [&] {
+    const stack_shape of = square_stack_of(a, signature.function);
+    return telling({given}, of.lead, [&] {
         return by_type(a, [&](const auto& x) {
-            auto result = [&] {
-                const boundary::gil_release released(x.data.size() >=
-                                                     boundary::gil_release_threshold);
-                return of_matrix(boundary::matrix_from(x));
-            }();
-            return wrapped(std::move(result));
+            std::vector<real_or_complex> results(of.count, matrix<double>(0, 0, {}));
+            const auto one = [&](std::size_t i) {
+                results[i] = of_matrix(dense(x, of).copy_of(i));
+            };
+            computed(x.data.size(), [&] {
+                detail::first_failure failures;
+                detail::run_one_by_one(of.count, work_of(of), failures, one);
+                failures.rethrow();
+            });
+            return gathered(std::move(results), of);
         });
     });
 }
 
-// ValueError "solve_sylvester takes q of shape (3, 2), not (2, 3)".
-void require_right_side(const operand& q, const shape_list& shape, const char* function)
+// ValueError "schur takes q of shape (3, 3), not (2, 2)".
+void require_shape(const operand& q, const shape_list& shape, const char* function)
 {
     if (q.shape() != shape)
         binding::fail(PyExc_ValueError, std::string(function) + " takes q of shape " +
                                             detail::shape_text(shape) + ", not " +
                                             detail::shape_text(q.shape()));
-}
-
-// solve(A, Q) for the two arguments of a Lyapunov equation.
-template <class F>
-PyObject* of_lyapunov(const binding::signature<2>& signature, const binding::call_arguments& call,
-                      const F& solve)
-{
-    const auto [given_a, given_q] = signature.bind(call);
-    operand a(given_a);
-    operand q(given_q);
-    require_one_square(a, signature.function);
-    require_right_side(q, a.shape(), signature.function);
-    return telling({given_a, given_q}, {}, [&] {
-        return by_type(a, q, [&](const auto& x, const auto& y) {
-            auto result = [&] {
-                const boundary::gil_release released(x.data.size() >=
-                                                     boundary::gil_release_threshold);
-                return solve(boundary::matrix_from(x), boundary::matrix_from(y));
-            }();
-            return wrapped(std::move(result));
-        });
-    });
 }
 
 template <class T>
@@ -141,56 +138,15 @@ PyObject* expm(const binding::call_arguments& call)
 PyObject* sqrtm(const binding::call_arguments& call)
 {
     static constexpr binding::signature<1> signature{"sqrtm", {"a"}};
-    return of_one_square(signature, call, [](auto&& a) { return square_root(std::move(a)); });
+    return of_squares(signature, call,
+                      [](auto a) -> real_or_complex { return square_root(std::move(a)); });
 }
 
 PyObject* logm(const binding::call_arguments& call)
 {
     static constexpr binding::signature<1> signature{"logm", {"a"}};
-    return of_one_square(signature, call, [](auto&& a) { return logarithm(std::move(a)); });
-}
-
-PyObject* solve_sylvester(const binding::call_arguments& call)
-{
-    static constexpr binding::signature<3> signature{"solve_sylvester", {"a", "b", "q"}};
-    const auto [given_a, given_b, given_q] = signature.bind(call);
-    operand a(given_a);
-    operand b(given_b);
-    operand q(given_q);
-    require_one_square(a, signature.function);
-    require_one_square(b, signature.function);
-    require_right_side(q, {a.shape()[0], b.shape()[0]}, signature.function);
-    if (a.is_complex() || b.is_complex() || q.is_complex())
-        for (operand* each : {&a, &b, &q})
-            each->make_complex();
-    return telling({given_a, given_b, given_q}, {}, [&] {
-        return by_type(a, [&]<class T>(const tensor<T>& x) {
-            matrix<T> result = [&] {
-                const boundary::gil_release released(q.as<T>().data.size() >=
-                                                     boundary::gil_release_threshold);
-                return numerical::solve_sylvester(boundary::matrix_from(x),
-                                                  boundary::matrix_from(b.as<T>()),
-                                                  boundary::matrix_from(q.as<T>()));
-            }();
-            return wrapped(std::move(result));
-        });
-    });
-}
-
-PyObject* solve_continuous_lyapunov(const binding::call_arguments& call)
-{
-    static constexpr binding::signature<2> signature{"solve_continuous_lyapunov", {"a", "q"}};
-    return of_lyapunov(signature, call, [](auto&& a, const auto& q) {
-        return numerical::solve_continuous_lyapunov(std::move(a), q);
-    });
-}
-
-PyObject* solve_discrete_lyapunov(const binding::call_arguments& call)
-{
-    static constexpr binding::signature<2> signature{"solve_discrete_lyapunov", {"a", "q"}};
-    return of_lyapunov(signature, call, [](auto&& a, const auto& q) {
-        return numerical::solve_discrete_lyapunov(std::move(a), q);
-    });
+    return of_squares(signature, call,
+                      [](auto a) -> real_or_complex { return logarithm(std::move(a)); });
 }
 
 PyObject* eigenvalues_of_schur(const binding::call_arguments& call)
@@ -213,7 +169,7 @@ PyObject* order_schur(const binding::call_arguments& call)
     operand q(given_q);
     const operand chosen(given_selected);
     require_one_square(t, signature.function);
-    require_right_side(q, t.shape(), signature.function);
+    require_shape(q, t.shape(), signature.function);
     const std::vector<double>& flags = chosen.as<double>().data;
     std::vector<bool> selected(flags.size());
     std::transform(flags.begin(), flags.end(), selected.begin(),

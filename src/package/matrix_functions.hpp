@@ -1,7 +1,6 @@
 #pragma once
 
-// Functions of matrices, linear matrix equations and ordered Schur forms
-// (numerical/matrix_functions).
+// Functions of matrices (numerical/matrix_functions) and ordered Schur forms.
 
 #include "package/operand.hpp"
 
@@ -9,14 +8,10 @@
 
 namespace numerical::package {
 
-PyObject* expm(const binding::call_arguments& call);  // expm(a), of a stack as well
-PyObject* sqrtm(const binding::call_arguments& call); // sqrtm(a) of one matrix
-PyObject* logm(const binding::call_arguments& call);  // logm(a) of one matrix
-
-// solve_sylvester(a, b, q), of one equation each; the others are functions of (a, q).
-PyObject* solve_sylvester(const binding::call_arguments& call);
-PyObject* solve_continuous_lyapunov(const binding::call_arguments& call);
-PyObject* solve_discrete_lyapunov(const binding::call_arguments& call);
+// Of a matrix or a stack of them.
+PyObject* expm(const binding::call_arguments& call);
+PyObject* sqrtm(const binding::call_arguments& call);
+PyObject* logm(const binding::call_arguments& call);
 
 // eigenvalues_of_schur(t): what the diagonal blocks hold, complex128.
 PyObject* eigenvalues_of_schur(const binding::call_arguments& call);

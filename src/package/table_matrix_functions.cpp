@@ -1,3 +1,4 @@
+#include "package/matrix_equations.hpp"
 #include "package/matrix_functions.hpp"
 #include "package/table_entry.hpp"
 
@@ -9,9 +10,9 @@ std::span<PyMethodDef> matrix_functions_table()
         function<expm>("expm", "expm(a)\n--\n\n"
                                "The exponential of square matrices."),
         function<sqrtm>("sqrtm", "sqrtm(a)\n--\n\n"
-                                 "The principal square root of a square matrix."),
+                                 "The principal square roots of square matrices."),
         function<logm>("logm", "logm(a)\n--\n\n"
-                               "The principal logarithm of a square matrix."),
+                               "The principal logarithms of square matrices."),
         function<solve_sylvester>("solve_sylvester", "solve_sylvester(a, b, q)\n--\n\n"
                                                      "x with a @ x + x @ b = q."),
         function<solve_continuous_lyapunov>("solve_continuous_lyapunov",

@@ -104,6 +104,35 @@ def test_equations_of_empty_matrices_have_empty_solutions():
     assert LA.solve_discrete_lyapunov(none, none).shape == (0, 0)
 
 
+@pytest.mark.parametrize("dtype", ["float64", "complex128"])
+@pytest.mark.parametrize(
+    ("lead_a", "lead_b", "lead_q"), [((3,), (3,), (3,)), ((), (2, 1), (3,)), ((2, 1), (), (1,)), ((0,), (), ())]
+)
+def test_stacks_of_equations_broadcast_with_the_bits_of_single_calls(lead_a, lead_b, lead_q, dtype):
+    rng = np.random.default_rng(5)
+
+    def normal(*shape):
+        a = rng.standard_normal(shape)
+        return a + 1j * rng.standard_normal(shape) if dtype == "complex128" else a
+
+    a, b, q = normal(*lead_a, 4, 4), normal(*lead_b, 3, 3), normal(*lead_q, 4, 3)
+    lead = np.broadcast_shapes(lead_a, lead_b, lead_q)
+    found = LA.solve_sylvester(a, b, q)
+    assert found.shape == (*lead, 4, 3)
+    every = [np.broadcast_to(x, (*lead, *x.shape[-2:])) for x in (a, b, q)]
+    for place in np.ndindex(lead):
+        single = LA.solve_sylvester(*(x[place] for x in every))
+        assert np.array_equal(np.asarray(found)[place], np.asarray(single))
+    s = normal(*lead_q, 4, 4)
+    for solve in (LA.solve_continuous_lyapunov, LA.solve_discrete_lyapunov):
+        lead = np.broadcast_shapes(lead_a, lead_q)
+        found = solve(a, s)
+        assert found.shape == (*lead, 4, 4)
+        every = [np.broadcast_to(x, (*lead, 4, 4)) for x in (a, s)]
+        for place in np.ndindex(lead):
+            assert np.array_equal(np.asarray(found)[place], np.asarray(solve(*(x[place] for x in every))))
+
+
 ROTATION = [[0.0, 1.0], [-1.0, 0.0]]
 REFUSALS = [
     (lambda: LA.solve_sylvester([[1.0]], [[-1.0]], [[1.0]]), nm.error,
@@ -122,8 +151,12 @@ REFUSALS = [
      "solve_sylvester takes q of shape (2, 3), not (3, 2)"),
     (lambda: LA.solve_sylvester(nm.ones((2, 3)), nm.eye(3), nm.ones((3, 2))), ValueError,
      "solve_sylvester takes square matrices, not shape (2, 3)"),
-    (lambda: LA.solve_sylvester(nm.ones((2, 3, 3)), nm.eye(3), nm.eye(3)), ValueError,
-     "solve_sylvester takes one matrix, not a stack of shape (2, 3, 3)"),
+    (lambda: LA.solve_sylvester(nm.ones((2, 3, 3)), nm.eye(3), nm.ones((2, 3))), ValueError,
+     "solve_sylvester takes q of shape (3, 3), not (2, 3)"),
+    (lambda: LA.solve_sylvester(nm.ones((2, 3, 3)), nm.ones((3, 1, 1)), nm.ones((3, 1))), ValueError,
+     "operands could not be broadcast together with shapes (2,) (3,)"),
+    (lambda: LA.solve_continuous_lyapunov(nm.ones((2, 3, 3)), nm.ones((3, 3, 3))), ValueError,
+     "operands could not be broadcast together with shapes (2,) (3,)"),
     (lambda: LA.solve_continuous_lyapunov(nm.eye(2), nm.ones(2)), ValueError,
      "solve_continuous_lyapunov takes q of shape (2, 2), not (2,)"),
     (lambda: LA.solve_discrete_lyapunov(nm.eye(2), nm.eye(3)), ValueError,
