@@ -20,15 +20,15 @@ void unite(std::vector<unsigned int>& types, std::size_t a, std::size_t b)
 
 arrow_deflation::arrow_deflation(const std::vector<double>& diagonal, torn_problem& torn,
                                  std::size_t m)
-    : left_types(diagonal.size(), lower_rows), right_types(m, lower_rows)
+    : left_type(diagonal.size(), lower_rows), right_type(m, lower_rows)
 {
     const std::size_t n = diagonal.size();
     const std::size_t k = torn.k;
     std::vector<double>& z = torn.z;
-    std::fill_n(left_types.begin() + 1, k, upper_rows);
-    std::fill_n(right_types.begin() + 1, k, upper_rows);
-    left_types[0] = torn_row;
-    right_types[0] = upper_rows | lower_rows;
+    std::fill_n(left_type.begin() + 1, k, upper_rows);
+    std::fill_n(right_type.begin() + 1, k, upper_rows);
+    left_type[0] = torn_row;
+    right_type[0] = upper_rows | lower_rows;
 
     double largest = std::max(std::abs(torn.alpha), std::abs(torn.beta));
     for (const double value : diagonal)
@@ -63,7 +63,7 @@ void arrow_deflation::deflate_against_first(std::vector<double>& z, std::size_t 
 {
     const double length = std::hypot(z[0], z[column]);
     right_rotations.push_back({0, column, z[0] / length, z[column] / length});
-    unite(right_types, 0, column);
+    unite(right_type, 0, column);
     z[0] = length;
     z[column] = 0;
     partition.deflated.push_back(column);
@@ -75,8 +75,8 @@ void arrow_deflation::deflate_pair(std::vector<double>& z, std::size_t previous,
     const column_rotation rotation{column, previous, z[column] / length, z[previous] / length};
     left_rotations.push_back(rotation);
     right_rotations.push_back(rotation);
-    unite(left_types, previous, column);
-    unite(right_types, previous, column);
+    unite(left_type, previous, column);
+    unite(right_type, previous, column);
     z[column] = length;
     z[previous] = 0;
     partition.deflated.push_back(previous);

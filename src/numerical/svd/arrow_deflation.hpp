@@ -33,8 +33,8 @@ public:
     arrow_deflation(const std::vector<double>& diagonal, torn_problem& torn, std::size_t m);
 
     merge_partition partition;
-    std::vector<unsigned int> left_types;
-    std::vector<unsigned int> right_types;
+    std::vector<unsigned int> left_type;
+    std::vector<unsigned int> right_type;
     std::vector<column_rotation> left_rotations;
     std::vector<column_rotation> right_rotations;
 

@@ -129,14 +129,14 @@ void merge_arrow(std::vector<double>& values, torn_problem torn, const bidiagona
     double* const small = workspace_of(workspace.right.roots, size * size);
     fill_right_vectors(solved.arrow, small);
     const basis_update right{vectors.v, right_groups(vectors.v.cols, torn.k),
-                             solved.deflation.right_types, small};
+                             solved.deflation.right_type, small};
     if (!vectors.complete()) {
         update_end_rows(right, partition, solved.order);
         return;
     }
     double* const left = workspace_of(workspace.left_vectors, size * size);
     fill_left_vectors(solved.arrow, small, left);
-    update_basis({vectors.u, left_groups(values.size(), torn.k), solved.deflation.left_types, left},
+    update_basis({vectors.u, left_groups(values.size(), torn.k), solved.deflation.left_type, left},
                  partition, solved.order, workspace.right);
     update_basis(right, partition, solved.order, workspace.right);
 }
@@ -156,11 +156,11 @@ void merge_arrow_choosing(std::vector<double>& values, torn_problem torn,
     const std::size_t size = solved.arrow.size();
     std::vector<double> small = uninitialized<double>(size * size);
     fill_right_vectors(solved.arrow, small.data());
-    choose_columns({vectors.v, right_groups(n, torn.k), solved.deflation.right_types, small.data()},
+    choose_columns({vectors.v, right_groups(n, torn.k), solved.deflation.right_type, small.data()},
                    partition, solved.order, wanted, v);
     std::vector<double> left = uninitialized<double>(size * size);
     fill_left_vectors(solved.arrow, small.data(), left.data());
-    choose_columns({vectors.u, left_groups(n, torn.k), solved.deflation.left_types, left.data()},
+    choose_columns({vectors.u, left_groups(n, torn.k), solved.deflation.left_type, left.data()},
                    partition, solved.order, wanted, u);
 }
 

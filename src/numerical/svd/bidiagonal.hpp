@@ -9,6 +9,8 @@
 // Bases are held by rows: row i of `left` is the i-th left basis vector and row i of `right` the
 // i-th right one, that is A = leftᵀ·B·conj(right).
 
+#include "numerical/svd/bidiagonal_reduction.hpp"
+
 #include <cstddef>
 #include <type_traits>
 #include <vector>
@@ -23,28 +25,6 @@ constexpr std::size_t blocked_bidiagonal_order = std::is_same_v<T, double> ? 128
 template <class T>
 constexpr std::size_t blocked_bases_order = std::is_same_v<T, double> ? 64 : 128;
 constexpr std::size_t bidiagonal_panel_columns = 32;
-
-// B and what stands between A and B. The left basis is H₀·H₁···diag(left_phases)*, with * the
-// conjugate, from the left reflectors, entry k of which acts on coordinates k and up; the right one
-// is the product of the right reflectors, entry k of which acts on coordinates k + 1 and up, with
-// right_phases[k] on coordinate k + 1.
-template <class T>
-struct bidiagonal_reduction
-{
-    std::size_t order;
-    std::vector<double> d; // diagonal
-    std::vector<double> e; // superdiagonal, with e[order - 1] = 0
-    std::vector<std::vector<T>> left_reflectors;
-    std::vector<std::vector<T>> right_reflectors;
-    std::vector<T> left_phases;
-    std::vector<T> right_phases;
-
-    explicit bidiagonal_reduction(std::size_t n)
-        : order(n), d(n), e(n), left_reflectors(n), right_reflectors(n), left_phases(n, T(1)),
-          right_phases(n, T(1))
-    {
-    }
-};
 
 template <class T>
 struct bidiagonal_bases

@@ -2,8 +2,7 @@
 
 // The implicitly shifted QR iteration on the two diagonals of a bidiagonal matrix.
 
-#include "numerical/eigen/row_operations.hpp"
-#include "numerical/svd/bidiagonal_qr.hpp"
+#include "numerical/svd/bidiagonal_operations.hpp"
 
 #include <cstddef>
 #include <utility>

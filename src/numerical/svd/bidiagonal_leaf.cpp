@@ -96,7 +96,7 @@ void bidiagonal_leaf::place(double* values, const bidiagonal_vectors& vectors) c
     if (vectors.complete()) {
         const std::size_t n = d.size();
         std::vector<double> p = identity(n);
-        apply_row_operations(p, n, operations.left());
+        apply_row_operations(p, n, operations.left_operations());
         place_reversed(vectors.u, {p.data(), n, n, n});
     }
     if (vectors.wanted != wanted_rows::none)
@@ -114,7 +114,7 @@ void bidiagonal_leaf::place_right(const block_view<double>& v, bool complete) co
     std::vector<double> columns(n * v.rows);
     const block_view<double> by_rows{columns.data(), n, v.rows, v.rows};
     transpose_into(by_rows, v.sub(0, v.rows, 0, n));
-    apply_row_operations(by_rows, operations.right());
+    apply_row_operations(by_rows, operations.right_operations());
     place_reversed(v, by_rows);
 }
 

@@ -5,7 +5,7 @@
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/kernels/gemv_transposed.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
-#include "numerical/svd/bidiagonal.hpp"
+#include "numerical/svd/bidiagonal_reduction.hpp"
 
 #include <cstddef>
 #include <vector>

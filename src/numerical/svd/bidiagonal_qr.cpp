@@ -2,56 +2,19 @@
 
 #include "numerical/svd/bidiagonal_iteration.hpp"
 
-#include <algorithm>
 #include <complex>
 
 namespace numerical::detail {
 namespace {
 
-std::shared_ptr<row_operations> block_of(std::size_t size)
-{
-    return std::make_shared<row_operations>(uninitialized<row_operation>(size));
-}
-
-// Two chases a value, half of the order long, and some over: more would have to be copied.
+// Two chases per singular value, half the order long on average, plus a margin; a longer list is
+// reallocated.
 std::size_t usual_operations(std::size_t order)
 {
     return order * (order + 8);
 }
 
 } // namespace
-
-bidiagonal_operations::bidiagonal_operations(std::shared_ptr<row_operations> shared,
-                                             std::size_t from, std::size_t room)
-    : block(std::move(shared)), first(block->data() + from), half(room)
-{
-}
-
-bidiagonal_operations::bidiagonal_operations(std::size_t room)
-    : bidiagonal_operations(block_of(2 * room), 0, room)
-{
-}
-
-std::pair<bidiagonal_operations, bidiagonal_operations>
-bidiagonal_operations::pair_with_room(std::size_t of_first, std::size_t of_second)
-{
-    const auto shared = block_of(2 * (of_first + of_second));
-    return {bidiagonal_operations(shared, 0, of_first),
-            bidiagonal_operations(shared, 2 * of_first, of_second)};
-}
-
-void bidiagonal_operations::make_room(std::size_t more)
-{
-    const std::size_t longer = std::max(left_count, right_count);
-    if (half - longer >= more)
-        return;
-    bidiagonal_operations larger(2 * (longer + more));
-    for (const row_operation& operation : left())
-        larger.add_left(operation);
-    for (const row_operation& operation : right())
-        larger.add_right(operation);
-    *this = std::move(larger);
-}
 
 bidiagonal_operations iterate_bidiagonal(std::vector<double>& d, std::vector<double>& e,
                                          std::size_t n, std::size_t max_steps)
@@ -79,8 +42,8 @@ void bidiagonal_qr(std::vector<double>& d, std::vector<double>& e, std::vector<T
                    std::vector<T>& right, std::size_t n, std::size_t max_steps)
 {
     const bidiagonal_operations operations = iterate_bidiagonal(d, e, n, max_steps);
-    apply_row_operations(right, n, operations.right());
-    apply_row_operations(left, n, operations.left());
+    apply_row_operations(right, n, operations.right_operations());
+    apply_row_operations(left, n, operations.left_operations());
 }
 
 template void bidiagonal_qr(std::vector<double>&, std::vector<double>&, std::vector<double>&,

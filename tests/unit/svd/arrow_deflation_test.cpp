@@ -70,8 +70,8 @@ TEST(arrow_deflation, without_negligible_entries_keeps_every_column_in_ascending
     EXPECT_TRUE(deflation.partition.deflated.empty());
     EXPECT_TRUE(deflation.left_rotations.empty());
     EXPECT_TRUE(deflation.right_rotations.empty());
-    EXPECT_EQ(deflation.left_types, (types{torn_row, upper, lower, lower}));
-    EXPECT_EQ(deflation.right_types, (types{upper | lower, upper, lower, lower}));
+    EXPECT_EQ(deflation.left_type, (types{torn_row, upper, lower, lower}));
+    EXPECT_EQ(deflation.right_type, (types{upper | lower, upper, lower, lower}));
 }
 
 TEST(arrow_deflation, negligible_z_is_told_by_eight_eps_of_the_largest_entry)
@@ -102,8 +102,8 @@ TEST(arrow_deflation, equal_values_are_rotated_in_both_bases)
     EXPECT_EQ(deflation.partition.active, (indices{0, 2, 3}));
     EXPECT_EQ(deflation.partition.deflated, (indices{1}));
     EXPECT_EQ(torn.z, (std::vector<double>{0.5, 0, 0.5, 0.2}));
-    EXPECT_EQ(deflation.left_types, (types{torn_row, upper | lower, upper | lower, lower}));
-    EXPECT_EQ(deflation.right_types, (types{upper | lower, upper | lower, upper | lower, lower}));
+    EXPECT_EQ(deflation.left_type, (types{torn_row, upper | lower, upper | lower, lower}));
+    EXPECT_EQ(deflation.right_type, (types{upper | lower, upper | lower, upper | lower, lower}));
     const columns left =
         rotated(arrow_of(diagonal, z), deflation.left_rotations, deflation.right_rotations);
     const columns expected = arrow_of(diagonal, torn.z);
@@ -122,7 +122,7 @@ TEST(arrow_deflation, zero_values_are_rotated_into_the_first_column_of_the_right
     EXPECT_EQ(deflation.partition.deflated, (indices{1}));
     EXPECT_TRUE(deflation.left_rotations.empty());
     EXPECT_EQ(torn.z, (std::vector<double>{0.5, 0, 0.2}));
-    EXPECT_EQ(deflation.right_types, (types{upper | lower, upper | lower, lower}));
+    EXPECT_EQ(deflation.right_type, (types{upper | lower, upper | lower, lower}));
     const columns left = rotated(arrow_of(diagonal, z), {}, deflation.right_rotations);
     const columns expected = arrow_of(diagonal, torn.z);
     for (std::size_t j = 0; j < 3; ++j)
