@@ -2,6 +2,8 @@
 
 #include "numerical/svd/svd.hpp"
 
+#include "numerical/strided/transpose.hpp"
+
 #include <stdexcept>
 #include <string>
 #include <utility>

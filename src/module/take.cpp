@@ -2,7 +2,7 @@
 
 #include "binding/owned_ref.hpp"
 #include "numerical/short_list.hpp"
-#include "numerical/take.hpp"
+#include "numerical/strided/take.hpp"
 
 #include <array>
 #include <span>

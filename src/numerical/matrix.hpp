@@ -34,13 +34,5 @@ namespace detail {
 template <class T>
 matrix<T> zero_matrix(std::size_t rows, std::size_t cols);
 
-// The conjugate transpose, cols × rows; the plain transpose for double.
-template <class T>
-matrix<T> adjoint(const matrix<T>& a);
-
-// Transposes the n × n array in place, without conjugation.
-template <class T>
-void transpose_in_place(std::vector<T>& a, std::size_t n);
-
 } // namespace detail
 } // namespace numerical

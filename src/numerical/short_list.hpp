@@ -37,7 +37,11 @@ public:
 
     T& back() { return first[count - 1]; }
 
+    const T& back() const { return first[count - 1]; }
+
     std::span<T> span() { return {first, count}; }
+
+    std::span<const T> span() const { return {first, count}; }
 
 private:
     std::array<T, 5> few;

@@ -1,8 +1,8 @@
 #include "package/elementary.hpp"
 
-#include "numerical/broadcast.hpp"
 #include "numerical/elementwise/unary.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/broadcast.hpp"
 #include "numerical/vector_math/complex_functions.hpp"
 #include "numerical/vector_math/functions.hpp"
 #include "package/unlocked.hpp"

@@ -1,12 +1,12 @@
 #include "package/elementwise.hpp"
 
 #include "binding/caster.hpp"
-#include "numerical/broadcast.hpp"
 #include "numerical/elementwise/arithmetic.hpp"
 #include "numerical/elementwise/numbers.hpp"
 #include "numerical/elementwise/unary.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/broadcast.hpp"
 #include "package/closeness.hpp"
 #include "package/elementary.hpp"
 #include "package/parameters.hpp"

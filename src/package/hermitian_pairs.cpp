@@ -1,10 +1,10 @@
 #include "package/hermitian_pairs.hpp"
 
 #include "module/functions.hpp"
-#include "numerical/broadcast.hpp"
 #include "numerical/eigen/selected.hpp"
 #include "numerical/stacks/lane_groups.hpp"
 #include "numerical/stacks/stack_error.hpp"
+#include "numerical/strided/broadcast.hpp"
 #include "package/matrices.hpp"
 
 #include <algorithm>

@@ -3,8 +3,8 @@
 // The parsed keys of one index: what each selects from the tensor's axes.
 
 #include "binding/python.hpp"
-#include "numerical/selection.hpp"
-#include "numerical/take.hpp"
+#include "numerical/strided/selection.hpp"
+#include "numerical/strided/take.hpp"
 
 #include <cstddef>
 #include <vector>

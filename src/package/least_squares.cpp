@@ -1,8 +1,8 @@
 #include "package/least_squares.hpp"
 
 #include "module/functions.hpp"
-#include "numerical/broadcast.hpp"
 #include "numerical/stacks/stacks.hpp"
+#include "numerical/strided/broadcast.hpp"
 #include "numerical/svd/least_squares_fit.hpp"
 #include "package/matrices.hpp"
 

@@ -4,6 +4,7 @@
 #include "numerical/random/normal.hpp"
 #include "numerical/stacks/lane_groups.hpp"
 #include "numerical/stacks/stack_error.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "numerical/svd/leading_triplets.hpp"
 #include "numerical/svd/randomized.hpp"
 #include "package/matrices.hpp"

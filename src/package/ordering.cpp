@@ -4,7 +4,7 @@
 #include "numerical/checks.hpp"
 #include "numerical/elementwise/places.hpp"
 #include "numerical/elementwise/sorting.hpp"
-#include "numerical/selection.hpp"
+#include "numerical/strided/selection.hpp"
 #include "package/index_keys.hpp"
 #include "package/parameters.hpp"
 #include "package/positions.hpp"

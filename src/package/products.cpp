@@ -1,12 +1,12 @@
 #include "package/products.hpp"
 
 #include "module/tensor_object.hpp"
-#include "numerical/broadcast.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/einsum/einsum.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/broadcast.hpp"
 #include "package/operators.hpp"
 
 #include <string>

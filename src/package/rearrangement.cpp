@@ -1,9 +1,9 @@
 #include "package/rearrangement.hpp"
 
 #include "binding/caster.hpp"
-#include "numerical/selection.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/streamed_copy.hpp"
+#include "numerical/strided/selection.hpp"
 #include "package/index_keys.hpp"
 #include "package/parameters.hpp"
 #include "package/positions.hpp"

@@ -1,14 +1,15 @@
 #include "package/reductions.hpp"
 
 #include "numerical/checks.hpp"
-#include "numerical/einsum/strided_copy.hpp"
 #include "numerical/elementwise/numbers.hpp"
 #include "numerical/elementwise/reductions.hpp"
 #include "numerical/elementwise/scans.hpp"
 #include "numerical/elementwise/squares.hpp"
 #include "numerical/elementwise/truths.hpp"
 #include "numerical/elementwise/variance.hpp"
+#include "numerical/short_list.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/strided_copy.hpp"
 #include "package/numbers.hpp"
 #include "package/parameters.hpp"
 #include "package/positions.hpp"
@@ -77,13 +78,12 @@ struct reduced_walk
 private:
     static std::vector<T> brought_to_end(const tensor<T>& a, const shape_list& axes)
     {
-        std::vector<detail::loop_axis<1>> loops;
+        detail::short_list<detail::strided_axis<1>> loops(a.shape.size());
         for (const bool reduced : {false, true})
             for (std::size_t axis = 0; axis < a.shape.size(); ++axis)
-                if (std::binary_search(axes.begin(), axes.end(), axis) == reduced &&
-                    a.shape[axis] != 1)
-                    loops.push_back({a.shape[axis], {a.strides[axis]}});
-        return detail::strided_copy(a.data.data(), loops);
+                if (std::binary_search(axes.begin(), axes.end(), axis) == reduced)
+                    detail::append_axis<1>(loops, {a.shape[axis], {a.strides[axis]}});
+        return detail::strided_copy<T>(a.data.data(), loops.span());
     }
 };
 

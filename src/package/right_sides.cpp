@@ -1,6 +1,6 @@
 #include "package/right_sides.hpp"
 
-#include "numerical/broadcast.hpp"
+#include "numerical/strided/broadcast.hpp"
 
 #include <string>
 

@@ -2,10 +2,12 @@
 
 #include "binding/caster.hpp"
 #include "numerical/checks.hpp"
-#include "numerical/einsum/strided_copy.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/short_list.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/streamed_copy.hpp"
+#include "numerical/strided/strided_copy.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "package/parameters.hpp"
 
 #include <algorithm>
@@ -30,17 +32,10 @@ tensor<T> strided(const T* first, shape_list shape, const shape_list& strides)
     const std::size_t count = detail::element_count(shape);
     if (count == 0)
         return tensor<T>(std::move(shape), {});
-    std::vector<detail::loop_axis<1>> loops;
-    for (std::size_t axis = 0; axis < shape.size(); ++axis) {
-        if (shape[axis] == 1)
-            continue;
-        const bool joins = !loops.empty() && loops.back().stride[0] == shape[axis] * strides[axis];
-        if (joins)
-            loops.back() = {loops.back().extent * shape[axis], {strides[axis]}};
-        else
-            loops.push_back({shape[axis], {strides[axis]}});
-    }
-    return tensor<T>(std::move(shape), detail::strided_copy(first, loops));
+    detail::short_list<detail::strided_axis<1>> loops(shape.size());
+    for (std::size_t axis = 0; axis < shape.size(); ++axis)
+        detail::append_axis<1>(loops, {shape[axis], {strides[axis]}});
+    return tensor<T>(std::move(shape), detail::strided_copy<T>(first, loops.span()));
 }
 
 // The axes of `a` in the given order.
@@ -63,7 +58,8 @@ tensor<T> transposed_matrix(const tensor<T>& a)
     const std::size_t cols = a.shape[1];
     std::vector<T> data = detail::uninitialized<T>(a.data.size());
     if (!data.empty())
-        detail::transpose_block(a.data.data(), cols, data.data(), rows, cols, rows);
+        detail::transpose_into<T>({data.data(), cols, rows, rows},
+                                  {a.data.data(), rows, cols, cols});
     return tensor<T>({cols, rows}, std::move(data));
 }
 

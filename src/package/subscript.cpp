@@ -7,7 +7,7 @@
 #include "numerical/elementwise/numbers.hpp"
 #include "numerical/short_list.hpp"
 #include "numerical/storage.hpp"
-#include "numerical/take.hpp"
+#include "numerical/strided/take.hpp"
 #include "package/index_keys.hpp"
 #include "package/int_arrays.hpp"
 

@@ -14,7 +14,8 @@ SOURCES = ROOT / "src"
 NUMERICAL = ["numerical"]
 RUNTIME = ["numerical/runtime"]
 KERNELS = ["numerical/gemm/kernels", "numerical/gemm/kernels/lanes"]
-GEMM = ["numerical/gemm", *KERNELS, *RUNTIME]
+STRIDED = ["numerical/strided"]
+GEMM = ["numerical/gemm", *KERNELS, *STRIDED, *RUNTIME]
 FACTOR = ["numerical/factor", *GEMM]
 EIGEN = ["numerical/eigen", *FACTOR]
 SYSTEMS = ["numerical/systems", *FACTOR]
@@ -37,6 +38,7 @@ ALLOWED = {
     "numerical/gemm/kernels/avx2": KERNELS,
     "numerical/gemm/kernels/avx512": KERNELS,
     "numerical/gemm/kernels": NUMERICAL + KERNELS + ["numerical/gemm/path.hpp"],
+    "numerical/strided": NUMERICAL + STRIDED,
     "numerical/gemm": NUMERICAL + GEMM,
     "numerical/elementwise": NUMERICAL + ELEMENTWISE,
     "numerical/vector_math": VECTOR_MATH,

@@ -5,6 +5,7 @@
 
 #include "numerical/matrix.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "reference.hpp"
 
 #include <algorithm>

@@ -4,6 +4,7 @@
 
 #include "numerical/matrix.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
 #include <cmath>

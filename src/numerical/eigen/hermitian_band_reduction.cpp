@@ -3,6 +3,7 @@
 #include "numerical/factor/reflector_block.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
 #include <complex>

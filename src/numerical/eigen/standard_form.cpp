@@ -4,6 +4,7 @@
 #include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "numerical/thread_scratch.hpp"
 
 #include <algorithm>
@@ -74,23 +75,6 @@ private:
     std::size_t greatest;
     std::vector<T> store;
 };
-
-template <class T>
-void conjugate_all(block_view<T> a)
-{
-    if constexpr (!std::is_same_v<T, double>)
-        for (std::size_t i = 0; i < a.rows; ++i)
-            std::transform(a.row(i), a.row(i) + a.cols, a.row(i),
-                           [](const T& z) { return conjugate(z); });
-}
-
-// `to` := Aᴴ.
-template <class T>
-void adjoint_into(block_view<T> to, block_view<const std::type_identity_t<T>> a)
-{
-    transpose_into<T>(to, a);
-    conjugate_all(to);
-}
 
 template <class T>
 void negate_all(block_view<T> a)

@@ -5,6 +5,7 @@
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/scalar.hpp"
 
 #include <algorithm>
 #include <complex>

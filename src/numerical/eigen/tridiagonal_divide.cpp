@@ -4,6 +4,7 @@
 #include "numerical/eigen/tridiagonal_ql.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
 #include <cmath>

@@ -2,7 +2,7 @@
 
 #include "numerical/checks.hpp"
 #include "numerical/einsum/outer_product.hpp"
-#include "numerical/einsum/strided_copy.hpp"
+#include "numerical/einsum/permuted.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/gemm/summation.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"

@@ -2,8 +2,8 @@
 
 #include "numerical/einsum/loop_axes.hpp"
 #include "numerical/einsum/outer_product.hpp"
+#include "numerical/einsum/permuted.hpp"
 #include "numerical/einsum/row_sum_kernels.hpp"
-#include "numerical/einsum/strided_copy.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/thread_scratch.hpp"
@@ -51,7 +51,7 @@ constexpr std::size_t least_columns = 8;
 // sum[w] += the terms along the inner axis, for W elements `apart` from each other.
 template <std::size_t W, class T, std::size_t N>
 void add_along(std::array<T, W>& sums, pointers<T, N> at, const offsets<N>& apart,
-               const loop_axis<N>& inner)
+               const strided_axis<N>& inner)
 {
     std::array<offsets<N>, W> element;
     for (std::size_t w = 0; w < W; ++w)
@@ -67,7 +67,7 @@ void add_along(std::array<T, W>& sums, pointers<T, N> at, const offsets<N>& apar
 // side by side or, with a step of 0, are one and the same.
 template <class T>
 void add_rows(T* sum, pointers<T, 1> at, const offsets<1>&, std::size_t count,
-              const loop_axis<1>& inner)
+              const strided_axis<1>& inner)
 {
     const std::size_t stride = inner.stride[0];
     const T* row = at[0];
@@ -89,7 +89,7 @@ void add_row_of_products(T* sum, const T* a, const T* b, std::size_t count)
 
 template <class T>
 void add_rows(T* sum, pointers<T, 2> at, const offsets<2>& step, std::size_t count,
-              const loop_axis<2>& inner)
+              const strided_axis<2>& inner)
 {
     const auto add_row = step[0] == 0   ? add_row_of_products<0, 1, T>
                          : step[1] == 0 ? add_row_of_products<1, 0, T>
@@ -104,8 +104,8 @@ template <class T, std::size_t N>
 class summation
 {
 public:
-    summation(const pointers<T, N>& first, std::vector<loop_axis<N + 1>> kept_axes,
-              std::vector<loop_axis<N>> summed_axes, T* result)
+    summation(const pointers<T, N>& first, std::vector<strided_axis<N + 1>> kept_axes,
+              std::vector<strided_axis<N>> summed_axes, T* result)
         : operands(first), kept(std::move(kept_axes)), summed(std::move(summed_axes)), out(result)
     {
         if (kept.empty())
@@ -122,7 +122,7 @@ public:
         const bool by_columns = columns != kept.end();
         const auto chosen =
             by_columns ? columns : std::max_element(kept.begin(), kept.end(), shorter);
-        const loop_axis<N + 1> along = *chosen;
+        const strided_axis<N + 1> along = *chosen;
         kept.erase(chosen);
         if (!by_columns) {
             for_each_position<N + 1>(kept, {},
@@ -135,14 +135,14 @@ public:
     }
 
 private:
-    static bool is_column_axis(const loop_axis<N + 1>& axis)
+    static bool is_column_axis(const strided_axis<N + 1>& axis)
     {
         const auto far = [](std::size_t stride) { return stride > 1; };
         const auto operands_end = axis.stride.begin() + N;
         return axis.extent >= least_columns && std::none_of(axis.stride.begin(), operands_end, far);
     }
 
-    static bool shorter(const loop_axis<N + 1>& a, const loop_axis<N + 1>& b)
+    static bool shorter(const strided_axis<N + 1>& a, const strided_axis<N + 1>& b)
     {
         return a.extent < b.extent;
     }
@@ -154,12 +154,12 @@ private:
         return head;
     }
 
-    std::span<const loop_axis<N>> outer_summed() const
+    std::span<const strided_axis<N>> outer_summed() const
     {
-        return std::span<const loop_axis<N>>(summed).first(summed.size() - 1);
+        return std::span<const strided_axis<N>>(summed).first(summed.size() - 1);
     }
 
-    void sum_columns(const offsets<N + 1>& at, const loop_axis<N + 1>& along, T* sum)
+    void sum_columns(const offsets<N + 1>& at, const strided_axis<N + 1>& along, T* sum)
     {
         const offsets<N> step = in_operands(along.stride);
         for (std::size_t first = 0; first < along.extent; first += columns_at_once<T>) {
@@ -175,7 +175,7 @@ private:
         }
     }
 
-    void sum_elements(const offsets<N + 1>& at, const loop_axis<N + 1>& along)
+    void sum_elements(const offsets<N + 1>& at, const strided_axis<N + 1>& along)
     {
         if (by_vectors)
             sum_blocks<rows_at_once>(at, along, 0);
@@ -185,7 +185,7 @@ private:
 
     // W at a time while as many are left, the rest by halves of that.
     template <std::size_t W>
-    void sum_blocks(const offsets<N + 1>& at, const loop_axis<N + 1>& along, std::size_t done)
+    void sum_blocks(const offsets<N + 1>& at, const strided_axis<N + 1>& along, std::size_t done)
     {
         for (; done + W <= along.extent; done += W)
             sum_block<W>(advanced<N + 1>(at, along.stride, done), along.stride);
@@ -210,8 +210,8 @@ private:
     }
 
     pointers<T, N> operands;
-    std::vector<loop_axis<N + 1>> kept;
-    std::vector<loop_axis<N>> summed;
+    std::vector<strided_axis<N + 1>> kept;
+    std::vector<strided_axis<N>> summed;
     T* out;
     bool by_vectors;
 };

@@ -1,6 +1,7 @@
 #include "numerical/einsum/outer_product.hpp"
 
-#include "numerical/einsum/strided_copy.hpp"
+#include "numerical/einsum/loop_axes.hpp"
+#include "numerical/einsum/permuted.hpp"
 #include "numerical/storage.hpp"
 
 #include <complex>
@@ -19,7 +20,7 @@ void multiply_stretch(const T* a, const T* b, T* out, std::size_t count)
 }
 
 template <class T>
-void multiply_axis(const T* a, const T* b, const loop_axis<2>& axis, T* out)
+void multiply_axis(const T* a, const T* b, const strided_axis<2>& axis, T* out)
 {
     const auto [a_step, b_step] = axis.stride;
     const auto multiply = a_step == 0   ? multiply_stretch<0, 1, T>
@@ -58,7 +59,7 @@ tensor<T> outer_product(const labelled<T>& a, const labelled<T>& b, const std::s
             output, {label_strides(a_labels, extents), label_strides(b_labels, extents)}, extents);
         if (axes.empty())
             axes.push_back({1, {}});
-        const std::span<const loop_axis<2>> all(axes);
+        const std::span<const strided_axis<2>> all(axes);
         T* out = result.data();
         for_each_position<2>(all.first(all.size() - 1), {}, [&](const offsets<2>& at) {
             multiply_axis(left.data() + at[0], right.data() + at[1], all.back(), out);

@@ -1,12 +1,12 @@
 #include "numerical/elementwise/arithmetic.hpp"
 
-#include "numerical/broadcast.hpp"
 #include "numerical/elementwise/arithmetic_kernels.hpp"
 #include "numerical/elementwise/unary.hpp"
 #include "numerical/elementwise/vector_boundary.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/broadcast.hpp"
 
 #include <algorithm>
 #include <complex>

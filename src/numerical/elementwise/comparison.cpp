@@ -1,7 +1,7 @@
 #include "numerical/elementwise/comparison.hpp"
 
-#include "numerical/broadcast.hpp"
 #include "numerical/elementwise/numbers.hpp"
+#include "numerical/strided/broadcast.hpp"
 
 namespace numerical {
 namespace {

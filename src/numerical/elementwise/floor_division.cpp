@@ -1,6 +1,6 @@
 #include "numerical/elementwise/floor_division.hpp"
 
-#include "numerical/broadcast.hpp"
+#include "numerical/strided/broadcast.hpp"
 
 #include <cmath>
 

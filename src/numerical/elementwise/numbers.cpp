@@ -1,10 +1,10 @@
 #include "numerical/elementwise/numbers.hpp"
 
-#include "numerical/broadcast.hpp"
 #include "numerical/elementwise/reductions.hpp"
 #include "numerical/elementwise/vector_boundary.hpp"
 #include "numerical/short_list.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/broadcast.hpp"
 
 #include <algorithm>
 #include <array>

@@ -5,6 +5,7 @@
 #include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
 #include <algorithm>

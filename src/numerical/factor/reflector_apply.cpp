@@ -5,6 +5,7 @@
 #include "numerical/gemm/unfused.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
+#include "numerical/scalar.hpp"
 
 #include <algorithm>
 
@@ -57,16 +58,6 @@ void conjugate_all(std::vector<complex>& a)
 {
     for (complex& element : a)
         element = std::conj(element);
-}
-
-// Aᴴ, contiguous by rows.
-template <class T>
-std::vector<T> adjoint_copy(block_view<const T> a)
-{
-    std::vector<T> copy = uninitialized<T>(a.rows * a.cols);
-    transpose_into<T>({copy.data(), a.cols, a.rows, a.rows}, a);
-    conjugate_all(copy);
-    return copy;
 }
 
 // out[j] -= sum over t of coeffs[t]·rows[t·stride + j]: fused on a vector path if real, full

@@ -3,6 +3,8 @@
 #include "numerical/factor/reflector_products.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/unfused.hpp"
+#include "numerical/scalar.hpp"
+#include "numerical/strided/element_bits.hpp"
 
 #include <algorithm>
 

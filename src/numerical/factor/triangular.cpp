@@ -4,6 +4,7 @@
 #include "numerical/gemm/kernels/trsm.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
+#include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
 #include <complex>

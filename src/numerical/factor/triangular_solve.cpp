@@ -1,6 +1,7 @@
 #include "numerical/factor/triangular_solve.hpp"
 
 #include "numerical/gemm/path.hpp"
+#include "numerical/scalar.hpp"
 
 #include <complex>
 #include <vector>

@@ -3,7 +3,7 @@
 #include "numerical/gemm/packed.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
-#include "numerical/storage.hpp"
+#include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
 
@@ -16,10 +16,7 @@ void multiply_copy(std::size_t m, std::size_t n, std::size_t k, const T* a, std:
                    const T* b, std::size_t ldb, T* c, std::size_t ldc,
                    void (*multiply)(const product_operands<T>&))
 {
-    std::vector<T> adjoint = uninitialized<T>(m * k);
-    transpose_into<T>({adjoint.data(), m, k, k}, {a, k, m, lda});
-    for (T& element : adjoint)
-        element = conjugate(element);
+    const std::vector<T> adjoint = adjoint_copy<T>({a, k, m, lda});
     multiply({m, n, k, adjoint.data(), k, b, ldb, c, ldc});
 }
 

@@ -3,6 +3,7 @@
 #include "numerical/eigen/eigen.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
 #include <cmath>

@@ -11,6 +11,7 @@
 #include "numerical/nonsymmetric/nonsymmetric.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
 #include <array>

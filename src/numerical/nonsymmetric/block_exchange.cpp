@@ -5,6 +5,7 @@
 #include "numerical/nonsymmetric/deflation_test.hpp"
 #include "numerical/nonsymmetric/small_system.hpp"
 #include "numerical/nonsymmetric/standard_block.hpp"
+#include "numerical/scalar.hpp"
 
 #include <algorithm>
 #include <array>

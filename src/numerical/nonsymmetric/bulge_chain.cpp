@@ -1,6 +1,7 @@
 #include "numerical/nonsymmetric/bulge_chain.hpp"
 
 #include "numerical/gemm/path.hpp"
+#include "numerical/scalar.hpp"
 
 #include <algorithm>
 

@@ -3,6 +3,7 @@
 #include "numerical/gemm/path.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
 

@@ -5,6 +5,8 @@
 #include "numerical/nonsymmetric/deflation_test.hpp"
 #include "numerical/nonsymmetric/multishift_qr.hpp"
 #include "numerical/nonsymmetric/standard_block.hpp"
+#include "numerical/scalar.hpp"
+#include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
 #include <cmath>

@@ -15,6 +15,7 @@
 
 #include "numerical/nonsymmetric/bulge.hpp"
 #include "numerical/nonsymmetric/far_update.hpp"
+#include "numerical/scalar.hpp"
 
 #include <cstddef>
 #include <vector>

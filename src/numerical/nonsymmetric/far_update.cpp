@@ -2,6 +2,7 @@
 
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
 
@@ -44,9 +45,7 @@ void update_far(const schur_views<T>& s, block_view<const T> adjoint, std::size_
     if (reach.row_from >= row_to)
         return;
     T* const u = room_for(storage.direct, w * w);
-    for (std::size_t i = 0; i < w; ++i)
-        for (std::size_t j = 0; j < w; ++j)
-            u[j * w + i] = conjugate(adjoint(i, j));
+    adjoint_into<T>({u, w, w, w}, adjoint);
     const block_view<T> c = s.h.sub(reach.row_from, row_to, k, k + w);
     T* const copy = room_for(storage.copy, c.rows * w);
     for (std::size_t i = 0; i < c.rows; ++i)

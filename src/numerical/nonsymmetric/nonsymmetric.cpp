@@ -9,6 +9,7 @@
 #include "numerical/nonsymmetric/triangular_vectors.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
 #include <cmath>

@@ -5,6 +5,7 @@
 #include "numerical/nonsymmetric/hessenberg.hpp"
 #include "numerical/nonsymmetric/multishift_qr.hpp"
 #include "numerical/nonsymmetric/standard_block.hpp"
+#include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
 #include <algorithm>
@@ -36,17 +37,6 @@ struct active_schur
     std::vector<T> q;
 };
 
-// Zᴴ := Qᴴ, the beginning of the iteration.
-template <class T>
-void adjoint_into(block_view<T> to, const std::vector<T>& q)
-{
-    transpose_into<T>(to, {q.data(), to.rows, to.rows, to.rows});
-    if constexpr (!std::is_same_v<T, double>)
-        for (std::size_t i = 0; i < to.rows; ++i)
-            for (std::size_t j = 0; j < to.cols; ++j)
-                to(i, j) = conjugate(to(i, j));
-}
-
 template <class T>
 active_schur<T> solve_active(std::vector<T> a, std::size_t n, schur_extent extent,
                              std::size_t step_limit)
@@ -61,7 +51,8 @@ active_schur<T> solve_active(std::vector<T> a, std::size_t n, schur_extent exten
     schur_views<T> views{pad ? padded_h.copy(dense) : dense, {nullptr, 0, 0, 0}};
     if (vectors) {
         views.z = padded_z.view();
-        adjoint_into(views.z, hessenberg_basis(reduction));
+        const std::vector<T> basis = hessenberg_basis(reduction);
+        adjoint_into<T>(views.z, {basis.data(), n, n, n});
     }
     const std::size_t missing = qr_iteration(views, extent, step_limit);
     if (missing != 0)
@@ -70,14 +61,8 @@ active_schur<T> solve_active(std::vector<T> a, std::size_t n, schur_extent exten
         for (std::size_t i = 0; i < n; ++i)
             std::copy_n(views.h.row(i), n, dense.row(i));
     active_schur<T> result{0, std::move(a), {}};
-    if (vectors) {
-        result.q = uninitialized<T>(n * n);
-        const block_view<T> q{result.q.data(), n, n, n};
-        transpose_into<T>(q, views.z);
-        if constexpr (!std::is_same_v<T, double>)
-            for (T& element : result.q)
-                element = conjugate(element);
-    }
+    if (vectors)
+        result.q = adjoint_copy<T>(views.z);
     return result;
 }
 
@@ -95,8 +80,7 @@ void multiply_right(block_view<T> c, const std::vector<T>& q)
 template <class T>
 void multiply_left_adjoint(block_view<T> c, const std::vector<T>& q)
 {
-    std::vector<T> adjoint = uninitialized<T>(c.rows * c.rows);
-    adjoint_into<T>({adjoint.data(), c.rows, c.rows, c.rows}, q);
+    const std::vector<T> adjoint = adjoint_copy<T>({q.data(), c.rows, c.rows, c.rows});
     std::vector<T> copy = uninitialized<T>(c.rows * c.cols);
     for (std::size_t i = 0; i < c.rows; ++i)
         std::copy_n(c.row(i), c.cols, copy.data() + i * c.cols);

@@ -4,6 +4,7 @@
 #include "numerical/nonsymmetric/bulge.hpp"
 #include "numerical/nonsymmetric/deflation_test.hpp"
 #include "numerical/nonsymmetric/standard_block.hpp"
+#include "numerical/scalar.hpp"
 
 #include <algorithm>
 #include <cmath>

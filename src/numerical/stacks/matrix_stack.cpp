@@ -1,7 +1,7 @@
 #include "numerical/stacks/matrix_stack.hpp"
 
-#include "numerical/broadcast.hpp"
 #include "numerical/checks.hpp"
+#include "numerical/strided/broadcast.hpp"
 
 namespace numerical {
 namespace {

@@ -3,6 +3,7 @@
 #include "numerical/errors.hpp"
 #include "numerical/stacks/lane_groups.hpp"
 #include "numerical/stacks/stacks.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "numerical/svd/values_only.hpp"
 
 #include <algorithm>

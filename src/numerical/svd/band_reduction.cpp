@@ -13,17 +13,6 @@
 namespace numerical::detail {
 namespace {
 
-// Aᴴ.
-template <class T>
-std::vector<T> adjoint_copy(block_view<const T> a)
-{
-    std::vector<T> out = uninitialized<T>(a.rows * a.cols);
-    transpose_into<T>({out.data(), a.cols, a.rows, a.rows}, a);
-    for (T& x : out)
-        x = conjugate(x);
-    return out;
-}
-
 // A dense rows × cols array, to be written before it is read, that is a block.
 template <class T>
 struct dense_block

@@ -3,6 +3,7 @@
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/matrix.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "numerical/svd/arrow_merge.hpp"
 #include "numerical/svd/bidiagonal_leaf.hpp"
 

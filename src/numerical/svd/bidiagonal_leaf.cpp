@@ -1,5 +1,7 @@
 #include "numerical/svd/bidiagonal_leaf.hpp"
 
+#include "numerical/strided/transpose.hpp"
+
 #include <algorithm>
 #include <cmath>
 #include <utility>

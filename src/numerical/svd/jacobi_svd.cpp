@@ -4,6 +4,7 @@
 #include "numerical/matrix.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "numerical/svd/one_sided_jacobi.hpp"
 
 #include <algorithm>

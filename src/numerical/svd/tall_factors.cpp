@@ -3,6 +3,7 @@
 #include "numerical/factor/triangular_solve.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "numerical/svd/range_guard.hpp"
 
 #include <algorithm>

@@ -3,6 +3,7 @@
 #include "numerical/checks.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "numerical/svd/band_bidiagonal.hpp"
 #include "numerical/svd/bidiagonal.hpp"
 #include "numerical/svd/dqds.hpp"

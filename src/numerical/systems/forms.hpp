@@ -1,6 +1,7 @@
 #pragma once
 
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/scalar.hpp"
 
 #include <complex>
 #include <cstddef>

@@ -1,5 +1,6 @@
 #include "numerical/systems/kept_lu.hpp"
 
+#include "numerical/scalar.hpp"
 #include "numerical/systems/norm_estimate.hpp"
 
 #include <numeric>

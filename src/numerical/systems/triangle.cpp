@@ -5,7 +5,9 @@
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
+#include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "numerical/systems/norm_estimate.hpp"
 #include "numerical/thread_scratch.hpp"
 

@@ -4,6 +4,7 @@
 #include "numerical/eigen/selected.hpp"
 #include "numerical/eigen/standard_form.hpp"
 #include "numerical/errors.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "paths.hpp"
 #include "thrown.hpp"
 

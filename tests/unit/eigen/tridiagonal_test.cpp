@@ -2,6 +2,7 @@
 
 #include "hermitian_matrices.hpp"
 #include "numerical/eigen/hermitian_product.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "paths.hpp"
 
 #include <cmath>

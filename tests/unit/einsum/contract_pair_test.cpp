@@ -1,6 +1,6 @@
 #include "numerical/einsum/contract_pair.hpp"
 
-#include "numerical/einsum/strided_copy.hpp"
+#include "numerical/einsum/permuted.hpp"
 #include "numerical/errors.hpp"
 #include "paths.hpp"
 #include "reference_einsum.hpp"

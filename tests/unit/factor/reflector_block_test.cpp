@@ -4,6 +4,7 @@
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/strided/transpose.hpp"
 
 #include "matrices.hpp"
 #include "paths.hpp"

@@ -1,4 +1,5 @@
 #include "numerical/nonsymmetric/balance.hpp"
+#include "numerical/strided/transpose.hpp"
 
 #include "general_matrices.hpp"
 

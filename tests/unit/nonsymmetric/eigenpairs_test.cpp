@@ -3,6 +3,7 @@
 #include "numerical/nonsymmetric/balance.hpp"
 #include "numerical/nonsymmetric/multishift_qr.hpp"
 #include "numerical/nonsymmetric/triangular_vectors.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "paths.hpp"
 #include "thrown.hpp"
 

@@ -5,6 +5,7 @@
 #include "matrices.hpp"
 #include "numerical/nonsymmetric/nonsymmetric.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "ratios.hpp"
 
 #include <algorithm>

@@ -125,44 +125,6 @@ TEST(matrix, refuses_a_buffer_of_another_size)
               "dimension product overflows std::size_t");
 }
 
-TEST(matrix, adjoint_conjugates_and_keeps_empty_shapes)
-{
-    const numerical::matrix<std::complex<double>> a(1, 2, {{1, 2}, {3, -0.0}});
-    const auto h = numerical::detail::adjoint(a);
-    EXPECT_EQ(h.rows, 2U);
-    EXPECT_EQ(h.data[0], std::complex<double>(1, -2));
-    EXPECT_FALSE(std::signbit(h.data[1].imag()));
-    const auto empty = numerical::detail::adjoint(numerical::matrix<double>(0, 3, {}));
-    EXPECT_EQ(empty.rows, 3U);
-    EXPECT_EQ(empty.cols, 0U);
-}
-
-// Sizes beside and beyond the tiles of a transposition.
-TEST(matrix, adjoint_and_the_transposition_in_place_move_every_element)
-{
-    for (const std::size_t rows : {1, 31, 32, 33, 70})
-        for (const std::size_t cols : {1, 32, 33, 65}) {
-            std::vector<std::complex<double>> data(rows * cols);
-            for (std::size_t i = 0; i < data.size(); ++i)
-                data[i] = {static_cast<double>(i), static_cast<double>(i + 1)};
-            const auto h = numerical::detail::adjoint(
-                numerical::matrix<std::complex<double>>(rows, cols, data));
-            ASSERT_EQ(h.rows, cols);
-            ASSERT_EQ(h.cols, rows);
-            for (std::size_t i = 0; i < rows; ++i)
-                for (std::size_t j = 0; j < cols; ++j)
-                    ASSERT_EQ(h.data[j * rows + i], std::conj(data[i * cols + j]));
-        }
-    for (const std::size_t n : {0, 1, 31, 32, 33, 70}) {
-        std::vector<double> square(n * n);
-        for (std::size_t i = 0; i < square.size(); ++i)
-            square[i] = static_cast<double>(i);
-        numerical::detail::transpose_in_place(square, n);
-        for (std::size_t i = 0; i < square.size(); ++i)
-            ASSERT_EQ(square[i], static_cast<double>(i % n * n + i / n));
-    }
-}
-
 TEST(require_finite, looks_at_every_element)
 {
     using numerical::detail::require_finite;

@@ -1,4 +1,5 @@
 #include "numerical/errors.hpp"
+#include "numerical/strided/transpose.hpp"
 
 #include "ratios.hpp"
 #include "stack_cases.hpp"

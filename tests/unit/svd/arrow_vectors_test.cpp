@@ -1,3 +1,4 @@
+#include "numerical/strided/transpose.hpp"
 #include "numerical/svd/arrow_vectors.hpp"
 
 #include "matrices.hpp"

@@ -1,6 +1,7 @@
 #include "numerical/svd/bidiagonal_divide.hpp"
 
 #include "numerical/errors.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "numerical/svd/bidiagonal_qr.hpp"
 #include "paths.hpp"
 #include "svd_cases.hpp"

@@ -1,3 +1,4 @@
+#include "numerical/strided/transpose.hpp"
 #include "numerical/svd/bidiagonal.hpp"
 
 #include "paths.hpp"

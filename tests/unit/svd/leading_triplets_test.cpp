@@ -1,6 +1,7 @@
 #include "numerical/svd/leading_triplets.hpp"
 
 #include "numerical/errors.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "numerical/svd/bidiagonal_divide.hpp"
 #include "numerical/svd/randomized.hpp"
 #include "paths.hpp"

@@ -1,6 +1,7 @@
 #include "numerical/svd/least_squares.hpp"
 
 #include "numerical/errors.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "numerical/svd/range_guard.hpp"
 #include "numerical/svd/tall_factors.hpp"
 #include "paths.hpp"

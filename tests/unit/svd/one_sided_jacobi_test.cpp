@@ -1,6 +1,7 @@
 #include "numerical/svd/one_sided_jacobi.hpp"
 
 #include "numerical/errors.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "svd_cases.hpp"
 #include "thrown.hpp"
 

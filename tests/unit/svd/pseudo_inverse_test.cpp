@@ -1,6 +1,7 @@
 #include "numerical/svd/pseudo_inverse.hpp"
 
 #include "numerical/errors.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "paths.hpp"
 #include "svd_cases.hpp"
 #include "thrown.hpp"

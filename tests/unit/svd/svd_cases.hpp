@@ -4,6 +4,7 @@
 
 #include "matrices.hpp"
 #include "numerical/gemm/gemm.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "numerical/svd/svd.hpp"
 #include "ratios.hpp"
 

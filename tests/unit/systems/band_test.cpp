@@ -1,6 +1,7 @@
 #include "numerical/systems/band.hpp"
 
 #include "numerical/errors.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "numerical/systems/norm_estimate.hpp"
 
 #include "matrices.hpp"

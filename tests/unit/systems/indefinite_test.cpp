@@ -2,6 +2,7 @@
 
 #include "numerical/errors.hpp"
 #include "numerical/factor/lu.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "numerical/systems/kept_lu.hpp"
 #include "numerical/systems/norm_estimate.hpp"
 

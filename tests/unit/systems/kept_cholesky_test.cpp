@@ -3,6 +3,7 @@
 #include "numerical/errors.hpp"
 #include "numerical/factor/cholesky.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/strided/transpose.hpp"
 
 #include "matrices.hpp"
 #include "paths.hpp"

@@ -1,6 +1,7 @@
 #include "numerical/systems/kept_lu.hpp"
 
 #include "numerical/factor/lu.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "numerical/systems/norm_estimate.hpp"
 
 #include "matrices.hpp"

@@ -1,3 +1,4 @@
+#include "numerical/strided/transpose.hpp"
 #include "numerical/systems/norm_estimate.hpp"
 
 #include "matrices.hpp"

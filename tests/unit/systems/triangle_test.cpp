@@ -1,3 +1,4 @@
+#include "numerical/strided/transpose.hpp"
 #include "numerical/systems/triangle.hpp"
 
 #include "matrices.hpp"

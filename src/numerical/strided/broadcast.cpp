@@ -1,4 +1,4 @@
-#include "numerical/broadcast.hpp"
+#include "numerical/strided/broadcast.hpp"
 
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
@@ -42,32 +42,22 @@ shape_list broadcast_strides(const shape_list& shape, std::size_t rank)
 }
 
 broadcast_walk::broadcast_walk(const shape_list& a, const shape_list& b)
-    : shape(broadcast_shape(a, b)), count(1), axes(shape.size() + 1)
+    : shape(broadcast_shape(a, b)), count(element_count(shape)), axes(shape.size() + 1)
 {
     const shape_list left = broadcast_strides(a, shape.size());
     const shape_list right = broadcast_strides(b, shape.size());
-    for (std::size_t i = shape.size(); i-- > 0;) {
-        count = checked_mul(count, shape[i]);
-        if (shape[i] == 1)
-            continue;
-        if (!axes.empty()) {
-            axis& inner = axes.back();
-            if (left[i] == inner.extent * inner.left && right[i] == inner.extent * inner.right) {
-                inner.extent *= shape[i];
-                continue;
-            }
-        }
-        axes.push_back({shape[i], left[i], right[i]});
-    }
+    for (std::size_t i = 0; i < shape.size(); ++i)
+        append_axis<2>(axes, {shape[i], {left[i], right[i]}});
     if (axes.empty())
-        axes.push_back({1, 0, 0});
+        axes.push_back({1, {0, 0}});
 }
 
 row_form broadcast_walk::form() const
 {
-    if (axes.front().left == axes.front().right)
+    const auto [left, right] = axes.back().stride;
+    if (left == right)
         return row_form::both;
-    return axes.front().right == 0 ? row_form::left : row_form::right;
+    return right == 0 ? row_form::left : row_form::right;
 }
 
 } // namespace detail

@@ -5,6 +5,7 @@
 
 #include "numerical/short_list.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/axes.hpp"
 #include "numerical/tensor.hpp"
 
 #include <cstddef>
@@ -32,52 +33,32 @@ enum class row_form { both, left, right };
 // of more than one element repeats both operands.
 struct broadcast_walk
 {
-    struct axis
-    {
-        std::size_t extent;
-        std::size_t left; // strides of the operands, 0 where one is repeated
-        std::size_t right;
-        std::size_t index = 0;
-    };
-
     shape_list shape;
-    std::size_t count;     // elements of the result
-    short_list<axis> axes; // last axis first; at least one
+    std::size_t count;                // elements of the result
+    short_list<strided_axis<2>> axes; // strides of the left operand and the right one; at least one
 
     broadcast_walk(const shape_list& a, const shape_list& b);
 
-    std::size_t row_length() const { return axes.front().extent; }
+    std::size_t row_length() const { return axes.back().extent; }
 
     row_form form() const;
 
     // Calls row(left, right, out) with the offsets of the first elements of each row, in the order
     // of the result.
     template <class Row>
-    void each_row(Row row);
+    void each_row(const Row& row) const;
 };
 
 template <class Row>
-void broadcast_walk::each_row(Row row)
+void broadcast_walk::each_row(const Row& row) const
 {
-    const axis rows = axes.size() > 1 ? axes[1] : axis{1, 0, 0};
-    std::size_t left = 0;
-    std::size_t right = 0;
-    for (std::size_t out = 0; out < count;) {
-        for (std::size_t i = 0; i < rows.extent; ++i) {
-            row(left + i * rows.left, right + i * rows.right, out);
-            out += row_length();
-        }
-        for (std::size_t i = 2; i < axes.size(); ++i) {
-            axis& at = axes[i];
-            left += at.left;
-            right += at.right;
-            if (++at.index < at.extent)
-                break;
-            left -= at.extent * at.left;
-            right -= at.extent * at.right;
-            at.index = 0;
-        }
-    }
+    if (count == 0)
+        return;
+    std::size_t out = 0;
+    for_each_position<2>(axes.span().first(axes.size() - 1), {}, [&](const offsets<2>& at) {
+        row(at[0], at[1], out);
+        out += row_length();
+    });
 }
 
 // Whether b is a single number to be repeated along a, so that the result has the shape of a.

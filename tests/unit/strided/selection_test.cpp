@@ -1,4 +1,4 @@
-#include "numerical/selection.hpp"
+#include "numerical/strided/selection.hpp"
 
 #include "numerical/errors.hpp"
 

@@ -1,4 +1,4 @@
-#include "numerical/take.hpp"
+#include "numerical/strided/take.hpp"
 
 #include "numerical/errors.hpp"
 #include "thrown.hpp"

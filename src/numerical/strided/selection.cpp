@@ -1,9 +1,9 @@
-#include "numerical/selection.hpp"
+#include "numerical/strided/selection.hpp"
 
-#include "numerical/broadcast.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/broadcast.hpp"
 
 #include <algorithm>
 #include <complex>

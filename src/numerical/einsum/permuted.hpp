@@ -1,22 +1,15 @@
 #pragma once
 
-// Strided elements gathered into a dense block: transposes, diagonals, any order of axes. Pure data
-// movement on the calling thread.
+// Operands with their labelled axes in another order.
 
-#include "numerical/einsum/loop_axes.hpp"
+#include "numerical/einsum/subscripts.hpp"
 #include "numerical/tensor.hpp"
 
-#include <complex>
-#include <cstddef>
 #include <span>
 #include <string>
 #include <vector>
 
 namespace numerical::detail {
-
-// The elements of `from` at the positions of `axes`, in row-major order.
-template <class T>
-std::vector<T> strided_copy(const T* from, const std::vector<loop_axis<1>>& axes);
 
 // A dense row-major block with axes `from`, rearranged to axes `to`: the distinct labels of `from`
 // in any order. A label that occurs twice in `from` gives the diagonal.
@@ -49,12 +42,5 @@ private:
     std::vector<T> copy;
     const T* first;
 };
-
-// to[r·to_stride + c] = from[c·from_stride + r] for r < rows, c < cols.
-void transpose_block(const double* from, std::size_t from_stride, double* to, std::size_t to_stride,
-                     std::size_t rows, std::size_t cols);
-void transpose_block(const std::complex<double>* from, std::size_t from_stride,
-                     std::complex<double>* to, std::size_t to_stride, std::size_t rows,
-                     std::size_t cols);
 
 } // namespace numerical::detail

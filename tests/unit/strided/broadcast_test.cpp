@@ -1,4 +1,4 @@
-#include "numerical/broadcast.hpp"
+#include "numerical/strided/broadcast.hpp"
 
 #include "numerical/errors.hpp"
 #include "thrown.hpp"

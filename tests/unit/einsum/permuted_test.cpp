@@ -1,4 +1,4 @@
-#include "numerical/einsum/strided_copy.hpp"
+#include "numerical/einsum/permuted.hpp"
 
 #include "matrices.hpp"
 
@@ -9,7 +9,6 @@
 namespace {
 
 using numerical::detail::label_extents;
-using numerical::detail::transpose_block;
 using complex = std::complex<double>;
 
 template <class T>
@@ -20,12 +19,12 @@ std::vector<T> permuted(const std::vector<T>& data, const std::string& from, con
 }
 
 template <class T>
-class strided_copy : public testing::Test
+class permuted_operand : public testing::Test
 {
 };
 
 using element_types = testing::Types<double, complex>;
-TYPED_TEST_SUITE(strided_copy, element_types);
+TYPED_TEST_SUITE(permuted_operand, element_types);
 
 template <class T>
 std::vector<T> counted(std::size_t size)
@@ -57,42 +56,7 @@ std::vector<T> rearranged(const std::vector<T>& data, const std::string& from,
     return out;
 }
 
-TYPED_TEST(strided_copy, transposes_every_remainder_and_touches_nothing_else)
-{
-    const TypeParam guard(-7.0);
-    for (const std::size_t rows : {0, 1, 2, 3, 4, 5, 7, 8, 31, 32, 33, 36, 67})
-        for (const std::size_t cols : {0, 1, 2, 3, 4, 6, 9, 31, 32, 33, 40, 65}) {
-            const std::size_t from_stride = rows + 3;
-            const std::size_t to_stride = cols + 2;
-            const auto from = counted<TypeParam>(from_stride * (cols + 1));
-            std::vector<TypeParam> to(to_stride * (rows + 1) + 1, guard);
-            transpose_block(from.data() + 1, from_stride, to.data() + 1, to_stride, rows, cols);
-            for (std::size_t i = 0; i < to.size(); ++i) {
-                const std::size_t r = (i + to_stride - 1) / to_stride - 1;
-                const std::size_t c = (i + to_stride - 1) % to_stride;
-                const bool inside = i > 0 && r < rows && c < cols;
-                ASSERT_EQ(to[i], inside ? from[1 + c * from_stride + r] : guard)
-                    << rows << " × " << cols << " at " << i;
-            }
-        }
-}
-
-// A source may begin anywhere on a line of the cache, and have columns to be asked for ahead.
-TYPED_TEST(strided_copy, transposes_from_any_place_on_a_line)
-{
-    constexpr std::size_t cols = 70;
-    for (std::size_t start = 0; start < 8; ++start)
-        for (std::size_t rows = 1; rows <= 13; ++rows) {
-            const std::size_t stride = rows + 1;
-            const auto from = counted<TypeParam>(start + cols * stride);
-            std::vector<TypeParam> to(rows * cols);
-            transpose_block(from.data() + start, stride, to.data(), cols, rows, cols);
-            for (std::size_t i = 0; i < to.size(); ++i)
-                ASSERT_EQ(to[i], from[start + i % cols * stride + i / cols]) << start << ", " << i;
-        }
-}
-
-TYPED_TEST(strided_copy, permutes_axes_of_any_rank)
+TYPED_TEST(permuted_operand, permutes_axes_of_any_rank)
 {
     const std::vector<label_extents> sizes{
         {{'a', 2}, {'b', 3}, {'c', 5}, {'d', 4}},     {{'a', 1}, {'b', 33}, {'c', 1}, {'d', 40}},
@@ -109,7 +73,7 @@ TYPED_TEST(strided_copy, permutes_axes_of_any_rank)
     }
 }
 
-TYPED_TEST(strided_copy, of_nothing_is_nothing_and_of_a_number_the_number)
+TYPED_TEST(permuted_operand, of_nothing_is_nothing_and_of_a_number_the_number)
 {
     EXPECT_TRUE(permuted<TypeParam>({}, "ij", "ji", {{'i', 0}, {'j', 3}}).empty());
     EXPECT_EQ(permuted<TypeParam>({TypeParam(5)}, "", "", {}), std::vector<TypeParam>{5.0});
@@ -117,7 +81,7 @@ TYPED_TEST(strided_copy, of_nothing_is_nothing_and_of_a_number_the_number)
               std::vector<TypeParam>{5.0});
 }
 
-TYPED_TEST(strided_copy, takes_the_diagonal_of_a_repeated_label)
+TYPED_TEST(permuted_operand, takes_the_diagonal_of_a_repeated_label)
 {
     const auto square = counted<TypeParam>(600 * 600);
     const auto diagonal = permuted(square, "ii", "i", {{'i', 600}});
@@ -131,7 +95,7 @@ TYPED_TEST(strided_copy, takes_the_diagonal_of_a_repeated_label)
             ASSERT_EQ(rows[j * 3 + i], cube[(i * 4 + j) * 3 + i]);
 }
 
-TEST(transpose, keeps_the_bits_of_signed_zeros_and_nan)
+TEST(real_operand, keeps_the_bits_of_signed_zeros_and_nan)
 {
     const double nan = -std::numeric_limits<double>::quiet_NaN();
     const auto moved = permuted<double>({-0.0, 1, nan, 2}, "ij", "ji", {{'i', 2}, {'j', 2}});
