@@ -24,7 +24,8 @@ class Result(tuple):
         return f"{type(self).__name__}({given})"
 
 
-def _field(index):
+def field(index):
+    """The item of a named result at that place."""
     return property(lambda self: self[index])
 
 
@@ -46,7 +47,7 @@ class EigResult(Result):
 
     __slots__ = ()
     _fields = ("eigenvalues", "eigenvectors")
-    eigenvalues, eigenvectors = _field(0), _field(1)
+    eigenvalues, eigenvectors = field(0), field(1)
 
 
 class EighResult(Result):
@@ -67,7 +68,7 @@ class EighResult(Result):
 
     __slots__ = ()
     _fields = ("eigenvalues", "eigenvectors")
-    eigenvalues, eigenvectors = _field(0), _field(1)
+    eigenvalues, eigenvectors = field(0), field(1)
 
 
 class PolarResult(Result):
@@ -88,7 +89,7 @@ class PolarResult(Result):
 
     __slots__ = ()
     _fields = ("u", "p")
-    u, p = _field(0), _field(1)
+    u, p = field(0), field(1)
 
 
 class QRResult(Result):
@@ -108,7 +109,7 @@ class QRResult(Result):
 
     __slots__ = ()
     _fields = ("Q", "R")
-    Q, R = _field(0), _field(1)
+    Q, R = field(0), field(1)
 
 
 class SlogdetResult(Result):
@@ -128,7 +129,7 @@ class SlogdetResult(Result):
 
     __slots__ = ()
     _fields = ("sign", "logabsdet")
-    sign, logabsdet = _field(0), _field(1)
+    sign, logabsdet = field(0), field(1)
 
 
 class SVDResult(Result):
@@ -149,7 +150,7 @@ class SVDResult(Result):
 
     __slots__ = ()
     _fields = ("U", "S", "Vh")
-    U, S, Vh = _field(0), _field(1), _field(2)
+    U, S, Vh = field(0), field(1), field(2)
 
 
 # --- hints of failures ---------------------------------------------------------------------------

@@ -1,11 +1,10 @@
 """Functions of the array API that are composed of others."""
 
-from collections import namedtuple
-
 from . import _functions as functions
 from ._arguments import integers
 from ._conversion import asarray
 from ._creation import axis_of, ones, zeros
+from ._matrices import Result, field
 from ._products import broadcast_shape
 from ._shaping import broadcast_to, concatenate, ravel, reshape
 
@@ -254,9 +253,22 @@ def broadcast_arrays(*arrays):
 
 
 # --- sets of numbers -----------------------------------------------------------------------------
-UniqueAllResult = namedtuple("UniqueAllResult", "values indices inverse_indices counts")
-UniqueCountsResult = namedtuple("UniqueCountsResult", "values counts")
-UniqueInverseResult = namedtuple("UniqueInverseResult", "values inverse_indices")
+class UniqueAllResult(Result):
+    __slots__ = ()
+    _fields = ("values", "indices", "inverse_indices", "counts")
+    values, indices, inverse_indices, counts = map(field, range(4))
+
+
+class UniqueCountsResult(Result):
+    __slots__ = ()
+    _fields = ("values", "counts")
+    values, counts = field(0), field(1)
+
+
+class UniqueInverseResult(Result):
+    __slots__ = ()
+    _fields = ("values", "inverse_indices")
+    values, inverse_indices = field(0), field(1)
 
 
 def unique_all(x, /):
