@@ -138,16 +138,16 @@ bool define_tensor(PyObject* module)
 
 PyMethodDef* function_table()
 {
-    static PyMethodDef* const table = [] {
+    static std::vector<PyMethodDef>& table = []() -> std::vector<PyMethodDef>& {
         auto& all = *new std::vector<PyMethodDef>; // never destroyed: calls may outlast exit()
         for (std::span<PyMethodDef> rows :
              {connection_table(), linear_algebra_table(), factors_table(), matrix_functions_table(),
               elementwise_table(), reductions_table(), shaping_table()})
             all.insert(all.end(), rows.begin(), rows.end());
         all.push_back({nullptr, nullptr, 0, nullptr});
-        return all.data();
+        return all;
     }();
-    return table;
+    return table.data();
 }
 
 } // namespace numerical::package
