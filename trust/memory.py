@@ -35,12 +35,12 @@ SMALL, LARGE, THREADED = 3, 70, 300
 SAMPLES = 12  # failing requests of each call on large operands
 PASSES, GROWTH_SAMPLES = 20, 40  # of each small call's failures, for growth
 IMPORT_PARTS = 61  # of the import's requests, one in so many is a cell
-OFTEN = 3  # growth is believed when it is seen as often
+OFTEN = 3  # growth is believed when it is seen as often, in twice the passes each time
 
 PYTHONS_RAISE = re.compile(
     r"SystemError: (error return without exception set|<.*> returned NULL without setting an exception)?$"
 )
-LOCKS = re.compile(r"can't allocate (read )?lock$|cannot release un-acquired lock$|can't start new thread$")
+LOCKS = re.compile(r"can't allocate (read )?lock$|cannot release un-acquired lock$|can't start new thread$|Error calling __set_name__ on ")
 
 
 class Faults:
@@ -150,16 +150,16 @@ class Trial:
         count = self.requests(SOURCES[kind])
         places = sorted({i * count // min(count, GROWTH_SAMPLES) for i in range(min(count, GROWTH_SAMPLES))})
         grown = []
-        for _ in range(OFTEN):
+        for passes in (PASSES << i for i in range(OFTEN)):
             before = in_use()
-            for _ in range(PASSES):
+            for _ in range(passes):
                 for first in places:
                     self.fail(kind, first, row=1)
             grown = [after - start for start, after in zip(before, in_use())]
-            if grown[0] < PASSES and grown[1] < 24 * PASSES:
+            if grown[0] < passes and grown[1] < 24 * passes:
                 return
         self.found.append(f"{self.name}: failures of {kind} lost {grown[0]} blocks and {grown[1]} bytes "
-                          f"in {PASSES} passes")  # fmt: skip
+                          f"in {passes} passes")  # fmt: skip
 
 
 # --- starts of threads, the address space, the import: each in a child of its own -----------------------
@@ -235,6 +235,7 @@ def address_space_ends(nm, place):
 
 def import_fails(faults, place, part):
     """Requests during the first import, one in IMPORT_PARTS of Python's: MemoryError or ImportError."""
+    assert "numerical" not in sys.modules
     sys.path.insert(0, str(support.BUILD / "python"))
     # Compiled before: CPython's parser says SyntaxError, or crashes, where it gets no memory.
     compile_all = [sys.executable, "-c", "import numerical"]
@@ -257,8 +258,9 @@ def import_fails(faults, place, part):
                     faults.failing(load, None, source, first, 1)
                 except (MemoryError, ImportError):
                     return ""
-                except RuntimeError as error:  # what Python's own import makes of it
-                    return "" if LOCKS.match(str(error)) else str(error)
+                except (RuntimeError, SystemError) as error:  # what Python's own import makes of it
+                    said = f"{type(error).__name__}: {error}"
+                    return "" if LOCKS.match(str(error)) or PYTHONS_RAISE.match(said) else said
                 return "" if load(None)([1.0]).tolist() == [1.0] else "another result"
 
             tried += 1
@@ -274,13 +276,15 @@ def names():
     return [name for name, _ in catalogue.calls(nm)]
 
 
+def import_cells(long):
+    return [f"import {part}" for part in range(IMPORT_PARTS if long else 1)]
+
+
 def cells(long):
-    """The import, threads and address space once; each call, small and real first."""
-    yield from ("import 0", "threads", *(["address space"] if long else []))
+    """Threads and address space once; each call, small and real first."""
+    yield from ("threads", *(["address space"] if long else []))
     for size in ("small", "small complex", "large"):
         yield from (f"{size}: {name}" for name in names())
-    if long:
-        yield from (f"import {part}" for part in range(1, IMPORT_PARTS))
 
 
 def answer_with(faults):
@@ -314,11 +318,16 @@ def answer_with(faults):
 def run(budget):
     library = support.compiled("exhaustion.c", "exhaustion.so", "-O1", "-fPIC", "-shared")
     ledger = support.Ledger("memory", budget.long)
-    every = list(cells(budget.long))
-    support.work_through(__file__, every, ledger, budget, {
-        "LD_PRELOAD": str(library), "PYTHONPYCACHEPREFIX": str(support.WORK / "pycache"), "PYTHONDONTWRITEBYTECODE": "",
-    })  # fmt: skip
-    return ledger.outcome(len(every))
+    environment = {
+        "LD_PRELOAD": str(library), "PYTHONPYCACHEPREFIX": str(support.WORK / "pycache"),
+        "PYTHONDONTWRITEBYTECODE": "",
+    }  # fmt: skip
+    calls, imports = list(cells(budget.long)), import_cells(budget.long)
+    # The import in processes in which nothing else imports the package.
+    support.work_through(__file__, imports[:1], ledger, budget, environment)
+    support.work_through(__file__, calls, ledger, budget, environment)
+    support.work_through(__file__, imports[1:], ledger, budget, environment)
+    return ledger.outcome(len(calls) + len(imports))
 
 
 if __name__ == "__main__":
