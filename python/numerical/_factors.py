@@ -78,7 +78,8 @@ class SquareFactors(Factors):
 
     def inverse(self):
         """A⁻¹, by N systems. To solve with, `solve` is faster and more accurate."""
-        return self._solve(broadcast_to(eye(self.shape[-1]), self.shape), 0)
+        n = self.shape[-1]
+        return self._solve(broadcast_to(eye(n), (*self.shape[:-2], n, n)), 0)
 
     def cond_estimate(self):
         """An estimate of the condition number ‖A‖₁·‖A⁻¹‖₁: 1/rcond(), infinite for a singular A."""
@@ -118,7 +119,7 @@ class LUFactor(SquareFactors):
     @property
     def p(self):
         """The permutation matrix of A = p @ l @ u."""
-        return eye(self.shape[-1])[self.p_indices]
+        return eye(self.shape[-2])[self.p_indices]
 
     @property
     def p_indices(self):
@@ -127,13 +128,15 @@ class LUFactor(SquareFactors):
 
     @property
     def l(self):  # noqa: E743 - the name of the literature
-        """L, unit lower triangular."""
-        return tril(self.lu, -1) + eye(self.shape[-1])
+        """L, unit lower triangular, of as many columns as U has rows."""
+        rows, cols = self.shape[-2:]
+        return tril(self.lu[..., : min(rows, cols)], -1) + eye(rows, min(rows, cols))
 
     @property
     def u(self):
-        """U, upper triangular."""
-        return triu(self.lu)
+        """U, upper triangular or trapezoidal."""
+        rows, cols = self.shape[-2:]
+        return triu(self.lu[..., : min(rows, cols), :])
 
     def _solve(self, b, form):
         return native.lu_solve(self.lu, self.piv, b, form)
@@ -176,7 +179,7 @@ def lu(a, permute_l=False, *, p_indices=False):
 
     Parameters
     ----------
-    a : array_like, shape (..., N, N)
+    a : array_like, shape (..., M, N)
     permute_l : bool, optional
         Gives the pair (P @ L, U) instead.
     p_indices : bool, optional
@@ -185,13 +188,14 @@ def lu(a, permute_l=False, *, p_indices=False):
     Returns
     -------
     LU or tuple
-        The object unpacks as P, L and U. Its methods are `solve(b, transposed=, adjoint=)`,
-        `inverse`, `det`, `slogdet`, `rcond` and `cond_estimate`.
+        The object unpacks as P (..., M, M), L (..., M, K) and U (..., K, N), K = min(M, N). Of square
+        matrices its methods are `solve(b, transposed=, adjoint=)`, `inverse`, `det`, `slogdet`,
+        `rcond` and `cond_estimate`.
 
     Raises
     ------
     ValueError
-        If the matrices aren't square.
+        If a isn't a matrix or a stack of them.
     numerical.error
         If a matrix isn't finite. A singular one has factors too; to solve with them fails.
 
@@ -204,8 +208,11 @@ def lu(a, permute_l=False, *, p_indices=False):
             [4.0, 2.0]])
     >>> factors.solve([3.0, 6.0])
     Tensor([1.0, 1.0])
+    >>> nm.linalg.lu([[1.0, 2.0, 3.0], [4.0, 2.0, 0.0]]).u
+    Tensor([[4.0, 2.0, 0.0],
+            [0.0, 1.5, 3.0]])
     """
-    factors = LU(*native.lu_factors(a))
+    factors = LU(*native.lu(a))
     if permute_l:
         return factors.p @ factors.l, factors.u
     return (factors.p_indices, factors.l, factors.u) if p_indices else factors

@@ -1,5 +1,6 @@
 #include "package/lu_factors.hpp"
 
+#include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/determinant.hpp"
 #include "numerical/factor/lu.hpp"
@@ -8,6 +9,7 @@
 #include "package/kept_stacks.hpp"
 #include "package/positions.hpp"
 
+#include <algorithm>
 #include <limits>
 #include <numeric>
 #include <string>
@@ -20,18 +22,22 @@ namespace {
 template <class T>
 PyObject* packed_factors(const tensor<T>& a, const stack_shape& of)
 {
-    const std::size_t n = of.rows;
-    tensor<T> packed = unset_stack<T>(of.lead, {n, n});
+    const std::size_t m = of.rows;
+    const std::size_t n = of.cols;
+    tensor<T> packed = unset_stack<T>(of.lead, {m, n});
     tensor<double> norms = unset_stack<double>(of.lead, {});
-    positions exchanges(joined(of.lead, {n}), std::vector<std::ptrdiff_t>(of.count * n));
+    positions exchanges(joined(of.lead, {m}), std::vector<std::ptrdiff_t>(of.count * m));
     const auto factor_one = [&](std::size_t i) {
         norms.data[i] = one_norm(view_of(a, of, i));
-        const lu_decomposition<T> lu(dense(a, of).copy_of(i));
-        const std::vector<std::ptrdiff_t> found = exchanges_of(lu.permutation);
-        std::copy(lu.factors.begin(), lu.factors.end(), packed.data.data() + i * n * n);
-        std::copy(found.begin(), found.end(), exchanges.data.data() + i * n);
+        matrix<T> one = dense(a, of).copy_of(i);
+        detail::require_finite(one, "LU decomposition");
+        const lu_pivots pivots = factorize_lu<T>({one.data.data(), m, n, n});
+        std::copy(one.data.begin(), one.data.end(), packed.data.data() + i * m * n);
+        std::transform(pivots.exchanges.begin(), pivots.exchanges.end(),
+                       exchanges.data.data() + i * m,
+                       [](std::size_t row) { return std::ptrdiff_t(row); });
     };
-    for_each_matrix(of, n * n * n * sizeof(T) / sizeof(double) / 4 + 512, factor_one);
+    for_each_matrix(of, m * n * std::min(m, n) * sizeof(T) / sizeof(double) / 4 + 512, factor_one);
     return triple_of(wrap(std::move(packed)), wrap(std::move(exchanges)),
                      number_or_tensor(std::move(norms)));
 }
@@ -102,6 +108,7 @@ PyObject* signs_and_logs(const tensor<T>& packed, const stack_shape& of, const p
 }
 
 constexpr binding::signature<1> lu_factors_signature{"lu_factor", {"a"}};
+constexpr binding::signature<1> lu_signature{"lu", {"a"}};
 constexpr binding::signature<4> lu_solve_signature{"solve", {"lu", "piv", "b", "trans"}};
 constexpr binding::signature<3> lu_rcond_signature{"rcond", {"lu", "piv", "norms"}};
 constexpr binding::signature<2> lu_det_signature{"det", {"lu", "piv"}};
@@ -114,6 +121,16 @@ PyObject* lu_factors(const binding::call_arguments& call)
     const auto [given] = lu_factors_signature.bind(call);
     const operand a(given);
     const stack_shape of = square_stack_of(a, lu_factors_signature.function);
+    return telling({given}, of.lead, [&] {
+        return by_type(a, [&](const auto& x) { return packed_factors(x, of); });
+    });
+}
+
+PyObject* lu_of_any(const binding::call_arguments& call)
+{
+    const auto [given] = lu_signature.bind(call);
+    const operand a(given);
+    const stack_shape of = stack_of(a, lu_signature.function);
     return telling({given}, of.lead, [&] {
         return by_type(a, [&](const auto& x) { return packed_factors(x, of); });
     });

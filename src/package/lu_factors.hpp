@@ -12,6 +12,9 @@ namespace numerical::package {
 // lu_factors(a) -> (L and U in one, exchanges, 1-norms of a)
 PyObject* lu_factors(const binding::call_arguments& call);
 
+// lu(a) -> the same for matrices of any shape.
+PyObject* lu_of_any(const binding::call_arguments& call);
+
 // lu_solve(lu, exchanges, b, form); a form is 0 for A, 1 for Aᵀ and 2 for Aᴴ
 PyObject* lu_solve(const binding::call_arguments& call);
 

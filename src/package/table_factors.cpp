@@ -12,6 +12,8 @@ std::span<PyMethodDef> factors_table()
     static PyMethodDef table[] = {
         function<lu_factors>("lu_factors",
                              "lu_factors(a)\n--\n\n(L and U in one, exchanges, norms)."),
+        function<lu_of_any>("lu", "lu(a)\n--\n\n"
+                                  "(L and U in one, exchanges, norms) of any shape."),
         function<lu_solve>("lu_solve", "lu_solve(lu, piv, b, trans)\n--\n\nThe solutions."),
         function<lu_rcond>("lu_rcond", "lu_rcond(lu, piv, norms)\n--\n\nReciprocal conditions."),
         function<lu_det>("lu_det", "lu_det(lu, piv)\n--\n\nThe determinants."),

@@ -55,6 +55,41 @@ def test_lu_solve_takes_scipys_pairs_and_letters():
 
 
 @pytest.mark.parametrize("dtype", DTYPES)
+@pytest.mark.parametrize("shape", [(0, 3), (3, 0), (1, 4), (4, 1), (7, 5), (5, 7), (65, 64), (40, 300), (300, 70)])
+def test_lu_of_rectangular_matrices_is_scipys(shape, dtype):
+    a = normal(shape, dtype)
+    factors = linalg.lu(a)
+    rows, cols = shape
+    assert [t.shape for t in factors] == [(rows, rows), (rows, min(shape)), (min(shape), cols)]
+    p, lower, upper = factors
+    close(p @ lower @ upper, a)
+    assert nm.array_equal(nm.tril(lower), lower) and nm.array_equal(nm.triu(upper), upper)
+    if dtype == "float64" and a.size:
+        for ours, theirs in zip(factors, sla.lu(a)):
+            close(ours, theirs, 1e-9)
+    for ours, theirs in zip(linalg.lu(a, permute_l=True), (p @ lower, upper)):
+        assert nm.array_equal(ours, theirs)
+
+
+def test_lu_of_rectangular_stacks_is_that_of_each_matrix():
+    a = normal((2, 3, 6, 4))
+    factors = linalg.lu(a)
+    assert [t.shape for t in factors] == [(2, 3, 6, 6), (2, 3, 6, 4), (2, 3, 4, 4)]
+    for place in np.ndindex(2, 3):
+        for ours, single in zip(factors, linalg.lu(a[place])):
+            assert nm.array_equal(ours[place], single)
+
+
+@pytest.mark.parametrize("method", ["det", "slogdet", "rcond", "inverse", "cond_estimate"])
+def test_rectangular_factors_answer_nothing_of_square_ones(method):
+    factors = linalg.lu(normal((2, 3)))
+    name = {"inverse": "solve", "cond_estimate": "rcond"}.get(method, method)
+    with pytest.raises(ValueError) as refused:
+        getattr(factors, method)()
+    assert str(refused.value) == f"{name} takes square matrices, not shape (2, 3)"
+
+
+@pytest.mark.parametrize("dtype", DTYPES)
 def test_lu_unpacks_as_scipys_and_solves(dtype):
     a, b = normal((7, 7), dtype), normal((7, 2), dtype, 1)
     factors = linalg.lu(a)

@@ -42,8 +42,8 @@ class lu_blocks
 {
 public:
     lu_blocks(block_view<T> matrix, std::size_t block_width)
-        : a(matrix), order(matrix.rows), block(block_width), exchanges(order),
-          panel_store(zeros<T>(panel_stride(order) * std::min(block, order)))
+        : a(matrix), steps(std::min(a.rows, a.cols)), block(block_width), exchanges(a.rows),
+          panel_store(zeros<T>(panel_stride(a.rows) * std::min(block, steps)))
     {
         std::iota(exchanges.begin(), exchanges.end(), std::size_t{0});
     }
@@ -57,7 +57,7 @@ public:
 
 private:
     block_view<T> a;
-    std::size_t order;
+    std::size_t steps; // columns of L, rows of U
     std::size_t block;
     std::vector<std::size_t> exchanges;
     std::vector<T> panel_store; // of the panel that is being factored, by columns
@@ -79,31 +79,33 @@ template <class T>
 void lu_blocks<T>::factorize()
 {
     std::size_t start = 0;
-    std::size_t end = std::min(block, order);
+    std::size_t end = std::min(block, steps);
     factorize_panel(start, end);
-    while (end < order) {
-        const std::size_t next_end = std::min(order, end + block);
+    while (end < steps) {
+        const std::size_t next_end = std::min(steps, end + block);
         solve_panel_rows(start, end);
-        negate_into(minus_l, a.sub(end, order, start, end));
+        negate_into(minus_l, a.sub(end, a.rows, start, end));
         update(start, end, end, next_end);
-        if (order - next_end <= look_ahead_columns) {
+        if (a.cols - next_end <= look_ahead_columns) {
             update_beside_panel(start, end, next_end);
         } else {
-            update(start, end, next_end, order);
+            update(start, end, next_end, a.cols);
             factorize_panel(end, next_end);
         }
         start = end;
         end = next_end;
     }
+    if (end < a.cols)
+        solve_panel_rows(start, end);
     exchange_rows_of_l();
 }
 
 template <class T>
 void lu_blocks<T>::factorize_panel(std::size_t first, std::size_t last)
 {
-    const std::size_t rows = order - first;
+    const std::size_t rows = a.rows - first;
     const block_view<T> columns{panel_store.data(), last - first, rows, panel_stride(rows)};
-    const block_view<T> in_place = a.sub(first, order, first, last);
+    const block_view<T> in_place = a.sub(first, a.rows, first, last);
     transpose_into(columns, in_place);
     lu_panel<T> panel(columns, first, block, exchanges.data() + first);
     panel.factorize();
@@ -121,12 +123,12 @@ void lu_blocks<T>::solve_panel_rows(std::size_t first, std::size_t last)
     const block_view<const T> l = a.sub(first, last, first, last);
     const auto solve_tile = [&](std::size_t t) {
         const std::size_t from = last + triangular_tile * t;
-        const std::size_t to = std::min(from + triangular_tile, order);
+        const std::size_t to = std::min(from + triangular_tile, a.cols);
         exchange_rows(first, last, from, to);
         on_well_strided(a.sub(first, last, from, to),
                         [&](block_view<T> x) { substitute_unit_lower(path, l, x); });
     };
-    parallel_for(triangular_tiles(order - last), width * width * triangular_tile / 4, solve_tile);
+    parallel_for(triangular_tiles(a.cols - last), width * width * triangular_tile / 4, solve_tile);
 }
 
 // The tiles write the columns from next_end on, from row `end` down, and read the rows of U above
@@ -134,15 +136,15 @@ void lu_blocks<T>::solve_panel_rows(std::size_t first, std::size_t last)
 template <class T>
 void lu_blocks<T>::update_beside_panel(std::size_t start, std::size_t end, std::size_t next_end)
 {
-    const std::size_t remaining = order - next_end;
+    const std::size_t remaining = a.cols - next_end;
     const std::size_t pieces = 2 * allowed_threads();
     const std::size_t tile = std::max((remaining + pieces - 1) / pieces, block);
     const auto update_tile = [&](std::size_t t) {
         const std::size_t from = next_end + t * tile;
-        update(start, end, from, std::min(from + tile, order));
+        update(start, end, from, std::min(from + tile, a.cols));
     };
     const auto next_panel = [&] { factorize_panel(end, next_end); };
-    parallel_for_beside((remaining + tile - 1) / tile, (order - end) * (end - start) * tile / 16,
+    parallel_for_beside((remaining + tile - 1) / tile, (a.rows - end) * (end - start) * tile / 16,
                         update_tile, next_panel);
 }
 
@@ -151,8 +153,8 @@ template <class T>
 void lu_blocks<T>::update(std::size_t start, std::size_t end, std::size_t from, std::size_t to)
 {
     const std::size_t width = end - start;
-    add_product({minus_l.data(), order - end, width, width}, a.sub(start, end, from, to),
-                a.sub(end, order, from, to));
+    add_product({minus_l.data(), a.rows - end, width, width}, a.sub(start, end, from, to),
+                a.sub(end, a.rows, from, to));
 }
 
 // The exchanges of rows [first, last), on columns [from, to).
@@ -172,37 +174,51 @@ void lu_blocks<T>::exchange_rows_of_l()
 {
     const auto exchange_panel = [&](std::size_t t) {
         const std::size_t from = block * t;
-        const std::size_t to = std::min(from + block, order);
-        exchange_rows(to, order, from, to);
+        const std::size_t to = std::min(from + block, steps);
+        exchange_rows(to, steps, from, to);
     };
-    parallel_for((order + block - 1) / block, order * block, exchange_panel);
+    parallel_for((steps + block - 1) / block, a.rows * block, exchange_panel);
 }
 
 } // namespace
 } // namespace detail
 
+std::size_t lu_block_width(std::size_t rows, std::size_t cols)
+{
+    return std::min(rows, cols) <= detail::greatest_narrow_order ? detail::narrow_block
+                                                                 : detail::wide_block;
+}
+
+template <class T>
+lu_pivots factorize_lu(detail::block_view<T> a)
+{
+    detail::lu_blocks<T> blocks(a, lu_block_width(a.rows, a.cols));
+    blocks.factorize();
+    return {blocks.row_exchanges(), blocks.singular()};
+}
+
 template <class T>
 lu_decomposition<T>::lu_decomposition(matrix<T>&& a)
-    : order(a.rows),
-      block(a.rows <= detail::greatest_narrow_order ? detail::narrow_block : detail::wide_block)
+    : order(a.rows), block(lu_block_width(a.rows, a.cols))
 {
     if (a.rows != a.cols)
         throw dimension_error("LU decomposition requires a square matrix");
     detail::require_finite(a, "LU decomposition");
     factors = std::move(a.data);
 
-    detail::lu_blocks<T> blocks({factors.data(), order, order, order}, block);
-    blocks.factorize();
-    singular = blocks.singular();
+    const lu_pivots pivots = factorize_lu<T>({factors.data(), order, order, order});
+    singular = pivots.singular;
     permutation.resize(order);
     std::iota(permutation.begin(), permutation.end(), std::size_t{0});
     for (std::size_t i = 0; i < order; ++i)
-        if (const std::size_t other = blocks.row_exchanges()[i]; other != i) {
+        if (const std::size_t other = pivots.exchanges[i]; other != i) {
             std::swap(permutation[i], permutation[other]);
             sign = -sign;
         }
 }
 
+template lu_pivots factorize_lu(detail::block_view<double>);
+template lu_pivots factorize_lu(detail::block_view<std::complex<double>>);
 template struct lu_decomposition<double>;
 template struct lu_decomposition<std::complex<double>>;
 

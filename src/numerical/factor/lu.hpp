@@ -7,6 +7,7 @@
 // columns right of it are updated (look-ahead). Only an exact zero counts as a missing pivot; there
 // is no tolerance.
 
+#include "numerical/gemm/block_view.hpp"
 #include "numerical/matrix.hpp"
 
 #include <complex>
@@ -15,6 +16,22 @@
 #include <vector>
 
 namespace numerical {
+
+// How the rows of A came to their places: row i was exchanged with row exchanges[i], i ascending,
+// for each row of A.
+struct lu_pivots
+{
+    std::vector<std::size_t> exchanges;
+    bool singular; // a column without a pivot was skipped: U has a zero on its diagonal
+};
+
+// P·A = L·U of an m × n array, in its place: L, m × k for k = min(m, n), below the diagonal, its
+// unit diagonal not stored, and U, k × n. T = double or std::complex<double>. Nothing is checked.
+template <class T>
+lu_pivots factorize_lu(detail::block_view<T> a);
+
+// The width of a panel.
+std::size_t lu_block_width(std::size_t rows, std::size_t cols);
 
 // What is known of a right-hand side before the forward substitution.
 enum class right_side {
