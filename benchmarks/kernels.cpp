@@ -152,17 +152,31 @@ std::vector<T> random_values(std::size_t count)
 
 constexpr std::size_t peak_turns = 4000;
 
-// Fused multiply-adds on `threads` threads at once, in the widest vectors of the path.
+// Multiply-adds in the widest vectors of a path.
+struct peak_probe
+{
+    double (*run)(std::size_t turns);
+    double flops_per_turn;
+};
+
+peak_probe probe_of(int path)
+{
+    if (path == avx512_path)
+        return {peak::avx512_fma, peak::avx512_flops_per_turn};
+    if (path == avx2_path)
+        return {peak::avx2_fma, peak::avx2_flops_per_turn};
+    return {peak::portable_multiply_add, peak::portable_flops_per_turn};
+}
+
+// On `threads` threads at once.
 double peak_flops(std::size_t threads)
 {
-    const bool wide = gemm_path_current() == avx512_path;
-    return double(threads * peak_turns) *
-           (wide ? peak::avx512_flops_per_turn : peak::avx2_flops_per_turn);
+    return double(threads * peak_turns) * probe_of(gemm_path_current()).flops_per_turn;
 }
 
 void run_peak(std::size_t threads)
 {
-    const auto kernel = gemm_path_current() == avx512_path ? peak::avx512_fma : peak::avx2_fma;
+    const auto kernel = probe_of(gemm_path_current()).run;
     const auto run = [kernel](std::size_t) { benchmark::DoNotOptimize(kernel(peak_turns)); };
     parallel_for(threads, std::size_t{1} << 20, run);
 }
@@ -289,13 +303,24 @@ std::string tail_of(const shape& s, int path, std::size_t threads)
     return tail.str();
 }
 
+// The vector paths of this machine, or the portable one if it has none.
+std::vector<int> paths_to_measure()
+{
+    switch (gemm_path_current()) {
+    case avx512_path:
+        return {avx2_path, avx512_path};
+    case avx2_path:
+        return {avx2_path};
+    default:
+        return {portable_path};
+    }
+}
+
 void register_products()
 {
-    for (const int path : {avx2_path, avx512_path})
+    for (const int path : paths_to_measure())
         for (const std::size_t threads : {1, 2})
             for (const shape& s : square_and_thin) {
-                if (path == avx512_path && !cpu_features().avx512)
-                    continue;
                 const std::string tail = tail_of(s, path, threads);
                 benchmark::RegisterBenchmark(("dgemm" + tail).c_str(), product_row<double>, s,
                                              threads, path)
