@@ -1,8 +1,8 @@
 """Every source has a test file of its name, or one that HELD_BY names.
 
-tests/unit mirrors src/numerical: the test of factor/lu.cpp is tests/unit/factor/lu_test.cpp. Kernels
-of a path (avx2_, avx512_, portable_) are held by the test of the function that chooses among them,
-which runs on every path. An entry of HELD_BY that is no longer needed is a fault too.
+tests/unit mirrors src/numerical: the test of factor/lu.cpp is tests/unit/factor/lu_test.cpp. The
+kernels of a path (avx2_, avx512_, portable_) are held by the test of the function that chooses among
+them, which runs on every path. An entry of HELD_BY that is no longer needed is a fault too.
 """
 
 import pathlib
@@ -78,8 +78,8 @@ HELD_BY = {
     "unit/vector_math/complex_test": "numerical/vector_math/complex_functions"
     " numerical/vector_math/complex_rare",
     "package/test_arguments": "package/parameters package/operand",
-    "package/test_array_object": "package/index_keys package/int_arrays package/numbers package/operators"
-    " package/subscript",
+    "package/test_array_object": "package/index_keys package/int_arrays package/numbers"
+    " package/operators package/subscript",
     "package/test_assumptions": "package/band_systems",
     "package/test_factors": "package/indefinite_factors package/kept_stacks package/lu_factors"
     " package/triangle_factors",
