@@ -2,7 +2,6 @@
 
 import math
 
-from . import _numerical
 from ._arguments import real, shown
 from ._conversion import asarray
 from ._decompositions import svdvals

@@ -8,7 +8,6 @@ from ._functions import sum as _sum
 from ._native_module import native
 from ._promotion import same_dtype
 from ._shaping import normalized_axes, ravel, reshape
-from ._einsum import einsum
 
 matmul = native.matmul
 _LETTERS = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"

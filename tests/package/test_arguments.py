@@ -34,7 +34,7 @@ FITTING = {
     "cross": {"a": nm.ones(3), "b": nm.ones(3)}, "reshape": {"shape": (4,)},
     "squeeze": {"a": nm.ones((1, 2))}, "arctan2": {"x": nm.ones(2)}, "vander": {"x": nm.ones(2)},
     "searchsorted": {"a": nm.ones(2)}, "take_along_axis": {"indices": [[0, 1]]},
-    "where": {"a": nm.eye(2), "b": nm.eye(2)}, "randomized_svd": {"k": 1},
+    "where": {"a": nm.eye(2), "b": nm.eye(2)},
 }  # fmt: skip
 
 # Words of the interpreter, of NumPy or of the module's boundary, which name no argument.
