@@ -1,9 +1,8 @@
-#include "numerical/strided/transpose.hpp"
 #include "numerical/svd/arrow_vectors.hpp"
 
-#include "matrices.hpp"
+#include "numerical/strided/transpose.hpp"
 #include "paths.hpp"
-#include "ratios.hpp"
+#include "svd_cases.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -12,11 +11,11 @@
 
 namespace {
 
+using numerical::matrix;
 using numerical::detail::fill_left_vectors;
 using numerical::detail::fill_right_vectors;
 using numerical::detail::small_arrow;
 using numerical::detail::solve_arrow;
-using test::matrix;
 
 // Poles `spread` apart in relation, the first of them 0.
 small_arrow solved(std::size_t size, double spread)

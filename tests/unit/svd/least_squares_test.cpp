@@ -2,6 +2,7 @@
 
 #include "numerical/errors.hpp"
 #include "numerical/strided/transpose.hpp"
+#include "numerical/svd/pseudo_inverse.hpp"
 #include "numerical/svd/range_guard.hpp"
 #include "numerical/svd/tall_factors.hpp"
 #include "paths.hpp"
