@@ -1,10 +1,10 @@
 #pragma once
 
 // A step of the chase of a bulge down a real symmetric band (hermitian_band.hpp) whose blocks are
-// whole: as wide as they are high, 16 or 32. The blocks lie in the first cache, where the passes
-// over them count: the two reflections of the left block are one update, and its first column, of
-// which the second reflection is made, is had before it. Declarations only, so it may be included
-// from any target.
+// whole: as wide as they are high, 16 or 32. The blocks lie in L1, where the passes over them
+// count: the two reflections of the left block are one update, and its first column, of which the
+// second reflection is made, is had before it. Declarations only, so it may be included from any
+// target.
 
 #include <cstddef>
 

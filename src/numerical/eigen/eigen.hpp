@@ -34,7 +34,7 @@ private:
 class hermitian_eigen
 {
 public:
-    // As above; std::invalid_argument if Jacobi is asked for.
+    // As above; std::invalid_argument for the Jacobi method.
     hermitian_eigen(matrix<std::complex<double>> a, eigen_method method);
 
     std::size_t size;
@@ -56,7 +56,8 @@ struct jacobi_eigenpairs
     std::vector<double> rows;
 };
 
-// Works on a/scale, by its lower triangle. convergence_error when `sweep_limit` sweeps don't do.
+// Works on a/scale, by its lower triangle. convergence_error if not converged after
+// `sweep_limit` sweeps.
 jacobi_eigenpairs two_sided_jacobi(const matrix<double>& a, double scale, int sweep_limit);
 
 } // namespace detail

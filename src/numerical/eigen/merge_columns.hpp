@@ -88,8 +88,8 @@ void merge_chosen_columns(block_view<const double> q, const column_merge& merge,
                           const small_vector_rows& fill_row, index_range wanted,
                           block_view<double> out);
 
-// One row whose new elements stand at the left, in their order, and its deflated ones: all of them
-// in their places.
+// Permutes one row, whose new elements are at the left in their order, and its deflated ones into
+// the final order.
 void place_merged_row(double* row, const double* deflated, std::size_t active,
                       const std::vector<std::size_t>& order);
 

@@ -1,8 +1,8 @@
 #pragma once
 
 // A list of row operations as the kernels take it. Consecutive chains of one direction become a
-// wave as far as they run beside each other; what sticks out of the wave in front is done before
-// it, what sticks out behind after it, chain by chain. Both commute with the parts of the other
+// wave over the rows where they overlap; the part of a chain ahead of the wave is applied before
+// it, the part behind it afterwards, chain by chain. Both commute with the parts of the other
 // chains that they overtake, as they have no row in common with them, so every row still sees its
 // operations in the order of the list.
 

@@ -1,8 +1,9 @@
 #pragma once
 
 // Sums of the secular equation for four roots at once, one in each lane, in two forms with the same
-// bits: every lane adds its terms in ascending order, and nothing is fused. Divisions bound them,
-// and eight lanes divide no faster than twice four, so the wider path takes the same form.
+// bits: every lane adds its terms in ascending order, and nothing is fused. They are bound by
+// division, which has no more throughput at eight lanes than at four, so the wider path takes the
+// same form.
 // Declarations only, so it may be included from any target.
 
 #include <cstddef>

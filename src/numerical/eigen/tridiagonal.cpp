@@ -114,7 +114,7 @@ void reducer<T>::correct_product(std::size_t k, std::size_t p)
     T* const v = v_row(p) + k + 1;
     T* const w = w_row(p) + k + 1;
     row_dots(path, coefficients.data(), v, vectors.data() + k + 1, n, 2 * p, len);
-    for (std::size_t q = 0; q < p; ++q) // V leaves with Wᴴ·v and W with Vᴴ·v
+    for (std::size_t q = 0; q < p; ++q) // V is multiplied by Wᴴ·v, W by Vᴴ·v
         std::swap(coefficients[2 * q], coefficients[2 * q + 1]);
     subtract_products_on(path, w, coefficients.data(), vectors.data() + k + 1, n, 2 * p, len);
     T projection; // vᴴw

@@ -171,7 +171,7 @@ void clip(const double* x, double low, double high, double* out, std::size_t n)
     });
 }
 
-// What has no finite multiple stays. In two loops over a stretch that is in L1: a division beside a
+// What has no finite multiple stays. In two loops over a block that is in L1: a division beside a
 // choice would keep the compiler from making vectors of either.
 void round_to_parts(const double* __restrict x, double power, double* __restrict out, std::size_t n)
 {
@@ -265,7 +265,7 @@ void count_true_of_columns(const row_block& block, double* __restrict counts)
     }
 }
 
-// By stretches without a branch, and then number by number in the one that holds it.
+// By blocks without a branch, and then number by number in the block that holds it.
 std::size_t place_of(const double* x, std::size_t n, double value)
 {
     constexpr std::size_t stretch = 64;

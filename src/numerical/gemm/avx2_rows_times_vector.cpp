@@ -215,8 +215,8 @@ struct complex_groups<0>
     void store(double*) const {}
 };
 
-// Each line of A that was added is followed by a line for each row of what comes next, into the
-// second cache: memory isn't idle while the imaginary parts are added.
+// Each line of A that was added is followed by a line for each row of what comes next, into L2:
+// memory isn't idle while the imaginary parts are added.
 template <std::size_t groups>
 [[gnu::noinline]] void add_complex(const complex_rows_times_vector& p)
 {

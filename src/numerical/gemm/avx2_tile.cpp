@@ -174,9 +174,9 @@ template <class Rows, elements kind, class Columns>
         return {columns.first(b), columns.second(b)};
 }
 
-// Two positions a turn: as fast as one, while four would spill. Where there is something to ask
-// for, the turns are cut into a stretch for each row, before which that row of the next tile is
-// asked for: asked for at once, the rows would take every miss buffer and hold up the panels.
+// Two positions per iteration: as fast as one, while four would spill. Where there is something to
+// prefetch, the loop is cut into a part for each row, before which that row of the next tile is
+// prefetched: all at one time they would take every miss buffer and hold up the panels.
 template <std::size_t rows, class Rows, elements kind, class Columns>
 [[gnu::always_inline]] inline void add_products(tile_rows<0, rows, Columns::has_second>& sum,
                                                 const Columns& columns, const tile_operands& t)

@@ -1,8 +1,8 @@
 #pragma once
 
 // How each kernel's product is cut for the caches (Goto and van de Geijn 2008): a tile of C in
-// registers, an A panel of mr × kc in the first cache, a group of four B panels in the second. Four
-// panels a group also make the tasks of a thread few and large.
+// registers, an A panel of mr × kc in L1, a group of four B panels in L2. Four panels per group
+// also make the tasks of a thread few and large.
 
 #include "numerical/gemm/tile_kernels.hpp"
 

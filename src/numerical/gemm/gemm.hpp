@@ -11,8 +11,8 @@
 
 namespace numerical::detail {
 
-// C[m × n] += A[m × k] · B[k × n]. C holds meaningful values on entry: who wants C - A·B negates an
-// operand. The operands must not overlap; any size may be 0. The sum over k ascends for every
+// C[m × n] += A[m × k] · B[k × n]. C holds meaningful values on entry; to compute C - A·B, negate
+// one operand. The operands must not overlap; any size may be 0. The sum over k ascends for every
 // element, and the result doesn't depend on the number of threads, only on the path.
 template <class T>
 void gemm(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
@@ -29,8 +29,8 @@ template <class T>
 void gemm_new(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
               std::size_t ldb, T* c, std::size_t ldc);
 
-// The same by tiles, whatever the size, with B's columns in memory one after the other, ldb apart:
-// they are turned into rows while they are packed.
+// As above, but always by tiles, and for a column-major B with leading dimension ldb: packing
+// transposes it.
 void gemm_new_by_columns(std::size_t m, std::size_t n, std::size_t k, const double* a,
                          std::size_t lda, const double* b, std::size_t ldb, double* c,
                          std::size_t ldc);
@@ -52,8 +52,8 @@ template <class T>
 void gemm_batch_by_steps(const batch_sizes& sizes, const batch_steps& steps, const T* a, const T* b,
                          T* c);
 
-// C = (A·B)ᵀ for each of a batch of products of at most so many elements: each is transposed while
-// it is in the first cache.
+// C = (A·B)ᵀ for each of a batch of products of at most this many elements: each is transposed
+// while it is in L1.
 constexpr std::size_t most_transposed = 4096;
 template <class T>
 void gemm_batch_transposed(const batch_sizes& sizes, const T* a, const T* b, T* c);

@@ -16,11 +16,11 @@
 
 namespace numerical::detail {
 
-// Below so many products a second worker gains nothing, not even where few columns leave the tiles
-// half empty, and the preparation of the loop is worth saving.
+// Below this many multiply-adds a second thread doesn't repay the start of a loop, not even where
+// few columns leave the tiles half empty.
 constexpr std::size_t serial_products = std::size_t{1} << 17;
 
-// A C of so many elements is in the second cache: its tiles need not be asked for ahead.
+// A C of at most this many elements is already in L2, so its tiles aren't prefetched.
 constexpr std::size_t near_elements = std::size_t{1} << 15;
 
 constexpr std::size_t line = 8; // doubles
@@ -64,7 +64,7 @@ struct product_block
     T* c;
     std::size_t ldc;
     into_c into;
-    // Of a batch's next product, to be asked for: A, B, and C in a place like this one's; or none.
+    // Operands of the batch's next product, C at the place of this block, to prefetch; else null.
     const T* next_a = nullptr;
     const T* next_b = nullptr;
     const T* next_c = nullptr;
@@ -157,9 +157,9 @@ void product_block<Kernel, T>::run_tile(const tile_operands_of<T>& operands) con
     Kernel::tile(operands);
 }
 
-// The tile of C asked for meanwhile is the one below: far enough ahead at a small depth, and at a
-// large one still in the second cache when its turn comes. In a batch it is that of the next
-// product, of whose A and B each tile asks for the lines that follow those of the tile before.
+// While a tile runs, the tile of C below it is prefetched: far enough ahead at a small depth, and
+// still in L2 at a large one. In a batch it is the tile of the next product, of whose A and B each
+// tile prefetches the lines that follow those of the tile before.
 template <class Kernel, class T>
 tile_operands_of<T> product_block<Kernel, T>::tile_at(std::size_t i, std::size_t j) const
 {
@@ -200,8 +200,8 @@ void product_block<Kernel, T>::multiply_group(std::size_t first_row, std::size_t
 }
 
 // Operands that few tiles use are read where they lie: a packed copy would cost more than it saves.
-// Rows of A a multiple of 4 KiB apart would meet in one set of the first cache. Complex tiles that
-// find B in place find A so too.
+// Rows of A that lie a multiple of 4 KiB apart would share one set of L1. Complex tiles that
+// read B in place read A in place too.
 template <class Kernel>
 bool reads_a_in_place(std::size_t m, std::size_t n, std::size_t lda)
 {
@@ -261,8 +261,8 @@ void gemm_packed(const product_operands<T>& p)
     multiply_blocks([&](auto& block) { block.pack(panels); });
 }
 
-// C += AᴴB for a k × m A, which is read where it lies. For few rows of C: they are all that a panel
-// of B would be used for.
+// C += AᴴB for a k × m A, which is read in place. For few rows of C, which alone would reuse a
+// packed panel of B.
 template <class Kernel, class T>
 void gemm_adjoint_tiles(const product_operands<T>& p)
 {
@@ -286,9 +286,9 @@ void gemm_adjoint_tiles(const product_operands<T>& p)
         }
 }
 
-// Whether a batch of products of so many elements, operands and result together, should ask for the
-// next one. Not if all come from the third cache, nor if they are so small that the processor
-// foresees them, nor so large that they wouldn't stay in the second cache until their turn.
+// Whether to prefetch the next product of a batch, with this many elements in its operands and its
+// result: not if all come from L3, nor if they are so small that the hardware prefetcher keeps up,
+// nor so large that they would leave L2 before they are used.
 inline bool worth_asking_for_next(std::size_t batches, std::size_t elements)
 {
     constexpr std::size_t far_elements = std::size_t{1} << 20;

@@ -71,7 +71,7 @@ constexpr unsigned char known_avx512 = 4;
 } // namespace
 
 // An atomic byte and not a guarded static, which a fork during its initialisation would leave
-// locked in the child. Whoever comes first reads; two who do read the same.
+// locked in the child. The first caller detects; a race is harmless, since both detect the same.
 cpu_feature_set cpu_features()
 {
     static constinit std::atomic<unsigned char> features{unread};

@@ -8,7 +8,7 @@
 
 namespace numerical::detail {
 
-// Path codes. As a limit also 3, the top of the scale, which no kernel has.
+// Path codes. As a limit, 3 is allowed too and means no limit.
 constexpr int portable_path = 0;
 constexpr int avx2_path = 1;   // AVX2 and FMA
 constexpr int avx512_path = 2; // AVX-512F

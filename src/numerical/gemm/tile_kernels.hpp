@@ -25,11 +25,10 @@ constexpr std::size_t gemm_nr = 48 / sizeof(T) * 2; // 12 doubles, 6 complex num
 enum class into_c { add, store };
 
 // One tile's work. In a packed panel position p of A is at a + p·mr; in place, row r of position p
-// is at a[r·lda + p]: what a panel costs to make is not earned back by a few columns. next_c is the
-// tile that comes next, whose lines are asked for meanwhile. So are next_a and next_b, the
-// beginnings of stretches of memory: a tile that reads A in place asks for a line of each every two
-// positions. These three are addresses and not pointers: nothing is read there, and what is asked
-// for may lie behind the operand's end, or there is nothing to ask for.
+// is at a[r·lda + p]: packing doesn't pay for a few columns. next_c is the tile that comes next,
+// whose lines are prefetched meanwhile. So are next_a and next_b, the beginnings of runs of memory:
+// a tile that reads A in place prefetches a line of each every two positions. These three are
+// addresses, never dereferenced: they may lie behind the operand's end, or be null.
 template <class T>
 struct tile_operands_of
 {

@@ -93,10 +93,9 @@ bool has_nan(const complex& z)
     return std::isnan(z.real()) || std::isnan(z.imag());
 }
 
-// The dots of W runs of n elements that lie end to end, by the quick formula for products alone:
-// several times as fast as with a look at each product. A product with a NaN in it leaves one in
-// its sum, which then, and only then, has to be formed again. One run's additions wait for each
-// other; two runs' don't.
+// The dots of W runs of n elements that lie end to end, by the textbook formula of the product:
+// several times faster than checking each product. A product with a NaN leaves one in its sum, and
+// only such sums have to be formed again. Independent runs hide the latency of addition.
 template <std::size_t W>
 std::array<complex, W> quick_dots(const complex* a, const complex* b, std::size_t n)
 {

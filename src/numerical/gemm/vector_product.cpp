@@ -25,8 +25,8 @@ template bool is_vector_product(const product_operands<complex>&);
 
 namespace {
 
-// Rows that one call of a kernel takes. Those a multiple of 4 KiB apart meet in one set of the
-// first cache, which has room for eight lines.
+// Rows that one call of a kernel takes. Those a multiple of 4 KiB apart share one set of L1, which
+// has room for eight lines.
 constexpr std::size_t rows_in_a_set = 8;
 
 template <class T>
@@ -133,7 +133,7 @@ private:
     const T* elements;
 };
 
-// Columns of c that stay in the first cache while the rows of B pass by.
+// Columns of c that stay in L1 while the rows of B pass by.
 constexpr std::size_t near_columns = 2048;
 
 // c[j] += sum of x[l]·B[l, j] for some columns.
@@ -157,7 +157,7 @@ void add_columns(const product_operands<complex>& p, std::size_t block_depth)
 }
 
 // Columns for an index: a share for each thread that the work is worth, whole lines, and no more
-// than `most`. A row's stretch is best long: the processor foresees a page of it at a time.
+// than `most`. Long runs of a row are best: the hardware prefetcher follows one for a page.
 std::size_t columns_of_task(std::size_t cols, std::size_t products_of_column, std::size_t most)
 {
     constexpr std::size_t least = 64;
@@ -206,7 +206,7 @@ void multiply_vector(const product_operands<double>& p)
 
 void multiply_vector(const product_operands<complex>& p, std::size_t block_depth)
 {
-    // A block of B is read a second time, for the imaginary parts of A, from the second cache.
+    // A block of B is read a second time, for the imaginary parts of A, from L2.
     constexpr std::size_t most_columns = 256;
     if (p.n == 1) {
         const dense_vector<complex> x(p.b, p.ldb, p.k);

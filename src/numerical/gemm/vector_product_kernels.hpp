@@ -32,7 +32,7 @@ struct complex_rows_times_vector
     const double* x;
     double* sums;
     double* aside;        // scratch: depth numbers for each of the most rows
-    const double* next_a; // A of the next call, asked for meanwhile; an address, never read
+    const double* next_a; // A of the next call, to prefetch; never dereferenced
 };
 
 void avx2_add_complex_rows_times_vector(const complex_rows_times_vector& p);
@@ -47,7 +47,7 @@ struct scaled_rows
     const double* b;
     std::size_t ldb;
     double* c;
-    const double* next_b = nullptr; // B of the next call, asked for by the turned form; never read
+    const double* next_b = nullptr; // B of the next call, prefetched by the turned form
 };
 
 void avx2_add_scaled_rows(const scaled_rows& s);

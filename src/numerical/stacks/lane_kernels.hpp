@@ -13,7 +13,7 @@
 namespace numerical::detail {
 
 // Orders up to which LU and Cholesky factorizations are done in lanes: those whose single call
-// makes no product that lanes can't follow, and whose elements stay in the second cache.
+// makes no product that lanes can't follow, and whose elements stay in L2.
 constexpr std::size_t greatest_real_lane_order = 32;
 constexpr std::size_t greatest_complex_lane_order = 16;
 constexpr std::size_t most_lanes = 8;

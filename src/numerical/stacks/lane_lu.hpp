@@ -23,7 +23,7 @@ inline vector row_number(std::size_t i)
 
 // rows × cols elements by rows, of which some orders leave a gap behind each. Elimination goes down
 // columns: at order 32 the elements of one would lie a multiple of 2 KiB apart, in a few sets of
-// the first cache, and it would take twice as long.
+// L1, and it would take twice as long.
 template <class number>
 struct spaced_tile
 {

@@ -82,7 +82,7 @@ struct complex_number
     }
 };
 
-// a·b by the quick formula.
+// a·b by the textbook formula.
 inline real_number product(real_number a, real_number b)
 {
     return {lanes::times(a.re, b.re)};

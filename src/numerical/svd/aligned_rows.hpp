@@ -13,7 +13,7 @@ namespace numerical::detail {
 
 constexpr std::size_t line_bytes = 64;
 
-// An n × n matrix whose rows begin on cache lines, so that a stretch of a row touches no more lines
+// An n × n matrix whose rows begin on cache lines, so that a run of a row touches no more lines
 // than it fills, and lie an odd number of lines apart, so that those of a tile of columns spread
 // over all sets of the caches.
 template <class T>
@@ -22,7 +22,7 @@ class aligned_rows
 public:
     static constexpr std::size_t line = line_bytes / sizeof(T); // elements of a cache line
 
-    // What a vector needs the capacity for, so that its rows can be moved apart where they are.
+    // The capacity a vector needs for its rows to be padded in place.
     static std::size_t room(std::size_t n) { return n * odd_lines(n) * line + line; }
 
     aligned_rows(std::vector<T> a, std::size_t n) : stride(odd_lines(n) * line)

@@ -9,7 +9,7 @@ namespace {
 
 constexpr double eps = std::numeric_limits<double>::epsilon();
 
-// Both columns take part in what either did.
+// Both columns now have nonzeros wherever either had.
 void unite(std::vector<unsigned int>& types, std::size_t a, std::size_t b)
 {
     types[a] |= types[b];

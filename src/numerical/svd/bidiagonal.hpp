@@ -18,7 +18,7 @@
 namespace numerical::detail {
 
 // A complex matrix below its order is reduced faster one reflector after the other: it stays in
-// the second cache, and panels cost more than they save.
+// L2, and panels cost more than they save.
 template <class T>
 constexpr std::size_t blocked_bidiagonal_order = std::is_same_v<T, double> ? 128 : 400;
 // Complex blocks are multiplied as real ones twice the size, which pays later.

@@ -17,8 +17,8 @@ std::vector<double> identity(std::size_t n)
     return a;
 }
 
-// Rotates the coupling to the extra column away; d and e are those of the square problem then. The
-// rotations make the right vectors by which this was done of the columns of the identity.
+// Rotates the coupling to the extra column away; d and e are those of the square problem then.
+// Applied to the identity, the rotations give the right basis of this step.
 std::vector<column_rotation> absorb_extra_column(std::vector<double>& d, std::vector<double>& e,
                                                  double coupling)
 {

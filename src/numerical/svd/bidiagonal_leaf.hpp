@@ -51,8 +51,8 @@ private:
     int exponent = 0;
 };
 
-// A problem for the iteration. Only the rows of v that are asked for are rotated: all, or the first
-// and the last one.
+// A problem for the iteration. Only the wanted rows of v are rotated: all, or the first and the
+// last one.
 class bidiagonal_leaf
 {
 public:

@@ -78,7 +78,7 @@ private:
     std::size_t n;
     std::size_t first;
     std::size_t last;
-    std::vector<T> columns; // those of the panel, each in one stretch, from row `first` down
+    std::vector<T> columns; // those of the panel, each contiguous, from row `first` down
     std::vector<T> left;    // L
     std::vector<T> right;   // R
     int path = gemm_path_current();

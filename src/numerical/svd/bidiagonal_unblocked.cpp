@@ -29,7 +29,7 @@ std::vector<T> reflector_clearing_tail(std::vector<T> x)
 
 constexpr std::size_t rows_at_once = 16;
 
-// y -= 2·(y·r)·conj(r) for the stretch y of each of the rows; each sum in index order.
+// y -= 2·(y·r)·conj(r) for the part y of each of the rows; each sum in index order.
 void reflect_from_right(block_view<double> rows, const std::vector<double>& r)
 {
     const int path = gemm_path_current();

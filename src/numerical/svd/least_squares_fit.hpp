@@ -1,7 +1,7 @@
 #pragma once
 
 // A least-squares problem with all that is told of it: the solution, what it misses, and the matrix
-// by which singular values are had later, if they are asked for.
+// from which singular values are found later, if they are wanted.
 
 #include "numerical/matrix.hpp"
 
@@ -25,7 +25,7 @@ struct least_squares_fit
 // `missed` is empty unless A has at least as many rows as columns.
 //
 // dimension_error "lstsq: right-hand side size differs from the matrix"; non_finite_error with the
-// name "lstsq" for A. What isn't finite in B goes through.
+// name "lstsq" for A. Infinities and NaN in B propagate.
 template <class T>
 least_squares_fit<T> fit_least_squares(matrix<T> a, const matrix<T>& b, double cutoff);
 

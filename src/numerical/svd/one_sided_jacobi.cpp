@@ -32,7 +32,7 @@ double negligible_cosine(std::size_t n)
     return std::max(2.0, std::sqrt(double(n))) * eps;
 }
 
-// What a pair of rows p and q says of its rotation.
+// Inner products that determine the rotation of rows p and q.
 template <class T>
 struct pair_sums
 {
@@ -198,7 +198,7 @@ void one_sided_jacobi(std::vector<T>& a, std::vector<T>& v, std::size_t n, std::
 {
     if (n < 2)
         return;
-    // By rows, so that a column lies in one stretch.
+    // By rows, so that a column is contiguous.
     transpose_in_place(a, n);
     transpose_in_place(v, n);
     std::size_t sweeps = 0;

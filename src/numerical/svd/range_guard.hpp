@@ -15,6 +15,7 @@ namespace numerical::detail {
 template <class T>
 void multiply_by_power(T* x, std::size_t n, int exponent);
 
+// a·2^exponent, by multiply_by_power.
 template <class T>
 matrix<T> times_power(matrix<T> a, int exponent);
 
