@@ -45,7 +45,7 @@ void rotate_poles(const pole_pair& pair, std::vector<double>& d, std::vector<dou
 
 } // namespace
 
-deflation deflate(std::vector<double>& d, std::vector<double>& z, double weight,
+deflation deflate(std::vector<double>& d, std::vector<double>& z, double rho2,
                   std::vector<unsigned int>& types)
 {
     const double tolerance = largest_modulus(z, largest_modulus(d, 0.0)) * deflation_tolerance;
@@ -53,7 +53,7 @@ deflation deflate(std::vector<double>& d, std::vector<double>& z, double weight,
     auto& [active, deflated] = found.partition;
     std::optional<std::size_t> previous;
     for (const std::size_t i : ascending_order(d)) {
-        if (tolerance >= std::abs(z[i]) * weight) {
+        if (tolerance >= std::abs(z[i]) * rho2) {
             deflated.push_back(i);
             continue;
         }

@@ -1,6 +1,6 @@
 #pragma once
 
-// What of a rank-one problem D + weight·z·zᵀ need not be solved. A pole whose element of z is
+// What of a rank-one problem D + rho2·z·zᵀ need not be solved. A pole whose element of z is
 // negligible is an eigenvalue as it stands; of two poles that lie too near to each other a rotation
 // of their columns makes one negligible (Bunch, Nielsen and Sorensen 1978; the tests and the
 // tolerance are those of Dongarra and Sorensen 1987, with 8·eps). What is left has well separated
@@ -22,7 +22,7 @@ struct deflation
 };
 
 // Changes d, z and the column types as the rotations ask; d need not be sorted.
-deflation deflate(std::vector<double>& d, std::vector<double>& z, double weight,
+deflation deflate(std::vector<double>& d, std::vector<double>& z, double rho2,
                   std::vector<unsigned int>& types);
 
 } // namespace numerical::detail

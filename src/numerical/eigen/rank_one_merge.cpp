@@ -39,7 +39,7 @@ const merge_kernels& kernels_on(int path)
 }
 
 rank_one_problem solve_active(const std::vector<double>& d, const std::vector<double>& z,
-                              double weight, const std::vector<std::size_t>& active)
+                              double rho2, const std::vector<std::size_t>& active)
 {
     rank_one_problem problem;
     double square = 0;
@@ -54,7 +54,7 @@ rank_one_problem solve_active(const std::vector<double>& d, const std::vector<do
 
     std::vector<secular_root> roots(active.size());
     const linear_poles poles{problem.d.data(), problem.z.data(), active.size(),
-                             weight * (norm * norm)};
+                             rho2 * (norm * norm)};
     solve_secular_equation(poles, roots.data());
     for (const auto& [origin, tau] : roots) {
         problem.origin.push_back(problem.d[origin]);
@@ -147,11 +147,11 @@ solved_merge solve_merge(std::vector<double>& d, std::vector<double> z, double r
     for (double& element : z)
         element /= std::numbers::sqrt2;
 
-    const double weight = 2 * rho;
-    auto [partition, rotations] = deflate(d, z, weight, merge.types);
+    const double rho2 = 2 * rho;
+    auto [partition, rotations] = deflate(d, z, rho2, merge.types);
     rotate_columns(q, rotations);
     merge.partition = std::move(partition);
-    merge.problem = solve_active(d, z, weight, merge.partition.active);
+    merge.problem = solve_active(d, z, rho2, merge.partition.active);
 
     std::vector<double> values;
     for (std::size_t j = 0; j < merge.problem.size(); ++j)

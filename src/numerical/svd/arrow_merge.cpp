@@ -84,7 +84,7 @@ struct solved_arrow
 {
     arrow_deflation deflation;
     small_arrow arrow;
-    std::vector<std::size_t> order;
+    std::vector<std::size_t> order2; // of the new values and the deflated ones, ascending
 };
 
 solved_arrow solve_torn(std::vector<double>& values, torn_problem& torn,
@@ -97,10 +97,10 @@ solved_arrow solve_torn(std::vector<double>& values, torn_problem& torn,
     std::vector<double> all = arrow.values;
     for (const std::size_t column : deflation.partition.deflated)
         all.push_back(values[column]);
-    std::vector<std::size_t> order = ascending_order(all);
+    std::vector<std::size_t> order2 = ascending_order(all);
     for (std::size_t c = 0; c < values.size(); ++c)
-        values[c] = all[order[c]];
-    return {std::move(deflation), std::move(arrow), std::move(order)};
+        values[c] = all[order2[c]];
+    return {std::move(deflation), std::move(arrow), std::move(order2)};
 }
 
 void choose_columns(const basis_update& update, const merge_partition& partition,
@@ -131,14 +131,14 @@ void merge_arrow(std::vector<double>& values, torn_problem torn, const bidiagona
     const basis_update right{vectors.v, right_groups(vectors.v.cols, torn.k),
                              solved.deflation.right_type, small};
     if (!vectors.complete()) {
-        update_end_rows(right, partition, solved.order);
+        update_end_rows(right, partition, solved.order2);
         return;
     }
     double* const left = workspace_of(workspace.left_vectors, size * size);
     fill_left_vectors(solved.arrow, small, left);
     update_basis({vectors.u, left_groups(values.size(), torn.k), solved.deflation.left_type, left},
-                 partition, solved.order, workspace.right);
-    update_basis(right, partition, solved.order, workspace.right);
+                 partition, solved.order2, workspace.right);
+    update_basis(right, partition, solved.order2, workspace.right);
 }
 
 void merge_arrow_choosing(std::vector<double>& values, torn_problem torn,
@@ -157,11 +157,11 @@ void merge_arrow_choosing(std::vector<double>& values, torn_problem torn,
     std::vector<double> small = uninitialized<double>(size * size);
     fill_right_vectors(solved.arrow, small.data());
     choose_columns({vectors.v, right_groups(n, torn.k), solved.deflation.right_type, small.data()},
-                   partition, solved.order, wanted, v);
+                   partition, solved.order2, wanted, v);
     std::vector<double> left = uninitialized<double>(size * size);
     fill_left_vectors(solved.arrow, small.data(), left.data());
     choose_columns({vectors.u, left_groups(n, torn.k), solved.deflation.left_type, left.data()},
-                   partition, solved.order, wanted, u);
+                   partition, solved.order2, wanted, u);
 }
 
 } // namespace numerical::detail
