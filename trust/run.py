@@ -68,7 +68,7 @@ def write_page(results):
     machine = f"{processor()}, {os.cpu_count()} processors, Linux {platform.release().split('-')[0]}, Python {platform.python_version()}"
     rows = "\n".join(table(results))
     details = "".join(
-        f"\n### {row['what'].partition(':')[0]}\n\n{row['details']}\n"
+        f"\n## {row['what'].partition(':')[0]}\n\n{row['details']}\n"
         for row in (results[name] for name in CLASSES if name in results) if row["details"]
     )  # fmt: skip
     PAGE.write_text(f"{before}{BEGIN}\n{rows}\n\nMachine: {machine}.\n{details}{END}{after}")
