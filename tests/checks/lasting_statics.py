@@ -16,7 +16,7 @@ def registers_destructors(path: str) -> bool:
 
 
 def main() -> int:
-    objects = sys.argv[1:]
+    objects = [name for name in sys.argv[1:] if name.endswith(".o")]
     faults = [f"{path} has a static with a destructor" for path in objects if registers_destructors(path)]
     print("\n".join(faults) or f"{len(objects)} objects, whose statics last")
     return 1 if faults else 0
