@@ -144,6 +144,7 @@ def main() -> None:
     print_behind([row for row in rows if row["family"] == SCALED], "on one thread")
     result = {"about": about, "rows": rows}
     if options.json:
+        options.json.parent.mkdir(parents=True, exist_ok=True)
         options.json.write_text(json.dumps(result, indent=1) + "\n")
         print(f"\nwrote {options.json}")
     if options.page:
