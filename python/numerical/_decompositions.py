@@ -8,6 +8,7 @@ from ._low_rank import leading_svd
 from ._matrices import QRResult, SVDResult, matrices, matrix_transpose
 from ._arrangement import take_along_axis
 from ._native_module import native
+from ._orthogonal_factors import pivoted_qr
 
 
 def cholesky(a, *, upper=False):
@@ -84,8 +85,6 @@ def qr(a, mode="reduced", *, pivoting=False):
     """
     one_of(mode, "mode", ("reduced", "complete", "r"))
     if pivoting:
-        from ._orthogonal_factors import pivoted_qr  # which rests on this file
-
         return pivoted_qr(a, mode)
     result = native.qr(a, mode)
     return result if mode == "r" else QRResult(*result)

@@ -7,7 +7,6 @@ them work on stacks (..., N, N).
 from ._arguments import shown
 from ._conversion import asarray
 from ._creation import diagonal, eye, tril, triu
-from ._decompositions import cholesky
 from ._functions import conj, log, prod, square, where
 from ._functions import real as _real
 from ._functions import sum as _sum
@@ -398,7 +397,7 @@ def cholesky_factor(a):
     >>> factor.solve([6.0, 4.0])
     Tensor([1.0, 1.0])
     """
-    return CholeskyFactor(cholesky(a), True)
+    return CholeskyFactor(native.cholesky(a), True)
 
 
 def cho_factor(a, lower=False):
@@ -432,7 +431,7 @@ def cho_factor(a, lower=False):
     """
     if lower:
         return cholesky_factor(a)
-    return CholeskyFactor(_adjoint(cholesky(_adjoint(asarray(a)))), False)
+    return CholeskyFactor(_adjoint(native.cholesky(_adjoint(asarray(a)))), False)
 
 
 def cho_solve(c_and_lower, b):
