@@ -2,6 +2,7 @@
 
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/systems/moduli.hpp"
 
 #include <algorithm>
 #include <array>
@@ -103,10 +104,12 @@ template <class T>
 double one_norm_of_band(block_view<const T> a, const bandwidths& band)
 {
     std::vector<double> sums(a.cols);
+    std::vector<double> moduli(a.cols);
     for (std::size_t i = 0; i < a.rows; ++i) {
+        const std::size_t from = i - std::min(i, band.lower);
         const std::size_t to = std::min(i + band.upper + 1, a.cols);
-        for (std::size_t j = i - std::min(i, band.lower); j < to; ++j)
-            sums[j] += detail::modulus(a(i, j));
+        if (from < to)
+            detail::add_moduli(sums.data() + from, a.row(i) + from, to - from, moduli.data());
     }
     return sums.empty() ? 0 : *std::max_element(sums.begin(), sums.end());
 }

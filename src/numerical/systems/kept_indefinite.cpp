@@ -2,9 +2,11 @@
 
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/systems/moduli.hpp"
 #include "numerical/systems/norm_estimate.hpp"
 
 #include <algorithm>
+#include <numeric>
 
 namespace numerical {
 
@@ -113,13 +115,12 @@ template <class T>
 double one_norm_of_lower(detail::block_view<const T> a)
 {
     std::vector<double> sums(a.rows);
-    for (std::size_t i = 0; i < a.rows; ++i)
-        for (std::size_t j = 0; j <= i; ++j) {
-            const double size = detail::modulus(a(i, j));
-            sums[i] += size;
-            if (i != j)
-                sums[j] += size;
-        }
+    std::vector<double> moduli(a.rows);
+    for (std::size_t i = 0; i < a.rows; ++i) {
+        detail::add_moduli(sums.data(), a.row(i), i, moduli.data());
+        sums[i] = std::accumulate(moduli.begin(), moduli.begin() + std::ptrdiff_t(i),
+                                  detail::modulus(a(i, i)));
+    }
     return sums.empty() ? 0 : *std::max_element(sums.begin(), sums.end());
 }
 

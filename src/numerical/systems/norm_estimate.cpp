@@ -2,6 +2,7 @@
 
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/systems/moduli.hpp"
 
 #include <algorithm>
 #include <array>
@@ -207,9 +208,9 @@ template <class T>
 double one_norm(detail::block_view<const T> a)
 {
     std::vector<double> sums(a.cols);
+    std::vector<double> moduli(a.cols);
     for (std::size_t i = 0; i < a.rows; ++i)
-        for (std::size_t j = 0; j < a.cols; ++j)
-            sums[j] += detail::modulus(a(i, j));
+        detail::add_moduli(sums.data(), a.row(i), a.cols, moduli.data());
     return sums.empty() ? 0 : *std::max_element(sums.begin(), sums.end());
 }
 

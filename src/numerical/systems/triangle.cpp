@@ -8,6 +8,7 @@
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/transpose.hpp"
+#include "numerical/systems/moduli.hpp"
 #include "numerical/systems/norm_estimate.hpp"
 #include "numerical/thread_scratch.hpp"
 
@@ -287,9 +288,11 @@ template <class T>
 double one_norm_of_triangle(const triangle<T>& t)
 {
     std::vector<double> sums(t.of.rows);
-    for (std::size_t i = 0; i < t.of.rows; ++i)
-        for (auto [j, to] = row_of(t, i); j < to; ++j)
-            sums[j] += modulus(t.of(i, j));
+    std::vector<double> moduli(t.of.rows);
+    for (std::size_t i = 0; i < t.of.rows; ++i) {
+        const auto [from, to] = row_of(t, i);
+        add_moduli(sums.data() + from, t.of.row(i) + from, to - from, moduli.data());
+    }
     return sums.empty() ? 0 : *std::max_element(sums.begin(), sums.end());
 }
 
