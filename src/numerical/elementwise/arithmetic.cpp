@@ -211,11 +211,11 @@ template <class T, class U>
 tensor<complex> mixed_arithmetic(arithmetic_operation operation, const tensor<T>& a,
                                  const tensor<U>& b)
 {
-    const auto mixed_row = [operation](row_form form, const T* x, const U* y, complex* out,
-                                       std::size_t n) {
-        constexpr std::size_t block = 256;
-        complex left[block];
-        complex right[block];
+    constexpr std::size_t block = 256;
+    complex left[block]; // here, as a complex array is set to zero where it is made
+    complex right[block];
+    const auto mixed_row = [&, operation](row_form form, const T* x, const U* y, complex* out,
+                                          std::size_t n) {
         for (std::size_t first = 0; first < n; first += block) {
             const std::size_t count = std::min(block, n - first);
             const bool left_moves = form != row_form::right;
