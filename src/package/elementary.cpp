@@ -219,6 +219,13 @@ tensor<T> any_arithmetic(arithmetic_operation operation, const tensor<T>& a, con
     return arithmetic(operation, a, b);
 }
 
+// Whether broadcasting makes rows so short that widening a real operand row by row takes longer
+// than widening it first.
+bool have_short_rows(const shape_list& a, const shape_list& b)
+{
+    return a != b && !a.empty() && !b.empty() && std::max(a.back(), b.back()) < 64;
+}
+
 } // namespace
 
 tensor<double> computed_arithmetic(arithmetic_operation operation, const tensor<double>& a,
@@ -238,7 +245,8 @@ PyObject* arithmetic_of(arithmetic_operation operation, operand& a, operand& b)
     const auto mixed = [operation](const auto& x, const auto& y) {
         return wrap(unlocked(touched(x, y), [&] { return arithmetic(operation, x, y); }));
     };
-    if (a.is_complex() == b.is_complex() || operation == arithmetic_operation::power)
+    if (a.is_complex() == b.is_complex() || operation == arithmetic_operation::power ||
+        have_short_rows(a.shape(), b.shape()))
         return by_type(a, b, [operation](const auto& x, const auto& y) {
             return wrap(
                 unlocked(touched(x, y), [&] { return computed_arithmetic(operation, x, y); }));
