@@ -1,5 +1,6 @@
 #include "module/functions.hpp"
 
+#include "binding/attributes.hpp"
 #include "binding/caster.hpp"
 #include "binding/class.hpp"
 #include "binding/errors.hpp"
@@ -247,19 +248,6 @@ PyObject* from_interface(PyObject* interface, wanted_type wanted)
     return from_array(std::move(array), wanted);
 }
 
-// Null without an error if the object has no such attribute; any other failure of the look-up is
-// kept.
-owned_ref attribute(PyObject* object, PyObject* name)
-{
-    owned_ref value(PyObject_GetAttr(object, name));
-    if (!value) {
-        if (PyErr_ExceptionMatches(PyExc_AttributeError) == 0)
-            throw error_already_set();
-        PyErr_Clear();
-    }
-    return value;
-}
-
 } // namespace
 
 const array_record* record_in(PyObject* capsule)
@@ -289,10 +277,10 @@ PyObject* module_asarray(PyObject*, PyObject* args, PyObject* kwargs)
         return from_complex(object, wanted);
     if (Py_TYPE(object) == &PyFloat_Type || has_flag(object, Py_TPFLAGS_LONG_SUBCLASS))
         return from_number(object, wanted);
-    if (const owned_ref capsule = attribute(object, struct_name))
+    if (const owned_ref capsule = binding::optional_attribute(object, struct_name))
         if (const array_record* record = record_in(capsule.get()))
             return from_record(*record, wanted);
-    const owned_ref interface = attribute(object, interface_name);
+    const owned_ref interface = binding::optional_attribute(object, interface_name);
     if (!interface)
         throw std::runtime_error("asarray: object exposes no __array_interface__");
     return from_interface(interface.get(), wanted);

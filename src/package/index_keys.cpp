@@ -1,5 +1,6 @@
 #include "package/index_keys.hpp"
 
+#include "binding/attributes.hpp"
 #include "binding/caster.hpp"
 #include "binding/errors.hpp"
 #include "binding/fastcall.hpp"
@@ -176,13 +177,10 @@ read_array from_tensor(PyObject* object)
 // The letter for the kind of an array interface's elements, 0 if there is none.
 char kind_of(PyObject* object)
 {
-    const owned_ref interface(PyObject_GetAttrString(object, "__array_interface__"));
-    if (!interface) {
-        if (PyErr_ExceptionMatches(PyExc_AttributeError) == 0)
-            binding::throw_pending_error();
-        PyErr_Clear();
+    static PyObject* const name = not_null(PyUnicode_InternFromString("__array_interface__"));
+    const owned_ref interface = binding::optional_attribute(object, name);
+    if (!interface)
         return 0;
-    }
     const owned_ref typestr(not_null(PyMapping_GetItemString(interface.get(), "typestr")));
     const std::string text = binding::to_text(typestr.get());
     return text.size() > 1 ? text[1] : '?';

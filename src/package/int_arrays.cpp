@@ -1,8 +1,10 @@
 #include "package/int_arrays.hpp"
 
+#include "binding/attributes.hpp"
 #include "binding/caster.hpp"
 #include "binding/owned_ref.hpp"
 #include "module/array_record.hpp"
+#include "numerical/checks.hpp"
 #include "numerical/storage.hpp"
 #include "package/operand.hpp"
 
@@ -25,31 +27,43 @@ bool holds_int64(const array_record& record)
 {
     constexpr int needed = array_record::contiguous | array_record::not_swapped;
     return record.nd > 0 && record.typekind == 'i' && record.itemsize == sizeof(std::ptrdiff_t) &&
-           (record.flags & needed) == needed && record.data != nullptr;
+           (record.flags & needed) == needed && record.shape != nullptr && record.data != nullptr;
+}
+
+// The extents of a record; nothing if one is negative or they count more elements than there can
+// be.
+std::optional<shape_list> shape_in(const array_record& record)
+{
+    shape_list shape;
+    std::ptrdiff_t count = 1;
+    for (int axis = 0; axis < record.nd; ++axis) {
+        const std::ptrdiff_t extent = record.shape[axis];
+        if (extent < 0 || __builtin_mul_overflow(count, extent, &count))
+            return std::nullopt;
+        shape.push_back(static_cast<std::size_t>(extent));
+    }
+    return shape;
 }
 
 } // namespace
 
+// An array that isn't as expected is left to the general way, which finds out what it is.
 std::optional<positions> int64_array(PyObject* object)
 {
     static PyObject* const name = binding::not_null(PyUnicode_InternFromString("__array_struct__"));
     if (!may_be_array(object))
         return std::nullopt;
-    const binding::owned_ref capsule(PyObject_GetAttr(object, name));
-    if (!capsule) { // the general way finds out what it is
-        PyErr_Clear();
+    const binding::owned_ref capsule = binding::optional_attribute(object, name);
+    if (!capsule)
         return std::nullopt;
-    }
     const array_record* record = boundary::record_in(capsule.get());
     if (record == nullptr || !holds_int64(*record))
         return std::nullopt;
-    shape_list shape;
-    std::size_t count = 1;
-    for (int axis = 0; axis < record->nd; ++axis) {
-        shape.push_back(static_cast<std::size_t>(record->shape[axis]));
-        count *= shape.back();
-    }
-    return positions(std::move(shape),
+    std::optional<shape_list> shape = shape_in(*record);
+    if (!shape)
+        return std::nullopt;
+    const std::size_t count = detail::element_count(*shape);
+    return positions(std::move(*shape),
                      detail::copy_of(static_cast<const std::ptrdiff_t*>(record->data), count));
 }
 

@@ -1,5 +1,6 @@
 #include "package/operators.hpp"
 
+#include "binding/attributes.hpp"
 #include "binding/caster.hpp"
 #include "binding/fastcall.hpp"
 #include "numerical/elementwise/arithmetic.hpp"
@@ -31,23 +32,13 @@ PyObject* not_implemented()
     return Py_NotImplemented;
 }
 
-bool has_attribute(PyObject* object, const char* name)
-{
-    const owned_ref value(PyObject_GetAttrString(object, name));
-    if (value)
-        return true;
-    if (PyErr_ExceptionMatches(PyExc_AttributeError) == 0)
-        binding::throw_pending_error();
-    PyErr_Clear();
-    return false;
-}
-
 // Whether an object other than a Tensor may be an operand with one.
 bool is_operand(PyObject* object)
 {
     if (is_number(object) || PyList_CheckExact(object) || PyTuple_CheckExact(object))
         return true;
-    if (!has_attribute(object, "__array_interface__"))
+    static PyObject* const name = not_null(PyUnicode_InternFromString("__array_interface__"));
+    if (!binding::optional_attribute(object, name))
         return false;
     const owned_ref defers(
         not_null(PyObject_CallFunctionObjArgs(callbacks().defers_to, object, nullptr)));

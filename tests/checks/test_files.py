@@ -78,8 +78,8 @@ HELD_BY = {
     "unit/vector_math/complex_test": "numerical/vector_math/complex_functions"
     " numerical/vector_math/complex_rare",
     "package/test_arguments": "package/parameters package/operand",
-    "package/test_array_object": "package/index_keys package/int_arrays package/numbers"
-    " package/operators package/subscript",
+    "package/test_array_object": "binding/attributes package/index_keys"
+    " package/int_arrays package/numbers package/operators package/subscript",
     "package/test_assumptions": "package/band_systems",
     "package/test_factors": "package/indefinite_factors package/kept_stacks package/lu_factors"
     " package/triangle_factors",

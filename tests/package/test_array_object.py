@@ -1,6 +1,7 @@
 """The Tensor as people hold it: indexing, operators, conversions, text, copies."""
 
 import copy
+import ctypes
 import itertools
 import operator
 import pickle
@@ -386,6 +387,57 @@ def test_arrays_of_ints_of_every_kind_are_read_as_numpy_does(places):
             equal(t[places, places, nm.Positions(places.ravel())] if places.ndim == 1 else t[places],
                   array[places, places, places] if places.ndim == 1 else array[places])  # fmt: skip
     equal(nm.Positions([5, 6, 7, 8])[places], np.array([5, 6, 7, 8])[places])
+
+
+class ArrayOfInts:
+    """Looks like an array of ints; its record is made by a function of the test."""
+
+    def __init__(self, record):
+        self.record = record
+
+    def __index__(self):
+        raise TypeError("only arrays of one int are an index")
+
+    def __getitem__(self, place):
+        raise IndexError(place)
+
+    def __len__(self):
+        return 1
+
+    @property
+    def __array_struct__(self):
+        return self.record()
+
+
+@pytest.mark.parametrize("failure", [KeyboardInterrupt, MemoryError, RuntimeError])
+def test_what_an_array_in_an_index_raises_is_raised(failure):
+    def record():
+        raise failure("from the property")
+
+    for index in (ArrayOfInts(record), (0, ArrayOfInts(record))):
+        with pytest.raises(failure) as raised:
+            nm.ones((4, 4))[index]
+        assert str(raised.value) == "from the property"
+
+
+@pytest.mark.parametrize("extents", [(-1,), (-1, -1), (0, -1), (2**62, 4)])
+def test_an_array_in_an_index_with_impossible_extents_is_refused(extents):
+    pointer = ctypes.pythonapi.PyCapsule_GetPointer
+    pointer.restype, pointer.argtypes = ctypes.c_void_p, [ctypes.py_object, ctypes.c_char_p]
+    shape_offset = 24  # behind four ints, a character and the padding: the pointer to the extents
+
+    def record():
+        capsule = np.zeros((1,) * len(extents), np.int64).__array_struct__
+        address = ctypes.c_void_p.from_address(pointer(capsule, None) + shape_offset).value
+        (ctypes.c_ssize_t * len(extents)).from_address(address)[:] = extents
+        return capsule
+
+    with pytest.raises(IndexError) as raised:
+        nm.ones((4, 4))[ArrayOfInts(record)]
+    assert str(raised.value) == (
+        "a tensor is indexed by ints, slices, Ellipsis, None, lists or arrays of ints, and masks,"
+        " not ArrayOfInts"
+    )
 
 
 def test_an_array_of_ints_out_of_bounds_names_the_first_place():
