@@ -18,7 +18,7 @@ void throw_pending_error()
 }
 
 // A forced unwind has no object: the handler's reference is bound to nothing, and never used.
-__attribute__((no_sanitize("null"))) PyObject* set_cpp_error(PyObject* error)
+__attribute__((no_sanitize("null"))) PyObject* set_cpp_error(PyObject* err)
 {
     try {
         throw;
@@ -29,9 +29,9 @@ __attribute__((no_sanitize("null"))) PyObject* set_cpp_error(PyObject* error)
     } catch (const std::bad_alloc&) {
         return PyErr_NoMemory();
     } catch (const std::exception& failure) {
-        PyErr_SetString(error, failure.what());
+        PyErr_SetString(err, failure.what());
     } catch (...) {
-        PyErr_SetString(error, "internal error");
+        PyErr_SetString(err, "internal error");
     }
     return nullptr;
 }

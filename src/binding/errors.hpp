@@ -33,9 +33,9 @@ struct cast_error : std::runtime_error
 using error_source = PyObject* (*)();
 
 // Inside a handler: makes the exception in flight Python's. std::bad_alloc becomes MemoryError,
-// another std::exception `error` with its text, anything else `error` with "internal error"; after
+// another std::exception `err` with its text, anything else `error` with "internal error"; after
 // error_already_set the pending error is kept. Always returns null.
-PyObject* set_cpp_error(PyObject* error);
+PyObject* set_cpp_error(PyObject* err);
 
 // Runs the body of an entry point, which returns a new reference, or null with the error set, and
 // translates its exceptions, a cast_error to TypeError.

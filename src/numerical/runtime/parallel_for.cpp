@@ -66,13 +66,13 @@ std::optional<loop_split> split_loop(std::size_t count, std::size_t work_per_ind
 }
 
 bool run_in_pool(chunk_runner run, const void* context, const std::optional<loop_split>& split,
-                 beside_runner beside, const void* beside_context)
+                 beside_runner beside_run, const void* beside_context)
 {
     if (!split)
         return false;
     const interruption_pause paused; // what is asked may fork, and may loop itself
     thread_pool* const pool = thread_pool::shared();
-    return pool != nullptr && pool->try_run(run, context, *split, beside, beside_context);
+    return pool != nullptr && pool->try_run(run, context, *split, beside_run, beside_context);
 }
 
 void run_in_rounds(chunk_runner run, const void* context, std::size_t count,

@@ -244,7 +244,7 @@ std::shared_ptr<pool_job> thread_pool::post(chunk_runner run, const void* contex
 }
 
 bool thread_pool::try_run(chunk_runner run, const void* context, const loop_split& split,
-                          beside_runner beside, const void* beside_context)
+                          beside_runner beside_run, const void* beside_context)
 {
     // Before any lock: in a forked child a lock may be held by a thread that doesn't exist there.
     if (owner_pid != getpid())
@@ -256,9 +256,9 @@ bool thread_pool::try_run(chunk_runner run, const void* context, const loop_spli
 
     const std::shared_ptr<pool_job> posted = post(run, context, split);
     std::exception_ptr beside_error;
-    if (beside != nullptr) {
+    if (beside_run != nullptr) {
         try {
-            beside(beside_context);
+            beside_run(beside_context);
         } catch (...) {
             beside_error = std::current_exception();
         }

@@ -77,11 +77,12 @@ public:
     static thread_pool* shared();
 
     // Posts the loop, takes part in it and waits. False means that nothing was run and the caller
-    // must run the loop: the pool is busy, or the process is a fork without workers. `beside`, if
-    // any, runs once on the calling thread while the workers begin. Rethrows the exception of
-    // `beside`, otherwise that of the lowest failed chunk slot, after the loop has come to its end.
+    // must run the loop: the pool is busy, or the process is a fork without workers. `beside_run`,
+    // if any, runs once on the calling thread while the workers begin. Rethrows the exception of
+    // `beside_run`, otherwise that of the lowest failed chunk slot, after the loop has come to its
+    // end.
     bool try_run(chunk_runner run, const void* context, const loop_split& split,
-                 beside_runner beside, const void* beside_context);
+                 beside_runner beside_run, const void* beside_context);
 
 private:
     std::mutex mutex; // guards `job`, the sleepers, and `generation` against lost wake-ups
