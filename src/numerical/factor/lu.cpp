@@ -64,7 +64,7 @@ private:
     std::vector<T> minus_l;     // of the panel whose update runs, by rows
     bool met_zero_pivot = false;
 
-    void factorize_panel(std::size_t first, std::size_t last);
+    void factorize_panel(std::size_t panel_first, std::size_t panel_last);
     void solve_panel_rows(std::size_t first, std::size_t last);
     void update_beside_panel(std::size_t start, std::size_t end, std::size_t next_end);
     void update(std::size_t start, std::size_t end, std::size_t from, std::size_t to);
@@ -101,13 +101,14 @@ void lu_blocks<T>::factorize()
 }
 
 template <class T>
-void lu_blocks<T>::factorize_panel(std::size_t first, std::size_t last)
+void lu_blocks<T>::factorize_panel(std::size_t panel_first, std::size_t panel_last)
 {
-    const std::size_t rows = a.rows - first;
-    const block_view<T> columns{panel_store.data(), last - first, rows, panel_stride(rows)};
-    const block_view<T> in_place = a.sub(first, a.rows, first, last);
+    const std::size_t rows = a.rows - panel_first;
+    const block_view<T> columns{panel_store.data(), panel_last - panel_first, rows,
+                                panel_stride(rows)};
+    const block_view<T> in_place = a.sub(panel_first, a.rows, panel_first, panel_last);
     transpose_into(columns, in_place);
-    lu_panel<T> panel(columns, first, block, exchanges.data() + first);
+    lu_panel<T> panel(columns, panel_first, block, exchanges.data() + panel_first);
     panel.factorize();
     met_zero_pivot = met_zero_pivot || panel.singular();
     transpose_into(in_place, columns);

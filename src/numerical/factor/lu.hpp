@@ -33,11 +33,9 @@ lu_pivots factorize_lu(detail::block_view<T> a);
 // The width of a panel.
 std::size_t lu_block_width(std::size_t rows, std::size_t cols);
 
-// What is known of a right-hand side before the forward substitution.
-enum class right_side {
-    general,
-    identity // unpermuted, so that columns not yet reached are still zero
-};
+// Whether the right-hand side of the forward substitution is the unpermuted identity, whose columns
+// right of a block are still zero when the block is reached.
+enum class unit_lower_rhs : bool { no, yes };
 
 // Factored by the constructor, and read-only afterwards. T = double or
 // std::complex<double>.
@@ -57,7 +55,7 @@ struct lu_decomposition
 
     // Solves in place for the row-major `rhs` of `columns` right-hand sides, whose rows are
     // permuted already.
-    void solve_rows(std::vector<T>& rhs, std::size_t columns, right_side form) const;
+    void solve_rows(std::vector<T>& rhs, std::size_t columns, unit_lower_rhs identity) const;
 
     // A⁻¹·b for one right-hand side of n elements, on the calling thread.
     std::vector<T> solve_vector(const std::vector<T>& b) const;

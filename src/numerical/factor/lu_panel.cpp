@@ -120,10 +120,10 @@ void apply_columns_on(int path, block_view<const T> l, block_view<T> dest)
 } // namespace
 
 template <class T>
-lu_panel<T>::lu_panel(block_view<T> panel_columns, std::size_t matrix_first_row,
-                      std::size_t block_width, std::size_t* exchanged_with)
-    : columns(panel_columns), rows(panel_columns.cols), first_row(matrix_first_row),
-      block(block_width), exchanges(exchanged_with), path(gemm_path_current())
+lu_panel<T>::lu_panel(block_view<T> panel_columns, std::size_t first_row, std::size_t block_width,
+                      std::size_t* exchanged_with)
+    : columns(panel_columns), rows(panel_columns.cols), panel_first(first_row), block(block_width),
+      exchanges(exchanged_with), path(gemm_path_current())
 {
 }
 
@@ -209,7 +209,7 @@ void lu_panel<T>::exchange_rows(std::size_t k, std::size_t p)
 {
     for (std::size_t j = 0; j < columns.rows; ++j)
         std::swap(columns(j, k), columns(j, p));
-    exchanges[k] = first_row + p;
+    exchanges[k] = panel_first + p;
 }
 
 template class lu_panel<double>;

@@ -14,10 +14,10 @@ template <class T>
 class lu_panel
 {
 public:
-    // Row j of `columns` is column j of the panel, whose first row is row `first_row` of the
+    // Row j of `columns` is column j of the panel, whose first row is row `panel_first` of the
     // matrix; it ends in at least panel_padding spare elements (lu_columns.hpp). exchanges[k]
-    // receives the matrix row with which row first_row + k was exchanged, if it was with another.
-    lu_panel(block_view<T> panel_columns, std::size_t matrix_first_row, std::size_t block_width,
+    // receives the matrix row with which row panel_first + k was exchanged, if it was with another.
+    lu_panel(block_view<T> panel_columns, std::size_t first_row, std::size_t block_width,
              std::size_t* exchanged_with);
 
     void factorize() { factorize_columns(0, columns.rows); }
@@ -28,7 +28,7 @@ public:
 private:
     block_view<T> columns;
     std::size_t rows; // of the matrix in a column
-    std::size_t first_row;
+    std::size_t panel_first;
     std::size_t block;
     std::size_t* exchanges;
     int path;

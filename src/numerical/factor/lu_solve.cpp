@@ -40,13 +40,14 @@ void substitute_directly(int path, block_view<const T> lu, std::size_t block, bl
 
 // X := L⁻¹·X. Of an identity the columns right of a block are still zero and are passed over.
 template <class T>
-void forward_pass(block_view<const T> l, std::size_t block, block_view<T> x, right_side form)
+void forward_pass(block_view<const T> l, std::size_t block, block_view<T> x,
+                  unit_lower_rhs identity)
 {
     const int path = gemm_path_current();
     std::vector<T> minus_l;
     for (std::size_t start = 0; start < l.rows; start += block) {
         const std::size_t end = std::min(start + block, l.rows);
-        const std::size_t limit = form == right_side::identity ? end : x.cols;
+        const std::size_t limit = identity == unit_lower_rhs::yes ? end : x.cols;
         const block_view<T> solved = x.sub(start, end, 0, limit);
         const block_view<const T> triangle = l.sub(start, end, start, end);
         for_each_tile(solved,
@@ -126,17 +127,17 @@ void forward_rows(block_view<const T> l, std::size_t from, T* y)
 
 template <class T>
 void lu_decomposition<T>::solve_rows(std::vector<T>& rhs, std::size_t columns,
-                                     right_side form) const
+                                     unit_lower_rhs identity) const
 {
     const detail::block_view<const T> lu{factors.data(), order, order, order};
     const detail::block_view<T> x{rhs.data(), order, columns, columns};
     const int path = detail::gemm_path_current();
-    if (std::is_same_v<T, double> && form == right_side::general &&
+    if (std::is_same_v<T, double> && identity == unit_lower_rhs::no &&
         columns <= detail::few_columns && path != detail::portable_path) {
         detail::substitute_directly(path, lu, block, x);
         return;
     }
-    detail::forward_pass(lu, block, x, form);
+    detail::forward_pass(lu, block, x, identity);
     detail::solve_upper(lu, block, x);
 }
 
@@ -171,7 +172,7 @@ std::vector<T> lu_decomposition<T>::solve_matrix(const std::vector<T>& b, std::s
     std::vector<T> x = detail::reserved<T>(order * columns);
     for (const std::size_t row : permutation)
         x.insert(x.end(), b.data() + row * columns, b.data() + (row + 1) * columns);
-    solve_rows(x, columns, right_side::general);
+    solve_rows(x, columns, unit_lower_rhs::no);
     return x;
 }
 
@@ -183,7 +184,7 @@ matrix<T> lu_decomposition<T>::inverse() &&
     std::vector<T> x = detail::zeros<T>(order * order);
     for (std::size_t i = 0; i < order; ++i)
         x[i * order + i] = T(1);
-    solve_rows(x, order, right_side::identity);
+    solve_rows(x, order, unit_lower_rhs::yes);
 
     std::vector<T> result = std::move(factors);
     const auto permute_row = [&](std::size_t row) {
@@ -197,14 +198,14 @@ matrix<T> lu_decomposition<T>::inverse() &&
 }
 
 template void lu_decomposition<double>::solve_rows(std::vector<double>&, std::size_t,
-                                                   right_side) const;
+                                                   unit_lower_rhs) const;
 template std::vector<double>
 lu_decomposition<double>::solve_vector(const std::vector<double>&) const;
 template std::vector<double> lu_decomposition<double>::solve_matrix(const std::vector<double>&,
                                                                     std::size_t) const;
 template matrix<double> lu_decomposition<double>::inverse() &&;
 template void lu_decomposition<std::complex<double>>::solve_rows(std::vector<std::complex<double>>&,
-                                                                 std::size_t, right_side) const;
+                                                                 std::size_t, unit_lower_rhs) const;
 template std::vector<std::complex<double>> lu_decomposition<std::complex<double>>::solve_vector(
     const std::vector<std::complex<double>>&) const;
 template std::vector<std::complex<double>>

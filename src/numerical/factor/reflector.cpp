@@ -152,9 +152,10 @@ template <class T>
 void reflect_rows(std::vector<T>& a, std::size_t ld, const std::vector<T>& v, std::size_t first_row,
                   std::size_t first_column)
 {
-    reflect_rows(
-        block_view<T>{a.data() + first_row * ld + first_column, v.size(), ld - first_column, ld},
-        v);
+    const std::size_t column_end = ld;
+    reflect_rows(block_view<T>{a.data() + first_row * ld + first_column, v.size(),
+                               column_end - first_column, ld},
+                 v);
 }
 
 template <class T>
