@@ -48,9 +48,9 @@ private:
     std::vector<T> right;
     std::vector<T> partials;
 
-    T* v_row(std::size_t p) { return vectors.data() + 2 * p * n; }
+    T* panel_v(std::size_t p) { return vectors.data() + 2 * p * n; }
 
-    T* w_row(std::size_t p) { return vectors.data() + (2 * p + 1) * n; }
+    T* panel_w(std::size_t p) { return vectors.data() + (2 * p + 1) * n; }
 };
 
 template <class T>
@@ -83,15 +83,15 @@ void reducer<T>::reduce_column(std::size_t k, std::size_t p)
 {
     T* const x = columns.data() + p * n + k;
     for (std::size_t q = 0; q < p; ++q) {
-        coefficients[2 * q] = conjugate(w_row(q)[k]);
-        coefficients[2 * q + 1] = conjugate(v_row(q)[k]);
+        coefficients[2 * q] = conjugate(panel_w(q)[k]);
+        coefficients[2 * q + 1] = conjugate(panel_v(q)[k]);
     }
     subtract_products_on(path, x, coefficients.data(), vectors.data() + k, n, 2 * p, n - k);
     a(k, k) = x[0];
 
     std::vector<T> y(x + 1, x + (n - k));
-    T* const v = v_row(p) + k + 1;
-    T* const w = w_row(p) + k + 1;
+    T* const v = panel_v(p) + k + 1;
+    T* const w = panel_w(p) + k + 1;
     if (std::all_of(y.begin() + 1, y.end(), [](const T& element) { return element == T(0); })) {
         sub[k] = y[0];
         std::fill_n(v, y.size(), T(0));
@@ -111,8 +111,8 @@ template <class T>
 void reducer<T>::correct_product(std::size_t k, std::size_t p)
 {
     const std::size_t len = n - k - 1;
-    T* const v = v_row(p) + k + 1;
-    T* const w = w_row(p) + k + 1;
+    T* const v = panel_v(p) + k + 1;
+    T* const w = panel_w(p) + k + 1;
     row_dots(path, coefficients.data(), v, vectors.data() + k + 1, n, 2 * p, len);
     for (std::size_t q = 0; q < p; ++q) // V is multiplied by Wᴴ·v, W by Vᴴ·v
         std::swap(coefficients[2 * q], coefficients[2 * q + 1]);
@@ -132,8 +132,8 @@ void reducer<T>::update_trailing(std::size_t to, std::size_t count)
     const std::size_t depth = 2 * count;
     for (std::size_t p = 0; p < count; ++p)
         for (std::size_t i = 0; i < t; ++i) {
-            const T v = v_row(p)[to + i];
-            const T w = w_row(p)[to + i];
+            const T v = panel_v(p)[to + i];
+            const T w = panel_w(p)[to + i];
             left[i * depth + p] = negated(v);
             left[i * depth + count + p] = negated(w);
             right[p * t + i] = conjugate(w);

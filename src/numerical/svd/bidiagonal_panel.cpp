@@ -120,7 +120,7 @@ T bidiagonal_panel<T>::reduce_column(std::size_t c)
     if (is_zero(u.data() + 1, u.size() - 1))
         return u[0];
     const T beta = householder_in_place(u);
-    std::copy(u.begin(), u.end(), left_row(2 * l) + c);
+    std::copy(u.begin(), u.end(), panel_left(l) + c);
     out.left_reflectors[c] = std::move(u);
     return beta;
 }
@@ -146,7 +146,7 @@ std::vector<T> bidiagonal_panel<T>::sweep(std::size_t c, std::vector<T>& r)
     std::vector<T> conjugate_u = out.left_reflectors[c];
     conjugate_all(conjugate_u);
     const std::vector<T> weights = dots(left, all(l), c, conjugate_u);
-    T* const y = right_row(2 * l);
+    T* const y = panel_left_update(l);
 
     const auto sweep_tile = [&](std::size_t from, std::size_t width, T* w) {
         std::array<T, tile_columns> sums{};
@@ -220,8 +220,8 @@ void bidiagonal_panel<T>::store_right(std::size_t c, std::vector<T> w, std::vect
     const factor_rows rights = of_right_reflectors(l);
     subtract(w.data(), w.size(), dots(right, lefts, c + 1, v), left, lefts, c + 1);
     subtract(w.data(), w.size(), dots(right, rights, c + 1, v), left, rights, c + 1);
-    T* const x = left_row(2 * l + 1) + c + 1;
-    T* const conjugate_v = right_row(2 * l + 1) + c + 1;
+    T* const x = panel_right_update(l) + c + 1;
+    T* const conjugate_v = panel_right(l) + c + 1;
     for (std::size_t i = 0; i < w.size(); ++i) {
         x[i] = 2.0 * w[i];
         conjugate_v[i] = conjugate(v[i]);

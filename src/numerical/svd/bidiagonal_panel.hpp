@@ -53,9 +53,14 @@ private:
 
     static factor_rows of_right_reflectors(std::size_t l) { return {1, 2, l}; }
 
-    T* left_row(std::size_t t) { return left.data() + t * n; }
+    // The four rows of column l: u and the conjugate of v, y and x.
+    T* panel_left(std::size_t l) { return left.data() + 2 * l * n; }
 
-    T* right_row(std::size_t t) { return right.data() + t * n; }
+    T* panel_right(std::size_t l) { return right.data() + (2 * l + 1) * n; }
+
+    T* panel_left_update(std::size_t l) { return right.data() + 2 * l * n; }
+
+    T* panel_right_update(std::size_t l) { return left.data() + (2 * l + 1) * n; }
 
     std::vector<T> matrix_column(std::size_t c, std::size_t from_row) const;
     std::vector<T> factor_column(const std::vector<T>& factor, factor_rows rows,
