@@ -7,21 +7,20 @@
 namespace numerical::detail {
 namespace {
 
-// The poles `previous` and `i` of a rank-one problem, and the rotation that moves all of z there
-// to i.
+// The poles `prev` and `i` of a rank-one problem, and the rotation that moves all of z there to i.
 struct pole_pair
 {
-    std::size_t previous;
+    std::size_t prev;
     std::size_t i;
     double length;
     double c;
     double s;
 };
 
-pole_pair pair_of(const std::vector<double>& z, std::size_t previous, std::size_t i)
+pole_pair pair_of(const std::vector<double>& z, std::size_t prev, std::size_t i)
 {
-    const double length = std::hypot(z[i], z[previous]);
-    return {previous, i, length, z[i] / length, -z[previous] / length};
+    const double length = std::hypot(z[i], z[prev]);
+    return {prev, i, length, z[i] / length, -z[prev] / length};
 }
 
 double largest_modulus(const std::vector<double>& values, double largest)
@@ -34,13 +33,13 @@ double largest_modulus(const std::vector<double>& values, double largest)
 // What the rotation leaves of d and z; the element off the diagonal that it makes is negligible.
 void rotate_poles(const pole_pair& pair, std::vector<double>& d, std::vector<double>& z)
 {
-    const auto& [previous, i, length, c, s] = pair;
+    const auto& [prev, i, length, c, s] = pair;
     z[i] = length;
-    z[previous] = 0;
-    const double left = d[previous];
+    z[prev] = 0;
+    const double left = d[prev];
     const double right = d[i];
     d[i] = left * (s * s) + right * (c * c);
-    d[previous] = left * (c * c) + right * (s * s);
+    d[prev] = left * (c * c) + right * (s * s);
 }
 
 } // namespace
@@ -51,27 +50,27 @@ deflation deflate(std::vector<double>& d, std::vector<double>& z, double rho2,
     const double tolerance = largest_modulus(z, largest_modulus(d, 0.0)) * deflation_tolerance;
     deflation found;
     auto& [active, deflated] = found.partition;
-    std::optional<std::size_t> previous;
+    std::optional<std::size_t> prev;
     for (const std::size_t i : ascending_order(d)) {
         if (tolerance >= std::abs(z[i]) * rho2) {
             deflated.push_back(i);
             continue;
         }
-        if (previous) {
-            const pole_pair pair = pair_of(z, *previous, i);
-            if (tolerance >= std::abs((d[i] - d[*previous]) * pair.c * pair.s)) {
+        if (prev) {
+            const pole_pair pair = pair_of(z, *prev, i);
+            if (tolerance >= std::abs((d[i] - d[*prev]) * pair.c * pair.s)) {
                 rotate_poles(pair, d, z);
-                found.rotations.push_back({*previous, i, pair.c, pair.s});
-                types[i] = types[*previous] = types[i] | types[*previous];
-                deflated.push_back(*previous);
+                found.rotations.push_back({*prev, i, pair.c, pair.s});
+                types[i] = types[*prev] = types[i] | types[*prev];
+                deflated.push_back(*prev);
             } else {
-                active.push_back(*previous);
+                active.push_back(*prev);
             }
         }
-        previous = i;
+        prev = i;
     }
-    if (previous)
-        active.push_back(*previous);
+    if (prev)
+        active.push_back(*prev);
     return found;
 }
 

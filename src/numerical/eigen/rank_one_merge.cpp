@@ -108,17 +108,17 @@ small_vector_rows eigenvector_rows(const rank_one_problem& problem, index_range 
 {
     const merge_kernels& kernels = kernels_on(gemm_path_current());
     const std::vector<double> z = exact_update(problem, kernels);
-    std::vector<double> norms(made.count());
+    std::vector<double> norm2(made.count());
     for_column_blocks(made, problem.size(), [&](std::size_t from, std::size_t to) {
-        double* const of_block = norms.data() + (from - made.first);
+        double* const of_block = norm2.data() + (from - made.first);
         kernels.add_squares(of_block, problem.pairs(), z.data(), z.size(), from, to - from);
         for (std::size_t q = 0; q < to - from; ++q)
             of_block[q] = std::sqrt(of_block[q]);
     });
     const pole_root_pairs roots{problem.d.data(), problem.origin.data() + made.first,
                                 problem.tau.data() + made.first};
-    return [&problem, &kernels, roots, z, norms](std::size_t p, double* row) {
-        kernels.divide_row(row, roots, z[p], problem.d[p], norms.data(), norms.size());
+    return [&problem, &kernels, roots, z, norm2](std::size_t p, double* row) {
+        kernels.divide_row(row, roots, z[p], problem.d[p], norm2.data(), norm2.size());
     };
 }
 

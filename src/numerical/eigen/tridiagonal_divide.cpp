@@ -56,7 +56,7 @@ struct torn_matrix
     std::size_t k;
     double rho;
     std::vector<double> values;
-    std::vector<double> update;
+    std::vector<double> zv;
 };
 
 // With rho = |e[k-1]| taken from the two diagonal entries at the tear, the matrix is the two halves
@@ -72,19 +72,19 @@ torn_matrix tear(double* d, const double* e, std::size_t n, block_view<double> z
     divide_block(d, e, k, z.sub(0, k, 0, k), workspace);
     divide_block(d + k, e + k, n - k, z.sub(k, n, k, n), workspace);
 
-    std::vector<double> update(n);
+    std::vector<double> zv(n);
     for (std::size_t j = 0; j < k; ++j)
-        update[j] = z(k - 1, j);
+        zv[j] = z(k - 1, j);
     for (std::size_t j = k; j < n; ++j)
-        update[j] = std::copysign(1.0, coupling) * z(k, j);
-    return {k, rho, std::vector<double>(d, d + n), std::move(update)};
+        zv[j] = std::copysign(1.0, coupling) * z(k, j);
+    return {k, rho, std::vector<double>(d, d + n), std::move(zv)};
 }
 
 void tear_and_merge(double* d, const double* e, std::size_t n, block_view<double> z,
                     merge_workspace& workspace)
 {
-    auto [k, rho, values, update] = tear(d, e, n, z, workspace);
-    merge_rank_one(values, std::move(update), rho, z, k, workspace);
+    auto [k, rho, values, zv] = tear(d, e, n, z, workspace);
+    merge_rank_one(values, std::move(zv), rho, z, k, workspace);
     std::copy(values.begin(), values.end(), d);
 }
 
@@ -150,9 +150,9 @@ chosen_vectors chosen_of_tridiagonal(std::vector<double>& d, const std::vector<d
     std::vector<double> z = zeros<double>(n * n);
     const block_view<double> basis{z.data(), n, n, n};
     merge_workspace workspace;
-    auto [k, rho, values, update] = tear(scaled.data(), scaled_e.data(), n, basis, workspace);
+    auto [k, rho, values, zv] = tear(scaled.data(), scaled_e.data(), n, basis, workspace);
     chosen_vectors chosen = merge_rank_one_choosing(
-        values, std::move(update), rho, basis, k,
+        values, std::move(zv), rho, basis, k,
         [&](const std::vector<double>& found) { return choice(times_power(found, exponent)); });
     d = times_power(std::move(values), exponent);
     return chosen;

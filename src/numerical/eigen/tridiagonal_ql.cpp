@@ -36,8 +36,8 @@ private:
     // What the chase over l .. m needs of the values at l + 1 from before it.
     struct corner
     {
-        double d;
-        double e;
+        double dl1;
+        double el1;
     };
 
     corner subtract_shift(std::size_t l);
@@ -113,7 +113,7 @@ void ql_iteration::chase(std::size_t l, std::size_t m, const corner& next)
         d[i + 1] = h + s * (c * g + s * d[i]);
         rotations.add({row_operation_kind::rotation, i, i + 1, c, -s});
     }
-    p = -s * s2 * c3 * next.e * e[l] / next.d;
+    p = -s * s2 * c3 * next.el1 * e[l] / next.dl1;
     e[l] = s * p;
     d[l] = c * p;
 }

@@ -35,7 +35,7 @@ public:
 private:
     const std::size_t n;
     std::vector<double> a;
-    double negligible = 0;
+    double tol = 0;
 
     double off_diagonal() const;
     void sweep();
@@ -53,7 +53,7 @@ jacobi_iteration::jacobi_iteration(const matrix<double>& lower, double scale)
             squares += a[i * n + j] * a[i * n + j];
         }
     }
-    negligible = tolerance * std::sqrt(squares);
+    tol = tolerance * std::sqrt(squares);
 }
 
 double jacobi_iteration::off_diagonal() const
@@ -69,7 +69,7 @@ void jacobi_iteration::run(int sweep_limit)
 {
     if (n < 2)
         return;
-    for (int sweeps = 0; off_diagonal() > negligible; ++sweeps) {
+    for (int sweeps = 0; off_diagonal() > tol; ++sweeps) {
         if (sweeps == sweep_limit)
             throw convergence_error(
                 "symmetric eigendecomposition: Jacobi did not converge within its sweeps");

@@ -38,7 +38,7 @@ arrow_deflation::arrow_deflation(const std::vector<double>& diagonal, torn_probl
         z[0] = tolerance; // so that the arrow always has a first row
 
     partition.active.push_back(0);
-    std::size_t previous = n; // the last column not yet decided; n for none
+    std::size_t prev = n; // the last column not yet decided; n for none
     for (const std::size_t column : ascending_order(diagonal)) {
         if (column == 0)
             continue;
@@ -47,15 +47,15 @@ arrow_deflation::arrow_deflation(const std::vector<double>& diagonal, torn_probl
         } else if (tolerance >= diagonal[column]) {
             deflate_against_first(z, column);
         } else {
-            if (previous != n && tolerance >= diagonal[column] - diagonal[previous])
-                deflate_pair(z, previous, column);
-            else if (previous != n)
-                partition.active.push_back(previous);
-            previous = column;
+            if (prev != n && tolerance >= diagonal[column] - diagonal[prev])
+                deflate_pair(z, prev, column);
+            else if (prev != n)
+                partition.active.push_back(prev);
+            prev = column;
         }
     }
-    if (previous != n)
-        partition.active.push_back(previous);
+    if (prev != n)
+        partition.active.push_back(prev);
 }
 
 // Of the right basis alone: with both diagonal entries zero only columns of the arrow meet.
@@ -69,17 +69,17 @@ void arrow_deflation::deflate_against_first(std::vector<double>& z, std::size_t 
     partition.deflated.push_back(column);
 }
 
-void arrow_deflation::deflate_pair(std::vector<double>& z, std::size_t previous, std::size_t column)
+void arrow_deflation::deflate_pair(std::vector<double>& z, std::size_t prev, std::size_t column)
 {
-    const double length = std::hypot(z[column], z[previous]);
-    const column_rotation rotation{column, previous, z[column] / length, z[previous] / length};
+    const double length = std::hypot(z[column], z[prev]);
+    const column_rotation rotation{column, prev, z[column] / length, z[prev] / length};
     left_rotations.push_back(rotation);
     right_rotations.push_back(rotation);
-    unite(left_type, previous, column);
-    unite(right_type, previous, column);
+    unite(left_type, prev, column);
+    unite(right_type, prev, column);
     z[column] = length;
-    z[previous] = 0;
-    partition.deflated.push_back(previous);
+    z[prev] = 0;
+    partition.deflated.push_back(prev);
 }
 
 } // namespace numerical::detail

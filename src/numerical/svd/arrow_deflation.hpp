@@ -40,7 +40,7 @@ public:
 
 private:
     void deflate_against_first(std::vector<double>& z, std::size_t column);
-    void deflate_pair(std::vector<double>& z, std::size_t previous, std::size_t column);
+    void deflate_pair(std::vector<double>& z, std::size_t prev, std::size_t column);
 };
 
 } // namespace numerical::detail

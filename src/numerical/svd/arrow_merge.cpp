@@ -73,10 +73,10 @@ void update_end_rows(const basis_update& update, const merge_partition& partitio
     }
 }
 
-bool is_zero(const torn_problem& torn, const std::vector<double>& values)
+bool is_zero(const torn_problem& torn, const std::vector<double>& dz)
 {
     return torn.alpha == 0 && torn.beta == 0 &&
-           std::all_of(values.begin(), values.end(), [](double value) { return value == 0; });
+           std::all_of(dz.begin(), dz.end(), [](double value) { return value == 0; });
 }
 
 // A merge whose values are known and whose columns are yet to be made.
@@ -87,19 +87,19 @@ struct solved_arrow
     std::vector<std::size_t> order2; // of the new values and the deflated ones, ascending
 };
 
-solved_arrow solve_torn(std::vector<double>& values, torn_problem& torn,
+solved_arrow solve_torn(std::vector<double>& dz, torn_problem& torn,
                         const bidiagonal_vectors& vectors)
 {
-    arrow_deflation deflation(values, torn, vectors.v.cols);
+    arrow_deflation deflation(dz, torn, vectors.v.cols);
     rotate_columns(vectors.u, deflation.left_rotations);
     rotate_columns(vectors.v, deflation.right_rotations);
-    small_arrow arrow = solve_arrow(values, torn.z, deflation.partition.active);
+    small_arrow arrow = solve_arrow(dz, torn.z, deflation.partition.active);
     std::vector<double> all = arrow.values;
     for (const std::size_t column : deflation.partition.deflated)
-        all.push_back(values[column]);
+        all.push_back(dz[column]);
     std::vector<std::size_t> order2 = ascending_order(all);
-    for (std::size_t c = 0; c < values.size(); ++c)
-        values[c] = all[order2[c]];
+    for (std::size_t c = 0; c < dz.size(); ++c)
+        dz[c] = all[order2[c]];
     return {std::move(deflation), std::move(arrow), std::move(order2)};
 }
 
@@ -115,12 +115,12 @@ void choose_columns(const basis_update& update, const merge_partition& partition
 
 } // namespace
 
-void merge_arrow(std::vector<double>& values, torn_problem torn, const bidiagonal_vectors& vectors,
+void merge_arrow(std::vector<double>& dz, torn_problem torn, const bidiagonal_vectors& vectors,
                  arrow_workspace& workspace)
 {
-    if (is_zero(torn, values))
+    if (is_zero(torn, dz))
         return;
-    const solved_arrow solved = solve_torn(values, torn, vectors);
+    const solved_arrow solved = solve_torn(dz, torn, vectors);
     if (vectors.wanted == wanted_rows::none)
         return;
 
@@ -136,22 +136,22 @@ void merge_arrow(std::vector<double>& values, torn_problem torn, const bidiagona
     }
     double* const left = workspace_of(workspace.left_vectors, size * size);
     fill_left_vectors(solved.arrow, small, left);
-    update_basis({vectors.u, left_groups(values.size(), torn.k), solved.deflation.left_type, left},
+    update_basis({vectors.u, left_groups(dz.size(), torn.k), solved.deflation.left_type, left},
                  partition, solved.order2, workspace.right);
     update_basis(right, partition, solved.order2, workspace.right);
 }
 
-void merge_arrow_choosing(std::vector<double>& values, torn_problem torn,
+void merge_arrow_choosing(std::vector<double>& dz, torn_problem torn,
                           const bidiagonal_vectors& vectors, index_range wanted,
                           block_view<double> u, block_view<double> v)
 {
-    const std::size_t n = values.size();
-    if (is_zero(torn, values)) {
+    const std::size_t n = dz.size();
+    if (is_zero(torn, dz)) {
         copy_block<double>(vectors.u.sub(0, n, wanted.first, wanted.last), u);
         copy_block<double>(vectors.v.sub(0, n, wanted.first, wanted.last), v);
         return;
     }
-    const solved_arrow solved = solve_torn(values, torn, vectors);
+    const solved_arrow solved = solve_torn(dz, torn, vectors);
     const merge_partition& partition = solved.deflation.partition;
     const std::size_t size = solved.arrow.size();
     std::vector<double> small = uninitialized<double>(size * size);

@@ -19,14 +19,14 @@ struct arrow_workspace
     workspace_buffer left_vectors; // the left small vectors
 };
 
-// values holds the diagonal of the arrow, values[0] = 0. On return it holds the singular values of
-// the torn problem, ascending, and `vectors` its vectors.
-void merge_arrow(std::vector<double>& values, torn_problem torn, const bidiagonal_vectors& vectors,
+// dz holds the diagonal of the arrow, dz[0] = 0. On return it holds the singular values of the torn
+// problem, ascending, and `vectors` its vectors.
+void merge_arrow(std::vector<double>& dz, torn_problem torn, const bidiagonal_vectors& vectors,
                  arrow_workspace& workspace);
 
 // The same, of which only the columns `wanted` of square bases are made, in u and v; `vectors` is
 // overwritten.
-void merge_arrow_choosing(std::vector<double>& values, torn_problem torn,
+void merge_arrow_choosing(std::vector<double>& dz, torn_problem torn,
                           const bidiagonal_vectors& vectors, index_range wanted,
                           block_view<double> u, block_view<double> v);
 
