@@ -132,7 +132,8 @@ PyObject* from_array(foreign_array&& array, wanted_type wanted)
 {
     if (array.data == nullptr && array.count != 0)
         throw std::runtime_error("asarray: __array_interface__ gives a null data address");
-    if (wanted == wanted_type::complex128 || array.type.kind == 'c')
+    const bool want_complex = wanted == wanted_type::complex128 || array.type.kind == 'c';
+    if (want_complex)
         return wrap(tensor_from_elements<complex>(std::move(array)));
     return wrap(tensor_from_elements<double>(std::move(array)));
 }

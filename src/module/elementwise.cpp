@@ -41,6 +41,18 @@ tensor<T> binary_on(arithmetic_operation operation, const tensor<T>& a, const an
     return arithmetic(operation, a, *right);
 }
 
+template <class T>
+PyObject* unary_on(std::string_view name, const tensor<T>& a)
+{
+    std::optional<any_tensor> result = unary(name, a);
+    if (!result) {
+        PyErr_SetString(PyExc_ValueError,
+                        "_unary: name is exp, log, sqrt, sin, cos, tan, tanh or abs");
+        return nullptr;
+    }
+    return wrap(std::move(*result));
+}
+
 } // namespace
 
 PyObject* module_binary(PyObject*, PyObject* args)
@@ -85,14 +97,7 @@ PyObject* module_unary(PyObject*, PyObject* args)
     const any_tensor* a = as_tensor(object);
     if (a == nullptr)
         return nullptr;
-    std::optional<any_tensor> result =
-        std::visit([&](const auto& of_type) { return unary(name, of_type); }, *a);
-    if (!result) {
-        PyErr_SetString(PyExc_ValueError,
-                        "_unary: name is exp, log, sqrt, sin, cos, tan, tanh or abs");
-        return nullptr;
-    }
-    return wrap(std::move(*result));
+    return std::visit([&](const auto& of_type) { return unary_on(name, of_type); }, *a);
 }
 
 } // namespace numerical::boundary

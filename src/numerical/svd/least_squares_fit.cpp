@@ -38,21 +38,30 @@ std::vector<double> squares_below(const std::vector<T>& b, std::size_t first,
     return squares;
 }
 
-// R⁻¹ or R⁻ᴴ on the first rows of `right`, without what doesn't count. Returns the singular values
-// of R, where it took them.
+// R⁻¹ or R⁻ᴴ on the first rows of `right`. False, with nothing done, unless the condition of R says
+// that no singular value counts as zero.
+template <class T>
+bool lstsq_by_qr(const tall_factors<T>& factors, bool is_wide, double cutoff, std::vector<T>& right,
+                 std::size_t cols)
+{
+    const double condition = factors.condition();
+    if (!detail::is_clearly_regular(condition, factors.rows) || !(1.0 > condition * cutoff))
+        return false;
+    if (is_wide)
+        factors.solve_adjoint(right, cols);
+    else
+        factors.solve(right, cols);
+    return true;
+}
+
+// The same for any R, by its singular values where they must tell what counts; these are returned.
 template <class T>
 std::vector<double> invert_factor(const tall_factors<T>& factors, bool is_wide, double cutoff,
                                   std::vector<T>& right, std::size_t cols)
 {
-    const std::size_t n = factors.order;
-    const double condition = factors.condition();
-    if (detail::is_clearly_regular(condition, factors.rows) && 1.0 > condition * cutoff) {
-        if (is_wide)
-            factors.solve_adjoint(right, cols);
-        else
-            factors.solve(right, cols);
+    if (lstsq_by_qr(factors, is_wide, cutoff, right, cols))
         return {};
-    }
+    const std::size_t n = factors.order;
     std::vector<T> r = is_wide ? detail::adjoint(matrix<T>(n, n, factors.qr.r)).data : factors.qr.r;
     right.resize(n * cols);
     return detail::apply_truncated_inverse(std::move(r), n, cutoff, right).values;
