@@ -79,6 +79,6 @@ void divide_row(double* row, const pole_root_pairs& pairs, double z, double pole
 
 } // namespace
 
-const merge_kernels avx2_merge_kernels{multiply_ratios, add_squares, divide_row};
+const merge_kernels avx2_unfused_merge_kernels{multiply_ratios, add_squares, divide_row};
 
 } // namespace numerical::detail

@@ -54,8 +54,8 @@ void store_apart(double* x, __m256d lanes)
 
 } // namespace
 
-void avx2_run_ql_wave(double* d, double* e, std::size_t from, std::size_t to,
-                      ql_sweep (&sweeps)[sweeps_of_wave])
+void avx2_unfused_run_ql_wave(double* d, double* e, std::size_t from, std::size_t to,
+                              ql_sweep (&sweeps)[sweeps_of_wave])
 {
     const __m256d one = _mm256_set1_pd(1);
     const __m256d least = _mm256_set1_pd(least_square);

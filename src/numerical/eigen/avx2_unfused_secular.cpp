@@ -36,14 +36,14 @@ inline void add_terms(const double* d, const double* z, std::size_t from, std::s
 
 } // namespace
 
-void avx2_add_secular_terms(const double* d, const double* z, std::size_t from, std::size_t to,
-                            secular_lanes& lanes)
+void avx2_unfused_add_secular_terms(const double* d, const double* z, std::size_t from,
+                                    std::size_t to, secular_lanes& lanes)
 {
     add_terms<linear_gap>(d, z, from, to, lanes);
 }
 
-void avx2_add_squared_secular_terms(const double* d, const double* z, std::size_t from,
-                                    std::size_t to, secular_lanes& lanes)
+void avx2_unfused_add_squared_secular_terms(const double* d, const double* z, std::size_t from,
+                                            std::size_t to, secular_lanes& lanes)
 {
     add_terms<squared_gap>(d, z, from, to, lanes);
 }

@@ -34,6 +34,6 @@ struct merge_kernels
 };
 
 extern const merge_kernels portable_merge_kernels;
-extern const merge_kernels avx2_merge_kernels;
+extern const merge_kernels avx2_unfused_merge_kernels;
 
 } // namespace numerical::detail

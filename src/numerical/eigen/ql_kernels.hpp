@@ -34,7 +34,7 @@ struct ql_sweep
 // and + 6, means nothing.
 void run_ql_wave(double* d, double* e, std::size_t from, std::size_t to,
                  ql_sweep (&sweeps)[sweeps_of_wave]);
-void avx2_run_ql_wave(double* d, double* e, std::size_t from, std::size_t to,
-                      ql_sweep (&sweeps)[sweeps_of_wave]);
+void avx2_unfused_run_ql_wave(double* d, double* e, std::size_t from, std::size_t to,
+                              ql_sweep (&sweeps)[sweeps_of_wave]);
 
 } // namespace numerical::detail

@@ -35,7 +35,7 @@ struct rank_one_problem
 
 const merge_kernels& kernels_on(int path)
 {
-    return path == portable_path ? portable_merge_kernels : avx2_merge_kernels;
+    return path == portable_path ? portable_merge_kernels : avx2_unfused_merge_kernels;
 }
 
 rank_one_problem solve_active(const std::vector<double>& d, const std::vector<double>& z,

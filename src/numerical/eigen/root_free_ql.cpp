@@ -174,7 +174,7 @@ void ql_values::sweep_in_wave(std::size_t l, std::size_t m)
         pass_rows(sweeps[j], m, m, from + 1 + rows_between_sweeps * j);
     }
     const bool wide = gemm_path_current() != portable_path && cpu_features().avx2;
-    (wide ? avx2_run_ql_wave : run_ql_wave)(d.data(), e.data(), from, l, sweeps);
+    (wide ? avx2_unfused_run_ql_wave : run_ql_wave)(d.data(), e.data(), from, l, sweeps);
     for (std::size_t j = 0; j < sweeps_of_wave; ++j) {
         pass_rows(sweeps[j], m, l + rows_between_sweeps * j, l);
         finish(sweeps[j], l);

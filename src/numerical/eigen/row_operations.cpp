@@ -28,7 +28,7 @@ struct rotation_kernels
 rotation_kernels kernels_of(int path)
 {
     return choose<rotation_kernels>(path, {rotate_chain, rotate_wave},
-                                    {avx2_rotate_chain, avx2_rotate_wave},
+                                    {avx2_unfused_rotate_chain, avx2_unfused_rotate_wave},
                                     {avx512_rotate_chain, avx512_rotate_wave});
 }
 

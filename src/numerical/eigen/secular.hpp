@@ -33,7 +33,7 @@ struct linear_poles
 
     static secular_kernel kernel_on(int path)
     {
-        return path == portable_path ? add_secular_terms : avx2_add_secular_terms;
+        return path == portable_path ? add_secular_terms : avx2_unfused_add_secular_terms;
     }
 };
 
@@ -51,7 +51,8 @@ struct squared_poles
 
     static secular_kernel kernel_on(int path)
     {
-        return path == portable_path ? add_squared_secular_terms : avx2_add_squared_secular_terms;
+        return path == portable_path ? add_squared_secular_terms
+                                     : avx2_unfused_add_squared_secular_terms;
     }
 };
 

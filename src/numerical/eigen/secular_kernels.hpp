@@ -29,9 +29,9 @@ void add_secular_terms(const double* d, const double* z, std::size_t from, std::
                        secular_lanes& lanes);
 void add_squared_secular_terms(const double* d, const double* z, std::size_t from, std::size_t to,
                                secular_lanes& lanes);
-void avx2_add_secular_terms(const double* d, const double* z, std::size_t from, std::size_t to,
-                            secular_lanes& lanes);
-void avx2_add_squared_secular_terms(const double* d, const double* z, std::size_t from,
+void avx2_unfused_add_secular_terms(const double* d, const double* z, std::size_t from,
                                     std::size_t to, secular_lanes& lanes);
+void avx2_unfused_add_squared_secular_terms(const double* d, const double* z, std::size_t from,
+                                            std::size_t to, secular_lanes& lanes);
 
 } // namespace numerical::detail

@@ -22,7 +22,7 @@ bool avx2_in_force()
 
 const arithmetic_kernels& arithmetic_in_force()
 {
-    return avx2_in_force() ? avx2_arithmetic : portable_arithmetic;
+    return avx2_in_force() ? avx2_unfused_arithmetic : portable_arithmetic;
 }
 
 } // namespace detail
@@ -133,7 +133,7 @@ void quotient_row(const row_place<complex>& at, std::size_t n)
     constexpr std::size_t block = 64;
     const auto full = [](const complex& x, const complex& y) { return x / y; };
     if (detail::avx2_in_force())
-        checked_row(detail::avx2_complex_quotients, block, at, n, full);
+        checked_row(detail::avx2_unfused_complex_quotients, block, at, n, full);
     else
         recover(at, n, full);
 }

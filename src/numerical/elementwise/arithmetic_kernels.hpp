@@ -37,10 +37,10 @@ struct arithmetic_kernels
 };
 
 extern const arithmetic_kernels portable_arithmetic;
-extern const arithmetic_kernels avx2_arithmetic;
+extern const arithmetic_kernels avx2_unfused_arithmetic;
 
 // There is no portable form of these: the cost of C's rules is small against the divisions.
-extern const rows_by_form<checked_row> avx2_complex_quotients;
+extern const rows_by_form<checked_row> avx2_unfused_complex_quotients;
 
 // Quotients and roots, which the processor is busy with rather than the memory, eight at a time.
 extern const rows_by_form<arithmetic_row> avx512_quotients;

@@ -51,6 +51,6 @@ struct product_loop
 
 } // namespace
 
-constexpr arithmetic_kernels avx2_arithmetic = arithmetic_with<avx2_stream, product_loop>;
+constexpr arithmetic_kernels avx2_unfused_arithmetic = arithmetic_with<avx2_stream, product_loop>;
 
 } // namespace numerical::detail

@@ -5,6 +5,6 @@
 
 namespace numerical::detail {
 
-constexpr number_kernels avx2_numbers = number_kernels_with<avx2_stream>;
+constexpr number_kernels avx2_unfused_numbers = number_kernels_with<avx2_stream>;
 
 } // namespace numerical::detail

@@ -108,6 +108,7 @@ bool run(const double* left, const double* right, double* out, std::size_t n)
 
 } // namespace
 
-constexpr rows_by_form<checked_row> avx2_complex_quotients{{run<1, 1>, run<1, 0>, run<0, 1>}};
+constexpr rows_by_form<checked_row> avx2_unfused_complex_quotients{
+    {run<1, 1>, run<1, 0>, run<0, 1>}};
 
 } // namespace numerical::detail

@@ -32,6 +32,6 @@ struct four_numbers
 
 } // namespace
 
-constexpr reduction_kernels avx2_reduction = reduction_by<four_numbers>;
+constexpr reduction_kernels avx2_unfused_reduction = reduction_by<four_numbers>;
 
 } // namespace numerical::detail

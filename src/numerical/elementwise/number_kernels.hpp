@@ -90,7 +90,7 @@ struct number_kernels
 };
 
 extern const number_kernels portable_numbers;
-extern const number_kernels avx2_numbers;
+extern const number_kernels avx2_unfused_numbers;
 
 const number_kernels& numbers_in_force();
 

@@ -16,7 +16,7 @@ namespace detail {
 
 const number_kernels& numbers_in_force()
 {
-    return avx2_in_force() ? avx2_numbers : portable_numbers;
+    return avx2_in_force() ? avx2_unfused_numbers : portable_numbers;
 }
 
 } // namespace detail

@@ -40,7 +40,7 @@ struct reduction_kernels
 };
 
 extern const reduction_kernels portable_reduction;
-extern const reduction_kernels avx2_reduction;
+extern const reduction_kernels avx2_unfused_reduction;
 
 // Runs of at most this many numbers are summed in eight accumulators, longer ones by halves.
 constexpr std::size_t pairwise_limit = 128;

@@ -40,7 +40,7 @@ std::vector<merge_kernels> available_kernels()
 {
     std::vector<merge_kernels> kernels{portable_merge_kernels};
     if (cpu_features().avx2)
-        kernels.push_back(avx2_merge_kernels);
+        kernels.push_back(avx2_unfused_merge_kernels);
     return kernels;
 }
 

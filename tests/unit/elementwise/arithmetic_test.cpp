@@ -243,7 +243,7 @@ TEST(arithmetic_kernels, write_their_row_and_nothing_else)
 {
     expect_guarded_rows(numerical::detail::portable_arithmetic);
     if (numerical::detail::cpu_features().avx2)
-        expect_guarded_rows(numerical::detail::avx2_arithmetic);
+        expect_guarded_rows(numerical::detail::avx2_unfused_arithmetic);
 }
 
 // Long enough to be written past the caches, in real and in complex numbers.

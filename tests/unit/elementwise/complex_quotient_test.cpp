@@ -18,7 +18,7 @@ namespace {
 using numerical::arithmetic;
 using numerical::arithmetic_operation;
 using numerical::tensor;
-using numerical::detail::avx2_complex_quotients;
+using numerical::detail::avx2_unfused_complex_quotients;
 using complex = std::complex<double>;
 
 constexpr double inf = std::numeric_limits<double>::infinity();
@@ -140,7 +140,7 @@ TEST_F(complex_quotient_kernel, reads_and_writes_its_row_and_nothing_else)
             }
             if (n == 0)
                 x[1] = y[1] = 1;
-            EXPECT_FALSE(avx2_complex_quotients.by_form[form](
+            EXPECT_FALSE(avx2_unfused_complex_quotients.by_form[form](
                 parts(x) + 2, parts(y) + 2, reinterpret_cast<double*>(out.data()) + 2, n));
             EXPECT_EQ(out.front(), guard);
             EXPECT_EQ(out.back(), guard);
@@ -159,9 +159,12 @@ TEST_F(complex_quotient_kernel, is_not_sure_of_parts_that_are_scaled)
             others[at] = careful;
             std::vector<complex> out(7);
             auto* to = reinterpret_cast<double*>(out.data());
-            EXPECT_TRUE(avx2_complex_quotients.by_form[0](parts(others), parts(ones), to, 7));
-            EXPECT_TRUE(avx2_complex_quotients.by_form[0](parts(ones), parts(others), to, 7));
-            EXPECT_FALSE(avx2_complex_quotients.by_form[0](parts(ones), parts(ones), to, 7));
+            EXPECT_TRUE(
+                avx2_unfused_complex_quotients.by_form[0](parts(others), parts(ones), to, 7));
+            EXPECT_TRUE(
+                avx2_unfused_complex_quotients.by_form[0](parts(ones), parts(others), to, 7));
+            EXPECT_FALSE(
+                avx2_unfused_complex_quotients.by_form[0](parts(ones), parts(ones), to, 7));
         }
 }
 

@@ -59,7 +59,7 @@ std::vector<const number_kernels*> all_kernels()
 {
     std::vector<const number_kernels*> kernels{&numerical::detail::portable_numbers};
     if (__builtin_cpu_supports("avx2") != 0)
-        kernels.push_back(&numerical::detail::avx2_numbers);
+        kernels.push_back(&numerical::detail::avx2_unfused_numbers);
     return kernels;
 }
 

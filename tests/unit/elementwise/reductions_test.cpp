@@ -389,7 +389,7 @@ TEST(reduction_kernels, write_their_columns_and_nothing_else)
 {
     expect_guarded(numerical::detail::portable_reduction);
     if (numerical::detail::cpu_features().avx2)
-        expect_guarded(numerical::detail::avx2_reduction);
+        expect_guarded(numerical::detail::avx2_unfused_reduction);
 }
 
 } // namespace

@@ -29,8 +29,8 @@ struct rotation_wave
 // One chain, and wave_chains of them.
 void rotate_chain(double* strip, const rotation_wave& wave);
 void rotate_wave(double* strip, const rotation_wave& wave);
-void avx2_rotate_chain(double* strip, const rotation_wave& wave);
-void avx2_rotate_wave(double* strip, const rotation_wave& wave);
+void avx2_unfused_rotate_chain(double* strip, const rotation_wave& wave);
+void avx2_unfused_rotate_wave(double* strip, const rotation_wave& wave);
 void avx512_rotate_chain(double* strip, const rotation_wave& wave);
 void avx512_rotate_wave(double* strip, const rotation_wave& wave);
 

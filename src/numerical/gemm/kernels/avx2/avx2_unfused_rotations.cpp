@@ -5,12 +5,12 @@
 
 namespace numerical::detail {
 
-void avx2_rotate_chain(double* strip, const rotation_wave& wave)
+void avx2_unfused_rotate_chain(double* strip, const rotation_wave& wave)
 {
     rotate_strip<lanes>(rotate_part_of_chain<lanes>, strip, wave);
 }
 
-void avx2_rotate_wave(double* strip, const rotation_wave& wave)
+void avx2_unfused_rotate_wave(double* strip, const rotation_wave& wave)
 {
     rotate_strip<lanes>(rotate_part_of_wave<lanes>, strip, wave);
 }
