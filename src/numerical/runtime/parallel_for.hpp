@@ -25,8 +25,10 @@ std::atomic<std::size_t>& thread_cap();
 // The threads that a loop may use now: hardware_threads(), or the cap if that is lower.
 std::size_t allowed_threads();
 
-// How to cut the loop for the pool; nothing if it should run serially.
+// How to cut the loop for the pool; nothing if it should run serially. A call beside the loop keeps
+// the calling thread, so that a helper is worth its start for a single index too.
 std::optional<loop_split> split_loop(std::size_t count, std::size_t work_per_index);
+std::optional<loop_split> split_loop_beside(std::size_t count, std::size_t work_per_index);
 
 // Runs the loop in the pool; false, with nothing run, if there is no split or no pool available.
 bool run_in_pool(chunk_runner run, const void* context, const std::optional<loop_split>& split,
@@ -66,7 +68,7 @@ void parallel_for_beside(std::size_t count, std::size_t work_per_index, const F&
         (*static_cast<const G*>(context))();
     };
     look_for_interruption();
-    if (run_in_pool(run, &body, split_loop(count, work_per_index), run_beside, &beside))
+    if (run_in_pool(run, &body, split_loop_beside(count, work_per_index), run_beside, &beside))
         return;
     beside();
     if (may_be_interrupted())

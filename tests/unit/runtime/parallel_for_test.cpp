@@ -23,6 +23,7 @@ namespace {
 using numerical::detail::parallel_for;
 using numerical::detail::parallel_for_beside;
 using numerical::detail::split_loop;
+using numerical::detail::split_loop_beside;
 
 constexpr std::size_t heavy = 1 << 20; // work that warrants every worker
 
@@ -89,6 +90,19 @@ TEST(split_loop, warrants_one_worker_for_each_65536_units)
         ASSERT_TRUE(split_loop(131072, 1));
         EXPECT_EQ(split_loop(131072, 1)->helpers, 1U);
     }
+}
+
+TEST(split_loop, beside_a_call_has_a_helper_for_one_index)
+{
+    EXPECT_FALSE(split_loop_beside(1, 131071));
+    EXPECT_FALSE(split_loop_beside(0, heavy));
+    if (numerical::detail::hardware_threads() >= 2) {
+        ASSERT_TRUE(split_loop_beside(1, 131072));
+        EXPECT_EQ(split_loop_beside(1, 131072)->helpers, 1U);
+        EXPECT_EQ(split_loop_beside(1, 131072)->chunks, 1U);
+    }
+    const test::thread_limit one(1);
+    EXPECT_FALSE(split_loop_beside(1000, heavy));
 }
 
 TEST(split_loop, takes_an_overflowing_product_for_the_largest_work)
