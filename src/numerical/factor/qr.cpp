@@ -3,6 +3,8 @@
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/path.hpp"
+#include "numerical/gemm/summation.hpp"
+#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
@@ -67,6 +69,84 @@ void multiply(complex* x, const complex* factors, std::size_t step, std::size_t 
     multiply_full(gemm_path_current(), x, factors, step, n);
 }
 
+// The block loop, with look-ahead: the next panel's columns are updated and factored while other
+// threads update those right of it.
+//           from   to   next_to
+//    from [  R     R   |   R    ]
+//      to [  V   panel | update ]
+template <class T>
+class qr_panels
+{
+public:
+    qr_panels(std::vector<T>& matrix, std::size_t row_count, std::size_t column_count)
+        : a(matrix), rows(row_count), columns(column_count), reflectors(std::min(rows, columns))
+    {
+    }
+
+    std::vector<reflector_block<T>> factorize();
+
+private:
+    std::vector<T>& a;
+    std::size_t rows;
+    std::size_t columns;
+    std::vector<std::vector<T>> reflectors; // of the panel that is being factored
+
+    reflector_block<T> factorize_panel(std::size_t from, std::size_t to);
+    reflector_block<T> update_and_factorize(const reflector_block<T>& block, std::size_t to,
+                                            std::size_t next_to);
+};
+
+template <class T>
+std::vector<reflector_block<T>> qr_panels<T>::factorize()
+{
+    const std::size_t k = reflectors.size();
+    std::vector<reflector_block<T>> blocks;
+    std::size_t to = std::min(panel_columns, k);
+    blocks.push_back(factorize_panel(0, to));
+    while (to < k) {
+        const std::size_t next_to = std::min(to + panel_columns, k);
+        blocks.push_back(update_and_factorize(blocks.back(), to, next_to));
+        to = next_to;
+    }
+    if (to < columns)
+        apply_reflector_block<block_operator::adjoint>(blocks.back(), a, columns, to, columns);
+    return blocks;
+}
+
+template <class T>
+reflector_block<T> qr_panels<T>::factorize_panel(std::size_t from, std::size_t to)
+{
+    factor_qr_panel(a, rows, columns, reflectors, from, to);
+    reflector_block<T> block = gather_reflectors(reflectors, from, to, rows);
+    for (std::size_t j = from; j < to; ++j)
+        reflectors[j] = {}; // their memory serves the next panel's
+    return block;
+}
+
+// The slabs write the columns from next_to on, the panel those before it alone.
+template <class T>
+reflector_block<T> qr_panels<T>::update_and_factorize(const reflector_block<T>& block,
+                                                      std::size_t to, std::size_t next_to)
+{
+    constexpr std::size_t slabs_per_thread = 8; // small ones, as the caller joins late
+    const std::size_t narrower = std::min(next_to - to, columns - next_to);
+    if (narrower < least_tile_side) { // its sums would run in another order
+        apply_reflector_block<block_operator::adjoint>(block, a, columns, to, columns);
+        return factorize_panel(to, next_to);
+    }
+    const block_view<T> c{a.data() + block.offset * columns, block.rows, columns, columns};
+    const slabs_application<block_operator::adjoint, T> update(
+        block, c.sub(0, c.rows, next_to, columns), slabs_per_thread);
+    reflector_block<T> next;
+    const auto next_panel = [&] {
+        apply_reflector_block<block_operator::adjoint>(block, a, columns, to, next_to);
+        next = factorize_panel(to, next_to);
+    };
+    parallel_for_beside(
+        update.count(), update.work(), [&](std::size_t s) { update.apply(s); }, next_panel);
+    return next;
+}
+
 } // namespace
 
 // What rounding leaves of an imaginary part on the diagonal is dropped.
@@ -88,20 +168,10 @@ template <class T>
 qr_reflections<T> householder_reflect(std::vector<T> a, std::size_t rows, std::size_t columns)
 {
     const std::size_t k = std::min(rows, columns);
-    std::vector<std::vector<T>> reflectors(k);
-    qr_reflections<T> result;
-    for (std::size_t from = 0; from < k; from += panel_columns) {
-        const std::size_t to = std::min(from + panel_columns, k);
-        factor_qr_panel(a, rows, columns, reflectors, from, to);
-        result.blocks.push_back(gather_reflectors(reflectors, from, to, rows));
-        for (std::size_t j = from; j < to; ++j)
-            reflectors[j] = {}; // their memory serves the next panel's
-        if (to < columns)
-            apply_reflector_block<block_operator::adjoint>(result.blocks.back(), a, columns, to,
-                                                           columns);
-    }
-    result.r = upper_trapezoid(std::move(a), k, columns);
-    return result;
+    if (k == 0)
+        return {upper_trapezoid(std::move(a), k, columns), {}};
+    std::vector<reflector_block<T>> blocks = qr_panels<T>(a, rows, columns).factorize();
+    return {upper_trapezoid(std::move(a), k, columns), std::move(blocks)};
 }
 
 // The first `width` >= k columns of the product of the blocks.

@@ -12,38 +12,42 @@
 namespace numerical::detail {
 namespace {
 
-// A block is applied to its target in slabs that stay in L2 between the two
-// products. They are so wide that every slab is summed in the same order as the whole, and at most
-// as wide as a block of a complex product.
+// A block is applied to its target in slabs that stay in L2 between the two products. They are so
+// wide that every slab is summed in the same order as the whole, and at most as wide as a block of
+// a complex product.
 constexpr std::size_t slab_bytes = std::size_t{1} << 19;
-constexpr std::size_t least_slab = depth_decides_from;
 constexpr std::size_t greatest_slab = split_cols;
 constexpr std::size_t slab_unit = 16; // slabs begin at multiples, the width of a register tile
 
-struct slab_partition
-{
-    std::size_t width; // of the whole target
-    std::size_t count;
+// With this many columns slabs neither read V too often nor are short of work.
+constexpr std::size_t well_filled_slab = 64;
 
-    // Slab s is [begin(s), begin(s + 1)). The last one ends with the target, up to 15 short.
-    std::size_t begin(std::size_t s) const
-    {
-        const std::size_t units = (width + slab_unit - 1) / slab_unit;
-        return std::min(units * s / count * slab_unit, width);
-    }
+// Of a block of `count` reflectors. A product of fewer than least_tile_side rows needs many columns
+// for its order to be decided by the depth alone.
+std::size_t least_slab(std::size_t count)
+{
+    return count < least_tile_side ? depth_decides_from : slab_unit;
+}
+
+struct slab_demand
+{
+    std::size_t width;  // of the target, in vectors
+    std::size_t length; // of a vector, in bytes
+    std::size_t least;  // vectors in a slab
+    std::size_t per_thread = 1;
 };
 
-// Of a target of `width` vectors of `length` elements: no slab beyond its bytes, and as many for
-// each thread.
-template <class T>
-slab_partition slabs_of(std::size_t width, std::size_t length)
+// No slab beyond its bytes, and as many for each thread.
+slab_partition slabs_of(const slab_demand& target)
 {
     const std::size_t wanted =
-        std::clamp(slab_bytes / (length * sizeof(T)), least_slab, greatest_slab);
+        std::clamp(slab_bytes / target.length, well_filled_slab, greatest_slab);
     const std::size_t threads = allowed_threads();
-    const std::size_t rounds = (width + wanted * threads - 1) / (wanted * threads);
-    return {width, std::clamp(rounds * threads, std::size_t{1},
-                              std::max(width / (least_slab + slab_unit), std::size_t{1}))};
+    const std::size_t round = wanted * threads;
+    const std::size_t rounds = std::max((target.width + round - 1) / round, target.per_thread);
+    const std::size_t least = (target.least + slab_unit - 1) / slab_unit * slab_unit;
+    const std::size_t most = std::max<std::size_t>(target.width / least, 1);
+    return {target.width, std::min(rounds * threads, most)};
 }
 
 // The work of a slab on the scale of parallel_for, where four products are one unit.
@@ -156,22 +160,44 @@ void border(block_view<T> c, std::size_t rows, std::size_t units)
 
 } // namespace
 
+// The last slab has the most units, and ends with the target up to 15 columns short of them.
+std::size_t slab_partition::begin(std::size_t s) const
+{
+    const std::size_t units = (width + slab_unit - 1) / slab_unit;
+    return std::min(units * s / count * slab_unit, width);
+}
+
+template <block_operator form, class T>
+slabs_application<form, T>::slabs_application(const reflector_block<T>& block,
+                                              block_view<T> columns, std::size_t slabs_per_thread)
+    : vectors{block.vectors.data(), block.rows, block.count, block.count},
+      factor(factor_of<form>(block)), c(columns),
+      slabs(slabs_of({c.cols, c.rows * sizeof(T), least_slab(block.count), slabs_per_thread}))
+{
+}
+
+template <block_operator form, class T>
+std::size_t slabs_application<form, T>::work() const
+{
+    return slab_work(slabs, vectors.rows, vectors.cols);
+}
+
+template <block_operator form, class T>
+void slabs_application<form, T>::apply(std::size_t slab) const
+{
+    multiply_slab<T>(vectors, factor, c.sub(0, c.rows, slabs.begin(slab), slabs.begin(slab + 1)));
+}
+
 template <block_operator form, class T>
 void apply_reflector_block(const reflector_block<T>& block, std::vector<T>& target, std::size_t ld,
                            std::size_t column_from, std::size_t column_to)
 {
     if (column_from == column_to)
         return;
-    const block_view<const T> vectors{block.vectors.data(), block.rows, block.count, block.count};
-    const std::vector<T> factor = factor_of<form>(block);
     T* const first = target.data() + block.offset * ld + column_from;
-    const slab_partition slabs = slabs_of<T>(column_to - column_from, block.rows);
-
-    const auto apply_to_slab = [&](std::size_t s) {
-        const std::size_t width = slabs.begin(s + 1) - slabs.begin(s);
-        multiply_slab<T>(vectors, factor, {first + slabs.begin(s), block.rows, width, ld});
-    };
-    parallel_for(slabs.count, slab_work(slabs, block.rows, block.count), apply_to_slab);
+    const slabs_application<form, T> slabs(block, {first, block.rows, column_to - column_from, ld},
+                                           1);
+    parallel_for(slabs.count(), slabs.work(), [&](std::size_t s) { slabs.apply(s); });
 }
 
 template <class T>
@@ -180,9 +206,9 @@ void extend_basis(const reflector_block<T>& block, std::vector<T>& q, std::size_
     const std::size_t count = block.count;
     const block_view<const T> vectors{block.vectors.data(), block.rows, count, count};
     T* const first = q.data() + block.offset * ld + block.offset;
-    const slab_partition slabs = slabs_of<T>(ld - block.offset, block.rows);
-
     // The unit columns are all in the first slab.
+    const slab_partition slabs =
+        slabs_of({ld - block.offset, block.rows * sizeof(T), std::max(least_slab(count), count)});
     const auto extend_slab = [&](std::size_t s) {
         const std::size_t width = slabs.begin(s + 1) - slabs.begin(s);
         const block_view<T> c{first + slabs.begin(s), block.rows, width, ld};
@@ -214,7 +240,8 @@ void apply_transposed_reflector_block(const reflector_block<T>& block, std::vect
         for (std::size_t j = 0; j < count; ++j)
             minus_factor[j * count + i] = negated(block.factor[i * count + j]);
     T* const first = target.data() + row_from * ld + block.offset;
-    const slab_partition slabs = slabs_of<T>(row_to - row_from, block.rows);
+    const slab_partition slabs =
+        slabs_of({row_to - row_from, block.rows * sizeof(T), depth_decides_from});
 
     // Slab s: C += ((C·conj(V))·(-Tᵀ))·Vᵀ.
     const auto apply_to_slab = [&](std::size_t s) {
@@ -232,6 +259,10 @@ void apply_transposed_reflector_block(const reflector_block<T>& block, std::vect
     parallel_for(slabs.count, slab_work(slabs, block.rows, count), apply_to_slab);
 }
 
+template class slabs_application<block_operator::direct, double>;
+template class slabs_application<block_operator::direct, complex>;
+template class slabs_application<block_operator::adjoint, double>;
+template class slabs_application<block_operator::adjoint, complex>;
 template void apply_reflector_block<block_operator::direct>(const reflector_block<double>&,
                                                             std::vector<double>&, std::size_t,
                                                             std::size_t, std::size_t);

@@ -4,6 +4,8 @@
 // the matrix for each reflector: Q = H₀·H₁···H_{c-1} = I - V·T·Vᴴ, the compact form of Schreiber
 // and Van Loan (1989). With reflectors of unit length T has 2 on its diagonal.
 
+#include "numerical/strided/block_view.hpp"
+
 #include <cstddef>
 #include <vector>
 
@@ -31,6 +33,41 @@ reflector_block<T> gather_reflectors(const std::vector<std::vector<T>>& reflecto
 template <block_operator form, class T>
 void apply_reflector_block(const reflector_block<T>& block, std::vector<T>& target, std::size_t ld,
                            std::size_t column_from, std::size_t column_to);
+
+// How a target is cut into slabs of columns, or of rows where C is multiplied from the right.
+struct slab_partition
+{
+    std::size_t width; // of the whole target
+    std::size_t count;
+
+    // Slab s is [begin(s), begin(s + 1)).
+    std::size_t begin(std::size_t s) const;
+};
+
+// C := Q·C or Qᴴ·C in slabs of columns, for loops that do other work beside it. Slabs may be
+// applied in any order and at the same time; how C was cut before, into parts of at least
+// least_tile_side columns by blocks of at least as many reflectors, changes no bit.
+template <block_operator form, class T>
+class slabs_application
+{
+public:
+    // C has the block's rows. Each thread can have `slabs_per_thread` slabs, if C is wide enough.
+    slabs_application(const reflector_block<T>& block, block_view<T> columns,
+                      std::size_t slabs_per_thread);
+
+    std::size_t count() const { return slabs.count; }
+
+    // Of a slab, on the scale of parallel_for.
+    std::size_t work() const;
+
+    void apply(std::size_t slab) const;
+
+private:
+    block_view<const T> vectors;
+    std::vector<T> factor; // T or Tᴴ
+    block_view<T> c;
+    slab_partition slabs;
+};
 
 // C := Q·[ I 0 ; 0 C11 ], C being all of `q`, `ld` wide, from row and column `offset` on, and I of
 // order `count`. The elements outside C11 need not be set before. Taken over the blocks of a
