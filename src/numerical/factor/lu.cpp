@@ -22,9 +22,9 @@ constexpr std::size_t narrow_block = 32;
 constexpr std::size_t wide_block = 64;
 constexpr std::size_t greatest_narrow_order = 256;
 
-// With at most this many columns right of the next panel, the panel is factored during their
-// update. With more, the trailing product alone keeps all threads busy.
-constexpr std::size_t look_ahead_columns = 1024;
+// Of the columns that are updated while the next panel is factored: narrow ones, as the thread that
+// factors it joins late.
+constexpr std::size_t tiles_per_thread = 8;
 
 // A column stride for the panel: padded, and such that columns don't fall into the same cache sets.
 std::size_t panel_stride(std::size_t rows)
@@ -60,8 +60,9 @@ private:
     std::size_t steps; // columns of L, rows of U
     std::size_t block;
     std::vector<std::size_t> exchanges;
-    std::vector<T> panel_store; // of the panel that is being factored, by columns
-    std::vector<T> minus_l;     // of the panel whose update runs, by rows
+    std::vector<T> panel_store;  // of the panel that is being factored, by columns
+    std::vector<T> minus_l;      // of the panel whose update runs, by rows
+    std::vector<T> next_minus_l; // of the panel that is being factored
     bool met_zero_pivot = false;
 
     void factorize_panel(std::size_t panel_first, std::size_t panel_last);
@@ -83,15 +84,9 @@ void lu_blocks<T>::factorize()
     factorize_panel(start, end);
     while (end < steps) {
         const std::size_t next_end = std::min(steps, end + block);
+        std::swap(minus_l, next_minus_l);
         solve_panel_rows(start, end);
-        negate_into(minus_l, a.sub(end, a.rows, start, end));
-        update(start, end, end, next_end);
-        if (a.cols - next_end <= look_ahead_columns) {
-            update_beside_panel(start, end, next_end);
-        } else {
-            update(start, end, next_end, a.cols);
-            factorize_panel(end, next_end);
-        }
+        update_beside_panel(start, end, next_end);
         start = end;
         end = next_end;
     }
@@ -112,6 +107,7 @@ void lu_blocks<T>::factorize_panel(std::size_t panel_first, std::size_t panel_la
     panel.factorize();
     met_zero_pivot = met_zero_pivot || panel.singular();
     transpose_into(in_place, columns);
+    negate_into(next_minus_l, a.sub(panel_last, a.rows, panel_first, panel_last));
 }
 
 // Rows [first, last) right of the panel become U, after the panel's exchanges. Each tile reads and
@@ -138,13 +134,17 @@ template <class T>
 void lu_blocks<T>::update_beside_panel(std::size_t start, std::size_t end, std::size_t next_end)
 {
     const std::size_t remaining = a.cols - next_end;
-    const std::size_t pieces = 2 * allowed_threads();
+    const std::size_t threads = allowed_threads();
+    const std::size_t pieces = threads > 1 ? tiles_per_thread * threads : 1;
     const std::size_t tile = std::max((remaining + pieces - 1) / pieces, block);
     const auto update_tile = [&](std::size_t t) {
         const std::size_t from = next_end + t * tile;
         update(start, end, from, std::min(from + tile, a.cols));
     };
-    const auto next_panel = [&] { factorize_panel(end, next_end); };
+    const auto next_panel = [&] {
+        update(start, end, end, next_end);
+        factorize_panel(end, next_end);
+    };
     parallel_for_beside((remaining + tile - 1) / tile, (a.rows - end) * (end - start) * tile / 16,
                         update_tile, next_panel);
 }

@@ -3,8 +3,8 @@
 // P·A = L·U by partial pivoting, and solutions of systems by it.
 //
 // The factorization is right-looking and blocked. A panel is factored on a transposed copy, by
-// halves down to a few columns; once few columns remain, the next panel is factored while the
-// columns right of it are updated (look-ahead). Only an exact zero counts as a missing pivot; there
+// halves down to a few columns, while the columns right of it are updated by the panel before
+// (look-ahead). Only an exact zero counts as a missing pivot; there
 // is no tolerance.
 
 #include "numerical/gemm/block_view.hpp"

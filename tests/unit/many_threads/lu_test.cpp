@@ -32,7 +32,7 @@ std::vector<std::vector<T>> everything_of(const matrix<T>& a)
     return results;
 }
 
-// 1153 columns begin with whole trailing products and end with panels beside the update.
+// The tiles that are updated beside a panel depend on the threads.
 TYPED_TEST(lu_on_64_cores, has_the_bits_of_one_core)
 {
     for (const std::size_t n : {100, 256, 300, 1153})
