@@ -25,24 +25,30 @@ template bool is_vector_product(const product_operands<complex>&);
 
 namespace {
 
-// Rows that one call of a kernel takes. Those a multiple of 4 KiB apart share one set of L1, which
-// has room for eight lines.
-constexpr std::size_t rows_in_a_set = 8;
-
-template <class T>
-constexpr std::size_t most_rows = most_rows_of_vector_product;
-template <>
-constexpr std::size_t most_rows<complex> = most_complex_rows_of_vector_product;
-
-template <class T>
-std::size_t rows_of_group(std::size_t lda)
-{
-    return lda * sizeof(T) % 4096 == 0 ? std::min(most_rows<T>, rows_in_a_set) : most_rows<T>;
-}
-
 const double* parts(const complex* z)
 {
     return reinterpret_cast<const double*>(z);
+}
+
+double* parts(complex* z)
+{
+    return reinterpret_cast<double*>(z);
+}
+
+// Of `count` columns or rows those for an index: a share for each thread that the work is worth, a
+// multiple of `least`, and no more than `most`.
+struct share_limits
+{
+    std::size_t least;
+    std::size_t most;
+};
+
+std::size_t share_of_task(std::size_t count, std::size_t products_of_one, const share_limits& limit)
+{
+    constexpr std::size_t products_of_thread = 65536 * products_per_unit;
+    const std::size_t share = count / allowed_threads() + 1;
+    const std::size_t wanted = std::max(share, products_of_thread / (products_of_one + 1));
+    return std::min((wanted + limit.least - 1) / limit.least * limit.least, limit.most);
 }
 
 // y[r·step] += A·x for the rows of A, lda apart, or y = A·x.
@@ -57,13 +63,20 @@ struct rows_times_vector
     T* y;
     std::size_t step;
     into_c into;
-    std::size_t block_depth; // of complex numbers
 };
 
-// The sums of some rows, as many as a kernel takes.
+// Rows that one call of the real kernel takes, of the last one perhaps half as many more. Those a
+// multiple of 4 KiB apart share one set of L1, which has room for eight lines.
+std::size_t rows_of_group(std::size_t lda)
+{
+    constexpr std::size_t rows = 16;
+    constexpr std::size_t rows_in_a_set = 8;
+    return lda * sizeof(double) % 4096 == 0 ? rows_in_a_set : rows;
+}
+
 void multiply_group(const rows_times_vector<double>& p)
 {
-    std::array<double, most_rows<double>> sums{};
+    std::array<double, most_rows_of_vector_product> sums{};
     if (p.into == into_c::add)
         for (std::size_t r = 0; r < p.rows; ++r)
             sums[r] = p.y[r * p.step];
@@ -72,43 +85,51 @@ void multiply_group(const rows_times_vector<double>& p)
         p.y[r * p.step] = sums[r];
 }
 
-void multiply_group(const rows_times_vector<complex>& p)
+// Each index writes the results of its own rows. Few rows, whose sums would wait for each other, go
+// with the group before.
+void multiply_rows_by_vector(const rows_times_vector<double>& p)
 {
-    constexpr std::size_t most = most_rows<complex>;
-    std::array<double, 2 * most> sums{};
-    if (p.into == into_c::add)
-        for (std::size_t r = 0; r < p.rows; ++r) {
-            sums[r] = p.y[r * p.step].real();
-            sums[most + r] = p.y[r * p.step].imag();
-        }
-    thread_scratch<double> aside(most * std::min(p.depth, p.block_depth));
-    for (std::size_t l = 0; l < p.depth; l += p.block_depth) {
-        const std::size_t depth = std::min(p.depth - l, p.block_depth);
-        const complex* const next = l + depth < p.depth ? p.a + l + depth : p.a + p.rows * p.lda;
-        avx2_add_complex_rows_times_vector({p.rows, depth, parts(p.a + l), 2 * p.lda,
-                                            parts(p.x + l), sums.data(), aside.data(),
-                                            parts(next)});
-    }
-    for (std::size_t r = 0; r < p.rows; ++r)
-        p.y[r * p.step] = {sums[r], sums[most + r]};
-}
-
-// Each index writes the results of its own rows.
-template <class T>
-void multiply_rows_by_vector(const rows_times_vector<T>& p)
-{
-    const std::size_t group_rows = rows_of_group<T>(p.lda);
-    constexpr std::size_t cost = sizeof(T) / sizeof(double);
+    const std::size_t group_rows = rows_of_group(p.lda);
+    const std::size_t groups = std::max<std::size_t>((p.rows + group_rows / 2 - 1) / group_rows, 1);
     const auto multiply_some = [&](std::size_t t) {
         const std::size_t first = t * group_rows;
-        rows_times_vector<T> group = p;
-        group.rows = std::min(p.rows - first, group_rows);
+        rows_times_vector<double> group = p;
+        group.rows = t + 1 == groups ? p.rows - first : group_rows;
         group.a += first * p.lda;
         group.y += first * p.step;
         multiply_group(group);
     };
-    const std::size_t groups = (p.rows + group_rows - 1) / group_rows;
-    parallel_for(groups, cost * group_rows * p.depth / products_per_unit, multiply_some);
+    parallel_for(groups, group_rows * p.depth / products_per_unit, multiply_some);
+}
+
+void multiply_task(const rows_times_vector<complex>& p, std::size_t block_depth)
+{
+    if (p.into == into_c::store)
+        for (std::size_t r = 0; r < p.rows; ++r)
+            p.y[r * p.step] = 0;
+    thread_scratch<double> aside(rows_put_aside * std::min(p.depth, block_depth));
+    for (std::size_t l = 0; l < p.depth; l += block_depth)
+        avx2_add_complex_rows_times_vector({p.rows, std::min(p.depth - l, block_depth),
+                                            parts(p.a + l), 2 * p.lda, parts(p.x + l), parts(p.y),
+                                            2 * p.step, aside.data()});
+}
+
+// Each index writes the results of its own rows. The kernel begins and ends with half a group at
+// work, which tasks of several groups make up for.
+void multiply_rows_by_vector(const rows_times_vector<complex>& p, std::size_t block_depth)
+{
+    constexpr std::size_t most_rows = 128;
+    const std::size_t task_rows = share_of_task(p.rows, 2 * p.depth, {rows_put_aside, most_rows});
+    const auto multiply_some = [&](std::size_t t) {
+        const std::size_t first = t * task_rows;
+        rows_times_vector<complex> task = p;
+        task.rows = std::min(p.rows - first, task_rows);
+        task.a += first * p.lda;
+        task.y += first * p.step;
+        multiply_task(task, block_depth);
+    };
+    const std::size_t tasks = (p.rows + task_rows - 1) / task_rows;
+    parallel_for(tasks, 2 * task_rows * p.depth / products_per_unit, multiply_some);
 }
 
 // A vector whose elements lie `stride` apart, side by side.
@@ -144,7 +165,7 @@ void add_columns(const product_operands<double>& p)
 
 void add_columns(const product_operands<complex>& p, std::size_t block_depth)
 {
-    auto* const c = reinterpret_cast<double*>(p.c);
+    double* const c = parts(p.c);
     for (std::size_t l = 0; l < p.k; l += block_depth) {
         const std::size_t depth = std::min(p.k - l, block_depth);
         scaled_rows rows{2 * p.n, depth, parts(p.a + l), 2, parts(p.b + l * p.ldb), 2 * p.ldb, c};
@@ -156,24 +177,14 @@ void add_columns(const product_operands<complex>& p, std::size_t block_depth)
     }
 }
 
-// Columns for an index: a share for each thread that the work is worth, whole lines, and no more
-// than `most`. Long runs of a row are best: the hardware prefetcher follows one for a page.
-std::size_t columns_of_task(std::size_t cols, std::size_t products_of_column, std::size_t most)
-{
-    constexpr std::size_t least = 64;
-    constexpr std::size_t products_of_thread = 65536 * products_per_unit;
-    const std::size_t share = cols / allowed_threads() + 1;
-    const std::size_t wanted = std::max(share, products_of_thread / (products_of_column + 1));
-    return std::min((wanted + least - 1) / least * least, most);
-}
-
 // Each index writes its own columns of C, a row.
 template <class T, class AddColumns>
 void multiply_vector_by_rows(const product_operands<T>& p, std::size_t most_columns,
                              const AddColumns& add)
 {
     constexpr std::size_t cost = sizeof(T) / sizeof(double);
-    const std::size_t task_columns = columns_of_task(p.n, cost * p.k, most_columns);
+    // Whole lines. Long runs of a row are best: the hardware prefetcher follows one for a page.
+    const std::size_t task_columns = share_of_task(p.n, cost * p.k, {64, most_columns});
     const auto multiply_some = [&](std::size_t t) {
         const std::size_t first = t * task_columns;
         product_operands<T> some = p;
@@ -196,9 +207,9 @@ void multiply_vector(const product_operands<double>& p)
     const bool by_columns = p.b_order == order_of_b::by_columns;
     if (p.n == 1) {
         const dense_vector<double> x(p.b, by_columns ? 1 : p.ldb, p.k);
-        multiply_rows_by_vector<double>({p.m, p.k, p.a, p.lda, x.data(), p.c, p.ldc, p.into, p.k});
+        multiply_rows_by_vector({p.m, p.k, p.a, p.lda, x.data(), p.c, p.ldc, p.into});
     } else if (by_columns) {
-        multiply_rows_by_vector<double>({p.n, p.k, p.b, p.ldb, p.a, p.c, 1, p.into, p.k});
+        multiply_rows_by_vector({p.n, p.k, p.b, p.ldb, p.a, p.c, 1, p.into});
     } else {
         multiply_vector_by_rows(p, near_columns, [](const auto& some) { add_columns(some); });
     }
@@ -207,11 +218,11 @@ void multiply_vector(const product_operands<double>& p)
 void multiply_vector(const product_operands<complex>& p, std::size_t block_depth)
 {
     // A block of B is read a second time, for the imaginary parts of A, from L2.
-    constexpr std::size_t most_columns = 256;
+    constexpr std::size_t most_columns = 128;
     if (p.n == 1) {
         const dense_vector<complex> x(p.b, p.ldb, p.k);
-        return multiply_rows_by_vector<complex>(
-            {p.m, p.k, p.a, p.lda, x.data(), p.c, p.ldc, p.into, block_depth});
+        return multiply_rows_by_vector({p.m, p.k, p.a, p.lda, x.data(), p.c, p.ldc, p.into},
+                                       block_depth);
     }
     multiply_vector_by_rows(p, most_columns,
                             [=](const auto& some) { add_columns(some, block_depth); });

@@ -14,14 +14,14 @@ namespace numerical::detail {
 // --- sums[r] += sum over p < depth of A[r, p]·x[p], r < rows -------------------------------------
 // The rows of A are lda apart. `sums` has room for the most rows, whatever their number; beyond
 // them it is left with any values.
-constexpr std::size_t most_rows_of_vector_product = 16;
+constexpr std::size_t most_rows_of_vector_product = 24;
 void avx2_add_rows_times_vector(std::size_t rows, std::size_t depth, const double* a,
                                 std::size_t lda, const double* x, double* sums);
 
-// The same for complex rows and a complex x: first the products with the real parts of A are added,
-// then those with the imaginary parts. The real parts of the sums come first, those of the most
-// rows, then the imaginary ones.
-constexpr std::size_t most_complex_rows_of_vector_product = 8;
+// --- y[r] += sum over p < depth of A[r, p]·x[p], complex, r < rows -------------------------------
+// First the products with the real parts of A are added, then those with the imaginary parts. There
+// is a row, and a position.
+constexpr std::size_t rows_put_aside = 8;
 
 struct complex_rows_times_vector
 {
@@ -30,9 +30,9 @@ struct complex_rows_times_vector
     const double* a;
     std::size_t lda;
     const double* x;
-    double* sums;
-    double* aside;        // scratch: depth numbers for each of the most rows
-    const double* next_a; // A of the next call, to prefetch; never dereferenced
+    double* y;
+    std::size_t step; // from one element of y to the next
+    double* aside;    // scratch: depth numbers for each row put aside
 };
 
 void avx2_add_complex_rows_times_vector(const complex_rows_times_vector& p);

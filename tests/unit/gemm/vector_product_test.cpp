@@ -81,8 +81,8 @@ TYPED_TEST(vector_product, has_the_stated_bits_at_every_block_edge)
     for (const std::size_t depth : {255U, 256U, 257U, 259U, 264U, 511U, 520U, 768U, 1030U})
         for (const std::size_t rows : {1U, 2U, 8U, 100U})
             expect_stated_bits_on_both_sides<TypeParam>(rows, depth, 3);
-    for (const std::size_t cols : {63U, 64U, 65U, 255U, 256U, 257U, 511U, 512U, 513U, 514U, 769U,
-                                   1024U, 1030U, 2047U, 2048U, 2049U})
+    for (const std::size_t cols : {63U, 64U, 65U, 127U, 128U, 129U, 255U, 256U, 257U, 511U, 512U,
+                                   513U, 514U, 769U, 1024U, 1030U, 2047U, 2048U, 2049U})
         for (const std::size_t depth : {8U, 15U, 300U})
             expect_stated_bits_on_both_sides<TypeParam>(cols, depth, 1);
     for (const std::size_t depth : {256U, 512U, 1024U})
