@@ -3,6 +3,7 @@
 // Items of a foreign array, read at any address and converted.
 
 #include "module/typestr.hpp"
+#include "numerical/counts.hpp"
 
 #include <algorithm>
 #include <complex>
@@ -34,7 +35,7 @@ struct item_block
 // How many columns are read together if they are farther apart than the rows: as many as fill a
 // cache line of the copy.
 template <class T>
-constexpr std::size_t tile_cols = 64 / sizeof(T);
+constexpr std::size_t tile_cols = detail::line_elements<T>;
 
 // Writes row i of the block to out[i * step] and on; in tiles of tile_cols columns, if rows are
 // closer together than columns are.

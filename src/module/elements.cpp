@@ -2,6 +2,7 @@
 
 #include "binding/gil.hpp"
 #include "module/element_reader.hpp"
+#include "numerical/counts.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/axes.hpp"
 
@@ -53,7 +54,8 @@ public:
     stretches(address first, std::size_t stride, std::size_t axis_extent, std::size_t full)
         : extent(axis_extent), size(full)
     {
-        const std::size_t to_line = (line - first % line) % line;
+        const std::size_t to_line =
+            (detail::line_bytes - first % detail::line_bytes) % detail::line_bytes;
         if (stride != 0 && to_line % stride == 0)
             lead = to_line / stride;
     }
@@ -64,7 +66,6 @@ public:
     }
 
 private:
-    static constexpr std::size_t line = 64;
     std::size_t extent;
     std::size_t size;
     std::size_t lead = 0;

@@ -1,18 +1,18 @@
 #include "numerical/streamed_copy.hpp"
 
+#include "numerical/counts.hpp"
+
 #include <cstdint>
 #include <emmintrin.h>
 
 namespace numerical::detail {
 namespace {
 
-constexpr std::size_t line = 64;
-
 // Bytes before the first whole line, at most `bytes`.
 std::size_t before_line(const void* to, std::size_t bytes)
 {
-    const std::size_t past = reinterpret_cast<std::uintptr_t>(to) % line;
-    return std::min(bytes, (line - past) % line);
+    const std::size_t past = reinterpret_cast<std::uintptr_t>(to) % line_bytes;
+    return std::min(bytes, (line_bytes - past) % line_bytes);
 }
 
 __m128i* sixteen_bytes(char* at)
@@ -28,8 +28,8 @@ void stream_bytes(const void* from, std::size_t bytes, void* to)
     auto* out = static_cast<char*>(to);
     std::size_t done = before_line(to, bytes);
     std::memcpy(out, source, done);
-    for (; done + line <= bytes; done += line)
-        for (std::size_t i = 0; i < line; i += 16)
+    for (; done + line_bytes <= bytes; done += line_bytes)
+        for (std::size_t i = 0; i < line_bytes; i += 16)
             _mm_stream_si128(sixteen_bytes(out + done + i),
                              _mm_loadu_si128(reinterpret_cast<const __m128i*>(source + done + i)));
     std::memcpy(out + done, source + done, bytes - done);
@@ -44,8 +44,8 @@ void stream_pattern(const void* pattern, std::size_t bytes, void* to)
     const std::size_t lead = before_line(to, bytes);
     for (; done < lead; done += 8) // of equal halves, or by pairs of them
         std::memcpy(out + done, static_cast<const char*>(pattern) + done % 16, 8);
-    for (; done + line <= bytes; done += line)
-        for (std::size_t i = 0; i < line; i += 16)
+    for (; done + line_bytes <= bytes; done += line_bytes)
+        for (std::size_t i = 0; i < line_bytes; i += 16)
             _mm_stream_si128(sixteen_bytes(out + done + i), sixteen);
     for (; done < bytes; done += 8)
         std::memcpy(out + done, static_cast<const char*>(pattern) + (done - lead) % 16, 8);

@@ -2,6 +2,7 @@
 
 // Scratch for tiles, apart from the stack: a caller's thread may have as little as 64 KiB of that.
 
+#include "numerical/counts.hpp"
 #include "numerical/storage.hpp"
 
 #include <cstddef>
@@ -21,7 +22,7 @@ class thread_scratch
 public:
     explicit thread_scratch(std::size_t count) : home(kept()), buffer(std::exchange(home, {}))
     {
-        const std::size_t need = count + line / sizeof(T);
+        const std::size_t need = count + line_elements<T>;
         if (buffer.size() < need)
             buffer = uninitialized<T>(need);
     }
@@ -35,11 +36,10 @@ public:
     T* data()
     {
         const auto address = reinterpret_cast<std::uintptr_t>(buffer.data());
-        return reinterpret_cast<T*>((address + line - 1) & ~(line - 1));
+        return reinterpret_cast<T*>((address + line_bytes - 1) & ~(line_bytes - 1));
     }
 
 private:
-    static constexpr std::size_t line = 64;
     std::vector<T>& home;
     std::vector<T> buffer;
 

@@ -1,6 +1,7 @@
 #include "package/orthogonal_factors.hpp"
 
 #include "numerical/checks.hpp"
+#include "numerical/counts.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/systems/kept_qr.hpp"
 #include "package/kept_stacks.hpp"
@@ -17,7 +18,7 @@ constexpr std::size_t block_elements = reflectors_of_block * reflectors_of_block
 
 std::size_t blocks_of(std::size_t k)
 {
-    return (k + reflectors_of_block - 1) / reflectors_of_block;
+    return detail::ceil_div(k, reflectors_of_block);
 }
 
 // The elements of one matrix of a result.

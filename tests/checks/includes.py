@@ -41,7 +41,7 @@ ALLOWED = {
     "numerical/strided": NUMERICAL + STRIDED,
     "numerical/gemm": NUMERICAL + GEMM,
     "numerical/elementwise": NUMERICAL + ELEMENTWISE,
-    "numerical/vector_math": VECTOR_MATH,
+    "numerical/vector_math": VECTOR_MATH + ["numerical/counts.hpp"],
     "numerical/random": NUMERICAL + RANDOM,
     "numerical/factor": NUMERICAL + FACTOR,
     "numerical/systems": NUMERICAL + SYSTEMS,

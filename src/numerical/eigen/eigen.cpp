@@ -1,5 +1,6 @@
 #include "numerical/eigen/eigen.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/eigen/lower_triangle.hpp"
 #include "numerical/eigen/merge_columns.hpp"
 #include "numerical/eigen/tridiagonal.hpp"
@@ -65,7 +66,7 @@ std::vector<T> columns_by_value(const std::vector<T>& rows, const std::vector<st
                 for (std::size_t i = from; i < to; ++i)
                     columns[i * n + j] = rows[order[j] * n + i];
     };
-    parallel_for((n + tile - 1) / tile, n * tile, fill_rows);
+    parallel_for(ceil_div(n, tile), n * tile, fill_rows);
     return columns;
 }
 

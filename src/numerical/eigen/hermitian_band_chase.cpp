@@ -1,3 +1,4 @@
+#include "numerical/counts.hpp"
 #include "numerical/eigen/chase_kernels.hpp"
 #include "numerical/eigen/hermitian_band.hpp"
 #include "numerical/factor/reflector.hpp"
@@ -183,7 +184,7 @@ void narrow_hermitian_band(hermitian_band<T>& band, std::vector<double>& d, std:
     const std::size_t width = band.width;
     const chase_path by = path_for(band);
     std::vector<T> reflectors = zeros<T>(n * width);
-    const auto steps_of = [=](std::size_t s) { return (n - 1 - s + width - 1) / width; };
+    const auto steps_of = [=](std::size_t s) { return ceil_div(n - 1 - s, width); };
     const auto step = [&](chase_workspace<T>& work, std::size_t s, std::size_t k) {
         chase_step(by, band, work, reflectors.data() + s * width, s, k);
     };

@@ -1,5 +1,6 @@
 #include "numerical/eigen/hermitian_product.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/gemm/kernels/symv.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -142,7 +143,7 @@ void hermitian_product(const T* a, std::size_t lda, std::size_t len, const T* x,
 {
     const int path = gemm_path_current();
     const auto kernels = kernels_of(path, a);
-    const std::size_t blocks = (len + block_rows - 1) / block_rows;
+    const std::size_t blocks = ceil_div(len, block_rows);
     if (partials.size() < blocks * len)
         partials.resize(blocks * len);
     const auto last_row = [=](std::size_t b) { return std::min((b + 1) * block_rows, len); };

@@ -1,5 +1,6 @@
 #include "numerical/eigen/merge_columns.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 
 #include <algorithm>
@@ -24,7 +25,7 @@ std::vector<double> column_norms(const double* columns, std::size_t size)
         for (std::size_t q = from; q < to; ++q)
             norms[q] = std::sqrt(norms[q]);
     };
-    parallel_for((size + norm_columns - 1) / norm_columns, size * norm_columns, sum_block);
+    parallel_for(ceil_div(size, norm_columns), size * norm_columns, sum_block);
     return norms;
 }
 

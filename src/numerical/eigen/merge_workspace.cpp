@@ -1,5 +1,6 @@
 #include "numerical/eigen/merge_workspace.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/storage.hpp"
 
@@ -25,7 +26,7 @@ double* workspace_of(workspace_buffer& buffer, std::size_t size)
     const auto touch_stretch = [=](std::size_t i) {
         std::fill(data + i * stretch, data + std::min((i + 1) * stretch, size), 0.0);
     };
-    parallel_for((size + stretch - 1) / stretch, stretch, touch_stretch);
+    parallel_for(ceil_div(size, stretch), stretch, touch_stretch);
     return data;
 }
 

@@ -1,3 +1,4 @@
+#include "numerical/counts.hpp"
 #include "numerical/eigen/deflation.hpp"
 #include "numerical/eigen/merge_columns.hpp"
 #include "numerical/eigen/merge_kernels.hpp"
@@ -71,8 +72,7 @@ void for_column_blocks(index_range columns, std::size_t depth, const F& body)
         const std::size_t from = columns.first + b * block_columns;
         body(from, std::min(from + block_columns, columns.last));
     };
-    parallel_for((columns.count() + block_columns - 1) / block_columns, depth * block_columns,
-                 run_block);
+    parallel_for(ceil_div(columns.count(), block_columns), depth * block_columns, run_block);
 }
 
 // The z for which the computed roots are exact (Gu and Eisenstat 1995): ẑᵢ² is the product over j

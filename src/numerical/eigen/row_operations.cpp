@@ -1,5 +1,6 @@
 #include "numerical/eigen/row_operations.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/eigen/row_operation_plan.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -72,8 +73,7 @@ class strips_of
 public:
     strips_of(double* columns, std::size_t rows, std::size_t width, std::size_t stride)
         : source(columns), height(rows), source_width(width), source_stride(stride),
-          strip_size(rows * strip_width),
-          store((width + strip_width - 1) / strip_width * strip_size)
+          strip_size(rows * strip_width), store(ceil_div(width, strip_width) * strip_size)
     {
         for (std::size_t j = 0; j < source_width; j += strip_width)
             for (std::size_t i = 0; i < height; ++i)
@@ -143,7 +143,7 @@ void apply_to_slabs(block_view<double> rows, std::size_t parts, row_operation_sp
         apply_passes(kernels, plan.passes, strips);
         strips.copy_back();
     };
-    parallel_for((rows.cols + slab - 1) / slab, operations.size() * slab_columns, transform_slab);
+    parallel_for(ceil_div(rows.cols, slab), operations.size() * slab_columns, transform_slab);
 }
 
 } // namespace

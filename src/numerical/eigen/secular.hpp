@@ -9,6 +9,7 @@
 // poles are d with gap(i, o) = dᵢ - d_o; the arrow matrix of the singular values has the squares of
 // d, with gap(i, o) = (dᵢ - d_o)·(dᵢ + d_o). That formula is the parameter of the solver.
 
+#include "numerical/counts.hpp"
 #include "numerical/eigen/secular_kernels.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/gemm/path.hpp"
@@ -258,8 +259,8 @@ void solve_secular_equation(const Poles& poles, secular_root* roots)
         for (std::size_t l = 0; l < batch.size(); ++l)
             roots[first + l] = batch.root(l);
     };
-    parallel_for((poles.count + secular_lane_count - 1) / secular_lane_count,
-                 poles.count * 8 * secular_lane_count, solve_batch);
+    parallel_for(ceil_div(poles.count, secular_lane_count), poles.count * 8 * secular_lane_count,
+                 solve_batch);
 }
 
 } // namespace numerical::detail

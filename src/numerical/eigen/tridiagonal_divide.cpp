@@ -1,5 +1,6 @@
 #include "numerical/eigen/tridiagonal_divide.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/eigen/merge_columns.hpp"
 #include "numerical/eigen/tridiagonal_ql.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -99,7 +100,7 @@ void transpose_in_place(block_view<double> z)
                 for (std::size_t j = left; j < std::min(left + tile, i); ++j)
                     std::swap(z(i, j), z(j, i));
     };
-    parallel_for((z.rows + tile - 1) / tile, tile * z.rows, transpose_row_of_tiles);
+    parallel_for(ceil_div(z.rows, tile), tile * z.rows, transpose_row_of_tiles);
 }
 
 // Columns of the real z as rows of T.

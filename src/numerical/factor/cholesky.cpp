@@ -1,6 +1,7 @@
 #include "numerical/factor/cholesky.hpp"
 
 #include "numerical/checks.hpp"
+#include "numerical/counts.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/block_view.hpp"
@@ -76,10 +77,7 @@ private:
     std::vector<T> adjoint;   // L21ᴴ, in tiles of 64 columns, one after the other
     std::vector<piece> pieces;
 
-    std::size_t tiles_below(std::size_t row) const
-    {
-        return (order - row + tile_rows - 1) / tile_rows;
-    }
+    std::size_t tiles_below(std::size_t row) const { return ceil_div(order - row, tile_rows); }
 
     void factor_diagonal_block(std::size_t first, std::size_t last);
     void factor_rows_below(std::size_t first, std::size_t last);
@@ -172,7 +170,7 @@ void cholesky_blocks<T>::update_beside_diagonal_block(std::size_t first, std::si
     const std::size_t next = std::min(last + block, order);
     pieces.clear();
     for (std::size_t column = next; column < order; column += block) {
-        const std::size_t parts = (order - column + piece_rows - 1) / piece_rows;
+        const std::size_t parts = ceil_div(order - column, piece_rows);
         const std::size_t height = ((order - column) / parts + 8) / 8 * 8;
         for (std::size_t row = column; row < order; row += height)
             pieces.push_back({row, std::min(row + height, order), column});
@@ -217,7 +215,7 @@ void clear_upper(block_view<T> a)
         for (std::size_t i = g * tile_rows; i < last; ++i)
             std::fill(a.row(i) + i + 1, a.row(i) + a.cols, T(0));
     };
-    parallel_for((a.rows + tile_rows - 1) / tile_rows, a.cols * tile_rows / 8, clear_rows);
+    parallel_for(ceil_div(a.rows, tile_rows), a.cols * tile_rows / 8, clear_rows);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "numerical/factor/lu.hpp"
 
 #include "numerical/checks.hpp"
+#include "numerical/counts.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/lu_panel.hpp"
 #include "numerical/factor/triangular.hpp"
@@ -136,7 +137,7 @@ void lu_blocks<T>::update_beside_panel(std::size_t start, std::size_t end, std::
     const std::size_t remaining = a.cols - next_end;
     const std::size_t threads = allowed_threads();
     const std::size_t pieces = threads > 1 ? tiles_per_thread * threads : 1;
-    const std::size_t tile = std::max((remaining + pieces - 1) / pieces, block);
+    const std::size_t tile = std::max(ceil_div(remaining, pieces), block);
     const auto update_tile = [&](std::size_t t) {
         const std::size_t from = next_end + t * tile;
         update(start, end, from, std::min(from + tile, a.cols));
@@ -145,7 +146,7 @@ void lu_blocks<T>::update_beside_panel(std::size_t start, std::size_t end, std::
         update(start, end, end, next_end);
         factorize_panel(end, next_end);
     };
-    parallel_for_beside((remaining + tile - 1) / tile, (a.rows - end) * (end - start) * tile / 16,
+    parallel_for_beside(ceil_div(remaining, tile), (a.rows - end) * (end - start) * tile / 16,
                         update_tile, next_panel);
 }
 
@@ -178,7 +179,7 @@ void lu_blocks<T>::exchange_rows_of_l()
         const std::size_t to = std::min(from + block, steps);
         exchange_rows(to, steps, from, to);
     };
-    parallel_for((steps + block - 1) / block, a.rows * block, exchange_panel);
+    parallel_for(ceil_div(steps, block), a.rows * block, exchange_panel);
 }
 
 } // namespace

@@ -1,3 +1,4 @@
+#include "numerical/counts.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/factor/reflector_products.hpp"
@@ -44,7 +45,7 @@ void factor_panel(block_view<double> block, std::vector<double>* reflectors)
 
 std::size_t whole_units(std::size_t columns)
 {
-    return (columns + complex_panel_unit - 1) / complex_panel_unit * complex_panel_unit;
+    return round_up(columns, complex_panel_unit);
 }
 
 // The first column of the unit that column j is in.

@@ -1,5 +1,6 @@
 #include "numerical/factor/reflector.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/factor/reflector_products.hpp"
 #include "numerical/gemm/kernels/gemv_unfused.hpp"
 #include "numerical/gemm/kernels/ger.hpp"
@@ -145,7 +146,7 @@ void reflect_rows(block_view<T> rows, const std::vector<T>& v)
                              width);
         subtract_from_rows_on(path, tile, rows.stride, v.size(), twice.data(), sums, width);
     };
-    parallel_for((rows.cols + tile_columns - 1) / tile_columns, v.size() << 7, reflect_tile);
+    parallel_for(ceil_div(rows.cols, tile_columns), v.size() << 7, reflect_tile);
 }
 
 template <class T>

@@ -1,3 +1,4 @@
+#include "numerical/counts.hpp"
 #include "numerical/factor/reflector_block.hpp"
 #include "numerical/factor/reflector_products.hpp"
 #include "numerical/gemm/block_view.hpp"
@@ -44,8 +45,8 @@ slab_partition slabs_of(const slab_demand& target)
         std::clamp(slab_bytes / target.length, well_filled_slab, greatest_slab);
     const std::size_t threads = allowed_threads();
     const std::size_t round = wanted * threads;
-    const std::size_t rounds = std::max((target.width + round - 1) / round, target.per_thread);
-    const std::size_t least = (target.least + slab_unit - 1) / slab_unit * slab_unit;
+    const std::size_t rounds = std::max(ceil_div(target.width, round), target.per_thread);
+    const std::size_t least = round_up(target.least, slab_unit);
     const std::size_t most = std::max<std::size_t>(target.width / least, 1);
     return {target.width, std::min(rounds * threads, most)};
 }
@@ -163,7 +164,7 @@ void border(block_view<T> c, std::size_t rows, std::size_t units)
 // The last slab has the most units, and ends with the target up to 15 columns short of them.
 std::size_t slab_partition::begin(std::size_t s) const
 {
-    const std::size_t units = (width + slab_unit - 1) / slab_unit;
+    const std::size_t units = ceil_div(width, slab_unit);
     return std::min(units * s / count * slab_unit, width);
 }
 

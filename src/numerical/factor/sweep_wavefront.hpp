@@ -14,6 +14,7 @@
 //
 // Whatever the number of threads, an element goes through the same steps in the same order.
 
+#include "numerical/counts.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 
 #include <algorithm>
@@ -44,9 +45,9 @@ void run_sweeps(std::size_t sweeps, const Steps& steps_of, std::size_t work_per_
                 step(workspace, s, k - behind);
         }
     };
-    const std::size_t groups = (sweeps + sweeps_of_group - 1) / sweeps_of_group;
+    const std::size_t groups = ceil_div(sweeps, sweeps_of_group);
     const std::size_t steps = steps_of(0) + 2 * (sweeps_of_group - 1);
-    const std::size_t stretches = (steps + steps_of_stretch - 1) / steps_of_stretch;
+    const std::size_t stretches = ceil_div(steps, steps_of_stretch);
     for (std::size_t wave = 0; wave < stretches + 2 * (groups - 1); ++wave) {
         const std::size_t first = wave < stretches ? 0 : (wave - stretches) / 2 + 1;
         const std::size_t last = std::min(wave / 2 + 1, groups);

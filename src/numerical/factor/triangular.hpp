@@ -5,6 +5,7 @@
 // Sums ascend over the terms of a row, and a quotient is a true division of each element. T =
 // double or std::complex<double>.
 
+#include "numerical/counts.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/thread_scratch.hpp"
 
@@ -18,7 +19,7 @@ constexpr std::size_t triangular_tile = 64;
 
 constexpr std::size_t triangular_tiles(std::size_t columns)
 {
-    return (columns + triangular_tile - 1) / triangular_tile;
+    return ceil_div(columns, triangular_tile);
 }
 
 // X := L⁻¹·X, L the unit lower triangle of `l`.

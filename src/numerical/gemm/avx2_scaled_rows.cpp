@@ -1,3 +1,4 @@
+#include "numerical/counts.hpp"
 #include "numerical/gemm/vector_product_kernels.hpp"
 
 #include <immintrin.h>
@@ -9,7 +10,6 @@ namespace numerical::detail {
 namespace {
 
 constexpr std::size_t width = 4;
-constexpr std::size_t line = 8; // doubles
 constexpr std::size_t pass_rows = 8;
 constexpr int to_second_cache = 2; // a prefetch
 
@@ -100,14 +100,14 @@ template <class Form, std::size_t rows>
     const double* b = s.b;
     double* c = s.c;
     double* const last = c + s.cols / width * width;
-    double* const last_line = c + s.cols / line * line;
+    double* const last_line = c + s.cols / line_elements<double> * line_elements<double>;
     [[maybe_unused]] const double* next = s.next_b;
-    for (; c != last_line; c += line, b += line) {
+    for (; c != last_line; c += line_elements<double>, b += line_elements<double>) {
         _mm256_storeu_pd(c, x.add(_mm256_loadu_pd(c), b, ldb));
         _mm256_storeu_pd(c + width, x.add(_mm256_loadu_pd(c + width), b + width, ldb));
         if constexpr (Form::asks_for_next) {
             x.ask_for(next, ldb);
-            next += line;
+            next += line_elements<double>;
         }
     }
     for (; c != last; c += width, b += width)

@@ -1,3 +1,4 @@
+#include "numerical/counts.hpp"
 #include "numerical/gemm/rows_of_a.hpp"
 #include "numerical/gemm/through_edge.hpp"
 #include "numerical/gemm/tile_kernels.hpp"
@@ -13,7 +14,6 @@ namespace {
 constexpr std::size_t mr = 6;
 constexpr std::size_t nr = 8;
 constexpr std::size_t width = 4;
-constexpr std::size_t line = 8; // doubles
 constexpr std::size_t ahead = 128;
 
 // Two vectors of complex numbers to one of their real and one of their imaginary parts; the
@@ -208,13 +208,13 @@ template <std::size_t rows, class Rows, elements kind, class Columns>
     {
         if constexpr (Rows::asks_for_next) {
             ask_for(stretch);
-            stretch += line * sizeof(double);
+            stretch += line_bytes;
         }
     };
     const std::size_t stretches = near ? 1 : rows;
     const std::size_t stretch = left / rows;
     for (std::size_t r = stretches; r != 0; --r, next += t.ldc * sizeof(double)) {
-        for (std::size_t at = 0; at < nr; at += line)
+        for (std::size_t at = 0; at < nr; at += line_elements<double>)
             ask_for(next + at * sizeof(double));
         ask_for(next + (nr - 1) * sizeof(double));
         const std::size_t after = r == 1 ? 0 : left - stretch;

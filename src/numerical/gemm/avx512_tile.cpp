@@ -1,3 +1,4 @@
+#include "numerical/counts.hpp"
 #include "numerical/gemm/rows_of_a.hpp"
 #include "numerical/gemm/tile_kernels.hpp"
 
@@ -14,7 +15,6 @@ constexpr std::size_t mr = 12;
 constexpr std::size_t mr_in_place = 8;
 constexpr std::size_t nr = 16;
 constexpr std::size_t width = 8;
-constexpr std::size_t line = 8; // doubles
 constexpr std::size_t ahead = 128;
 
 // The columns that the tile has: both vectors, the first and a part of the second, a part of one.
@@ -188,7 +188,7 @@ enum class elements { real, complex_apart, complex_in_place };
 [[gnu::always_inline]] inline void ask_for_panel(const double* b)
 {
     __builtin_prefetch(b + ahead);
-    __builtin_prefetch(b + ahead + line);
+    __builtin_prefetch(b + ahead + line_elements<double>);
 }
 
 template <class Rows, elements kind, class Columns>
@@ -241,13 +241,13 @@ template <std::size_t rows, class Rows, elements kind, class Columns>
     {
         if constexpr (Rows::asks_for_next) {
             ask_for(stretch);
-            stretch += line * sizeof(double);
+            stretch += line_bytes;
         }
     };
     const std::size_t stretches = near ? 1 : rows;
     const std::size_t stretch = left / rows;
     for (std::size_t r = stretches; r != 0; --r, next += t.ldc * sizeof(double)) {
-        for (std::size_t at = 0; at < nr; at += line)
+        for (std::size_t at = 0; at < nr; at += line_elements<double>)
             ask_for(next + at * sizeof(double));
         ask_for(next + (nr - 1) * sizeof(double));
         const std::size_t after = r == 1 ? 0 : left - stretch;

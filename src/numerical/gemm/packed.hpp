@@ -5,6 +5,7 @@
 // phase and receives its products in ascending inner order, so the result depends neither on the
 // number of threads nor on whether an operand was packed or read where it lies.
 
+#include "numerical/counts.hpp"
 #include "numerical/gemm/blocking.hpp"
 #include "numerical/gemm/packing.hpp"
 #include "numerical/gemm/product_operands.hpp"
@@ -22,13 +23,6 @@ constexpr std::size_t serial_products = std::size_t{1} << 17;
 
 // A C of at most this many elements is already in L2, so its tiles aren't prefetched.
 constexpr std::size_t near_elements = std::size_t{1} << 15;
-
-constexpr std::size_t line = 8; // doubles
-
-inline std::size_t ceil_div(std::size_t n, std::size_t d)
-{
-    return n / d + (n % d != 0 ? 1 : 0);
-}
 
 inline std::uintptr_t address(const void* element)
 {
@@ -179,7 +173,7 @@ tile_operands_of<T> product_block<Kernel, T>::tile_at(std::size_t i, std::size_t
                              into};
     if (next_c != nullptr) {
         const std::size_t number = i / tile_of::mr_in_place * ceil_div(cols, nr) + j / nr;
-        const std::size_t asked_for = number * (depth / 2) * line * sizeof(double);
+        const std::size_t asked_for = number * (depth / 2) * line_bytes;
         tile.next_a = address(next_a) + asked_for;
         tile.next_b = address(next_b) + asked_for;
         tile.next_c = address(next_c + i * ldc + j);
@@ -254,9 +248,9 @@ void gemm_packed(const product_operands<T>& p)
         return multiply_blocks([](const auto&) {});
     // An operand that stays where it lies has no panels: for a tall A they would be larger than C.
     const std::size_t depth = std::min(p.k, tile_of::kc);
-    const std::size_t panel_rows = a_in_place ? 0 : ceil_div(p.m, tile_of::mr) * tile_of::mr;
+    const std::size_t panel_rows = a_in_place ? 0 : round_up(p.m, tile_of::mr);
     const std::size_t width = std::min(p.n, tile_of::nc);
-    const std::size_t panel_cols = b_in_place ? 0 : ceil_div(width, tile_of::nr) * tile_of::nr;
+    const std::size_t panel_cols = b_in_place ? 0 : round_up(width, tile_of::nr);
     const packing_storage<T> panels(panel_rows * depth * Kernel::parts, panel_cols * depth);
     multiply_blocks([&](auto& block) { block.pack(panels); });
 }
@@ -268,7 +262,7 @@ void gemm_adjoint_tiles(const product_operands<T>& p)
 {
     using tile_of = blocking<Kernel>;
     const bool b_in_place = p.n <= Kernel::in_place_cols_of_b;
-    const std::size_t panel_cols = ceil_div(std::min(p.n, tile_of::nc), tile_of::nr) * tile_of::nr;
+    const std::size_t panel_cols = round_up(std::min(p.n, tile_of::nc), tile_of::nr);
     const packing_storage<T> panels(0, b_in_place ? 0 : panel_cols * std::min(p.k, tile_of::kc));
     for (std::size_t j = 0; j < p.n; j += tile_of::nc)
         for (std::size_t l = 0; l < p.k; l += tile_of::kc) {

@@ -1,5 +1,6 @@
 #include "numerical/gemm/packing.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/storage.hpp"
 
 #include <algorithm>
@@ -12,16 +13,15 @@
 namespace numerical::detail {
 namespace {
 
-constexpr std::size_t line = 64;
 constexpr std::size_t most_kept_bytes = 0x2000000; // 32 MiB: larger products are one-off
 template <class T>
-constexpr std::size_t gap = 64 / sizeof(T) + 1; // between the panels of A and those of B
+constexpr std::size_t gap = line_elements<T> + 1; // between the panels of A and those of B
 
 template <class T>
 T* aligned_up(T* address)
 {
     const auto bits = reinterpret_cast<std::uintptr_t>(address);
-    return reinterpret_cast<T*>((bits + line - 1) & ~(line - 1));
+    return reinterpret_cast<T*>((bits + line_bytes - 1) & ~(line_bytes - 1));
 }
 
 } // namespace
@@ -151,7 +151,7 @@ constexpr std::size_t rows_ahead = 8;
 template <std::size_t nr, class T>
 void ask_for(const T* position)
 {
-    for (std::size_t at = 0; at < nr; at += line / sizeof(T))
+    for (std::size_t at = 0; at < nr; at += line_elements<T>)
         __builtin_prefetch(position + at);
 }
 

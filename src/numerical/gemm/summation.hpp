@@ -6,6 +6,8 @@
 // depend on the cut. These are the questions that it asks; no other place knows where the choice
 // changes.
 
+#include "numerical/counts.hpp"
+
 #include <cstddef>
 
 namespace numerical::detail {
@@ -26,7 +28,7 @@ constexpr std::size_t least_tile_products = 512;
 
 constexpr summation summation_of(const product_sizes& p)
 {
-    const bool pays = p.k >= least_tile_depth && p.m * p.n >= (p.k + least_tile_products - 1) / p.k;
+    const bool pays = p.k >= least_tile_depth && p.m * p.n >= ceil_div(least_tile_products, p.k);
     return pays ? summation::by_tiles : summation::by_rows;
 }
 

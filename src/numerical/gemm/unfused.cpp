@@ -1,5 +1,6 @@
 #include "numerical/gemm/unfused.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/gemm/kernels/unfused.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -41,7 +42,7 @@ void multiply_rows(const product_operands<T>& p)
         rows.c += i * p.ldc;
         multiply_unfused(path, rows);
     };
-    parallel_for((p.m + rows_of_piece - 1) / rows_of_piece, p.k * p.n, multiply_piece);
+    parallel_for(ceil_div(p.m, rows_of_piece), p.k * p.n, multiply_piece);
 }
 
 template <class T>
@@ -110,7 +111,7 @@ template <class T, right_form form>
 void packed_unfused_product<T, form>::pack_rows(std::size_t from, std::size_t to, std::size_t p0,
                                                 std::size_t depth)
 {
-    const std::size_t height = (to - from + panel_rows - 1) / panel_rows * panel_rows;
+    const std::size_t height = round_up(to - from, panel_rows);
     if (rows.size() < height * depth)
         rows = uninitialized<T>(height * depth);
     for (std::size_t i = from; i < to; i += panel_rows) {

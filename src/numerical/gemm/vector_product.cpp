@@ -1,5 +1,6 @@
 #include "numerical/gemm/vector_product.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_product_kernels.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -128,7 +129,7 @@ void multiply_rows_by_vector(const rows_times_vector<complex>& p, std::size_t bl
         task.y += first * p.step;
         multiply_task(task, block_depth);
     };
-    const std::size_t tasks = (p.rows + task_rows - 1) / task_rows;
+    const std::size_t tasks = ceil_div(p.rows, task_rows);
     parallel_for(tasks, 2 * task_rows * p.depth / products_per_unit, multiply_some);
 }
 
@@ -195,7 +196,7 @@ void multiply_vector_by_rows(const product_operands<T>& p, std::size_t most_colu
             std::fill_n(some.c, some.n, T(0));
         add(some);
     };
-    const std::size_t tasks = (p.n + task_columns - 1) / task_columns;
+    const std::size_t tasks = ceil_div(p.n, task_columns);
     parallel_for(tasks, cost * task_columns * p.k / products_per_unit, multiply_some);
 }
 

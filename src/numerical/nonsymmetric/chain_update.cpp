@@ -1,5 +1,6 @@
 #include "numerical/nonsymmetric/chain_update.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
@@ -55,9 +56,8 @@ void reflect(int path, T* rows, const std::vector<bulge_pass<T>>& passes)
 template <class T>
 void prefetch_rows(block_view<T> c)
 {
-    constexpr std::size_t line = 64 / sizeof(T);
     for (std::size_t i = 0; i < c.rows; ++i)
-        for (std::size_t j = 0; j < c.cols; j += line)
+        for (std::size_t j = 0; j < c.cols; j += line_elements<T>)
             __builtin_prefetch(c.row(i) + j, 1);
 }
 

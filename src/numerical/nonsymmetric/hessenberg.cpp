@@ -1,5 +1,6 @@
 #include "numerical/nonsymmetric/hessenberg.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/kernels/gemv.hpp"
@@ -195,7 +196,7 @@ void panel_reducer<T>::multiply_trailing(std::size_t j, const T* v, T* y) const
         for (std::size_t i = from; i < from + count; ++i)
             y[i] = conjugate(y[i]);
     };
-    parallel_for((height + strip_rows - 1) / strip_rows, strip_rows * width / 2, multiply_strip);
+    parallel_for(ceil_div(height, strip_rows), strip_rows * width / 2, multiply_strip);
 }
 
 // A -= Y·Vᴴ: in the rows of the panel for the columns beyond it; above them for all of V's columns,

@@ -5,6 +5,7 @@
 // basis, rather than the basis, lets its updates work on contiguous rows, like those of H from the
 // left.
 
+#include "numerical/counts.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/nonsymmetric/bulge_kernels.hpp"
 #include "numerical/storage.hpp"
@@ -66,7 +67,7 @@ private:
     static std::size_t padded_stride(std::size_t order)
     {
         constexpr std::size_t line = row_padding<T>;
-        const std::size_t lines = (order + line - 1) / line + 1;
+        const std::size_t lines = ceil_div(order, line) + 1;
         return line * (lines | 1);
     }
 

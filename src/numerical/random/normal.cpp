@@ -1,5 +1,6 @@
 #include "numerical/random/normal.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/random/philox.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/storage.hpp"
@@ -61,7 +62,7 @@ std::vector<double> standard_normal(std::uint64_t seed, std::size_t count)
         const std::size_t first = b * block_pairs;
         fill_pairs(seed, first, std::min(block_pairs, pairs - first), numbers.data() + 2 * first);
     };
-    detail::parallel_for((pairs + block_pairs - 1) / block_pairs, 64 * block_pairs, fill_block);
+    detail::parallel_for(detail::ceil_div(pairs, block_pairs), 64 * block_pairs, fill_block);
     numbers.resize(count);
     return numbers;
 }

@@ -1,5 +1,6 @@
 #include "numerical/strided/transpose.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
@@ -11,9 +12,6 @@
 namespace numerical::detail {
 namespace {
 
-constexpr std::size_t line_bytes = 64;
-template <class T>
-constexpr std::size_t line = line_bytes / sizeof(T); // elements of a cache line
 // Rows of the source that are read a cache line each before the next line of the first.
 constexpr std::size_t tile_rows = 64;
 // Edge of the square tiles in which rows are read further than a line.
@@ -72,7 +70,7 @@ void transpose_tiles(block_view<double> to, block_view<const double> a)
             const std::size_t bottom = std::min(top + height, a.rows);
             const std::size_t right = std::min(left + width, a.cols);
             for (std::size_t i = top; i < bottom; i += 4)
-                transpose_four_rows<width == line<double>>(to, a, i, left, right);
+                transpose_four_rows<width == line_elements<double>>(to, a, i, left, right);
         }
 }
 
@@ -84,7 +82,7 @@ void transpose_real(block_view<double> to, block_view<const double> a)
     if (small || crowds_sets(a))
         transpose_tiles<tile_edge, tile_edge>(to, a.sub(0, rows, 0, cols));
     else
-        transpose_tiles<tile_rows, line<double>>(to, a.sub(0, rows, 0, cols));
+        transpose_tiles<tile_rows, line_elements<double>>(to, a.sub(0, rows, 0, cols));
     transpose_plain(to.sub(cols, a.cols, 0, rows), a.sub(0, rows, cols, a.cols));
     transpose_plain(to.sub(0, a.cols, rows, a.rows), a.sub(rows, a.rows, 0, a.cols));
 }
@@ -118,11 +116,11 @@ template <bool conjugates>
 void transpose_lines(block_view<complex> to, block_view<const complex> a)
 {
     constexpr std::size_t rows_ahead = 64;
-    for (std::size_t left = 0; left < a.cols; left += line<complex>)
+    for (std::size_t left = 0; left < a.cols; left += line_elements<complex>)
         for (std::size_t i = 0; i < a.rows; ++i) {
             if (i + rows_ahead < a.rows)
                 __builtin_prefetch(&a(i + rows_ahead, left));
-            for (std::size_t j = left; j < left + line<complex>; ++j)
+            for (std::size_t j = left; j < left + line_elements<complex>; ++j)
                 move<conjugates>(&to(j, i), &a(i, j));
         }
 }
@@ -144,7 +142,7 @@ void transpose_complex(block_view<complex> to, block_view<const complex> a)
     const std::size_t past_line = reinterpret_cast<std::uintptr_t>(a.first) % line_bytes;
     const std::size_t first =
         past_line == 0 ? 0 : std::min((line_bytes - past_line) / sizeof(complex), a.cols);
-    const std::size_t last = a.cols - (a.cols - first) % line<complex>;
+    const std::size_t last = a.cols - (a.cols - first) % line_elements<complex>;
     transpose_columns<conjugates>(to.sub(0, first, 0, a.rows), a.sub(0, a.rows, 0, first));
     transpose_lines<conjugates>(to.sub(first, last, 0, a.rows), a.sub(0, a.rows, first, last));
     transpose_columns<conjugates>(to.sub(last, a.cols, 0, a.rows), a.sub(0, a.rows, last, a.cols));
@@ -196,7 +194,7 @@ matrix<T> adjoint(const matrix<T>& a)
 template <class T>
 void transpose_in_place(std::vector<T>& a, std::size_t n)
 {
-    constexpr std::size_t edge = 4 * line<T>;
+    constexpr std::size_t edge = 4 * line_elements<T>;
     if (n <= edge) {
         for (std::size_t i = 0; i < n; ++i)
             for (std::size_t j = i + 1; j < n; ++j)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "numerical/counts.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/storage.hpp"
 
@@ -11,8 +12,6 @@
 
 namespace numerical::detail {
 
-constexpr std::size_t line_bytes = 64;
-
 // An n × n matrix whose rows begin on cache lines, so that a run of a row touches no more lines
 // than it fills, and lie an odd number of lines apart, so that those of a tile of columns spread
 // over all sets of the caches.
@@ -20,7 +19,7 @@ template <class T>
 class aligned_rows
 {
 public:
-    static constexpr std::size_t line = line_bytes / sizeof(T); // elements of a cache line
+    static constexpr std::size_t line = line_elements<T>;
 
     // The capacity a vector needs for its rows to be padded in place.
     static std::size_t room(std::size_t n) { return n * odd_lines(n) * line + line; }
@@ -43,7 +42,7 @@ public:
     block_view<T> view(std::size_t n) { return {first, n, n, stride}; }
 
 private:
-    static std::size_t odd_lines(std::size_t n) { return (n + line - 1) / line | 1; }
+    static std::size_t odd_lines(std::size_t n) { return ceil_div(n, line) | 1; }
 
     std::size_t stride;
     std::vector<T> store;

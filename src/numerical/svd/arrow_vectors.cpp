@@ -1,5 +1,6 @@
 #include "numerical/svd/arrow_vectors.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 
 #include <algorithm>
@@ -56,7 +57,7 @@ std::vector<double> rebuilt_z(const small_arrow& arrow, const double* distances)
         for (std::size_t i = 0; i < width; ++i)
             rebuilt[from + i] = std::copysign(std::sqrt(square[i]), arrow.z[from + i]);
     };
-    parallel_for((size + block - 1) / block, size * block, rebuild_block);
+    parallel_for(ceil_div(size, block), size * block, rebuild_block);
     return rebuilt;
 }
 
@@ -64,7 +65,7 @@ std::vector<double> rebuilt_z(const small_arrow& arrow, const double* distances)
 // (i, j) becomes zᵢ/(dᵢ² - σⱼ²). Tile by tile with its mirror image.
 void distances_to_right_vectors(double* a, std::size_t size, const std::vector<double>& z)
 {
-    const std::size_t tiles = (size + block - 1) / block;
+    const std::size_t tiles = ceil_div(size, block);
     const auto turn_tile = [&](std::size_t t) {
         const std::size_t upper = t / tiles * block;
         const std::size_t lower = t % tiles * block;

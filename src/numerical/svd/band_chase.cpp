@@ -1,3 +1,4 @@
+#include "numerical/counts.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/factor/sweep_wavefront.hpp"
 #include "numerical/gemm/kernels/gemv.hpp"
@@ -148,7 +149,7 @@ bidiagonal_entries narrow_band(upper_band<T>& band)
     const std::size_t n = band.order;
     const chase_path by = path_for(band);
     const std::size_t width = band.width;
-    const auto steps_of = [=](std::size_t s) { return (n - 2 - s + width - 1) / width; };
+    const auto steps_of = [=](std::size_t s) { return ceil_div(n - 2 - s, width); };
     const auto step = [&](chase_workspace<T>& work, std::size_t s, std::size_t k) {
         chase_step(by, band, work, s, k);
     };

@@ -1,5 +1,6 @@
 #include "numerical/svd/bidiagonal_panel.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -193,8 +194,7 @@ std::vector<T> bidiagonal_panel<T>::multiply_right(std::size_t c, const std::vec
         add_row_dots_on(path, w.data() + from, a.row(c + 1 + from) + c + 1, a.stride,
                         std::min(rows_per_index, v.size() - from), v.data(), v.size());
     };
-    parallel_for((v.size() + rows_per_index - 1) / rows_per_index, 2 * rows_per_index * v.size(),
-                 multiply_rows);
+    parallel_for(ceil_div(v.size(), rows_per_index), 2 * rows_per_index * v.size(), multiply_rows);
     return w;
 }
 

@@ -1,3 +1,4 @@
+#include "numerical/counts.hpp"
 #include "numerical/svd/bidiagonal.hpp"
 
 #include "numerical/factor/reflector.hpp"
@@ -62,8 +63,7 @@ void reflect_all_from_right(block_view<T> a, const std::vector<T>& r)
         const std::size_t to = std::min(from + rows_at_once, a.rows);
         reflect_from_right(a.sub(from, to, line_start, a.cols), conjugate_r);
     };
-    parallel_for((a.rows + rows_at_once - 1) / rows_at_once, 2 * rows_at_once * r.size(),
-                 reflect_group);
+    parallel_for(ceil_div(a.rows, rows_at_once), 2 * rows_at_once * r.size(), reflect_group);
 }
 
 // The conjugate phase of entry (k, k) times row k from there on.

@@ -1,5 +1,6 @@
 #include "numerical/systems/bandwidths.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/systems/moduli.hpp"
@@ -81,7 +82,7 @@ bandwidths widths_of_rows(block_view<const T> a, std::size_t first, std::size_t 
 template <class T>
 bandwidths bandwidths_of(block_view<const T> a)
 {
-    std::vector<bandwidths> groups((a.rows + row_group - 1) / row_group);
+    std::vector<bandwidths> groups(detail::ceil_div(a.rows, row_group));
     const auto look_at_group = [&](std::size_t g) {
         const std::size_t first = g * row_group;
         groups[g] = widths_of_rows(a, first, std::min(first + row_group, a.rows));

@@ -1,5 +1,6 @@
 #include "numerical/systems/kept_cholesky.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
@@ -102,7 +103,7 @@ void rotated_triangle<T>::downdate(const std::vector<T>& p, double rho)
         for (std::size_t i = from; i < to; ++i)
             rows(i, i) = T(real_part(rows(i, i)));
     };
-    parallel_for((n + rows_at_once - 1) / rows_at_once, rows_at_once * n, rotate_group);
+    parallel_for(ceil_div(n, rows_at_once), rows_at_once * n, rotate_group);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "numerical/systems/kept_qr.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/systems/pivoted_qr.hpp"
@@ -63,7 +64,7 @@ reflector_block<T> kept_block(const kept_reflectors<T>& q, std::size_t b)
 template <class T>
 std::size_t block_count(const kept_reflectors<T>& q)
 {
-    return (q.vectors.cols + reflectors_of_block - 1) / reflectors_of_block;
+    return ceil_div(q.vectors.cols, reflectors_of_block);
 }
 
 } // namespace

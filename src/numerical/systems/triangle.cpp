@@ -1,5 +1,6 @@
 #include "numerical/systems/triangle.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/factor/triangular_solve.hpp"
 #include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/path.hpp"
@@ -145,7 +146,7 @@ public:
 
     static std::size_t round_up_half(std::size_t n, std::size_t leaf)
     {
-        return (n / 2 + leaf - 1) / leaf * leaf;
+        return round_up(n / 2, leaf);
     }
 
 private:

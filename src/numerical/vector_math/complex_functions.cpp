@@ -1,5 +1,6 @@
 #include "numerical/vector_math/complex_functions.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/vector_math/complex_rare.hpp"
 #include "numerical/vector_math/kernels.hpp"
@@ -190,7 +191,7 @@ void by_blocks(std::size_t count, const Body& body)
         const std::size_t first = index * block;
         body(first, std::min(block, count - first));
     };
-    detail::parallel_for((count + block - 1) / block, block * work_per_element, of_block);
+    detail::parallel_for(detail::ceil_div(count, block), block * work_per_element, of_block);
 }
 
 void split(const complex* from, std::size_t count, split_block& to)

@@ -1,5 +1,6 @@
 #include "numerical/vector_math/functions.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/vector_math/kernels.hpp"
 
@@ -17,7 +18,7 @@ constexpr std::size_t work_per_element = 2;
 template <class Body>
 void by_blocks(std::size_t count, const Body& body)
 {
-    const std::size_t blocks = (count + block - 1) / block;
+    const std::size_t blocks = detail::ceil_div(count, block);
     const auto of_block = [&](std::size_t index) {
         const std::size_t first = index * block;
         body(first, std::min(block, count - first));

@@ -3,6 +3,7 @@
 // The column sums of gemv_transposed.hpp for vectors of any width. For the kernels' own sources
 // only: unnamed, as the vectors are.
 
+#include "numerical/counts.hpp"
 #include "numerical/gemm/kernels/gemv_transposed.hpp"
 #include "numerical/gemm/kernels/lanes/access.hpp"
 
@@ -10,7 +11,6 @@ namespace numerical::detail {
 namespace {
 
 constexpr std::size_t rows_ahead = 12;
-constexpr std::size_t line_doubles = 8;
 
 // `vectors` vectors of each row, the last of them by `last`, with `each` coefficients.
 template <class Lanes, std::size_t each, std::size_t vectors, class Last>
@@ -32,7 +32,7 @@ void add_block_sums(double* sums, const double* coefficients, const double* rows
             scale[k] = Lanes::all(coefficients[each * i + k]);
 #pragma GCC unroll 8
         for (std::size_t v = 0; v < vectors; ++v) {
-            if (v * width % line_doubles == 0)
+            if (v * width % line_elements<double> == 0)
                 __builtin_prefetch(row + rows_ahead * stride + v * width);
             const auto entries =
                 v + 1 < vectors ? Lanes::load(row + v * width) : last.load(row + v * width);
