@@ -104,7 +104,7 @@ void require_castable(const element_type& type, wanted_type wanted)
         refuse_complex_array();
 }
 
-std::size_t element_count(const shape_list& shape)
+std::size_t foreign_element_count(const shape_list& shape)
 {
     constexpr std::size_t limit = 0x0FFFFFFFFFFFFFFF;
     std::size_t count = 1;
@@ -157,7 +157,7 @@ PyObject* from_record(const array_record& record, wanted_type wanted)
     require_castable(array.type, wanted);
     if (record.nd > 0)
         array.shape = shape_list(record.shape, record.shape + record.nd);
-    array.count = element_count(array.shape);
+    array.count = foreign_element_count(array.shape);
     if (std::any_of(array.shape.begin(), array.shape.end(), is_negative)) // also with a zero extent
         throw std::runtime_error("shape extents must be non-negative");
     if (record.strides == nullptr)
@@ -240,7 +240,7 @@ PyObject* from_interface(PyObject* interface, wanted_type wanted)
     require_castable(array.type, wanted);
     if (!read_shape(shape.get(), array.shape))
         throw error_already_set();
-    array.count = element_count(array.shape);
+    array.count = foreign_element_count(array.shape);
     array.strides = read_strides(strides.get(), array);
     array.data =
         static_cast<const unsigned char*>(PyLong_AsVoidPtr(PyTuple_GetItem(data.get(), 0)));

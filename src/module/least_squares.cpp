@@ -11,11 +11,6 @@
 namespace numerical::boundary {
 namespace {
 
-std::size_t rank_of(const any_tensor& value)
-{
-    return std::visit([](const auto& a) { return a.shape.size(); }, value);
-}
-
 template <class T>
 any_tensor lstsq_of_type(const tensor<T>& a, const any_tensor& any_b)
 {
@@ -47,21 +42,21 @@ unsigned long matrix_rank_of_type(const tensor<T>& a)
 
 any_tensor lstsq(const any_tensor& a, const any_tensor& b)
 {
-    if (rank_of(a) != 2 || (rank_of(b) != 1 && rank_of(b) != 2))
+    if (shape_of(a).size() != 2 || (shape_of(b).size() != 1 && shape_of(b).size() != 2))
         throw std::runtime_error("lstsq(a, b) needs a rank-2 a and a rank-1 or rank-2 b");
     return std::visit([&](const auto& of_type) { return lstsq_of_type(of_type, b); }, a);
 }
 
 any_tensor pinv(const any_tensor& a)
 {
-    if (rank_of(a) != 2)
+    if (shape_of(a).size() != 2)
         throw std::runtime_error("pinv expects a matrix (rank-2 tensor)");
     return std::visit([](const auto& of_type) { return pinv_of_type(of_type); }, a);
 }
 
 unsigned long matrix_rank(const any_tensor& a)
 {
-    if (rank_of(a) != 2)
+    if (shape_of(a).size() != 2)
         throw std::runtime_error("matrix_rank expects a matrix (rank-2 tensor)");
     return std::visit([](const auto& of_type) { return matrix_rank_of_type(of_type); }, a);
 }

@@ -46,11 +46,6 @@ any_tensor inverse_of_type(const tensor<T>& a)
     return tensor<T>(std::move(lu).inverse());
 }
 
-std::size_t rank_of(const any_tensor& value)
-{
-    return std::visit([](const auto& a) { return a.shape.size(); }, value);
-}
-
 // The tensor of the one argument, checked to be a matrix; null with the error set.
 const any_tensor* read_matrix(PyObject* args, const char* rank_message)
 {
@@ -58,7 +53,7 @@ const any_tensor* read_matrix(PyObject* args, const char* rank_message)
     if (!binding::parse_arguments(args, "O", &object))
         return nullptr;
     const any_tensor* const value = as_tensor(object);
-    if (value != nullptr && rank_of(*value) != 2) {
+    if (value != nullptr && shape_of(*value).size() != 2) {
         PyErr_SetString(marlinth_module_error(), rank_message);
         return nullptr;
     }
@@ -87,14 +82,14 @@ PyObject* pair(const std::complex<double>& sign, double log)
 
 any_tensor solve(const any_tensor& a, const any_tensor& b)
 {
-    if (rank_of(a) != 2 || (rank_of(b) != 1 && rank_of(b) != 2))
+    if (shape_of(a).size() != 2 || (shape_of(b).size() != 1 && shape_of(b).size() != 2))
         throw std::runtime_error("solve(a, b) needs a rank-2 a and a rank-1 or rank-2 b");
     return std::visit([&](const auto& of_type) { return solve_of_type(of_type, b); }, a);
 }
 
 any_tensor inverse(const any_tensor& a)
 {
-    if (rank_of(a) != 2)
+    if (shape_of(a).size() != 2)
         throw std::runtime_error("inverse expects a matrix (rank-2 tensor)");
     return std::visit([](const auto& of_type) { return inverse_of_type(of_type); }, a);
 }

@@ -277,7 +277,7 @@ PyObject* sqrt(const binding::call_arguments& call)
         return wrap(unlocked(z.data.size(), [&] { return elementary("sqrt", z); }));
     }
     const auto& x = a.as<double>();
-    return wrap(unlocked(x.data.size(), [&] { return square_root(x); }));
+    return wrap(unlocked(x.data.size(), [&] { return square_roots(x); }));
 }
 
 PyObject* arctan2(const binding::call_arguments& call)

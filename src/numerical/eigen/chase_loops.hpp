@@ -88,8 +88,8 @@ struct row_of_vectors
 
 // out = factor·(A·x) for `extent` rows.
 template <std::size_t extent>
-void multiply_rows(double* out, const double* a, std::size_t stride,
-                   const row_of_vectors<extent>& x, double factor)
+void multiply_square(double* out, const double* a, std::size_t stride,
+                     const row_of_vectors<extent>& x, double factor)
 {
     using row = row_of_vectors<extent>;
     for (std::size_t i = 0; i < extent; i += lanes::width) {
@@ -180,7 +180,7 @@ struct two_sided_step
     // False, with nothing done, where the first column is to be reflected with care.
     bool prepare(const double* a, std::size_t stride, const double* u)
     {
-        multiply_rows<extent>(along_u, a, stride, row::load(u), 2);
+        multiply_square<extent>(along_u, a, stride, row::load(u), 2);
         for (std::size_t i = 0; i < extent; ++i)
             v[i] = a[i * stride] - along_u[i] * u[0];
         return make_chase_reflector<extent>(v, beta);

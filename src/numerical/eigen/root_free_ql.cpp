@@ -173,7 +173,7 @@ void ql_values::sweep_in_wave(std::size_t l, std::size_t m)
         sweeps[j] = started(shifts[j], m);
         pass_rows(sweeps[j], m, m, from + 1 + rows_between_sweeps * j);
     }
-    const bool wide = gemm_path_current() != portable_path && cpu_features().avx2;
+    const bool wide = avx2_in_force(gemm_path_current());
     (wide ? avx2_unfused_run_ql_wave : run_ql_wave)(d.data(), e.data(), from, l, sweeps);
     for (std::size_t j = 0; j < sweeps_of_wave; ++j) {
         pass_rows(sweeps[j], m, l + rows_between_sweeps * j, l);

@@ -112,8 +112,7 @@ public:
             kept.push_back({1, {}});
         if (summed.empty())
             summed.push_back({1, {}});
-        by_vectors = N == 1 && summed.back().stride[0] == 1 && cpu_features().avx2 &&
-                     gemm_path_current() != portable_path;
+        by_vectors = N == 1 && summed.back().stride[0] == 1 && avx2_in_force(gemm_path_current());
     }
 
     void run()

@@ -14,15 +14,9 @@
 namespace numerical {
 namespace detail {
 
-// An emulated AVX-512 path may run where there is no AVX2.
-bool avx2_in_force()
-{
-    return gemm_path_current() != portable_path && cpu_features().avx2;
-}
-
 const arithmetic_kernels& arithmetic_in_force()
 {
-    return avx2_in_force() ? avx2_unfused_arithmetic : portable_arithmetic;
+    return avx2_in_force(gemm_path_current()) ? avx2_unfused_arithmetic : portable_arithmetic;
 }
 
 } // namespace detail
@@ -132,7 +126,7 @@ void quotient_row(const row_place<complex>& at, std::size_t n)
 {
     constexpr std::size_t block = 64;
     const auto full = [](const complex& x, const complex& y) { return x / y; };
-    if (detail::avx2_in_force())
+    if (detail::avx2_in_force(detail::gemm_path_current()))
         checked_row(detail::avx2_unfused_complex_quotients, block, at, n, full);
     else
         recover(at, n, full);
@@ -240,7 +234,7 @@ tensor<T> power(const tensor<T>& a, const tensor<T>& b)
     if (exponent == 2.0)
         return square(a);
     if (exponent == 0.5)
-        return square_root(a);
+        return square_roots(a);
     if (exponent == -1.0)
         return reciprocal(a);
     return pow(a, b);

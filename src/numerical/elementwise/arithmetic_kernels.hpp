@@ -46,8 +46,7 @@ extern const rows_by_form<checked_row> avx2_unfused_complex_quotients;
 extern const rows_by_form<arithmetic_row> avx512_quotients;
 void avx512_square_roots(const double* x, double* out, std::size_t n);
 
-// Whether the current path has AVX2, and the kernels of that path, the last three apart.
-bool avx2_in_force();
+// The kernels of the current path, the last three apart.
 const arithmetic_kernels& arithmetic_in_force();
 
 } // namespace numerical::detail

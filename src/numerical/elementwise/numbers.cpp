@@ -2,6 +2,7 @@
 
 #include "numerical/elementwise/reductions.hpp"
 #include "numerical/elementwise/vector_boundary.hpp"
+#include "numerical/gemm/path.hpp"
 #include "numerical/short_list.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/broadcast.hpp"
@@ -16,7 +17,7 @@ namespace detail {
 
 const number_kernels& numbers_in_force()
 {
-    return avx2_in_force() ? avx2_unfused_numbers : portable_numbers;
+    return avx2_in_force(gemm_path_current()) ? avx2_unfused_numbers : portable_numbers;
 }
 
 } // namespace detail

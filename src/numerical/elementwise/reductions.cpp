@@ -25,10 +25,8 @@ constexpr double canonical_nan = std::numeric_limits<double>::quiet_NaN();
 
 const reduction_kernels& kernels_in_force()
 {
-    // An emulated AVX-512 path may run where there is no AVX2.
-    const bool wide =
-        detail::gemm_path_current() != detail::portable_path && detail::cpu_features().avx2;
-    return wide ? detail::avx2_unfused_reduction : detail::portable_reduction;
+    return detail::avx2_in_force(detail::gemm_path_current()) ? detail::avx2_unfused_reduction
+                                                              : detail::portable_reduction;
 }
 
 // Complex numbers are summed part by part: as plain doubles the accumulators fill vector registers.

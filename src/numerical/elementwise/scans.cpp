@@ -41,8 +41,8 @@ T product_of_run(const T* p, std::size_t n)
 }
 
 template <class T>
-void multiply_rows(const T* __restrict rows, std::size_t count, std::size_t width,
-                   T* __restrict products)
+void multiply_down_rows(const T* __restrict rows, std::size_t count, std::size_t width,
+                        T* __restrict products)
 {
     std::fill_n(products, width, T(1));
     for (std::size_t i = 0; i < count; ++i)
@@ -85,7 +85,7 @@ std::vector<T> products(const T* data, const walk_shape& walk)
         if (walk.inner == 1)
             out[o] = product_of_run(from, walk.extent);
         else
-            multiply_rows(from, walk.extent, walk.inner, out.data() + o * walk.inner);
+            multiply_down_rows(from, walk.extent, walk.inner, out.data() + o * walk.inner);
     }
     return out;
 }

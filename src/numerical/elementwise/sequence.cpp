@@ -44,8 +44,7 @@ tensor<double> arange(double start, double stop, double step)
     const std::size_t count = count_of((stop - start) / step);
     std::vector<double> data = detail::uninitialized<double>(count);
     const double delta = (step + start) - start;
-    const bool fused =
-        detail::gemm_path_current() != detail::portable_path && detail::cpu_features().avx2;
+    const bool fused = detail::avx2_in_force(detail::gemm_path_current());
     const auto fill = fused ? detail::avx2_fused_sequence : detail::fused_sequence;
     for (std::size_t from = 0; from < count; from += block)
         fill(delta, static_cast<double>(from), start, data.data() + from,

@@ -61,7 +61,7 @@ template tensor<complex> negative(const tensor<complex>&);
 
 // The root of the C library is correctly rounded, and so is that of the vector units.
 template <>
-tensor<double> square_root(const tensor<double>& a)
+tensor<double> square_roots(const tensor<double>& a)
 {
     const bool widest = detail::gemm_path_current() == detail::avx512_path;
     return each_by(
@@ -69,7 +69,7 @@ tensor<double> square_root(const tensor<double>& a)
 }
 
 template <>
-tensor<complex> square_root(const tensor<complex>& a)
+tensor<complex> square_roots(const tensor<complex>& a)
 {
     return each<complex>(a, [](const complex& z) { return std::sqrt(z); });
 }
@@ -82,7 +82,7 @@ std::optional<any_tensor> unary(std::string_view name, const tensor<T>& a)
     if (name == "log")
         return each<T>(a, [](const T& x) { return std::log(x); });
     if (name == "sqrt")
-        return square_root(a);
+        return square_roots(a);
     if (name == "sin")
         return each<T>(a, [](const T& x) { return std::sin(x); });
     if (name == "cos")

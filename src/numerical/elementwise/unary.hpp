@@ -15,7 +15,7 @@ template <class T>
 tensor<T> negative(const tensor<T>& a);
 
 template <class T>
-tensor<T> square_root(const tensor<T>& a);
+tensor<T> square_roots(const tensor<T>& a);
 
 // exp, log, sqrt, sin, cos, tan, tanh or abs of every element; that of abs is real for complex
 // elements too. Nothing for any other name.

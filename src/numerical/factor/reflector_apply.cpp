@@ -67,14 +67,14 @@ void conjugate_all(std::vector<complex>& a)
 
 // out[j] -= sum over t of coeffs[t]·rows[t·stride + j]: fused on a vector path if real, full
 // products if complex.
-void subtract_rows(int path, double* out, const double* coeffs, const double* rows,
-                   std::size_t stride, std::size_t terms, std::size_t n)
+void subtract_scaled_rows(int path, double* out, const double* coeffs, const double* rows,
+                          std::size_t stride, std::size_t terms, std::size_t n)
 {
     subtract_products_on(path, out, coeffs, rows, stride, terms, n);
 }
 
-void subtract_rows(int path, complex* out, const complex* coeffs, const complex* rows,
-                   std::size_t stride, std::size_t terms, std::size_t n)
+void subtract_scaled_rows(int path, complex* out, const complex* coeffs, const complex* rows,
+                          std::size_t stride, std::size_t terms, std::size_t n)
 {
     subtract_unfused(path, out, coeffs, rows, stride, terms, n);
 }
@@ -106,8 +106,8 @@ std::vector<T> minus_product(const std::vector<T>& f, const std::vector<T>& w, s
                 std::find_if(row + k, row + count, [](const T& t) { return t != T(0); }) - row);
             k = std::size_t(std::find(row + from, row + count, T(0)) - row);
             const std::size_t left = std::min(i, units) / row_band * row_band;
-            subtract_rows(path, product.data() + i * width + left, row + from,
-                          w.data() + from * width + left, width, k - from, width - left);
+            subtract_scaled_rows(path, product.data() + i * width + left, row + from,
+                                 w.data() + from * width + left, width, k - from, width - left);
         }
     }
     return product;

@@ -29,8 +29,8 @@ four_row_kernel kernel_of(int path, const complex*)
 
 // Subtracts the multiples of the rows [from, i) from row i.
 template <class T>
-void subtract_rows(int path, block_view<const T> l, block_view<T> x, std::size_t from,
-                   std::size_t i)
+void subtract_rows_above(int path, block_view<const T> l, block_view<T> x, std::size_t from,
+                         std::size_t i)
 {
     subtract_products_on(path, x.row(i), l.row(i) + from, x.row(from), x.stride, i - from, x.cols);
 }
@@ -70,11 +70,11 @@ void substitute_unit_lower(int path, block_view<const T> l, block_view<T> x)
     for (std::size_t i = 0; i < fours; i += rows_together)
         subtract_from_four_on(path, l, strips, i, four_rows::unit_triangle);
     for (std::size_t i = fours; i < x.rows; ++i)
-        subtract_rows(path, l, strips, 0, i);
+        subtract_rows_above(path, l, strips, 0, i);
     const block_view<T> rest = x.sub(0, x.rows, whole, x.cols);
     if (rest.cols != 0)
         for (std::size_t i = 1; i < x.rows; ++i)
-            subtract_rows(path, l, rest, 0, i);
+            subtract_rows_above(path, l, rest, 0, i);
 }
 
 template <class T>
@@ -85,7 +85,7 @@ void substitute_lower(int path, block_view<const T> l, block_view<T> x)
     for (std::size_t i = 0; i < x.rows; ++i) {
         if (i < fours && i % rows_together == 0)
             subtract_from_four_on(path, l, x, i, four_rows::apart);
-        subtract_rows(path, l, x, i < fours ? i / rows_together * rows_together : 0, i);
+        subtract_rows_above(path, l, x, i < fours ? i / rows_together * rows_together : 0, i);
         divide_row(path, x.row(i), l(i, i), x.cols);
     }
 }

@@ -18,7 +18,7 @@ template <class T>
 bool is_vector_product(const product_operands<T>& p)
 {
     const bool by_vector = p.n == 1 || p.m == 1;
-    return by_vector && gemm_path_current() != portable_path && cpu_features().avx2;
+    return by_vector && avx2_in_force(gemm_path_current());
 }
 
 template bool is_vector_product(const product_operands<double>&);

@@ -31,14 +31,14 @@ void conjugate_all(std::vector<T>& x)
 }
 
 // x[j] -= Σₜ coefficients[t]·rows[t·stride + j].
-void subtract_rows(int path, double* x, const double* coefficients, const double* rows,
-                   std::size_t stride, std::size_t count, std::size_t n)
+void subtract_column_sums(int path, double* x, const double* coefficients, const double* rows,
+                          std::size_t stride, std::size_t count, std::size_t n)
 {
     subtract_products_on(path, x, coefficients, rows, stride, count, n);
 }
 
-void subtract_rows(int path, complex* x, const complex* coefficients, const complex* rows,
-                   std::size_t stride, std::size_t count, std::size_t n)
+void subtract_column_sums(int path, complex* x, const complex* coefficients, const complex* rows,
+                          std::size_t stride, std::size_t count, std::size_t n)
 {
     constexpr std::size_t tile = column_tile / 2;
     for (std::size_t from = 0; from < n; from += tile) {
@@ -107,8 +107,8 @@ void bidiagonal_panel<T>::subtract(T* x, std::size_t size, const std::vector<T>&
                                    const std::vector<T>& factor, factor_rows rows,
                                    std::size_t c) const
 {
-    subtract_rows(path, x, coefficients.data(), factor.data() + rows.from * n + c, rows.step * n,
-                  rows.count, size);
+    subtract_column_sums(path, x, coefficients.data(), factor.data() + rows.from * n + c,
+                         rows.step * n, rows.count, size);
 }
 
 // β of column c; its reflector goes to L.

@@ -18,7 +18,7 @@ void reflect_rows_above(double* a, std::size_t stride, const double* u)
     using row = row_of_vectors<extent>;
     const row of_u = row::load(u);
     double along_u[extent];
-    multiply_rows<extent>(along_u, a, stride, of_u, 2);
+    multiply_square<extent>(along_u, a, stride, of_u, 2);
     for (std::size_t i = 0; i + 1 < extent; ++i) {
         row each = row::load(a + i * stride);
         each.subtract(along_u[i], of_u);

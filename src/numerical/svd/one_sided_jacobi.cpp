@@ -112,7 +112,7 @@ pair_sums<complex> sums_of(const complex* p, const complex* q, std::size_t n)
 
 // A small rotation that makes the two columns orthogonal (Rutishauser 1966).
 template <class T>
-pair_rotation<T> rotation_of(const pair_sums<T>& sums)
+pair_rotation<T> annihilating_rotation(const pair_sums<T>& sums)
 {
     const double length = modulus(sums.inner);
     const double zeta = (sums.square_q - sums.square_p) / (2 * length);
@@ -171,7 +171,7 @@ bool orthogonalize(T* a, T* v, std::size_t n, std::size_t p, std::size_t q)
         return separate_tiny(row_p, row_q, n);
     if (sums.orthogonal(n))
         return false;
-    const pair_rotation<T> rotation = rotation_of(sums);
+    const pair_rotation<T> rotation = annihilating_rotation(sums);
     rotate(row_p, row_q, n, rotation);
     rotate(v + p * n, v + q * n, n, rotation);
     return true;

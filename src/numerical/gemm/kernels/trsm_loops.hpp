@@ -10,7 +10,7 @@ namespace {
 
 // Two vectors of a row.
 template <class Lanes>
-struct vector_pair
+struct two_vectors
 {
     typename Lanes::vector first;
     typename Lanes::vector second;
@@ -21,7 +21,7 @@ struct vector_pair
         Lanes::store(x + Lanes::width, second);
     }
 
-    vector_pair less(double coeff, const vector_pair& row) const
+    two_vectors less(double coeff, const two_vectors& row) const
     {
         const auto scale = Lanes::all(coeff);
         return {Lanes::less(first, scale, row.first), Lanes::less(second, scale, row.second)};
@@ -29,7 +29,7 @@ struct vector_pair
 };
 
 template <class Lanes>
-vector_pair<Lanes> load(const double* x)
+two_vectors<Lanes> load(const double* x)
 {
     return {Lanes::load(x), Lanes::load(x + Lanes::width)};
 }
@@ -39,11 +39,11 @@ template <class Lanes>
 struct real_row
 {
     static constexpr std::size_t doubles = 1; // of an element
-    vector_pair<Lanes> parts;
+    two_vectors<Lanes> parts;
 
-    explicit real_row(const vector_pair<Lanes>& row) : parts(row) {}
+    explicit real_row(const two_vectors<Lanes>& row) : parts(row) {}
 
-    vector_pair<Lanes> less_multiple(const vector_pair<Lanes>& sum, const double* coeff) const
+    two_vectors<Lanes> less_multiple(const two_vectors<Lanes>& sum, const double* coeff) const
     {
         return sum.less(*coeff, parts);
     }
@@ -53,15 +53,15 @@ template <class Lanes>
 struct complex_row
 {
     static constexpr std::size_t doubles = 2;
-    vector_pair<Lanes> parts;
-    vector_pair<Lanes> turned_parts;
+    two_vectors<Lanes> parts;
+    two_vectors<Lanes> turned_parts;
 
-    explicit complex_row(const vector_pair<Lanes>& row)
+    explicit complex_row(const two_vectors<Lanes>& row)
         : parts(row), turned_parts{Lanes::turned(row.first), Lanes::turned(row.second)}
     {
     }
 
-    vector_pair<Lanes> less_multiple(const vector_pair<Lanes>& sum, const double* coeff) const
+    two_vectors<Lanes> less_multiple(const two_vectors<Lanes>& sum, const double* coeff) const
     {
         return sum.less(coeff[0], parts).less(coeff[1], turned_parts);
     }
@@ -79,10 +79,10 @@ void subtract_from_four(double* out, std::size_t stride, const double* coeffs,
     const std::size_t end = terms * Row::doubles;
     for (std::size_t j = 0; j < n; j += 2 * Lanes::width) {
         double* const strip = out + j;
-        vector_pair<Lanes> s0 = load<Lanes>(strip);
-        vector_pair<Lanes> s1 = load<Lanes>(strip + stride);
-        vector_pair<Lanes> s2 = load<Lanes>(strip + 2 * stride);
-        vector_pair<Lanes> s3 = load<Lanes>(strip + 3 * stride);
+        two_vectors<Lanes> s0 = load<Lanes>(strip);
+        two_vectors<Lanes> s1 = load<Lanes>(strip + stride);
+        two_vectors<Lanes> s2 = load<Lanes>(strip + 2 * stride);
+        two_vectors<Lanes> s3 = load<Lanes>(strip + 3 * stride);
         const double* row_strip = rows + j;
         for (std::size_t t = 0; t < end; t += Row::doubles, row_strip += stride) {
             const Row row(load<Lanes>(row_strip));
