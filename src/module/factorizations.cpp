@@ -1,9 +1,9 @@
 #include "module/functions.hpp"
 
-#include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/cholesky.hpp"
 #include "numerical/factor/qr.hpp"
+#include "numerical/matrix.hpp"
 
 #include <algorithm>
 #include <utility>

@@ -1,8 +1,7 @@
 #pragma once
 
-// Checks that all numerical code shares. Their messages are part of the interface.
+// Checked sizes of arrays, and shapes as text. The messages are part of the interface.
 
-#include "numerical/matrix.hpp"
 #include "numerical/shape_list.hpp"
 
 #include <cstddef>
@@ -28,13 +27,5 @@ std::size_t element_count(const shape_list& shape);
 
 // The shape as the text of a Python tuple: "()", "(3,)", "(2, 3)".
 std::string shape_text(const shape_list& shape);
-
-// non_finite_error, prefix + ": the matrix holds an infinite or NaN entry", if any entry is.
-template <class T>
-void require_finite(const matrix<T>& a, const char* prefix);
-
-// The same over the lower triangle of a square matrix; elements above the diagonal aren't read.
-template <class T>
-void require_finite_lower(const matrix<T>& a, const char* prefix);
 
 } // namespace numerical::detail

@@ -30,6 +30,36 @@ inline complex conjugate(const complex& z)
     return std::conj(z);
 }
 
+// The conjugates of n elements, in their place.
+inline void conjugate_all(double*, std::size_t) {}
+
+inline void conjugate_all(complex* z, std::size_t n)
+{
+    for (std::size_t i = 0; i < n; ++i)
+        z[i] = std::conj(z[i]);
+}
+
+// The elements as doubles: a complex number is its real part, then its imaginary one.
+inline double* as_doubles(double* x)
+{
+    return x;
+}
+
+inline const double* as_doubles(const double* x)
+{
+    return x;
+}
+
+inline double* as_doubles(complex* z)
+{
+    return reinterpret_cast<double*>(z);
+}
+
+inline const double* as_doubles(const complex* z)
+{
+    return reinterpret_cast<const double*>(z);
+}
+
 inline double modulus(double x)
 {
     return std::abs(x);
@@ -74,8 +104,7 @@ double largest_modulus(const T* x, std::size_t n)
 template <class T>
 bool any_part_above(const T* x, std::size_t n, double limit)
 {
-    return largest_modulus(reinterpret_cast<const double*>(x), n * (sizeof(T) / sizeof(double))) >
-           limit;
+    return largest_modulus(as_doubles(x), n * (sizeof(T) / sizeof(double))) > limit;
 }
 
 inline double real_part(double x)
@@ -107,6 +136,17 @@ inline bool is_finite(double x)
 inline bool is_finite(const complex& z)
 {
     return std::isfinite(z.real()) && std::isfinite(z.imag());
+}
+
+// Whether a part is NaN.
+inline bool has_nan(double x)
+{
+    return std::isnan(x);
+}
+
+inline bool has_nan(const complex& z)
+{
+    return std::isnan(z.real()) || std::isnan(z.imag());
 }
 
 // a·b by the textbook formula alone. It equals the built-in product unless that overflows or is

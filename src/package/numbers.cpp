@@ -146,8 +146,8 @@ tensor<T> rounded_to(const tensor<T>& a, std::ptrdiff_t decimals)
     std::vector<T> data = detail::uninitialized<T>(a.data.size());
     const detail::number_kernels& kernels = detail::numbers_in_force();
     const auto round = decimals > 0 ? kernels.round_to_parts : kernels.round_to_multiples;
-    round(reinterpret_cast<const double*>(a.data.data()), power,
-          reinterpret_cast<double*>(data.data()), data.size() * (sizeof(T) / sizeof(double)));
+    round(detail::as_doubles(a.data.data()), power, detail::as_doubles(data.data()),
+          data.size() * (sizeof(T) / sizeof(double)));
     return tensor<T>(a.shape, std::move(data));
 }
 

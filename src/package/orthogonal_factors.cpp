@@ -1,8 +1,8 @@
 #include "package/orthogonal_factors.hpp"
 
-#include "numerical/checks.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/errors.hpp"
+#include "numerical/matrix.hpp"
 #include "numerical/systems/kept_qr.hpp"
 #include "package/kept_stacks.hpp"
 #include "package/positions.hpp"

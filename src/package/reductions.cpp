@@ -1,6 +1,5 @@
 #include "package/reductions.hpp"
 
-#include "numerical/checks.hpp"
 #include "numerical/elementwise/numbers.hpp"
 #include "numerical/elementwise/reductions.hpp"
 #include "numerical/elementwise/scans.hpp"

@@ -106,21 +106,21 @@ void add_corner(const complex* a, std::size_t lda, const complex* x, complex* su
 void add_rows(const hermitian_kernels& kernels, const complex* a, std::size_t lda, std::size_t from,
               std::size_t to, const complex* x, complex* sums)
 {
-    const auto* const x_parts = reinterpret_cast<const double*>(x);
-    auto* const sum_parts = reinterpret_cast<double*>(sums);
+    const auto* const x_parts = as_doubles(x);
+    auto* const sum_parts = as_doubles(sums);
     std::size_t r = from;
     for (; r + 4 <= to; r += 4) {
         const complex* const rows = a + r * lda;
         const std::array<complex, 4> dots =
-            kernels.four_rows(reinterpret_cast<const double*>(rows), lda, x_parts, sum_parts, r);
+            kernels.four_rows(as_doubles(rows), lda, x_parts, sum_parts, r);
         for (std::size_t i = 0; i < 4; ++i)
             sums[r + i] += dots[i];
         add_corner(rows + r, lda, x + r, sums + r);
     }
     for (; r < to; ++r) {
         const complex* const row = a + r * lda;
-        sums[r] += kernels.one_row(reinterpret_cast<const double*>(row), x_parts, x[r].real(),
-                                   x[r].imag(), sum_parts, r);
+        sums[r] +=
+            kernels.one_row(as_doubles(row), x_parts, x[r].real(), x[r].imag(), sum_parts, r);
         sums[r] += row[r].real() * x[r];
     }
 }

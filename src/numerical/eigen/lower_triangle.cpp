@@ -1,6 +1,5 @@
 #include "numerical/eigen/lower_triangle.hpp"
 
-#include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/scalar.hpp"
 

@@ -1,6 +1,5 @@
 #include "numerical/eigen/pencil.hpp"
 
-#include "numerical/checks.hpp"
 #include "numerical/eigen/lower_triangle.hpp"
 #include "numerical/eigen/standard_form.hpp"
 #include "numerical/errors.hpp"

@@ -152,7 +152,7 @@ template <class T>
 void apply_row_operations(std::vector<T>& basis, std::size_t n, row_operation_span operations)
 {
     constexpr std::size_t parts = sizeof(T) / sizeof(double);
-    auto* const columns = reinterpret_cast<double*>(basis.data());
+    auto* const columns = as_doubles(basis.data());
     apply_to_slabs({columns, n, parts * n, parts * n}, parts, operations);
 }
 

@@ -23,29 +23,10 @@ const arithmetic_kernels& arithmetic_in_force()
 
 namespace {
 
+using detail::as_doubles;
 using detail::complex;
 using detail::row_form;
 using detail::rows_by_form;
-
-const double* parts(const double* x)
-{
-    return x;
-}
-
-const double* parts(const complex* z)
-{
-    return reinterpret_cast<const double*>(z);
-}
-
-double* parts(double* x)
-{
-    return x;
-}
-
-double* parts(complex* z)
-{
-    return reinterpret_cast<double*>(z);
-}
 
 // Where the operands of one row stand.
 template <class T>
@@ -66,8 +47,8 @@ struct row_place
 template <class Row, class T>
 auto run(const rows_by_form<Row>& rows, const row_place<T>& at, std::size_t n)
 {
-    return rows.by_form[static_cast<int>(at.form)](parts(at.left), parts(at.right), parts(at.out),
-                                                   n);
+    return rows.by_form[static_cast<int>(at.form)](as_doubles(at.left), as_doubles(at.right),
+                                                   as_doubles(at.out), n);
 }
 
 // By kernels for rows of less than 16 elements and for longer ones.

@@ -3,6 +3,7 @@
 #include "numerical/elementwise/reductions.hpp"
 #include "numerical/elementwise/vector_boundary.hpp"
 #include "numerical/gemm/path.hpp"
+#include "numerical/scalar.hpp"
 #include "numerical/short_list.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/broadcast.hpp"
@@ -85,9 +86,8 @@ void choose_rows(std::vector<choice_axis>& axes, const double* mask, const T* a,
     const choice_row choose = choices_in_force<T>()[moving];
     std::array<std::size_t, 3> at{};
     for (std::size_t done = 0; done < count; done += row.extent) {
-        choose(mask + at[0], reinterpret_cast<const double*>(a + at[1]),
-               reinterpret_cast<const double*>(b + at[2]), reinterpret_cast<double*>(out + done),
-               row.extent);
+        choose(mask + at[0], detail::as_doubles(a + at[1]), detail::as_doubles(b + at[2]),
+               detail::as_doubles(out + done), row.extent);
         for (std::size_t i = 1; i < axes.size(); ++i) {
             choice_axis& axis = axes[i];
             const bool wraps = ++axis.index == axis.extent;
@@ -221,8 +221,8 @@ tensor<T> differences(const tensor<T>& a, std::size_t axis)
     const std::size_t stretch = shape[axis] * walk.inner * parts;
     std::vector<T> data = detail::uninitialized<T>(walk.outer * shape[axis] * walk.inner);
     const auto minus = detail::arithmetic_in_force().real[1].by_form[0];
-    const auto* from = reinterpret_cast<const double*>(a.data.data());
-    auto* to = reinterpret_cast<double*>(data.data());
+    const auto* from = detail::as_doubles(a.data.data());
+    auto* to = detail::as_doubles(data.data());
     for (std::size_t o = 0; o < walk.outer && stretch != 0; ++o) {
         const double* first = from + o * walk.extent * walk.inner * parts;
         minus(first + walk.inner * parts, first, to + o * stretch, stretch);

@@ -17,6 +17,7 @@
 namespace numerical {
 namespace {
 
+using detail::as_doubles;
 using detail::complex;
 using detail::reduction_kernels;
 using detail::walk_shape;
@@ -35,7 +36,7 @@ template <class T, class Stride>
 T sum_of_run(const T* p, std::size_t n, Stride stride)
 {
     constexpr std::size_t parts = sizeof(T) / sizeof(double);
-    const auto part = [x = reinterpret_cast<const double*>(p), stride](std::size_t i) {
+    const auto part = [x = as_doubles(p), stride](std::size_t i) {
         return x[i / parts * stride * parts + i % parts];
     };
     double r[8 * parts];
@@ -97,8 +98,8 @@ void sum_columns(const T* data, const walk_shape& walk, T* out)
 {
     constexpr std::size_t parts = sizeof(T) / sizeof(double);
     const reduction_kernels& kernels = kernels_in_force();
-    const auto* numbers = reinterpret_cast<const double*>(data);
-    auto* sums = reinterpret_cast<double*>(out);
+    const auto* numbers = as_doubles(data);
+    auto* sums = as_doubles(out);
     const std::size_t columns = walk.inner * parts;
     const std::size_t tile = std::min(columns, columns_at_once(walk.extent));
     std::vector<double> scratch =

@@ -105,7 +105,7 @@ std::vector<double> scales_of(const T* data, const walk_shape& walk)
 template <class T>
 double row_norm(const T* row, std::size_t n)
 {
-    const auto* parts = reinterpret_cast<const double*>(row);
+    const auto* parts = as_doubles(row);
     const std::size_t count = n * (sizeof(T) / sizeof(double));
     const double square = chunked_dot(parts, parts, count);
     if (is_safe_square(square))

@@ -29,8 +29,8 @@ template <class Kernel, class T>
 tensor<T> each_by(Kernel kernel, const tensor<T>& a)
 {
     std::vector<T> data = detail::uninitialized<T>(a.data.size());
-    const auto* from = reinterpret_cast<const double*>(a.data.data());
-    auto* out = reinterpret_cast<double*>(data.data());
+    const auto* from = detail::as_doubles(a.data.data());
+    auto* out = detail::as_doubles(data.data());
     const std::size_t count = data.size() * sizeof(T) / sizeof(double);
     const std::size_t lead = detail::before_boundary(out, count);
     kernel(from, out, lead);

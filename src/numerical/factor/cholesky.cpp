@@ -1,6 +1,5 @@
 #include "numerical/factor/cholesky.hpp"
 
-#include "numerical/checks.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/triangular.hpp"
@@ -32,9 +31,8 @@ constexpr std::size_t greatest_block = 64;
 template <class T>
 void negate_run(T* to, const T* from, std::size_t n)
 {
-    const auto* const parts = reinterpret_cast<const double*>(from);
-    std::transform(parts, parts + n * sizeof(T) / sizeof(double), reinterpret_cast<double*>(to),
-                   std::negate<>());
+    const auto* const parts = as_doubles(from);
+    std::transform(parts, parts + n * sizeof(T) / sizeof(double), as_doubles(to), std::negate<>());
 }
 
 // Right-looking by block columns, lower triangle:

@@ -1,6 +1,5 @@
 #include "numerical/factor/lu.hpp"
 
-#include "numerical/checks.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/lu_panel.hpp"

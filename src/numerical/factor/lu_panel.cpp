@@ -104,9 +104,8 @@ template <class T>
 void apply_columns_on(int path, block_view<const T> l, block_view<T> dest)
 {
     if (path != portable_path) {
-        kernel_of(path, l.first)(l.rows, reinterpret_cast<const double*>(l.first),
-                                 reinterpret_cast<double*>(dest.first), dest.rows, l.stride,
-                                 l.cols);
+        kernel_of(path, l.first)(l.rows, as_doubles(l.first), as_doubles(dest.first), dest.rows,
+                                 l.stride, l.cols);
         return;
     }
     for (std::size_t j = 0; j < dest.rows; ++j)

@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <type_traits>
 
 namespace numerical {
@@ -71,16 +70,6 @@ complex subtract_quickly(complex sum, complex a, complex b)
 {
     return {sum.real() - (a.real() * b.real() - a.imag() * b.imag()),
             sum.imag() - (a.real() * b.imag() + a.imag() * b.real())};
-}
-
-bool has_nan(double x)
-{
-    return std::isnan(x);
-}
-
-bool has_nan(complex z)
-{
-    return std::isnan(z.real()) || std::isnan(z.imag());
 }
 
 template <class T>

@@ -13,7 +13,6 @@
 #include "numerical/storage.hpp"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 namespace numerical::detail {
@@ -110,10 +109,9 @@ void complex_panel::run(std::size_t j, std::size_t count, const complex* u, cons
 {
     const std::size_t first = unit_of(j);
     const std::size_t next = j + 1 < columns ? j + 1 - first : 0;
-    run_rows({reinterpret_cast<double*>(&panel(j, first)), panel.stride, panel.cols - first, count,
-              f_real.data() + 2 * first, f_imag.data() + 2 * first,
-              reinterpret_cast<const double*>(u), reinterpret_cast<const double*>(v),
-              reinterpret_cast<double*>(sums.data() + first), next, memory.b});
+    run_rows({as_doubles(&panel(j, first)), panel.stride, panel.cols - first, count,
+              f_real.data() + 2 * first, f_imag.data() + 2 * first, as_doubles(u), as_doubles(v),
+              as_doubles(sums.data() + first), next, memory.b});
 }
 
 // The pass over runs of rows, whose sums are added by halves.
@@ -143,7 +141,7 @@ void complex_panel::run_rows(const panel_pass& pass)
 void complex_panel::recover_sums(std::size_t j, const complex* v)
 {
     for (std::size_t l = j; l < columns; ++l) {
-        if (!std::isnan(sums[l].real()) && !std::isnan(sums[l].imag()))
+        if (!has_nan(sums[l]))
             continue;
         sums[l] = 0;
         for (std::size_t i = j; i < panel.rows; ++i)

@@ -32,7 +32,7 @@ double largest_modulus(const auto& x)
 template <class T>
 double rescaled_norm(std::vector<T>& x, double& scale)
 {
-    const auto* const parts = reinterpret_cast<const double*>(x.data());
+    const auto* const parts = as_doubles(x.data());
     const std::size_t count = x.size() * (sizeof(T) / sizeof(double));
     const double square = long_dot_on(gemm_path_current(), parts, parts, count);
     if (is_safe_square(square)) {
@@ -50,7 +50,7 @@ T reflector_of(std::vector<T>& x, double norm)
     const T reach = phase_of(x[0]) * T(norm);
     x[0] += reach;
     const double length = scaled_norm(x.data(), x.size());
-    divide_row(gemm_path_current(), reinterpret_cast<double*>(x.data()), length,
+    divide_row(gemm_path_current(), as_doubles(x.data()), length,
                x.size() * sizeof(T) / sizeof(double));
     return -reach;
 }

@@ -57,14 +57,6 @@ std::size_t slab_work(const slab_partition& slabs, std::size_t length, std::size
     return slabs.width / slabs.count * length * count / 2;
 }
 
-void conjugate_all(std::vector<double>&) {}
-
-void conjugate_all(std::vector<complex>& a)
-{
-    for (complex& element : a)
-        element = std::conj(element);
-}
-
 // out[j] -= sum over t of coeffs[t]·rows[t·stride + j]: fused on a vector path if real, full
 // products if complex.
 void subtract_scaled_rows(int path, double* out, const double* coeffs, const double* rows,
@@ -233,7 +225,7 @@ void apply_transposed_reflector_block(const reflector_block<T>& block, std::vect
     const std::size_t count = block.count;
     const block_view<const T> vectors{block.vectors.data(), block.rows, count, count};
     std::vector<T> conjugated = copy_of(block.vectors.data(), block.vectors.size());
-    conjugate_all(conjugated);
+    conjugate_all(conjugated.data(), conjugated.size());
     std::vector<T> transposed = uninitialized<T>(block.vectors.size());
     transpose_into<T>({transposed.data(), count, block.rows, block.rows}, vectors);
     std::vector<T> minus_factor(count * count); // -Tᵀ

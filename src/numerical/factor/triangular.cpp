@@ -40,9 +40,8 @@ template <class T>
 void subtract_from_four_on(int path, block_view<const T> l, block_view<T> x, std::size_t i,
                            four_rows among)
 {
-    kernel_of(path, x.first)(reinterpret_cast<double*>(x.row(i)), x.stride,
-                             reinterpret_cast<const double*>(l.row(i)), l.stride,
-                             reinterpret_cast<const double*>(x.first), i, x.cols, among);
+    kernel_of(path, x.first)(as_doubles(x.row(i)), x.stride, as_doubles(l.row(i)), l.stride,
+                             as_doubles(x.first), i, x.cols, among);
 }
 
 // The columns of X that the four-row kernels take; the others are left to kernels of one row.

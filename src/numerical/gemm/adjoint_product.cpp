@@ -51,9 +51,8 @@ void gemm_adjoint(std::size_t m, std::size_t n, std::size_t k, const complex* a,
             const complex* const a_block = a + p * lda;
             const complex* const b_block = b + p * ldb + j;
             if (summed_by_tiles(m, 2 * cols, 2 * depth))
-                by_tiles({m, 2 * cols, depth, reinterpret_cast<const double*>(a_block), 2 * lda,
-                          reinterpret_cast<const double*>(b_block), 2 * ldb,
-                          reinterpret_cast<double*>(c + j), 2 * ldc});
+                by_tiles({m, 2 * cols, depth, as_doubles(a_block), 2 * lda, as_doubles(b_block),
+                          2 * ldb, as_doubles(c + j), 2 * ldc});
             else
                 multiply_copy(m, cols, depth, a_block, lda, b_block, ldb, c + j, ldc, gemm_split);
         }

@@ -3,6 +3,7 @@
 // Products of blocks. They only ever add: to subtract, negate a copy of an operand.
 
 #include "numerical/gemm/gemm.hpp"
+#include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/block_view.hpp"
 #include "numerical/strided/transpose.hpp"
@@ -40,8 +41,8 @@ void negate_into(std::vector<T>& to, block_view<const std::type_identity_t<T>> a
     const std::size_t count = a.cols * sizeof(T) / sizeof(double);
     for (std::size_t i = 0; i < a.rows; ++i) {
         // The parts of complex numbers one by one: as numbers they don't vectorise.
-        const auto* const from = reinterpret_cast<const double*>(a.row(i));
-        auto* const parts = reinterpret_cast<double*>(to.data() + i * a.cols);
+        const auto* const from = as_doubles(a.row(i));
+        auto* const parts = as_doubles(to.data() + i * a.cols);
         for (std::size_t j = 0; j < count; ++j)
             parts[j] = -from[j];
     }
@@ -60,9 +61,8 @@ std::vector<std::remove_const_t<T>> negated_copy(block_view<T> a)
 template <class T>
 void exchange_runs(T* x, T* y, std::size_t count)
 {
-    auto* const parts = reinterpret_cast<double*>(x);
-    std::swap_ranges(parts, parts + count * sizeof(T) / sizeof(double),
-                     reinterpret_cast<double*>(y));
+    auto* const parts = as_doubles(x);
+    std::swap_ranges(parts, parts + count * sizeof(T) / sizeof(double), as_doubles(y));
 }
 
 } // namespace numerical::detail

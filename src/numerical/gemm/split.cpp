@@ -15,11 +15,8 @@ namespace {
 // The operands as doubles, but for k.
 product_operands<double> in_parts(const product_operands<complex>& p)
 {
-    return {p.m,       2 * p.n,
-            p.k,       reinterpret_cast<const double*>(p.a),
-            2 * p.lda, reinterpret_cast<const double*>(p.b),
-            2 * p.ldb, reinterpret_cast<double*>(p.c),
-            2 * p.ldc, p.into};
+    return {p.m,       2 * p.n,         p.k,       as_doubles(p.a), 2 * p.lda, as_doubles(p.b),
+            2 * p.ldb, as_doubles(p.c), 2 * p.ldc, p.into};
 }
 
 // A block too small for tiles: the products one by one, over [Re A | Im A] and B above iB.

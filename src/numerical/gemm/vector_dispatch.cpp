@@ -78,8 +78,7 @@ void subtract_products_on(int path, complex* out, const complex* coeffs, const c
 {
     const auto kernel = choose(path, plain_subtract_products, avx2_subtract_complex_products,
                                avx512_subtract_complex_products);
-    kernel(reinterpret_cast<double*>(out), reinterpret_cast<const double*>(coeffs),
-           reinterpret_cast<const double*>(rows), row_stride, terms, n);
+    kernel(as_doubles(out), as_doubles(coeffs), as_doubles(rows), row_stride, terms, n);
 }
 
 double plain_dot(const double* a, const double* b, std::size_t n)
@@ -88,11 +87,6 @@ double plain_dot(const double* a, const double* b, std::size_t n)
 }
 
 namespace {
-
-bool has_nan(const complex& z)
-{
-    return std::isnan(z.real()) || std::isnan(z.imag());
-}
 
 // The dots of W runs of n elements that lie end to end, by the textbook formula of the product:
 // several times faster than checking each product. A product with a NaN leaves one in its sum, and
@@ -133,9 +127,8 @@ void dot_two_chunks(const complex* a, const complex* b, complex* out)
 {
     std::array<complex, 2> quick;
     if (avx2_in_force(gemm_path_current()))
-        avx2_unfused_two_complex_dots(reinterpret_cast<const double*>(a),
-                                      reinterpret_cast<const double*>(b), chunk_elements,
-                                      reinterpret_cast<double*>(quick.data()));
+        avx2_unfused_two_complex_dots(as_doubles(a), as_doubles(b), chunk_elements,
+                                      as_doubles(quick.data()));
     else
         quick = quick_dots<2>(a, b, chunk_elements);
     for (std::size_t i = 0; i < 2; ++i)
@@ -212,7 +205,7 @@ double scaled_norm(const double* x, std::size_t n)
 
 double scaled_norm(const complex* x, std::size_t n)
 {
-    const auto* const parts = reinterpret_cast<const double*>(x);
+    const auto* const parts = as_doubles(x);
     const double square = long_dot_on(gemm_path_current(), parts, parts, 2 * n);
     if (is_safe_square(square))
         return std::sqrt(square);

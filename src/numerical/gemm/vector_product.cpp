@@ -26,16 +26,6 @@ template bool is_vector_product(const product_operands<complex>&);
 
 namespace {
 
-const double* parts(const complex* z)
-{
-    return reinterpret_cast<const double*>(z);
-}
-
-double* parts(complex* z)
-{
-    return reinterpret_cast<double*>(z);
-}
-
 // Of `count` columns or rows those for an index: a share for each thread that the work is worth, a
 // multiple of `least`, and no more than `most`.
 struct share_limits
@@ -49,7 +39,7 @@ std::size_t share_of_task(std::size_t count, std::size_t products_of_one, const 
     constexpr std::size_t products_of_thread = 65536 * products_per_unit;
     const std::size_t share = count / allowed_threads() + 1;
     const std::size_t wanted = std::max(share, products_of_thread / (products_of_one + 1));
-    return std::min((wanted + limit.least - 1) / limit.least * limit.least, limit.most);
+    return std::min(round_up(wanted, limit.least), limit.most);
 }
 
 // y[r·step] += A·x for the rows of A, lda apart, or y = A·x.
@@ -111,8 +101,8 @@ void multiply_task(const rows_times_vector<complex>& p, std::size_t block_depth)
     thread_scratch<double> aside(rows_put_aside * std::min(p.depth, block_depth));
     for (std::size_t l = 0; l < p.depth; l += block_depth)
         avx2_add_complex_rows_times_vector({p.rows, std::min(p.depth - l, block_depth),
-                                            parts(p.a + l), 2 * p.lda, parts(p.x + l), parts(p.y),
-                                            2 * p.step, aside.data()});
+                                            as_doubles(p.a + l), 2 * p.lda, as_doubles(p.x + l),
+                                            as_doubles(p.y), 2 * p.step, aside.data()});
 }
 
 // Each index writes the results of its own rows. The kernel begins and ends with half a group at
@@ -166,10 +156,11 @@ void add_columns(const product_operands<double>& p)
 
 void add_columns(const product_operands<complex>& p, std::size_t block_depth)
 {
-    double* const c = parts(p.c);
+    auto* const c = as_doubles(p.c);
     for (std::size_t l = 0; l < p.k; l += block_depth) {
         const std::size_t depth = std::min(p.k - l, block_depth);
-        scaled_rows rows{2 * p.n, depth, parts(p.a + l), 2, parts(p.b + l * p.ldb), 2 * p.ldb, c};
+        scaled_rows rows{2 * p.n,   depth, as_doubles(p.a + l), 2, as_doubles(p.b + l * p.ldb),
+                         2 * p.ldb, c};
         avx2_add_scaled_rows(rows);
         const bool is_last = l + depth == p.k;
         rows.x += 1;

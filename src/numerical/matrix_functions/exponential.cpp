@@ -1,6 +1,5 @@
 #include "numerical/matrix_functions/exponential.hpp"
 
-#include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/matrix_functions/hermitian.hpp"
@@ -27,8 +26,7 @@ template <class T>
 int scale_down(std::vector<T>& a, std::size_t n)
 {
     const std::size_t parts = n * n * (sizeof(T) / sizeof(double));
-    const double largest =
-        detail::largest_modulus(reinterpret_cast<const double*>(a.data()), parts);
+    const double largest = detail::largest_modulus(detail::as_doubles(a.data()), parts);
     if (largest == 0)
         return 0;
     const int excess =

@@ -1,6 +1,5 @@
 #include "numerical/matrix_functions/logarithm.hpp"
 
-#include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/triangular_solve.hpp"
 #include "numerical/gemm/gemm.hpp"

@@ -1,6 +1,5 @@
 #include "numerical/matrix_functions/matrix_equations.hpp"
 
-#include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/matrix_functions/hermitian.hpp"

@@ -66,22 +66,16 @@ public:
 
     std::vector<T> adjoint_times(std::vector<T> x)
     {
-        conjugate_all(x);
+        conjugate_all(x.data(), x.size());
         for (const T* factor : factors) {
             gemm_new<T>(1, n, n, x.data(), n, factor, n, result.data(), n);
             std::swap(x, result);
         }
-        conjugate_all(x);
+        conjugate_all(x.data(), x.size());
         return x;
     }
 
 private:
-    static void conjugate_all(std::vector<T>& x)
-    {
-        for (T& element : x)
-            element = conjugate(element);
-    }
-
     std::span<const T* const> factors;
     std::size_t n;
     std::vector<T> result;

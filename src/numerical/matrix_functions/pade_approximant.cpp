@@ -3,6 +3,7 @@
 #include "numerical/factor/lu.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/matrix_functions/norm_estimate.hpp"
+#include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
 #include <algorithm>
@@ -202,11 +203,11 @@ void pade_workspace<T>::combine(const std::array<term<T>, Count>& terms, double 
                                 T* to) const
 {
     const std::size_t parts = n * n * (sizeof(T) / sizeof(double));
-    auto* const sum = reinterpret_cast<double*>(to);
+    auto* const sum = as_doubles(to);
     for (std::size_t i = 0; i < parts; ++i) {
         double s = 0;
         for (const term<T>& each : terms)
-            s += each.factor * reinterpret_cast<const double*>(each.matrix)[i];
+            s += each.factor * as_doubles(each.matrix)[i];
         sum[i] = s;
     }
     for (std::size_t i = 0; i < n; ++i)

@@ -1,6 +1,5 @@
 #include "numerical/nonsymmetric/nonsymmetric.hpp"
 
-#include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/nonsymmetric/block_exchange.hpp"
 #include "numerical/nonsymmetric/hessenberg.hpp"

@@ -81,7 +81,7 @@ void bulge_kernels<complex>::rows(complex* first, std::size_t stride, std::size_
         return reflect_bulge_rows(first, stride, n, h);
     const auto form =
         path == avx512_path ? avx512_reflect_complex_bulge_rows : avx2_reflect_complex_bulge_rows;
-    form(reinterpret_cast<double*>(first), stride, n, parts_of(h));
+    form(as_doubles(first), stride, n, parts_of(h));
 }
 
 template <>
@@ -103,7 +103,7 @@ void bulge_kernels<complex>::columns(complex* first, std::size_t stride, std::si
         return reflect_bulge_columns(first, stride, count, h);
     const auto form = path == avx512_path ? avx512_reflect_complex_bulge_columns
                                           : avx2_reflect_complex_bulge_columns;
-    form(reinterpret_cast<double*>(first), stride, count, parts_of(h));
+    form(as_doubles(first), stride, count, parts_of(h));
 }
 
 } // namespace numerical::detail

@@ -128,8 +128,8 @@ template <class T>
 int scale_to_safe_range(matrix<T>& a)
 {
     // By the parts: a modulus may overflow where they don't.
-    const double largest = largest_modulus(reinterpret_cast<const double*>(a.data.data()),
-                                           a.data.size() * (sizeof(T) / sizeof(double)));
+    const double largest =
+        largest_modulus(as_doubles(a.data.data()), a.data.size() * (sizeof(T) / sizeof(double)));
     if (largest == 0 || (largest >= 1 / safe_magnitude && largest <= safe_magnitude))
         return 0;
     const int exponent = -std::ilogb(largest);

@@ -1,9 +1,9 @@
-#include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/cholesky.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/gemm/summation.hpp"
+#include "numerical/matrix.hpp"
 #include "numerical/stacks/lane_groups.hpp"
 #include "numerical/stacks/stacks.hpp"
 

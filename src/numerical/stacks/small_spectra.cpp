@@ -1,3 +1,4 @@
+#include "numerical/scalar.hpp"
 #include "numerical/stacks/lane_groups.hpp"
 #include "numerical/stacks/stacks.hpp"
 #include "numerical/svd/rank.hpp"
@@ -20,7 +21,7 @@ constexpr std::size_t parts = sizeof(T) / sizeof(double);
 template <class T>
 double* parts_of(T* elements)
 {
-    return reinterpret_cast<double*>(elements);
+    return detail::as_doubles(elements);
 }
 
 // The kernel of the operation for all matrices, otherwise(i) for those that it can't do.

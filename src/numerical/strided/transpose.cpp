@@ -91,9 +91,9 @@ void transpose_real(block_view<double> to, block_view<const double> a)
 template <bool conjugates>
 void move(complex* to, const complex* from)
 {
-    const __m128d x = _mm_loadu_pd(reinterpret_cast<const double*>(from));
+    const __m128d x = _mm_loadu_pd(as_doubles(from));
     const __m128d sign_of_imaginary = _mm_set_pd(-0.0, 0.0);
-    _mm_storeu_pd(reinterpret_cast<double*>(to), conjugates ? _mm_xor_pd(x, sign_of_imaginary) : x);
+    _mm_storeu_pd(as_doubles(to), conjugates ? _mm_xor_pd(x, sign_of_imaginary) : x);
 }
 
 // Square tiles, four rows at a time.

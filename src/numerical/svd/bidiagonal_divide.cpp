@@ -2,6 +2,7 @@
 
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/matrix.hpp"
+#include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/svd/arrow_merge.hpp"
@@ -174,8 +175,8 @@ void multiply_real_left(const std::vector<double>& a, std::vector<T>& b, std::si
     // The parts of a complex row are twice as many real columns.
     constexpr std::size_t parts = sizeof(T) / sizeof(double);
     std::vector<T> product = zeros<T>(n * n);
-    gemm(n, parts * n, n, a.data(), n, reinterpret_cast<const double*>(b.data()), parts * n,
-         reinterpret_cast<double*>(product.data()), parts * n);
+    gemm(n, parts * n, n, a.data(), n, as_doubles(b.data()), parts * n, as_doubles(product.data()),
+         parts * n);
     b = std::move(product);
 }
 

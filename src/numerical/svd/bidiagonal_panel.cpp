@@ -23,13 +23,6 @@ bool is_zero(const T* x, std::size_t n)
     return std::all_of(x, x + n, [](const T& element) { return element == T(0); });
 }
 
-template <class T>
-void conjugate_all(std::vector<T>& x)
-{
-    for (T& element : x)
-        element = conjugate(element);
-}
-
 // x[j] -= Σₜ coefficients[t]·rows[t·stride + j].
 void subtract_column_sums(int path, double* x, const double* coefficients, const double* rows,
                           std::size_t stride, std::size_t count, std::size_t n)
@@ -145,7 +138,7 @@ std::vector<T> bidiagonal_panel<T>::sweep(std::size_t c, std::vector<T>& r)
     const std::size_t l = c - first;
     const std::size_t size = n - c - 1;
     std::vector<T> conjugate_u = out.left_reflectors[c];
-    conjugate_all(conjugate_u);
+    conjugate_all(conjugate_u.data(), conjugate_u.size());
     const std::vector<T> weights = dots(left, all(l), c, conjugate_u);
     T* const y = panel_left_update(l);
 
@@ -239,7 +232,7 @@ void bidiagonal_panel<T>::reduce(std::size_t c, T& d, T& e)
     std::vector<T> w;
     if (out.left_reflectors[c].empty()) {
         update_row(c, r.data(), c + 1, r.size());
-        conjugate_all(r);
+        conjugate_all(r.data(), r.size());
     } else {
         w = sweep(c, r);
     }

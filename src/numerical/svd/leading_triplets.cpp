@@ -1,6 +1,5 @@
 #include "numerical/svd/leading_triplets.hpp"
 
-#include "numerical/checks.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/factor/reflector_block.hpp"
 #include "numerical/factor/triangular.hpp"

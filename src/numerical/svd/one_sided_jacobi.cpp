@@ -86,8 +86,8 @@ pair_sums<double> sums_of(const double* p, const double* q, std::size_t n)
 // interleaved parts; the imaginary part pairs each part with the other one of its neighbour.
 pair_sums<complex> sums_of(const complex* p, const complex* q, std::size_t n)
 {
-    const auto* const a = reinterpret_cast<const double*>(p);
-    const auto* const b = reinterpret_cast<const double*>(q);
+    const auto* const a = as_doubles(p);
+    const auto* const b = as_doubles(q);
     std::array<double, lanes> pp{};
     std::array<double, lanes> qq{};
     std::array<double, lanes> real{};

@@ -1,6 +1,5 @@
 #include "numerical/svd/pseudo_inverse.hpp"
 
-#include "numerical/checks.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/unfused.hpp"
 #include "numerical/scalar.hpp"

@@ -1,6 +1,5 @@
 #include "numerical/svd/randomized.hpp"
 
-#include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/gemm/gemm.hpp"

@@ -29,8 +29,7 @@ matrix<T> times_power(matrix<T> a, int exponent)
 template <class T>
 double largest_part(const std::vector<T>& a)
 {
-    return largest_modulus(reinterpret_cast<const double*>(a.data()),
-                           a.size() * (sizeof(T) / sizeof(double)));
+    return largest_modulus(as_doubles(a.data()), a.size() * (sizeof(T) / sizeof(double)));
 }
 
 int guard_exponent(double largest)
@@ -46,7 +45,7 @@ std::vector<int> column_guards(const std::vector<T>& a, std::size_t columns)
     if (columns == 1)
         return {guard_exponent(largest_part(a))};
     constexpr std::size_t parts = sizeof(T) / sizeof(double);
-    const auto* const values = reinterpret_cast<const double*>(a.data());
+    const auto* const values = as_doubles(a.data());
     std::vector<double> largest(columns * parts);
     for (std::size_t i = 0; i < a.size() * parts; i += largest.size())
         for (std::size_t j = 0; j < largest.size(); ++j)

@@ -1,6 +1,5 @@
 #include "numerical/svd/rank.hpp"
 
-#include "numerical/checks.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/svd/range_guard.hpp"
 #include "numerical/svd/svd.hpp"

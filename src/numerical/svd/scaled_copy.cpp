@@ -25,7 +25,7 @@ std::vector<T> divided(const matrix<T>& a, double scale)
     std::vector<T> out =
         reserved<T>(a.rows == a.cols ? aligned_rows<T>::room(a.cols) : a.data.size());
     out.insert(out.end(), a.data.begin(), a.data.end());
-    divide_row(gemm_path_current(), reinterpret_cast<double*>(out.data()), scale,
+    divide_row(gemm_path_current(), as_doubles(out.data()), scale,
                out.size() * sizeof(T) / sizeof(double));
     return out;
 }

@@ -1,6 +1,5 @@
 #include "numerical/svd/svd.hpp"
 
-#include "numerical/checks.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/strided/transpose.hpp"

@@ -17,7 +17,7 @@ template <class T>
 block_view<double> parts_of(std::vector<T>& a, std::size_t rows)
 {
     const std::size_t cols = a.size() * sizeof(T) / sizeof(double) / rows;
-    return {reinterpret_cast<double*>(a.data()), rows, cols, cols};
+    return {as_doubles(a.data()), rows, cols, cols};
 }
 
 // B⁺·X from the first `rank` values and vectors of B.

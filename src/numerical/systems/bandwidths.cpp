@@ -26,7 +26,7 @@ template <class T>
 bool is_zero_block(const T* x)
 {
     constexpr std::size_t lanes = 8;
-    const auto* const parts = reinterpret_cast<const double*>(x);
+    const auto* const parts = detail::as_doubles(x);
     std::array<std::uint64_t, lanes> bits{};
     for (std::size_t i = 0; i < block * (sizeof(T) / sizeof(double)); i += lanes)
         for (std::size_t l = 0; l < lanes; ++l)

@@ -332,11 +332,11 @@ void multiply_triangle(const triangle<T>& t, matrix_form form, detail::block_vie
     const detail::block_view<T> vectors{store.data(), x.cols, x.rows, x.rows};
     detail::transpose_into(vectors, x);
     if (form == matrix_form::adjoint)
-        detail::conjugate_all(vectors);
+        detail::conjugate_all(vectors.first, x.rows * x.cols);
     for (std::size_t j = 0; j < x.cols; ++j)
         multiply(path, t, vectors.row(j));
     if (form == matrix_form::adjoint)
-        detail::conjugate_all(vectors);
+        detail::conjugate_all(vectors.first, x.rows * x.cols);
     detail::transpose_into(x, vectors);
 }
 

@@ -82,4 +82,33 @@ TEST(any_part_above, sees_every_part_and_is_strict)
     EXPECT_FALSE(any_part_above<double>(nullptr, 0, 0));
 }
 
+TEST(has_nan, sees_either_part)
+{
+    const double nan = std::nan("");
+    EXPECT_TRUE(has_nan(nan));
+    EXPECT_FALSE(has_nan(HUGE_VAL));
+    EXPECT_TRUE(has_nan(complex(nan, 0)));
+    EXPECT_TRUE(has_nan(complex(0, nan)));
+    EXPECT_FALSE(has_nan(complex(HUGE_VAL, -HUGE_VAL)));
+}
+
+TEST(conjugate_all, negates_the_imaginary_parts_alone)
+{
+    std::vector<complex> z = {{1, 2}, {-3, -4}, {5, 6}};
+    conjugate_all(z.data(), 2);
+    EXPECT_EQ(z, (std::vector<complex>{{1, -2}, {-3, 4}, {5, 6}}));
+    std::vector<double> x = {1, -2};
+    conjugate_all(x.data(), 2);
+    EXPECT_EQ(x, (std::vector<double>{1, -2}));
+}
+
+TEST(as_doubles, lays_complex_numbers_out_in_parts)
+{
+    const std::vector<complex> z = {{1, 2}, {3, 4}};
+    const double* const parts = as_doubles(z.data());
+    EXPECT_EQ(std::vector<double>(parts, parts + 4), (std::vector<double>{1, 2, 3, 4}));
+    double x = 5;
+    EXPECT_EQ(as_doubles(&x), &x);
+}
+
 } // namespace

@@ -1,6 +1,6 @@
-#include "numerical/checks.hpp"
 #include "numerical/eigen/eigenvalues.hpp"
 #include "numerical/errors.hpp"
+#include "numerical/matrix.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/svd/values_only.hpp"
 

@@ -43,9 +43,8 @@ void row_dots(int path, T* out, const T* v, const T* rows, std::size_t stride, s
     constexpr bool real = std::is_same_v<T, double>;
     constexpr dots_kernel avx2 = real ? avx2_row_dots : avx2_complex_row_dots;
     constexpr dots_kernel avx512 = real ? avx512_row_dots : avx512_complex_row_dots;
-    (path == avx512_path ? avx512 : avx2)(reinterpret_cast<double*>(out),
-                                          reinterpret_cast<const double*>(v),
-                                          reinterpret_cast<const double*>(rows), stride, count, n);
+    (path == avx512_path ? avx512 : avx2)(as_doubles(out), as_doubles(v), as_doubles(rows), stride,
+                                          count, n);
 }
 
 template void row_dots(int, double*, const double*, const double*, std::size_t, std::size_t,
@@ -73,8 +72,7 @@ void add_row_dots_on(int path, complex* w, const complex* rows, std::size_t stri
         imaginary[2 * j] = x[j].imag();
     }
     choose(path, add_row_dot_pairs, avx2_add_row_dot_pairs, avx512_add_row_dot_pairs)(
-        reinterpret_cast<double*>(w), reinterpret_cast<const double*>(rows), 2 * stride, count,
-        real, imaginary, 2 * n);
+        as_doubles(w), as_doubles(rows), 2 * stride, count, real, imaginary, 2 * n);
 }
 
 } // namespace numerical::detail

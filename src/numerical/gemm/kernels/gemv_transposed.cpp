@@ -1,6 +1,7 @@
 #include "numerical/gemm/kernels/gemv_transposed.hpp"
 
 #include "numerical/gemm/path.hpp"
+#include "numerical/scalar.hpp"
 
 #include <array>
 
@@ -22,8 +23,7 @@ void add_column_sums_on(int path, std::complex<double>* sums,
     std::array<double, 2 * column_tile> parts{};
     const auto form =
         choose(path, add_column_sum_pairs, avx2_add_column_sum_pairs, avx512_add_column_sum_pairs);
-    form(parts.data(), reinterpret_cast<const double*>(coefficients),
-         reinterpret_cast<const double*>(rows), 2 * stride, count, 2 * n);
+    form(parts.data(), as_doubles(coefficients), as_doubles(rows), 2 * stride, count, 2 * n);
     const double* const turned = parts.data() + column_tile;
     for (std::size_t j = 0; j < n; ++j)
         sums[j] += std::complex<double>(parts[2 * j] - turned[2 * j + 1],

@@ -37,9 +37,8 @@ void conjugate_dots(int path, complex* sums, const complex* v, const complex* ro
                     std::size_t row_stride, std::size_t count, std::size_t n)
 {
     if (count == rows_at_once && avx2_in_force(path) &&
-        avx2_unfused_conjugate_dots(reinterpret_cast<double*>(sums),
-                                    reinterpret_cast<const double*>(v),
-                                    reinterpret_cast<const double*>(rows), row_stride, n))
+        avx2_unfused_conjugate_dots(as_doubles(sums), as_doubles(v), as_doubles(rows), row_stride,
+                                    n))
         return;
     for (std::size_t r = 0; r < count; ++r)
         sums[r] = conjugate_dot(v, rows + r * row_stride, n);

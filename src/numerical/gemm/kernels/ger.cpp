@@ -33,8 +33,7 @@ void subtract_from_rows_on(int path, complex* rows, std::size_t stride, std::siz
         return subtract_row_by_row(rows, stride, count, coeffs, x, n);
     const auto form =
         path == avx512_path ? avx512_subtract_from_complex_rows : avx2_subtract_from_complex_rows;
-    form(reinterpret_cast<double*>(rows), stride, count, reinterpret_cast<const double*>(coeffs),
-         reinterpret_cast<const double*>(x), n);
+    form(as_doubles(rows), stride, count, as_doubles(coeffs), as_doubles(x), n);
 }
 
 } // namespace numerical::detail

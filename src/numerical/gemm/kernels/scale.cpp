@@ -57,7 +57,7 @@ void divide_row(int path, complex* row, complex divisor, std::size_t n)
         return;
     }
     for (std::size_t j = 0; j < n;) {
-        j += avx2_unfused_divide_complex(reinterpret_cast<double*>(row + j), form, n - j);
+        j += avx2_unfused_divide_complex(as_doubles(row + j), form, n - j);
         const std::size_t others = std::min<std::size_t>(2, n - j);
         divide_each(row + j, divisor, others);
         j += others;
@@ -69,8 +69,7 @@ void multiply_full(int path, complex* z, const complex* factors, std::size_t ste
     const bool in_vectors = avx2_in_force(path);
     for (std::size_t i = 0; i < n;) {
         if (in_vectors)
-            i += avx2_unfused_multiply(reinterpret_cast<double*>(z + i),
-                                       reinterpret_cast<const double*>(factors + i * step), step,
+            i += avx2_unfused_multiply(as_doubles(z + i), as_doubles(factors + i * step), step,
                                        n - i);
         for (const std::size_t end = std::min(i + 2, n); i < end; ++i)
             z[i] *= factors[i * step];
