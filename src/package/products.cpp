@@ -82,20 +82,30 @@ std::vector<std::size_t> matrices_of(const stacked& of, const shape_list& lead, 
     return places;
 }
 
+// The matrices of an operand, and where they lie.
 template <class T>
-void multiply_stack(const stacked& left, const T* a, const stacked& right, const T* b,
-                    const shape_list& lead, std::size_t count, T* c)
+struct stack_elements
 {
+    const stacked& of;
+    const T* first;
+};
+
+template <class T>
+void multiply_stack(const stack_elements<T>& a, const stack_elements<T>& b, const shape_list& lead,
+                    std::size_t count, T* c)
+{
+    const stacked& left = a.of;
+    const stacked& right = b.of;
     const auto [m, n, k] = std::tuple(left.rows, right.cols, left.cols);
     if (left.lead == lead && right.lead == lead) {
-        detail::gemm_batch({count, m, n, k}, a, b, c);
+        detail::gemm_batch({count, m, n, k}, a.first, b.first, c);
         return;
     }
     const std::vector<std::size_t> from_a = matrices_of(left, lead, count);
     const std::vector<std::size_t> from_b = matrices_of(right, lead, count);
     detail::parallel_for(count, m * n * k / 16, [&, m = m, n = n, k = k](std::size_t i) {
-        detail::gemm_new(m, n, k, a + from_a[i] * left.step(), k, b + from_b[i] * right.step(), n,
-                         c + i * m * n, n);
+        detail::gemm_new(m, n, k, a.first + from_a[i] * left.step(), k,
+                         b.first + from_b[i] * right.step(), n, c + i * m * n, n);
     });
 }
 
@@ -128,7 +138,7 @@ tensor<T> stacked_product(const tensor<T>& a, const tensor<T>& b)
         detail::gemm_new(count * left.rows, right.cols, left.cols, a.data.data(), left.cols,
                          b.data.data(), right.cols, data.data(), right.cols);
     } else {
-        multiply_stack(left, a.data.data(), right, b.data.data(), lead, count, data.data());
+        multiply_stack<T>({left, a.data.data()}, {right, b.data.data()}, lead, count, data.data());
     }
     return tensor<T>(std::move(shape), std::move(data));
 }

@@ -5,6 +5,7 @@
 #include "numerical/gemm/path.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/strided/block_view.hpp"
 
 #include <algorithm>
 
@@ -72,18 +73,18 @@ hermitian_kernels kernels_of(int path, const complex*)
                                      {avx512_hermitian_rows, avx512_hermitian_row});
 }
 
-// Rows [from, to) in both their roles, into `sums`, of which [0, to) is in use.
-void add_rows(const symmetric_kernels& kernels, const double* a, std::size_t lda, std::size_t from,
-              std::size_t to, const double* x, double* sums)
+// Rows from `from` on in both their roles, into `sums`, of which [0, a.rows) is in use.
+void add_rows(const symmetric_kernels& kernels, block_view<const double> a, std::size_t from,
+              const double* x, double* sums)
 {
     std::size_t r = from;
-    for (; r + 4 <= to; r += 4) {
-        const std::array<double, 4> dots = kernels.four_rows(a + r * lda, lda, x, sums, r);
+    for (; r + 4 <= a.rows; r += 4) {
+        const std::array<double, 4> dots = kernels.four_rows(a.row(r), a.stride, x, sums, r);
         for (std::size_t i = 0; i < 4; ++i)
             sums[r + i] += dots[i];
     }
-    for (; r < to; ++r) {
-        const double* const row = a + r * lda;
+    for (; r < a.rows; ++r) {
+        const double* const row = a.row(r);
         sums[r] += kernels.one_row(row, x, x[r], sums, r);
         sums[r] += row[r] * x[r];
     }
@@ -103,22 +104,22 @@ void add_corner(const complex* a, std::size_t lda, const complex* x, complex* su
     }
 }
 
-void add_rows(const hermitian_kernels& kernels, const complex* a, std::size_t lda, std::size_t from,
-              std::size_t to, const complex* x, complex* sums)
+void add_rows(const hermitian_kernels& kernels, block_view<const complex> a, std::size_t from,
+              const complex* x, complex* sums)
 {
     const auto* const x_parts = as_doubles(x);
     auto* const sum_parts = as_doubles(sums);
     std::size_t r = from;
-    for (; r + 4 <= to; r += 4) {
-        const complex* const rows = a + r * lda;
+    for (; r + 4 <= a.rows; r += 4) {
+        const complex* const rows = a.row(r);
         const std::array<complex, 4> dots =
-            kernels.four_rows(as_doubles(rows), lda, x_parts, sum_parts, r);
+            kernels.four_rows(as_doubles(rows), a.stride, x_parts, sum_parts, r);
         for (std::size_t i = 0; i < 4; ++i)
             sums[r + i] += dots[i];
-        add_corner(rows + r, lda, x + r, sums + r);
+        add_corner(rows + r, a.stride, x + r, sums + r);
     }
-    for (; r < to; ++r) {
-        const complex* const row = a + r * lda;
+    for (; r < a.rows; ++r) {
+        const complex* const row = a.row(r);
         sums[r] +=
             kernels.one_row(as_doubles(row), x_parts, x[r].real(), x[r].imag(), sum_parts, r);
         sums[r] += row[r].real() * x[r];
@@ -152,7 +153,7 @@ void hermitian_product(const T* a, std::size_t lda, std::size_t len, const T* x,
     const auto multiply_block = [&](std::size_t b) {
         T* const sums = partials.data() + b * len;
         std::fill_n(sums, last_row(b), T(0));
-        add_rows(kernels, a, lda, b * block_rows, last_row(b), x, sums);
+        add_rows(kernels, block_view<const T>{a, last_row(b), len, lda}, b * block_rows, x, sums);
     };
     parallel_for(blocks, work_of_block(len, path, a), multiply_block);
 

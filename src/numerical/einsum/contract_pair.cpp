@@ -123,14 +123,13 @@ std::vector<T> product_by_columns(const batch_sizes& sizes, const T* a, const T*
 } // namespace
 
 template <class T>
-std::optional<tensor<T>> contract_pair(const std::string& a_labels, const tensor<T>& a,
-                                       const std::string& b_labels, const tensor<T>& b,
+std::optional<tensor<T>> contract_pair(const labelled<T>& a, const labelled<T>& b,
                                        const std::string& output, const std::string& summed,
                                        const label_extents& extents)
 {
-    const label_set in_a(a_labels);
-    const label_set in_b(b_labels);
-    if (in_a.size() != a_labels.size() || in_b.size() != b_labels.size())
+    const label_set in_a(a.labels);
+    const label_set in_b(b.labels);
+    if (in_a.size() != a.labels.size() || in_b.size() != b.labels.size())
         return std::nullopt;
     if (!(label_set(summed) - (in_a & in_b)).empty())
         return std::nullopt;
@@ -140,23 +139,23 @@ std::optional<tensor<T>> contract_pair(const std::string& a_labels, const tensor
     const batch_sizes sizes{extent_product(batch, extents), extent_product(a_free, extents),
                             extent_product(b_free, extents), extent_product(summed, extents)};
     if (summed.empty())
-        return outer_product<T>({a_labels, a}, {b_labels, b}, output, extents);
+        return outer_product<T>(a, b, output, extents);
     const std::string canonical = batch + a_free + b_free;
     const bool in_order = canonical == output;
     const bool transposed = !in_order && batch + b_free + a_free == output;
     const std::size_t result_moved = transposes_each(sizes) ? 0 : elements_of_result(sizes);
-    if (transposed && better_swapped<T>({a_labels, a}, {b_labels, b}, groups, summed, result_moved))
-        return contract_pair<T>(b_labels, b, a_labels, a, output, summed, extents);
+    if (transposed && better_swapped<T>(a, b, groups, summed, result_moved))
+        return contract_pair<T>(b, a, output, summed, extents);
 
-    const ordered_elements<T> left({a_labels, a}, batch + a_free + summed, extents);
+    const ordered_elements<T> left(a, batch + a_free + summed, extents);
     const std::string right_labels = batch + summed + b_free;
     const bool in_passing = transposed && transposes_each(sizes);
     std::vector<T> result;
-    if (b_labels == batch + b_free + summed && b_labels != right_labels && !in_passing &&
+    if (b.labels == batch + b_free + summed && b.labels != right_labels && !in_passing &&
         packs_columns<T>(sizes)) {
-        result = product_by_columns(sizes, left.data(), b.data.data());
+        result = product_by_columns(sizes, left.data(), b.value.data.data());
     } else {
-        const ordered_elements<T> right({b_labels, b}, right_labels, extents);
+        const ordered_elements<T> right(b, right_labels, extents);
         result = batched_product(sizes, left.data(), right.data(),
                                  in_passing ? gemm_batch_transposed<T> : gemm_batch<T>);
     }
@@ -165,13 +164,11 @@ std::optional<tensor<T>> contract_pair(const std::string& a_labels, const tensor
     return tensor<T>(extents_of(output, extents), std::move(result));
 }
 
-template std::optional<tensor<double>> contract_pair(const std::string&, const tensor<double>&,
-                                                     const std::string&, const tensor<double>&,
-                                                     const std::string&, const std::string&,
-                                                     const label_extents&);
+template std::optional<tensor<double>> contract_pair(const labelled<double>&,
+                                                     const labelled<double>&, const std::string&,
+                                                     const std::string&, const label_extents&);
 template std::optional<tensor<std::complex<double>>>
-contract_pair(const std::string&, const tensor<std::complex<double>>&, const std::string&,
-              const tensor<std::complex<double>>&, const std::string&, const std::string&,
-              const label_extents&);
+contract_pair(const labelled<std::complex<double>>&, const labelled<std::complex<double>>&,
+              const std::string&, const std::string&, const label_extents&);
 
 } // namespace numerical::detail

@@ -16,8 +16,7 @@ namespace numerical::detail {
 // `summed` occurs in one operand only. `summed` holds the labels that are not in the output, in the
 // order of summation.
 template <class T>
-std::optional<tensor<T>> contract_pair(const std::string& a_labels, const tensor<T>& a,
-                                       const std::string& b_labels, const tensor<T>& b,
+std::optional<tensor<T>> contract_pair(const labelled<T>& a, const labelled<T>& b,
                                        const std::string& output, const std::string& summed,
                                        const label_extents& extents);
 

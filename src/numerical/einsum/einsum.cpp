@@ -62,7 +62,7 @@ tensor<T> contract_two(const labelled<T>& a, const labelled<T>& b, const std::st
 {
     if (is_matrix_form(a.labels, b.labels, output, summed))
         return matrix_product<T>(a, b, output, extents);
-    auto product = contract_pair<T>(a.labels, a.value, b.labels, b.value, output, summed, extents);
+    auto product = contract_pair<T>(a, b, output, summed, extents);
     if (product)
         return *std::move(product);
     return general_loop<T, 2>({a, b}, output, summed, extents);

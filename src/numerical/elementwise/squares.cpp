@@ -4,6 +4,7 @@
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/block_view.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -40,13 +41,14 @@ double row_sum(const T* row, std::size_t n, const T& centre, double scale)
 // Elements whose squares are held at once where the sums run down columns.
 constexpr std::size_t block_elements = std::size_t{1} << 16;
 
-// Squares of `rows` rows of one outer index, each across its columns [first, first + width).
+// Squares of a block of columns of one outer index.
 template <class T>
-void square_block(const T* data, std::size_t rows, std::size_t stride, std::size_t width,
-                  const T* centres, const double* scales, double* squares)
+void square_block(block_view<const T> block, const T* centres, const double* scales,
+                  double* squares)
 {
-    for (std::size_t r = 0; r < rows; ++r) {
-        const T* const row = data + r * stride;
+    const std::size_t width = block.cols;
+    for (std::size_t r = 0; r < block.rows; ++r) {
+        const T* const row = block.row(r);
         double* const out = squares + r * width;
         if (centres != nullptr)
             for (std::size_t k = 0; k < width; ++k)
@@ -70,8 +72,9 @@ void column_sums(const T* data, const walk_shape& walk, const T* centres, const 
     std::vector<double> squares = uninitialized<double>(extent * tile);
     for (std::size_t k = 0; k < inner; k += tile) {
         const std::size_t width = std::min(tile, inner - k);
-        square_block(data + k, extent, inner, width, centres == nullptr ? nullptr : centres + k,
-                     scales == nullptr ? nullptr : scales + k, squares.data());
+        square_block<T>({data + k, extent, width, inner},
+                        centres == nullptr ? nullptr : centres + k,
+                        scales == nullptr ? nullptr : scales + k, squares.data());
         const std::vector<double> sums_of_tile =
             sums(static_cast<const double*>(squares.data()), {1, extent, width});
         std::copy(sums_of_tile.begin(), sums_of_tile.end(), out + k);

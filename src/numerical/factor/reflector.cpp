@@ -67,15 +67,15 @@ void reflect_stretches(int path, double* rows, std::size_t stride, std::size_t c
 }
 
 // As conjugate_dots, in runs whose sums are added by halves.
-void long_conjugate_dots(int path, complex* sums, const complex* v, const complex* rows,
-                         std::size_t stride, std::size_t count, std::size_t n)
+void long_conjugate_dots(int path, complex* sums, const complex* v, block_view<const complex> rows)
 {
+    const auto [first, count, n, stride] = rows;
     if (n <= longest_dot_run)
-        return conjugate_dots(path, sums, v, rows, stride, count, n);
+        return conjugate_dots(path, sums, v, first, stride, count, n);
     const std::size_t half = first_half(n, longest_dot_run);
-    long_conjugate_dots(path, sums, v, rows, stride, count, half);
+    long_conjugate_dots(path, sums, v, rows.sub(0, count, 0, half));
     complex later[rows_at_once];
-    long_conjugate_dots(path, later, v + half, rows + half, stride, count, n - half);
+    long_conjugate_dots(path, later, v + half, rows.sub(0, count, half, n));
     for (std::size_t r = 0; r < count; ++r)
         sums[r] += later[r];
 }
@@ -87,7 +87,7 @@ void reflect_stretches(int path, complex* rows, std::size_t stride, std::size_t 
     for (std::size_t r0 = 0; r0 < count; r0 += rows_at_once) {
         const std::size_t height = std::min(rows_at_once, count - r0);
         complex* const group = rows + r0 * stride;
-        long_conjugate_dots(path, sums, v.data(), group, stride, height, v.size());
+        long_conjugate_dots(path, sums, v.data(), {group, height, v.size(), stride});
         for (std::size_t r = 0; r < height; ++r)
             sums[r] *= complex(2);
         subtract_from_rows_on(path, group, stride, height, sums, v.data(), v.size());

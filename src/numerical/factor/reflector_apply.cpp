@@ -57,18 +57,18 @@ std::size_t slab_work(const slab_partition& slabs, std::size_t length, std::size
     return slabs.width / slabs.count * length * count / 2;
 }
 
-// out[j] -= sum over t of coeffs[t]·rows[t·stride + j]: fused on a vector path if real, full
-// products if complex.
-void subtract_scaled_rows(int path, double* out, const double* coeffs, const double* rows,
-                          std::size_t stride, std::size_t terms, std::size_t n)
+// out[j] -= sum over t of coeffs[t]·rows(t, j): fused on a vector path if real, full products if
+// complex.
+void subtract_scaled_rows(int path, double* out, const double* coeffs,
+                          block_view<const double> rows)
 {
-    subtract_products_on(path, out, coeffs, rows, stride, terms, n);
+    subtract_products_on(path, out, coeffs, rows.first, rows.stride, rows.rows, rows.cols);
 }
 
-void subtract_scaled_rows(int path, complex* out, const complex* coeffs, const complex* rows,
-                          std::size_t stride, std::size_t terms, std::size_t n)
+void subtract_scaled_rows(int path, complex* out, const complex* coeffs,
+                          block_view<const complex> rows)
 {
-    subtract_unfused(path, out, coeffs, rows, stride, terms, n);
+    subtract_unfused(path, out, coeffs, rows.first, rows.stride, rows.rows, rows.cols);
 }
 
 // T or Tᴴ, contiguous by rows.
@@ -90,6 +90,7 @@ std::vector<T> minus_product(const std::vector<T>& f, const std::vector<T>& w, s
 {
     const int path = gemm_path_current();
     const std::size_t count = w.size() / width;
+    const block_view<const T> rows{w.data(), count, width, width};
     std::vector<T> product = zeros<T>(w.size());
     for (std::size_t i = 0; i < count; ++i) {
         const T* const row = f.data() + i * count;
@@ -99,7 +100,7 @@ std::vector<T> minus_product(const std::vector<T>& f, const std::vector<T>& w, s
             k = std::size_t(std::find(row + from, row + count, T(0)) - row);
             const std::size_t left = std::min(i, units) / row_band * row_band;
             subtract_scaled_rows(path, product.data() + i * width + left, row + from,
-                                 w.data() + from * width + left, width, k - from, width - left);
+                                 rows.sub(from, k, left, width));
         }
     }
     return product;

@@ -10,14 +10,14 @@
 namespace numerical::detail {
 namespace {
 
-// By a copy of Aᴴ, for products too small for tiles and for the portable path.
+// Aᴴ·B by a copy of Aᴴ, for products too small for tiles and for the portable path.
 template <class T>
-void multiply_copy(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda,
-                   const T* b, std::size_t ldb, T* c, std::size_t ldc,
-                   void (*multiply)(const product_operands<T>&))
+void multiply_copy(product_operands<T> p, void (*multiply)(const product_operands<T>&))
 {
-    const std::vector<T> adjoint = adjoint_copy<T>({a, k, m, lda});
-    multiply({m, n, k, adjoint.data(), k, b, ldb, c, ldc});
+    const std::vector<T> adjoint = adjoint_copy<T>({p.a, p.k, p.m, p.lda});
+    p.a = adjoint.data();
+    p.lda = p.k;
+    multiply(p);
 }
 
 } // namespace
@@ -28,7 +28,7 @@ void gemm_adjoint(std::size_t m, std::size_t n, std::size_t k, const double* a, 
 {
     const int path = gemm_path_current();
     if (path == portable_path || !summed_by_tiles(m, n, k))
-        return multiply_copy(m, n, k, a, lda, b, ldb, c, ldc, any_product<double>);
+        return multiply_copy<double>({m, n, k, a, lda, b, ldb, c, ldc}, any_product<double>);
     const auto by_tiles = path == avx512_path ? gemm_adjoint_tiles<avx512_adjoint_kernel, double>
                                               : gemm_adjoint_tiles<avx2_adjoint_kernel, double>;
     by_tiles({m, n, k, a, lda, b, ldb, c, ldc});
@@ -40,7 +40,7 @@ void gemm_adjoint(std::size_t m, std::size_t n, std::size_t k, const complex* a,
 {
     const int path = gemm_path_current();
     if (path == portable_path || !summed_by_tiles(m, n, k))
-        return multiply_copy(m, n, k, a, lda, b, ldb, c, ldc, any_product<complex>);
+        return multiply_copy<complex>({m, n, k, a, lda, b, ldb, c, ldc}, any_product<complex>);
     const auto by_tiles = path == avx512_path
                               ? gemm_adjoint_tiles<avx512_complex_adjoint_kernel, double>
                               : gemm_adjoint_tiles<avx2_complex_adjoint_kernel, double>;
@@ -54,7 +54,8 @@ void gemm_adjoint(std::size_t m, std::size_t n, std::size_t k, const complex* a,
                 by_tiles({m, 2 * cols, depth, as_doubles(a_block), 2 * lda, as_doubles(b_block),
                           2 * ldb, as_doubles(c + j), 2 * ldc});
             else
-                multiply_copy(m, cols, depth, a_block, lda, b_block, ldb, c + j, ldc, gemm_split);
+                multiply_copy<complex>({m, cols, depth, a_block, lda, b_block, ldb, c + j, ldc},
+                                       gemm_split);
         }
     }
 }

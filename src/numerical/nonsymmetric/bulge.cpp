@@ -167,9 +167,10 @@ void apply_reflector(const bulge_kernels<T>& kernels, const schur_views<T>& s,
 
 template <class T>
 bulge_reflector<T> move_bulge(const bulge_kernels<T>& kernels, const schur_views<T>& s,
-                              std::size_t top, std::size_t end, std::size_t k,
-                              const shift_pair& shifts, const similarity_reach& reach)
+                              const bulge_place& at, const shift_pair& shifts,
+                              const similarity_reach& reach)
 {
+    const auto [top, end, k] = at;
     const std::size_t count = std::min<std::size_t>(3, end - k);
     T x[3] = {};
     if (k == top)
@@ -202,12 +203,10 @@ template void apply_reflector(const bulge_kernels<complex>&, const schur_views<c
                               const reflector_span&, const similarity_reach&,
                               const bulge_reflector<complex>&);
 template bulge_reflector<double> move_bulge(const bulge_kernels<double>&,
-                                            const schur_views<double>&, std::size_t, std::size_t,
-                                            std::size_t, const shift_pair&,
-                                            const similarity_reach&);
+                                            const schur_views<double>&, const bulge_place&,
+                                            const shift_pair&, const similarity_reach&);
 template bulge_reflector<complex> move_bulge(const bulge_kernels<complex>&,
-                                             const schur_views<complex>&, std::size_t, std::size_t,
-                                             std::size_t, const shift_pair&,
-                                             const similarity_reach&);
+                                             const schur_views<complex>&, const bulge_place&,
+                                             const shift_pair&, const similarity_reach&);
 
 } // namespace numerical::detail

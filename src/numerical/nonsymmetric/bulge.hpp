@@ -55,12 +55,19 @@ void apply_reflector(const bulge_kernels<T>& kernels, const schur_views<T>& s,
                      const reflector_span& span, const similarity_reach& reach,
                      const bulge_reflector<T>& reflector);
 
-// Moves a bulge on by one row, in the block [top, end): makes the reflector of rows [k, k + 3), or
-// of the last two, from the shifts if k == top, else from column k - 1, and applies it.
-// Gives the reflector.
+// The diagonal block [top, end) and the row k that a bulge of it has come to.
+struct bulge_place
+{
+    std::size_t top;
+    std::size_t end;
+    std::size_t k;
+};
+
+// Moves a bulge on by one row: makes the reflector of rows [k, k + 3), or of the last two, from the
+// shifts if k == top, else from column k - 1, and applies it. Gives the reflector.
 template <class T>
 bulge_reflector<T> move_bulge(const bulge_kernels<T>& kernels, const schur_views<T>& s,
-                              std::size_t top, std::size_t end, std::size_t k,
-                              const shift_pair& shifts, const similarity_reach& reach);
+                              const bulge_place& at, const shift_pair& shifts,
+                              const similarity_reach& reach);
 
 } // namespace numerical::detail

@@ -78,8 +78,9 @@ void chain<T>::run_steps(const schur_views<T>& window, std::size_t origin, std::
             const std::size_t k = top + t - bulge_spacing * j;
             if (k + 1 >= end)
                 continue;
-            const auto h = move_bulge(kernels, window, top - std::min(top, origin),
-                                      std::min(end - origin, order), k - origin, shifts[j], inside);
+            const bulge_place at{top - std::min(top, origin), std::min(end - origin, order),
+                                 k - origin};
+            const auto h = move_bulge(kernels, window, at, shifts[j], inside);
             storage.record.add(j, k - low, k + 2 == end, h);
         }
 }

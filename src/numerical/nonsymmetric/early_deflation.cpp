@@ -173,7 +173,7 @@ early_deflation deflate_early(const schur_views<T>& s, std::size_t top, std::siz
         std::copy_n(found.h.row(i), block.cols, block.row(i));
     if (has_spike)
         s.h(top, top - 1) = rest > 0 ? window.first_of_spike() : T(0);
-    update_far<T>(s, found.z, top, top, end, reach, storage);
+    update_far<T>(s, found.z, top, reach, storage);
     return result;
 }
 

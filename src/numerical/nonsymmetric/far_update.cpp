@@ -33,20 +33,20 @@ void multiply_rows_by(block_view<const T> adjoint, block_view<T> c, std::vector<
 } // namespace
 
 template <class T>
-void update_far(const schur_views<T>& s, block_view<const T> adjoint, std::size_t k,
-                std::size_t row_to, std::size_t col_from, const similarity_reach& reach,
-                far_storage<T>& storage)
+void update_far(const schur_views<T>& s, block_view<const T> adjoint, std::size_t top,
+                const similarity_reach& reach, far_storage<T>& storage)
 {
     const std::size_t w = adjoint.rows;
-    if (col_from < reach.col_to)
-        multiply_rows_by(adjoint, s.h.sub(k, k + w, col_from, reach.col_to), storage.copy);
+    const std::size_t end = top + w;
+    if (end < reach.col_to)
+        multiply_rows_by(adjoint, s.h.sub(top, end, end, reach.col_to), storage.copy);
     if (s.z.cols != 0)
-        multiply_rows_by(adjoint, s.z.sub(k, k + w, 0, s.z.cols), storage.copy);
-    if (reach.row_from >= row_to)
+        multiply_rows_by(adjoint, s.z.sub(top, end, 0, s.z.cols), storage.copy);
+    if (reach.row_from >= top)
         return;
     T* const u = room_for(storage.direct, w * w);
     adjoint_into<T>({u, w, w, w}, adjoint);
-    const block_view<T> c = s.h.sub(reach.row_from, row_to, k, k + w);
+    const block_view<T> c = s.h.sub(reach.row_from, top, top, end);
     T* const copy = room_for(storage.copy, c.rows * w);
     for (std::size_t i = 0; i < c.rows; ++i)
         std::copy_n(c.row(i), w, copy + i * w);
@@ -54,8 +54,8 @@ void update_far(const schur_views<T>& s, block_view<const T> adjoint, std::size_
 }
 
 template void update_far(const schur_views<double>&, block_view<const double>, std::size_t,
-                         std::size_t, std::size_t, const similarity_reach&, far_storage<double>&);
+                         const similarity_reach&, far_storage<double>&);
 template void update_far(const schur_views<complex>&, block_view<const complex>, std::size_t,
-                         std::size_t, std::size_t, const similarity_reach&, far_storage<complex>&);
+                         const similarity_reach&, far_storage<complex>&);
 
 } // namespace numerical::detail

@@ -19,11 +19,11 @@ struct far_storage
     std::vector<T> direct; // U
 };
 
-// U acts on rows and columns [k, k + u.rows); `adjoint` is Uᴴ. Columns are multiplied in rows
-// [reach.row_from, row_to), rows of h in columns [col_from, reach.col_to), rows of z throughout.
+// U acts on the rows and columns of the diagonal block from `top` on; `adjoint` is Uᴴ. Columns are
+// multiplied in the rows from reach.row_from to the block, rows of h in the columns from behind the
+// block to reach.col_to, rows of z throughout.
 template <class T>
-void update_far(const schur_views<T>& s, block_view<const T> adjoint, std::size_t k,
-                std::size_t row_to, std::size_t col_from, const similarity_reach& reach,
-                far_storage<T>& storage);
+void update_far(const schur_views<T>& s, block_view<const T> adjoint, std::size_t top,
+                const similarity_reach& reach, far_storage<T>& storage);
 
 } // namespace numerical::detail

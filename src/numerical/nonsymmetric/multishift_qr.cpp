@@ -103,7 +103,7 @@ bool multishift_iteration<T>::solve_small(std::size_t top, std::size_t end)
     for (std::size_t i = 0; i < order; ++i)
         std::copy_n(inside.h.row(i), order, block.row(i));
     if (!alone)
-        update_far<T>(s, inside.z, top, top, end, reach(top, end), far);
+        update_far<T>(s, inside.z, top, reach(top, end), far);
     return true;
 }
 

@@ -116,7 +116,7 @@ void small_iteration<T>::chase(std::size_t top, std::size_t end, std::size_t ste
     const shift_pair pair = shifts(top, end, step);
     const similarity_reach far = reach(top, end);
     for (std::size_t k = top; k + 1 < end; ++k)
-        move_bulge(kernels, s, top, end, k, pair, far);
+        move_bulge(kernels, s, {top, end, k}, pair, far);
 }
 
 } // namespace

@@ -23,21 +23,22 @@ bool is_zero(const T* x, std::size_t n)
     return std::all_of(x, x + n, [](const T& element) { return element == T(0); });
 }
 
-// x[j] -= Σₜ coefficients[t]·rows[t·stride + j].
-void subtract_column_sums(int path, double* x, const double* coefficients, const double* rows,
-                          std::size_t stride, std::size_t count, std::size_t n)
+// x[j] -= Σₜ coefficients[t]·rows(t, j).
+void subtract_column_sums(int path, double* x, const double* coefficients,
+                          block_view<const double> rows)
 {
-    subtract_products_on(path, x, coefficients, rows, stride, count, n);
+    subtract_products_on(path, x, coefficients, rows.first, rows.stride, rows.rows, rows.cols);
 }
 
-void subtract_column_sums(int path, complex* x, const complex* coefficients, const complex* rows,
-                          std::size_t stride, std::size_t count, std::size_t n)
+void subtract_column_sums(int path, complex* x, const complex* coefficients,
+                          block_view<const complex> rows)
 {
     constexpr std::size_t tile = column_tile / 2;
-    for (std::size_t from = 0; from < n; from += tile) {
-        const std::size_t width = std::min(tile, n - from);
+    for (std::size_t from = 0; from < rows.cols; from += tile) {
+        const std::size_t width = std::min(tile, rows.cols - from);
         std::array<complex, tile> sums{};
-        add_column_sums_on(path, sums.data(), coefficients, rows + from, stride, count, width);
+        add_column_sums_on(path, sums.data(), coefficients, rows.first + from, rows.stride,
+                           rows.rows, width);
         for (std::size_t j = 0; j < width; ++j)
             x[from + j] -= sums[j];
     }
@@ -100,8 +101,8 @@ void bidiagonal_panel<T>::subtract(T* x, std::size_t size, const std::vector<T>&
                                    const std::vector<T>& factor, factor_rows rows,
                                    std::size_t c) const
 {
-    subtract_column_sums(path, x, coefficients.data(), factor.data() + rows.from * n + c,
-                         rows.step * n, rows.count, size);
+    subtract_column_sums(path, x, coefficients.data(),
+                         {factor.data() + rows.from * n + c, rows.count, size, rows.step * n});
 }
 
 // β of column c; its reflector goes to L.

@@ -40,7 +40,7 @@ std::optional<tensor<T>> contracted(const test::einsum_case& of,
                                     const std::vector<tensor<T>>& operands,
                                     const test::extent_map& map)
 {
-    return contract_pair<T>(of.inputs[0], operands[0], of.inputs[1], operands[1], of.output,
+    return contract_pair<T>({of.inputs[0], operands[0]}, {of.inputs[1], operands[1]}, of.output,
                             summed_of(of), table_of(map));
 }
 
@@ -109,7 +109,7 @@ TEST(contract_pair, without_summed_labels_multiplies_elements)
 TEST(contract_pair, does_not_conjugate)
 {
     const tensor<complex> a({1}, {{0, 1}});
-    const auto dot = contract_pair<complex>("i", a, "i", a, "", "i", {{'i', 1}});
+    const auto dot = contract_pair<complex>({"i", a}, {"i", a}, "", "i", {{'i', 1}});
     EXPECT_EQ(dot->data.front(), complex(-1, 0));
 }
 
@@ -143,7 +143,7 @@ TEST(contract_pair, of_countless_empty_batches_ends_at_once)
     constexpr std::size_t huge = std::size_t{1} << 60;
     const tensor<double> a({huge, 0, 3}, {});
     const tensor<double> b({huge, 3, 0}, {});
-    const auto found = contract_pair<double>("bij", a, "bjk", b, "bik", "j",
+    const auto found = contract_pair<double>({"bij", a}, {"bjk", b}, "bik", "j",
                                              {{'b', huge}, {'i', 0}, {'j', 3}, {'k', 0}});
     EXPECT_EQ(found->shape, (extents{huge, 0, 0}));
 }
@@ -154,12 +154,13 @@ TEST(contract_pair, refuses_products_of_extents_that_overflow)
     const tensor<double> a({huge, 0}, {});
     const tensor<double> b({0, huge}, {});
     const label_extents table{{'i', huge}, {'j', 0}, {'k', huge}};
-    EXPECT_EQ(text_thrown_by<dimension_error>(
-                  [&] { contract_pair<double>("ij", a, "jk", b, "ik", "j", table); }),
+    EXPECT_EQ(text_thrown_by<dimension_error>([&] {
+                  contract_pair<double>({"ij", a}, {"jk", b}, "ik", "j", table);
+              }),
               "dimension product overflows std::size_t");
     const tensor<double> c({huge, huge, 0}, {}); // the overflow is in one operand alone
     EXPECT_EQ(text_thrown_by<dimension_error>([&] {
-                  contract_pair<double>("ikj", c, "j", {{0}, {}}, "ik", "j", table);
+                  contract_pair<double>({"ikj", c}, {"j", {{0}, {}}}, "ik", "j", table);
               }),
               "dimension product overflows std::size_t");
 }
