@@ -158,19 +158,17 @@ template <class Kernel, class T>
 tile_operands_of<T> product_block<Kernel, T>::tile_at(std::size_t i, std::size_t j) const
 {
     T* const tile_c = c + i * ldc + j;
-    tile_operands_of<T> tile{depth,
-                             a.first + i * a.step,
-                             a.stride,
-                             b.first + j * b.step,
-                             b.stride,
-                             tile_c,
-                             ldc,
-                             std::min(rows - i, tile_rows()),
-                             std::min(cols - j, nr),
-                             address(tile_c),
-                             0,
-                             0,
-                             into};
+    tile_operands_of<T> tile{.kc = depth,
+                             .a = a.first + i * a.step,
+                             .lda = a.stride,
+                             .b = b.first + j * b.step,
+                             .ldb = b.stride,
+                             .c = tile_c,
+                             .ldc = ldc,
+                             .rows = std::min(rows - i, tile_rows()),
+                             .cols = std::min(cols - j, nr),
+                             .next_c = address(tile_c),
+                             .into = into};
     if (next_c != nullptr) {
         const std::size_t number = i / tile_of::mr_in_place * ceil_div(cols, nr) + j / nr;
         const std::size_t asked_for = number * (depth / 2) * line_bytes;
@@ -231,15 +229,22 @@ void gemm_packed(const product_operands<T>& p)
     const auto multiply_blocks = [&](const auto& pack) {
         for (std::size_t j = 0; j < p.n; j += tile_of::nc)
             for (std::size_t l = 0; l < p.k; l += tile_of::kc) {
-                product_block<Kernel, T> block{p.m,
-                                               std::min(p.n - j, tile_of::nc),
-                                               std::min(p.k - l, tile_of::kc),
-                                               {p.a + Kernel::parts * l, p.lda, p.lda, a_in_place},
-                                               {p.b + (by_columns ? j * p.ldb + l : l * p.ldb + j),
-                                                1, p.ldb, b_in_place, p.b_order},
-                                               p.c + j,
-                                               p.ldc,
-                                               l == 0 ? p.into : into_c::add};
+                const T* const b = p.b + (by_columns ? j * p.ldb + l : l * p.ldb + j);
+                product_block<Kernel, T> block{.rows = p.m,
+                                               .cols = std::min(p.n - j, tile_of::nc),
+                                               .depth = std::min(p.k - l, tile_of::kc),
+                                               .a = {.first = p.a + Kernel::parts * l,
+                                                     .step = p.lda,
+                                                     .stride = p.lda,
+                                                     .in_place = a_in_place},
+                                               .b = {.first = b,
+                                                     .step = 1,
+                                                     .stride = p.ldb,
+                                                     .in_place = b_in_place,
+                                                     .order = p.b_order},
+                                               .c = p.c + j,
+                                               .ldc = p.ldc,
+                                               .into = l == 0 ? p.into : into_c::add};
                 pack(block);
                 block.multiply();
             }
@@ -266,14 +271,20 @@ void gemm_adjoint_tiles(const product_operands<T>& p)
     const packing_storage<T> panels(0, b_in_place ? 0 : panel_cols * std::min(p.k, tile_of::kc));
     for (std::size_t j = 0; j < p.n; j += tile_of::nc)
         for (std::size_t l = 0; l < p.k; l += tile_of::kc) {
-            product_block<Kernel, T> block{p.m,
-                                           std::min(p.n - j, tile_of::nc),
-                                           std::min(p.k - l, tile_of::kc),
-                                           {p.a + l * p.lda, Kernel::parts, p.lda, true},
-                                           {p.b + l * p.ldb + j, 1, p.ldb, b_in_place},
-                                           p.c + j,
-                                           p.ldc,
-                                           l == 0 ? p.into : into_c::add};
+            product_block<Kernel, T> block{.rows = p.m,
+                                           .cols = std::min(p.n - j, tile_of::nc),
+                                           .depth = std::min(p.k - l, tile_of::kc),
+                                           .a = {.first = p.a + l * p.lda,
+                                                 .step = Kernel::parts,
+                                                 .stride = p.lda,
+                                                 .in_place = true},
+                                           .b = {.first = p.b + l * p.ldb + j,
+                                                 .step = 1,
+                                                 .stride = p.ldb,
+                                                 .in_place = b_in_place},
+                                           .c = p.c + j,
+                                           .ldc = p.ldc,
+                                           .into = l == 0 ? p.into : into_c::add};
             if (!b_in_place)
                 block.pack(panels);
             block.multiply();
@@ -307,7 +318,14 @@ void gemm_packed_batch(std::size_t batches, const product_operands<T>& p, const 
     }
     const bool asks = worth_asking_for_next(batches, p.m * p.k + p.k * p.n + p.m * p.n);
     const product_block<Kernel, T> first{
-        p.m, p.n, p.k, {p.a, p.lda, p.lda, true}, {p.b, 1, p.ldb, true}, p.c, p.ldc, p.into};
+        .rows = p.m,
+        .cols = p.n,
+        .depth = p.k,
+        .a = {.first = p.a, .step = p.lda, .stride = p.lda, .in_place = true},
+        .b = {.first = p.b, .step = 1, .stride = p.ldb, .in_place = true},
+        .c = p.c,
+        .ldc = p.ldc,
+        .into = p.into};
     const auto multiply_one = [&](std::size_t i) {
         place(i, [&](T* c, const T* next) {
             product_block<Kernel, T> block = first;

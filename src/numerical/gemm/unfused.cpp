@@ -22,7 +22,17 @@ template <class T>
 unfused_operands<T> operands_of(const product_operands<T>& p)
 {
     const auto update = p.into == into_c::store ? unfused_update::overwrite : unfused_update::add;
-    return {p.m, p.n, p.k, p.a, p.lda, 1, p.b, p.ldb, p.c, p.ldc, update};
+    return {.rows = p.m,
+            .cols = p.n,
+            .depth = p.k,
+            .a = p.a,
+            .a_row = p.lda,
+            .a_step = 1,
+            .b = p.b,
+            .ldb = p.ldb,
+            .c = p.c,
+            .ldc = p.ldc,
+            .update = update};
 }
 
 } // namespace
