@@ -29,6 +29,13 @@ bool crowds_sets(block_view<const T> a)
     return bytes % 4096 == 0 && (a.rows <= tile_rows || bytes % 16384 == 0);
 }
 
+// A view without elements may have no address to count from.
+template <class T>
+bool is_empty(block_view<const T> a)
+{
+    return a.rows == 0 || a.cols == 0;
+}
+
 template <class T>
 void transpose_plain(block_view<T> to, block_view<const T> a)
 {
@@ -37,15 +44,16 @@ void transpose_plain(block_view<T> to, block_view<const T> a)
             to(j, i) = a(i, j);
 }
 
-// 4 × 4 elements by way of registers, two by two, which the baseline of x86-64 has.
-void transpose_4x4(const double* from, std::size_t from_stride, double* to, std::size_t to_stride)
+// 4 × 4 elements from row i and column j on by way of registers, two by two, which the baseline of
+// x86-64 has.
+void transpose_4x4(block_view<double> to, block_view<const double> a, std::size_t i, std::size_t j)
 {
-    for (std::size_t i = 0; i < 4; i += 2)
-        for (std::size_t j = 0; j < 4; j += 2) {
-            const __m128d upper = _mm_loadu_pd(from + i * from_stride + j);
-            const __m128d lower = _mm_loadu_pd(from + (i + 1) * from_stride + j);
-            _mm_storeu_pd(to + j * to_stride + i, _mm_unpacklo_pd(upper, lower));
-            _mm_storeu_pd(to + (j + 1) * to_stride + i, _mm_unpackhi_pd(upper, lower));
+    for (std::size_t r = i; r < i + 4; r += 2)
+        for (std::size_t c = j; c < j + 4; c += 2) {
+            const __m128d upper = _mm_loadu_pd(&a(r, c));
+            const __m128d lower = _mm_loadu_pd(&a(r + 1, c));
+            _mm_storeu_pd(&to(c, r), _mm_unpacklo_pd(upper, lower));
+            _mm_storeu_pd(&to(c + 1, r), _mm_unpackhi_pd(upper, lower));
         }
 }
 
@@ -58,7 +66,7 @@ void transpose_four_rows(block_view<double> to, block_view<const double> a, std:
         for (std::size_t r = i; r < i + 4; ++r)
             __builtin_prefetch(a.row(r) + right);
     for (std::size_t j = left; j < right; j += 4)
-        transpose_4x4(&a(i, j), a.stride, &to(j, i), to.stride);
+        transpose_4x4(to, a, i, j);
 }
 
 // In tiles, four rows at a time, for multiples of four rows and columns.
@@ -76,6 +84,8 @@ void transpose_tiles(block_view<double> to, block_view<const double> a)
 
 void transpose_real(block_view<double> to, block_view<const double> a)
 {
+    if (is_empty(a))
+        return;
     const std::size_t rows = a.rows - a.rows % 4;
     const std::size_t cols = a.cols - a.cols % 4;
     const bool small = a.rows * a.cols <= cached_elements;
@@ -137,6 +147,8 @@ void transpose_columns(block_view<complex> to, block_view<const complex> a)
 template <bool conjugates>
 void transpose_complex(block_view<complex> to, block_view<const complex> a)
 {
+    if (is_empty(a))
+        return;
     if (crowds_sets(a))
         return transpose_tiles<conjugates>(to, a);
     const std::size_t past_line = reinterpret_cast<std::uintptr_t>(a.first) % line_bytes;

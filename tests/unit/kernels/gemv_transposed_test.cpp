@@ -123,7 +123,7 @@ TYPED_TEST(column_sums, are_exact_on_small_integers)
         for (const std::size_t count : {0, 1, 2, 17})
             for (std::size_t n = 0; n <= tile; ++n) {
                 const std::size_t stride = n + 1;
-                auto rows = test::integer_vector<TypeParam>(count * stride, 4);
+                auto rows = test::integer_vector<TypeParam>(count * stride + 1, 4);
                 for (std::size_t i = 0; i < count; ++i)
                     rows[i * stride + n] = std::numeric_limits<double>::quiet_NaN();
                 const auto x = test::integer_vector<TypeParam>(count, 5);

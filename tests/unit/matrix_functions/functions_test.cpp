@@ -69,7 +69,8 @@ TYPED_TEST(matrix_functions, exponential_is_the_sum_of_its_series_at_every_degre
         for (const std::size_t n : {2UL, 7UL, estimate_crossover - 1, estimate_crossover})
             for (const double norm : {1e-3, 0.02, 0.2, 0.7, 1.8, 3.0}) {
                 auto a = test::random_matrix<TypeParam>(n, n, 1);
-                a = scaled(std::move(a), norm / one_norm(a.data.data(), n));
+                const double factor = norm / one_norm(a.data.data(), n);
+                a = scaled(std::move(a), factor);
                 const auto x = numerical::matrix_exponential(a);
                 const std::vector<wide<TypeParam>> found(x.data.begin(), x.data.end());
                 const auto error = test::largest_difference<TypeParam>(found, series(a));

@@ -24,9 +24,24 @@ void plain_unfused(const unfused_operands<complex>& p)
     }
 }
 
+namespace {
+
+// Of products without terms nothing is read: the operands may have no address.
+template <class T>
+void update_by_nothing(const unfused_operands<T>& p)
+{
+    if (p.update == unfused_update::overwrite)
+        for (std::size_t i = 0; i < p.rows; ++i)
+            std::fill_n(p.c + i * p.ldc, p.cols, T(0));
+}
+
+} // namespace
+
 template <class T>
 void multiply_unfused(int path, const unfused_operands<T>& p)
 {
+    if (p.depth == 0)
+        return update_by_nothing(p);
     using form = void (*)(const unfused_operands<T>&);
     choose<form>(path, portable_unfused, avx2_unfused, avx512_unfused)(p);
 }
