@@ -3,7 +3,7 @@
 Each row is one expression, evaluated once with our names and once with NumPy's. The names in it:
 v and u are vectors, m and w square matrices of about as many elements, thin one of five columns, z
 and z2 complex, p positive, q above 1, f within [-1, 1], s sorted, repeated with few values, i and places
-Positions, j and rows NumPy's ints, b, c and bm masks (ours of float64, NumPy's of bool). Where NumPy
+Positions, j and rows NumPy's ints, b, c and bm masks as comparisons give them. Where NumPy
 gives a view and ours is a copy, the view is copied too.
 """
 
@@ -98,6 +98,7 @@ def ours(theirs):
     }
     mine["i"] = nm.Positions(theirs["i"])
     mine["places"] = nm.Positions(theirs["places"])
+    mine.update(b=mine["v"] > 0, c=mine["u"] > 0, bm=mine["m"] > 0)
     return mine
 
 

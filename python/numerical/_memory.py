@@ -7,6 +7,7 @@ is a description of memory handed to its asarray; nothing here touches an elemen
 from math import prod
 from operator import index
 
+from ._native_module import native
 from ._numerical import Tensor
 from ._numerical import asarray as _import
 
@@ -101,8 +102,8 @@ STRING_LIMIT = 2**31  # ctypes.string_at takes the length as a C int and wraps l
 
 
 def bytes_held(tensor):
-    """The object and its elements."""
-    return object.__sizeof__(tensor) + tensor.size * ITEM_BYTES[tensor.dtype]
+    """The object and its elements, which a mask keeps as truths until its numbers are asked for."""
+    return object.__sizeof__(tensor) + native.bytes_held(tensor)
 
 
 def to_bytes(tensor):

@@ -89,6 +89,13 @@ PyObject* property_getter(PyObject* self, void*)
     return translated(Err, [&] { return not_null(G(class_unwrap<T>(self))); });
 }
 
+// The same from a function of the object, for what is known of a value before it is computed.
+template <auto Err, auto G>
+PyObject* object_getter(PyObject* self, void*)
+{
+    return translated(Err, [&] { return not_null(G(self)); });
+}
+
 // Entries of a hand-written function, which parses its arguments itself. It returns a new
 // reference, or null with the error set, or throws.
 template <auto Err, auto F>

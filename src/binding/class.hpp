@@ -3,6 +3,10 @@
 // Native value types as Python classes. The value lies in the object itself, behind a pointer to it
 // that is null until __init__ has run: an instance is one allocation and not two. The class can't
 // be subclassed and isn't tracked by the garbage collector, as a value holds no references.
+//
+// An object may also be made with what its value can be computed from, and computes it when it is
+// first asked for. What it was made with then stays beside the value as long as the object lives,
+// so that those who read it without the interpreter lock needn't care who asks.
 
 #include "binding/errors.hpp"
 #include "binding/owned_ref.hpp"
@@ -17,10 +21,21 @@
 
 namespace marlinth::binding {
 
+// What a value is computed from when it is first asked for.
+template <class T>
+struct value_source
+{
+    virtual ~value_source() = default;
+
+    // Called under the interpreter lock; runs no Python code.
+    virtual T value() const = 0;
+};
+
 template <class T>
 struct wrapped_object
 {
     PyObject_HEAD T* wrapped;
+    const value_source<T>* source; // owned; null of an object that was made with its value
     alignas(T) unsigned char room[sizeof(T)];
 
     static_assert(alignof(T) <= 16, "the alignment of CPython's blocks");
@@ -76,9 +91,41 @@ bool is_instance(PyObject* object)
 }
 
 template <class T>
-T*& wrapped_of(PyObject* self)
+wrapped_object<T>* object_of(PyObject* self)
 {
-    return reinterpret_cast<wrapped_object<T>*>(self)->wrapped;
+    return reinterpret_cast<wrapped_object<T>*>(self);
+}
+
+// Makes the value of an object that has none yet.
+template <class T, class... Arguments>
+void class_emplace(PyObject* self, Arguments&&... arguments)
+{
+    wrapped_object<T>* object = object_of<T>(self);
+    object->wrapped = new (object->room) T(std::forward<Arguments>(arguments)...);
+}
+
+template <class T>
+bool is_initialized(PyObject* self)
+{
+    return object_of<T>(self)->wrapped != nullptr || object_of<T>(self)->source != nullptr;
+}
+
+// Out of line, to keep the accessors short.
+template <class T>
+[[gnu::cold, gnu::noinline]] T* computed_value(PyObject* self)
+{
+    if (const value_source<T>* source = object_of<T>(self)->source)
+        class_emplace<T>(self, source->value());
+    return object_of<T>(self)->wrapped;
+}
+
+// The value of an object of the class, computed if need be; null of one that isn't initialized. An
+// exception of the computation leaves the object as it was.
+template <class T>
+T* value_in(PyObject* self)
+{
+    T* value = object_of<T>(self)->wrapped;
+    return value != nullptr ? value : computed_value<T>(self);
 }
 
 // cast_error with the text and the name. Out of line, to keep the adapters short.
@@ -90,18 +137,10 @@ T& class_unwrap(PyObject* object)
 {
     if (!is_instance<T>(object))
         refuse_object("expected a ", class_name<T>());
-    T* value = wrapped_of<T>(object);
+    T* value = value_in<T>(object);
     if (value == nullptr)
         refuse_object("uninitialized ", class_name<T>());
     return *value;
-}
-
-// Makes the value of an object that has none yet.
-template <class T, class... Arguments>
-void class_emplace(PyObject* self, Arguments&&... arguments)
-{
-    auto* object = reinterpret_cast<wrapped_object<T>*>(self);
-    object->wrapped = new (object->room) T(std::forward<Arguments>(arguments)...);
 }
 
 // The memory of objects that died, for the next ones: small results die as fast as they are made.
@@ -120,7 +159,8 @@ struct spare_objects
         if (count == 0)
             return PyType_GenericAlloc(type, 0);
         PyObject* object = PyObject_Init(kept[--count], type);
-        wrapped_of<T>(object) = nullptr;
+        object_of<T>(object)->wrapped = nullptr;
+        object_of<T>(object)->source = nullptr;
         return object;
     }
 
@@ -141,16 +181,22 @@ spare_objects<T>& class_spares()
     return spares;
 }
 
+// A new object that isn't initialized; null with the error set.
+template <class T>
+PyObject* class_allocate()
+{
+    PyObject* type = class_type<T>();
+    if (type != nullptr)
+        return class_spares<T>().get(reinterpret_cast<PyTypeObject*>(type));
+    PyErr_SetString(PyExc_SystemError, "wrapped type not registered");
+    return nullptr;
+}
+
 // A new instance with a T made of the arguments; null with the error set.
 template <class T, class... Arguments>
 PyObject* class_make(Arguments&&... arguments)
 {
-    PyObject* type = class_type<T>();
-    if (type == nullptr) {
-        PyErr_SetString(PyExc_SystemError, "wrapped type not registered");
-        return nullptr;
-    }
-    owned_ref self(class_spares<T>().get(reinterpret_cast<PyTypeObject*>(type)));
+    owned_ref self(class_allocate<T>());
     if (!self)
         return nullptr;
     class_emplace<T>(self.get(), std::forward<Arguments>(arguments)...);
@@ -164,11 +210,22 @@ PyObject* class_wrap(Value&& value)
     return class_make<T>(std::forward<Value>(value));
 }
 
+// A new instance that computes its value when it is first asked for; null with the error set.
+template <class T>
+PyObject* class_make_from(std::unique_ptr<const value_source<T>> source)
+{
+    PyObject* self = class_allocate<T>();
+    if (self != nullptr)
+        object_of<T>(self)->source = source.release();
+    return self;
+}
+
 template <class T>
 void class_dealloc(PyObject* self)
 {
-    if (T* value = wrapped_of<T>(self))
+    if (T* value = object_of<T>(self)->wrapped)
         std::destroy_at(value);
+    delete object_of<T>(self)->source;
     PyTypeObject* type = Py_TYPE(self);
     class_spares<T>().put(self);
     Py_DECREF(type);

@@ -99,13 +99,13 @@ template <class T, auto Err, auto F>
 int class_init(PyObject* self, PyObject* args, PyObject* kwargs)
 {
     const auto initialize = [&]() -> PyObject* {
-        if (wrapped_of<T>(self) != nullptr)
+        if (is_initialized<T>(self))
             return refuse_second_init<T>();
         std::optional<T> value = call_with_keywords<F>(F, args, kwargs);
         if (!value)
             return nullptr;
         // The factory may have run Python code that called this function.
-        if (wrapped_of<T>(self) != nullptr)
+        if (is_initialized<T>(self))
             return refuse_second_init<T>();
         class_emplace<T>(self, std::move(*value));
         return self;

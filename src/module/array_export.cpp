@@ -148,7 +148,7 @@ dl_tensor described(const any_tensor& value, std::int64_t* shape)
 
 PyObject* get_array_interface(const any_tensor& value)
 {
-    owned_ref shape(shape_tuple(value));
+    owned_ref shape(shape_tuple(shape_of(value)));
     if (!shape)
         return nullptr;
     owned_ref address(PyLong_FromVoidPtr(const_cast<void*>(data_of(value))));

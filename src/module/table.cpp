@@ -3,6 +3,7 @@
 #include "binding/call.hpp"
 #include "binding/class.hpp"
 #include "binding/keywords.hpp"
+#include "numerical/checks.hpp"
 
 #include <iterator>
 #include <variant>
@@ -36,28 +37,27 @@ PyMethodDef plain_with_keywords(const char* name, const char* doc)
 
 // The getters are defined here so that they are inlined into their entries: reading an attribute
 // takes no longer than a few calls.
-PyObject* get_shape(const any_tensor& value)
+PyObject* get_shape(PyObject* self)
 {
-    return shape_tuple(value);
+    return shape_tuple(shape_of(self));
 }
 
-PyObject* get_ndim(const any_tensor& value)
+PyObject* get_ndim(PyObject* self)
 {
-    return PyLong_FromUnsignedLongLong(shape_of(value).size());
+    return PyLong_FromUnsignedLongLong(shape_of(self).size());
 }
 
-PyObject* get_size(const any_tensor& value)
+PyObject* get_size(PyObject* self)
 {
-    return PyLong_FromUnsignedLongLong(
-        std::visit([](const auto& a) { return a.data.size(); }, value));
+    return PyLong_FromUnsignedLongLong(detail::element_count(shape_of(self)));
 }
 
-PyObject* get_dtype(const any_tensor& value)
+PyObject* get_dtype(PyObject* self)
 {
     static PyObject* const names[] = {
         binding::not_null(PyUnicode_FromStringAndSize("float64", 7)),
         binding::not_null(PyUnicode_FromStringAndSize("complex128", 10))};
-    PyObject* name = names[value.index()];
+    PyObject* name = names[is_complex(self) ? 1 : 0];
     Py_INCREF(name);
     return name;
 }
@@ -65,8 +65,7 @@ PyObject* get_dtype(const any_tensor& value)
 template <auto G>
 PyGetSetDef property(const char* name, const char* doc)
 {
-    return {name, binding::property_getter<any_tensor, marlinth_module_error, G>, nullptr, doc,
-            nullptr};
+    return {name, binding::object_getter<marlinth_module_error, G>, nullptr, doc, nullptr};
 }
 
 void add_methods()
@@ -98,9 +97,10 @@ void add_properties()
     getsets.push_back(property<get_ndim>("ndim", "The number of axes."));
     getsets.push_back(property<get_size>("size", "The total number of elements."));
     getsets.push_back(property<get_dtype>("dtype", "'float64' or 'complex128'."));
-    getsets.push_back(property<get_array_interface>(
-        "__array_interface__",
-        "NumPy array-interface (v3) describing the shared, read-only buffer."));
+    getsets.push_back(
+        {"__array_interface__",
+         binding::property_getter<any_tensor, marlinth_module_error, get_array_interface>, nullptr,
+         "NumPy array-interface (v3) describing the shared, read-only buffer.", nullptr});
 }
 
 void define_class()

@@ -3,8 +3,10 @@
 #include "binding/caster.hpp"
 #include "binding/class.hpp"
 #include "binding/owned_ref.hpp"
+#include "module/kept_truths.hpp"
 
 #include <complex>
+#include <new>
 #include <stdexcept>
 #include <utility>
 #include <variant>
@@ -197,10 +199,15 @@ any_tensor* as_tensor(PyObject* object) noexcept
         PyErr_SetString(marlinth_module_error(), "expected a numerical.Tensor");
         return nullptr;
     }
-    any_tensor* value = binding::wrapped_of<any_tensor>(object);
-    if (value == nullptr)
-        PyErr_SetString(marlinth_module_error(), "uninitialized numerical.Tensor");
-    return value;
+    try {
+        any_tensor* value = binding::value_in<any_tensor>(object);
+        if (value == nullptr)
+            PyErr_SetString(marlinth_module_error(), "uninitialized numerical.Tensor");
+        return value;
+    } catch (const std::bad_alloc&) { // of a mask's numbers
+        PyErr_NoMemory();
+        return nullptr;
+    }
 }
 
 PyObject* number(double x)
@@ -238,9 +245,19 @@ PyObject* wrap_new(shape_list&& shape, element_store<T>&& elements)
 template PyObject* wrap_new(shape_list&&, element_store<double>&&);
 template PyObject* wrap_new(shape_list&&, element_store<complex>&&);
 
-PyObject* shape_tuple(const any_tensor& value)
+const shape_list& shape_of(PyObject* tensor)
 {
-    const shape_list& shape = shape_of(value);
+    const truths* kept = truths_in(tensor);
+    return kept != nullptr ? kept->shape : shape_of(binding::class_unwrap<any_tensor>(tensor));
+}
+
+bool is_complex(PyObject* tensor)
+{
+    return truths_in(tensor) == nullptr && binding::class_unwrap<any_tensor>(tensor).index() == 1;
+}
+
+PyObject* shape_tuple(const shape_list& shape)
+{
     if (shape.size() == 1)
         return tuple_of(PyLong_FromSize_t(shape[0]));
     if (shape.size() == 2)

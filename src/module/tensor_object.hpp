@@ -52,8 +52,15 @@ inline const shape_list& shape_of(const any_tensor& value)
     return std::visit([](const auto& a) -> const shape_list& { return a.shape; }, value);
 }
 
+// The shape of a Tensor, for which truths needn't become numbers; TypeError "uninitialized
+// numerical.Tensor".
+const shape_list& shape_of(PyObject* tensor);
+
+// The same for the dtype.
+bool is_complex(PyObject* tensor);
+
 // The extents as a new tuple; null with the error set.
-PyObject* shape_tuple(const any_tensor& value);
+PyObject* shape_tuple(const shape_list& shape);
 
 // Appends the extents of a sequence; false with the error set, numerical.error "shape extents must
 // be non-negative" among them.

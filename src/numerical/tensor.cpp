@@ -88,6 +88,7 @@ tensor<T> operator-(const tensor<T>& a)
 template struct tensor<double>;
 template struct tensor<std::complex<double>>;
 template struct tensor<std::ptrdiff_t>;
+template struct tensor<std::uint8_t>;
 template tensor<double> eye(std::size_t);
 template tensor<std::complex<double>> eye(std::size_t);
 template tensor<double> reshape(const tensor<double>&, shape_list);

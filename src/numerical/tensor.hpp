@@ -10,6 +10,7 @@
 
 #include <complex>
 #include <cstddef>
+#include <cstdint>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -47,6 +48,10 @@ using any_tensor = std::variant<tensor<double>, tensor<std::complex<double>>>;
 // Places of elements, as sorting and searching give them. Not a kind of any_tensor: they are
 // counted with and taken as indices, and no arithmetic of the engine is for them.
 using positions = tensor<std::ptrdiff_t>;
+
+// Truth values, each a byte of 1 or 0, as comparisons give them. Where arithmetic is done with them
+// they become a float64 tensor of ones and zeros (elementwise/truths.hpp).
+using truths = tensor<std::uint8_t>;
 
 // The n × n identity.
 template <class T>

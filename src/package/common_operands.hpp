@@ -14,7 +14,7 @@ namespace numerical::package::common_forms {
 // The value of a Tensor; null for any other object, and for a Tensor without a value.
 inline const any_tensor* tensor_in(PyObject* object)
 {
-    return is_tensor(object) ? binding::wrapped_of<any_tensor>(object) : nullptr;
+    return is_tensor(object) ? binding::value_in<any_tensor>(object) : nullptr;
 }
 
 // The same for one of that rank.

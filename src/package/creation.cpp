@@ -126,7 +126,7 @@ tensor<double> filled_with(double value, shape_list&& shape)
     const std::size_t count = tensor_size(shape);
     if (value == 0 && !std::signbit(value))
         return tensor<double>(std::move(shape), detail::zeros<double>(count));
-    constexpr double yes = 1.0;
+    constexpr std::uint8_t yes = 1;
     std::vector<double> data = detail::uninitialized<double>(count);
     constexpr std::size_t block = 4096;
     const auto fill = detail::numbers_in_force().choices[0];

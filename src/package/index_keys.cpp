@@ -6,11 +6,14 @@
 #include "binding/fastcall.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/elementwise/number_kernels.hpp"
+#include "numerical/elementwise/places.hpp"
 #include "numerical/strided/broadcast.hpp"
 #include "package/int_arrays.hpp"
+#include "package/masks.hpp"
 #include "package/operand.hpp"
 #include "package/parameters.hpp"
 #include "package/positions.hpp"
+#include "package/unlocked.hpp"
 
 #include <algorithm>
 #include <limits>
@@ -33,8 +36,20 @@ struct read_array
 {
     bool is_mask = false;
     shape_list shape;
-    std::vector<std::ptrdiff_t> numbers; // positions, or 0 and 1 of a mask
+    std::vector<std::ptrdiff_t> numbers;                  // positions; of a list of bools 0 and 1
+    std::vector<std::vector<std::ptrdiff_t>> true_places; // of a mask, for each of its axes
 };
+
+template <class T>
+read_array from_mask(const tensor<T>& mask)
+{
+    read_array array;
+    array.is_mask = true;
+    array.shape = mask.shape;
+    if (!mask.shape.empty())
+        array.true_places = unlocked(mask.data.size(), [&] { return true_places(mask); });
+    return array;
+}
 
 [[noreturn]] void refuse_key(const std::string& kind)
 {
@@ -147,7 +162,11 @@ private:
 
 read_array from_list(PyObject* list)
 {
-    return std::move(list_reader(list).array);
+    read_array array = std::move(list_reader(list).array);
+    if (!array.is_mask)
+        return array;
+    return from_mask(truths(std::move(array.shape),
+                            std::vector<std::uint8_t>(array.numbers.begin(), array.numbers.end())));
 }
 
 void append_values(const any_tensor& values, read_array& into)
@@ -161,17 +180,11 @@ void append_values(const any_tensor& values, read_array& into)
 
 read_array from_tensor(PyObject* object)
 {
-    const any_tensor& value = value_of(object);
-    const auto* mask = std::get_if<tensor<double>>(&value);
-    const auto is_truth = [](double x) { return x == 0.0 || x == 1.0; };
-    if (mask == nullptr || mask->shape.empty() ||
-        !std::all_of(mask->data.begin(), mask->data.end(), is_truth))
+    const std::optional<truth_operand> mask = mask_of(object);
+    if (!mask || (*mask)->shape.empty())
         fail(PyExc_IndexError, "a tensor in an index is a mask of zeros and ones, as a comparison"
                                " gives; name positions by a list or an array of ints");
-    read_array array;
-    array.is_mask = true;
-    append_values(value, array);
-    return array;
+    return from_mask(**mask);
 }
 
 // The letter for the kind of an array interface's elements, 0 if there is none.
@@ -189,7 +202,7 @@ char kind_of(PyObject* object)
 read_array from_array(PyObject* object)
 {
     if (std::optional<positions> places = int64_array(object))
-        return {false, std::move(places->shape), std::move(places->data)};
+        return {false, std::move(places->shape), std::move(places->data), {}};
     const char kind = kind_of(object);
     if (kind == 0)
         refuse_key(binding::py_type_name(object));
@@ -197,15 +210,16 @@ read_array from_array(PyObject* object)
         refuse_key("an array of other numbers");
     const owned_ref values(
         not_null(PyObject_CallFunctionObjArgs(callbacks().asarray, object, nullptr)));
+    if (kind == 'b')
+        return from_mask(std::get<tensor<double>>(value_of(values.get())));
     read_array array;
-    array.is_mask = kind == 'b';
     append_values(value_of(values.get()), array);
     return array;
 }
 
 read_array from_positions(const positions& places)
 {
-    return {false, places.shape, {places.data.begin(), places.data.end()}};
+    return {false, places.shape, {places.data.begin(), places.data.end()}, {}};
 }
 
 read_array array_of(PyObject* key)
@@ -324,7 +338,7 @@ private:
     void add_array(read_array array)
     {
         if (array.is_mask) {
-            add_mask(array);
+            add_mask(std::move(array));
             return;
         }
         if (array.shape.empty()) {
@@ -336,29 +350,18 @@ private:
     }
 
     // The places of a mask as an array of positions for each of its axes.
-    void add_mask(const read_array& mask)
+    void add_mask(read_array mask)
     {
         const auto first = shape.begin() + static_cast<std::ptrdiff_t>(axis);
         if (!std::equal(mask.shape.begin(), mask.shape.end(), first) || mask.shape.empty())
             fail(PyExc_IndexError, "a mask of shape " + detail::shape_text(mask.shape) +
                                        " doesn't fit the axes from " + std::to_string(axis) +
                                        " on of shape " + detail::shape_text(shape));
-        const auto count = static_cast<std::size_t>(
-            std::count(mask.numbers.begin(), mask.numbers.end(), std::ptrdiff_t{1}));
-        std::size_t inner = 1; // elements of the following axes
-        const std::size_t rank = mask.shape.size();
-        std::vector<position_array> places(rank, {{count}, {}});
-        for (std::size_t j = rank; j-- > 0; inner *= mask.shape[j]) {
-            places[j].places.reserve(count);
-            for (std::size_t i = 0; i < mask.numbers.size(); ++i)
-                if (mask.numbers[i] == 1)
-                    places[j].places.push_back(
-                        static_cast<std::ptrdiff_t>(i / inner % mask.shape[j]));
-        }
-        for (position_array& of_axis : places) {
+        for (std::vector<std::ptrdiff_t>& places : mask.true_places) {
+            const std::size_t count = places.size();
             out.keys.push_back(
                 {.kind = key_kind::array, .axis = axis++, .array = out.arrays.size()});
-            out.arrays.push_back(std::move(of_axis));
+            out.arrays.push_back({{count}, std::move(places)});
         }
     }
 };

@@ -4,11 +4,13 @@
 #include "numerical/checks.hpp"
 #include "numerical/elementwise/comparison.hpp"
 #include "numerical/elementwise/floor_division.hpp"
+#include "numerical/elementwise/masks.hpp"
 #include "numerical/elementwise/numbers.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/broadcast.hpp"
 #include "package/closeness.hpp"
+#include "package/masks.hpp"
 #include "package/ordering.hpp"
 #include "package/parameters.hpp"
 #include "package/unlocked.hpp"
@@ -78,38 +80,33 @@ PyObject* extreme_call(const char* name, pair_function by, const binding::call_a
     return wrap(unlocked(touched(x, y), [&] { return pair_by(by, x, y); }));
 }
 
-// All numbers but zero are true, NaN too, so that a float64 operand needs no conversion to a mask.
-PyObject* logical_call(const char* name, pair_function by, const binding::call_arguments& call)
+PyObject* logical_call(const char* name, truth_operation by, const binding::call_arguments& call)
 {
     const auto [left, right] = of_two(name).bind(call);
-    const operand a(left);
-    const operand b(right);
-    const auto answers = [by](const tensor<double>& x, const tensor<double>& y) {
-        return truth_or_mask(unlocked(touched(x, y), [&] { return pair_by(by, x, y); }));
-    };
-    if (!a.is_complex() && !b.is_complex())
-        return answers(a.as<double>(), b.as<double>());
-    return answers(truths(a), truths(b));
+    const truth_operand a = truths_of(left);
+    const truth_operand b = truths_of(right);
+    return truth_or_mask(unlocked(touched(*a, *b), [&] { return combined(by, *a, *b); }));
 }
 
 template <class Holds>
-tensor<double> asked(const tensor<complex>& a, const Holds& holds)
+truths asked(const tensor<complex>& a, const Holds& holds)
 {
-    std::vector<double> data = detail::uninitialized<double>(a.data.size());
+    std::vector<std::uint8_t> data = detail::uninitialized<std::uint8_t>(a.data.size());
     for (std::size_t i = 0; i < data.size(); ++i)
-        data[i] = holds(a.data[i]) ? 1.0 : 0.0;
-    return tensor<double>(a.shape, std::move(data));
+        data[i] = holds(a.data[i]) ? 1 : 0;
+    return truths(a.shape, std::move(data));
 }
 
 template <class Holds>
-PyObject* question_call(const char* name, number_function question, const Holds& holds,
+PyObject* question_call(const char* name, number_question question, const Holds& holds,
                         const binding::call_arguments& call)
 {
     const auto [given] = unary_signature{name, {"a"}}.bind(call);
     const operand a(given);
     const std::size_t elements = detail::element_count(a.shape());
     return truth_or_mask(unlocked(elements, [&] {
-        return a.is_complex() ? asked(a.as<complex>(), holds) : number_by(question, a.as<double>());
+        return a.is_complex() ? asked(a.as<complex>(), holds)
+                              : answers_to(question, a.as<double>());
     }));
 }
 
@@ -182,15 +179,15 @@ tensor<complex> sign_of(const tensor<complex>& a)
 }
 
 template <class T>
-tensor<double> closeness_mask(const tensor<T>& a, const tensor<T>& b, const closeness& close)
+truths closeness_mask(const tensor<T>& a, const tensor<T>& b, const closeness& close)
 {
     using detail::row_form;
-    return detail::broadcast_rows<double>(
-        a, b, [&](row_form form, const T* x, const T* y, double* out, std::size_t n) {
+    return detail::broadcast_rows<std::uint8_t>(
+        a, b, [&](row_form form, const T* x, const T* y, std::uint8_t* out, std::size_t n) {
             const std::size_t step_x = form == row_form::right ? 0 : 1;
             const std::size_t step_y = form == row_form::left ? 0 : 1;
             for (std::size_t j = 0; j < n; ++j)
-                out[j] = close(x[j * step_x], y[j * step_y]) ? 1.0 : 0.0;
+                out[j] = close(x[j * step_x], y[j * step_y]) ? 1 : 0;
         });
 }
 
@@ -204,16 +201,6 @@ tensor<T> repeated_differences(const tensor<T>& a, std::size_t axis, std::ptrdif
 }
 
 } // namespace
-
-tensor<double> truths(const operand& a)
-{
-    return a.is_complex() ? truth_of(a.as<complex>()) : truth_of(a.as<double>());
-}
-
-PyObject* truth_or_mask(tensor<double>&& mask)
-{
-    return mask.shape.empty() ? PyBool_FromLong(mask.data[0] != 0) : wrap(std::move(mask));
-}
 
 PyObject* equal(const binding::call_arguments& call)
 {
@@ -257,24 +244,24 @@ PyObject* minimum(const binding::call_arguments& call)
 
 PyObject* logical_and(const binding::call_arguments& call)
 {
-    return logical_call("logical_and", pair_function::logical_and, call);
+    return logical_call("logical_and", truth_operation::logical_and, call);
 }
 
 PyObject* logical_or(const binding::call_arguments& call)
 {
-    return logical_call("logical_or", pair_function::logical_or, call);
+    return logical_call("logical_or", truth_operation::logical_or, call);
 }
 
 PyObject* logical_xor(const binding::call_arguments& call)
 {
-    return logical_call("logical_xor", pair_function::logical_xor, call);
+    return logical_call("logical_xor", truth_operation::logical_xor, call);
 }
 
 PyObject* logical_not(const binding::call_arguments& call)
 {
-    return question_call(
-        "logical_not", number_function::logical_not, [](const complex& z) { return z == 0.0; },
-        call);
+    const auto [given] = unary_signature{"logical_not", {"a"}}.bind(call);
+    const truth_operand a = truths_of(given);
+    return truth_or_mask(unlocked(a->data.size(), [&] { return negated(*a); }));
 }
 
 PyObject* signbit(const binding::call_arguments& call)
@@ -285,7 +272,7 @@ PyObject* signbit(const binding::call_arguments& call)
         fail(PyExc_TypeError, "signbit takes a float64 tensor, not complex128");
     const auto& x = a.as<double>();
     return truth_or_mask(
-        unlocked(x.data.size(), [&] { return number_by(number_function::sign_bit, x); }));
+        unlocked(x.data.size(), [&] { return answers_to(number_question::has_sign, x); }));
 }
 
 PyObject* copysign(const binding::call_arguments& call)
@@ -315,20 +302,20 @@ PyObject* remainder(const binding::call_arguments& call)
 PyObject* isnan(const binding::call_arguments& call)
 {
     return question_call(
-        "isnan", number_function::is_nan, [](const complex& z) { return z != z; }, call);
+        "isnan", number_question::is_nan, [](const complex& z) { return z != z; }, call);
 }
 
 PyObject* isinf(const binding::call_arguments& call)
 {
     return question_call(
-        "isinf", number_function::is_infinite,
+        "isinf", number_question::is_infinite,
         [](const complex& z) { return std::isinf(z.real()) || std::isinf(z.imag()); }, call);
 }
 
 PyObject* isfinite(const binding::call_arguments& call)
 {
     return question_call(
-        "isfinite", number_function::is_finite,
+        "isfinite", number_question::is_finite,
         [](const complex& z) { return std::isfinite(z.real()) && std::isfinite(z.imag()); }, call);
 }
 
@@ -411,18 +398,15 @@ PyObject* where(const binding::call_arguments& call)
     const auto [mask, left, right] = signature.bind(call);
     if ((left == nullptr) != (right == nullptr))
         fail(PyExc_ValueError, "where takes a mask alone, or both a and b");
-    const operand chooser(mask);
     if (left == nullptr)
-        return places_of_true(chooser, "where");
+        return places_of_true(mask, "where");
+    const truth_operand chooser = truths_of(mask);
     operand a(left);
     operand b(right);
-    const auto choice = [&](const tensor<double>& by) {
-        return by_type(a, b, [&](const auto& x, const auto& y) {
-            const std::size_t elements = std::max(touched(by, x), touched(by, y));
-            return wrap(unlocked(elements, [&] { return chosen(by, x, y); }));
-        });
-    };
-    return chooser.is_complex() ? choice(truths(chooser)) : choice(chooser.as<double>());
+    return by_type(a, b, [&](const auto& x, const auto& y) {
+        const std::size_t elements = std::max(touched(*chooser, x), touched(*chooser, y));
+        return wrap(unlocked(elements, [&] { return chosen(*chooser, x, y); }));
+    });
 }
 
 PyObject* diff(const binding::call_arguments& call)

@@ -43,10 +43,4 @@ PyObject* clip(const binding::call_arguments& call);  // clip(a, min=None, max=N
 PyObject* where(const binding::call_arguments& call); // where(mask), where(mask, a, b)
 PyObject* diff(const binding::call_arguments& call);  // diff(a, n=1, axis=-1)
 
-// The operand as a mask of its elements that aren't zero.
-tensor<double> truths(const operand& a);
-
-// The mask, or Python's bool where it has rank 0.
-PyObject* truth_or_mask(tensor<double>&& mask);
-
 } // namespace numerical::package

@@ -6,10 +6,10 @@
 #include "numerical/elementwise/arithmetic.hpp"
 #include "numerical/elementwise/comparison.hpp"
 #include "numerical/elementwise/floor_division.hpp"
-#include "numerical/elementwise/numbers.hpp"
+#include "numerical/elementwise/masks.hpp"
 #include "numerical/elementwise/unary.hpp"
 #include "package/elementary.hpp"
-#include "package/numbers.hpp"
+#include "package/masks.hpp"
 #include "package/operand.hpp"
 #include "package/parameters.hpp"
 #include "package/unlocked.hpp"
@@ -132,39 +132,30 @@ PyObject* product_slot(PyObject* left, PyObject* right)
                   " logical_and and its like take all numbers");
 }
 
-template <pair_function function>
+template <truth_operation operation>
 PyObject* mask_slot(PyObject* left, PyObject* right)
 {
     return binding::translated(marlinth_module_error, [&] {
         if (!are_operands(left, right))
             return not_implemented();
-        const operand a(left);
-        const operand b(right);
-        if (a.is_complex() || b.is_complex())
+        const std::optional<truth_operand> a = mask_of(left);
+        const std::optional<truth_operand> b = mask_of(right);
+        if (!a || !b)
             refuse_as_masks();
-        const auto& x = a.as<double>();
-        const auto& y = b.as<double>();
-        std::optional<tensor<double>> mask =
-            unlocked(touched(x, y), [&] { return masks_by(function, x, y); });
-        if (!mask)
-            refuse_as_masks();
-        return wrap(std::move(*mask));
+        const truths& x = **a;
+        const truths& y = **b;
+        return wrap(unlocked(touched(x, y), [&] { return combined(operation, x, y); }));
     });
 }
 
 PyObject* invert_slot(PyObject* self)
 {
     return binding::translated(marlinth_module_error, [&] {
-        const tensor<double> one({}, {1.0});
-        const operand a(self);
-        if (a.is_complex())
+        const std::optional<truth_operand> a = mask_of(self);
+        if (!a)
             refuse_as_masks();
-        const auto& x = a.as<double>();
-        std::optional<tensor<double>> mask =
-            unlocked(x.data.size(), [&] { return masks_by(pair_function::logical_xor, x, one); });
-        if (!mask)
-            refuse_as_masks();
-        return wrap(std::move(*mask));
+        const truths& x = **a;
+        return wrap(unlocked(x.data.size(), [&] { return negated(x); }));
     });
 }
 
@@ -260,9 +251,9 @@ void add_operator_slots(std::vector<PyType_Slot>& slots)
     slots.push_back(slot(Py_nb_remainder, floor_slot<remainders>));
     slots.push_back(slot(Py_nb_power, power_slot));
     slots.push_back(slot(Py_nb_matrix_multiply, product_slot));
-    slots.push_back(slot(Py_nb_and, mask_slot<pair_function::logical_and>));
-    slots.push_back(slot(Py_nb_or, mask_slot<pair_function::logical_or>));
-    slots.push_back(slot(Py_nb_xor, mask_slot<pair_function::logical_xor>));
+    slots.push_back(slot(Py_nb_and, mask_slot<truth_operation::logical_and>));
+    slots.push_back(slot(Py_nb_or, mask_slot<truth_operation::logical_or>));
+    slots.push_back(slot(Py_nb_xor, mask_slot<truth_operation::logical_xor>));
     slots.push_back(slot(Py_nb_invert, invert_slot));
     slots.push_back(slot(Py_nb_negative, negative_slot));
     slots.push_back(slot(Py_nb_positive, positive_slot));

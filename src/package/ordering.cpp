@@ -6,6 +6,7 @@
 #include "numerical/elementwise/sorting.hpp"
 #include "numerical/strided/selection.hpp"
 #include "package/index_keys.hpp"
+#include "package/masks.hpp"
 #include "package/parameters.hpp"
 #include "package/positions.hpp"
 #include "package/unlocked.hpp"
@@ -150,6 +151,18 @@ PyObject* sorted_positions(const positions& places, const sort_call& asked)
     return wrap(positions(std::move(along.shape), std::move(data)));
 }
 
+// Positions of each axis.
+PyObject* tuple_of(std::vector<std::vector<std::ptrdiff_t>>&& places)
+{
+    owned_ref tuple(not_null(PyTuple_New(static_cast<Py_ssize_t>(places.size()))));
+    for (std::size_t axis = 0; axis < places.size(); ++axis) {
+        const std::size_t count = places[axis].size();
+        PyTuple_SetItem(tuple.get(), static_cast<Py_ssize_t>(axis),
+                        not_null(wrap(positions({count}, std::move(places[axis])))));
+    }
+    return tuple.release();
+}
+
 } // namespace
 
 PyObject* sort(const binding::call_arguments& call)
@@ -210,29 +223,26 @@ PyObject* searchsorted(const binding::call_arguments& call)
     return is_absent(sorter) ? places(x) : places(in_order(x, sorter));
 }
 
-PyObject* places_of_true(const operand& a, const char* function)
+PyObject* places_of_true(PyObject* given, const char* function)
 {
-    if (a.rank() == 0)
-        fail(PyExc_ValueError,
-             std::string(function) +
-                 " of a mask alone takes a tensor with an axis, not one of rank 0");
-    auto places = unlocked(detail::element_count(a.shape()), [&] {
-        return a.is_complex() ? true_places(a.as<complex>()) : true_places(a.as<double>());
-    });
-    owned_ref tuple(not_null(PyTuple_New(static_cast<Py_ssize_t>(places.size()))));
-    for (std::size_t axis = 0; axis < places.size(); ++axis) {
-        const std::size_t count = places[axis].size();
-        PyTuple_SetItem(tuple.get(), static_cast<Py_ssize_t>(axis),
-                        not_null(wrap(positions({count}, std::move(places[axis])))));
-    }
-    return tuple.release();
+    const auto places_of = [&](const auto& a) {
+        if (a.shape.empty())
+            fail(PyExc_ValueError,
+                 std::string(function) +
+                     " of a mask alone takes a tensor with an axis, not one of rank 0");
+        return tuple_of(unlocked(a.data.size(), [&] { return true_places(a); }));
+    };
+    if (const truths* kept = truths_in(given))
+        return places_of(*kept);
+    const operand a(given);
+    return std::visit(places_of, a.value());
 }
 
 PyObject* nonzero(const binding::call_arguments& call)
 {
     static constexpr binding::signature<1> signature{"nonzero", {"a"}};
     const auto [given] = signature.bind(call);
-    return places_of_true(operand(given), "nonzero");
+    return places_of_true(given, "nonzero");
 }
 
 } // namespace numerical::package

@@ -22,6 +22,6 @@ PyObject* searchsorted(const binding::call_arguments& call);
 
 // nonzero(a): for each axis the places of the elements that aren't zero; ValueError for rank 0.
 PyObject* nonzero(const binding::call_arguments& call);
-PyObject* places_of_true(const operand& a, const char* function);
+PyObject* places_of_true(PyObject* given, const char* function);
 
 } // namespace numerical::package

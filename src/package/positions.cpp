@@ -194,7 +194,7 @@ int initialize(PyObject* self, PyObject* args, PyObject* keywords)
     const auto body = [&]() -> PyObject* {
         if (PyTuple_Size(args) != 1 || (keywords != nullptr && PyDict_Size(keywords) != 0))
             fail(PyExc_TypeError, "Positions() takes one argument, a list or an array of ints");
-        if (binding::wrapped_of<positions>(self) != nullptr)
+        if (binding::is_initialized<positions>(self))
             fail(PyExc_TypeError, "positions are immutable");
         binding::class_emplace<positions>(self, read_places(PyTuple_GetItem(args, 0)));
         return self;
@@ -254,7 +254,7 @@ const positions* positions_in(PyObject* object)
 {
     if (!binding::is_instance<positions>(object))
         return nullptr;
-    const positions* value = binding::wrapped_of<positions>(object);
+    const positions* value = binding::value_in<positions>(object);
     if (value == nullptr)
         fail(PyExc_TypeError, "uninitialized numerical.Positions");
     return value;

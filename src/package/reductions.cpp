@@ -1,6 +1,5 @@
 #include "package/reductions.hpp"
 
-#include "numerical/elementwise/numbers.hpp"
 #include "numerical/elementwise/reductions.hpp"
 #include "numerical/elementwise/scans.hpp"
 #include "numerical/elementwise/squares.hpp"
@@ -9,7 +8,7 @@
 #include "numerical/short_list.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/strided_copy.hpp"
-#include "package/numbers.hpp"
+#include "package/masks.hpp"
 #include "package/parameters.hpp"
 #include "package/positions.hpp"
 #include "package/unlocked.hpp"
@@ -52,23 +51,37 @@ reduced_axes axes_of(PyObject* given, const shape_list& shape)
     return out;
 }
 
-// Adjacent axes are reduced as one; others are moved to the end first, in their order.
+// Of ascending axes.
+bool are_adjacent(const shape_list& axes)
+{
+    return axes.empty() || axes.back() - axes.front() + 1 == axes.size();
+}
+
+// Adjacent axes are reduced as one; others must have been moved to the end.
+walk_shape walk_over(const shape_list& shape, const shape_list& axes)
+{
+    walk_shape walk{1, 1, 1};
+    const bool together = are_adjacent(axes);
+    for (std::size_t axis = 0; axis < shape.size(); ++axis) {
+        const bool reduced = std::binary_search(axes.begin(), axes.end(), axis);
+        const bool before = !together || axes.empty() || axis < axes.front();
+        (reduced ? walk.extent : before ? walk.outer : walk.inner) *= shape[axis];
+    }
+    return walk;
+}
+
+// The elements in the order of the walk.
 template <class T>
 struct reduced_walk
 {
-    walk_shape walk{1, 1, 1};
+    walk_shape walk;
     const T* data;
     std::vector<T> moved;
 
-    reduced_walk(const tensor<T>& a, const shape_list& axes) : data(a.data.data())
+    reduced_walk(const tensor<T>& a, const shape_list& axes)
+        : walk(walk_over(a.shape, axes)), data(a.data.data())
     {
-        const bool together = axes.empty() || axes.back() - axes.front() + 1 == axes.size();
-        for (std::size_t axis = 0; axis < a.shape.size(); ++axis) {
-            const bool reduced = std::binary_search(axes.begin(), axes.end(), axis);
-            const bool before = !together || axes.empty() || axis < axes.front();
-            (reduced ? walk.extent : before ? walk.outer : walk.inner) *= a.shape[axis];
-        }
-        if (!together && !a.data.empty()) {
+        if (!are_adjacent(axes) && !a.data.empty()) {
             moved = brought_to_end(a, axes);
             data = moved.data();
         }
@@ -113,6 +126,26 @@ auto walked(const tensor<T>& a, const shape_list& axes, const F& f)
     });
 }
 
+// The same of truths, along adjacent axes.
+template <class F>
+auto walked(const truths& a, const shape_list& axes, const F& f)
+{
+    return unlocked(a.data.size(), [&] { return f(a.data.data(), walk_over(a.shape, axes)); });
+}
+
+// f(x, axes) of the truths that a Tensor keeps, if the axes are adjacent, else of its numbers.
+template <class F>
+PyObject* by_kept_type(PyObject* given, PyObject* axis, const F& f)
+{
+    if (const truths* kept = truths_in(given)) {
+        reduced_axes axes = axes_of(axis, kept->shape);
+        if (are_adjacent(axes.axes))
+            return f(*kept, std::move(axes));
+    }
+    const operand a(given);
+    return by_type(a, [&](const auto& x) { return f(x, axes_of(axis, x.shape)); });
+}
+
 // f(data, walk) gives the results of a tensor.
 template <class T, class F>
 PyObject* reduced(const tensor<T>& a, PyObject* axis, bool keepdims, const F& f)
@@ -132,6 +165,23 @@ PyObject* reduced(const binding::signature<4>& signature, const binding::call_ar
     const operand a(given, dtype);
     const bool keepdims = flag_parameter(keep);
     return by_type(a, [&, axis = axis](const auto& x) { return reduced(x, axis, keepdims, f); });
+}
+
+// The same of a mask's counts, which are the sums of its numbers.
+template <class F>
+PyObject* reduced_or_counted(const binding::signature<4>& signature,
+                             const binding::call_arguments& call, const F& f)
+{
+    const auto [given, axis, dtype, keep] = signature.bind(call);
+    const truths* kept = is_absent(dtype) ? truths_in(given) : nullptr;
+    if (kept == nullptr)
+        return reduced(signature, call, f);
+    reduced_axes axes = axes_of(axis, kept->shape);
+    if (axes.axes.empty() || !are_adjacent(axes.axes))
+        return reduced(signature, call, f);
+    const bool keepdims = flag_parameter(keep);
+    std::vector<double> results = walked(*kept, axes.axes, f);
+    return shaped(std::move(results), std::move(axes), keepdims);
 }
 
 template <class C>
@@ -184,33 +234,41 @@ PyObject* truth_call(const char* function, const binding::call_arguments& call,
                      detail::truth_question question)
 {
     const auto [given, axis, keep] = signature_of(function).bind(call);
-    const operand a(given);
     const bool keepdims = flag_parameter(keep);
-    return by_type(a, [&, axis = axis](const auto& x) {
-        reduced_axes axes = axes_of(axis, x.shape);
-        auto truths = walked(x, axes.axes, [question](const auto* data, const walk_shape& walk) {
+    return by_kept_type(given, axis, [&](const auto& x, reduced_axes&& axes) {
+        auto answers = walked(x, axes.axes, [question](const auto* data, const walk_shape& walk) {
             return detail::truths_along(question, data, walk);
         });
         return truth_or_mask(
-            tensor<double>(std::move(keepdims ? axes.kept_dims : axes.kept), std::move(truths)));
+            truths(std::move(keepdims ? axes.kept_dims : axes.kept), std::move(answers)));
     });
 }
 
-// The answer for the whole of a real tensor.
-PyObject* answer(detail::truth_question question, const tensor<double>& a)
-{
-    const walk_shape whole{1, a.data.size(), 1};
-    const std::vector<double> truth = unlocked(
-        a.data.size(), [&] { return detail::truths_along(question, a.data.data(), whole); });
-    return PyBool_FromLong(truth[0] != 0 ? 1 : 0);
-}
-
-// The real tensor of a call f(a) without more arguments; null for all other calls.
-const tensor<double>* whole_real_tensor(const binding::call_arguments& call)
+// f(data, count) of all elements of a Tensor, in a call f(a) without more arguments; null for all
+// other calls and for complex128.
+template <class F>
+PyObject* of_whole(const binding::call_arguments& call, const F& f)
 {
     if (call.count != 1 || call.names != nullptr || !is_tensor(call.given[0]))
         return nullptr;
-    return std::get_if<tensor<double>>(&value_of(call.given[0]));
+    const auto result = [&](const auto& a) { return f(a.data.data(), a.data.size()); };
+    if (const truths* kept = truths_in(call.given[0]))
+        return result(*kept);
+    const auto* numbers = std::get_if<tensor<double>>(&value_of(call.given[0]));
+    return numbers != nullptr ? result(*numbers) : nullptr;
+}
+
+PyObject* answer(const char* function, const binding::call_arguments& call,
+                 detail::truth_question question)
+{
+    const auto of_elements = [question](const auto* data, std::size_t count) {
+        const auto answers = unlocked(count, [&] {
+            return detail::truths_along(question, data, {1, count, 1});
+        });
+        return PyBool_FromLong(answers[0]);
+    };
+    PyObject* whole = of_whole(call, of_elements);
+    return whole != nullptr ? whole : truth_call(function, call, question);
 }
 
 // --- running sums and products -------------------------------------------------------------------
@@ -244,14 +302,14 @@ constexpr auto std_signature = spread_signature_of("std");
 
 PyObject* sum(const binding::call_arguments& call)
 {
-    return reduced(sum_signature, call, [](const auto* data, const walk_shape& walk) {
+    return reduced_or_counted(sum_signature, call, [](const auto* data, const walk_shape& walk) {
         return detail::sums(data, walk);
     });
 }
 
 PyObject* mean(const binding::call_arguments& call)
 {
-    return reduced(mean_signature, call, [](const auto* data, const walk_shape& walk) {
+    return reduced_or_counted(mean_signature, call, [](const auto* data, const walk_shape& walk) {
         return detail::means(data, walk);
     });
 }
@@ -279,28 +337,27 @@ PyObject* cumprod(const binding::call_arguments& call)
 
 PyObject* any(const binding::call_arguments& call)
 {
-    if (const tensor<double>* whole = whole_real_tensor(call))
-        return answer(detail::truth_question::any, *whole);
-    return truth_call("any", call, detail::truth_question::any);
+    return answer("any", call, detail::truth_question::any);
 }
 
 PyObject* all(const binding::call_arguments& call)
 {
-    if (const tensor<double>* whole = whole_real_tensor(call))
-        return answer(detail::truth_question::all, *whole);
-    return truth_call("all", call, detail::truth_question::all);
+    return answer("all", call, detail::truth_question::all);
 }
 
 PyObject* count_nonzero(const binding::call_arguments& call)
 {
-    if (const tensor<double>* whole = whole_real_tensor(call))
-        return PyLong_FromSize_t(
-            unlocked(whole->data.size(), [&] { return count_of_true(*whole); }));
+    const auto of_elements = [](const auto* data, std::size_t count) {
+        const auto counts = unlocked(count, [&] {
+            return detail::true_counts(data, {1, count, 1});
+        });
+        return PyLong_FromSsize_t(counts[0]);
+    };
+    if (PyObject* whole = of_whole(call, of_elements))
+        return whole;
     const auto [given, axis, keep] = signature_of("count_nonzero").bind(call);
-    const operand a(given);
     const bool keepdims = flag_parameter(keep);
-    return by_type(a, [&](const auto& x) {
-        reduced_axes axes = axes_of(axis, x.shape);
+    return by_kept_type(given, axis, [&](const auto& x, reduced_axes&& axes) {
         auto counts = walked(x, axes.axes, [](const auto* data, const walk_shape& walk) {
             return detail::true_counts(data, walk);
         });

@@ -4,12 +4,14 @@
 
 #include "binding/class.hpp"
 #include "module/tensor_object.hpp"
-#include "numerical/elementwise/numbers.hpp"
+#include "numerical/elementwise/masks.hpp"
 #include "numerical/short_list.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/take.hpp"
 #include "package/index_keys.hpp"
 #include "package/int_arrays.hpp"
+#include "package/masks.hpp"
+#include "package/unlocked.hpp"
 
 #include <algorithm>
 #include <optional>
@@ -239,13 +241,12 @@ places_on_axis read_places_on_axis(PyObject* key, std::size_t rank)
     return {positions_in(PyTuple_GetItem(key, static_cast<Py_ssize_t>(last))), last};
 }
 
-// A mask of the tensor's own shape; null for any other key.
-const tensor<double>* whole_mask(PyObject* key, const shape_list& shape)
+// A mask of the tensor's own shape; nothing for any other key.
+std::optional<truth_operand> whole_mask(PyObject* key, const shape_list& shape)
 {
-    if (!is_tensor(key) || shape.empty())
-        return nullptr;
-    const auto* mask = std::get_if<tensor<double>>(&value_of(key));
-    return mask != nullptr && mask->shape == shape && are_truths(*mask) ? mask : nullptr;
+    if (!is_tensor(key) || shape.empty() || boundary::shape_of(key) != shape)
+        return std::nullopt;
+    return mask_of(key);
 }
 
 // The places that an index names one by one, an array of them for each axis of the tensor:
@@ -326,8 +327,9 @@ PyObject* item_of(const tensor<T>& a, PyObject* key)
     if (const auto [places, axis] = read_places_on_axis(key, a.shape.size());
         places != nullptr && !a.shape.empty())
         return at_places(a, axis, *places);
-    if (const tensor<double>* mask = whole_mask(key, a.shape))
-        return wrap(gather_masked(a, *mask, count_of_true(*mask)));
+    if (const std::optional<truth_operand> mask = whole_mask(key, a.shape))
+        return wrap(unlocked(a.data.size(),
+                             [&] { return gather_masked(a, **mask, count_of_true(**mask)); }));
     if (const std::optional<positions> places = int64_array(key); places && !a.shape.empty())
         return at_places(a, 0, *places);
     if (std::optional<std::vector<positions>> points = read_points(key, a.shape.size()))

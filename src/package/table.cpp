@@ -1,6 +1,7 @@
 #include "package/table.hpp"
 
 #include "binding/class.hpp"
+#include "module/kept_truths.hpp"
 #include "package/elementwise.hpp"
 #include "package/operators.hpp"
 #include "package/positions.hpp"
@@ -40,7 +41,7 @@ PyObject* connect(const binding::call_arguments& call)
 // module's attribute gives it.
 PyObject* dtype_of(PyObject* self)
 {
-    const bool is_complex = value_of(self).index() == 1;
+    const bool is_complex = boundary::is_complex(self);
     PyObject* dtype = is_complex ? callbacks().complex128 : callbacks().float64;
     if (dtype == nullptr)
         return PyUnicode_FromString(is_complex ? "complex128" : "float64");
@@ -99,6 +100,15 @@ bool add_attributes(PyObject* object)
     return true;
 }
 
+PyObject* bytes_held(const binding::call_arguments& call)
+{
+    static constexpr binding::signature<1> signature{"bytes_held", {"tensor"}};
+    const auto [given] = signature.bind(call);
+    if (!is_tensor(given))
+        binding::fail(PyExc_TypeError, "bytes_held takes a Tensor");
+    return PyLong_FromSize_t(boundary::bytes_of_elements(given));
+}
+
 std::span<PyMethodDef> connection_table()
 {
     static PyMethodDef table[] = {
@@ -108,6 +118,10 @@ std::span<PyMethodDef> connection_table()
                           "--\n\n"
                           "Sets the package's functions that are called back, and its\n"
                           "two dtypes."),
+        function<bytes_held>("bytes_held",
+                             "bytes_held(tensor)\n--\n\n"
+                             "Bytes that are kept for the elements: those of a mask as\n"
+                             "truths, as numbers once they were asked for, or both."),
         function<shortcut>("shortcut", "shortcut(function)\n--\n\n"
                                        "The native function that takes its calls, does the common\n"
                                        "ones and hands it the others."),

@@ -88,6 +88,7 @@ HELD_BY = {
     "package/test_hermitian": "package/hermitian_pairs",
     "package/test_linalg": "package/decompositions package/least_squares package/matrices"
     " package/products package/right_sides package/systems",
+    "package/test_masks": "module/kept_truths",
     "package/test_names": "package/module package/table package/table_elementwise"
     " package/table_factors package/table_linear_algebra package/table_matrix_functions"
     " package/table_reductions package/table_shaping",

@@ -1,14 +1,14 @@
 #pragma once
 
-// Loops over plain numbers that ask, round and choose, in one build for every processor and one for
-// AVX2. Both are compiled from number_loops.hpp and give the same bits. A truth is a one or a zero;
-// NaN is true, as all that isn't zero. Declarations only, so that the header may be included from
-// any target.
+// Loops over plain numbers that round, choose and search, in one build for every processor and one
+// for AVX2. Both are compiled from number_loops.hpp and give the same bits. What isn't zero is
+// true, NaN too. Declarations only, so that the header may be included from any target.
 
 #include "numerical/elementwise/arithmetic_kernels.hpp"
 #include "numerical/elementwise/reduction_kernels.hpp"
 
 #include <cstddef>
+#include <cstdint>
 
 namespace numerical {
 
@@ -18,26 +18,11 @@ enum class number_function {
     trunc,
     round, // to the nearest integer, halves to the even one
     sign,  // 1, 0 or -1, and NaN of NaN; 0 of both zeros
-    is_nan,
-    is_infinite,
-    is_finite,
-    truth,
-    logical_not,
-    sign_bit, // of zeros and NaN too
 };
 
 enum class pair_function {
-    less,
-    less_equal,
-    greater,
-    greater_equal,
-    equal,
-    not_equal,
     maximum, // NaN if one is; the left of two equal numbers
     minimum,
-    logical_and,
-    logical_or,
-    logical_xor,
     copy_sign, // the left one with the sign of the right
 };
 
@@ -45,13 +30,9 @@ namespace detail {
 
 using number_row = void (*)(const double* x, double* out, std::size_t n);
 
-// out[j] = function(left[j], right[j]) of truths; false if an operand is neither 0 nor 1, and what
-// is written then means nothing.
-using mask_row = bool (*)(const double* left, const double* right, double* out, std::size_t n);
-
-// out[j] is left[j] where mask[j] is true, else right[j], for n elements of one or two doubles; an
-// operand that doesn't move gives its first element to all.
-using choice_row = void (*)(const double* mask, const double* left, const double* right,
+// out[j] is left[j] where mask[j] is 1, right[j] where it is 0, for n elements of one or two
+// doubles; an operand that doesn't move gives its first element to all.
+using choice_row = void (*)(const std::uint8_t* mask, const double* left, const double* right,
                             double* out, std::size_t n);
 
 // The first places of the extremes of the columns, the first NaN's where there is one; `best` is
@@ -67,11 +48,10 @@ struct place_bounds
 
 struct number_kernels
 {
-    number_row of_one[11];
-    rows_by_form<arithmetic_row> of_two[12];
-    rows_by_form<mask_row> of_masks[3]; // logical_and, logical_or, logical_xor
-    choice_row choices[8];              // of reals: 4, 2 and 1 for a mask, left and right that move
-    choice_row complex_choices[8];      // of complex numbers
+    number_row of_one[5];
+    rows_by_form<arithmetic_row> of_two[3];
+    choice_row choices[8];         // of reals: 4, 2 and 1 for a mask, left and right that move
+    choice_row complex_choices[8]; // of complex numbers
     void (*clip)(const double* x, double low, double high, double* out, std::size_t n);
     // Rounded to a multiple of 1/power, or of power; what is infinite on the way stays.
     void (*round_to_parts)(const double* x, double power, double* out, std::size_t n);
@@ -80,7 +60,6 @@ struct number_kernels
     // Appends the places of the true ones and returns how many; writes up to four more.
     std::size_t (*places_of_true)(const double* x, std::size_t n, std::ptrdiff_t* to);
     void (*count_true_of_columns)(const row_block& block, double* counts); // added to the counts
-    bool (*are_truths)(const double* x, std::size_t n);                    // all are 0 or 1
     bool (*are_equal)(const double* x, const double* y, std::size_t n);
     place_bounds (*bounds_of)(const std::ptrdiff_t* places, std::size_t n, std::size_t extent);
     // The first place of the value, of any NaN if it is one; n if there is none.

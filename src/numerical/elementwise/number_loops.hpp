@@ -13,7 +13,6 @@ namespace numerical::detail {
 namespace {
 
 constexpr double infinity = __builtin_huge_val();
-constexpr std::uint64_t one_bits = __builtin_bit_cast(std::uint64_t, 1.0);
 
 constexpr double one_if(bool truth)
 {
@@ -32,19 +31,7 @@ constexpr auto trunc_of = [](double x) {
     return __builtin_copysign(ceil_of(-__builtin_fabs(x)), x);
 };
 constexpr auto sign_of = [](double x) { return x != x ? x : one_if(x > 0) - one_if(x < 0); };
-constexpr auto is_nan = [](double x) { return one_if(x != x); };
-constexpr auto is_infinite = [](double x) { return one_if(__builtin_fabs(x) == infinity); };
-constexpr auto is_finite = [](double x) { return one_if(__builtin_fabs(x) < infinity); };
-constexpr auto truth_of = [](double x) { return one_if(x != 0); };
-constexpr auto logical_not = [](double x) { return one_if(x == 0); };
-constexpr auto sign_bit = [](double x) { return one_if(__builtin_copysign(1.0, x) < 0); };
 
-constexpr auto less = [](double x, double y) { return one_if(x < y); };
-constexpr auto less_equal = [](double x, double y) { return one_if(x <= y); };
-constexpr auto greater_than = [](double x, double y) { return one_if(x > y); };
-constexpr auto greater_equal = [](double x, double y) { return one_if(x >= y); };
-constexpr auto equal = [](double x, double y) { return one_if(x == y); };
-constexpr auto not_equal = [](double x, double y) { return one_if(x != y); };
 // The first choice is the processor's own instruction and gives x for a NaN beside it.
 constexpr auto maximum = [](double x, double y) {
     const double greater = y > x ? y : x;
@@ -54,9 +41,6 @@ constexpr auto minimum = [](double x, double y) {
     const double lesser = y < x ? y : x;
     return y != y ? y : lesser;
 };
-constexpr auto logical_and = [](double x, double y) { return one_if((x != 0) & (y != 0)); };
-constexpr auto logical_or = [](double x, double y) { return one_if((x != 0) | (y != 0)); };
-constexpr auto logical_xor = [](double x, double y) { return one_if((x != 0) != (y != 0)); };
 constexpr auto copy_sign = [](double x, double y) { return __builtin_copysign(x, y); };
 
 template <class F, std::size_t left_step, std::size_t right_step>
@@ -82,55 +66,8 @@ constexpr rows_by_form<arithmetic_row> pair_rows_of(F)
     return {{each_pair<Stream, F, 1, 1>, each_pair<Stream, F, 1, 0>, each_pair<Stream, F, 0, 1>}};
 }
 
-// Two truths by `of_bits`. Beside the loop that asks, whose comparisons are whole vectors, the
-// answer costs two instructions.
-constexpr auto and_of_bits = [](std::uint64_t x, std::uint64_t y) { return x & y; };
-constexpr auto or_of_bits = [](std::uint64_t x, std::uint64_t y) { return x | y; };
-constexpr auto xor_of_bits = [](std::uint64_t x, std::uint64_t y) { return x ^ y; };
-
-constexpr std::uint64_t all_bits_if(bool truth)
-{
-    return truth ? ~std::uint64_t{0} : 0;
-}
-
-// Whether all numbers were truths.
-template <class F, std::size_t left_step, std::size_t right_step>
-bool masks_of(const double* __restrict left, const double* __restrict right, double* __restrict out,
-              std::size_t n)
-{
-    std::uint64_t truths = ~std::uint64_t{0};
-    for (std::size_t j = 0; j < n; ++j) {
-        const double x = left[j * left_step];
-        const double y = right[j * right_step];
-        const std::uint64_t x_true = all_bits_if(x == 1);
-        const std::uint64_t y_true = all_bits_if(y == 1);
-        truths &= (x_true | all_bits_if(x == 0)) & (y_true | all_bits_if(y == 0));
-        out[j] = __builtin_bit_cast(double, F()(x_true, y_true) & one_bits);
-    }
-    return truths != 0;
-}
-
-// Asks and answers in one pass.
-template <class Stream, class F, std::size_t left_step, std::size_t right_step>
-bool each_of_masks(const double* left, const double* right, double* out, std::size_t n)
-{
-    bool truths = true;
-    write_row<Stream>(out, n, [=, &truths](std::size_t first, double* to, std::size_t count) {
-        truths &= masks_of<F, left_step, right_step>(left + first * left_step,
-                                                     right + first * right_step, to, count);
-    });
-    return truths;
-}
-
-template <class Stream, class F>
-constexpr rows_by_form<mask_row> mask_rows_of(F)
-{
-    return {{each_of_masks<Stream, F, 1, 1>, each_of_masks<Stream, F, 1, 0>,
-             each_of_masks<Stream, F, 0, 1>}};
-}
-
 template <std::size_t parts, std::size_t mask_step, std::size_t left_step, std::size_t right_step>
-void choices_of(const double* __restrict mask, const double* __restrict left,
+void choices_of(const std::uint8_t* __restrict mask, const double* __restrict left,
                 const double* __restrict right, double* __restrict out, std::size_t n)
 {
     for (std::size_t j = 0; j < n; ++j)
@@ -142,7 +79,8 @@ void choices_of(const double* __restrict mask, const double* __restrict left,
 }
 
 template <class Stream, std::size_t parts, std::size_t moving>
-void choose(const double* mask, const double* left, const double* right, double* out, std::size_t n)
+void choose(const std::uint8_t* mask, const double* left, const double* right, double* out,
+            std::size_t n)
 {
     constexpr std::size_t mask_step = moving / 4;
     constexpr std::size_t left_step = moving / 2 % 2 * parts;
@@ -190,14 +128,6 @@ void round_to_multiples(const double* __restrict x, double power, double* __rest
 {
     for (std::size_t j = 0; j < n; ++j)
         out[j] = __builtin_rint(x[j] / power) * power;
-}
-
-bool are_truths(const double* x, std::size_t n)
-{
-    std::uint64_t others = 0;
-    for (std::size_t j = 0; j < n; ++j)
-        others |= ((x[j] != 0) & (x[j] != 1)) ? ~std::uint64_t{0} : 0;
-    return others == 0;
 }
 
 bool are_equal(const double* x, const double* y, std::size_t n)
@@ -318,18 +248,8 @@ template <class Stream>
 constexpr number_kernels number_kernels_with{
     {number_row_of<Stream>(floor_of), number_row_of<Stream>(ceil_of),
      number_row_of<Stream>(trunc_of), number_row_of<Stream>(round_of),
-     number_row_of<Stream>(sign_of), number_row_of<Stream>(is_nan),
-     number_row_of<Stream>(is_infinite), number_row_of<Stream>(is_finite),
-     number_row_of<Stream>(truth_of), number_row_of<Stream>(logical_not),
-     number_row_of<Stream>(sign_bit)},
-    {pair_rows_of<Stream>(less), pair_rows_of<Stream>(less_equal),
-     pair_rows_of<Stream>(greater_than), pair_rows_of<Stream>(greater_equal),
-     pair_rows_of<Stream>(equal), pair_rows_of<Stream>(not_equal), pair_rows_of<Stream>(maximum),
-     pair_rows_of<Stream>(minimum), pair_rows_of<Stream>(logical_and),
-     pair_rows_of<Stream>(logical_or), pair_rows_of<Stream>(logical_xor),
-     pair_rows_of<Stream>(copy_sign)},
-    {mask_rows_of<Stream>(and_of_bits), mask_rows_of<Stream>(or_of_bits),
-     mask_rows_of<Stream>(xor_of_bits)},
+     number_row_of<Stream>(sign_of)},
+    {pair_rows_of<Stream>(maximum), pair_rows_of<Stream>(minimum), pair_rows_of<Stream>(copy_sign)},
     {choose<Stream, 1, 0>, choose<Stream, 1, 1>, choose<Stream, 1, 2>, choose<Stream, 1, 3>,
      choose<Stream, 1, 4>, choose<Stream, 1, 5>, choose<Stream, 1, 6>, choose<Stream, 1, 7>},
     {choose<Stream, 2, 0>, choose<Stream, 2, 1>, choose<Stream, 2, 2>, choose<Stream, 2, 3>,
@@ -340,7 +260,6 @@ constexpr number_kernels number_kernels_with{
     count_true,
     places_of_true<Stream>,
     count_true_of_columns,
-    are_truths,
     are_equal,
     bounds_of,
     place_of,

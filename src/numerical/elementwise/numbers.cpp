@@ -78,8 +78,8 @@ const choice_row* choices_in_force()
 
 // Writes `count` elements row by row.
 template <class T>
-void choose_rows(std::vector<choice_axis>& axes, const double* mask, const T* a, const T* b, T* out,
-                 std::size_t count)
+void choose_rows(std::vector<choice_axis>& axes, const std::uint8_t* mask, const T* a, const T* b,
+                 T* out, std::size_t count)
 {
     const choice_axis& row = axes.front();
     const std::size_t moving = 4 * row.steps[0] + 2 * row.steps[1] + row.steps[2];
@@ -126,37 +126,11 @@ tensor<double> pair_by(pair_function function, const tensor<double>& a, const te
         });
 }
 
-std::optional<tensor<double>> masks_by(pair_function function, const tensor<double>& a,
-                                       const tensor<double>& b)
-{
-    const int first = static_cast<int>(pair_function::logical_and);
-    const auto& rows = detail::numbers_in_force().of_masks[static_cast<int>(function) - first];
-    bool are_masks = true;
-    tensor<double> out = detail::broadcast_rows<double>(
-        a, b, [&](row_form form, const double* x, const double* y, double* to, std::size_t n) {
-            const auto row = rows.by_form[static_cast<int>(form)];
-            const std::size_t lead = detail::before_boundary(to, n);
-            const std::size_t left = form == row_form::right ? 0 : lead;
-            const std::size_t right = form == row_form::left ? 0 : lead;
-            are_masks &= row(x, y, to, lead);
-            are_masks &= row(x + left, y + right, to + lead, n - lead);
-        });
-    // A result without elements has looked at none of an operand's.
-    if (!are_masks || (out.data.empty() && !(are_truths(a) && are_truths(b))))
-        return std::nullopt;
-    return out;
-}
-
 tensor<double> clipped(const tensor<double>& a, double low, double high)
 {
     std::vector<double> data = detail::uninitialized<double>(a.data.size());
     detail::numbers_in_force().clip(a.data.data(), low, high, data.data(), data.size());
     return tensor<double>(a.shape, std::move(data));
-}
-
-bool are_truths(const tensor<double>& a)
-{
-    return detail::numbers_in_force().are_truths(a.data.data(), a.data.size());
 }
 
 std::size_t count_of_true(const tensor<double>& a)
@@ -181,21 +155,8 @@ bool are_equal(const tensor<complex>& a, const tensor<complex>& b)
     return a.shape == b.shape && a.data == b.data;
 }
 
-tensor<double> truth_of(const tensor<double>& a)
-{
-    return number_by(number_function::truth, a);
-}
-
-tensor<double> truth_of(const tensor<complex>& a)
-{
-    std::vector<double> data = detail::uninitialized<double>(a.data.size());
-    std::transform(a.data.begin(), a.data.end(), data.begin(),
-                   [](const complex& z) { return z != 0.0 ? 1.0 : 0.0; });
-    return tensor<double>(a.shape, std::move(data));
-}
-
 template <class T>
-tensor<T> chosen(const tensor<double>& mask, const tensor<T>& a, const tensor<T>& b)
+tensor<T> chosen(const truths& mask, const tensor<T>& a, const tensor<T>& b)
 {
     shape_list shape = mask.shape;
     if (a.shape != shape)
@@ -230,9 +191,8 @@ tensor<T> differences(const tensor<T>& a, std::size_t axis)
     return tensor<T>(std::move(shape), std::move(data));
 }
 
-template tensor<double> chosen(const tensor<double>&, const tensor<double>&, const tensor<double>&);
-template tensor<complex> chosen(const tensor<double>&, const tensor<complex>&,
-                                const tensor<complex>&);
+template tensor<double> chosen(const truths&, const tensor<double>&, const tensor<double>&);
+template tensor<complex> chosen(const truths&, const tensor<complex>&, const tensor<complex>&);
 template tensor<double> differences(const tensor<double>&, std::size_t);
 template tensor<complex> differences(const tensor<complex>&, std::size_t);
 

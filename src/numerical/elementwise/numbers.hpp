@@ -1,13 +1,12 @@
 #pragma once
 
-// Functions of real numbers that ask, round and choose (number_kernels.hpp), with broadcasting.
+// Functions of real numbers that round, choose and search (number_kernels.hpp), with broadcasting.
 // Serial at every size: memory, not arithmetic, sets their speed.
 
 #include "numerical/elementwise/number_kernels.hpp"
 #include "numerical/tensor.hpp"
 
 #include <complex>
-#include <optional>
 
 namespace numerical {
 
@@ -15,30 +14,20 @@ tensor<double> number_by(number_function function, const tensor<double>& a);
 
 tensor<double> pair_by(pair_function function, const tensor<double>& a, const tensor<double>& b);
 
-// logical_and, logical_or or logical_xor of masks; nothing if an operand holds another number than
-// 0 and 1.
-std::optional<tensor<double>> masks_by(pair_function function, const tensor<double>& a,
-                                       const tensor<double>& b);
-
 // min(max(x, low), high); NaN stays.
 tensor<double> clipped(const tensor<double>& a, double low, double high);
 
-// Whether all elements are 0 or 1, and how many aren't zero.
-bool are_truths(const tensor<double>& a);
+// How many elements aren't zero.
 std::size_t count_of_true(const tensor<double>& a);
 
 // Whether the shapes and all elements are equal; NaN equals nothing.
 bool are_equal(const tensor<double>& a, const tensor<double>& b);
 bool are_equal(const tensor<std::complex<double>>& a, const tensor<std::complex<double>>& b);
 
-// Ones where an element isn't zero; NaN isn't.
-tensor<double> truth_of(const tensor<double>& a);
-tensor<double> truth_of(const tensor<std::complex<double>>& a);
-
 // The elements of `a` where the mask is true, of `b` elsewhere; all three broadcast,
 // dimension_error "operands could not be broadcast together with shapes (2, 3) (4,)".
 template <class T>
-tensor<T> chosen(const tensor<double>& mask, const tensor<T>& a, const tensor<T>& b);
+tensor<T> chosen(const truths& mask, const tensor<T>& a, const tensor<T>& b);
 
 // The differences of neighbours along an axis, one fewer than there are elements. dimension_error
 // "axis 3 is out of bounds for a tensor of rank 3".

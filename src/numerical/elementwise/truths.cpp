@@ -2,10 +2,12 @@
 
 #include "numerical/checks.hpp"
 #include "numerical/elementwise/number_kernels.hpp"
+#include "numerical/elementwise/truth_kernels.hpp"
 #include "numerical/storage.hpp"
 
 #include <algorithm>
 #include <complex>
+#include <type_traits>
 
 namespace numerical::detail {
 namespace {
@@ -17,14 +19,27 @@ std::size_t count_true(const double* x, std::size_t n)
     return numbers_in_force().count_true(x, n);
 }
 
-// counts[k] += the true numbers of column k.
-void count_columns(const row_block& block, double* counts)
+std::size_t count_true(const std::uint8_t* x, std::size_t n)
 {
-    numbers_in_force().count_true_of_columns(block, counts);
+    return truths_in_force().count_true(x, n);
+}
+
+// counts[k] += the true elements of column k, of `rows` rows of as many columns.
+void count_columns(const double* first, std::size_t rows, std::vector<double>& counts)
+{
+    const std::size_t width = counts.size();
+    numbers_in_force().count_true_of_columns({first, rows, width, width}, counts.data());
+}
+
+void count_columns(const std::uint8_t* first, std::size_t rows, std::vector<double>& counts)
+{
+    const std::size_t width = counts.size();
+    truths_in_force().count_true_of_columns({first, rows, width, width}, counts.data());
 }
 
 // Blocks grow, as an answer is mostly near: within the first few of random truths.
-bool answer_of_run(truth_question question, const double* run, std::size_t n)
+template <class T>
+bool answer_of_run(truth_question question, const T* run, std::size_t n)
 {
     constexpr std::size_t longest = 2048;
     std::size_t block = 16;
@@ -46,46 +61,42 @@ bool decided(truth_question question, const std::vector<double>& counts, std::si
 }
 
 // Rows are added until every column has its answer.
-void answer_columns(truth_question question, const double* first, const walk_shape& walk,
-                    std::vector<double>& counts, double* to)
+template <class T>
+void answer_columns(truth_question question, const T* first, const walk_shape& walk,
+                    std::vector<double>& counts, std::uint8_t* to)
 {
     std::fill(counts.begin(), counts.end(), 0.0);
     std::size_t rows = 0;
     std::size_t block = 16;
     for (bool done = false; rows < walk.extent && !done; block *= 2) {
         const std::size_t taken = std::min(block, walk.extent - rows);
-        count_columns({first + rows * walk.inner, taken, walk.inner, walk.inner}, counts.data());
+        count_columns(first + rows * walk.inner, taken, counts);
         rows += taken;
         done = decided(question, counts, rows);
     }
     const double wanted = question == truth_question::any ? 0.0 : static_cast<double>(rows);
     std::transform(counts.begin(), counts.end(), to, [&](double count) {
-        return (count == wanted) == (question == truth_question::all) ? 1.0 : 0.0;
+        return std::uint8_t{(count == wanted) == (question == truth_question::all)};
     });
 }
 
-std::vector<double> truths_of(const complex* z, std::size_t n)
+std::vector<std::uint8_t> truths_of(const complex* z, const walk_shape& walk)
 {
-    std::vector<double> truths = uninitialized<double>(n);
-    std::transform(z, z + n, truths.begin(), [](const complex& x) { return x != 0.0 ? 1.0 : 0.0; });
+    const std::size_t count = walk.outer * walk.extent * walk.inner;
+    std::vector<std::uint8_t> truths = uninitialized<std::uint8_t>(count);
+    std::transform(z, z + count, truths.begin(),
+                   [](const complex& x) { return std::uint8_t{x != 0.0}; });
     return truths;
 }
 
-std::size_t size_of(const walk_shape& walk)
+template <class T>
+std::vector<std::uint8_t> answers(truth_question question, const T* data, const walk_shape& walk)
 {
-    return walk.outer * walk.extent * walk.inner;
-}
-
-} // namespace
-
-template <>
-std::vector<double> truths_along(truth_question question, const double* data,
-                                 const walk_shape& walk)
-{
-    std::vector<double> out = uninitialized<double>(checked_mul(walk.outer, walk.inner));
+    std::vector<std::uint8_t> out =
+        uninitialized<std::uint8_t>(checked_mul(walk.outer, walk.inner));
     if (walk.inner == 1) {
         for (std::size_t o = 0; o < walk.outer; ++o)
-            out[o] = answer_of_run(question, data + o * walk.extent, walk.extent) ? 1.0 : 0.0;
+            out[o] = answer_of_run(question, data + o * walk.extent, walk.extent) ? 1 : 0;
         return out;
     }
     std::vector<double> counts(walk.inner);
@@ -95,15 +106,8 @@ std::vector<double> truths_along(truth_question question, const double* data,
     return out;
 }
 
-template <>
-std::vector<double> truths_along(truth_question question, const complex* data,
-                                 const walk_shape& walk)
-{
-    return truths_along(question, truths_of(data, size_of(walk)).data(), walk);
-}
-
-template <>
-std::vector<std::ptrdiff_t> true_counts(const double* data, const walk_shape& walk)
+template <class T>
+std::vector<std::ptrdiff_t> counts_along(const T* data, const walk_shape& walk)
 {
     std::vector<std::ptrdiff_t> out =
         uninitialized<std::ptrdiff_t>(checked_mul(walk.outer, walk.inner));
@@ -115,18 +119,54 @@ std::vector<std::ptrdiff_t> true_counts(const double* data, const walk_shape& wa
     std::vector<double> counts(walk.inner);
     for (std::size_t o = 0; o < walk.outer && walk.inner != 0; ++o) {
         std::fill(counts.begin(), counts.end(), 0.0);
-        count_columns({data + o * walk.extent * walk.inner, walk.extent, walk.inner, walk.inner},
-                      counts.data());
+        count_columns(data + o * walk.extent * walk.inner, walk.extent, counts);
         std::transform(counts.begin(), counts.end(), out.data() + o * walk.inner,
                        [](double count) { return static_cast<std::ptrdiff_t>(count); });
     }
     return out;
 }
 
-template <>
-std::vector<std::ptrdiff_t> true_counts(const complex* data, const walk_shape& walk)
+} // namespace
+
+template <class T>
+std::vector<std::uint8_t> truths_along(truth_question question, const T* data,
+                                       const walk_shape& walk)
 {
-    return true_counts(truths_of(data, size_of(walk)).data(), walk);
+    if constexpr (std::is_same_v<T, complex>)
+        return answers(question, truths_of(data, walk).data(), walk);
+    else
+        return answers(question, data, walk);
 }
+
+template <class T>
+std::vector<std::ptrdiff_t> true_counts(const T* data, const walk_shape& walk)
+{
+    if constexpr (std::is_same_v<T, complex>)
+        return counts_along(truths_of(data, walk).data(), walk);
+    else
+        return counts_along(data, walk);
+}
+
+std::vector<double> sums(const std::uint8_t* data, const walk_shape& walk)
+{
+    const std::vector<std::ptrdiff_t> counts = counts_along(data, walk);
+    return {counts.begin(), counts.end()};
+}
+
+std::vector<double> means(const std::uint8_t* data, const walk_shape& walk)
+{
+    std::vector<double> out = sums(data, walk);
+    for (double& x : out)
+        x /= static_cast<double>(walk.extent);
+    return out;
+}
+
+template std::vector<std::uint8_t> truths_along(truth_question, const double*, const walk_shape&);
+template std::vector<std::uint8_t> truths_along(truth_question, const complex*, const walk_shape&);
+template std::vector<std::uint8_t> truths_along(truth_question, const std::uint8_t*,
+                                                const walk_shape&);
+template std::vector<std::ptrdiff_t> true_counts(const double*, const walk_shape&);
+template std::vector<std::ptrdiff_t> true_counts(const complex*, const walk_shape&);
+template std::vector<std::ptrdiff_t> true_counts(const std::uint8_t*, const walk_shape&);
 
 } // namespace numerical::detail

@@ -52,9 +52,9 @@ tensor<T> gather_along(const tensor<T>& a, std::size_t axis, const positions& pl
 template <class T>
 tensor<T> gather_each_along(const tensor<T>& a, std::size_t axis, const positions& places);
 
-// The elements where the mask, of the same shape, isn't zero, in row-major order; `count` of them.
+// The elements where the mask, of the same shape, is true, in row-major order; `count` of them.
 template <class T>
-tensor<T> gather_masked(const tensor<T>& a, const tensor<double>& mask, std::size_t count);
+tensor<T> gather_masked(const tensor<T>& a, const truths& mask, std::size_t count);
 
 enum class update_operation { set, add, multiply, minimum, maximum };
 

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <complex>
+#include <cstdint>
 #include <limits>
 #include <vector>
 
@@ -48,11 +49,11 @@ TEST(comparison, every_pair_by_broadcasting_is_that_of_the_language)
     const tensor<double> column({5, 1}, numbers);
     const tensor<double> row({5}, numbers);
     for (const comparison by : all) {
-        const tensor<double> mask = compare(by, column, row);
+        const numerical::truths mask = compare(by, column, row);
         ASSERT_EQ(mask.shape, (std::vector<std::size_t>{5, 5}));
         for (std::size_t i = 0; i < 5; ++i)
             for (std::size_t j = 0; j < 5; ++j)
-                EXPECT_EQ(mask.data[i * 5 + j], holds(by, numbers[i], numbers[j]) ? 1.0 : 0.0);
+                EXPECT_EQ(mask.data[i * 5 + j], holds(by, numbers[i], numbers[j]));
     }
 }
 
@@ -62,8 +63,8 @@ TEST(comparison, one_number_stands_on_either_side)
     const tensor<double> zero({}, {0.0});
     for (const comparison by : all)
         for (std::size_t i = 0; i < 5; ++i) {
-            EXPECT_EQ(compare(by, row, zero).data[i], holds(by, numbers[i], 0.0) ? 1.0 : 0.0);
-            EXPECT_EQ(compare(by, zero, row).data[i], holds(by, 0.0, numbers[i]) ? 1.0 : 0.0);
+            EXPECT_EQ(compare(by, row, zero).data[i], holds(by, numbers[i], 0.0));
+            EXPECT_EQ(compare(by, zero, row).data[i], holds(by, 0.0, numbers[i]));
         }
 }
 
@@ -71,8 +72,8 @@ TEST(comparison, complex_numbers_are_equal_in_both_parts_or_not_equal)
 {
     const tensor<complex> a({4}, {{1, 2}, {1, 3}, {0, 2}, {nan, 0}});
     const tensor<complex> b({}, {{1, 2}});
-    EXPECT_EQ(compare(comparison::equal, a, b).data, (std::vector<double>{1, 0, 0, 0}));
-    EXPECT_EQ(compare(comparison::not_equal, a, b).data, (std::vector<double>{0, 1, 1, 1}));
+    EXPECT_EQ(compare(comparison::equal, a, b).data, (std::vector<std::uint8_t>{1, 0, 0, 0}));
+    EXPECT_EQ(compare(comparison::not_equal, a, b).data, (std::vector<std::uint8_t>{0, 1, 1, 1}));
 }
 
 TEST(comparison, shapes_that_do_not_broadcast_are_refused)
