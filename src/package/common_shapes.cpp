@@ -2,6 +2,7 @@
 #include "package/common_forms.hpp"
 #include "package/common_operands.hpp"
 #include "package/creation.hpp"
+#include "package/unlocked.hpp"
 
 #include <algorithm>
 #include <optional>
@@ -88,7 +89,7 @@ PyObject* filled(arguments given, double value)
     const std::optional<std::size_t> count = known_product(shape, most_elements);
     if (!count)
         return nullptr;
-    return wrap(filled_with(value, std::move(shape)));
+    return wrap(unlocked(*count, [&] { return filled_with(value, std::move(shape)); }));
 }
 
 } // namespace
@@ -172,7 +173,8 @@ PyObject* eye(arguments given)
     Py_ssize_t n = 0;
     if (given.size() != 1 || !int_in(given[0], n) || n < 0 || n > most_order)
         return nullptr;
-    return wrap(numerical::eye<double>(static_cast<std::size_t>(n)));
+    const auto order = static_cast<std::size_t>(n);
+    return wrap(unlocked(order * order, [&] { return numerical::eye<double>(order); }));
 }
 
 } // namespace numerical::package::common_forms

@@ -5,6 +5,7 @@
 #include "numerical/elementwise/reductions.hpp"
 #include "numerical/storage.hpp"
 #include "package/parameters.hpp"
+#include "package/unlocked.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -28,7 +29,7 @@ std::size_t place_in_row(std::size_t row, std::ptrdiff_t k, std::size_t behind, 
 enum class ones_at { diagonal, lower };
 
 template <class T>
-PyObject* ones_of(const shape_list& shape, std::ptrdiff_t k, ones_at what)
+tensor<T> ones_of(const shape_list& shape, std::ptrdiff_t k, ones_at what)
 {
     const std::size_t cols = shape[1];
     std::vector<T> data = detail::zeros<T>(detail::element_count(shape));
@@ -38,7 +39,7 @@ PyObject* ones_of(const shape_list& shape, std::ptrdiff_t k, ones_at what)
             const std::size_t last = place_in_row(row, k, 1, cols);
             std::fill(data.data() + row * cols + first, data.data() + row * cols + last, T(1));
         }
-    return wrap(tensor<T>(shape, std::move(data)));
+    return tensor<T>(shape, std::move(data));
 }
 
 PyObject* ones_call(const binding::signature<4>& signature, const binding::call_arguments& call,
@@ -49,16 +50,15 @@ PyObject* ones_call(const binding::signature<4>& signature, const binding::call_
     const shape_list cols = shape_parameter(m, "m");
     const shape_list shape{rows.front(), cols.front()};
     const std::ptrdiff_t diagonal = integer_parameter(k, "k");
-    return flag_parameter(is_complex) ? ones_of<complex>(shape, diagonal, what)
-                                      : ones_of<double>(shape, diagonal, what);
+    const std::size_t count = detail::element_count(shape);
+    if (flag_parameter(is_complex))
+        return wrap(unlocked(count, [&] { return ones_of<complex>(shape, diagonal, what); }));
+    return wrap(unlocked(count, [&] { return ones_of<double>(shape, diagonal, what); }));
 }
 
 template <class T>
-PyObject* with_diagonal(const tensor<T>& v, std::ptrdiff_t k)
+tensor<T> with_diagonal(const tensor<T>& v, std::ptrdiff_t k)
 {
-    constexpr std::ptrdiff_t most = std::ptrdiff_t{1} << 30; // n·n stays below 2^62
-    if (k <= -most || k >= most)
-        binding::fail(PyExc_ValueError, "diag: a tensor has fewer than 2**60 elements");
     const auto away = static_cast<std::size_t>(std::abs(k));
     const std::size_t n = v.data.size() + away;
     std::vector<T> data = detail::zeros<T>(detail::checked_mul(n, n));
@@ -67,7 +67,17 @@ PyObject* with_diagonal(const tensor<T>& v, std::ptrdiff_t k)
         *to = x;
         to += n + 1;
     }
-    return wrap(tensor<T>({n, n}, std::move(data)));
+    return tensor<T>({n, n}, std::move(data));
+}
+
+template <class T>
+PyObject* diagonal_matrix(const tensor<T>& v, std::ptrdiff_t k)
+{
+    constexpr std::ptrdiff_t most = std::ptrdiff_t{1} << 30; // n·n stays below 2^62
+    if (k <= -most || k >= most)
+        binding::fail(PyExc_ValueError, "diag: a tensor has fewer than 2**60 elements");
+    const std::size_t n = v.data.size() + static_cast<std::size_t>(std::abs(k));
+    return wrap(unlocked(detail::checked_mul(n, n), [&] { return with_diagonal(v, k); }));
 }
 
 // Which diagonal is meant; of those beyond every matrix one.
@@ -157,7 +167,7 @@ PyObject* diag(const binding::call_arguments& call)
         binding::fail(PyExc_ValueError, "diag takes a vector or a matrix, not a tensor of rank " +
                                             std::to_string(v.rank()));
     return by_type(v, [&](const auto& x) {
-        return v.rank() == 1 ? with_diagonal(x, k) : wrap(diagonal_of(x, k));
+        return v.rank() == 1 ? diagonal_matrix(x, k) : wrap(diagonal_of(x, k));
     });
 }
 
@@ -178,7 +188,10 @@ PyObject* filled(const binding::call_arguments& call)
 {
     static constexpr binding::signature<2> signature{"filled", {"shape", "value"}};
     const auto [extents, value] = signature.bind(call);
-    return wrap(filled_with(real_parameter(value, "value", 0.0), shape_parameter(extents)));
+    const double number = real_parameter(value, "value", 0.0);
+    shape_list shape = shape_parameter(extents);
+    return wrap(
+        unlocked(tensor_size(shape), [&] { return filled_with(number, std::move(shape)); }));
 }
 
 } // namespace numerical::package

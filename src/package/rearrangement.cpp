@@ -1,12 +1,14 @@
 #include "package/rearrangement.hpp"
 
 #include "binding/caster.hpp"
+#include "numerical/checks.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/streamed_copy.hpp"
 #include "numerical/strided/selection.hpp"
 #include "package/index_keys.hpp"
 #include "package/parameters.hpp"
 #include "package/positions.hpp"
+#include "package/unlocked.hpp"
 
 #include <algorithm>
 #include <functional>
@@ -82,11 +84,13 @@ tensor<T> tiles_of(const tensor<T>& a, const shape_list& given_counts)
     shape_list extents;
     for (std::size_t axis = 0; axis < rank; ++axis)
         extents.push_back(multiplied(shape[axis], counts[axis]));
-    std::vector<T> data = detail::uninitialized<T>(tensor_size(extents));
-    const T* from = a.data.data();
-    if (!data.empty())
-        tile_axis(from, shape, counts, 0, data.data());
-    return tensor<T>(std::move(extents), std::move(data));
+    return unlocked(tensor_size(extents), [&] {
+        std::vector<T> data = detail::uninitialized<T>(detail::element_count(extents));
+        const T* from = a.data.data();
+        if (!data.empty())
+            tile_axis(from, shape, counts, 0, data.data());
+        return tensor<T>(std::move(extents), std::move(data));
+    });
 }
 
 template <class T>
@@ -95,18 +99,20 @@ tensor<T> repetitions_of(const tensor<T>& a, std::size_t axis, std::size_t count
     shape_list shape = a.shape;
     shape[axis] = multiplied(shape[axis], count);
     const std::size_t inner = a.strides[axis];
-    std::vector<T> data = detail::uninitialized<T>(tensor_size(shape));
-    const T* from = a.data.data();
-    for (T* to = data.data(); to != data.data() + data.size(); from += inner) {
-        if (inner == 1) {
-            to = std::fill_n(to, count, *from);
-            continue;
+    return unlocked(tensor_size(shape), [&] {
+        std::vector<T> data = detail::uninitialized<T>(detail::element_count(shape));
+        const T* from = a.data.data();
+        for (T* to = data.data(); to != data.data() + data.size(); from += inner) {
+            if (inner == 1) {
+                to = std::fill_n(to, count, *from);
+                continue;
+            }
+            std::copy_n(from, inner, to);
+            copy_on(to, inner, count);
+            to += inner * count;
         }
-        std::copy_n(from, inner, to);
-        copy_on(to, inner, count);
-        to += inner * count;
-    }
-    return tensor<T>(std::move(shape), std::move(data));
+        return tensor<T>(std::move(shape), std::move(data));
+    });
 }
 
 // Stretches of elements, of each the last `tail` first.
@@ -162,7 +168,9 @@ PyObject* rolled(const binding::call_arguments& call)
     if (shift < 0 || shift > static_cast<std::ptrdiff_t>(extent))
         fail(PyExc_ValueError, "rolled: the shift is within the axis");
     return by_type(a, [&](const auto& x) {
-        return wrap(rolled_stretches(x, extent * inner, static_cast<std::size_t>(shift) * inner));
+        return wrap(unlocked(x.data.size(), [&] {
+            return rolled_stretches(x, extent * inner, static_cast<std::size_t>(shift) * inner);
+        }));
     });
 }
 
@@ -181,7 +189,10 @@ PyObject* taken_along(const binding::call_arguments& call)
     if (places->shape != expected)
         fail(PyExc_ValueError, "taken_along takes places of the tensor's shape but for the axis");
     check_places(*places, axis, a.shape()[axis]);
-    return by_type(a, [&](const auto& x) { return wrap(gather_each_along(x, axis, *places)); });
+    return by_type(a, [&](const auto& x) {
+        return wrap(
+            unlocked(places->data.size(), [&] { return gather_each_along(x, axis, *places); }));
+    });
 }
 
 } // namespace numerical::package

@@ -9,6 +9,7 @@
 #include "numerical/strided/strided_copy.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "package/parameters.hpp"
+#include "package/unlocked.hpp"
 
 #include <algorithm>
 #include <functional>
@@ -82,10 +83,13 @@ shape_list matrix_order(std::size_t rank)
     return order;
 }
 
+// f(a), computed without the lock of a large tensor, as a new Tensor.
 template <class F>
 PyObject* visit_self(PyObject* self, const F& f)
 {
-    return std::visit([&](const auto& a) { return wrap(f(a)); }, value_of(self));
+    return std::visit(
+        [&](const auto& a) { return wrap(unlocked(a.data.size(), [&] { return f(a); })); },
+        value_of(self));
 }
 
 // --- joins ---------------------------------------------------------------------------------------
@@ -137,13 +141,12 @@ std::size_t product(shape_list::const_iterator first, shape_list::const_iterator
     return std::accumulate(first, last, std::size_t{1}, std::multiplies<>());
 }
 
-// Joins blocks: `outer` segments of consecutive elements of each tensor, taken in turns.
+// Joins blocks: `outer` segments of consecutive elements of each tensor, taken in turns; `count`
+// elements in all.
 template <class T>
-std::vector<T> interleaved(const std::vector<const tensor<T>*>& parts, std::size_t outer)
+std::vector<T> segments_in_turns(const std::vector<const tensor<T>*>& parts, std::size_t outer,
+                                 std::size_t count)
 {
-    std::size_t count = 0;
-    for (const tensor<T>* part : parts)
-        count += part->data.size();
     std::vector<T> joined = detail::uninitialized<T>(count);
     T* to = joined.data();
     const bool columns = std::all_of(parts.begin(), parts.end(), [outer](const tensor<T>* part) {
@@ -171,6 +174,15 @@ std::vector<T> interleaved(const std::vector<const tensor<T>*>& parts, std::size
             to = writer.copy(part->data.data() + o * stretch, stretch, to);
         }
     return joined;
+}
+
+template <class T>
+std::vector<T> interleaved(const std::vector<const tensor<T>*>& parts, std::size_t outer)
+{
+    std::size_t count = 0;
+    for (const tensor<T>* part : parts)
+        count += part->data.size();
+    return unlocked(count, [&] { return segments_in_turns(parts, outer, count); });
 }
 
 void check_joinable(const shape_list& first, const shape_list& other, std::size_t axis)
@@ -259,8 +271,10 @@ PyObject* triangle_call(const binding::signature<2>& signature, const binding::c
         fail(PyExc_ValueError,
              "matrices are wanted, not a tensor of rank " + std::to_string(a.rank()));
     constexpr std::ptrdiff_t far = std::ptrdiff_t{1} << 61; // beyond every diagonal
-    return by_type(
-        a, [&](const auto& x) { return wrap(triangle_of(x, std::clamp(k, -far, far), side)); });
+    return by_type(a, [&](const auto& x) {
+        return wrap(unlocked(x.data.size(),
+                             [&] { return triangle_of(x, std::clamp(k, -far, far), side); }));
+    });
 }
 
 // Whether the last element that the strides reach is among `size` elements.
@@ -296,12 +310,14 @@ PyObject* permute_dims(const binding::call_arguments& call)
         fail(PyExc_ValueError, std::to_string(a.rank()) + " axes are wanted for shape " +
                                    detail::shape_text(a.shape()) + ", not " +
                                    std::to_string(order.size()));
-    return by_type(a, [&](const auto& x) { return wrap(permuted(x, order)); });
+    return by_type(a, [&](const auto& x) {
+        return wrap(unlocked(x.data.size(), [&] { return permuted(x, order); }));
+    });
 }
 
 PyObject* transposed(PyObject* self)
 {
-    const std::size_t rank = boundary::shape_of(value_of(self)).size();
+    const std::size_t rank = boundary::shape_of(self).size();
     if (rank < 2) { // the same tensor, which never changes
         Py_INCREF(self);
         return self;
@@ -313,14 +329,15 @@ PyObject* transposed(PyObject* self)
 
 PyObject* matrix_transposed(PyObject* self)
 {
-    return visit_self(self,
-                      [](const auto& a) { return permuted(a, matrix_order(a.shape.size())); });
+    const shape_list order = matrix_order(boundary::shape_of(self).size());
+    return visit_self(self, [&](const auto& a) { return permuted(a, order); });
 }
 
 PyObject* hermitian_transposed(PyObject* self)
 {
-    return visit_self(self, [](const auto& a) {
-        auto result = permuted(a, matrix_order(a.shape.size()));
+    const shape_list order = matrix_order(boundary::shape_of(self).size());
+    return visit_self(self, [&](const auto& a) {
+        auto result = permuted(a, order);
         for (auto& element : result.data)
             element = detail::conjugate(element);
         return result;
@@ -375,7 +392,9 @@ PyObject* with_strides(const binding::call_arguments& call)
     return by_type(a, [&](const auto& x) {
         if (strides.size() != shape.size() || !stays_inside(shape, strides, first, x.data.size()))
             fail(PyExc_IndexError, "with_strides: the strides leave the tensor");
-        return wrap(strided(x.data.data() + first, shape, strides));
+        const std::size_t count = product(shape.begin(), shape.end());
+        return wrap(
+            unlocked(count, [&] { return strided(x.data.data() + first, shape, strides); }));
     });
 }
 

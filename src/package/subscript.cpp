@@ -4,6 +4,7 @@
 
 #include "binding/class.hpp"
 #include "module/tensor_object.hpp"
+#include "numerical/checks.hpp"
 #include "numerical/elementwise/masks.hpp"
 #include "numerical/short_list.hpp"
 #include "numerical/storage.hpp"
@@ -119,6 +120,14 @@ tensor<T> selected(const tensor<T>& a, std::span<const axis_range> ranges)
     return tensor<T>(std::move(shape), std::move(elements));
 }
 
+std::size_t count_of(std::span<const axis_range> ranges)
+{
+    std::size_t count = 1;
+    for (const axis_range& range : ranges)
+        count *= static_cast<std::size_t>(range.count);
+    return count;
+}
+
 // A number where no axis is left.
 template <class T>
 PyObject* taken(const tensor<T>& a, std::span<const axis_range> ranges)
@@ -128,7 +137,7 @@ PyObject* taken(const tensor<T>& a, std::span<const axis_range> ranges)
     if (!any_kept)
         return number(take_first(a, ranges));
     if (!is_stretch(a, ranges))
-        return wrap(take(a, ranges));
+        return wrap(unlocked(count_of(ranges), [&] { return take(a, ranges); }));
     shape_list shape;
     element_store<T> elements = stretch_in_ranges(a, ranges, shape);
     return wrap_new(std::move(shape), std::move(elements));
@@ -152,7 +161,8 @@ PyObject* by_keys(const tensor<T>& a, PyObject* key)
     const index_keys keys = read_keys(key, a.shape);
     if (keys.arrays.empty())
         return ranges_of(a, keys);
-    return wrap(gather(a, select(keys, a.shape, a.strides)));
+    const selection from = select(keys, a.shape, a.strides);
+    return wrap(unlocked(detail::element_count(from.shape), [&] { return gather(a, from); }));
 }
 
 // A Python int; false for any other key, and for an int beyond any axis, for which the general code
@@ -208,7 +218,7 @@ PyObject* slice_of_vector(const tensor<T>& a, PyObject* slice)
     const axis_range range = range_of(slice, a.data.size());
     const auto count = static_cast<std::size_t>(range.count);
     if (range.step != 1)
-        return wrap(take(a, std::span(&range, 1)));
+        return wrap(unlocked(count, [&] { return take(a, std::span(&range, 1)); }));
     return wrap_new(shape_list{count}, stretch_of(a, static_cast<std::size_t>(range.start), count));
 }
 
@@ -268,13 +278,12 @@ std::optional<std::vector<positions>> read_points(PyObject* key, std::size_t ran
     return points;
 }
 
-// The elements at such places.
+// The elements at such places, each of which is within its axis.
 template <class T>
 tensor<T> points_of(const tensor<T>& a, std::vector<positions>&& points)
 {
     std::vector<std::ptrdiff_t> offsets(points[0].data.size());
     for (std::size_t axis = 0; axis < points.size(); ++axis) {
-        check_places(points[axis], axis, a.shape[axis]);
         const auto extent = static_cast<std::ptrdiff_t>(a.shape[axis]);
         const auto stride = static_cast<std::ptrdiff_t>(a.strides[axis]);
         const std::ptrdiff_t* places = points[axis].data.data();
@@ -288,12 +297,22 @@ tensor<T> points_of(const tensor<T>& a, std::vector<positions>&& points)
     return tensor<T>(std::move(points[0].shape), std::move(data));
 }
 
+template <class T>
+PyObject* at_points(const tensor<T>& a, std::vector<positions>&& points)
+{
+    for (std::size_t axis = 0; axis < points.size(); ++axis)
+        check_places(points[axis], axis, a.shape[axis]);
+    return wrap(unlocked(points[0].data.size(), [&] { return points_of(a, std::move(points)); }));
+}
+
 // The elements at places of an axis.
 template <class T>
 PyObject* at_places(const tensor<T>& a, std::size_t axis, const positions& places)
 {
     const counted from = check_places(places, axis, a.shape[axis]);
-    return wrap(gather_along(a, axis, places, from));
+    const std::size_t count =
+        a.shape[axis] == 0 ? 0 : a.data.size() / a.shape[axis] * places.data.size();
+    return wrap(unlocked(count, [&] { return gather_along(a, axis, places, from); }));
 }
 
 // All of it, with an axis of extent 1 before the others.
@@ -333,7 +352,7 @@ PyObject* item_of(const tensor<T>& a, PyObject* key)
     if (const std::optional<positions> places = int64_array(key); places && !a.shape.empty())
         return at_places(a, 0, *places);
     if (std::optional<std::vector<positions>> points = read_points(key, a.shape.size()))
-        return wrap(points_of(a, std::move(*points)));
+        return at_points(a, std::move(*points));
     return by_keys(a, key);
 }
 
@@ -391,7 +410,8 @@ PyObject* updated_copy(const binding::call_arguments& call)
         fail(PyExc_ValueError, "min and max are for float64: complex128 has no order");
     return by_type(target, values, [&](const auto& a, const auto& b) {
         const index_keys keys = read_keys(key, a.shape);
-        return wrap(updated(a, any_selection(keys, a.shape, a.strides), *operation, b));
+        const selection at = any_selection(keys, a.shape, a.strides);
+        return wrap(unlocked(a.data.size(), [&] { return updated(a, at, *operation, b); }));
     });
 }
 

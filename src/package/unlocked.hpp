@@ -14,7 +14,8 @@ namespace numerical::package {
 
 constexpr std::size_t unlocked_from = std::size_t{1} << 14; // elements
 
-// compute(), which touches no Python object, without the lock if there are enough elements.
+// compute(), which touches no Python object and raises no Python error, without the lock if there
+// are enough elements.
 template <class F>
 auto unlocked(std::size_t elements, const F& compute)
 {

@@ -64,6 +64,20 @@ def calls(n):
     yield "invert", functools.partial(operator.invert, mask)
     yield "where", functools.partial(nm.where, mask, v, 0.0)
     yield "clip", functools.partial(nm.clip, v, -0.5, 0.5)
+    half, matrix, places = v[: n // 2], nm.reshape(v, (1, n)), nm.argsort(v)
+    for name, call in {
+        "concatenate": lambda: nm.concatenate([v[:1], v[1:]]), "stack": lambda: nm.stack([half, half]),
+        "column_stack": lambda: nm.column_stack([half, half]), "tile": lambda: nm.tile(half, 2),
+        "repeat": lambda: nm.repeat(half, 2), "roll": lambda: nm.roll(v, 3), "tril": lambda: nm.tril(matrix),
+        "transpose": lambda: matrix.T, "mT": lambda: matrix.mT, "mH": lambda: matrix.mH,
+        "permute_dims": lambda: nm.permute_dims(matrix, (1, 0)), "ones": lambda: nm.ones(n),
+        "full": lambda: nm.full((n,), 2.5), "tri": lambda: nm.tri(1, n), "eye": lambda: nm.eye(1, n), "a square eye": lambda: nm.eye(int(n**0.5)),
+        "broadcast_to": lambda: nm.broadcast_to(nm.ones((1, 1)), (1, n)), "a step": lambda: v[::-1],
+        "a list": lambda: v[places], "a mask": lambda: v[mask], "a mask of rows": lambda: matrix.T[mask],
+        "take_along_axis": lambda: nm.take_along_axis(v, places, 0), "points": lambda: matrix[places * 0, places],
+        "at": lambda: v.at[0].set(1.0), "diag": lambda: nm.diag(nm.ones(int(n**0.5))),
+    }.items():  # fmt: skip
+        yield name, call
     yield "searchsorted", functools.partial(nm.searchsorted, nm.arange(float(n)), v)
 
 
