@@ -5,6 +5,6 @@
 
 namespace numerical::detail {
 
-constexpr truth_kernels avx2_truths = truth_kernels_with<avx2_truth_lanes>;
+constexpr truth_kernels avx2_unfused_truths = truth_kernels_with<avx2_truth_lanes>;
 
 } // namespace numerical::detail

@@ -12,7 +12,7 @@ namespace detail {
 
 const truth_kernels& truths_in_force()
 {
-    return avx2_in_force() ? avx2_truths : portable_truths;
+    return avx2_in_force() ? avx2_unfused_truths : portable_truths;
 }
 
 } // namespace detail

@@ -195,44 +195,63 @@ void count_true_of_columns(const row_block& block, double* __restrict counts)
     }
 }
 
-// By blocks without a branch, and then number by number in the block that holds it.
+// Sixteen numbers at a time, whose answers are bits: the first of them that is set is the place.
+template <class Stream>
 std::size_t place_of(const double* x, std::size_t n, double value)
 {
-    constexpr std::size_t stretch = 64;
     const bool nan = value != value;
+    const auto found_in_four = [nan, value](const double* at) {
+        return nan ? Stream::nan_of_four(at) : Stream::equal_of_four(at, value);
+    };
     std::size_t from = 0;
-    for (; from + stretch <= n; from += stretch) {
-        std::uint64_t found = 0;
-        for (std::size_t j = from; j < from + stretch; ++j)
-            found |= ((x[j] == value) | ((x[j] != x[j]) & nan)) ? ~std::uint64_t{0} : 0;
+    for (; from + 16 <= n; from += 16) {
+        unsigned int found = 0;
+        for (unsigned int k = 0; k < 16; k += 4)
+            found |= found_in_four(x + from + k) << k;
         if (found != 0)
-            break;
+            return from + static_cast<std::size_t>(__builtin_ctz(found));
     }
     while (from < n && !(x[from] == value || (nan && x[from] != x[from])))
         ++from;
     return from;
 }
 
-// A place is kept as a double, which is exact below 2^53, so that one comparison steers both. What
-// doesn't lose to a number is better, or NaN; to a NaN everything loses.
+// Goes on with `rows` rows, the first of which is row `place`. A place is kept as a double, which
+// is exact below 2^53, so that one comparison steers both. What doesn't lose to a number is better,
+// or NaN; to a NaN everything loses.
+template <class Loses, std::size_t rows>
+void meet_rows(const double* __restrict first, std::size_t stride, std::size_t width,
+               std::size_t place, double* __restrict best, double* __restrict places)
+{
+    for (std::size_t k = 0; k < width; ++k) {
+        double best_yet = best[k];
+        double place_yet = places[k];
+#pragma GCC unroll 4
+        for (std::size_t r = 0; r < rows; ++r) {
+            const double x = first[r * stride + k];
+            const bool stays = Loses()(x, best_yet) | (best_yet != best_yet);
+            best_yet = stays ? best_yet : x;
+            place_yet = stays ? place_yet : static_cast<double>(place + r);
+        }
+        best[k] = best_yet;
+        places[k] = place_yet;
+    }
+}
+
 template <class Loses>
 void places_of_columns(const row_block& block, double* __restrict best, double* __restrict places)
 {
+    constexpr std::size_t together = 4;
     for (std::size_t k = 0; k < block.width; ++k) {
         best[k] = block.first[k];
         places[k] = 0;
     }
-    for (std::size_t i = 1; i < block.rows; ++i) {
-        const double* __restrict row = block.first + i * block.stride;
-        const auto place = static_cast<double>(i);
-        for (std::size_t k = 0; k < block.width; ++k) {
-            const double x = row[k];
-            const double former = best[k];
-            const bool stays = Loses()(x, former) | (former != former);
-            best[k] = stays ? former : x;
-            places[k] = stays ? places[k] : place;
-        }
-    }
+    const auto row = [&block](std::size_t i) { return block.first + i * block.stride; };
+    std::size_t i = 1;
+    for (; i + together <= block.rows; i += together)
+        meet_rows<Loses, together>(row(i), block.stride, block.width, i, best, places);
+    for (; i < block.rows; ++i)
+        meet_rows<Loses, 1>(row(i), block.stride, block.width, i, best, places);
 }
 
 constexpr auto at_least = [](double x, double best) { return x >= best; };
@@ -262,7 +281,7 @@ constexpr number_kernels number_kernels_with{
     count_true_of_columns,
     are_equal,
     bounds_of,
-    place_of,
+    place_of<Stream>,
     places_where(at_least),
     places_where(at_most)};
 

@@ -70,19 +70,37 @@ constexpr auto number_row_of(F)
 // Two numbers a store, which every processor of the family has.
 struct portable_stream
 {
-    // Bit j is set where x[j] isn't zero.
+    // Bit j is set where x[j] isn't zero, equals the value, or is NaN.
     static unsigned int true_of_four(const double* x)
     {
-        const auto two = [](const double* at) {
-            return _mm_movemask_pd(_mm_cmpneq_pd(_mm_loadu_pd(at), _mm_setzero_pd()));
-        };
-        return static_cast<unsigned int>(two(x) | two(x + 2) << 2);
+        return bits_of(_mm_cmpneq_pd(_mm_loadu_pd(x), _mm_setzero_pd()),
+                       _mm_cmpneq_pd(_mm_loadu_pd(x + 2), _mm_setzero_pd()));
+    }
+
+    static unsigned int equal_of_four(const double* x, double value)
+    {
+        const __m128d both = _mm_set1_pd(value);
+        return bits_of(_mm_cmpeq_pd(_mm_loadu_pd(x), both),
+                       _mm_cmpeq_pd(_mm_loadu_pd(x + 2), both));
+    }
+
+    static unsigned int nan_of_four(const double* x)
+    {
+        const __m128d low = _mm_loadu_pd(x);
+        const __m128d high = _mm_loadu_pd(x + 2);
+        return bits_of(_mm_cmpunord_pd(low, low), _mm_cmpunord_pd(high, high));
     }
 
     static void copy(const double* from, double* to)
     {
         for (std::size_t j = 0; j < streamed_block; j += 2)
             _mm_stream_pd(to + j, _mm_load_pd(from + j));
+    }
+
+private:
+    static unsigned int bits_of(__m128d low, __m128d high)
+    {
+        return static_cast<unsigned int>(_mm_movemask_pd(low) | _mm_movemask_pd(high) << 2);
     }
 };
 

@@ -61,7 +61,7 @@ struct truth_kernels
 };
 
 extern const truth_kernels portable_truths;
-extern const truth_kernels avx2_truths;
+extern const truth_kernels avx2_unfused_truths;
 
 const truth_kernels& truths_in_force();
 

@@ -36,7 +36,7 @@ std::vector<const truth_kernels*> all_kernels()
 {
     std::vector<const truth_kernels*> kernels{&numerical::detail::portable_truths};
     if (__builtin_cpu_supports("avx2") != 0)
-        kernels.push_back(&numerical::detail::avx2_truths);
+        kernels.push_back(&numerical::detail::avx2_unfused_truths);
     return kernels;
 }
 
