@@ -324,6 +324,7 @@ def identity(n, dtype=float64):
     return eye(n, dtype=dtype)
 
 
+@native.shortcut
 def arange(start, stop=None, step=1.0, dtype=None, *, device=None):
     """The numbers start, start + step, start + 2 step, ... below stop.
 

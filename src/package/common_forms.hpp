@@ -25,6 +25,9 @@ PyObject* zeros(arguments given);
 PyObject* ones(arguments given);
 PyObject* eye(arguments given);
 
+// arange(stop), arange(start, stop), arange(start, stop, step) of ints and floats.
+PyObject* arange(arguments given);
+
 // diag(v) and diag(v, k) of a vector or a matrix; diagonal(a) and trace(a) of a matrix.
 PyObject* diag(arguments given);
 PyObject* diagonal(arguments given);

@@ -36,6 +36,18 @@ inline bool int_in(PyObject* object, Py_ssize_t& out)
     return false;
 }
 
+// A float or an int of Python's own; false for any other object, and for an int beyond all floats.
+inline bool real_in(PyObject* object, double& out)
+{
+    if (!PyFloat_CheckExact(object) && !PyLong_CheckExact(object))
+        return false;
+    out = PyFloat_AsDouble(object);
+    if (out != -1.0 || PyErr_Occurred() == nullptr)
+        return true;
+    PyErr_Clear();
+    return false;
+}
+
 // The items of a list or a tuple, borrowed; none of any other object.
 class listed_items
 {

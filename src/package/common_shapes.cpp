@@ -1,3 +1,4 @@
+#include "numerical/elementwise/sequence.hpp"
 #include "numerical/storage.hpp"
 #include "package/common_forms.hpp"
 #include "package/common_operands.hpp"
@@ -5,6 +6,7 @@
 #include "package/unlocked.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <optional>
 
 namespace numerical::package::common_forms {
@@ -165,6 +167,23 @@ PyObject* zeros(arguments given)
 PyObject* ones(arguments given)
 {
     return filled(given, 1.0);
+}
+
+PyObject* arange(arguments given)
+{
+    double numbers[3] = {0.0, 0.0, 1.0}; // start, stop, step
+    const std::size_t first = given.size() == 1 ? 1 : 0;
+    if (given.empty() || given.size() > 3)
+        return nullptr;
+    for (std::size_t i = 0; i < given.size(); ++i)
+        if (!real_in(given[i], numbers[first + i]))
+            return nullptr;
+    const auto [start, stop, step] = numbers;
+    const double count = (stop - start) / step;
+    if (!std::isfinite(step) || !(std::fabs(count) < most_elements))
+        return nullptr;
+    const std::size_t most = count > 0 ? static_cast<std::size_t>(count) + 1 : 0;
+    return wrap(unlocked(most, [&] { return numerical::arange(start, stop, step); }));
 }
 
 PyObject* eye(arguments given)

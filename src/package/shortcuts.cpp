@@ -151,6 +151,8 @@ constexpr shortcut_row functions[] = {
     {"zeros", "(shape, dtype='float64', *, device=None)", new_function<forms::zeros>},
     {"ones", "(shape, dtype='float64', *, device=None)", new_function<forms::ones>},
     {"eye", "(n, m=None, k=0, dtype='float64', *, device=None)", new_function<forms::eye>},
+    {"arange", "(start, stop=None, step=1.0, dtype=None, *, device=None)",
+     new_function<forms::arange>},
     {"diag", "(v, k=0)", new_function<forms::diag>},
     {"diagonal", "(a, offset=0, axis1=-2, axis2=-1)", new_function<forms::diagonal>},
     {"trace", "(a, offset=0, axis1=-2, axis2=-1, dtype=None)", new_function<forms::trace>},

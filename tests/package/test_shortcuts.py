@@ -2,6 +2,7 @@
 
 import copy
 import inspect
+import math
 import pickle
 import sys
 
@@ -87,6 +88,14 @@ def test_fills_of_every_kind_of_shape(name, shape):
 @pytest.mark.parametrize("n", [0, 1, 5, -1, 1024, 1025, True, 2.0, "2"], ids=repr)
 def test_identities_of_every_kind_of_order(n):
     agree(nm.eye, n)
+
+
+@pytest.mark.parametrize("numbers", [(3,), (0,), (-2,), (2.5,), (1, 4), (4, 1), (0, 1, 0.1), (0.1, 0.35, 0.05),
+                                     (5, 1, -2), (1, 5, 0), (0, 1, math.inf), (0, math.nan), (-math.inf, 0), (True,),
+                                     (10**400,), ("3",), (np.float64(3),), (np.int8(3),), (2**20,), (2**20 - 1,), (2**60,),
+                                     (0, None), (1, 4, None), (0, 3, 1, "complex128"), ()], ids=repr)  # fmt: skip
+def test_sequences_of_every_kind_of_numbers(numbers):
+    agree(nm.arange, *numbers)
 
 
 @pytest.mark.parametrize("k", [0, 1, -1, 3, -3, 4, 2**40, -(2**40), True, 1.0], ids=repr)

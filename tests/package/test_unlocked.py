@@ -71,7 +71,7 @@ def calls(n):
         "repeat": lambda: nm.repeat(half, 2), "roll": lambda: nm.roll(v, 3), "tril": lambda: nm.tril(matrix),
         "transpose": lambda: matrix.T, "mT": lambda: matrix.mT, "mH": lambda: matrix.mH,
         "permute_dims": lambda: nm.permute_dims(matrix, (1, 0)), "ones": lambda: nm.ones(n),
-        "full": lambda: nm.full((n,), 2.5), "tri": lambda: nm.tri(1, n), "eye": lambda: nm.eye(1, n), "a square eye": lambda: nm.eye(int(n**0.5)),
+        "full": lambda: nm.full((n,), 2.5), "arange": lambda: nm.arange(n), "tri": lambda: nm.tri(1, n), "eye": lambda: nm.eye(1, n), "a square eye": lambda: nm.eye(int(n**0.5)),
         "broadcast_to": lambda: nm.broadcast_to(nm.ones((1, 1)), (1, n)), "a step": lambda: v[::-1],
         "a list": lambda: v[places], "a mask": lambda: v[mask], "a mask of rows": lambda: matrix.T[mask],
         "take_along_axis": lambda: nm.take_along_axis(v, places, 0), "points": lambda: matrix[places * 0, places],
