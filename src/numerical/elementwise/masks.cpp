@@ -1,5 +1,6 @@
 #include "numerical/elementwise/masks.hpp"
 
+#include "numerical/gemm/path.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/broadcast.hpp"
 
@@ -12,7 +13,7 @@ namespace detail {
 
 const truth_kernels& truths_in_force()
 {
-    return avx2_in_force() ? avx2_unfused_truths : portable_truths;
+    return avx2_in_force(gemm_path_current()) ? avx2_unfused_truths : portable_truths;
 }
 
 } // namespace detail
