@@ -48,14 +48,31 @@ qr_mode qr_mode_named(PyObject* given)
     binding::fail(PyExc_ValueError, "mode is 'reduced', 'complete' or 'r', not '" + name + "'");
 }
 
+// Small complex matrices go through a kernel of their own, alone as in a stack.
+bool has_own_qr(const any_tensor& a, const stack_shape& of)
+{
+    return std::holds_alternative<tensor<complex>>(a) && stacks::has_small_qr(of.rows, of.cols);
+}
+
+void find_thin_factors(const tensor<double>& a, const stack_shape& of, double* q, double* r)
+{
+    stacks::qr(of.count, dense(a, of), q, r);
+}
+
+void find_thin_factors(const tensor<complex>& a, const stack_shape& of, complex* q, complex* r)
+{
+    if (stacks::has_small_qr(of.rows, of.cols))
+        return stacks::small_qr(of.count, dense(a, of), q, r);
+    stacks::qr(of.count, dense(a, of), q, r);
+}
+
 template <class T>
 PyObject* thin_factors(const tensor<T>& a, const stack_shape& of, bool with_q)
 {
     const std::size_t k = std::min(of.rows, of.cols);
     tensor<T> q = unset_stack<T>(of.lead, {of.rows, k});
     tensor<T> r = unset_stack<T>(of.lead, {k, of.cols});
-    computed(a.data.size(),
-             [&] { stacks::qr(of.count, dense(a, of), q.data.data(), r.data.data()); });
+    computed(a.data.size(), [&] { find_thin_factors(a, of, q.data.data(), r.data.data()); });
     if (!with_q)
         return wrap(std::move(r));
     return pair_of(wrap(std::move(q)), wrap(std::move(r)));
@@ -258,7 +275,7 @@ PyObject* qr(const binding::call_arguments& call)
     const operand a(given);
     const stack_shape of = stack_of(a, "qr");
     const bool complete = mode == qr_mode::complete && of.rows > of.cols;
-    if (of.is_single() && !complete)
+    if (of.is_single() && !complete && !has_own_qr(a.value(), of))
         return telling({given}, {}, [&] { return thin_factors(a.value(), mode != qr_mode::r); });
     return of_stack(given, a, of, [&](const auto& x, const stack_shape& shape) {
         return complete ? complete_factors(x, shape) : thin_factors(x, shape, mode != qr_mode::r);

@@ -1,6 +1,7 @@
 #include "numerical/stacks/avx2_lanes.hpp"
 
 #include "numerical/stacks/lane_cholesky.hpp"
+#include "numerical/stacks/lane_complex_qr.hpp"
 #include "numerical/stacks/lane_eigen.hpp"
 #include "numerical/stacks/lane_lu.hpp"
 #include "numerical/stacks/lane_product.hpp"
@@ -46,6 +47,8 @@ const small_product_kernels avx2_small_products{
     multiply_vector<rounded>,
     multiply_vector<fused>,
 };
+
+const reflector_kernels avx2_complex_reflectors{lanes::width, complex_qr_in_lanes};
 
 const jacobi_kernels avx2_jacobi{
     lanes::width,

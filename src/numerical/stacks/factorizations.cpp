@@ -37,6 +37,17 @@ detail::lane_kernel qr_kernel(std::size_t rows, std::size_t cols)
     return detail::summed_by_tiles(cols, cols, rows) ? kernels.fused_gram_qr : kernels.narrow_qr;
 }
 
+// The thin factors of matrix i by the single call.
+template <class T>
+void factor_one(const matrix_stack<T>& a, std::size_t i, T* q, T* r)
+{
+    matrix<T> work = a.copy_of(i);
+    detail::require_finite(work, "QR decomposition");
+    const auto thin = detail::householder_qr(std::move(work.data), a.rows, a.cols);
+    std::copy(thin.q.begin(), thin.q.end(), q + i * thin.q.size());
+    std::copy(thin.r.begin(), thin.r.end(), r + i * thin.r.size());
+}
+
 } // namespace
 
 template <class T>
@@ -71,13 +82,7 @@ template <class T>
 void stacks::qr(std::size_t count, const matrix_stack<T>& a, T* q, T* r)
 {
     const std::size_t k = std::min(a.rows, a.cols);
-    const auto one = [&](std::size_t i) {
-        matrix<T> work = a.copy_of(i);
-        detail::require_finite(work, "QR decomposition");
-        const auto thin = detail::householder_qr(std::move(work.data), a.rows, a.cols);
-        std::copy(thin.q.begin(), thin.q.end(), q + i * a.rows * k);
-        std::copy(thin.r.begin(), thin.r.end(), r + i * k * a.cols);
-    };
+    const auto one = [&](std::size_t i) { factor_one(a, i, q, r); };
     first_failure failures;
     if (const detail::lane_kernel kernel = qr_kernel<T>(a.rows, a.cols)) {
         const auto finish = [&](std::size_t i, bool trusted) {
@@ -90,6 +95,24 @@ void stacks::qr(std::size_t count, const matrix_stack<T>& a, T* q, T* r)
     } else {
         detail::run_one_by_one(count, a.rows * a.cols * k + 4096, failures, one);
     }
+    failures.rethrow();
+}
+
+bool stacks::has_small_qr(std::size_t rows, std::size_t cols)
+{
+    return cols != 0 && cols <= rows && rows <= detail::greatest_complex_qr_rows;
+}
+
+void stacks::small_qr(std::size_t count, const matrix_stack<complex>& a, complex* q, complex* r)
+{
+    first_failure failures;
+    const auto finish = [&](std::size_t i, bool trusted) {
+        if (!trusted)
+            failures.attempt(i, [&] { factor_one(a, i, q, r); });
+    };
+    const auto [width, kernel] = detail::complex_reflectors_for(count);
+    detail::run_in_lanes<complex>({kernel, width, a.rows, a.cols, a.cols}, count, a, a,
+                                  {q, a.rows * a.cols, r, a.cols * a.cols}, finish);
     failures.rethrow();
 }
 

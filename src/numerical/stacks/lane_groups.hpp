@@ -23,6 +23,7 @@ const lane_kernels& lane_kernels_for(std::complex<double>);
 // For so many matrices; fewer than fill the path's vectors are done sooner in narrower ones.
 const jacobi_kernels& jacobi_kernels_for(double, std::size_t count);
 const jacobi_kernels& jacobi_kernels_for(std::complex<double>, std::size_t count);
+const reflector_kernels& complex_reflectors_for(std::size_t count);
 
 template <class T>
 constexpr std::size_t greatest_lane_order =

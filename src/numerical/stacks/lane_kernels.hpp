@@ -39,6 +39,9 @@ constexpr std::size_t lane_scratch = 2 * greatest_real_lane_order * (greatest_re
 // Longer columns take dots in several sums.
 constexpr std::size_t greatest_qr_rows = 15;
 
+// Single matrices go through the kernel too, and of larger ones one takes longer than by blocks.
+constexpr std::size_t greatest_complex_qr_rows = 16;
+
 // One product C = A·B of dense real matrices.
 struct small_product
 {
@@ -105,6 +108,15 @@ struct jacobi_kernels
     lane_kernel pinv;
 };
 
+// The thin factors Q and R of complex matrices, rows × cols with cols <= rows <=
+// greatest_complex_qr_rows, by Householder's reflectors. They aren't the single call's, and nothing
+// is fused: their bits are the same on all paths.
+struct reflector_kernels
+{
+    std::size_t width;
+    lane_kernel qr;
+};
+
 // Products one by one: the sum ascends from zero, rounded or fused.
 struct small_product_kernels
 {
@@ -116,6 +128,10 @@ struct small_product_kernels
 
 extern const small_product_kernels avx2_small_products;
 extern const small_product_kernels avx512_small_products;
+
+extern const reflector_kernels portable_complex_reflectors;
+extern const reflector_kernels avx2_complex_reflectors;
+extern const reflector_kernels avx512_complex_reflectors;
 
 extern const jacobi_kernels portable_jacobi;
 extern const jacobi_kernels portable_complex_jacobi;

@@ -1,6 +1,7 @@
 #include "numerical/stacks/portable_lanes.hpp"
 
 #include "numerical/stacks/lane_cholesky.hpp"
+#include "numerical/stacks/lane_complex_qr.hpp"
 #include "numerical/stacks/lane_eigen.hpp"
 #include "numerical/stacks/lane_lu.hpp"
 #include "numerical/stacks/lane_product.hpp"
@@ -37,6 +38,8 @@ const lane_kernels portable_complex_lanes{
     nullptr,
     nullptr,
 };
+
+const reflector_kernels portable_complex_reflectors{lanes::width, complex_qr_in_lanes};
 
 const jacobi_kernels portable_jacobi{
     lanes::width,

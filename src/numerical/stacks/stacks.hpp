@@ -46,6 +46,14 @@ void cholesky(std::size_t count, const matrix_stack<T>& a, T* factors);
 template <class T>
 void qr(std::size_t count, const matrix_stack<T>& a, T* q, T* r);
 
+// Small complex matrices that are no wider than tall, many side by side, by the same reflectors in
+// an order of their own: as accurate, but not the same to the bit. The results depend neither on
+// the place, the count and the threads nor, where no matrix is extreme or of lower rank, on the
+// path; such ones are done by qr, whose failures are shared.
+bool has_small_qr(std::size_t rows, std::size_t cols);
+void small_qr(std::size_t count, const matrix_stack<std::complex<double>>& a,
+              std::complex<double>* q, std::complex<double>* r);
+
 // Ascending eigenvalues, n each, and the matrices whose columns are the eigenvectors.
 template <class T>
 void eigh(std::size_t count, const matrix_stack<T>& a, eigen_method method, double* values,
