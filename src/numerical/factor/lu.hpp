@@ -4,8 +4,7 @@
 //
 // The factorization is right-looking and blocked. A panel is factored on a transposed copy, by
 // halves down to a few columns, while the columns right of it are updated by the panel before
-// (look-ahead). Only an exact zero counts as a missing pivot; there
-// is no tolerance.
+// (look-ahead). Only an exact zero counts as a missing pivot; there is no tolerance.
 
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/matrix.hpp"
