@@ -4,6 +4,7 @@
 #include "numerical/factor/cholesky.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/matrix.hpp"
+#include "numerical/strided/dense_passes.hpp"
 
 #include <algorithm>
 #include <utility>

@@ -7,6 +7,7 @@
 #include "module/gil_release.hpp"
 #include "numerical/matrix.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/dense_passes.hpp"
 #include "numerical/tensor.hpp"
 
 #include <complex>
@@ -70,7 +71,7 @@ bool read_shape(PyObject* sequence, shape_list& shape);
 template <class T>
 matrix<T> matrix_from(const tensor<T>& a)
 {
-    return matrix<T>(a.shape[0], a.shape[1], detail::copy_of(a.data.data(), a.data.size()));
+    return matrix<T>(a.shape[0], a.shape[1], detail::copy_on_threads(a.data.data(), a.data.size()));
 }
 
 // The constructor, Tensor(data, shape=None, dtype='float64'): a flat sequence of numbers.

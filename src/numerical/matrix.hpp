@@ -34,13 +34,5 @@ namespace detail {
 template <class T>
 matrix<T> zero_matrix(std::size_t rows, std::size_t cols);
 
-// non_finite_error, prefix + ": the matrix holds an infinite or NaN entry", if any entry is.
-template <class T>
-void require_finite(const matrix<T>& a, const char* prefix);
-
-// The same over the lower triangle of a square matrix; elements above the diagonal aren't read.
-template <class T>
-void require_finite_lower(const matrix<T>& a, const char* prefix);
-
 } // namespace detail
 } // namespace numerical

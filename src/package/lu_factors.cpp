@@ -4,6 +4,7 @@
 #include "numerical/errors.hpp"
 #include "numerical/factor/determinant.hpp"
 #include "numerical/factor/lu.hpp"
+#include "numerical/strided/dense_passes.hpp"
 #include "numerical/systems/kept_lu.hpp"
 #include "numerical/systems/norm_estimate.hpp"
 #include "package/kept_stacks.hpp"
@@ -29,10 +30,11 @@ PyObject* packed_factors(const tensor<T>& a, const stack_shape& of)
     positions exchanges(joined(of.lead, {m}), std::vector<std::ptrdiff_t>(of.count * m));
     const auto factor_one = [&](std::size_t i) {
         norms.data[i] = one_norm(view_of(a, of, i));
-        matrix<T> one = dense(a, of).copy_of(i);
-        detail::require_finite(one, "LU decomposition");
-        const lu_pivots pivots = factorize_lu<T>({one.data.data(), m, n, n});
-        std::copy(one.data.begin(), one.data.end(), packed.data.data() + i * m * n);
+        const T* const given = a.data.data() + i * m * n;
+        detail::require_finite(given, m * n, "LU decomposition");
+        T* const factors = packed.data.data() + i * m * n;
+        detail::copy_on_threads(given, m * n, factors);
+        const lu_pivots pivots = factorize_lu<T>({factors, m, n, n});
         std::transform(pivots.exchanges.begin(), pivots.exchanges.end(),
                        exchanges.data.data() + i * m,
                        [](std::size_t row) { return std::ptrdiff_t(row); });

@@ -3,6 +3,7 @@
 #include "numerical/counts.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/matrix.hpp"
+#include "numerical/strided/dense_passes.hpp"
 #include "numerical/systems/kept_qr.hpp"
 #include "package/kept_stacks.hpp"
 #include "package/positions.hpp"

@@ -38,7 +38,7 @@ ALLOWED = {
     "numerical/gemm/kernels/avx2": KERNELS,
     "numerical/gemm/kernels/avx512": KERNELS,
     "numerical/gemm/kernels": NUMERICAL + KERNELS + ["numerical/gemm/path.hpp"],
-    "numerical/strided": NUMERICAL + STRIDED,
+    "numerical/strided": NUMERICAL + STRIDED + RUNTIME,
     "numerical/gemm": NUMERICAL + GEMM,
     "numerical/elementwise": NUMERICAL + ELEMENTWISE,
     "numerical/vector_math": VECTOR_MATH + ["numerical/counts.hpp"],

@@ -2,6 +2,7 @@
 
 #include "numerical/errors.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/strided/dense_passes.hpp"
 
 #include <algorithm>
 #include <complex>

@@ -9,6 +9,7 @@
 #include "numerical/gemm/unfused.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/strided/dense_passes.hpp"
 
 #include <algorithm>
 #include <cmath>

@@ -9,6 +9,7 @@
 #include "numerical/gemm/path.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/dense_passes.hpp"
 
 #include <algorithm>
 #include <numeric>

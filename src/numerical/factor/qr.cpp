@@ -7,6 +7,7 @@
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/dense_passes.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -52,8 +53,7 @@ template <class T>
 std::vector<T> upper_trapezoid(std::vector<T> a, std::size_t k, std::size_t columns)
 {
     std::vector<T> r = a.size() == k * columns ? std::move(a) : copy_of(a.data(), k * columns);
-    for (std::size_t i = 0; i < k; ++i)
-        set_zero(r.data() + i * columns, i);
+    parallel_for(k, columns, [&](std::size_t i) { set_zero(r.data() + i * columns, i); });
     return r;
 }
 
@@ -154,13 +154,14 @@ template <class T>
 std::vector<T> turn_diagonal_real(std::vector<T>& r, std::size_t k, std::size_t columns)
 {
     std::vector<T> phases(k);
-    for (std::size_t i = 0; i < k; ++i) {
+    const auto turn_row = [&](std::size_t i) {
         T* const diagonal = r.data() + i * columns + i;
         phases[i] = phase_of(*diagonal);
         const T conjugated = conjugate(phases[i]);
         multiply(diagonal, &conjugated, 0, columns - i);
         *diagonal = real_part(*diagonal);
-    }
+    };
+    parallel_for(k, columns, turn_row);
     return phases;
 }
 
@@ -197,7 +198,7 @@ thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t column
     if (k == 0) // the other extent may be astronomic
         return {};
     std::vector<double> guards; // of the columns, where one needs it
-    if (any_part_above(a.data(), a.size(), safe_part(rows))) {
+    if (any_part_above_on_threads(a.data(), a.size(), safe_part(rows))) {
         guards = overflow_guards(a, rows, columns);
         multiply_columns(a, guards);
     }
@@ -205,8 +206,8 @@ thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t column
     const std::size_t width = extent == basis_extent::thin ? k : rows;
     thin_qr<T> thin{formed_basis(reflections.blocks, rows, k, width), std::move(reflections.r)};
     const std::vector<T> phases = turn_diagonal_real(thin.r, k, columns);
-    for (std::size_t i = 0; i < rows; ++i)
-        multiply(thin.q.data() + i * width, phases.data(), 1, k);
+    parallel_for(rows, k,
+                 [&](std::size_t i) { multiply(thin.q.data() + i * width, phases.data(), 1, k); });
     if (!guards.empty()) {
         for (double& guard : guards)
             guard = 1 / guard;

@@ -7,6 +7,7 @@
 #include "numerical/matrix_functions/triangular_exponential.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/dense_passes.hpp"
 #include "numerical/strided/transpose.hpp"
 
 #include <algorithm>

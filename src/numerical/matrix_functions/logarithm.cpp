@@ -10,6 +10,7 @@
 #include "numerical/nonsymmetric/nonsymmetric.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/dense_passes.hpp"
 #include "numerical/strided/transpose.hpp"
 
 #include <algorithm>

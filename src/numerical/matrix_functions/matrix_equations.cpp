@@ -6,6 +6,7 @@
 #include "numerical/matrix_functions/triangular_sylvester.hpp"
 #include "numerical/nonsymmetric/nonsymmetric.hpp"
 #include "numerical/nonsymmetric/triangular_vectors.hpp"
+#include "numerical/strided/dense_passes.hpp"
 #include "numerical/strided/transpose.hpp"
 
 #include <algorithm>

@@ -8,6 +8,7 @@
 #include "numerical/nonsymmetric/triangular_vectors.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/dense_passes.hpp"
 #include "numerical/strided/transpose.hpp"
 
 #include <algorithm>

@@ -6,6 +6,7 @@
 #include "numerical/matrix.hpp"
 #include "numerical/stacks/lane_groups.hpp"
 #include "numerical/stacks/stacks.hpp"
+#include "numerical/strided/dense_passes.hpp"
 
 #include <algorithm>
 #include <complex>

@@ -5,7 +5,7 @@
 
 #include "numerical/matrix.hpp"
 #include "numerical/shape_list.hpp"
-#include "numerical/storage.hpp"
+#include "numerical/strided/dense_passes.hpp"
 
 #include <cstddef>
 #include <vector>
@@ -31,7 +31,7 @@ struct matrix_stack
 
     matrix<T> copy_of(std::size_t i) const
     {
-        return {rows, cols, detail::copy_of(at(i), rows * cols)};
+        return {rows, cols, detail::copy_on_threads(at(i), rows * cols)};
     }
 };
 

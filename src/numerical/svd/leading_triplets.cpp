@@ -6,6 +6,7 @@
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/dense_passes.hpp"
 #include "numerical/svd/bidiagonal.hpp"
 #include "numerical/svd/bidiagonal_divide.hpp"
 #include "numerical/svd/scaled_copy.hpp"

@@ -5,6 +5,7 @@
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/dense_passes.hpp"
 #include "numerical/svd/range_guard.hpp"
 #include "numerical/svd/tall_factors.hpp"
 #include "numerical/svd/truncated_inverse.hpp"

@@ -3,6 +3,7 @@
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/unfused.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/strided/dense_passes.hpp"
 #include "numerical/svd/range_guard.hpp"
 #include "numerical/svd/rank.hpp"
 #include "numerical/svd/svd.hpp"

@@ -4,6 +4,7 @@
 #include "numerical/factor/qr.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/strided/dense_passes.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/svd/scaled_copy.hpp"
 #include "numerical/svd/svd.hpp"

@@ -1,6 +1,7 @@
 #include "numerical/svd/rank.hpp"
 
 #include "numerical/scalar.hpp"
+#include "numerical/strided/dense_passes.hpp"
 #include "numerical/svd/range_guard.hpp"
 #include "numerical/svd/svd.hpp"
 

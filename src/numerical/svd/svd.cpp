@@ -2,6 +2,7 @@
 
 #include "numerical/factor/qr.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/strided/dense_passes.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/svd/bidiagonal.hpp"
 #include "numerical/svd/bidiagonal_divide.hpp"

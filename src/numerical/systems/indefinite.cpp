@@ -6,6 +6,7 @@
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/dense_passes.hpp"
 
 #include <algorithm>
 #include <cmath>

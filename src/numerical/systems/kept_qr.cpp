@@ -3,6 +3,7 @@
 #include "numerical/counts.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/dense_passes.hpp"
 #include "numerical/systems/pivoted_qr.hpp"
 
 #include <algorithm>
@@ -79,7 +80,7 @@ qr_factors<T> factor_qr(std::vector<T> a, std::size_t rows, std::size_t columns,
     std::iota(kept.permutation.begin(), kept.permutation.end(), std::size_t{0});
     if (k == 0)
         return kept;
-    const bool guarded = detail::any_part_above(
+    const bool guarded = detail::any_part_above_on_threads(
         a.data(), a.size(), detail::greatest_safe_norm / std::sqrt(double(rows)));
     if (guarded)
         detail::multiply_all(a, detail::overflow_guard);

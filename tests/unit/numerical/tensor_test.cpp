@@ -125,32 +125,4 @@ TEST(matrix, refuses_a_buffer_of_another_size)
               "dimension product overflows std::size_t");
 }
 
-TEST(require_finite, looks_at_every_element)
-{
-    using numerical::detail::require_finite;
-    for (std::size_t n = 1; n < 40; ++n)
-        for (std::size_t at = 0; at < n; ++at) {
-            std::vector<double> x(n, at % 2 == 0 ? 1.7e308 : -1.7e308); // sums would overflow
-            EXPECT_NO_THROW(require_finite(numerical::matrix<double>(1, n, x), "X"));
-            x[at] = at % 3 == 0 ? nan : std::numeric_limits<double>::infinity();
-            EXPECT_THROW(require_finite(numerical::matrix<double>(1, n, x), "X"),
-                         numerical::non_finite_error);
-        }
-}
-
-TEST(require_finite, reads_all_and_the_lower_form_only_the_triangle)
-{
-    using namespace numerical::detail;
-    const numerical::matrix<double> above(2, 2, {1, nan, 3, 4});
-    EXPECT_NO_THROW(require_finite_lower(above, "X"));
-    EXPECT_EQ(text_thrown_by<numerical::non_finite_error>([&] { require_finite(above, "X"); }),
-              "X: the matrix holds an infinite or NaN entry");
-    const numerical::matrix<std::complex<double>> below(
-        2, 2, {1, 2, {3, std::numeric_limits<double>::infinity()}, 4});
-    EXPECT_EQ(
-        text_thrown_by<numerical::non_finite_error>([&] { require_finite_lower(below, "Y"); }),
-        "Y: the matrix holds an infinite or NaN entry");
-    EXPECT_NO_THROW(require_finite(numerical::matrix<double>(0, 3, {}), "X"));
-}
-
 } // namespace

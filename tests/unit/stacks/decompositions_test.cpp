@@ -1,6 +1,7 @@
 #include "numerical/eigen/eigenvalues.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/matrix.hpp"
+#include "numerical/strided/dense_passes.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/svd/values_only.hpp"
 

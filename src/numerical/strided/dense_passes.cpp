@@ -1,0 +1,130 @@
+#include "numerical/strided/dense_passes.hpp"
+
+#include "numerical/counts.hpp"
+#include "numerical/errors.hpp"
+#include "numerical/runtime/parallel_for.hpp"
+#include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <complex>
+#include <string>
+
+namespace numerical::detail {
+namespace {
+
+constexpr std::size_t piece = 8192; // doubles, some microseconds from the last cache
+
+template <class T>
+constexpr std::size_t parts_of = sizeof(T) / sizeof(double);
+
+// pass(first, count) on pieces of `total` doubles, with so many units of work for each double.
+template <class F>
+void for_each_piece(std::size_t total, std::size_t work, const F& pass)
+{
+    const auto pass_piece = [&](std::size_t p) {
+        pass(p * piece, std::min(piece, total - p * piece));
+    };
+    parallel_for(ceil_div(total, piece), work * piece, pass_piece);
+}
+
+// Whether found(first, count) for a piece of the elements, as doubles.
+template <class T, class F>
+bool any_piece(const T* elements, std::size_t count, const F& found)
+{
+    const auto* const parts = as_doubles(elements);
+    std::atomic<bool> any = false;
+    for_each_piece(count * parts_of<T>, 1, [&](std::size_t first, std::size_t n) {
+        if (found(parts + first, n))
+            any = true;
+    });
+    return any;
+}
+
+// x·0 is a zero for finite x and NaN otherwise; the sums in lanes let the compiler use vectors.
+bool all_finite(const double* x, std::size_t n)
+{
+    constexpr std::size_t lanes = 8;
+    std::array<double, lanes> zeros{};
+    std::size_t i = 0;
+    for (; i + lanes <= n; i += lanes)
+        for (std::size_t l = 0; l < lanes; ++l)
+            zeros[l] += x[i + l] * 0.0;
+    for (; i < n; ++i)
+        zeros[0] += x[i] * 0.0;
+    return std::all_of(zeros.begin(), zeros.end(), [](double zero) { return zero == 0; });
+}
+
+[[noreturn]] void throw_non_finite(const char* prefix)
+{
+    throw non_finite_error(std::string(prefix) + ": the matrix holds an infinite or NaN entry");
+}
+
+} // namespace
+
+// Twice the work of reading: the system clears fresh pages before they are written.
+template <class T>
+void copy_on_threads(const T* from, std::size_t count, T* to)
+{
+    const auto* const source = as_doubles(from);
+    auto* const parts = as_doubles(to);
+    for_each_piece(count * parts_of<T>, 2, [=](std::size_t first, std::size_t n) {
+        std::copy_n(source + first, n, parts + first);
+    });
+}
+
+template <class T>
+std::vector<T> copy_on_threads(const T* from, std::size_t count)
+{
+    std::vector<T> copy = uninitialized<T>(count);
+    copy_on_threads(from, count, copy.data());
+    return copy;
+}
+
+template <class T>
+bool any_part_above_on_threads(const T* first, std::size_t count, double limit)
+{
+    return any_piece(first, count, [=](const double* parts, std::size_t n) {
+        return any_part_above(parts, n, limit);
+    });
+}
+
+template <class T>
+void require_finite(const T* first, std::size_t count, const char* prefix)
+{
+    const auto is_not_finite = [](const double* x, std::size_t n) { return !all_finite(x, n); };
+    if (any_piece(first, count, is_not_finite))
+        throw_non_finite(prefix);
+}
+
+template <class T>
+void require_finite(const matrix<T>& a, const char* prefix)
+{
+    require_finite(a.data.data(), a.data.size(), prefix);
+}
+
+template <class T>
+void require_finite_lower(const matrix<T>& a, const char* prefix)
+{
+    for (std::size_t i = 0; i < a.rows; ++i)
+        if (!all_finite(as_doubles(a.data.data() + i * a.cols), (i + 1) * parts_of<T>))
+            throw_non_finite(prefix);
+}
+
+template void copy_on_threads(const double*, std::size_t, double*);
+template void copy_on_threads(const std::complex<double>*, std::size_t, std::complex<double>*);
+template std::vector<double> copy_on_threads(const double*, std::size_t);
+template std::vector<std::complex<double>> copy_on_threads(const std::complex<double>*,
+                                                           std::size_t);
+template bool any_part_above_on_threads(const double*, std::size_t, double);
+template bool any_part_above_on_threads(const std::complex<double>*, std::size_t, double);
+template void require_finite(const double*, std::size_t, const char*);
+template void require_finite(const std::complex<double>*, std::size_t, const char*);
+template void require_finite(const matrix<double>&, const char*);
+template void require_finite(const matrix<std::complex<double>>&, const char*);
+template void require_finite_lower(const matrix<double>&, const char*);
+template void require_finite_lower(const matrix<std::complex<double>>&, const char*);
+
+} // namespace numerical::detail

@@ -1,0 +1,38 @@
+#pragma once
+
+// Passes over the elements of a dense operand, which the memory limits: each thread takes some of
+// its pages.
+
+#include "numerical/matrix.hpp"
+
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+// Copies `count` elements to a place that overlaps none of them. T = double or
+// std::complex<double>.
+template <class T>
+void copy_on_threads(const T* from, std::size_t count, T* to);
+
+// The copy as a vector.
+template <class T>
+std::vector<T> copy_on_threads(const T* from, std::size_t count);
+
+// Whether a real or imaginary part is above the limit in magnitude.
+template <class T>
+bool any_part_above_on_threads(const T* first, std::size_t count, double limit);
+
+// non_finite_error, prefix + ": the matrix holds an infinite or NaN entry", if any entry is.
+template <class T>
+void require_finite(const matrix<T>& a, const char* prefix);
+
+// The same for `count` elements of a matrix.
+template <class T>
+void require_finite(const T* first, std::size_t count, const char* prefix);
+
+// The same over the lower triangle of a square matrix; elements above the diagonal aren't read.
+template <class T>
+void require_finite_lower(const matrix<T>& a, const char* prefix);
+
+} // namespace numerical::detail
