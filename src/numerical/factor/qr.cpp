@@ -18,6 +18,9 @@ namespace {
 
 constexpr std::size_t panel_columns = 32;
 
+// Fewer columns than this are updated in less time than a panel is.
+constexpr std::size_t least_long_update = 3 * panel_columns;
+
 // A column keeps its norm under reflections, but 2·d in H·y = y - 2·d·v and sums on the way may
 // exceed it by some binary orders. Columns that may come that close to overflow are factored times
 // 2^-64, which changes no digit of Q or of their columns of R. The others are left alone: times
@@ -134,12 +137,19 @@ reflector_block<T> qr_panels<T>::update_and_factorize(const reflector_block<T>& 
         apply_reflector_block<block_operator::adjoint>(block, a, columns, to, columns);
         return factorize_panel(to, next_to);
     }
+    const auto update_next = [&] {
+        apply_reflector_block<block_operator::adjoint>(block, a, columns, to, next_to);
+    };
+    const bool is_short = columns - next_to < least_long_update;
+    if (is_short) // the other threads would wait for the panel: they take part in its update
+        update_next();
     const block_view<T> c{a.data() + block.offset * columns, block.rows, columns, columns};
     const slabs_application<block_operator::adjoint, T> update(
         block, c.sub(0, c.rows, next_to, columns), slabs_per_thread);
     reflector_block<T> next;
     const auto next_panel = [&] {
-        apply_reflector_block<block_operator::adjoint>(block, a, columns, to, next_to);
+        if (!is_short)
+            update_next();
         next = factorize_panel(to, next_to);
     };
     parallel_for_beside(

@@ -39,7 +39,9 @@ void factor_panel(block_view<double> block, std::vector<double>* reflectors)
         reflectors[j] = std::move(v);
     }
 
-    transpose_into(block, transposed);
+    // R alone; nobody reads what is left below it.
+    const std::size_t rows_of_r = std::min(height, width);
+    transpose_into(block.sub(0, rows_of_r, 0, width), transposed.sub(0, width, 0, rows_of_r));
 }
 
 std::size_t whole_units(std::size_t columns)
