@@ -88,26 +88,16 @@ PyObject* logical_call(const char* name, truth_operation by, const binding::call
     return truth_or_mask(unlocked(touched(*a, *b), [&] { return combined(by, *a, *b); }));
 }
 
-template <class Holds>
-truths asked(const tensor<complex>& a, const Holds& holds)
-{
-    std::vector<std::uint8_t> data = detail::uninitialized<std::uint8_t>(a.data.size());
-    for (std::size_t i = 0; i < data.size(); ++i)
-        data[i] = holds(a.data[i]) ? 1 : 0;
-    return truths(a.shape, std::move(data));
-}
-
-template <class Holds>
-PyObject* question_call(const char* name, number_question question, const Holds& holds,
+PyObject* question_call(const char* name, number_question question,
                         const binding::call_arguments& call)
 {
     const auto [given] = unary_signature{name, {"a"}}.bind(call);
     const operand a(given);
-    const std::size_t elements = detail::element_count(a.shape());
-    return truth_or_mask(unlocked(elements, [&] {
-        return a.is_complex() ? asked(a.as<complex>(), holds)
-                              : answers_to(question, a.as<double>());
-    }));
+    return std::visit(
+        [&](const auto& x) {
+            return truth_or_mask(unlocked(x.data.size(), [&] { return answers_to(question, x); }));
+        },
+        a.value());
 }
 
 PyObject* rounding_call(const char* name, number_function rounding,
@@ -301,22 +291,17 @@ PyObject* remainder(const binding::call_arguments& call)
 
 PyObject* isnan(const binding::call_arguments& call)
 {
-    return question_call(
-        "isnan", number_question::is_nan, [](const complex& z) { return z != z; }, call);
+    return question_call("isnan", number_question::is_nan, call);
 }
 
 PyObject* isinf(const binding::call_arguments& call)
 {
-    return question_call(
-        "isinf", number_question::is_infinite,
-        [](const complex& z) { return std::isinf(z.real()) || std::isinf(z.imag()); }, call);
+    return question_call("isinf", number_question::is_infinite, call);
 }
 
 PyObject* isfinite(const binding::call_arguments& call)
 {
-    return question_call(
-        "isfinite", number_question::is_finite,
-        [](const complex& z) { return std::isfinite(z.real()) && std::isfinite(z.imag()); }, call);
+    return question_call("isfinite", number_question::is_finite, call);
 }
 
 PyObject* isclose(const binding::call_arguments& call)

@@ -5,6 +5,7 @@
 #include "numerical/strided/broadcast.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <utility>
 
@@ -26,6 +27,26 @@ truths answers_to(number_question question, const tensor<double>& a)
     return truths(a.shape, std::move(data));
 }
 
+truths answers_to(number_question question, const tensor<std::complex<double>>& a)
+{
+    constexpr std::size_t block = 512; // numbers whose parts' answers stay in L1
+    const bool both =
+        question == number_question::is_finite || question == number_question::is_zero;
+    const auto kernel = detail::truths_in_force().questions[static_cast<int>(question)];
+    const auto* parts = reinterpret_cast<const double*>(a.data.data());
+    std::vector<std::uint8_t> data = detail::uninitialized<std::uint8_t>(a.data.size());
+    std::array<std::uint8_t, 2 * block> of_parts;
+    for (std::size_t first = 0; first < data.size(); first += block) {
+        const std::size_t count = std::min(block, data.size() - first);
+        kernel(parts + 2 * first, of_parts.data(), 2 * count);
+        for (std::size_t i = 0; i < count; ++i) {
+            const int sum = of_parts[2 * i] + of_parts[2 * i + 1];
+            data[first + i] = sum > (both ? 1 : 0) ? 1 : 0;
+        }
+    }
+    return truths(a.shape, std::move(data));
+}
+
 truths truth_of(const tensor<double>& a)
 {
     return answers_to(number_question::is_true, a);
@@ -33,10 +54,7 @@ truths truth_of(const tensor<double>& a)
 
 truths truth_of(const tensor<std::complex<double>>& a)
 {
-    std::vector<std::uint8_t> data = detail::uninitialized<std::uint8_t>(a.data.size());
-    std::transform(a.data.begin(), a.data.end(), data.begin(),
-                   [](const std::complex<double>& z) { return std::uint8_t{z != 0.0}; });
-    return truths(a.shape, std::move(data));
+    return answers_to(number_question::is_true, a);
 }
 
 std::optional<truths> truths_of_mask(const tensor<double>& a)

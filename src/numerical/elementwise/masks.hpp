@@ -14,6 +14,9 @@ namespace numerical {
 
 truths answers_to(number_question question, const tensor<double>& a);
 
+// A complex number is finite or zero if both parts are, anything else if one part is.
+truths answers_to(number_question question, const tensor<std::complex<double>>& a);
+
 // True where an element isn't zero; NaN isn't.
 truths truth_of(const tensor<double>& a);
 truths truth_of(const tensor<std::complex<double>>& a);

@@ -272,11 +272,29 @@ TEST(masks, combine_by_broadcasting)
               "operands could not be broadcast together with shapes (3,) (2,)");
 }
 
-TEST(masks, complex_numbers_are_true_if_a_part_is)
+TEST(masks, complex_numbers_are_asked_by_their_parts)
 {
     using complex = std::complex<double>;
-    const tensor<complex> z({4}, {{0, 0}, {0, 1}, {-0.0, 0}, {nan, 0}});
-    EXPECT_EQ(truth_of(z).data, (bytes{0, 1, 0, 1}));
+    const std::pair<number_question, bool (*)(complex)> questions[]{
+        {number_question::is_nan, [](complex z) { return z != z; }},
+        {number_question::is_infinite,
+         [](complex z) { return std::isinf(z.real()) || std::isinf(z.imag()); }},
+        {number_question::is_finite,
+         [](complex z) { return std::isfinite(z.real()) && std::isfinite(z.imag()); }},
+        {number_question::is_true, [](complex z) { return z != 0.0; }},
+        {number_question::is_zero, [](complex z) { return z == 0.0; }}};
+    for (const std::size_t count : {0, 1, 17, 511, 512, 513, 1500}) {
+        const std::vector<double> x = drawn(count, 1);
+        const std::vector<double> y = drawn(count, 2);
+        std::vector<complex> z(count);
+        std::transform(x.begin(), x.end(), y.begin(), z.begin(),
+                       [](double re, double im) { return complex(re, im); });
+        for (const auto& [question, holds] : questions) {
+            bytes expected(count);
+            std::transform(z.begin(), z.end(), expected.begin(), holds);
+            EXPECT_EQ(answers_to(question, tensor<complex>({count}, z)).data, expected);
+        }
+    }
 }
 
 } // namespace
