@@ -2,8 +2,10 @@
 
 #include "numerical/factor/reflector.hpp"
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
@@ -104,28 +106,31 @@ void column_pivoting<T>::reflect_column(std::size_t first, std::size_t j)
     reflectors[j] = std::move(x);
 }
 
-// The column t of F: 2·(Aᴴv - F·Vᴴv), for the columns of A right of j.
+// The column t of F: 2·(Aᴴv - F·Vᴴv), for the columns of A right of j. Each index writes the rows
+// of F of its own columns. A is read once for each reflector: its dots run along the columns,
+// several lanes for a sum.
 template <class T>
 void column_pivoting<T>::extend_f(std::size_t first, std::size_t j)
 {
+    constexpr std::size_t group = 32;
     const std::size_t t = j - first;
     const std::size_t rest = n - j - 1;
-    std::vector<T> conjugated = copy_of(v.row(t) + j, m - j);
-    for (T& x : conjugated)
-        x = conjugate(x);
-    std::vector<T> products = zeros<T>(rest);
-    add_product<T>(c.sub(j + 1, n, j, m), {conjugated.data(), m - j, 1, 1},
-                   {products.data(), rest, 1, 1});
-    for (T& x : products)
-        x = conjugate(x);
-    std::vector<T> overlaps = zeros<T>(t); // Vᴴv, conjugated
-    add_product<T>(v.sub(0, t, j, m), {conjugated.data(), m - j, 1, 1}, {overlaps.data(), t, 1, 1});
+    const T* const reflector = v.row(t) + j;
+    std::vector<T> overlaps(t); // -Vᴴv
+    row_dots(path, overlaps.data(), reflector, v.first + j, v.stride, t, m - j);
     for (T& x : overlaps)
-        x = negated(conjugate(x));
-    add_product<T>(f.sub(j + 1, n, 0, t), {overlaps.data(), t, 1, 1},
-                   {products.data(), rest, 1, 1});
-    for (std::size_t k = 0; k < rest; ++k)
-        f(j + 1 + k, t) = T(2) * products[k];
+        x = negated(x);
+    const auto extend_rows = [&](std::size_t index) {
+        const std::size_t from = j + 1 + index * group;
+        const std::size_t count = std::min(n - from, group);
+        T products[group];
+        row_dots(path, products, reflector, c.row(from) + j, c.stride, count, m - j);
+        add_row_dots_on(path, products, f.row(from), f.stride, count, overlaps.data(), t);
+        for (std::size_t k = 0; k < count; ++k)
+            f(from + k, t) = T(2) * products[k];
+    };
+    constexpr std::size_t cost = sizeof(T) / sizeof(double);
+    parallel_for((rest + group - 1) / group, cost * group * (m - j) / 2, extend_rows);
 }
 
 // Row j of R right of the diagonal, and what it leaves of the norms below.
@@ -138,7 +143,8 @@ void column_pivoting<T>::finish_row(std::size_t first, std::size_t j)
     for (std::size_t s = 0; s <= t; ++s)
         left[s] = conjugate(v(s, j));
     std::vector<T> lost_parts = zeros<T>(rest); // of the row, conjugated
-    add_product<T>(f.sub(j + 1, n, 0, t + 1), {left, t + 1, 1, 1}, {lost_parts.data(), rest, 1, 1});
+    add_row_dots_on(path, lost_parts.data(), f.first + (j + 1) * f.stride, f.stride, rest, left,
+                    t + 1);
     for (std::size_t k = 0; k < rest; ++k) {
         T& element = c(j + 1 + k, j);
         element -= conjugate(lost_parts[k]);
