@@ -37,7 +37,7 @@ struct as_it_lies
 
     static __m256d row(__m256d b) { return b; }
 
-    static constexpr bool asks_for_next = false;
+    static constexpr bool prefetches_next = false;
 };
 
 struct turned
@@ -49,7 +49,7 @@ struct turned
 
     static __m256d row(__m256d b) { return _mm256_permute_pd(b, 0b0101); }
 
-    static constexpr bool asks_for_next = true;
+    static constexpr bool prefetches_next = true;
 };
 
 // The factor of row r of a pass and, by recursion, those below: each in a register of its own.
@@ -66,10 +66,10 @@ struct factors
         return below.add(_mm256_fmadd_pd(first, Form::row(_mm256_loadu_pd(b)), sum), b + ldb, ldb);
     }
 
-    [[gnu::always_inline]] void ask_for(const double* next, std::size_t ldb) const
+    [[gnu::always_inline]] void prefetch(const double* next, std::size_t ldb) const
     {
         __builtin_prefetch(next, 0, to_second_cache);
-        below.ask_for(next + ldb, ldb);
+        below.prefetch(next + ldb, ldb);
     }
 
     [[gnu::always_inline]] __m256d add(__m256d sum, const double* b, std::size_t ldb,
@@ -87,7 +87,7 @@ struct factors<Form, 0>
 
     __m256d add(__m256d sum, const double*, std::size_t) const { return sum; }
 
-    void ask_for(const double*, std::size_t) const {}
+    void prefetch(const double*, std::size_t) const {}
 
     __m256d add(__m256d sum, const double*, std::size_t, __m256i) const { return sum; }
 };
@@ -105,8 +105,8 @@ template <class Form, std::size_t rows>
     for (; c != last_line; c += line_elements<double>, b += line_elements<double>) {
         _mm256_storeu_pd(c, x.add(_mm256_loadu_pd(c), b, ldb));
         _mm256_storeu_pd(c + width, x.add(_mm256_loadu_pd(c + width), b + width, ldb));
-        if constexpr (Form::asks_for_next) {
-            x.ask_for(next, ldb);
+        if constexpr (Form::prefetches_next) {
+            x.prefetch(next, ldb);
             next += line_elements<double>;
         }
     }
@@ -136,7 +136,7 @@ void add_all(scaled_rows s)
         add_pass<Form, pass_rows>(s);
         s.x += pass_rows * s.step;
         s.b += pass_rows * s.ldb;
-        if constexpr (Form::asks_for_next)
+        if constexpr (Form::prefetches_next)
             s.next_b += pass_rows * s.ldb;
     }
     add_rest<Form, pass_rows - 1>(s, s.depth);

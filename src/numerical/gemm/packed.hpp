@@ -171,9 +171,9 @@ tile_operands_of<T> product_block<Kernel, T>::tile_at(std::size_t i, std::size_t
                              .into = into};
     if (next_c != nullptr) {
         const std::size_t number = i / tile_of::mr_in_place * ceil_div(cols, nr) + j / nr;
-        const std::size_t asked_for = number * (depth / 2) * line_bytes;
-        tile.next_a = address(next_a) + asked_for;
-        tile.next_b = address(next_b) + asked_for;
+        const std::size_t prefetched = number * (depth / 2) * line_bytes;
+        tile.next_a = address(next_a) + prefetched;
+        tile.next_b = address(next_b) + prefetched;
         tile.next_c = address(next_c + i * ldc + j);
     } else if (rows * cols > near_elements) {
         tile.next_c += tile_rows() * ldc * sizeof(T);
@@ -294,7 +294,7 @@ void gemm_adjoint_tiles(const product_operands<T>& p)
 // Whether to prefetch the next product of a batch, with this many elements in its operands and its
 // result: not if all come from L3, nor if they are so small that the hardware prefetcher keeps up,
 // nor so large that they would leave L2 before they are used.
-inline bool worth_asking_for_next(std::size_t batches, std::size_t elements)
+inline bool worth_prefetching_next(std::size_t batches, std::size_t elements)
 {
     constexpr std::size_t far_elements = std::size_t{1} << 20;
     constexpr std::size_t least_elements = 3072;
@@ -316,7 +316,7 @@ void gemm_packed_batch(std::size_t batches, const product_operands<T>& p, const 
         };
         return parallel_for(batches, work, multiply_one);
     }
-    const bool asks = worth_asking_for_next(batches, p.m * p.k + p.k * p.n + p.m * p.n);
+    const bool prefetches = worth_prefetching_next(batches, p.m * p.k + p.k * p.n + p.m * p.n);
     const product_block<Kernel, T> first{
         .rows = p.m,
         .cols = p.n,
@@ -332,7 +332,7 @@ void gemm_packed_batch(std::size_t batches, const product_operands<T>& p, const 
             block.a.first += i * steps.a;
             block.b.first += i * steps.b;
             block.c = c;
-            if (asks) {
+            if (prefetches) {
                 block.next_a = block.a.first + steps.a;
                 block.next_b = block.b.first + steps.b;
                 block.next_c = next;

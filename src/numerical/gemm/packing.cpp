@@ -149,7 +149,7 @@ namespace {
 constexpr std::size_t rows_ahead = 8;
 
 template <std::size_t nr, class T>
-void ask_for(const T* position)
+void prefetch(const T* position)
 {
     for (std::size_t at = 0; at < nr; at += line_elements<T>)
         __builtin_prefetch(position + at);
@@ -167,7 +167,7 @@ void pack_b(const T* b, std::size_t ldb, std::size_t first, std::size_t last, st
         const T* const row = b + p * ldb;
         const T* const later = b + std::min(p + rows_ahead, depth - 1) * ldb;
         for (std::size_t j = first; j < whole_end; j += nr) {
-            ask_for<nr>(later + j);
+            prefetch<nr>(later + j);
             std::copy_n(row + j, nr, panels + j * depth + p * nr);
         }
         if (whole_end < last) {
@@ -202,7 +202,7 @@ void pack_parts_of_b(const double* b, std::size_t ldb, std::size_t first, std::s
         const double* const row = b + p * ldb;
         const double* const later = b + std::min(p + rows_ahead, depth - 1) * ldb;
         for (std::size_t j = first; j < whole_end; j += nr) {
-            ask_for<nr>(later + j);
+            prefetch<nr>(later + j);
             take_apart<nr>(row + j, panels + j * depth + p * nr);
         }
         if (whole_end < last) {

@@ -2,8 +2,9 @@
 
 // Where a tile finds its rows of A. Included by kernel files: no library headers but <cstddef> and
 // <cstdint>.
-// Of complex rows these are the real parts; the imaginary ones begin at `imaginary`. A tile asks
-// for operands to come if `asks_for_next`, otherwise for the positions of B that follow.
+// Of complex rows these are the real parts; the imaginary ones begin at `imaginary`. A tile
+// prefetches the next product's operands if `prefetches_next`, otherwise the positions of B that
+// follow.
 
 #include <cstddef>
 #include <cstdint>
@@ -11,8 +12,8 @@
 namespace numerical::detail {
 namespace {
 
-// Nothing is read: the address needn't be one of an object's.
-[[gnu::always_inline]] inline void ask_for(std::uintptr_t address)
+// Nothing is read, so the address may lie outside of any object.
+[[gnu::always_inline]] inline void prefetch(std::uintptr_t address)
 {
     __builtin_prefetch(reinterpret_cast<const void*>(address));
 }
@@ -22,7 +23,7 @@ template <std::size_t mr>
 struct packed_rows
 {
     static constexpr std::size_t most = mr;
-    static constexpr bool asks_for_next = false;
+    static constexpr bool prefetches_next = false;
     const double* first;
 
     packed_rows(const double* panel, std::size_t /*lda*/) : first(panel) {}
@@ -45,12 +46,12 @@ struct packed_rows
 };
 
 // A where it lies, its positions `step` doubles apart. Every third row has a pointer and the two
-// after it are reached by an index: a pointer for each row would be more than there are registers.
+// after it are reached by an index: one pointer per row wouldn't fit in the registers.
 template <std::size_t mr, std::size_t step>
 struct rows_in_place
 {
     static constexpr std::size_t most = mr;
-    static constexpr bool asks_for_next = true;
+    static constexpr bool prefetches_next = true;
     const double* row0;
     const double* row3;
     const double* row6;
@@ -85,12 +86,12 @@ struct rows_in_place
 };
 
 // The adjoint of an A where it lies: a position of the adjoint is a row of A, its elements side by
-// side, `step` doubles each. The tile minds the sign of the imaginary parts.
+// side, `step` doubles each. The tile sees to the sign of the imaginary parts.
 template <std::size_t mr, std::size_t step>
 struct adjoint_rows
 {
     static constexpr std::size_t most = mr;
-    static constexpr bool asks_for_next = false;
+    static constexpr bool prefetches_next = false;
     static constexpr bool conjugated = true;
     const double* first;
     std::size_t lda;

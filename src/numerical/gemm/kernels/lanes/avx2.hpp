@@ -64,6 +64,11 @@ struct lanes
 
     static vector less(vector sum, vector a, vector b) { return _mm256_fnmadd_pd(a, b, sum); }
 
+    // The even, and the odd, lanes of a and b in turn: (a0, b0, a2, b2, ...).
+    static vector even_lanes(vector a, vector b) { return _mm256_unpacklo_pd(a, b); }
+
+    static vector odd_lanes(vector a, vector b) { return _mm256_unpackhi_pd(a, b); }
+
     // The sum of all lanes, by halves.
     static double fold(vector v)
     {

@@ -54,6 +54,11 @@ struct lanes
 
     static vector less(vector sum, vector a, vector b) { return _mm512_fnmadd_pd(a, b, sum); }
 
+    // The even, and the odd, lanes of a and b in turn: (a0, b0, a2, b2, ...).
+    static vector even_lanes(vector a, vector b) { return _mm512_unpacklo_pd(a, b); }
+
+    static vector odd_lanes(vector a, vector b) { return _mm512_unpackhi_pd(a, b); }
+
     // The sum of all lanes, by halves.
     static double fold(vector v) { return _mm512_reduce_add_pd(v); }
 
