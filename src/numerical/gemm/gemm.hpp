@@ -58,15 +58,15 @@ constexpr std::size_t most_transposed = 4096;
 template <class T>
 void gemm_batch_transposed(const batch_sizes& sizes, const T* a, const T* b, T* c);
 
-// The product in the order that its sizes choose (summation.hpp).
+// The product, summed in the order that its sizes select (summation.hpp).
 template <class T>
 void any_product(const product_operands<T>& p);
 
-// The product in a given order, for a part of one whose whole decides.
+// The same, summed in a given order: for parts of a product, whose whole size decides.
 void product_in_order(summation order, const product_operands<double>& p);
 
-// The complex product as two real ones, on B and C as they lie, real and imaginary parts in turns,
-// so that real tiles do the work:
+// The complex product as two real ones, on B and C where they lie, real and imaginary parts
+// interleaved, so that real tiles do the work:
 //
 //     C += Re A · B + Im A · iB
 //

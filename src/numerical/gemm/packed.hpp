@@ -67,7 +67,7 @@ struct product_block
 
     std::size_t tile_rows() const { return a.in_place ? tile_of::mr_in_place : mr; }
 
-    // Copies into panels what isn't to be read in place, and turns the sources to them.
+    // Copies into panels what isn't read in place, and points the sources at the panels.
     void pack(const packing_storage<T>& panels);
     void multiply() const;
 

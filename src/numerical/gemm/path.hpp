@@ -19,7 +19,7 @@ struct cpu_feature_set
     bool avx512;
 };
 
-// What processor and system say of themselves.
+// The registers by which processor and system describe themselves.
 struct cpu_registers
 {
     unsigned int leaf1_ecx;
@@ -27,7 +27,7 @@ struct cpu_registers
     std::uint64_t xcr0;
 };
 
-// The kernels that may run by these registers.
+// The kernels that these registers allow to run.
 cpu_feature_set features_from(const cpu_registers& registers);
 
 // What processor and operating system offer, read once.
@@ -46,11 +46,11 @@ int path_under(int cap, const cpu_feature_set& features);
 // The path code in force.
 int gemm_path_current();
 
-// Whether a path's forms for AVX2 that fuse nothing may run: they serve the path of AVX-512 too,
-// unless that is emulated on a processor without AVX2.
+// Whether the unfused AVX2 forms may run on a path: they serve the AVX-512 path too, unless it is
+// emulated on a processor without AVX2.
 bool avx2_in_force(int path);
 
-// Of three forms the one that a path runs.
+// The one of three forms that a path runs.
 template <class Form>
 constexpr Form choose(int path, Form portable, Form avx2, Form avx512)
 {

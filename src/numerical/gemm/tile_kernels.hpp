@@ -21,7 +21,7 @@ constexpr std::size_t gemm_mr = 4;
 template <class T>
 constexpr std::size_t gemm_nr = 48 / sizeof(T) * 2; // 12 doubles, 6 complex numbers
 
-// What becomes of C: products are added to it, or take the place of whatever it held.
+// Whether the products are added to C or overwrite what it held.
 enum class into_c { add, store };
 
 // One tile's work. In a packed panel position p of A is at a + p·mr; in place, row r of position p
@@ -54,14 +54,14 @@ void avx512_tile_in_place_f64(const tile_operands& t);
 void avx2_tile_f64(const tile_operands& t);
 void avx2_tile_in_place_f64(const tile_operands& t);
 
-// The same for complex operands, by their parts: kc counts complex positions, all else doubles. C
-// is as it lies, real and imaginary parts in turns. A packed panel of A holds the real parts of all
-// positions, then the imaginary ones; a position of a packed panel of B half a vector's real parts
-// with another's in turns, then their imaginary parts. To each element of C first the products with
-// the real parts of A are added, in ascending order of p, then those with the imaginary parts.
+// The same for complex operands, by their parts: kc counts complex positions, all else doubles. The
+// numbers of C are pairs (real, imaginary). A packed panel of A holds the real parts of all
+// positions, then the imaginary ones; each position of a packed panel of B holds the real parts of
+// its numbers, the two halves interleaved, then the imaginary ones. Each element of C receives the
+// products with the real parts of A in ascending order of p, then those with the imaginary parts.
 void avx512_tile_c128(const tile_operands& t);
 void avx512_tile_a_in_place_c128(const tile_operands& t); // B is packed
-void avx512_tile_in_place_c128(const tile_operands& t);   // as B is
+void avx512_tile_in_place_c128(const tile_operands& t);   // both in place
 void avx2_tile_c128(const tile_operands& t);
 void avx2_tile_a_in_place_c128(const tile_operands& t);
 

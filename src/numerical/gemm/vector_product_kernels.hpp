@@ -52,7 +52,7 @@ struct scaled_rows
 
 void avx2_add_scaled_rows(const scaled_rows& s);
 
-// The same with i·B for a complex B, whose columns are real and imaginary parts in turns.
+// The same with i·B for a complex B, whose columns are real and imaginary parts, alternating.
 void avx2_add_turned_scaled_rows(const scaled_rows& s);
 
 } // namespace numerical::detail

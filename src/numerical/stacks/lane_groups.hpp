@@ -20,7 +20,7 @@ namespace numerical::detail {
 // The kernels of the current path.
 const lane_kernels& lane_kernels_for(double);
 const lane_kernels& lane_kernels_for(std::complex<double>);
-// For so many matrices; fewer than fill the path's vectors are done sooner in narrower ones.
+// For this many matrices: too few to fill the path's vectors are faster in narrower ones.
 const jacobi_kernels& jacobi_kernels_for(double, std::size_t count);
 const jacobi_kernels& jacobi_kernels_for(std::complex<double>, std::size_t count);
 const reflector_kernels& complex_reflectors_for(std::size_t count);

@@ -4,7 +4,7 @@
 // them in one vector. Declarations only, so it may be included from any target.
 //
 // In each lane the operations are those of the single call, in its order, so that the bits are the
-// same. A kernel gives the set of lanes, one bit each, that it can't answer for: those where the
+// same. A kernel returns the set of lanes, one bit each, that it can't vouch for: those where the
 // single call fails, and those with a NaN or with magnitudes at which the single call leaves its
 // common way. What it wrote for them is of no use, and the caller makes the single call instead.
 
@@ -61,8 +61,8 @@ struct lane_kernels
 {
     std::size_t width;
 
-    // out = A⁻¹·b for `rows` × `rows` matrices A and one right side, as lu_decomposition's
-    // solve_vector; for `cols` right sides, as its solve_matrix.
+    // out = A⁻¹·b for `rows` × `rows` matrices A and one right-hand side, as lu_decomposition's
+    // solve_vector; for `cols` right-hand sides, as its solve_matrix.
     lane_kernel solve_vector;
     lane_kernel solve_matrix;
 

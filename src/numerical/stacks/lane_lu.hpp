@@ -1,7 +1,7 @@
 #pragma once
 
-// Gaussian elimination by partial pivoting with right sides beside the matrix, which meet each
-// column of L at once: the order of the sums is that of a substitution after it. For the kernels'
+// Gaussian elimination by partial pivoting with right-hand sides beside the matrix, from which each
+// column of L is eliminated at once: sums have the order of a later substitution. For the kernels'
 // own sources only.
 
 #include "numerical/stacks/lane_kernels.hpp"
@@ -196,9 +196,9 @@ struct row_exchange
 };
 
 // A becomes U, with the columns of L below the diagonal as they stood when each was applied, B the
-// forward-substituted right sides. Gives the signs of the permutations. A column of the matrix
-// loses its own element times that of L, a right side the element of L times its own: fused complex
-// steps tell the order of the factors.
+// forward-substituted right-hand sides. Returns the signs of permutations. A column of the matrix
+// loses its own element times that of L, a right-hand side the element of L times its own: fused
+// complex steps differ in the order of the factors.
 template <class rounding, class number>
 vector eliminate(spaced_tile<number> a, std::size_t n, spaced_tile<number> b, suspicion& suspects)
 {

@@ -18,7 +18,7 @@ using detail::greatest_lane_order;
 using detail::lane_job;
 using detail::lane_kernels;
 
-// Right sides beside a matrix in the lanes' scratch.
+// Right-hand sides beside a matrix in the lanes' scratch.
 constexpr std::size_t most_lane_columns = 32;
 
 template <class T>
@@ -50,7 +50,7 @@ lane_job system_job(detail::lane_kernel kernel, const lane_kernels& kernels, std
             columns, order,         detail::least_live_of_factorization(order, kernels.width)};
 }
 
-// What one(i) does for every matrix, in lanes where the matrices and right sides are small.
+// What one(i) does for every matrix, in lanes where the matrices and right-hand sides are small.
 template <class T, class F>
 void run_systems(const lane_job& job, std::size_t count, const matrix_stack<T>& a,
                  const matrix_stack<T>& b, T* results, const F& one)

@@ -9,7 +9,7 @@
 
 namespace numerical::detail {
 
-// What becomes of C.
+// How the products enter C.
 enum class unfused_update { overwrite, add, subtract };
 
 // C = A·B, C += A·B or C -= A·B with C[rows × cols], `depth` terms each, l ascending:
