@@ -1,7 +1,7 @@
 #pragma once
 
-// What of a rank-one problem D + rho2·z·zᵀ need not be solved. A pole whose element of z is
-// negligible is an eigenvalue as it stands; of two poles that lie too near to each other a rotation
+// The part of a rank-one problem D + rho2·z·zᵀ that needs no solving. A pole whose element of z is
+// negligible is an eigenvalue already; of two poles that lie too near to each other a rotation
 // of their columns makes one negligible (Bunch, Nielsen and Sorensen 1978; the tests and the
 // tolerance are those of Dongarra and Sorensen 1987, with 8·eps). What is left has well separated
 // poles and no small z, so the secular equation has a root strictly between neighbours.

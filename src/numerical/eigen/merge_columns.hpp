@@ -93,7 +93,7 @@ void merge_chosen_columns(block_view<const double> q, const column_merge& merge,
 void place_merged_row(double* row, const double* deflated, std::size_t active,
                       const std::vector<std::size_t>& order);
 
-// The rows of vectors that stand in the columns of a size × size matrix, each divided by its norm.
+// The rows of a size × size matrix whose columns are vectors, each divided by its norm.
 small_vector_rows normalised_rows(const double* columns, std::size_t size);
 
 // The same of a range of the vectors.

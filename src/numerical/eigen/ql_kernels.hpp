@@ -13,7 +13,7 @@ namespace numerical::detail {
 constexpr std::size_t sweeps_of_wave = 4;
 constexpr std::size_t rows_between_sweeps = 2;
 
-// Squares below it count as zero: what they stand for is below 1e-140, and quotients of them would
+// Squares below it count as zero: their roots are below 1e-140, and quotients of them would
 // have lost digits.
 constexpr double least_square = 1e-280;
 

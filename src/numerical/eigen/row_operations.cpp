@@ -129,7 +129,7 @@ void apply_passes(const rotation_kernels& kernels, const std::vector<row_pass>& 
     }
 }
 
-// Rows of numbers of so many parts, in slabs of whole numbers.
+// Rows of numbers of `parts` doubles each, in slabs of whole numbers.
 void apply_to_slabs(block_view<double> rows, std::size_t parts, row_operation_span operations)
 {
     if (rows.rows == 0 || operations.empty())

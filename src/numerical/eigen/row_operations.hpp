@@ -106,7 +106,7 @@ inline double rotation_length(double x, double y)
     return std::hypot(x, y);
 }
 
-// What takes (x, y) to (length, 0).
+// The rotation that maps (x, y) to (length, 0).
 struct plane_rotation
 {
     double length;

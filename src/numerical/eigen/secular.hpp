@@ -22,7 +22,7 @@
 
 namespace numerical::detail {
 
-// The poles, ascending, and what stands above them. Borrowed.
+// The poles, ascending, and their numerators z. Borrowed.
 struct linear_poles
 {
     const double* d;
@@ -103,7 +103,7 @@ inline double one_pole_step(double f, const secular_sums& at, double left)
 }
 
 // Consecutive roots, one in each lane, found side by side: the sums, which take nearly all the
-// time, are vector operations over the lanes. A lane that has converged stands still.
+// time, are vector operations over the lanes. A lane that has converged is left unchanged.
 template <class Poles>
 class secular_batch
 {

@@ -13,7 +13,7 @@
 namespace numerical::detail {
 namespace {
 
-// The iteration: what it does to d and e, and the rotations it asks of the basis.
+// The iteration: it works on d and e, and records the rotations to apply to the basis.
 class ql_iteration
 {
 public:
@@ -33,7 +33,7 @@ private:
     double shift = 0; // subtracted from all of d that is not final
     row_operation_log rotations;
 
-    // What the chase over l .. m needs of the values at l + 1 from before it.
+    // The values at l + 1 before the chase over l .. m, which it needs at its end.
     struct corner
     {
         double dl1;

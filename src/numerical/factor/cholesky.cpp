@@ -205,7 +205,7 @@ std::size_t block_width(std::size_t order)
     return order <= 256 ? 32 : 64;
 }
 
-// Groups of rows lose what stands above the diagonal.
+// Clears the elements above the diagonal, a group of rows at a time.
 template <class T>
 void clear_upper(block_view<T> a)
 {

@@ -38,7 +38,7 @@ bidiagonal_svd divide_bidiagonal(const std::vector<double>& d, const std::vector
 bidiagonal_svd divide_bidiagonal_leading(const std::vector<double>& d, const std::vector<double>& e,
                                          std::size_t n, std::size_t count);
 
-// The same with left and right the n × n bases by rows that B stands between. On return d holds the
+// The same for B between the n × n bases left and right, held by rows. On return d holds the
 // singular values, and row k of either basis belongs to d[k].
 template <class T>
 void bidiagonal_divide_and_conquer(std::vector<double>& d, const std::vector<double>& e,

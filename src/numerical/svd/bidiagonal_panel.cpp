@@ -131,8 +131,8 @@ void bidiagonal_panel<T>::update_row(std::size_t c, T* r, std::size_t from, std:
     subtract(r, width, factor_column(left, rights, c), right, rights, from);
 }
 
-// With column c's left reflector: y; r, the conjugate of row c right of the diagonal; and the
-// product A·r below row c. Sums over columns go by groups of tiles, which are added in order.
+// Computes, with column c's left reflector, y; r, the conjugate of row c right of the diagonal; and
+// the product A·r below row c. Sums over columns are taken by groups of tiles, added in order.
 template <class T>
 std::vector<T> bidiagonal_panel<T>::sweep(std::size_t c, std::vector<T>& r)
 {
@@ -178,7 +178,7 @@ std::vector<T> bidiagonal_panel<T>::sweep(std::size_t c, std::vector<T>& r)
     return partial;
 }
 
-// A·v below row c, by itself.
+// A·v below row c, without the sweep.
 template <class T>
 std::vector<T> bidiagonal_panel<T>::multiply_right(std::size_t c, const std::vector<T>& v) const
 {
@@ -192,7 +192,7 @@ std::vector<T> bidiagonal_panel<T>::multiply_right(std::size_t c, const std::vec
     return w;
 }
 
-// A·v from w = A·r: r begins with `first`, and its reflector v takes it to β·e₁.
+// A·v from w = A·r: r begins with `first_of_r`, and its reflector v maps it to β·e₁.
 template <class T>
 std::vector<T> bidiagonal_panel<T>::product_from_sweep(std::size_t c, std::vector<T> w,
                                                        T first_of_r, T beta,

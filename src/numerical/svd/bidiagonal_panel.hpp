@@ -25,11 +25,11 @@ struct factor_rows
 // row 2l of L and y = 2·uᴴ·(the matrix) beside it to R; x = 2·(the matrix)·v goes to row 2l + 1 of
 // L and the conjugate of the right reflector v beside it to R. Without a reflector they stay zero.
 //
-// The products uᴴ·A and A·v are what the time goes to, and reading A is what they wait for. v is
-// made of row c as it stands after the left reflection, which a tile of columns of uᴴ·A completes
-// for these columns. So both products go over A together, tile by tile (Howell, Demmel, Fulton,
+// The products uᴴ·A and A·v take most of the time, and are bound by reading A. The vector v comes
+// from row c after the left reflection, which a tile of columns of uᴴ·A completes for these
+// columns. So both products go over A together, tile by tile (Howell, Demmel, Fulton,
 // Hammarling and Marmol 2008): with r for that row, conjugated, and v = (r - β·e₁)/‖r - β·e₁‖,
-// A·v is had from A·r and the first column of A.
+// A·v follows from A·r and the first column of A.
 template <class T>
 class bidiagonal_panel
 {
@@ -37,8 +37,8 @@ public:
     bidiagonal_panel(block_view<T> matrix, std::size_t first_column, std::size_t last_column,
                      bidiagonal_reduction<T>& into);
 
-    // Reflect column c from the left, so that nothing stands below (c, c), and row c from the
-    // right, so that nothing stands right of (c, c + 1). What then stands there goes to d and e.
+    // Reflects column c from the left, which makes the elements below (c, c) zero, and row c from
+    // the right, which does so right of (c, c + 1). These two elements are stored in d and e.
     void reduce(std::size_t c, T& d, T& e);
 
     void update_trailing();

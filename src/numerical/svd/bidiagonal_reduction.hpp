@@ -5,7 +5,7 @@
 
 namespace numerical::detail {
 
-// The bidiagonal form B of a square matrix A = U·B·Vᴴ, and what stands between the two. The left
+// The bidiagonal form B of a square matrix A = U·B·Vᴴ, and the factors of U and V. The left
 // basis is H₀·H₁···diag(left_phases)*, with * the conjugate, from the left reflectors, entry k of
 // which acts on coordinates k and up; the right one is the product of the right reflectors, entry k
 // of which acts on coordinates k + 1 and up, with right_phases[k] on coordinate k + 1.

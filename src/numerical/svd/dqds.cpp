@@ -128,7 +128,7 @@ void dqds_iteration::take_pair(qd_block& block)
     block.last -= 2;
 }
 
-// The arrays change places with every transformation, so that a block that rests stands in both.
+// The arrays are exchanged at every transformation, so a block that is set aside is kept in both.
 void dqds_iteration::leave_for_later(const qd_block& block)
 {
     std::copy(&q[block.first], &q[block.first] + (block.last - block.first), &next_q[block.first]);

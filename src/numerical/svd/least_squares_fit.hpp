@@ -1,6 +1,6 @@
 #pragma once
 
-// A least-squares problem with all that is told of it: the solution, what it misses, and the matrix
+// A least-squares problem and all that is reported of it: solution, residual, and the matrix
 // from which singular values are found later, if they are wanted.
 
 #include "numerical/matrix.hpp"

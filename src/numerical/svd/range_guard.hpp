@@ -27,7 +27,7 @@ double largest_part(const std::vector<T>& a);
 // they come close to an end of the range. No digit changes by it.
 int guard_exponent(double largest);
 
-// The guards of the columns of a row-major array: each is a right side of its own.
+// The guards of the columns of a row-major array, each a right-hand side by itself.
 template <class T>
 std::vector<int> column_guards(const std::vector<T>& a, std::size_t columns);
 
@@ -35,8 +35,8 @@ std::vector<int> column_guards(const std::vector<T>& a, std::size_t columns);
 template <class T>
 void multiply_columns(std::vector<T>& a, const std::vector<int>& exponents);
 
-// exponent - guards[c] for each c: for a solution that is to be brought back from the guards of its
-// right sides and from another scaling. Done one after the other they might leave the range on the
+// exponent - guards[c] for each c: takes a solution back from the guards of its right-hand sides
+// and from another scaling in one step, since one after the other they might leave the range on the
 // way.
 std::vector<int> less_guards(int exponent, std::vector<int> guards);
 
