@@ -21,7 +21,7 @@ void stream_bytes(const void* from, std::size_t bytes, void* to);
 // differ.
 void stream_pattern(const void* pattern, std::size_t bytes, void* to);
 
-// Writes parts of a new block of so many elements; returns the end of what it wrote.
+// Writes parts of a new block of this many elements; returns the end of what it wrote.
 template <class T>
 class block_writer
 {

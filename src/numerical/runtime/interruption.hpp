@@ -14,7 +14,7 @@
 
 namespace numerical::detail {
 
-// What a question throws derives from this and is caught by nobody in the engine: it is no failure
+// A question throws classes derived from this, which the engine never catches: it is no failure
 // of an operand, which a loop over many of them would note and go on.
 struct interruption
 {

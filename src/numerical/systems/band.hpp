@@ -1,6 +1,6 @@
 #pragma once
 
-// Systems with a matrix whose elements stand in a band about the diagonal, by LU with partial
+// Systems with a matrix whose elements lie in a band about the diagonal, by LU with partial
 // pivoting in the band alone: n·lower·(lower + upper) multiply-adds and a store of n·(2·lower +
 // upper + 1) elements, however large the square is. An exchange of rows lets the band grow by
 // `lower` columns to the right (Golub and Van Loan 2013, section 4.3). T = double or

@@ -37,7 +37,7 @@ bool is_zero_block(const T* x)
     return all << 1 == 0;
 }
 
-// How many zeros stand before the first other element.
+// The number of zeros before the first other element.
 template <class T>
 std::size_t zeros_in_front(const T* x, std::size_t n)
 {
@@ -49,7 +49,7 @@ std::size_t zeros_in_front(const T* x, std::size_t n)
     return count;
 }
 
-// How many zeros stand behind the last other element.
+// The number of zeros behind the last other element.
 template <class T>
 std::size_t zeros_at_end(const T* x, std::size_t n)
 {
@@ -59,7 +59,7 @@ std::size_t zeros_at_end(const T* x, std::size_t n)
     return count;
 }
 
-// Of the rows [first, last). What stands within the widths that were found needs no second look.
+// Of the rows [first, last). Elements within the widths already found are not looked at again.
 // A row is read from left to right, as the prefetcher likes it; only the rows that widen the band
 // are searched from their end.
 template <class T>
@@ -78,7 +78,7 @@ bandwidths widths_of_rows(block_view<const T> a, std::size_t first, std::size_t 
 
 } // namespace
 
-// Each group of rows has widths of its own.
+// Each group of rows finds its own widths.
 template <class T>
 bandwidths bandwidths_of(block_view<const T> a)
 {

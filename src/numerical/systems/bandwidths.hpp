@@ -1,6 +1,6 @@
 #pragma once
 
-// How far from the diagonal of a square matrix elements stand, and what is had from those alone.
+// The widths of the band that a square matrix fills, and what follows from them alone.
 // T = double or std::complex<double>.
 
 #include "numerical/gemm/block_view.hpp"

@@ -224,7 +224,7 @@ void rook_factorization<T>::divide_by_block(std::size_t k, std::size_t t)
     }
 }
 
-// The column behind the panel's last. A block of order 2 may stand across the panel's width.
+// The column behind the panel's last. A block of order 2 may straddle the panel's end.
 template <class T>
 std::size_t rook_factorization<T>::factor_panel()
 {

@@ -28,7 +28,7 @@ struct column_rotation
     }
 };
 
-// A row's way through the rotations is a chain of sums that each wait for the one before; so many
+// A row passes the rotations as a chain of sums, each of which waits for the one before; this many
 // rows go side by side.
 constexpr std::size_t rows_at_once = 8;
 

@@ -40,7 +40,7 @@ struct kept_reflectors
     const T* phases;
 };
 
-// The rows × rows matrix Q, or its adjoint, times the row-major array `c` of so many columns. The
+// The rows × rows matrix Q, or its adjoint, times the row-major array `c` of `columns` columns. The
 // columns of Q behind the k-th have no phases.
 template <class T>
 void multiply_by_q(const kept_reflectors<T>& q, std::vector<T>& c, std::size_t columns);

@@ -29,7 +29,7 @@ constexpr std::size_t leaf_of_dots = std::is_same_v<T, double> ? 64 : 32;
 constexpr std::size_t leaf_of_rows = 32;
 constexpr std::size_t leaf_of_matrices = triangular_tile;
 
-// Up to so many right sides are rows that are substituted one by one.
+// Up to this many right-hand sides are rows that are substituted one by one.
 constexpr std::size_t few_rows = 3;
 
 template <class T>

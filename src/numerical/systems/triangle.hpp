@@ -1,11 +1,11 @@
 #pragma once
 
-// Systems with a triangle, as it lies in a matrix or transposed, and any number of right sides.
+// Systems with a triangle of a matrix or its transpose, for any number of right-hand sides.
 //
 // The triangle is cut in halves: the first half of the unknowns, a product that takes what they
 // solved from the other equations, the second half. All but the small triangles on the diagonal is
-// then in products of large blocks, which for one right side read the triangle once, where it lies.
-// Backward stable for each right side (Higham 2002, section 8.1). The results don't depend on the
+// then in products of large blocks, which read the triangle once for a single right-hand side.
+// Backward stable for each right-hand side (Higham 2002, section 8.1). Results don't depend on the
 // number of threads. T = double or std::complex<double>.
 
 #include "numerical/gemm/block_view.hpp"
