@@ -21,8 +21,8 @@ template <class T>
 class reducer
 {
 public:
-    reducer(std::vector<T>& matrix, std::size_t n, std::vector<std::vector<T>>& reflectors,
-            std::vector<T>& sub);
+    reducer(std::vector<T>& matrix, std::size_t order, std::vector<std::vector<T>>& list,
+            std::vector<T>& subdiagonal);
 
     // Columns [from, to), then the trailing matrix.
     void reduce_panel(std::size_t from, std::size_t to);
