@@ -9,6 +9,7 @@
     asan       unit and module tests of a core and a module under the address sanitizer
     ubsan      unit tests under clang's undefined-behaviour sanitizer
     tsan       under the thread sanitizer, what runs on several threads
+    tidy       clang-tidy over the sources, by .clang-tidy
 
 Builds follow one another in a thread of their own, each beside the tests of the builds before it.
 Test programs run side by side, one on each processor, the largest of a stage first; each tells its
@@ -77,12 +78,12 @@ def run(command: list[str], environment: dict[str, str], aloud: bool = False) ->
 
 # --- what is built -------------------------------------------------------------------------------
 def build(preset: str, targets: tuple[str, ...], aloud: bool) -> Finished:
-    """Configures and builds; aloud shows the progress where nothing else prints meanwhile."""
+    """Configures, and builds if there are targets; aloud shows the progress while no test prints."""
     configured = run(
         ["cmake", "--preset", preset, "--log-level=WARNING",
          f"-DPython3_EXECUTABLE={sys.executable}"], {},
     )  # fmt: skip
-    if configured.status != 0:
+    if configured.status != 0 or not targets:
         return configured
     done = run(["cmake", "--build", f"build/{preset}", "--target", *targets], {}, aloud)
     done.seconds += configured.seconds
@@ -240,6 +241,17 @@ def tsan() -> list[Job]:
     ) + pytest_jobs("tsan", "tsan", "tests/python/test_threads.py", under_python)  # fmt: skip
 
 
+def run_tidy(source: str) -> Count:
+    command = ["clang-tidy", "-p", "build/tidy", "--quiet", source]
+    return report_of(f"tidy {source}", run(command, {}), Count())
+
+
+def tidy() -> list[Job]:
+    """A test for each source: what its headers hold is seen with it."""
+    files = sorted(path.relative_to(ROOT) for path in (ROOT / "src").rglob("*.cpp"))
+    return [functools.partial(run_tidy, str(file)) for file in files]
+
+
 @dataclasses.dataclass(frozen=True)
 class Stage:
     jobs: collections.abc.Callable[[], list[Job]]
@@ -256,6 +268,7 @@ STAGES = {
     "asan": Stage(asan, "release", ("all", "asan")),
     "ubsan": Stage(ubsan, "ubsan", ("unit",)),
     "tsan": Stage(tsan, "tsan"),
+    "tidy": Stage(tidy, "tidy", ()),
 }
 DEFAULT_STAGES = ["unit", "checks", "python", "packaging"]
 

@@ -295,13 +295,13 @@ bool read_shape(PyObject* sequence, shape_list& shape)
     return true;
 }
 
-any_tensor tensor_factory(PyObject* data, std::optional<PyObject*> given, const std::string& dtype)
+any_tensor tensor_factory(PyObject* data, std::optional<PyObject*> shape, const std::string& dtype)
 {
-    shape_list shape = given_or_inferred_shape(data, given);
+    shape_list extents = given_or_inferred_shape(data, shape);
     if (dtype == "float64")
-        return tensor<double>(std::move(shape), read_elements<double>(data));
+        return tensor<double>(std::move(extents), read_elements<double>(data));
     if (dtype == "complex128")
-        return tensor<complex>(std::move(shape), read_elements<complex>(data));
+        return tensor<complex>(std::move(extents), read_elements<complex>(data));
     throw std::runtime_error("dtype must be 'float64' or 'complex128'");
 }
 
