@@ -28,13 +28,13 @@ PyObject* filled(shape_list shape, PyObject* value)
 }
 
 // The format "OOp". It is read by hand, as every operator with a number on one side calls _full.
-bool parse_full(PyObject* args, PyObject*& extents, PyObject*& value, int& complex)
+bool parse_full(PyObject* args, PyObject*& extents, PyObject*& value, int& is_complex)
 {
     PyObject* flag = nullptr;
     if (!binding::parse_objects(args, "OOO", &extents, &value, &flag))
         return false;
-    complex = PyObject_IsTrue(flag);
-    return complex >= 0;
+    is_complex = PyObject_IsTrue(flag);
+    return is_complex >= 0;
 }
 
 } // namespace

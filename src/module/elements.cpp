@@ -14,8 +14,6 @@ namespace numerical::boundary {
 namespace {
 
 using complex = std::complex<double>;
-using marlinth::binding::gil_release;
-using marlinth::binding::gil_release_threshold;
 
 using detail::strided_axis;
 
@@ -127,7 +125,8 @@ tensor<T> tensor_from_elements(foreign_array&& from)
 {
     std::vector<T> data;
     if (from.count != 0) {
-        const gil_release released(from.count >= gil_release_threshold && !from.type.swap);
+        const marlinth::binding::gil_release released(
+            from.count >= marlinth::binding::gil_release_threshold && !from.type.swap);
         data = detail::uninitialized<T>(from.count);
         read_all(reader_for<T>(from.type), axes_of(from), reinterpret_cast<address>(from.data),
                  data.data());

@@ -10,9 +10,17 @@
 #include "numerical/eigen/eigen.hpp"
 #include "numerical/svd/svd.hpp"
 
+#include <cstddef>
 #include <string>
+#include <variant>
 
 namespace numerical::boundary {
+
+// The number of axes.
+inline std::size_t rank_of(const any_tensor& value)
+{
+    return std::visit([](const auto& of_type) { return of_type.shape.size(); }, value);
+}
 
 // module.cpp: adds the exception numerical.error, which is made once. False with the error set.
 bool add_exception(PyObject* module);

@@ -15,8 +15,6 @@
 namespace numerical::package {
 namespace {
 
-using boundary::wrap;
-
 const char* const singular_text = "solve: matrix is singular";
 
 std::optional<bandwidths> widths_parameter(PyObject* object)

@@ -15,7 +15,6 @@ namespace {
 using binding::not_null;
 using binding::owned_ref;
 using boundary::shape_of;
-using boundary::wrap;
 
 // Element i of row i and column i + k, or of row i - k and column i.
 template <class T>

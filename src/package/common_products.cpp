@@ -13,7 +13,6 @@ namespace {
 using binding::not_null;
 using binding::owned_ref;
 using boundary::shape_of;
-using boundary::wrap;
 
 bool is_vector_or_matrix(PyObject* object)
 {

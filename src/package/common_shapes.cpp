@@ -13,7 +13,6 @@ namespace numerical::package::common_forms {
 namespace {
 
 using boundary::shape_of;
-using boundary::wrap;
 
 // What has more elements isn't made here: the work outweighs the call, and may be refused.
 constexpr std::size_t most_elements = std::size_t{1} << 20;

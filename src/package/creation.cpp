@@ -16,8 +16,6 @@
 namespace numerical::package {
 namespace {
 
-using boundary::wrap;
-
 // The column of diagonal k in row i, and the one after it; equal if the diagonal misses the row. In
 // 128 bits, as k may be any int.
 std::size_t place_in_row(std::size_t row, std::ptrdiff_t k, std::size_t behind, std::size_t cols)

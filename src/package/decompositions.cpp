@@ -16,8 +16,6 @@
 namespace numerical::package {
 namespace {
 
-using boundary::wrap;
-
 // of_type(a, shape) for the tensor `given`.
 template <class F>
 PyObject* of_stack(PyObject* given, const operand& a, const stack_shape& of, const F& of_type)
@@ -141,7 +139,7 @@ void find_eigenvalues(const tensor<T>& a, const stack_shape& of, double* values)
 }
 
 template <class T>
-PyObject* eigenpairs(const tensor<T>& a, const stack_shape& of, eigen_method method)
+PyObject* eigh_of(const tensor<T>& a, const stack_shape& of, eigen_method method)
 {
     tensor<double> values = unset_stack<double>(of.lead, {of.rows});
     tensor<T> vectors = unset_stack<T>(of.lead, {of.rows, of.rows});
@@ -151,7 +149,7 @@ PyObject* eigenpairs(const tensor<T>& a, const stack_shape& of, eigen_method met
 }
 
 template <class T>
-PyObject* eigenvalues_of(const tensor<T>& a, const stack_shape& of)
+PyObject* eigvalsh_of(const tensor<T>& a, const stack_shape& of)
 {
     tensor<double> values = unset_stack<double>(of.lead, {of.rows});
     computed(a.data.size(), [&] { find_eigenvalues(a, of, values.data.data()); });
@@ -160,7 +158,7 @@ PyObject* eigenvalues_of(const tensor<T>& a, const stack_shape& of)
 
 // --- singular values -----------------------------------------------------------------------------
 template <class T>
-struct singular_triplets
+struct triplet_places
 {
     T* u;
     double* values;
@@ -169,7 +167,7 @@ struct singular_triplets
 
 template <class T>
 void find_triplets(std::size_t count, const matrix_stack<T>& a, svd_method method,
-                   const singular_triplets<T>& to)
+                   const triplet_places<T>& to)
 {
     if (method == svd_method::divide_and_conquer && stacks::is_small(a.rows, a.cols))
         return stacks::small_svd(count, a, to.u, to.values, to.vh);
@@ -295,7 +293,7 @@ PyObject* eigh(const binding::call_arguments& call)
             return pair_of(wrap(std::move(values)), wrap(std::move(vectors)));
         });
     return of_stack(given, a, of, [&](const auto& x, const stack_shape& shape) {
-        return eigenpairs(x, shape, boundary::eigen_method_named(method));
+        return eigh_of(x, shape, boundary::eigen_method_named(method));
     });
 }
 
@@ -303,7 +301,7 @@ PyObject* eigvalsh(const binding::call_arguments& call)
 {
     const auto [given] = eigvalsh_signature.bind(call);
     const operand a(given);
-    const auto of_type = [](const auto& x, const stack_shape& of) { return eigenvalues_of(x, of); };
+    const auto of_type = [](const auto& x, const stack_shape& of) { return eigvalsh_of(x, of); };
     return of_stack(given, a, square_stack_of(a, "eigvalsh"), of_type);
 }
 

@@ -16,7 +16,6 @@
 namespace numerical::package {
 namespace {
 
-using boundary::wrap;
 using detail::row_form;
 
 tensor<double> each(vector_math::unary_function f, const tensor<double>& a)

@@ -18,8 +18,6 @@
 namespace numerical::package {
 namespace {
 
-using boundary::wrap;
-
 using unary_signature = binding::signature<1>;
 using binary_signature = binding::signature<2>;
 

@@ -12,10 +12,8 @@
 namespace numerical::package {
 namespace {
 
-using boundary::wrap;
-
 // The QR iteration takes about 25 n³ operations with vectors, far more than the copies around it.
-std::size_t work_of(const stack_shape& of)
+std::size_t work_of_eigenproblem(const stack_shape& of)
 {
     return 16 * of.rows * of.rows * of.rows + 8192;
 }
@@ -34,7 +32,7 @@ std::vector<double> real_parts(const std::vector<complex>& numbers)
     return parts;
 }
 
-PyObject* wrapped(const shape_list& shape, std::vector<complex>&& numbers, bool as_real)
+PyObject* wrapped_numbers(const shape_list& shape, std::vector<complex>&& numbers, bool as_real)
 {
     if (as_real)
         return wrap(tensor<double>(shape, real_parts(numbers)));
@@ -43,42 +41,42 @@ PyObject* wrapped(const shape_list& shape, std::vector<complex>&& numbers, bool 
 
 // one(i) for each matrix of the stack.
 template <class F>
-void for_each_matrix(const stack_shape& of, const F& one)
+void for_each_eigenproblem(const stack_shape& of, const F& one)
 {
     computed(of.count * of.rows * of.cols, [&] {
         detail::first_failure failures;
-        detail::run_one_by_one(of.count, work_of(of), failures, one);
+        detail::run_one_by_one(of.count, work_of_eigenproblem(of), failures, one);
         failures.rethrow();
     });
 }
 
 template <class T>
-PyObject* eigenpairs(const tensor<T>& a, const stack_shape& of)
+PyObject* eig_of(const tensor<T>& a, const stack_shape& of)
 {
     const std::size_t n = of.rows;
     std::vector<complex> values(of.count * n);
     std::vector<complex> vectors(of.count * n * n);
-    for_each_matrix(of, [&](std::size_t i) {
+    for_each_eigenproblem(of, [&](std::size_t i) {
         const general_eigenpairs pairs =
             general_eigen(dense(a, of).copy_of(i), eigenvector_sides::right);
         std::copy(pairs.values.begin(), pairs.values.end(), values.begin() + i * n);
         std::copy(pairs.right.data.begin(), pairs.right.data.end(), vectors.begin() + i * n * n);
     });
     const bool real = std::is_same_v<T, double> && is_real(values);
-    return pair_of(wrapped(joined(of.lead, {n}), std::move(values), real),
-                   wrapped(joined(of.lead, {n, n}), std::move(vectors), real));
+    return pair_of(wrapped_numbers(joined(of.lead, {n}), std::move(values), real),
+                   wrapped_numbers(joined(of.lead, {n, n}), std::move(vectors), real));
 }
 
 template <class T>
-PyObject* eigenvalues_of(const tensor<T>& a, const stack_shape& of)
+PyObject* eigvals_of(const tensor<T>& a, const stack_shape& of)
 {
     std::vector<complex> values(of.count * of.rows);
-    for_each_matrix(of, [&](std::size_t i) {
+    for_each_eigenproblem(of, [&](std::size_t i) {
         const std::vector<complex> found = general_eigenvalues(dense(a, of).copy_of(i));
         std::copy(found.begin(), found.end(), values.begin() + i * of.rows);
     });
     const bool real = std::is_same_v<T, double> && is_real(values);
-    return wrapped(joined(of.lead, {of.rows}), std::move(values), real);
+    return wrapped_numbers(joined(of.lead, {of.rows}), std::move(values), real);
 }
 
 template <class T>
@@ -89,9 +87,9 @@ PyObject* pairs_of_both_sides(const tensor<T>& a)
         return general_eigen(boundary::matrix_from(a), eigenvector_sides::both);
     }();
     const bool real = std::is_same_v<T, double> && is_real(pairs.values);
-    return triple_of(wrapped({a.shape[0]}, std::move(pairs.values), real),
-                     wrapped(a.shape, std::move(pairs.left.data), real),
-                     wrapped(a.shape, std::move(pairs.right.data), real));
+    return triple_of(wrapped_numbers({a.shape[0]}, std::move(pairs.values), real),
+                     wrapped_numbers(a.shape, std::move(pairs.left.data), real),
+                     wrapped_numbers(a.shape, std::move(pairs.right.data), real));
 }
 
 template <class T>
@@ -133,32 +131,20 @@ stack_shape one_square(const operand& a, const char* function)
     return of;
 }
 
-// of_type(a, shape) for the one argument of the function, square matrices.
-template <class F>
-PyObject* of_square(const binding::signature<1>& signature, const binding::call_arguments& call,
-                    const F& of_type)
-{
-    const auto [given] = signature.bind(call);
-    const operand a(given);
-    const stack_shape of = square_stack_of(a, signature.function);
-    return telling({given}, of.lead,
-                   [&] { return by_type(a, [&](const auto& x) { return of_type(x, of); }); });
-}
-
 } // namespace
 
 PyObject* eig(const binding::call_arguments& call)
 {
     static constexpr binding::signature<1> signature{"eig", {"a"}};
     return of_square(signature, call,
-                     [](const auto& a, const stack_shape& of) { return eigenpairs(a, of); });
+                     [](const auto& a, const stack_shape& of) { return eig_of(a, of); });
 }
 
 PyObject* eigvals(const binding::call_arguments& call)
 {
     static constexpr binding::signature<1> signature{"eigvals", {"a"}};
     return of_square(signature, call,
-                     [](const auto& a, const stack_shape& of) { return eigenvalues_of(a, of); });
+                     [](const auto& a, const stack_shape& of) { return eigvals_of(a, of); });
 }
 
 PyObject* eig_both(const binding::call_arguments& call)

@@ -15,8 +15,6 @@
 namespace numerical::package {
 namespace {
 
-using boundary::wrap;
-
 enum class results { pairs, values };
 
 // A call's second matrices, if there are any, and what is wanted.
@@ -196,21 +194,21 @@ PyObject* selected(const binding::signature<5>& signature, const binding::call_a
     return of_pair({given_a, given_b}, a, b, wanted, what, function);
 }
 
-constexpr binding::signature<5> eigh_signature{"selected_eigh",
-                                               {"a", "b", "type", "places", "interval"}};
-constexpr binding::signature<5> eigvalsh_signature{"selected_eigvalsh",
-                                                   {"a", "b", "type", "places", "interval"}};
+constexpr binding::signature<5> selected_eigh_signature{"selected_eigh",
+                                                        {"a", "b", "type", "places", "interval"}};
+constexpr binding::signature<5> selected_eigvalsh_signature{
+    "selected_eigvalsh", {"a", "b", "type", "places", "interval"}};
 
 } // namespace
 
 PyObject* selected_eigh(const binding::call_arguments& call)
 {
-    return selected(eigh_signature, call, results::pairs, "eigh");
+    return selected(selected_eigh_signature, call, results::pairs, "eigh");
 }
 
 PyObject* selected_eigvalsh(const binding::call_arguments& call)
 {
-    return selected(eigvalsh_signature, call, results::values, "eigvalsh");
+    return selected(selected_eigvalsh_signature, call, results::values, "eigvalsh");
 }
 
 } // namespace numerical::package

@@ -105,10 +105,10 @@ void write_parts(const kept_indefinite<T>& factors, T* outer, T* d)
     }
 }
 
-constexpr binding::signature<2> factors_signature{"ldl", {"a", "hermitian"}};
+constexpr binding::signature<2> ldl_signature{"ldl", {"a", "hermitian"}};
 constexpr binding::signature<5> parts_signature{
     "ldl", {"lower", "diagonal", "below", "permutation", "hermitian"}};
-constexpr binding::signature<6> solve_signature{
+constexpr binding::signature<6> ldl_solve_signature{
     "solve", {"lower", "diagonal", "below", "permutation", "hermitian", "b"}};
 constexpr binding::signature<6> rcond_signature{
     "rcond", {"lower", "diagonal", "below", "permutation", "hermitian", "norms"}};
@@ -117,9 +117,9 @@ constexpr binding::signature<6> rcond_signature{
 
 PyObject* ldl_factors(const binding::call_arguments& call)
 {
-    const auto [given, hermitian] = factors_signature.bind(call);
+    const auto [given, hermitian] = ldl_signature.bind(call);
     const operand a(given);
-    const stack_shape of = square_stack_of(a, factors_signature.function);
+    const stack_shape of = square_stack_of(a, ldl_signature.function);
     const symmetry kind = symmetry_parameter(hermitian);
     return telling({given}, of.lead, [&] {
         return by_type(a, [&](const auto& x) { return factors_of(x, of, kind); });
@@ -145,7 +145,7 @@ PyObject* ldl_parts(const binding::call_arguments& call)
 PyObject* ldl_solve(const binding::call_arguments& call)
 {
     const auto [lower, diagonal, below, permutation, hermitian, given_b] =
-        solve_signature.bind(call);
+        ldl_solve_signature.bind(call);
     given_factors factors(lower, diagonal, below, permutation, hermitian);
     operand b(given_b);
     if (b.is_complex() && !factors.lower.is_complex()) {

@@ -13,8 +13,6 @@
 namespace numerical::package {
 namespace {
 
-using boundary::wrap;
-
 template <class T>
 void find_pseudo_inverses(const tensor<T>& a, const stack_shape& of, T* inverses)
 {

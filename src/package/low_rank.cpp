@@ -16,8 +16,6 @@
 namespace numerical::package {
 namespace {
 
-using boundary::wrap;
-
 // find(matrix) gives the k triplets of each matrix of the stack.
 template <class T, class F>
 PyObject* triplets_of_stack(const tensor<T>& a, const stack_shape& of, std::size_t k, const F& find)

@@ -11,6 +11,7 @@
 namespace numerical::package {
 
 using boundary::truths_in;
+using boundary::wrap; // of truths too
 
 // Truths that are another's or its own.
 class truth_operand

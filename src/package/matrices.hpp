@@ -87,4 +87,16 @@ PyObject* telling(std::initializer_list<PyObject*> operands, const shape_list& l
     }
 }
 
+// of_type(a, shape) for the one argument of the function, square matrices.
+template <class F>
+PyObject* of_square(const binding::signature<1>& signature, const binding::call_arguments& call,
+                    const F& of_type)
+{
+    const auto [given] = signature.bind(call);
+    const operand a(given);
+    const stack_shape of = square_stack_of(a, signature.function);
+    return telling({given}, of.lead,
+                   [&] { return by_type(a, [&](const auto& x) { return of_type(x, of); }); });
+}
+
 } // namespace numerical::package

@@ -10,8 +10,6 @@
 namespace numerical::package {
 namespace {
 
-using boundary::wrap;
-
 // Matrices of rows × cols in the last axes; ValueError "solve_sylvester takes q of shape (3, 2),
 // not (2, 3)", or one for leading axes that don't broadcast with `lead`.
 right_sides sides_of(const operand& q, const shape_list& lead, std::size_t rows, std::size_t cols,

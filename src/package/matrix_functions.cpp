@@ -18,11 +18,10 @@
 namespace numerical::package {
 namespace {
 
-using boundary::wrap;
 using real_or_complex = std::variant<matrix<double>, matrix<complex>>;
 
 // Products and a solution, some twelve products in all at least.
-std::size_t work_of(const stack_shape& of)
+std::size_t work_of_function(const stack_shape& of)
 {
     return 8 * of.rows * of.rows * of.rows + 8192;
 }
@@ -34,7 +33,7 @@ PyObject* exponentials(const tensor<T>& a, const stack_shape& of)
     tensor<T> results = unset_stack<T>(of.lead, {of.rows, of.cols});
     computed(a.data.size(), [&] {
         detail::first_failure failures;
-        detail::run_one_by_one(of.count, work_of(of), failures, [&](std::size_t i) {
+        detail::run_one_by_one(of.count, work_of_function(of), failures, [&](std::size_t i) {
             const matrix<T> one = matrix_exponential(dense(a, of).copy_of(i));
             std::copy(one.data.begin(), one.data.end(), results.data.begin() + i * step);
         });
@@ -53,7 +52,7 @@ void require_one_square(const operand& a, const char* function)
 }
 
 template <class T>
-PyObject* wrapped(matrix<T>&& result)
+PyObject* wrapped_matrix(matrix<T>&& result)
 {
     return wrap(tensor<T>(std::move(result)));
 }
@@ -94,7 +93,7 @@ PyObject* of_squares(const binding::signature<1>& signature, const binding::call
             };
             computed(x.data.size(), [&] {
                 detail::first_failure failures;
-                detail::run_one_by_one(of.count, work_of(of), failures, one);
+                detail::run_one_by_one(of.count, work_of_function(of), failures, one);
                 failures.rethrow();
             });
             return gathered(std::move(results), of);
@@ -124,7 +123,7 @@ PyObject* ordered(const tensor<T>& t, const tensor<T>& q, const std::vector<bool
         const boundary::gil_release released(t.data.size() >= boundary::gil_release_threshold);
         return order_schur_form(factors, selected);
     }();
-    return triple_of(wrapped(std::move(factors.t)), wrapped(std::move(factors.q)),
+    return triple_of(wrapped_matrix(std::move(factors.t)), wrapped_matrix(std::move(factors.q)),
                      PyLong_FromSize_t(moved));
 }
 

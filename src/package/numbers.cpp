@@ -23,11 +23,10 @@ namespace numerical::package {
 namespace {
 
 using binding::fail;
-using boundary::wrap;
 
 using unary_signature = binding::signature<1>;
 
-constexpr binding::signature<2> of_two(const char* function)
+constexpr binding::signature<2> pair_signature(const char* function)
 {
     return {function, {"a", "b"}};
 }
@@ -40,7 +39,7 @@ void refuse_complex(const operand& a)
 
 PyObject* comparison_call(const char* name, comparison by, const binding::call_arguments& call)
 {
-    const auto [left, right] = of_two(name).bind(call);
+    const auto [left, right] = pair_signature(name).bind(call);
     operand a(left);
     operand b(right);
     if (by != comparison::equal && by != comparison::not_equal) {
@@ -58,7 +57,7 @@ PyObject* comparison_call(const char* name, comparison by, const binding::call_a
 template <class F>
 PyObject* real_call(const char* name, const binding::call_arguments& call, const F& f)
 {
-    const auto [left, right] = of_two(name).bind(call);
+    const auto [left, right] = pair_signature(name).bind(call);
     const operand a(left);
     const operand b(right);
     if (a.is_complex() || b.is_complex())
@@ -70,7 +69,7 @@ PyObject* real_call(const char* name, const binding::call_arguments& call, const
 
 PyObject* extreme_call(const char* name, pair_function by, const binding::call_arguments& call)
 {
-    const auto [left, right] = of_two(name).bind(call);
+    const auto [left, right] = pair_signature(name).bind(call);
     const operand a(left);
     const operand b(right);
     refuse_complex(a);
@@ -82,7 +81,7 @@ PyObject* extreme_call(const char* name, pair_function by, const binding::call_a
 
 PyObject* logical_call(const char* name, truth_operation by, const binding::call_arguments& call)
 {
-    const auto [left, right] = of_two(name).bind(call);
+    const auto [left, right] = pair_signature(name).bind(call);
     const truth_operand a = truths_of(left);
     const truth_operand b = truths_of(right);
     return truth_or_mask(unlocked(touched(*a, *b), [&] { return combined(by, *a, *b); }));

@@ -14,6 +14,8 @@ namespace numerical::package {
 
 namespace binding = marlinth::binding;
 using complex = std::complex<double>;
+using boundary::number;
+using boundary::wrap;
 
 // Whether the object is a Tensor; it may still be uninitialized.
 bool is_tensor(PyObject* object);

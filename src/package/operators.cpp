@@ -12,6 +12,7 @@
 #include "package/masks.hpp"
 #include "package/operand.hpp"
 #include "package/parameters.hpp"
+#include "package/type_entries.hpp"
 #include "package/unlocked.hpp"
 
 #include <optional>
@@ -24,7 +25,6 @@ namespace {
 using binding::not_null;
 using binding::owned_ref;
 using boundary::marlinth_module_error;
-using boundary::wrap;
 
 PyObject* not_implemented()
 {
@@ -210,12 +210,6 @@ std::optional<comparison> comparison_of(int code)
 bool is_order(comparison by)
 {
     return by != comparison::equal && by != comparison::not_equal;
-}
-
-template <class Function>
-PyType_Slot slot(int number, Function function)
-{
-    return {number, reinterpret_cast<void*>(function)};
 }
 
 } // namespace

@@ -97,7 +97,7 @@ public:
     }
 };
 
-constexpr binding::signature<2> factors_signature{"qr_factor", {"a", "pivoting"}};
+constexpr binding::signature<2> qr_factor_signature{"qr_factor", {"a", "pivoting"}};
 constexpr binding::signature<5> apply_signature{"q_multiply",
                                                 {"vectors", "factors", "phases", "c", "adjoint"}};
 
@@ -105,9 +105,9 @@ constexpr binding::signature<5> apply_signature{"q_multiply",
 
 PyObject* qr_factors(const binding::call_arguments& call)
 {
-    const auto [given, pivoting] = factors_signature.bind(call);
+    const auto [given, pivoting] = qr_factor_signature.bind(call);
     const operand a(given);
-    const stack_shape of = stack_of(a, factors_signature.function);
+    const stack_shape of = stack_of(a, qr_factor_signature.function);
     const column_order order =
         flag_parameter(pivoting) ? column_order::pivoted : column_order::given;
     return telling({given}, of.lead, [&] {

@@ -9,6 +9,7 @@
 #include "package/operand.hpp"
 #include "package/operators.hpp"
 #include "package/subscript.hpp"
+#include "package/type_entries.hpp"
 
 #include <limits>
 #include <optional>
@@ -48,7 +49,7 @@ PyObject* size_of(PyObject* self)
     return PyLong_FromSize_t(self_of(self).data.size());
 }
 
-PyObject* dtype_of(PyObject* self)
+PyObject* positions_dtype_of(PyObject* self)
 {
     self_of(self);
     return PyUnicode_FromString("int64");
@@ -153,12 +154,12 @@ PyObject* tensor_slot(PyObject* left, PyObject* right)
                                [&] { return of_tensors(operation, left, right); });
 }
 
-PyObject* power_slot(PyObject* left, PyObject* right, PyObject*)
+PyObject* positions_power_slot(PyObject* left, PyObject* right, PyObject*)
 {
     return tensor_slot<arithmetic_operation::power>(left, right);
 }
 
-PyObject* negative_slot(PyObject* self)
+PyObject* positions_negative_slot(PyObject* self)
 {
     return binding::translated(marlinth_module_error, [&] {
         const positions zero({}, {0});
@@ -169,7 +170,7 @@ PyObject* negative_slot(PyObject* self)
 }
 
 // --- the type ------------------------------------------------------------------------------------
-PyObject* subscript_slot(PyObject* self, PyObject* key)
+PyObject* positions_subscript_slot(PyObject* self, PyObject* key)
 {
     return binding::translated(marlinth_module_error,
                                [&] { return subscript_positions(self_of(self), key); });
@@ -202,21 +203,6 @@ int initialize(PyObject* self, PyObject* args, PyObject* keywords)
     return binding::translated(marlinth_module_error, body) == nullptr ? -1 : 0;
 }
 
-template <auto F>
-PyGetSetDef property(const char* name, const char* doc)
-{
-    const getter entry = [](PyObject* self, void*) {
-        return binding::translated(marlinth_module_error, [&] { return F(self); });
-    };
-    return {name, entry, nullptr, doc, nullptr};
-}
-
-template <class Function>
-PyType_Slot slot(int kind, Function function)
-{
-    return {kind, reinterpret_cast<void*>(function)};
-}
-
 void fill_tables()
 {
     binding::class_name<positions>() = "numerical.Positions";
@@ -227,9 +213,9 @@ void fill_tables()
         slot(Py_nb_floor_divide, arithmetic_slot<operation::floor_divide>),
         slot(Py_nb_remainder, arithmetic_slot<operation::remainder>),
         slot(Py_nb_true_divide, tensor_slot<arithmetic_operation::divide>),
-        slot(Py_nb_power, power_slot),
-        slot(Py_nb_negative, negative_slot),
-        slot(Py_mp_subscript, subscript_slot),
+        slot(Py_nb_power, positions_power_slot),
+        slot(Py_nb_negative, positions_negative_slot),
+        slot(Py_mp_subscript, positions_subscript_slot),
         slot(Py_mp_length, length_slot),
         slot(Py_tp_richcompare, comparison_slot),
         // By identity, as == gives masks.
@@ -243,7 +229,7 @@ void fill_tables()
         property<shape_of>("shape", "The extents."),
         property<rank_of>("ndim", "The number of axes."),
         property<size_of>("size", "The number of places."),
-        property<dtype_of>("dtype", "\"int64\"."),
+        property<positions_dtype_of>("dtype", "\"int64\"."),
         property<array_interface_of>("__array_interface__", "NumPy's description of the buffer."),
     };
 }

@@ -15,7 +15,6 @@ namespace numerical::package {
 
 namespace binding = marlinth::binding;
 using boundary::number;
-using boundary::wrap;
 using boundary::wrap_new;
 
 // Makes the type, or adds the one there is to the module.

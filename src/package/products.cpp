@@ -18,8 +18,6 @@ namespace {
 
 using boundary::gil_release;
 using boundary::gil_release_threshold;
-using boundary::number;
-using boundary::wrap;
 
 // One operand of a stacked product: matrices of rows × cols, dense, one after the other.
 struct stacked

@@ -20,7 +20,6 @@ namespace numerical::package {
 namespace {
 
 using binding::fail;
-using boundary::wrap;
 
 std::size_t product(shape_list::const_iterator first, shape_list::const_iterator last)
 {

@@ -24,7 +24,6 @@ namespace {
 using binding::fail;
 using binding::not_null;
 using binding::owned_ref;
-using boundary::wrap;
 
 // The elements in row-major order of `shape` through these strides.
 template <class T>
@@ -136,9 +135,10 @@ private:
     bool any_complex = false;
 };
 
-std::size_t product(shape_list::const_iterator first, shape_list::const_iterator last)
+std::size_t count_before(const shape_list& shape, std::size_t axis)
 {
-    return std::accumulate(first, last, std::size_t{1}, std::multiplies<>());
+    return std::accumulate(shape.begin(), shape.begin() + static_cast<std::ptrdiff_t>(axis),
+                           std::size_t{1}, std::multiplies<>());
 }
 
 // Joins blocks: `outer` segments of consecutive elements of each tensor, taken in turns; `count`
@@ -205,7 +205,7 @@ PyObject* concatenated(const std::vector<const tensor<T>*>& parts, std::size_t a
         check_joinable(parts.front()->shape, part->shape, axis);
         shape[axis] += part->shape[axis];
     }
-    const std::size_t outer = product(shape.begin(), shape.begin() + static_cast<long>(axis));
+    const std::size_t outer = count_before(shape, axis);
     return wrap(tensor<T>(shape, outer == 0 ? std::vector<T>() : interleaved(parts, outer)));
 }
 
@@ -218,7 +218,7 @@ PyObject* concatenated_flat(const std::vector<const tensor<T>*>& parts)
 }
 
 template <class T>
-PyObject* stacked(const std::vector<const tensor<T>*>& parts, PyObject* axis_given)
+PyObject* stacked_along(const std::vector<const tensor<T>*>& parts, PyObject* axis_given)
 {
     const shape_list& first = parts.front()->shape;
     for (const tensor<T>* part : parts)
@@ -230,27 +230,28 @@ PyObject* stacked(const std::vector<const tensor<T>*>& parts, PyObject* axis_giv
         axis_given == nullptr ? 0 : axis_parameter(axis_given, first.size() + 1);
     shape_list shape = first;
     shape.insert(shape.begin() + static_cast<long>(axis), parts.size());
-    const std::size_t outer = product(first.begin(), first.begin() + static_cast<long>(axis));
+    const std::size_t outer = count_before(first, axis);
     return wrap(tensor<T>(shape, outer == 0 ? std::vector<T>() : interleaved(parts, outer)));
 }
 
 // --- triangles -----------------------------------------------------------------------------------
-enum class triangle { lower, upper };
+enum class triangle_side { lower, upper };
 
 // Each row keeps what lies on its side of diagonal k.
 template <class T>
-tensor<T> triangle_of(const tensor<T>& a, std::ptrdiff_t k, triangle side)
+tensor<T> triangle_of(const tensor<T>& a, std::ptrdiff_t k, triangle_side side)
 {
     const std::size_t rows = a.shape.end()[-2];
     const std::size_t cols = a.shape.end()[-1];
     std::vector<T> data = detail::uninitialized<T>(a.data.size());
     for (std::size_t at = 0, row = 0; at < data.size(); at += cols, row = (row + 1) % rows) {
         const auto diagonal = static_cast<std::ptrdiff_t>(row) + k;
-        const auto split = static_cast<std::size_t>(std::clamp<std::ptrdiff_t>(
-            diagonal + (side == triangle::lower ? 1 : 0), 0, static_cast<std::ptrdiff_t>(cols)));
+        const auto split = static_cast<std::size_t>(
+            std::clamp<std::ptrdiff_t>(diagonal + (side == triangle_side::lower ? 1 : 0), 0,
+                                       static_cast<std::ptrdiff_t>(cols)));
         T* const to = data.data() + at;
         const T* const from = a.data.data() + at;
-        if (side == triangle::lower) {
+        if (side == triangle_side::lower) {
             std::copy_n(from, split, to);
             detail::set_zero(to + split, cols - split);
         } else {
@@ -262,7 +263,7 @@ tensor<T> triangle_of(const tensor<T>& a, std::ptrdiff_t k, triangle side)
 }
 
 PyObject* triangle_call(const binding::signature<2>& signature, const binding::call_arguments& call,
-                        triangle side)
+                        triangle_side side)
 {
     const auto [given, diagonal] = signature.bind(call);
     const operand a(given);
@@ -367,18 +368,18 @@ PyObject* stack(const binding::call_arguments& call)
     const tensor_list parts(given);
     if (parts.empty())
         fail(PyExc_ValueError, "stack needs at least one tensor");
-    return parts.is_complex() ? stacked(parts.as<complex>(), axis)
-                              : stacked(parts.as<double>(), axis);
+    return parts.is_complex() ? stacked_along(parts.as<complex>(), axis)
+                              : stacked_along(parts.as<double>(), axis);
 }
 
 PyObject* tril(const binding::call_arguments& call)
 {
-    return triangle_call(tril_signature, call, triangle::lower);
+    return triangle_call(tril_signature, call, triangle_side::lower);
 }
 
 PyObject* triu(const binding::call_arguments& call)
 {
-    return triangle_call(triu_signature, call, triangle::upper);
+    return triangle_call(triu_signature, call, triangle_side::upper);
 }
 
 PyObject* with_strides(const binding::call_arguments& call)

@@ -172,7 +172,7 @@ constexpr auto diagonal_method = [](arguments given) { return forms::diagonal(gi
 constexpr auto trace_method = [](arguments given) { return forms::trace(given); };
 constexpr auto dot_method = [](arguments given) { return forms::dot(given); };
 
-constexpr shortcut_row methods[] = {
+constexpr shortcut_row method_shortcuts[] = {
     {"reshape", "($self, *shape, order='C')", new_method<forms::reshape_method>},
     {"ravel", "($self)", new_method<ravel_method>},
     {"squeeze", "($self, axis=None)", new_method<squeeze_method>},
@@ -193,7 +193,7 @@ PyObject* shortcut(const binding::call_arguments& call)
 PyObject* method_shortcut(const binding::call_arguments& call)
 {
     static constexpr binding::signature<1> signature{"method_shortcut", {"function"}};
-    return made_by(methods, signature.bind(call)[0]);
+    return made_by(method_shortcuts, signature.bind(call)[0]);
 }
 
 } // namespace numerical::package

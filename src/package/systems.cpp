@@ -9,8 +9,6 @@
 namespace numerical::package {
 namespace {
 
-using boundary::wrap;
-
 template <class T>
 PyObject* solve_stack(const tensor<T>& a, const stack_shape& of, const tensor<T>& b,
                       const right_sides& sides)
@@ -67,18 +65,6 @@ PyObject* signs_and_logs(const tensor<T>& a, const stack_shape& of)
     computed(a.data.size(),
              [&] { stacks::slogdet(of.count, dense(a, of), signs.data.data(), logs.data.data()); });
     return pair_of(number_or_tensor(std::move(signs)), number_or_tensor(std::move(logs)));
-}
-
-// of_type(a, shape) for the one argument of the function, square matrices.
-template <class F>
-PyObject* of_square(const binding::signature<1>& signature, const binding::call_arguments& call,
-                    const F& of_type)
-{
-    const auto [given] = signature.bind(call);
-    const operand a(given);
-    const stack_shape of = square_stack_of(a, signature.function);
-    return telling({given}, of.lead,
-                   [&] { return by_type(a, [&](const auto& x) { return of_type(x, of); }); });
 }
 
 constexpr binding::signature<4> solve_signature{

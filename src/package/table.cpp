@@ -10,6 +10,7 @@
 #include "package/shortcuts.hpp"
 #include "package/subscript.hpp"
 #include "package/table_entry.hpp"
+#include "package/type_entries.hpp"
 
 #include <vector>
 
@@ -52,15 +53,6 @@ PyObject* dtype_of(PyObject* self)
 PyObject* subscript_slot(PyObject* self, PyObject* key)
 {
     return binding::translated(marlinth_module_error, [&] { return subscript(self, key); });
-}
-
-template <auto F>
-PyGetSetDef property(const char* name, const char* doc)
-{
-    const getter entry = [](PyObject* self, void*) {
-        return binding::translated(marlinth_module_error, [&] { return F(self); });
-    };
-    return {name, entry, nullptr, doc, nullptr};
 }
 
 template <auto F>

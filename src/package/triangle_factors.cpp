@@ -11,8 +11,6 @@
 namespace numerical::package {
 namespace {
 
-using boundary::wrap;
-
 triangle_half half_parameter(PyObject* lower)
 {
     return flag_parameter(lower) ? triangle_half::lower : triangle_half::upper;

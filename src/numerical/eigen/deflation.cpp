@@ -23,7 +23,7 @@ pole_pair pair_of(const std::vector<double>& z, std::size_t prev, std::size_t i)
     return {prev, i, length, z[i] / length, -z[prev] / length};
 }
 
-double largest_modulus(const std::vector<double>& values, double largest)
+double largest_entry(const std::vector<double>& values, double largest)
 {
     for (const double value : values)
         largest = std::max(largest, std::abs(value));
@@ -47,7 +47,7 @@ void rotate_poles(const pole_pair& pair, std::vector<double>& d, std::vector<dou
 deflation deflate(std::vector<double>& d, std::vector<double>& z, double rho2,
                   std::vector<unsigned int>& types)
 {
-    const double tolerance = largest_modulus(z, largest_modulus(d, 0.0)) * deflation_tolerance;
+    const double tolerance = largest_entry(z, largest_entry(d, 0.0)) * deflation_tolerance;
     deflation found;
     auto& [active, deflated] = found.partition;
     std::optional<std::size_t> prev;

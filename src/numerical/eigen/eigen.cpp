@@ -17,7 +17,7 @@ namespace numerical {
 namespace detail {
 namespace {
 
-constexpr std::size_t tile = 32;
+constexpr std::size_t gathered_tile = 32;
 
 template <class T>
 struct eigenpairs
@@ -59,14 +59,14 @@ std::vector<T> columns_by_value(const std::vector<T>& rows, const std::vector<st
 {
     std::vector<T> columns(n * n);
     const auto fill_rows = [&](std::size_t b) {
-        const std::size_t from = b * tile;
-        const std::size_t to = std::min(from + tile, n);
-        for (std::size_t left = 0; left < n; left += tile)
-            for (std::size_t j = left; j < std::min(left + tile, n); ++j)
+        const std::size_t from = b * gathered_tile;
+        const std::size_t to = std::min(from + gathered_tile, n);
+        for (std::size_t left = 0; left < n; left += gathered_tile)
+            for (std::size_t j = left; j < std::min(left + gathered_tile, n); ++j)
                 for (std::size_t i = from; i < to; ++i)
                     columns[i * n + j] = rows[order[j] * n + i];
     };
-    parallel_for(ceil_div(n, tile), n * tile, fill_rows);
+    parallel_for(ceil_div(n, gathered_tile), n * gathered_tile, fill_rows);
     return columns;
 }
 
@@ -86,8 +86,7 @@ constexpr int jacobi_sweeps = 60;
 symmetric_eigen::symmetric_eigen(matrix<double> a, eigen_method method)
     : size(a.rows), vectors(0, 0, {})
 {
-    const double scale = detail::checked_scale(
-        a, "symmetric eigendecomposition", "symmetric eigendecomposition requires a square matrix");
+    const double scale = detail::checked_scale(a);
     if (method == eigen_method::jacobi) {
         const auto [diagonal, rows] = detail::two_sided_jacobi(a, scale, jacobi_sweeps);
         extract_sorted(diagonal, rows);
@@ -113,8 +112,7 @@ hermitian_eigen::hermitian_eigen(matrix<std::complex<double>> a, eigen_method me
     if (method == eigen_method::jacobi)
         throw std::invalid_argument("Hermitian eigendecomposition: the Jacobi method is for real "
                                     "symmetric matrices");
-    const double scale = detail::checked_scale(
-        a, "Hermitian eigendecomposition", "Hermitian eigendecomposition requires a square matrix");
+    const double scale = detail::checked_scale(a);
     auto pairs = detail::solve_by_reduction(std::move(a), scale, method);
     values = std::move(pairs.values);
     vectors = {size, size, std::move(pairs.vectors)};

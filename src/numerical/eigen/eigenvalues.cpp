@@ -14,20 +14,6 @@ namespace {
 
 using detail::complex;
 
-constexpr std::size_t ql_steps_per_value = 30;
-
-double checked_scale(const matrix<double>& a)
-{
-    return detail::checked_scale(a, "symmetric eigendecomposition",
-                                 "symmetric eigendecomposition requires a square matrix");
-}
-
-double checked_scale(const matrix<complex>& a)
-{
-    return detail::checked_scale(a, "Hermitian eigendecomposition",
-                                 "Hermitian eigendecomposition requires a square matrix");
-}
-
 // To tridiagonal form; the matrix is used up.
 template <class T>
 void reduce(std::vector<T> a, std::size_t n, std::vector<double>& d, std::vector<double>& e)
@@ -46,7 +32,7 @@ void reduce(std::vector<T> a, std::size_t n, std::vector<double>& d, std::vector
 template <class T>
 std::vector<double> eigenvalues(matrix<T> a)
 {
-    const double scale = checked_scale(a);
+    const double scale = detail::checked_scale(a);
     const std::size_t n = a.rows;
     if (n == 0)
         return {};
@@ -54,7 +40,7 @@ std::vector<double> eigenvalues(matrix<T> a)
     std::vector<double> d(n);
     std::vector<double> e(n);
     reduce(std::move(a.data), n, d, e);
-    detail::root_free_ql(d, e, ql_steps_per_value * n);
+    detail::root_free_ql(d, e, detail::ql_steps_per_value * n);
     for (double& value : d)
         value *= scale;
     return d;

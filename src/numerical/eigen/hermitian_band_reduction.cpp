@@ -13,7 +13,7 @@ namespace {
 
 // Whole tiles of the vector paths. What a strip's diagonal block has above its diagonal is for
 // nothing.
-constexpr std::size_t strip_rows = 48;
+constexpr std::size_t band_strip_rows = 48;
 
 // A dense rows × cols array that is a block.
 template <class T>
@@ -49,9 +49,9 @@ dense_block<T> hermitian_block_product(block_view<const T> a, block_view<const T
     const std::size_t n = a.rows;
     dense_block<T> product(n, v.cols);
     dense_block<T> adjoint(v.cols, n);
-    dense_block<T> square(strip_rows, strip_rows);
-    for (std::size_t from = 0; from < n; from += strip_rows) {
-        const std::size_t to = std::min(from + strip_rows, n);
+    dense_block<T> square(band_strip_rows, band_strip_rows);
+    for (std::size_t from = 0; from < n; from += band_strip_rows) {
+        const std::size_t to = std::min(from + band_strip_rows, n);
         const block_view<const T> strip = a.sub(from, to, 0, from);
         const block_view<const T> beside = v.sub(from, to, 0, v.cols);
         const block_view<T> rows = product.view.sub(from, to, 0, v.cols);
@@ -104,8 +104,8 @@ void update_lower(block_view<T> a, block_view<const T> v, block_view<const T> w)
             right.view(j, i) = conjugate(v(i, j));
             right.view(count + j, i) = conjugate(w(i, j));
         }
-    for (std::size_t from = 0; from < n; from += strip_rows) {
-        const std::size_t to = std::min(from + strip_rows, n);
+    for (std::size_t from = 0; from < n; from += band_strip_rows) {
+        const std::size_t to = std::min(from + band_strip_rows, n);
         add_product<T>(left.view.sub(from, to, 0, 2 * count), right.view.sub(0, 2 * count, 0, to),
                        a.sub(from, to, 0, to));
     }

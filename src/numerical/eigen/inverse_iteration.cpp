@@ -1,5 +1,6 @@
 #include "numerical/eigen/inverse_iteration.hpp"
 
+#include "numerical/eps.hpp"
 #include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
@@ -13,8 +14,6 @@
 
 namespace numerical::detail {
 namespace {
-
-constexpr double eps = std::numeric_limits<double>::epsilon();
 
 // The first step finds the direction, the second brings the residual to rounding, and a third is
 // for values whose neighbours' directions were taken out.

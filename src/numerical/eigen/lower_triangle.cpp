@@ -36,6 +36,18 @@ double checked_scale(const matrix<T>& a, const char* operation, const char* not_
     return largest == 0 ? 1.0 : std::min(largest, std::numeric_limits<double>::max());
 }
 
+double checked_scale(const matrix<double>& a)
+{
+    return checked_scale(a, "symmetric eigendecomposition",
+                         "symmetric eigendecomposition requires a square matrix");
+}
+
+double checked_scale(const matrix<complex>& a)
+{
+    return checked_scale(a, "Hermitian eigendecomposition",
+                         "Hermitian eigendecomposition requires a square matrix");
+}
+
 template <class T>
 void scale_lower(matrix<T>& a, double scale)
 {

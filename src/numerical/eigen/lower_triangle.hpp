@@ -4,6 +4,7 @@
 // division by the largest modulus, after which nothing overflows.
 
 #include "numerical/matrix.hpp"
+#include "numerical/scalar.hpp"
 
 namespace numerical::detail {
 
@@ -12,6 +13,11 @@ namespace numerical::detail {
 // the operation.
 template <class T>
 double checked_scale(const matrix<T>& a, const char* operation, const char* not_square);
+
+// The same for an eigenproblem by itself: "symmetric eigendecomposition requires a square matrix",
+// or Hermitian.
+double checked_scale(const matrix<double>& a);
+double checked_scale(const matrix<complex>& a);
 
 // Divides the lower triangle, and drops imaginary parts on the diagonal.
 template <class T>

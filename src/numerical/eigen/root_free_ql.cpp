@@ -1,6 +1,7 @@
 #include "numerical/eigen/root_free_ql.hpp"
 
 #include "numerical/eigen/ql_kernels.hpp"
+#include "numerical/eps.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
@@ -8,13 +9,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 #include <span>
 
 namespace numerical::detail {
 namespace {
-
-constexpr double eps = std::numeric_limits<double>::epsilon();
 
 // Shorter blocks take less time by single sweeps: a wave begins and ends with some of its sweeps.
 constexpr std::size_t least_rows_of_wave = 24;

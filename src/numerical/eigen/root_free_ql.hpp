@@ -11,6 +11,9 @@
 
 namespace numerical::detail {
 
+// Sweeps to an eigenvalue, on average, after which the iteration has failed.
+constexpr std::size_t ql_steps_per_value = 30;
+
 // d has the diagonal, the first n - 1 elements of e the subdiagonal, n = d.size(); entries are
 // far from overflow when squared. On return d ascends and e is destroyed. A coupling is dropped
 // when it is below ε·√|dᵢ·dᵢ₊₁| or below ε² times the largest entry. convergence_error "symmetric

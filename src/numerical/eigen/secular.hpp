@@ -11,6 +11,7 @@
 
 #include "numerical/counts.hpp"
 #include "numerical/eigen/secular_kernels.hpp"
+#include "numerical/eps.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -18,7 +19,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 
 namespace numerical::detail {
 
@@ -79,7 +79,6 @@ struct secular_sums
     // A bound on the rounding error of f.
     double rounding(double constant, double tau) const
     {
-        constexpr double eps = std::numeric_limits<double>::epsilon();
         return (3 * std::abs(tau) * (dpsi + dphi) + 8 * ((phi - psi) + constant)) * eps;
     }
 };

@@ -22,18 +22,6 @@ namespace {
 using detail::complex;
 using detail::index_range;
 
-double checked_scale(const matrix<double>& a)
-{
-    return detail::checked_scale(a, "symmetric eigendecomposition",
-                                 "symmetric eigendecomposition requires a square matrix");
-}
-
-double checked_scale(const matrix<complex>& a)
-{
-    return detail::checked_scale(a, "Hermitian eigendecomposition",
-                                 "Hermitian eigendecomposition requires a square matrix");
-}
-
 std::vector<double> scaled(std::vector<double> values, double scale)
 {
     for (double& value : values)
@@ -63,8 +51,6 @@ eigenpairs<T> all_eigenpairs(matrix<T> a)
     return {std::move(whole.values), std::move(whole.vectors)};
 }
 
-constexpr std::size_t ql_steps_per_value = 30;
-
 // By inverse iteration, if it does; `choice` sees the values of the tridiagonal matrix.
 template <class T>
 std::optional<eigenpairs<T>> few_eigenpairs(const std::vector<double>& d,
@@ -75,7 +61,7 @@ std::optional<eigenpairs<T>> few_eigenpairs(const std::vector<double>& d,
     const std::size_t n = d.size();
     std::vector<double> values = d;
     std::vector<double> subdiagonal = e;
-    detail::root_free_ql(values, subdiagonal, ql_steps_per_value * n);
+    detail::root_free_ql(values, subdiagonal, detail::ql_steps_per_value * n);
     const index_range range = choice(values);
     if (range.count() > detail::most_iterated_vectors(n))
         return {};
@@ -102,7 +88,7 @@ eigenpairs<T> divided_eigenpairs(std::vector<double> d, std::vector<double> e,
 template <class T>
 eigenpairs<T> chosen_eigenpairs(matrix<T> a, int exponent, const eigen_selection& selection)
 {
-    const double scale = checked_scale(a);
+    const double scale = detail::checked_scale(a);
     const std::size_t n = a.rows;
     detail::scale_lower(a, scale);
     std::vector<double> d(n);

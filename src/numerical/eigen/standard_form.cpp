@@ -18,7 +18,7 @@ namespace numerical::detail {
 namespace {
 
 constexpr std::size_t solve_block = 64;
-constexpr std::size_t strip_rows = 128;
+constexpr std::size_t form_strip_rows = 128;
 
 // About half of an order above that of a leaf; a multiple of that, so that all leaves but the last
 // are of the same order.
@@ -128,8 +128,8 @@ template <class T>
 void add_to_lower(block_view<const std::type_identity_t<T>> x,
                   block_view<const std::type_identity_t<T>> y, block_view<T> a)
 {
-    for (std::size_t from = 0; from < a.rows; from += strip_rows) {
-        const std::size_t to = std::min(from + strip_rows, a.rows);
+    for (std::size_t from = 0; from < a.rows; from += form_strip_rows) {
+        const std::size_t to = std::min(from + form_strip_rows, a.rows);
         add_product(x.sub(from, to, 0, x.cols), y.sub(0, y.rows, 0, to), a.sub(from, to, 0, to));
     }
 }

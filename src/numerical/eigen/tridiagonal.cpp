@@ -15,7 +15,7 @@ namespace numerical::detail {
 namespace {
 
 constexpr std::size_t panel_columns = 32;
-constexpr std::size_t strip_rows = 128;
+constexpr std::size_t update_strip_rows = 128;
 
 template <class T>
 class reducer
@@ -139,8 +139,8 @@ void reducer<T>::update_trailing(std::size_t to, std::size_t count)
             right[p * t + i] = conjugate(w);
             right[(count + p) * t + i] = conjugate(v);
         }
-    for (std::size_t r = 0; r < t; r += strip_rows) {
-        const std::size_t end = std::min(r + strip_rows, t);
+    for (std::size_t r = 0; r < t; r += update_strip_rows) {
+        const std::size_t end = std::min(r + update_strip_rows, t);
         add_product<T>({left.data() + r * depth, end - r, depth, depth},
                        {right.data(), depth, end, t}, a.sub(to + r, to + end, to, to + end));
     }

@@ -16,7 +16,7 @@
 namespace numerical::detail {
 namespace {
 
-constexpr std::size_t tile = 32;
+constexpr std::size_t transposed_tile = 32;
 
 // The block scaled by an exact power of two, so that its largest entry lies in [0.5, 1) and the
 // tolerances of the merges are relative to that.
@@ -93,14 +93,15 @@ void tear_and_merge(double* d, const double* e, std::size_t n, block_view<double
 void transpose_in_place(block_view<double> z)
 {
     const auto transpose_row_of_tiles = [&](std::size_t b) {
-        const std::size_t from = b * tile;
-        const std::size_t to = std::min(from + tile, z.rows);
-        for (std::size_t left = 0; left <= from; left += tile)
+        const std::size_t from = b * transposed_tile;
+        const std::size_t to = std::min(from + transposed_tile, z.rows);
+        for (std::size_t left = 0; left <= from; left += transposed_tile)
             for (std::size_t i = from; i < to; ++i)
-                for (std::size_t j = left; j < std::min(left + tile, i); ++j)
+                for (std::size_t j = left; j < std::min(left + transposed_tile, i); ++j)
                     std::swap(z(i, j), z(j, i));
     };
-    parallel_for(ceil_div(z.rows, tile), tile * z.rows, transpose_row_of_tiles);
+    parallel_for(ceil_div(z.rows, transposed_tile), transposed_tile * z.rows,
+                 transpose_row_of_tiles);
 }
 
 // Columns of the real z as rows of T.

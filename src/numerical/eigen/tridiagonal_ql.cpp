@@ -1,13 +1,13 @@
 #include "numerical/eigen/tridiagonal_ql.hpp"
 
 #include "numerical/eigen/row_operations.hpp"
+#include "numerical/eps.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/scalar.hpp"
 
 #include <algorithm>
 #include <cmath>
 #include <complex>
-#include <limits>
 #include <utility>
 
 namespace numerical::detail {
@@ -46,7 +46,6 @@ private:
 
 row_operations ql_iteration::run()
 {
-    constexpr double eps = std::numeric_limits<double>::epsilon();
     double largest = 0;
     for (std::size_t l = 0; l < n; ++l) {
         largest = std::max(largest, std::abs(d[l]) + std::abs(e[l]));

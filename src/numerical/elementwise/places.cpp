@@ -57,7 +57,8 @@ std::size_t count_true(const complex* z, std::size_t n)
         std::count_if(z, z + n, [](const complex& x) { return x != 0.0; }));
 }
 
-constexpr std::size_t block = 4096; // numbers that stay in L1 while they are searched once more
+constexpr std::size_t searched_block =
+    4096; // numbers that stay in L1 while they are searched once more
 
 // The first place of the extreme of n >= 1 numbers. Blocks are compared by their extremes, and only
 // in the one that holds the first best is the place looked for.
@@ -65,9 +66,10 @@ template <class C>
 std::size_t extreme_place(const double* p, std::size_t n, const C& compare)
 {
     std::size_t best_block = 0;
-    double best = detail::contiguous_extreme(p, std::min(block, n), compare);
-    for (std::size_t i = block; i < n && best == best; i += block) {
-        const double of_block = detail::contiguous_extreme(p + i, std::min(block, n - i), compare);
+    double best = detail::contiguous_extreme(p, std::min(searched_block, n), compare);
+    for (std::size_t i = searched_block; i < n && best == best; i += searched_block) {
+        const double of_block =
+            detail::contiguous_extreme(p + i, std::min(searched_block, n - i), compare);
         if (compare(of_block, best) || of_block != of_block) {
             best = of_block;
             best_block = i;
@@ -83,7 +85,7 @@ void extreme_places_of_columns(const double* data, const detail::walk_shape& wal
     const detail::number_kernels& kernels = detail::numbers_in_force();
     const auto kernel =
         std::is_same_v<C, std::less<double>> ? kernels.places_of_least : kernels.places_of_greatest;
-    const std::size_t width = std::min<std::size_t>(walk.inner, block / 2);
+    const std::size_t width = std::min<std::size_t>(walk.inner, searched_block / 2);
     std::vector<double> best(width);
     std::vector<double> places(width);
     for (std::size_t o = 0; o < walk.outer; ++o)

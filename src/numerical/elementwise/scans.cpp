@@ -11,12 +11,12 @@ namespace {
 
 using complex = std::complex<double>;
 
-double times(double x, double y)
+double times_in_order(double x, double y)
 {
     return x * y;
 }
 
-complex times(const complex& x, const complex& y)
+complex times_in_order(const complex& x, const complex& y)
 {
     return {x.real() * y.real() - x.imag() * y.imag(), x.real() * y.imag() + x.imag() * y.real()};
 }
@@ -31,12 +31,13 @@ T product_of_run(const T* p, std::size_t n)
         std::copy_n(p, 8, r);
         for (i = 8; i + 8 <= n; i += 8)
             for (std::size_t j = 0; j < 8; ++j)
-                r[j] = times(r[j], p[i + j]);
-        product = times(times(times(r[0], r[1]), times(r[2], r[3])),
-                        times(times(r[4], r[5]), times(r[6], r[7])));
+                r[j] = times_in_order(r[j], p[i + j]);
+        product =
+            times_in_order(times_in_order(times_in_order(r[0], r[1]), times_in_order(r[2], r[3])),
+                           times_in_order(times_in_order(r[4], r[5]), times_in_order(r[6], r[7])));
     }
     for (; i < n; ++i)
-        product = times(product, p[i]);
+        product = times_in_order(product, p[i]);
     return product;
 }
 
@@ -47,7 +48,7 @@ void multiply_down_rows(const T* __restrict rows, std::size_t count, std::size_t
     std::fill_n(products, width, T(1));
     for (std::size_t i = 0; i < count; ++i)
         for (std::size_t k = 0; k < width; ++k)
-            products[k] = times(products[k], rows[i * width + k]);
+            products[k] = times_in_order(products[k], rows[i * width + k]);
 }
 
 template <class T, class Join>
@@ -99,7 +100,7 @@ std::vector<T> running_sums(const T* data, const walk_shape& walk)
 template <class T>
 std::vector<T> running_products(const T* data, const walk_shape& walk)
 {
-    return running(data, walk, [](const T& x, const T& y) { return times(x, y); });
+    return running(data, walk, [](const T& x, const T& y) { return times_in_order(x, y); });
 }
 
 template std::vector<double> products(const double*, const walk_shape&);

@@ -25,7 +25,7 @@ namespace {
 
 // Elements to a call of a kernel: an index within it fits an int, whose conversion to double the
 // processor does in vectors.
-constexpr std::size_t block = std::size_t{1} << 20;
+constexpr std::size_t sequence_block = std::size_t{1} << 20;
 
 // ceil(q) for a count of elements: what no memory can hold may be any number above that.
 std::size_t count_of(double q)
@@ -46,9 +46,9 @@ tensor<double> arange(double start, double stop, double step)
     const double delta = (step + start) - start;
     const bool fused = detail::avx2_in_force(detail::gemm_path_current());
     const auto fill = fused ? detail::avx2_fused_sequence : detail::fused_sequence;
-    for (std::size_t from = 0; from < count; from += block)
+    for (std::size_t from = 0; from < count; from += sequence_block)
         fill(delta, static_cast<double>(from), start, data.data() + from,
-             std::min(block, count - from));
+             std::min(sequence_block, count - from));
     return tensor<double>({count}, std::move(data));
 }
 
@@ -56,9 +56,9 @@ tensor<double> linspace(double start, double stop, std::size_t count)
 {
     std::vector<double> data = detail::uninitialized<double>(count);
     const double step = count > 1 ? (stop - start) / static_cast<double>(count - 1) : 0.0;
-    for (std::size_t from = 0; from < count; from += block) {
+    for (std::size_t from = 0; from < count; from += sequence_block) {
         const auto first = static_cast<double>(from);
-        const int end = static_cast<int>(std::min(block, count - from));
+        const int end = static_cast<int>(std::min(sequence_block, count - from));
         double* out = data.data() + from;
         for (int j = 0; j < end; ++j)
             out[j] = step * (first + j) + start;

@@ -14,14 +14,14 @@ namespace {
 
 constexpr std::size_t short_run = 48;         // up to here insertion is faster
 constexpr std::size_t wide_digit_from = 8192; // passes of 11 bits pay for their longer tables
-constexpr std::uint64_t sign_bit = std::uint64_t{1} << 63;
+constexpr std::uint64_t sign_of_key = std::uint64_t{1} << 63;
 
 // The unsigned integers of all numbers but NaN are in the order of the numbers; both zeros have
 // one. Descending order is that of the complement.
 std::uint64_t key_of(double x, sort_order order)
 {
     const auto bits = std::bit_cast<std::uint64_t>(x + 0.0); // -0 + 0 is +0
-    const std::uint64_t key = (bits & sign_bit) != 0 ? ~bits : bits | sign_bit;
+    const std::uint64_t key = (bits & sign_of_key) != 0 ? ~bits : bits | sign_of_key;
     return order == sort_order::ascending ? key : ~key;
 }
 
@@ -29,7 +29,7 @@ double number_of(std::uint64_t key, sort_order order)
 {
     if (order == sort_order::descending)
         key = ~key;
-    return std::bit_cast<double>((key & sign_bit) != 0 ? key & ~sign_bit : ~key);
+    return std::bit_cast<double>((key & sign_of_key) != 0 ? key & ~sign_of_key : ~key);
 }
 
 struct plain_key

@@ -14,12 +14,12 @@ namespace {
 
 using complex = std::complex<double>;
 
-std::size_t count_true(const double* x, std::size_t n)
+std::size_t true_of_run(const double* x, std::size_t n)
 {
     return numbers_in_force().count_true(x, n);
 }
 
-std::size_t count_true(const std::uint8_t* x, std::size_t n)
+std::size_t true_of_run(const std::uint8_t* x, std::size_t n)
 {
     return truths_in_force().count_true(x, n);
 }
@@ -45,7 +45,7 @@ bool answer_of_run(truth_question question, const T* run, std::size_t n)
     std::size_t block = 16;
     for (std::size_t i = 0; i < n; i += block, block = std::min(2 * block, longest)) {
         const std::size_t taken = std::min(block, n - i);
-        const std::size_t found = count_true(run + i, taken);
+        const std::size_t found = true_of_run(run + i, taken);
         if (question == truth_question::any ? found != 0 : found != taken)
             return question == truth_question::any;
     }
@@ -113,7 +113,7 @@ std::vector<std::ptrdiff_t> counts_along(const T* data, const walk_shape& walk)
         uninitialized<std::ptrdiff_t>(checked_mul(walk.outer, walk.inner));
     if (walk.inner == 1) {
         for (std::size_t o = 0; o < walk.outer; ++o)
-            out[o] = static_cast<std::ptrdiff_t>(count_true(data + o * walk.extent, walk.extent));
+            out[o] = static_cast<std::ptrdiff_t>(true_of_run(data + o * walk.extent, walk.extent));
         return out;
     }
     std::vector<double> counts(walk.inner);

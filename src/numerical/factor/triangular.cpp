@@ -16,12 +16,12 @@ namespace {
 using four_row_kernel = void (*)(double*, std::size_t, const double*, std::size_t, const double*,
                                  std::size_t, std::size_t, four_rows);
 
-four_row_kernel kernel_of(int path, const double*)
+four_row_kernel four_row_kernel_on(int path, const double*)
 {
     return path == avx512_path ? avx512_subtract_from_four : avx2_subtract_from_four;
 }
 
-four_row_kernel kernel_of(int path, const complex*)
+four_row_kernel four_row_kernel_on(int path, const complex*)
 {
     return path == avx512_path ? avx512_subtract_complex_from_four
                                : avx2_subtract_complex_from_four;
@@ -40,8 +40,8 @@ template <class T>
 void subtract_from_four_on(int path, block_view<const T> l, block_view<T> x, std::size_t i,
                            four_rows among)
 {
-    kernel_of(path, x.first)(as_doubles(x.row(i)), x.stride, as_doubles(l.row(i)), l.stride,
-                             as_doubles(x.first), i, x.cols, among);
+    four_row_kernel_on(path, x.first)(as_doubles(x.row(i)), x.stride, as_doubles(l.row(i)),
+                                      l.stride, as_doubles(x.first), i, x.cols, among);
 }
 
 // The columns of X that the four-row kernels take; the others are left to kernels of one row.

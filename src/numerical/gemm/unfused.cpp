@@ -72,7 +72,7 @@ void subtract_unfused(int path, T* out, const T* coeffs, const T* rows, std::siz
 
 namespace {
 
-constexpr std::size_t block_depth = 256;
+constexpr std::size_t unfused_depth = 256;
 constexpr std::size_t block_rows = 512; // few enough for A's block to stay in a cache
 
 // Columns of a packed panel of B: a cache line.
@@ -96,10 +96,10 @@ public:
 
     void run()
     {
-        for (std::size_t p0 = 0; p0 < a.cols; p0 += block_depth)
+        for (std::size_t p0 = 0; p0 < a.cols; p0 += unfused_depth)
             for (std::size_t from = 0; from < c.rows; from += block_rows)
                 add_block(from, std::min(from + block_rows, c.rows), p0,
-                          std::min(block_depth, a.cols - p0));
+                          std::min(unfused_depth, a.cols - p0));
     }
 
 private:

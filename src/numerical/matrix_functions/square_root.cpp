@@ -50,7 +50,7 @@ matrix<T> root_of_factored(schur_factors<T> schur)
     return schur.q * (schur.t * detail::adjoint(schur.q));
 }
 
-bool is_negative(const complex& value)
+bool is_real_and_negative(const complex& value)
 {
     return value.real() < 0 && value.imag() == 0;
 }
@@ -84,7 +84,7 @@ bool is_semidefinite(const detail::hermitian_spectrum<T>& spectrum)
 }
 
 template <class T>
-void require_square_and_finite(const matrix<T>& a)
+void require_square_for_root(const matrix<T>& a)
 {
     if (a.rows != a.cols)
         throw dimension_error("sqrtm requires a square matrix");
@@ -123,7 +123,7 @@ template bool root_of_triangle(block_view<complex>);
 
 std::variant<matrix<double>, matrix<complex>> square_root(matrix<double> a)
 {
-    require_square_and_finite(a);
+    require_square_for_root(a);
     if (detail::is_hermitian(a)) {
         auto spectrum = detail::spectrum_of_hermitian(std::move(a));
         spectrum.clear_rounding();
@@ -132,14 +132,14 @@ std::variant<matrix<double>, matrix<complex>> square_root(matrix<double> a)
         return complex_root(spectrum);
     }
     schur_factors<double> schur = schur_form(std::move(a), schur_vectors::compute);
-    if (std::any_of(schur.values.begin(), schur.values.end(), is_negative))
+    if (std::any_of(schur.values.begin(), schur.values.end(), is_real_and_negative))
         return root_of_factored(complex_schur_form(schur));
     return root_of_factored(std::move(schur));
 }
 
 matrix<complex> square_root(matrix<complex> a)
 {
-    require_square_and_finite(a);
+    require_square_for_root(a);
     if (!detail::is_hermitian(a))
         return root_of_factored(schur_form(std::move(a), schur_vectors::compute));
     auto spectrum = detail::spectrum_of_hermitian(std::move(a));

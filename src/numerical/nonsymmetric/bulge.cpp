@@ -16,12 +16,12 @@ complex as_element(const complex& z, const complex*)
     return z;
 }
 
-double squared(double x)
+double squared_modulus(double x)
 {
     return x * x;
 }
 
-double squared(const complex& z)
+double squared_modulus(const complex& z)
 {
     return z.real() * z.real() + z.imag() * z.imag();
 }
@@ -34,7 +34,7 @@ double divided_by(double x, double y)
 // x/y by y's adjoint: for y of a size whose square is safe.
 complex divided_by(const complex& x, const complex& y)
 {
-    return finite_product(x, std::conj(y)) / squared(y);
+    return finite_product(x, std::conj(y)) / squared_modulus(y);
 }
 
 // Below it squares lose digits to underflow. Matrices are scaled so that no square overflows.
@@ -119,8 +119,8 @@ void bulge_start(block_view<const T> h, std::size_t top, std::size_t order,
 template <class T>
 bulge_reflector<T> reflector_of_three(const T (&x)[3], T& beta)
 {
-    const double tail = squared(x[1]) + squared(x[2]);
-    const double head = squared(x[0]);
+    const double tail = squared_modulus(x[1]) + squared_modulus(x[2]);
+    const double head = squared_modulus(x[0]);
     if (head + tail < least_safe_square) {
         if (x[1] == T(0) && x[2] == T(0)) {
             beta = x[0];

@@ -1,13 +1,12 @@
 #include "numerical/nonsymmetric/standard_block.hpp"
 
+#include "numerical/eps.hpp"
+
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace numerical::detail {
 namespace {
-
-constexpr double eps = std::numeric_limits<double>::epsilon();
 
 double signed_one(double x)
 {

@@ -22,7 +22,7 @@ using detail::lane_kernels;
 constexpr std::size_t most_lane_columns = 32;
 
 template <class T>
-void require_square(const matrix_stack<T>& a)
+void require_square_for_lu(const matrix_stack<T>& a)
 {
     if (a.rows != a.cols)
         throw dimension_error("LU decomposition requires a square matrix");
@@ -72,7 +72,7 @@ void run_systems(const lane_job& job, std::size_t count, const matrix_stack<T>& 
 template <class T>
 void require_right_sides(const matrix_stack<T>& a, const matrix_stack<T>& b, const char* text)
 {
-    require_square(a);
+    require_square_for_lu(a);
     if (a.rows != b.rows)
         throw dimension_error(text);
 }
@@ -82,7 +82,7 @@ template <class T, class OfDiagonal, class One>
 void run_diagonals(std::size_t count, const matrix_stack<T>& a, const OfDiagonal& of_diagonal,
                    const One& one)
 {
-    require_square(a);
+    require_square_for_lu(a);
     first_failure failures;
     const std::size_t n = a.rows;
     if (n == 0 || n > greatest_lane_order<T>) {
@@ -138,7 +138,7 @@ void stacks::solve_matrices(std::size_t count, const matrix_stack<T>& a, const m
 template <class T>
 void stacks::inverse(std::size_t count, const matrix_stack<T>& a, T* inverses)
 {
-    require_square(a);
+    require_square_for_lu(a);
     const auto one = [&](std::size_t i) {
         const matrix<T> inverted = regular_lu(a, i, "inverse: matrix is singular").inverse();
         std::copy(inverted.data.begin(), inverted.data.end(), inverses + i * a.rows * a.rows);

@@ -1,13 +1,12 @@
 #include "numerical/svd/arrow_deflation.hpp"
 
+#include "numerical/eps.hpp"
+
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace numerical::detail {
 namespace {
-
-constexpr double eps = std::numeric_limits<double>::epsilon();
 
 // Both columns now have nonzeros wherever either had.
 void unite(std::vector<unsigned int>& types, std::size_t a, std::size_t b)

@@ -10,7 +10,7 @@
 namespace numerical::detail {
 namespace {
 
-constexpr std::size_t block = 32;
+constexpr std::size_t vector_block = 32;
 
 // From the root's origin to the value.
 double gap_of(const small_arrow& arrow, const secular_root& root)
@@ -41,9 +41,9 @@ std::vector<double> rebuilt_z(const small_arrow& arrow, const double* distances)
     const double* const d = arrow.d.data();
     std::vector<double> rebuilt(size);
     const auto rebuild_block = [&](std::size_t b) {
-        const std::size_t from = b * block;
-        const std::size_t width = std::min(block, size - from);
-        std::array<double, block> square;
+        const std::size_t from = b * vector_block;
+        const std::size_t width = std::min(vector_block, size - from);
+        std::array<double, vector_block> square;
         for (std::size_t i = 0; i < width; ++i)
             square[i] = -distances[(from + i) * size + from + i];
         for (std::size_t j = 0; j < size; ++j) {
@@ -57,7 +57,7 @@ std::vector<double> rebuilt_z(const small_arrow& arrow, const double* distances)
         for (std::size_t i = 0; i < width; ++i)
             rebuilt[from + i] = std::copysign(std::sqrt(square[i]), arrow.z[from + i]);
     };
-    parallel_for(ceil_div(size, block), size * block, rebuild_block);
+    parallel_for(ceil_div(size, vector_block), size * vector_block, rebuild_block);
     return rebuilt;
 }
 
@@ -65,20 +65,21 @@ std::vector<double> rebuilt_z(const small_arrow& arrow, const double* distances)
 // (i, j) becomes zᵢ/(dᵢ² - σⱼ²). Tile by tile with its mirror image.
 void distances_to_right_vectors(double* a, std::size_t size, const std::vector<double>& z)
 {
-    const std::size_t tiles = ceil_div(size, block);
+    const std::size_t tiles = ceil_div(size, vector_block);
     const auto turn_tile = [&](std::size_t t) {
-        const std::size_t upper = t / tiles * block;
-        const std::size_t lower = t % tiles * block;
+        const std::size_t upper = t / tiles * vector_block;
+        const std::size_t lower = t % tiles * vector_block;
         if (lower < upper)
             return;
-        for (std::size_t i = upper; i < std::min(upper + block, size); ++i)
-            for (std::size_t j = std::max(lower, i); j < std::min(lower + block, size); ++j) {
+        for (std::size_t i = upper; i < std::min(upper + vector_block, size); ++i)
+            for (std::size_t j = std::max(lower, i); j < std::min(lower + vector_block, size);
+                 ++j) {
                 const double below = a[j * size + i];
                 a[j * size + i] = z[j] / a[i * size + j];
                 a[i * size + j] = z[i] / below;
             }
     };
-    parallel_for(tiles * tiles, block * block, turn_tile);
+    parallel_for(tiles * tiles, vector_block * vector_block, turn_tile);
 }
 
 } // namespace

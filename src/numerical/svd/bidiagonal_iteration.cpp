@@ -1,15 +1,13 @@
 #include "numerical/svd/bidiagonal_iteration.hpp"
 
+#include "numerical/eps.hpp"
 #include "numerical/errors.hpp"
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace numerical::detail {
 namespace {
-
-constexpr double eps = std::numeric_limits<double>::epsilon();
 
 // Entries below this count as zero beside anything.
 constexpr double tiny = 0x1p-970;

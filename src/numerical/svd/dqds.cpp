@@ -1,5 +1,6 @@
 #include "numerical/svd/dqds.hpp"
 
+#include "numerical/eps.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/scalar.hpp"
 
@@ -11,8 +12,6 @@
 
 namespace numerical::detail {
 namespace {
-
-constexpr double eps = std::numeric_limits<double>::epsilon();
 
 // Where nothing better is known than an upper bound the first shift is so much of it, and each one
 // that succeeds lets the next come nearer.

@@ -1,18 +1,17 @@
 #include "numerical/svd/least_squares.hpp"
 
+#include "numerical/eps.hpp"
 #include "numerical/svd/least_squares_fit.hpp"
 
 #include <algorithm>
 #include <complex>
-#include <limits>
 
 namespace numerical {
 
 template <class T>
 matrix<T> lstsq(const matrix<T>& a, const matrix<T>& b)
 {
-    constexpr double eps = std::numeric_limits<double>::epsilon();
-    const double cutoff = static_cast<double>(std::max(a.rows, a.cols)) * eps;
+    const double cutoff = static_cast<double>(std::max(a.rows, a.cols)) * detail::eps;
     return fit_least_squares(a, b, cutoff).x;
 }
 

@@ -1,5 +1,6 @@
 #include "numerical/svd/one_sided_jacobi.hpp"
 
+#include "numerical/eps.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/matrix.hpp"
 #include "numerical/runtime/interruption.hpp"
@@ -10,12 +11,9 @@
 #include <array>
 #include <cmath>
 #include <complex>
-#include <limits>
 
 namespace numerical::detail {
 namespace {
-
-constexpr double eps = std::numeric_limits<double>::epsilon();
 
 // Squared norms below this are too coarse, or zero, through underflow, and so is the inner product.
 constexpr double least_safe_square = 0x1p-900;

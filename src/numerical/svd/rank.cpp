@@ -1,12 +1,12 @@
 #include "numerical/svd/rank.hpp"
 
+#include "numerical/eps.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/strided/dense_passes.hpp"
 #include "numerical/svd/range_guard.hpp"
 #include "numerical/svd/svd.hpp"
 
 #include <algorithm>
-#include <limits>
 
 namespace numerical {
 
@@ -16,8 +16,7 @@ std::size_t detail::count_above_threshold(const std::vector<double>& values, std
     double largest = 0;
     for (const double value : values)
         largest = std::max(largest, value);
-    constexpr double eps = std::numeric_limits<double>::epsilon();
-    const double threshold = static_cast<double>(std::max(m, n)) * (largest * eps);
+    const double threshold = static_cast<double>(std::max(m, n)) * (largest * detail::eps);
     return static_cast<std::size_t>(std::count_if(values.begin(), values.end(),
                                                   [=](double value) { return value > threshold; }));
 }

@@ -1,5 +1,6 @@
 #include "numerical/svd/tall_factors.hpp"
 
+#include "numerical/eps.hpp"
 #include "numerical/factor/triangular_solve.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
-#include <limits>
 #include <utility>
 
 namespace numerical::detail {
@@ -96,7 +96,6 @@ void tall_factors<T>::solve_adjoint(std::vector<T>& b, std::size_t cols) const
 
 bool is_clearly_regular(double condition, std::size_t rows)
 {
-    constexpr double eps = std::numeric_limits<double>::epsilon();
     return 1.0 > condition * (static_cast<double>(rows) * eps) * 100.0;
 }
 

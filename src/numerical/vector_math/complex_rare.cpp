@@ -1,5 +1,6 @@
 #include "numerical/vector_math/complex_rare.hpp"
 
+#include "numerical/vector_math/infinity.hpp"
 #include "numerical/vector_math/kernels.hpp"
 
 #include <algorithm>
@@ -11,7 +12,6 @@ namespace {
 
 using complex = std::complex<double>;
 
-constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr complex unknown{nan, nan};
 

@@ -1,14 +1,12 @@
 #include "numerical/vector_math/exponential.hpp"
 
+#include "numerical/vector_math/infinity.hpp"
 #include "numerical/vector_math/scaled_value.hpp"
 
 #include <cmath>
-#include <limits>
 
 namespace numerical::vector_math {
 namespace {
-
-constexpr double infinity = std::numeric_limits<double>::infinity();
 
 }
 

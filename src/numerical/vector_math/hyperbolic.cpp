@@ -1,9 +1,9 @@
 #include "numerical/vector_math/hyperbolic.hpp"
 
+#include "numerical/vector_math/infinity.hpp"
 #include "numerical/vector_math/scaled_value.hpp"
 
 #include <cmath>
-#include <limits>
 
 namespace numerical::vector_math {
 namespace {
@@ -12,7 +12,7 @@ namespace {
 double half_exponential(double x)
 {
     if (x > 711)
-        return std::numeric_limits<double>::infinity();
+        return infinity;
     auto e = exponential_of(reduced_by_ln2(one(x)));
     e.n = e.n - one_word(16);
     return scaled_value(e);

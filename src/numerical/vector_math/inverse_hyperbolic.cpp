@@ -1,5 +1,6 @@
 #include "numerical/vector_math/inverse_hyperbolic.hpp"
 
+#include "numerical/vector_math/infinity.hpp"
 #include "numerical/vector_math/portable_lanes.hpp"
 
 #include <cmath>
@@ -33,7 +34,7 @@ double inverse_hyperbolic_cosine::rare(double x)
 double inverse_hyperbolic_tangent::rare(double x)
 {
     if (std::fabs(x) == 1)
-        return std::copysign(std::numeric_limits<double>::infinity(), x);
+        return std::copysign(infinity, x);
     return std::isnan(x) ? x + x : std::numeric_limits<double>::quiet_NaN();
 }
 

@@ -1,5 +1,6 @@
 #include "numerical/vector_math/logarithm.hpp"
 
+#include "numerical/vector_math/infinity.hpp"
 #include "numerical/vector_math/portable_lanes.hpp"
 
 #include <cmath>
@@ -7,8 +8,6 @@
 
 namespace numerical::vector_math {
 namespace {
-
-constexpr double infinity = std::numeric_limits<double>::infinity();
 
 template <const logarithm_base& base>
 double rare_logarithm(double x)

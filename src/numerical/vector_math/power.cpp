@@ -1,5 +1,6 @@
 #include "numerical/vector_math/power.hpp"
 
+#include "numerical/vector_math/infinity.hpp"
 #include "numerical/vector_math/scaled_value.hpp"
 
 #include <cmath>
@@ -7,8 +8,6 @@
 
 namespace numerical::vector_math {
 namespace {
-
-constexpr double infinity = std::numeric_limits<double>::infinity();
 
 bool is_odd_integer(double y)
 {

@@ -1,10 +1,10 @@
 #include "numerical/vector_math/two_operands.hpp"
 
+#include "numerical/vector_math/infinity.hpp"
 #include "numerical/vector_math/portable_lanes.hpp"
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace numerical::vector_math {
 namespace {
@@ -43,7 +43,7 @@ double arc_tangent_of_quotient::rare(double y, double x)
 double hypotenuse::rare(double x, double y)
 {
     if (std::isinf(x) || std::isinf(y))
-        return std::numeric_limits<double>::infinity();
+        return infinity;
     if (std::isnan(x) || std::isnan(y))
         return x + y;
     const double longer = std::max(std::fabs(x), std::fabs(y));
