@@ -76,7 +76,8 @@ std::vector<wide<T>> wide_product(const numerical::matrix<T>& a, const std::vect
     for (std::size_t i = 0; i < a.rows; ++i)
         for (std::size_t l = 0; l < a.cols; ++l)
             for (std::size_t j = 0; j < count; ++j)
-                product[i * count + j] += wide<T>(a.data[i * a.cols + l]) * x[l * count + j];
+                add_product(product[i * count + j], wide<T>(a.data[i * a.cols + l]),
+                            x[l * count + j]);
     return product;
 }
 

@@ -59,7 +59,7 @@ numerical::matrix<T> with_spectrum(const std::vector<double>& values, unsigned s
                     return wide<T>(from_left ? numerical::detail::conjugate(v[j]) : v[j]);
                 };
                 for (std::size_t j = 0; j < n; ++j)
-                    sum += along(j) * wide<T>(at(j));
+                    add_product(sum, along(j), wide<T>(at(j)));
                 for (std::size_t j = 0; j < n; ++j)
                     at(j) = static_cast<T>(
                         wide<T>(at(j)) -
