@@ -1,6 +1,6 @@
 """References and memory are balanced on every way through creation, indexing, arithmetic, sums.
 
-Each call is made 20,000 times. Afterwards the arguments, what they hold and the objects that every
+Each call is made 5,000 times. Afterwards the arguments, what they hold and the objects that every
 module function touches have the reference counts of before, and Python and the C library hold no
 more memory than before, but for what other things do in the meantime.
 """
@@ -14,7 +14,9 @@ from support import ADDRESS_SANITIZER, bytes_in_use, not_under_address_sanitizer
 
 import _numerical as nm
 
-CALLS = 1_000 if ADDRESS_SANITIZER else 20_000
+pytestmark = pytest.mark.boundary
+
+CALLS = 1_000 if ADDRESS_SANITIZER else 5_000
 
 VECTOR = nm._arange(0, 3, 1)
 MATRIX = nm._reshape(nm._arange(0, 6, 1), (2, 3))
