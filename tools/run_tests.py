@@ -5,8 +5,9 @@
                symbols, citations
     python     the module and the package, release build
     packaging  wheel, install, a C++ user's program
+    intrinsics each emulated AVX-512 intrinsic against its instruction, where the processor has it
     emulated   the tests that reach the AVX-512 kernels, built on emulated intrinsics
-    asan       unit and module tests of a core and a module under the address sanitizer
+    asan       unit tests, and what crosses the boundary to Python, under the address sanitizer
     ubsan      unit tests under clang's undefined-behaviour sanitizer
     tsan       under the thread sanitizer, what runs on several threads
     tidy       clang-tidy over the sources, by .clang-tidy
@@ -17,7 +18,7 @@ count and its processor time when it ends, and what it printed if it failed.
 
 NUMERICAL_TEST_PATHS limits unit tests to the paths whose digits it has; 01 tests as on a machine
 without AVX-512F. The stage emulated runs on path 2 alone, which on such a machine is all that the
-stage unit lacks.
+stage unit lacks. NUMERICAL_TEST_SAMPLE takes a third of the kinds of matrices (tests/support/sample.hpp).
 """
 
 import argparse
@@ -158,7 +159,7 @@ def jobs_of(stage: str, preset: str, prefix: str, environment: dict[str, str] | 
     tests.sort(key=lambda test: -pathlib.Path(test[1][0]).stat().st_size)
     return [
         functools.partial(
-            run_program, f"{stage} {name.removeprefix(prefix)}", command,
+            run_program, f"{stage} {name.removeprefix(prefix)}".rstrip(), command,
             {**(environment or {}), "GTEST_FILTER": filter_of(name)},
         )
         for name, command in tests
@@ -166,9 +167,12 @@ def jobs_of(stage: str, preset: str, prefix: str, environment: dict[str, str] | 
 
 
 def pytest_jobs(stage: str, preset: str, pattern: str,
-                environment: dict[str, str] | None = None) -> list[Job]:  # fmt: skip
-    """A process for each file: what one does to the process, another doesn't see."""
-    files = [str(path.relative_to(ROOT)) for path in sorted(ROOT.glob(pattern))]
+                environment: dict[str, str] | None = None, saying: str = "") -> list[Job]:  # fmt: skip
+    """A process for each file that has the text: what one does to the process, another doesn't see."""
+    files = [
+        str(path.relative_to(ROOT)) for path in sorted(ROOT.glob(pattern))
+        if saying in path.read_text()
+    ]  # fmt: skip
     return [
         functools.partial(run_pytest, f"{stage} {file}", preset, file, environment or {})
         for file in files
@@ -202,6 +206,10 @@ def packaging() -> list[Job]:
     return pytest_jobs("packaging", "release", "tests/packaging/test_*.py")
 
 
+def intrinsics() -> list[Job]:
+    return jobs_of("intrinsics", "release", "emulated_intrinsics")
+
+
 def emulated() -> list[Job]:
     families = ("eigh", "einsum", "factorizations", "least_squares", "linear_systems", "settings",
                 "svd", "threads")  # fmt: skip
@@ -212,16 +220,25 @@ def emulated() -> list[Job]:
 
 
 def asan() -> list[Job]:
-    options = {"ASAN_OPTIONS": "allocator_may_return_null=1"}
+    """Of Python's tests the files marked as crossing the boundary; the core's values are for unit's.
+
+    Memory comes back into use after 32 MiB more have been freed, not 256, and the sanitizer keeps the
+    four innermost callers of an allocation, not thirty: stacks of small matrices, which allocate much,
+    take three quarters of the time. Of the kinds of matrices a third is tried at each size.
+    """
+    always = "allocator_may_return_null=1:quarantine_size_mb=32:malloc_context_size=4"
+    options = {"ASAN_OPTIONS": always, "NUMERICAL_TEST_SAMPLE": "1"}
     under_python = {
-        "ASAN_OPTIONS": "detect_leaks=0:allocator_may_return_null=1",
+        "ASAN_OPTIONS": f"detect_leaks=0:{always}",
+        "HYPOTHESIS_PROFILE": "sanitized",
         "UBSAN_OPTIONS": "print_stacktrace=1",
         "LD_PRELOAD": preloaded("libasan.so", "libstdc++.so"),
         "PYTHONMALLOC": "malloc",
     }
+    marked = "pytestmark = pytest.mark.boundary"
     return (jobs_of("asan", "release", "asan_", options)
-            + pytest_jobs("asan", "release/asan", "tests/python/test_*.py",
-                          under_python))  # fmt: skip
+            + pytest_jobs("asan", "release/asan", "tests/python/test_*.py", under_python, marked)
+            + pytest_jobs("asan", "release/asan", "tests/package/test_*.py", under_python, marked))
 
 
 def ubsan() -> list[Job]:
@@ -264,6 +281,7 @@ STAGES = {
     "checks": Stage(checks, "release"),
     "python": Stage(python, "release"),
     "packaging": Stage(packaging, "release"),
+    "intrinsics": Stage(intrinsics, "release", ("all", "emulated_intrinsics")),
     "emulated": Stage(emulated, "release", ("all", "emulated")),
     "asan": Stage(asan, "release", ("all", "asan")),
     "ubsan": Stage(ubsan, "ubsan", ("unit",)),

@@ -9,6 +9,8 @@ import pytest
 import numerical as nm
 from numerical import _arguments, _config
 
+pytestmark = pytest.mark.boundary
+
 ODD = [
     None, "x", b"x", {}, {"a": 1}, {1, 2}, 1.5, float("nan"), float("inf"), 10**5000, -(10**5000), 2**62,
     -1, -7, True, 1j, object(), int, len, [None], ["x"], [[1], [2, 3]], (), slice(1), ...,

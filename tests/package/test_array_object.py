@@ -18,6 +18,8 @@ import numerical as nm
 from numerical import _format, _memory
 from oracle import arrays, close, equal, integers, normal
 
+pytestmark = pytest.mark.boundary
+
 INDEX_ITEMS = st.one_of(
     st.integers(-6, 6),
     st.slices(6),

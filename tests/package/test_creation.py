@@ -14,6 +14,8 @@ import numerical as nm
 from numerical import _dlpack
 from oracle import arrays, equal, integers
 
+pytestmark = pytest.mark.boundary
+
 
 @settings(max_examples=200)
 @given(arrays(max_rank=4))

@@ -11,6 +11,8 @@ import pytest
 import numerical as nm
 from oracle import close, equal, normal
 
+pytestmark = pytest.mark.boundary
+
 A = normal((30, 4), seed=1)
 Y = A @ np.array([1.0, -2.0, 0.5, 3.0])
 

@@ -11,6 +11,8 @@ from hypothesis import strategies as st
 import numerical as nm
 from oracle import equal
 
+pytestmark = pytest.mark.boundary
+
 NUMBERS = st.sampled_from([0.0, -0.0, 1.0, -1.0, 2.0, 1e300, -1e-300, np.inf, -np.inf, np.nan])
 
 

@@ -6,6 +6,8 @@ import pytest
 import numerical as nm
 from oracle import close, equal, integers, normal
 
+pytestmark = pytest.mark.boundary
+
 SHAPES = [(), (5,), (3, 4), (2, 3, 4), (0,), (2, 0, 3)]
 
 

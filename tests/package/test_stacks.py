@@ -8,6 +8,8 @@ import pytest
 import numerical as nm
 from oracle import close, equal, normal
 
+pytestmark = pytest.mark.boundary
+
 NOTES = pytest.mark.skipif(sys.version_info < (3, 11), reason="exceptions carry no notes")
 ORDERS = [1, 2, 3, 4, 5, 8, 16, 17, 33]
 DTYPES = ["float64", "complex128"]

@@ -23,4 +23,6 @@ sys.path.insert(0, str(MODULE_FOLDER))
 settings.register_profile(
     "numerical", deadline=None, suppress_health_check=[HealthCheck.too_slow]
 )
-settings.load_profile("numerical")
+# Under a sanitizer each call takes ten times as long.
+settings.register_profile("sanitized", settings.get_profile("numerical"), max_examples=10)
+settings.load_profile(os.environ.get("HYPOTHESIS_PROFILE", "numerical"))

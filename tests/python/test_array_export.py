@@ -11,6 +11,8 @@ from hypothesis import given
 from hypothesis import strategies as st
 from support import error_of, not_under_address_sanitizer, numerical_error, output_of
 
+pytestmark = pytest.mark.boundary
+
 Tensor = _numerical.Tensor
 
 SAMPLES = {

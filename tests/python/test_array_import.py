@@ -11,6 +11,8 @@ from hypothesis import strategies as st
 from hypothesis.extra import numpy as hnp
 from support import error_of, numerical_error, output_of
 
+pytestmark = pytest.mark.boundary
+
 asarray = _numerical.asarray
 Tensor = _numerical.Tensor
 

@@ -14,6 +14,8 @@ from support import (
 )
 from conftest import MODULE_FOLDER
 
+pytestmark = pytest.mark.boundary
+
 Tensor = _numerical.Tensor
 
 # All functions in the order of the table.

@@ -9,6 +9,8 @@ from support import error_of
 sys.path.append(str(BUILD.resolve() / "tests"))
 import _binding_probe as probe  # noqa: E402
 
+pytestmark = pytest.mark.boundary
+
 
 def test_a_class_by_a_factory_with_keywords():
     pair = probe.Pair(-3)

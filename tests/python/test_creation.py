@@ -13,6 +13,8 @@ from surface import assert_same_bits, bits, numbers, shapes, tensor
 import _numerical as nm
 import numpy as np
 
+pytestmark = pytest.mark.boundary
+
 finite = st.floats(-1e9, 1e9)
 BEYOND_MEMORY = "cannot create std::vector larger than max_size()"
 OVERFLOW = "dimension product overflows std::size_t"

@@ -6,6 +6,8 @@ import _numerical
 import pytest
 from support import error_of
 
+pytestmark = pytest.mark.boundary
+
 
 @pytest.fixture(autouse=True)
 def settings_restored():

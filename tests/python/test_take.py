@@ -9,6 +9,8 @@ from surface import array_of, assert_same_bits, numbers, shapes, tensor
 import _numerical as nm
 import numpy as np
 
+pytestmark = pytest.mark.boundary
+
 LEAVES = (IndexError, "_take: a range leaves its axis")
 LARGEST = 2**63 - 1
 

@@ -10,6 +10,8 @@ from hypothesis import given
 from hypothesis import strategies as st
 from support import error_of, numerical_error
 
+pytestmark = pytest.mark.boundary
+
 Tensor = _numerical.Tensor
 
 UNREADABLE = numerical_error("Tensor: could not read the data buffer")

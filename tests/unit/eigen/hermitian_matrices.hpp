@@ -7,6 +7,7 @@
 #include "numerical/scalar.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "ratios.hpp"
+#include "sample.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -142,7 +143,7 @@ std::vector<named_matrix<T>> hermitian_families(std::size_t n)
     add("huge", mirrored(scaled(random_matrix<T>(n, n, 9), 1e300)));
     add("tiny", mirrored(scaled(random_matrix<T>(n, n, 10), 1e-300)));
     add("subnormal", mirrored(scaled(random_matrix<T>(n, n, 11), 1e-310)));
-    return all;
+    return sampled(std::move(all), n);
 }
 
 struct eigen_ratios

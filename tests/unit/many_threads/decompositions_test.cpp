@@ -17,6 +17,7 @@
 #include "numerical/svd/svd.hpp"
 #include "numerical/svd/values_only.hpp"
 
+#include "many.hpp"
 #include "matrices.hpp"
 #include "paths.hpp"
 
@@ -47,7 +48,7 @@ void expect_bits_of_one_core(const F& compute)
             return compute();
         };
         const auto serial = on(1);
-        for (const std::size_t threads : {2UL, 3UL, 7UL, 64UL})
+        for (const std::size_t threads : test::numbers_of_threads(path))
             ASSERT_TRUE(on(threads) == serial) << "path " << path << ", threads " << threads;
     }
 }

@@ -1,5 +1,6 @@
 #include "numerical/stacks/stacks.hpp"
 
+#include "many.hpp"
 #include "matrices.hpp"
 #include "paths.hpp"
 
@@ -66,7 +67,7 @@ TYPED_TEST(stacks_on_64_cores, have_the_bits_of_one_core)
                 return results_of(elements, c, order);
             };
             const auto serial = on(1);
-            for (const std::size_t threads : {2UL, 3UL, 7UL, 64UL})
+            for (const std::size_t threads : test::numbers_of_threads(path))
                 ASSERT_TRUE(on(threads) == serial) << "path " << path << ", threads " << threads;
         }
     }

@@ -7,6 +7,7 @@
 #include "numerical/scalar.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "ratios.hpp"
+#include "sample.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -147,7 +148,7 @@ std::vector<named_matrix<T>> gallery(std::size_t n)
     };
     if (n <= 12)
         all.push_back({"companion", companion<T>(n)});
-    return all;
+    return sampled(std::move(all), n);
 }
 
 // Q·(T·(Qᴴ·X)) on probes X of A, as probed_product_ratio.

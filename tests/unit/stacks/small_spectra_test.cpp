@@ -2,6 +2,7 @@
 #include "numerical/strided/transpose.hpp"
 
 #include "ratios.hpp"
+#include "sample.hpp"
 #include "stack_cases.hpp"
 
 namespace {
@@ -111,7 +112,7 @@ std::vector<named_stack<T>> cases(std::size_t rows, std::size_t cols)
         for (std::size_t e = 0; e < rows * cols; ++e)
             mixed.at(i)[e] *= i % 3 == 0 ? 0x1p-600 : i % 3 == 1 ? 1 : 0x1p600;
     all.push_back({"mixed", mixed});
-    return all;
+    return sampled(std::move(all), rows + cols);
 }
 
 template <class T>

@@ -15,6 +15,7 @@
 
 #include "matrices.hpp"
 #include "paths.hpp"
+#include "sample.hpp"
 
 #include <cstring>
 #include <functional>
@@ -209,7 +210,7 @@ std::vector<dense_stack<T>> unusual_stacks(std::size_t rows, std::size_t cols)
     for (T& x : integers.data)
         x = x == T(0) && integers.data.size() % 2 == 0 ? -T(0) : x;
     all.push_back(integers);
-    return all;
+    return sampled(std::move(all), rows + cols);
 }
 
 } // namespace test
