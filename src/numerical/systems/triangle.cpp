@@ -2,6 +2,7 @@
 
 #include "numerical/counts.hpp"
 #include "numerical/factor/triangular_solve.hpp"
+#include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
@@ -50,6 +51,22 @@ void subtract_product(std::vector<T>& negative, block_view<const T> a, block_vie
         negate_into<T>(negative, a);
         add_product<T>({negative.data(), a.rows, a.cols, a.cols}, b, c);
     }
+}
+
+// c -= A·b for a column. The sums run along the rows of A, several lanes to a sum; each index
+// writes its own rows of c.
+void subtract_dots(int path, block_view<const double> a, const double* b, double* c)
+{
+    constexpr std::size_t group = 32;
+    const auto subtract_rows = [&](std::size_t index) {
+        const std::size_t from = index * group;
+        const std::size_t count = std::min(a.rows - from, group);
+        double dots[group];
+        row_dots(path, dots, b, a.row(from), a.stride, count, a.cols);
+        for (std::size_t i = 0; i < count; ++i)
+            c[from + i] -= dots[i];
+    };
+    parallel_for((a.rows + group - 1) / group, group * a.cols / 2, subtract_rows);
 }
 
 double row_dot(int path, const double* a, const double* b, std::size_t n)
@@ -135,11 +152,11 @@ public:
         const block_view<T> x1 = x.sub(mid, n, 0, x.cols);
         if (m.is_lower()) {
             solve(m00, x0);
-            subtract_product<T>(negative, m.of.sub(mid, n, 0, mid), x0, x1);
+            subtract(m.of.sub(mid, n, 0, mid), x0, x1);
             solve(m11, x1);
         } else {
             solve(m11, x1);
-            subtract_product<T>(negative, m.of.sub(0, mid, mid, n), x1, x0);
+            subtract(m.of.sub(0, mid, mid, n), x1, x0);
             solve(m00, x0);
         }
     }
@@ -153,6 +170,15 @@ private:
     int path = gemm_path_current();
     std::size_t leaf;
     std::vector<T> negative;
+
+    // C -= A·B.
+    void subtract(block_view<const T> a, block_view<const T> b, block_view<T> c)
+    {
+        if constexpr (std::is_same_v<T, double>)
+            if (b.cols == 1)
+                return subtract_dots(path, a, b.first, c.first);
+        subtract_product<T>(negative, a, b, c);
+    }
 
     void substitute(const triangle<T>& m, block_view<T> x)
     {
