@@ -23,10 +23,8 @@ namespace numerical {
 namespace detail {
 namespace {
 
-// Orders up to which a triangle is substituted without products. Real dots along whole rows are as
-// fast as memory, the complex ones add one product after the other.
-template <class T>
-constexpr std::size_t leaf_of_dots = std::is_same_v<T, double> ? 64 : 32;
+// Orders up to which a triangle is substituted without products.
+constexpr std::size_t leaf_of_dots = 32;
 constexpr std::size_t leaf_of_rows = 32;
 constexpr std::size_t leaf_of_matrices = triangular_tile;
 
@@ -136,7 +134,7 @@ class left_substitution
 {
 public:
     explicit left_substitution(std::size_t columns)
-        : leaf(columns == 1 ? leaf_of_dots<T> : leaf_of_matrices)
+        : leaf(columns == 1 ? leaf_of_dots : leaf_of_matrices)
     {
     }
 
