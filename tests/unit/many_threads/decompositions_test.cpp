@@ -83,6 +83,25 @@ TYPED_TEST(decompositions_on_64_cores, qr_has_the_bits_of_one_core)
     }
 }
 
+// Products with few reflectors are summed by tiles only over many columns.
+TYPED_TEST(decompositions_on_64_cores, blocks_of_few_reflectors_have_the_bits_of_one_core)
+{
+    using numerical::detail::block_operator;
+    const std::size_t rows = 20;
+    const std::size_t width = 200;
+    for (const std::size_t count : {1, 2, 7, 8}) {
+        const auto a = test::random_matrix<TypeParam>(rows, count, 1);
+        const auto reflections = numerical::detail::householder_reflect(a.data, rows, count);
+        const auto c = test::random_matrix<TypeParam>(rows, width, 2);
+        expect_bits_of_one_core([&] {
+            std::vector<TypeParam> target = c.data;
+            numerical::detail::apply_reflector_block<block_operator::adjoint>(
+                reflections.blocks.front(), target, width, 0, width);
+            return vectors<TypeParam>{std::move(target)};
+        });
+    }
+}
+
 TYPED_TEST(decompositions_on_64_cores, cholesky_has_the_bits_of_one_core)
 {
     constexpr std::size_t n = 300;
