@@ -41,8 +41,8 @@ struct hermitian_kernels
     complex (*one_row)(const double*, const double*, double, double, double*, std::size_t);
 };
 
-complex portable_hermitian_row(const double* row_parts, const double* x_parts, double alpha_real,
-                               double alpha_imag, double* y_parts, std::size_t n)
+complex hermitian_row(const double* row_parts, const double* x_parts, double alpha_real,
+                      double alpha_imag, double* y_parts, std::size_t n)
 {
     const auto* const row = reinterpret_cast<const complex*>(row_parts);
     const auto* const x = reinterpret_cast<const complex*>(x_parts);
@@ -56,19 +56,18 @@ complex portable_hermitian_row(const double* row_parts, const double* x_parts, d
     return sum;
 }
 
-std::array<complex, 4> portable_hermitian_rows(const double* rows, std::size_t stride,
-                                               const double* x, double* y, std::size_t n)
+std::array<complex, 4> hermitian_rows(const double* rows, std::size_t stride, const double* x,
+                                      double* y, std::size_t n)
 {
     std::array<complex, 4> sums;
     for (std::size_t r = 0; r < 4; ++r)
-        sums[r] = portable_hermitian_row(rows + r * 2 * stride, x, x[2 * (n + r)],
-                                         x[2 * (n + r) + 1], y, n);
+        sums[r] = hermitian_row(rows + r * 2 * stride, x, x[2 * (n + r)], x[2 * (n + r) + 1], y, n);
     return sums;
 }
 
 hermitian_kernels kernels_of(int path, const complex*)
 {
-    return choose<hermitian_kernels>(path, {portable_hermitian_rows, portable_hermitian_row},
+    return choose<hermitian_kernels>(path, {hermitian_rows, hermitian_row},
                                      {avx2_hermitian_rows, avx2_hermitian_row},
                                      {avx512_hermitian_rows, avx512_hermitian_row});
 }
