@@ -90,6 +90,8 @@ import os, signal, threading
 import numerical as nm
 nm.set_num_threads({threads})
 a = nm.eye({ORDER}) + 0.5
+# A shell that starts a program in the background has it ignore Ctrl-C.
+signal.signal(signal.SIGINT, signal.default_int_handler)
 threading.Timer(0.2, os.kill, (os.getpid(), signal.SIGINT)).start()
 try:
     nm.linalg.eigh(a, method="jacobi")
