@@ -111,10 +111,14 @@ def main() -> None:
     parser.add_argument("families", nargs="*", help="package, or any of: " + ", ".join(families()))
     parser.add_argument("--threads", help="thread counts; default 1,2, and 1 for the package")
     parser.add_argument("--filter", default="", help="regular expression on group and name")
-    parser.add_argument("--budget", type=float, help="seconds for a case; default 0.5, the package 0.15")
+    parser.add_argument(
+        "--budget", type=float, help="seconds for a case; default 0.5, the package 0.15"
+    )
     parser.add_argument("--scaling", action="store_true", help="two threads against one as well")
     parser.add_argument("--json", type=pathlib.Path, help="write the rows here")
-    parser.add_argument("--page", action="store_true", help="write the package's part of docs/benchmarks.md")
+    parser.add_argument(
+        "--page", action="store_true", help="write the package's part of docs/benchmarks.md"
+    )
     options = parser.parse_args()
     package = options.families == ["package"]
     if options.page and not package:

@@ -66,9 +66,7 @@ def rival() -> str:
 
     libraries = openblas_libraries()
     if not libraries:
-        raise RuntimeError(
-            "NumPy runs on a BLAS other than OpenBLAS: install libopenblas0-pthread"
-        )
+        raise RuntimeError("NumPy runs on a BLAS other than OpenBLAS: install libopenblas0-pthread")
     config = libraries[0].openblas_get_config
     config.restype = ctypes.c_char_p
     return f"NumPy {numpy.__version__} on {config().decode().strip()}"

@@ -32,8 +32,9 @@ def same_factor(ours, theirs):
 
 
 def same_up_to_signs(ours, theirs):
-    np.testing.assert_allclose(np.abs(np.asarray(ours[1])), np.abs(theirs[1]), rtol=0,
-                               atol=1e-9 * np.abs(theirs[1]).max())
+    np.testing.assert_allclose(
+        np.abs(np.asarray(ours[1])), np.abs(theirs[1]), rtol=0, atol=1e-9 * np.abs(theirs[1]).max()
+    )
 
 
 def qr_work(m, n):

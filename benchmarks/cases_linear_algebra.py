@@ -79,13 +79,23 @@ def values():
                 check=close,
             )
             if n <= 100:
-                yield pair("values and vectors, n up to 100", f"eigh {at}", nm.linalg.eigh, np.linalg.eigh, h)
-                yield pair("values and vectors, n up to 100", f"svd {at}", nm.linalg.svd, np.linalg.svd, a)
+                yield pair(
+                    "values and vectors, n up to 100",
+                    f"eigh {at}",
+                    nm.linalg.eigh,
+                    np.linalg.eigh,
+                    h,
+                )
+                yield pair(
+                    "values and vectors, n up to 100", f"svd {at}", nm.linalg.svd, np.linalg.svd, a
+                )
             if n in NORM_ORDERS:
                 yield pair(group, f"cond {at}", nm.linalg.cond, np.linalg.cond, a)
                 yield pair(group, f"norm 2 {at}", nm.linalg.norm, np.linalg.norm, a, 2, check=close)
                 yield pair(group, f"nuclear {at}", nm.linalg.norm, np.linalg.norm, a, "nuc")
-                yield pair(group, f"matrix_rank {at}", nm.linalg.matrix_rank, np.linalg.matrix_rank, a)
+                yield pair(
+                    group, f"matrix_rank {at}", nm.linalg.matrix_rank, np.linalg.matrix_rank, a
+                )
 
 
 def systems():
@@ -104,7 +114,9 @@ def systems():
     )
     for shape in [(1000, 50), (2000, 200)]:
         a = normal(shape)
-        yield pair("complete bases", f"qr complete {shape}", nm.linalg.qr, np.linalg.qr, a, "complete")
+        yield pair(
+            "complete bases", f"qr complete {shape}", nm.linalg.qr, np.linalg.qr, a, "complete"
+        )
         yield pair("complete bases", f"svd full {shape}", nm.linalg.svd, np.linalg.svd, a)
 
 
@@ -112,7 +124,9 @@ def operators(group, text, scope):
     """The expression with names bound to tensors, and to NumPy's arrays."""
     ours = {name: nm.asarray(a) if isinstance(a, np.ndarray) else a for name, a in scope.items()}
     return group, Case(
-        text, eval(f"lambda: {text}", {**ours, "xp": nm}), eval(f"lambda: {text}", {**scope, "xp": np})
+        text,
+        eval(f"lambda: {text}", {**ours, "xp": nm}),
+        eval(f"lambda: {text}", {**scope, "xp": np}),
     )
 
 
@@ -155,7 +169,9 @@ def statistics():
     for n in LENGTHS:
         v = normal(n)
         for name in ("sum", "mean", "std", "var", "max"):
-            yield pair("statistics of vectors", f"{name} n={n}", getattr(nm, name), getattr(np, name), v)
+            yield pair(
+                "statistics of vectors", f"{name} n={n}", getattr(nm, name), getattr(np, name), v
+            )
         yield pair("statistics of vectors", f"norm n={n}", nm.linalg.norm, np.linalg.norm, v)
 
 

@@ -25,7 +25,9 @@ def close(ours, theirs):
 
 def pair(group, name, function, *arrays, check=close):
     ours = functools.partial(getattr(nm.linalg, function), *map(nm.asarray, arrays))
-    return group, Case(name, ours, functools.partial(getattr(scipy.linalg, function), *arrays), check=check)
+    return group, Case(
+        name, ours, functools.partial(getattr(scipy.linalg, function), *arrays), check=check
+    )
 
 
 def same_factors(ours, theirs):
@@ -53,6 +55,8 @@ def cases():
             group = "equations"
             yield pair(group, f"solve_sylvester {at}", "solve_sylvester", a, b, q)
             stable = a - 3 * np.sqrt(n) * np.eye(n)
-            yield pair(group, f"solve_continuous_lyapunov {at}", "solve_continuous_lyapunov", stable, q)
+            yield pair(
+                group, f"solve_continuous_lyapunov {at}", "solve_continuous_lyapunov", stable, q
+            )
             inside = a / (3 * np.sqrt(n))
             yield pair(group, f"solve_discrete_lyapunov {at}", "solve_discrete_lyapunov", inside, q)

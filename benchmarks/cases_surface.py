@@ -99,14 +99,21 @@ def arithmetic_cases(bandwidth):
                 check = close if kind and operator in "*/" else same_bits
                 if kind and operator == "/":
                     group = "complex quotient"
-                yield group, binary(f"{kind}a {operator} b, {size}", operator, function, a, b,
-                                    shown, check)
+                yield group, binary(
+                    f"{kind}a {operator} b, {size}", operator, function, a, b, shown, check
+                )
         for name, (left, right) in shapes_of(size).items():
             for operator in "+/":
                 yield (
                     "broadcast",
-                    binary(f"a {operator} b, {name}, {size}", operator, OPERATORS[operator],
-                           random(left, float), random(right, float), shown),
+                    binary(
+                        f"a {operator} b, {name}, {size}",
+                        operator,
+                        OPERATORS[operator],
+                        random(left, float),
+                        random(right, float),
+                        shown,
+                    ),
                 )
 
 
@@ -133,8 +140,15 @@ def reduction_cases(bandwidth):
         side = max(2, math.isqrt(size))
         thin = size // 10 or 1
         shown = bandwidth if size == LARGE else 0.0
-        shapes = [((size,), None), ((side, side), 0), ((side, side), 1), ((thin, 10), 0),
-                  ((thin, 10), 1), ((10, thin), 0), ((2, side, side // 2), 1)]
+        shapes = [
+            ((size,), None),
+            ((side, side), 0),
+            ((side, side), 1),
+            ((thin, 10), 0),
+            ((thin, 10), 1),
+            ((10, thin), 0),
+            ((2, side, side // 2), 1),
+        ]
         for operation in REDUCTIONS:
             for shape, axis in shapes:
                 name = f"{operation}, {shape}" + ("" if axis is None else f" along {axis}")
@@ -150,31 +164,55 @@ def unary_cases():
         a = random(size, float)
         x = tensor(a)
         for name in ("sqrt", "abs"):
-            yield "unary", Case(f"{name}, {size}", lambda name=name: nm._unary(name, x),
-                                lambda name=name: getattr(np, name)(a), check=same_bits)
+            yield "unary", Case(
+                f"{name}, {size}",
+                lambda name=name: nm._unary(name, x),
+                lambda name=name: getattr(np, name)(a),
+                check=same_bits,
+            )
         yield "unary", Case(f"-a, {size}", lambda: nm._negate(x), lambda: -a, check=same_bits)
         for exponent in (2.0, 0.5, -1.0):
             e = nm._full((), exponent, False)
-            yield "unary", Case(f"a ** {exponent}, {size}", lambda: nm._binary("^", x, e),
-                                lambda exponent=exponent: a**exponent, check=same_bits)
+            yield "unary", Case(
+                f"a ** {exponent}, {size}",
+                lambda: nm._binary("^", x, e),
+                lambda exponent=exponent: a**exponent,
+                check=same_bits,
+            )
         if size <= 100_000:
             for name in ("exp", "log", "sin", "cos", "tan", "tanh"):
                 yield "functions of the C library", Case(
-                    f"{name}, {size}", lambda name=name: nm._unary(name, x),
-                    lambda name=name: getattr(np, name)(a), check=close)
+                    f"{name}, {size}",
+                    lambda name=name: nm._unary(name, x),
+                    lambda name=name: getattr(np, name)(a),
+                    check=close,
+                )
 
 
 def creation_cases():
     for size in SIZES:
         side = max(2, math.isqrt(size))
-        yield "creation", Case(f"arange, {size}", lambda: nm._arange(0.5, size + 0.5, 1.0),
-                               lambda: np.arange(0.5, size + 0.5, 1.0), check=close)
-        yield "creation", Case(f"linspace, {size}", lambda: nm._linspace(0.0, 1.0, size),
-                               lambda: np.linspace(0.0, 1.0, size), check=same_bits)
-        yield "creation", Case(f"full, {size}", lambda: nm._full((size,), 1.5, False),
-                               lambda: np.full((size,), 1.5), check=same_bits)
-        yield "creation", Case(f"eye, {side}", lambda: nm._eye(side, False),
-                               lambda: np.eye(side), check=same_bits)
+        yield "creation", Case(
+            f"arange, {size}",
+            lambda: nm._arange(0.5, size + 0.5, 1.0),
+            lambda: np.arange(0.5, size + 0.5, 1.0),
+            check=close,
+        )
+        yield "creation", Case(
+            f"linspace, {size}",
+            lambda: nm._linspace(0.0, 1.0, size),
+            lambda: np.linspace(0.0, 1.0, size),
+            check=same_bits,
+        )
+        yield "creation", Case(
+            f"full, {size}",
+            lambda: nm._full((size,), 1.5, False),
+            lambda: np.full((size,), 1.5),
+            check=same_bits,
+        )
+        yield "creation", Case(
+            f"eye, {side}", lambda: nm._eye(side, False), lambda: np.eye(side), check=same_bits
+        )
 
 
 def take_cases():
@@ -186,18 +224,26 @@ def take_cases():
         selections = {
             "all": (((0, 0), (1, 1), (side, side), (1, 1)), np.s_[:, :]),
             "a block": (((1, 1), (1, 1), (half, half), (1, 1)), np.s_[1 : 1 + half, 1 : 1 + half]),
-            "every other column": (((0, 0), (1, 2), (side, half), (1, 1)),
-                                   np.s_[:, : 2 * half : 2]),
-            "reversed": (((side - 1, side - 1), (-1, -1), (side, side), (1, 1)),
-                         np.s_[::-1, ::-1]),
+            "every other column": (
+                ((0, 0), (1, 2), (side, half), (1, 1)),
+                np.s_[:, : 2 * half : 2],
+            ),
+            "reversed": (((side - 1, side - 1), (-1, -1), (side, side), (1, 1)), np.s_[::-1, ::-1]),
             "a column": (((0, 1), (1, 1), (side, 1), (1, 0)), np.s_[:, 1]),
         }
         for name, (ranges, key) in selections.items():
-            yield "take", Case(f"{name} of {side} x {side}",
-                               lambda ranges=ranges: nm._take(x, *ranges),
-                               lambda key=key: a[key].copy(), check=same_bits)
-        yield "take", Case(f"reshape, {side} x {side}", lambda: nm._reshape(x, (side * side,)),
-                           lambda: a.reshape(side * side).copy(), check=same_bits)
+            yield "take", Case(
+                f"{name} of {side} x {side}",
+                lambda ranges=ranges: nm._take(x, *ranges),
+                lambda key=key: a[key].copy(),
+                check=same_bits,
+            )
+        yield "take", Case(
+            f"reshape, {side} x {side}",
+            lambda: nm._reshape(x, (side * side,)),
+            lambda: a.reshape(side * side).copy(),
+            check=same_bits,
+        )
 
 
 def operator_cases():

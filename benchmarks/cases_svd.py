@@ -31,9 +31,7 @@ def normal(shape, dtype):
 def same_values(ours, theirs):
     """Both are backward stable, so their values differ by a few n epsilon of the largest."""
     values = theirs[1]
-    numpy.testing.assert_allclose(
-        numpy.asarray(ours[1]), values, rtol=0, atol=1e-12 * values.max()
-    )
+    numpy.testing.assert_allclose(numpy.asarray(ours[1]), values, rtol=0, atol=1e-12 * values.max())
 
 
 def same_solution(ours, theirs):
@@ -66,11 +64,7 @@ def svd_cases(shape, dtype, a, ours):
             f"svd QR {dtype} {shape[0]}x{shape[1]}",
             functools.partial(numerical.svd, ours, full_matrices=False, method="bidiagonal_qr"),
             functools.partial(
-                scipy.linalg.svd,
-                a,
-                full_matrices=False,
-                check_finite=False,
-                lapack_driver="gesvd",
+                scipy.linalg.svd, a, full_matrices=False, check_finite=False, lapack_driver="gesvd"
             ),
             check=same_values,
         )

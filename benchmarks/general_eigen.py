@@ -53,9 +53,7 @@ def main():
             ratios = []
             for what in ("eigvals", "eig"):
                 ours(what, dtype, n), theirs(what, a)
-                rounds = [
-                    ours(what, dtype, n) / theirs(what, a) for _ in range(options.rounds)
-                ]
+                rounds = [ours(what, dtype, n) / theirs(what, a) for _ in range(options.rounds)]
                 ratios.append(f"{what} {statistics.median(rounds):.2f}")
             print(f"{dtype:>10} n={n:<5} {'   '.join(ratios)}", flush=True)
     server.stdin.close()

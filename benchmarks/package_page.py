@@ -37,7 +37,9 @@ def size_of(row):
 
 
 def cells_of(rows):
-    return f" {geometric_mean(ratios_of(rows)):.2f} | {min(ratios_of(rows)):.2f} |" if rows else " | |"
+    return (
+        f" {geometric_mean(ratios_of(rows)):.2f} | {min(ratios_of(rows)):.2f} |" if rows else " | |"
+    )
 
 
 def array_table(rows):
@@ -104,7 +106,9 @@ def draw(rows):
     groups = grouped(rows, lambda row: row["group"])
     figure, axes = pyplot.subplots(figsize=(9, 0.2 * len(groups) + 1), layout="constrained")
     for place, of_group in enumerate(reversed(groups.values())):
-        axes.plot(ratios_of(of_group), [place] * len(of_group), "o", ms=3, alpha=0.4, color="#3b528b")
+        axes.plot(
+            ratios_of(of_group), [place] * len(of_group), "o", ms=3, alpha=0.4, color="#3b528b"
+        )
         axes.plot(geometric_mean(ratios_of(of_group)), place, "|", ms=10, mew=2, color="#c8502e")
     axes.axvline(1, color="grey", lw=0.8)
     axes.set(xscale="log", xlabel="the rival's time / ours", ylim=(-1, len(groups)))

@@ -54,8 +54,12 @@ def seconds_of(call):
 
 
 def main():
-    program = subprocess.Popen([sys.argv[1] if len(sys.argv) > 1 else PROGRAM], text=True,
-                               stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+    program = subprocess.Popen(
+        [sys.argv[1] if len(sys.argv) > 1 else PROGRAM],
+        text=True,
+        stdin=subprocess.PIPE,
+        stdout=subprocess.PIPE,
+    )
 
     def our_seconds(operation, order, count, file):
         print(operation, order, count, file, file=program.stdin, flush=True)
@@ -77,8 +81,11 @@ def main():
                     rounds.append((ours / rival, ours, rival))
                 best = [min(column) / count / 2 * 1e9 for column in list(zip(*rounds))[1:]]
                 ratio = statistics.median(ratio for ratio, _, _ in rounds)
-                print(f"{name:12} {count:6} x {order:3}  {ratio:6.2f}  "
-                      f"{best[0]:10.0f} {best[1]:10.0f} ns", flush=True)
+                print(
+                    f"{name:12} {count:6} x {order:3}  {ratio:6.2f}  "
+                    f"{best[0]:10.0f} {best[1]:10.0f} ns",
+                    flush=True,
+                )
     program.stdin.close()
     program.wait()
 

@@ -87,7 +87,9 @@ def main():
     print(f"{given.rows} rows are {size:.0f} MiB, the limit is {given.memory} MiB")
     x, residual = fit(given.rows, given.cosines, given.block_rows)
     deviation = residual / math.sqrt(given.rows)
-    print(f"root mean square of the residual: {deviation:.6f}, of the ripple: {0.01 / math.sqrt(2):.6f}")
+    print(
+        f"root mean square of the residual: {deviation:.6f}, of the ripple: {0.01 / math.sqrt(2):.6f}"
+    )
 
 
 if __name__ == "__main__":

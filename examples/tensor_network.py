@@ -35,7 +35,10 @@ def column_matrix(temperature, rows):
         between = nm.kron(between, across)
     states = list(itertools.product((1, -1), repeat=rows))
     inside = nm.array(
-        [math.exp(sum(s[i] * s[(i + 1) % rows] for i in range(rows)) / 2 / temperature) for s in states]
+        [
+            math.exp(sum(s[i] * s[(i + 1) % rows] for i in range(rows)) / 2 / temperature)
+            for s in states
+        ]
     )
     return nm.einsum("s,st,t->st", inside, between, inside)
 

@@ -169,9 +169,7 @@ def land_of_row(y: float, coast: list[tuple[float, float]], xs: array.array) -> 
 
 def surface(weights: nm.Tensor, places: Places, coast) -> list[list[float | None]]:
     """Heights over a regular grid, from the north downwards; None at sea."""
-    xs = array.array(
-        "d", [east(WEST + (EAST - WEST) * i / (COLUMNS - 1)) for i in range(COLUMNS)]
-    )
+    xs = array.array("d", [east(WEST + (EAST - WEST) * i / (COLUMNS - 1)) for i in range(COLUMNS)])
     x = nm.asarray(lent(xs, (COLUMNS, 1)))
     rows = []
     start = time.perf_counter()
@@ -196,8 +194,7 @@ SEA = (58, 96, 140)
 
 def colour_of(height: float, light: float) -> picture.Pixel:
     (low, a), (high, b) = next(
-        (pair for pair in zip(SHADES, SHADES[1:]) if height < pair[1][0]),
-        (SHADES[-2], SHADES[-1]),
+        (pair for pair in zip(SHADES, SHADES[1:]) if height < pair[1][0]), (SHADES[-2], SHADES[-1])
     )
     part = min(max((height - low) / (high - low), 0.0), 1.0)
     return tuple(min(255, int(light * (p + part * (q - p)))) for p, q in zip(a, b))
@@ -230,7 +227,9 @@ def main() -> None:
     weights, seconds = timed("solve", lambda: nm.solve(matrix, heights))
     (sign, log_determinant), _ = timed("slogdet", lambda: nm.slogdet(matrix))
     inverse, _ = timed("inverse", lambda: nm.inverse(matrix))
-    print(f"  largest error of an equation      {residual(matrix, weights, heights):8.1e} of the largest height")
+    print(
+        f"  largest error of an equation      {residual(matrix, weights, heights):8.1e} of the largest height"
+    )
     expected = 1.0 if count % 2 == 1 else -1.0
     print(f"  determinant                        {'+' if sign > 0 else '-'}10^{log_determinant / math.log(10):.0f},"
           f" the sign {'as' if sign == expected else 'NOT as'} theory tells")  # fmt: skip

@@ -236,9 +236,11 @@ def asan() -> list[Job]:
         "PYTHONMALLOC": "malloc",
     }
     marked = "pytestmark = pytest.mark.boundary"
-    return (jobs_of("asan", "release", "asan_", options)
-            + pytest_jobs("asan", "release/asan", "tests/python/test_*.py", under_python, marked)
-            + pytest_jobs("asan", "release/asan", "tests/package/test_*.py", under_python, marked))
+    return (
+        jobs_of("asan", "release", "asan_", options)
+        + pytest_jobs("asan", "release/asan", "tests/python/test_*.py", under_python, marked)
+        + pytest_jobs("asan", "release/asan", "tests/package/test_*.py", under_python, marked)
+    )
 
 
 def ubsan() -> list[Job]:

@@ -17,17 +17,18 @@ mp.dps = 80
 
 # --- fitting -------------------------------------------------------------------------------------
 
+
 def solve_on(nodes, f, weight, degree):
     """The coefficients and the error that alternates on the nodes."""
     a = matrix(degree + 2, degree + 2)
     b = matrix(degree + 2, 1)
     for i, x in enumerate(nodes):
         for k in range(degree + 1):
-            a[i, k] = x ** k
+            a[i, k] = x**k
         a[i, degree + 1] = (-1) ** i / weight(x)
         b[i] = f(x)
     solution = lu_solve(a, b)
-    return list(solution[:degree + 1]), abs(solution[degree + 1])
+    return list(solution[: degree + 1]), abs(solution[degree + 1])
 
 
 def horner(coefficients, x):
@@ -66,6 +67,7 @@ def remez(f, weight, low, high, degree):
 
 # --- writing -------------------------------------------------------------------------------------
 
+
 def double(x):
     return mpf(float(x))
 
@@ -88,7 +90,7 @@ def literal(x):
 
 def listed(values):
     texts = [literal(x) for x in values]
-    return ",\n     ".join(", ".join(texts[i:i + 3]) for i in range(0, len(texts), 3))
+    return ",\n     ".join(", ".join(texts[i : i + 3]) for i in range(0, len(texts), 3))
 
 
 def write_array(name, values, comment=None):
@@ -128,6 +130,7 @@ def write_pair(name, values, comment):
 
 # --- the functions -------------------------------------------------------------------------------
 
+
 def exponential():
     step = log(2) / 16
     write_split("ln2_16th", step, [53, 53], "ln 2 / 16.")
@@ -135,25 +138,60 @@ def exponential():
     r = step / 2 * mpf("1.0001")
 
     def tail(x):
-        return (exp(x) - 1 - x) / x ** 2 if abs(x) > mpf(10) ** -25 else mpf(1) / 2 + x / 6
+        return (exp(x) - 1 - x) / x**2 if abs(x) > mpf(10) ** -25 else mpf(1) / 2 + x / 6
 
-    write_polynomial("exp_tail", "(e^r - 1 - r) / r^2 for |r| <= ln 2 / 32", tail,
-                     lambda x: abs(x) + mpf(10) ** -30, -r, r, 5)
-    write_polynomial("exp2_tail", "(2^r - 1) / r for |r| <= 1 / 32",
-                     lambda x: (2 ** x - 1) / x if x else log(2), lambda x: abs(x) + mpf(10) ** -30,
-                     -mpf(1) / 32, mpf(1) / 32, 5)
-    write_polynomial("cosh_tail", "(cosh r - 1) / u, u = r^2",
-                     lambda u: (mp.cosh(sqrt(u)) - 1) / u, lambda u: u, mpf(10) ** -20, r * r, 2)
-    write_polynomial("sinh_tail", "(sinh r - r) / r^3 of u = r^2",
-                     lambda u: (mp.sinh(sqrt(u)) / sqrt(u) - 1) / u, lambda u: u,
-                     mpf(10) ** -20, r * r, 2)
-    bases = [struct.unpack("<d", struct.pack("<Q", bits_of(mpf(2) ** (mpf(j) / 16)) - (j << 48)))[0]
-             for j in range(16)]
-    write_array("power_of_two_base", bases, "2^(j/16), its bits less j 2^48: with n = 16 k + j the "
-                "bits plus n 2^48\n// are those of 2^(n/16).")
+    write_polynomial(
+        "exp_tail",
+        "(e^r - 1 - r) / r^2 for |r| <= ln 2 / 32",
+        tail,
+        lambda x: abs(x) + mpf(10) ** -30,
+        -r,
+        r,
+        5,
+    )
+    write_polynomial(
+        "exp2_tail",
+        "(2^r - 1) / r for |r| <= 1 / 32",
+        lambda x: (2**x - 1) / x if x else log(2),
+        lambda x: abs(x) + mpf(10) ** -30,
+        -mpf(1) / 32,
+        mpf(1) / 32,
+        5,
+    )
+    write_polynomial(
+        "cosh_tail",
+        "(cosh r - 1) / u, u = r^2",
+        lambda u: (mp.cosh(sqrt(u)) - 1) / u,
+        lambda u: u,
+        mpf(10) ** -20,
+        r * r,
+        2,
+    )
+    write_polynomial(
+        "sinh_tail",
+        "(sinh r - r) / r^3 of u = r^2",
+        lambda u: (mp.sinh(sqrt(u)) / sqrt(u) - 1) / u,
+        lambda u: u,
+        mpf(10) ** -20,
+        r * r,
+        2,
+    )
+    bases = [
+        struct.unpack("<d", struct.pack("<Q", bits_of(mpf(2) ** (mpf(j) / 16)) - (j << 48)))[0]
+        for j in range(16)
+    ]
+    write_array(
+        "power_of_two_base",
+        bases,
+        "2^(j/16), its bits less j 2^48: with n = 16 k + j the "
+        "bits plus n 2^48\n// are those of 2^(n/16).",
+    )
     high = [double(mpf(2) ** (mpf(j) / 16)) for j in range(16)]
-    write_array("power_of_two_rest", [mpf(2) ** (mpf(j) / 16) / h - 1 for j, h in enumerate(high)],
-                "2^(j/16) = rounded * (1 + rest).")
+    write_array(
+        "power_of_two_rest",
+        [mpf(2) ** (mpf(j) / 16) / h - 1 for j, h in enumerate(high)],
+        "2^(j/16) = rounded * (1 + rest).",
+    )
 
 
 # The significand m lies in [first, 2 first), cut into 16 parts of equal length in the bits of m;
@@ -176,7 +214,8 @@ def logarithm():
     print(f"constexpr double log_first = {literal(first)};")
     print(f"// The reduced argument lies in [{float(low):.5f}, {float(high):.5f}].")
     write_array("log_reciprocal", centres)
-    print("""// Logarithms to a base: those of the reciprocals, less their sign, in two parts, of 2 in two parts,
+    print(
+        """// Logarithms to a base: those of the reciprocals, less their sign, in two parts, of 2 in two parts,
 // and of e in two. The high parts are multiples of 2^-42, so that sums with k log 2 are exact.
 struct logarithm_base
 {
@@ -187,7 +226,8 @@ struct logarithm_base
     double of_e;
     double of_e_low;
 };
-""")
+"""
+    )
     for base, name in ((None, "natural"), (2, "binary"), (10, "decimal")):
         scale = 1 if base is None else 1 / log(base)
         values = [-log(c) * scale for c in centres]
@@ -200,9 +240,15 @@ struct logarithm_base
         print(f"    {{{listed([v - h for v, h in zip(values, high_parts)])}}},")
         print(f"    {literal(two_high)}, {literal(two - two_high)},")
         print(f"    {literal(mpf(scale))}, {literal(scale - double(scale))}}};\n")
-    write_polynomial("log_tail", "(log(1 + r) - r) / r^2",
-                     lambda x: (log1p(x) - x) / x ** 2 if abs(x) > mpf(10) ** -25
-                     else -mpf(1) / 2 + x / 3, lambda x: abs(x) + mpf(10) ** -30, low, high, 7)
+    write_polynomial(
+        "log_tail",
+        "(log(1 + r) - r) / r^2",
+        lambda x: (log1p(x) - x) / x**2 if abs(x) > mpf(10) ** -25 else -mpf(1) / 2 + x / 3,
+        lambda x: abs(x) + mpf(10) ** -30,
+        low,
+        high,
+        7,
+    )
 
 
 def power():
@@ -215,13 +261,22 @@ def power():
     high_parts = [nint(v / unit) * unit for v in values]
     write_array("power_table", high_parts, "-ln of the reciprocals, to a multiple of 2^-42.")
     write_array("power_table_low", [v - h for v, h in zip(values, high_parts)])
-    write_polynomial("power_tail", "(log(1 + r) - r + r^2 / 2) / r^3",
-                     lambda x: (log1p(x) - x + x * x / 2) / x ** 3 if abs(x) > mpf(10) ** -20
-                     else mpf(1) / 3 - x / 4, lambda x: x ** 2 + mpf(10) ** -30, low, high, 6)
+    write_polynomial(
+        "power_tail",
+        "(log(1 + r) - r + r^2 / 2) / r^3",
+        lambda x: (log1p(x) - x + x * x / 2) / x**3
+        if abs(x) > mpf(10) ** -20
+        else mpf(1) / 3 - x / 4,
+        lambda x: x**2 + mpf(10) ** -30,
+        low,
+        high,
+        6,
+    )
 
 
 def trigonometric():
-    print("""// An angle in three parts, for the subtraction of its multiples n: n times the second is exact for
+    print(
+        """// An angle in three parts, for the subtraction of its multiples n: n times the second is exact for
 // n < 2^20 (pi / 2) or n < 2^23 (pi / 16).
 struct angle_step
 {
@@ -230,29 +285,54 @@ struct angle_step
     double second;
     double third;
 };
-""")
+"""
+    )
     write_angle_step("half_pi_step", pi / 2, 33)
     write_angle_step("sixteenth_pi_step", pi / 16, 30)
     u = (pi / 4 * mpf("1.0001")) ** 2
     tiny = mpf(10) ** -20
-    write_polynomial("sin_tail", "(sin r - r) / r^3 of u = r^2, |r| <= pi / 4",
-                     lambda u: (sin(sqrt(u)) / sqrt(u) - 1) / u, lambda u: u, tiny, u, 5)
-    write_polynomial("cos_tail", "(cos r - 1 + u / 2) / u^2 of u = r^2",
-                     lambda u: (cos(sqrt(u)) - 1 + u / 2) / u ** 2, lambda u: u * u, tiny, u, 5)
+    write_polynomial(
+        "sin_tail",
+        "(sin r - r) / r^3 of u = r^2, |r| <= pi / 4",
+        lambda u: (sin(sqrt(u)) / sqrt(u) - 1) / u,
+        lambda u: u,
+        tiny,
+        u,
+        5,
+    )
+    write_polynomial(
+        "cos_tail",
+        "(cos r - 1 + u / 2) / u^2 of u = r^2",
+        lambda u: (cos(sqrt(u)) - 1 + u / 2) / u**2,
+        lambda u: u * u,
+        tiny,
+        u,
+        5,
+    )
     mp.dps = 500
     words = int(mp.floor(2 / pi * mpf(2) ** (64 * 20)))
     mp.dps = 80
     small = (pi / 32 * mpf("1.0001")) ** 2
-    write_polynomial("tan_tail", "(tan r - r) / r^3 of u = r^2, |r| <= pi / 32",
-                     lambda u: (mp.tan(sqrt(u)) / sqrt(u) - 1) / u, lambda u: u, tiny, small, 4)
+    write_polynomial(
+        "tan_tail",
+        "(tan r - r) / r^3 of u = r^2, |r| <= pi / 32",
+        lambda u: (mp.tan(sqrt(u)) / sqrt(u) - 1) / u,
+        lambda u: u,
+        tiny,
+        small,
+        4,
+    )
     tangents = [mp.tan((j if j < 4 else j - 8) * pi / 16) for j in range(8)]
-    write_pair("tan_table", [mpf(-1) if j == 4 else t for j, t in enumerate(tangents)] * 2,
-               "tan(j pi / 16) for j = 0 to 3 and -4 to -1, twice.")
+    write_pair(
+        "tan_table",
+        [mpf(-1) if j == 4 else t for j, t in enumerate(tangents)] * 2,
+        "tan(j pi / 16) for j = 0 to 3 and -4 to -1, twice.",
+    )
     print("// 2 / pi = sum of word[i] * 2^(-64 i).")
     print("constexpr std::uint64_t two_over_pi_words[21] = {")
     texts = [f"0x{(words >> (64 * (20 - i))) & (2 ** 64 - 1):016X}" for i in range(21)]
     for i in range(0, 21, 4):
-        print("    " + ", ".join(texts[i:i + 4]) + ",")
+        print("    " + ", ".join(texts[i : i + 4]) + ",")
     print("};\n")
 
 
@@ -279,19 +359,32 @@ def inverse_trigonometric():
     write_array("arctan_cosine", cosines)
     write_pair("arctan_angle", angles, "The angles.")
     print(f"// The reduced tangent is at most {float(reach):.4f}.")
-    write_polynomial("arctan_tail", "(arctan z - z) / z^3 of u = z^2",
-                     lambda u: (atan(sqrt(u)) / sqrt(u) - 1) / u, lambda u: u,
-                     mpf(10) ** -20, reach ** 2, 5)
-    write_polynomial("arcsin_tail", "(arcsin v - v) / v^3 of u = v^2, u <= 1/4",
-                     lambda u: (asin(sqrt(u)) / sqrt(u) - 1) / u, lambda u: u,
-                     mpf(10) ** -20, mpf(1) / 4, 12)
+    write_polynomial(
+        "arctan_tail",
+        "(arctan z - z) / z^3 of u = z^2",
+        lambda u: (atan(sqrt(u)) / sqrt(u) - 1) / u,
+        lambda u: u,
+        mpf(10) ** -20,
+        reach**2,
+        5,
+    )
+    write_polynomial(
+        "arcsin_tail",
+        "(arcsin v - v) / v^3 of u = v^2, u <= 1/4",
+        lambda u: (asin(sqrt(u)) / sqrt(u) - 1) / u,
+        lambda u: u,
+        mpf(10) ** -20,
+        mpf(1) / 4,
+        12,
+    )
     print("// pi / 2.")
     print(f"constexpr double half_of_pi = {literal(pi / 2)};")
     print(f"constexpr double half_of_pi_low = {literal(pi / 2 - double(pi / 2))};\n")
 
 
 def main():
-    print("""#pragma once
+    print(
+        """#pragma once
 
 // Made by tools/vector_math_coefficients.py: not to be edited. Lowest coefficient first. No variable
 // is inline, as an object for one instruction set must offer no symbol of its own.
@@ -299,7 +392,8 @@ def main():
 #include <cstdint>
 
 namespace numerical::vector_math {
-""")
+"""
+    )
     exponential()
     logarithm()
     power()

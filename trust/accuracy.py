@@ -75,7 +75,13 @@ def size(a):
 
 def over(error, scale):
     """error / (eps·scale); nothing over nothing is nothing."""
-    return 0.0 if error == 0 else float(error / (EPS * scale)) if scale > 0 and np.isfinite(scale) else float("inf")
+    return (
+        0.0
+        if error == 0
+        else float(error / (EPS * scale))
+        if scale > 0 and np.isfinite(scale)
+        else float("inf")
+    )
 
 
 def orthogonality(q):
@@ -166,6 +172,7 @@ def functions(nm):
 
 def ratio_of(measure, function, a, generator):
     """The ratio; infinity where the function raises or gives what isn't finite."""
+
     def arrays(*given):
         result = function(*given)
         return tuple(map(np.asarray, result)) if isinstance(result, tuple) else np.asarray(result)
@@ -185,7 +192,9 @@ def of_family(nm, name, family):
         for is_complex in (False, True):
             for seed in range(SEEDS):
                 a = FAMILIES[family](np.random.default_rng([n, is_complex, seed]), n, is_complex)
-                pairs.append([ratio_of(measure, f, a, np.random.default_rng(seed)) for f in (ours, theirs)])
+                pairs.append(
+                    [ratio_of(measure, f, a, np.random.default_rng(seed)) for f in (ours, theirs)]
+                )
     return pairs
 
 
@@ -203,7 +212,10 @@ def answer_with(nm):
             pairs = of_family(nm, name, family)
         file_of(cell).write_text(json.dumps(pairs))
         worst = [pair for pair in pairs if pair[0] > MOST and pair[0] > 2 * pair[1]]
-        return len(pairs), [f"{cell}: {worst[0][0]:.1f}, NumPy's {worst[0][1]:.1f}"] if worst else []
+        return (
+            len(pairs),
+            [f"{cell}: {worst[0][0]:.1f}, NumPy's {worst[0][1]:.1f}"] if worst else [],
+        )
 
     return answer
 
@@ -230,13 +242,17 @@ def rows(names):
 
 
 def growth_rows(names):
-    orders = [n for n in GROWTH[True] if any(file_of(f"{name}: order {n}").exists() for name in names)]
+    orders = [
+        n for n in GROWTH[True] if any(file_of(f"{name}: order {n}").exists() for name in names)
+    ]
     yield "| function | " + " | ".join(f"{n}" for n in orders) + " |"
     yield "|---" * (1 + len(orders)) + "|"
     for name in names:
         files = [file_of(f"{name}: order {n}") for n in orders]
         pairs = [json.loads(file.read_text())[0] if file.exists() else None for file in files]
-        yield f"| `{name}` | " + " | ".join(f"{shown(p[0])} / {shown(p[1])}" if p else "" for p in pairs) + " |"
+        yield f"| `{name}` | " + " | ".join(
+            f"{shown(p[0])} / {shown(p[1])}" if p else "" for p in pairs
+        ) + " |"
 
 
 def write_page(names):

@@ -26,7 +26,9 @@ BUILDS = {
 }
 RELEASE = "g++ -O3"
 # The package's elementary functions have one result on all paths.
-ON_ALL_PATHS = "exp exp2 expm1 log log2 log10 log1p sin cos tan tanh sinh cosh asin acos atan arctan2 sqrt"
+ON_ALL_PATHS = (
+    "exp exp2 expm1 log log2 log10 log1p sin cos tan tanh sinh cosh asin acos atan arctan2 sqrt"
+)
 
 
 def folder_of(name):
@@ -76,11 +78,14 @@ def build(name):
          "-DNUMERICAL_BENCHMARKS=OFF"],
         ["cmake", "--build", folder, "--target", "_numerical"],
     ]  # fmt: skip
-    return all(subprocess.run(command, stdout=subprocess.DEVNULL).returncode == 0 for command in commands)
+    return all(
+        subprocess.run(command, stdout=subprocess.DEVNULL).returncode == 0 for command in commands
+    )
 
 
 def compared(names, long):
     """Rows of a table: on each path, how many results of another build, or path, are those of the release."""
+
     def load(name, path, order, is_complex):
         file = digests_file(name, path, order, is_complex)
         return json.loads(file.read_text()) if file.exists() else {}
@@ -96,12 +101,20 @@ def compared(names, long):
             pairs = [(load(name, path, *case), load(RELEASE, path, *case)) for case in cases]
             counts.append(count_equal(pairs))
         yield f"| {name} | " + " | ".join(counts) + " |"
-    paths = [[(load(RELEASE, path, *case), load(RELEASE, "portable", *case)) for case in cases] for path in PATHS]
+    paths = [
+        [(load(RELEASE, path, *case), load(RELEASE, "portable", *case)) for case in cases]
+        for path in PATHS
+    ]
     yield "| the portable path | " + " | ".join(map(count_equal, paths)) + " |"
 
 
 def count_equal(pairs):
-    equal = sum(found[called] == there[called] for found, there in pairs for called in found if called in there)
+    equal = sum(
+        found[called] == there[called]
+        for found, there in pairs
+        for called in found
+        if called in there
+    )
     total = sum(called in there for found, there in pairs for called in found)
     return f"{equal:,} of {total:,}" if total else "not run"
 

@@ -38,10 +38,14 @@ class Guarded:
     def place(self, source, item, shape, strides):
         """An address at which all elements lie within, or None; at the very ends more often."""
         low = sum(min(0, (n - 1) * s) for n, s in zip(shape, strides)) if 0 not in shape else 0
-        high = sum(max(0, (n - 1) * s) for n, s in zip(shape, strides)) + item if 0 not in shape else 0
+        high = (
+            sum(max(0, (n - 1) * s) for n, s in zip(shape, strides)) + item if 0 not in shape else 0
+        )
         if high - low > self.end - self.first:
             return None
-        return source.choice([self.first - low, self.end - high, source.randint(self.first - low, self.end - high)])
+        return source.choice(
+            [self.first - low, self.end - high, source.randint(self.first - low, self.end - high)]
+        )
 
 
 def strange(source):
@@ -49,8 +53,12 @@ def strange(source):
 
 
 def shape_and_strides(source, item):
-    shape = tuple(source.choice([0, 1, 2, 3, 7]) for _ in range(source.choice([0, 1, 1, 2, 2, 3, 5])))
-    strides = tuple(source.choice([item, -item, 0, 1, 8, 24, 2 * item, source.randint(-40, 40)]) for _ in shape)
+    shape = tuple(
+        source.choice([0, 1, 2, 3, 7]) for _ in range(source.choice([0, 1, 1, 2, 2, 3, 5]))
+    )
+    strides = tuple(
+        source.choice([item, -item, 0, 1, 8, 24, 2 * item, source.randint(-40, 40)]) for _ in shape
+    )
     if source.random() < 0.4:
         rest, strides = item, []
         for extent in reversed(shape):
@@ -66,8 +74,14 @@ def expected_array(array):
 
 
 def same(tensor, array):
-    found = np.array(tensor.tolist(), complex if tensor.dtype == "complex128" else float).reshape(tensor.shape)
-    return found.dtype == array.dtype and found.shape == array.shape and np.array_equal(found, array, equal_nan=True)
+    found = np.array(tensor.tolist(), complex if tensor.dtype == "complex128" else float).reshape(
+        tensor.shape
+    )
+    return (
+        found.dtype == array.dtype
+        and found.shape == array.shape
+        and np.array_equal(found, array, equal_nan=True)
+    )
 
 
 def damage(source, fields):
@@ -79,7 +93,9 @@ def damage(source, fields):
     elif name == "data":
         fields[name] = source.choice([None, "x", (), 0, (None, True), ("1", True), (0, True)])
     elif name == "shape":
-        fields[name] = source.choice([None, "x", 1.5, {}, [None], (-1,), (2**62, 4), (2**40, 2**40), ("1",), 3])
+        fields[name] = source.choice(
+            [None, "x", 1.5, {}, [None], (-1,), (2**62, 4), (2**40, 2**40), ("1",), 3]
+        )
     elif name == "strides":
         fields[name] = source.choice(["x", 1.5, {}, [None], (1.5,) * len(fields["shape"]), 3])
     else:
@@ -93,13 +109,21 @@ class Interface:
 
 def try_interface(nm, guarded, source):
     """One description: None if all is well, else what went wrong."""
-    typestr = source.choice("<>=|") + source.choice(sorted(KINDS) * 4 + ["f2", "f16", "i3", "V8", "O8", "U1", "c4"])
+    typestr = source.choice("<>=|") + source.choice(
+        sorted(KINDS) * 4 + ["f2", "f16", "i3", "V8", "O8", "U1", "c4"]
+    )
     item = int(typestr[2:])
     shape, strides = shape_and_strides(source, item)
     address = guarded.place(source, item, shape, strides)
     if address is None:
         return None
-    fields = {"version": 3, "typestr": typestr, "shape": shape, "data": (address, True), "strides": strides}
+    fields = {
+        "version": 3,
+        "typestr": typestr,
+        "shape": shape,
+        "data": (address, True),
+        "strides": strides,
+    }
     damaged = source.random() < 0.3
     if damaged:
         damage(source, fields)
@@ -109,7 +133,9 @@ def try_interface(nm, guarded, source):
         return None if damaged or not _readable(typestr) else f"refused {fields}"
     if damaged:
         return None
-    if not same(tensor, expected_array(guarded.view(address, typestr.replace("|", "="), shape, strides))):
+    if not same(
+        tensor, expected_array(guarded.view(address, typestr.replace("|", "="), shape, strides))
+    ):
         return f"another value of {fields}"
     return None
 
@@ -150,8 +176,14 @@ def try_record(nm, guarded, source):
         return f"refused {shape} {strides} {code} {bits}" if readable else None
     if not readable:
         return f"took {code} {bits} {lanes} {device} {major}"
-    view = guarded.view(address, f"={kind}{bits // 8}", shape, tuple(stride * item for stride in strides))
-    return None if same(tensor, expected_array(view)) else f"another value of {shape} {strides} {code} {bits}"
+    view = guarded.view(
+        address, f"={kind}{bits // 8}", shape, tuple(stride * item for stride in strides)
+    )
+    return (
+        None
+        if same(tensor, expected_array(view))
+        else f"another value of {shape} {strides} {code} {bits}"
+    )
 
 
 _new_capsule = ctypes.pythonapi.PyCapsule_New
@@ -161,6 +193,7 @@ _new_capsule.argtypes = [ctypes.c_void_p, ctypes.c_char_p, ctypes.c_void_p]
 
 def random_key(source, shape):
     """A key and whether NumPy's basic indexing covers it."""
+
     def part():
         kind = source.random()
         if kind < 0.35:
@@ -178,7 +211,9 @@ def random_key(source, shape):
     if source.random() < 0.5:
         return [source.randint(-8, 8) for _ in range(source.randint(0, 4))], False
     parts = [part() for _ in range(source.randint(1, 3))]
-    parts[source.randrange(len(parts))] = [source.randint(-3, 3) for _ in range(source.randint(1, 3))]
+    parts[source.randrange(len(parts))] = [
+        source.randint(-3, 3) for _ in range(source.randint(1, 3))
+    ]
     return tuple(parts), False
 
 
@@ -232,7 +267,9 @@ def fuzz(nm, kind, seed, count):
         except Exception as error:  # an error that isn't documented
             fault = f"{type(error).__name__}: {error}"
         if fault is not None:
-            faults.append(f"{kind}, seed {seed}, try {i}: {re.sub(' at 0x[0-9a-f]+', '', fault)[:300]}")
+            faults.append(
+                f"{kind}, seed {seed}, try {i}: {re.sub(' at 0x[0-9a-f]+', '', fault)[:300]}"
+            )
             if len(faults) == 5:
                 break
     return faults

@@ -31,8 +31,10 @@ class Operands:
         hermitian = [[general[max(i, j)][min(i, j)] for j in range(n)] for i in range(n)]
         for i in range(n):
             for j in range(i, n):
-                hermitian[i][j] = (hermitian[j][i].conjugate() if i != j else hermitian[i][i].real)
-        definite = [[hermitian[i][j] + (2.0 * n if i == j else 0.0) for j in range(n)] for i in range(n)]
+                hermitian[i][j] = hermitian[j][i].conjugate() if i != j else hermitian[i][i].real
+        definite = [
+            [hermitian[i][j] + (2.0 * n if i == j else 0.0) for j in range(n)] for i in range(n)
+        ]
         flat = lambda rows: [x for row in rows for x in row]  # noqa: E731
         self.a = tensor(flat(general), (n, n))
         self.h = tensor(flat(hermitian), (n, n))
@@ -76,7 +78,9 @@ def _same_names():
         table[name] = lambda nm, o, name=name: getattr(nm, name)(o.a)
     for name in of_reals:
         table[name] = lambda nm, o, name=name: getattr(nm, name)(o.x)
-    for name in "add subtract multiply divide power pow equal not_equal allclose isclose array_equal".split():
+    for (
+        name
+    ) in "add subtract multiply divide power pow equal not_equal allclose isclose array_equal".split():
         table[name] = lambda nm, o, name=name: getattr(nm, name)(o.a, o.c)
     for name in (
         "floor_divide remainder less less_equal greater greater_equal maximum minimum hypot arctan2"
@@ -222,7 +226,9 @@ LINALG = {
     "slogdet": lambda nm, o: nm.linalg.slogdet(o.stack),
     "solve": lambda nm, o: nm.linalg.solve(o.p, o.b, assume_a="positive definite"),
     "solve_continuous_lyapunov": lambda nm, o: nm.linalg.solve_continuous_lyapunov(o.p, o.h),
-    "solve_discrete_lyapunov": lambda nm, o: nm.linalg.solve_discrete_lyapunov(o.a / (4.0 * o.n), o.h),
+    "solve_discrete_lyapunov": lambda nm, o: nm.linalg.solve_discrete_lyapunov(
+        o.a / (4.0 * o.n), o.h
+    ),
     "solve_sylvester": lambda nm, o: nm.linalg.solve_sylvester(o.p, o.p, o.c),
     "solve_triangular": lambda nm, o: nm.linalg.solve_triangular(nm.triu(o.p), o.right),
     "sqrtm": lambda nm, o: nm.linalg.sqrtm(o.p),
@@ -258,7 +264,9 @@ for _kind, _held, _names in (
     ("QRFactor", "qr_square", "q r perm"),
 ):  # fmt: skip
     for _name in _names.split():
-        FACTORS[f"{_kind}.{_name}"] = lambda nm, o, h=_held, name=_name: getattr(getattr(o, h), name)
+        FACTORS[f"{_kind}.{_name}"] = lambda nm, o, h=_held, name=_name: getattr(
+            getattr(o, h), name
+        )
 FACTORS |= {
     "CholeskyFactor.update": lambda nm, o: o.cholesky.update(o.b),
     "CholeskyFactor.downdate": lambda nm, o: o.cholesky.downdate(o.b / (8.0 * o.n)),
@@ -456,7 +464,9 @@ class Exposed:
 FAILURES = {
     "iinfo": lambda nm, o: nm.iinfo("int64"),
     "a singular matrix": lambda nm, o: nm.linalg.solve(nm.zeros((o.n, o.n)), o.b),
-    "a singular matrix of a stack": lambda nm, o: nm.linalg.inv(nm.stack([o.a, nm.zeros((o.n, o.n))])),
+    "a singular matrix of a stack": lambda nm, o: nm.linalg.inv(
+        nm.stack([o.a, nm.zeros((o.n, o.n))])
+    ),
     "a matrix that isn't definite": lambda nm, o: nm.linalg.cholesky(-o.p),
     "an infinite entry": lambda nm, o: nm.linalg.svd(o.a * float("inf")),
     "shapes that don't broadcast": lambda nm, o: nm.ones((2, 3)) + nm.ones((4, 5)),
@@ -501,7 +511,9 @@ def digest(result, into=None):
         interface = result.__array_interface__
         into.update(f"{interface['shape']} {interface['typestr']}".encode())
         width = int(interface["typestr"][2:])
-        into.update(ctypes.string_at(interface["data"][0], result.size * width) if result.size else b"")
+        into.update(
+            ctypes.string_at(interface["data"][0], result.size * width) if result.size else b""
+        )
     elif isinstance(result, dict):
         digest(sorted(result.items()), into)
     else:

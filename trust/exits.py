@@ -23,7 +23,14 @@ HOW = (
 PATIENCE = 60
 EXITS = {False: 360, True: 20_000}
 EXITS_OF_A_CELL = 10
-NAMES = ("matmul", "solve", "linalg.svdvals", "Tensor.__add__", "linalg.lu_factor", "fails: a singular matrix")
+NAMES = (
+    "matmul",
+    "solve",
+    "linalg.svdvals",
+    "Tensor.__add__",
+    "linalg.lu_factor",
+    "fails: a singular matrix",
+)
 _libc = ctypes.CDLL(None)
 
 
@@ -131,7 +138,11 @@ def ended(way, calls, operands):
         return f"{support.how_it_ended(status)} for {expected}: {said[-200:]}"
     noisy = {"exception": "ZeroDivisionError", "Ctrl-C": "KeyboardInterrupt"}
     if way in noisy:
-        return "" if said.rstrip().endswith(noisy[way]) and "Fatal" not in said else f"said {said[-200:]}"
+        return (
+            ""
+            if said.rstrip().endswith(noisy[way]) and "Fatal" not in said
+            else f"said {said[-200:]}"
+        )
     return f"said {said[-200:]}" if said else ""
 
 
@@ -157,7 +168,9 @@ def answer_with(nm):
 def run(budget):
     ledger = support.Ledger("exits", budget.long)
     rounds = -(-EXITS[budget.long] // EXITS_OF_A_CELL // len(WAYS) // 2)
-    cells = [f"{size}: {way}: {i}" for i in range(rounds) for way in WAYS for size in ("small", "large")]
+    cells = [
+        f"{size}: {way}: {i}" for i in range(rounds) for way in WAYS for size in ("small", "large")
+    ]
     support.work_through(__file__, cells, ledger, budget)
     outcome = ledger.outcome(len(cells))
     outcome.note += f", {len(WAYS)} ways"

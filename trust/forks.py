@@ -17,7 +17,16 @@ HOW = (
     " one, of multiprocessing's pools, and of the first use: their bits are the parent's, and they end"
 )
 ORDER = 100
-NAMES = ("matmul", "solve", "inverse", "linalg.svdvals", "linalg.eigh", "linalg.qr_factor", "exp", "sum")
+NAMES = (
+    "matmul",
+    "solve",
+    "inverse",
+    "linalg.svdvals",
+    "linalg.eigh",
+    "linalg.qr_factor",
+    "exp",
+    "sum",
+)
 PATIENCE = 100  # seconds of a child's alarm
 FORKS = {False: 300, True: 10_000}
 FORKS_OF_A_CELL = 25
@@ -55,7 +64,9 @@ def plain(battery, expected):
 
 
 def grandchild(battery, expected):
-    return forked(lambda: forked(lambda: battery.bits() == expected) == "" and battery.bits() == expected)
+    return forked(
+        lambda: forked(lambda: battery.bits() == expected) == "" and battery.bits() == expected
+    )
 
 
 def thread(battery, expected):
@@ -155,7 +166,9 @@ def run(budget):
     cells = [f"{kind} #{i}" for i in range(rounds) for kind in KINDS]
     # Each kind has processes of its own: whether the pool was used before is part of it.
     for kind in KINDS:
-        support.work_through(__file__, [cell for cell in cells if cell.startswith(f"{kind} #")], ledger, budget)
+        support.work_through(
+            __file__, [cell for cell in cells if cell.startswith(f"{kind} #")], ledger, budget
+        )
     return ledger.outcome(len(cells))
 
 

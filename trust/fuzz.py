@@ -29,8 +29,13 @@ SOURCES = {
 
 def built(target):
     program = support.WORK / f"fuzz_{target}"
-    sources = [support.HERE / f"fuzz_{target}.cpp", *(support.ROOT / "src" / name for name in SOURCES[target])]
-    if not program.exists() or program.stat().st_mtime < max(source.stat().st_mtime for source in sources):
+    sources = [
+        support.HERE / f"fuzz_{target}.cpp",
+        *(support.ROOT / "src" / name for name in SOURCES[target]),
+    ]
+    if not program.exists() or program.stat().st_mtime < max(
+        source.stat().st_mtime for source in sources
+    ):
         support.WORK.mkdir(parents=True, exist_ok=True)
         subprocess.run(
             ["clang++", "-std=c++20", "-O1", "-g", "-fsanitize=fuzzer,address,undefined",

@@ -102,7 +102,9 @@ class Answers:
         for operands in (self.operands, self.complex_operands):
             grown = drift(read, self.calls[name], operands, count // 2)
             if max(grown[0], grown[1] // 24) >= max(count // 20, 2):
-                faults.append(f"{name}: {count // 2} calls change {grown[0]} {units[0]} and {grown[1]} {units[1]}")
+                faults.append(
+                    f"{name}: {count // 2} calls change {grown[0]} {units[0]} and {grown[1]} {units[1]}"
+                )
         return count, faults
 
 
@@ -137,9 +139,14 @@ def valgrind(ledger, order):
         # Children of a fork write behind the end of the document.
         document = report.read_text().partition("</valgrindoutput>")
         for error in xml.fromstring(document[0] + document[1]).findall("error"):
-            frames = [(frame.findtext("obj") or "", frame.findtext("fn") or "?") for frame in error.iter("frame")]
+            frames = [
+                (frame.findtext("obj") or "", frame.findtext("fn") or "?")
+                for frame in error.iter("frame")
+            ]
             kind = error.findtext("kind")  # of leaks too, which are counted by repetition
-            if not kind.startswith("Leak_") and any("_numerical" in where for where, _ in frames[:6]):
+            if not kind.startswith("Leak_") and any(
+                "_numerical" in where for where, _ in frames[:6]
+            ):
                 faults.append(f"{cell}: {kind} in {' < '.join(fn for _, fn in frames[:4])}")
     ledger.record(cell, int(done.stdout.strip() or 0), faults)
 

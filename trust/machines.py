@@ -56,7 +56,9 @@ def on_a_small_stack(nm, path):
                 if "threads" in name or "pickled" in name or "__reduce" in name:
                     continue
                 said = []
-                worker = threading.Thread(target=lambda: said.append(catalogue.result_of(call, operands)))
+                worker = threading.Thread(
+                    target=lambda: said.append(catalogue.result_of(call, operands))
+                )
                 worker.start()
                 worker.join()
                 found[f"{name} {order} {is_complex}"] = said[0] if said else "nothing"
@@ -79,7 +81,11 @@ def pythons():
 
 
 def emulator():
-    return os.environ.get("NUMERICAL_QEMU") or shutil.which("qemu-x86_64-static") or shutil.which("qemu-x86_64")
+    return (
+        os.environ.get("NUMERICAL_QEMU")
+        or shutil.which("qemu-x86_64-static")
+        or shutil.which("qemu-x86_64")
+    )
 
 
 def machines():
@@ -94,8 +100,14 @@ def machines():
     # QEMU 7.2 computes AVX2's gathers wrongly: that path is tried on real processors alone (bits.py).
     yield "no AVX: QEMU's Nehalem", [qemu, "-cpu", "Nehalem", python], "--digests"
     group = _quota_group()
-    enter = "echo $$ > %s/cgroup.procs && exec \"$@\"" % group
-    yield "a quota of half a processor", [group and "/bin/sh", "-c", enter, "sh", python], "--digests"
+    enter = 'echo $$ > %s/cgroup.procs && exec "$@"' % group
+    yield "a quota of half a processor", [
+        group and "/bin/sh",
+        "-c",
+        enter,
+        "sh",
+        python,
+    ], "--digests"
 
 
 def _quota_group():
@@ -119,7 +131,9 @@ def try_machine(name, command, mode, reference):
     found = json.loads(done.stdout)
     there = reference(found["path"])
     if "QEMU" in name:
-        found = {called: bits for called, bits in found.items() if not OF_THE_C_LIBRARY.match(called)}
+        found = {
+            called: bits for called, bits in found.items() if not OF_THE_C_LIBRARY.match(called)
+        }
     wrong = [called for called, bits in found.items() if there[called] != bits]
     return len(found) - 1, [f"{name}: {called} differs" for called in wrong[:5]]
 

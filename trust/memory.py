@@ -40,7 +40,9 @@ OFTEN = 3  # growth is believed when it is seen as often, in twice the passes ea
 PYTHONS_RAISE = re.compile(
     r"SystemError: (error return without exception set|<.*> returned NULL without setting an exception)?$"
 )
-LOCKS = re.compile(r"can't allocate (read )?lock$|cannot release un-acquired lock$|can't start new thread$|Error calling __set_name__ on ")
+LOCKS = re.compile(
+    r"can't allocate (read )?lock$|cannot release un-acquired lock$|can't start new thread$|Error calling __set_name__ on "
+)
 
 
 class Faults:
@@ -70,8 +72,21 @@ class Faults:
 
 
 class Heap(ctypes.Structure):
-    _fields_ = [(name, ctypes.c_size_t) for name in (
-        "arena", "ordblks", "smblks", "hblks", "hblkhd", "usmblks", "fsmblks", "uordblks", "fordblks", "keepcost")]
+    _fields_ = [
+        (name, ctypes.c_size_t)
+        for name in (
+            "arena",
+            "ordblks",
+            "smblks",
+            "hblks",
+            "hblkhd",
+            "usmblks",
+            "fsmblks",
+            "uordblks",
+            "fordblks",
+            "keepcost",
+        )
+    ]
 
 
 _heap = ctypes.CDLL(None).mallinfo2
@@ -89,7 +104,13 @@ class Trial:
     """All failures of one call on one set of operands."""
 
     def __init__(self, faults, name, call, operands, place):
-        self.faults, self.name, self.call, self.operands, self.place = faults, name, call, operands, place
+        self.faults, self.name, self.call, self.operands, self.place = (
+            faults,
+            name,
+            call,
+            operands,
+            place,
+        )
         self.expected = catalogue.result_of(call, operands)
         self.tried = 0
         self.found = []
@@ -112,7 +133,9 @@ class Trial:
             return
         except BaseException as error:
             said = f"{type(error).__name__}: {error}"
-            if said != self.expected and not (OTHER_WORDS.match(said) or self.is_pythons_raise(said)):
+            if said != self.expected and not (
+                OTHER_WORDS.match(said) or self.is_pythons_raise(said)
+            ):
                 self.found.append(f"{self.place.read()}: {said[:200]}")
             return
         if catalogue.digest(result) != self.expected:
@@ -148,7 +171,9 @@ class Trial:
     def require_no_growth(self, kind):
         """A block that a failure loses is lost in every pass."""
         count = self.requests(SOURCES[kind])
-        places = sorted({i * count // min(count, GROWTH_SAMPLES) for i in range(min(count, GROWTH_SAMPLES))})
+        places = sorted(
+            {i * count // min(count, GROWTH_SAMPLES) for i in range(min(count, GROWTH_SAMPLES))}
+        )
         grown = []
         for passes in (PASSES << i for i in range(OFTEN)):
             before = in_use()
@@ -188,6 +213,7 @@ def threads_fail(faults, nm, place):
     found, tried = [], 0
     for first in range(nm.get_num_threads() + 1):
         for row in (1, 2**40):
+
             def check(first=first, row=row):
                 try:
                     result = faults.failing(lambda o: a @ a, operands, 4, first, row)
@@ -196,7 +222,9 @@ def threads_fail(faults, nm, place):
                 except nm.error as error:
                     if str(error) != "Resource temporarily unavailable":
                         return f"said {error}"
-                return "" if catalogue.digest((a @ a)[:8]) == expected else "another result afterwards"
+                return (
+                    "" if catalogue.digest((a @ a)[:8]) == expected else "another result afterwards"
+                )
 
             tried += 1
             place.write(f"start {first} of a thread")
@@ -213,6 +241,7 @@ def address_space_ends(nm, place):
         size = int(statm.read().split()[0]) * resource.getpagesize()
     for name, call in catalogue.calls(nm):
         for room in (1 << 20, 4 << 20, 16 << 20):
+
             def check(call=call, room=room):
                 expected = catalogue.result_of(call, operands) if room > 4 << 20 else None
                 resource.setrlimit(resource.RLIMIT_AS, (size + room, resource.RLIM_INFINITY))
@@ -222,7 +251,9 @@ def address_space_ends(nm, place):
                 except MemoryError:
                     return ""
                 finally:
-                    resource.setrlimit(resource.RLIMIT_AS, (resource.RLIM_INFINITY, resource.RLIM_INFINITY))
+                    resource.setrlimit(
+                        resource.RLIMIT_AS, (resource.RLIM_INFINITY, resource.RLIM_INFINITY)
+                    )
 
             if "by jacobi" in name:
                 continue
@@ -253,6 +284,7 @@ def import_fails(faults, place, part):
     for kind, source in SOURCES.items():
         counted = in_child(lambda: f"{faults.requests(load, None, source)}")
         for first in range(part, int(counted), IMPORT_PARTS):
+
             def check(first=first):
                 try:
                     faults.failing(load, None, source, first, 1)
@@ -304,7 +336,9 @@ def answer_with(faults):
             return address_space_ends(nm, place)
         size, _, name = cell.partition(": ")
         if size not in kept:
-            kept[size] = catalogue.Operands(nm, LARGE if size == "large" else SMALL, "complex" in size)
+            kept[size] = catalogue.Operands(
+                nm, LARGE if size == "large" else SMALL, "complex" in size
+            )
         trial = Trial(faults, name, dict(catalogue.calls(nm))[name], kept[size], place)
         if size == "large":
             trial.some_requests("module")

@@ -33,8 +33,14 @@ class Expected:
     """What each call gives on each path, alone."""
 
     def __init__(self, nm):
-        self.operands = [catalogue.Operands(nm, order, is_complex) for order in ORDERS for is_complex in (False, True)]
-        kept = [pair for pair in catalogue.calls(nm) if not any(word in pair[0] for word in LEFT_OUT)]
+        self.operands = [
+            catalogue.Operands(nm, order, is_complex)
+            for order in ORDERS
+            for is_complex in (False, True)
+        ]
+        kept = [
+            pair for pair in catalogue.calls(nm) if not any(word in pair[0] for word in LEFT_OUT)
+        ]
         self.names, self.calls = zip(*kept)
         self.results = {}
         nm._numerical._set_num_threads(1)  # makes no pool
@@ -66,7 +72,9 @@ class Settings:
             self.module._set_num_threads(self.source.choice([0, 1, 2, 3, 64]))
             self.change_path()
             if "TRUST_PROCESSORS" not in os.environ:
-                some = self.source.sample(self.processors, self.source.randint(1, len(self.processors)))
+                some = self.source.sample(
+                    self.processors, self.source.randint(1, len(self.processors))
+                )
                 os.sched_setaffinity(0, some)
         if "TRUST_PROCESSORS" not in os.environ:
             os.sched_setaffinity(0, self.processors)
@@ -87,7 +95,9 @@ def mixed_calls(nm, expected, seed, count):
             if version % 2 == 0 and settings.version == version:
                 compared.append(1)
                 if found != expected.results[path, i, j]:
-                    wrong.append(f"{expected.names[i]} on operands {j}, path {path}: another result")
+                    wrong.append(
+                        f"{expected.names[i]} on operands {j}, path {path}: another result"
+                    )
 
     callers = [threading.Thread(target=work, args=(caller,)) for caller in range(CALLERS)]
     changer = threading.Thread(target=settings.change_all)

@@ -22,8 +22,15 @@ import support
 
 # Seconds of a short run, and of a long one; a class ends sooner when nothing is left to try.
 CLASSES = {
-    "memory": (120, 3600), "leaks": (60, 3600), "fuzz": (90, 7200), "bits": (60, 3600), "forks": (60, 3600),
-    "exits": (60, 7200), "races": (60, 7200), "accuracy": (60, 3600), "machines": (60, 1800),
+    "memory": (120, 3600),
+    "leaks": (60, 3600),
+    "fuzz": (90, 7200),
+    "bits": (60, 3600),
+    "forks": (60, 3600),
+    "exits": (60, 7200),
+    "races": (60, 7200),
+    "accuracy": (60, 3600),
+    "machines": (60, 1800),
 }
 RESULTS = support.WORK / "results.json"
 PAGE = support.ROOT / "docs" / "trust.md"
@@ -47,7 +54,9 @@ def try_class(name, long, seconds):
 
 def processor():
     with open("/proc/cpuinfo") as info:
-        return next(line.partition(": ")[2].strip() for line in info if line.startswith("model name"))
+        return next(
+            line.partition(": ")[2].strip() for line in info if line.startswith("model name")
+        )
 
 
 def table(results):
@@ -75,11 +84,15 @@ def write_page(results):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser = argparse.ArgumentParser(
+        description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter
+    )
     parser.add_argument("classes", nargs="*", help=" ".join(CLASSES))
     parser.add_argument("--long", action="store_true", help="everything, for hours")
     parser.add_argument("--again", action="store_true", help="forget what was tried before")
-    parser.add_argument("--seconds", type=float, help="for each class, instead of its own; 0 only writes the page")
+    parser.add_argument(
+        "--seconds", type=float, help="for each class, instead of its own; 0 only writes the page"
+    )
     parser.add_argument("--no-page", action="store_true", help="leave docs/trust.md as it is")
     options = parser.parse_args()
     if unknown := set(options.classes) - set(CLASSES):

@@ -65,9 +65,13 @@ def commit():
     """The commit that is tried, and whether sources differ from it."""
 
     def said(*command):
-        return subprocess.run(["git", *command], cwd=ROOT, capture_output=True, text=True).stdout.strip()
+        return subprocess.run(
+            ["git", *command], cwd=ROOT, capture_output=True, text=True
+        ).stdout.strip()
 
-    return said("rev-parse", "--short=10", "HEAD") + (" with changes" if said("status", "--porcelain", "src") else "")
+    return said("rev-parse", "--short=10", "HEAD") + (
+        " with changes" if said("status", "--porcelain", "src") else ""
+    )
 
 
 class Ledger:
@@ -199,5 +203,8 @@ def compiled(source, target, *options, compiler="gcc"):
     WORK.mkdir(parents=True, exist_ok=True)
     target = WORK / target
     if not target.exists() or target.stat().st_mtime < (HERE / source).stat().st_mtime:
-        subprocess.run([compiler, *options, "-Wall", "-Wextra", "-Werror", "-o", target, HERE / source], check=True)
+        subprocess.run(
+            [compiler, *options, "-Wall", "-Wextra", "-Werror", "-o", target, HERE / source],
+            check=True,
+        )
     return target

@@ -12,6 +12,7 @@ decompositions. The functions of the compiled module are here as well, under the
 import builtins as _builtins
 
 from . import _native_module  # first: it makes the type that _numerical uses
+
 from . import (
     _array_api, _assumptions, _matrices, _methods, _numerical, _pickling, _protocols, linalg,
 )  # fmt: skip
@@ -21,12 +22,14 @@ from ._array_api import (
 )  # fmt: skip
 from ._config import cpu_quota, show_config
 from ._conversion import array, asarray, from_dlpack
+
 from ._creation import (
     arange, diag, diagonal, empty, empty_like, eye, full, full_like, identity, linspace, ones,
     ones_like, tri, tril, triu, zeros, zeros_like,
 )  # fmt: skip
 from ._dtypes import complex128, float64
 from ._einsum import einsum
+
 from ._arrangement import (
     block_diag, column_stack, diff, hstack, meshgrid, roll, split, take, take_along_axis, toeplitz,
     unstack, vander, vstack,
@@ -44,10 +47,12 @@ from ._functions import (
 from ._numerical import Tensor, error
 from ._positions import METHODS as _POSITIONS_METHODS
 from ._positions import Positions
+
 from ._products import (
     dot, inner, kron, matmul, multi_dot, outer, tensordot, trace, vdot,
 )  # fmt: skip
 from ._settings import get_num_threads, limit_gemm_path, num_threads, set_num_threads
+
 from ._shaping import (
     broadcast_to, concat, concatenate, expand_dims, flip, moveaxis, permute_dims, ravel, repeat, reshape,
     squeeze, stack, swapaxes, tile, transpose,
@@ -57,6 +62,7 @@ from ._standard import (
     reciprocal, unique_all, unique_counts, unique_inverse, unique_values,
 )  # fmt: skip
 from ._statistics import corrcoef, cov
+
 from .linalg import (
     cholesky, lstsq, matrix_power, matrix_rank, matrix_transpose, norm, pinv, qr, slogdet, solve,
     svd, vecdot,
@@ -85,7 +91,11 @@ if vars(Tensor).get("_builtins", vars(_builtins)) is not vars(_builtins):
 Tensor._builtins = vars(_builtins)
 
 _native_module.native._connect(
-    asarray, _protocols.defers_to, _matrices.annotate, _assumptions.solve_assuming, float64,
+    asarray,
+    _protocols.defers_to,
+    _matrices.annotate,
+    _assumptions.solve_assuming,
+    float64,
     complex128,
 )
 

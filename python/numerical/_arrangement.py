@@ -406,7 +406,9 @@ def meshgrid(*vectors, indexing="xy"):
     shape = [0] * count
     for vector, place in zip(vectors, places):
         shape[place] = vector.size
-    along = [[v.size if i == place else 1 for i in range(count)] for v, place in zip(vectors, places)]
+    along = [
+        [v.size if i == place else 1 for i in range(count)] for v, place in zip(vectors, places)
+    ]
     return tuple(broadcast_to(reshape(v, own), shape) for v, own in zip(vectors, along))
 
 

@@ -110,7 +110,9 @@ def _dtype_of(operand):
     kind = getattr(getattr(operand, "dtype", None), "kind", "")
     if kind in _NUMBER_KINDS:
         return complex128 if kind == "c" else float64
-    if isinstance(operand, (str, type)) or hasattr(operand, "subdtype"):  # a dtype of NumPy has that
+    if isinstance(operand, (str, type)) or hasattr(
+        operand, "subdtype"
+    ):  # a dtype of NumPy has that
         return dtype_name(operand)
     return asarray(operand).dtype
 
@@ -291,9 +293,7 @@ def _array_namespace(self, *, api_version=None):
     ValueError for a version of the standard that isn't known.
     """
     if api_version is not None and api_version not in _VERSIONS:
-        raise ValueError(
-            f"api_version is one of {', '.join(_VERSIONS)}, not {shown(api_version)}"
-        )
+        raise ValueError(f"api_version is one of {', '.join(_VERSIONS)}, not {shown(api_version)}")
     return sys.modules[__package__]
 
 

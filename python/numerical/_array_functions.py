@@ -171,12 +171,8 @@ _EXTREMUM = "a; axis out! keepdims initial! where!"
 _SPREAD = "a; axis dtype out! ddof=correction keepdims where! mean! correction"
 
 _PLAIN = {
-    "sum": _Counterpart(
-        _with_dtype(_functions.sum), "a; axis dtype out! keepdims initial! where!"
-    ),
-    "mean": _Counterpart(
-        _with_dtype(_functions.mean), "a; axis dtype out! keepdims where!"
-    ),
+    "sum": _Counterpart(_with_dtype(_functions.sum), "a; axis dtype out! keepdims initial! where!"),
+    "mean": _Counterpart(_with_dtype(_functions.mean), "a; axis dtype out! keepdims where!"),
     "max": _Counterpart(_functions.max, _EXTREMUM),
     "amax": _Counterpart(_functions.max, _EXTREMUM),
     "min": _Counterpart(_functions.min, _EXTREMUM),
@@ -234,9 +230,7 @@ _PLAIN = {
     "fliplr": _Counterpart(_flipped(1), "m"),
     "meshgrid": _meshgrid,
     "vander": _Counterpart(_arrangement.vander, "x; N increasing"),
-    "cov": _Counterpart(
-        _statistics.cov, "m; y rowvar bias ddof fweights! aweights! dtype!"
-    ),
+    "cov": _Counterpart(_statistics.cov, "m; y rowvar bias ddof fweights! aweights! dtype!"),
     "corrcoef": _Counterpart(_statistics.corrcoef, "x; y rowvar bias! ddof! dtype!"),
     "tril": _Counterpart(tril, "m; k"),
     "triu": _Counterpart(triu, "m; k"),

@@ -18,7 +18,7 @@ _DTYPES = {
 
 
 def dtype_name(dtype):
-    """"float64" or "complex128" for a dtype given as a name, a Python type or a NumPy dtype."""
+    """ "float64" or "complex128" for a dtype given as a name, a Python type or a NumPy dtype."""
     if dtype is None:
         return None
     try:
@@ -37,7 +37,11 @@ def _as_written(dtype):
     """A type by the name that programs write, numpy.float32; anything else as it is shown."""
     if not isinstance(dtype, type):
         return shown(dtype)
-    return dtype.__qualname__ if dtype.__module__ == "builtins" else f"{dtype.__module__}.{dtype.__qualname__}"
+    return (
+        dtype.__qualname__
+        if dtype.__module__ == "builtins"
+        else f"{dtype.__module__}.{dtype.__qualname__}"
+    )
 
 
 def array(obj, dtype=None, *, copy=True, device=None):
@@ -189,7 +193,8 @@ def _named_type(failure, obj):
     if dtype is None or "typestr" not in str(failure):
         return failure
     return add_hint(
-        failure, f"the array has dtype {dtype}: make it one of these first, as array.astype(float) does"
+        failure,
+        f"the array has dtype {dtype}: make it one of these first, as array.astype(float) does",
     )
 
 

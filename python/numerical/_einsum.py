@@ -114,7 +114,9 @@ def _without_ellipsis(spec, tensors):
         if part.replace("...", "", 1).count("."):
             raise ValueError(f"einsum: '...' may stand once in each operand, not as in '{part}'")
     free = [label for label in _ALL_LABELS if label not in inputs + output]
-    counts = [t.ndim - len(p.replace("...", "")) if "..." in p else 0 for p, t in zip(parts, tensors)]
+    counts = [
+        t.ndim - len(p.replace("...", "")) if "..." in p else 0 for p, t in zip(parts, tensors)
+    ]
     if min(counts) < 0:
         raise _numerical.error("einsum: operand rank does not match its subscripts")
     depth = max(counts)
@@ -159,9 +161,7 @@ def _spell(part, tensor, hidden, extents):
         for i, (label, extent) in enumerate(zip(hidden, extents))
         if tensor.shape[first + i] == extent
     ]
-    dropped = {
-        first + i for i, extent in enumerate(extents) if tensor.shape[first + i] != extent
-    }
+    dropped = {first + i for i, extent in enumerate(extents) if tensor.shape[first + i] != extent}
     if dropped:
         shape = [extent for axis, extent in enumerate(tensor.shape) if axis not in dropped]
         tensor = _numerical._reshape(tensor, shape)

@@ -163,7 +163,9 @@ def _problem(type):
 def _wanted(name, a, b, uplo, type, by_index, by_value, method):
     """The arguments of the native functions for pairs and parts of spectra."""
     if method != "divide_and_conquer":
-        raise ValueError(f"{name} takes b and subsets by method 'divide_and_conquer', not {method!r}")
+        raise ValueError(
+            f"{name} takes b and subsets by method 'divide_and_conquer', not {method!r}"
+        )
     if by_index is not None and by_value is not None:
         raise ValueError("subset_by_index and subset_by_value exclude each other")
     form = _problem(type)

@@ -14,7 +14,9 @@ def einsum_hint(spec, shapes):
     inputs, _, output = "".join(spec.split()).partition("->")
     parts = inputs.split(",")
     if len(parts) != len(shapes):
-        return f"the subscripts '{inputs}' are for {len(parts)} operands, and {len(shapes)} are given"
+        return (
+            f"the subscripts '{inputs}' are for {len(parts)} operands, and {len(shapes)} are given"
+        )
     seen = {}  # each letter's extent, and where it was met
     for place, (part, shape) in enumerate(zip(parts, shapes)):
         where = f"operand {place} of shape {shape}"

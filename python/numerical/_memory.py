@@ -79,7 +79,9 @@ def from_bytes(raw, shape, typestr):
     if not isinstance(raw, bytes):
         raw = memoryview(raw).cast("B")
     if len(raw) != prod(shape) * int(typestr[2:]):
-        raise ValueError(f"{len(raw)} bytes are no array of shape {tuple(shape)} and type {typestr}")
+        raise ValueError(
+            f"{len(raw)} bytes are no array of shape {tuple(shape)} and type {typestr}"
+        )
     address, owner = _located(raw)
     return _import(Lent(address, tuple(shape), typestr, owner=owner))
 

@@ -380,7 +380,9 @@ Tensor([[5.0, 2.0],
 
 METHODS = {
     "__doc__": _TENSOR_DOC,
-    "at": property(_At, doc="Changed copies: t.at[index].set(values), and add, multiply, min, max."),
+    "at": property(
+        _At, doc="Changed copies: t.at[index].set(values), and add, multiply, min, max."
+    ),
     "__init__": _init,
     "item": _item,
     "reshape": native.method_shortcut(_reshape),

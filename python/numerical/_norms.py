@@ -141,7 +141,9 @@ def matrix_norm(x, *, keepdims=False, ord="fro"):
         choose = {"nuc": _sum, 2: _max, -2: _min}[order]
         result = choose(values, values.ndim - 1)
         return reshape(result, (*x.shape[:-2], 1, 1)) if keepdims else result
-    raise ValueError(f"matrix_norm: ord is 'fro', 'nuc', 1, -1, 2, -2, inf or -inf, not {shown(ord)}")
+    raise ValueError(
+        f"matrix_norm: ord is 'fro', 'nuc', 1, -1, 2, -2, inf or -inf, not {shown(ord)}"
+    )
 
 
 def norm(x, ord=None, axis=None, keepdims=False):

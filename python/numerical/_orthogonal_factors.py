@@ -53,7 +53,9 @@ class QRFactor(Factors):
 
     def _form(self, columns):
         rows = self.shape[-2]
-        return self._apply(broadcast_to(eye(rows, columns), (*self.shape[:-2], rows, columns)), False)
+        return self._apply(
+            broadcast_to(eye(rows, columns), (*self.shape[:-2], rows, columns)), False
+        )
 
     def _apply(self, c, adjoint):
         return native.qr_apply(self._vectors, self._blocks, self._phases, c, adjoint)
@@ -110,7 +112,9 @@ class QRFactor(Factors):
     def slogdet(self):
         """SlogdetResult(sign, logabsdet) of square A."""
         sign, pivots = self._sign_and_pivots("slogdet")
-        logs = _sum(where(pivots == 0, float("-inf"), log(where(pivots == 0, 1.0, pivots))), axis=-1)
+        logs = _sum(
+            where(pivots == 0, float("-inf"), log(where(pivots == 0, 1.0, pivots))), axis=-1
+        )
         return SlogdetResult(sign * (logs != float("-inf")), logs)
 
     def _sign_and_pivots(self, name):

@@ -183,7 +183,5 @@ class _Call:
 def _path_code(path):
     code = _PATH_CODES.get(path) if isinstance(path, str) else path
     if not hasattr(code, "__index__"):
-        raise ValueError(
-            f"a path is 'portable', 'avx2', 'avx512' or a code, not {shown(path)}"
-        )
+        raise ValueError(f"a path is 'portable', 'avx2', 'avx512' or a code, not {shown(path)}")
     return max(0, min(integer(code, "path"), 3))

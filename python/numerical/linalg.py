@@ -11,6 +11,7 @@ from ._assumptions import LinAlgWarning
 from ._conversion import asarray
 from ._creation import diagonal
 from ._decompositions import cholesky, qr, svd, svdvals
+
 from ._factors import (
     LU, CholeskyFactor, LDLFactor, LUFactor, cho_factor, cho_solve, cholesky_factor, ldl, lu,
     lu_factor, lu_solve, solve_triangular,
@@ -21,10 +22,12 @@ from ._functions import sum as _sum
 from ._hermitian import eigh, eigvalsh
 from ._least_squares import LstsqResult, lstsq, matrix_rank, pinv
 from ._low_rank import randomized_svd
+
 from ._matrix_equations import (
     solve_continuous_lyapunov, solve_discrete_lyapunov, solve_sylvester,
 )  # fmt: skip
 from ._matrix_functions import expm, logm, sqrtm
+
 from ._matrices import (
     EighResult, EigResult, PolarResult, QRResult, SlogdetResult, SVDResult, matrix_transpose, slice_of,
 )  # fmt: skip
@@ -88,9 +91,7 @@ def vecdot(a, b, *, axis=-1):
     """
     a, b = (moveaxis(t, normalized_axis(axis, t.ndim), -1) for t in same_dtype(a, b))
     if a.shape[-1] != b.shape[-1]:
-        raise ValueError(
-            f"vecdot takes vectors of one length, not {a.shape[-1]} and {b.shape[-1]}"
-        )
+        raise ValueError(f"vecdot takes vectors of one length, not {a.shape[-1]} and {b.shape[-1]}")
     return _sum(multiply(conj(a), b), -1)
 
 

@@ -17,15 +17,22 @@ INTERPRETER_PREFIXES = ("Py", "_Py")
 
 # Without Py_ssize_t these parse and build "#" as int up to CPython 3.12.
 INT_SIZED = {
-    "PyArg_Parse", "PyArg_ParseTuple", "PyArg_ParseTupleAndKeywords", "PyArg_VaParse",
-    "PyArg_VaParseTupleAndKeywords", "PyObject_CallFunction", "PyObject_CallMethod",
-    "Py_BuildValue", "Py_VaBuildValue",
+    "PyArg_Parse",
+    "PyArg_ParseTuple",
+    "PyArg_ParseTupleAndKeywords",
+    "PyArg_VaParse",
+    "PyArg_VaParseTupleAndKeywords",
+    "PyObject_CallFunction",
+    "PyObject_CallMethod",
+    "Py_BuildValue",
+    "Py_VaBuildValue",
 }
 
 
 def dynamic_symbols(module, which):
-    out = subprocess.run(["nm", "-D", which, str(module)], check=True, capture_output=True,
-                         text=True).stdout
+    out = subprocess.run(
+        ["nm", "-D", which, str(module)], check=True, capture_output=True, text=True
+    ).stdout
     # A version follows the name after an @ where the symbol has one.
     return {line.split()[-1].split("@")[0] for line in out.splitlines()}
 
@@ -36,8 +43,11 @@ def stable_names():
 
 
 def faults(module):
-    taken = {name for name in dynamic_symbols(module, "--undefined-only")
-             if name.startswith(INTERPRETER_PREFIXES)}
+    taken = {
+        name
+        for name in dynamic_symbols(module, "--undefined-only")
+        if name.startswith(INTERPRETER_PREFIXES)
+    }
     offered = dynamic_symbols(module, "--defined-only")
     if not taken:
         yield "takes nothing from the interpreter: is this the module?"

@@ -52,8 +52,14 @@ ALLOWED = {
     "numerical/stacks": NUMERICAL + STACKS,
     "numerical/einsum": NUMERICAL + EINSUM,
     "binding": ["binding"],
-    "package": ["package", "module", "binding"] + NUMERICAL + STACKS + SYSTEMS + MATRIX_FUNCTIONS
-               + EINSUM + ELEMENTWISE + RANDOM,
+    "package": ["package", "module", "binding"]
+    + NUMERICAL
+    + STACKS
+    + SYSTEMS
+    + MATRIX_FUNCTIONS
+    + EINSUM
+    + ELEMENTWISE
+    + RANDOM,
     "module": ["module", "binding"] + NUMERICAL + SVD + EINSUM + ELEMENTWISE,
 }
 

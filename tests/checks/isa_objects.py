@@ -28,10 +28,13 @@ FOUNDATION = re.compile(
     r"vmov[ua]p[sd]|vmovdqa(32|64)|vmovdqu(32|64)|vbroadcastsd|vpbroadcastq"
     r"|vfn?m(add|sub)(132|213|231)pd|v(add|sub|mul|div|max|min|sqrt)pd|vcmp\w*pd|vrndscalepd"
     r"|vunpck[lh]pd|vpermilpd|vpermpd|vperm[it]2pd|vshuff64x2|vextractf64x4|vinsertf64x4"
-    r"|vp(xor|or|and|andn)[dq]|vp(add|sub|sll|srl|testm|cmpn?\w*)q|vpternlog[dq]|vblendmpd|vmovddup|valignq")
+    r"|vp(xor|or|and|andn)[dq]|vp(add|sub|sll|srl|testm|cmpn?\w*)q|vpternlog[dq]|vblendmpd|vmovddup|valignq"
+)
 # Scalars in the upper sixteen registers are AVX-512F; the same of two or four lanes is AVX-512VL.
-SCALAR = re.compile(r"vmov(sd|[dq])|v(add|sub|mul|div|max|min|sqrt)sd|vfn?m(add|sub)(132|213|231)sd"
-                    r"|vu?comisd|vcvt\w*(sd|si)\w*|vrndscalesd")
+SCALAR = re.compile(
+    r"vmov(sd|[dq])|v(add|sub|mul|div|max|min|sqrt)sd|vfn?m(add|sub)(132|213|231)sd"
+    r"|vu?comisd|vcvt\w*(sd|si)\w*|vrndscalesd"
+)
 # Of the masks AVX-512F has the 16-bit forms, but for ktestw and kaddw.
 MASK = re.compile(r"k(mov|and|andn|or|not|xor|xnor|unpckb|shiftl|shiftr|ortest)w|kunpckbw")
 
@@ -49,8 +52,9 @@ class Instruction:
 
 def functions_of(path):
     """Name and instructions of each function."""
-    out = subprocess.run(["objdump", "-d", "--insn-width=16", str(path)], check=True,
-                         capture_output=True, text=True).stdout
+    out = subprocess.run(
+        ["objdump", "-d", "--insn-width=16", str(path)], check=True, capture_output=True, text=True
+    ).stdout
     name, body = None, []
     for line in out.splitlines():
         if start := FUNCTION.match(line):
@@ -108,7 +112,7 @@ def innermost_loops(body):
             spans.append((first, n))
     for first, last in spans:
         if not any(first <= f and l <= last and (f, l) != (first, last) for f, l in spans):
-            yield body[first:last + 1]
+            yield body[first : last + 1]
 
 
 def spills(body):
@@ -122,8 +126,9 @@ def spills(body):
 
 
 def weak_symbols(path):
-    out = subprocess.run(["nm", "-C", "--defined-only", str(path)], check=True,
-                         capture_output=True, text=True).stdout
+    out = subprocess.run(
+        ["nm", "-C", "--defined-only", str(path)], check=True, capture_output=True, text=True
+    ).stdout
     return [line.split(" ", 2)[2] for line in out.splitlines() if line.split()[1] in "WVu"]
 
 

@@ -11,13 +11,17 @@ import sys
 
 
 def registers_destructors(path: str) -> bool:
-    symbols = subprocess.run(["nm", "--undefined-only", path], check=True, capture_output=True, text=True)
+    symbols = subprocess.run(
+        ["nm", "--undefined-only", path], check=True, capture_output=True, text=True
+    )
     return any(line.split()[-1] == "__cxa_atexit" for line in symbols.stdout.splitlines())
 
 
 def main() -> int:
     objects = [name for name in sys.argv[1:] if name.endswith(".o")]
-    faults = [f"{path} has a static with a destructor" for path in objects if registers_destructors(path)]
+    faults = [
+        f"{path} has a static with a destructor" for path in objects if registers_destructors(path)
+    ]
     print("\n".join(faults) or f"{len(objects)} objects, whose statics last")
     return 1 if faults else 0
 

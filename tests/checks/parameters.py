@@ -48,9 +48,10 @@ def split_list(arguments: str) -> list[str]:
 
 def is_declared(parameters: list[str]) -> bool:
     """Whether these are parameters rather than the arguments of a call, which are expressions."""
-    return all(PARAMETER.fullmatch(each) for each in parameters) and sum(
-        NAMED.search(each) is not None for each in parameters
-    ) >= len(parameters) / 2
+    return (
+        all(PARAMETER.fullmatch(each) for each in parameters)
+        and sum(NAMED.search(each) is not None for each in parameters) >= len(parameters) / 2
+    )
 
 
 def long_lists(text: str, most: int) -> list[tuple[int, str, int]]:

@@ -11,9 +11,7 @@ BUILD = pathlib.Path(os.environ.get("NUMERICAL_BUILD", ROOT / "build" / "release
 sys.path.insert(0, str(BUILD.resolve() / "python"))
 
 # No deadlines: a machine that does other work as well must not fail a test.
-settings.register_profile(
-    "numerical", deadline=None, suppress_health_check=[HealthCheck.too_slow]
-)
+settings.register_profile("numerical", deadline=None, suppress_health_check=[HealthCheck.too_slow])
 # Under a sanitizer each call takes ten times as long.
 settings.register_profile("sanitized", settings.get_profile("numerical"), max_examples=10)
 settings.load_profile(os.environ.get("HYPOTHESIS_PROFILE", "numerical"))

@@ -37,7 +37,10 @@ def kalman_smoother(xp):
 
 
 def linear_discriminants(xp):
-    groups = [xp.asarray(numbers(20, 4, seed=i) + centre) for i, centre in enumerate((0, 1.5, [3, 0, 0, -2]))]
+    groups = [
+        xp.asarray(numbers(20, 4, seed=i) + centre)
+        for i, centre in enumerate((0, 1.5, [3, 0, 0, -2]))
+    ]
     data, labels = xp.concatenate(groups), xp.repeat(xp.arange(3), 20)
     overall = data.mean(axis=0)
     within, between = xp.zeros((4, 4)), xp.zeros((4, 4))
@@ -53,7 +56,11 @@ def linear_discriminants(xp):
     scores = (data - overall) @ directions
     centres = xp.stack([scores[labels == label].mean(axis=0) for label in range(3)])
     nearest = xp.argmin(((scores[:, None] - centres[None]) ** 2).sum(axis=-1), axis=1)
-    return values.real[order], directions / xp.linalg.norm(directions, axis=0), xp.mean(nearest == labels)
+    return (
+        values.real[order],
+        directions / xp.linalg.norm(directions, axis=0),
+        xp.mean(nearest == labels),
+    )
 
 
 def ridge_path(xp):
@@ -98,7 +105,12 @@ def conjugate_gradients(xp):
         p = following + (following @ following) / (r @ r) * p
         r = following
         history.append(xp.linalg.norm(r))
-    return x, xp.linalg.cond(matrix), xp.array(history[:5]), xp.abs(xp.linalg.solve(matrix, b) - x).max() < 1e-10
+    return (
+        x,
+        xp.linalg.cond(matrix),
+        xp.array(history[:5]),
+        xp.abs(xp.linalg.solve(matrix, b) - x).max() < 1e-10,
+    )
 
 
 def markov_chain(xp):
@@ -119,7 +131,9 @@ def dynamic_modes(xp):
     t = xp.linspace(0, 4 * xp.pi, 81)
     x = xp.linspace(-3, 3, 25)
     space, time = xp.meshgrid(x, t, indexing="ij")
-    field = xp.exp(-(space**2)) * xp.exp(2.3j * time) + xp.tanh(space) / xp.cosh(space) * xp.exp(-0.7j * time)
+    field = xp.exp(-(space**2)) * xp.exp(2.3j * time) + xp.tanh(space) / xp.cosh(space) * xp.exp(
+        -0.7j * time
+    )
     before, after = field[:, :-1], field[:, 1:]
     u, s, vh = xp.linalg.svd(before, full_matrices=False)
     rank = xp.count_nonzero(s > 1e-8 * s[0])
@@ -148,7 +162,13 @@ def blurred_image(xp):
     filtered = s / (s**2 + 1e-6)
     inverse = (vt.T * filtered) @ u.T
     sharp = xp.clip(inverse @ blurred @ inverse.T, 0, 1)
-    return row[:3], blurred, sharp, xp.mean((sharp > 0.5) == (image > 0.5)) > 0.9, xp.where(image[10] > 0)[0]
+    return (
+        row[:3],
+        blurred,
+        sharp,
+        xp.mean((sharp > 0.5) == (image > 0.5)) > 0.9,
+        xp.where(image[10] > 0)[0],
+    )
 
 
 def multidimensional_scaling(xp):
@@ -241,7 +261,14 @@ def quantum_walk(xp):
     spread = xp.sqrt(xp.sum(likely * x**2) - mean**2)
     entangled = state @ state.conj().T
     values = xp.linalg.eigvalsh(entangled)
-    return likely, mean, spread, xp.isclose(likely.sum(), 1), -xp.sum(values * xp.log(values)), x[likely > 0.05]
+    return (
+        likely,
+        mean,
+        spread,
+        xp.isclose(likely.sum(), 1),
+        -xp.sum(values * xp.log(values)),
+        x[likely > 0.05],
+    )
 
 
 def page_rank_with_dangling_nodes(xp):
@@ -258,7 +285,15 @@ def page_rank_with_dangling_nodes(xp):
         following = 0.85 * (chain.T @ rank + rank[dangling].sum() / 6) + 0.15 / 6
         change, rank, rounds = xp.abs(following - rank).sum(), following, rounds + 1
     (lost,) = xp.nonzero(dangling)
-    return rank, rounds, lost, xp.argsort(rank)[::-1], xp.allclose(rank.sum(), 1), xp.any(dangling), ~dangling
+    return (
+        rank,
+        rounds,
+        lost,
+        xp.argsort(rank)[::-1],
+        xp.allclose(rank.sum(), 1),
+        xp.any(dangling),
+        ~dangling,
+    )
 
 
 def newtons_method(xp):
@@ -278,7 +313,9 @@ def newtons_method(xp):
             break
         z = z - xp.linalg.solve(jacobian(z), r)
     step = 1e-6
-    differences = xp.column_stack([(residual(z + step * e) - residual(z - step * e)) / (2 * step) for e in xp.eye(3)])
+    differences = xp.column_stack(
+        [(residual(z + step * e) - residual(z - step * e)) / (2 * step) for e in xp.eye(3)]
+    )
     return z, sizes[0], sizes[-1] < 1e-12, xp.isclose(differences, jacobian(z), atol=1e-7).all()
 
 

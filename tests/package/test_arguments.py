@@ -72,7 +72,9 @@ def limits_end_with_the_test():
 def test_what_is_said_of_an_odd_argument_is_for_people(function):
     parameters = list(inspect.signature(function).parameters.values())
     known = {**EVEN, **FITTING.get(function.__name__, {})}
-    required = [p.name for p in parameters if p.default is p.empty and p.kind is not p.VAR_POSITIONAL]
+    required = [
+        p.name for p in parameters if p.default is p.empty and p.kind is not p.VAR_POSITIONAL
+    ]
     for parameter in parameters:
         for value in ODD:
             if parameter.name == "sort" and callable(value):
@@ -82,7 +84,9 @@ def test_what_is_said_of_an_odd_argument_is_for_people(function):
                 given, more = {}, [*given.values(), value]
             else:
                 given[parameter.name] = value
-            positional = [p.name for p in parameters if p.kind is p.POSITIONAL_ONLY and p.name in given]
+            positional = [
+                p.name for p in parameters if p.kind is p.POSITIONAL_ONLY and p.name in given
+            ]
             more += [given.pop(name) for name in positional]
             try:
                 function(*more, **given)

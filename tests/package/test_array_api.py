@@ -19,7 +19,17 @@ def test_a_dtype_is_a_text_that_equals_numpys(name, dtype):
     for other in (numpys, scalar, np.ones(1, name).dtype, float if name == "float64" else complex):
         assert dtype == other and other == dtype
         assert not dtype != other and not other != dtype
-    for other in (np.float32, np.dtype("float32"), np.int64, np.dtype(">f8"), "float32", int, str, None, 8):
+    for other in (
+        np.float32,
+        np.dtype("float32"),
+        np.int64,
+        np.dtype(">f8"),
+        "float32",
+        int,
+        str,
+        None,
+        8,
+    ):
         assert dtype != other and other != dtype
     assert np.dtype(dtype) is numpys
     assert hash(dtype) == hash(name) and {dtype: 1}[name] == 1
@@ -44,7 +54,9 @@ def test_a_tensor_leads_to_its_namespace():
     for version in ("2022.12", "2024.12", nm.__array_api_version__):
         assert t.__array_namespace__(api_version=version) is nm
     assert nm.__array_api_version__ == "2025.12"
-    with pytest.raises(ValueError, match=r"^api_version is one of 2021\.12, .*2025\.12, not '2020\.01'$"):
+    with pytest.raises(
+        ValueError, match=r"^api_version is one of 2021\.12, .*2025\.12, not '2020\.01'$"
+    ):
         t.__array_namespace__(api_version="2020.01")
 
 
@@ -105,7 +117,9 @@ def test_asarray_copies_when_told():
     assert copied is not t and nm.array_equal(copied, t)
     assert nm.asarray(t, dtype="complex128", copy=True).dtype == "complex128"
     for source in ([1.0], np.ones(2), 1.0):
-        with pytest.raises(ValueError, match=r"^a Tensor owns its elements: .* can't be one without a copy"):
+        with pytest.raises(
+            ValueError, match=r"^a Tensor owns its elements: .* can't be one without a copy"
+        ):
             nm.asarray(source, copy=False)
     with pytest.raises(ValueError, match=r"^a Tensor owns its elements"):
         nm.asarray(t, "complex128", copy=False)
@@ -149,23 +163,56 @@ def test_can_cast():
 
 def test_result_type():
     real, complex_ = nm.ones(1), nm.array([1j])
-    for operands in ((real,), (real, real), (real, 1), (nm.float64, True), (1.0,), (np.ones(2, int),)):
+    for operands in (
+        (real,),
+        (real, real),
+        (real, 1),
+        (nm.float64, True),
+        (1.0,),
+        (np.ones(2, int),),
+    ):
         assert nm.result_type(*operands) is nm.float64
-    for operands in ((complex_, real), (real, 1j), (real, "complex128"), (np.ones(2, "c8"), real), (complex,)):
+    for operands in (
+        (complex_, real),
+        (real, 1j),
+        (real, "complex128"),
+        (np.ones(2, "c8"), real),
+        (complex,),
+    ):
         assert nm.result_type(*operands) is nm.complex128
-    with pytest.raises(ValueError, match=r"^result_type takes at least one tensor, dtype or number$"):
+    with pytest.raises(
+        ValueError, match=r"^result_type takes at least one tensor, dtype or number$"
+    ):
         nm.result_type()
-    with pytest.raises(TypeError, match=r"^dtype must be 'float64' or 'complex128', not numpy\.int64$"):
+    with pytest.raises(
+        TypeError, match=r"^dtype must be 'float64' or 'complex128', not numpy\.int64$"
+    ):
         nm.result_type(real, np.int64)
 
 
 def test_isdtype():
-    for kind in ("real floating", "numeric", nm.float64, ("bool", "real floating"), (nm.complex128, "float64")):
+    for kind in (
+        "real floating",
+        "numeric",
+        nm.float64,
+        ("bool", "real floating"),
+        (nm.complex128, "float64"),
+    ):
         assert nm.isdtype(nm.float64, kind)
-    for kind in ("bool", "integral", "signed integer", "unsigned integer", "complex floating", nm.complex128, ()):
+    for kind in (
+        "bool",
+        "integral",
+        "signed integer",
+        "unsigned integer",
+        "complex floating",
+        nm.complex128,
+        (),
+    ):
         assert not nm.isdtype(nm.float64, kind)
     assert nm.isdtype(nm.complex128, "complex floating") and nm.isdtype(np.complex128, "numeric")
-    with pytest.raises(ValueError, match=r"^kind is a dtype or one of 'bool', .*, not 'float'$|not 'floats'$"):
+    with pytest.raises(
+        ValueError, match=r"^kind is a dtype or one of 'bool', .*, not 'float'$|not 'floats'$"
+    ):
         nm.isdtype(nm.float64, "floats")
 
 

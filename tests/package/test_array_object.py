@@ -86,7 +86,9 @@ def test_a_list_of_ints_gathers_in_its_order():
     equal(t[[0, 1], [1, 2]], a[[0, 1], [1, 2]])
 
 
-WANTED = "a tensor is indexed by ints, slices, Ellipsis, None, lists or arrays of ints, and masks, not "
+WANTED = (
+    "a tensor is indexed by ints, slices, Ellipsis, None, lists or arrays of ints, and masks, not "
+)
 
 
 @pytest.mark.parametrize(
@@ -110,7 +112,10 @@ WANTED = "a tensor is indexed by ints, slices, Ellipsis, None, lists or arrays o
         ([True, 1], "a list in an index holds either ints or bools, not both"),
         ([0, 9], "index 9 is out of bounds for axis 0 with size 4"),
         (np.array([0.0, 1.0]), WANTED + "an array of other numbers"),
-        (([0, 1], [0, 1, 2]), "the arrays of an index don't broadcast together: shapes (2,) and (3,)"),
+        (
+            ([0, 1], [0, 1, 2]),
+            "the arrays of an index don't broadcast together: shapes (2,) and (3,)",
+        ),
         (np.array([True]), "a mask of shape (1,) doesn't fit the axes from 0 on of shape (4, 3)"),
         ([True, False], "a mask of shape (2,) doesn't fit the axes from 0 on of shape (4, 3)"),
     ],
@@ -248,11 +253,15 @@ def test_one_element_is_a_number():
     assert nm.array([[1.0, 2.0]]).item((0, 1)) == 2.0
     assert nm.array([[1.0, 2.0]]).item(1) == 2.0
     for place in ((0, 0), (slice(2),)):
-        with pytest.raises(IndexError, match=r"^item takes one index, or 3 for shape \(2, 3, 4\), not \("):
+        with pytest.raises(
+            IndexError, match=r"^item takes one index, or 3 for shape \(2, 3, 4\), not \("
+        ):
             nm.ones((2, 3, 4)).item(*place)
     assert f"{nm.array(2.5):.3f}" == "2.500"
     for convert in (float, int, complex):
-        with pytest.raises(ValueError, match=r"^only a tensor of one element is a number; this one has 2$"):
+        with pytest.raises(
+            ValueError, match=r"^only a tensor of one element is a number; this one has 2$"
+        ):
             convert(nm.ones(2))
     with pytest.raises(TypeError, match=r"^a complex128 tensor is no float"):
         float(nm.array(1j))
@@ -290,7 +299,9 @@ def test_comparisons_of_shapes_that_do_not_broadcast_are_errors():
     for compare in COMPARISONS:
         with pytest.raises(nm.error) as failure:
             compare(nm.ones(2), nm.ones(3))
-        assert str(failure.value) == "operands could not be broadcast together with shapes (2,) (3,)"
+        assert (
+            str(failure.value) == "operands could not be broadcast together with shapes (2,) (3,)"
+        )
 
 
 def test_complex_numbers_are_equal_or_not_but_have_no_order():
@@ -298,7 +309,9 @@ def test_complex_numbers_are_equal_or_not_but_have_no_order():
     assert (t == 1j).tolist() == [1.0, 0.0]
     assert (t != nm.array([1j, 3.0])).tolist() == [0.0, 1.0]
     for compare in (operator.lt, operator.le, operator.gt, operator.ge):
-        with pytest.raises(TypeError, match=r"^complex128 has no order: compare real parts or moduli$"):
+        with pytest.raises(
+            TypeError, match=r"^complex128 has no order: compare real parts or moduli$"
+        ):
             compare(t, t)
 
 
@@ -446,7 +459,10 @@ def test_an_array_of_ints_out_of_bounds_names_the_first_place():
     t = nm.zeros((4, 3))
     for index, message in [
         (np.array([0, 4, -9]), "index 4 is out of bounds for axis 0 with size 4"),
-        ((np.array([0, 1]), np.array([-3, -4])), "index -4 is out of bounds for axis 1 with size 3"),
+        (
+            (np.array([0, 1]), np.array([-3, -4])),
+            "index -4 is out of bounds for axis 1 with size 3",
+        ),
         ((np.array([-5, 1]), np.array([7, 1])), "index -5 is out of bounds for axis 0 with size 4"),
     ]:
         with pytest.raises(IndexError) as failure:
@@ -524,9 +540,13 @@ def test_at_takes_complex_values_and_repeated_places():
 def test_at_refuses_values_that_do_not_fit():
     with pytest.raises(nm.error) as failure:
         nm.zeros((3, 2)).at[0].set([1.0, 2.0, 3.0])
-    assert str(failure.value) == "values of shape (3,) cannot be broadcast to the selected shape (2,)"
+    assert (
+        str(failure.value) == "values of shape (3,) cannot be broadcast to the selected shape (2,)"
+    )
     for update in ("min", "max"):
-        with pytest.raises(ValueError, match=r"^min and max are for float64: complex128 has no order$"):
+        with pytest.raises(
+            ValueError, match=r"^min and max are for float64: complex128 has no order$"
+        ):
             getattr(nm.zeros(2).at[0], update)(1j)
 
 
@@ -547,7 +567,9 @@ def test_length_and_iteration_run_over_the_first_axis():
     assert list(nm.array([1.0, 2.0])) == [1.0, 2.0]
     with pytest.raises(TypeError, match=r"^a tensor of rank 0 has no length$"):
         len(nm.array(1.0))
-    with pytest.raises(TypeError, match=r"^a tensor of rank 0 has no axis to iterate over; use item\(\)$"):
+    with pytest.raises(
+        TypeError, match=r"^a tensor of rank 0 has no axis to iterate over; use item\(\)$"
+    ):
         iter(nm.array(1.0))
 
 
@@ -563,7 +585,9 @@ def test_pickles_and_copies_keep_every_bit():
 
 @pytest.mark.parametrize("shape", [(5,), (2, 3), (2**31, 2**31), ()])
 def test_a_pickle_with_another_number_of_bytes_is_refused(shape):
-    with pytest.raises(ValueError, match=r"^32 bytes are no array of shape .* and type <f8$") as failure:
+    with pytest.raises(
+        ValueError, match=r"^32 bytes are no array of shape .* and type <f8$"
+    ) as failure:
         _memory.rebuilt(bytes(32), shape, "float64")
     assert str(shape) in str(failure.value)
 

@@ -144,7 +144,9 @@ def test_bands_of_every_width(dtype, path):
         for lower in (0, 1, 2, 3, 4, 23):
             for upper in (0, 1, 2, 3, 4, 7, 8, 9, 23):
                 a = banded(n, lower, upper, dtype)
-                np.fill_diagonal(a, np.where(np.arange(n) % 2, 1e-3, 3))  # so that rows change places
+                np.fill_diagonal(
+                    a, np.where(np.arange(n) % 2, 1e-3, 3)
+                )  # so that rows change places
                 for b in (normal((n,), dtype, 1), normal((n, 3), dtype, 1)):
                     x = np.asarray(linalg.solve(a, b, assume_a="banded", check_condition=False))
                     scale = np.linalg.norm(a) * np.linalg.norm(x) * n * np.finfo(float).eps

@@ -40,7 +40,9 @@ def test_the_path_is_limited_for_a_block_by_name_or_code(name, code):
     with nm.limit_gemm_path(name) as limit:
         assert limit.path <= code
     assert nm.show_config()["path"] == best
-    with pytest.raises(ValueError, match=r"^a path is 'portable', 'avx2', 'avx512' or a code, not 'sse'$"):
+    with pytest.raises(
+        ValueError, match=r"^a path is 'portable', 'avx2', 'avx512' or a code, not 'sse'$"
+    ):
         nm.limit_gemm_path("sse")
 
 

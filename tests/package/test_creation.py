@@ -108,7 +108,9 @@ def test_bad_lists_say_what_is_wrong(data, kind, message):
 def test_other_objects_and_dtypes_are_refused():
     with pytest.raises(TypeError, match=r"^cannot make a Tensor from object: give numbers"):
         nm.array(object())
-    with pytest.raises(TypeError, match=r"^dtype must be 'float64' or 'complex128', not 'float32'$"):
+    with pytest.raises(
+        TypeError, match=r"^dtype must be 'float64' or 'complex128', not 'float32'$"
+    ):
         nm.array([1], "float32")
     with pytest.raises(nm.error) as failure:
         nm.asarray(np.array([1j]), "float64")
@@ -166,17 +168,25 @@ def test_dlpack_records_of_others_are_read():
     # The bytes of 1.0 and -0.0 as truth values: code 6.
     equal(nm.from_dlpack(Exporter(nm.array([1.0, -0.0]), code=6, bits=8)), [0.0, 0.0])
     for fields in ({"lanes": 2}, {"code": 4, "bits": 16}, {"code": 3}):
-        with pytest.raises(BufferError, match=r"^from_dlpack reads plain numbers; this is type code"):
+        with pytest.raises(
+            BufferError, match=r"^from_dlpack reads plain numbers; this is type code"
+        ):
             nm.from_dlpack(Exporter(t, **fields))
     for bits in (10, 20, 65, 127):
-        with pytest.raises(BufferError, match=rf"^from_dlpack reads plain numbers; this is type code 2, {bits} bits"):
+        with pytest.raises(
+            BufferError,
+            match=rf"^from_dlpack reads plain numbers; this is type code 2, {bits} bits",
+        ):
             nm.from_dlpack(Exporter(t, bits=bits))
     with pytest.raises(nm.error, match=r"^asarray: unsupported typestr"):
         nm.from_dlpack(Exporter(t, bits=16))
     with pytest.raises(BufferError, match=r"^a DLPack record has a rank of -1$"):
         nm.from_dlpack(Exporter(t, ndim=-1))
     for device in (2, 10, 16):
-        with pytest.raises(BufferError, match=rf"^from_dlpack reads the CPU's memory; this is device \({device}, 0\)$"):
+        with pytest.raises(
+            BufferError,
+            match=rf"^from_dlpack reads the CPU's memory; this is device \({device}, 0\)$",
+        ):
             nm.from_dlpack(Exporter(t, device_type=device))
     equal(nm.from_dlpack(Exporter(t, device_type=3)), t)
     with pytest.raises(nm.error, match=r"^asarray: __array_interface__ gives a null data address$"):
@@ -249,8 +259,15 @@ def test_what_a_consumer_may_write_to_is_a_copy():
     t = nm.asarray(integers((2, 3)))
     before = t.tolist()
     references = sys.getrefcount(t)
-    capsules = [t.__dlpack__(), t.__dlpack__(copy=True), t.__dlpack__(max_version=(0, 8)), t.__dlpack__(stream=None)]
-    records = [_dlpack._DLTensor.from_address(_dlpack._pointer_of(each, b"dltensor")) for each in capsules]
+    capsules = [
+        t.__dlpack__(),
+        t.__dlpack__(copy=True),
+        t.__dlpack__(max_version=(0, 8)),
+        t.__dlpack__(stream=None),
+    ]
+    records = [
+        _dlpack._DLTensor.from_address(_dlpack._pointer_of(each, b"dltensor")) for each in capsules
+    ]
     capsules.append(t.__dlpack__(max_version=(1, 0), copy=True))
     assert versioned(capsules[-1]).flags == IS_COPIED
     records.append(versioned(capsules[-1]).tensor)
@@ -277,7 +294,9 @@ def test_dlpack_copies_when_asked_and_refuses_other_devices():
     capsules = [t.__dlpack__(), t.__dlpack__(stream=7), t.__dlpack__(1, 2, 3)]
     capsules += [t.__dlpack__(copy=True), t.__dlpack__(dl_device=(1, 0), max_version=(1, 0))]
     assert len(capsules) == 5
-    with pytest.raises(BufferError, match=r"^a Tensor lies on the CPU, device \(1, 0\), not on \(2, 0\)$"):
+    with pytest.raises(
+        BufferError, match=r"^a Tensor lies on the CPU, device \(1, 0\), not on \(2, 0\)$"
+    ):
         t.__dlpack__(dl_device=(2, 0))
 
     class elsewhere:
@@ -304,7 +323,9 @@ def test_fills_have_the_shape_and_the_dtype_asked_for():
     for refused in ((2, -1), -1):
         with pytest.raises(ValueError, match=r"^negative dimensions are not allowed$"):
             nm.zeros(refused)
-    with pytest.raises(TypeError, match=r"^shape must be an int or a sequence of ints, not of float$"):
+    with pytest.raises(
+        TypeError, match=r"^shape must be an int or a sequence of ints, not of float$"
+    ):
         nm.zeros((2.0,))
 
 
@@ -332,7 +353,9 @@ def test_rows_and_columns_are_checked_and_no_dtype_is_float64(make):
             make(*shape)
 
 
-@pytest.mark.parametrize("shape", [(2, 3, 4), (2, 1, 3, 2), (0, 2, 2), (2, 0, 3), (2, 3, 0), (2, 0, 0)])
+@pytest.mark.parametrize(
+    "shape", [(2, 3, 4), (2, 1, 3, 2), (0, 2, 2), (2, 0, 3), (2, 3, 0), (2, 0, 0)]
+)
 def test_triangles_of_stacks_are_numpys(shape):
     a = integers(shape, "complex128")
     for k in (-1, 0, 2):
@@ -350,9 +373,18 @@ def test_sequences_are_numpys():
     equal(nm.arange(5), np.arange(5.0))
     equal(nm.arange(1, 2, 0.25), np.arange(1, 2, 0.25))
     equal(nm.linspace(0, 1, 5), np.linspace(0, 1, 5))
-    for start, stop, count in ((0, 1, 4), (0.1, 0.7, 3), (-3.7, 1, 29), (2, 2, 3), (5, -5, 1), (1, 2, 0)):
+    for start, stop, count in (
+        (0, 1, 4),
+        (0.1, 0.7, 3),
+        (-3.7, 1, 29),
+        (2, 2, 3),
+        (5, -5, 1),
+        (1, 2, 0),
+    ):
         for endpoint in (True, False):
-            equal(nm.linspace(start, stop, count, endpoint), np.linspace(start, stop, count, endpoint))
+            equal(
+                nm.linspace(start, stop, count, endpoint), np.linspace(start, stop, count, endpoint)
+            )
     with pytest.raises(ValueError, match=r"^linspace: the number of samples must be non-negative$"):
         nm.linspace(0, 1, -1)
     with pytest.raises(ValueError, match=r"^linspace: the number of samples must be non-negative$"):

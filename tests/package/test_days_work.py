@@ -73,7 +73,12 @@ def spectral_clustering(xp):
     values, vectors = xp.linalg.eigh(laplacian)
     halves = xp.abs(vectors[:, :2] @ vectors[0, :2]) > 1e-6
     (members,) = xp.nonzero(halves)
-    return xp.count_nonzero(values < 1e-8), members, points[members].mean(axis=0), xp.any(halves, axis=0)
+    return (
+        xp.count_nonzero(values < 1e-8),
+        members,
+        points[members].mean(axis=0),
+        xp.any(halves, axis=0),
+    )
 
 
 def gaussian_process(xp):
@@ -108,7 +113,13 @@ def stationary_distribution(xp):
     system = xp.vstack([chain.T - xp.eye(3), xp.ones((1, 3))])
     distribution = xp.linalg.lstsq(system, xp.array([0.0, 0, 0, 1]), rcond=None)[0]
     power = xp.linalg.matrix_power(chain, 200)
-    return distribution, power[0], xp.allclose(power, distribution), xp.linalg.det(chain), xp.trace(chain)
+    return (
+        distribution,
+        power[0],
+        xp.allclose(power, distribution),
+        xp.linalg.det(chain),
+        xp.trace(chain),
+    )
 
 
 def procrustes(xp):
@@ -132,7 +143,9 @@ def whitening(xp):
 def quantum_circuit(xp):
     hadamard = xp.array([[1.0, 1.0], [1.0, -1.0]]) / xp.sqrt(2.0)
     phase = xp.diag(xp.exp(1j * xp.array([0.0, xp.pi / 4])))
-    exchange = xp.array([[1.0, 0, 0, 0], [0, 1, 0, 0], [0, 0, 0, 1], [0, 0, 1, 0]]).reshape(2, 2, 2, 2)
+    exchange = xp.array([[1.0, 0, 0, 0], [0, 1, 0, 0], [0, 0, 0, 1], [0, 0, 1, 0]]).reshape(
+        2, 2, 2, 2
+    )
     state = xp.zeros((2, 2, 2), dtype=complex)
     state = put(state, (0, 0, 0), 1.0)
     for qubit in range(3):
@@ -187,7 +200,14 @@ def batched_solves(xp):
     solutions = xp.linalg.solve(matrices, right)
     missed = xp.abs(matrices @ solutions - right).max(axis=(1, 2))
     signs, logarithms = xp.linalg.slogdet(matrices)
-    return solutions, missed < 1e-12, signs, logarithms, xp.argsort(logarithms), xp.linalg.inv(matrices)
+    return (
+        solutions,
+        missed < 1e-12,
+        signs,
+        logarithms,
+        xp.argsort(logarithms),
+        xp.linalg.inv(matrices),
+    )
 
 
 def sparse_regression(xp):

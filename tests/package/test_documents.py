@@ -31,7 +31,9 @@ def test_the_code_of_a_page_runs(page):
 
 def run_session(block, names, page):
     said = []
-    session = doctest.DocTest(doctest.DocTestParser().get_examples(block), names, page, None, None, block)
+    session = doctest.DocTest(
+        doctest.DocTestParser().get_examples(block), names, page, None, None, block
+    )
     doctest.DocTestRunner(verbose=False).run(session, out=said.append, clear_globs=False)
     names.update(session.globs)
     assert not said, "".join(said)

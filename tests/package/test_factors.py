@@ -55,7 +55,9 @@ def test_lu_solve_takes_scipys_pairs_and_letters():
 
 
 @pytest.mark.parametrize("dtype", DTYPES)
-@pytest.mark.parametrize("shape", [(0, 3), (3, 0), (1, 4), (4, 1), (7, 5), (5, 7), (65, 64), (40, 300), (300, 70)])
+@pytest.mark.parametrize(
+    "shape", [(0, 3), (3, 0), (1, 4), (4, 1), (7, 5), (5, 7), (65, 64), (40, 300), (300, 70)]
+)
 def test_lu_of_rectangular_matrices_is_scipys(shape, dtype):
     a = normal(shape, dtype)
     factors = linalg.lu(a)
@@ -334,7 +336,8 @@ def test_hard_systems_are_solved_on_every_path(path, dtype):
     cases = {
         "graded rows": normal((n, n), dtype) * fall[:, None],
         "graded columns": normal((n, n), dtype) * fall,
-        "near singular": normal((n, n - 1), dtype) @ normal((n - 1, n), dtype, 1) + 1e-13 * np.eye(n),
+        "near singular": normal((n, n - 1), dtype) @ normal((n - 1, n), dtype, 1)
+        + 1e-13 * np.eye(n),
         "huge": normal((n, n), dtype) * 1e300,
         "tiny": normal((n, n), dtype) * 1e-300,
     }
@@ -354,7 +357,9 @@ def symmetric(n, dtype="float64", hermitian=True, seed=0):
     return a + (a.conj().T if hermitian else a.T)
 
 
-@pytest.mark.parametrize("dtype, hermitian", [("float64", True), ("complex128", True), ("complex128", False)])
+@pytest.mark.parametrize(
+    "dtype, hermitian", [("float64", True), ("complex128", True), ("complex128", False)]
+)
 @pytest.mark.parametrize("n", [0, 1, 2, 3, 10, 31, 32, 33, 100])
 @pytest.mark.parametrize("lower", [True, False])
 def test_ldl_unpacks_as_scipys_and_solves(n, dtype, hermitian, lower):

@@ -85,7 +85,9 @@ def test_shapes_that_do_not_fit_are_value_errors(call, message):
 def test_an_axis_out_of_bounds_is_an_index_error():
     with pytest.raises(IndexError, match=r"^axis 2 is out of bounds for a tensor of rank 2$"):
         nm.sum(nm.ones((2, 3)), axis=2)
-    with pytest.raises(TypeError, match=r"^axis must be an int or a sequence of ints, not of float$"):
+    with pytest.raises(
+        TypeError, match=r"^axis must be an int or a sequence of ints, not of float$"
+    ):
         nm.sum(nm.ones((2, 3)), axis=(1.0,))
 
 
@@ -99,14 +101,18 @@ def test_functions_are_numpys(name, dtype):
 
 @pytest.mark.parametrize("name", ["add", "subtract", "multiply", "divide", "power"])
 def test_named_operators_broadcast_lists(name):
-    close(getattr(nm, name)([[1.0], [2.0]], [3.0, 4.0]), getattr(np, name)([[1.0], [2.0]], [3.0, 4.0]))
+    close(
+        getattr(nm, name)([[1.0], [2.0]], [3.0, 4.0]), getattr(np, name)([[1.0], [2.0]], [3.0, 4.0])
+    )
 
 
 # --- reductions ----------------------------------------------------------------------------------
 @settings(max_examples=150)
 @given(arrays(min_rank=1, extents=st.sampled_from([1, 2, 3, 9])), st.data())
 def test_reductions_over_any_axes_are_numpys(a, data):
-    axes = data.draw(st.none() | st.lists(st.integers(0, a.ndim - 1), unique=True, max_size=3).map(tuple))
+    axes = data.draw(
+        st.none() | st.lists(st.integers(0, a.ndim - 1), unique=True, max_size=3).map(tuple)
+    )
     keep = data.draw(st.booleans())
     t = nm.asarray(a)
     equal(nm.sum(t, axes, keepdims=keep), np.sum(a, axes, keepdims=keep))
@@ -161,7 +167,10 @@ def test_products_are_numpys():
     c = integers((4, 3, 2), "float64", 3)
     equal(nm.dot(a, b.T), np.dot(a, b.T))
     equal(nm.dot(a, 2.0), a * 2.0)
-    equal(nm.dot(b, c.transpose(0, 2, 1).reshape(2, 4, 3)), np.dot(b, c.transpose(0, 2, 1).reshape(2, 4, 3)))
+    equal(
+        nm.dot(b, c.transpose(0, 2, 1).reshape(2, 4, 3)),
+        np.dot(b, c.transpose(0, 2, 1).reshape(2, 4, 3)),
+    )
     equal(nm.vdot(a, b), np.vdot(a, b))
     equal(nm.inner(a, b), np.inner(a, b))
     equal(nm.inner(a[0], b[0]), np.inner(a[0], b[0]))
@@ -179,7 +188,9 @@ def test_products_are_numpys():
     stack = integers((2, 1, 3, 3), "complex128")
     for n in (0, 1, 3):
         equal(nm.matrix_power(stack, n), np.linalg.matrix_power(stack, n))
-    with pytest.raises(ValueError, match=r"^matrix_power takes square matrices, not shape \(2, 3\)$"):
+    with pytest.raises(
+        ValueError, match=r"^matrix_power takes square matrices, not shape \(2, 3\)$"
+    ):
         nm.matrix_power(nm.ones((2, 3)), 2)
     with pytest.raises(TypeError, match=r"^n must be an int, not float$"):
         nm.matrix_power(a[:, :3], 0.5)
@@ -189,7 +200,12 @@ def test_products_are_numpys():
 def test_products_without_a_sum_keep_the_sign_of_zero(dtype):
     a, b = np.array([0.0, -0.0, 2.0], dtype), np.array([-1.0, 3.0, -0.0], dtype)
     expected = np.multiply.outer(a, b)
-    for product in (nm.outer(a, b), nm.linalg.outer(a, b), nm.tensordot(a, b, 0), nm.kron(a[:, None], b)):
+    for product in (
+        nm.outer(a, b),
+        nm.linalg.outer(a, b),
+        nm.tensordot(a, b, 0),
+        nm.kron(a[:, None], b),
+    ):
         found = np.asarray(product)
         assert found.tobytes() == expected.tobytes()
     equal(nm.outer([], [1.0, 2.0]), np.zeros((0, 2)))
@@ -202,8 +218,13 @@ def test_a_chain_is_multiplied_in_the_cheapest_order():
 
         def cost(i, j):
             """Multiply-adds of matrices i to j in the best order, by trying all."""
-            return min((cost(i, k) + cost(k + 1, j) + sizes[i] * sizes[k + 1] * sizes[j + 1]
-                        for k in range(i, j)), default=0)
+            return min(
+                (
+                    cost(i, k) + cost(k + 1, j) + sizes[i] * sizes[k + 1] * sizes[j + 1]
+                    for k in range(i, j)
+                ),
+                default=0,
+            )
 
         def cost_of(splits, i, j):
             if i == j:
@@ -238,7 +259,9 @@ def test_einsum_broadcasts_under_the_ellipsis():
         try:
             expected = np.einsum("...i,...i->...", a, b)
         except ValueError:
-            with pytest.raises(nm.error, match=r"^einsum: inconsistent extent for a repeated label$"):
+            with pytest.raises(
+                nm.error, match=r"^einsum: inconsistent extent for a repeated label$"
+            ):
                 nm.einsum("...i,...i->...", a, b)
             continue
         equal(nm.einsum("...i,...i->...", a, b), expected)
@@ -256,10 +279,22 @@ def test_einsum_of_a_bad_call_names_the_one_fault():
         ((a, "ij->i"), TypeError, "einsum takes the subscripts as text first"),
         (("ij->k", a), nm.error, "einsum: output label not present in any input"),
         (("ij,->i", a), nm.error, "einsum: number of operands does not match the spec"),
-        (("i......->i", a), ValueError, "einsum: '...' may stand once in each operand, not as in 'i......'"),
-        (("...->...", nm.ones((1,) * 53)), ValueError, "einsum: no labels are left for the 53 axes of '...'"),
+        (
+            ("i......->i", a),
+            ValueError,
+            "einsum: '...' may stand once in each operand, not as in 'i......'",
+        ),
+        (
+            ("...->...", nm.ones((1,) * 53)),
+            ValueError,
+            "einsum: no labels are left for the 53 axes of '...'",
+        ),
         (("ijk...->i", a), nm.error, "einsum: operand rank does not match its subscripts"),
-        (("...,ijk...->i...", a, a), nm.error, "einsum: operand rank does not match its subscripts"),
+        (
+            ("...,ijk...->i...", a, a),
+            nm.error,
+            "einsum: operand rank does not match its subscripts",
+        ),
         (("i...->i", a), ValueError, "einsum: 'i' has no '...' for the 1 axes of the operands'"),
     ]
     for arguments, kind, message in faults:

@@ -33,7 +33,8 @@ MATRICES = {
     "triangular": lambda n, dtype: np.triu(normal((n, n), dtype)),
     "companion": lambda n, dtype: np.eye(n, k=-1) + np.outer(np.arange(n) == 0, normal(n, dtype)),
     "symmetric": lambda n, dtype: (lambda a: a + a.conj().T)(normal((n, n), dtype)),
-    "graded": lambda n, dtype: normal((n, n), dtype) * 2.0 ** -np.minimum(np.arange(n), 40)[:, None],
+    "graded": lambda n, dtype: normal((n, n), dtype)
+    * 2.0 ** -np.minimum(np.arange(n), 40)[:, None],
     "zero": lambda n, dtype: np.zeros((n, n), dtype),
 }
 
@@ -73,7 +74,9 @@ def test_matrices_of_a_stack_have_the_bits_of_single_calls(dtype):
     alone = LA.eigvals(a)
     for place in np.ndindex(2, 3):
         for of_stack, of_one in zip(whole, LA.eig(a[place])):
-            assert np.array(of_stack[place], complex).tobytes() == np.array(of_one, complex).tobytes()
+            assert (
+                np.array(of_stack[place], complex).tobytes() == np.array(of_one, complex).tobytes()
+            )
         one = LA.eigvals(a[place])
         assert np.array(alone[place], complex).tobytes() == np.array(one, complex).tobytes()
     assert [t.shape for t in LA.eig(nm.zeros((0, 3, 3)))] == [(0, 3), (0, 3, 3)]
@@ -105,14 +108,18 @@ def test_what_is_no_square_matrix_is_refused(name):
     function = getattr(LA, name)
     with pytest.raises(ValueError, match=rf"^{name} takes square matrices, not shape \(2, 3\)$"):
         function(nm.ones((2, 3)))
-    with pytest.raises(ValueError, match=rf"^{name} takes a matrix or a stack of them, not a tensor"):
+    with pytest.raises(
+        ValueError, match=rf"^{name} takes a matrix or a stack of them, not a tensor"
+    ):
         function(nm.ones(2))
     with pytest.raises(nm.error):
         function(np.full((2, 2), np.nan))
 
 
 def test_forms_of_stacks_and_unknown_outputs_are_refused():
-    with pytest.raises(ValueError, match=r"^schur takes one matrix, not a stack of shape \(2, 3, 3\)$"):
+    with pytest.raises(
+        ValueError, match=r"^schur takes one matrix, not a stack of shape \(2, 3, 3\)$"
+    ):
         LA.schur(nm.ones((2, 3, 3)))
     with pytest.raises(ValueError, match=r"^output is 'real' or 'complex', not 'other'$"):
         LA.schur(nm.eye(2), "other")

@@ -239,9 +239,7 @@ def test_bad_arguments(arguments, kind, message):
 def test_stacks_that_do_not_broadcast():
     with pytest.raises(ValueError) as failure:
         LA.eigh(nm.zeros((2, 3, 3)), b=nm.zeros((4, 3, 3)))
-    assert str(failure.value) == (
-        "operands could not be broadcast together with shapes (2,) (4,)"
-    )
+    assert str(failure.value) == ("operands could not be broadcast together with shapes (2,) (4,)")
 
 
 def test_what_is_no_triangle_is_told_the_name_of_a_second_matrix():

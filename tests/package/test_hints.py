@@ -77,7 +77,9 @@ def test_what_is_no_int_in_disguise_has_no_hint(value):
 def test_failures_of_decompositions_have_hints_too():
     with pytest.raises(nm.error) as caught:
         LA.solve(nm.ones((2, 2)), nm.ones(2))
-    assert caught.value.hint.startswith("given float64 of shape (2, 2), float64 of shape (2,); the matrix has no inverse")
+    assert caught.value.hint.startswith(
+        "given float64 of shape (2, 2), float64 of shape (2,); the matrix has no inverse"
+    )
 
 
 def test_exceptions_without_notes_have_hints_alone():

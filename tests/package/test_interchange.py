@@ -24,12 +24,24 @@ def bits(t):
 # --- NumPy ---------------------------------------------------------------------------------------
 def test_array_is_a_view_unless_a_copy_is_needed():
     t = nm.asarray(A)
-    for view in (t.__array__(), t.__array__(np.float64), t.__array__(None, copy=False), t.__array__(copy=None)):
+    for view in (
+        t.__array__(),
+        t.__array__(np.float64),
+        t.__array__(None, copy=False),
+        t.__array__(copy=None),
+    ):
         assert np.shares_memory(view, np.asarray(t)) and not view.flags.writeable
-    for copied in (t.__array__(copy=True), t.__array__("float32"), t.__array__(np.dtype("complex128"), copy=True)):
+    for copied in (
+        t.__array__(copy=True),
+        t.__array__("float32"),
+        t.__array__(np.dtype("complex128"), copy=True),
+    ):
         assert not np.shares_memory(copied, np.asarray(t)) and copied.flags.writeable
     assert t.__array__("float32").dtype == np.float32
-    with pytest.raises(ValueError, match=r"^a float64 tensor is no array of float32 without a copy: pass copy=None$"):
+    with pytest.raises(
+        ValueError,
+        match=r"^a float64 tensor is no array of float32 without a copy: pass copy=None$",
+    ):
         t.__array__("float32", copy=False)
 
 
@@ -110,7 +122,12 @@ def test_sizes_count_the_elements():
 def test_equal_values_have_one_token():
     t = nm.asarray(A)
     assert t.__dask_tokenize__() == nm.array(A).__dask_tokenize__()
-    others = [nm.asarray(A, "complex128"), nm.asarray(A.reshape(4, 30)), nm.asarray(-A), nm.asarray(A[1:])]
+    others = [
+        nm.asarray(A, "complex128"),
+        nm.asarray(A.reshape(4, 30)),
+        nm.asarray(-A),
+        nm.asarray(A[1:]),
+    ]
     others += [nm.array([0.0]), nm.array([-0.0])]
     tokens = {repr(each.__dask_tokenize__()) for each in [t, *others]}
     assert len(tokens) == 1 + len(others)
@@ -126,7 +143,11 @@ def test_scipys_iterations_take_a_tensor_for_a_matrix():
     close(operator.matvec(np.ones(4)), matrix @ np.ones(4), 1e-12)
     tall = linalg.aslinearoperator(nm.asarray(A + 1j))
     close(tall.rmatvec(np.ones(30)), (A - 1j).T @ np.ones(30), 1e-12)
-    close(linalg.lsqr(nm.asarray(A), nm.asarray(Y), atol=1e-12, btol=1e-12)[0], [1.0, -2.0, 0.5, 3.0], 1e-8)
+    close(
+        linalg.lsqr(nm.asarray(A), nm.asarray(Y), atol=1e-12, btol=1e-12)[0],
+        [1.0, -2.0, 0.5, 3.0],
+        1e-8,
+    )
     ours = linalg.LinearOperator((4, 4), matvec=lambda x: t @ x, dtype=t.dtype)
     for solver in (linalg.cg, linalg.gmres):
         for given in (t, ours):

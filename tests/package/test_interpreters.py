@@ -33,9 +33,7 @@ def in_another_interpreter():
 
 
 def lines_of(script):
-    done = subprocess.run(
-        [sys.executable, "-c", PRELUDE + script], capture_output=True, text=True
-    )
+    done = subprocess.run([sys.executable, "-c", PRELUDE + script], capture_output=True, text=True)
     assert (done.returncode, done.stderr) == (0, "")
     return done.stdout.splitlines()
 

@@ -30,12 +30,18 @@ def test_systems(lead, dtype):
     close(ours.sign, theirs[0])
     close(ours.logabsdet, theirs[1])
     vector = normal(4, dtype, 2)
-    close(LA.solve(a, vector), np.linalg.solve(a, np.broadcast_to(vector[:, None], (*lead, 4, 1)))[..., 0])
+    close(
+        LA.solve(a, vector),
+        np.linalg.solve(a, np.broadcast_to(vector[:, None], (*lead, 4, 1)))[..., 0],
+    )
 
 
 def test_stacks_of_a_system_broadcast():
     a, b = normal((3, 1, 4, 4)), normal((2, 4, 1), seed=1)
-    close(LA.solve(a, b), np.linalg.solve(np.broadcast_to(a, (3, 2, 4, 4)), np.broadcast_to(b, (3, 2, 4, 1))))
+    close(
+        LA.solve(a, b),
+        np.linalg.solve(np.broadcast_to(a, (3, 2, 4, 4)), np.broadcast_to(b, (3, 2, 4, 1))),
+    )
 
 
 @BOTH
@@ -124,7 +130,10 @@ def test_matrix_norms(keepdims, order, dtype):
     close(LA.norm(a[0], order, keepdims=keepdims), np.linalg.norm(a[0], order, keepdims=keepdims))
     close(LA.norm(a, order, (2, 0), keepdims), np.linalg.norm(a, order, (2, 0), keepdims))
     if order is not None:
-        close(LA.matrix_norm(a, ord=order, keepdims=keepdims), np.linalg.norm(a, order, (1, 2), keepdims))
+        close(
+            LA.matrix_norm(a, ord=order, keepdims=keepdims),
+            np.linalg.norm(a, order, (1, 2), keepdims),
+        )
 
 
 @BOTH
@@ -209,7 +218,9 @@ def test_errors_keep_the_modules_words_and_carry_a_note():
         LA.solve([[1.0, 2.0], [2.0, 4.0]], [1.0, 1.0])
     assert LA.LinAlgError is nm.error
     assert str(failure.value) == "solve: matrix is singular"
-    with pytest.raises(nm.error, match=r"^solve\(a, b\) needs a rank-2 a and a rank-1 or rank-2 b$"):
+    with pytest.raises(
+        nm.error, match=r"^solve\(a, b\) needs a rank-2 a and a rank-1 or rank-2 b$"
+    ):
         LA.solve(nm.eye(2), 1.0)
     if hasattr(failure.value, "__notes__"):
         assert failure.value.__notes__ == [
@@ -251,9 +262,15 @@ def test_a_note_never_replaces_the_error(call):
 
 
 def test_the_axes_of_vecdot_match_and_the_others_broadcast():
-    for a, b in (([2.0], [1.0, 2.0, 3.0]), ([1.0, 2.0, 3.0], [2.0]), (nm.ones((3, 1)), nm.ones((3, 2)))):
+    for a, b in (
+        ([2.0], [1.0, 2.0, 3.0]),
+        ([1.0, 2.0, 3.0], [2.0]),
+        (nm.ones((3, 1)), nm.ones((3, 2))),
+    ):
         sizes = (np.shape(a)[-1], np.shape(b)[-1])
-        with pytest.raises(ValueError, match=r"^vecdot takes vectors of one length, not %d and %d$" % sizes):
+        with pytest.raises(
+            ValueError, match=r"^vecdot takes vectors of one length, not %d and %d$" % sizes
+        ):
             LA.vecdot(a, b)
     a, b = normal((2, 1, 3), "complex128"), normal((4, 3), seed=1)
     close(LA.vecdot(a, b), (a.conj() * b).sum(-1))

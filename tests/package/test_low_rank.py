@@ -25,10 +25,14 @@ def with_values(rows, cols, values, dtype="float64", seed=0):
 
 def check_triplets(a, u, s, vh, tolerance):
     k = s.shape[-1]
-    np.testing.assert_allclose(a @ vh.conj().swapaxes(-1, -2), u * s[..., None, :], rtol=0, atol=tolerance)
+    np.testing.assert_allclose(
+        a @ vh.conj().swapaxes(-1, -2), u * s[..., None, :], rtol=0, atol=tolerance
+    )
     for basis in (u, vh.conj().swapaxes(-1, -2)):
         gram = basis.conj().swapaxes(-1, -2) @ basis
-        np.testing.assert_allclose(gram, np.broadcast_to(np.eye(k), gram.shape), rtol=0, atol=tolerance)
+        np.testing.assert_allclose(
+            gram, np.broadcast_to(np.eye(k), gram.shape), rtol=0, atol=tolerance
+        )
 
 
 @BOTH
@@ -46,17 +50,23 @@ def test_leading_triplets_are_those_of_the_whole(shape, lead, dtype):
         np.testing.assert_allclose(s, whole[..., :k], rtol=0, atol=tolerance)
         check_triplets(a, u, s, vh, tolerance)
         np.testing.assert_allclose(LA.svdvals(a, k=k), whole[..., :k], rtol=0, atol=tolerance)
-        np.testing.assert_allclose(LA.svd(a, k=k, compute_uv=False), whole[..., :k], rtol=0, atol=tolerance)
+        np.testing.assert_allclose(
+            LA.svd(a, k=k, compute_uv=False), whole[..., :k], rtol=0, atol=tolerance
+        )
 
 
-@pytest.mark.parametrize("options", [{"hermitian": True}, {"method": "jacobi"}, {"method": "bidiagonal_qr"}])
+@pytest.mark.parametrize(
+    "options", [{"hermitian": True}, {"method": "jacobi"}, {"method": "bidiagonal_qr"}]
+)
 def test_leading_triplets_of_other_methods_are_slices(options):
     a = normal((12, 12))
     a = a + a.T
     whole, part = LA.svd(a, **options), LA.svd(a, k=5, **options)
     assert (part.U == whole.U[:, :5]).all() and (part.S == whole.S[:5]).all()
     assert (part.Vh == whole.Vh[:5]).all()
-    assert (LA.svd(a, k=5, compute_uv=False, **options) == whole.S[:5]).all() or options.get("hermitian")
+    assert (LA.svd(a, k=5, compute_uv=False, **options) == whole.S[:5]).all() or options.get(
+        "hermitian"
+    )
 
 
 @pytest.mark.parametrize(
@@ -129,7 +139,12 @@ def test_power_iterations_near_the_best_approximation(dtype):
     values = FAMILIES["slow"]
     a = with_values(80, 60, values, dtype)
     means = [
-        np.mean([rest_of(a, LA.randomized_svd(a, 8, power_iterations=q, seed=seed)) for seed in range(10)])
+        np.mean(
+            [
+                rest_of(a, LA.randomized_svd(a, 8, power_iterations=q, seed=seed))
+                for seed in range(10)
+            ]
+        )
         for q in (0, 1, 2, 4)
     ]
     assert means == sorted(means, reverse=True)

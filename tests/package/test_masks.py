@@ -161,7 +161,10 @@ def test_masks_of_other_shapes_are_refused():
     mask = nm.ones((2, 3)) > 0
     with pytest.raises(IndexError) as failure:
         nm.ones((3, 2))[mask]
-    assert str(failure.value) == "a mask of shape (2, 3) doesn't fit the axes from 0 on of shape (3, 2)"
+    assert (
+        str(failure.value)
+        == "a mask of shape (2, 3) doesn't fit the axes from 0 on of shape (3, 2)"
+    )
     with pytest.raises(nm.error) as failure:
         mask & (nm.ones(2) > 0)
     assert str(failure.value) == "operands could not be broadcast together with shapes (2, 3) (2,)"
@@ -219,6 +222,9 @@ assert mask[n - 1] == 1.0 and nm.max(mask) == 1.0
 def test_a_mask_without_memory_for_its_numbers_stays_whole():
     path = str(pathlib.Path(nm.__file__).parents[1])
     done = subprocess.run(
-        [sys.executable, "-c", WITHOUT_MEMORY], env={"PYTHONPATH": path}, capture_output=True, text=True
+        [sys.executable, "-c", WITHOUT_MEMORY],
+        env={"PYTHONPATH": path},
+        capture_output=True,
+        text=True,
     )
     assert (done.returncode, done.stderr) == (0, "")

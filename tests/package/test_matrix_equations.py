@@ -106,7 +106,8 @@ def test_equations_of_empty_matrices_have_empty_solutions():
 
 @pytest.mark.parametrize("dtype", ["float64", "complex128"])
 @pytest.mark.parametrize(
-    ("lead_a", "lead_b", "lead_q"), [((3,), (3,), (3,)), ((), (2, 1), (3,)), ((2, 1), (), (1,)), ((0,), (), ())]
+    ("lead_a", "lead_b", "lead_q"),
+    [((3,), (3,), (3,)), ((), (2, 1), (3,)), ((2, 1), (), (1,)), ((0,), (), ())],
 )
 def test_stacks_of_equations_broadcast_with_the_bits_of_single_calls(lead_a, lead_b, lead_q, dtype):
     rng = np.random.default_rng(5)
@@ -130,7 +131,9 @@ def test_stacks_of_equations_broadcast_with_the_bits_of_single_calls(lead_a, lea
         assert found.shape == (*lead, 4, 4)
         every = [np.broadcast_to(x, (*lead, 4, 4)) for x in (a, s)]
         for place in np.ndindex(lead):
-            assert np.array_equal(np.asarray(found)[place], np.asarray(solve(*(x[place] for x in every))))
+            assert np.array_equal(
+                np.asarray(found)[place], np.asarray(solve(*(x[place] for x in every)))
+            )
 
 
 ROTATION = [[0.0, 1.0], [-1.0, 0.0]]
@@ -212,7 +215,9 @@ def test_tensor_systems_are_numpys(a_shape, b_shape, axes, dtype):
 
 
 @pytest.mark.parametrize("dtype", DTYPES)
-@pytest.mark.parametrize(("shape", "ind"), [((4, 6, 8, 3), 2), ((24, 8, 3), 1), ((2, 3, 6), 2), ((5, 5), 1)])
+@pytest.mark.parametrize(
+    ("shape", "ind"), [((4, 6, 8, 3), 2), ((24, 8, 3), 1), ((2, 3, 6), 2), ((5, 5), 1)]
+)
 def test_tensor_inverses_are_numpys(shape, ind, dtype):
     a = normal(shape, dtype)
     close(LA.tensorinv(a, ind), np.linalg.tensorinv(a, ind), 1e-10)

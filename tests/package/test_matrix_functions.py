@@ -364,7 +364,14 @@ def test_logarithms_known_without_rounding():
 @pytest.mark.parametrize("dtype", ["float64", "complex128"])
 @pytest.mark.parametrize("n", [1, 4, 20])
 def test_stacks_have_the_bits_of_single_calls(function, n, dtype):
-    a = nm.asarray(np.stack([normal((n, n), dtype, seed) @ normal((n, n), dtype, seed).conj().T + np.eye(n) for seed in range(6)]))
+    a = nm.asarray(
+        np.stack(
+            [
+                normal((n, n), dtype, seed) @ normal((n, n), dtype, seed).conj().T + np.eye(n)
+                for seed in range(6)
+            ]
+        )
+    )
     stack = function(nm.reshape(a, (2, 3, n, n)))
     assert stack.dtype == dtype
     assert stack.shape == (2, 3, n, n)

@@ -70,7 +70,14 @@ def test_complex_expm1_and_log1p_have_the_bits_of_the_real_functions():
 
 @pytest.mark.parametrize("name", ["arctan2", "hypot", "maximum", "minimum"])
 def test_pairs_broadcast_as_numpys(name):
-    for left, right in [((5,), (5,)), ((3, 1), (4,)), ((), (6,)), ((2, 3), ()), ((0,), (1,)), ((300,), (300,))]:
+    for left, right in [
+        ((5,), (5,)),
+        ((3, 1), (4,)),
+        ((), (6,)),
+        ((2, 3), ()),
+        ((0,), (1,)),
+        ((300,), (300,)),
+    ]:
         a, b = special(left, 1), special(right, 2)
         close(getattr(nm, name)(a, b), getattr(np, name)(a, b), 1e-15)
 
@@ -94,10 +101,14 @@ def test_round_keeps_decimals():
 
 
 def test_sign_of_complex_numbers_is_their_direction():
-    z = np.array([3 + 4j, 0, -2, 1j, 1e308 + 1e308j, 5e-324, complex(np.inf, 1), complex(0, np.nan)])
+    z = np.array(
+        [3 + 4j, 0, -2, 1j, 1e308 + 1e308j, 5e-324, complex(np.inf, 1), complex(0, np.nan)]
+    )
     found = np.asarray(nm.sign(z))
     half = 0.5**0.5
-    np.testing.assert_allclose(found[:7], [0.6 + 0.8j, 0, -1, 1j, complex(half, half), 1, 1], rtol=1e-15)
+    np.testing.assert_allclose(
+        found[:7], [0.6 + 0.8j, 0, -1, 1j, complex(half, half), 1, 1], rtol=1e-15
+    )
     assert np.isnan(found[7])
 
 
@@ -105,7 +116,17 @@ def test_sign_of_complex_numbers_is_their_direction():
 def test_every_path_gives_the_same_bits(path):
     a, b = special((203,), 3), special((203,), 4)
     with nm.limit_gemm_path(path):
-        for name in ("floor", "ceil", "trunc", "round", "sign", "isnan", "isinf", "isfinite", "logical_not"):
+        for name in (
+            "floor",
+            "ceil",
+            "trunc",
+            "round",
+            "sign",
+            "isnan",
+            "isinf",
+            "isfinite",
+            "logical_not",
+        ):
             same_bits(getattr(nm, name)(a), getattr(np, name)(a))
         for name in ("less", "less_equal", "greater", "greater_equal", "equal", "not_equal", "logical_and",
                      "logical_or", "logical_xor"):  # fmt: skip
@@ -152,10 +173,17 @@ def test_where_is_numpys(a, b, data):
 
 
 def test_where_broadcasts_all_three():
-    mask, a, b = integers((4, 1, 3)) > 0, integers((5, 1), "complex128"), integers((4, 5, 3), seed=2)
+    mask, a, b = (
+        integers((4, 1, 3)) > 0,
+        integers((5, 1), "complex128"),
+        integers((4, 5, 3), seed=2),
+    )
     equal(nm.where(mask, a, b), np.where(mask, a, b))
     equal(nm.where(True, a, b), np.where(True, a, b))
-    equal(nm.where(integers((3,), "complex128"), 1.0, 0.0), np.where(integers((3,), "complex128"), 1.0, 0.0))
+    equal(
+        nm.where(integers((3,), "complex128"), 1.0, 0.0),
+        np.where(integers((3,), "complex128"), 1.0, 0.0),
+    )
     equal(nm.where([np.nan, 0.0], 1.0, 2.0), [1.0, 2.0])
 
 
@@ -177,7 +205,10 @@ def test_questions_of_numbers_are_bools():
 def test_closeness_is_numpys():
     a, b = special((200,), 5), special((200,), 6)
     for equal_nan in (False, True):
-        equal(nm.isclose(a, b, equal_nan=equal_nan), np.isclose(a, b, equal_nan=equal_nan).astype(float))
+        equal(
+            nm.isclose(a, b, equal_nan=equal_nan),
+            np.isclose(a, b, equal_nan=equal_nan).astype(float),
+        )
     z = normal((20,), "complex128")
     equal(nm.isclose(z, z * (1 + 1e-7)), np.isclose(z, z * (1 + 1e-7)).astype(float))
     equal(nm.isclose([1.0, 2.0], [1.1, 2.1], rtol=0, atol=0.2), [1.0, 1.0])
@@ -243,7 +274,9 @@ def test_a_refusal_says_why(call, kind, message):
 @settings(max_examples=200)
 @given(arrays(min_rank=1), st.data())
 def test_truths_along_axes_are_numpys(a, data):
-    axes = data.draw(st.none() | st.lists(st.integers(0, a.ndim - 1), unique=True, max_size=3).map(tuple))
+    axes = data.draw(
+        st.none() | st.lists(st.integers(0, a.ndim - 1), unique=True, max_size=3).map(tuple)
+    )
     keep = data.draw(st.booleans())
     for name in ("any", "all"):
         expected = getattr(np, name)(a, axis=axes, keepdims=keep)
@@ -302,9 +335,24 @@ def test_dtypes_and_degrees_of_freedom_are_taken():
 
 def test_numpys_functions_find_the_methods():
     t = nm.asarray(normal((4, 5)))
-    for name in ("sum", "mean", "std", "var", "prod", "max", "min", "any", "all", "cumsum", "cumprod", "argmax"):
+    for name in (
+        "sum",
+        "mean",
+        "std",
+        "var",
+        "prod",
+        "max",
+        "min",
+        "any",
+        "all",
+        "cumsum",
+        "cumprod",
+        "argmax",
+    ):
         function = getattr(np, name)
-        np.testing.assert_allclose(np.asarray(function(t, axis=0)), function(np.asarray(t), axis=0), rtol=1e-14)
+        np.testing.assert_allclose(
+            np.asarray(function(t, axis=0)), function(np.asarray(t), axis=0), rtol=1e-14
+        )
     np.testing.assert_array_equal(np.clip(t, 0, 1), np.clip(np.asarray(t), 0, 1))
     np.testing.assert_array_equal(np.round(t, 1), np.round(np.asarray(t), 1))
 

@@ -158,7 +158,10 @@ def test_what_we_lack_is_numpys_own():
         (np.sort(nm.asarray(S + 1j)), np.sort(S + 1j)),
         (np.clip(nm.asarray(S + 1j), -1, 1), np.clip(S + 1j, -1, 1)),
         (np.take(t, [4, -1], mode="wrap"), np.take(S, [4, -1], mode="wrap")),
-        (np.take_along_axis(t, np.array([4, 1]), None), np.take_along_axis(S, np.array([4, 1]), None)),
+        (
+            np.take_along_axis(t, np.array([4, 1]), None),
+            np.take_along_axis(S, np.array([4, 1]), None),
+        ),
         (np.cumsum(t, dtype="float32"), np.cumsum(S, dtype="float32")),
         (np.meshgrid(t[0], t[1], sparse=True)[0], np.meshgrid(S[0], S[1], sparse=True)[0]),
         (np.dot(t, t, out=np.zeros((3, 3))), S @ S),
@@ -220,7 +223,9 @@ def test_arrays_to_be_filled_are_numpys():
 
 def test_a_tensor_is_no_out_of_a_function():
     t = nm.zeros(3)
-    words = r"^tensors are immutable: numpy\.sum can't write its result into one; give an array as out$"
+    words = (
+        r"^tensors are immutable: numpy\.sum can't write its result into one; give an array as out$"
+    )
     with pytest.raises(TypeError, match=words):
         np.sum(A, axis=0, out=t)
     with pytest.raises(ValueError, match="read-only"):

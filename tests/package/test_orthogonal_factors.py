@@ -33,7 +33,10 @@ def test_qr_factor_unpacks_and_multiplies(shape, dtype, pivoting):
     close(factors.q_multiply(c), q @ c)
     d = normal((shape[-2], 2), dtype, 2)
     close(factors.qh_multiply(d), q.conj().swapaxes(-1, -2) @ d)
-    close(factors.q_multiply(factors.qh_multiply(d, complete=True)), np.broadcast_to(d, (*shape[:-2], *d.shape)))
+    close(
+        factors.q_multiply(factors.qh_multiply(d, complete=True)),
+        np.broadcast_to(d, (*shape[:-2], *d.shape)),
+    )
     if len(shape) == 2:
         close(factors.q_multiply(c[:, 0]), q @ c[:, 0])
         close(factors.qh_multiply(d[:, 0]), q.conj().T @ d[:, 0])
@@ -64,7 +67,11 @@ def test_a_qr_factor_solves_least_squares(pivoting, dtype):
     for shape in [(6, 6), (50, 20)]:
         a = normal(shape, dtype)
         factors = linalg.qr_factor(a, pivoting)
-        for b in (normal(shape[:1], dtype, 1), normal((shape[0], 3), dtype, 1), normal(shape[:1], seed=2)):
+        for b in (
+            normal(shape[:1], dtype, 1),
+            normal((shape[0], 3), dtype, 1),
+            normal(shape[:1], seed=2),
+        ):
             close(factors.solve(b), np.linalg.lstsq(a, b, rcond=None)[0], 1e-10)
     stacked = normal((2, 1, 7, 4), dtype)
     b = normal((3, 7, 2), dtype, 1)

@@ -43,7 +43,9 @@ def section(thing, title):
 
 
 def names_in(section_text):
-    heads = [line.partition(" : ")[0] for line in section_text.splitlines() if line and line[0] != " "]
+    heads = [
+        line.partition(" : ")[0] for line in section_text.splitlines() if line and line[0] != " "
+    ]
     return [name.strip().lstrip("*") for head in heads for name in head.split(",")]
 
 

@@ -17,7 +17,9 @@ NUMBERS = st.sampled_from([0.0, -0.0, 1.0, -1.0, 2.0, 1e300, -1e-300, np.inf, -n
 
 
 def vectors(max_size=12):
-    return st.lists(NUMBERS, max_size=max_size).map(lambda numbers: np.array(numbers, dtype="float64"))
+    return st.lists(NUMBERS, max_size=max_size).map(
+        lambda numbers: np.array(numbers, dtype="float64")
+    )
 
 
 def same(ours, theirs):
@@ -94,7 +96,9 @@ def test_searching_a_number_gives_an_int():
 @given(st.data())
 def test_places_of_extremes_are_numpys(data):
     shape = tuple(data.draw(st.lists(st.integers(1, 5), min_size=1, max_size=3)))
-    a = np.array(data.draw(st.lists(NUMBERS, min_size=int(np.prod(shape)), max_size=int(np.prod(shape)))))
+    a = np.array(
+        data.draw(st.lists(NUMBERS, min_size=int(np.prod(shape)), max_size=int(np.prod(shape))))
+    )
     a = a.reshape(shape)
     axis = data.draw(st.none() | st.integers(-len(shape), len(shape) - 1))
     keep = data.draw(st.booleans())
@@ -103,7 +107,9 @@ def test_places_of_extremes_are_numpys(data):
         found = getattr(nm, name)(a, axis, keepdims=keep)
         assert isinstance(found, int) == (np.ndim(expected) == 0)
         np.testing.assert_array_equal(np.asarray(found), expected)
-        assert np.array_equal(np.asarray(getattr(nm.asarray(a), name)(axis)), getattr(a, name)(axis))
+        assert np.array_equal(
+            np.asarray(getattr(nm.asarray(a), name)(axis)), getattr(a, name)(axis)
+        )
 
 
 @pytest.mark.parametrize("path", ["portable", "avx2"])
@@ -154,7 +160,9 @@ def test_positions_index_tensors_and_arrays():
         t[nm.Positions([1, 6])]
     with pytest.raises(IndexError, match=r"^index -5 is out of bounds for axis 1 with size 4$"):
         t[:, nm.Positions([-5])]
-    with pytest.raises(IndexError, match=r"^too many indices: the tensor has 0 axes, 1 were indexed$"):
+    with pytest.raises(
+        IndexError, match=r"^too many indices: the tensor has 0 axes, 1 were indexed$"
+    ):
         nm.array(1.0)[p]
 
 
@@ -214,7 +222,9 @@ def test_positions_survive_copies_and_pickles():
 def test_one_position_is_a_number():
     assert int(nm.Positions([[7]])) == 7
     assert bool(nm.Positions([0])) is False
-    with pytest.raises(ValueError, match=r"^only positions of one element are a number; these are 2$"):
+    with pytest.raises(
+        ValueError, match=r"^only positions of one element are a number; these are 2$"
+    ):
         int(nm.Positions([1, 2]))
     with pytest.raises(ValueError, match=r"^the truth of 2 positions is ambiguous: ask for .size$"):
         bool(nm.Positions([1, 2]))
@@ -223,8 +233,16 @@ def test_one_position_is_a_number():
 @pytest.mark.parametrize(
     ("call", "kind", "message"),
     [
-        (lambda: nm.Positions(), TypeError, "Positions() takes one argument, a list or an array of ints"),
-        (lambda: nm.Positions([True]), IndexError, "positions are ints: nonzero gives those of a mask"),
+        (
+            lambda: nm.Positions(),
+            TypeError,
+            "Positions() takes one argument, a list or an array of ints",
+        ),
+        (
+            lambda: nm.Positions([True]),
+            IndexError,
+            "positions are ints: nonzero gives those of a mask",
+        ),
         (lambda: nm.Positions([1]).__init__([2]), TypeError, "positions are immutable"),
         (lambda: len(nm.Positions(np.array(3))), TypeError, "positions of rank 0 have no length"),
     ],

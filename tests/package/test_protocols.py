@@ -74,7 +74,10 @@ def test_the_methods_of_ufuncs_see_tensors_as_arrays():
     for reduced, expected in (
         (np.add.reduce(t), np.add.reduce(a)),
         (np.add.reduce(t, axis=1, keepdims=True), np.add.reduce(a, axis=1, keepdims=True)),
-        (np.maximum.reduce(t, where=a > 0, initial=-1.0), np.maximum.reduce(a, where=a > 0, initial=-1.0)),
+        (
+            np.maximum.reduce(t, where=a > 0, initial=-1.0),
+            np.maximum.reduce(a, where=a > 0, initial=-1.0),
+        ),
         (np.multiply.accumulate(t, 1), np.multiply.accumulate(a, 1)),
         (np.add.reduceat(t, [0, 2], 1), np.add.reduceat(a, [0, 2], 1)),
         (np.subtract.outer(t, t[0]), np.subtract.outer(a, a[0])),
@@ -92,7 +95,9 @@ def test_the_methods_of_ufuncs_see_tensors_as_arrays():
 
 def test_a_tensor_is_no_out():
     t = nm.ones(3)
-    words = r"^tensors are immutable: numpy\.add can't write its result into one; give an array as out$"
+    words = (
+        r"^tensors are immutable: numpy\.add can't write its result into one; give an array as out$"
+    )
     for call in (
         lambda: np.add(np.ones(3), 1.0, out=t),
         lambda: np.add(t, t, out=t),
@@ -108,18 +113,34 @@ def test_a_tensor_is_no_out():
 def test_operators_and_their_ufuncs_give_tensors(apply, ufunc):
     a, b = positive((2, 3), 1), positive(3, 2)
     t, u = nm.asarray(a), nm.asarray(b)
-    for result in (apply(a, u), apply(t, b), ufunc(a, u), ufunc(t, b), ufunc(t, u), ufunc(t, [1, 2, 3])):
+    for result in (
+        apply(a, u),
+        apply(t, b),
+        ufunc(a, u),
+        ufunc(t, b),
+        ufunc(t, u),
+        ufunc(t, [1, 2, 3]),
+    ):
         assert isinstance(result, nm.Tensor)
     close(apply(a, u), apply(a, b), 1e-15)
     for number in (2, 2.0, np.float64(2), np.int64(2), np.float32(2), np.array(2)):
-        for result, expected in ((apply(t, number), apply(a, 2.0)), (apply(number, t), apply(2.0, a))):
+        for result, expected in (
+            (apply(t, number), apply(a, 2.0)),
+            (apply(number, t), apply(2.0, a)),
+        ):
             assert isinstance(result, nm.Tensor)
             close(result, expected, 1e-15)
 
 
 def test_all_other_ufuncs_give_arrays():
     t = nm.array([1.0, 4.0])
-    for result in (np.sqrt(t), np.negative(t), np.equal(t, t), np.maximum(t, 2.0), np.floor_divide(t, t)):
+    for result in (
+        np.sqrt(t),
+        np.negative(t),
+        np.equal(t, t),
+        np.maximum(t, 2.0),
+        np.floor_divide(t, t),
+    ):
         assert type(result) is np.ndarray
     assert type(np.add(t, t, dtype="float32")) is np.ndarray
     assert np.add(t, t, dtype="float32").dtype == "float32"
@@ -160,7 +181,13 @@ def test_a_masked_array_keeps_its_mask_in_ufuncs_and_in_place():
 def test_masked_elements_have_no_place_in_a_tensor():
     masked = np.ma.masked_array([2.0, 3.0, 4.0], MASK)
     words = r"^a Tensor has no masked elements: fill them first, as masked\.filled\(0\.0\) does$"
-    for call in (nm.asarray, nm.array, nm.sqrt, lambda a: nm.multiply(nm.ones(3), a), lambda a: nm.array([a])):
+    for call in (
+        nm.asarray,
+        nm.array,
+        nm.sqrt,
+        lambda a: nm.multiply(nm.ones(3), a),
+        lambda a: nm.array([a]),
+    ):
         with pytest.raises(ValueError, match=words):
             call(masked)
     equal(nm.asarray(masked[1:]), [3.0, 4.0])
@@ -218,7 +245,13 @@ def test_others_are_asked_when_they_want_to_be(apply):
 
 
 def test_whom_operators_defer_to():
-    for other in (Above(), Refusing(), np.ones(2).view(Unit), np.ma.masked_array([1.0]), np.ma.masked):
+    for other in (
+        Above(),
+        Refusing(),
+        np.ones(2).view(Unit),
+        np.ma.masked_array([1.0]),
+        np.ma.masked,
+    ):
         assert _protocols.defers_to(other)
     for other in (nm.ones(2), 1, 2.0, 1j, True, np.float64(1), np.ones(2), np.ones(2).view(Plain),
                   Below(), Odd(), None, "text", [1.0], object()):  # fmt: skip

@@ -50,7 +50,9 @@ def test_runs_are_picked_each_at_its_own_places(axis):
 
 def test_places_of_one_run_serve_all():
     a = normal((3, 4))
-    equal(nm.take_along_axis(nm.asarray(a), [[2, 0]], 1), np.take_along_axis(a, np.array([[2, 0]]), 1))
+    equal(
+        nm.take_along_axis(nm.asarray(a), [[2, 0]], 1), np.take_along_axis(a, np.array([[2, 0]]), 1)
+    )
 
 
 def test_a_place_beyond_the_axis_is_named():
@@ -77,9 +79,15 @@ def test_diagonals_and_traces_are_numpys(k):
 
 def test_ranks_without_a_diagonal_are_refused():
     for call, said in (
-        (lambda: nm.diag(nm.zeros((2, 2, 2))), "diag takes a vector or a matrix, not a tensor of rank 3"),
+        (
+            lambda: nm.diag(nm.zeros((2, 2, 2))),
+            "diag takes a vector or a matrix, not a tensor of rank 3",
+        ),
         (lambda: nm.diag(1.0), "diag takes a vector or a matrix, not a tensor of rank 0"),
-        (lambda: nm.trace([1.0]), "trace takes a matrix or a stack of them, not a tensor of rank 1"),
+        (
+            lambda: nm.trace([1.0]),
+            "trace takes a matrix or a stack of them, not a tensor of rank 1",
+        ),
     ):
         with pytest.raises(ValueError) as failure:
             call()
@@ -115,7 +123,13 @@ def test_truths_along_axes_are_numpys(axis, dtype):
     for share in (0.0, 0.02, 0.5, 0.98, 1.0):
         a = (generator.random((6, 40, 7)) < share).astype(dtype)
         t = nm.asarray(a)
-        for ours, theirs in ((nm.any, np.any), (nm.all, np.all), (nm.count_nonzero, np.count_nonzero)):
+        for ours, theirs in (
+            (nm.any, np.any),
+            (nm.all, np.all),
+            (nm.count_nonzero, np.count_nonzero),
+        ):
             for keepdims in (False, True):
-                found, expected = ours(t, axis, keepdims=keepdims), theirs(a, axis, keepdims=keepdims)
+                found, expected = ours(t, axis, keepdims=keepdims), theirs(
+                    a, axis, keepdims=keepdims
+                )
                 equal(np.asarray(found, float), np.asarray(expected, float))

@@ -66,7 +66,9 @@ def test_reshape_as_a_method_takes_extents_one_by_one():
     for shape in [(24,), (2, 12), (2, -1, 4), (1,) * 7 + (24,), (2, 3, 4, 1, 1, 1, 1, 1, 1)]:
         same(t.reshape(*shape), nm.reshape(t, shape))
         same(t.reshape(shape), nm.reshape(t, shape))
-    with pytest.raises(ValueError, match=r"^cannot reshape a tensor of size 24 into shape \(5, 5\)$"):
+    with pytest.raises(
+        ValueError, match=r"^cannot reshape a tensor of size 24 into shape \(5, 5\)$"
+    ):
         t.reshape(5, 5)
     with pytest.raises(ValueError, match="reads in row-major order"):
         t.reshape(2, 12, order="F")
@@ -166,7 +168,16 @@ def address(t):
 @pytest.mark.parametrize("dtype", DTYPES)
 def test_the_same_elements_in_the_same_order_are_shared(dtype):
     t = nm.asarray(normal((40, 50), dtype))
-    for other in (t.reshape(50, 40), nm.ravel(t), t[None], t.copy(), nm.expand_dims(t, 1), nm.squeeze(t), t[:], t[...]):
+    for other in (
+        t.reshape(50, 40),
+        nm.ravel(t),
+        t[None],
+        t.copy(),
+        nm.expand_dims(t, 1),
+        nm.squeeze(t),
+        t[:],
+        t[...],
+    ):
         assert address(other) == address(t)
 
 
@@ -193,7 +204,12 @@ def test_shared_elements_outlive_the_tensor_they_were_made_with():
 
 def test_copies_that_may_be_written_to_are_apart():
     t = nm.asarray(normal((4, 5)))
-    for other in (nm.asarray(t, copy=True), nm.from_dlpack(t), np.array(t), np.from_dlpack(t.copy()).copy()):
+    for other in (
+        nm.asarray(t, copy=True),
+        nm.from_dlpack(t),
+        np.array(t),
+        np.from_dlpack(t.copy()).copy(),
+    ):
         assert not np.shares_memory(np.asarray(other), np.asarray(t))
     capsule_of_copy = t.__dlpack__()  # a consumer that knows no read-only mark
     assert "dltensor" in repr(capsule_of_copy)
@@ -225,11 +241,22 @@ def test_calls_leave_no_objects_behind():
     t, v, a = nm.asarray(normal((6, 4))), nm.arange(3), nm.eye(3)
 
     def calls():
-        t.reshape(4, 6), nm.reshape(t, (-1, 2)), t.ravel(), t.copy(), nm.squeeze(t), nm.expand_dims(t, 0)
-        nm.zeros((2, 2)), nm.eye(3), nm.diag(v), nm.diag(a, 1), nm.trace(a), nm.vstack([v, v]), nm.hstack((v, v))
-        nm.dot(a, v), nm.outer(v, v), nm.kron(a, a), nm.linalg.multi_dot([a, a, a]), t[1:], t[2], t[None]
+        t.reshape(4, 6), nm.reshape(t, (-1, 2)), t.ravel(), t.copy(), nm.squeeze(t), nm.expand_dims(
+            t, 0
+        )
+        nm.zeros((2, 2)), nm.eye(3), nm.diag(v), nm.diag(a, 1), nm.trace(a), nm.vstack(
+            [v, v]
+        ), nm.hstack((v, v))
+        nm.dot(a, v), nm.outer(v, v), nm.kron(a, a), nm.linalg.multi_dot([a, a, a]), t[1:], t[2], t[
+            None
+        ]
         nm.reshape(t, shape=(4, 6)), nm.zeros(2, dtype="complex128"), t.reshape([4, 6], order="C")
-        for wrong in ((nm.reshape, t, 5), (nm.zeros, -1), (nm.kron, "a", t), (nm.linalg.multi_dot, [a])):
+        for wrong in (
+            (nm.reshape, t, 5),
+            (nm.zeros, -1),
+            (nm.kron, "a", t),
+            (nm.linalg.multi_dot, [a]),
+        ):
             with pytest.raises((ValueError, TypeError)):
                 wrong[0](*wrong[1:])
 

@@ -31,7 +31,9 @@ def same_as_single_calls(function, *stacks):
     for place in np.ndindex(lead):
         single = tensors_of(function(*(nm.asarray(stack[place]) for stack in stacks)))
         for of_stack, of_one in zip(whole, single):
-            assert np.array(of_stack[place], complex).tobytes() == np.array(of_one, complex).tobytes()
+            assert (
+                np.array(of_stack[place], complex).tobytes() == np.array(of_one, complex).tobytes()
+            )
 
 
 @pytest.mark.parametrize("dtype", DTYPES)
@@ -48,7 +50,9 @@ def test_rectangular_matrices_of_a_stack_have_the_bits_of_single_calls(name, sha
     same_as_single_calls(getattr(nm.linalg, name), normal((3, 3, *shape), dtype))
 
 
-@pytest.mark.parametrize("shape", [(2, 2), (3, 3), (4, 4), (7, 7), (8, 8), (9, 9), (16, 8), (3, 11), (17, 4)])
+@pytest.mark.parametrize(
+    "shape", [(2, 2), (3, 3), (4, 4), (7, 7), (8, 8), (9, 9), (16, 8), (3, 11), (17, 4)]
+)
 def test_small_spectra_are_those_of_another_library(shape):
     for a in (normal((5, 3, *shape)), np.round(normal((5, 3, *shape), seed=1))):
         scale = np.abs(a).sum()
@@ -71,9 +75,13 @@ def test_other_methods_of_small_matrices_are_those_of_the_drivers():
     a = normal((4, 3, 3))
     h = a + np.swapaxes(a, -1, -2)
     for method in ("tridiagonal_ql", "jacobi"):
-        close(np.asarray(nm.linalg.eigh(h, method=method).eigenvalues), np.linalg.eigvalsh(h), 1e-13)
+        close(
+            np.asarray(nm.linalg.eigh(h, method=method).eigenvalues), np.linalg.eigvalsh(h), 1e-13
+        )
     for method in ("bidiagonal_qr", "jacobi"):
-        close(np.asarray(nm.linalg.svd(a, method=method).S), np.linalg.svd(a, compute_uv=False), 1e-13)
+        close(
+            np.asarray(nm.linalg.svd(a, method=method).S), np.linalg.svd(a, compute_uv=False), 1e-13
+        )
 
 
 @pytest.mark.parametrize("dtype", DTYPES)
@@ -95,7 +103,9 @@ def test_qr_of_every_mode_is_a_factorization(shape, mode, dtype):
         q, r = map(np.asarray, nm.linalg.qr(a, mode))
         k = shape[0] if mode == "complete" else min(shape)
         assert q.shape == (*a.shape[:-1], k) and r.shape == (*a.shape[:-2], k, shape[1])
-        close(np.conj(np.swapaxes(q, -1, -2)) @ q, np.broadcast_to(np.eye(k), (*a.shape[:-2], k, k)))
+        close(
+            np.conj(np.swapaxes(q, -1, -2)) @ q, np.broadcast_to(np.eye(k), (*a.shape[:-2], k, k))
+        )
         close(q @ r, a)
         assert not np.tril(r, -1).any()
 
@@ -127,7 +137,9 @@ def test_leading_axes_of_systems_broadcast(dtype):
         close(nm.linalg.solve(a, b), expected if b.ndim > 1 else expected[..., 0], 1e-10)
     with pytest.raises(ValueError) as failure:
         nm.linalg.solve(a, normal((2, 2, 4, 2)))
-    assert str(failure.value) == "operands could not be broadcast together with shapes (3, 1) (2, 2)"
+    assert (
+        str(failure.value) == "operands could not be broadcast together with shapes (3, 1) (2, 2)"
+    )
 
 
 def test_real_and_complex_operands_meet_in_complex128():
@@ -194,7 +206,9 @@ def test_singular_matrices_of_a_stack_have_determinant_zero():
     assert logs.tolist() == [0.0, 0.0, 0.0, -np.inf, 0.0]
 
 
-@pytest.mark.parametrize("name", ["solve", "inv", "det", "slogdet", "cholesky", "qr", "svd", "svdvals"])
+@pytest.mark.parametrize(
+    "name", ["solve", "inv", "det", "slogdet", "cholesky", "qr", "svd", "svdvals"]
+)
 def test_bad_arguments_are_told_in_pythons_words(name):
     function = getattr(nm.linalg, name)
     with pytest.raises(TypeError):
@@ -210,7 +224,9 @@ def test_bad_arguments_are_told_in_pythons_words(name):
 def test_native_functions_tell_their_parameters():
     with pytest.raises(TypeError, match=r"^solve\(\) missing required argument: 'b'$"):
         nm.linalg.solve(nm.eye(2))
-    with pytest.raises(TypeError, match=r"^solve\(\) takes 2 positional arguments but 3 were given$"):
+    with pytest.raises(
+        TypeError, match=r"^solve\(\) takes 2 positional arguments but 3 were given$"
+    ):
         nm.linalg.solve(1, 2, 3)
     with pytest.raises(TypeError, match=r"^inv\(\) takes 1 positional argument but 2 were given$"):
         nm.linalg.inv(1, 2)
@@ -235,7 +251,10 @@ def test_least_squares_of_a_stack_are_those_of_its_matrices(shape, dtype):
             equal(x[place], np.asarray(one.x))
             close(values[place], one.singular_values, 1e-14)
             if shape == (5, 3):
-                close(residuals[place], np.asarray(one.residuals).reshape(b.shape[-1:] if b.ndim > 1 else ()))
+                close(
+                    residuals[place],
+                    np.asarray(one.residuals).reshape(b.shape[-1:] if b.ndim > 1 else ()),
+                )
         assert shape == (5, 3) or residuals.shape == (0,)
     b = normal((2, 3, shape[0], 2), dtype, 1)
     x = nm.linalg.lstsq(a, b, rcond=0.5).x

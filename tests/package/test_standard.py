@@ -359,9 +359,13 @@ def test_differences_of_more_than_the_tensor():
 def test_shapes_that_broadcast():
     assert nm.broadcast_shapes((3, 1), (2,), ()) == (3, 2)
     assert nm.broadcast_shapes() == ()
-    with pytest.raises(ValueError, match=r"^operands could not be broadcast together with shapes \(3,\) \(2,\)$"):
+    with pytest.raises(
+        ValueError, match=r"^operands could not be broadcast together with shapes \(3,\) \(2,\)$"
+    ):
         nm.broadcast_shapes((3,), (2,))
-    for ours, theirs in zip(nm.broadcast_arrays([1, 2], [[3], [4]], 5), np.broadcast_arrays([1, 2], [[3], [4]], 5)):
+    for ours, theirs in zip(
+        nm.broadcast_arrays([1, 2], [[3], [4]], 5), np.broadcast_arrays([1, 2], [[3], [4]], 5)
+    ):
         equal(ours, theirs)
 
 

@@ -23,13 +23,18 @@ def names(table):
 
 
 def public(place):
-    return {name for name in dir(place) if not name.startswith("_") and callable(getattr(place, name))}
+    return {
+        name for name in dir(place) if not name.startswith("_") and callable(getattr(place, name))
+    }
 
 
 def test_it_has_every_function_of_the_package():
     classes = {"Tensor", "Positions"}
     aliases = {"error", "iinfo"}  # a class of exceptions; a function that always raises
-    assert public(nm) - names(catalogue.FUNCTIONS) - classes - aliases == {"complex128", "float64"} & public(nm)
+    assert public(nm) - names(catalogue.FUNCTIONS) - classes - aliases == {
+        "complex128",
+        "float64",
+    } & public(nm)
 
 
 def test_it_has_every_function_and_class_of_linalg():
@@ -38,10 +43,14 @@ def test_it_has_every_function_and_class_of_linalg():
     assert set(nm.linalg.__all__) - held - results == {"LinAlgError", "LinAlgWarning"}
 
 
-@pytest.mark.parametrize("kind", ["LU", "LUFactor", "CholeskyFactor", "LDLFactor", "QRFactor", "LstsqResult"])
+@pytest.mark.parametrize(
+    "kind", ["LU", "LUFactor", "CholeskyFactor", "LDLFactor", "QRFactor", "LstsqResult"]
+)
 def test_it_has_every_method_of_factors(kind):
     there = {name for name in dir(getattr(nm.linalg, kind)) if not name.startswith("_")}
-    assert there <= {name.partition(".")[2] for name in catalogue.FACTORS if name.startswith(kind + ".")}
+    assert there <= {
+        name.partition(".")[2] for name in catalogue.FACTORS if name.startswith(kind + ".")
+    }
 
 
 def test_it_has_every_attribute_of_tensors():

@@ -30,9 +30,9 @@ def test_a_function_with_seven_parameters_is_found_whatever_its_types():
 
 
 def test_unnamed_parameters_count():
-    assert names("int by_path(int, const double* a, double*, std::size_t n, int p, int q, int r)") == [
-        "by_path"
-    ]
+    assert names(
+        "int by_path(int, const double* a, double*, std::size_t n, int p, int q, int r)"
+    ) == ["by_path"]
 
 
 def test_six_parameters_calls_and_comments_are_no_fault():

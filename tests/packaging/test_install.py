@@ -35,7 +35,11 @@ def test_pkg_config_leads_to_a_program_that_runs(prefix, tmp_path):
     found = next(prefix.rglob("numerical.pc"))
     environment = os.environ | {"PKG_CONFIG_PATH": str(found.parent)}
     flags = run(
-        "pkg-config", f"--define-variable=prefix={prefix}", "--cflags", "--libs", "numerical",
+        "pkg-config",
+        f"--define-variable=prefix={prefix}",
+        "--cflags",
+        "--libs",
+        "numerical",
         env=environment,
     )
     program = tmp_path / "consumer"

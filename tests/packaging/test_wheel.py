@@ -80,7 +80,9 @@ def module(wheel, tmp_path_factory):
 
 
 def test_the_module_loads_on_systems_of_manylinux_2_28(module):
-    versions = re.findall(r"Name: ([A-Z]+)_([0-9.]+) ", run("readelf", "--version-info", "-W", module))
+    versions = re.findall(
+        r"Name: ([A-Z]+)_([0-9.]+) ", run("readelf", "--version-info", "-W", module)
+    )
     assert {family for family, _ in versions} <= NEWEST.keys()
     for family, version in versions:
         assert tuple(map(int, version.split("."))) <= NEWEST[family], (family, version)

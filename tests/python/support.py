@@ -36,9 +36,21 @@ def runs_out_of_memory(function, *arguments):
 
 
 class Heap(ctypes.Structure):
-    _fields_ = [(name, ctypes.c_size_t) for name in [
-        "arena", "ordblks", "smblks", "hblks", "hblkhd", "usmblks", "fsmblks", "uordblks",
-        "fordblks", "keepcost"]]
+    _fields_ = [
+        (name, ctypes.c_size_t)
+        for name in [
+            "arena",
+            "ordblks",
+            "smblks",
+            "hblks",
+            "hblkhd",
+            "usmblks",
+            "fsmblks",
+            "uordblks",
+            "fordblks",
+            "keepcost",
+        ]
+    ]
 
 
 heap = ctypes.CDLL(None).mallinfo2
@@ -58,8 +70,11 @@ def numerical_error(text):
 def run_python(script, *arguments):
     """A fresh interpreter that has the module's folder on its path."""
     prelude = f"import sys; sys.path.insert(0, {str(MODULE_FOLDER)!r})\n"
-    return subprocess.run([sys.executable, "-c", prelude + script, *map(str, arguments)],
-                          capture_output=True, text=True)
+    return subprocess.run(
+        [sys.executable, "-c", prelude + script, *map(str, arguments)],
+        capture_output=True,
+        text=True,
+    )
 
 
 def output_of(script, *arguments):
@@ -91,8 +106,9 @@ def lock_is_released_during(call, tries=50_000):
     try:
         for _ in range(tries):
             ticks.clear()
-            before, _, _, after = map(operator.methodcaller("__call__"),
-                                      (ticks.__len__, delay, call, ticks.__len__))
+            before, _, _, after = map(
+                operator.methodcaller("__call__"), (ticks.__len__, delay, call, ticks.__len__)
+            )
             if after != before:
                 return True
         return False

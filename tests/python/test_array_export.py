@@ -29,10 +29,16 @@ samples = pytest.mark.parametrize("tensor", SAMPLES.values(), ids=SAMPLES.keys()
 
 class DLTensor(ctypes.Structure):
     _fields_ = [
-        ("data", ctypes.c_void_p), ("device_type", ctypes.c_int32), ("device_id", ctypes.c_int32),
-        ("ndim", ctypes.c_int32), ("code", ctypes.c_uint8), ("bits", ctypes.c_uint8),
-        ("lanes", ctypes.c_uint16), ("shape", ctypes.POINTER(ctypes.c_int64)),
-        ("strides", ctypes.POINTER(ctypes.c_int64)), ("byte_offset", ctypes.c_uint64),
+        ("data", ctypes.c_void_p),
+        ("device_type", ctypes.c_int32),
+        ("device_id", ctypes.c_int32),
+        ("ndim", ctypes.c_int32),
+        ("code", ctypes.c_uint8),
+        ("bits", ctypes.c_uint8),
+        ("lanes", ctypes.c_uint16),
+        ("shape", ctypes.POINTER(ctypes.c_int64)),
+        ("strides", ctypes.POINTER(ctypes.c_int64)),
+        ("byte_offset", ctypes.c_uint64),
     ]
 
 
@@ -43,7 +49,9 @@ class DLManagedTensor(ctypes.Structure):
 # The deleter needs the interpreter lock, so it is a PYFUNCTYPE.
 DELETER = ctypes.PYFUNCTYPE(None, ctypes.POINTER(DLManagedTensor))
 DLManagedTensor._fields_ = [
-    ("tensor", DLTensor), ("manager_ctx", ctypes.c_void_p), ("deleter", DELETER),
+    ("tensor", DLTensor),
+    ("manager_ctx", ctypes.c_void_p),
+    ("deleter", DELETER),
 ]
 
 api = ctypes.pythonapi
@@ -98,8 +106,11 @@ def test_each_reading_makes_a_new_dict():
 
 
 def test_empty_tensors_share_one_address():
-    empties = [Tensor([], shape, dtype) for shape in [(0,), (0, 3), (2, 0, 5)]
-               for dtype in ["float64", "complex128"]]
+    empties = [
+        Tensor([], shape, dtype)
+        for shape in [(0,), (0, 3), (2, 0, 5)]
+        for dtype in ["float64", "complex128"]
+    ]
     addresses = {tensor.__array_interface__["data"][0] for tensor in empties}
     records = {record_of(capsule).tensor.data for capsule in [t.__dlpack__() for t in empties]}
     assert len(addresses) == 1 and addresses == records
@@ -148,8 +159,11 @@ def test_numpy_gives_the_reference_back():
 
 def test_arguments_are_accepted_in_any_form():
     tensor = Tensor([1.0])
-    for capsule in [tensor.__dlpack__(stream=7), tensor.__dlpack__(1, 2, 3),
-                    tensor.__dlpack__(None, max_version=(1, 0), anything="goes")]:
+    for capsule in [
+        tensor.__dlpack__(stream=7),
+        tensor.__dlpack__(1, 2, 3),
+        tensor.__dlpack__(None, max_version=(1, 0), anything="goes"),
+    ]:
         assert api.PyCapsule_IsValid(capsule, b"dltensor") == 1
 
 
@@ -229,7 +243,9 @@ def test_both_exports_of_an_uninitialized_tensor():
     tensor = Tensor.__new__(Tensor)
     assert error_of(tensor.__dlpack__) == numerical_error("uninitialized numerical.Tensor")
     assert error_of(lambda: tensor.__array_interface__) == (
-        TypeError, "uninitialized numerical.Tensor")
+        TypeError,
+        "uninitialized numerical.Tensor",
+    )
 
 
 @given(st.lists(st.integers(0, 4), max_size=6), st.booleans())

@@ -18,14 +18,17 @@ Tensor = _numerical.Tensor
 
 BAD_DTYPE = numerical_error("asarray: dtype must be 'float64' or 'complex128'")
 COMPLEX_ARRAY = numerical_error(
-    "asarray: refusing to cast a complex array to float64 (discards the imaginary part)")
+    "asarray: refusing to cast a complex array to float64 (discards the imaginary part)"
+)
 COMPLEX_TENSOR = numerical_error(
-    "asarray: refusing to cast complex128 to float64 (discards the imaginary part)")
+    "asarray: refusing to cast complex128 to float64 (discards the imaginary part)"
+)
 NO_INTERFACE = numerical_error("asarray: object exposes no __array_interface__")
 NOT_A_DICT = numerical_error("asarray: __array_interface__ is not a dict")
 MALFORMED = numerical_error("asarray: malformed __array_interface__")
-UNSUPPORTED = numerical_error("asarray: unsupported typestr (bool, integers, float32/64 and "
-                              "complex64/128 are read)")
+UNSUPPORTED = numerical_error(
+    "asarray: unsupported typestr (bool, integers, float32/64 and " "complex64/128 are read)"
+)
 OVERFLOW = numerical_error("asarray: the shape's element count overflows")
 NULL_ADDRESS = numerical_error("asarray: __array_interface__ gives a null data address")
 PRODUCT = numerical_error("dimension product overflows std::size_t")
@@ -77,10 +80,20 @@ def test_an_uninitialized_tensor():
     assert error_of(asarray, Tensor.__new__(Tensor)) == expected
 
 
-@pytest.mark.parametrize("number, value", [
-    (1, 1.0), (True, 1.0), (False, 0.0), (2.5, 2.5), (-0.0, -0.0), (2**53 + 1, 2.0**53),
-    (math.inf, math.inf), (-1, -1.0), (-1.0, -1.0),
-])
+@pytest.mark.parametrize(
+    "number, value",
+    [
+        (1, 1.0),
+        (True, 1.0),
+        (False, 0.0),
+        (2.5, 2.5),
+        (-0.0, -0.0),
+        (2**53 + 1, 2.0**53),
+        (math.inf, math.inf),
+        (-1, -1.0),
+        (-1.0, -1.0),
+    ],
+)
 def test_real_numbers(number, value):
     tensor = asarray(number)
     assert (tensor.shape, tensor.dtype) == ((), "float64")
@@ -149,8 +162,16 @@ def test_an_attribute_that_fails_otherwise_keeps_its_error():
 
 # --- arrays of NumPy -----------------------------------------------------------------------------
 
-READABLE = ["?", "i1", "u1", *(order + kind for order in "<>" for kind in
-            ["i2", "i4", "i8", "u2", "u4", "u8", "f4", "f8", "c8", "c16"])]
+READABLE = [
+    "?",
+    "i1",
+    "u1",
+    *(
+        order + kind
+        for order in "<>"
+        for kind in ["i2", "i4", "i8", "u2", "u4", "u8", "f4", "f8", "c8", "c16"]
+    ),
+]
 
 
 def assert_same(tensor, array, dtype):
@@ -265,8 +286,10 @@ def test_rank_zero_arrays_and_scalars_of_numpy():
     assert asarray(np.complex64(1 + 2j)).tolist() == 1 + 2j
 
 
-@pytest.mark.parametrize("dtype", ["U3", "S4", "O", "M8[s]", "m8[s]", "f2", "longdouble",
-                                   "clongdouble", "V3", [("a", "f8")]])
+@pytest.mark.parametrize(
+    "dtype",
+    ["U3", "S4", "O", "M8[s]", "m8[s]", "f2", "longdouble", "clongdouble", "V3", [("a", "f8")]],
+)
 def test_arrays_of_other_types(dtype):
     array = np.zeros(3, dtype=dtype)
     assert error_of(asarray, array) == UNSUPPORTED
@@ -286,17 +309,55 @@ NUMBERS = np.arange(6.0)
 BYTES = np.zeros(256, dtype="u1")
 
 
-@pytest.mark.parametrize("typestr", ["|u1", "|i1", "|b1", "<b1", "=b1", ">b1", ">u1", "=i1", "=f8",
-                                     "<f08", "=c16", ">c8", "<i2"])
+@pytest.mark.parametrize(
+    "typestr",
+    ["|u1", "|i1", "|b1", "<b1", "=b1", ">b1", ">u1", "=i1", "=f8", "<f08", "=c16", ">c8", "<i2"],
+)
 def test_type_strings_that_are_read(typestr):
     assert asarray(interface_of(BYTES, typestr=typestr, shape=(3,))).tolist() == [0, 0, 0]
 
 
-@pytest.mark.parametrize("typestr", [
-    "|f8", "|i4", "|u2", "|c16", ">b2", "<b2", "|b2", "<f2", "<f16", "<f1", "<i3", "<u16", "<c4",
-    "<c32", "<c1", "<U1", "|S1", "|O8", "<M8", "f8", "<f", "", "<", "<f8 ", "<fx", "<f+8", "<f-8",
-    "!f8", "<<f8", "<f008", "<f\u0668", "<F8", "\0f8", "<f8\0", "<i0", "<i00",
-])
+@pytest.mark.parametrize(
+    "typestr",
+    [
+        "|f8",
+        "|i4",
+        "|u2",
+        "|c16",
+        ">b2",
+        "<b2",
+        "|b2",
+        "<f2",
+        "<f16",
+        "<f1",
+        "<i3",
+        "<u16",
+        "<c4",
+        "<c32",
+        "<c1",
+        "<U1",
+        "|S1",
+        "|O8",
+        "<M8",
+        "f8",
+        "<f",
+        "",
+        "<",
+        "<f8 ",
+        "<fx",
+        "<f+8",
+        "<f-8",
+        "!f8",
+        "<<f8",
+        "<f008",
+        "<f\u0668",
+        "<F8",
+        "\0f8",
+        "<f8\0",
+        "<i0",
+        "<i00",
+    ],
+)
 def test_type_strings_that_are_refused(typestr):
     assert error_of(asarray, interface_of(BYTES, typestr=typestr, shape=(3,))) == UNSUPPORTED
 
@@ -308,8 +369,11 @@ def test_any_type_string_is_read_as_numpy_reads_it_or_refused(typestr):
     order, kind, size = typestr[:1], typestr[1:2], typestr[2:]
     sizes = {"b": [1], "i": [1, 2, 4, 8], "u": [1, 2, 4, 8], "f": [4, 8], "c": [8, 16]}
     digits = size.isdigit() and len(size) <= 2
-    if digits and int(size) in sizes.get(kind, []) and (
-            order in ("<", "=", ">") or (order == "|" and int(size) == 1)):
+    if (
+        digits
+        and int(size) in sizes.get(kind, [])
+        and (order in ("<", "=", ">") or (order == "|" and int(size) == 1))
+    ):
         assert asarray(source).shape == (0,)
     else:
         assert error_of(asarray, source) == UNSUPPORTED
@@ -374,12 +438,22 @@ def test_a_complex_array_is_refused_before_its_shape_is_read():
     assert error_of(asarray, source, "float64") == COMPLEX_ARRAY
 
 
-@pytest.mark.parametrize("shape, expected", [
-    ((-1,), NEGATIVE), ((3, -2), NEGATIVE), ((2**62,), OVERFLOW), ((2**60,), OVERFLOW),
-    ((2**30, 2**30), OVERFLOW), ((2**63 - 1, 0), OVERFLOW), ((2, 2**59), OVERFLOW),
-])
+@pytest.mark.parametrize(
+    "shape, expected",
+    [
+        ((-1,), NEGATIVE),
+        ((3, -2), NEGATIVE),
+        ((2**62,), OVERFLOW),
+        ((2**60,), OVERFLOW),
+        ((2**30, 2**30), OVERFLOW),
+        ((2**63 - 1, 0), OVERFLOW),
+        ((2, 2**59), OVERFLOW),
+    ],
+)
 def test_shapes_that_are_refused(shape, expected):
-    assert error_of(asarray, interface_of(NUMBERS, shape=shape, strides=(0,) * len(shape))) == expected
+    assert (
+        error_of(asarray, interface_of(NUMBERS, shape=shape, strides=(0,) * len(shape))) == expected
+    )
 
 
 def test_a_zero_extent_stops_the_overflow_behind_it():
@@ -397,16 +471,22 @@ def test_the_largest_count_is_refused_without_allocating():
 
 def test_shapes_that_are_no_sequences_of_ints():
     assert error_of(asarray, interface_of(NUMBERS, shape=3)) == (
-        TypeError, "object of type 'int' has no len()")
+        TypeError,
+        "object of type 'int' has no len()",
+    )
     assert error_of(asarray, interface_of(NUMBERS, shape=("3",))) == (
-        TypeError, "'str' object cannot be interpreted as an integer")
+        TypeError,
+        "'str' object cannot be interpreted as an integer",
+    )
     kind, _ = error_of(asarray, interface_of(NUMBERS, shape=(2**64,)))
     assert kind is OverflowError
 
 
 def test_strides_that_are_no_sequences_of_ints():
     assert error_of(asarray, interface_of(NUMBERS, strides=3)) == (
-        TypeError, "object of type 'int' has no len()")
+        TypeError,
+        "object of type 'int' has no len()",
+    )
     assert error_of(asarray, interface_of(NUMBERS, strides=(8, 8))) == LENGTHS
     assert error_of(asarray, interface_of(NUMBERS, strides=())) == LENGTHS
     kind, _ = error_of(asarray, interface_of(NUMBERS, strides=(2**64,)))
@@ -424,12 +504,23 @@ wide_integers = st.integers(-(2**66), 2**66) | st.integers(-64, 64)
 
 
 @settings(max_examples=500)
-@given(st.lists(extents, max_size=6), st.lists(wide_integers, max_size=6) | st.none(),
-       st.sampled_from(READABLE), st.integers(0, 2**64 - 1), st.integers(0, 6))
+@given(
+    st.lists(extents, max_size=6),
+    st.lists(wide_integers, max_size=6) | st.none(),
+    st.sampled_from(READABLE),
+    st.integers(0, 2**64 - 1),
+    st.integers(0, 6),
+)
 def test_an_empty_array_may_claim_anything(shape, strides, typestr, address, place):
     shape.insert(min(place, len(shape)), 0)
-    source = Exposes({"typestr": np.dtype(typestr).str, "shape": shape, "strides": strides,
-                      "data": (address, True)})
+    source = Exposes(
+        {
+            "typestr": np.dtype(typestr).str,
+            "shape": shape,
+            "strides": strides,
+            "data": (address, True),
+        }
+    )
     try:
         assert asarray(source).shape == tuple(shape)
     except (_numerical.error, OverflowError) as error:
@@ -438,8 +529,10 @@ def test_an_empty_array_may_claim_anything(shape, strides, typestr, address, pla
 
 
 @settings(max_examples=300)
-@given(st.lists(st.tuples(st.integers(1, 3), st.integers(-9, 9)), max_size=5),
-       st.sampled_from(READABLE))
+@given(
+    st.lists(st.tuples(st.integers(1, 3), st.integers(-9, 9)), max_size=5),
+    st.sampled_from(READABLE),
+)
 def test_strides_of_any_sign_and_overlap_read_what_numpy_reads(axes, typestr):
     # All addresses stay inside the block: 5 axes step at most 2 * 9 bytes each to either side.
     block = np.random.default_rng(2).integers(0, 2, 256, dtype="u1")
@@ -522,12 +615,18 @@ def test_a_dict_that_changes_while_it_is_read():
 
 # --- the array struct by hand --------------------------------------------------------------------
 
+
 class Record(ctypes.Structure):
     _fields_ = [
-        ("two", ctypes.c_int), ("nd", ctypes.c_int), ("typekind", ctypes.c_char),
-        ("itemsize", ctypes.c_int), ("flags", ctypes.c_int),
-        ("shape", ctypes.POINTER(ctypes.c_ssize_t)), ("strides", ctypes.POINTER(ctypes.c_ssize_t)),
-        ("data", ctypes.c_void_p), ("descr", ctypes.py_object),
+        ("two", ctypes.c_int),
+        ("nd", ctypes.c_int),
+        ("typekind", ctypes.c_char),
+        ("itemsize", ctypes.c_int),
+        ("flags", ctypes.c_int),
+        ("shape", ctypes.POINTER(ctypes.c_ssize_t)),
+        ("strides", ctypes.POINTER(ctypes.c_ssize_t)),
+        ("data", ctypes.c_void_p),
+        ("descr", ctypes.py_object),
     ]
 
 
@@ -539,14 +638,32 @@ new_capsule.argtypes = [ctypes.c_void_p, ctypes.c_char_p, ctypes.c_void_p]
 
 
 class ExposesStruct:
-    def __init__(self, shape=(3,), strides=(8,), kind=b"f", itemsize=8, flags=NATIVE, two=2,
-                 nd=None, data=NUMBERS, name=None):
+    def __init__(
+        self,
+        shape=(3,),
+        strides=(8,),
+        kind=b"f",
+        itemsize=8,
+        flags=NATIVE,
+        two=2,
+        nd=None,
+        data=NUMBERS,
+        name=None,
+    ):
         self.name = name
         self.data = data
         self.shape = (ctypes.c_ssize_t * len(shape))(*shape)
         self.strides = None if strides is None else (ctypes.c_ssize_t * len(strides))(*strides)
-        self.record = Record(two, len(shape) if nd is None else nd, kind, itemsize, flags,
-                             self.shape, self.strides, None if data is None else data.ctypes.data)
+        self.record = Record(
+            two,
+            len(shape) if nd is None else nd,
+            kind,
+            itemsize,
+            flags,
+            self.shape,
+            self.strides,
+            None if data is None else data.ctypes.data,
+        )
 
     @property
     def __array_struct__(self):
@@ -572,8 +689,20 @@ def test_a_record_without_axes_is_a_number():
         assert (tensor.shape, tensor.tolist()) == ((), 4.0)
 
 
-@pytest.mark.parametrize("kind, itemsize", [(b"f", 2), (b"f", 16), (b"U", 4), (b"O", 8), (b"i", 3),
-                                            (b"f", -8), (b"f", 100), (b"\0", 8), (b"V", 1)])
+@pytest.mark.parametrize(
+    "kind, itemsize",
+    [
+        (b"f", 2),
+        (b"f", 16),
+        (b"U", 4),
+        (b"O", 8),
+        (b"i", 3),
+        (b"f", -8),
+        (b"f", 100),
+        (b"\0", 8),
+        (b"V", 1),
+    ],
+)
 def test_a_record_of_another_type(kind, itemsize):
     assert error_of(asarray, ExposesStruct(kind=kind, itemsize=itemsize)) == UNSUPPORTED
 
@@ -591,10 +720,15 @@ def test_a_record_without_strides_is_row_major():
     assert asarray(ExposesStruct((2, 3), None)).tolist() == [[0, 1, 2], [3, 4, 5]]
 
 
-@pytest.mark.parametrize("broken", [
-    ExposesStruct(two=3), ExposesStruct(name=b"named"),
-    type("NoCapsule", (), {"__array_struct__": 7})(),
-], ids=["two is three", "named capsule", "no capsule"])
+@pytest.mark.parametrize(
+    "broken",
+    [
+        ExposesStruct(two=3),
+        ExposesStruct(name=b"named"),
+        type("NoCapsule", (), {"__array_struct__": 7})(),
+    ],
+    ids=["two is three", "named capsule", "no capsule"],
+)
 def test_what_is_no_record_is_passed_over_for_the_interface(broken):
     assert error_of(asarray, broken) == NO_INTERFACE
     type(broken).__array_interface__ = NUMBERS.__array_interface__

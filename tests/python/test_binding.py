@@ -5,13 +5,7 @@ import sys
 
 import _numerical
 import pytest
-from support import (
-    error_of,
-    not_under_address_sanitizer,
-    numerical_error,
-    output_of,
-    run_python,
-)
+from support import error_of, not_under_address_sanitizer, numerical_error, output_of, run_python
 from conftest import MODULE_FOLDER
 
 pytestmark = pytest.mark.boundary
@@ -20,17 +14,52 @@ Tensor = _numerical.Tensor
 
 # All functions in the order of the table.
 FUNCTIONS = [
-    "_set_num_threads", "get_num_threads", "_limit_gemm_path", "_gemm_path", "_amx_probed", "solve",
-    "inverse", "lstsq", "cholesky", "qr", "eigh", "matrix_rank", "pinv", "svd", "determinant",
-    "_take", "_binary", "_negate", "_unary", "_reduce", "_reshape", "_full", "_eye", "_arange",
-    "_linspace", "slogdet", "einsum", "asarray",
+    "_set_num_threads",
+    "get_num_threads",
+    "_limit_gemm_path",
+    "_gemm_path",
+    "_amx_probed",
+    "solve",
+    "inverse",
+    "lstsq",
+    "cholesky",
+    "qr",
+    "eigh",
+    "matrix_rank",
+    "pinv",
+    "svd",
+    "determinant",
+    "_take",
+    "_binary",
+    "_negate",
+    "_unary",
+    "_reduce",
+    "_reshape",
+    "_full",
+    "_eye",
+    "_arange",
+    "_linspace",
+    "slogdet",
+    "einsum",
+    "asarray",
 ]
 
 # Typed functions and how many arguments they take.
 TYPED = {
-    "_set_num_threads": 1, "get_num_threads": 0, "_limit_gemm_path": 1, "_gemm_path": 0,
-    "_amx_probed": 0, "solve": 2, "inverse": 1, "lstsq": 2, "cholesky": 1, "qr": 1, "eigh": 2,
-    "matrix_rank": 1, "pinv": 1, "svd": 2,
+    "_set_num_threads": 1,
+    "get_num_threads": 0,
+    "_limit_gemm_path": 1,
+    "_gemm_path": 0,
+    "_amx_probed": 0,
+    "solve": 2,
+    "inverse": 1,
+    "lstsq": 2,
+    "cholesky": 1,
+    "qr": 1,
+    "eigh": 2,
+    "matrix_rank": 1,
+    "pinv": 1,
+    "svd": 2,
 }
 
 ONE_TENSOR = ["inverse", "cholesky", "qr", "matrix_rank", "pinv"]
@@ -159,6 +188,7 @@ def test_a_second_import_gives_a_second_module_with_the_same_class():
     first = sys.modules.pop("_numerical")
     try:
         import _numerical as second
+
         assert second is not first
         assert second.Tensor is first.Tensor
         assert second.solve(Tensor([2.0], (1, 1)), Tensor([4.0])).tolist() == [2.0]
@@ -238,8 +268,10 @@ else:
 assert _testcapi.run_in_subinterp(attempt) == 0
 exec(attempt)
 """
-ELSEWHERE = ("numerical is loaded in another interpreter of this process; its state is the process's, "
-             "so that one interpreter alone can have it\n")
+ELSEWHERE = (
+    "numerical is loaded in another interpreter of this process; its state is the process's, "
+    "so that one interpreter alone can have it\n"
+)
 
 
 def test_the_module_stays_with_the_interpreter_that_initialized_it():

@@ -29,7 +29,9 @@ def test_parameters_of_a_factory_are_converted_from_the_last_on():
     assert error_of(probe.Pair, "1") == (TypeError, "expected int, got str")
     assert error_of(probe.Pair, 1, 2, "wrong") == (probe.error, "the word is wrong")
     assert error_of(lambda: probe.Pair.__new__(probe.Pair).first) == (
-        TypeError, "uninitialized probe.Pair")
+        TypeError,
+        "uninitialized probe.Pair",
+    )
 
 
 def test_methods_count_the_arguments_behind_self():
@@ -65,7 +67,9 @@ def test_a_value_whose_class_is_not_registered():
     references = sys.getrefcount(probe.Sealed)
     for _ in range(1000):
         assert error_of(probe.three) == expected
-    assert sys.getrefcount(probe.Sealed) - references in range(-10, 10)  # the tuple dropped its item
+    assert sys.getrefcount(probe.Sealed) - references in range(
+        -10, 10
+    )  # the tuple dropped its item
 
 
 def test_a_second_registration_of_one_function_is_refused_and_changes_nothing():

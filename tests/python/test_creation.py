@@ -70,8 +70,16 @@ def test_arange_of_nothing():
 
 @pytest.mark.parametrize(
     "bounds",
-    ((0, 1, 0), (0, 1, -0.0), (0, math.inf, 1), (-math.inf, 0, 1), (0, 1, math.inf),
-     (math.nan, 1, 1), (0, math.nan, 1), (0, 1, math.nan)),
+    (
+        (0, 1, 0),
+        (0, 1, -0.0),
+        (0, math.inf, 1),
+        (-math.inf, 0, 1),
+        (0, 1, math.inf),
+        (math.nan, 1, 1),
+        (0, math.nan, 1),
+        (0, 1, math.nan),
+    ),
 )
 def test_arange_refuses_what_is_not_finite(bounds):
     text = "arange needs finite bounds and a finite, non-zero step"
@@ -155,7 +163,9 @@ def test_full_takes_foreign_numbers_by_their_own_conversion():
         assert nm._full((), number, False).tolist() == float(number)
     assert error_of(nm._full, (2,), Broken(), True) == (ZeroDivisionError, "in the conversion")
     assert error_of(nm._full, (2,), Foreign(), False) == (
-        TypeError, "must be real number, not Foreign")
+        TypeError,
+        "must be real number, not Foreign",
+    )
 
 
 def test_full_refuses_shapes_and_values():

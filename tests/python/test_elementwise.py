@@ -27,8 +27,23 @@ import numpy as np
 
 INF = math.inf
 NAN = math.nan
-SPECIAL = (0.0, -0.0, 1.0, -1.0, 0.5, -2.5, 3.0, 1e308, -1e308, 5e-324, -5e-324, 1e-310, INF, -INF,
-           NAN)
+SPECIAL = (
+    0.0,
+    -0.0,
+    1.0,
+    -1.0,
+    0.5,
+    -2.5,
+    3.0,
+    1e308,
+    -1e308,
+    5e-324,
+    -5e-324,
+    1e-310,
+    INF,
+    -INF,
+    NAN,
+)
 EXACT = {"+": operator.add, "-": operator.sub, "*": operator.mul, "/": operator.truediv}
 NUMPY = {"+": np.add, "-": np.subtract, "*": np.multiply, "/": np.divide}
 
@@ -87,8 +102,12 @@ def test_complex_products_and_quotients_follow_the_rules_of_c(name, function):
     every = complex_specials()
     for z in every:
         repeated = nm._full((), z, True)
-        assert_same_bits(nm._binary(name, repeated, numbers(every)), [function(z, w) for w in every])
-        assert_same_bits(nm._binary(name, numbers(every), repeated), [function(w, z) for w in every])
+        assert_same_bits(
+            nm._binary(name, repeated, numbers(every)), [function(z, w) for w in every]
+        )
+        assert_same_bits(
+            nm._binary(name, numbers(every), repeated), [function(w, z) for w in every]
+        )
     left = [z for z in every for _ in every]
     right = every * len(every)
     expected = [function(z, w) for z, w in zip(left, right)]
@@ -115,8 +134,9 @@ def annex_g_product(z, w):
     if math.isinf(c) or math.isinf(d):
         c, d, a, b = boxed(c), boxed(d), sign_of_nan(a), sign_of_nan(b)
         again = True
-    if not again and any(map(math.isinf, (z.real * w.real, z.imag * w.imag, z.real * w.imag,
-                                          z.imag * w.real))):
+    if not again and any(
+        map(math.isinf, (z.real * w.real, z.imag * w.imag, z.real * w.imag, z.imag * w.real))
+    ):
         a, b, c, d = map(sign_of_nan, (a, b, c, d))
         again = True
     return complex(INF * (a * c - b * d), INF * (a * d + b * c)) if again else complex(x, y)
@@ -134,10 +154,14 @@ def test_complex_sums_and_differences_work_part_by_part():
     every = complex_specials()
     for z in every:
         right = nm._full((1,), z, True)
-        assert_same_bits(nm._binary("+", numbers(every), right),
-                         [complex(w.real + z.real, w.imag + z.imag) for w in every])
-        assert_same_bits(nm._binary("-", right, numbers(every)),
-                         [complex(z.real - w.real, z.imag - w.imag) for w in every])
+        assert_same_bits(
+            nm._binary("+", numbers(every), right),
+            [complex(w.real + z.real, w.imag + z.imag) for w in every],
+        )
+        assert_same_bits(
+            nm._binary("-", right, numbers(every)),
+            [complex(z.real - w.real, z.imag - w.imag) for w in every],
+        )
 
 
 # --- broadcasting ----------------------------------------------------------------------------
@@ -224,8 +248,9 @@ def test_powers_of_complex_numbers():
     def to(exponent):
         return nm._binary("^", base, nm._full((), exponent, True))
 
-    squares = [complex(z.real * z.real - z.imag * z.imag, z.imag * z.real + z.imag * z.real)
-               for z in every]
+    squares = [
+        complex(z.real * z.real - z.imag * z.imag, z.imag * z.real + z.imag * z.real) for z in every
+    ]
     assert_same_bits(to(2.0), squares)
     root, power = complex_function("csqrt"), complex_function("cpow", 2)
     assert_same_bits(to(0.5), [root(z) for z in every])
@@ -251,7 +276,9 @@ def test_functions_of_real_numbers_are_the_librarys(values):
 
 @pytest.mark.parametrize("name", NAMES)
 def test_functions_of_complex_numbers_are_the_librarys(name):
-    values = complex_specials() + [complex(x / 7, y / 3) for x in range(-9, 9) for y in range(-9, 9)]
+    values = complex_specials() + [
+        complex(x / 7, y / 3) for x in range(-9, 9) for y in range(-9, 9)
+    ]
     function = complex_function("c" + name)
     assert_same_bits(nm._unary(name, numbers(values)), [function(z) for z in values])
 

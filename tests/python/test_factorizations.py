@@ -12,7 +12,18 @@ DTYPES = ["float64", "complex128"]
 
 # 64 by 64 are 4096 elements, from which on the interpreter lock is released.
 ORDERS = [1, 2, 3, 16, 17, 33, 63, 64, 65, 128, 129, 256, 257, 300]
-SHAPES = [(1, 1), (1, 5), (5, 1), (3, 3), (33, 20), (20, 33), (64, 64), (65, 63), (300, 40), (40, 300)]
+SHAPES = [
+    (1, 1),
+    (1, 5),
+    (5, 1),
+    (3, 3),
+    (33, 20),
+    (20, 33),
+    (64, 64),
+    (65, 63),
+    (300, 40),
+    (40, 300),
+]
 
 
 def tensor(array):
@@ -77,7 +88,10 @@ def test_cholesky_leaves_its_argument_alone(dtype):
 
 
 def test_cholesky_reads_the_lower_triangle():
-    assert _numerical.cholesky(tensor([[4.0, 99.0], [2.0, 10.0]])).tolist() == [[2.0, 0.0], [1.0, 3.0]]
+    assert _numerical.cholesky(tensor([[4.0, 99.0], [2.0, 10.0]])).tolist() == [
+        [2.0, 0.0],
+        [1.0, 3.0],
+    ]
 
 
 def test_cholesky_ignores_the_imaginary_part_of_the_diagonal():
@@ -88,8 +102,14 @@ def test_cholesky_ignores_the_imaginary_part_of_the_diagonal():
 @pytest.mark.parametrize("dtype", DTYPES)
 @pytest.mark.parametrize(
     "a",
-    [[[0.0]], [[-1.0]], [[1.0, 0.0], [0.0, -1.0]], [[1.0, 1.0], [1.0, 1.0]], np.zeros((3, 3)),
-     np.diag([1.0] * 99 + [-1.0])],
+    [
+        [[0.0]],
+        [[-1.0]],
+        [[1.0, 0.0], [0.0, -1.0]],
+        [[1.0, 1.0], [1.0, 1.0]],
+        np.zeros((3, 3)),
+        np.diag([1.0] * 99 + [-1.0]),
+    ],
 )
 def test_cholesky_refuses_a_matrix_that_is_not_positive_definite(a, dtype):
     assert error_of(_numerical.cholesky, tensor(np.asarray(a, dtype))) == (
@@ -208,7 +228,10 @@ def test_factorizations_run_beside_each_other():
 
     def work():
         for _ in range(5):
-            got = [_numerical.cholesky(shared).tolist(), *(x.tolist() for x in _numerical.qr(shared))]
+            got = [
+                _numerical.cholesky(shared).tolist(),
+                *(x.tolist() for x in _numerical.qr(shared)),
+            ]
             if got != expected:
                 wrong.append(got)
 

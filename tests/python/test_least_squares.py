@@ -6,7 +6,11 @@ import _numerical
 import numpy as np
 import pytest
 from support import (
-    error_of, lock_is_held_during, lock_is_released_during, numerical_error, output_of,
+    error_of,
+    lock_is_held_during,
+    lock_is_released_during,
+    numerical_error,
+    output_of,
 )
 
 EPS = np.finfo(float).eps
@@ -104,9 +108,13 @@ for dtype in ["float64", "complex128"]:
 
 def test_an_astronomic_extent_beside_a_zero_one_costs_no_time():
     n = 2**61
-    expected = [f"({n}, 0) (0, 0) True 0", *[f"({n}, 0) (0,) (0, 0)"] * 3,
-                f"(0, 0) (0, {n}) True 0", *[f"(0, 0) (0,) (0, {n})"] * 3,
-                f"(0, 0) ({n}, 0) (0, {n})"]
+    expected = [
+        f"({n}, 0) (0, 0) True 0",
+        *[f"({n}, 0) (0,) (0, 0)"] * 3,
+        f"(0, 0) (0, {n}) True 0",
+        *[f"(0, 0) (0,) (0, {n})"] * 3,
+        f"(0, 0) ({n}, 0) (0, {n})",
+    ]
     assert output_of(ASTRONOMIC).splitlines() == expected * 2
 
 

@@ -6,7 +6,16 @@ import pytest
 from hypothesis import given
 from hypothesis import strategies as st
 from support import error_of, numerical_error
-from surface import array_of, as_array, assert_same_bits, bits, complex_quotient, numbers, shapes, tensor
+from surface import (
+    array_of,
+    as_array,
+    assert_same_bits,
+    bits,
+    complex_quotient,
+    numbers,
+    shapes,
+    tensor,
+)
 
 import _numerical as nm
 import numpy as np
@@ -87,7 +96,9 @@ def exact_bits(value):
 def test_sums_follow_the_definition(shape, dtype, data):
     array = array_of(shape, dtype, 4)
     t = tensor(array)
-    assert bits(nm._reduce("sum", t, -1)) == bits(pairwise(array.ravel().tolist())) or not array.size
+    assert (
+        bits(nm._reduce("sum", t, -1)) == bits(pairwise(array.ravel().tolist())) or not array.size
+    )
     if shape and array.size:
         axis = data.draw(st.integers(0, len(shape) - 1))
         assert_same_bits(nm._reduce("sum", t, axis), along(array, axis, pairwise, dtype))
@@ -135,8 +146,9 @@ def test_means_are_quotients_by_the_rules_of_c():
     expected = along(array, 0, lambda x: complex_quotient(pairwise(x), complex(129)), complex)
     assert_same_bits(nm._reduce("mean", t, 0), expected)
     real = tensor(array.real)
-    assert_same_bits(nm._reduce("mean", real, 1),
-                     along(array.real, 1, lambda x: pairwise(x) / 9.0, float))
+    assert_same_bits(
+        nm._reduce("mean", real, 1), along(array.real, 1, lambda x: pairwise(x) / 9.0, float)
+    )
 
 
 def test_sums_and_means_of_nothing():
@@ -161,8 +173,11 @@ def test_extremes_follow_the_definition(shape, name, zeros, data):
     array = array_of(shape, "float64", 4)
     generator = np.random.default_rng(zeros)
     if zeros:  # zeros of both signs among numbers that lose
-        array = np.where(generator.random(shape) < 0.5, np.copysign(0.0, array),
-                         np.abs(array) if name == "min" else -np.abs(array))
+        array = np.where(
+            generator.random(shape) < 0.5,
+            np.copysign(0.0, array),
+            np.abs(array) if name == "min" else -np.abs(array),
+        )
     if zeros == 3 and array.size:
         array.ravel()[generator.integers(array.size)] = PAYLOAD
     if not array.size:

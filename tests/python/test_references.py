@@ -179,8 +179,12 @@ def fail_often(function, arguments, calls):
 
 def assert_balanced(often, function, arguments):
     watched = [None, True, False, m.Tensor, m.error, function, *arguments]
-    watched += [item for thing in arguments if isinstance(thing, Interface)
-                for item in (thing.__array_interface__, *thing.__array_interface__.values())]
+    watched += [
+        item
+        for thing in arguments
+        if isinstance(thing, Interface)
+        for item in (thing.__array_interface__, *thing.__array_interface__.values())
+    ]
     often(function, arguments, CALLS // 100)  # what is made once is made here
     references, blocks, used = counts(watched)
     often(function, arguments, CALLS)

@@ -67,8 +67,11 @@ SUCCESSES = [
     (nm._unary, "abs", VECTOR),
     (nm._unary, "abs", COMPLEX),
     (nm._unary, "exp", COMPLEX),
-    *((nm._reduce, name, MATRIX, axis) for name in ("sum", "mean", "max", "min")
-      for axis in (-1, 0, 1)),
+    *(
+        (nm._reduce, name, MATRIX, axis)
+        for name in ("sum", "mean", "max", "min")
+        for axis in (-1, 0, 1)
+    ),
     (nm._reduce, "sum", COMPLEX, -1),
     (nm._reduce, "mean", COMPLEX, 0),
 ]
@@ -143,22 +146,42 @@ def run(function, arguments, succeeds, calls=CALLS):
 
 def held_objects(arguments):
     items = [item for value in arguments if isinstance(value, (list, tuple)) for item in value]
-    return [*arguments, *items, None, NotImplemented, nm.Tensor, nm.error, ValueError, TypeError,
-            IndexError, OverflowError, MemoryError, KeyError]
+    return [
+        *arguments,
+        *items,
+        None,
+        NotImplemented,
+        nm.Tensor,
+        nm.error,
+        ValueError,
+        TypeError,
+        IndexError,
+        OverflowError,
+        MemoryError,
+        KeyError,
+    ]
 
 
 def case_name(case):
     function, *arguments = case
     shown = ", ".join(
-        f"{value.dtype}{value.shape}" if isinstance(value, nm.Tensor) and value is not BLANK
-        else "blank" if value is BLANK else str(value) for value in arguments)
+        f"{value.dtype}{value.shape}"
+        if isinstance(value, nm.Tensor) and value is not BLANK
+        else "blank"
+        if value is BLANK
+        else str(value)
+        for value in arguments
+    )
     return f"{function.__name__}({shown})"
 
 
-@pytest.mark.parametrize("succeeds, case", [
-    *(pytest.param(True, case, id=case_name(case)) for case in SUCCESSES),
-    *(pytest.param(False, case, id="fails: " + case_name(case)) for case in FAILURES),
-])
+@pytest.mark.parametrize(
+    "succeeds, case",
+    [
+        *(pytest.param(True, case, id=case_name(case)) for case in SUCCESSES),
+        *(pytest.param(False, case, id="fails: " + case_name(case)) for case in FAILURES),
+    ],
+)
 def test_references_and_memory_are_balanced(succeeds, case):
     function, *arguments = case
     run(function, arguments, succeeds, CALLS // 100)  # what is made once is made here

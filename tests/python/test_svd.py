@@ -11,8 +11,19 @@ from support import error_of, lock_is_held_during, lock_is_released_during, nume
 EPS = np.finfo(float).eps
 DTYPES = ["float64", "complex128"]
 METHODS = ["divide_and_conquer", "bidiagonal_qr", "jacobi"]
-SHAPES = [(1, 1), (2, 2), (33, 33), (64, 64), (129, 129), (200, 200), (1, 9), (9, 1), (400, 50),
-          (50, 400), (70, 69)]
+SHAPES = [
+    (1, 1),
+    (2, 2),
+    (33, 33),
+    (64, 64),
+    (129, 129),
+    (200, 200),
+    (1, 9),
+    (9, 1),
+    (400, 50),
+    (50, 400),
+    (70, 69),
+]
 
 
 def tensor(array, dtype=None):
@@ -78,7 +89,9 @@ HARD = {
     "golden ratio": [[1.0, 1.0], [0.0, 1.0]],
     "bidiagonal 34": bidiagonal([1.0] * 34, [1.0] * 33),
     "zero in the middle": bidiagonal([1, 2, 0, 3, 4], [1, 1, 1, 1]),
-    "graded upwards": bidiagonal([10.0**i for i in range(-9, 1)], [10.0**i / 2 for i in range(-9, 0)]),
+    "graded upwards": bidiagonal(
+        [10.0**i for i in range(-9, 1)], [10.0**i / 2 for i in range(-9, 0)]
+    ),
     "near multiple": [[1.0, 1e-9, 0], [1e-9, 1.0, 1e-9], [0, 1e-9, 1.0]],
     "turned hilbert 8": turned(hilbert(8)),
 }
@@ -89,7 +102,9 @@ def exact_values(a):
     with mpmath.workdps(50):
         a = mpmath.matrix(a)
         is_complex = any(isinstance(x, mpmath.mpc) for x in a)
-        values = mpmath.svd_c(a, compute_uv=False) if is_complex else mpmath.svd_r(a, compute_uv=False)
+        values = (
+            mpmath.svd_c(a, compute_uv=False) if is_complex else mpmath.svd_r(a, compute_uv=False)
+        )
         return sorted(values, reverse=True)
 
 
@@ -113,9 +128,13 @@ def test_empty_single_and_zero_matrices(method, dtype):
     u, s, vh = _numerical.svd(_numerical.Tensor([-2.0], (1, 1), dtype), method)
     assert s.tolist() == [2.0]
     assert u.tolist()[0][0] * vh.tolist()[0][0] == -1.0
-    u, s, vh = (np.asarray(part) for part in _numerical.svd(tensor(np.zeros((40, 30), dtype)), method))
+    u, s, vh = (
+        np.asarray(part) for part in _numerical.svd(tensor(np.zeros((40, 30), dtype)), method)
+    )
     assert s.tolist() == [0.0] * 30
-    assert np.array_equal(u.conj().T @ u, np.eye(30)) and np.array_equal(vh @ vh.conj().T, np.eye(30))
+    assert np.array_equal(u.conj().T @ u, np.eye(30)) and np.array_equal(
+        vh @ vh.conj().T, np.eye(30)
+    )
 
 
 @pytest.mark.parametrize("method", METHODS)
@@ -138,7 +157,9 @@ def test_jacobi_takes_exactly_dependent_columns(n):
 def test_messages():
     one = tensor([[1.0]])
     for method in ["", "QR", "Jacobi", "divide_and_conquer "]:
-        assert error_of(_numerical.svd, one, method) == numerical_error(f"unknown method '{method}'")
+        assert error_of(_numerical.svd, one, method) == numerical_error(
+            f"unknown method '{method}'"
+        )
     for shape in [(), (4,), (1, 2, 2)]:
         a = _numerical.Tensor([1.0] * int(np.prod(shape)), shape)
         assert error_of(_numerical.svd, a, "jacobi") == numerical_error(

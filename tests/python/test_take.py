@@ -65,8 +65,18 @@ def test_take_of_rank_0_is_the_bare_number():
 
 @pytest.mark.parametrize(
     "start, step, count",
-    ((2, 1, 2), (1, -1, 3), (-1, 1, 1), (3, 1, 1), (0, 1, -1), (0, 1, 4), (0, 2**62, 5),
-     (1, LARGEST, 3), (0, -LARGEST - 1, 3), (LARGEST, LARGEST, LARGEST)),
+    (
+        (2, 1, 2),
+        (1, -1, 3),
+        (-1, 1, 1),
+        (3, 1, 1),
+        (0, 1, -1),
+        (0, 1, 4),
+        (0, 2**62, 5),
+        (1, LARGEST, 3),
+        (0, -LARGEST - 1, 3),
+        (LARGEST, LARGEST, LARGEST),
+    ),
 )
 def test_take_refuses_ranges_that_leave_their_axis(start, step, count):
     t = numbers([1.0, 2.0, 3.0])

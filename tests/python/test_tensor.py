@@ -78,8 +78,14 @@ def test_an_interrupt_and_missing_memory_are_not_replaced(error):
             return 1
 
     calls = [
-        ([Number()],), ([Number()], None, "complex128"), ([HasNone()], None, "complex128"),
-        (Sequence(),), (Sequence(), (1,)), ([1.0], Sequence()), (Listed(),), ([1.0], Listed()),
+        ([Number()],),
+        ([Number()], None, "complex128"),
+        ([HasNone()], None, "complex128"),
+        (Sequence(),),
+        (Sequence(), (1,)),
+        ([1.0], Sequence()),
+        (Listed(),),
+        ([1.0], Listed()),
     ]
     for arguments in calls:
         with pytest.raises(type(error)) as raised:
@@ -127,7 +133,9 @@ def test_no_memory_of_a_tensor_is_seen_by_the_garbage_collector():
 def test_complex_elements():
     tensor = Tensor([1, 2.5, 3j, True], dtype="complex128")
     assert described(tensor) == ((4,), "complex128", 1, 4, [1 + 0j, 2.5 + 0j, 3j, 1 + 0j])
-    assert all(math.copysign(1, z.imag) == 1 for z in Tensor([1, -0.0], dtype="complex128").tolist())
+    assert all(
+        math.copysign(1, z.imag) == 1 for z in Tensor([1, -0.0], dtype="complex128").tolist()
+    )
 
 
 def test_what_converts_itself_is_a_number():
@@ -202,10 +210,19 @@ def test_data_without_a_length():
     assert error_of(Tensor, 5.0, ()) == UNREADABLE
 
 
-@pytest.mark.parametrize("data, dtype", [
-    ([1j], "float64"), (["1"], "float64"), ([[1, 2]], "float64"), ([None], "float64"),
-    ([10**400], "float64"), (["1j"], "complex128"), ([[1]], "complex128"), ("12", "float64"),
-])
+@pytest.mark.parametrize(
+    "data, dtype",
+    [
+        ([1j], "float64"),
+        (["1"], "float64"),
+        ([[1, 2]], "float64"),
+        ([None], "float64"),
+        ([10**400], "float64"),
+        (["1j"], "complex128"),
+        ([[1]], "complex128"),
+        ("12", "float64"),
+    ],
+)
 def test_elements_that_are_no_numbers(data, dtype):
     assert error_of(Tensor, data, None, dtype) == UNREADABLE
 
@@ -277,9 +294,13 @@ def test_a_dtype_without_utf8_keeps_python_s_error():
 
 def test_arguments_are_parsed_by_name():
     assert error_of(Tensor) == (
-        TypeError, "numerical.Tensor() missing required argument 'data' (pos 1)")
+        TypeError,
+        "numerical.Tensor() missing required argument 'data' (pos 1)",
+    )
     assert error_of(Tensor, [1], (1,), "float64", 4) == (
-        TypeError, "numerical.Tensor() takes at most 3 arguments (4 given)")
+        TypeError,
+        "numerical.Tensor() takes at most 3 arguments (4 given)",
+    )
     kind, text = error_of(Tensor, [1], extent=3)
     assert kind is TypeError and "'extent'" in text
 
@@ -301,7 +322,9 @@ def test_a_tensor_that_builds_itself_while_it_is_built_keeps_the_first_value():
             return 6.0
 
     assert error_of(tensor.__init__, Reentrant([0])) == (
-        TypeError, "numerical.Tensor cannot be re-initialized")
+        TypeError,
+        "numerical.Tensor cannot be re-initialized",
+    )
     assert tensor.tolist() == [5.0]
 
 
@@ -348,9 +371,9 @@ def test_methods_and_properties_say_what_they_do():
 
 DOCS = {
     "__dlpack_device__": "__dlpack_device__() -> (device_type, device_id)\n"
-                         "The DLPack device (always CPU).",
+    "The DLPack device (always CPU).",
     "__dlpack__": "__dlpack__(stream=None) -> PyCapsule\n"
-                  "Export a DLPack capsule sharing this tensor's buffer.",
+    "Export a DLPack capsule sharing this tensor's buffer.",
     "tolist": "tolist() -> list\nThe elements as nested Python lists (a bare scalar when rank-0).",
     "shape": "The size of each axis, as a tuple.",
     "ndim": "The number of axes.",

@@ -9,7 +9,8 @@ import _numerical
 import numpy as np
 import pytest
 from support import (
-    lock_is_held_during, lock_is_released_during,
+    lock_is_held_during,
+    lock_is_released_during,
     not_under_address_sanitizer,
     output_of,
     run_python,
@@ -62,10 +63,14 @@ def test_asarray_releases_the_lock_unless_bytes_are_swapped():
 
 def test_small_work_and_attributes_keep_the_lock():
     a = tensor(np.zeros((300, 300)))
-    for call in [a.tolist, a.__dlpack__, functools.partial(getattr, a, "shape"),
-                 functools.partial(_numerical.Tensor, [1.0] * 5000),
-                 functools.partial(_numerical._negate, a),
-                 functools.partial(_numerical._reduce, "sum", a, -1)]:
+    for call in [
+        a.tolist,
+        a.__dlpack__,
+        functools.partial(getattr, a, "shape"),
+        functools.partial(_numerical.Tensor, [1.0] * 5000),
+        functools.partial(_numerical._negate, a),
+        functools.partial(_numerical._reduce, "sum", a, -1),
+    ]:
         assert lock_is_held_during(call, tries=20)
 
 
