@@ -223,8 +223,8 @@ def asan() -> list[Job]:
     """Of Python's tests the files marked as crossing the boundary; the core's values are for unit's.
 
     Memory comes back into use after 32 MiB more have been freed, not 256, and the sanitizer keeps the
-    four innermost callers of an allocation, not thirty: stacks of small matrices, which allocate much,
-    take three quarters of the time. Of the kinds of matrices a third is tried at each size.
+    four innermost callers of an allocation, not thirty: both are felt where small matrices allocate
+    much. Of the kinds of matrices a third is tried at each size.
     """
     always = "allocator_may_return_null=1:quarantine_size_mb=32:malloc_context_size=4"
     options = {"ASAN_OPTIONS": always, "NUMERICAL_TEST_SAMPLE": "1"}
