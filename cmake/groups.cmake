@@ -2,9 +2,9 @@
 # same headers parsed and the same templates of the standard library compiled. No two sources of a
 # folder may therefore give one name to different things, unnamed namespaces included.
 #
-# The library and the module are built so where the environment or the configuration says
-# NUMERICAL_GROUPED=ON, for a build from nothing; who works on a source compiles it alone.
-option(NUMERICAL_GROUPED "Compile the core and the module by groups of sources" $ENV{NUMERICAL_GROUPED})
+# The library and the module are built so unless the configuration says NUMERICAL_GROUPED=OFF, as the
+# presets do that look at each source by itself.
+option(NUMERICAL_GROUPED "Compile the core and the module by groups of sources" ON)
 
 # By itself stays what others replace when they link: the topology by programs of the tests, the choice
 # of the path by the emulated build; and what is compiled with flags of its own, or its portable twin.

@@ -75,7 +75,7 @@ def build(name):
     commands = [
         ["cmake", "-S", support.ROOT, "-B", folder, "-G", "Ninja", f"-DCMAKE_CXX_COMPILER={compiler}",
          "-DCMAKE_BUILD_TYPE=Release", f"-DCMAKE_CXX_FLAGS_RELEASE={flags}", "-DNUMERICAL_TESTS=OFF",
-         "-DNUMERICAL_BENCHMARKS=OFF"],
+         "-DNUMERICAL_BENCHMARKS=OFF", "-DNUMERICAL_GROUPED=OFF"],
         ["cmake", "--build", folder, "--target", "_numerical"],
     ]  # fmt: skip
     return all(

@@ -393,7 +393,7 @@ PyObject* with_strides(const binding::call_arguments& call)
     return by_type(a, [&](const auto& x) {
         if (strides.size() != shape.size() || !stays_inside(shape, strides, first, x.data.size()))
             fail(PyExc_IndexError, "with_strides: the strides leave the tensor");
-        const std::size_t count = product(shape.begin(), shape.end());
+        const std::size_t count = detail::element_count(shape);
         return wrap(
             unlocked(count, [&] { return strided(x.data.data() + first, shape, strides); }));
     });
