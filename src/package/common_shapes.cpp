@@ -181,8 +181,8 @@ PyObject* arange(arguments given)
     const double count = (stop - start) / step;
     if (!std::isfinite(step) || !(std::fabs(count) < most_elements))
         return nullptr;
-    const std::size_t most = count > 0 ? static_cast<std::size_t>(count) + 1 : 0;
-    return wrap(unlocked(most, [&] { return numerical::arange(start, stop, step); }));
+    const auto elements = static_cast<std::size_t>(std::ceil(std::max(count, 0.0)));
+    return wrap(unlocked(elements, [&] { return numerical::arange(start, stop, step); }));
 }
 
 PyObject* eye(arguments given)

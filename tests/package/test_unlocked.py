@@ -16,7 +16,7 @@ def lets_another_thread_in(call, tries):
     """Whether another thread, which waits for the interpreter lock, gets it inside the call.
 
     The interpreter hands the lock over by itself after the switch interval alone, which is so long
-    that it never does.
+    that it never does. Of the thread neither, which therefore runs on to the gate when it starts.
     """
     gate = threading.Lock()
     gate.acquire()
@@ -27,10 +27,10 @@ def lets_another_thread_in(call, tries):
             entered.append(None)
 
     thread = threading.Thread(target=enter)
-    thread.start()
     interval = sys.getswitchinterval()
     sys.setswitchinterval(3600)
     try:
+        thread.start()
         gate.release()
         for _ in range(tries):
             call()
