@@ -33,7 +33,7 @@ struct cast_error : std::runtime_error
 using error_source = PyObject* (*)();
 
 // Inside a handler: makes the exception in flight Python's. std::bad_alloc becomes MemoryError,
-// another std::exception `err` with its text, anything else `error` with "internal error"; after
+// another std::exception `err` with its text, anything else `err` with "internal error"; after
 // error_already_set the pending error is kept. Always returns null.
 PyObject* set_cpp_error(PyObject* err);
 

@@ -1,6 +1,7 @@
 #include "numerical/elementwise/masks.hpp"
 
 #include "numerical/gemm/path.hpp"
+#include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/broadcast.hpp"
 
@@ -33,7 +34,7 @@ truths answers_to(number_question question, const tensor<std::complex<double>>& 
     const bool both =
         question == number_question::is_finite || question == number_question::is_zero;
     const auto kernel = detail::truths_in_force().questions[static_cast<int>(question)];
-    const auto* parts = reinterpret_cast<const double*>(a.data.data());
+    const auto* parts = detail::as_doubles(a.data.data());
     std::vector<std::uint8_t> data = detail::uninitialized<std::uint8_t>(a.data.size());
     std::array<std::uint8_t, 2 * block> of_parts;
     for (std::size_t first = 0; first < data.size(); first += block) {

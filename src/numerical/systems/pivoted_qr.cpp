@@ -1,5 +1,6 @@
 #include "numerical/systems/pivoted_qr.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/kernels/gemv.hpp"
@@ -130,7 +131,7 @@ void column_pivoting<T>::extend_f(std::size_t first, std::size_t j)
             f(from + k, t) = T(2) * products[k];
     };
     constexpr std::size_t cost = sizeof(T) / sizeof(double);
-    parallel_for((rest + group - 1) / group, cost * group * (m - j) / 2, extend_rows);
+    parallel_for(ceil_div(rest, group), cost * group * (m - j) / 2, extend_rows);
 }
 
 // Row j of R right of the diagonal, and what it leaves of the norms below.

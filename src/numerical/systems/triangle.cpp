@@ -64,7 +64,7 @@ void subtract_dots(int path, block_view<const double> a, const double* b, double
         for (std::size_t i = 0; i < count; ++i)
             c[from + i] -= dots[i];
     };
-    parallel_for((a.rows + group - 1) / group, group * a.cols / 2, subtract_rows);
+    parallel_for(ceil_div(a.rows, group), group * a.cols / 2, subtract_rows);
 }
 
 double row_dot(int path, const double* a, const double* b, std::size_t n)
