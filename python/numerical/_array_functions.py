@@ -2,7 +2,7 @@
 
 np.linalg.solve(t, b), np.sum(t) and their like run the function of this package that has the same
 name; what it lacks, a parameter or the function as a whole, is NumPy's on views of the buffers.
-Where NumPy has arrays of ints or truths, for which there is no Tensor, the result is NumPy's: code
+Where NumPy has arrays of ints or booleans, for which there is no Tensor, the result is NumPy's: code
 written for NumPy counts with it, assigns to it and asks it for its dtype.
 """
 

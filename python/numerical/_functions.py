@@ -56,7 +56,7 @@ maximum = native.maximum
 minimum = native.minimum
 absolute, conjugate = abs, conj
 
-# --- truths ---------------------------------------------------------------------------------------
+# --- booleans -------------------------------------------------------------------------------------
 equal = native.equal
 not_equal = native.not_equal
 less = native.less

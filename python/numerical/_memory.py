@@ -104,7 +104,7 @@ STRING_LIMIT = 2**31  # ctypes.string_at takes the length as a C int and wraps l
 
 
 def bytes_held(tensor):
-    """The object and its elements, which a mask keeps as truths until its numbers are asked for."""
+    """The object and its elements, which a mask keeps as booleans until its numbers are needed."""
     return object.__sizeof__(tensor) + native.bytes_held(tensor)
 
 

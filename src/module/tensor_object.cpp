@@ -3,7 +3,7 @@
 #include "binding/caster.hpp"
 #include "binding/class.hpp"
 #include "binding/owned_ref.hpp"
-#include "module/kept_truths.hpp"
+#include "module/kept_booleans.hpp"
 
 #include <complex>
 #include <new>
@@ -247,13 +247,13 @@ template PyObject* wrap_new(shape_list&&, element_store<complex>&&);
 
 const shape_list& shape_of(PyObject* tensor)
 {
-    const truths* kept = truths_in(tensor);
+    const booleans* kept = booleans_in(tensor);
     return kept != nullptr ? kept->shape : shape_of(binding::class_unwrap<any_tensor>(tensor));
 }
 
 bool is_complex(PyObject* tensor)
 {
-    return truths_in(tensor) == nullptr && binding::class_unwrap<any_tensor>(tensor).index() == 1;
+    return booleans_in(tensor) == nullptr && binding::class_unwrap<any_tensor>(tensor).index() == 1;
 }
 
 PyObject* shape_tuple(const shape_list& shape)

@@ -53,7 +53,7 @@ inline const shape_list& shape_of(const any_tensor& value)
     return std::visit([](const auto& a) -> const shape_list& { return a.shape; }, value);
 }
 
-// The shape of a Tensor, for which truths needn't become numbers; TypeError "uninitialized
+// The shape of a Tensor, without making numbers of its booleans; TypeError "uninitialized
 // numerical.Tensor".
 const shape_list& shape_of(PyObject* tensor);
 

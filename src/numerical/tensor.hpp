@@ -49,9 +49,9 @@ using any_tensor = std::variant<tensor<double>, tensor<std::complex<double>>>;
 // counted with and taken as indices, and no arithmetic of the engine is for them.
 using positions = tensor<std::ptrdiff_t>;
 
-// Truth values, each a byte of 1 or 0, as comparisons give them. Where arithmetic is done with them
-// they become a float64 tensor of ones and zeros (elementwise/truths.hpp).
-using truths = tensor<std::uint8_t>;
+// Boolean values, each a byte of 1 or 0, as comparisons give them. Where arithmetic is done with
+// them they become a float64 tensor of ones and zeros (elementwise/booleans.hpp).
+using booleans = tensor<std::uint8_t>;
 
 // The n × n identity.
 template <class T>

@@ -150,13 +150,13 @@ private:
 
     void append_leaf(PyObject* item)
     {
-        const bool truth = is_bool(item);
-        if (!truth && PyIndex_Check(item) == 0)
+        const bool boolean = is_bool(item);
+        if (!boolean && PyIndex_Check(item) == 0)
             refuse_key("a list of " + binding::py_type_name(item));
-        if (bools.value_or(truth) != truth)
+        if (bools.value_or(boolean) != boolean)
             fail(PyExc_IndexError, "a list in an index holds either ints or bools, not both");
-        bools = truth;
-        array.numbers.push_back(truth ? (flag_parameter(item) ? 1 : 0) : integer_of(item));
+        bools = boolean;
+        array.numbers.push_back(boolean ? (flag_parameter(item) ? 1 : 0) : integer_of(item));
     }
 };
 
@@ -165,8 +165,9 @@ read_array from_list(PyObject* list)
     read_array array = std::move(list_reader(list).array);
     if (!array.is_mask)
         return array;
-    return from_mask(truths(std::move(array.shape),
-                            std::vector<std::uint8_t>(array.numbers.begin(), array.numbers.end())));
+    return from_mask(
+        booleans(std::move(array.shape),
+                 std::vector<std::uint8_t>(array.numbers.begin(), array.numbers.end())));
 }
 
 void append_values(const any_tensor& values, read_array& into)
@@ -180,7 +181,7 @@ void append_values(const any_tensor& values, read_array& into)
 
 read_array from_tensor(PyObject* object)
 {
-    const std::optional<truth_operand> mask = mask_of(object);
+    const std::optional<boolean_operand> mask = mask_of(object);
     if (!mask || (*mask)->shape.empty())
         fail(PyExc_IndexError, "a tensor in an index is a mask of zeros and ones, as a comparison"
                                " gives; name positions by a list or an array of ints");

@@ -1,8 +1,9 @@
 #pragma once
 
-// Arguments as truths. A Tensor that keeps truths lends them; of all others they are made.
+// Arguments as booleans. A Tensor that keeps booleans lends them; for any other object they are
+// computed.
 
-#include "module/kept_truths.hpp"
+#include "module/kept_booleans.hpp"
 #include "package/operand.hpp"
 
 #include <optional>
@@ -10,33 +11,33 @@
 
 namespace numerical::package {
 
-using boundary::truths_in;
-using boundary::wrap; // of truths too
+using boundary::booleans_in;
+using boundary::wrap; // of booleans too
 
-// Truths that are another's or its own.
-class truth_operand
+// Booleans, borrowed or owned.
+class boolean_operand
 {
 public:
-    explicit truth_operand(const truths& lent) : another(&lent) {}
+    explicit boolean_operand(const booleans& lent) : another(&lent) {}
 
-    explicit truth_operand(truths&& made) : own(std::move(made)) {}
+    explicit boolean_operand(booleans&& made) : own(std::move(made)) {}
 
-    const truths& operator*() const { return another != nullptr ? *another : *own; }
+    const booleans& operator*() const { return another != nullptr ? *another : *own; }
 
-    const truths* operator->() const { return &**this; }
+    const booleans* operator->() const { return &**this; }
 
 private:
-    const truths* another = nullptr;
-    std::optional<truths> own;
+    const booleans* another = nullptr;
+    std::optional<booleans> own;
 };
 
-// True where an element isn't zero, for any operand.
-truth_operand truths_of(PyObject* object);
+// True where an element isn't zero; for any operand.
+boolean_operand booleans_of(PyObject* object);
 
-// The mask that an operand of zeros and ones is; nothing for any other.
-std::optional<truth_operand> mask_of(PyObject* object);
+// The booleans of an operand of zeros and ones; nothing for any other object.
+std::optional<boolean_operand> mask_of(PyObject* object);
 
-// A new Tensor of the truths, or Python's bool where they have rank 0.
-PyObject* truth_or_mask(truths&& mask);
+// A new Tensor of the booleans, or Python's bool if they have rank 0.
+PyObject* boolean_or_mask(booleans&& mask);
 
 } // namespace numerical::package

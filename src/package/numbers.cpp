@@ -49,11 +49,11 @@ PyObject* comparison_call(const char* name, comparison by, const binding::call_a
     promote(a, b);
     return by_type(a, [&]<class T>(const tensor<T>& x) {
         const tensor<T>& y = b.as<T>();
-        return truth_or_mask(unlocked(touched(x, y), [&] { return compare(by, x, y); }));
+        return boolean_or_mask(unlocked(touched(x, y), [&] { return compare(by, x, y); }));
     });
 }
 
-// f(a, b) of two real tensors, for functions that have no meaning for complex numbers.
+// f(a, b) of two real tensors, for functions that aren't defined for complex numbers.
 template <class F>
 PyObject* real_call(const char* name, const binding::call_arguments& call, const F& f)
 {
@@ -79,22 +79,23 @@ PyObject* extreme_call(const char* name, pair_function by, const binding::call_a
     return wrap(unlocked(touched(x, y), [&] { return pair_by(by, x, y); }));
 }
 
-PyObject* logical_call(const char* name, truth_operation by, const binding::call_arguments& call)
+PyObject* logical_call(const char* name, boolean_operation by, const binding::call_arguments& call)
 {
     const auto [left, right] = pair_signature(name).bind(call);
-    const truth_operand a = truths_of(left);
-    const truth_operand b = truths_of(right);
-    return truth_or_mask(unlocked(touched(*a, *b), [&] { return combined(by, *a, *b); }));
+    const boolean_operand a = booleans_of(left);
+    const boolean_operand b = booleans_of(right);
+    return boolean_or_mask(unlocked(touched(*a, *b), [&] { return combined(by, *a, *b); }));
 }
 
-PyObject* question_call(const char* name, number_question question,
-                        const binding::call_arguments& call)
+PyObject* predicate_call(const char* name, number_predicate predicate,
+                         const binding::call_arguments& call)
 {
     const auto [given] = unary_signature{name, {"a"}}.bind(call);
     const operand a(given);
     return std::visit(
         [&](const auto& x) {
-            return truth_or_mask(unlocked(x.data.size(), [&] { return answers_to(question, x); }));
+            return boolean_or_mask(
+                unlocked(x.data.size(), [&] { return evaluated(predicate, x); }));
         },
         a.value());
 }
@@ -123,8 +124,8 @@ tensor<complex> rounded(const tensor<complex>& a)
     return tensor<complex>(a.shape, std::move(data));
 }
 
-// To decimals: scaled by a power of ten, rounded and scaled back. A number whose scaled value
-// overflows has no decimals to round, and is unchanged.
+// Rounds to decimals: scales by a power of ten, rounds and scales back. A number whose scaled value
+// overflows has no decimals, and is unchanged.
 template <class T>
 tensor<T> rounded_to(const tensor<T>& a, std::ptrdiff_t decimals)
 {
@@ -142,7 +143,8 @@ tensor<double> sign_of(const tensor<double>& a)
     return number_by(number_function::sign, a);
 }
 
-// By parts scaled into range first: |z| would overflow for the largest and lose the smallest.
+// z/|z| from parts that are scaled beforehand: |z| overflows for the largest numbers and is
+// inaccurate for the smallest.
 complex sign_of_number(const complex& z)
 {
     if (z == 0.0 || z != z)
@@ -168,7 +170,7 @@ tensor<complex> sign_of(const tensor<complex>& a)
 }
 
 template <class T>
-truths closeness_mask(const tensor<T>& a, const tensor<T>& b, const closeness& close)
+booleans closeness_mask(const tensor<T>& a, const tensor<T>& b, const closeness& close)
 {
     using detail::row_form;
     return detail::broadcast_rows<std::uint8_t>(
@@ -233,24 +235,24 @@ PyObject* minimum(const binding::call_arguments& call)
 
 PyObject* logical_and(const binding::call_arguments& call)
 {
-    return logical_call("logical_and", truth_operation::logical_and, call);
+    return logical_call("logical_and", boolean_operation::logical_and, call);
 }
 
 PyObject* logical_or(const binding::call_arguments& call)
 {
-    return logical_call("logical_or", truth_operation::logical_or, call);
+    return logical_call("logical_or", boolean_operation::logical_or, call);
 }
 
 PyObject* logical_xor(const binding::call_arguments& call)
 {
-    return logical_call("logical_xor", truth_operation::logical_xor, call);
+    return logical_call("logical_xor", boolean_operation::logical_xor, call);
 }
 
 PyObject* logical_not(const binding::call_arguments& call)
 {
     const auto [given] = unary_signature{"logical_not", {"a"}}.bind(call);
-    const truth_operand a = truths_of(given);
-    return truth_or_mask(unlocked(a->data.size(), [&] { return negated(*a); }));
+    const boolean_operand a = booleans_of(given);
+    return boolean_or_mask(unlocked(a->data.size(), [&] { return negated(*a); }));
 }
 
 PyObject* signbit(const binding::call_arguments& call)
@@ -260,8 +262,8 @@ PyObject* signbit(const binding::call_arguments& call)
     if (a.is_complex())
         fail(PyExc_TypeError, "signbit takes a float64 tensor, not complex128");
     const auto& x = a.as<double>();
-    return truth_or_mask(
-        unlocked(x.data.size(), [&] { return answers_to(number_question::has_sign, x); }));
+    return boolean_or_mask(
+        unlocked(x.data.size(), [&] { return evaluated(number_predicate::has_sign, x); }));
 }
 
 PyObject* copysign(const binding::call_arguments& call)
@@ -290,17 +292,17 @@ PyObject* remainder(const binding::call_arguments& call)
 
 PyObject* isnan(const binding::call_arguments& call)
 {
-    return question_call("isnan", number_question::is_nan, call);
+    return predicate_call("isnan", number_predicate::is_nan, call);
 }
 
 PyObject* isinf(const binding::call_arguments& call)
 {
-    return question_call("isinf", number_question::is_infinite, call);
+    return predicate_call("isinf", number_predicate::is_infinite, call);
 }
 
 PyObject* isfinite(const binding::call_arguments& call)
 {
-    return question_call("isfinite", number_question::is_finite, call);
+    return predicate_call("isfinite", number_predicate::is_finite, call);
 }
 
 PyObject* isclose(const binding::call_arguments& call)
@@ -313,7 +315,8 @@ PyObject* isclose(const binding::call_arguments& call)
     operand a(left);
     operand b(right);
     return by_type(a, b, [&](const auto& x, const auto& y) {
-        return truth_or_mask(unlocked(touched(x, y), [&] { return closeness_mask(x, y, close); }));
+        return boolean_or_mask(
+            unlocked(touched(x, y), [&] { return closeness_mask(x, y, close); }));
     });
 }
 
@@ -384,7 +387,7 @@ PyObject* where(const binding::call_arguments& call)
         fail(PyExc_ValueError, "where takes a mask alone, or both a and b");
     if (left == nullptr)
         return places_of_true(mask, "where");
-    const truth_operand chooser = truths_of(mask);
+    const boolean_operand chooser = booleans_of(mask);
     operand a(left);
     operand b(right);
     return by_type(a, b, [&](const auto& x, const auto& y) {

@@ -1,8 +1,8 @@
 #pragma once
 
-// Functions that compare, test, round and choose, element by element with broadcasting. Truth
-// values are masks, float64 tensors of ones and zeros; for operands of rank 0 Python's bool, for
-// use in conditions.
+// Functions that compare, test, round and choose, element by element with broadcasting. Comparisons
+// and predicates give masks, float64 tensors of ones and zeros; for operands of rank 0 they give
+// Python's bool, for use in conditions.
 
 #include "binding/fastcall.hpp"
 #include "package/operand.hpp"

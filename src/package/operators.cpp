@@ -124,7 +124,7 @@ PyObject* product_slot(PyObject* left, PyObject* right)
     });
 }
 
-// Of other numbers than truths & would be something else.
+// & is defined for masks only: of other numbers it would mean their bits.
 [[noreturn]] void refuse_as_masks()
 {
     binding::fail(PyExc_TypeError,
@@ -132,18 +132,18 @@ PyObject* product_slot(PyObject* left, PyObject* right)
                   " logical_and and its like take all numbers");
 }
 
-template <truth_operation operation>
+template <boolean_operation operation>
 PyObject* mask_slot(PyObject* left, PyObject* right)
 {
     return binding::translated(marlinth_module_error, [&] {
         if (!are_operands(left, right))
             return not_implemented();
-        const std::optional<truth_operand> a = mask_of(left);
-        const std::optional<truth_operand> b = mask_of(right);
+        const std::optional<boolean_operand> a = mask_of(left);
+        const std::optional<boolean_operand> b = mask_of(right);
         if (!a || !b)
             refuse_as_masks();
-        const truths& x = **a;
-        const truths& y = **b;
+        const booleans& x = **a;
+        const booleans& y = **b;
         return wrap(unlocked(touched(x, y), [&] { return combined(operation, x, y); }));
     });
 }
@@ -151,10 +151,10 @@ PyObject* mask_slot(PyObject* left, PyObject* right)
 PyObject* invert_slot(PyObject* self)
 {
     return binding::translated(marlinth_module_error, [&] {
-        const std::optional<truth_operand> a = mask_of(self);
+        const std::optional<boolean_operand> a = mask_of(self);
         if (!a)
             refuse_as_masks();
-        const truths& x = **a;
+        const booleans& x = **a;
         return wrap(unlocked(x.data.size(), [&] { return negated(x); }));
     });
 }
@@ -225,7 +225,7 @@ PyObject* comparison_slot(PyObject* left, PyObject* right, int code)
                 if (is_order(*by))
                     binding::fail(PyExc_TypeError,
                                   "complex128 has no order: compare real parts or moduli");
-            return truth_or_mask(unlocked(touched(a, b), [&] { return compare(*by, a, b); }));
+            return boolean_or_mask(unlocked(touched(a, b), [&] { return compare(*by, a, b); }));
         });
     });
 }
@@ -245,9 +245,9 @@ void add_operator_slots(std::vector<PyType_Slot>& slots)
     slots.push_back(slot(Py_nb_remainder, floor_slot<remainders>));
     slots.push_back(slot(Py_nb_power, power_slot));
     slots.push_back(slot(Py_nb_matrix_multiply, product_slot));
-    slots.push_back(slot(Py_nb_and, mask_slot<truth_operation::logical_and>));
-    slots.push_back(slot(Py_nb_or, mask_slot<truth_operation::logical_or>));
-    slots.push_back(slot(Py_nb_xor, mask_slot<truth_operation::logical_xor>));
+    slots.push_back(slot(Py_nb_and, mask_slot<boolean_operation::logical_and>));
+    slots.push_back(slot(Py_nb_or, mask_slot<boolean_operation::logical_or>));
+    slots.push_back(slot(Py_nb_xor, mask_slot<boolean_operation::logical_xor>));
     slots.push_back(slot(Py_nb_invert, invert_slot));
     slots.push_back(slot(Py_nb_negative, negative_slot));
     slots.push_back(slot(Py_nb_positive, positive_slot));

@@ -232,7 +232,7 @@ PyObject* places_of_true(PyObject* given, const char* function)
                      " of a mask alone takes a tensor with an axis, not one of rank 0");
         return tuple_of(unlocked(a.data.size(), [&] { return true_places(a); }));
     };
-    if (const truths* kept = truths_in(given))
+    if (const booleans* kept = booleans_in(given))
         return places_of(*kept);
     const operand a(given);
     return std::visit(places_of, a.value());

@@ -1,9 +1,9 @@
 #include "package/reductions.hpp"
 
+#include "numerical/elementwise/booleans.hpp"
 #include "numerical/elementwise/reductions.hpp"
 #include "numerical/elementwise/scans.hpp"
 #include "numerical/elementwise/squares.hpp"
-#include "numerical/elementwise/truths.hpp"
 #include "numerical/elementwise/variance.hpp"
 #include "numerical/short_list.hpp"
 #include "numerical/storage.hpp"
@@ -126,18 +126,19 @@ auto walked(const tensor<T>& a, const shape_list& axes, const F& f)
     });
 }
 
-// The same of truths, along adjacent axes.
+// The same for booleans, along adjacent axes.
 template <class F>
-auto walked(const truths& a, const shape_list& axes, const F& f)
+auto walked(const booleans& a, const shape_list& axes, const F& f)
 {
     return unlocked(a.data.size(), [&] { return f(a.data.data(), walk_over(a.shape, axes)); });
 }
 
-// f(x, axes) of the truths that a Tensor keeps, if the axes are adjacent, else of its numbers.
+// f(x, axes) for the booleans that a Tensor keeps if the axes are adjacent, otherwise for its
+// numbers.
 template <class F>
 PyObject* by_kept_type(PyObject* given, PyObject* axis, const F& f)
 {
-    if (const truths* kept = truths_in(given)) {
+    if (const booleans* kept = booleans_in(given)) {
         reduced_axes axes = axes_of(axis, kept->shape);
         if (are_adjacent(axes.axes))
             return f(*kept, std::move(axes));
@@ -173,7 +174,7 @@ PyObject* reduced_or_counted(const binding::signature<4>& signature,
                              const binding::call_arguments& call, const F& f)
 {
     const auto [given, axis, dtype, keep] = signature.bind(call);
-    const truths* kept = is_absent(dtype) ? truths_in(given) : nullptr;
+    const booleans* kept = is_absent(dtype) ? booleans_in(given) : nullptr;
     if (kept == nullptr)
         return reduced(signature, call, f);
     reduced_axes axes = axes_of(axis, kept->shape);
@@ -229,46 +230,46 @@ PyObject* spread(const spread_signature& signature, const binding::call_argument
     });
 }
 
-// --- truths --------------------------------------------------------------------------------------
-PyObject* truth_call(const char* function, const binding::call_arguments& call,
-                     detail::truth_question question)
+// --- booleans ------------------------------------------------------------------------------------
+PyObject* boolean_call(const char* function, const binding::call_arguments& call,
+                       detail::boolean_reduction reduction)
 {
     const auto [given, axis, keep] = signature_of(function).bind(call);
     const bool keepdims = flag_parameter(keep);
     return by_kept_type(given, axis, [&](const auto& x, reduced_axes&& axes) {
-        auto answers = walked(x, axes.axes, [question](const auto* data, const walk_shape& walk) {
-            return detail::truths_along(question, data, walk);
+        auto reduced = walked(x, axes.axes, [reduction](const auto* data, const walk_shape& walk) {
+            return detail::booleans_along(reduction, data, walk);
         });
-        return truth_or_mask(
-            truths(std::move(keepdims ? axes.kept_dims : axes.kept), std::move(answers)));
+        return boolean_or_mask(
+            booleans(std::move(keepdims ? axes.kept_dims : axes.kept), std::move(reduced)));
     });
 }
 
-// f(data, count) of all elements of a Tensor, in a call f(a) without more arguments; null for all
-// other calls and for complex128.
+// f(data, count) for all elements of a Tensor, if it is the only argument of the call and not
+// complex128; null otherwise.
 template <class F>
 PyObject* of_whole(const binding::call_arguments& call, const F& f)
 {
     if (call.count != 1 || call.names != nullptr || !is_tensor(call.given[0]))
         return nullptr;
     const auto result = [&](const auto& a) { return f(a.data.data(), a.data.size()); };
-    if (const truths* kept = truths_in(call.given[0]))
+    if (const booleans* kept = booleans_in(call.given[0]))
         return result(*kept);
     const auto* numbers = std::get_if<tensor<double>>(&value_of(call.given[0]));
     return numbers != nullptr ? result(*numbers) : nullptr;
 }
 
-PyObject* answer(const char* function, const binding::call_arguments& call,
-                 detail::truth_question question)
+PyObject* any_or_all(const char* function, const binding::call_arguments& call,
+                     detail::boolean_reduction reduction)
 {
-    const auto of_elements = [question](const auto* data, std::size_t count) {
-        const auto answers = unlocked(count, [&] {
-            return detail::truths_along(question, data, {1, count, 1});
+    const auto of_elements = [reduction](const auto* data, std::size_t count) {
+        const auto reduced = unlocked(count, [&] {
+            return detail::booleans_along(reduction, data, {1, count, 1});
         });
-        return PyBool_FromLong(answers[0]);
+        return PyBool_FromLong(reduced[0]);
     };
     PyObject* whole = of_whole(call, of_elements);
-    return whole != nullptr ? whole : truth_call(function, call, question);
+    return whole != nullptr ? whole : boolean_call(function, call, reduction);
 }
 
 // --- running sums and products -------------------------------------------------------------------
@@ -337,12 +338,12 @@ PyObject* cumprod(const binding::call_arguments& call)
 
 PyObject* any(const binding::call_arguments& call)
 {
-    return answer("any", call, detail::truth_question::any);
+    return any_or_all("any", call, detail::boolean_reduction::any);
 }
 
 PyObject* all(const binding::call_arguments& call)
 {
-    return answer("all", call, detail::truth_question::all);
+    return any_or_all("all", call, detail::boolean_reduction::all);
 }
 
 PyObject* count_nonzero(const binding::call_arguments& call)

@@ -1,6 +1,6 @@
 #pragma once
 
-// Sums, means, products, extremes, variances and truths over all elements, one axis or several.
+// Sums, means, products, extremes, variances, any and all over all elements, one axis or several.
 // Sums are pairwise along the reduced axes in their row-major order (elementwise/reductions.hpp).
 // The result is a Python number where no axis is left, unless keepdims.
 
@@ -26,8 +26,8 @@ PyObject* std(const binding::call_arguments& call); // its square root
 // euclidean_norm(a, axis=None, *, keepdims=False): without overflow or underflow on the way.
 PyObject* euclidean_norm(const binding::call_arguments& call);
 
-// any(a, axis=None, *, keepdims=False) and all: masks of what isn't zero, Python's bool where no
-// axis is left. count_nonzero: an int, or Positions of the counts.
+// any(a, axis=None, *, keepdims=False) and all: masks, or Python's bool if no axis is left.
+// count_nonzero: an int, or Positions of the counts.
 PyObject* any(const binding::call_arguments& call);
 PyObject* all(const binding::call_arguments& call);
 PyObject* count_nonzero(const binding::call_arguments& call);

@@ -252,7 +252,7 @@ places_on_axis read_places_on_axis(PyObject* key, std::size_t rank)
 }
 
 // A mask of the tensor's own shape; nothing for any other key.
-std::optional<truth_operand> whole_mask(PyObject* key, const shape_list& shape)
+std::optional<boolean_operand> whole_mask(PyObject* key, const shape_list& shape)
 {
     if (!is_tensor(key) || shape.empty() || boundary::shape_of(key) != shape)
         return std::nullopt;
@@ -346,7 +346,7 @@ PyObject* item_of(const tensor<T>& a, PyObject* key)
     if (const auto [places, axis] = read_places_on_axis(key, a.shape.size());
         places != nullptr && !a.shape.empty())
         return at_places(a, axis, *places);
-    if (const std::optional<truth_operand> mask = whole_mask(key, a.shape))
+    if (const std::optional<boolean_operand> mask = whole_mask(key, a.shape))
         return wrap(unlocked(a.data.size(),
                              [&] { return gather_masked(a, **mask, count_of_true(**mask)); }));
     if (const std::optional<positions> places = int64_array(key); places && !a.shape.empty())

@@ -1,7 +1,7 @@
 #include "package/table.hpp"
 
 #include "binding/class.hpp"
-#include "module/kept_truths.hpp"
+#include "module/kept_booleans.hpp"
 #include "package/elementwise.hpp"
 #include "package/operators.hpp"
 #include "package/positions.hpp"
@@ -112,8 +112,8 @@ std::span<PyMethodDef> connection_table()
                           "two dtypes."),
         function<bytes_held>("bytes_held",
                              "bytes_held(tensor)\n--\n\n"
-                             "Bytes that are kept for the elements: those of a mask as\n"
-                             "truths, as numbers once they were asked for, or both."),
+                             "Bytes that are kept for the elements, of a mask for its\n"
+                             "booleans, its numbers once they were needed, or both."),
         function<shortcut>("shortcut", "shortcut(function)\n--\n\n"
                                        "The native function that takes its calls, does the common\n"
                                        "ones and hands it the others."),

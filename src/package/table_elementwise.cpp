@@ -1,6 +1,6 @@
 #include "package/docs_arithmetic.hpp"
+#include "package/docs_booleans.hpp"
 #include "package/docs_elementary.hpp"
-#include "package/docs_truths.hpp"
 #include "package/elementary.hpp"
 #include "package/elementwise.hpp"
 #include "package/numbers.hpp"

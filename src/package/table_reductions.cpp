@@ -1,6 +1,6 @@
+#include "package/docs_booleans.hpp"
 #include "package/docs_ordering.hpp"
 #include "package/docs_reductions.hpp"
-#include "package/docs_truths.hpp"
 #include "package/elementwise.hpp"
 #include "package/ordering.hpp"
 #include "package/reductions.hpp"

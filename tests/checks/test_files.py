@@ -27,7 +27,7 @@ HELD_BY = {
     " numerical/eigen/lower_triangle numerical/eigen/tridiagonal_basis",
     "unit/einsum/general_loop_test": "numerical/einsum/outer_product",
     "unit/elementwise/numbers_test": "numerical/elementwise/places numerical/elementwise/scans"
-    " numerical/elementwise/sorting numerical/elementwise/truths",
+    " numerical/elementwise/sorting numerical/elementwise/booleans",
     "unit/elementwise/squares_test": "numerical/elementwise/variance",
     "unit/factor/lu_test": "numerical/factor/lu_panel",
     "unit/factor/qr_panel_test": "numerical/gemm/kernels/reflect_panel",
@@ -88,7 +88,7 @@ HELD_BY = {
     "package/test_hermitian": "package/hermitian_pairs",
     "package/test_linalg": "package/decompositions package/least_squares package/matrices"
     " package/products package/right_sides package/systems",
-    "package/test_masks": "module/kept_truths",
+    "package/test_masks": "module/kept_booleans",
     "package/test_names": "package/module package/table package/table_elementwise"
     " package/table_factors package/table_linear_algebra package/table_matrix_functions"
     " package/table_reductions package/table_shaping",

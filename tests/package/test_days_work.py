@@ -212,8 +212,8 @@ def batched_solves(xp):
 
 def sparse_regression(xp):
     features = xp.asarray(numbers(50, 10))
-    truth = xp.concatenate([xp.array([3.0, -2.0, 1.5]), xp.zeros(7)])
-    target = features @ truth + 0.1 * xp.asarray(numbers(50, seed=1))
+    boolean = xp.concatenate([xp.array([3.0, -2.0, 1.5]), xp.zeros(7)])
+    target = features @ boolean + 0.1 * xp.asarray(numbers(50, seed=1))
     ridge = xp.linalg.solve(features.T @ features + 0.1 * xp.eye(10), features.T @ target)
     step = 1 / xp.linalg.norm(features, 2) ** 2
     weights = xp.zeros(10)

@@ -1,4 +1,4 @@
-"""Masks keep their truths as bytes until their numbers are asked for, which nothing but memory shows."""
+"""Masks keep booleans as bytes until their numbers are needed, which only memory shows."""
 
 import pathlib
 import subprocess
@@ -29,7 +29,7 @@ def drawn(shape, seed=3):
 
 
 class AsMasks:
-    """Operands of the catalogue, the real ones as masks, kept as truths or as numbers."""
+    """Operands of the catalogue, the real ones as masks, kept as booleans or as numbers."""
 
     def __init__(self, operands, as_numbers):
         for name, value in vars(operands).items():
@@ -59,7 +59,7 @@ def test_every_function_takes_a_mask_for_its_ones_and_zeros(name):
     assert found == expected
 
 
-OF_TRUTHS = {
+OF_BOOLEANS = {
     "&": lambda m: m & m, "|": lambda m: m | m, "^": lambda m: m ^ m, "~": lambda m: ~m,
     "logical_and": lambda m: nm.logical_and(m, m), "logical_or": lambda m: nm.logical_or(m, m),
     "logical_xor": lambda m: nm.logical_xor(m, m), "logical_not": nm.logical_not,
@@ -76,8 +76,8 @@ OF_TRUTHS = {
 }  # fmt: skip
 
 
-@pytest.mark.parametrize("call", OF_TRUTHS.values(), ids=OF_TRUTHS)
-def test_functions_of_truths_make_no_numbers(call):
+@pytest.mark.parametrize("call", OF_BOOLEANS.values(), ids=OF_BOOLEANS)
+def test_functions_of_booleans_make_no_numbers(call):
     mask = nm.asarray(drawn((30, 40))) > 0
     call(mask)
     assert not keeps_numbers(mask)
@@ -93,7 +93,7 @@ RESULTS = {
 
 
 @pytest.mark.parametrize("call", RESULTS.values(), ids=RESULTS)
-def test_what_asks_gives_truths(call):
+def test_comparisons_and_predicates_give_booleans(call):
     a, b = nm.asarray(drawn((30, 40), 1)), nm.asarray(drawn((30, 40), 2))
     mask = call(a, b)
     assert not keeps_numbers(mask)
@@ -101,7 +101,7 @@ def test_what_asks_gives_truths(call):
     assert mask.nbytes == 30 * 40 * 8
 
 
-def test_numbers_stand_beside_the_truths_once_they_were_asked_for():
+def test_numbers_are_kept_beside_the_booleans_once_they_were_needed():
     x = drawn(5000)
     mask = nm.asarray(x) > 0
     assert sys.getsizeof(mask) < EMPTY + 5000 + 500

@@ -273,7 +273,7 @@ def test_a_refusal_says_why(call, kind, message):
 # --- reductions ----------------------------------------------------------------------------------
 @settings(max_examples=200)
 @given(arrays(min_rank=1), st.data())
-def test_truths_along_axes_are_numpys(a, data):
+def test_booleans_along_axes_are_numpys(a, data):
     axes = data.draw(
         st.none() | st.lists(st.integers(0, a.ndim - 1), unique=True, max_size=3).map(tuple)
     )
@@ -288,7 +288,7 @@ def test_truths_along_axes_are_numpys(a, data):
 
 
 @pytest.mark.parametrize("size", [0, 1, 2047, 2048, 5000])
-def test_truths_of_whole_tensors_are_bools(size):
+def test_booleans_of_whole_tensors_are_bools(size):
     zeros = nm.zeros(size)
     assert nm.any(zeros) is False
     assert nm.all(zeros) is (size == 0)

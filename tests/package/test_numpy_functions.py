@@ -173,8 +173,8 @@ def test_what_we_lack_is_numpys_own():
         np.testing.assert_allclose(result, expected, rtol=1e-12)
 
 
-# What code written for NumPy does with arrays of ints and truths: assigns, adds up, asks the dtype.
-INTS_AND_TRUTHS = {
+# What code written for NumPy does with arrays of ints and booleans: assigns, adds up, asks the dtype.
+INTS_AND_BOOLEANS = {
     "argsort": np.argsort,
     "argsort of a sorter": lambda a: np.argsort(a, axis=0, kind="stable"),
     "argmax": lambda a: np.argmax(a, axis=1),
@@ -193,9 +193,9 @@ INTS_AND_TRUTHS = {
 }
 
 
-@pytest.mark.parametrize("name", INTS_AND_TRUTHS)
-def test_ints_and_truths_are_arrays_of_numpy(name):
-    call = INTS_AND_TRUTHS[name]
+@pytest.mark.parametrize("name", INTS_AND_BOOLEANS)
+def test_ints_and_booleans_are_arrays_of_numpy(name):
+    call = INTS_AND_BOOLEANS[name]
     found, expected = call(nm.asarray(A)), call(A)
     assert type(found) is np.ndarray and found.dtype == expected.dtype and found.flags.writeable
     np.testing.assert_array_equal(found, expected)

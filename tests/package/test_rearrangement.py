@@ -118,7 +118,7 @@ def test_a_shape_beyond_memory_is_refused_by_its_size():
 
 @pytest.mark.parametrize("axis", [None, 0, 1, 2, (0, 2), (1, 2)])
 @pytest.mark.parametrize("dtype", ["float64", "complex128"])
-def test_truths_along_axes_are_numpys(axis, dtype):
+def test_booleans_along_axes_are_numpys(axis, dtype):
     generator = np.random.default_rng(3)
     for share in (0.0, 0.02, 0.5, 0.98, 1.0):
         a = (generator.random((6, 40, 7)) < share).astype(dtype)

@@ -37,9 +37,9 @@ struct avx2_stream
     }
 
 private:
-    static unsigned int bits_of(__m256d truths)
+    static unsigned int bits_of(__m256d booleans)
     {
-        return static_cast<unsigned int>(_mm256_movemask_pd(truths));
+        return static_cast<unsigned int>(_mm256_movemask_pd(booleans));
     }
 };
 

@@ -9,7 +9,7 @@ using detail::row_form;
 using complex = std::complex<double>;
 
 template <class Holds>
-truths mask(const tensor<complex>& a, const tensor<complex>& b, const Holds& holds)
+booleans mask(const tensor<complex>& a, const tensor<complex>& b, const Holds& holds)
 {
     return detail::broadcast_rows<std::uint8_t>(
         a, b,
@@ -23,9 +23,9 @@ truths mask(const tensor<complex>& a, const tensor<complex>& b, const Holds& hol
 
 } // namespace
 
-truths compare(comparison by, const tensor<double>& a, const tensor<double>& b)
+booleans compare(comparison by, const tensor<double>& a, const tensor<double>& b)
 {
-    const auto& rows = detail::truths_in_force().comparisons[static_cast<int>(by)];
+    const auto& rows = detail::booleans_in_force().comparisons[static_cast<int>(by)];
     return detail::broadcast_rows<std::uint8_t>(
         a, b,
         [&](row_form form, const double* x, const double* y, std::uint8_t* out, std::size_t n) {
@@ -33,7 +33,7 @@ truths compare(comparison by, const tensor<double>& a, const tensor<double>& b)
         });
 }
 
-truths compare(comparison by, const tensor<complex>& a, const tensor<complex>& b)
+booleans compare(comparison by, const tensor<complex>& a, const tensor<complex>& b)
 {
     if (by == comparison::not_equal)
         return mask(a, b, [](const complex& x, const complex& y) { return x != y; });

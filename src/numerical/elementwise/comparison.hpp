@@ -2,7 +2,7 @@
 
 // Element-wise comparisons with broadcasting.
 
-#include "numerical/elementwise/truth_kernels.hpp"
+#include "numerical/elementwise/boolean_kernels.hpp"
 #include "numerical/tensor.hpp"
 
 #include <complex>
@@ -10,10 +10,10 @@
 namespace numerical {
 
 // A comparison with NaN is false, but not_equal is true (IEEE 754-2019, 5.11).
-truths compare(comparison by, const tensor<double>& a, const tensor<double>& b);
+booleans compare(comparison by, const tensor<double>& a, const tensor<double>& b);
 
 // Complex numbers have no order: `by` is equal or not_equal.
-truths compare(comparison by, const tensor<std::complex<double>>& a,
-               const tensor<std::complex<double>>& b);
+booleans compare(comparison by, const tensor<std::complex<double>>& a,
+                 const tensor<std::complex<double>>& b);
 
 } // namespace numerical

@@ -1,9 +1,9 @@
 #pragma once
 
-// Truths of tensors: asked of numbers, combined, and as numbers where arithmetic is done with them.
-// Serial at every size, as memory sets the speed.
+// Tensors of booleans: predicates of numbers, logical operations, and conversion to and from
+// numbers. Serial at every size, as memory sets the speed.
 
-#include "numerical/elementwise/truth_kernels.hpp"
+#include "numerical/elementwise/boolean_kernels.hpp"
 #include "numerical/tensor.hpp"
 
 #include <complex>
@@ -12,26 +12,27 @@
 
 namespace numerical {
 
-truths answers_to(number_question question, const tensor<double>& a);
+booleans evaluated(number_predicate predicate, const tensor<double>& a);
 
-// A complex number is finite or zero if both parts are, anything else if one part is.
-truths answers_to(number_question question, const tensor<std::complex<double>>& a);
+// A complex number is finite or zero if both parts are; any other predicate holds if it does for
+// either part.
+booleans evaluated(number_predicate predicate, const tensor<std::complex<double>>& a);
 
 // True where an element isn't zero; NaN isn't.
-truths truth_of(const tensor<double>& a);
-truths truth_of(const tensor<std::complex<double>>& a);
+booleans boolean_of(const tensor<double>& a);
+booleans boolean_of(const tensor<std::complex<double>>& a);
 
-// The mask that zeros and ones are; nothing if there is another number.
-std::optional<truths> truths_of_mask(const tensor<double>& a);
+// The booleans of a tensor of zeros and ones; nothing if it holds another number.
+std::optional<booleans> booleans_of_mask(const tensor<double>& a);
 
-// Pairs by broadcasting; dimension_error as broadcast_shape.
-truths combined(truth_operation operation, const truths& a, const truths& b);
+// With broadcasting; dimension_error as by broadcast_shape.
+booleans combined(boolean_operation operation, const booleans& a, const booleans& b);
 
-truths negated(const truths& a);
+booleans negated(const booleans& a);
 
-std::size_t count_of_true(const truths& a);
+std::size_t count_of_true(const booleans& a);
 
 // Ones and zeros.
-tensor<double> numbers_of(const truths& a);
+tensor<double> numbers_of(const booleans& a);
 
 } // namespace numerical

@@ -57,7 +57,7 @@ struct number_kernels
     void (*round_to_parts)(const double* x, double power, double* out, std::size_t n);
     void (*round_to_multiples)(const double* x, double power, double* out, std::size_t n);
     std::size_t (*count_true)(const double* x, std::size_t n);
-    // Appends the places of the true ones and returns how many; writes up to four more.
+    // Writes the places of the true elements and returns their number; writes up to four more.
     std::size_t (*places_of_true)(const double* x, std::size_t n, std::ptrdiff_t* to);
     void (*count_true_of_columns)(const row_block& block, double* counts); // added to the counts
     bool (*are_equal)(const double* x, const double* y, std::size_t n);

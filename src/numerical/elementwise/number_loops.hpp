@@ -14,9 +14,9 @@ namespace {
 
 constexpr double infinity = __builtin_huge_val();
 
-constexpr double one_if(bool truth)
+constexpr double one_if(bool boolean)
 {
-    return truth ? 1.0 : 0.0;
+    return boolean ? 1.0 : 0.0;
 }
 
 // The compiler makes vectors of rint alone: the others raise no inexact exception. So they are the

@@ -156,7 +156,7 @@ bool are_equal(const tensor<complex>& a, const tensor<complex>& b)
 }
 
 template <class T>
-tensor<T> chosen(const truths& mask, const tensor<T>& a, const tensor<T>& b)
+tensor<T> chosen(const booleans& mask, const tensor<T>& a, const tensor<T>& b)
 {
     shape_list shape = mask.shape;
     if (a.shape != shape)
@@ -191,8 +191,8 @@ tensor<T> differences(const tensor<T>& a, std::size_t axis)
     return tensor<T>(std::move(shape), std::move(data));
 }
 
-template tensor<double> chosen(const truths&, const tensor<double>&, const tensor<double>&);
-template tensor<complex> chosen(const truths&, const tensor<complex>&, const tensor<complex>&);
+template tensor<double> chosen(const booleans&, const tensor<double>&, const tensor<double>&);
+template tensor<complex> chosen(const booleans&, const tensor<complex>&, const tensor<complex>&);
 template tensor<double> differences(const tensor<double>&, std::size_t);
 template tensor<complex> differences(const tensor<complex>&, std::size_t);
 

@@ -27,7 +27,7 @@ bool are_equal(const tensor<std::complex<double>>& a, const tensor<std::complex<
 // The elements of `a` where the mask is true, of `b` elsewhere; all three broadcast,
 // dimension_error "operands could not be broadcast together with shapes (2, 3) (4,)".
 template <class T>
-tensor<T> chosen(const truths& mask, const tensor<T>& a, const tensor<T>& b);
+tensor<T> chosen(const booleans& mask, const tensor<T>& a, const tensor<T>& b);
 
 // The differences of neighbours along an axis, one fewer than there are elements. dimension_error
 // "axis 3 is out of bounds for a tensor of rank 3".

@@ -1,8 +1,8 @@
 #include "numerical/elementwise/places.hpp"
 
 #include "numerical/checks.hpp"
+#include "numerical/elementwise/boolean_kernels.hpp"
 #include "numerical/elementwise/number_kernels.hpp"
-#include "numerical/elementwise/truth_kernels.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/storage.hpp"
 
@@ -35,7 +35,7 @@ std::size_t places_in_row(const double* row, std::size_t n, std::ptrdiff_t* to)
 
 std::size_t places_in_row(const std::uint8_t* row, std::size_t n, std::ptrdiff_t* to)
 {
-    return detail::truths_in_force().places_of_true(row, n, to);
+    return detail::booleans_in_force().places_of_true(row, n, to);
 }
 
 // What a row's places may be written beyond its end.
@@ -48,7 +48,7 @@ std::size_t count_true(const double* x, std::size_t n)
 
 std::size_t count_true(const std::uint8_t* x, std::size_t n)
 {
-    return detail::truths_in_force().count_true(x, n);
+    return detail::booleans_in_force().count_true(x, n);
 }
 
 std::size_t count_true(const complex* z, std::size_t n)
@@ -135,7 +135,7 @@ std::vector<std::vector<std::ptrdiff_t>> true_places(const tensor<T>& a)
 
 template std::vector<std::vector<std::ptrdiff_t>> true_places(const tensor<double>&);
 template std::vector<std::vector<std::ptrdiff_t>> true_places(const tensor<complex>&);
-template std::vector<std::vector<std::ptrdiff_t>> true_places(const truths&);
+template std::vector<std::vector<std::ptrdiff_t>> true_places(const booleans&);
 
 namespace detail {
 

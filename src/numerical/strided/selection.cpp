@@ -229,7 +229,7 @@ tensor<T> gather_each_along(const tensor<T>& a, std::size_t axis, const position
 // Every element is written to the next free place, which moves on behind those that stay: no branch
 // depends on the mask.
 template <class T>
-tensor<T> gather_masked(const tensor<T>& a, const truths& mask, std::size_t count)
+tensor<T> gather_masked(const tensor<T>& a, const booleans& mask, std::size_t count)
 {
     std::vector<T> data = detail::uninitialized<T>(count);
     std::size_t to = 0;
@@ -258,10 +258,10 @@ template tensor<double> gather_each_along(const tensor<double>&, std::size_t, co
 template tensor<std::complex<double>> gather_each_along(const tensor<std::complex<double>>&,
                                                         std::size_t, const positions&);
 template positions gather_along(const positions&, std::size_t, const positions&, counted);
-template tensor<double> gather_masked(const tensor<double>&, const truths&, std::size_t);
+template tensor<double> gather_masked(const tensor<double>&, const booleans&, std::size_t);
 template tensor<std::complex<double>> gather_masked(const tensor<std::complex<double>>&,
-                                                    const truths&, std::size_t);
-template positions gather_masked(const positions&, const truths&, std::size_t);
+                                                    const booleans&, std::size_t);
+template positions gather_masked(const positions&, const booleans&, std::size_t);
 template positions gather(const positions&, const selection&);
 template tensor<double> gather(const tensor<double>&, const selection&);
 template tensor<std::complex<double>> gather(const tensor<std::complex<double>>&, const selection&);

@@ -54,7 +54,7 @@ tensor<T> gather_each_along(const tensor<T>& a, std::size_t axis, const position
 
 // The elements where the mask, of the same shape, is true, in row-major order; `count` of them.
 template <class T>
-tensor<T> gather_masked(const tensor<T>& a, const truths& mask, std::size_t count);
+tensor<T> gather_masked(const tensor<T>& a, const booleans& mask, std::size_t count);
 
 enum class update_operation { set, add, multiply, minimum, maximum };
 

@@ -49,7 +49,7 @@ TEST(comparison, every_pair_by_broadcasting_is_that_of_the_language)
     const tensor<double> column({5, 1}, numbers);
     const tensor<double> row({5}, numbers);
     for (const comparison by : all) {
-        const numerical::truths mask = compare(by, column, row);
+        const numerical::booleans mask = compare(by, column, row);
         ASSERT_EQ(mask.shape, (std::vector<std::size_t>{5, 5}));
         for (std::size_t i = 0; i < 5; ++i)
             for (std::size_t j = 0; j < 5; ++j)

@@ -1,10 +1,10 @@
 #include "numerical/elementwise/numbers.hpp"
 
+#include "numerical/elementwise/booleans.hpp"
 #include "numerical/elementwise/places.hpp"
 #include "numerical/elementwise/scans.hpp"
 #include "numerical/elementwise/sorting.hpp"
 #include "numerical/elementwise/streamed_rows.hpp"
-#include "numerical/elementwise/truths.hpp"
 #include "numerical/errors.hpp"
 #include "paths.hpp"
 #include "thrown.hpp"
@@ -22,11 +22,11 @@
 
 namespace {
 
+using numerical::booleans;
 using numerical::number_function;
 using numerical::pair_function;
 using numerical::sort_order;
 using numerical::tensor;
-using numerical::truths;
 using numerical::detail::number_kernels;
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
@@ -148,14 +148,14 @@ TEST(numbers, an_extreme_of_a_pair_is_nan_if_one_is)
 
 TEST(numbers, chooses_from_operands_of_different_shapes)
 {
-    const truths mask({2, 1}, {1, 0});
+    const booleans mask({2, 1}, {1, 0});
     const tensor<double> a({3}, {1.0, 2.0, 3.0});
     const tensor<double> b({}, {-1.0});
     const tensor<double> found = chosen(mask, a, b);
     EXPECT_EQ(found.shape, (std::vector<std::size_t>{2, 3}));
     EXPECT_EQ(found.data, (std::vector<double>{1, 2, 3, -1, -1, -1}));
     EXPECT_EQ(test::text_thrown_by<numerical::dimension_error>([&] {
-                  chosen(truths({2}, {1, 0}), a, b);
+                  chosen(booleans({2}, {1, 0}), a, b);
               }),
               "operands could not be broadcast together with shapes (2,) (3,)");
 }
@@ -231,9 +231,9 @@ TEST(scans, products_of_runs_use_eight_accumulators)
 }
 
 // A few places that decide, far apart: every block of the search and every form of the walk.
-TEST(truths, answers_are_those_of_counts)
+TEST(booleans, answers_are_those_of_counts)
 {
-    using numerical::detail::truth_question;
+    using numerical::detail::boolean_reduction;
     using numerical::detail::walk_shape;
     std::mt19937 source(9);
     for (const walk_shape walk :
@@ -245,8 +245,8 @@ TEST(truths, answers_are_those_of_counts)
                 std::vector<double> x(count, common);
                 for (std::size_t i = 0; i < others && count != 0; ++i)
                     x[source() % count] = common == 0 ? special[source() % special.size()] : -0.0;
-                const auto any = truths_along(truth_question::any, x.data(), walk);
-                const auto all = truths_along(truth_question::all, x.data(), walk);
+                const auto any = booleans_along(boolean_reduction::any, x.data(), walk);
+                const auto all = booleans_along(boolean_reduction::all, x.data(), walk);
                 const auto counts = true_counts(x.data(), walk);
                 for (std::size_t o = 0; o < walk.outer; ++o)
                     for (std::size_t k = 0; k < walk.inner; ++k) {

@@ -1,8 +1,8 @@
 #pragma once
 
-// Vectors of two doubles as truth_loops.hpp asks them: comparisons, whose lanes are all ones or all
-// zeros, and eight such vectors written as bytes. Each target needs its own copy: hence the unnamed
-// namespace.
+// The vector operations that boolean_loops.hpp needs, with two doubles to a vector: comparisons,
+// whose lanes are all ones or all zeros, and eight such vectors written as bytes. Each target needs
+// its own copy: hence the unnamed namespace.
 
 #include <cstddef>
 #include <cstdint>
@@ -11,7 +11,7 @@
 namespace numerical::detail {
 namespace {
 
-struct sse2_truth_lanes
+struct sse2_boolean_lanes
 {
     using vector = __m128d;
     static constexpr std::size_t width = 2;
@@ -40,18 +40,19 @@ struct sse2_truth_lanes
 
     static bool all_true(vector a) { return _mm_movemask_pd(a) == 3; }
 
-    // A byte of 1 or 0 for each lane of eight vectors of truths.
-    static void store(std::uint8_t* to, const vector (&truths)[8])
+    // A byte of 1 or 0 for each lane of eight vectors of booleans.
+    static void store(std::uint8_t* to, const vector (&booleans)[8])
     {
-        const __m128i low = _mm_packs_epi32(four(truths[0], truths[1]), four(truths[2], truths[3]));
+        const __m128i low =
+            _mm_packs_epi32(four(booleans[0], booleans[1]), four(booleans[2], booleans[3]));
         const __m128i high =
-            _mm_packs_epi32(four(truths[4], truths[5]), four(truths[6], truths[7]));
+            _mm_packs_epi32(four(booleans[4], booleans[5]), four(booleans[6], booleans[7]));
         const __m128i bytes = _mm_and_si128(_mm_packs_epi16(low, high), _mm_set1_epi8(1));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(to), bytes);
     }
 
 private:
-    // The truths of two vectors as four ints.
+    // The booleans of two vectors as four ints.
     static __m128i four(vector a, vector b)
     {
         const __m128 x = _mm_castpd_ps(a);

@@ -1,6 +1,6 @@
 #pragma once
 
-// Docstrings of comparisons, masks and questions of whole tensors.
+// Docstrings of comparisons, masks, any and all.
 
 namespace numerical::package {
 

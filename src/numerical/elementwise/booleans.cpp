@@ -1,8 +1,8 @@
-#include "numerical/elementwise/truths.hpp"
+#include "numerical/elementwise/booleans.hpp"
 
 #include "numerical/checks.hpp"
+#include "numerical/elementwise/boolean_kernels.hpp"
 #include "numerical/elementwise/number_kernels.hpp"
-#include "numerical/elementwise/truth_kernels.hpp"
 #include "numerical/storage.hpp"
 
 #include <algorithm>
@@ -21,10 +21,10 @@ std::size_t true_of_run(const double* x, std::size_t n)
 
 std::size_t true_of_run(const std::uint8_t* x, std::size_t n)
 {
-    return truths_in_force().count_true(x, n);
+    return booleans_in_force().count_true(x, n);
 }
 
-// counts[k] += the true elements of column k, of `rows` rows of as many columns.
+// counts[k] += the number of true elements of column k, for `rows` rows of counts.size() columns.
 void count_columns(const double* first, std::size_t rows, std::vector<double>& counts)
 {
     const std::size_t width = counts.size();
@@ -34,35 +34,35 @@ void count_columns(const double* first, std::size_t rows, std::vector<double>& c
 void count_columns(const std::uint8_t* first, std::size_t rows, std::vector<double>& counts)
 {
     const std::size_t width = counts.size();
-    truths_in_force().count_true_of_columns({first, rows, width, width}, counts.data());
+    booleans_in_force().count_true_of_columns({first, rows, width, width}, counts.data());
 }
 
-// Blocks grow, as an answer is mostly near: within the first few of random truths.
+// Blocks grow, as the result is mostly decided early: among random booleans within the first few.
 template <class T>
-bool answer_of_run(truth_question question, const T* run, std::size_t n)
+bool reduced_run(boolean_reduction reduction, const T* run, std::size_t n)
 {
     constexpr std::size_t longest = 2048;
     std::size_t block = 16;
     for (std::size_t i = 0; i < n; i += block, block = std::min(2 * block, longest)) {
         const std::size_t taken = std::min(block, n - i);
         const std::size_t found = true_of_run(run + i, taken);
-        if (question == truth_question::any ? found != 0 : found != taken)
-            return question == truth_question::any;
+        if (reduction == boolean_reduction::any ? found != 0 : found != taken)
+            return reduction == boolean_reduction::any;
     }
-    return question == truth_question::all;
+    return reduction == boolean_reduction::all;
 }
 
-bool decided(truth_question question, const std::vector<double>& counts, std::size_t rows)
+bool decided(boolean_reduction reduction, const std::vector<double>& counts, std::size_t rows)
 {
     const auto all = static_cast<double>(rows);
     return std::all_of(counts.begin(), counts.end(), [&](double count) {
-        return question == truth_question::any ? count != 0 : count != all;
+        return reduction == boolean_reduction::any ? count != 0 : count != all;
     });
 }
 
-// Rows are added until every column has its answer.
+// Adds rows until every column is decided.
 template <class T>
-void answer_columns(truth_question question, const T* first, const walk_shape& walk,
+void reduce_columns(boolean_reduction reduction, const T* first, const walk_shape& walk,
                     std::vector<double>& counts, std::uint8_t* to)
 {
     std::fill(counts.begin(), counts.end(), 0.0);
@@ -72,36 +72,37 @@ void answer_columns(truth_question question, const T* first, const walk_shape& w
         const std::size_t taken = std::min(block, walk.extent - rows);
         count_columns(first + rows * walk.inner, taken, counts);
         rows += taken;
-        done = decided(question, counts, rows);
+        done = decided(reduction, counts, rows);
     }
-    const double wanted = question == truth_question::any ? 0.0 : static_cast<double>(rows);
+    const double wanted = reduction == boolean_reduction::any ? 0.0 : static_cast<double>(rows);
     std::transform(counts.begin(), counts.end(), to, [&](double count) {
-        return std::uint8_t{(count == wanted) == (question == truth_question::all)};
+        return std::uint8_t{(count == wanted) == (reduction == boolean_reduction::all)};
     });
 }
 
-std::vector<std::uint8_t> truths_of(const complex* z, const walk_shape& walk)
+std::vector<std::uint8_t> booleans_of(const complex* z, const walk_shape& walk)
 {
     const std::size_t count = walk.outer * walk.extent * walk.inner;
-    std::vector<std::uint8_t> truths = uninitialized<std::uint8_t>(count);
-    std::transform(z, z + count, truths.begin(),
+    std::vector<std::uint8_t> booleans = uninitialized<std::uint8_t>(count);
+    std::transform(z, z + count, booleans.begin(),
                    [](const complex& x) { return std::uint8_t{x != 0.0}; });
-    return truths;
+    return booleans;
 }
 
 template <class T>
-std::vector<std::uint8_t> answers(truth_question question, const T* data, const walk_shape& walk)
+std::vector<std::uint8_t> reduced(boolean_reduction reduction, const T* data,
+                                  const walk_shape& walk)
 {
     std::vector<std::uint8_t> out =
         uninitialized<std::uint8_t>(checked_mul(walk.outer, walk.inner));
     if (walk.inner == 1) {
         for (std::size_t o = 0; o < walk.outer; ++o)
-            out[o] = answer_of_run(question, data + o * walk.extent, walk.extent) ? 1 : 0;
+            out[o] = reduced_run(reduction, data + o * walk.extent, walk.extent) ? 1 : 0;
         return out;
     }
     std::vector<double> counts(walk.inner);
     for (std::size_t o = 0; o < walk.outer && walk.inner != 0; ++o)
-        answer_columns(question, data + o * walk.extent * walk.inner, walk, counts,
+        reduce_columns(reduction, data + o * walk.extent * walk.inner, walk, counts,
                        out.data() + o * walk.inner);
     return out;
 }
@@ -129,20 +130,20 @@ std::vector<std::ptrdiff_t> counts_along(const T* data, const walk_shape& walk)
 } // namespace
 
 template <class T>
-std::vector<std::uint8_t> truths_along(truth_question question, const T* data,
-                                       const walk_shape& walk)
+std::vector<std::uint8_t> booleans_along(boolean_reduction reduction, const T* data,
+                                         const walk_shape& walk)
 {
     if constexpr (std::is_same_v<T, complex>)
-        return answers(question, truths_of(data, walk).data(), walk);
+        return reduced(reduction, booleans_of(data, walk).data(), walk);
     else
-        return answers(question, data, walk);
+        return reduced(reduction, data, walk);
 }
 
 template <class T>
 std::vector<std::ptrdiff_t> true_counts(const T* data, const walk_shape& walk)
 {
     if constexpr (std::is_same_v<T, complex>)
-        return counts_along(truths_of(data, walk).data(), walk);
+        return counts_along(booleans_of(data, walk).data(), walk);
     else
         return counts_along(data, walk);
 }
@@ -161,10 +162,12 @@ std::vector<double> means(const std::uint8_t* data, const walk_shape& walk)
     return out;
 }
 
-template std::vector<std::uint8_t> truths_along(truth_question, const double*, const walk_shape&);
-template std::vector<std::uint8_t> truths_along(truth_question, const complex*, const walk_shape&);
-template std::vector<std::uint8_t> truths_along(truth_question, const std::uint8_t*,
-                                                const walk_shape&);
+template std::vector<std::uint8_t> booleans_along(boolean_reduction, const double*,
+                                                  const walk_shape&);
+template std::vector<std::uint8_t> booleans_along(boolean_reduction, const complex*,
+                                                  const walk_shape&);
+template std::vector<std::uint8_t> booleans_along(boolean_reduction, const std::uint8_t*,
+                                                  const walk_shape&);
 template std::vector<std::ptrdiff_t> true_counts(const double*, const walk_shape&);
 template std::vector<std::ptrdiff_t> true_counts(const complex*, const walk_shape&);
 template std::vector<std::ptrdiff_t> true_counts(const std::uint8_t*, const walk_shape&);

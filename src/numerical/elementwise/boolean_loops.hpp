@@ -1,10 +1,10 @@
 #pragma once
 
-// The loops behind truth_kernels.hpp. What reads numbers is written over vectors, as the compiler
-// packs comparisons to bytes in twice the instructions; the others are plain C++ of which it makes
-// vectors. Each target needs its own copy: hence the internal linkage.
+// The loops behind boolean_kernels.hpp. Those that read numbers are written with vectors, as the
+// compiler takes twice the instructions to pack comparisons into bytes; the others are plain C++
+// that it vectorizes. Each target needs its own copy: hence the internal linkage.
 
-#include "numerical/elementwise/truth_kernels.hpp"
+#include "numerical/elementwise/boolean_kernels.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -15,9 +15,9 @@ namespace {
 constexpr double infinity = __builtin_huge_val();
 
 // --- asked of numbers ----------------------------------------------------------------------------
-// Each question for a vector's lanes and for a number.
+// Each predicate, for the lanes of a vector and for a number.
 
-struct asks_less
+struct less_predicate
 {
     template <class Lanes, class V>
     static V of_lanes(V x, V y)
@@ -28,7 +28,7 @@ struct asks_less
     static bool of(double x, double y) { return x < y; }
 };
 
-struct asks_less_equal
+struct less_equal_predicate
 {
     template <class Lanes, class V>
     static V of_lanes(V x, V y)
@@ -39,7 +39,7 @@ struct asks_less_equal
     static bool of(double x, double y) { return x <= y; }
 };
 
-struct asks_equal
+struct equal_predicate
 {
     template <class Lanes, class V>
     static V of_lanes(V x, V y)
@@ -50,7 +50,7 @@ struct asks_equal
     static bool of(double x, double y) { return x == y; }
 };
 
-struct asks_not_equal
+struct not_equal_predicate
 {
     template <class Lanes, class V>
     static V of_lanes(V x, V y)
@@ -63,7 +63,7 @@ struct asks_not_equal
 
 // A comparison with its operands exchanged: x > y is y < x.
 template <class Comparison>
-struct asks_exchanged
+struct exchanged_predicate
 {
     template <class Lanes, class V>
     static V of_lanes(V x, V y)
@@ -74,8 +74,8 @@ struct asks_exchanged
     static bool of(double x, double y) { return Comparison::of(y, x); }
 };
 
-// A question of a number is a comparison of something of it with a constant, or with itself.
-struct asks_is_nan
+// A predicate of one number compares it, or a part of it, with a constant or with itself.
+struct nan_predicate
 {
     template <class Lanes, class V>
     static V of_lanes(V x)
@@ -86,7 +86,7 @@ struct asks_is_nan
     static bool of(double x) { return x != x; }
 };
 
-struct asks_is_infinite
+struct infinite_predicate
 {
     template <class Lanes, class V>
     static V of_lanes(V x)
@@ -97,7 +97,7 @@ struct asks_is_infinite
     static bool of(double x) { return __builtin_fabs(x) == infinity; }
 };
 
-struct asks_is_finite
+struct finite_predicate
 {
     template <class Lanes, class V>
     static V of_lanes(V x)
@@ -108,7 +108,7 @@ struct asks_is_finite
     static bool of(double x) { return __builtin_fabs(x) < infinity; }
 };
 
-struct asks_is_true
+struct true_predicate
 {
     template <class Lanes, class V>
     static V of_lanes(V x)
@@ -119,7 +119,7 @@ struct asks_is_true
     static bool of(double x) { return x != 0; }
 };
 
-struct asks_is_zero
+struct zero_predicate
 {
     template <class Lanes, class V>
     static V of_lanes(V x)
@@ -130,7 +130,7 @@ struct asks_is_zero
     static bool of(double x) { return x == 0; }
 };
 
-struct asks_has_sign
+struct sign_predicate
 {
     template <class Lanes, class V>
     static V of_lanes(V x)
@@ -141,11 +141,11 @@ struct asks_has_sign
     static bool of(double x) { return __builtin_copysign(1.0, x) < 0; }
 };
 
-// eight(first, to) writes the truths of the numbers from place `first` on, as many as eight vectors
-// hold; one(j) gives that of number j. The last vectors overlap those before, so that only rows
-// shorter than they are go number by number.
+// eight(first, to) writes the booleans of eight vectors of numbers from place `first` on; one(j)
+// returns that of number j. The last eight vectors overlap those before, so that only rows shorter
+// than eight vectors are processed number by number.
 template <class Lanes, class Eight, class One>
-void write_truths(std::uint8_t* out, std::size_t n, const Eight& eight, const One& one)
+void write_booleans(std::uint8_t* out, std::size_t n, const Eight& eight, const One& one)
 {
     constexpr std::size_t block = 8 * Lanes::width;
     if (n < block) {
@@ -160,20 +160,21 @@ void write_truths(std::uint8_t* out, std::size_t n, const Eight& eight, const On
 }
 
 template <class Lanes, class Question>
-void ask(const double* x, std::uint8_t* out, std::size_t n)
+void test_numbers(const double* x, std::uint8_t* out, std::size_t n)
 {
     const auto eight = [x](std::size_t first, std::uint8_t* to) {
-        typename Lanes::vector truths[8];
+        typename Lanes::vector booleans[8];
 #pragma GCC unroll 8
         for (std::size_t k = 0; k < 8; ++k)
-            truths[k] =
+            booleans[k] =
                 Question::template of_lanes<Lanes>(Lanes::load(x + first + k * Lanes::width));
-        Lanes::store(to, truths);
+        Lanes::store(to, booleans);
     };
-    write_truths<Lanes>(out, n, eight, [x](std::size_t j) { return Question::of(x[j]); });
+    write_booleans<Lanes>(out, n, eight, [x](std::size_t j) { return Question::of(x[j]); });
 }
 
-// The vector of a row's numbers from place j on; of a row that doesn't move its only number.
+// The vector of a row's numbers from place j on; for a row that doesn't move, its only number in
+// all lanes.
 template <class Lanes, std::size_t step>
 typename Lanes::vector vector_at(const double* row, std::size_t j)
 {
@@ -187,16 +188,16 @@ template <class Lanes, class Comparison, std::size_t left_step, std::size_t righ
 void compare(const double* left, const double* right, std::uint8_t* out, std::size_t n)
 {
     const auto eight = [=](std::size_t first, std::uint8_t* to) {
-        typename Lanes::vector truths[8];
+        typename Lanes::vector booleans[8];
 #pragma GCC unroll 8
         for (std::size_t k = 0; k < 8; ++k) {
             const std::size_t j = first + k * Lanes::width;
-            truths[k] = Comparison::template of_lanes<Lanes>(
+            booleans[k] = Comparison::template of_lanes<Lanes>(
                 vector_at<Lanes, left_step>(left, j), vector_at<Lanes, right_step>(right, j));
         }
-        Lanes::store(to, truths);
+        Lanes::store(to, booleans);
     };
-    write_truths<Lanes>(out, n, eight, [=](std::size_t j) {
+    write_booleans<Lanes>(out, n, eight, [=](std::size_t j) {
         return Comparison::of(left[j * left_step], right[j * right_step]);
     });
 }
@@ -207,7 +208,7 @@ constexpr rows_by_form<comparison_row> comparison_rows{{compare<Lanes, Compariso
                                                         compare<Lanes, Comparison, 0, 1>}};
 
 template <class Lanes>
-bool truths_of_mask(const double* x, std::uint8_t* out, std::size_t n)
+bool booleans_of_mask(const double* x, std::uint8_t* out, std::size_t n)
 {
     using vector = typename Lanes::vector;
     const vector one = Lanes::all(1.0);
@@ -215,23 +216,23 @@ bool truths_of_mask(const double* x, std::uint8_t* out, std::size_t n)
     vector known = Lanes::equal(zero, zero);
     bool tail_known = true;
     const auto eight = [&](std::size_t first, std::uint8_t* to) {
-        vector truths[8];
+        vector booleans[8];
 #pragma GCC unroll 8
         for (std::size_t k = 0; k < 8; ++k) {
             const vector v = Lanes::load(x + first + k * Lanes::width);
-            truths[k] = Lanes::equal(v, one);
-            known = Lanes::both(known, Lanes::either(truths[k], Lanes::equal(v, zero)));
+            booleans[k] = Lanes::equal(v, one);
+            known = Lanes::both(known, Lanes::either(booleans[k], Lanes::equal(v, zero)));
         }
-        Lanes::store(to, truths);
+        Lanes::store(to, booleans);
     };
-    write_truths<Lanes>(out, n, eight, [&](std::size_t j) {
+    write_booleans<Lanes>(out, n, eight, [&](std::size_t j) {
         tail_known &= x[j] == 0 || x[j] == 1;
         return x[j] == 1;
     });
     return tail_known && Lanes::all_true(known);
 }
 
-// --- of truths -----------------------------------------------------------------------------------
+// --- of booleans ---------------------------------------------------------------------------------
 constexpr auto both_of = [](unsigned int x, unsigned int y) { return x & y; };
 constexpr auto either_of = [](unsigned int x, unsigned int y) { return x | y; };
 constexpr auto one_of = [](unsigned int x, unsigned int y) { return x ^ y; };
@@ -245,12 +246,12 @@ void combine(const std::uint8_t* __restrict left, const std::uint8_t* __restrict
 }
 
 template <class F>
-constexpr rows_by_form<truth_row> truth_rows_of(F)
+constexpr rows_by_form<boolean_row> boolean_rows_of(F)
 {
     return {{combine<F, 1, 1>, combine<F, 1, 0>, combine<F, 0, 1>}};
 }
 
-void numbers_of_truths(const std::uint8_t* __restrict x, double* __restrict out, std::size_t n)
+void numbers_of_booleans(const std::uint8_t* __restrict x, double* __restrict out, std::size_t n)
 {
     for (std::size_t j = 0; j < n; ++j)
         out[j] = x[j];
@@ -263,7 +264,8 @@ std::uint64_t word_at(const std::uint8_t* x)
     return word;
 }
 
-// Eight counters in a word, which no carry leaves for 255 words; then their sum, in pairs of bytes.
+// Adds words as eight byte counters, which don't overflow within 255 words; then adds up the
+// counters, in pairs of bytes.
 std::size_t count_true(const std::uint8_t* x, std::size_t n)
 {
     constexpr std::size_t most = 255;
@@ -286,8 +288,8 @@ std::size_t count_true(const std::uint8_t* x, std::size_t n)
     return count;
 }
 
-// By counters of a byte for some columns, which hold 255 rows.
-void count_true_of_columns(const truth_block& block, double* __restrict counts)
+// Counts some columns at a time in counters of a byte, which hold 255 rows.
+void count_true_of_columns(const boolean_block& block, double* __restrict counts)
 {
     constexpr std::size_t most = 255;
     constexpr std::size_t columns = 128;
@@ -307,15 +309,16 @@ void count_true_of_columns(const truth_block& block, double* __restrict counts)
     }
 }
 
-// The places of the ones in a pattern of four bits, then any.
+// The places of the ones in a pattern of four bits; the remaining entries have no meaning.
 constexpr std::uint8_t places_of_pattern[16][4]{
     {0, 0, 0, 0}, {0, 0, 0, 0}, {1, 0, 0, 0}, {0, 1, 0, 0}, {2, 0, 0, 0}, {0, 2, 0, 0},
     {1, 2, 0, 0}, {0, 1, 2, 0}, {3, 0, 0, 0}, {0, 3, 0, 0}, {1, 3, 0, 0}, {0, 1, 3, 0},
     {2, 3, 0, 0}, {0, 2, 3, 0}, {1, 2, 3, 0}, {0, 1, 2, 3}};
 
-// Four at a time, and the next over those that meant nothing, so that no branch depends on the
-// data. The product brings the truths of eight bytes, one bit each, into the topmost byte.
-std::size_t places_of_truths(const std::uint8_t* x, std::size_t n, std::ptrdiff_t* __restrict to)
+// Writes four places at a time; the next four overwrite the meaningless ones, so that no branch
+// depends on the data. The multiplication gathers the booleans of eight bytes as bits of the
+// topmost byte.
+std::size_t places_of_booleans(const std::uint8_t* x, std::size_t n, std::ptrdiff_t* __restrict to)
 {
     std::size_t count = 0;
     std::size_t j = 0;
@@ -337,19 +340,20 @@ std::size_t places_of_truths(const std::uint8_t* x, std::size_t n, std::ptrdiff_
 }
 
 template <class Lanes>
-constexpr truth_kernels truth_kernels_with{
-    {ask<Lanes, asks_is_nan>, ask<Lanes, asks_is_infinite>, ask<Lanes, asks_is_finite>,
-     ask<Lanes, asks_is_true>, ask<Lanes, asks_is_zero>, ask<Lanes, asks_has_sign>},
-    {comparison_rows<Lanes, asks_less>, comparison_rows<Lanes, asks_less_equal>,
-     comparison_rows<Lanes, asks_equal>, comparison_rows<Lanes, asks_not_equal>,
-     comparison_rows<Lanes, asks_exchanged<asks_less>>,
-     comparison_rows<Lanes, asks_exchanged<asks_less_equal>>},
-    {truth_rows_of(both_of), truth_rows_of(either_of), truth_rows_of(one_of)},
-    truths_of_mask<Lanes>,
-    numbers_of_truths,
+constexpr boolean_kernels boolean_kernels_with{
+    {test_numbers<Lanes, nan_predicate>, test_numbers<Lanes, infinite_predicate>,
+     test_numbers<Lanes, finite_predicate>, test_numbers<Lanes, true_predicate>,
+     test_numbers<Lanes, zero_predicate>, test_numbers<Lanes, sign_predicate>},
+    {comparison_rows<Lanes, less_predicate>, comparison_rows<Lanes, less_equal_predicate>,
+     comparison_rows<Lanes, equal_predicate>, comparison_rows<Lanes, not_equal_predicate>,
+     comparison_rows<Lanes, exchanged_predicate<less_predicate>>,
+     comparison_rows<Lanes, exchanged_predicate<less_equal_predicate>>},
+    {boolean_rows_of(both_of), boolean_rows_of(either_of), boolean_rows_of(one_of)},
+    booleans_of_mask<Lanes>,
+    numbers_of_booleans,
     count_true,
     count_true_of_columns,
-    places_of_truths};
+    places_of_booleans};
 
 } // namespace
 } // namespace numerical::detail

@@ -1,6 +1,6 @@
 #pragma once
 
-// The same as sse2_truth_lanes.hpp with vectors of four doubles, for kernel files of AVX2.
+// The same as sse2_boolean_lanes.hpp with vectors of four doubles, for kernel files of AVX2.
 
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +9,7 @@
 namespace numerical::detail {
 namespace {
 
-struct avx2_truth_lanes
+struct avx2_boolean_lanes
 {
     using vector = __m256d;
     static constexpr std::size_t width = 4;
@@ -36,14 +36,14 @@ struct avx2_truth_lanes
 
     static bool all_true(vector a) { return _mm256_movemask_pd(a) == 15; }
 
-    // Vectors are packed within their halves, which leaves pairs of numbers in the order of the
-    // lower halves and then of the upper ones: 0 1 4 5 8 9 ... 28 29, 2 3 6 7 ... 30 31.
-    static void store(std::uint8_t* to, const vector (&truths)[8])
+    // Packing works within 128-bit halves and leaves the pairs of the lower halves before those of
+    // the upper ones: 0 1 4 5 8 9 ... 28 29, 2 3 6 7 ... 30 31.
+    static void store(std::uint8_t* to, const vector (&booleans)[8])
     {
         const __m256i low =
-            _mm256_packs_epi32(eight(truths[0], truths[1]), eight(truths[2], truths[3]));
+            _mm256_packs_epi32(eight(booleans[0], booleans[1]), eight(booleans[2], booleans[3]));
         const __m256i high =
-            _mm256_packs_epi32(eight(truths[4], truths[5]), eight(truths[6], truths[7]));
+            _mm256_packs_epi32(eight(booleans[4], booleans[5]), eight(booleans[6], booleans[7]));
         const __m256i bytes = _mm256_and_si256(_mm256_packs_epi16(low, high), _mm256_set1_epi8(1));
         const __m128i lower = _mm256_castsi256_si128(bytes);
         const __m128i upper = _mm256_extracti128_si256(bytes, 1);
@@ -53,7 +53,7 @@ struct avx2_truth_lanes
     }
 
 private:
-    // The truths of two vectors as eight ints.
+    // The booleans of two vectors as eight ints.
     static __m256i eight(vector a, vector b)
     {
         const __m256 x = _mm256_castpd_ps(a);
