@@ -7,14 +7,15 @@ namespace {
 
 constexpr std::size_t width = 4;
 
-// Elements 0 and 1 of the row at `from`, then those of the row two below.
+// Elements 0 and 1 of the row at `from`, then elements 0 and 1 of the second row below it.
 __m256d beside_next_but_one(const double* from, std::size_t apart)
 {
     return _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(from)),
                                 _mm_loadu_pd(from + 2 * apart), 1);
 }
 
-// Two columns of four rows, turned so that a vector holds a column, are added one after the other.
+// Adds two columns of four rows in order. They are transposed first, so that a vector holds a
+// column.
 __m256d add_columns(__m256d sum, const double* from, std::size_t apart)
 {
     const __m256d even = beside_next_but_one(from, apart);
@@ -23,7 +24,7 @@ __m256d add_columns(__m256d sum, const double* from, std::size_t apart)
     return _mm256_add_pd(sum, _mm256_unpackhi_pd(even, odd));
 }
 
-// sums[r] += from[r·apart] for the last column of an odd number.
+// sums[r] += from[r·apart], for the last column where their number is odd.
 void add_last(double* sums, const double* from, std::size_t apart, std::size_t rows)
 {
     for (std::size_t r = 0; r < rows; ++r)

@@ -17,7 +17,8 @@
 namespace numerical::detail {
 namespace {
 
-// The labels of the output by the operands that hold them, each group in the output's order.
+// The labels of the output, grouped by the operands that contain them, each group in the output's
+// order.
 struct output_groups
 {
     std::string batch; // in both operands
@@ -89,7 +90,7 @@ std::vector<T> batched_product(const batch_sizes& sizes, const T* a, const T* b,
 {
     const std::size_t total = elements_of_result(sizes);
     const std::size_t k = sizes.k;
-    if (total == 0 || k == 0) // batches without rows or columns may be beyond counting
+    if (total == 0 || k == 0) // the number of empty batches may be astronomically large
         return zeros<T>(total);
     std::vector<T> result = uninitialized<T>(total);
     T* const c = result.data();

@@ -8,7 +8,8 @@ namespace {
 
 constexpr std::size_t most_operands_searched = 4;
 
-// Calls visit(label) for each distinct label of both strings, in the order of the walk.
+// Calls visit(label) for each distinct label of both strings, in the order of their first
+// occurrence.
 template <class F>
 void for_each_distinct(const std::string& first, const std::string& second, const F& visit)
 {
@@ -25,9 +26,9 @@ struct pair_cost
     double size; // elements of the result
 };
 
-// A list of label strings with, for each label, whether one, two, or three and more of them hold
-// it. A pair's label is needed elsewhere if more strings hold it than those of the pair, so the
-// labels that a pair keeps are found without searching the others.
+// A list of label strings that knows which labels occur in one, in two, and in three or more of
+// them. A label of a pair is needed elsewhere if more strings contain it than the pair's own do, so
+// the labels that a contraction keeps are found without searching the other strings.
 class operand_list
 {
 public:
@@ -91,7 +92,7 @@ private:
     label_set in_three;
 };
 
-// Calls visit(first, second) for all pairs of positions, in order.
+// Calls visit(first, second) for all pairs of positions in lexicographic order.
 template <class F>
 void for_each_pair(std::size_t count, const F& visit)
 {
@@ -100,7 +101,7 @@ void for_each_pair(std::size_t count, const F& visit)
             visit(first, second);
 }
 
-// The list after a step.
+// The list of label strings after a step.
 void contract_labels(std::vector<std::string>& inputs, contraction_step step, std::string kept)
 {
     inputs.erase(inputs.begin() + static_cast<std::ptrdiff_t>(step.second));

@@ -28,8 +28,9 @@ struct contraction_step
 std::string pair_keeps(const std::vector<std::string>& inputs, std::size_t first,
                        std::size_t second, const std::string& output);
 
-// The cheapest of all orders, its multiply-adds and the elements of its largest intermediate. Of
-// equally cheap orders the one with the smaller peak wins, then the one found first.
+// The cheapest of all orders, the number of its multiply-adds and the size of its largest
+// intermediate. Of equally cheap orders the one with the smaller intermediate is chosen, then the
+// first one found.
 void cheapest_path(const std::vector<std::string>& inputs, const std::string& output,
                    const label_extents& extents, std::vector<contraction_step>& path, double& cost,
                    double& peak);

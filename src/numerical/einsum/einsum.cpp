@@ -68,7 +68,7 @@ tensor<T> contract_two(const labelled<T>& a, const labelled<T>& b, const std::st
     return general_loop<T, 2>({a, b}, output, summed, extents);
 }
 
-// The operands contracted pair by pair; the last step gives the axes the output's order.
+// Contracts the operands pair by pair; the last step brings the axes into the output's order.
 template <class T>
 tensor<T> contract_along_path(const subscripts& parsed, std::vector<const tensor<T>*> operands)
 {

@@ -37,15 +37,15 @@ T term(const pointers<T, N>& at, const offsets<N>& by)
         return at[0][by[0]] * at[1][by[1]];
 }
 
-// How many elements are summed side by side, each in its own order, to hide the latency of
-// addition. Contiguous rows are summed by vectors.
+// The number of elements that are summed side by side, each in its own order, to hide the latency
+// of addition. Contiguous rows are summed by vector kernels.
 constexpr std::size_t sums_at_once = 8;
 constexpr std::size_t rows_at_once = 16;
-// How many sums are held along an axis on which the operands are contiguous: half of L1, so that
-// rows are read in long runs.
+// The number of sums that are held along an axis on which the operands are contiguous: they fill
+// half of L1, so that rows are read in long runs.
 template <class T>
 constexpr std::size_t columns_at_once = 16384 / sizeof(T);
-// For shorter axes summing along columns doesn't pay.
+// Summing along columns doesn't pay for shorter axes.
 constexpr std::size_t least_columns = 8;
 
 // sum[w] += the terms along the inner axis, for W elements `apart` from each other.
@@ -182,7 +182,7 @@ private:
             sum_blocks<sums_at_once>(at, along, 0);
     }
 
-    // W at a time while as many are left, the rest by halves of that.
+    // Blocks of W while they last, then of W/2, W/4 and so on.
     template <std::size_t W>
     void sum_blocks(const offsets<N + 1>& at, const strided_axis<N + 1>& along, std::size_t done)
     {

@@ -1,9 +1,9 @@
 #pragma once
 
 // Contractions that are no matrix products: diagonals, traces, sums over axes of one operand,
-// transposes. The loops run on the calling thread and without vector kernels. Each element is
-// summed in the row-major order of `summed`, one term after the other from 0, however the loops are
-// nested; without `summed` labels the elements are copied unchanged.
+// transposes. The loops run on the calling thread. Each element of the result is summed from 0 in
+// the row-major order of `summed`, one term after the other, however the loops are nested; without
+// `summed` labels the elements are copied unchanged.
 
 #include "numerical/einsum/subscripts.hpp"
 #include "numerical/tensor.hpp"

@@ -11,7 +11,7 @@
 namespace numerical::detail {
 namespace {
 
-// out[i] = 0 + a[i·a_step]·b[i·b_step], as a sum of one term; the steps are 0 or 1.
+// out[i] = 0 + a[i·a_step]·b[i·b_step], a sum of one term that begins at 0; the steps are 0 or 1.
 template <std::size_t a_step, std::size_t b_step, class T>
 void multiply_stretch(const T* a, const T* b, T* out, std::size_t count)
 {

@@ -27,7 +27,7 @@ constexpr bool is_label(char c)
     return ('a' <= c && c <= 'z') || ('A' <= c && c <= 'Z');
 }
 
-// Labels lie between '@' and '\x7f', so that their low six bits tell them apart, in their order.
+// Labels lie between '@' and '\x7f', so that their low six bits identify them and keep their order.
 constexpr std::size_t label_slots = 64;
 
 constexpr std::size_t slot_of(char label)
