@@ -28,7 +28,7 @@ using detail::complex;
 using detail::row_form;
 using detail::rows_by_form;
 
-// Where the operands of one row stand.
+// The addresses of one row's operands and result.
 template <class T>
 struct row_place
 {
@@ -51,7 +51,7 @@ auto run(const rows_by_form<Row>& rows, const row_place<T>& at, std::size_t n)
                                                    as_doubles(at.out), n);
 }
 
-// By kernels for rows of less than 16 elements and for longer ones.
+// Applies the kernels `few` to rows of less than 16 elements and `many` to longer ones.
 template <class Row, class T>
 tensor<T> by_rows(const rows_by_form<Row>& few, const rows_by_form<Row>& many, const tensor<T>& a,
                   const tensor<T>& b)
@@ -70,7 +70,7 @@ tensor<T> by_rows(const rows_by_form<Row>& few, const rows_by_form<Row>& many, c
         });
 }
 
-// Once more, with the full rules.
+// Computes a row again by `full`, the built-in operator with the rules of C99 Annex G.
 template <class Full>
 void recover(const row_place<complex>& at, std::size_t n, Full full)
 {
@@ -80,8 +80,8 @@ void recover(const row_place<complex>& at, std::size_t n, Full full)
         at.out[j] = full(at.left[j * step_left], at.right[j * step_right]);
 }
 
-// By a formula in vectors, a block at a time while it is in the cache; a block where it may not do
-// is gone through again by `full`, the operator of the language.
+// Computes a row by the vector formula, a block at a time. A block in which the formula may have
+// failed is recomputed by `full` while it is still in L1.
 template <class Full>
 void checked_row(const rows_by_form<detail::checked_row>& rows, std::size_t block,
                  row_place<complex> at, std::size_t n, Full full)
@@ -102,7 +102,8 @@ void product_row(const row_place<complex>& at, std::size_t n)
                 [](const complex& x, const complex& y) { return x * y; });
 }
 
-// A quotient by the full rules takes as long as a dozen others: hence the small blocks.
+// A quotient by the full rules takes as long as a dozen by the vector formula: hence the small
+// blocks.
 void quotient_row(const row_place<complex>& at, std::size_t n)
 {
     constexpr std::size_t block = 64;
@@ -157,7 +158,7 @@ tensor<double> square(const tensor<double>& a)
     return by_operator(arithmetic_operation::multiply, a, a);
 }
 
-// The plain formula, without recovery of infinities.
+// By the textbook formula, without recovery of infinities.
 tensor<complex> square(const tensor<complex>& a)
 {
     return by_rows(detail::arithmetic_in_force().products, a, a);
@@ -170,7 +171,7 @@ tensor<T> reciprocal(const tensor<T>& a)
     return by_operator(arithmetic_operation::divide, one, a);
 }
 
-// The numbers of a row as complex ones: those of a real row are widened in the block.
+// The elements of a row as complex numbers; a real row is widened into `block`.
 const complex* widened(const complex* row, std::size_t, complex*)
 {
     return row;
@@ -187,7 +188,7 @@ tensor<complex> mixed_arithmetic(arithmetic_operation operation, const tensor<T>
                                  const tensor<U>& b)
 {
     constexpr std::size_t block = 256;
-    complex left[block]; // here, as a complex array is set to zero where it is made
+    complex left[block]; // outside the row loop: a complex array is cleared where it is declared
     complex right[block];
     const auto mixed_row = [&, operation](row_form form, const T* x, const U* y, complex* out,
                                           std::size_t n) {
@@ -211,7 +212,7 @@ tensor<T> power(const tensor<T>& a, const tensor<T>& b)
     const bool single = b.data.size() == 1 && a.shape.size() >= b.shape.size();
     if (!single)
         return pow(a, b);
-    const T exponent = b.data[0]; // a complex one equals a number if its imaginary part is zero
+    const T exponent = b.data[0]; // complex: equal to a real number if the imaginary part is zero
     if (exponent == 2.0)
         return square(a);
     if (exponent == 0.5)

@@ -11,13 +11,14 @@ namespace numerical {
 
 enum class arithmetic_operation { add, subtract, multiply, divide, power };
 
-// a op b, with the rules of C for complex products and quotients (C99 Annex G). A power by a single
-// 2, 0.5 or -1 is a product, a square root or a quotient; any other is pow of the C library.
+// a op b, with the rules of C99 Annex G for complex products and quotients. If the exponent is the
+// single number 2, 0.5 or -1, a power is computed as a product, a square root or a quotient,
+// otherwise by pow of the C library.
 template <class T>
 tensor<T> arithmetic(arithmetic_operation operation, const tensor<T>& a, const tensor<T>& b);
 
-// The same of a real and a complex tensor, but for powers: with the bits that the real one gives
-// widened before, and without that pass of memory.
+// The same for a real and a complex tensor, except powers. The bits are those of the real tensor
+// widened beforehand, but that pass over memory is saved.
 tensor<std::complex<double>> arithmetic(arithmetic_operation operation, const tensor<double>& a,
                                         const tensor<std::complex<double>>& b);
 tensor<std::complex<double>> arithmetic(arithmetic_operation operation,

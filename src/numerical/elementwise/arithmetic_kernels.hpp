@@ -8,15 +8,15 @@
 
 namespace numerical::detail {
 
-// out[j] = left[j] op right[j] for n elements, where an operand that does not move gives its first
-// element to all. Complex numbers are pairs of doubles, and n counts the numbers. `out` overlaps
-// neither operand.
+// out[j] = left[j] op right[j] for n elements; an operand that doesn't move is a single element for
+// all j. Complex numbers are pairs of doubles, and n counts the numbers. `out` overlaps neither
+// operand.
 using arithmetic_row = void (*)(const double* left, const double* right, double* out,
                                 std::size_t n);
 
-// The same for complex products by the textbook formula (ac - bd) + (ad + bc)i, or for quotients by
-// Smith's. Whether one of them may have to be recovered by the rules of C: a product of which a
-// part came out NaN, a quotient of parts so large or small that it is scaled.
+// Complex products by the textbook formula (ac - bd) + (ad + bc)i, or quotients by Smith's. Returns
+// whether a result may differ from that of C99 Annex G: a product with a NaN part, a quotient of
+// numbers so large or small that C scales them.
 using checked_row = bool (*)(const double* left, const double* right, double* out, std::size_t n);
 
 // One loop for each row_form: both operands move, only the left one, only the right one.
@@ -39,14 +39,14 @@ struct arithmetic_kernels
 extern const arithmetic_kernels portable_arithmetic;
 extern const arithmetic_kernels avx2_unfused_arithmetic;
 
-// There is no portable form of these: the cost of C's rules is small against the divisions.
+// Without a portable form: there the cost of C's rules is small compared to that of the divisions.
 extern const rows_by_form<checked_row> avx2_unfused_complex_quotients;
 
-// Quotients and roots, which the processor is busy with rather than the memory, eight at a time.
+// Quotients and roots, eight at a time: they are bound by the processor, not by memory.
 extern const rows_by_form<arithmetic_row> avx512_quotients;
 void avx512_square_roots(const double* x, double* out, std::size_t n);
 
-// The kernels of the current path, the last three apart.
+// The kernels of the current path, except the three declared above.
 const arithmetic_kernels& arithmetic_in_force();
 
 } // namespace numerical::detail

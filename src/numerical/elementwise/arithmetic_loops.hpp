@@ -60,7 +60,7 @@ struct complex_loop
     }
 };
 
-// A loop over doubles as a row of numbers of so many parts.
+// Makes a row kernel for numbers of `parts` doubles of a loop over doubles.
 template <class Stream, class Loop, std::size_t parts>
 struct streamed
 {

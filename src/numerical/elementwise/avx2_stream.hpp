@@ -1,7 +1,7 @@
 #pragma once
 
-// What streamed_rows.hpp asks of a path, four numbers at a time; for kernel files of AVX2 and
-// beyond.
+// The vector operations that streamed_rows.hpp needs, with four numbers to a vector; for kernel
+// files of AVX2 and AVX-512.
 
 #include "numerical/elementwise/streamed_rows.hpp"
 

@@ -6,7 +6,8 @@
 namespace numerical::detail {
 namespace {
 
-// Four complex numbers, 0, 2, 1 and 3 in the order of memory: what unpacking gives, and takes back.
+// Four complex numbers in the order 0, 2, 1, 3, which unpacking gives; unpacking again restores the
+// order of memory.
 struct four_numbers
 {
     __m256d real;
@@ -36,10 +37,10 @@ __m256d magnitude(__m256d x)
     return _mm256_andnot_pd(_mm256_set1_pd(-0.0), x);
 }
 
-// Where no step of the quotient (a + bi)/(c + di) by Smith's formula can overflow, underflow to any
-// effect or meet a NaN: all parts are at most 2^200, max(|a|, |b|) and max(|c|, |d|) at least
-// 2^-200, and so is the lesser of |c| and |d| if it isn't zero. There __divdc3 takes that formula
-// as well, after scaling by a power of two at most, and its bits are these.
+// The lanes in which no step of Smith's formula for (a + bi)/(c + di) can overflow, underflow with
+// an effect on the result, or meet a NaN: all parts are at most 2^200 in modulus, max(|a|, |b|) and
+// max(|c|, |d|) are at least 2^-200, and so is the smaller of |c| and |d| unless it is zero. There
+// __divdc3 uses the same formula, at most after scaling by a power of two, so the bits agree.
 __m256d plain_cases(const four_numbers& x, const four_numbers& y)
 {
     const __m256d a = magnitude(x.real);
@@ -90,7 +91,7 @@ bool run(const double* left, const double* right, double* out, std::size_t n)
     std::size_t j = 0;
     for (; j + 4 <= n; j += 4)
         divide_four(left + 2 * j * left_step, right + 2 * j * right_step, out + 2 * j);
-    if (j < n) { // the last ones in company of ones
+    if (j < n) { // the tail, padded with ones
         double x[8] = {1, 1, 1, 1, 1, 1, 1, 1};
         double y[8] = {1, 1, 1, 1, 1, 1, 1, 1};
         double z[8];

@@ -1,8 +1,8 @@
 #pragma once
 
-// Division that leaves a remainder, as Python divides floats: x = y·q + r with q an integer and r
-// of the sign of y, |r| < |y|. r is exact but for one rounding where the signs differ; q is the
-// integer nearest to (x - r)/y. A quotient by zero is that of /, its remainder NaN.
+// Division with remainder, as Python divides floats: x = y·q + r with an integer q and |r| < |y|, r
+// having the sign of y. r is exact if x and y have the same sign, otherwise it is rounded once; q
+// is the integer nearest to (x - r)/y. A quotient by zero is that of /, and its remainder is NaN.
 
 #include "numerical/tensor.hpp"
 

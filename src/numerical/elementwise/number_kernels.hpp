@@ -1,8 +1,9 @@
 #pragma once
 
 // Loops over plain numbers that round, choose and search, in one build for every processor and one
-// for AVX2. Both are compiled from number_loops.hpp and give the same bits. What isn't zero is
-// true, NaN too. Declarations only, so that the header may be included from any target.
+// for AVX2. Both are compiled from number_loops.hpp and give the same bits. Every number except
+// zero counts as true, NaN included. Declarations only, so that the header may be included from any
+// target.
 
 #include "numerical/elementwise/arithmetic_kernels.hpp"
 #include "numerical/elementwise/reduction_kernels.hpp"
@@ -30,16 +31,16 @@ namespace detail {
 
 using number_row = void (*)(const double* x, double* out, std::size_t n);
 
-// out[j] is left[j] where mask[j] is 1, right[j] where it is 0, for n elements of one or two
-// doubles; an operand that doesn't move gives its first element to all.
+// out[j] is left[j] where mask[j] is 1 and right[j] where it is 0, for n elements of one or two
+// doubles; an operand that doesn't move is a single element for all j.
 using choice_row = void (*)(const std::uint8_t* mask, const double* left, const double* right,
                             double* out, std::size_t n);
 
-// The first places of the extremes of the columns, the first NaN's where there is one; `best` is
+// For each column the place of its first extreme, or of its first NaN if it has one; `best` is
 // scratch of the block's width.
 using column_places = void (*)(const row_block& block, double* best, double* places);
 
-// What holds of one or more of the places on an axis.
+// Whether any of the places on an axis is outside of it, and whether any is negative.
 struct place_bounds
 {
     bool outside;  // of [-extent, extent)
@@ -53,7 +54,8 @@ struct number_kernels
     choice_row choices[8];         // of reals: 4, 2 and 1 for a mask, left and right that move
     choice_row complex_choices[8]; // of complex numbers
     void (*clip)(const double* x, double low, double high, double* out, std::size_t n);
-    // Rounded to a multiple of 1/power, or of power; what is infinite on the way stays.
+    // Rounds to a multiple of 1/power, or of power; a number whose scaled value overflows is
+    // unchanged.
     void (*round_to_parts)(const double* x, double power, double* out, std::size_t n);
     void (*round_to_multiples)(const double* x, double power, double* out, std::size_t n);
     std::size_t (*count_true)(const double* x, std::size_t n);

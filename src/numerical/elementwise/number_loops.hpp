@@ -19,8 +19,9 @@ constexpr double one_if(bool boolean)
     return boolean ? 1.0 : 0.0;
 }
 
-// The compiler makes vectors of rint alone: the others raise no inexact exception. So they are the
-// nearest integer, moved up by one where it lies below, with the sign of x for zeros.
+// Of the rounding functions the compiler vectorizes rint alone, since the others must not raise the
+// inexact exception. ceil is therefore the nearest integer, plus one where that lies below x, with
+// the sign of x for zeros; floor and trunc are alike.
 constexpr auto round_of = [](double x) { return __builtin_rint(x); };
 constexpr auto ceil_of = [](double x) {
     const double near = __builtin_rint(x);
@@ -32,7 +33,7 @@ constexpr auto trunc_of = [](double x) {
 };
 constexpr auto sign_of = [](double x) { return x != x ? x : one_if(x > 0) - one_if(x < 0); };
 
-// The first choice is the processor's own instruction and gives x for a NaN beside it.
+// The first line compiles to the processor's max, which gives x if either operand is NaN.
 constexpr auto maximum = [](double x, double y) {
     const double greater = y > x ? y : x;
     return y != y ? y : greater;
@@ -93,7 +94,7 @@ void choose(const std::uint8_t* mask, const double* left, const double* right, d
     });
 }
 
-// NaN stays; a NaN for a bound gives NaN.
+// NaN propagates, from x and from either bound.
 void clipped_to(const double* __restrict x, double low, double high, double* __restrict out,
                 std::size_t n)
 {
@@ -109,8 +110,8 @@ void clip(const double* x, double low, double high, double* out, std::size_t n)
     });
 }
 
-// What has no finite multiple stays. In two loops over a block that is in L1: a division beside a
-// choice would keep the compiler from making vectors of either.
+// A number whose multiple isn't finite is unchanged. There are two loops over a block in L1, since
+// the compiler vectorizes no loop that holds both a division and a selection.
 void round_to_parts(const double* __restrict x, double power, double* __restrict out, std::size_t n)
 {
     constexpr std::size_t stretch = 256;
@@ -138,8 +139,8 @@ bool are_equal(const double* x, const double* y, std::size_t n)
     return unequal == 0;
 }
 
-// By signs: there are vectors of 64-bit integers for sums and differences, but not everywhere for
-// comparisons.
+// The tests read sign bits of differences: every processor adds and subtracts vectors of 64-bit
+// integers, but not every one compares them.
 place_bounds bounds_of(const std::ptrdiff_t* places, std::size_t n, std::size_t extent)
 {
     std::uint64_t outside = 0;
@@ -160,14 +161,14 @@ std::size_t count_true(const double* x, std::size_t n)
     return count;
 }
 
-// The places of the ones in a pattern of four bits, then any.
+// The places of the ones in a pattern of four bits; the remaining entries have no meaning.
 constexpr std::ptrdiff_t places_of_bits[16][4]{
     {0, 0, 0, 0}, {0, 0, 0, 0}, {1, 0, 0, 0}, {0, 1, 0, 0}, {2, 0, 0, 0}, {0, 2, 0, 0},
     {1, 2, 0, 0}, {0, 1, 2, 0}, {3, 0, 0, 0}, {0, 3, 0, 0}, {1, 3, 0, 0}, {0, 1, 3, 0},
     {2, 3, 0, 0}, {0, 2, 3, 0}, {1, 2, 3, 0}, {0, 1, 2, 3}};
 
-// Four at a time, and the next four over those that meant nothing, so that no branch depends on the
-// data.
+// Writes four places at a time; the next four overwrite the meaningless ones, so that no branch
+// depends on the data.
 template <class Stream>
 std::size_t places_of_true(const double* x, std::size_t n, std::ptrdiff_t* __restrict to)
 {
@@ -195,7 +196,8 @@ void count_true_of_columns(const row_block& block, double* __restrict counts)
     }
 }
 
-// Sixteen numbers at a time, whose answers are bits: the first of them that is set is the place.
+// Compares sixteen numbers at a time into the bits of a word, of which the first one set is the
+// place.
 template <class Stream>
 std::size_t place_of(const double* x, std::size_t n, double value)
 {
@@ -216,9 +218,9 @@ std::size_t place_of(const double* x, std::size_t n, double value)
     return from;
 }
 
-// Goes on with `rows` rows, the first of which is row `place`. A place is kept as a double, which
-// is exact below 2^53, so that one comparison steers both. What doesn't lose to a number is better,
-// or NaN; to a NaN everything loses.
+// Continues with `rows` rows, the first of which is row `place`. Places are kept as doubles, exact
+// below 2^53, so that one comparison selects both the number and its place. A number replaces the
+// best one unless it loses to it; a NaN never loses to a number, and everything loses to a NaN.
 template <class Loses, std::size_t rows>
 void meet_rows(const double* __restrict first, std::size_t stride, std::size_t width,
                std::size_t place, double* __restrict best, double* __restrict places)

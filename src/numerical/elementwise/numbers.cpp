@@ -36,7 +36,7 @@ struct choice_axis
     std::array<std::size_t, 3> steps;
     std::size_t index = 0;
 
-    // Whether this axis and the one inside it are one walk for all operands.
+    // Whether this axis and the one inside it can be merged for all operands.
     bool joins(const choice_axis& inside) const
     {
         for (std::size_t k = 0; k < 3; ++k)
@@ -46,8 +46,8 @@ struct choice_axis
     }
 };
 
-// The loops over the result, innermost first. Along the innermost each operand moves by one element
-// or stands still.
+// The loops over the result, innermost first. Along the innermost axis the stride of each operand
+// is 1 or 0.
 std::vector<choice_axis> choice_axes(const shape_list& shape,
                                      const std::array<const shape_list*, 3>& operands)
 {
@@ -140,7 +140,7 @@ std::size_t count_of_true(const tensor<double>& a)
 
 bool are_equal(const tensor<double>& a, const tensor<double>& b)
 {
-    constexpr std::size_t block = 4096; // how much further than a difference the search may go
+    constexpr std::size_t block = 4096; // elements compared before the result is looked at
     if (a.shape != b.shape)
         return false;
     bool equal = true;

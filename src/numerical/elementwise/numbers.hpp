@@ -14,10 +14,10 @@ tensor<double> number_by(number_function function, const tensor<double>& a);
 
 tensor<double> pair_by(pair_function function, const tensor<double>& a, const tensor<double>& b);
 
-// min(max(x, low), high); NaN stays.
+// min(max(x, low), high); NaN propagates.
 tensor<double> clipped(const tensor<double>& a, double low, double high);
 
-// How many elements aren't zero.
+// The number of elements that aren't zero.
 std::size_t count_of_true(const tensor<double>& a);
 
 // Whether the shapes and all elements are equal; NaN equals nothing.
@@ -29,8 +29,8 @@ bool are_equal(const tensor<std::complex<double>>& a, const tensor<std::complex<
 template <class T>
 tensor<T> chosen(const booleans& mask, const tensor<T>& a, const tensor<T>& b);
 
-// The differences of neighbours along an axis, one fewer than there are elements. dimension_error
-// "axis 3 is out of bounds for a tensor of rank 3".
+// The differences of neighbouring elements along an axis, which becomes shorter by one.
+// dimension_error "axis 3 is out of bounds for a tensor of rank 3".
 template <class T>
 tensor<T> differences(const tensor<T>& a, std::size_t axis);
 

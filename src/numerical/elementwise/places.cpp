@@ -16,8 +16,8 @@ namespace {
 
 using complex = std::complex<double>;
 
-// Appends one place for each true element of a row; returns how many. Written to every step, so
-// that no branch depends on the data.
+// Writes the places of the true elements of a row and returns their number. Every step writes,
+// whether its element is true or not, so that no branch depends on the data.
 std::size_t places_in_row(const complex* row, std::size_t n, std::ptrdiff_t* to)
 {
     std::size_t count = 0;
@@ -38,7 +38,7 @@ std::size_t places_in_row(const std::uint8_t* row, std::size_t n, std::ptrdiff_t
     return detail::booleans_in_force().places_of_true(row, n, to);
 }
 
-// What a row's places may be written beyond its end.
+// The number of elements that may be written behind a row's places.
 constexpr std::size_t slack = 8;
 
 std::size_t count_true(const double* x, std::size_t n)
@@ -58,10 +58,10 @@ std::size_t count_true(const complex* z, std::size_t n)
 }
 
 constexpr std::size_t searched_block =
-    4096; // numbers that stay in L1 while they are searched once more
+    4096; // numbers that stay in L1 until they are searched a second time
 
 // The first place of the extreme of n >= 1 numbers. Blocks are compared by their extremes, and only
-// in the one that holds the first best is the place looked for.
+// the first block that holds the best one is searched for its place.
 template <class C>
 std::size_t extreme_place(const double* p, std::size_t n, const C& compare)
 {

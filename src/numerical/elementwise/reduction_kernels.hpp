@@ -8,7 +8,7 @@
 
 namespace numerical::detail {
 
-// An extreme of numbers among which there may have been a NaN, which then decides.
+// An extreme, and whether a NaN was among the numbers; if so, the result is NaN.
 struct extreme_found
 {
     double value;
@@ -34,7 +34,7 @@ struct reduction_kernels
     extreme_found (*least)(const double* p, std::size_t n);
     extreme_found (*greatest)(const double* p, std::size_t n);
 
-    // Extremes of the columns, the first of equal numbers staying; some NaN where there is one.
+    // The extreme of each column, the first of equal numbers; some NaN if the column holds one.
     void (*least_of_columns)(const row_block& block, double* extremes);
     void (*greatest_of_columns)(const row_block& block, double* extremes);
 };
@@ -45,7 +45,7 @@ extern const reduction_kernels avx2_unfused_reduction;
 // Runs of at most this many numbers are summed in eight accumulators, longer ones by halves.
 constexpr std::size_t pairwise_limit = 128;
 
-// Where a run longer than that is cut in two.
+// The place at which a longer run is cut in two.
 constexpr std::size_t pairwise_half(std::size_t n)
 {
     return n / 2 / 8 * 8;

@@ -34,9 +34,9 @@ void fold_rows(double* __restrict out, const double* __restrict row, std::size_t
             ((row[4 * step + k] + row[5 * step + k]) + (row[6 * step + k] + row[7 * step + k]));
 }
 
-// Adds the rows from 8 on up to the last multiple of eight to eight rows of accumulators. Row by
-// row, so that memory is read in its order; wide rows three at a time, whose accumulators then need
-// not be read and written for each. Narrow rows that lie close are one long row.
+// Adds the rows from 8 up to the last multiple of eight to eight rows of accumulators, row by row,
+// so that memory is read in order. Wide rows are added three at a time, which loads and stores
+// their accumulators once for the three. Contiguous narrow rows are treated as one long row.
 void accumulate_rows(const row_block& block, double* accumulators)
 {
     const std::size_t stride = block.stride;
@@ -118,7 +118,7 @@ struct greater
 
 constexpr std::size_t lanes = 8;
 
-// The best of eight lanes, in the order of their positions.
+// The extreme of eight lanes, taken in the order of their positions.
 template <class Unit>
 struct lane_extremes
 {
@@ -149,8 +149,9 @@ struct lane_extremes
     }
 };
 
-// Goes on with `count` numbers, a multiple of 32, in four neighbouring runs at once, for
-// independent chains of comparisons. Equal numbers keep their order, as the runs are merged in it.
+// Continues with `count` numbers, a multiple of 32, as four neighbouring runs side by side, whose
+// chains of comparisons are independent. The runs are merged in their order, so that the first of
+// equal numbers stays.
 template <class C, class Unit>
 void meet_four_runs(const double* p, std::size_t count, lane_extremes<Unit>& found,
                     typename Unit::type& nan)
@@ -172,9 +173,9 @@ void meet_four_runs(const double* p, std::size_t count, lane_extremes<Unit>& fou
     found = first;
 }
 
-// Goes through `count` numbers, a multiple of eight. Runs are long, or so short that all four look
-// like one stream of memory: those of a few cache lines to some pages would start the processor's
-// prefetching anew each time.
+// Compares `count` numbers, a multiple of eight. The four runs are long, or so short that the
+// hardware prefetcher sees them as one stream: with runs of a few cache lines to some pages it
+// would start anew each time.
 template <class C, class Unit>
 void meet_numbers(const double* p, std::size_t count, lane_extremes<Unit>& found,
                   typename Unit::type& nan)
@@ -216,7 +217,7 @@ extreme_found contiguous(const double* p, std::size_t n)
     return result;
 }
 
-// A NaN sticks: its mark, all bits set, is a NaN itself, and one that has been the best stays.
+// A NaN propagates: its mask, all bits set, is itself a NaN and is never replaced.
 template <class C, class Unit, std::size_t rows>
 void meet_rows(const double* __restrict first, std::size_t stride, std::size_t width,
                double* __restrict extremes)

@@ -31,7 +31,7 @@ const reduction_kernels& kernels_in_force()
 }
 
 // Complex numbers are summed part by part: as plain doubles the accumulators fill vector registers.
-// `stride` is a number, or a constant 1 for code of its own.
+// `stride` is a number, or the constant 1, for which the compiler makes vector code.
 template <class T, class Stride>
 T sum_of_run(const T* p, std::size_t n, Stride stride)
 {
@@ -85,14 +85,14 @@ shape_list without_axis(const shape_list& shape, std::size_t axis)
     return rest;
 }
 
-// Columns to a walk down the rows: many for rows that are read in long pieces, few where there are
-// so few rows that the processor follows each of them as a stream.
+// The number of columns that are summed in one pass down the rows: many where rows are read in long
+// pieces, few where there are so few rows that the hardware prefetcher follows each as a stream.
 constexpr std::size_t columns_at_once(std::size_t rows)
 {
     return rows < 16 ? 32 : 4096;
 }
 
-// Complex numbers are summed part by part, and so are pairs of columns.
+// Complex numbers are summed part by part, as two columns of doubles.
 template <class T>
 void sum_columns(const T* data, const walk_shape& walk, T* out)
 {
@@ -113,7 +113,8 @@ void sum_columns(const T* data, const walk_shape& walk, T* out)
     }
 }
 
-// Quotients of complex numbers follow C's rules, with a divisor of imaginary part zero.
+// A sum is divided by its count by the rules of C, for complex sums with a divisor of imaginary
+// part zero.
 template <class T>
 T count_as(std::size_t n)
 {

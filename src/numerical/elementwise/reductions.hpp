@@ -1,9 +1,9 @@
 #pragma once
 
-// Sums, means and extremes of a whole tensor or along one axis, which leaves the shape. Sums are
+// Sums, means and extremes of a whole tensor, or along one axis, which the result lacks. Sums are
 // pairwise, so that their rounding error grows with the logarithm of the length (Higham 1993, SIAM
-// Journal on Scientific Computing 14), and cut at fixed places, so that they are reproducible. One
-// NaN makes an extreme NaN, always the quiet one with the bits 0x7FF8000000000000. Serial at every
+// Journal on Scientific Computing 14), and cut at fixed places, so that they are reproducible. If
+// an element is NaN, the extreme is the quiet NaN with the bits 0x7FF8000000000000. Serial at every
 // size.
 
 #include "numerical/tensor.hpp"
@@ -57,20 +57,20 @@ std::vector<T> means(const T* data, const walk_shape& walk);
 template <class C>
 std::vector<double> extremes(const double* data, const walk_shape& walk, const C& compare);
 
-// The sum of p[i·stride] for n numbers i. More than 128 are halved, the left half rounded down to a
-// multiple of eight. Others go to eight accumulators r in turn, which are added up as
-// ((r0 + r1) + (r2 + r3)) + ((r4 + r5) + (r6 + r7)), and then what fills no eight is added in
-// order. Fewer than eight are added in order to +0.
+// The sum of the n numbers p[i·stride]. More than 128 are cut in two halves, the left one rounded
+// down to a multiple of eight. At most 128 go to eight accumulators r in turn, which are added up
+// as ((r0 + r1) + (r2 + r3)) + ((r4 + r5) + (r6 + r7)); the numbers behind the last multiple of
+// eight are then added in order. Fewer than eight are added in order to +0.
 template <class T>
 T pairwise_sum(const T* p, std::size_t n, std::size_t stride);
 
-// The extreme of n >= 1 numbers, or NaN. Of two equal ones in a lane, which is a position modulo
-// eight, the first stays, and then that of the first lane, before those that fill no eight: it
-// decides the sign of a zero.
+// The extreme of n >= 1 numbers, or NaN. Of equal numbers, which matters for the sign of a zero,
+// the first one within a lane (the positions congruent modulo eight) is taken, then that of the
+// first lane, before those behind the last multiple of eight.
 template <class C>
 double contiguous_extreme(const double* p, std::size_t n, const C& compare);
 
-// Along an axis, where the first of two equal numbers stays unless the axis is the last.
+// The extremes along an axis. Of equal numbers the first is taken, but on the last axis as above.
 template <class C>
 tensor<double> extremes_along(const tensor<double>& a, std::size_t axis, const C& compare);
 

@@ -9,14 +9,14 @@
 
 namespace numerical::detail {
 
-// For each outer and inner index the product along the axis; 1 over nothing. Where the axis is the
-// last and has at least eight elements they go to eight accumulators r in turn, which are
-// multiplied as ((r0·r1)·(r2·r3))·((r4·r5)·(r6·r7)), and what fills no eight follows in order.
-// Other products are made in order.
+// For each outer and inner index the product along the axis; the empty product is 1. If the axis is
+// the last and has at least eight elements, they go to eight accumulators r in turn, which are
+// multiplied as ((r0·r1)·(r2·r3))·((r4·r5)·(r6·r7)), and the elements behind the last multiple of
+// eight follow in order. Other products are formed in order.
 template <class T>
 std::vector<T> products(const T* data, const walk_shape& walk);
 
-// Each element with all before it along the axis added or multiplied, in their order.
+// The running sums or products along the axis, each formed in order.
 template <class T>
 std::vector<T> running_sums(const T* data, const walk_shape& walk);
 

@@ -23,11 +23,11 @@ void fused_sequence(double delta, double first, double start, double* out, std::
 
 namespace {
 
-// Elements to a call of a kernel: an index within it fits an int, whose conversion to double the
-// processor does in vectors.
+// The number of elements for one call of a kernel: an index within it fits into an int, which the
+// processor converts to double in vectors.
 constexpr std::size_t sequence_block = std::size_t{1} << 20;
 
-// ceil(q) for a count of elements: what no memory can hold may be any number above that.
+// ceil(q) as a count of elements; any count above what memory can hold serves for larger ones.
 std::size_t count_of(double q)
 {
     if (!(q > 0))

@@ -16,8 +16,8 @@ constexpr std::size_t short_run = 48;         // up to here insertion is faster
 constexpr std::size_t wide_digit_from = 8192; // passes of 11 bits pay for their longer tables
 constexpr std::uint64_t sign_of_key = std::uint64_t{1} << 63;
 
-// The unsigned integers of all numbers but NaN are in the order of the numbers; both zeros have
-// one. Descending order is that of the complement.
+// An unsigned integer for each number except NaN, in the order of the numbers; both zeros have the
+// same one. For descending order the integers are complemented.
 std::uint64_t key_of(double x, sort_order order)
 {
     const auto bits = std::bit_cast<std::uint64_t>(x + 0.0); // -0 + 0 is +0
@@ -43,8 +43,8 @@ struct placed_key
     std::size_t place;
 };
 
-// Sorts by the digits of `bits` bits, with `spare` of the same size. A digit that all keys share is
-// passed over.
+// Sorts by digits of `bits` bits, with `spare` of the same size as scratch. A digit that all keys
+// share takes no pass.
 template <unsigned bits, class Item>
 void sort_by_digits(std::vector<Item>& items, std::vector<Item>& spare)
 {
@@ -96,7 +96,7 @@ void sort_items(std::vector<Item>& items, std::vector<Item>& spare)
         sort_by_digits<11>(items, spare);
 }
 
-// What sorting a run needs, kept from run to run.
+// The scratch of a sort, kept from run to run.
 template <class Item>
 struct workspace
 {
@@ -104,8 +104,8 @@ struct workspace
     std::vector<Item> spare;
 };
 
-// The run's numbers in order. A key tells neither the sign of a zero nor one NaN from another, so
-// those are written in the order in which they stand.
+// Sorts the numbers of a run. Zeros of either sign have one key and NaNs have none, so these are
+// written in the order in which they occur.
 void sort_run(const double* run, std::size_t n, std::size_t stride, sort_order order,
               workspace<plain_key>& work, double* to)
 {
@@ -166,8 +166,8 @@ std::vector<Out> sort_runs(const walk_shape& walk, const SortRun& sort_run_at)
     return out;
 }
 
-// The count of numbers that come before the value, or before or with it. Each step halves what is
-// left by a conditional move: which half is as good as random.
+// The number of elements for which `before` holds, by bisection. Each step selects its half by a
+// conditional move, since a branch could not be predicted.
 template <class Before>
 std::size_t count_before(const double* ascending, std::size_t length, const Before& before)
 {

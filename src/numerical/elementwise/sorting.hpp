@@ -1,9 +1,10 @@
 #pragma once
 
-// Sorting of real numbers along an axis, always stable: equal numbers, both zeros among them, keep
-// their order, and NaNs come last in theirs. Short runs are sorted by insertion, long ones by the
-// bits of their numbers, digit by digit from the lowest (Knuth 1998, volume 3, section 5.2.5): the
-// time then doesn't depend on the values, and the same bits come out on every processor.
+// Sorting of real numbers along an axis, always stable: equal numbers, zeros of either sign among
+// them, keep their order, and NaNs come last in their own order. Short runs are sorted by
+// insertion, long ones by the digits of their bits, from the lowest digit up (Knuth 1998, volume 3,
+// section 5.2.5), so that the time hardly depends on the values and the result is the same on every
+// processor.
 
 #include "numerical/elementwise/reductions.hpp"
 
@@ -16,17 +17,17 @@ enum class sort_order { ascending, descending }; // NaNs are last in both
 
 namespace detail {
 
-// For each outer and inner index the elements along the axis in their order.
+// For each outer and inner index the elements along the axis, sorted.
 std::vector<double> sorted(const double* data, const walk_shape& walk, sort_order order);
 
-// The places along the axis that bring the elements in their order.
+// The places along the axis of the sorted elements.
 std::vector<std::ptrdiff_t> sorted_places(const double* data, const walk_shape& walk,
                                           sort_order order);
 
 enum class search_side { left, right };
 
-// For each of `count` values the place in the `length` ascending numbers, NaNs last, at which it
-// keeps them ascending: before the equal ones, or behind them.
+// For each of `count` values the place at which it can be inserted into the `length` ascending
+// numbers, NaNs last: before the numbers equal to it, or behind them.
 std::vector<std::ptrdiff_t> search_places(const double* ascending, std::size_t length,
                                           const double* values, std::size_t count,
                                           search_side side);

@@ -23,7 +23,7 @@ double squared(const complex& z)
     return z.real() * z.real() + z.imag() * z.imag();
 }
 
-// Sum of (scale·|row[i] - centre|)², by halves as pairwise_sum has them.
+// Sum of (scale·|row[i] - centre|)², cut in halves as by pairwise_sum.
 template <class T>
 double row_sum(const T* row, std::size_t n, const T& centre, double scale)
 {
@@ -38,10 +38,10 @@ double row_sum(const T* row, std::size_t n, const T& centre, double scale)
     return pairwise_sum(squares, n, 1);
 }
 
-// Elements whose squares are held at once where the sums run down columns.
+// The number of elements whose squares are held at a time where the sums run down columns.
 constexpr std::size_t block_elements = std::size_t{1} << 16;
 
-// Squares of a block of columns of one outer index.
+// The squares of a block of columns at one outer index.
 template <class T>
 void square_block(block_view<const T> block, const T* centres, const double* scales,
                   double* squares)
@@ -81,7 +81,7 @@ void column_sums(const T* data, const walk_shape& walk, const T* centres, const 
     }
 }
 
-// The largest power of two up to x, inverted; 1 for zero and what isn't finite.
+// The reciprocal of the largest power of two up to x; 1 if x is zero or isn't finite.
 double inverse_power(double x)
 {
     if (!(x > 0) || std::isinf(x))
@@ -89,7 +89,7 @@ double inverse_power(double x)
     return std::ldexp(1.0, -std::clamp(std::ilogb(x), -1021, 1021));
 }
 
-// What brings the largest modulus of each sum near 1.
+// The scales that bring the largest modulus of each sum near 1.
 template <class T>
 std::vector<double> scales_of(const T* data, const walk_shape& walk)
 {
@@ -116,7 +116,7 @@ double row_norm(const T* row, std::size_t n)
     const double* const infinite =
         std::find_if(parts, parts + count, [](double x) { return std::isinf(x); });
     if (std::isnan(square) || infinite != parts + count)
-        return square; // NaN or infinity as the sum has it
+        return square; // NaN or infinity, like the sum
     return scaled_norm(row, n);
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// Pairwise sums of squared moduli, for norms and variances. The squares of a run are made where
-// they are summed, in L1, so that a vector is read once and nothing is written.
+// Pairwise sums of squared moduli, for norms and variances. The squares of a run are formed in L1,
+// where they are summed, so that a vector is read once and nothing is written.
 
 #include "numerical/elementwise/reductions.hpp"
 
@@ -11,7 +11,8 @@
 namespace numerical::detail {
 
 // For each outer and inner index of the walk the pairwise sum of scale²·|x - centre|², where x runs
-// along the axis; `centres` and `scales` hold one number for each sum, or none for 0 and 1.
+// along the axis; `centres` and `scales` hold one number for each sum, or are empty for the centre
+// 0 and the scale 1.
 template <class T>
 std::vector<double> sums_of_squares(const T* data, const walk_shape& walk,
                                     const std::vector<T>& centres,

@@ -1,10 +1,10 @@
 #pragma once
 
-// Long rows written past the caches. A plain store reads its line first, and what it writes drives
-// the operands out of the cache: for a row as large as a core's share of the last cache that is
-// half the traffic. So from `streamed_from` numbers on a row is computed in blocks that stay in L1
-// and copied from there by non-temporal stores, of whole lines, which read nothing. The bits are
-// those of plain stores. Each target needs its own copy: hence the internal linkage.
+// Long rows are written past the caches. A plain store first reads its cache line, and the results
+// evict the operands: for a row as large as a core's share of L3 that is half of the traffic. A row
+// of `streamed_from` or more numbers is therefore computed in blocks that stay in L1 and copied
+// from there by non-temporal stores of whole lines, which read nothing. The bits are those of plain
+// stores. Each target needs its own copy: hence the internal linkage.
 
 #include <cstddef>
 #include <cstdint>
@@ -18,15 +18,16 @@ namespace {
 
 constexpr std::size_t streamed_block = 64; // numbers, eight lines
 
-// Numbers before the next line's start; even for `out` on 16 bytes, as complex numbers lie.
+// The number of doubles before the start of the next cache line; even if `out` is a multiple of 16
+// bytes, as that of complex numbers is.
 inline std::size_t before_line(const double* out)
 {
     return (64 - reinterpret_cast<std::uintptr_t>(out) % 64) % 64 / sizeof(double);
 }
 
-// compute(first, to, count) writes numbers first to first + count of the row to `to`, and may be
-// called for them in any pieces of an even count but for the last. Stream::copy(from, to) copies a
-// block to the start of a line.
+// compute(first, to, count) writes the numbers [first, first + count) of the row to `to`; it is
+// called for pieces of any even count, except for the last. Stream::copy(from, to) copies a block
+// to the start of a line.
 template <class Stream, class Compute>
 void write_row(double* out, std::size_t n, const Compute& compute)
 {
@@ -42,7 +43,7 @@ void write_row(double* out, std::size_t n, const Compute& compute)
         Stream::copy(block, out + done);
     }
     compute(done, out + done, n - done);
-    _mm_sfence(); // such stores are ordered with no others, and the tensor may go to another thread
+    _mm_sfence(); // non-temporal stores are unordered, and another thread may read the tensor
 }
 
 template <class F>
@@ -67,7 +68,7 @@ constexpr auto number_row_of(F)
     return each_number<Stream, F>;
 }
 
-// Two numbers a store, which every processor of the family has.
+// Vectors of two numbers, which every x86-64 processor has.
 struct portable_stream
 {
     // Bit j is set where x[j] isn't zero, equals the value, or is NaN.
