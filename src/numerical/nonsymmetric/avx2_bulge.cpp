@@ -16,8 +16,8 @@ void avx2_reflect_complex_bulge_rows(double* rows, std::size_t stride, std::size
     reflect_complex_rows<lanes>(rows, stride, n, h);
 }
 
-// A row of H in a vector, the fourth lane for the element that stays. Broadcasts come from memory
-// at no cost, where shuffles of a row would compete for one port.
+// A row of H in a vector, with the fourth lane for the element that isn't changed. Elements are
+// broadcast from memory, which costs nothing, whereas shuffles of a row would compete for one port.
 void avx2_reflect_bulge_columns(double* rows, std::size_t stride, std::size_t count,
                                 const double* h)
 {

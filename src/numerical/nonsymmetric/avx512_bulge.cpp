@@ -16,8 +16,8 @@ void avx512_reflect_complex_bulge_rows(double* rows, std::size_t stride, std::si
     reflect_complex_rows<lanes>(rows, stride, n, h);
 }
 
-// A row of H in a vector, the fourth lane for the element that stays: a store of four whole lanes
-// can be read back at once by the next reflector, which one through a mask can't.
+// A row of H in a vector, with the fourth lane for the element that isn't changed: a store of four
+// whole lanes is forwarded to the next reflector's load, which a masked store isn't.
 void avx512_reflect_bulge_columns(double* rows, std::size_t stride, std::size_t count,
                                   const double* h)
 {

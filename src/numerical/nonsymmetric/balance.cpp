@@ -24,8 +24,8 @@ double squared(const complex& z)
 
 // --- the permutation -----------------------------------------------------------------------------
 
-// How many elements beside the diagonal are left in each row and column of [from, to). The rows and
-// columns are named as in the matrix; `place` says where they go.
+// The numbers of nonzero elements off the diagonal in each row and column of [from, to). Rows and
+// columns are numbered as in the matrix; `place` maps them to the result.
 template <class T>
 class isolation
 {
@@ -63,7 +63,7 @@ isolation<T>::isolation(block_view<const T> matrix, balance& result)
     }
 }
 
-// A row that is zero but for its diagonal shows an eigenvalue; it goes to the end.
+// A row that is zero off the diagonal isolates an eigenvalue; it goes to the end.
 template <class T>
 void isolation<T>::find_rows()
 {
@@ -84,7 +84,7 @@ void isolation<T>::find_rows()
     }
 }
 
-// A column that is zero but for its diagonal goes to the front.
+// A column that is zero off the diagonal goes to the front.
 template <class T>
 void isolation<T>::find_columns()
 {
@@ -160,8 +160,9 @@ void equilibration<T>::measure()
         }
 }
 
-// Divides row i and multiplies column i by the power of two that makes their norms nearest, if that
-// gains enough. Norms are up to date as long as the pass has scaled nothing.
+// Divides row i and multiplies column i by the power of two that brings their norms closest
+// together, if that reduces them enough. The norms need no update (`measured`) as long as the pass
+// has scaled nothing.
 template <class T>
 bool equilibration<T>::scale_index(std::size_t i, bool measured)
 {
@@ -174,7 +175,7 @@ bool equilibration<T>::scale_index(std::size_t i, bool measured)
     }
     if (row[i] == 0 || column[i] == 0)
         return false;
-    // f⁴ = row²/column², rounded to a power of two by half exponents.
+    // f⁴ = ‖row‖²/‖column‖²; the exponent of f is rounded to an integer.
     const int exponent = static_cast<int>(std::lround(std::log2(row[i] / column[i]) / 4));
     const double f = std::ldexp(1.0, exponent);
     const double scaled = column[i] * f * f + row[i] / f / f;

@@ -8,9 +8,9 @@
 //     D⁻¹PᵀA·P·D  =  [ 0   B   Z ]  from     T0 and T1 upper triangular.
 //                    [ 0   0   T1]  to
 //
-// Norms are Euclidean and include the diagonal, so that a matrix whose diagonal dominates is left
-// as it is, and the Frobenius norm never grows; with the original 1-norm without the diagonal,
-// scaling could spoil matrices that need none (James, Langou and Lowery 2014).
+// Norms are Euclidean and include the diagonal, so that a diagonally dominant matrix is left
+// unchanged and the Frobenius norm never grows. With the original choice, the 1-norm without the
+// diagonal, scaling may harm matrices that need none (James, Langou and Lowery 2014).
 
 #include "numerical/matrix.hpp"
 
@@ -33,7 +33,7 @@ struct balance
 template <class T>
 balance balance_matrix(matrix<T>& a, balancing how);
 
-// A scaling step must reduce the sum of two squared norms to this part of it at least (0.95²).
+// A scaling step must reduce the sum of the two squared norms at least by this factor (0.95²).
 constexpr double balancing_gain = 0.9025;
 
 // No scale leaves [1/greatest_scale, greatest_scale]: squares of vectors that D multiplies must not

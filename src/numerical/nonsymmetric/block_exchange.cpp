@@ -14,7 +14,8 @@
 namespace numerical::detail {
 namespace {
 
-// An exchange is refused if it leaves more than so many units of roundoff below the diagonal.
+// An exchange is refused if the elements that it leaves below the diagonal exceed this multiple of
+// the roundoff.
 constexpr double exchange_tolerance = 10;
 
 // The blocks [ T11 T12 ; 0 T22 ] that are to be exchanged.
@@ -39,7 +40,7 @@ block_pair copy_pair(block_view<const double> h, std::size_t k, std::size_t n1, 
     return pair;
 }
 
-// The equations of T11·X - X·T22 = T12, the unknown X(i, j) being number i·n2 + j.
+// The equations of T11·X - X·T22 = T12, where X(i, j) is unknown number i·n2 + j.
 small_system sylvester_equations(const block_pair& p)
 {
     small_system system{p.n1 * p.n2};
@@ -62,8 +63,8 @@ struct exchange_reflectors
     std::array<bulge_reflector<double>, 2> list;
 };
 
-// The columns of [ -X ; I ] span the invariant subspace of T22. The reflectors of their QR
-// factorization turn it into the leading one.
+// The columns of [ -X ; I ] span the invariant subspace of T22, which the reflectors of their QR
+// factorization map to the leading coordinates.
 exchange_reflectors reflectors_of(const block_pair& p,
                                   const std::array<double, most_unknowns>& solution)
 {
@@ -103,7 +104,7 @@ void apply(const exchange_reflectors& reflectors, const schur_views<double>& s, 
                             reflectors.list[c]);
 }
 
-// Whether what is to vanish does so, tried on the two blocks alone.
+// Whether the elements that should vanish do so, tried on the two blocks alone.
 bool is_accurate(const exchange_reflectors& reflectors, const block_pair& pair)
 {
     small_block trial = pair.t;
@@ -175,7 +176,7 @@ std::size_t move_block_up(const schur_views<T>& s, std::size_t from, std::size_t
         if (!exchange_blocks(s, from - before, before, moving))
             return from;
         from -= before;
-        // An exchange may split a pair that rounding had held together: both parts go up.
+        // An exchange may split a complex pair into two real eigenvalues: both then move up.
         if (moving == 2 && block_order<T>(s.h, from) == 1) {
             const std::size_t second = from + 1;
             from = move_block_up(s, from, to);

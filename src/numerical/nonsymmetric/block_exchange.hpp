@@ -17,14 +17,14 @@ std::size_t block_order(block_view<const T> h, std::size_t k)
     return k + 1 < h.rows && h(k + 1, k) != T(0) ? 2 : 1;
 }
 
-// Exchanges the blocks of order n1 from row k on and of order n2 behind it, in the whole Schur
-// form. False, with nothing changed, if their eigenvalues are so close that it would perturb the
-// matrix by more than rounding does.
+// Exchanges the block of order n1 that begins in row k with the one of order n2 behind it, in the
+// whole Schur form. Returns false, with nothing changed, if their eigenvalues are so close that the
+// exchange would perturb the matrix by more than rounding does.
 template <class T>
 bool exchange_blocks(const schur_views<T>& s, std::size_t k, std::size_t n1, std::size_t n2);
 
-// Moves the block in row `from` up until it begins in row `to`, past the blocks between. Gives the
-// row where it ends up: `to`, or that of an exchange refused.
+// Moves the block in row `from` up past the blocks above it until it begins in row `to`. Returns
+// the row in which it ends: `to`, or the row where an exchange was refused.
 template <class T>
 std::size_t move_block_up(const schur_views<T>& s, std::size_t from, std::size_t to);
 

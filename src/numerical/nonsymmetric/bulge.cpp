@@ -31,13 +31,13 @@ double divided_by(double x, double y)
     return x / y;
 }
 
-// x/y by y's adjoint: for y of a size whose square is safe.
+// x/y as x·conj(y)/|y|², for a y whose square neither overflows nor underflows.
 complex divided_by(const complex& x, const complex& y)
 {
     return finite_product(x, std::conj(y)) / squared_modulus(y);
 }
 
-// Below it squares lose digits to underflow. Matrices are scaled so that no square overflows.
+// Smaller squares lose digits to underflow. Matrices are scaled so that no square overflows.
 constexpr double least_safe_square = 0x1p-900;
 constexpr double lift = 0x1p600;
 
@@ -53,8 +53,8 @@ polar<double> polar_form(double x, double)
     return {std::abs(x), std::copysign(1.0, x)};
 }
 
-// Of an x with |x|² = square. A square near underflow has few digits: phases of it would not have
-// modulus 1.
+// Modulus and phase of an x with |x|² = square. A square near underflow has few digits, and a phase
+// computed from it would not have modulus 1.
 polar<complex> polar_form(const complex& x, double square)
 {
     if (square < least_safe_square)
@@ -91,8 +91,8 @@ void reflect_two_columns(T* rows, std::size_t stride, std::size_t count,
 
 } // namespace
 
-// Differences with the shifts before products, so that a shift near h₁₁ loses no digits; the whole
-// divided by s, so that nothing overflows.
+// The shifts are subtracted before anything is multiplied, so that a shift near h₁₁ loses no
+// digits; the result is divided by s, so that nothing overflows.
 template <class T>
 void bulge_start(block_view<const T> h, std::size_t top, std::size_t order,
                  const shift_pair& shifts, T (&x)[3])

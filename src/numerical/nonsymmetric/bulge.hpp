@@ -29,8 +29,8 @@ struct shift_pair
     complex second;
 };
 
-// x[0..3) such that the reflector of x begins a step: a multiple of the first column of
-// (H - s₁)(H - s₂), H being the block from row and column `top` on, of order 2 at least.
+// The x[0..3) whose reflector begins a step: a multiple of the first column of (H - s₁)(H - s₂),
+// where H is the block from row and column `top` on, of order 2 at least.
 template <class T>
 void bulge_start(block_view<const T> h, std::size_t top, std::size_t order, const shift_pair& s,
                  T (&x)[3]);
@@ -63,8 +63,8 @@ struct bulge_place
     std::size_t k;
 };
 
-// Moves a bulge on by one row: makes the reflector of rows [k, k + 3), or of the last two, from the
-// shifts if k == top, else from column k - 1, and applies it. Gives the reflector.
+// Moves a bulge down by one row: forms the reflector of rows [k, k + 3), or of the last two, from
+// the shifts if k == top, otherwise from column k - 1, and applies it. Returns the reflector.
 template <class T>
 bulge_reflector<T> move_bulge(const bulge_kernels<T>& kernels, const schur_views<T>& s,
                               const bulge_place& at, const shift_pair& shifts,

@@ -8,8 +8,8 @@
 namespace numerical::detail {
 namespace {
 
-// At step t bulge j makes its reflector in row top + t - 3j, the first bulge being ahead. No bulge
-// touches what another one of the same step reads.
+// At step t bulge j forms its reflector in row top + t - 3j, the first bulge being ahead. No bulge
+// writes what another one reads in the same step.
 template <class T>
 class chain
 {
@@ -46,8 +46,9 @@ void chain<T>::run() const
         run_window(from, std::min(from + stride, steps));
 }
 
-// Steps [from, to). Reflectors act on rows [low, high); a window has one row more before them, with
-// the subdiagonal elements that vanish, and one behind, into which the last bulge fills.
+// Performs the steps [from, to). Reflectors act on rows [low, high). A window has one more row
+// before them, with the subdiagonal elements that vanish, and one behind, into which the last bulge
+// extends.
 template <class T>
 void chain<T>::run_window(std::size_t from, std::size_t to) const
 {

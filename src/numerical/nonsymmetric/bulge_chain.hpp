@@ -11,14 +11,14 @@
 
 namespace numerical::detail {
 
-// The bulges of a chain. What is done inside a window grows with its order for each reflector, and
-// the copies of strips cost the more, the fewer reflectors go over them.
+// The bulges of a chain: with more of them each reflector costs more inside the window, whose order
+// grows; with fewer the copies of strips serve fewer reflectors.
 constexpr std::size_t chain_bulges = 16;
 
 // Rows from one bulge to the next: a bulge of two shifts is three rows long.
 constexpr std::size_t bulge_spacing = 3;
 
-// Steps that a chain goes in a window: its own length.
+// The steps of a chain in one window: its own length.
 constexpr std::size_t steps_of_window(std::size_t bulges)
 {
     return bulge_spacing * bulges;
@@ -33,7 +33,7 @@ struct sweep_storage
     chain_record<T> record;
 };
 
-// The greatest window of a sweep.
+// The largest window of a sweep.
 constexpr std::size_t greatest_window = 2 * steps_of_window(chain_bulges) + 4;
 
 // One sweep with all the shifts over the unreduced block [top, end).

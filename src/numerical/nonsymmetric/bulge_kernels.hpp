@@ -4,9 +4,9 @@
 // portable, avx2_ and avx512_. Declarations only, so it may be included from any target. Strides
 // and counts are in elements; complex data is interleaved (real, imaginary).
 //
-// H = I - tau·w·wᴴ with w = (1, w1, w2) and a real tau: Hermitian and its own inverse, as I -
-// 2·v·vᴴ with the unit vector v = w·sqrt(tau/2), but with a product less for each element. As an
-// array of doubles a reflector is {tau, w1, w2}.
+// H = I - tau·w·wᴴ with w = (1, w1, w2) and a real tau is Hermitian and its own inverse. It equals
+// I - 2·v·vᴴ with the unit vector v = w·sqrt(tau/2), but takes one product less for each element.
+// As an array of doubles a reflector is {tau, w1, w2}.
 
 #include <complex>
 #include <cstddef>
@@ -28,7 +28,8 @@ const double* parts_of(const bulge_reflector<T>& h)
     return reinterpret_cast<const double*>(&h);
 }
 
-// What a row must have beyond its last column in use: the kernels take whole vectors.
+// The number of elements that a row must have beyond its last column in use, since the kernels work
+// on whole vectors.
 template <class T>
 constexpr std::size_t row_padding = 8 * sizeof(double) / sizeof(T);
 
@@ -44,9 +45,9 @@ void avx2_reflect_complex_bulge_rows(double* rows, std::size_t stride, std::size
 void avx512_reflect_complex_bulge_rows(double* rows, std::size_t stride, std::size_t n,
                                        const double* h);
 
-// x := x·H for the three elements at the beginning of each of `count` rows. The sum of x[i]·H(i, j)
-// ascends, fused but in the portable form. A real row must have a fourth element, which is left
-// as it is.
+// x := x·H for the first three elements of each of `count` rows. The terms x[i]·H(i, j) are added
+// in ascending order, fused except in the portable form. A real row must have a fourth element,
+// which is not changed.
 template <class T>
 void reflect_bulge_columns(T* rows, std::size_t stride, std::size_t count,
                            const bulge_reflector<T>& h);

@@ -11,7 +11,8 @@
 namespace numerical::detail {
 namespace {
 
-// Too large for a frame of the stack; taking it anew costs little beside the reflectors.
+// A strip is too large for the stack; allocating it costs little compared to applying the
+// reflectors.
 template <class T>
 std::vector<T> strip_of(std::size_t rows)
 {
@@ -51,8 +52,8 @@ void reflect(int path, T* rows, const std::vector<bulge_pass<T>>& passes)
     }
 }
 
-// Asks for the cache lines of rows that the next strip begins with: their distance is too great for
-// the processor to foresee them.
+// Prefetches the cache lines with which the rows of the next strip begin: they are too far apart
+// for the hardware prefetcher.
 template <class T>
 void prefetch_rows(block_view<T> c)
 {
@@ -77,7 +78,8 @@ void update_rows(int path, block_view<T> c, const std::vector<bulge_pass<T>>& pa
         std::copy_n(copy.data() + i * width, c.cols, c.row(i));
 }
 
-// Up to strip_columns rows, whose columns are multiplied: rows of the transpose, by conjugates.
+// Up to strip_columns rows, multiplied from the right: as rows of the transpose, by the conjugate
+// reflectors.
 template <class T>
 void update_columns(int path, block_view<T> c, const std::vector<bulge_pass<T>>& conjugates)
 {

@@ -3,8 +3,8 @@
 // Updates far from the diagonal by the reflectors that a chain of bulges has made in a window, on
 // strips of the window's rows outside of it. A strip is copied to contiguous storage, all
 // reflectors are applied to it while it is in L1, and it is copied back. Columns above the window
-// are treated likewise, transposed. That takes 10 operations for a reflector and a column, where a
-// product with the accumulated reflectors takes 24 at the best shape of a window.
+// are treated likewise, transposed. This takes 10 operations for each reflector and column, whereas
+// a product with the accumulated reflectors takes 24 for the best shape of a window.
 
 #include "numerical/nonsymmetric/schur_views.hpp"
 #include "numerical/nonsymmetric/strip_kernels.hpp"
@@ -24,13 +24,13 @@ struct bulge_pass
     std::vector<strip_reflector<T>> reflectors;
 };
 
-// The passes of a window's bulges, which follow each other.
+// The passes of a window's bulges, in their order.
 template <class T>
 struct chain_record
 {
     std::vector<bulge_pass<T>> passes;
 
-    // Empty passes, for so many bulges.
+    // Empty passes, one for each bulge.
     void clear(std::size_t bulges);
 
     void add(std::size_t bulge, std::size_t row, bool of_two, const bulge_reflector<T>& h);

@@ -12,15 +12,15 @@ namespace numerical::detail {
 
 constexpr double unit_roundoff = std::numeric_limits<double>::epsilon();
 
-// Numbers so small that their relative error may be large, for a matrix of order n.
+// The magnitude below which numbers may have a large relative error, for a matrix of order n.
 inline double negligible_magnitude(std::size_t n)
 {
     return std::numeric_limits<double>::min() * (double(n) / unit_roundoff);
 }
 
-// Whether h(k, k - 1) may be set to zero: by the neighbours on the diagonal first, then by the
-// criterion of Ahues and Tisseur (1997), which doesn't harm small eigenvalues of a graded matrix.
-// [from, to) are the rows in which neighbours are looked for.
+// Whether h(k, k - 1) may be set to zero. It is compared with its neighbours on the diagonal first,
+// then by the criterion of Ahues and Tisseur (1997), which preserves the small eigenvalues of a
+// graded matrix. Neighbours are taken from the rows [from, to).
 template <class T>
 bool is_negligible(block_view<const T> h, std::size_t k, std::size_t from, std::size_t to)
 {

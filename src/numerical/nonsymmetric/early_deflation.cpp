@@ -54,7 +54,8 @@ bool deflation_window<T>::find_schur_form()
     return qr_iteration(window, schur_extent::whole, qr_step_limit(order)) == 0;
 }
 
-// By the size of the eigenvalue, or by that of the whole window where it is the least there is.
+// A block has converged if its element of the spike is negligible compared to its eigenvalue, or to
+// the subdiagonal element before the window if the eigenvalue is zero.
 template <class T>
 bool deflation_window<T>::is_settled(std::size_t k, std::size_t block) const
 {
@@ -70,7 +71,8 @@ bool deflation_window<T>::is_settled(std::size_t k, std::size_t block) const
     return element <= std::max(negligible_magnitude(order), unit_roundoff * size);
 }
 
-// From the bottom up: a block that is not settled goes to the top of those that remain.
+// Tests the blocks from the bottom up; one that has not converged is moved to the top of the
+// untested ones.
 template <class T>
 std::size_t deflation_window<T>::count_deflated()
 {
@@ -85,7 +87,7 @@ std::size_t deflation_window<T>::count_deflated()
         }
         const std::size_t at = move_block_up(window, end - block, unsettled);
         if (at != unsettled)
-            break; // what could not be exchanged stays where it is
+            break; // blocks that could not be exchanged stay in their place
         unsettled += block;
     }
     return order - end;
@@ -125,8 +127,8 @@ void deflation_window<T>::reflect(const std::vector<T>& v, std::size_t row, std:
     reflect_columns(window.h.sub(0, row_to, row, end), conjugated);
 }
 
-// A reflector gathers the spike of the first `count` rows in its first element, and others bring
-// what it makes of the triangle back to Hessenberg form.
+// A reflector reduces the spike of the first `count` rows to its first element; further ones
+// restore the Hessenberg form that it destroys.
 template <class T>
 void deflation_window<T>::restore_hessenberg(std::size_t count)
 {

@@ -20,8 +20,8 @@ struct far_storage
 };
 
 // U acts on the rows and columns of the diagonal block from `top` on; `adjoint` is Uᴴ. Columns are
-// multiplied in the rows from reach.row_from to the block, rows of h in the columns from behind the
-// block to reach.col_to, rows of z throughout.
+// multiplied in the rows from reach.row_from to the block, rows of h in the columns behind the
+// block up to reach.col_to, rows of z in all columns.
 template <class T>
 void update_far(const schur_views<T>& s, block_view<const T> adjoint, std::size_t top,
                 const similarity_reach& reach, far_storage<T>& storage);

@@ -15,7 +15,7 @@
 namespace numerical::detail {
 namespace {
 
-// Rows of the matrix that one task multiplies by a reflector.
+// The number of rows that one task multiplies by a reflector.
 constexpr std::size_t strip_rows = 64;
 
 template <class T>
@@ -143,8 +143,8 @@ void panel_reducer<T>::bring_up_to_date(std::size_t j)
     subtract_products_on(path, x, turned, vectors.data(), n, p, height);
 }
 
-// The reflector of column j, and what V, T and Y gain by it: with z = Vᴴv the new columns are
-// -2·T·z over 2 of T, and 2·(A·v - Y·z) of Y.
+// Forms the reflector v of column j and appends it to V, T and Y. With z = Vᴴv the new column of T
+// is -2·T·z above the element 2, and that of Y is 2·(A·v - Y·z).
 template <class T>
 void panel_reducer<T>::add_reflector(std::size_t j)
 {
@@ -186,7 +186,7 @@ void panel_reducer<T>::multiply_trailing(std::size_t j, const T* v, T* y) const
 {
     const std::size_t height = n - first;
     const std::size_t width = n - j - 1;
-    // The dots conjugate a row: so v goes in, and y comes out, conjugated.
+    // The dots conjugate the rows of A, so v is passed and y returned conjugated.
     std::vector<T> vc;
     conjugate_into(vc, v, width);
     const auto multiply_strip = [&](std::size_t strip) {
@@ -199,8 +199,8 @@ void panel_reducer<T>::multiply_trailing(std::size_t j, const T* v, T* y) const
     parallel_for(ceil_div(height, strip_rows), strip_rows * width / 2, multiply_strip);
 }
 
-// A -= Y·Vᴴ: in the rows of the panel for the columns beyond it; above them for all of V's columns,
-// where Y = (A·V)·T is a product.
+// A -= Y·Vᴴ: in the panel's rows for the columns behind the panel, in the rows above for all
+// columns of V, with Y = (A·V)·T as a product.
 template <class T>
 void panel_reducer<T>::update_from_right(const reflector_block<T>& block, std::size_t to)
 {

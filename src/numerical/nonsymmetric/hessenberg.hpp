@@ -2,9 +2,9 @@
 
 // Reduction to Hessenberg form by reflectors, QᴴAQ = H. Large matrices are reduced by panels of
 // columns: within a panel the trailing matrix stays unchanged while Y = A·V·T is formed along with
-// the reflectors; then products update everything. Only the product of the trailing matrix with
-// each reflector is no block operation, and only of its rows below the panel (Quintana-Orti and van
-// de Geijn 2006).
+// the reflectors; then products update everything. The only operation that isn't blocked is the
+// product of each reflector with the trailing matrix, restricted to the rows below the panel
+// (Quintana-Orti and van de Geijn 2006).
 
 #include "numerical/factor/reflector_block.hpp"
 

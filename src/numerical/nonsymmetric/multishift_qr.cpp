@@ -14,7 +14,8 @@
 namespace numerical::detail {
 namespace {
 
-// Shifts of a sweep and rows of a deflation window for an active block of order n.
+// The number of shifts of a sweep and the order of the deflation window for an active block of
+// order n.
 struct sweep_sizes
 {
     std::size_t shifts;
@@ -27,11 +28,11 @@ sweep_sizes sizes_for(std::size_t n)
     return {shifts, n <= 500 ? shifts : 3 * shifts / 2};
 }
 
-// A sweep is skipped if deflation took this part of its window: another one may well take more
-// (the nibble of Braman, Byers and Mathias 2002, part II).
+// A sweep is skipped if this part of the window was deflated, as another deflation may then succeed
+// as well (the nibble of Braman, Byers and Mathias 2002, part II).
 constexpr std::size_t nibble_percent = 14;
 
-// After so many sweeps without deflation shifts are ad hoc, and windows grow.
+// After this many sweeps without deflation ad hoc shifts are used, and windows grow.
 constexpr std::size_t fruitless_sweeps = 6;
 
 template <class T>
@@ -107,7 +108,8 @@ bool multishift_iteration<T>::solve_small(std::size_t top, std::size_t end)
     return true;
 }
 
-// Early deflation, and a sweep unless it took much. Gives the eigenvalues that have converged.
+// Early deflation, and a sweep unless much was deflated. Returns the number of eigenvalues that
+// have converged.
 template <class T>
 std::size_t multishift_iteration<T>::step(std::size_t top, std::size_t end)
 {
@@ -132,8 +134,8 @@ std::size_t multishift_iteration<T>::step(std::size_t top, std::size_t end)
     return deflated;
 }
 
-// Pairs of shifts; of a real matrix those with an imaginary part stay together, and a real one that
-// is left over is dropped.
+// Pairs of shifts. For a real matrix conjugate shifts stay together, and a single real one at the
+// end is dropped.
 template <class T>
 std::vector<shift_pair> paired(const std::vector<complex>& values)
 {

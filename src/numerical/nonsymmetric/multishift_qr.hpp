@@ -17,8 +17,8 @@ constexpr std::size_t multishift_crossover = 96;
 template <class T>
 std::size_t multishift_qr(const schur_views<T>& s, schur_extent extent, std::size_t step_limit);
 
-// The same by the iteration that suits the order. Rows of fewer than multishift_crossover elements
-// need the padding of the bulge kernels.
+// The same by the iteration that suits the order: below multishift_crossover with one bulge at a
+// time, for which rows need the padding of the bulge kernels.
 template <class T>
 std::size_t qr_iteration(const schur_views<T>& s, schur_extent extent, std::size_t step_limit);
 

@@ -112,7 +112,7 @@ schur_factors<T> schur_form(matrix<T> a, schur_vectors vectors)
     return factors;
 }
 
-// In the block [ a b ; c a ] the vector (a - λ₂, c) belongs to λ₁: the rotation takes it to e₁.
+// (a - λ₂, c) is an eigenvector of [ a b ; c a ] for λ₁, which the rotation maps to e₁.
 schur_factors<complex> complex_schur_form(const schur_factors<double>& real)
 {
     const std::size_t n = real.t.rows;
@@ -191,8 +191,9 @@ double squared(const complex& z)
     return squared(z.real()) + squared(z.imag());
 }
 
-// The squared length of each column of X, and where its largest element stands. Parts of a real
-// pair's vector, in columns k and k + 1, count together, and both columns hold the same.
+// The squared length of each column of X, and the row of its largest element. The real and
+// imaginary parts of a vector, in columns k and k + 1, are measured together, and both columns get
+// the same values.
 struct column_measures
 {
     std::vector<double> squares;
@@ -226,7 +227,7 @@ column_measures measure_columns(const matrix<T>& x, const std::vector<complex>& 
     return m;
 }
 
-// Unit columns; a complex one is turned so that its largest element is real.
+// Columns of length 1; a complex one gets the phase that makes its largest element real.
 matrix<complex> unit_columns(const matrix<complex>& x, const std::vector<complex>& values)
 {
     const std::size_t n = x.rows;
@@ -244,7 +245,7 @@ matrix<complex> unit_columns(const matrix<complex>& x, const std::vector<complex
     return v;
 }
 
-// The same from real columns, pairs being parts of complex ones.
+// The same from real columns, in which pairs hold the parts of complex vectors.
 matrix<complex> unit_columns(const matrix<double>& x, const std::vector<complex>& values)
 {
     const std::size_t n = x.rows;
@@ -288,8 +289,8 @@ matrix<complex> right_vectors(const detail::balanced_schur<T>& schur,
     return unit_columns(x, values);
 }
 
-// The columns of X backwards. If u + i·v is the vector of a real matrix's adjoint for λ, that for
-// the adjoint of λ is u - i·v.
+// Reverses the columns of X. If u + i·v is a vector of a real matrix's transpose for λ, then u -
+// i·v is one for conj(λ).
 template <class T>
 void reverse_columns(matrix<T>& x)
 {

@@ -4,10 +4,10 @@
 // or std::complex<double>. Matrices are passed by value, and the work is done in their storage.
 //
 // Every function throws dimension_error if the matrix isn't square and non_finite_error if it holds
-// an infinite or NaN entry; all but hessenberg_form throw convergence_error if the QR iteration
-// runs out of its limit, and say how many eigenvalues it found. Matrices near the ends of the range
-// are scaled; what lies beyond it in a result, as an eigenvalue of a matrix full of numbers near
-// the largest may, comes out infinite.
+// an infinite or NaN entry; all but hessenberg_form throw convergence_error, with the number of
+// eigenvalues found, if the QR iteration reaches its limit. Matrices near the ends of the range are
+// scaled; results beyond the range are infinite, as eigenvalues of a matrix full of the largest
+// numbers may be.
 
 #include "numerical/matrix.hpp"
 
@@ -47,19 +47,20 @@ enum class schur_vectors { none, compute };
 template <class T>
 schur_factors<T> schur_form(matrix<T> a, schur_vectors vectors);
 
-// The complex Schur form of a real one: the blocks are made triangular by complex rotations.
+// The complex Schur form from a real one, whose 2 × 2 blocks are made triangular by complex
+// rotations.
 schur_factors<std::complex<double>> complex_schur_form(const schur_factors<double>& real);
 
-// Moves the selected eigenvalues, `selected` having an entry for each, to the top of T by unitary
-// similarities (Bai and Demmel 1993), in their order on the diagonal; of a real pair both move if
-// either is selected. Gives their number. dimension_error if there are not as many flags as
-// eigenvalues; convergence_error if two eigenvalues are too close to change places, whereupon the
-// factors are a valid Schur form with some of them moved.
+// Moves the eigenvalues for which `selected` is true to the top of T by unitary similarities (Bai
+// and Demmel 1993), in their order on the diagonal; both of a conjugate pair of a real matrix move
+// if either is selected. Returns their number. dimension_error if there are not as many flags as
+// eigenvalues; convergence_error if two eigenvalues are too close to be exchanged, and then the
+// factors are a valid Schur form in which some of them have been moved.
 template <class T>
 std::size_t order_schur_form(schur_factors<T>& factors, const std::vector<bool>& selected);
 
-// The eigenvalues in the order in which they are found; of a real matrix pairs are conjugate to the
-// bit and adjacent, the one with positive imaginary part first.
+// The eigenvalues in the order of the Schur form's diagonal. Complex ones of a real matrix come in
+// adjacent pairs, conjugate to the bit, the one with positive imaginary part first.
 template <class T>
 std::vector<std::complex<double>> general_eigenvalues(matrix<T> a);
 

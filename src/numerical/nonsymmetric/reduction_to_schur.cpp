@@ -32,7 +32,7 @@ matrix<T> square(std::size_t n, std::vector<T> data)
 template <class T>
 struct active_schur
 {
-    std::size_t missing; // eigenvalues not found within the limit; then there is nothing else
+    std::size_t missing; // eigenvalues not found within the limit; if any, the rest is empty
     std::vector<T> t;
     std::vector<T> q;
 };
@@ -43,7 +43,7 @@ active_schur<T> solve_active(std::vector<T> a, std::size_t n, schur_extent exten
 {
     const auto reduction = reduce_to_hessenberg(a, n);
     const bool vectors = extent == schur_extent::whole;
-    // Rows of small blocks need padding; large ones are worked on by padded windows.
+    // Rows of small blocks need padding; large ones are processed in padded windows.
     const bool pad = n < multishift_crossover;
     padded_square<T> padded_h(pad ? n : 0);
     padded_square<T> padded_z(vectors ? n : 0);
@@ -127,7 +127,7 @@ void embed(balanced_schur<T>& result, active_schur<T> active, schur_extent exten
 template <class T>
 int scale_to_safe_range(matrix<T>& a)
 {
-    // By the parts: a modulus may overflow where they don't.
+    // The largest of the parts, as a modulus may overflow where they don't.
     const double largest =
         largest_modulus(as_doubles(a.data.data()), a.data.size() * (sizeof(T) / sizeof(double)));
     if (largest == 0 || (largest >= 1 / safe_magnitude && largest <= safe_magnitude))

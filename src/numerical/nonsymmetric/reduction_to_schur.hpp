@@ -22,7 +22,7 @@ constexpr double safe_magnitude = 0x1p450;
 template <class T>
 int scale_to_safe_range(matrix<T>& a);
 
-// What the diagonal blocks of a Schur form hold, in the order of the diagonal.
+// The eigenvalues of the diagonal blocks of a Schur form, in the order of the diagonal.
 template <class T>
 std::vector<std::complex<double>> diagonal_eigenvalues(const matrix<T>& t);
 
@@ -39,9 +39,9 @@ struct balanced_schur
     matrix<T> q; // 0 × 0 without vectors; the balancing is not undone
 };
 
-// For a square finite matrix in safe range; convergence_error, whose message begins with
-// `operation`, when `step_limit` steps don't do. With schur_extent::active_block only the diagonal
-// blocks of t mean something.
+// For a square finite matrix in the safe range. convergence_error, whose message begins with
+// `operation`, if the iteration has not converged after `step_limit` steps. With
+// schur_extent::active_block only the diagonal blocks of t are defined.
 template <class T>
 balanced_schur<T> reduce_to_schur(matrix<T> a, balancing how, schur_extent extent,
                                   const char* operation, std::size_t step_limit);

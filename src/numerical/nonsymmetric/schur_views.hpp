@@ -1,8 +1,8 @@
 #pragma once
 
-// What the iterations towards Schur form work on: a matrix H that is brought to triangular form by
-// unitary similarities, H := Uᴴ·H·U, and the rows of Zᴴ, updated by Zᴴ := Uᴴ·Zᴴ. The adjoint of the
-// basis, rather than the basis, lets its updates work on contiguous rows, like those of H from the
+// The operands of the iterations towards Schur form: a matrix H that is brought to triangular form
+// by unitary similarities, H := Uᴴ·H·U, and the rows of Zᴴ, updated by Zᴴ := Uᴴ·Zᴴ. The basis is
+// stored as its adjoint, so that its updates work on contiguous rows, like those of H from the
 // left.
 
 #include "numerical/counts.hpp"
@@ -31,7 +31,7 @@ struct similarity_reach
     std::size_t col_to;   // rows are multiplied in columns [..., col_to)
 };
 
-// A square block with the padding that the bulge kernels ask for. Rows are an odd number of cache
+// A square block with the padding that the bulge kernels require. Rows are an odd number of cache
 // lines apart, so that columns don't fall into the same few cache sets.
 template <class T>
 class padded_square

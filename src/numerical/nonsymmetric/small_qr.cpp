@@ -16,8 +16,8 @@ namespace {
 template <class T>
 constexpr std::size_t solved_order = std::is_same_v<T, double> ? 2 : 1;
 
-// A real pair counts twice the one closer to the last diagonal element: it deflates one eigenvalue
-// at a time.
+// Of two real eigenvalues the one closer to the last diagonal element is used twice, as one
+// eigenvalue is deflated at a time.
 template <class T>
 shift_pair trailing_shifts(block_view<const T> h, std::size_t end)
 {

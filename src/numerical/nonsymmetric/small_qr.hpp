@@ -13,7 +13,7 @@ namespace numerical::detail {
 // cycles (Martin, Peters and Wilkinson 1970).
 constexpr std::size_t exceptional_step = 10;
 
-// The limit of the steps (sweeps of one bulge or of many) of an iteration on n rows, as LAPACK's.
+// The limit of steps (sweeps with one bulge or many) for n rows; the same as LAPACK's.
 constexpr std::size_t qr_step_limit(std::size_t n)
 {
     return 30 * (n < 10 ? 10 : n);

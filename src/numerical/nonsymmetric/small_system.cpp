@@ -6,7 +6,7 @@
 namespace numerical::detail {
 namespace {
 
-// The largest element of the rows and columns from k on comes to (k, k).
+// Exchanges rows and columns so that the largest element from row and column k on comes to (k, k).
 void bring_pivot(small_system& s, std::size_t k, std::array<std::size_t, most_unknowns>& unknown)
 {
     std::pair<std::size_t, std::size_t> pivot{k, k};

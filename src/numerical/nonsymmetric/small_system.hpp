@@ -1,7 +1,7 @@
 #pragma once
 
-// Systems of up to four real equations, as blocks of order 1 and 2 on the diagonals of real Schur
-// forms make them.
+// Systems of up to four real equations, as they arise from diagonal blocks of order 1 and 2 of real
+// Schur forms.
 
 #include <array>
 #include <cstddef>
@@ -25,8 +25,8 @@ struct small_solution
     bool singular = false; // a pivot was below the least one and has been set to it
 };
 
-// Gaussian elimination with complete pivoting. A pivot of less than `least` is set to it; where
-// `least` is zero, so that there is nothing to divide by, the solution holds no numbers.
+// Gaussian elimination with complete pivoting. A pivot smaller than `least` is replaced by it; if
+// `least` is zero as well, the solution isn't finite.
 small_solution solve(small_system system, double least);
 
 } // namespace numerical::detail

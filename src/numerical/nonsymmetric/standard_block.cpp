@@ -24,8 +24,8 @@ void turn(real_block& m, const rotation<double>& g)
          g.c * low_left - g.s * top_left, g.c * low_right - g.s * top_right};
 }
 
-// Real eigenvalues a + z and d - b·c/z, z = p ± sqrt(p² + b·c) the greater of the two, p = (a -
-// d)/2; (z, c) is an eigenvector. `root` is sqrt(p² + b·c).
+// For real eigenvalues, d + z and d - b·c/z with p = (a - d)/2 and the larger z = p ± sqrt(p² +
+// b·c) in modulus; (z, c) is an eigenvector. `root` is sqrt(p² + b·c).
 rotation<double> triangularize(real_block& m, double p, double root)
 {
     const double z = p + std::copysign(root, p);
@@ -36,7 +36,7 @@ rotation<double> triangularize(real_block& m, double p, double root)
     return g;
 }
 
-// Equal diagonal elements by the rotation of angle θ with tan 2θ = -(a - d)/(b + c).
+// Makes the diagonal elements equal by the rotation of angle θ with tan 2θ = -(a - d)/(b + c).
 rotation<double> equalize(real_block& m)
 {
     const double sum = m.b + m.c;
@@ -50,7 +50,7 @@ rotation<double> equalize(real_block& m)
     return g;
 }
 
-// The second rotation after the first.
+// The product of the rotations: `second` applied after `first`.
 rotation<double> composed(const rotation<double>& second, const rotation<double>& first)
 {
     return {second.c * first.c - second.s * first.s, second.s * first.c + second.c * first.s};
@@ -118,7 +118,7 @@ rotation<double> standardize(real_block& m)
     const double discriminant = p / scale * p + larger / scale * smaller;
     if (discriminant >= 4 * eps * scale)
         return triangularize(m, p, std::sqrt(scale) * std::sqrt(discriminant));
-    // Complex, or so nearly equal that the rounding of the diagonal decides.
+    // The eigenvalues are complex, or so nearly equal that rounding of the diagonal decides.
     const rotation<double> first = equalize(m);
     if (m.c == 0 || (m.b != 0 && signed_one(m.b) != signed_one(m.c)))
         return first;

@@ -11,8 +11,8 @@
 
 namespace numerical::detail {
 
-// The columns of a strip. Three AVX-512 vectors hold a row: their chains of sums hide each other's
-// latency, and three such rows fit in the registers.
+// The columns of a strip. A row is three AVX-512 vectors, whose independent chains of sums hide the
+// latency, and three such rows fit into the registers.
 constexpr std::size_t strip_doubles = 24;
 template <class T>
 constexpr std::size_t strip_columns = strip_doubles * sizeof(double) / sizeof(T);
@@ -28,9 +28,9 @@ struct strip_reflector
     T tau_w2;
 };
 
-// Reflector i of `count` goes over rows i, i + 1 and i + 2 of the strip, whose rows are contiguous:
-// t = r0 + conj(w1)·r1 + conj(w2)·r2, then r0 - tau·t, r1 - tau_w1·t and r2 - tau_w2·t; fused but
-// in the portable form.
+// Applies reflector i of `count` to rows i, i + 1 and i + 2 of the strip, which is contiguous: t =
+// r0 + conj(w1)·r1 + conj(w2)·r2, then r0 - tau·t, r1 - tau_w1·t and r2 - tau_w2·t; fused except in
+// the portable form.
 template <class T>
 void reflect_strip(T* rows, const strip_reflector<T>* reflectors, std::size_t count);
 void avx2_reflect_strip(double* rows, const double* reflectors, std::size_t count);

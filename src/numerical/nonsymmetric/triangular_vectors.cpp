@@ -30,7 +30,7 @@ struct two_unknowns
     double least_pivot;
 };
 
-// By elimination with the greatest of p, b and c as the pivot.
+// By elimination with the largest of p, b and c as the pivot.
 two_unknowns solve_two(const two_equations& e, double least)
 {
     const auto at_least = [least](const complex& pivot) {
@@ -93,7 +93,7 @@ private:
 
     bool is_second(std::size_t k) const { return k > 0 && t(k, k - 1) != T(0); }
 
-    // The columns beyond i whose vectors have an element in row i that is to be found.
+    // The first column whose vector has an unknown element in row i.
     std::size_t first_column(std::size_t i) const { return i < from ? 0 : i + 1 - from; }
 
     complex eigenvalue(std::size_t k) const
@@ -104,7 +104,7 @@ private:
         return t(k, k);
     }
 
-    // No divisor is smaller: it stands for an eigenvalue within rounding of λ.
+    // The smallest divisor, used for eigenvalues that agree with λ up to rounding.
     double least_divisor(const complex& lambda) const
     {
         return std::max(unit_roundoff * rough_modulus(lambda), negligible);
@@ -118,8 +118,7 @@ private:
     const double negligible;
     std::vector<T> store;
     const block_view<T> x;
-    std::vector<T>
-        sums; // row i - top: what row i's part of T makes of the rows of X that are there
+    std::vector<T> sums; // row i - top: row i of T times the rows of X that are already known
 };
 
 template <class T>
@@ -137,7 +136,7 @@ block_view<const T> vector_block<T>::solve()
     return x;
 }
 
-// The diagonal block's own part of each vector.
+// The elements of each vector in the rows of its own diagonal block.
 template <class T>
 void vector_block<T>::begin_vectors()
 {
@@ -185,8 +184,8 @@ void vector_block<T>::solve_rows(std::size_t top, std::size_t bottom)
     }
 }
 
-// Multiplies the vector, of column c or of the pair c and c + 1, by a power of two that brings
-// size/divisor down to about 1, while `rows` are solved.
+// Multiplies a vector, column c or the pair c and c + 1, by a power of two that brings size/divisor
+// down to about 1, while `rows` are solved.
 template <class T>
 void vector_block<T>::scale_down(std::size_t c, const row_range& rows, std::size_t top, double size,
                                  double divisor)
@@ -290,7 +289,7 @@ void vector_block<T>::solve_two_rows(std::size_t i, std::size_t top)
         }
 }
 
-// Powers of two again, so that no later product overflows.
+// Scales the vectors by powers of two, so that no later product overflows.
 template <class T>
 void vector_block<T>::normalize()
 {

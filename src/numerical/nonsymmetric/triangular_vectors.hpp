@@ -32,8 +32,8 @@ constexpr double greatest_element = 0x1p300;
 template <class T>
 std::vector<T> multiplied_vectors(block_view<const T> t, block_view<const T> basis);
 
-// J·Tᴴ·J, with J the reversal of the order: its right eigenvectors are the left ones of T, for
-// conjugate eigenvalues, backwards.
+// J·Tᴴ·J with the reversal J: its right eigenvectors are the left ones of T in reverse order, for
+// the conjugate eigenvalues.
 template <class T>
 std::vector<T> reversed_adjoint(block_view<const T> t);
 
