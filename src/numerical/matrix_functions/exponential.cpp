@@ -21,8 +21,8 @@ namespace {
 
 using complex = std::complex<double>;
 
-// The power of two that brings the matrix into the range of the approximants. As it is exact, and
-// undone by squaring, it only costs time.
+// Scales the matrix by a power of two into the range of the approximants. The scaling is exact and
+// is undone by squaring, so it only costs time.
 template <class T>
 int scale_down(std::vector<T>& a, std::size_t n)
 {
@@ -39,8 +39,8 @@ int scale_down(std::vector<T>& a, std::size_t n)
     return excess;
 }
 
-// e^A for any square matrix, of an upper triangular one with its two diagonals restored after every
-// step (Al-Mohy and Higham 2009, code fragment 2.1).
+// e^A for any square matrix. If A is upper triangular, the diagonal and the first superdiagonal are
+// recomputed after every squaring (Al-Mohy and Higham 2009, code fragment 2.1).
 template <class T>
 std::vector<T> exponential_of(std::vector<T> a, std::size_t n, bool is_triangular)
 {
@@ -48,7 +48,7 @@ std::vector<T> exponential_of(std::vector<T> a, std::size_t n, bool is_triangula
     const int scaled = scale_down(a, n);
     int squarings = 0;
     std::vector<T> x = detail::pade_approximant(a, n, squarings);
-    std::vector<T>& square = a; // what it holds has been used
+    std::vector<T>& square = a; // its elements aren't needed any more
     for (squarings += scaled; squarings >= 0; --squarings) {
         if (is_triangular)
             detail::restore_diagonals(x, triangle, n, -squarings);
@@ -60,7 +60,8 @@ std::vector<T> exponential_of(std::vector<T> a, std::size_t n, bool is_triangula
     return x;
 }
 
-// V·diag(e^λ)·Vᴴ. What rounding of the eigenvalues does, the condition of the exponential allows.
+// V·diag(e^λ)·Vᴴ. The rounding errors of the eigenvalues are within the condition of the
+// exponential.
 template <class T>
 matrix<T> exponential_of_hermitian(matrix<T> a)
 {

@@ -1,9 +1,9 @@
 #pragma once
 
 // The exponential of a matrix by scaling and squaring, e^A = (e^(A/2^s))^(2^s), with a Padé
-// approximant of e^x of degree 3, 5, 7, 9 or 13 (Higham 2005; Al-Mohy and Higham 2009). What
-// chooses degree and s are the numbers ‖A^p‖^(1/p), which for matrices far from normal are much
-// less than ‖A‖: scaling more than needed costs squarings and digits.
+// approximant of e^x of degree 3, 5, 7, 9 or 13 (Higham 2005; Al-Mohy and Higham 2009). The degree
+// and s are chosen by the numbers ‖A^p‖^(1/p), which for matrices far from normal are much smaller
+// than ‖A‖: too much scaling costs squarings and digits.
 
 #include "numerical/matrix.hpp"
 
@@ -11,17 +11,17 @@
 
 namespace numerical {
 
-// e^A. Throws dimension_error if A isn't square and non_finite_error if it holds an infinite or
-// NaN entry. What lies beyond the range comes out infinite or NaN. The diagonal of a triangular
-// matrix's exponential, and the one beside it, are those of the scalar function. Of a large
-// Hermitian matrix it is found by the eigenvectors in less time, and Hermitian to the bit; then
+// e^A. Throws dimension_error if A isn't square and non_finite_error if it holds an infinite or NaN
+// entry. Results beyond the range are infinite or NaN. For a triangular matrix the diagonal and the
+// first superdiagonal are computed from the scalar exponential. A large Hermitian matrix is
+// exponentiated in less time by its eigenvectors; the result is then Hermitian to the bit, and
 // convergence_error may be thrown. T = double or std::complex<double>.
 template <class T>
 matrix<T> matrix_exponential(matrix<T> a);
 
 namespace detail {
 
-// The order from which on Hermitian matrices are exponentiated by eigenvectors.
+// The least order at which Hermitian matrices are exponentiated by eigenvectors.
 constexpr std::size_t hermitian_exponential_crossover = 100;
 
 } // namespace detail

@@ -1,7 +1,7 @@
 #pragma once
 
-// Hermitian matrices: to know them, and their functions by eigenvectors, f(A) = V·diag(f(λ))·Vᴴ.
-// T = double or std::complex<double>.
+// Recognition of Hermitian matrices, and their functions by eigenvectors, f(A) = V·diag(f(λ))·Vᴴ. T
+// = double or std::complex<double>.
 
 #include "numerical/matrix.hpp"
 
@@ -9,7 +9,7 @@
 
 namespace numerical::detail {
 
-// To the bit.
+// Whether A equals Aᴴ to the bit.
 template <class T>
 bool is_hermitian(const matrix<T>& a);
 
@@ -23,7 +23,7 @@ struct hermitian_spectrum
     std::vector<double> values; // ascending
     matrix<T> vectors;
 
-    // Eigenvalues within n·ε·max|λ| of zero become zero, of which rounding has made them.
+    // Sets eigenvalues within n·ε·max|λ| of zero to zero: rounding accounts for them.
     void clear_rounding();
 };
 

@@ -39,14 +39,14 @@ constexpr std::array<double, greatest_degree + 1> theta{0,
                                                         1.670225105534390e-1,
                                                         2.503597044091828e-1};
 
-// A point of Gauss and Legendre's quadrature on [0, 1].
+// A node of the Gauss-Legendre quadrature on [0, 1].
 struct node
 {
     double place;
     double weight;
 };
 
-// Number i of m, by Newton's method on the Legendre polynomial.
+// Node i of m, by Newton's method on the Legendre polynomial.
 node legendre_node(int i, int m)
 {
     double x = std::cos(std::numbers::pi * (i + 0.75) / (m + 0.5));
@@ -106,7 +106,8 @@ double inverse_scaling<T>::distance_of_eigenvalues() const
     return distance;
 }
 
-// The two diagonals of X come from the eigenvalues of T: no digits are lost near 1.
+// The diagonal and first superdiagonal of X are computed from the eigenvalues of T, so that no
+// digits are lost near 1.
 template <class T>
 void inverse_scaling<T>::subtract_identity()
 {
@@ -132,8 +133,8 @@ double inverse_scaling<T>::power_norm(int power) const
     return std::pow(norm, 1.0 / power);
 }
 
-// The least degree from 3 on that does for so large a ‖X^p‖^(1/p); beyond the greatest if none
-// does.
+// The least degree from 3 on whose bound admits alpha = ‖X^p‖^(1/p); greatest_degree + 1 if there
+// is none.
 int degree_for(double alpha)
 {
     int m = 3;
@@ -142,7 +143,8 @@ int degree_for(double alpha)
     return m;
 }
 
-// The degree for X as it is, or 0 if it takes another root (Al-Mohy and Higham 2012).
+// The degree for the present X, or 0 if another square root should be taken (Al-Mohy and Higham
+// 2012).
 template <class T>
 int inverse_scaling<T>::suitable_degree()
 {
@@ -157,7 +159,7 @@ int inverse_scaling<T>::suitable_degree()
     const int m = degree_for(alpha3);
     if (m < greatest_degree)
         return m;
-    // A root, which halves X, for two degrees less; twice at most.
+    // A further root halves X and saves two degrees; it is taken twice at most.
     if (m == greatest_degree && alpha3 / 2 <= theta[5] && roots_for_lower_degree < 2) {
         ++roots_for_lower_degree;
         return 0;
@@ -166,7 +168,7 @@ int inverse_scaling<T>::suitable_degree()
     return std::min(m, other) <= greatest_degree ? std::min(m, other) : 0;
 }
 
-// r_m(X) = Σ weight·(I + place·X)⁻¹·X, by partial fractions: each is well conditioned.
+// r_m(X) = Σ weight·(I + place·X)⁻¹·X, in partial fractions, each of which is well conditioned.
 template <class T>
 std::vector<T> inverse_scaling<T>::approximant(int degree) const
 {
@@ -242,7 +244,8 @@ matrix<T> logarithm_of_factored(schur_factors<T> schur)
     return schur.q * (schur.t * detail::adjoint(schur.q));
 }
 
-// The logarithm of a Hermitian matrix is P + iπ·N: the logarithms of |λ|, and N for those below 0.
+// The logarithm of a Hermitian matrix is P + iπ·N, where P has the eigenvalues log|λ| and N
+// projects onto the eigenvectors of negative λ.
 template <class T>
 matrix<T> logarithm_of_moduli(const detail::hermitian_spectrum<T>& spectrum)
 {
@@ -266,7 +269,7 @@ matrix<complex> complex_logarithm(const detail::hermitian_spectrum<T>& spectrum)
     return {moduli.rows, moduli.cols, std::move(sum)};
 }
 
-// Of a Hermitian matrix without an eigenvalue of zero.
+// The spectrum of a Hermitian matrix; singular_matrix_error if an eigenvalue is zero.
 template <class T>
 detail::hermitian_spectrum<T> regular_spectrum(matrix<T> a)
 {
@@ -319,7 +322,7 @@ std::variant<matrix<double>, matrix<complex>> logarithm(matrix<double> a)
     if (std::all_of(schur.values.begin(), schur.values.end(), is_positive))
         return logarithm_of_factored(schur);
     const matrix<complex> found = logarithm_of_factored(complex_schur_form(schur));
-    // Conjugate eigenvalues have conjugate logarithms: without negative ones the result is real.
+    // Conjugate eigenvalues have conjugate logarithms: if none is negative, the result is real.
     if (std::none_of(schur.values.begin(), schur.values.end(), is_negative))
         return real_parts(found);
     return found;

@@ -47,7 +47,7 @@ double greatest(const matrix<T>& a)
     return detail::largest_modulus(a.data.data(), a.data.size());
 }
 
-// Least pivots: what rounding makes of coefficients of that size.
+// The least pivot: the rounding error of coefficients of this size.
 template <matrix_equation E, class T>
 double least_pivot(const matrix<T>& r, const matrix<T>& s)
 {
@@ -56,7 +56,7 @@ double least_pivot(const matrix<T>& r, const matrix<T>& s)
     return unit_roundoff * std::max(1.0, greatest(r) * greatest(s));
 }
 
-// Y of the triangular equation, in the place of F.
+// Replaces F by the solution Y of the triangular equation.
 template <matrix_equation E, class T>
 void solve_triangular(const matrix<T>& r, const matrix<T>& s, matrix<T>& f, const char* failure)
 {
@@ -67,7 +67,7 @@ void solve_triangular(const matrix<T>& r, const matrix<T>& s, matrix<T>& f, cons
         throw singular_matrix_error(failure);
 }
 
-// The order of the columns reversed.
+// The columns in reverse order.
 template <class T>
 matrix<T> reversed_columns(matrix<T> a)
 {
@@ -76,8 +76,8 @@ matrix<T> reversed_columns(matrix<T> a)
     return a;
 }
 
-// X of the Lyapunov equation of A = U·R·Uᴴ. With the reversal J the other coefficient Aᴴ is
-// (U·J)·S·(U·J)ᴴ for the upper triangular S = J·Rᴴ·J.
+// The solution of a Lyapunov equation by A = U·R·Uᴴ. With the reversal J the other coefficient is
+// Aᴴ = (U·J)·S·(U·J)ᴴ, where S = J·Rᴴ·J is upper triangular.
 template <matrix_equation E, class T>
 matrix<T> solve_lyapunov(matrix<T> a, const matrix<T>& q, const char* failure)
 {

@@ -6,7 +6,7 @@
 //
 // Every function throws dimension_error if the coefficients aren't square or the shapes don't fit,
 // non_finite_error if one holds an infinite or NaN entry, convergence_error if the QR iteration
-// runs out of its limit, and singular_matrix_error if the equation is singular to working accuracy.
+// reaches its limit, and singular_matrix_error if the equation is singular to working precision.
 
 #include "numerical/matrix.hpp"
 

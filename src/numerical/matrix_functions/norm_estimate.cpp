@@ -13,10 +13,10 @@
 namespace numerical::detail {
 namespace {
 
-// Steps of the climb; it seldom takes more than two.
+// The limit of ascent steps; more than two are seldom needed.
 constexpr int climb_limit = 5;
 
-// Without the care for extreme numbers that modulus takes.
+// The modulus without protection from overflow and underflow.
 double quick_modulus(double x)
 {
     return std::abs(x);
@@ -89,7 +89,8 @@ std::vector<T> phases(std::vector<T> x)
     return x;
 }
 
-// The vector (-1)^i·(1 + i/(n - 1)), whose product is large where the climb was deceived.
+// The bound by the vector (-1)^i·(1 + i/(n - 1)), whose product is large for matrices that mislead
+// the ascent.
 template <class T>
 double alternating_bound(product_operator<T>& product, std::size_t n)
 {

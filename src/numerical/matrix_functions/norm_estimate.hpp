@@ -10,19 +10,19 @@
 
 namespace numerical::detail {
 
-// The greatest sum of moduli of a column.
+// The largest sum of moduli of a column.
 template <class T>
 double one_norm(const T* a, std::size_t n);
 
-// A lower bound, seldom less than a third of it, of the 1-norm of the product of the factors: a
-// convex function is climbed by products with vectors (Hager 1984; Higham 1988, for complex
-// matrices and with the alternating vector that meets what the climb misses). A bound beyond
-// `enough` is given as soon as it is found.
+// A lower bound of the 1-norm of the product of the factors, seldom less than a third of it: a
+// convex function is maximized by products with vectors (Hager 1984; Higham 1988 for complex
+// matrices and for the alternating vector that covers the cases in which the ascent fails). A bound
+// above `enough` is returned as soon as it is found.
 template <class T>
 double estimated_product_norm(std::initializer_list<const T*> factors, std::size_t n,
                               double enough = std::numeric_limits<double>::infinity());
 
-// The 1-norm of (2^exponent·|A|)^power, but for rounding: column sums, as no number is negative.
+// The 1-norm of (2^exponent·|A|)^power up to rounding, by products of a row of ones with |A|.
 template <class T>
 double norm_of_modulus_power(const T* a, std::size_t n, int exponent, std::size_t power);
 

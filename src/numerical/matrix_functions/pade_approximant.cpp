@@ -20,7 +20,7 @@ using complex = std::complex<double>;
 
 constexpr double half_unit = 0x1p-53; // the unit roundoff of the error analysis
 
-// The greatest ‖A^p‖^(1/p) for which the approximant's backward error is below the unit roundoff
+// The largest ‖A^p‖^(1/p) for which the approximant's backward error is below the unit roundoff
 // (Higham 2005); for degree 13 the smaller bound of Al-Mohy and Higham (2009).
 constexpr double theta3 = 1.495585217958292e-2;
 constexpr double theta5 = 2.539398330063230e-1;
@@ -41,7 +41,7 @@ constexpr std::array<double, 14> pade_coefficients(unsigned m)
     return b;
 }
 
-// The first coefficient of the backward error's series: 1/(C(2m, m)·(2m + 1)!).
+// The leading coefficient of the backward error's series: 1/(C(2m, m)·(2m + 1)!).
 double first_error_coefficient(unsigned m)
 {
     double c = 1;
@@ -59,7 +59,7 @@ struct term
     const T* matrix;
 };
 
-// One dense n × n matrix after the other, in one allocation.
+// Dense n × n matrices, one after the other in one allocation.
 template <class T>
 class pade_workspace
 {
@@ -98,20 +98,20 @@ private:
     const std::vector<T>& a;
     const double norm;
     std::vector<T> store;
-    // What the powers have as 1-norms.
+    // The 1-norms of the powers.
     double norm2 = 0;
     double norm4 = 0;
     double norm6 = 0;
     T* const a2 = block(0);
     T* const a4 = block(1);
     T* const a6 = block(2);
-    T* const high = block(3); // A⁸, the upper half of a part of degree 13, and at last U
+    T* const high = block(3); // A⁸, then the upper half of a part of degree 13, then U
     T* const odd = block(4);  // U = A·odd
     T* const even = block(5); // V
 };
 
-// How much more the matrix must be scaled lest rounding of its powers, which follows the norms of
-// |A|^p, do more than the approximant's own error: ℓ of Al-Mohy and Higham (2009).
+// The further scaling that keeps the rounding errors of the powers, which are bounded by norms of
+// |A|^p, below the error of the approximant: ℓ of Al-Mohy and Higham (2009).
 template <class T>
 int pade_workspace<T>::further_scaling(unsigned degree, int exponent) const
 {
@@ -124,7 +124,7 @@ int pade_workspace<T>::further_scaling(unsigned degree, int exponent) const
     return alpha <= half_unit ? 0 : int(std::ceil(std::log2(alpha / half_unit) / (2 * degree)));
 }
 
-// Whether the norm of a product is below a limit, of which a bound is at hand.
+// Whether the norm of a product is at most `limit`; `bound` is a known bound of the norm.
 template <class T>
 bool pade_workspace<T>::is_below(std::initializer_list<const T*> factors, double bound,
                                  double limit) const
@@ -152,7 +152,7 @@ bool pade_workspace<T>::is_of_degree_5()
            further_scaling(5, 0) == 0;
 }
 
-// For degrees 7 and 9.
+// Whether ‖A⁶‖ and ‖A⁸‖ admit the degree 7 or 9 with this bound theta.
 template <class T>
 bool pade_workspace<T>::has_powers_below(double theta)
 {
@@ -196,7 +196,7 @@ std::vector<T> pade_workspace<T>::choose_and_evaluate(int& squarings)
     return evaluate_13(squarings);
 }
 
-// The sum of the terms and `diagonal` times the identity, in one pass of memory.
+// The sum of the terms and `diagonal` times the identity, in one pass over memory.
 template <class T>
 template <std::size_t Count>
 void pade_workspace<T>::combine(const std::array<term<T>, Count>& terms, double diagonal,
@@ -232,8 +232,8 @@ std::vector<T> pade_workspace<T>::evaluate_low()
     return quotient();
 }
 
-// Both parts by Horner's rule in A⁶, so that no higher power is formed. The scaling is in the
-// coefficients.
+// Evaluates both parts by Horner's rule in A⁶, so that no higher power is formed. The scaling is
+// included in the coefficients.
 template <class T>
 std::vector<T> pade_workspace<T>::evaluate_13(int squarings)
 {

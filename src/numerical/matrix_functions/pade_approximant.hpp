@@ -5,24 +5,24 @@
 // (V - U)·r(A) = V + U (Higham 2005).
 //
 // Degree and scaling are those of Al-Mohy and Higham (2009): the backward error is bounded by the
-// numbers ‖A^p‖^(1/p), which for matrices far from normal are much less than ‖A‖. A norm that the
-// powers at hand don't give is replaced by the bound that they do give; only where that isn't
-// enough, an estimate is made.
+// numbers ‖A^p‖^(1/p), which for matrices far from normal are much smaller than ‖A‖. The norm of a
+// power that hasn't been formed is bounded by those that have; it is estimated only where that
+// bound isn't sufficient.
 
 #include <cstddef>
 #include <vector>
 
 namespace numerical::detail {
 
-// r(A/2^s), with an s of its choice, which comes as `squarings`: e^A is the result squared so
-// often. The dense n × n matrix has elements of at most 2^greatest_pade_exponent/n in modulus; then
-// no power that is formed overflows: numbers of norms to the twelfth power times 2^56 arise. T =
+// r(A/2^s) with a suitable s, returned in `squarings`: e^A is the result squared s times. The
+// elements of the dense n × n matrix must be at most 2^greatest_pade_exponent/n in modulus, so that
+// nothing overflows: the largest numbers that arise are norms to the twelfth power times 2^56. T =
 // double or std::complex<double>.
 constexpr int greatest_pade_exponent = 70;
 template <class T>
 std::vector<T> pade_approximant(const std::vector<T>& a, std::size_t n, int& squarings);
 
-// Matrices of this order on make estimates of norms before a power is formed that they may spare.
+// From this order on norms are estimated before a power is formed, which may then not be needed.
 constexpr std::size_t estimate_crossover = 64;
 
 } // namespace numerical::detail

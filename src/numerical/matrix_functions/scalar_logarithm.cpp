@@ -20,8 +20,8 @@ double angle(const complex& z)
     return std::arg(z);
 }
 
-// artanh of z = (x - y)/(x + y), and what it lacks of half of log x - log y: a multiple of iπ where
-// x and y lie on either side of the branch cut.
+// (log x - log y)/2 as artanh of (x - y)/(x + y), plus a multiple of iπ where x and y lie on
+// different sides of the branch cut.
 double half_logarithm_of_quotient(double x, double y)
 {
     return std::atanh((x - y) / (x + y));
@@ -33,7 +33,8 @@ complex half_logarithm_of_quotient(const complex& x, const complex& y)
     return std::atanh((x - y) / (x + y)) + complex(0, pi * turns);
 }
 
-// Numbers so far apart that their functions' difference cancels nothing of weight.
+// Whether x and y are so far apart that the difference of their functions loses no digits to speak
+// of.
 template <class T>
 bool are_far_apart(const T& x, const T& y)
 {

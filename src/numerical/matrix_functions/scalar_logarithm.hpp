@@ -1,8 +1,8 @@
 #pragma once
 
-// What of logarithms and roots of an upper triangular matrix is known in closed form: functions of
-// eigenvalues and their divided differences, in which nothing cancels. T = double, for positive
-// numbers, or std::complex<double>, for numbers that aren't zero.
+// The elements of logarithms and roots of an upper triangular matrix that are known in closed form:
+// functions of the eigenvalues and their divided differences, computed without cancellation. T =
+// double for positive numbers, or std::complex<double> for nonzero ones.
 
 #include <complex>
 

@@ -21,8 +21,8 @@ using complex = std::complex<double>;
 
 constexpr const char* no_root = "sqrtm: the matrix is singular, and no square root of it was found";
 
-// The standard block [ a b ; c a ] of eigenvalues a ± iμ becomes its root α·I + (T - a·I)/(2α),
-// where α is the real part of √(a + iμ) (Higham 1987).
+// Replaces the standard block [ a b ; c a ] with eigenvalues a ± iμ by its root α·I + (T -
+// a·I)/(2α), where α is the real part of √(a + iμ) (Higham 1987).
 void root_of_pair(detail::block_view<double> t)
 {
     const double a = t(0, 0);
@@ -55,8 +55,8 @@ bool is_real_and_negative(const complex& value)
     return value.real() < 0 && value.imag() == 0;
 }
 
-// The root of a Hermitian matrix is P + i·N, P from the eigenvalues above zero and N from those
-// below.
+// The root of a Hermitian matrix is P + i·N, with P from the positive eigenvalues and N from the
+// negative ones.
 template <class T>
 matrix<T> part_of_root(const detail::hermitian_spectrum<T>& spectrum, double sign)
 {

@@ -1,8 +1,9 @@
 #pragma once
 
-// The principal square root of a matrix: the one whose eigenvalues lie in the right half-plane. By
-// the Schur form, whose triangle has a triangular root that is found by substitution (Björck and
-// Hammarling 1983); a real matrix stays real (Higham 1987). The triangle goes by halves,
+// The principal square root of a matrix: the one whose eigenvalues lie in the right half-plane. It
+// is computed from the Schur form, whose triangle has a triangular root that is found by
+// substitution (Björck and Hammarling 1983), in real arithmetic for real matrices (Higham 1987).
+// The triangle is cut in halves,
 //
 //     [ T11 T12 ]   R11 = √T11, R22 = √T22, and X from R11·X + X·R22 = T12,
 //     [  0  T22 ]
@@ -17,21 +18,21 @@
 
 namespace numerical {
 
-// X with X·X = A. Of a Hermitian matrix by its eigenvectors, Hermitian to the bit if it has no
-// negative eigenvalue; those within rounding of zero count as zero. Real for a real matrix without
-// negative eigenvalues, complex for others.
+// The X with X·X = A. For a Hermitian A it is computed by eigenvectors, and is Hermitian to the bit
+// if no eigenvalue is negative; those that are zero up to rounding count as zero. The result is
+// real for a real matrix without negative eigenvalues, complex otherwise.
 //
 // Throws dimension_error if A isn't square, non_finite_error if it holds an infinite or NaN entry,
-// convergence_error if the eigenvalues aren't found, and singular_matrix_error if eigenvalues of
-// zero leave no root to be found: a singular matrix has one only if zero is a semisimple eigenvalue
-// in certain ways.
+// convergence_error if the eigenvalues aren't found, and singular_matrix_error if no root is found
+// because eigenvalues are zero: the recursion finds the root of a singular matrix only in special
+// cases.
 std::variant<matrix<double>, matrix<std::complex<double>>> square_root(matrix<double> a);
 matrix<std::complex<double>> square_root(matrix<std::complex<double>> a);
 
 namespace detail {
 
-// T becomes its root, within the upper (quasi-)triangle; quasi-triangular in standard form, without
-// negative eigenvalues, for double. False if there is none to be found; T then means nothing.
+// Replaces the upper triangular T by its root; for double T may be quasi-triangular in standard
+// form and has no negative eigenvalues. Returns false, with T undefined, if no root is found.
 template <class T>
 bool root_of_triangle(block_view<T> t);
 

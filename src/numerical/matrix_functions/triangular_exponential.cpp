@@ -8,8 +8,8 @@
 namespace numerical::detail {
 namespace {
 
-// (e^x - e^y)/(x - y). For neighbours it is e^((x + y)/2)·sinh(h)/h with h = (x - y)/2, in which
-// nothing cancels (Higham 2008, equation 10.42); for others sinh might overflow.
+// (e^x - e^y)/(x - y). For close x and y it is computed as e^((x + y)/2)·sinh(h)/h with h = (x -
+// y)/2, in which nothing cancels (Higham 2008, equation 10.42); for others sinh might overflow.
 template <class T>
 T divided_difference(const T& x, const T& y)
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-// What of the exponential of an upper triangular matrix is known in closed form.
+// The elements of the exponential of an upper triangular matrix that are known in closed form.
 
 #include <cstddef>
 #include <vector>
@@ -13,8 +13,8 @@ bool is_upper_triangular(const std::vector<T>& a, std::size_t n);
 template <class T>
 bool is_lower_triangular(const std::vector<T>& a, std::size_t n);
 
-// The diagonal and the one above it in X become those of e^(2^exponent·T), by the exponential of
-// numbers and its divided differences. T = double or std::complex<double>.
+// Replaces the diagonal and the first superdiagonal of X by those of e^(2^exponent·T): the scalar
+// exponential and its divided differences. T = double or std::complex<double>.
 template <class T>
 void restore_diagonals(std::vector<T>& x, const std::vector<T>& t, std::size_t n, int exponent);
 

@@ -23,7 +23,7 @@ struct block_place
     std::size_t q;
 };
 
-// The equation of one block, the unknown Y(i + x, j + y) being number x·q + y.
+// The equations of one block, in which Y(i + x, j + y) is unknown number x·q + y.
 template <matrix_equation E>
 small_system block_equations(block_view<const double> r, block_view<const double> s,
                              block_view<const double> f, const block_place& at)
@@ -84,7 +84,7 @@ bool solve_block(block_view<const T> r, block_view<const T> s, block_view<T> f,
     return false;
 }
 
-// Takes the block just solved out of the equations right of it.
+// Eliminates the block just solved from the equations to its right.
 template <matrix_equation E, class T>
 void take_out(int path, block_view<const T> r, block_view<const T> s, block_view<T> f,
               const block_place& at)
@@ -106,13 +106,13 @@ void take_out(int path, block_view<const T> r, block_view<const T> s, block_view
     }
 }
 
-// Substitution from the lowest rows up, and in them from the left.
+// Substitution from the lowest rows up, and from the left within them.
 template <matrix_equation E, class T>
 bool solve_leaf(block_view<const T> r, block_view<const T> s, block_view<T> f, double least)
 {
     const int path = gemm_path_current();
     constexpr bool multiplied = E == matrix_equation::stein;
-    // What the rows above see of those below: Y itself or, multiplied, Y·S.
+    // The form in which solved rows enter the rows above: Y, or Y·S in the Stein equation.
     thread_scratch<T> store(multiplied ? f.rows * f.cols : 0);
     const block_view<T> seen = multiplied ? block_view<T>{store.data(), f.rows, f.cols, f.cols} : f;
     for (std::size_t end = f.rows; end > 0;) {

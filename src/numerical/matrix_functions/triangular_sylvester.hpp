@@ -21,14 +21,15 @@
 
 namespace numerical::detail {
 
-// Rows and columns of a leaf at most, but for a pair of eigenvalues that isn't torn apart.
+// The largest number of rows and columns of a leaf; a pair of eigenvalues that would be split may
+// add one.
 constexpr std::size_t sylvester_leaf = 32;
 
 enum class matrix_equation { sylvester, stein };
 
-// F becomes Y. A pivot of less than `least` in modulus, or zero, counts as zero: with a right side
-// of zeros the unknowns are zero, otherwise the equation has no solution: false, and F then means
-// nothing.
+// Replaces F by Y. A pivot that is zero, or smaller than `least` in modulus, counts as zero: if the
+// right-hand side is zero as well, so are the unknowns; otherwise the equation has no solution, and
+// false is returned with F undefined.
 template <matrix_equation E, class T>
 bool solve_triangular(block_view<const T> r, block_view<const T> s, block_view<T> f, double least);
 

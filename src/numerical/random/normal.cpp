@@ -21,13 +21,13 @@ std::uint64_t joined(std::uint32_t high, std::uint32_t low)
     return std::uint64_t{high} << 32 | low;
 }
 
-// In (0, 1], of 53 bits.
+// A uniform number in (0, 1] with 53 bits.
 double uniform(std::uint64_t bits)
 {
     return (static_cast<double>(bits >> 11) + 1.0) * 0x1p-53;
 }
 
-// Pairs [first, first + count): lengths √(-2·log u) and angles 2πv, then the two coordinates.
+// The pairs [first, first + count): from lengths √(-2·log u) and angles 2πv the two coordinates.
 void fill_pairs(std::uint64_t seed, std::size_t first, std::size_t count, double* to)
 {
     const philox_key key{static_cast<std::uint32_t>(seed), static_cast<std::uint32_t>(seed >> 32)};

@@ -1,8 +1,8 @@
 #pragma once
 
 // Random bits as a function of a counter and a key (Philox 4×32 with ten rounds: Salmon, Moraes,
-// Dror and Shaw 2011): any element of a sequence is made by itself, so that the sequence depends on
-// nothing but the seed, however the elements are shared among threads.
+// Dror and Shaw 2011). Each element of a sequence is computed independently, so that the sequence
+// depends on the seed alone, however its elements are distributed among threads.
 
 #include <array>
 #include <cstdint>
