@@ -26,7 +26,7 @@ band_decomposition<T>::band_decomposition(block_view<const T> a, const bandwidth
     factorize();
 }
 
-// The rows and columns that there are, within the band, below and right of the diagonal's k-th.
+// The number of rows below, and of columns right of, element k of the diagonal within the band.
 template <class T>
 std::size_t band_decomposition<T>::rows_below(std::size_t k) const
 {
@@ -69,8 +69,8 @@ double magnitude(const complex& z)
 
 } // namespace
 
-// Column by column: the largest element of the column comes to the diagonal, and the rows below,
-// which still have elements in the column, lose their multiples of its row.
+// Column by column: the pivot, the largest element of the column, comes to the diagonal, and
+// multiples of its row are subtracted from the rows below that have elements in the column.
 template <class T>
 void band_decomposition<T>::factorize()
 {

@@ -1,9 +1,8 @@
 #pragma once
 
-// Systems with a matrix whose elements lie in a band about the diagonal, by LU with partial
-// pivoting in the band alone: n·lower·(lower + upper) multiply-adds and a store of n·(2·lower +
-// upper + 1) elements, however large the square is. An exchange of rows lets the band grow by
-// `lower` columns to the right (Golub and Van Loan 2013, section 4.3). T = double or
+// Systems with a band matrix, by LU with partial pivoting within the band: about n·lower·(lower +
+// upper) multiply-adds and n·(2·lower + upper + 1) stored elements. Exchanges of rows widen the
+// band by `lower` columns to the right (Golub and Van Loan 2013, section 4.3). T = double or
 // std::complex<double>.
 
 #include "numerical/gemm/block_view.hpp"
@@ -19,7 +18,7 @@ template <class T>
 class band_decomposition
 {
 public:
-    // Reads the band of the square matrix `a`, and of it nothing else. non_finite_error "band LU
+    // Reads the band of the square matrix `a` and no other elements. non_finite_error "band LU
     // decomposition: the matrix holds an infinite or NaN entry".
     band_decomposition(detail::block_view<const T> a, const bandwidths& band);
 
@@ -35,13 +34,13 @@ public:
 private:
     std::size_t order;
     std::size_t below;          // width of the band below the diagonal
-    std::size_t above;          // of U: exchanges counted in
+    std::size_t above;          // width of U above it, with the columns that exchanges add
     std::vector<T> rows;        // below + above + 1 elements of each row, the diagonal's in place
     std::vector<T> multipliers; // `below` of them for each column
     std::vector<std::size_t> pivots; // row k was exchanged with row pivots[k]
     bool singular = false;
 
-    // Element (i, j) of the band. In memory the next row's element of the column is `stride` on.
+    // Element (i, j) of the band. The next row's element of a column is `stride` further in memory.
     T* at(std::size_t i, std::size_t j) { return rows.data() + i * stride() + j + below; }
 
     const T* at(std::size_t i, std::size_t j) const

@@ -18,7 +18,7 @@ using detail::complex;
 
 namespace {
 
-constexpr std::size_t block = 64; // elements that are looked at together
+constexpr std::size_t block = 64; // elements that are tested together
 constexpr std::size_t row_group = 64;
 
 // Whether the elements of a block are zeros, of either sign.
@@ -37,7 +37,7 @@ bool is_zero_block(const T* x)
     return all << 1 == 0;
 }
 
-// The number of zeros before the first other element.
+// The number of leading zeros.
 template <class T>
 std::size_t zeros_in_front(const T* x, std::size_t n)
 {
@@ -49,7 +49,7 @@ std::size_t zeros_in_front(const T* x, std::size_t n)
     return count;
 }
 
-// The number of zeros behind the last other element.
+// The number of trailing zeros.
 template <class T>
 std::size_t zeros_at_end(const T* x, std::size_t n)
 {
@@ -59,9 +59,9 @@ std::size_t zeros_at_end(const T* x, std::size_t n)
     return count;
 }
 
-// Of the rows [first, last). Elements within the widths already found are not looked at again.
-// A row is read from left to right, as the prefetcher likes it; only the rows that widen the band
-// are searched from their end.
+// The widths of the rows [first, last). Elements within the widths already found are skipped. A row
+// is read from left to right, for the hardware prefetcher; only rows that widen the band are
+// searched from their end.
 template <class T>
 bandwidths widths_of_rows(block_view<const T> a, std::size_t first, std::size_t last)
 {
@@ -94,7 +94,7 @@ bandwidths bandwidths_of(block_view<const T> a)
     return found;
 }
 
-// Products of blocks do about six times as many operations in the same time as updates of a band's
+// Products of blocks do about six times as many operations in a given time as updates of a band's
 // rows.
 bool is_wide(const bandwidths& band, std::size_t order)
 {

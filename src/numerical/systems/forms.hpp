@@ -13,8 +13,8 @@ enum class matrix_form { plain, transposed, adjoint };
 
 namespace detail {
 
-// solve(x) for a form that isn't plain, where it solves the transposed system: Mᴴ·x = b is
-// Mᵀ·conj(x) = conj(b). The rows of x lie one after the other.
+// Solves a transposed or adjoint system by solve(x), which solves the transposed one: Mᴴ·x = b is
+// Mᵀ·conj(x) = conj(b). The rows of x are contiguous.
 template <class T, class F>
 void solve_transposed_or_adjoint(matrix_form form, block_view<T> x, const F& solve)
 {

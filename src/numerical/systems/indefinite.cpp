@@ -19,8 +19,8 @@ namespace {
 
 constexpr std::size_t panel_width = 32;
 
-// (1 + √17)/8: with it the bound on the growth of one block of order 2 is that of two of order 1
-// (Bunch and Kaufman 1977).
+// (1 + √17)/8, for which the bound on the growth of a block of order 2 equals that of two blocks of
+// order 1 (Bunch and Kaufman 1977).
 constexpr double pivot_threshold = 0.6403882032022076;
 
 struct largest_element
@@ -29,7 +29,7 @@ struct largest_element
     std::size_t place = 0;
 };
 
-// Among x[from ... to), the first of them.
+// The first of the largest elements of x[from ... to).
 template <class T>
 largest_element largest_of(const T* x, std::size_t from, std::size_t to)
 {
@@ -40,9 +40,10 @@ largest_element largest_of(const T* x, std::size_t from, std::size_t to)
     return found;
 }
 
-// The lower triangle lies by columns: row k of `columns` is column k of A from the diagonal on. The
-// columns of a panel are brought up to date one by one, when they are looked at; all others stay as
-// they were until the panel is done, when they lose L·Wᴴ, W = L·D, in products.
+// The lower triangle is stored by columns: row k of `columns` is column k of A from the diagonal
+// on. The columns of a panel are updated one by one, when the pivot search reaches them. All others
+// stay unchanged until the panel is done; then L·Wᴴ with W = L·D is subtracted from them by
+// products.
 template <class T>
 class rook_factorization
 {
@@ -105,7 +106,7 @@ private:
     void update_trailing(std::size_t last);
 };
 
-// column[k ... n) loses what the t columns of the panel take from column `row` of A.
+// Subtracts from column[k ... n) the contribution of the panel's t columns to column `row` of A.
 template <class T>
 void rook_factorization<T>::bring_up_to_date(T* column, std::size_t k, std::size_t t,
                                              std::size_t row)
@@ -116,7 +117,8 @@ void rook_factorization<T>::bring_up_to_date(T* column, std::size_t k, std::size
     column[row] = real_diagonal(column[row]);
 }
 
-// column[k ... n) := column `row` of A, brought up to date; above the diagonal it is a row.
+// column[k ... n) := the updated column `row` of A, whose part above the diagonal is stored as a
+// row.
 template <class T>
 void rook_factorization<T>::load_column(T* column, std::size_t k, std::size_t t, std::size_t row)
 {
@@ -126,8 +128,8 @@ void rook_factorization<T>::load_column(T* column, std::size_t k, std::size_t t,
     bring_up_to_date(column, k, t, row);
 }
 
-// w.row(t) is left with the column of the pivot's row, of a block of order 2 w.row(t + 1) with that
-// of the other.
+// On return w.row(t) holds the column of the pivot, and for a block of order 2 w.row(t + 1) that of
+// the second row.
 template <class T>
 typename rook_factorization<T>::pivot rook_factorization<T>::find_pivot(std::size_t k,
                                                                         std::size_t t)
@@ -224,7 +226,7 @@ void rook_factorization<T>::divide_by_block(std::size_t k, std::size_t t)
     }
 }
 
-// The column behind the panel's last. A block of order 2 may straddle the panel's end.
+// Returns the end of the panel, which a block of order 2 may extend by one column.
 template <class T>
 std::size_t rook_factorization<T>::factor_panel()
 {
@@ -244,7 +246,8 @@ std::size_t rook_factorization<T>::factor_panel()
     return k;
 }
 
-// The columns from `last` on lose L·Wᴴ, block by block of columns from the diagonal block down.
+// Subtracts L·Wᴴ from the columns from `last` on, in blocks of columns from the diagonal block
+// down.
 template <class T>
 void rook_factorization<T>::update_trailing(std::size_t last)
 {
@@ -300,7 +303,7 @@ indefinite_decomposition<T>::indefinite_decomposition(matrix<T>&& a, symmetry of
         l(i, i) = T(1);
         detail::set_zero(l.row(i) + i + 1, n - i - 1);
     }
-    // The columns that were finished take the exchanges of the panels behind them.
+    // Finished columns take the exchanges of the later panels.
     for (const auto& [panel, i, j] : factorization.exchanges())
         detail::exchange_runs(l.row(i), l.row(j), panel);
 }

@@ -2,10 +2,10 @@
 
 // P·A·Pᵀ = L·D·Lᴴ for Hermitian indefinite matrices, or = L·D·Lᵀ for symmetric ones, complex
 // symmetric among them: L is unit lower triangular and D has blocks of order 1 and 2 on its
-// diagonal (Bunch and Kaufman 1977). Pivots are chosen by the rook's search, up and down columns
-// until an element is the largest of its row and its column or a diagonal one comes close to it
-// (Ashcraft, Grimes and Lewis 1998): the elements of L are bounded, as those of Bunch and Kaufman's
-// own choice aren't, for a few more columns that are looked through.
+// diagonal (Bunch and Kaufman 1977). Pivots are chosen by rook pivoting, which searches columns
+// until an element is the largest of its row and column, or a diagonal element is nearly as large
+// (Ashcraft, Grimes and Lewis 1998). Unlike with the original choice of Bunch and Kaufman the
+// elements of L are then bounded, at the price of a few more searched columns.
 //
 // Only the lower triangle of A enters the arithmetic, and of a Hermitian diagonal only the real
 // part. T = double or std::complex<double>.
@@ -29,7 +29,7 @@ struct indefinite_decomposition
     std::vector<T> below;                 // D(k+1, k): not zero where a block of order 2 begins
     std::vector<std::size_t> permutation; // row i of P·A is row permutation[i] of A
 
-    // Takes a's storage. dimension_error "LDL decomposition requires a square matrix", or
+    // Takes over a's storage. dimension_error "LDL decomposition requires a square matrix", or
     // non_finite_error for an infinite or NaN entry of the lower triangle. A singular matrix has
     // factors too: D then has a zero.
     indefinite_decomposition(matrix<T>&& a, symmetry kind);

@@ -28,12 +28,12 @@ struct column_rotation
     }
 };
 
-// A row passes the rotations as a chain of sums, each of which waits for the one before; this many
-// rows go side by side.
+// The rotations of a row form a chain in which each waits for the one before; this many rows are
+// processed side by side.
 constexpr std::size_t rows_at_once = 8;
 
-// The rotations k = 0 ... of all columns of a lower triangle, row by row, w[i] being row i of the
-// column that they share.
+// Applies the rotations k = 0, 1, ... of all columns of a lower triangle, row by row; w[i] is row i
+// of the column that all of them rotate with.
 template <class T>
 class rotated_triangle
 {
@@ -81,7 +81,7 @@ void rotated_triangle<T>::update()
     }
 }
 
-// The rotations are known before any row is touched, and each row goes through them alone.
+// The rotations are computed before any row is changed, and each row is rotated independently.
 template <class T>
 void rotated_triangle<T>::downdate(const std::vector<T>& p, double rho)
 {

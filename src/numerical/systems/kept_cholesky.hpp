@@ -1,7 +1,7 @@
 #pragma once
 
-// What is solved with a kept factor of A = L·Lᴴ, or A = Uᴴ·U with U = Lᴴ, and the factors of nearby
-// matrices. T = double or std::complex<double>.
+// Solutions by a kept factor of A = L·Lᴴ, or of A = Uᴴ·U with U = Lᴴ, and its rank-one updates. T =
+// double or std::complex<double>.
 
 #include "numerical/systems/triangle.hpp"
 
@@ -9,7 +9,7 @@
 
 namespace numerical {
 
-// X := A⁻¹·X for the factor in a lower or an upper triangle; the rows of X lie one after the other.
+// X := A⁻¹·X for the factor in a lower or an upper triangle; the rows of X are contiguous.
 template <class T>
 void solve_definite(const triangle<T>& factor, detail::block_view<T> x);
 
@@ -17,8 +17,8 @@ void solve_definite(const triangle<T>& factor, detail::block_view<T> x);
 template <class T>
 double reciprocal_condition_of_definite(const triangle<T>& factor);
 
-// The lower factor, row-major of order n, becomes that of L·Lᴴ + v·vᴴ, by n plane rotations of its
-// columns with v (Gill, Golub, Murray and Saunders 1974). The diagonal stays real and positive.
+// Replaces the lower factor, row-major of order n, by that of L·Lᴴ + v·vᴴ, by n plane rotations of
+// its columns with v (Gill, Golub, Murray and Saunders 1974). The diagonal stays real and positive.
 template <class T>
 void update_cholesky(std::vector<T>& factor, std::vector<T> v);
 

@@ -30,7 +30,7 @@ T mirrored(symmetry kind, const T& z)
     return kind == symmetry::hermitian ? conjugate(z) : z;
 }
 
-// Rows k and k + 1 of X by the block [ e f̄ ; f g ], in the terms of divide_by_block.
+// Solves rows k and k + 1 of X by the block [ e f̄ ; f g ], with the formula of divide_by_block.
 template <class T>
 void solve_block(const kept_indefinite<T>& a, std::size_t k, block_view<T> x)
 {

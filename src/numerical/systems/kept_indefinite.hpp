@@ -1,6 +1,6 @@
 #pragma once
 
-// What is solved with the kept factors of P·A·Pᵀ = L·D·Lᴴ, or = L·D·Lᵀ. T = double or
+// Solutions by the kept factors of P·A·Pᵀ = L·D·Lᴴ, or = L·D·Lᵀ. T = double or
 // std::complex<double>.
 
 #include "numerical/systems/indefinite.hpp"
@@ -26,7 +26,7 @@ struct kept_indefinite
 template <class T>
 bool is_singular(const kept_indefinite<T>& a);
 
-// X := A⁻¹·X; the rows of X lie one after the other. A zero of D gives infinities or NaN.
+// X := A⁻¹·X; the rows of X are contiguous. A zero of D gives infinities or NaN.
 template <class T>
 void solve_indefinite(const kept_indefinite<T>& a, detail::block_view<T> x);
 
@@ -34,12 +34,12 @@ void solve_indefinite(const kept_indefinite<T>& a, detail::block_view<T> x);
 template <class T>
 double reciprocal_condition(const kept_indefinite<T>& a, double norm);
 
-// As many numbers as rows, whose product is the determinant: those of D's blocks of order 1, and
+// Numbers whose product is the determinant, as many as rows: one for each block of order 1 of D and
 // two for each of order 2.
 template <class T>
 std::vector<T> determinant_factors(const kept_indefinite<T>& a);
 
-// ‖A‖₁ of the matrix whose lower triangle is given, the rest of it not being read.
+// ‖A‖₁ of the matrix with this lower triangle; other elements aren't read.
 template <class T>
 double one_norm_of_lower(detail::block_view<const T> a);
 

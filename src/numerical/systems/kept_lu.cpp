@@ -8,8 +8,8 @@
 
 namespace numerical {
 
-// The exchanges are found in their order: each brings the row that the permutation wants to its
-// place, from wherever the exchanges before have left it.
+// Exchange i brings the row that the permutation requires to place i, from where the earlier
+// exchanges have moved it.
 std::vector<std::ptrdiff_t> exchanges_of(const std::vector<std::size_t>& permutation)
 {
     const std::size_t n = permutation.size();

@@ -1,6 +1,6 @@
 #pragma once
 
-// What is solved with the kept factors of P·A = L·U. T = double or std::complex<double>.
+// Solutions by the kept factors of P·A = L·U. T = double or std::complex<double>.
 
 #include "numerical/systems/triangle.hpp"
 
@@ -9,7 +9,8 @@
 
 namespace numerical {
 
-// Borrowed. P is told by exchanges: row i was exchanged with row exchanges[i] >= i, i ascending.
+// Borrowed factors. P is given by exchanges: row i was exchanged with row exchanges[i] >= i, for
+// ascending i.
 template <class T>
 struct kept_lu
 {
@@ -24,8 +25,8 @@ struct kept_lu
 // The exchanges that make a permutation, of which row i of P·A is row permutation[i] of A.
 std::vector<std::ptrdiff_t> exchanges_of(const std::vector<std::size_t>& permutation);
 
-// X := A⁻¹·X, or with Aᵀ or Aᴴ in place of A; the rows of X lie one after the other. A zero on U's
-// diagonal gives infinities or NaN.
+// X := A⁻¹·X, or with Aᵀ or Aᴴ in place of A; the rows of X are contiguous. A zero on U's diagonal
+// gives infinities or NaN.
 template <class T>
 void solve_kept(const kept_lu<T>& lu, matrix_form form, detail::block_view<T> x);
 

@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::size_t block_elements = reflectors_of_block * reflectors_of_block;
 
-// Column norms up to this stay finite on their way through reflections, as those of qr.
+// Column norms up to this stay finite while reflectors are applied; the limit of qr.
 constexpr double greatest_safe_norm = 0x1p1007;
 constexpr double overflow_guard = 0x1p-64;
 
@@ -45,7 +45,7 @@ void keep_blocks(const std::vector<reflector_block<T>>& blocks, std::size_t rows
     }
 }
 
-// Block b as it was gathered.
+// Block b of the reflectors.
 template <class T>
 reflector_block<T> kept_block(const kept_reflectors<T>& q, std::size_t b)
 {

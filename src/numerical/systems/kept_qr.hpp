@@ -1,6 +1,6 @@
 #pragma once
 
-// Q·R whose Q is kept as its reflectors, which are applied without forming it. T = double or
+// QR factors whose Q is kept as reflectors and applied without being formed. T = double or
 // std::complex<double>.
 
 #include "numerical/factor/qr.hpp"
@@ -18,9 +18,10 @@ template <class T>
 struct qr_factors
 {
     std::vector<T> vectors; // rows × k: reflector j in column j from row j down, zeros above
-    std::vector<T> factors; // of each block of 32 reflectors the 32 × 32 factor, zeros beyond it
-    std::vector<T> phases;  // k of them: column j of Q is that of the reflectors times phases[j]
-    std::vector<T> r;       // k × columns, with a real diagonal that isn't negative
+    std::vector<T>
+        factors; // the 32 × 32 factor T of each block of 32 reflectors, padded with zeros
+    std::vector<T> phases; // k of them: column j of Q is that of the reflectors times phases[j]
+    std::vector<T> r;      // k × columns, with a real diagonal that isn't negative
     std::vector<std::size_t> permutation; // column j of A·P is column permutation[j] of A
 };
 
@@ -31,7 +32,7 @@ template <class T>
 qr_factors<T> factor_qr(std::vector<T> a, std::size_t rows, std::size_t columns,
                         column_order order);
 
-// Q as it is kept, borrowed.
+// The reflectors of Q, borrowed.
 template <class T>
 struct kept_reflectors
 {
@@ -40,8 +41,8 @@ struct kept_reflectors
     const T* phases;
 };
 
-// The rows × rows matrix Q, or its adjoint, times the row-major array `c` of `columns` columns. The
-// columns of Q behind the k-th have no phases.
+// Multiplies the row-major array `c` of `columns` columns by the rows × rows matrix Q or its
+// adjoint. The columns of Q behind the k-th have no phases.
 template <class T>
 void multiply_by_q(const kept_reflectors<T>& q, std::vector<T>& c, std::size_t columns);
 template <class T>

@@ -29,7 +29,7 @@ complex sign_of(const complex& z)
     return phase_of(z);
 }
 
-// Signs of no pattern that are the same in every run: bits of Weyl's sequence of the golden ratio.
+// Pseudorandom signs, the same in every run: bits of Weyl's sequence of the golden ratio.
 double scattered_sign(std::size_t i)
 {
     return (i + 1) * 0x9e3779b97f4a7c15U >> 63 == 0 ? 1 : -1;
@@ -109,8 +109,9 @@ bool one_norm_estimator<T>::is_parallel(const std::vector<T>& s, std::size_t j,
     return true;
 }
 
-// Real signs that were there before have nothing to tell. False if no column is new; one beside a
-// new column is replaced by other signs.
+// Returns false if every column of signs is parallel to an earlier one, which only real signs can
+// be: such a column gives no new information. Otherwise parallel columns are replaced by other
+// signs.
 template <class T>
 bool one_norm_estimator<T>::has_new_signs()
 {
@@ -132,8 +133,8 @@ bool one_norm_estimator<T>::has_new_signs()
     return true;
 }
 
-// X becomes the unit vectors of the greatest rows of the gradient Bᴴ·S. False where they promise
-// nothing new: the best column is the greatest row, or all were tried.
+// X becomes the unit vectors of the largest rows of the gradient Bᴴ·S. Returns false if these
+// cannot improve the bound: the largest row is the best column, or all of them were tried.
 template <class T>
 bool one_norm_estimator<T>::choose_units(bool has_best, std::size_t best)
 {

@@ -1,9 +1,9 @@
 #pragma once
 
-// The 1-norm of a matrix that is known by its products alone, such as an inverse of which only the
-// factors are there. The block method of Higham and Tisseur (2000, Algorithm 2.4) with two columns:
-// a few products with blocks of two vectors and as many with the adjoint. The result is a lower
-// bound that is seldom below a third of the norm.
+// An estimate of the 1-norm of a matrix that is given by its products alone, such as an inverse
+// whose factors are known. It is the block method of Higham and Tisseur (2000, Algorithm 2.4) with
+// two columns: a few products with blocks of two vectors and as many with the adjoint. The result
+// is a lower bound that is seldom below a third of the norm.
 //
 // The method's random start is replaced by a fixed one, the constant vector and one of alternating
 // signs and growing entries (Higham 1988), so that the same matrix always gets the same
@@ -16,7 +16,7 @@
 
 namespace numerical {
 
-// X := B·X for a block X of n rows and at most two columns, rows one after the other.
+// X := B·X for a block X of n contiguous rows and at most two columns.
 template <class T>
 using block_operator_on_place = std::function<void(detail::block_view<T> x)>;
 
@@ -30,8 +30,8 @@ double estimate_one_norm(std::size_t n, const block_operator_on_place<T>& multip
 template <class T>
 double one_norm(detail::block_view<const T> a);
 
-// 1/(‖A‖₁·‖A⁻¹‖₁) from the two norms: 1 for an empty matrix, 0 for a singular one and where a norm
-// or their product overflows.
+// 1/(‖A‖₁·‖A⁻¹‖₁) from the two norms: 1 for an empty matrix, 0 for a singular one and if a norm or
+// the product overflows.
 double reciprocal_condition(std::size_t n, double norm, double norm_of_inverse);
 
 } // namespace numerical

@@ -21,8 +21,8 @@ namespace {
 
 constexpr std::size_t panel_columns = 32;
 
-// The matrix lies by columns. Within a panel A is what it was at the panel's beginning, less V·Fᴴ:
-// V has the panel's reflectors in its columns, F a row for each column of A.
+// The matrix is stored by columns. Within a panel the current A is that of the panel's beginning
+// minus V·Fᴴ, where V has the panel's reflectors in its columns and F a row for each column of A.
 template <class T>
 class column_pivoting
 {
@@ -49,7 +49,7 @@ private:
     block_view<T> c; // row j is column j of A
     std::size_t m;
     std::size_t n;
-    std::vector<double> norms;       // of the columns below the rows that are done
+    std::vector<double> norms;       // of the columns below the finished rows
     std::vector<double> exact_norms; // as they were when they were last computed
     std::vector<std::size_t> permutation;
     std::vector<std::vector<T>> reflectors;
@@ -82,7 +82,7 @@ void column_pivoting<T>::bring_pivot(std::size_t j)
     exact_norms[p] = exact_norms[j];
 }
 
-// Column j, up to date from row j down, becomes its reflector, with the diagonal element of R.
+// Replaces column j, updated from row j down, by its reflector and the diagonal element of R.
 template <class T>
 void column_pivoting<T>::reflect_column(std::size_t first, std::size_t j)
 {
@@ -107,9 +107,9 @@ void column_pivoting<T>::reflect_column(std::size_t first, std::size_t j)
     reflectors[j] = std::move(x);
 }
 
-// The column t of F: 2·(Aᴴv - F·Vᴴv), for the columns of A right of j. Each index writes the rows
-// of F of its own columns. A is read once for each reflector: its dots run along the columns,
-// several lanes for a sum.
+// Column t of F: 2·(Aᴴv - F·Vᴴv), for the columns of A right of j. Each index writes the rows of F
+// of its own columns. A is read once for each reflector, by dots along its columns with several
+// lanes to a sum.
 template <class T>
 void column_pivoting<T>::extend_f(std::size_t first, std::size_t j)
 {
@@ -134,7 +134,7 @@ void column_pivoting<T>::extend_f(std::size_t first, std::size_t j)
     parallel_for(ceil_div(rest, group), cost * group * (m - j) / 2, extend_rows);
 }
 
-// Row j of R right of the diagonal, and what it leaves of the norms below.
+// Row j of R right of the diagonal, and the downdated norms of the columns below it.
 template <class T>
 void column_pivoting<T>::finish_row(std::size_t first, std::size_t j)
 {
@@ -153,7 +153,7 @@ void column_pivoting<T>::finish_row(std::size_t first, std::size_t j)
     }
 }
 
-// ‖x‖² - |done|² keeps its digits as long as it isn't far below the square that was last computed.
+// ‖x‖² - |done|² is accurate unless it is far below the square of the norm that was last computed.
 template <class T>
 void column_pivoting<T>::downdate_norm(std::size_t column, const T& done)
 {
@@ -183,7 +183,7 @@ std::size_t column_pivoting<T>::factor_panel(std::size_t first)
     return j;
 }
 
-// The rows from `last` on of the columns from `last` on lose V·Fᴴ.
+// Subtracts V·Fᴴ from the rows and columns from `last` on.
 template <class T>
 void column_pivoting<T>::update_trailing(std::size_t first, std::size_t last)
 {

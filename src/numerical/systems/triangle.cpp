@@ -23,12 +23,12 @@ namespace numerical {
 namespace detail {
 namespace {
 
-// Orders up to which a triangle is substituted without products.
+// The orders up to which a triangle is substituted without products.
 constexpr std::size_t leaf_of_dots = 32;
 constexpr std::size_t leaf_of_rows = 32;
 constexpr std::size_t leaf_of_matrices = triangular_tile;
 
-// Up to this many right-hand sides are rows that are substituted one by one.
+// Up to this many right-hand sides are substituted one by one, each as a row.
 constexpr std::size_t few_rows = 3;
 
 template <class T>
@@ -51,8 +51,8 @@ void subtract_product(std::vector<T>& negative, block_view<const T> a, block_vie
     }
 }
 
-// c -= A·b for a column. The sums run along the rows of A, several lanes to a sum; each index
-// writes its own rows of c.
+// c -= A·b for vectors b and c. The sums run along the rows of A, several lanes to a sum; each
+// index writes its own rows of c.
 void subtract_dots(int path, block_view<const double> a, const double* b, double* c)
 {
     constexpr std::size_t group = 32;
@@ -77,7 +77,7 @@ complex row_dot(int, const complex* a, const complex* b, std::size_t n)
     return plain_dot(a, b, n);
 }
 
-// x := M⁻¹·x by the rows of M, each of whose sums is a dot.
+// x := M⁻¹·x by the rows of M, with a dot for each unknown.
 template <class T>
 void substitute_vector(int path, const triangle<T>& m, T* x)
 {
@@ -92,8 +92,8 @@ void substitute_vector(int path, const triangle<T>& m, T* x)
     }
 }
 
-// yᵀ := yᵀ·M⁻¹, also by the rows of M: an unknown that is found takes its multiple of a row from
-// those to come.
+// yᵀ := yᵀ·M⁻¹, also by the rows of M: the multiple of a row by each unknown found is subtracted
+// from the remaining right-hand side.
 template <class T>
 void substitute_vector_from_right(int path, const triangle<T>& m, T* y)
 {
@@ -126,7 +126,7 @@ void substitute_tile(int path, const triangle<T>& m, block_view<T> x)
         m.has_ones() ? substitute_unit_upper<T>(path, m.of, x) : substitute_upper<T>(path, m.of, x);
 }
 
-// X := M⁻¹·X. The halves in the order of the substitution:
+// X := M⁻¹·X by halves, in the order of the substitution:
 //     lower  [ M00     ]      upper  [ M00 M01 ]
 //            [ M10 M11 ]             [     M11 ]
 template <class T>
@@ -186,8 +186,8 @@ private:
     }
 };
 
-// Y := Y·M⁻¹, which is the transposed system of Yᵀ. The products have the rows of Y, so that the
-// blocks of M are read as they lie, by rows.
+// Y := Y·M⁻¹, the transposed system for Yᵀ. The products have Y on the left, so that the blocks of
+// M are read by rows, as they are stored.
 template <class T>
 class right_substitution
 {
@@ -233,8 +233,8 @@ private:
         substitute_transposed(m, y);
     }
 
-    // Tiles of 64 rows on transposed copies, where a step of the substitution runs along all of
-    // them; a tile writes its own rows.
+    // Substitutes tiles of 64 rows in transposed copies, in which a step of the substitution runs
+    // along all rows of the tile; each tile writes its own rows.
     void substitute_transposed(const triangle<T>& m, block_view<T> y)
     {
         const std::size_t n = m.of.rows;
@@ -283,7 +283,7 @@ row_extent row_of(const triangle<T>& t, std::size_t i)
     return t.is_lower() ? row_extent{0, i + 1} : row_extent{i, t.of.rows};
 }
 
-// x := M·x; an element is replaced when no other row wants it any more.
+// x := M·x; an element is replaced once no other row needs it.
 template <class T>
 void multiply_vector_by_triangle(int path, const triangle<T>& m, T* x)
 {

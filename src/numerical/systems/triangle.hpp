@@ -2,11 +2,11 @@
 
 // Systems with a triangle of a matrix or its transpose, for any number of right-hand sides.
 //
-// The triangle is cut in halves: the first half of the unknowns, a product that takes what they
-// solved from the other equations, the second half. All but the small triangles on the diagonal is
-// then in products of large blocks, which read the triangle once for a single right-hand side.
-// Backward stable for each right-hand side (Higham 2002, section 8.1). Results don't depend on the
-// number of threads. T = double or std::complex<double>.
+// The triangle is cut in halves: the first half of the unknowns is solved, a product subtracts them
+// from the other equations, and the second half is solved. All work except that of the small
+// triangles on the diagonal is then in products of large blocks, and a single right-hand side reads
+// the triangle once. Backward stable for each right-hand side (Higham 2002, section 8.1). Results
+// don't depend on the number of threads. T = double or std::complex<double>.
 
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/systems/forms.hpp"
@@ -18,8 +18,8 @@ namespace numerical {
 enum class triangle_half { lower, upper };
 enum class triangle_diagonal { stored, ones };
 
-// A half of the square matrix `of`, with its diagonal or with ones in its place. What isn't of the
-// triangle is never used.
+// The lower or upper triangle of the square matrix `of`, with its diagonal or with ones in its
+// place. Other elements are never used.
 template <class T>
 struct triangle
 {
@@ -32,12 +32,12 @@ struct triangle
     bool has_ones() const { return diagonal == triangle_diagonal::ones; }
 };
 
-// Whether an element that the substitution divides by is zero.
+// Whether an element on the diagonal, by which substitution divides, is zero.
 template <class T>
 bool is_singular(const triangle<T>& t);
 
-// X := M⁻¹·X, M being the triangle, its transpose or its adjoint. The rows of X lie one after the
-// other, x.stride = x.cols. Nothing is checked: a zero on the diagonal gives infinities or NaN.
+// X := M⁻¹·X, where M is the triangle, its transpose or its adjoint. The rows of X are contiguous,
+// x.stride = x.cols. Nothing is checked: a zero on the diagonal gives infinities or NaN.
 template <class T>
 void solve_triangle(const triangle<T>& t, matrix_form form, detail::block_view<T> x);
 
