@@ -27,7 +27,7 @@ std::optional<bandwidths> widths_parameter(PyObject* object)
     return bandwidths{std::size_t(given[0]), std::size_t(given[1])};
 }
 
-// A solution in x; the reciprocal condition where `rcond` isn't null.
+// Solves in place of x; writes the reciprocal condition if `rcond` isn't null.
 template <class T>
 void solve_whole(detail::block_view<const T> a, detail::block_view<T> x, double* rcond)
 {

@@ -6,14 +6,14 @@
 
 namespace numerical::package {
 
-// abs(x - y) <= absolute + relative·abs(y), what allclose asks of every pair and isclose of each.
+// abs(x - y) <= absolute + relative·abs(y), the test of allclose and isclose.
 struct closeness
 {
     double relative;
     double absolute;
     bool equal_nan;
 
-    // Infinities are close to equal ones alone, as inf <= inf must not make them close to numbers.
+    // An infinity is close only to an equal one: inf <= inf would make it close to every number.
     template <class T>
     bool operator()(const T& x, const T& y) const
     {

@@ -1,7 +1,7 @@
 #pragma once
 
-// The common forms of small functions. Each takes arguments given by place and answers null without
-// an error set where they have another form.
+// The common forms of small functions. Each takes positional arguments and returns null, without an
+// error set, if they have another form.
 
 #include "binding/python.hpp"
 

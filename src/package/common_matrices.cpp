@@ -16,7 +16,7 @@ using binding::not_null;
 using binding::owned_ref;
 using boundary::shape_of;
 
-// Element i of row i and column i + k, or of row i - k and column i.
+// Element i is that of row i and column i + k, or of row i - k and column i.
 template <class T>
 tensor<T> diagonal_of(const tensor<T>& a, Py_ssize_t k)
 {
@@ -39,8 +39,8 @@ PyObject* diagonal_at(const any_tensor& value, Py_ssize_t k)
     return std::visit([k](const auto& a) { return wrap(diagonal_of(a, k)); }, value);
 }
 
-// What the items of a list or tuple are: tensors of rank 1, tensors of higher ranks, or neither
-// all the one nor all the other.
+// The kind of the items of a list or tuple: all tensors of rank 1, all tensors of higher ranks, or
+// anything else.
 enum class joined_kind { vectors, others, mixed };
 
 joined_kind kind_of(const listed_items& items)
@@ -67,7 +67,7 @@ bool have_one_shape(const listed_items& items)
     return true;
 }
 
-// concatenate or stack along that axis.
+// Concatenates or stacks along the axis.
 template <auto Join>
 PyObject* joined(PyObject* tensors, long axis)
 {

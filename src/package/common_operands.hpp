@@ -1,7 +1,7 @@
 #pragma once
 
-// Arguments looked at without a conversion, for the common forms: no Python code runs, and what is
-// of another kind is for others to take or to refuse.
+// Arguments read without conversion, for the common forms: no Python code runs, and an object of
+// another kind is left to the general function.
 
 #include "binding/class.hpp"
 #include "module/tensor_object.hpp"

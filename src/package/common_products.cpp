@@ -19,7 +19,8 @@ bool is_vector_or_matrix(PyObject* object)
     return tensor_in(object, 1) != nullptr || tensor_in(object, 2) != nullptr;
 }
 
-// Every element of a times every element of b, both in shapes that broadcast to that.
+// The products of all elements of a with all elements of b, both in shapes that broadcast to
+// `shape`.
 template <class T>
 tensor<T> every_product(const tensor<T>& a, shape_list a_shape, const tensor<T>& b,
                         shape_list b_shape)
@@ -39,17 +40,17 @@ tensor<T> kronecker_product(const tensor<T>& a, const tensor<T>& b)
     return reshaped_share(apart, {rows, cols});
 }
 
-// Matrices that can be multiplied one after the other, and their order of the fewest operations.
+// A chain of matrices and the order of products with the fewest operations.
 class matrix_chain
 {
 public:
-    // Keeps the matrices alive: a product gives the interpreter lock up.
+    // Keeps the matrices alive, since a product releases the interpreter lock.
     explicit matrix_chain(PyObject* list)
         : owned(not_null(PySequence_Tuple(list))), items(owned.get())
     {
     }
 
-    // False for what is no chain of matrices of one dtype that fit, whose sizes allow to count.
+    // False unless these are matrices of one dtype whose shapes fit and whose costs can be counted.
     bool read_sizes()
     {
         constexpr std::size_t longest = 1000;

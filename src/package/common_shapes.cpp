@@ -14,7 +14,8 @@ namespace {
 
 using boundary::shape_of;
 
-// What has more elements isn't made here: the work outweighs the call, and may be refused.
+// Larger tensors are left to the general function: their work outweighs the call, and they may be
+// refused.
 constexpr std::size_t most_elements = std::size_t{1} << 20;
 
 PyObject* shared(const any_tensor& value, const shape_list& shape)
@@ -27,9 +28,9 @@ std::size_t size_of(const any_tensor& value)
     return std::visit([](const auto& a) { return a.data.size(); }, value);
 }
 
-constexpr Py_ssize_t least_refused = Py_ssize_t{1} << 60; // even beside an extent of 0
+constexpr Py_ssize_t least_refused = Py_ssize_t{1} << 60; // even if another extent is 0
 
-// The extents as they are given, -1 among them; false if an item is no int, or no extent.
+// The given extents, of which one may be -1; false if an item isn't an int or isn't an extent.
 template <class Items>
 bool read_extents(const Items& items, std::size_t from, shape_list& shape)
 {
@@ -51,7 +52,7 @@ bool read_shape(PyObject* object, shape_list& shape)
 
 constexpr auto open_extent = static_cast<std::size_t>(-1);
 
-// Their product, -1 left out; empty where it exceeds `most`.
+// The product of the extents except -1; nothing if it exceeds `most`.
 std::optional<std::size_t> known_product(const shape_list& shape, std::size_t most)
 {
     std::size_t product = 1;
@@ -65,7 +66,7 @@ std::optional<std::size_t> known_product(const shape_list& shape, std::size_t mo
     return product;
 }
 
-// The tensor in that shape, whose extent -1 is filled in first.
+// The tensor in this shape, after the extent -1 has been filled in.
 PyObject* in_shape(const any_tensor& value, shape_list&& shape)
 {
     const std::size_t size = size_of(value);

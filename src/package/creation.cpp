@@ -78,7 +78,7 @@ PyObject* diagonal_matrix(const tensor<T>& v, std::ptrdiff_t k)
     return wrap(unlocked(detail::checked_mul(n, n), [&] { return with_diagonal(v, k); }));
 }
 
-// Which diagonal is meant; of those beyond every matrix one.
+// The number of the diagonal; one for all diagonals that lie outside of every matrix.
 std::ptrdiff_t diagonal_parameter(PyObject* object, const char* name)
 {
     constexpr std::ptrdiff_t far = std::ptrdiff_t{1} << 61;
@@ -127,8 +127,8 @@ tensor<T> traces_of(const tensor<T>& a, std::ptrdiff_t k)
 
 } // namespace
 
-// In blocks short enough to be written to the cache: where nothing is read there is nothing to keep
-// there.
+// Fills in blocks short enough for plain stores: as nothing is read, non-temporal ones gain
+// nothing.
 tensor<double> filled_with(double value, shape_list&& shape)
 {
     const std::size_t count = tensor_size(shape);

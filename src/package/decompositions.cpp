@@ -16,7 +16,7 @@
 namespace numerical::package {
 namespace {
 
-// of_type(a, shape) for the tensor `given`.
+// Calls of_type(a, shape) for the tensor `given`.
 template <class F>
 PyObject* of_stack(PyObject* given, const operand& a, const stack_shape& of, const F& of_type)
 {
@@ -47,7 +47,7 @@ qr_mode qr_mode_named(PyObject* given)
     binding::fail(PyExc_ValueError, "mode is 'reduced', 'complete' or 'r', not '" + name + "'");
 }
 
-// Small complex matrices go through a kernel of their own, alone as in a stack.
+// Small complex matrices have their own kernel, alone as well as in a stack.
 bool has_own_qr(const any_tensor& a, const stack_shape& of)
 {
     return std::holds_alternative<tensor<complex>>(a) && stacks::has_small_qr(of.rows, of.cols);
@@ -119,8 +119,8 @@ PyObject* complete_factors(const tensor<T>& a, const stack_shape& of)
 }
 
 // --- eigenvalues ---------------------------------------------------------------------------------
-// By default small matrices go through kernels of their own, alone as in a stack, and so have the
-// same bits.
+// By default small matrices have their own kernels, alone as well as in a stack, so that the bits
+// agree.
 template <class T>
 void find_eigenpairs(const tensor<T>& a, const stack_shape& of, eigen_method method, double* values,
                      T* vectors)
@@ -196,7 +196,7 @@ PyObject* thin_svd(const tensor<T>& a, const stack_shape& of, svd_method method)
     return triple_of(wrap(std::move(u)), wrap(std::move(values)), wrap(std::move(vh)));
 }
 
-// The basis that the columns of `a` complete, or a itself where they are one.
+// The square basis that begins with the columns of `a`; `a` itself if it is square.
 template <class T>
 std::vector<T> square_basis(const matrix<T>& a)
 {

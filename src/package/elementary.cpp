@@ -45,13 +45,13 @@ complex times(const complex& z, double x)
     return {z.real() * x, z.imag() * x};
 }
 
-// So many numbers are taken apart at a time.
+// The number of complex numbers that are split into parts at a time.
 constexpr std::size_t block = 128;
 using block_of_reals = std::array<double, block>;
 
-// f(x, y, to, count) with the parts of at most a block of numbers at a time. Both functions below
-// are composed of this project's real ones: the last bits of the C library's depend on the
-// processor.
+// Calls f(x, y, to, count) with the parts of one block of numbers after the other. The functions
+// below are composed of this project's real ones, since the last bits of the C library's depend on
+// the processor.
 template <class F>
 tensor<complex> by_parts(const F& f, const tensor<complex>& a)
 {
@@ -107,7 +107,7 @@ void complex_log1p(const block_of_reals& x, const block_of_reals& y, complex* to
         to[i] = {std::fabs(away[i]) < 0.5 ? near[i] / 2 : far[i], angle[i]};
 }
 
-// The functions that the vector functions don't have for complex numbers.
+// Complex functions that vector_math lacks.
 tensor<complex> composed(std::string_view name, const tensor<complex>& a)
 {
     const auto log_times = [&](double factor) {
@@ -187,7 +187,7 @@ PyObject* pair_call(const char* name, const char* second, const char* first,
     return wrap(unlocked(touched(x, y), [&] { return by_pairs(f, x, y); }));
 }
 
-// Whether the exponent is a single number for which the power is an operation of another name.
+// Whether the exponent is a single number for which the power is a product, a root or a quotient.
 template <class T>
 bool has_own_name(const tensor<T>& a, const tensor<T>& exponent)
 {
@@ -218,8 +218,8 @@ tensor<T> any_arithmetic(arithmetic_operation operation, const tensor<T>& a, con
     return arithmetic(operation, a, b);
 }
 
-// Whether broadcasting makes rows so short that widening a real operand row by row takes longer
-// than widening it first.
+// Whether the rows that broadcasting gives are so short that widening a real operand row by row
+// takes longer than widening it beforehand.
 bool have_short_rows(const shape_list& a, const shape_list& b)
 {
     return a != b && !a.empty() && !b.empty() && std::max(a.back(), b.back()) < 64;

@@ -1,8 +1,8 @@
 #pragma once
 
-// Elementary functions and powers of tensors by the engine's own vector functions
+// Elementary functions and powers of tensors by the engine's vector functions
 // (numerical/vector_math), whose bits depend on the argument alone. Complex functions that are
-// missing there are composed of them or taken from the C library.
+// missing there are composed of these or taken from the C library.
 
 #include "numerical/elementwise/arithmetic.hpp"
 #include "package/operand.hpp"

@@ -41,7 +41,8 @@ PyObject* unary_call(const unary_signature& signature, const binding::call_argum
         a, [&](const auto& x) { return wrap(unlocked(x.data.size(), [&] { return f(x); })); });
 }
 
-// The argument itself where it is a float64 Tensor and the function changes none, else f(a).
+// The argument itself if it is a float64 Tensor, which the function wouldn't change, otherwise
+// f(a).
 template <class F>
 PyObject* complex_part(PyObject* given, const F& f)
 {
@@ -65,7 +66,7 @@ tensor<Out> each(const tensor<complex>& a, const F& f)
     return tensor<Out>(a.shape, std::move(data));
 }
 
-// Whether `holds` is true for every pair that broadcasting brings together.
+// Whether `holds` is true for all pairs of broadcast elements.
 template <class T, class Holds>
 bool all_pairs(const tensor<T>& a, const tensor<T>& b, const Holds& holds)
 {

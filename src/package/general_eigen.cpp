@@ -39,7 +39,7 @@ PyObject* wrapped_numbers(const shape_list& shape, std::vector<complex>&& number
     return wrap(tensor<complex>(shape, std::move(numbers)));
 }
 
-// one(i) for each matrix of the stack.
+// Calls one(i) for each matrix of the stack.
 template <class F>
 void for_each_eigenproblem(const stack_shape& of, const F& one)
 {

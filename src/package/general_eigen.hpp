@@ -1,8 +1,8 @@
 #pragma once
 
 // Eigenvalues, eigenvectors, Schur and Hessenberg forms of general square matrices and stacks of
-// them (nonsymmetric/nonsymmetric.hpp). Values and vectors come as float64 where none of the stack
-// has an imaginary part, as complex128 otherwise.
+// them (nonsymmetric/nonsymmetric.hpp). Values and vectors are float64 if no number of the stack
+// has an imaginary part, otherwise complex128.
 
 #include "package/operand.hpp"
 

@@ -17,12 +17,12 @@ namespace {
 
 enum class results { pairs, values };
 
-// A call's second matrices, if there are any, and what is wanted.
+// The second matrices of a call, if there are any, and the selected part of the spectrum.
 struct request
 {
     pencil_form form;
     eigen_selection selection;
-    std::optional<std::size_t> count; // of values, where it is known beforehand
+    std::optional<std::size_t> count; // of values, if known beforehand
 };
 
 // The two numbers of a tuple.
@@ -71,7 +71,7 @@ struct problem_stack
     }
 };
 
-// find(i) for each problem, without the interpreter lock.
+// Calls find(i) for each problem, without the interpreter lock.
 template <class T, class F>
 void for_each_problem(const problem_stack<T>& problems, const F& find)
 {
@@ -83,7 +83,7 @@ void for_each_problem(const problem_stack<T>& problems, const F& find)
     });
 }
 
-// Of one problem, whose number of values is known only when it is solved.
+// Solves one problem whose number of values isn't known beforehand.
 template <class T>
 PyObject* single_pairs(const problem_stack<T>& problems, const request& wanted)
 {

@@ -1,8 +1,8 @@
 #pragma once
 
-// Eigenproblems of Hermitian matrices, alone or in pairs of which the second is positive definite,
-// and parts of their spectra. Matrices may be stacks; those of a pair broadcast. Failures are
-// numerical.error, shapes that don't fit a ValueError.
+// Eigenproblems of Hermitian matrices and of pairs of them, of which the second is positive
+// definite, and parts of their spectra. Matrices may be stacks; those of a pair broadcast. Failures
+// are numerical.error, and shapes that don't fit are a ValueError.
 
 #include "binding/fastcall.hpp"
 #include "package/operand.hpp"

@@ -43,7 +43,7 @@ PyObject* factors_of(const tensor<T>& a, const stack_shape& of, symmetry kind)
         pair_of(wrap(std::move(permutation)), number_or_tensor(std::move(norms))));
 }
 
-// The arguments that hold factors, which fit each other.
+// The arguments that hold factors, checked to fit each other.
 class given_factors
 {
 public:
@@ -72,7 +72,7 @@ public:
     symmetry kind;
     const positions* permutation;
 
-    // Those of matrix i.
+    // The factors of matrix i.
     template <class T>
     kept_indefinite<T> at(std::size_t i) const
     {
@@ -81,7 +81,7 @@ public:
                 below.as<T>().data.data() + first, permutation->data.data() + first, kind};
     }
 
-    // f(the L of type double) or f(that of type complex)
+    // Calls f(L) with L as double or complex.
     template <class F>
     PyObject* by_type(const F& f) const
     {

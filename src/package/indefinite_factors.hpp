@@ -1,7 +1,7 @@
 #pragma once
 
-// Kept factors of Hermitian and symmetric indefinite matrices, P·A·Pᵀ = L·D·Lᴴ or L·D·Lᵀ, and what
-// is solved with them, of matrices and stacks of them, as lu_factors.hpp has them for LU.
+// Kept factors P·A·Pᵀ = L·D·Lᴴ or L·D·Lᵀ of Hermitian and symmetric indefinite matrices and stacks
+// of them, and solutions by them; the counterpart of lu_factors.hpp.
 
 #include "binding/fastcall.hpp"
 #include "package/operand.hpp"
@@ -11,7 +11,7 @@ namespace numerical::package {
 // ldl_factors(a, hermitian) -> ((L, diagonal of D, the elements below it), (permutation, 1-norms))
 PyObject* ldl_factors(const binding::call_arguments& call);
 
-// The factors of the others: L, diagonal, below, permutation, hermitian.
+// The following take the factors: L, diagonal, below, permutation, hermitian.
 
 // ldl_parts(*factors) -> (Pᵀ·L, D), whole matrices
 PyObject* ldl_parts(const binding::call_arguments& call);

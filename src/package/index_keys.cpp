@@ -28,7 +28,7 @@ using binding::fail;
 using binding::not_null;
 using binding::owned_ref;
 
-// Deeper lists are considered to contain themselves; NumPy's arrays have no more axes either.
+// Deeper lists are taken to contain themselves; NumPy's arrays have no more axes either.
 constexpr int deepest_list = 64;
 
 // An array key before its axes are known.
@@ -65,7 +65,7 @@ bool is_bool(PyObject* object)
     if (PyLong_CheckExact(object))
         return false;
     const std::string kind = binding::py_type_name(object);
-    return kind == "bool_" || kind == "bool"; // NumPy's, which have __index__ as well
+    return kind == "bool_" || kind == "bool"; // NumPy's bools, which have __index__ as well
 }
 
 bool is_list(PyObject* object)
@@ -74,7 +74,7 @@ bool is_list(PyObject* object)
     return (PyType_GetFlags(Py_TYPE(object)) & kinds) != 0;
 }
 
-// The object's integer; one beyond what any axis has becomes the nearest that Py_ssize_t holds.
+// The integer value of the object, clamped to the range of Py_ssize_t, which exceeds every axis.
 std::ptrdiff_t integer_of(PyObject* object)
 {
     const Py_ssize_t value = PyNumber_AsSsize_t(object, nullptr);

@@ -47,11 +47,12 @@ axis_range range_of(PyObject* slice, std::size_t extent);
 // a position is out of bounds.
 selection select(const index_keys& keys, const shape_list& shape, const shape_list& strides);
 
-// The position counted from the front; IndexError "index 5 is out of bounds for axis 0 with size
+// The position, counted from the front; IndexError "index 5 is out of bounds for axis 0 with size
 // 3".
 std::ptrdiff_t position_on(std::ptrdiff_t place, std::size_t axis, std::size_t extent);
 
-// The same error for the first place of many that leaves the axis. How they are counted.
+// Throws the same error for the first place outside of the axis. Returns whether places count from
+// the front or from the end.
 counted check_places(const positions& places, std::size_t axis, std::size_t extent);
 
 } // namespace numerical::package

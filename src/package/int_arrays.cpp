@@ -16,7 +16,7 @@ namespace {
 
 using boundary::array_record;
 
-// Whether the object may be an array of ints, by what its class has: not a list, a number or a
+// Whether the object may be an array of ints, judged by its class: not a list, a number or a
 // Tensor.
 bool may_be_array(PyObject* object)
 {
@@ -30,8 +30,7 @@ bool holds_int64(const array_record& record)
            (record.flags & needed) == needed && record.shape != nullptr && record.data != nullptr;
 }
 
-// The extents of a record; nothing if one is negative or they count more elements than there can
-// be.
+// The extents of a record; nothing if one is negative or their product isn't a number of elements.
 std::optional<shape_list> shape_in(const array_record& record)
 {
     shape_list shape;
@@ -47,7 +46,7 @@ std::optional<shape_list> shape_in(const array_record& record)
 
 } // namespace
 
-// An array that isn't as expected is left to the general way, which finds out what it is.
+// Any other array is left to the general code, which reports what is wrong with it.
 std::optional<positions> int64_array(PyObject* object)
 {
     static PyObject* const name = binding::not_null(PyUnicode_InternFromString("__array_struct__"));

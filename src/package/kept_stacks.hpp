@@ -13,7 +13,7 @@
 
 namespace numerical::package {
 
-// one(i) for each matrix of a stack, `work` being that of one.
+// Calls one(i) for each matrix of a stack; `work` is that of one matrix.
 template <class F>
 void for_each_matrix(const stack_shape& of, std::size_t work, const F& one)
 {
@@ -59,8 +59,8 @@ bool is_all_finite(detail::block_view<const T> a)
     return true;
 }
 
-// A zero that a solution was divided by left an element that isn't finite: so a diagonal, which
-// lies scattered in memory, is looked at only where one is.
+// Division by a zero leaves an element that isn't finite, so the diagonal, which is scattered in
+// memory, is examined only if there is one.
 template <class T>
 bool may_have_met_zero(detail::block_view<const T> x)
 {
@@ -72,8 +72,8 @@ bool may_have_met_zero(detail::block_view<const T> x)
 void require_right_sides(const stack_shape& of, const right_sides& sides,
                          const std::string& function);
 
-// Solutions that begin as the right-hand sides: solve_one(k, x) turns those of a place, whose
-// matrix is number k, into its solutions.
+// Solutions in copies of the right-hand sides: solve_one(k, x) solves those of one place, whose
+// matrix is number k.
 template <class T, class F>
 PyObject* solved_in_place(const stack_shape& of, const tensor<T>& b, const right_sides& sides,
                           const F& solve_one)

@@ -29,7 +29,7 @@ PyObject* pseudo_inverses(const tensor<T>& a, const stack_shape& of)
     return wrap(std::move(inverses));
 }
 
-// As float64, the dtype of tensors of whole numbers.
+// The ranks as an int, or for a stack as a float64 tensor.
 template <class T>
 PyObject* ranks(const tensor<T>& a, const stack_shape& of)
 {

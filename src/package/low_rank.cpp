@@ -16,7 +16,7 @@
 namespace numerical::package {
 namespace {
 
-// find(matrix) gives the k triplets of each matrix of the stack.
+// Stacks the k triplets that find(matrix) gives for each matrix.
 template <class T, class F>
 PyObject* triplets_of_stack(const tensor<T>& a, const stack_shape& of, std::size_t k, const F& find)
 {
@@ -39,7 +39,7 @@ PyObject* triplets_of_stack(const tensor<T>& a, const stack_shape& of, std::size
     return triple_of(wrap(std::move(u)), wrap(std::move(values)), wrap(std::move(vh)));
 }
 
-// A count that isn't negative; the largest for what is beyond.
+// A count that isn't negative, clamped to the largest.
 std::size_t count_parameter(PyObject* object, const char* name)
 {
     const std::ptrdiff_t count = integer_parameter(object, name);

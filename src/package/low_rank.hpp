@@ -1,7 +1,7 @@
 #pragma once
 
 // The leading singular values and vectors of matrices and stacks of them. Failures are
-// numerical.error with the words of svd.
+// numerical.error with the messages of svd.
 
 #include "binding/fastcall.hpp"
 #include "package/operand.hpp"

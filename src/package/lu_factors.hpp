@@ -1,8 +1,8 @@
 #pragma once
 
-// Factors of P·A = L·U that are kept and what is solved with them, of matrices and stacks of them.
-// A matrix of a stack has the bits that it would have alone. The objects that hold the factors are
-// the package's. Systems that don't fit or are singular fail in the words of solve.
+// Kept factors P·A = L·U of matrices and stacks of them, and solutions by them. A matrix of a stack
+// has the bits that it would have alone. The objects that hold the factors are written in Python.
+// Systems that don't fit or are singular fail with the messages of solve.
 
 #include "binding/fastcall.hpp"
 #include "package/operand.hpp"
@@ -15,7 +15,7 @@ PyObject* lu_factors(const binding::call_arguments& call);
 // lu(a) -> the same for matrices of any shape.
 PyObject* lu_of_any(const binding::call_arguments& call);
 
-// lu_solve(lu, exchanges, b, form); a form is 0 for A, 1 for Aᵀ and 2 for Aᴴ
+// lu_solve(lu, exchanges, b, form); the form is 0 for A, 1 for Aᵀ and 2 for Aᴴ
 PyObject* lu_solve(const binding::call_arguments& call);
 
 // lu_rcond(lu, exchanges, norms): estimates of 1/(‖A‖₁·‖A⁻¹‖₁)

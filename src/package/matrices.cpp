@@ -14,7 +14,7 @@ namespace {
 using binding::not_null;
 using binding::owned_ref;
 
-// The places along the leading axes as the text of a tuple.
+// The indices along the leading axes as the text of a tuple.
 std::string place_text(std::size_t index, const shape_list& lead)
 {
     shape_list places(lead.size());
@@ -25,7 +25,7 @@ std::string place_text(std::size_t index, const shape_list& lead)
     return detail::shape_text(places);
 }
 
-// The pending exception as an object, which is no longer pending.
+// The pending exception, taken from the interpreter as an object.
 class pending_exception
 {
 public:

@@ -1,6 +1,6 @@
 #pragma once
 
-// What all functions of matrices share: arguments that are stacks of shape (..., M, N), results
+// Common to all functions of matrices: arguments that are stacks of shape (..., M, N), results
 // allocated once for the whole stack, and failures that name the matrix.
 
 #include "binding/fastcall.hpp"
@@ -57,7 +57,7 @@ tensor<T> unset_stack(const shape_list& lead, std::initializer_list<std::size_t>
     return tensor<T>(std::move(shape), detail::uninitialized<T>(count));
 }
 
-// body(), without the interpreter lock if there are enough elements for it to pay.
+// Calls body(), without the interpreter lock if there are enough elements for that to pay.
 template <class Body>
 void computed(std::size_t elements, const Body& body)
 {
@@ -65,17 +65,17 @@ void computed(std::size_t elements, const Body& body)
     body();
 }
 
-// Results as a tuple; takes over all references, null with the error set if one is null.
+// The results as a tuple. Takes over all references; null with the error set if one is null.
 PyObject* tuple_of(std::initializer_list<PyObject*> items);
 PyObject* pair_of(PyObject* first, PyObject* second);
 PyObject* triple_of(PyObject* first, PyObject* second, PyObject* third);
 
-// In a handler: makes the exception in flight Python's, a stack_error by its cause. To a
-// numerical.error it adds a note with the operands and what to try, and for a stack one with the
-// place of the matrix. Always null.
+// For use in a handler: translates the current exception to Python's, a stack_error by its cause. A
+// numerical.error gets a note with the operands and a hint, and for a stack one with the index of
+// the matrix. Always returns null.
 PyObject* told_failure(std::initializer_list<PyObject*> operands, const shape_list& lead);
 
-// body() with its failures translated so.
+// Calls body() and translates its failures in this way.
 template <class Body>
 PyObject* telling(std::initializer_list<PyObject*> operands, const shape_list& lead,
                   const Body& body)

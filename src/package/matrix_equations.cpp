@@ -44,7 +44,7 @@ private:
     matrix_stack<T> matrices;
 };
 
-// solution(i) at each place, the work of one being that of some Schur forms.
+// Calls solution(i) at each place; each takes the work of some Schur forms.
 template <class T, class F>
 PyObject* solutions(const right_sides& sides, const F& solution)
 {
@@ -69,7 +69,7 @@ stack_shape stack_of_sides(const right_sides& sides)
     return {sides.own, sides.rows, sides.cols, detail::element_count(sides.own)};
 }
 
-// solve(A, Q) for the two arguments of a Lyapunov equation.
+// Calls solve(A, Q) for the two arguments of a Lyapunov equation.
 template <class F>
 PyObject* of_lyapunov(const binding::signature<2>& signature, const binding::call_arguments& call,
                       const F& solve)

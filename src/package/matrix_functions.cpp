@@ -20,7 +20,7 @@ namespace {
 
 using real_or_complex = std::variant<matrix<double>, matrix<complex>>;
 
-// Products and a solution, some twelve products in all at least.
+// The work of products and a solution: at least that of some twelve products.
 std::size_t work_of_function(const stack_shape& of)
 {
     return 8 * of.rows * of.rows * of.rows + 8192;
@@ -77,7 +77,7 @@ PyObject* gathered(std::vector<real_or_complex>&& results, const stack_shape& of
     return into(unset_stack<complex>(of.lead, {of.rows, of.cols}));
 }
 
-// of_matrix(A) for each matrix of the one argument.
+// Calls of_matrix(A) for each matrix of the one argument.
 template <class F>
 PyObject* of_squares(const binding::signature<1>& signature, const binding::call_arguments& call,
                      const F& of_matrix)
@@ -106,7 +106,7 @@ void require_shape(const operand& q, const shape_list& shape, const char* functi
 {
     if (q.shape() == shape)
         return;
-    // Joined in place: of a chain of + g++ 12 warns under the thread sanitizer, for no reason.
+    // Appended in place: g++ 12 warns without reason of a chain of + under the thread sanitizer.
     std::string said(function);
     said += " takes q of shape ";
     said += detail::shape_text(shape);

@@ -13,7 +13,7 @@ PyObject* expm(const binding::call_arguments& call);
 PyObject* sqrtm(const binding::call_arguments& call);
 PyObject* logm(const binding::call_arguments& call);
 
-// eigenvalues_of_schur(t): what the diagonal blocks hold, complex128.
+// eigenvalues_of_schur(t): the eigenvalues of the diagonal blocks, complex128.
 PyObject* eigenvalues_of_schur(const binding::call_arguments& call);
 
 // order_schur(t, q, selected) -> (T, Q, count): the eigenvalues whose entry in the vector

@@ -6,9 +6,9 @@
 #include "package/operand.hpp"
 #include "package/table.hpp"
 
-// The second module in the shared object, numerical._native: what the Python package needs in
-// addition to _numerical's table. It is initialized first and makes the type, with the operators
-// that the package gives to Tensor; _numerical then finds the type made and adds it to itself.
+// The second module in the shared object, numerical._native, holds what the Python package needs in
+// addition to _numerical's table. It is initialized first and makes the type, with the package's
+// operators; _numerical then finds the type and adds it to itself.
 
 namespace numerical::package {
 namespace {
@@ -25,7 +25,7 @@ PyModuleDef native_def = {PyModuleDef_HEAD_INIT,
                           nullptr,
                           nullptr};
 
-// The type without the package's slots is there if _numerical was initialized by itself before.
+// The type exists without the package's slots if _numerical was initialized by itself before.
 bool is_type_bare()
 {
     return binding::class_type<any_tensor>() != nullptr &&

@@ -34,7 +34,7 @@ any_tensor from_number(PyObject* object)
     }
     const double x =
         is_kind(object, &PyFloat_Type) ? PyFloat_AsDouble(object) : PyLong_AsDouble(object);
-    if (x == -1.0 && PyErr_Occurred() != nullptr) { // an int beyond all floats: asarray says so
+    if (x == -1.0 && PyErr_Occurred() != nullptr) { // an int beyond all floats: asarray raises
         PyErr_Clear();
         const binding::owned_ref none(
             PyObject_CallFunctionObjArgs(callbacks().asarray, object, nullptr));

@@ -31,7 +31,7 @@ class operand
 {
 public:
     // By the package's conversion if the object is neither a Tensor nor a number; its exceptions
-    // are kept.
+    // propagate.
     explicit operand(PyObject* object);
 
     // The same in the dtype, if one is given, as asarray(object, dtype).
@@ -48,7 +48,7 @@ public:
 
     std::size_t rank() const { return shape().size(); }
 
-    // Where no complex128 tensor: widens it.
+    // The complex128 tensor; widens a float64 one.
     void make_complex();
 
     template <class T>
@@ -68,7 +68,7 @@ private:
 // The operands in one dtype: complex128 if one of them is.
 void promote(operand& a, operand& b);
 
-// f(of type double) or f(of type complex), as the operand is.
+// Calls f with the operand's tensor, of double or complex elements.
 template <class F>
 PyObject* by_type(const operand& a, const F& f)
 {

@@ -50,8 +50,8 @@ bool are_operands(PyObject* left, PyObject* right)
     return (is_tensor(left) || is_operand(left)) && (is_tensor(right) || is_operand(right));
 }
 
-// f(left, right) of two float64 tensors, the most frequent case; any(left, right) of other
-// operands; NotImplemented of what is none.
+// f(left, right) for two float64 tensors, the most frequent case; any(left, right) for other
+// operands; NotImplemented if an object is no operand.
 template <class F, class Any>
 PyObject* of_operands(PyObject* left, PyObject* right, const F& f, const Any& any)
 {

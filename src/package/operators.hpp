@@ -16,14 +16,14 @@ namespace numerical::package {
 // Appends the slots of the operators.
 void add_operator_slots(std::vector<PyType_Slot>& slots);
 
-// a op b of operands of which neither need be a Tensor; NotImplemented for what is no operand.
+// a op b, where neither operand need be a Tensor; NotImplemented if an object is no operand.
 PyObject* of_tensors(arithmetic_operation operation, PyObject* left, PyObject* right);
 
 // The comparison of CPython's code `code`, translated: the slot of Tensor and of Positions.
 PyObject* comparison_slot(PyObject* left, PyObject* right, int code);
 
-// a @ b by the rules of matmul, for operands that may still have to be converted. ValueError where
-// an operand has rank 0 or the inner extents differ.
+// a @ b by the rules of matmul; operands are converted if necessary. ValueError if an operand has
+// rank 0 or the inner extents differ.
 PyObject* matrix_product(PyObject* a, PyObject* b);
 
 } // namespace numerical::package

@@ -32,7 +32,7 @@ const tensor<double>& ordered(const operand& a, const char* function)
     return a.as<double>();
 }
 
-// What an axis argument selects: for None all elements as one axis.
+// The axis that an argument selects; for None all elements form one axis.
 struct axis_walk
 {
     walk_shape walk;
@@ -51,7 +51,7 @@ axis_walk walk_of(PyObject* axis_given, const shape_list& shape, std::size_t cou
     return {detail::walk_along(shape, axis), shape, axis, false};
 }
 
-// kind is accepted for programs written for NumPy, and must be one of its names.
+// The parameter `kind` is accepted for programs written for NumPy, and must be one of its names.
 void check_kind(PyObject* kind)
 {
     if (is_absent(kind))
@@ -122,14 +122,14 @@ detail::search_side side_of(PyObject* side)
     return name == "left" ? detail::search_side::left : detail::search_side::right;
 }
 
-// The vector in the order that the sorter gives it.
+// The vector in the order of the sorter.
 tensor<double> in_order(const tensor<double>& a, PyObject* sorter)
 {
     const positions order = read_places(sorter);
     return gather_along(a, 0, order, check_places(order, 0, a.shape[0]));
 }
 
-// Places in order, which stay places.
+// Sorted Positions, which stay Positions.
 PyObject* sorted_positions(const positions& places, const sort_call& asked)
 {
     axis_walk along = sort_walk(asked, places);

@@ -1,6 +1,6 @@
 #pragma once
 
-// Sorting and searching, of float64 tensors: complex128 has no order. Places of elements are
+// Sorting and searching of float64 tensors; complex128 has no order. Places of elements are
 // returned as Positions, a single place as a Python int.
 
 #include "binding/fastcall.hpp"

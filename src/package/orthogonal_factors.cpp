@@ -57,7 +57,7 @@ PyObject* factors_of(const tensor<T>& a, const stack_shape& of, column_order ord
         pair_of(wrap(std::move(r)), wrap(std::move(permutation))));
 }
 
-// The arguments that hold Q, which fit each other.
+// The arguments that hold Q, checked to fit each other.
 class given_reflectors
 {
 public:
@@ -87,7 +87,7 @@ public:
         phases.make_complex();
     }
 
-    // Those of matrix i.
+    // The reflectors of matrix i.
     template <class T>
     kept_reflectors<T> at(std::size_t i) const
     {

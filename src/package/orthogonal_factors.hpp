@@ -1,6 +1,6 @@
 #pragma once
 
-// Factors Q·R whose Q is kept as its reflectors, of matrices and stacks of them.
+// QR factors of matrices and stacks of them, whose Q is kept as reflectors.
 
 #include "binding/fastcall.hpp"
 #include "package/operand.hpp"

@@ -32,7 +32,7 @@ bool is_sequence(PyObject* object)
          std::string(name) + " must be an int or a sequence of ints, not " + given);
 }
 
-// An int as an error message shows it. Python refuses to print the largest.
+// An int as an error message shows it; Python refuses to print the largest ones.
 std::string shown(PyObject* number)
 {
     const owned_ref bits(not_null(PyObject_CallMethod(number, "bit_length", nullptr)));

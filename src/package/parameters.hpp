@@ -32,14 +32,14 @@ shape_list shape_parameter(PyObject* object, const char* name = "shape");
 // is longer".
 std::size_t tensor_size(const shape_list& shape);
 
-// The truth of an argument; `absent` where none was given.
+// The truth value of an argument; `absent` if none was given.
 bool flag_parameter(PyObject* object, bool absent = false);
 
-// A float from a real number; `absent` where none was given. TypeError "rtol must be a real number,
+// A float from a real number; `absent` if none was given. TypeError "rtol must be a real number,
 // not str".
 double real_parameter(PyObject* object, const char* name, double absent);
 
-// None, or not given.
+// Whether the argument is None or wasn't given.
 inline bool is_absent(PyObject* object)
 {
     return object == nullptr || object == Py_None;

@@ -57,7 +57,7 @@ PyObject* positions_dtype_of(PyObject* self)
 
 PyObject* array_interface_of(PyObject* self)
 {
-    static constexpr std::ptrdiff_t placeholder = 0; // an empty vector has no address
+    static constexpr std::ptrdiff_t placeholder = 0; // for an empty vector, which has no address
     const positions& value = self_of(self);
     const void* data = value.data.empty() ? &placeholder : value.data.data();
     owned_ref shape(shape_of(self));
@@ -130,7 +130,7 @@ std::optional<positions> integers_in(PyObject* object)
     return positions({}, {value});
 }
 
-// Between ints of Positions; with anything else as float64, which has no // and %.
+// Arithmetic of ints between Positions; with any other operand as float64, without // and %.
 template <operation by>
 PyObject* arithmetic_slot(PyObject* left, PyObject* right)
 {
@@ -218,7 +218,7 @@ void fill_tables()
         slot(Py_mp_subscript, positions_subscript_slot),
         slot(Py_mp_length, length_slot),
         slot(Py_tp_richcompare, comparison_slot),
-        // By identity, as == gives masks.
+        // Objects are hashed by identity, since == gives masks.
         slot(Py_tp_hash, PyType_GetSlot(&PyBaseObject_Type, Py_tp_hash)),
     };
     binding::class_methods<positions>() = {

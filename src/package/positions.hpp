@@ -1,9 +1,9 @@
 #pragma once
 
-// The class numerical.Positions: places of elements, as argsort, nonzero and searchsorted give
-// them. An immutable array of int64, separate from Tensor, since a float64 tensor as an index is a
-// mask: positions index tensors and each other, compare and count. Their buffer is lent to NumPy as
-// '<i8'.
+// The class numerical.Positions: places of elements, as returned by argsort, nonzero and
+// searchsorted. It is an immutable array of int64, separate from Tensor, since a float64 tensor is
+// a mask when used as an index; positions index tensors and each other, compare and count. Their
+// buffer is lent to NumPy as '<i8'.
 
 #include "binding/python.hpp"
 #include "module/tensor_object.hpp"
@@ -20,14 +20,14 @@ using boundary::wrap_new;
 // Makes the type, or adds the one there is to the module.
 void define_positions(PyObject* module);
 
-// The value of a Positions, null for any other object. TypeError if it is uninitialized.
+// The value of a Positions; null for any other object. TypeError if it is uninitialized.
 const positions* positions_in(PyObject* object);
 
 PyObject* number(std::ptrdiff_t x);
 PyObject* wrap(positions&& value);
 PyObject* wrap_new(shape_list&& shape, element_store<std::ptrdiff_t>&& elements);
 
-// A Python int where no axis is left, else a new Positions.
+// A Python int if no axis is left, otherwise a new Positions.
 PyObject* int_or_positions(positions&& value);
 
 } // namespace numerical::package

@@ -26,15 +26,15 @@ std::size_t product(shape_list::const_iterator first, shape_list::const_iterator
     return std::accumulate(first, last, std::size_t{1}, std::multiplies<>());
 }
 
-// The extent so often; beyond all tensors' where the product is beyond std::size_t.
+// The extent times the count; a size that no tensor can have if the product overflows.
 std::size_t multiplied(std::size_t extent, std::size_t count)
 {
     std::size_t product = 0;
     return __builtin_mul_overflow(extent, count, &product) ? ~std::size_t{0} : product;
 }
 
-// The first `length` elements at `to` written again behind themselves, `count` times in all. What
-// is there already is copied, so that the copies grow; long ones go past the caches.
+// Repeats the first `length` elements at `to` until there are `count` copies. Everything written so
+// far is copied, so that the copies grow; long ones go past the caches.
 template <class T>
 void copy_on(T* to, std::size_t length, std::size_t count)
 {
@@ -66,7 +66,7 @@ T* tile_axis(const T*& from, const shape_list& shape, const shape_list& counts, 
     return first + length * count;
 }
 
-// The numbers behind as many ones as make up the rank.
+// The numbers, preceded by ones up to the rank.
 shape_list led_by_ones(const shape_list& numbers, std::size_t rank)
 {
     shape_list led(rank - numbers.size(), 1);
@@ -114,7 +114,7 @@ tensor<T> repetitions_of(const tensor<T>& a, std::size_t axis, std::size_t count
     });
 }
 
-// Stretches of elements, of each the last `tail` first.
+// Rotates each run of elements by `tail`, so that its last `tail` elements come first.
 template <class T>
 tensor<T> rolled_stretches(const tensor<T>& a, std::size_t stretch, std::size_t tail)
 {

@@ -24,7 +24,7 @@ namespace {
 
 using detail::walk_shape;
 
-// What is reduced: the axes, ascending, and the shape of the result with and without them.
+// The reduced axes, ascending, and the shape of the result with and without them.
 struct reduced_axes
 {
     shape_list axes;
@@ -51,7 +51,7 @@ reduced_axes axes_of(PyObject* given, const shape_list& shape)
     return out;
 }
 
-// Of ascending axes.
+// Whether ascending axes are adjacent.
 bool are_adjacent(const shape_list& axes)
 {
     return axes.empty() || axes.back() - axes.front() + 1 == axes.size();
@@ -70,7 +70,7 @@ walk_shape walk_over(const shape_list& shape, const shape_list& axes)
     return walk;
 }
 
-// The elements in the order of the walk.
+// The elements in the order of the reduction.
 template <class T>
 struct reduced_walk
 {
@@ -116,7 +116,7 @@ PyObject* shaped(std::vector<T>&& data, reduced_axes&& axes, bool keepdims)
         tensor<T>(std::move(keepdims ? axes.kept_dims : axes.kept), std::move(data)));
 }
 
-// f(data, walk) of the elements brought into that order.
+// Calls f(data, walk) with the elements in this order.
 template <class T, class F>
 auto walked(const tensor<T>& a, const shape_list& axes, const F& f)
 {
@@ -168,7 +168,7 @@ PyObject* reduced(const binding::signature<4>& signature, const binding::call_ar
     return by_type(a, [&, axis = axis](const auto& x) { return reduced(x, axis, keepdims, f); });
 }
 
-// The same of a mask's counts, which are the sums of its numbers.
+// The same by the counts of a mask, which are the sums of its numbers.
 template <class F>
 PyObject* reduced_or_counted(const binding::signature<4>& signature,
                              const binding::call_arguments& call, const F& f)

@@ -1,8 +1,8 @@
 #pragma once
 
 // Sums, means, products, extremes, variances, any and all over all elements, one axis or several.
-// Sums are pairwise along the reduced axes in their row-major order (elementwise/reductions.hpp).
-// The result is a Python number where no axis is left, unless keepdims.
+// Sums are pairwise along the reduced axes in row-major order (elementwise/reductions.hpp). The
+// result is a Python number if no axis is left and keepdims is false.
 
 #include "package/operand.hpp"
 
@@ -17,9 +17,8 @@ PyObject* prod(const binding::call_arguments& call);
 PyObject* max(const binding::call_arguments& call); // float64 only; NaN if one is NaN
 PyObject* min(const binding::call_arguments& call);
 
-// var(a, axis=None, *, correction=0.0, ddof=None, dtype=None, keepdims=False): the mean squared
-// modulus of the distance from the mean, divided by count - correction; NaN where that is not above
-// 0.
+// var(a, axis=None, *, correction=0.0, ddof=None, dtype=None, keepdims=False): the sum of the
+// squared distances from the mean, divided by count - correction; NaN if that isn't positive.
 PyObject* var(const binding::call_arguments& call);
 PyObject* std(const binding::call_arguments& call); // its square root
 

@@ -1,8 +1,8 @@
 #pragma once
 
-// Right-hand sides of the systems of a matrix or a stack of them: a vector, which serves every
-// matrix, or matrices with one right-hand side in each column, whose leading axes broadcast with
-// those of the systems.
+// Right-hand sides of systems with a matrix or a stack of them: a vector, used for every matrix, or
+// matrices with one right-hand side in each column, whose leading axes broadcast with those of the
+// systems.
 
 #include "package/matrices.hpp"
 

@@ -82,7 +82,7 @@ shape_list matrix_order(std::size_t rank)
     return order;
 }
 
-// f(a), computed without the lock of a large tensor, as a new Tensor.
+// f(a) as a new Tensor, computed without the interpreter lock if the tensor is large.
 template <class F>
 PyObject* visit_self(PyObject* self, const F& f)
 {
@@ -141,8 +141,7 @@ std::size_t count_before(const shape_list& shape, std::size_t axis)
                            std::size_t{1}, std::multiplies<>());
 }
 
-// Joins blocks: `outer` segments of consecutive elements of each tensor, taken in turns; `count`
-// elements in all.
+// Joins `outer` segments of consecutive elements of each tensor, in turn; `count` elements in all.
 template <class T>
 std::vector<T> segments_in_turns(const std::vector<const tensor<T>*>& parts, std::size_t outer,
                                  std::size_t count)
@@ -152,7 +151,7 @@ std::vector<T> segments_in_turns(const std::vector<const tensor<T>*>& parts, std
     const bool columns = std::all_of(parts.begin(), parts.end(), [outer](const tensor<T>* part) {
         return part->data.size() == outer;
     });
-    if (columns && parts.size() == 2) { // the form that the compiler makes vectors of
+    if (columns && parts.size() == 2) { // a form that the compiler vectorizes
         const T* const left = parts[0]->data.data();
         const T* const right = parts[1]->data.data();
         for (std::size_t o = 0; o < outer; ++o) {
@@ -237,7 +236,7 @@ PyObject* stacked_along(const std::vector<const tensor<T>*>& parts, PyObject* ax
 // --- triangles -----------------------------------------------------------------------------------
 enum class triangle_side { lower, upper };
 
-// Each row keeps what lies on its side of diagonal k.
+// Each row keeps the elements on one side of diagonal k.
 template <class T>
 tensor<T> triangle_of(const tensor<T>& a, std::ptrdiff_t k, triangle_side side)
 {

@@ -1,7 +1,7 @@
 #pragma once
 
-// Orders of axes, joins and triangles: elements are moved without arithmetic. Every result is a
-// copy.
+// Permutations of axes, joins and triangles, which move elements without arithmetic. Every result
+// is a copy.
 
 #include "package/operand.hpp"
 

@@ -41,8 +41,8 @@ PyObject* call_python(PyObject* function, PyObject* self, const binding::call_ar
     return PyObject_Call(function, positional.get(), named.get());
 }
 
-// What is kept through the life of the process for one function, into which CPython keeps
-// pointers: the function in Python, an owned reference, and what it is called natively. It is never
+// The record of one function for the life of the process, into which CPython keeps pointers: the
+// function in Python, an owned reference, and the definition of the native one. It is never
 // destroyed, as other threads may be in calls while exit() destroys statics.
 struct kept_shortcut
 {
@@ -87,8 +87,8 @@ PyObject* call_method(PyObject* self, PyObject* const* given, Py_ssize_t count, 
     });
 }
 
-// Fills in what is kept. The documentation is that of the function in Python, behind the line from
-// which CPython reads the signature.
+// Fills in the record. The documentation is that of the function in Python, preceded by the line
+// from which CPython reads the signature.
 PyMethodDef* defined(kept_shortcut& one, PyObject* function, const char* name,
                      const char* signature, PyCFunction entry)
 {
@@ -128,7 +128,7 @@ struct shortcut_row
     PyObject* (*made)(PyObject* function, const char* name, const char* signature);
 };
 
-// Of `rows` the one with the function's name, without the underscore of a private one.
+// The row with the function's name, without the leading underscore of a private one.
 PyObject* made_by(std::span<const shortcut_row> rows, PyObject* function)
 {
     const owned_ref attribute(not_null(PyObject_GetAttrString(function, "__name__")));
@@ -165,7 +165,7 @@ constexpr shortcut_row functions[] = {
     {"multi_dot", "(tensors)", new_function<forms::multi_dot>},
 };
 
-// Called with the tensor first. A method has statics of its own, as its template argument differs.
+// Called with the tensor first. A method has its own statics, as its template argument differs.
 constexpr auto ravel_method = [](arguments given) { return forms::ravel(given); };
 constexpr auto squeeze_method = [](arguments given) { return forms::squeeze(given); };
 constexpr auto diagonal_method = [](arguments given) { return forms::diagonal(given); };

@@ -1,9 +1,9 @@
 #pragma once
 
-// Functions of the package written in Python whose common forms, tensors and ints given by place,
-// are done natively: of a small tensor the call is most of the work. Whatever else is given, other
-// kinds, keywords and what must be refused, goes on to the function in Python, which does the
-// common forms as well and has the documentation.
+// Native entries of functions that are written in Python. The common forms, with tensors and ints
+// as positional arguments, are handled natively, since for a small tensor the call is most of the
+// work. All other arguments, keywords and errors among them, are passed on to the function in
+// Python, which handles every form and has the documentation.
 
 #include "binding/fastcall.hpp"
 #include "package/operand.hpp"

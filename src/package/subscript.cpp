@@ -27,8 +27,8 @@ namespace {
 
 using binding::fail;
 
-// The `count` elements from place `from` on. Large ones are shared, unless that kept more than
-// twice their memory from being given back.
+// The `count` elements from place `from` on. Many are shared, unless that would keep more than
+// twice their memory alive.
 template <class T>
 element_store<T> stretch_of(const tensor<T>& a, std::size_t from, std::size_t count)
 {
@@ -38,7 +38,7 @@ element_store<T> stretch_of(const tensor<T>& a, std::size_t from, std::size_t co
     return detail::copy_of(a.data.data() + from, count);
 }
 
-// The part of the tensor at one place of the first axis.
+// The part of the tensor at one index of the first axis.
 template <class T>
 PyObject* row_at(const tensor<T>& a, std::ptrdiff_t place)
 {
@@ -78,8 +78,8 @@ bool is_whole_axis(const axis_range& range, std::size_t extent)
     return range.kept && range.step == 1 && static_cast<std::size_t>(range.count) == extent;
 }
 
-// Whether the ranges select elements that follow each other: one place on each of some axes, a
-// stretch of the next, and all of the others.
+// Whether the ranges select contiguous elements: single places on the first axes, a range of the
+// next axis, and all of the others.
 template <class T>
 bool is_stretch(const tensor<T>& a, std::span<const axis_range> ranges)
 {
@@ -128,7 +128,7 @@ std::size_t count_of(std::span<const axis_range> ranges)
     return count;
 }
 
-// A number where no axis is left.
+// A Python number if no axis is left.
 template <class T>
 PyObject* taken(const tensor<T>& a, std::span<const axis_range> ranges)
 {
@@ -259,8 +259,8 @@ std::optional<boolean_operand> whole_mask(PyObject* key, const shape_list& shape
     return mask_of(key);
 }
 
-// The places that an index names one by one, an array of them for each axis of the tensor:
-// Positions or arrays of ints of one shape. Nothing for any other index.
+// The places of single elements, given by one array for each axis of the tensor: Positions or
+// arrays of ints of one shape. Nothing for any other index.
 std::optional<std::vector<positions>> read_points(PyObject* key, std::size_t rank)
 {
     if (!PyTuple_CheckExact(key) || rank == 0 ||
@@ -278,7 +278,7 @@ std::optional<std::vector<positions>> read_points(PyObject* key, std::size_t ran
     return points;
 }
 
-// The elements at such places, each of which is within its axis.
+// The elements at these places, which have been checked against the axes.
 template <class T>
 tensor<T> points_of(const tensor<T>& a, std::vector<positions>&& points)
 {
@@ -315,7 +315,7 @@ PyObject* at_places(const tensor<T>& a, std::size_t axis, const positions& place
     return wrap(unlocked(count, [&] { return gather_along(a, axis, places, from); }));
 }
 
-// All of it, with an axis of extent 1 before the others.
+// The whole tensor with an axis of extent 1 before the others.
 template <class T>
 tensor<T> with_leading_axis(const tensor<T>& a)
 {
@@ -371,7 +371,7 @@ std::optional<update_operation> operation_of(const std::string& name)
     return std::nullopt;
 }
 
-// A selection by ranges alone, in the form of one by arrays.
+// A selection by ranges alone, expressed as one by arrays.
 selection any_selection(const index_keys& keys, const shape_list& shape, const shape_list& strides)
 {
     selection at = select(keys, shape, strides);

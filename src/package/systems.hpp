@@ -9,8 +9,8 @@
 
 namespace numerical::package {
 
-// solve(a, b, *, assume_a=None, check_condition=None); what is said beside a and b, the package's
-// solve_assuming hears.
+// solve(a, b, *, assume_a=None, check_condition=None); options are passed to the package's
+// solve_assuming.
 PyObject* solve(const binding::call_arguments& call);
 
 PyObject* inv(const binding::call_arguments& call);     // inv(a)

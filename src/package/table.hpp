@@ -1,6 +1,6 @@
 #pragma once
 
-// What the package's native module offers: the functions, and the slots, methods and properties
+// The contents of the package's native module: the functions, and the slots, methods and properties
 // that it adds to those of the module's Tensor.
 
 #include "binding/python.hpp"

@@ -40,8 +40,8 @@ bool has_finite_diagonal(const triangle<T>& t)
     return true;
 }
 
-// An entry off the diagonal that isn't finite makes a solution that isn't: so the triangle is
-// looked through only where the result says that it may matter, and else read once.
+// An element that isn't finite makes a solution that isn't, so the triangle is searched only if the
+// result isn't finite, and otherwise read once.
 template <class T>
 void solve_checked(const triangle<T>& t, matrix_form form, detail::block_view<T> x)
 {

@@ -1,14 +1,14 @@
 #pragma once
 
-// Systems with triangles and with kept factors of Cholesky, of matrices and stacks of them, as
-// lu_factors.hpp has them for LU.
+// Systems with triangles and with kept Cholesky factors, of matrices and stacks of them; the
+// counterpart of lu_factors.hpp.
 
 #include "binding/fastcall.hpp"
 #include "package/operand.hpp"
 
 namespace numerical::package {
 
-// definite_solve(factor, lower, b) and definite_rcond(factor, lower), for a factor of Cholesky
+// definite_solve(factor, lower, b) and definite_rcond(factor, lower), for a Cholesky factor
 PyObject* definite_solve(const binding::call_arguments& call);
 PyObject* definite_rcond(const binding::call_arguments& call);
 

@@ -13,7 +13,7 @@ PyType_Slot slot(int number, Function function)
     return {number, reinterpret_cast<void*>(function)};
 }
 
-// A property that F(self) gives.
+// A property whose value is F(self).
 template <auto F>
 PyGetSetDef property(const char* name, const char* doc)
 {

@@ -1,8 +1,8 @@
 #pragma once
 
-// Element-wise work without the interpreter lock. It is far less work for an element than a
-// decomposition does, so that it takes more elements until giving the lock up pays: an operation
-// takes a third of a nanosecond for each, to give the lock up and take it back about fifty.
+// Element-wise work without the interpreter lock. It takes far less time for an element than a
+// decomposition, so that releasing the lock pays only for more elements: an operation takes about a
+// third of a nanosecond each, releasing and taking back the lock about fifty nanoseconds.
 
 #include "module/gil_release.hpp"
 #include "numerical/tensor.hpp"
@@ -25,8 +25,8 @@ auto unlocked(std::size_t elements, const F& compute)
     return compute();
 }
 
-// The elements that an operation on two tensors touches, at most: broadcasting makes as many as
-// the product from operands of different shapes.
+// An upper bound of the number of elements that an operation on two tensors computes: broadcasting
+// different shapes gives at most the product of their sizes.
 template <class T, class U>
 std::size_t touched(const tensor<T>& a, const tensor<U>& b)
 {
