@@ -19,12 +19,14 @@ HOW = (
 RUNS = {False: 400_000, True: 10_000_000}  # of each target
 BATCH = {False: 20_000, True: 250_000}  # of them in one cell
 KINDS = ("interfaces", "records", "indices")
+# What is compiled with sanitizers; the rest of the core comes from the build's library.
 TENSOR = ["tensor", "storage", "scalar", "shape_list", "checks"]
 SOURCES = {
     "subscripts": [f"numerical/{name}.cpp" for name in ("einsum/subscripts", *TENSOR)],
     "typestr": ["module/typestr.cpp"],
-    "take": [f"numerical/{name}.cpp" for name in ("take", *TENSOR)],
+    "take": [f"numerical/{name}.cpp" for name in ("strided/take", "strided/strided_copy", *TENSOR)],
 }
+LIBRARY = support.BUILD / "libnumerical_core.a"
 
 
 def built(target):
@@ -32,6 +34,7 @@ def built(target):
     sources = [
         support.HERE / f"fuzz_{target}.cpp",
         *(support.ROOT / "src" / name for name in SOURCES[target]),
+        LIBRARY,
     ]
     if not program.exists() or program.stat().st_mtime < max(
         source.stat().st_mtime for source in sources
@@ -39,7 +42,8 @@ def built(target):
         support.WORK.mkdir(parents=True, exist_ok=True)
         subprocess.run(
             ["clang++", "-std=c++20", "-O1", "-g", "-fsanitize=fuzzer,address,undefined",
-             "-fno-sanitize-recover=all", f"-I{support.ROOT / 'src'}", *sources, "-o", program], check=True)  # fmt: skip
+             "-fno-sanitize-recover=all", "-pthread", "-Wl,--allow-multiple-definition",
+             f"-I{support.ROOT / 'src'}", *sources, "-o", program], check=True)  # fmt: skip
     return program
 
 

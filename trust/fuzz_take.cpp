@@ -1,7 +1,7 @@
 // Ranges of any numbers over tensors of up to three axes. Whether a range lies within its axis is
 // compared with a model in 128 bits, and what is taken with a loop over indices.
 
-#include "numerical/take.hpp"
+#include "numerical/strided/take.hpp"
 
 #include <cstdint>
 #include <cstdlib>

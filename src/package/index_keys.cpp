@@ -8,6 +8,7 @@
 #include "numerical/elementwise/number_kernels.hpp"
 #include "numerical/elementwise/places.hpp"
 #include "numerical/strided/broadcast.hpp"
+#include "numerical/strided/take.hpp"
 #include "package/int_arrays.hpp"
 #include "package/masks.hpp"
 #include "package/operand.hpp"
@@ -507,8 +508,8 @@ selection select(const index_keys& keys, const shape_list& shape, const shape_li
         case key_kind::range:
             out.origin += key.range.count == 0 ? 0 : key.range.start * stride;
             out.shape.push_back(static_cast<std::size_t>(key.range.count));
-            out.loops.push_back(
-                {static_cast<std::size_t>(key.range.count), key.range.step * stride, false});
+            out.loops.push_back({static_cast<std::size_t>(key.range.count),
+                                 distance_in(key.range, strides[key.axis]), false});
             break;
         }
     }

@@ -76,6 +76,33 @@ def test_every_pair_of_slices_and_ints_of_a_matrix_is_numpys(shape):
     assert [taken(t, key) for key in KEYS] == [taken(a, key) for key in KEYS]
 
 
+@pytest.mark.parametrize(
+    "step", [2**62, -(2**62), 2**63 - 1, -(2**63), 2**100, -(2**100)]
+)
+def test_a_step_beyond_the_axis_takes_one_element(step):
+    a = integers((4, 3))
+    t = nm.asarray(a)
+    equal(t[::step], a[::step])
+    equal(t[::step, 1:], a[::step, 1:])
+    equal(t[[0, 2], ::step], a[[0, 2], ::step])
+    equal(t.at[::step, ::2].set(7.0)[::step], np.where([True, False, True], 7.0, a[::step]))
+
+
+@pytest.mark.parametrize(
+    "index",
+    [
+        (None, 0, ..., [1, 2]),
+        (None, [0, 1], ..., [1, 2]),
+        (None, ..., 0, [1, 2]),
+        (None, 0, [1], ...),
+    ],
+)
+def test_an_ellipsis_for_no_axis_stands_between_arrays_as_well(index):
+    a = integers((2, 3))
+    equal(nm.asarray(a)[index], a[index])
+    equal(nm.asarray(a).at[index].set(9.0)[index], np.full_like(a, 9.0)[index])
+
+
 def test_a_list_of_ints_gathers_in_its_order():
     a = integers((4, 3, 2))
     t = nm.asarray(a)

@@ -1,6 +1,7 @@
 """The table of calls that ./dev trust goes through has everything that is public, and every call of it works."""
 
 import pathlib
+import re
 import sys
 
 import pytest
@@ -10,6 +11,8 @@ import numerical as nm
 sys.path.insert(0, str(pathlib.Path(__file__).parents[2] / "trust"))
 
 import catalogue  # noqa: E402
+import fuzz  # noqa: E402
+import support  # noqa: E402
 
 # Written by the interpreter for every class, or reached by another name only.
 OF_EVERY_CLASS = {"__doc__", "__init__", "__module__", "__new__", "__delitem__", "__setitem__"}
@@ -81,3 +84,12 @@ def test_the_digest_tells_values_shapes_and_types_apart():
     results = [nm.ones(4), nm.ones((2, 2)), nm.ones(4, "complex128"), -nm.ones(4), nm.zeros(4), -0.0 * nm.ones(4),
                (nm.ones(4),), [nm.ones(4), 1], 1, 1.0, True, None, "1", nm.Positions([1, 1, 1, 1])]  # fmt: skip
     assert len({catalogue.digest(result) for result in results}) == len(results)
+
+
+@pytest.mark.parametrize("target", fuzz.SOURCES)
+def test_the_fuzzers_are_made_of_sources_that_exist(target):
+    sources = [support.HERE / f"fuzz_{target}.cpp"]
+    sources += [support.ROOT / "src" / name for name in fuzz.SOURCES[target]]
+    assert [source for source in sources if not source.is_file()] == []
+    included = re.findall(r'#include "(.*)"', sources[0].read_text())
+    assert [name for name in included if not (support.ROOT / "src" / name).is_file()] == []

@@ -20,11 +20,10 @@ void copy_selected(const tensor<T>& a, std::span<const axis_range> ranges, T* to
     std::ptrdiff_t origin = 0;
     detail::short_list<detail::strided_axis<1>> axes(ranges.size());
     for (std::size_t axis = 0; axis < ranges.size(); ++axis) {
-        const auto stride = static_cast<std::ptrdiff_t>(a.strides[axis]);
         const axis_range& range = ranges[axis];
-        origin += range.start * stride;
-        detail::append_axis<1>(axes, {static_cast<std::size_t>(range.count),
-                                      {static_cast<std::size_t>(range.step * stride)}});
+        const auto distance = static_cast<std::size_t>(distance_in(range, a.strides[axis]));
+        origin += range.start * static_cast<std::ptrdiff_t>(a.strides[axis]);
+        detail::append_axis<1>(axes, {static_cast<std::size_t>(range.count), {distance}});
     }
     detail::copy_rows<T>(a.data.data() + origin, axes.span(), detail::block_writer<T>(0), to);
 }

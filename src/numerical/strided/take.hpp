@@ -22,6 +22,13 @@ struct axis_range
 // Whether every element of the range lies on an axis of that extent.
 bool lies_within(const axis_range& range, std::size_t extent);
 
+// From one element of a range to the next, in elements of a buffer in which neighbours on the axis
+// are `stride` apart. The step of a range of a single element may be any number, and counts as 0.
+inline std::ptrdiff_t distance_in(const axis_range& range, std::size_t stride)
+{
+    return range.count < 2 ? 0 : range.step * static_cast<std::ptrdiff_t>(stride);
+}
+
 // A copy of the elements that the ranges select, one range for each axis, each within its axis.
 template <class T>
 tensor<T> take(const tensor<T>& a, std::span<const axis_range> ranges);

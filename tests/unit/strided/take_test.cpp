@@ -120,6 +120,18 @@ TEST(lies_within, does_not_wrap_on_huge_steps)
     EXPECT_TRUE(lies_within({2, 0, longest, true}, 3));
 }
 
+// A product of step and stride would overflow, which the sanitizers of undefined behaviour see.
+TEST(take, of_single_elements_disregards_their_steps)
+{
+    const tensor<double> a = counted({2, 3});
+    for (const long step : {longest, -longest - 1, longest / 2, 0L}) {
+        EXPECT_EQ(take(a, ranges{{1, step, 1, true}, {0, 1, 3, true}}).data,
+                  (std::vector<double>{3, 4, 5}));
+        EXPECT_EQ(take(a, ranges{{1, step, 1, false}, {2, step, 1, true}}).data,
+                  (std::vector<double>{5}));
+    }
+}
+
 TEST(take, refuses_totals_beyond_memory_before_it_allocates)
 {
     const tensor<double> a = counted({2, 2});
