@@ -283,12 +283,19 @@ private:
         const std::size_t whole = shape.size() - indexed;
         for (std::size_t i = 0; i < given.size(); ++i) {
             if (given[i] == Py_Ellipsis)
-                add_whole(whole);
+                add_ellipsis(whole);
             else
                 add(given[i], arrays[i]);
         }
         if (ellipses == 0)
             add_whole(whole);
+    }
+
+    void add_ellipsis(std::size_t axes)
+    {
+        if (axes == 0)
+            out.empty_ellipsis = out.keys.size();
+        add_whole(axes);
     }
 
     void add_whole(std::size_t axes)
@@ -409,14 +416,17 @@ bool is_advanced(const index_key& key)
     return key.kind == key_kind::array || key.kind == key_kind::integer;
 }
 
-// Whether a slice or a new axis is between two of the arrays and ints.
-bool are_apart(const std::vector<index_key>& keys)
+// Whether a slice, a new axis or an Ellipsis, even one for no axis, is between two of the arrays
+// and ints.
+bool are_apart(const index_keys& index)
 {
+    const std::vector<index_key>& keys = index.keys;
     const auto first = std::find_if(keys.begin(), keys.end(), is_advanced);
     if (first == keys.end())
         return false;
     const auto last = std::find_if(keys.rbegin(), keys.rend(), is_advanced).base();
-    return !std::all_of(first, last, is_advanced);
+    const auto ellipsis = keys.begin() + static_cast<std::ptrdiff_t>(index.empty_ellipsis);
+    return (first < ellipsis && ellipsis < last) || !std::all_of(first, last, is_advanced);
 }
 
 } // namespace
@@ -482,7 +492,7 @@ selection select(const index_keys& keys, const shape_list& shape, const shape_li
         out.shape.insert(out.shape.end(), common.begin(), common.end());
         out.loops.push_back({out.table.size(), 0, true});
     };
-    bool placed = are_apart(keys.keys);
+    bool placed = are_apart(keys);
     if (placed)
         add_table();
     for (const index_key& key : keys.keys) {

@@ -32,6 +32,7 @@ struct index_keys
 {
     std::vector<index_key> keys; // one for each axis of the tensor and each None, in their order
     std::vector<position_array> arrays;
+    std::size_t empty_ellipsis = 0; // number of keys before an Ellipsis for no axis, 0 for none
 };
 
 // Reads `key` for a tensor of that shape; IndexError as subscript.hpp says.
