@@ -81,8 +81,8 @@ determinant = _numerical.determinant
 eigh = linalg.eigh
 inverse = _numerical.inverse
 
-# The process has one class: methods that one interpreter sets on it would be called by the others,
-# and lose their names when that interpreter ends. Its builtins identify an interpreter.
+# The class is shared by the process: methods that one interpreter sets on it would be called by the
+# others, and lose their names when that interpreter ends. An interpreter is identified by its builtins.
 if vars(Tensor).get("_builtins", vars(_builtins)) is not vars(_builtins):
     raise ImportError(
         "numerical is loaded in another interpreter of this process; its state is the process's, so"

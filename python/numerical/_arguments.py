@@ -11,7 +11,7 @@ SHOWN = 60  # characters of a value that an error message shows
 
 
 def shown(value):
-    """The value as an error message shows it; of a long one the beginning."""
+    """The value as an error message shows it; a long one is cut off."""
     if isinstance(value, int) and value.bit_length() > 128:  # Python refuses to print the largest
         return f"an int of {value.bit_length()} bits"
     try:
@@ -31,7 +31,7 @@ def integer(value, name):
 
 
 def _whole_number_hint(failure, value):
-    """For a float of integer value, hints at the int to write."""
+    """For a float of integer value, adds the int to write as a hint."""
     if isinstance(value, float) and value.is_integer() and abs(value) < 2**53:
         return add_hint(failure, f"write {int(value)} for {value}, or int(...) around it")
     return failure

@@ -1,4 +1,4 @@
-"""Tensors put together from others, taken apart and rearranged, by NumPy's names."""
+"""Joining, splitting and rearranging tensors, under NumPy's names."""
 
 from . import _numerical
 from ._arguments import integer, integers, items, one_of, shown
@@ -99,7 +99,7 @@ def _each(tensors):
 
 
 def block_diag(*matrices):
-    """Matrices along the diagonal of one, zeros elsewhere.
+    """The block diagonal matrix of the given matrices.
 
     Parameters
     ----------
@@ -330,7 +330,7 @@ def take_along_axis(a, indices, axis=-1):
 
 # --- other orders --------------------------------------------------------------------------------
 def roll(a, shift, axis=None):
-    """The elements moved on by a number of places; those that leave at the end come in at the front.
+    """The elements shifted cyclically by a number of places.
 
     Parameters
     ----------

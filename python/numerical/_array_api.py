@@ -79,7 +79,7 @@ def can_cast(from_, to, /):
 
 
 def result_type(*arrays_and_dtypes):
-    """The dtype of a result of operands: complex128 if one of them is complex, otherwise float64.
+    """The dtype of a result: complex128 if an operand is complex, otherwise float64.
 
     Parameters
     ----------
@@ -118,7 +118,7 @@ def _dtype_of(operand):
 
 
 def isdtype(dtype, kind):
-    """Whether a dtype is one, or of one of the kinds, that are given.
+    """Whether a dtype is one of those given, or of one of the given kinds.
 
     Parameters
     ----------
@@ -242,7 +242,7 @@ def iinfo(type, /):
 
 # --- devices -------------------------------------------------------------------------------------
 def _to_device(self, device, /, *, stream=None):
-    """The tensor itself, for the device "cpu", where every tensor lies. There are no streams."""
+    """The tensor itself, for the only device, "cpu". There are no streams."""
     require_cpu(device)
     if stream is not None:
         raise ValueError(f"the CPU has no streams: stream must be None, not {shown(stream)}")
@@ -251,7 +251,7 @@ def _to_device(self, device, /, *, stream=None):
 
 # --- the namespace -------------------------------------------------------------------------------
 class NamespaceInfo:
-    """What the namespace can do, in the standard's terms.
+    """The capabilities of the namespace, in the standard's terms.
 
     There are no bool and integer dtypes: a mask is a float64 tensor of ones and zeros, an index a
     float64 number.
@@ -283,7 +283,7 @@ class NamespaceInfo:
 
 
 def __array_namespace_info__():
-    """The NamespaceInfo, by which programs ask for dtypes, devices and capabilities."""
+    """The NamespaceInfo, which tells programs the dtypes, devices and capabilities."""
     return NamespaceInfo()
 
 

@@ -3,7 +3,7 @@
 np.linalg.solve(t, b), np.sum(t) and their like run the function of this package that has the same
 name; what it lacks, a parameter or the function as a whole, is NumPy's on views of the buffers.
 Where NumPy has arrays of ints or booleans, for which there is no Tensor, the result is NumPy's: code
-written for NumPy counts with it, assigns to it and asks it for its dtype.
+written for NumPy counts with it, assigns to it and reads its dtype.
 """
 
 from . import _arrangement, _functions, _products, _shaping, _statistics, linalg
@@ -33,7 +33,7 @@ class _Counterpart:
         }
 
     def __call__(self, *args, **options):
-        """The result, or NotImplemented where a parameter is given that ours lacks."""
+        """The result, or NotImplemented if a parameter is given that ours lacks."""
         if len(args) > len(self._order):
             return NotImplemented
         given = {**dict(zip(self._order, args)), **options}
@@ -56,12 +56,12 @@ def _is_default(value):
 
 # --- where NumPy's function means more than ours -------------------------------------------------
 def _of_matrix(function):
-    """For functions of a matrix that NumPy applies to other axes of a stack than we do."""
+    """For functions of a matrix that NumPy applies to other axes of a stack than ours."""
     return lambda a, **options: function(a, **options) if asarray(a).ndim == 2 else NotImplemented
 
 
 def _with_dtype(reduction):
-    """The reduction of the operand in the dtype that NumPy is asked to compute in."""
+    """The reduction of the operand in the dtype given to NumPy."""
 
     def reduced(a, axis=None, dtype=None, **options):
         try:
@@ -86,7 +86,7 @@ def _einsum(*operands, dtype=None, **options):
 
 
 def _of_reals(function):
-    """For functions of ordered numbers: complex ones NumPy orders by real parts first."""
+    """For functions of ordered numbers; NumPy orders complex ones by real parts first."""
 
     def real_function(a, *operands, **options):
         if asarray(a).dtype == "complex128":

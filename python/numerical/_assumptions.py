@@ -18,10 +18,10 @@ class LinAlgWarning(RuntimeWarning):
     Examples
     --------
     >>> import warnings
-    >>> with warnings.catch_warnings(record=True) as told:
+    >>> with warnings.catch_warnings(record=True) as caught:
     ...     warnings.simplefilter("always")
     ...     x = nm.linalg.solve(nm.diag([1.0, 1e-20]), [1.0, 1.0], assume_a="diagonal")
-    >>> told[0].category is nm.linalg.LinAlgWarning
+    >>> caught[0].category is nm.linalg.LinAlgWarning
     True
     """
 

@@ -1,4 +1,4 @@
-"""What this process runs on, and the limits that are set for it from outside.
+"""The configuration of this process, and the limits set for it from outside.
 
 At import the thread cap is taken from NUMERICAL_NUM_THREADS, otherwise from OMP_NUM_THREADS,
 otherwise from the CPU quota of the container (cgroup v2 or v1), which the kernel enforces by
@@ -18,7 +18,7 @@ OWN_CGROUP = "/proc/self/cgroup"
 
 def _first_line(path):
     try:
-        # UTF-8 is loaded already; another codec would be imported from a file.
+        # UTF-8's codec is already loaded; another one would be imported from a file.
         with open(path, encoding="utf-8", errors="replace") as file:
             return file.readline().strip()
     except OSError:
@@ -26,7 +26,7 @@ def _first_line(path):
 
 
 def _path(value, name):
-    """A path as text. An int would be a file descriptor to open(), which closes it in the end."""
+    """A path as text. open() would take an int for a file descriptor, and close it."""
     path = os.fspath(value) if hasattr(value, "__fspath__") else value
     if not isinstance(path, str):
         raise TypeError(f"{name} must be a path, not {type(value).__name__}")

@@ -9,7 +9,7 @@ from ._numerical import Tensor, error
 
 MOST_AXES = 128  # of nested lists
 
-# Names of dtypes that people use, each to the one of the two it means.
+# Common names of dtypes, each with the dtype that it means.
 _DTYPES = {
     "float64": float64, "float": float64, "double": float64, "f8": float64, "<f8": float64,
     "complex128": complex128, "complex": complex128, "c16": complex128, "<c16": complex128,
@@ -128,7 +128,7 @@ def asarray(obj, dtype=None, *, device=None, copy=None):
 
 
 def _made(obj, wanted):
-    """The object as a Tensor of the wanted dtype, of the one that it suggests for None."""
+    """The object as a Tensor of the given dtype; for None of the dtype that its elements suggest."""
     if isinstance(obj, Tensor):
         return _numerical.asarray(obj, wanted)
     if _exposes_memory(obj):
@@ -164,7 +164,7 @@ def _made(obj, wanted):
 
 
 def _exposes_memory(obj):
-    # The struct is looked up in the type: NumPy makes a dict at each access to the interface.
+    # The struct is looked up in the type, since NumPy makes a dict at each access to the interface.
     if isinstance(obj, Tensor) or hasattr(type(obj), "__array_struct__"):
         return True
     return hasattr(obj, "__array_interface__")
@@ -257,7 +257,7 @@ def _from_nested(obj, wanted):
 
 
 def is_complex(number):
-    """Whether a number may have an imaginary part. One with __float__ too is judged by its class."""
+    """Whether a number may have an imaginary part. An object that also has __float__ is judged by its class."""
     if isinstance(number, (int, float)) or not hasattr(number, "__complex__"):
         return isinstance(number, complex)
     if not hasattr(number, "__float__"):

@@ -1,4 +1,4 @@
-"""Tensors from a few numbers: fills, sequences, diagonals and triangles."""
+"""Tensors from a few numbers: constants, sequences, diagonals and triangles."""
 
 import math
 
@@ -152,7 +152,7 @@ def full(shape, fill_value, dtype=None, *, device=None):
 def _filled(shape, value):
     try:
         return native.filled(shape, value)
-    except TypeError:  # once more, where the error tells what to write
+    except TypeError:  # again, by a call whose error says what to write
         return _numerical._full(shape_of(shape), value, False)
 
 

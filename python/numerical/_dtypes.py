@@ -5,7 +5,7 @@ _OF_PYTHON = {float: "float64", complex: "complex128"}
 
 
 class DType(str):
-    """The dtype float64 or complex128: a text that knows what libraries ask of a dtype.
+    """The dtype float64 or complex128: a text with the attributes that libraries expect of a dtype.
 
     It equals that text, NumPy's dtype and scalar type of the same name, and float or complex. Its
     hash is that of the text, so that as a key of a dict a dtype represents its name.

@@ -1,4 +1,4 @@
-"""einsum with what the module's lacks: implicit output, ellipsis, numbered labels, mixed dtypes."""
+"""einsum with implicit output, ellipsis, numbered labels and mixed dtypes, which the module's lacks."""
 
 from . import _numerical
 from ._arguments import integer

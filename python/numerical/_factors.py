@@ -16,7 +16,7 @@ from ._shaping import broadcast_to
 
 
 class Factors:
-    """Tensors that stay what they are, under the names of _fields."""
+    """Immutable tensors under the names of _fields."""
 
     __slots__ = ()
     _fields: tuple[str, ...] = ()
@@ -61,7 +61,7 @@ class Factors:
 
 
 class SquareFactors(Factors):
-    """What the factors of a square matrix A answer, or of each of a stack."""
+    """What the factors of a square matrix A, or of each matrix of a stack, compute."""
 
     __slots__ = ()
 
@@ -296,7 +296,7 @@ def lu_solve(lu_and_piv, b, trans=0):
 
 
 def _pair(given, kind, names, function):
-    """The two fields of a factor, or of a pair that stands for one."""
+    """The two fields of a factor, or of a pair given in its place."""
     if isinstance(given, kind):
         return tuple(getattr(given, name) for name in names)
     if not isinstance(given, (tuple, list)) or len(given) != 2:

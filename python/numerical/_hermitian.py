@@ -138,7 +138,7 @@ def eigvalsh(
 
 
 def _triangle_and_pair(given, b):
-    """UPLO as "L" or "U", and b; the argument behind a is either."""
+    """UPLO as "L" or "U", and b; the second argument may be either."""
     if b is None and (isinstance(given, (list, tuple)) or hasattr(given, "shape")):
         return "L", given
     if not isinstance(given, str):

@@ -30,7 +30,7 @@ def einsum_hint(spec, shapes):
                 return f"'{letter}' is {first} in {met} and {extent} in {other}"
     strange = sorted(set(output.replace("...", "")) - seen.keys())
     if strange:
-        return f"'{strange[0]}' of the output '{output}' stands for no axis of an operand"
+        return f"'{strange[0]}' of the output '{output}' is no label of an operand"
     if "..." in inputs:
         listed = " and ".join(str(shape) for part, shape in zip(parts, shapes) if "..." in part)
         return f"the axes of '...' must broadcast; the operands have shapes {listed}"

@@ -97,7 +97,7 @@ def _cutoff(rcond):
         return real(rcond, "rcond")
     except TypeError as failure:
         raise add_hint(
-            failure, "rcond=None, the default, stands for max(M, N)·2^-52, and -1 for 2^-52"
+            failure, "rcond=None, the default, means max(M, N)·2^-52, and -1 means 2^-52"
         ) from None
 
 

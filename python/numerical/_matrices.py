@@ -1,4 +1,4 @@
-"""What functions of matrices share: checks, named results, hints of failures."""
+"""Common to the functions of matrices: checks, named results, hints of failures."""
 
 from . import _numerical
 from ._conversion import asarray
@@ -25,7 +25,7 @@ class Result(tuple):
 
 
 def field(index):
-    """The item of a named result at that place."""
+    """The property of a named result for the item at a place."""
     return property(lambda self: self[index])
 
 
@@ -162,12 +162,12 @@ _ADVICE = {
     "square matrix": "lstsq, pinv, qr and svd take rectangular matrices",
     "did not converge": 'another method may: method="tridiagonal_ql" of eigh or "bidiagonal_qr"'
     " of svd",
-    "right-hand side": "b has as many rows as a; one right-hand side stands in each column",
+    "right-hand side": "b has as many rows as a; each column is one right-hand side",
 }
 
 
 def annotate(failure, operands):
-    """Adds what was given and the next thing to try."""
+    """Adds the operands and what to try next to a failure."""
     given = ", ".join(map(_described, operands))
     advice = next((text for key, text in _ADVICE.items() if key in str(failure)), None)
     add_hint(failure, f"given {given}" + (f"; {advice}" if advice else ""))

@@ -1,4 +1,4 @@
-"""Functions of square matrices: what f(a) = v·f(w)·v⁻¹ is for a = v·diag(w)·v⁻¹, of any matrix."""
+"""Functions of square matrices, which extend f(a) = v·f(w)·v⁻¹ for a = v·diag(w)·v⁻¹ to all matrices."""
 
 from ._native_module import native
 

@@ -32,7 +32,7 @@ class Lent:
 
 
 def of_module(name):
-    """What the module's class has under a name under which the package puts something of its own.
+    """The original attribute of the module's class where the package has replaced it.
 
     It is kept with the class, as this may be asked again when the package's is there already: after
     importlib.reload, or by a second copy of the package.
@@ -47,7 +47,7 @@ _interface_of = of_module("__array_interface__").__get__
 
 
 def address_of(tensor):
-    """Where the tensor's elements lie."""
+    """The address of the tensor's elements."""
     return _interface_of(tensor)["data"][0]
 
 
@@ -87,7 +87,7 @@ def from_bytes(raw, shape, typestr):
 
 
 def _located(raw):
-    """Where bytes or a buffer lie, and what keeps them there.
+    """The address of bytes or a buffer, and the object that keeps them alive.
 
     ctypes shows the address of a buffer that may be written to; of another the bytes are copied.
     """
@@ -131,5 +131,5 @@ def lent_bytes(tensor):
 
 
 def rebuilt(raw, shape, dtype):
-    """What a pickle calls: the tensor of these bytes, or of a buffer sent outside the pickle."""
+    """Called by a pickle: the tensor of these bytes, or of an out-of-band buffer."""
     return from_bytes(raw, tuple(map(index, shape)), TYPESTR[dtype])

@@ -72,7 +72,7 @@ def vector_norm(x, *, axis=None, keepdims=False, ord=2):
 
 
 def _power_norm(size, axes, keepdims, ord):
-    """(Σ size^ord)^(1/ord), so scaled that no power that counts overflows or underflows."""
+    """(Σ size^ord)^(1/ord), scaled so that no relevant power overflows or underflows."""
     scale = _scale(size, axes, ord)
     scaled = divide(size, scale)
     total = _sum(scaled**ord, axes, keepdims=True)
@@ -83,7 +83,7 @@ def _power_norm(size, axes, keepdims, ord):
 
 
 def _scale(size, axes, ord):
-    """Powers of two near the elements that decide each norm; 1 if all their powers are safe."""
+    """Powers of two near the elements that determine each norm; 1 if all their powers are safe."""
     if not size.size:
         return 1.0
     decisive = (_max if ord > 0 else _min)(size, axes, keepdims=True)
@@ -94,7 +94,7 @@ def _scale(size, axes, ord):
 
 
 def _power_of_two(x):
-    """The largest one up to x; 1 for 0, inf and NaN."""
+    """The largest power of two up to x; 1 for 0, inf and NaN."""
     return math.ldexp(1.0, math.frexp(x)[1] - 1) if 0 < x < math.inf else 1.0
 
 

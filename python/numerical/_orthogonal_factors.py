@@ -1,4 +1,4 @@
-"""Q·R with a kept Q: its reflectors are applied, and Q is formed only where it is asked for."""
+"""Q·R with a kept Q: its reflectors are applied, and Q is formed only on request."""
 
 from ._arguments import one_of
 from ._arrangement import take_along_axis
@@ -22,7 +22,7 @@ def _adjoint(a):
 class QRFactor(Factors):
     """The kept factors of A = Q @ R, as `qr_factor` gives them.
 
-    Q is kept as its reflectors and formed only where `q` is asked for. The object unpacks as Q and R,
+    Q is kept as its reflectors and formed only if `q` is read. The object unpacks as Q and R,
     with pivoting as Q, R and perm: A[:, perm] = Q @ R. `r` is (..., K, N) with K = min(M, N); its
     diagonal isn't negative, and falls with pivoting.
 
@@ -215,7 +215,7 @@ def qr_factor(a, pivoting=False):
 
 
 def pivoted_qr(a, mode):
-    """(Q, R, perm), or (R, perm) for mode "r", with columns in order of what they add."""
+    """(Q, R, perm), or (R, perm) for mode "r", with columns in the order of pivoting."""
     factors = qr_factor(a, True)
     if mode == "r":
         return factors.r, factors.perm
@@ -227,7 +227,7 @@ def pivoted_qr(a, mode):
 
 
 def qr_multiply(a, c, mode="right", pivoting=False, conjugate=False):
-    """A product with Q of A = Q @ R, which isn't formed, and R.
+    """A product with Q of A = Q @ R, without forming Q, and R.
 
     Parameters
     ----------

@@ -82,7 +82,7 @@ def _reduce_for_pickle(p):
 
 
 def _empty(shape):
-    """Positions of a shape that holds no element."""
+    """Positions of an empty shape."""
     return native.argsort(_numerical._full(shape, 0.0, False))
 
 

@@ -122,7 +122,7 @@ def inner(a, b):
 
 @native.shortcut
 def outer(a, b):
-    """Every element of a times every element of b.
+    """The products of all elements of a with all elements of b.
 
     Parameters
     ----------

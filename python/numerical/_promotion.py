@@ -1,4 +1,4 @@
-"""One dtype for operands that meet: complex128 if one of them is."""
+"""The common dtype of operands: complex128 if one of them is."""
 
 from . import _numerical
 from ._conversion import asarray, complex128

@@ -1,7 +1,7 @@
-"""How a Tensor meets NumPy's functions and the arrays of others.
+"""The protocols of NumPy's functions and of other libraries' arrays.
 
-An operator of a Tensor asks `defers_to` before it takes a foreign operand; NumPy's ufuncs, and with
-them the operators of its arrays, ask `__array_ufunc__` (NumPy Enhancement Proposal 13).
+An operator of a Tensor calls `defers_to` before it takes a foreign operand; NumPy's ufuncs, and with
+them the operators of its arrays, call `__array_ufunc__` (NumPy Enhancement Proposal 13).
 """
 
 from ._array_api import result_type

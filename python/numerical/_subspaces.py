@@ -96,7 +96,7 @@ def polar(a, side="right"):
     ----------
     a : array_like, shape (..., M, N)
     side : {'right', 'left'}, optional
-        Where the Hermitian factor stands: a = u @ p or a = p @ u.
+        The side of the Hermitian factor: a = u @ p or a = p @ u.
 
     Returns
     -------

@@ -30,7 +30,7 @@ def tensorsolve(a, b, axes=None):
     ValueError
         If the shapes don't fit.
     numerical.error
-        If the matrix that a stands for is singular, or holds an infinite or NaN entry.
+        If a, as a matrix, is singular, or holds an infinite or NaN entry.
 
     Examples
     --------
@@ -72,7 +72,7 @@ def tensorinv(a, ind=2):
     ValueError
         If the products differ, or ind isn't positive.
     numerical.error
-        If the matrix that a stands for is singular, or holds an infinite or NaN entry.
+        If a, as a matrix, is singular, or holds an infinite or NaN entry.
 
     Examples
     --------
