@@ -30,7 +30,7 @@ constexpr std::size_t tiles_per_thread = 8;
 // A column stride for the panel: padded, and such that columns don't fall into the same cache sets.
 std::size_t panel_stride(std::size_t rows)
 {
-    const std::size_t stride = (rows + panel_padding + 7) / 8 * 8;
+    const std::size_t stride = round_up(rows + panel_padding, 8);
     return stride % 256 == 0 ? stride + 8 : stride;
 }
 

@@ -5,6 +5,8 @@
 // number instead of with the whole length (Higham 1993), and the order depends on the
 // length alone.
 
+#include "numerical/counts.hpp"
+
 #include <cstddef>
 
 namespace numerical::detail {
@@ -12,7 +14,7 @@ namespace numerical::detail {
 // Where a sum of n > run terms is halved: behind whole runs.
 constexpr std::size_t first_half(std::size_t n, std::size_t run)
 {
-    return (n / run + (n % run != 0 ? 1 : 0)) / 2 * run;
+    return ceil_div(n, run) / 2 * run;
 }
 
 // sum_of(from, to) is the sum of at most `run` terms.

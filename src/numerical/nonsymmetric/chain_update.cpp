@@ -106,7 +106,7 @@ std::vector<bulge_pass<T>> conjugated(std::vector<bulge_pass<T>> passes)
 template <class T>
 std::size_t strips_of(std::size_t extent)
 {
-    return (extent + strip_columns<T> - 1) / strip_columns<T>;
+    return ceil_div(extent, strip_columns<T>);
 }
 
 } // namespace

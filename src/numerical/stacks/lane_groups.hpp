@@ -3,6 +3,7 @@
 // The two ways through a stack: small matrices in groups, side by side in the lanes of a vector,
 // and all others one by one, each by the single call.
 
+#include "numerical/counts.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/stacks/lane_kernels.hpp"
@@ -104,7 +105,7 @@ void run_in_lanes(const lane_job& job, std::size_t count, const matrix_stack<T>&
             finish(first + l, (distrusted >> l & 1U) == 0);
     };
     const std::size_t work = (job.rows + 4) * (job.depth + 4) * (job.depth + job.cols + 4);
-    parallel_for((count + job.width - 1) / job.width, work, run_group);
+    parallel_for(ceil_div(count, job.width), work, run_group);
 }
 
 // one(i) for each matrix, which may throw; `work` is that of one on the scale of parallel_for. A
