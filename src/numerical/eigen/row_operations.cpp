@@ -173,7 +173,7 @@ plane_rotation rotation_of_subnormals(double x, double y, double length)
     return {length, x * to_normal / scaled, y * to_normal / scaled};
 }
 
-plane_rotation careful_rotation(double x, double y)
+plane_rotation safe_rotation(double x, double y)
 {
     return rotation_of(x, y, rotation_length(x, y));
 }

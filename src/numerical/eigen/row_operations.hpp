@@ -126,14 +126,14 @@ inline plane_rotation rotation_of(double x, double y, double length)
     return {length, x / length, y / length};
 }
 
-// The rotation that takes (x, y) to (length, 0). What calls the library is kept out of the loops,
+// The rotation that takes (x, y) to (length, 0). Calls of the library are kept out of the loops,
 // which hold their state in registers.
-plane_rotation careful_rotation(double x, double y);
+plane_rotation safe_rotation(double x, double y);
 
 inline plane_rotation rotation_onto_first(double x, double y)
 {
     if (!squares_are_safe(x, y)) [[unlikely]]
-        return careful_rotation(x, y);
+        return safe_rotation(x, y);
     const double length = std::sqrt(x * x + y * y);
     return {length, x / length, y / length};
 }

@@ -60,20 +60,20 @@ void forward_pass(block_view<const T> l, std::size_t block, block_view<T> x,
 }
 
 // sum - a·b. The textbook formula equals the Annex G product unless it gives a NaN, which then
-// stays in the sum; the caller computes such sums again by subtract_carefully.
-double subtract_quickly(double sum, double a, double b)
+// stays in the sum; the caller computes such sums again by subtract_annex_g.
+double subtract_textbook(double sum, double a, double b)
 {
     return sum - a * b;
 }
 
-complex subtract_quickly(complex sum, complex a, complex b)
+complex subtract_textbook(complex sum, complex a, complex b)
 {
     return {sum.real() - (a.real() * b.real() - a.imag() * b.imag()),
             sum.imag() - (a.real() * b.imag() + a.imag() * b.real())};
 }
 
 template <class T>
-T subtract_carefully(T sum, const T* a, const T* b, std::size_t n)
+T subtract_annex_g(T sum, const T* a, const T* b, std::size_t n)
 {
     for (std::size_t k = 0; k < n; ++k)
         sum -= a[k] * b[k];
@@ -84,10 +84,10 @@ T subtract_carefully(T sum, const T* a, const T* b, std::size_t n)
 template <class T>
 T subtract_dot(T sum, const T* a, const T* b, std::size_t n)
 {
-    T quick = sum;
+    T textbook = sum;
     for (std::size_t k = 0; k < n; ++k)
-        quick = subtract_quickly(quick, a[k], b[k]);
-    return has_nan(quick) ? subtract_carefully(sum, a, b, n) : quick;
+        textbook = subtract_textbook(textbook, a[k], b[k]);
+    return has_nan(textbook) ? subtract_annex_g(sum, a, b, n) : textbook;
 }
 
 // The sums of rows [from, from + rows) of L with y[0..from), then those rows' elements of y one by
@@ -102,11 +102,11 @@ void forward_rows(block_view<const T> l, std::size_t from, T* y)
         const T factor = y[k];
 #pragma GCC unroll 8
         for (std::size_t r = 0; r < rows; ++r)
-            sum[r] = subtract_quickly(sum[r], first[r * l.stride + k], factor);
+            sum[r] = subtract_textbook(sum[r], first[r * l.stride + k], factor);
     }
     for (std::size_t r = 0; r < rows; ++r) {
         if (has_nan(sum[r]))
-            sum[r] = subtract_carefully(y[from + r], l.row(from + r), y, from);
+            sum[r] = subtract_annex_g(y[from + r], l.row(from + r), y, from);
         y[from + r] = subtract_dot(sum[r], l.row(from + r) + from, y + from, r);
     }
 }

@@ -92,7 +92,7 @@ namespace {
 // several times faster than checking each product. A product with a NaN leaves one in its sum, and
 // only such sums have to be formed again. Independent runs hide the latency of addition.
 template <std::size_t W>
-std::array<complex, W> quick_dots(const complex* a, const complex* b, std::size_t n)
+std::array<complex, W> textbook_dots(const complex* a, const complex* b, std::size_t n)
 {
     std::array<double, W> real{};
     std::array<double, W> imag{};
@@ -109,7 +109,7 @@ std::array<complex, W> quick_dots(const complex* a, const complex* b, std::size_
     return dots;
 }
 
-complex careful_dot(const complex* a, const complex* b, std::size_t n)
+complex annex_g_dot(const complex* a, const complex* b, std::size_t n)
 {
     complex sum = 0;
     for (std::size_t i = 0; i < n; ++i)
@@ -125,24 +125,24 @@ void dot_two_chunks(const double* a, const double* b, double* out)
 
 void dot_two_chunks(const complex* a, const complex* b, complex* out)
 {
-    std::array<complex, 2> quick;
+    std::array<complex, 2> textbook;
     if (avx2_in_force(gemm_path_current()))
         avx2_unfused_two_complex_dots(as_doubles(a), as_doubles(b), chunk_elements,
-                                      as_doubles(quick.data()));
+                                      as_doubles(textbook.data()));
     else
-        quick = quick_dots<2>(a, b, chunk_elements);
+        textbook = textbook_dots<2>(a, b, chunk_elements);
     for (std::size_t i = 0; i < 2; ++i)
-        out[i] = has_nan(quick[i])
-                     ? careful_dot(a + i * chunk_elements, b + i * chunk_elements, chunk_elements)
-                     : quick[i];
+        out[i] = has_nan(textbook[i])
+                     ? annex_g_dot(a + i * chunk_elements, b + i * chunk_elements, chunk_elements)
+                     : textbook[i];
 }
 
 } // namespace
 
 complex plain_dot(const complex* a, const complex* b, std::size_t n)
 {
-    const complex quick = quick_dots<1>(a, b, n)[0];
-    return has_nan(quick) ? careful_dot(a, b, n) : quick;
+    const complex textbook = textbook_dots<1>(a, b, n)[0];
+    return has_nan(textbook) ? annex_g_dot(a, b, n) : textbook;
 }
 
 template <class T>

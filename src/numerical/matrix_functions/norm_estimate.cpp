@@ -17,12 +17,12 @@ namespace {
 constexpr int climb_limit = 5;
 
 // The modulus without protection from overflow and underflow.
-double quick_modulus(double x)
+double plain_modulus(double x)
 {
     return std::abs(x);
 }
 
-double quick_modulus(const complex& z)
+double plain_modulus(const complex& z)
 {
     return std::sqrt(z.real() * z.real() + z.imag() * z.imag());
 }
@@ -32,7 +32,7 @@ double sum_of_moduli(const std::vector<T>& x)
 {
     double sum = 0;
     for (const T& element : x)
-        sum += quick_modulus(element);
+        sum += plain_modulus(element);
     return sum;
 }
 
@@ -41,7 +41,7 @@ std::size_t place_of_greatest(const std::vector<T>& x)
 {
     std::size_t place = 0;
     for (std::size_t i = 1; i < x.size(); ++i)
-        if (quick_modulus(x[i]) > quick_modulus(x[place]))
+        if (plain_modulus(x[i]) > plain_modulus(x[place]))
             place = i;
     return place;
 }
@@ -108,7 +108,7 @@ double one_norm(const T* a, std::size_t n)
     std::vector<double> sums(n);
     for (std::size_t i = 0; i < n; ++i)
         for (std::size_t j = 0; j < n; ++j)
-            sums[j] += quick_modulus(a[i * n + j]);
+            sums[j] += plain_modulus(a[i * n + j]);
     return *std::max_element(sums.begin(), sums.end());
 }
 
@@ -145,7 +145,7 @@ double norm_of_modulus_power(const T* a, std::size_t n, int exponent, std::size_
 {
     std::vector<double> moduli = uninitialized<double>(n * n);
     for (std::size_t i = 0; i < n * n; ++i)
-        moduli[i] = quick_modulus(a[i]);
+        moduli[i] = plain_modulus(a[i]);
     const double factor = std::scalbn(1.0, exponent);
     std::vector<double> sums(n, 1.0);
     std::vector<double> next(n);

@@ -160,7 +160,7 @@ TYPED_TEST(qr_panel, passes_over_zero_columns)
     }
 }
 
-// Full products keep an infinity where quick ones give NaN, and some come through the update.
+// Annex G products keep an infinity where textbook ones give NaN; some occur in the update.
 TEST(complex_qr_panel, recovers_infinite_sums)
 {
     for (const int path : test::available_paths()) {

@@ -293,7 +293,7 @@ TYPED_TEST(reflector, that_is_empty_is_the_identity)
 
 TEST(complex_reflector, recovers_an_infinity_in_its_sums_as_the_full_product_does)
 {
-    // (inf + inf·i)·conj(0.5): the quick formula alone gives NaN in both parts.
+    // (inf + inf·i)·conj(0.5): the textbook formula alone gives NaN in both parts.
     const double inf = std::numeric_limits<double>::infinity();
     const test::path_limit portable(detail::portable_path);
     std::vector<complex> a{{inf, inf}, 0.0, 0.0, 0.0};

@@ -74,7 +74,7 @@ TEST(gemm_rows, recovers_complex_infinities_on_every_path)
             for (std::size_t at = 0; at < n; ++at) {
                 const std::vector<complex> a{{2, 1}, {infinity, 1}};
                 std::vector<complex> b(2 * n, {1, 1});
-                b[n + at] = {1, infinity}; // by the quick formula both parts are NaN
+                b[n + at] = {1, infinity}; // by the textbook formula both parts are NaN
                 std::vector<complex> c(n);
                 gemm_rows<complex>(1, n, 2, a.data(), 2, b.data(), n, c.data(), n);
                 for (std::size_t j = 0; j < n; ++j) {

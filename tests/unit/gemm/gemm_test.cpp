@@ -179,8 +179,8 @@ TYPED_TEST(product, runs_inside_a_parallel_body)
         EXPECT_TRUE(test::same_bits(each.c, want.c));
 }
 
-// An infinite A element times a finite B: the quick formula gives NaN + NaN·i, the careful one an
-// infinity. Portable tiles and the direct way recover it, on every path.
+// An infinite A element times a finite B: the textbook formula gives NaN + NaN·i, that of Annex G
+// an infinity. Portable tiles and the direct way recover it, on every path.
 TEST(complex_product, recovers_infinities_by_portable_tiles_and_directly)
 {
     const complex infinite(infinity, infinity);

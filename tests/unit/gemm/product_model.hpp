@@ -44,8 +44,8 @@ inline void multiply(int path, std::size_t m, std::size_t n, std::size_t k, oper
         }
 }
 
-// Finite operands: the full complex product is then the quick one.
-inline complex quick_product(complex a, complex b)
+// Finite operands: the Annex G product is then the textbook one.
+inline complex textbook_product(complex a, complex b)
 {
     return {a.real() * b.real() - a.imag() * b.imag(), a.real() * b.imag() + a.imag() * b.real()};
 }
@@ -87,7 +87,7 @@ inline void multiply(int path, std::size_t m, std::size_t n, std::size_t k, oper
     for (std::size_t i = 0; i < m; ++i)
         for (std::size_t j = 0; j < n; ++j)
             for (std::size_t l = 0; l < k; ++l)
-                c[i * ldc + j] += quick_product(a(i, l), b(l, j));
+                c[i * ldc + j] += textbook_product(a(i, l), b(l, j));
 }
 
 } // namespace model

@@ -105,7 +105,7 @@ TYPED_TEST(stored_product, by_rows_has_the_bits_of_one_on_zeros)
     expect_bits_of_product_on_zeros<TypeParam>({70, 90, 5});
 }
 
-// Rows whose complex products have to be made anew, the careful way, begin with zeros too.
+// Rows whose complex products are computed again, by Annex G, begin with zeros too.
 TEST(stored_product, by_rows_recovers_complex_infinities)
 {
     constexpr double infinity = std::numeric_limits<double>::infinity();

@@ -83,7 +83,7 @@ TEST(vector_dispatch, complex_dot_of_a_chunk_is_a_plain_ascending_loop)
 
 TEST(vector_dispatch, complex_dot_recovers_the_infinity_of_a_product)
 {
-    // (inf + nan i)(1 + i) is nan in both parts by the quick formula, and infinite by the rules.
+    // (inf + nan i)(1 + i) is nan in both parts by the textbook formula, and infinite by the rules.
     const complex endless(infinity, std::numeric_limits<double>::quiet_NaN());
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);

@@ -99,7 +99,7 @@ TEST(gemv_transposed, complex_subtract_scaled_is_one_term_of_subtract_products)
 TEST(gemv_transposed, portable_complex_products_recover_infinities)
 {
     const complex coeff(infinity, 0.0);
-    const complex row(1.0, infinity); // the quick formula alone gives (NaN, ...)
+    const complex row(1.0, infinity); // the textbook formula alone gives (NaN, ...)
     complex out = 0;
     subtract_products_on(portable_path, &out, &coeff, &row, 1, 1, 1);
     EXPECT_TRUE(std::isinf(out.real()) || std::isinf(out.imag()));

@@ -5,14 +5,14 @@
 namespace numerical::detail {
 namespace {
 
-// The number at x beside the one `apart` further.
+// The number at x and the one `apart` further.
 __m256d with_other_run(const double* x, std::size_t apart)
 {
     return _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(x)), _mm_loadu_pd(x + apart),
                                 1);
 }
 
-// Two products by the quick formula, every part rounded.
+// Two products by the textbook formula, every part rounded.
 __m256d products(__m256d x, __m256d y)
 {
     const __m256d by_real = _mm256_mul_pd(x, _mm256_movedup_pd(y));
