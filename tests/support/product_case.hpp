@@ -4,6 +4,7 @@
 
 #include "matrices.hpp"
 
+#include <algorithm>
 #include <complex>
 #include <cstddef>
 #include <cstring>
@@ -48,6 +49,13 @@ struct product_case
     void run(const Product& product)
     {
         product(shape.m, shape.n, shape.k, a_first(), lda, b_first(), ldb, c_first(), ldc);
+    }
+
+    // Sets every element of C.
+    void fill_c(T value)
+    {
+        for (std::size_t i = 0; i < shape.m; ++i)
+            std::fill_n(c_first() + i * ldc, shape.n, value);
     }
 
 private:

@@ -7,6 +7,7 @@
 #include "product_case.hpp"
 #include "product_model.hpp"
 #include "ratios.hpp"
+#include "same_bits_of_threads.hpp"
 
 #include <gtest/gtest.h>
 
@@ -146,24 +147,8 @@ TYPED_TEST(product, of_an_empty_size_leaves_c_alone)
 
 TYPED_TEST(product, has_the_same_bits_at_every_thread_count)
 {
-    for (const product_shape& shape :
-         {product_shape{200, 210, 190}, {500, 33, 300}, {33, 500, 300}, {24, 24, 3000}})
-        for (const int path : test::available_paths()) {
-            const test::path_limit limit(path);
-            const product_case<TypeParam> start(shape, test::random_vector<TypeParam>);
-            product_case<TypeParam> serial = start;
-            {
-                const test::thread_limit one(1);
-                serial.run(gemm<TypeParam>);
-            }
-            for (const std::size_t threads : test::thread_counts) {
-                const test::thread_limit cap(threads);
-                product_case<TypeParam> got = start;
-                got.run(gemm<TypeParam>);
-                ASSERT_TRUE(test::same_bits(got.c, serial.c))
-                    << label(shape) << ", path " << path << ", threads " << threads;
-            }
-        }
+    test::expect_same_bits_of_threads<TypeParam>(
+        {{200, 210, 190}, {500, 33, 300}, {33, 500, 300}, {24, 24, 3000}}, gemm<TypeParam>);
 }
 
 TYPED_TEST(product, runs_inside_a_parallel_body)

@@ -25,21 +25,14 @@ using element_types = testing::Types<double, complex>;
 TYPED_TEST_SUITE(stored_product, element_types);
 
 template <class T>
-void fill_block(product_case<T>& product, T value)
-{
-    for (std::size_t i = 0; i < product.shape.m; ++i)
-        std::fill_n(product.c_first() + i * product.ldc, product.shape.n, value);
-}
-
-template <class T>
 void expect_bits_of_product_on_zeros(const product_shape& shape)
 {
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
         product_case<T> want(shape, test::random_vector<T>);
         product_case<T> got = want;
-        fill_block(want, T(0));
-        fill_block(got, T(nan));
+        want.fill_c(T(0));
+        got.fill_c(T(nan));
         want.run(gemm<T>);
         got.run(gemm_new<T>);
         ASSERT_TRUE(test::same_bits(got.c, want.c)) << label(shape) << ", path " << path;

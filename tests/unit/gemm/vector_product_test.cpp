@@ -5,6 +5,7 @@
 #include "paths.hpp"
 #include "product_case.hpp"
 #include "product_model.hpp"
+#include "same_bits_of_threads.hpp"
 
 #include <gtest/gtest.h>
 
@@ -27,13 +28,6 @@ class vector_product : public testing::Test
 using element_types = testing::Types<double, complex>;
 TYPED_TEST_SUITE(vector_product, element_types);
 
-template <class T>
-void clear_block(product_case<T>& product, T value)
-{
-    for (std::size_t i = 0; i < product.shape.m; ++i)
-        std::fill_n(product.c_first() + i * product.ldc, product.shape.n, value);
-}
-
 // Added to C and in the place of C, on every path, by the plain loop of the stated order.
 template <class T>
 void expect_stated_bits(const product_shape& shape)
@@ -45,8 +39,8 @@ void expect_stated_bits(const product_shape& shape)
             product_case<T> want = start;
             product_case<T> got = start;
             if (!adds) {
-                clear_block(want, T(0));
-                clear_block(got, T(nan));
+                want.fill_c(T(0));
+                got.fill_c(T(nan));
             }
             model::multiply(path, shape.m, shape.n, shape.k, {want.a_first(), want.lda},
                             {want.b_first(), want.ldb}, want.c_first(), want.ldc);
@@ -99,24 +93,9 @@ TYPED_TEST(vector_product, goes_directly_below_512_products_and_eight_positions)
 
 TYPED_TEST(vector_product, has_the_same_bits_at_every_thread_count)
 {
-    for (const product_shape& shape :
-         {product_shape{700, 1, 900}, {1, 700, 900}, {33, 1, 20000}, {1, 33, 20000}, {1, 5000, 99}})
-        for (const int path : test::available_paths()) {
-            const test::path_limit limit(path);
-            const product_case<TypeParam> start(shape, test::random_vector<TypeParam>);
-            product_case<TypeParam> serial = start;
-            {
-                const test::thread_limit one(1);
-                serial.run(gemm<TypeParam>);
-            }
-            for (const std::size_t threads : test::thread_counts) {
-                const test::thread_limit cap(threads);
-                product_case<TypeParam> got = start;
-                got.run(gemm<TypeParam>);
-                ASSERT_TRUE(test::same_bits(got.c, serial.c))
-                    << label(shape) << ", path " << path << ", threads " << threads;
-            }
-        }
+    test::expect_same_bits_of_threads<TypeParam>(
+        {{700, 1, 900}, {1, 700, 900}, {33, 1, 20000}, {1, 33, 20000}, {1, 5000, 99}},
+        gemm<TypeParam>);
 }
 
 TYPED_TEST(vector_product, of_a_batch_has_the_bits_of_single_ones)

@@ -20,14 +20,6 @@ using test::matrix;
 
 constexpr double eps = std::numeric_limits<double>::epsilon();
 
-struct extents
-{
-    std::size_t rows;
-    std::size_t cols;
-};
-
-constexpr extents shapes[] = {{1, 1}, {5, 5}, {40, 40}, {60, 30}, {30, 60}, {200, 3}, {3, 200}};
-
 template <class T>
 class least_squares_fits : public testing::Test
 {
@@ -86,7 +78,7 @@ TYPED_TEST(least_squares_fits, of_full_rank_take_no_singular_values)
 {
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
-        for (const auto& [rows, cols] : shapes) {
+        for (const auto& [rows, cols] : test::wide_and_tall_shapes) {
             const auto a = test::random_matrix<TypeParam>(rows, cols, 1);
             const auto b = test::random_matrix<TypeParam>(rows, 3, 2);
             const auto fit = fit_least_squares(a, b, default_cutoff(a));
@@ -100,7 +92,7 @@ TYPED_TEST(least_squares_fits, of_deficient_rank_have_least_norm)
 {
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
-        for (const auto& [rows, cols] : {extents{6, 6}, {50, 20}, {20, 50}, {140, 140}}) {
+        for (const auto& [rows, cols] : {test::extents{6, 6}, {50, 20}, {20, 50}, {140, 140}}) {
             const auto a = test::low_rank_matrix<TypeParam>(rows, cols, 4, 3);
             const auto b = test::random_matrix<TypeParam>(rows, 3, 4);
             const auto fit = fit_least_squares(a, b, default_cutoff(a));
@@ -114,7 +106,7 @@ TYPED_TEST(least_squares_fits, of_deficient_rank_have_least_norm)
 
 TYPED_TEST(least_squares_fits, tell_what_the_solution_misses)
 {
-    for (const auto& [rows, cols] : {extents{5, 5}, {60, 30}, {200, 3}, {30, 60}}) {
+    for (const auto& [rows, cols] : {test::extents{5, 5}, {60, 30}, {200, 3}, {30, 60}}) {
         const auto a = test::random_matrix<TypeParam>(rows, cols, 5);
         const auto b = test::random_matrix<TypeParam>(rows, 3, 6);
         const auto fit = fit_least_squares(a, b, default_cutoff(a));
@@ -151,7 +143,7 @@ TYPED_TEST(least_squares_fits, leave_out_values_up_to_the_cutoff)
 
 TYPED_TEST(least_squares_fits, of_zero_and_empty_matrices_are_zero)
 {
-    for (const auto& [rows, cols] : {extents{3, 2}, {2, 3}, {0, 2}, {2, 0}, {0, 0}}) {
+    for (const auto& [rows, cols] : {test::extents{3, 2}, {2, 3}, {0, 2}, {2, 0}, {0, 0}}) {
         const matrix<TypeParam> a(rows, cols, std::vector<TypeParam>(rows * cols));
         const matrix<TypeParam> b(rows, 2, std::vector<TypeParam>(rows * 2, TypeParam(2)));
         const auto fit = fit_least_squares(a, b, eps);

@@ -25,23 +25,6 @@ using test::matrix;
 constexpr double eps = std::numeric_limits<double>::epsilon();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
-struct extents
-{
-    std::size_t rows;
-    std::size_t cols;
-};
-
-constexpr extents shapes[] = {{1, 1}, {5, 5}, {40, 40}, {60, 30}, {30, 60}, {200, 3}, {3, 200}};
-
-template <class T>
-double largest_difference(const matrix<T>& a, const matrix<T>& b)
-{
-    double largest = 0;
-    for (std::size_t i = 0; i < a.data.size(); ++i)
-        largest = test::worse(largest, std::abs(a.data[i] - b.data[i]));
-    return largest;
-}
-
 template <class T>
 matrix<T> difference(matrix<T> a, const matrix<T>& b)
 {
@@ -89,16 +72,16 @@ void expect_least_squares(const matrix<T>& a, const matrix<T>& b, const matrix<T
     ASSERT_EQ(x.cols, b.cols);
     const auto residual = difference(test::reference_product(a, x), b);
     const auto normal = test::reference_product(adjoint(a), residual);
-    EXPECT_LT(
-        largest_difference(normal, matrix<T>(a.cols, b.cols, std::vector<T>(normal.data.size()))),
-        1e-11);
+    EXPECT_LT(test::largest_difference(
+                  normal, matrix<T>(a.cols, b.cols, std::vector<T>(normal.data.size()))),
+              1e-11);
     const auto projected = test::reference_product(pinv(a), test::reference_product(a, x));
-    EXPECT_LT(largest_difference(projected, x), 1e-10);
+    EXPECT_LT(test::largest_difference(projected, x), 1e-10);
 }
 
 TYPED_TEST(least_squares, of_full_rank_go_by_qr)
 {
-    for (const auto& [rows, cols] : shapes) {
+    for (const auto& [rows, cols] : test::wide_and_tall_shapes) {
         const auto a = test::random_matrix<TypeParam>(rows, cols, 1);
         const auto b = test::random_matrix<TypeParam>(rows, 3, 2);
         ASSERT_TRUE(goes_by_qr(a)) << rows << " x " << cols;
@@ -108,7 +91,7 @@ TYPED_TEST(least_squares, of_full_rank_go_by_qr)
 
 TYPED_TEST(least_squares, of_deficient_rank_have_least_norm)
 {
-    for (const auto& [rows, cols] : {extents{6, 6}, {50, 20}, {20, 50}, {140, 140}}) {
+    for (const auto& [rows, cols] : {test::extents{6, 6}, {50, 20}, {20, 50}, {140, 140}}) {
         const auto a = test::low_rank_matrix<TypeParam>(rows, cols, 4, 3);
         const auto b = test::random_matrix<TypeParam>(rows, 3, 4);
         EXPECT_FALSE(goes_by_qr(a));
@@ -121,8 +104,13 @@ TYPED_TEST(least_squares, of_deficient_rank_have_least_norm)
 TYPED_TEST(least_squares, of_deficient_rank_are_stable_at_every_order_of_the_method)
 {
     for (const int path : test::available_paths())
-        for (const auto& [rows, cols] :
-             {extents{5, 5}, {32, 32}, {33, 33}, {34, 33}, {129, 127}, {127, 129}, {300, 128}}) {
+        for (const auto& [rows, cols] : {test::extents{5, 5},
+                                         {32, 32},
+                                         {33, 33},
+                                         {34, 33},
+                                         {129, 127},
+                                         {127, 129},
+                                         {300, 128}}) {
             const test::path_limit limit(path);
             const auto a = test::low_rank_matrix<TypeParam>(rows, cols, 4, 3);
             const auto along = test::random_matrix<TypeParam>(rows, 2, 4);
@@ -133,7 +121,7 @@ TYPED_TEST(least_squares, of_deficient_rank_are_stable_at_every_order_of_the_met
             const double unit =
                 double(std::max(rows, cols)) * eps * double(test::norm_inf(of_rows));
             const auto values = numerical::singular_values(a);
-            EXPECT_LT(largest_difference(x, of_rows) / (unit * values[0] / values[3]), 2)
+            EXPECT_LT(test::largest_difference(x, of_rows) / (unit * values[0] / values[3]), 2)
                 << rows << " x " << cols;
         }
 }
@@ -150,7 +138,7 @@ TYPED_TEST(least_squares, without_right_sides_have_no_columns)
 
 TYPED_TEST(least_squares, of_a_zero_or_empty_matrix_are_zero)
 {
-    for (const auto& [rows, cols] : {extents{3, 2}, {2, 3}, {0, 2}, {2, 0}, {0, 0}}) {
+    for (const auto& [rows, cols] : {test::extents{3, 2}, {2, 3}, {0, 2}, {2, 0}, {0, 0}}) {
         const matrix<TypeParam> a(rows, cols, std::vector<TypeParam>(rows * cols));
         const auto b = test::random_matrix<TypeParam>(rows, 4, 5);
         EXPECT_FALSE(goes_by_qr(a));
@@ -162,7 +150,7 @@ TYPED_TEST(least_squares, of_a_zero_or_empty_matrix_are_zero)
 
 TYPED_TEST(least_squares, keep_their_digits_at_both_ends_of_the_range)
 {
-    for (const auto& [rows, cols] : {extents{20, 20}, {30, 12}, {12, 30}}) {
+    for (const auto& [rows, cols] : {test::extents{20, 20}, {30, 12}, {12, 30}}) {
         const auto a = test::random_matrix<TypeParam>(rows, cols, 6);
         const auto b = test::random_matrix<TypeParam>(rows, 2, 7);
         const auto plain = lstsq(a, b);

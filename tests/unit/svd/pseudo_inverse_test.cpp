@@ -18,23 +18,6 @@ using numerical::pinv;
 using numerical::detail::adjoint;
 using test::matrix;
 
-struct extents
-{
-    std::size_t rows;
-    std::size_t cols;
-};
-
-constexpr extents shapes[] = {{1, 1}, {5, 5}, {40, 40}, {60, 30}, {30, 60}, {200, 3}, {3, 200}};
-
-template <class T>
-double largest_difference(const matrix<T>& a, const matrix<T>& b)
-{
-    double largest = 0;
-    for (std::size_t i = 0; i < a.data.size(); ++i)
-        largest = test::worse(largest, std::abs(a.data[i] - b.data[i]));
-    return largest;
-}
-
 template <class T>
 class pseudo_inverse : public testing::Test
 {
@@ -47,7 +30,7 @@ TYPED_TEST(pseudo_inverse, meets_the_four_conditions)
 {
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
-        for (const auto& [rows, cols] : shapes)
+        for (const auto& [rows, cols] : test::wide_and_tall_shapes)
             for (const auto& a : {test::random_matrix<TypeParam>(rows, cols, 11),
                                   test::low_rank_matrix<TypeParam>(rows, cols, 2, 12)}) {
                 const auto p = pinv(a);
@@ -57,8 +40,8 @@ TYPED_TEST(pseudo_inverse, meets_the_four_conditions)
                 const auto pa = test::reference_product(p, a);
                 EXPECT_LT(test::difference_ratio(a, test::reference_product(ap, a)), 300);
                 EXPECT_LT(test::difference_ratio(p, test::reference_product(pa, p)), 300);
-                EXPECT_LT(largest_difference(ap, adjoint(ap)), 1e-11);
-                EXPECT_LT(largest_difference(pa, adjoint(pa)), 1e-11);
+                EXPECT_LT(test::largest_difference(ap, adjoint(ap)), 1e-11);
+                EXPECT_LT(test::largest_difference(pa, adjoint(pa)), 1e-11);
             }
     }
 }

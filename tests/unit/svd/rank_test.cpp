@@ -18,12 +18,6 @@ using test::matrix;
 
 constexpr double eps = std::numeric_limits<double>::epsilon();
 
-struct extents
-{
-    std::size_t rows;
-    std::size_t cols;
-};
-
 template <class T>
 class numerical_rank : public testing::Test
 {
@@ -37,7 +31,7 @@ TYPED_TEST(numerical_rank, counts_what_is_above_the_threshold)
     EXPECT_EQ(matrix_rank(matrix<TypeParam>(0, 4, {})), 0U);
     EXPECT_EQ(matrix_rank(matrix<TypeParam>(3, 3, std::vector<TypeParam>(9))), 0U);
     for (const std::size_t rank : {1, 7, 40})
-        for (const auto& [rows, cols] : {extents{40, 40}, {90, 40}, {40, 90}})
+        for (const auto& [rows, cols] : {test::extents{40, 40}, {90, 40}, {40, 90}})
             EXPECT_EQ(matrix_rank(test::low_rank_matrix<TypeParam>(rows, cols, rank, 13)), rank);
 }
 

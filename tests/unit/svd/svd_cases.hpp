@@ -37,6 +37,25 @@ inline const char* name_of(svd_method method)
     }
 }
 
+struct extents
+{
+    std::size_t rows;
+    std::size_t cols;
+};
+
+// Of the matrices that least squares and pseudo-inverses are tried on.
+constexpr extents wide_and_tall_shapes[] = {{1, 1},   {5, 5},   {40, 40}, {60, 30},
+                                            {30, 60}, {200, 3}, {3, 200}};
+
+template <class T>
+double largest_difference(const matrix<T>& a, const matrix<T>& b)
+{
+    double largest = 0;
+    for (std::size_t i = 0; i < a.data.size(); ++i)
+        largest = worse(largest, std::abs(a.data[i] - b.data[i]));
+    return largest;
+}
+
 struct svd_ratios
 {
     double residual;
