@@ -82,8 +82,11 @@ void read_strips(block_reader<T> read, const copied_axis& row, const copied_axis
     const stretches cols(reinterpret_cast<address>(out), sizeof(T), col.extent, col.extent);
     for (std::size_t i = 0; i < row.extent; i = rows.end_of(i))
         for (std::size_t j = 0; j < col.extent; j = cols.end_of(j))
-            read({source + i * source_stride(row) + j * source_stride(col), rows.end_of(i) - i,
-                  cols.end_of(j) - j, source_stride(row), source_stride(col)},
+            read({.from = source + i * source_stride(row) + j * source_stride(col),
+                  .rows = rows.end_of(i) - i,
+                  .cols = cols.end_of(j) - j,
+                  .row_stride = source_stride(row),
+                  .col_stride = source_stride(col)},
                  out + i * step(row) + j, step(row));
 }
 
@@ -91,7 +94,7 @@ template <class T>
 void read_all(block_reader<T> read, copied_axes axes, address source, T* out)
 {
     if (axes.empty()) {
-        read({source, 1, 1, 0, 0}, out, 0);
+        read({.from = source, .rows = 1, .cols = 1, .row_stride = 0, .col_stride = 0}, out, 0);
         return;
     }
     const copied_axis last = axes.back();
@@ -113,8 +116,12 @@ void read_all(block_reader<T> read, copied_axes axes, address source, T* out)
     if (!axes.empty())
         axes.pop_back();
     detail::for_each_position<2>(axes, {source, 0}, [&](const detail::offsets<2>& at) {
-        read({at[0], row.extent, last.extent, source_stride(row), source_stride(last)}, out + at[1],
-             step(row));
+        read({.from = at[0],
+              .rows = row.extent,
+              .cols = last.extent,
+              .row_stride = source_stride(row),
+              .col_stride = source_stride(last)},
+             out + at[1], step(row));
     });
 }
 

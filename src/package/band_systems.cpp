@@ -36,7 +36,7 @@ void solve_whole(detail::block_view<const T> a, detail::block_view<T> x, double*
     if (lu.singular)
         throw singular_matrix_error(singular_text);
     const std::vector<std::ptrdiff_t> exchanges = exchanges_of(lu.permutation);
-    const kept_lu<T> kept{{lu.factors.data(), a.rows, a.cols, a.cols}, exchanges.data()};
+    const kept_lu<T> kept{{lu.factors.data(), a.rows, a.cols}, exchanges.data()};
     solve_kept(kept, matrix_form::plain, x);
     if (rcond != nullptr)
         *rcond = reciprocal_condition(kept, one_norm(a));
@@ -74,7 +74,7 @@ PyObject* solved(const tensor<T>& a, const stack_shape& of, const tensor<T>& b,
         T* const to = x.data.data() + i * elements;
         std::copy_n(right.at(i), elements, to);
         solve_band(view_of(a, of, numbers(i)), widths,
-                   detail::block_view<T>{to, sides.rows, sides.cols, sides.cols},
+                   detail::block_view<T>{to, sides.rows, sides.cols},
                    conditions ? rconds.data.data() + i : nullptr);
     };
     computed(a.data.size() + x.data.size(), [&] {

@@ -225,8 +225,8 @@ PyObject* full_svd(const tensor<T>& a, const stack_shape& of, svd_method method)
         find_triplets(of.count, dense(a, of), method,
                       {thin_u.data(), values.data.data(), thin_vh.data()});
     });
-    const matrix_stack<T> left{thin_u.data(), m, k, m * k};
-    const matrix_stack<T> right{thin_vh.data(), k, n, k * n};
+    const matrix_stack<T> left{.first = thin_u.data(), .rows = m, .cols = k, .step = m * k};
+    const matrix_stack<T> right{.first = thin_vh.data(), .rows = k, .cols = n, .step = k * n};
     const auto complete_one = [&](std::size_t i) {
         const std::vector<T> left_basis = square_basis(left.copy_of(i));
         const matrix<T> right_basis(n, n, square_basis(detail::adjoint(right.copy_of(i))));

@@ -155,7 +155,8 @@ PyObject* of_one(PyObject* given, const operand& a, const stack_shape& of, const
 {
     return telling({given}, of.lead, [&] {
         return by_type(a, [&]<class T>(const tensor<T>& x) {
-            return solved<T>({of.lead, of.rows, dense(x, of), nullptr}, wanted, what);
+            return solved<T>({.lead = of.lead, .order = of.rows, .a = dense(x, of), .b = nullptr},
+                             wanted, what);
         });
     });
 }
@@ -176,7 +177,9 @@ PyObject* of_pair(std::initializer_list<PyObject*> given, operand& a, operand& b
     return telling(given, lead, [&] {
         return by_type(a, b, [&]<class T>(const tensor<T>& x, const tensor<T>& y) {
             const matrix_stack<T> right = from_b(y.data.data(), n, n);
-            return solved<T>({lead, n, from_a(x.data.data(), n, n), &right}, wanted, what);
+            return solved<T>(
+                {.lead = lead, .order = n, .a = from_a(x.data.data(), n, n), .b = &right}, wanted,
+                what);
         });
     });
 }

@@ -204,7 +204,10 @@ char kind_of(PyObject* object)
 read_array from_array(PyObject* object)
 {
     if (std::optional<positions> places = int64_array(object))
-        return {false, std::move(places->shape), std::move(places->data), {}};
+        return {.is_mask = false,
+                .shape = std::move(places->shape),
+                .numbers = std::move(places->data),
+                .true_places = {}};
     const char kind = kind_of(object);
     if (kind == 0)
         refuse_key(binding::py_type_name(object));
@@ -221,7 +224,10 @@ read_array from_array(PyObject* object)
 
 read_array from_positions(const positions& places)
 {
-    return {false, places.shape, {places.data.begin(), places.data.end()}, {}};
+    return {.is_mask = false,
+            .shape = places.shape,
+            .numbers = {places.data.begin(), places.data.end()},
+            .true_places = {}};
 }
 
 read_array array_of(PyObject* key)
@@ -301,7 +307,8 @@ private:
     void add_whole(std::size_t axes)
     {
         for (std::size_t i = 0; i < axes; ++i)
-            add_range({0, 1, static_cast<long>(shape[axis]), true});
+            add_range(
+                {.start = 0, .step = 1, .count = static_cast<long>(shape[axis]), .kept = true});
     }
 
     void add_range(const axis_range& range)
@@ -312,7 +319,9 @@ private:
     void add_integer(std::ptrdiff_t place)
     {
         const std::ptrdiff_t at = position_on(place, axis, shape[axis]);
-        out.keys.push_back({.kind = key_kind::integer, .range = {at, 1, 1, false}, .axis = axis++});
+        out.keys.push_back({.kind = key_kind::integer,
+                            .range = {.start = at, .step = 1, .count = 1, .kept = false},
+                            .axis = axis++});
     }
 
     void add(PyObject* key, std::optional<read_array>& array)
@@ -448,7 +457,7 @@ axis_range range_of(PyObject* slice, std::size_t extent)
         binding::throw_pending_error();
     const Py_ssize_t count =
         PySlice_AdjustIndices(static_cast<Py_ssize_t>(extent), &start, &stop, step);
-    return {start, step, count, true};
+    return {.start = start, .step = step, .count = count, .kept = true};
 }
 
 std::ptrdiff_t position_on(std::ptrdiff_t place, std::size_t axis, std::size_t extent)

@@ -28,7 +28,7 @@ void for_each_matrix(const stack_shape& of, std::size_t work, const F& one)
 template <class T>
 detail::block_view<const T> view_of(const tensor<T>& a, const stack_shape& of, std::size_t i)
 {
-    return {a.data.data() + i * of.rows * of.cols, of.rows, of.cols, of.cols};
+    return {a.data.data() + i * of.rows * of.cols, of.rows, of.cols};
 }
 
 // The number of the matrix that serves each place of a stack to which its leading axes broadcast.
@@ -86,7 +86,7 @@ PyObject* solved_in_place(const stack_shape& of, const tensor<T>& b, const right
     const auto one = [&](std::size_t i) {
         T* const to = x.data.data() + i * elements;
         std::copy_n(right.at(i), elements, to);
-        solve_one(numbers(i), detail::block_view<T>{to, sides.rows, sides.cols, sides.cols});
+        solve_one(numbers(i), detail::block_view<T>{to, sides.rows, sides.cols});
     };
     const std::size_t work = of.rows * of.rows * (sides.cols + 1) * sizeof(T) / sizeof(double) / 2;
     computed(of.count * of.rows * of.cols + x.data.size(), [&] {

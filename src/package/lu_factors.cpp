@@ -34,7 +34,7 @@ PyObject* packed_factors(const tensor<T>& a, const stack_shape& of)
         detail::require_finite(given, m * n, "LU decomposition");
         T* const factors = packed.data.data() + i * m * n;
         detail::copy_on_threads(given, m * n, factors);
-        const lu_pivots pivots = factorize_lu<T>({factors, m, n, n});
+        const lu_pivots pivots = factorize_lu<T>({factors, m, n});
         std::transform(pivots.exchanges.begin(), pivots.exchanges.end(),
                        exchanges.data.data() + i * m,
                        [](std::size_t row) { return std::ptrdiff_t(row); });

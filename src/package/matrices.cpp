@@ -105,7 +105,8 @@ stack_shape stack_of(const operand& a, const char* function)
                                             std::to_string(shape.size()));
     shape_list lead(shape.begin(), shape.end() - 2);
     const std::size_t count = detail::element_count(lead);
-    return {std::move(lead), shape.end()[-2], shape.end()[-1], count};
+    return {
+        .lead = std::move(lead), .rows = shape.end()[-2], .cols = shape.end()[-1], .count = count};
 }
 
 stack_shape square_stack_of(const operand& a, const char* function)

@@ -39,7 +39,7 @@ stack_shape square_stack_of(const operand& a, const char* function);
 template <class T>
 matrix_stack<T> dense(const tensor<T>& a, const stack_shape& of)
 {
-    return {a.data.data(), of.rows, of.cols, of.rows * of.cols};
+    return {.first = a.data.data(), .rows = of.rows, .cols = of.cols, .step = of.rows * of.cols};
 }
 
 inline shape_list joined(shape_list lead, std::initializer_list<std::size_t> last)

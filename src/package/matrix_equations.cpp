@@ -66,7 +66,10 @@ PyObject* solutions(const right_sides& sides, const F& solution)
 
 stack_shape stack_of_sides(const right_sides& sides)
 {
-    return {sides.own, sides.rows, sides.cols, detail::element_count(sides.own)};
+    return {.lead = sides.own,
+            .rows = sides.rows,
+            .cols = sides.cols,
+            .count = detail::element_count(sides.own)};
 }
 
 // Calls solve(A, Q) for the two arguments of a Lyapunov equation.

@@ -44,11 +44,11 @@ struct axis_walk
 axis_walk walk_of(PyObject* axis_given, const shape_list& shape, std::size_t count, bool flat)
 {
     if (flat)
-        return {{1, count, 1}, {count}, 0, true};
+        return {.walk = {1, count, 1}, .shape = {count}, .axis = 0, .flat = true};
     const std::size_t axis = axis_given == nullptr && !shape.empty()
                                  ? shape.size() - 1
                                  : axis_parameter(axis_given, shape.size());
-    return {detail::walk_along(shape, axis), shape, axis, false};
+    return {.walk = detail::walk_along(shape, axis), .shape = shape, .axis = axis, .flat = false};
 }
 
 // The parameter `kind` is accepted for programs written for NumPy, and must be one of its names.

@@ -96,7 +96,7 @@ void multiply_stack(const stack_elements<T>& a, const stack_elements<T>& b, cons
     const stacked& right = b.of;
     const auto [m, n, k] = std::tuple(left.rows, right.cols, left.cols);
     if (left.lead == lead && right.lead == lead) {
-        detail::gemm_batch({count, m, n, k}, a.first, b.first, c);
+        detail::gemm_batch({.batches = count, .m = m, .n = n, .k = k}, a.first, b.first, c);
         return;
     }
     const std::vector<std::size_t> from_a = matrices_of(left, lead, count);

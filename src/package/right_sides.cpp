@@ -25,10 +25,14 @@ right_sides right_sides_of(const shape_list& lead, const shape_list& b, const ch
                       std::string(function) +
                           " takes right-hand sides of rank 1 and more, not a number");
     if (b.size() == 1)
-        return {{}, lead, b[0], 1, true};
+        return {.own = {}, .lead = lead, .rows = b[0], .cols = 1, .vectors = true};
     shape_list own(b.begin(), b.end() - 2);
     shape_list all = broadcast_lead(lead, own);
-    return {std::move(own), std::move(all), b.end()[-2], b.end()[-1], false};
+    return {.own = std::move(own),
+            .lead = std::move(all),
+            .rows = b.end()[-2],
+            .cols = b.end()[-1],
+            .vectors = false};
 }
 
 } // namespace numerical::package

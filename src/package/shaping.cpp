@@ -58,8 +58,7 @@ tensor<T> transposed_matrix(const tensor<T>& a)
     const std::size_t cols = a.shape[1];
     std::vector<T> data = detail::uninitialized<T>(a.data.size());
     if (!data.empty())
-        detail::transpose_into<T>({data.data(), cols, rows, rows},
-                                  {a.data.data(), rows, cols, cols});
+        detail::transpose_into<T>({data.data(), cols, rows}, {a.data.data(), rows, cols});
     return tensor<T>({cols, rows}, std::move(data));
 }
 

@@ -188,7 +188,7 @@ bool read_range(PyObject* key, std::size_t axis, std::size_t extent, axis_range&
     Py_ssize_t place = 0;
     if (!read_int(key, place))
         return false;
-    out = {position_on(place, axis, extent), 1, 1, false};
+    out = {.start = position_on(place, axis, extent), .step = 1, .count = 1, .kept = false};
     return true;
 }
 
@@ -207,7 +207,8 @@ bool read_ranges(PyObject* key, const shape_list& shape, detail::short_list<axis
         ranges.push_back(range);
     }
     for (std::size_t axis = given; axis < shape.size(); ++axis)
-        ranges.push_back({0, 1, static_cast<long>(shape[axis]), true});
+        ranges.push_back(
+            {.start = 0, .step = 1, .count = static_cast<long>(shape[axis]), .kept = true});
     return true;
 }
 

@@ -71,7 +71,7 @@ PyObject* changed_factor(const binding::signature<2>& signature,
                                             " elements, not shape " +
                                             detail::shape_text(v.shape()));
     const auto change = [&]<class T>(const tensor<T>& l, const tensor<T>& x) {
-        if (!is_all_finite<T>({x.data.data(), 1, of.rows, of.rows}))
+        if (!is_all_finite<T>({x.data.data(), 1, of.rows}))
             throw non_finite_error(name + ": the vector holds an infinite or NaN entry");
         std::vector<T> changed = detail::copy_of(l.data.data(), l.data.size());
         computed(l.data.size(), [&] {

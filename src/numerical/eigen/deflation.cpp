@@ -20,7 +20,7 @@ struct pole_pair
 pole_pair pair_of(const std::vector<double>& z, std::size_t prev, std::size_t i)
 {
     const double length = std::hypot(z[i], z[prev]);
-    return {prev, i, length, z[i] / length, -z[prev] / length};
+    return {.prev = prev, .i = i, .length = length, .c = z[i] / length, .s = -z[prev] / length};
 }
 
 double largest_entry(const std::vector<double>& values, double largest)
@@ -60,7 +60,7 @@ deflation deflate(std::vector<double>& d, std::vector<double>& z, double rho2,
             const pole_pair pair = pair_of(z, *prev, i);
             if (tolerance >= std::abs((d[i] - d[*prev]) * pair.c * pair.s)) {
                 rotate_poles(pair, d, z);
-                found.rotations.push_back({*prev, i, pair.c, pair.s});
+                found.rotations.push_back({.first = *prev, .second = i, .c = pair.c, .s = pair.s});
                 types[i] = types[*prev] = types[i] | types[*prev];
                 deflated.push_back(*prev);
             } else {

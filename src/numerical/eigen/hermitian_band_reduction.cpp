@@ -23,7 +23,7 @@ struct dense_block
     block_view<T> view;
 
     dense_block(std::size_t rows, std::size_t cols)
-        : elements(zeros<T>(rows * cols)), view{elements.data(), rows, cols, cols}
+        : elements(zeros<T>(rows * cols)), view{elements.data(), rows, cols}
     {
     }
 };
@@ -73,8 +73,8 @@ template <class T>
 dense_block<T> update_factor(block_view<const T> a, const reflector_block<T>& q)
 {
     const std::size_t count = q.count;
-    const block_view<const T> v{q.vectors.data(), q.rows, count, count};
-    const block_view<const T> factor{q.factor.data(), count, count, count};
+    const block_view<const T> v{q.vectors.data(), q.rows, count};
+    const block_view<const T> factor{q.factor.data(), count, count};
     const dense_block<T> along = hermitian_block_product(a, v);
     dense_block<T> w(q.rows, count);
     add_product<T>(along.view, factor, w.view);
@@ -133,7 +133,7 @@ void reduce_columns(block_view<T> a, std::size_t from, std::size_t to)
 
     const block_view<T> trailing = a.sub(to, a.rows, to, a.rows);
     const dense_block<T> w = update_factor<T>(trailing, q);
-    update_lower<T>(trailing, {q.vectors.data(), length, count, count}, w.view);
+    update_lower<T>(trailing, {q.vectors.data(), length, count}, w.view);
 }
 
 } // namespace
@@ -142,7 +142,7 @@ template <class T>
 hermitian_band<T> reduce_to_hermitian_band(std::vector<T> a, std::size_t n, std::size_t width)
 {
     hermitian_band<T> band(n, width);
-    const block_view<T> all{a.data(), n, n, n};
+    const block_view<T> all{a.data(), n, n};
     for (std::size_t from = 0; from + width < n; from += width)
         reduce_columns(all, from, from + width);
     for (std::size_t i = 0; i < n; ++i) {

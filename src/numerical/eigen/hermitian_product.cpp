@@ -152,7 +152,9 @@ void hermitian_product(const T* a, std::size_t lda, std::size_t len, const T* x,
     const auto multiply_block = [&](std::size_t b) {
         T* const sums = partials.data() + b * len;
         std::fill_n(sums, last_row(b), T(0));
-        add_rows(kernels, block_view<const T>{a, last_row(b), len, lda}, b * block_rows, x, sums);
+        add_rows(kernels,
+                 block_view<const T>{.first = a, .rows = last_row(b), .cols = len, .stride = lda},
+                 b * block_rows, x, sums);
     };
     parallel_for(blocks, work_of_block(len, path, a), multiply_block);
 

@@ -60,18 +60,27 @@ shifted_factors::shifted_factors(const std::vector<double>& d, const std::vector
         const double below_next = i + 2 < n ? e[i + 1] : 0.0;
         if (std::abs(below) > std::abs(pivot)) {
             const double factor = pivot / below;
-            rows[i] = {below, below_pivot, below_next, factor, true};
+            rows[i] = {.pivot = below,
+                       .next = below_pivot,
+                       .last = below_next,
+                       .factor = factor,
+                       .interchange = true};
             pivot = next - factor * below_pivot;
             next = -factor * below_next;
         } else {
             const double divisor = safe(pivot);
             const double factor = below / divisor;
-            rows[i] = {divisor, next, 0.0, factor, false};
+            rows[i] = {.pivot = divisor,
+                       .next = next,
+                       .last = 0.0,
+                       .factor = factor,
+                       .interchange = false};
             pivot = below_pivot - factor * next;
             next = below_next;
         }
     }
-    rows[n - 1] = {safe(pivot), 0.0, 0.0, 0.0, false};
+    rows[n - 1] = {
+        .pivot = safe(pivot), .next = 0.0, .last = 0.0, .factor = 0.0, .interchange = false};
 }
 
 void shifted_factors::solve(double* x) const

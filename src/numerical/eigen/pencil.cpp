@@ -76,8 +76,8 @@ definite_pencil<T>::definite_pencil(matrix<T> a, matrix<T> b, pencil_form of)
     scale_lower_by_power(b.data, n, -of_b);
     factor = cholesky_factor(std::move(b));
 
-    const block_view<const T> triangle{factor.data.data(), n, n, n};
-    const block_view<T> c{standard.data.data(), n, n, n};
+    const block_view<const T> triangle{factor.data.data(), n, n};
+    const block_view<T> c{standard.data.data(), n, n};
     if (form == pencil_form::a_and_b) {
         detail::divide_congruently(triangle, c);
         exponent = of_a - of_b;
@@ -98,9 +98,9 @@ void definite_pencil<T>::restore(matrix<T>& vectors) const
         return;
     }
     const matrix<T> upper = detail::adjoint(factor);
-    const block_view<T> x{vectors.data.data(), n, vectors.cols, vectors.cols};
+    const block_view<T> x{vectors.data.data(), n, vectors.cols};
     if (x.cols != 0)
-        detail::solve_upper<T>({upper.data.data(), n, n, n}, solve_block, x);
+        detail::solve_upper<T>({upper.data.data(), n, n}, solve_block, x);
 }
 
 template class definite_pencil<double>;

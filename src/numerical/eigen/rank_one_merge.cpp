@@ -54,8 +54,10 @@ rank_one_problem solve_active(const std::vector<double>& d, const std::vector<do
         element /= norm;
 
     std::vector<secular_root> roots(active.size());
-    const linear_poles poles{problem.d.data(), problem.z.data(), active.size(),
-                             rho2 * (norm * norm)};
+    const linear_poles poles{.d = problem.d.data(),
+                             .z = problem.z.data(),
+                             .count = active.size(),
+                             .weight = rho2 * (norm * norm)};
     solve_secular_equation(poles, roots.data());
     for (const auto& [origin, tau] : roots) {
         problem.origin.push_back(problem.d[origin]);
@@ -131,18 +133,21 @@ struct solved_merge
     rank_one_problem problem;
     std::vector<std::size_t> order;
 
-    column_merge columns() const { return {halves, partition, types, order}; }
+    column_merge columns() const
+    {
+        return {.groups = halves, .partition = partition, .types = types, .order = order};
+    }
 };
 
 solved_merge solve_merge(std::vector<double>& d, std::vector<double> z, double rho,
                          block_view<double> q, std::size_t k)
 {
     const std::size_t n = d.size();
-    solved_merge merge{std::vector<unsigned int>(n, bottom),
-                       {row_group{0, k, top}, row_group{k, n - k, bottom}},
-                       {},
-                       {},
-                       {}};
+    solved_merge merge{.types = std::vector<unsigned int>(n, bottom),
+                       .halves = {row_group{0, k, top}, row_group{k, n - k, bottom}},
+                       .partition = {},
+                       .problem = {},
+                       .order = {}};
     std::fill_n(merge.types.begin(), k, top);
     for (double& element : z)
         element /= std::numbers::sqrt2;
@@ -183,7 +188,7 @@ chosen_vectors merge_rank_one_choosing(std::vector<double>& d, std::vector<doubl
     const index_range made = new_columns_among(merge.columns(), wanted);
     chosen_vectors chosen{wanted, uninitialized<double>(d.size() * wanted.count())};
     merge_chosen_columns(q, merge.columns(), eigenvector_rows(merge.problem, made), wanted,
-                         {chosen.columns.data(), d.size(), wanted.count(), wanted.count()});
+                         {chosen.columns.data(), d.size(), wanted.count()});
     return chosen;
 }
 

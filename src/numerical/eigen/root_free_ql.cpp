@@ -99,7 +99,7 @@ void ql_values::count_sweeps(std::size_t sweeps)
 ql_sweep ql_values::started(double shift, std::size_t m) const
 {
     const double gamma = d[m] - shift;
-    return {shift, gamma, gamma * gamma, 1, 0};
+    return {.shift = shift, .gamma = gamma, .p = gamma * gamma, .cosine = 1, .sine = 0};
 }
 
 // The rows [to, from), upwards. Both quotients of a step are had from p and gamma before it, not
@@ -116,7 +116,7 @@ void ql_values::pass_rows(ql_sweep& sweep, std::size_t m, std::size_t from, std:
         const double entry = d[i] - at.shift;
         if (at.p < least_square) [[unlikely]] {
             d[i + 1] = at.gamma + d[i];
-            at = {at.shift, 0, at.cosine * square, 0, 1};
+            at = {.shift = at.shift, .gamma = 0, .p = at.cosine * square, .cosine = 0, .sine = 1};
             continue;
         }
         at.sine = square * reciprocal;

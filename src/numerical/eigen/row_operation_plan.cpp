@@ -50,8 +50,14 @@ row_operation_plan::chain row_operation_plan::chain_of(row_operation_span operat
 {
     const row_operation& head = operations[run.start];
     if (run.descending)
-        return {&head, run.count, -1, -static_cast<std::ptrdiff_t>(head.second)};
-    return {&head, run.count, 1, static_cast<std::ptrdiff_t>(head.first)};
+        return {.first = &head,
+                .length = run.count,
+                .step = -1,
+                .position = -static_cast<std::ptrdiff_t>(head.second)};
+    return {.first = &head,
+            .length = run.count,
+            .step = 1,
+            .position = static_cast<std::ptrdiff_t>(head.first)};
 }
 
 void row_operation_plan::add_chains(const chain* chains, std::size_t count)

@@ -153,7 +153,7 @@ void apply_row_operations(std::vector<T>& basis, std::size_t n, row_operation_sp
 {
     constexpr std::size_t parts = sizeof(T) / sizeof(double);
     auto* const columns = as_doubles(basis.data());
-    apply_to_slabs({columns, n, parts * n, parts * n}, parts, operations);
+    apply_to_slabs({columns, n, parts * n}, parts, operations);
 }
 
 void apply_row_operations(block_view<double> rows, row_operation_span operations)

@@ -149,7 +149,8 @@ secular_batch<Poles>::secular_batch(const Poles& problem, std::size_t first)
 {
     for (std::size_t l = 0; l < secular_lane_count; ++l) {
         const std::size_t j = std::min(first + l, poles.count - 1);
-        lanes[l] = {j, j, 0, 0, 0, false, {}};
+        lanes[l] = {
+            .j = j, .origin = j, .low = 0, .high = 0, .tau = 0, .converged = false, .at = {}};
     }
     bracket_roots();
 }
@@ -231,7 +232,7 @@ void secular_batch<Poles>::sum_terms()
     add_terms(poles.d, poles.z, 0, left, terms);
     for (std::size_t l = 0; l < secular_lane_count; ++l) {
         lane& one = lanes[l];
-        one.at = {terms.value[l], terms.slope[l], 0, 0};
+        one.at = {.psi = terms.value[l], .dpsi = terms.slope[l], .phi = 0, .dphi = 0};
         for (std::size_t i = left; i < right; ++i) {
             const double ratio = poles.z[i] / (poles.gap(i, one.origin) - one.tau);
             (i <= one.j ? one.at.psi : one.at.phi) += poles.z[i] * ratio;

@@ -69,7 +69,7 @@ public:
 private:
     block_view<T> dense(std::size_t place, std::size_t rows, std::size_t cols)
     {
-        return {store.data() + place * greatest * greatest, rows, cols, cols};
+        return {store.data() + place * greatest * greatest, rows, cols};
     }
 
     std::size_t greatest;
@@ -144,12 +144,13 @@ void divide_leaf(block_view<const T> l, block_view<T> a)
     const std::size_t n = a.rows;
     thread_scratch<T> store(2 * n * width);
     set_zero(store.data(), 2 * n * width);
-    const block_view<T> whole{store.data(), n, n, width};
-    const block_view<T> adjoint{store.data() + n * width, n, n, width};
+    const block_view<T> whole{.first = store.data(), .rows = n, .cols = n, .stride = width};
+    const block_view<T> adjoint{
+        .first = store.data() + n * width, .rows = n, .cols = n, .stride = width};
     mirror_into(whole, a, 1.0);
-    substitute_lower<T>(path, l, {whole.first, n, width, width});
+    substitute_lower<T>(path, l, {whole.first, n, width});
     adjoint_into(adjoint, whole);
-    substitute_lower<T>(path, l, {adjoint.first, n, width, width});
+    substitute_lower<T>(path, l, {adjoint.first, n, width});
     take_lower(a, adjoint);
 }
 
@@ -159,9 +160,9 @@ void multiply_leaf(block_view<const T> l, block_view<T> a)
 {
     const std::size_t n = a.rows;
     thread_scratch<T> store(3 * n * n);
-    const block_view<T> l_adjoint{store.data(), n, n, n};
-    const block_view<T> whole{store.data() + n * n, n, n, n};
-    const block_view<T> product{store.data() + 2 * n * n, n, n, n};
+    const block_view<T> l_adjoint{store.data(), n, n};
+    const block_view<T> whole{store.data() + n * n, n, n};
+    const block_view<T> product{store.data() + 2 * n * n, n, n};
     adjoint_into(l_adjoint, l);
     mirror_into(whole, a, 1.0);
     product_into(product, l_adjoint, whole);

@@ -56,7 +56,7 @@ private:
 template <class T>
 reducer<T>::reducer(std::vector<T>& matrix, std::size_t order, std::vector<std::vector<T>>& list,
                     std::vector<T>& subdiagonal)
-    : n(order), a{matrix.data(), order, order, order}, reflectors(list), sub(subdiagonal)
+    : n(order), a{matrix.data(), order, order}, reflectors(list), sub(subdiagonal)
 {
     const std::size_t width = std::min(panel_columns, n - 1);
     columns.resize(width * n);
@@ -141,8 +141,9 @@ void reducer<T>::update_trailing(std::size_t to, std::size_t count)
         }
     for (std::size_t r = 0; r < t; r += update_strip_rows) {
         const std::size_t end = std::min(r + update_strip_rows, t);
-        add_product<T>({left.data() + r * depth, end - r, depth, depth},
-                       {right.data(), depth, end, t}, a.sub(to + r, to + end, to, to + end));
+        add_product<T>({left.data() + r * depth, end - r, depth},
+                       {.first = right.data(), .rows = depth, .cols = end, .stride = t},
+                       a.sub(to + r, to + end, to, to + end));
     }
 }
 

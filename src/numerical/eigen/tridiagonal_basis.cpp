@@ -55,12 +55,14 @@ void start_basis(const reflector_block<T>& block, std::vector<T>& basis, std::si
             factor[j * count + i] = block.factor[i * count + j];
 
     std::vector<T> product(count * block.rows);
-    add_product<T>({factor.data(), count, count, count},
-                   {vectors.data(), count, block.rows, block.rows},
-                   {product.data(), count, block.rows, block.rows});
-    add_product<T>({minus_conjugated.data(), block.rows, count, count},
-                   {product.data(), count, block.rows, block.rows},
-                   {&basis[block.offset * n + block.offset], block.rows, block.rows, n});
+    add_product<T>({factor.data(), count, count}, {vectors.data(), count, block.rows},
+                   {product.data(), count, block.rows});
+    add_product<T>({minus_conjugated.data(), block.rows, count},
+                   {product.data(), count, block.rows},
+                   {.first = &basis[block.offset * n + block.offset],
+                    .rows = block.rows,
+                    .cols = block.rows,
+                    .stride = n});
 }
 
 } // namespace

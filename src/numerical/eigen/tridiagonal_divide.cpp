@@ -78,7 +78,7 @@ torn_matrix tear(double* d, const double* e, std::size_t n, block_view<double> z
         zv[j] = z(k - 1, j);
     for (std::size_t j = k; j < n; ++j)
         zv[j] = std::copysign(1.0, coupling) * z(k, j);
-    return {k, rho, std::vector<double>(d, d + n), std::move(zv)};
+    return {.k = k, .rho = rho, .values = std::vector<double>(d, d + n), .zv = std::move(zv)};
 }
 
 void tear_and_merge(double* d, const double* e, std::size_t n, block_view<double> z,
@@ -107,13 +107,13 @@ void transpose_in_place(block_view<double> z)
 // Columns of the real z as rows of T.
 std::vector<double> as_rows(std::vector<double> z, std::size_t n, const double*)
 {
-    transpose_in_place({z.data(), n, n, n});
+    transpose_in_place({z.data(), n, n});
     return z;
 }
 
 std::vector<complex> as_rows(std::vector<double> z, std::size_t n, const complex*)
 {
-    transpose_in_place({z.data(), n, n, n});
+    transpose_in_place({z.data(), n, n});
     auto rows = reserved<complex>(n * n);
     rows.insert(rows.end(), z.begin(), z.end());
     return rows;
@@ -150,7 +150,7 @@ chosen_vectors chosen_of_tridiagonal(std::vector<double>& d, const std::vector<d
     std::vector<double> scaled = times_power(d, -exponent);
     const std::vector<double> scaled_e = times_power(e, -exponent);
     std::vector<double> z = zeros<double>(n * n);
-    const block_view<double> basis{z.data(), n, n, n};
+    const block_view<double> basis{z.data(), n, n};
     merge_workspace workspace;
     auto [k, rho, values, zv] = tear(scaled.data(), scaled_e.data(), n, basis, workspace);
     chosen_vectors chosen = merge_rank_one_choosing(
@@ -165,7 +165,7 @@ std::vector<double> vectors_of_tridiagonal(std::vector<double>& d, const std::ve
 {
     std::vector<double> z = zeros<double>(n * n);
     merge_workspace workspace;
-    divide_block(d.data(), e.data(), n, {z.data(), n, n, n}, workspace);
+    divide_block(d.data(), e.data(), n, {z.data(), n, n}, workspace);
     return z;
 }
 
@@ -212,7 +212,7 @@ std::vector<T> columns_in_matrix_basis(const tridiagonal_reduction<T>& reduction
     to_matrix_basis(reduction, rows, n);
     const std::size_t count = rows.size() / n;
     std::vector<T> columns = uninitialized<T>(rows.size());
-    transpose_into<T>({columns.data(), n, count, count}, {rows.data(), count, n, n});
+    transpose_into<T>({columns.data(), n, count}, {rows.data(), count, n});
     return columns;
 }
 
@@ -229,7 +229,7 @@ chosen_columns<T> divide_and_conquer_choosing(std::vector<double>& d, std::vecto
     const auto [range, z] = chosen_of_tridiagonal(d, e, n, choice);
     const std::size_t count = range.count();
     std::vector<double> rows = uninitialized<double>(n * count);
-    transpose_into<double>({rows.data(), count, n, n}, {z.data(), n, count, count});
+    transpose_into<double>({rows.data(), count, n}, {z.data(), n, count});
     return {range, columns_in_matrix_basis(reduction, std::move(rows), n)};
 }
 

@@ -110,7 +110,8 @@ void ql_iteration::chase(std::size_t l, std::size_t m, const corner& next)
         c = turn.c;
         p = c * d[i] - s * g;
         d[i + 1] = h + s * (c * g + s * d[i]);
-        rotations.add({row_operation_kind::rotation, i, i + 1, c, -s});
+        rotations.add(
+            {.kind = row_operation_kind::rotation, .first = i, .second = i + 1, .c = c, .s = -s});
     }
     p = -s * s2 * c3 * next.el1 * e[l] / next.dl1;
     e[l] = s * p;

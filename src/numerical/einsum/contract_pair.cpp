@@ -137,8 +137,10 @@ std::optional<tensor<T>> contract_pair(const labelled<T>& a, const labelled<T>& 
 
     const output_groups groups = grouped(output, in_a, in_b);
     const auto& [batch, a_free, b_free] = groups;
-    const batch_sizes sizes{extent_product(batch, extents), extent_product(a_free, extents),
-                            extent_product(b_free, extents), extent_product(summed, extents)};
+    const batch_sizes sizes{.batches = extent_product(batch, extents),
+                            .m = extent_product(a_free, extents),
+                            .n = extent_product(b_free, extents),
+                            .k = extent_product(summed, extents)};
     if (summed.empty())
         return outer_product<T>(a, b, output, extents);
     const std::string canonical = batch + a_free + b_free;

@@ -91,7 +91,10 @@ subscripts parse_subscripts(const std::string& spec, const std::vector<const ten
     if (arrow == std::string::npos)
         throw einsum_error("einsum: spec must contain '->'");
 
-    subscripts parsed{split_inputs(text.substr(0, arrow)), text.substr(arrow + 2), {}, {}};
+    subscripts parsed{.inputs = split_inputs(text.substr(0, arrow)),
+                      .output = text.substr(arrow + 2),
+                      .summed = {},
+                      .extents = {}};
     if (operands.size() != parsed.inputs.size())
         throw einsum_error("einsum: number of operands does not match the spec");
     for (std::size_t i = 0; i < operands.size(); ++i)

@@ -39,8 +39,10 @@ struct row_place
 
     row_place after(std::size_t n) const
     {
-        return {form, form == row_form::right ? left : left + n,
-                form == row_form::left ? right : right + n, out + n};
+        return {.form = form,
+                .left = form == row_form::right ? left : left + n,
+                .right = form == row_form::left ? right : right + n,
+                .out = out + n};
     }
 };
 
@@ -59,7 +61,7 @@ tensor<T> by_rows(const rows_by_form<Row>& few, const rows_by_form<Row>& many, c
     return detail::broadcast_rows<T>(
         a, b, [&few, &many](row_form form, const T* x, const T* y, T* out, std::size_t n) {
             const rows_by_form<Row>& rows = n < 16 ? few : many;
-            const row_place<T> at{form, x, y, out};
+            const row_place<T> at{.form = form, .left = x, .right = y, .out = out};
             const std::size_t lead = detail::before_boundary(out, n);
             if (lead == 0) {
                 run(rows, at, n);
@@ -144,12 +146,12 @@ tensor<complex> by_operator(arithmetic_operation operation, const tensor<complex
                             const tensor<complex>& b)
 {
     if (operation == arithmetic_operation::divide || operation == arithmetic_operation::multiply)
-        return detail::broadcast_rows<complex>(a, b,
-                                               [operation](row_form form, const complex* x,
-                                                           const complex* y, complex* out,
-                                                           std::size_t n) {
-                                                   complex_row(operation, {form, x, y, out}, n);
-                                               });
+        return detail::broadcast_rows<complex>(
+            a, b,
+            [operation](row_form form, const complex* x, const complex* y, complex* out,
+                        std::size_t n) {
+                complex_row(operation, {.form = form, .left = x, .right = y, .out = out}, n);
+            });
     return by_rows(detail::arithmetic_in_force().complex[static_cast<int>(operation)], a, b);
 }
 
@@ -200,7 +202,9 @@ tensor<complex> mixed_arithmetic(arithmetic_operation operation, const tensor<T>
                 widened(left_moves ? x + first : x, left_moves ? count : 1, left);
             const complex* in_right =
                 widened(right_moves ? y + first : y, right_moves ? count : 1, right);
-            complex_row(operation, {form, in_left, in_right, out + first}, count);
+            complex_row(operation,
+                        {.form = form, .left = in_left, .right = in_right, .out = out + first},
+                        count);
         }
     };
     return detail::broadcast_rows<complex>(a, b, mixed_row);

@@ -94,13 +94,14 @@ constexpr auto complex_rows_of = rows_of<streamed<Stream, complex_loop<Operation
 
 template <class Stream, class Product>
 constexpr arithmetic_kernels arithmetic_with{
-    {real_rows_of<Stream, plus>, real_rows_of<Stream, minus>, real_rows_of<Stream, times>,
-     real_rows_of<Stream, over>},
-    {complex_rows_of<Stream, plus>, complex_rows_of<Stream, minus>},
-    products_of<Product>,
-    number_row_of<Stream>(negative_of),
-    number_row_of<Stream>(square_root_of),
-    number_row_of<Stream>(magnitude_of)};
+    .real = {real_rows_of<Stream, plus>, real_rows_of<Stream, minus>, real_rows_of<Stream, times>,
+             real_rows_of<Stream, over>},
+    .complex = {complex_rows_of<Stream, plus>, complex_rows_of<Stream, minus>},
+    .products = products_of<Product>,
+    .negatives = number_row_of<Stream>(negative_of),
+    .square_roots = number_row_of<Stream>(square_root_of),
+    .magnitudes = number_row_of<Stream>(magnitude_of),
+};
 
 } // namespace
 } // namespace numerical::detail

@@ -341,19 +341,22 @@ std::size_t places_of_booleans(const std::uint8_t* x, std::size_t n, std::ptrdif
 
 template <class Lanes>
 constexpr boolean_kernels boolean_kernels_with{
-    {test_numbers<Lanes, nan_predicate>, test_numbers<Lanes, infinite_predicate>,
-     test_numbers<Lanes, finite_predicate>, test_numbers<Lanes, true_predicate>,
-     test_numbers<Lanes, zero_predicate>, test_numbers<Lanes, sign_predicate>},
-    {comparison_rows<Lanes, less_predicate>, comparison_rows<Lanes, less_equal_predicate>,
-     comparison_rows<Lanes, equal_predicate>, comparison_rows<Lanes, not_equal_predicate>,
-     comparison_rows<Lanes, exchanged_predicate<less_predicate>>,
-     comparison_rows<Lanes, exchanged_predicate<less_equal_predicate>>},
-    {boolean_rows_of(both_of), boolean_rows_of(either_of), boolean_rows_of(one_of)},
-    booleans_of_mask<Lanes>,
-    numbers_of_booleans,
-    count_true,
-    count_true_of_columns,
-    places_of_booleans};
+    .predicates = {test_numbers<Lanes, nan_predicate>, test_numbers<Lanes, infinite_predicate>,
+                   test_numbers<Lanes, finite_predicate>, test_numbers<Lanes, true_predicate>,
+                   test_numbers<Lanes, zero_predicate>, test_numbers<Lanes, sign_predicate>},
+    .comparisons = {comparison_rows<Lanes, less_predicate>,
+                    comparison_rows<Lanes, less_equal_predicate>,
+                    comparison_rows<Lanes, equal_predicate>,
+                    comparison_rows<Lanes, not_equal_predicate>,
+                    comparison_rows<Lanes, exchanged_predicate<less_predicate>>,
+                    comparison_rows<Lanes, exchanged_predicate<less_equal_predicate>>},
+    .operations = {boolean_rows_of(both_of), boolean_rows_of(either_of), boolean_rows_of(one_of)},
+    .booleans_of_mask = booleans_of_mask<Lanes>,
+    .numbers = numbers_of_booleans,
+    .count_true = count_true,
+    .count_true_of_columns = count_true_of_columns,
+    .places_of_true = places_of_booleans,
+};
 
 } // namespace
 } // namespace numerical::detail

@@ -28,13 +28,15 @@ std::size_t true_of_run(const std::uint8_t* x, std::size_t n)
 void count_columns(const double* first, std::size_t rows, std::vector<double>& counts)
 {
     const std::size_t width = counts.size();
-    numbers_in_force().count_true_of_columns({first, rows, width, width}, counts.data());
+    numbers_in_force().count_true_of_columns(
+        {.first = first, .rows = rows, .stride = width, .width = width}, counts.data());
 }
 
 void count_columns(const std::uint8_t* first, std::size_t rows, std::vector<double>& counts)
 {
     const std::size_t width = counts.size();
-    booleans_in_force().count_true_of_columns({first, rows, width, width}, counts.data());
+    booleans_in_force().count_true_of_columns(
+        {.first = first, .rows = rows, .stride = width, .width = width}, counts.data());
 }
 
 // Blocks grow, as the result is mostly decided early: among random booleans within the first few.

@@ -267,25 +267,29 @@ constexpr column_places places_where(Loses)
 
 template <class Stream>
 constexpr number_kernels number_kernels_with{
-    {number_row_of<Stream>(floor_of), number_row_of<Stream>(ceil_of),
-     number_row_of<Stream>(trunc_of), number_row_of<Stream>(round_of),
-     number_row_of<Stream>(sign_of)},
-    {pair_rows_of<Stream>(maximum), pair_rows_of<Stream>(minimum), pair_rows_of<Stream>(copy_sign)},
-    {choose<Stream, 1, 0>, choose<Stream, 1, 1>, choose<Stream, 1, 2>, choose<Stream, 1, 3>,
-     choose<Stream, 1, 4>, choose<Stream, 1, 5>, choose<Stream, 1, 6>, choose<Stream, 1, 7>},
-    {choose<Stream, 2, 0>, choose<Stream, 2, 1>, choose<Stream, 2, 2>, choose<Stream, 2, 3>,
-     choose<Stream, 2, 4>, choose<Stream, 2, 5>, choose<Stream, 2, 6>, choose<Stream, 2, 7>},
-    clip<Stream>,
-    round_to_parts,
-    round_to_multiples,
-    count_true,
-    places_of_true<Stream>,
-    count_true_of_columns,
-    are_equal,
-    bounds_of,
-    place_of<Stream>,
-    places_where(at_least),
-    places_where(at_most)};
+    .of_one = {number_row_of<Stream>(floor_of), number_row_of<Stream>(ceil_of),
+               number_row_of<Stream>(trunc_of), number_row_of<Stream>(round_of),
+               number_row_of<Stream>(sign_of)},
+    .of_two = {pair_rows_of<Stream>(maximum), pair_rows_of<Stream>(minimum),
+               pair_rows_of<Stream>(copy_sign)},
+    .choices = {choose<Stream, 1, 0>, choose<Stream, 1, 1>, choose<Stream, 1, 2>,
+                choose<Stream, 1, 3>, choose<Stream, 1, 4>, choose<Stream, 1, 5>,
+                choose<Stream, 1, 6>, choose<Stream, 1, 7>},
+    .complex_choices = {choose<Stream, 2, 0>, choose<Stream, 2, 1>, choose<Stream, 2, 2>,
+                        choose<Stream, 2, 3>, choose<Stream, 2, 4>, choose<Stream, 2, 5>,
+                        choose<Stream, 2, 6>, choose<Stream, 2, 7>},
+    .clip = clip<Stream>,
+    .round_to_parts = round_to_parts,
+    .round_to_multiples = round_to_multiples,
+    .count_true = count_true,
+    .places_of_true = places_of_true<Stream>,
+    .count_true_of_columns = count_true_of_columns,
+    .are_equal = are_equal,
+    .bounds_of = bounds_of,
+    .place_of = place_of<Stream>,
+    .places_of_least = places_where(at_least),
+    .places_of_greatest = places_where(at_most),
+};
 
 } // namespace
 } // namespace numerical::detail

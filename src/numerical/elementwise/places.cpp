@@ -91,7 +91,10 @@ void extreme_places_of_columns(const double* data, const detail::walk_shape& wal
     for (std::size_t o = 0; o < walk.outer; ++o)
         for (std::size_t k = 0; k < walk.inner; k += width) {
             const std::size_t columns = std::min(width, walk.inner - k);
-            kernel({data + o * walk.extent * walk.inner + k, walk.extent, walk.inner, columns},
+            kernel({.first = data + o * walk.extent * walk.inner + k,
+                    .rows = walk.extent,
+                    .stride = walk.inner,
+                    .width = columns},
                    best.data(), places.data());
             std::transform(places.data(), places.data() + columns, to + o * walk.inner + k,
                            [](double place) { return static_cast<std::ptrdiff_t>(place); });

@@ -85,8 +85,11 @@ void column_sums(const row_block& block, double* sums, double* scratch)
     const std::size_t half = pairwise_half(block.rows);
     const auto [first, rows, stride, width] = block;
     double* right = scratch;
-    column_sums({first, half, stride, width}, sums, scratch + width);
-    column_sums({first + half * stride, rows - half, stride, width}, right, scratch + width);
+    column_sums({.first = first, .rows = half, .stride = stride, .width = width}, sums,
+                scratch + width);
+    column_sums(
+        {.first = first + half * stride, .rows = rows - half, .stride = stride, .width = width},
+        right, scratch + width);
     add_rows<1>(sums, right, 0, width);
 }
 
@@ -253,9 +256,13 @@ void of_columns(const row_block& block, double* extremes)
 }
 
 template <class Unit>
-constexpr reduction_kernels reduction_by{column_sums, contiguous<lesser, Unit>,
-                                         contiguous<greater, Unit>, of_columns<lesser, Unit>,
-                                         of_columns<greater, Unit>};
+constexpr reduction_kernels reduction_by{
+    .column_sums = column_sums,
+    .least = contiguous<lesser, Unit>,
+    .greatest = contiguous<greater, Unit>,
+    .least_of_columns = of_columns<lesser, Unit>,
+    .greatest_of_columns = of_columns<greater, Unit>,
+};
 
 } // namespace
 } // namespace numerical::detail

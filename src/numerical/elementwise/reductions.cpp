@@ -106,7 +106,10 @@ void sum_columns(const T* data, const walk_shape& walk, T* out)
         detail::uninitialized<double>(detail::column_sum_scratch(walk.extent, tile));
     for (std::size_t o = 0; o < walk.outer; ++o) {
         for (std::size_t k = 0; k < columns; k += tile)
-            kernels.column_sums({numbers + k, walk.extent, columns, std::min(tile, columns - k)},
+            kernels.column_sums({.first = numbers + k,
+                                 .rows = walk.extent,
+                                 .stride = columns,
+                                 .width = std::min(tile, columns - k)},
                                 sums + k, scratch.data());
         numbers += walk.extent * columns;
         sums += columns;
@@ -138,7 +141,8 @@ void extremes_of_columns(const double* data, const walk_shape& walk, double* out
     for (std::size_t o = 0; o < walk.outer; ++o) {
         for (std::size_t k = 0; k < walk.inner; k += tile) {
             const std::size_t width = std::min(tile, walk.inner - k);
-            kernel({data + k, walk.extent, walk.inner, width}, out + k);
+            kernel({.first = data + k, .rows = walk.extent, .stride = walk.inner, .width = width},
+                   out + k);
             std::replace_if(
                 out + k, out + k + width, [](double x) { return x != x; }, canonical_nan);
         }

@@ -72,7 +72,7 @@ void column_sums(const T* data, const walk_shape& walk, const T* centres, const 
     std::vector<double> squares = uninitialized<double>(extent * tile);
     for (std::size_t k = 0; k < inner; k += tile) {
         const std::size_t width = std::min(tile, inner - k);
-        square_block<T>({data + k, extent, width, inner},
+        square_block<T>({.first = data + k, .rows = extent, .cols = width, .stride = inner},
                         centres == nullptr ? nullptr : centres + k,
                         scales == nullptr ? nullptr : scales + k, squares.data());
         const std::vector<double> sums_of_tile =

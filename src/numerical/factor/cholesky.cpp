@@ -106,7 +106,7 @@ void cholesky_blocks<T>::factor_diagonal_block(std::size_t first, std::size_t la
 {
     const std::size_t width = last - first;
     const block_view<T> a11 = a.sub(first, last, first, last);
-    const block_view<T> by_columns{columns.data(), width, width, width};
+    const block_view<T> by_columns{columns.data(), width, width};
     transpose_into(by_columns, a11);
     T coefficients[greatest_block];
     for (std::size_t j = 0; j < width; ++j) {
@@ -139,8 +139,11 @@ void cholesky_blocks<T>::factor_rows_below(std::size_t first, std::size_t last)
         const std::size_t from = last + tile_rows * t;
         const std::size_t height = std::min(order - from, tile_rows);
         factor_tile(a.sub(from, from + height, first, last),
-                    {minus_l21.data() + tile_rows * t * width, height, width, width},
-                    {adjoint.data() + tile_stride * t * width, width, height, tile_stride});
+                    {minus_l21.data() + tile_rows * t * width, height, width},
+                    {.first = adjoint.data() + tile_stride * t * width,
+                     .rows = width,
+                     .cols = height,
+                     .stride = tile_stride});
     };
     parallel_for(tiles_below(last), width * width * tile_rows / 4, factor_one);
 }
@@ -151,7 +154,7 @@ void cholesky_blocks<T>::factor_tile(block_view<T> rows, block_view<T> minus_row
                                      block_view<T> tile)
 {
     transpose_into(tile, rows);
-    substitute_lower<T>(path, {l11.data(), tile.rows, tile.rows, tile.rows}, tile);
+    substitute_lower<T>(path, {l11.data(), tile.rows, tile.rows}, tile);
     transpose_into(rows, tile);
     for (std::size_t i = 0; i < rows.rows; ++i)
         negate_run(minus_rows.row(i), rows.row(i), rows.cols);
@@ -192,10 +195,13 @@ void cholesky_blocks<T>::update(std::size_t first, std::size_t last, const piece
     const std::size_t height = part.last_row - part.row;
     const std::size_t to = std::min(part.column + block, order);
     const std::size_t tile = (part.column - last) / tile_rows;
-    add_product<T>({minus_l21.data() + (part.row - last) * width, height, width, width},
-                   {adjoint.data() + tile * tile_stride * width + (part.column - last) % tile_rows,
-                    width, to - part.column, tile_stride},
-                   a.sub(part.row, part.last_row, part.column, to));
+    add_product<T>(
+        {minus_l21.data() + (part.row - last) * width, height, width},
+        {.first = adjoint.data() + tile * tile_stride * width + (part.column - last) % tile_rows,
+         .rows = width,
+         .cols = to - part.column,
+         .stride = tile_stride},
+        a.sub(part.row, part.last_row, part.column, to));
 }
 
 std::size_t block_width(std::size_t order)
@@ -228,7 +234,7 @@ cholesky_decomposition<T>::cholesky_decomposition(matrix<T>&& a)
         throw dimension_error("Cholesky decomposition requires a square matrix");
     detail::require_finite(a, "Cholesky decomposition");
     factors = std::move(a.data);
-    const detail::block_view<T> all{factors.data(), order, order, order};
+    const detail::block_view<T> all{factors.data(), order, order};
     detail::cholesky_blocks<T>(all, block).factorize();
     detail::clear_upper(all);
 }

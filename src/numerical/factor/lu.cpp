@@ -100,8 +100,10 @@ template <class T>
 void lu_blocks<T>::factorize_panel(std::size_t panel_first, std::size_t panel_last)
 {
     const std::size_t rows = a.rows - panel_first;
-    const block_view<T> columns{panel_store.data(), panel_last - panel_first, rows,
-                                panel_stride(rows)};
+    const block_view<T> columns{.first = panel_store.data(),
+                                .rows = panel_last - panel_first,
+                                .cols = rows,
+                                .stride = panel_stride(rows)};
     const block_view<T> in_place = a.sub(panel_first, a.rows, panel_first, panel_last);
     transpose_into(columns, in_place);
     lu_panel<T> panel(columns, panel_first, block, exchanges.data() + panel_first);
@@ -155,7 +157,7 @@ template <class T>
 void lu_blocks<T>::update(std::size_t start, std::size_t end, std::size_t from, std::size_t to)
 {
     const std::size_t width = end - start;
-    add_product({minus_l.data(), a.rows - end, width, width}, a.sub(start, end, from, to),
+    add_product({minus_l.data(), a.rows - end, width}, a.sub(start, end, from, to),
                 a.sub(end, a.rows, from, to));
 }
 
@@ -208,7 +210,7 @@ lu_decomposition<T>::lu_decomposition(matrix<T>&& a)
     detail::require_finite(a, "LU decomposition");
     factors = std::move(a.data);
 
-    const lu_pivots pivots = factorize_lu<T>({factors.data(), order, order, order});
+    const lu_pivots pivots = factorize_lu<T>({factors.data(), order, order});
     singular = pivots.singular;
     permutation.resize(order);
     std::iota(permutation.begin(), permutation.end(), std::size_t{0});

@@ -144,8 +144,8 @@ void lu_panel<T>::factorize_columns(std::size_t from, std::size_t to)
 
     solve_unit_lower(from, mid, to);
     const std::vector<T> minus_u01 = negated_copy(columns.sub(mid, to, from, mid));
-    add_product({minus_u01.data(), to - mid, mid - from, mid - from},
-                columns.sub(from, mid, mid, rows), columns.sub(mid, to, mid, rows));
+    add_product({minus_u01.data(), to - mid, mid - from}, columns.sub(from, mid, mid, rows),
+                columns.sub(mid, to, mid, rows));
 
     factorize_columns(mid, to);
 }

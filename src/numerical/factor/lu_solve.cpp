@@ -54,7 +54,7 @@ void forward_pass(block_view<const T> l, std::size_t block, block_view<T> x,
         if (end == l.rows)
             return;
         negate_into(minus_l, l.sub(end, l.rows, start, end));
-        add_product({minus_l.data(), l.rows - end, end - start, end - start}, solved,
+        add_product({minus_l.data(), l.rows - end, end - start}, solved,
                     x.sub(end, l.rows, 0, limit));
     }
 }
@@ -118,8 +118,8 @@ template <class T>
 void lu_decomposition<T>::solve_rows(std::vector<T>& rhs, std::size_t columns,
                                      unit_lower_rhs identity) const
 {
-    const detail::block_view<const T> lu{factors.data(), order, order, order};
-    const detail::block_view<T> x{rhs.data(), order, columns, columns};
+    const detail::block_view<const T> lu{factors.data(), order, order};
+    const detail::block_view<T> x{rhs.data(), order, columns};
     const int path = detail::gemm_path_current();
     if (std::is_same_v<T, double> && identity == unit_lower_rhs::no &&
         columns <= detail::few_columns && path != detail::portable_path) {
@@ -134,7 +134,7 @@ template <class T>
 std::vector<T> lu_decomposition<T>::solve_vector(const std::vector<T>& b) const
 {
     constexpr std::size_t group = std::is_same_v<T, double> ? 8 : 4;
-    const detail::block_view<const T> lu{factors.data(), order, order, order};
+    const detail::block_view<const T> lu{factors.data(), order, order};
     std::vector<T> y;
     y.reserve(order);
     for (const std::size_t row : permutation)

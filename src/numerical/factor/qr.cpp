@@ -143,7 +143,7 @@ reflector_block<T> qr_panels<T>::update_and_factorize(const reflector_block<T>& 
     const bool is_short = columns - next_to < least_long_update;
     if (is_short) // the other threads would wait for the panel: they take part in its update
         update_next();
-    const block_view<T> c{a.data() + block.offset * columns, block.rows, columns, columns};
+    const block_view<T> c{a.data() + block.offset * columns, block.rows, columns};
     const slabs_application<block_operator::adjoint, T> update(
         block, c.sub(0, c.rows, next_to, columns), slabs_per_thread);
     reflector_block<T> next;

@@ -25,7 +25,7 @@ void factor_panel(block_view<double> block, std::vector<double>* reflectors)
     const std::size_t height = block.rows;
     const std::size_t width = block.cols;
     std::vector<double> panel = uninitialized<double>(width * height);
-    const block_view<double> transposed{panel.data(), width, height, height};
+    const block_view<double> transposed{panel.data(), width, height};
     transpose_into(transposed, block);
 
     for (std::size_t j = 0; j < width; ++j) {
@@ -87,8 +87,7 @@ private:
 
 complex_panel::complex_panel(block_view<const complex> block)
     : columns(block.cols), memory(2 * block.rows * whole_units(block.cols), 2 * block.rows),
-      panel{reinterpret_cast<complex*>(memory.a), block.rows, whole_units(block.cols),
-            whole_units(block.cols)},
+      panel{reinterpret_cast<complex*>(memory.a), block.rows, whole_units(block.cols)},
       f_real(2 * panel.cols), f_imag(2 * panel.cols), sums(panel.cols)
 {
     for (std::size_t i = 0; i < block.rows; ++i) {
@@ -111,9 +110,17 @@ void complex_panel::run(std::size_t j, std::size_t count, const complex* u, cons
 {
     const std::size_t first = unit_of(j);
     const std::size_t next = j + 1 < columns ? j + 1 - first : 0;
-    run_rows({as_doubles(&panel(j, first)), panel.stride, panel.cols - first, count,
-              f_real.data() + 2 * first, f_imag.data() + 2 * first, as_doubles(u), as_doubles(v),
-              as_doubles(sums.data() + first), next, memory.b});
+    run_rows({.rows = as_doubles(&panel(j, first)),
+              .stride = panel.stride,
+              .width = panel.cols - first,
+              .count = count,
+              .f_real = f_real.data() + 2 * first,
+              .f_imag = f_imag.data() + 2 * first,
+              .u = as_doubles(u),
+              .v = as_doubles(v),
+              .sums = as_doubles(sums.data() + first),
+              .next_column = next,
+              .next = memory.b});
 }
 
 // The pass over runs of rows, whose sums are added by halves.
@@ -195,7 +202,9 @@ void factor_qr_panel(std::vector<T>& a, std::size_t rows, std::size_t columns,
                      std::vector<std::vector<T>>& reflectors, std::size_t from, std::size_t to)
 {
     T* const corner = a.data() + from * columns + from;
-    factor_panel(block_view<T>{corner, rows - from, to - from, columns}, reflectors.data() + from);
+    factor_panel(
+        block_view<T>{.first = corner, .rows = rows - from, .cols = to - from, .stride = columns},
+        reflectors.data() + from);
 }
 
 template void factor_qr_panel(std::vector<double>&, std::size_t, std::size_t,

@@ -87,7 +87,8 @@ void reflect_stretches(int path, complex* rows, std::size_t stride, std::size_t 
     for (std::size_t r0 = 0; r0 < count; r0 += rows_at_once) {
         const std::size_t height = std::min(rows_at_once, count - r0);
         complex* const group = rows + r0 * stride;
-        long_conjugate_dots(path, sums, v.data(), {group, height, v.size(), stride});
+        long_conjugate_dots(path, sums, v.data(),
+                            {.first = group, .rows = height, .cols = v.size(), .stride = stride});
         for (std::size_t r = 0; r < height; ++r)
             sums[r] *= complex(2);
         subtract_from_rows_on(path, group, stride, height, sums, v.data(), v.size());
@@ -154,8 +155,10 @@ void reflect_rows(std::vector<T>& a, std::size_t ld, const std::vector<T>& v, st
                   std::size_t first_column)
 {
     const std::size_t column_end = ld;
-    reflect_rows(block_view<T>{a.data() + first_row * ld + first_column, v.size(),
-                               column_end - first_column, ld},
+    reflect_rows(block_view<T>{.first = a.data() + first_row * ld + first_column,
+                               .rows = v.size(),
+                               .cols = column_end - first_column,
+                               .stride = ld},
                  v);
 }
 
@@ -172,8 +175,11 @@ void reflect_columns(std::vector<T>& a, std::size_t ld, const std::vector<T>& v,
                      std::size_t row_from, std::size_t row_to)
 {
     if (row_from < row_to)
-        reflect_columns(
-            block_view<T>{a.data() + row_from * ld + column, row_to - row_from, v.size(), ld}, v);
+        reflect_columns(block_view<T>{.first = a.data() + row_from * ld + column,
+                                      .rows = row_to - row_from,
+                                      .cols = v.size(),
+                                      .stride = ld},
+                        v);
 }
 
 template double rescale_tiny(std::vector<double>&);

@@ -78,7 +78,7 @@ std::vector<T> factor_of(const reflector_block<T>& block)
     if constexpr (form == block_operator::direct)
         return block.factor;
     else
-        return adjoint_copy<T>({block.factor.data(), block.count, block.count, block.count});
+        return adjoint_copy<T>({block.factor.data(), block.count, block.count});
 }
 
 // -F·W for a triangular F, the rows of W being `width` long. The sign is taken here, where it is
@@ -90,7 +90,7 @@ std::vector<T> minus_product(const std::vector<T>& f, const std::vector<T>& w, s
 {
     const int path = gemm_path_current();
     const std::size_t count = w.size() / width;
-    const block_view<const T> rows{w.data(), count, width, width};
+    const block_view<const T> rows{w.data(), count, width};
     std::vector<T> product = zeros<T>(w.size());
     for (std::size_t i = 0; i < count; ++i) {
         const T* const row = f.data() + i * count;
@@ -111,9 +111,9 @@ template <class T>
 void multiply_slab(block_view<const T> v, const std::vector<T>& f, block_view<T> c)
 {
     std::vector<T> w = zeros<T>(v.cols * c.cols);
-    add_reflector_dots<T>(v, c, {w.data(), v.cols, c.cols, c.cols});
+    add_reflector_dots<T>(v, c, {w.data(), v.cols, c.cols});
     const std::vector<T> minus_fw = minus_product(f, w, c.cols);
-    add_reflector_sums<T>(v, {minus_fw.data(), v.cols, c.cols, c.cols}, c);
+    add_reflector_sums<T>(v, {minus_fw.data(), v.cols, c.cols}, c);
 }
 
 // The same for C = [ I 0 ; 0 C11 ] or, without unit columns, [ 0 ; C11 ]. Over the unit columns VᴴC
@@ -123,7 +123,7 @@ void multiply_bordered_slab(block_view<const T> v, const std::vector<T>& f, bloc
                             std::size_t units)
 {
     std::vector<T> store = zeros<T>(v.cols * c.cols);
-    const block_view<T> w{store.data(), v.cols, c.cols, c.cols};
+    const block_view<T> w{store.data(), v.cols, c.cols};
     for (std::size_t i = 0; i < units; ++i)
         for (std::size_t j = i; j < units; ++j)
             w(i, j) = conjugate(v(j, i));
@@ -132,7 +132,7 @@ void multiply_bordered_slab(block_view<const T> v, const std::vector<T>& f, bloc
                          w.sub(0, w.rows, units, w.cols));
 
     const std::vector<T> minus_fw = minus_product(f, store, c.cols, units);
-    const block_view<const T> x{minus_fw.data(), v.cols, c.cols, c.cols};
+    const block_view<const T> x{minus_fw.data(), v.cols, c.cols};
     const std::size_t step = units % row_band == 0 ? row_band : units;
     for (std::size_t j = 0; j < units; j += step) {
         const std::size_t end = j + step;
@@ -164,9 +164,11 @@ std::size_t slab_partition::begin(std::size_t s) const
 template <block_operator form, class T>
 slabs_application<form, T>::slabs_application(const reflector_block<T>& block,
                                               block_view<T> columns, std::size_t slabs_per_thread)
-    : vectors{block.vectors.data(), block.rows, block.count, block.count},
-      factor(factor_of<form>(block)), c(columns),
-      slabs(slabs_of({c.cols, c.rows * sizeof(T), least_slab(block.count), slabs_per_thread}))
+    : vectors{block.vectors.data(), block.rows, block.count}, factor(factor_of<form>(block)),
+      c(columns), slabs(slabs_of({.width = c.cols,
+                                  .length = c.rows * sizeof(T),
+                                  .least = least_slab(block.count),
+                                  .per_thread = slabs_per_thread}))
 {
 }
 
@@ -189,8 +191,9 @@ void apply_reflector_block(const reflector_block<T>& block, std::vector<T>& targ
     if (column_from == column_to)
         return;
     T* const first = target.data() + block.offset * ld + column_from;
-    const slabs_application<form, T> slabs(block, {first, block.rows, column_to - column_from, ld},
-                                           1);
+    const slabs_application<form, T> slabs(
+        block, {.first = first, .rows = block.rows, .cols = column_to - column_from, .stride = ld},
+        1);
     parallel_for(slabs.count(), slabs.work(), [&](std::size_t s) { slabs.apply(s); });
 }
 
@@ -198,14 +201,15 @@ template <class T>
 void extend_basis(const reflector_block<T>& block, std::vector<T>& q, std::size_t ld)
 {
     const std::size_t count = block.count;
-    const block_view<const T> vectors{block.vectors.data(), block.rows, count, count};
+    const block_view<const T> vectors{block.vectors.data(), block.rows, count};
     T* const first = q.data() + block.offset * ld + block.offset;
     // The unit columns are all in the first slab.
     const slab_partition slabs =
         slabs_of({ld - block.offset, block.rows * sizeof(T), std::max(least_slab(count), count)});
     const auto extend_slab = [&](std::size_t s) {
         const std::size_t width = slabs.begin(s + 1) - slabs.begin(s);
-        const block_view<T> c{first + slabs.begin(s), block.rows, width, ld};
+        const block_view<T> c{
+            .first = first + slabs.begin(s), .rows = block.rows, .cols = width, .stride = ld};
         const std::size_t units = s == 0 ? count : 0;
         border(c, count, units);
         if (width == units ? count >= least_tile_side
@@ -224,11 +228,11 @@ void apply_transposed_reflector_block(const reflector_block<T>& block, std::vect
     if (row_from == row_to)
         return;
     const std::size_t count = block.count;
-    const block_view<const T> vectors{block.vectors.data(), block.rows, count, count};
+    const block_view<const T> vectors{block.vectors.data(), block.rows, count};
     std::vector<T> conjugated = copy_of(block.vectors.data(), block.vectors.size());
     conjugate_all(conjugated.data(), conjugated.size());
     std::vector<T> transposed = uninitialized<T>(block.vectors.size());
-    transpose_into<T>({transposed.data(), count, block.rows, block.rows}, vectors);
+    transpose_into<T>({transposed.data(), count, block.rows}, vectors);
     std::vector<T> minus_factor(count * count); // -Tᵀ
     for (std::size_t i = 0; i < count; ++i)
         for (std::size_t j = 0; j < count; ++j)
@@ -240,15 +244,14 @@ void apply_transposed_reflector_block(const reflector_block<T>& block, std::vect
     // Slab s: C += ((C·conj(V))·(-Tᵀ))·Vᵀ.
     const auto apply_to_slab = [&](std::size_t s) {
         const std::size_t height = slabs.begin(s + 1) - slabs.begin(s);
-        const block_view<T> c{first + slabs.begin(s) * ld, height, block.rows, ld};
+        const block_view<T> c{
+            .first = first + slabs.begin(s) * ld, .rows = height, .cols = block.rows, .stride = ld};
         std::vector<T> w = zeros<T>(height * count);
         std::vector<T> minus_wt = zeros<T>(height * count);
-        add_product<T>(c, {conjugated.data(), block.rows, count, count},
-                       {w.data(), height, count, count});
-        add_product<T>({w.data(), height, count, count}, {minus_factor.data(), count, count, count},
-                       {minus_wt.data(), height, count, count});
-        add_product<T>({minus_wt.data(), height, count, count},
-                       {transposed.data(), count, block.rows, block.rows}, c);
+        add_product<T>(c, {conjugated.data(), block.rows, count}, {w.data(), height, count});
+        add_product<T>({w.data(), height, count}, {minus_factor.data(), count, count},
+                       {minus_wt.data(), height, count});
+        add_product<T>({minus_wt.data(), height, count}, {transposed.data(), count, block.rows}, c);
     };
     parallel_for(slabs.count, slab_work(slabs, block.rows, count), apply_to_slab);
 }

@@ -94,14 +94,17 @@ reflector_block<T> gather_reflectors(const std::vector<std::vector<T>>& reflecto
 {
     const std::size_t count = to - from;
     const std::size_t height = rows - from;
-    reflector_block<T> block{from, height, count, uninitialized<T>(height * count),
-                             zeros<T>(count * count)};
-    const block_view<T> vectors{block.vectors.data(), height, count, count};
+    reflector_block<T> block{.offset = from,
+                             .rows = height,
+                             .count = count,
+                             .vectors = uninitialized<T>(height * count),
+                             .factor = zeros<T>(count * count)};
+    const block_view<T> vectors{block.vectors.data(), height, count};
     scatter(vectors, &reflectors[from]);
 
     std::vector<T> gram = zeros<T>(count * count); // VᴴV
-    add_upper_gram<T>(vectors, {gram.data(), count, count, count});
-    fill_factor<T>({block.factor.data(), count, count, count}, gram, &reflectors[from]);
+    add_upper_gram<T>(vectors, {gram.data(), count, count});
+    fill_factor<T>({block.factor.data(), count, count}, gram, &reflectors[from]);
     return block;
 }
 

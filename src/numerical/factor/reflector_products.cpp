@@ -47,7 +47,7 @@ void add_dots_from(std::size_t from, block_view<const T> v,
     add_dots_from<T>(from, v.sub(0, half, 0, v.cols), c.sub(0, half, 0, c.cols), w);
     std::vector<T> lower_sums = zeros<T>(w.rows * w.cols);
     add_dots_from<T>(0, v.sub(half, v.rows, 0, v.cols), c.sub(half, c.rows, 0, c.cols),
-                     {lower_sums.data(), w.rows, w.cols, w.cols});
+                     {lower_sums.data(), w.rows, w.cols});
     for (std::size_t i = 0; i < w.rows; ++i)
         for (std::size_t j = 0; j < w.cols; ++j)
             w(i, j) += lower_sums[i * w.cols + j];

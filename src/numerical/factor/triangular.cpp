@@ -116,7 +116,7 @@ template <class T>
 void invert_columns_aside(int path, block_view<const T> r, std::size_t first, block_view<T> x)
 {
     std::vector<T> store = zeros<T>(x.rows * x.cols);
-    const block_view<T> tile{store.data(), x.rows, x.cols, x.cols};
+    const block_view<T> tile{store.data(), x.rows, x.cols};
     invert_columns(path, r, first, tile);
     copy_block(tile, x);
 }
@@ -127,8 +127,8 @@ template <class T>
 std::vector<T> upper_inverse(const std::vector<T>& r, std::size_t n)
 {
     std::vector<T> inverse = zeros<T>(n * n);
-    const block_view<const T> upper{r.data(), n, n, n};
-    const block_view<T> x{inverse.data(), n, n, n};
+    const block_view<const T> upper{r.data(), n, n};
+    const block_view<T> x{inverse.data(), n, n};
     const int path = gemm_path_current();
     const auto invert =
         stride_crowds_cache_sets<T>(n) ? invert_columns_aside<T> : invert_columns<T>;

@@ -63,7 +63,7 @@ void on_well_strided(block_view<T> tile, const F& body)
         return;
     }
     thread_scratch<T> store(triangular_tile * triangular_tile);
-    const block_view<T> copy{store.data(), tile.rows, tile.cols, tile.cols};
+    const block_view<T> copy{store.data(), tile.rows, tile.cols};
     copy_block(tile, copy);
     body(copy);
     copy_block(copy, tile);

@@ -16,10 +16,10 @@ void subtract_solved(std::vector<T>& negative, block_view<const T> a, block_view
 {
     if (solved.cols < a.rows) {
         negate_into<T>(negative, solved);
-        add_product<T>(a, {negative.data(), solved.rows, solved.cols, solved.cols}, x);
+        add_product<T>(a, {negative.data(), solved.rows, solved.cols}, x);
     } else {
         negate_into<T>(negative, a);
-        add_product<T>({negative.data(), a.rows, a.cols, a.cols}, solved, x);
+        add_product<T>({negative.data(), a.rows, a.cols}, solved, x);
     }
 }
 

@@ -14,7 +14,8 @@ namespace {
 template <class T>
 void multiply_copy(product_operands<T> p, void (*multiply)(const product_operands<T>&))
 {
-    const std::vector<T> adjoint = adjoint_copy<T>({p.a, p.k, p.m, p.lda});
+    const std::vector<T> adjoint =
+        adjoint_copy<T>({.first = p.a, .rows = p.k, .cols = p.m, .stride = p.lda});
     p.a = adjoint.data();
     p.lda = p.k;
     multiply(p);
@@ -28,10 +29,12 @@ void gemm_adjoint(std::size_t m, std::size_t n, std::size_t k, const double* a, 
 {
     const int path = gemm_path_current();
     if (path == portable_path || !summed_by_tiles(m, n, k))
-        return multiply_copy<double>({m, n, k, a, lda, b, ldb, c, ldc}, any_product<double>);
+        return multiply_copy<double>(
+            {.m = m, .n = n, .k = k, .a = a, .lda = lda, .b = b, .ldb = ldb, .c = c, .ldc = ldc},
+            any_product<double>);
     const auto by_tiles = path == avx512_path ? gemm_adjoint_tiles<avx512_adjoint_kernel, double>
                                               : gemm_adjoint_tiles<avx2_adjoint_kernel, double>;
-    by_tiles({m, n, k, a, lda, b, ldb, c, ldc});
+    by_tiles({.m = m, .n = n, .k = k, .a = a, .lda = lda, .b = b, .ldb = ldb, .c = c, .ldc = ldc});
 }
 
 template <>
@@ -40,7 +43,9 @@ void gemm_adjoint(std::size_t m, std::size_t n, std::size_t k, const complex* a,
 {
     const int path = gemm_path_current();
     if (path == portable_path || !summed_by_tiles(m, n, k))
-        return multiply_copy<complex>({m, n, k, a, lda, b, ldb, c, ldc}, any_product<complex>);
+        return multiply_copy<complex>(
+            {.m = m, .n = n, .k = k, .a = a, .lda = lda, .b = b, .ldb = ldb, .c = c, .ldc = ldc},
+            any_product<complex>);
     const auto by_tiles = path == avx512_path
                               ? gemm_adjoint_tiles<avx512_complex_adjoint_kernel, double>
                               : gemm_adjoint_tiles<avx2_complex_adjoint_kernel, double>;
@@ -51,10 +56,25 @@ void gemm_adjoint(std::size_t m, std::size_t n, std::size_t k, const complex* a,
             const complex* const a_block = a + p * lda;
             const complex* const b_block = b + p * ldb + j;
             if (summed_by_tiles(m, 2 * cols, 2 * depth))
-                by_tiles({m, 2 * cols, depth, as_doubles(a_block), 2 * lda, as_doubles(b_block),
-                          2 * ldb, as_doubles(c + j), 2 * ldc});
+                by_tiles({.m = m,
+                          .n = 2 * cols,
+                          .k = depth,
+                          .a = as_doubles(a_block),
+                          .lda = 2 * lda,
+                          .b = as_doubles(b_block),
+                          .ldb = 2 * ldb,
+                          .c = as_doubles(c + j),
+                          .ldc = 2 * ldc});
             else
-                multiply_copy<complex>({m, cols, depth, a_block, lda, b_block, ldb, c + j, ldc},
+                multiply_copy<complex>({.m = m,
+                                        .n = cols,
+                                        .k = depth,
+                                        .a = a_block,
+                                        .lda = lda,
+                                        .b = b_block,
+                                        .ldb = ldb,
+                                        .c = c + j,
+                                        .ldc = ldc},
                                        gemm_split);
         }
     }

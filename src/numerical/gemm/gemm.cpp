@@ -64,21 +64,41 @@ template <class T>
 void gemm(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
           std::size_t ldb, T* c, std::size_t ldc)
 {
-    any_product<T>({m, n, k, a, lda, b, ldb, c, ldc});
+    any_product<T>(
+        {.m = m, .n = n, .k = k, .a = a, .lda = lda, .b = b, .ldb = ldb, .c = c, .ldc = ldc});
 }
 
 template <class T>
 void gemm_new(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
               std::size_t ldb, T* c, std::size_t ldc)
 {
-    any_product<T>({m, n, k, a, lda, b, ldb, c, ldc, into_c::store});
+    any_product<T>({.m = m,
+                    .n = n,
+                    .k = k,
+                    .a = a,
+                    .lda = lda,
+                    .b = b,
+                    .ldb = ldb,
+                    .c = c,
+                    .ldc = ldc,
+                    .into = into_c::store});
 }
 
 void gemm_new_by_columns(std::size_t m, std::size_t n, std::size_t k, const double* a,
                          std::size_t lda, const double* b, std::size_t ldb, double* c,
                          std::size_t ldc)
 {
-    by_tiles({m, n, k, a, lda, b, ldb, c, ldc, into_c::store, order_of_b::by_columns});
+    by_tiles({.m = m,
+              .n = n,
+              .k = k,
+              .a = a,
+              .lda = lda,
+              .b = b,
+              .ldb = ldb,
+              .c = c,
+              .ldc = ldc,
+              .into = into_c::store,
+              .b_order = order_of_b::by_columns});
 }
 
 namespace {
@@ -100,7 +120,16 @@ void multiply_batch(const batch_sizes& sizes, const batch_steps& steps, const T*
                     const Place& place)
 {
     const auto [batches, m, n, k] = sizes;
-    const product_operands<T> first{m, n, k, a, k, b, n, nullptr, n, into_c::store};
+    const product_operands<T> first{.m = m,
+                                    .n = n,
+                                    .k = k,
+                                    .a = a,
+                                    .lda = k,
+                                    .b = b,
+                                    .ldb = n,
+                                    .c = nullptr,
+                                    .ldc = n,
+                                    .into = into_c::store};
     const bool with_vector = is_vector_product(first);
     if constexpr (std::is_same_v<T, double>)
         if (summed_by_tiles(m, n, k) && !with_vector)
@@ -143,7 +172,7 @@ void gemm_batch_transposed(const batch_sizes& sizes, const T* a, const T* b, T* 
                        thread_scratch<T> product(m * n);
                        T* const transposed = c + i * m * n;
                        multiply(product.data(), transposed);
-                       transpose_into<T>({transposed, n, m, m}, {product.data(), m, n, n});
+                       transpose_into<T>({transposed, n, m}, {product.data(), m, n});
                    });
 }
 

@@ -107,9 +107,9 @@ void product_block<Kernel, T>::pack(const packing_storage<T>& panels)
     };
     parallel_for(groups_of_b + parts_of_a, depth * tile_of::pack_work, pack_part);
     if (!a.in_place)
-        a = {panels.a, Kernel::parts * depth, mr, false};
+        a = {.first = panels.a, .step = Kernel::parts * depth, .stride = mr, .in_place = false};
     if (!b.in_place)
-        b = {panels.b, depth, nr, false};
+        b = {.first = panels.b, .step = depth, .stride = nr, .in_place = false};
 }
 
 // Rows of C for a tile task, so that each thread gets about four tasks.

@@ -15,8 +15,16 @@ namespace {
 // The operands as doubles, but for k.
 product_operands<double> in_parts(const product_operands<complex>& p)
 {
-    return {p.m,       2 * p.n,         p.k,       as_doubles(p.a), 2 * p.lda, as_doubles(p.b),
-            2 * p.ldb, as_doubles(p.c), 2 * p.ldc, p.into};
+    return {.m = p.m,
+            .n = 2 * p.n,
+            .k = p.k,
+            .a = as_doubles(p.a),
+            .lda = 2 * p.lda,
+            .b = as_doubles(p.b),
+            .ldb = 2 * p.ldb,
+            .c = as_doubles(p.c),
+            .ldc = 2 * p.ldc,
+            .into = p.into};
 }
 
 // A block too small for tiles: the products one by one, over [Re A | Im A] and B above iB.

@@ -59,15 +59,25 @@ template <class T>
 void gemm_rows(std::size_t m, std::size_t n, std::size_t k, const T* a, std::size_t lda, const T* b,
                std::size_t ldb, T* c, std::size_t ldc)
 {
-    multiply_rows<T>({m, n, k, a, lda, b, ldb, c, ldc});
+    multiply_rows<T>(
+        {.m = m, .n = n, .k = k, .a = a, .lda = lda, .b = b, .ldb = ldb, .c = c, .ldc = ldc});
 }
 
 template <class T>
 void subtract_unfused(int path, T* out, const T* coeffs, const T* rows, std::size_t row_stride,
                       std::size_t terms, std::size_t n)
 {
-    multiply_unfused<T>(
-        path, {1, n, terms, coeffs, terms, 1, rows, row_stride, out, n, unfused_update::subtract});
+    multiply_unfused<T>(path, {.rows = 1,
+                               .cols = n,
+                               .depth = terms,
+                               .a = coeffs,
+                               .a_row = terms,
+                               .a_step = 1,
+                               .b = rows,
+                               .ldb = row_stride,
+                               .c = out,
+                               .ldc = n,
+                               .update = unfused_update::subtract});
 }
 
 namespace {
@@ -126,7 +136,10 @@ void packed_unfused_product<T, form>::pack_rows(std::size_t from, std::size_t to
         rows = uninitialized<T>(height * depth);
     for (std::size_t i = from; i < to; i += panel_rows) {
         const std::size_t end = std::min(i + panel_rows, to);
-        transpose_into<T>({rows.data() + (i - from) * depth, depth, end - i, panel_rows},
+        transpose_into<T>({.first = rows.data() + (i - from) * depth,
+                           .rows = depth,
+                           .cols = end - i,
+                           .stride = panel_rows},
                           a.sub(i, end, p0, p0 + depth));
     }
 }
@@ -137,7 +150,8 @@ void packed_unfused_product<T, form>::pack_columns(std::size_t from, std::size_t
                                                    std::size_t depth)
 {
     columns.resize(depth * panel_columns<T>);
-    const block_view<T> panel{columns.data(), depth, to - from, panel_columns<T>};
+    const block_view<T> panel{
+        .first = columns.data(), .rows = depth, .cols = to - from, .stride = panel_columns<T>};
     if constexpr (form == right_form::adjoint) {
         transpose_into<T>(panel, b.sub(from, to, p0, p0 + depth));
         for (T& element : columns)
@@ -159,10 +173,17 @@ void packed_unfused_product<T, form>::add_block(std::size_t from, std::size_t to
         const std::size_t right = std::min(j + panel_columns<T>, c.cols);
         pack_columns(j, right, p0, depth);
         for (std::size_t i = from; i < to; i += panel_rows)
-            multiply_unfused<T>(path,
-                                {std::min(panel_rows, to - i), right - j, depth,
-                                 rows.data() + (i - from) * depth, 1, panel_rows, columns.data(),
-                                 panel_columns<T>, &c(i, j), c.stride, update});
+            multiply_unfused<T>(path, {.rows = std::min(panel_rows, to - i),
+                                       .cols = right - j,
+                                       .depth = depth,
+                                       .a = rows.data() + (i - from) * depth,
+                                       .a_row = 1,
+                                       .a_step = panel_rows,
+                                       .b = columns.data(),
+                                       .ldb = panel_columns<T>,
+                                       .c = &c(i, j),
+                                       .ldc = c.stride,
+                                       .update = update});
     }
 }
 
@@ -172,7 +193,7 @@ std::vector<T> product_of(block_view<const T> a, block_view<const T> b, std::siz
     if (a.cols == 0)
         return zeros<T>(a.rows * n);
     std::vector<T> product = uninitialized<T>(a.rows * n);
-    packed_unfused_product<T, form>(a, b, {product.data(), a.rows, n, n}).run();
+    packed_unfused_product<T, form>(a, b, {product.data(), a.rows, n}).run();
     return product;
 }
 

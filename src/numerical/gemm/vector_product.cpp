@@ -100,9 +100,14 @@ void multiply_task(const rows_times_vector<complex>& p, std::size_t block_depth)
             p.y[r * p.step] = 0;
     thread_scratch<double> aside(rows_put_aside * std::min(p.depth, block_depth));
     for (std::size_t l = 0; l < p.depth; l += block_depth)
-        avx2_add_complex_rows_times_vector({p.rows, std::min(p.depth - l, block_depth),
-                                            as_doubles(p.a + l), 2 * p.lda, as_doubles(p.x + l),
-                                            as_doubles(p.y), 2 * p.step, aside.data()});
+        avx2_add_complex_rows_times_vector({.rows = p.rows,
+                                            .depth = std::min(p.depth - l, block_depth),
+                                            .a = as_doubles(p.a + l),
+                                            .lda = 2 * p.lda,
+                                            .x = as_doubles(p.x + l),
+                                            .y = as_doubles(p.y),
+                                            .step = 2 * p.step,
+                                            .aside = aside.data()});
 }
 
 // Each index writes the results of its own rows. The kernel begins and ends with half a group at
@@ -151,7 +156,8 @@ constexpr std::size_t near_columns = 2048;
 // c[j] += sum of x[l]·B[l, j] for some columns.
 void add_columns(const product_operands<double>& p)
 {
-    avx2_add_scaled_rows({p.n, p.k, p.a, 1, p.b, p.ldb, p.c});
+    avx2_add_scaled_rows(
+        {.cols = p.n, .depth = p.k, .x = p.a, .step = 1, .b = p.b, .ldb = p.ldb, .c = p.c});
 }
 
 void add_columns(const product_operands<complex>& p, std::size_t block_depth)
@@ -159,8 +165,13 @@ void add_columns(const product_operands<complex>& p, std::size_t block_depth)
     auto* const c = as_doubles(p.c);
     for (std::size_t l = 0; l < p.k; l += block_depth) {
         const std::size_t depth = std::min(p.k - l, block_depth);
-        scaled_rows rows{2 * p.n,   depth, as_doubles(p.a + l), 2, as_doubles(p.b + l * p.ldb),
-                         2 * p.ldb, c};
+        scaled_rows rows{.cols = 2 * p.n,
+                         .depth = depth,
+                         .x = as_doubles(p.a + l),
+                         .step = 2,
+                         .b = as_doubles(p.b + l * p.ldb),
+                         .ldb = 2 * p.ldb,
+                         .c = c};
         avx2_add_scaled_rows(rows);
         const bool is_last = l + depth == p.k;
         rows.x += 1;
@@ -199,9 +210,23 @@ void multiply_vector(const product_operands<double>& p)
     const bool by_columns = p.b_order == order_of_b::by_columns;
     if (p.n == 1) {
         const dense_vector<double> x(p.b, by_columns ? 1 : p.ldb, p.k);
-        multiply_rows_by_vector({p.m, p.k, p.a, p.lda, x.data(), p.c, p.ldc, p.into});
+        multiply_rows_by_vector({.rows = p.m,
+                                 .depth = p.k,
+                                 .a = p.a,
+                                 .lda = p.lda,
+                                 .x = x.data(),
+                                 .y = p.c,
+                                 .step = p.ldc,
+                                 .into = p.into});
     } else if (by_columns) {
-        multiply_rows_by_vector({p.n, p.k, p.b, p.ldb, p.a, p.c, 1, p.into});
+        multiply_rows_by_vector({.rows = p.n,
+                                 .depth = p.k,
+                                 .a = p.b,
+                                 .lda = p.ldb,
+                                 .x = p.a,
+                                 .y = p.c,
+                                 .step = 1,
+                                 .into = p.into});
     } else {
         multiply_vector_by_rows(p, near_columns, [](const auto& some) { add_columns(some); });
     }
@@ -213,7 +238,14 @@ void multiply_vector(const product_operands<complex>& p, std::size_t block_depth
     constexpr std::size_t most_columns = 128;
     if (p.n == 1) {
         const dense_vector<complex> x(p.b, p.ldb, p.k);
-        return multiply_rows_by_vector({p.m, p.k, p.a, p.lda, x.data(), p.c, p.ldc, p.into},
+        return multiply_rows_by_vector({.rows = p.m,
+                                        .depth = p.k,
+                                        .a = p.a,
+                                        .lda = p.lda,
+                                        .x = x.data(),
+                                        .y = p.c,
+                                        .step = p.ldc,
+                                        .into = p.into},
                                        block_depth);
     }
     multiply_vector_by_rows(p, most_columns,

@@ -94,7 +94,7 @@ template <class T>
 bool inverse_scaling<T>::take_root()
 {
     ++roots;
-    return detail::root_of_triangle<T>({t.data(), n, n, n});
+    return detail::root_of_triangle<T>({t.data(), n, n});
 }
 
 template <class T>
@@ -181,8 +181,8 @@ std::vector<T> inverse_scaling<T>::approximant(int degree) const
         for (std::size_t k = 0; k < n; ++k)
             denominator[k * n + k] += 1.0;
         std::vector<T> part = x;
-        detail::solve_upper<T>({denominator.data(), n, n, n}, detail::triangular_tile,
-                               {part.data(), n, n, n});
+        detail::solve_upper<T>({denominator.data(), n, n}, detail::triangular_tile,
+                               {part.data(), n, n});
         for (std::size_t k = 0; k < n * n; ++k)
             sum[k] += at.weight * part[k];
     }

@@ -62,8 +62,8 @@ void solve_triangular(const matrix<T>& r, const matrix<T>& s, matrix<T>& f, cons
 {
     const std::size_t m = r.rows;
     const std::size_t n = s.rows;
-    if (!detail::solve_triangular<E, T>({r.data.data(), m, m, m}, {s.data.data(), n, n, n},
-                                        {f.data.data(), m, n, n}, least_pivot<E>(r, s)))
+    if (!detail::solve_triangular<E, T>({r.data.data(), m, m}, {s.data.data(), n, n},
+                                        {f.data.data(), m, n}, least_pivot<E>(r, s)))
         throw singular_matrix_error(failure);
 }
 
@@ -83,7 +83,7 @@ matrix<T> solve_lyapunov(matrix<T> a, const matrix<T>& q, const char* failure)
 {
     const std::size_t n = a.rows;
     const schur_factors<T> schur = schur_form(std::move(a), schur_vectors::compute);
-    const matrix<T> s(n, n, detail::reversed_adjoint<T>({schur.t.data.data(), n, n, n}));
+    const matrix<T> s(n, n, detail::reversed_adjoint<T>({schur.t.data.data(), n, n}));
     const matrix<T> v = reversed_columns(schur.q);
     matrix<T> y = adjoint(schur.q) * (q * v);
     solve_triangular<E>(schur.t, s, y, failure);

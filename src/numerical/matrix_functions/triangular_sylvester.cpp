@@ -114,7 +114,7 @@ bool solve_leaf(block_view<const T> r, block_view<const T> s, block_view<T> f, d
     constexpr bool multiplied = E == matrix_equation::stein;
     // The form in which solved rows enter the rows above: Y, or Y·S in the Stein equation.
     thread_scratch<T> store(multiplied ? f.rows * f.cols : 0);
-    const block_view<T> seen = multiplied ? block_view<T>{store.data(), f.rows, f.cols, f.cols} : f;
+    const block_view<T> seen = multiplied ? block_view<T>{store.data(), f.rows, f.cols} : f;
     for (std::size_t end = f.rows; end > 0;) {
         const std::size_t p = end >= 2 && r(end - 1, end - 2) != T(0) ? 2 : 1;
         const std::size_t i = end - p;
@@ -123,7 +123,7 @@ bool solve_leaf(block_view<const T> r, block_view<const T> s, block_view<T> f, d
                 subtract_products_on(path, f.row(row), &r(row, end), seen.row(end), seen.stride,
                                      f.rows - end, f.cols);
         for (std::size_t j = 0; j < f.cols;) {
-            const block_place at{i, p, j, block_order<T>(s, j)};
+            const block_place at{.i = i, .p = p, .j = j, .q = block_order<T>(s, j)};
             if (!solve_block<E, T>(r, s, f, at, least))
                 return false;
             take_out<E, T>(path, r, s, f, at);
@@ -144,7 +144,7 @@ std::vector<T> negated_product(block_view<const T> a, block_view<const T> b)
     std::vector<T> product = uninitialized<T>(a.rows * b.cols);
     gemm_new<T>(a.rows, b.cols, a.cols, a.first, a.stride, b.first, b.stride, product.data(),
                 b.cols);
-    negate_into(product, {product.data(), a.rows, b.cols, b.cols});
+    negate_into(product, {product.data(), a.rows, b.cols});
     return product;
 }
 
@@ -160,7 +160,7 @@ bool solve_by_rows(block_view<const T> r, block_view<const T> s, block_view<T> f
     const std::vector<T> minus =
         E == matrix_equation::stein ? negated_product<T>(y2, s) : negated_copy(y2);
     const block_view<T> f1 = f.sub(0, mid, 0, n);
-    add_product<T>(r.sub(0, mid, mid, m), {minus.data(), m - mid, n, n}, f1);
+    add_product<T>(r.sub(0, mid, mid, m), {minus.data(), m - mid, n}, f1);
     return solve_triangular<E, T>(r.sub(0, mid, 0, mid), s, f1, least);
 }
 
@@ -176,7 +176,7 @@ bool solve_by_columns(block_view<const T> r, block_view<const T> s, block_view<T
     const std::vector<T> minus =
         E == matrix_equation::stein ? negated_product<T>(r, y1) : negated_copy(y1);
     const block_view<T> f2 = f.sub(0, m, mid, n);
-    add_product<T>({minus.data(), m, mid, mid}, s.sub(0, mid, mid, n), f2);
+    add_product<T>({minus.data(), m, mid}, s.sub(0, mid, mid, n), f2);
     return solve_triangular<E, T>(r, s.sub(mid, n, mid, n), f2, least);
 }
 

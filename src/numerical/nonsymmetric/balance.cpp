@@ -214,11 +214,11 @@ template <class T>
 balance balance_matrix(matrix<T>& a, balancing how)
 {
     const std::size_t n = a.rows;
-    balance b{0, n, std::vector<std::size_t>(n), {}};
-    isolation<T>({a.data.data(), n, n, n}, b).run();
+    balance b{.from = 0, .to = n, .order = std::vector<std::size_t>(n), .scale = {}};
+    isolation<T>({a.data.data(), n, n}, b).run();
     permute(a, b.order);
     if (how == balancing::permute_and_scale)
-        equilibration<T>({a.data.data(), n, n, n}, b).run();
+        equilibration<T>({a.data.data(), n, n}, b).run();
     return b;
 }
 

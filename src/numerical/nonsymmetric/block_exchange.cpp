@@ -100,8 +100,10 @@ void apply(const exchange_reflectors& reflectors, const schur_views<double>& s, 
     const std::size_t order = reflectors.length + reflectors.count - 1;
     for (std::size_t c = 0; c < reflectors.count; ++c)
         if (reflectors.list[c].tau != 0)
-            apply_reflector(kernels, s, {k + c, reflectors.length, k, k + order}, reach,
-                            reflectors.list[c]);
+            apply_reflector(
+                kernels, s,
+                {.k = k + c, .count = reflectors.length, .col_from = k, .row_to = k + order}, reach,
+                reflectors.list[c]);
 }
 
 // Whether the elements that should vanish do so, tried on the two blocks alone.
@@ -109,7 +111,10 @@ bool is_accurate(const exchange_reflectors& reflectors, const block_pair& pair)
 {
     small_block trial = pair.t;
     const std::size_t order = pair.order();
-    apply(reflectors, {{trial[0].data(), order, order, most_unknowns}, {nullptr, 0, 0, 0}}, 0);
+    apply(reflectors,
+          {{.first = trial[0].data(), .rows = order, .cols = order, .stride = most_unknowns},
+           {nullptr, 0, 0}},
+          0);
     const double accepted =
         std::max(exchange_tolerance * unit_roundoff * pair.largest, negligible_magnitude(1));
     for (std::size_t i = pair.n2; i < order; ++i)

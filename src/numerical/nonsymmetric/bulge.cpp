@@ -186,7 +186,9 @@ bulge_reflector<T> move_bulge(const bulge_kernels<T>& kernels, const schur_views
             s.h(k + i, k - 1) = T(0);
     }
     if (reflector.tau != 0)
-        apply_reflector(kernels, s, {k, count, k, std::min(k + 4, end)}, reach, reflector);
+        apply_reflector(kernels, s,
+                        {.k = k, .count = count, .col_from = k, .row_to = std::min(k + 4, end)},
+                        reach, reflector);
     return reflector;
 }
 

@@ -61,7 +61,7 @@ void chain<T>::run_window(std::size_t from, std::size_t to) const
     const block_view<T> outside = s.h.sub(first_row, end_row, first_row, end_row);
     const block_view<T> window = storage.window.copy(outside);
     storage.record.clear(shifts.size());
-    run_steps({window, {nullptr, 0, 0, 0}}, first_row, low, from, to);
+    run_steps({window, {nullptr, 0, 0}}, first_row, low, from, to);
     for (std::size_t i = 0; i < outside.rows; ++i)
         std::copy_n(window.row(i), outside.cols, outside.row(i));
     update_by_chain(s, low, high, {first_row, end_row}, storage.record, reach);

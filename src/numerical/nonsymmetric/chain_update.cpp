@@ -22,7 +22,11 @@ std::vector<T> strip_of(std::size_t rows)
 template <class T>
 strip_reflector<T> conjugated(const strip_reflector<T>& h)
 {
-    return {h.tau, conjugate(h.w1), conjugate(h.w2), conjugate(h.tau_w1), conjugate(h.tau_w2)};
+    return {.tau = h.tau,
+            .w1 = conjugate(h.w1),
+            .w2 = conjugate(h.w2),
+            .tau_w1 = conjugate(h.tau_w1),
+            .tau_w2 = conjugate(h.tau_w2)};
 }
 
 template <class T>
@@ -72,7 +76,8 @@ void update_rows(int path, block_view<T> c, const std::vector<bulge_pass<T>>& pa
         set_zero(copy.data(), c.rows * width);
     for (std::size_t i = 0; i < c.rows; ++i)
         std::copy_n(c.row(i), c.cols, copy.data() + i * width);
-    prefetch_rows<T>({c.first + c.cols, c.rows, c.cols, c.stride});
+    prefetch_rows<T>(
+        {.first = c.first + c.cols, .rows = c.rows, .cols = c.cols, .stride = c.stride});
     reflect(path, copy.data(), passes);
     for (std::size_t i = 0; i < c.rows; ++i)
         std::copy_n(copy.data() + i * width, c.cols, c.row(i));
@@ -87,10 +92,10 @@ void update_columns(int path, block_view<T> c, const std::vector<bulge_pass<T>>&
     std::vector<T> copy = strip_of<T>(c.cols);
     if (c.rows < width)
         set_zero(copy.data(), c.cols * width);
-    transpose_into<T>({copy.data(), c.cols, c.rows, width}, c);
-    prefetch_rows<T>({c.row(c.rows), c.rows, c.cols, c.stride});
+    transpose_into<T>({.first = copy.data(), .rows = c.cols, .cols = c.rows, .stride = width}, c);
+    prefetch_rows<T>({.first = c.row(c.rows), .rows = c.rows, .cols = c.cols, .stride = c.stride});
     reflect(path, copy.data(), conjugates);
-    transpose_into<T>(c, {copy.data(), c.cols, c.rows, width});
+    transpose_into<T>(c, {.first = copy.data(), .rows = c.cols, .cols = c.rows, .stride = width});
 }
 
 template <class T>
@@ -129,7 +134,8 @@ void chain_record<T>::add(std::size_t bulge, std::size_t row, bool of_two,
     if (pass.reflectors.empty())
         pass.first = row;
     pass.ends_with_two = of_two;
-    pass.reflectors.push_back({h.tau, h.w1, h.w2, h.tau * h.w1, h.tau * h.w2});
+    pass.reflectors.push_back(
+        {.tau = h.tau, .w1 = h.w1, .w2 = h.w2, .tau_w1 = h.tau * h.w1, .tau_w2 = h.tau * h.w2});
 }
 
 template <class T>

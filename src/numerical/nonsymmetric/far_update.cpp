@@ -45,7 +45,7 @@ void update_far(const schur_views<T>& s, block_view<const T> adjoint, std::size_
     if (reach.row_from >= top)
         return;
     T* const u = room_for(storage.direct, w * w);
-    adjoint_into<T>({u, w, w, w}, adjoint);
+    adjoint_into<T>({u, w, w}, adjoint);
     const block_view<T> c = s.h.sub(reach.row_from, top, top, end);
     T* const copy = room_for(storage.copy, c.rows * w);
     for (std::size_t i = 0; i < c.rows; ++i)

@@ -106,10 +106,13 @@ reflector_block<T> panel_reducer<T>::reduce(std::size_t from, std::size_t to)
         bring_up_to_date(j);
         add_reflector(j);
     }
-    reflector_block<T> block{first, height, count, uninitialized<T>(height * count),
-                             zeros<T>(count * count)};
-    transpose_into<T>({block.vectors.data(), height, count, count},
-                      {vectors.data(), count, height, n});
+    reflector_block<T> block{.offset = first,
+                             .rows = height,
+                             .count = count,
+                             .vectors = uninitialized<T>(height * count),
+                             .factor = zeros<T>(count * count)};
+    transpose_into<T>({block.vectors.data(), height, count},
+                      {.first = vectors.data(), .rows = count, .cols = height, .stride = n});
     for (std::size_t p = 0; p < count; ++p)
         for (std::size_t q = 0; q <= p; ++q)
             block.factor[q * count + p] = factor_column(p)[q];
@@ -216,8 +219,8 @@ void panel_reducer<T>::update_from_right(const reflector_block<T>& block, std::s
                 product.data(), count);
     gemm_new<T>(first, count, count, product.data(), count, block.factor.data(), count,
                 minus_y.data(), count);
-    transpose_into<T>({minus_y.data() + first * count, height, count, count},
-                      {products.data(), count, height, n});
+    transpose_into<T>({minus_y.data() + first * count, height, count},
+                      {.first = products.data(), .rows = count, .cols = height, .stride = n});
     for (T& element : minus_y)
         element = negated(element);
     gemm<T>(first, height, count, minus_y.data(), count, adjoint.data(), height, &a(0, first),
@@ -232,7 +235,7 @@ void panel_reducer<T>::update_from_right(const reflector_block<T>& block, std::s
 template <class T>
 hessenberg_reduction<T> reduce_to_hessenberg(std::vector<T>& a, std::size_t n)
 {
-    const block_view<T> view{a.data(), n, n, n};
+    const block_view<T> view{a.data(), n, n};
     hessenberg_reduction<T> reduction{n, {}, {}};
     if (n < hessenberg_crossover) {
         reduction.reflectors.resize(n);

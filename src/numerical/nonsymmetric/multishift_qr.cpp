@@ -98,7 +98,7 @@ bool multishift_iteration<T>::solve_small(std::size_t top, std::size_t end)
     padded_square<T> copy(order);
     padded_square<T> adjoint(alone ? 0 : order);
     const schur_views<T> inside{copy.copy(block),
-                                alone ? block_view<T>{nullptr, 0, 0, 0} : adjoint.identity(order)};
+                                alone ? block_view<T>{nullptr, 0, 0} : adjoint.identity(order)};
     if (small_qr(inside, 0, order, extent, qr_step_limit(order)) != 0)
         return false;
     for (std::size_t i = 0; i < order; ++i)

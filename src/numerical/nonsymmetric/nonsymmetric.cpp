@@ -48,7 +48,7 @@ detail::schur_views<T> views_of(schur_factors<T>& factors, std::vector<T>& adjoi
 {
     const std::size_t n = factors.t.rows;
     const std::size_t columns = factors.q.rows == n ? n : 0;
-    return {{factors.t.data.data(), n, n, n}, {adjoint.data(), n, columns, columns}};
+    return {{factors.t.data.data(), n, n}, {adjoint.data(), n, columns}};
 }
 
 } // namespace
@@ -366,7 +366,10 @@ general_eigenpairs general_eigen(matrix<T> a, eigenvector_sides sides)
     const auto schur =
         detail::reduce_to_schur(std::move(a), detail::balancing::permute_and_scale,
                                 detail::schur_extent::whole, operation, detail::qr_step_limit(n));
-    general_eigenpairs pairs{detail::diagonal_eigenvalues(schur.t), false, {0, 0, {}}, {0, 0, {}}};
+    general_eigenpairs pairs{.values = detail::diagonal_eigenvalues(schur.t),
+                             .real = false,
+                             .right = {0, 0, {}},
+                             .left = {0, 0, {}}};
     pairs.real = all_real(pairs.values, static_cast<const T*>(nullptr));
     if (sides != eigenvector_sides::left)
         pairs.right = right_vectors(schur, pairs.values);

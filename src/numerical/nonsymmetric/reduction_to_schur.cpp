@@ -47,12 +47,12 @@ active_schur<T> solve_active(std::vector<T> a, std::size_t n, schur_extent exten
     const bool pad = n < multishift_crossover;
     padded_square<T> padded_h(pad ? n : 0);
     padded_square<T> padded_z(vectors ? n : 0);
-    const block_view<T> dense{a.data(), n, n, n};
-    schur_views<T> views{pad ? padded_h.copy(dense) : dense, {nullptr, 0, 0, 0}};
+    const block_view<T> dense{a.data(), n, n};
+    schur_views<T> views{pad ? padded_h.copy(dense) : dense, {nullptr, 0, 0}};
     if (vectors) {
         views.z = padded_z.view();
         const std::vector<T> basis = hessenberg_basis(reduction);
-        adjoint_into<T>(views.z, {basis.data(), n, n, n});
+        adjoint_into<T>(views.z, {basis.data(), n, n});
     }
     const std::size_t missing = qr_iteration(views, extent, step_limit);
     if (missing != 0)
@@ -80,7 +80,7 @@ void multiply_right(block_view<T> c, const std::vector<T>& q)
 template <class T>
 void multiply_left_adjoint(block_view<T> c, const std::vector<T>& q)
 {
-    const std::vector<T> adjoint = adjoint_copy<T>({q.data(), c.rows, c.rows, c.rows});
+    const std::vector<T> adjoint = adjoint_copy<T>({q.data(), c.rows, c.rows});
     std::vector<T> copy = uninitialized<T>(c.rows * c.cols);
     for (std::size_t i = 0; i < c.rows; ++i)
         std::copy_n(c.row(i), c.cols, copy.data() + i * c.cols);

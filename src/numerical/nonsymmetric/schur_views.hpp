@@ -59,7 +59,10 @@ public:
         return view(from.rows);
     }
 
-    block_view<T> view(std::size_t order) { return {data.data(), order, order, stride}; }
+    block_view<T> view(std::size_t order)
+    {
+        return {.first = data.data(), .rows = order, .cols = order, .stride = stride};
+    }
 
     block_view<T> view() { return view(size); }
 

@@ -71,7 +71,7 @@ public:
     vector_block(block_view<const T> matrix, std::size_t first, std::size_t last)
         : t(matrix), from(first), to(last), width(last - first),
           negligible(negligible_magnitude(matrix.rows)),
-          store(zeros<T>(last * width)), x{store.data(), last, width, width},
+          store(zeros<T>(last * width)), x{store.data(), last, width},
           sums(uninitialized<T>(vector_rows * width))
     {
     }
@@ -266,11 +266,11 @@ void vector_block<T>::solve_two_rows(std::size_t i, std::size_t top)
             const T* const second = first + width;
             const complex lambda = eigenvalue(from + c);
             const auto system = [&] {
-                return two_equations{complex(t(i, i)) - lambda,
-                                     t(i, i + 1),
-                                     t(i + 1, i),
-                                     {first[0], pair ? first[1] : 0.0},
-                                     {second[0], pair ? second[1] : 0.0}};
+                return two_equations{.p = complex(t(i, i)) - lambda,
+                                     .b = t(i, i + 1),
+                                     .c = t(i + 1, i),
+                                     .r1 = {first[0], pair ? first[1] : 0.0},
+                                     .r2 = {second[0], pair ? second[1] : 0.0}};
             };
             two_unknowns y = solve_two(system(), least_divisor(lambda));
             if (!(rough_modulus(y.first) + rough_modulus(y.second) <= greatest_element)) {

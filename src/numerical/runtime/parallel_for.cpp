@@ -53,7 +53,7 @@ std::optional<loop_split> split_for(std::size_t tasks, std::size_t per_worker, s
         return std::nullopt;
     const std::size_t chunks = std::min(per_worker * workers, count);
     const std::size_t chunk = count / chunks + (count % chunks != 0 ? 1 : 0);
-    return loop_split{count, chunk, chunks, workers - 1};
+    return loop_split{.count = count, .chunk = chunk, .chunks = chunks, .helpers = workers - 1};
 }
 
 } // namespace

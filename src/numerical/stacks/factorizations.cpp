@@ -71,8 +71,13 @@ void stacks::cholesky(std::size_t count, const matrix_stack<T>& a, T* factors)
                 failures.attempt(i, [&] { one(i); });
         };
         const std::size_t least = detail::least_live_of_factorization(n, kernels.width);
-        detail::run_in_lanes<T>({kernel, kernels.width, n, n, n, least}, count, a, a,
-                                {factors, n * n}, finish);
+        detail::run_in_lanes<T>({.kernel = kernel,
+                                 .width = kernels.width,
+                                 .rows = n,
+                                 .cols = n,
+                                 .depth = n,
+                                 .least_live = least},
+                                count, a, a, {factors, n * n}, finish);
     } else {
         detail::run_one_by_one(count, n * n * n / 4 + 512, failures, one);
     }
@@ -91,8 +96,10 @@ void stacks::qr(std::size_t count, const matrix_stack<T>& a, T* q, T* r)
                 failures.attempt(i, [&] { one(i); });
         };
         const std::size_t width = detail::lane_kernels_for(T()).width;
-        detail::run_in_lanes<T>({kernel, width, a.rows, a.cols, a.cols}, count, a, a,
-                                {q, a.rows * k, r, k * a.cols}, finish);
+        detail::run_in_lanes<T>(
+            {.kernel = kernel, .width = width, .rows = a.rows, .cols = a.cols, .depth = a.cols},
+            count, a, a, {.first = q, .step = a.rows * k, .second = r, .second_step = k * a.cols},
+            finish);
     } else {
         detail::run_one_by_one(count, a.rows * a.cols * k + 4096, failures, one);
     }
@@ -112,8 +119,10 @@ void stacks::small_qr(std::size_t count, const matrix_stack<complex>& a, complex
             failures.attempt(i, [&] { factor_one(a, i, q, r); });
     };
     const auto [width, kernel] = detail::complex_reflectors_for(count);
-    detail::run_in_lanes<complex>({kernel, width, a.rows, a.cols, a.cols}, count, a, a,
-                                  {q, a.rows * a.cols, r, a.cols * a.cols}, finish);
+    detail::run_in_lanes<complex>(
+        {.kernel = kernel, .width = width, .rows = a.rows, .cols = a.cols, .depth = a.cols}, count,
+        a, a, {.first = q, .step = a.rows * a.cols, .second = r, .second_step = a.cols * a.cols},
+        finish);
     failures.rethrow();
 }
 

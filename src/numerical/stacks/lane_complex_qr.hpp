@@ -58,7 +58,11 @@ inline complex_reflector make_complex_reflector(complex_tile a, std::size_t j, s
     const complex_number reach = times_real(phase, norm);
     a.set(j, j, {lanes::plus(first.re, reach.re), lanes::plus(first.im, reach.im)});
     const vector half_square = lanes::times(norm, lanes::plus(norm, modulus));
-    return {j, rows, lanes::over(lanes::all(1), half_square), norm, phase};
+    return {.j = j,
+            .rows = rows,
+            .scale = lanes::over(lanes::all(1), half_square),
+            .norm = norm,
+            .phase = phase};
 }
 
 // Column c of x becomes H times it, with v in its column of a.

@@ -99,8 +99,15 @@ void run_in_lanes(const lane_job& job, std::size_t count, const matrix_stack<T>&
             third_outs[l] = reinterpret_cast<double*>(results.third_at(first + lane));
         }
         thread_scratch<double> scratch(lane_scratch * most_lanes);
-        const unsigned distrusted = job.kernel(
-            {job.rows, job.cols, job.depth, as, bs, outs, second_outs, third_outs, scratch.data()});
+        const unsigned distrusted = job.kernel({.rows = job.rows,
+                                                .cols = job.cols,
+                                                .depth = job.depth,
+                                                .a = as,
+                                                .b = bs,
+                                                .out = outs,
+                                                .second_out = second_outs,
+                                                .third_out = third_outs,
+                                                .scratch = scratch.data()});
         for (std::size_t l = 0; l < live; ++l)
             finish(first + l, (distrusted >> l & 1U) == 0);
     };

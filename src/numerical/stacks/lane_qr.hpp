@@ -64,7 +64,7 @@ inline vector sign_of(vector x)
 inline column_run make_reflector(tile<real_number> a, tile<real_number> v, std::size_t rows,
                                  std::size_t j, suspicion& suspects)
 {
-    const column_run x{v, j, j, rows};
+    const column_run x{.a = v, .column = j, .from = j, .to = rows};
     for (std::size_t i = j; i < rows; ++i)
         v.set(i, j, a(i, j));
     const vector reach = lanes::times(sign_of(x[j]), safe_norm(x, suspects));
@@ -84,7 +84,7 @@ inline void reflect(tile<real_number> a, tile<real_number> v, std::size_t rows, 
     for (std::size_t j = 0; j < a.cols; ++j) {
         const column_run reflector = make_reflector(a, v, rows, j, suspects);
         for (std::size_t c = j; c < a.cols; ++c) {
-            const vector d = dot(reflector, {a, c, j, rows});
+            const vector d = dot(reflector, {.a = a, .column = c, .from = j, .to = rows});
             const vector factor = lanes::times(lanes::all(-2), d);
             for (std::size_t i = j; i < rows; ++i)
                 a.set(i, c, {lanes::more(a(i, c).re, factor, reflector[i])});

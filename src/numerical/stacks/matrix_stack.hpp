@@ -49,7 +49,11 @@ struct stack_places
     template <class T>
     matrix_stack<T> operator()(const T* first, std::size_t rows, std::size_t cols) const
     {
-        return {first, rows, cols, step, offsets.empty() ? nullptr : offsets.data()};
+        return {.first = first,
+                .rows = rows,
+                .cols = cols,
+                .step = step,
+                .offsets = offsets.empty() ? nullptr : offsets.data()};
     }
 };
 

@@ -56,9 +56,12 @@ bool multiply_in_lanes(const product_stack<T>& p)
         if (!trusted)
             p.multiply_one(i);
     };
-    detail::run_in_lanes<T>(
-        {kernels.multiply_rounded, kernels.width, p.rows(), p.cols(), p.depth()}, p.count, p.a, p.b,
-        {p.c, p.elements()}, finish);
+    detail::run_in_lanes<T>({.kernel = kernels.multiply_rounded,
+                             .width = kernels.width,
+                             .rows = p.rows(),
+                             .cols = p.cols(),
+                             .depth = p.depth()},
+                            p.count, p.a, p.b, {p.c, p.elements()}, finish);
     return true;
 }
 
@@ -84,7 +87,12 @@ bool multiply_small(const product_stack<double>& p)
         p.summed_by_tiles() ? kernels.vector_fused : kernels.vector_rounded;
     const detail::small_product_kernel kernel = p.cols() == 1 ? vector : by_rows;
     detail::parallel_for(p.count, p.products() / 16 + 8, [&](std::size_t i) {
-        kernel({p.rows(), p.cols(), p.depth(), p.a.at(i), p.b.at(i), p.c + i * p.elements()});
+        kernel({.rows = p.rows(),
+                .cols = p.cols(),
+                .depth = p.depth(),
+                .a = p.a.at(i),
+                .b = p.b.at(i),
+                .c = p.c + i * p.elements()});
     });
     return true;
 }
@@ -105,15 +113,16 @@ void stacks::multiply(std::size_t count, const matrix_stack<T>& a, const matrix_
 {
     if (a.cols != b.rows)
         throw dimension_error("matrix–matrix product: inner dimensions differ");
-    const product_stack<T> p{count, a, b, c};
+    const product_stack<T> p{.count = count, .a = a, .b = b, .c = c};
     if (p.products() == 0)
         return detail::set_zero(c, count * p.elements());
     if (multiply_in_lanes(p) || multiply_small(p))
         return;
     const bool dense = a.offsets == nullptr && b.offsets == nullptr;
     if (dense && count >= 2 * detail::allowed_threads())
-        return detail::gemm_batch_by_steps({count, p.rows(), p.cols(), p.depth()}, {a.step, b.step},
-                                           a.first, b.first, c);
+        return detail::gemm_batch_by_steps(
+            {.batches = count, .m = p.rows(), .n = p.cols(), .k = p.depth()}, {a.step, b.step},
+            a.first, b.first, c);
     multiply_one_by_one(p);
 }
 

@@ -36,8 +36,12 @@ void run_jacobi(lane_kernel jacobi_kernels::*operation, std::size_t count, const
             failures.attempt(i, [&] { otherwise(i); });
     };
     const std::size_t longest = std::max(a.rows, a.cols);
-    detail::run_in_lanes<T>({kernels.*operation, kernels.width, a.rows, a.cols, longest}, count, a,
-                            a, results, finish);
+    detail::run_in_lanes<T>({.kernel = kernels.*operation,
+                             .width = kernels.width,
+                             .rows = a.rows,
+                             .cols = a.cols,
+                             .depth = longest},
+                            count, a, a, results, finish);
     failures.rethrow();
 }
 
@@ -45,7 +49,7 @@ void run_jacobi(lane_kernel jacobi_kernels::*operation, std::size_t count, const
 template <class T>
 matrix_stack<T> alone(const matrix_stack<T>& a, std::size_t i)
 {
-    return {a.at(i), a.rows, a.cols, 0};
+    return {.first = a.at(i), .rows = a.rows, .cols = a.cols, .step = 0};
 }
 
 // f() of a stack of one matrix: its failure is told by the caller's stack.
@@ -75,7 +79,8 @@ template <class T>
 void stacks::small_eigh(std::size_t count, const matrix_stack<T>& a, double* values, T* vectors)
 {
     const std::size_t n = a.rows;
-    const lane_results<double> results{values, n, parts_of(vectors), n * n * parts<T>};
+    const lane_results<double> results{
+        .first = values, .step = n, .second = parts_of(vectors), .second_step = n * n * parts<T>};
     run_jacobi(&jacobi_kernels::eigh, count, a, results, [&](std::size_t i) {
         unwrapped([&] {
             eigh(1, alone(a, i), eigen_method::divide_and_conquer, values + i * n,
@@ -96,8 +101,12 @@ template <class T>
 void stacks::small_svd(std::size_t count, const matrix_stack<T>& a, T* u, double* values, T* vh)
 {
     const std::size_t k = std::min(a.rows, a.cols);
-    const lane_results<double> results{
-        values, k, parts_of(u), a.rows * k * parts<T>, parts_of(vh), k * a.cols * parts<T>};
+    const lane_results<double> results{.first = values,
+                                       .step = k,
+                                       .second = parts_of(u),
+                                       .second_step = a.rows * k * parts<T>,
+                                       .third = parts_of(vh),
+                                       .third_step = k * a.cols * parts<T>};
     run_jacobi(&jacobi_kernels::svd, count, a, results, [&](std::size_t i) {
         unwrapped([&] {
             svd(1, alone(a, i), svd_method::divide_and_conquer, u + i * a.rows * k, values + i * k,

@@ -46,8 +46,12 @@ std::size_t work_of_lu(const matrix_stack<T>& a, std::size_t columns)
 lane_job system_job(detail::lane_kernel kernel, const lane_kernels& kernels, std::size_t order,
                     std::size_t columns)
 {
-    return {kernel,  kernels.width, order,
-            columns, order,         detail::least_live_of_factorization(order, kernels.width)};
+    return {.kernel = kernel,
+            .width = kernels.width,
+            .rows = order,
+            .cols = columns,
+            .depth = order,
+            .least_live = detail::least_live_of_factorization(order, kernels.width)};
 }
 
 // What one(i) does for every matrix, in lanes where the matrices and right-hand sides are small.

@@ -6,15 +6,16 @@
 namespace numerical::detail {
 
 // A block of a row-major array, named, so that a blocked algorithm reads like its picture: rows ×
-// cols elements from `first`, rows `stride` apart. T may be const. Rows that run backwards have the
-// stride modulo 2^64, as those of other strided operands are: places are counted with a sign.
+// cols elements from `first`, rows `stride` apart, contiguous if no stride is given. T may be
+// const. Rows that run backwards have the stride modulo 2^64, like other strided operands: places
+// are counted with a sign.
 template <class T>
 struct block_view
 {
     T* first;
     std::size_t rows;
     std::size_t cols;
-    std::size_t stride;
+    std::size_t stride = cols;
 
     T* row(std::size_t i) const { return first + static_cast<std::ptrdiff_t>(i * stride); }
 

@@ -62,8 +62,12 @@ void transpose_axes(const T* from, axes_view axes, std::size_t rows, T* to)
             const std::size_t count = std::min(strip, extent - r);
             T* place = to;
             for_each_position<1>(between, before, [&](const offsets<1>& at) {
-                transpose_into<T>({place, count, last.extent, row_stride},
-                                  {moved(from, at) + r, last.extent, count, last.stride[0]});
+                transpose_into<T>(
+                    {.first = place, .rows = count, .cols = last.extent, .stride = row_stride},
+                    {.first = moved(from, at) + r,
+                     .rows = last.extent,
+                     .cols = count,
+                     .stride = last.stride[0]});
                 place += last.extent;
             });
             to += count * row_stride;

@@ -190,7 +190,7 @@ template <class T>
 std::vector<T> adjoint_copy(block_view<const T> a)
 {
     std::vector<T> copy = uninitialized<T>(a.rows * a.cols);
-    adjoint_into<T>({copy.data(), a.cols, a.rows, a.rows}, a);
+    adjoint_into<T>({copy.data(), a.cols, a.rows}, a);
     return copy;
 }
 
@@ -214,13 +214,13 @@ void transpose_in_place(std::vector<T>& a, std::size_t n)
         return;
     }
     T copy[edge * edge];
-    const block_view<T> all{a.data(), n, n, n};
+    const block_view<T> all{a.data(), n, n};
     for (std::size_t top = 0; top < n; top += edge)
         for (std::size_t left = top; left < n; left += edge) {
             const block_view<T> upper =
                 all.sub(top, std::min(top + edge, n), left, std::min(left + edge, n));
             const block_view<T> lower = all.sub(left, left + upper.cols, top, top + upper.rows);
-            const block_view<T> transposed{copy, upper.cols, upper.rows, upper.rows};
+            const block_view<T> transposed{copy, upper.cols, upper.rows};
             transpose_into<T>(transposed, upper);
             if (left != top)
                 transpose_into<T>(upper, lower);

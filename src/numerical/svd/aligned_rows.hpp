@@ -39,7 +39,10 @@ public:
             std::copy_backward(rows + i * n, rows + (i + 1) * n, first + i * stride + n);
     }
 
-    block_view<T> view(std::size_t n) { return {first, n, n, stride}; }
+    block_view<T> view(std::size_t n)
+    {
+        return {.first = first, .rows = n, .cols = n, .stride = stride};
+    }
 
 private:
     static std::size_t odd_lines(std::size_t n) { return ceil_div(n, line) | 1; }

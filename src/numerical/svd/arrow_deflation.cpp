@@ -61,7 +61,8 @@ arrow_deflation::arrow_deflation(const std::vector<double>& diagonal, torn_probl
 void arrow_deflation::deflate_against_first(std::vector<double>& z, std::size_t column)
 {
     const double length = std::hypot(z[0], z[column]);
-    right_rotations.push_back({0, column, z[0] / length, z[column] / length});
+    right_rotations.push_back(
+        {.first = 0, .second = column, .c = z[0] / length, .s = z[column] / length});
     unite(right_type, 0, column);
     z[0] = length;
     z[column] = 0;
@@ -71,7 +72,8 @@ void arrow_deflation::deflate_against_first(std::vector<double>& z, std::size_t 
 void arrow_deflation::deflate_pair(std::vector<double>& z, std::size_t prev, std::size_t column)
 {
     const double length = std::hypot(z[column], z[prev]);
-    const column_rotation rotation{column, prev, z[column] / length, z[prev] / length};
+    const column_rotation rotation{
+        .first = column, .second = prev, .c = z[column] / length, .s = z[prev] / length};
     left_rotations.push_back(rotation);
     right_rotations.push_back(rotation);
     unite(left_type, prev, column);

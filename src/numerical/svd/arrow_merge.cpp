@@ -23,8 +23,10 @@ struct basis_update
 void update_basis(const basis_update& update, const merge_partition& partition,
                   const std::vector<std::size_t>& order, merge_workspace& workspace)
 {
-    merge_columns(update.basis, {update.groups, partition, update.types, order},
-                  normalised_rows(update.small, partition.active.size()), workspace);
+    merge_columns(
+        update.basis,
+        {.groups = update.groups, .partition = partition, .types = update.types, .order = order},
+        normalised_rows(update.small, partition.active.size()), workspace);
 }
 
 std::vector<row_group> left_groups(std::size_t n, std::size_t k)
@@ -42,8 +44,15 @@ void multiply_row_of_group(const std::vector<double>& old_row, const std::vector
                            std::size_t group_rows, std::size_t size, double* product)
 {
     const std::size_t count = old_row.size();
-    product_in_order(summation_of({group_rows, size, count}),
-                     {1, size, count, old_row.data(), count, new_rows.data(), size, product, size});
+    product_in_order(summation_of({group_rows, size, count}), {.m = 1,
+                                                               .n = size,
+                                                               .k = count,
+                                                               .a = old_row.data(),
+                                                               .lda = count,
+                                                               .b = new_rows.data(),
+                                                               .ldb = size,
+                                                               .c = product,
+                                                               .ldc = size});
 }
 
 // What update_basis does to the first and the last row of the right basis, which are all there is.
@@ -107,7 +116,8 @@ void choose_columns(const basis_update& update, const merge_partition& partition
                     const std::vector<std::size_t>& order, index_range wanted,
                     block_view<double> out)
 {
-    const column_merge merge{update.groups, partition, update.types, order};
+    const column_merge merge{
+        .groups = update.groups, .partition = partition, .types = update.types, .order = order};
     const small_vector_rows rows =
         normalised_rows(update.small, partition.active.size(), new_columns_among(merge, wanted));
     merge_chosen_columns(update.basis, merge, rows, wanted, out);
@@ -128,15 +138,20 @@ void merge_arrow(std::vector<double>& dz, torn_problem torn, const bidiagonal_ve
     const std::size_t size = solved.arrow.size();
     double* const small = workspace_of(workspace.right.roots, size * size);
     fill_right_vectors(solved.arrow, small);
-    const basis_update right{vectors.v, right_groups(vectors.v.cols, torn.k),
-                             solved.deflation.right_type, small};
+    const basis_update right{.basis = vectors.v,
+                             .groups = right_groups(vectors.v.cols, torn.k),
+                             .types = solved.deflation.right_type,
+                             .small = small};
     if (!vectors.complete()) {
         update_end_rows(right, partition, solved.order2);
         return;
     }
     double* const left = workspace_of(workspace.left_vectors, size * size);
     fill_left_vectors(solved.arrow, small, left);
-    update_basis({vectors.u, left_groups(dz.size(), torn.k), solved.deflation.left_type, left},
+    update_basis({.basis = vectors.u,
+                  .groups = left_groups(dz.size(), torn.k),
+                  .types = solved.deflation.left_type,
+                  .small = left},
                  partition, solved.order2, workspace.right);
     update_basis(right, partition, solved.order2, workspace.right);
 }
@@ -156,11 +171,17 @@ void merge_arrow_choosing(std::vector<double>& dz, torn_problem torn,
     const std::size_t size = solved.arrow.size();
     std::vector<double> small = uninitialized<double>(size * size);
     fill_right_vectors(solved.arrow, small.data());
-    choose_columns({vectors.v, right_groups(n, torn.k), solved.deflation.right_type, small.data()},
+    choose_columns({.basis = vectors.v,
+                    .groups = right_groups(n, torn.k),
+                    .types = solved.deflation.right_type,
+                    .small = small.data()},
                    partition, solved.order2, wanted, v);
     std::vector<double> left = uninitialized<double>(size * size);
     fill_left_vectors(solved.arrow, small.data(), left.data());
-    choose_columns({vectors.u, left_groups(n, torn.k), solved.deflation.left_type, left.data()},
+    choose_columns({.basis = vectors.u,
+                    .groups = left_groups(n, torn.k),
+                    .types = solved.deflation.left_type,
+                    .small = left.data()},
                    partition, solved.order2, wanted, u);
 }
 

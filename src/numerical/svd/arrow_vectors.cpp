@@ -88,12 +88,16 @@ small_arrow solve_arrow(const std::vector<double>& diagonal, const std::vector<d
                         const std::vector<std::size_t>& active)
 {
     const std::size_t size = active.size();
-    small_arrow arrow{{}, {}, std::vector<secular_root>(size), std::vector<double>(size)};
+    small_arrow arrow{.d = {},
+                      .z = {},
+                      .roots = std::vector<secular_root>(size),
+                      .values = std::vector<double>(size)};
     for (const std::size_t column : active) {
         arrow.d.push_back(diagonal[column]);
         arrow.z.push_back(z[column]);
     }
-    const squared_poles poles{arrow.d.data(), arrow.z.data(), size, 1.0};
+    const squared_poles poles{
+        .d = arrow.d.data(), .z = arrow.z.data(), .count = size, .weight = 1.0};
     solve_secular_equation(poles, arrow.roots.data());
     for (std::size_t j = 0; j < size; ++j)
         arrow.values[j] = arrow.d[arrow.roots[j].origin] + gap_of(arrow, arrow.roots[j]);

@@ -41,7 +41,10 @@ public:
 
     block_view<T> block(std::size_t from, std::size_t to, std::size_t left, std::size_t right)
     {
-        return {&(*this)(from, left), to - from, right - left, 3 * width};
+        return {.first = &(*this)(from, left),
+                .rows = to - from,
+                .cols = right - left,
+                .stride = 3 * width};
     }
 
     T& operator()(std::size_t i, std::size_t j) { return store[width + i * 3 * width + j]; }

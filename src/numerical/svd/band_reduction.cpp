@@ -21,7 +21,7 @@ struct dense_block
     block_view<T> view;
 
     dense_block(std::size_t rows, std::size_t cols)
-        : elements(uninitialized<T>(rows * cols)), view{elements.data(), rows, cols, cols}
+        : elements(uninitialized<T>(rows * cols)), view{elements.data(), rows, cols}
     {
     }
 };
@@ -47,13 +47,13 @@ void set_adjoint_product(block_view<const std::type_identity_t<T>> a,
 template <class T>
 block_view<const T> vectors_of(const reflector_block<T>& q)
 {
-    return {q.vectors.data(), q.rows, q.count, q.count};
+    return {q.vectors.data(), q.rows, q.count};
 }
 
 template <class T>
 block_view<const T> factor_of(const reflector_block<T>& q)
 {
-    return {q.factor.data(), q.count, q.count, q.count};
+    return {q.factor.data(), q.count, q.count};
 }
 
 // -Tᴴ·(VᴴC), by which Qᴴ·C = C + V·that.
@@ -63,7 +63,7 @@ void left_weights(const reflector_block<T>& q, block_view<const T> c, block_view
     dense_block<T> along(q.count, c.cols);
     set_adjoint_product<T>(vectors_of(q), c, along.view);
     std::vector<T> minus_factor = negated_copy(factor_of(q));
-    set_adjoint_product<T>({minus_factor.data(), q.count, q.count, q.count}, along.view, weights);
+    set_adjoint_product<T>({minus_factor.data(), q.count, q.count}, along.view, weights);
 }
 
 // Rows become lower triangular by reflections from the right, which are the result.
@@ -96,7 +96,7 @@ void reduce_columns_and_rows(std::vector<T>& a, std::size_t n, std::size_t from,
     factor_qr_panel(a, n, n, reflectors, from, to);
     if (to == n)
         return;
-    const block_view<T> all{a.data(), n, n, n};
+    const block_view<T> all{a.data(), n, n};
     const std::size_t width = to - from;
     const std::size_t length = n - to;
     const reflector_block<T> q = gather_reflectors(reflectors, from, to, n);
@@ -127,7 +127,7 @@ void reduce_columns_and_rows(std::vector<T>& a, std::size_t n, std::size_t from,
     for (std::size_t i = 0; i < length; ++i)
         std::copy_n(v_below.row(i), width, left.view.row(i));
     std::vector<T> minus_factor = negated_copy(factor_of(p));
-    set_product<T>(along.view, {minus_factor.data(), p.count, p.count, p.count},
+    set_product<T>(along.view, {minus_factor.data(), p.count, p.count},
                    left.view.sub(0, length, width, depth));
     add_product<T>(left.view, right.view.sub(0, depth, 0, length), below);
 }

@@ -100,12 +100,13 @@ torn_problem bidiagonal_division::solve_halves(const bidiagonal_problem& problem
     const auto [d, e, n, extra] = problem;
     const std::size_t k = n / 2;
     const std::size_t below = n - 1 - k;
-    const bidiagonal_problem upper_problem{d, e, k, 1};
-    const bidiagonal_problem lower_problem{d + k + 1, e + k + 1, below, extra};
+    const bidiagonal_problem upper_problem{.d = d, .e = e, .n = k, .extra = 1};
+    const bidiagonal_problem lower_problem{
+        .d = d + k + 1, .e = e + k + 1, .n = below, .extra = extra};
     std::optional<leaf_pair> leaves;
     if (k < bidiagonal_leaf_order)
         leaves.emplace(upper_problem, lower_problem);
-    torn_problem torn{k, d[k], e[k], std::vector<double>(n)};
+    torn_problem torn{.k = k, .alpha = d[k], .beta = e[k], .z = std::vector<double>(n)};
 
     const bidiagonal_vectors upper = upper_half(vectors, k);
     if (leaves)
@@ -133,7 +134,7 @@ torn_problem bidiagonal_division::solve_halves(const bidiagonal_problem& problem
 
     if (extra == 1) {
         const auto [length, c, s] = rotation_by_hypot(torn.z[0], beyond);
-        rotate_columns(vectors.v, {{0, n, c, s}});
+        rotate_columns(vectors.v, {{.first = 0, .second = n, .c = c, .s = s}});
         torn.z[0] = length;
     }
     return torn;
@@ -186,9 +187,9 @@ bidiagonal_svd divide_bidiagonal(const std::vector<double>& d, const std::vector
     bidiagonal_svd out{std::vector<double>(n), zeros<double>(n * n), zeros<double>(n * n)};
     if (n == 0)
         return out;
-    bidiagonal_division().solve(
-        {d.data(), e.data(), n, 0}, out.values.data(),
-        {{out.u.data(), n, n, n}, {out.v.data(), n, n, n}, wanted_rows::all});
+    bidiagonal_division().solve({.d = d.data(), .e = e.data(), .n = n, .extra = 0},
+                                out.values.data(),
+                                {{out.u.data(), n, n}, {out.v.data(), n, n}, wanted_rows::all});
     std::reverse(out.values.begin(), out.values.end());
     reverse_columns(out.u, n);
     reverse_columns(out.v, n);
@@ -202,9 +203,9 @@ bidiagonal_svd divide_bidiagonal_leading(const std::vector<double>& d, const std
     std::vector<double> v = zeros<double>(n * n);
     bidiagonal_svd out{std::vector<double>(n), zeros<double>(n * count), zeros<double>(n * count)};
     bidiagonal_division().solve_choosing(
-        {d.data(), e.data(), n, 0}, out.values.data(),
-        {{u.data(), n, n, n}, {v.data(), n, n, n}, wanted_rows::all}, {n - count, n},
-        {{out.u.data(), n, count, count}, {out.v.data(), n, count, count}, wanted_rows::all});
+        {.d = d.data(), .e = e.data(), .n = n, .extra = 0}, out.values.data(),
+        {{u.data(), n, n}, {v.data(), n, n}, wanted_rows::all}, {n - count, n},
+        {{out.u.data(), n, count}, {out.v.data(), n, count}, wanted_rows::all});
     std::reverse(out.values.begin(), out.values.end());
     reverse_columns(out.u, count);
     reverse_columns(out.v, count);
@@ -216,7 +217,7 @@ void bidiagonal_divide_and_conquer(std::vector<double>& d, const std::vector<dou
                                    std::vector<T>& left, std::vector<T>& right, std::size_t n)
 {
     if (n < bidiagonal_leaf_order) { // a leaf by itself: it may work on the bases at once
-        scaled_problem scaled({d.data(), e.data(), n, 0});
+        scaled_problem scaled({.d = d.data(), .e = e.data(), .n = n, .extra = 0});
         bidiagonal_qr(scaled.entries.d, scaled.entries.e, left, right, n, leaf_steps * n);
         d = scaled.entries.d;
         scaled.scale_back(d.data());
@@ -237,8 +238,8 @@ std::vector<double> bidiagonal_values(const std::vector<double>& d, const std::v
     if (n == 0)
         return values;
     std::vector<double> ends(2 * n);
-    bidiagonal_division().solve({d.data(), e.data(), n, 0}, values.data(),
-                                {{nullptr, 0, 0, 0}, {ends.data(), 2, n, n}, wanted_rows::none});
+    bidiagonal_division().solve({.d = d.data(), .e = e.data(), .n = n, .extra = 0}, values.data(),
+                                {{nullptr, 0, 0}, {ends.data(), 2, n}, wanted_rows::none});
     std::reverse(values.begin(), values.end());
     return values;
 }

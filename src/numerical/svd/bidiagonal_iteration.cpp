@@ -51,7 +51,11 @@ inline void bidiagonal_iteration::rotate(chase& at)
     e[j] = e[j] * of_columns.c - d[j] * of_columns.s;
     at.g = d[j + 1] * of_columns.s;
     d[j + 1] *= of_columns.c;
-    recorded.add_right({row_operation_kind::rotation, j, j + 1, of_columns.c, of_columns.s});
+    recorded.add_right({.kind = row_operation_kind::rotation,
+                        .first = j,
+                        .second = j + 1,
+                        .c = of_columns.c,
+                        .s = of_columns.s});
 
     const plane_rotation of_rows = rotation_onto_first(at.f, at.g);
     d[j] = of_rows.length;
@@ -59,7 +63,11 @@ inline void bidiagonal_iteration::rotate(chase& at)
     d[j + 1] = d[j + 1] * of_rows.c - e[j] * of_rows.s;
     at.g = e[j + 1] * of_rows.s; // on the last j both are zero: e[hi] is
     e[j + 1] *= of_rows.c;
-    recorded.add_left({row_operation_kind::rotation, j, j + 1, of_rows.c, of_rows.s});
+    recorded.add_left({.kind = row_operation_kind::rotation,
+                       .first = j,
+                       .second = j + 1,
+                       .c = of_rows.c,
+                       .s = of_rows.s});
 
     if (j != at.lo) {
         const double coupling = of_columns.length;
@@ -149,7 +157,8 @@ void bidiagonal_iteration::deflate_at_bottom(std::size_t lo, std::size_t hi)
             f = -s * e[j - 1];
             e[j - 1] *= c;
         }
-        recorded.add_right({row_operation_kind::rotation, j, hi, c, s});
+        recorded.add_right(
+            {.kind = row_operation_kind::rotation, .first = j, .second = hi, .c = c, .s = s});
     }
 }
 
@@ -163,7 +172,8 @@ void bidiagonal_iteration::split_after(std::size_t k, std::size_t hi)
         d[j] = length;
         f = -s * e[j];
         e[j] *= c;
-        recorded.add_left({row_operation_kind::rotation, j, k, c, s});
+        recorded.add_left(
+            {.kind = row_operation_kind::rotation, .first = j, .second = k, .c = c, .s = s});
     }
 }
 
@@ -201,7 +211,14 @@ void bidiagonal_iteration::start(std::size_t lo, std::size_t hi)
             "SVD: the bidiagonal QR iteration did not converge within its steps");
     ++steps;
     const auto [f, g] = first_bulge(lo, hi);
-    current = {lo, hi, lo, f, g, 0, 0, false};
+    current = {.lo = lo,
+               .hi = hi,
+               .row = lo,
+               .f = f,
+               .g = g,
+               .d_above = 0,
+               .e_above = 0,
+               .deflates = false};
     recorded.make_room(hi - lo);
 }
 
@@ -225,13 +242,16 @@ void bidiagonal_iteration::finish(std::size_t hi)
     if (d[hi] < 0) {
         d[hi] = -d[hi];
         recorded.make_room(1);
-        recorded.add_right({row_operation_kind::negation, hi, hi, 0, 0});
+        recorded.add_right(
+            {.kind = row_operation_kind::negation, .first = hi, .second = hi, .c = 0, .s = 0});
     }
     for (std::size_t p = hi + 1; p < n && d[p] > d[p - 1]; ++p) {
         std::swap(d[p - 1], d[p]);
         recorded.make_room(1);
-        recorded.add_left({row_operation_kind::swap, p - 1, p, 0, 0});
-        recorded.add_right({row_operation_kind::swap, p - 1, p, 0, 0});
+        recorded.add_left(
+            {.kind = row_operation_kind::swap, .first = p - 1, .second = p, .c = 0, .s = 0});
+        recorded.add_right(
+            {.kind = row_operation_kind::swap, .first = p - 1, .second = p, .c = 0, .s = 0});
     }
 }
 

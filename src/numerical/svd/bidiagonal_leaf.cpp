@@ -27,7 +27,7 @@ std::vector<column_rotation> absorb_extra_column(std::vector<double>& d, std::ve
     for (std::size_t i = n; i-- > 0;) {
         const auto [length, c, s] = rotation_by_hypot(d[i], coupling);
         d[i] = length;
-        rotations.push_back({i, n, c, s});
+        rotations.push_back({.first = i, .second = n, .c = c, .s = s});
         if (i == 0)
             break;
         coupling = -s * e[i - 1];
@@ -99,7 +99,7 @@ void bidiagonal_leaf::place(double* values, const bidiagonal_vectors& vectors) c
         const std::size_t n = d.size();
         std::vector<double> p = identity(n);
         apply_row_operations(p, n, operations.left_operations());
-        place_reversed(vectors.u, {p.data(), n, n, n});
+        place_reversed(vectors.u, {p.data(), n, n});
     }
     if (vectors.wanted != wanted_rows::none)
         place_right(vectors.v, vectors.complete());
@@ -114,7 +114,7 @@ void bidiagonal_leaf::place_right(const block_view<double>& v, bool complete) co
     }
     rotate_columns(v, absorbing);
     std::vector<double> columns(n * v.rows);
-    const block_view<double> by_rows{columns.data(), n, v.rows, v.rows};
+    const block_view<double> by_rows{columns.data(), n, v.rows};
     transpose_into(by_rows, v.sub(0, v.rows, 0, n));
     apply_row_operations(by_rows, operations.right_operations());
     place_reversed(v, by_rows);

@@ -39,7 +39,8 @@ public:
 
     bidiagonal_problem problem() const
     {
-        return {entries.d.data(), entries.e.data(), entries.d.size(), extra};
+        return {
+            .d = entries.d.data(), .e = entries.e.data(), .n = entries.d.size(), .extra = extra};
     }
 
     void scale_back(double* values) const;

@@ -102,7 +102,10 @@ void bidiagonal_panel<T>::subtract(T* x, std::size_t size, const std::vector<T>&
                                    std::size_t c) const
 {
     subtract_column_sums(path, x, coefficients.data(),
-                         {factor.data() + rows.from * n + c, rows.count, size, rows.step * n});
+                         {.first = factor.data() + rows.from * n + c,
+                          .rows = rows.count,
+                          .cols = size,
+                          .stride = rows.step * n});
 }
 
 // β of column c; its reflector goes to L.
@@ -267,8 +270,8 @@ void bidiagonal_panel<T>::update_trailing()
             minus_left[i * terms + place(t)] = negated(l[i]);
         std::copy(r, r + size, ordered_right.data() + place(t) * size);
     }
-    add_product<T>({minus_left.data(), size, terms, terms},
-                   {ordered_right.data(), terms, size, size}, a.sub(last, n, last, n));
+    add_product<T>({minus_left.data(), size, terms}, {ordered_right.data(), terms, size},
+                   a.sub(last, n, last, n));
 }
 
 template class bidiagonal_panel<double>;

@@ -76,11 +76,11 @@ least_squares_fit<T> fit_of_zero(const matrix<T>& a, const matrix<T>& b)
     std::vector<double> missed;
     if (a.rows >= a.cols)
         missed = squares_below(b.data, a.cols, std::vector<int>(b.cols));
-    return {{a.cols, b.cols, detail::zeros<T>(detail::checked_mul(a.cols, b.cols))},
-            std::move(missed),
-            {k, k, detail::zeros<T>(k * k)},
-            1.0,
-            {}};
+    return {.x = {a.cols, b.cols, detail::zeros<T>(detail::checked_mul(a.cols, b.cols))},
+            .missed = std::move(missed),
+            .triangle = {k, k, detail::zeros<T>(k * k)},
+            .scale = 1.0,
+            .values = {}};
 }
 
 } // namespace
@@ -115,11 +115,11 @@ least_squares_fit<T> fit_least_squares(matrix<T> a, const matrix<T>& b, double c
     if (is_wide)
         factors.apply(right, b.cols);
     detail::multiply_columns(right, detail::less_guards(factors.exponent, guards));
-    return {{n, b.cols, std::move(right)},
-            std::move(missed),
-            {factors.order, factors.order, std::move(factors.qr.r)},
-            scale,
-            std::move(values)};
+    return {.x = {n, b.cols, std::move(right)},
+            .missed = std::move(missed),
+            .triangle = {factors.order, factors.order, std::move(factors.qr.r)},
+            .scale = scale,
+            .values = std::move(values)};
 }
 
 template least_squares_fit<double> fit_least_squares(matrix<double>, const matrix<double>&, double);

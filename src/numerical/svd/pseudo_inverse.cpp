@@ -26,9 +26,9 @@ matrix<T> pinv(const matrix<T>& a)
     for (std::size_t j = 0; j < a.cols; ++j)
         for (std::size_t i = 0; i < rank; ++i)
             right.data[j * right.cols + i] *= T(1.0 / svd.values[i]);
-    std::vector<T> p =
-        detail::unfused_product_with_adjoint<T>({right.data.data(), a.cols, rank, right.cols},
-                                                {svd.u.data.data(), a.rows, rank, svd.u.cols});
+    std::vector<T> p = detail::unfused_product_with_adjoint<T>(
+        {.first = right.data.data(), .rows = a.cols, .cols = rank, .stride = right.cols},
+        {.first = svd.u.data.data(), .rows = a.rows, .cols = rank, .stride = svd.u.cols});
     return matrix<T>(a.cols, a.rows, std::move(p));
 }
 

@@ -82,16 +82,14 @@ void tall_factors<T>::apply(std::vector<T>& b, std::size_t cols) const
 template <class T>
 void tall_factors<T>::solve(std::vector<T>& b, std::size_t cols) const
 {
-    solve_upper<T>({qr.r.data(), order, order, order}, triangular_tile,
-                   {b.data(), order, cols, cols});
+    solve_upper<T>({qr.r.data(), order, order}, triangular_tile, {b.data(), order, cols});
 }
 
 template <class T>
 void tall_factors<T>::solve_adjoint(std::vector<T>& b, std::size_t cols) const
 {
     const matrix<T> lower = adjoint(matrix<T>(order, order, qr.r));
-    solve_lower<T>({lower.data.data(), order, order, order}, triangular_tile,
-                   {b.data(), order, cols, cols});
+    solve_lower<T>({lower.data.data(), order, order}, triangular_tile, {b.data(), order, cols});
 }
 
 bool is_clearly_regular(double condition, std::size_t rows)

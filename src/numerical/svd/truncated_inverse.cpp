@@ -17,7 +17,7 @@ template <class T>
 block_view<double> parts_of(std::vector<T>& a, std::size_t rows)
 {
     const std::size_t cols = a.size() * sizeof(T) / sizeof(double) / rows;
-    return {as_doubles(a.data()), rows, cols, cols};
+    return {as_doubles(a.data()), rows, cols};
 }
 
 // B⁺·X from the first `rank` values and vectors of B.
@@ -27,12 +27,14 @@ std::vector<T> times_inverse(const bidiagonal_svd& of_b, std::size_t rank, std::
     const std::size_t n = of_b.values.size();
     std::vector<T> along = zeros<T>(x.size() / n * rank);
     const block_view<double> y = parts_of(along, rank);
-    add_adjoint_product<double>({of_b.u.data(), n, rank, n}, parts_of(x, n), y);
+    add_adjoint_product<double>({.first = of_b.u.data(), .rows = n, .cols = rank, .stride = n},
+                                parts_of(x, n), y);
     for (std::size_t i = 0; i < rank; ++i)
         for (std::size_t j = 0; j < y.cols; ++j)
             y(i, j) /= of_b.values[i];
     std::fill(x.begin(), x.end(), T(0));
-    add_product<double>({of_b.v.data(), n, rank, n}, y, parts_of(x, n));
+    add_product<double>({.first = of_b.v.data(), .rows = n, .cols = rank, .stride = n}, y,
+                        parts_of(x, n));
     return x;
 }
 

@@ -52,9 +52,8 @@ public:
                        indefinite_decomposition<T>& factors)
         : columns(lower_by_columns), kind(of_kind), n(lower_by_columns.rows), result(factors),
           l_store(uninitialized<T>((panel_width + 1) * n)),
-          w_store(uninitialized<T>((panel_width + 1) * n)),
-          l{l_store.data(), panel_width + 1, n, n}, w{w_store.data(), panel_width + 1, n, n},
-          candidate(n), coefficients(panel_width + 1)
+          w_store(uninitialized<T>((panel_width + 1) * n)), l{l_store.data(), panel_width + 1, n},
+          w{w_store.data(), panel_width + 1, n}, candidate(n), coefficients(panel_width + 1)
     {
     }
 
@@ -257,7 +256,7 @@ void rook_factorization<T>::update_trailing(std::size_t last)
     for (std::size_t i = 0; i < rest; ++i)
         for (std::size_t s = 0; s < width; ++s)
             minus_w[i * width + s] = negated(mirrored(w(s, last + i)));
-    const block_view<const T> left{minus_w.data(), rest, width, width};
+    const block_view<const T> left{minus_w.data(), rest, width};
     for (std::size_t i = 0; i < rest; i += panel_width) {
         const std::size_t to = std::min(i + panel_width, rest);
         add_product<T>(left.sub(i, to, 0, width), l.sub(0, width, last + i, n),
@@ -291,13 +290,13 @@ indefinite_decomposition<T>::indefinite_decomposition(matrix<T>&& a, symmetry of
     std::iota(permutation.begin(), permutation.end(), std::size_t{0});
     const std::size_t n = order;
     std::vector<T> store = detail::uninitialized<T>(n * n);
-    const detail::block_view<T> columns{store.data(), n, n, n};
-    detail::transpose_into<T>(columns, {a.data.data(), n, n, n});
+    const detail::block_view<T> columns{store.data(), n, n};
+    detail::transpose_into<T>(columns, {a.data.data(), n, n});
     detail::rook_factorization<T> factorization(columns, kind, *this);
     factorization.factorize();
 
     lower = std::move(a.data);
-    const detail::block_view<T> l{lower.data(), n, n, n};
+    const detail::block_view<T> l{lower.data(), n, n};
     detail::transpose_into<T>(l, columns);
     for (std::size_t i = 0; i < n; ++i) {
         l(i, i) = T(1);

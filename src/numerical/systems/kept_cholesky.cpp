@@ -39,7 +39,7 @@ class rotated_triangle
 {
 public:
     rotated_triangle(std::vector<T>& factor, std::vector<T>& shared)
-        : w(shared), rows{factor.data(), w.size(), w.size(), w.size()}, rotations(w.size())
+        : w(shared), rows{factor.data(), w.size(), w.size()}, rotations(w.size())
     {
     }
 
@@ -143,8 +143,8 @@ template <class T>
 void downdate_cholesky(std::vector<T>& factor, std::vector<T> v)
 {
     const std::size_t n = v.size();
-    const triangle<T> lower{{factor.data(), n, n, n}, triangle_half::lower};
-    solve_triangle(lower, matrix_form::plain, detail::block_view<T>{v.data(), n, 1, 1});
+    const triangle<T> lower{{factor.data(), n, n}, triangle_half::lower};
+    solve_triangle(lower, matrix_form::plain, detail::block_view<T>{v.data(), n, 1});
     double square = 0;
     for (const T& x : v)
         square += std::norm(x);

@@ -68,7 +68,7 @@ template <class T>
 void solve_indefinite(const kept_indefinite<T>& a, detail::block_view<T> x)
 {
     std::vector<T> store = detail::uninitialized<T>(x.rows * x.cols);
-    const detail::block_view<T> permuted{store.data(), x.rows, x.cols, x.cols};
+    const detail::block_view<T> permuted{store.data(), x.rows, x.cols};
     for (std::size_t i = 0; i < x.rows; ++i)
         std::copy_n(x.row(std::size_t(a.permutation[i])), x.cols, permuted.row(i));
     const triangle<T> l{a.lower, triangle_half::lower, triangle_diagonal::ones};

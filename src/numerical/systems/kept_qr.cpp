@@ -52,8 +52,11 @@ reflector_block<T> kept_block(const kept_reflectors<T>& q, std::size_t b)
     const std::size_t offset = b * reflectors_of_block;
     const std::size_t count = std::min(reflectors_of_block, q.vectors.cols - offset);
     const std::size_t height = q.vectors.rows - offset;
-    reflector_block<T> block{offset, height, count, uninitialized<T>(height * count),
-                             uninitialized<T>(count * count)};
+    reflector_block<T> block{.offset = offset,
+                             .rows = height,
+                             .count = count,
+                             .vectors = uninitialized<T>(height * count),
+                             .factor = uninitialized<T>(count * count)};
     for (std::size_t i = 0; i < height; ++i)
         std::copy_n(&q.vectors(offset + i, offset), count, block.vectors.data() + i * count);
     for (std::size_t i = 0; i < count; ++i)

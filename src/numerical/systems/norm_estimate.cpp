@@ -57,7 +57,7 @@ private:
     std::vector<std::size_t> tried;                // columns of B whose norms are known
     std::array<std::size_t, most_columns> units{}; // those in X
 
-    block_view<T> x() { return {store.data(), n, columns, columns}; }
+    block_view<T> x() { return {store.data(), n, columns}; }
 
     void start();
     std::array<double, most_columns> column_norms();

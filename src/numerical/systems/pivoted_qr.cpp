@@ -30,8 +30,8 @@ public:
     column_pivoting(block_view<T> by_columns, std::size_t rows)
         : c(by_columns), m(rows), n(by_columns.rows), norms(n), exact_norms(n), permutation(n),
           reflectors(std::min(m, n)), v_store(zeros<T>(panel_columns * m)),
-          f_store(zeros<T>(n * panel_columns)), v{v_store.data(), panel_columns, m, m},
-          f{f_store.data(), n, panel_columns, panel_columns}
+          f_store(zeros<T>(n * panel_columns)), v{v_store.data(), panel_columns, m},
+          f{f_store.data(), n, panel_columns}
     {
         std::iota(permutation.begin(), permutation.end(), std::size_t{0});
         for (std::size_t j = 0; j < n; ++j)
@@ -192,7 +192,7 @@ void column_pivoting<T>::update_trailing(std::size_t first, std::size_t last)
     for (std::size_t k = last; k < n; ++k)
         for (std::size_t s = 0; s < width; ++s)
             minus_f[(k - last) * width + s] = negated(conjugate(f(k, s)));
-    add_product<T>({minus_f.data(), n - last, width, width}, v.sub(0, width, last, m),
+    add_product<T>({minus_f.data(), n - last, width}, v.sub(0, width, last, m),
                    c.sub(last, n, last, m));
 }
 
@@ -218,15 +218,15 @@ pivoted_reflections<T> pivoted_reflect(const std::vector<T>& a, std::size_t rows
 {
     const std::size_t k = std::min(rows, columns);
     std::vector<T> store = detail::uninitialized<T>(rows * columns);
-    const detail::block_view<T> by_columns{store.data(), columns, rows, rows};
-    detail::transpose_into<T>(by_columns, {a.data(), rows, columns, columns});
+    const detail::block_view<T> by_columns{store.data(), columns, rows};
+    detail::transpose_into<T>(by_columns, {a.data(), rows, columns});
     detail::column_pivoting<T> pivoting(by_columns, rows);
     pivoting.factorize();
 
     pivoted_reflections<T> result;
     result.permutation = std::move(pivoting.column_order());
     result.reflections.r = detail::uninitialized<T>(k * columns);
-    const detail::block_view<T> r{result.reflections.r.data(), k, columns, columns};
+    const detail::block_view<T> r{result.reflections.r.data(), k, columns};
     detail::transpose_into<T>(r, by_columns.sub(0, columns, 0, k));
     for (std::size_t i = 0; i < k; ++i)
         detail::set_zero(r.row(i), i);

@@ -44,10 +44,10 @@ void subtract_product(std::vector<T>& negative, block_view<const T> a, block_vie
 {
     if (b.cols < a.rows) {
         negate_into<T>(negative, b);
-        add_product<T>(a, {negative.data(), b.rows, b.cols, b.cols}, c);
+        add_product<T>(a, {negative.data(), b.rows, b.cols}, c);
     } else {
         negate_into<T>(negative, a);
-        add_product<T>({negative.data(), a.rows, a.cols, a.cols}, b, c);
+        add_product<T>({negative.data(), a.rows, a.cols}, b, c);
     }
 }
 
@@ -239,7 +239,7 @@ private:
     {
         const std::size_t n = m.of.rows;
         std::vector<T> store = uninitialized<T>(n * n);
-        const block_view<T> copy{store.data(), n, n, n};
+        const block_view<T> copy{store.data(), n, n};
         transpose_into(copy, m.of);
         const auto flipped = m.is_lower() ? triangle_half::upper : triangle_half::lower;
         const triangle<T> transposed{copy, flipped, m.diagonal};
@@ -248,7 +248,7 @@ private:
             const std::size_t to = std::min(from + triangular_tile, y.rows);
             const block_view<T> rows = y.sub(from, to, 0, n);
             thread_scratch<T> columns(n * (to - from));
-            const block_view<T> tile{columns.data(), n, to - from, to - from};
+            const block_view<T> tile{columns.data(), n, to - from};
             transpose_into(tile, rows);
             substitute_tile(path, transposed, tile);
             transpose_into(rows, tile);
@@ -262,9 +262,9 @@ void solve_transposed(const triangle<T>& t, block_view<T> x)
 {
     right_substitution<T> substitution(x.cols);
     if (x.cols == 1)
-        return substitution.solve(t, {x.first, 1, x.rows, x.rows});
+        return substitution.solve(t, {x.first, 1, x.rows});
     std::vector<T> store = uninitialized<T>(x.rows * x.cols);
-    const block_view<T> y{store.data(), x.cols, x.rows, x.rows};
+    const block_view<T> y{store.data(), x.cols, x.rows};
     transpose_into(y, x);
     substitution.solve(t, y);
     transpose_into(x, y);
@@ -353,7 +353,7 @@ void multiply_triangle(const triangle<T>& t, matrix_form form, detail::block_vie
     const auto multiply = form == matrix_form::plain ? detail::multiply_vector_by_triangle<T>
                                                      : detail::multiply_vector_by_transposed<T>;
     std::vector<T> store = detail::uninitialized<T>(x.rows * x.cols);
-    const detail::block_view<T> vectors{store.data(), x.cols, x.rows, x.rows};
+    const detail::block_view<T> vectors{store.data(), x.cols, x.rows};
     detail::transpose_into(vectors, x);
     if (form == matrix_form::adjoint)
         detail::conjugate_all(vectors.first, x.rows * x.cols);

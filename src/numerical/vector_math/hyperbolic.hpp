@@ -35,11 +35,11 @@ hyperbolic_terms<R> hyperbolic_terms_of(R x)
     const R difference = a - b;
     const R difference_low = (a - difference) - b;
     const R u = r * r;
-    return {{sum.high, sum.low + fma(b, b_rest, a_low)},
-            {difference, difference_low + fnma(b, b_rest, a_low)},
-            r,
-            u * polynomial(cosh_tail, u),
-            fma(r * u, polynomial(sinh_tail, u), low)};
+    return {.sum = {sum.high, sum.low + fma(b, b_rest, a_low)},
+            .difference = {difference, difference_low + fnma(b, b_rest, a_low)},
+            .r = r,
+            .cosine_tail = u * polynomial(cosh_tail, u),
+            .sine_tail = fma(r * u, polynomial(sinh_tail, u), low)};
 }
 
 // cosh x without the sum A + B.

@@ -53,7 +53,11 @@ reduced_number<R> reduced_for_logarithm(R x)
     const R c = R::lookup(log_reciprocal, part);
     const R product = m * c;
     const words two_to_minus_k = words(2046ull << 52) - (shifted & words(~fraction_bits));
-    return {part, k, product - R(1.0), fms(m, c, product), R::from_bits(two_to_minus_k) * c};
+    return {.part = part,
+            .k = k,
+            .r = product - R(1.0),
+            .low = fms(m, c, product),
+            .scale = R::from_bits(two_to_minus_k) * c};
 }
 
 template <const logarithm_base& base, class R>

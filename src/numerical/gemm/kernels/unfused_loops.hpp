@@ -120,8 +120,17 @@ void multiply_tile(const unfused_operands<T>& p, std::size_t i, std::size_t j, s
         tile.template gain<unfused_factor<T, Lanes>, subtracts>(a, p.a_row * doubles, b, access);
     if constexpr (doubles == 2)
         if (tile.may_have_nan())
-            return plain_unfused({rows, cols, p.depth, rows_of_a, p.a_row, p.a_step, p.b + j, p.ldb,
-                                  tile_of_c, p.ldc, p.update});
+            return plain_unfused({.rows = rows,
+                                  .cols = cols,
+                                  .depth = p.depth,
+                                  .a = rows_of_a,
+                                  .a_row = p.a_row,
+                                  .a_step = p.a_step,
+                                  .b = p.b + j,
+                                  .ldb = p.ldb,
+                                  .c = tile_of_c,
+                                  .ldc = p.ldc,
+                                  .update = p.update});
     tile.store(c, p.ldc * doubles, access);
 }
 
