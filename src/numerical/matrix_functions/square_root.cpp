@@ -7,6 +7,7 @@
 #include "numerical/nonsymmetric/nonsymmetric.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/strided/dense_passes.hpp"
+#include "numerical/strided/matrix_view.hpp"
 #include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
@@ -35,17 +36,11 @@ void root_of_pair(detail::block_view<double> t)
 
 void root_of_pair(detail::block_view<complex>) {} // a complex triangle has none
 
-template <class T>
-detail::block_view<T> view_of(matrix<T>& a)
-{
-    return {a.data.data(), a.rows, a.cols, a.cols};
-}
-
 // Q·√T·Qᴴ.
 template <class T>
 matrix<T> root_of_factored(schur_factors<T> schur)
 {
-    if (!detail::root_of_triangle(view_of(schur.t)))
+    if (!detail::root_of_triangle(detail::view_of(schur.t)))
         throw singular_matrix_error(no_root);
     return schur.q * (schur.t * detail::adjoint(schur.q));
 }

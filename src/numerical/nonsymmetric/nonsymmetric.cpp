@@ -9,6 +9,7 @@
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/dense_passes.hpp"
+#include "numerical/strided/matrix_view.hpp"
 #include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
@@ -35,12 +36,6 @@ void multiply_by_power(std::vector<T>& x, int exponent)
     if (exponent != 0)
         for (T& element : x)
             element = detail::scaled_by_power(element, exponent);
-}
-
-template <class T>
-detail::block_view<const T> view_of(const matrix<T>& a)
-{
-    return {a.data.data(), a.rows, a.cols, a.cols};
 }
 
 template <class T>
@@ -284,7 +279,8 @@ matrix<complex> right_vectors(const detail::balanced_schur<T>& schur,
                               const std::vector<complex>& values)
 {
     const std::size_t n = schur.t.rows;
-    matrix<T> x(n, n, detail::multiplied_vectors(view_of(schur.t), view_of(schur.q)));
+    matrix<T> x(n, n,
+                detail::multiplied_vectors(detail::view_of(schur.t), detail::view_of(schur.q)));
     detail::undo_balance(schur.balanced, detail::eigenvector_side::right, x);
     return unit_columns(x, values);
 }
@@ -318,10 +314,11 @@ matrix<complex> left_vectors(const detail::balanced_schur<T>& schur,
                              const std::vector<complex>& values)
 {
     const std::size_t n = schur.t.rows;
-    const std::vector<T> reversed = detail::reversed_adjoint(view_of(schur.t));
+    const std::vector<T> reversed = detail::reversed_adjoint(detail::view_of(schur.t));
     matrix<T> basis = schur.q;
     reverse_columns(basis);
-    matrix<T> x(n, n, detail::multiplied_vectors<T>({reversed.data(), n, n, n}, view_of(basis)));
+    matrix<T> x(n, n,
+                detail::multiplied_vectors<T>({reversed.data(), n, n}, detail::view_of(basis)));
     reverse_columns(x);
     exchange_parts(x, values);
     detail::undo_balance(schur.balanced, detail::eigenvector_side::left, x);

@@ -7,6 +7,7 @@
 #include "numerical/nonsymmetric/standard_block.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/matrix_view.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -15,12 +16,6 @@
 
 namespace numerical::detail {
 namespace {
-
-template <class T>
-block_view<T> view_of(matrix<T>& a)
-{
-    return {a.data.data(), a.rows, a.cols, a.cols};
-}
 
 template <class T>
 matrix<T> square(std::size_t n, std::vector<T> data)

@@ -3,6 +3,7 @@
 #include "numerical/counts.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/matrix_view.hpp"
 
 #include <algorithm>
 #include <cstdint>
@@ -199,7 +200,7 @@ matrix<T> adjoint(const matrix<T>& a)
 {
     if (a.data.empty()) // one of the extents may be astronomic
         return matrix<T>(a.cols, a.rows, {});
-    return matrix<T>(a.cols, a.rows, adjoint_copy<T>({a.data.data(), a.rows, a.cols, a.cols}));
+    return matrix<T>(a.cols, a.rows, adjoint_copy(view_of(a)));
 }
 
 // Tile by tile with its mirror image, by way of a copy of one of them.

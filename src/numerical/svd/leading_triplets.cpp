@@ -7,6 +7,7 @@
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/dense_passes.hpp"
+#include "numerical/strided/matrix_view.hpp"
 #include "numerical/svd/bidiagonal.hpp"
 #include "numerical/svd/bidiagonal_divide.hpp"
 #include "numerical/svd/scaled_copy.hpp"
@@ -24,8 +25,7 @@ template <class T>
 matrix<T> first_columns(const matrix<T>& a, std::size_t count)
 {
     matrix<T> out(a.rows, count, detail::uninitialized<T>(a.rows * count));
-    const detail::block_view<const T> from{a.data.data(), a.rows, a.cols, a.cols};
-    detail::copy_block<T>(from.sub(0, a.rows, 0, count), {out.data.data(), a.rows, count, count});
+    detail::copy_block<T>(detail::view_of(a).sub(0, a.rows, 0, count), detail::view_of(out));
     return out;
 }
 

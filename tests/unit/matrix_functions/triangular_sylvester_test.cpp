@@ -2,6 +2,7 @@
 #include "numerical/matrix_functions/matrix_equations.hpp"
 #include "numerical/matrix_functions/triangular_sylvester.hpp"
 #include "numerical/nonsymmetric/small_system.hpp"
+#include "numerical/strided/matrix_view.hpp"
 
 #include "matrices.hpp"
 #include "paths.hpp"
@@ -36,18 +37,6 @@ matrix<T> triangle(std::size_t n, double centre, unsigned seed)
             t.data[(i + 1) * n + i] = -1.3;
         }
     return t;
-}
-
-template <class T>
-block_view<T> view(matrix<T>& a)
-{
-    return {a.data.data(), a.rows, a.cols, a.cols};
-}
-
-template <class T>
-block_view<const T> view(const matrix<T>& a)
-{
-    return {a.data.data(), a.rows, a.cols, a.cols};
 }
 
 // The equation's left side in wider precision.
@@ -108,13 +97,13 @@ TYPED_TEST(triangular_sylvester, solves_both_equations_at_every_crossover_on_eve
             const matrix<T> s = triangle<T>(n, 3, 2);
             const matrix<T> f = test::random_matrix<T>(m, n, 3);
             matrix<T> y = f;
-            ASSERT_TRUE(
-                (solve_triangular<matrix_equation::sylvester, T>(view(r), view(s), view(y), 0)));
+            ASSERT_TRUE((solve_triangular<matrix_equation::sylvester, T>(view_of(r), view_of(s),
+                                                                         view_of(y), 0)));
             EXPECT_LT((residual_ratio<matrix_equation::sylvester>(r, s, y, f)), accepted)
                 << m << " × " << n << ", path " << path;
             y = f;
-            ASSERT_TRUE(
-                (solve_triangular<matrix_equation::stein, T>(view(r), view(s), view(y), 0)));
+            ASSERT_TRUE((solve_triangular<matrix_equation::stein, T>(view_of(r), view_of(s),
+                                                                     view_of(y), 0)));
             EXPECT_LT((residual_ratio<matrix_equation::stein>(r, s, y, f)), accepted)
                 << m << " × " << n << ", path " << path;
         }
@@ -138,10 +127,11 @@ TYPED_TEST(triangular_sylvester, keeps_to_its_blocks)
     matrix<T> y = f;
     const matrix<T> framed_r = framed(r);
     matrix<T> framed_y = framed(f);
-    ASSERT_TRUE((solve_triangular<matrix_equation::sylvester, T>(view(r), view(r), view(y), 0)));
+    ASSERT_TRUE(
+        (solve_triangular<matrix_equation::sylvester, T>(view_of(r), view_of(r), view_of(y), 0)));
     ASSERT_TRUE((solve_triangular<matrix_equation::sylvester, T>(
-        view(framed_r).sub(0, n, 0, n), view(framed_r).sub(0, n, 0, n),
-        view(framed_y).sub(0, n, 0, n), 0)));
+        view_of(framed_r).sub(0, n, 0, n), view_of(framed_r).sub(0, n, 0, n),
+        view_of(framed_y).sub(0, n, 0, n), 0)));
     for (std::size_t i = 0; i < n; ++i)
         for (std::size_t j = 0; j < stride; ++j) {
             const T found = framed_y.data[i * stride + j];
@@ -160,7 +150,7 @@ TYPED_TEST(triangular_sylvester, has_no_solution_where_a_pivot_vanishes_before_a
     const auto solvable = [&](double right_side, double least, const matrix<T>& coefficient) {
         matrix<T> f(1, 1, {T(right_side)});
         const bool solved = solve_triangular<matrix_equation::sylvester, T>(
-            view(r), view(coefficient), view(f), least);
+            view_of(r), view_of(coefficient), view_of(f), least);
         EXPECT_TRUE(!solved || right_side != 0 || f.data[0] == T(0));
         return solved;
     };

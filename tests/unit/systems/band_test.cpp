@@ -1,6 +1,7 @@
 #include "numerical/systems/band.hpp"
 
 #include "numerical/errors.hpp"
+#include "numerical/strided/matrix_view.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/systems/norm_estimate.hpp"
 
@@ -27,12 +28,6 @@ class band : public testing::Test
 
 using element_types = testing::Types<double, std::complex<double>>;
 TYPED_TEST_SUITE(band, element_types);
-
-template <class T>
-detail::block_view<const T> view_of(const matrix<T>& a)
-{
-    return {a.data.data(), a.rows, a.cols, a.cols};
-}
 
 // Random in the band, `beyond` elsewhere; the diagonal is small here and there, so that rows change
 // places.
@@ -73,7 +68,7 @@ TYPED_TEST(band, gives_back_the_right_sides_in_every_form_and_reads_no_more)
                         const bandwidths widths{std::min(wanted.lower, n - 1),
                                                 std::min(wanted.upper, n - 1)};
                         const auto read = band_matrix<T>(n, widths, T(std::nan("")));
-                        const band_decomposition<T> factors(view_of(read), widths);
+                        const band_decomposition<T> factors(detail::view_of(read), widths);
                         const auto b = test::random_matrix<T>(n, columns, 2);
                         auto x = b;
                         factors.solve(form, {x.data.data(), n, columns, columns});
@@ -91,7 +86,7 @@ TYPED_TEST(band, gives_back_the_right_sides_in_every_form_and_reads_no_more)
 template <class T>
 void expect_widths(const matrix<T>& a, const bandwidths& widths)
 {
-    const bandwidths found = numerical::bandwidths_of(view_of(a));
+    const bandwidths found = numerical::bandwidths_of(detail::view_of(a));
     EXPECT_EQ(found.lower, widths.lower) << a.rows;
     EXPECT_EQ(found.upper, widths.upper) << a.rows;
 }
@@ -123,12 +118,12 @@ TYPED_TEST(band, is_as_wide_as_its_farthest_element)
 TYPED_TEST(band, knows_its_condition)
 {
     matrix<TypeParam> a(3, 3, {1, 0, 0, 0, 4, 0, 0, 0, 1e-3});
-    const band_decomposition<TypeParam> factors(view_of(a), {1, 1});
-    const double norm = numerical::one_norm_of_band(view_of(a), {1, 1});
+    const band_decomposition<TypeParam> factors(detail::view_of(a), {1, 1});
+    const double norm = numerical::one_norm_of_band(detail::view_of(a), {1, 1});
     EXPECT_EQ(norm, 4);
     EXPECT_NEAR(factors.reciprocal_condition(norm), 1e-3 / 4, 1e-15);
     a.data[4] = 0;
-    const band_decomposition<TypeParam> singular(view_of(a), {1, 1});
+    const band_decomposition<TypeParam> singular(detail::view_of(a), {1, 1});
     EXPECT_TRUE(singular.is_singular());
     EXPECT_EQ(singular.reciprocal_condition(1e-3), 0);
 }
@@ -137,7 +132,7 @@ TYPED_TEST(band, refuses_what_is_not_finite)
 {
     const matrix<TypeParam> a(2, 2, {1, 2, 3, std::nan("")});
     EXPECT_EQ(test::text_thrown_by<numerical::non_finite_error>([&] {
-                  band_decomposition<TypeParam>(view_of(a), {0, 0});
+                  band_decomposition<TypeParam>(detail::view_of(a), {0, 0});
               }),
               "band LU decomposition: the matrix holds an infinite or NaN entry");
 }

@@ -1,3 +1,4 @@
+#include "numerical/strided/matrix_view.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/systems/norm_estimate.hpp"
 
@@ -21,12 +22,6 @@ class norm_estimate : public testing::Test
 using element_types = testing::Types<double, std::complex<double>>;
 TYPED_TEST_SUITE(norm_estimate, element_types);
 
-template <class T>
-detail::block_view<const T> view_of(const matrix<T>& a)
-{
-    return {a.data.data(), a.rows, a.cols, a.cols};
-}
-
 // By products with the matrix itself; counts them.
 template <class T>
 double estimated(const matrix<T>& a, int& products)
@@ -36,7 +31,7 @@ double estimated(const matrix<T>& a, int& products)
             ++products;
             std::vector<T> y(x.rows * x.cols);
             const detail::block_view<T> result{y.data(), x.rows, x.cols, x.cols};
-            detail::add_product<T>(view_of(factor), x, result);
+            detail::add_product<T>(detail::view_of(factor), x, result);
             std::copy(y.begin(), y.end(), x.first);
         };
     };
@@ -50,7 +45,7 @@ TYPED_TEST(norm_estimate, is_a_lower_bound_close_to_the_norm)
         for (unsigned seed = 0; seed < 20; ++seed) {
             const auto a = test::random_matrix<TypeParam>(n, n, seed);
             int products = 0;
-            const double norm = numerical::one_norm(view_of(a));
+            const double norm = numerical::one_norm(detail::view_of(a));
             const double found = estimated(a, products);
             EXPECT_LE(found, norm * (1 + double(n) * test::eps)) << n;
             EXPECT_GE(found, norm / 3) << n;
@@ -68,7 +63,7 @@ TYPED_TEST(norm_estimate, finds_the_one_large_column)
             a.data[i * n + place] += i % 3 == 0 ? -5.0 : 4.0;
         }
         int products = 0;
-        EXPECT_DOUBLE_EQ(estimated(a, products), numerical::one_norm(view_of(a)));
+        EXPECT_DOUBLE_EQ(estimated(a, products), numerical::one_norm(detail::view_of(a)));
     }
 }
 
