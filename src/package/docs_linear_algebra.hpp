@@ -28,7 +28,8 @@ ValueError
 Notes
 -----
 Packed panels and register tiles (Goto and van de Geijn 2008). Each element is one sum in
-ascending order of the inner index, fused where the processor's path is.
+ascending order of the inner index, fused where the processor's path is; with a vector it is several
+partial sums. No element depends on the number of threads.
 
 Examples
 --------

@@ -2,8 +2,9 @@
 
 #include "module/tensor_object.hpp"
 #include "numerical/checks.hpp"
-#include "numerical/einsum/einsum.hpp"
 #include "numerical/gemm/gemm.hpp"
+#include "numerical/gemm/matrix_vector.hpp"
+#include "numerical/gemm/vector_product.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/broadcast.hpp"
@@ -80,6 +81,18 @@ std::vector<std::size_t> matrices_of(const stacked& of, const shape_list& lead, 
     return places;
 }
 
+// c = a·b. A product with one column, or of one row, takes the way of matrices with vectors.
+template <class T>
+void multiply(std::size_t m, std::size_t n, std::size_t k, const T* a, const T* b, T* c)
+{
+    if (n == 1)
+        detail::matrix_times_vector(m, k, a, b, c);
+    else if (m == 1)
+        detail::vector_times_matrix(k, n, a, b, c);
+    else
+        detail::gemm_new(m, n, k, a, k, b, n, c, n);
+}
+
 // The matrices of an operand, and where they lie.
 template <class T>
 struct stack_elements
@@ -95,15 +108,17 @@ void multiply_stack(const stack_elements<T>& a, const stack_elements<T>& b, cons
     const stacked& left = a.of;
     const stacked& right = b.of;
     const auto [m, n, k] = std::tuple(left.rows, right.cols, left.cols);
-    if (left.lead == lead && right.lead == lead) {
+    const bool with_vectors = m == 1 || n == 1;
+    if (left.lead == lead && right.lead == lead && !with_vectors) {
         detail::gemm_batch({.batches = count, .m = m, .n = n, .k = k}, a.first, b.first, c);
         return;
     }
     const std::vector<std::size_t> from_a = matrices_of(left, lead, count);
     const std::vector<std::size_t> from_b = matrices_of(right, lead, count);
-    detail::parallel_for(count, m * n * k / 16, [&, m = m, n = n, k = k](std::size_t i) {
-        detail::gemm_new(m, n, k, a.first + from_a[i] * left.step(), k,
-                         b.first + from_b[i] * right.step(), n, c + i * m * n, n);
+    const std::size_t work = m * n * k / (with_vectors ? detail::products_per_unit : 16);
+    detail::parallel_for(count, work, [&, m = m, n = n, k = k](std::size_t i) {
+        multiply(m, n, k, a.first + from_a[i] * left.step(), b.first + from_b[i] * right.step(),
+                 c + i * m * n);
     });
 }
 
@@ -133,8 +148,8 @@ tensor<T> stacked_product(const tensor<T>& a, const tensor<T>& b)
     for (const std::size_t extent : lead)
         count *= extent;
     if (right.lead.empty()) { // one matrix on the right: the rows of the whole stack in one product
-        detail::gemm_new(count * left.rows, right.cols, left.cols, a.data.data(), left.cols,
-                         b.data.data(), right.cols, data.data(), right.cols);
+        multiply(count * left.rows, right.cols, left.cols, a.data.data(), b.data.data(),
+                 data.data());
     } else {
         multiply_stack<T>({left, a.data.data()}, {right, b.data.data()}, lead, count, data.data());
     }
@@ -142,11 +157,18 @@ tensor<T> stacked_product(const tensor<T>& a, const tensor<T>& b)
 }
 
 template <class T>
+T dot(const tensor<T>& a, const tensor<T>& b)
+{
+    const gil_release released(a.data.size() + b.data.size() >= gil_release_threshold);
+    return detail::vector_times_vector(a.data.size(), a.data.data(), b.data.data());
+}
+
+template <class T>
 PyObject* product_of(const tensor<T>& a, const tensor<T>& b)
 {
     check_inner(a.shape, b.shape);
     if (a.shape.size() == 1 && b.shape.size() == 1)
-        return number(detail::einsum_impl<T>("i,i->", {&a, &b}).data[0]);
+        return number(dot(a, b));
     return wrap(stacked_product(a, b));
 }
 

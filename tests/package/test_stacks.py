@@ -92,6 +92,29 @@ def test_systems_of_a_stack_have_the_bits_of_single_calls(n, dtype):
 
 
 @pytest.mark.parametrize("dtype", DTYPES)
+@pytest.mark.parametrize("shape", [(1, 1), (3, 3), (5, 9), (4, 8), (7, 130), (130, 7), (33, 1)])
+def test_products_of_a_stack_with_vectors_have_the_bits_of_single_calls(shape, dtype):
+    a = normal((2, 5, *shape), dtype)
+    right, left = normal(shape[1], dtype, 1), normal(shape[0], dtype, 2)
+    same_as_single_calls(lambda stack: stack @ right, a)
+    same_as_single_calls(lambda stack: left @ stack, a)
+    columns = normal((2, 5, shape[1], 1), dtype, 3)
+    same_as_single_calls(lambda stack, column: stack @ column, a, columns)
+    close(nm.asarray(a) @ right, a @ right)
+    close(left @ nm.asarray(a), left @ a)
+    close(nm.asarray(a) @ columns, a @ columns)
+
+
+@pytest.mark.parametrize("dtype", DTYPES)
+def test_products_with_empty_vectors_are_zeros(dtype):
+    a, none = nm.zeros((2, 3, 0), dtype), nm.zeros(0, dtype)
+    equal(a @ none, np.zeros((2, 3), dtype))
+    equal(none @ nm.zeros((2, 0, 3), dtype), np.zeros((2, 3), dtype))
+    assert none @ none == 0
+    assert (nm.zeros((0, 3), dtype) @ nm.ones(3, dtype)).shape == (0,)
+
+
+@pytest.mark.parametrize("dtype", DTYPES)
 @pytest.mark.parametrize("mode", ["reduced", "complete", "r"])
 @pytest.mark.parametrize("shape", [(3, 3), (5, 3), (3, 5), (70, 33), (4, 0), (0, 3), (0, 0)])
 def test_qr_of_every_mode_is_a_factorization(shape, mode, dtype):

@@ -2,6 +2,7 @@
 
 #include "numerical/counts.hpp"
 #include "numerical/gemm/path.hpp"
+#include "numerical/gemm/task_share.hpp"
 #include "numerical/gemm/vector_product_kernels.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
@@ -25,22 +26,6 @@ template bool is_vector_product(const product_operands<double>&);
 template bool is_vector_product(const product_operands<complex>&);
 
 namespace {
-
-// Of `count` columns or rows those for an index: a share for each thread that the work is worth, a
-// multiple of `least`, and no more than `most`.
-struct share_limits
-{
-    std::size_t least;
-    std::size_t most;
-};
-
-std::size_t share_of_task(std::size_t count, std::size_t products_of_one, const share_limits& limit)
-{
-    constexpr std::size_t products_of_thread = 65536 * products_per_unit;
-    const std::size_t share = count / allowed_threads() + 1;
-    const std::size_t wanted = std::max(share, products_of_thread / (products_of_one + 1));
-    return std::min(round_up(wanted, limit.least), limit.most);
-}
 
 // y[r·step] += A·x for the rows of A, lda apart, or y = A·x.
 template <class T>

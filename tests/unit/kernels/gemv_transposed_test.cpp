@@ -6,9 +6,12 @@
 #include "paths.hpp"
 #include "vector_model.hpp"
 
+#include <algorithm>
+#include <cmath>
 #include <complex>
 #include <gtest/gtest.h>
 #include <numeric>
+#include <vector>
 
 namespace {
 
@@ -135,6 +138,79 @@ TYPED_TEST(column_sums, are_exact_on_small_integers)
                 add_column_sums_on(path, sums.data(), x.data(), rows.data(), stride, count, n);
                 EXPECT_EQ(sums, expected) << count << ", " << n << " on path " << path;
             }
+}
+
+void complex_gemv_transposed(int path, guarded_numbers<complex>& y, guarded_numbers<complex>& rows,
+                             std::size_t stride, guarded_numbers<complex>& x)
+{
+    const auto form =
+        path == avx512_path ? avx512_complex_gemv_transposed : avx2_complex_gemv_transposed;
+    form(y.parts(), rows.parts(), stride, x.values().size(), x.parts(), y.values().size());
+}
+
+std::vector<int> vector_paths()
+{
+    auto paths = available_paths();
+    std::erase(paths, portable_path);
+    return paths;
+}
+
+TEST(gemv_transposed, of_small_integers_is_exact_and_reads_nothing_else)
+{
+    for (const int path : vector_paths())
+        for (std::size_t count = 0; count <= 9; ++count)
+            for (std::size_t n = 0; n <= 19; ++n) {
+                const std::size_t stride = n + 3;
+                guarded_numbers<complex> x(count, 1);
+                guarded_numbers<complex> rows(count * stride, 2);
+                spoil_beyond(rows, count, stride, n);
+                guarded_numbers<complex> y(n, 3);
+                std::vector<complex> want = y.values();
+                for (std::size_t i = 0; i < count; ++i)
+                    for (std::size_t j = 0; j < n; ++j)
+                        want[j] += x.data()[i] * rows.data()[i * stride + j];
+                complex_gemv_transposed(path, y, rows, stride, x);
+                EXPECT_EQ(y.values(), want) << count << " rows, " << label(path, n);
+                EXPECT_TRUE(y.intact()) << count << " rows, " << label(path, n);
+            }
+}
+
+// The stated order, one product at a time.
+complex with_four_rows(complex sum, const complex* x, const complex* column, std::size_t stride,
+                       std::size_t rows)
+{
+    double re = sum.real();
+    double im = sum.imag();
+    double turned_re = 0;
+    double turned_im = 0;
+    for (std::size_t i = 0; i < rows; ++i) {
+        const complex a = column[i * stride];
+        re = std::fma(x[i].real(), a.real(), re);
+        im = std::fma(x[i].real(), a.imag(), im);
+        turned_im = std::fma(x[i].imag(), a.real(), turned_im);
+        turned_re = std::fma(x[i].imag(), a.imag(), turned_re);
+    }
+    return {re - turned_re, im + turned_im};
+}
+
+TEST(gemv_transposed, adds_the_imaginary_parts_of_four_rows_together)
+{
+    for (const std::size_t count : {1U, 3U, 4U, 5U, 8U, 14U})
+        for (const std::size_t n : {1U, 2U, 3U, 4U, 5U, 7U, 40U, 41U}) {
+            guarded_numbers<complex> x(test::random_vector<complex>(count, 4));
+            guarded_numbers<complex> rows(test::random_vector<complex>(count * n, 5));
+            const auto start = test::random_vector<complex>(n, 6);
+            std::vector<complex> want = start;
+            for (std::size_t i = 0; i < count; i += 4)
+                for (std::size_t j = 0; j < n; ++j)
+                    want[j] = with_four_rows(want[j], x.data() + i, rows.data() + i * n + j, n,
+                                             std::min<std::size_t>(count - i, 4));
+            for (const int path : vector_paths()) {
+                guarded_numbers<complex> y(start);
+                complex_gemv_transposed(path, y, rows, n, x);
+                EXPECT_EQ(y.values(), want) << count << " rows, " << label(path, n);
+            }
+        }
 }
 
 } // namespace

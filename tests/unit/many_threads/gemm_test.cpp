@@ -1,10 +1,13 @@
 #include "numerical/gemm/gemm.hpp"
 
+#include "matrices.hpp"
+#include "numerical/gemm/matrix_vector.hpp"
 #include "paths.hpp"
 #include "product_case.hpp"
 
 #include <cfenv>
 #include <gtest/gtest.h>
+#include <vector>
 
 namespace {
 
@@ -44,6 +47,30 @@ TYPED_TEST(product_on_64_cores, has_the_bits_of_one_core)
                     << label(shape) << ", path " << path << ", threads " << threads;
             }
         }
+}
+
+TYPED_TEST(product_on_64_cores, of_a_matrix_with_a_vector_has_the_bits_of_one_core)
+{
+    constexpr std::size_t rows = 1100;
+    constexpr std::size_t cols = 1300;
+    const auto a = test::random_vector<TypeParam>(rows * cols, 1);
+    const auto right = test::random_vector<TypeParam>(cols, 2);
+    const auto left = test::random_vector<TypeParam>(rows, 3);
+    const auto products = [&](std::size_t threads) {
+        const test::thread_limit cap(threads);
+        std::vector<TypeParam> all(rows + cols + 1);
+        matrix_times_vector(rows, cols, a.data(), right.data(), all.data());
+        vector_times_matrix(rows, cols, left.data(), a.data(), all.data() + rows);
+        all.back() = vector_times_vector(a.size(), a.data(), a.data());
+        return all;
+    };
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        const auto serial = products(1);
+        for (const std::size_t threads : {2UL, 3UL, 7UL, 64UL})
+            EXPECT_TRUE(test::same_bits(products(threads), serial))
+                << "path " << path << ", threads " << threads;
+    }
 }
 
 TYPED_TEST(product_on_64_cores, rounds_as_its_caller_does_on_every_core)

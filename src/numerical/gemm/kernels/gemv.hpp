@@ -52,4 +52,18 @@ void add_row_dots_on(int path, std::complex<double>* w, const std::complex<doubl
                      std::size_t stride, std::size_t count, const std::complex<double>* x,
                      std::size_t n);
 
+// --- y[i] = sum over j < n of rows[i·stride + j]·x[j] for i < count ------------------------------
+// For a matrix that is read once, with one order for both forms and for every row, wherever it
+// stands: product j goes to partial sum j mod 8, of complex rows each of the four products of parts
+// to one of j mod 4, all fused and ascending from zero; then the partial sums are folded by halves,
+// and of complex ones Re·Re less Im·Im, Re·Im plus Im·Re last. No conjugation.
+void avx2_gemv(double* y, const double* rows, std::size_t stride, std::size_t count,
+               const double* x, std::size_t n);
+void avx512_gemv(double* y, const double* rows, std::size_t stride, std::size_t count,
+                 const double* x, std::size_t n);
+void avx2_complex_gemv(double* y, const double* rows, std::size_t stride, std::size_t count,
+                       const double* x, std::size_t n);
+void avx512_complex_gemv(double* y, const double* rows, std::size_t stride, std::size_t count,
+                         const double* x, std::size_t n);
+
 } // namespace numerical::detail

@@ -41,6 +41,26 @@ struct complex_row_sum : complex_sums<Lanes>
     }
 };
 
+// Without conjugation.
+template <class Lanes>
+struct complex_row_product : complex_sums<Lanes>
+{
+    static constexpr std::size_t doubles = 2;
+
+    void join(const complex_row_product& other)
+    {
+        this->parts = Lanes::plus(this->parts, other.parts);
+        this->crossed = Lanes::plus(this->crossed, other.crossed);
+    }
+
+    void store(double* out) const
+    {
+        const std::complex<double> product = this->dot();
+        out[0] = product.real();
+        out[1] = product.imag();
+    }
+};
+
 template <class Lanes, class Sum, std::size_t rows, class Access>
 void add_entries(Sum (&sums)[rows], const double* row, std::size_t stride, const double* v,
                  const Access& access)
@@ -103,6 +123,63 @@ void dots_of_all_rows(double* out, const double* v, const double* rows, std::siz
                                             n * doubles);
     for (; t < count; ++t)
         dots_of_rows<Lanes, sum, 1, 1>(out + t * doubles, v, rows + t * step, step, n * doubles);
+}
+
+// The doubles of a row go to eight partial sums in turn, which are `vectors` vectors. Stride and n
+// in doubles.
+template <class Lanes, class Sum, std::size_t rows>
+void products_of_rows(double* y, const double* row, std::size_t stride, const double* x,
+                      std::size_t n)
+{
+    constexpr std::size_t width = Lanes::width;
+    constexpr std::size_t vectors = 8 / width;
+    constexpr bool masked = vectors == 1 && Sum::doubles == 2; // as in dots_of_rows
+    Sum sums[vectors][rows];
+#pragma GCC unroll 2
+    for (std::size_t v = 0; v < vectors; ++v)
+#pragma GCC unroll 4
+        for (std::size_t r = 0; r < rows; ++r)
+            sums[v][r].clear();
+    const whole_vector<Lanes> whole;
+    std::size_t j = 0;
+    if constexpr (masked)
+        for (; j < n; j += width)
+            add_entries<Lanes>(sums[0], row + j, stride, x + j, last_vector<Lanes>(n - j));
+    for (; j + 8 <= n; j += 8)
+#pragma GCC unroll 2
+        for (std::size_t v = 0; v < vectors; ++v)
+            add_entries<Lanes>(sums[v], row + j + v * width, stride, x + j + v * width, whole);
+#pragma GCC unroll 2
+    for (std::size_t v = 0; v < vectors; ++v, j += width) {
+        if (j + width <= n)
+            add_entries<Lanes>(sums[v], row + j, stride, x + j, whole);
+        else if (j < n)
+            add_entries<Lanes>(sums[v], row + j, stride, x + j, last_vector<Lanes>(n - j));
+    }
+#pragma GCC unroll 4
+    for (std::size_t r = 0; r < rows; ++r) {
+        if constexpr (vectors == 2)
+            sums[0][r].join(sums[1][r]);
+        sums[0][r].store(y + r * Sum::doubles);
+    }
+}
+
+// `together` rows at a time, then those that are left.
+template <class Lanes, template <class> class Sum, std::size_t together>
+void products_of_all_rows(double* y, const double* rows, std::size_t stride, std::size_t count,
+                          const double* x, std::size_t n)
+{
+    using sum = Sum<Lanes>;
+    constexpr std::size_t doubles = sum::doubles;
+    const std::size_t step = stride * doubles;
+    for (; count >= together; count -= together) {
+        products_of_rows<Lanes, sum, together>(y, rows, step, x, n * doubles);
+        y += together * doubles;
+        rows += together * step;
+    }
+    if constexpr (together > 1)
+        if (count != 0)
+            products_of_all_rows<Lanes, Sum, together - 1>(y, rows, stride, count, x, n);
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #pragma once
 
-// Products of a row vector with a matrix, combinations of rows, in three forms. Declarations only,
+// Products of a row vector with a matrix, combinations of rows. Declarations only,
 // so the header may be included from any target. Counts and strides are in elements; complex data
 // passed as double* is interleaved (real, imaginary). Sums ascend over the rows, element by
 // element, so that their bits depend on nothing but the form.
@@ -50,5 +50,14 @@ void add_column_sums_on(int path, double* sums, const double* coefficients, cons
 void add_column_sums_on(int path, std::complex<double>* sums,
                         const std::complex<double>* coefficients, const std::complex<double>* rows,
                         std::size_t stride, std::size_t count, std::size_t n);
+
+// y[j] += Σᵢ x[i]·rows[i·stride + j], complex, for long rows: four rows a pass, the last one to
+// three together. In a pass y[j] adds the products with the real parts of x one after the other;
+// those with the imaginary parts have a sum of their own, which is added last. Both forms have
+// this order.
+void avx2_complex_gemv_transposed(double* y, const double* rows, std::size_t stride,
+                                  std::size_t count, const double* x, std::size_t n);
+void avx512_complex_gemv_transposed(double* y, const double* rows, std::size_t stride,
+                                    std::size_t count, const double* x, std::size_t n);
 
 } // namespace numerical::detail

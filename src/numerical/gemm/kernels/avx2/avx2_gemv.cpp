@@ -32,4 +32,16 @@ void avx2_add_row_dot_pairs(double* w, const double* rows, std::size_t stride, s
     add_short_dots<lanes, 2, 2>(w, rows, stride, count, {x, y}, n);
 }
 
+void avx2_gemv(double* y, const double* rows, std::size_t stride, std::size_t count,
+               const double* x, std::size_t n)
+{
+    products_of_all_rows<lanes, real_row_sum, 4>(y, rows, stride, count, x, n);
+}
+
+void avx2_complex_gemv(double* y, const double* rows, std::size_t stride, std::size_t count,
+                       const double* x, std::size_t n)
+{
+    products_of_all_rows<lanes, complex_row_product, 2>(y, rows, stride, count, x, n);
+}
+
 } // namespace numerical::detail

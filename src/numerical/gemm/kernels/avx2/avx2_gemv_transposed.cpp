@@ -3,6 +3,7 @@
 #include "numerical/gemm/kernels/column_sums_loops.hpp"
 #include "numerical/gemm/kernels/gemv_transposed_loops.hpp"
 #include "numerical/gemm/kernels/lanes/avx2.hpp"
+#include "numerical/gemm/kernels/row_passes_loops.hpp"
 
 // Built for AVX2 and FMA.
 
@@ -31,6 +32,12 @@ void avx2_add_column_sum_pairs(double* sums, const double* coefficients, const d
                                std::size_t stride, std::size_t count, std::size_t n)
 {
     add_sums<lanes, 2, 8>(sums, coefficients, rows, stride, count, n);
+}
+
+void avx2_complex_gemv_transposed(double* y, const double* rows, std::size_t stride,
+                                  std::size_t count, const double* x, std::size_t n)
+{
+    add_all_rows<lanes, 4>(y, rows, 2 * stride, count, x, 2 * n);
 }
 
 } // namespace numerical::detail
