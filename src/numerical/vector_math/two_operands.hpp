@@ -34,7 +34,20 @@ struct arc_tangent_of_quotient
     static double rare(double y, double x);
 };
 
-// The root of x^2 + y^2 with what the rounding of squares and sum loses, and one step of Newton.
+// 1 / (2 x) to 0.3 % for normal x: the bits of 2^k (1 + f), taken from a constant, give a number
+// within 5 % of the reciprocal, and a step of Newton squares that error.
+template <class R>
+R half_reciprocal(R x)
+{
+    using words = typename R::words;
+    constexpr std::uint64_t two_to_minus_one = 0x3FE0000000000000;
+    constexpr std::uint64_t tenth = 0x0001999999999999; // of the exponent's unit: errors balance
+    const R start = R::from_bits(words(two_to_minus_one + bits_of_one - tenth) - x.bits());
+    return start * fnma(x + x, start, R(2.0));
+}
+
+// The root of x^2 + y^2 with what the rounding of squares and sum loses, and one step of Newton:
+// a unit of the last place or two, for which no division is needed.
 struct hypotenuse
 {
     template <class R>
@@ -51,7 +64,7 @@ struct hypotenuse
         const R estimate = root(sum);
         const R rest = fnma(estimate, estimate, sum) + low;
         const auto rare = (longer < R(0x1p-450)) | not_less(longer, R(0x1p500));
-        return {estimate + rest / (estimate + estimate), rare | not_equal(a, a) | not_equal(b, b)};
+        return {fma(rest, half_reciprocal(estimate), estimate), rare | not_equal(a, a) | not_equal(b, b)};
     }
 
     static double rare(double x, double y);
