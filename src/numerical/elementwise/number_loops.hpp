@@ -265,10 +265,18 @@ constexpr column_places places_where(Loses)
     return places_of_columns<Loses>;
 }
 
+// The integers next to numbers, without an instruction for them.
 template <class Stream>
+struct integers_by_rint
+{
+    static constexpr number_row floor = number_row_of<Stream>(floor_of);
+    static constexpr number_row ceil = number_row_of<Stream>(ceil_of);
+    static constexpr number_row trunc = number_row_of<Stream>(trunc_of);
+};
+
+template <class Stream, class Integers>
 constexpr number_kernels number_kernels_with{
-    .of_one = {number_row_of<Stream>(floor_of), number_row_of<Stream>(ceil_of),
-               number_row_of<Stream>(trunc_of), number_row_of<Stream>(round_of),
+    .of_one = {Integers::floor, Integers::ceil, Integers::trunc, number_row_of<Stream>(round_of),
                number_row_of<Stream>(sign_of)},
     .of_two = {pair_rows_of<Stream>(maximum), pair_rows_of<Stream>(minimum),
                pair_rows_of<Stream>(copy_sign)},

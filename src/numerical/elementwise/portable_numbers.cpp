@@ -4,6 +4,7 @@
 
 namespace numerical::detail {
 
-constexpr number_kernels portable_numbers = number_kernels_with<portable_stream>;
+constexpr number_kernels portable_numbers =
+    number_kernels_with<portable_stream, integers_by_rint<portable_stream>>;
 
 } // namespace numerical::detail
