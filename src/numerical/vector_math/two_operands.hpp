@@ -64,7 +64,8 @@ struct hypotenuse
         const R estimate = root(sum);
         const R rest = fnma(estimate, estimate, sum) + low;
         const auto rare = (longer < R(0x1p-450)) | not_less(longer, R(0x1p500));
-        return {fma(rest, half_reciprocal(estimate), estimate), rare | not_equal(a, a) | not_equal(b, b)};
+        return {fma(rest, half_reciprocal(estimate), estimate),
+                rare | not_equal(a, a) | not_equal(b, b)};
     }
 
     static double rare(double x, double y);
