@@ -14,7 +14,7 @@ import builtins as _builtins
 from . import _native_module  # first: it makes the type that _numerical uses
 
 from . import (
-    _array_api, _assumptions, _matrices, _methods, _numerical, _pickling, _protocols, linalg,
+    _advice, _array_api, _assumptions, _methods, _numerical, _pickling, _protocols, linalg,
 )  # fmt: skip
 from ._array_api import (
     __array_api_version__, __array_namespace_info__, astype, can_cast, finfo, iinfo, isdtype,
@@ -93,7 +93,7 @@ Tensor._builtins = vars(_builtins)
 _native_module.native._connect(
     asarray,
     _protocols.defers_to,
-    _matrices.annotate,
+    _advice.annotate,
     _assumptions.solve_assuming,
     float64,
     complex128,

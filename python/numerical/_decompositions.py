@@ -5,10 +5,11 @@ from ._functions import abs as _abs
 from ._functions import argsort, conj, sort, where
 from ._hermitian import eigh, eigvalsh
 from ._low_rank import leading_svd
-from ._matrices import QRResult, SVDResult, matrices, matrix_transpose
+from ._matrices import matrices, matrix_transpose
 from ._arrangement import take_along_axis
 from ._native_module import native
 from ._orthogonal_factors import pivoted_qr
+from ._results import QRResult, SVDResult
 
 
 def cholesky(a, *, upper=False):

@@ -10,8 +10,9 @@ from ._creation import diagonal, eye, tril, triu
 from ._functions import conj, log, prod, square, where
 from ._functions import real as _real
 from ._functions import sum as _sum
-from ._matrices import SlogdetResult, matrix_transpose
+from ._matrices import matrix_transpose
 from ._native_module import native
+from ._results import SlogdetResult
 from ._shaping import broadcast_to
 
 

@@ -1,9 +1,9 @@
 """Eigenvalues of general square matrices, Schur and Hessenberg forms."""
 
 from ._arguments import one_of
-from ._matrices import EigResult
 from ._native_module import native
 from ._numerical import Tensor
+from ._results import EigResult
 
 eigvals = native.eigvals
 

@@ -3,8 +3,9 @@
 from ._arguments import integer, integers, items, one_of, real, shown
 from ._functions import conj
 from ._hints import add_hint
-from ._matrices import EighResult, matrices, matrix_transpose
+from ._matrices import matrices, matrix_transpose
 from ._native_module import native
+from ._results import EighResult
 
 _METHOD_HINTS = {
     "qr": 'method="tridiagonal_ql" iterates as QR does, from the other end',

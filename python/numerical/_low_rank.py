@@ -2,8 +2,9 @@
 
 from ._arguments import count, integer, shown
 from ._conversion import asarray
-from ._matrices import SVDResult, matrices
+from ._matrices import matrices
 from ._native_module import native
+from ._results import SVDResult
 
 MOST_ITERATIONS = 1000  # far beyond what changes a digit
 

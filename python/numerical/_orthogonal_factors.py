@@ -9,9 +9,10 @@ from ._functions import abs as _abs
 from ._functions import all as _all
 from ._functions import argsort, conj, log, prod, where
 from ._functions import sum as _sum
-from ._matrices import SlogdetResult, matrix_transpose
+from ._matrices import matrix_transpose
 from ._native_module import native
 from ._numerical import error
+from ._results import SlogdetResult
 from ._shaping import broadcast_to, concat, reshape
 
 

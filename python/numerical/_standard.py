@@ -4,8 +4,8 @@ from . import _functions as functions
 from ._arguments import integers
 from ._conversion import asarray
 from ._creation import axis_of, ones, zeros
-from ._matrices import Result, field
 from ._products import broadcast_shape
+from ._results import Result, field
 from ._shaping import broadcast_to, concatenate, ravel, reshape
 
 

@@ -2,9 +2,10 @@
 
 from ._arguments import one_of, real
 from ._conversion import asarray
-from ._matrices import PolarResult, matrices
+from ._matrices import matrices
 from ._native_module import native
 from ._products import matmul
+from ._results import PolarResult
 
 EPS = 2.0**-52
 _METHOD = "divide_and_conquer"

@@ -3,9 +3,9 @@
 from ._arguments import integer
 from ._conversion import asarray
 from ._creation import eye
-from ._matrices import SlogdetResult
 from ._native_module import native
 from ._products import matmul
+from ._results import SlogdetResult
 from ._shaping import broadcast_to
 
 solve = native.solve

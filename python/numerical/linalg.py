@@ -22,20 +22,18 @@ from ._functions import sum as _sum
 from ._hermitian import eigh, eigvalsh
 from ._least_squares import LstsqResult, lstsq, matrix_rank, pinv
 from ._low_rank import randomized_svd
+from ._matrices import item_of_first_axis, matrix_transpose
 
 from ._matrix_equations import (
     solve_continuous_lyapunov, solve_discrete_lyapunov, solve_sylvester,
 )  # fmt: skip
 from ._matrix_functions import expm, logm, sqrtm
-
-from ._matrices import (
-    EighResult, EigResult, PolarResult, QRResult, SlogdetResult, SVDResult, matrix_transpose, slice_of,
-)  # fmt: skip
 from ._norms import cond, matrix_norm, norm, vector_norm
 from ._numerical import error
 from ._orthogonal_factors import QRFactor, qr_factor, qr_multiply
 from ._products import matmul, multi_dot, outer, tensordot, trace
 from ._promotion import same_dtype
+from ._results import EighResult, EigResult, PolarResult, QRResult, SlogdetResult, SVDResult
 from ._shaping import moveaxis, normalized_axis, stack
 from ._subspaces import null_space, orth, polar
 from ._systems import det, inv, matrix_power, slogdet, solve
@@ -123,7 +121,7 @@ def cross(a, b, *, axis=-1):
     a, b = (moveaxis(t, normalized_axis(axis, t.ndim), 0) for t in same_dtype(a, b))
     if a.shape[0] != 3 or b.shape[0] != 3:
         raise ValueError(f"cross takes vectors of 3 elements, not {a.shape[0]} and {b.shape[0]}")
-    (ax, ay, az), (bx, by, bz) = ([slice_of(t, i) for i in range(3)] for t in (a, b))
+    (ax, ay, az), (bx, by, bz) = ([item_of_first_axis(t, i) for i in range(3)] for t in (a, b))
     rows = [ay * bz - az * by, az * bx - ax * bz, ax * by - ay * bx]
     return moveaxis(stack([asarray(row) for row in rows]), 0, axis)
 
