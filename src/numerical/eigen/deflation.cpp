@@ -1,5 +1,7 @@
 #include "numerical/eigen/deflation.hpp"
 
+#include "numerical/eigen/order.hpp"
+
 #include <algorithm>
 #include <cmath>
 #include <optional>

@@ -2,7 +2,7 @@
 
 #include "numerical/counts.hpp"
 #include "numerical/eigen/lower_triangle.hpp"
-#include "numerical/eigen/merge_columns.hpp"
+#include "numerical/eigen/order.hpp"
 #include "numerical/eigen/tridiagonal.hpp"
 #include "numerical/eigen/tridiagonal_divide.hpp"
 #include "numerical/eigen/tridiagonal_ql.hpp"

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 
 namespace numerical::detail {
 namespace {
@@ -106,16 +105,6 @@ void rotate_columns(block_view<double> q, const std::vector<column_rotation>& ro
     };
     if (!rotations.empty())
         parallel_for(q.rows, rotations.size() * 4, rotate_row);
-}
-
-std::vector<std::size_t> ascending_order(const std::vector<double>& values)
-{
-    std::vector<std::size_t> order(values.size());
-    std::iota(order.begin(), order.end(), std::size_t{0});
-    std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-        return values[a] < values[b] || (values[a] == values[b] && a < b);
-    });
-    return order;
 }
 
 // From the right, each run of new elements moves to its place, and the deflated one before it comes

@@ -43,9 +43,6 @@ struct merge_partition
     std::vector<std::size_t> deflated;
 };
 
-// 0 .. n-1 sorted by value, equal values by index.
-std::vector<std::size_t> ascending_order(const std::vector<double>& values);
-
 struct column_merge
 {
     std::span<const row_group> groups;

@@ -2,6 +2,7 @@
 #include "numerical/eigen/deflation.hpp"
 #include "numerical/eigen/merge_columns.hpp"
 #include "numerical/eigen/merge_kernels.hpp"
+#include "numerical/eigen/order.hpp"
 #include "numerical/eigen/secular.hpp"
 #include "numerical/eigen/tridiagonal_divide.hpp"
 #include "numerical/gemm/path.hpp"

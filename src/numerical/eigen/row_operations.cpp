@@ -164,20 +164,6 @@ void apply_row_operations(block_view<double> rows, row_operation_span operations
         apply_to_slabs(rows, 1, operations);
 }
 
-plane_rotation rotation_of_subnormals(double x, double y, double length)
-{
-    if (length == 0)
-        return {0, 1, 0};
-    constexpr double to_normal = 0x1p600;
-    const double scaled = std::hypot(x * to_normal, y * to_normal);
-    return {length, x * to_normal / scaled, y * to_normal / scaled};
-}
-
-plane_rotation safe_rotation(double x, double y)
-{
-    return rotation_of(x, y, rotation_length(x, y));
-}
-
 std::vector<row_operation_run> cut_into_runs(row_operation_span operations)
 {
     std::vector<row_operation_run> runs;

@@ -1,7 +1,7 @@
 #include "numerical/eigen/tridiagonal_divide.hpp"
 
 #include "numerical/counts.hpp"
-#include "numerical/eigen/merge_columns.hpp"
+#include "numerical/eigen/order.hpp"
 #include "numerical/eigen/tridiagonal_ql.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"

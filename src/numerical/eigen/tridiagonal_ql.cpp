@@ -1,5 +1,6 @@
 #include "numerical/eigen/tridiagonal_ql.hpp"
 
+#include "numerical/eigen/plane_rotation.hpp"
 #include "numerical/eigen/row_operations.hpp"
 #include "numerical/eps.hpp"
 #include "numerical/errors.hpp"

@@ -1,5 +1,6 @@
 #include "numerical/svd/arrow_deflation.hpp"
 
+#include "numerical/eigen/order.hpp"
 #include "numerical/eps.hpp"
 
 #include <algorithm>

@@ -1,5 +1,6 @@
 #include "numerical/svd/arrow_merge.hpp"
 
+#include "numerical/eigen/order.hpp"
 #include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/summation.hpp"
 #include "numerical/storage.hpp"

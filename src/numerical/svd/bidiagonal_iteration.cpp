@@ -1,5 +1,6 @@
 #include "numerical/svd/bidiagonal_iteration.hpp"
 
+#include "numerical/eigen/plane_rotation.hpp"
 #include "numerical/eps.hpp"
 #include "numerical/errors.hpp"
 

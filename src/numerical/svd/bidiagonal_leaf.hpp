@@ -3,6 +3,7 @@
 // The problems at the leaves of divide and conquer.
 
 #include "numerical/eigen/merge_columns.hpp"
+#include "numerical/eigen/plane_rotation.hpp"
 #include "numerical/svd/bidiagonal_qr.hpp"
 #include "numerical/svd/bidiagonal_vectors.hpp"
 

@@ -1,0 +1,18 @@
+#include "numerical/eigen/order.hpp"
+
+#include <algorithm>
+#include <numeric>
+
+namespace numerical::detail {
+
+std::vector<std::size_t> ascending_order(const std::vector<double>& values)
+{
+    std::vector<std::size_t> order(values.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+        return values[a] < values[b] || (values[a] == values[b] && a < b);
+    });
+    return order;
+}
+
+} // namespace numerical::detail
