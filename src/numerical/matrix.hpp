@@ -17,9 +17,9 @@ struct matrix
     std::size_t cols;
     std::vector<T> data;
 
-    // Takes `data`, which must hold rows·cols elements: dimension_error "matrix buffer size does
-    // not match dimensions", or "dimension product overflows std::size_t".
-    matrix(std::size_t rows, std::size_t cols, std::vector<T> data);
+    // Takes over the elements, row_count·col_count of them: dimension_error "matrix buffer size
+    // does not match dimensions", or "dimension product overflows std::size_t".
+    matrix(std::size_t row_count, std::size_t col_count, std::vector<T> elements);
 };
 
 template <class T>

@@ -24,6 +24,6 @@ PyObject* comparison_slot(PyObject* left, PyObject* right, int code);
 
 // a @ b by the rules of matmul; operands are converted if necessary. ValueError if an operand has
 // rank 0 or the inner extents differ.
-PyObject* matrix_product(PyObject* a, PyObject* b);
+PyObject* matrix_product(PyObject* left, PyObject* right);
 
 } // namespace numerical::package

@@ -2,6 +2,8 @@
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/storage.hpp"
 
+#include <algorithm>
+
 namespace numerical::detail {
 namespace {
 
@@ -24,14 +26,14 @@ void merge_chosen_rows(block_view<const double> rows, const column_merge& merge,
                        const small_vector_rows& fill_row, index_range wanted,
                        block_view<double> out)
 {
-    const auto& active =
-        merge.partition.active; // by name, as lambdas can't hold parts of a binding
+    // Named one by one, as a lambda can't capture parts of a structured binding.
+    const auto& active = merge.partition.active;
     const auto& deflated = merge.partition.deflated;
     const index_range made = new_columns_among(merge, wanted);
     const auto selected = positions_of_type(active, merge.types, mask);
-    std::vector<std::size_t> columns;
-    for (const std::size_t p : selected)
-        columns.push_back(active[p]);
+    std::vector<std::size_t> columns(selected.size());
+    std::transform(selected.begin(), selected.end(), columns.begin(),
+                   [&](std::size_t p) { return active[p]; });
     const std::vector<double> old_rows = gathered(rows, columns);
     std::vector<double> new_rows = uninitialized<double>(selected.size() * made.count());
     const auto fill_selected = [&](std::size_t c) {

@@ -31,7 +31,7 @@ public:
     // eigendecomposition requires square matrices of one order"; non_finite_error "generalized
     // eigendecomposition: the matrix holds an infinite or NaN entry"; not_positive_definite_error
     // "generalized eigendecomposition: b is not positive-definite".
-    definite_pencil(matrix<T> a, matrix<T> b, pencil_form form);
+    definite_pencil(matrix<T> a, matrix<T> b, pencil_form of);
 
     matrix<T> standard; // C by its lower triangle, for A and B divided by powers of two
     int exponent;       // the pair's eigenvalues are those of C times 2^exponent

@@ -47,7 +47,7 @@ chosen_columns<T> divide_and_conquer_choosing(std::vector<double>& d, std::vecto
 // reduced and in columns.
 template <class T>
 std::vector<T> columns_in_matrix_basis(const tridiagonal_reduction<T>& reduction,
-                                       std::vector<double> rows, std::size_t n);
+                                       std::vector<double> given, std::size_t n);
 
 // The same in the tridiagonal matrix's own coordinates: d ascends, and column k of z, which is n ×
 // n and all zero on entry, becomes the eigenvector of d[k]. e has n - 1 elements.

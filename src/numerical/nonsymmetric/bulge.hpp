@@ -53,7 +53,7 @@ struct reflector_span
 template <class T>
 void apply_reflector(const bulge_kernels<T>& kernels, const schur_views<T>& s,
                      const reflector_span& span, const similarity_reach& reach,
-                     const bulge_reflector<T>& reflector);
+                     const bulge_reflector<T>& h);
 
 // The diagonal block [top, end) and the row k that a bulge of it has come to.
 struct bulge_place

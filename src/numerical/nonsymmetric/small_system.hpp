@@ -27,6 +27,6 @@ struct small_solution
 
 // Gaussian elimination with complete pivoting. A pivot smaller than `least` is replaced by it; if
 // `least` is zero as well, the solution isn't finite.
-small_solution solve(small_system system, double least);
+small_solution solve(small_system s, double least);
 
 } // namespace numerical::detail

@@ -36,7 +36,7 @@ struct real_block
 // The rotation that brings the block to standard form, and that form: upper triangular if the
 // eigenvalues are real, else with equal diagonal elements and b·c < 0, so that they are
 // a ± i·sqrt|b|·sqrt|c| (Bai and Demmel 1993).
-rotation<double> standardize(real_block& block);
+rotation<double> standardize(real_block& m);
 
 // The same as a similarity of rows and columns k and k + 1 of a Schur form.
 void standardize_block(const schur_views<double>& s, std::size_t k, const similarity_reach& reach);
@@ -48,7 +48,7 @@ struct eigenvalue_pair
     complex second;
 };
 
-eigenvalue_pair eigenvalues_of_standard(const real_block& block);
+eigenvalue_pair eigenvalues_of_standard(const real_block& m);
 
 // The eigenvalues of [ a b ; c d ].
 eigenvalue_pair eigenvalues_of_two(double a, double b, double c, double d);

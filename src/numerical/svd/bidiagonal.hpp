@@ -44,7 +44,7 @@ bidiagonal_reduction<T> bidiagonalize_blocked(std::vector<T> a, std::size_t n);
 
 // The same one reflector after the other, each applied to the whole trailing matrix.
 template <class T>
-bidiagonal_reduction<T> bidiagonalize_unblocked(std::vector<T> a, std::size_t n);
+bidiagonal_reduction<T> bidiagonalize_unblocked(std::vector<T> matrix, std::size_t n);
 
 // Both n × n bases by rows. Consumes the right reflectors.
 template <class T>

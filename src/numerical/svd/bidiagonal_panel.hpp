@@ -74,7 +74,7 @@ private:
     void update_row(std::size_t c, T* r, std::size_t from, std::size_t width) const;
     std::vector<T> sweep(std::size_t c, std::vector<T>& r);
     std::vector<T> multiply_right(std::size_t c, const std::vector<T>& v) const;
-    std::vector<T> product_from_sweep(std::size_t c, std::vector<T> w, T first, T beta,
+    std::vector<T> product_from_sweep(std::size_t c, std::vector<T> w, T first_of_r, T beta,
                                       const std::vector<T>& v) const;
     void store_right(std::size_t c, std::vector<T> w, std::vector<T> v);
 

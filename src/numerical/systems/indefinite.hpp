@@ -32,7 +32,7 @@ struct indefinite_decomposition
     // Takes over a's storage. dimension_error "LDL decomposition requires a square matrix", or
     // non_finite_error for an infinite or NaN entry of the lower triangle. A singular matrix has
     // factors too: D then has a zero.
-    indefinite_decomposition(matrix<T>&& a, symmetry kind);
+    indefinite_decomposition(matrix<T>&& a, symmetry of_kind);
 };
 
 } // namespace numerical

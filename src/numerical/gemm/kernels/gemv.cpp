@@ -9,8 +9,8 @@
 namespace numerical::detail {
 namespace {
 
-// Ascending sums. By the textbook formula several times as fast as with a look at each product; a
-// product with a NaN leaves one in its sum, which then, and only then, is formed again.
+// Ascending sums by the textbook formula, several times faster than checking each product. A product
+// with a NaN leaves one in its sum, and only such sums are formed again.
 template <class T>
 void plain_row_dots(T* out, const T* v, const T* rows, std::size_t stride, std::size_t count,
                     std::size_t n)
@@ -20,7 +20,7 @@ void plain_row_dots(T* out, const T* v, const T* rows, std::size_t stride, std::
         T sum = 0;
         for (std::size_t j = 0; j < n; ++j)
             sum += finite_product(conjugate(row[j]), v[j]);
-        if (sum != sum) {
+        if (has_nan(sum)) {
             sum = 0;
             for (std::size_t j = 0; j < n; ++j)
                 sum += conjugate(row[j]) * v[j];
