@@ -10,19 +10,19 @@
 namespace numerical::boundary {
 namespace {
 
-// What a handler raised stands.
+// The Python error that a handler raised stays set.
 struct handler_raised : binding::error_already_set, detail::interruption
 {
 };
 
-void ask(void* released)
+void run_handlers(void* released)
 {
     if (!static_cast<binding::gil_release*>(released)->run_signal_handlers())
         throw handler_raised();
 }
 
-// Whether this is the process's first thread. It is remembered, as to ask for a thread's id is a
-// system call. Not found again in a child that another thread forked: its calls run to their end.
+// Whether this is the process's first thread, which is remembered, since reading a thread's id is a
+// system call. A child that another thread forked doesn't find it; its calls run to their end.
 bool on_main_thread()
 {
     static constinit std::atomic<pthread_t> main_thread{0};
@@ -41,7 +41,7 @@ bool on_main_thread()
 gil_release::gil_release(bool wanted) : released(wanted)
 {
     if (wanted && on_main_thread())
-        questions.emplace(ask, &released);
+        checks.emplace(run_handlers, &released);
 }
 
 } // namespace numerical::boundary

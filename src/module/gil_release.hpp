@@ -1,6 +1,6 @@
 #pragma once
 
-// The interpreter lock, given up for the length of a kernel that Ctrl-C can end.
+// Release of the interpreter lock for the length of a kernel that Ctrl-C can interrupt.
 
 #include "binding/gil.hpp"
 #include "numerical/runtime/interruption.hpp"
@@ -12,8 +12,8 @@ namespace numerical::boundary {
 namespace binding = marlinth::binding;
 using binding::gil_release_threshold;
 
-// Gives the lock up if `wanted`. On the main thread, the only one on which Python handles signals,
-// the engine meanwhile lets their handlers run now and then; what a handler raises ends the call.
+// Releases the lock if `wanted`. On the main thread, the only one on which Python handles signals,
+// the engine lets their handlers run at intervals; an exception of a handler ends the call.
 class gil_release
 {
 public:
@@ -22,13 +22,13 @@ public:
     // Takes the lock back now.
     void end()
     {
-        questions.reset();
+        checks.reset();
         released.end();
     }
 
 private:
     binding::gil_release released;
-    std::optional<detail::interruption_scope> questions; // ends first
+    std::optional<detail::interruption_scope> checks; // ends first
 };
 
 } // namespace numerical::boundary

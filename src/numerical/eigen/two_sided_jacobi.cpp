@@ -80,7 +80,7 @@ void jacobi_iteration::run(int sweep_limit)
 void jacobi_iteration::sweep()
 {
     for (std::size_t p = 0; p + 1 < n; ++p) {
-        look_for_interruption();
+        check_for_interruption();
         for (std::size_t r = p + 1; r < n; ++r)
             if (a[p * n + r] != 0)
                 annihilate(p, r);

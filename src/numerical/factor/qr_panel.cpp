@@ -29,7 +29,7 @@ void factor_panel(block_view<double> block, std::vector<double>* reflectors)
     transpose_into(transposed, block);
 
     for (std::size_t j = 0; j < width; ++j) {
-        look_for_interruption();
+        check_for_interruption();
         const double* const column = panel.data() + j * height;
         std::vector<double> v(column + j, column + height);
         make_reflector(v);
@@ -185,7 +185,7 @@ void factor_panel(block_view<complex> block, std::vector<complex>* reflectors)
     std::vector<complex> column = panel.first_column();
     std::vector<complex> zeros;
     for (std::size_t j = 0; j < block.cols; ++j) {
-        look_for_interruption();
+        check_for_interruption();
         make_reflector(column);
         reflectors[j] = std::move(column);
         if (reflectors[j].empty())

@@ -42,7 +42,7 @@ void add_dots_from(std::size_t from, block_view<const T> v,
 {
     if (v.rows <= longest_dot_run)
         return add_run_from<T>(from, v, c, w);
-    look_for_interruption();
+    check_for_interruption();
     const std::size_t half = first_half(v.rows, longest_dot_run);
     add_dots_from<T>(from, v.sub(0, half, 0, v.cols), c.sub(0, half, 0, c.cols), w);
     std::vector<T> lower_sums = zeros<T>(w.rows * w.cols);

@@ -1,12 +1,11 @@
 #pragma once
 
-// How a call that takes long is ended before it is done, as by Ctrl-C. Whoever makes the call opens
-// an interruption_scope with a question; the engine asks it at intervals on the calling thread,
-// only between loops, where no worker runs anything of the call. To end the call the question
-// throws.
+// Interruption of long calls, as by Ctrl-C. The caller opens an interruption_scope with a check,
+// which the engine calls at intervals on the calling thread, only between loops, when no worker
+// runs any part of the call. To end the call the check throws.
 //
-// One thread of the process at a time can be interrupted. For all others, and without a scope, a
-// look costs the reading of one number.
+// One thread of the process at a time can be interrupted. On all others, and without a scope, an
+// opportunity to check costs the reading of one number.
 
 #include <atomic>
 #include <cstdint>
@@ -14,13 +13,13 @@
 
 namespace numerical::detail {
 
-// A question throws classes derived from this, which the engine never catches: it is no failure
-// of an operand, which a loop over many of them would note and go on.
+// Base of the classes that a check throws. The engine never catches it: it is no failure of an
+// operand, which a loop over many operands would record before it continues.
 struct interruption
 {
 };
 
-using interruption_question = void (*)(void* context);
+using interruption_check = void (*)(void* context);
 
 // The thread that has a scope; 0 for none.
 inline constinit std::atomic<pthread_t> interruptible_thread{0};
@@ -31,35 +30,35 @@ inline bool may_be_interrupted()
     return thread != 0 && thread == pthread_self();
 }
 
-// Asks if the last time is long enough ago, about 30 to 60 milliseconds. For the thread of the
-// scope.
-void ask_if_due();
+// Calls the check if the last call was long enough ago, about 30 to 60 milliseconds. Only for the
+// thread of the scope.
+void check_if_due();
 
-// For the joints of what takes long and runs no loop of parallel_for, which looks by itself.
-inline void look_for_interruption()
+// For steps of long methods that run no loop of parallel_for, which checks by itself.
+inline void check_for_interruption()
 {
     if (may_be_interrupted())
-        ask_if_due();
+        check_if_due();
 }
 
-// Makes the calling thread the one that is asked, until the end of the scope; scopes of one thread
-// may be nested, as where a question itself makes such a call. The question must be one that can be
-// asked in the middle of a call; the scope is no longer in force meanwhile.
+// Makes the calling thread the interruptible one until the end of the scope. Scopes of one thread
+// may be nested, as when a check itself makes such a call. The check runs in the middle of a call,
+// while the scope is suspended.
 class interruption_scope
 {
 public:
-    interruption_scope(interruption_question ask, void* context);
+    interruption_scope(interruption_check function, void* context);
     interruption_scope(const interruption_scope&) = delete;
     interruption_scope& operator=(const interruption_scope&) = delete;
     ~interruption_scope();
 
 private:
-    interruption_question outer_question;
+    interruption_check outer_check;
     void* outer_context;
     pthread_t outer_thread;
 };
 
-// While it lives, the calling thread isn't asked.
+// Suspends the checks on the calling thread for its lifetime.
 class interruption_pause
 {
 public:

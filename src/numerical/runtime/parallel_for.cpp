@@ -10,11 +10,11 @@ namespace {
 constexpr std::size_t work_per_worker = 65536;
 constexpr std::size_t chunks_per_worker = 4;
 
-// The caller joins a loop late that has a call beside it; what remains then is shared more evenly
+// With a call beside the loop the caller joins late; the remaining indices are shared more evenly
 // in small chunks.
 constexpr std::size_t chunks_per_worker_beside = 8;
 
-// Of a thread's work in a round: some 30 milliseconds.
+// The work of one thread in a round: some 30 milliseconds.
 constexpr std::size_t round_work = std::size_t{1} << 26;
 
 // The indices from `first` on of another loop.
@@ -45,7 +45,7 @@ std::optional<loop_split> split_for(std::size_t tasks, std::size_t per_worker, s
                                     std::size_t work_per_index)
 {
     const std::size_t by_work = workers_by_work(count, work_per_index);
-    if (by_work < 2) // before the topology is read, which small loops need not wait for
+    if (by_work < 2) // small loops need not wait for the topology to be read
         return std::nullopt;
     const std::size_t threads = std::max<std::size_t>(allowed_threads(), 1);
     const std::size_t workers = std::min({threads, tasks, by_work});
@@ -86,7 +86,7 @@ bool run_in_pool(chunk_runner run, const void* context, const std::optional<loop
 {
     if (!split)
         return false;
-    const interruption_pause paused; // what is asked may fork, and may loop itself
+    const interruption_pause paused; // a check may fork, or run a loop itself
     thread_pool* const pool = thread_pool::shared();
     return pool != nullptr && pool->try_run(run, context, *split, beside_run, beside_context);
 }
@@ -94,14 +94,14 @@ bool run_in_pool(chunk_runner run, const void* context, const std::optional<loop
 void run_in_rounds(chunk_runner run, const void* context, std::size_t count,
                    std::size_t work_per_index)
 {
-    // Loops that stay on the calling thread hold others, which look for themselves.
+    // Loops that stay on the calling thread contain others, which check by themselves.
     const bool is_short = work_per_index == 0 || count <= round_work / work_per_index;
     const std::size_t most =
         is_short ? count
                  : std::max<std::size_t>(round_work / work_per_index, 1) * allowed_threads();
     std::size_t first = 0;
     do {
-        look_for_interruption();
+        check_for_interruption();
         const std::size_t now = std::min(most, count - first);
         const later_indices later{run, context, first};
         if (!run_in_pool(run_later, &later, split_loop(now, work_per_index), nullptr, nullptr))

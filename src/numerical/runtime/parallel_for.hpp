@@ -1,14 +1,14 @@
 #pragma once
 
 // The only entries to the thread pool. A loop with work for fewer than two workers, a nested loop
-// and a loop in a forked child run on the calling thread. So neither function fails for lack of a
-// pool, and results must not depend on how the indices are distributed.
+// and a loop in a forked child run on the calling thread. Neither function therefore fails for lack
+// of a pool, and results must not depend on how the indices are distributed.
 //
 // `work_per_index` is the estimated cost of one index; one worker is warranted for each 65536
 // units of work, about 20 to 40 microseconds. 0 keeps the loop on the calling thread.
 //
-// Where the caller can be interrupted, it is asked before the loop and, if that takes long, between
-// rounds of indices.
+// If the caller can be interrupted, interruption is checked before the loop and, in a long loop,
+// between rounds of indices.
 
 #include "numerical/runtime/interruption.hpp"
 #include "numerical/runtime/thread_pool.hpp"
@@ -25,16 +25,17 @@ std::atomic<std::size_t>& thread_cap();
 // The threads that a loop may use now: hardware_threads(), or the cap if that is lower.
 std::size_t allowed_threads();
 
-// How to cut the loop for the pool; nothing if it should run serially. A call beside the loop keeps
-// the calling thread, so that a helper is worth its start for a single index too.
+// How to cut the loop for the pool; nothing if it should run serially. A call beside the loop
+// occupies the calling thread, so that even a single index is worth the start of a helper.
 std::optional<loop_split> split_loop(std::size_t count, std::size_t work_per_index);
 std::optional<loop_split> split_loop_beside(std::size_t count, std::size_t work_per_index);
 
 // Runs the loop in the pool; false, with nothing run, if there is no split or no pool available.
 bool run_in_pool(chunk_runner run, const void* context, const std::optional<loop_split>& split,
-                 beside_runner beside, const void* beside_context);
+                 beside_runner beside_run, const void* beside_context);
 
-// The loop on the pool or else on the calling thread, in rounds between which the caller is asked.
+// The loop on the pool, or else on the calling thread, in rounds between which interruption is
+// checked.
 void run_in_rounds(chunk_runner run, const void* context, std::size_t count,
                    std::size_t work_per_index);
 
@@ -67,7 +68,7 @@ void parallel_for_beside(std::size_t count, std::size_t work_per_index, const F&
     const beside_runner run_beside = [](const void* context) {
         (*static_cast<const G*>(context))();
     };
-    look_for_interruption();
+    check_for_interruption();
     if (run_in_pool(run, &body, split_loop_beside(count, work_per_index), run_beside, &beside))
         return;
     beside();

@@ -181,7 +181,7 @@ bool sweep_is_clean(T* a, T* v, std::size_t n)
 {
     bool clean = true;
     for (std::size_t p = 0; p + 1 < n; ++p) {
-        look_for_interruption();
+        check_for_interruption();
         for (std::size_t q = p + 1; q < n; ++q)
             if (orthogonalize(a, v, n, p, q))
                 clean = false;

@@ -22,16 +22,16 @@ void stop(void*)
     throw stopped();
 }
 
-void count(void* asked)
+void count(void* checks)
 {
-    ++*static_cast<int*>(asked);
+    ++*static_cast<int*>(checks);
 }
 
-// Loops until asked once; for ever if nothing asks.
-void loop_until_asked(const int& asked, std::size_t indices, std::size_t work)
+// Loops until the check has been called; forever if it never is.
+void loop_until_checked(const int& checks, std::size_t indices, std::size_t work)
 {
     std::atomic<std::size_t> runs{0};
-    while (asked == 0)
+    while (checks == 0)
         parallel_for(indices, work, [&](std::size_t) { ++runs; });
 }
 
@@ -58,8 +58,8 @@ TEST(interruption, ends_a_loop_between_its_rounds)
 
 TEST(interruption, leaves_a_loop_that_goes_on_with_each_index_once)
 {
-    int asked = 0;
-    const interruption_scope scope(count, &asked);
+    int checks = 0;
+    const interruption_scope scope(count, &checks);
     std::vector<std::atomic<int>> runs(1000);
     parallel_for(runs.size(), std::size_t{1} << 24, [&](std::size_t i) { ++runs[i]; });
     for (const std::atomic<int>& each : runs)
@@ -78,7 +78,7 @@ TEST(interruption, ends_loops_with_something_beside)
         stopped);
 }
 
-TEST(interruption, asks_nobody_inside_a_job_of_the_pool)
+TEST(interruption, isnt_checked_inside_a_job_of_the_pool)
 {
     const interruption_scope scope(stop, nullptr);
     parallel_for(64, std::size_t{1} << 18, [](std::size_t) {
@@ -87,29 +87,29 @@ TEST(interruption, asks_nobody_inside_a_job_of_the_pool)
     });
 }
 
-TEST(interruption, asks_the_thread_of_the_scope_alone)
+TEST(interruption, is_checked_on_the_thread_of_the_scope_alone)
 {
-    int asked = 0;
-    const interruption_scope scope(count, &asked);
+    int checks = 0;
+    const interruption_scope scope(count, &checks);
     std::thread([] { EXPECT_FALSE(may_be_interrupted()); }).join();
-    loop_until_asked(asked, 8, 1);
+    loop_until_checked(checks, 8, 1);
     EXPECT_TRUE(may_be_interrupted());
 }
 
-TEST(interruption, isnt_in_force_while_it_is_asked_and_returns_to_the_outer_scope)
+TEST(interruption, is_suspended_during_a_check_and_returns_to_the_outer_scope)
 {
-    static int inner_asked = 0;
-    const auto nested = [](void* outer_asked) {
-        ++*static_cast<int*>(outer_asked);
+    static int inner_checks = 0;
+    const auto nested = [](void* outer_checks) {
+        ++*static_cast<int*>(outer_checks);
         EXPECT_FALSE(may_be_interrupted());
-        const interruption_scope inner(count, &inner_asked);
-        loop_until_asked(inner_asked, 8, 1);
+        const interruption_scope inner(count, &inner_checks);
+        loop_until_checked(inner_checks, 8, 1);
     };
-    int asked = 0;
-    const interruption_scope scope(nested, &asked);
-    loop_until_asked(asked, 8, 1);
-    EXPECT_EQ(asked, 1);
-    EXPECT_EQ(inner_asked, 1);
+    int checks = 0;
+    const interruption_scope scope(nested, &checks);
+    loop_until_checked(checks, 8, 1);
+    EXPECT_EQ(checks, 1);
+    EXPECT_EQ(inner_checks, 1);
     EXPECT_TRUE(may_be_interrupted());
 }
 
