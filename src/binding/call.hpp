@@ -89,7 +89,8 @@ PyObject* property_getter(PyObject* self, void*)
     return translated(Err, [&] { return not_null(G(class_unwrap<T>(self))); });
 }
 
-// The same from a function of the object, for what is known of a value before it is computed.
+// The same from a function of the object, for properties that are known before the value is
+// computed.
 template <auto Err, auto G>
 PyObject* object_getter(PyObject* self, void*)
 {

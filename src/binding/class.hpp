@@ -4,9 +4,9 @@
 // that is null until __init__ has run: an instance is one allocation and not two. The class can't
 // be subclassed and isn't tracked by the garbage collector, as a value holds no references.
 //
-// An object may also be made with what its value can be computed from, and computes it when it is
-// first asked for. What it was made with then stays beside the value as long as the object lives,
-// so that those who read it without the interpreter lock needn't care who asks.
+// An object may also be made with a source from which its value is computed when it is first
+// needed. The source is then kept as long as the object lives, so that other threads may keep
+// reading it without the interpreter lock.
 
 #include "binding/errors.hpp"
 #include "binding/owned_ref.hpp"
@@ -21,7 +21,7 @@
 
 namespace marlinth::binding {
 
-// What a value is computed from when it is first asked for.
+// The source from which a value is computed when it is first needed.
 template <class T>
 struct value_source
 {
@@ -41,9 +41,10 @@ struct wrapped_object
     static_assert(alignof(T) <= 16, "the alignment of CPython's blocks");
 };
 
-// What is kept for each wrapped type as long as the process lives: its dotted name, its type object
-// once made, and the two tables, into which CPython keeps pointers. The tables are never destroyed:
-// exit() destroys statics while other threads may still be in calls, which go through the rows.
+// The record of a wrapped type for the life of the process: its dotted name, its type object once
+// it is made, and the two tables, into which CPython keeps pointers. The tables are never
+// destroyed: exit() destroys statics while other threads may still be in calls, which go through
+// the rows.
 template <class T>
 const char*& class_name()
 {
@@ -72,8 +73,8 @@ std::vector<PyGetSetDef>& class_getsets()
     return getsets;
 }
 
-// Slots besides those that every class has: operators, subscripts, comparisons. CPython copies
-// them.
+// Slots in addition to those that every class has: operators, subscripts, comparisons. CPython
+// copies them.
 template <class T>
 std::vector<PyType_Slot>& class_slots()
 {
@@ -143,8 +144,8 @@ T& class_unwrap(PyObject* object)
     return *value;
 }
 
-// The memory of objects that died, for the next ones: small results die as fast as they are made.
-// It is used under the interpreter lock alone.
+// The memory of dead objects, reused for new ones: small results die as fast as they are made. It
+// is used under the interpreter lock only.
 template <class T>
 struct spare_objects
 {
@@ -203,14 +204,14 @@ PyObject* class_make(Arguments&&... arguments)
     return self.release();
 }
 
-// The same of a value, which is moved into it.
+// The same from a value, which is moved into it.
 template <class T, class Value>
 PyObject* class_wrap(Value&& value)
 {
     return class_make<T>(std::forward<Value>(value));
 }
 
-// A new instance that computes its value when it is first asked for; null with the error set.
+// A new instance that computes its value when it is first needed; null with the error set.
 template <class T>
 PyObject* class_make_from(std::unique_ptr<const value_source<T>> source)
 {
@@ -231,7 +232,7 @@ void class_dealloc(PyObject* self)
     Py_DECREF(type);
 }
 
-// What a type is made of.
+// The parts of a type.
 struct class_definition
 {
     const char* name;

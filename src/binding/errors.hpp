@@ -1,7 +1,7 @@
 #pragma once
 
-// How failures become Python exceptions. Native code throws; only the adapters of this layer and
-// set_cpp_error catch.
+// Translation of failures into Python exceptions. Native code throws; only the adapters of this
+// layer and set_cpp_error catch.
 //
 // A thread that returns to the interpreter after its end is unwound by force (pthread_exit). No
 // handler may stop that: every catch-all lets abi::__forced_unwind pass.

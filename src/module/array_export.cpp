@@ -51,7 +51,7 @@ struct dl_managed_tensor
 
 static_assert(sizeof(dl_managed_tensor) == 64);
 
-// From version 1 on the record tells its version, and whether it may be written to.
+// From version 1 on the record contains its version, and whether it may be written to.
 struct dl_managed_tensor_versioned
 {
     std::uint32_t major;
@@ -103,7 +103,7 @@ void dlpack_deleter(dl_managed_tensor* record)
     std::free(record);
 }
 
-// A consumer that has taken the tensor over has renamed the capsule, and deletes the record itself.
+// A consumer that has taken over the tensor has renamed the capsule, and deletes the record itself.
 void dlpack_capsule_destructor(PyObject* capsule)
 {
     if (PyCapsule_IsValid(capsule, capsule_name) == 0)
@@ -183,7 +183,7 @@ PyObject* tensor_dlpack(PyObject* self, PyObject*, PyObject*)
         std::free(record);
         std::free(shape);
         delete holder;
-        Py_DECREF(self); // also where no holder took one: so it has always been
+        Py_DECREF(self); // even if no holder took one: kept for compatibility
         return PyErr_NoMemory();
     }
     *record = {described(*value, shape), holder, dlpack_deleter};

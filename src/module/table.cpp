@@ -30,7 +30,7 @@ PyMethodDef plain(const char* name, const char* doc)
 template <auto F>
 PyMethodDef plain_with_keywords(const char* name, const char* doc)
 {
-    const auto entry = reinterpret_cast<void (*)()>( // the type of all entries, by way of none
+    const auto entry = reinterpret_cast<void (*)()>( // first to void (*)(): a direct cast warns
         binding::call_plain_keywords<marlinth_module_error, F>);
     return {name, reinterpret_cast<PyCFunction>(entry), METH_VARARGS | METH_KEYWORDS, doc};
 }

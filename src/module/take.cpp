@@ -25,8 +25,8 @@ bool read_integer(PyObject* item, Py_ssize_t& value)
     return value != -1 || PyErr_Occurred() == nullptr;
 }
 
-// One number of every range, and how many the caller gave: those beyond the axes are read as well,
-// since an item that is no integer is reported before a wrong number of them.
+// One number of every range, and how many the caller gave. Numbers beyond the axes are read as
+// well, since an item that isn't an integer is reported before a wrong number of items.
 template <class Set>
 bool read_integers(PyObject* sequence, std::span<axis_range> ranges, std::size_t& given,
                    const Set& set)

@@ -1,8 +1,8 @@
 #pragma once
 
-// The elements of a tensor: made in a vector, and only read from then on, so that several tensors
-// may hold the same ones. A store owns its vector by itself until it is first shared; most never
-// are, and need no count of owners.
+// The elements of a tensor. They are written once, as a vector, and only read from then on, so that
+// several tensors may share them. A store is the sole owner of its vector until it is first shared;
+// most never are, and need no count of owners.
 
 #include "numerical/storage.hpp"
 
@@ -58,8 +58,8 @@ public:
     // A copy, for functions that keep or change a vector.
     operator std::vector<T>() const { return detail::copy_of(first, count); }
 
-    // The `length` elements from place `from` on, in a store that shares them. Of one store no two
-    // threads may ask this at once; others may read its elements meanwhile.
+    // The `length` elements from place `from` on, in a store that shares them. Two threads must not
+    // call this on one store at the same time; others may read its elements meanwhile.
     element_store part(std::size_t from, std::size_t length) const
     {
         if (!shared)
@@ -71,14 +71,15 @@ public:
         return out;
     }
 
-    // Elements that are kept in memory for this store: more than its own where it is a part.
+    // The number of elements that this store keeps in memory: more than its own if it is a part of
+    // another.
     std::size_t held() const { return shared ? shared->size() : own.size(); }
 
     std::size_t size() const { return count; }
 
     bool empty() const { return count == 0; }
 
-    // To be written to before the elements are shared or lent, never after.
+    // May be written to before the elements are shared or lent, never after.
     T* data() { return first; }
 
     const T* data() const { return first; }

@@ -2,8 +2,8 @@
 
 // Extents, strides or places, one number for each axis of a tensor. At the usual ranks the numbers
 // lie in the object itself: a tensor has two such lists, and memory from the heap for each of them
-// costs more than the arithmetic of a small tensor. Otherwise it is what std::vector is, from which
-// and to which it converts.
+// costs more than the arithmetic of a small tensor. Otherwise it behaves like std::vector, from and
+// to which it converts.
 
 #include <algorithm>
 #include <array>

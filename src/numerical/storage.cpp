@@ -7,7 +7,7 @@
 namespace numerical::detail {
 namespace {
 
-// The pages that lie wholly in a block; none if `to` isn't beyond `from`.
+// The pages that lie wholly within a block; none if `to` isn't beyond `from`.
 struct whole_pages
 {
     char* from;
@@ -39,7 +39,7 @@ void clear_new_block(void* block, std::size_t bytes)
         return;
     const whole_pages inside(block, bytes, std::size_t{4} << 10);
     char* end = static_cast<char*>(block) + bytes;
-    // Private pages that are given back are zero when they are next touched, fresh or not.
+    // Private pages that have been given back are zero when they are next touched, fresh or not.
     if (bytes < always_fresh || madvise(inside.from, inside.size(), MADV_DONTNEED) != 0) {
         std::memset(block, 0, bytes);
         return;

@@ -56,10 +56,10 @@ std::vector<T> uninitialized(std::size_t count)
     return static_cast<std::vector<T>&&>(unset_vector<T>(count));
 }
 
-// std::complex makes its own zeros, so that the library fills and copies vectors of it number by
-// number; as bytes they go several times faster.
+// std::complex has constructors, so that the library fills and copies vectors of it element by
+// element; filling and copying bytes is several times faster.
 
-// The `count` elements at `to` become zero.
+// Sets the `count` elements at `to` to zero.
 template <class T>
 void set_zero(T* to, std::size_t count)
 {
@@ -68,8 +68,8 @@ void set_zero(T* to, std::size_t count)
         std::memset(static_cast<void*>(to), 0, count * sizeof(T));
 }
 
-// The same for the bytes of a new block. Of one so large that it comes fresh from the system at
-// each call the system clears the pages, and they aren't cleared again.
+// The same for the bytes of a new block. The pages of a block so large that it comes fresh from the
+// system at each call are already zero, and aren't cleared again.
 void clear_new_block(void* block, std::size_t bytes);
 
 // `count` elements, all zero.
@@ -81,7 +81,7 @@ std::vector<T> zeros(std::size_t count)
     return store;
 }
 
-// A copy of the `count` elements at `from`, without a zero fill before.
+// A copy of the `count` elements at `from`, without filling the store with zeros first.
 template <class T>
 std::vector<T> copy_of(const T* from, std::size_t count)
 {

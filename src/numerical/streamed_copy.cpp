@@ -33,7 +33,7 @@ void stream_bytes(const void* from, std::size_t bytes, void* to)
             _mm_stream_si128(sixteen_bytes(out + done + i),
                              _mm_loadu_si128(reinterpret_cast<const __m128i*>(source + done + i)));
     std::memcpy(out + done, source + done, bytes - done);
-    _mm_sfence(); // such stores are ordered with no others, and the tensor may go to another thread
+    _mm_sfence(); // non-temporal stores are unordered, and another thread may read the tensor
 }
 
 void stream_pattern(const void* pattern, std::size_t bytes, void* to)

@@ -1,9 +1,8 @@
 #pragma once
 
-// Copies into large new blocks past the caches. A plain store reads its line first, and what it
-// writes drives the source out of the cache: for a block as large as a core's share of the last
-// cache that is a third of a copy's traffic and half of a fill's. Non-temporal stores of whole
-// lines read nothing.
+// Copies into large new blocks past the caches. A plain store first reads its cache line, and the
+// written lines evict the source: for a block as large as a core's share of L3 that is a third of a
+// copy's traffic and half of a fill's. Non-temporal stores of whole lines read nothing.
 
 #include <algorithm>
 #include <cstddef>
@@ -12,13 +11,12 @@
 
 namespace numerical::detail {
 
-// Bytes of a block from which on it is written past the caches.
+// The size in bytes from which on a block is written past the caches.
 constexpr std::size_t streamed_block_bytes = std::size_t{4} << 20;
 
 void stream_bytes(const void* from, std::size_t bytes, void* to);
 
-// Writes 16 bytes again and again; `to` lies on a boundary of 8 bytes, and of 16 if the halves
-// differ.
+// Repeats 16 bytes; `to` is aligned to 8 bytes, and to 16 if the halves differ.
 void stream_pattern(const void* pattern, std::size_t bytes, void* to);
 
 // Writes parts of a new block of this many elements; returns the end of what it wrote.

@@ -45,12 +45,12 @@ private:
 // What a Python Tensor holds: index 0 is the dtype float64, index 1 complex128.
 using any_tensor = std::variant<tensor<double>, tensor<std::complex<double>>>;
 
-// Places of elements, as sorting and searching give them. Not a kind of any_tensor: they are
-// counted with and taken as indices, and no arithmetic of the engine is for them.
+// Places of elements, the results of sorting and searching. They are no any_tensor, as they serve
+// for counting and indexing and not for the engine's arithmetic.
 using positions = tensor<std::ptrdiff_t>;
 
-// Boolean values, each a byte of 1 or 0, as comparisons give them. Where arithmetic is done with
-// them they become a float64 tensor of ones and zeros (elementwise/booleans.hpp).
+// Boolean values, each a byte of 1 or 0, the results of comparisons. For arithmetic they are
+// converted to a float64 tensor of ones and zeros (elementwise/masks.hpp).
 using booleans = tensor<std::uint8_t>;
 
 // The n × n identity.

@@ -12,10 +12,10 @@
 
 namespace numerical::detail {
 
-// Elements of any value, for the length of a scope. They are taken from what the thread keeps and
-// given back, so that only a thread's first and its larger ones allocate; a second one, made on the
-// same thread while this one is there, finds nothing kept and makes its own. Meant for tiles of at
-// most some hundred KiB, as each thread keeps its largest.
+// Elements of any value, for the length of a scope. Each thread keeps its largest scratch for
+// reuse, so that only the first one and larger ones allocate; a second scratch that is made on the
+// same thread while the first one is in use allocates its own. Meant for tiles of at most some
+// hundred KiB.
 template <class T>
 class thread_scratch
 {

@@ -20,7 +20,7 @@ constexpr std::size_t piece = 8192; // doubles, some microseconds from the last 
 template <class T>
 constexpr std::size_t parts_of = sizeof(T) / sizeof(double);
 
-// pass(first, count) on pieces of `total` doubles, with so many units of work for each double.
+// Calls pass(first, count) on pieces of `total` doubles; each double counts `work` units.
 template <class F>
 void for_each_piece(std::size_t total, std::size_t work, const F& pass)
 {

@@ -1,7 +1,7 @@
 #pragma once
 
-// Passes over the elements of a dense operand, which the memory limits: each thread takes some of
-// its pages.
+// Passes over the elements of a dense operand. They are bound by memory, and each thread takes some
+// of its pages.
 
 #include "numerical/matrix.hpp"
 

@@ -66,8 +66,8 @@ void copy_by_table(const T* from, const std::ptrdiff_t* table, std::size_t count
         to[i] = from[table[i]];
 }
 
-// The offsets of the values, which broadcast to the selection, in the form of a selection of its
-// own: the same loops over other strides.
+// The offsets of the values, which broadcast to the selection, expressed as a selection: the same
+// loops with other strides.
 template <class T>
 selection places_of_values(const selection& at, const tensor<T>& values)
 {
@@ -226,8 +226,8 @@ tensor<T> gather_each_along(const tensor<T>& a, std::size_t axis, const position
     return tensor<T>(places.shape, std::move(data));
 }
 
-// Every element is written to the next free place, which moves on behind those that stay: no branch
-// depends on the mask.
+// Every element is written to the next free place, which advances only behind selected ones, so
+// that no branch depends on the mask.
 template <class T>
 tensor<T> gather_masked(const tensor<T>& a, const booleans& mask, std::size_t count)
 {

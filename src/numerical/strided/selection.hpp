@@ -41,14 +41,14 @@ tensor<T> gather(const tensor<T>& a, const selection& from);
 
 enum class counted { from_front, from_either_end };
 
-// The elements of `a` at the positions along an axis, whose place in the result's shape the shape
-// of the positions takes. They lie in [-extent, extent), a negative one counts from the end; in
-// [0, extent) if all are counted from the front.
+// The elements of `a` at positions along an axis; in the shape of the result that axis is replaced
+// by the shape of the positions. Positions lie in [-extent, extent), negative ones counting from
+// the end; in [0, extent) if all are counted from the front.
 template <class T>
 tensor<T> gather_along(const tensor<T>& a, std::size_t axis, const positions& places, counted from);
 
-// Along an axis each run's own elements, at the places that stand in its stead: their shape, which
-// is that of `a` but for the axis, is the result's. Places as above.
+// Elements along an axis, by separate places for each run. The shape of the places, which equals
+// that of `a` except for the axis, is that of the result. Places as above.
 template <class T>
 tensor<T> gather_each_along(const tensor<T>& a, std::size_t axis, const positions& places);
 

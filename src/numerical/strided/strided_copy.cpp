@@ -104,8 +104,8 @@ std::vector<T> strided_copy(const T* from, axes_view axes)
         transpose_axes(from, axes, static_cast<std::size_t>(found - axes.begin()), out.data());
         return out;
     }
-    // A permutation is mostly read next, by a product; what is repeated makes far more than it
-    // reads.
+    // The result of a permutation is usually read next, by a product, and stays in the cache; a
+    // result with repeated elements is far larger than its source, and is written past it.
     const bool any_repeats = std::any_of(axes.begin(), axes.end(), repeats);
     copy_rows(from, axes, block_writer<T>(any_repeats ? size : 0), out.data());
     return out;

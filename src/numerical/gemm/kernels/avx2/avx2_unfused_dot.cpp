@@ -5,7 +5,7 @@
 namespace numerical::detail {
 namespace {
 
-// The number at x and the one `apart` further.
+// The number at x and the one `apart` elements further.
 __m256d with_other_run(const double* x, std::size_t apart)
 {
     return _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(x)), _mm_loadu_pd(x + apart),
