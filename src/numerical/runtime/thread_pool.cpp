@@ -122,7 +122,7 @@ thread_pool* thread_pool::shared()
         fresh->start();
     } catch (...) {
         if (fresh != nullptr && fresh->worker_count != 0)
-            fresh.release(); // the workers that have started use it
+            static_cast<void>(fresh.release()); // the workers that have started use it
         maker = 0;
         throw;
     }

@@ -17,7 +17,9 @@ std::string text_of(const std::exception_ptr& failure)
 } // namespace
 
 stack_error::stack_error(std::size_t failing_index, std::exception_ptr failure)
-    : place(failing_index), failure_of_one(std::move(failure)), text(text_of(failure_of_one))
+    : place(failing_index),
+      failure_of_one(std::move(failure)), // NOLINT: a member that holds an exception, not a throw
+      text(text_of(failure_of_one))
 {
 }
 
