@@ -1,9 +1,18 @@
 """Arrays for NumPy as the oracle, drawn by hypothesis or made from a seed."""
 
+import os
+
 import numpy as np
+from hypothesis import settings
 from hypothesis import strategies as st
 
 EXTENTS = st.sampled_from([0, 1, 2, 3, 5])
+
+
+def examples(count):
+    """Of a property that needs more examples than others; under a sanitizer it gets a fifth."""
+    sanitized = os.environ.get("HYPOTHESIS_PROFILE") == "sanitized"
+    return settings(max_examples=count // 5 if sanitized else count)
 
 
 @st.composite

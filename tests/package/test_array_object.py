@@ -11,12 +11,12 @@ import warnings
 
 import numpy as np
 import pytest
-from hypothesis import assume, given, settings
+from hypothesis import assume, given
 from hypothesis import strategies as st
 
 import numerical as nm
 from numerical import _format, _memory
-from oracle import arrays, close, equal, integers, normal
+from oracle import arrays, close, equal, examples, integers, normal
 
 pytestmark = pytest.mark.boundary
 
@@ -29,7 +29,7 @@ INDEX_ITEMS = st.one_of(
 )
 
 
-@settings(max_examples=400)
+@examples(400)
 @given(arrays(), st.lists(INDEX_ITEMS, max_size=4).map(tuple) | INDEX_ITEMS)
 def test_basic_indexing_is_numpys(a, index):
     items = index if isinstance(index, tuple) else (index,)
@@ -165,7 +165,7 @@ def test_a_position_beyond_a_vector_is_named(position):
 OPERATORS = [operator.add, operator.sub, operator.mul]
 
 
-@settings(max_examples=150)
+@examples(150)
 @given(arrays(max_rank=2), st.sampled_from(OPERATORS), st.sampled_from([2, -1.5, 1 + 2j, True]))
 def test_numbers_stand_on_either_side(a, apply, number):
     t = nm.asarray(a)
@@ -220,7 +220,7 @@ def test_a_mismatch_of_shapes_keeps_the_modules_words():
     )
 
 
-@settings(max_examples=100)
+@examples(100)
 @given(arrays(min_rank=1, max_rank=4, extents=st.sampled_from([1, 2, 3])), st.data())
 def test_matmul_is_numpys(a, data):
     b_lead = data.draw(st.sampled_from([(), a.shape[:-2], (1,) * max(a.ndim - 2, 0)]))
@@ -302,7 +302,7 @@ def test_truth_of_many_elements_is_ambiguous():
 COMPARISONS = [operator.lt, operator.le, operator.eq, operator.ne, operator.gt, operator.ge]
 
 
-@settings(max_examples=200)
+@examples(200)
 @given(arrays(max_rank=2, dtypes=["float64"]), arrays(max_rank=2, dtypes=["float64"]),
        st.sampled_from(COMPARISONS))  # fmt: skip
 def test_comparisons_give_masks_of_ones_and_zeros(a, b, compare):
@@ -396,7 +396,7 @@ def selected_by_numpy(a, index):
     return selected
 
 
-@settings(max_examples=600)
+@examples(600)
 @given(arrays(max_rank=3, extents=st.sampled_from([0, 1, 2, 3])),
        st.lists(ARRAY_ITEMS, min_size=1, max_size=4).map(tuple).filter(is_read_alike))  # fmt: skip
 def test_indexing_by_arrays_and_masks_is_numpys(a, index):
@@ -532,7 +532,7 @@ UPDATES = {
 }
 
 
-@settings(max_examples=400)
+@examples(400)
 @given(arrays(max_rank=3, extents=st.sampled_from([0, 1, 2, 3]), dtypes=["float64"]),
        st.lists(ARRAY_ITEMS, min_size=1, max_size=4).map(tuple).filter(is_read_alike),
        st.sampled_from(sorted(UPDATES)))  # fmt: skip

@@ -8,16 +8,16 @@ import sys
 
 import numpy as np
 import pytest
-from hypothesis import given, settings
+from hypothesis import given
 
 import numerical as nm
 from numerical import _dlpack
-from oracle import arrays, equal, integers
+from oracle import arrays, equal, examples, integers
 
 pytestmark = pytest.mark.boundary
 
 
-@settings(max_examples=200)
+@examples(200)
 @given(arrays(max_rank=4))
 def test_nested_lists_come_in_as_numpy_reads_them(a):
     if 0 in a.shape[:-1]:

@@ -5,11 +5,11 @@ import pickle
 
 import numpy as np
 import pytest
-from hypothesis import given, settings
+from hypothesis import given
 from hypothesis import strategies as st
 
 import numerical as nm
-from oracle import equal
+from oracle import equal, examples
 
 pytestmark = pytest.mark.boundary
 
@@ -29,7 +29,7 @@ def same(ours, theirs):
 
 
 # --- sorting -------------------------------------------------------------------------------------
-@settings(max_examples=300)
+@examples(300)
 @given(vectors())
 def test_sorting_is_numpys_stable_sort(a):
     order = np.argsort(a, kind="stable")
@@ -75,7 +75,7 @@ def test_descending_order_keeps_equal_elements_and_ends_with_nan():
     assert nm.sort(a, descending=True).tolist()[:4] == [3.0, 2.0, 1.0, 1.0]
 
 
-@settings(max_examples=200)
+@examples(200)
 @given(vectors(40).map(np.sort), vectors(), st.sampled_from(["left", "right"]))
 def test_searching_is_numpys(a, v, side):
     same(nm.searchsorted(a, v, side), np.searchsorted(a, v, side))
@@ -92,7 +92,7 @@ def test_searching_a_number_gives_an_int():
 
 
 # --- extremes ------------------------------------------------------------------------------------
-@settings(max_examples=200)
+@examples(200)
 @given(st.data())
 def test_places_of_extremes_are_numpys(data):
     shape = tuple(data.draw(st.lists(st.integers(1, 5), min_size=1, max_size=3)))

@@ -12,12 +12,19 @@ from conftest import MODULE_FOLDER
 
 import _numerical
 import pytest
+from hypothesis import settings
 
 ADDRESS_SANITIZER = "libasan" in os.environ.get("LD_PRELOAD", "")
 
 
 def not_under_address_sanitizer(reason):
     return pytest.mark.skipif(ADDRESS_SANITIZER, reason=reason)
+
+
+def examples(count):
+    """Of a property that needs more examples than others; under a sanitizer it gets a fifth."""
+    sanitized = os.environ.get("HYPOTHESIS_PROFILE") == "sanitized"
+    return settings(max_examples=count // 5 if sanitized else count)
 
 
 def error_of(function, *arguments, **keywords):

@@ -6,10 +6,10 @@ import math
 import _numerical
 import numpy as np
 import pytest
-from hypothesis import given, settings
+from hypothesis import given
 from hypothesis import strategies as st
 from hypothesis.extra import numpy as hnp
-from support import error_of, numerical_error, output_of
+from support import error_of, examples, numerical_error, output_of
 
 pytestmark = pytest.mark.boundary
 
@@ -211,7 +211,7 @@ def strided_arrays(draw):
     return array
 
 
-@settings(max_examples=400)
+@examples(400)
 @given(strided_arrays())
 def test_arrays_of_every_type_and_layout_arrive_as_numpy_converts_them(array):
     assert_arrives(array)
@@ -362,7 +362,7 @@ def test_type_strings_that_are_refused(typestr):
     assert error_of(asarray, interface_of(BYTES, typestr=typestr, shape=(3,))) == UNSUPPORTED
 
 
-@settings(max_examples=500)
+@examples(500)
 @given(st.text(alphabet="<=>|biufcSUV0123468 \0x", max_size=5))
 def test_any_type_string_is_read_as_numpy_reads_it_or_refused(typestr):
     source = interface_of(BYTES, typestr=typestr, shape=(0,))
@@ -503,7 +503,7 @@ extents = st.integers(-2, 2**64) | st.integers(0, 4)
 wide_integers = st.integers(-(2**66), 2**66) | st.integers(-64, 64)
 
 
-@settings(max_examples=500)
+@examples(500)
 @given(
     st.lists(extents, max_size=6),
     st.lists(wide_integers, max_size=6) | st.none(),
@@ -528,7 +528,7 @@ def test_an_empty_array_may_claim_anything(shape, strides, typestr, address, pla
         assert str(error) in known or type(error) is OverflowError
 
 
-@settings(max_examples=300)
+@examples(300)
 @given(
     st.lists(st.tuples(st.integers(1, 3), st.integers(-9, 9)), max_size=5),
     st.sampled_from(READABLE),
