@@ -10,8 +10,9 @@
 namespace test {
 
 // All of the cases, or under NUMERICAL_TEST_SAMPLE a third of them. Which third depends on `turn`,
-// the size of the cases: over a test's sizes all come by. For the address sanitizer, as the
-// addresses that are used depend on sizes, of which none is left out, and little on values.
+// the size of the cases or their path: over a test's sizes or paths all come by. For the address
+// sanitizer, as the addresses that are used depend on sizes and paths, of which none is left out,
+// and little on values.
 template <class Case>
 std::vector<Case> sampled(std::vector<Case> all, std::size_t turn)
 {

@@ -9,12 +9,16 @@
 #include "paths.hpp"
 #include "ratios.hpp"
 #include "reference.hpp"
+#include "sample.hpp"
 #include "thrown.hpp"
 
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
 #include <random>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -103,7 +107,7 @@ void expect_lower_with_real_diagonal(const matrix<T>& l)
 }
 
 template <class T>
-void expect_factor(const matrix<T>& a, const char* what)
+void expect_factor(const matrix<T>& a, const std::string& what)
 {
     SCOPED_TRACE(testing::Message() << what << " of order " << a.rows);
     const matrix<T> l = factor_of(a);
@@ -135,11 +139,14 @@ TYPED_TEST(cholesky, gives_back_random_graded_tiny_and_huge_matrices)
                                     128u, 129u, 255u, 256u, 257u, 300u}) {
             const test::path_limit limit(path);
             const auto a = definite_matrix<TypeParam>(n, unsigned(n));
-            expect_factor(a, "random");
-            expect_factor(graded(a, 100), "graded");
-            expect_factor(test::scaled(a, 1e-300), "tiny");
-            expect_factor(test::scaled(a, 1e-310), "subnormal");
-            expect_factor(test::scaled(a, 1e300), "huge");
+            const std::vector<std::pair<std::string, matrix<TypeParam>>> all{
+                {"random", a},
+                {"graded", graded(a, 100)},
+                {"tiny", test::scaled(a, 1e-300)},
+                {"subnormal", test::scaled(a, 1e-310)},
+                {"huge", test::scaled(a, 1e300)}};
+            for (const auto& [what, scaled] : test::sampled(all, n))
+                expect_factor(scaled, what);
         }
 }
 
@@ -168,7 +175,8 @@ TYPED_TEST(cholesky, has_the_same_bits_on_any_number_of_threads)
                 const test::thread_limit one(1);
                 return factor_of(a);
             }();
-            for (const std::size_t threads : test::thread_counts) {
+            for (const std::size_t threads :
+                 test::sampled(test::thread_counts, std::size_t(path) + 1)) {
                 const test::thread_limit some(threads);
                 EXPECT_EQ(factor_of(a).data, serial.data) << n << " on " << threads;
             }

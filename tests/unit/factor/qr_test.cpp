@@ -6,11 +6,15 @@
 #include "paths.hpp"
 #include "ratios.hpp"
 #include "reference.hpp"
+#include "sample.hpp"
 
 #include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -57,7 +61,7 @@ void expect_upper_with_real_diagonal(const matrix<T>& r)
 }
 
 template <class T>
-void expect_factors(const matrix<T>& a, const char* what)
+void expect_factors(const matrix<T>& a, const std::string& what)
 {
     SCOPED_TRACE(testing::Message() << what << ' ' << a.rows << 'x' << a.cols);
     const auto [q, r] = qr_of(a);
@@ -84,15 +88,18 @@ template <class T>
 void expect_factors_of_hard_matrices(std::size_t rows, std::size_t cols)
 {
     const auto a = test::random_matrix<T>(rows, cols, unsigned(rows + cols));
-    expect_factors(a, "random");
-    expect_factors(test::graded_matrix<T>(rows, cols, 12, 2), "graded");
-    expect_factors(test::low_rank_matrix<T>(rows, cols, (std::min(rows, cols) + 2) / 3, 3),
-                   "rank-deficient");
-    expect_factors(test::scaled(a, 1e-300), "tiny");
-    expect_factors(test::scaled(a, 1e-310), "subnormal");
-    expect_factors(test::scaled(a, 1e300), "huge");
-    expect_factors(test::scaled(a, greatest / 64), "nearly overflowing");
-    expect_factors(with_zero_columns(a, {0, 3, cols / 2, cols - 1}), "zero columns in");
+    const std::size_t rank = (std::min(rows, cols) + 2) / 3;
+    const std::vector<std::pair<std::string, matrix<T>>> all{
+        {"random", a},
+        {"graded", test::graded_matrix<T>(rows, cols, 12, 2)},
+        {"rank-deficient", test::low_rank_matrix<T>(rows, cols, rank, 3)},
+        {"tiny", test::scaled(a, 1e-300)},
+        {"subnormal", test::scaled(a, 1e-310)},
+        {"huge", test::scaled(a, 1e300)},
+        {"nearly overflowing", test::scaled(a, greatest / 64)},
+        {"zero columns in", with_zero_columns(a, {0, 3, cols / 2, cols - 1})}};
+    for (const auto& [what, hard] : test::sampled(all, rows))
+        expect_factors(hard, what);
 }
 
 TYPED_TEST(qr, gives_back_hard_matrices_of_every_shape)
@@ -158,7 +165,8 @@ TYPED_TEST(qr, has_the_same_bits_on_any_number_of_threads)
                 return qr_of(a);
             };
             const auto serial = on(1);
-            for (const std::size_t threads : test::thread_counts) {
+            for (const std::size_t threads :
+                 test::sampled(test::thread_counts, std::size_t(path) + 1)) {
                 const auto parallel = on(threads);
                 EXPECT_EQ(parallel.q.data, serial.q.data) << rows << " on " << threads;
                 EXPECT_EQ(parallel.r.data, serial.r.data) << rows << " on " << threads;

@@ -1,5 +1,6 @@
 #include "numerical/gemm/gemm.hpp"
 
+#include "many.hpp"
 #include "matrices.hpp"
 #include "numerical/gemm/matrix_vector.hpp"
 #include "paths.hpp"
@@ -39,7 +40,7 @@ TYPED_TEST(product_on_64_cores, has_the_bits_of_one_core)
                 const test::thread_limit one(1);
                 serial.run(gemm<TypeParam>);
             }
-            for (const std::size_t threads : {2UL, 3UL, 7UL, 64UL}) {
+            for (const std::size_t threads : test::numbers_of_threads(path)) {
                 const test::thread_limit cap(threads);
                 product_case<TypeParam> got = start;
                 got.run(gemm<TypeParam>);

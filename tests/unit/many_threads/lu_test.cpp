@@ -1,10 +1,12 @@
 #include "numerical/factor/lu.hpp"
 #include "numerical/factor/triangular.hpp"
 
+#include "many.hpp"
 #include "matrices.hpp"
 #include "paths.hpp"
 
 #include <gtest/gtest.h>
+#include <vector>
 
 namespace {
 
@@ -46,9 +48,8 @@ TYPED_TEST(lu_on_64_cores, has_the_bits_of_one_core)
                 const test::thread_limit one(1);
                 serial = everything_of(a);
             }
-            for (const std::size_t threads : {2UL, 3UL, 7UL, 64UL}) {
-                if (n > 300 && threads != 7)
-                    continue;
+            for (const std::size_t threads :
+                 n > 300 ? std::vector<std::size_t>{7} : test::numbers_of_threads(path)) {
                 const test::thread_limit cap(threads);
                 ASSERT_TRUE(everything_of(a) == serial)
                     << "order " << n << ", path " << path << ", threads " << threads;
