@@ -27,7 +27,7 @@ HELD_BY = {
     " numerical/eigen/lower_triangle numerical/eigen/tridiagonal_basis",
     "unit/einsum/general_loop_test": "numerical/einsum/outer_product",
     "unit/elementwise/numbers_test": "numerical/elementwise/places numerical/elementwise/scans"
-    " numerical/elementwise/sorting numerical/elementwise/booleans",
+    " numerical/elementwise/booleans",
     "unit/elementwise/squares_test": "numerical/elementwise/variance",
     "unit/factor/lu_test": "numerical/factor/lu_panel",
     "unit/factor/qr_panel_test": "numerical/gemm/kernels/reflect_panel",

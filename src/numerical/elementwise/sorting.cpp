@@ -1,7 +1,10 @@
 #include "numerical/elementwise/sorting.hpp"
 
 #include "numerical/checks.hpp"
+#include "numerical/elementwise/sorting_kernels.hpp"
+#include "numerical/gemm/path.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/thread_scratch.hpp"
 
 #include <algorithm>
 #include <bit>
@@ -104,8 +107,25 @@ struct workspace
     std::vector<Item> spare;
 };
 
-// Sorts the numbers of a run. Zeros of either sign have one key and NaNs have none, so these are
-// written in the order in which they occur.
+// Writes the zeros and NaNs of a sorted run in the order in which they occur in it: sorting knew
+// neither the sign of a zero nor one NaN from another. The first `ordered` numbers of `to` aren't
+// NaNs.
+void restore_zeros_and_nans(const double* run, std::size_t n, std::size_t stride, double* to,
+                            std::size_t ordered)
+{
+    std::size_t zero = 0;
+    while (zero < ordered && to[zero * stride] != 0)
+        ++zero;
+    for (std::size_t i = 0; i < n; ++i) {
+        const double x = run[i * stride];
+        if (x != x)
+            to[ordered++ * stride] = x;
+        else if (x == 0)
+            to[zero++ * stride] = x;
+    }
+}
+
+// Sorts the numbers of a run. Zeros of either sign have one key and NaNs have none.
 void sort_run(const double* run, std::size_t n, std::size_t stride, sort_order order,
               workspace<plain_key>& work, double* to)
 {
@@ -121,16 +141,54 @@ void sort_run(const double* run, std::size_t n, std::size_t stride, sort_order o
     std::size_t at = 0;
     for (const plain_key& item : work.items)
         to[at++ * stride] = number_of(item.key, order);
-    std::size_t zero = 0;
-    while (negative_zero && to[zero * stride] != 0)
-        ++zero;
-    for (std::size_t i = 0; i < n && (negative_zero || at < n); ++i) {
-        const double x = run[i * stride];
-        if (x != x)
-            to[at++ * stride] = x;
-        else if (negative_zero && x == 0)
-            to[zero++ * stride] = x;
+    if (negative_zero || at < n)
+        restore_zeros_and_nans(run, n, stride, to, at);
+}
+
+std::size_t count_of_numbers(const double* run, std::size_t n, std::size_t stride)
+{
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < n; ++i)
+        count += run[i * stride] == run[i * stride] ? 1 : 0;
+    return count;
+}
+
+// Whether runs are sorted side by side: four take as long as one, so that more of them pay for
+// longer ones, in which a network has more to compare than there are digits.
+bool sorts_side_by_side(const walk_shape& walk)
+{
+    constexpr std::size_t longest[runs_side_by_side] = {256, 768, 1536, 2048};
+    if (walk.outer == 0 || walk.extent == 0 || walk.inner == 0)
+        return false;
+    const std::size_t runs = std::min(walk.outer * walk.inner, runs_side_by_side);
+    return walk.extent <= longest[runs - 1] && avx2_in_force(gemm_path_current());
+}
+
+// Four by four; beyond the last run it is repeated.
+std::vector<double> sorted_side_by_side(const double* data, const walk_shape& walk,
+                                        sort_order order)
+{
+    const std::size_t runs = walk.outer * walk.inner;
+    const auto sort =
+        order == sort_order::ascending ? avx2_unfused_sort_ascending : avx2_unfused_sort_descending;
+    std::vector<double> out = uninitialized<double>(runs * walk.extent);
+    thread_scratch<double> lanes(runs_side_by_side * walk.extent);
+    for (std::size_t run = 0; run < runs; run += runs_side_by_side) {
+        four_runs four{
+            .n = walk.extent, .stride = walk.inner, .lanes = lanes.data(), .from = {}, .to = {}};
+        for (std::size_t k = 0; k < runs_side_by_side; ++k) {
+            const std::size_t t = std::min(run + k, runs - 1);
+            const std::size_t first = t / walk.inner * walk.extent * walk.inner + t % walk.inner;
+            four.from[k] = data + first;
+            four.to[k] = out.data() + first;
+        }
+        if (!sort(four))
+            continue;
+        for (std::size_t k = 0; k < std::min(runs - run, runs_side_by_side); ++k)
+            restore_zeros_and_nans(four.from[k], four.n, four.stride, four.to[k],
+                                   count_of_numbers(four.from[k], four.n, four.stride));
     }
+    return out;
 }
 
 void sort_places_of_run(const double* run, std::size_t n, std::size_t stride, sort_order order,
@@ -190,6 +248,8 @@ bool is_before(double x, double value)
 
 std::vector<double> sorted(const double* data, const walk_shape& walk, sort_order order)
 {
+    if (sorts_side_by_side(walk))
+        return sorted_side_by_side(data, walk, order);
     return sort_runs<plain_key, double>(
         walk, [&](std::size_t first, workspace<plain_key>& work, double* to) {
             sort_run(data + first, walk.extent, walk.inner, order, work, to);

@@ -1,10 +1,11 @@
 #pragma once
 
 // Sorting of real numbers along an axis, always stable: equal numbers, zeros of either sign among
-// them, keep their order, and NaNs come last in their own order. Short runs are sorted by
-// insertion, long ones by the digits of their bits, from the lowest digit up (Knuth 1998, volume 3,
-// section 5.2.5), so that the time hardly depends on the values and the result is the same on every
-// processor.
+// them, keep their order, and NaNs come last in their own order. Short runs are sorted four at a
+// time by a network of comparisons (Batcher 1968), or by insertion on the portable path and where
+// places are wanted; long ones by the digits of their bits, from the lowest digit up (Knuth 1998,
+// volume 3, section 5.2.5), so that the time hardly depends on the values. The result is the same
+// on every processor.
 
 #include "numerical/elementwise/reductions.hpp"
 
