@@ -9,8 +9,8 @@
 namespace numerical::detail {
 namespace {
 
-// Ascending sums by the textbook formula, several times faster than checking each product. A product
-// with a NaN leaves one in its sum, and only such sums are formed again.
+// Ascending sums by the textbook formula, several times faster than checking each product. A
+// product with a NaN leaves one in its sum, and only such sums are formed again.
 template <class T>
 void plain_row_dots(T* out, const T* v, const T* rows, std::size_t stride, std::size_t count,
                     std::size_t n)
