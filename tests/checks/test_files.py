@@ -26,9 +26,6 @@ HELD_BY = {
     "unit/eigen/tridiagonal_test": "numerical/eigen/hermitian_product"
     " numerical/eigen/lower_triangle numerical/eigen/tridiagonal_basis",
     "unit/einsum/general_loop_test": "numerical/einsum/outer_product",
-    "unit/elementwise/numbers_test": "numerical/elementwise/places numerical/elementwise/scans"
-    " numerical/elementwise/booleans",
-    "unit/elementwise/squares_test": "numerical/elementwise/variance",
     "unit/factor/lu_test": "numerical/factor/lu_panel",
     "unit/factor/qr_panel_test": "numerical/gemm/kernels/reflect_panel",
     "unit/factor/reflector_block_test": "numerical/factor/reflector_apply"
@@ -51,7 +48,6 @@ HELD_BY = {
     " numerical/nonsymmetric/multishift_qr numerical/nonsymmetric/reduction_to_schur"
     " numerical/nonsymmetric/small_qr numerical/nonsymmetric/standard_block",
     "unit/many_threads/hardware_test": "numerical/runtime/hardware_threads",
-    "unit/numerical/tensor_test": "numerical/checks numerical/matrix",
     "unit/runtime/parallel_for_test": "numerical/runtime/thread_pool",
     "unit/stacks/decompositions_test": "numerical/stacks/factorizations"
     " numerical/stacks/lane_groups numerical/stacks/least_squares numerical/stacks/matrix_stack"

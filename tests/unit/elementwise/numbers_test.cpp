@@ -1,22 +1,16 @@
 #include "numerical/elementwise/numbers.hpp"
 
-#include "numerical/elementwise/booleans.hpp"
-#include "numerical/elementwise/places.hpp"
-#include "numerical/elementwise/scans.hpp"
-#include "numerical/elementwise/sorting.hpp"
 #include "numerical/elementwise/streamed_rows.hpp"
 #include "numerical/errors.hpp"
 #include "paths.hpp"
+#include "special_numbers.hpp"
 #include "thrown.hpp"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstdint>
-#include <functional>
 #include <gtest/gtest.h>
 #include <limits>
-#include <numeric>
 #include <random>
 #include <vector>
 
@@ -25,36 +19,11 @@ namespace {
 using numerical::booleans;
 using numerical::number_function;
 using numerical::pair_function;
-using numerical::sort_order;
 using numerical::tensor;
 using numerical::detail::number_kernels;
-
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-constexpr double infinity = std::numeric_limits<double>::infinity();
-const std::vector<double> special{0.0,  -0.0, 0.3,  -0.3,       0.5,           -0.5,     1.5,
-                                  -1.5, 2.5,  0.7,  -0.7,       1e300,         infinity, -infinity,
-                                  nan,  3.0,  -4.0, 0x1p52 + 1, -0x1p51 - 0.5, 5e-324};
-
-std::vector<double> drawn(std::size_t count, unsigned seed)
-{
-    std::mt19937 source(seed);
-    std::vector<double> out(count);
-    for (double& x : out)
-        x = special[source() % special.size()];
-    return out;
-}
-
-void expect_same_bits(const std::vector<double>& found, const std::vector<double>& expected)
-{
-    ASSERT_EQ(found.size(), expected.size());
-    for (std::size_t i = 0; i < found.size(); ++i)
-        if (expected[i] == expected[i])
-            EXPECT_EQ(std::bit_cast<std::uint64_t>(found[i]),
-                      std::bit_cast<std::uint64_t>(expected[i]))
-                << i;
-        else
-            EXPECT_TRUE(std::isnan(found[i])) << i;
-}
+using test::drawn;
+using test::expect_same_bits;
+using test::nan;
 
 std::vector<const number_kernels*> all_kernels()
 {
@@ -158,108 +127,6 @@ TEST(numbers, chooses_from_operands_of_different_shapes)
                   chosen(booleans({2}, {1, 0}), a, b);
               }),
               "operands could not be broadcast together with shapes (2,) (3,)");
-}
-
-TEST(sorting, is_stable_at_every_length)
-{
-    for (const std::size_t count : {1, 2, 48, 49, 500, 8191, 8192, 9000}) {
-        const std::vector<double> x = drawn(count, static_cast<unsigned>(count));
-        std::vector<std::ptrdiff_t> expected(count);
-        std::iota(expected.begin(), expected.end(), 0);
-        const auto before = [&](std::ptrdiff_t i, std::ptrdiff_t j) {
-            const double a = x[static_cast<std::size_t>(i)];
-            const double b = x[static_cast<std::size_t>(j)];
-            return a < b || (b != b && a == a);
-        };
-        std::stable_sort(expected.begin(), expected.end(), before);
-        std::vector<double> in_order;
-        for (const std::ptrdiff_t i : expected)
-            in_order.push_back(x[static_cast<std::size_t>(i)]);
-        EXPECT_EQ(numerical::detail::sorted_places(x.data(), {1, count, 1}, sort_order::ascending),
-                  expected);
-        expect_same_bits(numerical::detail::sorted(x.data(), {1, count, 1}, sort_order::ascending),
-                         in_order);
-    }
-}
-
-TEST(sorting, finds_places_by_both_sides)
-{
-    const std::vector<double> ascending{-1, 0, 0, 2, infinity, nan};
-    const std::vector<double> values{-2, -0.0, 2, 3, infinity, nan};
-    using numerical::detail::search_places;
-    using numerical::detail::search_side;
-    EXPECT_EQ(search_places(ascending.data(), 6, values.data(), 6, search_side::left),
-              (std::vector<std::ptrdiff_t>{0, 1, 3, 4, 4, 5}));
-    EXPECT_EQ(search_places(ascending.data(), 6, values.data(), 6, search_side::right),
-              (std::vector<std::ptrdiff_t>{0, 3, 4, 4, 5, 6}));
-    EXPECT_EQ(search_places(nullptr, 0, values.data(), 1, search_side::left),
-              (std::vector<std::ptrdiff_t>{0}));
-}
-
-TEST(places, the_first_extreme_is_found_in_any_block)
-{
-    for (const std::size_t at : {0, 1, 4095, 4096, 8191, 8192, 9999}) {
-        std::vector<double> x(10000, 1.0);
-        x[at] = 2.0;
-        x[9999] = 2.0;
-        const auto place = [&] {
-            return numerical::detail::extreme_places(x.data(), {1, x.size(), 1},
-                                                     std::greater<double>())[0];
-        };
-        EXPECT_EQ(place(), static_cast<std::ptrdiff_t>(at));
-        x[5000] = nan;
-        EXPECT_EQ(place(), 5000);
-    }
-}
-
-TEST(scans, products_of_runs_use_eight_accumulators)
-{
-    std::vector<double> x(19);
-    std::iota(x.begin(), x.end(), 1.5);
-    double r[8];
-    for (std::size_t j = 0; j < 8; ++j)
-        r[j] = x[j] * x[8 + j];
-    double expected = ((r[0] * r[1]) * (r[2] * r[3])) * ((r[4] * r[5]) * (r[6] * r[7]));
-    for (std::size_t i = 16; i < 19; ++i)
-        expected *= x[i];
-    EXPECT_EQ(numerical::detail::products(x.data(), {1, 19, 1})[0], expected);
-    EXPECT_EQ(numerical::detail::products(x.data(), {2, 0, 3}), std::vector<double>(6, 1.0));
-    EXPECT_EQ(numerical::detail::running_sums(x.data(), {1, 3, 1}),
-              (std::vector<double>{1.5, 4.0, 7.5}));
-    EXPECT_EQ(numerical::detail::running_products(x.data(), {1, 2, 2}),
-              (std::vector<double>{1.5, 2.5, 1.5 * 3.5, 2.5 * 4.5}));
-}
-
-// A few places that decide, far apart: every block of the search and every form of the walk.
-TEST(booleans, answers_are_those_of_counts)
-{
-    using numerical::detail::boolean_reduction;
-    using numerical::detail::walk_shape;
-    std::mt19937 source(9);
-    for (const walk_shape walk :
-         {walk_shape{1, 5000, 1}, walk_shape{7, 100, 1}, walk_shape{3, 70, 5},
-          walk_shape{1, 1000, 33}, walk_shape{2, 0, 3}, walk_shape{4, 0, 1}})
-        for (const double common : {0.0, 1.0})
-            for (const std::size_t others : {0, 1, 20}) {
-                const std::size_t count = walk.outer * walk.extent * walk.inner;
-                std::vector<double> x(count, common);
-                for (std::size_t i = 0; i < others && count != 0; ++i)
-                    x[source() % count] = common == 0 ? special[source() % special.size()] : -0.0;
-                const auto any = booleans_along(boolean_reduction::any, x.data(), walk);
-                const auto all = booleans_along(boolean_reduction::all, x.data(), walk);
-                const auto counts = true_counts(x.data(), walk);
-                for (std::size_t o = 0; o < walk.outer; ++o)
-                    for (std::size_t k = 0; k < walk.inner; ++k) {
-                        std::ptrdiff_t expected = 0;
-                        for (std::size_t j = 0; j < walk.extent; ++j)
-                            expected += x[(o * walk.extent + j) * walk.inner + k] != 0 ? 1 : 0;
-                        const std::size_t at = o * walk.inner + k;
-                        const auto extent = static_cast<std::ptrdiff_t>(walk.extent);
-                        ASSERT_EQ(counts[at], expected);
-                        ASSERT_EQ(any[at], expected != 0);
-                        ASSERT_EQ(all[at], expected == extent);
-                    }
-            }
 }
 
 TEST(numbers, places_of_true_ones_are_ascending)

@@ -2,6 +2,7 @@
 
 #include "numerical/elementwise/reductions.hpp"
 #include "paths.hpp"
+#include "special_numbers.hpp"
 
 #include <algorithm>
 #include <bit>
@@ -9,6 +10,7 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <limits>
+#include <numeric>
 #include <random>
 #include <vector>
 
@@ -139,6 +141,42 @@ TEST(sorting, of_zeros_and_ones_is_right_for_all_of_them)
                 data.push_back(double(bits >> i & 1));
         expect_sorted(data, {runs, n, 1});
     }
+}
+
+TEST(sorting, is_stable_at_every_length)
+{
+    for (const std::size_t count : {1, 2, 48, 49, 500, 8191, 8192, 9000}) {
+        const std::vector<double> x = test::drawn(count, static_cast<unsigned>(count));
+        std::vector<std::ptrdiff_t> expected(count);
+        std::iota(expected.begin(), expected.end(), 0);
+        const auto before = [&](std::ptrdiff_t i, std::ptrdiff_t j) {
+            const double a = x[static_cast<std::size_t>(i)];
+            const double b = x[static_cast<std::size_t>(j)];
+            return a < b || (b != b && a == a);
+        };
+        std::stable_sort(expected.begin(), expected.end(), before);
+        std::vector<double> in_order;
+        for (const std::ptrdiff_t i : expected)
+            in_order.push_back(x[static_cast<std::size_t>(i)]);
+        EXPECT_EQ(numerical::detail::sorted_places(x.data(), {1, count, 1}, sort_order::ascending),
+                  expected);
+        test::expect_same_bits(
+            numerical::detail::sorted(x.data(), {1, count, 1}, sort_order::ascending), in_order);
+    }
+}
+
+TEST(sorting, finds_places_by_both_sides)
+{
+    const std::vector<double> ascending{-1, 0, 0, 2, infinity, test::nan};
+    const std::vector<double> values{-2, -0.0, 2, 3, infinity, test::nan};
+    using numerical::detail::search_places;
+    using numerical::detail::search_side;
+    EXPECT_EQ(search_places(ascending.data(), 6, values.data(), 6, search_side::left),
+              (std::vector<std::ptrdiff_t>{0, 1, 3, 4, 4, 5}));
+    EXPECT_EQ(search_places(ascending.data(), 6, values.data(), 6, search_side::right),
+              (std::vector<std::ptrdiff_t>{0, 3, 4, 4, 5, 6}));
+    EXPECT_EQ(search_places(nullptr, 0, values.data(), 1, search_side::left),
+              (std::vector<std::ptrdiff_t>{0}));
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "numerical/elementwise/squares.hpp"
 
-#include "numerical/elementwise/variance.hpp"
+#include "waves.hpp"
 
 #include <gtest/gtest.h>
 
@@ -13,33 +13,14 @@ namespace {
 
 using numerical::detail::euclidean_norms;
 using numerical::detail::sums_of_squares;
-using numerical::detail::variances;
 using numerical::detail::walk_shape;
+using test::eps;
+using test::plain;
+using test::walks;
+using test::waves;
 using complex = std::complex<double>;
 
-constexpr double eps = 0x1p-52;
 constexpr double inf = std::numeric_limits<double>::infinity();
-
-std::vector<double> waves(std::size_t count)
-{
-    std::vector<double> x(count);
-    for (std::size_t i = 0; i < count; ++i)
-        x[i] = std::sin(static_cast<double>(i) * 0.7) + 0.25;
-    return x;
-}
-
-// The sum along the axis at outer index o and inner index k, in extended precision.
-template <class F>
-long double plain(const walk_shape& walk, std::size_t o, std::size_t k, const F& term)
-{
-    long double sum = 0;
-    for (std::size_t j = 0; j < walk.extent; ++j)
-        sum += term((o * walk.extent + j) * walk.inner + k);
-    return sum;
-}
-
-const walk_shape walks[] = {{1, 1, 1},    {3, 7, 1}, {2, 128, 1},  {1, 129, 1},
-                            {2, 1000, 1}, {2, 5, 3}, {1, 300, 400}};
 
 TEST(squares, sums_and_norms_are_those_of_extended_precision)
 {
@@ -84,32 +65,6 @@ TEST(squares, complex_parts_count_each)
     const std::vector<complex> z{{3, 4}, {0, 12}};
     EXPECT_EQ(euclidean_norms(z.data(), {1, 2, 1})[0], 13);
     EXPECT_EQ(euclidean_norms(z.data(), {1, 1, 2}), (std::vector<double>{5, 12}));
-}
-
-TEST(squares, variances_are_those_of_extended_precision)
-{
-    for (const walk_shape& walk : walks) {
-        const auto x = waves(walk.outer * walk.extent * walk.inner);
-        const auto found = variances(x.data(), walk, 0.0);
-        for (std::size_t i = 0; i < found.size(); ++i) {
-            const std::size_t o = i / walk.inner;
-            const std::size_t k = i % walk.inner;
-            const long double mean =
-                plain(walk, o, k, [&](std::size_t at) { return x[at]; }) / walk.extent;
-            const long double exact =
-                plain(walk, o, k, [&](std::size_t at) { return (x[at] - mean) * (x[at] - mean); }) /
-                walk.extent;
-            EXPECT_NEAR(found[i], static_cast<double>(exact), 32 * eps);
-        }
-    }
-}
-
-TEST(squares, variances_without_degrees_of_freedom_are_nan)
-{
-    const std::vector<double> x{1, 2};
-    EXPECT_EQ(variances(x.data(), {1, 2, 1}, 1.0)[0], 0.5);
-    EXPECT_TRUE(std::isnan(variances(x.data(), {1, 2, 1}, 2.0)[0]));
-    EXPECT_TRUE(std::isnan(variances(x.data(), {2, 0, 1}, 0.0)[0]));
 }
 
 } // namespace

@@ -1,6 +1,5 @@
 #include "numerical/tensor.hpp"
 
-#include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "thrown.hpp"
 
@@ -95,33 +94,6 @@ TEST(tensor, eye_refuses_absurd_orders_without_allocating)
     EXPECT_EQ(text_thrown_by<std::length_error>([] { numerical::eye<double>(1UL << 30); }),
               "cannot create std::vector larger than max_size()");
     EXPECT_EQ(text_thrown_by<dimension_error>([] { numerical::eye<double>(two_to_32); }),
-              "dimension product overflows std::size_t");
-}
-
-TEST(checked_mul, passes_zero_factors_and_refuses_overflow)
-{
-    using numerical::detail::checked_mul;
-    EXPECT_EQ(checked_mul(0, ~std::size_t{0}), 0U);
-    EXPECT_EQ(checked_mul(~std::size_t{0}, 0), 0U);
-    EXPECT_EQ(checked_mul(two_to_32, two_to_32 - 1), two_to_32 * (two_to_32 - 1));
-    EXPECT_EQ(text_thrown_by<dimension_error>([] { checked_mul(two_to_32, two_to_32); }),
-              "dimension product overflows std::size_t");
-}
-
-TEST(shape_text, is_that_of_a_python_tuple)
-{
-    EXPECT_EQ(numerical::detail::shape_text({}), "()");
-    EXPECT_EQ(numerical::detail::shape_text({7}), "(7,)");
-    EXPECT_EQ(numerical::detail::shape_text({0, 1}), "(0, 1)");
-}
-
-TEST(matrix, refuses_a_buffer_of_another_size)
-{
-    EXPECT_EQ(text_thrown_by<dimension_error>(
-                  [] { numerical::matrix<double>(2, 2, std::vector<double>(3)); }),
-              "matrix buffer size does not match dimensions");
-    EXPECT_EQ(text_thrown_by<dimension_error>(
-                  [] { numerical::matrix<double>(two_to_32, two_to_32, std::vector<double>{}); }),
               "dimension product overflows std::size_t");
 }
 

@@ -1,0 +1,28 @@
+#include "numerical/elementwise/scans.hpp"
+
+#include <cstddef>
+#include <gtest/gtest.h>
+#include <numeric>
+#include <vector>
+
+namespace {
+
+TEST(scans, products_of_runs_use_eight_accumulators)
+{
+    std::vector<double> x(19);
+    std::iota(x.begin(), x.end(), 1.5);
+    double r[8];
+    for (std::size_t j = 0; j < 8; ++j)
+        r[j] = x[j] * x[8 + j];
+    double expected = ((r[0] * r[1]) * (r[2] * r[3])) * ((r[4] * r[5]) * (r[6] * r[7]));
+    for (std::size_t i = 16; i < 19; ++i)
+        expected *= x[i];
+    EXPECT_EQ(numerical::detail::products(x.data(), {1, 19, 1})[0], expected);
+    EXPECT_EQ(numerical::detail::products(x.data(), {2, 0, 3}), std::vector<double>(6, 1.0));
+    EXPECT_EQ(numerical::detail::running_sums(x.data(), {1, 3, 1}),
+              (std::vector<double>{1.5, 4.0, 7.5}));
+    EXPECT_EQ(numerical::detail::running_products(x.data(), {1, 2, 2}),
+              (std::vector<double>{1.5, 2.5, 1.5 * 3.5, 2.5 * 4.5}));
+}
+
+} // namespace
