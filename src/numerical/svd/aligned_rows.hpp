@@ -27,7 +27,7 @@ public:
     aligned_rows(std::vector<T> a, std::size_t n) : stride(odd_lines(n) * line)
     {
         if (a.capacity() >= room(n)) {
-            store = std::move(a);
+            store.swap(a); // which leaves `a` empty, as a move need not
             store.resize(room(n));
         } else {
             store = uninitialized<T>(room(n));

@@ -76,7 +76,7 @@ reflector_block<T> reduce_rows(block_view<T> rows)
     std::vector<T> columns = adjoint_copy<T>(rows);
     std::vector<std::vector<T>> reflectors(count);
     factor_qr_panel(columns, length, width, reflectors, 0, count);
-    const reflector_block<T> q = gather_reflectors(reflectors, 0, count, length);
+    reflector_block<T> q = gather_reflectors(reflectors, 0, count, length);
     apply_reflector_block<block_operator::adjoint>(q, columns, width, count, width);
     for (std::size_t i = 0; i < width; ++i)
         for (std::size_t j = 0; j < length; ++j)
