@@ -139,21 +139,17 @@ void update(T* data, const selection& at, update_operation operation, const T* v
             const selection& places)
 {
     const auto each = [&](const auto& change) { update_each(data, at, values, places, change); };
-    switch (operation) {
-    case update_operation::set:
+    if (operation == update_operation::set)
         return each([](T& x, const T& y) { x = y; });
-    case update_operation::add:
+    if (operation == update_operation::add)
         return each([](T& x, const T& y) { x += y; });
-    case update_operation::multiply:
+    if (operation == update_operation::multiply)
         return each([](T& x, const T& y) { x *= y; });
-    case update_operation::minimum:
-        if constexpr (std::is_same_v<T, double>)
+    if constexpr (std::is_same_v<T, double>) { // complex numbers have no order
+        if (operation == update_operation::minimum)
             each([](T& x, const T& y) { x = lower(x, y); });
-        return;
-    case update_operation::maximum:
-        if constexpr (std::is_same_v<T, double>)
+        else
             each([](T& x, const T& y) { x = higher(x, y); });
-        return;
     }
 }
 
