@@ -2,10 +2,10 @@
 
 from ._arguments import count, one_of, shown
 from ._functions import abs as _abs
-from ._functions import argsort, conj, sort, where
+from ._functions import argsort, sort, where
 from ._hermitian import eigh, eigvalsh
 from ._low_rank import leading_svd
-from ._matrices import matrices, matrix_transpose
+from ._matrices import matrices
 from ._arrangement import take_along_axis
 from ._native_module import native
 from ._orthogonal_factors import pivoted_qr
@@ -41,7 +41,7 @@ def cholesky(a, *, upper=False):
             [1.0, 2.0]])
     """
     lower = native.cholesky(a)
-    return matrix_transpose(conj(lower)) if upper else lower
+    return lower.mH if upper else lower
 
 
 def qr(a, mode="reduced", *, pivoting=False):
@@ -205,4 +205,4 @@ def _svd_of_hermitian(a):
     w = take_along_axis(values, order, -1)
     u = take_along_axis(vectors, order[..., None, :], -1)
     signs = where(w < 0, -1.0, 1.0)[..., None, :]
-    return SVDResult(u, _abs(w), matrix_transpose(conj(u * signs)))
+    return SVDResult(u, _abs(w), (u * signs).mH)

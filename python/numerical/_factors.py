@@ -10,7 +10,7 @@ from ._creation import diagonal, eye, tril, triu
 from ._functions import conj, log, prod, square, where
 from ._functions import real as _real
 from ._functions import sum as _sum
-from ._matrices import matrix_transpose
+from ._matrices import matrices, matrix_transpose
 from ._native_module import native
 from ._results import SlogdetResult
 from ._shaping import broadcast_to
@@ -331,7 +331,7 @@ class CholeskyFactor(SquareFactors):
     @property
     def l(self):  # noqa: E743 - the name of the literature
         """L, lower triangular with a positive diagonal."""
-        return self.c if self.lower else _adjoint(self.c)
+        return self.c if self.lower else self.c.mH
 
     def _solve(self, b, form):
         if form == 1:  # Aᵀ is the conjugate of A
@@ -364,11 +364,7 @@ class CholeskyFactor(SquareFactors):
 
     def _changed(self, change, v):
         changed = change(self.l, v)
-        return CholeskyFactor(changed if self.lower else _adjoint(changed), self.lower)
-
-
-def _adjoint(a):
-    return matrix_transpose(conj(a))
+        return CholeskyFactor(changed if self.lower else changed.mH, self.lower)
 
 
 def cholesky_factor(a):
@@ -432,7 +428,7 @@ def cho_factor(a, lower=False):
     """
     if lower:
         return cholesky_factor(a)
-    return CholeskyFactor(_adjoint(native.cholesky(_adjoint(asarray(a)))), False)
+    return CholeskyFactor(native.cholesky(matrices(a, "cholesky", True).mH).mH, False)
 
 
 def cho_solve(c_and_lower, b):

@@ -1,9 +1,8 @@
 """Eigenvalues of Hermitian matrices, alone and in pairs, all of them or a part."""
 
 from ._arguments import integer, integers, items, one_of, real, shown
-from ._functions import conj
 from ._hints import add_hint
-from ._matrices import matrices, matrix_transpose
+from ._matrices import matrices
 from ._native_module import native
 from ._results import EighResult
 
@@ -151,7 +150,7 @@ def _triangle_and_pair(given, b):
 def _of_triangle(a, uplo, name):
     """The matrices with the named triangle as the lower one."""
     a = matrices(a, name, square_only=True)
-    return matrix_transpose(conj(a)) if uplo == "U" else a
+    return a.mH if uplo == "U" else a
 
 
 def _problem(type):

@@ -9,15 +9,10 @@ from ._functions import abs as _abs
 from ._functions import all as _all
 from ._functions import argsort, conj, log, prod, where
 from ._functions import sum as _sum
-from ._matrices import matrix_transpose
 from ._native_module import native
 from ._numerical import error
 from ._results import SlogdetResult
 from ._shaping import broadcast_to, concat, reshape
-
-
-def _adjoint(a):
-    return matrix_transpose(conj(a))
 
 
 class QRFactor(Factors):
@@ -269,7 +264,7 @@ def qr_multiply(a, c, mode="right", pivoting=False, conjugate=False):
     elif c.ndim == 1:
         product = conj(factors.qh_multiply(conj(c)))
     else:
-        product = _adjoint(factors.qh_multiply(_adjoint(c)))
+        product = factors.qh_multiply(c.mH).mH
     if conjugate:
         product = conj(product)
     return (product, factors.r, factors.perm) if pivoting else (product, factors.r)

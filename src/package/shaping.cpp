@@ -51,15 +51,29 @@ tensor<T> permuted(const tensor<T>& a, const shape_list& order)
     return strided(a.data.data(), std::move(shape), strides);
 }
 
+// The matrix that `transpose`, transpose_into or adjoint_into, makes.
 template <class T>
-tensor<T> transposed_matrix(const tensor<T>& a)
+tensor<T> new_transpose(const tensor<T>& a,
+                        void (*transpose)(detail::block_view<T>, detail::block_view<const T>))
 {
     const std::size_t rows = a.shape[0];
     const std::size_t cols = a.shape[1];
     std::vector<T> data = detail::uninitialized<T>(a.data.size());
     if (!data.empty())
-        detail::transpose_into<T>({data.data(), cols, rows}, {a.data.data(), rows, cols});
+        transpose({data.data(), cols, rows}, {a.data.data(), rows, cols});
     return tensor<T>({cols, rows}, std::move(data));
+}
+
+template <class T>
+tensor<T> transposed_matrix(const tensor<T>& a)
+{
+    return new_transpose<T>(a, detail::transpose_into<T>);
+}
+
+template <class T>
+tensor<T> adjoint_matrix(const tensor<T>& a)
+{
+    return new_transpose<T>(a, detail::adjoint_into<T>);
 }
 
 shape_list reversed_order(std::size_t rank)
@@ -335,6 +349,8 @@ PyObject* matrix_transposed(PyObject* self)
 PyObject* hermitian_transposed(PyObject* self)
 {
     const shape_list order = matrix_order(boundary::shape_of(self).size());
+    if (order.size() == 2)
+        return visit_self(self, [](const auto& a) { return adjoint_matrix(a); });
     return visit_self(self, [&](const auto& a) {
         auto result = permuted(a, order);
         for (auto& element : result.data)
