@@ -1,11 +1,14 @@
+#include "numerical/counts.hpp"
 #include "numerical/eigen/hermitian_band.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/factor/reflector_block.hpp"
+#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <complex>
 
 namespace numerical::detail {
@@ -41,29 +44,101 @@ void mirror(block_view<T> to, block_view<const T> lower)
     }
 }
 
-// A·V for a Hermitian A held by its lower triangle. Each strip of rows serves left of its diagonal
-// block in both its roles, as itself and as the adjoint above the diagonal.
-template <class T>
-dense_block<T> hermitian_block_product(block_view<const T> a, block_view<const T> v)
+// body(from, to) for tiles of rows on the pool.
+template <class F>
+void for_row_tiles(std::size_t rows, std::size_t work_per_row, const F& body)
 {
-    const std::size_t n = a.rows;
-    dense_block<T> product(n, v.cols);
-    dense_block<T> adjoint(v.cols, n);
+    constexpr std::size_t tile = 256;
+    const auto run_tile = [&](std::size_t t) { body(t * tile, std::min((t + 1) * tile, rows)); };
+    parallel_for(ceil_div(rows, tile), tile * work_per_row, run_tile);
+}
+
+// Of so many products, on the scale of parallel_for. The panels between the loops take longer than
+// a worker polls, so that a loop has to repay its waking too: 400 microseconds on one thread do.
+template <class T>
+std::size_t work_of_products(std::size_t count)
+{
+    constexpr std::size_t real_products = std::is_same_v<T, double> ? 1 : 4;
+    return real_products * count / 64;
+}
+
+// The strips of a triangle in groups of about the same area: group g is rows
+// [begin(g), begin(g + 1)).
+struct strip_groups
+{
+    std::size_t order;
+    std::size_t count;
+
+    std::size_t begin(std::size_t g) const
+    {
+        const double row = double(order) * std::sqrt(double(g) / double(count));
+        return g == count ? order : std::size_t(row) / band_strip_rows * band_strip_rows;
+    }
+};
+
+// The sizes alone decide how many groups there are, as sums are taken group by group.
+strip_groups groups_of(std::size_t order, std::size_t columns)
+{
+    constexpr std::size_t products_of_group = std::size_t{1} << 22; // some 200 microseconds
+    constexpr std::size_t most = 4; // each has a part of the sum to be added
+    return {order, std::clamp<std::size_t>(order * order * columns / products_of_group, 1, most)};
+}
+
+// A·V for rows [first, last), a group of strips, and in `adjoint` their part of (A·V)ᴴ as columns
+// above the diagonal. Each strip serves left of its diagonal block in both its roles while it is in
+// cache.
+template <class T>
+void multiply_strips(block_view<const T> a, block_view<const T> v, std::size_t first,
+                     std::size_t last, block_view<T> product, block_view<T> adjoint)
+{
     dense_block<T> square(band_strip_rows, band_strip_rows);
-    for (std::size_t from = 0; from < n; from += band_strip_rows) {
-        const std::size_t to = std::min(from + band_strip_rows, n);
+    for (std::size_t from = first; from < last; from += band_strip_rows) {
+        const std::size_t to = std::min(from + band_strip_rows, last);
         const block_view<const T> strip = a.sub(from, to, 0, from);
         const block_view<const T> beside = v.sub(from, to, 0, v.cols);
-        const block_view<T> rows = product.view.sub(from, to, 0, v.cols);
+        const block_view<T> rows = product.sub(from, to, 0, v.cols);
         add_product<T>(strip, v.sub(0, from, 0, v.cols), rows);
-        add_adjoint_product<T>(beside, strip, adjoint.view.sub(0, v.cols, 0, from));
+        add_adjoint_product<T>(beside, strip, adjoint.sub(0, v.cols, 0, from));
         const block_view<T> diagonal = square.view.sub(0, to - from, 0, to - from);
         mirror(diagonal, a.sub(from, to, from, to));
         add_product<T>(diagonal, beside, rows);
     }
-    for (std::size_t i = 0; i < n; ++i)
-        for (std::size_t j = 0; j < v.cols; ++j)
-            product.view(i, j) += conjugate(adjoint.view(j, i));
+}
+
+// A·V for a Hermitian A held by its lower triangle. Each group of strips writes its own rows and
+// its own adjoint part; the parts are then added in the order of the groups.
+template <class T>
+dense_block<T> hermitian_block_product(block_view<const T> a, block_view<const T> v)
+{
+    const std::size_t n = a.rows;
+    const strip_groups groups = groups_of(n, v.cols);
+    dense_block<T> product(n, v.cols);
+    std::vector<T> parts = uninitialized<T>(groups.count * v.cols * n);
+    const auto part = [&](std::size_t g) {
+        return block_view<T>{parts.data() + g * v.cols * n, v.cols, groups.begin(g + 1), n};
+    };
+    const auto multiply_group = [&](std::size_t g) {
+        const block_view<T> adjoint = part(g);
+        for (std::size_t j = 0; j < adjoint.rows; ++j)
+            set_zero(adjoint.row(j), adjoint.cols);
+        multiply_strips<T>(a, v, groups.begin(g), groups.begin(g + 1), product.view, adjoint);
+    };
+    parallel_for(groups.count, work_of_products<T>(n * n * v.cols / groups.count), multiply_group);
+
+    // The last part has all columns.
+    const block_view<T> sums = part(groups.count - 1);
+    const auto add_adjoints = [&](std::size_t from, std::size_t to) {
+        for (std::size_t g = groups.count - 1; g-- > 0;) {
+            const block_view<const T> addend = part(g);
+            for (std::size_t j = 0; j < v.cols; ++j)
+                for (std::size_t i = from; i < std::min(to, addend.cols); ++i)
+                    sums(j, i) += addend(j, i);
+        }
+        for (std::size_t i = from; i < to; ++i)
+            for (std::size_t j = 0; j < v.cols; ++j)
+                product.view(i, j) += conjugate(sums(j, i));
+    };
+    for_row_tiles(n, groups.count * v.cols, add_adjoints);
     return product;
 }
 
@@ -89,26 +164,36 @@ dense_block<T> update_factor(block_view<const T> a, const reflector_block<T>& q)
     return w;
 }
 
-// A -= W·Vᴴ + V·Wᴴ on and below the diagonal, by strips of rows that end at their own diagonal.
+// A -= W·Vᴴ + V·Wᴴ on and below the diagonal, by strips of rows that end at their own diagonal,
+// each written by its own index.
 template <class T>
 void update_lower(block_view<T> a, block_view<const T> v, block_view<const T> w)
 {
     const std::size_t n = a.rows;
     const std::size_t count = v.cols;
-    dense_block<T> left(n, 2 * count);
-    dense_block<T> right(2 * count, n);
-    for (std::size_t i = 0; i < n; ++i)
-        for (std::size_t j = 0; j < count; ++j) {
-            left.view(i, j) = negated(w(i, j));
-            left.view(i, count + j) = negated(v(i, j));
-            right.view(j, i) = conjugate(v(i, j));
-            right.view(count + j, i) = conjugate(w(i, j));
-        }
-    for (std::size_t from = 0; from < n; from += band_strip_rows) {
+    std::vector<T> left_store = uninitialized<T>(n * 2 * count);
+    std::vector<T> right_store = uninitialized<T>(n * 2 * count);
+    const block_view<T> left{left_store.data(), n, 2 * count, 2 * count};
+    const block_view<T> right{right_store.data(), 2 * count, n, n};
+    const auto fill_rows = [&](std::size_t from, std::size_t to) {
+        for (std::size_t i = from; i < to; ++i)
+            for (std::size_t j = 0; j < count; ++j) {
+                left(i, j) = negated(w(i, j));
+                left(i, count + j) = negated(v(i, j));
+                right(j, i) = conjugate(v(i, j));
+                right(count + j, i) = conjugate(w(i, j));
+            }
+    };
+    for_row_tiles(n, 4 * count, fill_rows);
+
+    const std::size_t strips = ceil_div(n, band_strip_rows);
+    const auto update_strip = [&](std::size_t s) {
+        const std::size_t from = s * band_strip_rows;
         const std::size_t to = std::min(from + band_strip_rows, n);
-        add_product<T>(left.view.sub(from, to, 0, 2 * count), right.view.sub(0, 2 * count, 0, to),
+        add_product<T>(left.sub(from, to, 0, 2 * count), right.sub(0, 2 * count, 0, to),
                        a.sub(from, to, 0, to));
-    }
+    };
+    parallel_for(strips, work_of_products<T>(band_strip_rows * n * count), update_strip);
 }
 
 // Columns [from, to) become upper triangular below row `to`, and what lies right of them follows.

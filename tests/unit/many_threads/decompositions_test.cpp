@@ -195,6 +195,23 @@ TYPED_TEST(decompositions_on_64_cores, narrowed_bands_have_the_bits_of_one_core)
     });
 }
 
+// The order is one whose triangle is multiplied in several groups of rows.
+TYPED_TEST(decompositions_on_64_cores, large_bands_have_the_bits_of_one_core)
+{
+    using namespace numerical::detail;
+    constexpr std::size_t n = 1100;
+    constexpr std::size_t width = 16;
+    const auto a = test::random_matrix<TypeParam>(n, n, 14);
+    expect_bits_of_one_core([&] {
+        auto band = reduce_to_hermitian_band(a.data, n, width);
+        std::vector<TypeParam> found;
+        for (std::size_t i = width; i < n; ++i)
+            for (std::size_t j = i - width; j <= i; ++j)
+                found.push_back(band(i, j));
+        return found;
+    });
+}
+
 TYPED_TEST(decompositions_on_64_cores, schur_forms_have_the_bits_of_one_core)
 {
     const auto a = test::random_matrix<TypeParam>(220, 220, 11);
