@@ -41,14 +41,29 @@ T product_of_run(const T* p, std::size_t n)
     return product;
 }
 
+// products[k] times the numbers of column k of `rows` rows, one after the other.
+template <std::size_t rows, class T>
+void multiply_by_rows(const T* __restrict first, std::size_t width, T* __restrict products)
+{
+    for (std::size_t k = 0; k < width; ++k) {
+        T product = products[k];
+#pragma GCC unroll 4
+        for (std::size_t r = 0; r < rows; ++r)
+            product = times_in_order(product, first[r * width + k]);
+        products[k] = product;
+    }
+}
+
+// Four rows in a pass, for which the products are loaded and stored once.
 template <class T>
-void multiply_down_rows(const T* __restrict rows, std::size_t count, std::size_t width,
-                        T* __restrict products)
+void multiply_down_rows(const T* rows, std::size_t count, std::size_t width, T* products)
 {
     std::fill_n(products, width, T(1));
-    for (std::size_t i = 0; i < count; ++i)
-        for (std::size_t k = 0; k < width; ++k)
-            products[k] = times_in_order(products[k], rows[i * width + k]);
+    std::size_t i = 0;
+    for (; i + 4 <= count; i += 4)
+        multiply_by_rows<4>(rows + i * width, width, products);
+    for (; i < count; ++i)
+        multiply_by_rows<1>(rows + i * width, width, products);
 }
 
 template <class T, class Join>

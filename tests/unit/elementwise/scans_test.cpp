@@ -3,9 +3,28 @@
 #include <cstddef>
 #include <gtest/gtest.h>
 #include <numeric>
+#include <random>
 #include <vector>
 
 namespace {
+
+// Four rows at a time and one by one.
+TEST(scans, products_of_columns_ascend_over_the_rows)
+{
+    for (std::size_t rows = 1; rows <= 9; ++rows) {
+        constexpr std::size_t width = 5;
+        std::vector<double> x(2 * rows * width);
+        std::mt19937 source(7);
+        for (double& number : x)
+            number = 0.5 + 1e-9 * static_cast<double>(source());
+        std::vector<double> expected(2 * width, 1.0);
+        for (std::size_t o = 0; o < 2; ++o)
+            for (std::size_t i = 0; i < rows; ++i)
+                for (std::size_t k = 0; k < width; ++k)
+                    expected[o * width + k] *= x[(o * rows + i) * width + k];
+        EXPECT_EQ(numerical::detail::products(x.data(), {2, rows, width}), expected) << rows;
+    }
+}
 
 TEST(scans, products_of_runs_use_eight_accumulators)
 {
