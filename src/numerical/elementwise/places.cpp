@@ -57,8 +57,9 @@ std::size_t count_true(const complex* z, std::size_t n)
         std::count_if(z, z + n, [](const complex& x) { return x != 0.0; }));
 }
 
-constexpr std::size_t searched_block =
-    4096; // numbers that stay in L1 until they are searched a second time
+// Numbers of a block: few to search a second time, which are in L1 still, and many enough that
+// folding the extremes of their lanes costs little.
+constexpr std::size_t searched_block = 512;
 
 // The first place of the extreme of n >= 1 numbers. Blocks are compared by their extremes, and only
 // the first block that holds the best one is searched for its place.
@@ -78,6 +79,9 @@ std::size_t extreme_place(const double* p, std::size_t n, const C& compare)
     return best_block + detail::numbers_in_force().place_of(p + best_block, n - best_block, best);
 }
 
+// Columns whose extremes and places stay in L1 while the rows pass by.
+constexpr std::size_t near_columns = 2048;
+
 template <class C>
 void extreme_places_of_columns(const double* data, const detail::walk_shape& walk,
                                std::ptrdiff_t* to)
@@ -85,7 +89,7 @@ void extreme_places_of_columns(const double* data, const detail::walk_shape& wal
     const detail::number_kernels& kernels = detail::numbers_in_force();
     const auto kernel =
         std::is_same_v<C, std::less<double>> ? kernels.places_of_least : kernels.places_of_greatest;
-    const std::size_t width = std::min<std::size_t>(walk.inner, searched_block / 2);
+    const std::size_t width = std::min(walk.inner, near_columns);
     std::vector<double> best(width);
     std::vector<double> places(width);
     for (std::size_t o = 0; o < walk.outer; ++o)

@@ -13,7 +13,7 @@ using test::nan;
 
 TEST(places, the_first_extreme_is_found_in_any_block)
 {
-    for (const std::size_t at : {0, 1, 4095, 4096, 8191, 8192, 9999}) {
+    for (const std::size_t at : {0, 1, 511, 512, 4095, 4096, 8191, 8192, 9999}) {
         std::vector<double> x(10000, 1.0);
         x[at] = 2.0;
         x[9999] = 2.0;
