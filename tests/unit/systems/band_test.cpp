@@ -119,7 +119,7 @@ TYPED_TEST(band, knows_its_condition)
 {
     matrix<TypeParam> a(3, 3, {1, 0, 0, 0, 4, 0, 0, 0, 1e-3});
     const band_decomposition<TypeParam> factors(detail::view_of(a), {1, 1});
-    const double norm = numerical::one_norm_of_band(detail::view_of(a), {1, 1});
+    const double norm = numerical::one_norm_of_band<TypeParam>(detail::view_of(a), {1, 1});
     EXPECT_EQ(norm, 4);
     EXPECT_NEAR(factors.reciprocal_condition(norm), 1e-3 / 4, 1e-15);
     a.data[4] = 0;

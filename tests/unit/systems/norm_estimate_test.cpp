@@ -45,7 +45,7 @@ TYPED_TEST(norm_estimate, is_a_lower_bound_close_to_the_norm)
         for (unsigned seed = 0; seed < 20; ++seed) {
             const auto a = test::random_matrix<TypeParam>(n, n, seed);
             int products = 0;
-            const double norm = numerical::one_norm(detail::view_of(a));
+            const double norm = numerical::one_norm<TypeParam>(detail::view_of(a));
             const double found = estimated(a, products);
             EXPECT_LE(found, norm * (1 + double(n) * test::eps)) << n;
             EXPECT_GE(found, norm / 3) << n;
@@ -63,7 +63,8 @@ TYPED_TEST(norm_estimate, finds_the_one_large_column)
             a.data[i * n + place] += i % 3 == 0 ? -5.0 : 4.0;
         }
         int products = 0;
-        EXPECT_DOUBLE_EQ(estimated(a, products), numerical::one_norm(detail::view_of(a)));
+        EXPECT_DOUBLE_EQ(estimated(a, products),
+                         numerical::one_norm<TypeParam>(detail::view_of(a)));
     }
 }
 
