@@ -32,7 +32,7 @@ double largest_entry(const std::vector<double>& values, double largest)
     return largest;
 }
 
-// What the rotation leaves of d and z; the element off the diagonal that it makes is negligible.
+// Applies the rotation to d and z; the off-diagonal element that it creates is negligible.
 void rotate_poles(const pole_pair& pair, std::vector<double>& d, std::vector<double>& z)
 {
     const auto& [prev, i, length, c, s] = pair;

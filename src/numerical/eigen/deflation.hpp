@@ -21,7 +21,7 @@ struct deflation
     std::vector<column_rotation> rotations; // to be applied to the basis first, in this order
 };
 
-// Changes d, z and the column types as the rotations ask; d need not be sorted.
+// Updates d, z and the column types by the rotations; d need not be sorted.
 deflation deflate(std::vector<double>& d, std::vector<double>& z, double rho2,
                   std::vector<unsigned int>& types);
 

@@ -34,7 +34,7 @@ struct gathered_columns
 {
     double* first;
     std::size_t count;    // to be multiplied
-    std::size_t deflated; // beside them
+    std::size_t deflated; // stored next to them
 
     std::size_t stride() const { return count + deflated; }
 };

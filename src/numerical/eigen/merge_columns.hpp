@@ -1,7 +1,7 @@
 #pragma once
 
-// What a merge of divide and conquer does to the columns of its basis, common to the eigenproblem
-// and the singular values. K columns are active: they are multiplied by the small vectors of the
+// The update of the basis columns in a merge of divide and conquer, common to the eigenproblem and
+// the singular values. K columns are active: they are multiplied by the small vectors of the
 // rank-one or arrow problem. The others are deflated and only move. A column that comes from one
 // half of the problem is zero in the rows of the other half, and its type, a bit mask, says in
 // which groups of rows it may not be; groups multiply only the columns that they have.

@@ -7,7 +7,7 @@
 namespace numerical::detail {
 namespace {
 
-// Below this length the ends of a wave outweigh what it saves.
+// Below this length the cost of a wave's ends outweighs its gain.
 constexpr std::ptrdiff_t least_wave = 8;
 
 } // namespace

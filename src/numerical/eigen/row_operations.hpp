@@ -39,8 +39,8 @@ struct row_operation
 using row_operations = std::vector<row_operation>;
 using row_operation_span = std::span<const row_operation>;
 
-// A list that an iteration writes, which asks for room once a chase: a look at the capacity for
-// each operation would cost more than the rotation does.
+// A list that an iteration writes, which checks its capacity once a chase: a look at the capacity
+// for each operation would cost more than the rotation does.
 class row_operation_log
 {
 public:

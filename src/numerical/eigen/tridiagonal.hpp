@@ -7,8 +7,8 @@
 //
 // Columns are handled in panels of 32 (Dongarra, Sorensen and Hammarling 1989): within a panel the
 // trailing matrix stays as it was, and each column is brought up to date from the panel's vectors
-// alone; then A -= V·Wᴴ + W·Vᴴ at once by products. What can't be blocked is the product of the
-// trailing matrix with each reflector.
+// alone; then A -= V·Wᴴ + W·Vᴴ at once by products. The operation that can't be blocked is the
+// product of the trailing matrix with each reflector.
 
 #include <cstddef>
 #include <vector>

@@ -78,7 +78,7 @@ ql_iteration::corner ql_iteration::subtract_shift(std::size_t l)
     if (std::isfinite(reach)) {
         d[l] = e[l] / reach;
         d[l + 1] = e[l] * reach;
-    } else { // e is negligible beside the difference: reach is difference/e
+    } else { // e is negligible compared to the difference: reach is difference/e
         d[l] = e[l] * (e[l] / difference);
         d[l + 1] = difference;
     }

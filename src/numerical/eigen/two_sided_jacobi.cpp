@@ -1,4 +1,4 @@
-// The Jacobi road of the real symmetric eigenproblem: rotations from both sides, pair by pair in
+// The Jacobi method of the real symmetric eigenproblem: rotations from both sides, pair by pair in
 // row order, until what lies off the diagonal is negligible (Jacobi 1846; the cyclic order and the
 // small angle are those of Forsythe and Henrici 1960).
 

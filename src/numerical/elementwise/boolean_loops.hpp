@@ -15,7 +15,7 @@ namespace {
 constexpr double infinity = __builtin_huge_val();
 
 // --- asked of numbers ----------------------------------------------------------------------------
-// Each predicate, for the lanes of a vector and for a number.
+// Each predicate for the lanes of a vector, and for a single number.
 
 struct less_predicate
 {

@@ -159,7 +159,7 @@ reflector_block<T> qr_panels<T>::update_and_factorize(const reflector_block<T>& 
 
 } // namespace
 
-// What rounding leaves of an imaginary part on the diagonal is dropped.
+// Drops the imaginary parts that rounding leaves on the diagonal.
 template <class T>
 std::vector<T> turn_diagonal_real(std::vector<T>& r, std::size_t k, std::size_t columns)
 {

@@ -105,7 +105,7 @@ struct group_place
     void ask_for_lower() const { ask_for_rows(lower + next_group, lower_rows); }
 };
 
-// What a walk over the positions does: it begins a group, ends the group before, or both.
+// The task of a pass over the positions: it begins a group, ends the group before, or both.
 template <bool begins, bool ends>
 struct walk
 {

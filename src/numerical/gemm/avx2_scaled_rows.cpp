@@ -30,7 +30,7 @@ void store_first(double* c, __m256d sum, std::size_t count)
         _mm_store_sd(c + 2, _mm256_extractf128_pd(sum, 1));
 }
 
-// What a row is multiplied with: B as it lies, or i·B, whose sign goes to the factor.
+// The operand of a row's factor: B as stored, or i·B, whose sign is moved to the factor.
 struct as_it_lies
 {
     static __m256d factor(const double* x) { return _mm256_broadcast_sd(x); }

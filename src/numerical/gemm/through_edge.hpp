@@ -11,7 +11,7 @@ namespace numerical::detail {
 namespace {
 
 // Runs tile(c, ldc), which works on MR × NR elements, on a copy of the tile's block of C, or on
-// zeros where C is not to be read. What the tile does to the rest of the copy is thrown away.
+// zeros where C is not to be read. The rest of the copy is discarded.
 template <std::size_t MR, std::size_t NR, class F>
 inline void through_edge(const tile_operands& t, const F& tile)
 {

@@ -20,7 +20,7 @@ namespace {
 // How far the prefetches of a packed panel of B run ahead, in doubles.
 constexpr std::size_t ahead = 128;
 
-// What the elements of a tile are, and how those of B lie: in a panel the parts of complex numbers
+// The elements of a tile, and how those of B are stored: in a panel the parts of complex numbers
 // are separate already.
 enum class elements { real, complex_apart, complex_in_place };
 

@@ -12,7 +12,7 @@
 namespace numerical::detail {
 namespace {
 
-// A direct product of no more is too little to ask the pool.
+// A direct product of at most this size doesn't repay the pool.
 constexpr std::size_t serial_products_by_rows = 512;
 
 // Rows of C that are one piece of work: a loaded row of B serves all of them.

@@ -14,7 +14,7 @@
 
 namespace numerical::detail {
 
-// The 256-bit forms serve both vector paths: 512 bits ask for as many loads and twice the shuffles.
+// The 256-bit forms serve both vector paths: 512 bits need as many loads and twice the shuffles.
 template <class T>
 bool is_vector_product(const product_operands<T>& p)
 {

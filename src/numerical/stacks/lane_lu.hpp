@@ -132,8 +132,8 @@ inline mask greater_moduli(mask open, complex_number x, complex_number y)
     return lanes::from_bits(greater_moduli(lanes::bits(open), xs, ys));
 }
 
-// Squares in the safe range that differ by more than eight units of rounding tell which modulus is
-// greater, and only where they don't are moduli taken.
+// Squares in the safe range that differ by more than eight units of rounding decide which modulus
+// is greater, and only where they don't are moduli taken.
 inline pivot_choice find_pivot(spaced_tile<complex_number> a, std::size_t rows, std::size_t k)
 {
     const auto square_of = [](complex_number z) {

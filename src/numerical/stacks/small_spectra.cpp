@@ -52,7 +52,7 @@ matrix_stack<T> alone(const matrix_stack<T>& a, std::size_t i)
     return {.first = a.at(i), .rows = a.rows, .cols = a.cols, .step = 0};
 }
 
-// f() of a stack of one matrix: its failure is told by the caller's stack.
+// f() for a stack of one matrix; its failure is reported by the caller's stack.
 template <class F>
 void unwrapped(const F& f)
 {

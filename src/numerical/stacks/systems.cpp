@@ -54,7 +54,7 @@ lane_job system_job(detail::lane_kernel kernel, const lane_kernels& kernels, std
             .least_live = detail::least_live_of_factorization(order, kernels.width)};
 }
 
-// What one(i) does for every matrix, in lanes where the matrices and right-hand sides are small.
+// Solves every matrix as one(i) does, in lanes if the matrices and right-hand sides are small.
 template <class T, class F>
 void run_systems(const lane_job& job, std::size_t count, const matrix_stack<T>& a,
                  const matrix_stack<T>& b, T* results, const F& one)

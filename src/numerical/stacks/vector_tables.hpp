@@ -1,6 +1,6 @@
 #pragma once
 
-// What the tables of the vector paths have in addition. For the kernels' own sources only: unnamed,
+// The additional entries of the vector paths' tables. For the kernels' own sources only: unnamed,
 // as the kernels are.
 
 #include "numerical/stacks/lane_qr.hpp"

@@ -56,7 +56,7 @@ void multiply_row_of_group(const std::vector<double>& old_row, const std::vector
                                                                .ldc = size});
 }
 
-// What update_basis does to the first and the last row of the right basis, which are all there is.
+// The effect of update_basis on the first and the last row of the right basis, the only ones here.
 void update_end_rows(const basis_update& update, const merge_partition& partition,
                      const std::vector<std::size_t>& order)
 {

@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::size_t greatest_reach = 2 * greatest_band_width; // of a step, in rows or columns
 
-// A reflector, and what it asks of the rows and columns that it meets.
+// A reflector, and the coefficients that it needs for the rows and columns to which it is applied.
 template <class T>
 struct chase_workspace
 {

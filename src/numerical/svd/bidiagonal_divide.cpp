@@ -216,7 +216,7 @@ template <class T>
 void bidiagonal_divide_and_conquer(std::vector<double>& d, const std::vector<double>& e,
                                    std::vector<T>& left, std::vector<T>& right, std::size_t n)
 {
-    if (n < bidiagonal_leaf_order) { // a leaf by itself: it may work on the bases at once
+    if (n < bidiagonal_leaf_order) { // a single leaf, which may work on the bases directly
         scaled_problem scaled({.d = d.data(), .e = e.data(), .n = n, .extra = 0});
         bidiagonal_qr(scaled.entries.d, scaled.entries.e, left, right, n, leaf_steps * n);
         d = scaled.entries.d;

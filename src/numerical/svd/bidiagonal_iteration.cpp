@@ -10,7 +10,7 @@
 namespace numerical::detail {
 namespace {
 
-// Entries below this count as zero beside anything.
+// Entries below this are negligible compared to any other.
 constexpr double tiny = 0x1p-970;
 
 bool negligible(double x, double sum)

@@ -194,7 +194,7 @@ qd_minima dqds_iteration::transform(const qd_block& block, double tau)
     return minima;
 }
 
-// What to try after a shift that was too much. With only the last d negative tau + d is below all
+// The next shift after one that was too large. With only the last d negative tau + d is below all
 // the values, and near the least: as a function of tau that d falls at least as fast as tau grows.
 // With another one the distance from the bound was too small.
 double dqds_iteration::less_than(double tau, double bound, const qd_minima& minima, int failures)

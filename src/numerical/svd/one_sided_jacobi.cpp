@@ -24,7 +24,7 @@ constexpr std::size_t lanes = 8;
 // The cosine between two columns of n elements at which they pass for orthogonal. It must exceed
 // what rounding leaves after a rotation: about one eps for short columns, whose elements and inner
 // product are rounded a few times each, and growing like √n, as roundings of either sign add up. At
-// one eps pairs of equally long columns were turned back and forth for ever.
+// one eps pairs of equally long columns were rotated back and forth forever.
 double negligible_cosine(std::size_t n)
 {
     return std::max(2.0, std::sqrt(double(n))) * eps;

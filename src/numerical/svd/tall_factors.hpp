@@ -36,7 +36,8 @@ struct tall_factors
     void solve_adjoint(std::vector<T>& b, std::size_t cols) const;
 };
 
-// Whether a condition is well below what the rounding of this many rows can tell from infinity.
+// Whether a condition is well below those that rounding with this many rows can't distinguish from
+// infinity.
 bool is_clearly_regular(double condition, std::size_t rows);
 
 } // namespace numerical::detail

@@ -1,6 +1,6 @@
 #pragma once
 
-// Singular values without vectors, and what they tell of a matrix.
+// Singular values without vectors, and properties of a matrix that follow from them.
 
 #include "numerical/matrix.hpp"
 

@@ -24,7 +24,7 @@ struct split_block
     std::size_t count;
 };
 
-// What a real function gives for the parts of a block.
+// The results of a real function for the parts of a block.
 using real_block = double[block];
 
 bool within(double x, double bound)

@@ -36,7 +36,7 @@ R power_of_two(typename R::words n)
     return R::from_bits(base.bits() + n.template left<48>());
 }
 
-// What a power times 1 + rest must be multiplied with: 2^(n/16) in full is power (1 + rest).
+// The relative correction of a power: 2^(n/16) = power (1 + rest) in full precision.
 template <class R>
 R rest_of_power(typename R::words n)
 {

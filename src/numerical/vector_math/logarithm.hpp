@@ -33,7 +33,7 @@ parts_of_number<R> taken_apart(R x, double first)
     return {shifted, R::from_bits(k) - R(0x1p52 + 1023), R::from_bits(m)};
 }
 
-// What the logarithm of a number is made from.
+// The parts from which the logarithm of a number is computed.
 template <class R>
 struct reduced_number
 {

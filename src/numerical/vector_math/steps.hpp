@@ -67,7 +67,8 @@ two_parts<R> sum_of(R a, R b)
     return {high, (a - (high - rest)) + (b - rest)};
 }
 
-// What a function of two operands gives, and the lanes that its scalar function has to redo.
+// The result of a function of two operands, and the lanes that its scalar function has to
+// recompute.
 template <class R>
 struct value_and_rare
 {

@@ -15,7 +15,7 @@ bool is_ordinary(double x)
     return (magnitude >= least_ordinary && magnitude <= greatest_ordinary) || magnitude == 0;
 }
 
-// What operator/ would work out anew for each element.
+// The parts of operator/ that depend on the divisor alone.
 smith_divisor smith_form(complex z)
 {
     const bool by_real = !(std::abs(z.real()) < std::abs(z.imag()));

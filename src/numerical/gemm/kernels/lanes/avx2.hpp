@@ -111,7 +111,7 @@ struct lanes
         return _mm256_xor_pd(_mm256_permute_pd(z, 0x5), signs);
     }
 
-    // What products with the complex numbers of a vector take of them.
+    // The forms of a vector's complex numbers that products with them use.
     struct complex_factor
     {
         vector z;

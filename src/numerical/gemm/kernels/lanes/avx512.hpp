@@ -94,7 +94,7 @@ struct lanes
         return _mm512_mul_pd(signs, _mm512_permute_pd(z, 0x55));
     }
 
-    // What products with the complex numbers of a vector take of them.
+    // The forms of a vector's complex numbers that products with them use.
     struct complex_factor
     {
         vector z;

@@ -41,7 +41,7 @@ struct lanes
 
     static vector times(vector a, vector b) { return _mm_mul_pd(a, b); }
 
-    // What products with a complex number take of it.
+    // The forms of a complex number that products with it use.
     struct complex_factor
     {
         vector z;
