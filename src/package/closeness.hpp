@@ -22,7 +22,7 @@ struct closeness
         const double distance = detail::modulus(x - y);
         if (distance != HUGE_VAL && distance <= absolute + relative * detail::modulus(y))
             return true;
-        return equal_nan && x != x && y != y;
+        return equal_nan && detail::has_nan(x) && detail::has_nan(y);
     }
 };
 

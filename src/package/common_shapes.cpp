@@ -178,7 +178,9 @@ PyObject* arange(arguments given)
     for (std::size_t i = 0; i < given.size(); ++i)
         if (!real_in(given[i], numbers[first + i]))
             return nullptr;
-    const auto [start, stop, step] = numbers;
+    const double start = numbers[0];
+    const double stop = numbers[1];
+    const double step = numbers[2];
     const double count = (stop - start) / step;
     if (!std::isfinite(step) || !(std::fabs(count) < most_elements))
         return nullptr;

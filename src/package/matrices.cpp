@@ -129,8 +129,8 @@ PyObject* triple_of(PyObject* first, PyObject* second, PyObject* third)
     return tuple_of({first, second, third});
 }
 
-[[gnu::no_sanitize("null")]] PyObject* told_failure(std::initializer_list<PyObject*> operands,
-                                                    const shape_list& lead)
+__attribute__((no_sanitize("null"))) PyObject*
+translated_failure(std::initializer_list<PyObject*> operands, const shape_list& lead)
 {
     std::optional<std::string> place;
     try {

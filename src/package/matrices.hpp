@@ -73,7 +73,7 @@ PyObject* triple_of(PyObject* first, PyObject* second, PyObject* third);
 // For use in a handler: translates the current exception to Python's, a stack_error by its cause. A
 // numerical.error gets a note with the operands and a hint, and for a stack one with the index of
 // the matrix. Always returns null.
-PyObject* told_failure(std::initializer_list<PyObject*> operands, const shape_list& lead);
+PyObject* translated_failure(std::initializer_list<PyObject*> operands, const shape_list& lead);
 
 // Calls body() and translates its failures in this way.
 template <class Body>
@@ -83,7 +83,7 @@ PyObject* telling(std::initializer_list<PyObject*> operands, const shape_list& l
     try {
         return body();
     } catch (...) {
-        return told_failure(operands, lead);
+        return translated_failure(operands, lead);
     }
 }
 

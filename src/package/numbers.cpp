@@ -147,7 +147,7 @@ tensor<double> sign_of(const tensor<double>& a)
 // inaccurate for the smallest.
 complex sign_of_number(const complex& z)
 {
-    if (z == 0.0 || z != z)
+    if (z == 0.0 || detail::has_nan(z))
         return z == 0.0 ? complex() : complex(std::nan(""), std::nan(""));
     const bool infinite = std::isinf(z.real()) || std::isinf(z.imag());
     const auto part = [&](double x) {

@@ -212,7 +212,7 @@ PyObject* searchsorted(const binding::call_arguments& call)
     if (x.shape.size() != 1)
         fail(PyExc_ValueError,
              "searchsorted takes a vector, not a tensor of rank " + std::to_string(x.shape.size()));
-    const auto places = [&](const tensor<double>& ascending) {
+    const auto places = [&, side = side](const tensor<double>& ascending) {
         const detail::search_side from = side_of(side);
         auto found = unlocked(wanted.data.size(), [&] {
             return detail::search_places(ascending.data.data(), ascending.data.size(),

@@ -217,7 +217,7 @@ PyObject* spread(const spread_signature& signature, const binding::call_argument
     const double correction = ddof != nullptr ? real_parameter(ddof, "ddof", 0.0)
                                               : real_parameter(correction_given, "correction", 0.0);
     const bool keepdims = flag_parameter(keep);
-    return by_type(a, [&](const auto& x) {
+    return by_type(a, [&, axis = axis](const auto& x) {
         reduced_axes axes = axes_of(axis, x.shape);
         std::vector<double> results =
             walked(x, axes.axes, [correction](const auto* data, const walk_shape& walk) {

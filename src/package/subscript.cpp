@@ -409,7 +409,7 @@ PyObject* updated_copy(const binding::call_arguments& call)
         *operation == update_operation::minimum || *operation == update_operation::maximum;
     if (ordered && (target.is_complex() || values.is_complex()))
         fail(PyExc_ValueError, "min and max are for float64: complex128 has no order");
-    return by_type(target, values, [&](const auto& a, const auto& b) {
+    return by_type(target, values, [&, key = key](const auto& a, const auto& b) {
         const index_keys keys = read_keys(key, a.shape);
         const selection at = any_selection(keys, a.shape, a.strides);
         return wrap(unlocked(a.data.size(), [&] { return updated(a, at, *operation, b); }));
