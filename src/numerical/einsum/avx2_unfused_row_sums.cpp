@@ -74,10 +74,11 @@ void add_along_8_complex(double* sums, const double* from, std::size_t apart, st
 #pragma GCC unroll 8
     for (std::size_t r = 0; r < 8; ++r)
         sum[r] = _mm_loadu_pd(sums + 2 * r);
-    for (std::size_t i = 0; i < extent; ++i)
+    for (std::size_t i = 0; i < extent; ++i) {
 #pragma GCC unroll 8
         for (std::size_t r = 0; r < 8; ++r)
             sum[r] = _mm_add_pd(sum[r], _mm_loadu_pd(from + 2 * (r * apart + i)));
+    }
 #pragma GCC unroll 8
     for (std::size_t r = 0; r < 8; ++r)
         _mm_storeu_pd(sums + 2 * r, sum[r]);
