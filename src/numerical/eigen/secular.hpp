@@ -259,7 +259,7 @@ void solve_secular_equation(const Poles& poles, secular_root* roots)
         for (std::size_t l = 0; l < batch.size(); ++l)
             roots[first + l] = batch.root(l);
     };
-    parallel_for(ceil_div(poles.count, secular_lane_count), poles.count * 8 * secular_lane_count,
+    parallel_for(ceil_div(poles.count, secular_lane_count), poles.count * 4 * secular_lane_count,
                  solve_batch);
 }
 

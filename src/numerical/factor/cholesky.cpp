@@ -145,7 +145,7 @@ void cholesky_blocks<T>::factor_rows_below(std::size_t first, std::size_t last)
                      .cols = height,
                      .stride = tile_stride});
     };
-    parallel_for(tiles_below(last), width * width * tile_rows / 4, factor_one);
+    parallel_for(tiles_below(last), width * width * tile_rows / 8, factor_one);
 }
 
 // On a transposed copy, where every step of the substitution runs along contiguous columns of L21.

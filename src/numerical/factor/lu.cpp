@@ -128,7 +128,7 @@ void lu_blocks<T>::solve_panel_rows(std::size_t first, std::size_t last)
         on_well_strided(a.sub(first, last, from, to),
                         [&](block_view<T> x) { substitute_unit_lower(path, l, x); });
     };
-    parallel_for(triangular_tiles(a.cols - last), width * width * triangular_tile / 4, solve_tile);
+    parallel_for(triangular_tiles(a.cols - last), substitution_work<T>(width), solve_tile);
 }
 
 // The tiles write the columns from next_end on, from row `end` down, and read the rows of U above
@@ -181,7 +181,7 @@ void lu_blocks<T>::exchange_rows_of_l()
         const std::size_t to = std::min(from + block, steps);
         exchange_rows(to, steps, from, to);
     };
-    parallel_for(ceil_div(steps, block), a.rows * block, exchange_panel);
+    parallel_for(ceil_div(steps, block), a.rows * block / 4, exchange_panel);
 }
 
 } // namespace

@@ -22,6 +22,14 @@ constexpr std::size_t triangular_tiles(std::size_t columns)
     return ceil_div(columns, triangular_tile);
 }
 
+// The work of substituting a tile with a triangle of so many rows, on the scale of parallel_for.
+template <class T>
+constexpr std::size_t substitution_work(std::size_t rows)
+{
+    constexpr std::size_t elements_per_unit = sizeof(T) == sizeof(double) ? 16 : 4;
+    return rows * rows * triangular_tile / elements_per_unit;
+}
+
 // X := L⁻¹·X, L the unit lower triangle of `l`.
 template <class T>
 void substitute_unit_lower(int path, block_view<const T> l, block_view<T> x);

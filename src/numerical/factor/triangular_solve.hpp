@@ -30,7 +30,7 @@ void for_each_tile(block_view<T> x, const F& substitute)
         const std::size_t to = std::min(from + triangular_tile, x.cols);
         on_well_strided(x.sub(0, x.rows, from, to), substitute);
     };
-    parallel_for(triangular_tiles(x.cols), x.rows * x.rows * triangular_tile / 4, substitute_tile);
+    parallel_for(triangular_tiles(x.cols), substitution_work<T>(x.rows), substitute_tile);
 }
 
 // X := U⁻¹·X, U the upper triangle of `u`, from the last block of rows to the first.

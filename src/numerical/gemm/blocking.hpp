@@ -35,9 +35,9 @@ struct blocking<avx512_tile_kernel>
     static constexpr std::size_t task_panels = 8; // row panels in a tile task, at most
     static constexpr std::size_t pack_work = 384; // of a packing task, for each position
     // Of a row of tiles, for each position, in 16ths: so that a product for two threads takes one
-    // of them 40 microseconds. Starting a loop costs 3 to 9, and a worker that sleeps or shares its
-    // core with another program more.
-    static constexpr std::size_t tile_work_16 = 128;
+    // of them 100 microseconds. Starting a loop costs 3 to 9, and a worker that sleeps or shares
+    // its core with another program more.
+    static constexpr std::size_t tile_work_16 = 64;
 };
 
 template <>
@@ -54,7 +54,7 @@ struct blocking<avx2_tile_kernel>
     static constexpr std::size_t pack_rows = 72;
     static constexpr std::size_t task_panels = 12;
     static constexpr std::size_t pack_work = 288;
-    static constexpr std::size_t tile_work_16 = 64;
+    static constexpr std::size_t tile_work_16 = 32;
 };
 
 template <>

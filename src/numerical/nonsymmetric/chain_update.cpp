@@ -167,10 +167,12 @@ void update_by_chain(const schur_views<T>& s, std::size_t low, std::size_t high,
                            conjugates);
         }
     };
+    // The sweeps between the loops take longer than a worker polls: a loop has to repay its waking.
+    constexpr std::size_t doubles_per_unit = 8;
     std::size_t reflectors = 0;
     for (const bulge_pass<T>& pass : chain.passes)
         reflectors += pass.reflectors.size();
-    parallel_for(strips, reflectors * strip_doubles, update_strip);
+    parallel_for(strips, reflectors * strip_doubles / doubles_per_unit, update_strip);
 }
 
 template struct chain_record<double>;
