@@ -18,7 +18,7 @@ count and its processor time when it ends, and what it printed if it failed.
 
 NUMERICAL_TEST_PATHS limits unit tests to the paths whose digits it has; 01 tests as on a machine
 without AVX-512F. The stage emulated runs on path 2 alone, which on such a machine is all that the
-stage unit lacks. NUMERICAL_TEST_SAMPLE takes a third of the kinds of matrices (tests/support/sample.hpp).
+stage unit lacks. NUMERICAL_TEST_SAMPLE=5 takes a fifth of the kinds of matrices (tests/support/sample.hpp).
 """
 
 import argparse
@@ -224,10 +224,10 @@ def asan() -> list[Job]:
 
     Memory comes back into use after 32 MiB more have been freed, not 256, and the sanitizer keeps the
     four innermost callers of an allocation, not thirty: both are felt where small matrices allocate
-    much. Of the kinds of matrices a third is tried at each size.
+    much. Of the kinds of matrices a fifth is tried at each size.
     """
     always = "allocator_may_return_null=1:quarantine_size_mb=32:malloc_context_size=4"
-    options = {"ASAN_OPTIONS": always, "NUMERICAL_TEST_SAMPLE": "1"}
+    options = {"ASAN_OPTIONS": always, "NUMERICAL_TEST_SAMPLE": "5"}
     under_python = {
         "ASAN_OPTIONS": f"detect_leaks=0:{always}",
         "HYPOTHESIS_PROFILE": "sanitized",

@@ -199,8 +199,8 @@ TYPED_TEST(decompositions_on_64_cores, narrowed_bands_have_the_bits_of_one_core)
 TYPED_TEST(decompositions_on_64_cores, large_bands_have_the_bits_of_one_core)
 {
     using namespace numerical::detail;
-    constexpr std::size_t n = 1100;
-    constexpr std::size_t width = 16;
+    constexpr std::size_t n = 500;
+    constexpr std::size_t width = 64;
     const auto a = test::random_matrix<TypeParam>(n, n, 14);
     expect_bits_of_one_core([&] {
         auto band = reduce_to_hermitian_band(a.data, n, width);
