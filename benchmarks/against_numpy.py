@@ -7,7 +7,8 @@ case's data is in memory.
     PYTHONPATH=build/release/python python3 benchmarks/against_numpy.py lu svd --threads 1,2
 
 `package` stands for the families of what people import, on one thread. With --scaling each call of
-theirs that takes 50 microseconds or more runs on two threads against itself on one as well.
+theirs that takes 50 microseconds or more runs on two threads against itself on one as well. `large`
+are the package's calls on matrices of order 256 to 2000.
 """
 
 import argparse
@@ -117,12 +118,13 @@ def main() -> None:
     parser.add_argument("--scaling", action="store_true", help="two threads against one as well")
     parser.add_argument("--json", type=pathlib.Path, help="write the rows here")
     parser.add_argument(
-        "--page", action="store_true", help="write the package's part of docs/benchmarks.md"
+        "--page", action="store_true", help="write the family's part of docs/benchmarks.md"
     )
     options = parser.parse_args()
     package = options.families == ["package"]
-    if options.page and not package:
-        parser.error("--page is of the package")
+    large = options.families == ["large"]
+    if options.page and not (package or large and options.threads in (None, "1,2")):
+        parser.error("--page is of the package, or of large on one and two threads")
     if package:
         options.families = PACKAGE
     options.threads = options.threads or ("1" if package else "1,2")
@@ -152,9 +154,7 @@ def main() -> None:
         options.json.write_text(json.dumps(result, indent=1) + "\n")
         print(f"\nwrote {options.json}")
     if options.page:
-        import package_page
-
-        package_page.write(result)
+        importlib.import_module("package_page" if package else "large_page").write(result)
 
 
 if __name__ == "__main__":

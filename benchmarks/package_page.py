@@ -7,15 +7,12 @@ The text between the page's two marks is replaced. The picture needs Debian's py
 
 import json
 import pathlib
-import re
 import sys
 
+import page
 from alternate import geometric_mean
 
-ROOT = pathlib.Path(__file__).parents[1]
-PAGE = ROOT / "docs" / "benchmarks.md"
-PICTURE = ROOT / "docs" / "pictures" / "package.png"
-BEGIN, END = "<!-- begin: ./dev bench package -->", "<!-- end -->"
+PICTURE = page.ROOT / "docs" / "pictures" / "package.png"
 SCALED = "two threads against one"
 BEHIND = 0.97  # below, a row is listed
 
@@ -119,14 +116,9 @@ def draw(rows):
 
 
 def write(result):
-    text = PAGE.read_text()
-    part = "\n".join([BEGIN, "", *page_of(result), "", END])
-    pattern = re.compile(re.escape(BEGIN) + ".*?" + re.escape(END), re.DOTALL)
-    if not pattern.search(text):
-        raise ValueError(f"{PAGE} has no marks for the package's part")
-    PAGE.write_text(pattern.sub(lambda _: part, text))
+    page.write_part("package", page_of(result))
     draw([row for row in result["rows"] if row["family"] != SCALED])
-    print(f"wrote {PAGE} and {PICTURE}")
+    print(f"wrote {PICTURE}")
 
 
 if __name__ == "__main__":
