@@ -185,6 +185,11 @@ def pinv(a, rcond=None, hermitian=False, *, rtol=None):
     numerical.error
         If a matrix isn't finite.
 
+    Notes
+    -----
+    By default a matrix of full rank that is well conditioned is factored as Q·R, and its inverse is
+    R⁻¹·Qᴴ; others are inverted by their singular values.
+
     Examples
     --------
     >>> nm.linalg.pinv([[2.0, 0.0], [0.0, 0.0]])

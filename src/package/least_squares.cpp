@@ -4,6 +4,7 @@
 #include "numerical/stacks/stacks.hpp"
 #include "numerical/strided/broadcast.hpp"
 #include "numerical/svd/least_squares_fit.hpp"
+#include "numerical/svd/pseudo_inverse.hpp"
 #include "package/matrices.hpp"
 
 #include <optional>
@@ -74,6 +75,14 @@ PyObject* wrapped(matrix<T> a)
 }
 
 template <class T>
+PyObject* pseudo_inverse_alone(const tensor<T>& a)
+{
+    std::optional<matrix<T>> inverse;
+    computed(a.data.size(), [&] { inverse = pseudo_inverse(boundary::matrix_from(a)); });
+    return wrapped(std::move(*inverse));
+}
+
+template <class T>
 PyObject* fitted(const tensor<T>& a, const tensor<T>& b, double cutoff)
 {
     const bool is_vector = b.shape.size() == 1;
@@ -104,9 +113,10 @@ PyObject* pinv(const binding::call_arguments& call)
     const operand a(given);
     const stack_shape of = stack_of(a, "pinv");
     return telling({given}, of.lead, [&] {
-        if (of.is_single() && !stacks::is_small(of.rows, of.cols))
-            return wrap(boundary::pinv(a.value()));
-        return by_type(a, [&](const auto& x) { return pseudo_inverses(x, of); });
+        const bool is_alone = of.is_single() && !stacks::is_small(of.rows, of.cols);
+        return by_type(a, [&](const auto& x) {
+            return is_alone ? pseudo_inverse_alone(x) : pseudo_inverses(x, of);
+        });
     });
 }
 

@@ -1,13 +1,22 @@
 #include "numerical/svd/pseudo_inverse.hpp"
 
+#include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/unfused.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
 #include "numerical/strided/dense_passes.hpp"
+#include "numerical/strided/matrix_view.hpp"
+#include "numerical/strided/transpose.hpp"
+#include "numerical/svd/bidiagonal.hpp"
+#include "numerical/svd/bidiagonal_divide.hpp"
 #include "numerical/svd/range_guard.hpp"
 #include "numerical/svd/rank.hpp"
 #include "numerical/svd/svd.hpp"
+#include "numerical/svd/tall_factors.hpp"
 
+#include <algorithm>
+#include <optional>
 #include <utility>
 
 namespace numerical {
@@ -32,7 +41,85 @@ matrix<T> pinv(const matrix<T>& a)
     return matrix<T>(a.cols, a.rows, std::move(p));
 }
 
+namespace {
+
+using detail::complex;
+using detail::tall_factors;
+
+// The first `count` columns of n rows.
+std::vector<double> first_columns(const std::vector<double>& a, std::size_t n, std::size_t count)
+{
+    std::vector<double> out = detail::uninitialized<double>(n * count);
+    detail::copy_block<double>({.first = a.data(), .rows = n, .cols = count, .stride = n},
+                               {out.data(), n, count});
+    return out;
+}
+
+// (A⁺)ᴴ of an n × n matrix that stands for one of `rows` rows with the same values. Only the
+// vectors of values that count are taken back to the coordinates of A.
+template <class T>
+matrix<T> truncated_adjoint(std::vector<T> a, std::size_t n, std::size_t rows)
+{
+    auto reduction = detail::bidiagonalize(std::move(a), n);
+    const detail::bidiagonal_svd of_b = detail::divide_bidiagonal(reduction.d, reduction.e, n);
+    const std::size_t rank = detail::count_above_threshold(of_b.values, rows, n);
+    matrix<T> product = detail::zero_matrix<T>(n, n);
+    if (rank == 0)
+        return product;
+    const matrix<T> u(n, rank,
+                      detail::multiply_left_basis(reduction, first_columns(of_b.u, n, rank)));
+    matrix<T> scaled = detail::adjoint(matrix<T>(
+        n, rank, detail::multiply_right_basis(reduction, first_columns(of_b.v, n, rank))));
+    for (std::size_t i = 0; i < rank; ++i)
+        for (std::size_t j = 0; j < n; ++j)
+            scaled.data[i * n + j] *= 1.0 / of_b.values[i];
+    detail::add_product<T>(detail::view_of(u), detail::view_of(std::as_const(scaled)),
+                           detail::view_of(product));
+    return product;
+}
+
+// Q·[ X ; 0 ].
+template <class T>
+matrix<T> times_basis(const tall_factors<T>& factors, const matrix<T>& x)
+{
+    std::vector<T> product = detail::zeros<T>(factors.rows * x.cols);
+    std::copy(x.data.begin(), x.data.end(), product.begin());
+    factors.apply(product, x.cols);
+    return {factors.rows, x.cols, std::move(product)};
+}
+
+// The adjoint of the inverse of the tall matrix whose factors these are: of a·2^exponent, or its
+// adjoint. A square one that isn't regular is better decomposed itself than by its R.
+template <class T>
+matrix<T> adjoint_of_inverse(const tall_factors<T>& factors, const matrix<T>& a)
+{
+    const std::size_t n = factors.order;
+    if (std::optional<std::vector<T>> inverse = factors.regular_inverse())
+        return times_basis(factors, detail::adjoint(matrix<T>(n, n, std::move(*inverse))));
+    if (a.rows == a.cols)
+        return truncated_adjoint(detail::times_power(a, factors.exponent).data, n, n);
+    return times_basis(factors, truncated_adjoint(factors.qr.r, n, factors.rows));
+}
+
+} // namespace
+
+template <class T>
+matrix<T> pseudo_inverse(const matrix<T>& a)
+{
+    detail::require_finite(a, "pinv");
+    const double largest = detail::largest_part(a.data);
+    if (largest == 0)
+        return detail::zero_matrix<T>(a.cols, a.rows);
+    const tall_factors<T> factors(a, largest);
+    matrix<T> inverse = adjoint_of_inverse(factors, a);
+    if (a.rows >= a.cols)
+        inverse = detail::adjoint(inverse);
+    return detail::times_power(std::move(inverse), factors.exponent);
+}
+
 template matrix<double> pinv(const matrix<double>&);
-template matrix<detail::complex> pinv(const matrix<detail::complex>&);
+template matrix<complex> pinv(const matrix<complex>&);
+template matrix<double> pseudo_inverse(const matrix<double>&);
+template matrix<complex> pseudo_inverse(const matrix<complex>&);
 
 } // namespace numerical

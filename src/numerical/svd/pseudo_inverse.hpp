@@ -10,4 +10,11 @@ namespace numerical {
 template <class T>
 matrix<T> pinv(const matrix<T>& a);
 
+// The same but for rounding, with less work: A = Q·R is factored first, for a wide matrix its
+// adjoint. If R is clearly regular no singular value counts as zero, and (AᴴA)⁻¹·Aᴴ = R⁻¹·Qᴴ is the
+// result; only otherwise the values have to tell what counts. The text of the error is that of
+// pinv.
+template <class T>
+matrix<T> pseudo_inverse(const matrix<T>& a);
+
 } // namespace numerical

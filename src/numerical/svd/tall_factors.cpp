@@ -66,6 +66,17 @@ double tall_factors<T>::condition() const
 }
 
 template <class T>
+std::optional<std::vector<T>> tall_factors<T>::regular_inverse() const
+{
+    if (!is_clearly_regular(ratio_of_diagonal(qr.r, order), rows))
+        return {};
+    std::vector<T> inverse = upper_inverse(qr.r, order);
+    if (!is_clearly_regular(frobenius_norm(qr.r) * frobenius_norm(inverse), rows))
+        return {};
+    return inverse;
+}
+
+template <class T>
 void tall_factors<T>::apply_adjoint(std::vector<T>& b, std::size_t cols) const
 {
     for (const reflector_block<T>& block : qr.blocks)

@@ -7,6 +7,7 @@
 #include "numerical/matrix.hpp"
 
 #include <cstddef>
+#include <optional>
 #include <vector>
 
 namespace numerical::detail {
@@ -25,6 +26,9 @@ struct tall_factors
     // ‖R‖·‖R⁻¹‖ by Frobenius norms; infinite or NaN if there is a zero on R's diagonal. A lower
     // bound where that is enough to see that R isn't clearly regular.
     double condition() const;
+
+    // R⁻¹, or nothing unless this condition says that R is clearly regular.
+    std::optional<std::vector<T>> regular_inverse() const;
 
     // B := QᴴB and B := Q·B for a B of `rows` rows.
     void apply_adjoint(std::vector<T>& b, std::size_t cols) const;

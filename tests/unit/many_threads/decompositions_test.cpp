@@ -250,9 +250,10 @@ TYPED_TEST(decompositions_on_64_cores, least_squares_have_the_bits_of_one_core)
     const auto b = test::random_matrix<TypeParam>(260, 70, 7);
     const auto c = test::random_matrix<TypeParam>(90, 70, 8);
     expect_bits_of_one_core([&] {
-        return vectors<TypeParam>{numerical::lstsq(tall, b).data,
-                                  numerical::lstsq(deficient, c).data,
-                                  numerical::pinv(deficient).data};
+        return vectors<TypeParam>{
+            numerical::lstsq(tall, b).data, numerical::lstsq(deficient, c).data,
+            numerical::pinv(deficient).data, numerical::pseudo_inverse(deficient).data,
+            numerical::pseudo_inverse(tall).data};
     });
 }
 
