@@ -24,23 +24,28 @@ template <class T>
 PyObject* factors_of(const tensor<T>& a, const stack_shape& of, symmetry kind)
 {
     const std::size_t n = of.rows;
-    tensor<T> lower = unset_stack<T>(of.lead, {n, n});
+    std::vector<T> lower;
     tensor<T> diagonal = unset_stack<T>(of.lead, {n});
     tensor<T> below = unset_stack<T>(of.lead, {n});
     tensor<double> norms = unset_stack<double>(of.lead, {});
     positions permutation(joined(of.lead, {n}), std::vector<std::ptrdiff_t>(of.count * n));
+    if (!of.is_single())
+        lower = detail::uninitialized<T>(of.count * n * n);
     const auto factor_one = [&](std::size_t i) {
-        const indefinite_decomposition<T> f(dense(a, of).copy_of(i), kind);
+        indefinite_decomposition<T> f(view_of(a, of, i), kind);
         norms.data[i] = one_norm_of_lower(view_of(a, of, i));
-        std::copy(f.lower.begin(), f.lower.end(), lower.data.data() + i * n * n);
         std::copy(f.diagonal.begin(), f.diagonal.end(), diagonal.data.data() + i * n);
         std::copy(f.below.begin(), f.below.end(), below.data.data() + i * n);
         std::copy(f.permutation.begin(), f.permutation.end(), permutation.data.data() + i * n);
+        if (of.is_single())
+            lower = std::move(f.lower);
+        else
+            std::copy(f.lower.begin(), f.lower.end(), lower.data() + i * n * n);
     };
     for_each_matrix(of, n * n * n * sizeof(T) / sizeof(double) / 4 + 512, factor_one);
-    return pair_of(
-        triple_of(wrap(std::move(lower)), wrap(std::move(diagonal)), wrap(std::move(below))),
-        pair_of(wrap(std::move(permutation)), number_or_tensor(std::move(norms))));
+    tensor<T> l(joined(of.lead, {n, n}), std::move(lower));
+    return pair_of(triple_of(wrap(std::move(l)), wrap(std::move(diagonal)), wrap(std::move(below))),
+                   pair_of(wrap(std::move(permutation)), number_or_tensor(std::move(norms))));
 }
 
 // The arguments that hold factors, checked to fit each other.

@@ -10,7 +10,7 @@
 // Only the lower triangle of A enters the arithmetic, and of a Hermitian diagonal only the real
 // part. T = double or std::complex<double>.
 
-#include "numerical/matrix.hpp"
+#include "numerical/strided/block_view.hpp"
 
 #include <cstddef>
 #include <vector>
@@ -29,10 +29,10 @@ struct indefinite_decomposition
     std::vector<T> below;                 // D(k+1, k): not zero where a block of order 2 begins
     std::vector<std::size_t> permutation; // row i of P·A is row permutation[i] of A
 
-    // Takes over a's storage. dimension_error "LDL decomposition requires a square matrix", or
-    // non_finite_error for an infinite or NaN entry of the lower triangle. A singular matrix has
-    // factors too: D then has a zero.
-    indefinite_decomposition(matrix<T>&& a, symmetry of_kind);
+    // dimension_error "LDL decomposition requires a square matrix", or non_finite_error for an
+    // infinite or NaN entry of the lower triangle. A singular matrix has factors too: D then has a
+    // zero.
+    indefinite_decomposition(detail::block_view<const T> a, symmetry of_kind);
 };
 
 } // namespace numerical
