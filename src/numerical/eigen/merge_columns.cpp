@@ -39,24 +39,34 @@ struct gathered_columns
     std::size_t stride() const { return count + deflated; }
 };
 
-gathered_columns gather(block_view<double> rows, const merge_partition& partition,
+// Columns side by side, as runs of consecutive ones: most columns of a half stay together.
+std::vector<index_range> runs_of(const std::vector<std::size_t>& columns)
+{
+    std::vector<index_range> runs;
+    for (const std::size_t column : columns)
+        if (!runs.empty() && runs.back().last == column)
+            ++runs.back().last;
+        else
+            runs.push_back({column, column + 1});
+    return runs;
+}
+
+gathered_columns gather(block_view<const double> rows, const merge_partition& partition,
                         const std::vector<std::size_t>& selected, workspace_buffer& buffer)
 {
-    const std::vector<std::size_t>& active = partition.active;
-    const std::vector<std::size_t>& deflated = partition.deflated;
-    const gathered_columns old{nullptr, selected.size(), deflated.size()};
-    double* const store = workspace_of(buffer, rows.rows * old.stride());
+    std::vector<std::size_t> columns;
+    for (const std::size_t p : selected)
+        columns.push_back(partition.active[p]);
+    columns.insert(columns.end(), partition.deflated.begin(), partition.deflated.end());
+    const std::vector<index_range> runs = runs_of(columns);
+    double* const store = workspace_of(buffer, rows.rows * columns.size());
     const auto gather_row = [&](std::size_t r) {
-        const double* const row = rows.row(r);
-        double* out = store + r * old.stride();
-        for (const std::size_t p : selected)
-            *out++ = row[active[p]];
-        for (const std::size_t column : deflated)
-            *out++ = row[column];
-        std::fill_n(rows.row(r), active.size(), 0.0);
+        double* out = store + r * columns.size();
+        for (const auto& [first, last] : runs)
+            out = std::copy(rows.row(r) + first, rows.row(r) + last, out);
     };
-    parallel_for(rows.rows, old.stride() + active.size(), gather_row);
-    return {store, old.count, old.deflated};
+    parallel_for(rows.rows, columns.size(), gather_row);
+    return {store, selected.size(), partition.deflated.size()};
 }
 
 // One group of rows: its columns, gathered, times their rows of the small vectors, and all of them
@@ -70,11 +80,11 @@ void merge_group(block_view<double> rows, const column_merge& merge, unsigned in
     double* const new_rows = workspace_of(workspace.new_rows, selected.size() * active);
     const auto fill_selected = [&](std::size_t c) { fill_row(selected[c], new_rows + c * active); };
     parallel_for(selected.size(), active, fill_selected);
-    gemm(rows.rows, active, old.count, old.first, old.stride(), new_rows, active, rows.first,
-         rows.stride);
+    gemm_new(rows.rows, active, old.count, old.first, old.stride(), new_rows, active, rows.first,
+             rows.stride);
+    const merged_places places(active, merge.order);
     const auto place = [&](std::size_t r) {
-        place_merged_row(rows.row(r), old.first + r * old.stride() + old.count, active,
-                         merge.order);
+        places.place(rows.row(r), old.first + r * old.stride() + old.count);
     };
     parallel_for(rows.rows, merge.order.size(), place);
 }
@@ -107,20 +117,29 @@ void rotate_columns(block_view<double> q, const std::vector<column_rotation>& ro
         parallel_for(q.rows, rotations.size() * 4, rotate_row);
 }
 
-// From the right, each run of new elements moves to its place, and the deflated one before it comes
-// in between.
-void place_merged_row(double* row, const double* deflated, std::size_t active,
-                      const std::vector<std::size_t>& order)
+// Elements move to the right, if at all. Those left of all deflated ones stay.
+merged_places::merged_places(std::size_t active, const std::vector<std::size_t>& order)
 {
     std::size_t source = active;
     for (std::size_t end = order.size(); source != end;) {
         std::size_t first = end;
         while (order[first - 1] < active)
             --first;
-        std::copy_backward(row + source - (end - first), row + source, row + end);
         source -= end - first;
-        row[first - 1] = deflated[order[first - 1] - active];
+        stretches.push_back({.source = source,
+                             .first = first,
+                             .count = end - first,
+                             .deflated = order[first - 1] - active});
         end = first - 1;
+    }
+}
+
+void merged_places::place(double* row, const double* deflated) const
+{
+    for (const stretch& each : stretches) {
+        std::copy_backward(row + each.source, row + each.source + each.count,
+                           row + each.first + each.count);
+        row[each.first - 1] = deflated[each.deflated];
     }
 }
 

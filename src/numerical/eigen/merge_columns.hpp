@@ -85,10 +85,28 @@ void merge_chosen_columns(block_view<const double> q, const column_merge& merge,
                           const small_vector_rows& fill_row, index_range wanted,
                           block_view<double> out);
 
-// Permutes one row, whose new elements are at the left in their order, and its deflated ones into
-// the final order.
-void place_merged_row(double* row, const double* deflated, std::size_t active,
-                      const std::vector<std::size_t>& order);
+// The final order of a merge's columns, for rows whose new elements are at the left in their order.
+class merged_places
+{
+public:
+    // Column c is number order[c] of the `active` new elements and the deflated ones after them.
+    merged_places(std::size_t active, const std::vector<std::size_t>& order);
+
+    // Permutes one row and its deflated elements into that order.
+    void place(double* row, const double* deflated) const;
+
+private:
+    // New elements that stay together, and the deflated one that comes before them.
+    struct stretch
+    {
+        std::size_t source;
+        std::size_t first;
+        std::size_t count;
+        std::size_t deflated;
+    };
+
+    std::vector<stretch> stretches; // from the right
+};
 
 // The rows of a size × size matrix whose columns are vectors, each divided by its norm.
 small_vector_rows normalised_rows(const double* columns, std::size_t size);

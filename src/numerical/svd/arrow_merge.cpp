@@ -62,6 +62,7 @@ void update_end_rows(const basis_update& update, const merge_partition& partitio
 {
     const std::size_t size = partition.active.size();
     const small_vector_rows fill_row = normalised_rows(update.small, size);
+    const merged_places places(size, order);
     for (std::size_t end = 0; end < 2; ++end) {
         double* const row = update.basis.row(end);
         std::vector<double> old_row;
@@ -79,7 +80,7 @@ void update_end_rows(const basis_update& update, const merge_partition& partitio
         std::fill_n(row, size, 0.0);
         if (!old_row.empty())
             multiply_row_of_group(old_row, new_rows, update.groups[end].rows, size, row);
-        place_merged_row(row, deflated.data(), size, order);
+        places.place(row, deflated.data());
     }
 }
 
