@@ -1,5 +1,6 @@
 #include "numerical/counts.hpp"
 #include "numerical/factor/qr.hpp"
+#include "numerical/factor/real_qr_panel.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/factor/reflector_products.hpp"
 #include "numerical/gemm/block_view.hpp"
@@ -17,32 +18,6 @@
 
 namespace numerical::detail {
 namespace {
-
-// Real sums run along a column in several vectors: the panel is stored transposed, every column
-// contiguous.
-void factor_panel(block_view<double> block, std::vector<double>* reflectors)
-{
-    const std::size_t height = block.rows;
-    const std::size_t width = block.cols;
-    std::vector<double> panel = uninitialized<double>(width * height);
-    const block_view<double> transposed{panel.data(), width, height};
-    transpose_into(transposed, block);
-
-    for (std::size_t j = 0; j < width; ++j) {
-        check_for_interruption();
-        const double* const column = panel.data() + j * height;
-        std::vector<double> v(column + j, column + height);
-        make_reflector(v);
-        // Its own column included: the diagonal entry is computed by the same arithmetic as the
-        // rest.
-        reflect_columns(panel, height, v, j, j, width);
-        reflectors[j] = std::move(v);
-    }
-
-    // R alone; nobody reads what is left below it.
-    const std::size_t rows_of_r = std::min(height, width);
-    transpose_into(block.sub(0, rows_of_r, 0, width), transposed.sub(0, width, 0, rows_of_r));
-}
 
 std::size_t whole_units(std::size_t columns)
 {
@@ -177,6 +152,11 @@ std::vector<complex> complex_panel::reflect(std::size_t j, const complex* v)
     run(j, 1, v, &nothing);
     applied_late = v + 1;
     return next;
+}
+
+void factor_panel(block_view<double> block, std::vector<double>* reflectors)
+{
+    factor_real_panel(block, reflectors);
 }
 
 void factor_panel(block_view<complex> block, std::vector<complex>* reflectors)

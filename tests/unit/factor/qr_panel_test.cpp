@@ -143,8 +143,9 @@ TYPED_TEST(qr_panel, of_many_rows_has_the_bits_of_its_reflectors_one_by_one)
 {
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
-        for (const std::size_t rows : {512u, 513u, 516u, 1030u, 4100u, 9000u})
-            expect_reflectors_one_by_one(test::random_matrix<TypeParam>(rows, 5, 1));
+        for (const std::size_t rows : {511u, 512u, 513u, 516u, 1030u, 4100u, 9000u})
+            for (const std::size_t cols : {5u, 32u})
+                expect_reflectors_one_by_one(test::random_matrix<TypeParam>(rows, cols, 1));
     }
 }
 
@@ -152,11 +153,13 @@ TYPED_TEST(qr_panel, passes_over_zero_columns)
 {
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
-        auto a = test::random_matrix<TypeParam>(40, 13, 1);
-        for (const std::size_t zero : {0u, 3u, 4u, 12u})
-            for (std::size_t i = 0; i < a.rows; ++i)
-                a.data[i * a.cols + zero] = 0;
-        expect_reflectors_one_by_one(a);
+        for (const std::size_t rows : {40u, 600u}) {
+            auto a = test::random_matrix<TypeParam>(rows, 13, 1);
+            for (const std::size_t zero : {0u, 3u, 4u, 12u})
+                for (std::size_t i = 0; i < a.rows; ++i)
+                    a.data[i * a.cols + zero] = 0;
+            expect_reflectors_one_by_one(a);
+        }
     }
 }
 

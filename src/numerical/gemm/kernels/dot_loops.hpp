@@ -16,6 +16,17 @@ double folded_in_order(const typename Lanes::vector (&sums)[4])
            Lanes::fold(sums[3]);
 }
 
+// The sum with the products from place i on, those beyond the last vectors.
+inline double with_last_products(double sum, const double* a, const double* b, std::size_t i,
+                                 std::size_t n)
+{
+    for (const std::size_t fours = n - n % 4; i < fours; ++i)
+        sum += a[i] * b[i]; // rounded twice, like a vector of products added lane by lane
+    for (; i < n; ++i)
+        sum = __builtin_fma(a[i], b[i], sum);
+    return sum;
+}
+
 template <class Lanes>
 double dot(const double* a, const double* b, std::size_t n)
 {
@@ -32,11 +43,7 @@ double dot(const double* a, const double* b, std::size_t n)
                                       Lanes::load(b + i + v * width));
         sum = folded_in_order<Lanes>(sums);
     }
-    for (const std::size_t fours = n - n % 4; i < fours; ++i)
-        sum += a[i] * b[i]; // rounded twice, like a vector of products added lane by lane
-    for (; i < n; ++i)
-        sum = __builtin_fma(a[i], b[i], sum);
-    return sum;
+    return with_last_products(sum, a, b, i, n);
 }
 
 } // namespace
