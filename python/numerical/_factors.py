@@ -428,7 +428,8 @@ def cho_factor(a, lower=False):
     """
     if lower:
         return cholesky_factor(a)
-    return CholeskyFactor(native.cholesky(matrices(a, "cholesky", True).mH).mH, False)
+    a = matrices(a, "cholesky", True)
+    return CholeskyFactor(native.upper_cholesky(a) if a.ndim == 2 else native.cholesky(a.mH).mH, False)
 
 
 def cho_solve(c_and_lower, b):

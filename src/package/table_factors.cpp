@@ -23,6 +23,8 @@ std::span<PyMethodDef> factors_table()
                                  "definite_solve(c, lower, b)\n--\n\nThe solutions."),
         function<definite_rcond>("definite_rcond",
                                  "definite_rcond(c, lower)\n--\n\nReciprocal conditions."),
+        function<upper_cholesky>("upper_cholesky",
+                                 "upper_cholesky(a)\n--\n\nU of A = U^H U, for one matrix."),
         function<cholesky_update>("cholesky_update",
                                   "cholesky_update(factor, v)\n--\n\nThat of L L^H + v v^H."),
         function<cholesky_downdate>("cholesky_downdate",

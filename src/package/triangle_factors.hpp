@@ -12,6 +12,9 @@ namespace numerical::package {
 PyObject* definite_solve(const binding::call_arguments& call);
 PyObject* definite_rcond(const binding::call_arguments& call);
 
+// upper_cholesky(a) -> U of A = Uᴴ·U, for one matrix, of which the upper triangle is read
+PyObject* upper_cholesky(const binding::call_arguments& call);
+
 // cholesky_update(factor, v) and cholesky_downdate(factor, v), of one lower factor
 PyObject* cholesky_update(const binding::call_arguments& call);
 PyObject* cholesky_downdate(const binding::call_arguments& call);
