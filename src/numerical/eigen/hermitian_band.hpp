@@ -6,8 +6,12 @@
 // matrix column by column, each reflection making a bulge that is chased down the band (Haidar,
 // Ltaief and Dongarra 2011).
 
+#include "numerical/counts.hpp"
+#include "numerical/factor/reflector_block.hpp"
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/storage.hpp"
 
+#include <algorithm>
 #include <cstddef>
 #include <type_traits>
 #include <vector>
@@ -57,14 +61,64 @@ private:
     std::vector<T> store;
 };
 
+// The reflectors v of a chase, whose reflections are I - 2·v·vᴴ. Those of a sweep act side by side:
+// sweep s is a vector of the rows from s + 1 on, of which step k has the part
+// [s + 1 + k·width, s + 1 + (k + 1)·width), zero where nothing was reflected.
+template <class T>
+class chase_reflectors
+{
+public:
+    chase_reflectors(std::size_t n, std::size_t band_width)
+        : order(n), width(band_width), store(uninitialized<T>(n * (n - 1) / 2))
+    {
+    }
+
+    // The first row that step k of sweep s acts on, and the one after the last.
+    std::size_t first_row(std::size_t s, std::size_t k) const { return s + 1 + k * width; }
+
+    std::size_t end_row(std::size_t s, std::size_t k) const
+    {
+        return std::min(first_row(s, k) + width, order);
+    }
+
+    std::size_t steps(std::size_t s) const { return ceil_div(order - 1 - s, width); }
+
+    T* at(std::size_t s, std::size_t k) { return store.data() + place(s, k); }
+
+    const T* at(std::size_t s, std::size_t k) const { return store.data() + place(s, k); }
+
+private:
+    // Sweep s has order - 1 - s elements.
+    std::size_t place(std::size_t s, std::size_t k) const
+    {
+        return s * (2 * order - 1 - s) / 2 + k * width;
+    }
+
+    std::size_t order;
+    std::size_t width;
+    std::vector<T> store;
+};
+
 // A band of the given width, at most the greatest, with the eigenvalues of the row-major n × n
 // matrix, of which the lower triangle is read.
 template <class T>
 hermitian_band<T> reduce_to_hermitian_band(std::vector<T> a, std::size_t n, std::size_t width);
 
+// The same with the reflections that made it, in order: with their product Q the matrix is
+// Q·band·Qᴴ.
+template <class T>
+hermitian_band<T> reduce_to_hermitian_band(std::vector<T> a, std::size_t n, std::size_t width,
+                                           std::vector<reflector_block<T>>& reflections);
+
 // The diagonal, and the moduli of the subdiagonal, that the band is narrowed to: d with n elements,
 // e with n as well, the last 0.
 template <class T>
 void narrow_hermitian_band(hermitian_band<T>& band, std::vector<double>& d, std::vector<double>& e);
+
+// The same with the reflectors; the subdiagonal itself, which is real if T is and else may have any
+// phase, is left in the band. For n >= 2.
+template <class T>
+chase_reflectors<T> narrow_keeping_reflectors(hermitian_band<T>& band, std::vector<double>& d,
+                                              std::vector<double>& e);
 
 } // namespace numerical::detail

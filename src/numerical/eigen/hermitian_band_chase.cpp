@@ -182,10 +182,10 @@ void chase_step(const chase_path& by, hermitian_band<T>& band, chase_workspace<T
     std::copy(work.v.begin(), work.v.end(), reflector);
 }
 
-} // namespace
-
-template <class T>
-void narrow_hermitian_band(hermitian_band<T>& band, std::vector<double>& d, std::vector<double>& e)
+// keep(s, k, reflector) sees the reflector of each step.
+template <class T, class Keep>
+void narrow(hermitian_band<T>& band, std::vector<double>& d, std::vector<double>& e,
+            const Keep& keep)
 {
     const std::size_t n = band.order;
     const std::size_t width = band.width;
@@ -193,7 +193,9 @@ void narrow_hermitian_band(hermitian_band<T>& band, std::vector<double>& d, std:
     std::vector<T> reflectors = zeros<T>(n * width);
     const auto steps_of = [=](std::size_t s) { return ceil_div(n - 1 - s, width); };
     const auto step = [&](chase_workspace<T>& work, std::size_t s, std::size_t k) {
-        chase_step(by, band, work, reflectors.data() + s * width, s, k);
+        T* const reflector = reflectors.data() + s * width;
+        chase_step(by, band, work, reflector, s, k);
+        keep(s, k, reflector);
     };
     run_sweeps<chase_workspace<T>>(n < 2 ? 0 : n - 2, steps_of, work_of_step(by, width), step);
 
@@ -203,6 +205,29 @@ void narrow_hermitian_band(hermitian_band<T>& band, std::vector<double>& d, std:
     }
 }
 
+} // namespace
+
+template <class T>
+void narrow_hermitian_band(hermitian_band<T>& band, std::vector<double>& d, std::vector<double>& e)
+{
+    narrow(band, d, e, [](std::size_t, std::size_t, const T*) {});
+}
+
+template <class T>
+chase_reflectors<T> narrow_keeping_reflectors(hermitian_band<T>& band, std::vector<double>& d,
+                                              std::vector<double>& e)
+{
+    chase_reflectors<T> kept(band.order, band.width);
+    narrow(band, d, e, [&](std::size_t s, std::size_t k, const T* reflector) {
+        std::copy_n(reflector, kept.end_row(s, k) - kept.first_row(s, k), kept.at(s, k));
+    });
+    return kept;
+}
+
+template chase_reflectors<double>
+narrow_keeping_reflectors(hermitian_band<double>&, std::vector<double>&, std::vector<double>&);
+template chase_reflectors<complex>
+narrow_keeping_reflectors(hermitian_band<complex>&, std::vector<double>&, std::vector<double>&);
 template void narrow_hermitian_band(hermitian_band<double>&, std::vector<double>&,
                                     std::vector<double>&);
 template void narrow_hermitian_band(hermitian_band<complex>&, std::vector<double>&,

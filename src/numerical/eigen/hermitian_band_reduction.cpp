@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <utility>
 
 namespace numerical::detail {
 namespace {
@@ -197,8 +198,9 @@ void update_lower(block_view<T> a, block_view<const T> v, block_view<const T> w)
 }
 
 // Columns [from, to) become upper triangular below row `to`, and what lies right of them follows.
+// Returns the reflections of the rows from `to` on.
 template <class T>
-void reduce_columns(block_view<T> a, std::size_t from, std::size_t to)
+reflector_block<T> reduce_columns(block_view<T> a, std::size_t from, std::size_t to)
 {
     const std::size_t width = to - from;
     const std::size_t length = a.rows - to;
@@ -210,7 +212,7 @@ void reduce_columns(block_view<T> a, std::size_t from, std::size_t to)
 
     std::vector<std::vector<T>> reflectors(count);
     factor_qr_panel(columns, length, width, reflectors, 0, count);
-    const reflector_block<T> q = gather_reflectors(reflectors, 0, count, length);
+    reflector_block<T> q = gather_reflectors(reflectors, 0, count, length);
     apply_reflector_block<block_operator::adjoint>(q, columns, width, count, width);
     for (std::size_t i = 0; i < count; ++i)
         for (std::size_t j = 0; j < width; ++j)
@@ -219,17 +221,19 @@ void reduce_columns(block_view<T> a, std::size_t from, std::size_t to)
     const block_view<T> trailing = a.sub(to, a.rows, to, a.rows);
     const dense_block<T> w = update_factor<T>(trailing, q);
     update_lower<T>(trailing, {q.vectors.data(), length, count}, w.view);
+    q.offset = to;
+    return q;
 }
 
-} // namespace
-
-template <class T>
-hermitian_band<T> reduce_to_hermitian_band(std::vector<T> a, std::size_t n, std::size_t width)
+// keep(reflections) takes those of each panel.
+template <class T, class Keep>
+hermitian_band<T> reduce_panels(std::vector<T> a, std::size_t n, std::size_t width,
+                                const Keep& keep)
 {
     hermitian_band<T> band(n, width);
     const block_view<T> all{a.data(), n, n};
     for (std::size_t from = 0; from + width < n; from += width)
-        reduce_columns(all, from, from + width);
+        keep(reduce_columns(all, from, from + width));
     for (std::size_t i = 0; i < n; ++i) {
         const std::size_t first = i - std::min(i, width);
         std::copy_n(&all(i, first), i + 1 - first, &band(i, first));
@@ -239,6 +243,29 @@ hermitian_band<T> reduce_to_hermitian_band(std::vector<T> a, std::size_t n, std:
     return band;
 }
 
+} // namespace
+
+template <class T>
+hermitian_band<T> reduce_to_hermitian_band(std::vector<T> a, std::size_t n, std::size_t width)
+{
+    return reduce_panels(std::move(a), n, width, [](reflector_block<T>&&) {});
+}
+
+template <class T>
+hermitian_band<T> reduce_to_hermitian_band(std::vector<T> a, std::size_t n, std::size_t width,
+                                           std::vector<reflector_block<T>>& reflections)
+{
+    return reduce_panels(std::move(a), n, width, [&](reflector_block<T>&& of_panel) {
+        reflections.push_back(std::move(of_panel));
+    });
+}
+
+template hermitian_band<double> reduce_to_hermitian_band(std::vector<double>, std::size_t,
+                                                         std::size_t,
+                                                         std::vector<reflector_block<double>>&);
+template hermitian_band<complex> reduce_to_hermitian_band(std::vector<complex>, std::size_t,
+                                                          std::size_t,
+                                                          std::vector<reflector_block<complex>>&);
 template hermitian_band<double> reduce_to_hermitian_band(std::vector<double>, std::size_t,
                                                          std::size_t);
 template hermitian_band<complex> reduce_to_hermitian_band(std::vector<complex>, std::size_t,

@@ -2,6 +2,7 @@
 
 #include "numerical/eigen/eigen.hpp"
 #include "numerical/eigen/eigenvalues.hpp"
+#include "numerical/eigen/hermitian_two_stage.hpp"
 #include "numerical/eigen/inverse_iteration.hpp"
 #include "numerical/eigen/lower_triangle.hpp"
 #include "numerical/eigen/root_free_ql.hpp"
@@ -51,13 +52,20 @@ eigenpairs<T> all_eigenpairs(matrix<T> a)
     return {std::move(whole.values), std::move(whole.vectors)};
 }
 
-// By inverse iteration, if it does; `choice` sees the values of the tridiagonal matrix.
-template <class T>
-std::optional<eigenpairs<T>> few_eigenpairs(const std::vector<double>& d,
-                                            const std::vector<double>& e,
-                                            const detail::tridiagonal_reduction<T>& reduction,
-                                            const detail::column_choice& choice)
+// A tridiagonal matrix and, from its values, the choice of those wanted.
+struct chosen_problem
 {
+    const std::vector<double>& d;
+    const std::vector<double>& e;
+    const detail::column_choice& choice;
+};
+
+// By inverse iteration, if it does. The reduction is that of the matrix, in one stage or in two.
+template <class T, class Reduction>
+std::optional<eigenpairs<T>> few_eigenpairs(const chosen_problem& problem,
+                                            const Reduction& reduction)
+{
+    const auto& [d, e, choice] = problem;
     const std::size_t n = d.size();
     std::vector<double> values = d;
     std::vector<double> subdiagonal = e;
@@ -75,13 +83,54 @@ std::optional<eigenpairs<T>> few_eigenpairs(const std::vector<double>& d,
 }
 
 template <class T>
-eigenpairs<T> divided_eigenpairs(std::vector<double> d, std::vector<double> e,
-                                 const detail::tridiagonal_reduction<T>& reduction,
-                                 const detail::column_choice& choice)
+eigenpairs<T> divided_eigenpairs(const chosen_problem& problem,
+                                 const detail::tridiagonal_reduction<T>& reduction)
 {
+    std::vector<double> d = problem.d;
+    std::vector<double> e = problem.e;
     const std::size_t n = d.size();
-    auto [range, columns] = detail::divide_and_conquer_choosing(d, e, reduction, n, choice);
+    auto [range, columns] = detail::divide_and_conquer_choosing(d, e, reduction, n, problem.choice);
     return {part(d, range), {n, range.count(), std::move(columns)}};
+}
+
+template <class T>
+eigenpairs<T> divided_eigenpairs(const chosen_problem& problem,
+                                 const detail::two_stage_reduction<T>& reduction)
+{
+    std::vector<double> d = problem.d;
+    const std::size_t n = d.size();
+    const auto [range, rows] = detail::divide_choosing(d, problem.e, n, problem.choice);
+    return {part(d, range), {n, range.count(), columns_in_matrix_basis(reduction, rows, n)}};
+}
+
+template <class T, class Reduction>
+eigenpairs<T> pairs_of_reduction(const chosen_problem& problem, const Reduction& reduction,
+                                 bool maybe_few)
+{
+    if (maybe_few)
+        if (auto few = few_eigenpairs<T>(problem, reduction))
+            return std::move(*few);
+    return divided_eigenpairs<T>(problem, reduction);
+}
+
+// Two stages are for vectors that are known to be few.
+template <class T>
+eigenpairs<T> pairs_of_scaled(std::vector<T> a, std::size_t n, const eigen_selection& selection,
+                              const detail::column_choice& choice)
+{
+    std::vector<double> d(n);
+    std::vector<double> e(n);
+    const chosen_problem problem{d, e, choice};
+    if (selection.most(n) <= detail::most_two_stage_vectors<T>(n)) {
+        const auto reduction =
+            detail::reduce_in_two_stages(std::move(a), n, detail::hermitian_band_width(n), d, e);
+        return pairs_of_reduction<T>(problem, reduction, true);
+    }
+    const auto reduction = detail::tridiagonalize(a, n, d, e);
+    a = {};
+    const std::size_t most = detail::most_iterated_vectors(n);
+    const bool maybe_few = most != 0 && (selection.most(n) <= most || selection.is_interval());
+    return pairs_of_reduction<T>(problem, reduction, maybe_few);
 }
 
 // Of the matrix times 2^exponent, to whose values the selection is applied.
@@ -89,24 +138,13 @@ template <class T>
 eigenpairs<T> chosen_eigenpairs(matrix<T> a, int exponent, const eigen_selection& selection)
 {
     const double scale = detail::checked_scale(a);
-    const std::size_t n = a.rows;
     detail::scale_lower(a, scale);
-    std::vector<double> d(n);
-    std::vector<double> e(n);
-    const auto reduction = detail::tridiagonalize(a.data, n, d, e);
-    a.data = {};
     const auto given = [&](std::vector<double> values) {
         return scaled_by_power(scaled(std::move(values), scale), exponent);
     };
-    const auto choice = [&](const std::vector<double>& found) {
-        return selection.among(given(found));
-    };
-    std::optional<eigenpairs<T>> few;
-    const std::size_t most = detail::most_iterated_vectors(n);
-    if (most != 0 && (selection.most(n) <= most || selection.is_interval()))
-        few = few_eigenpairs(d, e, reduction, choice);
-    eigenpairs<T> pairs =
-        few ? std::move(*few) : divided_eigenpairs(std::move(d), std::move(e), reduction, choice);
+    eigenpairs<T> pairs = pairs_of_scaled<T>(
+        std::move(a.data), a.rows, selection,
+        [&](const std::vector<double>& found) { return selection.among(given(found)); });
     return {given(std::move(pairs.values)), std::move(pairs.vectors)};
 }
 

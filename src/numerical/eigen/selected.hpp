@@ -1,9 +1,11 @@
 #pragma once
 
 // Some of the eigenvalues of a Hermitian matrix, by their places or by an interval, and only their
-// eigenvectors. The reduction to tridiagonal form, divide and conquer and hence the values are
-// those of the whole problem; what is spared are the last merge's products and the way back for all
-// other vectors. So the vectors are as orthogonal as those of the whole problem, clusters or not.
+// eigenvectors. Many come from the reduction and the divide and conquer of the whole problem, and
+// have its values; what is spared are the last merge's products and the way back for all other
+// vectors. Few come from inverse iteration, and those of a large real matrix from a reduction in
+// two stages. Where the iteration doesn't pass its tests there is divide and conquer, so that the
+// vectors are as orthogonal as those of the whole problem, clusters or not.
 
 #include "numerical/eigen/merge_columns.hpp"
 #include "numerical/eigen/pencil.hpp"

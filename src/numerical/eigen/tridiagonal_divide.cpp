@@ -216,6 +216,16 @@ std::vector<T> columns_in_matrix_basis(const tridiagonal_reduction<T>& reduction
     return columns;
 }
 
+chosen_rows divide_choosing(std::vector<double>& d, const std::vector<double>& e, std::size_t n,
+                            const column_choice& choice)
+{
+    const auto [range, z] = chosen_of_tridiagonal(d, e, n, choice);
+    const std::size_t count = range.count();
+    std::vector<double> rows = uninitialized<double>(n * count);
+    transpose_into<double>({rows.data(), count, n}, {z.data(), n, count});
+    return {range, std::move(rows)};
+}
+
 template <class T>
 chosen_columns<T> divide_and_conquer_choosing(std::vector<double>& d, std::vector<double>& e,
                                               const tridiagonal_reduction<T>& reduction,
@@ -226,10 +236,7 @@ chosen_columns<T> divide_and_conquer_choosing(std::vector<double>& d, std::vecto
         tridiagonal_ql(d, e, basis, n, 30 * n);
         return chosen_of_rows(d, basis, n, choice);
     }
-    const auto [range, z] = chosen_of_tridiagonal(d, e, n, choice);
-    const std::size_t count = range.count();
-    std::vector<double> rows = uninitialized<double>(n * count);
-    transpose_into<double>({rows.data(), count, n}, {z.data(), n, count});
+    auto [range, rows] = divide_choosing(d, e, n, choice);
     return {range, columns_in_matrix_basis(reduction, std::move(rows), n)};
 }
 

@@ -35,9 +35,20 @@ struct chosen_columns
 
 using chosen_vectors = chosen_columns<double>;
 
-// The chosen ones of the same eigenvectors, in the columns of the result. d ascends on return. The
-// last merge, which has three quarters of the products, is made for the chosen columns only, and
-// only they are taken back to the coordinates of the matrix.
+// The same by rows.
+struct chosen_rows
+{
+    index_range range;
+    std::vector<double> rows;
+};
+
+// Of the tridiagonal matrix itself, for n from divide_order on; d ascends on return. The last
+// merge, which has three quarters of the products, is made for the chosen vectors only.
+chosen_rows divide_choosing(std::vector<double>& d, const std::vector<double>& e, std::size_t n,
+                            const column_choice& choice);
+
+// The chosen ones of the same eigenvectors, in the columns of the result. d ascends on return. Only
+// they are taken back to the coordinates of the matrix.
 template <class T>
 chosen_columns<T> divide_and_conquer_choosing(std::vector<double>& d, std::vector<double>& e,
                                               const tridiagonal_reduction<T>& reduction,
