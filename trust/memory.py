@@ -35,6 +35,7 @@ SMALL, LARGE, THREADED = 3, 70, 300
 SAMPLES = 12  # failing requests of each call on large operands
 PASSES, GROWTH_SAMPLES = 20, 40  # of each small call's failures, for growth
 IMPORT_PARTS = 61  # of the import's requests, one in so many is a cell
+MODULES_IMPORT = "import, the module's requests"  # all of them
 OFTEN = 3  # growth is believed when it is seen as often, in twice the passes each time
 
 PYTHONS_RAISE = re.compile(
@@ -264,8 +265,8 @@ def address_space_ends(nm, place):
     return tried, found
 
 
-def import_fails(faults, place, part):
-    """Requests during the first import, one in IMPORT_PARTS of Python's: MemoryError or ImportError."""
+def import_fails(faults, place, sources, part, parts):
+    """One request in `parts` during the first import, from place `part` on: MemoryError or ImportError."""
     assert "numerical" not in sys.modules
     sys.path.insert(0, str(support.BUILD / "python"))
     # Compiled before: CPython's parser says SyntaxError, or crashes, where it gets no memory.
@@ -281,9 +282,9 @@ def import_fails(faults, place, part):
         return numerical.Tensor
 
     found, tried = [], 0
-    for kind, source in SOURCES.items():
+    for kind, source in sources.items():
         counted = in_child(lambda: f"{faults.requests(load, None, source)}")
-        for first in range(part, int(counted), IMPORT_PARTS):
+        for first in range(part, int(counted), parts):
 
             def check(first=first):
                 try:
@@ -325,8 +326,10 @@ def answer_with(faults):
 
     def answer(cell, place):
         nonlocal nm
+        if cell == MODULES_IMPORT:
+            return import_fails(faults, place, {"module": SOURCES["module"]}, 0, 1)
         if cell.startswith("import "):
-            return import_fails(faults, place, int(cell.split()[1]))
+            return import_fails(faults, place, SOURCES, int(cell.split()[1]), IMPORT_PARTS)
         if nm is None:
             nm = support.package()
             faults.find_module()
@@ -349,13 +352,17 @@ def answer_with(faults):
     return answer
 
 
-def run(budget):
+def environment_of_workers():
     library = support.compiled("exhaustion.c", "exhaustion.so", "-O1", "-fPIC", "-shared")
-    ledger = support.Ledger("memory", budget.long)
-    environment = {
+    return {
         "LD_PRELOAD": str(library), "PYTHONPYCACHEPREFIX": str(support.WORK / "pycache"),
         "PYTHONDONTWRITEBYTECODE": "",
     }  # fmt: skip
+
+
+def run(budget):
+    ledger = support.Ledger("memory", budget.long)
+    environment = environment_of_workers()
     calls, imports = list(cells(budget.long)), import_cells(budget.long)
     # The import in processes in which nothing else imports the package.
     support.work_through(__file__, imports[:1], ledger, budget, environment)

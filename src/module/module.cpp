@@ -30,18 +30,18 @@ PyModuleDef marlinth_module_def = {
 
 bool fill(PyObject* module)
 {
-    marlinth_module_table().clear();
-    ++binding::registration_epoch();
-    binding::module_builder<marlinth_module_error> builder{marlinth_module_table(), module};
-    try {
+    const auto body = [&]() -> PyObject* {
+        std::vector<PyMethodDef>& table = marlinth_module_table();
+        table.clear();
+        ++binding::registration_epoch();
+        binding::module_builder<marlinth_module_error> builder{table, module};
         marlinth_module_register(builder);
-        marlinth_module_table().push_back({});
-    } catch (...) {
-        binding::set_cpp_error(marlinth_module_error_storage);
-        return false;
-    }
-    return PyErr_Occurred() == nullptr &&
-           PyModule_AddFunctions(module, marlinth_module_table().data()) == 0;
+        table.push_back({});
+        const bool done =
+            PyErr_Occurred() == nullptr && PyModule_AddFunctions(module, table.data()) == 0;
+        return done ? module : nullptr;
+    };
+    return binding::translated(marlinth_module_error, body) != nullptr;
 }
 
 } // namespace

@@ -12,6 +12,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).parents[2] / "trust"))
 
 import catalogue  # noqa: E402
 import fuzz  # noqa: E402
+import memory  # noqa: E402
 import support  # noqa: E402
 
 # Written by the interpreter for every class, or reached by another name only.
@@ -93,3 +94,23 @@ def test_the_fuzzers_are_made_of_sources_that_exist(target):
     assert [source for source in sources if not source.is_file()] == []
     included = re.findall(r'#include "(.*)"', sources[0].read_text())
     assert [name for name in included if not (support.ROOT / "src" / name).is_file()] == []
+
+
+class Recorded(list):
+    """A ledger that is kept nowhere else."""
+
+    def has(self, cell):
+        return False
+
+    def record(self, cell, tried, faults):
+        self.append((tried, faults))
+
+
+def test_an_import_gets_no_memory_for_what_the_module_asks():
+    found = Recorded()
+    cells = [memory.MODULES_IMPORT]
+    support.work_through(
+        memory.__file__, cells, found, support.Budget(600), memory.environment_of_workers()
+    )
+    [(tried, faults)] = found
+    assert tried > 40 and faults == []

@@ -133,7 +133,9 @@ operation<T> pseudo_inverses()
                 stacks::pinv(count, a, p.data());
                 return bits_of(p);
             },
-            [](const auto& a, const auto&) { return results{bits_of(numerical::pseudo_inverse(a).data)}; }};
+            [](const auto& a, const auto&) {
+                return results{bits_of(numerical::pseudo_inverse(a).data)};
+            }};
 }
 
 template <class T>
