@@ -35,6 +35,8 @@ import sys
 import tempfile
 import xml.etree.ElementTree as xml
 
+from pytest_servers import Servers
+
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 PROCESSORS = len(os.sched_getaffinity(0))
 
@@ -128,13 +130,16 @@ def run_program(label: str, command: list[str], environment: dict[str, str]) -> 
     return report_of(label, done, count)
 
 
+SERVERS = Servers()
+
+
 def run_pytest(label: str, preset: str, test: str, environment: dict[str, str]) -> Count:
     with tempfile.TemporaryDirectory() as folder:
         report = pathlib.Path(folder) / "report.xml"
-        done = run(
-            [sys.executable, "-m", "pytest", "-q", test, f"--junitxml={report}"],
+        done = Finished(*SERVERS.run(
             {"NUMERICAL_BUILD": str(ROOT / "build" / preset), **environment},
-        )
+            ["-q", test, f"--junitxml={report}"], ROOT,
+        ))  # fmt: skip
         count = counted_by_pytest(report) if report.exists() else Count(failed=1)
     return report_of(label, done, count)
 
@@ -314,6 +319,7 @@ def run_stages(names: list[str]) -> dict[str, Count]:
             counts[name] = Count(failed=1)
     for name, jobs in started.items():
         counts[name] = sum((job.result() for job in jobs), Count())
+    SERVERS.stop()
     return counts
 
 
