@@ -21,8 +21,8 @@ namespace detail {
 namespace {
 
 constexpr std::size_t tile_rows = 64; // of a substitution
-// Of a piece of the update, about: products of few rows would read B where it lies, which takes
-// longer here.
+// Of a piece of the update for several threads, about: products of few rows would read B where it
+// lies, which takes longer here. One thread updates whole block columns, and packs each B once.
 constexpr std::size_t piece_rows = 512;
 // Between the rows of L21ᴴ's tiles: 512 bytes apart they would share cache sets.
 constexpr std::size_t tile_stride = 72;
@@ -170,9 +170,10 @@ template <class T>
 void cholesky_blocks<T>::update_beside_diagonal_block(std::size_t first, std::size_t last)
 {
     const std::size_t next = std::min(last + block, order);
+    const std::size_t most_rows = allowed_threads() > 1 ? piece_rows : order;
     pieces.clear();
     for (std::size_t column = next; column < order; column += block) {
-        const std::size_t parts = ceil_div(order - column, piece_rows);
+        const std::size_t parts = ceil_div(order - column, most_rows);
         const std::size_t height = ((order - column) / parts + 8) / 8 * 8;
         for (std::size_t row = column; row < order; row += height)
             pieces.push_back({row, std::min(row + height, order), column});
