@@ -6,6 +6,7 @@
 #include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
 #include <complex>
@@ -69,9 +70,9 @@ reducer<T>::reducer(std::vector<T>& matrix, std::size_t order, std::vector<std::
 template <class T>
 void reducer<T>::reduce_panel(std::size_t from, std::size_t to)
 {
-    for (std::size_t i = from; i < n; ++i)
-        for (std::size_t k = from; k < std::min(to, i + 1); ++k)
-            columns[(k - from) * n + i] = a(i, k);
+    transpose_into<T>(
+        {.first = columns.data() + from, .rows = to - from, .cols = n - from, .stride = n},
+        a.sub(from, n, from, to));
     for (std::size_t k = from; k < to; ++k)
         reduce_column(k, k - from);
     update_trailing(to, to - from);
@@ -125,20 +126,25 @@ void reducer<T>::correct_product(std::size_t k, std::size_t p)
 }
 
 // A22 -= V·Wᴴ + W·Vᴴ on and below the diagonal, by strips of rows that end at their own diagonal.
+// The right factor has the sign, as its rows lie as they are multiplied.
 template <class T>
 void reducer<T>::update_trailing(std::size_t to, std::size_t count)
 {
     const std::size_t t = n - to;
     const std::size_t depth = 2 * count;
-    for (std::size_t p = 0; p < count; ++p)
-        for (std::size_t i = 0; i < t; ++i) {
-            const T v = panel_v(p)[to + i];
-            const T w = panel_w(p)[to + i];
-            left[i * depth + p] = negated(v);
-            left[i * depth + count + p] = negated(w);
-            right[p * t + i] = conjugate(w);
-            right[(count + p) * t + i] = conjugate(v);
-        }
+    const block_view<T> v_and_w{left.data(), t, depth};
+    transpose_into<T>(v_and_w.sub(0, t, 0, count),
+                      {.first = panel_v(0) + to, .rows = count, .cols = t, .stride = 2 * n});
+    transpose_into<T>(v_and_w.sub(0, t, count, depth),
+                      {.first = panel_w(0) + to, .rows = count, .cols = t, .stride = 2 * n});
+    const auto negate_row = [&](const T* from, std::size_t row) {
+        std::transform(from + to, from + n, right.data() + row * t,
+                       [](const T& x) { return negated(conjugate(x)); });
+    };
+    for (std::size_t p = 0; p < count; ++p) {
+        negate_row(panel_w(p), p);
+        negate_row(panel_v(p), count + p);
+    }
     for (std::size_t r = 0; r < t; r += update_strip_rows) {
         const std::size_t end = std::min(r + update_strip_rows, t);
         add_product<T>({left.data() + r * depth, end - r, depth},

@@ -236,8 +236,13 @@ void apply_transposed_reflector_block(const reflector_block<T>& block, std::vect
         return;
     const std::size_t count = block.count;
     const block_view<const T> vectors{block.vectors.data(), block.rows, count};
-    std::vector<T> conjugated = copy_of(block.vectors.data(), block.vectors.size());
-    conjugate_all(conjugated.data(), conjugated.size());
+    std::vector<T> store; // conj(V), if it is another matrix than V
+    if constexpr (!std::is_same_v<T, double>) {
+        store = copy_of(block.vectors.data(), block.vectors.size());
+        conjugate_all(store.data(), store.size());
+    }
+    const block_view<const T> conjugated{store.empty() ? vectors.first : store.data(), block.rows,
+                                         count};
     std::vector<T> transposed = uninitialized<T>(block.vectors.size());
     transpose_into<T>({transposed.data(), count, block.rows}, vectors);
     std::vector<T> minus_factor(count * count); // -Tᵀ
@@ -255,7 +260,7 @@ void apply_transposed_reflector_block(const reflector_block<T>& block, std::vect
             .first = first + slabs.begin(s) * ld, .rows = height, .cols = block.rows, .stride = ld};
         std::vector<T> w = zeros<T>(height * count);
         std::vector<T> minus_wt = zeros<T>(height * count);
-        add_product<T>(c, {conjugated.data(), block.rows, count}, {w.data(), height, count});
+        add_product<T>(c, conjugated, {w.data(), height, count});
         add_product<T>({w.data(), height, count}, {minus_factor.data(), count, count},
                        {minus_wt.data(), height, count});
         add_product<T>({minus_wt.data(), height, count}, {transposed.data(), count, block.rows}, c);
