@@ -429,9 +429,8 @@ def cho_factor(a, lower=False):
     if lower:
         return cholesky_factor(a)
     a = matrices(a, "cholesky", True)
-    return CholeskyFactor(
-        native.upper_cholesky(a) if a.ndim == 2 else native.cholesky(a.mH).mH, False
-    )
+    c = native.upper_cholesky(a) if a.ndim == 2 else native.cholesky(a.mH).mH
+    return CholeskyFactor(c, False)
 
 
 def cho_solve(c_and_lower, b):
