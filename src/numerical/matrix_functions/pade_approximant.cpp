@@ -2,8 +2,9 @@
 
 #include "numerical/factor/lu.hpp"
 #include "numerical/gemm/gemm.hpp"
+#include "numerical/matrix_functions/matrix_combination.hpp"
 #include "numerical/matrix_functions/norm_estimate.hpp"
-#include "numerical/scalar.hpp"
+#include "numerical/matrix_functions/taylor_polynomial.hpp"
 #include "numerical/storage.hpp"
 
 #include <algorithm>
@@ -22,8 +23,6 @@ constexpr double half_unit = 0x1p-53; // the unit roundoff of the error analysis
 
 // The largest ‖A^p‖^(1/p) for which the approximant's backward error is below the unit roundoff
 // (Higham 2005); for degree 13 the smaller bound of Al-Mohy and Higham (2009).
-constexpr double theta3 = 1.495585217958292e-2;
-constexpr double theta5 = 2.539398330063230e-1;
 constexpr double theta7 = 9.504178996162932e-1;
 constexpr double theta9 = 2.097847961257068;
 constexpr double theta13 = 4.25;
@@ -52,12 +51,14 @@ double first_error_coefficient(unsigned m)
     return c;
 }
 
-template <class T>
-struct term
+// That of a Taylor polynomial: 1/(m + 1)!.
+double first_taylor_error_coefficient(unsigned m)
 {
-    double factor;
-    const T* matrix;
-};
+    double c = 1;
+    for (unsigned k = 2; k <= m + 1; ++k)
+        c /= k;
+    return c;
+}
 
 // Dense n × n matrices, one after the other in one allocation.
 template <class T>
@@ -72,12 +73,16 @@ public:
     std::vector<T> choose_and_evaluate(int& squarings);
 
 private:
-    bool is_of_degree_3();
-    bool is_of_degree_5();
+    bool admits_taylor(unsigned degree, double theta) const;
     bool has_powers_below(double theta);
     int squarings_of_degree_13();
     bool is_below(std::initializer_list<const T*> factors, double bound, double limit) const;
-    int further_scaling(unsigned degree, int exponent) const;
+    int further_scaling(double c, std::size_t power, int exponent) const;
+
+    int further_scaling_of_pade(unsigned degree, int exponent) const
+    {
+        return further_scaling(first_error_coefficient(degree), 2 * degree + 1, exponent);
+    }
 
     template <unsigned Degree>
     std::vector<T> evaluate_low();
@@ -88,9 +93,6 @@ private:
     {
         gemm_new<T>(n, n, n, left, n, right, n, to, n);
     }
-
-    template <std::size_t Count>
-    void combine(const std::array<term<T>, Count>& terms, double diagonal, T* to) const;
 
     T* block(std::size_t i) { return store.data() + i * n * n; }
 
@@ -105,23 +107,24 @@ private:
     T* const a2 = block(0);
     T* const a4 = block(1);
     T* const a6 = block(2);
-    T* const high = block(3); // A⁸, then the upper half of a part of degree 13, then U
+    T* const high = block(3); // and the two after it scratch of a Taylor polynomial, or: A⁸, then
+                              // the upper half of a part of degree 13, then U
     T* const odd = block(4);  // U = A·odd
     T* const even = block(5); // V
 };
 
 // The further scaling that keeps the rounding errors of the powers, which are bounded by norms of
-// |A|^p, below the error of the approximant: ℓ of Al-Mohy and Higham (2009).
+// |A|^p, below the error of the approximant: ℓ of Al-Mohy and Higham (2009), for an error of which
+// c·A^power is the first term.
 template <class T>
-int pade_workspace<T>::further_scaling(unsigned degree, int exponent) const
+int pade_workspace<T>::further_scaling(double c, std::size_t power, int exponent) const
 {
-    const double c = first_error_coefficient(degree);
+    const double order = double(power - 1);
     const double scaled_norm = std::scalbn(norm, exponent);
-    if (c * std::pow(scaled_norm, 2 * degree) <= half_unit) // no power's norm can be larger
+    if (c * std::pow(scaled_norm, order) <= half_unit) // no power's norm can be larger
         return 0;
-    const double alpha =
-        c * norm_of_modulus_power(a.data(), n, exponent, 2 * degree + 1) / scaled_norm;
-    return alpha <= half_unit ? 0 : int(std::ceil(std::log2(alpha / half_unit) / (2 * degree)));
+    const double alpha = c * norm_of_modulus_power(a.data(), n, exponent, power) / scaled_norm;
+    return alpha <= half_unit ? 0 : int(std::ceil(std::log2(alpha / half_unit) / order));
 }
 
 // Whether the norm of a product is at most `limit`; `bound` is a known bound of the norm.
@@ -133,23 +136,14 @@ bool pade_workspace<T>::is_below(std::initializer_list<const T*> factors, double
            (n >= estimate_crossover && estimated_product_norm(factors, n, limit) <= limit);
 }
 
+// Whether ‖A³‖ and ‖A⁴‖ admit the Taylor polynomial with this bound theta. The error's series
+// begins with A^(degree + 1), and any degree from 5 on may be judged by these two (Al-Mohy and
+// Higham 2009).
 template <class T>
-bool pade_workspace<T>::is_of_degree_3()
+bool pade_workspace<T>::admits_taylor(unsigned degree, double theta) const
 {
-    multiply(a.data(), a.data(), a2);
-    norm2 = one_norm(a2, n);
-    return is_below({a2, a2}, norm2 * norm2, std::pow(theta3, 4)) &&
-           is_below({a2, a2, a2}, std::pow(norm2, 3), std::pow(theta3, 6)) &&
-           further_scaling(3, 0) == 0;
-}
-
-template <class T>
-bool pade_workspace<T>::is_of_degree_5()
-{
-    multiply(a2, a2, a4);
-    norm4 = one_norm(a4, n);
-    return norm4 <= std::pow(theta5, 4) && is_below({a2, a4}, norm2 * norm4, std::pow(theta5, 6)) &&
-           further_scaling(5, 0) == 0;
+    return norm2 <= theta * theta && is_below({a.data(), a2}, norm * norm2, std::pow(theta, 3)) &&
+           further_scaling(first_taylor_error_coefficient(degree), degree + 1, 0) == 0;
 }
 
 // Whether ‖A⁶‖ and ‖A⁸‖ admit the degree 7 or 9 with this bound theta.
@@ -173,45 +167,31 @@ int pade_workspace<T>::squarings_of_degree_13()
         const double d10 = std::pow(estimated_product_norm({a4, a6}, n), 1.0 / 10);
         s = scaling_to(std::min(std::max(d6, d8), std::max(d8, d10)));
     }
-    return s + further_scaling(13, -s);
+    return s + further_scaling_of_pade(13, -s);
 }
 
 template <class T>
 std::vector<T> pade_workspace<T>::choose_and_evaluate(int& squarings)
 {
     squarings = 0;
-    if (is_of_degree_3())
-        return evaluate_low<3>();
-    if (is_of_degree_5())
-        return evaluate_low<5>();
+    multiply(a.data(), a.data(), a2);
+    norm2 = one_norm(a2, n);
+    if (admits_taylor(8, taylor_theta8))
+        return taylor_of_degree_8(a.data(), a2, n, high);
+    if (admits_taylor(12, taylor_theta12))
+        return taylor_of_degree_12(a.data(), a2, n, high);
+    multiply(a2, a2, a4);
+    norm4 = one_norm(a4, n);
     multiply(a4, a2, a6);
     norm6 = one_norm(a6, n);
-    if (has_powers_below(theta7) && further_scaling(7, 0) == 0)
+    if (has_powers_below(theta7) && further_scaling_of_pade(7, 0) == 0)
         return evaluate_low<7>();
-    if (has_powers_below(theta9) && further_scaling(9, 0) == 0) {
+    if (has_powers_below(theta9) && further_scaling_of_pade(9, 0) == 0) {
         multiply(a4, a4, high);
         return evaluate_low<9>();
     }
     squarings = squarings_of_degree_13();
     return evaluate_13(squarings);
-}
-
-// The sum of the terms and `diagonal` times the identity, in one pass over memory.
-template <class T>
-template <std::size_t Count>
-void pade_workspace<T>::combine(const std::array<term<T>, Count>& terms, double diagonal,
-                                T* to) const
-{
-    const std::size_t parts = n * n * (sizeof(T) / sizeof(double));
-    auto* const sum = as_doubles(to);
-    for (std::size_t i = 0; i < parts; ++i) {
-        double s = 0;
-        for (const term<T>& each : terms)
-            s += each.factor * as_doubles(each.matrix)[i];
-        sum[i] = s;
-    }
-    for (std::size_t i = 0; i < n; ++i)
-        to[i * n + i] += diagonal;
 }
 
 template <class T>
@@ -225,7 +205,7 @@ std::vector<T> pade_workspace<T>::evaluate_low()
         std::array<term<T>, count> terms;
         for (std::size_t k = 0; k < count; ++k)
             terms[k] = {b[first + 2 * k + 2], powers[k]};
-        combine(terms, b[first], to);
+        combine(terms, b[first], n, to);
     };
     combine_from(1, odd);
     combine_from(0, even);
@@ -242,8 +222,8 @@ std::vector<T> pade_workspace<T>::evaluate_13(int squarings)
         const auto scaled = [&](std::size_t k) {
             return std::scalbn(b[first + k], -squarings * int(first + k));
         };
-        combine<3>({{{scaled(8), a2}, {scaled(10), a4}, {scaled(12), a6}}}, 0, high);
-        combine<3>({{{scaled(2), a2}, {scaled(4), a4}, {scaled(6), a6}}}, scaled(0), to);
+        combine<T, 3>({{{scaled(8), a2}, {scaled(10), a4}, {scaled(12), a6}}}, 0, n, high);
+        combine<T, 3>({{{scaled(2), a2}, {scaled(4), a4}, {scaled(6), a6}}}, scaled(0), n, to);
         gemm<T>(n, n, n, a6, n, high, n, to, n);
     };
     combine_from(1, odd);

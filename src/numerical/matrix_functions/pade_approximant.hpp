@@ -1,8 +1,9 @@
 #pragma once
 
-// The diagonal Padé approximants r = p/q of e^x, q(x) = p(-x), of degree 3, 5, 7, 9 and 13, for
-// matrices. p(A) = V + U with the even part V and the odd part U, so that r(A) solves
-// (V - U)·r(A) = V + U (Higham 2005).
+// The diagonal Padé approximants r = p/q of e^x, q(x) = p(-x), of degree 7, 9 and 13, for
+// matrices, and below them Taylor polynomials, which need fewer products at small norms. p(A) = V +
+// U with the even part V and the odd part U, so that r(A) solves (V - U)·r(A) = V + U (Higham
+// 2005).
 //
 // Degree and scaling are those of Al-Mohy and Higham (2009): the backward error is bounded by the
 // numbers ‖A^p‖^(1/p), which for matrices far from normal are much smaller than ‖A‖. The norm of a

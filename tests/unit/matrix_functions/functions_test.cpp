@@ -5,6 +5,7 @@
 #include "numerical/matrix_functions/pade_approximant.hpp"
 #include "numerical/matrix_functions/scalar_logarithm.hpp"
 #include "numerical/matrix_functions/square_root.hpp"
+#include "numerical/matrix_functions/taylor_polynomial.hpp"
 
 #include "matrices.hpp"
 #include "paths.hpp"
@@ -67,15 +68,39 @@ TYPED_TEST(matrix_functions, exponential_is_the_sum_of_its_series_at_every_degre
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
         for (const std::size_t n : {2UL, 7UL, estimate_crossover - 1, estimate_crossover})
-            for (const double norm : {1e-3, 0.02, 0.2, 0.7, 1.8, 3.0}) {
+            for (const double norm :
+                 {1e-3, 0.99 * taylor_theta8, 1.01 * taylor_theta8, 0.2, 0.99 * taylor_theta12,
+                  1.01 * taylor_theta12, 0.7, 1.8, 3.0}) {
                 auto a = test::random_matrix<TypeParam>(n, n, 1);
                 const double factor = norm / one_norm(a.data.data(), n);
                 a = scaled(std::move(a), factor);
                 const auto x = numerical::matrix_exponential(a);
                 const std::vector<wide<TypeParam>> found(x.data.begin(), x.data.end());
                 const auto error = test::largest_difference<TypeParam>(found, series(a));
-                EXPECT_LT(error, 8 * test::eps * std::exp(norm)) << n << ", norm " << norm;
+                const double units = norm < taylor_theta12 ? 1 : 8; // to the last place
+                EXPECT_LT(error, units * test::eps * std::exp(norm)) << n << ", norm " << norm;
             }
+    }
+}
+
+// Of numbers, in which every coefficient shows: at norms where the first term left out is rounding.
+TYPED_TEST(matrix_functions, taylor_polynomials_have_the_coefficients_of_the_series)
+{
+    using T = TypeParam;
+    for (const double x : {1.0 / 64, 0.25, 1.0, 2.0}) {
+        const T a(x);
+        const T square(x * x);
+        T scratch[3];
+        long double sum8 = 0;
+        long double sum12 = 0;
+        long double term = 1;
+        for (int k = 0; k <= 12; term *= x / ++k)
+            (k <= 8 ? sum8 : sum12) += term;
+        sum12 += sum8;
+        const T of_8 = taylor_of_degree_8(&a, &square, 1, scratch)[0];
+        const T of_12 = taylor_of_degree_12(&a, &square, 1, scratch)[0];
+        EXPECT_LT(std::abs(of_8 - T(double(sum8))), 4 * test::eps * double(sum8)) << x;
+        EXPECT_LT(std::abs(of_12 - T(double(sum12))), 4 * test::eps * double(sum12)) << x;
     }
 }
 
