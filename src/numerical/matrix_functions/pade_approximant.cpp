@@ -87,7 +87,7 @@ private:
     template <unsigned Degree>
     std::vector<T> evaluate_low();
     std::vector<T> evaluate_13(int squarings);
-    std::vector<T> quotient();
+    std::vector<T> quotient(double c);
 
     void multiply(const T* left, const T* right, T* to) const
     {
@@ -209,7 +209,7 @@ std::vector<T> pade_workspace<T>::evaluate_low()
     };
     combine_from(1, odd);
     combine_from(0, even);
-    return quotient();
+    return quotient(Degree == 7 ? 1 : 0);
 }
 
 // Evaluates both parts by Horner's rule in A⁶, so that no higher power is formed. The scaling is
@@ -228,20 +228,27 @@ std::vector<T> pade_workspace<T>::evaluate_13(int squarings)
     };
     combine_from(1, odd);
     combine_from(0, even);
-    return quotient();
+    return quotient(0);
 }
 
+// c·I + (V - U)⁻¹·((1 - c)·V + (1 + c)·U) for c = 0 or 1. The sums of the substitution begin with
+// the right-hand sides. With c = 1 they are rounded to the places of r(A) - I, which is the better
+// way while r(A) is near I; eigenvalues far on the left make it small, and c = 0 is then better.
 template <class T>
-std::vector<T> pade_workspace<T>::quotient()
+std::vector<T> pade_workspace<T>::quotient(double c)
 {
     multiply(a.data(), odd, high);
     std::vector<T> numerator = uninitialized<T>(n * n);
     std::vector<T> denominator = uninitialized<T>(n * n);
     for (std::size_t i = 0; i < n * n; ++i) {
-        numerator[i] = even[i] + high[i];
+        numerator[i] = (1 - c) * even[i] + (1 + c) * high[i];
         denominator[i] = even[i] - high[i];
     }
-    return lu_decomposition<T>(matrix<T>(n, n, std::move(denominator))).solve_matrix(numerator, n);
+    std::vector<T> x =
+        lu_decomposition<T>(matrix<T>(n, n, std::move(denominator))).solve_matrix(numerator, n);
+    for (std::size_t i = 0; i < n; ++i)
+        x[i * n + i] += c;
+    return x;
 }
 
 } // namespace
