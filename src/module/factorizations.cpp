@@ -19,7 +19,7 @@ any_tensor cholesky_factor(const tensor<T>& a)
     if (a.shape.size() != 2)
         throw dimension_error("cholesky expects a matrix (rank-2 tensor)");
     const gil_release released(a.data.size() >= gil_release_threshold);
-    cholesky_decomposition<T> decomposition(matrix_from(a));
+    cholesky_decomposition<T> decomposition(a.data.data(), a.shape[0], a.shape[1]);
     const std::size_t n = decomposition.order;
     return tensor<T>(matrix<T>(n, n, std::move(decomposition.factors)));
 }

@@ -9,10 +9,12 @@
 #include "numerical/gemm/unfused.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
 #include "numerical/strided/dense_passes.hpp"
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <functional>
 #include <utility>
 
@@ -212,16 +214,50 @@ std::size_t block_width(std::size_t order)
     return order <= 256 ? 32 : 64;
 }
 
-// Clears the elements above the diagonal, a group of rows at a time.
-template <class T>
-void clear_upper(block_view<T> a)
+// Calls pass(first, last) for groups of rows.
+template <class F>
+void for_each_group(std::size_t rows, std::size_t cols, const F& pass)
 {
-    const auto clear_rows = [&](std::size_t g) {
-        const std::size_t last = std::min((g + 1) * tile_rows, a.rows);
-        for (std::size_t i = g * tile_rows; i < last; ++i)
-            std::fill(a.row(i) + i + 1, a.row(i) + a.cols, T(0));
-    };
-    parallel_for(ceil_div(a.rows, tile_rows), a.cols * tile_rows / 8, clear_rows);
+    constexpr std::size_t group = 8;
+    parallel_for(ceil_div(rows, group), cols * group / 8,
+                 [&](std::size_t g) { pass(g * group, std::min((g + 1) * group, rows)); });
+}
+
+constexpr const char* operation_name = "Cholesky decomposition";
+
+void require_square(std::size_t rows, std::size_t cols)
+{
+    if (rows != cols)
+        throw dimension_error("Cholesky decomposition requires a square matrix");
+}
+
+// The lower triangle with zeros above it. A group of rows is checked while it comes into cache.
+template <class T>
+std::vector<T> finite_lower_triangle(const T* a, std::size_t order)
+{
+    std::vector<T> lower = uninitialized<T>(order * order);
+    for_each_group(order, order, [&](std::size_t first, std::size_t last) {
+        require_finite(a + first * order, (last - first) * order, operation_name);
+        for (std::size_t i = first; i < last; ++i) {
+            T* const row = lower.data() + i * order;
+            std::memcpy(static_cast<void*>(row), a + i * order, (i + 1) * sizeof(T));
+            set_zero(row + i + 1, order - i - 1);
+        }
+    });
+    return lower;
+}
+
+// Clears the elements above the diagonal, as far as the end of each diagonal block. Updates write
+// to no others.
+template <class T>
+void clear_upper(block_view<T> a, std::size_t block)
+{
+    for_each_group(a.rows, block, [&](std::size_t first, std::size_t last) {
+        for (std::size_t i = first; i < last; ++i) {
+            const std::size_t end = std::min((i / block + 1) * block, a.cols);
+            set_zero(a.row(i) + i + 1, end - i - 1);
+        }
+    });
 }
 
 } // namespace
@@ -231,13 +267,27 @@ template <class T>
 cholesky_decomposition<T>::cholesky_decomposition(matrix<T>&& a)
     : order(a.rows), block(detail::block_width(order))
 {
-    if (a.rows != a.cols)
-        throw dimension_error("Cholesky decomposition requires a square matrix");
-    detail::require_finite(a, "Cholesky decomposition");
+    detail::require_square(a.rows, a.cols);
+    detail::require_finite(a, detail::operation_name);
     factors = std::move(a.data);
-    const detail::block_view<T> all{factors.data(), order, order};
-    detail::cholesky_blocks<T>(all, block).factorize();
-    detail::clear_upper(all);
+    factorize();
+    detail::clear_upper<T>({factors.data(), order, order}, order);
+}
+
+template <class T>
+cholesky_decomposition<T>::cholesky_decomposition(const T* a, std::size_t rows, std::size_t cols)
+    : order(rows), block(detail::block_width(order))
+{
+    detail::require_square(rows, cols);
+    factors = detail::finite_lower_triangle(a, order);
+    factorize();
+    detail::clear_upper<T>({factors.data(), order, order}, block);
+}
+
+template <class T>
+void cholesky_decomposition<T>::factorize()
+{
+    detail::cholesky_blocks<T>({factors.data(), order, order}, block).factorize();
 }
 
 template struct cholesky_decomposition<double>;

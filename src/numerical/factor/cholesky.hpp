@@ -21,6 +21,12 @@ struct cholesky_decomposition
     // not_positive_definite_error "Cholesky: matrix is not positive-definite" at the first pivot
     // that is not above zero; there is no tolerance.
     explicit cholesky_decomposition(matrix<T>&& a);
+
+    // The same for a dense matrix that stays as it is: its lower triangle alone is copied.
+    cholesky_decomposition(const T* a, std::size_t rows, std::size_t cols);
+
+private:
+    void factorize();
 };
 
 } // namespace numerical

@@ -274,6 +274,37 @@ TYPED_TEST(cholesky, refuses_a_matrix_that_is_not_square_before_it_looks_for_nan
               "Cholesky decomposition requires a square matrix");
 }
 
+TYPED_TEST(cholesky, of_a_matrix_that_stays_has_the_bits_of_one_that_is_taken)
+{
+    for (const std::size_t n : {0u, 1u, 7u, 8u, 9u, 128u, 129u, 257u, 321u}) {
+        const auto a = definite_matrix<TypeParam>(n, 3);
+        const auto before = a.data;
+        const cholesky_decomposition<TypeParam> factored(a.data.data(), n, n);
+        EXPECT_EQ(factored.factors, factor_of(a).data) << "order " << n;
+        EXPECT_EQ(a.data, before) << "order " << n;
+    }
+}
+
+TYPED_TEST(cholesky, of_a_matrix_that_stays_refuses_what_it_refuses_of_others)
+{
+    constexpr std::size_t n = 20;
+    using decomposition = cholesky_decomposition<TypeParam>;
+    for (const auto& [row, column] : {std::pair{0u, 19u}, std::pair{19u, 0u}, std::pair{9u, 9u}}) {
+        auto a = definite_matrix<TypeParam>(n, 3);
+        a.data[row * n + column] = std::numeric_limits<double>::quiet_NaN();
+        EXPECT_EQ(text_thrown_by<numerical::non_finite_error>(
+                      [&] { decomposition(a.data.data(), n, n); }),
+                  non_finite);
+        EXPECT_EQ(text_thrown_by<numerical::dimension_error>(
+                      [&] { decomposition(a.data.data(), n, n - 1); }),
+                  "Cholesky decomposition requires a square matrix");
+    }
+    const std::vector<TypeParam> nothing(n * n);
+    EXPECT_EQ(text_thrown_by<numerical::not_positive_definite_error>(
+                  [&] { decomposition(nothing.data(), n, n); }),
+              not_positive_definite);
+}
+
 TYPED_TEST(cholesky, lets_a_nan_from_overflow_pass)
 {
     // L[2][0] overflows, L[2][1] is 1 - inf·0, and so is the last pivot: not at or below zero.
