@@ -1,10 +1,10 @@
 #pragma once
 
-// The reduction to tridiagonal form in two stages, for values without vectors (Bischof, Lang and
-// Sun 2000). First blocks of reflectors leave a band: all of that is in matrix products, where the
-// direct reduction reads the matrix for every column. Then the band is narrowed to a tridiagonal
-// matrix column by column, each reflection making a bulge that is chased down the band (Haidar,
-// Ltaief and Dongarra 2011).
+// The reduction to tridiagonal form in two stages, for values without vectors or with few, by
+// hermitian_two_stage.hpp (Bischof, Lang and Sun 2000). First blocks of reflectors leave a band:
+// all of that is in matrix products, where the direct reduction reads the matrix for every column.
+// Then the band is narrowed to a tridiagonal matrix column by column, each reflection making a
+// bulge that is chased down the band (Haidar, Ltaief and Dongarra 2011).
 
 #include "numerical/counts.hpp"
 #include "numerical/factor/reflector_block.hpp"
