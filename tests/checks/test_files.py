@@ -37,7 +37,8 @@ HELD_BY = {
     " numerical/matrix_functions/hermitian numerical/matrix_functions/logarithm"
     " numerical/matrix_functions/matrix_equations numerical/matrix_functions/norm_estimate"
     " numerical/matrix_functions/pade_approximant numerical/matrix_functions/scalar_logarithm"
-    " numerical/matrix_functions/square_root numerical/matrix_functions/triangular_exponential",
+    " numerical/matrix_functions/square_root numerical/matrix_functions/taylor_polynomial"
+    " numerical/matrix_functions/triangular_exponential",
     "unit/matrix_functions/triangular_sylvester_test": "numerical/nonsymmetric/small_system",
     "unit/nonsymmetric/eigenpairs_test": "numerical/nonsymmetric/nonsymmetric"
     " numerical/nonsymmetric/triangular_vectors",
@@ -65,6 +66,7 @@ HELD_BY = {
     "unit/systems/band_test": "numerical/systems/bandwidths",
     "unit/systems/indefinite_test": "numerical/systems/kept_indefinite",
     "unit/systems/kept_qr_test": "numerical/systems/pivoted_qr",
+    "unit/systems/triangle_test": "numerical/systems/triangle_solve",
     "unit/vector_math/accuracy_test": "numerical/vector_math/exponential"
     " numerical/vector_math/functions numerical/vector_math/hyperbolic"
     " numerical/vector_math/inverse_hyperbolic numerical/vector_math/inverse_trigonometric"
