@@ -229,7 +229,7 @@ def asan() -> list[Job]:
 
     Memory comes back into use after 32 MiB more have been freed, not 256, and the sanitizer keeps the
     four innermost callers of an allocation, not thirty: both are felt where small matrices allocate
-    much. Of the kinds of matrices a fifth is tried at each size.
+    much. Of the kinds of matrices a fifth is tried at each size, of the numbers of threads one.
     """
     always = "allocator_may_return_null=1:quarantine_size_mb=32:malloc_context_size=4"
     options = {"ASAN_OPTIONS": always, "NUMERICAL_TEST_SAMPLE": "5"}

@@ -10,7 +10,6 @@
 #include "paths.hpp"
 #include "ratios.hpp"
 #include "reference.hpp"
-#include "sample.hpp"
 
 #include <cmath>
 #include <gtest/gtest.h>
@@ -306,8 +305,7 @@ TYPED_TEST(reflector_block, of_many_rows_extends_a_basis_as_it_applies)
                 for (std::size_t j = 0; j < width; ++j)
                     if (i < count || j < count)
                         bordered.data[i * width + j] = i == j ? 1 : 0;
-            for (const std::size_t threads :
-                 test::sampled(test::thread_counts, std::size_t(path) + 1)) {
+            for (const std::size_t threads : test::thread_counts) {
                 const test::thread_limit some(threads);
                 auto extended = q.data;
                 detail::extend_basis(block, extended, width);
@@ -424,7 +422,7 @@ TYPED_TEST(reflector_block, has_the_same_bits_on_any_number_of_threads)
             detail::extend_basis(block, out, n);
             return out;
         };
-        for (const std::size_t threads : test::sampled(test::thread_counts, std::size_t(path) + 1))
+        for (const std::size_t threads : test::thread_counts)
             EXPECT_EQ(on(threads), on(1)) << threads << " threads";
     }
 }

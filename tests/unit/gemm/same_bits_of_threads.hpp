@@ -4,7 +4,6 @@
 
 #include "paths.hpp"
 #include "product_case.hpp"
-#include "sample.hpp"
 
 #include <gtest/gtest.h>
 
@@ -12,8 +11,7 @@
 
 namespace test {
 
-// C of multiply on one thread and on each of thread_counts, on every path; of a sample the widest
-// path has the greatest number.
+// C of multiply on one thread and on each of thread_counts, on every path.
 template <class T, class Product>
 void expect_same_bits_of_threads(std::initializer_list<product_shape> shapes,
                                  const Product& multiply)
@@ -27,7 +25,7 @@ void expect_same_bits_of_threads(std::initializer_list<product_shape> shapes,
                 const thread_limit one(1);
                 serial.run(multiply);
             }
-            for (const std::size_t threads : sampled(thread_counts, std::size_t(path) + 1)) {
+            for (const std::size_t threads : thread_counts) {
                 const thread_limit cap(threads);
                 product_case<T> got = start;
                 got.run(multiply);
