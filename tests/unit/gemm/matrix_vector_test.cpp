@@ -10,6 +10,7 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
+#include <tuple>
 #include <type_traits>
 #include <vector>
 
@@ -187,19 +188,14 @@ TYPED_TEST(matrix_vector, has_the_same_bits_at_every_thread_count)
             const auto a = test::random_vector<TypeParam>(size.rows * size.cols, 4);
             const auto right = test::random_vector<TypeParam>(size.cols, 5);
             const auto left = test::random_vector<TypeParam>(size.rows, 6);
-            std::vector<TypeParam> rows;
-            std::vector<TypeParam> columns;
-            TypeParam dot = 0;
-            for (const std::size_t threads : test::thread_counts) {
+            const auto products_on = [&](std::size_t threads) {
                 const test::thread_limit cap(threads);
-                const auto y = times_vector(size, a, right);
-                const auto z = vector_times(size, left, a);
-                const TypeParam sum = vector_times_vector(a.size(), a.data(), a.data());
-                if (threads == 1) {
-                    rows = y;
-                    columns = z;
-                    dot = sum;
-                }
+                return std::tuple(times_vector(size, a, right), vector_times(size, left, a),
+                                  vector_times_vector(a.size(), a.data(), a.data()));
+            };
+            const auto [rows, columns, dot] = products_on(1);
+            for (const std::size_t threads : test::thread_counts) {
+                const auto [y, z, sum] = products_on(threads);
                 EXPECT_EQ(sum, dot) << size.rows << ", threads " << threads;
                 EXPECT_TRUE(test::same_bits(y, rows)) << size.rows << ", threads " << threads;
                 EXPECT_TRUE(test::same_bits(z, columns)) << size.rows << ", threads " << threads;
