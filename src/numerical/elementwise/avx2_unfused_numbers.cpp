@@ -14,10 +14,10 @@ template <int direction>
 void integers_of(const double* x, double* out, std::size_t n)
 {
     constexpr int how = direction | _MM_FROUND_NO_EXC;
-    std::size_t j = 0;
-    for (; j + 4 <= n; j += 4)
+    const std::size_t whole = n - n % 4;
+    for (std::size_t j = 0; j < whole; j += 4)
         _mm256_storeu_pd(out + j, _mm256_round_pd(_mm256_loadu_pd(x + j), how));
-    for (; j < n; ++j)
+    for (std::size_t j = whole; j < n; ++j)
         _mm_store_sd(out + j, _mm_round_pd(_mm_load_sd(x + j), how));
 }
 
