@@ -278,10 +278,17 @@ TEST(parallel_for, in_a_forked_child_runs_serially)
 TEST(parallel_for, in_a_child_forked_while_a_job_runs_does_not_wait_for_it)
 {
     std::atomic<bool> stop = false;
-    std::thread worker([&stop] {
-        while (!stop)
+    std::atomic<bool> started = false;
+    std::thread worker([&] {
+        while (!stop) {
             runs_of(64, heavy);
+            started = true;
+            started.notify_one();
+        }
     });
+    // The address sanitizer takes a lock for the first allocation from a place, and a child that is
+    // forked while another thread holds it waits for ever.
+    started.wait(false);
     for (int round = 0; round < 20; ++round)
         EXPECT_EQ(child_result([] { return all_once(runs_of(100, heavy)); }), 0);
     stop = true;
