@@ -4,6 +4,7 @@
 #include "numerical/eigen/eigen.hpp"
 #include "numerical/eigen/eigenvalues.hpp"
 #include "numerical/eigen/root_free_ql.hpp"
+#include "order_one.hpp"
 #include "paths.hpp"
 #include "value_oracles.hpp"
 
@@ -37,14 +38,6 @@ std::vector<double> values_by_band(const matrix<T>& a, std::size_t width)
     return d;
 }
 
-// Those near the limits of the range are scaled before they are reduced.
-template <class T>
-bool is_of_order_one(const matrix<T>& a)
-{
-    const double largest = largest_modulus(a.data.data(), a.data.size());
-    return largest < 100 && (largest == 0 || largest > 1e-9);
-}
-
 TYPED_TEST(hermitian_bands, keep_the_eigenvalues_of_every_family)
 {
     double largest = 0;
@@ -53,7 +46,7 @@ TYPED_TEST(hermitian_bands, keep_the_eigenvalues_of_every_family)
         for (const std::size_t width : {16, 32})
             for (const std::size_t n : {1, 2, 3, 15, 16, 17, 18, 33, 34, 49, 65, 66, 100})
                 for (const auto& [name, a] : test::hermitian_families<TypeParam>(n)) {
-                    if (!is_of_order_one(a))
+                    if (!test::is_of_order_one(a))
                         continue;
                     const auto expected = n < 20 ? test::jacobi_eigenvalues(a) : [&a = a] {
                         const auto values = numerical::eigenvalues(a); // in one stage

@@ -4,6 +4,7 @@
 #include "matrices.hpp"
 #include "numerical/eigen/selected.hpp"
 #include "numerical/eigen/tridiagonal_divide.hpp"
+#include "order_one.hpp"
 #include "paths.hpp"
 #include "ratios.hpp"
 
@@ -49,27 +50,7 @@ struct formed_reduction
         const auto reduction = reduce_in_two_stages(a.data, a.rows, width, d, e);
         q.data = columns_in_matrix_basis(reduction, identity_rows(a.rows), a.rows);
     }
-
-    matrix<T> tridiagonal() const
-    {
-        const std::size_t n = d.size();
-        matrix<T> t(n, n, std::vector<T>(n * n));
-        for (std::size_t i = 0; i < n; ++i) {
-            t.data[i * n + i] = d[i];
-            if (i + 1 < n)
-                t.data[i * n + i + 1] = t.data[(i + 1) * n + i] = e[i];
-        }
-        return t;
-    }
 };
-
-// Those near the limits of the range are scaled before they are reduced.
-template <class T>
-bool is_of_order_one(const matrix<T>& a)
-{
-    const double largest = largest_modulus(a.data.data(), a.data.size());
-    return largest < 100 && (largest == 0 || largest > 1e-9);
-}
 
 TYPED_TEST(two_stages, basis_takes_the_tridiagonal_matrix_to_every_family)
 {
@@ -78,11 +59,12 @@ TYPED_TEST(two_stages, basis_takes_the_tridiagonal_matrix_to_every_family)
         for (const std::size_t width : {16, 32})
             for (const std::size_t n : {2, 3, 15, 16, 17, 18, 33, 34, 49, 66})
                 for (const auto& [name, a] : test::hermitian_families<TypeParam>(n)) {
-                    if (!is_of_order_one(a))
+                    if (!test::is_of_order_one(a))
                         continue;
                     const formed_reduction<TypeParam> formed(a, width);
-                    const auto made = test::reference_product(
-                        test::reference_product(formed.q, formed.tridiagonal()), adjoint(formed.q));
+                    const auto t = test::tridiagonal_matrix<TypeParam>(formed.d, formed.e);
+                    const auto made = test::reference_product(test::reference_product(formed.q, t),
+                                                              adjoint(formed.q));
                     EXPECT_LT(test::difference_ratio(a, made), accepted)
                         << name << ", n = " << n << ", width " << width << ", path " << path;
                     EXPECT_LT(test::orthogonality_ratio(formed.q), accepted) << name;

@@ -2,6 +2,7 @@
 
 #include "numerical/svd/dqds.hpp"
 #include "numerical/svd/values_only.hpp"
+#include "order_one.hpp"
 #include "paths.hpp"
 #include "svd_cases.hpp"
 #include "value_oracles.hpp"
@@ -33,14 +34,6 @@ std::vector<double> values_by_band(const matrix<T>& a, std::size_t width)
     return dqds_values(d, e, 30 * a.rows);
 }
 
-// Those near the limits of the range are scaled before they are reduced.
-template <class T>
-bool is_of_order_one(const matrix<T>& a)
-{
-    const double largest = largest_modulus(a.data.data(), a.data.size());
-    return largest < 100 && (largest == 0 || largest > 1e-9);
-}
-
 TYPED_TEST(upper_bands, keep_the_singular_values_of_hard_matrices)
 {
     double largest = 0;
@@ -49,7 +42,7 @@ TYPED_TEST(upper_bands, keep_the_singular_values_of_hard_matrices)
         for (const std::size_t width : {16, 32})
             for (const std::size_t n : {1, 2, 3, 15, 16, 17, 18, 33, 34, 49, 65, 66, 100})
                 for (const auto& [name, a] : test::hard_square_matrices<TypeParam>(n)) {
-                    if (!is_of_order_one(a))
+                    if (!test::is_of_order_one(a))
                         continue;
                     const auto expected = n < 20 ? test::jacobi_singular_values(a) : [&a = a] {
                         const auto values = numerical::singular_values_only(a); // in one stage
