@@ -43,4 +43,31 @@ TEST(plane_rotation, of_zeros_is_the_identity)
     EXPECT_EQ(s, 0);
 }
 
+TEST(rotation_length, neither_overflows_nor_underflows)
+{
+    EXPECT_EQ(rotation_length(3, 4), 5);
+    EXPECT_EQ(rotation_length(-3, 4), 5);
+    EXPECT_EQ(rotation_length(0, 0), 0);
+    EXPECT_EQ(rotation_length(3e300, 4e300), 5e300);
+    EXPECT_EQ(rotation_length(3e-300, -4e-300), 5e-300);
+    EXPECT_EQ(rotation_length(1e300, 1), 1e300);
+    EXPECT_EQ(rotation_length(3 * tiny, 4 * tiny), 5 * tiny);
+    for (const double at : {0x1p-500, 0x1p500}) // either side of both limits
+        for (const double x : {at * (1 - 0x1p-52), at, at * (1 + 0x1p-52)})
+            EXPECT_NEAR(rotation_length(x, x) / x, std::sqrt(2.0), 5e-16) << x;
+}
+
+TEST(plane_rotation, of_subnormal_numbers_is_a_rotation)
+{
+    for (const double x : {-3.0, 0.0, 1.0, 2.0, 1e9})
+        for (const double y : {-1.0, 1.0, 2.0, 7.0}) {
+            const plane_rotation turn =
+                rotation_of(x * tiny, y * tiny, rotation_length(x * tiny, y * tiny));
+            EXPECT_NEAR(turn.c, x / std::hypot(x, y), 5e-16) << x << ' ' << y;
+            EXPECT_NEAR(turn.s, y / std::hypot(x, y), 5e-16) << x << ' ' << y;
+        }
+    const plane_rotation none = rotation_of(0, 0, 0);
+    EXPECT_TRUE(none.length == 0 && none.c == 1 && none.s == 0);
+}
+
 } // namespace

@@ -5,7 +5,6 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
-#include <limits>
 
 namespace {
 
@@ -165,35 +164,6 @@ TEST(row_operations, are_cut_where_a_chain_turns_or_ends)
     EXPECT_TRUE(runs[2].start == 5 && runs[2].count == 1);
     EXPECT_TRUE(runs[3].start == 6 && runs[3].count == 1);
     EXPECT_TRUE(runs[4].start == 7 && runs[4].count == 1);
-}
-
-TEST(rotation_length, neither_overflows_nor_underflows)
-{
-    EXPECT_EQ(rotation_length(3, 4), 5);
-    EXPECT_EQ(rotation_length(-3, 4), 5);
-    EXPECT_EQ(rotation_length(0, 0), 0);
-    EXPECT_EQ(rotation_length(3e300, 4e300), 5e300);
-    EXPECT_EQ(rotation_length(3e-300, -4e-300), 5e-300);
-    EXPECT_EQ(rotation_length(1e300, 1), 1e300);
-    const double subnormal = std::numeric_limits<double>::denorm_min();
-    EXPECT_EQ(rotation_length(3 * subnormal, 4 * subnormal), 5 * subnormal);
-    for (const double at : {0x1p-500, 0x1p500}) // either side of both limits
-        for (const double x : {at * (1 - 0x1p-52), at, at * (1 + 0x1p-52)})
-            EXPECT_NEAR(rotation_length(x, x) / x, std::sqrt(2.0), 5e-16) << x;
-}
-
-TEST(plane_rotation, of_subnormal_numbers_is_a_rotation)
-{
-    const double least = std::numeric_limits<double>::denorm_min();
-    for (const double x : {-3.0, 0.0, 1.0, 2.0, 1e9})
-        for (const double y : {-1.0, 1.0, 2.0, 7.0}) {
-            const plane_rotation turn =
-                rotation_of(x * least, y * least, rotation_length(x * least, y * least));
-            EXPECT_NEAR(turn.c, x / std::hypot(x, y), 5e-16) << x << ' ' << y;
-            EXPECT_NEAR(turn.s, y / std::hypot(x, y), 5e-16) << x << ' ' << y;
-        }
-    const plane_rotation none = rotation_of(0, 0, 0);
-    EXPECT_TRUE(none.length == 0 && none.c == 1 && none.s == 0);
 }
 
 } // namespace
