@@ -146,5 +146,4 @@ def hessenberg(a, calc_q=False):
     Tensor([[1.0, 2.0],
             [3.0, 4.0]])
     """
-    h, q = native.hessenberg(a)
-    return (h, q) if calc_q else h
+    return native.hessenberg(a, bool(calc_q))

@@ -120,6 +120,26 @@ PyObject* schur_of(const tensor<double>& a, bool as_complex)
     return pair_of_matrices(std::move(triangular.t), std::move(triangular.q));
 }
 
+template <class T>
+PyObject* hessenberg_factors_of(const tensor<T>& a)
+{
+    hessenberg_factors<T> factors = [&] {
+        const boundary::gil_release released(a.data.size() >= boundary::gil_release_threshold);
+        return hessenberg_form(boundary::matrix_from(a));
+    }();
+    return pair_of_matrices(std::move(factors.h), std::move(factors.q));
+}
+
+template <class T>
+PyObject* hessenberg_matrix_of(const tensor<T>& a)
+{
+    matrix<T> h = [&] {
+        const boundary::gil_release released(a.data.size() >= boundary::gil_release_threshold);
+        return hessenberg_matrix(boundary::matrix_from(a));
+    }();
+    return wrap(tensor<T>(std::move(h)));
+}
+
 // A single square matrix; ValueError "schur takes one matrix, not a stack of shape (2, 3, 3)".
 stack_shape one_square(const operand& a, const char* function)
 {
@@ -172,18 +192,14 @@ PyObject* schur(const binding::call_arguments& call)
 
 PyObject* hessenberg(const binding::call_arguments& call)
 {
-    static constexpr binding::signature<1> signature{"hessenberg", {"a"}};
-    const auto [given] = signature.bind(call);
+    static constexpr binding::signature<2> signature{"hessenberg", {"a", "calc_q"}};
+    const auto [given, calc_q] = signature.bind(call);
     const operand a(given);
     one_square(a, signature.function);
+    const bool with_basis = flag_parameter(calc_q);
     return telling({given}, {}, [&] {
-        return by_type(a, [](const auto& x) {
-            auto factors = [&] {
-                const boundary::gil_release released(x.data.size() >=
-                                                     boundary::gil_release_threshold);
-                return hessenberg_form(boundary::matrix_from(x));
-            }();
-            return pair_of_matrices(std::move(factors.h), std::move(factors.q));
+        return by_type(a, [&](const auto& x) {
+            return with_basis ? hessenberg_factors_of(x) : hessenberg_matrix_of(x);
         });
     });
 }

@@ -20,6 +20,7 @@ PyObject* eig_both(const binding::call_arguments& call);
 // unless its complex form is requested.
 PyObject* schur(const binding::call_arguments& call);
 
-PyObject* hessenberg(const binding::call_arguments& call); // hessenberg(a) -> (H, Q) of one matrix
+// hessenberg(a, calc_q) -> H of one matrix, or (H, Q), A = Q·H·Qᴴ.
+PyObject* hessenberg(const binding::call_arguments& call);
 
 } // namespace numerical::package

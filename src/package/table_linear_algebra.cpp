@@ -51,7 +51,8 @@ std::span<PyMethodDef> linear_algebra_table()
         function<eigvals>("eigvals", eigvals_doc),
         function<eig_both>("eig_both", "eig_both(a)\n--\n\n(values, left vectors, right vectors)."),
         function<schur>("schur", "schur(a, complex)\n--\n\n(T, Q) with a = Q T Q^H."),
-        function<hessenberg>("hessenberg", "hessenberg(a)\n--\n\n(H, Q) with a = Q H Q^H."),
+        function<hessenberg>("hessenberg",
+                             "hessenberg(a, calc_q)\n--\n\nH, or (H, Q), with a = Q H Q^H."),
     };
     return table;
 }
