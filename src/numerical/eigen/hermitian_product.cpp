@@ -3,6 +3,7 @@
 #include "numerical/counts.hpp"
 #include "numerical/gemm/kernels/symv.hpp"
 #include "numerical/gemm/path.hpp"
+#include "numerical/runtime/interruption.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/strided/block_view.hpp"
@@ -17,6 +18,7 @@ constexpr std::size_t block_rows = 32;
 // The forms of the row passes on one path.
 struct symmetric_kernels
 {
+    void (*eight_rows)(const double*, std::size_t, const double*, double*, std::size_t); // or none
     std::array<double, 4> (*four_rows)(const double*, std::size_t, const double*, double*,
                                        std::size_t);
     double (*one_row)(const double*, const double*, double, double*, std::size_t);
@@ -29,9 +31,10 @@ double portable_row(const double* row, const double* x, double alpha, double* y,
 
 symmetric_kernels kernels_of(int path, const double*)
 {
-    return choose<symmetric_kernels>(path, {symmetric_rows<double>, portable_row},
-                                     {avx2_symmetric_rows, avx2_symmetric_row},
-                                     {avx512_symmetric_rows, avx512_symmetric_row});
+    return choose<symmetric_kernels>(
+        path, {nullptr, symmetric_rows<double>, portable_row},
+        {nullptr, avx2_symmetric_rows, avx2_symmetric_row},
+        {avx512_symmetric_eight_rows, avx512_symmetric_rows, avx512_symmetric_row});
 }
 
 struct hermitian_kernels
@@ -72,11 +75,15 @@ hermitian_kernels kernels_of(int path, const complex*)
                                      {avx512_hermitian_rows, avx512_hermitian_row});
 }
 
-// Rows from `from` on in both their roles, into `sums`, of which [0, a.rows) is in use.
+// Rows from `from`, a multiple of 32, on in both their roles, into `sums`, of which [0, a.rows) is
+// in use.
 void add_rows(const symmetric_kernels& kernels, block_view<const double> a, std::size_t from,
               const double* x, double* sums)
 {
     std::size_t r = from;
+    if (kernels.eight_rows != nullptr)
+        for (; r + 8 <= a.rows; r += 8)
+            kernels.eight_rows(a.row(r), a.stride, x, sums, r);
     for (; r + 4 <= a.rows; r += 4) {
         const std::array<double, 4> dots = kernels.four_rows(a.row(r), a.stride, x, sums, r);
         for (std::size_t i = 0; i < 4; ++i)
@@ -144,24 +151,39 @@ void hermitian_product(const T* a, std::size_t lda, std::size_t len, const T* x,
     const int path = gemm_path_current();
     const auto kernels = kernels_of(path, a);
     const std::size_t blocks = ceil_div(len, block_rows);
-    if (partials.size() < blocks * len)
-        partials.resize(blocks * len);
+    const std::size_t work = work_of_block(len, path, a);
+    const bool shared = split_loop(blocks, work).has_value();
+    const std::size_t kept = shared ? blocks * len : len;
+    if (partials.size() < kept)
+        partials.resize(kept);
     const auto last_row = [=](std::size_t b) { return std::min((b + 1) * block_rows, len); };
 
-    // Block b writes partials[b·len ..]; its rows touch no element of y beyond the last of them.
-    const auto multiply_block = [&](std::size_t b) {
-        T* const sums = partials.data() + b * len;
+    // The rows of block b touch no element of y beyond the last of them.
+    const auto multiply_block = [&](std::size_t b, T* sums) {
         std::fill_n(sums, last_row(b), T(0));
         add_rows(kernels,
                  block_view<const T>{.first = a, .rows = last_row(b), .cols = len, .stride = lda},
                  b * block_rows, x, sums);
     };
-    parallel_for(blocks, work_of_block(len, path, a), multiply_block);
+    const auto add_block = [&](std::size_t b, const T* sums) {
+        for (std::size_t i = 0; i < last_row(b); ++i)
+            y[i] += sums[i];
+    };
 
     std::fill_n(y, len, T(0));
+    if (!shared) { // the sums of one block stay in L1
+        check_for_interruption();
+        for (std::size_t b = 0; b < blocks; ++b) {
+            multiply_block(b, partials.data());
+            add_block(b, partials.data());
+        }
+        return;
+    }
+    // Block b writes partials[b·len ..].
+    parallel_for(blocks, work,
+                 [&](std::size_t b) { multiply_block(b, partials.data() + b * len); });
     for (std::size_t b = 0; b < blocks; ++b)
-        for (std::size_t i = 0; i < last_row(b); ++i)
-            y[i] += partials[b * len + i];
+        add_block(b, partials.data() + b * len);
 }
 
 template void hermitian_product(const double*, std::size_t, std::size_t, const double*, double*,

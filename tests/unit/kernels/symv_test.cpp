@@ -111,6 +111,34 @@ TEST(symv, symmetric_rows_give_the_lower_parts_and_the_columns)
         }
 }
 
+// Eight rows have the bits of two groups of four, the sums of each added after it.
+TEST(symv, eight_symmetric_rows_have_the_bits_of_two_passes)
+{
+    if (test::available_paths().back() != avx512_path)
+        GTEST_SKIP() << "needs the AVX-512 path";
+    for (std::size_t n = 0; n <= most + 2; n += 8) {
+        const std::size_t stride = n + 11;
+        guarded rows(std::vector<double>(8 * stride, quiet_nan), quiet_nan);
+        const auto values = test::random_vector<double>(8 * stride, 34);
+        for (std::size_t r = 0; r < 8; ++r)
+            for (std::size_t j = 0; j <= n + r; ++j)
+                rows.data()[r * stride + j] = values[r * stride + j];
+        auto x = operand(n + 8, 35);
+        auto y = operand(n + 8, 36);
+        auto want = y.values();
+        for (std::size_t from = n; from < n + 8; from += 4) {
+            const auto sums = model::symmetric_rows(model::form_of(avx512_path),
+                                                    rows.data() + (from - n) * stride, stride,
+                                                    x.data(), want.data(), from);
+            for (std::size_t r = 0; r < 4; ++r)
+                want[from + r] += sums[r];
+        }
+        avx512_symmetric_eight_rows(rows.data(), stride, x.data(), y.data(), n);
+        expect_same_bits(y.values(), want, label(avx512_path, n));
+        EXPECT_TRUE(y.intact()) << n;
+    }
+}
+
 complex hermitian_row_on(int path, const double* row, const double* x, complex alpha, double* y,
                          std::size_t n)
 {

@@ -30,6 +30,11 @@ std::array<double, 4> avx2_symmetric_rows(const double* rows, std::size_t stride
 std::array<double, 4> avx512_symmetric_rows(const double* rows, std::size_t stride, const double* x,
                                             double* y, std::size_t n);
 
+// Rows n .. n+7, n a multiple of 8, in both roles: y[0 .. n+7] gains the bits of two passes of four
+// rows, the sums of each added to y after it. A row is read once, as part of eight streams.
+void avx512_symmetric_eight_rows(const double* rows, std::size_t stride, const double* x, double* y,
+                                 std::size_t n);
+
 // The columns [from, n) of the four rows and the triangle at the diagonal, unfused: what remains of
 // `sums` and y after the whole steps of any form.
 template <class T>

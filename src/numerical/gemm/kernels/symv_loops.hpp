@@ -102,6 +102,83 @@ std::array<double, 4> symmetric_rows_pass(const double* rows, std::size_t stride
     return dots;
 }
 
+// The part of eight rows that lies in the 8 × 8 block at the diagonal: what symmetric_rows_tail
+// does for the upper four from column n on, and for the lower four from there again. All bounds are
+// constants, so that the loops are unrolled and the ends of x and y stay in registers. `dots` has
+// the eight sums of the columns before; y is given from n on.
+inline void finish_eight_rows(const double* block, std::size_t stride, const double* x, double* y,
+                              const double (&dots)[8])
+{
+    double own[8];
+#pragma GCC unroll 8
+    for (std::size_t j = 0; j < 8; ++j)
+        own[j] = y[j];
+#pragma GCC unroll 2
+    for (std::size_t half = 0; half < 8; half += 4) {
+        double sums[4];
+#pragma GCC unroll 4
+        for (std::size_t i = 0; i < 4; ++i) {
+            const std::size_t r = half + i;
+            const double* const row = block + r * stride;
+            sums[i] = dots[r];
+#pragma GCC unroll 8
+            for (std::size_t j = 0; j < r; ++j) {
+                sums[i] += row[j] * x[j];
+                own[j] += row[j] * x[r];
+            }
+            sums[i] += x[r] * row[r];
+        }
+#pragma GCC unroll 4
+        for (std::size_t i = 0; i < 4; ++i)
+            own[half + i] += sums[i];
+    }
+#pragma GCC unroll 8
+    for (std::size_t j = 0; j < 8; ++j)
+        y[j] = own[j];
+}
+
+// Vectors of eight doubles. Two groups of four rows have their own gain, added to y one after the
+// other, and each row its own sum. The rows need no prefetch: eight are streams enough.
+template <class Lanes>
+void symmetric_eight_rows_pass(const double* rows, std::size_t stride, const double* x, double* y,
+                               std::size_t n)
+{
+    constexpr std::size_t width = Lanes::width;
+    static_assert(width == 8); // no columns are left before the block at the diagonal
+    using vector = typename Lanes::vector;
+    vector scale[8];
+    vector sums[8];
+#pragma GCC unroll 8
+    for (std::size_t r = 0; r < 8; ++r) {
+        scale[r] = Lanes::all(x[n + r]);
+        sums[r] = Lanes::zero();
+    }
+    for (std::size_t j = 0; j < n; j += width) {
+        vector entries[8];
+#pragma GCC unroll 8
+        for (std::size_t r = 0; r < 8; ++r)
+            entries[r] = Lanes::load(rows + r * stride + j);
+        vector gains[2];
+#pragma GCC unroll 2
+        for (std::size_t half = 0; half < 2; ++half) {
+            gains[half] = Lanes::times(scale[4 * half], entries[4 * half]);
+#pragma GCC unroll 3
+            for (std::size_t r = 4 * half + 1; r < 4 * half + 4; ++r)
+                gains[half] = Lanes::more(gains[half], scale[r], entries[r]);
+        }
+        Lanes::store(y + j, Lanes::plus(Lanes::plus(Lanes::load(y + j), gains[0]), gains[1]));
+        const vector with = Lanes::load(x + j);
+#pragma GCC unroll 8
+        for (std::size_t r = 0; r < 8; ++r)
+            sums[r] = Lanes::more(sums[r], entries[r], with);
+    }
+    double dots[8];
+#pragma GCC unroll 8
+    for (std::size_t r = 0; r < 8; ++r)
+        dots[r] = Lanes::fold(sums[r]);
+    finish_eight_rows(rows + n, stride, x + n, y + n, dots);
+}
+
 // alpha·conj(r) = (Re a·Re r + Im a·Im r, -Re a·Im r + Im a·Re r). A last number that fills no
 // vector is a masked one on AVX-512 and added to the folded sums on AVX2.
 template <class Lanes>

@@ -19,6 +19,12 @@ std::array<double, 4> avx512_symmetric_rows(const double* rows, std::size_t stri
     return symmetric_rows_pass<lanes, 1>(rows, stride, x, y, n);
 }
 
+void avx512_symmetric_eight_rows(const double* rows, std::size_t stride, const double* x, double* y,
+                                 std::size_t n)
+{
+    symmetric_eight_rows_pass<lanes>(rows, stride, x, y, n);
+}
+
 std::complex<double> avx512_hermitian_row(const double* row, const double* x, double alpha_real,
                                           double alpha_imag, double* y, std::size_t n)
 {
