@@ -3,8 +3,8 @@
 // Where a tile finds its rows of A. Included by kernel files: no library headers but <cstddef> and
 // <cstdint>.
 // Of complex rows these are the real parts; the imaginary ones begin at `imaginary`. A tile
-// prefetches the next product's operands if `prefetches_next`, otherwise the positions of B that
-// follow.
+// prefetches the next product's operands if `prefetches_next`, otherwise the row of B that is
+// ahead(ldb) doubles on; b_in_place says whether that may begin within a line.
 
 #include <cstddef>
 #include <cstdint>
@@ -24,6 +24,7 @@ struct packed_rows
 {
     static constexpr std::size_t most = mr;
     static constexpr bool prefetches_next = false;
+    static constexpr bool b_in_place = false;
     const double* first;
 
     packed_rows(const double* panel, std::size_t /*lda*/) : first(panel) {}
@@ -35,6 +36,8 @@ struct packed_rows
     }
 
     void advance() { first += mr; }
+
+    static constexpr std::size_t ahead(std::size_t /*ldb*/) { return 128; }
 
     static constexpr bool conjugated = false;
 
@@ -80,18 +83,22 @@ struct rows_in_place
         row6 += step;
     }
 
+    static constexpr std::size_t ahead(std::size_t /*ldb*/) { return 0; } // of no use
+
     static constexpr bool conjugated = false;
 
     static const double* imaginary(const double* a, std::size_t /*depth*/) { return a + 1; }
 };
 
 // The adjoint of an A where it lies: a position of the adjoint is a row of A, its elements side by
-// side, `step` doubles each. The tile sees to the sign of the imaginary parts.
+// side, `step` doubles each. The tile sees to the sign of the imaginary parts. B mostly lies in
+// place: no hardware prefetcher foresees rows that are more than a page apart.
 template <std::size_t mr, std::size_t step>
 struct adjoint_rows
 {
     static constexpr std::size_t most = mr;
     static constexpr bool prefetches_next = false;
+    static constexpr bool b_in_place = true;
     static constexpr bool conjugated = true;
     const double* first;
     std::size_t lda;
@@ -105,6 +112,8 @@ struct adjoint_rows
     }
 
     void advance() { first += lda; }
+
+    static constexpr std::size_t ahead(std::size_t ldb) { return 16 * ldb; }
 
     static const double* imaginary(const double* a, std::size_t /*depth*/) { return a + 1; }
 };

@@ -17,9 +17,6 @@
 namespace numerical::detail {
 namespace {
 
-// How far the prefetches of a packed panel of B run ahead, in doubles.
-constexpr std::size_t ahead = 128;
-
 // The elements of a tile, and how those of B are stored: in a panel the parts of complex numbers
 // are separate already.
 enum class elements { real, complex_apart, complex_in_place };
@@ -141,14 +138,24 @@ struct tile_rows<rows, rows, Columns>
     [[gnu::always_inline]] void store(const Columns&, double*, std::size_t) const {}
 };
 
+// The row of B that is `ahead` bytes on. One that begins within a line ends in one line more.
+template <class Rows, std::size_t nr>
+[[gnu::always_inline]] inline void prefetch_row(const double* b, std::size_t ahead)
+{
+    const std::uintptr_t row = reinterpret_cast<std::uintptr_t>(b) + ahead;
+    for (std::size_t at = 0; at < nr; at += line_elements<double>)
+        prefetch(row + at * sizeof(double));
+    if constexpr (Rows::b_in_place)
+        prefetch(row + (nr - 1) * sizeof(double));
+}
+
 template <class Rows, elements kind, class Columns>
 [[gnu::always_inline]] inline vector_pair<typename Columns::vectors>
-position_of(const double* b, const Columns& columns)
+position_of(const double* b, const Columns& columns, std::size_t ahead)
 {
     using vectors = typename Columns::vectors;
     if constexpr (!Rows::prefetches_next)
-        for (std::size_t at = 0; at < 2 * vectors::width; at += line_elements<double>)
-            __builtin_prefetch(b + ahead + at);
+        prefetch_row<Rows, 2 * vectors::width>(b, ahead);
     if constexpr (kind == elements::complex_apart)
         return {vectors::load(b), vectors::load(b + vectors::width)};
     const auto first = columns.load_first(b);
@@ -170,9 +177,10 @@ template <std::size_t rows, class Rows, elements kind, class Columns>
     constexpr std::size_t nr = 2 * Columns::vectors::width;
     Rows a(t.a, t.lda);
     const double* b = t.b;
+    const std::size_t ahead = Rows::ahead(t.ldb) * sizeof(double);
     const auto add_position = [&]() __attribute__((always_inline))
     {
-        sum.add(a, position_of<Rows, kind>(b, columns));
+        sum.add(a, position_of<Rows, kind>(b, columns, ahead));
         a.advance();
         b += t.ldb;
     };
@@ -224,9 +232,10 @@ template <std::size_t rows, class Rows, elements kind, class Columns>
     static_assert(together == 1 || together == 2);
     Rows a(Rows::imaginary(t.a, t.kc), t.lda);
     const double* b = t.b;
+    const std::size_t ahead = Rows::ahead(t.ldb) * sizeof(double);
     const auto add_position = [&]() __attribute__((always_inline))
     {
-        sum.add_imaginary(a, position_of<Rows, kind>(b, columns));
+        sum.add_imaginary(a, position_of<Rows, kind>(b, columns, ahead));
         a.advance();
         b += t.ldb;
     };
