@@ -123,12 +123,45 @@ void multiply_slab(block_view<const T> v, const std::vector<T>& f, block_view<T>
     add_reflector_sums<T>(v, {minus_fw.data(), v.cols, c.cols}, c);
 }
 
+// The first `units` rows and columns of C become those of the identity, or its rows zeros.
+template <class T>
+void border(block_view<T> c, std::size_t rows, std::size_t units)
+{
+    for (std::size_t i = 0; i < c.rows; ++i)
+        set_zero(c.row(i), i < rows ? c.cols : units);
+    for (std::size_t i = 0; i < units; ++i)
+        c(i, i) = 1;
+}
+
+// C := [ I ; 0 ] + V·X for an upper triangular X, whose columns take the reflectors up to their
+// own, in bands of a tile's width. Below the diagonal the bands take some rows at a time, which
+// stay in cache between them.
+template <class T>
+void fill_unit_columns(block_view<const T> v, block_view<const T> x, block_view<T> c)
+{
+    constexpr std::size_t rows_at_a_time = 64;
+    constexpr std::size_t band_cols = 16 * sizeof(double) / sizeof(T);
+    const std::size_t step = c.cols % band_cols == 0 ? band_cols : c.cols;
+    const std::size_t top = v.rows - c.cols < least_tile_side ? v.rows : c.cols;
+    border(c.sub(0, top, 0, c.cols), 0, c.cols);
+    for (std::size_t j = 0; j < c.cols; j += step)
+        add_reflector_sums<T>(v.sub(0, top, 0, j + step), x.sub(0, j + step, j, j + step),
+                              c.sub(0, top, j, j + step));
+    for (std::size_t from = top, to = 0; from < v.rows; from = to) {
+        to = v.rows - from < 2 * rows_at_a_time ? v.rows : from + rows_at_a_time;
+        for (std::size_t j = 0; j < c.cols; j += step)
+            gemm_new<T>(to - from, step, j + step, v.row(from), v.stride, x.first + j, x.stride,
+                        c.row(from) + j, c.stride);
+    }
+}
+
 // The same for C = [ I 0 ; 0 C11 ] or, without unit columns, [ 0 ; C11 ]. Over the unit columns VᴴC
-// is V's top, and with it F·VᴴC is triangular.
+// is V's top, and with it F·VᴴC is triangular. The elements outside C11 need not be set before.
 template <class T>
 void multiply_bordered_slab(block_view<const T> v, const std::vector<T>& f, block_view<T> c,
                             std::size_t units)
 {
+    border(c.sub(0, c.rows, units, c.cols), v.cols, 0);
     std::vector<T> store = zeros<T>(v.cols * c.cols);
     const block_view<T> w{store.data(), v.cols, c.cols};
     for (std::size_t i = 0; i < units; ++i)
@@ -140,23 +173,9 @@ void multiply_bordered_slab(block_view<const T> v, const std::vector<T>& f, bloc
 
     const std::vector<T> minus_fw = minus_product(f, store, c.cols, units);
     const block_view<const T> x{minus_fw.data(), v.cols, c.cols};
-    const std::size_t step = units % row_band == 0 ? row_band : units;
-    for (std::size_t j = 0; j < units; j += step) {
-        const std::size_t end = j + step;
-        add_reflector_sums<T>(v.sub(0, v.rows, 0, end), x.sub(0, end, j, end),
-                              c.sub(0, c.rows, j, end));
-    }
+    if (units != 0)
+        fill_unit_columns<T>(v, x.sub(0, x.rows, 0, units), c.sub(0, c.rows, 0, units));
     add_reflector_sums<T>(v, x.sub(0, x.rows, units, x.cols), c.sub(0, c.rows, units, c.cols));
-}
-
-// The first `units` rows and columns of C become those of the identity, or its rows zeros.
-template <class T>
-void border(block_view<T> c, std::size_t rows, std::size_t units)
-{
-    for (std::size_t i = 0; i < c.rows; ++i)
-        set_zero(c.row(i), i < rows ? c.cols : units);
-    for (std::size_t i = 0; i < units; ++i)
-        c(i, i) = 1;
 }
 
 } // namespace
@@ -218,12 +237,13 @@ void extend_basis(const reflector_block<T>& block, std::vector<T>& q, std::size_
         const block_view<T> c{
             .first = first + slabs.begin(s), .rows = block.rows, .cols = width, .stride = ld};
         const std::size_t units = s == 0 ? count : 0;
-        border(c, count, units);
         if (width == units ? count >= least_tile_side
-                           : summed_as_any_larger({count, width - units, block.rows - count}))
+                           : summed_as_any_larger({count, width - units, block.rows - count})) {
             multiply_bordered_slab(vectors, block.factor, c, units);
-        else
+        } else {
+            border(c, count, units);
             multiply_slab(vectors, block.factor, c);
+        }
     };
     parallel_for(slabs.count, slab_work<T>(slabs, block.rows, count), extend_slab);
 }
