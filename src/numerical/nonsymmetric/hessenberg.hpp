@@ -1,10 +1,7 @@
 #pragma once
 
 // Reduction to Hessenberg form by reflectors, QᴴAQ = H. Large matrices are reduced by panels of
-// columns: within a panel the trailing matrix stays unchanged while Y = A·V·T is formed along with
-// the reflectors; then products update everything. The only operation that isn't blocked is the
-// product of each reflector with the trailing matrix, restricted to the rows below the panel
-// (Quintana-Orti and van de Geijn 2006).
+// columns (hessenberg_panel.hpp), small ones column by column.
 
 #include "numerical/factor/reflector_block.hpp"
 
@@ -12,8 +9,6 @@
 #include <vector>
 
 namespace numerical::detail {
-
-constexpr std::size_t hessenberg_panel = 32;
 
 // Matrices with fewer rows are reduced column by column.
 constexpr std::size_t hessenberg_crossover = 96;

@@ -138,7 +138,7 @@ TYPED_TEST(schur, hessenberg_form_of_hard_matrices_is_backward_stable_on_every_p
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
         for (const std::size_t n : {1UL, 2UL, 3UL, 4UL, 17UL, hessenberg_crossover - 1,
-                                    hessenberg_crossover, hessenberg_crossover + 1, 130UL})
+                                    hessenberg_crossover, hessenberg_crossover + 1, 113UL, 130UL})
             for (const auto& [name, a] : test::gallery<TypeParam>(n)) {
                 const auto [h, q] = numerical::hessenberg_form(a);
                 const std::string where = name + ", n = " + std::to_string(n);
