@@ -47,6 +47,7 @@ HELD_BY = {
     "unit/nonsymmetric/schur_test": "numerical/nonsymmetric/bulge_chain"
     " numerical/nonsymmetric/chain_update numerical/nonsymmetric/early_deflation"
     " numerical/nonsymmetric/far_update numerical/nonsymmetric/hessenberg"
+    " numerical/nonsymmetric/hessenberg_panel"
     " numerical/nonsymmetric/multishift_qr numerical/nonsymmetric/reduction_to_schur"
     " numerical/nonsymmetric/small_qr numerical/nonsymmetric/standard_block",
     "unit/many_threads/hardware_test": "numerical/runtime/hardware_threads",
