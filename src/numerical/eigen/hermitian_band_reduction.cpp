@@ -210,9 +210,8 @@ reflector_block<T> reduce_columns(block_view<T> a, std::size_t from, std::size_t
     for (std::size_t i = 0; i < length; ++i)
         std::copy_n(panel.row(i), width, columns.data() + i * width);
 
-    std::vector<std::vector<T>> reflectors(count);
-    factor_qr_panel(columns, length, width, reflectors, 0, count);
-    reflector_block<T> q = gather_reflectors(reflectors, 0, count, length);
+    const block_view<T> all{columns.data(), length, width};
+    reflector_block<T> q = factor_qr_panel(all.sub(0, length, 0, count), 0);
     apply_reflector_block<block_operator::adjoint>(q, columns, width, count, width);
     for (std::size_t i = 0; i < count; ++i)
         for (std::size_t j = 0; j < width; ++j)

@@ -82,7 +82,7 @@ class qr_panels
 {
 public:
     qr_panels(std::vector<T>& matrix, std::size_t row_count, std::size_t column_count)
-        : a(matrix), rows(row_count), columns(column_count), reflectors(std::min(rows, columns))
+        : a(matrix), rows(row_count), columns(column_count)
     {
     }
 
@@ -92,7 +92,6 @@ private:
     std::vector<T>& a;
     std::size_t rows;
     std::size_t columns;
-    std::vector<std::vector<T>> reflectors; // of the panel that is being factored
 
     reflector_block<T> factorize_panel(std::size_t from, std::size_t to);
     reflector_block<T> update_and_factorize(const reflector_block<T>& block, std::size_t to,
@@ -102,7 +101,7 @@ private:
 template <class T>
 std::vector<reflector_block<T>> qr_panels<T>::factorize()
 {
-    const std::size_t k = reflectors.size();
+    const std::size_t k = std::min(rows, columns);
     std::vector<reflector_block<T>> blocks;
     std::size_t to = std::min(panel_columns, k);
     blocks.push_back(factorize_panel(0, to));
@@ -119,11 +118,8 @@ std::vector<reflector_block<T>> qr_panels<T>::factorize()
 template <class T>
 reflector_block<T> qr_panels<T>::factorize_panel(std::size_t from, std::size_t to)
 {
-    factor_qr_panel(a, rows, columns, reflectors, from, to);
-    reflector_block<T> block = gather_reflectors(reflectors, from, to, rows);
-    for (std::size_t j = from; j < to; ++j)
-        reflectors[j] = {}; // their memory serves the next panel's
-    return block;
+    const block_view<T> matrix{a.data(), rows, columns};
+    return factor_qr_panel(matrix.sub(from, rows, from, to), from);
 }
 
 // The slabs write the columns from next_to on, the panel those before it alone.

@@ -24,12 +24,11 @@ struct thin_qr
     std::vector<T> r; // k × columns, with a real, non-negative diagonal
 };
 
-// Factors columns [from, to) of the row-major rows × columns array from row `from` down, on the
-// calling thread, and leaves reflector j in reflectors[j]. R is left on and above the diagonal;
-// the elements below it are not cleared and mean nothing.
+// Factors a panel that has at least as many rows as columns, on the calling thread. R is left on
+// and above its diagonal; the elements below it are not cleared and mean nothing. The reflectors
+// act on the matrix rows from `offset` on, where the panel begins.
 template <class T>
-void factor_qr_panel(std::vector<T>& a, std::size_t rows, std::size_t columns,
-                     std::vector<std::vector<T>>& reflectors, std::size_t from, std::size_t to);
+reflector_block<T> factor_qr_panel(block_view<T> panel, std::size_t offset);
 
 // QᴴA = R. The diagonal of R has the phases that the reflectors gave it.
 template <class T>

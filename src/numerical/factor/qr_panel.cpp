@@ -154,12 +154,8 @@ std::vector<complex> complex_panel::reflect(std::size_t j, const complex* v)
     return next;
 }
 
-void factor_panel(block_view<double> block, std::vector<double>* reflectors)
-{
-    factor_real_panel(block, reflectors);
-}
-
-void factor_panel(block_view<complex> block, std::vector<complex>* reflectors)
+// Leaves R in the block, and the reflector of column j in reflectors[j].
+void factor_complex_panel(block_view<complex> block, std::vector<complex>* reflectors)
 {
     complex_panel panel(block);
     std::vector<complex> column = panel.first_column();
@@ -177,19 +173,22 @@ void factor_panel(block_view<complex> block, std::vector<complex>* reflectors)
 
 } // namespace
 
-template <class T>
-void factor_qr_panel(std::vector<T>& a, std::size_t rows, std::size_t columns,
-                     std::vector<std::vector<T>>& reflectors, std::size_t from, std::size_t to)
+template <>
+reflector_block<double> factor_qr_panel(block_view<double> panel, std::size_t offset)
 {
-    T* const corner = a.data() + from * columns + from;
-    factor_panel(
-        block_view<T>{.first = corner, .rows = rows - from, .cols = to - from, .stride = columns},
-        reflectors.data() + from);
+    std::vector<double> vectors = uninitialized<double>(panel.rows * panel.cols);
+    factor_real_panel(panel, {vectors.data(), panel.rows, panel.cols});
+    return block_of_reflectors(std::move(vectors), offset, panel.rows, panel.cols);
 }
 
-template void factor_qr_panel(std::vector<double>&, std::size_t, std::size_t,
-                              std::vector<std::vector<double>>&, std::size_t, std::size_t);
-template void factor_qr_panel(std::vector<complex>&, std::size_t, std::size_t,
-                              std::vector<std::vector<complex>>&, std::size_t, std::size_t);
+template <>
+reflector_block<complex> factor_qr_panel(block_view<complex> panel, std::size_t offset)
+{
+    std::vector<std::vector<complex>> reflectors(panel.cols);
+    factor_complex_panel(panel, reflectors.data());
+    reflector_block<complex> block = gather_reflectors(reflectors, 0, panel.cols, panel.rows);
+    block.offset = offset;
+    return block;
+}
 
 } // namespace numerical::detail

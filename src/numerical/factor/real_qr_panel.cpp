@@ -9,9 +9,10 @@
 #include "numerical/gemm/sum_by_halves.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/interruption.hpp"
+#include "numerical/storage.hpp"
 
 #include <algorithm>
-#include <utility>
+#include <vector>
 
 namespace numerical::detail {
 namespace {
@@ -20,17 +21,19 @@ namespace {
 // column at a time take no longer.
 constexpr std::size_t least_long_column = 512;
 
-// A real panel by columns, as its sums run along a column in several vectors. In long columns a
-// reflector is applied one pass late, in the pass that forms the dots with the next one; only the
-// next reflector's own column is brought up to date before.
+// A real panel by columns, as its sums run along a column in several vectors. The reflector of a
+// column takes its place from the diagonal down. In long columns a reflector is applied one pass
+// late, in the pass that forms the dots with the next one; only the next reflector's own column is
+// brought up to date before.
 class real_panel
 {
 public:
     explicit real_panel(block_view<const double> block);
 
-    void factorize(std::vector<double>* reflectors);
+    void factorize();
 
-    const block_view<double>& by_columns() const { return columns; }
+    void copy_r(block_view<double> panel) const;
+    void copy_reflectors(block_view<double> v) const;
 
 private:
     void reflect_late(std::size_t j, const std::vector<double>& v);
@@ -40,7 +43,8 @@ private:
     int path = gemm_path_current();
     std::size_t height;
     packing_storage<double> memory;
-    block_view<double> columns; // row l is column l of the panel
+    block_view<double> columns;   // row l is column l of the panel
+    std::vector<double> diagonal; // of R
     std::vector<double> factors;
     std::vector<double> dots;
     const double* late = nullptr; // the reflector before, to be added to column l factors[l] times
@@ -53,7 +57,7 @@ real_panel::real_panel(block_view<const double> block)
               .rows = block.cols,
               .cols = height,
               .stride = round_up(height, line_elements<double>)},
-      factors(block.cols), dots(block.cols)
+      diagonal(block.cols), factors(block.cols), dots(block.cols)
 {
     transpose_into(columns, block);
 }
@@ -118,7 +122,7 @@ void real_panel::reflect_late(std::size_t j, const std::vector<double>& v)
 {
     if (!v.empty()) {
         pass_over_columns(j, v.data());
-        late = v.data();
+        late = columns.row(j) + j; // where v is moved next
     } else if (late != nullptr) {
         for (std::size_t l = j + 1; l < columns.rows; ++l)
             apply_late(l, height - late_row);
@@ -127,33 +131,52 @@ void real_panel::reflect_late(std::size_t j, const std::vector<double>& v)
     late_row = j;
 }
 
-void real_panel::factorize(std::vector<double>* reflectors)
+void real_panel::factorize()
 {
+    std::vector<double> v;
+    v.reserve(height);
     for (std::size_t j = 0; j < columns.rows; ++j) {
         check_for_interruption();
         double* const column = columns.row(j);
         if (late != nullptr)
             apply_late(j, height - late_row);
-        std::vector<double> v(column + j, column + height);
+        v.assign(column + j, column + height);
         make_reflector(v);
-        reflectors[j] = std::move(v);
         if (height < least_long_column)
-            reflect_columns(columns.sub(j, columns.rows, j, height), reflectors[j]);
+            reflect_columns(columns.sub(j, columns.rows, j, height), v);
         else
-            reflect_late(j, reflectors[j]);
+            reflect_late(j, v);
+        diagonal[j] = column[j];
+        v.resize(height - j); // zeros if it was empty
+        std::copy(v.begin(), v.end(), column + j);
     }
+}
+
+// R alone; nobody reads what the panel has below it.
+void real_panel::copy_r(block_view<double> panel) const
+{
+    for (std::size_t i = 0; i < columns.rows; ++i) {
+        panel(i, i) = diagonal[i];
+        for (std::size_t j = i + 1; j < columns.rows; ++j)
+            panel(i, j) = columns(j, i);
+    }
+}
+
+void real_panel::copy_reflectors(block_view<double> v) const
+{
+    transpose_into<double>(v, columns);
+    for (std::size_t i = 0; i < v.cols; ++i)
+        set_zero(v.row(i) + i + 1, v.cols - i - 1);
 }
 
 } // namespace
 
-void factor_real_panel(block_view<double> block, std::vector<double>* reflectors)
+void factor_real_panel(block_view<double> panel, block_view<double> v)
 {
-    real_panel panel(block);
-    panel.factorize(reflectors);
-    // R alone; nobody reads what is left below it.
-    const std::size_t rows_of_r = std::min(block.rows, block.cols);
-    transpose_into(block.sub(0, rows_of_r, 0, block.cols),
-                   panel.by_columns().sub(0, block.cols, 0, rows_of_r));
+    real_panel by_columns(panel);
+    by_columns.factorize();
+    by_columns.copy_r(panel);
+    by_columns.copy_reflectors(v);
 }
 
 } // namespace numerical::detail

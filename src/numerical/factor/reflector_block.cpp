@@ -7,6 +7,7 @@
 #include "numerical/strided/element_bits.hpp"
 
 #include <algorithm>
+#include <utility>
 
 namespace numerical::detail {
 namespace {
@@ -61,16 +62,16 @@ void scatter(block_view<T> v, const std::vector<T>* reflectors)
 
 // T column by column, from G = VᴴV (Schreiber and Van Loan 1989, with beta = 2):
 // T[0..i)[i] = -2·T[0..i)[0..i)·G[0..i)[i]. The columns that are there lie in the rows of
-// `columns`, so that the sums of a new one run side by side. Those of empty reflectors stay zero.
+// `columns`, so that the sums of a new one run side by side. Those of columns of zeros, whose
+// diagonal elements of G alone aren't about 1, stay zero.
 template <class T>
-void fill_factor(block_view<T> factor, const std::vector<T>& gram,
-                 const std::vector<T>* first_reflector)
+void fill_factor(block_view<T> factor, const std::vector<T>& gram)
 {
     const std::size_t count = factor.rows;
     std::vector<T> columns = zeros<T>(count * count);
     std::vector<T> gram_column(count);
     for (std::size_t i = 0; i < count; ++i) {
-        if (first_reflector[i].empty())
+        if (gram[i * count + i] == T(0))
             continue;
         for (std::size_t k = 0; k < i; ++k)
             gram_column[k] = gram[k * count + i];
@@ -94,23 +95,33 @@ reflector_block<T> gather_reflectors(const std::vector<std::vector<T>>& reflecto
 {
     const std::size_t count = to - from;
     const std::size_t height = rows - from;
-    reflector_block<T> block{.offset = from,
-                             .rows = height,
-                             .count = count,
-                             .vectors = uninitialized<T>(height * count),
-                             .factor = zeros<T>(count * count)};
-    const block_view<T> vectors{block.vectors.data(), height, count};
-    scatter(vectors, &reflectors[from]);
+    std::vector<T> vectors = uninitialized<T>(height * count);
+    scatter<T>({vectors.data(), height, count}, &reflectors[from]);
+    return block_of_reflectors(std::move(vectors), from, height, count);
+}
 
+template <class T>
+reflector_block<T> block_of_reflectors(std::vector<T> vectors, std::size_t offset, std::size_t rows,
+                                       std::size_t count)
+{
     std::vector<T> gram = zeros<T>(count * count); // VᴴV
-    add_upper_gram<T>(vectors, {gram.data(), count, count});
-    fill_factor<T>({block.factor.data(), count, count}, gram, &reflectors[from]);
-    return block;
+    add_upper_gram<T>({vectors.data(), rows, count}, {gram.data(), count, count});
+    std::vector<T> factor = zeros<T>(count * count);
+    fill_factor<T>({factor.data(), count, count}, gram);
+    return {.offset = offset,
+            .rows = rows,
+            .count = count,
+            .vectors = std::move(vectors),
+            .factor = std::move(factor)};
 }
 
 template reflector_block<double> gather_reflectors(const std::vector<std::vector<double>>&,
                                                    std::size_t, std::size_t, std::size_t);
 template reflector_block<complex> gather_reflectors(const std::vector<std::vector<complex>>&,
                                                     std::size_t, std::size_t, std::size_t);
+template reflector_block<double> block_of_reflectors(std::vector<double>, std::size_t, std::size_t,
+                                                     std::size_t);
+template reflector_block<complex> block_of_reflectors(std::vector<complex>, std::size_t,
+                                                      std::size_t, std::size_t);
 
 } // namespace numerical::detail

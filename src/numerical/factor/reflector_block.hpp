@@ -29,6 +29,12 @@ template <class T>
 reflector_block<T> gather_reflectors(const std::vector<std::vector<T>>& reflectors,
                                      std::size_t from, std::size_t to, std::size_t rows);
 
+// The block of the reflectors in the columns of V, rows × count. A column of zeros stands for the
+// identity.
+template <class T>
+reflector_block<T> block_of_reflectors(std::vector<T> vectors, std::size_t offset, std::size_t rows,
+                                       std::size_t count);
+
 // C := Q·C or Qᴴ·C, C being the block's rows of columns [column_from, column_to) of `target`.
 template <block_operator form, class T>
 void apply_reflector_block(const reflector_block<T>& block, std::vector<T>& target, std::size_t ld,

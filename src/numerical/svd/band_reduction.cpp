@@ -74,9 +74,8 @@ reflector_block<T> reduce_rows(block_view<T> rows)
     const std::size_t length = rows.cols;
     const std::size_t count = std::min(width, length);
     std::vector<T> columns = adjoint_copy<T>(rows);
-    std::vector<std::vector<T>> reflectors(count);
-    factor_qr_panel(columns, length, width, reflectors, 0, count);
-    reflector_block<T> q = gather_reflectors(reflectors, 0, count, length);
+    const block_view<T> all{columns.data(), length, width};
+    reflector_block<T> q = factor_qr_panel(all.sub(0, length, 0, count), 0);
     apply_reflector_block<block_operator::adjoint>(q, columns, width, count, width);
     for (std::size_t i = 0; i < width; ++i)
         for (std::size_t j = 0; j < length; ++j)
@@ -92,14 +91,12 @@ reflector_block<T> reduce_rows(block_view<T> rows)
 template <class T>
 void reduce_columns_and_rows(std::vector<T>& a, std::size_t n, std::size_t from, std::size_t to)
 {
-    std::vector<std::vector<T>> reflectors(n);
-    factor_qr_panel(a, n, n, reflectors, from, to);
+    const block_view<T> all{a.data(), n, n};
+    const reflector_block<T> q = factor_qr_panel(all.sub(from, n, from, to), from);
     if (to == n)
         return;
-    const block_view<T> all{a.data(), n, n};
     const std::size_t width = to - from;
     const std::size_t length = n - to;
-    const reflector_block<T> q = gather_reflectors(reflectors, from, to, n);
     const block_view<const T> v = vectors_of(q);
     const block_view<const T> v_above = v.sub(0, width, 0, width);
     const block_view<const T> v_below = v.sub(width, q.rows, 0, width);

@@ -105,9 +105,11 @@ bool same(const complex& x, const complex& y)
 template <class T>
 void expect_reflectors_one_by_one(const matrix<T>& a)
 {
-    std::vector<std::vector<T>> reflectors(a.cols);
     std::vector<T> factored = a.data;
-    detail::factor_qr_panel(factored, a.rows, a.cols, reflectors, 0, a.cols);
+    const auto block =
+        detail::factor_qr_panel(detail::block_view<T>{factored.data(), a.rows, a.cols}, 0);
+    ASSERT_EQ(block.vectors.size(), a.data.size());
+    const detail::block_view<const T> vectors{block.vectors.data(), a.rows, a.cols};
 
     std::vector<T> columns(a.data.size());
     for (std::size_t i = 0; i < a.rows; ++i)
@@ -118,9 +120,9 @@ void expect_reflectors_one_by_one(const matrix<T>& a)
         std::vector<T> v(begin + std::ptrdiff_t(j), begin + std::ptrdiff_t(a.rows));
         detail::make_reflector(v);
         detail::reflect_columns(columns, a.rows, v, j, j, a.cols);
-        ASSERT_EQ(reflectors[j].size(), v.size()) << "column " << j;
-        for (std::size_t i = 0; i < v.size(); ++i)
-            ASSERT_TRUE(same(reflectors[j][i], v[i])) << "column " << j << ", " << i;
+        v.resize(a.rows - j); // zeros for the identity
+        for (std::size_t i = 0; i < a.rows; ++i)
+            ASSERT_TRUE(same(vectors(i, j), i < j ? T(0) : v[i - j])) << i << ", " << j;
         for (std::size_t i = 0; i <= j; ++i)
             ASSERT_TRUE(same(factored[i * a.cols + j], columns[j * a.rows + i])) << i << ", " << j;
     }
@@ -174,8 +176,7 @@ TEST(complex_qr_panel, recovers_infinite_sums)
             a.data[6] = 1; // times an infinity it is NaN in both parts
             a.data[7] = complex(infinity, seed % 2 == 0 ? infinity : -infinity);
             expect_reflectors_one_by_one(a);
-            std::vector<std::vector<complex>> reflectors(2);
-            detail::factor_qr_panel(a.data, 6, 2, reflectors, 0, 2);
+            detail::factor_qr_panel(detail::block_view<complex>{a.data.data(), 6, 2}, 0);
             infinite += std::isinf(a.data[1].real()) || std::isinf(a.data[1].imag()) ? 1 : 0;
         }
         EXPECT_GT(infinite, 0u) << "path " << path;

@@ -314,24 +314,35 @@ TYPED_TEST(qr, panel_touches_its_own_columns_alone)
         for (std::size_t j = 0; j < cols; ++j)
             if (!inside(i, j))
                 a.data[i * cols + j] = nan;
-    std::vector<std::vector<TypeParam>> reflectors(cols);
-    detail::factor_qr_panel(a.data, rows, cols, reflectors, from, to);
+    const detail::block_view<TypeParam> all{a.data.data(), rows, cols};
+    const auto block = detail::factor_qr_panel(all.sub(from, rows, from, to), from);
     for (std::size_t i = 0; i < rows; ++i)
         for (std::size_t j = 0; j < cols; ++j)
             ASSERT_NE(std::isnan(detail::real_part(a.data[i * cols + j])), inside(i, j));
-    for (std::size_t j = 0; j < cols; ++j)
-        EXPECT_EQ(reflectors[j].size(), j >= from && j < to ? rows - j : 0);
+    EXPECT_EQ(block.offset, from);
+    EXPECT_EQ(block.rows, rows - from);
+    EXPECT_EQ(block.count, to - from);
+    for (std::size_t i = 0; i < block.rows; ++i)
+        for (std::size_t j = 0; j < block.count; ++j)
+            EXPECT_EQ(block.vectors[i * block.count + j] == TypeParam(0), i < j);
 }
 
+// At both sides of the height from which a reflector is applied late.
 TYPED_TEST(qr, panel_leaves_no_reflector_for_a_zero_column)
 {
-    auto a = with_zero_columns(test::random_matrix<TypeParam>(10, 4, 1), {0});
-    std::vector<std::vector<TypeParam>> reflectors(4);
-    detail::factor_qr_panel(a.data, 10, 4, reflectors, 0, 4);
-    EXPECT_TRUE(reflectors[0].empty());
-    EXPECT_EQ(reflectors[1].size(), 9u);
-    for (std::size_t i = 0; i < 10; ++i)
-        EXPECT_EQ(a.data[i * 4], TypeParam(0));
+    for (const std::size_t rows : {10u, 511u, 512u})
+        for (const std::size_t zero : {0u, 1u, 3u}) {
+            SCOPED_TRACE(testing::Message() << rows << " rows, column " << zero);
+            auto a = with_zero_columns(test::random_matrix<TypeParam>(rows, 4, 1), {zero});
+            const detail::block_view<TypeParam> all{a.data.data(), rows, 4};
+            const auto block = detail::factor_qr_panel(all, 0);
+            for (std::size_t j = 0; j < 4; ++j)
+                EXPECT_EQ(block.factor[j * 4 + j], TypeParam(j == zero ? 0 : 2));
+            for (std::size_t i = 0; i < rows; ++i)
+                ASSERT_EQ(block.vectors[i * 4 + zero], TypeParam(0));
+            for (std::size_t i = 0; i <= zero; ++i)
+                EXPECT_EQ(a.data[i * 4 + zero], TypeParam(0));
+        }
 }
 
 } // namespace
