@@ -3,6 +3,7 @@
 #include "numerical/counts.hpp"
 #include "numerical/gemm/kernels/symv.hpp"
 #include "numerical/gemm/path.hpp"
+#include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/interruption.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
@@ -166,8 +167,8 @@ void hermitian_product(const T* a, std::size_t lda, std::size_t len, const T* x,
                  b * block_rows, x, sums);
     };
     const auto add_block = [&](std::size_t b, const T* sums) {
-        for (std::size_t i = 0; i < last_row(b); ++i)
-            y[i] += sums[i];
+        scaled_add_on(path, as_doubles(y), as_doubles(sums), 1.0,
+                      last_row(b) * (sizeof(T) / sizeof(double)));
     };
 
     std::fill_n(y, len, T(0));

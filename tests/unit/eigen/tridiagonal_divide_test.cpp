@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdio>
 #include <gtest/gtest.h>
+#include <thread>
 
 namespace {
 
@@ -235,16 +236,90 @@ TEST(merge_columns, rows_of_small_vectors_are_normalised)
     EXPECT_EQ(row[1], -1.0);
 }
 
+// On a thread of its own, which keeps no memory yet.
+template <class F>
+void on_new_thread(const F& body)
+{
+    std::thread(body).join();
+}
+
 TEST(workspace_buffer, grows_and_keeps_what_it_has)
 {
-    workspace_buffer buffer;
-    double* const first = workspace_of(buffer, 10);
-    first[3] = 5;
-    EXPECT_EQ(workspace_of(buffer, 4), first);
-    EXPECT_EQ(first[3], 5);
-    EXPECT_EQ(buffer.capacity, 10U);
-    EXPECT_NE(workspace_of(buffer, 100000), nullptr);
-    EXPECT_EQ(buffer.capacity, 100000U); // not rounded up
+    on_new_thread([] {
+        workspace_buffer buffer;
+        double* const first = workspace_of(buffer, 10);
+        first[3] = 5;
+        EXPECT_EQ(workspace_of(buffer, 4), first);
+        EXPECT_EQ(first[3], 5);
+        EXPECT_EQ(buffer.capacity, 10U);
+        EXPECT_NE(workspace_of(buffer, 100000), nullptr);
+        EXPECT_EQ(buffer.capacity, 100000U); // not rounded up
+    });
+}
+
+TEST(workspace_buffer, leaves_its_memory_to_the_next_one)
+{
+    on_new_thread([] {
+        const double* small = nullptr;
+        const double* large = nullptr;
+        {
+            workspace_buffer first;
+            workspace_buffer second;
+            small = workspace_of(first, 1000);
+            large = workspace_of(second, 2000);
+            EXPECT_EQ(kept_workspace_bytes(), 0U);
+        }
+        EXPECT_EQ(kept_workspace_bytes(), 3000 * sizeof(double));
+        workspace_buffer first;
+        workspace_buffer second;
+        EXPECT_EQ(workspace_of(first, 10), large);
+        EXPECT_EQ(first.capacity, 2000U);
+        EXPECT_EQ(workspace_of(second, 1000), small);
+        EXPECT_EQ(kept_workspace_bytes(), 0U);
+    });
+}
+
+TEST(workspace_buffer, outgrows_a_kept_block)
+{
+    on_new_thread([] {
+        {
+            workspace_buffer first;
+            workspace_of(first, 1000);
+        }
+        workspace_buffer first;
+        workspace_of(first, 1001);
+        EXPECT_EQ(first.capacity, 1001U);
+        EXPECT_EQ(kept_workspace_bytes(), 1000 * sizeof(double));
+    });
+}
+
+TEST(workspace_buffer, memory_of_at_most_32_mebibytes_is_kept_the_largest_first)
+{
+    static constexpr std::size_t most = (std::size_t{32} << 20) / sizeof(double);
+    on_new_thread([] {
+        {
+            workspace_buffer beyond;
+            workspace_of(beyond, most + 1);
+        }
+        EXPECT_EQ(kept_workspace_bytes(), 0U);
+        {
+            workspace_buffer small;
+            workspace_of(small, 1);
+            workspace_buffer half;
+            workspace_of(half, most / 2);
+            workspace_buffer rest;
+            workspace_of(rest, most / 2);
+        }
+        EXPECT_EQ(kept_workspace_bytes(), most * sizeof(double));
+        {
+            workspace_buffer whole;
+            workspace_of(whole, most);
+        }
+        EXPECT_EQ(kept_workspace_bytes(), most * sizeof(double));
+        workspace_buffer whole;
+        workspace_of(whole, 1);
+        EXPECT_EQ(whole.capacity, most);
+    });
 }
 
 } // namespace
