@@ -50,27 +50,24 @@ eigenpairs<T> solve_by_reduction(matrix<T> a, double scale, eigen_method method)
     std::vector<double> values(n);
     for (std::size_t i = 0; i < n; ++i)
         values[i] = d[order[i]] * scale;
-    return {std::move(values), columns_by_value(rows, order, n)};
+    if (!std::is_sorted(order.begin(), order.end()))
+        return {std::move(values), columns_by_value(rows, order, n)};
+    transpose_in_place(rows, n); // as divide and conquer leaves them
+    return {std::move(values), std::move(rows)};
 }
 
 } // namespace
 
-// Each index writes some rows of the result. Rows that are in order, as those of divide and conquer
-// are, become a plain transpose.
+// Each index writes some rows of the result.
 template <class T>
 std::vector<T> columns_by_value(const std::vector<T>& rows, const std::vector<std::size_t>& order,
                                 std::size_t n)
 {
     std::vector<T> columns = uninitialized<T>(n * n);
-    const bool in_order = std::is_sorted(order.begin(), order.end());
     const auto fill_rows = [&](std::size_t b) {
         const std::size_t from = b * gathered_tile;
         const std::size_t to = std::min(from + gathered_tile, n);
         const block_view<T> slab{columns.data() + from * n, to - from, n};
-        if (in_order) {
-            transpose_into<T>(slab, block_view<const T>{rows.data(), n, n}.sub(0, n, from, to));
-            return;
-        }
         for (std::size_t left = 0; left < n; left += gathered_tile)
             for (std::size_t j = left; j < std::min(left + gathered_tile, n); ++j)
                 for (std::size_t i = from; i < to; ++i)

@@ -1,9 +1,7 @@
 #include "numerical/eigen/tridiagonal_divide.hpp"
 
-#include "numerical/counts.hpp"
 #include "numerical/eigen/order.hpp"
 #include "numerical/eigen/tridiagonal_ql.hpp"
-#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/strided/transpose.hpp"
 
@@ -15,8 +13,6 @@
 
 namespace numerical::detail {
 namespace {
-
-constexpr std::size_t transposed_tile = 32;
 
 // The block scaled by an exact power of two, so that its largest entry lies in [0.5, 1) and the
 // tolerances of the merges are relative to that.
@@ -89,31 +85,16 @@ void tear_and_merge(double* d, const double* e, std::size_t n, block_view<double
     std::copy(values.begin(), values.end(), d);
 }
 
-// z becomes its transpose, a pair of mirrored tiles at a time.
-void transpose_in_place(block_view<double> z)
-{
-    const auto transpose_row_of_tiles = [&](std::size_t b) {
-        const std::size_t from = b * transposed_tile;
-        const std::size_t to = std::min(from + transposed_tile, z.rows);
-        for (std::size_t left = 0; left <= from; left += transposed_tile)
-            for (std::size_t i = from; i < to; ++i)
-                for (std::size_t j = left; j < std::min(left + transposed_tile, i); ++j)
-                    std::swap(z(i, j), z(j, i));
-    };
-    parallel_for(ceil_div(z.rows, transposed_tile), transposed_tile * z.rows,
-                 transpose_row_of_tiles);
-}
-
 // Columns of the real z as rows of T.
 std::vector<double> as_rows(std::vector<double> z, std::size_t n, const double*)
 {
-    transpose_in_place({z.data(), n, n});
+    transpose_in_place(z, n);
     return z;
 }
 
 std::vector<complex> as_rows(std::vector<double> z, std::size_t n, const complex*)
 {
-    transpose_in_place({z.data(), n, n});
+    transpose_in_place(z, n);
     auto rows = reserved<complex>(n * n);
     rows.insert(rows.end(), z.begin(), z.end());
     return rows;

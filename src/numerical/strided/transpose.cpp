@@ -1,6 +1,7 @@
 #include "numerical/strided/transpose.hpp"
 
 #include "numerical/counts.hpp"
+#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/matrix_view.hpp"
@@ -214,9 +215,11 @@ void transpose_in_place(std::vector<T>& a, std::size_t n)
                 std::swap(a[i * n + j], a[j * n + i]);
         return;
     }
-    T copy[edge * edge];
     const block_view<T> all{a.data(), n, n};
-    for (std::size_t top = 0; top < n; top += edge)
+    // An index exchanges the tiles right of the diagonal in its rows with their mirror images.
+    const auto transpose_tiles = [&](std::size_t row_of_tiles) {
+        T copy[edge * edge];
+        const std::size_t top = row_of_tiles * edge;
         for (std::size_t left = top; left < n; left += edge) {
             const block_view<T> upper =
                 all.sub(top, std::min(top + edge, n), left, std::min(left + edge, n));
@@ -228,6 +231,8 @@ void transpose_in_place(std::vector<T>& a, std::size_t n)
             for (std::size_t i = 0; i < lower.rows; ++i)
                 std::copy_n(transposed.row(i), lower.cols, lower.row(i));
         }
+    };
+    parallel_for(ceil_div(n, edge), edge * n, transpose_tiles);
 }
 
 template std::vector<double> adjoint_copy(block_view<const double>);
