@@ -2,11 +2,9 @@
 
 #include "numerical/errors.hpp"
 #include "numerical/factor/cholesky.hpp"
-#include "numerical/factor/triangular.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/systems/kept_cholesky.hpp"
-#include "numerical/thread_scratch.hpp"
 #include "package/kept_stacks.hpp"
 
 #include <algorithm>
@@ -57,36 +55,6 @@ void solve_checked(const triangle<T>& t, matrix_form form, detail::block_view<T>
         throw non_finite_error("solve_triangular: the matrix holds an infinite or NaN entry");
     if (suspicious && is_singular(t))
         throw singular_matrix_error("solve_triangular: matrix is singular");
-}
-
-// --- upper Cholesky factors ----------------------------------------------------------------------
-// A lower triangle with zeros above it becomes its adjoint, 64 of its columns at a time.
-template <class T>
-void turn_to_upper(detail::block_view<T> l)
-{
-    constexpr std::size_t edge = 64;
-    detail::thread_scratch<T> store(edge * edge);
-    for (std::size_t from = 0; from < l.rows; from += edge) {
-        const std::size_t to = std::min(from + edge, l.rows);
-        const detail::block_view<T> corner = l.sub(from, to, from, to);
-        const detail::block_view<T> below = l.sub(to, l.rows, from, to);
-        const detail::block_view<T> copy{store.data(), corner.cols, corner.rows};
-        detail::adjoint_into<T>(copy, corner);
-        detail::copy_block<T>(copy, corner);
-        detail::adjoint_into<T>(l.sub(from, to, to, l.rows), below);
-        for (std::size_t i = 0; i < below.rows; ++i)
-            detail::set_zero(below.row(i), below.cols);
-    }
-}
-
-// U = Lᴴ of Aᴴ, whose lower triangle is the upper one of A.
-template <class T>
-std::vector<T> upper_factor(const tensor<T>& a, std::size_t n)
-{
-    matrix<T> lower{n, n, detail::adjoint_copy<T>({a.data.data(), n, n})};
-    std::vector<T> u = std::move(cholesky_decomposition<T>(std::move(lower)).factors);
-    turn_to_upper<T>({u.data(), n, n});
-    return u;
 }
 
 // --- rank-one changes of a Cholesky factor -------------------------------------------------------
@@ -142,7 +110,7 @@ PyObject* upper_cholesky(const binding::call_arguments& call)
     return telling({given}, {}, [&] {
         return by_type(a, [&]<class T>(const tensor<T>& x) {
             std::vector<T> u;
-            computed(x.data.size(), [&] { u = upper_factor(x, n); });
+            computed(x.data.size(), [&] { u = upper_cholesky_factor(x.data.data(), n, n); });
             return wrap(tensor<T>({n, n}, std::move(u)));
         });
     });

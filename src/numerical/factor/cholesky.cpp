@@ -11,6 +11,7 @@
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/dense_passes.hpp"
+#include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -160,10 +161,8 @@ void cholesky_blocks<T>::factor_tile(block_view<T> rows, block_view<T> minus_row
     transpose_into(rows, tile);
     for (std::size_t i = 0; i < rows.rows; ++i)
         negate_run(minus_rows.row(i), rows.row(i), rows.cols);
-    if constexpr (std::is_same_v<T, complex>)
-        for (std::size_t j = 0; j < tile.rows; ++j)
-            for (std::size_t i = 0; i < tile.cols; ++i)
-                tile(j, i) = conjugate(tile(j, i));
+    for (std::size_t j = 0; j < tile.rows; ++j)
+        conjugate_all(tile.row(j), tile.cols);
 }
 
 // The pieces write the columns from the next panel's end on; the panel's own are updated beside
@@ -260,6 +259,49 @@ void clear_upper(block_view<T> a, std::size_t block)
     });
 }
 
+// Calls pass(first, last) for bands of rows.
+template <class F>
+void for_each_band(std::size_t rows, std::size_t cols, const F& pass)
+{
+    parallel_for(ceil_div(rows, tile_rows), cols * tile_rows / 8,
+                 [&](std::size_t g) { pass(g * tile_rows, std::min((g + 1) * tile_rows, rows)); });
+}
+
+// Aᴴ in the lower triangle, and unset elements above it, from the upper triangle of A. A band of
+// rows is checked before it is transposed.
+template <class T>
+std::vector<T> finite_upper_triangle_by_columns(block_view<const T> a)
+{
+    const std::size_t order = a.rows;
+    std::vector<T> store = uninitialized<T>(order * order);
+    const block_view<T> lower{store.data(), order, order};
+    for_each_band(order, order, [&](std::size_t first, std::size_t last) {
+        require_finite(a.row(first), (last - first) * order, operation_name);
+        adjoint_into<T>(lower.sub(first, order, first, last), a.sub(first, last, first, order));
+    });
+    return store;
+}
+
+// L in a lower triangle becomes Lᴴ with zeros below it. A band of columns is written to the same
+// band of rows, of which no other band reads anything.
+template <class T>
+void turn_to_upper(block_view<T> l)
+{
+    for_each_band(l.rows, l.rows, [&](std::size_t first, std::size_t last) {
+        const block_view<T> corner = l.sub(first, last, first, last);
+        for (std::size_t i = 0; i < corner.rows; ++i) {
+            for (std::size_t j = 0; j < i; ++j) {
+                corner(j, i) = conjugate(corner(i, j));
+                corner(i, j) = T(0);
+            }
+        }
+        const block_view<T> below = l.sub(last, l.rows, first, last);
+        adjoint_into<T>(l.sub(first, last, last, l.rows), below);
+        for (std::size_t i = 0; i < below.rows; ++i)
+            set_zero(below.row(i), below.cols);
+    });
+}
+
 } // namespace
 } // namespace detail
 
@@ -290,7 +332,22 @@ void cholesky_decomposition<T>::factorize()
     detail::cholesky_blocks<T>({factors.data(), order, order}, block).factorize();
 }
 
+template <class T>
+std::vector<T> upper_cholesky_factor(const T* a, std::size_t rows, std::size_t cols)
+{
+    detail::require_square(rows, cols);
+    std::vector<T> factor =
+        detail::finite_upper_triangle_by_columns<T>({.first = a, .rows = rows, .cols = cols});
+    const detail::block_view<T> square{factor.data(), rows, cols};
+    detail::cholesky_blocks<T>(square, detail::block_width(rows)).factorize();
+    detail::turn_to_upper(square);
+    return factor;
+}
+
 template struct cholesky_decomposition<double>;
 template struct cholesky_decomposition<detail::complex>;
+template std::vector<double> upper_cholesky_factor(const double*, std::size_t, std::size_t);
+template std::vector<detail::complex> upper_cholesky_factor(const detail::complex*, std::size_t,
+                                                            std::size_t);
 
 } // namespace numerical

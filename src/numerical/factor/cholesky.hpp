@@ -29,4 +29,9 @@ private:
     void factorize();
 };
 
+// U of A = Uᴴ·U, row-major with zeros below the diagonal, from the upper triangle of a dense matrix
+// that stays as it is. The errors are those of the decomposition.
+template <class T>
+std::vector<T> upper_cholesky_factor(const T* a, std::size_t rows, std::size_t cols);
+
 } // namespace numerical

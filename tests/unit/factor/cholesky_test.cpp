@@ -25,6 +25,7 @@ namespace {
 using complex = std::complex<double>;
 using numerical::cholesky_decomposition;
 using numerical::matrix;
+using numerical::upper_cholesky_factor;
 using test::text_thrown_by;
 namespace detail = numerical::detail;
 
@@ -56,6 +57,16 @@ matrix<T> definite_matrix(std::size_t n, unsigned seed)
     for (std::size_t i = 0; i < n; ++i)
         for (std::size_t j = 0; j < n; ++j)
             a.data[i * n + j] = a.data[i * n + j] / double(n) + (i == j ? 1.0 : 0.0);
+    return a;
+}
+
+// The lower triangle of A and its adjoint.
+template <class T>
+matrix<T> hermitian_to_the_bit(matrix<T> a)
+{
+    for (std::size_t i = 0; i < a.rows; ++i)
+        for (std::size_t j = 0; j < i; ++j)
+            a.data[j * a.cols + i] = detail::conjugate(a.data[i * a.cols + j]);
     return a;
 }
 
@@ -301,6 +312,45 @@ TYPED_TEST(cholesky, of_a_matrix_that_stays_refuses_what_it_refuses_of_others)
     const std::vector<TypeParam> nothing(n * n);
     EXPECT_EQ(text_thrown_by<numerical::not_positive_definite_error>(
                   [&] { decomposition(nothing.data(), n, n); }),
+              not_positive_definite);
+}
+
+TYPED_TEST(cholesky, upper_factor_is_the_adjoint_of_the_lower_one)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const std::size_t n : {0u, 1u, 7u, 63u, 64u, 65u, 128u, 129u, 257u, 321u}) {
+            const auto a = hermitian_to_the_bit(definite_matrix<TypeParam>(n, 3));
+            const auto expected = detail::adjoint(factor_of(a));
+            auto lopsided = a;
+            for (std::size_t i = 0; i < n; ++i)
+                for (std::size_t j = 0; j < i; ++j)
+                    lopsided.data[i * n + j] = -1e300;
+            for (const std::size_t threads : test::thread_counts) {
+                const test::thread_limit some(threads);
+                EXPECT_EQ(upper_cholesky_factor(lopsided.data.data(), n, n), expected.data)
+                    << "order " << n << " on " << threads;
+            }
+        }
+    }
+}
+
+TYPED_TEST(cholesky, upper_factor_refuses_what_the_decomposition_refuses)
+{
+    constexpr std::size_t n = 70;
+    for (const auto& [row, column] : {std::pair{0u, 69u}, std::pair{69u, 0u}, std::pair{9u, 9u}}) {
+        auto a = definite_matrix<TypeParam>(n, 3);
+        a.data[row * n + column] = std::numeric_limits<double>::quiet_NaN();
+        EXPECT_EQ(text_thrown_by<numerical::non_finite_error>(
+                      [&] { upper_cholesky_factor(a.data.data(), n, n); }),
+                  non_finite);
+        EXPECT_EQ(text_thrown_by<numerical::dimension_error>(
+                      [&] { upper_cholesky_factor(a.data.data(), n, n - 1); }),
+                  "Cholesky decomposition requires a square matrix");
+    }
+    const std::vector<TypeParam> nothing(n * n);
+    EXPECT_EQ(text_thrown_by<numerical::not_positive_definite_error>(
+                  [&] { upper_cholesky_factor(nothing.data(), n, n); }),
               not_positive_definite);
 }
 
