@@ -129,6 +129,10 @@ def polar(a, side="right"):
     """
     one_of(side, "side", ("right", "left"))
     w, values, vh = native.svd(matrices(a, "polar"), False, _METHOD)
-    basis = vh.mH if side == "right" else w
-    p = matmul(basis * values[..., None, :], basis.mH)
-    return PolarResult(matmul(w, vh), (p + p.mH) / 2)
+    rows = vh if side == "right" else w.mH
+    if rows.ndim == 2:
+        p = native.spectral_sum(rows, values)
+    else:
+        p = matmul(rows.mH * values[..., None, :], rows)
+        p = (p + p.mH) / 2
+    return PolarResult(matmul(w, vh), p)

@@ -1,6 +1,7 @@
 #include "package/matrix_functions.hpp"
 
 #include "numerical/matrix_functions/exponential.hpp"
+#include "numerical/matrix_functions/hermitian.hpp"
 #include "numerical/matrix_functions/logarithm.hpp"
 #include "numerical/matrix_functions/square_root.hpp"
 #include "numerical/nonsymmetric/nonsymmetric.hpp"
@@ -101,6 +102,17 @@ PyObject* of_squares(const binding::signature<1>& signature, const binding::call
     });
 }
 
+template <class T>
+PyObject* weighted_gram(const tensor<T>& b, const tensor<double>& f)
+{
+    matrix<T> sum(0, 0, {});
+    computed(b.data.size(), [&] {
+        sum =
+            detail::spectral_sum_of_rows<T>({b.data.data(), b.shape[0], b.shape[1]}, f.data.data());
+    });
+    return wrapped_matrix(std::move(sum));
+}
+
 // ValueError "schur takes q of shape (3, 3), not (2, 2)".
 void require_shape(const operand& q, const shape_list& shape, const char* function)
 {
@@ -151,6 +163,15 @@ PyObject* logm(const binding::call_arguments& call)
     static constexpr binding::signature<1> signature{"logm", {"a"}};
     return of_squares(signature, call,
                       [](auto a) -> real_or_complex { return logarithm(std::move(a)); });
+}
+
+PyObject* spectral_sum(const binding::call_arguments& call)
+{
+    static constexpr binding::signature<2> signature{"spectral_sum", {"b", "f"}};
+    const auto [given_b, given_f] = signature.bind(call);
+    const operand b(given_b);
+    const operand f(given_f);
+    return by_type(b, [&](const auto& x) { return weighted_gram(x, f.as<double>()); });
 }
 
 PyObject* eigenvalues_of_schur(const binding::call_arguments& call)

@@ -13,6 +13,9 @@ PyObject* expm(const binding::call_arguments& call);
 PyObject* sqrtm(const binding::call_arguments& call);
 PyObject* logm(const binding::call_arguments& call);
 
+// spectral_sum(b, f): Bᴴ·diag(f)·B of a matrix with as many rows as the real vector f has elements.
+PyObject* spectral_sum(const binding::call_arguments& call);
+
 // eigenvalues_of_schur(t): the eigenvalues of the diagonal blocks, complex128.
 PyObject* eigenvalues_of_schur(const binding::call_arguments& call);
 

@@ -13,6 +13,8 @@ std::span<PyMethodDef> matrix_functions_table()
                                  "The principal square roots of square matrices."),
         function<logm>("logm", "logm(a)\n--\n\n"
                                "The principal logarithms of square matrices."),
+        function<spectral_sum>("spectral_sum", "spectral_sum(b, f)\n--\n\n"
+                                               "b.mH @ diag(f) @ b, Hermitian to the bit."),
         function<solve_sylvester>("solve_sylvester", "solve_sylvester(a, b, q)\n--\n\n"
                                                      "x with a @ x + x @ b = q."),
         function<solve_continuous_lyapunov>("solve_continuous_lyapunov",

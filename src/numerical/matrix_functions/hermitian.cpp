@@ -3,6 +3,7 @@
 #include "numerical/eigen/eigen.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
 #include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
@@ -56,17 +57,36 @@ void hermitian_spectrum<T>::clear_rounding()
             value = 0;
 }
 
+// The blocks end with their diagonal blocks, of which both triangles are formed.
+template <class T>
+matrix<T> spectral_sum_of_rows(block_view<const T> b, const double* f)
+{
+    const std::size_t n = b.cols;
+    std::vector<T> scaled = adjoint_copy<T>(b);
+    for (std::size_t i = 0; i < n; ++i)
+        for (std::size_t k = 0; k < b.rows; ++k)
+            scaled[i * b.rows + k] *= f[k];
+    matrix<T> sum(n, n, uninitialized<T>(n * n));
+    const block_view<T> s{sum.data.data(), n, n};
+    for (std::size_t from = 0; from < n; from += spectral_block) {
+        const std::size_t to = std::min(from + spectral_block, n);
+        gemm_new<T>(n - from, to - from, b.rows, scaled.data() + from * b.rows, b.rows,
+                    b.first + from, b.stride, s.row(from) + from, n);
+        for (std::size_t i = from; i < to; ++i) {
+            s(i, i) = real_part(s(i, i));
+            for (std::size_t j = from; j < i; ++j)
+                s(j, i) = conjugate(s(i, j));
+        }
+        adjoint_into<T>(s.sub(from, to, to, n), s.sub(to, n, from, to));
+    }
+    return sum;
+}
+
 template <class T>
 matrix<T> spectral_sum(const matrix<T>& vectors, const std::vector<double>& f)
 {
-    const std::size_t n = vectors.rows;
-    matrix<T> scaled = vectors;
-    for (std::size_t i = 0; i < n; ++i)
-        for (std::size_t j = 0; j < n; ++j)
-            scaled.data[i * n + j] *= f[j];
-    matrix<T> sum = scaled * adjoint(vectors);
-    make_hermitian(sum);
-    return sum;
+    const matrix<T> rows = adjoint(vectors);
+    return spectral_sum_of_rows<T>({rows.data.data(), rows.rows, rows.cols}, f.data());
 }
 
 template bool is_hermitian(const matrix<double>&);
@@ -77,6 +97,8 @@ template struct hermitian_spectrum<double>;
 template struct hermitian_spectrum<complex>;
 template hermitian_spectrum<double> spectrum_of_hermitian(matrix<double>);
 template hermitian_spectrum<complex> spectrum_of_hermitian(matrix<complex>);
+template matrix<double> spectral_sum_of_rows(block_view<const double>, const double*);
+template matrix<complex> spectral_sum_of_rows(block_view<const complex>, const double*);
 template matrix<double> spectral_sum(const matrix<double>&, const std::vector<double>&);
 template matrix<complex> spectral_sum(const matrix<complex>&, const std::vector<double>&);
 

@@ -4,7 +4,9 @@
 // = double or std::complex<double>.
 
 #include "numerical/matrix.hpp"
+#include "numerical/strided/block_view.hpp"
 
+#include <cstddef>
 #include <vector>
 
 namespace numerical::detail {
@@ -34,5 +36,12 @@ hermitian_spectrum<T> spectrum_of_hermitian(matrix<T> a);
 // V·diag(f)·Vᴴ, Hermitian to the bit.
 template <class T>
 matrix<T> spectral_sum(const matrix<T>& vectors, const std::vector<double>& f);
+
+// The same for the rows of B = Vᴴ, not all of them perhaps: Bᴴ·diag(f)·B. One triangle is formed,
+// in blocks of columns.
+template <class T>
+matrix<T> spectral_sum_of_rows(block_view<const T> b, const double* f);
+
+constexpr std::size_t spectral_block = 128; // columns of a block
 
 } // namespace numerical::detail

@@ -1,5 +1,6 @@
 #include "numerical/errors.hpp"
 #include "numerical/matrix_functions/exponential.hpp"
+#include "numerical/matrix_functions/hermitian.hpp"
 #include "numerical/matrix_functions/logarithm.hpp"
 #include "numerical/matrix_functions/norm_estimate.hpp"
 #include "numerical/matrix_functions/pade_approximant.hpp"
@@ -60,6 +61,36 @@ std::vector<wide<T>> series(const matrix<T>& a)
         }
     }
     return sum;
+}
+
+// --- functions of Hermitian matrices
+// --------------------------------------------------------------
+TYPED_TEST(matrix_functions, spectral_sum_is_hermitian_and_right_across_its_blocks)
+{
+    constexpr std::size_t rows = 9;
+    for (const int path : test::available_paths())
+        for (const std::size_t n : {1UL, 2UL, spectral_block - 1, spectral_block,
+                                    spectral_block + 1, 2 * spectral_block + 1}) {
+            const test::path_limit limit(path);
+            const auto b = test::random_matrix<TypeParam>(rows, n, 5);
+            const auto f = test::random_matrix<double>(1, rows, 6).data;
+            const auto sum =
+                spectral_sum_of_rows<TypeParam>({b.data.data(), rows, n}, f.data()).data;
+            for (std::size_t i = 0; i < n; ++i)
+                for (std::size_t j = 0; j <= i; ++j) {
+                    wide<TypeParam> exact = 0;
+                    long double size = 0;
+                    for (std::size_t k = 0; k < rows; ++k) {
+                        const wide<TypeParam> left = conjugate(b.data[k * n + i]);
+                        const wide<TypeParam> right = b.data[k * n + j];
+                        exact += left * right * static_cast<long double>(f[k]);
+                        size += std::abs(left) * std::abs(right) * std::abs(f[k]);
+                    }
+                    const wide<TypeParam> found = sum[i * n + j];
+                    ASSERT_LE(std::abs(found - exact), rows * 0x1p-52L * size) << n;
+                    ASSERT_EQ(sum[j * n + i], conjugate(sum[i * n + j])) << n;
+                }
+        }
 }
 
 // --- the exponential -----------------------------------------------------------------------------
