@@ -63,8 +63,7 @@ std::vector<wide<T>> series(const matrix<T>& a)
     return sum;
 }
 
-// --- functions of Hermitian matrices
-// --------------------------------------------------------------
+// --- functions of Hermitian matrices -------------------------------------------------------------
 TYPED_TEST(matrix_functions, spectral_sum_is_hermitian_and_right_across_its_blocks)
 {
     constexpr std::size_t rows = 9;
