@@ -30,6 +30,7 @@ constexpr std::size_t piece_rows = 512;
 // Between the rows of L21ᴴ's tiles: 512 bytes apart they would share cache sets.
 constexpr std::size_t tile_stride = 72;
 constexpr std::size_t greatest_block = 64;
+constexpr std::size_t band_rows = 16; // of a diagonal block's update
 
 // The parts of complex numbers one by one: as numbers they don't vectorise.
 template <class T>
@@ -189,21 +190,26 @@ void cholesky_blocks<T>::update_beside_diagonal_block(std::size_t first, std::si
                         factor_next);
 }
 
-// Subtracts L·Lᴴ of the panel [first, last) from a piece.
+// Subtracts L·Lᴴ of the panel [first, last) from a piece. Where a piece begins on the diagonal,
+// bands of its rows leave out most of what lies above it.
 template <class T>
 void cholesky_blocks<T>::update(std::size_t first, std::size_t last, const piece& part)
 {
     const std::size_t width = last - first;
-    const std::size_t height = part.last_row - part.row;
     const std::size_t to = std::min(part.column + block, order);
     const std::size_t tile = (part.column - last) / tile_rows;
-    add_product<T>(
-        {minus_l21.data() + (part.row - last) * width, height, width},
-        {.first = adjoint.data() + tile * tile_stride * width + (part.column - last) % tile_rows,
-         .rows = width,
-         .cols = to - part.column,
-         .stride = tile_stride},
-        a.sub(part.row, part.last_row, part.column, to));
+    const T* const l21 =
+        adjoint.data() + tile * tile_stride * width + (part.column - last) % tile_rows;
+    const auto update_rows = [&](std::size_t row, std::size_t last_row, std::size_t cols) {
+        add_product<T>({minus_l21.data() + (row - last) * width, last_row - row, width},
+                       {.first = l21, .rows = width, .cols = cols, .stride = tile_stride},
+                       a.sub(row, last_row, part.column, part.column + cols));
+    };
+    std::size_t row = part.row;
+    if (part.row == part.column && to - row == block && part.last_row >= to)
+        for (; row + band_rows < to; row += band_rows)
+            update_rows(row, row + band_rows, row + band_rows - part.column);
+    update_rows(row, part.last_row, to - part.column);
 }
 
 std::size_t block_width(std::size_t order)
