@@ -137,6 +137,7 @@ private:
 
     bool is_last(const lane& one) const { return one.j + 1 == poles.count; }
 
+    double width_of_last() const;
     void bracket_roots();
     void choose_origin(lane& one) const;
     void take_step(lane& one) const;
@@ -155,16 +156,22 @@ secular_batch<Poles>::secular_batch(const Poles& problem, std::size_t first)
     bracket_roots();
 }
 
-// The sign of f in the middle of the interval says which pole is nearer. The last root lies within
-// weight·‖z‖² of the last pole.
+// The last root lies within weight·‖z‖² of the last pole.
 template <class Poles>
-void secular_batch<Poles>::bracket_roots()
+double secular_batch<Poles>::width_of_last() const
 {
     double square = 0;
     for (std::size_t i = 0; i < poles.count; ++i)
         square += poles.z[i] * poles.z[i];
+    return 2 * poles.weight * square;
+}
+
+// The sign of f in the middle of the interval says which pole is nearer.
+template <class Poles>
+void secular_batch<Poles>::bracket_roots()
+{
     for (lane& one : lanes) {
-        one.high = is_last(one) ? 2 * poles.weight * square : poles.gap(one.j + 1, one.j) / 2;
+        one.high = is_last(one) ? width_of_last() : poles.gap(one.j + 1, one.j) / 2;
         one.tau = one.high;
     }
     sum_terms();
