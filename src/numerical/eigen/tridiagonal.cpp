@@ -1,15 +1,18 @@
 #include "numerical/eigen/tridiagonal.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/eigen/hermitian_product.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
 #include <complex>
+#include <type_traits>
 #include <utility>
 
 namespace numerical::detail {
@@ -17,6 +20,16 @@ namespace {
 
 constexpr std::size_t panel_columns = 32;
 constexpr std::size_t update_strip_rows = 128;
+
+// Of a strip of the update, on the scale of parallel_for: a thread does 15 to 20 products in a
+// nanosecond.
+template <class T>
+std::size_t strip_work(std::size_t cols, std::size_t depth)
+{
+    constexpr std::size_t real_products = std::is_same_v<T, double> ? 1 : 4;
+    constexpr std::size_t products_per_unit = 40;
+    return real_products * update_strip_rows * (cols / 2) * depth / products_per_unit;
+}
 
 template <class T>
 class reducer
@@ -125,8 +138,9 @@ void reducer<T>::correct_product(std::size_t k, std::size_t p)
     subtract_scaled_on(path, w, v, T(2) * projection, len);
 }
 
-// A22 -= V·Wᴴ + W·Vᴴ on and below the diagonal, by strips of rows that end at their own diagonal.
-// The right factor has the sign, as its rows lie as they are multiplied.
+// A22 -= V·Wᴴ + W·Vᴴ on and below the diagonal, by strips of rows that end at their own diagonal:
+// the longest first, so that threads which share them end together. The right factor has the sign,
+// as its rows lie as they are multiplied.
 template <class T>
 void reducer<T>::update_trailing(std::size_t to, std::size_t count)
 {
@@ -145,12 +159,15 @@ void reducer<T>::update_trailing(std::size_t to, std::size_t count)
         negate_row(panel_w(p), p);
         negate_row(panel_v(p), count + p);
     }
-    for (std::size_t r = 0; r < t; r += update_strip_rows) {
+    const std::size_t strips = ceil_div(t, update_strip_rows);
+    const auto update_strip = [&](std::size_t s) {
+        const std::size_t r = (strips - 1 - s) * update_strip_rows;
         const std::size_t end = std::min(r + update_strip_rows, t);
         add_product<T>({left.data() + r * depth, end - r, depth},
                        {.first = right.data(), .rows = depth, .cols = end, .stride = t},
                        a.sub(to + r, to + end, to, to + end));
-    }
+    };
+    parallel_for(strips, strip_work<T>(t, depth), update_strip);
 }
 
 // The subdiagonal as it is, or, if complex, by its moduli with the phases that make it so.
