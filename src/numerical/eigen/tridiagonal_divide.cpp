@@ -1,5 +1,6 @@
 #include "numerical/eigen/tridiagonal_divide.hpp"
 
+#include "numerical/eigen/halves.hpp"
 #include "numerical/eigen/order.hpp"
 #include "numerical/eigen/tridiagonal_ql.hpp"
 #include "numerical/scalar.hpp"
@@ -66,8 +67,13 @@ torn_matrix tear(double* d, const double* e, std::size_t n, block_view<double> z
     const double rho = std::abs(coupling);
     d[k - 1] -= rho;
     d[k] -= rho;
-    divide_block(d, e, k, z.sub(0, k, 0, k), workspace);
-    divide_block(d + k, e + k, n - k, z.sub(k, n, k, n), workspace);
+    const auto solve_upper = [&](merge_workspace& own) {
+        divide_block(d, e, k, z.sub(0, k, 0, k), own);
+    };
+    const auto solve_lower = [&](merge_workspace& own) {
+        divide_block(d + k, e + k, n - k, z.sub(k, n, k, n), own);
+    };
+    solve_both_halves(n, workspace, solve_upper, solve_lower);
 
     std::vector<double> zv(n);
     for (std::size_t j = 0; j < k; ++j)

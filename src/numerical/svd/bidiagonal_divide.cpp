@@ -1,5 +1,6 @@
 #include "numerical/svd/bidiagonal_divide.hpp"
 
+#include "numerical/eigen/halves.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/matrix.hpp"
 #include "numerical/scalar.hpp"
@@ -19,7 +20,8 @@ namespace {
 
 // The places of the two halves' vectors in those of the whole. The upper half has the columns from
 // 1 on; its null vector, the last one, falls into the lower half's first column, and has to be
-// moved to column 0 before the lower half is solved.
+// moved to column 0. Whole vectors of the halves have no row in common; where only the two ends are
+// wanted the null vector moves before the lower half is solved.
 bidiagonal_vectors upper_half(const bidiagonal_vectors& whole, std::size_t k)
 {
     if (!whole.complete())
@@ -109,21 +111,30 @@ torn_problem bidiagonal_division::solve_halves(const bidiagonal_problem& problem
     torn_problem torn{.k = k, .alpha = d[k], .beta = e[k], .z = std::vector<double>(n)};
 
     const bidiagonal_vectors upper = upper_half(vectors, k);
-    if (leaves)
-        leaves->upper.place(merged.data() + 1, upper);
+    const bidiagonal_vectors lower = lower_half(vectors, k);
+    const auto solve_upper = [&](bidiagonal_division& own) {
+        if (leaves)
+            leaves->upper.place(merged.data() + 1, upper);
+        else
+            own.solve(upper_problem, merged.data() + 1, upper);
+    };
+    const auto solve_lower = [&](bidiagonal_division& own) {
+        if (leaves)
+            leaves->lower.place(merged.data() + k + 1, lower);
+        else
+            own.solve(lower_problem, merged.data() + k + 1, lower);
+    };
+    if (vectors.complete())
+        solve_both_halves(n, *this, solve_upper, solve_lower);
     else
-        solve(upper_problem, merged.data() + 1, upper);
+        solve_upper(*this);
     move_null_vector(vectors, k);
     for (std::size_t i = 0; i <= k; ++i)
         torn.z[i] = torn.alpha * vectors.v(upper.v.rows - 1, i);
-
-    const bidiagonal_vectors lower = lower_half(vectors, k);
-    if (!vectors.complete())
+    if (!vectors.complete()) {
         std::fill_n(vectors.v.row(1), k + 1, 0.0);
-    if (leaves)
-        leaves->lower.place(merged.data() + k + 1, lower);
-    else
-        solve(lower_problem, merged.data() + k + 1, lower);
+        solve_lower(*this);
+    }
     for (std::size_t i = 0; i < below; ++i)
         torn.z[k + 1 + i] = torn.beta * lower.v(0, i);
     const double beyond = extra == 1 ? torn.beta * lower.v(0, below) : 0.0;
