@@ -257,7 +257,9 @@ def test_bases_of_matrices_without_elements():
 
 @pytest.mark.parametrize("side", ["right", "left"])
 @pytest.mark.parametrize("dtype", DTYPES)
-@pytest.mark.parametrize("shape", [(1, 1), (3, 3), (7, 4), (4, 7), (60, 60), (129, 260), (2, 3, 5, 4)])
+@pytest.mark.parametrize(
+    "shape", [(1, 1), (3, 3), (7, 4), (4, 7), (60, 60), (129, 260), (2, 3, 5, 4)]
+)
 def test_polar_factors_have_their_properties(shape, dtype, side):
     a = normal(shape, dtype)
     u, p = LA.polar(a, side)
