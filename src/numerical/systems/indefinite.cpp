@@ -252,7 +252,7 @@ void rook_factorization<T>::divide_by_number(std::size_t k, std::size_t t)
 }
 
 // With D's block [ e f̄ ; f g ] and the columns c, d of W: the columns of L are
-// (c·(g/f) - d)/(f̄·δ) and (d·(e/f̄) - c)/(f·δ), δ = (e/f̄)·(g/f) - 1, free of overflow.
+// (d - c·(g/f))/(f̄·δ) and (c - d·(e/f̄))/(f·δ), δ = 1 - (e/f̄)·(g/f), free of overflow.
 template <class T>
 void rook_factorization<T>::divide_by_block(std::size_t k, std::size_t t)
 {
@@ -264,16 +264,19 @@ void rook_factorization<T>::divide_by_block(std::size_t k, std::size_t t)
     result.below[k] = f;
     const T e_by_f = e / mirrored(f);
     const T g_by_f = g / f;
-    const T delta = e_by_f * g_by_f - T(1);
+    const T delta = T(1) - e_by_f * g_by_f;
+    const std::size_t count = n - k - 2;
+    const T* const c = w.row(t) + k + 2;
+    const T* const d = w.row(t + 1) + k + 2;
+    T* const left = l.row(t) + k + 2;
+    T* const right = l.row(t + 1) + k + 2;
     l(t, k + 1) = T(0);
-    for (std::size_t i = k + 2; i < n; ++i) {
-        const T c = w(t, i);
-        const T d = w(t + 1, i);
-        l(t, i) = finite_product(c, g_by_f) - d;
-        l(t + 1, i) = finite_product(d, e_by_f) - c;
-    }
-    divide_row(path, l.row(t) + k + 2, mirrored(f) * delta, n - k - 2);
-    divide_row(path, l.row(t + 1) + k + 2, f * delta, n - k - 2);
+    std::copy_n(d, count, left);
+    std::copy_n(c, count, right);
+    subtract_scaled_on(path, left, c, g_by_f, count);
+    subtract_scaled_on(path, right, d, e_by_f, count);
+    divide_row(path, left, mirrored(f) * delta, count);
+    divide_row(path, right, f * delta, count);
 }
 
 // Returns the end of the panel, which a block of order 2 may extend by one column.
