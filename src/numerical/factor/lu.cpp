@@ -166,9 +166,11 @@ template <class T>
 void lu_blocks<T>::exchange_rows(std::size_t first, std::size_t last, std::size_t from,
                                  std::size_t to)
 {
-    for (std::size_t i = first; i < last; ++i)
+    for (std::size_t i = first; i < last; ++i) {
+        prefetch_run(a.row(exchanges[std::min(i + runs_ahead, last - 1)]) + from, to - from);
         if (exchanges[i] != i)
             exchange_runs(a.row(i) + from, a.row(exchanges[i]) + from, to - from);
+    }
 }
 
 // Applies the exchanges of all later panels to each panel's columns of L, in one pass while they

@@ -2,6 +2,7 @@
 
 // Products of blocks. They only ever add: to subtract, negate a copy of an operand.
 
+#include "numerical/counts.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
@@ -32,6 +33,19 @@ void add_adjoint_product(block_view<const std::type_identity_t<T>> a,
                     c.stride);
 }
 
+// Brings a stretch of a row, not an empty one, into cache. For loops over short stretches of long
+// rows, whose next one the hardware prefetcher doesn't foresee.
+template <class T>
+void prefetch_run(const T* run, std::size_t count)
+{
+    for (std::size_t at = 0; at < count; at += line_elements<T>)
+        __builtin_prefetch(run + at);
+    __builtin_prefetch(run + count - 1);
+}
+
+// How many rows such a loop prefetches ahead.
+constexpr std::size_t runs_ahead = 8;
+
 // `to` := -A, contiguous by rows; the storage of `to` is reused.
 template <class T>
 void negate_into(std::vector<T>& to, block_view<const std::type_identity_t<T>> a)
@@ -40,6 +54,7 @@ void negate_into(std::vector<T>& to, block_view<const std::type_identity_t<T>> a
         to = uninitialized<T>(a.rows * a.cols);
     const std::size_t count = a.cols * sizeof(T) / sizeof(double);
     for (std::size_t i = 0; i < a.rows; ++i) {
+        prefetch_run(a.row(std::min(i + runs_ahead, a.rows - 1)), a.cols);
         // The parts of complex numbers one by one: as numbers they don't vectorise.
         const auto* const from = as_doubles(a.row(i));
         auto* const parts = as_doubles(to.data() + i * a.cols);
