@@ -1,5 +1,7 @@
 #include "numerical/eigen/tridiagonal.hpp"
 
+#include "numerical/counts.hpp"
+#include "numerical/factor/blocks_in_turn.hpp"
 #include "numerical/factor/reflector_block.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -28,13 +30,17 @@ template <class T>
 void apply_reflectors(const tridiagonal_reduction<T>& reduction, std::vector<T>& rows,
                       std::size_t n, std::size_t last, row_contents contents)
 {
-    for (std::size_t to = last; to >= 2;) {
+    const block_view<T> basis{rows.data(), rows.size() / n, n};
+    if (basis.rows == 0 || last < 2)
+        return;
+    const auto prepare = [&](std::size_t b) {
+        const std::size_t to = last - b * block_reflectors;
         const std::size_t from = first_of_block(to);
-        const auto block = gather_reflectors(reduction.reflectors, from, to, n);
-        apply_transposed_reflector_block(block, rows, n, contents == row_contents::full ? 0 : from,
-                                         rows.size() / n);
-        to = from;
-    }
+        return transposed_slabs<T>(
+            gather_reflectors(reduction.reflectors, from, to, n),
+            basis.sub(contents == row_contents::full ? 0 : from, basis.rows, from, n));
+    };
+    apply_in_turn(ceil_div(last - 1, block_reflectors), prepare);
 }
 
 // The identity times Qᵀ of one block: basis = I - conj(V)·(Tᵀ·Vᵀ).

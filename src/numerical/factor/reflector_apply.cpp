@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <type_traits>
+#include <utility>
 
 namespace numerical::detail {
 namespace {
@@ -249,45 +250,54 @@ void extend_basis(const reflector_block<T>& block, std::vector<T>& q, std::size_
 }
 
 template <class T>
+transposed_slabs<T>::transposed_slabs(reflector_block<T> block, block_view<T> target)
+    : length(block.rows), reflectors(block.count), conjugated(std::move(block.vectors)),
+      transposed(uninitialized<T>(conjugated.size())), minus_factor(reflectors * reflectors),
+      c(target), slabs(slabs_of({c.rows, length * sizeof(T), depth_decides_from}))
+{
+    transpose_into<T>({transposed.data(), reflectors, length},
+                      {conjugated.data(), length, reflectors});
+    conjugate_all(conjugated.data(), conjugated.size());
+    for (std::size_t i = 0; i < reflectors; ++i)
+        for (std::size_t j = 0; j < reflectors; ++j)
+            minus_factor[j * reflectors + i] = negated(block.factor[i * reflectors + j]);
+}
+
+template <class T>
+std::size_t transposed_slabs<T>::work() const
+{
+    return slab_work<T>(slabs, length, reflectors);
+}
+
+// C += ((C·conj(V))·(-Tᵀ))·Vᵀ.
+template <class T>
+void transposed_slabs<T>::apply(std::size_t slab) const
+{
+    const block_view<T> part = c.sub(slabs.begin(slab), slabs.begin(slab + 1), 0, length);
+    std::vector<T> w = zeros<T>(part.rows * reflectors);
+    std::vector<T> minus_wt = zeros<T>(part.rows * reflectors);
+    add_product<T>(part, {conjugated.data(), length, reflectors},
+                   {w.data(), part.rows, reflectors});
+    add_product<T>({w.data(), part.rows, reflectors}, {minus_factor.data(), reflectors, reflectors},
+                   {minus_wt.data(), part.rows, reflectors});
+    add_product<T>({minus_wt.data(), part.rows, reflectors},
+                   {transposed.data(), reflectors, length}, part);
+}
+
+template <class T>
 void apply_transposed_reflector_block(const reflector_block<T>& block, std::vector<T>& target,
                                       std::size_t ld, std::size_t row_from, std::size_t row_to)
 {
     if (row_from == row_to)
         return;
-    const std::size_t count = block.count;
-    const block_view<const T> vectors{block.vectors.data(), block.rows, count};
-    std::vector<T> store; // conj(V), if it is another matrix than V
-    if constexpr (!std::is_same_v<T, double>) {
-        store = copy_of(block.vectors.data(), block.vectors.size());
-        conjugate_all(store.data(), store.size());
-    }
-    const block_view<const T> conjugated{store.empty() ? vectors.first : store.data(), block.rows,
-                                         count};
-    std::vector<T> transposed = uninitialized<T>(block.vectors.size());
-    transpose_into<T>({transposed.data(), count, block.rows}, vectors);
-    std::vector<T> minus_factor(count * count); // -Tᵀ
-    for (std::size_t i = 0; i < count; ++i)
-        for (std::size_t j = 0; j < count; ++j)
-            minus_factor[j * count + i] = negated(block.factor[i * count + j]);
     T* const first = target.data() + row_from * ld + block.offset;
-    const slab_partition slabs =
-        slabs_of({row_to - row_from, block.rows * sizeof(T), depth_decides_from});
-
-    // Slab s: C += ((C·conj(V))·(-Tᵀ))·Vᵀ.
-    const auto apply_to_slab = [&](std::size_t s) {
-        const std::size_t height = slabs.begin(s + 1) - slabs.begin(s);
-        const block_view<T> c{
-            .first = first + slabs.begin(s) * ld, .rows = height, .cols = block.rows, .stride = ld};
-        std::vector<T> w = zeros<T>(height * count);
-        std::vector<T> minus_wt = zeros<T>(height * count);
-        add_product<T>(c, conjugated, {w.data(), height, count});
-        add_product<T>({w.data(), height, count}, {minus_factor.data(), count, count},
-                       {minus_wt.data(), height, count});
-        add_product<T>({minus_wt.data(), height, count}, {transposed.data(), count, block.rows}, c);
-    };
-    parallel_for(slabs.count, slab_work<T>(slabs, block.rows, count), apply_to_slab);
+    const transposed_slabs<T> slabs(
+        block, {.first = first, .rows = row_to - row_from, .cols = block.rows, .stride = ld});
+    parallel_for(slabs.count(), slabs.work(), [&](std::size_t s) { slabs.apply(s); });
 }
 
+template class transposed_slabs<double>;
+template class transposed_slabs<complex>;
 template class slabs_application<block_operator::direct, double>;
 template class slabs_application<block_operator::direct, complex>;
 template class slabs_application<block_operator::adjoint, double>;

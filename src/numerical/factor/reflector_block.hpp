@@ -81,8 +81,32 @@ private:
 template <class T>
 void extend_basis(const reflector_block<T>& block, std::vector<T>& q, std::size_t ld);
 
-// C := C·Qᵀ, C being columns [offset, offset + rows) of rows [row_from, row_to) of `target`. The
-// plain transpose, also for complex: it multiplies a basis that is stored by rows, (Q·B)ᵀ = Bᵀ·Qᵀ.
+// C := C·Qᵀ in slabs of rows, C having the block's rows as its columns. The plain transpose, also
+// for complex: it multiplies a basis that is stored by rows, (Q·B)ᵀ = Bᵀ·Qᵀ. Owns what it needs.
+template <class T>
+class transposed_slabs
+{
+public:
+    transposed_slabs(reflector_block<T> block, block_view<T> c);
+
+    std::size_t count() const { return slabs.count; }
+
+    // Of a slab, on the scale of parallel_for.
+    std::size_t work() const;
+
+    void apply(std::size_t slab) const;
+
+private:
+    std::size_t length;
+    std::size_t reflectors;
+    std::vector<T> conjugated;   // conj(V)
+    std::vector<T> transposed;   // Vᵀ
+    std::vector<T> minus_factor; // -Tᵀ
+    block_view<T> c;
+    slab_partition slabs;
+};
+
+// The same at once for columns [offset, offset + rows) of rows [row_from, row_to) of `target`.
 template <class T>
 void apply_transposed_reflector_block(const reflector_block<T>& block, std::vector<T>& target,
                                       std::size_t ld, std::size_t row_from, std::size_t row_to);

@@ -1,5 +1,7 @@
 #include "numerical/svd/bidiagonal.hpp"
 
+#include "numerical/counts.hpp"
+#include "numerical/factor/blocks_in_turn.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/factor/reflector_block.hpp"
 #include "numerical/scalar.hpp"
@@ -44,18 +46,42 @@ std::vector<std::vector<T>> shifted_right_reflectors(bidiagonal_reduction<T>& re
     return shifted;
 }
 
+// A block with what it is applied to.
+template <class T>
+class gathered_block
+{
+public:
+    gathered_block(reflector_block<T> of, block_view<T> columns)
+        : block(std::move(of)), slabs(block, columns, 1)
+    {
+    }
+
+    std::size_t count() const { return slabs.count(); }
+
+    std::size_t work() const { return slabs.work(); }
+
+    void apply(std::size_t slab) const { slabs.apply(slab); }
+
+private:
+    reflector_block<T> block; // its vectors stay where they are when it moves
+    slabs_application<block_operator::direct, T> slabs;
+};
+
 // The product of the reflectors, in order, times the target of n rows.
 template <class T>
 void apply_reflectors(const std::vector<std::vector<T>>& reflectors, std::vector<T>& target,
                       std::size_t n)
 {
-    const std::size_t columns = target.size() / n;
-    for (std::size_t to = n; to > 0;) {
-        const std::size_t from = (to - 1) / bidiagonal_panel_columns * bidiagonal_panel_columns;
-        const reflector_block<T> block = gather_reflectors(reflectors, from, to, n);
-        apply_reflector_block<block_operator::direct>(block, target, columns, 0, columns);
-        to = from;
-    }
+    const block_view<T> all{target.data(), n, target.size() / n};
+    if (all.cols == 0)
+        return;
+    const std::size_t blocks = ceil_div(n, bidiagonal_panel_columns);
+    apply_in_turn(blocks, [&](std::size_t b) {
+        const std::size_t from = (blocks - 1 - b) * bidiagonal_panel_columns;
+        const std::size_t to = std::min(from + bidiagonal_panel_columns, n);
+        return gathered_block<T>(gather_reflectors(reflectors, from, to, n),
+                                 all.sub(from, n, 0, all.cols));
+    });
 }
 
 // Row i of the matrix times phases[i].
