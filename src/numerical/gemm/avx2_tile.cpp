@@ -33,6 +33,20 @@ struct all_columns
     __m256d load_second(const double* b) const { return _mm256_loadu_pd(b + width); }
 };
 
+// B where it lies, and each position is copied into a packed panel.
+struct columns_into_panel : all_columns
+{
+    using unpacking = all_columns;
+    double* panel;
+
+    void write(__m256d first, __m256d second)
+    {
+        _mm256_storeu_pd(panel, first);
+        _mm256_storeu_pd(panel + width, second);
+        panel += nr;
+    }
+};
+
 struct first_columns
 {
     using vectors = tile_lanes;
@@ -112,6 +126,16 @@ void avx2_tile_c128(const tile_operands& t)
 void avx2_tile_a_in_place_c128(const tile_operands& t)
 {
     run_any<rows_in_place<mr, 2>, elements::complex_apart>(t);
+}
+
+void avx2_tile_packing_a_f64(const tile_operands& t)
+{
+    run_tile<mr, rows_into_panel<mr, 1>, elements::real>(t, all_columns{});
+}
+
+void avx2_tile_packing_b_f64(const tile_operands& t)
+{
+    run_tile<mr, packed_rows_beside_b<mr, nr>, elements::real>(t, columns_into_panel{{}, t.panel});
 }
 
 void avx2_adjoint_tile_f64(const tile_operands& t)

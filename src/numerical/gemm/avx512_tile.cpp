@@ -36,6 +36,20 @@ struct both_vectors
     void store_second(double* c, __m512d sum) const { _mm512_storeu_pd(c + width, sum); }
 };
 
+// B where it lies, and each position is copied into a packed panel.
+struct columns_into_panel : both_vectors
+{
+    using unpacking = both_vectors;
+    double* panel;
+
+    void write(__m512d first, __m512d second)
+    {
+        _mm512_storeu_pd(panel, first);
+        _mm512_storeu_pd(panel + width, second);
+        panel += nr;
+    }
+};
+
 struct part_of_second
 {
     using vectors = tile_lanes;
@@ -145,6 +159,27 @@ void avx512_tile_a_in_place_c128(const tile_operands& t)
 void avx512_tile_in_place_c128(const tile_operands& t)
 {
     run_complex<rows_in_place<mr_in_place, 2>, elements::complex_in_place>(t);
+}
+
+void avx512_tile_packing_a_f64(const tile_operands& t)
+{
+    run_tile<mr, rows_into_panel<mr, 1>, elements::real>(t, both_vectors{});
+}
+
+void avx512_tile_packing_b_f64(const tile_operands& t)
+{
+    run_tile<mr, packed_rows_beside_b<mr, nr>, elements::real>(t, columns_into_panel{{}, t.panel});
+}
+
+void avx512_tile_packing_a_c128(const tile_operands& t)
+{
+    run_tile<mr, rows_into_panel<mr, 2>, elements::complex_apart>(t, both_vectors{});
+}
+
+void avx512_tile_packing_b_c128(const tile_operands& t)
+{
+    run_tile<mr, packed_rows_beside_b<mr, nr>, elements::complex_in_place>(
+        t, columns_into_panel{{}, t.panel});
 }
 
 void avx512_adjoint_tile_f64(const tile_operands& t)

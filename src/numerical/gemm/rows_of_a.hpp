@@ -2,9 +2,11 @@
 
 // Where a tile finds its rows of A. Included by kernel files: no library headers but <cstddef> and
 // <cstdint>.
-// Of complex rows these are the real parts; the imaginary ones begin at `imaginary`. A tile
-// prefetches the next product's operands if `prefetches_next`, otherwise the row of B that is
-// ahead(ldb) doubles on; b_in_place says whether that may begin within a line.
+// Of complex rows a tile runs over the real parts and then over the imaginary ones. It prefetches
+// the next product's operands if `prefetches_next`, otherwise the row of B that is ahead(ldb)
+// doubles on; b_in_place says whether that may begin within a line.
+
+#include "numerical/gemm/tile_kernels.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -27,7 +29,10 @@ struct packed_rows
     static constexpr bool b_in_place = false;
     const double* first;
 
-    packed_rows(const double* panel, std::size_t /*lda*/) : first(panel) {}
+    static packed_rows real_parts(const tile_operands& t) { return {t.a}; }
+
+    // The panel of the imaginary parts follows.
+    static packed_rows imaginary_parts(const tile_operands& t) { return {t.a + t.kc * mr}; }
 
     template <std::size_t r>
     const double* row() const
@@ -40,12 +45,17 @@ struct packed_rows
     static constexpr std::size_t ahead(std::size_t /*ldb*/) { return 128; }
 
     static constexpr bool conjugated = false;
+};
 
-    // The panel of the imaginary parts follows.
-    static const double* imaginary(const double* panel, std::size_t depth)
-    {
-        return panel + depth * mr;
-    }
+// The same beside a B that lies in place: the tile prefetches the `nr` columns of the next one.
+template <std::size_t mr, std::size_t nr>
+struct packed_rows_beside_b : packed_rows<mr>
+{
+    static constexpr bool b_in_place = true;
+
+    static packed_rows_beside_b real_parts(const tile_operands& t) { return {{t.a}}; }
+
+    static constexpr std::size_t ahead(std::size_t /*ldb*/) { return nr; }
 };
 
 // A where it lies, its positions `step` doubles apart. Every third row has a pointer and the two
@@ -58,12 +68,17 @@ struct rows_in_place
     const double* row0;
     const double* row3;
     const double* row6;
+    const double* row9;
     std::size_t lda;
 
     rows_in_place(const double* a, std::size_t stride)
-        : row0(a), row3(a + 3 * stride), row6(a + 6 * stride), lda(stride)
+        : row0(a), row3(a + 3 * stride), row6(a + 6 * stride), row9(a + 9 * stride), lda(stride)
     {
     }
+
+    static rows_in_place real_parts(const tile_operands& t) { return {t.a, t.lda}; }
+
+    static rows_in_place imaginary_parts(const tile_operands& t) { return {t.a + 1, t.lda}; }
 
     template <std::size_t r>
     const double* row() const
@@ -72,8 +87,10 @@ struct rows_in_place
             return row0 + r * lda;
         else if constexpr (r < 6)
             return row3 + (r - 3) * lda;
-        else
+        else if constexpr (r < 9)
             return row6 + (r - 6) * lda;
+        else
+            return row9 + (r - 9) * lda;
     }
 
     void advance()
@@ -81,13 +98,52 @@ struct rows_in_place
         row0 += step;
         row3 += step;
         row6 += step;
+        row9 += step;
     }
 
     static constexpr std::size_t ahead(std::size_t /*ldb*/) { return 0; } // of no use
 
     static constexpr bool conjugated = false;
+};
 
-    static const double* imaginary(const double* a, std::size_t /*depth*/) { return a + 1; }
+// The same, and each position that the tile has used is copied into a packed panel.
+template <std::size_t mr, std::size_t step>
+struct rows_into_panel : rows_in_place<mr, step>
+{
+    using in_place = rows_in_place<mr, step>;
+    static constexpr bool prefetches_next = false;
+    static constexpr bool b_in_place = false;
+    double* panel;
+
+    rows_into_panel(const double* a, std::size_t stride, double* to)
+        : in_place(a, stride), panel(to)
+    {
+    }
+
+    static rows_into_panel real_parts(const tile_operands& t) { return {t.a, t.lda, t.panel}; }
+
+    static rows_into_panel imaginary_parts(const tile_operands& t)
+    {
+        return {t.a + 1, t.lda, t.panel + t.kc * mr};
+    }
+
+    template <std::size_t r = 0>
+    [[gnu::always_inline]] void copy_from() const
+    {
+        if constexpr (r < mr) {
+            panel[r] = *this->template row<r>();
+            copy_from<r + 1>();
+        }
+    }
+
+    void advance()
+    {
+        copy_from();
+        panel += mr;
+        in_place::advance();
+    }
+
+    static constexpr std::size_t ahead(std::size_t ldb) { return packed_rows<mr>::ahead(ldb); }
 };
 
 // The adjoint of an A where it lies: a position of the adjoint is a row of A, its elements side by
@@ -103,7 +159,9 @@ struct adjoint_rows
     const double* first;
     std::size_t lda;
 
-    adjoint_rows(const double* a, std::size_t stride) : first(a), lda(stride) {}
+    static adjoint_rows real_parts(const tile_operands& t) { return {t.a, t.lda}; }
+
+    static adjoint_rows imaginary_parts(const tile_operands& t) { return {t.a + 1, t.lda}; }
 
     template <std::size_t r>
     const double* row() const
@@ -114,8 +172,6 @@ struct adjoint_rows
     void advance() { first += lda; }
 
     static constexpr std::size_t ahead(std::size_t ldb) { return 16 * ldb; }
-
-    static const double* imaginary(const double* a, std::size_t /*depth*/) { return a + 1; }
 };
 
 } // namespace

@@ -45,6 +45,7 @@ struct tile_operands_of
     std::uintptr_t next_a = 0;
     std::uintptr_t next_b = 0;
     into_c into = into_c::add;
+    T* panel = nullptr; // where a tile that packs an operand writes its panel
 };
 
 using tile_operands = tile_operands_of<double>;
@@ -64,6 +65,13 @@ void avx512_tile_a_in_place_c128(const tile_operands& t); // B is packed
 void avx512_tile_in_place_c128(const tile_operands& t);   // both in place
 void avx2_tile_c128(const tile_operands& t);
 void avx2_tile_a_in_place_c128(const tile_operands& t);
+
+void avx512_tile_packing_a_f64(const tile_operands& t);
+void avx512_tile_packing_b_f64(const tile_operands& t);
+void avx512_tile_packing_a_c128(const tile_operands& t);
+void avx512_tile_packing_b_c128(const tile_operands& t);
+void avx2_tile_packing_a_f64(const tile_operands& t);
+void avx2_tile_packing_b_f64(const tile_operands& t);
 
 // The same for the adjoint of A, read where A lies: row r of position p is the conjugate of
 // a[p·lda + r]. B may be packed or in place if real; of complex ones it is in place for AVX-512 and
@@ -85,6 +93,8 @@ struct avx512_tile_kernel
     static constexpr auto tile = avx512_tile_f64;
     static constexpr auto tile_a_in_place = avx512_tile_in_place_f64;
     static constexpr auto tile_in_place = avx512_tile_in_place_f64;
+    static constexpr auto tile_packing_a = avx512_tile_packing_a_f64;
+    static constexpr auto tile_packing_b = avx512_tile_packing_b_f64;
 };
 
 struct avx2_tile_kernel
@@ -93,6 +103,8 @@ struct avx2_tile_kernel
     static constexpr auto tile = avx2_tile_f64;
     static constexpr auto tile_a_in_place = avx2_tile_in_place_f64;
     static constexpr auto tile_in_place = avx2_tile_in_place_f64;
+    static constexpr auto tile_packing_a = avx2_tile_packing_a_f64;
+    static constexpr auto tile_packing_b = avx2_tile_packing_b_f64;
 };
 
 struct avx512_complex_tile_kernel
@@ -101,6 +113,8 @@ struct avx512_complex_tile_kernel
     static constexpr auto tile = avx512_tile_c128;
     static constexpr auto tile_a_in_place = avx512_tile_a_in_place_c128;
     static constexpr auto tile_in_place = avx512_tile_in_place_c128;
+    static constexpr auto tile_packing_a = avx512_tile_packing_a_c128;
+    static constexpr auto tile_packing_b = avx512_tile_packing_b_c128;
 };
 
 struct avx2_complex_tile_kernel

@@ -138,6 +138,13 @@ struct tile_rows<rows, rows, Columns>
     [[gnu::always_inline]] void store(const Columns&, double*, std::size_t) const {}
 };
 
+// Columns that write each position of B which they load in place into a packed panel.
+template <class Columns>
+constexpr bool packs_b = requires(Columns columns)
+{
+    columns.panel;
+};
+
 // The row of B that is `ahead` bytes on. One that begins within a line ends in one line more.
 template <class Rows, std::size_t nr>
 [[gnu::always_inline]] inline void prefetch_row(const double* b, std::size_t ahead)
@@ -151,11 +158,18 @@ template <class Rows, std::size_t nr>
 
 template <class Rows, elements kind, class Columns>
 [[gnu::always_inline]] inline vector_pair<typename Columns::vectors>
-position_of(const double* b, const Columns& columns, std::size_t ahead)
+position_of(const double* b, Columns& columns, std::size_t ahead)
 {
     using vectors = typename Columns::vectors;
     if constexpr (!Rows::prefetches_next)
         prefetch_row<Rows, 2 * vectors::width>(b, ahead);
+    if constexpr (packs_b<Columns>) {
+        vector_pair<vectors> position{columns.load_first(b), columns.load_second(b)};
+        if constexpr (kind == elements::complex_in_place)
+            position = position.deinterleaved();
+        columns.write(position.first, position.second);
+        return position;
+    }
     if constexpr (kind == elements::complex_apart)
         return {vectors::load(b), vectors::load(b + vectors::width)};
     const auto first = columns.load_first(b);
@@ -171,11 +185,11 @@ position_of(const double* b, const Columns& columns, std::size_t ahead)
 // prefetch, the loop is cut into a part for each row, before which that row of the next tile is
 // prefetched: all at one time they would take every miss buffer and hold up the panels.
 template <std::size_t rows, class Rows, elements kind, class Columns>
-[[gnu::always_inline]] inline void add_products(tile_rows<0, rows, Columns>& sum,
-                                                const Columns& columns, const tile_operands& t)
+[[gnu::always_inline]] inline void add_products(tile_rows<0, rows, Columns>& sum, Columns& columns,
+                                                const tile_operands& t)
 {
     constexpr std::size_t nr = 2 * Columns::vectors::width;
-    Rows a(t.a, t.lda);
+    Rows a = Rows::real_parts(t);
     const double* b = t.b;
     const std::size_t ahead = Rows::ahead(t.ldb) * sizeof(double);
     const auto add_position = [&]() __attribute__((always_inline))
@@ -222,20 +236,19 @@ template <std::size_t rows, class Rows, elements kind, class Columns>
     }
 }
 
-// The second pass of a complex product, by the imaginary parts of A.
-template <std::size_t rows, class Rows, elements kind, class Columns>
+// The second pass of a complex product, by the imaginary parts of A. It finds B as `source` says.
+template <std::size_t rows, class Rows, elements kind, class Columns, class Source>
 [[gnu::always_inline]] inline void add_imaginary_products(tile_rows<0, rows, Columns>& sum,
-                                                          const Columns& columns,
-                                                          const tile_operands& t)
+                                                          Source source, const tile_operands& t)
 {
     constexpr std::size_t together = Columns::vectors::imaginary_positions;
     static_assert(together == 1 || together == 2);
-    Rows a(Rows::imaginary(t.a, t.kc), t.lda);
+    Rows a = Rows::imaginary_parts(t);
     const double* b = t.b;
     const std::size_t ahead = Rows::ahead(t.ldb) * sizeof(double);
     const auto add_position = [&]() __attribute__((always_inline))
     {
-        sum.add_imaginary(a, position_of<Rows, kind>(b, columns, ahead));
+        sum.add_imaginary(a, position_of<Rows, kind>(b, source, ahead));
         a.advance();
         b += t.ldb;
     };
@@ -246,6 +259,16 @@ template <std::size_t rows, class Rows, elements kind, class Columns>
         if constexpr (together == 2)
             add_position();
     }
+}
+
+// The operands once the first pass has packed B.
+template <class Columns>
+tile_operands with_packed_b(const tile_operands& t)
+{
+    tile_operands packed = t;
+    packed.b = t.panel;
+    packed.ldb = 2 * Columns::vectors::width;
+    return packed;
 }
 
 // A function for each shape, so that no shape's registers suffer from another's.
@@ -262,7 +285,11 @@ template <std::size_t rows, class Rows, elements kind, class Columns>
     }
     add_products<rows, Rows, kind>(sum, columns, t);
     if constexpr (kind != elements::real) {
-        add_imaginary_products<rows, Rows, kind>(sum, columns, t);
+        if constexpr (packs_b<Columns>)
+            add_imaginary_products<rows, packed_rows<rows>, elements::complex_apart>(
+                sum, typename Columns::unpacking{}, with_packed_b<Columns>(t));
+        else
+            add_imaginary_products<rows, Rows, kind>(sum, columns, t);
         sum.deinterleave();
     }
     double* c = t.c;

@@ -2,6 +2,7 @@
 // larger ones is seen in the products.
 
 #include "numerical/gemm/blocking.hpp"
+#include "numerical/gemm/packing.hpp"
 
 #include "matrices.hpp"
 #include "paths.hpp"
@@ -66,6 +67,91 @@ void expect_every_shape()
         for (std::size_t rows = 1; rows <= blocking<Kernel>::mr; ++rows)
             for (std::size_t cols = 1; cols <= blocking<Kernel>::nr; ++cols)
                 tile_case<Kernel, T>(kc, rows, cols).expect_sums();
+}
+
+// A tile that packs an operand reads it where it lies: its products are those of a tile with both
+// operands packed, and its panel is the one that packing makes.
+template <class Kernel>
+struct packing_case
+{
+    static constexpr std::size_t mr = blocking<Kernel>::mr;
+    static constexpr std::size_t nr = blocking<Kernel>::nr;
+    static constexpr std::size_t parts = Kernel::parts;
+    static constexpr std::size_t stride = 41; // of all operands, in doubles
+    std::size_t depth;
+    std::vector<double> a = test::integer_vector<double>(mr * stride, 1);
+    std::vector<double> b = test::integer_vector<double>(deepest * stride, 2);
+    std::vector<double> c = test::integer_vector<double>(mr * stride, 3);
+    std::vector<double> panel_of_a = std::vector<double>(parts * depth * mr);
+    std::vector<double> panel_of_b = std::vector<double>(depth * nr);
+
+    explicit packing_case(std::size_t kc) : depth(kc)
+    {
+        if constexpr (parts == 2) {
+            pack_parts_of_a<mr>(a.data(), stride, 0, mr, depth, panel_of_a.data());
+            pack_parts_of_b<nr>(b.data(), stride, 0, nr, depth, panel_of_b.data());
+        } else {
+            pack_a<mr>(a.data(), stride, 0, mr, depth, panel_of_a.data());
+            pack_b<nr>(b.data(), stride, 0, nr, depth, panel_of_b.data());
+        }
+    }
+
+    tile_operands both_packed(std::vector<double>& into)
+    {
+        return {.kc = depth,
+                .a = panel_of_a.data(),
+                .lda = 0,
+                .b = panel_of_b.data(),
+                .ldb = nr,
+                .c = into.data(),
+                .ldc = stride,
+                .rows = mr,
+                .cols = nr,
+                .next_c = reinterpret_cast<std::uintptr_t>(into.data())};
+    }
+
+    template <class Tile>
+    void expect_panel(const Tile& tile, tile_operands t, const std::vector<double>& panel)
+    {
+        std::vector<double> want = c;
+        Kernel::tile(both_packed(want));
+        std::vector<double> got = panel;
+        got.push_back(guard);
+        const std::vector<double> want_panel = got;
+        std::fill(got.begin(), got.end() - 1, -guard);
+        t.panel = got.data();
+        tile(t);
+        ASSERT_EQ(c, want) << "depth " << depth;
+        ASSERT_EQ(got, want_panel) << "depth " << depth;
+    }
+};
+
+template <class Kernel>
+void expect_panels_beside_products()
+{
+    for (std::size_t depth = 0; depth <= deepest; ++depth) {
+        packing_case<Kernel> of_a(depth);
+        tile_operands t = of_a.both_packed(of_a.c);
+        t.a = of_a.a.data();
+        t.lda = of_a.stride;
+        of_a.expect_panel(Kernel::tile_packing_a, t, of_a.panel_of_a);
+
+        packing_case<Kernel> of_b(depth);
+        t = of_b.both_packed(of_b.c);
+        t.b = of_b.b.data();
+        t.ldb = of_b.stride;
+        of_b.expect_panel(Kernel::tile_packing_b, t, of_b.panel_of_b);
+    }
+}
+
+TEST(tiles, that_pack_an_operand_have_the_products_and_the_panel_of_packed_ones)
+{
+    if (cpu_features().avx2)
+        expect_panels_beside_products<avx2_tile_kernel>();
+    if (!cpu_features().avx512)
+        return;
+    expect_panels_beside_products<avx512_tile_kernel>();
+    expect_panels_beside_products<avx512_complex_tile_kernel>();
 }
 
 TEST(tiles, add_their_products_and_nothing_at_depth_0)
