@@ -14,9 +14,9 @@ namespace numerical::detail {
 
 // Elements of any value, for the length of a scope. Each thread keeps its largest scratch for
 // reuse, so that only the first one and larger ones allocate; a second scratch that is made on the
-// same thread while the first one is in use allocates its own. Meant for tiles of at most some
-// hundred KiB.
-template <class T>
+// same thread while the first one is in use allocates its own. `Use` names a scratch that is kept
+// apart, for what runs inside of many scopes. Meant for tiles of at most some hundred KiB.
+template <class T, class Use = void>
 class thread_scratch
 {
 public:

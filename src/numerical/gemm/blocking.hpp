@@ -1,8 +1,9 @@
 #pragma once
 
 // How each kernel's product is cut for the caches (Goto and van de Geijn 2008): a tile of C in
-// registers, an A panel of mr × kc in L1, a group of four B panels in L2. Four panels per group
-// also make the tasks of a thread few and large.
+// registers, task_panels panels of A, mr × kc each, and a group of four panels of B, kc ×
+// nr each, in L2. On AVX-512 they take 576 and 256 KiB of 1 MiB or more, on AVX2 144 and 64 KiB of
+// 256 KiB or more. The tiles load and store C once for each kc positions.
 
 #include "numerical/gemm/tile_kernels.hpp"
 
@@ -12,6 +13,9 @@
 namespace numerical::detail {
 
 constexpr std::size_t group_panels = 4;
+
+// The depth of a block that reads B where it lies, each position perhaps on another page.
+constexpr std::size_t depth_in_place = 256;
 
 // mr_in_place: rows of a tile that reads A where it lies, as it does for products of up to
 // in_place_cols columns; B is read so by those of up to in_place_rows rows, and of up to
@@ -29,11 +33,10 @@ struct blocking<avx512_tile_kernel>
     static constexpr std::size_t in_place_rows = 192;
     static constexpr std::size_t in_place_rows_beside_a = 192;
     static constexpr std::size_t nr = 16;
-    static constexpr std::size_t kc = 256;
+    static constexpr std::size_t kc = 512;
     static constexpr std::size_t nc = 2048;
-    static constexpr std::size_t pack_rows = 96;  // of A in a packing task
-    static constexpr std::size_t task_panels = 8; // row panels in a tile task, at most
-    static constexpr std::size_t pack_work = 384; // of a packing task, for each position
+    static constexpr std::size_t task_panels = 12; // of A, in a task at most
+    static constexpr std::size_t pack_work = 384;  // of a group of B, for each position
     // Of a row of tiles, for each position, in 16ths: so that a product for two threads takes one
     // of them 100 microseconds. Starting a loop costs 3 to 9, and a worker that sleeps or shares
     // its core with another program more.
@@ -51,7 +54,6 @@ struct blocking<avx2_tile_kernel>
     static constexpr std::size_t nr = 8;
     static constexpr std::size_t kc = 256;
     static constexpr std::size_t nc = 1024;
-    static constexpr std::size_t pack_rows = 72;
     static constexpr std::size_t task_panels = 12;
     static constexpr std::size_t pack_work = 288;
     static constexpr std::size_t tile_work_16 = 32;
@@ -60,6 +62,7 @@ struct blocking<avx2_tile_kernel>
 template <>
 struct blocking<avx512_complex_tile_kernel> : blocking<avx512_tile_kernel>
 {
+    static constexpr std::size_t in_place_rows = 24; // its tiles would take B apart each time
 };
 
 template <>
@@ -76,6 +79,7 @@ struct adjoint_blocking : blocking<Base>
     static constexpr std::size_t mr_in_place = blocking<Base>::mr;
     static constexpr std::size_t in_place_cols = 0;
     static constexpr std::size_t in_place_rows_beside_a = 0;
+    static constexpr std::size_t kc = 256; // rows of A and B, which lie in place
 };
 
 template <>
@@ -109,7 +113,6 @@ struct blocking<vector_tile_kernel<double>>
     static constexpr std::size_t nr = gemm_nr<double>;
     static constexpr std::size_t kc = 256;
     static constexpr std::size_t nc = 1536;
-    static constexpr std::size_t pack_rows = 64;
     static constexpr std::size_t task_panels = 16;
     static constexpr std::size_t pack_work = 64;
     static constexpr std::size_t tile_work_16 = 48;
@@ -126,7 +129,6 @@ struct blocking<vector_tile_kernel<std::complex<double>>>
     static constexpr std::size_t nr = gemm_nr<std::complex<double>>;
     static constexpr std::size_t kc = 256;
     static constexpr std::size_t nc = 768;
-    static constexpr std::size_t pack_rows = 64;
     static constexpr std::size_t task_panels = 16;
     static constexpr std::size_t pack_work = 64;
     static constexpr std::size_t tile_work_16 = 24;

@@ -56,6 +56,15 @@ std::vector<product_shape> block_shapes()
             {64, 16, 64, 0}, {64, 64, 64, 0}, {16, 16, 512, 0}, {128, 16, 512, 0}};
 }
 
+// Both operands in panels, packed beside tiles or, where a stride is a multiple of 4 KiB, before;
+// every crossover to an operand in place.
+std::vector<product_shape> packed_shapes()
+{
+    return {{192, 193, 40}, {193, 192, 40},  {24, 210, 257},    {25, 210, 257},
+            {205, 199, 40}, {204, 208, 257}, {193, 200, 512},   {197, 195, 513},
+            {450, 200, 9},  {200, 1030, 9},  {193, 512, 20, 0}, {193, 196, 512, 0}};
+}
+
 template <class T>
 void expect_stated_bits(const product_shape& shape)
 {
@@ -68,6 +77,12 @@ void expect_stated_bits(const product_shape& shape)
                         {want.b_first(), want.ldb}, want.c_first(), want.ldc);
         ASSERT_TRUE(test::same_bits(got.c, want.c)) << label(shape) << ", path " << path;
     }
+}
+
+TYPED_TEST(product, has_the_stated_bits_where_operands_are_packed)
+{
+    for (const product_shape& shape : packed_shapes())
+        expect_stated_bits<TypeParam>(shape);
 }
 
 TYPED_TEST(product, has_the_stated_bits_at_every_remainder)

@@ -1,0 +1,363 @@
+#pragma once
+
+// One block of the packed product, C += A·B: how its operands come into panels, and its tiles.
+//
+//                 panels of B, shared by all tasks
+//     A    rows 0 to mr    the tiles that pack B, a group of panels in a task
+//     v    the others      tasks of some rows, whose thread packs their A for itself
+//
+// An operand is packed by the tiles that use it first, which read it where it lies and write the
+// panel on their way: the arithmetic hides what a loop of copies would wait for. Edge panels, and
+// operands whose rows share the sets of a cache, are copied beforehand.
+
+#include "numerical/counts.hpp"
+#include "numerical/gemm/blocking.hpp"
+#include "numerical/gemm/packing.hpp"
+#include "numerical/gemm/product_operands.hpp"
+#include "numerical/runtime/parallel_for.hpp"
+#include "numerical/thread_scratch.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+namespace numerical::detail {
+
+// Below this many multiply-adds a second thread doesn't repay the start of a loop, not even where
+// few columns leave the tiles half empty.
+constexpr std::size_t serial_products = std::size_t{1} << 17;
+
+// A C of at most this many elements is already in L2, so its tiles aren't prefetched.
+constexpr std::size_t near_elements = std::size_t{1} << 15;
+
+inline std::uintptr_t address(const void* element)
+{
+    return reinterpret_cast<std::uintptr_t>(element);
+}
+
+// Rows a multiple of 4 KiB apart share one set of L1, where no more than eight lines of them fit.
+template <class T>
+bool shares_cache_sets(std::size_t stride)
+{
+    return stride * sizeof(T) % 4096 == 0;
+}
+
+// Where tiles find an operand: the panel of row or column x begins at first + (x - origin)·step.
+// Packed panels are `depth` apart for each row or column; in place it is the operand's own stride.
+template <class T>
+struct panel_source
+{
+    const T* first;
+    std::size_t step;
+    std::size_t stride; // of A's rows in place, of B's positions, or of B's columns before packing
+    bool in_place;
+    std::size_t origin = 0; // the row or column that lies at `first`
+    order_of_b order = order_of_b::by_rows;
+};
+
+// Kernels with tiles that pack an operand.
+template <class Kernel>
+concept packs_beside_tiles = requires
+{
+    Kernel::tile_packing_a;
+    Kernel::tile_packing_b;
+};
+
+// A part of C, half open, that one thread computes.
+struct task_range
+{
+    std::size_t first_row;
+    std::size_t last_row;
+    std::size_t first_col;
+    std::size_t last_col;
+};
+
+// How C is cut into tasks: so many parts of the row panels, and of the groups of columns.
+struct task_grid
+{
+    std::size_t row_panels;
+    std::size_t down;
+    std::size_t across;
+};
+
+// C[rows × cols] += A[rows × depth]·B[depth × cols], depth <= kc and cols <= nc.
+template <class Kernel, class T>
+struct product_block
+{
+    using tile_of = blocking<Kernel>;
+    static constexpr std::size_t mr = tile_of::mr;
+    static constexpr std::size_t nr = tile_of::nr;
+    static constexpr std::size_t group_cols = group_panels * nr;
+
+    std::size_t rows;
+    std::size_t cols;
+    std::size_t depth;
+    panel_source<T> a;
+    panel_source<T> b;
+    T* c;
+    std::size_t ldc;
+    into_c into;
+    std::size_t done_rows = 0; // the tiles of these have run
+    // Operands of the batch's next product, C at the place of this block, to prefetch; else null.
+    const T* next_a = nullptr;
+    const T* next_b = nullptr;
+    const T* next_c = nullptr;
+
+    // Unless B is read in place: copies it into panels, `cols` rounded up to nr times `depth`, and
+    // runs the tiles that do so on their way.
+    void pack_b_into(T* panels);
+
+    // Runs the other tiles.
+    void multiply() const;
+
+private:
+    struct panels_of_a;
+
+    std::size_t groups() const { return ceil_div(cols, group_cols); }
+
+    std::size_t tile_rows() const { return a.in_place ? tile_of::mr_in_place : mr; }
+
+    std::size_t panel_size() const { return mr * Kernel::parts * depth; }
+
+    bool packs_b_beside_tiles() const;
+    void pack_a_panel(std::size_t i, T* panel) const;
+    void pack_b_panels(std::size_t first, std::size_t last, T* panels) const;
+    void multiply_and_pack_b(std::size_t first_col, std::size_t last_col, T* panels) const;
+    task_grid tasks() const;
+
+    void multiply_task(const task_range& task) const
+    {
+        if (a.in_place)
+            multiply_with_a_in_place(task);
+        else
+            multiply_and_pack_a(task);
+    }
+
+    void multiply_with_a_in_place(const task_range& task) const;
+    void multiply_and_pack_a(const task_range& task) const;
+    std::size_t pack_a_at(std::size_t i, std::size_t j, T* panel) const;
+    tile_operands_of<T> tile_at(std::size_t i, std::size_t j) const;
+    void run_tile(const tile_operands_of<T>& operands) const;
+};
+
+template <class Kernel, class T>
+bool product_block<Kernel, T>::packs_b_beside_tiles() const
+{
+    return packs_beside_tiles<Kernel> && !a.in_place && b.order == order_of_b::by_rows &&
+           rows >= mr && !shares_cache_sets<T>(b.stride);
+}
+
+// The panel of rows i and following, as many as there are.
+template <class Kernel, class T>
+void product_block<Kernel, T>::pack_a_panel(std::size_t i, T* panel) const
+{
+    const std::size_t count = std::min(rows - i, mr);
+    const T* const first = a.first + i * a.step;
+    if constexpr (Kernel::parts == 2)
+        pack_parts_of_a<mr>(first, a.stride, 0, count, depth, panel);
+    else
+        pack_a<mr>(first, a.stride, 0, count, depth, panel);
+}
+
+template <class Kernel, class T>
+void product_block<Kernel, T>::pack_b_panels(std::size_t first, std::size_t last, T* panels) const
+{
+    if constexpr (Kernel::parts == 2)
+        pack_parts_of_b<nr>(b.first, b.stride, first, last, depth, panels);
+    else if (b.order == order_of_b::by_columns)
+        pack_a<nr>(b.first, b.stride, first, last, depth, panels); // its rows, side by side
+    else
+        pack_b<nr>(b.first, b.stride, first, last, depth, panels);
+}
+
+// The tiles of the first row panel, each of which packs its columns of B.
+template <class Kernel, class T>
+void product_block<Kernel, T>::multiply_and_pack_b(std::size_t first_col, std::size_t last_col,
+                                                   T* panels) const
+{
+    thread_scratch<T, panels_of_a> panel_of_a(panel_size());
+    pack_a_panel(0, panel_of_a.data());
+    for (std::size_t j = first_col; j < last_col; j += nr) {
+        tile_operands_of<T> tile = tile_at(0, j);
+        tile.a = panel_of_a.data();
+        tile.panel = panels + j * depth;
+        if constexpr (packs_beside_tiles<Kernel>)
+            if (j + nr <= cols) {
+                Kernel::tile_packing_b(tile);
+                continue;
+            }
+        pack_b_panels(j, cols, panels);
+        tile.b = tile.panel;
+        tile.ldb = nr;
+        Kernel::tile(tile);
+    }
+}
+
+// Each index packs a group of panels.
+template <class Kernel, class T>
+void product_block<Kernel, T>::pack_b_into(T* panels)
+{
+    if (b.in_place)
+        return;
+    const bool beside_tiles = packs_b_beside_tiles();
+    const auto pack_group = [&](std::size_t g) {
+        const std::size_t first = g * group_cols;
+        const std::size_t last = std::min(first + group_cols, cols);
+        if (beside_tiles)
+            multiply_and_pack_b(first, last, panels);
+        else
+            pack_b_panels(first, last, panels);
+    };
+    const std::size_t tile_work = Kernel::parts * tile_of::tile_work_16 * mr / 16;
+    parallel_for(groups(), depth * (tile_of::pack_work + (beside_tiles ? tile_work : 0)),
+                 pack_group);
+    b = {.first = panels, .step = depth, .stride = nr, .in_place = false};
+    if (beside_tiles)
+        done_rows = mr;
+}
+
+// About four tasks for each thread, or a multiple of as many if the panels of A would not stay in
+// L2. A task packs its rows of A, so columns are cut only where there are too few row panels; but
+// before the rows if B comes from memory for each part of the rows.
+template <class Kernel, class T>
+task_grid product_block<Kernel, T>::tasks() const
+{
+    const std::size_t threads = allowed_threads();
+    const std::size_t wanted = threads == 1 ? 1 : 4 * threads;
+    const std::size_t row_panels = ceil_div(rows - done_rows, tile_rows());
+    const std::size_t least = ceil_div(row_panels, tile_of::task_panels);
+    if (b.in_place && !a.in_place) {
+        const std::size_t across = std::min(wanted, groups());
+        const std::size_t down = std::min(ceil_div(wanted, across), row_panels);
+        return {.row_panels = row_panels, .down = std::max(least, down), .across = across};
+    }
+    const std::size_t down = std::min(round_up(least, wanted), row_panels);
+    return {.row_panels = row_panels,
+            .down = down,
+            .across = std::min(ceil_div(wanted, down), groups())};
+}
+
+// Each index writes its own part of C. The parts differ by one panel at most, so that no thread
+// waits long for another.
+template <class Kernel, class T>
+void product_block<Kernel, T>::multiply() const
+{
+    if (rows == done_rows)
+        return;
+    if (rows * cols * depth * Kernel::parts < serial_products)
+        return multiply_task({done_rows, rows, 0, cols});
+    const task_grid grid = tasks();
+    const auto multiply_part = [&](std::size_t t) {
+        const std::size_t i = t / grid.across;
+        const std::size_t j = t % grid.across;
+        const auto row = [&](std::size_t part) {
+            return std::min(done_rows + part * grid.row_panels / grid.down * tile_rows(), rows);
+        };
+        const auto col = [&](std::size_t part) {
+            return std::min(part * groups() / grid.across * group_cols, cols);
+        };
+        multiply_task({row(i), row(i + 1), col(j), col(j + 1)});
+    };
+    const std::size_t count = grid.down * grid.across;
+    const std::size_t tiles_of_groups = grid.row_panels * tile_rows() * groups();
+    const std::size_t work =
+        Kernel::parts * depth * tile_of::tile_work_16 / 16 * tiles_of_groups / count;
+    parallel_for(count, work, multiply_part);
+}
+
+// Packs the panel of rows i and following, together with the tile that it has at column j if that
+// tile can do so. Returns the columns of C that are done: those of the tile, or none.
+template <class Kernel, class T>
+std::size_t product_block<Kernel, T>::pack_a_at(std::size_t i, std::size_t j, T* panel) const
+{
+    if constexpr (packs_beside_tiles<Kernel>)
+        if (i + mr <= rows && j + nr <= cols && !b.in_place && !shares_cache_sets<T>(a.stride)) {
+            tile_operands_of<T> tile = tile_at(i, j);
+            tile.panel = panel;
+            Kernel::tile_packing_a(tile);
+            return nr;
+        }
+    pack_a_panel(i, panel);
+    return 0;
+}
+
+// By groups of panels of B, which stay in L1 or L2.
+template <class Kernel, class T>
+void product_block<Kernel, T>::multiply_with_a_in_place(const task_range& task) const
+{
+    for (std::size_t first = task.first_col; first < task.last_col; first += group_cols) {
+        const std::size_t last = std::min(first + group_cols, task.last_col);
+        for (std::size_t i = task.first_row; i < task.last_row; i += tile_of::mr_in_place)
+            for (std::size_t j = first; j < last; j += nr)
+                run_tile(tile_at(i, j));
+    }
+}
+
+// By groups of panels of B, which stay in L2 beside the panels of the task's rows of A. Those are
+// packed in the first group.
+template <class Kernel, class T>
+void product_block<Kernel, T>::multiply_and_pack_a(const task_range& task) const
+{
+    const std::size_t packed_rows = round_up(task.last_row - task.first_row, mr);
+    thread_scratch<T, panels_of_a> panels(packed_rows * Kernel::parts * depth);
+    product_block packed = *this;
+    packed.a = {.first = panels.data(),
+                .step = Kernel::parts * depth,
+                .stride = mr,
+                .in_place = false,
+                .origin = task.first_row};
+    for (std::size_t first = task.first_col; first < task.last_col; first += group_cols) {
+        const std::size_t last = std::min(first + group_cols, task.last_col);
+        for (std::size_t i = task.first_row; i < task.last_row; i += mr) {
+            std::size_t j = first;
+            if (first == task.first_col)
+                j += pack_a_at(i, j, panels.data() + (i - task.first_row) * packed.a.step);
+            for (; j < last; j += nr)
+                packed.run_tile(packed.tile_at(i, j));
+        }
+    }
+}
+
+template <class Kernel, class T>
+void product_block<Kernel, T>::run_tile(const tile_operands_of<T>& operands) const
+{
+    if constexpr (tile_of::in_place_rows_beside_a != 0)
+        if (b.in_place && a.in_place)
+            return Kernel::tile_in_place(operands);
+    if constexpr (tile_of::in_place_cols != 0)
+        if (a.in_place)
+            return Kernel::tile_a_in_place(operands);
+    Kernel::tile(operands);
+}
+
+// While a tile runs, the tile of C below it is prefetched: far enough ahead at a small depth, and
+// still in L2 at a large one. In a batch it is the tile of the next product, of whose A and B each
+// tile prefetches the lines that follow those of the tile before.
+template <class Kernel, class T>
+tile_operands_of<T> product_block<Kernel, T>::tile_at(std::size_t i, std::size_t j) const
+{
+    T* const tile_c = c + i * ldc + j;
+    tile_operands_of<T> tile{.kc = depth,
+                             .a = a.first + (i - a.origin) * a.step,
+                             .lda = a.stride,
+                             .b = b.first + j * b.step,
+                             .ldb = b.stride,
+                             .c = tile_c,
+                             .ldc = ldc,
+                             .rows = std::min(rows - i, tile_rows()),
+                             .cols = std::min(cols - j, nr),
+                             .next_c = address(tile_c),
+                             .into = into};
+    if (next_c != nullptr) {
+        const std::size_t number = i / tile_of::mr_in_place * ceil_div(cols, nr) + j / nr;
+        const std::size_t prefetched = number * (depth / 2) * line_bytes;
+        tile.next_a = address(next_a) + prefetched;
+        tile.next_b = address(next_b) + prefetched;
+        tile.next_c = address(next_c + i * ldc + j);
+    } else if (rows * cols > near_elements) {
+        tile.next_c += tile_rows() * ldc * sizeof(T);
+    }
+    return tile;
+}
+
+} // namespace numerical::detail
