@@ -71,7 +71,7 @@ EXPONENTIALS = {
     "tiny": normal((4, 4)) * 1e-9,
     "degree 3": normal((4, 4)) * 3e-3,
     "degree 5": normal((4, 4)) * 0.05,
-    "degree 7": normal((4, 4)) * 0.3,
+    "degree 18": normal((4, 4)) * 0.3,
     "degree 9": normal((4, 4)) * 0.7,
     "degree 13": normal((4, 4)) * 1.5,
     "squared": normal((5, 5)) * 9,

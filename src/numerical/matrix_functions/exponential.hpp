@@ -1,10 +1,10 @@
 #pragma once
 
 // The exponential of a matrix by scaling and squaring, e^A = (e^(A/2^s))^(2^s), with a Padé
-// approximant of e^x of degree 7, 9 or 13 (Higham 2005; Al-Mohy and Higham 2009), or for small
-// norms a Taylor polynomial of degree 8 or 12 (Bader, Blanes and Casas 2019). The degree and s are
-// chosen by the numbers ‖A^p‖^(1/p), which for matrices far from normal are much smaller
-// than ‖A‖: too much scaling costs squarings and digits.
+// approximant of e^x of degree 9 or 13 (Higham 2005; Al-Mohy and Higham 2009), or for small
+// norms a Taylor polynomial of degree 8, 12 or 18 (Bader, Blanes and Casas 2019). The degree and s
+// are chosen by the numbers ‖A^p‖^(1/p), which for matrices far from normal are much smaller than
+// ‖A‖: too much scaling costs squarings and digits.
 
 #include "numerical/matrix.hpp"
 

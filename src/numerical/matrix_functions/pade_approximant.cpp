@@ -5,6 +5,7 @@
 #include "numerical/matrix_functions/matrix_combination.hpp"
 #include "numerical/matrix_functions/norm_estimate.hpp"
 #include "numerical/matrix_functions/taylor_polynomial.hpp"
+#include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
 #include <algorithm>
@@ -23,9 +24,13 @@ constexpr double half_unit = 0x1p-53; // the unit roundoff of the error analysis
 
 // The largest ‖A^p‖^(1/p) for which the approximant's backward error is below the unit roundoff
 // (Higham 2005); for degree 13 the smaller bound of Al-Mohy and Higham (2009).
-constexpr double theta7 = 9.504178996162932e-1;
 constexpr double theta9 = 2.097847961257068;
 constexpr double theta13 = 4.25;
+
+// The terms of the Taylor polynomial add up to about e^‖A‖, and their rounding errors with them.
+// Where the mean of the eigenvalues, which is that of the diagonal, is lower than this, e^A is so
+// much smaller that Padé's quotient has more digits.
+constexpr double least_mean_of_degree_18 = -0.5;
 
 // The coefficients of p of degree m, as integers with a leading 1.
 constexpr std::array<double, 14> pade_coefficients(unsigned m)
@@ -73,6 +78,7 @@ public:
     std::vector<T> choose_and_evaluate(int& squarings);
 
 private:
+    double mean_of_diagonal() const;
     bool admits_taylor(unsigned degree, double theta) const;
     bool has_powers_below(double theta);
     int squarings_of_degree_13();
@@ -84,10 +90,9 @@ private:
         return further_scaling(first_error_coefficient(degree), 2 * degree + 1, exponent);
     }
 
-    template <unsigned Degree>
-    std::vector<T> evaluate_low();
+    std::vector<T> evaluate_9();
     std::vector<T> evaluate_13(int squarings);
-    std::vector<T> quotient(double c);
+    std::vector<T> quotient();
 
     void multiply(const T* left, const T* right, T* to) const
     {
@@ -105,10 +110,9 @@ private:
     double norm4 = 0;
     double norm6 = 0;
     T* const a2 = block(0);
-    T* const a4 = block(1);
+    T* const a4 = block(1); // and all after it scratch of a Taylor polynomial, or:
     T* const a6 = block(2);
-    T* const high = block(3); // and the two after it scratch of a Taylor polynomial, or: A⁸, then
-                              // the upper half of a part of degree 13, then U
+    T* const high = block(3); // A⁸, then the upper half of a part of degree 13, then U
     T* const odd = block(4);  // U = A·odd
     T* const even = block(5); // V
 };
@@ -136,6 +140,15 @@ bool pade_workspace<T>::is_below(std::initializer_list<const T*> factors, double
            (n >= estimate_crossover && estimated_product_norm(factors, n, limit) <= limit);
 }
 
+template <class T>
+double pade_workspace<T>::mean_of_diagonal() const
+{
+    double sum = 0;
+    for (std::size_t i = 0; i < n; ++i)
+        sum += real_part(a[i * n + i]);
+    return sum / double(n);
+}
+
 // Whether ‖A³‖ and ‖A⁴‖ admit the Taylor polynomial with this bound theta. The error's series
 // begins with A^(degree + 1), and any degree from 5 on may be judged by these two (Al-Mohy and
 // Higham 2009).
@@ -146,7 +159,7 @@ bool pade_workspace<T>::admits_taylor(unsigned degree, double theta) const
            further_scaling(first_taylor_error_coefficient(degree), degree + 1, 0) == 0;
 }
 
-// Whether ‖A⁶‖ and ‖A⁸‖ admit the degree 7 or 9 with this bound theta.
+// Whether ‖A⁶‖ and ‖A⁸‖ admit the degree 9 with this bound theta.
 template <class T>
 bool pade_workspace<T>::has_powers_below(double theta)
 {
@@ -177,39 +190,35 @@ std::vector<T> pade_workspace<T>::choose_and_evaluate(int& squarings)
     multiply(a.data(), a.data(), a2);
     norm2 = one_norm(a2, n);
     if (admits_taylor(8, taylor_theta8))
-        return taylor_of_degree_8(a.data(), a2, n, high);
+        return taylor_of_degree_8(a.data(), a2, n, a4);
     if (admits_taylor(12, taylor_theta12))
-        return taylor_of_degree_12(a.data(), a2, n, high);
+        return taylor_of_degree_12(a.data(), a2, n, a4);
+    if (mean_of_diagonal() >= least_mean_of_degree_18 && admits_taylor(18, taylor_theta18))
+        return taylor_of_degree_18(a.data(), a2, n, a4);
     multiply(a2, a2, a4);
     norm4 = one_norm(a4, n);
     multiply(a4, a2, a6);
     norm6 = one_norm(a6, n);
-    if (has_powers_below(theta7) && further_scaling_of_pade(7, 0) == 0)
-        return evaluate_low<7>();
     if (has_powers_below(theta9) && further_scaling_of_pade(9, 0) == 0) {
         multiply(a4, a4, high);
-        return evaluate_low<9>();
+        return evaluate_9();
     }
     squarings = squarings_of_degree_13();
     return evaluate_13(squarings);
 }
 
 template <class T>
-template <unsigned Degree>
-std::vector<T> pade_workspace<T>::evaluate_low()
+std::vector<T> pade_workspace<T>::evaluate_9()
 {
-    constexpr auto b = pade_coefficients(Degree);
-    constexpr std::size_t count = Degree / 2;
-    const std::array<const T*, 4> powers{a2, a4, a6, high};
+    constexpr auto b = pade_coefficients(9);
     const auto combine_from = [&](std::size_t first, T* to) {
-        std::array<term<T>, count> terms;
-        for (std::size_t k = 0; k < count; ++k)
-            terms[k] = {b[first + 2 * k + 2], powers[k]};
-        combine(terms, b[first], n, to);
+        combine<T, 4>(
+            {{{b[first + 2], a2}, {b[first + 4], a4}, {b[first + 6], a6}, {b[first + 8], high}}},
+            b[first], n, to);
     };
     combine_from(1, odd);
     combine_from(0, even);
-    return quotient(Degree == 7 ? 1 : 0);
+    return quotient();
 }
 
 // Evaluates both parts by Horner's rule in A⁶, so that no higher power is formed. The scaling is
@@ -228,27 +237,21 @@ std::vector<T> pade_workspace<T>::evaluate_13(int squarings)
     };
     combine_from(1, odd);
     combine_from(0, even);
-    return quotient(0);
+    return quotient();
 }
 
-// c·I + (V - U)⁻¹·((1 - c)·V + (1 + c)·U) for c = 0 or 1. The sums of the substitution begin with
-// the right-hand sides. With c = 1 they are rounded to the places of r(A) - I, which is the better
-// way while r(A) is near I; eigenvalues far on the left make it small, and c = 0 is then better.
+// (V - U)⁻¹·(V + U).
 template <class T>
-std::vector<T> pade_workspace<T>::quotient(double c)
+std::vector<T> pade_workspace<T>::quotient()
 {
     multiply(a.data(), odd, high);
     std::vector<T> numerator = uninitialized<T>(n * n);
     std::vector<T> denominator = uninitialized<T>(n * n);
     for (std::size_t i = 0; i < n * n; ++i) {
-        numerator[i] = (1 - c) * even[i] + (1 + c) * high[i];
+        numerator[i] = even[i] + high[i];
         denominator[i] = even[i] - high[i];
     }
-    std::vector<T> x =
-        lu_decomposition<T>(matrix<T>(n, n, std::move(denominator))).solve_matrix(numerator, n);
-    for (std::size_t i = 0; i < n; ++i)
-        x[i * n + i] += c;
-    return x;
+    return lu_decomposition<T>(matrix<T>(n, n, std::move(denominator))).solve_matrix(numerator, n);
 }
 
 } // namespace

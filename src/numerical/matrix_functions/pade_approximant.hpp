@@ -1,6 +1,6 @@
 #pragma once
 
-// The diagonal Padé approximants r = p/q of e^x, q(x) = p(-x), of degree 7, 9 and 13, for
+// The diagonal Padé approximants r = p/q of e^x, q(x) = p(-x), of degree 9 and 13, for
 // matrices, and below them Taylor polynomials, which need fewer products at small norms. p(A) = V +
 // U with the even part V and the odd part U, so that r(A) solves (V - U)·r(A) = V + U (Higham
 // 2005).

@@ -98,19 +98,37 @@ TYPED_TEST(matrix_functions, exponential_is_the_sum_of_its_series_at_every_degre
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
         for (const std::size_t n : {2UL, 7UL, estimate_crossover - 1, estimate_crossover})
-            for (const double norm :
-                 {1e-3, 0.99 * taylor_theta8, 1.01 * taylor_theta8, 0.2, 0.99 * taylor_theta12,
-                  1.01 * taylor_theta12, 0.7, 1.8, 3.0}) {
+            for (const double norm : {1e-3, 0.99 * taylor_theta8, 1.01 * taylor_theta8, 0.2,
+                                      0.99 * taylor_theta12, 1.01 * taylor_theta12, 0.7,
+                                      0.99 * taylor_theta18, 1.01 * taylor_theta18, 1.8, 3.0}) {
                 auto a = test::random_matrix<TypeParam>(n, n, 1);
                 const double factor = norm / one_norm(a.data.data(), n);
                 a = scaled(std::move(a), factor);
                 const auto x = numerical::matrix_exponential(a);
                 const std::vector<wide<TypeParam>> found(x.data.begin(), x.data.end());
                 const auto error = test::largest_difference<TypeParam>(found, series(a));
-                // To the last place, and of degree 7 nearly so.
-                const double units = norm < taylor_theta12 ? 1 : norm < 0.9 ? 2 : 8;
+                // To the last place by the polynomials.
+                const double units = norm < taylor_theta18 ? 1 : 8;
                 EXPECT_LT(error, units * test::eps * std::exp(norm)) << n << ", norm " << norm;
             }
+    }
+}
+
+// e^A is then much smaller than the terms of its series.
+TYPED_TEST(matrix_functions, exponential_keeps_its_digits_near_minus_the_identity)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const double mean : {-0.49, -0.51, -0.8, -1.05}) {
+            constexpr std::size_t n = 24;
+            auto a = scaled(test::random_matrix<TypeParam>(n, n, 1), 1e-3);
+            for (std::size_t i = 0; i < n; ++i)
+                a.data[i * n + i] = mean * (1 - 0.05 * double(i) / n);
+            const auto x = numerical::matrix_exponential(a);
+            const std::vector<wide<TypeParam>> found(x.data.begin(), x.data.end());
+            const auto error = test::largest_difference<TypeParam>(found, series(a));
+            EXPECT_LT(error, 8 * test::eps * std::exp(mean)) << "mean " << mean;
+        }
     }
 }
 
@@ -121,17 +139,21 @@ TYPED_TEST(matrix_functions, taylor_polynomials_have_the_coefficients_of_the_ser
     for (const double x : {1.0 / 64, 0.25, 1.0, 2.0}) {
         const T a(x);
         const T square(x * x);
-        T scratch[3];
+        T scratch[5];
         long double sum8 = 0;
         long double sum12 = 0;
+        long double sum18 = 0;
         long double term = 1;
-        for (int k = 0; k <= 12; term *= x / ++k)
-            (k <= 8 ? sum8 : sum12) += term;
+        for (int k = 0; k <= 18; term *= x / ++k)
+            (k <= 8 ? sum8 : k <= 12 ? sum12 : sum18) += term;
         sum12 += sum8;
+        sum18 += sum12;
         const T of_8 = taylor_of_degree_8(&a, &square, 1, scratch)[0];
         const T of_12 = taylor_of_degree_12(&a, &square, 1, scratch)[0];
+        const T of_18 = taylor_of_degree_18(&a, &square, 1, scratch)[0];
         EXPECT_LT(std::abs(of_8 - T(double(sum8))), 4 * test::eps * double(sum8)) << x;
         EXPECT_LT(std::abs(of_12 - T(double(sum12))), 4 * test::eps * double(sum12)) << x;
+        EXPECT_LT(std::abs(of_18 - T(double(sum18))), 4 * test::eps * double(sum18)) << x;
     }
 }
 
