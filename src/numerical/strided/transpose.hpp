@@ -3,7 +3,8 @@
 // Transposes of blocks, for T = double or std::complex<double>. One side of a transposition runs
 // along rows, the other across them: the loops are ordered so that a cache line of the source is
 // used as a whole while it is in L1, and the lines that come next, which the hardware prefetcher
-// doesn't foresee, are prefetched. Pure data movement, on the calling thread but for the one in place.
+// doesn't foresee, are prefetched. Pure data movement, on the calling thread but for the one in
+// place.
 
 #include "numerical/matrix.hpp"
 #include "numerical/strided/block_view.hpp"
