@@ -13,14 +13,14 @@
 namespace numerical::detail {
 
 // Operands that few tiles use are read where they lie: a packed copy would cost more than it saves.
-// Rows of A that lie a multiple of 4 KiB apart would share one set of L1. Complex tiles that
-// read B in place read A in place too.
-template <class Kernel>
+// Rows of A that share cache sets are packed. Complex tiles that read B in place read A in place
+// too.
+template <class Kernel, class T>
 bool reads_a_in_place(std::size_t m, std::size_t n, std::size_t lda)
 {
     using tile_of = blocking<Kernel>;
     const bool with_b = Kernel::parts == 2 && m <= tile_of::in_place_rows;
-    return (n <= tile_of::in_place_cols || with_b) && lda % 512 != 0;
+    return (n <= tile_of::in_place_cols || with_b) && !shares_cache_sets<T>(lda);
 }
 
 template <class Kernel>
@@ -35,7 +35,7 @@ bool reads_b_in_place(std::size_t m, bool a_in_place)
 template <class Kernel, class T>
 bool reads_both_in_place(const product_operands<T>& p)
 {
-    return reads_a_in_place<Kernel>(p.m, p.n, p.lda) && reads_b_in_place<Kernel>(p.m, true);
+    return reads_a_in_place<Kernel, T>(p.m, p.n, p.lda) && reads_b_in_place<Kernel>(p.m, true);
 }
 
 // For a complex kernel all operands are doubles, B and C of twice the columns: n, the strides and
@@ -44,7 +44,7 @@ template <class Kernel, class T>
 void gemm_packed(const product_operands<T>& p)
 {
     using tile_of = blocking<Kernel>;
-    const bool a_in_place = reads_a_in_place<Kernel>(p.m, p.n, p.lda);
+    const bool a_in_place = reads_a_in_place<Kernel, T>(p.m, p.n, p.lda);
     const bool by_columns = p.b_order == order_of_b::by_columns;
     const bool b_in_place = !by_columns && reads_b_in_place<Kernel>(p.m, a_in_place);
     const std::size_t kc = b_in_place ? depth_in_place : tile_of::kc;
