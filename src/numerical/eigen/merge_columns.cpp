@@ -1,32 +1,11 @@
 #include "numerical/eigen/merge_columns.hpp"
 
-#include "numerical/counts.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 
 #include <algorithm>
-#include <cmath>
 
 namespace numerical::detail {
 namespace {
-
-constexpr std::size_t norm_columns = 64;
-
-// The norms of the columns, each sum of squares in the order of the rows.
-std::vector<double> column_norms(const double* columns, std::size_t size)
-{
-    std::vector<double> norms(size);
-    const auto sum_block = [&](std::size_t b) {
-        const std::size_t from = b * norm_columns;
-        const std::size_t to = std::min(from + norm_columns, size);
-        for (std::size_t p = 0; p < size; ++p)
-            for (std::size_t q = from; q < to; ++q)
-                norms[q] += columns[p * size + q] * columns[p * size + q];
-        for (std::size_t q = from; q < to; ++q)
-            norms[q] = std::sqrt(norms[q]);
-    };
-    parallel_for(ceil_div(size, norm_columns), size * norm_columns, sum_block);
-    return norms;
-}
 
 // The columns that a group of rows needs later, side by side: those that it multiplies, then the
 // deflated ones.
@@ -148,19 +127,6 @@ void merge_columns(block_view<double> q, const column_merge& merge,
 {
     for (const auto& [first, rows, mask] : merge.groups)
         merge_group(q.sub(first, first + rows, 0, q.cols), merge, mask, fill_row, workspace);
-}
-
-small_vector_rows normalised_rows(const double* columns, std::size_t size)
-{
-    return normalised_rows(columns, size, {0, size});
-}
-
-small_vector_rows normalised_rows(const double* columns, std::size_t size, index_range range)
-{
-    return [columns, size, range, norms = column_norms(columns, size)](std::size_t p, double* row) {
-        for (std::size_t q = range.first; q < range.last; ++q)
-            row[q - range.first] = columns[p * size + q] / norms[q];
-    };
 }
 
 } // namespace numerical::detail

@@ -108,10 +108,4 @@ private:
     std::vector<stretch> stretches; // from the right
 };
 
-// The rows of a size × size matrix whose columns are vectors, each divided by its norm.
-small_vector_rows normalised_rows(const double* columns, std::size_t size);
-
-// The same of a range of the vectors.
-small_vector_rows normalised_rows(const double* columns, std::size_t size, index_range range);
-
 } // namespace numerical::detail

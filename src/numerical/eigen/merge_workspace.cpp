@@ -59,7 +59,7 @@ public:
     }
 
 private:
-    std::array<memory_block, 4> blocks; // as many as a recursion has buffers
+    std::array<memory_block, 3> blocks; // as many as a recursion has buffers
 };
 
 kept_blocks& kept()

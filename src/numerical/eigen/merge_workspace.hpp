@@ -32,7 +32,7 @@ std::size_t kept_workspace_bytes();
 // n - K deflated:
 struct merge_workspace
 {
-    workspace_buffer roots;    // K × K: distances of poles and roots, where they are kept
+    workspace_buffer small;    // K × K: small vectors, where they are kept
     workspace_buffer old_rows; // rows × (m + n - K): the columns of one group of rows
     workspace_buffer new_rows; // m × K: the small vectors' rows that go with the active ones
 };

@@ -12,24 +12,6 @@
 namespace numerical::detail {
 namespace {
 
-// The columns of one basis: the active ones times the small vectors, and all in their final order.
-struct basis_update
-{
-    block_view<double> basis;
-    std::vector<row_group> groups;
-    const std::vector<unsigned int>& types;
-    const double* small;
-};
-
-void update_basis(const basis_update& update, const merge_partition& partition,
-                  const std::vector<std::size_t>& order, merge_workspace& workspace)
-{
-    merge_columns(
-        update.basis,
-        {.groups = update.groups, .partition = partition, .types = update.types, .order = order},
-        normalised_rows(update.small, partition.active.size()), workspace);
-}
-
 std::vector<row_group> left_groups(std::size_t n, std::size_t k)
 {
     return {{0, k, upper_rows}, {k, 1, torn_row}, {k + 1, n - 1 - k, lower_rows}};
@@ -56,19 +38,19 @@ void multiply_row_of_group(const std::vector<double>& old_row, const std::vector
                                                                .ldc = size});
 }
 
-// The effect of update_basis on the first and the last row of the right basis, the only ones here.
-void update_end_rows(const basis_update& update, const merge_partition& partition,
-                     const std::vector<std::size_t>& order)
+// The effect of merge_columns on the first and the last row of the right basis, the only ones here.
+void merge_end_rows(block_view<double> ends, const column_merge& merge,
+                    const small_vector_rows& fill_row)
 {
+    const merge_partition& partition = merge.partition;
     const std::size_t size = partition.active.size();
-    const small_vector_rows fill_row = normalised_rows(update.small, size);
-    const merged_places places(size, order);
+    const merged_places places(size, merge.order);
     for (std::size_t end = 0; end < 2; ++end) {
-        double* const row = update.basis.row(end);
+        double* const row = ends.row(end);
         std::vector<double> old_row;
         std::vector<double> new_rows;
         for (std::size_t p = 0; p < size; ++p) {
-            if ((update.types[partition.active[p]] & update.groups[end].mask) == 0)
+            if ((merge.types[partition.active[p]] & merge.groups[end].mask) == 0)
                 continue;
             old_row.push_back(row[partition.active[p]]);
             new_rows.resize(new_rows.size() + size);
@@ -79,7 +61,7 @@ void update_end_rows(const basis_update& update, const merge_partition& partitio
             deflated.push_back(row[column]);
         std::fill_n(row, size, 0.0);
         if (!old_row.empty())
-            multiply_row_of_group(old_row, new_rows, update.groups[end].rows, size, row);
+            multiply_row_of_group(old_row, new_rows, merge.groups[end].rows, size, row);
         places.place(row, deflated.data());
     }
 }
@@ -94,41 +76,53 @@ bool is_zero(const torn_problem& torn, const std::vector<double>& dz)
 struct solved_arrow
 {
     arrow_deflation deflation;
+    std::vector<row_group> left_groups;
+    std::vector<row_group> right_groups;
     small_arrow arrow;
-    std::vector<std::size_t> order2; // of the new values and the deflated ones, ascending
+    std::vector<std::size_t> order; // of the new values and the deflated ones, ascending
+
+    column_merge left() const
+    {
+        return {.groups = left_groups,
+                .partition = deflation.partition,
+                .types = deflation.left_type,
+                .order = order};
+    }
+
+    column_merge right() const
+    {
+        return {.groups = right_groups,
+                .partition = deflation.partition,
+                .types = deflation.right_type,
+                .order = order};
+    }
 };
 
 solved_arrow solve_torn(std::vector<double>& dz, torn_problem& torn,
                         const bidiagonal_vectors& vectors)
 {
-    arrow_deflation deflation(dz, torn, vectors.v.cols);
+    const std::size_t m = vectors.v.cols;
+    arrow_deflation deflation(dz, torn, m);
     rotate_columns(vectors.u, deflation.left_rotations);
     rotate_columns(vectors.v, deflation.right_rotations);
     small_arrow arrow = solve_arrow(dz, torn.z, deflation.partition.active);
     std::vector<double> all = arrow.values;
     for (const std::size_t column : deflation.partition.deflated)
         all.push_back(dz[column]);
-    std::vector<std::size_t> order2 = ascending_order(all);
+    std::vector<std::size_t> order = ascending_order(all);
     for (std::size_t c = 0; c < dz.size(); ++c)
-        dz[c] = all[order2[c]];
-    return {std::move(deflation), std::move(arrow), std::move(order2)};
-}
-
-void choose_columns(const basis_update& update, const merge_partition& partition,
-                    const std::vector<std::size_t>& order, index_range wanted,
-                    block_view<double> out)
-{
-    const column_merge merge{
-        .groups = update.groups, .partition = partition, .types = update.types, .order = order};
-    const small_vector_rows rows =
-        normalised_rows(update.small, partition.active.size(), new_columns_among(merge, wanted));
-    merge_chosen_columns(update.basis, merge, rows, wanted, out);
+        dz[c] = all[order[c]];
+    return {.deflation = std::move(deflation),
+            .left_groups = left_groups(dz.size(), torn.k),
+            .right_groups = right_groups(m, torn.k),
+            .arrow = std::move(arrow),
+            .order = std::move(order)};
 }
 
 } // namespace
 
 void merge_arrow(std::vector<double>& dz, torn_problem torn, const bidiagonal_vectors& vectors,
-                 arrow_workspace& workspace)
+                 merge_workspace& workspace)
 {
     if (is_zero(torn, dz))
         return;
@@ -136,26 +130,14 @@ void merge_arrow(std::vector<double>& dz, torn_problem torn, const bidiagonal_ve
     if (vectors.wanted == wanted_rows::none)
         return;
 
-    const merge_partition& partition = solved.deflation.partition;
     const std::size_t size = solved.arrow.size();
-    double* const small = workspace_of(workspace.right.roots, size * size);
-    fill_right_vectors(solved.arrow, small);
-    const basis_update right{.basis = vectors.v,
-                             .groups = right_groups(vectors.v.cols, torn.k),
-                             .types = solved.deflation.right_type,
-                             .small = small};
+    const arrow_vectors small(solved.arrow, workspace_of(workspace.small, size * size));
     if (!vectors.complete()) {
-        update_end_rows(right, partition, solved.order2);
+        merge_end_rows(vectors.v, solved.right(), small.right_rows({0, size}));
         return;
     }
-    double* const left = workspace_of(workspace.left_vectors, size * size);
-    fill_left_vectors(solved.arrow, small, left);
-    update_basis({.basis = vectors.u,
-                  .groups = left_groups(dz.size(), torn.k),
-                  .types = solved.deflation.left_type,
-                  .small = left},
-                 partition, solved.order2, workspace.right);
-    update_basis(right, partition, solved.order2, workspace.right);
+    merge_columns(vectors.u, solved.left(), small.left_rows({0, size}), workspace);
+    merge_columns(vectors.v, solved.right(), small.right_rows({0, size}), workspace);
 }
 
 void merge_arrow_choosing(std::vector<double>& dz, torn_problem torn,
@@ -169,22 +151,12 @@ void merge_arrow_choosing(std::vector<double>& dz, torn_problem torn,
         return;
     }
     const solved_arrow solved = solve_torn(dz, torn, vectors);
-    const merge_partition& partition = solved.deflation.partition;
     const std::size_t size = solved.arrow.size();
-    std::vector<double> small = uninitialized<double>(size * size);
-    fill_right_vectors(solved.arrow, small.data());
-    choose_columns({.basis = vectors.v,
-                    .groups = right_groups(n, torn.k),
-                    .types = solved.deflation.right_type,
-                    .small = small.data()},
-                   partition, solved.order2, wanted, v);
-    std::vector<double> left = uninitialized<double>(size * size);
-    fill_left_vectors(solved.arrow, small.data(), left.data());
-    choose_columns({.basis = vectors.u,
-                    .groups = left_groups(n, torn.k),
-                    .types = solved.deflation.left_type,
-                    .small = left.data()},
-                   partition, solved.order2, wanted, u);
+    std::vector<double> store = uninitialized<double>(size * size);
+    const arrow_vectors small(solved.arrow, store.data());
+    const index_range made = new_columns_among(solved.left(), wanted);
+    merge_chosen_columns(vectors.u, solved.left(), small.left_rows(made), wanted, u);
+    merge_chosen_columns(vectors.v, solved.right(), small.right_rows(made), wanted, v);
 }
 
 } // namespace numerical::detail

@@ -13,16 +13,10 @@
 
 namespace numerical::detail {
 
-struct arrow_workspace
-{
-    merge_workspace right;         // roots: distances to the roots, then the right small vectors
-    workspace_buffer left_vectors; // the left small vectors
-};
-
 // dz holds the diagonal of the arrow, dz[0] = 0. On return it holds the singular values of the torn
 // problem, ascending, and `vectors` its vectors.
 void merge_arrow(std::vector<double>& dz, torn_problem torn, const bidiagonal_vectors& vectors,
-                 arrow_workspace& workspace);
+                 merge_workspace& workspace);
 
 // The same, of which only the columns `wanted` of square bases are made, in u and v; `vectors` is
 // overwritten.

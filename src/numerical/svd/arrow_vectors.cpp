@@ -1,6 +1,8 @@
 #include "numerical/svd/arrow_vectors.hpp"
 
 #include "numerical/counts.hpp"
+#include "numerical/eigen/secular.hpp"
+#include "numerical/gemm/path.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 
 #include <algorithm>
@@ -10,76 +12,61 @@
 namespace numerical::detail {
 namespace {
 
-constexpr std::size_t vector_block = 32;
+constexpr std::size_t block_columns = 32;
 
-// From the root's origin to the value.
-double gap_of(const small_arrow& arrow, const secular_root& root)
+const arrow_kernels& kernels_in_force()
 {
-    const double origin = arrow.d[root.origin];
-    return root.tau / (std::sqrt(origin * origin + root.tau) + origin);
+    return gemm_path_current() == portable_path ? portable_arrow_kernels
+                                                : avx2_unfused_arrow_kernels;
 }
 
-// Row j of `distances` receives dᵢ² - σⱼ², formed as (dᵢ - σⱼ)·(dᵢ + σⱼ), each factor from the
-// differences and sums with the nearest pole, so that no digit is lost.
-void fill_distances(const small_arrow& arrow, double* distances)
+// From a root's origin to the value. The root is the distance of their squares.
+double gap_of(double origin, double root)
 {
-    const std::size_t size = arrow.size();
-    const auto fill_row = [&](std::size_t j) {
-        const double origin = arrow.d[arrow.roots[j].origin];
-        const double gap = gap_of(arrow, arrow.roots[j]);
-        for (std::size_t i = 0; i < size; ++i)
-            distances[j * size + i] = ((arrow.d[i] - origin) - gap) * ((arrow.d[i] + origin) + gap);
+    return root / (std::sqrt(origin * origin + root) + origin);
+}
+
+// Runs body(columns) for blocks of the columns, each of which meets as many rows.
+template <class F>
+void for_column_blocks(std::size_t size, const F& body)
+{
+    const auto run_block = [&](std::size_t b) {
+        const std::size_t from = b * block_columns;
+        body(index_range{from, std::min(from + block_columns, size)});
     };
-    parallel_for(size, size, fill_row);
+    parallel_for(ceil_div(size, block_columns), size * block_columns, run_block);
 }
 
 // The z for which the computed values are exact (Gu and Eisenstat 1994): its squares are the
-// products over the roots of the distances to them, divided by those between the poles.
-std::vector<double> rebuilt_z(const small_arrow& arrow, const double* distances)
+// products over the values of the distances to them, divided by those between the poles. The
+// distance to the own value comes first, without a divisor.
+std::vector<double> rebuilt_z(const small_arrow& arrow)
 {
-    const std::size_t size = arrow.size();
-    const double* const d = arrow.d.data();
-    std::vector<double> rebuilt(size);
-    const auto rebuild_block = [&](std::size_t b) {
-        const std::size_t from = b * vector_block;
-        const std::size_t width = std::min(vector_block, size - from);
-        std::array<double, vector_block> square;
-        for (std::size_t i = 0; i < width; ++i)
-            square[i] = -distances[(from + i) * size + from + i];
-        for (std::size_t j = 0; j < size; ++j) {
-            const double* const row = distances + j * size + from;
-            const double own = j - from < width ? square[j - from] : 0.0;
-            for (std::size_t i = 0; i < width; ++i)
-                square[i] *= row[i] / ((d[from + i] - d[j]) * (d[from + i] + d[j]));
-            if (j - from < width)
-                square[j - from] = own; // without its own pole, where the quotient is infinite
+    const arrow_kernels& kernels = kernels_in_force();
+    std::vector<double> z(arrow.size());
+    for_column_blocks(arrow.size(), [&](index_range poles) {
+        std::array<double, block_columns> square;
+        for (std::size_t i = poles.first; i < poles.last; ++i) {
+            const double origin = arrow.origin[i];
+            const double gap = arrow.gap[i];
+            square[i - poles.first] =
+                -(((arrow.d[i] - origin) - gap) * ((arrow.d[i] + origin) + gap));
         }
-        for (std::size_t i = 0; i < width; ++i)
-            rebuilt[from + i] = std::copysign(std::sqrt(square[i]), arrow.z[from + i]);
-    };
-    parallel_for(ceil_div(size, vector_block), size * vector_block, rebuild_block);
-    return rebuilt;
-}
-
-// Replaces the distances, a row for each root, by the right vectors, a column for each: element
-// (i, j) becomes zᵢ/(dᵢ² - σⱼ²). Tile by tile with its mirror image.
-void distances_to_right_vectors(double* a, std::size_t size, const std::vector<double>& z)
-{
-    const std::size_t tiles = ceil_div(size, vector_block);
-    const auto turn_tile = [&](std::size_t t) {
-        const std::size_t upper = t / tiles * vector_block;
-        const std::size_t lower = t % tiles * vector_block;
-        if (lower < upper)
-            return;
-        for (std::size_t i = upper; i < std::min(upper + vector_block, size); ++i)
-            for (std::size_t j = std::max(lower, i); j < std::min(lower + vector_block, size);
-                 ++j) {
-                const double below = a[j * size + i];
-                a[j * size + i] = z[j] / a[i * size + j];
-                a[i * size + j] = z[i] / below;
-            }
-    };
-    parallel_for(tiles * tiles, vector_block * vector_block, turn_tile);
+        const auto multiply = [&](std::size_t from, std::size_t to) {
+            kernels.multiply_ratios(square.data(), arrow.pairs(), poles.first, poles.count(), from,
+                                    to);
+        };
+        multiply(0, poles.first);
+        for (std::size_t j = poles.first; j < poles.last; ++j) { // pole j but for its own value
+            const double own = square[j - poles.first];
+            multiply(j, j + 1);
+            square[j - poles.first] = own;
+        }
+        multiply(poles.last, arrow.size());
+        for (std::size_t i = poles.first; i < poles.last; ++i)
+            z[i] = std::copysign(std::sqrt(square[i - poles.first]), arrow.z[i]);
+    });
+    return z;
 }
 
 } // namespace
@@ -88,40 +75,73 @@ small_arrow solve_arrow(const std::vector<double>& diagonal, const std::vector<d
                         const std::vector<std::size_t>& active)
 {
     const std::size_t size = active.size();
-    small_arrow arrow{.d = {},
-                      .z = {},
-                      .roots = std::vector<secular_root>(size),
-                      .values = std::vector<double>(size)};
+    small_arrow arrow;
     for (const std::size_t column : active) {
         arrow.d.push_back(diagonal[column]);
         arrow.z.push_back(z[column]);
     }
     const squared_poles poles{
         .d = arrow.d.data(), .z = arrow.z.data(), .count = size, .weight = 1.0};
-    solve_secular_equation(poles, arrow.roots.data());
-    for (std::size_t j = 0; j < size; ++j)
-        arrow.values[j] = arrow.d[arrow.roots[j].origin] + gap_of(arrow, arrow.roots[j]);
+    std::vector<secular_root> roots(size);
+    solve_secular_equation(poles, roots.data());
+    for (const auto& [nearest, tau] : roots) {
+        const double origin = arrow.d[nearest];
+        const double gap = gap_of(origin, tau);
+        arrow.origin.push_back(origin);
+        arrow.gap.push_back(gap);
+        arrow.values.push_back(origin + gap);
+    }
     return arrow;
 }
 
-void fill_right_vectors(const small_arrow& arrow, double* right)
+arrow_vectors::arrow_vectors(const small_arrow& arrow, double* store)
+    : of(arrow), right(store), right_norms(arrow.size()), left_norms(arrow.size())
 {
-    fill_distances(arrow, right);
-    distances_to_right_vectors(right, arrow.size(), rebuilt_z(arrow, right));
+    const std::vector<double> z = rebuilt_z(arrow);
+    for_column_blocks(arrow.size(), [&](index_range columns) { fill_columns(columns, z); });
 }
 
-// dᵢ times row i of the right vectors; the first row, that of the arrow's z, is -1 throughout.
-void fill_left_vectors(const small_arrow& arrow, const double* right, double* left)
+// Sums of squares take the rows in order. The first row's pole is 0, and adds nothing to the left
+// sums, which begin with the square of -1.
+void arrow_vectors::fill_columns(index_range columns, const std::vector<double>& z)
 {
-    const std::size_t size = arrow.size();
-    const auto fill_row = [&](std::size_t i) {
-        if (i == 0)
-            std::fill_n(left, size, -1.0);
-        else
-            for (std::size_t j = 0; j < size; ++j)
-                left[i * size + j] = arrow.d[i] * right[i * size + j];
+    const arrow_kernels& kernels = kernels_in_force();
+    const std::size_t size = of.size();
+    std::array<double, block_columns> right_squares{};
+    std::array<double, block_columns> left_squares;
+    left_squares.fill(1);
+    for (std::size_t i = 0; i < size; ++i)
+        kernels.fill_row({.pole = of.d[i],
+                          .z = z[i],
+                          .elements = right + i * size + columns.first,
+                          .right_squares = right_squares.data(),
+                          .left_squares = left_squares.data()},
+                         of.pairs(), columns.first, columns.count());
+    for (std::size_t q = 0; q < columns.count(); ++q) {
+        right_norms[columns.first + q] = std::sqrt(right_squares[q]);
+        left_norms[columns.first + q] = std::sqrt(left_squares[q]);
+    }
+}
+
+small_vector_rows arrow_vectors::right_rows(index_range values) const
+{
+    return [this, values, &kernels = kernels_in_force()](std::size_t i, double* row) {
+        kernels.normalise_row(row, right + i * of.size() + values.first, 1.0,
+                              right_norms.data() + values.first, values.count());
     };
-    parallel_for(size, size, fill_row);
+}
+
+small_vector_rows arrow_vectors::left_rows(index_range values) const
+{
+    return [this, values, &kernels = kernels_in_force()](std::size_t i, double* row) {
+        const double* const norms = left_norms.data() + values.first;
+        if (i == 0)
+            std::transform(norms, norms + values.count(), row,
+                           [](double norm) { return -1.0 / norm; });
+        else
+            kernels.normalise_row(row, right + i * of.size() + values.first, of.d[i], norms,
+                                  values.count());
+    };
 }
 
 } // namespace numerical::detail

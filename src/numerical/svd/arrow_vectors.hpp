@@ -3,7 +3,8 @@
 // The singular values and vectors of an arrow that deflation has left: a first row z over a
 // diagonal d, ascending, with d₀ = 0.
 
-#include "numerical/eigen/secular.hpp"
+#include "numerical/eigen/merge_columns.hpp"
+#include "numerical/svd/arrow_kernels.hpp"
 
 #include <cstddef>
 #include <vector>
@@ -14,21 +15,41 @@ struct small_arrow
 {
     std::vector<double> d;
     std::vector<double> z;
-    std::vector<secular_root> roots; // of the secular equation in σ² - d², one for each value
-    std::vector<double> values;      // ascending
+    std::vector<double> origin; // of each value, the nearest pole
+    std::vector<double> gap;    // from there to the value
+    std::vector<double> values; // ascending
 
     std::size_t size() const { return d.size(); }
+
+    pole_value_pairs pairs() const { return {d.data(), origin.data(), gap.data()}; }
 };
 
-// The arrow of the active columns with its roots and values. convergence_error "the secular
-// equation did not converge".
+// The arrow of the active columns with its values. convergence_error "the secular equation did not
+// converge".
 small_arrow solve_arrow(const std::vector<double>& diagonal, const std::vector<double>& z,
                         const std::vector<std::size_t>& active);
 
-// Fill a row-major size × size matrix whose columns are the vectors of the values, not normalised.
-// The right ones are made from the z for which the computed values are exact (Gu and Eisenstat
-// 1994), the left ones from the right ones.
-void fill_right_vectors(const small_arrow& arrow, double* right);
-void fill_left_vectors(const small_arrow& arrow, const double* right, double* left);
+// The vectors of the values, in the columns of two size × size matrices. With the z for which the
+// computed values are exact (Gu and Eisenstat 1994) an element of a right one is zᵢ/(dᵢ² - σⱼ²)
+// before it is normalised, and that of a left one dᵢ times as much, but -1 in the first row, which
+// is the arrow's z.
+class arrow_vectors
+{
+public:
+    // Keeps the right vectors, not normalised, in `store` of size² elements.
+    arrow_vectors(const small_arrow& arrow, double* store);
+
+    // Rows of the vectors of a range of values. They refer to this object.
+    small_vector_rows right_rows(index_range values) const;
+    small_vector_rows left_rows(index_range values) const;
+
+private:
+    void fill_columns(index_range columns, const std::vector<double>& z);
+
+    const small_arrow& of;
+    double* right;
+    std::vector<double> right_norms;
+    std::vector<double> left_norms;
+};
 
 } // namespace numerical::detail

@@ -62,7 +62,7 @@ private:
     torn_problem solve_halves(const bidiagonal_problem& problem, std::vector<double>& merged,
                               const bidiagonal_vectors& vectors);
 
-    arrow_workspace workspace;
+    merge_workspace workspace;
 };
 
 void bidiagonal_division::solve(const bidiagonal_problem& problem, double* values,

@@ -223,19 +223,6 @@ TEST(merge_columns, multiplies_by_groups_and_puts_deflated_columns_in_between)
     EXPECT_EQ(q, (std::vector<double>{2, 10, 0, 20, 4, 30, 0, 60, 0, 150, 6, 200, 0, 210, 8, 280}));
 }
 
-TEST(merge_columns, rows_of_small_vectors_are_normalised)
-{
-    const double columns[] = {3, 0, 4, -2};
-    const auto fill_row = normalised_rows(columns, 2);
-    double row[2];
-    fill_row(0, row);
-    EXPECT_EQ(row[0], 0.6);
-    EXPECT_EQ(row[1], 0.0);
-    fill_row(1, row);
-    EXPECT_EQ(row[0], 0.8);
-    EXPECT_EQ(row[1], -1.0);
-}
-
 // On a thread of its own, which keeps no memory yet.
 template <class F>
 void on_new_thread(const F& body)

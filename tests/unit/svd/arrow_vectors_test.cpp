@@ -12,9 +12,10 @@
 namespace {
 
 using numerical::matrix;
-using numerical::detail::fill_left_vectors;
-using numerical::detail::fill_right_vectors;
+using numerical::detail::arrow_vectors;
+using numerical::detail::index_range;
 using numerical::detail::small_arrow;
+using numerical::detail::small_vector_rows;
 using numerical::detail::solve_arrow;
 
 // Poles `spread` apart in relation, the first of them 0.
@@ -31,16 +32,12 @@ small_arrow solved(std::size_t size, double spread)
     return solve_arrow(d, z, all);
 }
 
-matrix<double> normalised(matrix<double> columns)
+matrix<double> matrix_of(const small_vector_rows& fill_row, std::size_t rows, std::size_t cols)
 {
-    for (std::size_t j = 0; j < columns.cols; ++j) {
-        double square = 0;
-        for (std::size_t i = 0; i < columns.rows; ++i)
-            square += columns.data[i * columns.cols + j] * columns.data[i * columns.cols + j];
-        for (std::size_t i = 0; i < columns.rows; ++i)
-            columns.data[i * columns.cols + j] /= std::sqrt(square);
-    }
-    return columns;
+    std::vector<double> a(rows * cols);
+    for (std::size_t i = 0; i < rows; ++i)
+        fill_row(i, a.data() + i * cols);
+    return {rows, cols, a};
 }
 
 TEST(arrow_vectors, decompose_the_arrow)
@@ -51,12 +48,10 @@ TEST(arrow_vectors, decompose_the_arrow)
             for (const double spread : {0.99, 0.5}) {
                 const small_arrow arrow = solved(size, spread);
                 EXPECT_TRUE(std::is_sorted(arrow.values.begin(), arrow.values.end()));
-                std::vector<double> right(size * size);
-                std::vector<double> left(size * size);
-                fill_right_vectors(arrow, right.data());
-                fill_left_vectors(arrow, right.data(), left.data());
-                const matrix<double> v = normalised({size, size, right});
-                matrix<double> u = normalised({size, size, left});
+                std::vector<double> store(size * size);
+                const arrow_vectors vectors(arrow, store.data());
+                const matrix<double> v = matrix_of(vectors.right_rows({0, size}), size, size);
+                matrix<double> u = matrix_of(vectors.left_rows({0, size}), size, size);
                 EXPECT_LT(test::orthogonality_ratio(v), 5) << size << ", " << spread;
                 EXPECT_LT(test::orthogonality_ratio(u), 5) << size << ", " << spread;
                 for (std::size_t i = 0; i < u.data.size(); ++i)
@@ -67,6 +62,49 @@ TEST(arrow_vectors, decompose_the_arrow)
                 const auto product = test::reference_product(u, numerical::detail::adjoint(v));
                 EXPECT_LT(test::difference_ratio(a, product), 5) << size << ", " << spread;
             }
+    }
+}
+
+TEST(arrow_vectors, gives_the_rows_of_a_range_of_values)
+{
+    constexpr std::size_t size = 40;
+    const small_arrow arrow = solved(size, 0.9);
+    std::vector<double> store(size * size);
+    const arrow_vectors vectors(arrow, store.data());
+    const matrix<double> u = matrix_of(vectors.left_rows({0, size}), size, size);
+    const matrix<double> v = matrix_of(vectors.right_rows({0, size}), size, size);
+    for (const index_range& range : {index_range{0, 1}, index_range{7, 36}, index_range{39, 40}}) {
+        const auto some_u = matrix_of(vectors.left_rows(range), size, range.count());
+        const auto some_v = matrix_of(vectors.right_rows(range), size, range.count());
+        for (std::size_t i = 0; i < size; ++i)
+            for (std::size_t q = range.first; q < range.last; ++q) {
+                const std::size_t place = i * range.count() + q - range.first;
+                EXPECT_EQ(some_u.data[place], u.data[i * size + q]) << i << ", " << q;
+                EXPECT_EQ(some_v.data[place], v.data[i * size + q]) << i << ", " << q;
+            }
+    }
+}
+
+// The forms round alike, operation by operation.
+TEST(arrow_vectors, have_the_same_bits_on_every_path)
+{
+    for (const std::size_t size : {1, 5, 33, 70}) {
+        matrix<double> expected_u(0, 0, {});
+        matrix<double> expected_v(0, 0, {});
+        for (const int path : test::available_paths()) {
+            const test::path_limit limit(path);
+            const small_arrow arrow = solved(size, 0.8);
+            std::vector<double> store(size * size);
+            const arrow_vectors vectors(arrow, store.data());
+            const matrix<double> u = matrix_of(vectors.left_rows({0, size}), size, size);
+            const matrix<double> v = matrix_of(vectors.right_rows({0, size}), size, size);
+            if (expected_u.rows == 0) {
+                expected_u = u;
+                expected_v = v;
+            }
+            EXPECT_EQ(u.data, expected_u.data) << "path " << path << ", " << size;
+            EXPECT_EQ(v.data, expected_v.data) << "path " << path << ", " << size;
+        }
     }
 }
 
