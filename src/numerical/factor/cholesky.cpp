@@ -16,7 +16,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <functional>
 #include <utility>
 
 namespace numerical {
@@ -31,14 +30,6 @@ constexpr std::size_t piece_rows = 512;
 constexpr std::size_t tile_stride = 72;
 constexpr std::size_t greatest_block = 64;
 constexpr std::size_t band_rows = 16; // of a diagonal block's update
-
-// The parts of complex numbers one by one: as numbers they don't vectorise.
-template <class T>
-void negate_run(T* to, const T* from, std::size_t n)
-{
-    const auto* const parts = as_doubles(from);
-    std::transform(parts, parts + n * sizeof(T) / sizeof(double), as_doubles(to), std::negate<>());
-}
 
 // Right-looking by block columns, lower triangle:
 //          first  last  next

@@ -2,9 +2,10 @@
 
 // P·A = L·U by partial pivoting, and solutions of systems by it.
 //
-// The factorization is right-looking and blocked. A panel is factored on a transposed copy, by
-// halves down to a few columns, while the columns right of it are updated by the panel before
-// (look-ahead). Only an exact zero counts as a missing pivot; there is no tolerance.
+// Columns are factored by halves, on several threads down to some hundreds, of which each panel is
+// factored while the columns right of it are updated by the panel before (look-ahead). A panel is
+// factored on a transposed copy, by halves down to a few columns. Only an exact zero counts as a
+// missing pivot; there is no tolerance.
 
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/matrix.hpp"

@@ -37,28 +37,6 @@ void substitute_directly(int path, block_view<const T> lu, std::size_t block, bl
     }
 }
 
-// X := L⁻¹·X. Of an identity the columns right of a block are still zero and are passed over.
-template <class T>
-void forward_pass(block_view<const T> l, std::size_t block, block_view<T> x,
-                  unit_lower_rhs identity)
-{
-    const int path = gemm_path_current();
-    std::vector<T> minus_l;
-    for (std::size_t start = 0; start < l.rows; start += block) {
-        const std::size_t end = std::min(start + block, l.rows);
-        const std::size_t limit = identity == unit_lower_rhs::yes ? end : x.cols;
-        const block_view<T> solved = x.sub(start, end, 0, limit);
-        const block_view<const T> triangle = l.sub(start, end, start, end);
-        for_each_tile(solved,
-                      [&](block_view<T> tile) { substitute_unit_lower(path, triangle, tile); });
-        if (end == l.rows)
-            return;
-        negate_into(minus_l, l.sub(end, l.rows, start, end));
-        add_product({minus_l.data(), l.rows - end, end - start}, solved,
-                    x.sub(end, l.rows, 0, limit));
-    }
-}
-
 // sum - a·b. The textbook formula equals the Annex G product unless it gives a NaN, which then
 // stays in the sum; the caller computes such sums again by subtract_annex_g.
 double subtract_textbook(double sum, double a, double b)
@@ -126,7 +104,10 @@ void lu_decomposition<T>::solve_rows(std::vector<T>& rhs, std::size_t columns,
         detail::substitute_directly(path, lu, block, x);
         return;
     }
-    detail::forward_pass(lu, block, x, identity);
+    if (identity == unit_lower_rhs::yes)
+        detail::invert_unit_lower(lu, block, x);
+    else
+        detail::solve_unit_lower(lu, block, x);
     detail::solve_upper(lu, block, x);
 }
 

@@ -7,23 +7,91 @@
 #include <vector>
 
 namespace numerical::detail {
-namespace {
 
-// X1 -= A·X0 for the rows X0 that are solved. The smaller operand is negated.
 template <class T>
-void subtract_solved(std::vector<T>& negative, block_view<const T> a, block_view<T> solved,
-                     block_view<T> x)
+void subtract_product(std::vector<T>& negative, block_view<const T> a,
+                      block_view<const std::type_identity_t<T>> x0, block_view<T> x1)
 {
-    if (solved.cols < a.rows) {
-        negate_into<T>(negative, solved);
-        add_product<T>(a, {negative.data(), solved.rows, solved.cols}, x);
+    if (x0.cols <= a.rows) {
+        negate_into<T>(negative, x0);
+        add_product<T>(a, {negative.data(), x0.rows, x0.cols}, x1);
     } else {
         negate_into<T>(negative, a);
-        add_product<T>({negative.data(), a.rows, a.cols}, solved, x);
+        add_product<T>({negative.data(), a.rows, a.cols}, x0, x1);
     }
 }
 
+namespace {
+
+// X := L⁻¹·X by rows [from, to).
+//     from  mid
+//    [ L00      ]  from     X0 = L00⁻¹·X0;
+//    [ L10  L11 ]  mid      X1 -= L10·X0; X1 = L11⁻¹·X1.
+template <class T>
+class unit_lower_substitution
+{
+public:
+    unit_lower_substitution(block_view<const T> triangle, std::size_t block_width,
+                            block_view<T> right_sides)
+        : l(triangle), block(block_width), x(right_sides)
+    {
+    }
+
+    void solve(std::size_t from, std::size_t to)
+    {
+        if (to - from <= block)
+            return substitute(from, to, x.cols);
+        const std::size_t mid = from + first_part<T>(to - from, block);
+        solve(from, mid);
+        subtract(from, mid, to, x.cols);
+        solve(mid, to);
+    }
+
+    // Of an identity the columns right of a block are still zero, and are passed over.
+    void invert()
+    {
+        for (std::size_t from = 0; from < l.rows; from += block) {
+            const std::size_t to = std::min(from + block, l.rows);
+            substitute(from, to, to);
+            if (to != l.rows)
+                subtract(from, to, l.rows, to);
+        }
+    }
+
+private:
+    block_view<const T> l;
+    std::size_t block;
+    block_view<T> x;
+    int path = gemm_path_current();
+    std::vector<T> negative;
+
+    void substitute(std::size_t from, std::size_t to, std::size_t cols)
+    {
+        const block_view<const T> leaf = l.sub(from, to, from, to);
+        for_each_tile(x.sub(from, to, 0, cols),
+                      [&](block_view<T> tile) { substitute_unit_lower(path, leaf, tile); });
+    }
+
+    void subtract(std::size_t from, std::size_t mid, std::size_t to, std::size_t cols)
+    {
+        subtract_product<T>(negative, l.sub(mid, to, from, mid), x.sub(from, mid, 0, cols),
+                            x.sub(mid, to, 0, cols));
+    }
+};
+
 } // namespace
+
+template <class T>
+void solve_unit_lower(block_view<const T> l, std::size_t block, block_view<T> x)
+{
+    unit_lower_substitution<T>(l, block, x).solve(0, l.rows);
+}
+
+template <class T>
+void invert_unit_lower(block_view<const T> l, std::size_t block, block_view<T> x)
+{
+    unit_lower_substitution<T>(l, block, x).invert();
+}
 
 template <class T>
 void solve_upper(block_view<const T> u, std::size_t block, block_view<T> x)
@@ -36,8 +104,8 @@ void solve_upper(block_view<const T> u, std::size_t block, block_view<T> x)
         const block_view<const T> triangle = u.sub(start, end, start, end);
         for_each_tile(solved, [&](block_view<T> tile) { substitute_upper(path, triangle, tile); });
         if (start != 0)
-            subtract_solved<T>(negative, u.sub(0, start, start, end), solved,
-                               x.sub(0, start, 0, x.cols));
+            subtract_product<T>(negative, u.sub(0, start, start, end), solved,
+                                x.sub(0, start, 0, x.cols));
         end = start;
     }
 }
@@ -53,11 +121,19 @@ void solve_lower(block_view<const T> l, std::size_t block, block_view<T> x)
         const block_view<const T> triangle = l.sub(start, end, start, end);
         for_each_tile(solved, [&](block_view<T> tile) { substitute_lower(path, triangle, tile); });
         if (end != l.rows)
-            subtract_solved<T>(negative, l.sub(end, l.rows, start, end), solved,
-                               x.sub(end, l.rows, 0, x.cols));
+            subtract_product<T>(negative, l.sub(end, l.rows, start, end), solved,
+                                x.sub(end, l.rows, 0, x.cols));
     }
 }
 
+template void subtract_product(std::vector<double>&, block_view<const double>,
+                               block_view<const double>, block_view<double>);
+template void subtract_product(std::vector<complex>&, block_view<const complex>,
+                               block_view<const complex>, block_view<complex>);
+template void solve_unit_lower(block_view<const double>, std::size_t, block_view<double>);
+template void solve_unit_lower(block_view<const complex>, std::size_t, block_view<complex>);
+template void invert_unit_lower(block_view<const double>, std::size_t, block_view<double>);
+template void invert_unit_lower(block_view<const complex>, std::size_t, block_view<complex>);
 template void solve_upper(block_view<const double>, std::size_t, block_view<double>);
 template void solve_upper(block_view<const complex>, std::size_t, block_view<complex>);
 template void solve_lower(block_view<const double>, std::size_t, block_view<double>);

@@ -12,6 +12,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <type_traits>
+#include <vector>
 
 namespace numerical::detail {
 
@@ -32,6 +34,29 @@ void for_each_tile(block_view<T> x, const F& substitute)
     };
     parallel_for(triangular_tiles(x.cols), substitution_work<T>(x.rows), substitute_tile);
 }
+
+// The part of n > block unknowns that a triangle is cut into first: real ones by halves, of which
+// the first has whole blocks and no more of them than the second, so that most products are deep;
+// complex ones one block, as their products sum real and imaginary parts by blocks of positions.
+// Either way, and for any such cut, an element's sum has the same order.
+template <class T>
+constexpr std::size_t first_part(std::size_t n, std::size_t block)
+{
+    return sizeof(T) == sizeof(double) ? ceil_div(n, block) / 2 * block : block;
+}
+
+// X1 -= A·X0. The smaller operand is negated, into storage that is reused.
+template <class T>
+void subtract_product(std::vector<T>& negative, block_view<const T> a,
+                      block_view<const std::type_identity_t<T>> x0, block_view<T> x1);
+
+// X := L⁻¹·X, L the unit lower triangle of `l`.
+template <class T>
+void solve_unit_lower(block_view<const T> l, std::size_t block, block_view<T> x);
+
+// X := L⁻¹, of which the lower triangle is computed, where X holds the identity.
+template <class T>
+void invert_unit_lower(block_view<const T> l, std::size_t block, block_view<T> x);
 
 // X := U⁻¹·X, U the upper triangle of `u`, from the last block of rows to the first.
 template <class T>

@@ -46,20 +46,26 @@ void prefetch_run(const T* run, std::size_t count)
 // How many rows such a loop prefetches ahead.
 constexpr std::size_t runs_ahead = 8;
 
+// to[i] := -from[i].
+template <class T>
+void negate_run(T* to, const T* from, std::size_t count)
+{
+    // The parts of complex numbers one by one: as numbers they don't vectorise.
+    const auto* const parts = as_doubles(from);
+    auto* const negative = as_doubles(to);
+    for (std::size_t i = 0; i < count * sizeof(T) / sizeof(double); ++i)
+        negative[i] = -parts[i];
+}
+
 // `to` := -A, contiguous by rows; the storage of `to` is reused.
 template <class T>
 void negate_into(std::vector<T>& to, block_view<const std::type_identity_t<T>> a)
 {
     if (to.size() < a.rows * a.cols)
         to = uninitialized<T>(a.rows * a.cols);
-    const std::size_t count = a.cols * sizeof(T) / sizeof(double);
     for (std::size_t i = 0; i < a.rows; ++i) {
         prefetch_run(a.row(std::min(i + runs_ahead, a.rows - 1)), a.cols);
-        // The parts of complex numbers one by one: as numbers they don't vectorise.
-        const auto* const from = as_doubles(a.row(i));
-        auto* const parts = as_doubles(to.data() + i * a.cols);
-        for (std::size_t j = 0; j < count; ++j)
-            parts[j] = -from[j];
+        negate_run(to.data() + i * a.cols, a.row(i), a.cols);
     }
 }
 

@@ -33,20 +33,6 @@ triangle<T> diagonal_part(const triangle<T>& t, std::size_t from, std::size_t to
     return {t.of.sub(from, to, from, to), t.half, t.diagonal};
 }
 
-// C -= A·B with a negated copy of the operand that is smaller.
-template <class T>
-void subtract_product(std::vector<T>& negative, block_view<const T> a, block_view<const T> b,
-                      block_view<T> c)
-{
-    if (b.cols < a.rows) {
-        negate_into<T>(negative, b);
-        add_product<T>(a, {negative.data(), b.rows, b.cols}, c);
-    } else {
-        negate_into<T>(negative, a);
-        add_product<T>({negative.data(), a.rows, a.cols}, b, c);
-    }
-}
-
 // c -= A·b for each row b of B and c of C. The sums run along the rows of A, several lanes to a
 // sum; a group of these stays in cache for all of B. Each index writes its own columns of C.
 void subtract_dots(int path, block_view<const double> a, block_view<const double> b,
