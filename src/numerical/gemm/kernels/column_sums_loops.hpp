@@ -13,9 +13,9 @@ namespace {
 constexpr std::size_t rows_ahead = 12;
 
 // `vectors` vectors of each row, the last of them by `last`, with `each` coefficients.
-template <class Lanes, std::size_t each, std::size_t vectors, class Last>
+template <class Lanes, std::size_t each, std::size_t vectors, class Every, class Last>
 void add_block_sums(double* sums, const double* coefficients, const double* rows,
-                    std::size_t stride, std::size_t count, const Last& last)
+                    std::size_t stride, std::size_t count, const Every& every, const Last& last)
 {
     constexpr std::size_t width = Lanes::width;
     typename Lanes::vector sum[each][vectors];
@@ -35,7 +35,7 @@ void add_block_sums(double* sums, const double* coefficients, const double* rows
             if (v * width % line_elements<double> == 0)
                 __builtin_prefetch(row + rows_ahead * stride + v * width);
             const auto entries =
-                v + 1 < vectors ? Lanes::load(row + v * width) : last.load(row + v * width);
+                v + 1 < vectors ? every.load(row + v * width) : last.load(row + v * width);
 #pragma GCC unroll 2
             for (std::size_t k = 0; k < each; ++k)
                 sum[k][v] = Lanes::more(sum[k][v], scale[k], entries);
@@ -62,12 +62,14 @@ void add_last_sums(double* sums, const double* coefficients, const double* rows,
     if (n <= before) {
         if constexpr (vectors > 1)
             add_last_sums<Lanes, each, vectors - 1>(sums, coefficients, rows, stride, count, n);
-    } else if (n == before + Lanes::width) {
-        add_block_sums<Lanes, each, vectors>(sums, coefficients, rows, stride, count,
-                                             whole_vector<Lanes>());
     } else {
-        add_block_sums<Lanes, each, vectors>(sums, coefficients, rows, stride, count,
-                                             last_vector<Lanes>(n - before));
+        const auto every = every_lane<Lanes, each>(n);
+        if (n == before + Lanes::width)
+            add_block_sums<Lanes, each, vectors>(sums, coefficients, rows, stride, count, every,
+                                                 every);
+        else
+            add_block_sums<Lanes, each, vectors>(sums, coefficients, rows, stride, count, every,
+                                                 last_vector<Lanes>(n - before));
     }
 }
 

@@ -4,7 +4,6 @@
 #include "numerical/scalar.hpp"
 
 #include <type_traits>
-#include <vector>
 
 namespace numerical::detail {
 namespace {
@@ -62,17 +61,8 @@ void add_row_dots_on(int path, double* w, const double* rows, std::size_t stride
 void add_row_dots_on(int path, complex* w, const complex* rows, std::size_t stride,
                      std::size_t count, const complex* x, std::size_t n)
 {
-    // Re(a·x) = (Re a, Im a)·(Re x, -Im x), Im(a·x) = (Re a, Im a)·(Im x, Re x).
-    std::vector<double> for_parts(4 * n);
-    double* const real = for_parts.data();
-    double* const imaginary = real + 2 * n;
-    for (std::size_t j = 0; j < n; ++j) {
-        real[2 * j] = imaginary[2 * j + 1] = x[j].real();
-        real[2 * j + 1] = -x[j].imag();
-        imaginary[2 * j] = x[j].imag();
-    }
-    choose(path, add_row_dot_pairs, avx2_add_row_dot_pairs, avx512_add_row_dot_pairs)(
-        as_doubles(w), as_doubles(rows), 2 * stride, count, real, imaginary, 2 * n);
+    choose(path, add_complex_row_dots, avx2_add_complex_row_dots, avx512_add_complex_row_dots)(
+        as_doubles(w), as_doubles(rows), 2 * stride, count, as_doubles(x), 2 * n);
 }
 
 } // namespace numerical::detail

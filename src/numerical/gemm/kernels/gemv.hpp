@@ -30,20 +30,20 @@ void row_dots(int path, T* out, const T* v, const T* rows, std::size_t stride, s
 
 // --- w[i] += sum over j < n of rows[i·stride + j]·x[j] for i < count -----------------------------
 // For short rows from a near cache. A row's sum does not depend on the other rows. Complex rows
-// come as real rows of twice the length, with two vectors that make the real and the imaginary part
-// of a dot: w[2i] += row i times x, w[2i + 1] += row i times y.
+// come as real rows of twice the length: w[2i] gains the products of equal parts with x, those of
+// imaginary parts with the other sign, and w[2i + 1] those of different parts.
 void add_row_dots(double* w, const double* rows, std::size_t stride, std::size_t count,
                   const double* x, std::size_t n);
 void avx2_add_row_dots(double* w, const double* rows, std::size_t stride, std::size_t count,
                        const double* x, std::size_t n);
 void avx512_add_row_dots(double* w, const double* rows, std::size_t stride, std::size_t count,
                          const double* x, std::size_t n);
-void add_row_dot_pairs(double* w, const double* rows, std::size_t stride, std::size_t count,
-                       const double* x, const double* y, std::size_t n);
-void avx2_add_row_dot_pairs(double* w, const double* rows, std::size_t stride, std::size_t count,
-                            const double* x, const double* y, std::size_t n);
-void avx512_add_row_dot_pairs(double* w, const double* rows, std::size_t stride, std::size_t count,
-                              const double* x, const double* y, std::size_t n);
+void add_complex_row_dots(double* w, const double* rows, std::size_t stride, std::size_t count,
+                          const double* x, std::size_t n);
+void avx2_add_complex_row_dots(double* w, const double* rows, std::size_t stride, std::size_t count,
+                               const double* x, std::size_t n);
+void avx512_add_complex_row_dots(double* w, const double* rows, std::size_t stride,
+                                 std::size_t count, const double* x, std::size_t n);
 
 // By path; no conjugation.
 void add_row_dots_on(int path, double* w, const double* rows, std::size_t stride, std::size_t count,

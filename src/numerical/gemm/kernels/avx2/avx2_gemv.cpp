@@ -23,13 +23,13 @@ void avx2_complex_row_dots(double* out, const double* v, const double* rows, std
 void avx2_add_row_dots(double* w, const double* rows, std::size_t stride, std::size_t count,
                        const double* x, std::size_t n)
 {
-    add_short_dots<lanes, 4, 1>(w, rows, stride, count, {x}, n);
+    add_short_dots<lanes, 4, 1>(w, rows, stride, count, x, n);
 }
 
-void avx2_add_row_dot_pairs(double* w, const double* rows, std::size_t stride, std::size_t count,
-                            const double* x, const double* y, std::size_t n)
+void avx2_add_complex_row_dots(double* w, const double* rows, std::size_t stride, std::size_t count,
+                               const double* x, std::size_t n)
 {
-    add_short_dots<lanes, 2, 2>(w, rows, stride, count, {x, y}, n);
+    add_short_dots<lanes, 2, 2>(w, rows, stride, count, x, n);
 }
 
 void avx2_gemv(double* y, const double* rows, std::size_t stride, std::size_t count,

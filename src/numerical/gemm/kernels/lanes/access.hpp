@@ -16,7 +16,7 @@ struct whole_vector
     void store(double* x, typename Lanes::vector v) const { Lanes::store(x, v); }
 };
 
-// `count` of the lanes, 0 < count < width.
+// `count` of the lanes, or all if there are no more.
 template <class Lanes>
 struct last_vector
 {
@@ -28,6 +28,18 @@ struct last_vector
 
     void store(double* x, typename Lanes::vector v) const { Lanes::store_those(x, lanes, v); }
 };
+
+// All lanes, of rows of n >= width elements, for entries of which `uses` instructions make use. Of
+// an operand in memory the compiler makes a load for each of them, which doubles the loads where
+// they are what a loop is bound by; a masked one, which costs no more at eight lanes, it keeps.
+template <class Lanes, std::size_t uses>
+auto every_lane([[maybe_unused]] std::size_t n)
+{
+    if constexpr (uses > 1 && Lanes::width > 4)
+        return last_vector<Lanes>(n);
+    else
+        return whole_vector<Lanes>();
+}
 
 } // namespace
 } // namespace numerical::detail

@@ -92,6 +92,18 @@ struct lanes
                              _mm256_permute2f128_pd(first, second, 0x31));
     }
 
+    // The same of complex products, each in two rows: of the first one, which has the products of
+    // equal parts, the odd lanes are subtracted.
+    static vector complex_sums_of(const vector (&rows)[width])
+    {
+        const vector first = _mm256_addsub_pd(_mm256_unpacklo_pd(rows[0], rows[1]),
+                                              _mm256_unpackhi_pd(rows[0], rows[1]));
+        const vector second = _mm256_addsub_pd(_mm256_unpacklo_pd(rows[2], rows[3]),
+                                               _mm256_unpackhi_pd(rows[2], rows[3]));
+        return _mm256_add_pd(_mm256_permute2f128_pd(first, second, 0x20),
+                             _mm256_permute2f128_pd(first, second, 0x31));
+    }
+
     // The complex number re + i·im throughout.
     static vector all(double re, double im) { return _mm256_setr_pd(re, im, re, im); }
 

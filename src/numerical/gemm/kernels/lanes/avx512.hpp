@@ -75,6 +75,15 @@ struct lanes
                       folded(pair_sums(rows[4], rows[5]), pair_sums(rows[6], rows[7])));
     }
 
+    // The same of complex products, each in two rows: of the first one, which has the products of
+    // equal parts, the odd lanes are subtracted.
+    static vector complex_sums_of(const vector (&rows)[width])
+    {
+        return folded(
+            folded(complex_pair_sums(rows[0], rows[1]), complex_pair_sums(rows[2], rows[3])),
+            folded(complex_pair_sums(rows[4], rows[5]), complex_pair_sums(rows[6], rows[7])));
+    }
+
     // The complex number re + i·im throughout.
     static vector all(double re, double im)
     {
@@ -119,6 +128,11 @@ private:
     static vector pair_sums(vector a, vector b)
     {
         return _mm512_add_pd(_mm512_unpacklo_pd(a, b), _mm512_unpackhi_pd(a, b));
+    }
+
+    static vector complex_pair_sums(vector a, vector b)
+    {
+        return _mm512_fmadd_pd(_mm512_unpackhi_pd(a, b), alternating(1), _mm512_unpacklo_pd(a, b));
     }
 
     // The sums of neighbouring quarters, those of a first.
