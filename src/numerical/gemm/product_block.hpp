@@ -72,6 +72,14 @@ struct task_range
     std::size_t last_col;
 };
 
+// What the next tile on packed panels prefetches, and how many bytes it goes on every two
+// positions.
+struct panels_ahead
+{
+    std::uintptr_t next;
+    std::size_t step;
+};
+
 // How C is cut into tasks: so many parts of the row panels, and of the groups of columns.
 struct task_grid
 {
@@ -134,6 +142,7 @@ private:
     }
 
     void multiply_with_a_in_place(const task_range& task) const;
+    panels_ahead panels_after(std::size_t last, const task_range& task) const;
     void multiply_and_pack_a(const task_range& task) const;
     std::size_t pack_a_at(std::size_t i, std::size_t j, T* panel) const;
     tile_operands_of<T> tile_at(std::size_t i, std::size_t j) const;
@@ -308,14 +317,35 @@ void product_block<Kernel, T>::multiply_and_pack_a(const task_range& task) const
                 .origin = task.first_row};
     for (std::size_t first = task.first_col; first < task.last_col; first += group_cols) {
         const std::size_t last = std::min(first + group_cols, task.last_col);
+        panels_ahead ahead = packed.panels_after(last, task);
         for (std::size_t i = task.first_row; i < task.last_row; i += mr) {
             std::size_t j = first;
             if (first == task.first_col)
                 j += pack_a_at(i, j, panels.data() + (i - task.first_row) * packed.a.step);
-            for (; j < last; j += nr)
-                packed.run_tile(packed.tile_at(i, j));
+            for (; j < last; j += nr) {
+                tile_operands_of<T> tile = packed.tile_at(i, j);
+                tile.next_b = ahead.next;
+                tile.step_b = ahead.step;
+                ahead.next += ahead.step * (depth / 2);
+                packed.run_tile(tile);
+            }
         }
     }
+}
+
+// The group of panels of B that comes after the one that ends at column `last`: a part of it for
+// each tile, so that the group is in L2 when its own tiles begin. After the task's last group it is
+// the first one, with which the next task begins.
+template <class Kernel, class T>
+panels_ahead product_block<Kernel, T>::panels_after(std::size_t last, const task_range& task) const
+{
+    if (b.in_place || task.last_col - task.first_col <= group_cols || depth < 2)
+        return {.next = address(b.first), .step = 0};
+    const std::size_t first = last < task.last_col ? last : task.first_col;
+    const std::size_t bytes = std::min(group_cols, task.last_col - first) * depth * sizeof(T);
+    const std::size_t tiles = ceil_div(task.last_row - task.first_row, mr) * group_panels;
+    return {.next = address(b.first + first * b.step),
+            .step = ceil_div(bytes, tiles * (depth / 2))};
 }
 
 template <class Kernel, class T>

@@ -20,12 +20,20 @@ namespace {
     __builtin_prefetch(reinterpret_cast<const void*>(address));
 }
 
+[[gnu::always_inline]] inline void prefetch_into_l2(std::uintptr_t address)
+{
+    constexpr int read = 0;
+    constexpr int l2 = 2;
+    __builtin_prefetch(reinterpret_cast<const void*>(address), read, l2);
+}
+
 // A packed panel: the mr rows of a position side by side.
 template <std::size_t mr>
 struct packed_rows
 {
     static constexpr std::size_t most = mr;
     static constexpr bool prefetches_next = false;
+    static constexpr bool prefetches_panels = true;
     static constexpr bool b_in_place = false;
     const double* first;
 
@@ -51,6 +59,7 @@ struct packed_rows
 template <std::size_t mr, std::size_t nr>
 struct packed_rows_beside_b : packed_rows<mr>
 {
+    static constexpr bool prefetches_panels = false;
     static constexpr bool b_in_place = true;
 
     static packed_rows_beside_b real_parts(const tile_operands& t) { return {{t.a}}; }
@@ -65,6 +74,7 @@ struct rows_in_place
 {
     static constexpr std::size_t most = mr;
     static constexpr bool prefetches_next = true;
+    static constexpr bool prefetches_panels = false;
     const double* row0;
     const double* row3;
     const double* row6;
@@ -158,6 +168,7 @@ struct adjoint_rows
 {
     static constexpr std::size_t most = mr;
     static constexpr bool prefetches_next = false;
+    static constexpr bool prefetches_panels = false;
     static constexpr bool b_in_place = true;
     static constexpr bool conjugated = true;
     const double* first;

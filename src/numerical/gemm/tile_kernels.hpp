@@ -27,8 +27,9 @@ enum class into_c { add, store };
 // One tile's work. In a packed panel position p of A is at a + p·mr; in place, row r of position p
 // is at a[r·lda + p]: packing doesn't pay for a few columns. next_c is the tile that comes next,
 // whose lines are prefetched meanwhile. So are next_a and next_b, the beginnings of runs of memory:
-// a tile that reads A in place prefetches a line of each every two positions. These three are
-// addresses, never dereferenced: they may lie behind the operand's end, or be null.
+// a tile that reads A in place prefetches a line of each every two positions. One on a packed panel
+// of A prefetches into L2 the line at next_b and goes on by step_b bytes, every two positions.
+// These three are addresses, never dereferenced: they may lie behind the operand's end, or be null.
 template <class T>
 struct tile_operands_of
 {
@@ -44,6 +45,7 @@ struct tile_operands_of
     std::uintptr_t next_c;
     std::uintptr_t next_a = 0;
     std::uintptr_t next_b = 0;
+    std::size_t step_b = 0;
     into_c into = into_c::add;
     T* panel = nullptr; // where a tile that packs an operand writes its panel
 };

@@ -220,6 +220,13 @@ template <std::size_t rows, class Rows, elements kind, class Columns>
             stretch += line_bytes;
         }
     };
+    const auto prefetch_panels = [&]() __attribute__((always_inline))
+    {
+        if constexpr (Rows::prefetches_panels) {
+            prefetch_into_l2(next_b);
+            next_b += t.step_b;
+        }
+    };
     const std::size_t stretches = near ? 1 : rows;
     const std::size_t stretch = left / rows;
     for (std::size_t r = stretches; r != 0; --r, next += t.ldc * sizeof(double)) {
@@ -228,6 +235,7 @@ template <std::size_t rows, class Rows, elements kind, class Columns>
         prefetch(next + (nr - 1) * sizeof(double));
         const std::size_t after = r == 1 ? 0 : left - stretch;
         for (; left != after; --left) {
+            prefetch_panels();
             prefetch_line(next_a);
             add_position();
             prefetch_line(next_b);
