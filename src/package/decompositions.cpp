@@ -8,10 +8,13 @@
 #include "numerical/stacks/stacks.hpp"
 #include "numerical/strided/dense_passes.hpp"
 #include "numerical/strided/transpose.hpp"
+#include "numerical/svd/svd.hpp"
 #include "package/kept_stacks.hpp"
 
 #include <algorithm>
+#include <optional>
 #include <string>
+#include <utility>
 
 namespace numerical::package {
 namespace {
@@ -182,6 +185,22 @@ void find_singular_values(const tensor<T>& a, const stack_shape& of, double* val
     stacks::singular_values(of.count, dense(a, of), values);
 }
 
+// Of one matrix, whose results are moved where those of a stack are copied.
+template <class T>
+PyObject* single_svd(const tensor<T>& a, svd_method method)
+{
+    std::optional<svd_decomposition<T>> found;
+    matrix<T> right(0, 0, {});
+    computed(a.data.size(), [&] {
+        found.emplace(boundary::matrix_from(a), method, svd_blocks::fastest);
+        right = detail::adjoint(found->v);
+    });
+    const std::size_t k = found->values.size();
+    return triple_of(wrap(tensor<T>(std::move(found->u))),
+                     wrap(tensor<double>({k}, std::move(found->values))),
+                     wrap(tensor<T>(std::move(right))));
+}
+
 template <class T>
 PyObject* thin_svd(const tensor<T>& a, const stack_shape& of, svd_method method)
 {
@@ -313,13 +332,11 @@ PyObject* svd(const binding::call_arguments& call)
     const std::string method = binding::to_text(method_name);
     const stack_shape of = stack_of(a, "svd");
     const bool is_thin = !complete || of.rows == of.cols;
-    if (of.is_single() && is_thin && !stacks::is_small(of.rows, of.cols))
-        return telling({given}, {}, [&] {
-            auto [u, values, vh] = boundary::svd(a.value(), method);
-            return triple_of(wrap(std::move(u)), wrap(std::move(values)), wrap(std::move(vh)));
-        });
+    const bool is_alone = of.is_single() && !stacks::is_small(of.rows, of.cols);
     return of_stack(given, a, of, [&](const auto& x, const stack_shape& shape) {
         const svd_method by = boundary::svd_method_named(method);
+        if (is_thin && is_alone)
+            return single_svd(x, by);
         return is_thin ? thin_svd(x, shape, by) : full_svd(x, shape, by);
     });
 }

@@ -72,7 +72,7 @@ void stacks::svd(std::size_t count, const matrix_stack<T>& a, svd_method method,
     const std::size_t k = std::min(a.rows, a.cols);
     first_failure failures;
     detail::run_one_by_one(count, work_of_spectrum(a), failures, [&](std::size_t i) {
-        const svd_decomposition<T> svd(a.copy_of(i), method);
+        const svd_decomposition<T> svd(a.copy_of(i), method, svd_blocks::fastest);
         const matrix<T> right = detail::adjoint(svd.v);
         std::copy(svd.u.data.begin(), svd.u.data.end(), u + i * a.rows * k);
         std::copy(svd.values.begin(), svd.values.end(), values + i * k);

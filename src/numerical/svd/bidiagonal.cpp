@@ -37,22 +37,23 @@ void take_diagonals(bidiagonal_reduction<complex>& out, const std::vector<comple
 } // namespace
 
 template <class T>
-bidiagonal_reduction<T> bidiagonalize(std::vector<T> a, std::size_t n)
+bidiagonal_reduction<T> bidiagonalize(std::vector<T> a, std::size_t n,
+                                      const bidiagonal_blocking& blocking)
 {
-    if (n < blocked_bidiagonal_order<T>)
-        return bidiagonalize_unblocked(std::move(a), n);
-    return bidiagonalize_blocked(std::move(a), n);
+    return n < blocking.least_order ? bidiagonalize_unblocked(std::move(a), n)
+                                    : bidiagonalize_blocked(std::move(a), n, blocking);
 }
 
 template <class T>
-bidiagonal_reduction<T> bidiagonalize_blocked(std::vector<T> a, std::size_t n)
+bidiagonal_reduction<T> bidiagonalize_blocked(std::vector<T> a, std::size_t n,
+                                              const bidiagonal_blocking& blocking)
 {
     bidiagonal_reduction<T> out(n);
     std::vector<T> d(n);
     std::vector<T> e(n);
     aligned_rows<T> work(std::move(a), n);
-    for (std::size_t first = 0; first < n; first += bidiagonal_panel_columns) {
-        const std::size_t last = std::min(first + bidiagonal_panel_columns, n);
+    for (std::size_t first = 0; first < n; first += blocking.panel) {
+        const std::size_t last = std::min(first + blocking.panel, n);
         bidiagonal_panel<T> panel(work.view(n), first, last, out);
         for (std::size_t c = first; c < last; ++c)
             panel.reduce(c, d[c], e[c]);
@@ -62,9 +63,13 @@ bidiagonal_reduction<T> bidiagonalize_blocked(std::vector<T> a, std::size_t n)
     return out;
 }
 
-template bidiagonal_reduction<double> bidiagonalize_blocked(std::vector<double>, std::size_t);
-template bidiagonal_reduction<complex> bidiagonalize_blocked(std::vector<complex>, std::size_t);
-template bidiagonal_reduction<double> bidiagonalize(std::vector<double>, std::size_t);
-template bidiagonal_reduction<complex> bidiagonalize(std::vector<complex>, std::size_t);
+template bidiagonal_reduction<double> bidiagonalize_blocked(std::vector<double>, std::size_t,
+                                                            const bidiagonal_blocking&);
+template bidiagonal_reduction<complex> bidiagonalize_blocked(std::vector<complex>, std::size_t,
+                                                             const bidiagonal_blocking&);
+template bidiagonal_reduction<double> bidiagonalize(std::vector<double>, std::size_t,
+                                                    const bidiagonal_blocking&);
+template bidiagonal_reduction<complex> bidiagonalize(std::vector<complex>, std::size_t,
+                                                     const bidiagonal_blocking&);
 
 } // namespace numerical::detail

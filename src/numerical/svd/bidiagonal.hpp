@@ -1,7 +1,7 @@
 #pragma once
 
 // Reduction of a square matrix to real upper bidiagonal form by reflections from both sides,
-// A = U·B·Vᴴ (Golub and Kahan 1965). Large ones go by panels of 32 columns (Dongarra, Sorensen and
+// A = U·B·Vᴴ (Golub and Kahan 1965). Large ones go by panels of columns (Dongarra, Sorensen and
 // Hammarling 1989): inside a panel the matrix stays as it is and the updates are kept as low-rank
 // factors, so that half of the work is in two matrix products per panel. The other half, two
 // products of the trailing matrix with a vector for each column, is bound by memory.
@@ -17,14 +17,28 @@
 
 namespace numerical::detail {
 
-// A complex matrix below its order is reduced faster one reflector after the other: it stays in
-// L2, and panels cost more than they save.
+// How a matrix is cut. The order of summation, and with it the bits of the results, follows from
+// it.
+struct bidiagonal_blocking
+{
+    std::size_t least_order; // of a matrix that goes by panels
+    std::size_t panel;       // columns of a panel
+};
+
+// That of the functions whose bits never change. A complex matrix below its order is reduced faster
+// one reflector after the other: it stays in L2, and panels cost more than they save.
 template <class T>
-constexpr std::size_t blocked_bidiagonal_order = std::is_same_v<T, double> ? 128 : 400;
+constexpr bidiagonal_blocking fixed_blocking{std::is_same_v<T, double> ? 128 : 400, 32};
+
+// The fastest. The columns of a panel are updated by each other's factors, which takes the longer
+// the wider it is; a panel half as wide leaves a product of half the depth, which loses less.
+template <class T>
+constexpr bidiagonal_blocking fastest_blocking{std::is_same_v<T, double> ? 128 : 200, 16};
+
 // Complex blocks are multiplied as real ones twice the size, which pays later.
 template <class T>
 constexpr std::size_t blocked_bases_order = std::is_same_v<T, double> ? 64 : 128;
-constexpr std::size_t bidiagonal_panel_columns = 32;
+constexpr std::size_t bases_block = 32; // reflectors that are applied together
 
 template <class T>
 struct bidiagonal_bases
@@ -33,14 +47,17 @@ struct bidiagonal_bases
     std::vector<T> right;
 };
 
-// The reduction of the row-major n × n matrix a of finite entries. The real blocked form leaves d
+// The reduction of the row-major n × n matrix a of finite entries. The real form by panels leaves d
 // and e signed; otherwise they are non-negative.
 template <class T>
-bidiagonal_reduction<T> bidiagonalize(std::vector<T> a, std::size_t n);
+bidiagonal_reduction<T> bidiagonalize(std::vector<T> a, std::size_t n,
+                                      const bidiagonal_blocking& blocking = fixed_blocking<T>);
 
 // The same by panels, of any order.
 template <class T>
-bidiagonal_reduction<T> bidiagonalize_blocked(std::vector<T> a, std::size_t n);
+bidiagonal_reduction<T>
+bidiagonalize_blocked(std::vector<T> a, std::size_t n,
+                      const bidiagonal_blocking& blocking = fixed_blocking<T>);
 
 // The same one reflector after the other, each applied to the whole trailing matrix.
 template <class T>

@@ -28,7 +28,7 @@ void accumulate(const std::vector<std::vector<T>>& reflectors, std::vector<T>& b
         return;
     }
     for (std::size_t to = n; to > 0;) {
-        const std::size_t from = (to - 1) / bidiagonal_panel_columns * bidiagonal_panel_columns;
+        const std::size_t from = (to - 1) / bases_block * bases_block;
         const reflector_block<T> block = gather_reflectors(reflectors, from, to, n);
         apply_transposed_reflector_block(block, basis, n, from, n);
         to = from;
@@ -75,10 +75,10 @@ void apply_reflectors(const std::vector<std::vector<T>>& reflectors, std::vector
     const block_view<T> all{target.data(), n, target.size() / n};
     if (all.cols == 0)
         return;
-    const std::size_t blocks = ceil_div(n, bidiagonal_panel_columns);
+    const std::size_t blocks = ceil_div(n, bases_block);
     apply_in_turn(blocks, [&](std::size_t b) {
-        const std::size_t from = (blocks - 1 - b) * bidiagonal_panel_columns;
-        const std::size_t to = std::min(from + bidiagonal_panel_columns, n);
+        const std::size_t from = (blocks - 1 - b) * bases_block;
+        const std::size_t to = std::min(from + bases_block, n);
         return gathered_block<T>(gather_reflectors(reflectors, from, to, n),
                                  all.sub(from, n, 0, all.cols));
     });
@@ -122,8 +122,8 @@ std::vector<T> multiply_left_adjoint(const bidiagonal_reduction<T>& reduction, s
 {
     const std::size_t n = reduction.order;
     const std::size_t columns = x.size() / n;
-    for (std::size_t from = 0; from < n; from += bidiagonal_panel_columns) {
-        const std::size_t to = std::min(from + bidiagonal_panel_columns, n);
+    for (std::size_t from = 0; from < n; from += bases_block) {
+        const std::size_t to = std::min(from + bases_block, n);
         const reflector_block<T> block = gather_reflectors(reduction.left_reflectors, from, to, n);
         apply_reflector_block<block_operator::adjoint>(block, x, columns, 0, columns);
     }

@@ -32,7 +32,7 @@ matrix<T> first_columns(const matrix<T>& a, std::size_t count)
 template <class T>
 singular_triplets<T> cut_from_all(const matrix<T>& a, std::size_t k)
 {
-    svd_decomposition<T> all(a, svd_method::divide_and_conquer);
+    svd_decomposition<T> all(a, svd_method::divide_and_conquer, svd_blocks::fastest);
     all.values.resize(k);
     return {first_columns(all.u, k), std::move(all.values), first_columns(all.v, k)};
 }
@@ -41,7 +41,7 @@ singular_triplets<T> cut_from_all(const matrix<T>& a, std::size_t k)
 template <class T>
 singular_triplets<T> of_square(std::vector<T> a, std::size_t n, std::size_t k)
 {
-    auto reduction = detail::bidiagonalize(std::move(a), n);
+    auto reduction = detail::bidiagonalize(std::move(a), n, detail::fastest_blocking<T>);
     auto [values, u, v] = detail::divide_bidiagonal_leading(reduction.d, reduction.e, n, k);
     values.resize(k);
     return {{n, k, detail::multiply_left_basis(reduction, std::move(u))},

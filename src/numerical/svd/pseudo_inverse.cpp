@@ -60,7 +60,7 @@ std::vector<double> first_columns(const std::vector<double>& a, std::size_t n, s
 template <class T>
 matrix<T> truncated_adjoint(std::vector<T> a, std::size_t n, std::size_t rows)
 {
-    auto reduction = detail::bidiagonalize(std::move(a), n);
+    auto reduction = detail::bidiagonalize(std::move(a), n, detail::fastest_blocking<T>);
     const detail::bidiagonal_svd of_b = detail::divide_bidiagonal(reduction.d, reduction.e, n);
     const std::size_t rank = detail::count_above_threshold(of_b.values, rows, n);
     matrix<T> product = detail::zero_matrix<T>(n, n);

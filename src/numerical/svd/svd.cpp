@@ -32,9 +32,12 @@ square_svd<T> by_division(detail::bidiagonal_reduction<T>& reduction)
 }
 
 template <class T>
-square_svd<T> by_bidiagonal_form(std::vector<T> a, std::size_t n, svd_method method)
+square_svd<T> by_bidiagonal_form(std::vector<T> a, std::size_t n, svd_method method,
+                                 svd_blocks blocks)
 {
-    auto reduction = detail::bidiagonalize(std::move(a), n);
+    auto reduction = detail::bidiagonalize(
+        std::move(a), n,
+        blocks == svd_blocks::fixed ? detail::fixed_blocking<T> : detail::fastest_blocking<T>);
     if (method == svd_method::divide_and_conquer && n >= detail::bidiagonal_leaf_order)
         return by_division(reduction);
     auto [left, right] = detail::form_bidiagonal_bases(reduction);
@@ -52,21 +55,21 @@ square_svd<T> by_bidiagonal_form(std::vector<T> a, std::size_t n, svd_method met
 } // namespace
 
 template <class T>
-svd_decomposition<T>::svd_decomposition(const matrix<T>& a, svd_method method)
+svd_decomposition<T>::svd_decomposition(const matrix<T>& a, svd_method method, svd_blocks blocks)
     : u(0, 0, {}), v(0, 0, {})
 {
     detail::require_finite(a, "SVD");
     if (a.rows >= a.cols) {
-        factor(a, method);
+        factor(a, method, blocks);
     } else {
-        factor(detail::adjoint(a), method);
+        factor(detail::adjoint(a), method, blocks);
         std::swap(u, v);
     }
 }
 
 // For m ≥ n.
 template <class T>
-void svd_decomposition<T>::factor(const matrix<T>& a, svd_method method)
+void svd_decomposition<T>::factor(const matrix<T>& a, svd_method method, svd_blocks blocks)
 {
     const std::size_t m = a.rows;
     const std::size_t n = a.cols;
@@ -84,7 +87,7 @@ void svd_decomposition<T>::factor(const matrix<T>& a, svd_method method)
         work = std::move(factors.r);
     }
     square_svd<T> core = jacobi ? detail::jacobi_svd(std::move(work), n)
-                                : by_bidiagonal_form(std::move(work), n, method);
+                                : by_bidiagonal_form(std::move(work), n, method, blocks);
     values = std::move(core.values);
     for (double& value : values)
         value *= scale;

@@ -44,7 +44,7 @@ template <class T>
 truncated_values apply_truncated_inverse(std::vector<T> a, std::size_t n, double cutoff,
                                          std::vector<T>& x)
 {
-    auto reduction = bidiagonalize(std::move(a), n);
+    auto reduction = bidiagonalize(std::move(a), n, fastest_blocking<T>);
     bidiagonal_svd of_b = divide_bidiagonal(reduction.d, reduction.e, n);
     const double threshold = cutoff * of_b.values[0];
     const auto rank = static_cast<std::size_t>(std::count_if(

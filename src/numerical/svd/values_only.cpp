@@ -28,7 +28,7 @@ detail::bidiagonal_entries bidiagonal_form(std::vector<T> a, std::size_t n)
         auto band = detail::reduce_to_band(std::move(a), n, detail::band_width_of_order(n));
         return detail::narrow_band(band);
     }
-    auto reduction = detail::bidiagonalize(std::move(a), n);
+    auto reduction = detail::bidiagonalize(std::move(a), n, detail::fastest_blocking<T>);
     return {std::move(reduction.d), std::move(reduction.e)};
 }
 

@@ -152,6 +152,16 @@ TYPED_TEST(decompositions_on_64_cores, singular_vectors_have_the_bits_of_one_cor
         });
 }
 
+TYPED_TEST(decompositions_on_64_cores, singular_vectors_in_the_fastest_blocks_have_them_too)
+{
+    const auto a = test::random_matrix<TypeParam>(260, 230, 5);
+    expect_bits_of_one_core([&] {
+        numerical::svd_decomposition<TypeParam> svd(a, svd_method::divide_and_conquer,
+                                                    numerical::svd_blocks::fastest);
+        return std::tuple(std::move(svd.values), std::move(svd.u.data), std::move(svd.v.data));
+    });
+}
+
 TYPED_TEST(decompositions_on_64_cores, leading_triplets_have_the_bits_of_one_core)
 {
     const auto a = test::random_matrix<TypeParam>(190, 150, 33);

@@ -16,7 +16,8 @@ using numerical::detail::bidiagonal_reduction;
 using numerical::detail::bidiagonalize;
 using numerical::detail::bidiagonalize_blocked;
 using numerical::detail::bidiagonalize_unblocked;
-using numerical::detail::blocked_bidiagonal_order;
+using numerical::detail::fastest_blocking;
+using numerical::detail::fixed_blocking;
 using numerical::detail::form_bidiagonal_bases;
 using test::matrix;
 
@@ -99,6 +100,19 @@ TYPED_TEST(bidiagonal, panels_give_the_matrix_back_on_every_path)
     }
 }
 
+TYPED_TEST(bidiagonal, fastest_panels_give_the_matrix_back_on_every_path)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const std::size_t n : {1, 2, 15, 16, 17, 32, 33, 129, 161}) {
+            SCOPED_TRACE(std::to_string(n) + " on path " + std::to_string(path));
+            const auto a = test::random_matrix<TypeParam>(n, n, 7);
+            const auto& blocking = fastest_blocking<TypeParam>;
+            expect_reduction_of(a, reduced<TypeParam>(bidiagonalize_blocked(a.data, n, blocking)));
+        }
+    }
+}
+
 TYPED_TEST(bidiagonal, zero_rows_and_columns_inside_a_panel_need_no_reflector)
 {
     const std::size_t n = 140;
@@ -108,15 +122,17 @@ TYPED_TEST(bidiagonal, zero_rows_and_columns_inside_a_panel_need_no_reflector)
             a.data[i * n + zero] = TypeParam(0);
             a.data[zero * n + i] = TypeParam(0);
         }
-    const reduced<TypeParam> result(bidiagonalize_blocked(a.data, n));
-    expect_reduction_of(a, result);
-    EXPECT_TRUE(result.form.left_reflectors[0].empty());
-    EXPECT_EQ(result.form.d[0], 0.0);
+    for (const auto& blocking : {fixed_blocking<TypeParam>, fastest_blocking<TypeParam>}) {
+        const reduced<TypeParam> result(bidiagonalize_blocked(a.data, n, blocking));
+        expect_reduction_of(a, result);
+        EXPECT_TRUE(result.form.left_reflectors[0].empty());
+        EXPECT_EQ(result.form.d[0], 0.0);
+    }
 }
 
 TYPED_TEST(bidiagonal, upper_bidiagonal_matrix_is_its_own_form)
 {
-    for (const std::size_t n : {std::size_t{5}, blocked_bidiagonal_order<TypeParam> + 3}) {
+    for (const std::size_t n : {std::size_t{5}, fixed_blocking<TypeParam>.least_order + 3}) {
         const auto a = test::filled<TypeParam>(n, n, [](std::size_t i, std::size_t j) {
             return i == j ? 2.0 : (j == i + 1 ? 3.0 : 0.0);
         });
@@ -134,7 +150,7 @@ TYPED_TEST(bidiagonal, upper_bidiagonal_matrix_is_its_own_form)
 
 TYPED_TEST(bidiagonal, unblocked_form_has_no_negative_entries)
 {
-    const std::size_t n = blocked_bidiagonal_order<TypeParam> - 1;
+    const std::size_t n = fixed_blocking<TypeParam>.least_order - 1;
     const auto a = test::random_matrix<TypeParam>(n, n, 3);
     const auto form = bidiagonalize(a.data, n);
     EXPECT_GE(*std::min_element(form.d.begin(), form.d.end()), 0);
@@ -200,7 +216,7 @@ TEST(bidiagonal_of_order_one, has_the_modulus_and_the_phase)
 
 TEST(bidiagonal_of_blocked_order, keeps_the_signs_of_real_reflections)
 {
-    const std::size_t n = blocked_bidiagonal_order<double>;
+    const std::size_t n = fixed_blocking<double>.least_order;
     const auto form = bidiagonalize(test::random_vector<double>(n * n, 6), n);
     EXPECT_LT(*std::min_element(form.d.begin(), form.d.end()), 0);
     EXPECT_EQ(form.left_phases, std::vector<double>(n, 1.0));

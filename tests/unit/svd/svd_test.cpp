@@ -12,6 +12,7 @@
 
 namespace {
 
+using numerical::svd_blocks;
 using test::matrix;
 using test::svd_decomposition;
 using test::svd_method;
@@ -22,11 +23,12 @@ constexpr double greatest_ratio = 30;
 double worst = 0;
 
 template <class T>
-void expect_accurate(const matrix<T>& a, svd_method method, const std::string& name)
+void expect_accurate(const matrix<T>& a, svd_method method, const std::string& name,
+                     svd_blocks blocks = svd_blocks::fixed)
 {
     SCOPED_TRACE(name + ", " + std::to_string(a.rows) + " x " + std::to_string(a.cols) + ", " +
                  test::name_of(method) + (sizeof(T) == sizeof(double) ? "" : ", complex"));
-    const svd_decomposition<T> svd(a, method);
+    const svd_decomposition<T> svd(a, method, blocks);
     const std::size_t k = std::min(a.rows, a.cols);
     ASSERT_EQ(svd.values.size(), k);
     EXPECT_TRUE(std::is_sorted(svd.values.rbegin(), svd.values.rend()));
@@ -104,6 +106,18 @@ TYPED_TEST(decomposition, is_accurate_on_every_path)
         for (const std::size_t n : {20, 70, 150})
             for (const svd_method method : test::svd_methods)
                 expect_accurate(test::random_matrix<TypeParam>(n, n, 17), method, "random");
+    }
+}
+
+TYPED_TEST(decomposition, is_accurate_in_the_fastest_blocks_on_both_sides_of_each_crossover)
+{
+    for (const std::size_t n : {33, 127, 128, 129, 144, 145, 199, 200, 201})
+        for (const auto& [name, a] : test::hard_square_matrices<TypeParam>(n))
+            expect_accurate(a, svd_method::divide_and_conquer, name, svd_blocks::fastest);
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        expect_accurate(test::random_matrix<TypeParam>(230, 210, 18), svd_method::bidiagonal_qr,
+                        "random", svd_blocks::fastest);
     }
 }
 
