@@ -9,7 +9,6 @@
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
-#include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
 #include <stdexcept>
@@ -29,6 +28,17 @@ struct eigenpairs
 };
 
 template <class T>
+eigenpairs<T> solve_by_ql(std::vector<double> d, std::vector<double> e,
+                          const tridiagonal_reduction<T>& reduction)
+{
+    const std::size_t n = d.size();
+    std::vector<T> rows = tridiagonal_basis(reduction, n);
+    tridiagonal_ql(d, e, rows, n, 30 * n);
+    const std::vector<std::size_t> order = ascending_order(d);
+    return {in_order(d, order), columns_by_value(rows, order, n)};
+}
+
+template <class T>
 eigenpairs<T> solve_by_reduction(matrix<T> a, double scale, eigen_method method)
 {
     const std::size_t n = a.rows;
@@ -39,21 +49,17 @@ eigenpairs<T> solve_by_reduction(matrix<T> a, double scale, eigen_method method)
     scale_lower(a, scale);
     const auto reduction = tridiagonalize(a.data, n, d, e);
     a.data = {}; // the next block of this size may then be the same memory
-    std::vector<T> rows;
-    if (method == eigen_method::tridiagonal_ql) {
-        rows = tridiagonal_basis(reduction, n);
-        tridiagonal_ql(d, e, rows, n, 30 * n);
+    const bool by_ql = method == eigen_method::tridiagonal_ql || n < divide_order;
+    eigenpairs<T> pairs;
+    if (by_ql) {
+        pairs = solve_by_ql(std::move(d), std::move(e), reduction);
     } else {
-        rows = tridiagonal_divide_and_conquer(d, e, reduction, n);
+        pairs.vectors = tridiagonal_divide_and_conquer(d, e, reduction, n);
+        pairs.values = std::move(d);
     }
-    const std::vector<std::size_t> order = ascending_order(d);
-    std::vector<double> values(n);
-    for (std::size_t i = 0; i < n; ++i)
-        values[i] = d[order[i]] * scale;
-    if (!std::is_sorted(order.begin(), order.end()))
-        return {std::move(values), columns_by_value(rows, order, n)};
-    transpose_in_place(rows, n); // as divide and conquer leaves them
-    return {std::move(values), std::move(rows)};
+    for (double& value : pairs.values)
+        value *= scale;
+    return pairs;
 }
 
 } // namespace

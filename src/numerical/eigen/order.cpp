@@ -15,4 +15,13 @@ std::vector<std::size_t> ascending_order(const std::vector<double>& values)
     return order;
 }
 
+std::vector<double> in_order(const std::vector<double>& values,
+                             const std::vector<std::size_t>& order)
+{
+    std::vector<double> ordered(order.size());
+    std::transform(order.begin(), order.end(), ordered.begin(),
+                   [&](std::size_t i) { return values[i]; });
+    return ordered;
+}
+
 } // namespace numerical::detail

@@ -8,4 +8,8 @@ namespace numerical::detail {
 // 0 .. n-1 sorted by value, equal values by index.
 std::vector<std::size_t> ascending_order(const std::vector<double>& values);
 
+// values[order[0]], values[order[1]] and so on.
+std::vector<double> in_order(const std::vector<double>& values,
+                             const std::vector<std::size_t>& order);
+
 } // namespace numerical::detail

@@ -40,4 +40,9 @@ template <class T>
 void to_matrix_basis(const tridiagonal_reduction<T>& reduction, std::vector<T>& rows,
                      std::size_t n);
 
+// The same in columns, columns := Bᵀ·columns, and with the same bits: for any number of columns of
+// n elements, side by side.
+void columns_to_matrix_basis(const tridiagonal_reduction<double>& reduction,
+                             std::vector<double>& columns, std::size_t n);
+
 } // namespace numerical::detail

@@ -104,6 +104,21 @@ void to_matrix_basis(const tridiagonal_reduction<T>& reduction, std::vector<T>& 
     apply_reflectors(reduction, rows, n, n, row_contents::full);
 }
 
+void columns_to_matrix_basis(const tridiagonal_reduction<double>& reduction,
+                             std::vector<double>& columns, std::size_t n)
+{
+    const block_view<double> all{columns.data(), n, columns.size() / n};
+    if (all.cols == 0 || n < 2)
+        return;
+    const auto prepare = [&](std::size_t b) {
+        const std::size_t to = n - b * block_reflectors;
+        const std::size_t from = first_of_block(to);
+        return ascending_slabs(gather_reflectors(reduction.reflectors, from, to, n),
+                               all.sub(from, n, 0, all.cols));
+    };
+    apply_in_turn(ceil_div(n - 1, block_reflectors), prepare);
+}
+
 template std::vector<double> tridiagonal_basis(const tridiagonal_reduction<double>&, std::size_t);
 template std::vector<complex> tridiagonal_basis(const tridiagonal_reduction<complex>&, std::size_t);
 template void to_matrix_basis(const tridiagonal_reduction<double>&, std::vector<double>&,

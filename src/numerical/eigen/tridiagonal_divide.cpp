@@ -91,19 +91,29 @@ void tear_and_merge(double* d, const double* e, std::size_t n, block_view<double
     std::copy(values.begin(), values.end(), d);
 }
 
-// Columns of the real z as rows of T.
-std::vector<double> as_rows(std::vector<double> z, std::size_t n, const double*)
+// All vectors of the tridiagonal matrix, in columns, in the coordinates of the matrix that was
+// reduced.
+template <class T>
+std::vector<T> all_in_matrix_basis(const tridiagonal_reduction<T>& reduction, std::vector<double> z,
+                                   std::size_t n)
 {
-    transpose_in_place(z, n);
-    return z;
-}
-
-std::vector<complex> as_rows(std::vector<double> z, std::size_t n, const complex*)
-{
-    transpose_in_place(z, n);
-    auto rows = reserved<complex>(n * n);
-    rows.insert(rows.end(), z.begin(), z.end());
-    return rows;
+    std::vector<T> vectors;
+    if constexpr (std::is_same_v<T, double>) {
+        vectors = std::move(z);
+        if (n <= greatest_order_of_columns) {
+            columns_to_matrix_basis(reduction, vectors, n);
+            return vectors;
+        }
+        transpose_in_place(vectors, n);
+    } else {
+        transpose_in_place(z, n);
+        vectors = reserved<T>(n * n);
+        vectors.insert(vectors.end(), z.begin(), z.end());
+        z = {}; // its memory may be the next block's
+    }
+    to_matrix_basis(reduction, vectors, n);
+    transpose_in_place(vectors, n);
+    return vectors;
 }
 
 // Of rows, one eigenvector each in no order, the chosen ones in columns. d ascends on return.
@@ -112,9 +122,7 @@ chosen_columns<T> chosen_of_rows(std::vector<double>& d, const std::vector<T>& r
                                  const column_choice& choice)
 {
     const std::vector<std::size_t> order = ascending_order(d);
-    std::vector<double> values(n);
-    std::transform(order.begin(), order.end(), values.begin(), [&](std::size_t i) { return d[i]; });
-    d = std::move(values);
+    d = in_order(d, order);
     const index_range range = choice(d);
     chosen_columns<T> chosen{range, std::vector<T>(n * range.count())};
     for (std::size_t c = 0; c < range.count(); ++c)
@@ -172,19 +180,11 @@ void divide_block(double* d, const double* e, std::size_t n, block_view<double> 
 }
 
 template <class T>
-std::vector<T> tridiagonal_divide_and_conquer(std::vector<double>& d, std::vector<double>& e,
+std::vector<T> tridiagonal_divide_and_conquer(std::vector<double>& d, const std::vector<double>& e,
                                               const tridiagonal_reduction<T>& reduction,
                                               std::size_t n)
 {
-    if (n < divide_order) {
-        std::vector<T> basis = tridiagonal_basis(reduction, n);
-        tridiagonal_ql(d, e, basis, n, 30 * n);
-        return basis;
-    }
-    constexpr const T* element_type = nullptr;
-    std::vector<T> rows = as_rows(vectors_of_tridiagonal(d, e, n), n, element_type);
-    to_matrix_basis(reduction, rows, n);
-    return rows;
+    return all_in_matrix_basis(reduction, vectors_of_tridiagonal(d, e, n), n);
 }
 
 template <class T>
@@ -223,18 +223,28 @@ chosen_columns<T> divide_and_conquer_choosing(std::vector<double>& d, std::vecto
         tridiagonal_ql(d, e, basis, n, 30 * n);
         return chosen_of_rows(d, basis, n, choice);
     }
-    auto [range, rows] = divide_choosing(d, e, n, choice);
-    return {range, columns_in_matrix_basis(reduction, std::move(rows), n)};
+    if constexpr (std::is_same_v<T, double>) {
+        chosen_vectors chosen = chosen_of_tridiagonal(d, e, n, choice);
+        columns_to_matrix_basis(reduction, chosen.columns, n);
+        return chosen;
+    } else {
+        auto [range, rows] = divide_choosing(d, e, n, choice);
+        return {range, columns_in_matrix_basis(reduction, std::move(rows), n)};
+    }
 }
 
 template std::vector<double> tridiagonal_divide_and_conquer(std::vector<double>&,
-                                                            std::vector<double>&,
+                                                            const std::vector<double>&,
                                                             const tridiagonal_reduction<double>&,
                                                             std::size_t);
 template std::vector<complex> tridiagonal_divide_and_conquer(std::vector<double>&,
-                                                             std::vector<double>&,
+                                                             const std::vector<double>&,
                                                              const tridiagonal_reduction<complex>&,
                                                              std::size_t);
+template std::vector<double> columns_in_matrix_basis(const tridiagonal_reduction<double>&,
+                                                     std::vector<double>, std::size_t);
+template std::vector<complex> columns_in_matrix_basis(const tridiagonal_reduction<complex>&,
+                                                      std::vector<double>, std::size_t);
 template chosen_columns<double> divide_and_conquer_choosing(std::vector<double>&,
                                                             std::vector<double>&,
                                                             const tridiagonal_reduction<double>&,

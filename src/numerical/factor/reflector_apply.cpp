@@ -38,13 +38,14 @@ struct slab_demand
     std::size_t length; // of a vector, in bytes
     std::size_t least;  // vectors in a slab
     std::size_t per_thread = 1;
+    std::size_t greatest = greatest_slab;
 };
 
 // No slab beyond its bytes, and as many for each thread.
 slab_partition slabs_of(const slab_demand& target)
 {
     const std::size_t wanted =
-        std::clamp(slab_bytes / target.length, well_filled_slab, greatest_slab);
+        std::clamp(slab_bytes / target.length, well_filled_slab, target.greatest);
     const std::size_t threads = allowed_threads();
     const std::size_t round = wanted * threads;
     const std::size_t rounds = std::max(ceil_div(target.width, round), target.per_thread);
@@ -282,6 +283,36 @@ void transposed_slabs<T>::apply(std::size_t slab) const
                    {minus_wt.data(), part.rows, reflectors});
     add_product<T>({minus_wt.data(), part.rows, reflectors},
                    {transposed.data(), reflectors, length}, part);
+}
+
+// Slabs so narrow that their products read V where it lies.
+ascending_slabs::ascending_slabs(reflector_block<double> of, block_view<double> target)
+    : block(std::move(of)), c(target), slabs(slabs_of({.width = c.cols,
+                                                       .length = block.rows * sizeof(double),
+                                                       .least = depth_decides_from,
+                                                       .greatest = well_filled_slab}))
+{
+    for (double& element : block.factor)
+        element = -element;
+}
+
+std::size_t ascending_slabs::work() const
+{
+    return slab_work<double>(slabs, block.rows, block.count);
+}
+
+// C += V·(-T·(VᵀC)).
+void ascending_slabs::apply(std::size_t slab) const
+{
+    const std::size_t count = block.count;
+    const block_view<const double> v{block.vectors.data(), block.rows, count};
+    const block_view<double> part = c.sub(0, c.rows, slabs.begin(slab), slabs.begin(slab + 1));
+    std::vector<double> w = zeros<double>(count * part.cols);
+    std::vector<double> minus_tw = zeros<double>(count * part.cols);
+    add_adjoint_product<double>(v, part, {w.data(), count, part.cols});
+    add_product<double>({block.factor.data(), count, count}, {w.data(), count, part.cols},
+                        {minus_tw.data(), count, part.cols});
+    add_product<double>(v, {minus_tw.data(), count, part.cols}, part);
 }
 
 template <class T>

@@ -106,7 +106,29 @@ private:
     slab_partition slabs;
 };
 
-// The same at once for columns [offset, offset + rows) of rows [row_from, row_to) of `target`.
+// C := Q·C for a real C, in slabs of columns. Each dot along the reflectors is one ascending sum,
+// however long, so that the bits are those of transposed_slabs for the transpose of C. Owns what it
+// needs.
+class ascending_slabs
+{
+public:
+    // C has the block's rows.
+    ascending_slabs(reflector_block<double> block, block_view<double> c);
+
+    std::size_t count() const { return slabs.count; }
+
+    // Of a slab, on the scale of parallel_for.
+    std::size_t work() const;
+
+    void apply(std::size_t slab) const;
+
+private:
+    reflector_block<double> block; // its factor is -T
+    block_view<double> c;
+    slab_partition slabs;
+};
+
+// C := C·Qᵀ at once for columns [offset, offset + rows) of rows [row_from, row_to) of `target`.
 template <class T>
 void apply_transposed_reflector_block(const reflector_block<T>& block, std::vector<T>& target,
                                       std::size_t ld, std::size_t row_from, std::size_t row_to);

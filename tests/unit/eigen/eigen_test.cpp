@@ -1,6 +1,7 @@
 #include "numerical/eigen/eigen.hpp"
 
 #include "hermitian_matrices.hpp"
+#include "numerical/eigen/tridiagonal_divide.hpp"
 #include "numerical/errors.hpp"
 #include "paths.hpp"
 #include "thrown.hpp"
@@ -104,6 +105,19 @@ TYPED_TEST(eigendecomposition, of_large_matrices_is_accurate)
         ratios.add(test::ratios_of(glued, of_glued.values, of_glued.vectors), "glued Wilkinson");
     }
     ratios.print("large");
+    EXPECT_LT(ratios.largest.residual, accepted);
+    EXPECT_LT(ratios.largest.orthogonality, accepted);
+}
+
+TEST(symmetric_eigen, is_accurate_where_vectors_change_from_columns_to_rows)
+{
+    constexpr std::size_t last = numerical::detail::greatest_order_of_columns;
+    largest_ratios ratios;
+    for (const std::size_t n : {last, last + 1}) {
+        const auto a = test::random_hermitian<double>(n, 3);
+        const numerical::symmetric_eigen found(a, divide);
+        ratios.add(test::ratios_of(a, found.values, found.vectors), "random");
+    }
     EXPECT_LT(ratios.largest.residual, accepted);
     EXPECT_LT(ratios.largest.orthogonality, accepted);
 }

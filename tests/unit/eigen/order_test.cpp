@@ -5,6 +5,7 @@
 namespace {
 
 using numerical::detail::ascending_order;
+using numerical::detail::in_order;
 using places = std::vector<std::size_t>;
 
 TEST(order, ascends_by_value_and_by_index_among_equal_ones)
@@ -15,6 +16,12 @@ TEST(order, ascends_by_value_and_by_index_among_equal_ones)
 TEST(order, treats_zeros_of_both_signs_as_equal)
 {
     EXPECT_EQ(ascending_order({0.0, -0.0, -1.0, 0.0}), (places{2, 0, 1, 3}));
+}
+
+TEST(order, puts_values_into_it)
+{
+    EXPECT_EQ(in_order({3, 1, 2}, {1, 2, 0}), (std::vector<double>{1, 2, 3}));
+    EXPECT_EQ(in_order({3, 1, 2}, {2}), (std::vector<double>{2}));
 }
 
 TEST(order, of_nothing_is_nothing)

@@ -90,6 +90,31 @@ TYPED_TEST(tridiagonal, basis_of_the_identity_rows_is_the_basis)
     }
 }
 
+// For any number of columns; n = 600 has dots that other forms take in runs.
+TEST(columns_to_matrix_basis, has_the_bits_of_the_rows)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const std::size_t n : {1, 2, 33, 34, 97, 600})
+            for (const std::size_t count : {std::size_t{0}, std::size_t{1}, std::size_t{10}, n}) {
+                const auto reduction = reduce(test::random_hermitian<double>(n, 5)).reduction;
+                std::vector<double> rows = test::random_vector<double>(count * n, 2);
+                std::vector<double> columns(rows.size());
+                transpose_into<double>({columns.data(), n, count}, {rows.data(), count, n});
+                to_matrix_basis(reduction, rows, n);
+                std::vector<double> expected(rows.size());
+                transpose_into<double>({expected.data(), n, count}, {rows.data(), count, n});
+                for (const std::size_t threads : test::thread_counts) {
+                    const test::thread_limit some(threads);
+                    auto found = columns;
+                    columns_to_matrix_basis(reduction, found, n);
+                    EXPECT_EQ(found, expected)
+                        << n << ", " << count << ", path " << path << ", " << threads;
+                }
+            }
+    }
+}
+
 // A panel has 32 columns and a strip of the trailing matrix 128 rows.
 TYPED_TEST(tridiagonal, trailing_orders_about_one_strip_and_beyond)
 {

@@ -364,6 +364,46 @@ TYPED_TEST(reflector_block, agrees_with_the_other_ways_of_applying_its_reflector
     EXPECT_LT(test::difference_ratio(at_once, transposed(by_stretches)), ratio_limit);
 }
 
+// Wide and narrow, of more than one slab, and with dots longer than any run of other forms.
+TEST(ascending_slabs, have_the_bits_of_the_transpose_and_keep_to_their_columns)
+{
+    struct shape
+    {
+        std::size_t from, to, rows, width;
+    };
+
+    for (const auto [from, to, rows, width] :
+         {shape{0, 1, 2, 1}, shape{2, 5, 9, 3}, shape{1, 33, 40, 63}, shape{0, 32, 90, 64},
+          shape{32, 64, 200, 65}, shape{7, 9, 300, 200}, shape{0, 32, 600, 300},
+          shape{1, 32, 1100, 80}}) {
+        const auto reflectors = random_reflectors<double>(to, rows);
+        for (const int path : test::available_paths()) {
+            SCOPED_TRACE(testing::Message() << '[' << from << ", " << to << ") of " << rows
+                                            << ", width " << width << ", path " << path);
+            const test::path_limit limit(path);
+            const auto block = detail::gather_reflectors(reflectors, from, to, rows);
+            const auto c = framed<double>(rows + 1, width + 2, from, rows, 1, width + 1);
+            auto expected = transposed(part(c, from, rows, 1, width + 1));
+            auto at_offset = block;
+            at_offset.offset = 0;
+            detail::apply_transposed_reflector_block(at_offset, expected.data, rows - from, 0,
+                                                     width);
+            for (const std::size_t threads : test::thread_counts) {
+                const test::thread_limit some(threads);
+                auto out = c;
+                const detail::ascending_slabs slabs(
+                    block, detail::block_view<double>{out.data.data(), rows + 1, width + 2}.sub(
+                               from, rows, 1, width + 1));
+                for (std::size_t s = slabs.count(); s-- > 0;)
+                    slabs.apply(s);
+                expect_frame(out, from, rows, 1, width + 1);
+                EXPECT_EQ(transposed(part(out, from, rows, 1, width + 1)).data, expected.data)
+                    << threads << " threads";
+            }
+        }
+    }
+}
+
 TYPED_TEST(reflector_block, undoes_itself_by_its_adjoint)
 {
     const auto reflectors = random_reflectors<TypeParam>(32, 200);
