@@ -3,6 +3,7 @@
 #include "numerical/counts.hpp"
 #include "numerical/factor/triangular_solve.hpp"
 #include "numerical/gemm/kernels/gemv.hpp"
+#include "numerical/gemm/kernels/trsv.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -20,8 +21,8 @@ namespace detail {
 namespace {
 
 // The orders up to which a triangle is substituted without products.
-constexpr std::size_t leaf_of_dots = 32;
-constexpr std::size_t leaf_of_rows = 32;
+template <class T>
+constexpr std::size_t leaf_of_vectors = std::is_same_v<T, double> ? 512 : 32;
 constexpr std::size_t leaf_of_matrices = triangular_tile;
 
 // Up to this many right-hand sides are substituted one by one, each as a row.
@@ -33,8 +34,20 @@ triangle<T> diagonal_part(const triangle<T>& t, std::size_t from, std::size_t to
     return {t.of.sub(from, to, from, to), t.half, t.diagonal};
 }
 
-// c -= A·b for each row b of B and c of C. The sums run along the rows of A, several lanes to a
-// sum; a group of these stays in cache for all of B. Each index writes its own columns of C.
+// c -= A·b. A has a multiple of eight columns.
+void subtract_dots_on(int path, double* c, block_view<const double> a, const double* b)
+{
+    if (path == portable_path) {
+        for (std::size_t i = 0; i < a.rows; ++i)
+            c[i] -= row_dot(path, a.row(i), b, a.cols);
+        return;
+    }
+    const auto subtract = path == avx512_path ? avx512_subtract_dots : avx2_subtract_dots;
+    subtract(c, a.first, a.stride, a.rows, b, a.cols);
+}
+
+// The same for each row b of B and c of C, by groups of rows of A, which stay in cache for all of
+// B. Each index writes its own columns of C.
 void subtract_dots(int path, block_view<const double> a, block_view<const double> b,
                    block_view<double> c)
 {
@@ -42,12 +55,8 @@ void subtract_dots(int path, block_view<const double> a, block_view<const double
     const auto subtract_rows = [&](std::size_t index) {
         const std::size_t from = index * group;
         const std::size_t count = std::min(a.rows - from, group);
-        double dots[group];
-        for (std::size_t r = 0; r < b.rows; ++r) {
-            row_dots(path, dots, b.row(r), a.row(from), a.stride, count, a.cols);
-            for (std::size_t i = 0; i < count; ++i)
-                c(r, from + i) -= dots[i];
-        }
+        for (std::size_t r = 0; r < b.rows; ++r)
+            subtract_dots_on(path, c.row(r) + from, a.sub(from, from + count, 0, a.cols), b.row(r));
     };
     parallel_for(ceil_div(a.rows, group), group * a.cols * b.rows / 2, subtract_rows);
 }
@@ -83,6 +92,31 @@ void substitute_vector_from_right(int path, const triangle<T>& m, T* y)
     }
 }
 
+vector_triangle kind_of(const triangle<double>& m)
+{
+    if (m.is_lower())
+        return m.has_ones() ? vector_triangle::unit_lower : vector_triangle::lower;
+    return m.has_ones() ? vector_triangle::unit_upper : vector_triangle::upper;
+}
+
+// On the vector paths several unknowns at a time.
+void substitute_vector(int path, const triangle<double>& m, double* x)
+{
+    if (path == portable_path)
+        return substitute_vector<double>(path, m, x);
+    const auto substitute = path == avx512_path ? avx512_substitute : avx2_substitute;
+    substitute(kind_of(m), x, m.of.first, m.of.stride, m.of.rows);
+}
+
+void substitute_vector_from_right(int path, const triangle<double>& m, double* y)
+{
+    if (path == portable_path)
+        return substitute_vector_from_right<double>(path, m, y);
+    const auto substitute =
+        path == avx512_path ? avx512_substitute_transposed : avx2_substitute_transposed;
+    substitute(kind_of(m), y, m.of.first, m.of.stride, m.of.rows);
+}
+
 template <class T>
 void substitute_unit_upper(int path, block_view<const T> u, block_view<T> x)
 {
@@ -101,7 +135,7 @@ void substitute_tile(int path, const triangle<T>& m, block_view<T> x)
         m.has_ones() ? substitute_unit_upper<T>(path, m.of, x) : substitute_upper<T>(path, m.of, x);
 }
 
-// Halves of a triangle, the first a multiple of the leaf's order:
+// Halves of a triangle, that of the unknowns that come first a multiple of the leaf's order:
 //     lower  [ M00     ]      upper  [ M00 M01 ]
 //            [ M10 M11 ]             [     M11 ]
 template <class T>
@@ -112,8 +146,9 @@ struct triangle_halves
     triangle<T> m11;
 
     triangle_halves(const triangle<T>& m, std::size_t leaf)
-        : mid(round_up(m.of.rows / 2, leaf)), m00(diagonal_part(m, 0, mid)),
-          m11(diagonal_part(m, mid, m.of.rows))
+        : mid(m.is_lower() ? round_up(m.of.rows / 2, leaf)
+                           : m.of.rows - round_up(m.of.rows / 2, leaf)),
+          m00(diagonal_part(m, 0, mid)), m11(diagonal_part(m, mid, m.of.rows))
     {
     }
 };
@@ -155,12 +190,12 @@ public:
     void solve(const triangle<T>& m, block_view<T> y)
     {
         const std::size_t n = m.of.rows;
-        if (n <= leaf_of_dots) {
+        if (n <= leaf_of_vectors<T>) {
             for (std::size_t i = 0; i < y.rows; ++i)
                 substitute_vector(path, m, y.row(i));
             return;
         }
-        const auto [mid, m00, m11] = triangle_halves<T>(m, leaf_of_dots);
+        const auto [mid, m00, m11] = triangle_halves<T>(m, leaf_of_vectors<T>);
         const block_view<T> y0 = y.sub(0, y.rows, 0, mid);
         const block_view<T> y1 = y.sub(0, y.rows, mid, n);
         if (m.is_lower()) {
@@ -196,7 +231,7 @@ class right_substitution
 {
 public:
     explicit right_substitution(std::size_t rows)
-        : leaf(rows <= few_rows ? leaf_of_rows : leaf_of_matrices)
+        : leaf(rows <= few_rows ? leaf_of_vectors<T> : leaf_of_matrices)
     {
     }
 
