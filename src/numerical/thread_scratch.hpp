@@ -2,13 +2,10 @@
 
 // Scratch for tiles, apart from the stack: a caller's thread may have as little as 64 KiB of that.
 
-#include "numerical/counts.hpp"
-#include "numerical/storage.hpp"
+#include "numerical/aligned_block.hpp"
 
 #include <cstddef>
-#include <cstdint>
 #include <utility>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -20,33 +17,28 @@ template <class T, class Use = void>
 class thread_scratch
 {
 public:
-    explicit thread_scratch(std::size_t count) : home(kept()), buffer(std::exchange(home, {}))
+    explicit thread_scratch(std::size_t count) : home(kept()), block(std::exchange(home, {}))
     {
-        const std::size_t need = count + line_elements<T>;
-        if (buffer.size() < need)
-            buffer = uninitialized<T>(need);
+        if (block.size() < count)
+            block = aligned_block<T>(count);
     }
 
     thread_scratch(const thread_scratch&) = delete;
     thread_scratch& operator=(const thread_scratch&) = delete;
 
-    ~thread_scratch() { home = std::move(buffer); }
+    ~thread_scratch() { home = std::move(block); }
 
-    // On a line of 64 bytes.
-    T* data()
-    {
-        const auto address = reinterpret_cast<std::uintptr_t>(buffer.data());
-        return reinterpret_cast<T*>((address + line_bytes - 1) & ~(line_bytes - 1));
-    }
+    // On a line of 64 bytes, or on a huge page.
+    T* data() { return block.data(); }
 
 private:
-    std::vector<T>& home;
-    std::vector<T> buffer;
+    aligned_block<T>& home;
+    aligned_block<T> block;
 
-    static std::vector<T>& kept()
+    static aligned_block<T>& kept()
     {
-        static thread_local std::vector<T> vector;
-        return vector;
+        static thread_local aligned_block<T> block_of_thread;
+        return block_of_thread;
     }
 };
 

@@ -1,7 +1,6 @@
 #include "numerical/gemm/packing.hpp"
 
 #include "numerical/counts.hpp"
-#include "numerical/storage.hpp"
 
 #include <algorithm>
 #include <array>
@@ -14,46 +13,36 @@ namespace numerical::detail {
 namespace {
 
 constexpr std::size_t most_kept_bytes = 0x2000000; // 32 MiB: larger products are one-off
-template <class T>
-constexpr std::size_t gap = line_elements<T> + 1; // between the panels of A and those of B
-
-template <class T>
-T* aligned_up(T* address)
-{
-    const auto bits = reinterpret_cast<std::uintptr_t>(address);
-    return reinterpret_cast<T*>((bits + line_bytes - 1) & ~(line_bytes - 1));
-}
 
 } // namespace
 
 template <class T>
-std::vector<T>& packing_storage<T>::kept()
+aligned_block<T>& packing_storage<T>::kept()
 {
-    static thread_local std::vector<T> vector;
-    return vector;
+    static thread_local aligned_block<T> block_of_thread;
+    return block_of_thread;
 }
 
 template <class T>
 packing_storage<T>::packing_storage(std::size_t a_elements, std::size_t b_elements)
-    : buffer(std::exchange(kept(), {}))
+    : block(std::exchange(kept(), {}))
 {
-    const std::size_t need = a_elements + b_elements + 2 * gap<T>;
-    if (buffer.size() < need) {
-        const std::size_t grown = std::max(need, 2 * buffer.size());
-        buffer.clear(); // the old panels are not worth moving
-        buffer.reserve(grown);
-        advise_huge_pages(buffer.data(), grown * sizeof(T));
-        buffer.resize(need);
+    const std::size_t begin_of_b = round_up(a_elements, line_elements<T>);
+    const std::size_t need = begin_of_b + b_elements;
+    if (block.size() < need) {
+        const std::size_t grown = std::max(need, 2 * block.size());
+        block = {}; // the old panels are not worth moving
+        block = aligned_block<T>(grown);
     }
-    a = aligned_up(buffer.data());
-    b = aligned_up(buffer.data() + a_elements + gap<T>);
+    a = block.data();
+    b = block.data() + begin_of_b;
 }
 
 template <class T>
 packing_storage<T>::~packing_storage()
 {
-    if (buffer.size() * sizeof(T) <= most_kept_bytes)
-        kept() = std::move(buffer);
+    if (block.size() * sizeof(T) <= most_kept_bytes)
+        kept() = std::move(block);
 }
 
 template class packing_storage<double>;

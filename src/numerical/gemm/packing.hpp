@@ -4,12 +4,13 @@
 // p) at p·mr + r; a B panel has nr columns, element (p, j) at p·nr + j; what lies beyond the
 // operand is zero.
 
+#include "numerical/aligned_block.hpp"
+
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
-// The memory of one product's panels. It is taken from the thread's kept vector and given back, so
+// The memory of one product's panels. It is taken from the thread's kept block and given back, so
 // that repeated products allocate nothing; a product nested in this one, on the same thread, finds
 // none kept and makes its own.
 template <class T>
@@ -21,10 +22,10 @@ public:
     packing_storage& operator=(const packing_storage&) = delete;
     ~packing_storage();
 
-    static std::vector<T>& kept();
+    static aligned_block<T>& kept();
 
 private:
-    std::vector<T> buffer;
+    aligned_block<T> block;
 
 public:
     T* a; // both on lines of 64 bytes
