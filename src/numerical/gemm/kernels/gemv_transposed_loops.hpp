@@ -72,12 +72,12 @@ void subtract_rows(double* out, const double* coeffs, const double* rows, std::s
                    std::size_t terms, std::size_t n)
 {
     constexpr std::size_t width = Lanes::width;
-    const whole_vector<Lanes> whole;
+    const auto every = every_lane<Lanes, Coefficient::doubles>(n);
     std::size_t j = 0;
     for (; j + 4 * width <= n; j += 4 * width)
-        subtract_from_block<Lanes, Coefficient, 4>(out + j, coeffs, rows + j, stride, terms, whole);
+        subtract_from_block<Lanes, Coefficient, 4>(out + j, coeffs, rows + j, stride, terms, every);
     for (; j + width <= n; j += width)
-        subtract_from_block<Lanes, Coefficient, 1>(out + j, coeffs, rows + j, stride, terms, whole);
+        subtract_from_block<Lanes, Coefficient, 1>(out + j, coeffs, rows + j, stride, terms, every);
     if (j < n)
         subtract_from_block<Lanes, Coefficient, 1>(out + j, coeffs, rows + j, stride, terms,
                                                    last_vector<Lanes>(n - j));
