@@ -5,6 +5,7 @@
 #include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
 #include <array>
@@ -53,10 +54,7 @@ bidiagonal_panel<T>::bidiagonal_panel(block_view<T> matrix, std::size_t first_co
       columns((last - first) * (n - first)), left(2 * (last - first) * n),
       right(2 * (last - first) * n)
 {
-    const std::size_t rows = n - first;
-    for (std::size_t i = 0; i < rows; ++i)
-        for (std::size_t l = 0; l < last - first; ++l)
-            columns[l * rows + i] = a(first + i, first + l);
+    transpose_into<T>({columns.data(), last - first, n - first}, a.sub(first, n, first, last));
 }
 
 // Column c of A from a row down.
@@ -244,7 +242,8 @@ void bidiagonal_panel<T>::reduce(std::size_t c, T& d, T& e)
     if (is_zero(r.data() + 1, r.size() - 1))
         return;
     // Products with a tiny r have lost digits to underflow.
-    const bool usable = !w.empty() && largest_modulus(r.data(), r.size()) >= tiny_magnitude;
+    const auto counts = [](const T& element) { return modulus(element) >= tiny_magnitude; };
+    const bool usable = !w.empty() && std::any_of(r.begin(), r.end(), counts);
     const T first_of_r = r[0];
     const T beta = householder_in_place(r);
     e = conjugate(beta);

@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::size_t rows_ahead = 12;
 
-// `vectors` vectors of each row, the last of them by `last`, with `each` coefficients.
+// `vectors` vectors of each row, the last of them by `last`. `each` is two for complex numbers:
+// sums with the real and with the imaginary part of a coefficient.
 template <class Lanes, std::size_t each, std::size_t vectors, class Every, class Last>
 void add_block_sums(double* sums, const double* coefficients, const double* rows,
                     std::size_t stride, std::size_t count, const Every& every, const Last& last)
@@ -41,16 +42,17 @@ void add_block_sums(double* sums, const double* coefficients, const double* rows
                 sum[k][v] = Lanes::more(sum[k][v], scale[k], entries);
         }
     }
-#pragma GCC unroll 2
-    for (std::size_t k = 0; k < each; ++k)
 #pragma GCC unroll 8
-        for (std::size_t v = 0; v < vectors; ++v) {
-            double* const out = sums + k * column_tile + v * width;
-            if (v + 1 < vectors)
-                Lanes::store(out, Lanes::plus(Lanes::load(out), sum[k][v]));
-            else
-                last.store(out, Lanes::plus(last.load(out), sum[k][v]));
-        }
+    for (std::size_t v = 0; v < vectors; ++v) {
+        auto total = sum[0][v];
+        if constexpr (each == 2) // (c + i·s)·(Re a, Im a) is c·(Re a, Im a) + s·(-Im a, Re a)
+            total = Lanes::plus(total, Lanes::turned(sum[1][v]));
+        double* const out = sums + v * width;
+        if (v + 1 < vectors)
+            Lanes::store(out, Lanes::plus(Lanes::load(out), total));
+        else
+            last.store(out, Lanes::plus(last.load(out), total));
+    }
 }
 
 // `vectors` vectors or fewer, as many as n doubles need.

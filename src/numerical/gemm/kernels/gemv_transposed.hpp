@@ -35,14 +35,14 @@ void avx2_add_column_sums(double* sums, const double* coefficients, const double
 void avx512_add_column_sums(double* sums, const double* coefficients, const double* rows,
                             std::size_t stride, std::size_t count, std::size_t n);
 
-// Two coefficients to a row: sums[j] with coefficients[2i], sums[column_tile + j] with
-// coefficients[2i + 1].
-void add_column_sum_pairs(double* sums, const double* coefficients, const double* rows,
-                          std::size_t stride, std::size_t count, std::size_t n);
-void avx2_add_column_sum_pairs(double* sums, const double* coefficients, const double* rows,
-                               std::size_t stride, std::size_t count, std::size_t n);
-void avx512_add_column_sum_pairs(double* sums, const double* coefficients, const double* rows,
-                                 std::size_t stride, std::size_t count, std::size_t n);
+// The same of complex rows and coefficients, n in doubles: the products with the real parts of the
+// coefficients and those with the imaginary ones have a sum each, which are joined at the end.
+void add_complex_column_sums(double* sums, const double* coefficients, const double* rows,
+                             std::size_t stride, std::size_t count, std::size_t n);
+void avx2_add_complex_column_sums(double* sums, const double* coefficients, const double* rows,
+                                  std::size_t stride, std::size_t count, std::size_t n);
+void avx512_add_complex_column_sums(double* sums, const double* coefficients, const double* rows,
+                                    std::size_t stride, std::size_t count, std::size_t n);
 
 // By path, for both element types; no conjugation. n elements fill at most a tile.
 void add_column_sums_on(int path, double* sums, const double* coefficients, const double* rows,

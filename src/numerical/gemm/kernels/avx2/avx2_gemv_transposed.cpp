@@ -28,8 +28,8 @@ void avx2_add_column_sums(double* sums, const double* coefficients, const double
     add_sums<lanes, 1, 8>(sums, coefficients, rows, stride, count, n);
 }
 
-void avx2_add_column_sum_pairs(double* sums, const double* coefficients, const double* rows,
-                               std::size_t stride, std::size_t count, std::size_t n)
+void avx2_add_complex_column_sums(double* sums, const double* coefficients, const double* rows,
+                                  std::size_t stride, std::size_t count, std::size_t n)
 {
     add_sums<lanes, 2, 8>(sums, coefficients, rows, stride, count, n);
 }

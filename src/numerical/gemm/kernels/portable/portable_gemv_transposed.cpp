@@ -1,5 +1,7 @@
 #include "numerical/gemm/kernels/gemv_transposed.hpp"
 
+#include <array>
+
 namespace numerical::detail {
 namespace {
 
@@ -41,14 +43,22 @@ void add_column_sums(double* sums, const double* coefficients, const double* row
             sums[j] += coefficients[i] * rows[i * stride + j];
 }
 
-void add_column_sum_pairs(double* sums, const double* coefficients, const double* rows,
-                          std::size_t stride, std::size_t count, std::size_t n)
+// (c + i·s)·(Re a, Im a) is c·(Re a, Im a) + s·(-Im a, Re a): the parts of the second sum change
+// places once.
+void add_complex_column_sums(double* sums, const double* coefficients, const double* rows,
+                             std::size_t stride, std::size_t count, std::size_t n)
 {
+    std::array<double, column_tile> by_real{};
+    std::array<double, column_tile> by_imaginary{};
     for (std::size_t i = 0; i < count; ++i)
         for (std::size_t j = 0; j < n; ++j) {
-            sums[j] += coefficients[2 * i] * rows[i * stride + j];
-            sums[column_tile + j] += coefficients[2 * i + 1] * rows[i * stride + j];
+            by_real[j] += coefficients[2 * i] * rows[i * stride + j];
+            by_imaginary[j] += coefficients[2 * i + 1] * rows[i * stride + j];
         }
+    for (std::size_t j = 0; j < n; j += 2) {
+        sums[j] += by_real[j] - by_imaginary[j + 1];
+        sums[j + 1] += by_real[j + 1] + by_imaginary[j];
+    }
 }
 
 } // namespace numerical::detail
