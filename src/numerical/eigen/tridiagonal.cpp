@@ -8,6 +8,7 @@
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/spread_stride.hpp"
 #include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
@@ -19,7 +20,9 @@ namespace numerical::detail {
 namespace {
 
 constexpr std::size_t panel_columns = 32;
-constexpr std::size_t update_strip_rows = 128;
+
+// Whole tiles of the vector paths. What a strip has above the diagonal is for nothing.
+constexpr std::size_t update_strip_rows = 48;
 
 // Of a strip of the update, on the scale of parallel_for: a thread does 15 to 20 products in a
 // nanosecond.
@@ -48,6 +51,7 @@ private:
 
     const int path = gemm_path_current();
     const std::size_t n;
+    const std::size_t stride; // of columns and of vectors
     const block_view<T> a;
     std::vector<std::vector<T>>& reflectors;
     std::vector<T>& sub;
@@ -62,19 +66,20 @@ private:
     std::vector<T> right;
     std::vector<T> partials;
 
-    T* panel_v(std::size_t p) { return vectors.data() + 2 * p * n; }
+    T* panel_v(std::size_t p) { return vectors.data() + 2 * p * stride; }
 
-    T* panel_w(std::size_t p) { return vectors.data() + (2 * p + 1) * n; }
+    T* panel_w(std::size_t p) { return vectors.data() + (2 * p + 1) * stride; }
 };
 
 template <class T>
 reducer<T>::reducer(std::vector<T>& matrix, std::size_t order, std::vector<std::vector<T>>& list,
                     std::vector<T>& subdiagonal)
-    : n(order), a{matrix.data(), order, order}, reflectors(list), sub(subdiagonal)
+    : n(order), stride(spread_stride<T>(order)), a{matrix.data(), order, order}, reflectors(list),
+      sub(subdiagonal)
 {
     const std::size_t width = std::min(panel_columns, n - 1);
-    columns.resize(width * n);
-    vectors.resize(2 * width * n);
+    columns.resize(width * stride);
+    vectors.resize(2 * width * stride);
     coefficients.resize(2 * width);
     left.resize(2 * width * n);
     right.resize(2 * width * n);
@@ -84,7 +89,7 @@ template <class T>
 void reducer<T>::reduce_panel(std::size_t from, std::size_t to)
 {
     transpose_into<T>(
-        {.first = columns.data() + from, .rows = to - from, .cols = n - from, .stride = n},
+        {.first = columns.data() + from, .rows = to - from, .cols = n - from, .stride = stride},
         a.sub(from, n, from, to));
     for (std::size_t k = from; k < to; ++k)
         reduce_column(k, k - from);
@@ -95,12 +100,12 @@ void reducer<T>::reduce_panel(std::size_t from, std::size_t to)
 template <class T>
 void reducer<T>::reduce_column(std::size_t k, std::size_t p)
 {
-    T* const x = columns.data() + p * n + k;
+    T* const x = columns.data() + p * stride + k;
     for (std::size_t q = 0; q < p; ++q) {
         coefficients[2 * q] = conjugate(panel_w(q)[k]);
         coefficients[2 * q + 1] = conjugate(panel_v(q)[k]);
     }
-    subtract_products_on(path, x, coefficients.data(), vectors.data() + k, n, 2 * p, n - k);
+    subtract_products_on(path, x, coefficients.data(), vectors.data() + k, stride, 2 * p, n - k);
     a(k, k) = x[0];
 
     std::vector<T> y(x + 1, x + (n - k));
@@ -127,12 +132,12 @@ void reducer<T>::correct_product(std::size_t k, std::size_t p)
     const std::size_t len = n - k - 1;
     T* const v = panel_v(p) + k + 1;
     T* const w = panel_w(p) + k + 1;
-    row_dots(path, coefficients.data(), v, vectors.data() + k + 1, n, 2 * p, len);
+    row_dots(path, coefficients.data(), v, vectors.data() + k + 1, stride, 2 * p, len);
     for (std::size_t q = 0; q < p; ++q) // V is multiplied by Wᴴ·v, W by Vᴴ·v
         std::swap(coefficients[2 * q], coefficients[2 * q + 1]);
-    subtract_products_on(path, w, coefficients.data(), vectors.data() + k + 1, n, 2 * p, len);
+    subtract_products_on(path, w, coefficients.data(), vectors.data() + k + 1, stride, 2 * p, len);
     T projection; // vᴴw
-    row_dots(path, &projection, w, v, n, 1, len);
+    row_dots(path, &projection, w, v, stride, 1, len);
     for (std::size_t i = 0; i < len; ++i)
         w[i] *= 2.0;
     subtract_scaled_on(path, w, v, T(2) * projection, len);
@@ -148,9 +153,9 @@ void reducer<T>::update_trailing(std::size_t to, std::size_t count)
     const std::size_t depth = 2 * count;
     const block_view<T> v_and_w{left.data(), t, depth};
     transpose_into<T>(v_and_w.sub(0, t, 0, count),
-                      {.first = panel_v(0) + to, .rows = count, .cols = t, .stride = 2 * n});
+                      {.first = panel_v(0) + to, .rows = count, .cols = t, .stride = 2 * stride});
     transpose_into<T>(v_and_w.sub(0, t, count, depth),
-                      {.first = panel_w(0) + to, .rows = count, .cols = t, .stride = 2 * n});
+                      {.first = panel_w(0) + to, .rows = count, .cols = t, .stride = 2 * stride});
     const auto negate_row = [&](const T* from, std::size_t row) {
         std::transform(from + to, from + n, right.data() + row * t,
                        [](const T& x) { return negated(conjugate(x)); });

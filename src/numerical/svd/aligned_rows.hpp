@@ -2,6 +2,7 @@
 
 #include "numerical/counts.hpp"
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/spread_stride.hpp"
 #include "numerical/storage.hpp"
 
 #include <algorithm>
@@ -22,9 +23,9 @@ public:
     static constexpr std::size_t line = line_elements<T>;
 
     // The capacity a vector needs for its rows to be padded in place.
-    static std::size_t room(std::size_t n) { return n * odd_lines(n) * line + line; }
+    static std::size_t room(std::size_t n) { return n * spread_stride<T>(n) + line; }
 
-    aligned_rows(std::vector<T> a, std::size_t n) : stride(odd_lines(n) * line)
+    aligned_rows(std::vector<T> a, std::size_t n) : stride(spread_stride<T>(n))
     {
         if (a.capacity() >= room(n)) {
             store.swap(a); // which leaves `a` empty, as a move need not
@@ -45,8 +46,6 @@ public:
     }
 
 private:
-    static std::size_t odd_lines(std::size_t n) { return ceil_div(n, line) | 1; }
-
     std::size_t stride;
     std::vector<T> store;
     T* first;
