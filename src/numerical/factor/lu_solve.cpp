@@ -1,10 +1,12 @@
 #include "numerical/factor/lu.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/factor/triangular_solve.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
@@ -18,6 +20,38 @@ namespace {
 
 // Up to this many real right-hand sides are substituted row by row, without products or the pool.
 constexpr std::size_t few_columns = 16;
+
+// Strips for each thread: several, so that one that is held up gets fewer of them.
+constexpr std::size_t strips_per_thread = 4;
+// Narrower strips would read L and U too often.
+constexpr std::size_t narrowest_strip = 64;
+
+// The columns of a strip where each thread is to solve for its own: all of L and then all of U, so
+// that no thread waits for another. One strip where there are too few columns, or one thread, whose
+// products are best when they are wide; the loops within it are then cut for the threads.
+std::size_t strip_width(std::size_t columns)
+{
+    const std::size_t threads = allowed_threads();
+    if (threads == 1 || columns < narrowest_strip * threads)
+        return columns;
+    const std::size_t share = ceil_div(columns, strips_per_thread * threads);
+    return std::max(round_up(share, triangular_tile / 4), narrowest_strip);
+}
+
+// solve(first, strip) for the strips of X, which begin at the column `first`. The last one has the
+// columns that are left: at least 17, so that a product's width never decides how it is summed.
+template <class T, class F>
+void for_each_strip(block_view<T> x, const F& solve)
+{
+    constexpr std::size_t least = 17;
+    const std::size_t width = strip_width(x.cols);
+    const std::size_t strips = width <= least ? 1 : (x.cols + width - least) / width;
+    const auto solve_strip = [&](std::size_t s) {
+        const std::size_t first = s * width;
+        solve(first, x.sub(0, x.rows, first, s + 1 == strips ? x.cols : first + width));
+    };
+    parallel_for(strips, substitution_work<T>(x.rows) / triangular_tile * width, solve_strip);
+}
 
 // For few right-hand sides: one pass over L, then one over U, whose rows are applied block by block
 // from the right.
@@ -104,11 +138,13 @@ void lu_decomposition<T>::solve_rows(std::vector<T>& rhs, std::size_t columns,
         detail::substitute_directly(path, lu, block, x);
         return;
     }
-    if (identity == unit_lower_rhs::yes)
-        detail::invert_unit_lower(lu, block, x);
-    else
-        detail::solve_unit_lower(lu, block, x);
-    detail::solve_upper(lu, block, x);
+    detail::for_each_strip(x, [&](std::size_t first, detail::block_view<T> strip) {
+        if (identity == unit_lower_rhs::yes)
+            detail::invert_unit_lower(lu, block, first, strip);
+        else
+            detail::solve_unit_lower(lu, block, strip);
+        detail::solve_upper(lu, block, strip);
+    });
 }
 
 template <class T>

@@ -47,14 +47,16 @@ public:
         solve(mid, to);
     }
 
-    // Of an identity the columns right of a block are still zero, and are passed over.
-    void invert()
+    // Of an identity's columns from `first` on the rows above their ones are zero, and so are the
+    // columns right of a block when it is reached: both are passed over.
+    void invert(std::size_t first)
     {
-        for (std::size_t from = 0; from < l.rows; from += block) {
+        for (std::size_t from = first / block * block; from < l.rows; from += block) {
             const std::size_t to = std::min(from + block, l.rows);
-            substitute(from, to, to);
+            const std::size_t cols = std::min(to - first, x.cols);
+            substitute(from, to, cols);
             if (to != l.rows)
-                subtract(from, to, l.rows, to);
+                subtract(from, to, l.rows, cols);
         }
     }
 
@@ -88,9 +90,9 @@ void solve_unit_lower(block_view<const T> l, std::size_t block, block_view<T> x)
 }
 
 template <class T>
-void invert_unit_lower(block_view<const T> l, std::size_t block, block_view<T> x)
+void invert_unit_lower(block_view<const T> l, std::size_t block, std::size_t first, block_view<T> x)
 {
-    unit_lower_substitution<T>(l, block, x).invert();
+    unit_lower_substitution<T>(l, block, x).invert(first);
 }
 
 template <class T>
@@ -132,8 +134,10 @@ template void subtract_product(std::vector<complex>&, block_view<const complex>,
                                block_view<const complex>, block_view<complex>);
 template void solve_unit_lower(block_view<const double>, std::size_t, block_view<double>);
 template void solve_unit_lower(block_view<const complex>, std::size_t, block_view<complex>);
-template void invert_unit_lower(block_view<const double>, std::size_t, block_view<double>);
-template void invert_unit_lower(block_view<const complex>, std::size_t, block_view<complex>);
+template void invert_unit_lower(block_view<const double>, std::size_t, std::size_t,
+                                block_view<double>);
+template void invert_unit_lower(block_view<const complex>, std::size_t, std::size_t,
+                                block_view<complex>);
 template void solve_upper(block_view<const double>, std::size_t, block_view<double>);
 template void solve_upper(block_view<const complex>, std::size_t, block_view<complex>);
 template void solve_lower(block_view<const double>, std::size_t, block_view<double>);

@@ -54,9 +54,11 @@ void subtract_product(std::vector<T>& negative, block_view<const T> a,
 template <class T>
 void solve_unit_lower(block_view<const T> l, std::size_t block, block_view<T> x);
 
-// X := L⁻¹, of which the lower triangle is computed, where X holds the identity.
+// X := L⁻¹·X, where X holds the columns of the identity from `first` on. Only rows and columns that
+// aren't zero are computed.
 template <class T>
-void invert_unit_lower(block_view<const T> l, std::size_t block, block_view<T> x);
+void invert_unit_lower(block_view<const T> l, std::size_t block, std::size_t first,
+                       block_view<T> x);
 
 // X := U⁻¹·X, U the upper triangle of `u`, from the last block of rows to the first.
 template <class T>

@@ -22,14 +22,15 @@ class lu_on_64_cores : public testing::Test
 using element_types = testing::Types<double, std::complex<double>>;
 TYPED_TEST_SUITE(lu_on_64_cores, element_types);
 
-// Factors, solution, inverse and inverse of the triangle, one after the other.
+// Factors, solutions, inverse and inverse of the triangle, one after the other. 70 right-hand sides
+// are one strip; 209 are several on two and three threads, the last as narrow as one may be.
 template <class T>
 std::vector<std::vector<T>> everything_of(const matrix<T>& a)
 {
-    const std::size_t columns = 70;
     lu_decomposition<T> lu{matrix<T>(a)};
-    const auto b = test::random_vector<T>(a.rows * columns, 2);
-    std::vector<std::vector<T>> results{lu.factors, lu.solve_matrix(b, columns)};
+    std::vector<std::vector<T>> results{lu.factors};
+    for (const std::size_t columns : {70, 209})
+        results.push_back(lu.solve_matrix(test::random_vector<T>(a.rows * columns, 2), columns));
     results.push_back(numerical::detail::upper_inverse(lu.factors, a.rows));
     results.push_back(std::move(lu).inverse().data);
     return results;
