@@ -131,13 +131,13 @@ void merge_arrow(std::vector<double>& dz, torn_problem torn, const bidiagonal_ve
         return;
 
     const std::size_t size = solved.arrow.size();
-    const arrow_vectors small(solved.arrow, workspace_of(workspace.small, size * size));
+    const arrow_vectors small(solved.arrow, {0, size}, workspace_of(workspace.small, size * size));
     if (!vectors.complete()) {
-        merge_end_rows(vectors.v, solved.right(), small.right_rows({0, size}));
+        merge_end_rows(vectors.v, solved.right(), small.right_rows());
         return;
     }
-    merge_columns(vectors.u, solved.left(), small.left_rows({0, size}), workspace);
-    merge_columns(vectors.v, solved.right(), small.right_rows({0, size}), workspace);
+    merge_columns(vectors.u, solved.left(), small.left_rows(), workspace);
+    merge_columns(vectors.v, solved.right(), small.right_rows(), workspace);
 }
 
 void merge_arrow_choosing(std::vector<double>& dz, torn_problem torn,
@@ -151,12 +151,11 @@ void merge_arrow_choosing(std::vector<double>& dz, torn_problem torn,
         return;
     }
     const solved_arrow solved = solve_torn(dz, torn, vectors);
-    const std::size_t size = solved.arrow.size();
-    std::vector<double> store = uninitialized<double>(size * size);
-    const arrow_vectors small(solved.arrow, store.data());
     const index_range made = new_columns_among(solved.left(), wanted);
-    merge_chosen_columns(vectors.u, solved.left(), small.left_rows(made), wanted, u);
-    merge_chosen_columns(vectors.v, solved.right(), small.right_rows(made), wanted, v);
+    std::vector<double> store = uninitialized<double>(solved.arrow.size() * made.count());
+    const arrow_vectors small(solved.arrow, made, store.data());
+    merge_chosen_columns(vectors.u, solved.left(), small.left_rows(), wanted, u);
+    merge_chosen_columns(vectors.v, solved.right(), small.right_rows(), wanted, v);
 }
 
 } // namespace numerical::detail

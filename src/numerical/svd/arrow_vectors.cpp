@@ -26,15 +26,15 @@ double gap_of(double origin, double root)
     return root / (std::sqrt(origin * origin + root) + origin);
 }
 
-// Runs body(columns) for blocks of the columns, each of which meets as many rows.
+// Runs body(columns) for blocks of the columns, each of which meets `depth` rows.
 template <class F>
-void for_column_blocks(std::size_t size, const F& body)
+void for_column_blocks(index_range columns, std::size_t depth, const F& body)
 {
     const auto run_block = [&](std::size_t b) {
-        const std::size_t from = b * block_columns;
-        body(index_range{from, std::min(from + block_columns, size)});
+        const std::size_t from = columns.first + b * block_columns;
+        body(index_range{from, std::min(from + block_columns, columns.last)});
     };
-    parallel_for(ceil_div(size, block_columns), size * block_columns, run_block);
+    parallel_for(ceil_div(columns.count(), block_columns), depth * block_columns, run_block);
 }
 
 // The z for which the computed values are exact (Gu and Eisenstat 1994): its squares are the
@@ -44,7 +44,7 @@ std::vector<double> rebuilt_z(const small_arrow& arrow)
 {
     const arrow_kernels& kernels = kernels_in_force();
     std::vector<double> z(arrow.size());
-    for_column_blocks(arrow.size(), [&](index_range poles) {
+    for_column_blocks({0, arrow.size()}, arrow.size(), [&](index_range poles) {
         std::array<double, block_columns> square;
         for (std::size_t i = poles.first; i < poles.last; ++i) {
             const double origin = arrow.origin[i];
@@ -94,11 +94,11 @@ small_arrow solve_arrow(const std::vector<double>& diagonal, const std::vector<d
     return arrow;
 }
 
-arrow_vectors::arrow_vectors(const small_arrow& arrow, double* store)
-    : of(arrow), right(store), right_norms(arrow.size()), left_norms(arrow.size())
+arrow_vectors::arrow_vectors(const small_arrow& arrow, index_range values, double* store)
+    : of(arrow), made(values), right(store), right_norms(values.count()), left_norms(values.count())
 {
     const std::vector<double> z = rebuilt_z(arrow);
-    for_column_blocks(arrow.size(), [&](index_range columns) { fill_columns(columns, z); });
+    for_column_blocks(values, arrow.size(), [&](index_range columns) { fill_columns(columns, z); });
 }
 
 // Sums of squares take the rows in order. The first row's pole is 0, and adds nothing to the left
@@ -106,41 +106,39 @@ arrow_vectors::arrow_vectors(const small_arrow& arrow, double* store)
 void arrow_vectors::fill_columns(index_range columns, const std::vector<double>& z)
 {
     const arrow_kernels& kernels = kernels_in_force();
-    const std::size_t size = of.size();
+    const std::size_t place = columns.first - made.first;
     std::array<double, block_columns> right_squares{};
     std::array<double, block_columns> left_squares;
     left_squares.fill(1);
-    for (std::size_t i = 0; i < size; ++i)
+    for (std::size_t i = 0; i < of.size(); ++i)
         kernels.fill_row({.pole = of.d[i],
                           .z = z[i],
-                          .elements = right + i * size + columns.first,
+                          .elements = right + i * made.count() + place,
                           .right_squares = right_squares.data(),
                           .left_squares = left_squares.data()},
                          of.pairs(), columns.first, columns.count());
     for (std::size_t q = 0; q < columns.count(); ++q) {
-        right_norms[columns.first + q] = std::sqrt(right_squares[q]);
-        left_norms[columns.first + q] = std::sqrt(left_squares[q]);
+        right_norms[place + q] = std::sqrt(right_squares[q]);
+        left_norms[place + q] = std::sqrt(left_squares[q]);
     }
 }
 
-small_vector_rows arrow_vectors::right_rows(index_range values) const
+small_vector_rows arrow_vectors::right_rows() const
 {
-    return [this, values, &kernels = kernels_in_force()](std::size_t i, double* row) {
-        kernels.normalise_row(row, right + i * of.size() + values.first, 1.0,
-                              right_norms.data() + values.first, values.count());
+    return [this, &kernels = kernels_in_force()](std::size_t i, double* row) {
+        kernels.normalise_row(row, right + i * made.count(), 1.0, right_norms.data(), made.count());
     };
 }
 
-small_vector_rows arrow_vectors::left_rows(index_range values) const
+small_vector_rows arrow_vectors::left_rows() const
 {
-    return [this, values, &kernels = kernels_in_force()](std::size_t i, double* row) {
-        const double* const norms = left_norms.data() + values.first;
+    return [this, &kernels = kernels_in_force()](std::size_t i, double* row) {
         if (i == 0)
-            std::transform(norms, norms + values.count(), row,
+            std::transform(left_norms.begin(), left_norms.end(), row,
                            [](double norm) { return -1.0 / norm; });
         else
-            kernels.normalise_row(row, right + i * of.size() + values.first, of.d[i], norms,
-                                  values.count());
+            kernels.normalise_row(row, right + i * made.count(), of.d[i], left_norms.data(),
+                                  made.count());
     };
 }
 

@@ -29,24 +29,25 @@ struct small_arrow
 small_arrow solve_arrow(const std::vector<double>& diagonal, const std::vector<double>& z,
                         const std::vector<std::size_t>& active);
 
-// The vectors of the values, in the columns of two size × size matrices. With the z for which the
-// computed values are exact (Gu and Eisenstat 1994) an element of a right one is zᵢ/(dᵢ² - σⱼ²)
-// before it is normalised, and that of a left one dᵢ times as much, but -1 in the first row, which
-// is the arrow's z.
+// The vectors of some of the values, in the columns of two matrices of as many rows as the arrow.
+// With the z for which the computed values are exact (Gu and Eisenstat 1994) an element of a right
+// one is zᵢ/(dᵢ² - σⱼ²) before it is normalised, and that of a left one dᵢ times as much, but -1 in
+// the first row, which is the arrow's z.
 class arrow_vectors
 {
 public:
-    // Keeps the right vectors, not normalised, in `store` of size² elements.
-    arrow_vectors(const small_arrow& arrow, double* store);
+    // Keeps the right vectors, not normalised, in `store` of size × values.count() elements.
+    arrow_vectors(const small_arrow& arrow, index_range values, double* store);
 
-    // Rows of the vectors of a range of values. They refer to this object.
-    small_vector_rows right_rows(index_range values) const;
-    small_vector_rows left_rows(index_range values) const;
+    // They refer to this object.
+    small_vector_rows right_rows() const;
+    small_vector_rows left_rows() const;
 
 private:
     void fill_columns(index_range columns, const std::vector<double>& z);
 
     const small_arrow& of;
+    index_range made;
     double* right;
     std::vector<double> right_norms;
     std::vector<double> left_norms;
