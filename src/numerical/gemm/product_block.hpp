@@ -72,6 +72,15 @@ struct task_range
     std::size_t last_col;
 };
 
+// Columns of C, half open, whose panels of B stay in L2, and by how many columns the prefetch of C
+// is ahead of its tiles.
+struct col_group
+{
+    std::size_t first;
+    std::size_t last;
+    std::size_t cols_ahead;
+};
+
 // What the next tile on packed panels prefetches, and how many bytes it goes on every two
 // positions.
 struct panels_ahead
@@ -123,6 +132,21 @@ private:
 
     std::size_t groups() const { return ceil_div(cols, group_cols); }
 
+    // Columns of a group of panels, or of several where those are short: together they take the
+    // memory of one at full depth.
+    std::size_t cols_together() const
+    {
+        return group_cols * std::max<std::size_t>(1, tile_of::kc / depth);
+    }
+
+    // C is prefetched by the tile before, or by as many tiles as take 0.2 microseconds: by then its
+    // lines are there, even from memory, and still in L1.
+    col_group group_of(std::size_t first, std::size_t last) const
+    {
+        constexpr std::size_t products_ahead = 12288;
+        return {first, last, nr * std::max<std::size_t>(1, products_ahead / (mr * nr * depth))};
+    }
+
     std::size_t tile_rows() const { return a.in_place ? tile_of::mr_in_place : mr; }
 
     std::size_t panel_size() const { return mr * Kernel::parts * depth; }
@@ -142,10 +166,10 @@ private:
     }
 
     void multiply_with_a_in_place(const task_range& task) const;
-    panels_ahead panels_after(std::size_t last, const task_range& task) const;
+    panels_ahead panels_after(const col_group& group, const task_range& task) const;
     void multiply_and_pack_a(const task_range& task) const;
-    std::size_t pack_a_at(std::size_t i, std::size_t j, T* panel) const;
-    tile_operands_of<T> tile_at(std::size_t i, std::size_t j) const;
+    std::size_t pack_a_at(std::size_t i, std::size_t j, const col_group& group, T* panel) const;
+    tile_operands_of<T> tile_at(std::size_t i, std::size_t j, const col_group& group) const;
     void run_tile(const tile_operands_of<T>& operands) const;
 };
 
@@ -187,7 +211,7 @@ void product_block<Kernel, T>::multiply_and_pack_b(std::size_t first_col, std::s
     thread_scratch<T, panels_of_a> panel_of_a(panel_size());
     pack_a_panel(0, panel_of_a.data());
     for (std::size_t j = first_col; j < last_col; j += nr) {
-        tile_operands_of<T> tile = tile_at(0, j);
+        tile_operands_of<T> tile = tile_at(0, j, group_of(first_col, last_col));
         tile.a = panel_of_a.data();
         tile.panel = panels + j * depth;
         if constexpr (packs_beside_tiles<Kernel>)
@@ -277,11 +301,12 @@ void product_block<Kernel, T>::multiply() const
 // Packs the panel of rows i and following, together with the tile that it has at column j if that
 // tile can do so. Returns the columns of C that are done: those of the tile, or none.
 template <class Kernel, class T>
-std::size_t product_block<Kernel, T>::pack_a_at(std::size_t i, std::size_t j, T* panel) const
+std::size_t product_block<Kernel, T>::pack_a_at(std::size_t i, std::size_t j,
+                                                const col_group& group, T* panel) const
 {
     if constexpr (packs_beside_tiles<Kernel>)
         if (i + mr <= rows && j + nr <= cols && !b.in_place && !shares_cache_sets<T>(a.stride)) {
-            tile_operands_of<T> tile = tile_at(i, j);
+            tile_operands_of<T> tile = tile_at(i, j, group);
             tile.panel = panel;
             Kernel::tile_packing_a(tile);
             return nr;
@@ -294,11 +319,12 @@ std::size_t product_block<Kernel, T>::pack_a_at(std::size_t i, std::size_t j, T*
 template <class Kernel, class T>
 void product_block<Kernel, T>::multiply_with_a_in_place(const task_range& task) const
 {
-    for (std::size_t first = task.first_col; first < task.last_col; first += group_cols) {
-        const std::size_t last = std::min(first + group_cols, task.last_col);
+    const std::size_t width = cols_together();
+    for (std::size_t first = task.first_col; first < task.last_col; first += width) {
+        const col_group group = group_of(first, std::min(first + width, task.last_col));
         for (std::size_t i = task.first_row; i < task.last_row; i += tile_of::mr_in_place)
-            for (std::size_t j = first; j < last; j += nr)
-                run_tile(tile_at(i, j));
+            for (std::size_t j = first; j < group.last; j += nr)
+                run_tile(tile_at(i, j, group));
     }
 }
 
@@ -315,15 +341,16 @@ void product_block<Kernel, T>::multiply_and_pack_a(const task_range& task) const
                 .stride = mr,
                 .in_place = false,
                 .origin = task.first_row};
-    for (std::size_t first = task.first_col; first < task.last_col; first += group_cols) {
-        const std::size_t last = std::min(first + group_cols, task.last_col);
-        panels_ahead ahead = packed.panels_after(last, task);
+    const std::size_t width = cols_together();
+    for (std::size_t first = task.first_col; first < task.last_col; first += width) {
+        const col_group group = group_of(first, std::min(first + width, task.last_col));
+        panels_ahead ahead = packed.panels_after(group, task);
         for (std::size_t i = task.first_row; i < task.last_row; i += mr) {
             std::size_t j = first;
             if (first == task.first_col)
-                j += pack_a_at(i, j, panels.data() + (i - task.first_row) * packed.a.step);
-            for (; j < last; j += nr) {
-                tile_operands_of<T> tile = packed.tile_at(i, j);
+                j += pack_a_at(i, j, group, panels.data() + (i - task.first_row) * packed.a.step);
+            for (; j < group.last; j += nr) {
+                tile_operands_of<T> tile = packed.tile_at(i, j, group);
                 tile.next_b = ahead.next;
                 tile.step_b = ahead.step;
                 ahead.next += ahead.step * (depth / 2);
@@ -333,19 +360,22 @@ void product_block<Kernel, T>::multiply_and_pack_a(const task_range& task) const
     }
 }
 
-// The group of panels of B that comes after the one that ends at column `last`: a part of it for
-// each tile, so that the group is in L2 when its own tiles begin. After the task's last group it is
-// the first one, with which the next task begins.
+// The panels of B that come after a group: a part of them for each of its tiles, so that they are
+// in L2 when their own tiles begin. After the task's last group it is the first one, with which the
+// next task begins.
 template <class Kernel, class T>
-panels_ahead product_block<Kernel, T>::panels_after(std::size_t last, const task_range& task) const
+panels_ahead product_block<Kernel, T>::panels_after(const col_group& group,
+                                                    const task_range& task) const
 {
-    if (b.in_place || task.last_col - task.first_col <= group_cols || depth < 2)
+    const bool is_only = group.first == task.first_col && group.last == task.last_col;
+    if (b.in_place || is_only || depth < 2)
         return {.next = address(b.first), .step = 0};
-    const std::size_t first = last < task.last_col ? last : task.first_col;
-    const std::size_t bytes = std::min(group_cols, task.last_col - first) * depth * sizeof(T);
-    const std::size_t tiles = ceil_div(task.last_row - task.first_row, mr) * group_panels;
+    const std::size_t first = group.last < task.last_col ? group.last : task.first_col;
+    const std::size_t next_cols = std::min(cols_together(), task.last_col - first);
+    const std::size_t tiles =
+        ceil_div(task.last_row - task.first_row, mr) * ceil_div(group.last - group.first, nr);
     return {.next = address(b.first + first * b.step),
-            .step = ceil_div(bytes, tiles * (depth / 2))};
+            .step = ceil_div(next_cols * depth * sizeof(T), tiles * (depth / 2))};
 }
 
 template <class Kernel, class T>
@@ -360,11 +390,12 @@ void product_block<Kernel, T>::run_tile(const tile_operands_of<T>& operands) con
     Kernel::tile(operands);
 }
 
-// While a tile runs, the tile of C below it is prefetched: far enough ahead at a small depth, and
-// still in L2 at a large one. In a batch it is the tile of the next product, of whose A and B each
-// tile prefetches the lines that follow those of the tile before.
+// While a tile runs, one that comes soon in its group is prefetched. In a batch it is the tile of
+// the next product, of whose A and B each tile prefetches the lines that follow those of the tile
+// before.
 template <class Kernel, class T>
-tile_operands_of<T> product_block<Kernel, T>::tile_at(std::size_t i, std::size_t j) const
+tile_operands_of<T> product_block<Kernel, T>::tile_at(std::size_t i, std::size_t j,
+                                                      const col_group& group) const
 {
     T* const tile_c = c + i * ldc + j;
     tile_operands_of<T> tile{.kc = depth,
@@ -385,7 +416,10 @@ tile_operands_of<T> product_block<Kernel, T>::tile_at(std::size_t i, std::size_t
         tile.next_b = address(next_b) + prefetched;
         tile.next_c = address(next_c + i * ldc + j);
     } else if (rows * cols > near_elements) {
-        tile.next_c += tile_rows() * ldc * sizeof(T);
+        const std::size_t next_j = j + group.cols_ahead;
+        const std::size_t below = (i + tile_rows()) * ldc + group.first;
+        tile.next_c = address(next_j < group.last ? c + i * ldc + next_j
+                                                  : c + below + (next_j - group.last) / nr * nr);
     }
     return tile;
 }
