@@ -67,7 +67,8 @@ HELD_BY = {
     "unit/systems/band_test": "numerical/systems/bandwidths",
     "unit/systems/indefinite_test": "numerical/systems/kept_indefinite",
     "unit/systems/kept_qr_test": "numerical/systems/pivoted_qr",
-    "unit/systems/triangle_test": "numerical/systems/triangle_solve",
+    "unit/systems/triangle_test": "numerical/systems/triangle_solve"
+    " numerical/systems/vector_substitution",
     "unit/vector_math/accuracy_test": "numerical/vector_math/exponential"
     " numerical/vector_math/functions numerical/vector_math/hyperbolic"
     " numerical/vector_math/inverse_hyperbolic numerical/vector_math/inverse_trigonometric"

@@ -10,6 +10,7 @@
 #include "numerical/storage.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/systems/row_dot.hpp"
+#include "numerical/systems/vector_substitution.hpp"
 #include "numerical/thread_scratch.hpp"
 
 #include <algorithm>
@@ -21,8 +22,7 @@ namespace detail {
 namespace {
 
 // The orders up to which a triangle is substituted without products.
-template <class T>
-constexpr std::size_t leaf_of_vectors = std::is_same_v<T, double> ? 512 : 32;
+constexpr std::size_t leaf_of_vectors = 512;
 constexpr std::size_t leaf_of_matrices = triangular_tile;
 
 // Up to this many right-hand sides are substituted one by one, each as a row.
@@ -59,62 +59,6 @@ void subtract_dots(int path, block_view<const double> a, block_view<const double
             subtract_dots_on(path, c.row(r) + from, a.sub(from, from + count, 0, a.cols), b.row(r));
     };
     parallel_for(ceil_div(a.rows, group), group * a.cols * b.rows / 2, subtract_rows);
-}
-
-// x := M⁻¹·x by the rows of M, with a dot for each unknown.
-template <class T>
-void substitute_vector(int path, const triangle<T>& m, T* x)
-{
-    const std::size_t n = m.of.rows;
-    for (std::size_t step = 0; step < n; ++step) {
-        const std::size_t i = m.is_lower() ? step : n - 1 - step;
-        const std::size_t from = m.is_lower() ? 0 : i + 1;
-        const std::size_t count = m.is_lower() ? i : n - 1 - i;
-        x[i] -= row_dot(path, m.of.row(i) + from, x + from, count);
-        if (!m.has_ones())
-            x[i] /= m.of(i, i);
-    }
-}
-
-// yᵀ := yᵀ·M⁻¹, also by the rows of M: the multiple of a row by each unknown found is subtracted
-// from the remaining right-hand side.
-template <class T>
-void substitute_vector_from_right(int path, const triangle<T>& m, T* y)
-{
-    const std::size_t n = m.of.rows;
-    for (std::size_t step = 0; step < n; ++step) {
-        const std::size_t i = m.is_lower() ? n - 1 - step : step;
-        const std::size_t from = m.is_lower() ? 0 : i + 1;
-        const std::size_t count = m.is_lower() ? i : n - 1 - i;
-        if (!m.has_ones())
-            y[i] /= m.of(i, i);
-        subtract_scaled_on(path, y + from, m.of.row(i) + from, y[i], count);
-    }
-}
-
-vector_triangle kind_of(const triangle<double>& m)
-{
-    if (m.is_lower())
-        return m.has_ones() ? vector_triangle::unit_lower : vector_triangle::lower;
-    return m.has_ones() ? vector_triangle::unit_upper : vector_triangle::upper;
-}
-
-// On the vector paths several unknowns at a time.
-void substitute_vector(int path, const triangle<double>& m, double* x)
-{
-    if (path == portable_path)
-        return substitute_vector<double>(path, m, x);
-    const auto substitute = path == avx512_path ? avx512_substitute : avx2_substitute;
-    substitute(kind_of(m), x, m.of.first, m.of.stride, m.of.rows);
-}
-
-void substitute_vector_from_right(int path, const triangle<double>& m, double* y)
-{
-    if (path == portable_path)
-        return substitute_vector_from_right<double>(path, m, y);
-    const auto substitute =
-        path == avx512_path ? avx512_substitute_transposed : avx2_substitute_transposed;
-    substitute(kind_of(m), y, m.of.first, m.of.stride, m.of.rows);
 }
 
 template <class T>
@@ -190,12 +134,12 @@ public:
     void solve(const triangle<T>& m, block_view<T> y)
     {
         const std::size_t n = m.of.rows;
-        if (n <= leaf_of_vectors<T>) {
+        if (n <= leaf_of_vectors) {
             for (std::size_t i = 0; i < y.rows; ++i)
                 substitute_vector(path, m, y.row(i));
             return;
         }
-        const auto [mid, m00, m11] = triangle_halves<T>(m, leaf_of_vectors<T>);
+        const auto [mid, m00, m11] = triangle_halves<T>(m, leaf_of_vectors);
         const block_view<T> y0 = y.sub(0, y.rows, 0, mid);
         const block_view<T> y1 = y.sub(0, y.rows, mid, n);
         if (m.is_lower()) {
@@ -231,7 +175,7 @@ class right_substitution
 {
 public:
     explicit right_substitution(std::size_t rows)
-        : leaf(rows <= few_rows ? leaf_of_vectors<T> : leaf_of_matrices)
+        : leaf(rows <= few_rows ? leaf_of_vectors : leaf_of_matrices)
     {
     }
 
