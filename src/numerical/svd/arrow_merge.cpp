@@ -96,6 +96,15 @@ struct solved_arrow
                 .types = deflation.right_type,
                 .order = order};
     }
+
+    // The columns of the result in reverse order, and with them the new ones.
+    void reverse()
+    {
+        std::reverse(order.begin(), order.end());
+        for (std::size_t& source : order)
+            if (source < arrow.size())
+                source = arrow.size() - 1 - source;
+    }
 };
 
 solved_arrow solve_torn(std::vector<double>& dz, torn_problem& torn,
@@ -122,16 +131,24 @@ solved_arrow solve_torn(std::vector<double>& dz, torn_problem& torn,
 } // namespace
 
 void merge_arrow(std::vector<double>& dz, torn_problem torn, const bidiagonal_vectors& vectors,
-                 merge_workspace& workspace)
+                 column_order order, merge_workspace& workspace)
 {
-    if (is_zero(torn, dz))
+    if (is_zero(torn, dz)) {
+        if (order == column_order::descending) {
+            reverse_columns(vectors.u);
+            reverse_columns(vectors.v);
+        }
         return;
-    const solved_arrow solved = solve_torn(dz, torn, vectors);
+    }
+    solved_arrow solved = solve_torn(dz, torn, vectors);
     if (vectors.wanted == wanted_rows::none)
         return;
 
     const std::size_t size = solved.arrow.size();
-    const arrow_vectors small(solved.arrow, {0, size}, workspace_of(workspace.small, size * size));
+    const arrow_vectors small(solved.arrow, {0, size}, order,
+                              workspace_of(workspace.small, size * size));
+    if (order == column_order::descending)
+        solved.reverse();
     if (!vectors.complete()) {
         merge_end_rows(vectors.v, solved.right(), small.right_rows());
         return;
@@ -153,7 +170,7 @@ void merge_arrow_choosing(std::vector<double>& dz, torn_problem torn,
     const solved_arrow solved = solve_torn(dz, torn, vectors);
     const index_range made = new_columns_among(solved.left(), wanted);
     std::vector<double> store = uninitialized<double>(solved.arrow.size() * made.count());
-    const arrow_vectors small(solved.arrow, made, store.data());
+    const arrow_vectors small(solved.arrow, made, column_order::ascending, store.data());
     merge_chosen_columns(vectors.u, solved.left(), small.left_rows(), wanted, u);
     merge_chosen_columns(vectors.v, solved.right(), small.right_rows(), wanted, v);
 }

@@ -14,9 +14,9 @@
 namespace numerical::detail {
 
 // dz holds the diagonal of the arrow, dz[0] = 0. On return it holds the singular values of the torn
-// problem, ascending, and `vectors` its vectors.
+// problem, ascending, and `vectors` its vectors; they descend for complete square bases only.
 void merge_arrow(std::vector<double>& dz, torn_problem torn, const bidiagonal_vectors& vectors,
-                 merge_workspace& workspace);
+                 column_order order, merge_workspace& workspace);
 
 // The same, of which only the columns `wanted` of square bases are made, in u and v; `vectors` is
 // overwritten.

@@ -28,13 +28,13 @@ double gap_of(double origin, double root)
 
 // Runs body(columns) for blocks of the columns, each of which meets `depth` rows.
 template <class F>
-void for_column_blocks(index_range columns, std::size_t depth, const F& body)
+void for_column_blocks(std::size_t columns, std::size_t depth, const F& body)
 {
     const auto run_block = [&](std::size_t b) {
-        const std::size_t from = columns.first + b * block_columns;
-        body(index_range{from, std::min(from + block_columns, columns.last)});
+        const std::size_t from = b * block_columns;
+        body(index_range{from, std::min(from + block_columns, columns)});
     };
-    parallel_for(ceil_div(columns.count(), block_columns), depth * block_columns, run_block);
+    parallel_for(ceil_div(columns, block_columns), depth * block_columns, run_block);
 }
 
 // The z for which the computed values are exact (Gu and Eisenstat 1994): its squares are the
@@ -44,7 +44,7 @@ std::vector<double> rebuilt_z(const small_arrow& arrow)
 {
     const arrow_kernels& kernels = kernels_in_force();
     std::vector<double> z(arrow.size());
-    for_column_blocks({0, arrow.size()}, arrow.size(), [&](index_range poles) {
+    for_column_blocks(arrow.size(), arrow.size(), [&](index_range poles) {
         std::array<double, block_columns> square;
         for (std::size_t i = poles.first; i < poles.last; ++i) {
             const double origin = arrow.origin[i];
@@ -94,11 +94,19 @@ small_arrow solve_arrow(const std::vector<double>& diagonal, const std::vector<d
     return arrow;
 }
 
-arrow_vectors::arrow_vectors(const small_arrow& arrow, index_range values, double* store)
-    : of(arrow), made(values), right(store), right_norms(values.count()), left_norms(values.count())
+arrow_vectors::arrow_vectors(const small_arrow& arrow, index_range values, column_order order,
+                             double* store)
+    : of(arrow), count(values.count()),
+      origin(arrow.origin.data() + values.first, arrow.origin.data() + values.last),
+      gap(arrow.gap.data() + values.first, arrow.gap.data() + values.last), right(store),
+      right_norms(count), left_norms(count)
 {
+    if (order == column_order::descending) {
+        std::reverse(origin.begin(), origin.end());
+        std::reverse(gap.begin(), gap.end());
+    }
     const std::vector<double> z = rebuilt_z(arrow);
-    for_column_blocks(values, arrow.size(), [&](index_range columns) { fill_columns(columns, z); });
+    for_column_blocks(count, arrow.size(), [&](index_range columns) { fill_columns(columns, z); });
 }
 
 // Sums of squares take the rows in order. The first row's pole is 0, and adds nothing to the left
@@ -106,27 +114,26 @@ arrow_vectors::arrow_vectors(const small_arrow& arrow, index_range values, doubl
 void arrow_vectors::fill_columns(index_range columns, const std::vector<double>& z)
 {
     const arrow_kernels& kernels = kernels_in_force();
-    const std::size_t place = columns.first - made.first;
     std::array<double, block_columns> right_squares{};
     std::array<double, block_columns> left_squares;
     left_squares.fill(1);
     for (std::size_t i = 0; i < of.size(); ++i)
         kernels.fill_row({.pole = of.d[i],
                           .z = z[i],
-                          .elements = right + i * made.count() + place,
+                          .elements = right + i * count + columns.first,
                           .right_squares = right_squares.data(),
                           .left_squares = left_squares.data()},
-                         of.pairs(), columns.first, columns.count());
+                         {of.d.data(), origin.data(), gap.data()}, columns.first, columns.count());
     for (std::size_t q = 0; q < columns.count(); ++q) {
-        right_norms[place + q] = std::sqrt(right_squares[q]);
-        left_norms[place + q] = std::sqrt(left_squares[q]);
+        right_norms[columns.first + q] = std::sqrt(right_squares[q]);
+        left_norms[columns.first + q] = std::sqrt(left_squares[q]);
     }
 }
 
 small_vector_rows arrow_vectors::right_rows() const
 {
     return [this, &kernels = kernels_in_force()](std::size_t i, double* row) {
-        kernels.normalise_row(row, right + i * made.count(), 1.0, right_norms.data(), made.count());
+        kernels.normalise_row(row, right + i * count, 1.0, right_norms.data(), count);
     };
 }
 
@@ -137,8 +144,7 @@ small_vector_rows arrow_vectors::left_rows() const
             std::transform(left_norms.begin(), left_norms.end(), row,
                            [](double norm) { return -1.0 / norm; });
         else
-            kernels.normalise_row(row, right + i * made.count(), of.d[i], left_norms.data(),
-                                  made.count());
+            kernels.normalise_row(row, right + i * count, of.d[i], left_norms.data(), count);
     };
 }
 

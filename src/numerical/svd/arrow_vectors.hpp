@@ -5,6 +5,7 @@
 
 #include "numerical/eigen/merge_columns.hpp"
 #include "numerical/svd/arrow_kernels.hpp"
+#include "numerical/svd/bidiagonal_vectors.hpp"
 
 #include <cstddef>
 #include <vector>
@@ -37,7 +38,7 @@ class arrow_vectors
 {
 public:
     // Keeps the right vectors, not normalised, in `store` of size × values.count() elements.
-    arrow_vectors(const small_arrow& arrow, index_range values, double* store);
+    arrow_vectors(const small_arrow& arrow, index_range values, column_order order, double* store);
 
     // They refer to this object.
     small_vector_rows right_rows() const;
@@ -47,7 +48,9 @@ private:
     void fill_columns(index_range columns, const std::vector<double>& z);
 
     const small_arrow& of;
-    index_range made;
+    std::size_t count; // of the columns
+    std::vector<double> origin;
+    std::vector<double> gap;
     double* right;
     std::vector<double> right_norms;
     std::vector<double> left_norms;

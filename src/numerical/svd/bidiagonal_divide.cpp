@@ -48,9 +48,9 @@ void move_null_vector(const bidiagonal_vectors& whole, std::size_t k)
 class bidiagonal_division
 {
 public:
-    // Singular values ascending.
-    void solve(const bidiagonal_problem& problem, double* values,
-               const bidiagonal_vectors& vectors);
+    // Singular values ascending. Vectors descend for square problems only.
+    void solve(const bidiagonal_problem& problem, double* values, const bidiagonal_vectors& vectors,
+               column_order order = column_order::ascending);
 
     // The values of a problem that is no leaf, and its vectors with the places `wanted`.
     void solve_choosing(const bidiagonal_problem& problem, double* values,
@@ -58,7 +58,8 @@ public:
                         const bidiagonal_vectors& chosen);
 
 private:
-    void tear(const bidiagonal_problem& problem, double* values, const bidiagonal_vectors& vectors);
+    void tear(const bidiagonal_problem& problem, double* values, const bidiagonal_vectors& vectors,
+              column_order order);
     torn_problem solve_halves(const bidiagonal_problem& problem, std::vector<double>& merged,
                               const bidiagonal_vectors& vectors);
 
@@ -66,16 +67,20 @@ private:
 };
 
 void bidiagonal_division::solve(const bidiagonal_problem& problem, double* values,
-                                const bidiagonal_vectors& vectors)
+                                const bidiagonal_vectors& vectors, column_order order)
 {
     if (problem.n < bidiagonal_leaf_order) {
         bidiagonal_leaf whole(problem);
         whole.iterate();
         whole.place(values, vectors);
+        if (order == column_order::descending) {
+            reverse_columns(vectors.u);
+            reverse_columns(vectors.v);
+        }
         return;
     }
     const scaled_problem scaled(problem);
-    tear(scaled.problem(), values, vectors);
+    tear(scaled.problem(), values, vectors, order);
     scaled.scale_back(values);
 }
 
@@ -152,11 +157,11 @@ torn_problem bidiagonal_division::solve_halves(const bidiagonal_problem& problem
 }
 
 void bidiagonal_division::tear(const bidiagonal_problem& problem, double* values,
-                               const bidiagonal_vectors& vectors)
+                               const bidiagonal_vectors& vectors, column_order order)
 {
     std::vector<double> merged(problem.n);
     torn_problem torn = solve_halves(problem, merged, vectors);
-    merge_arrow(merged, std::move(torn), vectors, workspace);
+    merge_arrow(merged, std::move(torn), vectors, order, workspace);
     std::copy(merged.begin(), merged.end(), values);
 }
 
@@ -170,13 +175,6 @@ void bidiagonal_division::solve_choosing(const bidiagonal_problem& problem, doub
     merge_arrow_choosing(merged, std::move(torn), vectors, wanted, chosen.u, chosen.v);
     std::copy(merged.begin(), merged.end(), values);
     scaled.scale_back(values);
-}
-
-// The columns of each row in reverse order.
-void reverse_columns(std::vector<double>& a, std::size_t n)
-{
-    for (auto row = a.begin(); row != a.end(); row += static_cast<std::ptrdiff_t>(n))
-        std::reverse(row, row + static_cast<std::ptrdiff_t>(n));
 }
 
 } // namespace
@@ -198,12 +196,10 @@ bidiagonal_svd divide_bidiagonal(const std::vector<double>& d, const std::vector
     bidiagonal_svd out{std::vector<double>(n), zeros<double>(n * n), zeros<double>(n * n)};
     if (n == 0)
         return out;
-    bidiagonal_division().solve({.d = d.data(), .e = e.data(), .n = n, .extra = 0},
-                                out.values.data(),
-                                {{out.u.data(), n, n}, {out.v.data(), n, n}, wanted_rows::all});
+    bidiagonal_division().solve(
+        {.d = d.data(), .e = e.data(), .n = n, .extra = 0}, out.values.data(),
+        {{out.u.data(), n, n}, {out.v.data(), n, n}, wanted_rows::all}, column_order::descending);
     std::reverse(out.values.begin(), out.values.end());
-    reverse_columns(out.u, n);
-    reverse_columns(out.v, n);
     return out;
 }
 
@@ -218,8 +214,8 @@ bidiagonal_svd divide_bidiagonal_leading(const std::vector<double>& d, const std
         {{u.data(), n, n}, {v.data(), n, n}, wanted_rows::all}, {n - count, n},
         {{out.u.data(), n, count}, {out.v.data(), n, count}, wanted_rows::all});
     std::reverse(out.values.begin(), out.values.end());
-    reverse_columns(out.u, count);
-    reverse_columns(out.v, count);
+    reverse_columns({out.u.data(), n, count});
+    reverse_columns({out.v.data(), n, count});
     return out;
 }
 

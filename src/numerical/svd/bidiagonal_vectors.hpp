@@ -2,6 +2,7 @@
 
 #include "numerical/gemm/block_view.hpp"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace numerical::detail {
@@ -21,5 +22,14 @@ struct bidiagonal_vectors
 
     bool complete() const { return wanted == wanted_rows::all; }
 };
+
+// How the vectors follow from left to right, by their values.
+enum class column_order { ascending, descending };
+
+inline void reverse_columns(block_view<double> a)
+{
+    for (std::size_t i = 0; i < a.rows; ++i)
+        std::reverse(a.row(i), a.row(i) + a.cols);
+}
 
 } // namespace numerical::detail

@@ -13,6 +13,7 @@ namespace {
 
 using numerical::matrix;
 using numerical::detail::arrow_vectors;
+using numerical::detail::column_order;
 using numerical::detail::index_range;
 using numerical::detail::small_arrow;
 using numerical::detail::small_vector_rows;
@@ -49,7 +50,8 @@ TEST(arrow_vectors, decompose_the_arrow)
                 const small_arrow arrow = solved(size, spread);
                 EXPECT_TRUE(std::is_sorted(arrow.values.begin(), arrow.values.end()));
                 std::vector<double> store(size * size);
-                const arrow_vectors vectors(arrow, {0, size}, store.data());
+                const arrow_vectors vectors(arrow, {0, size}, column_order::ascending,
+                                            store.data());
                 const matrix<double> v = matrix_of(vectors.right_rows(), size, size);
                 matrix<double> u = matrix_of(vectors.left_rows(), size, size);
                 EXPECT_LT(test::orthogonality_ratio(v), 5) << size << ", " << spread;
@@ -70,13 +72,13 @@ TEST(arrow_vectors, of_some_values_are_those_among_all)
     constexpr std::size_t size = 40;
     const small_arrow arrow = solved(size, 0.9);
     std::vector<double> store(size * size);
-    const arrow_vectors vectors(arrow, {0, size}, store.data());
+    const arrow_vectors vectors(arrow, {0, size}, column_order::ascending, store.data());
     const matrix<double> u = matrix_of(vectors.left_rows(), size, size);
     const matrix<double> v = matrix_of(vectors.right_rows(), size, size);
     for (const index_range& range :
          {index_range{0, 1}, index_range{3, 39}, index_range{39, 40}, index_range{5, 5}}) {
         std::vector<double> part(size * range.count());
-        const arrow_vectors some(arrow, range, part.data());
+        const arrow_vectors some(arrow, range, column_order::ascending, part.data());
         const auto some_u = matrix_of(some.left_rows(), size, range.count());
         const auto some_v = matrix_of(some.right_rows(), size, range.count());
         for (std::size_t i = 0; i < size; ++i)
@@ -86,6 +88,22 @@ TEST(arrow_vectors, of_some_values_are_those_among_all)
                 EXPECT_EQ(some_v.data[place], v.data[i * size + q]) << i << ", " << q;
             }
     }
+}
+
+TEST(arrow_vectors, descend_as_the_mirror_image)
+{
+    constexpr std::size_t size = 35;
+    const small_arrow arrow = solved(size, 0.9);
+    std::vector<double> up(size * size);
+    std::vector<double> down(size * size);
+    const arrow_vectors rising(arrow, {0, size}, column_order::ascending, up.data());
+    const arrow_vectors falling(arrow, {0, size}, column_order::descending, down.data());
+    matrix<double> u = matrix_of(rising.left_rows(), size, size);
+    matrix<double> v = matrix_of(rising.right_rows(), size, size);
+    numerical::detail::reverse_columns({u.data.data(), size, size});
+    numerical::detail::reverse_columns({v.data.data(), size, size});
+    EXPECT_EQ(matrix_of(falling.left_rows(), size, size).data, u.data);
+    EXPECT_EQ(matrix_of(falling.right_rows(), size, size).data, v.data);
 }
 
 // The forms round alike, operation by operation.
@@ -98,7 +116,7 @@ TEST(arrow_vectors, have_the_same_bits_on_every_path)
             const test::path_limit limit(path);
             const small_arrow arrow = solved(size, 0.8);
             std::vector<double> store(size * size);
-            const arrow_vectors vectors(arrow, {0, size}, store.data());
+            const arrow_vectors vectors(arrow, {0, size}, column_order::ascending, store.data());
             const matrix<double> u = matrix_of(vectors.left_rows(), size, size);
             const matrix<double> v = matrix_of(vectors.right_rows(), size, size);
             if (expected_u.rows == 0) {
