@@ -2,6 +2,7 @@
 
 #include "binding/caster.hpp"
 #include "module/functions.hpp"
+#include "numerical/eigen/eigen.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/matrix.hpp"
 #include "numerical/stacks/lane_groups.hpp"
@@ -14,6 +15,7 @@
 #include <algorithm>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 namespace numerical::package {
@@ -139,6 +141,19 @@ void find_eigenvalues(const tensor<T>& a, const stack_shape& of, double* values)
     if (stacks::is_small(of.rows))
         return stacks::small_eigenvalues(of.count, dense(a, of), values);
     stacks::eigenvalues(of.count, dense(a, of), values);
+}
+
+// Of one matrix, whose results are moved where those of a stack are copied.
+template <class T>
+PyObject* single_eigh(const tensor<T>& a, eigen_method method)
+{
+    using solver = std::conditional_t<std::is_same_v<T, double>, symmetric_eigen, hermitian_eigen>;
+    std::optional<solver> found;
+    computed(a.data.size(),
+             [&] { found.emplace(boundary::matrix_from(a), method, eigen_blocks::fastest); });
+    const std::size_t n = found->size;
+    return pair_of(wrap(tensor<double>({n}, std::move(found->values))),
+                   wrap(tensor<T>({n, n}, std::move(found->vectors.data))));
 }
 
 template <class T>
@@ -306,13 +321,10 @@ PyObject* eigh(const binding::call_arguments& call)
     const operand a(given);
     const stack_shape of = square_stack_of(a, "eigh");
     const std::string method = binding::to_text(method_name);
-    if (of.is_single() && !stacks::is_small(of.rows))
-        return telling({given}, {}, [&] {
-            auto [values, vectors] = boundary::eigh(a.value(), method);
-            return pair_of(wrap(std::move(values)), wrap(std::move(vectors)));
-        });
+    const bool is_alone = of.is_single() && !stacks::is_small(of.rows);
     return of_stack(given, a, of, [&](const auto& x, const stack_shape& shape) {
-        return eigh_of(x, shape, boundary::eigen_method_named(method));
+        const eigen_method by = boundary::eigen_method_named(method);
+        return is_alone ? single_eigh(x, by) : eigh_of(x, shape, by);
     });
 }
 

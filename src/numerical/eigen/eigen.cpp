@@ -39,7 +39,8 @@ eigenpairs<T> solve_by_ql(std::vector<double> d, std::vector<double> e,
 }
 
 template <class T>
-eigenpairs<T> solve_by_reduction(matrix<T> a, double scale, eigen_method method)
+eigenpairs<T> solve_by_reduction(matrix<T> a, double scale, eigen_method method,
+                                 eigen_blocks blocks)
 {
     const std::size_t n = a.rows;
     if (n == 0)
@@ -47,7 +48,8 @@ eigenpairs<T> solve_by_reduction(matrix<T> a, double scale, eigen_method method)
     std::vector<double> d(n);
     std::vector<double> e(n);
     scale_lower(a, scale);
-    const auto reduction = tridiagonalize(a.data, n, d, e);
+    const std::size_t panel = blocks == eigen_blocks::fixed ? fixed_panel : fastest_panel(n);
+    const auto reduction = tridiagonalize(a.data, n, d, e, panel);
     a.data = {}; // the next block of this size may then be the same memory
     const bool by_ql = method == eigen_method::tridiagonal_ql || n < divide_order;
     eigenpairs<T> pairs;
@@ -96,7 +98,7 @@ constexpr int jacobi_sweeps = 60;
 
 } // namespace
 
-symmetric_eigen::symmetric_eigen(matrix<double> a, eigen_method method)
+symmetric_eigen::symmetric_eigen(matrix<double> a, eigen_method method, eigen_blocks blocks)
     : size(a.rows), vectors(0, 0, {})
 {
     const double scale = detail::checked_scale(a);
@@ -105,7 +107,7 @@ symmetric_eigen::symmetric_eigen(matrix<double> a, eigen_method method)
         extract_sorted(diagonal, rows);
         return;
     }
-    auto pairs = detail::solve_by_reduction(std::move(a), scale, method);
+    auto pairs = detail::solve_by_reduction(std::move(a), scale, method, blocks);
     values = std::move(pairs.values);
     vectors = {size, size, std::move(pairs.vectors)};
 }
@@ -119,14 +121,15 @@ void symmetric_eigen::extract_sorted(const std::vector<double>& diagonal,
     vectors = {size, size, detail::columns_by_value(rows, order, size)};
 }
 
-hermitian_eigen::hermitian_eigen(matrix<std::complex<double>> a, eigen_method method)
+hermitian_eigen::hermitian_eigen(matrix<std::complex<double>> a, eigen_method method,
+                                 eigen_blocks blocks)
     : size(a.rows), vectors(0, 0, {})
 {
     if (method == eigen_method::jacobi)
         throw std::invalid_argument("Hermitian eigendecomposition: the Jacobi method is for real "
                                     "symmetric matrices");
     const double scale = detail::checked_scale(a);
-    auto pairs = detail::solve_by_reduction(std::move(a), scale, method);
+    auto pairs = detail::solve_by_reduction(std::move(a), scale, method, blocks);
     values = std::move(pairs.values);
     vectors = {size, size, std::move(pairs.vectors)};
 }

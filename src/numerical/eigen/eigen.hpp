@@ -16,11 +16,16 @@ namespace numerical {
 
 enum class eigen_method : std::uint32_t { tridiagonal_ql = 0, jacobi = 1, divide_and_conquer = 2 };
 
+// The widths of panels in the reduction, by which results differ in rounding: fixed ones, or the
+// fastest for the order.
+enum class eigen_blocks { fixed, fastest };
+
 class symmetric_eigen
 {
 public:
     // dimension_error if `a` isn't square, non_finite_error, convergence_error.
-    symmetric_eigen(matrix<double> a, eigen_method method);
+    symmetric_eigen(matrix<double> a, eigen_method method,
+                    eigen_blocks blocks = eigen_blocks::fixed);
 
     std::size_t size;
     std::vector<double> values; // ascending
@@ -35,7 +40,8 @@ class hermitian_eigen
 {
 public:
     // As above; std::invalid_argument for the Jacobi method.
-    hermitian_eigen(matrix<std::complex<double>> a, eigen_method method);
+    hermitian_eigen(matrix<std::complex<double>> a, eigen_method method,
+                    eigen_blocks blocks = eigen_blocks::fixed);
 
     std::size_t size;
     std::vector<double> values;

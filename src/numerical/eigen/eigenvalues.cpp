@@ -23,7 +23,7 @@ void reduce(std::vector<T> a, std::size_t n, std::vector<double>& d, std::vector
             detail::reduce_to_hermitian_band(std::move(a), n, detail::hermitian_band_width(n));
         detail::narrow_hermitian_band(band, d, e);
     } else {
-        detail::tridiagonalize(a, n, d, e);
+        detail::tridiagonalize(a, n, d, e, detail::fastest_panel(n));
     }
 }
 

@@ -48,7 +48,7 @@ template <class T>
 eigenpairs<T> all_eigenpairs(matrix<T> a)
 {
     std::conditional_t<std::is_same_v<T, double>, symmetric_eigen, hermitian_eigen> whole(
-        std::move(a), eigen_method::divide_and_conquer);
+        std::move(a), eigen_method::divide_and_conquer, eigen_blocks::fastest);
     return {std::move(whole.values), std::move(whole.vectors)};
 }
 
@@ -126,7 +126,7 @@ eigenpairs<T> pairs_of_scaled(std::vector<T> a, std::size_t n, const eigen_selec
             detail::reduce_in_two_stages(std::move(a), n, detail::hermitian_band_width(n), d, e);
         return pairs_of_reduction<T>(problem, reduction, true);
     }
-    const auto reduction = detail::tridiagonalize(a, n, d, e);
+    const auto reduction = detail::tridiagonalize(a, n, d, e, detail::fastest_panel(n));
     a = {};
     const std::size_t most = detail::most_iterated_vectors(n);
     const bool maybe_few = most != 0 && (selection.most(n) <= most || selection.is_interval());

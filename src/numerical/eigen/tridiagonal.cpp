@@ -19,8 +19,6 @@
 namespace numerical::detail {
 namespace {
 
-constexpr std::size_t panel_columns = 32;
-
 // Whole tiles of the vector paths. What a strip has above the diagonal is for nothing.
 constexpr std::size_t update_strip_rows = 48;
 
@@ -38,8 +36,8 @@ template <class T>
 class reducer
 {
 public:
-    reducer(std::vector<T>& matrix, std::size_t order, std::vector<std::vector<T>>& list,
-            std::vector<T>& subdiagonal);
+    reducer(std::vector<T>& matrix, std::size_t order, std::size_t most_columns,
+            std::vector<std::vector<T>>& list, std::vector<T>& subdiagonal);
 
     // Columns [from, to), then the trailing matrix.
     void reduce_panel(std::size_t from, std::size_t to);
@@ -72,12 +70,12 @@ private:
 };
 
 template <class T>
-reducer<T>::reducer(std::vector<T>& matrix, std::size_t order, std::vector<std::vector<T>>& list,
-                    std::vector<T>& subdiagonal)
+reducer<T>::reducer(std::vector<T>& matrix, std::size_t order, std::size_t most_columns,
+                    std::vector<std::vector<T>>& list, std::vector<T>& subdiagonal)
     : n(order), stride(spread_stride<T>(order)), a{matrix.data(), order, order}, reflectors(list),
       sub(subdiagonal)
 {
-    const std::size_t width = std::min(panel_columns, n - 1);
+    const std::size_t width = std::min(most_columns, n - 1);
     columns.resize(width * stride);
     vectors.resize(2 * width * stride);
     coefficients.resize(2 * width);
@@ -196,14 +194,14 @@ void make_real(const std::vector<complex>& sub, std::vector<complex>& phases,
 
 template <class T>
 tridiagonal_reduction<T> tridiagonalize(std::vector<T>& a, std::size_t n, std::vector<double>& d,
-                                        std::vector<double>& e)
+                                        std::vector<double>& e, std::size_t panel)
 {
     tridiagonal_reduction<T> reduction{std::vector<std::vector<T>>(n), std::vector<T>(n)};
     std::vector<T> sub(n);
     if (n >= 2) {
-        reducer<T> columns(a, n, reduction.reflectors, sub);
-        for (std::size_t from = 0; from < n - 1; from += panel_columns)
-            columns.reduce_panel(from, std::min(from + panel_columns, n - 1));
+        reducer<T> columns(a, n, panel, reduction.reflectors, sub);
+        for (std::size_t from = 0; from < n - 1; from += panel)
+            columns.reduce_panel(from, std::min(from + panel, n - 1));
     }
     for (std::size_t i = 0; i < n; ++i)
         d[i] = real_part(a[i * n + i]);
@@ -213,8 +211,10 @@ tridiagonal_reduction<T> tridiagonalize(std::vector<T>& a, std::size_t n, std::v
 }
 
 template tridiagonal_reduction<double> tridiagonalize(std::vector<double>&, std::size_t,
-                                                      std::vector<double>&, std::vector<double>&);
+                                                      std::vector<double>&, std::vector<double>&,
+                                                      std::size_t);
 template tridiagonal_reduction<complex> tridiagonalize(std::vector<complex>&, std::size_t,
-                                                       std::vector<double>&, std::vector<double>&);
+                                                       std::vector<double>&, std::vector<double>&,
+                                                       std::size_t);
 
 } // namespace numerical::detail

@@ -5,7 +5,7 @@
 // i - 1 below the subdiagonal. For complex matrices a diagonal scaling by `phases` then makes the
 // subdiagonal real and non-negative.
 //
-// Columns are handled in panels of 32 (Dongarra, Sorensen and Hammarling 1989): within a panel the
+// Columns are handled in panels (Dongarra, Sorensen and Hammarling 1989): within a panel the
 // trailing matrix stays as it was, and each column is brought up to date from the panel's vectors
 // alone; then A -= V·Wᴴ + W·Vᴴ at once by products. The operation that can't be blocked is the
 // product of the trailing matrix with each reflector.
@@ -24,11 +24,23 @@ struct tridiagonal_reduction
     std::vector<T> phases; // of modulus 1; all 1 for double
 };
 
+// Columns of a panel. The order of summation, and with it the bits of the results, follows from it:
+// the width for functions whose bits never change, and the fastest for the order. A column is
+// brought up to date by the vectors of those before, which takes the longer the wider a panel is;
+// the product that a narrow one leaves passes over a large matrix more often.
+constexpr std::size_t fixed_panel = 32;
+
+constexpr std::size_t fastest_panel(std::size_t n)
+{
+    constexpr std::size_t large = 600;
+    return n < large ? 16 : fixed_panel;
+}
+
 // Reduces the n × n matrix `a`, of which the lower triangle is read, and overwrites it. d receives
 // the diagonal, e the subdiagonal and a last 0, both of n entries. For double e keeps its signs.
 template <class T>
 tridiagonal_reduction<T> tridiagonalize(std::vector<T>& a, std::size_t n, std::vector<double>& d,
-                                        std::vector<double>& e);
+                                        std::vector<double>& e, std::size_t panel = fixed_panel);
 
 // The n × n basis B by rows: an eigenvector of the tridiagonal matrix, as a row z, gives the
 // matrix's as the row z·B.

@@ -42,7 +42,7 @@ template <class T>
 hermitian_spectrum<T> spectrum_of_hermitian(matrix<T> a)
 {
     using solver = std::conditional_t<std::is_same_v<T, double>, symmetric_eigen, hermitian_eigen>;
-    solver found(std::move(a), eigen_method::divide_and_conquer);
+    solver found(std::move(a), eigen_method::divide_and_conquer, eigen_blocks::fastest);
     return {std::move(found.values), std::move(found.vectors)};
 }
 

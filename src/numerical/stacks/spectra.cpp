@@ -46,7 +46,7 @@ void stacks::eigh(std::size_t count, const matrix_stack<T>& a, eigen_method meth
     const std::size_t n = a.rows;
     first_failure failures;
     detail::run_one_by_one(count, work_of_spectrum(a), failures, [&](std::size_t i) {
-        const eigen_of<T> eigen(a.copy_of(i), method);
+        const eigen_of<T> eigen(a.copy_of(i), method, eigen_blocks::fastest);
         std::copy(eigen.values.begin(), eigen.values.end(), values + i * n);
         std::copy(eigen.vectors.data.begin(), eigen.vectors.data.end(), vectors + i * n * n);
     });

@@ -16,6 +16,7 @@
 
 namespace {
 
+using numerical::eigen_blocks;
 using numerical::eigen_method;
 using numerical::matrix;
 using complex = std::complex<double>;
@@ -55,10 +56,11 @@ struct largest_ratios
 };
 
 template <class T>
-void check_families(std::size_t n, eigen_method method, largest_ratios& ratios)
+void check_families(std::size_t n, eigen_method method, largest_ratios& ratios,
+                    eigen_blocks blocks = eigen_blocks::fixed)
 {
     for (const auto& [name, a] : test::hermitian_families<T>(n)) {
-        const decomposition_of<T> eigen(a, method);
+        const decomposition_of<T> eigen(a, method, blocks);
         const auto seen = test::ratios_of(a, eigen.values, eigen.vectors);
         const std::string where = name + ", n = " + std::to_string(n);
         ratios.add(seen, where);
@@ -132,6 +134,34 @@ TYPED_TEST(eigendecomposition, is_accurate_on_every_path)
                 check_families<TypeParam>(n, method, ratios);
         ratios.print(("path " + std::to_string(path)).c_str());
     }
+}
+
+TYPED_TEST(eigendecomposition, is_accurate_in_the_fastest_blocks)
+{
+    largest_ratios ratios;
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const eigen_method method : {ql, divide})
+            for (const std::size_t n : {15, 16, 17, 18, 33, 97})
+                check_families<TypeParam>(n, method, ratios, eigen_blocks::fastest);
+    }
+    check_families<TypeParam>(257, divide, ratios, eigen_blocks::fastest);
+    ratios.print("fastest blocks");
+}
+
+// The order at which panels widen, and one less.
+TEST(symmetric_eigen, is_accurate_on_both_sides_of_the_width_of_panels)
+{
+    using numerical::detail::fastest_panel;
+    largest_ratios ratios;
+    for (const std::size_t n : {599, 600}) {
+        const auto a = test::random_hermitian<double>(n, 3);
+        const numerical::symmetric_eigen found(a, divide, eigen_blocks::fastest);
+        ratios.add(test::ratios_of(a, found.values, found.vectors), "random");
+    }
+    EXPECT_LT(fastest_panel(599), fastest_panel(600));
+    EXPECT_LT(ratios.largest.residual, accepted);
+    EXPECT_LT(ratios.largest.orthogonality, accepted);
 }
 
 TYPED_TEST(eigendecomposition, finds_a_prescribed_spectrum)

@@ -38,7 +38,8 @@ std::vector<double> whole_values(const matrix<T>& a)
 {
     using decomposition = std::conditional_t<std::is_same_v<T, double>, numerical::symmetric_eigen,
                                              numerical::hermitian_eigen>;
-    return decomposition(a, eigen_method::divide_and_conquer).values;
+    return decomposition(a, eigen_method::divide_and_conquer, numerical::eigen_blocks::fastest)
+        .values;
 }
 
 template <class T>

@@ -119,10 +119,11 @@ TYPED_TEST(decompositions_on_64_cores, eigenvectors_have_the_bits_of_one_core)
                            numerical::hermitian_eigen>;
     const auto a = test::random_matrix<TypeParam>(150, 150, 3);
     for (const auto method : {eigen_method::tridiagonal_ql, eigen_method::divide_and_conquer})
-        expect_bits_of_one_core([&] {
-            decomposition eigen(a, method);
-            return std::pair(std::move(eigen.values), std::move(eigen.vectors.data));
-        });
+        for (const auto blocks : {numerical::eigen_blocks::fixed, numerical::eigen_blocks::fastest})
+            expect_bits_of_one_core([&] {
+                decomposition eigen(a, method, blocks);
+                return std::pair(std::move(eigen.values), std::move(eigen.vectors.data));
+            });
 }
 
 TYPED_TEST(decompositions_on_64_cores, eigenvectors_of_pairs_and_parts_have_the_bits_of_one_core)
