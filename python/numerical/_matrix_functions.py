@@ -26,8 +26,8 @@ def expm(a):
     Notes
     -----
     By scaling and squaring with Padé approximants (Higham 2005; Al-Mohy and Higham 2009), at small
-    norms by Taylor polynomials (Bader, Blanes and Casas 2019), of a large Hermitian matrix by its
-    eigenvectors.
+    norms by Taylor polynomials (Bader, Blanes and Casas 2019), of a large Hermitian matrix, and of
+    such a complex one times i, by its eigenvectors.
 
     Examples
     --------

@@ -170,10 +170,40 @@ def test_exponentials_of_hermitian_matrices_are_hermitian(n, dtype):
     assert error_of(LA.expm(a), x) < 20 * n
 
 
-def test_exponentials_of_antihermitian_matrices_are_unitary():
-    a = normal((40, 40), "complex128")
-    u = np.asarray(LA.expm(a - adjoint(a)))
-    assert np.linalg.norm(adjoint(u) @ u - np.eye(40)) < 100 * 40 * EPS
+@pytest.mark.parametrize("size", [0.3, 8.0])
+@pytest.mark.parametrize("n", [40, 99, 100, 101, 170])
+def test_exponentials_of_antihermitian_matrices_are_unitary(n, size):
+    a = normal((n, n), "complex128") * (size / np.sqrt(n))
+    a = a - adjoint(a)
+    u = np.asarray(LA.expm(a))
+    assert error_of(u, scipy.linalg.expm(a)) < 20 * n
+    assert np.linalg.norm(adjoint(u) @ u - np.eye(n)) < 100 * n * EPS
+    # An element changed by its last bit makes it another matrix, but not another result.
+    a[0, 1] *= 1 + EPS
+    assert error_of(LA.expm(a), u) < 20 * n
+
+
+def test_exponentials_of_large_antihermitian_matrices_are_unitary_at_any_norm():
+    h = normal((120, 120), "complex128")
+    for scale in (1e-300, 1e8, 1e150):
+        u = np.asarray(LA.expm(1j * scale * (h + adjoint(h))))
+        assert np.linalg.norm(adjoint(u) @ u - np.eye(120)) < 120 * EPS * 30
+    real = normal((120, 120), "float64")
+    rotation = np.asarray(LA.expm(real - real.T))
+    assert rotation.dtype == np.float64
+    assert error_of(rotation, scipy.linalg.expm(real - real.T)) < 20 * 120
+
+
+def test_exponentials_of_antihermitian_matrices_have_the_same_bits_on_any_number_of_threads():
+    h = normal((150, 150), "complex128")
+    a = nm.asarray(1j * (h + adjoint(h)))
+    before = nm.get_num_threads()
+    found = set()
+    for threads in (1, 2, 3):
+        nm.set_num_threads(threads)
+        found.add(np.asarray(LA.expm(a)).tobytes())
+    nm.set_num_threads(before)
+    assert len(found) == 1
 
 
 def test_exponentials_beyond_the_range_are_not_finite():

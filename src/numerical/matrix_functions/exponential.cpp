@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -71,6 +72,23 @@ matrix<T> exponential_of_hermitian(matrix<T> a)
     return detail::spectral_sum(spectrum.vectors, spectrum.values);
 }
 
+// V·diag(e^(iλ))·Vᴴ for A = i·H, unitary to rounding whatever the norm.
+matrix<complex> exponential_of_antihermitian(matrix<complex> a)
+{
+    for (complex& element : a.data)
+        element = {element.imag(), -element.real()}; // H = -i·A
+    const auto spectrum = detail::spectrum_of_hermitian(std::move(a));
+    const std::size_t n = spectrum.values.size();
+    std::vector<complex> turns(n);
+    std::transform(spectrum.values.begin(), spectrum.values.end(), turns.begin(),
+                   [](double value) { return std::polar(1.0, value); });
+    matrix<complex> turned = spectrum.vectors;
+    for (std::size_t i = 0; i < n; ++i)
+        for (std::size_t j = 0; j < n; ++j)
+            turned.data[i * n + j] = detail::finite_product(turned.data[i * n + j], turns[j]);
+    return turned * detail::adjoint(spectrum.vectors);
+}
+
 } // namespace
 
 template <class T>
@@ -88,8 +106,13 @@ matrix<T> matrix_exponential(matrix<T> a)
         detail::restore_diagonals(a.data, a.data, n, 0);
         return a;
     }
-    if (n >= detail::hermitian_exponential_crossover && detail::is_hermitian(a))
-        return exponential_of_hermitian(std::move(a));
+    if (n >= detail::hermitian_exponential_crossover) {
+        if (detail::is_hermitian(a))
+            return exponential_of_hermitian(std::move(a));
+        if constexpr (std::is_same_v<T, complex>)
+            if (detail::is_antihermitian(a))
+                return exponential_of_antihermitian(std::move(a));
+    }
     if (is_lower)
         detail::transpose_in_place(a.data, n);
     std::vector<T> x = exponential_of(std::move(a.data), n, is_upper || is_lower);

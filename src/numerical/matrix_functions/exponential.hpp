@@ -16,13 +16,14 @@ namespace numerical {
 // entry. Results beyond the range are infinite or NaN. For a triangular matrix the diagonal and the
 // first superdiagonal are computed from the scalar exponential. A large Hermitian matrix is
 // exponentiated in less time by its eigenvectors; the result is then Hermitian to the bit, and
-// convergence_error may be thrown. T = double or std::complex<double>.
+// convergence_error may be thrown. So is a large complex A = -Aᴴ, whose exponential is unitary. T =
+// double or std::complex<double>.
 template <class T>
 matrix<T> matrix_exponential(matrix<T> a);
 
 namespace detail {
 
-// The least order at which Hermitian matrices are exponentiated by eigenvectors.
+// The least order at which matrices with A = Aᴴ or A = -Aᴴ are exponentiated by eigenvectors.
 constexpr std::size_t hermitian_exponential_crossover = 100;
 
 } // namespace detail

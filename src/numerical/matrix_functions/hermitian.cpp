@@ -15,14 +15,30 @@
 
 namespace numerical::detail {
 
-template <class T>
-bool is_hermitian(const matrix<T>& a)
+namespace {
+
+// Whether each element equals the image of the one across the diagonal.
+template <class T, class F>
+bool equals_across_diagonal(const matrix<T>& a, const F& image)
 {
     for (std::size_t i = 0; i < a.rows; ++i)
         for (std::size_t j = 0; j <= i; ++j)
-            if (a.data[i * a.cols + j] != conjugate(a.data[j * a.cols + i]))
+            if (a.data[i * a.cols + j] != image(a.data[j * a.cols + i]))
                 return false;
     return true;
+}
+
+} // namespace
+
+template <class T>
+bool is_hermitian(const matrix<T>& a)
+{
+    return equals_across_diagonal(a, [](const T& x) { return conjugate(x); });
+}
+
+bool is_antihermitian(const matrix<complex>& a)
+{
+    return equals_across_diagonal(a, [](const complex& x) { return negated(conjugate(x)); });
 }
 
 template <class T>

@@ -6,6 +6,7 @@
 #include "numerical/matrix.hpp"
 #include "numerical/strided/block_view.hpp"
 
+#include <complex>
 #include <cstddef>
 #include <vector>
 
@@ -14,6 +15,9 @@ namespace numerical::detail {
 // Whether A equals Aᴴ to the bit.
 template <class T>
 bool is_hermitian(const matrix<T>& a);
+
+// Whether A equals -Aᴴ to the bit.
+bool is_antihermitian(const matrix<std::complex<double>>& a);
 
 // X := (X + Xᴴ)/2.
 template <class T>
