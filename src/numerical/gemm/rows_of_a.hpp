@@ -4,7 +4,8 @@
 // <cstdint>.
 // Of complex rows a tile runs over the real parts and then over the imaginary ones. It prefetches
 // the next product's operands if `prefetches_next`, otherwise the row of B that is ahead(ldb)
-// doubles on; b_in_place says whether that may begin within a line.
+// doubles on; b_in_place says whether that may begin within a line, and prefetches_right whether
+// what the tile on its right reads of a position is prefetched into L2.
 
 #include "numerical/gemm/tile_kernels.hpp"
 
@@ -34,6 +35,7 @@ struct packed_rows
     static constexpr std::size_t most = mr;
     static constexpr bool prefetches_next = false;
     static constexpr bool prefetches_panels = true;
+    static constexpr bool prefetches_right = false;
     static constexpr bool b_in_place = false;
     const double* first;
 
@@ -75,6 +77,7 @@ struct rows_in_place
     static constexpr std::size_t most = mr;
     static constexpr bool prefetches_next = true;
     static constexpr bool prefetches_panels = false;
+    static constexpr bool prefetches_right = false;
     const double* row0;
     const double* row3;
     const double* row6;
@@ -169,6 +172,7 @@ struct adjoint_rows
     static constexpr std::size_t most = mr;
     static constexpr bool prefetches_next = false;
     static constexpr bool prefetches_panels = false;
+    static constexpr bool prefetches_right = true;
     static constexpr bool b_in_place = true;
     static constexpr bool conjugated = true;
     const double* first;

@@ -156,6 +156,16 @@ template <class Rows, std::size_t nr>
         prefetch(row + (nr - 1) * sizeof(double));
 }
 
+// The lines that the tile on the right reads of this row of B, but for one that it shares with this
+// tile.
+template <std::size_t nr>
+[[gnu::always_inline]] inline void prefetch_right(const double* b)
+{
+    const std::uintptr_t row = reinterpret_cast<std::uintptr_t>(b);
+    for (std::size_t at = nr + line_elements<double> - 1; at < 2 * nr; at += line_elements<double>)
+        prefetch_into_l2(row + at * sizeof(double));
+}
+
 template <class Rows, elements kind, class Columns>
 [[gnu::always_inline]] inline vector_pair<typename Columns::vectors>
 position_of(const double* b, Columns& columns, std::size_t ahead)
@@ -163,6 +173,8 @@ position_of(const double* b, Columns& columns, std::size_t ahead)
     using vectors = typename Columns::vectors;
     if constexpr (!Rows::prefetches_next)
         prefetch_row<Rows, 2 * vectors::width>(b, ahead);
+    if constexpr (Rows::prefetches_right)
+        prefetch_right<2 * vectors::width>(b);
     if constexpr (packs_b<Columns>) {
         vector_pair<vectors> position{columns.load_first(b), columns.load_second(b)};
         if constexpr (kind == elements::complex_in_place)
