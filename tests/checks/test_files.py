@@ -26,6 +26,7 @@ HELD_BY = {
     "unit/eigen/tridiagonal_test": "numerical/eigen/hermitian_product"
     " numerical/eigen/lower_triangle numerical/eigen/tridiagonal_basis",
     "unit/einsum/general_loop_test": "numerical/einsum/outer_product",
+    "unit/factor/cholesky_test": "numerical/factor/cholesky_blocks",
     "unit/factor/lu_test": "numerical/factor/lu_factorization numerical/factor/lu_panel",
     "unit/factor/qr_panel_test": "numerical/factor/real_qr_panel"
     " numerical/gemm/kernels/reflect_panel",

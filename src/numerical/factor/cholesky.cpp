@@ -2,11 +2,8 @@
 
 #include "numerical/counts.hpp"
 #include "numerical/errors.hpp"
-#include "numerical/factor/triangular.hpp"
+#include "numerical/factor/cholesky_blocks.hpp"
 #include "numerical/gemm/block_view.hpp"
-#include "numerical/gemm/kernels/scale.hpp"
-#include "numerical/gemm/path.hpp"
-#include "numerical/gemm/unfused.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
@@ -14,7 +11,6 @@
 #include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <utility>
 
@@ -22,186 +18,7 @@ namespace numerical {
 namespace detail {
 namespace {
 
-constexpr std::size_t tile_rows = 64; // of a substitution
-// Of a piece of the update for several threads, about: products of few rows would read B where it
-// lies, which takes longer here. One thread updates whole block columns, and packs each B once.
-constexpr std::size_t piece_rows = 512;
-// Between the rows of L21ᴴ's tiles: 512 bytes apart they would share cache sets.
-constexpr std::size_t tile_stride = 72;
-constexpr std::size_t greatest_block = 64;
-constexpr std::size_t band_rows = 16; // of a diagonal block's update
-
-// Right-looking by block columns, lower triangle:
-//          first  last  next
-//   first [ L11              ]   L11 from A11;
-//    last [ L21   A22        ]   L21 = A21·L11⁻ᴴ;
-//    next [ L31   A32   A33  ]   A22 and A32 lose L21·L21ᴴ and L31·L21ᴴ, and A22 is factored at
-//                                once, while other threads update A33.
-template <class T>
-class cholesky_blocks
-{
-public:
-    cholesky_blocks(block_view<T> matrix, std::size_t block_width)
-        : a(matrix), order(matrix.rows), block(std::min(block_width, order)),
-          path(gemm_path_current()), columns(uninitialized<T>(block * block)),
-          l11(uninitialized<T>(block == order ? 0 : block * block)),
-          minus_l21(uninitialized<T>((order - block) * block)),
-          adjoint(uninitialized<T>(tiles_below(block) * tile_stride * block))
-    {
-    }
-
-    void factorize();
-
-private:
-    // A part of a block column of the trailing matrix.
-    struct piece
-    {
-        std::size_t row;
-        std::size_t last_row;
-        std::size_t column;
-    };
-
-    block_view<T> a;
-    std::size_t order;
-    std::size_t block;
-    int path;
-    std::vector<T> columns;   // the diagonal block that is being factored, by columns
-    std::vector<T> l11;       // contiguous by rows, conjugated off the diagonal, which is real
-    std::vector<T> minus_l21; // of the panel whose update runs, by rows
-    std::vector<T> adjoint;   // L21ᴴ, in tiles of 64 columns, one after the other
-    std::vector<piece> pieces;
-
-    std::size_t tiles_below(std::size_t row) const { return ceil_div(order - row, tile_rows); }
-
-    void factor_diagonal_block(std::size_t first, std::size_t last);
-    void factor_rows_below(std::size_t first, std::size_t last);
-    void factor_tile(block_view<T> rows, block_view<T> minus_rows, block_view<T> tile);
-    void update_beside_diagonal_block(std::size_t first, std::size_t last);
-    void update(std::size_t first, std::size_t last, const piece& part);
-};
-
-template <class T>
-void cholesky_blocks<T>::factorize()
-{
-    std::size_t first = 0;
-    std::size_t last = std::min(block, order);
-    factor_diagonal_block(first, last);
-    while (last < order) {
-        factor_rows_below(first, last);
-        update_beside_diagonal_block(first, last);
-        first = last;
-        last = std::min(last + block, order);
-    }
-}
-
-// Column by column on a transposed copy, so that the sums of a column run side by side; each of
-// them subtracts its products one at a time in ascending order, unfused on every path.
-template <class T>
-void cholesky_blocks<T>::factor_diagonal_block(std::size_t first, std::size_t last)
-{
-    const std::size_t width = last - first;
-    const block_view<T> a11 = a.sub(first, last, first, last);
-    const block_view<T> by_columns{columns.data(), width, width};
-    transpose_into(by_columns, a11);
-    T coefficients[greatest_block];
-    for (std::size_t j = 0; j < width; ++j) {
-        T* const column = by_columns.row(j) + j;
-        for (std::size_t l = 0; l < j; ++l)
-            coefficients[l] = conjugate(by_columns(l, j));
-        subtract_unfused(path, column, coefficients, columns.data() + j, width, j, width - j);
-        const double pivot = real_part(column[0]);
-        if (0 >= pivot)
-            throw not_positive_definite_error("Cholesky: matrix is not positive-definite");
-        column[0] = std::sqrt(pivot);
-        divide_row(path, column + 1, column[0], width - j - 1);
-    }
-    for (std::size_t i = 0; i < width; ++i)
-        for (std::size_t j = 0; j <= i; ++j)
-            a11(i, j) = by_columns(j, i);
-}
-
-// Tile t turns 64 rows of A21 into L21, and writes its part of the update's operands.
-template <class T>
-void cholesky_blocks<T>::factor_rows_below(std::size_t first, std::size_t last)
-{
-    const std::size_t width = last - first;
-    for (std::size_t i = 0; i < width; ++i) {
-        for (std::size_t j = 0; j < i; ++j)
-            l11[i * width + j] = conjugate(a(first + i, first + j));
-        l11[i * width + i] = a(first + i, first + i);
-    }
-    const auto factor_one = [&](std::size_t t) {
-        const std::size_t from = last + tile_rows * t;
-        const std::size_t height = std::min(order - from, tile_rows);
-        factor_tile(a.sub(from, from + height, first, last),
-                    {minus_l21.data() + tile_rows * t * width, height, width},
-                    {.first = adjoint.data() + tile_stride * t * width,
-                     .rows = width,
-                     .cols = height,
-                     .stride = tile_stride});
-    };
-    parallel_for(tiles_below(last), width * width * tile_rows / 8, factor_one);
-}
-
-// On a transposed copy, where every step of the substitution runs along contiguous columns of L21.
-template <class T>
-void cholesky_blocks<T>::factor_tile(block_view<T> rows, block_view<T> minus_rows,
-                                     block_view<T> tile)
-{
-    transpose_into(tile, rows);
-    substitute_lower<T>(path, {l11.data(), tile.rows, tile.rows}, tile);
-    transpose_into(rows, tile);
-    for (std::size_t i = 0; i < rows.rows; ++i)
-        negate_run(minus_rows.row(i), rows.row(i), rows.cols);
-    for (std::size_t j = 0; j < tile.rows; ++j)
-        conjugate_all(tile.row(j), tile.cols);
-}
-
-// The pieces write the columns from the next panel's end on; the panel's own are updated beside
-// them, and its diagonal block factored.
-template <class T>
-void cholesky_blocks<T>::update_beside_diagonal_block(std::size_t first, std::size_t last)
-{
-    const std::size_t next = std::min(last + block, order);
-    const std::size_t most_rows = allowed_threads() > 1 ? piece_rows : order;
-    pieces.clear();
-    for (std::size_t column = next; column < order; column += block) {
-        const std::size_t parts = ceil_div(order - column, most_rows);
-        const std::size_t height = ((order - column) / parts + 8) / 8 * 8;
-        for (std::size_t row = column; row < order; row += height)
-            pieces.push_back({row, std::min(row + height, order), column});
-    }
-    const auto update_piece = [&](std::size_t i) { update(first, last, pieces[i]); };
-    const auto factor_next = [&] {
-        update(first, last, {last, order, last});
-        factor_diagonal_block(last, next);
-    };
-    const std::size_t mean_rows = std::min((order - next) / 2, piece_rows / 2);
-    parallel_for_beside(pieces.size(), mean_rows * block * (last - first) / 8, update_piece,
-                        factor_next);
-}
-
-// Subtracts L·Lᴴ of the panel [first, last) from a piece. Where a piece begins on the diagonal,
-// bands of its rows leave out most of what lies above it.
-template <class T>
-void cholesky_blocks<T>::update(std::size_t first, std::size_t last, const piece& part)
-{
-    const std::size_t width = last - first;
-    const std::size_t to = std::min(part.column + block, order);
-    const std::size_t tile = (part.column - last) / tile_rows;
-    const T* const l21 =
-        adjoint.data() + tile * tile_stride * width + (part.column - last) % tile_rows;
-    const auto update_rows = [&](std::size_t row, std::size_t last_row, std::size_t cols) {
-        add_product<T>({minus_l21.data() + (row - last) * width, last_row - row, width},
-                       {.first = l21, .rows = width, .cols = cols, .stride = tile_stride},
-                       a.sub(row, last_row, part.column, part.column + cols));
-    };
-    std::size_t row = part.row;
-    if (part.row == part.column && to - row == block && part.last_row >= to)
-        for (; row + band_rows < to; row += band_rows)
-            update_rows(row, row + band_rows, row + band_rows - part.column);
-    update_rows(row, part.last_row, to - part.column);
-}
+constexpr std::size_t band_height = 64; // of rows that are transposed
 
 std::size_t block_width(std::size_t order)
 {
@@ -260,8 +77,9 @@ void clear_upper(block_view<T> a, std::size_t block)
 template <class F>
 void for_each_band(std::size_t rows, std::size_t cols, const F& pass)
 {
-    parallel_for(ceil_div(rows, tile_rows), cols * tile_rows / 8,
-                 [&](std::size_t g) { pass(g * tile_rows, std::min((g + 1) * tile_rows, rows)); });
+    parallel_for(ceil_div(rows, band_height), cols * band_height / 8, [&](std::size_t g) {
+        pass(g * band_height, std::min((g + 1) * band_height, rows));
+    });
 }
 
 // Aᴴ in the lower triangle, and unset elements above it, from the upper triangle of A. A band of

@@ -284,4 +284,25 @@ TYPED_TEST(decompositions_on_64_cores, matrix_functions_have_the_bits_of_one_cor
     });
 }
 
+// One thread subtracts the products of four blocks together from order 1536 on, several those of
+// one. The orders end in a whole block and in blocks so narrow that depth decides how they are
+// summed.
+TEST(cholesky_on_64_cores, in_groups_of_blocks_has_the_bits_of_single_blocks)
+{
+    std::vector<int> paths = test::available_paths();
+    std::erase(paths, int(numerical::detail::portable_path));
+    for (const int path : paths)
+        for (const std::size_t n : {1535, 1536, 1537, 1538, 1600}) {
+            const test::path_limit limit(path);
+            auto a = test::random_matrix<double>(n, n, 5);
+            for (std::size_t i = 0; i < n; ++i)
+                a.data[i * n + i] = double(n);
+            const auto on = [&](std::size_t threads) {
+                const test::thread_limit some(threads);
+                return numerical::cholesky_decomposition<double>(matrix<double>(a)).factors;
+            };
+            ASSERT_TRUE(on(2) == on(1)) << "order " << n << ", path " << path;
+        }
+}
+
 } // namespace

@@ -1,0 +1,228 @@
+#include "numerical/factor/cholesky_blocks.hpp"
+
+#include "numerical/counts.hpp"
+#include "numerical/errors.hpp"
+#include "numerical/factor/triangular.hpp"
+#include "numerical/gemm/kernels/scale.hpp"
+#include "numerical/gemm/path.hpp"
+#include "numerical/gemm/summation.hpp"
+#include "numerical/gemm/unfused.hpp"
+#include "numerical/runtime/parallel_for.hpp"
+#include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
+#include "numerical/strided/transpose.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <type_traits>
+
+namespace numerical::detail {
+namespace {
+
+constexpr std::size_t tile_rows = 64; // of a substitution
+// Of a piece of the update for several threads, about: products of few rows would read B where it
+// lies, which takes longer here. One thread updates whole block columns, and packs each B once.
+constexpr std::size_t piece_rows = 512;
+// Between the rows of L21ᴴ's tiles: 512 bytes apart they would share cache sets.
+constexpr std::size_t tile_stride = 72;
+constexpr std::size_t greatest_block = 64;
+constexpr std::size_t band_rows = 16; // of a diagonal block's update
+
+// The blocks whose products are subtracted together from the columns right of them, so that C is
+// loaded and stored once for all: where it doesn't stay in cache. Several threads take one, and
+// factor the next diagonal block beside its update. So do complex columns, whose products sum real
+// and imaginary parts by blocks of positions: deeper ones would have other bits.
+template <class T>
+std::size_t blocks_in_group(std::size_t order)
+{
+    constexpr std::size_t together = 4;
+    constexpr std::size_t least_order = 1536;
+    const bool deep = std::is_same_v<T, double> && allowed_threads() == 1 && order >= least_order;
+    return deep ? together : 1;
+}
+
+} // namespace
+
+template <class T>
+cholesky_blocks<T>::cholesky_blocks(block_view<T> matrix, std::size_t block_width)
+    : a(matrix), order(matrix.rows), block(std::min(block_width, order)), path(gemm_path_current()),
+      group_width(block * blocks_in_group<T>(order)),
+      group_stride(group_width == block ? block : group_width + line_elements<T>),
+      columns(uninitialized<T>(block * block)),
+      l11(uninitialized<T>(block == order ? 0 : block * block)),
+      minus_l21(uninitialized<T>((order - block) * group_stride)),
+      adjoint(uninitialized<T>(tiles_below(block) * tile_stride * group_width))
+{
+}
+
+// Tiles begin at multiples of 64 rows of the matrix.
+template <class T>
+std::size_t cholesky_blocks<T>::tiles_below(std::size_t row) const
+{
+    return ceil_div(order, tile_rows) - row / tile_rows;
+}
+
+// Where -L21 has this row and column.
+template <class T>
+T* cholesky_blocks<T>::minus_l21_at(std::size_t row, std::size_t column)
+{
+    return minus_l21.data() + (row - block) * group_stride + (column - group);
+}
+
+// Where L21ᴴ has the adjoint of that element.
+template <class T>
+T* cholesky_blocks<T>::adjoint_at(std::size_t row, std::size_t column)
+{
+    const std::size_t tile = row / tile_rows - block / tile_rows;
+    return adjoint.data() + (tile * group_width + (column - group)) * tile_stride + row % tile_rows;
+}
+
+template <class T>
+void cholesky_blocks<T>::factorize()
+{
+    std::size_t first = 0;
+    std::size_t last = std::min(block, order);
+    factor_diagonal_block(first, last);
+    while (last < order) {
+        factor_rows_below(first, last);
+        const bool ends_group = last == group + group_width;
+        update_beside_diagonal_block(ends_group ? group : first, last,
+                                     ends_group ? order : std::min(group + group_width, order));
+        if (ends_group)
+            group = last;
+        first = last;
+        last = std::min(last + block, order);
+    }
+}
+
+// Column by column on a transposed copy, so that the sums of a column run side by side; each of
+// them subtracts its products one at a time in ascending order, unfused on every path.
+template <class T>
+void cholesky_blocks<T>::factor_diagonal_block(std::size_t first, std::size_t last)
+{
+    const std::size_t width = last - first;
+    const block_view<T> a11 = a.sub(first, last, first, last);
+    const block_view<T> by_columns{columns.data(), width, width};
+    transpose_into(by_columns, a11);
+    T coefficients[greatest_block];
+    for (std::size_t j = 0; j < width; ++j) {
+        T* const column = by_columns.row(j) + j;
+        for (std::size_t l = 0; l < j; ++l)
+            coefficients[l] = conjugate(by_columns(l, j));
+        subtract_unfused(path, column, coefficients, columns.data() + j, width, j, width - j);
+        const double pivot = real_part(column[0]);
+        if (0 >= pivot)
+            throw not_positive_definite_error("Cholesky: matrix is not positive-definite");
+        column[0] = std::sqrt(pivot);
+        divide_row(path, column + 1, column[0], width - j - 1);
+    }
+    for (std::size_t i = 0; i < width; ++i)
+        for (std::size_t j = 0; j <= i; ++j)
+            a11(i, j) = by_columns(j, i);
+}
+
+// Tile t turns 64 rows of A21 into L21, and writes its part of the update's operands.
+template <class T>
+void cholesky_blocks<T>::factor_rows_below(std::size_t first, std::size_t last)
+{
+    const std::size_t width = last - first;
+    for (std::size_t i = 0; i < width; ++i) {
+        for (std::size_t j = 0; j < i; ++j)
+            l11[i * width + j] = conjugate(a(first + i, first + j));
+        l11[i * width + i] = a(first + i, first + i);
+    }
+    const auto factor_one = [&](std::size_t t) {
+        const std::size_t tile = (last / tile_rows + t) * tile_rows;
+        const std::size_t from = std::max(tile, last);
+        const std::size_t to = std::min(tile + tile_rows, order);
+        factor_tile(a.sub(from, to, first, last),
+                    {.first = minus_l21_at(from, first),
+                     .rows = to - from,
+                     .cols = width,
+                     .stride = group_stride},
+                    {.first = adjoint_at(from, first),
+                     .rows = width,
+                     .cols = to - from,
+                     .stride = tile_stride});
+    };
+    parallel_for(tiles_below(last), width * width * tile_rows / 8, factor_one);
+}
+
+// On a transposed copy, where every step of the substitution runs along contiguous columns of L21.
+template <class T>
+void cholesky_blocks<T>::factor_tile(block_view<T> rows, block_view<T> minus_rows,
+                                     block_view<T> tile)
+{
+    transpose_into(tile, rows);
+    substitute_lower<T>(path, {l11.data(), tile.rows, tile.rows}, tile);
+    transpose_into(rows, tile);
+    for (std::size_t i = 0; i < rows.rows; ++i)
+        negate_run(minus_rows.row(i), rows.row(i), rows.cols);
+    for (std::size_t j = 0; j < tile.rows; ++j)
+        conjugate_all(tile.row(j), tile.cols);
+}
+
+// Columns [last, end) lose the products with the columns [from, last). The pieces write those from
+// the next panel's end on; the panel's own are updated beside them, and its diagonal block
+// factored.
+template <class T>
+void cholesky_blocks<T>::update_beside_diagonal_block(std::size_t from, std::size_t last,
+                                                      std::size_t end)
+{
+    const std::size_t next = std::min(last + block, order);
+    const std::size_t most_rows = allowed_threads() > 1 ? piece_rows : order;
+    pieces.clear();
+    for (std::size_t column = next; column < end; column += block) {
+        const std::size_t parts = ceil_div(order - column, most_rows);
+        const std::size_t height = ((order - column) / parts + 8) / 8 * 8;
+        for (std::size_t row = column; row < order; row += height)
+            pieces.push_back({row, std::min(row + height, order), column});
+    }
+    const auto update_piece = [&](std::size_t i) { update(from, last, pieces[i]); };
+    const auto factor_next = [&] {
+        update(from, last, {last, order, last});
+        factor_diagonal_block(last, next);
+    };
+    const std::size_t mean_rows = std::min((order - next) / 2, piece_rows / 2);
+    parallel_for_beside(pieces.size(), mean_rows * block * (last - from) / 8, update_piece,
+                        factor_next);
+}
+
+// Subtracts L·Lᴴ of the columns [from, last) from a piece. Where a piece begins on the diagonal,
+// bands of its rows leave out most of what lies above it.
+template <class T>
+void cholesky_blocks<T>::update(std::size_t from, std::size_t last, const piece& part)
+{
+    const std::size_t to = std::min(part.column + block, order);
+    std::size_t row = part.row;
+    if (part.row == part.column && to - row == block && part.last_row >= to)
+        for (; row + band_rows < to; row += band_rows)
+            subtract_product(from, last, {row, row + band_rows, part.column},
+                             row + band_rows - part.column);
+    subtract_product(from, last, {row, part.last_row, part.column}, to - part.column);
+}
+
+// The same for the first columns of a piece, in one product or, where its depth would decide how it
+// is summed, block by block.
+template <class T>
+void cholesky_blocks<T>::subtract_product(std::size_t from, std::size_t last, const piece& part,
+                                          std::size_t cols)
+{
+    const std::size_t rows = part.last_row - part.row;
+    const std::size_t depth = rows * cols < depth_decides_from ? block : last - from;
+    for (std::size_t k = from; k < last; k += depth)
+        add_product<T>({.first = minus_l21_at(part.row, k),
+                        .rows = rows,
+                        .cols = depth,
+                        .stride = group_stride},
+                       {.first = adjoint_at(part.column, k),
+                        .rows = depth,
+                        .cols = cols,
+                        .stride = tile_stride},
+                       a.sub(part.row, part.last_row, part.column, part.column + cols));
+}
+
+template class cholesky_blocks<double>;
+template class cholesky_blocks<complex>;
+
+} // namespace numerical::detail
