@@ -1,9 +1,12 @@
 #include "numerical/factor/triangular_solve.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
 
+#include <algorithm>
 #include <complex>
+#include <type_traits>
 #include <vector>
 
 namespace numerical::detail {
@@ -48,16 +51,25 @@ public:
     }
 
     // Of an identity's columns from `first` on the rows above their ones are zero, and so are the
-    // columns right of a block when it is reached: both are passed over.
+    // columns right of a block when it is reached: both are passed over. Below the ones of all
+    // columns, real rows lose one deep product and are solved as those of any right-hand side.
     void invert(std::size_t first)
     {
-        for (std::size_t from = first / block * block; from < l.rows; from += block) {
-            const std::size_t to = std::min(from + block, l.rows);
+        const std::size_t start = first / block * block;
+        const std::size_t end = std::is_same_v<T, double>
+                                    ? std::min(round_up(first + x.cols, block), l.rows)
+                                    : l.rows;
+        for (std::size_t from = start; from < end; from += block) {
+            const std::size_t to = std::min(from + block, end);
             const std::size_t cols = std::min(to - first, x.cols);
             substitute(from, to, cols);
-            if (to != l.rows)
-                subtract(from, to, l.rows, cols);
+            if (to != end)
+                subtract(from, to, end, cols);
         }
+        if (end == l.rows)
+            return;
+        subtract(start, end, l.rows, x.cols);
+        solve(end, l.rows);
     }
 
 private:
