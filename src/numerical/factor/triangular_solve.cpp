@@ -56,9 +56,8 @@ public:
     void invert(std::size_t first)
     {
         const std::size_t start = first / block * block;
-        const std::size_t end = std::is_same_v<T, double>
-                                    ? std::min(round_up(first + x.cols, block), l.rows)
-                                    : l.rows;
+        const std::size_t end =
+            std::is_same_v<T, double> ? std::min(round_up(first + x.cols, block), l.rows) : l.rows;
         for (std::size_t from = start; from < end; from += block) {
             const std::size_t to = std::min(from + block, end);
             const std::size_t cols = std::min(to - first, x.cols);

@@ -73,7 +73,7 @@ operation<T> eigenpairs(eigen_method method)
                 return values;
             },
             [=](const auto& a, const auto&) {
-                const eigen_of<T> eigen(a, method);
+                const eigen_of<T> eigen(a, method, numerical::eigen_blocks::fastest);
                 return results{eigen.values, bits_of(eigen.vectors.data)};
             }};
 }
@@ -106,7 +106,8 @@ operation<T> singular_triplets(svd_method method)
                 return all;
             },
             [=](const auto& a, const auto&) {
-                const numerical::svd_decomposition<T> svd(a, method);
+                const numerical::svd_decomposition<T> svd(a, method,
+                                                          numerical::svd_blocks::fastest);
                 return results{bits_of(svd.u.data), svd.values,
                                bits_of(numerical::detail::adjoint(svd.v).data)};
             }};
