@@ -97,7 +97,8 @@ private:
 template <class T>
 void solve_unit_lower(block_view<const T> l, std::size_t block, block_view<T> x)
 {
-    unit_lower_substitution<T>(l, block, x).solve(0, l.rows);
+    if (l.rows != 0) // no unknowns may have 2⁶¹ right-hand sides
+        unit_lower_substitution<T>(l, block, x).solve(0, l.rows);
 }
 
 template <class T>
