@@ -14,7 +14,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <type_traits>
 
 namespace numerical::detail {
 namespace {
@@ -30,14 +29,14 @@ constexpr std::size_t band_rows = 16; // of a diagonal block's update
 
 // The blocks whose products are subtracted together from the columns right of them, so that C is
 // loaded and stored once for all: where it doesn't stay in cache. Several threads take one, and
-// factor the next diagonal block beside its update. So do complex columns, whose products sum real
-// and imaginary parts by blocks of positions: deeper ones would have other bits.
+// factor the next diagonal block beside its update; so it is where
+// the depth of products isn't free.
 template <class T>
 std::size_t blocks_in_group(std::size_t order)
 {
     constexpr std::size_t together = 4;
     constexpr std::size_t least_order = 1536;
-    const bool deep = std::is_same_v<T, double> && allowed_threads() == 1 && order >= least_order;
+    const bool deep = depth_is_free<T> && allowed_threads() == 1 && order >= least_order;
     return deep ? together : 1;
 }
 

@@ -5,6 +5,7 @@
 #include "numerical/factor/triangular_solve.hpp"
 #include "numerical/gemm/kernels/lu_columns.hpp"
 #include "numerical/gemm/path.hpp"
+#include "numerical/gemm/summation.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
@@ -12,7 +13,6 @@
 #include <algorithm>
 #include <limits>
 #include <numeric>
-#include <type_traits>
 #include <utility>
 
 namespace numerical::detail {
@@ -31,14 +31,13 @@ std::size_t panel_stride(std::size_t rows)
 
 // The most columns that are factored block by block rather than by halves. Halves make deep
 // products, which load and store C once for many positions; blocks let the next panel be factored
-// beside the update. One thread has nothing beside it, and halves columns down to a panel. Complex
-// columns are never halved: their products sum real and imaginary parts by blocks of positions, so
-// that deeper ones would have other bits.
+// beside the update. One thread has nothing beside it, and halves columns down to a panel. Where
+// the depth isn't free columns are never halved.
 template <class T>
 std::size_t most_columns_by_blocks(std::size_t block)
 {
     constexpr std::size_t with_look_ahead = 1024;
-    if constexpr (std::is_same_v<T, complex>)
+    if constexpr (!depth_is_free<T>)
         return std::numeric_limits<std::size_t>::max();
     return allowed_threads() > 1 ? with_look_ahead : block;
 }

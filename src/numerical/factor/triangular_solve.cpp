@@ -52,12 +52,13 @@ public:
 
     // Of an identity's columns from `first` on the rows above their ones are zero, and so are the
     // columns right of a block when it is reached: both are passed over. Below the ones of all
-    // columns, real rows lose one deep product and are solved as those of any right-hand side.
+    // columns, the rows lose one deep product and are solved as any right-hand side's, if the depth
+    // is free.
     void invert(std::size_t first)
     {
         const std::size_t start = first / block * block;
         const std::size_t end =
-            std::is_same_v<T, double> ? std::min(round_up(first + x.cols, block), l.rows) : l.rows;
+            depth_is_free<T> ? std::min(round_up(first + x.cols, block), l.rows) : l.rows;
         for (std::size_t from = start; from < end; from += block) {
             const std::size_t to = std::min(from + block, end);
             const std::size_t cols = std::min(to - first, x.cols);

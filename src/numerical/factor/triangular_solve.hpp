@@ -8,6 +8,7 @@
 
 #include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/summation.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 
 #include <algorithm>
@@ -35,14 +36,13 @@ void for_each_tile(block_view<T> x, const F& substitute)
     parallel_for(triangular_tiles(x.cols), substitution_work<T>(x.rows), substitute_tile);
 }
 
-// The part of n > block unknowns that a triangle is cut into first: real ones by halves, of which
-// the first has whole blocks and no more of them than the second, so that most products are deep;
-// complex ones one block, as their products sum real and imaginary parts by blocks of positions.
-// Either way, and for any such cut, an element's sum has the same order.
+// The part of n > block unknowns that a triangle is cut into first: half of them, in whole blocks
+// and no more of these than the second part has, so that most products are deep; or one block where
+// the depth isn't free. Either way, and for any such cut, an element's sum has the same order.
 template <class T>
 constexpr std::size_t first_part(std::size_t n, std::size_t block)
 {
-    return sizeof(T) == sizeof(double) ? ceil_div(n, block) / 2 * block : block;
+    return depth_is_free<T> ? ceil_div(n, block) / 2 * block : block;
 }
 
 // X1 -= A·X0. The smaller operand is negated, into storage that is reused.

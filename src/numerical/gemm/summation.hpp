@@ -9,6 +9,7 @@
 #include "numerical/counts.hpp"
 
 #include <cstddef>
+#include <type_traits>
 
 namespace numerical::detail {
 
@@ -39,6 +40,12 @@ constexpr bool summed_by_tiles(std::size_t m, std::size_t n, std::size_t k)
 
 // A C of at least this many elements is summed in an order that the depth alone decides.
 constexpr std::size_t depth_decides_from = least_tile_products / least_tile_depth;
+
+// Whether products by tiles may be cut and joined along the inner dimension without another order:
+// real ones, which add to each element in ascending order. Complex ones sum real and imaginary
+// parts by blocks of positions.
+template <class T>
+constexpr bool depth_is_free = std::is_same_v<T, double>;
 
 // A product with no size below this one is summed by tiles, as is any larger one; so are the blocks
 // of a complex product, of which the last may have any depth (gemm_split).

@@ -2,7 +2,6 @@
 
 #include "numerical/counts.hpp"
 #include "numerical/factor/triangular_solve.hpp"
-#include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/gemm/kernels/trsv.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
