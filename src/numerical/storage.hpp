@@ -22,6 +22,13 @@ inline void advise_huge_pages(void* block, std::size_t bytes)
         advise_whole_pages(block, bytes);
 }
 
+// Makes malloc keep freed blocks of up to 32 MiB for the next call, as glibc's does by itself once
+// a program has freed a block of that size (mallopt(3), M_MMAP_THRESHOLD): the thresholds above
+// which it maps a block of its own, and gives free memory at the end of the heap back, follow the
+// largest mapped block freed so far. Below them a matrix of some 100 KiB is mapped or returned at
+// each call, and the faults of its pages take up to half of the time of an inverse.
+void keep_freed_blocks();
+
 // An empty vector with room for `count` elements, to be filled by insert or push_back.
 template <class T>
 std::vector<T> reserved(std::size_t count)

@@ -57,5 +57,6 @@ PyMODINIT_FUNC PyInit__native()
     package::owned_ref module(PyModule_Create2(&package::native_def, 3));
     if (!module || !boundary::add_exception(module.get()) || !package::fill(module.get()))
         return nullptr;
+    detail::keep_freed_blocks();
     return module.release();
 }
