@@ -1,12 +1,20 @@
 #include "numerical/nonsymmetric/bulge_chain.hpp"
 
 #include "numerical/gemm/path.hpp"
+#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 
 #include <algorithm>
+#include <optional>
 
 namespace numerical::detail {
 namespace {
+
+struct step_range
+{
+    std::size_t from;
+    std::size_t to;
+};
 
 // At step t bulge j forms its reflector in row top + t - 3j, the first bulge being ahead. No bulge
 // writes what another one reads in the same step.
@@ -24,9 +32,10 @@ public:
     void run() const;
 
 private:
-    void run_window(std::size_t from, std::size_t to) const;
-    void run_steps(const schur_views<T>& window, std::size_t origin, std::size_t low,
-                   std::size_t from, std::size_t to) const;
+    chain_window window_of(const step_range& steps) const;
+    void run_window(const step_range& steps, chain_record<T>& record) const;
+    void run_steps(const schur_views<T>& inside, const chain_window& window,
+                   const step_range& steps, chain_record<T>& record) const;
 
     const bulge_kernels<T> kernels{gemm_path_current()};
     const schur_views<T> s;
@@ -37,60 +46,84 @@ private:
     sweep_storage<T>& storage;
 };
 
+// A window begins when the rows and columns of its diagonal block are up to date. The rest of the
+// window before is updated beside it: those strips don't meet the block.
 template <class T>
 void chain<T>::run() const
 {
-    const std::size_t steps = end - 1 - top + bulge_spacing * (shifts.size() - 1);
+    const std::size_t end_step = end - 1 - top + bulge_spacing * (shifts.size() - 1);
     const std::size_t stride = steps_of_window(shifts.size());
-    for (std::size_t from = 0; from < steps; from += stride)
-        run_window(from, std::min(from + stride, steps));
+    const auto steps_from = [&](std::size_t from) {
+        return step_range{from, std::min(from + stride, end_step)};
+    };
+    std::optional<chain_update<T>> behind;
+    const auto update_strip = [&](std::size_t i) { behind->update_strip(i); };
+    for (std::size_t from = 0; from < end_step; from += stride) {
+        const step_range steps = steps_from(from);
+        chain_record<T>& record = storage.records[from / stride % 2];
+        const auto cross_window = [&] { run_window(steps, record); };
+        if (behind)
+            parallel_for_beside(behind->strips(), behind->work_per_strip(), update_strip,
+                                cross_window);
+        else
+            cross_window();
+        behind.emplace(s, window_of(steps), record, reach);
+        if (steps.to < end_step)
+            behind->update_columns_before(window_of(steps_from(steps.to)).to);
+    }
+    parallel_for(behind->strips(), behind->work_per_strip(), update_strip);
 }
 
-// Performs the steps [from, to). Reflectors act on rows [low, high). A window has one more row
-// before them, with the subdiagonal elements that vanish, and one behind, into which the last bulge
-// extends.
+// A window has one more row before those of its reflectors, with the subdiagonal elements that
+// vanish, and one behind, into which the last bulge extends.
 template <class T>
-void chain<T>::run_window(std::size_t from, std::size_t to) const
+chain_window chain<T>::window_of(const step_range& steps) const
 {
     const std::size_t length = bulge_spacing * (shifts.size() - 1);
-    const std::size_t low = top + (from > length ? from - length : 0);
-    const std::size_t last = std::min(end - 2, top + to - 1);
-    const std::size_t high = std::min(end, last + 3);
-    const std::size_t first_row = low > top ? low - 1 : top;
-    const std::size_t end_row = std::min(end, last + 4);
-    const block_view<T> outside = s.h.sub(first_row, end_row, first_row, end_row);
-    const block_view<T> window = storage.window.copy(outside);
-    storage.record.clear(shifts.size());
-    run_steps({window, {nullptr, 0, 0}}, first_row, low, from, to);
-    for (std::size_t i = 0; i < outside.rows; ++i)
-        std::copy_n(window.row(i), outside.cols, outside.row(i));
-    update_by_chain(s, low, high, {first_row, end_row}, storage.record, reach);
+    const std::size_t low = top + (steps.from > length ? steps.from - length : 0);
+    const std::size_t last = std::min(end - 2, top + steps.to - 1);
+    return {.from = low > top ? low - 1 : top,
+            .to = std::min(end, last + 4),
+            .low = low,
+            .high = std::min(end, last + 3)};
 }
 
-// Row i of the window is row `origin` + i of the matrix.
 template <class T>
-void chain<T>::run_steps(const schur_views<T>& window, std::size_t origin, std::size_t low,
-                         std::size_t from, std::size_t to) const
+void chain<T>::run_window(const step_range& steps, chain_record<T>& record) const
 {
-    const std::size_t order = window.h.rows;
-    const similarity_reach inside{0, order};
-    for (std::size_t t = from; t < to; ++t)
+    const chain_window window = window_of(steps);
+    const block_view<T> outside = s.h.sub(window.from, window.to, window.from, window.to);
+    const block_view<T> inside = storage.window.copy(outside);
+    record.clear(shifts.size());
+    run_steps({inside, {nullptr, 0, 0}}, window, steps, record);
+    for (std::size_t i = 0; i < outside.rows; ++i)
+        std::copy_n(inside.row(i), outside.cols, outside.row(i));
+}
+
+// Row i of `inside` is row window.from + i of the matrix.
+template <class T>
+void chain<T>::run_steps(const schur_views<T>& inside, const chain_window& window,
+                         const step_range& steps, chain_record<T>& record) const
+{
+    const std::size_t origin = window.from;
+    const std::size_t order = inside.h.rows;
+    const similarity_reach whole{0, order};
+    for (std::size_t t = steps.from; t < steps.to; ++t)
         for (std::size_t j = 0; j < shifts.size() && bulge_spacing * j <= t; ++j) {
             const std::size_t k = top + t - bulge_spacing * j;
             if (k + 1 >= end)
                 continue;
             const bulge_place at{top - std::min(top, origin), std::min(end - origin, order),
                                  k - origin};
-            const auto h = move_bulge(kernels, window, at, shifts[j], inside);
-            storage.record.add(j, k - low, k + 2 == end, h);
+            const auto h = move_bulge(kernels, inside, at, shifts[j], whole);
+            record.add(j, k - window.low, k + 2 == end, h);
         }
 }
 
 } // namespace
 
 template <class T>
-sweep_storage<T>::sweep_storage(std::size_t order)
-    : window(std::min(order, greatest_window)), record{}
+sweep_storage<T>::sweep_storage(std::size_t order) : window(std::min(order, greatest_window))
 {
 }
 

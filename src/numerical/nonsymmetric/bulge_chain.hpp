@@ -2,10 +2,12 @@
 
 // The small-bulge multishift sweep (Braman, Byers and Mathias 2002, part I): chains of bulges of
 // two shifts each, tightly packed, three rows apart, go down the active block window by window.
+// While the bulges cross a window, other threads apply the reflectors of the window before.
 
 #include "numerical/nonsymmetric/bulge.hpp"
 #include "numerical/nonsymmetric/chain_update.hpp"
 
+#include <array>
 #include <cstddef>
 #include <span>
 
@@ -30,7 +32,7 @@ struct sweep_storage
     explicit sweep_storage(std::size_t order);
 
     padded_square<T> window;
-    chain_record<T> record;
+    std::array<chain_record<T>, 2> records; // of a window and of the one before
 };
 
 // The largest window of a sweep.

@@ -1,8 +1,6 @@
 #include "numerical/nonsymmetric/chain_update.hpp"
 
 #include "numerical/counts.hpp"
-#include "numerical/gemm/path.hpp"
-#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/strided/transpose.hpp"
 
@@ -17,16 +15,6 @@ template <class T>
 std::vector<T> strip_of(std::size_t rows)
 {
     return uninitialized<T>(rows * strip_columns<T>);
-}
-
-template <class T>
-strip_reflector<T> conjugated(const strip_reflector<T>& h)
-{
-    return {.tau = h.tau,
-            .w1 = conjugate(h.w1),
-            .w2 = conjugate(h.w2),
-            .tau_w1 = conjugate(h.tau_w1),
-            .tau_w2 = conjugate(h.tau_w2)};
 }
 
 template <class T>
@@ -99,25 +87,23 @@ void update_columns(int path, block_view<T> c, const std::vector<bulge_pass<T>>&
 }
 
 template <class T>
-std::vector<bulge_pass<T>> conjugated(std::vector<bulge_pass<T>> passes)
+std::size_t strips_of(std::size_t from, std::size_t to)
 {
-    if constexpr (!std::is_same_v<T, double>)
-        for (bulge_pass<T>& pass : passes)
-            for (strip_reflector<T>& h : pass.reflectors)
-                h = conjugated(h);
-    return passes;
+    return from < to ? ceil_div(to - from, strip_columns<T>) : 0;
 }
 
 template <class T>
-std::size_t strips_of(std::size_t extent)
+strip_reflector<T> conjugated(const strip_reflector<T>& h)
 {
-    return ceil_div(extent, strip_columns<T>);
+    return {.tau = h.tau,
+            .w1 = conjugate(h.w1),
+            .w2 = conjugate(h.w2),
+            .tau_w1 = conjugate(h.tau_w1),
+            .tau_w2 = conjugate(h.tau_w2)};
 }
 
-} // namespace
-
 template <class T>
-void chain_record<T>::clear(std::size_t bulges)
+void clear_passes(std::vector<bulge_pass<T>>& passes, std::size_t bulges)
 {
     passes.resize(bulges);
     for (bulge_pass<T>& pass : passes) {
@@ -127,61 +113,92 @@ void chain_record<T>::clear(std::size_t bulges)
 }
 
 template <class T>
-void chain_record<T>::add(std::size_t bulge, std::size_t row, bool of_two,
-                          const bulge_reflector<T>& h)
+void append(bulge_pass<T>& pass, std::size_t row, bool of_two, const strip_reflector<T>& h)
 {
-    bulge_pass<T>& pass = passes[bulge];
     if (pass.reflectors.empty())
         pass.first = row;
     pass.ends_with_two = of_two;
-    pass.reflectors.push_back(
-        {.tau = h.tau, .w1 = h.w1, .w2 = h.w2, .tau_w1 = h.tau * h.w1, .tau_w2 = h.tau * h.w2});
+    pass.reflectors.push_back(h);
+}
+
+} // namespace
+
+template <class T>
+void chain_record<T>::clear(std::size_t bulges)
+{
+    clear_passes(passes, bulges);
+    if constexpr (!std::is_same_v<T, double>)
+        clear_passes(conjugates, bulges);
 }
 
 template <class T>
-void update_by_chain(const schur_views<T>& s, std::size_t low, std::size_t high,
-                     const window_range& window, const chain_record<T>& chain,
-                     const similarity_reach& reach)
+void chain_record<T>::add(std::size_t bulge, std::size_t row, bool of_two,
+                          const bulge_reflector<T>& h)
 {
-    constexpr std::size_t width = strip_columns<T>;
-    const int path = gemm_path_current();
-    const std::size_t right = window.to < reach.col_to ? reach.col_to - window.to : 0;
-    const std::size_t above = reach.row_from < window.from ? window.from - reach.row_from : 0;
-    const std::size_t right_strips = strips_of<T>(right);
-    const std::size_t z_strips = right_strips + strips_of<T>(s.z.cols);
-    const std::size_t strips = z_strips + strips_of<T>(above);
-    const std::vector<bulge_pass<T>> conjugates =
-        above > 0 ? conjugated(chain.passes) : std::vector<bulge_pass<T>>();
-    const auto update_strip = [&](std::size_t i) {
-        if (i < right_strips) {
-            const std::size_t left = window.to + i * width;
-            update_rows(path, s.h.sub(low, high, left, std::min(left + width, reach.col_to)),
-                        chain.passes);
-        } else if (i < z_strips) {
-            const std::size_t left = (i - right_strips) * width;
-            update_rows(path, s.z.sub(low, high, left, std::min(left + width, s.z.cols)),
-                        chain.passes);
-        } else {
-            const std::size_t top = reach.row_from + (i - z_strips) * width;
-            update_columns(path, s.h.sub(top, std::min(top + width, window.from), low, high),
-                           conjugates);
-        }
-    };
-    // The sweeps between the loops take longer than a worker polls: a loop has to repay its waking.
-    constexpr std::size_t doubles_per_unit = 8;
-    std::size_t reflectors = 0;
-    for (const bulge_pass<T>& pass : chain.passes)
-        reflectors += pass.reflectors.size();
-    parallel_for(strips, reflectors * strip_doubles / doubles_per_unit, update_strip);
+    const strip_reflector<T> reflector{
+        .tau = h.tau, .w1 = h.w1, .w2 = h.w2, .tau_w1 = h.tau * h.w1, .tau_w2 = h.tau * h.w2};
+    append(passes[bulge], row, of_two, reflector);
+    if constexpr (!std::is_same_v<T, double>)
+        append(conjugates[bulge], row, of_two, conjugated(reflector));
 }
 
-template struct chain_record<double>;
-template struct chain_record<complex>;
-template void update_by_chain(const schur_views<double>&, std::size_t, std::size_t,
-                              const window_range&, const chain_record<double>&,
-                              const similarity_reach&);
-template void update_by_chain(const schur_views<complex>&, std::size_t, std::size_t,
-                              const window_range&, const chain_record<complex>&,
-                              const similarity_reach&);
+template <class T>
+std::size_t chain_record<T>::reflectors() const
+{
+    std::size_t count = 0;
+    for (const bulge_pass<T>& pass : passes)
+        count += pass.reflectors.size();
+    return count;
+}
+
+template <class T>
+chain_update<T>::chain_update(const schur_views<T>& views, const chain_window& of,
+                              const chain_record<T>& chain, const similarity_reach& how_far)
+    : s(views), window(of), record(chain), reach(how_far),
+      right_strips(strips_of<T>(of.to, how_far.col_to)), z_strips(strips_of<T>(0, views.z.cols)),
+      all_strips(right_strips + z_strips + strips_of<T>(how_far.row_from, of.from))
+{
+}
+
+template <class T>
+void chain_update<T>::update_columns_before(std::size_t to)
+{
+    const std::size_t near = std::min(strips_of<T>(window.to, to), right_strips);
+    while (first_strip < near)
+        update(first_strip++);
+}
+
+template <class T>
+std::size_t chain_update<T>::work_per_strip() const
+{
+    // Several times the time of a strip: while it runs the caller has the next window to cross, and
+    // the workers poll from one window to the next, so that few of them have to be woken.
+    constexpr std::size_t units_per_double = 2;
+    return record.reflectors() * strip_doubles * units_per_double;
+}
+
+template <class T>
+void chain_update<T>::update(std::size_t strip) const
+{
+    constexpr std::size_t width = strip_columns<T>;
+    if (strip < right_strips) {
+        const std::size_t left = window.to + strip * width;
+        const std::size_t right = std::min(left + width, reach.col_to);
+        update_rows(path, s.h.sub(window.low, window.high, left, right), record.for_rows());
+    } else if (strip < right_strips + z_strips) {
+        const std::size_t left = (strip - right_strips) * width;
+        const std::size_t right = std::min(left + width, s.z.cols);
+        update_rows(path, s.z.sub(window.low, window.high, left, right), record.for_rows());
+    } else {
+        const std::size_t top = reach.row_from + (strip - right_strips - z_strips) * width;
+        const std::size_t bottom = std::min(top + width, window.from);
+        update_columns(path, s.h.sub(top, bottom, window.low, window.high), record.for_columns());
+    }
+}
+
+template class chain_record<double>;
+template class chain_record<complex>;
+template class chain_update<double>;
+template class chain_update<complex>;
 
 } // namespace numerical::detail

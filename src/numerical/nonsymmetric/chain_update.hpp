@@ -6,10 +6,12 @@
 // are treated likewise, transposed. This takes 10 operations for each reflector and column, whereas
 // a product with the accumulated reflectors takes 24 for the best shape of a window.
 
+#include "numerical/gemm/path.hpp"
 #include "numerical/nonsymmetric/schur_views.hpp"
 #include "numerical/nonsymmetric/strip_kernels.hpp"
 
 #include <cstddef>
+#include <type_traits>
 #include <vector>
 
 namespace numerical::detail {
@@ -26,29 +28,71 @@ struct bulge_pass
 
 // The passes of a window's bulges, in their order.
 template <class T>
-struct chain_record
+class chain_record
 {
-    std::vector<bulge_pass<T>> passes;
-
+public:
     // Empty passes, one for each bulge.
     void clear(std::size_t bulges);
 
     void add(std::size_t bulge, std::size_t row, bool of_two, const bulge_reflector<T>& h);
+
+    const std::vector<bulge_pass<T>>& for_rows() const { return passes; }
+
+    // Columns are updated as rows of the transpose, by the conjugate reflectors.
+    const std::vector<bulge_pass<T>>& for_columns() const
+    {
+        return std::is_same_v<T, double> ? passes : conjugates;
+    }
+
+    std::size_t reflectors() const;
+
+private:
+    std::vector<bulge_pass<T>> passes;
+    std::vector<bulge_pass<T>> conjugates; // none of a real matrix
 };
 
-// Rows and columns that are up to date.
-struct window_range
+// Rows and columns [from, to) are up to date; the reflectors act on [low, high).
+struct chain_window
 {
     std::size_t from;
     std::size_t to;
+    std::size_t low;
+    std::size_t high;
 };
 
-// The reflectors act on rows and columns [low, high). Columns are multiplied in rows
-// [reach.row_from, window.from), rows of h in columns [window.to, reach.col_to), rows of z
-// throughout. Every strip has one writer.
+// What a window leaves to update. Columns are multiplied in rows [reach.row_from, window.from),
+// rows of h in columns [window.to, reach.col_to), rows of z throughout. The record must outlive the
+// update.
 template <class T>
-void update_by_chain(const schur_views<T>& s, std::size_t low, std::size_t high,
-                     const window_range& window, const chain_record<T>& chain,
-                     const similarity_reach& reach);
+class chain_update
+{
+public:
+    chain_update(const schur_views<T>& s, const chain_window& window, const chain_record<T>& chain,
+                 const similarity_reach& reach);
+
+    // The strips of h from window.to on that contain columns before `to`. The others follow, and
+    // touch no column before `to`.
+    void update_columns_before(std::size_t to);
+
+    // The strips that are left: each may be updated on its own, and has one writer.
+    std::size_t strips() const { return all_strips - first_strip; }
+
+    std::size_t work_per_strip() const;
+
+    void update_strip(std::size_t i) const { update(first_strip + i); }
+
+private:
+    void update(std::size_t strip) const;
+
+    const int path = gemm_path_current();
+    const schur_views<T> s;
+    const chain_window window;
+    const chain_record<T>& record;
+    const similarity_reach reach;
+    const std::size_t right_strips; // of h, then those of z, then those above the window
+    const std::size_t z_strips;
+    const std::size_t all_strips;
+    std::size_t first_strip = 0;
+};
 
 } // namespace numerical::detail

@@ -243,6 +243,16 @@ TYPED_TEST(decompositions_on_64_cores, general_eigenpairs_have_the_bits_of_one_c
     });
 }
 
+// From order 400 on a sweep has 64 shifts: two chains of bulges.
+TYPED_TEST(decompositions_on_64_cores, schur_forms_by_two_chains_have_the_bits_of_one_core)
+{
+    const auto a = test::random_matrix<TypeParam>(410, 410, 14);
+    expect_bits_of_one_core([&] {
+        auto s = numerical::schur_form(a, numerical::schur_vectors::compute);
+        return vectors<TypeParam>{std::move(s.t.data), std::move(s.q.data)};
+    });
+}
+
 // The second block of 40 × 33 is one reflector of 8 elements: its products are so small that it
 // depends on the columns of a slab whether they go by tiles.
 TYPED_TEST(decompositions_on_64_cores, many_right_sides_have_the_bits_of_one_core)
