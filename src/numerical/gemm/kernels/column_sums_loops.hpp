@@ -65,7 +65,7 @@ void add_last_sums(double* sums, const double* coefficients, const double* rows,
         if constexpr (vectors > 1)
             add_last_sums<Lanes, each, vectors - 1>(sums, coefficients, rows, stride, count, n);
     } else {
-        const auto every = every_lane<Lanes, each>(n);
+        const auto every = every_lane<Lanes, each>();
         if (n == before + Lanes::width)
             add_block_sums<Lanes, each, vectors>(sums, coefficients, rows, stride, count, every,
                                                  every);

@@ -79,10 +79,7 @@ void dots_of_rows(double* out, const double* v, const double* row, std::size_t s
                   std::size_t n)
 {
     constexpr std::size_t width = Lanes::width;
-    // Of an operand in memory the compiler makes two loads, one for each product of a complex
-    // entry; a masked one, which costs no more, it keeps.
-    constexpr bool masked = width > 4 && Sum::doubles == 2;
-    const whole_vector<Lanes> whole;
+    const auto whole = every_lane<Lanes, Sum::doubles>();
     Sum sums[chains][rows];
 #pragma GCC unroll 2
     for (std::size_t c = 0; c < chains; ++c)
@@ -90,9 +87,6 @@ void dots_of_rows(double* out, const double* v, const double* row, std::size_t s
         for (std::size_t r = 0; r < rows; ++r)
             sums[c][r].clear();
     std::size_t j = 0;
-    if constexpr (masked)
-        for (; j < n; j += width)
-            add_entries<Lanes>(sums[0], row + j, stride, v + j, last_vector<Lanes>(n - j));
     for (; j + chains * width <= n; j += chains * width)
 #pragma GCC unroll 2
         for (std::size_t c = 0; c < chains; ++c)
@@ -133,18 +127,14 @@ void products_of_rows(double* y, const double* row, std::size_t stride, const do
 {
     constexpr std::size_t width = Lanes::width;
     constexpr std::size_t vectors = 8 / width;
-    constexpr bool masked = vectors == 1 && Sum::doubles == 2; // as in dots_of_rows
     Sum sums[vectors][rows];
 #pragma GCC unroll 2
     for (std::size_t v = 0; v < vectors; ++v)
 #pragma GCC unroll 4
         for (std::size_t r = 0; r < rows; ++r)
             sums[v][r].clear();
-    const whole_vector<Lanes> whole;
+    const auto whole = every_lane<Lanes, Sum::doubles>();
     std::size_t j = 0;
-    if constexpr (masked)
-        for (; j < n; j += width)
-            add_entries<Lanes>(sums[0], row + j, stride, x + j, last_vector<Lanes>(n - j));
     for (; j + 8 <= n; j += 8)
 #pragma GCC unroll 2
         for (std::size_t v = 0; v < vectors; ++v)

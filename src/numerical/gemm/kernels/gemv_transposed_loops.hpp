@@ -72,7 +72,7 @@ void subtract_rows(double* out, const double* coeffs, const double* rows, std::s
                    std::size_t terms, std::size_t n)
 {
     constexpr std::size_t width = Lanes::width;
-    const auto every = every_lane<Lanes, Coefficient::doubles>(n);
+    const auto every = every_lane<Lanes, Coefficient::doubles>();
     std::size_t j = 0;
     for (; j + 4 * width <= n; j += 4 * width)
         subtract_from_block<Lanes, Coefficient, 4>(out + j, coeffs, rows + j, stride, terms, every);

@@ -49,12 +49,8 @@ template <class Lanes, std::size_t rows>
 void add_rows(double* y, const double* row, std::size_t stride, const double* x, std::size_t n)
 {
     const row_pass<Lanes, rows> pass(x);
-    const whole_vector<Lanes> whole;
+    const auto whole = every_lane<Lanes, 2>();
     std::size_t j = 0;
-    if constexpr (Lanes::width >
-                  4) // masked, so that an operand is loaded once, as in gemv_loops.hpp
-        for (; j < n; j += Lanes::width)
-            pass.add(y + j, row + j, stride, last_vector<Lanes>(n - j));
     for (; j + Lanes::width <= n; j += Lanes::width)
         pass.add(y + j, row + j, stride, whole);
     if (j < n)

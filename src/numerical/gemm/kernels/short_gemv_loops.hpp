@@ -44,7 +44,7 @@ struct short_sums
         for (std::size_t s = 0; s < count; ++s)
             sum[s] = Lanes::zero();
         last = Lanes::zero();
-        const auto every = every_lane<Lanes, each>(n);
+        const auto every = every_lane<Lanes, each>();
         std::size_t j = 0;
 #pragma GCC unroll 2
         for (; j + Lanes::width <= n; j += Lanes::width)
