@@ -22,9 +22,9 @@ struct four_numbers
 
     static type greatest(type x, type best) { return _mm256_max_pd(x, best); }
 
-    static type either_nan(type marks, type x)
+    static type either_nan(type marks, type x, type y)
     {
-        return _mm256_or_pd(marks, _mm256_cmp_pd(x, x, _CMP_UNORD_Q));
+        return _mm256_or_pd(marks, _mm256_cmp_pd(x, y, _CMP_UNORD_Q));
     }
 
     static bool any(type marks) { return _mm256_movemask_pd(marks) != 0; }

@@ -23,7 +23,10 @@ struct two_numbers
 
     static type greatest(type x, type best) { return _mm_max_pd(x, best); }
 
-    static type either_nan(type marks, type x) { return _mm_or_pd(marks, _mm_cmpunord_pd(x, x)); }
+    static type either_nan(type marks, type x, type y)
+    {
+        return _mm_or_pd(marks, _mm_cmpunord_pd(x, y));
+    }
 
     static bool any(type marks) { return _mm_movemask_pd(marks) != 0; }
 };

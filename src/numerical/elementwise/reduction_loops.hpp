@@ -95,8 +95,8 @@ void column_sums(const row_block& block, double* sums, double* scratch)
 
 // The comparisons of extremes on the vectors of Unit, which defines
 //   type, width, zero, load, store, least and greatest of (x, best), where best stays if the two
-//   are equal or one is a NaN, and either_nan(marks, x), marks with all bits set where x is a NaN,
-//   and any(marks).
+//   are equal or one is a NaN, and either_nan(marks, x, y), marks with all bits set where x or y is
+//   a NaN, and any(marks).
 struct lesser
 {
     static bool wins(double x, double y) { return x < y; }
@@ -144,10 +144,12 @@ struct lane_extremes
     template <class C>
     void meet(const double* p, typename Unit::type& nan)
     {
-        for (std::size_t v = 0; v < count; ++v) {
+        for (std::size_t v = 0; v < count; v += 2) {
             const auto x = Unit::load(p + v * Unit::width);
+            const auto y = Unit::load(p + (v + 1) * Unit::width);
             best[v] = C::template better<Unit>(x, best[v]);
-            nan = Unit::either_nan(nan, x);
+            best[v + 1] = C::template better<Unit>(y, best[v + 1]);
+            nan = Unit::either_nan(nan, x, y);
         }
     }
 };
@@ -231,7 +233,7 @@ void meet_rows(const double* __restrict first, std::size_t stride, std::size_t w
 #pragma GCC unroll 8
         for (std::size_t r = 0; r < rows; ++r) {
             const auto x = Unit::load(first + r * stride + k);
-            best = Unit::either_nan(C::template better<Unit>(x, best), x);
+            best = Unit::either_nan(C::template better<Unit>(x, best), x, x);
         }
         Unit::store(extremes + k, best);
     }
