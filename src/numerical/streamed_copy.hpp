@@ -12,7 +12,7 @@
 namespace numerical::detail {
 
 // The size in bytes from which on a block is written past the caches.
-constexpr std::size_t streamed_block_bytes = std::size_t{4} << 20;
+constexpr std::size_t streamed_block_bytes = std::size_t{10} << 20;
 
 void stream_bytes(const void* from, std::size_t bytes, void* to);
 

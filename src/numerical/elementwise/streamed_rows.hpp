@@ -12,7 +12,7 @@
 
 namespace numerical::detail {
 
-constexpr std::size_t streamed_from = std::size_t{1} << 19; // 4 MiB of doubles
+constexpr std::size_t streamed_from = std::size_t{5} << 18; // 10 MiB of doubles
 
 namespace {
 
