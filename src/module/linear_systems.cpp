@@ -12,6 +12,12 @@ namespace numerical::boundary {
 namespace {
 
 template <class T>
+detail::block_view<const T> matrix_of(const tensor<T>& a)
+{
+    return {a.data.data(), a.shape[0], a.shape[1]};
+}
+
+template <class T>
 std::vector<T> solution(const lu_decomposition<T>& lu, const tensor<T>& b)
 {
     const bool one_vector = b.shape.size() == 1;
@@ -32,7 +38,7 @@ any_tensor solve_of_type(const tensor<T>& a, const any_tensor& any_b)
     if (b == nullptr)
         throw std::runtime_error("solve operands must share one dtype");
     const gil_release released(a.data.size() >= gil_release_threshold);
-    const lu_decomposition<T> lu(matrix_from(a));
+    const lu_decomposition<T> lu(matrix_of(a));
     return tensor<T>(b->shape, solution(lu, *b));
 }
 
@@ -40,10 +46,10 @@ template <class T>
 any_tensor inverse_of_type(const tensor<T>& a)
 {
     const gil_release released(a.data.size() >= gil_release_threshold);
-    lu_decomposition<T> lu(matrix_from(a));
+    const lu_decomposition<T> lu(matrix_of(a));
     if (lu.singular)
         throw singular_matrix_error("inverse: matrix is singular");
-    return tensor<T>(std::move(lu).inverse());
+    return tensor<T>(lu.inverse());
 }
 
 // The tensor of the one argument, checked to be a matrix; null with the error set.
@@ -65,7 +71,7 @@ template <class T, class F>
 auto of_factors(const tensor<T>& a, const F& compute)
 {
     const gil_release released(a.data.size() >= gil_release_threshold);
-    return compute(lu_decomposition<T>(matrix_from(a)));
+    return compute(lu_decomposition<T>(matrix_of(a)));
 }
 
 PyObject* pair(double sign, double log)

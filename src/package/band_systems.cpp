@@ -31,12 +31,11 @@ std::optional<bandwidths> widths_parameter(PyObject* object)
 template <class T>
 void solve_whole(detail::block_view<const T> a, detail::block_view<T> x, double* rcond)
 {
-    const lu_decomposition<T> lu(
-        matrix<T>(a.rows, a.cols, detail::copy_of(a.first, a.rows * a.cols)));
+    const lu_decomposition<T> lu(a);
     if (lu.singular)
         throw singular_matrix_error(singular_text);
     const std::vector<std::ptrdiff_t> exchanges = exchanges_of(lu.permutation);
-    const kept_lu<T> kept{{lu.factors.data(), a.rows, a.cols}, exchanges.data()};
+    const kept_lu<T> kept{lu.factors.view(), exchanges.data()};
     solve_kept(kept, matrix_form::plain, x);
     if (rcond != nullptr)
         *rcond = reciprocal_condition(kept, one_norm(a));

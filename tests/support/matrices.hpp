@@ -3,6 +3,7 @@
 // Matrices that numerical tests run on, reproducible from a seed.
 
 #include "numerical/matrix.hpp"
+#include "numerical/strided/block_view.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -45,6 +46,16 @@ template <class T>
 numerical::matrix<T> random_matrix(std::size_t rows, std::size_t cols, unsigned seed)
 {
     return {rows, cols, random_vector<T>(rows * cols, seed)};
+}
+
+// The elements of a view, without gaps.
+template <class T>
+std::vector<std::remove_const_t<T>> elements_of(numerical::detail::block_view<T> a)
+{
+    std::vector<std::remove_const_t<T>> out;
+    for (std::size_t i = 0; i < a.rows; ++i)
+        out.insert(out.end(), a.row(i), a.row(i) + a.cols);
+    return out;
 }
 
 // Integers of at most `limit` in each part, so that products and sums of a few thousand are exact.

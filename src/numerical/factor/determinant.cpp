@@ -51,7 +51,8 @@ sign_and_log<T> detail::slogdet_of_diagonal(std::int32_t sign, const T* diagonal
 template <class T>
 T determinant(const lu_decomposition<T>& lu)
 {
-    return detail::determinant_of_diagonal(lu.sign, lu.factors.data(), lu.order, lu.order + 1);
+    const detail::block_view<const T> u = lu.factors.view();
+    return detail::determinant_of_diagonal(lu.sign, u.first, lu.order, u.stride + 1);
 }
 
 template <class T>
@@ -59,7 +60,8 @@ sign_and_log<T> slogdet(const lu_decomposition<T>& lu)
 {
     if (lu.singular)
         return {T(0), -std::numeric_limits<double>::infinity()};
-    return detail::slogdet_of_diagonal(lu.sign, lu.factors.data(), lu.order, lu.order + 1);
+    const detail::block_view<const T> u = lu.factors.view();
+    return detail::slogdet_of_diagonal(lu.sign, u.first, lu.order, u.stride + 1);
 }
 
 template double detail::determinant_of_diagonal(std::int32_t, const double*, std::size_t,

@@ -16,6 +16,16 @@ constexpr std::size_t narrow_block = 32;
 constexpr std::size_t wide_block = 64;
 constexpr std::size_t greatest_narrow_order = 256;
 
+template <class T>
+spread_rows<T> finite_copy(block_view<const T> a)
+{
+    if (a.rows != a.cols)
+        throw dimension_error("LU decomposition requires a square matrix");
+    spread_rows<T> copy(a.rows, a.cols);
+    copy_finite(a, copy.view(), "LU decomposition");
+    return copy;
+}
+
 } // namespace
 } // namespace detail
 
@@ -34,15 +44,10 @@ lu_pivots factorize_lu(detail::block_view<T> a)
 }
 
 template <class T>
-lu_decomposition<T>::lu_decomposition(matrix<T>&& a)
-    : order(a.rows), block(lu_block_width(a.rows, a.cols))
+lu_decomposition<T>::lu_decomposition(detail::block_view<const T> a)
+    : order(a.rows), block(lu_block_width(a.rows, a.cols)), factors(detail::finite_copy(a))
 {
-    if (a.rows != a.cols)
-        throw dimension_error("LU decomposition requires a square matrix");
-    detail::require_finite(a, "LU decomposition");
-    factors = std::move(a.data);
-
-    const lu_pivots pivots = factorize_lu<T>({factors.data(), order, order});
+    const lu_pivots pivots = factorize_lu<T>(factors.view());
     singular = pivots.singular;
     permutation.resize(order);
     std::iota(permutation.begin(), permutation.end(), std::size_t{0});
@@ -51,6 +56,12 @@ lu_decomposition<T>::lu_decomposition(matrix<T>&& a)
             std::swap(permutation[i], permutation[other]);
             sign = -sign;
         }
+}
+
+template <class T>
+lu_decomposition<T>::lu_decomposition(const matrix<T>& a)
+    : lu_decomposition(detail::block_view<const T>{a.data.data(), a.rows, a.cols})
+{
 }
 
 template lu_pivots factorize_lu(detail::block_view<double>);

@@ -9,6 +9,7 @@
 
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/matrix.hpp"
+#include "numerical/spread_rows.hpp"
 
 #include <complex>
 #include <cstddef>
@@ -44,18 +45,18 @@ struct lu_decomposition
 {
     std::size_t order;
     std::size_t block;                    // width of a panel
-    std::vector<T> factors;               // L below the diagonal, its unit diagonal not stored; U
+    detail::spread_rows<T> factors;       // L below the diagonal, its unit diagonal not stored; U
     std::vector<std::size_t> permutation; // row i of P·A is row permutation[i] of A
     std::int32_t sign = 1;                // of the permutation
     bool singular = false;                // a column without a pivot was skipped: U has a zero
 
-    // Takes a's storage. dimension_error "LU decomposition requires a square matrix", or
-    // non_finite_error for an infinite or NaN entry.
-    explicit lu_decomposition(matrix<T>&& a);
+    // Of a copy. dimension_error "LU decomposition requires a square matrix", or non_finite_error
+    // for an infinite or NaN entry.
+    explicit lu_decomposition(detail::block_view<const T> a);
+    explicit lu_decomposition(const matrix<T>& a);
 
-    // Solves in place for the row-major `rhs` of `columns` right-hand sides, whose rows are
-    // permuted already.
-    void solve_rows(std::vector<T>& rhs, std::size_t columns, unit_lower_rhs identity) const;
+    // Solves in place for right-hand sides whose rows are permuted already.
+    void solve_rows(detail::block_view<T> x, unit_lower_rhs identity) const;
 
     // A⁻¹·b for one right-hand side of n elements, on the calling thread.
     std::vector<T> solve_vector(const std::vector<T>& b) const;
@@ -63,8 +64,9 @@ struct lu_decomposition
     // A⁻¹·B for the row-major n × columns array B.
     std::vector<T> solve_matrix(const std::vector<T>& b, std::size_t columns) const;
 
-    // A⁻¹, in the storage of the factors, which it overwrites.
-    matrix<T> inverse() &&;
+    // A⁻¹, to n × n elements without gaps.
+    void write_inverse(T* to) const;
+    matrix<T> inverse() const;
 };
 
 } // namespace numerical

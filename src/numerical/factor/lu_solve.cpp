@@ -127,14 +127,12 @@ void forward_rows(block_view<const T> l, std::size_t from, T* y)
 } // namespace detail
 
 template <class T>
-void lu_decomposition<T>::solve_rows(std::vector<T>& rhs, std::size_t columns,
-                                     unit_lower_rhs identity) const
+void lu_decomposition<T>::solve_rows(detail::block_view<T> x, unit_lower_rhs identity) const
 {
-    const detail::block_view<const T> lu{factors.data(), order, order};
-    const detail::block_view<T> x{rhs.data(), order, columns};
+    const detail::block_view<const T> lu = factors.view();
     const int path = detail::gemm_path_current();
     if (std::is_same_v<T, double> && identity == unit_lower_rhs::no &&
-        columns <= detail::few_columns && path != detail::portable_path) {
+        x.cols <= detail::few_columns && path != detail::portable_path) {
         detail::substitute_directly(path, lu, block, x);
         return;
     }
@@ -151,7 +149,7 @@ template <class T>
 std::vector<T> lu_decomposition<T>::solve_vector(const std::vector<T>& b) const
 {
     constexpr std::size_t group = std::is_same_v<T, double> ? 8 : 4;
-    const detail::block_view<const T> lu{factors.data(), order, order};
+    const detail::block_view<const T> lu = factors.view();
     std::vector<T> y;
     y.reserve(order);
     for (const std::size_t row : permutation)
@@ -175,48 +173,66 @@ std::vector<T> lu_decomposition<T>::solve_vector(const std::vector<T>& b) const
 template <class T>
 std::vector<T> lu_decomposition<T>::solve_matrix(const std::vector<T>& b, std::size_t columns) const
 {
-    std::vector<T> x = detail::reserved<T>(order * columns);
-    for (const std::size_t row : permutation)
-        x.insert(x.end(), b.data() + row * columns, b.data() + (row + 1) * columns);
-    solve_rows(x, columns, unit_lower_rhs::no);
-    return x;
+    std::vector<T> solution = detail::uninitialized<T>(order * columns);
+    const detail::block_view<T> x{solution.data(), order, columns};
+    const auto solve_permuted = [&](detail::block_view<T> y) {
+        for (std::size_t i = 0; i < order; ++i)
+            std::copy_n(b.data() + permutation[i] * columns, columns, y.row(i));
+        solve_rows(y, unit_lower_rhs::no);
+    };
+    if (columns < detail::triangular_tile || !detail::stride_crowds_cache_sets<T>(columns)) {
+        solve_permuted(x);
+        return solution;
+    }
+    detail::spread_rows<T> work(order, columns);
+    solve_permuted(work.view());
+    detail::copy_block<T>(work.view(), x);
+    return solution;
 }
 
 // U⁻¹·L⁻¹ from the unpermuted identity, so that the forward pass may stop at the diagonal; P is
 // applied from the right to the columns in the end.
 template <class T>
-matrix<T> lu_decomposition<T>::inverse() &&
+void lu_decomposition<T>::write_inverse(T* to) const
 {
-    std::vector<T> x = detail::zeros<T>(order * order);
+    detail::spread_rows<T> work(order, order);
+    work.set_to_zero();
+    const detail::block_view<T> x = work.view();
     for (std::size_t i = 0; i < order; ++i)
-        x[i * order + i] = T(1);
-    solve_rows(x, order, unit_lower_rhs::yes);
+        x(i, i) = T(1);
+    solve_rows(x, unit_lower_rhs::yes);
 
-    std::vector<T> result = std::move(factors);
-    const auto permute_row = [&](std::size_t row) {
-        const T* const from = x.data() + row * order;
-        T* const to = result.data() + row * order;
+    const auto permute_row = [&](std::size_t i) {
         for (std::size_t k = 0; k < order; ++k)
-            to[permutation[k]] = from[k];
+            to[i * order + permutation[k]] = x(i, k);
     };
     detail::parallel_for(order, order, permute_row);
+}
+
+template <class T>
+matrix<T> lu_decomposition<T>::inverse() const
+{
+    std::vector<T> result = detail::uninitialized<T>(order * order);
+    write_inverse(result.data());
     return matrix<T>(order, order, std::move(result));
 }
 
-template void lu_decomposition<double>::solve_rows(std::vector<double>&, std::size_t,
+template void lu_decomposition<double>::solve_rows(detail::block_view<double>,
                                                    unit_lower_rhs) const;
 template std::vector<double>
 lu_decomposition<double>::solve_vector(const std::vector<double>&) const;
 template std::vector<double> lu_decomposition<double>::solve_matrix(const std::vector<double>&,
                                                                     std::size_t) const;
-template matrix<double> lu_decomposition<double>::inverse() &&;
-template void lu_decomposition<std::complex<double>>::solve_rows(std::vector<std::complex<double>>&,
-                                                                 std::size_t, unit_lower_rhs) const;
-template std::vector<std::complex<double>> lu_decomposition<std::complex<double>>::solve_vector(
-    const std::vector<std::complex<double>>&) const;
-template std::vector<std::complex<double>>
-lu_decomposition<std::complex<double>>::solve_matrix(const std::vector<std::complex<double>>&,
-                                                     std::size_t) const;
-template matrix<std::complex<double>> lu_decomposition<std::complex<double>>::inverse() &&;
+template void lu_decomposition<double>::write_inverse(double*) const;
+template matrix<double> lu_decomposition<double>::inverse() const;
+template void lu_decomposition<detail::complex>::solve_rows(detail::block_view<detail::complex>,
+                                                            unit_lower_rhs) const;
+template std::vector<detail::complex>
+lu_decomposition<detail::complex>::solve_vector(const std::vector<detail::complex>&) const;
+template std::vector<detail::complex>
+lu_decomposition<detail::complex>::solve_matrix(const std::vector<detail::complex>&,
+                                                std::size_t) const;
+template void lu_decomposition<detail::complex>::write_inverse(detail::complex*) const;
+template matrix<detail::complex> lu_decomposition<detail::complex>::inverse() const;
 
 } // namespace numerical

@@ -5,6 +5,7 @@
 
 #include "numerical/matrix.hpp"
 #include "numerical/shape_list.hpp"
+#include "numerical/strided/block_view.hpp"
 #include "numerical/strided/dense_passes.hpp"
 
 #include <cstddef>
@@ -28,6 +29,8 @@ struct matrix_stack
     {
         return first + (offsets != nullptr ? offsets[i] : i * step);
     }
+
+    detail::block_view<const T> view_of(std::size_t i) const { return {at(i), rows, cols}; }
 
     matrix<T> copy_of(std::size_t i) const
     {

@@ -31,7 +31,7 @@ void require_square_for_lu(const matrix_stack<T>& a)
 template <class T>
 lu_decomposition<T> regular_lu(const matrix_stack<T>& a, std::size_t i, const char* singular_text)
 {
-    lu_decomposition<T> lu(a.copy_of(i));
+    lu_decomposition<T> lu(a.view_of(i));
     if (lu.singular)
         throw singular_matrix_error(singular_text);
     return lu;
@@ -144,8 +144,8 @@ void stacks::inverse(std::size_t count, const matrix_stack<T>& a, T* inverses)
 {
     require_square_for_lu(a);
     const auto one = [&](std::size_t i) {
-        const matrix<T> inverted = regular_lu(a, i, "inverse: matrix is singular").inverse();
-        std::copy(inverted.data.begin(), inverted.data.end(), inverses + i * a.rows * a.rows);
+        regular_lu(a, i, "inverse: matrix is singular")
+            .write_inverse(inverses + i * a.rows * a.rows);
     };
     const lane_kernels& kernels = detail::lane_kernels_for(T());
     run_systems(system_job(kernels.inverse, kernels, a.rows, a.rows), count, a, a, inverses, one);
@@ -158,7 +158,7 @@ void stacks::determinant(std::size_t count, const matrix_stack<T>& a, T* determi
         determinants[i] = detail::determinant_of_diagonal(sign, diagonal, a.rows, 1);
     };
     const auto one = [&](std::size_t i) {
-        determinants[i] = numerical::determinant(lu_decomposition<T>(a.copy_of(i)));
+        determinants[i] = numerical::determinant(lu_decomposition<T>(a.view_of(i)));
     };
     run_diagonals(count, a, of_diagonal, one);
 }
@@ -174,7 +174,7 @@ void stacks::slogdet(std::size_t count, const matrix_stack<T>& a, T* signs, doub
         keep(i, detail::slogdet_of_diagonal(sign, diagonal, a.rows, 1));
     };
     const auto one = [&](std::size_t i) {
-        keep(i, numerical::slogdet(lu_decomposition<T>(a.copy_of(i))));
+        keep(i, numerical::slogdet(lu_decomposition<T>(a.view_of(i))));
     };
     run_diagonals(count, a, of_diagonal, one);
 }

@@ -63,6 +63,36 @@ bool all_finite(const double* x, std::size_t n)
     return std::all_of(zeros.begin(), zeros.end(), [](double zero) { return zero == 0; });
 }
 
+// Rows without gaps are as one.
+template <class T>
+bool lies_dense(block_view<T> a)
+{
+    return a.stride == a.cols;
+}
+
+template <class T>
+bool all_finite(block_view<const T> a)
+{
+    if (lies_dense(a))
+        return all_finite(as_doubles(a.first), a.rows * a.cols * parts_of<T>);
+    for (std::size_t i = 0; i < a.rows; ++i)
+        if (!all_finite(as_doubles(a.row(i)), a.cols * parts_of<T>))
+            return false;
+    return true;
+}
+
+template <class T>
+void copy_rows(block_view<const T> a, block_view<T> to)
+{
+    const auto copy = [](const T* from, std::size_t count, T* out) {
+        std::copy_n(as_doubles(from), count * parts_of<T>, as_doubles(out));
+    };
+    if (lies_dense(a) && lies_dense(to))
+        return copy(a.first, a.rows * a.cols, to.first);
+    for (std::size_t i = 0; i < a.rows; ++i)
+        copy(a.row(i), a.cols, to.row(i));
+}
+
 [[noreturn]] void throw_non_finite(const char* prefix)
 {
     throw non_finite_error(std::string(prefix) + ": the matrix holds an infinite or NaN entry");
@@ -86,6 +116,29 @@ std::vector<T> copy_on_threads(const T* from, std::size_t count)
     std::vector<T> copy = uninitialized<T>(count);
     copy_on_threads(from, count, copy.data());
     return copy;
+}
+
+template <class T>
+void copy_finite(block_view<const T> a, block_view<T> to, const char* prefix)
+{
+    const std::size_t length = a.cols * parts_of<T>;
+    const bool is_small = a.rows * length <= piece;
+    const std::size_t group = is_small ? a.rows : std::max(piece / length, std::size_t{1});
+    std::atomic<bool> any = false;
+    const auto copy_group = [&](std::size_t g) {
+        const std::size_t first = g * group;
+        const std::size_t last = std::min(first + group, a.rows);
+        const block_view<const T> rows = a.sub(first, last, 0, a.cols);
+        if (!all_finite(rows))
+            any = true;
+        copy_rows(rows, to.sub(first, last, 0, a.cols));
+    };
+    if (is_small)
+        copy_group(0);
+    else
+        parallel_for(ceil_div(a.rows, group), quarters_to_copy * length * group / 4, copy_group);
+    if (any)
+        throw_non_finite(prefix);
 }
 
 template <class T>
@@ -123,6 +176,9 @@ template void copy_on_threads(const std::complex<double>*, std::size_t, std::com
 template std::vector<double> copy_on_threads(const double*, std::size_t);
 template std::vector<std::complex<double>> copy_on_threads(const std::complex<double>*,
                                                            std::size_t);
+template void copy_finite(block_view<const double>, block_view<double>, const char*);
+template void copy_finite(block_view<const std::complex<double>>, block_view<std::complex<double>>,
+                          const char*);
 template bool any_part_above_on_threads(const double*, std::size_t, double);
 template bool any_part_above_on_threads(const std::complex<double>*, std::size_t, double);
 template void require_finite(const double*, std::size_t, const char*);

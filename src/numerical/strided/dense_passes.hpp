@@ -4,6 +4,7 @@
 // of its pages.
 
 #include "numerical/matrix.hpp"
+#include "numerical/strided/block_view.hpp"
 
 #include <cstddef>
 #include <vector>
@@ -18,6 +19,11 @@ void copy_on_threads(const T* from, std::size_t count, T* to);
 // The copy as a vector.
 template <class T>
 std::vector<T> copy_on_threads(const T* from, std::size_t count);
+
+// A copy of A, of whose entries none may be infinite or NaN; the error is that of require_finite.
+// Rows are checked while they come into cache.
+template <class T>
+void copy_finite(block_view<const T> a, block_view<T> to, const char* prefix);
 
 // Whether a real or imaginary part is above the limit in magnitude.
 template <class T>

@@ -99,12 +99,12 @@ std::vector<T> substituted(const lu_decomposition<T>& lu, const std::vector<T>& 
     for (size_t i = 0; i < n; ++i) {
         y[i] = b[lu.permutation[i]];
         for (size_t k = 0; k < i; ++k)
-            y[i] -= lu.factors[i * n + k] * y[k];
+            y[i] -= lu.factors.view()(i, k) * y[k];
     }
     for (size_t i = n; i-- > 0;) {
         for (size_t k = i + 1; k < n; ++k)
-            y[i] -= lu.factors[i * n + k] * y[k];
-        y[i] /= lu.factors[i * n + i];
+            y[i] -= lu.factors.view()(i, k) * y[k];
+        y[i] /= lu.factors.view()(i, i);
     }
     return y;
 }
@@ -118,18 +118,38 @@ TYPED_TEST(lu_solve, of_one_vector_subtracts_in_ascending_order)
     }
 }
 
+// Right-hand sides whose rows would crowd the sets of a cache are solved for in rows farther apart:
+// each column is the same with one more beside it, where they are not.
+TYPED_TEST(lu_solve, of_columns_that_crowd_the_cache_is_the_same)
+{
+    constexpr size_t crowding = 2048 / sizeof(TypeParam);
+    for (const int path : test::available_paths())
+        for (const size_t n : {5, 70, int(crowding)}) {
+            const test::path_limit limit(path);
+            const lu_decomposition<TypeParam> lu(test::random_matrix<TypeParam>(n, n, 3));
+            const auto b = test::random_matrix<TypeParam>(n, crowding + 1, 4);
+            const numerical::detail::block_view<const TypeParam> all{b.data.data(), n, b.cols};
+            const auto fewer = test::elements_of(all.sub(0, n, 0, crowding));
+            const auto x = lu.solve_matrix(b.data, crowding + 1);
+            const numerical::detail::block_view<const TypeParam> found{x.data(), n, b.cols};
+            EXPECT_TRUE(lu.solve_matrix(fewer, crowding) ==
+                        test::elements_of(found.sub(0, n, 0, crowding)))
+                << n << " path " << path;
+        }
+}
+
 // Substitution with several right sides, an element at a time: L's products in ascending order,
 // then U's by blocks from the right, ascending in each; all fused on a vector path.
 std::vector<double> substituted_by_blocks(const lu_decomposition<double>& lu,
                                           const std::vector<double>& b, size_t columns, bool fused)
 {
     const size_t n = lu.order;
-    const double* const f = lu.factors.data();
+    const numerical::detail::block_view<const double> f = lu.factors.view();
     std::vector<double> x(n * columns);
     const auto subtract = [&](size_t i, size_t k, size_t c) {
         double& sum = x[i * columns + c];
         const double term = x[k * columns + c];
-        sum = fused ? std::fma(-f[i * n + k], term, sum) : sum - f[i * n + k] * term;
+        sum = fused ? std::fma(-f(i, k), term, sum) : sum - f(i, k) * term;
     };
     for (size_t c = 0; c < columns; ++c) {
         for (size_t i = 0; i < n; ++i) {
@@ -144,7 +164,7 @@ std::vector<double> substituted_by_blocks(const lu_decomposition<double>& lu,
                 if (from <= i + 1)
                     break;
             }
-            x[i * columns + c] /= f[i * n + i];
+            x[i * columns + c] /= f(i, i);
         }
     }
     return x;

@@ -27,12 +27,12 @@ TYPED_TEST_SUITE(lu_on_64_cores, element_types);
 template <class T>
 std::vector<std::vector<T>> everything_of(const matrix<T>& a)
 {
-    lu_decomposition<T> lu{matrix<T>(a)};
-    std::vector<std::vector<T>> results{lu.factors};
+    const lu_decomposition<T> lu(a);
+    std::vector<std::vector<T>> results{test::elements_of(lu.factors.view())};
     for (const std::size_t columns : {70, 209})
         results.push_back(lu.solve_matrix(test::random_vector<T>(a.rows * columns, 2), columns));
-    results.push_back(numerical::detail::upper_inverse(lu.factors, a.rows));
-    results.push_back(std::move(lu).inverse().data);
+    results.push_back(numerical::detail::upper_inverse(results.front(), a.rows));
+    results.push_back(lu.inverse().data);
     return results;
 }
 

@@ -95,7 +95,7 @@ TYPED_TEST(small_stack_suite, holds_lu_and_what_is_solved_with_it)
             lu.solve_matrix(b, 64);
             lu.solve_vector(std::vector<T>(b.begin(), b.begin() + static_cast<std::ptrdiff_t>(n)));
             numerical::slogdet(lu);
-            std::move(lu).inverse();
+            lu.inverse();
         });
     }
 }

@@ -2,6 +2,7 @@
 
 #include "numerical/errors.hpp"
 
+#include "matrices.hpp"
 #include "paths.hpp"
 #include "thrown.hpp"
 
@@ -80,6 +81,47 @@ TEST(require_finite, looks_at_every_piece_of_a_large_matrix)
         a.data[at] = nan;
         EXPECT_THROW(require_finite(a, "X"), numerical::non_finite_error) << at;
         a.data[at] = 0;
+    }
+}
+
+// One piece, several, and rows longer than a piece; with and without gaps between them.
+TEST(copy_finite, copies_what_it_checks)
+{
+    using numerical::detail::block_view;
+    for (const auto& [rows, cols] : {std::pair{0, 0}, {1, 3}, {90, 91}, {130, 301}, {3, 9000}})
+        for (const std::size_t gap : {0, 5}) {
+            const std::size_t stride = std::size_t(cols) + gap;
+            std::vector<double> x(std::size_t(rows) * stride);
+            std::iota(x.begin(), x.end(), 1.0);
+            block_view<double> a{x.data(), std::size_t(rows), std::size_t(cols), stride};
+            std::vector<double> y(x.size(), -1);
+            const block_view<double> to{y.data(), a.rows, a.cols, stride};
+            numerical::detail::copy_finite<double>(a, to, "X");
+            EXPECT_TRUE(test::elements_of(a) == test::elements_of(to)) << rows << ' ' << cols;
+            for (std::size_t i = 0; i < a.rows; ++i)
+                for (std::size_t j = a.cols; j < stride; ++j) {
+                    EXPECT_EQ(y[i * stride + j], -1);
+                    x[i * stride + j] = nan; // between the rows: not read
+                }
+            numerical::detail::copy_finite<double>(a, to, "X");
+        }
+}
+
+TEST(copy_finite, refuses_infinities_and_nan_in_any_piece)
+{
+    constexpr std::size_t rows = 90;
+    constexpr std::size_t cols = 200;
+    std::vector<std::complex<double>> x(rows * cols);
+    std::vector<std::complex<double>> y(rows * cols);
+    for (const std::size_t at : {std::size_t{0}, rows * cols / 2, rows * cols - 1}) {
+        x[at] = {0, at % 2 == 0 ? nan : std::numeric_limits<double>::infinity()};
+        EXPECT_EQ(text_thrown_by<numerical::non_finite_error>([&] {
+                      numerical::detail::copy_finite<std::complex<double>>(
+                          {x.data(), rows, cols}, {y.data(), rows, cols}, "X");
+                  }),
+                  "X: the matrix holds an infinite or NaN entry")
+            << at;
+        x[at] = 0;
     }
 }
 

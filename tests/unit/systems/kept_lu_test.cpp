@@ -36,10 +36,7 @@ struct factors_of
     {
     }
 
-    numerical::kept_lu<T> kept() const
-    {
-        return {{lu.factors.data(), lu.order, lu.order, lu.order}, exchanges.data()};
-    }
+    numerical::kept_lu<T> kept() const { return {lu.factors.view(), exchanges.data()}; }
 };
 
 template <class T>
