@@ -44,6 +44,7 @@ bool amx_probed();
 
 // linear_systems.cpp
 any_tensor solve(const any_tensor& a, const any_tensor& b);
+any_tensor solve_fastest(const any_tensor& a, const any_tensor& b); // the package's
 any_tensor inverse(const any_tensor& a);
 PyObject* module_determinant(PyObject* self, PyObject* args);
 PyObject* module_slogdet(PyObject* self, PyObject* args);

@@ -3,6 +3,7 @@
 #include "numerical/errors.hpp"
 #include "numerical/factor/determinant.hpp"
 #include "numerical/factor/lu.hpp"
+#include "numerical/systems/vector_system.hpp"
 
 #include <complex>
 #include <stdexcept>
@@ -17,7 +18,11 @@ detail::block_view<const T> matrix_of(const tensor<T>& a)
     return {a.data.data(), a.shape[0], a.shape[1]};
 }
 
-template <class T>
+// How a single right-hand side is substituted: the products of a sum one by one, ascending, or as
+// vectors do it fastest.
+enum class vector_order { ascending, fastest };
+
+template <vector_order of, class T>
 std::vector<T> solution(const lu_decomposition<T>& lu, const tensor<T>& b)
 {
     const bool one_vector = b.shape.size() == 1;
@@ -28,10 +33,12 @@ std::vector<T> solution(const lu_decomposition<T>& lu, const tensor<T>& b)
     if (lu.singular)
         throw singular_matrix_error("solve: matrix is singular");
     const std::vector<T> sides = detail::copy_of(b.data.data(), b.data.size());
-    return one_vector ? lu.solve_vector(sides) : lu.solve_matrix(sides, b.shape[1]);
+    if (!one_vector)
+        return lu.solve_matrix(sides, b.shape[1]);
+    return of == vector_order::ascending ? lu.solve_vector(sides) : solve_vector(lu, sides);
 }
 
-template <class T>
+template <vector_order of, class T>
 any_tensor solve_of_type(const tensor<T>& a, const any_tensor& any_b)
 {
     const tensor<T>* const b = std::get_if<tensor<T>>(&any_b);
@@ -39,7 +46,15 @@ any_tensor solve_of_type(const tensor<T>& a, const any_tensor& any_b)
         throw std::runtime_error("solve operands must share one dtype");
     const gil_release released(a.data.size() >= gil_release_threshold);
     const lu_decomposition<T> lu(matrix_of(a));
-    return tensor<T>(b->shape, solution(lu, *b));
+    return tensor<T>(b->shape, solution<of>(lu, *b));
+}
+
+template <vector_order of>
+any_tensor solve_in_order(const any_tensor& a, const any_tensor& b)
+{
+    if (shape_of(a).size() != 2 || (shape_of(b).size() != 1 && shape_of(b).size() != 2))
+        throw std::runtime_error("solve(a, b) needs a rank-2 a and a rank-1 or rank-2 b");
+    return std::visit([&](const auto& of_type) { return solve_of_type<of>(of_type, b); }, a);
 }
 
 template <class T>
@@ -88,9 +103,12 @@ PyObject* pair(const std::complex<double>& sign, double log)
 
 any_tensor solve(const any_tensor& a, const any_tensor& b)
 {
-    if (shape_of(a).size() != 2 || (shape_of(b).size() != 1 && shape_of(b).size() != 2))
-        throw std::runtime_error("solve(a, b) needs a rank-2 a and a rank-1 or rank-2 b");
-    return std::visit([&](const auto& of_type) { return solve_of_type(of_type, b); }, a);
+    return solve_in_order<vector_order::ascending>(a, b);
+}
+
+any_tensor solve_fastest(const any_tensor& a, const any_tensor& b)
+{
+    return solve_in_order<vector_order::fastest>(a, b);
 }
 
 any_tensor inverse(const any_tensor& a)

@@ -5,6 +5,7 @@
 #include "numerical/stacks/lane_groups.hpp"
 #include "numerical/stacks/stacks.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/systems/vector_system.hpp"
 
 #include <algorithm>
 #include <complex>
@@ -117,7 +118,7 @@ void stacks::solve_vectors(std::size_t count, const matrix_stack<T>& a, const ma
     require_right_sides(a, b, "solve: right-hand side size differs from the matrix");
     const auto one = [&](std::size_t i) {
         const auto lu = regular_lu(a, i, "solve: matrix is singular");
-        const std::vector<T> solution = lu.solve_vector(detail::copy_of(b.at(i), b.rows));
+        const std::vector<T> solution = solve_vector(lu, detail::copy_of(b.at(i), b.rows));
         std::copy(solution.begin(), solution.end(), x + i * a.rows);
     };
     const lane_kernels& kernels = detail::lane_kernels_for(T());

@@ -1,4 +1,5 @@
 #include "numerical/errors.hpp"
+#include "numerical/systems/vector_system.hpp"
 
 #include "stack_cases.hpp"
 #include "thrown.hpp"
@@ -38,7 +39,7 @@ operation<T> solution_of_vectors()
             },
             [](const auto& a, const auto& b) {
                 return results{
-                    bits_of(regular_lu<T>(a, "solve: matrix is singular").solve_vector(b.data))};
+                    bits_of(solve_vector(regular_lu<T>(a, "solve: matrix is singular"), b.data))};
             },
             [](auto, auto) { return 1; }};
 }

@@ -1,0 +1,32 @@
+#include "numerical/systems/vector_system.hpp"
+
+#include "numerical/scalar.hpp"
+#include "numerical/stacks/lane_groups.hpp"
+#include "numerical/systems/triangle.hpp"
+
+namespace numerical {
+
+template <class T>
+std::vector<T> solve_vector(const lu_decomposition<T>& lu, const std::vector<T>& b)
+{
+    static_assert(greatest_order_by_elements<T> >= detail::greatest_lane_order<T>);
+    if (lu.order <= greatest_order_by_elements<T>)
+        return lu.solve_vector(b);
+    std::vector<T> solution;
+    solution.reserve(lu.order);
+    for (const std::size_t row : lu.permutation)
+        solution.push_back(b[row]);
+    const detail::block_view<const T> factors = lu.factors.view();
+    const detail::block_view<T> x{solution.data(), lu.order, 1};
+    solve_triangle<T>({factors, triangle_half::lower, triangle_diagonal::ones}, matrix_form::plain,
+                      x);
+    solve_triangle<T>({factors, triangle_half::upper}, matrix_form::plain, x);
+    return solution;
+}
+
+template std::vector<double> solve_vector(const lu_decomposition<double>&,
+                                          const std::vector<double>&);
+template std::vector<detail::complex> solve_vector(const lu_decomposition<detail::complex>&,
+                                                   const std::vector<detail::complex>&);
+
+} // namespace numerical
