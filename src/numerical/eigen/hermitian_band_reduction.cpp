@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <optional>
+#include <type_traits>
 #include <utility>
 
 namespace numerical::detail {
@@ -54,13 +56,13 @@ void for_row_tiles(std::size_t rows, std::size_t work_per_row, const F& body)
     parallel_for(ceil_div(rows, tile), tile * work_per_row, run_tile);
 }
 
-// Of so many products, on the scale of parallel_for. The panels between the loops take longer than
-// a worker polls, so that a loop has to repay its waking too: 400 microseconds on one thread do.
+// Of so many products, on the scale of parallel_for: a thread does 20 to 40 real ones in a
+// nanosecond. The pool stays awake from loop to loop, as no more than a panel lies between them.
 template <class T>
 std::size_t work_of_products(std::size_t count)
 {
-    constexpr std::size_t real_products = std::is_same_v<T, double> ? 1 : 4;
-    return real_products * count / 64;
+    constexpr std::size_t products_per_unit = std::is_same_v<T, double> ? 8 : 2;
+    return count / products_per_unit;
 }
 
 // The strips of a triangle in groups of about the same area: group g is rows
@@ -80,7 +82,7 @@ struct strip_groups
 // The sizes alone decide how many groups there are, as sums are taken group by group.
 strip_groups groups_of(std::size_t order, std::size_t columns)
 {
-    constexpr std::size_t products_of_group = std::size_t{1} << 22; // some 200 microseconds
+    constexpr std::size_t products_of_group = std::size_t{1} << 20; // some 25 microseconds
     constexpr std::size_t most = 4; // each has a part of the sum to be added
     return {order, std::clamp<std::size_t>(order * order * columns / products_of_group, 1, most)};
 }
@@ -165,42 +167,69 @@ dense_block<T> update_factor(block_view<const T> a, const reflector_block<T>& q)
     return w;
 }
 
-// A -= W·Vᴴ + V·Wᴴ on and below the diagonal, by strips of rows that end at their own diagonal,
-// each written by its own index.
+// The factors of A -= W·Vᴴ + V·Wᴴ as one product, [ -W  -V ]·[ Vᴴ ; Wᴴ ].
 template <class T>
-void update_lower(block_view<T> a, block_view<const T> v, block_view<const T> w)
+class rank_two_update
+{
+public:
+    rank_two_update(block_view<const T> v, block_view<const T> w)
+        : left_store(uninitialized<T>(2 * v.rows * v.cols)),
+          right_store(uninitialized<T>(2 * v.rows * v.cols)),
+          left{left_store.data(), v.rows, 2 * v.cols}, right{right_store.data(), 2 * v.cols, v.rows}
+    {
+        const std::size_t count = v.cols;
+        const auto fill_rows = [&](std::size_t from, std::size_t to) {
+            for (std::size_t i = from; i < to; ++i)
+                for (std::size_t j = 0; j < count; ++j) {
+                    left(i, j) = negated(w(i, j));
+                    left(i, count + j) = negated(v(i, j));
+                    right(j, i) = conjugate(v(i, j));
+                    right(count + j, i) = conjugate(w(i, j));
+                }
+        };
+        for_row_tiles(v.rows, 4 * count, fill_rows);
+    }
+
+    // To rows [from, to) of the columns [first, last) of A.
+    void apply(block_view<T> a, std::size_t from, std::size_t to, std::size_t first,
+               std::size_t last) const
+    {
+        add_product<T>(left.sub(from, to, 0, left.cols), right.sub(0, right.rows, first, last),
+                       a.sub(from, to, first, last));
+    }
+
+private:
+    std::vector<T> left_store;
+    std::vector<T> right_store;
+    block_view<T> left;
+    block_view<T> right;
+};
+
+// The update on and below the diagonal. The `leading` columns are first, so that beside() may use
+// them while the others follow by strips of rows that end at their own diagonal, the longest first:
+// each written by its own index.
+template <class T, class F>
+void update_lower(block_view<T> a, block_view<const T> v, block_view<const T> w,
+                  std::size_t leading, const F& beside)
 {
     const std::size_t n = a.rows;
-    const std::size_t count = v.cols;
-    std::vector<T> left_store = uninitialized<T>(n * 2 * count);
-    std::vector<T> right_store = uninitialized<T>(n * 2 * count);
-    const block_view<T> left{left_store.data(), n, 2 * count, 2 * count};
-    const block_view<T> right{right_store.data(), 2 * count, n, n};
-    const auto fill_rows = [&](std::size_t from, std::size_t to) {
-        for (std::size_t i = from; i < to; ++i)
-            for (std::size_t j = 0; j < count; ++j) {
-                left(i, j) = negated(w(i, j));
-                left(i, count + j) = negated(v(i, j));
-                right(j, i) = conjugate(v(i, j));
-                right(count + j, i) = conjugate(w(i, j));
-            }
-    };
-    for_row_tiles(n, 4 * count, fill_rows);
-
+    const rank_two_update<T> update(v, w);
+    update.apply(a, 0, n, 0, leading);
     const std::size_t strips = ceil_div(n, band_strip_rows);
     const auto update_strip = [&](std::size_t s) {
-        const std::size_t from = s * band_strip_rows;
+        const std::size_t from = (strips - 1 - s) * band_strip_rows;
         const std::size_t to = std::min(from + band_strip_rows, n);
-        add_product<T>(left.sub(from, to, 0, 2 * count), right.sub(0, 2 * count, 0, to),
-                       a.sub(from, to, 0, to));
+        if (to > leading)
+            update.apply(a, from, to, leading, to);
     };
-    parallel_for(strips, work_of_products<T>(band_strip_rows * n * count), update_strip);
+    parallel_for_beside(strips, work_of_products<T>(band_strip_rows * n * v.cols), update_strip,
+                        beside);
 }
 
-// Columns [from, to) become upper triangular below row `to`, and what lies right of them follows.
-// Returns the reflections of the rows from `to` on.
+// Columns [from, to) become upper triangular below row `to`. Returns the reflections of the rows
+// from `to` on.
 template <class T>
-reflector_block<T> reduce_columns(block_view<T> a, std::size_t from, std::size_t to)
+reflector_block<T> factor_columns(block_view<T> a, std::size_t from, std::size_t to)
 {
     const std::size_t width = to - from;
     const std::size_t length = a.rows - to;
@@ -216,10 +245,6 @@ reflector_block<T> reduce_columns(block_view<T> a, std::size_t from, std::size_t
     for (std::size_t i = 0; i < count; ++i)
         for (std::size_t j = 0; j < width; ++j)
             panel(i, j) = j < i ? T(0) : columns[i * width + j];
-
-    const block_view<T> trailing = a.sub(to, a.rows, to, a.rows);
-    const dense_block<T> w = update_factor<T>(trailing, q);
-    update_lower<T>(trailing, {q.vectors.data(), length, count}, w.view);
     q.offset = to;
     return q;
 }
@@ -231,8 +256,22 @@ hermitian_band<T> reduce_panels(std::vector<T> a, std::size_t n, std::size_t wid
 {
     hermitian_band<T> band(n, width);
     const block_view<T> all{a.data(), n, n};
-    for (std::size_t from = 0; from + width < n; from += width)
-        keep(reduce_columns(all, from, from + width));
+    std::optional<reflector_block<T>> q;
+    if (width < n)
+        q = factor_columns(all, 0, width);
+    for (std::size_t to = width; q; to += width) {
+        const block_view<T> trailing = all.sub(to, n, to, n);
+        const dense_block<T> w = update_factor<T>(trailing, *q);
+        std::optional<reflector_block<T>> next;
+        const auto factor_next = [&] {
+            if (to + width < n)
+                next = factor_columns(all, to, to + width);
+        };
+        update_lower<T>(trailing, {q->vectors.data(), q->rows, q->count}, w.view,
+                        std::min(width, n - to), factor_next);
+        keep(std::move(*q));
+        q = std::move(next);
+    }
     for (std::size_t i = 0; i < n; ++i) {
         const std::size_t first = i - std::min(i, width);
         std::copy_n(&all(i, first), i + 1 - first, &band(i, first));

@@ -11,6 +11,7 @@
 #include <complex>
 #include <cstdio>
 #include <gtest/gtest.h>
+#include <utility>
 
 namespace {
 
@@ -91,6 +92,26 @@ TYPED_TEST(hermitian_bands, give_the_values_beyond_the_crossovers)
         const auto a = test::with_spectrum<TypeParam>(expected, 12);
         std::sort(expected.begin(), expected.end());
         EXPECT_LT(test::value_ratio(numerical::eigenvalues(a), expected), accepted) << n;
+    }
+}
+
+// The orders are those from which the product with the panel is cut into more groups, and one below
+// each.
+TYPED_TEST(hermitian_bands, bits_do_not_depend_on_the_number_of_threads)
+{
+    for (const std::size_t n : {362, 363, 443, 444, 511, 512}) {
+        const auto a = test::random_hermitian<TypeParam>(n, 4);
+        const auto narrowed_on = [&](std::size_t threads) {
+            const test::thread_limit limit(threads);
+            hermitian_band<TypeParam> band = reduce_to_hermitian_band(a.data, n, 16);
+            std::vector<double> d(n);
+            std::vector<double> e(n);
+            narrow_hermitian_band(band, d, e);
+            return std::pair(d, e);
+        };
+        const auto one = narrowed_on(1);
+        for (const std::size_t threads : test::thread_counts)
+            EXPECT_EQ(one, narrowed_on(threads)) << n << ", " << threads << " threads";
     }
 }
 
