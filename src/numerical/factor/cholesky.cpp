@@ -6,12 +6,14 @@
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/spread_rows.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/dense_passes.hpp"
 #include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
 #include <utility>
 
 namespace numerical {
@@ -44,20 +46,45 @@ void require_square(std::size_t rows, std::size_t cols)
         throw dimension_error("Cholesky decomposition requires a square matrix");
 }
 
-// The lower triangle with zeros above it. A group of rows is checked while it comes into cache.
-template <class T>
-std::vector<T> finite_lower_triangle(const T* a, std::size_t order)
+// `to` := the lower triangle with zeros above it. A group of rows passes check(first, last) before
+// it is copied.
+template <class T, class F>
+void copy_lower_triangle(block_view<const T> a, block_view<T> to, const F& check)
 {
-    std::vector<T> lower = uninitialized<T>(order * order);
-    for_each_group(order, order, [&](std::size_t first, std::size_t last) {
-        require_finite(a + first * order, (last - first) * order, operation_name);
+    for_each_group(a.rows, a.cols, [&](std::size_t first, std::size_t last) {
+        check(first, last);
         for (std::size_t i = first; i < last; ++i) {
-            T* const row = lower.data() + i * order;
-            std::memcpy(static_cast<void*>(row), a + i * order, (i + 1) * sizeof(T));
-            set_zero(row + i + 1, order - i - 1);
+            std::memcpy(static_cast<void*>(to.row(i)), a.row(i), (i + 1) * sizeof(T));
+            set_zero(to.row(i) + i + 1, to.cols - i - 1);
         }
     });
-    return lower;
+}
+
+// The same for the lower triangle of the given matrix, of which no entry may be infinite or NaN.
+template <class T>
+void copy_finite_lower_triangle(block_view<const T> a, block_view<T> to)
+{
+    copy_lower_triangle(a, to, [&](std::size_t first, std::size_t last) {
+        require_finite(a.row(first), (last - first) * a.cols, operation_name);
+    });
+}
+
+// Whether to factor in rows that spread over cache sets, and copy L in the end. Complex factors of
+// such orders don't repay the copy.
+template <class T>
+bool factors_apart(std::size_t order)
+{
+    return std::is_same_v<T, double> && working_stride<T>(order) != order;
+}
+
+// L in such rows.
+template <class T>
+spread_rows<T> spread_factor(block_view<const T> a, std::size_t block)
+{
+    spread_rows<T> work(a.rows, a.cols);
+    copy_finite_lower_triangle(a, work.view());
+    cholesky_blocks<T>(work.view(), block).factorize();
+    return work;
 }
 
 // Clears the elements above the diagonal, as far as the end of each diagonal block. Updates write
@@ -136,7 +163,16 @@ cholesky_decomposition<T>::cholesky_decomposition(const T* a, std::size_t rows, 
     : order(rows), block(detail::block_width(order))
 {
     detail::require_square(rows, cols);
-    factors = detail::finite_lower_triangle(a, order);
+    const detail::block_view<const T> given{a, order, order};
+    if (detail::factors_apart<T>(order)) {
+        const detail::spread_rows<T> found = detail::spread_factor(given, block);
+        factors = detail::uninitialized<T>(order * order);
+        detail::copy_lower_triangle<T>(found.view(), {factors.data(), order, order},
+                                       [](std::size_t, std::size_t) {});
+        return;
+    }
+    factors = detail::uninitialized<T>(order * order);
+    detail::copy_finite_lower_triangle<T>(given, {factors.data(), order, order});
     factorize();
     detail::clear_upper<T>({factors.data(), order, order}, block);
 }

@@ -2,12 +2,14 @@
 
 #include "numerical/counts.hpp"
 #include "numerical/errors.hpp"
+#include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/spread_rows.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/dense_passes.hpp"
 #include "numerical/systems/moduli.hpp"
@@ -391,7 +393,20 @@ indefinite_decomposition<T>::indefinite_decomposition(detail::block_view<const T
         detail::require_finite(a.row(i), i + 1, "LDL decomposition");
     std::iota(permutation.begin(), permutation.end(), std::size_t{0});
     lower = detail::uninitialized<T>(order * order);
-    detail::rook_factorization<T> factorization({lower.data(), order, order}, kind, *this);
+    const detail::block_view<T> dense{lower.data(), order, order};
+    if (detail::working_stride<T>(order) == order) {
+        factorize(a, dense);
+    } else {
+        detail::spread_rows<T> work(order, order);
+        factorize(a, work.view());
+        detail::copy_block<T>(work.view(), dense);
+    }
+}
+
+template <class T>
+void indefinite_decomposition<T>::factorize(detail::block_view<const T> a, detail::block_view<T> l)
+{
+    detail::rook_factorization<T> factorization(l, kind, *this);
     factorization.take_lower(a);
     factorization.factorize();
 }

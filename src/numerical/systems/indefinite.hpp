@@ -33,6 +33,10 @@ struct indefinite_decomposition
     // infinite or NaN entry of the lower triangle. A singular matrix has factors too: D then has a
     // zero.
     indefinite_decomposition(detail::block_view<const T> a, symmetry of_kind);
+
+private:
+    // Writes L, and sets the other members.
+    void factorize(detail::block_view<const T> a, detail::block_view<T> l);
 };
 
 } // namespace numerical

@@ -286,7 +286,7 @@ TYPED_TEST(cholesky, refuses_a_matrix_that_is_not_square_before_it_looks_for_nan
 
 TYPED_TEST(cholesky, of_a_matrix_that_stays_has_the_bits_of_one_that_is_taken)
 {
-    for (const std::size_t n : {0u, 1u, 7u, 8u, 9u, 128u, 129u, 257u, 321u}) {
+    for (const std::size_t n : {0u, 1u, 7u, 8u, 9u, 128u, 129u, 256u, 257u, 321u}) {
         const auto a = definite_matrix<TypeParam>(n, 3);
         const auto before = a.data;
         const cholesky_decomposition<TypeParam> factored(a.data.data(), n, n);

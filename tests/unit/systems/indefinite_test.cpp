@@ -119,13 +119,13 @@ std::vector<symmetry> kinds_of(complex)
     return {symmetry::hermitian, symmetry::symmetric};
 }
 
-// Orders around the panel's width, and twice that.
+// Orders around the panel's width and twice that, and two whose rows are spread over cache sets.
 TYPED_TEST(indefinite, gives_back_random_matrices)
 {
     for (const int path : test::available_paths())
         for (const symmetry kind : kinds_of(TypeParam()))
-            for (const std::size_t n :
-                 {0UL, 1UL, 2UL, 3UL, 10UL, 31UL, 32UL, 33UL, 34UL, 65UL, 130UL, 200UL}) {
+            for (const std::size_t n : {0UL, 1UL, 2UL, 3UL, 10UL, 31UL, 32UL, 33UL, 34UL, 65UL,
+                                        128UL, 130UL, 200UL, 256UL}) {
                 const test::path_limit limit(path);
                 expect_factors(kind, test::random_matrix<TypeParam>(n, n, 1), "random");
             }
