@@ -111,12 +111,16 @@ TEST(symv, symmetric_rows_give_the_lower_parts_and_the_columns)
         }
 }
 
-// Eight rows have the bits of two groups of four, the sums of each added after it.
+// Eight rows have the bits of two groups of four, the sums of each added after it. The longest are
+// those before and after rows begin to be prefetched.
 TEST(symv, eight_symmetric_rows_have_the_bits_of_two_passes)
 {
     if (test::available_paths().back() != avx512_path)
         GTEST_SKIP() << "needs the AVX-512 path";
-    for (std::size_t n = 0; n <= most + 2; n += 8) {
+    std::vector<std::size_t> lengths{392, 400, 408};
+    for (std::size_t n = 0; n <= most + 2; n += 8)
+        lengths.push_back(n);
+    for (const std::size_t n : lengths) {
         const std::size_t stride = n + 11;
         guarded rows(std::vector<double>(8 * stride, quiet_nan), quiet_nan);
         const auto values = test::random_vector<double>(8 * stride, 34);

@@ -38,10 +38,11 @@ double symmetric_row_pass(const double* row, const double* x, double alpha, doub
 // The rows of a triangle are read once: this far ahead they are prefetched.
 constexpr std::size_t doubles_ahead = 32;
 
-inline void prefetch_four_rows(const double* first, std::size_t stride)
+template <std::size_t rows>
+void prefetch_rows(const double* first, std::size_t stride)
 {
-#pragma GCC unroll 4
-    for (std::size_t r = 0; r < 4; ++r)
+#pragma GCC unroll 8
+    for (std::size_t r = 0; r < rows; ++r)
         __builtin_prefetch(first + r * stride + doubles_ahead);
 }
 
@@ -85,7 +86,7 @@ std::array<double, 4> symmetric_rows_pass(const double* rows, std::size_t stride
             sums[c][r] = zero;
     std::size_t j = 0;
     for (; j + chains * width <= n; j += chains * width) {
-        prefetch_four_rows(rows + j, stride);
+        prefetch_rows<4>(rows + j, stride);
 #pragma GCC unroll 2
         for (std::size_t c = 0; c < chains; ++c) {
             const std::size_t at = j + c * width;
@@ -138,8 +139,8 @@ inline void finish_eight_rows(const double* block, std::size_t stride, const dou
 }
 
 // Vectors of eight doubles. Two groups of four rows have their own gain, added to y one after the
-// other, and each row its own sum. The rows need no prefetch: eight are streams enough.
-template <class Lanes>
+// other, and each row its own sum.
+template <class Lanes, bool prefetched>
 void symmetric_eight_rows_pass(const double* rows, std::size_t stride, const double* x, double* y,
                                std::size_t n)
 {
@@ -154,6 +155,8 @@ void symmetric_eight_rows_pass(const double* rows, std::size_t stride, const dou
         sums[r] = Lanes::zero();
     }
     for (std::size_t j = 0; j < n; j += width) {
+        if constexpr (prefetched)
+            prefetch_rows<8>(rows + j, stride);
         vector entries[8];
 #pragma GCC unroll 8
         for (std::size_t r = 0; r < 8; ++r)
@@ -268,7 +271,7 @@ std::array<std::complex<double>, 4> hermitian_rows_pass(const double* rows, std:
         sums[r].clear();
     std::size_t j = 0;
     for (; j + Lanes::width <= doubles; j += Lanes::width) {
-        prefetch_four_rows(rows + j, 2 * stride);
+        prefetch_rows<4>(rows + j, 2 * stride);
         pass_four_hermitian_rows(rows + j, 2 * stride, x + j, x + doubles, y + j, sums,
                                  whole_vector<Lanes>());
     }
