@@ -5,14 +5,23 @@
 
 namespace numerical::detail {
 
-void avx2_reflect_strip(double* rows, const double* reflectors, std::size_t count)
+// As many vectors of each of three rows as 16 registers hold; complex sums need more registers.
+void avx2_reflect_strip(double* rows, const double* reflectors, std::size_t count,
+                        std::size_t doubles)
 {
-    reflect_real_strip<lanes>(rows, reflectors, count);
+    constexpr std::size_t vectors = 4;
+    static_assert(strip_doubles % (vectors * lanes::width) == 0);
+    for (std::size_t j = 0; j < doubles; j += vectors * lanes::width)
+        real_columns<lanes, vectors>(rows + j, reflectors, count);
 }
 
-void avx2_reflect_complex_strip(double* rows, const double* reflectors, std::size_t count)
+void avx2_reflect_complex_strip(double* rows, const double* reflectors, std::size_t count,
+                                std::size_t doubles)
 {
-    reflect_complex_strip<lanes>(rows, reflectors, count);
+    constexpr std::size_t vectors = 3;
+    static_assert(strip_doubles % (vectors * lanes::width) == 0);
+    for (std::size_t j = 0; j < doubles; j += vectors * lanes::width)
+        complex_columns<lanes, vectors>(rows + j, reflectors, count);
 }
 
 } // namespace numerical::detail

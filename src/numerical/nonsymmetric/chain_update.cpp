@@ -18,11 +18,11 @@ std::vector<T> strip_of(std::size_t rows)
 }
 
 template <class T>
-void reflect_two(T* rows, const strip_reflector<T>& h)
+void reflect_two(T* rows, const strip_reflector<T>& h, std::size_t columns)
 {
     constexpr std::size_t width = strip_columns<T>;
     const T w1 = conjugate(h.w1);
-    for (std::size_t j = 0; j < width; ++j) {
+    for (std::size_t j = 0; j < columns; ++j) {
         const T t = rows[j] + finite_product(w1, rows[width + j]);
         rows[j] -= h.tau * t;
         rows[width + j] -= finite_product(h.tau_w1, t);
@@ -30,28 +30,29 @@ void reflect_two(T* rows, const strip_reflector<T>& h)
 }
 
 template <class T>
-void reflect(int path, T* rows, const std::vector<bulge_pass<T>>& passes)
+void reflect(int path, T* rows, std::size_t columns, const std::vector<bulge_pass<T>>& passes)
 {
+    constexpr std::size_t doubles = sizeof(T) / sizeof(double);
     for (const bulge_pass<T>& pass : passes) {
         if (pass.reflectors.empty())
             continue;
         T* const first = rows + pass.first * strip_columns<T>;
         const std::size_t threes = pass.reflectors.size() - (pass.ends_with_two ? 1 : 0);
         if (threes != 0)
-            reflect_strip_on(path, first, pass.reflectors.data(), threes);
+            reflect_strip_on(path, first, pass.reflectors.data(), threes, columns * doubles);
         if (pass.ends_with_two)
-            reflect_two(first + threes * strip_columns<T>, pass.reflectors.back());
+            reflect_two(first + threes * strip_columns<T>, pass.reflectors.back(), columns);
     }
 }
 
-// Prefetches the cache lines with which the rows of the next strip begin: they are too far apart
-// for the hardware prefetcher.
+// Prefetches the rows of the next strip, which are too short for the hardware prefetcher, into L2:
+// the copy of a strip fills L1.
 template <class T>
 void prefetch_rows(block_view<T> c)
 {
     for (std::size_t i = 0; i < c.rows; ++i)
         for (std::size_t j = 0; j < c.cols; j += line_elements<T>)
-            __builtin_prefetch(c.row(i) + j, 1);
+            __builtin_prefetch(c.row(i) + j, 1, 2);
 }
 
 // Up to strip_columns columns of a block of rows.
@@ -60,13 +61,14 @@ void update_rows(int path, block_view<T> c, const std::vector<bulge_pass<T>>& pa
 {
     constexpr std::size_t width = strip_columns<T>;
     std::vector<T> copy = strip_of<T>(c.rows);
-    if (c.cols < width)
-        set_zero(copy.data(), c.rows * width);
-    for (std::size_t i = 0; i < c.rows; ++i)
-        std::copy_n(c.row(i), c.cols, copy.data() + i * width);
+    for (std::size_t i = 0; i < c.rows; ++i) {
+        T* const row = copy.data() + i * width;
+        std::copy_n(c.row(i), c.cols, row);
+        set_zero(row + c.cols, width - c.cols);
+    }
     prefetch_rows<T>(
         {.first = c.first + c.cols, .rows = c.rows, .cols = c.cols, .stride = c.stride});
-    reflect(path, copy.data(), passes);
+    reflect(path, copy.data(), c.cols, passes);
     for (std::size_t i = 0; i < c.rows; ++i)
         std::copy_n(copy.data() + i * width, c.cols, c.row(i));
 }
@@ -82,7 +84,7 @@ void update_columns(int path, block_view<T> c, const std::vector<bulge_pass<T>>&
         set_zero(copy.data(), c.cols * width);
     transpose_into<T>({.first = copy.data(), .rows = c.cols, .cols = c.rows, .stride = width}, c);
     prefetch_rows<T>({.first = c.row(c.rows), .rows = c.rows, .cols = c.cols, .stride = c.stride});
-    reflect(path, copy.data(), conjugates);
+    reflect(path, copy.data(), c.rows, conjugates);
     transpose_into<T>(c, {.first = copy.data(), .rows = c.cols, .cols = c.rows, .stride = width});
 }
 

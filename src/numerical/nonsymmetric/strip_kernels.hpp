@@ -11,9 +11,10 @@
 
 namespace numerical::detail {
 
-// The columns of a strip. A row is three AVX-512 vectors, whose independent chains of sums hide the
-// latency, and three such rows fit into the registers.
-constexpr std::size_t strip_doubles = 24;
+// The columns of a strip. The rows that a bulge crosses in a window stay in L1, and a row is six
+// AVX-512 vectors: each reflector waits for three sums that follow one another, which the sums of
+// so many vectors hide, and three such rows fit into the registers.
+constexpr std::size_t strip_doubles = 48;
 template <class T>
 constexpr std::size_t strip_columns = strip_doubles * sizeof(double) / sizeof(T);
 
@@ -30,18 +31,25 @@ struct strip_reflector
 
 // Applies reflector i of `count` to rows i, i + 1 and i + 2 of the strip, which is contiguous: t =
 // r0 + conj(w1)·r1 + conj(w2)·r2, then r0 - tau·t, r1 - tau_w1·t and r2 - tau_w2·t; fused except in
-// the portable form.
+// the portable form. Of each row the first `doubles` are wanted; the others may be left as they
+// are.
 template <class T>
-void reflect_strip(T* rows, const strip_reflector<T>* reflectors, std::size_t count);
-void avx2_reflect_strip(double* rows, const double* reflectors, std::size_t count);
-void avx512_reflect_strip(double* rows, const double* reflectors, std::size_t count);
-void avx2_reflect_complex_strip(double* rows, const double* reflectors, std::size_t count);
-void avx512_reflect_complex_strip(double* rows, const double* reflectors, std::size_t count);
+void reflect_strip(T* rows, const strip_reflector<T>* reflectors, std::size_t count,
+                   std::size_t doubles);
+void avx2_reflect_strip(double* rows, const double* reflectors, std::size_t count,
+                        std::size_t doubles);
+void avx512_reflect_strip(double* rows, const double* reflectors, std::size_t count,
+                          std::size_t doubles);
+void avx2_reflect_complex_strip(double* rows, const double* reflectors, std::size_t count,
+                                std::size_t doubles);
+void avx512_reflect_complex_strip(double* rows, const double* reflectors, std::size_t count,
+                                  std::size_t doubles);
 
 // The form of a path.
 void reflect_strip_on(int path, double* rows, const strip_reflector<double>* reflectors,
-                      std::size_t count);
+                      std::size_t count, std::size_t doubles);
 void reflect_strip_on(int path, std::complex<double>* rows,
-                      const strip_reflector<std::complex<double>>* reflectors, std::size_t count);
+                      const strip_reflector<std::complex<double>>* reflectors, std::size_t count,
+                      std::size_t doubles);
 
 } // namespace numerical::detail

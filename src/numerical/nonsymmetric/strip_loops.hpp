@@ -10,42 +10,52 @@
 namespace numerical::detail {
 namespace {
 
-// Three vectors of a row.
-template <class Lanes>
-struct three_vectors
+// Vectors of a row that lie side by side.
+template <class Lanes, std::size_t vectors>
+struct row_part
 {
-    typename Lanes::vector a;
-    typename Lanes::vector b;
-    typename Lanes::vector c;
+    typename Lanes::vector of[vectors];
 
-    static three_vectors load(const double* x)
+    static row_part load(const double* x)
     {
-        return {Lanes::load(x), Lanes::load(x + Lanes::width), Lanes::load(x + 2 * Lanes::width)};
+        row_part part;
+#pragma GCC unroll 8
+        for (std::size_t v = 0; v < vectors; ++v)
+            part.of[v] = Lanes::load(x + v * Lanes::width);
+        return part;
     }
 
     void store(double* x) const
     {
-        Lanes::store(x, a);
-        Lanes::store(x + Lanes::width, b);
-        Lanes::store(x + 2 * Lanes::width, c);
+#pragma GCC unroll 8
+        for (std::size_t v = 0; v < vectors; ++v)
+            Lanes::store(x + v * Lanes::width, of[v]);
     }
 
     // this - f·x, fused.
-    three_vectors less(typename Lanes::vector f, const three_vectors& x) const
+    row_part less(typename Lanes::vector f, const row_part& x) const
     {
-        return {Lanes::less(a, f, x.a), Lanes::less(b, f, x.b), Lanes::less(c, f, x.c)};
+        row_part part;
+#pragma GCC unroll 8
+        for (std::size_t v = 0; v < vectors; ++v)
+            part.of[v] = Lanes::less(of[v], f, x.of[v]);
+        return part;
     }
 
-    three_vectors swapped() const
+    row_part swapped() const
     {
-        return {Lanes::swapped(a), Lanes::swapped(b), Lanes::swapped(c)};
+        row_part part;
+#pragma GCC unroll 8
+        for (std::size_t v = 0; v < vectors; ++v)
+            part.of[v] = Lanes::swapped(of[v]);
+        return part;
     }
 };
 
-template <class Lanes>
+template <class Lanes, std::size_t vectors>
 void real_columns(double* x, const double* h, std::size_t count)
 {
-    using row = three_vectors<Lanes>;
+    using row = row_part<Lanes, vectors>;
     row r0 = row::load(x);
     row r1 = row::load(x + strip_doubles);
     for (std::size_t i = 0; i < count; ++i, h += 5, x += strip_doubles) {
@@ -62,10 +72,10 @@ void real_columns(double* x, const double* h, std::size_t count)
 
 // With x' the parts of x exchanged, conj(w)·x = Re w·x + (Im w, -Im w)∘x' and
 // w·t = Re w·t + (-Im w, Im w)∘t'.
-template <class Lanes>
+template <class Lanes, std::size_t vectors>
 void complex_columns(double* x, const double* h, std::size_t count)
 {
-    using row = three_vectors<Lanes>;
+    using row = row_part<Lanes, vectors>;
     row r0 = row::load(x);
     row r1 = row::load(x + strip_doubles);
     for (std::size_t i = 0; i < count; ++i, h += 9, x += strip_doubles) {
@@ -81,20 +91,6 @@ void complex_columns(double* x, const double* h, std::size_t count)
     }
     r0.store(x);
     r1.store(x + strip_doubles);
-}
-
-template <class Lanes>
-void reflect_real_strip(double* rows, const double* reflectors, std::size_t count)
-{
-    for (std::size_t j = 0; j < strip_doubles; j += 3 * Lanes::width)
-        real_columns<Lanes>(rows + j, reflectors, count);
-}
-
-template <class Lanes>
-void reflect_complex_strip(double* rows, const double* reflectors, std::size_t count)
-{
-    for (std::size_t j = 0; j < strip_doubles; j += 3 * Lanes::width)
-        complex_columns<Lanes>(rows + j, reflectors, count);
 }
 
 } // namespace
