@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
 
 namespace numerical::detail {
 namespace {
@@ -26,6 +27,10 @@ constexpr std::size_t piece_rows = 512;
 constexpr std::size_t tile_stride = 72;
 constexpr std::size_t greatest_block = 64;
 constexpr std::size_t band_rows = 16; // of a diagonal block's update
+
+// Up to this order two threads take longer than one.
+template <class T>
+constexpr std::size_t greatest_serial_cholesky = std::is_same_v<T, double> ? 320 : 256;
 
 // The blocks whose products are subtracted together from the columns right of them, so that C is
 // loaded and stored once for all: where it doesn't stay in cache. Several threads take one, and
@@ -79,6 +84,7 @@ T* cholesky_blocks<T>::adjoint_at(std::size_t row, std::size_t column)
 template <class T>
 void cholesky_blocks<T>::factorize()
 {
+    const loops_on_caller scope(order <= greatest_serial_cholesky<T>);
     std::size_t first = 0;
     std::size_t last = std::min(block, order);
     factor_diagonal_block(first, last);

@@ -2,6 +2,7 @@
 
 #include "numerical/errors.hpp"
 #include "numerical/factor/lu_factorization.hpp"
+#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/strided/dense_passes.hpp"
 
 #include <algorithm>
@@ -15,6 +16,9 @@ namespace {
 constexpr std::size_t narrow_block = 32;
 constexpr std::size_t wide_block = 64;
 constexpr std::size_t greatest_narrow_order = 256;
+
+// Up to this order two threads take longer than one.
+constexpr std::size_t greatest_serial_lu = 320;
 
 template <class T>
 spread_rows<T> finite_copy(block_view<const T> a)
@@ -38,6 +42,7 @@ std::size_t lu_block_width(std::size_t rows, std::size_t cols)
 template <class T>
 lu_pivots factorize_lu(detail::block_view<T> a)
 {
+    const detail::loops_on_caller scope(std::max(a.rows, a.cols) <= detail::greatest_serial_lu);
     detail::lu_factorization<T> factorization(a, lu_block_width(a.rows, a.cols));
     factorization.factorize();
     return {factorization.row_exchanges(), factorization.singular()};

@@ -3,6 +3,7 @@
 #include "numerical/runtime/topology.hpp"
 
 #include <algorithm>
+#include <utility>
 
 namespace numerical::detail {
 namespace {
@@ -16,6 +17,9 @@ constexpr std::size_t chunks_per_worker_beside = 8;
 
 // The work of one thread in a round: some 30 milliseconds.
 constexpr std::size_t round_work = std::size_t{1} << 26;
+
+// Whether the thread is in a scope of loops_on_caller.
+constinit thread_local bool stays_on_caller = false;
 
 // The indices from `first` on of another loop.
 struct later_indices
@@ -66,9 +70,21 @@ std::atomic<std::size_t>& thread_cap()
 
 std::size_t allowed_threads()
 {
+    if (stays_on_caller)
+        return 1;
     const std::size_t hardware = hardware_threads();
     const std::size_t cap = thread_cap();
     return cap != 0 && cap < hardware ? cap : hardware;
+}
+
+loops_on_caller::loops_on_caller(bool wanted)
+    : outer(std::exchange(stays_on_caller, stays_on_caller || wanted))
+{
+}
+
+loops_on_caller::~loops_on_caller()
+{
+    stays_on_caller = outer;
 }
 
 std::optional<loop_split> split_loop(std::size_t count, std::size_t work_per_index)

@@ -22,8 +22,24 @@ namespace numerical::detail {
 // The user's limit on the threads of a loop; 0 means none. Each loop reads it.
 std::atomic<std::size_t>& thread_cap();
 
-// The threads that a loop may use now: hardware_threads(), or the cap if that is lower.
+// The threads that a loop may use now: hardware_threads(), or the cap if that is lower; one in a
+// scope of loops_on_caller.
 std::size_t allowed_threads();
+
+// While it lives, the loops of the calling thread stay on it. For whole computations whose loops
+// are so short that to start them, and to move their data between cores, costs more than another
+// thread saves.
+class loops_on_caller
+{
+public:
+    explicit loops_on_caller(bool wanted);
+    loops_on_caller(const loops_on_caller&) = delete;
+    loops_on_caller& operator=(const loops_on_caller&) = delete;
+    ~loops_on_caller();
+
+private:
+    bool outer;
+};
 
 // How to cut the loop for the pool; nothing if it should run serially. A call beside the loop
 // occupies the calling thread, so that even a single index is worth the start of a helper.

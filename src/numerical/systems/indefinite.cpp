@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <type_traits>
 #include <utility>
 
 namespace numerical {
@@ -28,6 +29,11 @@ constexpr std::size_t tile_columns = 64; // of a strip of the trailing matrix
 constexpr std::size_t tile_stride = 72;  // rows 512 bytes apart would share cache sets
 constexpr std::size_t strip_rows = 512;  // of a piece of a strip, about
 constexpr std::size_t group_rows = 64;   // transposed together
+
+// Up to this order two threads take longer than one: the pivot search, on one of them, would fetch
+// its columns from the other's cache.
+template <class T>
+constexpr std::size_t greatest_serial_ldl = std::is_same_v<T, double> ? 512 : 256;
 
 // (1 + √17)/8, for which the bound on the growth of a block of order 2 equals that of two blocks of
 // order 1 (Bunch and Kaufman 1977).
@@ -406,6 +412,7 @@ indefinite_decomposition<T>::indefinite_decomposition(detail::block_view<const T
 template <class T>
 void indefinite_decomposition<T>::factorize(detail::block_view<const T> a, detail::block_view<T> l)
 {
+    const detail::loops_on_caller scope(order <= detail::greatest_serial_ldl<T>);
     detail::rook_factorization<T> factorization(l, kind, *this);
     factorization.take_lower(a);
     factorization.factorize();

@@ -114,6 +114,33 @@ TEST(split_loop, takes_an_overflowing_product_for_the_largest_work)
     EXPECT_EQ(split->helpers + 1, numerical::detail::allowed_threads());
 }
 
+TEST(loops_on_caller, keeps_them_there_to_the_end_of_the_outer_scope)
+{
+    using numerical::detail::loops_on_caller;
+    const std::size_t threads = numerical::detail::allowed_threads();
+    const auto ids = [] {
+        std::vector<std::thread::id> of_index(64);
+        parallel_for(64, heavy, [&](std::size_t i) { of_index[i] = std::this_thread::get_id(); });
+        return std::set<std::thread::id>(of_index.begin(), of_index.end());
+    };
+    {
+        const loops_on_caller outer(true);
+        EXPECT_EQ(numerical::detail::allowed_threads(), 1U);
+        EXPECT_FALSE(split_loop(64, heavy));
+        EXPECT_FALSE(split_loop_beside(64, heavy));
+        EXPECT_EQ(ids(), std::set<std::thread::id>{std::this_thread::get_id()});
+        {
+            const loops_on_caller inner(false);
+            EXPECT_EQ(numerical::detail::allowed_threads(), 1U);
+        }
+        EXPECT_EQ(numerical::detail::allowed_threads(), 1U);
+        std::thread([&] { EXPECT_EQ(numerical::detail::allowed_threads(), threads); }).join();
+    }
+    EXPECT_EQ(numerical::detail::allowed_threads(), threads);
+    const loops_on_caller unwanted(false);
+    EXPECT_EQ(numerical::detail::allowed_threads(), threads);
+}
+
 TEST(allowed_threads, is_the_cap_only_where_that_is_lower)
 {
     const std::size_t hardware = numerical::detail::hardware_threads();
