@@ -33,15 +33,15 @@ template <class T>
 constexpr std::size_t greatest_serial_cholesky = std::is_same_v<T, double> ? 320 : 256;
 
 // The blocks whose products are subtracted together from the columns right of them, so that C is
-// loaded and stored once for all: where it doesn't stay in cache. Several threads take one, and
-// factor the next diagonal block beside its update; so it is where
-// the depth of products isn't free.
+// loaded and stored once for all: where it doesn't stay in cache. Many threads take one, so that
+// each update is large enough for them; so it is where the depth of products isn't free.
 template <class T>
 std::size_t blocks_in_group(std::size_t order)
 {
     constexpr std::size_t together = 4;
     constexpr std::size_t least_order = 1536;
-    const bool deep = depth_is_free<T> && allowed_threads() == 1 && order >= least_order;
+    constexpr std::size_t most_threads = 4;
+    const bool deep = depth_is_free<T> && allowed_threads() <= most_threads && order >= least_order;
     return deep ? together : 1;
 }
 
