@@ -1,5 +1,6 @@
 #include "numerical/eigen/selected.hpp"
 
+#include "numerical/eigen/bisection.hpp"
 #include "numerical/eigen/eigen.hpp"
 #include "numerical/eigen/eigenvalues.hpp"
 #include "numerical/eigen/hermitian_two_stage.hpp"
@@ -52,29 +53,46 @@ eigenpairs<T> all_eigenpairs(matrix<T> a)
     return {std::move(whole.values), std::move(whole.vectors)};
 }
 
-// A tridiagonal matrix and, from its values, the choice of those wanted.
+// A tridiagonal matrix and, from its values, the choice of those selected.
 struct chosen_problem
 {
     const std::vector<double>& d;
     const std::vector<double>& e;
+    const eigen_selection& selection;
     const detail::column_choice& choice;
 };
+
+// Where they are known to be few, or else all have to be known.
+struct few_values
+{
+    index_range range;
+    std::vector<double> values;
+};
+
+few_values values_of(const chosen_problem& problem)
+{
+    const std::size_t n = problem.d.size();
+    if (!problem.selection.is_interval()) {
+        const index_range places = problem.selection.places_of(n);
+        return {places, detail::bisected_values(problem.d, problem.e, places)};
+    }
+    std::vector<double> values = problem.d;
+    std::vector<double> subdiagonal = problem.e;
+    detail::root_free_ql(values, subdiagonal, detail::ql_steps_per_value * n);
+    const index_range range = problem.choice(values);
+    return {range, part(values, range)};
+}
 
 // By inverse iteration, if it does. The reduction is that of the matrix, in one stage or in two.
 template <class T, class Reduction>
 std::optional<eigenpairs<T>> few_eigenpairs(const chosen_problem& problem,
                                             const Reduction& reduction)
 {
-    const auto& [d, e, choice] = problem;
-    const std::size_t n = d.size();
-    std::vector<double> values = d;
-    std::vector<double> subdiagonal = e;
-    detail::root_free_ql(values, subdiagonal, detail::ql_steps_per_value * n);
-    const index_range range = choice(values);
+    const std::size_t n = problem.d.size();
+    auto [range, values] = values_of(problem);
     if (range.count() > detail::most_iterated_vectors(n))
         return {};
-    values = part(values, range);
-    auto rows = detail::iterated_vectors(d, e, values);
+    auto rows = detail::iterated_vectors(problem.d, problem.e, values);
     if (!rows)
         return {};
     return eigenpairs<T>{
@@ -120,7 +138,7 @@ eigenpairs<T> pairs_of_scaled(std::vector<T> a, std::size_t n, const eigen_selec
 {
     std::vector<double> d(n);
     std::vector<double> e(n);
-    const chosen_problem problem{d, e, choice};
+    const chosen_problem problem{d, e, selection, choice};
     if (selection.most(n) <= detail::most_two_stage_vectors<T>(n)) {
         const auto reduction =
             detail::reduce_in_two_stages(std::move(a), n, detail::hermitian_band_width(n), d, e);
@@ -171,12 +189,17 @@ index_range eigen_selection::among(const std::vector<double>& values) const
     if (is_whole(values.size()))
         return {0, values.size()};
     if (places)
-        return {std::min(range.first, values.size()), std::min(range.last, values.size())};
+        return places_of(values.size());
     const auto place_after = [&](double bound) {
         return std::size_t(std::upper_bound(values.begin(), values.end(), bound) - values.begin());
     };
     const std::size_t first = place_after(above);
     return {first, std::max(first, place_after(upto))};
+}
+
+index_range eigen_selection::places_of(std::size_t n) const
+{
+    return {std::min(range.first, n), std::min(range.last, n)};
 }
 
 bool eigen_selection::is_whole(std::size_t n) const

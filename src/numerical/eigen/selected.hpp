@@ -3,9 +3,10 @@
 // Some of the eigenvalues of a Hermitian matrix, by their places or by an interval, and only their
 // eigenvectors. Many come from the reduction and the divide and conquer of the whole problem, and
 // have its values; what is spared are the last merge's products and the way back for all other
-// vectors. Few come from inverse iteration, and those of a large real matrix from a reduction in
-// two stages. Where the iteration doesn't pass its tests there is divide and conquer, so that the
-// vectors are as orthogonal as those of the whole problem, clusters or not.
+// vectors. Few come from inverse iteration, with values from bisection if their places are given,
+// and those of a large real matrix from a reduction in two stages. Where the iteration doesn't pass
+// its tests there is divide and conquer, so that the vectors are as orthogonal as those of the
+// whole problem, clusters or not.
 
 #include "numerical/eigen/merge_columns.hpp"
 #include "numerical/eigen/pencil.hpp"
@@ -28,6 +29,9 @@ public:
 
     // Of ascending values. A range of places is cut to those that there are.
     detail::index_range among(const std::vector<double>& values) const;
+
+    // The same of a range of places, which need no values.
+    detail::index_range places_of(std::size_t n) const;
 
     bool is_whole(std::size_t n) const;
 

@@ -4,6 +4,7 @@
 #include "numerical/errors.hpp"
 #include "paths.hpp"
 #include "thrown.hpp"
+#include "tridiagonal_families.hpp"
 #include "value_oracles.hpp"
 
 #include <cmath>
@@ -14,45 +15,11 @@ namespace {
 using numerical::detail::root_free_ql;
 using numbers = std::vector<double>;
 
-struct tridiagonal
-{
-    std::string name;
-    numbers d;
-    numbers e; // as many as d, the last of no meaning
-};
-
-std::vector<tridiagonal> families(std::size_t n)
-{
-    std::vector<tridiagonal> all{
-        {"random", test::random_vector<double>(n, 1), test::random_vector<double>(n, 2)},
-        {"second difference", numbers(n, 1.0), numbers(n, -0.5)},
-        {"zero diagonal", numbers(n, 0.0), test::random_vector<double>(n, 3)},
-        {"diagonal", test::random_vector<double>(n, 4), numbers(n, 0.0)},
-        {"zero", numbers(n, 0.0), numbers(n, 0.0)},
-        {"falling", numbers(n), numbers(n)},
-        {"rising", numbers(n), numbers(n)},
-        {"Wilkinson", numbers(n), numbers(n, 0.1)},
-        {"glued", numbers(n), numbers(n)},
-        {"apart", test::random_vector<double>(n, 5), test::random_vector<double>(n, 6)},
-    };
-    for (std::size_t i = 0; i < n; ++i) {
-        all[5].d[i] = all[6].d[n - 1 - i] = std::pow(10.0, -12.0 * double(i) / double(n));
-        all[5].e[i] = all[5].d[i] / 2;
-        all[6].e[i] = all[6].d[i] / 2;
-        all[7].d[i] = std::abs(double(i) - double(n) / 2) / double(n);
-        all[8].d[i] = std::abs(double(i % 21) - 10) / 10;
-        all[8].e[i] = i % 21 == 20 ? 1e-9 : 0.1;
-        if (i % 7 == 3)
-            all[9].e[i] = 0;
-    }
-    return all;
-}
-
 TEST(root_free_ql, agrees_with_bisection)
 {
     double largest = 0;
     for (const std::size_t n : {1, 2, 3, 4, 5, 8, 21, 24, 25, 26, 27, 64, 150, 400})
-        for (const auto& [name, d, e] : families(n)) {
+        for (const auto& [name, d, e] : test::tridiagonal_families(n)) {
             numbers values = d;
             numbers couplings = e;
             root_free_ql(values, couplings, 30 * n);
@@ -80,7 +47,7 @@ TEST(root_free_ql, finds_the_known_values_of_a_long_second_difference)
 TEST(root_free_ql, has_the_same_bits_on_all_paths)
 {
     for (const std::size_t n : {30, 200})
-        for (const auto& [name, d, e] : families(n)) {
+        for (const auto& [name, d, e] : test::tridiagonal_families(n)) {
             const auto values_on = [&, &diagonal = d, &couplings = e](int path) {
                 const test::path_limit limit(path);
                 numbers values = diagonal;
@@ -112,7 +79,7 @@ TEST(root_free_ql, reports_the_end_of_its_steps)
 TEST(root_free_ql, takes_few_steps_for_a_value)
 {
     constexpr std::size_t few = 350; // a wave counts for four
-    for (const auto& [name, d, e] : families(100)) {
+    for (const auto& [name, d, e] : test::tridiagonal_families(100)) {
         numbers values = d;
         numbers couplings = e;
         EXPECT_EQ(test::text_thrown_by<numerical::convergence_error>(
