@@ -180,9 +180,13 @@ void hermitian_product(const T* a, std::size_t lda, std::size_t len, const T* x,
         }
         return;
     }
-    // Block b writes partials[b·len ..].
-    parallel_for(blocks, work,
-                 [&](std::size_t b) { multiply_block(b, partials.data() + b * len); });
+    // Block b writes partials[b·len ..]. The longest blocks are first, so that threads which share
+    // them end together.
+    const auto multiply_from_last = [&](std::size_t i) {
+        const std::size_t b = blocks - 1 - i;
+        multiply_block(b, partials.data() + b * len);
+    };
+    parallel_for(blocks, work, multiply_from_last);
     for (std::size_t b = 0; b < blocks; ++b)
         add_block(b, partials.data() + b * len);
 }
