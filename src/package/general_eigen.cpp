@@ -50,9 +50,24 @@ void for_each_eigenproblem(const stack_shape& of, const F& one)
     });
 }
 
+// The vectors keep the storage in which they were computed.
+template <class T>
+PyObject* eig_of_one(const tensor<T>& a)
+{
+    general_eigenpairs pairs = [&] {
+        const boundary::gil_release released(a.data.size() >= boundary::gil_release_threshold);
+        return general_eigen(boundary::matrix_from(a), eigenvector_sides::right);
+    }();
+    const bool real = std::is_same_v<T, double> && is_real(pairs.values);
+    return pair_of(wrapped_numbers({a.shape[0]}, std::move(pairs.values), real),
+                   wrapped_numbers(a.shape, std::move(pairs.right.data), real));
+}
+
 template <class T>
 PyObject* eig_of(const tensor<T>& a, const stack_shape& of)
 {
+    if (of.is_single())
+        return eig_of_one(a);
     const std::size_t n = of.rows;
     std::vector<complex> values(of.count * n);
     std::vector<complex> vectors(of.count * n * n);

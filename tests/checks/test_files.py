@@ -42,7 +42,7 @@ HELD_BY = {
     " numerical/matrix_functions/triangular_exponential",
     "unit/matrix_functions/triangular_sylvester_test": "numerical/nonsymmetric/small_system",
     "unit/nonsymmetric/eigenpairs_test": "numerical/nonsymmetric/nonsymmetric"
-    " numerical/nonsymmetric/triangular_vectors",
+    " numerical/nonsymmetric/triangular_vectors numerical/nonsymmetric/unit_columns",
     "unit/nonsymmetric/kernels_test": "numerical/nonsymmetric/bulge",
     "unit/nonsymmetric/order_test": "numerical/nonsymmetric/block_exchange",
     "unit/nonsymmetric/schur_test": "numerical/nonsymmetric/bulge_chain"

@@ -6,6 +6,7 @@
 #include "numerical/nonsymmetric/reduction_to_schur.hpp"
 #include "numerical/nonsymmetric/standard_block.hpp"
 #include "numerical/nonsymmetric/triangular_vectors.hpp"
+#include "numerical/nonsymmetric/unit_columns.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/dense_passes.hpp"
@@ -176,104 +177,6 @@ void scale_values(std::vector<complex>& values, int exponent)
             value = detail::scaled_by_power(value, exponent);
 }
 
-double squared(double x)
-{
-    return x * x;
-}
-
-double squared(const complex& z)
-{
-    return squared(z.real()) + squared(z.imag());
-}
-
-// The squared length of each column of X, and the row of its largest element. The real and
-// imaginary parts of a vector, in columns k and k + 1, are measured together, and both columns get
-// the same values.
-struct column_measures
-{
-    std::vector<double> squares;
-    std::vector<double> greatest;
-    std::vector<std::size_t> place;
-};
-
-template <class T>
-column_measures measure_columns(const matrix<T>& x, const std::vector<complex>& values)
-{
-    const std::size_t n = x.rows;
-    column_measures m{std::vector<double>(n), std::vector<double>(n), std::vector<std::size_t>(n)};
-    std::vector<double> row(n);
-    for (std::size_t i = 0; i < n; ++i) {
-        for (std::size_t k = 0; k < n; ++k)
-            row[k] = squared(x.data[i * n + k]);
-        if constexpr (std::is_same_v<T, double>)
-            for (std::size_t k = 0; k < n; ++k)
-                if (values[k].imag() > 0) {
-                    row[k] = row[k + 1] = row[k] + row[k + 1];
-                    ++k;
-                }
-        for (std::size_t k = 0; k < n; ++k) {
-            m.squares[k] += row[k];
-            if (row[k] > m.greatest[k]) {
-                m.greatest[k] = row[k];
-                m.place[k] = i;
-            }
-        }
-    }
-    return m;
-}
-
-// Columns of length 1; a complex one gets the phase that makes its largest element real.
-matrix<complex> unit_columns(const matrix<complex>& x, const std::vector<complex>& values)
-{
-    const std::size_t n = x.rows;
-    const column_measures m = measure_columns(x, values);
-    std::vector<complex> factors(n);
-    for (std::size_t k = 0; k < n; ++k)
-        factors[k] = std::conj(x.data[m.place[k] * n + k]) /
-                     (std::sqrt(m.greatest[k]) * std::sqrt(m.squares[k]));
-    matrix<complex> v(n, n, detail::uninitialized<complex>(n * n));
-    for (std::size_t i = 0; i < n; ++i)
-        for (std::size_t k = 0; k < n; ++k)
-            v.data[i * n + k] = detail::finite_product(x.data[i * n + k], factors[k]);
-    for (std::size_t k = 0; k < n; ++k)
-        v.data[m.place[k] * n + k].imag(0);
-    return v;
-}
-
-// The same from real columns, in which pairs hold the parts of complex vectors.
-matrix<complex> unit_columns(const matrix<double>& x, const std::vector<complex>& values)
-{
-    const std::size_t n = x.rows;
-    const column_measures m = measure_columns(x, values);
-    std::vector<complex> factors(n);
-    for (std::size_t k = 0; k < n; ++k) {
-        const double length = std::sqrt(m.squares[k]);
-        factors[k] = 1 / length;
-        if (values[k].imag() > 0) {
-            const double* const largest = x.data.data() + m.place[k] * n + k;
-            factors[k] = complex(largest[0], -largest[1]) / (std::sqrt(m.greatest[k]) * length);
-            ++k;
-        }
-    }
-    matrix<complex> v(n, n, detail::uninitialized<complex>(n * n));
-    for (std::size_t i = 0; i < n; ++i) {
-        const double* const from = x.data.data() + i * n;
-        complex* const to = v.data.data() + i * n;
-        for (std::size_t k = 0; k < n; ++k) {
-            if (values[k].imag() == 0) {
-                to[k] = from[k] * factors[k].real();
-                continue;
-            }
-            to[k] = detail::finite_product(complex(from[k], from[k + 1]), factors[k]);
-            if (i == m.place[k])
-                to[k].imag(0);
-            to[k + 1] = std::conj(to[k]);
-            ++k;
-        }
-    }
-    return v;
-}
-
 template <class T>
 matrix<complex> right_vectors(const detail::balanced_schur<T>& schur,
                               const std::vector<complex>& values)
@@ -282,7 +185,7 @@ matrix<complex> right_vectors(const detail::balanced_schur<T>& schur,
     matrix<T> x(n, n,
                 detail::multiplied_vectors(detail::view_of(schur.t), detail::view_of(schur.q)));
     detail::undo_balance(schur.balanced, detail::eigenvector_side::right, x);
-    return unit_columns(x, values);
+    return detail::unit_columns(x, values);
 }
 
 // Reverses the columns of X. If u + i·v is a vector of a real matrix's transpose for λ, then u -
@@ -322,7 +225,7 @@ matrix<complex> left_vectors(const detail::balanced_schur<T>& schur,
     reverse_columns(x);
     exchange_parts(x, values);
     detail::undo_balance(schur.balanced, detail::eigenvector_side::left, x);
-    return unit_columns(x, values);
+    return detail::unit_columns(x, values);
 }
 
 bool all_real(const std::vector<complex>& values, const double*)

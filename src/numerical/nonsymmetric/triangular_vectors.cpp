@@ -4,6 +4,7 @@
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/nonsymmetric/bulge.hpp"
 #include "numerical/nonsymmetric/deflation_test.hpp"
+#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/storage.hpp"
 
 #include <algorithm>
@@ -315,16 +316,18 @@ std::vector<T> multiplied_vectors(block_view<const T> t, block_view<const T> bas
 {
     const std::size_t n = t.rows;
     std::vector<T> vectors = uninitialized<T>(n * n);
-    for (std::size_t from = 0; from < n;) {
-        std::size_t to = std::min(from + vector_columns, n);
-        if (to < n && t(to, to - 1) != T(0))
-            --to;
+    const auto bounds = bounds_of_vectors(n, [&](std::size_t k) { return t(k, k - 1) != T(0); });
+    const std::size_t blocks = bounds.size() - 1;
+    // The last vectors, which are the longest, first.
+    const auto find_block = [&](std::size_t i) {
+        const std::size_t from = bounds[blocks - 1 - i];
+        const std::size_t to = bounds[blocks - i];
         vector_block<T> block(t, from, to);
         const block_view<const T> x = block.solve();
         gemm_new<T>(n, x.cols, to, basis.first, basis.stride, x.first, x.stride,
                     vectors.data() + from, n);
-        from = to;
-    }
+    };
+    parallel_for(blocks, n * n, find_block);
     return vectors;
 }
 
