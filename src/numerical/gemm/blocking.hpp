@@ -35,8 +35,9 @@ struct blocking<avx512_tile_kernel>
     static constexpr std::size_t nr = 16;
     static constexpr std::size_t kc = 512;
     static constexpr std::size_t nc = 2048;
-    static constexpr std::size_t task_panels = 12; // of A, in a task at most
-    static constexpr std::size_t pack_work = 384;  // of a group of B, for each position
+    static constexpr std::size_t panel_elements = 65536; // of B in L2 beside an A in place
+    static constexpr std::size_t task_panels = 12;       // of A, in a task at most
+    static constexpr std::size_t pack_work = 384;        // of a group of B, for each position
     // Of a row of tiles, for each position, in 16ths: so that a product for two threads takes one
     // of them 100 microseconds. Starting a loop costs 3 to 9, and a worker that sleeps or shares
     // its core with another program more.
@@ -54,6 +55,7 @@ struct blocking<avx2_tile_kernel>
     static constexpr std::size_t nr = 8;
     static constexpr std::size_t kc = 256;
     static constexpr std::size_t nc = 1024;
+    static constexpr std::size_t panel_elements = 24576;
     static constexpr std::size_t task_panels = 12;
     static constexpr std::size_t pack_work = 288;
     static constexpr std::size_t tile_work_16 = 32;
@@ -113,6 +115,7 @@ struct blocking<vector_tile_kernel<double>>
     static constexpr std::size_t nr = gemm_nr<double>;
     static constexpr std::size_t kc = 256;
     static constexpr std::size_t nc = 1536;
+    static constexpr std::size_t panel_elements = 0;
     static constexpr std::size_t task_panels = 16;
     static constexpr std::size_t pack_work = 64;
     static constexpr std::size_t tile_work_16 = 48;
@@ -129,6 +132,7 @@ struct blocking<vector_tile_kernel<std::complex<double>>>
     static constexpr std::size_t nr = gemm_nr<std::complex<double>>;
     static constexpr std::size_t kc = 256;
     static constexpr std::size_t nc = 768;
+    static constexpr std::size_t panel_elements = 0;
     static constexpr std::size_t task_panels = 16;
     static constexpr std::size_t pack_work = 64;
     static constexpr std::size_t tile_work_16 = 24;

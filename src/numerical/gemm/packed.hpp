@@ -38,6 +38,18 @@ bool reads_both_in_place(const product_operands<T>& p)
     return reads_a_in_place<Kernel, T>(p.m, p.n, p.lda) && reads_b_in_place<Kernel>(p.m, true);
 }
 
+// The most positions of a block. Beside an A in place the panels of few columns are deeper: long
+// rows of A are what the processor prefetches best.
+template <class Kernel>
+std::size_t depth_of_block(std::size_t n, bool a_in_place, bool b_in_place)
+{
+    using tile_of = blocking<Kernel>;
+    if (b_in_place)
+        return depth_in_place;
+    const std::size_t deep = a_in_place ? tile_of::panel_elements / round_up(n, tile_of::nr) : 0;
+    return std::max(deep, tile_of::kc);
+}
+
 // For a complex kernel all operands are doubles, B and C of twice the columns: n, the strides and
 // the pointers are theirs, while k counts complex positions.
 template <class Kernel, class T>
@@ -47,7 +59,7 @@ void gemm_packed(const product_operands<T>& p)
     const bool a_in_place = reads_a_in_place<Kernel, T>(p.m, p.n, p.lda);
     const bool by_columns = p.b_order == order_of_b::by_columns;
     const bool b_in_place = !by_columns && reads_b_in_place<Kernel>(p.m, a_in_place);
-    const std::size_t kc = b_in_place ? depth_in_place : tile_of::kc;
+    const std::size_t kc = depth_of_block<Kernel>(p.n, a_in_place, b_in_place);
     const auto multiply_blocks = [&](const auto& pack) {
         for (std::size_t j = 0; j < p.n; j += tile_of::nc)
             for (std::size_t l = 0; l < p.k; l += kc) {

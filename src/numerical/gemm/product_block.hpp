@@ -27,8 +27,11 @@ namespace numerical::detail {
 // few columns leave the tiles half empty.
 constexpr std::size_t serial_products = std::size_t{1} << 17;
 
-// A C of at most this many elements is already in L2, so its tiles aren't prefetched.
+// A C or an A of at most this many elements is already in L2, and isn't prefetched.
 constexpr std::size_t near_elements = std::size_t{1} << 15;
+
+// How far ahead the rows of an A in place are prefetched, if they are several times as long.
+constexpr std::size_t positions_ahead = 64;
 
 inline std::uintptr_t address(const void* element)
 {
@@ -133,10 +136,15 @@ private:
     std::size_t groups() const { return ceil_div(cols, group_cols); }
 
     // Columns of a group of panels, or of several where those are short: together they take the
-    // memory of one at full depth.
+    // memory of one at full depth. Beside an A in place, which each group reads anew, from memory
+    // perhaps, they take as much of L2 as they may.
     std::size_t cols_together() const
     {
-        return group_cols * std::max<std::size_t>(1, tile_of::kc / depth);
+        if (cols <= group_cols)
+            return group_cols;
+        const std::size_t of_groups = group_cols * std::max<std::size_t>(1, tile_of::kc / depth);
+        return a.in_place ? std::max(of_groups, tile_of::panel_elements / depth / nr * nr)
+                          : of_groups;
     }
 
     // C is prefetched by the tile before, or by as many tiles as take 0.2 microseconds: by then its
@@ -415,7 +423,11 @@ tile_operands_of<T> product_block<Kernel, T>::tile_at(std::size_t i, std::size_t
         tile.next_a = address(next_a) + prefetched;
         tile.next_b = address(next_b) + prefetched;
         tile.next_c = address(next_c + i * ldc + j);
-    } else if (rows * cols > near_elements) {
+        return tile;
+    }
+    if (j == group.first && depth >= 4 * positions_ahead && rows * depth > near_elements)
+        tile.ahead_a = positions_ahead * Kernel::parts * sizeof(T);
+    if (rows * cols > near_elements) {
         const std::size_t next_j = j + group.cols_ahead;
         const std::size_t below = (i + tile_rows()) * ldc + group.first;
         tile.next_c = address(next_j < group.last ? c + i * ldc + next_j

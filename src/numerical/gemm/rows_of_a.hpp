@@ -3,9 +3,10 @@
 // Where a tile finds its rows of A. Included by kernel files: no library headers but <cstddef> and
 // <cstdint>.
 // Of complex rows a tile runs over the real parts and then over the imaginary ones. It prefetches
-// the next product's operands if `prefetches_next`, otherwise the row of B that is ahead(ldb)
-// doubles on; b_in_place says whether that may begin within a line, and prefetches_right whether
-// what the tile on its right reads of a position is prefetched into L2.
+// the next product's operands if `prefetches_next`, its own later positions of A if
+// `prefetches_far`, otherwise the row of B that is ahead(ldb) doubles on; b_in_place says whether
+// that may begin within a line, and prefetches_right whether what the tile on its right reads of a
+// position is prefetched into L2.
 
 #include "numerical/gemm/tile_kernels.hpp"
 
@@ -36,6 +37,7 @@ struct packed_rows
     static constexpr bool prefetches_next = false;
     static constexpr bool prefetches_panels = true;
     static constexpr bool prefetches_right = false;
+    static constexpr bool prefetches_far = false;
     static constexpr bool b_in_place = false;
     const double* first;
 
@@ -69,15 +71,21 @@ struct packed_rows_beside_b : packed_rows<mr>
     static constexpr std::size_t ahead(std::size_t /*ldb*/) { return nr; }
 };
 
+template <std::size_t mr, std::size_t step>
+struct far_rows_in_place;
+
 // A where it lies, its positions `step` doubles apart. Every third row has a pointer and the two
 // after it are reached by an index: one pointer per row wouldn't fit in the registers.
-template <std::size_t mr, std::size_t step>
+template <std::size_t mr, std::size_t doubles>
 struct rows_in_place
 {
     static constexpr std::size_t most = mr;
+    static constexpr std::size_t step = doubles;
+    using whole_far = far_rows_in_place<mr, step>; // all rows of a tile, from memory
     static constexpr bool prefetches_next = true;
     static constexpr bool prefetches_panels = false;
     static constexpr bool prefetches_right = false;
+    static constexpr bool prefetches_far = false;
     const double* row0;
     const double* row3;
     const double* row6;
@@ -117,6 +125,17 @@ struct rows_in_place
     static constexpr std::size_t ahead(std::size_t /*ldb*/) { return 0; } // of no use
 
     static constexpr bool conjugated = false;
+};
+
+// The same, of rows that come from memory: each is prefetched by t.ahead_a bytes.
+template <std::size_t mr, std::size_t step>
+struct far_rows_in_place : rows_in_place<mr, step>
+{
+    static constexpr bool prefetches_far = true;
+
+    static far_rows_in_place real_parts(const tile_operands& t) { return {{t.a, t.lda}}; }
+
+    static far_rows_in_place imaginary_parts(const tile_operands& t) { return {{t.a + 1, t.lda}}; }
 };
 
 // The same, and each position that the tile has used is copied into a packed panel.
@@ -173,6 +192,7 @@ struct adjoint_rows
     static constexpr bool prefetches_next = false;
     static constexpr bool prefetches_panels = false;
     static constexpr bool prefetches_right = true;
+    static constexpr bool prefetches_far = false;
     static constexpr bool b_in_place = true;
     static constexpr bool conjugated = true;
     const double* first;

@@ -46,6 +46,7 @@ struct tile_operands_of
     std::uintptr_t next_a = 0;
     std::uintptr_t next_b = 0;
     std::size_t step_b = 0;
+    std::size_t ahead_a = 0; // in place: the bytes by which the prefetch of A is ahead, 0 for none
     into_c into = into_c::add;
     T* panel = nullptr; // where a tile that packs an operand writes its panel
 };

@@ -193,6 +193,35 @@ position_of(const double* b, Columns& columns, std::size_t ahead)
         return {first, columns.load_second(b)};
 }
 
+// The positions that one line of A holds, from p on: at each of them a line of one row or, of
+// complex numbers, of two rows is prefetched `ahead` bytes further on.
+template <std::size_t p, class Rows, class Position>
+[[gnu::always_inline]] inline void add_far_line(const Rows& a, const Position& add_position,
+                                                std::size_t ahead)
+{
+    constexpr std::size_t r = p * Rows::step;
+    if constexpr (r < line_elements<double>) {
+        if constexpr (r < Rows::most)
+            prefetch(reinterpret_cast<std::uintptr_t>(a.template row<r>()) + ahead);
+        if constexpr (Rows::step == 2 && r + 1 < Rows::most)
+            prefetch(reinterpret_cast<std::uintptr_t>(a.template row<r + 1>()) + ahead);
+        add_position();
+        add_far_line<p + 1>(a, add_position, ahead);
+    }
+}
+
+// The positions that fill whole lines of A. Returns the pairs of positions that are left.
+template <class Rows, class Position>
+[[gnu::always_inline]] inline std::size_t add_far_lines(const Rows& a, const Position& add_position,
+                                                        std::size_t ahead, std::size_t pairs)
+{
+    static_assert(Rows::most <= line_elements<double>);
+    constexpr std::size_t pairs_of_line = line_elements<double> / Rows::step / 2;
+    for (; pairs >= pairs_of_line; pairs -= pairs_of_line)
+        add_far_line<0>(a, add_position, ahead);
+    return pairs;
+}
+
 // Two positions per iteration: as fast as one, while four would spill. Where there is something to
 // prefetch, the loop is cut into a part for each row, before which that row of the next tile is
 // prefetched: all at one time they would take every miss buffer and hold up the panels.
@@ -213,6 +242,8 @@ template <std::size_t rows, class Rows, elements kind, class Columns>
     if (t.kc % 2 != 0)
         add_position();
     std::size_t left = t.kc / 2;
+    if constexpr (Rows::prefetches_far)
+        left = add_far_lines(a, add_position, t.ahead_a, left);
     const bool near = t.next_c == reinterpret_cast<std::uintptr_t>(t.c);
     if constexpr (Rows::prefetches_next)
         if (near) {
@@ -321,9 +352,12 @@ template <std::size_t most, class Rows, elements kind, class Columns>
 void run_rows(const tile_operands& t, Columns columns)
 {
     if constexpr (most != 0) {
-        if (t.rows == most)
-            return run_tile<most, Rows, kind>(t, columns);
-        run_rows<most - 1, Rows, kind>(t, columns);
+        if (t.rows != most)
+            return run_rows<most - 1, Rows, kind>(t, columns);
+        if constexpr (requires { typename Rows::whole_far; } && most == Rows::most)
+            if (t.ahead_a != 0)
+                return run_tile<most, typename Rows::whole_far, kind>(t, columns);
+        run_tile<most, Rows, kind>(t, columns);
     }
 }
 

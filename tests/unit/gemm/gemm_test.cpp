@@ -65,6 +65,15 @@ std::vector<product_shape> packed_shapes()
             {450, 200, 9},  {200, 1030, 9},  {193, 512, 20, 0}, {193, 196, 512, 0}};
 }
 
+// A in place beside panels of B: depths at which its rows begin to be prefetched, and of the
+// deepest blocks, real ones and complex ones, one position less and more.
+std::vector<product_shape> tall_shapes()
+{
+    return {{200, 17, 255},  {203, 17, 256},  {201, 17, 257},  {200, 16, 4095},
+            {199, 16, 4097}, {200, 7, 3071},  {196, 16, 1537}, {204, 129, 512},
+            {195, 128, 513}, {193, 192, 260}, {197, 90, 700},  {205, 24, 1025}};
+}
+
 template <class T>
 void expect_stated_bits(const product_shape& shape)
 {
@@ -82,6 +91,12 @@ void expect_stated_bits(const product_shape& shape)
 TYPED_TEST(product, has_the_stated_bits_where_operands_are_packed)
 {
     for (const product_shape& shape : packed_shapes())
+        expect_stated_bits<TypeParam>(shape);
+}
+
+TYPED_TEST(product, has_the_stated_bits_of_a_tall_a_in_place)
+{
+    for (const product_shape& shape : tall_shapes())
         expect_stated_bits<TypeParam>(shape);
 }
 
@@ -163,7 +178,8 @@ TYPED_TEST(product, of_an_empty_size_leaves_c_alone)
 TYPED_TEST(product, has_the_same_bits_at_every_thread_count)
 {
     test::expect_same_bits_of_threads<TypeParam>(
-        {{200, 210, 190}, {500, 33, 300}, {33, 500, 300}, {24, 24, 3000}}, gemm<TypeParam>);
+        {{200, 210, 190}, {500, 33, 300}, {33, 500, 300}, {24, 24, 3000}, {400, 16, 4100}},
+        gemm<TypeParam>);
 }
 
 TYPED_TEST(product, runs_inside_a_parallel_body)
