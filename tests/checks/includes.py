@@ -22,7 +22,7 @@ SYSTEMS = ["numerical/systems", "numerical/vector_math", *FACTOR]
 SVD = ["numerical/svd", *EIGEN]
 NONSYMMETRIC = ["numerical/nonsymmetric", *EIGEN]
 MATRIX_FUNCTIONS = ["numerical/matrix_functions", *NONSYMMETRIC]
-STACKS = ["numerical/stacks", *SVD]
+STACKS = ["numerical/stacks", *SYSTEMS, *SVD]
 EINSUM = ["numerical/einsum", *GEMM]
 ELEMENTWISE = ["numerical/elementwise", *GEMM]
 VECTOR_MATH = ["numerical/vector_math", *GEMM]
@@ -60,7 +60,7 @@ ALLOWED = {
     + EINSUM
     + ELEMENTWISE
     + RANDOM,
-    "module": ["module", "binding"] + NUMERICAL + SVD + EINSUM + ELEMENTWISE,
+    "module": ["module", "binding"] + NUMERICAL + SVD + SYSTEMS + EINSUM + ELEMENTWISE,
 }
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.MULTILINE)

@@ -6,9 +6,9 @@
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
-#include "numerical/spread_rows.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/dense_passes.hpp"
+#include "numerical/strided/spread_rows.hpp"
 #include "numerical/strided/transpose.hpp"
 
 #include <algorithm>

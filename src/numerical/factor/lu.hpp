@@ -9,7 +9,7 @@
 
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/matrix.hpp"
-#include "numerical/spread_rows.hpp"
+#include "numerical/strided/spread_rows.hpp"
 
 #include <complex>
 #include <cstddef>

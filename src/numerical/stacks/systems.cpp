@@ -116,6 +116,7 @@ void stacks::solve_vectors(std::size_t count, const matrix_stack<T>& a, const ma
                            T* x)
 {
     require_right_sides(a, b, "solve: right-hand side size differs from the matrix");
+    static_assert(greatest_order_by_elements<T> >= greatest_lane_order<T>);
     const auto one = [&](std::size_t i) {
         const auto lu = regular_lu(a, i, "solve: matrix is singular");
         const std::vector<T> solution = solve_vector(lu, detail::copy_of(b.at(i), b.rows));

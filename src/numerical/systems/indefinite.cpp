@@ -9,9 +9,9 @@
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
-#include "numerical/spread_rows.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/dense_passes.hpp"
+#include "numerical/strided/spread_rows.hpp"
 #include "numerical/systems/moduli.hpp"
 
 #include <algorithm>

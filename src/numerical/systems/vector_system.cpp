@@ -1,7 +1,6 @@
 #include "numerical/systems/vector_system.hpp"
 
 #include "numerical/scalar.hpp"
-#include "numerical/stacks/lane_groups.hpp"
 #include "numerical/systems/triangle.hpp"
 
 namespace numerical {
@@ -9,7 +8,6 @@ namespace numerical {
 template <class T>
 std::vector<T> solve_vector(const lu_decomposition<T>& lu, const std::vector<T>& b)
 {
-    static_assert(greatest_order_by_elements<T> >= detail::greatest_lane_order<T>);
     if (lu.order <= greatest_order_by_elements<T>)
         return lu.solve_vector(b);
     std::vector<T> solution;
