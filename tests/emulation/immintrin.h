@@ -224,6 +224,15 @@ EMULATED_INLINE __m512d _mm512_max_pd(__m512d a, __m512d b)
     return {a.low > b.low ? a.low : b.low, a.high > b.high ? a.high : b.high};
 }
 
+// By halves, each upper lane the first operand.
+EMULATED_INLINE double _mm512_reduce_max_pd(__m512d v)
+{
+    const emulated_doubles four = v.high > v.low ? v.high : v.low;
+    const double even = four[2] > four[0] ? four[2] : four[0];
+    const double odd = four[3] > four[1] ? four[3] : four[1];
+    return even > odd ? even : odd;
+}
+
 EMULATED_INLINE __m512d _mm512_min_pd(__m512d a, __m512d b)
 {
     return {a.low < b.low ? a.low : b.low, a.high < b.high ? a.high : b.high};

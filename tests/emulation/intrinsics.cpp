@@ -65,6 +65,7 @@ void record_arithmetic(recorder& record, __m512d a, __m512d b, __m512d c)
     record.arithmetic("_mm512_fmsub_pd", _mm512_fmsub_pd(a, b, c));
     record.arithmetic("_mm512_fnmadd_pd", _mm512_fnmadd_pd(a, b, c));
     record.arithmetic("_mm512_reduce_add_pd", _mm512_reduce_add_pd(a));
+    record.arithmetic("_mm512_reduce_max_pd", _mm512_reduce_max_pd(a));
     record.lanes_of("_mm512_abs_pd", _mm512_abs_pd(a));
     record.lanes_of("_mm512_max_pd", _mm512_max_pd(a, b));
     record.lanes_of("_mm512_min_pd", _mm512_min_pd(a, b));

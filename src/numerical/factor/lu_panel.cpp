@@ -1,5 +1,6 @@
 #include "numerical/factor/lu_panel.hpp"
 
+#include "numerical/gemm/kernels/largest.hpp"
 #include "numerical/gemm/kernels/lu_columns.hpp"
 #include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
@@ -56,8 +57,10 @@ double largest_magnitude(const double* x, std::size_t n)
 
 } // namespace
 
-std::size_t first_largest(const double* x, std::size_t n)
+std::size_t first_largest(int path, const double* x, std::size_t n)
 {
+    if (path != portable_path)
+        return path == avx512_path ? avx512_first_largest(x, n) : avx2_first_largest(x, n);
     if (std::isnan(x[0]))
         return 0;
     const double largest = largest_magnitude(x, n);
@@ -68,7 +71,7 @@ std::size_t first_largest(const double* x, std::size_t n)
 }
 
 // The square root in the modulus would cost more than all else of the search.
-std::size_t first_largest(const complex* x, std::size_t n)
+std::size_t first_largest(int, const complex* x, std::size_t n)
 {
     std::size_t best = 0;
     square_bounds bounds(square_of_modulus(x[0]));
@@ -175,7 +178,7 @@ template <class T>
 bool lu_panel<T>::divide_by_pivot(std::size_t k)
 {
     T* const column = columns.row(k);
-    const std::size_t p = k + first_largest(column + k, rows - k);
+    const std::size_t p = k + first_largest(path, column + k, rows - k);
     if (column[p] == T(0))
         return false;
     if (p != k)

@@ -44,7 +44,7 @@ private:
 
 // The position of the first element of greatest modulus among x[0..n), n > 0; 0 if x[0] is NaN;
 // other NaNs are skipped. The modulus is that of `modulus`, not |Re| + |Im|.
-std::size_t first_largest(const double* x, std::size_t n);
-std::size_t first_largest(const std::complex<double>* x, std::size_t n);
+std::size_t first_largest(int path, const double* x, std::size_t n);
+std::size_t first_largest(int path, const std::complex<double>* x, std::size_t n);
 
 } // namespace numerical::detail

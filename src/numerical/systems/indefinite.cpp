@@ -2,6 +2,7 @@
 
 #include "numerical/counts.hpp"
 #include "numerical/errors.hpp"
+#include "numerical/factor/lu_panel.hpp"
 #include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/kernels/scale.hpp"
@@ -45,12 +46,16 @@ struct largest_element
     std::size_t place = 0;
 };
 
-// The first of the largest of the sizes [from ... to).
-largest_element largest_of(const double* sizes, std::size_t from, std::size_t to)
+// The first of the largest of the sizes [from ... to); NaN, from overflow, has none.
+largest_element largest_of(int path, const double* sizes, std::size_t from, std::size_t to)
 {
-    const double size = largest_modulus(sizes + from, to - from);
-    return {size,
-            size == 0 ? from : std::size_t(std::find(sizes + from, sizes + to, size) - sizes)};
+    std::size_t first = from;
+    while (first != to && std::isnan(sizes[first]))
+        ++first;
+    if (first == to)
+        return {0, from};
+    const std::size_t place = first + first_largest(path, sizes + first, to - first);
+    return {sizes[place], place};
 }
 
 // One array holds all: above the diagonal and on it the trailing matrix, by columns, that is row k
@@ -189,15 +194,16 @@ typename rook_factorization<T>::pivot rook_factorization<T>::find_pivot(std::siz
     T* const column = w.row(t);
     load_column(column, k, t, k);
     const double* size = sizes_of(column, k);
-    largest_element below = largest_of(size, k + 1, n);
-    if (size[k] >= pivot_threshold * below.size)
+    largest_element below = largest_of(path, size, k + 1, n);
+    if (!(size[k] < pivot_threshold * below.size)) // NaN too, below which there may be nothing
         return {1, k, k};
     for (std::size_t row = k;;) {
         const std::size_t next = below.place;
         load_column(candidate.data(), k, t, next);
         size = sizes_of(candidate.data(), k);
-        largest_element other = largest_of(size, k, next);
-        if (const largest_element beyond = largest_of(size, next + 1, n); beyond.size > other.size)
+        largest_element other = largest_of(path, size, k, next);
+        if (const largest_element beyond = largest_of(path, size, next + 1, n);
+            beyond.size > other.size)
             other = beyond;
         const bool is_large = size[next] >= pivot_threshold * other.size;
         const bool is_rooks = other.place == row || other.size <= below.size;

@@ -337,9 +337,18 @@ TYPED_TEST(lu_factorization, has_the_same_bits_for_every_number_of_threads)
     }
 }
 
+// On every path, as columns up to its widest step and beyond are searched.
+size_t first_largest(const double* elements, size_t n)
+{
+    const auto paths = test::available_paths();
+    const size_t place = numerical::detail::first_largest(paths.front(), elements, n);
+    for (const int path : paths)
+        EXPECT_EQ(numerical::detail::first_largest(path, elements, n), place) << path;
+    return place;
+}
+
 TEST(first_largest, takes_the_first_of_equals_and_passes_over_nan)
 {
-    using numerical::detail::first_largest;
     std::vector<double> x(40, 1.0);
     EXPECT_EQ(first_largest(x.data(), x.size()), 0u);
     x[37] = x[11] = -2;
@@ -356,6 +365,24 @@ TEST(first_largest, takes_the_first_of_equals_and_passes_over_nan)
     EXPECT_EQ(first_largest(zeros.data(), zeros.size()), 0u);
 }
 
+TEST(first_largest, is_found_at_every_place_of_every_length)
+{
+    for (size_t n = 1; n < 80; ++n) {
+        std::vector<double> x(n + 1, -1.0);
+        x[n] = 9; // not searched
+        for (size_t at = 0; at < n; ++at) {
+            x[at] = at % 2 == 0 ? 2 : -2;
+            EXPECT_EQ(first_largest(x.data(), n), at) << n;
+            if (at != 0) {
+                x[0] = nan;
+                EXPECT_EQ(first_largest(x.data(), n), 0u);
+                x[0] = -1;
+            }
+            x[at] = -1;
+        }
+    }
+}
+
 // The rule word for word: a strictly greater modulus takes over.
 size_t first_largest_by_modulus(const std::vector<std::complex<double>>& x)
 {
@@ -366,9 +393,13 @@ size_t first_largest_by_modulus(const std::vector<std::complex<double>>& x)
     return best;
 }
 
+size_t first_largest(const std::complex<double>* elements, size_t n)
+{
+    return numerical::detail::first_largest(numerical::detail::portable_path, elements, n);
+}
+
 TEST(first_largest, of_complex_numbers_is_decided_by_the_modulus_alone)
 {
-    using numerical::detail::first_largest;
     std::mt19937_64 generator(5);
     std::uniform_real_distribution<double> angle(0.0, 6.3);
     std::uniform_int_distribution<int> steps(0, 3);

@@ -244,6 +244,18 @@ TYPED_TEST(indefinite, of_a_singular_matrix_has_a_zero_in_d)
     EXPECT_FALSE(numerical::is_singular(regular.borrowed()));
 }
 
+// The second pivot overflows, and L's column below it is NaN: the last pivot has nothing below.
+TYPED_TEST(indefinite, comes_to_an_end_when_elimination_overflows)
+{
+    const TypeParam h(1e308);
+    for (const symmetry kind : kinds_of(TypeParam())) {
+        const matrix<TypeParam> a(3, 3, {h, h, h, h, -h, -h, h, -h, -h});
+        const indefinite_decomposition<TypeParam> f(view(a), kind);
+        EXPECT_EQ(f.diagonal[0], h);
+        EXPECT_TRUE(std::isnan(std::abs(f.diagonal[2])));
+    }
+}
+
 TYPED_TEST(indefinite, has_the_same_bits_on_any_number_of_threads)
 {
     const auto a = test::random_matrix<TypeParam>(650, 650, 1); // strips of two pieces

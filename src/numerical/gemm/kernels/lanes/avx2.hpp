@@ -141,6 +141,24 @@ struct lanes
         vector times(double re, double im) const { return times(all(re), all(im)); }
     };
 
+    static vector magnitude(vector v) { return _mm256_andnot_pd(_mm256_set1_pd(-0.0), v); }
+
+    // The larger one in each lane, b where a is NaN.
+    static vector larger(vector a, vector b) { return _mm256_max_pd(a, b); }
+
+    // The largest lane of v, none of them NaN.
+    static double fold_larger(vector v)
+    {
+        const __m128d pair = _mm_max_pd(_mm256_extractf128_pd(v, 1), _mm256_castpd256_pd128(v));
+        return _mm_cvtsd_f64(_mm_max_sd(pair, _mm_unpackhi_pd(pair, pair)));
+    }
+
+    // A bit for each lane that is the same number in both.
+    static unsigned equal_to(vector a, vector b)
+    {
+        return static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(a, b, _CMP_EQ_OQ)));
+    }
+
     static bool has_nan(vector x)
     {
         return _mm256_movemask_pd(_mm256_cmp_pd(x, x, _CMP_UNORD_Q)) != 0;

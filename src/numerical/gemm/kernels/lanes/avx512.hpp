@@ -121,6 +121,17 @@ struct lanes
         vector times(double re, double im) const { return times(all(re), all(im)); }
     };
 
+    static vector magnitude(vector v) { return _mm512_abs_pd(v); }
+
+    // The larger one in each lane, b where a is NaN.
+    static vector larger(vector a, vector b) { return _mm512_max_pd(a, b); }
+
+    // The largest lane of v, none of them NaN.
+    static double fold_larger(vector v) { return _mm512_reduce_max_pd(v); }
+
+    // A bit for each lane that is the same number in both.
+    static unsigned equal_to(vector a, vector b) { return _mm512_cmp_pd_mask(a, b, _CMP_EQ_OQ); }
+
     static bool has_nan(vector x) { return _mm512_cmp_pd_mask(x, x, _CMP_UNORD_Q) != 0; }
 
 private:
