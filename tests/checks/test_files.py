@@ -24,7 +24,7 @@ HELD_BY = {
     "unit/eigen/tridiagonal_divide_test": "numerical/eigen/deflation numerical/eigen/merge_columns"
     " numerical/eigen/merge_workspace numerical/eigen/rank_one_merge",
     "unit/eigen/tridiagonal_test": "numerical/eigen/hermitian_product"
-    " numerical/eigen/lower_triangle numerical/eigen/tridiagonal_basis",
+    " numerical/eigen/tridiagonal_basis",
     "unit/einsum/general_loop_test": "numerical/einsum/outer_product",
     "unit/factor/cholesky_test": "numerical/factor/cholesky_blocks",
     "unit/factor/lu_test": "numerical/factor/lu_factorization numerical/factor/lu_panel",
