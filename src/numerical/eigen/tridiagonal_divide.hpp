@@ -18,9 +18,9 @@ namespace numerical::detail {
 // Below this order QL takes over.
 constexpr std::size_t divide_order = 33;
 
-// Up to this order real vectors stay in L3 and go back to the matrix's coordinates as columns;
-// beyond, rows and two transpositions take less time. The bits are the same.
-constexpr std::size_t greatest_order_of_columns = 1400;
+// Up to this order real vectors go back to the matrix's coordinates as columns; beyond L3, rows and
+// two transpositions may take less time. The bits are the same.
+constexpr std::size_t greatest_order_of_columns = 2048;
 
 // For n from divide_order on. d has the diagonal, e the subdiagonal and a last 0. On return d
 // ascends, and column k of the n × n result is the eigenvector of d[k] in the coordinates of the

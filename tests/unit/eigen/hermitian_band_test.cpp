@@ -83,16 +83,28 @@ TYPED_TEST(hermitian_bands, are_as_narrow_as_asked)
     }
 }
 
+template <class T>
+void expect_prescribed_values(std::size_t n)
+{
+    auto expected = test::spectrum(n, [](double x) { return std::sin(7 * x) + 0.25 * x; });
+    const auto a = test::with_spectrum<T>(expected, 12);
+    std::sort(expected.begin(), expected.end());
+    EXPECT_LT(test::value_ratio(numerical::eigenvalues(a), expected), accepted) << n;
+}
+
 TYPED_TEST(hermitian_bands, give_the_values_beyond_the_crossovers)
 {
     const std::size_t first = two_stage_eigen_order<TypeParam>;
-    for (const std::size_t n :
-         {first - 1, first, first + 1, std::size_t{1499}, std::size_t{1500}}) {
-        auto expected = test::spectrum(n, [](double x) { return std::sin(7 * x) + 0.25 * x; });
-        const auto a = test::with_spectrum<TypeParam>(expected, 12);
-        std::sort(expected.begin(), expected.end());
-        EXPECT_LT(test::value_ratio(numerical::eigenvalues(a), expected), accepted) << n;
-    }
+    for (const std::size_t n : {first - 1, first, first + 1})
+        expect_prescribed_values<TypeParam>(n);
+}
+
+TEST(hermitian_band, gives_the_values_where_it_becomes_wide)
+{
+    EXPECT_LT(hermitian_band_width(least_order_of_wide_band - 1),
+              hermitian_band_width(least_order_of_wide_band));
+    for (const std::size_t n : {least_order_of_wide_band - 1, least_order_of_wide_band})
+        expect_prescribed_values<double>(n);
 }
 
 // The orders are those from which the product with the panel is cut into more groups, and one below
