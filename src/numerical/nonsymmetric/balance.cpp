@@ -1,6 +1,8 @@
 #include "numerical/nonsymmetric/balance.hpp"
 
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/path.hpp"
+#include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
@@ -148,16 +150,25 @@ private:
 };
 
 template <class T>
+double squared_norm(const T* x, std::size_t n)
+{
+    const double* const parts = as_doubles(x);
+    return long_dot_on(gemm_path_current(), parts, parts, n * (sizeof(T) / sizeof(double)));
+}
+
+template <class T>
 void equilibration<T>::measure()
 {
     row.assign(a.rows, 0);
     column.assign(a.rows, 0);
-    for (std::size_t i = b.from; i < b.to; ++i)
-        for (std::size_t j = b.from; j < b.to; ++j) {
-            const double square = squared(a(i, j));
-            row[i] += square;
-            column[j] += square;
-        }
+    const std::size_t width = b.to - b.from;
+    double* const sums = column.data() + b.from;
+    for (std::size_t i = b.from; i < b.to; ++i) {
+        const T* const elements = a.row(i) + b.from;
+        row[i] = squared_norm(elements, width);
+        for (std::size_t j = 0; j < width; ++j)
+            sums[j] += squared(elements[j]);
+    }
 }
 
 // Divides row i and multiplies column i by the power of two that brings their norms closest
@@ -167,11 +178,10 @@ template <class T>
 bool equilibration<T>::scale_index(std::size_t i, bool measured)
 {
     if (!measured) {
-        row[i] = column[i] = 0;
-        for (std::size_t j = b.from; j < b.to; ++j) {
-            row[i] += squared(a(i, j));
+        row[i] = squared_norm(a.row(i) + b.from, b.to - b.from);
+        column[i] = 0;
+        for (std::size_t j = b.from; j < b.to; ++j)
             column[i] += squared(a(j, i));
-        }
     }
     if (row[i] == 0 || column[i] == 0)
         return false;
