@@ -19,8 +19,9 @@ constexpr std::size_t depth_in_place = 256;
 
 // mr_in_place: rows of a tile that reads A where it lies, as it does for products of up to
 // in_place_cols columns; B is read so by those of up to in_place_rows rows, and of up to
-// in_place_rows_beside_a where A is too. Eight rows of AVX-512 rather than twelve: in short sums
-// the loads and stores of C then hide behind the next tile.
+// in_place_rows_beside_a where A is too. In products of more rows, up to own_panel_rows, each task
+// packs B for itself, a group of panels at a time. Eight rows of AVX-512 rather than twelve: in
+// short sums the loads and stores of C then hide behind the next tile.
 template <class Kernel>
 struct blocking;
 
@@ -30,7 +31,8 @@ struct blocking<avx512_tile_kernel>
     static constexpr std::size_t mr = 12;
     static constexpr std::size_t mr_in_place = 8;
     static constexpr std::size_t in_place_cols = 192;
-    static constexpr std::size_t in_place_rows = 192;
+    static constexpr std::size_t in_place_rows = 36;
+    static constexpr std::size_t own_panel_rows = 144;
     static constexpr std::size_t in_place_rows_beside_a = 192;
     static constexpr std::size_t nr = 16;
     static constexpr std::size_t kc = 512;
@@ -51,6 +53,7 @@ struct blocking<avx2_tile_kernel>
     static constexpr std::size_t mr_in_place = 6;
     static constexpr std::size_t in_place_cols = 96;
     static constexpr std::size_t in_place_rows = 24;
+    static constexpr std::size_t own_panel_rows = 24;
     static constexpr std::size_t in_place_rows_beside_a = 64;
     static constexpr std::size_t nr = 8;
     static constexpr std::size_t kc = 256;
@@ -64,13 +67,14 @@ struct blocking<avx2_tile_kernel>
 template <>
 struct blocking<avx512_complex_tile_kernel> : blocking<avx512_tile_kernel>
 {
-    static constexpr std::size_t in_place_rows = 24; // its tiles would take B apart each time
+    static constexpr std::size_t in_place_rows = 11; // its tiles take B apart each time
 };
 
 template <>
 struct blocking<avx2_complex_tile_kernel> : blocking<avx2_tile_kernel>
 {
     static constexpr std::size_t in_place_rows = 0;
+    static constexpr std::size_t own_panel_rows = 0;
     static constexpr std::size_t in_place_rows_beside_a = 0;
 };
 
@@ -111,6 +115,7 @@ struct blocking<vector_tile_kernel<double>>
     static constexpr std::size_t mr_in_place = gemm_mr;
     static constexpr std::size_t in_place_cols = 0;
     static constexpr std::size_t in_place_rows = 0;
+    static constexpr std::size_t own_panel_rows = 0;
     static constexpr std::size_t in_place_rows_beside_a = 0;
     static constexpr std::size_t nr = gemm_nr<double>;
     static constexpr std::size_t kc = 256;
@@ -128,6 +133,7 @@ struct blocking<vector_tile_kernel<std::complex<double>>>
     static constexpr std::size_t mr_in_place = gemm_mr;
     static constexpr std::size_t in_place_cols = 0;
     static constexpr std::size_t in_place_rows = 0;
+    static constexpr std::size_t own_panel_rows = 0;
     static constexpr std::size_t in_place_rows_beside_a = 0;
     static constexpr std::size_t nr = gemm_nr<std::complex<double>>;
     static constexpr std::size_t kc = 256;

@@ -29,7 +29,7 @@ bool reads_b_in_place(std::size_t m, bool a_in_place)
     using tile_of = blocking<Kernel>;
     if (a_in_place)
         return m <= tile_of::in_place_rows_beside_a;
-    return Kernel::parts == 1 && m <= tile_of::in_place_rows;
+    return m <= tile_of::own_panel_rows;
 }
 
 template <class Kernel, class T>

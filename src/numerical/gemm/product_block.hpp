@@ -132,6 +132,7 @@ struct product_block
 
 private:
     struct panels_of_a;
+    struct panels_of_b;
 
     std::size_t groups() const { return ceil_div(cols, group_cols); }
 
@@ -160,9 +161,11 @@ private:
     std::size_t panel_size() const { return mr * Kernel::parts * depth; }
 
     bool packs_b_beside_tiles() const;
+    bool packs_own_b(const task_range& task) const;
     void pack_a_panel(std::size_t i, T* panel) const;
     void pack_b_panels(std::size_t first, std::size_t last, T* panels) const;
-    void multiply_and_pack_b(std::size_t first_col, std::size_t last_col, T* panels) const;
+    void multiply_and_pack_b(std::size_t i, const col_group& group, const T* panel_of_a,
+                             T* panels) const;
     task_grid tasks() const;
 
     void multiply_task(const task_range& task) const
@@ -188,6 +191,19 @@ bool product_block<Kernel, T>::packs_b_beside_tiles() const
            rows >= mr && !shares_cache_sets<T>(b.stride);
 }
 
+// A task of more than a few rows packs the panels of B that it is about to use, for itself: they
+// never leave L2.
+template <class Kernel, class T>
+bool product_block<Kernel, T>::packs_own_b(const task_range& task) const
+{
+    if (!packs_beside_tiles<Kernel> || !b.in_place)
+        return false;
+    if (Kernel::parts == 2)
+        return true; // complex tiles read B in place beside an A in place alone
+    const std::size_t task_rows = task.last_row - task.first_row;
+    return task_rows > tile_of::in_place_rows && !shares_cache_sets<T>(b.stride);
+}
+
 // The panel of rows i and following, as many as there are.
 template <class Kernel, class T>
 void product_block<Kernel, T>::pack_a_panel(std::size_t i, T* panel) const
@@ -200,34 +216,34 @@ void product_block<Kernel, T>::pack_a_panel(std::size_t i, T* panel) const
         pack_a<mr>(first, a.stride, 0, count, depth, panel);
 }
 
+// The panels of columns `first` to `last`, at `panels`.
 template <class Kernel, class T>
 void product_block<Kernel, T>::pack_b_panels(std::size_t first, std::size_t last, T* panels) const
 {
+    const std::size_t count = last - first;
     if constexpr (Kernel::parts == 2)
-        pack_parts_of_b<nr>(b.first, b.stride, first, last, depth, panels);
-    else if (b.order == order_of_b::by_columns)
-        pack_a<nr>(b.first, b.stride, first, last, depth, panels); // its rows, side by side
+        pack_parts_of_b<nr>(b.first + first, b.stride, 0, count, depth, panels);
+    else if (b.order == order_of_b::by_columns) // its rows, side by side
+        pack_a<nr>(b.first + first * b.stride, b.stride, 0, count, depth, panels);
     else
-        pack_b<nr>(b.first, b.stride, first, last, depth, panels);
+        pack_b<nr>(b.first + first, b.stride, 0, count, depth, panels);
 }
 
-// The tiles of the first row panel, each of which packs its columns of B.
+// The tiles of a group for the panel of A at row i, each of which packs its columns of B.
 template <class Kernel, class T>
-void product_block<Kernel, T>::multiply_and_pack_b(std::size_t first_col, std::size_t last_col,
-                                                   T* panels) const
+void product_block<Kernel, T>::multiply_and_pack_b(std::size_t i, const col_group& group,
+                                                   const T* panel_of_a, T* panels) const
 {
-    thread_scratch<T, panels_of_a> panel_of_a(panel_size());
-    pack_a_panel(0, panel_of_a.data());
-    for (std::size_t j = first_col; j < last_col; j += nr) {
-        tile_operands_of<T> tile = tile_at(0, j, group_of(first_col, last_col));
-        tile.a = panel_of_a.data();
-        tile.panel = panels + j * depth;
+    for (std::size_t j = group.first; j < group.last; j += nr) {
+        tile_operands_of<T> tile = tile_at(i, j, group);
+        tile.a = panel_of_a;
+        tile.panel = panels + (j - group.first) * depth;
         if constexpr (packs_beside_tiles<Kernel>)
-            if (j + nr <= cols) {
+            if (i + mr <= rows && j + nr <= cols && !shares_cache_sets<T>(b.stride)) {
                 Kernel::tile_packing_b(tile);
                 continue;
             }
-        pack_b_panels(j, cols, panels);
+        pack_b_panels(j, std::min(j + nr, cols), tile.panel);
         tile.b = tile.panel;
         tile.ldb = nr;
         Kernel::tile(tile);
@@ -244,10 +260,12 @@ void product_block<Kernel, T>::pack_b_into(T* panels)
     const auto pack_group = [&](std::size_t g) {
         const std::size_t first = g * group_cols;
         const std::size_t last = std::min(first + group_cols, cols);
-        if (beside_tiles)
-            multiply_and_pack_b(first, last, panels);
-        else
-            pack_b_panels(first, last, panels);
+        T* const panels_of_group = panels + first * depth;
+        if (!beside_tiles)
+            return pack_b_panels(first, last, panels_of_group);
+        thread_scratch<T, panels_of_a> panel_of_a(panel_size());
+        pack_a_panel(0, panel_of_a.data());
+        multiply_and_pack_b(0, group_of(first, last), panel_of_a.data(), panels_of_group);
     };
     const std::size_t tile_work = Kernel::parts * tile_of::tile_work_16 * mr / 16;
     parallel_for(groups(), depth * (tile_of::pack_work + (beside_tiles ? tile_work : 0)),
@@ -337,26 +355,42 @@ void product_block<Kernel, T>::multiply_with_a_in_place(const task_range& task) 
 }
 
 // By groups of panels of B, which stay in L2 beside the panels of the task's rows of A. Those are
-// packed in the first group.
+// packed in the first group; the task's own panels of B with its first rows.
 template <class Kernel, class T>
 void product_block<Kernel, T>::multiply_and_pack_a(const task_range& task) const
 {
     const std::size_t packed_rows = round_up(task.last_row - task.first_row, mr);
-    thread_scratch<T, panels_of_a> panels(packed_rows * Kernel::parts * depth);
+    const std::size_t width = cols_together();
+    const bool packs_b = packs_own_b(task);
+    thread_scratch<T, panels_of_a> own_a(packed_rows * Kernel::parts * depth);
+    thread_scratch<T, panels_of_b> own_b(packs_b ? width * depth : 0);
+    product_block from_a = *this;
     product_block packed = *this;
-    packed.a = {.first = panels.data(),
+    packed.a = {.first = own_a.data(),
                 .step = Kernel::parts * depth,
                 .stride = mr,
                 .in_place = false,
                 .origin = task.first_row};
-    const std::size_t width = cols_together();
     for (std::size_t first = task.first_col; first < task.last_col; first += width) {
         const col_group group = group_of(first, std::min(first + width, task.last_col));
-        panels_ahead ahead = packed.panels_after(group, task);
-        for (std::size_t i = task.first_row; i < task.last_row; i += mr) {
+        panels_ahead ahead = panels_after(group, task);
+        std::size_t i = task.first_row;
+        if (packs_b) {
+            if (first == task.first_col)
+                pack_a_panel(i, own_a.data());
+            multiply_and_pack_b(i, group, own_a.data(), own_b.data());
+            packed.b = from_a.b = {.first = own_b.data(),
+                                   .step = depth,
+                                   .stride = nr,
+                                   .in_place = false,
+                                   .origin = first};
+            i += mr;
+        }
+        for (; i < task.last_row; i += mr) {
             std::size_t j = first;
             if (first == task.first_col)
-                j += pack_a_at(i, j, group, panels.data() + (i - task.first_row) * packed.a.step);
+                j += from_a.pack_a_at(i, j, group,
+                                      own_a.data() + (i - task.first_row) * packed.a.step);
             for (; j < group.last; j += nr) {
                 tile_operands_of<T> tile = packed.tile_at(i, j, group);
                 tile.next_b = ahead.next;
@@ -409,7 +443,7 @@ tile_operands_of<T> product_block<Kernel, T>::tile_at(std::size_t i, std::size_t
     tile_operands_of<T> tile{.kc = depth,
                              .a = a.first + (i - a.origin) * a.step,
                              .lda = a.stride,
-                             .b = b.first + j * b.step,
+                             .b = b.first + (j - b.origin) * b.step,
                              .ldb = b.stride,
                              .c = tile_c,
                              .ldc = ldc,

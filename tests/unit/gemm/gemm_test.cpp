@@ -74,6 +74,15 @@ std::vector<product_shape> tall_shapes()
             {195, 128, 513}, {193, 192, 260}, {197, 90, 700},  {205, 24, 1025}};
 }
 
+// Tasks that pack B for themselves, from some rows on and up to others; short last panels; a stride
+// of B that is a multiple of 4 KiB; more columns than a group has, and two blocks of positions.
+std::vector<product_shape> wide_shapes()
+{
+    return {{11, 210, 40},  {12, 210, 257}, {13, 199, 300}, {23, 197, 256},    {24, 213, 257},
+            {36, 260, 258}, {37, 260, 257}, {38, 195, 20},  {60, 700, 30},     {41, 512, 270, 0},
+            {144, 201, 40}, {145, 201, 40}, {16, 256, 270}, {13, 256, 270, 0}, {143, 195, 511}};
+}
+
 template <class T>
 void expect_stated_bits(const product_shape& shape)
 {
@@ -97,6 +106,12 @@ TYPED_TEST(product, has_the_stated_bits_where_operands_are_packed)
 TYPED_TEST(product, has_the_stated_bits_of_a_tall_a_in_place)
 {
     for (const product_shape& shape : tall_shapes())
+        expect_stated_bits<TypeParam>(shape);
+}
+
+TYPED_TEST(product, has_the_stated_bits_where_tasks_pack_b)
+{
+    for (const product_shape& shape : wide_shapes())
         expect_stated_bits<TypeParam>(shape);
 }
 
@@ -177,9 +192,15 @@ TYPED_TEST(product, of_an_empty_size_leaves_c_alone)
 
 TYPED_TEST(product, has_the_same_bits_at_every_thread_count)
 {
-    test::expect_same_bits_of_threads<TypeParam>(
-        {{200, 210, 190}, {500, 33, 300}, {33, 500, 300}, {24, 24, 3000}, {400, 16, 4100}},
-        gemm<TypeParam>);
+    test::expect_same_bits_of_threads<TypeParam>({{200, 210, 190},
+                                                  {500, 33, 300},
+                                                  {33, 500, 300},
+                                                  {24, 24, 3000},
+                                                  {400, 16, 4100},
+                                                  {40, 900, 300},
+                                                  {144, 200, 600},
+                                                  {13, 1500, 300}},
+                                                 gemm<TypeParam>);
 }
 
 TYPED_TEST(product, runs_inside_a_parallel_body)
