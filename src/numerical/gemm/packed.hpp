@@ -1,11 +1,11 @@
 #pragma once
 
-// The packed product C += A·B, by blocks for the caches (product_block.hpp). A tile of C has one
+// The packed product C += A·B, by blocks for the caches (product_tasks.hpp). A tile of C has one
 // writer at a time and receives its products in ascending inner order, so the result depends
 // neither on the number of threads nor on whether an operand was packed or read where it lies.
 
 #include "numerical/counts.hpp"
-#include "numerical/gemm/product_block.hpp"
+#include "numerical/gemm/product_tasks.hpp"
 
 #include <algorithm>
 #include <cstddef>
