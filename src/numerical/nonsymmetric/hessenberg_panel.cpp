@@ -121,7 +121,9 @@ void panel_reducer<T>::multiply_trailing(std::size_t p, const T* v, T* y) const
         row_dots(path, y + from, vc.data(), &a(first + from, first + p), a.stride, count, width);
         conjugate_all(y + from, count);
     };
-    parallel_for(ceil_div(height, strip_rows), strip_rows * width / 2, multiply_strip);
+    // Several times the time of a strip: the products of a panel follow one another while the
+    // workers poll, and two threads read faster than one.
+    parallel_for(ceil_div(height, strip_rows), 2 * strip_rows * width, multiply_strip);
 }
 
 template <class T>
