@@ -3,6 +3,7 @@
 #include "binding/caster.hpp"
 #include "module/functions.hpp"
 #include "numerical/eigen/eigen.hpp"
+#include "numerical/factor/fastest_qr.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/matrix.hpp"
 #include "numerical/stacks/lane_groups.hpp"
@@ -82,12 +83,21 @@ PyObject* thin_factors(const tensor<T>& a, const stack_shape& of, bool with_q)
     return pair_of(wrap(std::move(q)), wrap(std::move(r)));
 }
 
-PyObject* thin_factors(const any_tensor& a, bool with_q)
+// Of one matrix, whose results are moved where those of a stack are copied.
+template <class T>
+PyObject* single_thin_factors(const tensor<T>& a, bool with_q)
 {
-    auto [q, r] = boundary::qr(a);
-    if (!with_q)
-        return wrap(std::move(r));
-    return pair_of(wrap(std::move(q)), wrap(std::move(r)));
+    const std::size_t rows = a.shape[0];
+    const std::size_t cols = a.shape[1];
+    const std::size_t k = std::min(rows, cols);
+    std::optional<detail::thin_qr<T>> found;
+    computed(a.data.size(), [&] {
+        matrix<T> work = boundary::matrix_from(a);
+        detail::require_finite(work, "QR decomposition");
+        found = detail::fastest_qr(std::move(work.data), rows, cols);
+    });
+    PyObject* const r = wrap(tensor<T>({k, cols}, std::move(found->r)));
+    return with_q ? pair_of(wrap(tensor<T>({rows, k}, std::move(found->q))), r) : r;
 }
 
 template <class T>
@@ -309,7 +319,10 @@ PyObject* qr(const binding::call_arguments& call)
     const stack_shape of = stack_of(a, "qr");
     const bool complete = mode == qr_mode::complete && of.rows > of.cols;
     if (of.is_single() && !complete && !has_own_qr(a.value(), of))
-        return telling({given}, {}, [&] { return thin_factors(a.value(), mode != qr_mode::r); });
+        return telling({given}, {}, [&] {
+            return by_type(
+                a, [&](const auto& x) { return single_thin_factors(x, mode != qr_mode::r); });
+        });
     return of_stack(given, a, of, [&](const auto& x, const stack_shape& shape) {
         return complete ? complete_factors(x, shape) : thin_factors(x, shape, mode != qr_mode::r);
     });

@@ -60,21 +60,20 @@ void scatter(block_view<T> v, const std::vector<T>* reflectors)
     }
 }
 
-// T column by column, from G = VᴴV (Schreiber and Van Loan 1989, with beta = 2):
-// T[0..i)[i] = -2·T[0..i)[0..i)·G[0..i)[i]. The columns that are there lie in the rows of
-// `columns`, so that the sums of a new one run side by side. Those of columns of zeros, whose
-// diagonal elements of G alone aren't about 1, stay zero.
+} // namespace
+
 template <class T>
-void fill_factor(block_view<T> factor, const std::vector<T>& gram)
+void fill_factor(block_view<T> factor, block_view<const std::type_identity_t<T>> gram,
+                 const double* betas)
 {
     const std::size_t count = factor.rows;
     std::vector<T> columns = zeros<T>(count * count);
     std::vector<T> gram_column(count);
     for (std::size_t i = 0; i < count; ++i) {
-        if (gram[i * count + i] == T(0))
+        if (betas[i] == 0)
             continue;
         for (std::size_t k = 0; k < i; ++k)
-            gram_column[k] = gram[k * count + i];
+            gram_column[k] = gram(k, i);
         T* const column = columns.data() + i * count;
         for (std::size_t k = 0; k < i; k += row_band) { // column k ends with its diagonal
             const std::size_t end = std::min(k + row_band, i);
@@ -82,12 +81,10 @@ void fill_factor(block_view<T> factor, const std::vector<T>& gram)
                          count, column, count);
         }
         for (std::size_t j = 0; j < i; ++j)
-            factor(j, i) = column[j] *= T(-2);
-        factor(i, i) = column[i] = 2;
+            factor(j, i) = column[j] *= T(-betas[i]);
+        factor(i, i) = column[i] = betas[i];
     }
 }
-
-} // namespace
 
 template <class T>
 reflector_block<T> gather_reflectors(const std::vector<std::vector<T>>& reflectors,
@@ -106,8 +103,11 @@ reflector_block<T> block_of_reflectors(std::vector<T> vectors, std::size_t offse
 {
     std::vector<T> gram = zeros<T>(count * count); // VᴴV
     add_upper_gram<T>({vectors.data(), rows, count}, {gram.data(), count, count});
+    std::vector<double> betas(count);
+    for (std::size_t i = 0; i < count; ++i)
+        betas[i] = gram[i * count + i] == T(0) ? 0 : 2;
     std::vector<T> factor = zeros<T>(count * count);
-    fill_factor<T>({factor.data(), count, count}, gram);
+    fill_factor<T>({factor.data(), count, count}, {gram.data(), count, count}, betas.data());
     return {.offset = offset,
             .rows = rows,
             .count = count,
@@ -115,6 +115,8 @@ reflector_block<T> block_of_reflectors(std::vector<T> vectors, std::size_t offse
             .factor = std::move(factor)};
 }
 
+template void fill_factor<double>(block_view<double>, block_view<const double>, const double*);
+template void fill_factor<complex>(block_view<complex>, block_view<const complex>, const double*);
 template reflector_block<double> gather_reflectors(const std::vector<std::vector<double>>&,
                                                    std::size_t, std::size_t, std::size_t);
 template reflector_block<complex> gather_reflectors(const std::vector<std::vector<complex>>&,

@@ -7,6 +7,7 @@
 #include "numerical/strided/block_view.hpp"
 
 #include <cstddef>
+#include <type_traits>
 #include <vector>
 
 namespace numerical::detail {
@@ -34,6 +35,14 @@ reflector_block<T> gather_reflectors(const std::vector<std::vector<T>>& reflecto
 template <class T>
 reflector_block<T> block_of_reflectors(std::vector<T> vectors, std::size_t offset, std::size_t rows,
                                        std::size_t count);
+
+// T above and on its diagonal, column by column, from G = VᴴV for reflectors I - betaᵢ·vᵢ·vᵢᴴ
+// (Schreiber and Van Loan 1989): T[0..i)[i] = -betaᵢ·T[0..i)[0..i)·G[0..i)[i]. The columns that are
+// there lie in the rows of a copy, so that the sums of a new one run side by side. Where beta is
+// zero the reflector is the identity and the column of T is left alone.
+template <class T>
+void fill_factor(block_view<T> factor, block_view<const std::type_identity_t<T>> gram,
+                 const double* betas);
 
 // C := Q·C or Qᴴ·C, C being the block's rows of columns [column_from, column_to) of `target`.
 template <block_operator form, class T>

@@ -1,6 +1,6 @@
 #include "numerical/errors.hpp"
 #include "numerical/factor/cholesky.hpp"
-#include "numerical/factor/qr.hpp"
+#include "numerical/factor/fastest_qr.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/gemm/summation.hpp"
 #include "numerical/matrix.hpp"
@@ -44,7 +44,7 @@ void factor_one(const matrix_stack<T>& a, std::size_t i, T* q, T* r)
 {
     matrix<T> work = a.copy_of(i);
     detail::require_finite(work, "QR decomposition");
-    const auto thin = detail::householder_qr(std::move(work.data), a.rows, a.cols);
+    const auto thin = detail::fastest_qr(std::move(work.data), a.rows, a.cols);
     std::copy(thin.q.begin(), thin.q.end(), q + i * thin.q.size());
     std::copy(thin.r.begin(), thin.r.end(), r + i * thin.r.size());
 }

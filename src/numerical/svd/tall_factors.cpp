@@ -52,9 +52,15 @@ double frobenius_norm(const std::vector<T>& a)
 template <class T>
 tall_factors<T>::tall_factors(matrix<T> a, double largest)
     : rows(std::max(a.rows, a.cols)), order(std::min(a.rows, a.cols)),
-      exponent(-std::ilogb(largest)),
-      qr(householder_reflect(tall_times_power(std::move(a), exponent), rows, order))
+      exponent(-std::ilogb(largest))
 {
+    std::vector<T> work = tall_times_power(std::move(a), exponent);
+    if (!is_tall<T>(rows, order)) {
+        qr = householder_reflect(std::move(work), rows, order);
+        return;
+    }
+    tall.emplace(std::move(work), rows, order);
+    qr.r = std::move(tall->r);
 }
 
 template <class T>
@@ -79,6 +85,8 @@ std::optional<std::vector<T>> tall_factors<T>::regular_inverse() const
 template <class T>
 void tall_factors<T>::apply_adjoint(std::vector<T>& b, std::size_t cols) const
 {
+    if (tall)
+        return tall->apply_adjoint({b.data(), rows, cols});
     for (const reflector_block<T>& block : qr.blocks)
         apply_reflector_block<block_operator::adjoint>(block, b, cols, 0, cols);
 }
@@ -86,6 +94,8 @@ void tall_factors<T>::apply_adjoint(std::vector<T>& b, std::size_t cols) const
 template <class T>
 void tall_factors<T>::apply(std::vector<T>& b, std::size_t cols) const
 {
+    if (tall)
+        return tall->apply({b.data(), rows, cols});
     for (auto block = qr.blocks.rbegin(); block != qr.blocks.rend(); ++block)
         apply_reflector_block<block_operator::direct>(*block, b, cols, 0, cols);
 }

@@ -4,6 +4,7 @@
 // it is wide, of its adjoint, taken times a power of two that brings its largest part near 1.
 
 #include "numerical/factor/qr.hpp"
+#include "numerical/factor/tall_qr.hpp"
 #include "numerical/matrix.hpp"
 
 #include <cstddef>
@@ -15,10 +16,11 @@ namespace numerical::detail {
 template <class T>
 struct tall_factors
 {
-    std::size_t rows;     // the greater extent of the matrix
-    std::size_t order;    // the smaller one, of R
-    int exponent;         // of the power of two
-    qr_reflections<T> qr; // A·2^exponent = Q·R, or its adjoint
+    std::size_t rows;               // the greater extent of the matrix
+    std::size_t order;              // the smaller one, of R
+    int exponent;                   // of the power of two
+    qr_reflections<T> qr;           // A·2^exponent = Q·R, or its adjoint
+    std::optional<tall_qr<T>> tall; // Q in place of the blocks, where this is faster
 
     // `largest` is the largest real or imaginary part in the matrix, which has one above zero.
     tall_factors(matrix<T> a, double largest);
@@ -30,7 +32,7 @@ struct tall_factors
     // R⁻¹, or nothing unless this condition says that R is clearly regular.
     std::optional<std::vector<T>> regular_inverse() const;
 
-    // B := QᴴB and B := Q·B for a B of `rows` rows.
+    // B := QᴴB, whose first `order` rows are R's, and B := Q·B for a B of `rows` rows.
     void apply_adjoint(std::vector<T>& b, std::size_t cols) const;
     void apply(std::vector<T>& b, std::size_t cols) const;
 
