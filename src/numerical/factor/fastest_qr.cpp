@@ -13,7 +13,8 @@ thin_qr<T> fastest_qr(std::vector<T> a, std::size_t rows, std::size_t columns)
 {
     if (!is_tall<T>(rows, columns) ||
         any_part_above_on_threads(a.data(), a.size(), greatest_tall_part))
-        return householder_qr(std::move(a), rows, columns);
+        return householder_qr(std::move(a), rows, columns, basis_extent::thin,
+                              reflector_blocking::fastest);
     tall_qr<T> factors(std::move(a), rows, columns);
     std::vector<T> r = std::move(factors.r);
     const std::vector<T> phases = turn_diagonal_real(r, columns, columns);

@@ -1,6 +1,6 @@
 #pragma once
 
-// QR by the fastest method for the shape, whose last digits may be others than householder_qr's.
+// QR by the fastest method for the shape, with other last digits than householder_qr.
 
 #include "numerical/factor/qr.hpp"
 
@@ -9,7 +9,7 @@
 
 namespace numerical::detail {
 
-// The thin factors: of a tall matrix by tall_qr, of others by householder_qr.
+// The thin factors: of a tall matrix by tall_qr, of others by the widest blocks of reflectors.
 template <class T>
 thin_qr<T> fastest_qr(std::vector<T> a, std::size_t rows, std::size_t columns);
 

@@ -1,5 +1,6 @@
 #include "numerical/factor/qr.hpp"
 
+#include "numerical/factor/wide_qr_panel.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/path.hpp"
@@ -18,15 +19,18 @@ namespace {
 
 constexpr std::size_t panel_columns = 32;
 
-// Fewer columns than this are updated in less time than a panel is.
-constexpr std::size_t least_long_update = 3 * panel_columns;
-
 // A column keeps its norm under reflections, but 2·d in H·y = y - 2·d·v and sums on the way may
 // exceed it by some binary orders. Columns that may come that close to overflow are factored times
 // 2^-64, which changes no digit of Q or of their columns of R. The others are left alone: times
 // 2^-64 they might lose digits by underflow.
 constexpr double greatest_safe_norm = 0x1p1007;
 constexpr double overflow_guard = 0x1p-64;
+
+std::size_t columns_of_block(std::size_t k, reflector_blocking blocking)
+{
+    return blocking == reflector_blocking::fastest && k >= least_widely_blocked ? wide_block_columns
+                                                                                : panel_columns;
+}
 
 double safe_part(std::size_t rows)
 {
@@ -81,8 +85,9 @@ template <class T>
 class qr_panels
 {
 public:
-    qr_panels(std::vector<T>& matrix, std::size_t row_count, std::size_t column_count)
-        : a(matrix), rows(row_count), columns(column_count)
+    qr_panels(std::vector<T>& matrix, std::size_t row_count, std::size_t column_count,
+              std::size_t columns_of_block)
+        : a(matrix), rows(row_count), columns(column_count), block_columns(columns_of_block)
     {
     }
 
@@ -92,6 +97,7 @@ private:
     std::vector<T>& a;
     std::size_t rows;
     std::size_t columns;
+    std::size_t block_columns;
 
     reflector_block<T> factorize_panel(std::size_t from, std::size_t to);
     reflector_block<T> update_and_factorize(const reflector_block<T>& block, std::size_t to,
@@ -103,10 +109,10 @@ std::vector<reflector_block<T>> qr_panels<T>::factorize()
 {
     const std::size_t k = std::min(rows, columns);
     std::vector<reflector_block<T>> blocks;
-    std::size_t to = std::min(panel_columns, k);
+    std::size_t to = std::min(block_columns, k);
     blocks.push_back(factorize_panel(0, to));
     while (to < k) {
-        const std::size_t next_to = std::min(to + panel_columns, k);
+        const std::size_t next_to = std::min(to + block_columns, k);
         blocks.push_back(update_and_factorize(blocks.back(), to, next_to));
         to = next_to;
     }
@@ -119,7 +125,7 @@ template <class T>
 reflector_block<T> qr_panels<T>::factorize_panel(std::size_t from, std::size_t to)
 {
     const block_view<T> matrix{a.data(), rows, columns};
-    return factor_qr_panel(matrix.sub(from, rows, from, to), from);
+    return factor_wide_qr_panel(matrix.sub(from, rows, from, to), from, panel_columns);
 }
 
 // The slabs write the columns from next_to on, the panel those before it alone.
@@ -136,7 +142,8 @@ reflector_block<T> qr_panels<T>::update_and_factorize(const reflector_block<T>& 
     const auto update_next = [&] {
         apply_reflector_block<block_operator::adjoint>(block, a, columns, to, next_to);
     };
-    const bool is_short = columns - next_to < least_long_update;
+    // Fewer columns are updated in less time than a panel is.
+    const bool is_short = columns - next_to < 3 * block_columns;
     if (is_short) // the other threads would wait for the panel: they take part in its update
         update_next();
     const block_view<T> c{a.data() + block.offset * columns, block.rows, columns};
@@ -172,12 +179,14 @@ std::vector<T> turn_diagonal_real(std::vector<T>& r, std::size_t k, std::size_t 
 }
 
 template <class T>
-qr_reflections<T> householder_reflect(std::vector<T> a, std::size_t rows, std::size_t columns)
+qr_reflections<T> householder_reflect(std::vector<T> a, std::size_t rows, std::size_t columns,
+                                      reflector_blocking blocking)
 {
     const std::size_t k = std::min(rows, columns);
     if (k == 0)
         return {upper_trapezoid(std::move(a), k, columns), {}};
-    std::vector<reflector_block<T>> blocks = qr_panels<T>(a, rows, columns).factorize();
+    const std::size_t width = columns_of_block(k, blocking);
+    std::vector<reflector_block<T>> blocks = qr_panels<T>(a, rows, columns, width).factorize();
     return {upper_trapezoid(std::move(a), k, columns), std::move(blocks)};
 }
 
@@ -198,7 +207,7 @@ std::vector<T> formed_basis(const std::vector<reflector_block<T>>& blocks, std::
 
 template <class T>
 thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t columns,
-                          basis_extent extent)
+                          basis_extent extent, reflector_blocking blocking)
 {
     const std::size_t k = std::min(rows, columns);
     if (k == 0) // the other extent may be astronomic
@@ -208,7 +217,7 @@ thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t column
         guards = overflow_guards(a, rows, columns);
         multiply_columns(a, guards);
     }
-    qr_reflections<T> reflections = householder_reflect(std::move(a), rows, columns);
+    qr_reflections<T> reflections = householder_reflect(std::move(a), rows, columns, blocking);
     const std::size_t width = extent == basis_extent::thin ? k : rows;
     thin_qr<T> thin{formed_basis(reflections.blocks, rows, k, width), std::move(reflections.r)};
     const std::vector<T> phases = turn_diagonal_real(thin.r, k, columns);
@@ -225,7 +234,8 @@ thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t column
 template <class T>
 std::vector<T> completed_basis(const std::vector<T>& u, std::size_t rows, std::size_t k)
 {
-    const qr_reflections<T> reflections = householder_reflect(u, rows, k);
+    const qr_reflections<T> reflections =
+        householder_reflect(u, rows, k, reflector_blocking::by_panels);
     std::vector<T> basis = formed_basis(reflections.blocks, rows, k, rows);
     for (std::size_t i = 0; i < rows; ++i)
         std::copy_n(u.data() + i * k, k, basis.data() + i * rows);
@@ -234,13 +244,14 @@ std::vector<T> completed_basis(const std::vector<T>& u, std::size_t rows, std::s
 
 template std::vector<double> turn_diagonal_real(std::vector<double>&, std::size_t, std::size_t);
 template std::vector<complex> turn_diagonal_real(std::vector<complex>&, std::size_t, std::size_t);
-template qr_reflections<double> householder_reflect(std::vector<double>, std::size_t, std::size_t);
-template qr_reflections<complex> householder_reflect(std::vector<complex>, std::size_t,
-                                                     std::size_t);
-template thin_qr<double> householder_qr(std::vector<double>, std::size_t, std::size_t,
-                                        basis_extent);
+template qr_reflections<double> householder_reflect(std::vector<double>, std::size_t, std::size_t,
+                                                    reflector_blocking);
+template qr_reflections<complex> householder_reflect(std::vector<complex>, std::size_t, std::size_t,
+                                                     reflector_blocking);
+template thin_qr<double> householder_qr(std::vector<double>, std::size_t, std::size_t, basis_extent,
+                                        reflector_blocking);
 template thin_qr<complex> householder_qr(std::vector<complex>, std::size_t, std::size_t,
-                                         basis_extent);
+                                         basis_extent, reflector_blocking);
 template std::vector<double> completed_basis(const std::vector<double>&, std::size_t, std::size_t);
 template std::vector<complex> completed_basis(const std::vector<complex>&, std::size_t,
                                               std::size_t);

@@ -30,9 +30,18 @@ struct thin_qr
 template <class T>
 reflector_block<T> factor_qr_panel(block_view<T> panel, std::size_t offset);
 
+// How many reflectors make a block: 32, or for large matrices more, which takes fewer passes over
+// the matrix and gives other last digits.
+enum class reflector_blocking { by_panels, fastest };
+
+// The fastest blocks are wide ones from this many reflectors on.
+constexpr std::size_t least_widely_blocked = 1500;
+constexpr std::size_t wide_block_columns = 96;
+
 // QᴴA = R. The diagonal of R has the phases that the reflectors gave it.
 template <class T>
-qr_reflections<T> householder_reflect(std::vector<T> a, std::size_t rows, std::size_t columns);
+qr_reflections<T> householder_reflect(std::vector<T> a, std::size_t rows, std::size_t columns,
+                                      reflector_blocking blocking = reflector_blocking::by_panels);
 
 // Multiplies the k rows of R by phases that make its diagonal real and non-negative. Returns the
 // former phases of the diagonal, which belong to the columns of Q: A = (Q·S)·(Sᴴ·R).
@@ -46,7 +55,8 @@ enum class basis_extent { thin, complete };
 // the columns of the identity that the thin factor leaves out.
 template <class T>
 thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t columns,
-                          basis_extent extent = basis_extent::thin);
+                          basis_extent extent = basis_extent::thin,
+                          reflector_blocking blocking = reflector_blocking::by_panels);
 
 // The rows × k matrix U of orthonormal columns, followed by columns that complete the basis,
 // rows × rows, for rows >= k.

@@ -32,6 +32,9 @@ std::size_t least_slab(std::size_t count)
     return count < least_tile_side ? depth_decides_from : slab_unit;
 }
 
+// A factor of more rows is multiplied by products of as many at a time.
+constexpr std::size_t factor_band = 32;
+
 struct slab_demand
 {
     std::size_t width;  // of the target, in vectors
@@ -90,6 +93,29 @@ std::vector<T> factor_of(const reflector_block<T>& block)
         return adjoint_copy<T>({block.factor.data(), block.count, block.count});
 }
 
+// -F·W for a triangular F, either way, in bands of its rows, which are products without the columns
+// where a whole band is zero.
+template <class T>
+std::vector<T> minus_product_by_bands(const std::vector<T>& f, const std::vector<T>& w,
+                                      std::size_t width)
+{
+    const std::size_t count = w.size() / width;
+    const std::vector<T> minus_f = negated_copy(block_view<const T>{f.data(), count, count});
+    const block_view<const T> bands{minus_f.data(), count, count};
+    const block_view<const T> rows{w.data(), count, width};
+    const bool is_upper = f[count - 1] != T(0) || f[(count - 1) * count] == T(0);
+    std::vector<T> store = zeros<T>(w.size());
+    const block_view<T> product{store.data(), count, width};
+    for (std::size_t from = 0; from < count; from += factor_band) {
+        const std::size_t to = std::min(from + factor_band, count);
+        const std::size_t left = is_upper ? from : 0;
+        const std::size_t right = is_upper ? count : to;
+        add_product<T>(bands.sub(from, to, left, right), rows.sub(left, right, 0, width),
+                       product.sub(from, to, 0, width));
+    }
+    return store;
+}
+
 // -F·W for a triangular F, the rows of W being `width` long. The sign is taken here, where it is
 // cheap. Exact zeros of F are skipped, and those in the first `units` columns of W if these are
 // upper triangular like F.
@@ -99,6 +125,8 @@ std::vector<T> minus_product(const std::vector<T>& f, const std::vector<T>& w, s
 {
     const int path = gemm_path_current();
     const std::size_t count = w.size() / width;
+    if (count > factor_band)
+        return minus_product_by_bands(f, w, width);
     const block_view<const T> rows{w.data(), count, width};
     std::vector<T> product = zeros<T>(w.size());
     for (std::size_t i = 0; i < count; ++i) {

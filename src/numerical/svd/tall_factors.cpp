@@ -56,7 +56,7 @@ tall_factors<T>::tall_factors(matrix<T> a, double largest)
 {
     std::vector<T> work = tall_times_power(std::move(a), exponent);
     if (!is_tall<T>(rows, order)) {
-        qr = householder_reflect(std::move(work), rows, order);
+        qr = householder_reflect(std::move(work), rows, order, reflector_blocking::fastest);
         return;
     }
     tall.emplace(std::move(work), rows, order);
