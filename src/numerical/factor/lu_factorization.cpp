@@ -4,8 +4,8 @@
 #include "numerical/factor/lu_panel.hpp"
 #include "numerical/factor/triangular_solve.hpp"
 #include "numerical/gemm/kernels/lu_columns.hpp"
-#include "numerical/gemm/path.hpp"
 #include "numerical/gemm/summation.hpp"
+#include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
@@ -134,7 +134,6 @@ void lu_factorization<T>::solve_rows(std::size_t first, std::size_t mid, std::si
 template <class T>
 void lu_factorization<T>::solve_panel_rows(std::size_t start, std::size_t end, std::size_t last)
 {
-    const int path = gemm_path_current();
     const block_view<const T> l = a.sub(start, end, start, end);
     const auto solve_tile = [&](std::size_t t) {
         const std::size_t from = end + triangular_tile * t;
@@ -187,7 +186,7 @@ void lu_factorization<T>::exchange_rows(std::size_t first, std::size_t last, std
     for (std::size_t i = first; i < last; ++i) {
         prefetch_run(a.row(exchanges[std::min(i + runs_ahead, last - 1)]) + from, to - from);
         if (exchanges[i] != i)
-            exchange_runs(a.row(i) + from, a.row(exchanges[i]) + from, to - from);
+            exchange_on(path, a.row(i) + from, a.row(exchanges[i]) + from, to - from);
     }
 }
 

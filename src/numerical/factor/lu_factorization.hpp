@@ -3,6 +3,7 @@
 // The blocked factorization P·A = L·U of an m × n array in its place; lu.hpp has its entries.
 
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/path.hpp"
 
 #include <cstddef>
 #include <vector>
@@ -28,6 +29,7 @@ public:
     bool singular() const { return met_zero_pivot; }
 
 private:
+    int path = gemm_path_current();
     block_view<T> a;
     std::size_t steps; // columns of L, rows of U
     std::size_t block;

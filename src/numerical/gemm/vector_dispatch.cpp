@@ -51,6 +51,19 @@ double dot_product(const double* a, const double* b, std::size_t n)
     return dot_on(gemm_path_current(), a, b, n);
 }
 
+void exchange_on(int path, double* x, double* y, std::size_t n)
+{
+    if (path == portable_path)
+        std::swap_ranges(x, x + n, y);
+    else
+        (path == avx512_path ? avx512_exchange : avx2_exchange)(x, y, n);
+}
+
+void exchange_on(int path, complex* x, complex* y, std::size_t n)
+{
+    exchange_on(path, as_doubles(x), as_doubles(y), 2 * n);
+}
+
 void scaled_add_on(int path, double* y, const double* x, double alpha, std::size_t n)
 {
     choose(path, plain_scaled_add, avx2_scaled_add, avx512_scaled_add)(y, x, alpha, n);

@@ -6,6 +6,7 @@
 
 #include "numerical/gemm/kernels/axpy.hpp"
 #include "numerical/gemm/kernels/dot.hpp"
+#include "numerical/gemm/kernels/exchange.hpp"
 #include "numerical/gemm/kernels/gemv_transposed.hpp"
 #include "numerical/gemm/path.hpp"
 
@@ -23,6 +24,10 @@ double dot_on(int path, const double* a, const double* b, std::size_t n);
 // (sum_by_halves.hpp). A run is long enough that folding its lanes costs little.
 constexpr std::size_t longest_run = 4096;
 double long_dot_on(int path, const double* a, const double* b, std::size_t n);
+
+// Two runs that don't overlap change places.
+void exchange_on(int path, double* x, double* y, std::size_t n);
+void exchange_on(int path, std::complex<double>* x, std::complex<double>* y, std::size_t n);
 
 // y[i] += alpha·x[i]; the portable form rounds twice.
 void scaled_add_on(int path, double* y, const double* x, double alpha, std::size_t n);

@@ -239,12 +239,12 @@ void rook_factorization<T>::exchange_rows(std::size_t k, const pivot& chosen, st
         columns(r, j) = kept;
     }
     columns(i, j) = mirrored(columns(i, j));
-    exchange_runs(columns.row(i) + j + 1, columns.row(j) + j + 1, n - j - 1);
+    exchange_on(path, columns.row(i) + j + 1, columns.row(j) + j + 1, n - j - 1);
     for (std::size_t s = 0; s < t; ++s)
         std::swap(l(s, i), l(s, j));
     for (std::size_t s = 0; s < t + chosen.order; ++s) // those of the pivot among them
         std::swap(w(s, i), w(s, j));
-    exchange_runs(columns.row(i), columns.row(j), first);
+    exchange_on(path, columns.row(i), columns.row(j), first);
     std::swap(result.permutation[i], result.permutation[j]);
 }
 
