@@ -48,8 +48,9 @@ eigenpairs<T> solve_by_reduction(matrix<T> a, double scale, eigen_method method,
     std::vector<double> d(n);
     std::vector<double> e(n);
     scale_lower(a, scale);
-    const std::size_t panel = blocks == eigen_blocks::fixed ? fixed_panel : fastest_panel(n);
-    const auto reduction = tridiagonalize(a.data, n, d, e, panel);
+    const bool fastest = blocks == eigen_blocks::fastest;
+    auto reduction = tridiagonalize(a.data, n, d, e, fastest ? fastest_panel(n) : fixed_panel);
+    reduction.way_back = fastest ? fastest_way_back<T>(n) : fixed_way_back;
     a.data = {}; // the next block of this size may then be the same memory
     const bool by_ql = method == eigen_method::tridiagonal_ql || n < divide_order;
     eigenpairs<T> pairs;

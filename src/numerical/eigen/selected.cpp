@@ -144,7 +144,8 @@ eigenpairs<T> pairs_of_scaled(std::vector<T> a, std::size_t n, const eigen_selec
             detail::reduce_in_two_stages(std::move(a), n, detail::hermitian_band_width(n), d, e);
         return pairs_of_reduction<T>(problem, reduction, true);
     }
-    const auto reduction = detail::tridiagonalize(a, n, d, e, detail::fastest_panel(n));
+    auto reduction = detail::tridiagonalize(a, n, d, e, detail::fastest_panel(n));
+    reduction.way_back = detail::fastest_way_back<T>(n);
     a = {};
     const std::size_t most = detail::most_iterated_vectors(n);
     const bool maybe_few = most != 0 && (selection.most(n) <= most || selection.is_interval());

@@ -11,9 +11,21 @@
 // product of the trailing matrix with each reflector.
 
 #include <cstddef>
+#include <type_traits>
 #include <vector>
 
 namespace numerical::detail {
+
+// Reflectors that go back together: wider blocks pass over large matrices less often, and have more
+// operations among themselves. As of panels, there is a fixed width and the fastest for the order.
+constexpr std::size_t fixed_way_back = 32;
+
+template <class T>
+constexpr std::size_t fastest_way_back(std::size_t n)
+{
+    constexpr std::size_t large = 800;
+    return std::is_same_v<T, double> && n >= large ? 48 : fixed_way_back;
+}
 
 template <class T>
 struct tridiagonal_reduction
@@ -21,7 +33,8 @@ struct tridiagonal_reduction
     // Entry i spans indices i .. n-1; empty where column i - 1 needed no reflection. Entry 0 is
     // empty.
     std::vector<std::vector<T>> reflectors;
-    std::vector<T> phases; // of modulus 1; all 1 for double
+    std::vector<T> phases;                 // of modulus 1; all 1 for double
+    std::size_t way_back = fixed_way_back; // reflectors of a block
 };
 
 // Columns of a panel. The order of summation, and with it the bits of the results, follows from it:

@@ -15,13 +15,11 @@
 namespace numerical::detail {
 namespace {
 
-constexpr std::size_t block_reflectors = 32;
-
 enum class row_contents { identity, full };
 
-std::size_t first_of_block(std::size_t to)
+std::size_t first_of_block(std::size_t to, std::size_t width)
 {
-    return to - std::min(to - 1, block_reflectors);
+    return to - std::min(to - 1, width);
 }
 
 // The reflectors before `last` from the right, in blocks, the last block first. Rows above a
@@ -33,14 +31,15 @@ void apply_reflectors(const tridiagonal_reduction<T>& reduction, std::vector<T>&
     const block_view<T> basis{rows.data(), rows.size() / n, n};
     if (basis.rows == 0 || last < 2)
         return;
+    const std::size_t width = reduction.way_back;
     const auto prepare = [&](std::size_t b) {
-        const std::size_t to = last - b * block_reflectors;
-        const std::size_t from = first_of_block(to);
+        const std::size_t to = last - b * width;
+        const std::size_t from = first_of_block(to, width);
         return transposed_slabs<T>(
             gather_reflectors(reduction.reflectors, from, to, n),
             basis.sub(contents == row_contents::full ? 0 : from, basis.rows, from, n));
     };
-    apply_in_turn(ceil_div(last - 1, block_reflectors), prepare);
+    apply_in_turn(ceil_div(last - 1, width), prepare);
 }
 
 // The identity times Qᵀ of one block: basis = I - conj(V)·(Tᵀ·Vᵀ).
@@ -80,7 +79,7 @@ std::vector<T> tridiagonal_basis(const tridiagonal_reduction<T>& reduction, std:
     for (std::size_t i = 0; i < n; ++i)
         basis[i * n + i] = 1;
     if (n >= 2) {
-        const std::size_t from = first_of_block(n);
+        const std::size_t from = first_of_block(n, reduction.way_back);
         start_basis(gather_reflectors(reduction.reflectors, from, n, n), basis, n);
         apply_reflectors(reduction, basis, n, from, row_contents::identity);
     }
@@ -110,13 +109,14 @@ void columns_to_matrix_basis(const tridiagonal_reduction<double>& reduction,
     const block_view<double> all{columns.data(), n, columns.size() / n};
     if (all.cols == 0 || n < 2)
         return;
+    const std::size_t width = reduction.way_back;
     const auto prepare = [&](std::size_t b) {
-        const std::size_t to = n - b * block_reflectors;
-        const std::size_t from = first_of_block(to);
+        const std::size_t to = n - b * width;
+        const std::size_t from = first_of_block(to, width);
         return ascending_slabs(gather_reflectors(reduction.reflectors, from, to, n),
                                all.sub(from, n, 0, all.cols));
     };
-    apply_in_turn(ceil_div(n - 1, block_reflectors), prepare);
+    apply_in_turn(ceil_div(n - 1, width), prepare);
 }
 
 template std::vector<double> tridiagonal_basis(const tridiagonal_reduction<double>&, std::size_t);

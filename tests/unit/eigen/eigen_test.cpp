@@ -149,17 +149,19 @@ TYPED_TEST(eigendecomposition, is_accurate_in_the_fastest_blocks)
     ratios.print("fastest blocks");
 }
 
-// The order at which panels widen, and one less.
+// The orders at which panels and then blocks widen, and one less.
 TEST(symmetric_eigen, is_accurate_on_both_sides_of_the_width_of_panels)
 {
     using numerical::detail::fastest_panel;
+    using numerical::detail::fastest_way_back;
     largest_ratios ratios;
-    for (const std::size_t n : {599, 600}) {
+    for (const std::size_t n : {599, 600, 799, 800}) {
         const auto a = test::random_hermitian<double>(n, 3);
         const numerical::symmetric_eigen found(a, divide, eigen_blocks::fastest);
         ratios.add(test::ratios_of(a, found.values, found.vectors), "random");
     }
     EXPECT_LT(fastest_panel(599), fastest_panel(600));
+    EXPECT_LT(fastest_way_back<double>(799), fastest_way_back<double>(800));
     EXPECT_LT(ratios.largest.residual, accepted);
     EXPECT_LT(ratios.largest.orthogonality, accepted);
 }
@@ -192,6 +194,21 @@ TYPED_TEST(eigendecomposition, has_the_same_bits_at_every_thread_count)
             EXPECT_EQ(eigen.vectors.data, expected.vectors.data) << threads << " threads";
         }
     }
+}
+
+TEST(symmetric_eigen, has_the_same_bits_at_every_thread_count_in_wide_blocks)
+{
+    constexpr std::size_t n = 801;
+    static_assert(numerical::detail::fastest_way_back<double>(n) !=
+                  numerical::detail::fixed_way_back);
+    const auto a = test::random_hermitian<double>(n, 4);
+    const auto vectors_on = [&](std::size_t threads) {
+        const test::thread_limit limit(threads);
+        return numerical::symmetric_eigen(a, divide, eigen_blocks::fastest).vectors.data;
+    };
+    const auto one = vectors_on(1);
+    for (const std::size_t threads : test::thread_counts)
+        EXPECT_EQ(vectors_on(threads), one) << threads << " threads";
 }
 
 TYPED_TEST(eigendecomposition, reads_nothing_above_the_diagonal)
