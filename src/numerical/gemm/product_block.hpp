@@ -31,8 +31,9 @@ bool shares_cache_sets(std::size_t stride)
     return stride * sizeof(T) % 4096 == 0;
 }
 
-// Where tiles find an operand: the panel of row or column x begins at first + (x - origin)·step.
-// Packed panels are `depth` apart for each row or column; in place it is the operand's own stride.
+// Where tiles find an operand: that of row or column x begins at first + (x - origin)·step. Packed
+// panels of B are `depth` apart for each column, while the tiles on packed panels of A are told
+// theirs; in place it is the operand's own stride.
 template <class T>
 struct panel_source
 {
@@ -40,7 +41,7 @@ struct panel_source
     std::size_t step;
     std::size_t stride; // of A's rows in place, of B's positions, or of B's columns before packing
     bool in_place;
-    std::size_t origin = 0; // the row or column that lies at `first`
+    std::size_t origin = 0; // the column of B that lies at `first`
     order_of_b order = order_of_b::by_rows;
 };
 
@@ -146,9 +147,19 @@ private:
 
     std::size_t panel_size() const { return mr * Kernel::parts * depth; }
 
+    // Of `left` rows those of the next panel. Two panels share the last ones where half a panel or
+    // less would remain: a tile of few rows waits for its loads and its own sums. But beside a deep
+    // B in place the first tiles are the larger ones, as they wait for memory too.
+    std::size_t panel_rows(std::size_t left) const
+    {
+        constexpr std::size_t deep = 64;
+        const bool shared = left > mr && left - mr <= mr / 2 && (!b.in_place || depth <= deep);
+        return shared ? (left + 1) / 2 : std::min(left, mr);
+    }
+
     bool packs_b_beside_tiles() const;
     bool packs_own_b(const task_range& task) const;
-    void pack_a_panel(std::size_t i, T* panel) const;
+    void pack_a_panel(std::size_t i, std::size_t count, T* panel) const;
     void pack_b_panels(std::size_t first, std::size_t last, T* panels) const;
     void multiply_and_pack_b(std::size_t i, const col_group& group, const T* panel_of_a,
                              T* panels) const;
@@ -165,7 +176,7 @@ private:
     void multiply_with_a_in_place(const task_range& task) const;
     panels_ahead panels_after(const col_group& group, const task_range& task) const;
     void multiply_and_pack_a(const task_range& task) const;
-    std::size_t pack_a_at(std::size_t i, std::size_t j, const col_group& group, T* panel) const;
+    std::size_t pack_a_at(std::size_t i, std::size_t count, const col_group& group, T* panel) const;
     tile_operands_of<T> tile_at(std::size_t i, std::size_t j, const col_group& group) const;
     void run_tile(const tile_operands_of<T>& operands) const;
 };
@@ -191,7 +202,7 @@ tile_operands_of<T> product_block<Kernel, T>::tile_at(std::size_t i, std::size_t
 {
     T* const tile_c = c + i * ldc + j;
     tile_operands_of<T> tile{.kc = depth,
-                             .a = a.first + (i - a.origin) * a.step,
+                             .a = a.first + i * a.step,
                              .lda = a.stride,
                              .b = b.first + (j - b.origin) * b.step,
                              .ldb = b.stride,

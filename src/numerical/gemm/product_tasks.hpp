@@ -46,11 +46,10 @@ bool product_block<Kernel, T>::packs_own_b(const task_range& task) const
     return task_rows > tile_of::in_place_rows && !shares_cache_sets<T>(b.stride);
 }
 
-// The panel of rows i and following, as many as there are.
+// The panel of `count` rows from row i on.
 template <class Kernel, class T>
-void product_block<Kernel, T>::pack_a_panel(std::size_t i, T* panel) const
+void product_block<Kernel, T>::pack_a_panel(std::size_t i, std::size_t count, T* panel) const
 {
-    const std::size_t count = std::min(rows - i, mr);
     const T* const first = a.first + i * a.step;
     if constexpr (Kernel::parts == 2)
         pack_parts_of_a<mr>(first, a.stride, 0, count, depth, panel);
@@ -106,7 +105,7 @@ void product_block<Kernel, T>::pack_b_into(T* panels)
         if (!beside_tiles)
             return pack_b_panels(first, last, panels_of_group);
         thread_scratch<T, panels_of_a> panel_of_a(panel_size());
-        pack_a_panel(0, panel_of_a.data());
+        pack_a_panel(0, std::min(rows, mr), panel_of_a.data());
         multiply_and_pack_b(0, group_of(first, last), panel_of_a.data(), panels_of_group);
     };
     const std::size_t tile_work = Kernel::parts * tile_of::tile_work_16 * mr / 16;
@@ -166,20 +165,22 @@ void product_block<Kernel, T>::multiply() const
     parallel_for(count, work, multiply_part);
 }
 
-// Packs the panel of rows i and following, together with the tile that it has at column j if that
-// tile can do so. Returns the columns of C that are done: those of the tile, or none.
+// Packs `count` rows from row i on, together with the tile that they have in the group's first
+// columns if that tile can do so. Returns the columns of C that are done: those of the tile, or
+// none.
 template <class Kernel, class T>
-std::size_t product_block<Kernel, T>::pack_a_at(std::size_t i, std::size_t j,
+std::size_t product_block<Kernel, T>::pack_a_at(std::size_t i, std::size_t count,
                                                 const col_group& group, T* panel) const
 {
     if constexpr (packs_beside_tiles<Kernel>)
-        if (i + mr <= rows && j + nr <= cols && !b.in_place && !shares_cache_sets<T>(a.stride)) {
-            tile_operands_of<T> tile = tile_at(i, j, group);
+        if (count == mr && group.first + nr <= cols && !b.in_place &&
+            !shares_cache_sets<T>(a.stride)) {
+            tile_operands_of<T> tile = tile_at(i, group.first, group);
             tile.panel = panel;
             Kernel::tile_packing_a(tile);
             return nr;
         }
-    pack_a_panel(i, panel);
+    pack_a_panel(i, count, panel);
     return 0;
 }
 
@@ -208,18 +209,15 @@ void product_block<Kernel, T>::multiply_and_pack_a(const task_range& task) const
     thread_scratch<T, panels_of_b> own_b(packs_b ? width * depth : 0);
     product_block from_a = *this;
     product_block packed = *this;
-    packed.a = {.first = own_a.data(),
-                .step = Kernel::parts * depth,
-                .stride = mr,
-                .in_place = false,
-                .origin = task.first_row};
+    packed.a = {.first = own_a.data(), .step = 0, .stride = mr, .in_place = false};
     for (std::size_t first = task.first_col; first < task.last_col; first += width) {
         const col_group group = group_of(first, std::min(first + width, task.last_col));
         panels_ahead ahead = panels_after(group, task);
         std::size_t i = task.first_row;
+        T* panel = own_a.data();
         if (packs_b) {
             if (first == task.first_col)
-                pack_a_panel(i, own_a.data());
+                pack_a_panel(i, std::min(rows - i, mr), panel);
             multiply_and_pack_b(i, group, own_a.data(), own_b.data());
             packed.b = from_a.b = {.first = own_b.data(),
                                    .step = depth,
@@ -227,14 +225,17 @@ void product_block<Kernel, T>::multiply_and_pack_a(const task_range& task) const
                                    .in_place = false,
                                    .origin = first};
             i += mr;
+            panel += panel_size();
         }
-        for (; i < task.last_row; i += mr) {
+        for (std::size_t count = 0; i < task.last_row; i += count, panel += panel_size()) {
+            count = packed.panel_rows(task.last_row - i);
             std::size_t j = first;
             if (first == task.first_col)
-                j += from_a.pack_a_at(i, j, group,
-                                      own_a.data() + (i - task.first_row) * packed.a.step);
+                j += from_a.pack_a_at(i, count, group, panel);
             for (; j < group.last; j += nr) {
                 tile_operands_of<T> tile = packed.tile_at(i, j, group);
+                tile.a = panel;
+                tile.rows = count;
                 tile.next_b = ahead.next;
                 tile.step_b = ahead.step;
                 ahead.next += ahead.step * (depth / 2);

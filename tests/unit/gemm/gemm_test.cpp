@@ -74,13 +74,15 @@ std::vector<product_shape> tall_shapes()
             {195, 128, 513}, {193, 192, 260}, {197, 90, 700},  {205, 24, 1025}};
 }
 
-// Tasks that pack B for themselves, from some rows on and up to others; short last panels; a stride
-// of B that is a multiple of 4 KiB; more columns than a group has, and two blocks of positions.
+// Tasks that pack B for themselves, from some rows on and up to others; last panels of A that share
+// their rows, beside a B in place where it is not deep; a stride of B that is a multiple of 4 KiB;
+// more columns than a group has, and two blocks of positions.
 std::vector<product_shape> wide_shapes()
 {
     return {{11, 210, 40},  {12, 210, 257}, {13, 199, 300}, {23, 197, 256},    {24, 213, 257},
             {36, 260, 258}, {37, 260, 257}, {38, 195, 20},  {60, 700, 30},     {41, 512, 270, 0},
-            {144, 201, 40}, {145, 201, 40}, {16, 256, 270}, {13, 256, 270, 0}, {143, 195, 511}};
+            {144, 201, 40}, {145, 201, 40}, {16, 256, 270}, {13, 256, 270, 0}, {143, 195, 511},
+            {17, 200, 64},  {17, 200, 65},  {18, 300, 16},  {19, 300, 16},     {30, 300, 33}};
 }
 
 template <class T>
