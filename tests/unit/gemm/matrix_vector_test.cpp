@@ -129,15 +129,17 @@ double largest_error_of_columns(const extents& size, const std::vector<T>& x,
     return largest;
 }
 
-// Rows and columns about the groups of rows, the vectors' widths, a loop's shares of columns.
+// Rows and columns about the groups of rows, the vectors' widths, a loop's shares of columns, and
+// the size from which complex rows are prefetched.
 TYPED_TEST(matrix_vector, has_errors_of_less_than_a_unit_at_every_edge)
 {
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
         for (const auto& size :
-             {extents{1, 1}, {1, 9},    {9, 1},     {3, 3},     {4, 8},     {5, 7},    {6, 9},
-              {7, 15},       {8, 16},   {9, 17},    {63, 65},   {100, 100}, {5, 1023}, {5, 1024},
-              {5, 1025},     {4, 4097}, {1025, 31}, {1024, 32}, {1023, 33}, {300, 301}}) {
+             {extents{1, 1}, {1, 9},     {9, 1},      {3, 3},     {4, 8},     {5, 7},
+              {6, 9},        {7, 15},    {8, 16},     {9, 17},    {63, 65},   {100, 100},
+              {5, 1023},     {5, 1024},  {5, 1025},   {4, 4097},  {1025, 31}, {1024, 32},
+              {1023, 33},    {300, 301}, {512, 1024}, {513, 1024}}) {
             const auto a = test::random_vector<TypeParam>(size.rows * size.cols, 1);
             const auto right = test::random_vector<TypeParam>(size.cols, 2);
             const auto left = test::random_vector<TypeParam>(size.rows, 3);
