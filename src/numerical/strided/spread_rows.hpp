@@ -20,10 +20,10 @@ constexpr std::size_t working_stride(std::size_t cols)
     return cols * sizeof(T) % 2048 == 0 ? spread_stride<T>(cols) : cols;
 }
 
-// A matrix to compute in, with rows of that stride. Its memory up to some MiB is kept by the thread
-// for the next one: given back at the end of each call, it would cost page faults at the next, as
-// the C library returns the top of its heap to the system. A thread keeps two, as a solution needs
-// them beside its factors.
+// A matrix to compute in, with rows of that stride. Its memory, from 64 KiB up to some MiB, is kept
+// by the thread for the next one: given back at the end of each call, it would cost page faults at
+// the next, as the C library returns the top of its heap to the system. A thread keeps two, as a
+// solution needs them beside its factors.
 template <class T>
 class spread_rows
 {
@@ -33,7 +33,7 @@ public:
     // Elements of any value.
     spread_rows(std::size_t row_count, std::size_t col_count) : rows(row_count), cols(col_count)
     {
-        if (elements() > most_kept) {
+        if (elements() < least_kept || elements() > most_kept) {
             store = uninitialized<T>(elements());
             first = store.data();
         } else {
@@ -56,6 +56,8 @@ public:
 
     ~spread_rows()
     {
+        if (block.size() == 0)
+            return;
         if (aligned_block<T>& least = smallest_kept(); least.size() < block.size())
             std::swap(least, block);
     }
@@ -67,12 +69,13 @@ public:
     void set_to_zero() { clear_new_block(first, elements() * sizeof(T)); }
 
 private:
+    static constexpr std::size_t least_kept = (std::size_t{1} << 16) / sizeof(T);
     static constexpr std::size_t most_kept = (std::size_t{9} << 18) / sizeof(T);
     std::size_t rows = 0;
     std::size_t cols = 0;
     T* first = nullptr;
-    aligned_block<T> block; // the memory up to most_kept elements
-    std::vector<T> store;   // that of more
+    aligned_block<T> block; // the memory of least_kept to most_kept elements
+    std::vector<T> store;   // that of fewer, for which the heap is faster, or more
 
     std::size_t elements() const { return rows * working_stride<T>(cols); }
 
