@@ -93,6 +93,31 @@ std::vector<T> factor_of(const reflector_block<T>& block)
         return adjoint_copy<T>({block.factor.data(), block.count, block.count});
 }
 
+struct column_range
+{
+    std::size_t from;
+    std::size_t to;
+};
+
+// The columns of a block from the first to the last that have an element other than zero.
+template <class T>
+column_range columns_in_use(block_view<const T> f)
+{
+    const auto is_zero = [&](std::size_t j) {
+        std::size_t i = 0;
+        while (i < f.rows && f(i, j) == T(0))
+            ++i;
+        return i == f.rows;
+    };
+    std::size_t from = 0;
+    while (from < f.cols && is_zero(from))
+        ++from;
+    std::size_t to = f.cols;
+    while (to > from && is_zero(to - 1))
+        --to;
+    return {from, to};
+}
+
 // -F·W for a triangular F, either way, in bands of its rows, which are products without the columns
 // where a whole band is zero.
 template <class T>
@@ -103,15 +128,13 @@ std::vector<T> minus_product_by_bands(const std::vector<T>& f, const std::vector
     const std::vector<T> minus_f = negated_copy(block_view<const T>{f.data(), count, count});
     const block_view<const T> bands{minus_f.data(), count, count};
     const block_view<const T> rows{w.data(), count, width};
-    const bool is_upper = f[count - 1] != T(0) || f[(count - 1) * count] == T(0);
     std::vector<T> store = zeros<T>(w.size());
     const block_view<T> product{store.data(), count, width};
     for (std::size_t from = 0; from < count; from += factor_band) {
         const std::size_t to = std::min(from + factor_band, count);
-        const std::size_t left = is_upper ? from : 0;
-        const std::size_t right = is_upper ? count : to;
-        add_product<T>(bands.sub(from, to, left, right), rows.sub(left, right, 0, width),
-                       product.sub(from, to, 0, width));
+        const column_range used = columns_in_use(bands.sub(from, to, 0, count));
+        add_product<T>(bands.sub(from, to, used.from, used.to),
+                       rows.sub(used.from, used.to, 0, width), product.sub(from, to, 0, width));
     }
     return store;
 }

@@ -53,6 +53,17 @@ matrix<T> identity(std::size_t n)
     return a;
 }
 
+// A column that is zero below the diagonal leaves a row and a column of zeros in T.
+template <class T>
+matrix<T> with_column_kept(matrix<T> a, std::size_t column)
+{
+    for (std::size_t i = 0; i < a.rows; ++i)
+        for (std::size_t j = 0; j <= column; ++j)
+            if (i > j && (j == column || i >= column))
+                a.data[i * a.cols + j] = T(0);
+    return a;
+}
+
 template <class T>
 void expect_panel(const matrix<T>& a)
 {
@@ -78,6 +89,8 @@ TYPED_TEST(wide_qr_panel, is_one_block_of_reflectors)
                 expect_panel(test::random_matrix<TypeParam>(rows, width, unsigned(rows)));
         expect_panel(test::low_rank_matrix<TypeParam>(150, 96, 40, 1));
         expect_panel(test::graded_matrix<TypeParam>(150, 96, 12, 2));
+        for (const std::size_t kept : {0u, 1u, 31u, 32u, 33u, 64u, 95u})
+            expect_panel(with_column_kept(test::random_matrix<TypeParam>(150, 96, 3), kept));
     }
 }
 
