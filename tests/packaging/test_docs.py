@@ -1,5 +1,6 @@
 """The documentation builds without a warning, from public names alone."""
 
+import importlib.util
 import os
 import pathlib
 import subprocess
@@ -7,8 +8,11 @@ import sys
 
 import pytest
 
-pytest.importorskip("sphinx")
-pytest.importorskip("myst_parser")
+# A whole file that is skipped would count as one without tests.
+pytestmark = pytest.mark.skipif(
+    any(importlib.util.find_spec(name) is None for name in ("sphinx", "myst_parser")),
+    reason="no Sphinx",
+)
 
 ROOT = pathlib.Path(__file__).parents[2]
 BUILD = pathlib.Path(os.environ.get("NUMERICAL_BUILD", ROOT / "build" / "release"))
