@@ -1,12 +1,14 @@
 #include "numerical/factor/triangular.hpp"
 
+#include "numerical/counts.hpp"
+#include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/kernels/trsm.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
-#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
+#include <algorithm>
 #include <complex>
 
 namespace numerical::detail {
@@ -101,24 +103,62 @@ void substitute_upper(int path, block_view<const T> u, block_view<T> x)
 
 namespace {
 
-// Columns [first, first + x.cols) of the inverse, by substitution from unit vectors; `x` is zero at
-// the start and ends below with the diagonal of its last column, as all under it stays zero.
+// By substitution from unit vectors, in a tile of its own.
 template <class T>
-void invert_columns(int path, block_view<const T> r, std::size_t first, block_view<T> x)
+void invert_small_upper(int path, block_view<const T> r, block_view<T> x)
 {
-    for (std::size_t j = 0; j < x.cols; ++j)
-        x(first + j, j) = T(1);
-    substitute_upper(path, r, x);
+    std::vector<T> store = zeros<T>(r.rows * r.rows);
+    const block_view<T> tile{store.data(), r.rows, r.rows};
+    for (std::size_t i = 0; i < r.rows; ++i)
+        tile(i, i) = T(1);
+    substitute_upper(path, r, tile);
+    copy_block<T>(tile, x);
 }
 
-// The same on a private tile.
+// Columns or rows of a triangle that are multiplied together, without what is zero beside them.
+constexpr std::size_t inverse_band = 128;
+
+// C += A·U for an upper triangle U.
 template <class T>
-void invert_columns_aside(int path, block_view<const T> r, std::size_t first, block_view<T> x)
+void multiply_by_upper(block_view<const T> a, block_view<const T> u, block_view<T> c)
 {
-    std::vector<T> store = zeros<T>(x.rows * x.cols);
-    const block_view<T> tile{store.data(), x.rows, x.cols};
-    invert_columns(path, r, first, tile);
-    copy_block(tile, x);
+    for (std::size_t from = 0; from < u.cols; from += inverse_band) {
+        const std::size_t to = std::min(from + inverse_band, u.cols);
+        add_product<T>(a.sub(0, a.rows, 0, to), u.sub(0, to, from, to), c.sub(0, c.rows, from, to));
+    }
+}
+
+// C += U·B.
+template <class T>
+void multiply_upper(block_view<const T> u, block_view<const T> b, block_view<T> c)
+{
+    for (std::size_t from = 0; from < u.rows; from += inverse_band) {
+        const std::size_t to = std::min(from + inverse_band, u.rows);
+        add_product<T>(u.sub(from, to, from, u.cols), b.sub(from, b.rows, 0, b.cols),
+                       c.sub(from, to, 0, c.cols));
+    }
+}
+
+// By halves, so that all but the leaves' work is in products; X is zero at the start:
+//     [ R0  R01 ]⁻¹   [ X0  -X0·R01·X1 ]
+//     [     R1  ]   = [         X1     ]
+template <class T>
+void invert_upper(int path, block_view<const T> r, block_view<T> x)
+{
+    const std::size_t n = r.rows;
+    if (n <= triangular_tile)
+        return invert_small_upper(path, r, x);
+    const std::size_t mid = round_up(n / 2, triangular_tile);
+    const block_view<T> x0 = x.sub(0, mid, 0, mid);
+    const block_view<T> x1 = x.sub(mid, n, mid, n);
+    invert_upper<T>(path, r.sub(0, mid, 0, mid), x0);
+    invert_upper<T>(path, r.sub(mid, n, mid, n), x1);
+
+    std::vector<T> store = zeros<T>(mid * x1.cols);
+    const block_view<T> product{store.data(), mid, x1.cols};
+    multiply_by_upper<T>(r.sub(0, mid, mid, n), x1, product);
+    const std::vector<T> minus_x0 = negated_copy(x0);
+    multiply_upper<T>({minus_x0.data(), mid, mid}, product, x.sub(0, mid, mid, n));
 }
 
 } // namespace
@@ -127,19 +167,7 @@ template <class T>
 std::vector<T> upper_inverse(const std::vector<T>& r, std::size_t n)
 {
     std::vector<T> inverse = zeros<T>(n * n);
-    const block_view<const T> upper{r.data(), n, n};
-    const block_view<T> x{inverse.data(), n, n};
-    const int path = gemm_path_current();
-    const auto invert =
-        stride_crowds_cache_sets<T>(n) ? invert_columns_aside<T> : invert_columns<T>;
-
-    // Each tile writes its own columns only.
-    const auto invert_tile = [&](std::size_t t) {
-        const std::size_t from = triangular_tile * t;
-        const std::size_t to = std::min(from + triangular_tile, n);
-        invert(path, upper, from, x.sub(0, to, from, to));
-    };
-    parallel_for(triangular_tiles(n), n * n * triangular_tile / 2, invert_tile);
+    invert_upper<T>(gemm_path_current(), {r.data(), n, n}, {inverse.data(), n, n});
     return inverse;
 }
 

@@ -25,9 +25,9 @@ class triangular : public testing::Test
 using element_types = testing::Types<double, std::complex<double>>;
 TYPED_TEST_SUITE(triangular, element_types);
 
-// About the edges of the kernels and of the tile; 256 takes the private tile.
-const std::vector<std::size_t> orders{0,  1,  2,  3,  15, 16,  17,  31,
-                                      32, 33, 63, 64, 65, 129, 256, 257};
+// About the edges of the kernels, of the tile and of two tiles, and with bands of two lengths.
+const std::vector<std::size_t> orders{0,  1,  2,  3,   15,  16,  17,  31,  32, 33,
+                                      63, 64, 65, 127, 128, 129, 256, 257, 400};
 
 // An upper triangle of modest condition over NaN, which the inverse must not read.
 template <class T>
