@@ -15,6 +15,7 @@ import subprocess
 import sys
 
 SIZES = (1, 2, 3, 7, 16, 33, 64, 65, 129, 257)
+SHAPES = ((600, 70), (4100, 16), (1600, 1600))  # on the last path alone
 
 
 def operands(module, n: int, is_complex: bool):
@@ -38,6 +39,23 @@ def operands(module, n: int, is_complex: bool):
         definite[i * n + i] = 2.0 * n
     tensors = [module.Tensor(data, (n, n), dtype) for data in (general, hermitian, definite)]
     return *tensors, module.Tensor([number() for _ in range(3 * n)], (n, 3), dtype)
+
+
+def tall_problem(module, rows: int, cols: int, is_complex: bool):
+    source = random.Random(rows * cols)
+
+    def numbers(count):
+        parts = (source.uniform(-1, 1) for _ in range(2 * count))
+        return [complex(x, y) for x, y in zip(parts, parts)] if is_complex else list(parts)[:count]
+
+    dtype = "complex128" if is_complex else "float64"
+    matrix = module.Tensor(numbers(rows * cols), (rows, cols), dtype)
+    return matrix, module.Tensor(numbers(rows), (rows, 1), dtype)
+
+
+def orthogonal_calls(module, matrix, right):
+    yield "qr", lambda: module.qr(matrix)
+    yield "lstsq", lambda: module.lstsq(matrix, right)
 
 
 def calls(module, n: int, is_complex: bool):
@@ -87,6 +105,13 @@ def replay(folder: str) -> dict[str, str]:
                         value = digest(call())
                         if digests.setdefault(row, value) != value:
                             digests[row] = "differs between one thread and two"
+    for rows, cols in SHAPES:
+        for is_complex in (False, True):
+            kind = "complex" if is_complex else "real"
+            for name, call in orthogonal_calls(
+                module, *tall_problem(module, rows, cols, is_complex)
+            ):
+                digests[f"{name}, {rows} x {cols}, {kind}"] = digest(call())
     return digests
 
 

@@ -12,7 +12,7 @@ template <class T>
 matrix<T> lstsq(const matrix<T>& a, const matrix<T>& b)
 {
     const double cutoff = static_cast<double>(std::max(a.rows, a.cols)) * detail::eps;
-    return fit_least_squares(a, b, cutoff).x;
+    return fit_least_squares(a, b, cutoff, detail::reflector_blocking::by_panels).x;
 }
 
 template <class T>

@@ -86,7 +86,8 @@ least_squares_fit<T> fit_of_zero(const matrix<T>& a, const matrix<T>& b)
 } // namespace
 
 template <class T>
-least_squares_fit<T> fit_least_squares(matrix<T> a, const matrix<T>& b, double cutoff)
+least_squares_fit<T> fit_least_squares(matrix<T> a, const matrix<T>& b, double cutoff,
+                                       detail::reflector_blocking blocking)
 {
     if (a.rows != b.rows)
         throw dimension_error("lstsq: right-hand side size differs from the matrix");
@@ -97,7 +98,7 @@ least_squares_fit<T> fit_least_squares(matrix<T> a, const matrix<T>& b, double c
 
     const bool is_wide = a.rows < a.cols;
     const std::size_t n = a.cols;
-    tall_factors<T> factors(std::move(a), largest);
+    tall_factors<T> factors(std::move(a), largest, blocking);
     const double scale = std::ldexp(1.0, -factors.exponent);
     const std::vector<int> guards = detail::column_guards(b.data, b.cols);
     std::vector<T> right = detail::copy_of(b.data.data(), b.data.size());
@@ -122,8 +123,9 @@ least_squares_fit<T> fit_least_squares(matrix<T> a, const matrix<T>& b, double c
             .values = std::move(values)};
 }
 
-template least_squares_fit<double> fit_least_squares(matrix<double>, const matrix<double>&, double);
+template least_squares_fit<double> fit_least_squares(matrix<double>, const matrix<double>&, double,
+                                                     detail::reflector_blocking);
 template least_squares_fit<complex> fit_least_squares(matrix<complex>, const matrix<complex>&,
-                                                      double);
+                                                      double, detail::reflector_blocking);
 
 } // namespace numerical

@@ -3,6 +3,7 @@
 // A least-squares problem and all that is reported of it: solution, residual, and the matrix
 // from which singular values are found later, if they are wanted.
 
+#include "numerical/factor/qr.hpp"
 #include "numerical/matrix.hpp"
 
 #include <vector>
@@ -22,11 +23,14 @@ struct least_squares_fit
 // The X of least norm among those that minimise each column of A·X - B. Singular values of A up to
 // cutoff times the largest count as zero. By Householder QR if the condition of R says that none
 // do; otherwise by the singular values of R, so that neither way sees the matrix itself again.
-// `missed` is empty unless A has at least as many rows as columns.
+// `missed` is empty unless A has at least as many rows as columns. By the blocking results differ
+// in rounding.
 //
 // dimension_error "lstsq: right-hand side size differs from the matrix"; non_finite_error with the
 // name "lstsq" for A. Infinities and NaN in B propagate.
 template <class T>
-least_squares_fit<T> fit_least_squares(matrix<T> a, const matrix<T>& b, double cutoff);
+least_squares_fit<T>
+fit_least_squares(matrix<T> a, const matrix<T>& b, double cutoff,
+                  detail::reflector_blocking blocking = detail::reflector_blocking::fastest);
 
 } // namespace numerical

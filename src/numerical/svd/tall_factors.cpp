@@ -50,13 +50,13 @@ double frobenius_norm(const std::vector<T>& a)
 } // namespace
 
 template <class T>
-tall_factors<T>::tall_factors(matrix<T> a, double largest)
+tall_factors<T>::tall_factors(matrix<T> a, double largest, reflector_blocking blocking)
     : rows(std::max(a.rows, a.cols)), order(std::min(a.rows, a.cols)),
       exponent(-std::ilogb(largest))
 {
     std::vector<T> work = tall_times_power(std::move(a), exponent);
-    if (!is_tall<T>(rows, order)) {
-        qr = householder_reflect(std::move(work), rows, order, reflector_blocking::fastest);
+    if (blocking != reflector_blocking::fastest || !is_tall<T>(rows, order)) {
+        qr = householder_reflect(std::move(work), rows, order, blocking);
         return;
     }
     tall.emplace(std::move(work), rows, order);

@@ -22,8 +22,10 @@ struct tall_factors
     qr_reflections<T> qr;           // A·2^exponent = Q·R, or its adjoint
     std::optional<tall_qr<T>> tall; // Q in place of the blocks, where this is faster
 
-    // `largest` is the largest real or imaginary part in the matrix, which has one above zero.
-    tall_factors(matrix<T> a, double largest);
+    // `largest` is the largest real or imaginary part in the matrix, which has one above zero. The
+    // fastest blocking is by rows where the matrix is tall.
+    tall_factors(matrix<T> a, double largest,
+                 reflector_blocking blocking = reflector_blocking::fastest);
 
     // ‖R‖·‖R⁻¹‖ by Frobenius norms; infinite or NaN if there is a zero on R's diagonal. A lower
     // bound where that is enough to see that R isn't clearly regular.
