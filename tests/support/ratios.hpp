@@ -50,6 +50,19 @@ long double norm_inf(const numerical::matrix<T>& a)
     return largest;
 }
 
+// ‖B - A·X‖ / (n·‖A‖·‖X‖·ε).
+template <class T>
+double residual_ratio(const numerical::matrix<T>& a, const numerical::matrix<T>& x,
+                      const numerical::matrix<T>& b)
+{
+    const auto product = reference_product(a, x);
+    numerical::matrix<T> rest = b;
+    for (std::size_t i = 0; i < b.data.size(); ++i)
+        rest.data[i] -= product.data[i];
+    const long double unit = double(a.rows) * norm_inf(a) * norm_inf(x) * eps;
+    return double(norm_inf(rest) / unit);
+}
+
 // ‖A - B‖ / (max(m, n)·‖A‖·ε); 0 for equal matrices, also for zero ones. Numbers can't lie closer
 // than the spacing of the subnormal ones, of which a sum of max(m, n) terms may lose as many.
 template <class T>

@@ -25,10 +25,9 @@ namespace {
 constexpr double least_moderate_square = 0x1p-40;
 constexpr double greatest_moderate_square = 0x1p40;
 
-// A real panel by columns. A reflector takes the place of
-// its column from the diagonal down, but isn't brought to unit length: H = I - τ·v·vᵀ. It is
-// applied one pass late, in the pass that forms the dots with the next one; only the next
-// reflector's own column is brought up to date before.
+// A real panel by columns. A reflector takes the place of its column from the diagonal down, but
+// isn't brought to unit length: H = I - τ·v·vᵀ. It is applied one pass late, in the pass that forms
+// the dots with the next one; only the next reflector's own column is brought up to date before.
 class column_panel
 {
 public:

@@ -56,18 +56,6 @@ matrix<T> in_form(const matrix<T>& a, matrix_form form)
     return form == matrix_form::plain ? a : adjoint;
 }
 
-// ‖B - A·X‖ / (n·‖A‖·‖X‖·ε).
-template <class T>
-double residual_ratio(const matrix<T>& a, const matrix<T>& x, const matrix<T>& b)
-{
-    const auto product = test::reference_product(a, x);
-    matrix<T> rest = b;
-    for (std::size_t i = 0; i < b.data.size(); ++i)
-        rest.data[i] -= product.data[i];
-    const long double unit = double(a.rows) * test::norm_inf(a) * test::norm_inf(x) * test::eps;
-    return double(test::norm_inf(rest) / unit);
-}
-
 TYPED_TEST(kept_lu_system, gives_back_the_right_sides_in_every_form)
 {
     for (const int path : test::available_paths())
@@ -80,7 +68,7 @@ TYPED_TEST(kept_lu_system, gives_back_the_right_sides_in_every_form)
                         const auto a = test::graded_matrix<TypeParam>(n, n, decades, 7);
                         const auto b = test::random_matrix<TypeParam>(n, columns, 8);
                         const auto x = solved(factors_of<TypeParam>(a), form, b);
-                        EXPECT_LT(residual_ratio(in_form(a, form), x, b), 4)
+                        EXPECT_LT(test::residual_ratio(in_form(a, form), x, b), 4)
                             << n << " x " << columns << ", path " << path;
                     }
 }

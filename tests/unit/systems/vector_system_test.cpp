@@ -19,18 +19,6 @@ class vector_system : public testing::Test
 using element_types = testing::Types<double, std::complex<double>>;
 TYPED_TEST_SUITE(vector_system, element_types);
 
-// ‖b - A·x‖ / (n·‖A‖·‖x‖·ε).
-template <class T>
-double residual_ratio(const matrix<T>& a, const matrix<T>& x, const matrix<T>& b)
-{
-    const auto product = test::reference_product(a, x);
-    matrix<T> rest = b;
-    for (std::size_t i = 0; i < b.data.size(); ++i)
-        rest.data[i] -= product.data[i];
-    const long double unit = double(a.rows) * test::norm_inf(a) * test::norm_inf(x) * test::eps;
-    return double(test::norm_inf(rest) / unit);
-}
-
 TYPED_TEST(vector_system, is_solved_on_either_side_of_the_order_where_the_method_changes)
 {
     constexpr std::size_t last = numerical::greatest_order_by_elements<TypeParam>;
@@ -43,7 +31,7 @@ TYPED_TEST(vector_system, is_solved_on_either_side_of_the_order_where_the_method
                 const auto b = test::random_matrix<TypeParam>(n, 1, 8);
                 const matrix<TypeParam> x(n, 1,
                                           solve_vector(lu_decomposition<TypeParam>(a), b.data));
-                EXPECT_LT(residual_ratio(a, x, b), 4) << n << " path " << path;
+                EXPECT_LT(test::residual_ratio(a, x, b), 4) << n << " path " << path;
             }
 }
 
