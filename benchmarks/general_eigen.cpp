@@ -2,6 +2,7 @@
 // runs it in turns with NumPy. A line "eig float64 200 3" on the standard input is answered by the
 // seconds of each of 3 calls, on one thread. An argument limits the path by its code.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/nonsymmetric/nonsymmetric.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -11,7 +12,6 @@
 #include <iostream>
 #include <random>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -27,7 +27,7 @@ numerical::matrix<T> random_matrix(std::size_t n)
 {
     std::mt19937_64 generator(n);
     std::normal_distribution<double> normal;
-    std::vector<T> data(n * n);
+    numerical::aligned_vector<T> data(n * n);
     for (T& x : data) {
         if constexpr (std::is_same_v<T, double>) {
             x = normal(generator);

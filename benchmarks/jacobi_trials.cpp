@@ -5,6 +5,7 @@
 //
 //     jacobi_trials [trials]
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/eigen.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/svd/svd.hpp"
@@ -15,7 +16,6 @@
 #include <cstdlib>
 #include <random>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -59,7 +59,7 @@ template <class T>
 matrix<T> random_matrix(std::size_t n, int kind, std::mt19937_64& generator)
 {
     entries drawn(kind, generator);
-    std::vector<T> data(n * n);
+    numerical::aligned_vector<T> data(n * n);
     for (T& x : data)
         drawn.draw(x);
     return {n, n, std::move(data)};

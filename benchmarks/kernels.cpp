@@ -8,6 +8,7 @@
 
 #include "peak.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/hermitian_product.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/gemm/path.hpp"
@@ -94,7 +95,7 @@ struct contest
 {
     std::vector<std::function<void()>> parties;
     clockid_t clock;
-    std::vector<std::vector<double>> turns; // of each party
+    std::vector<numerical::aligned_vector<double>> turns; // of each party
 
     double time_of(const std::function<void()>& party, std::size_t repeats) const
     {
@@ -129,7 +130,7 @@ struct contest
 
     double median_ratio(std::size_t over, std::size_t under) const
     {
-        std::vector<double> ratios(turns[over].size());
+        numerical::aligned_vector<double> ratios(turns[over].size());
         for (std::size_t i = 0; i < ratios.size(); ++i)
             ratios[i] = turns[over][i] / turns[under][i];
         std::nth_element(ratios.begin(), ratios.begin() + long(ratios.size() / 2), ratios.end());
@@ -140,11 +141,11 @@ struct contest
 // --- rows ----------------------------------------------------------------------------------------
 
 template <class T>
-std::vector<T> random_values(std::size_t count)
+numerical::aligned_vector<T> random_values(std::size_t count)
 {
     std::mt19937_64 generator(count);
     std::uniform_real_distribution<double> uniform(-1.0, 1.0);
-    std::vector<T> out(count);
+    numerical::aligned_vector<T> out(count);
     for (T& x : out)
         x = uniform(generator);
     return out;
@@ -260,7 +261,7 @@ void reduction_row(benchmark::State& state, std::size_t n)
 }
 
 // Every double of x once, on the allowed threads: the limit of a pass that must read them all.
-void read_through(const std::vector<double>& x)
+void read_through(const numerical::aligned_vector<double>& x)
 {
     constexpr std::size_t chunk = 32768;
     const auto read_chunk = [&](std::size_t i) {
@@ -280,8 +281,8 @@ void hermitian_row(benchmark::State& state, std::size_t n, std::size_t threads)
     const auto x = random_values<T>(n);
     const std::size_t doubles = n * (n + 1) / 2 * (sizeof(T) / sizeof(double));
     const auto as_many = random_values<double>(doubles);
-    std::vector<T> y(n);
-    std::vector<T> partials;
+    numerical::aligned_vector<T> y(n);
+    numerical::aligned_vector<T> partials;
     contest turns{{[&] { hermitian_product(a.data(), n, n, x.data(), y.data(), partials); },
                    [&] { read_through(as_many); }},
                   threads == 1 ? CLOCK_PROCESS_CPUTIME_ID : CLOCK_MONOTONIC,

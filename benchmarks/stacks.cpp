@@ -7,6 +7,7 @@
 // kept, and so is the memory of their results.
 
 #include "numerical/stacks/stacks.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 
 #include <cstdio>
@@ -26,9 +27,9 @@ using numerical::matrix_stack;
 
 struct result_buffers
 {
-    std::vector<double> first;
-    std::vector<double> second;
-    std::vector<double> third;
+    numerical::aligned_vector<double> first;
+    numerical::aligned_vector<double> second;
+    numerical::aligned_vector<double> third;
     std::vector<std::size_t> ranks;
 };
 
@@ -36,7 +37,7 @@ struct loaded_stack
 {
     std::size_t order;
     std::size_t count;
-    std::vector<double> elements;
+    numerical::aligned_vector<double> elements;
     result_buffers results;
 
     loaded_stack(std::size_t n, std::size_t places, const std::string& file)

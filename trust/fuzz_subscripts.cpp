@@ -2,6 +2,7 @@
 // the listed messages; what is accepted must read as the text without white space, and fit the
 // operands.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/einsum/subscripts.hpp"
 #include "numerical/errors.hpp"
 
@@ -47,7 +48,7 @@ std::vector<tensor<double>> operands_from(const std::uint8_t*& data, const std::
             shape.push_back(1 + *data++ % 4);
             size *= shape.back();
         }
-        operands.emplace_back(shape, std::vector<double>(size));
+        operands.emplace_back(shape, aligned_vector<double>(size));
     }
     return operands;
 }

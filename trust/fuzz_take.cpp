@@ -3,6 +3,8 @@
 
 #include "numerical/strided/take.hpp"
 
+#include "numerical/aligned_vector.hpp"
+
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -67,7 +69,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         shape.push_back(in.next() % 6);
         elements *= shape.back();
     }
-    std::vector<double> numbers(elements);
+    aligned_vector<double> numbers(elements);
     for (std::size_t i = 0; i < elements; ++i)
         numbers[i] = static_cast<double>(i);
     const tensor<double> a(shape, numbers);

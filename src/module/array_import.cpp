@@ -8,6 +8,7 @@
 #include "module/array_record.hpp"
 #include "module/elements.hpp"
 #include "module/typestr.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/storage.hpp"
 
 #include <algorithm>
@@ -57,7 +58,7 @@ PyObject* from_tensor(PyObject* object, wanted_type wanted)
         return nullptr;
     const auto* real = std::get_if<tensor<double>>(value);
     if (real != nullptr && wanted == wanted_type::complex128) {
-        std::vector<complex> widened = detail::uninitialized<complex>(real->data.size());
+        aligned_vector<complex> widened = detail::uninitialized<complex>(real->data.size());
         std::copy(real->data.begin(), real->data.end(), widened.begin());
         return wrap(tensor<complex>(real->shape, std::move(widened)));
     }
@@ -117,9 +118,9 @@ std::size_t foreign_element_count(const shape_list& shape)
 }
 
 // The strides of a C-contiguous array. With a zero extent they may wrap, and are not used.
-std::vector<std::ptrdiff_t> row_major(const shape_list& shape, std::size_t itemsize)
+aligned_vector<std::ptrdiff_t> row_major(const shape_list& shape, std::size_t itemsize)
 {
-    std::vector<std::ptrdiff_t> strides(shape.size());
+    aligned_vector<std::ptrdiff_t> strides(shape.size());
     std::size_t stride = itemsize;
     for (std::size_t axis = shape.size(); axis-- > 0;) {
         strides[axis] = static_cast<std::ptrdiff_t>(stride);
@@ -168,7 +169,7 @@ PyObject* from_record(const array_record& record, wanted_type wanted)
     return from_array(std::move(array), wanted);
 }
 
-std::vector<std::ptrdiff_t> read_strides(PyObject* strides, const foreign_array& array)
+aligned_vector<std::ptrdiff_t> read_strides(PyObject* strides, const foreign_array& array)
 {
     if (strides == nullptr || strides == Py_None)
         return row_major(array.shape, array.type.size);
@@ -177,7 +178,7 @@ std::vector<std::ptrdiff_t> read_strides(PyObject* strides, const foreign_array&
         throw error_already_set();
     if (static_cast<std::size_t>(length) != array.shape.size())
         throw std::runtime_error("asarray: strides and shape differ in length");
-    std::vector<std::ptrdiff_t> out(array.shape.size());
+    aligned_vector<std::ptrdiff_t> out(array.shape.size());
     for (Py_ssize_t axis = 0; axis < length; ++axis) {
         const owned_ref item(not_null(PySequence_GetItem(strides, axis)));
         const Py_ssize_t stride = PyLong_AsSsize_t(item.get());

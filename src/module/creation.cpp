@@ -1,5 +1,6 @@
 #include "module/functions.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/elementwise/sequence.hpp"
 #include "numerical/storage.hpp"
@@ -22,7 +23,7 @@ PyObject* filled(shape_list shape, PyObject* value)
     std::size_t count = 1;
     for (const std::size_t extent : shape) // from the first axis on: a later zero hides no overflow
         count = detail::checked_mul(count, extent);
-    std::vector<T> data = detail::reserved<T>(count);
+    aligned_vector<T> data = detail::reserved<T>(count);
     data.assign(count, element);
     return wrap(tensor<T>(std::move(shape), std::move(data)));
 }

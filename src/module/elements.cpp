@@ -2,6 +2,7 @@
 
 #include "binding/gil.hpp"
 #include "module/element_reader.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/axes.hpp"
@@ -130,7 +131,7 @@ void read_all(block_reader<T> read, copied_axes axes, address source, T* out)
 template <class T>
 tensor<T> tensor_from_elements(foreign_array&& from)
 {
-    std::vector<T> data;
+    aligned_vector<T> data;
     if (from.count != 0) {
         const marlinth::binding::gil_release released(
             from.count >= marlinth::binding::gil_release_threshold && !from.type.swap);

@@ -3,10 +3,10 @@
 // Copies of foreign arrays: any strides, any of the element types of typestr.hpp, converted.
 
 #include "module/typestr.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/tensor.hpp"
 
 #include <cstddef>
-#include <vector>
 
 namespace numerical::boundary {
 
@@ -15,8 +15,8 @@ struct foreign_array
 {
     const unsigned char* data;
     shape_list shape;
-    std::vector<std::ptrdiff_t> strides; // in bytes, of any sign
-    std::size_t count;                   // the product of the extents
+    aligned_vector<std::ptrdiff_t> strides; // in bytes, of any sign
+    std::size_t count;                      // the product of the extents
     element_type type;
 };
 

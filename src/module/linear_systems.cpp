@@ -1,5 +1,6 @@
 #include "module/functions.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/determinant.hpp"
 #include "numerical/factor/lu.hpp"
@@ -23,7 +24,7 @@ detail::block_view<const T> matrix_of(const tensor<T>& a)
 enum class vector_order { ascending, fastest };
 
 template <vector_order of, class T>
-std::vector<T> solution(const lu_decomposition<T>& lu, const tensor<T>& b)
+aligned_vector<T> solution(const lu_decomposition<T>& lu, const tensor<T>& b)
 {
     const bool one_vector = b.shape.size() == 1;
     if (b.shape[0] != lu.order)
@@ -32,7 +33,7 @@ std::vector<T> solution(const lu_decomposition<T>& lu, const tensor<T>& b)
                                   : "solve: right-hand side row count differs from the matrix");
     if (lu.singular)
         throw singular_matrix_error("solve: matrix is singular");
-    const std::vector<T> sides = detail::copy_of(b.data.data(), b.data.size());
+    const aligned_vector<T> sides = detail::copy_of(b.data.data(), b.data.size());
     if (!one_vector)
         return lu.solve_matrix(sides, b.shape[1]);
     return of == vector_order::ascending ? lu.solve_vector(sides) : solve_vector(lu, sides);

@@ -1,5 +1,7 @@
 #include "module/tensor_object.hpp"
 
+#include "numerical/aligned_vector.hpp"
+
 #include "binding/caster.hpp"
 #include "binding/class.hpp"
 #include "binding/owned_ref.hpp"
@@ -43,13 +45,13 @@ bool converts_to_complex(PyObject* item)
 
 // The numbers of a flat sequence.
 template <class T>
-std::vector<T> read_elements(PyObject* data)
+aligned_vector<T> read_elements(PyObject* data)
 {
     constexpr const char* unreadable = "Tensor: could not read the data buffer";
     const Py_ssize_t count = PySequence_Size(data);
     if (count < 0)
         fail(unreadable);
-    std::vector<T> elements = detail::reserved<T>(static_cast<std::size_t>(count));
+    aligned_vector<T> elements = detail::reserved<T>(static_cast<std::size_t>(count));
     for (Py_ssize_t i = 0; i < count; ++i) {
         const owned_ref item(PySequence_GetItem(data, i));
         if (!item)

@@ -4,12 +4,12 @@
 // large block lies on huge pages of its own. On pages of 4 KiB large products take 1 to 3 % longer:
 // a panel spans more of them than L1's translation buffer holds.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/storage.hpp"
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -41,7 +41,7 @@ public:
     }
 
 private:
-    std::vector<T> store;
+    aligned_vector<T> store;
 
     // With what is skipped before the first boundary; large blocks end with a whole page.
     static std::size_t with_room(std::size_t count)

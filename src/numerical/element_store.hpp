@@ -4,6 +4,7 @@
 // several tensors may share them. A store is the sole owner of its vector until it is first shared;
 // most never are, and need no count of owners.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/storage.hpp"
 
 #include <algorithm>
@@ -11,7 +12,6 @@
 #include <initializer_list>
 #include <memory>
 #include <utility>
-#include <vector>
 
 namespace numerical {
 
@@ -26,12 +26,12 @@ public:
     element_store() = default;
 
     // Takes the vector over.
-    element_store(std::vector<T> elements)
+    element_store(aligned_vector<T> elements)
         : own(std::move(elements)), first(own.data()), count(own.size())
     {
     }
 
-    element_store(std::initializer_list<T> elements) : element_store(std::vector<T>(elements)) {}
+    element_store(std::initializer_list<T> elements) : element_store(aligned_vector<T>(elements)) {}
 
     // A vector of its own: what is shared is shared by part() alone.
     element_store(const element_store& other)
@@ -56,14 +56,14 @@ public:
     }
 
     // A copy, for functions that keep or change a vector.
-    operator std::vector<T>() const { return detail::copy_of(first, count); }
+    operator aligned_vector<T>() const { return detail::copy_of(first, count); }
 
     // The `length` elements from place `from` on, in a store that shares them. Two threads must not
     // call this on one store at the same time; others may read its elements meanwhile.
     element_store part(std::size_t from, std::size_t length) const
     {
         if (!shared)
-            shared = std::make_shared<const std::vector<T>>(std::move(own));
+            shared = std::make_shared<const aligned_vector<T>>(std::move(own));
         element_store out;
         out.shared = shared;
         out.first = first + from;
@@ -110,8 +110,8 @@ public:
     }
 
 private:
-    mutable std::vector<T> own; // empty once shared
-    mutable std::shared_ptr<const std::vector<T>> shared;
+    mutable aligned_vector<T> own; // empty once shared
+    mutable std::shared_ptr<const aligned_vector<T>> shared;
     T* first = nullptr;
     std::size_t count = 0;
 };

@@ -1,5 +1,6 @@
 #include "numerical/matrix.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/storage.hpp"
@@ -9,7 +10,7 @@
 namespace numerical {
 
 template <class T>
-matrix<T>::matrix(std::size_t row_count, std::size_t col_count, std::vector<T> elements)
+matrix<T>::matrix(std::size_t row_count, std::size_t col_count, aligned_vector<T> elements)
     : rows(row_count), cols(col_count), data(std::move(elements))
 {
     if (detail::checked_mul(rows, cols) != data.size())

@@ -3,9 +3,10 @@
 // The rank-2 and rank-1 stores that the factorizations work on, for double and
 // std::complex<double>. Dense, row-major, exclusively owned.
 
+#include "numerical/aligned_vector.hpp"
+
 #include <complex>
 #include <cstddef>
-#include <vector>
 
 namespace numerical {
 
@@ -15,17 +16,17 @@ struct matrix
     // Element (i, j) is data[i*cols + j].
     std::size_t rows;
     std::size_t cols;
-    std::vector<T> data;
+    aligned_vector<T> data;
 
     // Takes over the elements, row_count·col_count of them: dimension_error "matrix buffer size
     // does not match dimensions", or "dimension product overflows std::size_t".
-    matrix(std::size_t row_count, std::size_t col_count, std::vector<T> elements);
+    matrix(std::size_t row_count, std::size_t col_count, aligned_vector<T> elements);
 };
 
 template <class T>
 struct vector
 {
-    std::vector<T> data;
+    aligned_vector<T> data;
 };
 
 namespace detail {

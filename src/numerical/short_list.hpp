@@ -1,9 +1,10 @@
 #pragma once
 
+#include "numerical/aligned_vector.hpp"
+
 #include <array>
 #include <cstddef>
 #include <span>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -45,7 +46,7 @@ public:
 
 private:
     std::array<T, 5> few;
-    std::vector<T> many;
+    aligned_vector<T> many;
     T* first;
     std::size_t count = 0;
 };

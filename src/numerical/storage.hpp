@@ -4,11 +4,12 @@
 // lie on huge pages before it is first touched: otherwise the first write of every 4 KiB page costs
 // a fault, which for a large result is several times the cost of computing it.
 
+#include "numerical/aligned_vector.hpp"
+
 #include <complex>
 #include <cstddef>
 #include <cstring>
 #include <type_traits>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -31,11 +32,11 @@ void keep_freed_blocks();
 
 // An empty vector with room for `count` elements, to be filled by insert or push_back.
 template <class T>
-std::vector<T> reserved(std::size_t count)
+aligned_vector<T> reserved(std::size_t count)
 {
-    std::vector<T> store;
+    aligned_vector<T> store;
     if (count > store.max_size()) // the words of the sizing constructor, not those of reserve
-        return std::vector<T>(count);
+        return aligned_vector<T>(count);
     store.reserve(count);
     advise_huge_pages(store.data(), count * sizeof(T));
     return store;
@@ -46,11 +47,11 @@ std::vector<T> reserved(std::size_t count)
 // that costs a tenth to a half of an element-wise result. So the end pointer of libstdc++'s vector,
 // a protected member open to derived classes, is moved without that pass.
 template <class T>
-struct unset_vector : std::vector<T>
+struct unset_vector : aligned_vector<T>
 {
     static_assert(std::is_trivially_copyable_v<T>);
 
-    explicit unset_vector(std::size_t count) : std::vector<T>(reserved<T>(count))
+    explicit unset_vector(std::size_t count) : aligned_vector<T>(reserved<T>(count))
     {
         this->_M_impl._M_finish += count;
     }
@@ -58,9 +59,9 @@ struct unset_vector : std::vector<T>
 
 // `count` elements of any value, to be written by the caller before anything reads them.
 template <class T>
-std::vector<T> uninitialized(std::size_t count)
+aligned_vector<T> uninitialized(std::size_t count)
 {
-    return static_cast<std::vector<T>&&>(unset_vector<T>(count));
+    return static_cast<aligned_vector<T>&&>(unset_vector<T>(count));
 }
 
 // std::complex has constructors, so that the library fills and copies vectors of it element by
@@ -81,18 +82,18 @@ void clear_new_block(void* block, std::size_t bytes);
 
 // `count` elements, all zero.
 template <class T>
-std::vector<T> zeros(std::size_t count)
+aligned_vector<T> zeros(std::size_t count)
 {
-    std::vector<T> store = uninitialized<T>(count);
+    aligned_vector<T> store = uninitialized<T>(count);
     clear_new_block(store.data(), count * sizeof(T));
     return store;
 }
 
 // A copy of the `count` elements at `from`, without filling the store with zeros first.
 template <class T>
-std::vector<T> copy_of(const T* from, std::size_t count)
+aligned_vector<T> copy_of(const T* from, std::size_t count)
 {
-    std::vector<T> store = uninitialized<T>(count);
+    aligned_vector<T> store = uninitialized<T>(count);
     if (count != 0)
         std::memcpy(static_cast<void*>(store.data()), from, count * sizeof(T));
     return store;

@@ -1,5 +1,6 @@
 #include "numerical/tensor.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/scalar.hpp"
@@ -56,7 +57,7 @@ void tensor<T>::finalize()
 template <class T>
 tensor<T> eye(std::size_t n)
 {
-    std::vector<T> data = detail::zeros<T>(detail::checked_mul(n, n));
+    aligned_vector<T> data = detail::zeros<T>(detail::checked_mul(n, n));
     for (std::size_t i = 0; i < n; ++i)
         data[i * (n + 1)] = T(1);
     return tensor<T>({n, n}, std::move(data));
@@ -79,7 +80,7 @@ tensor<T> reshaped_share(const tensor<T>& a, shape_list shape)
 template <class T>
 tensor<T> operator-(const tensor<T>& a)
 {
-    std::vector<T> data = detail::uninitialized<T>(a.data.size());
+    aligned_vector<T> data = detail::uninitialized<T>(a.data.size());
     std::transform(a.data.begin(), a.data.end(), data.begin(),
                    [](const T& x) { return detail::negated(x); });
     return tensor<T>(a.shape, std::move(data));

@@ -1,5 +1,6 @@
 #include "package/band_systems.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/lu.hpp"
 #include "numerical/systems/band.hpp"
@@ -10,7 +11,6 @@
 #include <algorithm>
 #include <optional>
 #include <utility>
-#include <vector>
 
 namespace numerical::package {
 namespace {
@@ -21,7 +21,7 @@ std::optional<bandwidths> widths_parameter(PyObject* object)
 {
     if (is_absent(object))
         return std::nullopt;
-    const std::vector<std::ptrdiff_t> given = integers_parameter(object, "widths");
+    const aligned_vector<std::ptrdiff_t> given = integers_parameter(object, "widths");
     if (given.size() != 2 || given[0] < 0 || given[1] < 0)
         binding::fail(PyExc_ValueError, "widths are two counts");
     return bandwidths{std::size_t(given[0]), std::size_t(given[1])};
@@ -34,7 +34,7 @@ void solve_whole(detail::block_view<const T> a, detail::block_view<T> x, double*
     const lu_decomposition<T> lu(a);
     if (lu.singular)
         throw singular_matrix_error(singular_text);
-    const std::vector<std::ptrdiff_t> exchanges = exchanges_of(lu.permutation);
+    const aligned_vector<std::ptrdiff_t> exchanges = exchanges_of(lu.permutation);
     const kept_lu<T> kept{lu.factors.view(), exchanges.data()};
     solve_kept(kept, matrix_form::plain, x);
     if (rcond != nullptr)

@@ -1,4 +1,5 @@
 #include "binding/caster.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/storage.hpp"
 #include "package/common_forms.hpp"
 #include "package/common_operands.hpp"
@@ -25,7 +26,7 @@ tensor<T> diagonal_of(const tensor<T>& a, Py_ssize_t k)
     const Py_ssize_t row = k < 0 ? std::max(k, -rows) * -1 : 0;
     const Py_ssize_t col = k < 0 ? 0 : std::min(k, cols);
     const auto count = static_cast<std::size_t>(std::min(rows - row, cols - col));
-    std::vector<T> data = detail::uninitialized<T>(count);
+    aligned_vector<T> data = detail::uninitialized<T>(count);
     const T* from = a.data.data() + row * cols + col;
     for (T& element : data) {
         element = *from;

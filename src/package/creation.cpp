@@ -1,5 +1,6 @@
 #include "package/creation.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/elementwise/numbers.hpp"
 #include "numerical/elementwise/reductions.hpp"
@@ -30,7 +31,7 @@ template <class T>
 tensor<T> ones_of(const shape_list& shape, std::ptrdiff_t k, ones_at what)
 {
     const std::size_t cols = shape[1];
-    std::vector<T> data = detail::zeros<T>(detail::element_count(shape));
+    aligned_vector<T> data = detail::zeros<T>(detail::element_count(shape));
     if (!data.empty())
         for (std::size_t row = 0; row < shape[0]; ++row) {
             const std::size_t first = what == ones_at::diagonal ? place_in_row(row, k, 0, cols) : 0;
@@ -59,7 +60,7 @@ tensor<T> with_diagonal(const tensor<T>& v, std::ptrdiff_t k)
 {
     const auto away = static_cast<std::size_t>(std::abs(k));
     const std::size_t n = v.data.size() + away;
-    std::vector<T> data = detail::zeros<T>(detail::checked_mul(n, n));
+    aligned_vector<T> data = detail::zeros<T>(detail::checked_mul(n, n));
     T* to = data.data() + (k >= 0 ? away : away * n);
     for (const T& x : v.data) {
         *to = x;
@@ -87,7 +88,7 @@ std::ptrdiff_t diagonal_parameter(PyObject* object, const char* name)
 
 // Diagonal k of each matrix of a stack.
 template <class T>
-std::vector<T> diagonals(const tensor<T>& a, std::ptrdiff_t k, std::size_t& length)
+aligned_vector<T> diagonals(const tensor<T>& a, std::ptrdiff_t k, std::size_t& length)
 {
     const std::size_t rows = a.shape.end()[-2];
     const std::size_t cols = a.shape.end()[-1];
@@ -97,7 +98,7 @@ std::vector<T> diagonals(const tensor<T>& a, std::ptrdiff_t k, std::size_t& leng
         std::min(cols, static_cast<std::size_t>(std::max<std::ptrdiff_t>(k, 0)));
     length = std::min(rows - row, cols - col);
     const std::size_t count = length == 0 ? 0 : a.data.size() / (rows * cols);
-    std::vector<T> data = detail::uninitialized<T>(count * length);
+    aligned_vector<T> data = detail::uninitialized<T>(count * length);
     T* to = data.data();
     for (std::size_t i = 0; i < count; ++i) {
         const T* from = a.data.data() + i * rows * cols + row * cols + col;
@@ -111,7 +112,7 @@ template <class T>
 tensor<T> diagonal_of(const tensor<T>& a, std::ptrdiff_t k)
 {
     std::size_t length = 0;
-    std::vector<T> data = diagonals(a, k, length);
+    aligned_vector<T> data = diagonals(a, k, length);
     return tensor<T>({length}, std::move(data));
 }
 
@@ -119,7 +120,7 @@ template <class T>
 tensor<T> traces_of(const tensor<T>& a, std::ptrdiff_t k)
 {
     std::size_t length = 0;
-    const std::vector<T> data = diagonals(a, k, length);
+    const aligned_vector<T> data = diagonals(a, k, length);
     shape_list lead(a.shape.begin(), a.shape.end() - 2);
     const std::size_t count = detail::element_count(lead);
     return tensor<T>(std::move(lead), detail::sums(data.data(), {count, length, 1}));
@@ -135,7 +136,7 @@ tensor<double> filled_with(double value, shape_list&& shape)
     if (value == 0 && !std::signbit(value))
         return tensor<double>(std::move(shape), detail::zeros<double>(count));
     constexpr std::uint8_t yes = 1;
-    std::vector<double> data = detail::uninitialized<double>(count);
+    aligned_vector<double> data = detail::uninitialized<double>(count);
     constexpr std::size_t block = 4096;
     const auto fill = detail::numbers_in_force().choices[0];
     for (std::size_t i = 0; i < count; i += block)

@@ -2,6 +2,7 @@
 
 #include "binding/caster.hpp"
 #include "module/functions.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/eigen.hpp"
 #include "numerical/factor/fastest_qr.hpp"
 #include "numerical/factor/qr.hpp"
@@ -242,12 +243,12 @@ PyObject* thin_svd(const tensor<T>& a, const stack_shape& of, svd_method method)
 
 // The square basis that begins with the columns of `a`; `a` itself if it is square.
 template <class T>
-std::vector<T> square_basis(const matrix<T>& a)
+aligned_vector<T> square_basis(const matrix<T>& a)
 {
     if (a.rows == a.cols)
         return a.data;
     if (a.cols == 0) {
-        std::vector<T> identity(a.rows * a.rows);
+        aligned_vector<T> identity(a.rows * a.rows);
         set_identity(identity.data(), a.rows);
         return identity;
     }
@@ -263,8 +264,8 @@ PyObject* full_svd(const tensor<T>& a, const stack_shape& of, svd_method method)
     tensor<T> u = unset_stack<T>(of.lead, {m, m});
     tensor<double> values = unset_stack<double>(of.lead, {k});
     tensor<T> vh = unset_stack<T>(of.lead, {n, n});
-    std::vector<T> thin_u = detail::uninitialized<T>(of.count * m * k);
-    std::vector<T> thin_vh = detail::uninitialized<T>(of.count * k * n);
+    aligned_vector<T> thin_u = detail::uninitialized<T>(of.count * m * k);
+    aligned_vector<T> thin_vh = detail::uninitialized<T>(of.count * k * n);
     computed(a.data.size(), [&] {
         find_triplets(of.count, dense(a, of), method,
                       {thin_u.data(), values.data.data(), thin_vh.data()});
@@ -272,7 +273,7 @@ PyObject* full_svd(const tensor<T>& a, const stack_shape& of, svd_method method)
     const matrix_stack<T> left{.first = thin_u.data(), .rows = m, .cols = k, .step = m * k};
     const matrix_stack<T> right{.first = thin_vh.data(), .rows = k, .cols = n, .step = k * n};
     const auto complete_one = [&](std::size_t i) {
-        const std::vector<T> left_basis = square_basis(left.copy_of(i));
+        const aligned_vector<T> left_basis = square_basis(left.copy_of(i));
         const matrix<T> right_basis(n, n, square_basis(detail::adjoint(right.copy_of(i))));
         const matrix<T> rows = detail::adjoint(right_basis);
         std::copy(left_basis.begin(), left_basis.end(), u.data.data() + i * m * m);

@@ -1,5 +1,6 @@
 #include "package/elementary.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/elementwise/unary.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/broadcast.hpp"
@@ -20,14 +21,14 @@ using detail::row_form;
 
 tensor<double> each(vector_math::unary_function f, const tensor<double>& a)
 {
-    std::vector<double> data = detail::uninitialized<double>(a.data.size());
+    aligned_vector<double> data = detail::uninitialized<double>(a.data.size());
     f(a.data.data(), data.data(), data.size());
     return tensor<double>(a.shape, std::move(data));
 }
 
 tensor<complex> each(vector_math::complex_unary_function f, const tensor<complex>& a)
 {
-    std::vector<complex> data = detail::uninitialized<complex>(a.data.size());
+    aligned_vector<complex> data = detail::uninitialized<complex>(a.data.size());
     f(a.data.data(), data.data(), data.size());
     return tensor<complex>(a.shape, std::move(data));
 }
@@ -35,7 +36,7 @@ tensor<complex> each(vector_math::complex_unary_function f, const tensor<complex
 template <class F>
 tensor<complex> each_number(const F& f, const tensor<complex>& a)
 {
-    std::vector<complex> data = detail::uninitialized<complex>(a.data.size());
+    aligned_vector<complex> data = detail::uninitialized<complex>(a.data.size());
     std::transform(a.data.begin(), a.data.end(), data.begin(), f);
     return tensor<complex>(a.shape, std::move(data));
 }
@@ -55,7 +56,7 @@ using block_of_reals = std::array<double, block>;
 template <class F>
 tensor<complex> by_parts(const F& f, const tensor<complex>& a)
 {
-    std::vector<complex> data = detail::uninitialized<complex>(a.data.size());
+    aligned_vector<complex> data = detail::uninitialized<complex>(a.data.size());
     block_of_reals x;
     block_of_reals y;
     for (std::size_t from = 0; from < data.size(); from += block) {
@@ -261,7 +262,7 @@ tensor<double> computed_modulus(const tensor<double>& a)
 
 tensor<double> computed_modulus(const tensor<complex>& a)
 {
-    std::vector<double> data = detail::uninitialized<double>(a.data.size());
+    aligned_vector<double> data = detail::uninitialized<double>(a.data.size());
     vector_math::modulus(a.data.data(), data.data(), data.size());
     return tensor<double>(a.shape, std::move(data));
 }

@@ -1,6 +1,7 @@
 #include "package/elementwise.hpp"
 
 #include "binding/caster.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/elementwise/arithmetic.hpp"
 #include "numerical/elementwise/numbers.hpp"
 #include "numerical/elementwise/unary.hpp"
@@ -60,7 +61,7 @@ PyObject* complex_part(PyObject* given, const F& f)
 template <class Out, class F>
 tensor<Out> each(const tensor<complex>& a, const F& f)
 {
-    std::vector<Out> data = detail::uninitialized<Out>(a.data.size());
+    aligned_vector<Out> data = detail::uninitialized<Out>(a.data.size());
     for (std::size_t i = 0; i < data.size(); ++i)
         data[i] = f(a.data[i]);
     return tensor<Out>(a.shape, std::move(data));

@@ -1,5 +1,6 @@
 #include "package/general_eigen.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/nonsymmetric/nonsymmetric.hpp"
 #include "numerical/stacks/lane_groups.hpp"
 #include "package/matrices.hpp"
@@ -7,7 +8,6 @@
 #include <algorithm>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace numerical::package {
 namespace {
@@ -18,21 +18,21 @@ std::size_t work_of_eigenproblem(const stack_shape& of)
     return 16 * of.rows * of.rows * of.rows + 8192;
 }
 
-bool is_real(const std::vector<complex>& numbers)
+bool is_real(const aligned_vector<complex>& numbers)
 {
     return std::all_of(numbers.begin(), numbers.end(),
                        [](const complex& z) { return z.imag() == 0; });
 }
 
-std::vector<double> real_parts(const std::vector<complex>& numbers)
+aligned_vector<double> real_parts(const aligned_vector<complex>& numbers)
 {
-    std::vector<double> parts(numbers.size());
+    aligned_vector<double> parts(numbers.size());
     std::transform(numbers.begin(), numbers.end(), parts.begin(),
                    [](const complex& z) { return z.real(); });
     return parts;
 }
 
-PyObject* wrapped_numbers(const shape_list& shape, std::vector<complex>&& numbers, bool as_real)
+PyObject* wrapped_numbers(const shape_list& shape, aligned_vector<complex>&& numbers, bool as_real)
 {
     if (as_real)
         return wrap(tensor<double>(shape, real_parts(numbers)));
@@ -69,8 +69,8 @@ PyObject* eig_of(const tensor<T>& a, const stack_shape& of)
     if (of.is_single())
         return eig_of_one(a);
     const std::size_t n = of.rows;
-    std::vector<complex> values(of.count * n);
-    std::vector<complex> vectors(of.count * n * n);
+    aligned_vector<complex> values(of.count * n);
+    aligned_vector<complex> vectors(of.count * n * n);
     for_each_eigenproblem(of, [&](std::size_t i) {
         const general_eigenpairs pairs =
             general_eigen(dense(a, of).copy_of(i), eigenvector_sides::right);
@@ -85,9 +85,9 @@ PyObject* eig_of(const tensor<T>& a, const stack_shape& of)
 template <class T>
 PyObject* eigvals_of(const tensor<T>& a, const stack_shape& of)
 {
-    std::vector<complex> values(of.count * of.rows);
+    aligned_vector<complex> values(of.count * of.rows);
     for_each_eigenproblem(of, [&](std::size_t i) {
-        const std::vector<complex> found = general_eigenvalues(dense(a, of).copy_of(i));
+        const aligned_vector<complex> found = general_eigenvalues(dense(a, of).copy_of(i));
         std::copy(found.begin(), found.end(), values.begin() + i * of.rows);
     });
     const bool real = std::is_same_v<T, double> && is_real(values);

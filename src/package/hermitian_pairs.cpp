@@ -1,6 +1,7 @@
 #include "package/hermitian_pairs.hpp"
 
 #include "module/functions.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/selected.hpp"
 #include "numerical/stacks/lane_groups.hpp"
 #include "numerical/stacks/stack_error.hpp"
@@ -35,7 +36,7 @@ request request_of(PyObject* type, PyObject* places, PyObject* interval, std::si
 {
     const auto form = static_cast<pencil_form>(integer_parameter(type, "type"));
     if (!is_absent(places)) {
-        const std::vector<std::ptrdiff_t> range = integers_parameter(places, "subset_by_index");
+        const aligned_vector<std::ptrdiff_t> range = integers_parameter(places, "subset_by_index");
         const auto first = static_cast<std::size_t>(range.at(0));
         const auto last = static_cast<std::size_t>(range.at(1));
         return {form, eigen_selection::by_place(first, last), last - first};
@@ -63,7 +64,7 @@ struct problem_stack
         return selected_eigenpairs(a.copy_of(i), b->copy_of(i), wanted.form, wanted.selection);
     }
 
-    std::vector<double> values(std::size_t i, const request& wanted) const
+    aligned_vector<double> values(std::size_t i, const request& wanted) const
     {
         if (b == nullptr)
             return selected_eigenvalues(a.copy_of(i), wanted.selection);
@@ -97,7 +98,7 @@ PyObject* single_pairs(const problem_stack<T>& problems, const request& wanted)
 template <class T>
 PyObject* single_values(const problem_stack<T>& problems, const request& wanted)
 {
-    std::vector<double> found;
+    aligned_vector<double> found;
     for_each_problem(problems, [&](std::size_t i) { found = problems.values(i, wanted); });
     const std::size_t k = found.size();
     return wrap(tensor<double>({k}, std::move(found)));
@@ -125,7 +126,7 @@ PyObject* stacked_values(const problem_stack<T>& problems, const request& wanted
     const std::size_t k = wanted.count.value();
     tensor<double> values = unset_stack<double>(problems.lead, {k});
     for_each_problem(problems, [&](std::size_t i) {
-        const std::vector<double> found = problems.values(i, wanted);
+        const aligned_vector<double> found = problems.values(i, wanted);
         std::copy(found.begin(), found.end(), values.data.data() + i * k);
     });
     return wrap(std::move(values));

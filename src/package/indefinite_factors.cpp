@@ -1,5 +1,6 @@
 #include "package/indefinite_factors.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/determinant.hpp"
 #include "numerical/systems/kept_indefinite.hpp"
@@ -10,7 +11,6 @@
 #include <limits>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace numerical::package {
 namespace {
@@ -24,11 +24,11 @@ template <class T>
 PyObject* factors_of(const tensor<T>& a, const stack_shape& of, symmetry kind)
 {
     const std::size_t n = of.rows;
-    std::vector<T> lower;
+    aligned_vector<T> lower;
     tensor<T> diagonal = unset_stack<T>(of.lead, {n});
     tensor<T> below = unset_stack<T>(of.lead, {n});
     tensor<double> norms = unset_stack<double>(of.lead, {});
-    positions permutation(joined(of.lead, {n}), std::vector<std::ptrdiff_t>(of.count * n));
+    positions permutation(joined(of.lead, {n}), aligned_vector<std::ptrdiff_t>(of.count * n));
     if (!of.is_single())
         lower = detail::uninitialized<T>(of.count * n * n);
     const auto factor_one = [&](std::size_t i) {
@@ -195,7 +195,7 @@ PyObject* ldl_det(const binding::call_arguments& call)
     return factors.by_type([&]<class T>(const tensor<T>&) {
         tensor<T> found = unset_stack<T>(factors.of.lead, {});
         for (std::size_t i = 0; i < factors.of.count; ++i) {
-            const std::vector<T> values = determinant_factors(factors.at<T>(i));
+            const aligned_vector<T> values = determinant_factors(factors.at<T>(i));
             found.data[i] = detail::determinant_of_diagonal(1, values.data(), values.size(), 1);
         }
         return number_or_tensor(std::move(found));
@@ -213,7 +213,7 @@ PyObject* ldl_slogdet(const binding::call_arguments& call)
             const kept_indefinite<T> kept = factors.at<T>(i);
             sign_and_log<T> found{T(0), -std::numeric_limits<double>::infinity()};
             if (!is_singular(kept)) {
-                const std::vector<T> values = determinant_factors(kept);
+                const aligned_vector<T> values = determinant_factors(kept);
                 found = detail::slogdet_of_diagonal(1, values.data(), values.size(), 1);
             }
             signs.data[i] = found.sign;

@@ -4,6 +4,7 @@
 #include "binding/caster.hpp"
 #include "binding/errors.hpp"
 #include "binding/fastcall.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/elementwise/number_kernels.hpp"
 #include "numerical/elementwise/places.hpp"
@@ -37,8 +38,8 @@ struct read_array
 {
     bool is_mask = false;
     shape_list shape;
-    std::vector<std::ptrdiff_t> numbers;                  // positions; of a list of bools 0 and 1
-    std::vector<std::vector<std::ptrdiff_t>> true_places; // of a mask, for each of its axes
+    aligned_vector<std::ptrdiff_t> numbers; // positions; of a list of bools 0 and 1
+    std::vector<aligned_vector<std::ptrdiff_t>> true_places; // of a mask, for each of its axes
 };
 
 template <class T>
@@ -168,7 +169,7 @@ read_array from_list(PyObject* list)
         return array;
     return from_mask(
         booleans(std::move(array.shape),
-                 std::vector<std::uint8_t>(array.numbers.begin(), array.numbers.end())));
+                 aligned_vector<std::uint8_t>(array.numbers.begin(), array.numbers.end())));
 }
 
 void append_values(const any_tensor& values, read_array& into)
@@ -375,7 +376,7 @@ private:
             fail(PyExc_IndexError, "a mask of shape " + detail::shape_text(mask.shape) +
                                        " doesn't fit the axes from " + std::to_string(axis) +
                                        " on of shape " + detail::shape_text(shape));
-        for (std::vector<std::ptrdiff_t>& places : mask.true_places) {
+        for (aligned_vector<std::ptrdiff_t>& places : mask.true_places) {
             const std::size_t count = places.size();
             out.keys.push_back(
                 {.kind = key_kind::array, .axis = axis++, .array = out.arrays.size()});
@@ -401,7 +402,7 @@ shape_list common_shape(const index_keys& keys)
 
 // Adds the offsets that one array gives to the places of the table.
 void add_to_table(const position_array& array, const shape_list& common, std::ptrdiff_t stride,
-                  std::vector<std::ptrdiff_t>& table)
+                  aligned_vector<std::ptrdiff_t>& table)
 {
     if (array.shape == common) {
         for (std::size_t i = 0; i < table.size(); ++i)

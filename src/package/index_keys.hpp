@@ -3,6 +3,7 @@
 // The parsed keys of one index: what each selects from the tensor's axes.
 
 #include "binding/python.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/strided/selection.hpp"
 #include "numerical/strided/take.hpp"
 
@@ -15,7 +16,8 @@ namespace numerical::package {
 struct position_array
 {
     shape_list shape;
-    std::vector<std::ptrdiff_t> places; // not yet checked against the axis; may count from the end
+    aligned_vector<std::ptrdiff_t>
+        places; // not yet checked against the axis; may count from the end
 };
 
 enum class key_kind { new_axis, range, integer, array };

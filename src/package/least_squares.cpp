@@ -1,6 +1,7 @@
 #include "package/least_squares.hpp"
 
 #include "module/functions.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/stacks/stacks.hpp"
 #include "numerical/strided/broadcast.hpp"
 #include "numerical/svd/least_squares_fit.hpp"
@@ -40,7 +41,7 @@ PyObject* ranks(const tensor<T>& a, const stack_shape& of)
     computed(a.data.size(), [&] { find(of.count, dense(a, of), found.data()); });
     if (of.is_single())
         return PyLong_FromSize_t(found[0]);
-    return wrap(tensor<double>(of.lead, std::vector<double>(found.begin(), found.end())));
+    return wrap(tensor<double>(of.lead, aligned_vector<double>(found.begin(), found.end())));
 }
 
 // Right-hand sides in the columns of matrices; a vector is used for every matrix of a stack.
@@ -62,7 +63,7 @@ PyObject* solutions(const tensor<T>& a, const stack_shape& of, const tensor<T>& 
     return wrap(std::move(x));
 }
 
-PyObject* vector_of(std::vector<double> elements)
+PyObject* vector_of(aligned_vector<double> elements)
 {
     const std::size_t n = elements.size();
     return wrap(tensor<double>({n}, std::move(elements)));

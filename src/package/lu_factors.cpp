@@ -1,5 +1,6 @@
 #include "package/lu_factors.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/determinant.hpp"
@@ -27,7 +28,7 @@ PyObject* packed_factors(const tensor<T>& a, const stack_shape& of)
     const std::size_t n = of.cols;
     tensor<T> packed = unset_stack<T>(of.lead, {m, n});
     tensor<double> norms = unset_stack<double>(of.lead, {});
-    positions exchanges(joined(of.lead, {m}), std::vector<std::ptrdiff_t>(of.count * m));
+    positions exchanges(joined(of.lead, {m}), aligned_vector<std::ptrdiff_t>(of.count * m));
     const auto factor_one = [&](std::size_t i) {
         norms.data[i] = one_norm(view_of(a, of, i));
         const T* const given = a.data.data() + i * m * n;
@@ -201,7 +202,7 @@ PyObject* lu_places(const binding::call_arguments& call)
     if (exchanges == nullptr || exchanges->shape.empty())
         binding::fail(PyExc_TypeError, "lu_places: piv must be Positions of rank 1 and more");
     const std::size_t n = exchanges->shape.back();
-    positions places(exchanges->shape, std::vector<std::ptrdiff_t>(exchanges->data.size()));
+    positions places(exchanges->shape, aligned_vector<std::ptrdiff_t>(exchanges->data.size()));
     std::vector<std::size_t> row_at(n);
     for (std::size_t first = 0; first < places.data.size(); first += n) {
         std::iota(row_at.begin(), row_at.end(), std::size_t{0});

@@ -1,5 +1,6 @@
 #include "package/matrix_functions.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix_functions/exponential.hpp"
 #include "numerical/matrix_functions/hermitian.hpp"
 #include "numerical/matrix_functions/logarithm.hpp"
@@ -195,7 +196,7 @@ PyObject* order_schur(const binding::call_arguments& call)
     const operand chosen(given_selected);
     require_one_square(t, signature.function);
     require_shape(q, t.shape(), signature.function);
-    const std::vector<double>& flags = chosen.as<double>().data;
+    const aligned_vector<double>& flags = chosen.as<double>().data;
     std::vector<bool> selected(flags.size());
     std::transform(flags.begin(), flags.end(), selected.begin(),
                    [](double flag) { return flag != 0; });

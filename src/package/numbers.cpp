@@ -1,6 +1,7 @@
 #include "package/numbers.hpp"
 
 #include "binding/caster.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/elementwise/comparison.hpp"
 #include "numerical/elementwise/floor_division.hpp"
@@ -118,7 +119,7 @@ tensor<double> rounded(const tensor<double>& a)
 
 tensor<complex> rounded(const tensor<complex>& a)
 {
-    std::vector<complex> data = detail::uninitialized<complex>(a.data.size());
+    aligned_vector<complex> data = detail::uninitialized<complex>(a.data.size());
     for (std::size_t i = 0; i < data.size(); ++i)
         data[i] = {std::rint(a.data[i].real()), std::rint(a.data[i].imag())};
     return tensor<complex>(a.shape, std::move(data));
@@ -130,7 +131,7 @@ template <class T>
 tensor<T> rounded_to(const tensor<T>& a, std::ptrdiff_t decimals)
 {
     const auto power = std::pow(10.0, std::fabs(static_cast<double>(decimals)));
-    std::vector<T> data = detail::uninitialized<T>(a.data.size());
+    aligned_vector<T> data = detail::uninitialized<T>(a.data.size());
     const detail::number_kernels& kernels = detail::numbers_in_force();
     const auto round = decimals > 0 ? kernels.round_to_parts : kernels.round_to_multiples;
     round(detail::as_doubles(a.data.data()), power, detail::as_doubles(data.data()),
@@ -163,7 +164,7 @@ complex sign_of_number(const complex& z)
 
 tensor<complex> sign_of(const tensor<complex>& a)
 {
-    std::vector<complex> data = detail::uninitialized<complex>(a.data.size());
+    aligned_vector<complex> data = detail::uninitialized<complex>(a.data.size());
     for (std::size_t i = 0; i < data.size(); ++i)
         data[i] = sign_of_number(a.data[i]);
     return tensor<complex>(a.shape, std::move(data));

@@ -3,6 +3,7 @@
 #include "binding/caster.hpp"
 #include "binding/class.hpp"
 #include "binding/fastcall.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/storage.hpp"
 
 #include <algorithm>
@@ -20,7 +21,7 @@ bool is_kind(PyObject* object, PyTypeObject* type)
 
 tensor<complex> widened(const tensor<double>& a)
 {
-    std::vector<complex> data = detail::uninitialized<complex>(a.data.size());
+    aligned_vector<complex> data = detail::uninitialized<complex>(a.data.size());
     std::copy(a.data.begin(), a.data.end(), data.begin());
     return tensor<complex>(a.shape, std::move(data));
 }

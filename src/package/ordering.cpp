@@ -1,6 +1,7 @@
 #include "package/ordering.hpp"
 
 #include "binding/caster.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/elementwise/places.hpp"
 #include "numerical/elementwise/sorting.hpp"
@@ -134,8 +135,8 @@ PyObject* sorted_positions(const positions& places, const sort_call& asked)
 {
     axis_walk along = sort_walk(asked, places);
     const walk_shape& walk = along.walk;
-    std::vector<std::ptrdiff_t> run(walk.extent);
-    std::vector<std::ptrdiff_t> data = places.data;
+    aligned_vector<std::ptrdiff_t> run(walk.extent);
+    aligned_vector<std::ptrdiff_t> data = places.data;
     const bool descends = asked.order == sort_order::descending;
     for (std::size_t o = 0; o < walk.outer; ++o)
         for (std::size_t k = 0; k < walk.inner; ++k) {
@@ -152,7 +153,7 @@ PyObject* sorted_positions(const positions& places, const sort_call& asked)
 }
 
 // Positions of each axis.
-PyObject* tuple_of(std::vector<std::vector<std::ptrdiff_t>>&& places)
+PyObject* tuple_of(std::vector<aligned_vector<std::ptrdiff_t>>&& places)
 {
     owned_ref tuple(not_null(PyTuple_New(static_cast<Py_ssize_t>(places.size()))));
     for (std::size_t axis = 0; axis < places.size(); ++axis) {

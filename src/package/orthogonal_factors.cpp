@@ -1,5 +1,6 @@
 #include "package/orthogonal_factors.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/matrix.hpp"
@@ -10,7 +11,6 @@
 
 #include <algorithm>
 #include <utility>
-#include <vector>
 
 namespace numerical::package {
 namespace {
@@ -40,7 +40,7 @@ PyObject* factors_of(const tensor<T>& a, const stack_shape& of, column_order ord
     tensor<T> phases = unset_stack<T>(of.lead, {k});
     tensor<T> r = unset_stack<T>(of.lead, {k, of.cols});
     positions permutation(joined(of.lead, {of.cols}),
-                          std::vector<std::ptrdiff_t>(of.count * of.cols));
+                          aligned_vector<std::ptrdiff_t>(of.count * of.cols));
     const auto factor_one = [&](std::size_t i) {
         matrix<T> one = dense(a, of).copy_of(i);
         detail::require_finite(one, "QR decomposition");
@@ -128,7 +128,7 @@ PyObject* qr_apply(const binding::call_arguments& call)
         if (sides.rows != q.of.rows)
             throw dimension_error("q_multiply: the number of rows differs from Q's");
         return solved_in_place(q.of, right, sides, [&](std::size_t k, detail::block_view<T> x) {
-            std::vector<T> elements = detail::copy_of(x.first, x.rows * x.cols);
+            aligned_vector<T> elements = detail::copy_of(x.first, x.rows * x.cols);
             if (adjoint)
                 multiply_by_adjoint_q(q.at<T>(k), elements, x.cols);
             else

@@ -1,5 +1,7 @@
 #include "package/parameters.hpp"
 
+#include "numerical/aligned_vector.hpp"
+
 #include "binding/caster.hpp"
 #include "binding/errors.hpp"
 #include "binding/fastcall.hpp"
@@ -61,7 +63,7 @@ std::size_t axis_at(std::ptrdiff_t place, std::size_t rank, const char* name, Py
 }
 
 // The numbers as the text of a tuple.
-std::string tuple_text(const std::vector<std::ptrdiff_t>& numbers)
+std::string tuple_text(const aligned_vector<std::ptrdiff_t>& numbers)
 {
     std::string text = "(";
     for (const std::ptrdiff_t number : numbers)
@@ -84,14 +86,14 @@ std::size_t axis_parameter(PyObject* object, std::size_t rank, const char* name)
     return axis_at(integer_parameter(object, name), rank, name, object);
 }
 
-std::vector<std::ptrdiff_t> integers_parameter(PyObject* object, const char* name)
+aligned_vector<std::ptrdiff_t> integers_parameter(PyObject* object, const char* name)
 {
     if (PyIndex_Check(object) != 0)
         return {clipped(object)};
     if (!is_sequence(object))
         refuse_integers(name, binding::py_type_name(object));
     const owned_ref items(not_null(PySequence_Tuple(object)));
-    std::vector<std::ptrdiff_t> numbers;
+    aligned_vector<std::ptrdiff_t> numbers;
     for (Py_ssize_t i = 0; i < PyTuple_Size(items.get()); ++i) {
         PyObject* item = PyTuple_GetItem(items.get(), i);
         if (PyIndex_Check(item) == 0)
@@ -103,7 +105,7 @@ std::vector<std::ptrdiff_t> integers_parameter(PyObject* object, const char* nam
 
 shape_list axes_parameter(PyObject* object, std::size_t rank, const char* name)
 {
-    const std::vector<std::ptrdiff_t> given = integers_parameter(object, name);
+    const aligned_vector<std::ptrdiff_t> given = integers_parameter(object, name);
     shape_list axes;
     for (const std::ptrdiff_t place : given)
         axes.push_back(axis_at(place, rank, name,

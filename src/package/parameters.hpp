@@ -4,10 +4,10 @@
 // of range a ValueError or, for axes, an IndexError.
 
 #include "binding/python.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/shape_list.hpp"
 
 #include <cstddef>
-#include <vector>
 
 namespace numerical::package {
 
@@ -23,7 +23,7 @@ shape_list axes_parameter(PyObject* object, std::size_t rank, const char* name =
 
 // Ints from an int or a sequence of them; TypeError "shape must be an int or a sequence of ints,
 // not str".
-std::vector<std::ptrdiff_t> integers_parameter(PyObject* object, const char* name);
+aligned_vector<std::ptrdiff_t> integers_parameter(PyObject* object, const char* name);
 
 // Extents from an int or a sequence; ValueError "negative dimensions are not allowed".
 shape_list shape_parameter(PyObject* object, const char* name = "shape");

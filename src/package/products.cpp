@@ -1,6 +1,7 @@
 #include "package/products.hpp"
 
 #include "module/tensor_object.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/gemm/matrix_vector.hpp"
@@ -140,7 +141,7 @@ tensor<T> stacked_product(const tensor<T>& a, const tensor<T>& b)
     const stacked right = as_right(b.shape);
     const shape_list lead = broadcast_lead(left, right);
     shape_list shape = result_shape(lead, left, a.shape.size() == 1, right, b.shape.size() == 1);
-    std::vector<T> data = detail::uninitialized<T>(detail::element_count(shape));
+    aligned_vector<T> data = detail::uninitialized<T>(detail::element_count(shape));
     if (data.empty())
         return tensor<T>(std::move(shape), std::move(data));
     const gil_release released(a.data.size() + b.data.size() >= gil_release_threshold);

@@ -1,6 +1,7 @@
 #include "package/rearrangement.hpp"
 
 #include "binding/caster.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/streamed_copy.hpp"
@@ -84,7 +85,7 @@ tensor<T> tiles_of(const tensor<T>& a, const shape_list& given_counts)
     for (std::size_t axis = 0; axis < rank; ++axis)
         extents.push_back(multiplied(shape[axis], counts[axis]));
     return unlocked(tensor_size(extents), [&] {
-        std::vector<T> data = detail::uninitialized<T>(detail::element_count(extents));
+        aligned_vector<T> data = detail::uninitialized<T>(detail::element_count(extents));
         const T* from = a.data.data();
         if (!data.empty())
             tile_axis(from, shape, counts, 0, data.data());
@@ -99,7 +100,7 @@ tensor<T> repetitions_of(const tensor<T>& a, std::size_t axis, std::size_t count
     shape[axis] = multiplied(shape[axis], count);
     const std::size_t inner = a.strides[axis];
     return unlocked(tensor_size(shape), [&] {
-        std::vector<T> data = detail::uninitialized<T>(detail::element_count(shape));
+        aligned_vector<T> data = detail::uninitialized<T>(detail::element_count(shape));
         const T* from = a.data.data();
         for (T* to = data.data(); to != data.data() + data.size(); from += inner) {
             if (inner == 1) {
@@ -118,7 +119,7 @@ tensor<T> repetitions_of(const tensor<T>& a, std::size_t axis, std::size_t count
 template <class T>
 tensor<T> rolled_stretches(const tensor<T>& a, std::size_t stretch, std::size_t tail)
 {
-    std::vector<T> data = detail::uninitialized<T>(a.data.size());
+    aligned_vector<T> data = detail::uninitialized<T>(a.data.size());
     for (std::size_t first = 0; first < data.size(); first += stretch) {
         const T* const from = a.data.data() + first;
         std::copy_n(from + stretch - tail, tail, data.data() + first);

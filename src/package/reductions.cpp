@@ -1,5 +1,6 @@
 #include "package/reductions.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/elementwise/booleans.hpp"
 #include "numerical/elementwise/reductions.hpp"
 #include "numerical/elementwise/scans.hpp"
@@ -76,7 +77,7 @@ struct reduced_walk
 {
     walk_shape walk;
     const T* data;
-    std::vector<T> moved;
+    aligned_vector<T> moved;
 
     reduced_walk(const tensor<T>& a, const shape_list& axes)
         : walk(walk_over(a.shape, axes)), data(a.data.data())
@@ -88,7 +89,7 @@ struct reduced_walk
     }
 
 private:
-    static std::vector<T> brought_to_end(const tensor<T>& a, const shape_list& axes)
+    static aligned_vector<T> brought_to_end(const tensor<T>& a, const shape_list& axes)
     {
         detail::short_list<detail::strided_axis<1>> loops(a.shape.size());
         for (const bool reduced : {false, true})
@@ -110,7 +111,7 @@ constexpr binding::signature<4> signature_with_dtype(const char* function)
 }
 
 template <class T>
-PyObject* shaped(std::vector<T>&& data, reduced_axes&& axes, bool keepdims)
+PyObject* shaped(aligned_vector<T>&& data, reduced_axes&& axes, bool keepdims)
 {
     return number_or_tensor(
         tensor<T>(std::move(keepdims ? axes.kept_dims : axes.kept), std::move(data)));
@@ -181,7 +182,7 @@ PyObject* reduced_or_counted(const binding::signature<4>& signature,
     if (axes.axes.empty() || !are_adjacent(axes.axes))
         return reduced(signature, call, f);
     const bool keepdims = flag_parameter(keep);
-    std::vector<double> results = walked(*kept, axes.axes, f);
+    aligned_vector<double> results = walked(*kept, axes.axes, f);
     return shaped(std::move(results), std::move(axes), keepdims);
 }
 
@@ -219,7 +220,7 @@ PyObject* spread(const spread_signature& signature, const binding::call_argument
     const bool keepdims = flag_parameter(keep);
     return by_type(a, [&, axis = axis](const auto& x) {
         reduced_axes axes = axes_of(axis, x.shape);
-        std::vector<double> results =
+        aligned_vector<double> results =
             walked(x, axes.axes, [correction](const auto* data, const walk_shape& walk) {
                 return detail::variances(data, walk, correction);
             });

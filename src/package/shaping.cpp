@@ -1,6 +1,7 @@
 #include "package/shaping.hpp"
 
 #include "binding/caster.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/short_list.hpp"
@@ -58,7 +59,7 @@ tensor<T> new_transpose(const tensor<T>& a,
 {
     const std::size_t rows = a.shape[0];
     const std::size_t cols = a.shape[1];
-    std::vector<T> data = detail::uninitialized<T>(a.data.size());
+    aligned_vector<T> data = detail::uninitialized<T>(a.data.size());
     if (!data.empty())
         transpose({data.data(), cols, rows}, {a.data.data(), rows, cols});
     return tensor<T>({cols, rows}, std::move(data));
@@ -156,10 +157,10 @@ std::size_t count_before(const shape_list& shape, std::size_t axis)
 
 // Joins `outer` segments of consecutive elements of each tensor, in turn; `count` elements in all.
 template <class T>
-std::vector<T> segments_in_turns(const std::vector<const tensor<T>*>& parts, std::size_t outer,
-                                 std::size_t count)
+aligned_vector<T> segments_in_turns(const std::vector<const tensor<T>*>& parts, std::size_t outer,
+                                    std::size_t count)
 {
-    std::vector<T> joined = detail::uninitialized<T>(count);
+    aligned_vector<T> joined = detail::uninitialized<T>(count);
     T* to = joined.data();
     const bool columns = std::all_of(parts.begin(), parts.end(), [outer](const tensor<T>* part) {
         return part->data.size() == outer;
@@ -189,7 +190,7 @@ std::vector<T> segments_in_turns(const std::vector<const tensor<T>*>& parts, std
 }
 
 template <class T>
-std::vector<T> interleaved(const std::vector<const tensor<T>*>& parts, std::size_t outer)
+aligned_vector<T> interleaved(const std::vector<const tensor<T>*>& parts, std::size_t outer)
 {
     std::size_t count = 0;
     for (const tensor<T>* part : parts)
@@ -218,13 +219,13 @@ PyObject* concatenated(const std::vector<const tensor<T>*>& parts, std::size_t a
         shape[axis] += part->shape[axis];
     }
     const std::size_t outer = count_before(shape, axis);
-    return wrap(tensor<T>(shape, outer == 0 ? std::vector<T>() : interleaved(parts, outer)));
+    return wrap(tensor<T>(shape, outer == 0 ? aligned_vector<T>() : interleaved(parts, outer)));
 }
 
 template <class T>
 PyObject* concatenated_flat(const std::vector<const tensor<T>*>& parts)
 {
-    std::vector<T> joined = interleaved(parts, 1);
+    aligned_vector<T> joined = interleaved(parts, 1);
     const std::size_t count = joined.size();
     return wrap(tensor<T>({count}, std::move(joined)));
 }
@@ -243,7 +244,7 @@ PyObject* stacked_along(const std::vector<const tensor<T>*>& parts, PyObject* ax
     shape_list shape = first;
     shape.insert(shape.begin() + static_cast<long>(axis), parts.size());
     const std::size_t outer = count_before(first, axis);
-    return wrap(tensor<T>(shape, outer == 0 ? std::vector<T>() : interleaved(parts, outer)));
+    return wrap(tensor<T>(shape, outer == 0 ? aligned_vector<T>() : interleaved(parts, outer)));
 }
 
 // --- triangles -----------------------------------------------------------------------------------
@@ -255,7 +256,7 @@ tensor<T> triangle_of(const tensor<T>& a, std::ptrdiff_t k, triangle_side side)
 {
     const std::size_t rows = a.shape.end()[-2];
     const std::size_t cols = a.shape.end()[-1];
-    std::vector<T> data = detail::uninitialized<T>(a.data.size());
+    aligned_vector<T> data = detail::uninitialized<T>(a.data.size());
     for (std::size_t at = 0, row = 0; at < data.size(); at += cols, row = (row + 1) % rows) {
         const auto diagonal = static_cast<std::ptrdiff_t>(row) + k;
         const auto split = static_cast<std::size_t>(

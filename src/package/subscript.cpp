@@ -4,6 +4,7 @@
 
 #include "binding/class.hpp"
 #include "module/tensor_object.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/elementwise/masks.hpp"
 #include "numerical/short_list.hpp"
@@ -283,7 +284,7 @@ std::optional<std::vector<positions>> read_points(PyObject* key, std::size_t ran
 template <class T>
 tensor<T> points_of(const tensor<T>& a, std::vector<positions>&& points)
 {
-    std::vector<std::ptrdiff_t> offsets(points[0].data.size());
+    aligned_vector<std::ptrdiff_t> offsets(points[0].data.size());
     for (std::size_t axis = 0; axis < points.size(); ++axis) {
         const auto extent = static_cast<std::ptrdiff_t>(a.shape[axis]);
         const auto stride = static_cast<std::ptrdiff_t>(a.strides[axis]);
@@ -291,7 +292,7 @@ tensor<T> points_of(const tensor<T>& a, std::vector<positions>&& points)
         for (std::size_t i = 0; i < offsets.size(); ++i)
             offsets[i] += (places[i] + (places[i] < 0 ? extent : 0)) * stride;
     }
-    std::vector<T> data = detail::uninitialized<T>(offsets.size());
+    aligned_vector<T> data = detail::uninitialized<T>(offsets.size());
     std::transform(offsets.begin(), offsets.end(), data.begin(), [&a](std::ptrdiff_t offset) {
         return a.data[static_cast<std::size_t>(offset)];
     });

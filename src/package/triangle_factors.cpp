@@ -1,5 +1,6 @@
 #include "package/triangle_factors.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/cholesky.hpp"
 #include "numerical/storage.hpp"
@@ -10,7 +11,6 @@
 #include <algorithm>
 #include <string>
 #include <type_traits>
-#include <vector>
 
 namespace numerical::package {
 namespace {
@@ -77,7 +77,7 @@ PyObject* changed_factor(const binding::signature<2>& signature,
     const auto change = [&]<class T>(const tensor<T>& l, const tensor<T>& x) {
         if (!is_all_finite<T>({x.data.data(), 1, of.rows}))
             throw non_finite_error(name + ": the vector holds an infinite or NaN entry");
-        std::vector<T> changed = detail::copy_of(l.data.data(), l.data.size());
+        aligned_vector<T> changed = detail::copy_of(l.data.data(), l.data.size());
         computed(l.data.size(), [&] {
             if constexpr (std::is_same_v<T, double>)
                 change_real(changed, x.data);
@@ -109,7 +109,7 @@ PyObject* upper_cholesky(const binding::call_arguments& call)
         binding::fail(PyExc_ValueError, "upper_cholesky takes one matrix");
     return telling({given}, {}, [&] {
         return by_type(a, [&]<class T>(const tensor<T>& x) {
-            std::vector<T> u;
+            aligned_vector<T> u;
             computed(x.data.size(), [&] { u = upper_cholesky_factor(x.data.data(), n, n); });
             return wrap(tensor<T>({n, n}, std::move(u)));
         });

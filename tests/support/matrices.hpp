@@ -2,6 +2,7 @@
 
 // Matrices that numerical tests run on, reproducible from a seed.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
 #include "numerical/strided/block_view.hpp"
 
@@ -33,10 +34,10 @@ T random_value(std::mt19937_64& generator)
 }
 
 template <class T>
-std::vector<T> random_vector(std::size_t count, unsigned seed)
+numerical::aligned_vector<T> random_vector(std::size_t count, unsigned seed)
 {
     std::mt19937_64 generator(seed);
-    std::vector<T> out(count);
+    numerical::aligned_vector<T> out(count);
     for (T& x : out)
         x = random_value<T>(generator);
     return out;
@@ -50,9 +51,9 @@ numerical::matrix<T> random_matrix(std::size_t rows, std::size_t cols, unsigned 
 
 // The elements of a view, without gaps.
 template <class T>
-std::vector<std::remove_const_t<T>> elements_of(numerical::detail::block_view<T> a)
+numerical::aligned_vector<std::remove_const_t<T>> elements_of(numerical::detail::block_view<T> a)
 {
-    std::vector<std::remove_const_t<T>> out;
+    numerical::aligned_vector<std::remove_const_t<T>> out;
     for (std::size_t i = 0; i < a.rows; ++i)
         out.insert(out.end(), a.row(i), a.row(i) + a.cols);
     return out;
@@ -60,11 +61,11 @@ std::vector<std::remove_const_t<T>> elements_of(numerical::detail::block_view<T>
 
 // Integers of at most `limit` in each part, so that products and sums of a few thousand are exact.
 template <class T>
-std::vector<T> integer_vector(std::size_t count, unsigned seed, int limit = 8)
+numerical::aligned_vector<T> integer_vector(std::size_t count, unsigned seed, int limit = 8)
 {
     std::mt19937_64 generator(seed);
     std::uniform_int_distribution<int> uniform(-limit, limit);
-    std::vector<T> out(count);
+    numerical::aligned_vector<T> out(count);
     for (T& x : out) {
         if constexpr (std::is_same_v<T, double>) {
             x = uniform(generator);
@@ -98,7 +99,7 @@ numerical::matrix<T> low_rank_matrix(std::size_t rows, std::size_t cols, std::si
 {
     const auto left = random_vector<T>(rows * rank, seed);
     const auto right = random_vector<T>(rank * cols, seed + 1);
-    std::vector<T> out(rows * cols);
+    numerical::aligned_vector<T> out(rows * cols);
     for (std::size_t i = 0; i < rows; ++i)
         for (std::size_t l = 0; l < rank; ++l)
             for (std::size_t j = 0; j < cols; ++j)

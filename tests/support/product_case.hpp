@@ -3,6 +3,7 @@
 // One product C += A·B inside larger arrays: NaN beside the operands, guards beside C.
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 
 #include <algorithm>
 #include <complex>
@@ -10,7 +11,6 @@
 #include <cstring>
 #include <limits>
 #include <string>
-#include <vector>
 
 namespace test {
 
@@ -25,7 +25,7 @@ struct product_case
 {
     product_shape shape;
     std::size_t lda, ldb, ldc;
-    std::vector<T> a, b, c;
+    numerical::aligned_vector<T> a, b, c;
 
     // Values of `make(count, seed)`, each operand `offset` elements into its array.
     template <class Make>
@@ -59,11 +59,12 @@ struct product_case
     }
 
 private:
-    static std::vector<T> embedded(const std::vector<T>& values, std::size_t rows, std::size_t cols,
-                                   std::size_t stride)
+    static numerical::aligned_vector<T> embedded(const numerical::aligned_vector<T>& values,
+                                                 std::size_t rows, std::size_t cols,
+                                                 std::size_t stride)
     {
         const double nan = std::numeric_limits<double>::quiet_NaN();
-        std::vector<T> out(rows * stride + 2 * offset, T(nan));
+        numerical::aligned_vector<T> out(rows * stride + 2 * offset, T(nan));
         for (std::size_t i = 0; i < rows; ++i)
             for (std::size_t j = 0; j < cols; ++j)
                 out[offset + i * stride + j] = values[i * cols + j];
@@ -73,7 +74,7 @@ private:
 
 // Equal to the bit, the guards of NaN included.
 template <class T>
-bool same_bits(const std::vector<T>& x, const std::vector<T>& y)
+bool same_bits(const numerical::aligned_vector<T>& x, const numerical::aligned_vector<T>& y)
 {
     return x.size() == y.size() &&
            (x.empty() || std::memcmp(x.data(), y.data(), x.size() * sizeof(T)) == 0);

@@ -2,6 +2,7 @@
 
 // Plain loops in wider precision: the oracle of the products.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
 
 #include <complex>
@@ -32,8 +33,8 @@ void add_product(std::complex<long double>& sum, const Complex& x, const Complex
 template <class T>
 numerical::matrix<T> reference_product(const numerical::matrix<T>& a, const numerical::matrix<T>& b)
 {
-    numerical::matrix<T> c(a.rows, b.cols, std::vector<T>(a.rows * b.cols));
-    std::vector<T> column(b.rows);
+    numerical::matrix<T> c(a.rows, b.cols, numerical::aligned_vector<T>(a.rows * b.cols));
+    numerical::aligned_vector<T> column(b.rows);
     for (std::size_t j = 0; j < b.cols; ++j) {
         for (std::size_t l = 0; l < b.rows; ++l)
             column[l] = b.data[l * b.cols + j];

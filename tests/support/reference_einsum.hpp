@@ -5,6 +5,7 @@
 // element's sum is fixed.
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/tensor.hpp"
 
 #include <map>
@@ -99,7 +100,7 @@ numerical::tensor<T> reference_einsum(const einsum_case& of,
     std::size_t size = 1;
     for (const std::size_t extent : shape_of(of.output, extents))
         size *= extent;
-    std::vector<T> out(size);
+    numerical::aligned_vector<T> out(size);
     for (; positions > 0; --positions) {
         T product = 1;
         for (std::size_t i = 0; i < operands.size(); ++i)

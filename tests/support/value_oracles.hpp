@@ -2,6 +2,7 @@
 
 // Eigenvalues and singular values by slow and sure methods in long double.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/strided/transpose.hpp"
@@ -58,8 +59,8 @@ inline wide_values bisected_eigenvalues(const wide_values& d, const wide_values&
 
 // The singular values of a bidiagonal matrix, descending: the positive eigenvalues of the
 // tridiagonal matrix of order 2n with a zero diagonal and d and e in turns beside it.
-inline wide_values bisected_singular_values(const std::vector<double>& d,
-                                            const std::vector<double>& e)
+inline wide_values bisected_singular_values(const numerical::aligned_vector<double>& d,
+                                            const numerical::aligned_vector<double>& e)
 {
     const std::size_t n = d.size();
     const wide_values zeros(2 * n);
@@ -203,7 +204,7 @@ wide_values jacobi_eigenvalues(const numerical::matrix<T>& a)
 // The largest distance between two lists, in units of ε·√n times the largest of the second; a
 // spacing of subnormal numbers is no distance.
 template <class Values>
-double value_ratio(const std::vector<double>& values, const Values& expected)
+double value_ratio(const numerical::aligned_vector<double>& values, const Values& expected)
 {
     long double largest = 0;
     long double distance = 0;

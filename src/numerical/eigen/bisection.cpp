@@ -1,5 +1,6 @@
 #include "numerical/eigen/bisection.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/eigen/sturm_kernels.hpp"
 #include "numerical/eps.hpp"
@@ -23,7 +24,7 @@ struct bracket
 };
 
 // By the discs of Gershgorin, and a little more for the rounding of a count.
-bracket bracket_of(const std::vector<double>& d, const std::vector<double>& e)
+bracket bracket_of(const aligned_vector<double>& d, const aligned_vector<double>& e)
 {
     const std::size_t n = d.size();
     bracket all{d[0], d[0], 0};
@@ -66,21 +67,21 @@ void bisect_group(const sturm_sequence& t, const bracket& all, std::size_t first
 
 } // namespace
 
-std::vector<double> bisected_values(const std::vector<double>& d, const std::vector<double>& e,
-                                    index_range places)
+aligned_vector<double> bisected_values(const aligned_vector<double>& d,
+                                       const aligned_vector<double>& e, index_range places)
 {
     if (places.count() == 0)
         return {};
     const std::size_t n = d.size();
-    std::vector<double> diagonal(n);
-    std::vector<double> squares(n);
+    aligned_vector<double> diagonal(n);
+    aligned_vector<double> squares(n);
     for (std::size_t i = 0; i < n; ++i) {
         diagonal[i] = d[i] + 0.0; // a negative zero becomes a positive one
         squares[i] = std::max(e[i] * e[i], std::numeric_limits<double>::min());
     }
     const sturm_sequence t{diagonal.data(), squares.data(), n};
     const bracket all = bracket_of(d, e);
-    std::vector<double> values(places.count());
+    aligned_vector<double> values(places.count());
     const auto bisect = [&](std::size_t g) {
         const std::size_t from = g * points_of_count;
         bisect_group(t, all, places.first + from, std::min(points_of_count, values.size() - from),

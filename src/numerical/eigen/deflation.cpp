@@ -1,5 +1,6 @@
 #include "numerical/eigen/deflation.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/order.hpp"
 
 #include <algorithm>
@@ -19,13 +20,13 @@ struct pole_pair
     double s;
 };
 
-pole_pair pair_of(const std::vector<double>& z, std::size_t prev, std::size_t i)
+pole_pair pair_of(const aligned_vector<double>& z, std::size_t prev, std::size_t i)
 {
     const double length = std::hypot(z[i], z[prev]);
     return {.prev = prev, .i = i, .length = length, .c = z[i] / length, .s = -z[prev] / length};
 }
 
-double largest_entry(const std::vector<double>& values, double largest)
+double largest_entry(const aligned_vector<double>& values, double largest)
 {
     for (const double value : values)
         largest = std::max(largest, std::abs(value));
@@ -33,7 +34,7 @@ double largest_entry(const std::vector<double>& values, double largest)
 }
 
 // Applies the rotation to d and z; the off-diagonal element that it creates is negligible.
-void rotate_poles(const pole_pair& pair, std::vector<double>& d, std::vector<double>& z)
+void rotate_poles(const pole_pair& pair, aligned_vector<double>& d, aligned_vector<double>& z)
 {
     const auto& [prev, i, length, c, s] = pair;
     z[i] = length;
@@ -46,7 +47,7 @@ void rotate_poles(const pole_pair& pair, std::vector<double>& d, std::vector<dou
 
 } // namespace
 
-deflation deflate(std::vector<double>& d, std::vector<double>& z, double rho2,
+deflation deflate(aligned_vector<double>& d, aligned_vector<double>& z, double rho2,
                   std::vector<unsigned int>& types)
 {
     const double tolerance = largest_entry(z, largest_entry(d, 0.0)) * deflation_tolerance;

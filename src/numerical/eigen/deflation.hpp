@@ -6,6 +6,7 @@
 // tolerance are those of Dongarra and Sorensen 1987, with 8·eps). What is left has well separated
 // poles and no small z, so the secular equation has a root strictly between neighbours.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/merge_columns.hpp"
 
 #include <cstddef>
@@ -22,7 +23,7 @@ struct deflation
 };
 
 // Updates d, z and the column types by the rotations; d need not be sorted.
-deflation deflate(std::vector<double>& d, std::vector<double>& z, double rho2,
+deflation deflate(aligned_vector<double>& d, aligned_vector<double>& z, double rho2,
                   std::vector<unsigned int>& types);
 
 } // namespace numerical::detail

@@ -1,5 +1,6 @@
 #include "numerical/eigen/eigen.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/eigen/lower_triangle.hpp"
 #include "numerical/eigen/order.hpp"
@@ -23,16 +24,16 @@ constexpr std::size_t gathered_tile = 32;
 template <class T>
 struct eigenpairs
 {
-    std::vector<double> values;
-    std::vector<T> vectors;
+    aligned_vector<double> values;
+    aligned_vector<T> vectors;
 };
 
 template <class T>
-eigenpairs<T> solve_by_ql(std::vector<double> d, std::vector<double> e,
+eigenpairs<T> solve_by_ql(aligned_vector<double> d, aligned_vector<double> e,
                           const tridiagonal_reduction<T>& reduction)
 {
     const std::size_t n = d.size();
-    std::vector<T> rows = tridiagonal_basis(reduction, n);
+    aligned_vector<T> rows = tridiagonal_basis(reduction, n);
     tridiagonal_ql(d, e, rows, n, 30 * n);
     const std::vector<std::size_t> order = ascending_order(d);
     return {in_order(d, order), columns_by_value(rows, order, n)};
@@ -45,8 +46,8 @@ eigenpairs<T> solve_by_reduction(matrix<T> a, double scale, eigen_method method,
     const std::size_t n = a.rows;
     if (n == 0)
         return {};
-    std::vector<double> d(n);
-    std::vector<double> e(n);
+    aligned_vector<double> d(n);
+    aligned_vector<double> e(n);
     scale_lower(a, scale);
     const bool fastest = blocks == eigen_blocks::fastest;
     auto reduction = tridiagonalize(a.data, n, d, e, fastest ? fastest_panel(n) : fixed_panel);
@@ -69,10 +70,10 @@ eigenpairs<T> solve_by_reduction(matrix<T> a, double scale, eigen_method method,
 
 // Each index writes some rows of the result.
 template <class T>
-std::vector<T> columns_by_value(const std::vector<T>& rows, const std::vector<std::size_t>& order,
-                                std::size_t n)
+aligned_vector<T> columns_by_value(const aligned_vector<T>& rows,
+                                   const std::vector<std::size_t>& order, std::size_t n)
 {
-    std::vector<T> columns = uninitialized<T>(n * n);
+    aligned_vector<T> columns = uninitialized<T>(n * n);
     const auto fill_rows = [&](std::size_t b) {
         const std::size_t from = b * gathered_tile;
         const std::size_t to = std::min(from + gathered_tile, n);
@@ -86,10 +87,10 @@ std::vector<T> columns_by_value(const std::vector<T>& rows, const std::vector<st
     return columns;
 }
 
-template std::vector<double> columns_by_value(const std::vector<double>&,
-                                              const std::vector<std::size_t>&, std::size_t);
-template std::vector<complex> columns_by_value(const std::vector<complex>&,
-                                               const std::vector<std::size_t>&, std::size_t);
+template aligned_vector<double> columns_by_value(const aligned_vector<double>&,
+                                                 const std::vector<std::size_t>&, std::size_t);
+template aligned_vector<complex> columns_by_value(const aligned_vector<complex>&,
+                                                  const std::vector<std::size_t>&, std::size_t);
 
 } // namespace detail
 
@@ -113,8 +114,8 @@ symmetric_eigen::symmetric_eigen(matrix<double> a, eigen_method method, eigen_bl
     vectors = {size, size, std::move(pairs.vectors)};
 }
 
-void symmetric_eigen::extract_sorted(const std::vector<double>& diagonal,
-                                     const std::vector<double>& rows)
+void symmetric_eigen::extract_sorted(const aligned_vector<double>& diagonal,
+                                     const aligned_vector<double>& rows)
 {
     const std::vector<std::size_t> order = detail::ascending_order(diagonal);
     for (const std::size_t i : order)

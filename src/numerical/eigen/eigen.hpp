@@ -5,6 +5,7 @@
 // The work is done on the matrix divided by its largest modulus, in the storage of a matrix that is
 // moved in.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
 
 #include <complex>
@@ -28,12 +29,12 @@ public:
                     eigen_blocks blocks = eigen_blocks::fixed);
 
     std::size_t size;
-    std::vector<double> values; // ascending
-    matrix<double> vectors;     // column j is the unit eigenvector of values[j]
+    aligned_vector<double> values; // ascending
+    matrix<double> vectors;        // column j is the unit eigenvector of values[j]
 
 private:
     // From eigenvalues in any order and the n × n matrix of eigenvectors by rows.
-    void extract_sorted(const std::vector<double>& diagonal, const std::vector<double>& rows);
+    void extract_sorted(const aligned_vector<double>& diagonal, const aligned_vector<double>& rows);
 };
 
 class hermitian_eigen
@@ -44,7 +45,7 @@ public:
                     eigen_blocks blocks = eigen_blocks::fixed);
 
     std::size_t size;
-    std::vector<double> values;
+    aligned_vector<double> values;
     matrix<std::complex<double>> vectors;
 };
 
@@ -52,14 +53,14 @@ namespace detail {
 
 // n × n elements, element (i, j) being rows[order[j]·n + i]: rows that become columns in an order.
 template <class T>
-std::vector<T> columns_by_value(const std::vector<T>& rows, const std::vector<std::size_t>& order,
-                                std::size_t n);
+aligned_vector<T> columns_by_value(const aligned_vector<T>& rows,
+                                   const std::vector<std::size_t>& order, std::size_t n);
 
 // Unsorted eigenvalues of the matrix, and the eigenvectors by rows.
 struct jacobi_eigenpairs
 {
-    std::vector<double> diagonal;
-    std::vector<double> rows;
+    aligned_vector<double> diagonal;
+    aligned_vector<double> rows;
 };
 
 // Works on a/scale, by its lower triangle. convergence_error if not converged after

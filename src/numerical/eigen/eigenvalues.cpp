@@ -1,5 +1,6 @@
 #include "numerical/eigen/eigenvalues.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/hermitian_band.hpp"
 #include "numerical/eigen/lower_triangle.hpp"
 #include "numerical/eigen/root_free_ql.hpp"
@@ -16,7 +17,8 @@ using detail::complex;
 
 // To tridiagonal form; the matrix is used up.
 template <class T>
-void reduce(std::vector<T> a, std::size_t n, std::vector<double>& d, std::vector<double>& e)
+void reduce(aligned_vector<T> a, std::size_t n, aligned_vector<double>& d,
+            aligned_vector<double>& e)
 {
     if (n >= detail::two_stage_eigen_order<T>) {
         auto band =
@@ -30,15 +32,15 @@ void reduce(std::vector<T> a, std::size_t n, std::vector<double>& d, std::vector
 } // namespace
 
 template <class T>
-std::vector<double> eigenvalues(matrix<T> a)
+aligned_vector<double> eigenvalues(matrix<T> a)
 {
     const double scale = detail::checked_scale(a);
     const std::size_t n = a.rows;
     if (n == 0)
         return {};
     detail::scale_lower(a, scale);
-    std::vector<double> d(n);
-    std::vector<double> e(n);
+    aligned_vector<double> d(n);
+    aligned_vector<double> e(n);
     reduce(std::move(a.data), n, d, e);
     detail::root_free_ql(d, e, detail::ql_steps_per_value * n);
     for (double& value : d)
@@ -46,7 +48,7 @@ std::vector<double> eigenvalues(matrix<T> a)
     return d;
 }
 
-template std::vector<double> eigenvalues(matrix<double>);
-template std::vector<double> eigenvalues(matrix<complex>);
+template aligned_vector<double> eigenvalues(matrix<double>);
+template aligned_vector<double> eigenvalues(matrix<complex>);
 
 } // namespace numerical

@@ -6,6 +6,7 @@
 // Then the band is narrowed to a tridiagonal matrix column by column, each reflection making a
 // bulge that is chased down the band (Haidar, Ltaief and Dongarra 2011).
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/factor/reflector_block.hpp"
 #include "numerical/gemm/block_view.hpp"
@@ -63,7 +64,7 @@ public:
     const std::size_t width;
 
 private:
-    std::vector<T> store;
+    aligned_vector<T> store;
 };
 
 // The reflectors v of a chase, whose reflections are I - 2·v·vᴴ. Those of a sweep act side by side:
@@ -101,29 +102,30 @@ private:
 
     std::size_t order;
     std::size_t width;
-    std::vector<T> store;
+    aligned_vector<T> store;
 };
 
 // A band of the given width, at most the greatest, with the eigenvalues of the row-major n × n
 // matrix, of which the lower triangle is read.
 template <class T>
-hermitian_band<T> reduce_to_hermitian_band(std::vector<T> a, std::size_t n, std::size_t width);
+hermitian_band<T> reduce_to_hermitian_band(aligned_vector<T> a, std::size_t n, std::size_t width);
 
 // The same with the reflections that made it, in order: with their product Q the matrix is
 // Q·band·Qᴴ.
 template <class T>
-hermitian_band<T> reduce_to_hermitian_band(std::vector<T> a, std::size_t n, std::size_t width,
+hermitian_band<T> reduce_to_hermitian_band(aligned_vector<T> a, std::size_t n, std::size_t width,
                                            std::vector<reflector_block<T>>& reflections);
 
 // The diagonal, and the moduli of the subdiagonal, that the band is narrowed to: d with n elements,
 // e with n as well, the last 0.
 template <class T>
-void narrow_hermitian_band(hermitian_band<T>& band, std::vector<double>& d, std::vector<double>& e);
+void narrow_hermitian_band(hermitian_band<T>& band, aligned_vector<double>& d,
+                           aligned_vector<double>& e);
 
 // The same with the reflectors; the subdiagonal itself, which is real if T is and else may have any
 // phase, is left in the band. For n >= 2.
 template <class T>
-chase_reflectors<T> narrow_keeping_reflectors(hermitian_band<T>& band, std::vector<double>& d,
-                                              std::vector<double>& e);
+chase_reflectors<T> narrow_keeping_reflectors(hermitian_band<T>& band, aligned_vector<double>& d,
+                                              aligned_vector<double>& e);
 
 } // namespace numerical::detail

@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/eigen/chase_kernels.hpp"
 #include "numerical/eigen/hermitian_band.hpp"
@@ -21,7 +22,7 @@ using short_vector = std::array<T, greatest_hermitian_band_width>;
 template <class T>
 struct chase_workspace
 {
-    std::vector<T> v;
+    aligned_vector<T> v;
     short_vector<T> conjugates; // of v
     short_vector<T> coefficients;
     short_vector<T> sums;
@@ -95,7 +96,7 @@ void reflect_both_sides(int path, block_view<T> a, chase_workspace<T>& work)
 }
 
 template <class T>
-bool is_zero_after_first(const std::vector<T>& x)
+bool is_zero_after_first(const aligned_vector<T>& x)
 {
     return std::all_of(x.begin() + 1, x.end(), [](const T& each) { return each == T(0); });
 }
@@ -184,13 +185,13 @@ void chase_step(const chase_path& by, hermitian_band<T>& band, chase_workspace<T
 
 // keep(s, k, reflector) sees the reflector of each step.
 template <class T, class Keep>
-void narrow(hermitian_band<T>& band, std::vector<double>& d, std::vector<double>& e,
+void narrow(hermitian_band<T>& band, aligned_vector<double>& d, aligned_vector<double>& e,
             const Keep& keep)
 {
     const std::size_t n = band.order;
     const std::size_t width = band.width;
     const chase_path by = path_for(band);
-    std::vector<T> reflectors = zeros<T>(n * width);
+    aligned_vector<T> reflectors = zeros<T>(n * width);
     const auto steps_of = [=](std::size_t s) { return ceil_div(n - 1 - s, width); };
     const auto step = [&](chase_workspace<T>& work, std::size_t s, std::size_t k) {
         T* const reflector = reflectors.data() + s * width;
@@ -208,14 +209,15 @@ void narrow(hermitian_band<T>& band, std::vector<double>& d, std::vector<double>
 } // namespace
 
 template <class T>
-void narrow_hermitian_band(hermitian_band<T>& band, std::vector<double>& d, std::vector<double>& e)
+void narrow_hermitian_band(hermitian_band<T>& band, aligned_vector<double>& d,
+                           aligned_vector<double>& e)
 {
     narrow(band, d, e, [](std::size_t, std::size_t, const T*) {});
 }
 
 template <class T>
-chase_reflectors<T> narrow_keeping_reflectors(hermitian_band<T>& band, std::vector<double>& d,
-                                              std::vector<double>& e)
+chase_reflectors<T> narrow_keeping_reflectors(hermitian_band<T>& band, aligned_vector<double>& d,
+                                              aligned_vector<double>& e)
 {
     chase_reflectors<T> kept(band.order, band.width);
     narrow(band, d, e, [&](std::size_t s, std::size_t k, const T* reflector) {
@@ -224,13 +226,15 @@ chase_reflectors<T> narrow_keeping_reflectors(hermitian_band<T>& band, std::vect
     return kept;
 }
 
-template chase_reflectors<double>
-narrow_keeping_reflectors(hermitian_band<double>&, std::vector<double>&, std::vector<double>&);
-template chase_reflectors<complex>
-narrow_keeping_reflectors(hermitian_band<complex>&, std::vector<double>&, std::vector<double>&);
-template void narrow_hermitian_band(hermitian_band<double>&, std::vector<double>&,
-                                    std::vector<double>&);
-template void narrow_hermitian_band(hermitian_band<complex>&, std::vector<double>&,
-                                    std::vector<double>&);
+template chase_reflectors<double> narrow_keeping_reflectors(hermitian_band<double>&,
+                                                            aligned_vector<double>&,
+                                                            aligned_vector<double>&);
+template chase_reflectors<complex> narrow_keeping_reflectors(hermitian_band<complex>&,
+                                                             aligned_vector<double>&,
+                                                             aligned_vector<double>&);
+template void narrow_hermitian_band(hermitian_band<double>&, aligned_vector<double>&,
+                                    aligned_vector<double>&);
+template void narrow_hermitian_band(hermitian_band<complex>&, aligned_vector<double>&,
+                                    aligned_vector<double>&);
 
 } // namespace numerical::detail

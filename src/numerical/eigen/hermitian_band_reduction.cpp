@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/eigen/hermitian_band.hpp"
 #include "numerical/factor/qr.hpp"
@@ -25,7 +26,7 @@ constexpr std::size_t band_strip_rows = 48;
 template <class T>
 struct dense_block
 {
-    std::vector<T> elements;
+    aligned_vector<T> elements;
     block_view<T> view;
 
     dense_block(std::size_t rows, std::size_t cols)
@@ -116,7 +117,7 @@ dense_block<T> hermitian_block_product(block_view<const T> a, block_view<const T
     const std::size_t n = a.rows;
     const strip_groups groups = groups_of(n, v.cols);
     dense_block<T> product(n, v.cols);
-    std::vector<T> parts = uninitialized<T>(groups.count * v.cols * n);
+    aligned_vector<T> parts = uninitialized<T>(groups.count * v.cols * n);
     const auto part = [&](std::size_t g) {
         return block_view<T>{parts.data() + g * v.cols * n, v.cols, groups.begin(g + 1), n};
     };
@@ -199,8 +200,8 @@ public:
     }
 
 private:
-    std::vector<T> left_store;
-    std::vector<T> right_store;
+    aligned_vector<T> left_store;
+    aligned_vector<T> right_store;
     block_view<T> left;
     block_view<T> right;
 };
@@ -235,7 +236,7 @@ reflector_block<T> factor_columns(block_view<T> a, std::size_t from, std::size_t
     const std::size_t length = a.rows - to;
     const std::size_t count = std::min(width, length);
     const block_view<T> panel = a.sub(to, a.rows, from, to);
-    std::vector<T> columns = uninitialized<T>(length * width);
+    aligned_vector<T> columns = uninitialized<T>(length * width);
     for (std::size_t i = 0; i < length; ++i)
         std::copy_n(panel.row(i), width, columns.data() + i * width);
 
@@ -251,7 +252,7 @@ reflector_block<T> factor_columns(block_view<T> a, std::size_t from, std::size_t
 
 // keep(reflections) takes those of each panel.
 template <class T, class Keep>
-hermitian_band<T> reduce_panels(std::vector<T> a, std::size_t n, std::size_t width,
+hermitian_band<T> reduce_panels(aligned_vector<T> a, std::size_t n, std::size_t width,
                                 const Keep& keep)
 {
     hermitian_band<T> band(n, width);
@@ -284,13 +285,13 @@ hermitian_band<T> reduce_panels(std::vector<T> a, std::size_t n, std::size_t wid
 } // namespace
 
 template <class T>
-hermitian_band<T> reduce_to_hermitian_band(std::vector<T> a, std::size_t n, std::size_t width)
+hermitian_band<T> reduce_to_hermitian_band(aligned_vector<T> a, std::size_t n, std::size_t width)
 {
     return reduce_panels(std::move(a), n, width, [](reflector_block<T>&&) {});
 }
 
 template <class T>
-hermitian_band<T> reduce_to_hermitian_band(std::vector<T> a, std::size_t n, std::size_t width,
+hermitian_band<T> reduce_to_hermitian_band(aligned_vector<T> a, std::size_t n, std::size_t width,
                                            std::vector<reflector_block<T>>& reflections)
 {
     return reduce_panels(std::move(a), n, width, [&](reflector_block<T>&& of_panel) {
@@ -298,15 +299,15 @@ hermitian_band<T> reduce_to_hermitian_band(std::vector<T> a, std::size_t n, std:
     });
 }
 
-template hermitian_band<double> reduce_to_hermitian_band(std::vector<double>, std::size_t,
+template hermitian_band<double> reduce_to_hermitian_band(aligned_vector<double>, std::size_t,
                                                          std::size_t,
                                                          std::vector<reflector_block<double>>&);
-template hermitian_band<complex> reduce_to_hermitian_band(std::vector<complex>, std::size_t,
+template hermitian_band<complex> reduce_to_hermitian_band(aligned_vector<complex>, std::size_t,
                                                           std::size_t,
                                                           std::vector<reflector_block<complex>>&);
-template hermitian_band<double> reduce_to_hermitian_band(std::vector<double>, std::size_t,
+template hermitian_band<double> reduce_to_hermitian_band(aligned_vector<double>, std::size_t,
                                                          std::size_t);
-template hermitian_band<complex> reduce_to_hermitian_band(std::vector<complex>, std::size_t,
+template hermitian_band<complex> reduce_to_hermitian_band(aligned_vector<complex>, std::size_t,
                                                           std::size_t);
 
 } // namespace numerical::detail

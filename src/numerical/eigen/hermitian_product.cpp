@@ -1,5 +1,6 @@
 #include "numerical/eigen/hermitian_product.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/gemm/kernels/symv.hpp"
 #include "numerical/gemm/path.hpp"
@@ -147,7 +148,7 @@ std::size_t work_of_block(std::size_t len, int, const complex*)
 
 template <class T>
 void hermitian_product(const T* a, std::size_t lda, std::size_t len, const T* x, T* y,
-                       std::vector<T>& partials)
+                       aligned_vector<T>& partials)
 {
     const int path = gemm_path_current();
     const auto kernels = kernels_of(path, a);
@@ -192,8 +193,8 @@ void hermitian_product(const T* a, std::size_t lda, std::size_t len, const T* x,
 }
 
 template void hermitian_product(const double*, std::size_t, std::size_t, const double*, double*,
-                                std::vector<double>&);
+                                aligned_vector<double>&);
 template void hermitian_product(const complex*, std::size_t, std::size_t, const complex*, complex*,
-                                std::vector<complex>&);
+                                aligned_vector<complex>&);
 
 } // namespace numerical::detail

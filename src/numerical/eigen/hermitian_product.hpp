@@ -6,8 +6,9 @@
 // result vector of its own, and these are added in the order of the blocks: the sum does not
 // depend on the number of threads.
 
+#include "numerical/aligned_vector.hpp"
+
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -15,6 +16,6 @@ namespace numerical::detail {
 // must. T = double or std::complex<double>.
 template <class T>
 void hermitian_product(const T* a, std::size_t lda, std::size_t len, const T* x, T* y,
-                       std::vector<T>& partials);
+                       aligned_vector<T>& partials);
 
 } // namespace numerical::detail

@@ -1,5 +1,6 @@
 #include "numerical/eigen/hermitian_two_stage.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/gemm/kernels/ger.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
@@ -19,9 +20,9 @@ constexpr std::size_t chased_columns = 32;
 
 // T = Φ·|T|·Φᴴ, where |T| has the moduli of the subdiagonal.
 template <class T>
-std::vector<T> phases_of(hermitian_band<T>& band)
+aligned_vector<T> phases_of(hermitian_band<T>& band)
 {
-    std::vector<T> phases(band.order, T(1));
+    aligned_vector<T> phases(band.order, T(1));
     for (std::size_t i = 0; i + 1 < band.order; ++i)
         phases[i + 1] = finite_product(phase_of(band(i + 1, i)), phases[i]);
     return phases;
@@ -61,8 +62,8 @@ void apply_chase(const chase_reflectors<T>& chase, block_view<T> x)
 } // namespace
 
 template <class T>
-two_stage_reduction<T> reduce_in_two_stages(std::vector<T> a, std::size_t n, std::size_t width,
-                                            std::vector<double>& d, std::vector<double>& e)
+two_stage_reduction<T> reduce_in_two_stages(aligned_vector<T> a, std::size_t n, std::size_t width,
+                                            aligned_vector<double>& d, aligned_vector<double>& e)
 {
     std::vector<reflector_block<T>> panels;
     auto band = reduce_to_hermitian_band(std::move(a), n, width, panels);
@@ -71,11 +72,11 @@ two_stage_reduction<T> reduce_in_two_stages(std::vector<T> a, std::size_t n, std
 }
 
 template <class T>
-std::vector<T> columns_in_matrix_basis(const two_stage_reduction<T>& reduction,
-                                       const std::vector<double>& given, std::size_t n)
+aligned_vector<T> columns_in_matrix_basis(const two_stage_reduction<T>& reduction,
+                                          const aligned_vector<double>& given, std::size_t n)
 {
     const std::size_t count = given.size() / n;
-    std::vector<T> columns = uninitialized<T>(given.size());
+    aligned_vector<T> columns = uninitialized<T>(given.size());
     for (std::size_t i = 0; i < n; ++i)
         for (std::size_t j = 0; j < count; ++j)
             columns[i * count + j] = given[j * n + i] * reduction.phases[i];
@@ -85,15 +86,16 @@ std::vector<T> columns_in_matrix_basis(const two_stage_reduction<T>& reduction,
     return columns;
 }
 
-template two_stage_reduction<double> reduce_in_two_stages(std::vector<double>, std::size_t,
-                                                          std::size_t, std::vector<double>&,
-                                                          std::vector<double>&);
-template two_stage_reduction<complex> reduce_in_two_stages(std::vector<complex>, std::size_t,
-                                                           std::size_t, std::vector<double>&,
-                                                           std::vector<double>&);
-template std::vector<double> columns_in_matrix_basis(const two_stage_reduction<double>&,
-                                                     const std::vector<double>&, std::size_t);
-template std::vector<complex> columns_in_matrix_basis(const two_stage_reduction<complex>&,
-                                                      const std::vector<double>&, std::size_t);
+template two_stage_reduction<double> reduce_in_two_stages(aligned_vector<double>, std::size_t,
+                                                          std::size_t, aligned_vector<double>&,
+                                                          aligned_vector<double>&);
+template two_stage_reduction<complex> reduce_in_two_stages(aligned_vector<complex>, std::size_t,
+                                                           std::size_t, aligned_vector<double>&,
+                                                           aligned_vector<double>&);
+template aligned_vector<double> columns_in_matrix_basis(const two_stage_reduction<double>&,
+                                                        const aligned_vector<double>&, std::size_t);
+template aligned_vector<complex> columns_in_matrix_basis(const two_stage_reduction<complex>&,
+                                                         const aligned_vector<double>&,
+                                                         std::size_t);
 
 } // namespace numerical::detail

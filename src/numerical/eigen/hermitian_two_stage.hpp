@@ -5,6 +5,7 @@
 // costs as many operations as the first (Bischof, Lang and Sun 2000), which few vectors repay by
 // the time that the first stage spares.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/hermitian_band.hpp"
 
 #include <cstddef>
@@ -28,18 +29,18 @@ struct two_stage_reduction
 {
     std::vector<reflector_block<T>> panels; // Q₁, in order
     chase_reflectors<T> chase;              // Q₂
-    std::vector<T> phases;                  // of modulus 1, which make the subdiagonal real
+    aligned_vector<T> phases;               // of modulus 1, which make the subdiagonal real
 };
 
 // Of the n × n matrix, of which the lower triangle is read, n >= 2, by way of a band of the given
 // width. d receives the diagonal, e the moduli of the subdiagonal and a last 0, both of n entries.
 template <class T>
-two_stage_reduction<T> reduce_in_two_stages(std::vector<T> a, std::size_t n, std::size_t width,
-                                            std::vector<double>& d, std::vector<double>& e);
+two_stage_reduction<T> reduce_in_two_stages(aligned_vector<T> a, std::size_t n, std::size_t width,
+                                            aligned_vector<double>& d, aligned_vector<double>& e);
 
 // Real vectors of the tridiagonal matrix, as rows, in the coordinates of the matrix and in columns.
 template <class T>
-std::vector<T> columns_in_matrix_basis(const two_stage_reduction<T>& reduction,
-                                       const std::vector<double>& given, std::size_t n);
+aligned_vector<T> columns_in_matrix_basis(const two_stage_reduction<T>& reduction,
+                                          const aligned_vector<double>& given, std::size_t n);
 
 } // namespace numerical::detail

@@ -1,5 +1,6 @@
 #include "numerical/eigen/inverse_iteration.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eps.hpp"
 #include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/gemm/path.hpp"
@@ -25,7 +26,7 @@ class shifted_factors
 {
 public:
     // d, e and `smallest`, what stands for a pivot below it, are those of T.
-    shifted_factors(const std::vector<double>& d, const std::vector<double>& e, double value,
+    shifted_factors(const aligned_vector<double>& d, const aligned_vector<double>& e, double value,
                     double smallest);
 
     // x := (T - λ)⁻¹·x.
@@ -44,7 +45,7 @@ private:
     std::vector<row> rows;
 };
 
-shifted_factors::shifted_factors(const std::vector<double>& d, const std::vector<double>& e,
+shifted_factors::shifted_factors(const aligned_vector<double>& d, const aligned_vector<double>& e,
                                  double value, double smallest)
     : rows(d.size())
 {
@@ -134,14 +135,14 @@ public:
 
     void keep_next() { ++found; }
 
-    std::vector<double> take() { return std::move(store); }
+    aligned_vector<double> take() { return std::move(store); }
 
 private:
     const int path = gemm_path_current();
     const std::size_t n;
     std::size_t found = 0;
-    std::vector<double> store;
-    std::vector<double> products;
+    aligned_vector<double> store;
+    aligned_vector<double> products;
 };
 
 void vector_rows::orthogonalise_next()
@@ -154,7 +155,7 @@ void vector_rows::orthogonalise_next()
     }
 }
 
-double infinity_norm(const std::vector<double>& d, const std::vector<double>& e)
+double infinity_norm(const aligned_vector<double>& d, const aligned_vector<double>& e)
 {
     double norm = 0;
     for (std::size_t i = 0; i < d.size(); ++i) {
@@ -166,7 +167,7 @@ double infinity_norm(const std::vector<double>& d, const std::vector<double>& e)
 }
 
 // |T·z - λ·z|; NaN if z holds one.
-double residual(const std::vector<double>& d, const std::vector<double>& e, double value,
+double residual(const aligned_vector<double>& d, const aligned_vector<double>& e, double value,
                 const double* z)
 {
     const std::size_t n = d.size();
@@ -182,14 +183,14 @@ double residual(const std::vector<double>& d, const std::vector<double>& e, doub
     return std::sqrt(square);
 }
 
-bool all_pass(const std::vector<double>& d, const std::vector<double>& e,
-              std::span<const double> values, const std::vector<double>& rows)
+bool all_pass(const aligned_vector<double>& d, const aligned_vector<double>& e,
+              std::span<const double> values, const aligned_vector<double>& rows)
 {
     const std::size_t n = d.size();
     const int path = gemm_path_current();
     const double accepted = 4 * std::sqrt(static_cast<double>(n)) * eps;
     const double accepted_residual = accepted * infinity_norm(d, e);
-    std::vector<double> products(values.size());
+    aligned_vector<double> products(values.size());
     for (std::size_t j = 0; j < values.size(); ++j) {
         const double* const z = rows.data() + j * n;
         if (!(residual(d, e, values[j], z) <= accepted_residual))
@@ -204,9 +205,9 @@ bool all_pass(const std::vector<double>& d, const std::vector<double>& e,
 
 } // namespace
 
-std::optional<std::vector<double>> iterated_vectors(const std::vector<double>& d,
-                                                    const std::vector<double>& e,
-                                                    std::span<const double> values)
+std::optional<aligned_vector<double>> iterated_vectors(const aligned_vector<double>& d,
+                                                       const aligned_vector<double>& e,
+                                                       std::span<const double> values)
 {
     const std::size_t n = d.size();
     const double smallest = std::max(eps * infinity_norm(d, e), std::numeric_limits<double>::min());
@@ -220,7 +221,7 @@ std::optional<std::vector<double>> iterated_vectors(const std::vector<double>& d
         }
         rows.keep_next();
     }
-    std::vector<double> found = rows.take();
+    aligned_vector<double> found = rows.take();
     if (!all_pass(d, e, values, found))
         return {};
     return found;

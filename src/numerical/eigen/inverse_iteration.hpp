@@ -6,10 +6,11 @@
 // made orthogonal to each other at every step, whatever the distance of their values, and then
 // tried; where they fail there is divide and conquer.
 
+#include "numerical/aligned_vector.hpp"
+
 #include <cstddef>
 #include <optional>
 #include <span>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -25,8 +26,8 @@ constexpr std::size_t most_iterated_vectors(std::size_t n)
 // The unit vectors as rows, in the order of the values, if all residuals |T·z - λ·z| are below
 // 4·√n·ε·‖T‖ and all products of two vectors below 4·√n·ε. d has the diagonal and e the
 // subdiagonal, n elements each. The same bits at every number of threads.
-std::optional<std::vector<double>> iterated_vectors(const std::vector<double>& d,
-                                                    const std::vector<double>& e,
-                                                    std::span<const double> values);
+std::optional<aligned_vector<double>> iterated_vectors(const aligned_vector<double>& d,
+                                                       const aligned_vector<double>& e,
+                                                       std::span<const double> values);
 
 } // namespace numerical::detail

@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/merge_columns.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/storage.hpp"
@@ -8,9 +9,10 @@ namespace numerical::detail {
 namespace {
 
 // The columns that a group of rows multiplies, side by side.
-std::vector<double> gathered(block_view<const double> rows, const std::vector<std::size_t>& columns)
+aligned_vector<double> gathered(block_view<const double> rows,
+                                const std::vector<std::size_t>& columns)
 {
-    std::vector<double> store = uninitialized<double>(rows.rows * columns.size());
+    aligned_vector<double> store = uninitialized<double>(rows.rows * columns.size());
     const auto gather_row = [&](std::size_t r) {
         double* out = store.data() + r * columns.size();
         for (const std::size_t column : columns)
@@ -34,13 +36,13 @@ void merge_chosen_rows(block_view<const double> rows, const column_merge& merge,
     std::vector<std::size_t> columns(selected.size());
     std::transform(selected.begin(), selected.end(), columns.begin(),
                    [&](std::size_t p) { return active[p]; });
-    const std::vector<double> old_rows = gathered(rows, columns);
-    std::vector<double> new_rows = uninitialized<double>(selected.size() * made.count());
+    const aligned_vector<double> old_rows = gathered(rows, columns);
+    aligned_vector<double> new_rows = uninitialized<double>(selected.size() * made.count());
     const auto fill_selected = [&](std::size_t c) {
         fill_row(selected[c], new_rows.data() + c * made.count());
     };
     parallel_for(selected.size(), made.count(), fill_selected);
-    std::vector<double> product = zeros<double>(rows.rows * made.count());
+    aligned_vector<double> product = zeros<double>(rows.rows * made.count());
     gemm(rows.rows, made.count(), selected.size(), old_rows.data(), selected.size(),
          new_rows.data(), made.count(), product.data(), made.count());
 

@@ -6,6 +6,7 @@
 // half of the problem is zero in the rows of the other half, and its type, a bit mask, says in
 // which groups of rows it may not be; groups multiply only the columns that they have.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/merge_workspace.hpp"
 #include "numerical/gemm/block_view.hpp"
 
@@ -74,7 +75,7 @@ struct index_range
 };
 
 // Which columns are wanted, from the values of all, ascending.
-using column_choice = std::function<index_range(const std::vector<double>& values)>;
+using column_choice = std::function<index_range(const aligned_vector<double>& values)>;
 
 // Those of the K new columns that are among the columns `wanted` of the result.
 index_range new_columns_among(const column_merge& merge, index_range wanted);

@@ -1,5 +1,6 @@
 #include "numerical/eigen/pencil.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/lower_triangle.hpp"
 #include "numerical/eigen/standard_form.hpp"
 #include "numerical/errors.hpp"
@@ -37,7 +38,7 @@ int exponent_of(const matrix<T>& a)
 
 // The lower triangle times 2^exponent, with a real diagonal and zeros above it.
 template <class T>
-void scale_lower_by_power(std::vector<T>& a, std::size_t n, int exponent)
+void scale_lower_by_power(aligned_vector<T>& a, std::size_t n, int exponent)
 {
     const double factor = std::ldexp(1.0, exponent);
     for (std::size_t i = 0; i < n; ++i) {

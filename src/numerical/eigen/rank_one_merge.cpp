@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/eigen/deflation.hpp"
 #include "numerical/eigen/merge_columns.hpp"
@@ -25,10 +26,10 @@ constexpr unsigned int bottom = 2;
 // The undeflated problem and its roots, root q being origin[q] + tau[q].
 struct rank_one_problem
 {
-    std::vector<double> d;
-    std::vector<double> z; // of norm 1
-    std::vector<double> origin;
-    std::vector<double> tau;
+    aligned_vector<double> d;
+    aligned_vector<double> z; // of norm 1
+    aligned_vector<double> origin;
+    aligned_vector<double> tau;
 
     std::size_t size() const { return d.size(); }
 
@@ -40,7 +41,7 @@ const merge_kernels& kernels_on(int path)
     return path == portable_path ? portable_merge_kernels : avx2_unfused_merge_kernels;
 }
 
-rank_one_problem solve_active(const std::vector<double>& d, const std::vector<double>& z,
+rank_one_problem solve_active(const aligned_vector<double>& d, const aligned_vector<double>& z,
                               double rho2, const std::vector<std::size_t>& active)
 {
     rank_one_problem problem;
@@ -80,9 +81,9 @@ void for_column_blocks(index_range columns, std::size_t depth, const F& body)
 
 // The z for which the computed roots are exact (Gu and Eisenstat 1995): ẑᵢ² is the product over j
 // of (λⱼ - dᵢ)/(dⱼ - dᵢ), the factor of j = i without its divisor and first.
-std::vector<double> exact_update(const rank_one_problem& problem, const merge_kernels& kernels)
+aligned_vector<double> exact_update(const rank_one_problem& problem, const merge_kernels& kernels)
 {
-    std::vector<double> z(problem.size());
+    aligned_vector<double> z(problem.size());
     const pole_root_pairs pairs = problem.pairs();
     for_column_blocks({0, problem.size()}, problem.size(), [&](std::size_t from, std::size_t to) {
         std::array<double, block_columns> product;
@@ -110,8 +111,8 @@ std::vector<double> exact_update(const rank_one_problem& problem, const merge_ke
 small_vector_rows eigenvector_rows(const rank_one_problem& problem, index_range made)
 {
     const merge_kernels& kernels = kernels_on(gemm_path_current());
-    const std::vector<double> z = exact_update(problem, kernels);
-    std::vector<double> norm2(made.count());
+    const aligned_vector<double> z = exact_update(problem, kernels);
+    aligned_vector<double> norm2(made.count());
     for_column_blocks(made, problem.size(), [&](std::size_t from, std::size_t to) {
         double* const of_block = norm2.data() + (from - made.first);
         kernels.add_squares(of_block, problem.pairs(), z.data(), z.size(), from, to - from);
@@ -140,7 +141,7 @@ struct solved_merge
     }
 };
 
-solved_merge solve_merge(std::vector<double>& d, std::vector<double> z, double rho,
+solved_merge solve_merge(aligned_vector<double>& d, aligned_vector<double> z, double rho,
                          block_view<double> q, std::size_t k)
 {
     const std::size_t n = d.size();
@@ -159,7 +160,7 @@ solved_merge solve_merge(std::vector<double>& d, std::vector<double> z, double r
     merge.partition = std::move(partition);
     merge.problem = solve_active(d, z, rho2, merge.partition.active);
 
-    std::vector<double> values;
+    aligned_vector<double> values;
     for (std::size_t j = 0; j < merge.problem.size(); ++j)
         values.push_back(merge.problem.tau[j] + merge.problem.origin[j]);
     for (const std::size_t i : merge.partition.deflated)
@@ -172,16 +173,16 @@ solved_merge solve_merge(std::vector<double>& d, std::vector<double> z, double r
 
 } // namespace
 
-void merge_rank_one(std::vector<double>& d, std::vector<double> z, double rho, block_view<double> q,
-                    std::size_t k, merge_workspace& workspace)
+void merge_rank_one(aligned_vector<double>& d, aligned_vector<double> z, double rho,
+                    block_view<double> q, std::size_t k, merge_workspace& workspace)
 {
     const solved_merge merge = solve_merge(d, std::move(z), rho, q, k);
     merge_columns(q, merge.columns(), eigenvector_rows(merge.problem, {0, merge.problem.size()}),
                   workspace);
 }
 
-chosen_vectors merge_rank_one_choosing(std::vector<double>& d, std::vector<double> z, double rho,
-                                       block_view<double> q, std::size_t k,
+chosen_vectors merge_rank_one_choosing(aligned_vector<double>& d, aligned_vector<double> z,
+                                       double rho, block_view<double> q, std::size_t k,
                                        const column_choice& choice)
 {
     const solved_merge merge = solve_merge(d, std::move(z), rho, q, k);

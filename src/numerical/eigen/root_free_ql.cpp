@@ -1,5 +1,6 @@
 #include "numerical/eigen/root_free_ql.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/ql_kernels.hpp"
 #include "numerical/eps.hpp"
 #include "numerical/errors.hpp"
@@ -216,7 +217,7 @@ void ql_values::run()
 
 } // namespace
 
-void root_free_ql(std::vector<double>& d, std::vector<double>& e, std::size_t max_steps)
+void root_free_ql(aligned_vector<double>& d, aligned_vector<double>& e, std::size_t max_steps)
 {
     const std::size_t n = d.size();
     if (n == 0)

@@ -6,8 +6,9 @@
 // sine. Long blocks take four sweeps at a time, whose shifts are the eigenvalues of the leading
 // 4 × 4 block (ql_kernels.hpp); the bits are the same on every path.
 
+#include "numerical/aligned_vector.hpp"
+
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -18,6 +19,6 @@ constexpr std::size_t ql_steps_per_value = 30;
 // far from overflow when squared. On return d ascends and e is destroyed. A coupling is dropped
 // when it is below ε·√|dᵢ·dᵢ₊₁| or below ε² times the largest entry. convergence_error "symmetric
 // eigendecomposition: QL did not converge within its steps" after max_steps sweeps in all.
-void root_free_ql(std::vector<double>& d, std::vector<double>& e, std::size_t max_steps);
+void root_free_ql(aligned_vector<double>& d, aligned_vector<double>& e, std::size_t max_steps);
 
 } // namespace numerical::detail

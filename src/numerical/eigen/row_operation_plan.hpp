@@ -6,6 +6,7 @@
 // chains that they overtake, as they have no row in common with them, so every row still sees its
 // operations in the order of the list.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/row_operations.hpp"
 #include "numerical/gemm/kernels/rotations.hpp"
 
@@ -44,7 +45,7 @@ private:
         std::ptrdiff_t position;
     };
 
-    std::vector<double> coefficients;
+    aligned_vector<double> coefficients;
     double* next_pair; // of the coefficients, not set from here on
 
     static bool is_chain(row_operation_span operations, const row_operation_run& run);

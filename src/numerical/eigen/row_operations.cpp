@@ -1,5 +1,6 @@
 #include "numerical/eigen/row_operations.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/eigen/row_operation_plan.hpp"
 #include "numerical/gemm/path.hpp"
@@ -97,7 +98,7 @@ private:
     std::size_t source_width;
     std::size_t source_stride;
     std::size_t strip_size;
-    std::vector<double> store;
+    aligned_vector<double> store;
 
     std::size_t width_at(std::size_t j) const { return std::min(strip_width, source_width - j); }
 
@@ -149,7 +150,7 @@ void apply_to_slabs(block_view<double> rows, std::size_t parts, row_operation_sp
 } // namespace
 
 template <class T>
-void apply_row_operations(std::vector<T>& basis, std::size_t n, row_operation_span operations)
+void apply_row_operations(aligned_vector<T>& basis, std::size_t n, row_operation_span operations)
 {
     constexpr std::size_t parts = sizeof(T) / sizeof(double);
     auto* const columns = as_doubles(basis.data());
@@ -192,7 +193,7 @@ std::vector<row_operation_run> cut_into_runs(row_operation_span operations)
     return runs;
 }
 
-template void apply_row_operations(std::vector<double>&, std::size_t, row_operation_span);
-template void apply_row_operations(std::vector<complex>&, std::size_t, row_operation_span);
+template void apply_row_operations(aligned_vector<double>&, std::size_t, row_operation_span);
+template void apply_row_operations(aligned_vector<complex>&, std::size_t, row_operation_span);
 
 } // namespace numerical::detail

@@ -11,6 +11,7 @@
 // rotations, and still sees them in the order of the list. No product is fused with a sum, so that
 // every path gives the same bits.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/storage.hpp"
 
@@ -36,7 +37,7 @@ struct row_operation
     double s;
 };
 
-using row_operations = std::vector<row_operation>;
+using row_operations = aligned_vector<row_operation>;
 using row_operation_span = std::span<const row_operation>;
 
 // A list that an iteration writes, which checks its capacity once a chase: a look at the capacity
@@ -83,7 +84,7 @@ std::vector<row_operation_run> cut_into_runs(row_operation_span operations);
 // The n × n basis, by rows, with all operations applied in their order. T = double or
 // std::complex<double>.
 template <class T>
-void apply_row_operations(std::vector<T>& basis, std::size_t n, row_operation_span operations);
+void apply_row_operations(aligned_vector<T>& basis, std::size_t n, row_operation_span operations);
 
 // The same of rows of any length. No column depends on the others.
 void apply_row_operations(block_view<double> rows, row_operation_span operations);

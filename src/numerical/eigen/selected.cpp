@@ -1,5 +1,6 @@
 #include "numerical/eigen/selected.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/bisection.hpp"
 #include "numerical/eigen/eigen.hpp"
 #include "numerical/eigen/eigenvalues.hpp"
@@ -24,21 +25,21 @@ namespace {
 using detail::complex;
 using detail::index_range;
 
-std::vector<double> scaled(std::vector<double> values, double scale)
+aligned_vector<double> scaled(aligned_vector<double> values, double scale)
 {
     for (double& value : values)
         value *= scale;
     return values;
 }
 
-std::vector<double> scaled_by_power(std::vector<double> values, int exponent)
+aligned_vector<double> scaled_by_power(aligned_vector<double> values, int exponent)
 {
     for (double& value : values)
         value = detail::scaled_by_power(value, exponent);
     return values;
 }
 
-std::vector<double> part(const std::vector<double>& values, index_range range)
+aligned_vector<double> part(const aligned_vector<double>& values, index_range range)
 {
     return {values.begin() + std::ptrdiff_t(range.first),
             values.begin() + std::ptrdiff_t(range.last)};
@@ -56,8 +57,8 @@ eigenpairs<T> all_eigenpairs(matrix<T> a)
 // A tridiagonal matrix and, from its values, the choice of those selected.
 struct chosen_problem
 {
-    const std::vector<double>& d;
-    const std::vector<double>& e;
+    const aligned_vector<double>& d;
+    const aligned_vector<double>& e;
     const eigen_selection& selection;
     const detail::column_choice& choice;
 };
@@ -66,7 +67,7 @@ struct chosen_problem
 struct few_values
 {
     index_range range;
-    std::vector<double> values;
+    aligned_vector<double> values;
 };
 
 few_values values_of(const chosen_problem& problem)
@@ -76,8 +77,8 @@ few_values values_of(const chosen_problem& problem)
         const index_range places = problem.selection.places_of(n);
         return {places, detail::bisected_values(problem.d, problem.e, places)};
     }
-    std::vector<double> values = problem.d;
-    std::vector<double> subdiagonal = problem.e;
+    aligned_vector<double> values = problem.d;
+    aligned_vector<double> subdiagonal = problem.e;
     detail::root_free_ql(values, subdiagonal, detail::ql_steps_per_value * n);
     const index_range range = problem.choice(values);
     return {range, part(values, range)};
@@ -104,8 +105,8 @@ template <class T>
 eigenpairs<T> divided_eigenpairs(const chosen_problem& problem,
                                  const detail::tridiagonal_reduction<T>& reduction)
 {
-    std::vector<double> d = problem.d;
-    std::vector<double> e = problem.e;
+    aligned_vector<double> d = problem.d;
+    aligned_vector<double> e = problem.e;
     const std::size_t n = d.size();
     auto [range, columns] = detail::divide_and_conquer_choosing(d, e, reduction, n, problem.choice);
     return {part(d, range), {n, range.count(), std::move(columns)}};
@@ -115,7 +116,7 @@ template <class T>
 eigenpairs<T> divided_eigenpairs(const chosen_problem& problem,
                                  const detail::two_stage_reduction<T>& reduction)
 {
-    std::vector<double> d = problem.d;
+    aligned_vector<double> d = problem.d;
     const std::size_t n = d.size();
     const auto [range, rows] = detail::divide_choosing(d, problem.e, n, problem.choice);
     return {part(d, range), {n, range.count(), columns_in_matrix_basis(reduction, rows, n)}};
@@ -133,11 +134,11 @@ eigenpairs<T> pairs_of_reduction(const chosen_problem& problem, const Reduction&
 
 // Two stages are for vectors that are known to be few.
 template <class T>
-eigenpairs<T> pairs_of_scaled(std::vector<T> a, std::size_t n, const eigen_selection& selection,
+eigenpairs<T> pairs_of_scaled(aligned_vector<T> a, std::size_t n, const eigen_selection& selection,
                               const detail::column_choice& choice)
 {
-    std::vector<double> d(n);
-    std::vector<double> e(n);
+    aligned_vector<double> d(n);
+    aligned_vector<double> e(n);
     const chosen_problem problem{d, e, selection, choice};
     if (selection.most(n) <= detail::most_two_stage_vectors<T>(n)) {
         const auto reduction =
@@ -158,12 +159,12 @@ eigenpairs<T> chosen_eigenpairs(matrix<T> a, int exponent, const eigen_selection
 {
     const double scale = detail::checked_scale(a);
     detail::scale_lower(a, scale);
-    const auto given = [&](std::vector<double> values) {
+    const auto given = [&](aligned_vector<double> values) {
         return scaled_by_power(scaled(std::move(values), scale), exponent);
     };
     eigenpairs<T> pairs = pairs_of_scaled<T>(
         std::move(a.data), a.rows, selection,
-        [&](const std::vector<double>& found) { return selection.among(given(found)); });
+        [&](const aligned_vector<double>& found) { return selection.among(given(found)); });
     return {given(std::move(pairs.values)), std::move(pairs.vectors)};
 }
 
@@ -185,7 +186,7 @@ eigen_selection eigen_selection::by_value(double above, double upto)
     return selection;
 }
 
-index_range eigen_selection::among(const std::vector<double>& values) const
+index_range eigen_selection::among(const aligned_vector<double>& values) const
 {
     if (is_whole(values.size()))
         return {0, values.size()};
@@ -234,18 +235,18 @@ eigenpairs<T> selected_eigenpairs(matrix<T> a, matrix<T> b, pencil_form form,
 }
 
 template <class T>
-std::vector<double> selected_eigenvalues(matrix<T> a, const eigen_selection& selection)
+aligned_vector<double> selected_eigenvalues(matrix<T> a, const eigen_selection& selection)
 {
-    const std::vector<double> values = eigenvalues(std::move(a));
+    const aligned_vector<double> values = eigenvalues(std::move(a));
     return part(values, selection.among(values));
 }
 
 template <class T>
-std::vector<double> selected_eigenvalues(matrix<T> a, matrix<T> b, pencil_form form,
-                                         const eigen_selection& selection)
+aligned_vector<double> selected_eigenvalues(matrix<T> a, matrix<T> b, pencil_form form,
+                                            const eigen_selection& selection)
 {
     definite_pencil<T> pencil(std::move(a), std::move(b), form);
-    const std::vector<double> values =
+    const aligned_vector<double> values =
         scaled_by_power(eigenvalues(std::move(pencil.standard)), pencil.exponent);
     return part(values, selection.among(values));
 }
@@ -256,11 +257,11 @@ template eigenpairs<double> selected_eigenpairs(matrix<double>, matrix<double>, 
                                                 const eigen_selection&);
 template eigenpairs<complex> selected_eigenpairs(matrix<complex>, matrix<complex>, pencil_form,
                                                  const eigen_selection&);
-template std::vector<double> selected_eigenvalues(matrix<double>, const eigen_selection&);
-template std::vector<double> selected_eigenvalues(matrix<complex>, const eigen_selection&);
-template std::vector<double> selected_eigenvalues(matrix<double>, matrix<double>, pencil_form,
-                                                  const eigen_selection&);
-template std::vector<double> selected_eigenvalues(matrix<complex>, matrix<complex>, pencil_form,
-                                                  const eigen_selection&);
+template aligned_vector<double> selected_eigenvalues(matrix<double>, const eigen_selection&);
+template aligned_vector<double> selected_eigenvalues(matrix<complex>, const eigen_selection&);
+template aligned_vector<double> selected_eigenvalues(matrix<double>, matrix<double>, pencil_form,
+                                                     const eigen_selection&);
+template aligned_vector<double> selected_eigenvalues(matrix<complex>, matrix<complex>, pencil_form,
+                                                     const eigen_selection&);
 
 } // namespace numerical

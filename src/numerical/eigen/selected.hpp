@@ -8,13 +8,13 @@
 // its tests there is divide and conquer, so that the vectors are as orthogonal as those of the
 // whole problem, clusters or not.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/merge_columns.hpp"
 #include "numerical/eigen/pencil.hpp"
 #include "numerical/matrix.hpp"
 
 #include <cstddef>
 #include <limits>
-#include <vector>
 
 namespace numerical {
 
@@ -28,7 +28,7 @@ public:
     static eigen_selection by_value(double above, double upto);
 
     // Of ascending values. A range of places is cut to those that there are.
-    detail::index_range among(const std::vector<double>& values) const;
+    detail::index_range among(const aligned_vector<double>& values) const;
 
     // The same of a range of places, which need no values.
     detail::index_range places_of(std::size_t n) const;
@@ -53,7 +53,7 @@ private:
 template <class T>
 struct eigenpairs
 {
-    std::vector<double> values;
+    aligned_vector<double> values;
     matrix<T> vectors;
 };
 
@@ -70,9 +70,9 @@ eigenpairs<T> selected_eigenpairs(matrix<T> a, matrix<T> b, pencil_form form,
 
 // The values alone, by the method of eigenvalues.hpp.
 template <class T>
-std::vector<double> selected_eigenvalues(matrix<T> a, const eigen_selection& selection);
+aligned_vector<double> selected_eigenvalues(matrix<T> a, const eigen_selection& selection);
 template <class T>
-std::vector<double> selected_eigenvalues(matrix<T> a, matrix<T> b, pencil_form form,
-                                         const eigen_selection& selection);
+aligned_vector<double> selected_eigenvalues(matrix<T> a, matrix<T> b, pencil_form form,
+                                            const eigen_selection& selection);
 
 } // namespace numerical

@@ -1,5 +1,6 @@
 #include "numerical/eigen/standard_form.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/triangular_solve.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
@@ -12,7 +13,6 @@
 #include <functional>
 #include <type_traits>
 #include <utility>
-#include <vector>
 
 namespace numerical::detail {
 namespace {
@@ -73,7 +73,7 @@ private:
     }
 
     std::size_t greatest;
-    std::vector<T> store;
+    aligned_vector<T> store;
 };
 
 template <class T>

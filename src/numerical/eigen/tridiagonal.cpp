@@ -1,5 +1,6 @@
 #include "numerical/eigen/tridiagonal.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/eigen/hermitian_product.hpp"
 #include "numerical/factor/reflector.hpp"
@@ -36,8 +37,8 @@ template <class T>
 class reducer
 {
 public:
-    reducer(std::vector<T>& matrix, std::size_t order, std::size_t most_columns,
-            std::vector<std::vector<T>>& list, std::vector<T>& subdiagonal);
+    reducer(aligned_vector<T>& matrix, std::size_t order, std::size_t most_columns,
+            std::vector<aligned_vector<T>>& list, aligned_vector<T>& subdiagonal);
 
     // Columns [from, to), then the trailing matrix.
     void reduce_panel(std::size_t from, std::size_t to);
@@ -51,18 +52,18 @@ private:
     const std::size_t n;
     const std::size_t stride; // of columns and of vectors
     const block_view<T> a;
-    std::vector<std::vector<T>>& reflectors;
-    std::vector<T>& sub;
+    std::vector<aligned_vector<T>>& reflectors;
+    aligned_vector<T>& sub;
 
     // Row p of `columns` is column p of the panel, each at its absolute indices. `vectors` holds
     // V and W of the panel in turn, V[p] in row 2p and W[p] in row 2p + 1, so that both leave a
     // vector in one pass. Only indices beyond a vector's own column are in use.
-    std::vector<T> columns;
-    std::vector<T> vectors;
-    std::vector<T> coefficients;
-    std::vector<T> left;
-    std::vector<T> right;
-    std::vector<T> partials;
+    aligned_vector<T> columns;
+    aligned_vector<T> vectors;
+    aligned_vector<T> coefficients;
+    aligned_vector<T> left;
+    aligned_vector<T> right;
+    aligned_vector<T> partials;
 
     T* panel_v(std::size_t p) { return vectors.data() + 2 * p * stride; }
 
@@ -70,8 +71,8 @@ private:
 };
 
 template <class T>
-reducer<T>::reducer(std::vector<T>& matrix, std::size_t order, std::size_t most_columns,
-                    std::vector<std::vector<T>>& list, std::vector<T>& subdiagonal)
+reducer<T>::reducer(aligned_vector<T>& matrix, std::size_t order, std::size_t most_columns,
+                    std::vector<aligned_vector<T>>& list, aligned_vector<T>& subdiagonal)
     : n(order), stride(spread_stride<T>(order)), a{matrix.data(), order, order}, reflectors(list),
       sub(subdiagonal)
 {
@@ -106,7 +107,7 @@ void reducer<T>::reduce_column(std::size_t k, std::size_t p)
     subtract_products_on(path, x, coefficients.data(), vectors.data() + k, stride, 2 * p, n - k);
     a(k, k) = x[0];
 
-    std::vector<T> y(x + 1, x + (n - k));
+    aligned_vector<T> y(x + 1, x + (n - k));
     T* const v = panel_v(p) + k + 1;
     T* const w = panel_w(p) + k + 1;
     if (std::all_of(y.begin() + 1, y.end(), [](const T& element) { return element == T(0); })) {
@@ -174,14 +175,15 @@ void reducer<T>::update_trailing(std::size_t to, std::size_t count)
 }
 
 // The subdiagonal as it is, or, if complex, by its moduli with the phases that make it so.
-void make_real(const std::vector<double>& sub, std::vector<double>& phases, std::vector<double>& e)
+void make_real(const aligned_vector<double>& sub, aligned_vector<double>& phases,
+               aligned_vector<double>& e)
 {
     std::fill(phases.begin(), phases.end(), 1.0);
     std::copy(sub.begin(), sub.end() - 1, e.begin());
 }
 
-void make_real(const std::vector<complex>& sub, std::vector<complex>& phases,
-               std::vector<double>& e)
+void make_real(const aligned_vector<complex>& sub, aligned_vector<complex>& phases,
+               aligned_vector<double>& e)
 {
     phases[0] = 1;
     for (std::size_t i = 0; i + 1 < sub.size(); ++i) {
@@ -193,11 +195,12 @@ void make_real(const std::vector<complex>& sub, std::vector<complex>& phases,
 } // namespace
 
 template <class T>
-tridiagonal_reduction<T> tridiagonalize(std::vector<T>& a, std::size_t n, std::vector<double>& d,
-                                        std::vector<double>& e, std::size_t panel)
+tridiagonal_reduction<T> tridiagonalize(aligned_vector<T>& a, std::size_t n,
+                                        aligned_vector<double>& d, aligned_vector<double>& e,
+                                        std::size_t panel)
 {
-    tridiagonal_reduction<T> reduction{std::vector<std::vector<T>>(n), std::vector<T>(n)};
-    std::vector<T> sub(n);
+    tridiagonal_reduction<T> reduction{std::vector<aligned_vector<T>>(n), aligned_vector<T>(n)};
+    aligned_vector<T> sub(n);
     if (n >= 2) {
         reducer<T> columns(a, n, panel, reduction.reflectors, sub);
         for (std::size_t from = 0; from < n - 1; from += panel)
@@ -210,11 +213,11 @@ tridiagonal_reduction<T> tridiagonalize(std::vector<T>& a, std::size_t n, std::v
     return reduction;
 }
 
-template tridiagonal_reduction<double> tridiagonalize(std::vector<double>&, std::size_t,
-                                                      std::vector<double>&, std::vector<double>&,
-                                                      std::size_t);
-template tridiagonal_reduction<complex> tridiagonalize(std::vector<complex>&, std::size_t,
-                                                       std::vector<double>&, std::vector<double>&,
-                                                       std::size_t);
+template tridiagonal_reduction<double> tridiagonalize(aligned_vector<double>&, std::size_t,
+                                                      aligned_vector<double>&,
+                                                      aligned_vector<double>&, std::size_t);
+template tridiagonal_reduction<complex> tridiagonalize(aligned_vector<complex>&, std::size_t,
+                                                       aligned_vector<double>&,
+                                                       aligned_vector<double>&, std::size_t);
 
 } // namespace numerical::detail

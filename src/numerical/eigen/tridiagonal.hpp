@@ -10,6 +10,8 @@
 // alone; then A -= V·Wᴴ + W·Vᴴ at once by products. The operation that can't be blocked is the
 // product of the trailing matrix with each reflector.
 
+#include "numerical/aligned_vector.hpp"
+
 #include <cstddef>
 #include <type_traits>
 #include <vector>
@@ -32,8 +34,8 @@ struct tridiagonal_reduction
 {
     // Entry i spans indices i .. n-1; empty where column i - 1 needed no reflection. Entry 0 is
     // empty.
-    std::vector<std::vector<T>> reflectors;
-    std::vector<T> phases;                 // of modulus 1; all 1 for double
+    std::vector<aligned_vector<T>> reflectors;
+    aligned_vector<T> phases;              // of modulus 1; all 1 for double
     std::size_t way_back = fixed_way_back; // reflectors of a block
 };
 
@@ -52,22 +54,23 @@ constexpr std::size_t fastest_panel(std::size_t n)
 // Reduces the n × n matrix `a`, of which the lower triangle is read, and overwrites it. d receives
 // the diagonal, e the subdiagonal and a last 0, both of n entries. For double e keeps its signs.
 template <class T>
-tridiagonal_reduction<T> tridiagonalize(std::vector<T>& a, std::size_t n, std::vector<double>& d,
-                                        std::vector<double>& e, std::size_t panel = fixed_panel);
+tridiagonal_reduction<T> tridiagonalize(aligned_vector<T>& a, std::size_t n,
+                                        aligned_vector<double>& d, aligned_vector<double>& e,
+                                        std::size_t panel = fixed_panel);
 
 // The n × n basis B by rows: an eigenvector of the tridiagonal matrix, as a row z, gives the
 // matrix's as the row z·B.
 template <class T>
-std::vector<T> tridiagonal_basis(const tridiagonal_reduction<T>& reduction, std::size_t n);
+aligned_vector<T> tridiagonal_basis(const tridiagonal_reduction<T>& reduction, std::size_t n);
 
 // rows := rows·B without forming B, for any number of rows of n elements.
 template <class T>
-void to_matrix_basis(const tridiagonal_reduction<T>& reduction, std::vector<T>& rows,
+void to_matrix_basis(const tridiagonal_reduction<T>& reduction, aligned_vector<T>& rows,
                      std::size_t n);
 
 // The same in columns, columns := Bᵀ·columns, and with the same bits: for any number of columns of
 // n elements, side by side.
 void columns_to_matrix_basis(const tridiagonal_reduction<double>& reduction,
-                             std::vector<double>& columns, std::size_t n);
+                             aligned_vector<double>& columns, std::size_t n);
 
 } // namespace numerical::detail

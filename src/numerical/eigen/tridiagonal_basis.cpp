@@ -1,5 +1,6 @@
 #include "numerical/eigen/tridiagonal.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/factor/blocks_in_turn.hpp"
 #include "numerical/factor/reflector_block.hpp"
@@ -25,7 +26,7 @@ std::size_t first_of_block(std::size_t to, std::size_t width)
 // The reflectors before `last` from the right, in blocks, the last block first. Rows above a
 // block's first index have nothing for it if they are still those of the identity.
 template <class T>
-void apply_reflectors(const tridiagonal_reduction<T>& reduction, std::vector<T>& rows,
+void apply_reflectors(const tridiagonal_reduction<T>& reduction, aligned_vector<T>& rows,
                       std::size_t n, std::size_t last, row_contents contents)
 {
     const block_view<T> basis{rows.data(), rows.size() / n, n};
@@ -44,22 +45,22 @@ void apply_reflectors(const tridiagonal_reduction<T>& reduction, std::vector<T>&
 
 // The identity times Qᵀ of one block: basis = I - conj(V)·(Tᵀ·Vᵀ).
 template <class T>
-void start_basis(const reflector_block<T>& block, std::vector<T>& basis, std::size_t n)
+void start_basis(const reflector_block<T>& block, aligned_vector<T>& basis, std::size_t n)
 {
     const std::size_t count = block.count;
-    std::vector<T> minus_conjugated = block.vectors; // -conj(V)
+    aligned_vector<T> minus_conjugated = block.vectors; // -conj(V)
     for (T& element : minus_conjugated)
         element = negated(conjugate(element));
-    std::vector<T> vectors(count * block.rows); // Vᵀ
+    aligned_vector<T> vectors(count * block.rows); // Vᵀ
     for (std::size_t i = 0; i < block.rows; ++i)
         for (std::size_t j = 0; j < count; ++j)
             vectors[j * block.rows + i] = block.vectors[i * count + j];
-    std::vector<T> factor(count * count); // Tᵀ
+    aligned_vector<T> factor(count * count); // Tᵀ
     for (std::size_t i = 0; i < count; ++i)
         for (std::size_t j = 0; j < count; ++j)
             factor[j * count + i] = block.factor[i * count + j];
 
-    std::vector<T> product(count * block.rows);
+    aligned_vector<T> product(count * block.rows);
     add_product<T>({factor.data(), count, count}, {vectors.data(), count, block.rows},
                    {product.data(), count, block.rows});
     add_product<T>({minus_conjugated.data(), block.rows, count},
@@ -73,9 +74,9 @@ void start_basis(const reflector_block<T>& block, std::vector<T>& basis, std::si
 } // namespace
 
 template <class T>
-std::vector<T> tridiagonal_basis(const tridiagonal_reduction<T>& reduction, std::size_t n)
+aligned_vector<T> tridiagonal_basis(const tridiagonal_reduction<T>& reduction, std::size_t n)
 {
-    std::vector<T> basis = zeros<T>(n * n);
+    aligned_vector<T> basis = zeros<T>(n * n);
     for (std::size_t i = 0; i < n; ++i)
         basis[i * n + i] = 1;
     if (n >= 2) {
@@ -91,7 +92,8 @@ std::vector<T> tridiagonal_basis(const tridiagonal_reduction<T>& reduction, std:
 }
 
 template <class T>
-void to_matrix_basis(const tridiagonal_reduction<T>& reduction, std::vector<T>& rows, std::size_t n)
+void to_matrix_basis(const tridiagonal_reduction<T>& reduction, aligned_vector<T>& rows,
+                     std::size_t n)
 {
     if constexpr (!std::is_same_v<T, double>) {
         const auto scale_row = [&](std::size_t r) {
@@ -104,7 +106,7 @@ void to_matrix_basis(const tridiagonal_reduction<T>& reduction, std::vector<T>& 
 }
 
 void columns_to_matrix_basis(const tridiagonal_reduction<double>& reduction,
-                             std::vector<double>& columns, std::size_t n)
+                             aligned_vector<double>& columns, std::size_t n)
 {
     const block_view<double> all{columns.data(), n, columns.size() / n};
     if (all.cols == 0 || n < 2)
@@ -119,11 +121,13 @@ void columns_to_matrix_basis(const tridiagonal_reduction<double>& reduction,
     apply_in_turn(ceil_div(n - 1, width), prepare);
 }
 
-template std::vector<double> tridiagonal_basis(const tridiagonal_reduction<double>&, std::size_t);
-template std::vector<complex> tridiagonal_basis(const tridiagonal_reduction<complex>&, std::size_t);
-template void to_matrix_basis(const tridiagonal_reduction<double>&, std::vector<double>&,
+template aligned_vector<double> tridiagonal_basis(const tridiagonal_reduction<double>&,
+                                                  std::size_t);
+template aligned_vector<complex> tridiagonal_basis(const tridiagonal_reduction<complex>&,
+                                                   std::size_t);
+template void to_matrix_basis(const tridiagonal_reduction<double>&, aligned_vector<double>&,
                               std::size_t);
-template void to_matrix_basis(const tridiagonal_reduction<complex>&, std::vector<complex>&,
+template void to_matrix_basis(const tridiagonal_reduction<complex>&, aligned_vector<complex>&,
                               std::size_t);
 
 } // namespace numerical::detail

@@ -1,5 +1,6 @@
 #include "numerical/eigen/tridiagonal_divide.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/halves.hpp"
 #include "numerical/eigen/order.hpp"
 #include "numerical/eigen/tridiagonal_ql.hpp"
@@ -20,8 +21,8 @@ namespace {
 void divide_scaled(double* d, const double* e, std::size_t n, int exponent, block_view<double> z,
                    merge_workspace& workspace)
 {
-    std::vector<double> scaled_d(n);
-    std::vector<double> scaled_e(n);
+    aligned_vector<double> scaled_d(n);
+    aligned_vector<double> scaled_e(n);
     for (std::size_t i = 0; i < n; ++i)
         scaled_d[i] = std::ldexp(d[i], -exponent);
     for (std::size_t i = 0; i + 1 < n; ++i)
@@ -33,10 +34,10 @@ void divide_scaled(double* d, const double* e, std::size_t n, int exponent, bloc
 
 void solve_leaf(double* d, const double* e, std::size_t n, block_view<double> z)
 {
-    std::vector<double> values(d, d + n);
-    std::vector<double> off_diagonal(n);
+    aligned_vector<double> values(d, d + n);
+    aligned_vector<double> off_diagonal(n);
     std::copy(e, e + (n - 1), off_diagonal.begin());
-    std::vector<double> rows(n * n);
+    aligned_vector<double> rows(n * n);
     for (std::size_t i = 0; i < n; ++i)
         rows[i * n + i] = 1;
     tridiagonal_ql(values, off_diagonal, rows, n, 30 * n);
@@ -53,8 +54,8 @@ struct torn_matrix
 {
     std::size_t k;
     double rho;
-    std::vector<double> values;
-    std::vector<double> zv;
+    aligned_vector<double> values;
+    aligned_vector<double> zv;
 };
 
 // With rho = |e[k-1]| taken from the two diagonal entries at the tear, the matrix is the two halves
@@ -75,12 +76,12 @@ torn_matrix tear(double* d, const double* e, std::size_t n, block_view<double> z
     };
     solve_both_halves(n, workspace, solve_upper, solve_lower);
 
-    std::vector<double> zv(n);
+    aligned_vector<double> zv(n);
     for (std::size_t j = 0; j < k; ++j)
         zv[j] = z(k - 1, j);
     for (std::size_t j = k; j < n; ++j)
         zv[j] = std::copysign(1.0, coupling) * z(k, j);
-    return {.k = k, .rho = rho, .values = std::vector<double>(d, d + n), .zv = std::move(zv)};
+    return {.k = k, .rho = rho, .values = aligned_vector<double>(d, d + n), .zv = std::move(zv)};
 }
 
 void tear_and_merge(double* d, const double* e, std::size_t n, block_view<double> z,
@@ -94,10 +95,10 @@ void tear_and_merge(double* d, const double* e, std::size_t n, block_view<double
 // All vectors of the tridiagonal matrix, in columns, in the coordinates of the matrix that was
 // reduced.
 template <class T>
-std::vector<T> all_in_matrix_basis(const tridiagonal_reduction<T>& reduction, std::vector<double> z,
-                                   std::size_t n)
+aligned_vector<T> all_in_matrix_basis(const tridiagonal_reduction<T>& reduction,
+                                      aligned_vector<double> z, std::size_t n)
 {
-    std::vector<T> vectors;
+    aligned_vector<T> vectors;
     if constexpr (std::is_same_v<T, double>) {
         vectors = std::move(z);
         if (n <= greatest_order_of_columns) {
@@ -118,13 +119,13 @@ std::vector<T> all_in_matrix_basis(const tridiagonal_reduction<T>& reduction, st
 
 // Of rows, one eigenvector each in no order, the chosen ones in columns. d ascends on return.
 template <class T>
-chosen_columns<T> chosen_of_rows(std::vector<double>& d, const std::vector<T>& rows, std::size_t n,
-                                 const column_choice& choice)
+chosen_columns<T> chosen_of_rows(aligned_vector<double>& d, const aligned_vector<T>& rows,
+                                 std::size_t n, const column_choice& choice)
 {
     const std::vector<std::size_t> order = ascending_order(d);
     d = in_order(d, order);
     const index_range range = choice(d);
-    chosen_columns<T> chosen{range, std::vector<T>(n * range.count())};
+    chosen_columns<T> chosen{range, aligned_vector<T>(n * range.count())};
     for (std::size_t c = 0; c < range.count(); ++c)
         for (std::size_t i = 0; i < n; ++i)
             chosen.columns[i * range.count() + c] = rows[order[range.first + c] * n + i];
@@ -132,33 +133,33 @@ chosen_columns<T> chosen_of_rows(std::vector<double>& d, const std::vector<T>& r
 }
 
 // The torn matrix scaled as in divide_block.
-chosen_vectors chosen_of_tridiagonal(std::vector<double>& d, const std::vector<double>& e,
+chosen_vectors chosen_of_tridiagonal(aligned_vector<double>& d, const aligned_vector<double>& e,
                                      std::size_t n, const column_choice& choice)
 {
     int exponent = 0;
     std::frexp(std::max(largest_modulus(d.data(), n), largest_modulus(e.data(), n - 1)), &exponent);
-    const auto times_power = [](std::vector<double> x, int power) {
+    const auto times_power = [](aligned_vector<double> x, int power) {
         for (double& element : x)
             element = std::ldexp(element, power);
         return x;
     };
-    std::vector<double> scaled = times_power(d, -exponent);
-    const std::vector<double> scaled_e = times_power(e, -exponent);
-    std::vector<double> z = zeros<double>(n * n);
+    aligned_vector<double> scaled = times_power(d, -exponent);
+    const aligned_vector<double> scaled_e = times_power(e, -exponent);
+    aligned_vector<double> z = zeros<double>(n * n);
     const block_view<double> basis{z.data(), n, n};
     merge_workspace workspace;
     auto [k, rho, values, zv] = tear(scaled.data(), scaled_e.data(), n, basis, workspace);
     chosen_vectors chosen = merge_rank_one_choosing(
         values, std::move(zv), rho, basis, k,
-        [&](const std::vector<double>& found) { return choice(times_power(found, exponent)); });
+        [&](const aligned_vector<double>& found) { return choice(times_power(found, exponent)); });
     d = times_power(std::move(values), exponent);
     return chosen;
 }
 
-std::vector<double> vectors_of_tridiagonal(std::vector<double>& d, const std::vector<double>& e,
-                                           std::size_t n)
+aligned_vector<double> vectors_of_tridiagonal(aligned_vector<double>& d,
+                                              const aligned_vector<double>& e, std::size_t n)
 {
-    std::vector<double> z = zeros<double>(n * n);
+    aligned_vector<double> z = zeros<double>(n * n);
     merge_workspace workspace;
     divide_block(d.data(), e.data(), n, {z.data(), n, n}, workspace);
     return z;
@@ -180,46 +181,46 @@ void divide_block(double* d, const double* e, std::size_t n, block_view<double> 
 }
 
 template <class T>
-std::vector<T> tridiagonal_divide_and_conquer(std::vector<double>& d, const std::vector<double>& e,
-                                              const tridiagonal_reduction<T>& reduction,
-                                              std::size_t n)
+aligned_vector<T>
+tridiagonal_divide_and_conquer(aligned_vector<double>& d, const aligned_vector<double>& e,
+                               const tridiagonal_reduction<T>& reduction, std::size_t n)
 {
     return all_in_matrix_basis(reduction, vectors_of_tridiagonal(d, e, n), n);
 }
 
 template <class T>
-std::vector<T> columns_in_matrix_basis(const tridiagonal_reduction<T>& reduction,
-                                       std::vector<double> given, std::size_t n)
+aligned_vector<T> columns_in_matrix_basis(const tridiagonal_reduction<T>& reduction,
+                                          aligned_vector<double> given, std::size_t n)
 {
-    std::vector<T> rows;
+    aligned_vector<T> rows;
     if constexpr (std::is_same_v<T, double>)
         rows = std::move(given);
     else
         rows.assign(given.begin(), given.end());
     to_matrix_basis(reduction, rows, n);
     const std::size_t count = rows.size() / n;
-    std::vector<T> columns = uninitialized<T>(rows.size());
+    aligned_vector<T> columns = uninitialized<T>(rows.size());
     transpose_into<T>({columns.data(), n, count}, {rows.data(), count, n});
     return columns;
 }
 
-chosen_rows divide_choosing(std::vector<double>& d, const std::vector<double>& e, std::size_t n,
-                            const column_choice& choice)
+chosen_rows divide_choosing(aligned_vector<double>& d, const aligned_vector<double>& e,
+                            std::size_t n, const column_choice& choice)
 {
     const auto [range, z] = chosen_of_tridiagonal(d, e, n, choice);
     const std::size_t count = range.count();
-    std::vector<double> rows = uninitialized<double>(n * count);
+    aligned_vector<double> rows = uninitialized<double>(n * count);
     transpose_into<double>({rows.data(), count, n}, {z.data(), n, count});
     return {range, std::move(rows)};
 }
 
 template <class T>
-chosen_columns<T> divide_and_conquer_choosing(std::vector<double>& d, std::vector<double>& e,
+chosen_columns<T> divide_and_conquer_choosing(aligned_vector<double>& d, aligned_vector<double>& e,
                                               const tridiagonal_reduction<T>& reduction,
                                               std::size_t n, const column_choice& choice)
 {
     if (n < divide_order) {
-        std::vector<T> basis = tridiagonal_basis(reduction, n);
+        aligned_vector<T> basis = tridiagonal_basis(reduction, n);
         tridiagonal_ql(d, e, basis, n, 30 * n);
         return chosen_of_rows(d, basis, n, choice);
     }
@@ -233,24 +234,23 @@ chosen_columns<T> divide_and_conquer_choosing(std::vector<double>& d, std::vecto
     }
 }
 
-template std::vector<double> tridiagonal_divide_and_conquer(std::vector<double>&,
-                                                            const std::vector<double>&,
-                                                            const tridiagonal_reduction<double>&,
-                                                            std::size_t);
-template std::vector<complex> tridiagonal_divide_and_conquer(std::vector<double>&,
-                                                             const std::vector<double>&,
-                                                             const tridiagonal_reduction<complex>&,
-                                                             std::size_t);
-template std::vector<double> columns_in_matrix_basis(const tridiagonal_reduction<double>&,
-                                                     std::vector<double>, std::size_t);
-template std::vector<complex> columns_in_matrix_basis(const tridiagonal_reduction<complex>&,
-                                                      std::vector<double>, std::size_t);
-template chosen_columns<double> divide_and_conquer_choosing(std::vector<double>&,
-                                                            std::vector<double>&,
+template aligned_vector<double> tridiagonal_divide_and_conquer(aligned_vector<double>&,
+                                                               const aligned_vector<double>&,
+                                                               const tridiagonal_reduction<double>&,
+                                                               std::size_t);
+template aligned_vector<complex>
+tridiagonal_divide_and_conquer(aligned_vector<double>&, const aligned_vector<double>&,
+                               const tridiagonal_reduction<complex>&, std::size_t);
+template aligned_vector<double> columns_in_matrix_basis(const tridiagonal_reduction<double>&,
+                                                        aligned_vector<double>, std::size_t);
+template aligned_vector<complex> columns_in_matrix_basis(const tridiagonal_reduction<complex>&,
+                                                         aligned_vector<double>, std::size_t);
+template chosen_columns<double> divide_and_conquer_choosing(aligned_vector<double>&,
+                                                            aligned_vector<double>&,
                                                             const tridiagonal_reduction<double>&,
                                                             std::size_t, const column_choice&);
-template chosen_columns<complex> divide_and_conquer_choosing(std::vector<double>&,
-                                                             std::vector<double>&,
+template chosen_columns<complex> divide_and_conquer_choosing(aligned_vector<double>&,
+                                                             aligned_vector<double>&,
                                                              const tridiagonal_reduction<complex>&,
                                                              std::size_t, const column_choice&);
 

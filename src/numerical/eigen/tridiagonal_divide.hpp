@@ -5,13 +5,13 @@
 // solves the rank-one problem. Its vector is computed anew from the roots (Gu and Eisenstat 1995),
 // which keeps the eigenvectors orthogonal to working precision.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/merge_columns.hpp"
 #include "numerical/eigen/merge_workspace.hpp"
 #include "numerical/eigen/tridiagonal.hpp"
 #include "numerical/gemm/block_view.hpp"
 
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -26,16 +26,16 @@ constexpr std::size_t greatest_order_of_columns = 2048;
 // ascends, and column k of the n × n result is the eigenvector of d[k] in the coordinates of the
 // matrix that was reduced.
 template <class T>
-std::vector<T> tridiagonal_divide_and_conquer(std::vector<double>& d, const std::vector<double>& e,
-                                              const tridiagonal_reduction<T>& reduction,
-                                              std::size_t n);
+aligned_vector<T>
+tridiagonal_divide_and_conquer(aligned_vector<double>& d, const aligned_vector<double>& e,
+                               const tridiagonal_reduction<T>& reduction, std::size_t n);
 
 // n × range.count() by rows: in its columns the eigenvectors of the range of values.
 template <class T>
 struct chosen_columns
 {
     index_range range;
-    std::vector<T> columns;
+    aligned_vector<T> columns;
 };
 
 using chosen_vectors = chosen_columns<double>;
@@ -44,26 +44,26 @@ using chosen_vectors = chosen_columns<double>;
 struct chosen_rows
 {
     index_range range;
-    std::vector<double> rows;
+    aligned_vector<double> rows;
 };
 
 // Of the tridiagonal matrix itself, for n from divide_order on; d ascends on return. The last
 // merge, which has three quarters of the products, is made for the chosen vectors only.
-chosen_rows divide_choosing(std::vector<double>& d, const std::vector<double>& e, std::size_t n,
-                            const column_choice& choice);
+chosen_rows divide_choosing(aligned_vector<double>& d, const aligned_vector<double>& e,
+                            std::size_t n, const column_choice& choice);
 
 // The chosen ones of the same eigenvectors, in the columns of the result. d ascends on return. Only
 // they are taken back to the coordinates of the matrix.
 template <class T>
-chosen_columns<T> divide_and_conquer_choosing(std::vector<double>& d, std::vector<double>& e,
+chosen_columns<T> divide_and_conquer_choosing(aligned_vector<double>& d, aligned_vector<double>& e,
                                               const tridiagonal_reduction<T>& reduction,
                                               std::size_t n, const column_choice& choice);
 
 // Real vectors of the tridiagonal matrix, as rows, in the coordinates of the matrix that was
 // reduced and in columns.
 template <class T>
-std::vector<T> columns_in_matrix_basis(const tridiagonal_reduction<T>& reduction,
-                                       std::vector<double> given, std::size_t n);
+aligned_vector<T> columns_in_matrix_basis(const tridiagonal_reduction<T>& reduction,
+                                          aligned_vector<double> given, std::size_t n);
 
 // The same in the tridiagonal matrix's own coordinates: d ascends, and column k of z, which is n ×
 // n and all zero on entry, becomes the eigenvector of d[k]. e has n - 1 elements.
@@ -73,12 +73,12 @@ void divide_block(double* d, const double* e, std::size_t n, block_view<double> 
 // The eigensystem of diag(d) + rho·z·zᵀ in the basis q: d has two ascending runs, the first k
 // columns of q are zero below row k and the others above it, z has norm √2. d ascends on return
 // and q holds the merged columns.
-void merge_rank_one(std::vector<double>& d, std::vector<double> z, double rho, block_view<double> q,
-                    std::size_t k, merge_workspace& workspace);
+void merge_rank_one(aligned_vector<double>& d, aligned_vector<double> z, double rho,
+                    block_view<double> q, std::size_t k, merge_workspace& workspace);
 
 // The same, of which only the chosen columns are made; q is spent.
-chosen_vectors merge_rank_one_choosing(std::vector<double>& d, std::vector<double> z, double rho,
-                                       block_view<double> q, std::size_t k,
+chosen_vectors merge_rank_one_choosing(aligned_vector<double>& d, aligned_vector<double> z,
+                                       double rho, block_view<double> q, std::size_t k,
                                        const column_choice& choice);
 
 } // namespace numerical::detail

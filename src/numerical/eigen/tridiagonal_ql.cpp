@@ -1,5 +1,6 @@
 #include "numerical/eigen/tridiagonal_ql.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/plane_rotation.hpp"
 #include "numerical/eigen/row_operations.hpp"
 #include "numerical/eps.hpp"
@@ -18,8 +19,8 @@ namespace {
 class ql_iteration
 {
 public:
-    ql_iteration(std::vector<double>& diagonal, std::vector<double>& subdiagonal, std::size_t order,
-                 std::size_t max_steps)
+    ql_iteration(aligned_vector<double>& diagonal, aligned_vector<double>& subdiagonal,
+                 std::size_t order, std::size_t max_steps)
         : d(diagonal), e(subdiagonal), n(order), steps_left(max_steps), rotations(order * order)
     {
     }
@@ -27,8 +28,8 @@ public:
     row_operations run();
 
 private:
-    std::vector<double>& d;
-    std::vector<double>& e;
+    aligned_vector<double>& d;
+    aligned_vector<double>& e;
     const std::size_t n;
     std::size_t steps_left;
     double shift = 0; // subtracted from all of d that is not final
@@ -122,7 +123,7 @@ void ql_iteration::chase(std::size_t l, std::size_t m, const corner& next)
 } // namespace
 
 template <class T>
-void tridiagonal_ql(std::vector<double>& d, std::vector<double>& e, std::vector<T>& basis,
+void tridiagonal_ql(aligned_vector<double>& d, aligned_vector<double>& e, aligned_vector<T>& basis,
                     std::size_t n, std::size_t max_steps)
 {
     ql_iteration iteration(d, e, n, max_steps);
@@ -130,9 +131,9 @@ void tridiagonal_ql(std::vector<double>& d, std::vector<double>& e, std::vector<
     apply_row_operations(basis, n, rotations);
 }
 
-template void tridiagonal_ql(std::vector<double>&, std::vector<double>&, std::vector<double>&,
-                             std::size_t, std::size_t);
-template void tridiagonal_ql(std::vector<double>&, std::vector<double>&, std::vector<complex>&,
-                             std::size_t, std::size_t);
+template void tridiagonal_ql(aligned_vector<double>&, aligned_vector<double>&,
+                             aligned_vector<double>&, std::size_t, std::size_t);
+template void tridiagonal_ql(aligned_vector<double>&, aligned_vector<double>&,
+                             aligned_vector<complex>&, std::size_t, std::size_t);
 
 } // namespace numerical::detail

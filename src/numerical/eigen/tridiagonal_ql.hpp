@@ -4,8 +4,9 @@
 // Martin, Reinsch and Wilkinson 1968). The iteration touches only d and e; its rotations are
 // recorded and applied to the basis once it has converged.
 
+#include "numerical/aligned_vector.hpp"
+
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -13,7 +14,7 @@ namespace numerical::detail {
 // order, and row k of the n × n `basis` is z_k·basis, z_k being the eigenvector of d[k].
 // convergence_error after max_steps steps in all; then the basis is as it was.
 template <class T>
-void tridiagonal_ql(std::vector<double>& d, std::vector<double>& e, std::vector<T>& basis,
+void tridiagonal_ql(aligned_vector<double>& d, aligned_vector<double>& e, aligned_vector<T>& basis,
                     std::size_t n, std::size_t max_steps);
 
 } // namespace numerical::detail

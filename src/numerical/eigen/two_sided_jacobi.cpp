@@ -4,6 +4,7 @@
 
 #include "numerical/eigen/eigen.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/runtime/interruption.hpp"
 
@@ -28,13 +29,13 @@ public:
     void run(int sweep_limit);
 
     // Eigenvectors by rows, and the values on the diagonal of what the matrix has become.
-    std::vector<double> q;
+    aligned_vector<double> q;
 
     double value(std::size_t i) const { return a[i * n + i]; }
 
 private:
     const std::size_t n;
-    std::vector<double> a;
+    aligned_vector<double> a;
     double tol = 0;
 
     double off_diagonal() const;
@@ -122,7 +123,7 @@ jacobi_eigenpairs two_sided_jacobi(const matrix<double>& a, double scale, int sw
 {
     jacobi_iteration iteration(a, scale);
     iteration.run(sweep_limit);
-    std::vector<double> diagonal(a.rows);
+    aligned_vector<double> diagonal(a.rows);
     for (std::size_t i = 0; i < a.rows; ++i)
         diagonal[i] = iteration.value(i) * scale;
     return {std::move(diagonal), std::move(iteration.q)};

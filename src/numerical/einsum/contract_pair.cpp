@@ -1,5 +1,6 @@
 #include "numerical/einsum/contract_pair.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/einsum/outer_product.hpp"
 #include "numerical/einsum/permuted.hpp"
@@ -70,9 +71,9 @@ bool better_swapped(const labelled<T>& a, const labelled<T>& b, const output_gro
 }
 
 template <class T>
-std::vector<T> transposed_products(const batch_sizes& sizes, const T* a, const T* b)
+aligned_vector<T> transposed_products(const batch_sizes& sizes, const T* a, const T* b)
 {
-    std::vector<T> result = uninitialized<T>(elements_of_result(sizes));
+    aligned_vector<T> result = uninitialized<T>(elements_of_result(sizes));
     gemm_batch_transposed(sizes, a, b, result.data());
     return result;
 }
@@ -85,14 +86,14 @@ bool transposes_each(const batch_sizes& sizes)
 
 // A is batches × m × k, B batches × k × n, the result batches × m × n, or n × m by `multiply`.
 template <class T>
-std::vector<T> batched_product(const batch_sizes& sizes, const T* a, const T* b,
-                               decltype(&gemm_batch<T>) multiply)
+aligned_vector<T> batched_product(const batch_sizes& sizes, const T* a, const T* b,
+                                  decltype(&gemm_batch<T>) multiply)
 {
     const std::size_t total = elements_of_result(sizes);
     const std::size_t k = sizes.k;
     if (total == 0 || k == 0) // the number of empty batches may be astronomically large
         return zeros<T>(total);
-    std::vector<T> result = uninitialized<T>(total);
+    aligned_vector<T> result = uninitialized<T>(total);
     T* const c = result.data();
     const auto dot_of_batch = [=](std::size_t i) { c[i] = plain_dot(a + i * k, b + i * k, k); };
     if (sizes.m == 1 && sizes.n == 1)
@@ -112,10 +113,10 @@ bool packs_columns(const batch_sizes& sizes)
 }
 
 template <class T>
-std::vector<T> product_by_columns(const batch_sizes& sizes, const T* a, const T* b)
+aligned_vector<T> product_by_columns(const batch_sizes& sizes, const T* a, const T* b)
 {
     const auto [batches, m, n, k] = sizes;
-    std::vector<T> result = uninitialized<T>(elements_of_result(sizes));
+    aligned_vector<T> result = uninitialized<T>(elements_of_result(sizes));
     if constexpr (std::is_same_v<T, double>)
         gemm_new_by_columns(m, n, k, a, k, b, k, result.data(), n);
     return result;
@@ -153,7 +154,7 @@ std::optional<tensor<T>> contract_pair(const labelled<T>& a, const labelled<T>& 
     const ordered_elements<T> left(a, batch + a_free + summed, extents);
     const std::string right_labels = batch + summed + b_free;
     const bool in_passing = transposed && transposes_each(sizes);
-    std::vector<T> result;
+    aligned_vector<T> result;
     if (b.labels == batch + b_free + summed && b.labels != right_labels && !in_passing &&
         packs_columns<T>(sizes)) {
         result = product_by_columns(sizes, left.data(), b.value.data.data());

@@ -1,5 +1,6 @@
 #include "numerical/einsum/einsum.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/einsum/contract_pair.hpp"
 #include "numerical/einsum/contraction_path.hpp"
@@ -44,7 +45,7 @@ tensor<T> matrix_product(const labelled<T>& a, const labelled<T>& b, const std::
     const T* const left = a.value.data.data();
     const T* const right = b.value.data.data();
     const std::size_t size = checked_mul(m, n);
-    std::vector<T> result;
+    aligned_vector<T> result;
     if (size == 1)
         result.push_back(chunked_dot(left, right, k));
     else if (size == 0 || k == 0)

@@ -1,5 +1,6 @@
 #include "numerical/einsum/general_loop.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/einsum/loop_axes.hpp"
 #include "numerical/einsum/outer_product.hpp"
 #include "numerical/einsum/permuted.hpp"
@@ -249,7 +250,7 @@ tensor<T> general_loop(const std::array<labelled<T>, N>& operands, const std::st
         else
             return outer_product<T>(operands[0], operands[1], output, extents);
     }
-    std::vector<T> result = zeros<T>(extent_product(output, extents));
+    aligned_vector<T> result = zeros<T>(extent_product(output, extents));
     const auto is_zero = [&](char label) { return extents[label] == 0; };
     if (!result.empty() && std::none_of(summed.begin(), summed.end(), is_zero))
         sum_into(result.data(), operands, output, summed, extents);

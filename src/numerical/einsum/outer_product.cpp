@@ -1,12 +1,12 @@
 #include "numerical/einsum/outer_product.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/einsum/loop_axes.hpp"
 #include "numerical/einsum/permuted.hpp"
 #include "numerical/storage.hpp"
 
 #include <complex>
 #include <utility>
-#include <vector>
 
 namespace numerical::detail {
 namespace {
@@ -53,7 +53,7 @@ tensor<T> outer_product(const labelled<T>& a, const labelled<T>& b, const std::s
     const ordered_elements<T> left(a, a_labels, extents);
     const ordered_elements<T> right(b, b_labels, extents);
 
-    std::vector<T> result = uninitialized<T>(extent_product(output, extents));
+    aligned_vector<T> result = uninitialized<T>(extent_product(output, extents));
     if (!result.empty()) {
         auto axes = loop_axes<2>(
             output, {label_strides(a_labels, extents), label_strides(b_labels, extents)}, extents);

@@ -2,20 +2,20 @@
 
 // Operands with their labelled axes in another order.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/einsum/subscripts.hpp"
 #include "numerical/tensor.hpp"
 
 #include <span>
 #include <string>
-#include <vector>
 
 namespace numerical::detail {
 
 // A dense row-major block with axes `from`, rearranged to axes `to`: the distinct labels of `from`
 // in any order. A label that occurs twice in `from` gives the diagonal.
 template <class T>
-std::vector<T> permuted(std::span<const T> data, const std::string& from, const std::string& to,
-                        const label_extents& extents);
+aligned_vector<T> permuted(std::span<const T> data, const std::string& from, const std::string& to,
+                           const label_extents& extents);
 
 // An operand's elements with the axes in a given order; copied only if their order differs.
 template <class T>
@@ -39,7 +39,7 @@ public:
     const T* data() const { return first; }
 
 private:
-    std::vector<T> copy;
+    aligned_vector<T> copy;
     const T* first;
 };
 

@@ -1,5 +1,6 @@
 #include "numerical/elementwise/booleans.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/elementwise/boolean_kernels.hpp"
 #include "numerical/elementwise/number_kernels.hpp"
@@ -25,14 +26,14 @@ std::size_t true_of_run(const std::uint8_t* x, std::size_t n)
 }
 
 // counts[k] += the number of true elements of column k, for `rows` rows of counts.size() columns.
-void count_columns(const double* first, std::size_t rows, std::vector<double>& counts)
+void count_columns(const double* first, std::size_t rows, aligned_vector<double>& counts)
 {
     const std::size_t width = counts.size();
     numbers_in_force().count_true_of_columns(
         {.first = first, .rows = rows, .stride = width, .width = width}, counts.data());
 }
 
-void count_columns(const std::uint8_t* first, std::size_t rows, std::vector<double>& counts)
+void count_columns(const std::uint8_t* first, std::size_t rows, aligned_vector<double>& counts)
 {
     const std::size_t width = counts.size();
     booleans_in_force().count_true_of_columns(
@@ -54,7 +55,7 @@ bool reduced_run(boolean_reduction reduction, const T* run, std::size_t n)
     return reduction == boolean_reduction::all;
 }
 
-bool decided(boolean_reduction reduction, const std::vector<double>& counts, std::size_t rows)
+bool decided(boolean_reduction reduction, const aligned_vector<double>& counts, std::size_t rows)
 {
     const auto all = static_cast<double>(rows);
     return std::all_of(counts.begin(), counts.end(), [&](double count) {
@@ -65,7 +66,7 @@ bool decided(boolean_reduction reduction, const std::vector<double>& counts, std
 // Adds rows until every column is decided.
 template <class T>
 void reduce_columns(boolean_reduction reduction, const T* first, const walk_shape& walk,
-                    std::vector<double>& counts, std::uint8_t* to)
+                    aligned_vector<double>& counts, std::uint8_t* to)
 {
     std::fill(counts.begin(), counts.end(), 0.0);
     std::size_t rows = 0;
@@ -82,27 +83,27 @@ void reduce_columns(boolean_reduction reduction, const T* first, const walk_shap
     });
 }
 
-std::vector<std::uint8_t> booleans_of(const complex* z, const walk_shape& walk)
+aligned_vector<std::uint8_t> booleans_of(const complex* z, const walk_shape& walk)
 {
     const std::size_t count = walk.outer * walk.extent * walk.inner;
-    std::vector<std::uint8_t> booleans = uninitialized<std::uint8_t>(count);
+    aligned_vector<std::uint8_t> booleans = uninitialized<std::uint8_t>(count);
     std::transform(z, z + count, booleans.begin(),
                    [](const complex& x) { return std::uint8_t{x != 0.0}; });
     return booleans;
 }
 
 template <class T>
-std::vector<std::uint8_t> reduced(boolean_reduction reduction, const T* data,
-                                  const walk_shape& walk)
+aligned_vector<std::uint8_t> reduced(boolean_reduction reduction, const T* data,
+                                     const walk_shape& walk)
 {
-    std::vector<std::uint8_t> out =
+    aligned_vector<std::uint8_t> out =
         uninitialized<std::uint8_t>(checked_mul(walk.outer, walk.inner));
     if (walk.inner == 1) {
         for (std::size_t o = 0; o < walk.outer; ++o)
             out[o] = reduced_run(reduction, data + o * walk.extent, walk.extent) ? 1 : 0;
         return out;
     }
-    std::vector<double> counts(walk.inner);
+    aligned_vector<double> counts(walk.inner);
     for (std::size_t o = 0; o < walk.outer && walk.inner != 0; ++o)
         reduce_columns(reduction, data + o * walk.extent * walk.inner, walk, counts,
                        out.data() + o * walk.inner);
@@ -110,16 +111,16 @@ std::vector<std::uint8_t> reduced(boolean_reduction reduction, const T* data,
 }
 
 template <class T>
-std::vector<std::ptrdiff_t> counts_along(const T* data, const walk_shape& walk)
+aligned_vector<std::ptrdiff_t> counts_along(const T* data, const walk_shape& walk)
 {
-    std::vector<std::ptrdiff_t> out =
+    aligned_vector<std::ptrdiff_t> out =
         uninitialized<std::ptrdiff_t>(checked_mul(walk.outer, walk.inner));
     if (walk.inner == 1) {
         for (std::size_t o = 0; o < walk.outer; ++o)
             out[o] = static_cast<std::ptrdiff_t>(true_of_run(data + o * walk.extent, walk.extent));
         return out;
     }
-    std::vector<double> counts(walk.inner);
+    aligned_vector<double> counts(walk.inner);
     for (std::size_t o = 0; o < walk.outer && walk.inner != 0; ++o) {
         std::fill(counts.begin(), counts.end(), 0.0);
         count_columns(data + o * walk.extent * walk.inner, walk.extent, counts);
@@ -132,8 +133,8 @@ std::vector<std::ptrdiff_t> counts_along(const T* data, const walk_shape& walk)
 } // namespace
 
 template <class T>
-std::vector<std::uint8_t> booleans_along(boolean_reduction reduction, const T* data,
-                                         const walk_shape& walk)
+aligned_vector<std::uint8_t> booleans_along(boolean_reduction reduction, const T* data,
+                                            const walk_shape& walk)
 {
     if constexpr (std::is_same_v<T, complex>)
         return reduced(reduction, booleans_of(data, walk).data(), walk);
@@ -142,7 +143,7 @@ std::vector<std::uint8_t> booleans_along(boolean_reduction reduction, const T* d
 }
 
 template <class T>
-std::vector<std::ptrdiff_t> true_counts(const T* data, const walk_shape& walk)
+aligned_vector<std::ptrdiff_t> true_counts(const T* data, const walk_shape& walk)
 {
     if constexpr (std::is_same_v<T, complex>)
         return counts_along(booleans_of(data, walk).data(), walk);
@@ -150,28 +151,28 @@ std::vector<std::ptrdiff_t> true_counts(const T* data, const walk_shape& walk)
         return counts_along(data, walk);
 }
 
-std::vector<double> sums(const std::uint8_t* data, const walk_shape& walk)
+aligned_vector<double> sums(const std::uint8_t* data, const walk_shape& walk)
 {
-    const std::vector<std::ptrdiff_t> counts = counts_along(data, walk);
+    const aligned_vector<std::ptrdiff_t> counts = counts_along(data, walk);
     return {counts.begin(), counts.end()};
 }
 
-std::vector<double> means(const std::uint8_t* data, const walk_shape& walk)
+aligned_vector<double> means(const std::uint8_t* data, const walk_shape& walk)
 {
-    std::vector<double> out = sums(data, walk);
+    aligned_vector<double> out = sums(data, walk);
     for (double& x : out)
         x /= static_cast<double>(walk.extent);
     return out;
 }
 
-template std::vector<std::uint8_t> booleans_along(boolean_reduction, const double*,
-                                                  const walk_shape&);
-template std::vector<std::uint8_t> booleans_along(boolean_reduction, const complex*,
-                                                  const walk_shape&);
-template std::vector<std::uint8_t> booleans_along(boolean_reduction, const std::uint8_t*,
-                                                  const walk_shape&);
-template std::vector<std::ptrdiff_t> true_counts(const double*, const walk_shape&);
-template std::vector<std::ptrdiff_t> true_counts(const complex*, const walk_shape&);
-template std::vector<std::ptrdiff_t> true_counts(const std::uint8_t*, const walk_shape&);
+template aligned_vector<std::uint8_t> booleans_along(boolean_reduction, const double*,
+                                                     const walk_shape&);
+template aligned_vector<std::uint8_t> booleans_along(boolean_reduction, const complex*,
+                                                     const walk_shape&);
+template aligned_vector<std::uint8_t> booleans_along(boolean_reduction, const std::uint8_t*,
+                                                     const walk_shape&);
+template aligned_vector<std::ptrdiff_t> true_counts(const double*, const walk_shape&);
+template aligned_vector<std::ptrdiff_t> true_counts(const complex*, const walk_shape&);
+template aligned_vector<std::ptrdiff_t> true_counts(const std::uint8_t*, const walk_shape&);
 
 } // namespace numerical::detail

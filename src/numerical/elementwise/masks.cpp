@@ -1,5 +1,6 @@
 #include "numerical/elementwise/masks.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
@@ -22,7 +23,7 @@ const boolean_kernels& booleans_in_force()
 
 booleans evaluated(number_predicate predicate, const tensor<double>& a)
 {
-    std::vector<std::uint8_t> data = detail::uninitialized<std::uint8_t>(a.data.size());
+    aligned_vector<std::uint8_t> data = detail::uninitialized<std::uint8_t>(a.data.size());
     const auto kernel = detail::booleans_in_force().predicates[static_cast<int>(predicate)];
     kernel(a.data.data(), data.data(), data.size());
     return booleans(a.shape, std::move(data));
@@ -35,7 +36,7 @@ booleans evaluated(number_predicate predicate, const tensor<std::complex<double>
         predicate == number_predicate::is_finite || predicate == number_predicate::is_zero;
     const auto kernel = detail::booleans_in_force().predicates[static_cast<int>(predicate)];
     const auto* parts = detail::as_doubles(a.data.data());
-    std::vector<std::uint8_t> data = detail::uninitialized<std::uint8_t>(a.data.size());
+    aligned_vector<std::uint8_t> data = detail::uninitialized<std::uint8_t>(a.data.size());
     std::array<std::uint8_t, 2 * block> of_parts;
     for (std::size_t first = 0; first < data.size(); first += block) {
         const std::size_t count = std::min(block, data.size() - first);
@@ -60,7 +61,7 @@ booleans boolean_of(const tensor<std::complex<double>>& a)
 
 std::optional<booleans> booleans_of_mask(const tensor<double>& a)
 {
-    std::vector<std::uint8_t> data = detail::uninitialized<std::uint8_t>(a.data.size());
+    aligned_vector<std::uint8_t> data = detail::uninitialized<std::uint8_t>(a.data.size());
     if (!detail::booleans_in_force().booleans_of_mask(a.data.data(), data.data(), data.size()))
         return std::nullopt;
     return booleans(a.shape, std::move(data));
@@ -87,7 +88,7 @@ std::size_t count_of_true(const booleans& a)
 
 tensor<double> numbers_of(const booleans& a)
 {
-    std::vector<double> data = detail::uninitialized<double>(a.data.size());
+    aligned_vector<double> data = detail::uninitialized<double>(a.data.size());
     detail::booleans_in_force().numbers(a.data.data(), data.data(), data.size());
     return tensor<double>(a.shape, std::move(data));
 }

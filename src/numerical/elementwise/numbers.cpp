@@ -1,5 +1,6 @@
 #include "numerical/elementwise/numbers.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/elementwise/reductions.hpp"
 #include "numerical/elementwise/vector_boundary.hpp"
 #include "numerical/gemm/path.hpp"
@@ -104,7 +105,7 @@ void choose_rows(std::vector<choice_axis>& axes, const std::uint8_t* mask, const
 
 tensor<double> number_by(number_function function, const tensor<double>& a)
 {
-    std::vector<double> data = detail::uninitialized<double>(a.data.size());
+    aligned_vector<double> data = detail::uninitialized<double>(a.data.size());
     const auto kernel = detail::numbers_in_force().of_one[static_cast<int>(function)];
     const std::size_t lead = detail::before_boundary(data.data(), data.size());
     kernel(a.data.data(), data.data(), lead);
@@ -128,7 +129,7 @@ tensor<double> pair_by(pair_function function, const tensor<double>& a, const te
 
 tensor<double> clipped(const tensor<double>& a, double low, double high)
 {
-    std::vector<double> data = detail::uninitialized<double>(a.data.size());
+    aligned_vector<double> data = detail::uninitialized<double>(a.data.size());
     detail::numbers_in_force().clip(a.data.data(), low, high, data.data(), data.size());
     return tensor<double>(a.shape, std::move(data));
 }
@@ -167,7 +168,7 @@ tensor<T> chosen(const booleans& mask, const tensor<T>& a, const tensor<T>& b)
     std::size_t count = 1;
     for (const choice_axis& axis : axes)
         count *= axis.extent;
-    std::vector<T> data = detail::uninitialized<T>(count);
+    aligned_vector<T> data = detail::uninitialized<T>(count);
     choose_rows(axes, mask.data.data(), a.data.data(), b.data.data(), data.data(), count);
     return tensor<T>(std::move(shape), std::move(data));
 }
@@ -180,7 +181,7 @@ tensor<T> differences(const tensor<T>& a, std::size_t axis)
     shape_list shape = a.shape;
     shape[axis] = walk.extent == 0 ? 0 : walk.extent - 1;
     const std::size_t stretch = shape[axis] * walk.inner * parts;
-    std::vector<T> data = detail::uninitialized<T>(walk.outer * shape[axis] * walk.inner);
+    aligned_vector<T> data = detail::uninitialized<T>(walk.outer * shape[axis] * walk.inner);
     const auto minus = detail::arithmetic_in_force().real[1].by_form[0];
     const auto* from = detail::as_doubles(a.data.data());
     auto* to = detail::as_doubles(data.data());

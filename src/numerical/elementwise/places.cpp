@@ -1,5 +1,6 @@
 #include "numerical/elementwise/places.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/elementwise/boolean_kernels.hpp"
 #include "numerical/elementwise/number_kernels.hpp"
@@ -90,8 +91,8 @@ void extreme_places_of_columns(const double* data, const detail::walk_shape& wal
     const auto kernel =
         std::is_same_v<C, std::less<double>> ? kernels.places_of_least : kernels.places_of_greatest;
     const std::size_t width = std::min(walk.inner, near_columns);
-    std::vector<double> best(width);
-    std::vector<double> places(width);
+    aligned_vector<double> best(width);
+    aligned_vector<double> places(width);
     for (std::size_t o = 0; o < walk.outer; ++o)
         for (std::size_t k = 0; k < walk.inner; k += width) {
             const std::size_t columns = std::min(width, walk.inner - k);
@@ -108,10 +109,10 @@ void extreme_places_of_columns(const double* data, const detail::walk_shape& wal
 } // namespace
 
 template <class T>
-std::vector<std::vector<std::ptrdiff_t>> true_places(const tensor<T>& a)
+std::vector<aligned_vector<std::ptrdiff_t>> true_places(const tensor<T>& a)
 {
     const std::size_t count = count_true(a.data.data(), a.data.size());
-    std::vector<std::vector<std::ptrdiff_t>> places(a.shape.size());
+    std::vector<aligned_vector<std::ptrdiff_t>> places(a.shape.size());
     for (auto& of_axis : places)
         of_axis = detail::uninitialized<std::ptrdiff_t>(count);
     if (count == 0)
@@ -124,7 +125,7 @@ std::vector<std::vector<std::ptrdiff_t>> true_places(const tensor<T>& a)
         places[0].resize(count);
         return places;
     }
-    std::vector<std::ptrdiff_t> in_row(length + slack);
+    aligned_vector<std::ptrdiff_t> in_row(length + slack);
     shape_list row(rank - 1, 0);
     std::size_t done = 0;
     for (std::size_t first = 0; first < a.data.size(); first += length) {
@@ -140,19 +141,19 @@ std::vector<std::vector<std::ptrdiff_t>> true_places(const tensor<T>& a)
     return places;
 }
 
-template std::vector<std::vector<std::ptrdiff_t>> true_places(const tensor<double>&);
-template std::vector<std::vector<std::ptrdiff_t>> true_places(const tensor<complex>&);
-template std::vector<std::vector<std::ptrdiff_t>> true_places(const booleans&);
+template std::vector<aligned_vector<std::ptrdiff_t>> true_places(const tensor<double>&);
+template std::vector<aligned_vector<std::ptrdiff_t>> true_places(const tensor<complex>&);
+template std::vector<aligned_vector<std::ptrdiff_t>> true_places(const booleans&);
 
 namespace detail {
 
 template <class C>
-std::vector<std::ptrdiff_t> extreme_places(const double* data, const walk_shape& walk,
-                                           const C& compare)
+aligned_vector<std::ptrdiff_t> extreme_places(const double* data, const walk_shape& walk,
+                                              const C& compare)
 {
     if (walk.extent == 0)
         throw dimension_error("a zero-size reduction to a maximum or a minimum has no identity");
-    std::vector<std::ptrdiff_t> out =
+    aligned_vector<std::ptrdiff_t> out =
         uninitialized<std::ptrdiff_t>(checked_mul(walk.outer, walk.inner));
     if (!out.empty() && walk.inner != 1)
         extreme_places_of_columns<C>(data, walk, out.data());
@@ -163,10 +164,10 @@ std::vector<std::ptrdiff_t> extreme_places(const double* data, const walk_shape&
     return out;
 }
 
-template std::vector<std::ptrdiff_t> extreme_places(const double*, const walk_shape&,
-                                                    const std::less<double>&);
-template std::vector<std::ptrdiff_t> extreme_places(const double*, const walk_shape&,
-                                                    const std::greater<double>&);
+template aligned_vector<std::ptrdiff_t> extreme_places(const double*, const walk_shape&,
+                                                       const std::less<double>&);
+template aligned_vector<std::ptrdiff_t> extreme_places(const double*, const walk_shape&,
+                                                       const std::greater<double>&);
 
 } // namespace detail
 } // namespace numerical

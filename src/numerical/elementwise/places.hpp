@@ -2,6 +2,7 @@
 
 // Places of elements: of the first extremes along an axis, and of all elements that aren't zero.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/elementwise/reductions.hpp"
 #include "numerical/tensor.hpp"
 
@@ -12,7 +13,7 @@ namespace numerical {
 
 // For each axis of the tensor the places of the elements that aren't zero, in row-major order.
 template <class T>
-std::vector<std::vector<std::ptrdiff_t>> true_places(const tensor<T>& a);
+std::vector<aligned_vector<std::ptrdiff_t>> true_places(const tensor<T>& a);
 
 namespace detail {
 
@@ -20,8 +21,8 @@ namespace detail {
 // or the maximum (std::greater<double>), of the first NaN if there is one. dimension_error as for
 // extremes.
 template <class C>
-std::vector<std::ptrdiff_t> extreme_places(const double* data, const walk_shape& walk,
-                                           const C& compare);
+aligned_vector<std::ptrdiff_t> extreme_places(const double* data, const walk_shape& walk,
+                                              const C& compare);
 
 } // namespace detail
 } // namespace numerical

@@ -1,5 +1,6 @@
 #include "numerical/elementwise/reductions.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/elementwise/reduction_kernels.hpp"
 #include "numerical/errors.hpp"
@@ -102,7 +103,7 @@ void sum_columns(const T* data, const walk_shape& walk, T* out)
     auto* sums = as_doubles(out);
     const std::size_t columns = walk.inner * parts;
     const std::size_t tile = std::min(columns, columns_at_once(walk.extent));
-    std::vector<double> scratch =
+    aligned_vector<double> scratch =
         detail::uninitialized<double>(detail::column_sum_scratch(walk.extent, tile));
     for (std::size_t o = 0; o < walk.outer; ++o) {
         for (std::size_t k = 0; k < columns; k += tile)
@@ -186,9 +187,9 @@ double contiguous_extreme(const double* p, std::size_t n, const C&)
 }
 
 template <class T>
-std::vector<T> sums(const T* data, const walk_shape& walk)
+aligned_vector<T> sums(const T* data, const walk_shape& walk)
 {
-    std::vector<T> out = uninitialized<T>(checked_mul(walk.outer, walk.inner));
+    aligned_vector<T> out = uninitialized<T>(checked_mul(walk.outer, walk.inner));
     if (!out.empty() && walk.inner != 1)
         sum_columns(data, walk, out.data());
     if (walk.inner == 1)
@@ -198,9 +199,9 @@ std::vector<T> sums(const T* data, const walk_shape& walk)
 }
 
 template <class T>
-std::vector<T> means(const T* data, const walk_shape& walk)
+aligned_vector<T> means(const T* data, const walk_shape& walk)
 {
-    std::vector<T> out = sums(data, walk);
+    aligned_vector<T> out = sums(data, walk);
     const T count = count_as<T>(walk.extent);
     for (T& x : out)
         x = x / count;
@@ -208,11 +209,11 @@ std::vector<T> means(const T* data, const walk_shape& walk)
 }
 
 template <class C>
-std::vector<double> extremes(const double* data, const walk_shape& walk, const C& compare)
+aligned_vector<double> extremes(const double* data, const walk_shape& walk, const C& compare)
 {
     if (walk.extent == 0)
         throw_no_identity();
-    std::vector<double> out = uninitialized<double>(checked_mul(walk.outer, walk.inner));
+    aligned_vector<double> out = uninitialized<double>(checked_mul(walk.outer, walk.inner));
     if (!out.empty() && walk.inner != 1)
         extremes_of_columns<C>(data, walk, out.data());
     if (walk.inner == 1)
@@ -228,13 +229,14 @@ tensor<double> extremes_along(const tensor<double>& a, std::size_t axis, const C
     return tensor<double>(without_axis(a.shape, axis), extremes(a.data.data(), walk, compare));
 }
 
-template std::vector<double> sums(const double*, const walk_shape&);
-template std::vector<complex> sums(const complex*, const walk_shape&);
-template std::vector<double> means(const double*, const walk_shape&);
-template std::vector<complex> means(const complex*, const walk_shape&);
-template std::vector<double> extremes(const double*, const walk_shape&, const std::less<double>&);
-template std::vector<double> extremes(const double*, const walk_shape&,
-                                      const std::greater<double>&);
+template aligned_vector<double> sums(const double*, const walk_shape&);
+template aligned_vector<complex> sums(const complex*, const walk_shape&);
+template aligned_vector<double> means(const double*, const walk_shape&);
+template aligned_vector<complex> means(const complex*, const walk_shape&);
+template aligned_vector<double> extremes(const double*, const walk_shape&,
+                                         const std::less<double>&);
+template aligned_vector<double> extremes(const double*, const walk_shape&,
+                                         const std::greater<double>&);
 
 template double pairwise_sum(const double*, std::size_t, std::size_t);
 template complex pairwise_sum(const complex*, std::size_t, std::size_t);

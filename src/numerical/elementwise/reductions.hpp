@@ -6,11 +6,11 @@
 // an element is NaN, the extreme is the quiet NaN with the bits 0x7FF8000000000000. Serial at every
 // size.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/tensor.hpp"
 
 #include <cstddef>
 #include <functional>
-#include <vector>
 
 namespace numerical {
 
@@ -49,13 +49,13 @@ walk_shape walk_along(const shape_list& shape, std::size_t axis);
 // For each outer and inner index the sum, the mean or the extreme along the axis, in row-major
 // order. Extremes need an extent above 0: dimension_error as for `extreme`.
 template <class T>
-std::vector<T> sums(const T* data, const walk_shape& walk);
+aligned_vector<T> sums(const T* data, const walk_shape& walk);
 
 template <class T>
-std::vector<T> means(const T* data, const walk_shape& walk);
+aligned_vector<T> means(const T* data, const walk_shape& walk);
 
 template <class C>
-std::vector<double> extremes(const double* data, const walk_shape& walk, const C& compare);
+aligned_vector<double> extremes(const double* data, const walk_shape& walk, const C& compare);
 
 // The sum of the n numbers p[i·stride]. More than 128 are cut in two halves, the left one rounded
 // down to a multiple of eight. At most 128 go to eight accumulators r in turn, which are added up

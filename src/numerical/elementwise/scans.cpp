@@ -1,5 +1,6 @@
 #include "numerical/elementwise/scans.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/storage.hpp"
 
@@ -67,10 +68,10 @@ void multiply_down_rows(const T* rows, std::size_t count, std::size_t width, T* 
 }
 
 template <class T, class Join>
-std::vector<T> running(const T* data, const walk_shape& walk, const Join& join)
+aligned_vector<T> running(const T* data, const walk_shape& walk, const Join& join)
 {
     const std::size_t stretch = checked_mul(walk.extent, walk.inner);
-    std::vector<T> out = uninitialized<T>(checked_mul(walk.outer, stretch));
+    aligned_vector<T> out = uninitialized<T>(checked_mul(walk.outer, stretch));
     for (std::size_t first = 0; first < out.size(); first += stretch) {
         const T* from = data + first;
         T* to = out.data() + first;
@@ -91,9 +92,9 @@ std::vector<T> running(const T* data, const walk_shape& walk, const Join& join)
 } // namespace
 
 template <class T>
-std::vector<T> products(const T* data, const walk_shape& walk)
+aligned_vector<T> products(const T* data, const walk_shape& walk)
 {
-    std::vector<T> out = uninitialized<T>(checked_mul(walk.outer, walk.inner));
+    aligned_vector<T> out = uninitialized<T>(checked_mul(walk.outer, walk.inner));
     if (out.empty())
         return out;
     for (std::size_t o = 0; o < walk.outer; ++o) {
@@ -107,22 +108,22 @@ std::vector<T> products(const T* data, const walk_shape& walk)
 }
 
 template <class T>
-std::vector<T> running_sums(const T* data, const walk_shape& walk)
+aligned_vector<T> running_sums(const T* data, const walk_shape& walk)
 {
     return running(data, walk, [](const T& x, const T& y) { return x + y; });
 }
 
 template <class T>
-std::vector<T> running_products(const T* data, const walk_shape& walk)
+aligned_vector<T> running_products(const T* data, const walk_shape& walk)
 {
     return running(data, walk, [](const T& x, const T& y) { return times_in_order(x, y); });
 }
 
-template std::vector<double> products(const double*, const walk_shape&);
-template std::vector<complex> products(const complex*, const walk_shape&);
-template std::vector<double> running_sums(const double*, const walk_shape&);
-template std::vector<complex> running_sums(const complex*, const walk_shape&);
-template std::vector<double> running_products(const double*, const walk_shape&);
-template std::vector<complex> running_products(const complex*, const walk_shape&);
+template aligned_vector<double> products(const double*, const walk_shape&);
+template aligned_vector<complex> products(const complex*, const walk_shape&);
+template aligned_vector<double> running_sums(const double*, const walk_shape&);
+template aligned_vector<complex> running_sums(const complex*, const walk_shape&);
+template aligned_vector<double> running_products(const double*, const walk_shape&);
+template aligned_vector<complex> running_products(const complex*, const walk_shape&);
 
 } // namespace numerical::detail

@@ -3,9 +3,8 @@
 // Products along an axis, and running sums and products. Complex products are
 // (ac - bd) + (ad + bc)i, without the recovery of infinities.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/elementwise/reductions.hpp"
-
-#include <vector>
 
 namespace numerical::detail {
 
@@ -14,13 +13,13 @@ namespace numerical::detail {
 // multiplied as ((r0·r1)·(r2·r3))·((r4·r5)·(r6·r7)), and the elements behind the last multiple of
 // eight follow in order. Other products are formed in order.
 template <class T>
-std::vector<T> products(const T* data, const walk_shape& walk);
+aligned_vector<T> products(const T* data, const walk_shape& walk);
 
 // The running sums or products along the axis, each formed in order.
 template <class T>
-std::vector<T> running_sums(const T* data, const walk_shape& walk);
+aligned_vector<T> running_sums(const T* data, const walk_shape& walk);
 
 template <class T>
-std::vector<T> running_products(const T* data, const walk_shape& walk);
+aligned_vector<T> running_products(const T* data, const walk_shape& walk);
 
 } // namespace numerical::detail

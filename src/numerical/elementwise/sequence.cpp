@@ -1,5 +1,6 @@
 #include "numerical/elementwise/sequence.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/elementwise/sequence_kernels.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/gemm/path.hpp"
@@ -42,7 +43,7 @@ tensor<double> arange(double start, double stop, double step)
     if (!std::isfinite(start) || !std::isfinite(stop) || !std::isfinite(step) || step == 0)
         throw dimension_error("arange needs finite bounds and a finite, non-zero step");
     const std::size_t count = count_of((stop - start) / step);
-    std::vector<double> data = detail::uninitialized<double>(count);
+    aligned_vector<double> data = detail::uninitialized<double>(count);
     const double delta = (step + start) - start;
     const bool fused = detail::avx2_in_force(detail::gemm_path_current());
     const auto fill = fused ? detail::avx2_fused_sequence : detail::fused_sequence;
@@ -54,7 +55,7 @@ tensor<double> arange(double start, double stop, double step)
 
 tensor<double> linspace(double start, double stop, std::size_t count)
 {
-    std::vector<double> data = detail::uninitialized<double>(count);
+    aligned_vector<double> data = detail::uninitialized<double>(count);
     const double step = count > 1 ? (stop - start) / static_cast<double>(count - 1) : 0.0;
     for (std::size_t from = 0; from < count; from += sequence_block) {
         const auto first = static_cast<double>(from);

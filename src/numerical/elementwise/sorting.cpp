@@ -1,5 +1,6 @@
 #include "numerical/elementwise/sorting.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/elementwise/sorting_kernels.hpp"
 #include "numerical/gemm/path.hpp"
@@ -49,7 +50,7 @@ struct placed_key
 // Sorts by digits of `bits` bits, with `spare` of the same size as scratch. A digit that all keys
 // share takes no pass.
 template <unsigned bits, class Item>
-void sort_by_digits(std::vector<Item>& items, std::vector<Item>& spare)
+void sort_by_digits(aligned_vector<Item>& items, aligned_vector<Item>& spare)
 {
     constexpr unsigned digits = (64 + bits - 1) / bits;
     constexpr std::size_t buckets = std::size_t{1} << bits;
@@ -71,7 +72,7 @@ void sort_by_digits(std::vector<Item>& items, std::vector<Item>& spare)
 }
 
 template <class Item>
-void sort_by_insertion(std::vector<Item>& items)
+void sort_by_insertion(aligned_vector<Item>& items)
 {
     for (std::size_t i = 1; i < items.size(); ++i) {
         const Item item = items[i];
@@ -83,7 +84,7 @@ void sort_by_insertion(std::vector<Item>& items)
 }
 
 template <class Item>
-void sort_items(std::vector<Item>& items, std::vector<Item>& spare)
+void sort_items(aligned_vector<Item>& items, aligned_vector<Item>& spare)
 {
     const auto by_key = [](const Item& x, const Item& y) { return x.key < y.key; };
     if (items.size() <= short_run) {
@@ -103,8 +104,8 @@ void sort_items(std::vector<Item>& items, std::vector<Item>& spare)
 template <class Item>
 struct workspace
 {
-    std::vector<Item> items;
-    std::vector<Item> spare;
+    aligned_vector<Item> items;
+    aligned_vector<Item> spare;
 };
 
 // Writes the zeros and NaNs of a sorted run in the order in which they occur in it: sorting knew
@@ -165,13 +166,13 @@ bool sorts_side_by_side(const walk_shape& walk)
 }
 
 // Four by four; beyond the last run it is repeated.
-std::vector<double> sorted_side_by_side(const double* data, const walk_shape& walk,
-                                        sort_order order)
+aligned_vector<double> sorted_side_by_side(const double* data, const walk_shape& walk,
+                                           sort_order order)
 {
     const std::size_t runs = walk.outer * walk.inner;
     const auto sort =
         order == sort_order::ascending ? avx2_unfused_sort_ascending : avx2_unfused_sort_descending;
-    std::vector<double> out = uninitialized<double>(runs * walk.extent);
+    aligned_vector<double> out = uninitialized<double>(runs * walk.extent);
     thread_scratch<double> lanes(runs_side_by_side * walk.extent);
     for (std::size_t run = 0; run < runs; run += runs_side_by_side) {
         four_runs four{
@@ -208,10 +209,10 @@ void sort_places_of_run(const double* run, std::size_t n, std::size_t stride, so
 }
 
 template <class Item, class Out, class SortRun>
-std::vector<Out> sort_runs(const walk_shape& walk, const SortRun& sort_run_at)
+aligned_vector<Out> sort_runs(const walk_shape& walk, const SortRun& sort_run_at)
 {
     const std::size_t count = checked_mul(checked_mul(walk.outer, walk.extent), walk.inner);
-    std::vector<Out> out = uninitialized<Out>(count);
+    aligned_vector<Out> out = uninitialized<Out>(count);
     if (count == 0)
         return out;
     workspace<Item> work;
@@ -246,7 +247,7 @@ bool is_before(double x, double value)
 
 } // namespace
 
-std::vector<double> sorted(const double* data, const walk_shape& walk, sort_order order)
+aligned_vector<double> sorted(const double* data, const walk_shape& walk, sort_order order)
 {
     if (sorts_side_by_side(walk))
         return sorted_side_by_side(data, walk, order);
@@ -256,8 +257,8 @@ std::vector<double> sorted(const double* data, const walk_shape& walk, sort_orde
         });
 }
 
-std::vector<std::ptrdiff_t> sorted_places(const double* data, const walk_shape& walk,
-                                          sort_order order)
+aligned_vector<std::ptrdiff_t> sorted_places(const double* data, const walk_shape& walk,
+                                             sort_order order)
 {
     return sort_runs<placed_key, std::ptrdiff_t>(
         walk, [&](std::size_t first, workspace<placed_key>& work, std::ptrdiff_t* to) {
@@ -265,10 +266,11 @@ std::vector<std::ptrdiff_t> sorted_places(const double* data, const walk_shape& 
         });
 }
 
-std::vector<std::ptrdiff_t> search_places(const double* ascending, std::size_t length,
-                                          const double* values, std::size_t count, search_side side)
+aligned_vector<std::ptrdiff_t> search_places(const double* ascending, std::size_t length,
+                                             const double* values, std::size_t count,
+                                             search_side side)
 {
-    std::vector<std::ptrdiff_t> places = uninitialized<std::ptrdiff_t>(count);
+    aligned_vector<std::ptrdiff_t> places = uninitialized<std::ptrdiff_t>(count);
     for (std::size_t i = 0; i < count; ++i) {
         const double value = values[i];
         const std::size_t place =

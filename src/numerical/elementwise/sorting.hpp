@@ -7,10 +7,10 @@
 // volume 3, section 5.2.5), so that the time hardly depends on the values. The result is the same
 // on every processor.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/elementwise/reductions.hpp"
 
 #include <cstddef>
-#include <vector>
 
 namespace numerical {
 
@@ -19,19 +19,19 @@ enum class sort_order { ascending, descending }; // NaNs are last in both
 namespace detail {
 
 // For each outer and inner index the elements along the axis, sorted.
-std::vector<double> sorted(const double* data, const walk_shape& walk, sort_order order);
+aligned_vector<double> sorted(const double* data, const walk_shape& walk, sort_order order);
 
 // The places along the axis of the sorted elements.
-std::vector<std::ptrdiff_t> sorted_places(const double* data, const walk_shape& walk,
-                                          sort_order order);
+aligned_vector<std::ptrdiff_t> sorted_places(const double* data, const walk_shape& walk,
+                                             sort_order order);
 
 enum class search_side { left, right };
 
 // For each of `count` values the place at which it can be inserted into the `length` ascending
 // numbers, NaNs last: before the numbers equal to it, or behind them.
-std::vector<std::ptrdiff_t> search_places(const double* ascending, std::size_t length,
-                                          const double* values, std::size_t count,
-                                          search_side side);
+aligned_vector<std::ptrdiff_t> search_places(const double* ascending, std::size_t length,
+                                             const double* values, std::size_t count,
+                                             search_side side);
 
 } // namespace detail
 } // namespace numerical

@@ -1,5 +1,6 @@
 #include "numerical/elementwise/squares.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/elementwise/reduction_kernels.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"
@@ -69,13 +70,13 @@ void column_sums(const T* data, const walk_shape& walk, const T* centres, const 
     const auto [outer, extent, inner] = walk;
     const std::size_t tile =
         std::clamp<std::size_t>(block_elements / std::max<std::size_t>(extent, 1), 1, inner);
-    std::vector<double> squares = uninitialized<double>(extent * tile);
+    aligned_vector<double> squares = uninitialized<double>(extent * tile);
     for (std::size_t k = 0; k < inner; k += tile) {
         const std::size_t width = std::min(tile, inner - k);
         square_block<T>({.first = data + k, .rows = extent, .cols = width, .stride = inner},
                         centres == nullptr ? nullptr : centres + k,
                         scales == nullptr ? nullptr : scales + k, squares.data());
-        const std::vector<double> sums_of_tile =
+        const aligned_vector<double> sums_of_tile =
             sums(static_cast<const double*>(squares.data()), {1, extent, width});
         std::copy(sums_of_tile.begin(), sums_of_tile.end(), out + k);
     }
@@ -91,10 +92,10 @@ double inverse_power(double x)
 
 // The scales that bring the largest modulus of each sum near 1.
 template <class T>
-std::vector<double> scales_of(const T* data, const walk_shape& walk)
+aligned_vector<double> scales_of(const T* data, const walk_shape& walk)
 {
     const auto [outer, extent, inner] = walk;
-    std::vector<double> largest(outer * inner, 0.0);
+    aligned_vector<double> largest(outer * inner, 0.0);
     for (std::size_t row = 0; row < outer * extent; ++row) {
         double* const of_row = largest.data() + row / extent * inner;
         for (std::size_t k = 0; k < inner; ++k)
@@ -123,12 +124,12 @@ double row_norm(const T* row, std::size_t n)
 } // namespace
 
 template <class T>
-std::vector<double> sums_of_squares(const T* data, const walk_shape& walk,
-                                    const std::vector<T>& centres,
-                                    const std::vector<double>& scales)
+aligned_vector<double> sums_of_squares(const T* data, const walk_shape& walk,
+                                       const aligned_vector<T>& centres,
+                                       const aligned_vector<double>& scales)
 {
     const auto [outer, extent, inner] = walk;
-    std::vector<double> out = uninitialized<double>(outer * inner);
+    aligned_vector<double> out = uninitialized<double>(outer * inner);
     for (std::size_t o = 0; o < outer; ++o) {
         const T* const first = data + o * extent * inner;
         const std::size_t at = o * inner;
@@ -143,34 +144,34 @@ std::vector<double> sums_of_squares(const T* data, const walk_shape& walk,
 }
 
 template <class T>
-std::vector<double> euclidean_norms(const T* data, const walk_shape& walk)
+aligned_vector<double> euclidean_norms(const T* data, const walk_shape& walk)
 {
     if (walk.inner == 1) {
-        std::vector<double> norms = uninitialized<double>(walk.outer);
+        aligned_vector<double> norms = uninitialized<double>(walk.outer);
         for (std::size_t o = 0; o < walk.outer; ++o)
             norms[o] = row_norm(data + o * walk.extent, walk.extent);
         return norms;
     }
-    std::vector<double> norms = sums_of_squares(data, walk, {}, {});
+    aligned_vector<double> norms = sums_of_squares(data, walk, {}, {});
     if (std::all_of(norms.begin(), norms.end(), is_safe_square)) {
         for (double& norm : norms)
             norm = std::sqrt(norm);
         return norms;
     }
-    const std::vector<double> scales = scales_of(data, walk);
+    const aligned_vector<double> scales = scales_of(data, walk);
     norms = sums_of_squares(data, walk, {}, scales);
     for (std::size_t i = 0; i < norms.size(); ++i)
         norms[i] = std::sqrt(norms[i]) / scales[i];
     return norms;
 }
 
-template std::vector<double> sums_of_squares(const double*, const walk_shape&,
-                                             const std::vector<double>&,
-                                             const std::vector<double>&);
-template std::vector<double> sums_of_squares(const complex*, const walk_shape&,
-                                             const std::vector<complex>&,
-                                             const std::vector<double>&);
-template std::vector<double> euclidean_norms(const double*, const walk_shape&);
-template std::vector<double> euclidean_norms(const complex*, const walk_shape&);
+template aligned_vector<double> sums_of_squares(const double*, const walk_shape&,
+                                                const aligned_vector<double>&,
+                                                const aligned_vector<double>&);
+template aligned_vector<double> sums_of_squares(const complex*, const walk_shape&,
+                                                const aligned_vector<complex>&,
+                                                const aligned_vector<double>&);
+template aligned_vector<double> euclidean_norms(const double*, const walk_shape&);
+template aligned_vector<double> euclidean_norms(const complex*, const walk_shape&);
 
 } // namespace numerical::detail

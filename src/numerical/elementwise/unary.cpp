@@ -1,5 +1,6 @@
 #include "numerical/elementwise/unary.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/elementwise/arithmetic_kernels.hpp"
 #include "numerical/elementwise/vector_boundary.hpp"
 #include "numerical/gemm/path.hpp"
@@ -19,7 +20,7 @@ using detail::complex;
 template <class Out, class T, class F>
 tensor<Out> each(const tensor<T>& a, F f)
 {
-    std::vector<Out> data = detail::uninitialized<Out>(a.data.size());
+    aligned_vector<Out> data = detail::uninitialized<Out>(a.data.size());
     std::transform(a.data.begin(), a.data.end(), data.begin(), f);
     return tensor<Out>(a.shape, std::move(data));
 }
@@ -28,7 +29,7 @@ tensor<Out> each(const tensor<T>& a, F f)
 template <class Kernel, class T>
 tensor<T> each_by(Kernel kernel, const tensor<T>& a)
 {
-    std::vector<T> data = detail::uninitialized<T>(a.data.size());
+    aligned_vector<T> data = detail::uninitialized<T>(a.data.size());
     const auto* from = detail::as_doubles(a.data.data());
     auto* out = detail::as_doubles(data.data());
     const std::size_t count = data.size() * sizeof(T) / sizeof(double);

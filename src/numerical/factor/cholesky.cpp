@@ -1,5 +1,6 @@
 #include "numerical/factor/cholesky.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/cholesky_blocks.hpp"
@@ -112,10 +113,10 @@ void for_each_band(std::size_t rows, std::size_t cols, const F& pass)
 // Aᴴ in the lower triangle, and unset elements above it, from the upper triangle of A. A band of
 // rows is checked before it is transposed.
 template <class T>
-std::vector<T> finite_upper_triangle_by_columns(block_view<const T> a)
+aligned_vector<T> finite_upper_triangle_by_columns(block_view<const T> a)
 {
     const std::size_t order = a.rows;
-    std::vector<T> store = uninitialized<T>(order * order);
+    aligned_vector<T> store = uninitialized<T>(order * order);
     const block_view<T> lower{store.data(), order, order};
     for_each_band(order, order, [&](std::size_t first, std::size_t last) {
         require_finite(a.row(first), (last - first) * order, operation_name);
@@ -184,10 +185,10 @@ void cholesky_decomposition<T>::factorize()
 }
 
 template <class T>
-std::vector<T> upper_cholesky_factor(const T* a, std::size_t rows, std::size_t cols)
+aligned_vector<T> upper_cholesky_factor(const T* a, std::size_t rows, std::size_t cols)
 {
     detail::require_square(rows, cols);
-    std::vector<T> factor =
+    aligned_vector<T> factor =
         detail::finite_upper_triangle_by_columns<T>({.first = a, .rows = rows, .cols = cols});
     const detail::block_view<T> square{factor.data(), rows, cols};
     detail::cholesky_blocks<T>(square, detail::block_width(rows)).factorize();
@@ -197,8 +198,8 @@ std::vector<T> upper_cholesky_factor(const T* a, std::size_t rows, std::size_t c
 
 template struct cholesky_decomposition<double>;
 template struct cholesky_decomposition<detail::complex>;
-template std::vector<double> upper_cholesky_factor(const double*, std::size_t, std::size_t);
-template std::vector<detail::complex> upper_cholesky_factor(const detail::complex*, std::size_t,
-                                                            std::size_t);
+template aligned_vector<double> upper_cholesky_factor(const double*, std::size_t, std::size_t);
+template aligned_vector<detail::complex> upper_cholesky_factor(const detail::complex*, std::size_t,
+                                                               std::size_t);
 
 } // namespace numerical

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
 
 #include <cstddef>
-#include <vector>
 
 namespace numerical {
 
@@ -13,8 +13,8 @@ template <class T>
 struct cholesky_decomposition
 {
     std::size_t order;
-    std::size_t block;      // block width: 16, from order 129 on 32, from order 257 on 64
-    std::vector<T> factors; // L, row-major, the strict upper triangle zero
+    std::size_t block;         // block width: 16, from order 129 on 32, from order 257 on 64
+    aligned_vector<T> factors; // L, row-major, the strict upper triangle zero
 
     // Takes the storage of `a`. dimension_error "Cholesky decomposition requires a square matrix",
     // non_finite_error for an infinite or NaN entry in either triangle, and
@@ -32,6 +32,6 @@ private:
 // U of A = Uᴴ·U, row-major with zeros below the diagonal, from the upper triangle of a dense matrix
 // that stays as it is. The errors are those of the decomposition.
 template <class T>
-std::vector<T> upper_cholesky_factor(const T* a, std::size_t rows, std::size_t cols);
+aligned_vector<T> upper_cholesky_factor(const T* a, std::size_t rows, std::size_t cols);
 
 } // namespace numerical

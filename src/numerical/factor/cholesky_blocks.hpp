@@ -3,6 +3,7 @@
 // The blocked Cholesky factorization of a lower triangle in its place; cholesky.hpp has its
 // entries.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/block_view.hpp"
 
 #include <cstddef>
@@ -39,13 +40,13 @@ private:
     std::size_t order;
     std::size_t block;
     int path;
-    std::size_t group_width;  // columns of a group
-    std::size_t group_stride; // of minus_l21: rows 2 KiB apart would share cache sets
-    std::size_t group = 0;    // first column of the one that is being factored
-    std::vector<T> columns;   // the diagonal block that is being factored, by columns
-    std::vector<T> l11;       // contiguous by rows, conjugated off the diagonal, which is real
-    std::vector<T> minus_l21; // of the group, by rows
-    std::vector<T> adjoint;   // L21ᴴ of the group, in tiles of 64 columns, one after the other
+    std::size_t group_width;     // columns of a group
+    std::size_t group_stride;    // of minus_l21: rows 2 KiB apart would share cache sets
+    std::size_t group = 0;       // first column of the one that is being factored
+    aligned_vector<T> columns;   // the diagonal block that is being factored, by columns
+    aligned_vector<T> l11;       // contiguous by rows, conjugated off the diagonal, which is real
+    aligned_vector<T> minus_l21; // of the group, by rows
+    aligned_vector<T> adjoint;   // L21ᴴ of the group, in tiles of 64 columns, one after the other
     std::vector<piece> pieces;
 
     std::size_t tiles_below(std::size_t row) const;

@@ -1,5 +1,6 @@
 #include "numerical/factor/fastest_qr.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/tall_qr.hpp"
 #include "numerical/strided/dense_passes.hpp"
 
@@ -9,20 +10,20 @@
 namespace numerical::detail {
 
 template <class T>
-thin_qr<T> fastest_qr(std::vector<T> a, std::size_t rows, std::size_t columns)
+thin_qr<T> fastest_qr(aligned_vector<T> a, std::size_t rows, std::size_t columns)
 {
     if (!is_tall<T>(rows, columns) ||
         any_part_above_on_threads(a.data(), a.size(), greatest_tall_part))
         return householder_qr(std::move(a), rows, columns, basis_extent::thin,
                               reflector_blocking::fastest);
     tall_qr<T> factors(std::move(a), rows, columns);
-    std::vector<T> r = std::move(factors.r);
-    const std::vector<T> phases = turn_diagonal_real(r, columns, columns);
+    aligned_vector<T> r = std::move(factors.r);
+    const aligned_vector<T> phases = turn_diagonal_real(r, columns, columns);
     return {std::move(factors).form(phases), std::move(r)};
 }
 
-template thin_qr<double> fastest_qr(std::vector<double>, std::size_t, std::size_t);
-template thin_qr<std::complex<double>> fastest_qr(std::vector<std::complex<double>>, std::size_t,
+template thin_qr<double> fastest_qr(aligned_vector<double>, std::size_t, std::size_t);
+template thin_qr<std::complex<double>> fastest_qr(aligned_vector<std::complex<double>>, std::size_t,
                                                   std::size_t);
 
 } // namespace numerical::detail

@@ -2,15 +2,15 @@
 
 // QR by the fastest method for the shape, with other last digits than householder_qr.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/qr.hpp"
 
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
 // The thin factors: of a tall matrix by tall_qr, of others by the widest blocks of reflectors.
 template <class T>
-thin_qr<T> fastest_qr(std::vector<T> a, std::size_t rows, std::size_t columns);
+thin_qr<T> fastest_qr(aligned_vector<T> a, std::size_t rows, std::size_t columns);
 
 } // namespace numerical::detail

@@ -7,6 +7,7 @@
 // factored on a transposed copy, by halves down to a few columns. Only an exact zero counts as a
 // missing pivot; there is no tolerance.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/matrix.hpp"
 #include "numerical/strided/spread_rows.hpp"
@@ -59,10 +60,10 @@ struct lu_decomposition
     void solve_rows(detail::block_view<T> x, unit_lower_rhs identity) const;
 
     // A⁻¹·b for one right-hand side of n elements, on the calling thread.
-    std::vector<T> solve_vector(const std::vector<T>& b) const;
+    aligned_vector<T> solve_vector(const aligned_vector<T>& b) const;
 
     // A⁻¹·B for the row-major n × columns array B.
-    std::vector<T> solve_matrix(const std::vector<T>& b, std::size_t columns) const;
+    aligned_vector<T> solve_matrix(const aligned_vector<T>& b, std::size_t columns) const;
 
     // A⁻¹, to n × n elements without gaps.
     void write_inverse(T* to) const;

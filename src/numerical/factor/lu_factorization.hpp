@@ -2,6 +2,7 @@
 
 // The blocked factorization P·A = L·U of an m × n array in its place; lu.hpp has its entries.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/path.hpp"
 
@@ -35,10 +36,10 @@ private:
     std::size_t block;
     std::size_t most_by_blocks;
     std::vector<std::size_t> exchanges;
-    std::vector<T> panel_store;  // of the panel that is being factored, by columns
-    std::vector<T> minus_l;      // of the panel whose update runs, by rows
-    std::vector<T> next_minus_l; // of the panel that is being factored
-    std::vector<T> negative;     // the smaller operand of a product between halves
+    aligned_vector<T> panel_store;  // of the panel that is being factored, by columns
+    aligned_vector<T> minus_l;      // of the panel whose update runs, by rows
+    aligned_vector<T> next_minus_l; // of the panel that is being factored
+    aligned_vector<T> negative;     // the smaller operand of a product between halves
     bool met_zero_pivot = false;
 
     void factorize_columns(std::size_t from, std::size_t to, std::size_t last);

@@ -1,5 +1,6 @@
 #include "numerical/factor/lu_panel.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/kernels/largest.hpp"
 #include "numerical/gemm/kernels/lu_columns.hpp"
 #include "numerical/gemm/kernels/scale.hpp"
@@ -146,7 +147,7 @@ void lu_panel<T>::factorize_columns(std::size_t from, std::size_t to)
     factorize_columns(from, mid);
 
     solve_unit_lower(from, mid, to);
-    const std::vector<T> minus_u01 = negated_copy(columns.sub(mid, to, from, mid));
+    const aligned_vector<T> minus_u01 = negated_copy(columns.sub(mid, to, from, mid));
     add_product({minus_u01.data(), to - mid, mid - from}, columns.sub(from, mid, mid, rows),
                 columns.sub(mid, to, mid, rows));
 

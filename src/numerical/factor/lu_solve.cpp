@@ -1,5 +1,6 @@
 #include "numerical/factor/lu.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/factor/triangular_solve.hpp"
 #include "numerical/gemm/block_view.hpp"
@@ -146,11 +147,11 @@ void lu_decomposition<T>::solve_rows(detail::block_view<T> x, unit_lower_rhs ide
 }
 
 template <class T>
-std::vector<T> lu_decomposition<T>::solve_vector(const std::vector<T>& b) const
+aligned_vector<T> lu_decomposition<T>::solve_vector(const aligned_vector<T>& b) const
 {
     constexpr std::size_t group = std::is_same_v<T, double> ? 8 : 4;
     const detail::block_view<const T> lu = factors.view();
-    std::vector<T> y;
+    aligned_vector<T> y;
     y.reserve(order);
     for (const std::size_t row : permutation)
         y.push_back(b[row]);
@@ -171,9 +172,10 @@ std::vector<T> lu_decomposition<T>::solve_vector(const std::vector<T>& b) const
 }
 
 template <class T>
-std::vector<T> lu_decomposition<T>::solve_matrix(const std::vector<T>& b, std::size_t columns) const
+aligned_vector<T> lu_decomposition<T>::solve_matrix(const aligned_vector<T>& b,
+                                                    std::size_t columns) const
 {
-    std::vector<T> solution = detail::uninitialized<T>(order * columns);
+    aligned_vector<T> solution = detail::uninitialized<T>(order * columns);
     const detail::block_view<T> x{solution.data(), order, columns};
     const auto solve_permuted = [&](detail::block_view<T> y) {
         for (std::size_t i = 0; i < order; ++i)
@@ -212,25 +214,25 @@ void lu_decomposition<T>::write_inverse(T* to) const
 template <class T>
 matrix<T> lu_decomposition<T>::inverse() const
 {
-    std::vector<T> result = detail::uninitialized<T>(order * order);
+    aligned_vector<T> result = detail::uninitialized<T>(order * order);
     write_inverse(result.data());
     return matrix<T>(order, order, std::move(result));
 }
 
 template void lu_decomposition<double>::solve_rows(detail::block_view<double>,
                                                    unit_lower_rhs) const;
-template std::vector<double>
-lu_decomposition<double>::solve_vector(const std::vector<double>&) const;
-template std::vector<double> lu_decomposition<double>::solve_matrix(const std::vector<double>&,
-                                                                    std::size_t) const;
+template aligned_vector<double>
+lu_decomposition<double>::solve_vector(const aligned_vector<double>&) const;
+template aligned_vector<double>
+lu_decomposition<double>::solve_matrix(const aligned_vector<double>&, std::size_t) const;
 template void lu_decomposition<double>::write_inverse(double*) const;
 template matrix<double> lu_decomposition<double>::inverse() const;
 template void lu_decomposition<detail::complex>::solve_rows(detail::block_view<detail::complex>,
                                                             unit_lower_rhs) const;
-template std::vector<detail::complex>
-lu_decomposition<detail::complex>::solve_vector(const std::vector<detail::complex>&) const;
-template std::vector<detail::complex>
-lu_decomposition<detail::complex>::solve_matrix(const std::vector<detail::complex>&,
+template aligned_vector<detail::complex>
+lu_decomposition<detail::complex>::solve_vector(const aligned_vector<detail::complex>&) const;
+template aligned_vector<detail::complex>
+lu_decomposition<detail::complex>::solve_matrix(const aligned_vector<detail::complex>&,
                                                 std::size_t) const;
 template void lu_decomposition<detail::complex>::write_inverse(detail::complex*) const;
 template matrix<detail::complex> lu_decomposition<detail::complex>::inverse() const;

@@ -1,5 +1,6 @@
 #include "numerical/factor/qr.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/wide_qr_panel.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/kernels/scale.hpp"
@@ -39,9 +40,10 @@ double safe_part(std::size_t rows)
 
 // The factor of each column.
 template <class T>
-std::vector<double> overflow_guards(const std::vector<T>& a, std::size_t rows, std::size_t columns)
+aligned_vector<double> overflow_guards(const aligned_vector<T>& a, std::size_t rows,
+                                       std::size_t columns)
 {
-    std::vector<double> guards(columns, 1.0);
+    aligned_vector<double> guards(columns, 1.0);
     for (std::size_t i = 0; i < a.size(); ++i)
         if (any_part_above(&a[i], 1, safe_part(rows)))
             guards[i % columns] = overflow_guard;
@@ -49,7 +51,7 @@ std::vector<double> overflow_guards(const std::vector<T>& a, std::size_t rows, s
 }
 
 template <class T>
-void multiply_columns(std::vector<T>& a, const std::vector<double>& factors)
+void multiply_columns(aligned_vector<T>& a, const aligned_vector<double>& factors)
 {
     for (std::size_t i = 0; i < a.size(); ++i)
         a[i] *= factors[i % factors.size()];
@@ -57,9 +59,9 @@ void multiply_columns(std::vector<T>& a, const std::vector<double>& factors)
 
 // The first k rows with the part below the diagonal cleared.
 template <class T>
-std::vector<T> upper_trapezoid(std::vector<T> a, std::size_t k, std::size_t columns)
+aligned_vector<T> upper_trapezoid(aligned_vector<T> a, std::size_t k, std::size_t columns)
 {
-    std::vector<T> r = a.size() == k * columns ? std::move(a) : copy_of(a.data(), k * columns);
+    aligned_vector<T> r = a.size() == k * columns ? std::move(a) : copy_of(a.data(), k * columns);
     parallel_for(k, columns, [&](std::size_t i) { set_zero(r.data() + i * columns, i); });
     return r;
 }
@@ -85,7 +87,7 @@ template <class T>
 class qr_panels
 {
 public:
-    qr_panels(std::vector<T>& matrix, std::size_t row_count, std::size_t column_count,
+    qr_panels(aligned_vector<T>& matrix, std::size_t row_count, std::size_t column_count,
               std::size_t columns_of_block)
         : a(matrix), rows(row_count), columns(column_count), block_columns(columns_of_block)
     {
@@ -94,7 +96,7 @@ public:
     std::vector<reflector_block<T>> factorize();
 
 private:
-    std::vector<T>& a;
+    aligned_vector<T>& a;
     std::size_t rows;
     std::size_t columns;
     std::size_t block_columns;
@@ -164,9 +166,9 @@ reflector_block<T> qr_panels<T>::update_and_factorize(const reflector_block<T>& 
 
 // Drops the imaginary parts that rounding leaves on the diagonal.
 template <class T>
-std::vector<T> turn_diagonal_real(std::vector<T>& r, std::size_t k, std::size_t columns)
+aligned_vector<T> turn_diagonal_real(aligned_vector<T>& r, std::size_t k, std::size_t columns)
 {
-    std::vector<T> phases(k);
+    aligned_vector<T> phases(k);
     const auto turn_row = [&](std::size_t i) {
         T* const diagonal = r.data() + i * columns + i;
         phases[i] = phase_of(*diagonal);
@@ -179,7 +181,7 @@ std::vector<T> turn_diagonal_real(std::vector<T>& r, std::size_t k, std::size_t 
 }
 
 template <class T>
-qr_reflections<T> householder_reflect(std::vector<T> a, std::size_t rows, std::size_t columns,
+qr_reflections<T> householder_reflect(aligned_vector<T> a, std::size_t rows, std::size_t columns,
                                       reflector_blocking blocking)
 {
     const std::size_t k = std::min(rows, columns);
@@ -192,10 +194,10 @@ qr_reflections<T> householder_reflect(std::vector<T> a, std::size_t rows, std::s
 
 // The first `width` >= k columns of the product of the blocks.
 template <class T>
-std::vector<T> formed_basis(const std::vector<reflector_block<T>>& blocks, std::size_t rows,
-                            std::size_t k, std::size_t width)
+aligned_vector<T> formed_basis(const std::vector<reflector_block<T>>& blocks, std::size_t rows,
+                               std::size_t k, std::size_t width)
 {
-    std::vector<T> q = uninitialized<T>(rows * width);
+    aligned_vector<T> q = uninitialized<T>(rows * width);
     for (std::size_t i = k; i < width; ++i) { // beyond the blocks Q begins as the identity
         set_zero(q.data() + i * width + k, width - k);
         q[i * width + i] = T(1);
@@ -206,13 +208,13 @@ std::vector<T> formed_basis(const std::vector<reflector_block<T>>& blocks, std::
 }
 
 template <class T>
-thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t columns,
+thin_qr<T> householder_qr(aligned_vector<T> a, std::size_t rows, std::size_t columns,
                           basis_extent extent, reflector_blocking blocking)
 {
     const std::size_t k = std::min(rows, columns);
     if (k == 0) // the other extent may be astronomic
         return {};
-    std::vector<double> guards; // of the columns, where one needs it
+    aligned_vector<double> guards; // of the columns, where one needs it
     if (any_part_above_on_threads(a.data(), a.size(), safe_part(rows))) {
         guards = overflow_guards(a, rows, columns);
         multiply_columns(a, guards);
@@ -220,7 +222,7 @@ thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t column
     qr_reflections<T> reflections = householder_reflect(std::move(a), rows, columns, blocking);
     const std::size_t width = extent == basis_extent::thin ? k : rows;
     thin_qr<T> thin{formed_basis(reflections.blocks, rows, k, width), std::move(reflections.r)};
-    const std::vector<T> phases = turn_diagonal_real(thin.r, k, columns);
+    const aligned_vector<T> phases = turn_diagonal_real(thin.r, k, columns);
     parallel_for(rows, k,
                  [&](std::size_t i) { multiply(thin.q.data() + i * width, phases.data(), 1, k); });
     if (!guards.empty()) {
@@ -232,28 +234,31 @@ thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t column
 }
 
 template <class T>
-std::vector<T> completed_basis(const std::vector<T>& u, std::size_t rows, std::size_t k)
+aligned_vector<T> completed_basis(const aligned_vector<T>& u, std::size_t rows, std::size_t k)
 {
     const qr_reflections<T> reflections =
         householder_reflect(u, rows, k, reflector_blocking::by_panels);
-    std::vector<T> basis = formed_basis(reflections.blocks, rows, k, rows);
+    aligned_vector<T> basis = formed_basis(reflections.blocks, rows, k, rows);
     for (std::size_t i = 0; i < rows; ++i)
         std::copy_n(u.data() + i * k, k, basis.data() + i * rows);
     return basis;
 }
 
-template std::vector<double> turn_diagonal_real(std::vector<double>&, std::size_t, std::size_t);
-template std::vector<complex> turn_diagonal_real(std::vector<complex>&, std::size_t, std::size_t);
-template qr_reflections<double> householder_reflect(std::vector<double>, std::size_t, std::size_t,
-                                                    reflector_blocking);
-template qr_reflections<complex> householder_reflect(std::vector<complex>, std::size_t, std::size_t,
-                                                     reflector_blocking);
-template thin_qr<double> householder_qr(std::vector<double>, std::size_t, std::size_t, basis_extent,
-                                        reflector_blocking);
-template thin_qr<complex> householder_qr(std::vector<complex>, std::size_t, std::size_t,
+template aligned_vector<double> turn_diagonal_real(aligned_vector<double>&, std::size_t,
+                                                   std::size_t);
+template aligned_vector<complex> turn_diagonal_real(aligned_vector<complex>&, std::size_t,
+                                                    std::size_t);
+template qr_reflections<double> householder_reflect(aligned_vector<double>, std::size_t,
+                                                    std::size_t, reflector_blocking);
+template qr_reflections<complex> householder_reflect(aligned_vector<complex>, std::size_t,
+                                                     std::size_t, reflector_blocking);
+template thin_qr<double> householder_qr(aligned_vector<double>, std::size_t, std::size_t,
+                                        basis_extent, reflector_blocking);
+template thin_qr<complex> householder_qr(aligned_vector<complex>, std::size_t, std::size_t,
                                          basis_extent, reflector_blocking);
-template std::vector<double> completed_basis(const std::vector<double>&, std::size_t, std::size_t);
-template std::vector<complex> completed_basis(const std::vector<complex>&, std::size_t,
-                                              std::size_t);
+template aligned_vector<double> completed_basis(const aligned_vector<double>&, std::size_t,
+                                                std::size_t);
+template aligned_vector<complex> completed_basis(const aligned_vector<complex>&, std::size_t,
+                                                 std::size_t);
 
 } // namespace numerical::detail

@@ -2,6 +2,7 @@
 
 // Householder QR by panels of 32 columns, A = Q·R.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/reflector_block.hpp"
 
 #include <cstddef>
@@ -13,15 +14,15 @@ namespace numerical::detail {
 template <class T>
 struct qr_reflections
 {
-    std::vector<T> r; // k × columns, upper trapezoidal
+    aligned_vector<T> r; // k × columns, upper trapezoidal
     std::vector<reflector_block<T>> blocks;
 };
 
 template <class T>
 struct thin_qr
 {
-    std::vector<T> q; // rows × k, or rows × rows where the basis is complete
-    std::vector<T> r; // k × columns, with a real, non-negative diagonal
+    aligned_vector<T> q; // rows × k, or rows × rows where the basis is complete
+    aligned_vector<T> r; // k × columns, with a real, non-negative diagonal
 };
 
 // Factors a panel that has at least as many rows as columns, on the calling thread. R is left on
@@ -40,13 +41,13 @@ constexpr std::size_t wide_block_columns = 96;
 
 // QᴴA = R. The diagonal of R has the phases that the reflectors gave it.
 template <class T>
-qr_reflections<T> householder_reflect(std::vector<T> a, std::size_t rows, std::size_t columns,
+qr_reflections<T> householder_reflect(aligned_vector<T> a, std::size_t rows, std::size_t columns,
                                       reflector_blocking blocking = reflector_blocking::by_panels);
 
 // Multiplies the k rows of R by phases that make its diagonal real and non-negative. Returns the
 // former phases of the diagonal, which belong to the columns of Q: A = (Q·S)·(Sᴴ·R).
 template <class T>
-std::vector<T> turn_diagonal_real(std::vector<T>& r, std::size_t k, std::size_t columns);
+aligned_vector<T> turn_diagonal_real(aligned_vector<T>& r, std::size_t k, std::size_t columns);
 
 // How many columns of Q are formed: the k that make up A, or all.
 enum class basis_extent { thin, complete };
@@ -54,13 +55,13 @@ enum class basis_extent { thin, complete };
 // The factors of A. The columns that complete the basis come from the same reflectors, applied to
 // the columns of the identity that the thin factor leaves out.
 template <class T>
-thin_qr<T> householder_qr(std::vector<T> a, std::size_t rows, std::size_t columns,
+thin_qr<T> householder_qr(aligned_vector<T> a, std::size_t rows, std::size_t columns,
                           basis_extent extent = basis_extent::thin,
                           reflector_blocking blocking = reflector_blocking::by_panels);
 
 // The rows × k matrix U of orthonormal columns, followed by columns that complete the basis,
 // rows × rows, for rows >= k.
 template <class T>
-std::vector<T> completed_basis(const std::vector<T>& u, std::size_t rows, std::size_t k);
+aligned_vector<T> completed_basis(const aligned_vector<T>& u, std::size_t rows, std::size_t k);
 
 } // namespace numerical::detail

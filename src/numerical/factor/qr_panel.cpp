@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/factor/real_qr_panel.hpp"
@@ -37,11 +38,11 @@ class complex_panel
 public:
     explicit complex_panel(block_view<const complex> block);
 
-    std::vector<complex> first_column() const;
+    aligned_vector<complex> first_column() const;
 
     // With v, the reflector of column j in all its rows, or zeros: finishes row j and gives column
     // j + 1 below it.
-    std::vector<complex> reflect(std::size_t j, const complex* v);
+    aligned_vector<complex> reflect(std::size_t j, const complex* v);
 
     const complex* row(std::size_t i) const { return panel.row(i); }
 
@@ -54,9 +55,9 @@ private:
     std::size_t columns;
     packing_storage<double> memory;
     block_view<complex> panel;
-    std::vector<double> f_real;
-    std::vector<double> f_imag;
-    std::vector<complex> sums;
+    aligned_vector<double> f_real;
+    aligned_vector<double> f_imag;
+    aligned_vector<complex> sums;
     const complex* applied_late = nullptr; // the reflector before from its second element on
 };
 
@@ -71,9 +72,9 @@ complex_panel::complex_panel(block_view<const complex> block)
     }
 }
 
-std::vector<complex> complex_panel::first_column() const
+aligned_vector<complex> complex_panel::first_column() const
 {
-    std::vector<complex> column = uninitialized<complex>(panel.rows);
+    aligned_vector<complex> column = uninitialized<complex>(panel.rows);
     for (std::size_t i = 0; i < panel.rows; ++i)
         column[i] = panel(i, 0);
     return column;
@@ -108,7 +109,7 @@ void complex_panel::run_rows(const panel_pass& pass)
     upper.count = half;
     run_rows(upper);
 
-    std::vector<double> lower_sums(2 * pass.width);
+    aligned_vector<double> lower_sums(2 * pass.width);
     panel_pass lower = pass;
     lower.count -= half;
     lower.rows += 2 * half * pass.stride;
@@ -133,12 +134,12 @@ void complex_panel::recover_sums(std::size_t j, const complex* v)
     }
 }
 
-std::vector<complex> complex_panel::reflect(std::size_t j, const complex* v)
+aligned_vector<complex> complex_panel::reflect(std::size_t j, const complex* v)
 {
     run(j, panel.rows - j, applied_late != nullptr ? applied_late : v, v);
     recover_sums(j, v);
     const auto* const below = reinterpret_cast<const complex*>(memory.b) + 1;
-    std::vector<complex> next = copy_of(below, panel.rows - j - 1);
+    aligned_vector<complex> next = copy_of(below, panel.rows - j - 1);
 
     for (std::size_t l = unit_of(j); l < panel.cols; ++l) {
         const complex f = sums[l] * complex(2);
@@ -155,11 +156,11 @@ std::vector<complex> complex_panel::reflect(std::size_t j, const complex* v)
 }
 
 // Leaves R in the block, and the reflector of column j in reflectors[j].
-void factor_complex_panel(block_view<complex> block, std::vector<complex>* reflectors)
+void factor_complex_panel(block_view<complex> block, aligned_vector<complex>* reflectors)
 {
     complex_panel panel(block);
-    std::vector<complex> column = panel.first_column();
-    std::vector<complex> zeros;
+    aligned_vector<complex> column = panel.first_column();
+    aligned_vector<complex> zeros;
     for (std::size_t j = 0; j < block.cols; ++j) {
         check_for_interruption();
         make_reflector(column);
@@ -176,7 +177,7 @@ void factor_complex_panel(block_view<complex> block, std::vector<complex>* refle
 template <>
 reflector_block<double> factor_qr_panel(block_view<double> panel, std::size_t offset)
 {
-    std::vector<double> vectors = uninitialized<double>(panel.rows * panel.cols);
+    aligned_vector<double> vectors = uninitialized<double>(panel.rows * panel.cols);
     factor_real_panel(panel, {vectors.data(), panel.rows, panel.cols});
     return block_of_reflectors(std::move(vectors), offset, panel.rows, panel.cols);
 }
@@ -184,7 +185,7 @@ reflector_block<double> factor_qr_panel(block_view<double> panel, std::size_t of
 template <>
 reflector_block<complex> factor_qr_panel(block_view<complex> panel, std::size_t offset)
 {
-    std::vector<std::vector<complex>> reflectors(panel.cols);
+    std::vector<aligned_vector<complex>> reflectors(panel.cols);
     factor_complex_panel(panel, reflectors.data());
     reflector_block<complex> block = gather_reflectors(reflectors, 0, panel.cols, panel.rows);
     block.offset = offset;

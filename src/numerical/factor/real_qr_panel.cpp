@@ -1,5 +1,6 @@
 #include "numerical/factor/real_qr_panel.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/gemm/block_view.hpp"
@@ -12,7 +13,6 @@
 #include "numerical/storage.hpp"
 
 #include <algorithm>
-#include <vector>
 
 namespace numerical::detail {
 namespace {
@@ -36,17 +36,17 @@ public:
     void copy_reflectors(block_view<double> v) const;
 
 private:
-    void reflect_late(std::size_t j, const std::vector<double>& v);
+    void reflect_late(std::size_t j, const aligned_vector<double>& v);
     void pass_over_columns(std::size_t j, const double* v);
     void apply_late(std::size_t l, std::size_t count);
 
     int path = gemm_path_current();
     std::size_t height;
     packing_storage<double> memory;
-    block_view<double> columns;   // row l is column l of the panel
-    std::vector<double> diagonal; // of R
-    std::vector<double> factors;
-    std::vector<double> dots;
+    block_view<double> columns;      // row l is column l of the panel
+    aligned_vector<double> diagonal; // of R
+    aligned_vector<double> factors;
+    aligned_vector<double> dots;
     const double* late = nullptr; // the reflector before, to be added to column l factors[l] times
     std::size_t late_row = 0;     // its first row
 };
@@ -78,7 +78,7 @@ void reflected_dots_of_runs(int path, const reflected_dots_pass& pass)
     upper.length = half;
     reflected_dots_of_runs(path, upper);
 
-    std::vector<double> lower_dots(pass.count);
+    aligned_vector<double> lower_dots(pass.count);
     reflected_dots_pass lower = pass;
     lower.columns += half;
     lower.length -= half;
@@ -118,7 +118,7 @@ void real_panel::pass_over_columns(std::size_t j, const double* v)
 }
 
 // With the reflector of column j, which is empty if the column is zero.
-void real_panel::reflect_late(std::size_t j, const std::vector<double>& v)
+void real_panel::reflect_late(std::size_t j, const aligned_vector<double>& v)
 {
     if (!v.empty()) {
         pass_over_columns(j, v.data());
@@ -133,7 +133,7 @@ void real_panel::reflect_late(std::size_t j, const std::vector<double>& v)
 
 void real_panel::factorize()
 {
-    std::vector<double> v;
+    aligned_vector<double> v;
     v.reserve(height);
     for (std::size_t j = 0; j < columns.rows; ++j) {
         check_for_interruption();

@@ -1,5 +1,6 @@
 #include "numerical/factor/reflector.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/factor/reflector_products.hpp"
 #include "numerical/gemm/kernels/gemv_unfused.hpp"
@@ -30,7 +31,7 @@ double largest_modulus(const auto& x)
 // says by itself that x is not tiny, since that would take 2^100 elements; so the search for the
 // largest modulus is left to the others.
 template <class T>
-double rescaled_norm(std::vector<T>& x, double& scale)
+double rescaled_norm(aligned_vector<T>& x, double& scale)
 {
     const auto* const parts = as_doubles(x.data());
     const std::size_t count = x.size() * (sizeof(T) / sizeof(double));
@@ -45,7 +46,7 @@ double rescaled_norm(std::vector<T>& x, double& scale)
 
 // The reflector of an x with the given non-zero norm, and β.
 template <class T>
-T reflector_of(std::vector<T>& x, double norm)
+T reflector_of(aligned_vector<T>& x, double norm)
 {
     const T reach = phase_of(x[0]) * T(norm);
     x[0] += reach;
@@ -57,7 +58,7 @@ T reflector_of(std::vector<T>& x, double norm)
 
 // y := H·y for `count` rows of v's length.
 void reflect_stretches(int path, double* rows, std::size_t stride, std::size_t count,
-                       const std::vector<double>& v)
+                       const aligned_vector<double>& v)
 {
     for (std::size_t r = 0; r < count; ++r) {
         double* const y = rows + r * stride;
@@ -81,7 +82,7 @@ void long_conjugate_dots(int path, complex* sums, const complex* v, block_view<c
 }
 
 void reflect_stretches(int path, complex* rows, std::size_t stride, std::size_t count,
-                       const std::vector<complex>& v)
+                       const aligned_vector<complex>& v)
 {
     complex sums[rows_at_once];
     for (std::size_t r0 = 0; r0 < count; r0 += rows_at_once) {
@@ -98,7 +99,7 @@ void reflect_stretches(int path, complex* rows, std::size_t stride, std::size_t 
 } // namespace
 
 template <class T>
-double rescale_tiny(std::vector<T>& x)
+double rescale_tiny(aligned_vector<T>& x)
 {
     const double scale = tiny_scale(largest_modulus(x));
     if (scale != 1)
@@ -108,7 +109,7 @@ double rescale_tiny(std::vector<T>& x)
 }
 
 template <class T>
-T householder_in_place(std::vector<T>& x)
+T householder_in_place(aligned_vector<T>& x)
 {
     double scale = 1;
     const double norm = rescaled_norm(x, scale);
@@ -116,7 +117,7 @@ T householder_in_place(std::vector<T>& x)
 }
 
 template <class T>
-void make_reflector(std::vector<T>& x)
+void make_reflector(aligned_vector<T>& x)
 {
     double scale = 1;
     const double norm = rescaled_norm(x, scale);
@@ -127,11 +128,11 @@ void make_reflector(std::vector<T>& x)
 }
 
 template <class T>
-void reflect_rows(block_view<T> rows, const std::vector<T>& v)
+void reflect_rows(block_view<T> rows, const aligned_vector<T>& v)
 {
     const int path = gemm_path_current();
-    std::vector<T> minus_conjugate(v.size());
-    std::vector<T> twice(v.size());
+    aligned_vector<T> minus_conjugate(v.size());
+    aligned_vector<T> twice(v.size());
     for (std::size_t l = 0; l < v.size(); ++l) {
         minus_conjugate[l] = negated(conjugate(v[l]));
         twice[l] = T(2) * v[l];
@@ -151,8 +152,8 @@ void reflect_rows(block_view<T> rows, const std::vector<T>& v)
 }
 
 template <class T>
-void reflect_rows(std::vector<T>& a, std::size_t ld, const std::vector<T>& v, std::size_t first_row,
-                  std::size_t first_column)
+void reflect_rows(aligned_vector<T>& a, std::size_t ld, const aligned_vector<T>& v,
+                  std::size_t first_row, std::size_t first_column)
 {
     const std::size_t column_end = ld;
     reflect_rows(block_view<T>{.first = a.data() + first_row * ld + first_column,
@@ -163,7 +164,7 @@ void reflect_rows(std::vector<T>& a, std::size_t ld, const std::vector<T>& v, st
 }
 
 template <class T>
-void reflect_columns(block_view<T> stretches, const std::vector<T>& v)
+void reflect_columns(block_view<T> stretches, const aligned_vector<T>& v)
 {
     if (!v.empty())
         reflect_stretches(gemm_path_current(), stretches.first, stretches.stride, stretches.rows,
@@ -171,8 +172,8 @@ void reflect_columns(block_view<T> stretches, const std::vector<T>& v)
 }
 
 template <class T>
-void reflect_columns(std::vector<T>& a, std::size_t ld, const std::vector<T>& v, std::size_t column,
-                     std::size_t row_from, std::size_t row_to)
+void reflect_columns(aligned_vector<T>& a, std::size_t ld, const aligned_vector<T>& v,
+                     std::size_t column, std::size_t row_from, std::size_t row_to)
 {
     if (row_from < row_to)
         reflect_columns(block_view<T>{.first = a.data() + row_from * ld + column,
@@ -182,23 +183,23 @@ void reflect_columns(std::vector<T>& a, std::size_t ld, const std::vector<T>& v,
                         v);
 }
 
-template double rescale_tiny(std::vector<double>&);
-template double rescale_tiny(std::vector<complex>&);
-template double householder_in_place(std::vector<double>&);
-template complex householder_in_place(std::vector<complex>&);
-template void make_reflector(std::vector<double>&);
-template void make_reflector(std::vector<complex>&);
-template void reflect_rows(block_view<double>, const std::vector<double>&);
-template void reflect_rows(block_view<complex>, const std::vector<complex>&);
-template void reflect_columns(block_view<double>, const std::vector<double>&);
-template void reflect_columns(block_view<complex>, const std::vector<complex>&);
-template void reflect_rows(std::vector<double>&, std::size_t, const std::vector<double>&,
+template double rescale_tiny(aligned_vector<double>&);
+template double rescale_tiny(aligned_vector<complex>&);
+template double householder_in_place(aligned_vector<double>&);
+template complex householder_in_place(aligned_vector<complex>&);
+template void make_reflector(aligned_vector<double>&);
+template void make_reflector(aligned_vector<complex>&);
+template void reflect_rows(block_view<double>, const aligned_vector<double>&);
+template void reflect_rows(block_view<complex>, const aligned_vector<complex>&);
+template void reflect_columns(block_view<double>, const aligned_vector<double>&);
+template void reflect_columns(block_view<complex>, const aligned_vector<complex>&);
+template void reflect_rows(aligned_vector<double>&, std::size_t, const aligned_vector<double>&,
                            std::size_t, std::size_t);
-template void reflect_rows(std::vector<complex>&, std::size_t, const std::vector<complex>&,
+template void reflect_rows(aligned_vector<complex>&, std::size_t, const aligned_vector<complex>&,
                            std::size_t, std::size_t);
-template void reflect_columns(std::vector<double>&, std::size_t, const std::vector<double>&,
+template void reflect_columns(aligned_vector<double>&, std::size_t, const aligned_vector<double>&,
                               std::size_t, std::size_t, std::size_t);
-template void reflect_columns(std::vector<complex>&, std::size_t, const std::vector<complex>&,
+template void reflect_columns(aligned_vector<complex>&, std::size_t, const aligned_vector<complex>&,
                               std::size_t, std::size_t, std::size_t);
 
 } // namespace numerical::detail

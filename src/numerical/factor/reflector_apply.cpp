@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/factor/reflector_block.hpp"
 #include "numerical/factor/reflector_products.hpp"
@@ -85,7 +86,7 @@ void subtract_scaled_rows(int path, complex* out, const complex* coeffs,
 
 // T or Tᴴ, contiguous by rows.
 template <block_operator form, class T>
-std::vector<T> factor_of(const reflector_block<T>& block)
+aligned_vector<T> factor_of(const reflector_block<T>& block)
 {
     if constexpr (form == block_operator::direct)
         return block.factor;
@@ -121,14 +122,14 @@ column_range columns_in_use(block_view<const T> f)
 // -F·W for a triangular F, either way, in bands of its rows, which are products without the columns
 // where a whole band is zero.
 template <class T>
-std::vector<T> minus_product_by_bands(const std::vector<T>& f, const std::vector<T>& w,
-                                      std::size_t width)
+aligned_vector<T> minus_product_by_bands(const aligned_vector<T>& f, const aligned_vector<T>& w,
+                                         std::size_t width)
 {
     const std::size_t count = w.size() / width;
-    const std::vector<T> minus_f = negated_copy(block_view<const T>{f.data(), count, count});
+    const aligned_vector<T> minus_f = negated_copy(block_view<const T>{f.data(), count, count});
     const block_view<const T> bands{minus_f.data(), count, count};
     const block_view<const T> rows{w.data(), count, width};
-    std::vector<T> store = zeros<T>(w.size());
+    aligned_vector<T> store = zeros<T>(w.size());
     const block_view<T> product{store.data(), count, width};
     for (std::size_t from = 0; from < count; from += factor_band) {
         const std::size_t to = std::min(from + factor_band, count);
@@ -143,15 +144,15 @@ std::vector<T> minus_product_by_bands(const std::vector<T>& f, const std::vector
 // cheap. Exact zeros of F are skipped, and those in the first `units` columns of W if these are
 // upper triangular like F.
 template <class T>
-std::vector<T> minus_product(const std::vector<T>& f, const std::vector<T>& w, std::size_t width,
-                             std::size_t units = 0)
+aligned_vector<T> minus_product(const aligned_vector<T>& f, const aligned_vector<T>& w,
+                                std::size_t width, std::size_t units = 0)
 {
     const int path = gemm_path_current();
     const std::size_t count = w.size() / width;
     if (count > factor_band)
         return minus_product_by_bands(f, w, width);
     const block_view<const T> rows{w.data(), count, width};
-    std::vector<T> product = zeros<T>(w.size());
+    aligned_vector<T> product = zeros<T>(w.size());
     for (std::size_t i = 0; i < count; ++i) {
         const T* const row = f.data() + i * count;
         for (std::size_t k = 0; k < count;) {
@@ -168,11 +169,11 @@ std::vector<T> minus_product(const std::vector<T>& f, const std::vector<T>& w, s
 
 // C += V·(-F·(VᴴC)).
 template <class T>
-void multiply_slab(block_view<const T> v, const std::vector<T>& f, block_view<T> c)
+void multiply_slab(block_view<const T> v, const aligned_vector<T>& f, block_view<T> c)
 {
-    std::vector<T> w = zeros<T>(v.cols * c.cols);
+    aligned_vector<T> w = zeros<T>(v.cols * c.cols);
     add_reflector_dots<T>(v, c, {w.data(), v.cols, c.cols});
-    const std::vector<T> minus_fw = minus_product(f, w, c.cols);
+    const aligned_vector<T> minus_fw = minus_product(f, w, c.cols);
     add_reflector_sums<T>(v, {minus_fw.data(), v.cols, c.cols}, c);
 }
 
@@ -211,11 +212,11 @@ void fill_unit_columns(block_view<const T> v, block_view<const T> x, block_view<
 // The same for C = [ I 0 ; 0 C11 ] or, without unit columns, [ 0 ; C11 ]. Over the unit columns VᴴC
 // is V's top, and with it F·VᴴC is triangular. The elements outside C11 need not be set before.
 template <class T>
-void multiply_bordered_slab(block_view<const T> v, const std::vector<T>& f, block_view<T> c,
+void multiply_bordered_slab(block_view<const T> v, const aligned_vector<T>& f, block_view<T> c,
                             std::size_t units)
 {
     border(c.sub(0, c.rows, units, c.cols), v.cols, 0);
-    std::vector<T> store = zeros<T>(v.cols * c.cols);
+    aligned_vector<T> store = zeros<T>(v.cols * c.cols);
     const block_view<T> w{store.data(), v.cols, c.cols};
     for (std::size_t i = 0; i < units; ++i)
         for (std::size_t j = i; j < units; ++j)
@@ -224,7 +225,7 @@ void multiply_bordered_slab(block_view<const T> v, const std::vector<T>& f, bloc
         add_dots_from<T>(v.cols, v, c.sub(0, c.rows, units, c.cols),
                          w.sub(0, w.rows, units, w.cols));
 
-    const std::vector<T> minus_fw = minus_product(f, store, c.cols, units);
+    const aligned_vector<T> minus_fw = minus_product(f, store, c.cols, units);
     const block_view<const T> x{minus_fw.data(), v.cols, c.cols};
     if (units != 0)
         fill_unit_columns<T>(v, x.sub(0, x.rows, 0, units), c.sub(0, c.rows, 0, units));
@@ -264,8 +265,8 @@ void slabs_application<form, T>::apply(std::size_t slab) const
 }
 
 template <block_operator form, class T>
-void apply_reflector_block(const reflector_block<T>& block, std::vector<T>& target, std::size_t ld,
-                           std::size_t column_from, std::size_t column_to)
+void apply_reflector_block(const reflector_block<T>& block, aligned_vector<T>& target,
+                           std::size_t ld, std::size_t column_from, std::size_t column_to)
 {
     if (column_from == column_to)
         return;
@@ -277,7 +278,7 @@ void apply_reflector_block(const reflector_block<T>& block, std::vector<T>& targ
 }
 
 template <class T>
-void extend_basis(const reflector_block<T>& block, std::vector<T>& q, std::size_t ld)
+void extend_basis(const reflector_block<T>& block, aligned_vector<T>& q, std::size_t ld)
 {
     const std::size_t count = block.count;
     const block_view<const T> vectors{block.vectors.data(), block.rows, count};
@@ -326,8 +327,8 @@ template <class T>
 void transposed_slabs<T>::apply(std::size_t slab) const
 {
     const block_view<T> part = c.sub(slabs.begin(slab), slabs.begin(slab + 1), 0, length);
-    std::vector<T> w = zeros<T>(part.rows * reflectors);
-    std::vector<T> minus_wt = zeros<T>(part.rows * reflectors);
+    aligned_vector<T> w = zeros<T>(part.rows * reflectors);
+    aligned_vector<T> minus_wt = zeros<T>(part.rows * reflectors);
     add_product<T>(part, {conjugated.data(), length, reflectors},
                    {w.data(), part.rows, reflectors});
     add_product<T>({w.data(), part.rows, reflectors}, {minus_factor.data(), reflectors, reflectors},
@@ -358,8 +359,8 @@ void ascending_slabs::apply(std::size_t slab) const
     const std::size_t count = block.count;
     const block_view<const double> v{block.vectors.data(), block.rows, count};
     const block_view<double> part = c.sub(0, c.rows, slabs.begin(slab), slabs.begin(slab + 1));
-    std::vector<double> w = zeros<double>(count * part.cols);
-    std::vector<double> minus_tw = zeros<double>(count * part.cols);
+    aligned_vector<double> w = zeros<double>(count * part.cols);
+    aligned_vector<double> minus_tw = zeros<double>(count * part.cols);
     add_adjoint_product<double>(v, part, {w.data(), count, part.cols});
     add_product<double>({block.factor.data(), count, count}, {w.data(), count, part.cols},
                         {minus_tw.data(), count, part.cols});
@@ -367,7 +368,7 @@ void ascending_slabs::apply(std::size_t slab) const
 }
 
 template <class T>
-void apply_transposed_reflector_block(const reflector_block<T>& block, std::vector<T>& target,
+void apply_transposed_reflector_block(const reflector_block<T>& block, aligned_vector<T>& target,
                                       std::size_t ld, std::size_t row_from, std::size_t row_to)
 {
     if (row_from == row_to)
@@ -385,23 +386,24 @@ template class slabs_application<block_operator::direct, complex>;
 template class slabs_application<block_operator::adjoint, double>;
 template class slabs_application<block_operator::adjoint, complex>;
 template void apply_reflector_block<block_operator::direct>(const reflector_block<double>&,
-                                                            std::vector<double>&, std::size_t,
+                                                            aligned_vector<double>&, std::size_t,
                                                             std::size_t, std::size_t);
 template void apply_reflector_block<block_operator::adjoint>(const reflector_block<double>&,
-                                                             std::vector<double>&, std::size_t,
+                                                             aligned_vector<double>&, std::size_t,
                                                              std::size_t, std::size_t);
 template void apply_reflector_block<block_operator::direct>(const reflector_block<complex>&,
-                                                            std::vector<complex>&, std::size_t,
+                                                            aligned_vector<complex>&, std::size_t,
                                                             std::size_t, std::size_t);
 template void apply_reflector_block<block_operator::adjoint>(const reflector_block<complex>&,
-                                                             std::vector<complex>&, std::size_t,
+                                                             aligned_vector<complex>&, std::size_t,
                                                              std::size_t, std::size_t);
-template void extend_basis(const reflector_block<double>&, std::vector<double>&, std::size_t);
-template void extend_basis(const reflector_block<complex>&, std::vector<complex>&, std::size_t);
-template void apply_transposed_reflector_block(const reflector_block<double>&, std::vector<double>&,
-                                               std::size_t, std::size_t, std::size_t);
+template void extend_basis(const reflector_block<double>&, aligned_vector<double>&, std::size_t);
+template void extend_basis(const reflector_block<complex>&, aligned_vector<complex>&, std::size_t);
+template void apply_transposed_reflector_block(const reflector_block<double>&,
+                                               aligned_vector<double>&, std::size_t, std::size_t,
+                                               std::size_t);
 template void apply_transposed_reflector_block(const reflector_block<complex>&,
-                                               std::vector<complex>&, std::size_t, std::size_t,
+                                               aligned_vector<complex>&, std::size_t, std::size_t,
                                                std::size_t);
 
 } // namespace numerical::detail

@@ -1,5 +1,6 @@
 #include "numerical/factor/reflector_block.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/reflector_products.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/unfused.hpp"
@@ -14,7 +15,7 @@ namespace {
 
 // Rows [top, bottom) of reflectors [j, end).
 template <class T>
-void scatter_plainly(block_view<T> v, const std::vector<T>* reflectors, std::size_t j,
+void scatter_plainly(block_view<T> v, const aligned_vector<T>* reflectors, std::size_t j,
                      std::size_t end, std::size_t top, std::size_t bottom)
 {
     for (; j < end; ++j)
@@ -24,8 +25,8 @@ void scatter_plainly(block_view<T> v, const std::vector<T>* reflectors, std::siz
 
 // The same for four of them, none empty, that have begun.
 template <class T>
-void scatter_four(block_view<T> v, const std::vector<T>* reflectors, std::size_t j, std::size_t top,
-                  std::size_t bottom)
+void scatter_four(block_view<T> v, const aligned_vector<T>* reflectors, std::size_t j,
+                  std::size_t top, std::size_t bottom)
 {
     const T* const x0 = reflectors[j].data();
     const T* const x1 = reflectors[j + 1].data();
@@ -42,7 +43,7 @@ void scatter_four(block_view<T> v, const std::vector<T>* reflectors, std::size_t
 
 // V from its columns, in tiles of rows.
 template <class T>
-void scatter(block_view<T> v, const std::vector<T>* reflectors)
+void scatter(block_view<T> v, const aligned_vector<T>* reflectors)
 {
     constexpr std::size_t tile = 64;
     for (std::size_t top = 0; top < v.rows; top += tile) {
@@ -67,8 +68,8 @@ void fill_factor(block_view<T> factor, block_view<const std::type_identity_t<T>>
                  const double* betas)
 {
     const std::size_t count = factor.rows;
-    std::vector<T> columns = zeros<T>(count * count);
-    std::vector<T> gram_column(count);
+    aligned_vector<T> columns = zeros<T>(count * count);
+    aligned_vector<T> gram_column(count);
     for (std::size_t i = 0; i < count; ++i) {
         if (betas[i] == 0)
             continue;
@@ -87,26 +88,26 @@ void fill_factor(block_view<T> factor, block_view<const std::type_identity_t<T>>
 }
 
 template <class T>
-reflector_block<T> gather_reflectors(const std::vector<std::vector<T>>& reflectors,
+reflector_block<T> gather_reflectors(const std::vector<aligned_vector<T>>& reflectors,
                                      std::size_t from, std::size_t to, std::size_t rows)
 {
     const std::size_t count = to - from;
     const std::size_t height = rows - from;
-    std::vector<T> vectors = uninitialized<T>(height * count);
+    aligned_vector<T> vectors = uninitialized<T>(height * count);
     scatter<T>({vectors.data(), height, count}, &reflectors[from]);
     return block_of_reflectors(std::move(vectors), from, height, count);
 }
 
 template <class T>
-reflector_block<T> block_of_reflectors(std::vector<T> vectors, std::size_t offset, std::size_t rows,
-                                       std::size_t count)
+reflector_block<T> block_of_reflectors(aligned_vector<T> vectors, std::size_t offset,
+                                       std::size_t rows, std::size_t count)
 {
-    std::vector<T> gram = zeros<T>(count * count); // VᴴV
+    aligned_vector<T> gram = zeros<T>(count * count); // VᴴV
     add_upper_gram<T>({vectors.data(), rows, count}, {gram.data(), count, count});
-    std::vector<double> betas(count);
+    aligned_vector<double> betas(count);
     for (std::size_t i = 0; i < count; ++i)
         betas[i] = gram[i * count + i] == T(0) ? 0 : 2;
-    std::vector<T> factor = zeros<T>(count * count);
+    aligned_vector<T> factor = zeros<T>(count * count);
     fill_factor<T>({factor.data(), count, count}, {gram.data(), count, count}, betas.data());
     return {.offset = offset,
             .rows = rows,
@@ -117,13 +118,13 @@ reflector_block<T> block_of_reflectors(std::vector<T> vectors, std::size_t offse
 
 template void fill_factor<double>(block_view<double>, block_view<const double>, const double*);
 template void fill_factor<complex>(block_view<complex>, block_view<const complex>, const double*);
-template reflector_block<double> gather_reflectors(const std::vector<std::vector<double>>&,
+template reflector_block<double> gather_reflectors(const std::vector<aligned_vector<double>>&,
                                                    std::size_t, std::size_t, std::size_t);
-template reflector_block<complex> gather_reflectors(const std::vector<std::vector<complex>>&,
+template reflector_block<complex> gather_reflectors(const std::vector<aligned_vector<complex>>&,
                                                     std::size_t, std::size_t, std::size_t);
-template reflector_block<double> block_of_reflectors(std::vector<double>, std::size_t, std::size_t,
-                                                     std::size_t);
-template reflector_block<complex> block_of_reflectors(std::vector<complex>, std::size_t,
+template reflector_block<double> block_of_reflectors(aligned_vector<double>, std::size_t,
+                                                     std::size_t, std::size_t);
+template reflector_block<complex> block_of_reflectors(aligned_vector<complex>, std::size_t,
                                                       std::size_t, std::size_t);
 
 } // namespace numerical::detail

@@ -4,6 +4,7 @@
 // the matrix for each reflector: Q = H₀·H₁···H_{c-1} = I - V·T·Vᴴ, the compact form of Schreiber
 // and Van Loan (1989). With reflectors of unit length T has 2 on its diagonal.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/strided/block_view.hpp"
 
 #include <cstddef>
@@ -15,11 +16,11 @@ namespace numerical::detail {
 template <class T>
 struct reflector_block
 {
-    std::size_t offset;     // first matrix row that the block acts on
-    std::size_t rows;       // how many rows it acts on
-    std::size_t count;      // reflectors c
-    std::vector<T> vectors; // V, rows × count: column j is reflector j, from row j down
-    std::vector<T> factor;  // T, count × count, upper triangular
+    std::size_t offset;        // first matrix row that the block acts on
+    std::size_t rows;          // how many rows it acts on
+    std::size_t count;         // reflectors c
+    aligned_vector<T> vectors; // V, rows × count: column j is reflector j, from row j down
+    aligned_vector<T> factor;  // T, count × count, upper triangular
 };
 
 enum class block_operator { direct, adjoint }; // Q or Qᴴ
@@ -27,14 +28,14 @@ enum class block_operator { direct, adjoint }; // Q or Qᴴ
 // The block of reflectors [from, to). Reflector i of the list acts on rows [i, rows); an empty one
 // has a zero column in V and in T.
 template <class T>
-reflector_block<T> gather_reflectors(const std::vector<std::vector<T>>& reflectors,
+reflector_block<T> gather_reflectors(const std::vector<aligned_vector<T>>& reflectors,
                                      std::size_t from, std::size_t to, std::size_t rows);
 
 // The block of the reflectors in the columns of V, rows × count. A column of zeros stands for the
 // identity.
 template <class T>
-reflector_block<T> block_of_reflectors(std::vector<T> vectors, std::size_t offset, std::size_t rows,
-                                       std::size_t count);
+reflector_block<T> block_of_reflectors(aligned_vector<T> vectors, std::size_t offset,
+                                       std::size_t rows, std::size_t count);
 
 // T above and on its diagonal, column by column, from G = VᴴV for reflectors I - betaᵢ·vᵢ·vᵢᴴ
 // (Schreiber and Van Loan 1989): T[0..i)[i] = -betaᵢ·T[0..i)[0..i)·G[0..i)[i]. The columns that are
@@ -46,8 +47,8 @@ void fill_factor(block_view<T> factor, block_view<const std::type_identity_t<T>>
 
 // C := Q·C or Qᴴ·C, C being the block's rows of columns [column_from, column_to) of `target`.
 template <block_operator form, class T>
-void apply_reflector_block(const reflector_block<T>& block, std::vector<T>& target, std::size_t ld,
-                           std::size_t column_from, std::size_t column_to);
+void apply_reflector_block(const reflector_block<T>& block, aligned_vector<T>& target,
+                           std::size_t ld, std::size_t column_from, std::size_t column_to);
 
 // How a target is cut into slabs of columns, or of rows where C is multiplied from the right.
 struct slab_partition
@@ -79,7 +80,7 @@ public:
 
 private:
     block_view<const T> vectors;
-    std::vector<T> factor; // T or Tᴴ
+    aligned_vector<T> factor; // T or Tᴴ
     block_view<T> c;
     slab_partition slabs;
 };
@@ -88,7 +89,7 @@ private:
 // order `count`. The elements outside C11 need not be set before. Taken over the blocks of a
 // factorization in reverse order it gives their product's first `ld` columns.
 template <class T>
-void extend_basis(const reflector_block<T>& block, std::vector<T>& q, std::size_t ld);
+void extend_basis(const reflector_block<T>& block, aligned_vector<T>& q, std::size_t ld);
 
 // C := C·Qᵀ in slabs of rows, C having the block's rows as its columns. The plain transpose, also
 // for complex: it multiplies a basis that is stored by rows, (Q·B)ᵀ = Bᵀ·Qᵀ. Owns what it needs.
@@ -108,9 +109,9 @@ public:
 private:
     std::size_t length;
     std::size_t reflectors;
-    std::vector<T> conjugated;   // conj(V)
-    std::vector<T> transposed;   // Vᵀ
-    std::vector<T> minus_factor; // -Tᵀ
+    aligned_vector<T> conjugated;   // conj(V)
+    aligned_vector<T> transposed;   // Vᵀ
+    aligned_vector<T> minus_factor; // -Tᵀ
     block_view<T> c;
     slab_partition slabs;
 };
@@ -139,7 +140,7 @@ private:
 
 // C := C·Qᵀ at once for columns [offset, offset + rows) of rows [row_from, row_to) of `target`.
 template <class T>
-void apply_transposed_reflector_block(const reflector_block<T>& block, std::vector<T>& target,
+void apply_transposed_reflector_block(const reflector_block<T>& block, aligned_vector<T>& target,
                                       std::size_t ld, std::size_t row_from, std::size_t row_to);
 
 } // namespace numerical::detail

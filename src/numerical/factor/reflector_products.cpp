@@ -1,5 +1,6 @@
 #include "numerical/factor/reflector_products.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/sum_by_halves.hpp"
 #include "numerical/gemm/summation.hpp"
 #include "numerical/runtime/interruption.hpp"
@@ -7,7 +8,6 @@
 #include "numerical/storage.hpp"
 
 #include <algorithm>
-#include <vector>
 
 namespace numerical::detail {
 namespace {
@@ -45,7 +45,7 @@ void add_dots_from(std::size_t from, block_view<const T> v,
     check_for_interruption();
     const std::size_t half = first_half(v.rows, longest_dot_run);
     add_dots_from<T>(from, v.sub(0, half, 0, v.cols), c.sub(0, half, 0, c.cols), w);
-    std::vector<T> lower_sums = zeros<T>(w.rows * w.cols);
+    aligned_vector<T> lower_sums = zeros<T>(w.rows * w.cols);
     add_dots_from<T>(0, v.sub(half, v.rows, 0, v.cols), c.sub(half, c.rows, 0, c.cols),
                      {lower_sums.data(), w.rows, w.cols});
     for (std::size_t i = 0; i < w.rows; ++i)

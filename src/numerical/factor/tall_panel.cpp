@@ -1,5 +1,6 @@
 #include "numerical/factor/tall_panel.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/factor/reflector_products.hpp"
@@ -15,7 +16,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <vector>
 
 namespace numerical::detail {
 namespace {
@@ -94,7 +94,7 @@ void column_panel::make_reflector_of(std::size_t j)
 void column_panel::make_any_reflector_of(std::size_t j)
 {
     double* const x = columns.row(j) + j;
-    std::vector<double> v(x, x + (height - j));
+    aligned_vector<double> v(x, x + (height - j));
     const double before = x[0];
     diagonal[j] = before;
     make_reflector(v);
@@ -195,7 +195,7 @@ void factor_tall_panel(const tall_panel<complex>& panel)
 {
     const std::size_t width = panel.below.cols;
     const std::size_t top = panel.tops == nullptr ? 0 : width;
-    std::vector<complex> store = uninitialized<complex>((top + panel.below.rows) * width);
+    aligned_vector<complex> store = uninitialized<complex>((top + panel.below.rows) * width);
     const block_view<complex> stacked{store.data(), top + panel.below.rows, width};
     for (std::size_t i = 0; i < top; ++i) {
         set_zero(stacked.row(i), i);

@@ -1,5 +1,6 @@
 #include "numerical/factor/tall_qr.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -49,7 +50,7 @@ bool is_tall(std::size_t rows, std::size_t columns)
 }
 
 template <class T>
-tall_qr<T>::tall_qr(std::vector<T> a, std::size_t row_count, std::size_t columns)
+tall_qr<T>::tall_qr(aligned_vector<T> a, std::size_t row_count, std::size_t columns)
     : r(zeros<T>(columns * columns)), rows(row_count), n(columns), store(std::move(a)),
       chains(chains_of(rows, n)), steps(chains), triangles(chains), joints(chains)
 {
@@ -129,7 +130,7 @@ void tall_qr<T>::apply(block_view<T> b) const
 }
 
 template <class T>
-std::vector<T> tall_qr<T>::form(const std::vector<T>& phases) &&
+aligned_vector<T> tall_qr<T>::form(const aligned_vector<T>& phases) &&
 {
     r = zeros<T>(n * n);
     for (std::size_t i = 0; i < n; ++i)

@@ -5,6 +5,7 @@
 // at the same time whose triangles are joined last (Demmel, Grigori, Hoemmen and Langou 2012). The
 // shape alone decides on blocks and chains.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/tall_step.hpp"
 
 #include <cstddef>
@@ -30,24 +31,24 @@ template <class T>
 class tall_qr
 {
 public:
-    tall_qr(std::vector<T> a, std::size_t rows, std::size_t columns);
+    tall_qr(aligned_vector<T> a, std::size_t rows, std::size_t columns);
 
-    std::vector<T> r; // columns × columns, upper triangular, its diagonal of any phase
+    aligned_vector<T> r; // columns × columns, upper triangular, its diagonal of any phase
 
     // B := QᴴB, whose first rows belong to R, and B := Q·B.
     void apply_adjoint(block_view<T> b) const;
     void apply(block_view<T> b) const;
 
     // The columns of Q times `phases`, in place of the reflectors. R is lost.
-    std::vector<T> form(const std::vector<T>& phases) &&;
+    aligned_vector<T> form(const aligned_vector<T>& phases) &&;
 
 private:
     std::size_t rows;
     std::size_t n;
-    std::vector<T> store; // reflectors
+    aligned_vector<T> store; // reflectors
     std::size_t chains;
     std::vector<std::vector<tall_step<T>>> steps; // of each chain
-    std::vector<std::vector<T>> triangles;        // of the chains but the first: R, then reflectors
+    std::vector<aligned_vector<T>> triangles;     // of the chains but the first: R, then reflectors
     std::vector<tall_step<T>> joints;             // to the first chain
 
     std::size_t chain_begin(std::size_t c) const { return rows * c / chains; }

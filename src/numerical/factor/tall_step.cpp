@@ -1,5 +1,6 @@
 #include "numerical/factor/tall_step.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/reflector_products.hpp"
 #include "numerical/factor/tall_panel.hpp"
 #include "numerical/factor/triangular.hpp"
@@ -32,9 +33,9 @@ void add_scaled_rows(block_view<T> y, const T* factors, block_view<const T> x)
 }
 
 template <class T>
-std::vector<T> adjoints(const T* factors, std::size_t count)
+aligned_vector<T> adjoints(const T* factors, std::size_t count)
 {
-    std::vector<T> conjugates(factors, factors + count);
+    aligned_vector<T> conjugates(factors, factors + count);
     conjugate_all(conjugates.data(), count);
     return conjugates;
 }

@@ -6,10 +6,10 @@
 //      Q·[ R ]  =  [ R before ]        or, for a first block,     Q·[ R ]  =  [ block ]
 //        [ 0 ]     [  block   ]                                     [ 0 ]
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/strided/block_view.hpp"
 
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -46,8 +46,8 @@ public:
 private:
     block_view<T> v;
     block_shape shape = block_shape::first;
-    std::vector<T> tops;
-    std::vector<T> minus_factors; // of the panel of columns [j, j + w): rows [j, j + w)
+    aligned_vector<T> tops;
+    aligned_vector<T> minus_factors; // of the panel of columns [j, j + w): rows [j, j + w)
 
     std::size_t panel_end(std::size_t j) const;
     block_view<T> reflected_rows(block_view<T> d, std::size_t from, std::size_t to) const;

@@ -1,5 +1,6 @@
 #include "numerical/factor/triangular.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/kernels/scale.hpp"
@@ -107,7 +108,7 @@ namespace {
 template <class T>
 void invert_small_upper(int path, block_view<const T> r, block_view<T> x)
 {
-    std::vector<T> store = zeros<T>(r.rows * r.rows);
+    aligned_vector<T> store = zeros<T>(r.rows * r.rows);
     const block_view<T> tile{store.data(), r.rows, r.rows};
     for (std::size_t i = 0; i < r.rows; ++i)
         tile(i, i) = T(1);
@@ -154,19 +155,19 @@ void invert_upper(int path, block_view<const T> r, block_view<T> x)
     invert_upper<T>(path, r.sub(0, mid, 0, mid), x0);
     invert_upper<T>(path, r.sub(mid, n, mid, n), x1);
 
-    std::vector<T> store = zeros<T>(mid * x1.cols);
+    aligned_vector<T> store = zeros<T>(mid * x1.cols);
     const block_view<T> product{store.data(), mid, x1.cols};
     multiply_by_upper<T>(r.sub(0, mid, mid, n), x1, product);
-    const std::vector<T> minus_x0 = negated_copy(x0);
+    const aligned_vector<T> minus_x0 = negated_copy(x0);
     multiply_upper<T>({minus_x0.data(), mid, mid}, product, x.sub(0, mid, mid, n));
 }
 
 } // namespace
 
 template <class T>
-std::vector<T> upper_inverse(const std::vector<T>& r, std::size_t n)
+aligned_vector<T> upper_inverse(const aligned_vector<T>& r, std::size_t n)
 {
-    std::vector<T> inverse = zeros<T>(n * n);
+    aligned_vector<T> inverse = zeros<T>(n * n);
     invert_upper<T>(gemm_path_current(), {r.data(), n, n}, {inverse.data(), n, n});
     return inverse;
 }
@@ -177,7 +178,7 @@ template void substitute_lower(int, block_view<const double>, block_view<double>
 template void substitute_lower(int, block_view<const complex>, block_view<complex>);
 template void substitute_upper(int, block_view<const double>, block_view<double>);
 template void substitute_upper(int, block_view<const complex>, block_view<complex>);
-template std::vector<double> upper_inverse(const std::vector<double>&, std::size_t);
-template std::vector<complex> upper_inverse(const std::vector<complex>&, std::size_t);
+template aligned_vector<double> upper_inverse(const aligned_vector<double>&, std::size_t);
+template aligned_vector<complex> upper_inverse(const aligned_vector<complex>&, std::size_t);
 
 } // namespace numerical::detail

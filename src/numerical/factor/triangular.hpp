@@ -5,13 +5,13 @@
 // Sums ascend over the terms of a row, and a quotient is a true division of each element. T =
 // double or std::complex<double>.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/thread_scratch.hpp"
 
 #include <algorithm>
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -45,7 +45,7 @@ void substitute_upper(int path, block_view<const T> u, block_view<T> x);
 // The inverse of the upper triangle of the row-major n × n array `r`, with zeros below the
 // diagonal. Nothing is checked: a zero on r's diagonal gives infinities or NaN.
 template <class T>
-std::vector<T> upper_inverse(const std::vector<T>& r, std::size_t n);
+aligned_vector<T> upper_inverse(const aligned_vector<T>& r, std::size_t n);
 
 template <class T>
 void copy_block(block_view<const std::type_identity_t<T>> from, block_view<T> to)

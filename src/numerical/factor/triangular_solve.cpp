@@ -1,5 +1,6 @@
 #include "numerical/factor/triangular_solve.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
@@ -7,12 +8,11 @@
 #include <algorithm>
 #include <complex>
 #include <type_traits>
-#include <vector>
 
 namespace numerical::detail {
 
 template <class T>
-void subtract_product(std::vector<T>& negative, block_view<const T> a,
+void subtract_product(aligned_vector<T>& negative, block_view<const T> a,
                       block_view<const std::type_identity_t<T>> x0, block_view<T> x1)
 {
     if (x0.cols <= a.rows) {
@@ -77,7 +77,7 @@ private:
     std::size_t block;
     block_view<T> x;
     int path = gemm_path_current();
-    std::vector<T> negative;
+    aligned_vector<T> negative;
 
     void substitute(std::size_t from, std::size_t to, std::size_t cols)
     {
@@ -112,7 +112,7 @@ template <class T>
 void solve_upper(block_view<const T> u, std::size_t block, block_view<T> x)
 {
     const int path = gemm_path_current();
-    std::vector<T> negative;
+    aligned_vector<T> negative;
     for (std::size_t end = u.rows; end > 0;) {
         const std::size_t start = last_block(end, block);
         const block_view<T> solved = x.sub(start, end, 0, x.cols);
@@ -129,7 +129,7 @@ template <class T>
 void solve_lower(block_view<const T> l, std::size_t block, block_view<T> x)
 {
     const int path = gemm_path_current();
-    std::vector<T> negative;
+    aligned_vector<T> negative;
     for (std::size_t start = 0; start < l.rows; start += block) {
         const std::size_t end = std::min(start + block, l.rows);
         const block_view<T> solved = x.sub(start, end, 0, x.cols);
@@ -141,9 +141,9 @@ void solve_lower(block_view<const T> l, std::size_t block, block_view<T> x)
     }
 }
 
-template void subtract_product(std::vector<double>&, block_view<const double>,
+template void subtract_product(aligned_vector<double>&, block_view<const double>,
                                block_view<const double>, block_view<double>);
-template void subtract_product(std::vector<complex>&, block_view<const complex>,
+template void subtract_product(aligned_vector<complex>&, block_view<const complex>,
                                block_view<const complex>, block_view<complex>);
 template void solve_unit_lower(block_view<const double>, std::size_t, block_view<double>);
 template void solve_unit_lower(block_view<const complex>, std::size_t, block_view<complex>);

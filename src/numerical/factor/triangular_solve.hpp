@@ -6,6 +6,7 @@
 // double or std::complex<double>. Nothing is checked: a zero on the diagonal gives infinities or
 // NaN.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/summation.hpp"
@@ -14,7 +15,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <type_traits>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -47,7 +47,7 @@ constexpr std::size_t first_part(std::size_t n, std::size_t block)
 
 // X1 -= A·X0. The smaller operand is negated, into storage that is reused.
 template <class T>
-void subtract_product(std::vector<T>& negative, block_view<const T> a,
+void subtract_product(aligned_vector<T>& negative, block_view<const T> a,
                       block_view<const std::type_identity_t<T>> x0, block_view<T> x1);
 
 // X := L⁻¹·X, L the unit lower triangle of `l`.

@@ -1,5 +1,6 @@
 #include "numerical/factor/wide_qr_panel.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/factor/reflector_products.hpp"
@@ -10,7 +11,6 @@
 
 #include <algorithm>
 #include <complex>
-#include <vector>
 
 namespace numerical::detail {
 namespace {
@@ -45,8 +45,8 @@ public:
 private:
     block_view<T> panel;
     std::size_t leaf_columns;
-    std::vector<T> vector_store;
-    std::vector<T> factor_store;
+    aligned_vector<T> vector_store;
+    aligned_vector<T> factor_store;
     block_view<T> vectors;
     block_view<T> factor;
 
@@ -84,10 +84,10 @@ void wide_qr_panel<T>::apply_adjoint(std::size_t from, std::size_t mid, std::siz
     const std::size_t count = mid - from;
     const block_view<T> c = panel.sub(from, panel.rows, mid, to);
     const block_view<const T> v = vectors.sub(from, vectors.rows, from, mid);
-    std::vector<T> dots = zeros<T>(count * c.cols);
+    aligned_vector<T> dots = zeros<T>(count * c.cols);
     add_reflector_dots<T>(v, c, {dots.data(), count, c.cols});
-    const std::vector<T> minus_factor = negated_copy(factor.sub(from, mid, from, mid));
-    std::vector<T> x = zeros<T>(count * c.cols);
+    const aligned_vector<T> minus_factor = negated_copy(factor.sub(from, mid, from, mid));
+    aligned_vector<T> x = zeros<T>(count * c.cols);
     add_adjoint_product<T>({minus_factor.data(), count, count}, {dots.data(), count, c.cols},
                            {x.data(), count, c.cols});
     add_reflector_sums<T>(v, {x.data(), count, c.cols}, c);
@@ -98,11 +98,11 @@ void wide_qr_panel<T>::join(std::size_t from, std::size_t mid, std::size_t to)
 {
     const std::size_t left = mid - from;
     const std::size_t right = to - mid;
-    std::vector<T> cross = zeros<T>(left * right); // V0ᴴ·V1
+    aligned_vector<T> cross = zeros<T>(left * right); // V0ᴴ·V1
     add_dots_from<T>(0, vectors.sub(mid, vectors.rows, from, mid),
                      vectors.sub(mid, vectors.rows, mid, to), {cross.data(), left, right});
-    const std::vector<T> minus_left = negated_copy(factor.sub(from, mid, from, mid));
-    std::vector<T> product = zeros<T>(left * right);
+    const aligned_vector<T> minus_left = negated_copy(factor.sub(from, mid, from, mid));
+    aligned_vector<T> product = zeros<T>(left * right);
     add_product<T>({minus_left.data(), left, left}, {cross.data(), left, right},
                    {product.data(), left, right});
     add_product<T>({product.data(), left, right}, factor.sub(mid, to, mid, to),

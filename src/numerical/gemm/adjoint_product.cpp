@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/gemm/packed.hpp"
@@ -14,7 +15,7 @@ namespace {
 template <class T>
 void multiply_copy(product_operands<T> p, void (*multiply)(const product_operands<T>&))
 {
-    const std::vector<T> adjoint =
+    const aligned_vector<T> adjoint =
         adjoint_copy<T>({.first = p.a, .rows = p.k, .cols = p.m, .stride = p.lda});
     p.a = adjoint.data();
     p.lda = p.k;

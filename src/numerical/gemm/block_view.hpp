@@ -2,6 +2,7 @@
 
 // Products of blocks. They only ever add: to subtract, negate a copy of an operand.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/scalar.hpp"
@@ -12,7 +13,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <type_traits>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -59,7 +59,7 @@ void negate_run(T* to, const T* from, std::size_t count)
 
 // `to` := -A, contiguous by rows; the storage of `to` is reused.
 template <class T>
-void negate_into(std::vector<T>& to, block_view<const std::type_identity_t<T>> a)
+void negate_into(aligned_vector<T>& to, block_view<const std::type_identity_t<T>> a)
 {
     if (to.size() < a.rows * a.cols)
         to = uninitialized<T>(a.rows * a.cols);
@@ -71,9 +71,9 @@ void negate_into(std::vector<T>& to, block_view<const std::type_identity_t<T>> a
 
 // -A, contiguous by rows.
 template <class T>
-std::vector<std::remove_const_t<T>> negated_copy(block_view<T> a)
+aligned_vector<std::remove_const_t<T>> negated_copy(block_view<T> a)
 {
-    std::vector<std::remove_const_t<T>> copy;
+    aligned_vector<std::remove_const_t<T>> copy;
     negate_into(copy, a);
     return copy;
 }

@@ -1,5 +1,6 @@
 #include "numerical/gemm/gemm.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/gemm/block_view.hpp"
@@ -202,7 +203,7 @@ matrix<T> operator*(const matrix<T>& a, const matrix<T>& b)
 {
     if (a.cols != b.rows)
         throw dimension_error("matrix–matrix product: inner dimensions differ");
-    std::vector<T> product = detail::uninitialized<T>(detail::checked_mul(a.rows, b.cols));
+    aligned_vector<T> product = detail::uninitialized<T>(detail::checked_mul(a.rows, b.cols));
     if (!product.empty())
         detail::gemm_new(a.rows, b.cols, a.cols, a.data.data(), a.cols, b.data.data(), b.cols,
                          product.data(), b.cols);

@@ -1,5 +1,6 @@
 #include "numerical/gemm/matrix_vector.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/gemm/kernels/gemv.hpp"
@@ -14,7 +15,6 @@
 
 #include <algorithm>
 #include <type_traits>
-#include <vector>
 
 namespace numerical::detail {
 namespace {
@@ -103,7 +103,7 @@ complex vector_times_vector(std::size_t n, const complex* a, const complex* b)
         gemv(path, 1, n, a, b, &sum);
         return sum;
     }
-    std::vector<complex> partial(ceil_div(n, run));
+    aligned_vector<complex> partial(ceil_div(n, run));
     const auto sum_run = [&](std::size_t i) {
         const std::size_t first = i * run;
         gemv(path, 1, std::min(n - first, run), a + first, b + first, &partial[i]);

@@ -1,5 +1,6 @@
 #include "numerical/gemm/unfused.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/gemm/kernels/unfused.hpp"
 #include "numerical/gemm/path.hpp"
@@ -118,8 +119,8 @@ private:
     block_view<const T> a;
     block_view<const T> b;
     block_view<T> c;
-    std::vector<T> rows;
-    std::vector<T> columns;
+    aligned_vector<T> rows;
+    aligned_vector<T> columns;
 
     void pack_rows(std::size_t from, std::size_t to, std::size_t p0, std::size_t depth);
     void pack_columns(std::size_t from, std::size_t to, std::size_t p0, std::size_t depth);
@@ -188,11 +189,11 @@ void packed_unfused_product<T, form>::add_block(std::size_t from, std::size_t to
 }
 
 template <right_form form, class T>
-std::vector<T> product_of(block_view<const T> a, block_view<const T> b, std::size_t n)
+aligned_vector<T> product_of(block_view<const T> a, block_view<const T> b, std::size_t n)
 {
     if (a.cols == 0)
         return zeros<T>(a.rows * n);
-    std::vector<T> product = uninitialized<T>(a.rows * n);
+    aligned_vector<T> product = uninitialized<T>(a.rows * n);
     packed_unfused_product<T, form>(a, b, {product.data(), a.rows, n}).run();
     return product;
 }
@@ -200,14 +201,15 @@ std::vector<T> product_of(block_view<const T> a, block_view<const T> b, std::siz
 } // namespace
 
 template <class T>
-std::vector<T> unfused_product(block_view<const T> a, block_view<const std::type_identity_t<T>> b)
+aligned_vector<T> unfused_product(block_view<const T> a,
+                                  block_view<const std::type_identity_t<T>> b)
 {
     return product_of<right_form::direct, T>(a, b, b.cols);
 }
 
 template <class T>
-std::vector<T> unfused_product_with_adjoint(block_view<const T> a,
-                                            block_view<const std::type_identity_t<T>> b)
+aligned_vector<T> unfused_product_with_adjoint(block_view<const T> a,
+                                               block_view<const std::type_identity_t<T>> b)
 {
     return product_of<right_form::adjoint, T>(a, b, b.rows);
 }
@@ -222,11 +224,12 @@ template void subtract_unfused(int, double*, const double*, const double*, std::
                                std::size_t);
 template void subtract_unfused(int, complex*, const complex*, const complex*, std::size_t,
                                std::size_t, std::size_t);
-template std::vector<double> unfused_product(block_view<const double>, block_view<const double>);
-template std::vector<complex> unfused_product(block_view<const complex>, block_view<const complex>);
-template std::vector<double> unfused_product_with_adjoint(block_view<const double>,
-                                                          block_view<const double>);
-template std::vector<complex> unfused_product_with_adjoint(block_view<const complex>,
-                                                           block_view<const complex>);
+template aligned_vector<double> unfused_product(block_view<const double>, block_view<const double>);
+template aligned_vector<complex> unfused_product(block_view<const complex>,
+                                                 block_view<const complex>);
+template aligned_vector<double> unfused_product_with_adjoint(block_view<const double>,
+                                                             block_view<const double>);
+template aligned_vector<complex> unfused_product_with_adjoint(block_view<const complex>,
+                                                              block_view<const complex>);
 
 } // namespace numerical::detail

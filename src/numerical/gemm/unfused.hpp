@@ -5,12 +5,12 @@
 // come out like a plain loop, and for products too small or too thin for tiles with fused sums.
 // T = double or std::complex<double>.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/product_operands.hpp"
 
 #include <cstddef>
 #include <type_traits>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -28,9 +28,10 @@ void subtract_unfused(int path, T* out, const T* coeffs, const T* rows, std::siz
 
 // A·B and A·Bᴴ, by rows, in packed blocks on the calling thread.
 template <class T>
-std::vector<T> unfused_product(block_view<const T> a, block_view<const std::type_identity_t<T>> b);
+aligned_vector<T> unfused_product(block_view<const T> a,
+                                  block_view<const std::type_identity_t<T>> b);
 template <class T>
-std::vector<T> unfused_product_with_adjoint(block_view<const T> a,
-                                            block_view<const std::type_identity_t<T>> b);
+aligned_vector<T> unfused_product_with_adjoint(block_view<const T> a,
+                                               block_view<const std::type_identity_t<T>> b);
 
 } // namespace numerical::detail

@@ -1,5 +1,6 @@
 #include "numerical/gemm/vector_dispatch.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/gemm/sum_by_halves.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -8,7 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <vector>
 
 namespace numerical::detail {
 namespace {
@@ -163,7 +163,7 @@ T chunked_dot(const T* a, const T* b, std::size_t n)
 {
     if (n <= chunk_elements)
         return plain_dot(a, b, n);
-    std::vector<T> partial(ceil_div(n, chunk_elements));
+    aligned_vector<T> partial(ceil_div(n, chunk_elements));
     const auto sum_two_chunks = [&](std::size_t i) {
         std::size_t chunk = 2 * i;
         std::size_t from = chunk * chunk_elements;

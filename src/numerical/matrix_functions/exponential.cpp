@@ -1,5 +1,6 @@
 #include "numerical/matrix_functions/exponential.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/matrix_functions/hermitian.hpp"
@@ -15,7 +16,6 @@
 #include <complex>
 #include <type_traits>
 #include <utility>
-#include <vector>
 
 namespace numerical {
 namespace {
@@ -25,7 +25,7 @@ using complex = std::complex<double>;
 // Scales the matrix by a power of two into the range of the approximants. The scaling is exact and
 // is undone by squaring, so it only costs time.
 template <class T>
-int scale_down(std::vector<T>& a, std::size_t n)
+int scale_down(aligned_vector<T>& a, std::size_t n)
 {
     const std::size_t parts = n * n * (sizeof(T) / sizeof(double));
     const double largest = detail::largest_modulus(detail::as_doubles(a.data()), parts);
@@ -43,13 +43,13 @@ int scale_down(std::vector<T>& a, std::size_t n)
 // e^A for any square matrix. If A is upper triangular, the diagonal and the first superdiagonal are
 // recomputed after every squaring (Al-Mohy and Higham 2009, code fragment 2.1).
 template <class T>
-std::vector<T> exponential_of(std::vector<T> a, std::size_t n, bool is_triangular)
+aligned_vector<T> exponential_of(aligned_vector<T> a, std::size_t n, bool is_triangular)
 {
-    const std::vector<T> triangle = is_triangular ? a : std::vector<T>();
+    const aligned_vector<T> triangle = is_triangular ? a : aligned_vector<T>();
     const int scaled = scale_down(a, n);
     int squarings = 0;
-    std::vector<T> x = detail::pade_approximant(a, n, squarings);
-    std::vector<T>& square = a; // its elements aren't needed any more
+    aligned_vector<T> x = detail::pade_approximant(a, n, squarings);
+    aligned_vector<T>& square = a; // its elements aren't needed any more
     for (squarings += scaled; squarings >= 0; --squarings) {
         if (is_triangular)
             detail::restore_diagonals(x, triangle, n, -squarings);
@@ -79,7 +79,7 @@ matrix<complex> exponential_of_antihermitian(matrix<complex> a)
         element = {element.imag(), -element.real()}; // H = -i·A
     const auto spectrum = detail::spectrum_of_hermitian(std::move(a));
     const std::size_t n = spectrum.values.size();
-    std::vector<complex> turns(n);
+    aligned_vector<complex> turns(n);
     std::transform(spectrum.values.begin(), spectrum.values.end(), turns.begin(),
                    [](double value) { return std::polar(1.0, value); });
     matrix<complex> turned = spectrum.vectors;
@@ -115,7 +115,7 @@ matrix<T> matrix_exponential(matrix<T> a)
     }
     if (is_lower)
         detail::transpose_in_place(a.data, n);
-    std::vector<T> x = exponential_of(std::move(a.data), n, is_upper || is_lower);
+    aligned_vector<T> x = exponential_of(std::move(a.data), n, is_upper || is_lower);
     if (is_lower)
         detail::transpose_in_place(x, n);
     return {n, n, std::move(x)};

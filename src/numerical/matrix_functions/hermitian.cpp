@@ -1,5 +1,6 @@
 #include "numerical/matrix_functions/hermitian.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/eigen.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/scalar.hpp"
@@ -78,7 +79,7 @@ template <class T>
 matrix<T> spectral_sum_of_rows(block_view<const T> b, const double* f)
 {
     const std::size_t n = b.cols;
-    std::vector<T> scaled = adjoint_copy<T>(b);
+    aligned_vector<T> scaled = adjoint_copy<T>(b);
     for (std::size_t i = 0; i < n; ++i)
         for (std::size_t k = 0; k < b.rows; ++k)
             scaled[i * b.rows + k] *= f[k];
@@ -99,7 +100,7 @@ matrix<T> spectral_sum_of_rows(block_view<const T> b, const double* f)
 }
 
 template <class T>
-matrix<T> spectral_sum(const matrix<T>& vectors, const std::vector<double>& f)
+matrix<T> spectral_sum(const matrix<T>& vectors, const aligned_vector<double>& f)
 {
     const matrix<T> rows = adjoint(vectors);
     return spectral_sum_of_rows<T>({rows.data.data(), rows.rows, rows.cols}, f.data());
@@ -115,7 +116,7 @@ template hermitian_spectrum<double> spectrum_of_hermitian(matrix<double>);
 template hermitian_spectrum<complex> spectrum_of_hermitian(matrix<complex>);
 template matrix<double> spectral_sum_of_rows(block_view<const double>, const double*);
 template matrix<complex> spectral_sum_of_rows(block_view<const complex>, const double*);
-template matrix<double> spectral_sum(const matrix<double>&, const std::vector<double>&);
-template matrix<complex> spectral_sum(const matrix<complex>&, const std::vector<double>&);
+template matrix<double> spectral_sum(const matrix<double>&, const aligned_vector<double>&);
+template matrix<complex> spectral_sum(const matrix<complex>&, const aligned_vector<double>&);
 
 } // namespace numerical::detail

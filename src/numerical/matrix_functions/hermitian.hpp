@@ -3,12 +3,12 @@
 // Recognition of Hermitian matrices, and their functions by eigenvectors, f(A) = V·diag(f(λ))·Vᴴ. T
 // = double or std::complex<double>.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
 #include "numerical/strided/block_view.hpp"
 
 #include <complex>
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -26,7 +26,7 @@ void make_hermitian(matrix<T>& x);
 template <class T>
 struct hermitian_spectrum
 {
-    std::vector<double> values; // ascending
+    aligned_vector<double> values; // ascending
     matrix<T> vectors;
 
     // Sets eigenvalues within n·ε·max|λ| of zero to zero: rounding accounts for them.
@@ -39,7 +39,7 @@ hermitian_spectrum<T> spectrum_of_hermitian(matrix<T> a);
 
 // V·diag(f)·Vᴴ, Hermitian to the bit.
 template <class T>
-matrix<T> spectral_sum(const matrix<T>& vectors, const std::vector<double>& f);
+matrix<T> spectral_sum(const matrix<T>& vectors, const aligned_vector<double>& f);
 
 // The same for the rows of B = Vᴴ, not all of them perhaps: Bᴴ·diag(f)·B. One triangle is formed,
 // in blocks of columns.

@@ -1,5 +1,6 @@
 #include "numerical/matrix_functions/logarithm.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/triangular_solve.hpp"
 #include "numerical/gemm/gemm.hpp"
@@ -66,7 +67,7 @@ template <class T>
 class inverse_scaling
 {
 public:
-    inverse_scaling(std::vector<T>& triangle, std::size_t order)
+    inverse_scaling(aligned_vector<T>& triangle, std::size_t order)
         : n(order), t(triangle), original(triangle)
     {
     }
@@ -79,13 +80,13 @@ private:
     void subtract_identity();
     double power_norm(int power) const;
     int suitable_degree();
-    std::vector<T> approximant(int degree) const;
+    aligned_vector<T> approximant(int degree) const;
     void restore_diagonals();
 
     const std::size_t n;
-    std::vector<T>& t;
-    const std::vector<T> original;
-    std::vector<T> x; // T^(1/2^roots) - I
+    aligned_vector<T>& t;
+    const aligned_vector<T> original;
+    aligned_vector<T> x; // T^(1/2^roots) - I
     int roots = 0;
     int roots_for_lower_degree = 0;
 };
@@ -170,17 +171,17 @@ int inverse_scaling<T>::suitable_degree()
 
 // r_m(X) = Σ weight·(I + place·X)⁻¹·X, in partial fractions, each of which is well conditioned.
 template <class T>
-std::vector<T> inverse_scaling<T>::approximant(int degree) const
+aligned_vector<T> inverse_scaling<T>::approximant(int degree) const
 {
-    std::vector<T> sum = detail::zeros<T>(n * n);
+    aligned_vector<T> sum = detail::zeros<T>(n * n);
     for (int i = 0; i < degree; ++i) {
         const node at = legendre_node(i, degree);
-        std::vector<T> denominator = x;
+        aligned_vector<T> denominator = x;
         for (T& element : denominator)
             element *= at.place;
         for (std::size_t k = 0; k < n; ++k)
             denominator[k * n + k] += 1.0;
-        std::vector<T> part = x;
+        aligned_vector<T> part = x;
         detail::solve_upper<T>({denominator.data(), n, n}, detail::triangular_tile,
                                {part.data(), n, n});
         for (std::size_t k = 0; k < n * n; ++k)
@@ -249,7 +250,7 @@ matrix<T> logarithm_of_factored(schur_factors<T> schur)
 template <class T>
 matrix<T> logarithm_of_moduli(const detail::hermitian_spectrum<T>& spectrum)
 {
-    std::vector<double> logs(spectrum.values.size());
+    aligned_vector<double> logs(spectrum.values.size());
     std::transform(spectrum.values.begin(), spectrum.values.end(), logs.begin(),
                    [](double value) { return std::log(std::abs(value)); });
     return detail::spectral_sum(spectrum.vectors, logs);
@@ -258,12 +259,12 @@ matrix<T> logarithm_of_moduli(const detail::hermitian_spectrum<T>& spectrum)
 template <class T>
 matrix<complex> complex_logarithm(const detail::hermitian_spectrum<T>& spectrum)
 {
-    std::vector<double> angles(spectrum.values.size());
+    aligned_vector<double> angles(spectrum.values.size());
     std::transform(spectrum.values.begin(), spectrum.values.end(), angles.begin(),
                    [](double value) { return value < 0 ? std::numbers::pi : 0.0; });
     const matrix<T> moduli = logarithm_of_moduli(spectrum);
     const matrix<T> turns = detail::spectral_sum(spectrum.vectors, angles);
-    std::vector<complex> sum(moduli.data.size());
+    aligned_vector<complex> sum(moduli.data.size());
     for (std::size_t i = 0; i < sum.size(); ++i)
         sum[i] = moduli.data[i] + complex(0, 1) * turns.data[i];
     return {moduli.rows, moduli.cols, std::move(sum)};
@@ -291,7 +292,7 @@ schur_factors<T> regular_schur(matrix<T> a)
 
 matrix<double> real_parts(const matrix<complex>& a)
 {
-    std::vector<double> parts(a.data.size());
+    aligned_vector<double> parts(a.data.size());
     std::transform(a.data.begin(), a.data.end(), parts.begin(),
                    [](const complex& z) { return z.real(); });
     return {a.rows, a.cols, std::move(parts)};
@@ -300,13 +301,13 @@ matrix<double> real_parts(const matrix<complex>& a)
 } // namespace
 
 template <class T>
-bool detail::logarithm_of_triangle(std::vector<T>& t, std::size_t n)
+bool detail::logarithm_of_triangle(aligned_vector<T>& t, std::size_t n)
 {
     return n == 0 || inverse_scaling<T>(t, n).run();
 }
 
-template bool detail::logarithm_of_triangle(std::vector<double>&, std::size_t);
-template bool detail::logarithm_of_triangle(std::vector<complex>&, std::size_t);
+template bool detail::logarithm_of_triangle(aligned_vector<double>&, std::size_t);
+template bool detail::logarithm_of_triangle(aligned_vector<complex>&, std::size_t);
 
 std::variant<matrix<double>, matrix<complex>> logarithm(matrix<double> a)
 {

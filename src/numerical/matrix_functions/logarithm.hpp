@@ -6,12 +6,12 @@
 // a Padé approximant is accurate. The diagonal and the first superdiagonal are known in closed
 // form.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
 
 #include <complex>
 #include <cstddef>
 #include <variant>
-#include <vector>
 
 namespace numerical {
 
@@ -30,7 +30,7 @@ namespace detail {
 // double, negative. Returns false, with T undefined, if no square root is found: then eigenvalues
 // lie on both sides of the branch cut, so close that their roots are nearly each other's negatives.
 template <class T>
-bool logarithm_of_triangle(std::vector<T>& t, std::size_t n);
+bool logarithm_of_triangle(aligned_vector<T>& t, std::size_t n);
 
 } // namespace detail
 } // namespace numerical

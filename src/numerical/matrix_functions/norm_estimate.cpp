@@ -1,5 +1,6 @@
 #include "numerical/matrix_functions/norm_estimate.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
@@ -8,7 +9,6 @@
 #include <cmath>
 #include <span>
 #include <utility>
-#include <vector>
 
 namespace numerical::detail {
 namespace {
@@ -28,7 +28,7 @@ double plain_modulus(const complex& z)
 }
 
 template <class T>
-double sum_of_moduli(const std::vector<T>& x)
+double sum_of_moduli(const aligned_vector<T>& x)
 {
     double sum = 0;
     for (const T& element : x)
@@ -37,7 +37,7 @@ double sum_of_moduli(const std::vector<T>& x)
 }
 
 template <class T>
-std::size_t place_of_greatest(const std::vector<T>& x)
+std::size_t place_of_greatest(const aligned_vector<T>& x)
 {
     std::size_t place = 0;
     for (std::size_t i = 1; i < x.size(); ++i)
@@ -55,7 +55,7 @@ public:
     {
     }
 
-    std::vector<T> times(std::vector<T> x)
+    aligned_vector<T> times(aligned_vector<T> x)
     {
         for (std::size_t f = factors.size(); f-- > 0;) {
             gemm_new<T>(n, 1, n, factors[f], n, x.data(), 1, result.data(), 1);
@@ -64,7 +64,7 @@ public:
         return x;
     }
 
-    std::vector<T> adjoint_times(std::vector<T> x)
+    aligned_vector<T> adjoint_times(aligned_vector<T> x)
     {
         conjugate_all(x.data(), x.size());
         for (const T* factor : factors) {
@@ -78,11 +78,11 @@ public:
 private:
     std::span<const T* const> factors;
     std::size_t n;
-    std::vector<T> result;
+    aligned_vector<T> result;
 };
 
 template <class T>
-std::vector<T> phases(std::vector<T> x)
+aligned_vector<T> phases(aligned_vector<T> x)
 {
     for (T& element : x)
         element = phase_of(element);
@@ -94,7 +94,7 @@ std::vector<T> phases(std::vector<T> x)
 template <class T>
 double alternating_bound(product_operator<T>& product, std::size_t n)
 {
-    std::vector<T> x(n);
+    aligned_vector<T> x(n);
     for (std::size_t i = 0; i < n; ++i)
         x[i] = (i % 2 == 0 ? 1 : -1) * (1 + double(i) / double(n - 1));
     return 2 * sum_of_moduli(product.times(std::move(x))) / (3 * double(n));
@@ -105,7 +105,7 @@ double alternating_bound(product_operator<T>& product, std::size_t n)
 template <class T>
 double one_norm(const T* a, std::size_t n)
 {
-    std::vector<double> sums(n);
+    aligned_vector<double> sums(n);
     for (std::size_t i = 0; i < n; ++i)
         for (std::size_t j = 0; j < n; ++j)
             sums[j] += plain_modulus(a[i * n + j]);
@@ -116,20 +116,20 @@ template <class T>
 double estimated_product_norm(std::initializer_list<const T*> factors, std::size_t n, double enough)
 {
     product_operator<T> product({factors.begin(), factors.size()}, n);
-    std::vector<T> y = product.times(std::vector<T>(n, T(1.0 / double(n))));
+    aligned_vector<T> y = product.times(aligned_vector<T>(n, T(1.0 / double(n))));
     double estimate = sum_of_moduli(y);
-    std::vector<T> signs = phases(y);
+    aligned_vector<T> signs = phases(y);
     std::size_t column = n;
     for (int step = 0; step < climb_limit && estimate <= enough && n > 1; ++step) {
         const std::size_t next = place_of_greatest(product.adjoint_times(signs));
         if (next == column)
             break;
         column = next;
-        std::vector<T> unit(n);
+        aligned_vector<T> unit(n);
         unit[column] = 1;
         y = product.times(std::move(unit));
         const double found = sum_of_moduli(y);
-        std::vector<T> next_signs = phases(y);
+        aligned_vector<T> next_signs = phases(y);
         const bool is_top = found <= estimate || next_signs == signs;
         estimate = std::max(estimate, found);
         if (is_top)
@@ -143,12 +143,12 @@ double estimated_product_norm(std::initializer_list<const T*> factors, std::size
 template <class T>
 double norm_of_modulus_power(const T* a, std::size_t n, int exponent, std::size_t power)
 {
-    std::vector<double> moduli = uninitialized<double>(n * n);
+    aligned_vector<double> moduli = uninitialized<double>(n * n);
     for (std::size_t i = 0; i < n * n; ++i)
         moduli[i] = plain_modulus(a[i]);
     const double factor = std::scalbn(1.0, exponent);
-    std::vector<double> sums(n, 1.0);
-    std::vector<double> next(n);
+    aligned_vector<double> sums(n, 1.0);
+    aligned_vector<double> next(n);
     for (std::size_t p = 0; p < power; ++p) {
         gemm_new<double>(1, n, n, sums.data(), n, moduli.data(), n, next.data(), n);
         std::transform(next.begin(), next.end(), sums.begin(),

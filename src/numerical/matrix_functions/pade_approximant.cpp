@@ -1,5 +1,6 @@
 #include "numerical/matrix_functions/pade_approximant.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/lu.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/matrix_functions/matrix_combination.hpp"
@@ -70,12 +71,12 @@ template <class T>
 class pade_workspace
 {
 public:
-    pade_workspace(const std::vector<T>& matrix, std::size_t order)
+    pade_workspace(const aligned_vector<T>& matrix, std::size_t order)
         : n(order), a(matrix), norm(one_norm(a.data(), n)), store(uninitialized<T>(6 * n * n))
     {
     }
 
-    std::vector<T> choose_and_evaluate(int& squarings);
+    aligned_vector<T> choose_and_evaluate(int& squarings);
 
 private:
     double mean_of_diagonal() const;
@@ -90,9 +91,9 @@ private:
         return further_scaling(first_error_coefficient(degree), 2 * degree + 1, exponent);
     }
 
-    std::vector<T> evaluate_9();
-    std::vector<T> evaluate_13(int squarings);
-    std::vector<T> quotient();
+    aligned_vector<T> evaluate_9();
+    aligned_vector<T> evaluate_13(int squarings);
+    aligned_vector<T> quotient();
 
     void multiply(const T* left, const T* right, T* to) const
     {
@@ -102,9 +103,9 @@ private:
     T* block(std::size_t i) { return store.data() + i * n * n; }
 
     const std::size_t n;
-    const std::vector<T>& a;
+    const aligned_vector<T>& a;
     const double norm;
-    std::vector<T> store;
+    aligned_vector<T> store;
     // The 1-norms of the powers.
     double norm2 = 0;
     double norm4 = 0;
@@ -184,7 +185,7 @@ int pade_workspace<T>::squarings_of_degree_13()
 }
 
 template <class T>
-std::vector<T> pade_workspace<T>::choose_and_evaluate(int& squarings)
+aligned_vector<T> pade_workspace<T>::choose_and_evaluate(int& squarings)
 {
     squarings = 0;
     multiply(a.data(), a.data(), a2);
@@ -208,7 +209,7 @@ std::vector<T> pade_workspace<T>::choose_and_evaluate(int& squarings)
 }
 
 template <class T>
-std::vector<T> pade_workspace<T>::evaluate_9()
+aligned_vector<T> pade_workspace<T>::evaluate_9()
 {
     constexpr auto b = pade_coefficients(9);
     const auto combine_from = [&](std::size_t first, T* to) {
@@ -224,7 +225,7 @@ std::vector<T> pade_workspace<T>::evaluate_9()
 // Evaluates both parts by Horner's rule in A⁶, so that no higher power is formed. The scaling is
 // included in the coefficients.
 template <class T>
-std::vector<T> pade_workspace<T>::evaluate_13(int squarings)
+aligned_vector<T> pade_workspace<T>::evaluate_13(int squarings)
 {
     constexpr auto b = pade_coefficients(13);
     const auto combine_from = [&](std::size_t first, T* to) {
@@ -242,11 +243,11 @@ std::vector<T> pade_workspace<T>::evaluate_13(int squarings)
 
 // (V - U)⁻¹·(V + U).
 template <class T>
-std::vector<T> pade_workspace<T>::quotient()
+aligned_vector<T> pade_workspace<T>::quotient()
 {
     multiply(a.data(), odd, high);
-    std::vector<T> numerator = uninitialized<T>(n * n);
-    std::vector<T> denominator = uninitialized<T>(n * n);
+    aligned_vector<T> numerator = uninitialized<T>(n * n);
+    aligned_vector<T> denominator = uninitialized<T>(n * n);
     for (std::size_t i = 0; i < n * n; ++i) {
         numerator[i] = even[i] + high[i];
         denominator[i] = even[i] - high[i];
@@ -257,12 +258,13 @@ std::vector<T> pade_workspace<T>::quotient()
 } // namespace
 
 template <class T>
-std::vector<T> pade_approximant(const std::vector<T>& a, std::size_t n, int& squarings)
+aligned_vector<T> pade_approximant(const aligned_vector<T>& a, std::size_t n, int& squarings)
 {
     return pade_workspace<T>(a, n).choose_and_evaluate(squarings);
 }
 
-template std::vector<double> pade_approximant(const std::vector<double>&, std::size_t, int&);
-template std::vector<complex> pade_approximant(const std::vector<complex>&, std::size_t, int&);
+template aligned_vector<double> pade_approximant(const aligned_vector<double>&, std::size_t, int&);
+template aligned_vector<complex> pade_approximant(const aligned_vector<complex>&, std::size_t,
+                                                  int&);
 
 } // namespace numerical::detail

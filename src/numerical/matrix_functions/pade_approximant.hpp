@@ -10,8 +10,9 @@
 // power that hasn't been formed is bounded by those that have; it is estimated only where that
 // bound isn't sufficient.
 
+#include "numerical/aligned_vector.hpp"
+
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -21,7 +22,7 @@ namespace numerical::detail {
 // double or std::complex<double>.
 constexpr int greatest_pade_exponent = 70;
 template <class T>
-std::vector<T> pade_approximant(const std::vector<T>& a, std::size_t n, int& squarings);
+aligned_vector<T> pade_approximant(const aligned_vector<T>& a, std::size_t n, int& squarings);
 
 // From this order on norms are estimated before a power is formed, which may then not be needed.
 constexpr std::size_t estimate_crossover = 64;

@@ -1,5 +1,6 @@
 #include "numerical/matrix_functions/square_root.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/matrix_functions/hermitian.hpp"
@@ -13,7 +14,6 @@
 #include <algorithm>
 #include <cmath>
 #include <utility>
-#include <vector>
 
 namespace numerical {
 namespace {
@@ -55,7 +55,7 @@ bool is_real_and_negative(const complex& value)
 template <class T>
 matrix<T> part_of_root(const detail::hermitian_spectrum<T>& spectrum, double sign)
 {
-    std::vector<double> roots(spectrum.values.size());
+    aligned_vector<double> roots(spectrum.values.size());
     std::transform(spectrum.values.begin(), spectrum.values.end(), roots.begin(),
                    [=](double value) { return std::sqrt(std::max(sign * value, 0.0)); });
     return detail::spectral_sum(spectrum.vectors, roots);
@@ -66,7 +66,7 @@ matrix<complex> complex_root(const detail::hermitian_spectrum<T>& spectrum)
 {
     const matrix<T> positive = part_of_root(spectrum, 1);
     const matrix<T> negative = part_of_root(spectrum, -1);
-    std::vector<complex> sum(positive.data.size());
+    aligned_vector<complex> sum(positive.data.size());
     for (std::size_t i = 0; i < sum.size(); ++i)
         sum[i] = positive.data[i] + complex(0, 1) * negative.data[i];
     return {positive.rows, positive.cols, std::move(sum)};

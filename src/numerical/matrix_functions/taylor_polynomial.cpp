@@ -1,5 +1,6 @@
 #include "numerical/matrix_functions/taylor_polynomial.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/matrix_functions/matrix_combination.hpp"
 #include "numerical/storage.hpp"
@@ -65,7 +66,7 @@ constexpr sparse_sextic d5{0, -0.092336461936711853, -0.016936493900208171, -1.4
 // Products are added last: a sum over n terms that began with the identity would round each of them
 // to its last place.
 template <class T>
-std::vector<T> taylor_of_degree_8(const T* a, const T* a2, std::size_t n, T* scratch)
+aligned_vector<T> taylor_of_degree_8(const T* a, const T* a2, std::size_t n, T* scratch)
 {
     T* const y = scratch;
     T* const left = scratch + n * n;
@@ -74,14 +75,14 @@ std::vector<T> taylor_of_degree_8(const T* a, const T* a2, std::size_t n, T* scr
     gemm_new<T>(n, n, n, a2, n, left, n, y, n);
     combine<T, 2>({{{x3, a2}, {1, y}}}, 0, n, left);
     combine<T, 3>({{{x5, a}, {x6, a2}, {x7, y}}}, x4, n, right);
-    std::vector<T> sum = uninitialized<T>(n * n);
+    aligned_vector<T> sum = uninitialized<T>(n * n);
     gemm_new<T>(n, n, n, left, n, right, n, sum.data(), n);
     combine<T, 3>({{{1, sum.data()}, {y2, a2}, {1, a}}}, 1, n, sum.data());
     return sum;
 }
 
 template <class T>
-std::vector<T> taylor_of_degree_12(const T* a, const T* a2, std::size_t n, T* scratch)
+aligned_vector<T> taylor_of_degree_12(const T* a, const T* a2, std::size_t n, T* scratch)
 {
     T* const a3 = scratch;
     T* const q = scratch + n * n;
@@ -94,14 +95,14 @@ std::vector<T> taylor_of_degree_12(const T* a, const T* a2, std::size_t n, T* sc
     gemm_new<T>(n, n, n, factor, n, factor, n, q, n);
     combine_cubic(b3, q, 0, q);
     combine_cubic(b2, q, b, factor);
-    std::vector<T> sum = uninitialized<T>(n * n);
+    aligned_vector<T> sum = uninitialized<T>(n * n);
     gemm_new<T>(n, n, n, factor, n, q, n, sum.data(), n);
     combine_cubic(b1, sum.data(), 1, sum.data());
     return sum;
 }
 
 template <class T>
-std::vector<T> taylor_of_degree_18(const T* a, const T* a2, std::size_t n, T* scratch)
+aligned_vector<T> taylor_of_degree_18(const T* a, const T* a2, std::size_t n, T* scratch)
 {
     T* const a3 = scratch;
     T* const a6 = scratch + n * n;
@@ -119,22 +120,23 @@ std::vector<T> taylor_of_degree_18(const T* a, const T* a2, std::size_t n, T* sc
     gemm_new<T>(n, n, n, left, n, right, n, q, n);
     combine_sextic(d3, q, 0, q);
     combine_sextic(d2, q, d, left);
-    std::vector<T> sum = uninitialized<T>(n * n);
+    aligned_vector<T> sum = uninitialized<T>(n * n);
     gemm_new<T>(n, n, n, left, n, q, n, sum.data(), n);
     combine_sextic(d1, sum.data(), 1, sum.data());
     return sum;
 }
 
-template std::vector<double> taylor_of_degree_8(const double*, const double*, std::size_t, double*);
-template std::vector<complex> taylor_of_degree_8(const complex*, const complex*, std::size_t,
-                                                 complex*);
-template std::vector<double> taylor_of_degree_12(const double*, const double*, std::size_t,
-                                                 double*);
-template std::vector<complex> taylor_of_degree_12(const complex*, const complex*, std::size_t,
-                                                  complex*);
-template std::vector<double> taylor_of_degree_18(const double*, const double*, std::size_t,
-                                                 double*);
-template std::vector<complex> taylor_of_degree_18(const complex*, const complex*, std::size_t,
-                                                  complex*);
+template aligned_vector<double> taylor_of_degree_8(const double*, const double*, std::size_t,
+                                                   double*);
+template aligned_vector<complex> taylor_of_degree_8(const complex*, const complex*, std::size_t,
+                                                    complex*);
+template aligned_vector<double> taylor_of_degree_12(const double*, const double*, std::size_t,
+                                                    double*);
+template aligned_vector<complex> taylor_of_degree_12(const complex*, const complex*, std::size_t,
+                                                     complex*);
+template aligned_vector<double> taylor_of_degree_18(const double*, const double*, std::size_t,
+                                                    double*);
+template aligned_vector<complex> taylor_of_degree_18(const complex*, const complex*, std::size_t,
+                                                     complex*);
 
 } // namespace numerical::detail

@@ -4,8 +4,9 @@
 // to ask for and with no system to solve (Bader, Blanes and Casas 2019): degree 8 takes three
 // products, degree 12 four and degree 18 five, A² included.
 
+#include "numerical/aligned_vector.hpp"
+
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -18,10 +19,10 @@ constexpr double taylor_theta18 = 1.0908637192900362;
 // T(A) of degree 8, 12 and 18 for a dense n × n matrix and its square. `scratch` is room for three
 // such matrices, for degree 18 for five. T = double or std::complex<double>.
 template <class T>
-std::vector<T> taylor_of_degree_8(const T* a, const T* a2, std::size_t n, T* scratch);
+aligned_vector<T> taylor_of_degree_8(const T* a, const T* a2, std::size_t n, T* scratch);
 template <class T>
-std::vector<T> taylor_of_degree_12(const T* a, const T* a2, std::size_t n, T* scratch);
+aligned_vector<T> taylor_of_degree_12(const T* a, const T* a2, std::size_t n, T* scratch);
 template <class T>
-std::vector<T> taylor_of_degree_18(const T* a, const T* a2, std::size_t n, T* scratch);
+aligned_vector<T> taylor_of_degree_18(const T* a, const T* a2, std::size_t n, T* scratch);
 
 } // namespace numerical::detail

@@ -1,5 +1,6 @@
 #include "numerical/matrix_functions/triangular_exponential.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/scalar.hpp"
 
 #include <cmath>
@@ -24,7 +25,7 @@ T divided_difference(const T& x, const T& y)
 } // namespace
 
 template <class T>
-bool is_upper_triangular(const std::vector<T>& a, std::size_t n)
+bool is_upper_triangular(const aligned_vector<T>& a, std::size_t n)
 {
     for (std::size_t i = 1; i < n; ++i)
         for (std::size_t j = 0; j < i; ++j)
@@ -34,7 +35,7 @@ bool is_upper_triangular(const std::vector<T>& a, std::size_t n)
 }
 
 template <class T>
-bool is_lower_triangular(const std::vector<T>& a, std::size_t n)
+bool is_lower_triangular(const aligned_vector<T>& a, std::size_t n)
 {
     for (std::size_t i = 0; i < n; ++i)
         for (std::size_t j = i + 1; j < n; ++j)
@@ -44,7 +45,8 @@ bool is_lower_triangular(const std::vector<T>& a, std::size_t n)
 }
 
 template <class T>
-void restore_diagonals(std::vector<T>& x, const std::vector<T>& t, std::size_t n, int exponent)
+void restore_diagonals(aligned_vector<T>& x, const aligned_vector<T>& t, std::size_t n,
+                       int exponent)
 {
     const auto scaled = [&](std::size_t i, std::size_t j) {
         return scaled_by_power(t[i * n + j], exponent);
@@ -57,12 +59,13 @@ void restore_diagonals(std::vector<T>& x, const std::vector<T>& t, std::size_t n
     }
 }
 
-template bool is_upper_triangular(const std::vector<double>&, std::size_t);
-template bool is_upper_triangular(const std::vector<complex>&, std::size_t);
-template bool is_lower_triangular(const std::vector<double>&, std::size_t);
-template bool is_lower_triangular(const std::vector<complex>&, std::size_t);
-template void restore_diagonals(std::vector<double>&, const std::vector<double>&, std::size_t, int);
-template void restore_diagonals(std::vector<complex>&, const std::vector<complex>&, std::size_t,
+template bool is_upper_triangular(const aligned_vector<double>&, std::size_t);
+template bool is_upper_triangular(const aligned_vector<complex>&, std::size_t);
+template bool is_lower_triangular(const aligned_vector<double>&, std::size_t);
+template bool is_lower_triangular(const aligned_vector<complex>&, std::size_t);
+template void restore_diagonals(aligned_vector<double>&, const aligned_vector<double>&, std::size_t,
                                 int);
+template void restore_diagonals(aligned_vector<complex>&, const aligned_vector<complex>&,
+                                std::size_t, int);
 
 } // namespace numerical::detail

@@ -2,20 +2,22 @@
 
 // The elements of the exponential of an upper triangular matrix that are known in closed form.
 
+#include "numerical/aligned_vector.hpp"
+
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
 template <class T>
-bool is_upper_triangular(const std::vector<T>& a, std::size_t n);
+bool is_upper_triangular(const aligned_vector<T>& a, std::size_t n);
 
 template <class T>
-bool is_lower_triangular(const std::vector<T>& a, std::size_t n);
+bool is_lower_triangular(const aligned_vector<T>& a, std::size_t n);
 
 // Replaces the diagonal and the first superdiagonal of X by those of e^(2^exponent·T): the scalar
 // exponential and its divided differences. T = double or std::complex<double>.
 template <class T>
-void restore_diagonals(std::vector<T>& x, const std::vector<T>& t, std::size_t n, int exponent);
+void restore_diagonals(aligned_vector<T>& x, const aligned_vector<T>& t, std::size_t n,
+                       int exponent);
 
 } // namespace numerical::detail

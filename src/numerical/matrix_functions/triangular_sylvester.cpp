@@ -1,5 +1,6 @@
 #include "numerical/matrix_functions/triangular_sylvester.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/nonsymmetric/block_exchange.hpp"
@@ -9,7 +10,6 @@
 
 #include <algorithm>
 #include <array>
-#include <vector>
 
 namespace numerical::detail {
 namespace {
@@ -139,9 +139,9 @@ bool solve_leaf(block_view<const T> r, block_view<const T> s, block_view<T> f, d
 
 // -A·B.
 template <class T>
-std::vector<T> negated_product(block_view<const T> a, block_view<const T> b)
+aligned_vector<T> negated_product(block_view<const T> a, block_view<const T> b)
 {
-    std::vector<T> product = uninitialized<T>(a.rows * b.cols);
+    aligned_vector<T> product = uninitialized<T>(a.rows * b.cols);
     gemm_new<T>(a.rows, b.cols, a.cols, a.first, a.stride, b.first, b.stride, product.data(),
                 b.cols);
     negate_into(product, {product.data(), a.rows, b.cols});
@@ -157,7 +157,7 @@ bool solve_by_rows(block_view<const T> r, block_view<const T> s, block_view<T> f
     const block_view<T> y2 = f.sub(mid, m, 0, n);
     if (!solve_triangular<E, T>(r.sub(mid, m, mid, m), s, y2, least))
         return false;
-    const std::vector<T> minus =
+    const aligned_vector<T> minus =
         E == matrix_equation::stein ? negated_product<T>(y2, s) : negated_copy(y2);
     const block_view<T> f1 = f.sub(0, mid, 0, n);
     add_product<T>(r.sub(0, mid, mid, m), {minus.data(), m - mid, n}, f1);
@@ -173,7 +173,7 @@ bool solve_by_columns(block_view<const T> r, block_view<const T> s, block_view<T
     const block_view<T> y1 = f.sub(0, m, 0, mid);
     if (!solve_triangular<E, T>(r, s.sub(0, mid, 0, mid), y1, least))
         return false;
-    const std::vector<T> minus =
+    const aligned_vector<T> minus =
         E == matrix_equation::stein ? negated_product<T>(r, y1) : negated_copy(y1);
     const block_view<T> f2 = f.sub(0, m, mid, n);
     add_product<T>({minus.data(), m, mid}, s.sub(0, mid, mid, n), f2);

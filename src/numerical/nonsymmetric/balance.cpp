@@ -1,5 +1,6 @@
 #include "numerical/nonsymmetric/balance.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
@@ -121,7 +122,7 @@ void permute(matrix<T>& a, const std::vector<std::size_t>& order)
     if (std::is_sorted(order.begin(), order.end()))
         return;
     const std::size_t n = a.rows;
-    std::vector<T> out = uninitialized<T>(n * n);
+    aligned_vector<T> out = uninitialized<T>(n * n);
     for (std::size_t i = 0; i < n; ++i)
         for (std::size_t j = 0; j < n; ++j)
             out[i * n + j] = a.data[order[i] * n + order[j]];
@@ -145,8 +146,8 @@ private:
 
     const block_view<T> a;
     balance& b;
-    std::vector<double> row;
-    std::vector<double> column;
+    aligned_vector<double> row;
+    aligned_vector<double> column;
 };
 
 template <class T>
@@ -243,7 +244,7 @@ void undo_balance(const balance& b, eigenvector_side side, matrix<T>& x)
         }
     if (std::is_sorted(b.order.begin(), b.order.end()))
         return;
-    std::vector<T> out = uninitialized<T>(x.data.size());
+    aligned_vector<T> out = uninitialized<T>(x.data.size());
     for (std::size_t i = 0; i < x.rows; ++i)
         std::copy_n(x.data.data() + i * x.cols, x.cols, out.data() + b.order[i] * x.cols);
     x.data = std::move(out);

@@ -12,6 +12,7 @@
 // unchanged and the Frobenius norm never grows. With the original choice, the 1-norm without the
 // diagonal, scaling may harm matrices that need none (James, Langou and Lowery 2014).
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
 
 #include <cstddef>
@@ -26,7 +27,7 @@ struct balance
     std::size_t from;
     std::size_t to;
     std::vector<std::size_t> order; // row and column i of the result are order[i] of the matrix
-    std::vector<double> scale;      // D by places of the result; empty if it is the identity
+    aligned_vector<double> scale;   // D by places of the result; empty if it is the identity
 };
 
 // a becomes D⁻¹PᵀA·P·D; D is the identity for balancing::permute.

@@ -1,5 +1,6 @@
 #include "numerical/nonsymmetric/chain_update.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/strided/transpose.hpp"
@@ -12,7 +13,7 @@ namespace {
 // A strip is too large for the stack; allocating it costs little compared to applying the
 // reflectors.
 template <class T>
-std::vector<T> strip_of(std::size_t rows)
+aligned_vector<T> strip_of(std::size_t rows)
 {
     return uninitialized<T>(rows * strip_columns<T>);
 }
@@ -60,7 +61,7 @@ template <class T>
 void update_rows(int path, block_view<T> c, const std::vector<bulge_pass<T>>& passes)
 {
     constexpr std::size_t width = strip_columns<T>;
-    std::vector<T> copy = strip_of<T>(c.rows);
+    aligned_vector<T> copy = strip_of<T>(c.rows);
     for (std::size_t i = 0; i < c.rows; ++i) {
         T* const row = copy.data() + i * width;
         std::copy_n(c.row(i), c.cols, row);
@@ -79,7 +80,7 @@ template <class T>
 void update_columns(int path, block_view<T> c, const std::vector<bulge_pass<T>>& conjugates)
 {
     constexpr std::size_t width = strip_columns<T>;
-    std::vector<T> copy = strip_of<T>(c.cols);
+    aligned_vector<T> copy = strip_of<T>(c.cols);
     if (c.rows < width)
         set_zero(copy.data(), c.cols * width);
     transpose_into<T>({.first = copy.data(), .rows = c.cols, .cols = c.rows, .stride = width}, c);

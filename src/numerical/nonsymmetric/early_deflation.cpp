@@ -1,5 +1,6 @@
 #include "numerical/nonsymmetric/early_deflation.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/nonsymmetric/block_exchange.hpp"
 #include "numerical/nonsymmetric/deflation_test.hpp"
@@ -26,7 +27,7 @@ public:
 
     bool find_schur_form();
     std::size_t count_deflated();
-    std::vector<complex> leading_eigenvalues(std::size_t count) const;
+    aligned_vector<complex> leading_eigenvalues(std::size_t count) const;
     void restore_hessenberg(std::size_t count);
 
     T first_of_spike() const { return finite_product(spike, window.z(0, 0)); }
@@ -35,7 +36,7 @@ public:
 
 private:
     bool is_settled(std::size_t k, std::size_t block) const;
-    void reflect(const std::vector<T>& v, std::size_t row, std::size_t col_from,
+    void reflect(const aligned_vector<T>& v, std::size_t row, std::size_t col_from,
                  std::size_t row_to);
 
     const std::size_t order;
@@ -94,9 +95,9 @@ std::size_t deflation_window<T>::count_deflated()
 }
 
 template <class T>
-std::vector<complex> deflation_window<T>::leading_eigenvalues(std::size_t count) const
+aligned_vector<complex> deflation_window<T>::leading_eigenvalues(std::size_t count) const
 {
-    std::vector<complex> values;
+    aligned_vector<complex> values;
     for (std::size_t k = 0; k < count; ++k) {
         if constexpr (std::is_same_v<T, double>)
             if (k + 1 < count && window.h(k + 1, k) != 0) {
@@ -115,13 +116,13 @@ std::vector<complex> deflation_window<T>::leading_eigenvalues(std::size_t count)
 
 // The similarity by the reflector v of rows and columns [row, row + v.size()).
 template <class T>
-void deflation_window<T>::reflect(const std::vector<T>& v, std::size_t row, std::size_t col_from,
+void deflation_window<T>::reflect(const aligned_vector<T>& v, std::size_t row, std::size_t col_from,
                                   std::size_t row_to)
 {
     const std::size_t end = row + v.size();
     reflect_rows(window.h.sub(row, end, col_from, order), v);
     reflect_rows(window.z.sub(row, end, 0, order), v);
-    std::vector<T> conjugated(v.size());
+    aligned_vector<T> conjugated(v.size());
     std::transform(v.begin(), v.end(), conjugated.begin(),
                    [](const T& element) { return conjugate(element); });
     reflect_columns(window.h.sub(0, row_to, row, end), conjugated);
@@ -132,7 +133,7 @@ void deflation_window<T>::reflect(const std::vector<T>& v, std::size_t row, std:
 template <class T>
 void deflation_window<T>::restore_hessenberg(std::size_t count)
 {
-    std::vector<T> x(count);
+    aligned_vector<T> x(count);
     for (std::size_t i = 0; i < count; ++i)
         x[i] = window.z(i, 0);
     make_reflector(x);

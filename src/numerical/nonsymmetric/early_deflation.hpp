@@ -13,20 +13,20 @@
 // Eigenvalues at the bottom whose element of the spike is negligible have converged; others are
 // moved to the top by exchanges, and serve as the shifts of the next sweep.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/nonsymmetric/bulge.hpp"
 #include "numerical/nonsymmetric/far_update.hpp"
 #include "numerical/scalar.hpp"
 
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
 struct early_deflation
 {
-    bool converged;                 // the Schur form of the window was found
-    std::size_t deflated;           // eigenvalues at the end of the window that have converged
-    std::vector<complex> unsettled; // the others, of a real matrix with pairs side by side
+    bool converged;                    // the Schur form of the window was found
+    std::size_t deflated;              // eigenvalues at the end of the window that have converged
+    aligned_vector<complex> unsettled; // the others, of a real matrix with pairs side by side
 };
 
 // The window is rows and columns [top, end), top > 0 with h(top, top - 1) the element before it, or

@@ -1,5 +1,6 @@
 #include "numerical/nonsymmetric/far_update.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/strided/transpose.hpp"
@@ -10,7 +11,7 @@ namespace numerical::detail {
 namespace {
 
 template <class T>
-T* room_for(std::vector<T>& store, std::size_t count)
+T* room_for(aligned_vector<T>& store, std::size_t count)
 {
     if (store.size() < count)
         store = uninitialized<T>(count);
@@ -19,7 +20,7 @@ T* room_for(std::vector<T>& store, std::size_t count)
 
 // C := Uᴴ·C for the block C of rows.
 template <class T>
-void multiply_rows_by(block_view<const T> adjoint, block_view<T> c, std::vector<T>& storage)
+void multiply_rows_by(block_view<const T> adjoint, block_view<T> c, aligned_vector<T>& storage)
 {
     if (c.cols == 0)
         return;

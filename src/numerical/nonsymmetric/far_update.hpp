@@ -4,10 +4,10 @@
 // diagonal block: the rest of the block's rows and columns and its rows of Zᴴ are multiplied by U,
 // by products that run on the pool.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/nonsymmetric/schur_views.hpp"
 
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -15,8 +15,8 @@ namespace numerical::detail {
 template <class T>
 struct far_storage
 {
-    std::vector<T> copy;
-    std::vector<T> direct; // U
+    aligned_vector<T> copy;
+    aligned_vector<T> direct; // U
 };
 
 // U acts on the rows and columns of the diagonal block from `top` on; `adjoint` is Uᴴ. Columns are

@@ -1,5 +1,6 @@
 #include "numerical/nonsymmetric/hessenberg.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/gemm/gemm.hpp"
@@ -15,7 +16,7 @@ namespace numerical::detail {
 namespace {
 
 template <class T>
-void conjugate_into(std::vector<T>& to, const T* from, std::size_t n)
+void conjugate_into(aligned_vector<T>& to, const T* from, std::size_t n)
 {
     to.resize(n);
     for (std::size_t i = 0; i < n; ++i)
@@ -25,12 +26,12 @@ void conjugate_into(std::vector<T>& to, const T* from, std::size_t n)
 // --- column by column ----------------------------------------------------------------------------
 
 template <class T>
-void reduce_columns(block_view<T> a, std::vector<std::vector<T>>& reflectors)
+void reduce_columns(block_view<T> a, std::vector<aligned_vector<T>>& reflectors)
 {
     const std::size_t n = a.rows;
-    std::vector<T> conjugated;
+    aligned_vector<T> conjugated;
     for (std::size_t k = 0; k + 2 < n; ++k) {
-        std::vector<T> x(n - k - 1);
+        aligned_vector<T> x(n - k - 1);
         for (std::size_t i = k + 1; i < n; ++i)
             x[i - k - 1] = a(i, k);
         if (is_zero_beyond_first(x))
@@ -73,8 +74,8 @@ void update_strip(const reduced_panel<T>& panel, block_view<T> a, std::size_t to
     const reflector_block<T>& block = panel.block;
     const std::size_t count = block.count;
     const block_view<T> c = a.sub(top, bottom, block.offset, a.cols);
-    std::vector<T> product = uninitialized<T>(c.rows * count);
-    std::vector<T> minus_y = uninitialized<T>(c.rows * count);
+    aligned_vector<T> product = uninitialized<T>(c.rows * count);
+    aligned_vector<T> minus_y = uninitialized<T>(c.rows * count);
     gemm_new<T>(c.rows, count, c.cols, c.first, c.stride, block.vectors.data(), count,
                 product.data(), count);
     gemm_new<T>(c.rows, count, count, product.data(), count, block.factor.data(), count,
@@ -111,7 +112,7 @@ void update_rest(const reduced_panel<T>& panel, block_view<T> a, std::size_t to)
 } // namespace
 
 template <class T>
-hessenberg_reduction<T> reduce_to_hessenberg(std::vector<T>& a, std::size_t n)
+hessenberg_reduction<T> reduce_to_hessenberg(aligned_vector<T>& a, std::size_t n)
 {
     const block_view<T> view{a.data(), n, n};
     hessenberg_reduction<T> reduction{n, {}, {}};
@@ -131,10 +132,10 @@ hessenberg_reduction<T> reduce_to_hessenberg(std::vector<T>& a, std::size_t n)
 }
 
 template <class T>
-std::vector<T> hessenberg_basis(const hessenberg_reduction<T>& reduction)
+aligned_vector<T> hessenberg_basis(const hessenberg_reduction<T>& reduction)
 {
     const std::size_t n = reduction.order;
-    std::vector<T> q = zeros<T>(n * n);
+    aligned_vector<T> q = zeros<T>(n * n);
     for (std::size_t i = 0; i < n; ++i)
         q[i * n + i] = 1;
     for (auto block = reduction.blocks.rbegin(); block != reduction.blocks.rend(); ++block)
@@ -145,9 +146,9 @@ std::vector<T> hessenberg_basis(const hessenberg_reduction<T>& reduction)
     return q;
 }
 
-template hessenberg_reduction<double> reduce_to_hessenberg(std::vector<double>&, std::size_t);
-template hessenberg_reduction<complex> reduce_to_hessenberg(std::vector<complex>&, std::size_t);
-template std::vector<double> hessenberg_basis(const hessenberg_reduction<double>&);
-template std::vector<complex> hessenberg_basis(const hessenberg_reduction<complex>&);
+template hessenberg_reduction<double> reduce_to_hessenberg(aligned_vector<double>&, std::size_t);
+template hessenberg_reduction<complex> reduce_to_hessenberg(aligned_vector<complex>&, std::size_t);
+template aligned_vector<double> hessenberg_basis(const hessenberg_reduction<double>&);
+template aligned_vector<complex> hessenberg_basis(const hessenberg_reduction<complex>&);
 
 } // namespace numerical::detail

@@ -3,6 +3,7 @@
 // Reduction to Hessenberg form by reflectors, QᴴAQ = H. Large matrices are reduced by panels of
 // columns (hessenberg_panel.hpp), small ones column by column.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/reflector_block.hpp"
 
 #include <cstddef>
@@ -19,16 +20,16 @@ template <class T>
 struct hessenberg_reduction
 {
     std::size_t order;
-    std::vector<std::vector<T>> reflectors;
+    std::vector<aligned_vector<T>> reflectors;
     std::vector<reflector_block<T>> blocks;
 };
 
 // Reduces the n × n array, with zeros stored below the subdiagonal.
 template <class T>
-hessenberg_reduction<T> reduce_to_hessenberg(std::vector<T>& a, std::size_t n);
+hessenberg_reduction<T> reduce_to_hessenberg(aligned_vector<T>& a, std::size_t n);
 
 // Q, n × n.
 template <class T>
-std::vector<T> hessenberg_basis(const hessenberg_reduction<T>& reduction);
+aligned_vector<T> hessenberg_basis(const hessenberg_reduction<T>& reduction);
 
 } // namespace numerical::detail

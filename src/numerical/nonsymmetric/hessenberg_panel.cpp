@@ -1,5 +1,6 @@
 #include "numerical/nonsymmetric/hessenberg_panel.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/gemm/kernels/gemv.hpp"
@@ -78,7 +79,7 @@ void panel_reducer<T>::add_reflector(std::size_t p)
     set_zero(v, height);
     set_zero(y, height);
     set_zero(factor_column(p), p + 1);
-    std::vector<T> reflector = copy_of(x + p, height - p);
+    aligned_vector<T> reflector = copy_of(x + p, height - p);
     if (is_zero_beyond_first(reflector))
         return;
     x[p] = householder_in_place(reflector);
@@ -113,7 +114,7 @@ void panel_reducer<T>::multiply_trailing(std::size_t p, const T* v, T* y) const
 {
     const std::size_t width = height - p;
     // The dots conjugate the rows of A, so v is passed and y returned conjugated.
-    std::vector<T> vc = copy_of(v, width);
+    aligned_vector<T> vc = copy_of(v, width);
     conjugate_all(vc.data(), width);
     const auto multiply_strip = [&](std::size_t strip) {
         const std::size_t from = strip * strip_rows;

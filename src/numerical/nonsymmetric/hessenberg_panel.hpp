@@ -5,13 +5,13 @@
 // everything. The only operation that isn't blocked is the product of each reflector with the
 // trailing matrix, restricted to the rows below the panel (Quintana-Orti and van de Geijn 2006).
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/reflector_block.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/path.hpp"
 
 #include <algorithm>
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -21,7 +21,7 @@ constexpr std::size_t hessenberg_panel = 24;
 
 // Whether a column needs no reflector. x isn't empty.
 template <class T>
-bool is_zero_beyond_first(const std::vector<T>& x)
+bool is_zero_beyond_first(const aligned_vector<T>& x)
 {
     return std::all_of(x.begin() + 1, x.end(), [](const T& element) { return element == T(0); });
 }
@@ -32,8 +32,8 @@ template <class T>
 struct reduced_panel
 {
     reflector_block<T> block;
-    std::vector<T> minus_products; // -A·V·T in the block's rows, m × count
-    std::vector<T> adjoint;        // Vᴴ, count × m
+    aligned_vector<T> minus_products; // -A·V·T in the block's rows, m × count
+    aligned_vector<T> adjoint;        // Vᴴ, count × m
 };
 
 // A panel is columns [from, to) below row `from`; its reflectors act on [from + 1, n).
@@ -59,11 +59,11 @@ private:
     std::size_t first = 0;  // the row and column at which V begins
     std::size_t height = 0; // n - first
     // In rows of `height` elements, `n` apart.
-    std::vector<T> columns;  // of the panel
-    std::vector<T> vectors;  // V
-    std::vector<T> products; // Y = A·V·T
-    std::vector<T> factor;   // T by rows, transposed: row p is column p
-    std::vector<T> coefficients;
+    aligned_vector<T> columns;  // of the panel
+    aligned_vector<T> vectors;  // V
+    aligned_vector<T> products; // Y = A·V·T
+    aligned_vector<T> factor;   // T by rows, transposed: row p is column p
+    aligned_vector<T> coefficients;
 
     T* column(std::size_t p) { return columns.data() + p * n; }
 

@@ -1,5 +1,6 @@
 #include "numerical/nonsymmetric/multishift_qr.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/nonsymmetric/bulge_chain.hpp"
 #include "numerical/nonsymmetric/deflation_test.hpp"
 #include "numerical/nonsymmetric/early_deflation.hpp"
@@ -56,8 +57,8 @@ private:
 
     bool solve_small(std::size_t top, std::size_t end);
     std::size_t step(std::size_t top, std::size_t end);
-    void sweep(std::size_t top, std::size_t end, std::vector<complex> values);
-    std::vector<complex> ad_hoc_shifts(std::size_t top, std::size_t end) const;
+    void sweep(std::size_t top, std::size_t end, aligned_vector<complex> values);
+    aligned_vector<complex> ad_hoc_shifts(std::size_t top, std::size_t end) const;
 
     const schur_views<T> s;
     const schur_extent extent;
@@ -123,7 +124,7 @@ std::size_t multishift_iteration<T>::step(std::size_t top, std::size_t end)
     const std::size_t deflated = found.deflated;
     if (100 * deflated > nibble_percent * window || order - deflated < multishift_crossover)
         return deflated;
-    std::vector<complex> shifts = std::move(found.unsettled);
+    aligned_vector<complex> shifts = std::move(found.unsettled);
     if (fruitless % fruitless_sweeps == fruitless_sweeps - 1 || shifts.size() < 2)
         shifts = ad_hoc_shifts(top, end - deflated);
     if (shifts.size() > sizes.shifts)
@@ -137,10 +138,10 @@ std::size_t multishift_iteration<T>::step(std::size_t top, std::size_t end)
 // Pairs of shifts. For a real matrix conjugate shifts stay together, and a single real one at the
 // end is dropped.
 template <class T>
-std::vector<shift_pair> paired(const std::vector<complex>& values)
+std::vector<shift_pair> paired(const aligned_vector<complex>& values)
 {
     std::vector<shift_pair> pairs;
-    std::vector<complex> singles;
+    aligned_vector<complex> singles;
     for (std::size_t i = 0; i < values.size(); ++i) {
         const bool conjugates = std::is_same_v<T, double> && values[i].imag() != 0;
         if (conjugates && (i + 1 == values.size() || values[i + 1] != std::conj(values[i])))
@@ -159,7 +160,8 @@ std::vector<shift_pair> paired(const std::vector<complex>& values)
 }
 
 template <class T>
-void multishift_iteration<T>::sweep(std::size_t top, std::size_t end, std::vector<complex> values)
+void multishift_iteration<T>::sweep(std::size_t top, std::size_t end,
+                                    aligned_vector<complex> values)
 {
     const std::vector<shift_pair> pairs = paired<T>(values);
     multishift_sweep<T>(s, top, end, pairs, reach(top, end), sweeps);
@@ -167,9 +169,10 @@ void multishift_iteration<T>::sweep(std::size_t top, std::size_t end, std::vecto
 
 // The constants 3/4 and -7/16 are those of Martin, Peters and Wilkinson (1970).
 template <class T>
-std::vector<complex> multishift_iteration<T>::ad_hoc_shifts(std::size_t top, std::size_t end) const
+aligned_vector<complex> multishift_iteration<T>::ad_hoc_shifts(std::size_t top,
+                                                               std::size_t end) const
 {
-    std::vector<complex> shifts;
+    aligned_vector<complex> shifts;
     const std::size_t count =
         std::min(sizes_for(end - top).shifts, end - top - 2) & ~std::size_t{1};
     for (std::size_t i = end - count; i < end; i += 2) {

@@ -1,5 +1,6 @@
 #include "numerical/nonsymmetric/nonsymmetric.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/nonsymmetric/block_exchange.hpp"
 #include "numerical/nonsymmetric/hessenberg.hpp"
@@ -32,7 +33,7 @@ void require_square_and_finite(const matrix<T>& a, const char* operation)
 }
 
 template <class T>
-void multiply_by_power(std::vector<T>& x, int exponent)
+void multiply_by_power(aligned_vector<T>& x, int exponent)
 {
     if (exponent != 0)
         for (T& element : x)
@@ -40,7 +41,7 @@ void multiply_by_power(std::vector<T>& x, int exponent)
 }
 
 template <class T>
-detail::schur_views<T> views_of(schur_factors<T>& factors, std::vector<T>& adjoint)
+detail::schur_views<T> views_of(schur_factors<T>& factors, aligned_vector<T>& adjoint)
 {
     const std::size_t n = factors.t.rows;
     const std::size_t columns = factors.q.rows == n ? n : 0;
@@ -115,11 +116,11 @@ schur_factors<complex> complex_schur_form(const schur_factors<double>& real)
     schur_factors<complex> factors{
         {n, n, {real.t.data.begin(), real.t.data.end()}}, {0, 0, {}}, real.values};
     const bool vectors = real.q.rows == n;
-    std::vector<complex> adjoint(vectors ? n * n : 0);
+    aligned_vector<complex> adjoint(vectors ? n * n : 0);
     if (vectors) {
         const auto transposed = detail::adjoint(real.q);
         std::copy(transposed.data.begin(), transposed.data.end(), adjoint.begin());
-        factors.q = {n, n, std::vector<complex>(n * n)};
+        factors.q = {n, n, aligned_vector<complex>(n * n)};
     }
     const auto views = views_of(factors, adjoint);
     for (std::size_t k = 0; k + 1 < n; ++k) {
@@ -145,7 +146,7 @@ std::size_t order_schur_form(schur_factors<T>& factors, const std::vector<bool>&
     if (selected.size() != n)
         throw dimension_error("ordered Schur form: there must be a flag for each eigenvalue");
     const bool vectors = factors.q.rows == n;
-    std::vector<T> adjoint = vectors ? detail::adjoint(factors.q).data : std::vector<T>();
+    aligned_vector<T> adjoint = vectors ? detail::adjoint(factors.q).data : aligned_vector<T>();
     const auto views = views_of(factors, adjoint);
     std::size_t settled = 0;
     bool refused = false;
@@ -170,7 +171,7 @@ std::size_t order_schur_form(schur_factors<T>& factors, const std::vector<bool>&
 
 namespace {
 
-void scale_values(std::vector<complex>& values, int exponent)
+void scale_values(aligned_vector<complex>& values, int exponent)
 {
     if (exponent != 0)
         for (complex& value : values)
@@ -179,7 +180,7 @@ void scale_values(std::vector<complex>& values, int exponent)
 
 template <class T>
 matrix<complex> right_vectors(const detail::balanced_schur<T>& schur,
-                              const std::vector<complex>& values)
+                              const aligned_vector<complex>& values)
 {
     const std::size_t n = schur.t.rows;
     matrix<T> x(n, n,
@@ -197,7 +198,7 @@ void reverse_columns(matrix<T>& x)
         std::reverse(x.data.data() + i * x.cols, x.data.data() + (i + 1) * x.cols);
 }
 
-void exchange_parts(matrix<double>& x, const std::vector<complex>& values)
+void exchange_parts(matrix<double>& x, const aligned_vector<complex>& values)
 {
     const std::size_t n = x.rows;
     for (std::size_t i = 0; i < n; ++i)
@@ -210,14 +211,14 @@ void exchange_parts(matrix<double>& x, const std::vector<complex>& values)
             }
 }
 
-void exchange_parts(matrix<complex>&, const std::vector<complex>&) {}
+void exchange_parts(matrix<complex>&, const aligned_vector<complex>&) {}
 
 template <class T>
 matrix<complex> left_vectors(const detail::balanced_schur<T>& schur,
-                             const std::vector<complex>& values)
+                             const aligned_vector<complex>& values)
 {
     const std::size_t n = schur.t.rows;
-    const std::vector<T> reversed = detail::reversed_adjoint(detail::view_of(schur.t));
+    const aligned_vector<T> reversed = detail::reversed_adjoint(detail::view_of(schur.t));
     matrix<T> basis = schur.q;
     reverse_columns(basis);
     matrix<T> x(n, n,
@@ -228,13 +229,13 @@ matrix<complex> left_vectors(const detail::balanced_schur<T>& schur,
     return detail::unit_columns(x, values);
 }
 
-bool all_real(const std::vector<complex>& values, const double*)
+bool all_real(const aligned_vector<complex>& values, const double*)
 {
     return std::all_of(values.begin(), values.end(),
                        [](const complex& z) { return z.imag() == 0; });
 }
 
-bool all_real(const std::vector<complex>&, const complex*)
+bool all_real(const aligned_vector<complex>&, const complex*)
 {
     return false;
 }
@@ -242,7 +243,7 @@ bool all_real(const std::vector<complex>&, const complex*)
 } // namespace
 
 template <class T>
-std::vector<complex> general_eigenvalues(matrix<T> a)
+aligned_vector<complex> general_eigenvalues(matrix<T> a)
 {
     constexpr const char* operation = "eigenvalues";
     require_square_and_finite(a, operation);
@@ -251,7 +252,7 @@ std::vector<complex> general_eigenvalues(matrix<T> a)
     const auto schur = detail::reduce_to_schur(std::move(a), detail::balancing::permute_and_scale,
                                                detail::schur_extent::active_block, operation,
                                                detail::qr_step_limit(n));
-    std::vector<complex> values = detail::diagonal_eigenvalues(schur.t);
+    aligned_vector<complex> values = detail::diagonal_eigenvalues(schur.t);
     scale_values(values, -exponent);
     return values;
 }
@@ -287,8 +288,8 @@ template schur_factors<double> schur_form(matrix<double>, schur_vectors);
 template schur_factors<complex> schur_form(matrix<complex>, schur_vectors);
 template std::size_t order_schur_form(schur_factors<double>&, const std::vector<bool>&);
 template std::size_t order_schur_form(schur_factors<complex>&, const std::vector<bool>&);
-template std::vector<complex> general_eigenvalues(matrix<double>);
-template std::vector<complex> general_eigenvalues(matrix<complex>);
+template aligned_vector<complex> general_eigenvalues(matrix<double>);
+template aligned_vector<complex> general_eigenvalues(matrix<complex>);
 template general_eigenpairs general_eigen(matrix<double>, eigenvector_sides);
 template general_eigenpairs general_eigen(matrix<complex>, eigenvector_sides);
 

@@ -9,6 +9,7 @@
 // scaled; results beyond the range are infinite, as eigenvalues of a matrix full of the largest
 // numbers may be.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
 
 #include <complex>
@@ -38,8 +39,8 @@ template <class T>
 struct schur_factors
 {
     matrix<T> t;
-    matrix<T> q;                              // 0 × 0 if it wasn't requested
-    std::vector<std::complex<double>> values; // in the order of the diagonal
+    matrix<T> q;                                 // 0 × 0 if it wasn't requested
+    aligned_vector<std::complex<double>> values; // in the order of the diagonal
 };
 
 enum class schur_vectors { none, compute };
@@ -62,14 +63,14 @@ std::size_t order_schur_form(schur_factors<T>& factors, const std::vector<bool>&
 // The eigenvalues in the order of the Schur form's diagonal. Complex ones of a real matrix come in
 // adjacent pairs, conjugate to the bit, the one with positive imaginary part first.
 template <class T>
-std::vector<std::complex<double>> general_eigenvalues(matrix<T> a);
+aligned_vector<std::complex<double>> general_eigenvalues(matrix<T> a);
 
 enum class eigenvector_sides { right, left, both };
 
 struct general_eigenpairs
 {
-    std::vector<std::complex<double>> values; // as general_eigenvalues has them
-    bool real;                                // no value and no vector has an imaginary part
+    aligned_vector<std::complex<double>> values; // as general_eigenvalues has them
+    bool real;                                   // no value and no vector has an imaginary part
     // Column k belongs to values[k]: A·V = V·diag(values) and Uᴴ·A = diag(values)·Uᴴ. Columns have
     // Euclidean length 1; if they are not real, the element of largest modulus is. 0 × 0 if they
     // weren't requested.

@@ -1,5 +1,6 @@
 #include "numerical/nonsymmetric/reduction_to_schur.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/nonsymmetric/hessenberg.hpp"
@@ -18,7 +19,7 @@ namespace numerical::detail {
 namespace {
 
 template <class T>
-matrix<T> square(std::size_t n, std::vector<T> data)
+matrix<T> square(std::size_t n, aligned_vector<T> data)
 {
     return {n, n, std::move(data)};
 }
@@ -28,12 +29,12 @@ template <class T>
 struct active_schur
 {
     std::size_t missing; // eigenvalues not found within the limit; if any, the rest is empty
-    std::vector<T> t;
-    std::vector<T> q;
+    aligned_vector<T> t;
+    aligned_vector<T> q;
 };
 
 template <class T>
-active_schur<T> solve_active(std::vector<T> a, std::size_t n, schur_extent extent,
+active_schur<T> solve_active(aligned_vector<T> a, std::size_t n, schur_extent extent,
                              std::size_t step_limit)
 {
     const auto reduction = reduce_to_hessenberg(a, n);
@@ -46,7 +47,7 @@ active_schur<T> solve_active(std::vector<T> a, std::size_t n, schur_extent exten
     schur_views<T> views{pad ? padded_h.copy(dense) : dense, {nullptr, 0, 0}};
     if (vectors) {
         views.z = padded_z.view();
-        const std::vector<T> basis = hessenberg_basis(reduction);
+        const aligned_vector<T> basis = hessenberg_basis(reduction);
         adjoint_into<T>(views.z, {basis.data(), n, n});
     }
     const std::size_t missing = qr_iteration(views, extent, step_limit);
@@ -63,9 +64,9 @@ active_schur<T> solve_active(std::vector<T> a, std::size_t n, schur_extent exten
 
 // C := C·Q.
 template <class T>
-void multiply_right(block_view<T> c, const std::vector<T>& q)
+void multiply_right(block_view<T> c, const aligned_vector<T>& q)
 {
-    std::vector<T> copy = uninitialized<T>(c.rows * c.cols);
+    aligned_vector<T> copy = uninitialized<T>(c.rows * c.cols);
     for (std::size_t i = 0; i < c.rows; ++i)
         std::copy_n(c.row(i), c.cols, copy.data() + i * c.cols);
     gemm_new<T>(c.rows, c.cols, c.cols, copy.data(), c.cols, q.data(), c.cols, c.first, c.stride);
@@ -73,10 +74,10 @@ void multiply_right(block_view<T> c, const std::vector<T>& q)
 
 // C := Qᴴ·C.
 template <class T>
-void multiply_left_adjoint(block_view<T> c, const std::vector<T>& q)
+void multiply_left_adjoint(block_view<T> c, const aligned_vector<T>& q)
 {
-    const std::vector<T> adjoint = adjoint_copy<T>({q.data(), c.rows, c.rows});
-    std::vector<T> copy = uninitialized<T>(c.rows * c.cols);
+    const aligned_vector<T> adjoint = adjoint_copy<T>({q.data(), c.rows, c.rows});
+    aligned_vector<T> copy = uninitialized<T>(c.rows * c.cols);
     for (std::size_t i = 0; i < c.rows; ++i)
         std::copy_n(c.row(i), c.cols, copy.data() + i * c.cols);
     gemm_new<T>(c.rows, c.cols, c.rows, adjoint.data(), c.rows, copy.data(), c.cols, c.first,
@@ -84,9 +85,9 @@ void multiply_left_adjoint(block_view<T> c, const std::vector<T>& q)
 }
 
 template <class T>
-std::vector<T> block_copy(block_view<const T> block)
+aligned_vector<T> block_copy(block_view<const T> block)
 {
-    std::vector<T> copy = uninitialized<T>(block.rows * block.cols);
+    aligned_vector<T> copy = uninitialized<T>(block.rows * block.cols);
     for (std::size_t i = 0; i < block.rows; ++i)
         std::copy_n(block.row(i), block.cols, copy.data() + i * block.cols);
     return copy;
@@ -109,7 +110,7 @@ void embed(balanced_schur<T>& result, active_schur<T> active, schur_extent exten
         multiply_right(t.sub(0, from, from, to), active.q);
     if (to < n)
         multiply_left_adjoint(t.sub(from, to, to, n), active.q);
-    std::vector<T> q = zeros<T>(n * n);
+    aligned_vector<T> q = zeros<T>(n * n);
     for (std::size_t i = 0; i < n; ++i)
         q[i * n + i] = 1;
     for (std::size_t i = 0; i < m; ++i)
@@ -134,10 +135,10 @@ int scale_to_safe_range(matrix<T>& a)
 }
 
 template <class T>
-std::vector<complex> diagonal_eigenvalues(const matrix<T>& t)
+aligned_vector<complex> diagonal_eigenvalues(const matrix<T>& t)
 {
     const std::size_t n = t.rows;
-    std::vector<complex> values(n);
+    aligned_vector<complex> values(n);
     for (std::size_t k = 0; k < n; ++k) {
         const T* const row = t.data.data() + k * n + k;
         values[k] = row[0];
@@ -167,7 +168,7 @@ balanced_schur<T> reduce_to_schur(matrix<T> a, balancing how, schur_extent exten
     const std::size_t n = a.rows;
     const std::size_t from = result.balanced.from;
     const std::size_t m = result.balanced.to - from;
-    std::vector<T> block =
+    aligned_vector<T> block =
         m == n ? std::move(a.data) : block_copy<T>(view_of(a).sub(from, from + m, from, from + m));
     active_schur<T> active = solve_active(std::move(block), m, extent, step_limit);
     if (active.missing != 0)
@@ -185,8 +186,8 @@ balanced_schur<T> reduce_to_schur(matrix<T> a, balancing how, schur_extent exten
 
 template int scale_to_safe_range(matrix<double>&);
 template int scale_to_safe_range(matrix<complex>&);
-template std::vector<complex> diagonal_eigenvalues(const matrix<double>&);
-template std::vector<complex> diagonal_eigenvalues(const matrix<complex>&);
+template aligned_vector<complex> diagonal_eigenvalues(const matrix<double>&);
+template aligned_vector<complex> diagonal_eigenvalues(const matrix<complex>&);
 template balanced_schur<double> reduce_to_schur(matrix<double>, balancing, schur_extent,
                                                 const char*, std::size_t);
 template balanced_schur<complex> reduce_to_schur(matrix<complex>, balancing, schur_extent,

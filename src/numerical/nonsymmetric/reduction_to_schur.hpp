@@ -3,13 +3,13 @@
 // From a general matrix to Schur form and back: scaling into a safe range, balancing, Hessenberg
 // reduction, the iteration, and the back-transformation.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
 #include "numerical/nonsymmetric/balance.hpp"
 #include "numerical/nonsymmetric/small_qr.hpp"
 
 #include <complex>
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -24,7 +24,7 @@ int scale_to_safe_range(matrix<T>& a);
 
 // The eigenvalues of the diagonal blocks of a Schur form, in the order of the diagonal.
 template <class T>
-std::vector<std::complex<double>> diagonal_eigenvalues(const matrix<T>& t);
+aligned_vector<std::complex<double>> diagonal_eigenvalues(const matrix<T>& t);
 
 // Throws convergence_error: operation + ": the QR iteration did not converge within its steps; 3 of
 // 5 eigenvalues were found".

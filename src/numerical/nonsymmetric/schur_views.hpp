@@ -5,13 +5,13 @@
 // stored as its adjoint, so that its updates work on contiguous rows, like those of H from the
 // left.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/nonsymmetric/bulge_kernels.hpp"
 #include "numerical/storage.hpp"
 
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -76,7 +76,7 @@ private:
 
     std::size_t size;
     std::size_t stride;
-    std::vector<T> data;
+    aligned_vector<T> data;
 };
 
 } // namespace numerical::detail

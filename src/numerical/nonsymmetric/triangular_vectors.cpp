@@ -1,5 +1,6 @@
 #include "numerical/nonsymmetric/triangular_vectors.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/nonsymmetric/bulge.hpp"
@@ -117,9 +118,9 @@ private:
     const std::size_t to;
     const std::size_t width;
     const double negligible;
-    std::vector<T> store;
+    aligned_vector<T> store;
     const block_view<T> x;
-    std::vector<T> sums; // row i - top: row i of T times the rows of X that are already known
+    aligned_vector<T> sums; // row i - top: row i of T times the rows of X that are already known
 };
 
 template <class T>
@@ -312,10 +313,10 @@ void vector_block<T>::normalize()
 } // namespace
 
 template <class T>
-std::vector<T> multiplied_vectors(block_view<const T> t, block_view<const T> basis)
+aligned_vector<T> multiplied_vectors(block_view<const T> t, block_view<const T> basis)
 {
     const std::size_t n = t.rows;
-    std::vector<T> vectors = uninitialized<T>(n * n);
+    aligned_vector<T> vectors = uninitialized<T>(n * n);
     const auto bounds = bounds_of_vectors(n, [&](std::size_t k) { return t(k, k - 1) != T(0); });
     const std::size_t blocks = bounds.size() - 1;
     // The last vectors, which are the longest, first.
@@ -332,20 +333,21 @@ std::vector<T> multiplied_vectors(block_view<const T> t, block_view<const T> bas
 }
 
 template <class T>
-std::vector<T> reversed_adjoint(block_view<const T> t)
+aligned_vector<T> reversed_adjoint(block_view<const T> t)
 {
     const std::size_t n = t.rows;
-    std::vector<T> out = uninitialized<T>(n * n);
+    aligned_vector<T> out = uninitialized<T>(n * n);
     for (std::size_t i = 0; i < n; ++i)
         for (std::size_t j = 0; j < n; ++j)
             out[i * n + j] = conjugate(t(n - 1 - j, n - 1 - i));
     return out;
 }
 
-template std::vector<double> multiplied_vectors(block_view<const double>, block_view<const double>);
-template std::vector<complex> multiplied_vectors(block_view<const complex>,
-                                                 block_view<const complex>);
-template std::vector<double> reversed_adjoint(block_view<const double>);
-template std::vector<complex> reversed_adjoint(block_view<const complex>);
+template aligned_vector<double> multiplied_vectors(block_view<const double>,
+                                                   block_view<const double>);
+template aligned_vector<complex> multiplied_vectors(block_view<const complex>,
+                                                    block_view<const complex>);
+template aligned_vector<double> reversed_adjoint(block_view<const double>);
+template aligned_vector<complex> reversed_adjoint(block_view<const complex>);
 
 } // namespace numerical::detail

@@ -9,6 +9,7 @@
 // that grows beyond a limit is scaled down as a whole, so that defective matrices don't overflow
 // (the scaling of LAPACK's trevc, by columns of a block).
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/scalar.hpp"
 
@@ -32,7 +33,7 @@ constexpr double greatest_element = 0x1p300;
 // column k and the imaginary part in k + 1. t is n × n, upper (quasi-)triangular in standard form.
 // Blocks of vectors are computed on the pool.
 template <class T>
-std::vector<T> multiplied_vectors(block_view<const T> t, block_view<const T> basis);
+aligned_vector<T> multiplied_vectors(block_view<const T> t, block_view<const T> basis);
 
 // Blocks of about vector_columns columns, in which a real pair stays together: block b is
 // [bounds[b], bounds[b + 1]). is_second(k) tells whether column k is the second one of a pair.
@@ -52,6 +53,6 @@ std::vector<std::size_t> bounds_of_vectors(std::size_t n, const F& is_second)
 // J·Tᴴ·J with the reversal J: its right eigenvectors are the left ones of T in reverse order, for
 // the conjugate eigenvalues.
 template <class T>
-std::vector<T> reversed_adjoint(block_view<const T> t);
+aligned_vector<T> reversed_adjoint(block_view<const T> t);
 
 } // namespace numerical::detail

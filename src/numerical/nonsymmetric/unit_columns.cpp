@@ -1,5 +1,6 @@
 #include "numerical/nonsymmetric/unit_columns.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/nonsymmetric/triangular_vectors.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
@@ -34,20 +35,20 @@ struct column_range
 struct column_measures
 {
     std::size_t from;
-    std::vector<double> squares;
-    std::vector<double> greatest;
+    aligned_vector<double> squares;
+    aligned_vector<double> greatest;
     std::vector<std::size_t> place;
 };
 
 template <class T>
 column_measures measure_columns(const matrix<T>& x, const column_range& range,
-                                const std::vector<complex>& values)
+                                const aligned_vector<complex>& values)
 {
     const auto [from, to] = range;
     const std::size_t width = to - from;
-    column_measures m{from, std::vector<double>(width), std::vector<double>(width),
+    column_measures m{from, aligned_vector<double>(width), aligned_vector<double>(width),
                       std::vector<std::size_t>(width)};
-    std::vector<double> row(width);
+    aligned_vector<double> row(width);
     for (std::size_t i = 0; i < x.rows; ++i) {
         const T* const elements = x.data.data() + i * x.cols + from;
         for (std::size_t k = 0; k < width; ++k)
@@ -71,12 +72,12 @@ column_measures measure_columns(const matrix<T>& x, const column_range& range,
 
 // Columns of length 1; a complex one gets the phase that makes its largest element real.
 void set_unit_columns(matrix<complex>& v, const matrix<complex>& x, const column_range& range,
-                      const std::vector<complex>& values)
+                      const aligned_vector<complex>& values)
 {
     const std::size_t n = x.rows;
     const column_measures m = measure_columns(x, range, values);
     const std::size_t width = m.place.size();
-    std::vector<complex> factors(width);
+    aligned_vector<complex> factors(width);
     for (std::size_t k = 0; k < width; ++k)
         factors[k] = std::conj(x.data[m.place[k] * n + m.from + k]) /
                      (std::sqrt(m.greatest[k]) * std::sqrt(m.squares[k]));
@@ -92,10 +93,10 @@ void set_unit_columns(matrix<complex>& v, const matrix<complex>& x, const column
 
 // The factors for real columns, in which pairs hold the parts of complex vectors; that of a pair
 // stands at its first column.
-std::vector<complex> factors_of_parts(const matrix<double>& x, const column_measures& m,
-                                      const std::vector<complex>& values)
+aligned_vector<complex> factors_of_parts(const matrix<double>& x, const column_measures& m,
+                                         const aligned_vector<complex>& values)
 {
-    std::vector<complex> factors(m.place.size());
+    aligned_vector<complex> factors(m.place.size());
     for (std::size_t k = 0; k < factors.size(); ++k) {
         const double length = std::sqrt(m.squares[k]);
         factors[k] = 1 / length;
@@ -109,11 +110,11 @@ std::vector<complex> factors_of_parts(const matrix<double>& x, const column_meas
 }
 
 void set_unit_columns(matrix<complex>& v, const matrix<double>& x, const column_range& range,
-                      const std::vector<complex>& values)
+                      const aligned_vector<complex>& values)
 {
     const std::size_t n = x.rows;
     const column_measures m = measure_columns(x, range, values);
-    const std::vector<complex> factors = factors_of_parts(x, m, values);
+    const aligned_vector<complex> factors = factors_of_parts(x, m, values);
     for (std::size_t i = 0; i < n; ++i) {
         const double* const from = x.data.data() + i * n + m.from;
         complex* const to = v.data.data() + i * n + m.from;
@@ -134,7 +135,7 @@ void set_unit_columns(matrix<complex>& v, const matrix<double>& x, const column_
 } // namespace
 
 template <class T>
-matrix<complex> unit_columns(const matrix<T>& x, const std::vector<complex>& values)
+matrix<complex> unit_columns(const matrix<T>& x, const aligned_vector<complex>& values)
 {
     const std::size_t n = x.rows;
     matrix<complex> v(n, n, uninitialized<complex>(n * n));
@@ -147,7 +148,7 @@ matrix<complex> unit_columns(const matrix<T>& x, const std::vector<complex>& val
     return v;
 }
 
-template matrix<complex> unit_columns(const matrix<double>&, const std::vector<complex>&);
-template matrix<complex> unit_columns(const matrix<complex>&, const std::vector<complex>&);
+template matrix<complex> unit_columns(const matrix<double>&, const aligned_vector<complex>&);
+template matrix<complex> unit_columns(const matrix<complex>&, const aligned_vector<complex>&);
 
 } // namespace numerical::detail

@@ -2,10 +2,10 @@
 
 // Eigenvectors brought to length 1.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
 
 #include <complex>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -14,6 +14,6 @@ namespace numerical::detail {
 // vectors. Blocks of columns are independent of each other, and run on the pool.
 template <class T>
 matrix<std::complex<double>> unit_columns(const matrix<T>& x,
-                                          const std::vector<std::complex<double>>& values);
+                                          const aligned_vector<std::complex<double>>& values);
 
 } // namespace numerical::detail

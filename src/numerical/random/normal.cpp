@@ -1,5 +1,6 @@
 #include "numerical/random/normal.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/random/philox.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -54,10 +55,10 @@ void fill_pairs(std::uint64_t seed, std::size_t first, std::size_t count, double
 
 } // namespace
 
-std::vector<double> standard_normal(std::uint64_t seed, std::size_t count)
+aligned_vector<double> standard_normal(std::uint64_t seed, std::size_t count)
 {
     const std::size_t pairs = count / 2 + count % 2;
-    std::vector<double> numbers = detail::uninitialized<double>(2 * pairs);
+    aligned_vector<double> numbers = detail::uninitialized<double>(2 * pairs);
     const auto fill_block = [&](std::size_t b) {
         const std::size_t first = b * block_pairs;
         fill_pairs(seed, first, std::min(block_pairs, pairs - first), numbers.data() + 2 * first);

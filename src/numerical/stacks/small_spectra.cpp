@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/stacks/lane_groups.hpp"
 #include "numerical/stacks/stacks.hpp"
@@ -5,7 +6,6 @@
 
 #include <algorithm>
 #include <complex>
-#include <vector>
 
 namespace numerical {
 namespace {
@@ -130,7 +130,7 @@ void stacks::small_matrix_rank(std::size_t count, const matrix_stack<T>& a, std:
 {
     constexpr std::size_t unknown = static_cast<std::size_t>(-1);
     const std::size_t k = std::min(a.rows, a.cols);
-    std::vector<double> values(count * k);
+    aligned_vector<double> values(count * k);
     std::fill_n(ranks, count, unknown);
     run_jacobi(&jacobi_kernels::singular_values, count, a, {values.data(), k},
                [&](std::size_t i) { unwrapped([&] { matrix_rank(1, alone(a, i), ranks + i); }); });

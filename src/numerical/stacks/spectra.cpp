@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/eigen.hpp"
 #include "numerical/eigen/eigenvalues.hpp"
 #include "numerical/errors.hpp"
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <complex>
 #include <type_traits>
-#include <vector>
 
 namespace numerical {
 namespace {
@@ -59,7 +59,7 @@ void stacks::eigenvalues(std::size_t count, const matrix_stack<T>& a, double* va
     require_square(a);
     first_failure failures;
     detail::run_one_by_one(count, work_of_spectrum(a), failures, [&](std::size_t i) {
-        const std::vector<double> found = numerical::eigenvalues(a.copy_of(i));
+        const aligned_vector<double> found = numerical::eigenvalues(a.copy_of(i));
         std::copy(found.begin(), found.end(), values + i * a.rows);
     });
     failures.rethrow();
@@ -87,7 +87,7 @@ void stacks::singular_values(std::size_t count, const matrix_stack<T>& a, double
     const std::size_t k = std::min(a.rows, a.cols);
     first_failure failures;
     detail::run_one_by_one(count, work_of_spectrum(a), failures, [&](std::size_t i) {
-        const std::vector<double> found = singular_values_only(a.copy_of(i));
+        const aligned_vector<double> found = singular_values_only(a.copy_of(i));
         std::copy(found.begin(), found.end(), values + i * k);
     });
     failures.rethrow();

@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/determinant.hpp"
 #include "numerical/factor/lu.hpp"
@@ -9,7 +10,6 @@
 
 #include <algorithm>
 #include <complex>
-#include <vector>
 
 namespace numerical {
 namespace {
@@ -96,7 +96,7 @@ void run_diagonals(std::size_t count, const matrix_stack<T>& a, const OfDiagonal
     }
     const lane_kernels& kernels = detail::lane_kernels_for(T());
     const std::size_t stride = n + 1; // the sign is the last
-    std::vector<T> diagonals = detail::uninitialized<T>(count * stride);
+    aligned_vector<T> diagonals = detail::uninitialized<T>(count * stride);
     const auto finish = [&](std::size_t i, bool trusted) {
         const T* const diagonal = diagonals.data() + i * stride;
         if (trusted)
@@ -119,7 +119,7 @@ void stacks::solve_vectors(std::size_t count, const matrix_stack<T>& a, const ma
     static_assert(greatest_order_by_elements<T> >= greatest_lane_order<T>);
     const auto one = [&](std::size_t i) {
         const auto lu = regular_lu(a, i, "solve: matrix is singular");
-        const std::vector<T> solution = solve_vector(lu, detail::copy_of(b.at(i), b.rows));
+        const aligned_vector<T> solution = solve_vector(lu, detail::copy_of(b.at(i), b.rows));
         std::copy(solution.begin(), solution.end(), x + i * a.rows);
     };
     const lane_kernels& kernels = detail::lane_kernels_for(T());
@@ -133,7 +133,7 @@ void stacks::solve_matrices(std::size_t count, const matrix_stack<T>& a, const m
     require_right_sides(a, b, "solve: right-hand side row count differs from the matrix");
     const auto one = [&](std::size_t i) {
         const auto lu = regular_lu(a, i, "solve: matrix is singular");
-        const std::vector<T> solution =
+        const aligned_vector<T> solution =
             lu.solve_matrix(detail::copy_of(b.at(i), b.rows * b.cols), b.cols);
         std::copy(solution.begin(), solution.end(), x + i * a.rows * b.cols);
     };

@@ -3,6 +3,7 @@
 // Element-wise work on two tensors of different shapes. Shapes are aligned at their last axes; a
 // missing axis counts as extent 1, and an axis of extent 1 is repeated along the other operand's.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/short_list.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/axes.hpp"
@@ -10,7 +11,6 @@
 
 #include <cstddef>
 #include <utility>
-#include <vector>
 
 namespace numerical {
 
@@ -74,7 +74,7 @@ template <class Out, class T, class U, class Row>
 tensor<Out> broadcast_rows(const tensor<T>& a, const tensor<U>& b, Row row)
 {
     const auto single_row = [&](row_form form, const auto& like) {
-        std::vector<Out> data = uninitialized<Out>(like.data.size());
+        aligned_vector<Out> data = uninitialized<Out>(like.data.size());
         row(form, a.data.data(), b.data.data(), data.data(), data.size());
         return tensor<Out>(like.shape, std::move(data));
     };
@@ -85,7 +85,7 @@ tensor<Out> broadcast_rows(const tensor<T>& a, const tensor<U>& b, Row row)
     if (a.shape == b.shape)
         return single_row(row_form::both, a);
     broadcast_walk walk(a.shape, b.shape);
-    std::vector<Out> data = uninitialized<Out>(walk.count);
+    aligned_vector<Out> data = uninitialized<Out>(walk.count);
     const row_form form = walk.form();
     walk.each_row([&](std::size_t left, std::size_t right, std::size_t out) {
         row(form, a.data.data() + left, b.data.data() + right, data.data() + out,

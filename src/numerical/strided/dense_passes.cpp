@@ -1,5 +1,6 @@
 #include "numerical/strided/dense_passes.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -111,9 +112,9 @@ void copy_on_threads(const T* from, std::size_t count, T* to)
 }
 
 template <class T>
-std::vector<T> copy_on_threads(const T* from, std::size_t count)
+aligned_vector<T> copy_on_threads(const T* from, std::size_t count)
 {
-    std::vector<T> copy = uninitialized<T>(count);
+    aligned_vector<T> copy = uninitialized<T>(count);
     copy_on_threads(from, count, copy.data());
     return copy;
 }
@@ -173,9 +174,9 @@ void require_finite_lower(const matrix<T>& a, const char* prefix)
 
 template void copy_on_threads(const double*, std::size_t, double*);
 template void copy_on_threads(const std::complex<double>*, std::size_t, std::complex<double>*);
-template std::vector<double> copy_on_threads(const double*, std::size_t);
-template std::vector<std::complex<double>> copy_on_threads(const std::complex<double>*,
-                                                           std::size_t);
+template aligned_vector<double> copy_on_threads(const double*, std::size_t);
+template aligned_vector<std::complex<double>> copy_on_threads(const std::complex<double>*,
+                                                              std::size_t);
 template void copy_finite(block_view<const double>, block_view<double>, const char*);
 template void copy_finite(block_view<const std::complex<double>>, block_view<std::complex<double>>,
                           const char*);

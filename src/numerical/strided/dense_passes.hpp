@@ -3,11 +3,11 @@
 // Passes over the elements of a dense operand. They are bound by memory, and each thread takes some
 // of its pages.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
 #include "numerical/strided/block_view.hpp"
 
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -18,7 +18,7 @@ void copy_on_threads(const T* from, std::size_t count, T* to);
 
 // The copy as a vector.
 template <class T>
-std::vector<T> copy_on_threads(const T* from, std::size_t count);
+aligned_vector<T> copy_on_threads(const T* from, std::size_t count);
 
 // A copy of A, of whose entries none may be infinite or NaN; the error is that of require_finite.
 // Rows are checked while they come into cache.

@@ -1,5 +1,6 @@
 #include "numerical/strided/selection.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/storage.hpp"
@@ -113,7 +114,7 @@ void update_each(T* data, const selection& at, const T* values, const selection&
 {
     const selection_loop& inner = at.loops.back();
     const selection_loop& inner_values = places.loops.back();
-    std::vector<std::ptrdiff_t> first_values;
+    aligned_vector<std::ptrdiff_t> first_values;
     each_row(places, [&](std::ptrdiff_t offset) { first_values.push_back(offset); });
     std::size_t row = 0;
     each_row(at, [&](std::ptrdiff_t offset) {
@@ -159,7 +160,7 @@ template <class T>
 tensor<T> gather(const tensor<T>& a, const selection& from)
 {
     const std::size_t count = count_of(from);
-    std::vector<T> data = detail::uninitialized<T>(count);
+    aligned_vector<T> data = detail::uninitialized<T>(count);
     if (count != 0) {
         const selection_loop& inner = from.loops.back();
         T* to = data.data();
@@ -183,7 +184,7 @@ tensor<T> gather_along(const tensor<T>& a, std::size_t axis, const positions& pl
     shape.insert(shape.end(), split + 1, a.shape.end());
     const std::size_t inner = a.strides[axis];
     const auto extent = static_cast<std::ptrdiff_t>(a.shape[axis]);
-    std::vector<T> data = detail::uninitialized<T>(detail::element_count(shape));
+    aligned_vector<T> data = detail::uninitialized<T>(detail::element_count(shape));
     T* to = data.data();
     const std::size_t stretch = a.shape[axis] * inner;
     const auto counted_from_front = [=](std::ptrdiff_t place) {
@@ -209,7 +210,7 @@ tensor<T> gather_each_along(const tensor<T>& a, std::size_t axis, const position
     const std::size_t inner = a.strides[axis];
     const std::size_t extent = a.shape[axis];
     const std::size_t taken = places.shape[axis] * inner;
-    std::vector<T> data = detail::uninitialized<T>(places.data.size());
+    aligned_vector<T> data = detail::uninitialized<T>(places.data.size());
     const T* run = a.data.data();
     for (std::size_t first = 0; first < data.size(); first += taken, run += extent * inner)
         for (std::size_t j = 0; j < taken; j += inner)
@@ -227,7 +228,7 @@ tensor<T> gather_each_along(const tensor<T>& a, std::size_t axis, const position
 template <class T>
 tensor<T> gather_masked(const tensor<T>& a, const booleans& mask, std::size_t count)
 {
-    std::vector<T> data = detail::uninitialized<T>(count);
+    aligned_vector<T> data = detail::uninitialized<T>(count);
     std::size_t to = 0;
     for (std::size_t i = 0; to < count; ++i) {
         data[to] = a.data[i];
@@ -241,7 +242,7 @@ tensor<T> updated(const tensor<T>& a, const selection& at, update_operation oper
                   const tensor<T>& values)
 {
     const selection places = places_of_values(at, values);
-    std::vector<T> data = detail::copy_of(a.data.data(), a.data.size());
+    aligned_vector<T> data = detail::copy_of(a.data.data(), a.data.size());
     if (count_of(at) != 0)
         update(data.data(), at, operation, values.data.data(), places);
     return tensor<T>(a.shape, std::move(data));

@@ -11,6 +11,7 @@
 // elements from the first of the source, where place(i) is i·stride for a range and table[i] for
 // the arrays.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/tensor.hpp"
 
 #include <cstddef>
@@ -29,10 +30,10 @@ struct selection
 {
     shape_list shape; // of the result
     std::ptrdiff_t origin = 0;
-    std::vector<selection_loop> loops; // the last one runs fastest
-    std::vector<std::ptrdiff_t> table; // offsets of the elements that the arrays name
-    std::size_t table_axis = 0;        // first axis of the result that the arrays make
-    std::size_t table_rank = 0;        // and how many they make
+    std::vector<selection_loop> loops;    // the last one runs fastest
+    aligned_vector<std::ptrdiff_t> table; // offsets of the elements that the arrays name
+    std::size_t table_axis = 0;           // first axis of the result that the arrays make
+    std::size_t table_rank = 0;           // and how many they make
 };
 
 // The selected elements. Every one must lie in the tensor.

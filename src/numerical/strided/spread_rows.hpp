@@ -1,6 +1,7 @@
 #pragma once
 
 #include "numerical/aligned_block.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/spread_stride.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/block_view.hpp"
@@ -8,7 +9,6 @@
 #include <array>
 #include <cstddef>
 #include <utility>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -74,8 +74,8 @@ private:
     std::size_t rows = 0;
     std::size_t cols = 0;
     T* first = nullptr;
-    aligned_block<T> block; // the memory of least_kept to most_kept elements
-    std::vector<T> store;   // that of fewer, for which the heap is faster, or more
+    aligned_block<T> block;  // the memory of least_kept to most_kept elements
+    aligned_vector<T> store; // that of fewer, for which the heap is faster, or more
 
     std::size_t elements() const { return rows * working_stride<T>(cols); }
 

@@ -1,5 +1,6 @@
 #include "numerical/strided/strided_copy.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/transpose.hpp"
@@ -91,14 +92,14 @@ void copy_rows(const T* from, axes_view axes, const block_writer<T>& writer, T* 
 }
 
 template <class T>
-std::vector<T> strided_copy(const T* from, axes_view axes)
+aligned_vector<T> strided_copy(const T* from, axes_view axes)
 {
     const auto repeats = [](const strided_axis<1>& axis) { return axis.stride[0] == 0; };
     const auto is_contiguous = [](const strided_axis<1>& axis) { return axis.stride[0] == 1; };
     std::size_t size = 1;
     for (const strided_axis<1>& axis : axes)
         size *= axis.extent;
-    std::vector<T> out = uninitialized<T>(size);
+    aligned_vector<T> out = uninitialized<T>(size);
     const auto found = std::find_if(axes.begin(), axes.end(), is_contiguous);
     if (found != axes.end() && found + 1 != axes.end() && !repeats(axes.back())) {
         transpose_axes(from, axes, static_cast<std::size_t>(found - axes.begin()), out.data());
@@ -115,7 +116,7 @@ template void copy_rows(const double*, axes_view, const block_writer<double>&, d
 template void copy_rows(const complex*, axes_view, const block_writer<complex>&, complex*);
 template void copy_rows(const std::ptrdiff_t*, axes_view, const block_writer<std::ptrdiff_t>&,
                         std::ptrdiff_t*);
-template std::vector<double> strided_copy(const double*, axes_view);
-template std::vector<complex> strided_copy(const complex*, axes_view);
+template aligned_vector<double> strided_copy(const double*, axes_view);
+template aligned_vector<complex> strided_copy(const complex*, axes_view);
 
 } // namespace numerical::detail

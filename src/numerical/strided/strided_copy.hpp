@@ -3,12 +3,12 @@
 // Strided elements gathered into a dense block: ranges, transposes, diagonals, any order of axes.
 // Pure data movement on the calling thread.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/streamed_copy.hpp"
 #include "numerical/strided/axes.hpp"
 
 #include <cstddef>
 #include <span>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -21,6 +21,6 @@ void copy_rows(const T* from, std::span<const strided_axis<1>> axes, const block
 // The same elements, but by transposes where the source is contiguous along another axis than the
 // last. T = double or std::complex<double>.
 template <class T>
-std::vector<T> strided_copy(const T* from, std::span<const strided_axis<1>> axes);
+aligned_vector<T> strided_copy(const T* from, std::span<const strided_axis<1>> axes);
 
 } // namespace numerical::detail

@@ -1,5 +1,6 @@
 #include "numerical/strided/take.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/short_list.hpp"
@@ -50,7 +51,7 @@ tensor<T> take(const tensor<T>& a, std::span<const axis_range> ranges)
         if (range.kept)
             shape.push_back(static_cast<std::size_t>(range.count));
     }
-    std::vector<T> data;
+    aligned_vector<T> data;
     if (count > data.max_size())
         throw std::length_error("vector::reserve");
     data = detail::uninitialized<T>(count);

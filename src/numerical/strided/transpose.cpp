@@ -1,5 +1,6 @@
 #include "numerical/strided/transpose.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
@@ -189,9 +190,9 @@ void adjoint_into(block_view<complex> to, block_view<const complex> a)
 }
 
 template <class T>
-std::vector<T> adjoint_copy(block_view<const T> a)
+aligned_vector<T> adjoint_copy(block_view<const T> a)
 {
-    std::vector<T> copy = uninitialized<T>(a.rows * a.cols);
+    aligned_vector<T> copy = uninitialized<T>(a.rows * a.cols);
     adjoint_into<T>({copy.data(), a.cols, a.rows}, a);
     return copy;
 }
@@ -206,7 +207,7 @@ matrix<T> adjoint(const matrix<T>& a)
 
 // Tile by tile with its mirror image, by way of a copy of one of them.
 template <class T>
-void transpose_in_place(std::vector<T>& a, std::size_t n)
+void transpose_in_place(aligned_vector<T>& a, std::size_t n)
 {
     constexpr std::size_t edge = 4 * line_elements<T>;
     if (n <= edge) {
@@ -235,11 +236,11 @@ void transpose_in_place(std::vector<T>& a, std::size_t n)
     parallel_for(ceil_div(n, edge), edge * n, transpose_tiles);
 }
 
-template std::vector<double> adjoint_copy(block_view<const double>);
-template std::vector<complex> adjoint_copy(block_view<const complex>);
+template aligned_vector<double> adjoint_copy(block_view<const double>);
+template aligned_vector<complex> adjoint_copy(block_view<const complex>);
 template matrix<double> adjoint(const matrix<double>&);
 template matrix<complex> adjoint(const matrix<complex>&);
-template void transpose_in_place(std::vector<double>&, std::size_t);
-template void transpose_in_place(std::vector<complex>&, std::size_t);
+template void transpose_in_place(aligned_vector<double>&, std::size_t);
+template void transpose_in_place(aligned_vector<complex>&, std::size_t);
 
 } // namespace numerical::detail

@@ -6,12 +6,12 @@
 // doesn't foresee, are prefetched. Pure data movement, on the calling thread but for the one in
 // place.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
 #include "numerical/strided/block_view.hpp"
 
 #include <cstddef>
 #include <type_traits>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -25,7 +25,7 @@ void adjoint_into(block_view<T> to, block_view<const std::type_identity_t<T>> a)
 
 // Aᴴ, contiguous by rows.
 template <class T>
-std::vector<T> adjoint_copy(block_view<const T> a);
+aligned_vector<T> adjoint_copy(block_view<const T> a);
 
 // The conjugate transpose, cols × rows; the plain transpose for double.
 template <class T>
@@ -33,6 +33,6 @@ matrix<T> adjoint(const matrix<T>& a);
 
 // Transposes the n × n array in place, without conjugation.
 template <class T>
-void transpose_in_place(std::vector<T>& a, std::size_t n);
+void transpose_in_place(aligned_vector<T>& a, std::size_t n);
 
 } // namespace numerical::detail

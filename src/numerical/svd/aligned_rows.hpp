@@ -1,5 +1,6 @@
 #pragma once
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/spread_stride.hpp"
@@ -9,7 +10,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <utility>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -25,7 +25,7 @@ public:
     // The capacity a vector needs for its rows to be padded in place.
     static std::size_t room(std::size_t n) { return n * spread_stride<T>(n) + line; }
 
-    aligned_rows(std::vector<T> a, std::size_t n) : stride(spread_stride<T>(n))
+    aligned_rows(aligned_vector<T> a, std::size_t n) : stride(spread_stride<T>(n))
     {
         if (a.capacity() >= room(n)) {
             store.swap(a); // which leaves `a` empty, as a move need not
@@ -47,7 +47,7 @@ public:
 
 private:
     std::size_t stride;
-    std::vector<T> store;
+    aligned_vector<T> store;
     T* first;
 };
 

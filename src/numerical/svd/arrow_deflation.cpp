@@ -1,5 +1,6 @@
 #include "numerical/svd/arrow_deflation.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/order.hpp"
 #include "numerical/eps.hpp"
 
@@ -18,13 +19,13 @@ void unite(std::vector<unsigned int>& types, std::size_t a, std::size_t b)
 
 } // namespace
 
-arrow_deflation::arrow_deflation(const std::vector<double>& diagonal, torn_problem& torn,
+arrow_deflation::arrow_deflation(const aligned_vector<double>& diagonal, torn_problem& torn,
                                  std::size_t m)
     : left_type(diagonal.size(), lower_rows), right_type(m, lower_rows)
 {
     const std::size_t n = diagonal.size();
     const std::size_t k = torn.k;
-    std::vector<double>& z = torn.z;
+    aligned_vector<double>& z = torn.z;
     std::fill_n(left_type.begin() + 1, k, upper_rows);
     std::fill_n(right_type.begin() + 1, k, upper_rows);
     left_type[0] = torn_row;
@@ -59,7 +60,7 @@ arrow_deflation::arrow_deflation(const std::vector<double>& diagonal, torn_probl
 }
 
 // Of the right basis alone: with both diagonal entries zero only columns of the arrow meet.
-void arrow_deflation::deflate_against_first(std::vector<double>& z, std::size_t column)
+void arrow_deflation::deflate_against_first(aligned_vector<double>& z, std::size_t column)
 {
     const double length = std::hypot(z[0], z[column]);
     right_rotations.push_back(
@@ -70,7 +71,7 @@ void arrow_deflation::deflate_against_first(std::vector<double>& z, std::size_t 
     partition.deflated.push_back(column);
 }
 
-void arrow_deflation::deflate_pair(std::vector<double>& z, std::size_t prev, std::size_t column)
+void arrow_deflation::deflate_pair(aligned_vector<double>& z, std::size_t prev, std::size_t column)
 {
     const double length = std::hypot(z[column], z[prev]);
     const column_rotation rotation{

@@ -2,6 +2,7 @@
 
 // The columns of an arrow, a first row z over a diagonal, that need no solving.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/merge_columns.hpp"
 
 #include <cstddef>
@@ -16,7 +17,7 @@ struct torn_problem
     std::size_t k;
     double alpha; // the torn row's diagonal entry
     double beta;  // and its coupling to the right
-    std::vector<double> z;
+    aligned_vector<double> z;
 };
 
 // The rows in which a column of a basis may be non-zero.
@@ -30,7 +31,7 @@ constexpr unsigned int lower_rows = 4;
 class arrow_deflation
 {
 public:
-    arrow_deflation(const std::vector<double>& diagonal, torn_problem& torn, std::size_t m);
+    arrow_deflation(const aligned_vector<double>& diagonal, torn_problem& torn, std::size_t m);
 
     merge_partition partition;
     std::vector<unsigned int> left_type;
@@ -39,8 +40,8 @@ public:
     std::vector<column_rotation> right_rotations;
 
 private:
-    void deflate_against_first(std::vector<double>& z, std::size_t column);
-    void deflate_pair(std::vector<double>& z, std::size_t prev, std::size_t column);
+    void deflate_against_first(aligned_vector<double>& z, std::size_t column);
+    void deflate_pair(aligned_vector<double>& z, std::size_t prev, std::size_t column);
 };
 
 } // namespace numerical::detail

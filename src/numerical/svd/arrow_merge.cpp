@@ -1,5 +1,6 @@
 #include "numerical/svd/arrow_merge.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/order.hpp"
 #include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/summation.hpp"
@@ -23,8 +24,9 @@ std::vector<row_group> right_groups(std::size_t m, std::size_t k)
 }
 
 // One row of a group's product, summed as the product of the whole group is.
-void multiply_row_of_group(const std::vector<double>& old_row, const std::vector<double>& new_rows,
-                           std::size_t group_rows, std::size_t size, double* product)
+void multiply_row_of_group(const aligned_vector<double>& old_row,
+                           const aligned_vector<double>& new_rows, std::size_t group_rows,
+                           std::size_t size, double* product)
 {
     const std::size_t count = old_row.size();
     product_in_order(summation_of({group_rows, size, count}), {.m = 1,
@@ -47,8 +49,8 @@ void merge_end_rows(block_view<double> ends, const column_merge& merge,
     const merged_places places(size, merge.order);
     for (std::size_t end = 0; end < 2; ++end) {
         double* const row = ends.row(end);
-        std::vector<double> old_row;
-        std::vector<double> new_rows;
+        aligned_vector<double> old_row;
+        aligned_vector<double> new_rows;
         for (std::size_t p = 0; p < size; ++p) {
             if ((merge.types[partition.active[p]] & merge.groups[end].mask) == 0)
                 continue;
@@ -56,7 +58,7 @@ void merge_end_rows(block_view<double> ends, const column_merge& merge,
             new_rows.resize(new_rows.size() + size);
             fill_row(p, new_rows.data() + new_rows.size() - size);
         }
-        std::vector<double> deflated;
+        aligned_vector<double> deflated;
         for (const std::size_t column : partition.deflated)
             deflated.push_back(row[column]);
         std::fill_n(row, size, 0.0);
@@ -66,7 +68,7 @@ void merge_end_rows(block_view<double> ends, const column_merge& merge,
     }
 }
 
-bool is_zero(const torn_problem& torn, const std::vector<double>& dz)
+bool is_zero(const torn_problem& torn, const aligned_vector<double>& dz)
 {
     return torn.alpha == 0 && torn.beta == 0 &&
            std::all_of(dz.begin(), dz.end(), [](double value) { return value == 0; });
@@ -107,7 +109,7 @@ struct solved_arrow
     }
 };
 
-solved_arrow solve_torn(std::vector<double>& dz, torn_problem& torn,
+solved_arrow solve_torn(aligned_vector<double>& dz, torn_problem& torn,
                         const bidiagonal_vectors& vectors)
 {
     const std::size_t m = vectors.v.cols;
@@ -115,7 +117,7 @@ solved_arrow solve_torn(std::vector<double>& dz, torn_problem& torn,
     rotate_columns(vectors.u, deflation.left_rotations);
     rotate_columns(vectors.v, deflation.right_rotations);
     small_arrow arrow = solve_arrow(dz, torn.z, deflation.partition.active);
-    std::vector<double> all = arrow.values;
+    aligned_vector<double> all = arrow.values;
     for (const std::size_t column : deflation.partition.deflated)
         all.push_back(dz[column]);
     std::vector<std::size_t> order = ascending_order(all);
@@ -130,7 +132,7 @@ solved_arrow solve_torn(std::vector<double>& dz, torn_problem& torn,
 
 } // namespace
 
-void merge_arrow(std::vector<double>& dz, torn_problem torn, const bidiagonal_vectors& vectors,
+void merge_arrow(aligned_vector<double>& dz, torn_problem torn, const bidiagonal_vectors& vectors,
                  column_order order, merge_workspace& workspace)
 {
     if (is_zero(torn, dz)) {
@@ -157,7 +159,7 @@ void merge_arrow(std::vector<double>& dz, torn_problem torn, const bidiagonal_ve
     merge_columns(vectors.v, solved.right(), small.right_rows(), workspace);
 }
 
-void merge_arrow_choosing(std::vector<double>& dz, torn_problem torn,
+void merge_arrow_choosing(aligned_vector<double>& dz, torn_problem torn,
                           const bidiagonal_vectors& vectors, index_range wanted,
                           block_view<double> u, block_view<double> v)
 {
@@ -169,7 +171,7 @@ void merge_arrow_choosing(std::vector<double>& dz, torn_problem torn,
     }
     const solved_arrow solved = solve_torn(dz, torn, vectors);
     const index_range made = new_columns_among(solved.left(), wanted);
-    std::vector<double> store = uninitialized<double>(solved.arrow.size() * made.count());
+    aligned_vector<double> store = uninitialized<double>(solved.arrow.size() * made.count());
     const arrow_vectors small(solved.arrow, made, column_order::ascending, store.data());
     merge_chosen_columns(vectors.u, solved.left(), small.left_rows(), wanted, u);
     merge_chosen_columns(vectors.v, solved.right(), small.right_rows(), wanted, v);

@@ -1,5 +1,6 @@
 #include "numerical/svd/arrow_vectors.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/eigen/secular.hpp"
 #include "numerical/gemm/path.hpp"
@@ -40,10 +41,10 @@ void for_column_blocks(std::size_t columns, std::size_t depth, const F& body)
 // The z for which the computed values are exact (Gu and Eisenstat 1994): its squares are the
 // products over the values of the distances to them, divided by those between the poles. The
 // distance to the own value comes first, without a divisor.
-std::vector<double> rebuilt_z(const small_arrow& arrow)
+aligned_vector<double> rebuilt_z(const small_arrow& arrow)
 {
     const arrow_kernels& kernels = kernels_in_force();
-    std::vector<double> z(arrow.size());
+    aligned_vector<double> z(arrow.size());
     for_column_blocks(arrow.size(), arrow.size(), [&](index_range poles) {
         std::array<double, block_columns> square;
         for (std::size_t i = poles.first; i < poles.last; ++i) {
@@ -71,7 +72,7 @@ std::vector<double> rebuilt_z(const small_arrow& arrow)
 
 } // namespace
 
-small_arrow solve_arrow(const std::vector<double>& diagonal, const std::vector<double>& z,
+small_arrow solve_arrow(const aligned_vector<double>& diagonal, const aligned_vector<double>& z,
                         const std::vector<std::size_t>& active)
 {
     const std::size_t size = active.size();
@@ -105,13 +106,13 @@ arrow_vectors::arrow_vectors(const small_arrow& arrow, index_range values, colum
         std::reverse(origin.begin(), origin.end());
         std::reverse(gap.begin(), gap.end());
     }
-    const std::vector<double> z = rebuilt_z(arrow);
+    const aligned_vector<double> z = rebuilt_z(arrow);
     for_column_blocks(count, arrow.size(), [&](index_range columns) { fill_columns(columns, z); });
 }
 
 // Sums of squares take the rows in order. The first row's pole is 0, and adds nothing to the left
 // sums, which begin with the square of -1.
-void arrow_vectors::fill_columns(index_range columns, const std::vector<double>& z)
+void arrow_vectors::fill_columns(index_range columns, const aligned_vector<double>& z)
 {
     const arrow_kernels& kernels = kernels_in_force();
     std::array<double, block_columns> right_squares{};

@@ -3,6 +3,7 @@
 // The singular values and vectors of an arrow that deflation has left: a first row z over a
 // diagonal d, ascending, with d₀ = 0.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/merge_columns.hpp"
 #include "numerical/svd/arrow_kernels.hpp"
 #include "numerical/svd/bidiagonal_vectors.hpp"
@@ -14,11 +15,11 @@ namespace numerical::detail {
 
 struct small_arrow
 {
-    std::vector<double> d;
-    std::vector<double> z;
-    std::vector<double> origin; // of each value, the nearest pole
-    std::vector<double> gap;    // from there to the value
-    std::vector<double> values; // ascending
+    aligned_vector<double> d;
+    aligned_vector<double> z;
+    aligned_vector<double> origin; // of each value, the nearest pole
+    aligned_vector<double> gap;    // from there to the value
+    aligned_vector<double> values; // ascending
 
     std::size_t size() const { return d.size(); }
 
@@ -27,7 +28,7 @@ struct small_arrow
 
 // The arrow of the active columns with its values. convergence_error "the secular equation did not
 // converge".
-small_arrow solve_arrow(const std::vector<double>& diagonal, const std::vector<double>& z,
+small_arrow solve_arrow(const aligned_vector<double>& diagonal, const aligned_vector<double>& z,
                         const std::vector<std::size_t>& active);
 
 // The vectors of some of the values, in the columns of two matrices of as many rows as the arrow.
@@ -45,15 +46,15 @@ public:
     small_vector_rows left_rows() const;
 
 private:
-    void fill_columns(index_range columns, const std::vector<double>& z);
+    void fill_columns(index_range columns, const aligned_vector<double>& z);
 
     const small_arrow& of;
     std::size_t count; // of the columns
-    std::vector<double> origin;
-    std::vector<double> gap;
+    aligned_vector<double> origin;
+    aligned_vector<double> gap;
     double* right;
-    std::vector<double> right_norms;
-    std::vector<double> left_norms;
+    aligned_vector<double> right_norms;
+    aligned_vector<double> left_norms;
 };
 
 } // namespace numerical::detail

@@ -5,12 +5,12 @@
 // products, where the direct reduction reads the matrix for every column. Then the band is narrowed
 // to two diagonals row by row, each reflection making a bulge that is chased down the band.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/svd/bidiagonal_qr.hpp"
 
 #include <cstddef>
 #include <type_traits>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -53,13 +53,13 @@ public:
     const std::size_t width;
 
 private:
-    std::vector<T> store;
+    aligned_vector<T> store;
 };
 
 // A band of the given width, at most the greatest, with the singular values of the row-major n × n
 // matrix.
 template <class T>
-upper_band<T> reduce_to_band(std::vector<T> a, std::size_t n, std::size_t width);
+upper_band<T> reduce_to_band(aligned_vector<T> a, std::size_t n, std::size_t width);
 
 // Moduli of the diagonal and the superdiagonal that the band is narrowed to.
 template <class T>

@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/factor/sweep_wavefront.hpp"
@@ -21,7 +22,7 @@ constexpr std::size_t greatest_reach = 2 * greatest_band_width; // of a step, in
 template <class T>
 struct chase_workspace
 {
-    std::vector<T> v;
+    aligned_vector<T> v;
     std::array<T, greatest_band_width> coefficients;
     std::array<T, greatest_reach> sums;
 
@@ -29,7 +30,7 @@ struct chase_workspace
 };
 
 template <class T>
-bool is_zero_after_first(const std::vector<T>& x)
+bool is_zero_after_first(const aligned_vector<T>& x)
 {
     return std::all_of(x.begin() + 1, x.end(), [](const T& each) { return each == T(0); });
 }
@@ -162,7 +163,7 @@ bidiagonal_entries narrow_band(upper_band<T>& band)
     };
     run_sweeps<chase_workspace<T>>(n < 2 ? 0 : n - 2, steps_of, work_of_step(by, width), step);
 
-    bidiagonal_entries out{std::vector<double>(n), std::vector<double>(n)};
+    bidiagonal_entries out{aligned_vector<double>(n), aligned_vector<double>(n)};
     for (std::size_t i = 0; i < n; ++i) {
         out.d[i] = modulus(band(i, i));
         out.e[i] = i + 1 < n ? modulus(band(i, i + 1)) : 0.0;

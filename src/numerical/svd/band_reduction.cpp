@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/factor/reflector_block.hpp"
 #include "numerical/gemm/block_view.hpp"
@@ -17,7 +18,7 @@ namespace {
 template <class T>
 struct dense_block
 {
-    std::vector<T> elements;
+    aligned_vector<T> elements;
     block_view<T> view;
 
     dense_block(std::size_t rows, std::size_t cols)
@@ -62,7 +63,7 @@ void left_weights(const reflector_block<T>& q, block_view<const T> c, block_view
 {
     dense_block<T> along(q.count, c.cols);
     set_adjoint_product<T>(vectors_of(q), c, along.view);
-    std::vector<T> minus_factor = negated_copy(factor_of(q));
+    aligned_vector<T> minus_factor = negated_copy(factor_of(q));
     set_adjoint_product<T>({minus_factor.data(), q.count, q.count}, along.view, weights);
 }
 
@@ -73,7 +74,7 @@ reflector_block<T> reduce_rows(block_view<T> rows)
     const std::size_t width = rows.rows;
     const std::size_t length = rows.cols;
     const std::size_t count = std::min(width, length);
-    std::vector<T> columns = adjoint_copy<T>(rows);
+    aligned_vector<T> columns = adjoint_copy<T>(rows);
     const block_view<T> all{columns.data(), length, width};
     reflector_block<T> q = factor_qr_panel(all.sub(0, length, 0, count), 0);
     apply_reflector_block<block_operator::adjoint>(q, columns, width, count, width);
@@ -89,7 +90,7 @@ reflector_block<T> reduce_rows(block_view<T> rows)
 //
 //     QᴴA·P = A + V·Y - X·Uᴴ    Y = -Sᴴ·(VᴴA)    X = (A·U + V·(Y·U))·T
 template <class T>
-void reduce_columns_and_rows(std::vector<T>& a, std::size_t n, std::size_t from, std::size_t to)
+void reduce_columns_and_rows(aligned_vector<T>& a, std::size_t n, std::size_t from, std::size_t to)
 {
     const block_view<T> all{a.data(), n, n};
     const reflector_block<T> q = factor_qr_panel(all.sub(from, n, from, to), from);
@@ -123,7 +124,7 @@ void reduce_columns_and_rows(std::vector<T>& a, std::size_t n, std::size_t from,
     dense_block<T> left(length, depth); // V beside -X
     for (std::size_t i = 0; i < length; ++i)
         std::copy_n(v_below.row(i), width, left.view.row(i));
-    std::vector<T> minus_factor = negated_copy(factor_of(p));
+    aligned_vector<T> minus_factor = negated_copy(factor_of(p));
     set_product<T>(along.view, {minus_factor.data(), p.count, p.count},
                    left.view.sub(0, length, width, depth));
     add_product<T>(left.view, right.view.sub(0, depth, 0, length), below);
@@ -137,7 +138,7 @@ void reduce_columns_and_rows(std::vector<T>& a, std::size_t n, std::size_t from,
 //     [    R  L       ]
 //     [       A22     ]
 template <class T>
-upper_band<T> reduce_to_band(std::vector<T> a, std::size_t n, std::size_t width)
+upper_band<T> reduce_to_band(aligned_vector<T> a, std::size_t n, std::size_t width)
 {
     upper_band<T> band(n, width);
     for (std::size_t from = 0; from < n; from += width)
@@ -147,7 +148,7 @@ upper_band<T> reduce_to_band(std::vector<T> a, std::size_t n, std::size_t width)
     return band;
 }
 
-template upper_band<double> reduce_to_band(std::vector<double>, std::size_t, std::size_t);
-template upper_band<complex> reduce_to_band(std::vector<complex>, std::size_t, std::size_t);
+template upper_band<double> reduce_to_band(aligned_vector<double>, std::size_t, std::size_t);
+template upper_band<complex> reduce_to_band(aligned_vector<complex>, std::size_t, std::size_t);
 
 } // namespace numerical::detail

@@ -1,5 +1,6 @@
 #include "numerical/svd/bidiagonal.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/svd/aligned_rows.hpp"
 #include "numerical/svd/bidiagonal_panel.hpp"
@@ -12,7 +13,8 @@ namespace numerical::detail {
 namespace {
 
 // The bidiagonal matrix as it came out.
-void take_diagonals(bidiagonal_reduction<double>& out, std::vector<double> d, std::vector<double> e)
+void take_diagonals(bidiagonal_reduction<double>& out, aligned_vector<double> d,
+                    aligned_vector<double> e)
 {
     out.d = std::move(d);
     out.e = std::move(e);
@@ -21,8 +23,8 @@ void take_diagonals(bidiagonal_reduction<double>& out, std::vector<double> d, st
 // The moduli, with the phases moved into the bases: with D and E unitary and diagonal,
 // conj(D[k])·d[k]·E[k] and conj(D[k])·e[k]·E[k+1] are made non-negative one after the other, from
 // E[0] = 1 on.
-void take_diagonals(bidiagonal_reduction<complex>& out, const std::vector<complex>& d,
-                    const std::vector<complex>& e)
+void take_diagonals(bidiagonal_reduction<complex>& out, const aligned_vector<complex>& d,
+                    const aligned_vector<complex>& e)
 {
     complex right = 1;
     for (std::size_t k = 0; k < out.order; ++k) {
@@ -37,7 +39,7 @@ void take_diagonals(bidiagonal_reduction<complex>& out, const std::vector<comple
 } // namespace
 
 template <class T>
-bidiagonal_reduction<T> bidiagonalize(std::vector<T> a, std::size_t n,
+bidiagonal_reduction<T> bidiagonalize(aligned_vector<T> a, std::size_t n,
                                       const bidiagonal_blocking& blocking)
 {
     return n < blocking.least_order ? bidiagonalize_unblocked(std::move(a), n)
@@ -45,12 +47,12 @@ bidiagonal_reduction<T> bidiagonalize(std::vector<T> a, std::size_t n,
 }
 
 template <class T>
-bidiagonal_reduction<T> bidiagonalize_blocked(std::vector<T> a, std::size_t n,
+bidiagonal_reduction<T> bidiagonalize_blocked(aligned_vector<T> a, std::size_t n,
                                               const bidiagonal_blocking& blocking)
 {
     bidiagonal_reduction<T> out(n);
-    std::vector<T> d(n);
-    std::vector<T> e(n);
+    aligned_vector<T> d(n);
+    aligned_vector<T> e(n);
     aligned_rows<T> work(std::move(a), n);
     for (std::size_t first = 0; first < n; first += blocking.panel) {
         const std::size_t last = std::min(first + blocking.panel, n);
@@ -63,13 +65,13 @@ bidiagonal_reduction<T> bidiagonalize_blocked(std::vector<T> a, std::size_t n,
     return out;
 }
 
-template bidiagonal_reduction<double> bidiagonalize_blocked(std::vector<double>, std::size_t,
+template bidiagonal_reduction<double> bidiagonalize_blocked(aligned_vector<double>, std::size_t,
                                                             const bidiagonal_blocking&);
-template bidiagonal_reduction<complex> bidiagonalize_blocked(std::vector<complex>, std::size_t,
+template bidiagonal_reduction<complex> bidiagonalize_blocked(aligned_vector<complex>, std::size_t,
                                                              const bidiagonal_blocking&);
-template bidiagonal_reduction<double> bidiagonalize(std::vector<double>, std::size_t,
+template bidiagonal_reduction<double> bidiagonalize(aligned_vector<double>, std::size_t,
                                                     const bidiagonal_blocking&);
-template bidiagonal_reduction<complex> bidiagonalize(std::vector<complex>, std::size_t,
+template bidiagonal_reduction<complex> bidiagonalize(aligned_vector<complex>, std::size_t,
                                                      const bidiagonal_blocking&);
 
 } // namespace numerical::detail

@@ -9,11 +9,11 @@
 // Bases are held by rows: row i of `left` is the i-th left basis vector and row i of `right` the
 // i-th right one, that is A = leftᵀ·B·conj(right).
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/svd/bidiagonal_reduction.hpp"
 
 #include <cstddef>
 #include <type_traits>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -43,25 +43,25 @@ constexpr std::size_t bases_block = 32; // reflectors that are applied together
 template <class T>
 struct bidiagonal_bases
 {
-    std::vector<T> left;
-    std::vector<T> right;
+    aligned_vector<T> left;
+    aligned_vector<T> right;
 };
 
 // The reduction of the row-major n × n matrix a of finite entries. The real form by panels leaves d
 // and e signed; otherwise they are non-negative.
 template <class T>
-bidiagonal_reduction<T> bidiagonalize(std::vector<T> a, std::size_t n,
+bidiagonal_reduction<T> bidiagonalize(aligned_vector<T> a, std::size_t n,
                                       const bidiagonal_blocking& blocking = fixed_blocking<T>);
 
 // The same by panels, of any order.
 template <class T>
 bidiagonal_reduction<T>
-bidiagonalize_blocked(std::vector<T> a, std::size_t n,
+bidiagonalize_blocked(aligned_vector<T> a, std::size_t n,
                       const bidiagonal_blocking& blocking = fixed_blocking<T>);
 
 // The same one reflector after the other, each applied to the whole trailing matrix.
 template <class T>
-bidiagonal_reduction<T> bidiagonalize_unblocked(std::vector<T> matrix, std::size_t n);
+bidiagonal_reduction<T> bidiagonalize_unblocked(aligned_vector<T> matrix, std::size_t n);
 
 // Both n × n bases by rows. Consumes the right reflectors.
 template <class T>
@@ -70,15 +70,17 @@ bidiagonal_bases<T> form_bidiagonal_bases(bidiagonal_reduction<T>& reduction);
 // The left basis times a real matrix of n rows, both by columns: left vectors of B become those of
 // A. The basis is never formed.
 template <class T>
-std::vector<T> multiply_left_basis(const bidiagonal_reduction<T>& reduction,
-                                   std::vector<double> vectors);
+aligned_vector<T> multiply_left_basis(const bidiagonal_reduction<T>& reduction,
+                                      aligned_vector<double> vectors);
 
 // The same of the right basis, and of a matrix of V = double or T. Consumes the right reflectors.
 template <class T, class V>
-std::vector<T> multiply_right_basis(bidiagonal_reduction<T>& reduction, std::vector<V> vectors);
+aligned_vector<T> multiply_right_basis(bidiagonal_reduction<T>& reduction,
+                                       aligned_vector<V> vectors);
 
 // UᴴX for a matrix X of n rows, the left basis' vectors being the columns of U.
 template <class T>
-std::vector<T> multiply_left_adjoint(const bidiagonal_reduction<T>& reduction, std::vector<T> x);
+aligned_vector<T> multiply_left_adjoint(const bidiagonal_reduction<T>& reduction,
+                                        aligned_vector<T> x);
 
 } // namespace numerical::detail

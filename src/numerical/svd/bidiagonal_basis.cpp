@@ -1,5 +1,6 @@
 #include "numerical/svd/bidiagonal.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/factor/blocks_in_turn.hpp"
 #include "numerical/factor/reflector.hpp"
@@ -20,7 +21,8 @@ namespace {
 // coordinates k and up. The basis begins as a diagonal matrix and is built from the last
 // reflectors backwards, so that the rows above each step are still zero where it acts.
 template <class T>
-void accumulate(const std::vector<std::vector<T>>& reflectors, std::vector<T>& basis, std::size_t n)
+void accumulate(const std::vector<aligned_vector<T>>& reflectors, aligned_vector<T>& basis,
+                std::size_t n)
 {
     if (n < blocked_bases_order<T>) {
         for (std::size_t k = n; k-- > 0;)
@@ -38,9 +40,9 @@ void accumulate(const std::vector<std::vector<T>>& reflectors, std::vector<T>& b
 // Right reflector i acts from coordinate i + 1 on: moved on by one place, the list is like the left
 // one.
 template <class T>
-std::vector<std::vector<T>> shifted_right_reflectors(bidiagonal_reduction<T>& reduction)
+std::vector<aligned_vector<T>> shifted_right_reflectors(bidiagonal_reduction<T>& reduction)
 {
-    std::vector<std::vector<T>> shifted(reduction.order);
+    std::vector<aligned_vector<T>> shifted(reduction.order);
     for (std::size_t i = 0; i + 1 < reduction.order; ++i)
         shifted[i + 1] = std::move(reduction.right_reflectors[i]);
     return shifted;
@@ -69,7 +71,7 @@ private:
 
 // The product of the reflectors, in order, times the target of n rows.
 template <class T>
-void apply_reflectors(const std::vector<std::vector<T>>& reflectors, std::vector<T>& target,
+void apply_reflectors(const std::vector<aligned_vector<T>>& reflectors, aligned_vector<T>& target,
                       std::size_t n)
 {
     const block_view<T> all{target.data(), n, target.size() / n};
@@ -86,7 +88,7 @@ void apply_reflectors(const std::vector<std::vector<T>>& reflectors, std::vector
 
 // Row i of the matrix times phases[i].
 template <class T, class V>
-std::vector<T> rows_times(const std::vector<T>& phases, std::vector<V> a)
+aligned_vector<T> rows_times(const aligned_vector<T>& phases, aligned_vector<V> a)
 {
     const std::size_t n = phases.size();
     const std::size_t columns = a.size() / n;
@@ -94,7 +96,7 @@ std::vector<T> rows_times(const std::vector<T>& phases, std::vector<V> a)
     if constexpr (std::is_same_v<T, double>)
         if (std::all_of(phases.begin(), phases.end(), is_one))
             return a;
-    std::vector<T> out = reserved<T>(a.size());
+    aligned_vector<T> out = reserved<T>(a.size());
     for (std::size_t i = 0; i < n; ++i)
         std::transform(a.begin() + static_cast<std::ptrdiff_t>(i * columns),
                        a.begin() + static_cast<std::ptrdiff_t>((i + 1) * columns),
@@ -106,19 +108,20 @@ std::vector<T> rows_times(const std::vector<T>& phases, std::vector<V> a)
 } // namespace
 
 template <class T>
-std::vector<T> multiply_left_basis(const bidiagonal_reduction<T>& reduction,
-                                   std::vector<double> vectors)
+aligned_vector<T> multiply_left_basis(const bidiagonal_reduction<T>& reduction,
+                                      aligned_vector<double> vectors)
 {
-    std::vector<T> phases = reduction.left_phases;
+    aligned_vector<T> phases = reduction.left_phases;
     for (T& phase : phases)
         phase = conjugate(phase);
-    std::vector<T> out = rows_times(phases, std::move(vectors));
+    aligned_vector<T> out = rows_times(phases, std::move(vectors));
     apply_reflectors(reduction.left_reflectors, out, reduction.order);
     return out;
 }
 
 template <class T>
-std::vector<T> multiply_left_adjoint(const bidiagonal_reduction<T>& reduction, std::vector<T> x)
+aligned_vector<T> multiply_left_adjoint(const bidiagonal_reduction<T>& reduction,
+                                        aligned_vector<T> x)
 {
     const std::size_t n = reduction.order;
     const std::size_t columns = x.size() / n;
@@ -131,12 +134,13 @@ std::vector<T> multiply_left_adjoint(const bidiagonal_reduction<T>& reduction, s
 }
 
 template <class T, class V>
-std::vector<T> multiply_right_basis(bidiagonal_reduction<T>& reduction, std::vector<V> vectors)
+aligned_vector<T> multiply_right_basis(bidiagonal_reduction<T>& reduction,
+                                       aligned_vector<V> vectors)
 {
-    std::vector<T> phases = reduction.right_phases;
+    aligned_vector<T> phases = reduction.right_phases;
     std::rotate(phases.begin(), phases.end() - 1, phases.end()); // one place on
     phases[0] = T(1);
-    std::vector<T> out = rows_times(phases, std::move(vectors));
+    aligned_vector<T> out = rows_times(phases, std::move(vectors));
     apply_reflectors(shifted_right_reflectors(reduction), out, reduction.order);
     return out;
 }
@@ -159,20 +163,20 @@ bidiagonal_bases<T> form_bidiagonal_bases(bidiagonal_reduction<T>& reduction)
     return bases;
 }
 
-template std::vector<double> multiply_left_basis(const bidiagonal_reduction<double>&,
-                                                 std::vector<double>);
-template std::vector<complex> multiply_left_basis(const bidiagonal_reduction<complex>&,
-                                                  std::vector<double>);
-template std::vector<double> multiply_right_basis(bidiagonal_reduction<double>&,
-                                                  std::vector<double>);
-template std::vector<complex> multiply_right_basis(bidiagonal_reduction<complex>&,
-                                                   std::vector<double>);
-template std::vector<complex> multiply_right_basis(bidiagonal_reduction<complex>&,
-                                                   std::vector<complex>);
-template std::vector<double> multiply_left_adjoint(const bidiagonal_reduction<double>&,
-                                                   std::vector<double>);
-template std::vector<complex> multiply_left_adjoint(const bidiagonal_reduction<complex>&,
-                                                    std::vector<complex>);
+template aligned_vector<double> multiply_left_basis(const bidiagonal_reduction<double>&,
+                                                    aligned_vector<double>);
+template aligned_vector<complex> multiply_left_basis(const bidiagonal_reduction<complex>&,
+                                                     aligned_vector<double>);
+template aligned_vector<double> multiply_right_basis(bidiagonal_reduction<double>&,
+                                                     aligned_vector<double>);
+template aligned_vector<complex> multiply_right_basis(bidiagonal_reduction<complex>&,
+                                                      aligned_vector<double>);
+template aligned_vector<complex> multiply_right_basis(bidiagonal_reduction<complex>&,
+                                                      aligned_vector<complex>);
+template aligned_vector<double> multiply_left_adjoint(const bidiagonal_reduction<double>&,
+                                                      aligned_vector<double>);
+template aligned_vector<complex> multiply_left_adjoint(const bidiagonal_reduction<complex>&,
+                                                       aligned_vector<complex>);
 template bidiagonal_bases<double> form_bidiagonal_bases(bidiagonal_reduction<double>&);
 template bidiagonal_bases<complex> form_bidiagonal_bases(bidiagonal_reduction<complex>&);
 

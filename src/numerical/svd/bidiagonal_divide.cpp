@@ -1,5 +1,6 @@
 #include "numerical/svd/bidiagonal_divide.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/halves.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/matrix.hpp"
@@ -60,7 +61,7 @@ public:
 private:
     void tear(const bidiagonal_problem& problem, double* values, const bidiagonal_vectors& vectors,
               column_order order);
-    torn_problem solve_halves(const bidiagonal_problem& problem, std::vector<double>& merged,
+    torn_problem solve_halves(const bidiagonal_problem& problem, aligned_vector<double>& merged,
                               const bidiagonal_vectors& vectors);
 
     merge_workspace workspace;
@@ -101,7 +102,7 @@ struct leaf_pair
 //     [         alpha      beta        ]  the torn row k, coupled to the upper half's last column
 //     [                    lower       ]  and the lower half's first
 torn_problem bidiagonal_division::solve_halves(const bidiagonal_problem& problem,
-                                               std::vector<double>& merged,
+                                               aligned_vector<double>& merged,
                                                const bidiagonal_vectors& vectors)
 {
     const auto [d, e, n, extra] = problem;
@@ -113,7 +114,7 @@ torn_problem bidiagonal_division::solve_halves(const bidiagonal_problem& problem
     std::optional<leaf_pair> leaves;
     if (k < bidiagonal_leaf_order)
         leaves.emplace(upper_problem, lower_problem);
-    torn_problem torn{.k = k, .alpha = d[k], .beta = e[k], .z = std::vector<double>(n)};
+    torn_problem torn{.k = k, .alpha = d[k], .beta = e[k], .z = aligned_vector<double>(n)};
 
     const bidiagonal_vectors upper = upper_half(vectors, k);
     const bidiagonal_vectors lower = lower_half(vectors, k);
@@ -159,7 +160,7 @@ torn_problem bidiagonal_division::solve_halves(const bidiagonal_problem& problem
 void bidiagonal_division::tear(const bidiagonal_problem& problem, double* values,
                                const bidiagonal_vectors& vectors, column_order order)
 {
-    std::vector<double> merged(problem.n);
+    aligned_vector<double> merged(problem.n);
     torn_problem torn = solve_halves(problem, merged, vectors);
     merge_arrow(merged, std::move(torn), vectors, order, workspace);
     std::copy(merged.begin(), merged.end(), values);
@@ -170,7 +171,7 @@ void bidiagonal_division::solve_choosing(const bidiagonal_problem& problem, doub
                                          const bidiagonal_vectors& chosen)
 {
     const scaled_problem scaled(problem);
-    std::vector<double> merged(problem.n);
+    aligned_vector<double> merged(problem.n);
     torn_problem torn = solve_halves(scaled.problem(), merged, vectors);
     merge_arrow_choosing(merged, std::move(torn), vectors, wanted, chosen.u, chosen.v);
     std::copy(merged.begin(), merged.end(), values);
@@ -180,20 +181,20 @@ void bidiagonal_division::solve_choosing(const bidiagonal_problem& problem, doub
 } // namespace
 
 template <class T>
-void multiply_real_left(const std::vector<double>& a, std::vector<T>& b, std::size_t n)
+void multiply_real_left(const aligned_vector<double>& a, aligned_vector<T>& b, std::size_t n)
 {
     // The parts of a complex row are twice as many real columns.
     constexpr std::size_t parts = sizeof(T) / sizeof(double);
-    std::vector<T> product = zeros<T>(n * n);
+    aligned_vector<T> product = zeros<T>(n * n);
     gemm(n, parts * n, n, a.data(), n, as_doubles(b.data()), parts * n, as_doubles(product.data()),
          parts * n);
     b = std::move(product);
 }
 
-bidiagonal_svd divide_bidiagonal(const std::vector<double>& d, const std::vector<double>& e,
+bidiagonal_svd divide_bidiagonal(const aligned_vector<double>& d, const aligned_vector<double>& e,
                                  std::size_t n)
 {
-    bidiagonal_svd out{std::vector<double>(n), zeros<double>(n * n), zeros<double>(n * n)};
+    bidiagonal_svd out{aligned_vector<double>(n), zeros<double>(n * n), zeros<double>(n * n)};
     if (n == 0)
         return out;
     bidiagonal_division().solve(
@@ -203,12 +204,14 @@ bidiagonal_svd divide_bidiagonal(const std::vector<double>& d, const std::vector
     return out;
 }
 
-bidiagonal_svd divide_bidiagonal_leading(const std::vector<double>& d, const std::vector<double>& e,
-                                         std::size_t n, std::size_t count)
+bidiagonal_svd divide_bidiagonal_leading(const aligned_vector<double>& d,
+                                         const aligned_vector<double>& e, std::size_t n,
+                                         std::size_t count)
 {
-    std::vector<double> u = zeros<double>(n * n);
-    std::vector<double> v = zeros<double>(n * n);
-    bidiagonal_svd out{std::vector<double>(n), zeros<double>(n * count), zeros<double>(n * count)};
+    aligned_vector<double> u = zeros<double>(n * n);
+    aligned_vector<double> v = zeros<double>(n * n);
+    bidiagonal_svd out{aligned_vector<double>(n), zeros<double>(n * count),
+                       zeros<double>(n * count)};
     bidiagonal_division().solve_choosing(
         {.d = d.data(), .e = e.data(), .n = n, .extra = 0}, out.values.data(),
         {{u.data(), n, n}, {v.data(), n, n}, wanted_rows::all}, {n - count, n},
@@ -220,8 +223,8 @@ bidiagonal_svd divide_bidiagonal_leading(const std::vector<double>& d, const std
 }
 
 template <class T>
-void bidiagonal_divide_and_conquer(std::vector<double>& d, const std::vector<double>& e,
-                                   std::vector<T>& left, std::vector<T>& right, std::size_t n)
+void bidiagonal_divide_and_conquer(aligned_vector<double>& d, const aligned_vector<double>& e,
+                                   aligned_vector<T>& left, aligned_vector<T>& right, std::size_t n)
 {
     if (n < bidiagonal_leaf_order) { // a single leaf, which may work on the bases directly
         scaled_problem scaled({.d = d.data(), .e = e.data(), .n = n, .extra = 0});
@@ -238,27 +241,28 @@ void bidiagonal_divide_and_conquer(std::vector<double>& d, const std::vector<dou
     multiply_real_left(svd.v, right, n);
 }
 
-std::vector<double> bidiagonal_values(const std::vector<double>& d, const std::vector<double>& e,
-                                      std::size_t n)
+aligned_vector<double> bidiagonal_values(const aligned_vector<double>& d,
+                                         const aligned_vector<double>& e, std::size_t n)
 {
-    std::vector<double> values(n);
+    aligned_vector<double> values(n);
     if (n == 0)
         return values;
-    std::vector<double> ends(2 * n);
+    aligned_vector<double> ends(2 * n);
     bidiagonal_division().solve({.d = d.data(), .e = e.data(), .n = n, .extra = 0}, values.data(),
                                 {{nullptr, 0, 0}, {ends.data(), 2, n}, wanted_rows::none});
     std::reverse(values.begin(), values.end());
     return values;
 }
 
-template void bidiagonal_divide_and_conquer(std::vector<double>&, const std::vector<double>&,
-                                            std::vector<double>&, std::vector<double>&,
+template void bidiagonal_divide_and_conquer(aligned_vector<double>&, const aligned_vector<double>&,
+                                            aligned_vector<double>&, aligned_vector<double>&,
                                             std::size_t);
-template void bidiagonal_divide_and_conquer(std::vector<double>&, const std::vector<double>&,
-                                            std::vector<std::complex<double>>&,
-                                            std::vector<std::complex<double>>&, std::size_t);
-template void multiply_real_left(const std::vector<double>&, std::vector<double>&, std::size_t);
-template void multiply_real_left(const std::vector<double>&, std::vector<std::complex<double>>&,
+template void bidiagonal_divide_and_conquer(aligned_vector<double>&, const aligned_vector<double>&,
+                                            aligned_vector<std::complex<double>>&,
+                                            aligned_vector<std::complex<double>>&, std::size_t);
+template void multiply_real_left(const aligned_vector<double>&, aligned_vector<double>&,
                                  std::size_t);
+template void multiply_real_left(const aligned_vector<double>&,
+                                 aligned_vector<std::complex<double>>&, std::size_t);
 
 } // namespace numerical::detail

@@ -12,8 +12,9 @@
 // such that the roots are exact for it (Gu and Eisenstat 1994). So they are orthogonal without
 // extra precision.
 
+#include "numerical/aligned_vector.hpp"
+
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -22,34 +23,36 @@ constexpr std::size_t bidiagonal_leaf_order = 33;
 
 struct bidiagonal_svd
 {
-    std::vector<double> values; // descending
-    std::vector<double> u;      // n × n, left vectors in columns
-    std::vector<double> v;      // n × n, right vectors in columns
+    aligned_vector<double> values; // descending
+    aligned_vector<double> u;      // n × n, left vectors in columns
+    aligned_vector<double> v;      // n × n, right vectors in columns
 };
 
 // d and e hold the diagonal and the superdiagonal, n entries each. convergence_error from a leaf's
 // iteration, or "the secular equation did not converge".
-bidiagonal_svd divide_bidiagonal(const std::vector<double>& d, const std::vector<double>& e,
+bidiagonal_svd divide_bidiagonal(const aligned_vector<double>& d, const aligned_vector<double>& e,
                                  std::size_t n);
 
 // All values and the vectors of the `count` largest, in the columns of n × count matrices: the last
 // merge, which has three quarters of the products, is made for them only. For n from the leaf's
 // order on.
-bidiagonal_svd divide_bidiagonal_leading(const std::vector<double>& d, const std::vector<double>& e,
-                                         std::size_t n, std::size_t count);
+bidiagonal_svd divide_bidiagonal_leading(const aligned_vector<double>& d,
+                                         const aligned_vector<double>& e, std::size_t n,
+                                         std::size_t count);
 
 // The same for B between the n × n bases left and right, held by rows. On return d holds the
 // singular values, and row k of either basis belongs to d[k].
 template <class T>
-void bidiagonal_divide_and_conquer(std::vector<double>& d, const std::vector<double>& e,
-                                   std::vector<T>& left, std::vector<T>& right, std::size_t n);
+void bidiagonal_divide_and_conquer(aligned_vector<double>& d, const aligned_vector<double>& e,
+                                   aligned_vector<T>& left, aligned_vector<T>& right,
+                                   std::size_t n);
 
 // The same singular values, bit by bit, without vectors.
-std::vector<double> bidiagonal_values(const std::vector<double>& d, const std::vector<double>& e,
-                                      std::size_t n);
+aligned_vector<double> bidiagonal_values(const aligned_vector<double>& d,
+                                         const aligned_vector<double>& e, std::size_t n);
 
 // b := a·b for the real n × n matrix a.
 template <class T>
-void multiply_real_left(const std::vector<double>& a, std::vector<T>& b, std::size_t n);
+void multiply_real_left(const aligned_vector<double>& a, aligned_vector<T>& b, std::size_t n);
 
 } // namespace numerical::detail

@@ -2,11 +2,11 @@
 
 // The implicitly shifted QR iteration on the two diagonals of a bidiagonal matrix.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/svd/bidiagonal_operations.hpp"
 
 #include <cstddef>
 #include <utility>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -14,7 +14,7 @@ class bidiagonal_iteration
 {
 public:
     // Adds to the operations.
-    bidiagonal_iteration(std::vector<double>& diagonal, std::vector<double>& superdiagonal,
+    bidiagonal_iteration(aligned_vector<double>& diagonal, aligned_vector<double>& superdiagonal,
                          std::size_t order, std::size_t step_limit,
                          bidiagonal_operations operations)
         : recorded(std::move(operations)), d(diagonal), e(superdiagonal), n(order),
@@ -56,8 +56,8 @@ private:
     bool end_chase();
     void finish(std::size_t hi);
 
-    std::vector<double>& d;
-    std::vector<double>& e;
+    aligned_vector<double>& d;
+    aligned_vector<double>& e;
     std::size_t n;
     std::size_t max_steps;
     std::size_t steps = 0; // over the whole call

@@ -1,5 +1,6 @@
 #include "numerical/svd/bidiagonal_leaf.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
@@ -9,9 +10,9 @@
 namespace numerical::detail {
 namespace {
 
-std::vector<double> identity(std::size_t n)
+aligned_vector<double> identity(std::size_t n)
 {
-    std::vector<double> a(n * n);
+    aligned_vector<double> a(n * n);
     for (std::size_t i = 0; i < n; ++i)
         a[i * n + i] = 1;
     return a;
@@ -19,8 +20,8 @@ std::vector<double> identity(std::size_t n)
 
 // Rotates the coupling to the extra column away; d and e are those of the square problem then.
 // Applied to the identity, the rotations give the right basis of this step.
-std::vector<column_rotation> absorb_extra_column(std::vector<double>& d, std::vector<double>& e,
-                                                 double coupling)
+std::vector<column_rotation> absorb_extra_column(aligned_vector<double>& d,
+                                                 aligned_vector<double>& e, double coupling)
 {
     const std::size_t n = d.size();
     std::vector<column_rotation> rotations;
@@ -48,7 +49,7 @@ void place_reversed(block_view<double> to, block_view<const double> from)
 } // namespace
 
 scaled_problem::scaled_problem(const bidiagonal_problem& of)
-    : entries{{of.d, of.d + of.n}, std::vector<double>(of.n)}, extra(of.extra)
+    : entries{{of.d, of.d + of.n}, aligned_vector<double>(of.n)}, extra(of.extra)
 {
     auto& [d, e] = entries;
     if (of.n > 0)
@@ -92,12 +93,12 @@ void bidiagonal_leaf::iterate(bidiagonal_leaf& a, bidiagonal_leaf& b)
 
 void bidiagonal_leaf::place(double* values, const bidiagonal_vectors& vectors) const
 {
-    const std::vector<double>& d = scaled.entries.d;
+    const aligned_vector<double>& d = scaled.entries.d;
     std::reverse_copy(d.begin(), d.end(), values);
     scaled.scale_back(values);
     if (vectors.complete()) {
         const std::size_t n = d.size();
-        std::vector<double> p = identity(n);
+        aligned_vector<double> p = identity(n);
         apply_row_operations(p, n, operations.left_operations());
         place_reversed(vectors.u, {p.data(), n, n});
     }
@@ -113,7 +114,7 @@ void bidiagonal_leaf::place_right(const block_view<double>& v, bool complete) co
         v(i, complete || i == 0 ? i : v.cols - 1) = 1;
     }
     rotate_columns(v, absorbing);
-    std::vector<double> columns(n * v.rows);
+    aligned_vector<double> columns(n * v.rows);
     const block_view<double> by_rows{columns.data(), n, v.rows};
     transpose_into(by_rows, v.sub(0, v.rows, 0, n));
     apply_row_operations(by_rows, operations.right_operations());

@@ -1,5 +1,6 @@
 #include "numerical/svd/bidiagonal_panel.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/gemm/kernels/gemv.hpp"
@@ -59,13 +60,13 @@ bidiagonal_panel<T>::bidiagonal_panel(block_view<T> matrix, std::size_t first_co
 
 // Column c of A from a row down.
 template <class T>
-std::vector<T> bidiagonal_panel<T>::matrix_column(std::size_t c, std::size_t from_row) const
+aligned_vector<T> bidiagonal_panel<T>::matrix_column(std::size_t c, std::size_t from_row) const
 {
     if (c < last) {
         const T* const column = columns.data() + (c - first) * (n - first);
-        return std::vector<T>(column + (from_row - first), column + (n - first));
+        return aligned_vector<T>(column + (from_row - first), column + (n - first));
     }
-    std::vector<T> column(n - from_row);
+    aligned_vector<T> column(n - from_row);
     for (std::size_t i = from_row; i < n; ++i)
         column[i - from_row] = a(i, c);
     return column;
@@ -73,10 +74,10 @@ std::vector<T> bidiagonal_panel<T>::matrix_column(std::size_t c, std::size_t fro
 
 // Element c of each of the rows.
 template <class T>
-std::vector<T> bidiagonal_panel<T>::factor_column(const std::vector<T>& factor, factor_rows rows,
-                                                  std::size_t c) const
+aligned_vector<T> bidiagonal_panel<T>::factor_column(const aligned_vector<T>& factor,
+                                                     factor_rows rows, std::size_t c) const
 {
-    std::vector<T> column(rows.count);
+    aligned_vector<T> column(rows.count);
     for (std::size_t t = 0; t < rows.count; ++t)
         column[t] = factor[(rows.from + rows.step * t) * n + c];
     return column;
@@ -84,10 +85,10 @@ std::vector<T> bidiagonal_panel<T>::factor_column(const std::vector<T>& factor, 
 
 // The rows' part from element c on, times x.
 template <class T>
-std::vector<T> bidiagonal_panel<T>::dots(const std::vector<T>& factor, factor_rows rows,
-                                         std::size_t c, const std::vector<T>& x) const
+aligned_vector<T> bidiagonal_panel<T>::dots(const aligned_vector<T>& factor, factor_rows rows,
+                                            std::size_t c, const aligned_vector<T>& x) const
 {
-    std::vector<T> products(rows.count);
+    aligned_vector<T> products(rows.count);
     add_row_dots_on(path, products.data(), factor.data() + rows.from * n + c, rows.step * n,
                     rows.count, x.data(), x.size());
     return products;
@@ -95,8 +96,8 @@ std::vector<T> bidiagonal_panel<T>::dots(const std::vector<T>& factor, factor_ro
 
 // x -= the combination of the rows' part from element c on.
 template <class T>
-void bidiagonal_panel<T>::subtract(T* x, std::size_t size, const std::vector<T>& coefficients,
-                                   const std::vector<T>& factor, factor_rows rows,
+void bidiagonal_panel<T>::subtract(T* x, std::size_t size, const aligned_vector<T>& coefficients,
+                                   const aligned_vector<T>& factor, factor_rows rows,
                                    std::size_t c) const
 {
     subtract_column_sums(path, x, coefficients.data(),
@@ -111,7 +112,7 @@ template <class T>
 T bidiagonal_panel<T>::reduce_column(std::size_t c)
 {
     const std::size_t l = c - first;
-    std::vector<T> u = matrix_column(c, c);
+    aligned_vector<T> u = matrix_column(c, c);
     subtract(u.data(), u.size(), factor_column(right, all(l), c), left, all(l), c);
     if (is_zero(u.data() + 1, u.size() - 1))
         return u[0];
@@ -135,13 +136,13 @@ void bidiagonal_panel<T>::update_row(std::size_t c, T* r, std::size_t from, std:
 // Computes, with column c's left reflector, y; r, the conjugate of row c right of the diagonal; and
 // the product A·r below row c. Sums over columns are taken by groups of tiles, added in order.
 template <class T>
-std::vector<T> bidiagonal_panel<T>::sweep(std::size_t c, std::vector<T>& r)
+aligned_vector<T> bidiagonal_panel<T>::sweep(std::size_t c, aligned_vector<T>& r)
 {
     const std::size_t l = c - first;
     const std::size_t size = n - c - 1;
-    std::vector<T> conjugate_u = out.left_reflectors[c];
+    aligned_vector<T> conjugate_u = out.left_reflectors[c];
     conjugate_all(conjugate_u.data(), conjugate_u.size());
-    const std::vector<T> weights = dots(left, all(l), c, conjugate_u);
+    const aligned_vector<T> weights = dots(left, all(l), c, conjugate_u);
     T* const y = panel_left_update(l);
 
     const auto sweep_tile = [&](std::size_t from, std::size_t width, T* w) {
@@ -161,7 +162,7 @@ std::vector<T> bidiagonal_panel<T>::sweep(std::size_t c, std::vector<T>& r)
     const std::size_t group_columns = tiles_per_group * tile_columns;
     const std::size_t first_group = (c + 1) / group_columns;
     const std::size_t groups = (n - 1) / group_columns + 1 - first_group;
-    std::vector<T> partial(groups * size);
+    aligned_vector<T> partial(groups * size);
     const auto sweep_group = [&](std::size_t g) {
         const std::size_t end = std::min((first_group + g + 1) * group_columns, n);
         std::size_t from = std::max(c + 1, (first_group + g) * group_columns);
@@ -181,9 +182,10 @@ std::vector<T> bidiagonal_panel<T>::sweep(std::size_t c, std::vector<T>& r)
 
 // A·v below row c, without the sweep.
 template <class T>
-std::vector<T> bidiagonal_panel<T>::multiply_right(std::size_t c, const std::vector<T>& v) const
+aligned_vector<T> bidiagonal_panel<T>::multiply_right(std::size_t c,
+                                                      const aligned_vector<T>& v) const
 {
-    std::vector<T> w(v.size());
+    aligned_vector<T> w(v.size());
     const auto multiply_rows = [&](std::size_t b) {
         const std::size_t from = b * rows_per_index;
         add_row_dots_on(path, w.data() + from, a.row(c + 1 + from) + c + 1, a.stride,
@@ -195,12 +197,12 @@ std::vector<T> bidiagonal_panel<T>::multiply_right(std::size_t c, const std::vec
 
 // A·v from w = A·r: r begins with `first_of_r`, and its reflector v maps it to β·e₁.
 template <class T>
-std::vector<T> bidiagonal_panel<T>::product_from_sweep(std::size_t c, std::vector<T> w,
-                                                       T first_of_r, T beta,
-                                                       const std::vector<T>& v) const
+aligned_vector<T> bidiagonal_panel<T>::product_from_sweep(std::size_t c, aligned_vector<T> w,
+                                                          T first_of_r, T beta,
+                                                          const aligned_vector<T>& v) const
 {
     const double length = modulus(T(first_of_r - beta)) / modulus(v[0]);
-    const std::vector<T> column = matrix_column(c + 1, c + 1);
+    const aligned_vector<T> column = matrix_column(c + 1, c + 1);
     for (std::size_t i = 0; i < w.size(); ++i)
         w[i] = (w[i] - finite_product(beta, column[i])) / length;
     return w;
@@ -208,7 +210,7 @@ std::vector<T> bidiagonal_panel<T>::product_from_sweep(std::size_t c, std::vecto
 
 // x = 2·(A - Lᵀ·R)·v from w = A·v.
 template <class T>
-void bidiagonal_panel<T>::store_right(std::size_t c, std::vector<T> w, std::vector<T> v)
+void bidiagonal_panel<T>::store_right(std::size_t c, aligned_vector<T> w, aligned_vector<T> v)
 {
     const std::size_t l = c - first;
     const factor_rows lefts = of_left_reflectors(l + 1);
@@ -230,8 +232,8 @@ void bidiagonal_panel<T>::reduce(std::size_t c, T& d, T& e)
     d = reduce_column(c);
     if (c + 1 == n)
         return;
-    std::vector<T> r(n - c - 1);
-    std::vector<T> w;
+    aligned_vector<T> r(n - c - 1);
+    aligned_vector<T> w;
     if (out.left_reflectors[c].empty()) {
         update_row(c, r.data(), c + 1, r.size());
         conjugate_all(r.data(), r.size());
@@ -260,8 +262,8 @@ void bidiagonal_panel<T>::update_trailing()
     const std::size_t terms = 2 * (last - first);
     const std::size_t size = n - last;
     const auto place = [=](std::size_t row) { return row / 2 + (row % 2) * (terms / 2); };
-    std::vector<T> minus_left(size * terms);
-    std::vector<T> ordered_right(terms * size);
+    aligned_vector<T> minus_left(size * terms);
+    aligned_vector<T> ordered_right(terms * size);
     for (std::size_t t = 0; t < terms; ++t) {
         const T* const l = left.data() + t * n + last;
         const T* const r = right.data() + t * n + last;

@@ -2,13 +2,13 @@
 
 // Some columns of the blocked reduction to bidiagonal form, and the rows right of them.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/kernels/gemv_transposed.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/svd/bidiagonal_reduction.hpp"
 
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -62,30 +62,30 @@ private:
 
     T* panel_right_update(std::size_t l) { return left.data() + (2 * l + 1) * n; }
 
-    std::vector<T> matrix_column(std::size_t c, std::size_t from_row) const;
-    std::vector<T> factor_column(const std::vector<T>& factor, factor_rows rows,
-                                 std::size_t c) const;
-    std::vector<T> dots(const std::vector<T>& factor, factor_rows rows, std::size_t c,
-                        const std::vector<T>& x) const;
-    void subtract(T* x, std::size_t size, const std::vector<T>& coefficients,
-                  const std::vector<T>& factor, factor_rows rows, std::size_t c) const;
+    aligned_vector<T> matrix_column(std::size_t c, std::size_t from_row) const;
+    aligned_vector<T> factor_column(const aligned_vector<T>& factor, factor_rows rows,
+                                    std::size_t c) const;
+    aligned_vector<T> dots(const aligned_vector<T>& factor, factor_rows rows, std::size_t c,
+                           const aligned_vector<T>& x) const;
+    void subtract(T* x, std::size_t size, const aligned_vector<T>& coefficients,
+                  const aligned_vector<T>& factor, factor_rows rows, std::size_t c) const;
 
     T reduce_column(std::size_t c);
     void update_row(std::size_t c, T* r, std::size_t from, std::size_t width) const;
-    std::vector<T> sweep(std::size_t c, std::vector<T>& r);
-    std::vector<T> multiply_right(std::size_t c, const std::vector<T>& v) const;
-    std::vector<T> product_from_sweep(std::size_t c, std::vector<T> w, T first_of_r, T beta,
-                                      const std::vector<T>& v) const;
-    void store_right(std::size_t c, std::vector<T> w, std::vector<T> v);
+    aligned_vector<T> sweep(std::size_t c, aligned_vector<T>& r);
+    aligned_vector<T> multiply_right(std::size_t c, const aligned_vector<T>& v) const;
+    aligned_vector<T> product_from_sweep(std::size_t c, aligned_vector<T> w, T first_of_r, T beta,
+                                         const aligned_vector<T>& v) const;
+    void store_right(std::size_t c, aligned_vector<T> w, aligned_vector<T> v);
 
     block_view<T> a;
     bidiagonal_reduction<T>& out;
     std::size_t n;
     std::size_t first;
     std::size_t last;
-    std::vector<T> columns; // those of the panel, each contiguous, from row `first` down
-    std::vector<T> left;    // L
-    std::vector<T> right;   // R
+    aligned_vector<T> columns; // those of the panel, each contiguous, from row `first` down
+    aligned_vector<T> left;    // L
+    aligned_vector<T> right;   // R
     int path = gemm_path_current();
 };
 

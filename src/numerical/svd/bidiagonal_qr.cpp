@@ -1,5 +1,6 @@
 #include "numerical/svd/bidiagonal_qr.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/svd/bidiagonal_iteration.hpp"
 
 #include <complex>
@@ -16,7 +17,7 @@ std::size_t usual_operations(std::size_t order)
 
 } // namespace
 
-bidiagonal_operations iterate_bidiagonal(std::vector<double>& d, std::vector<double>& e,
+bidiagonal_operations iterate_bidiagonal(aligned_vector<double>& d, aligned_vector<double>& e,
                                          std::size_t n, std::size_t max_steps)
 {
     bidiagonal_iteration iteration(d, e, n, max_steps, bidiagonal_operations(usual_operations(n)));
@@ -38,18 +39,19 @@ iterate_bidiagonal_pair(bidiagonal_entries& a, bidiagonal_entries& b, std::size_
 }
 
 template <class T>
-void bidiagonal_qr(std::vector<double>& d, std::vector<double>& e, std::vector<T>& left,
-                   std::vector<T>& right, std::size_t n, std::size_t max_steps)
+void bidiagonal_qr(aligned_vector<double>& d, aligned_vector<double>& e, aligned_vector<T>& left,
+                   aligned_vector<T>& right, std::size_t n, std::size_t max_steps)
 {
     const bidiagonal_operations operations = iterate_bidiagonal(d, e, n, max_steps);
     apply_row_operations(right, n, operations.right_operations());
     apply_row_operations(left, n, operations.left_operations());
 }
 
-template void bidiagonal_qr(std::vector<double>&, std::vector<double>&, std::vector<double>&,
-                            std::vector<double>&, std::size_t, std::size_t);
-template void bidiagonal_qr(std::vector<double>&, std::vector<double>&,
-                            std::vector<std::complex<double>>&, std::vector<std::complex<double>>&,
-                            std::size_t, std::size_t);
+template void bidiagonal_qr(aligned_vector<double>&, aligned_vector<double>&,
+                            aligned_vector<double>&, aligned_vector<double>&, std::size_t,
+                            std::size_t);
+template void bidiagonal_qr(aligned_vector<double>&, aligned_vector<double>&,
+                            aligned_vector<std::complex<double>>&,
+                            aligned_vector<std::complex<double>>&, std::size_t, std::size_t);
 
 } // namespace numerical::detail

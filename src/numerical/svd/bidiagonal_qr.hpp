@@ -4,11 +4,11 @@
 // (Golub and Kahan 1965; Golub and Van Loan 2013, section 8.6). The iteration touches the two
 // diagonals only; what it does to the bases is recorded, and applied once after convergence.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/svd/bidiagonal_operations.hpp"
 
 #include <cstddef>
 #include <utility>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -17,18 +17,18 @@ namespace numerical::detail {
 // row k of either basis belongs to d[k]. convergence_error "SVD: the bidiagonal QR iteration did
 // not converge within its steps" after max_steps chases in all; the bases are then as they were.
 template <class T>
-void bidiagonal_qr(std::vector<double>& d, std::vector<double>& e, std::vector<T>& left,
-                   std::vector<T>& right, std::size_t n, std::size_t max_steps);
+void bidiagonal_qr(aligned_vector<double>& d, aligned_vector<double>& e, aligned_vector<T>& left,
+                   aligned_vector<T>& right, std::size_t n, std::size_t max_steps);
 
 // The iteration alone.
 
-bidiagonal_operations iterate_bidiagonal(std::vector<double>& d, std::vector<double>& e,
+bidiagonal_operations iterate_bidiagonal(aligned_vector<double>& d, aligned_vector<double>& e,
                                          std::size_t n, std::size_t max_steps);
 
 struct bidiagonal_entries
 {
-    std::vector<double> d;
-    std::vector<double> e; // as many, the last one 0
+    aligned_vector<double> d;
+    aligned_vector<double> e; // as many, the last one 0
 };
 
 // Two iterations at a time. A chase is one chain of square roots and quotients that wait for each

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "numerical/aligned_vector.hpp"
+
 #include <cstddef>
 #include <vector>
 
@@ -13,12 +15,12 @@ template <class T>
 struct bidiagonal_reduction
 {
     std::size_t order;
-    std::vector<double> d; // diagonal
-    std::vector<double> e; // superdiagonal, with e[order - 1] = 0
-    std::vector<std::vector<T>> left_reflectors;
-    std::vector<std::vector<T>> right_reflectors;
-    std::vector<T> left_phases;
-    std::vector<T> right_phases;
+    aligned_vector<double> d; // diagonal
+    aligned_vector<double> e; // superdiagonal, with e[order - 1] = 0
+    std::vector<aligned_vector<T>> left_reflectors;
+    std::vector<aligned_vector<T>> right_reflectors;
+    aligned_vector<T> left_phases;
+    aligned_vector<T> right_phases;
 
     explicit bidiagonal_reduction(std::size_t n)
         : order(n), d(n), e(n), left_reflectors(n), right_reflectors(n), left_phases(n, T(1)),

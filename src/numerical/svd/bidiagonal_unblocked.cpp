@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/svd/bidiagonal.hpp"
 
@@ -19,7 +20,7 @@ namespace {
 
 // The reflector that clears x after its first element; empty if there is nothing to clear.
 template <class T>
-std::vector<T> reflector_clearing_tail(std::vector<T> x)
+aligned_vector<T> reflector_clearing_tail(aligned_vector<T> x)
 {
     if (!(scaled_norm(x.data() + 1, x.size() - 1) > 0))
         x.clear();
@@ -31,7 +32,7 @@ std::vector<T> reflector_clearing_tail(std::vector<T> x)
 constexpr std::size_t rows_at_once = 16;
 
 // y -= 2·(y·r)·conj(r) for the part y of each of the rows; each sum in index order.
-void reflect_from_right(block_view<double> rows, const std::vector<double>& r)
+void reflect_from_right(block_view<double> rows, const aligned_vector<double>& r)
 {
     const int path = gemm_path_current();
     std::array<double, rows_at_once> sums;
@@ -43,7 +44,7 @@ void reflect_from_right(block_view<double> rows, const std::vector<double>& r)
                           r.size());
 }
 
-void reflect_from_right(block_view<complex> rows, const std::vector<complex>& conjugate_r)
+void reflect_from_right(block_view<complex> rows, const aligned_vector<complex>& conjugate_r)
 {
     reflect_columns(rows, conjugate_r);
 }
@@ -51,11 +52,11 @@ void reflect_from_right(block_view<complex> rows, const std::vector<complex>& co
 // A := A·H for the reflector r on the last columns of the rows. To begin where a cache line does it
 // takes in columns before those, on which r is zero.
 template <class T>
-void reflect_all_from_right(block_view<T> a, const std::vector<T>& r)
+void reflect_all_from_right(block_view<T> a, const aligned_vector<T>& r)
 {
     const std::size_t first = a.cols - r.size();
     const std::size_t line_start = first - first % aligned_rows<T>::line;
-    std::vector<T> conjugate_r(a.cols - line_start);
+    aligned_vector<T> conjugate_r(a.cols - line_start);
     std::transform(r.begin(), r.end(), conjugate_r.end() - std::ptrdiff_t(r.size()),
                    [](const T& element) { return conjugate(element); });
     const auto reflect_group = [&](std::size_t b) {
@@ -91,13 +92,13 @@ T make_superdiagonal_real(block_view<T> a, std::size_t k)
 // The reflections begin where a cache line does: columns before those that they are for hold
 // nothing that is read again.
 template <class T>
-bidiagonal_reduction<T> bidiagonalize_unblocked(std::vector<T> matrix, std::size_t n)
+bidiagonal_reduction<T> bidiagonalize_unblocked(aligned_vector<T> matrix, std::size_t n)
 {
     bidiagonal_reduction<T> out(n);
     aligned_rows<T> work(std::move(matrix), n);
     const block_view<T> a = work.view(n);
     for (std::size_t k = 0; k < n; ++k) {
-        std::vector<T> x(n - k);
+        aligned_vector<T> x(n - k);
         for (std::size_t i = k; i < n; ++i)
             x[i - k] = a(i, k);
         out.left_reflectors[k] = reflector_clearing_tail(std::move(x));
@@ -108,7 +109,7 @@ bidiagonal_reduction<T> bidiagonalize_unblocked(std::vector<T> matrix, std::size
         if (k + 1 == n)
             break;
 
-        std::vector<T> r(n - k - 1);
+        aligned_vector<T> r(n - k - 1);
         for (std::size_t j = k + 1; j < n; ++j)
             r[j - k - 1] = conjugate(a(k, j));
         out.right_reflectors[k] = reflector_clearing_tail(std::move(r));
@@ -120,7 +121,8 @@ bidiagonal_reduction<T> bidiagonalize_unblocked(std::vector<T> matrix, std::size
     return out;
 }
 
-template bidiagonal_reduction<double> bidiagonalize_unblocked(std::vector<double>, std::size_t);
-template bidiagonal_reduction<complex> bidiagonalize_unblocked(std::vector<complex>, std::size_t);
+template bidiagonal_reduction<double> bidiagonalize_unblocked(aligned_vector<double>, std::size_t);
+template bidiagonal_reduction<complex> bidiagonalize_unblocked(aligned_vector<complex>,
+                                                               std::size_t);
 
 } // namespace numerical::detail

@@ -1,5 +1,6 @@
 #include "numerical/svd/dqds.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eps.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/scalar.hpp"
@@ -64,14 +65,15 @@ struct qd_shift
 class dqds_iteration
 {
 public:
-    dqds_iteration(std::vector<double> squares, std::vector<double> couplings, std::size_t steps)
+    dqds_iteration(aligned_vector<double> squares, aligned_vector<double> couplings,
+                   std::size_t steps)
         : q(std::move(squares)), e(std::move(couplings)), next_q(q.size()), next_e(e.size()),
           steps_left(steps), pending{{0, q.size(), {}}}
     {
     }
 
     // The squared values, in no order.
-    std::vector<double> run();
+    aligned_vector<double> run();
 
 private:
     void solve(qd_block block);
@@ -87,11 +89,11 @@ private:
     qd_shift shift_below(const qd_block& block, double others, double last) const;
     bool last_stands_alone(const qd_block& block, double reciprocals) const;
 
-    std::vector<double> q;
-    std::vector<double> e;
-    std::vector<double> next_q;
-    std::vector<double> next_e;
-    std::vector<double> values;
+    aligned_vector<double> q;
+    aligned_vector<double> e;
+    aligned_vector<double> next_q;
+    aligned_vector<double> next_e;
+    aligned_vector<double> values;
     std::size_t steps_left;
     double fraction = least_fraction; // of an upper bound that is dared as a shift
     std::vector<qd_block> pending;
@@ -161,7 +163,7 @@ void dqds_iteration::turn_large_end_first(const qd_block& block)
 {
     if (block.first == block.last || q[block.first] >= q[block.last - 1])
         return;
-    const auto at = [](std::vector<double>& x, std::size_t i) {
+    const auto at = [](aligned_vector<double>& x, std::size_t i) {
         return x.begin() + static_cast<std::ptrdiff_t>(i);
     };
     std::reverse(at(q, block.first), at(q, block.last));
@@ -281,7 +283,7 @@ void dqds_iteration::solve(qd_block block)
     }
 }
 
-std::vector<double> dqds_iteration::run()
+aligned_vector<double> dqds_iteration::run()
 {
     while (!pending.empty()) {
         const qd_block block = pending.back();
@@ -293,8 +295,8 @@ std::vector<double> dqds_iteration::run()
 
 } // namespace
 
-std::vector<double> dqds_values(const std::vector<double>& d, const std::vector<double>& e,
-                                std::size_t max_steps)
+aligned_vector<double> dqds_values(const aligned_vector<double>& d, const aligned_vector<double>& e,
+                                   std::size_t max_steps)
 {
     const std::size_t n = d.size();
     if (n == 0)
@@ -307,12 +309,12 @@ std::vector<double> dqds_values(const std::vector<double>& d, const std::vector<
         const double scaled = std::scalbn(x, -exponent);
         return scaled * scaled;
     };
-    std::vector<double> squares(n);
-    std::vector<double> couplings(n);
+    aligned_vector<double> squares(n);
+    aligned_vector<double> couplings(n);
     std::transform(d.begin(), d.end(), squares.begin(), square);
     std::transform(e.begin(), e.begin() + static_cast<std::ptrdiff_t>(n - 1), couplings.begin(),
                    square);
-    std::vector<double> values =
+    aligned_vector<double> values =
         dqds_iteration(std::move(squares), std::move(couplings), max_steps).run();
     for (double& value : values)
         value = std::scalbn(std::sqrt(value), exponent);

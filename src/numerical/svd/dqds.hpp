@@ -9,8 +9,9 @@
 // which subtracts the shift τ from all squared singular values. Nothing else is subtracted, so that
 // no digit is lost. A shift above the smallest of them shows by a negative d, and is taken back.
 
+#include "numerical/aligned_vector.hpp"
+
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -18,7 +19,7 @@ namespace numerical::detail {
 // sign. The singular values, descending. Values below 2^-900 times the largest entry may lose
 // digits. convergence_error "SVD: the dqds iteration did not converge within its steps" after
 // max_steps transformations in all.
-std::vector<double> dqds_values(const std::vector<double>& d, const std::vector<double>& e,
-                                std::size_t max_steps);
+aligned_vector<double> dqds_values(const aligned_vector<double>& d, const aligned_vector<double>& e,
+                                   std::size_t max_steps);
 
 } // namespace numerical::detail

@@ -2,10 +2,10 @@
 
 // The singular value decomposition of a square matrix by the one-sided Jacobi method.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/svd/square_svd.hpp"
 
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -13,6 +13,6 @@ namespace numerical::detail {
 // order of their columns. Left vectors of zero values complete the others to an orthonormal set.
 // convergence_error from one_sided_jacobi after 60 sweeps. T = double or std::complex<double>.
 template <class T>
-square_svd<T> jacobi_svd(std::vector<T> a, std::size_t n);
+square_svd<T> jacobi_svd(aligned_vector<T> a, std::size_t n);
 
 } // namespace numerical::detail

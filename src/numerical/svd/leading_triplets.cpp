@@ -1,5 +1,6 @@
 #include "numerical/svd/leading_triplets.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/factor/reflector_block.hpp"
 #include "numerical/factor/triangular.hpp"
@@ -39,7 +40,7 @@ singular_triplets<T> cut_from_all(const matrix<T>& a, std::size_t k)
 
 // Of the n × n array, whose largest modulus is 1.
 template <class T>
-singular_triplets<T> of_square(std::vector<T> a, std::size_t n, std::size_t k)
+singular_triplets<T> of_square(aligned_vector<T> a, std::size_t n, std::size_t k)
 {
     auto reduction = detail::bidiagonalize(std::move(a), n, detail::fastest_blocking<T>);
     auto [values, u, v] = detail::divide_bidiagonal_leading(reduction.d, reduction.e, n, k);
@@ -54,7 +55,7 @@ template <class T>
 matrix<T> multiplied_by_q(const std::vector<detail::reflector_block<T>>& blocks, std::size_t rows,
                           matrix<T> u)
 {
-    std::vector<T> product = detail::zeros<T>(rows * u.cols);
+    aligned_vector<T> product = detail::zeros<T>(rows * u.cols);
     std::copy(u.data.begin(), u.data.end(), product.begin());
     for (auto block = blocks.rbegin(); block != blocks.rend(); ++block)
         detail::apply_reflector_block<detail::block_operator::direct>(*block, product, u.cols, 0,
@@ -68,7 +69,7 @@ singular_triplets<T> of_tall(const matrix<T>& a, std::size_t k)
 {
     const std::size_t n = a.cols;
     const double scale = detail::scale_of(a);
-    std::vector<T> work = detail::divided(a, scale);
+    aligned_vector<T> work = detail::divided(a, scale);
     singular_triplets<T> found{{0, 0, {}}, {}, {0, 0, {}}};
     if (a.rows > n) {
         auto [r, blocks] = detail::householder_reflect(std::move(work), a.rows, n);

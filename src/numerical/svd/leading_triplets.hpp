@@ -3,10 +3,10 @@
 // The largest singular values of a matrix and their vectors, exactly: by the reductions of the
 // whole problem, of which the last merge and the ways back are made for the wanted vectors only.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
 
 #include <cstddef>
-#include <vector>
 
 namespace numerical {
 
@@ -14,9 +14,9 @@ namespace numerical {
 template <class T>
 struct singular_triplets
 {
-    matrix<T> u;                // m × k
-    std::vector<double> values; // k, descending
-    matrix<T> v;                // n × k
+    matrix<T> u;                   // m × k
+    aligned_vector<double> values; // k, descending
+    matrix<T> v;                   // n × k
 };
 
 // The k leading ones, k at most min(m, n). The values are those of svd_decomposition by divide and

@@ -1,5 +1,6 @@
 #include "numerical/svd/least_squares_fit.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/checks.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/gemm/block_view.hpp"
@@ -26,11 +27,11 @@ namespace {
 // The squared norms of the columns from row `first` on, for columns that were taken times the
 // powers of two `guards`.
 template <class T>
-std::vector<double> squares_below(const std::vector<T>& b, std::size_t first,
-                                  const std::vector<int>& guards)
+aligned_vector<double> squares_below(const aligned_vector<T>& b, std::size_t first,
+                                     const std::vector<int>& guards)
 {
     const std::size_t cols = guards.size();
-    std::vector<double> squares(cols);
+    aligned_vector<double> squares(cols);
     for (std::size_t at = first * cols; at < b.size(); at += cols)
         for (std::size_t c = 0; c < cols; ++c)
             squares[c] += std::norm(b[at + c]);
@@ -42,8 +43,8 @@ std::vector<double> squares_below(const std::vector<T>& b, std::size_t first,
 // R⁻¹ or R⁻ᴴ on the first rows of `right`. False, with nothing done, unless the condition of R says
 // that no singular value counts as zero.
 template <class T>
-bool lstsq_by_qr(const tall_factors<T>& factors, bool is_wide, double cutoff, std::vector<T>& right,
-                 std::size_t cols)
+bool lstsq_by_qr(const tall_factors<T>& factors, bool is_wide, double cutoff,
+                 aligned_vector<T>& right, std::size_t cols)
 {
     const double condition = factors.condition();
     if (!detail::is_clearly_regular(condition, factors.rows) || !(1.0 > condition * cutoff))
@@ -57,13 +58,14 @@ bool lstsq_by_qr(const tall_factors<T>& factors, bool is_wide, double cutoff, st
 
 // The same for any R, by its singular values where they must tell what counts; these are returned.
 template <class T>
-std::vector<double> invert_factor(const tall_factors<T>& factors, bool is_wide, double cutoff,
-                                  std::vector<T>& right, std::size_t cols)
+aligned_vector<double> invert_factor(const tall_factors<T>& factors, bool is_wide, double cutoff,
+                                     aligned_vector<T>& right, std::size_t cols)
 {
     if (lstsq_by_qr(factors, is_wide, cutoff, right, cols))
         return {};
     const std::size_t n = factors.order;
-    std::vector<T> r = is_wide ? detail::adjoint(matrix<T>(n, n, factors.qr.r)).data : factors.qr.r;
+    aligned_vector<T> r =
+        is_wide ? detail::adjoint(matrix<T>(n, n, factors.qr.r)).data : factors.qr.r;
     right.resize(n * cols);
     return detail::apply_truncated_inverse(std::move(r), n, cutoff, right).values;
 }
@@ -73,7 +75,7 @@ template <class T>
 least_squares_fit<T> fit_of_zero(const matrix<T>& a, const matrix<T>& b)
 {
     const std::size_t k = std::min(a.rows, a.cols);
-    std::vector<double> missed;
+    aligned_vector<double> missed;
     if (a.rows >= a.cols)
         missed = squares_below(b.data, a.cols, std::vector<int>(b.cols));
     return {.x = {a.cols, b.cols, detail::zeros<T>(detail::checked_mul(a.cols, b.cols))},
@@ -101,15 +103,15 @@ least_squares_fit<T> fit_least_squares(matrix<T> a, const matrix<T>& b, double c
     tall_factors<T> factors(std::move(a), largest, blocking);
     const double scale = std::ldexp(1.0, -factors.exponent);
     const std::vector<int> guards = detail::column_guards(b.data, b.cols);
-    std::vector<T> right = detail::copy_of(b.data.data(), b.data.size());
+    aligned_vector<T> right = detail::copy_of(b.data.data(), b.data.size());
     detail::multiply_columns(right, guards);
 
-    std::vector<double> missed;
+    aligned_vector<double> missed;
     if (!is_wide) {
         factors.apply_adjoint(right, b.cols);
         missed = squares_below(right, factors.order, guards);
     }
-    std::vector<double> values = invert_factor(factors, is_wide, cutoff, right, b.cols);
+    aligned_vector<double> values = invert_factor(factors, is_wide, cutoff, right, b.cols);
     for (double& value : values)
         value *= scale;
     right.resize(n * b.cols);

@@ -3,10 +3,9 @@
 // A least-squares problem and all that is reported of it: solution, residual, and the matrix
 // from which singular values are found later, if they are wanted.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/matrix.hpp"
-
-#include <vector>
 
 namespace numerical {
 
@@ -14,10 +13,10 @@ template <class T>
 struct least_squares_fit
 {
     matrix<T> x;
-    std::vector<double> missed; // of each column of A·X - B the squared norm if A has full rank
-    matrix<T> triangle;         // of A's smaller extent: its singular values times `scale` are A's
+    aligned_vector<double> missed; // of each column of A·X - B the squared norm if A has full rank
+    matrix<T> triangle; // of A's smaller extent: its singular values times `scale` are A's
     double scale;
-    std::vector<double> values; // the singular values, where finding X took them; else none
+    aligned_vector<double> values; // the singular values, where finding X took them; else none
 };
 
 // The X of least norm among those that minimise each column of A·X - B. Singular values of A up to

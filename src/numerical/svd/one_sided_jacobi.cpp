@@ -1,5 +1,6 @@
 #include "numerical/svd/one_sided_jacobi.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eps.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/matrix.hpp"
@@ -130,9 +131,9 @@ void rotate(T* p, T* q, std::size_t n, const pair_rotation<T>& by)
 }
 
 template <class T>
-std::vector<T> brought_to_one(const T* x, std::size_t n, double largest)
+aligned_vector<T> brought_to_one(const T* x, std::size_t n, double largest)
 {
-    std::vector<T> out(x, x + n);
+    aligned_vector<T> out(x, x + n);
     for (T& value : out)
         value = scaled_by_power(value, -std::ilogb(largest));
     return out;
@@ -149,8 +150,8 @@ bool separate_tiny(T* p, T* q, std::size_t n)
     const double largest_q = largest_modulus(q, n);
     if (largest_p == 0 || largest_q == 0)
         return false;
-    const std::vector<T> scaled_p = brought_to_one(p, n, largest_p);
-    const std::vector<T> scaled_q = brought_to_one(q, n, largest_q);
+    const aligned_vector<T> scaled_p = brought_to_one(p, n, largest_p);
+    const aligned_vector<T> scaled_q = brought_to_one(q, n, largest_q);
     if (sums_of(scaled_p.data(), scaled_q.data(), n).orthogonal(n))
         return false;
     T* const smaller = largest_p < largest_q ? p : q;
@@ -192,7 +193,8 @@ bool sweep_is_clean(T* a, T* v, std::size_t n)
 } // namespace
 
 template <class T>
-void one_sided_jacobi(std::vector<T>& a, std::vector<T>& v, std::size_t n, std::size_t max_sweeps)
+void one_sided_jacobi(aligned_vector<T>& a, aligned_vector<T>& v, std::size_t n,
+                      std::size_t max_sweeps)
 {
     if (n < 2)
         return;
@@ -207,9 +209,9 @@ void one_sided_jacobi(std::vector<T>& a, std::vector<T>& v, std::size_t n, std::
     transpose_in_place(v, n);
 }
 
-template void one_sided_jacobi(std::vector<double>&, std::vector<double>&, std::size_t,
+template void one_sided_jacobi(aligned_vector<double>&, aligned_vector<double>&, std::size_t,
                                std::size_t);
-template void one_sided_jacobi(std::vector<complex>&, std::vector<complex>&, std::size_t,
+template void one_sided_jacobi(aligned_vector<complex>&, aligned_vector<complex>&, std::size_t,
                                std::size_t);
 
 } // namespace numerical::detail

@@ -4,8 +4,9 @@
 // orthogonal, so that their norms are its singular values, and the product of the rotations holds
 // its right singular vectors.
 
+#include "numerical/aligned_vector.hpp"
+
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -15,6 +16,7 @@ namespace numerical::detail {
 // the order of 1: a column whose norm is below 2^-450 and which is not orthogonal to another is set
 // to zero.
 template <class T>
-void one_sided_jacobi(std::vector<T>& a, std::vector<T>& v, std::size_t n, std::size_t max_sweeps);
+void one_sided_jacobi(aligned_vector<T>& a, aligned_vector<T>& v, std::size_t n,
+                      std::size_t max_sweeps);
 
 } // namespace numerical::detail

@@ -1,5 +1,6 @@
 #include "numerical/svd/pseudo_inverse.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/unfused.hpp"
@@ -35,7 +36,7 @@ matrix<T> pinv(const matrix<T>& a)
     for (std::size_t j = 0; j < a.cols; ++j)
         for (std::size_t i = 0; i < rank; ++i)
             right.data[j * right.cols + i] *= T(1.0 / svd.values[i]);
-    std::vector<T> p = detail::unfused_product_with_adjoint<T>(
+    aligned_vector<T> p = detail::unfused_product_with_adjoint<T>(
         {.first = right.data.data(), .rows = a.cols, .cols = rank, .stride = right.cols},
         {.first = svd.u.data.data(), .rows = a.rows, .cols = rank, .stride = svd.u.cols});
     return matrix<T>(a.cols, a.rows, std::move(p));
@@ -47,9 +48,10 @@ using detail::complex;
 using detail::tall_factors;
 
 // The first `count` columns of n rows.
-std::vector<double> first_columns(const std::vector<double>& a, std::size_t n, std::size_t count)
+aligned_vector<double> first_columns(const aligned_vector<double>& a, std::size_t n,
+                                     std::size_t count)
 {
-    std::vector<double> out = detail::uninitialized<double>(n * count);
+    aligned_vector<double> out = detail::uninitialized<double>(n * count);
     detail::copy_block<double>({.first = a.data(), .rows = n, .cols = count, .stride = n},
                                {out.data(), n, count});
     return out;
@@ -58,7 +60,7 @@ std::vector<double> first_columns(const std::vector<double>& a, std::size_t n, s
 // (A⁺)ᴴ of an n × n matrix that stands for one of `rows` rows with the same values. Only the
 // vectors of values that count are taken back to the coordinates of A.
 template <class T>
-matrix<T> truncated_adjoint(std::vector<T> a, std::size_t n, std::size_t rows)
+matrix<T> truncated_adjoint(aligned_vector<T> a, std::size_t n, std::size_t rows)
 {
     auto reduction = detail::bidiagonalize(std::move(a), n, detail::fastest_blocking<T>);
     const detail::bidiagonal_svd of_b = detail::divide_bidiagonal(reduction.d, reduction.e, n);
@@ -82,7 +84,7 @@ matrix<T> truncated_adjoint(std::vector<T> a, std::size_t n, std::size_t rows)
 template <class T>
 matrix<T> times_basis(const tall_factors<T>& factors, const matrix<T>& x)
 {
-    std::vector<T> product = detail::zeros<T>(factors.rows * x.cols);
+    aligned_vector<T> product = detail::zeros<T>(factors.rows * x.cols);
     std::copy(x.data.begin(), x.data.end(), product.begin());
     factors.apply(product, x.cols);
     return {factors.rows, x.cols, std::move(product)};
@@ -94,7 +96,7 @@ template <class T>
 matrix<T> adjoint_of_inverse(const tall_factors<T>& factors, const matrix<T>& a)
 {
     const std::size_t n = factors.order;
-    if (std::optional<std::vector<T>> inverse = factors.regular_inverse())
+    if (std::optional<aligned_vector<T>> inverse = factors.regular_inverse())
         return times_basis(factors, detail::adjoint(matrix<T>(n, n, std::move(*inverse))));
     if (a.rows == a.cols)
         return truncated_adjoint(detail::times_power(a, factors.exponent).data, n, n);

@@ -1,5 +1,6 @@
 #include "numerical/svd/range_guard.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/scalar.hpp"
 
 #include <algorithm>
@@ -27,7 +28,7 @@ matrix<T> times_power(matrix<T> a, int exponent)
 }
 
 template <class T>
-double largest_part(const std::vector<T>& a)
+double largest_part(const aligned_vector<T>& a)
 {
     return largest_modulus(as_doubles(a.data()), a.size() * (sizeof(T) / sizeof(double)));
 }
@@ -40,13 +41,13 @@ int guard_exponent(double largest)
 }
 
 template <class T>
-std::vector<int> column_guards(const std::vector<T>& a, std::size_t columns)
+std::vector<int> column_guards(const aligned_vector<T>& a, std::size_t columns)
 {
     if (columns == 1)
         return {guard_exponent(largest_part(a))};
     constexpr std::size_t parts = sizeof(T) / sizeof(double);
     const auto* const values = as_doubles(a.data());
-    std::vector<double> largest(columns * parts);
+    aligned_vector<double> largest(columns * parts);
     for (std::size_t i = 0; i < a.size() * parts; i += largest.size())
         for (std::size_t j = 0; j < largest.size(); ++j)
             largest[j] = larger_modulus(largest[j], values[i + j]);
@@ -57,7 +58,7 @@ std::vector<int> column_guards(const std::vector<T>& a, std::size_t columns)
 }
 
 template <class T>
-void multiply_columns(std::vector<T>& a, const std::vector<int>& exponents)
+void multiply_columns(aligned_vector<T>& a, const std::vector<int>& exponents)
 {
     const int first = exponents.empty() ? 0 : exponents[0];
     if (std::all_of(exponents.begin(), exponents.end(), [=](int e) { return e == first; })) {
@@ -80,11 +81,11 @@ template void multiply_by_power(double*, std::size_t, int);
 template void multiply_by_power(complex*, std::size_t, int);
 template matrix<double> times_power(matrix<double>, int);
 template matrix<complex> times_power(matrix<complex>, int);
-template double largest_part(const std::vector<double>&);
-template double largest_part(const std::vector<complex>&);
-template std::vector<int> column_guards(const std::vector<double>&, std::size_t);
-template std::vector<int> column_guards(const std::vector<complex>&, std::size_t);
-template void multiply_columns(std::vector<double>&, const std::vector<int>&);
-template void multiply_columns(std::vector<complex>&, const std::vector<int>&);
+template double largest_part(const aligned_vector<double>&);
+template double largest_part(const aligned_vector<complex>&);
+template std::vector<int> column_guards(const aligned_vector<double>&, std::size_t);
+template std::vector<int> column_guards(const aligned_vector<complex>&, std::size_t);
+template void multiply_columns(aligned_vector<double>&, const std::vector<int>&);
+template void multiply_columns(aligned_vector<complex>&, const std::vector<int>&);
 
 } // namespace numerical::detail

@@ -4,6 +4,7 @@
 // sums overflow although the solution does not, and what is computed of subnormal numbers has few
 // digits. T = double or std::complex<double>.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
 
 #include <cstddef>
@@ -21,7 +22,7 @@ matrix<T> times_power(matrix<T> a, int exponent);
 
 // The largest magnitude of a real or imaginary part, 0 for no elements. NaN doesn't enter.
 template <class T>
-double largest_part(const std::vector<T>& a);
+double largest_part(const aligned_vector<T>& a);
 
 // Elements with this largest part are to be taken times 2 to the power that is returned: 0 unless
 // they come close to an end of the range. No digit changes by it.
@@ -29,11 +30,11 @@ int guard_exponent(double largest);
 
 // The guards of the columns of a row-major array, each a right-hand side by itself.
 template <class T>
-std::vector<int> column_guards(const std::vector<T>& a, std::size_t columns);
+std::vector<int> column_guards(const aligned_vector<T>& a, std::size_t columns);
 
 // Column c of the row-major array times 2^exponents[c].
 template <class T>
-void multiply_columns(std::vector<T>& a, const std::vector<int>& exponents);
+void multiply_columns(aligned_vector<T>& a, const std::vector<int>& exponents);
 
 // exponent - guards[c] for each c: takes a solution back from the guards of its right-hand sides
 // and from another scaling in one step, since one after the other they might leave the range on the

@@ -1,5 +1,6 @@
 #include "numerical/svd/rank.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eps.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/strided/dense_passes.hpp"
@@ -10,7 +11,7 @@
 
 namespace numerical {
 
-std::size_t detail::count_above_threshold(const std::vector<double>& values, std::size_t m,
+std::size_t detail::count_above_threshold(const aligned_vector<double>& values, std::size_t m,
                                           std::size_t n)
 {
     double largest = 0;
@@ -26,7 +27,7 @@ std::size_t matrix_rank(const matrix<T>& a)
 {
     detail::require_finite(a, "matrix_rank");
     const int guard = detail::guard_exponent(detail::largest_part(a.data));
-    const std::vector<double> values =
+    const aligned_vector<double> values =
         guard == 0 ? singular_values(a) : singular_values(detail::times_power(a, guard));
     return detail::count_above_threshold(values, a.rows, a.cols);
 }

@@ -2,10 +2,10 @@
 
 // The numerical rank. A singular value counts if it is above max(m, n)·2^-52 times the largest.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
 
 #include <cstddef>
-#include <vector>
 
 namespace numerical {
 
@@ -17,7 +17,8 @@ std::size_t matrix_rank(const matrix<T>& a);
 namespace detail {
 
 // How many of the singular values of an m × n matrix count; they needn't be in order.
-std::size_t count_above_threshold(const std::vector<double>& values, std::size_t m, std::size_t n);
+std::size_t count_above_threshold(const aligned_vector<double>& values, std::size_t m,
+                                  std::size_t n);
 
 } // namespace detail
 } // namespace numerical

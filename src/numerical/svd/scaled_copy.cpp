@@ -1,5 +1,6 @@
 #include "numerical/svd/scaled_copy.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
@@ -20,9 +21,9 @@ double scale_of(const matrix<T>& a)
 }
 
 template <class T>
-std::vector<T> divided(const matrix<T>& a, double scale)
+aligned_vector<T> divided(const matrix<T>& a, double scale)
 {
-    std::vector<T> out =
+    aligned_vector<T> out =
         reserved<T>(a.rows == a.cols ? aligned_rows<T>::room(a.cols) : a.data.size());
     out.insert(out.end(), a.data.begin(), a.data.end());
     divide_row(gemm_path_current(), as_doubles(out.data()), scale,
@@ -32,7 +33,7 @@ std::vector<T> divided(const matrix<T>& a, double scale)
 
 template double scale_of(const matrix<double>&);
 template double scale_of(const matrix<complex>&);
-template std::vector<double> divided(const matrix<double>&, double);
-template std::vector<complex> divided(const matrix<complex>&, double);
+template aligned_vector<double> divided(const matrix<double>&, double);
+template aligned_vector<complex> divided(const matrix<complex>&, double);
 
 } // namespace numerical::detail

@@ -2,9 +2,8 @@
 
 // The matrix that is decomposed: divided by its largest modulus, so that nothing overflows.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
-
-#include <vector>
 
 namespace numerical::detail {
 
@@ -15,6 +14,6 @@ double scale_of(const matrix<T>& a);
 
 // a/scale, with room for the rows to be moved apart, if the matrix is square.
 template <class T>
-std::vector<T> divided(const matrix<T>& a, double scale);
+aligned_vector<T> divided(const matrix<T>& a, double scale);
 
 } // namespace numerical::detail

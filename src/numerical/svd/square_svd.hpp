@@ -1,6 +1,6 @@
 #pragma once
 
-#include <vector>
+#include "numerical/aligned_vector.hpp"
 
 namespace numerical::detail {
 
@@ -9,9 +9,9 @@ namespace numerical::detail {
 template <class T>
 struct square_svd
 {
-    std::vector<double> values;
-    std::vector<T> u;
-    std::vector<T> v;
+    aligned_vector<double> values;
+    aligned_vector<T> u;
+    aligned_vector<T> v;
 };
 
 } // namespace numerical::detail

@@ -1,5 +1,6 @@
 #include "numerical/svd/svd.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/strided/dense_passes.hpp"
@@ -32,7 +33,7 @@ square_svd<T> by_division(detail::bidiagonal_reduction<T>& reduction)
 }
 
 template <class T>
-square_svd<T> by_bidiagonal_form(std::vector<T> a, std::size_t n, svd_method method,
+square_svd<T> by_bidiagonal_form(aligned_vector<T> a, std::size_t n, svd_method method,
                                  svd_blocks blocks)
 {
     auto reduction = detail::bidiagonalize(
@@ -41,8 +42,8 @@ square_svd<T> by_bidiagonal_form(std::vector<T> a, std::size_t n, svd_method met
     if (method == svd_method::divide_and_conquer && n >= detail::bidiagonal_leaf_order)
         return by_division(reduction);
     auto [left, right] = detail::form_bidiagonal_bases(reduction);
-    std::vector<double>& d = reduction.d;
-    std::vector<double>& e = reduction.e;
+    aligned_vector<double>& d = reduction.d;
+    aligned_vector<double>& e = reduction.e;
     if (method == svd_method::bidiagonal_qr)
         detail::bidiagonal_qr(d, e, left, right, n, qr_steps_per_value * n);
     else
@@ -79,8 +80,8 @@ void svd_decomposition<T>::factor(const matrix<T>& a, svd_method method, svd_blo
     }
     const double scale = detail::scale_of(a);
     const bool jacobi = method == svd_method::jacobi;
-    std::vector<T> work = detail::divided(a, scale);
-    std::vector<T> q;
+    aligned_vector<T> work = detail::divided(a, scale);
+    aligned_vector<T> q;
     if (m > n || jacobi) {
         auto factors = detail::householder_qr(std::move(work), m, n);
         q = std::move(factors.q);
@@ -101,9 +102,9 @@ namespace {
 
 // R of the QR factorization with a real, non-negative diagonal, without Q.
 template <class T>
-std::vector<T> triangular_factor(std::vector<T> a, std::size_t m, std::size_t n)
+aligned_vector<T> triangular_factor(aligned_vector<T> a, std::size_t m, std::size_t n)
 {
-    std::vector<T> r = detail::householder_reflect(std::move(a), m, n).r;
+    aligned_vector<T> r = detail::householder_reflect(std::move(a), m, n).r;
     detail::turn_diagonal_real(r, n, n);
     return r;
 }
@@ -111,7 +112,7 @@ std::vector<T> triangular_factor(std::vector<T> a, std::size_t m, std::size_t n)
 } // namespace
 
 template <class T>
-std::vector<double> singular_values(const matrix<T>& a)
+aligned_vector<double> singular_values(const matrix<T>& a)
 {
     detail::require_finite(a, "SVD");
     if (a.rows < a.cols)
@@ -120,11 +121,11 @@ std::vector<double> singular_values(const matrix<T>& a)
     if (n == 0)
         return {};
     const double scale = detail::scale_of(a);
-    std::vector<T> work = detail::divided(a, scale);
+    aligned_vector<T> work = detail::divided(a, scale);
     if (a.rows > n)
         work = triangular_factor(std::move(work), a.rows, n);
     const auto reduction = detail::bidiagonalize(std::move(work), n);
-    std::vector<double> values = detail::bidiagonal_values(reduction.d, reduction.e, n);
+    aligned_vector<double> values = detail::bidiagonal_values(reduction.d, reduction.e, n);
     for (double& value : values)
         value *= scale;
     return values;
@@ -132,7 +133,7 @@ std::vector<double> singular_values(const matrix<T>& a)
 
 template struct svd_decomposition<double>;
 template struct svd_decomposition<complex>;
-template std::vector<double> singular_values(const matrix<double>&);
-template std::vector<double> singular_values(const matrix<complex>&);
+template aligned_vector<double> singular_values(const matrix<double>&);
+template aligned_vector<double> singular_values(const matrix<complex>&);
 
 } // namespace numerical

@@ -2,10 +2,10 @@
 
 // The thin singular value decomposition A = U·diag(S)·Vᴴ.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
 
 #include <cstdint>
-#include <vector>
 
 namespace numerical {
 
@@ -19,9 +19,9 @@ enum class svd_blocks { fixed, fastest };
 template <class T>
 struct svd_decomposition
 {
-    std::vector<double> values; // k, descending
-    matrix<T> u;                // m × k, left vectors in columns
-    matrix<T> v;                // n × k, right vectors in columns
+    aligned_vector<double> values; // k, descending
+    matrix<T> u;                   // m × k, left vectors in columns
+    matrix<T> v;                   // n × k, right vectors in columns
 
     // non_finite_error "SVD: the matrix holds an infinite or NaN entry"; convergence_error from the
     // method's iteration.
@@ -34,6 +34,6 @@ private:
 // The values of the decomposition by divide and conquer in fixed blocks, bit by bit, without the
 // vectors.
 template <class T>
-std::vector<double> singular_values(const matrix<T>& a);
+aligned_vector<double> singular_values(const matrix<T>& a);
 
 } // namespace numerical

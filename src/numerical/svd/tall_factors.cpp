@@ -1,5 +1,6 @@
 #include "numerical/svd/tall_factors.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eps.hpp"
 #include "numerical/factor/triangular_solve.hpp"
 #include "numerical/scalar.hpp"
@@ -17,16 +18,16 @@ namespace {
 
 // a, or its adjoint if it is wide, times 2^exponent: always tall.
 template <class T>
-std::vector<T> tall_times_power(matrix<T> a, int exponent)
+aligned_vector<T> tall_times_power(matrix<T> a, int exponent)
 {
-    std::vector<T> tall = std::move(a.rows >= a.cols ? a.data : adjoint(a).data);
+    aligned_vector<T> tall = std::move(a.rows >= a.cols ? a.data : adjoint(a).data);
     multiply_by_power(tall.data(), tall.size(), exponent);
     return tall;
 }
 
 // The largest modulus on the diagonal over the least, which no condition of a triangle is below.
 template <class T>
-double ratio_of_diagonal(const std::vector<T>& r, std::size_t n)
+double ratio_of_diagonal(const aligned_vector<T>& r, std::size_t n)
 {
     double least = modulus(r[0]);
     double largest = least;
@@ -39,7 +40,7 @@ double ratio_of_diagonal(const std::vector<T>& r, std::size_t n)
 }
 
 template <class T>
-double frobenius_norm(const std::vector<T>& a)
+double frobenius_norm(const aligned_vector<T>& a)
 {
     double square = 0;
     for (const T& x : a)
@@ -54,7 +55,7 @@ tall_factors<T>::tall_factors(matrix<T> a, double largest, reflector_blocking bl
     : rows(std::max(a.rows, a.cols)), order(std::min(a.rows, a.cols)),
       exponent(-std::ilogb(largest))
 {
-    std::vector<T> work = tall_times_power(std::move(a), exponent);
+    aligned_vector<T> work = tall_times_power(std::move(a), exponent);
     if (blocking != reflector_blocking::fastest || !is_tall<T>(rows, order)) {
         qr = householder_reflect(std::move(work), rows, order, blocking);
         return;
@@ -72,18 +73,18 @@ double tall_factors<T>::condition() const
 }
 
 template <class T>
-std::optional<std::vector<T>> tall_factors<T>::regular_inverse() const
+std::optional<aligned_vector<T>> tall_factors<T>::regular_inverse() const
 {
     if (!is_clearly_regular(ratio_of_diagonal(qr.r, order), rows))
         return {};
-    std::vector<T> inverse = upper_inverse(qr.r, order);
+    aligned_vector<T> inverse = upper_inverse(qr.r, order);
     if (!is_clearly_regular(frobenius_norm(qr.r) * frobenius_norm(inverse), rows))
         return {};
     return inverse;
 }
 
 template <class T>
-void tall_factors<T>::apply_adjoint(std::vector<T>& b, std::size_t cols) const
+void tall_factors<T>::apply_adjoint(aligned_vector<T>& b, std::size_t cols) const
 {
     if (tall)
         return tall->apply_adjoint({b.data(), rows, cols});
@@ -92,7 +93,7 @@ void tall_factors<T>::apply_adjoint(std::vector<T>& b, std::size_t cols) const
 }
 
 template <class T>
-void tall_factors<T>::apply(std::vector<T>& b, std::size_t cols) const
+void tall_factors<T>::apply(aligned_vector<T>& b, std::size_t cols) const
 {
     if (tall)
         return tall->apply({b.data(), rows, cols});
@@ -101,13 +102,13 @@ void tall_factors<T>::apply(std::vector<T>& b, std::size_t cols) const
 }
 
 template <class T>
-void tall_factors<T>::solve(std::vector<T>& b, std::size_t cols) const
+void tall_factors<T>::solve(aligned_vector<T>& b, std::size_t cols) const
 {
     solve_upper<T>({qr.r.data(), order, order}, triangular_tile, {b.data(), order, cols});
 }
 
 template <class T>
-void tall_factors<T>::solve_adjoint(std::vector<T>& b, std::size_t cols) const
+void tall_factors<T>::solve_adjoint(aligned_vector<T>& b, std::size_t cols) const
 {
     const matrix<T> lower = adjoint(matrix<T>(order, order, qr.r));
     solve_lower<T>({lower.data.data(), order, order}, triangular_tile, {b.data(), order, cols});

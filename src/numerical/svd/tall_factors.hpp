@@ -3,13 +3,13 @@
 // The Householder factors that a least-squares problem begins with: those of the matrix or, where
 // it is wide, of its adjoint, taken times a power of two that brings its largest part near 1.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/factor/tall_qr.hpp"
 #include "numerical/matrix.hpp"
 
 #include <cstddef>
 #include <optional>
-#include <vector>
 
 namespace numerical::detail {
 
@@ -32,16 +32,16 @@ struct tall_factors
     double condition() const;
 
     // R⁻¹, or nothing unless this condition says that R is clearly regular.
-    std::optional<std::vector<T>> regular_inverse() const;
+    std::optional<aligned_vector<T>> regular_inverse() const;
 
     // B := QᴴB, whose first `order` rows are R's, and B := Q·B for a B of `rows` rows.
-    void apply_adjoint(std::vector<T>& b, std::size_t cols) const;
-    void apply(std::vector<T>& b, std::size_t cols) const;
+    void apply_adjoint(aligned_vector<T>& b, std::size_t cols) const;
+    void apply(aligned_vector<T>& b, std::size_t cols) const;
 
     // The first `order` rows of B := R⁻¹·B, and R⁻ᴴ·B. By substitution: a product with the inverse
     // would leave residuals that grow with the condition of R (Higham 2002, section 14.1).
-    void solve(std::vector<T>& b, std::size_t cols) const;
-    void solve_adjoint(std::vector<T>& b, std::size_t cols) const;
+    void solve(aligned_vector<T>& b, std::size_t cols) const;
+    void solve_adjoint(aligned_vector<T>& b, std::size_t cols) const;
 };
 
 // Whether a condition is well below those that rounding with this many rows can't distinguish from

@@ -1,5 +1,6 @@
 #include "numerical/svd/truncated_inverse.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
@@ -14,7 +15,7 @@ namespace {
 
 // The parts of complex numbers are columns of their own beside a real matrix.
 template <class T>
-block_view<double> parts_of(std::vector<T>& a, std::size_t rows)
+block_view<double> parts_of(aligned_vector<T>& a, std::size_t rows)
 {
     const std::size_t cols = a.size() * sizeof(T) / sizeof(double) / rows;
     return {as_doubles(a.data()), rows, cols};
@@ -22,10 +23,10 @@ block_view<double> parts_of(std::vector<T>& a, std::size_t rows)
 
 // B⁺·X from the first `rank` values and vectors of B.
 template <class T>
-std::vector<T> times_inverse(const bidiagonal_svd& of_b, std::size_t rank, std::vector<T> x)
+aligned_vector<T> times_inverse(const bidiagonal_svd& of_b, std::size_t rank, aligned_vector<T> x)
 {
     const std::size_t n = of_b.values.size();
-    std::vector<T> along = zeros<T>(x.size() / n * rank);
+    aligned_vector<T> along = zeros<T>(x.size() / n * rank);
     const block_view<double> y = parts_of(along, rank);
     add_adjoint_product<double>({.first = of_b.u.data(), .rows = n, .cols = rank, .stride = n},
                                 parts_of(x, n), y);
@@ -41,8 +42,8 @@ std::vector<T> times_inverse(const bidiagonal_svd& of_b, std::size_t rank, std::
 } // namespace
 
 template <class T>
-truncated_values apply_truncated_inverse(std::vector<T> a, std::size_t n, double cutoff,
-                                         std::vector<T>& x)
+truncated_values apply_truncated_inverse(aligned_vector<T> a, std::size_t n, double cutoff,
+                                         aligned_vector<T>& x)
 {
     auto reduction = bidiagonalize(std::move(a), n, fastest_blocking<T>);
     bidiagonal_svd of_b = divide_bidiagonal(reduction.d, reduction.e, n);
@@ -57,9 +58,9 @@ truncated_values apply_truncated_inverse(std::vector<T> a, std::size_t n, double
     return {std::move(of_b.values), rank};
 }
 
-template truncated_values apply_truncated_inverse(std::vector<double>, std::size_t, double,
-                                                  std::vector<double>&);
-template truncated_values apply_truncated_inverse(std::vector<complex>, std::size_t, double,
-                                                  std::vector<complex>&);
+template truncated_values apply_truncated_inverse(aligned_vector<double>, std::size_t, double,
+                                                  aligned_vector<double>&);
+template truncated_values apply_truncated_inverse(aligned_vector<complex>, std::size_t, double,
+                                                  aligned_vector<complex>&);
 
 } // namespace numerical::detail

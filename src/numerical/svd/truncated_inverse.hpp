@@ -1,14 +1,15 @@
 #pragma once
 
+#include "numerical/aligned_vector.hpp"
+
 #include <cstddef>
-#include <vector>
 
 namespace numerical::detail {
 
 struct truncated_values
 {
-    std::vector<double> values; // all of them, descending
-    std::size_t rank;           // how many count
+    aligned_vector<double> values; // all of them, descending
+    std::size_t rank;              // how many count
 };
 
 // X := A⁺·X for the row-major n × n matrix A, n > 0, of whose singular values those up to `cutoff`
@@ -19,7 +20,7 @@ struct truncated_values
 // making the singular vectors of A. A's entries must be finite and of the order of 1.
 // convergence_error as of divide_bidiagonal.
 template <class T>
-truncated_values apply_truncated_inverse(std::vector<T> a, std::size_t n, double cutoff,
-                                         std::vector<T>& x);
+truncated_values apply_truncated_inverse(aligned_vector<T> a, std::size_t n, double cutoff,
+                                         aligned_vector<T>& x);
 
 } // namespace numerical::detail

@@ -1,5 +1,6 @@
 #include "numerical/svd/values_only.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/strided/dense_passes.hpp"
@@ -22,7 +23,7 @@ namespace {
 constexpr std::size_t dqds_steps_per_value = 30;
 
 template <class T>
-detail::bidiagonal_entries bidiagonal_form(std::vector<T> a, std::size_t n)
+detail::bidiagonal_entries bidiagonal_form(aligned_vector<T> a, std::size_t n)
 {
     if (n >= detail::two_stage_order<T>) {
         auto band = detail::reduce_to_band(std::move(a), n, detail::band_width_of_order(n));
@@ -34,14 +35,14 @@ detail::bidiagonal_entries bidiagonal_form(std::vector<T> a, std::size_t n)
 
 // The singular values of a/scale.
 template <class T>
-std::vector<double> values_of_quotient(const matrix<T>& a, double scale)
+aligned_vector<double> values_of_quotient(const matrix<T>& a, double scale)
 {
     if (a.rows < a.cols)
         return values_of_quotient(detail::adjoint(a), scale);
     const std::size_t n = a.cols;
     if (n == 0)
         return {};
-    std::vector<T> work = detail::divided(a, scale);
+    aligned_vector<T> work = detail::divided(a, scale);
     if (a.rows > n)
         work = detail::householder_reflect(std::move(work), a.rows, n).r;
     const auto [d, e] = bidiagonal_form(std::move(work), n);
@@ -51,11 +52,11 @@ std::vector<double> values_of_quotient(const matrix<T>& a, double scale)
 } // namespace
 
 template <class T>
-std::vector<double> singular_values_only(const matrix<T>& a)
+aligned_vector<double> singular_values_only(const matrix<T>& a)
 {
     detail::require_finite(a, "SVD");
     const double scale = detail::scale_of(a);
-    std::vector<double> values = values_of_quotient(a, scale);
+    aligned_vector<double> values = values_of_quotient(a, scale);
     for (double& value : values)
         value *= scale;
     return values;
@@ -66,12 +67,12 @@ template <class T>
 std::size_t rank_by_values(const matrix<T>& a)
 {
     detail::require_finite(a, "matrix_rank");
-    const std::vector<double> values = values_of_quotient(a, detail::scale_of(a));
+    const aligned_vector<double> values = values_of_quotient(a, detail::scale_of(a));
     return detail::count_above_threshold(values, a.rows, a.cols);
 }
 
-template std::vector<double> singular_values_only(const matrix<double>&);
-template std::vector<double> singular_values_only(const matrix<complex>&);
+template aligned_vector<double> singular_values_only(const matrix<double>&);
+template aligned_vector<double> singular_values_only(const matrix<complex>&);
 template std::size_t rank_by_values(const matrix<double>&);
 template std::size_t rank_by_values(const matrix<complex>&);
 

@@ -2,17 +2,17 @@
 
 // Singular values without vectors, and properties of a matrix that follow from them.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
 
 #include <cstddef>
-#include <vector>
 
 namespace numerical {
 
 // The min(m, n) singular values, descending, as accurate as those of svd_decomposition.
 // non_finite_error "SVD: the matrix holds an infinite or NaN entry"; convergence_error.
 template <class T>
-std::vector<double> singular_values_only(const matrix<T>& a);
+aligned_vector<double> singular_values_only(const matrix<T>& a);
 
 // The number of singular values above max(m, n)·2^-52 times the largest: the rule of matrix_rank
 // on these values. non_finite_error with the name "matrix_rank".

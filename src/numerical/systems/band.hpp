@@ -5,6 +5,7 @@
 // band by `lower` columns to the right (Golub and Van Loan 2013, section 4.3). T = double or
 // std::complex<double>.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/systems/bandwidths.hpp"
 #include "numerical/systems/forms.hpp"
@@ -33,10 +34,10 @@ public:
 
 private:
     std::size_t order;
-    std::size_t below;          // width of the band below the diagonal
-    std::size_t above;          // width of U above it, with the columns that exchanges add
-    std::vector<T> rows;        // below + above + 1 elements of each row, the diagonal's in place
-    std::vector<T> multipliers; // `below` of them for each column
+    std::size_t below;      // width of the band below the diagonal
+    std::size_t above;      // width of U above it, with the columns that exchanges add
+    aligned_vector<T> rows; // below + above + 1 elements of each row, the diagonal's in place
+    aligned_vector<T> multipliers;   // `below` of them for each column
     std::vector<std::size_t> pivots; // row k was exchanged with row pivots[k]
     bool singular = false;
 

@@ -1,5 +1,6 @@
 #include "numerical/systems/bandwidths.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
@@ -104,8 +105,8 @@ bool is_wide(const bandwidths& band, std::size_t order)
 template <class T>
 double one_norm_of_band(block_view<const T> a, const bandwidths& band)
 {
-    std::vector<double> sums(a.cols);
-    std::vector<double> moduli(a.cols);
+    aligned_vector<double> sums(a.cols);
+    aligned_vector<double> moduli(a.cols);
     for (std::size_t i = 0; i < a.rows; ++i) {
         const std::size_t from = i - std::min(i, band.lower);
         const std::size_t to = std::min(i + band.upper + 1, a.cols);

@@ -1,5 +1,6 @@
 #include "numerical/systems/indefinite.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/lu_panel.hpp"
@@ -93,16 +94,16 @@ private:
     symmetry kind;
     std::size_t n;
     indefinite_decomposition<T>& result;
-    std::vector<T> l_store;
-    std::vector<T> w_store;
+    aligned_vector<T> l_store;
+    aligned_vector<T> w_store;
     block_view<T> l; // of the panel, columns lying as rows
     block_view<T> w;
-    std::vector<T> candidate; // the column that the search is at, brought up to date
-    std::vector<double> sizes;
-    std::vector<T> coefficients;
-    std::vector<T> rows_of_w; // of the panel whose update runs, by rows, mirrored
-    std::vector<T> minus_l;   // -L, in tiles of 64 columns, one after the other
-    std::size_t first = 0;    // column of A at which the panel begins
+    aligned_vector<T> candidate; // the column that the search is at, brought up to date
+    aligned_vector<double> sizes;
+    aligned_vector<T> coefficients;
+    aligned_vector<T> rows_of_w; // of the panel whose update runs, by rows, mirrored
+    aligned_vector<T> minus_l;   // -L, in tiles of 64 columns, one after the other
+    std::size_t first = 0;       // column of A at which the panel begins
 
     struct pivot
     {

@@ -10,6 +10,7 @@
 // Only the lower triangle of A enters the arithmetic, and of a Hermitian diagonal only the real
 // part. T = double or std::complex<double>.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/strided/block_view.hpp"
 
 #include <cstddef>
@@ -24,9 +25,9 @@ struct indefinite_decomposition
 {
     std::size_t order;
     symmetry kind;
-    std::vector<T> lower;                 // L, row-major, with its ones and zeros
-    std::vector<T> diagonal;              // of D
-    std::vector<T> below;                 // D(k+1, k): not zero where a block of order 2 begins
+    aligned_vector<T> lower;              // L, row-major, with its ones and zeros
+    aligned_vector<T> diagonal;           // of D
+    aligned_vector<T> below;              // D(k+1, k): not zero where a block of order 2 begins
     std::vector<std::size_t> permutation; // row i of P·A is row permutation[i] of A
 
     // dimension_error "LDL decomposition requires a square matrix", or non_finite_error for an

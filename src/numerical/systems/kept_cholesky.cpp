@@ -1,5 +1,6 @@
 #include "numerical/systems/kept_cholesky.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -38,16 +39,16 @@ template <class T>
 class rotated_triangle
 {
 public:
-    rotated_triangle(std::vector<T>& factor, std::vector<T>& shared)
+    rotated_triangle(aligned_vector<T>& factor, aligned_vector<T>& shared)
         : w(shared), rows{factor.data(), w.size(), w.size()}, rotations(w.size())
     {
     }
 
     void update();
-    void downdate(const std::vector<T>& p, double rho);
+    void downdate(const aligned_vector<T>& p, double rho);
 
 private:
-    std::vector<T>& w;
+    aligned_vector<T>& w;
     block_view<T> rows;
     std::vector<column_rotation<T>> rotations;
 
@@ -83,7 +84,7 @@ void rotated_triangle<T>::update()
 
 // The rotations are computed before any row is changed, and each row is rotated independently.
 template <class T>
-void rotated_triangle<T>::downdate(const std::vector<T>& p, double rho)
+void rotated_triangle<T>::downdate(const aligned_vector<T>& p, double rho)
 {
     const std::size_t n = w.size();
     for (std::size_t k = n; k-- > 0;) {
@@ -134,13 +135,13 @@ double reciprocal_condition_of_definite(const triangle<T>& factor)
 }
 
 template <class T>
-void update_cholesky(std::vector<T>& factor, std::vector<T> v)
+void update_cholesky(aligned_vector<T>& factor, aligned_vector<T> v)
 {
     detail::rotated_triangle<T>(factor, v).update();
 }
 
 template <class T>
-void downdate_cholesky(std::vector<T>& factor, std::vector<T> v)
+void downdate_cholesky(aligned_vector<T>& factor, aligned_vector<T> v)
 {
     const std::size_t n = v.size();
     const triangle<T> lower{{factor.data(), n, n}, triangle_half::lower};
@@ -150,7 +151,7 @@ void downdate_cholesky(std::vector<T>& factor, std::vector<T> v)
         square += std::norm(x);
     if (!(square < 1))
         throw not_positive_definite_error("downdate: matrix would not be positive-definite");
-    std::vector<T> nothing(n);
+    aligned_vector<T> nothing(n);
     detail::rotated_triangle<T>(factor, nothing).downdate(v, std::sqrt(1 - square));
 }
 
@@ -158,9 +159,9 @@ template void solve_definite(const triangle<double>&, detail::block_view<double>
 template void solve_definite(const triangle<detail::complex>&, detail::block_view<detail::complex>);
 template double reciprocal_condition_of_definite(const triangle<double>&);
 template double reciprocal_condition_of_definite(const triangle<detail::complex>&);
-template void update_cholesky(std::vector<double>&, std::vector<double>);
-template void update_cholesky(std::vector<detail::complex>&, std::vector<detail::complex>);
-template void downdate_cholesky(std::vector<double>&, std::vector<double>);
-template void downdate_cholesky(std::vector<detail::complex>&, std::vector<detail::complex>);
+template void update_cholesky(aligned_vector<double>&, aligned_vector<double>);
+template void update_cholesky(aligned_vector<detail::complex>&, aligned_vector<detail::complex>);
+template void downdate_cholesky(aligned_vector<double>&, aligned_vector<double>);
+template void downdate_cholesky(aligned_vector<detail::complex>&, aligned_vector<detail::complex>);
 
 } // namespace numerical

@@ -3,9 +3,8 @@
 // Solutions by a kept factor of A = L·Lᴴ, or of A = Uᴴ·U with U = Lᴴ, and its rank-one updates. T =
 // double or std::complex<double>.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/systems/triangle.hpp"
-
-#include <vector>
 
 namespace numerical {
 
@@ -20,12 +19,12 @@ double reciprocal_condition_of_definite(const triangle<T>& factor);
 // Replaces the lower factor, row-major of order n, by that of L·Lᴴ + v·vᴴ, by n plane rotations of
 // its columns with v (Gill, Golub, Murray and Saunders 1974). The diagonal stays real and positive.
 template <class T>
-void update_cholesky(std::vector<T>& factor, std::vector<T> v);
+void update_cholesky(aligned_vector<T>& factor, aligned_vector<T> v);
 
 // The same for L·Lᴴ - v·vᴴ, by the rotations that turn (L⁻¹·v, ρ) into a unit vector (Gill, Golub,
 // Murray and Saunders 1974). not_positive_definite_error "downdate: matrix would not be
 // positive-definite" where the length of L⁻¹·v leaves no ρ > 0; the factor is then as it was.
 template <class T>
-void downdate_cholesky(std::vector<T>& factor, std::vector<T> v);
+void downdate_cholesky(aligned_vector<T>& factor, aligned_vector<T> v);
 
 } // namespace numerical

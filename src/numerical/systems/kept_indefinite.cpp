@@ -1,5 +1,6 @@
 #include "numerical/systems/kept_indefinite.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/systems/moduli.hpp"
@@ -80,7 +81,7 @@ double sum_of(const double* x, std::size_t n)
 template <class T>
 void solve_indefinite(const kept_indefinite<T>& a, detail::block_view<T> x)
 {
-    std::vector<T> store = detail::uninitialized<T>(x.rows * x.cols);
+    aligned_vector<T> store = detail::uninitialized<T>(x.rows * x.cols);
     const detail::block_view<T> permuted{store.data(), x.rows, x.cols};
     for (std::size_t i = 0; i < x.rows; ++i)
         std::copy_n(x.row(std::size_t(a.permutation[i])), x.cols, permuted.row(i));
@@ -94,9 +95,9 @@ void solve_indefinite(const kept_indefinite<T>& a, detail::block_view<T> x)
 }
 
 template <class T>
-std::vector<T> determinant_factors(const kept_indefinite<T>& a)
+aligned_vector<T> determinant_factors(const kept_indefinite<T>& a)
 {
-    std::vector<T> factors(a.diagonal, a.diagonal + a.lower.rows);
+    aligned_vector<T> factors(a.diagonal, a.diagonal + a.lower.rows);
     for (std::size_t k = 0; k < factors.size(); ++k)
         if (const T f = a.below[k]; f != T(0)) {
             const T f_mirrored = detail::mirrored(a.kind, f);
@@ -127,8 +128,8 @@ double reciprocal_condition(const kept_indefinite<T>& a, double norm)
 template <class T>
 double one_norm_of_lower(detail::block_view<const T> a)
 {
-    std::vector<double> sums(a.rows);
-    std::vector<double> moduli(a.rows);
+    aligned_vector<double> sums(a.rows);
+    aligned_vector<double> moduli(a.rows);
     for (std::size_t i = 0; i < a.rows; ++i) {
         detail::add_moduli(sums.data(), a.row(i), i, moduli.data());
         sums[i] = detail::modulus(a(i, i)) + detail::sum_of(moduli.data(), i);
@@ -145,8 +146,8 @@ template void solve_indefinite(const kept_indefinite<double>&, block_view<double
 template void solve_indefinite(const kept_indefinite<complex>&, block_view<complex>);
 template double reciprocal_condition(const kept_indefinite<double>&, double);
 template double reciprocal_condition(const kept_indefinite<complex>&, double);
-template std::vector<double> determinant_factors(const kept_indefinite<double>&);
-template std::vector<complex> determinant_factors(const kept_indefinite<complex>&);
+template aligned_vector<double> determinant_factors(const kept_indefinite<double>&);
+template aligned_vector<complex> determinant_factors(const kept_indefinite<complex>&);
 template double one_norm_of_lower(block_view<const double>);
 template double one_norm_of_lower(block_view<const complex>);
 

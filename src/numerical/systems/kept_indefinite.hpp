@@ -3,11 +3,11 @@
 // Solutions by the kept factors of P·A·Pᵀ = L·D·Lᴴ, or = L·D·Lᵀ. T = double or
 // std::complex<double>.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/systems/indefinite.hpp"
 #include "numerical/systems/triangle.hpp"
 
 #include <cstddef>
-#include <vector>
 
 namespace numerical {
 
@@ -37,7 +37,7 @@ double reciprocal_condition(const kept_indefinite<T>& a, double norm);
 // Numbers whose product is the determinant, as many as rows: one for each block of order 1 of D and
 // two for each of order 2.
 template <class T>
-std::vector<T> determinant_factors(const kept_indefinite<T>& a);
+aligned_vector<T> determinant_factors(const kept_indefinite<T>& a);
 
 // ‖A‖₁ of the matrix with this lower triangle; other elements aren't read.
 template <class T>

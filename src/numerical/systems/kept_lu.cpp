@@ -1,5 +1,6 @@
 #include "numerical/systems/kept_lu.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/systems/norm_estimate.hpp"
 
@@ -10,13 +11,13 @@ namespace numerical {
 
 // Exchange i brings the row that the permutation requires to place i, from where the earlier
 // exchanges have moved it.
-std::vector<std::ptrdiff_t> exchanges_of(const std::vector<std::size_t>& permutation)
+aligned_vector<std::ptrdiff_t> exchanges_of(const std::vector<std::size_t>& permutation)
 {
     const std::size_t n = permutation.size();
     std::vector<std::size_t> row_at(n);
     std::iota(row_at.begin(), row_at.end(), std::size_t{0});
     std::vector<std::size_t> place_of = row_at;
-    std::vector<std::ptrdiff_t> exchanges(n);
+    aligned_vector<std::ptrdiff_t> exchanges(n);
     for (std::size_t i = 0; i < n; ++i) {
         const std::size_t wanted = permutation[i];
         const std::size_t place = place_of[wanted];

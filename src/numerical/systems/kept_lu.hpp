@@ -2,6 +2,7 @@
 
 // Solutions by the kept factors of P·A = L·U. T = double or std::complex<double>.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/systems/triangle.hpp"
 
 #include <cstddef>
@@ -23,7 +24,7 @@ struct kept_lu
 };
 
 // The exchanges that make a permutation, of which row i of P·A is row permutation[i] of A.
-std::vector<std::ptrdiff_t> exchanges_of(const std::vector<std::size_t>& permutation);
+aligned_vector<std::ptrdiff_t> exchanges_of(const std::vector<std::size_t>& permutation);
 
 // X := A⁻¹·X, or with Aᵀ or Aᴴ in place of A; the rows of X are contiguous. A zero on U's diagonal
 // gives infinities or NaN.

@@ -1,5 +1,6 @@
 #include "numerical/systems/kept_qr.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
@@ -22,7 +23,7 @@ constexpr double greatest_safe_norm = 0x1p1007;
 constexpr double overflow_guard = 0x1p-64;
 
 template <class T>
-void multiply_all(std::vector<T>& a, double factor)
+void multiply_all(aligned_vector<T>& a, double factor)
 {
     for (T& x : a)
         x *= factor;
@@ -75,7 +76,8 @@ std::size_t block_count(const kept_reflectors<T>& q)
 } // namespace detail
 
 template <class T>
-qr_factors<T> factor_qr(std::vector<T> a, std::size_t rows, std::size_t columns, column_order order)
+qr_factors<T> factor_qr(aligned_vector<T> a, std::size_t rows, std::size_t columns,
+                        column_order order)
 {
     const std::size_t k = std::min(rows, columns);
     qr_factors<T> kept;
@@ -104,7 +106,7 @@ qr_factors<T> factor_qr(std::vector<T> a, std::size_t rows, std::size_t columns,
 }
 
 template <class T>
-void multiply_by_q(const kept_reflectors<T>& q, std::vector<T>& c, std::size_t columns)
+void multiply_by_q(const kept_reflectors<T>& q, aligned_vector<T>& c, std::size_t columns)
 {
     for (std::size_t i = 0; i < q.vectors.cols; ++i)
         for (std::size_t j = 0; j < columns; ++j)
@@ -115,7 +117,7 @@ void multiply_by_q(const kept_reflectors<T>& q, std::vector<T>& c, std::size_t c
 }
 
 template <class T>
-void multiply_by_adjoint_q(const kept_reflectors<T>& q, std::vector<T>& c, std::size_t columns)
+void multiply_by_adjoint_q(const kept_reflectors<T>& q, aligned_vector<T>& c, std::size_t columns)
 {
     for (std::size_t b = 0; b < detail::block_count(q) && columns != 0; ++b)
         detail::apply_reflector_block<detail::block_operator::adjoint>(detail::kept_block(q, b), c,
@@ -127,14 +129,15 @@ void multiply_by_adjoint_q(const kept_reflectors<T>& q, std::vector<T>& c, std::
 
 using detail::complex;
 
-template qr_factors<double> factor_qr(std::vector<double>, std::size_t, std::size_t, column_order);
-template qr_factors<complex> factor_qr(std::vector<complex>, std::size_t, std::size_t,
+template qr_factors<double> factor_qr(aligned_vector<double>, std::size_t, std::size_t,
+                                      column_order);
+template qr_factors<complex> factor_qr(aligned_vector<complex>, std::size_t, std::size_t,
                                        column_order);
-template void multiply_by_q(const kept_reflectors<double>&, std::vector<double>&, std::size_t);
-template void multiply_by_q(const kept_reflectors<complex>&, std::vector<complex>&, std::size_t);
-template void multiply_by_adjoint_q(const kept_reflectors<double>&, std::vector<double>&,
+template void multiply_by_q(const kept_reflectors<double>&, aligned_vector<double>&, std::size_t);
+template void multiply_by_q(const kept_reflectors<complex>&, aligned_vector<complex>&, std::size_t);
+template void multiply_by_adjoint_q(const kept_reflectors<double>&, aligned_vector<double>&,
                                     std::size_t);
-template void multiply_by_adjoint_q(const kept_reflectors<complex>&, std::vector<complex>&,
+template void multiply_by_adjoint_q(const kept_reflectors<complex>&, aligned_vector<complex>&,
                                     std::size_t);
 
 } // namespace numerical

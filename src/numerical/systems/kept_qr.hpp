@@ -3,6 +3,7 @@
 // QR factors whose Q is kept as reflectors and applied without being formed. T = double or
 // std::complex<double>.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/gemm/block_view.hpp"
 
@@ -17,11 +18,11 @@ constexpr std::size_t reflectors_of_block = 32;
 template <class T>
 struct qr_factors
 {
-    std::vector<T> vectors; // rows × k: reflector j in column j from row j down, zeros above
-    std::vector<T>
+    aligned_vector<T> vectors; // rows × k: reflector j in column j from row j down, zeros above
+    aligned_vector<T>
         factors; // the 32 × 32 factor T of each block of 32 reflectors, padded with zeros
-    std::vector<T> phases; // k of them: column j of Q is that of the reflectors times phases[j]
-    std::vector<T> r;      // k × columns, with a real diagonal that isn't negative
+    aligned_vector<T> phases; // k of them: column j of Q is that of the reflectors times phases[j]
+    aligned_vector<T> r;      // k × columns, with a real diagonal that isn't negative
     std::vector<std::size_t> permutation; // column j of A·P is column permutation[j] of A
 };
 
@@ -29,7 +30,7 @@ enum class column_order { given, pivoted };
 
 // Takes finite elements, row-major. Those near overflow are scaled for the factorization.
 template <class T>
-qr_factors<T> factor_qr(std::vector<T> a, std::size_t rows, std::size_t columns,
+qr_factors<T> factor_qr(aligned_vector<T> a, std::size_t rows, std::size_t columns,
                         column_order order);
 
 // The reflectors of Q, borrowed.
@@ -44,8 +45,8 @@ struct kept_reflectors
 // Multiplies the row-major array `c` of `columns` columns by the rows × rows matrix Q or its
 // adjoint. The columns of Q behind the k-th have no phases.
 template <class T>
-void multiply_by_q(const kept_reflectors<T>& q, std::vector<T>& c, std::size_t columns);
+void multiply_by_q(const kept_reflectors<T>& q, aligned_vector<T>& c, std::size_t columns);
 template <class T>
-void multiply_by_adjoint_q(const kept_reflectors<T>& q, std::vector<T>& c, std::size_t columns);
+void multiply_by_adjoint_q(const kept_reflectors<T>& q, aligned_vector<T>& c, std::size_t columns);
 
 } // namespace numerical

@@ -1,5 +1,6 @@
 #include "numerical/systems/norm_estimate.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/systems/moduli.hpp"
@@ -51,9 +52,9 @@ public:
 private:
     std::size_t n;
     std::size_t columns;
-    std::vector<T> store;
-    std::vector<T> signs;
-    std::vector<T> former_signs;
+    aligned_vector<T> store;
+    aligned_vector<T> signs;
+    aligned_vector<T> former_signs;
     std::vector<std::size_t> tried;                // columns of B whose norms are known
     std::array<std::size_t, most_columns> units{}; // those in X
 
@@ -62,7 +63,7 @@ private:
     void start();
     std::array<double, most_columns> column_norms();
     void take_signs();
-    bool is_parallel(const std::vector<T>& s, std::size_t j, const std::vector<T>& to,
+    bool is_parallel(const aligned_vector<T>& s, std::size_t j, const aligned_vector<T>& to,
                      std::size_t k) const;
     bool has_new_signs();
     bool choose_units(bool has_best, std::size_t best);
@@ -99,8 +100,8 @@ void one_norm_estimator<T>::take_signs()
 
 // Whether column j of the signs s is plus or minus column k of `to`.
 template <class T>
-bool one_norm_estimator<T>::is_parallel(const std::vector<T>& s, std::size_t j,
-                                        const std::vector<T>& to, std::size_t k) const
+bool one_norm_estimator<T>::is_parallel(const aligned_vector<T>& s, std::size_t j,
+                                        const aligned_vector<T>& to, std::size_t k) const
 {
     const T ratio = s[j] * to[k];
     for (std::size_t i = 1; i < n; ++i)
@@ -138,7 +139,7 @@ bool one_norm_estimator<T>::has_new_signs()
 template <class T>
 bool one_norm_estimator<T>::choose_units(bool has_best, std::size_t best)
 {
-    std::vector<double> heights(n);
+    aligned_vector<double> heights(n);
     for (std::size_t i = 0; i < n; ++i)
         for (std::size_t j = 0; j < columns; ++j)
             heights[i] = std::max(heights[i], modulus(x()(i, j)));
@@ -208,8 +209,8 @@ double estimate_one_norm(std::size_t n, const block_operator_on_place<T>& multip
 template <class T>
 double one_norm(detail::block_view<const T> a)
 {
-    std::vector<double> sums(a.cols);
-    std::vector<double> moduli(a.cols);
+    aligned_vector<double> sums(a.cols);
+    aligned_vector<double> moduli(a.cols);
     for (std::size_t i = 0; i < a.rows; ++i)
         detail::add_moduli(sums.data(), a.row(i), a.cols, moduli.data());
     return sums.empty() ? 0 : *std::max_element(sums.begin(), sums.end());

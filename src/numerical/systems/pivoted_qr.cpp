@@ -1,5 +1,6 @@
 #include "numerical/systems/pivoted_qr.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/gemm/block_view.hpp"
@@ -42,19 +43,19 @@ public:
 
     std::vector<std::size_t>& column_order() { return permutation; }
 
-    const std::vector<std::vector<T>>& all_reflectors() const { return reflectors; }
+    const std::vector<aligned_vector<T>>& all_reflectors() const { return reflectors; }
 
 private:
     int path = gemm_path_current();
     block_view<T> c; // row j is column j of A
     std::size_t m;
     std::size_t n;
-    std::vector<double> norms;       // of the columns below the finished rows
-    std::vector<double> exact_norms; // as they were when they were last computed
+    aligned_vector<double> norms;       // of the columns below the finished rows
+    aligned_vector<double> exact_norms; // as they were when they were last computed
     std::vector<std::size_t> permutation;
-    std::vector<std::vector<T>> reflectors;
-    std::vector<T> v_store;
-    std::vector<T> f_store;
+    std::vector<aligned_vector<T>> reflectors;
+    aligned_vector<T> v_store;
+    aligned_vector<T> f_store;
     block_view<T> v; // reflectors of the panel, lying as rows
     block_view<T> f;
     std::vector<std::size_t> lost; // columns whose norms have lost their digits
@@ -88,11 +89,11 @@ void column_pivoting<T>::reflect_column(std::size_t first, std::size_t j)
 {
     const std::size_t t = j - first;
     T* const column = c.row(j) + j;
-    std::vector<T> coefficients(t);
+    aligned_vector<T> coefficients(t);
     for (std::size_t s = 0; s < t; ++s)
         coefficients[s] = conjugate(f(j, s));
     subtract_products_on(path, column, coefficients.data(), v.first + j, v.stride, t, m - j);
-    std::vector<T> x = copy_of(column, m - j);
+    aligned_vector<T> x = copy_of(column, m - j);
     make_reflector(x);
     set_zero(v.row(t), j);
     if (x.empty()) {
@@ -117,7 +118,7 @@ void column_pivoting<T>::extend_f(std::size_t first, std::size_t j)
     const std::size_t t = j - first;
     const std::size_t rest = n - j - 1;
     const T* const reflector = v.row(t) + j;
-    std::vector<T> overlaps(t); // -Vᴴv
+    aligned_vector<T> overlaps(t); // -Vᴴv
     row_dots(path, overlaps.data(), reflector, v.first + j, v.stride, t, m - j);
     for (T& x : overlaps)
         x = negated(x);
@@ -143,7 +144,7 @@ void column_pivoting<T>::finish_row(std::size_t first, std::size_t j)
     T left[panel_columns]; // row j of V, conjugated
     for (std::size_t s = 0; s <= t; ++s)
         left[s] = conjugate(v(s, j));
-    std::vector<T> lost_parts = zeros<T>(rest); // of the row, conjugated
+    aligned_vector<T> lost_parts = zeros<T>(rest); // of the row, conjugated
     add_row_dots_on(path, lost_parts.data(), f.first + (j + 1) * f.stride, f.stride, rest, left,
                     t + 1);
     for (std::size_t k = 0; k < rest; ++k) {
@@ -188,7 +189,7 @@ template <class T>
 void column_pivoting<T>::update_trailing(std::size_t first, std::size_t last)
 {
     const std::size_t width = last - first;
-    std::vector<T> minus_f = uninitialized<T>((n - last) * width);
+    aligned_vector<T> minus_f = uninitialized<T>((n - last) * width);
     for (std::size_t k = last; k < n; ++k)
         for (std::size_t s = 0; s < width; ++s)
             minus_f[(k - last) * width + s] = negated(conjugate(f(k, s)));
@@ -213,11 +214,11 @@ void column_pivoting<T>::factorize()
 } // namespace detail
 
 template <class T>
-pivoted_reflections<T> pivoted_reflect(const std::vector<T>& a, std::size_t rows,
+pivoted_reflections<T> pivoted_reflect(const aligned_vector<T>& a, std::size_t rows,
                                        std::size_t columns)
 {
     const std::size_t k = std::min(rows, columns);
-    std::vector<T> store = detail::uninitialized<T>(rows * columns);
+    aligned_vector<T> store = detail::uninitialized<T>(rows * columns);
     const detail::block_view<T> by_columns{store.data(), columns, rows};
     detail::transpose_into<T>(by_columns, {a.data(), rows, columns});
     detail::column_pivoting<T> pivoting(by_columns, rows);
@@ -236,9 +237,9 @@ pivoted_reflections<T> pivoted_reflect(const std::vector<T>& a, std::size_t rows
     return result;
 }
 
-template pivoted_reflections<double> pivoted_reflect(const std::vector<double>&, std::size_t,
+template pivoted_reflections<double> pivoted_reflect(const aligned_vector<double>&, std::size_t,
                                                      std::size_t);
-template pivoted_reflections<detail::complex> pivoted_reflect(const std::vector<detail::complex>&,
-                                                              std::size_t, std::size_t);
+template pivoted_reflections<detail::complex>
+pivoted_reflect(const aligned_vector<detail::complex>&, std::size_t, std::size_t);
 
 } // namespace numerical

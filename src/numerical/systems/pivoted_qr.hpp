@@ -7,6 +7,7 @@
 // computed anew where cancellation has taken their digits (Drmac and Bujanovic 2008), which ends
 // the panel. T = double or std::complex<double>.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/qr.hpp"
 
 #include <cstddef>
@@ -24,7 +25,7 @@ struct pivoted_reflections
 // Factors the row-major rows × columns array, which must be finite and, if near overflow, scaled
 // beforehand. The diagonal of R has the phases that the reflectors give it.
 template <class T>
-pivoted_reflections<T> pivoted_reflect(const std::vector<T>& a, std::size_t rows,
+pivoted_reflections<T> pivoted_reflect(const aligned_vector<T>& a, std::size_t rows,
                                        std::size_t columns);
 
 } // namespace numerical

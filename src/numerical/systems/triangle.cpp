@@ -1,5 +1,6 @@
 #include "numerical/systems/triangle.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"
@@ -10,7 +11,6 @@
 #include "numerical/systems/row_dot.hpp"
 
 #include <algorithm>
-#include <vector>
 
 namespace numerical {
 namespace detail {
@@ -58,8 +58,8 @@ void multiply_vector_by_transposed(int path, const triangle<T>& m, T* x)
 template <class T>
 double one_norm_of_triangle(const triangle<T>& t)
 {
-    std::vector<double> sums(t.of.rows);
-    std::vector<double> moduli(t.of.rows);
+    aligned_vector<double> sums(t.of.rows);
+    aligned_vector<double> moduli(t.of.rows);
     for (std::size_t i = 0; i < t.of.rows; ++i) {
         const auto [from, to] = row_of(t, i);
         add_moduli(sums.data() + from, t.of.row(i) + from, to - from, moduli.data());
@@ -87,7 +87,7 @@ void multiply_triangle(const triangle<T>& t, matrix_form form, detail::block_vie
     const int path = detail::gemm_path_current();
     const auto multiply = form == matrix_form::plain ? detail::multiply_vector_by_triangle<T>
                                                      : detail::multiply_vector_by_transposed<T>;
-    std::vector<T> store = detail::uninitialized<T>(x.rows * x.cols);
+    aligned_vector<T> store = detail::uninitialized<T>(x.rows * x.cols);
     const detail::block_view<T> vectors{store.data(), x.cols, x.rows};
     detail::transpose_into(vectors, x);
     if (form == matrix_form::adjoint)

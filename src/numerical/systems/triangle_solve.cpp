@@ -1,5 +1,6 @@
 #include "numerical/systems/triangle.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/factor/triangular_solve.hpp"
 #include "numerical/gemm/kernels/trsv.hpp"
@@ -14,7 +15,6 @@
 
 #include <algorithm>
 #include <type_traits>
-#include <vector>
 
 namespace numerical {
 namespace detail {
@@ -122,7 +122,7 @@ public:
 
 private:
     int path = gemm_path_current();
-    std::vector<T> negative;
+    aligned_vector<T> negative;
 };
 
 // The same for a few vectors, which lie as the rows of Y: the sums run along the rows of M.
@@ -154,7 +154,7 @@ public:
 
 private:
     int path = gemm_path_current();
-    std::vector<T> negative;
+    aligned_vector<T> negative;
 
     // c -= A·b for each row b of B and c of C.
     void subtract(block_view<const T> a, block_view<const T> b, block_view<T> c)
@@ -200,7 +200,7 @@ public:
 private:
     int path = gemm_path_current();
     std::size_t leaf;
-    std::vector<T> negative;
+    aligned_vector<T> negative;
 
     void substitute(const triangle<T>& m, block_view<T> y)
     {
@@ -217,7 +217,7 @@ private:
     void substitute_transposed(const triangle<T>& m, block_view<T> y)
     {
         const std::size_t n = m.of.rows;
-        std::vector<T> store = uninitialized<T>(n * n);
+        aligned_vector<T> store = uninitialized<T>(n * n);
         const block_view<T> copy{store.data(), n, n};
         transpose_into(copy, m.of);
         const auto flipped = m.is_lower() ? triangle_half::upper : triangle_half::lower;
@@ -242,7 +242,7 @@ void by_rows(block_view<T> x, const F& solve)
 {
     if (x.cols == 1)
         return solve(block_view<T>{x.first, 1, x.rows});
-    std::vector<T> store = uninitialized<T>(x.rows * x.cols);
+    aligned_vector<T> store = uninitialized<T>(x.rows * x.cols);
     const block_view<T> y{store.data(), x.cols, x.rows};
     transpose_into(y, x);
     solve(y);

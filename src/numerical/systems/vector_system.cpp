@@ -1,16 +1,17 @@
 #include "numerical/systems/vector_system.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/systems/triangle.hpp"
 
 namespace numerical {
 
 template <class T>
-std::vector<T> solve_vector(const lu_decomposition<T>& lu, const std::vector<T>& b)
+aligned_vector<T> solve_vector(const lu_decomposition<T>& lu, const aligned_vector<T>& b)
 {
     if (lu.order <= greatest_order_by_elements<T>)
         return lu.solve_vector(b);
-    std::vector<T> solution;
+    aligned_vector<T> solution;
     solution.reserve(lu.order);
     for (const std::size_t row : lu.permutation)
         solution.push_back(b[row]);
@@ -22,9 +23,9 @@ std::vector<T> solve_vector(const lu_decomposition<T>& lu, const std::vector<T>&
     return solution;
 }
 
-template std::vector<double> solve_vector(const lu_decomposition<double>&,
-                                          const std::vector<double>&);
-template std::vector<detail::complex> solve_vector(const lu_decomposition<detail::complex>&,
-                                                   const std::vector<detail::complex>&);
+template aligned_vector<double> solve_vector(const lu_decomposition<double>&,
+                                             const aligned_vector<double>&);
+template aligned_vector<detail::complex> solve_vector(const lu_decomposition<detail::complex>&,
+                                                      const aligned_vector<detail::complex>&);
 
 } // namespace numerical

@@ -2,10 +2,10 @@
 
 // A system with one right-hand side. T = double or std::complex<double>.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/lu.hpp"
 
 #include <cstddef>
-#include <vector>
 
 namespace numerical {
 
@@ -17,6 +17,6 @@ constexpr std::size_t greatest_order_by_elements = sizeof(T) == sizeof(double) ?
 // A⁻¹·b from the factors of a regular A: beyond that order the triangles are substituted in
 // vectors, as by solve_triangle.
 template <class T>
-std::vector<T> solve_vector(const lu_decomposition<T>& lu, const std::vector<T>& b);
+aligned_vector<T> solve_vector(const lu_decomposition<T>& lu, const aligned_vector<T>& b);
 
 } // namespace numerical

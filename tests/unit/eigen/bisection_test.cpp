@@ -1,5 +1,6 @@
 #include "numerical/eigen/bisection.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/sturm_kernels.hpp"
 #include "numerical/eps.hpp"
 #include "numerical/gemm/path.hpp"
@@ -13,7 +14,7 @@
 namespace {
 
 using namespace numerical::detail;
-using numbers = std::vector<double>;
+using numbers = numerical::aligned_vector<double>;
 using point_counts = std::array<std::size_t, points_of_count>;
 
 point_counts counts_on(int path, const sturm_sequence& t,

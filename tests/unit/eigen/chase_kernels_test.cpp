@@ -3,6 +3,7 @@
 #include "matrices.hpp"
 #include "ratios.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/path.hpp"
 
 #include <gtest/gtest.h>
@@ -13,7 +14,7 @@
 namespace {
 
 using namespace numerical::detail;
-using numbers = std::vector<double>;
+using numbers = numerical::aligned_vector<double>;
 using wide = long double;
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();

@@ -1,6 +1,7 @@
 #include "numerical/eigen/eigen.hpp"
 
 #include "hermitian_matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/tridiagonal_divide.hpp"
 #include "numerical/errors.hpp"
 #include "paths.hpp"
@@ -233,10 +234,11 @@ TYPED_TEST(eigendecomposition, of_empty_single_and_zero_matrices)
         const decomposition none(matrix<TypeParam>(0, 0, {}), method);
         EXPECT_TRUE(none.values.empty() && none.vectors.data.empty());
         const decomposition one(matrix<TypeParam>(1, 1, {-2.5}), method);
-        EXPECT_EQ(one.values, std::vector<double>{-2.5});
+        EXPECT_EQ(one.values, numerical::aligned_vector<double>{-2.5});
         EXPECT_EQ(std::abs(one.vectors.data[0]), 1.0);
-        const decomposition zero(matrix<TypeParam>(40, 40, std::vector<TypeParam>(1600)), method);
-        EXPECT_EQ(zero.values, std::vector<double>(40, 0.0));
+        const decomposition zero(
+            matrix<TypeParam>(40, 40, numerical::aligned_vector<TypeParam>(1600)), method);
+        EXPECT_EQ(zero.values, numerical::aligned_vector<double>(40, 0.0));
     }
 }
 
@@ -244,8 +246,10 @@ TYPED_TEST(eigendecomposition, names_what_is_wrong_with_its_input)
 {
     using decomposition = decomposition_of<TypeParam>;
     const std::string kind = std::is_same_v<TypeParam, double> ? "symmetric" : "Hermitian";
-    EXPECT_EQ(text_thrown_by<numerical::dimension_error>(
-                  [] { decomposition(matrix<TypeParam>(2, 3, std::vector<TypeParam>(6)), ql); }),
+    EXPECT_EQ(text_thrown_by<numerical::dimension_error>([] {
+                  decomposition(matrix<TypeParam>(2, 3, numerical::aligned_vector<TypeParam>(6)),
+                                ql);
+              }),
               kind + " eigendecomposition requires a square matrix");
     for (const double bad : {nan, std::numeric_limits<double>::infinity()})
         for (const std::size_t at : {0, 2, 3}) {
@@ -276,8 +280,8 @@ TEST(jacobi, leaves_nothing_but_roundings_off_the_diagonal)
 TEST(jacobi, of_single_element_and_empty_matrices)
 {
     const numerical::symmetric_eigen one(matrix<double>(1, 1, {-7.0}), jacobi);
-    EXPECT_EQ(one.values, std::vector<double>{-7.0});
-    EXPECT_EQ(one.vectors.data, std::vector<double>{1.0});
+    EXPECT_EQ(one.values, numerical::aligned_vector<double>{-7.0});
+    EXPECT_EQ(one.vectors.data, numerical::aligned_vector<double>{1.0});
     EXPECT_TRUE(numerical::symmetric_eigen(matrix<double>(0, 0, {}), jacobi).values.empty());
 }
 
@@ -346,7 +350,7 @@ TEST(symmetric_eigen, of_a_matrix_with_entries_of_very_different_size)
     for (const double small : {1e-200, 1e-320})
         for (const eigen_method method : {ql, divide, jacobi}) {
             const numerical::symmetric_eigen eigen({2, 2, {small, small, small, 1.0}}, method);
-            EXPECT_EQ(eigen.values, (std::vector<double>{small, 1.0}));
+            EXPECT_EQ(eigen.values, (numerical::aligned_vector<double>{small, 1.0}));
             EXPECT_EQ(std::abs(eigen.vectors.data[0]), 1.0);
         }
 }
@@ -355,10 +359,10 @@ TEST(symmetric_eigen, near_the_limits_of_the_range)
 {
     const double huge = std::numeric_limits<double>::max();
     const numerical::symmetric_eigen of_huge({2, 2, {huge, 0, 0, -huge}}, divide);
-    EXPECT_EQ(of_huge.values, (std::vector<double>{-huge, huge}));
+    EXPECT_EQ(of_huge.values, (numerical::aligned_vector<double>{-huge, huge}));
     const double least = std::numeric_limits<double>::denorm_min();
     const numerical::symmetric_eigen of_least({2, 2, {0, 0, 3 * least, 0}}, ql);
-    EXPECT_EQ(of_least.values, (std::vector<double>{-3 * least, 3 * least}));
+    EXPECT_EQ(of_least.values, (numerical::aligned_vector<double>{-3 * least, 3 * least}));
 }
 
 TEST(columns_by_value, puts_rows_into_columns_in_the_given_order)

@@ -1,6 +1,7 @@
 #include "numerical/eigen/eigenvalues.hpp"
 
 #include "hermitian_matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/eigen.hpp"
 #include "numerical/errors.hpp"
 #include "paths.hpp"
@@ -94,16 +95,18 @@ TYPED_TEST(hermitian_values, read_nothing_above_the_diagonal)
 TYPED_TEST(hermitian_values, of_empty_single_and_zero_matrices)
 {
     EXPECT_TRUE(eigenvalues(matrix<TypeParam>(0, 0, {})).empty());
-    EXPECT_EQ(eigenvalues(matrix<TypeParam>(1, 1, {-2.5})), std::vector<double>{-2.5});
-    EXPECT_EQ(eigenvalues(matrix<TypeParam>(40, 40, std::vector<TypeParam>(1600))),
-              std::vector<double>(40, 0.0));
+    EXPECT_EQ(eigenvalues(matrix<TypeParam>(1, 1, {-2.5})),
+              numerical::aligned_vector<double>{-2.5});
+    EXPECT_EQ(eigenvalues(matrix<TypeParam>(40, 40, numerical::aligned_vector<TypeParam>(1600))),
+              numerical::aligned_vector<double>(40, 0.0));
 }
 
 TYPED_TEST(hermitian_values, name_what_is_wrong_with_the_matrix)
 {
     const std::string kind = std::is_same_v<TypeParam, double> ? "symmetric" : "Hermitian";
-    EXPECT_EQ(text_thrown_by<numerical::dimension_error>(
-                  [] { eigenvalues(matrix<TypeParam>(2, 3, std::vector<TypeParam>(6))); }),
+    EXPECT_EQ(text_thrown_by<numerical::dimension_error>([] {
+                  eigenvalues(matrix<TypeParam>(2, 3, numerical::aligned_vector<TypeParam>(6)));
+              }),
               kind + " eigendecomposition requires a square matrix");
     for (const double bad : {nan, std::numeric_limits<double>::infinity()})
         for (const std::size_t at : {0, 2, 3}) {
@@ -125,13 +128,13 @@ TEST(hermitian_value, near_the_limits_of_the_range)
 {
     const double huge = std::numeric_limits<double>::max();
     EXPECT_EQ(eigenvalues(matrix<double>(2, 2, {huge, 0, 0, -huge})),
-              (std::vector<double>{-huge, huge}));
+              (numerical::aligned_vector<double>{-huge, huge}));
     const double least = std::numeric_limits<double>::denorm_min();
     EXPECT_EQ(eigenvalues(matrix<double>(2, 2, {0, 0, 3 * least, 0})),
-              (std::vector<double>{-3 * least, 3 * least}));
+              (numerical::aligned_vector<double>{-3 * least, 3 * least}));
     for (const double small : {1e-200, 1e-320})
         EXPECT_EQ(eigenvalues(matrix<double>(2, 2, {small, small, small, 1.0})),
-                  (std::vector<double>{small, 1.0}));
+                  (numerical::aligned_vector<double>{small, 1.0}));
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "numerical/eigen/hermitian_band.hpp"
 
 #include "hermitian_matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/eigen.hpp"
 #include "numerical/eigen/eigenvalues.hpp"
 #include "numerical/eigen/root_free_ql.hpp"
@@ -29,11 +30,11 @@ using element_types = testing::Types<double, std::complex<double>>;
 TYPED_TEST_SUITE(hermitian_bands, element_types);
 
 template <class T>
-std::vector<double> values_by_band(const matrix<T>& a, std::size_t width)
+numerical::aligned_vector<double> values_by_band(const matrix<T>& a, std::size_t width)
 {
     hermitian_band<T> band = reduce_to_hermitian_band(a.data, a.rows, width);
-    std::vector<double> d(a.rows);
-    std::vector<double> e(a.rows);
+    numerical::aligned_vector<double> d(a.rows);
+    numerical::aligned_vector<double> e(a.rows);
     narrow_hermitian_band(band, d, e);
     root_free_ql(d, e, 30 * a.rows);
     return d;
@@ -116,8 +117,8 @@ TYPED_TEST(hermitian_bands, bits_do_not_depend_on_the_number_of_threads)
         const auto narrowed_on = [&](std::size_t threads) {
             const test::thread_limit limit(threads);
             hermitian_band<TypeParam> band = reduce_to_hermitian_band(a.data, n, 16);
-            std::vector<double> d(n);
-            std::vector<double> e(n);
+            numerical::aligned_vector<double> d(n);
+            numerical::aligned_vector<double> e(n);
             narrow_hermitian_band(band, d, e);
             return std::pair(d, e);
         };

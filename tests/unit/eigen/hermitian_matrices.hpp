@@ -3,6 +3,7 @@
 // Hermitian matrices that are hard for eigensolvers, and the ratios of an eigendecomposition.
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/strided/transpose.hpp"
@@ -37,10 +38,10 @@ numerical::matrix<T> random_hermitian(std::size_t n, unsigned seed)
 
 // Q·diag(values)·Qᴴ, Q being a product of three random reflectors.
 template <class T>
-numerical::matrix<T> with_spectrum(const std::vector<double>& values, unsigned seed)
+numerical::matrix<T> with_spectrum(const numerical::aligned_vector<double>& values, unsigned seed)
 {
     const std::size_t n = values.size();
-    numerical::matrix<T> a(n, n, std::vector<T>(n * n));
+    numerical::matrix<T> a(n, n, numerical::aligned_vector<T>(n * n));
     for (std::size_t i = 0; i < n; ++i)
         a.data[i * n + i] = values[i];
     for (unsigned r = 0; r < 3; ++r) {
@@ -72,10 +73,11 @@ numerical::matrix<T> with_spectrum(const std::vector<double>& values, unsigned s
 }
 
 template <class T>
-numerical::matrix<T> tridiagonal_matrix(const std::vector<double>& d, const std::vector<double>& e)
+numerical::matrix<T> tridiagonal_matrix(const numerical::aligned_vector<double>& d,
+                                        const numerical::aligned_vector<double>& e)
 {
     const std::size_t n = d.size();
-    numerical::matrix<T> a(n, n, std::vector<T>(n * n));
+    numerical::matrix<T> a(n, n, numerical::aligned_vector<T>(n * n));
     for (std::size_t i = 0; i < n; ++i) {
         a.data[i * n + i] = d[i];
         if (i + 1 < n)
@@ -89,8 +91,8 @@ numerical::matrix<T> tridiagonal_matrix(const std::vector<double>& d, const std:
 template <class T>
 numerical::matrix<T> glued_wilkinson(std::size_t n, double glue)
 {
-    std::vector<double> d(n);
-    std::vector<double> e(n);
+    numerical::aligned_vector<double> d(n);
+    numerical::aligned_vector<double> e(n);
     for (std::size_t i = 0; i < n; ++i) {
         d[i] = std::abs(static_cast<double>(i % 21) - 10);
         e[i] = i % 21 == 20 ? glue : 1.0;
@@ -105,9 +107,9 @@ struct named_matrix
     numerical::matrix<T> a;
 };
 
-inline std::vector<double> spectrum(std::size_t n, double (*value)(double position))
+inline numerical::aligned_vector<double> spectrum(std::size_t n, double (*value)(double position))
 {
-    std::vector<double> values(n);
+    numerical::aligned_vector<double> values(n);
     for (std::size_t i = 0; i < n; ++i)
         values[i] = value(n < 2 ? 0.0 : double(i) / double(n - 1));
     return values;
@@ -122,7 +124,7 @@ std::vector<named_matrix<T>> hermitian_families(std::size_t n)
         all.push_back({name, std::move(a)});
     };
     const auto geometric = spectrum(n, [](double x) { return std::pow(1e-15, x); });
-    std::vector<double> outlier(n, 1e-8);
+    numerical::aligned_vector<double> outlier(n, 1e-8);
     if (n > 0)
         outlier[n / 2] = 1;
     add("random", random_hermitian<T>(n, 1));
@@ -130,15 +132,15 @@ std::vector<named_matrix<T>> hermitian_families(std::size_t n)
     add("arithmetic", with_spectrum<T>(spectrum(n, [](double x) { return 2 * x - 1; }), 3));
     add("clustered",
         with_spectrum<T>(spectrum(n, [](double x) { return 1 + eps * std::floor(8 * x); }), 4));
-    add("all equal", with_spectrum<T>(std::vector<double>(n, -3.5), 5));
+    add("all equal", with_spectrum<T>(numerical::aligned_vector<double>(n, -3.5), 5));
     add("one outlier", with_spectrum<T>(outlier, 6));
     add("Wilkinson", glued_wilkinson<T>(n, 0.0));
     add("glued Wilkinson", glued_wilkinson<T>(n, 1e-9));
     add("graded", mirrored(graded_matrix<T>(n, n, 12, 7)));
-    add("tridiagonal",
-        tridiagonal_matrix<T>(std::vector<double>(n, 2.0), std::vector<double>(n, -1.0)));
-    add("diagonal", tridiagonal_matrix<T>(geometric, std::vector<double>(n)));
-    add("zero", {n, n, std::vector<T>(n * n)});
+    add("tridiagonal", tridiagonal_matrix<T>(numerical::aligned_vector<double>(n, 2.0),
+                                             numerical::aligned_vector<double>(n, -1.0)));
+    add("diagonal", tridiagonal_matrix<T>(geometric, numerical::aligned_vector<double>(n)));
+    add("zero", {n, n, numerical::aligned_vector<T>(n * n)});
     add("rank one", mirrored(low_rank_matrix<T>(n, n, 1, 8)));
     add("huge", mirrored(scaled(random_matrix<T>(n, n, 9), 1e300)));
     add("tiny", mirrored(scaled(random_matrix<T>(n, n, 10), 1e-300)));
@@ -163,7 +165,7 @@ numerical::matrix<T> product_for_check(const numerical::matrix<T>& a, const nume
 // Of A divided by its largest entry, so that tiny and huge matrices are judged like others. Values
 // of subnormal matrices are rounded to multiples of the least number, which counts as well.
 template <class T>
-eigen_ratios ratios_of(numerical::matrix<T> a, const std::vector<double>& values,
+eigen_ratios ratios_of(numerical::matrix<T> a, const numerical::aligned_vector<double>& values,
                        const numerical::matrix<T>& vectors)
 {
     const std::size_t n = a.rows;

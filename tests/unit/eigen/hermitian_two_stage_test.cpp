@@ -2,6 +2,7 @@
 
 #include "hermitian_matrices.hpp"
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/selected.hpp"
 #include "numerical/eigen/tridiagonal_divide.hpp"
 #include "order_one.hpp"
@@ -28,9 +29,9 @@ class two_stages : public testing::Test
 using element_types = testing::Types<double, std::complex<double>>;
 TYPED_TEST_SUITE(two_stages, element_types);
 
-std::vector<double> identity_rows(std::size_t n)
+numerical::aligned_vector<double> identity_rows(std::size_t n)
 {
-    std::vector<double> rows(n * n);
+    numerical::aligned_vector<double> rows(n * n);
     for (std::size_t i = 0; i < n; ++i)
         rows[i * n + i] = 1;
     return rows;
@@ -40,12 +41,12 @@ std::vector<double> identity_rows(std::size_t n)
 template <class T>
 struct formed_reduction
 {
-    std::vector<double> d;
-    std::vector<double> e;
+    numerical::aligned_vector<double> d;
+    numerical::aligned_vector<double> e;
     matrix<T> q;
 
     formed_reduction(const matrix<T>& a, std::size_t width)
-        : d(a.rows), e(a.rows), q(a.rows, a.rows, std::vector<T>(a.rows * a.rows))
+        : d(a.rows), e(a.rows), q(a.rows, a.rows, numerical::aligned_vector<T>(a.rows * a.rows))
     {
         const auto reduction = reduce_in_two_stages(a.data, a.rows, width, d, e);
         q.data = columns_in_matrix_basis(reduction, identity_rows(a.rows), a.rows);
@@ -73,7 +74,8 @@ TYPED_TEST(two_stages, basis_takes_the_tridiagonal_matrix_to_every_family)
 }
 
 template <class T>
-void expect_pairs(const matrix<T>& a, const std::vector<double>& values, const matrix<T>& x)
+void expect_pairs(const matrix<T>& a, const numerical::aligned_vector<double>& values,
+                  const matrix<T>& x)
 {
     auto residual = test::reference_product(a, x);
     for (std::size_t i = 0; i < residual.data.size(); ++i)
@@ -87,13 +89,13 @@ TYPED_TEST(two_stages, few_columns_are_those_of_the_whole_basis)
     constexpr std::size_t n = 100;
     const auto a = test::random_hermitian<TypeParam>(n, 4);
     const formed_reduction<TypeParam> formed(a, 16);
-    std::vector<double> d(n);
-    std::vector<double> e(n);
+    numerical::aligned_vector<double> d(n);
+    numerical::aligned_vector<double> e(n);
     const auto reduction = reduce_in_two_stages(a.data, n, 16, d, e);
     for (const std::size_t count : {1, 7, 8, 31, 32, 33, 64, 65}) {
-        std::vector<double> rows = identity_rows(n);
+        numerical::aligned_vector<double> rows = identity_rows(n);
         rows.resize(count * n);
-        matrix<TypeParam> expected(n, count, std::vector<TypeParam>(n * count));
+        matrix<TypeParam> expected(n, count, numerical::aligned_vector<TypeParam>(n * count));
         for (std::size_t i = 0; i < n; ++i)
             for (std::size_t j = 0; j < count; ++j)
                 expected.data[i * count + j] = formed.q.data[i * n + j];
@@ -108,10 +110,10 @@ TYPED_TEST(two_stages, bits_do_not_depend_on_the_number_of_threads)
     const auto a = test::random_hermitian<TypeParam>(n, 5);
     const auto pairs_on = [&](std::size_t threads) {
         const test::thread_limit limit(threads);
-        std::vector<double> d(n);
-        std::vector<double> e(n);
+        numerical::aligned_vector<double> d(n);
+        numerical::aligned_vector<double> e(n);
         const auto reduction = reduce_in_two_stages(a.data, n, 16, d, e);
-        std::vector<double> rows = identity_rows(n);
+        numerical::aligned_vector<double> rows = identity_rows(n);
         rows.resize(100 * n);
         return std::tuple(d, e, columns_in_matrix_basis(reduction, rows, n));
     };
@@ -125,13 +127,14 @@ TYPED_TEST(two_stages, vectors_of_divide_and_conquer_come_back_too)
 {
     constexpr std::size_t n = 130;
     const auto a = test::glued_wilkinson<TypeParam>(n, 1e-14);
-    std::vector<double> d(n);
-    std::vector<double> e(n);
+    numerical::aligned_vector<double> d(n);
+    numerical::aligned_vector<double> e(n);
     const auto reduction = reduce_in_two_stages(a.data, n, 16, d, e);
-    const auto [range, rows] = divide_choosing(d, e, n, [](const std::vector<double>&) {
-        return index_range{n - 40, n};
-    });
-    expect_pairs(a, std::vector<double>(d.end() - 40, d.end()),
+    const auto [range, rows] =
+        divide_choosing(d, e, n, [](const numerical::aligned_vector<double>&) {
+            return index_range{n - 40, n};
+        });
+    expect_pairs(a, numerical::aligned_vector<double>(d.end() - 40, d.end()),
                  matrix<TypeParam>(n, 40, columns_in_matrix_basis(reduction, rows, n)));
 }
 
@@ -142,7 +145,7 @@ TEST(two_stages_of_real_matrices, serve_few_vectors_of_large_matrices)
     while (most_two_stage_vectors<double>(n) == 0)
         ++n;
     for (const std::size_t order : {n - 1, n, n + 1}) {
-        std::vector<double> together(order);
+        numerical::aligned_vector<double> together(order);
         for (std::size_t i = 0; i < order; ++i)
             together[i] = i < order / 2 ? -1 : double(i) / double(order);
         for (const auto& a :

@@ -1,6 +1,7 @@
 #include "numerical/eigen/merge_kernels.hpp"
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "paths.hpp"
 
 #include <gtest/gtest.h>
@@ -15,10 +16,10 @@ constexpr std::size_t most = 21; // beyond two turns of four vectors and every r
 // Ascending poles, each root a quarter of a gap above its own.
 struct problem
 {
-    std::vector<double> d;
-    std::vector<double> origin;
-    std::vector<double> tau;
-    std::vector<double> z;
+    numerical::aligned_vector<double> d;
+    numerical::aligned_vector<double> origin;
+    numerical::aligned_vector<double> tau;
+    numerical::aligned_vector<double> z;
 
     explicit problem(std::size_t size) : z(test::random_vector<double>(size, 4))
     {
@@ -52,8 +53,8 @@ TEST(merge_kernels, ratios_are_multiplied_in_ascending_order)
     const problem p(most + 9);
     for (const merge_kernels& kernels : available_kernels())
         for (std::size_t count = 0; count <= most; ++count) {
-            std::vector<double> product(count + 1, guard);
-            std::vector<double> want(count + 1, guard);
+            numerical::aligned_vector<double> product(count + 1, guard);
+            numerical::aligned_vector<double> want(count + 1, guard);
             for (std::size_t i = 0; i < count; ++i)
                 for (std::size_t j = most + 2; j < most + 9; ++j)
                     want[i] *= p.distance(i + 1, j) / (p.d[i + 1] - p.d[j]);
@@ -67,8 +68,8 @@ TEST(merge_kernels, squares_are_added_in_ascending_order)
     const problem p(most + 3);
     for (const merge_kernels& kernels : available_kernels())
         for (std::size_t count = 0; count <= most; ++count) {
-            std::vector<double> sums(count + 1, guard);
-            std::vector<double> want(count + 1, guard);
+            numerical::aligned_vector<double> sums(count + 1, guard);
+            numerical::aligned_vector<double> want(count + 1, guard);
             for (std::size_t q = 0; q < count; ++q)
                 for (std::size_t i = 0; i < p.z.size(); ++i) {
                     const double element = p.z[i] / p.distance(i, q + 2);
@@ -84,8 +85,8 @@ TEST(merge_kernels, row_is_divided_by_the_distances_and_then_the_norms)
     const problem p(most);
     for (const merge_kernels& kernels : available_kernels())
         for (std::size_t count = 0; count <= most; ++count) {
-            std::vector<double> row(count + 1, guard);
-            std::vector<double> want(count + 1, guard);
+            numerical::aligned_vector<double> row(count + 1, guard);
+            numerical::aligned_vector<double> want(count + 1, guard);
             for (std::size_t q = 0; q < count; ++q)
                 want[q] = p.z[3] / p.distance(3, q) / p.d[q];
             kernels.divide_row(row.data(), p.pairs(), p.z[3], p.d[3], p.d.data(), count);

@@ -1,5 +1,7 @@
 #include "numerical/eigen/order.hpp"
 
+#include "numerical/aligned_vector.hpp"
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -20,8 +22,8 @@ TEST(order, treats_zeros_of_both_signs_as_equal)
 
 TEST(order, puts_values_into_it)
 {
-    EXPECT_EQ(in_order({3, 1, 2}, {1, 2, 0}), (std::vector<double>{1, 2, 3}));
-    EXPECT_EQ(in_order({3, 1, 2}, {2}), (std::vector<double>{2}));
+    EXPECT_EQ(in_order({3, 1, 2}, {1, 2, 0}), (numerical::aligned_vector<double>{1, 2, 3}));
+    EXPECT_EQ(in_order({3, 1, 2}, {2}), (numerical::aligned_vector<double>{2}));
 }
 
 TEST(order, of_nothing_is_nothing)

@@ -1,6 +1,7 @@
 #include "numerical/eigen/pencil.hpp"
 
 #include "hermitian_matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/selected.hpp"
 #include "numerical/eigen/standard_form.hpp"
 #include "numerical/errors.hpp"
@@ -125,7 +126,8 @@ std::vector<definite_matrix<T>> definite_families(std::size_t n)
         for (std::size_t j = 0; j < n; ++j)
             graded.data[i * n + j] *= std::pow(10.0, -6.0 * double(i + j) / double(n));
     std::vector<definite_matrix<T>> all;
-    all.push_back({"identity", test::with_spectrum<T>(std::vector<double>(n, 1.0), 20), 1});
+    all.push_back(
+        {"identity", test::with_spectrum<T>(numerical::aligned_vector<double>(n, 1.0), 20), 1});
     all.push_back({"well conditioned", well_conditioned, 10});
     all.push_back({"graded", graded, 10});
     all.push_back({"ill conditioned", test::with_spectrum<T>(steep, 22), 1e10});
@@ -148,14 +150,14 @@ double relative_difference(const matrix<T>& x, const matrix<T>& y, const matrix<
 template <class T>
 matrix<double> moduli(const matrix<T>& a)
 {
-    matrix<double> out(a.rows, a.cols, std::vector<double>(a.data.size()));
+    matrix<double> out(a.rows, a.cols, numerical::aligned_vector<double>(a.data.size()));
     for (std::size_t i = 0; i < a.data.size(); ++i)
         out.data[i] = std::abs(a.data[i]);
     return out;
 }
 
 template <class T>
-matrix<T> columns_times(matrix<T> x, const std::vector<double>& factors)
+matrix<T> columns_times(matrix<T> x, const numerical::aligned_vector<double>& factors)
 {
     for (std::size_t i = 0; i < x.data.size(); ++i)
         x.data[i] *= factors[i % x.cols];
@@ -230,7 +232,7 @@ TYPED_TEST(pencil, values_of_commuting_matrices_are_quotients_and_products)
         const auto a = test::with_spectrum<TypeParam>(of_a, 41);
         const auto b = test::with_spectrum<TypeParam>(of_b, 41);
         for (const pencil_form form : forms) {
-            std::vector<double> expected(n);
+            numerical::aligned_vector<double> expected(n);
             for (std::size_t i = 0; i < n; ++i)
                 expected[i] = form == pencil_form::a_and_b ? of_a[i] / of_b[i] : of_a[i] * of_b[i];
             std::sort(expected.begin(), expected.end());

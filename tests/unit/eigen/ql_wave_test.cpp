@@ -1,6 +1,7 @@
 #include "numerical/eigen/ql_kernels.hpp"
 
 #include "hermitian_matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/path.hpp"
 
 #include <gtest/gtest.h>
@@ -8,7 +9,7 @@
 namespace {
 
 using namespace numerical::detail;
-using numbers = std::vector<double>;
+using numbers = numerical::aligned_vector<double>;
 
 struct wave_case
 {

@@ -1,6 +1,7 @@
 #include "numerical/eigen/root_free_ql.hpp"
 
 #include "hermitian_matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "paths.hpp"
 #include "thrown.hpp"
@@ -13,7 +14,7 @@
 namespace {
 
 using numerical::detail::root_free_ql;
-using numbers = std::vector<double>;
+using numbers = numerical::aligned_vector<double>;
 
 TEST(root_free_ql, agrees_with_bisection)
 {

@@ -1,6 +1,7 @@
 #include "numerical/eigen/row_operations.hpp"
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "paths.hpp"
 
 #include <cmath>
@@ -54,7 +55,8 @@ row_operations mixed_operations(std::size_t n, std::size_t chains, unsigned seed
 
 // One operation after the other over whole rows.
 template <class T>
-void apply_plainly(std::vector<T>& basis, std::size_t n, const row_operations& operations)
+void apply_plainly(numerical::aligned_vector<T>& basis, std::size_t n,
+                   const row_operations& operations)
 {
     for (const auto& [kind, first, second, c, s] : operations)
         for (std::size_t j = 0; j < n; ++j) {
@@ -102,14 +104,14 @@ TEST(row_operations, on_rows_of_any_length_leave_what_is_beside_them)
     constexpr double guard = 12345;
     const auto operations = mixed_operations(n, 60, 5);
     for (const std::size_t width : {1, 2, 4, 5, 17}) {
-        std::vector<double> actual(n * n, guard);
-        std::vector<double> square(n * n); // of which the first columns count
+        numerical::aligned_vector<double> actual(n * n, guard);
+        numerical::aligned_vector<double> square(n * n); // of which the first columns count
         const auto entries = test::random_vector<double>(n * width, 8);
         for (std::size_t i = 0; i < n; ++i)
             for (std::size_t j = 0; j < width; ++j)
                 actual[i * n + j] = square[i * n + j] = entries[i * width + j];
         apply_plainly(square, n, operations);
-        std::vector<double> expected(n * n, guard);
+        numerical::aligned_vector<double> expected(n * n, guard);
         for (std::size_t i = 0; i < n; ++i)
             std::copy_n(square.begin() + static_cast<std::ptrdiff_t>(i * n), width,
                         expected.begin() + static_cast<std::ptrdiff_t>(i * n));
@@ -139,7 +141,7 @@ TYPED_TEST(row_operations_of, an_empty_list_leaves_the_basis_alone)
     const auto before = basis;
     apply_row_operations(basis, 3, {});
     EXPECT_EQ(basis, before);
-    std::vector<TypeParam> none;
+    numerical::aligned_vector<TypeParam> none;
     apply_row_operations(none, 0, {});
     EXPECT_TRUE(none.empty());
 }

@@ -1,6 +1,7 @@
 #include "numerical/eigen/secular.hpp"
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "paths.hpp"
 #include "ratios.hpp"
 
@@ -14,8 +15,8 @@ using namespace numerical::detail;
 
 struct problem
 {
-    std::vector<double> d;
-    std::vector<double> z;
+    numerical::aligned_vector<double> d;
+    numerical::aligned_vector<double> z;
     double weight;
 };
 
@@ -38,7 +39,8 @@ problem random_problem(std::size_t count, double spread, unsigned seed)
 {
     std::mt19937_64 generator(seed);
     std::uniform_real_distribution<double> uniform(0.0, 1.0);
-    problem p{std::vector<double>(count), std::vector<double>(count), 1.0};
+    problem p{numerical::aligned_vector<double>(count), numerical::aligned_vector<double>(count),
+              1.0};
     for (std::size_t i = 1; i < count; ++i)
         p.d[i] = p.d[i - 1] + std::pow(uniform(generator), spread) + 1e-14;
     double square = 0;

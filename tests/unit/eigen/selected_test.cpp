@@ -1,6 +1,7 @@
 #include "numerical/eigen/selected.hpp"
 
 #include "hermitian_matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/eigen.hpp"
 #include "numerical/eigen/eigenvalues.hpp"
 #include "numerical/eigen/inverse_iteration.hpp"
@@ -34,7 +35,7 @@ using element_types = testing::Types<double, complex>;
 TYPED_TEST_SUITE(selected_eigenpairs_of, element_types);
 
 template <class T>
-std::vector<double> whole_values(const matrix<T>& a)
+numerical::aligned_vector<double> whole_values(const matrix<T>& a)
 {
     using decomposition = std::conditional_t<std::is_same_v<T, double>, numerical::symmetric_eigen,
                                              numerical::hermitian_eigen>;
@@ -52,8 +53,8 @@ matrix<T> divided(matrix<T> a, double scale)
 
 // Of A divided by its largest entry: ‖AX - XW‖/(n·‖A‖·ε) and ‖XᴴX - I‖/(n·ε).
 template <class T>
-void check_ratios(const matrix<T>& given, const std::vector<double>& values, const matrix<T>& x,
-                  const std::string& name)
+void check_ratios(const matrix<T>& given, const numerical::aligned_vector<double>& values,
+                  const matrix<T>& x, const std::string& name)
 {
     double scale = 0;
     for (const T& entry : given.data)
@@ -70,13 +71,14 @@ void check_ratios(const matrix<T>& given, const std::vector<double>& values, con
     EXPECT_LT(test::orthogonality_ratio(x), accepted) << name;
 }
 
-double largest_modulus(const std::vector<double>& values)
+double largest_modulus(const numerical::aligned_vector<double>& values)
 {
     return numerical::detail::largest_modulus(values.data(), values.size());
 }
 
-void expect_values(const std::vector<double>& values, const std::vector<double>& expected,
-                   double tolerance, const std::string& name)
+void expect_values(const numerical::aligned_vector<double>& values,
+                   const numerical::aligned_vector<double>& expected, double tolerance,
+                   const std::string& name)
 {
     ASSERT_EQ(values.size(), expected.size()) << name;
     for (std::size_t i = 0; i < values.size(); ++i)
@@ -84,13 +86,13 @@ void expect_values(const std::vector<double>& values, const std::vector<double>&
 }
 
 template <class T>
-void check_places(const matrix<T>& a, index_range places, const std::vector<double>& all,
-                  const std::string& name)
+void check_places(const matrix<T>& a, index_range places,
+                  const numerical::aligned_vector<double>& all, const std::string& name)
 {
     const auto [values, vectors] =
         numerical::selected_eigenpairs(a, eigen_selection::by_place(places.first, places.last));
-    const std::vector<double> expected(all.begin() + std::ptrdiff_t(places.first),
-                                       all.begin() + std::ptrdiff_t(places.last));
+    const numerical::aligned_vector<double> expected(all.begin() + std::ptrdiff_t(places.first),
+                                                     all.begin() + std::ptrdiff_t(places.last));
     if (places.count() > numerical::detail::most_iterated_vectors(a.rows)) {
         EXPECT_EQ(values, expected) << name; // by the same steps, and so bit by bit
     }
@@ -130,7 +132,7 @@ TYPED_TEST(selected_eigenpairs_of, large_clusters_are_orthogonal)
         for (const std::size_t count : {40, 24, 12, 3}) // by division and by iteration
             check_places(a, {n - count, n}, whole_values(a), "glue " + std::to_string(glue));
     }
-    const auto equal = test::with_spectrum<TypeParam>(std::vector<double>(n, 2.0), 3);
+    const auto equal = test::with_spectrum<TypeParam>(numerical::aligned_vector<double>(n, 2.0), 3);
     check_places(equal, {100, 126}, whole_values(equal), "all equal");
 }
 
@@ -146,10 +148,11 @@ TYPED_TEST(selected_eigenpairs_of, families_are_slices_on_every_path)
 TYPED_TEST(selected_eigenpairs_of, an_interval_is_open_below_and_closed_above)
 {
     for (const std::size_t n : {8, 64}) { // powers of two, by which division is exact
-        std::vector<double> diagonal(n);
+        numerical::aligned_vector<double> diagonal(n);
         for (std::size_t i = 0; i < n; ++i)
             diagonal[i] = double(n - i);
-        const auto a = test::tridiagonal_matrix<TypeParam>(diagonal, std::vector<double>(n));
+        const auto a =
+            test::tridiagonal_matrix<TypeParam>(diagonal, numerical::aligned_vector<double>(n));
         const auto in = [&](double above, double upto) {
             const auto selection = eigen_selection::by_value(above, upto);
             const auto pairs = numerical::selected_eigenpairs(a, selection);
@@ -157,10 +160,10 @@ TYPED_TEST(selected_eigenpairs_of, an_interval_is_open_below_and_closed_above)
             EXPECT_EQ(pairs.values, numerical::selected_eigenvalues(a, selection));
             return pairs.values;
         };
-        EXPECT_EQ(in(2, 5), (std::vector<double>{3, 4, 5}));
-        EXPECT_EQ(in(-infinity, 1), (std::vector<double>{1}));
-        EXPECT_EQ(in(double(n) - 1, infinity), (std::vector<double>{double(n)}));
-        EXPECT_EQ(in(2.25, 2.75), std::vector<double>());
+        EXPECT_EQ(in(2, 5), (numerical::aligned_vector<double>{3, 4, 5}));
+        EXPECT_EQ(in(-infinity, 1), (numerical::aligned_vector<double>{1}));
+        EXPECT_EQ(in(double(n) - 1, infinity), (numerical::aligned_vector<double>{double(n)}));
+        EXPECT_EQ(in(2.25, 2.75), numerical::aligned_vector<double>());
         EXPECT_EQ(in(-infinity, infinity).size(), n);
     }
 }
@@ -172,7 +175,7 @@ TYPED_TEST(selected_eigenpairs_of, values_alone_are_slices_of_the_eigenvalues)
         const auto all = numerical::eigenvalues(a);
         const auto some =
             numerical::selected_eigenvalues(a, eigen_selection::by_place(n / 2, n / 2 + 1));
-        EXPECT_EQ(some, (std::vector<double>{all[n / 2]}));
+        EXPECT_EQ(some, (numerical::aligned_vector<double>{all[n / 2]}));
     }
 }
 
@@ -187,20 +190,22 @@ TYPED_TEST(selected_eigenpairs_of, nothing_is_nothing)
 // What divide and conquer gets to do: a value that is none, and entries beyond all range.
 TEST(selected_eigenpairs, iteration_refuses_what_does_not_pass)
 {
-    std::vector<double> d(80);
+    numerical::aligned_vector<double> d(80);
     for (std::size_t i = 0; i < d.size(); ++i)
         d[i] = double(i);
-    const std::vector<double> e(80, 0.125);
-    EXPECT_FALSE(iterated_vectors(d, e, std::vector<double>{0.4}).has_value());
+    const numerical::aligned_vector<double> e(80, 0.125);
+    EXPECT_FALSE(iterated_vectors(d, e, numerical::aligned_vector<double>{0.4}).has_value());
     d[7] = infinity;
-    EXPECT_FALSE(iterated_vectors(d, e, std::vector<double>{3.0}).has_value());
+    EXPECT_FALSE(iterated_vectors(d, e, numerical::aligned_vector<double>{3.0}).has_value());
     // No third vector is orthogonal to two of one double value.
-    std::vector<double> apart(80);
+    numerical::aligned_vector<double> apart(80);
     for (std::size_t i = 0; i < apart.size(); ++i)
         apart[i] = double(i / 2);
-    const std::vector<double> none(80);
-    EXPECT_TRUE(iterated_vectors(apart, none, std::vector<double>{5.0, 5.0}).has_value());
-    EXPECT_FALSE(iterated_vectors(apart, none, std::vector<double>{5.0, 5.0, 5.0}).has_value());
+    const numerical::aligned_vector<double> none(80);
+    EXPECT_TRUE(
+        iterated_vectors(apart, none, numerical::aligned_vector<double>{5.0, 5.0}).has_value());
+    EXPECT_FALSE(iterated_vectors(apart, none, numerical::aligned_vector<double>{5.0, 5.0, 5.0})
+                     .has_value());
 }
 
 TEST(selected_eigenpairs, keep_the_words_of_the_whole_problem)

@@ -1,6 +1,7 @@
 #include "numerical/eigen/tridiagonal_divide.hpp"
 
 #include "hermitian_matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/deflation.hpp"
 #include "paths.hpp"
 
@@ -17,27 +18,28 @@ using numerical::matrix;
 
 struct system
 {
-    std::vector<double> d;
-    std::vector<double> e; // n - 1 couplings
+    numerical::aligned_vector<double> d;
+    numerical::aligned_vector<double> e; // n - 1 couplings
 };
 
 struct solved
 {
-    std::vector<double> values;
+    numerical::aligned_vector<double> values;
     matrix<double> vectors;
 };
 
 solved divide(const system& s)
 {
     const std::size_t n = s.d.size();
-    solved out{s.d, {n, n, std::vector<double>(n * n)}};
+    solved out{s.d, {n, n, numerical::aligned_vector<double>(n * n)}};
     merge_workspace workspace;
     divide_block(out.values.data(), s.e.data(), n, {out.vectors.data.data(), n, n, n}, workspace);
     return out;
 }
 
 // Solves, checks, and returns the ascending values.
-std::vector<double> checked_values(const system& s, const std::string& name, double* largest)
+numerical::aligned_vector<double> checked_values(const system& s, const std::string& name,
+                                                 double* largest)
 {
     const auto [values, vectors] = divide(s);
     const auto seen = test::ratios_of(test::tridiagonal_matrix<double>(s.d, s.e), values, vectors);
@@ -119,10 +121,10 @@ TEST(tridiagonal_divide, leaves_what_lies_around_its_block_alone)
     constexpr std::size_t n = 40;
     constexpr std::size_t stride = 47;
     const system s = random_system(n, 5);
-    std::vector<double> store(stride * n, 0.0);
+    numerical::aligned_vector<double> store(stride * n, 0.0);
     for (std::size_t i = 0; i < n; ++i)
         std::fill_n(store.begin() + std::ptrdiff_t(i * stride + n), stride - n, 123.0);
-    std::vector<double> d = s.d;
+    numerical::aligned_vector<double> d = s.d;
     merge_workspace workspace;
     divide_block(d.data(), s.e.data(), n, {store.data(), n, n, stride}, workspace);
     const auto expected = divide(s);
@@ -133,7 +135,8 @@ TEST(tridiagonal_divide, leaves_what_lies_around_its_block_alone)
 }
 
 // diag(d) + rho·z·zᵀ for z of norm √2, in the identity basis.
-void check_merge(std::vector<double> d, std::vector<double> z, double rho, std::size_t k)
+void check_merge(numerical::aligned_vector<double> d, numerical::aligned_vector<double> z,
+                 double rho, std::size_t k)
 {
     const std::size_t n = d.size();
     double square = 0;
@@ -141,7 +144,7 @@ void check_merge(std::vector<double> d, std::vector<double> z, double rho, std::
         square += x * x;
     for (double& x : z)
         x *= std::sqrt(2 / square);
-    matrix<double> a(n, n, std::vector<double>(n * n));
+    matrix<double> a(n, n, numerical::aligned_vector<double>(n * n));
     matrix<double> q = a;
     for (std::size_t i = 0; i < n; ++i) {
         q.data[i * n + i] = 1;
@@ -170,8 +173,8 @@ TEST(rank_one_merge, of_separate_equal_and_negligible_poles)
 
 TEST(deflation, takes_out_what_is_negligible_in_ascending_order)
 {
-    std::vector<double> d{0.3, 0.7, 0.1, 0.9};
-    std::vector<double> z{0.5, 1e-17, 0.5, 0.7};
+    numerical::aligned_vector<double> d{0.3, 0.7, 0.1, 0.9};
+    numerical::aligned_vector<double> z{0.5, 1e-17, 0.5, 0.7};
     std::vector<unsigned int> types{1, 1, 2, 2};
     const auto [partition, rotations] = deflate(d, z, 1.0, types);
     EXPECT_EQ(partition.active, (std::vector<std::size_t>{2, 0, 3}));
@@ -182,8 +185,8 @@ TEST(deflation, takes_out_what_is_negligible_in_ascending_order)
 
 TEST(deflation, of_equal_poles_rotates_the_weight_to_the_later_one)
 {
-    std::vector<double> d{0.5, 0.5};
-    std::vector<double> z{0.6, 0.8};
+    numerical::aligned_vector<double> d{0.5, 0.5};
+    numerical::aligned_vector<double> z{0.6, 0.8};
     std::vector<unsigned int> types{1, 2};
     const auto [partition, rotations] = deflate(d, z, 1.0, types);
     EXPECT_EQ(partition.active, std::vector<std::size_t>{1});
@@ -200,8 +203,8 @@ TEST(deflation, of_equal_poles_rotates_the_weight_to_the_later_one)
 
 TEST(deflation, without_weight_leaves_nothing_to_solve)
 {
-    std::vector<double> d{0.5, 0.6};
-    std::vector<double> z{0.6, 0.8};
+    numerical::aligned_vector<double> d{0.5, 0.6};
+    numerical::aligned_vector<double> z{0.6, 0.8};
     std::vector<unsigned int> types{1, 2};
     EXPECT_TRUE(deflate(d, z, 0.0, types).partition.active.empty());
 }
@@ -210,7 +213,7 @@ TEST(merge_columns, multiplies_by_groups_and_puts_deflated_columns_in_between)
 {
     // Columns 0 and 2 are active, 1 and 3 deflated; the upper two rows hold type 1, the lower
     // ones 2.
-    std::vector<double> q{1, 2, 0, 0, 3, 4, 0, 0, 0, 0, 5, 6, 0, 0, 7, 8};
+    numerical::aligned_vector<double> q{1, 2, 0, 0, 3, 4, 0, 0, 0, 0, 5, 6, 0, 0, 7, 8};
     const merge_partition partition{{0, 2}, {3, 1}};
     const std::vector<unsigned int> types{1, 1, 2, 2};
     const std::vector<std::size_t> order{3, 0, 2, 1}; // column 1, new 0, column 3, new 1
@@ -220,7 +223,8 @@ TEST(merge_columns, multiplies_by_groups_and_puts_deflated_columns_in_between)
     merge_columns(
         {q.data(), 4, 4, 4}, {groups, partition, types, order},
         [&](std::size_t p, double* row) { std::copy_n(small + 2 * p, 2, row); }, workspace);
-    EXPECT_EQ(q, (std::vector<double>{2, 10, 0, 20, 4, 30, 0, 60, 0, 150, 6, 200, 0, 210, 8, 280}));
+    EXPECT_EQ(q, (numerical::aligned_vector<double>{2, 10, 0, 20, 4, 30, 0, 60, 0, 150, 6, 200, 0,
+                                                    210, 8, 280}));
 }
 
 // On a thread of its own, which keeps no memory yet.

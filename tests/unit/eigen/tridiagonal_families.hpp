@@ -3,6 +3,7 @@
 // Real symmetric tridiagonal matrices on which eigenvalues are tried.
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 
 #include <cmath>
 #include <string>
@@ -13,22 +14,25 @@ namespace test {
 struct named_tridiagonal
 {
     std::string name;
-    std::vector<double> d;
-    std::vector<double> e; // as many as d, the last of no meaning
+    numerical::aligned_vector<double> d;
+    numerical::aligned_vector<double> e; // as many as d, the last of no meaning
 };
 
 inline std::vector<named_tridiagonal> tridiagonal_families(std::size_t n)
 {
     std::vector<named_tridiagonal> all{
         {"random", random_vector<double>(n, 1), random_vector<double>(n, 2)},
-        {"second difference", std::vector<double>(n, 1.0), std::vector<double>(n, -0.5)},
-        {"zero diagonal", std::vector<double>(n, 0.0), random_vector<double>(n, 3)},
-        {"diagonal", random_vector<double>(n, 4), std::vector<double>(n, 0.0)},
-        {"zero", std::vector<double>(n, 0.0), std::vector<double>(n, 0.0)},
-        {"falling", std::vector<double>(n), std::vector<double>(n)},
-        {"rising", std::vector<double>(n), std::vector<double>(n)},
-        {"Wilkinson", std::vector<double>(n), std::vector<double>(n, 0.1)},
-        {"glued", std::vector<double>(n), std::vector<double>(n)},
+        {"second difference", numerical::aligned_vector<double>(n, 1.0),
+         numerical::aligned_vector<double>(n, -0.5)},
+        {"zero diagonal", numerical::aligned_vector<double>(n, 0.0), random_vector<double>(n, 3)},
+        {"diagonal", random_vector<double>(n, 4), numerical::aligned_vector<double>(n, 0.0)},
+        {"zero", numerical::aligned_vector<double>(n, 0.0),
+         numerical::aligned_vector<double>(n, 0.0)},
+        {"falling", numerical::aligned_vector<double>(n), numerical::aligned_vector<double>(n)},
+        {"rising", numerical::aligned_vector<double>(n), numerical::aligned_vector<double>(n)},
+        {"Wilkinson", numerical::aligned_vector<double>(n),
+         numerical::aligned_vector<double>(n, 0.1)},
+        {"glued", numerical::aligned_vector<double>(n), numerical::aligned_vector<double>(n)},
         {"apart", random_vector<double>(n, 5), random_vector<double>(n, 6)},
     };
     for (std::size_t i = 0; i < n; ++i) {

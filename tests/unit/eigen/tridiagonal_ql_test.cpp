@@ -1,6 +1,7 @@
 #include "numerical/eigen/tridiagonal_ql.hpp"
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "ratios.hpp"
 #include "thrown.hpp"
@@ -14,12 +15,12 @@
 namespace {
 
 using numerical::detail::tridiagonal_ql;
-using values = std::vector<double>;
+using values = numerical::aligned_vector<double>;
 
 template <class T>
-std::vector<T> identity(std::size_t n)
+numerical::aligned_vector<T> identity(std::size_t n)
 {
-    std::vector<T> rows(n * n);
+    numerical::aligned_vector<T> rows(n * n);
     for (std::size_t i = 0; i < n; ++i)
         rows[i * n + i] = 1;
     return rows;
@@ -45,14 +46,14 @@ void expect_near(const values& found, const values& expected, double tolerance)
 TEST(tridiagonal_ql, of_order_0_and_1_does_nothing)
 {
     values none;
-    std::vector<double> no_basis;
+    numerical::aligned_vector<double> no_basis;
     tridiagonal_ql(none, none, no_basis, 0, 0);
     values d{-4.0};
     values e{0.0};
-    std::vector<double> basis{1.0};
+    numerical::aligned_vector<double> basis{1.0};
     tridiagonal_ql(d, e, basis, 1, 0);
     EXPECT_EQ(d, values{-4.0});
-    EXPECT_EQ(basis, std::vector<double>{1.0});
+    EXPECT_EQ(basis, numerical::aligned_vector<double>{1.0});
 }
 
 TEST(tridiagonal_ql, of_a_diagonal_matrix_takes_no_step)

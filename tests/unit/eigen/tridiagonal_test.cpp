@@ -1,6 +1,7 @@
 #include "numerical/eigen/tridiagonal.hpp"
 
 #include "hermitian_matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/hermitian_product.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "paths.hpp"
@@ -21,8 +22,8 @@ constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 template <class T>
 struct reduced
 {
-    std::vector<double> d;
-    std::vector<double> e;
+    numerical::aligned_vector<double> d;
+    numerical::aligned_vector<double> e;
     tridiagonal_reduction<T> reduction;
 };
 
@@ -30,8 +31,8 @@ template <class T>
 reduced<T> reduce(const matrix<T>& a)
 {
     auto work = a.data;
-    std::vector<double> d(a.rows);
-    std::vector<double> e(a.rows, nan);
+    numerical::aligned_vector<double> d(a.rows);
+    numerical::aligned_vector<double> e(a.rows, nan);
     auto reduction = tridiagonalize(work, a.rows, d, e);
     return {d, e, std::move(reduction)};
 }
@@ -81,7 +82,7 @@ TYPED_TEST(tridiagonal, basis_of_the_identity_rows_is_the_basis)
     using T = TypeParam;
     for (const std::size_t n : {2, 33, 70}) {
         const auto [d, e, reduction] = reduce(test::random_hermitian<T>(n, 3));
-        std::vector<T> rows(n * n);
+        numerical::aligned_vector<T> rows(n * n);
         for (std::size_t i = 0; i < n; ++i)
             rows[i * n + i] = 1;
         to_matrix_basis(reduction, rows, n);
@@ -98,11 +99,11 @@ TEST(columns_to_matrix_basis, has_the_bits_of_the_rows)
         for (const std::size_t n : {1, 2, 33, 34, 97, 600})
             for (const std::size_t count : {std::size_t{0}, std::size_t{1}, std::size_t{10}, n}) {
                 const auto reduction = reduce(test::random_hermitian<double>(n, 5)).reduction;
-                std::vector<double> rows = test::random_vector<double>(count * n, 2);
-                std::vector<double> columns(rows.size());
+                numerical::aligned_vector<double> rows = test::random_vector<double>(count * n, 2);
+                numerical::aligned_vector<double> columns(rows.size());
                 transpose_into<double>({columns.data(), n, count}, {rows.data(), count, n});
                 to_matrix_basis(reduction, rows, n);
-                std::vector<double> expected(rows.size());
+                numerical::aligned_vector<double> expected(rows.size());
                 transpose_into<double>({expected.data(), n, count}, {rows.data(), count, n});
                 for (const std::size_t threads : test::thread_counts) {
                     const test::thread_limit some(threads);
@@ -137,9 +138,9 @@ TYPED_TEST(tridiagonal, matrix_of_order_1_is_its_diagonal)
 {
     using T = TypeParam;
     const auto [d, e, reduction] = reduce(matrix<T>(1, 1, {T(-3)}));
-    EXPECT_EQ(d, std::vector<double>{-3.0});
-    EXPECT_EQ(e, std::vector<double>{0.0});
-    EXPECT_EQ(reduction.phases, std::vector<T>{T(1)});
+    EXPECT_EQ(d, numerical::aligned_vector<double>{-3.0});
+    EXPECT_EQ(e, numerical::aligned_vector<double>{0.0});
+    EXPECT_EQ(reduction.phases, numerical::aligned_vector<T>{T(1)});
     EXPECT_TRUE(reduction.reflectors[0].empty());
 }
 
@@ -182,8 +183,8 @@ TEST(tridiagonal, complex_subdiagonal_becomes_its_modulus)
     const complex below(3, -4);
     const auto [d, e, reduction] =
         reduce(matrix<complex>(2, 2, {1.0, std::conj(below), below, 2.0}));
-    EXPECT_EQ(d, (std::vector<double>{1.0, 2.0}));
-    EXPECT_EQ(e, (std::vector<double>{5.0, 0.0}));
+    EXPECT_EQ(d, (numerical::aligned_vector<double>{1.0, 2.0}));
+    EXPECT_EQ(e, (numerical::aligned_vector<double>{5.0, 0.0}));
     EXPECT_EQ(reduction.phases[0], complex(1));
     EXPECT_EQ(reduction.phases[1], std::conj(phase_of(below)));
 }
@@ -192,10 +193,10 @@ TEST(tridiagonal, complex_subdiagonal_becomes_its_modulus)
 template <class T>
 void check_product(std::size_t len, std::size_t lda, int path)
 {
-    std::vector<T> a(len * lda, T(nan));
+    numerical::aligned_vector<T> a(len * lda, T(nan));
     const auto lower = test::integer_vector<T>(len * len, 1, 9);
     const auto x = test::integer_vector<T>(len, 2, 9);
-    std::vector<T> expected(len);
+    numerical::aligned_vector<T> expected(len);
     for (std::size_t i = 0; i < len; ++i)
         for (std::size_t j = 0; j <= i; ++j) {
             const T element = i == j ? T(real_part(lower[i * len + j])) : lower[i * len + j];
@@ -204,8 +205,8 @@ void check_product(std::size_t len, std::size_t lda, int path)
             if (i != j)
                 expected[j] += conjugate(element) * x[i];
         }
-    std::vector<T> y(len + 1, T(77));
-    std::vector<T> partials;
+    numerical::aligned_vector<T> y(len + 1, T(77));
+    numerical::aligned_vector<T> partials;
     hermitian_product(a.data(), lda, len, x.data(), y.data(), partials);
     EXPECT_EQ(y[len], T(77));
     y.pop_back();
@@ -228,11 +229,13 @@ TYPED_TEST(tridiagonal, hermitian_product_has_the_same_bits_at_every_thread_coun
     constexpr std::size_t len = 700;
     const auto a = test::random_vector<TypeParam>(len * len, 1);
     const auto x = test::random_vector<TypeParam>(len, 2);
-    std::vector<TypeParam> expected;
+    numerical::aligned_vector<TypeParam> expected;
     for (const std::size_t threads : test::thread_counts) {
         const test::thread_limit limit(threads);
-        std::vector<TypeParam> y(len);
-        std::vector<TypeParam> partials(3, TypeParam(nan)); // what it held before is of no account
+        numerical::aligned_vector<TypeParam> y(len);
+        numerical::aligned_vector<TypeParam> partials(
+            3,
+            TypeParam(nan)); // what it held before is of no account
         hermitian_product(a.data(), len, len, x.data(), y.data(), partials);
         if (expected.empty())
             expected = y;

@@ -1,5 +1,6 @@
 #include "numerical/einsum/contract_pair.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/einsum/permuted.hpp"
 #include "numerical/errors.hpp"
 #include "paths.hpp"
@@ -223,7 +224,7 @@ TEST(contract_pair, gives_the_same_bits_at_every_thread_count)
                 size *= extent;
             operands.emplace_back(shape, test::random_vector<double>(size, 5));
         }
-        std::vector<double> first;
+        numerical::aligned_vector<double> first;
         for (const std::size_t threads : test::thread_counts) {
             const test::thread_limit limit(threads);
             const auto found = contracted(of, operands, large);

@@ -1,5 +1,7 @@
 #include "numerical/einsum/contraction_path.hpp"
 
+#include "numerical/aligned_vector.hpp"
+
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <random>
@@ -22,8 +24,8 @@ using steps = std::vector<contraction_step>;
 struct order
 {
     steps path;
-    std::vector<double> cost;
-    std::vector<double> peak;
+    numerical::aligned_vector<double> cost;
+    numerical::aligned_vector<double> peak;
 };
 
 double size_of(const std::set<char>& labels, const label_extents& extents)

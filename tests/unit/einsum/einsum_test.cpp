@@ -1,5 +1,6 @@
 #include "numerical/einsum/einsum.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "paths.hpp"
@@ -60,9 +61,10 @@ TEST(einsum, takes_every_route)
 
 TEST(einsum, of_a_number_gives_the_number)
 {
-    EXPECT_EQ(summed<double>("->", {tensor<double>({}, {2.5})}).data, std::vector<double>{2.5});
+    EXPECT_EQ(summed<double>("->", {tensor<double>({}, {2.5})}).data,
+              numerical::aligned_vector<double>{2.5});
     EXPECT_EQ(summed<double>(",->", {tensor<double>({}, {2.5}), tensor<double>({}, {2})}).data,
-              std::vector<double>{5.0});
+              numerical::aligned_vector<double>{5.0});
 }
 
 TEST(einsum, of_a_zero_extent_gives_zeros_or_nothing)
@@ -81,7 +83,7 @@ TEST(einsum, reads_no_element_of_an_operand_that_has_none)
 {
     // A free extent of 0 with something to sum: the result is empty, and there is no dot to take.
     const tensor<double> none({0, 7}, {});
-    const tensor<double> some({7}, std::vector<double>(7, 1.0));
+    const tensor<double> some({7}, numerical::aligned_vector<double>(7, 1.0));
     EXPECT_EQ(summed<double>("ij,j->i", {none, some}).shape, extents{0});
     const tensor<double> columns({7, 0}, {});
     EXPECT_EQ(summed<double>("j,ji->i", {some, columns}).shape, extents{0});
@@ -171,7 +173,7 @@ void expect_same_bits_on_all_threads(const test::einsum_case& of, const test::ex
             size *= extent;
         operands.emplace_back(shape, test::random_vector<T>(size, 3));
     }
-    std::vector<T> first;
+    numerical::aligned_vector<T> first;
     for (const std::size_t threads : test::thread_counts) {
         const test::thread_limit limit(threads);
         const auto found = summed(of.spec(), operands);
@@ -202,7 +204,7 @@ void expect_bits_of_the_whole(std::size_t m, std::size_t n, std::size_t k)
     const tensor<T> b({k, n}, test::random_vector<T>(k * n, 2));
     for (const int path : test::available_paths()) {
         const test::path_limit path_limit(path);
-        std::vector<T> whole(m * n);
+        numerical::aligned_vector<T> whole(m * n);
         numerical::detail::gemm(m, n, k, a.data.data(), k, b.data.data(), n, whole.data(), n);
         for (const std::size_t threads : {1, 2}) {
             const test::thread_limit limit(threads);

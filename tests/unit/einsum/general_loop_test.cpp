@@ -1,5 +1,6 @@
 #include "numerical/einsum/general_loop.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "paths.hpp"
 #include "reference_einsum.hpp"
@@ -143,11 +144,11 @@ TEST(general_loop, of_a_zero_extent_is_empty_or_zero)
 }
 
 // Each element's sum from 0, in row-major order of the summed labels, one term after the other.
-std::vector<double> summed_in_order(const tensor<double>& a, bool over_rows)
+numerical::aligned_vector<double> summed_in_order(const tensor<double>& a, bool over_rows)
 {
     const std::size_t rows = a.shape[0];
     const std::size_t cols = a.shape[1];
-    std::vector<double> sums(over_rows ? cols : rows);
+    numerical::aligned_vector<double> sums(over_rows ? cols : rows);
     for (std::size_t i = 0; i < rows; ++i)
         for (std::size_t j = 0; j < cols; ++j)
             sums[over_rows ? j : i] += a.data[i * cols + j];

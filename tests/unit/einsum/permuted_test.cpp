@@ -1,6 +1,7 @@
 #include "numerical/einsum/permuted.hpp"
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 
 #include <algorithm>
 #include <complex>
@@ -12,8 +13,9 @@ using numerical::detail::label_extents;
 using complex = std::complex<double>;
 
 template <class T>
-std::vector<T> permuted(const std::vector<T>& data, const std::string& from, const std::string& to,
-                        const label_extents& extents)
+numerical::aligned_vector<T> permuted(const numerical::aligned_vector<T>& data,
+                                      const std::string& from, const std::string& to,
+                                      const label_extents& extents)
 {
     return numerical::detail::permuted<T>(std::span(data), from, to, extents);
 }
@@ -27,9 +29,9 @@ using element_types = testing::Types<double, complex>;
 TYPED_TEST_SUITE(permuted_operand, element_types);
 
 template <class T>
-std::vector<T> counted(std::size_t size)
+numerical::aligned_vector<T> counted(std::size_t size)
 {
-    std::vector<T> values(size);
+    numerical::aligned_vector<T> values(size);
     for (std::size_t i = 0; i < size; ++i)
         values[i] = static_cast<double>(i + 1);
     return values;
@@ -37,10 +39,11 @@ std::vector<T> counted(std::size_t size)
 
 // Element by element, each position worked out anew.
 template <class T>
-std::vector<T> rearranged(const std::vector<T>& data, const std::string& from,
-                          const std::string& to, const label_extents& extents)
+numerical::aligned_vector<T> rearranged(const numerical::aligned_vector<T>& data,
+                                        const std::string& from, const std::string& to,
+                                        const label_extents& extents)
 {
-    std::vector<T> out;
+    numerical::aligned_vector<T> out;
     for (std::size_t i = 0; i < data.size(); ++i) {
         std::array<std::size_t, 128> index{};
         std::size_t rest = i;
@@ -76,9 +79,10 @@ TYPED_TEST(permuted_operand, permutes_axes_of_any_rank)
 TYPED_TEST(permuted_operand, of_nothing_is_nothing_and_of_a_number_the_number)
 {
     EXPECT_TRUE(permuted<TypeParam>({}, "ij", "ji", {{'i', 0}, {'j', 3}}).empty());
-    EXPECT_EQ(permuted<TypeParam>({TypeParam(5)}, "", "", {}), std::vector<TypeParam>{5.0});
+    EXPECT_EQ(permuted<TypeParam>({TypeParam(5)}, "", "", {}),
+              numerical::aligned_vector<TypeParam>{5.0});
     EXPECT_EQ(permuted<TypeParam>({TypeParam(5)}, "ij", "ji", {{'i', 1}, {'j', 1}}),
-              std::vector<TypeParam>{5.0});
+              numerical::aligned_vector<TypeParam>{5.0});
 }
 
 TYPED_TEST(permuted_operand, takes_the_diagonal_of_a_repeated_label)

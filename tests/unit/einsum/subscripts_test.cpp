@@ -1,5 +1,6 @@
 #include "numerical/einsum/subscripts.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "thrown.hpp"
 
@@ -37,7 +38,7 @@ subscripts parsed(const std::string& spec, const std::vector<extents>& shapes)
         std::size_t size = 1;
         for (const std::size_t extent : shape)
             size *= extent;
-        operands.emplace_back(shape, std::vector<double>(size));
+        operands.emplace_back(shape, numerical::aligned_vector<double>(size));
     }
     std::vector<const tensor<double>*> pointers;
     for (const auto& operand : operands)

@@ -1,5 +1,6 @@
 #include "numerical/elementwise/arithmetic.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/elementwise/arithmetic_kernels.hpp"
 #include "numerical/elementwise/streamed_rows.hpp"
 #include "numerical/elementwise/unary.hpp"
@@ -95,7 +96,7 @@ public:
 
     double next()
     {
-        const std::vector<double> special{
+        const numerical::aligned_vector<double> special{
             inf, -inf, nan, 0.0, -0.0, 5e-324, -5e-324, std::numeric_limits<double>::max()};
         const auto kind = generator() % 16;
         if (kind == 0 && specials)
@@ -106,13 +107,13 @@ public:
                           static_cast<int>(generator() % 60) - 60);
     }
 
-    void fill(std::vector<double>& out)
+    void fill(numerical::aligned_vector<double>& out)
     {
         for (double& x : out)
             x = next();
     }
 
-    void fill(std::vector<complex>& out)
+    void fill(numerical::aligned_vector<complex>& out)
     {
         for (complex& z : out) {
             const double real = next();
@@ -131,7 +132,7 @@ tensor<T> some_tensor(numbers& source, extents shape)
     std::size_t count = 1;
     for (const std::size_t extent : shape)
         count *= extent;
-    std::vector<T> data(count);
+    numerical::aligned_vector<T> data(count);
     source.fill(data);
     return tensor<T>(std::move(shape), std::move(data));
 }
@@ -203,7 +204,7 @@ TEST(complex_product, recovers_infinities_anywhere_in_a_long_row)
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
         for (const std::size_t at : {0, 1, 255, 511, 512, 1022}) {
-            std::vector<complex> left(1023, complex(1, 2));
+            numerical::aligned_vector<complex> left(1023, complex(1, 2));
             left[at] = complex(inf, nan);
             const tensor<complex> a({1023}, left);
             const tensor<complex> b({}, {complex(3, -1)});
@@ -218,13 +219,15 @@ TEST(complex_product, recovers_infinities_anywhere_in_a_long_row)
 void expect_guarded_rows(const arithmetic_kernels& kernels)
 {
     constexpr double guard = -777.25;
-    const std::vector<double> x{9, 8, 7, 6, 5, 4, 3, 2, 1, 2, 3, 4, 5, 6, 7, 8, 9, 1, 2, 3};
-    const std::vector<double> y{2, 4, 8, 2, 4, 8, 2, 4, 8, 2, 4, 8, 2, 4, 8, 2, 4, 8, 2, 4};
+    const numerical::aligned_vector<double> x{9, 8, 7, 6, 5, 4, 3, 2, 1, 2,
+                                              3, 4, 5, 6, 7, 8, 9, 1, 2, 3};
+    const numerical::aligned_vector<double> y{2, 4, 8, 2, 4, 8, 2, 4, 8, 2,
+                                              4, 8, 2, 4, 8, 2, 4, 8, 2, 4};
     for (std::size_t offset = 0; offset < 4; ++offset)
         for (std::size_t n = 0; n <= 16; ++n)
             for (std::size_t form = 0; form < 3; ++form)
                 for (std::size_t op = 0; op < 4; ++op) {
-                    std::vector<double> out(24, guard);
+                    numerical::aligned_vector<double> out(24, guard);
                     kernels.real[op].by_form[form](x.data() + offset, y.data() + offset,
                                                    out.data() + offset + 1, n);
                     for (std::size_t j = 0; j < out.size(); ++j) {
@@ -250,8 +253,8 @@ TEST(arithmetic_kernels, write_their_row_and_nothing_else)
 TEST(arithmetic_kernels, long_rows_have_the_elements_of_short_ones)
 {
     constexpr std::size_t count = numerical::detail::streamed_from / 2 + 13;
-    std::vector<complex> left(count);
-    std::vector<complex> right(count);
+    numerical::aligned_vector<complex> left(count);
+    numerical::aligned_vector<complex> right(count);
     for (std::size_t j = 0; j < count; ++j) {
         left[j] = {static_cast<double>(j), 0.5 - static_cast<double>(j % 7)};
         right[j] = {static_cast<double>(j % 5), -0.0};
@@ -259,7 +262,7 @@ TEST(arithmetic_kernels, long_rows_have_the_elements_of_short_ones)
     const tensor<complex> a({count}, left);
     const tensor<complex> b({count}, right);
     const tensor<complex> one({}, {complex(3.0, -1.0)});
-    std::vector<double> reals(2 * count);
+    numerical::aligned_vector<double> reals(2 * count);
     for (std::size_t j = 0; j < reals.size(); ++j)
         reals[j] = static_cast<double>(j) / 3;
     const tensor<double> x({reals.size()}, reals);
@@ -334,12 +337,12 @@ TEST(power, of_complex_numbers_by_two_recovers_no_infinity)
 }
 
 // Normal ones among zeros, infinities, NaN and the largest and least.
-std::vector<double> numbers_of_all_kinds(std::size_t count)
+numerical::aligned_vector<double> numbers_of_all_kinds(std::size_t count)
 {
     constexpr double special[]{0.0, -0.0, inf, -inf, nan, 1e300, 5e-324};
     std::mt19937_64 generator(count);
     std::normal_distribution<double> normal;
-    std::vector<double> numbers(count);
+    numerical::aligned_vector<double> numbers(count);
     for (std::size_t i = 0; i < count; ++i)
         numbers[i] = i % 3 == 0 ? special[i / 3 % 7] : normal(generator);
     return numbers;
@@ -355,7 +358,8 @@ tensor<double> real_of_all_kinds(const extents& shape)
 
 tensor<complex> widened(const tensor<double>& a)
 {
-    return tensor<complex>(a.shape, std::vector<complex>(a.data.begin(), a.data.end()));
+    return tensor<complex>(a.shape,
+                           numerical::aligned_vector<complex>(a.data.begin(), a.data.end()));
 }
 
 tensor<complex> complex_of_all_kinds(const extents& shape)

@@ -1,11 +1,11 @@
 #include "numerical/elementwise/booleans.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "special_numbers.hpp"
 
 #include <cstddef>
 #include <gtest/gtest.h>
 #include <random>
-#include <vector>
 
 namespace {
 
@@ -23,7 +23,7 @@ TEST(booleans, answers_are_those_of_counts)
         for (const double common : {0.0, 1.0})
             for (const std::size_t others : {0, 1, 20}) {
                 const std::size_t count = walk.outer * walk.extent * walk.inner;
-                std::vector<double> x(count, common);
+                numerical::aligned_vector<double> x(count, common);
                 for (std::size_t i = 0; i < others && count != 0; ++i)
                     x[source() % count] = common == 0 ? special[source() % special.size()] : -0.0;
                 const auto any = booleans_along(boolean_reduction::any, x.data(), walk);

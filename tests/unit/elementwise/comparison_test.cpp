@@ -1,5 +1,6 @@
 #include "numerical/elementwise/comparison.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 
 #include "thrown.hpp"
@@ -19,7 +20,7 @@ using numerical::tensor;
 using complex = std::complex<double>;
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-const std::vector<double> numbers{-1.0, -0.0, 0.0, 2.0, nan};
+const numerical::aligned_vector<double> numbers{-1.0, -0.0, 0.0, 2.0, nan};
 
 bool holds(comparison by, double x, double y)
 {
@@ -72,8 +73,10 @@ TEST(comparison, complex_numbers_are_equal_in_both_parts_or_not_equal)
 {
     const tensor<complex> a({4}, {{1, 2}, {1, 3}, {0, 2}, {nan, 0}});
     const tensor<complex> b({}, {{1, 2}});
-    EXPECT_EQ(compare(comparison::equal, a, b).data, (std::vector<std::uint8_t>{1, 0, 0, 0}));
-    EXPECT_EQ(compare(comparison::not_equal, a, b).data, (std::vector<std::uint8_t>{0, 1, 1, 1}));
+    EXPECT_EQ(compare(comparison::equal, a, b).data,
+              (numerical::aligned_vector<std::uint8_t>{1, 0, 0, 0}));
+    EXPECT_EQ(compare(comparison::not_equal, a, b).data,
+              (numerical::aligned_vector<std::uint8_t>{0, 1, 1, 1}));
 }
 
 TEST(comparison, shapes_that_do_not_broadcast_are_refused)

@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/elementwise/arithmetic.hpp"
 #include "numerical/elementwise/arithmetic_kernels.hpp"
 #include "numerical/gemm/path.hpp"
@@ -11,7 +12,6 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <random>
-#include <vector>
 
 namespace {
 
@@ -86,8 +86,8 @@ TEST(complex_quotient, has_the_bits_of_the_language_s_wherever_its_parts_lie)
          {spread::near_one, spread::ordinary, spread::about_the_bounds, spread::any_bits})
         for (int round = 0; round < 1000; ++round) {
             constexpr std::size_t n = 150;
-            std::vector<complex> x(n);
-            std::vector<complex> y(n);
+            numerical::aligned_vector<complex> x(n);
+            numerical::aligned_vector<complex> y(n);
             for (std::size_t j = 0; j < n; ++j) {
                 x[j] = numbers.next(of);
                 y[j] = numbers.next(of);
@@ -111,7 +111,7 @@ TEST(complex_quotient, has_the_bits_of_the_language_s_wherever_its_parts_lie)
         }
 }
 
-const double* parts(const std::vector<complex>& z)
+const double* parts(const numerical::aligned_vector<complex>& z)
 {
     return reinterpret_cast<const double*>(z.data());
 }
@@ -131,9 +131,9 @@ TEST_F(complex_quotient_kernel, reads_and_writes_its_row_and_nothing_else)
     const complex guard(-777.25, 777.25);
     for (std::size_t n = 0; n <= 13; ++n)
         for (std::size_t form = 0; form < 3; ++form) {
-            std::vector<complex> x(n + 2, complex(nan, inf));
-            std::vector<complex> y(n + 2, complex(nan, inf));
-            std::vector<complex> out(n + 2, guard);
+            numerical::aligned_vector<complex> x(n + 2, complex(nan, inf));
+            numerical::aligned_vector<complex> y(n + 2, complex(nan, inf));
+            numerical::aligned_vector<complex> out(n + 2, guard);
             for (std::size_t j = 1; j <= n; ++j) {
                 x[j] = {static_cast<double>(j), 2};
                 y[j] = {3, -static_cast<double>(j)};
@@ -154,10 +154,10 @@ TEST_F(complex_quotient_kernel, is_not_sure_of_parts_that_are_scaled)
     for (const complex careful : {complex(nan, 1), complex(1, nan), complex(inf, 1),
                                   complex(1, -inf), complex(0x1p201, 1), complex(0x1p-201, 0)})
         for (std::size_t at = 0; at < 7; ++at) {
-            const std::vector<complex> ones(7, complex(1, 1));
-            std::vector<complex> others = ones;
+            const numerical::aligned_vector<complex> ones(7, complex(1, 1));
+            numerical::aligned_vector<complex> others = ones;
             others[at] = careful;
-            std::vector<complex> out(7);
+            numerical::aligned_vector<complex> out(7);
             auto* to = reinterpret_cast<double*>(out.data());
             EXPECT_TRUE(
                 avx2_unfused_complex_quotients.by_form[0](parts(others), parts(ones), to, 7));

@@ -1,5 +1,6 @@
 #include "numerical/elementwise/masks.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/elementwise/booleans.hpp"
 #include "numerical/elementwise/comparison.hpp"
 #include "numerical/elementwise/places.hpp"
@@ -22,13 +23,13 @@ using numerical::booleans;
 using numerical::number_predicate;
 using numerical::tensor;
 using numerical::detail::boolean_kernels;
-using bytes = std::vector<std::uint8_t>;
+using bytes = numerical::aligned_vector<std::uint8_t>;
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
-const std::vector<double> special{0.0,    -0.0, 1.0,      -1.0,      std::copysign(nan, -1.0),
-                                  0.5,    2e10, infinity, -infinity, nan,
-                                  5e-324, 1.0};
+const numerical::aligned_vector<double> special{
+    0.0,       -0.0, 1.0,    -1.0, std::copysign(nan, -1.0), 0.5, 2e10, infinity,
+    -infinity, nan,  5e-324, 1.0};
 
 constexpr std::uint8_t guard = 77;
 
@@ -40,10 +41,10 @@ std::vector<const boolean_kernels*> all_kernels()
     return kernels;
 }
 
-std::vector<double> drawn(std::size_t count, unsigned seed)
+numerical::aligned_vector<double> drawn(std::size_t count, unsigned seed)
 {
     std::mt19937 source(seed);
-    std::vector<double> out(count);
+    numerical::aligned_vector<double> out(count);
     for (double& x : out)
         x = special[source() % special.size()];
     return out;
@@ -83,7 +84,7 @@ TEST(masks, predicates_are_those_of_the_c_library)
         {number_predicate::has_sign, [](double x) { return std::signbit(x); }}};
     for (const boolean_kernels* kernels : all_kernels())
         for (std::size_t count = 0; count < 100; ++count) {
-            const std::vector<double> x = drawn(count, static_cast<unsigned>(count));
+            const numerical::aligned_vector<double> x = drawn(count, static_cast<unsigned>(count));
             for (const auto& [predicate, by_library] : predicates) {
                 bytes expected(count);
                 std::transform(x.begin(), x.end(), expected.begin(), by_library);
@@ -100,8 +101,9 @@ TEST(masks, comparisons_are_those_of_the_language_at_every_length_and_form)
         std::not_equal_to<double>(), std::greater<double>(),    std::greater_equal<double>()};
     for (const boolean_kernels* kernels : all_kernels())
         for (std::size_t count = 1; count < 100; ++count) {
-            const std::vector<double> x = drawn(count, static_cast<unsigned>(count));
-            const std::vector<double> y = drawn(count, static_cast<unsigned>(count) + 1000);
+            const numerical::aligned_vector<double> x = drawn(count, static_cast<unsigned>(count));
+            const numerical::aligned_vector<double> y =
+                drawn(count, static_cast<unsigned>(count) + 1000);
             for (std::size_t by = 0; by < 6; ++by)
                 for (std::size_t form = 0; form < 3; ++form) {
                     bytes expected(count);
@@ -120,7 +122,7 @@ TEST(masks, a_mask_is_read_to_the_last_number)
     for (const boolean_kernels* kernels : all_kernels())
         for (std::size_t count = 1; count < 100; ++count) {
             const bytes expected = drawn_booleans(count, static_cast<unsigned>(count));
-            std::vector<double> x(expected.begin(), expected.end());
+            numerical::aligned_vector<double> x(expected.begin(), expected.end());
             x[count / 2] = expected[count / 2] == 0 ? -0.0 : 1.0;
             EXPECT_EQ(written(count,
                               [&](auto* out) {
@@ -179,12 +181,12 @@ TEST(masks, columns_are_counted_beyond_a_byte_and_added)
             for (const std::size_t rows : {1, 254, 255, 256, 511, 1000}) {
                 const std::size_t stride = width + 3;
                 bytes x(rows * stride, 1);
-                std::vector<double> expected(width, 5.0 + static_cast<double>(rows));
+                numerical::aligned_vector<double> expected(width, 5.0 + static_cast<double>(rows));
                 for (std::size_t i = 0; i < rows; i += 3) {
                     x[i * stride + i % width] = 0;
                     expected[i % width] -= 1;
                 }
-                std::vector<double> counts(width, 5.0);
+                numerical::aligned_vector<double> counts(width, 5.0);
                 kernels->count_true_of_columns({x.data(), rows, stride, width}, counts.data());
                 EXPECT_EQ(counts, expected);
             }
@@ -196,11 +198,11 @@ TEST(masks, places_of_true_ones_are_ascending)
         for (std::size_t count = 0; count < 100; ++count)
             for (const unsigned rarity : {1, 2, 5, 100}) {
                 const bytes x = drawn_booleans(count, static_cast<unsigned>(count), rarity);
-                std::vector<std::ptrdiff_t> expected;
+                numerical::aligned_vector<std::ptrdiff_t> expected;
                 for (std::size_t i = 0; i < count; ++i)
                     if (x[i] != 0)
                         expected.push_back(static_cast<std::ptrdiff_t>(i));
-                std::vector<std::ptrdiff_t> places(expected.size() + 9, -7);
+                numerical::aligned_vector<std::ptrdiff_t> places(expected.size() + 9, -7);
                 const std::size_t found = kernels->places_of_true(x.data(), count, places.data());
                 EXPECT_EQ(places.back(), -7) << "only eight more may be written";
                 ASSERT_EQ(found, expected.size());
@@ -214,11 +216,11 @@ TEST(masks, numbers_are_ones_and_zeros)
     for (const boolean_kernels* kernels : all_kernels())
         for (std::size_t count = 0; count < 100; ++count) {
             const bytes x = drawn_booleans(count, static_cast<unsigned>(count));
-            std::vector<double> found(count + 1, 0.5);
+            numerical::aligned_vector<double> found(count + 1, 0.5);
             kernels->numbers(x.data(), found.data(), count);
             EXPECT_EQ(found.back(), 0.5);
             found.pop_back();
-            EXPECT_EQ(found, std::vector<double>(x.begin(), x.end()));
+            EXPECT_EQ(found, numerical::aligned_vector<double>(x.begin(), x.end()));
         }
 }
 
@@ -231,15 +233,17 @@ TEST(masks, along_axes_give_what_their_numbers_give)
           walk_shape{1, 1000, 33}, walk_shape{2, 0, 3}, walk_shape{4, 0, 1}, walk_shape{2, 3, 0}})
         for (const unsigned rarity : {1, 2, 500}) {
             const bytes x = drawn_booleans(walk.outer * walk.extent * walk.inner, rarity, rarity);
-            const std::vector<double> numbers(x.begin(), x.end());
+            const numerical::aligned_vector<double> numbers(x.begin(), x.end());
             for (const auto reduction : {boolean_reduction::any, boolean_reduction::all})
                 EXPECT_EQ(booleans_along(reduction, x.data(), walk),
                           booleans_along(reduction, numbers.data(), walk));
             EXPECT_EQ(true_counts(x.data(), walk), true_counts(numbers.data(), walk));
             EXPECT_EQ(numerical::detail::sums(x.data(), walk),
                       numerical::detail::sums(numbers.data(), walk));
-            const std::vector<double> found = numerical::detail::means(x.data(), walk);
-            const std::vector<double> expected = numerical::detail::means(numbers.data(), walk);
+            const numerical::aligned_vector<double> found =
+                numerical::detail::means(x.data(), walk);
+            const numerical::aligned_vector<double> expected =
+                numerical::detail::means(numbers.data(), walk);
             ASSERT_EQ(found.size(), expected.size());
             for (std::size_t i = 0; i < found.size(); ++i)
                 EXPECT_TRUE(found[i] == expected[i] || (walk.extent == 0 && std::isnan(found[i])));
@@ -284,9 +288,9 @@ TEST(masks, complex_predicates_combine_those_of_the_parts)
         {number_predicate::is_true, [](complex z) { return z != 0.0; }},
         {number_predicate::is_zero, [](complex z) { return z == 0.0; }}};
     for (const std::size_t count : {0, 1, 17, 511, 512, 513, 1500}) {
-        const std::vector<double> x = drawn(count, 1);
-        const std::vector<double> y = drawn(count, 2);
-        std::vector<complex> z(count);
+        const numerical::aligned_vector<double> x = drawn(count, 1);
+        const numerical::aligned_vector<double> y = drawn(count, 2);
+        numerical::aligned_vector<complex> z(count);
         std::transform(x.begin(), x.end(), y.begin(), z.begin(),
                        [](double re, double im) { return complex(re, im); });
         for (const auto& [predicate, holds] : predicates) {

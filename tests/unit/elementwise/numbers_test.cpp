@@ -1,5 +1,6 @@
 #include "numerical/elementwise/numbers.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/elementwise/streamed_rows.hpp"
 #include "numerical/errors.hpp"
 #include "paths.hpp"
@@ -41,11 +42,11 @@ TEST(numbers, rounds_as_the_c_library_on_every_path)
         {number_function::trunc, [](double x) { return std::trunc(x); }},
         {number_function::round, [](double x) { return std::nearbyint(x); }}};
     for (const std::size_t count : {1, 2, 3, 5, 8, 67}) {
-        const std::vector<double> x = drawn(count, static_cast<unsigned>(count));
+        const numerical::aligned_vector<double> x = drawn(count, static_cast<unsigned>(count));
         for (const auto& [function, by_library] : roundings)
             for (const number_kernels* kernels : all_kernels()) {
-                std::vector<double> found(count);
-                std::vector<double> expected(count);
+                numerical::aligned_vector<double> found(count);
+                numerical::aligned_vector<double> expected(count);
                 kernels->of_one[static_cast<int>(function)](x.data(), found.data(), count);
                 std::transform(x.begin(), x.end(), expected.begin(), by_library);
                 expect_same_bits(found, expected);
@@ -55,15 +56,15 @@ TEST(numbers, rounds_as_the_c_library_on_every_path)
 
 TEST(numbers, pairs_have_the_same_bits_on_every_path)
 {
-    const std::vector<double> x = drawn(67, 1);
-    const std::vector<double> y = drawn(67, 2);
+    const numerical::aligned_vector<double> x = drawn(67, 1);
+    const numerical::aligned_vector<double> y = drawn(67, 2);
     for (int function = 0; function < 3; ++function)
         for (int form = 0; form < 3; ++form) {
-            std::vector<double> expected(67);
+            numerical::aligned_vector<double> expected(67);
             numerical::detail::portable_numbers.of_two[function].by_form[form](x.data(), y.data(),
                                                                                expected.data(), 67);
             for (const number_kernels* kernels : all_kernels()) {
-                std::vector<double> found(67);
+                numerical::aligned_vector<double> found(67);
                 kernels->of_two[function].by_form[form](x.data(), y.data(), found.data(), 67);
                 expect_same_bits(found, expected);
             }
@@ -74,14 +75,14 @@ TEST(numbers, pairs_have_the_same_bits_on_every_path)
 TEST(numbers, writes_long_rows_whole_and_nothing_beside_them)
 {
     constexpr std::size_t length = numerical::detail::streamed_from + 77;
-    const std::vector<double> x = drawn(length, 3);
-    const std::vector<double> y = drawn(length, 4);
-    std::vector<std::uint8_t> mask(length);
+    const numerical::aligned_vector<double> x = drawn(length, 3);
+    const numerical::aligned_vector<double> y = drawn(length, 4);
+    numerical::aligned_vector<std::uint8_t> mask(length);
     std::transform(x.begin(), x.end(), mask.begin(), [](double a) { return a > 0; });
     constexpr double guard = 17.5;
     for (const number_kernels* kernels : all_kernels())
         for (std::size_t shift = 0; shift < 8; ++shift) {
-            std::vector<double> found(length + 16, guard);
+            numerical::aligned_vector<double> found(length + 16, guard);
             double* const out = found.data() + shift;
             const auto expect_each = [&](auto expected) {
                 for (std::size_t j = 0; j < length; ++j)
@@ -122,7 +123,7 @@ TEST(numbers, chooses_from_operands_of_different_shapes)
     const tensor<double> b({}, {-1.0});
     const tensor<double> found = chosen(mask, a, b);
     EXPECT_EQ(found.shape, (std::vector<std::size_t>{2, 3}));
-    EXPECT_EQ(found.data, (std::vector<double>{1, 2, 3, -1, -1, -1}));
+    EXPECT_EQ(found.data, (numerical::aligned_vector<double>{1, 2, 3, -1, -1, -1}));
     EXPECT_EQ(test::text_thrown_by<numerical::dimension_error>([&] {
                   chosen(booleans({2}, {1, 0}), a, b);
               }),
@@ -135,8 +136,8 @@ TEST(numbers, places_of_true_ones_are_ascending)
     for (const number_kernels* kernels : all_kernels())
         for (std::size_t count = 0; count < 70; ++count)
             for (const int rarity : {1, 2, 5, 100}) {
-                std::vector<double> x(count);
-                std::vector<std::ptrdiff_t> expected;
+                numerical::aligned_vector<double> x(count);
+                numerical::aligned_vector<std::ptrdiff_t> expected;
                 for (std::size_t i = 0; i < count; ++i) {
                     const double kinds[]{nan, -1.0, 1.0, 5e-324};
                     const bool is_true = generator() % static_cast<unsigned int>(rarity) == 0;
@@ -144,7 +145,7 @@ TEST(numbers, places_of_true_ones_are_ascending)
                     if (is_true)
                         expected.push_back(static_cast<std::ptrdiff_t>(i));
                 }
-                std::vector<std::ptrdiff_t> places(expected.size() + 5, -7);
+                numerical::aligned_vector<std::ptrdiff_t> places(expected.size() + 5, -7);
                 const std::size_t found = kernels->places_of_true(x.data(), count, places.data());
                 EXPECT_EQ(places.back(), -7) << "only four more may be written";
                 ASSERT_EQ(found, expected.size());
@@ -162,7 +163,7 @@ TEST(numbers, bounds_of_places_see_each_one)
                 for (const std::ptrdiff_t place :
                      {std::ptrdiff_t{0}, std::ptrdiff_t{6}, std::ptrdiff_t{7}, std::ptrdiff_t{-1},
                       std::ptrdiff_t{-7}, std::ptrdiff_t{-8}, far, -far - 1}) {
-                    std::vector<std::ptrdiff_t> places(count, 3);
+                    numerical::aligned_vector<std::ptrdiff_t> places(count, 3);
                     places[at] = place;
                     const auto bounds = kernels->bounds_of(places.data(), count, 7);
                     EXPECT_EQ(bounds.outside, place < -7 || place >= 7) << place;
@@ -174,7 +175,7 @@ TEST(numbers, the_place_of_a_value_is_its_first)
 {
     for (const number_kernels* kernels : all_kernels())
         for (const std::size_t count : {1, 63, 64, 65, 300}) {
-            std::vector<double> x(count, 1.0);
+            numerical::aligned_vector<double> x(count, 1.0);
             EXPECT_EQ(kernels->place_of(x.data(), count, 2.0), count);
             for (const double value : {2.0, nan})
                 for (std::size_t place = 0; place < count; place += 7) {
@@ -189,8 +190,8 @@ TEST(numbers, equality_looks_at_every_number)
 {
     for (const number_kernels* kernels : all_kernels())
         for (const std::size_t count : {0, 1, 4, 67}) {
-            const std::vector<double> x(count, -0.0);
-            std::vector<double> y(count, 0.0);
+            const numerical::aligned_vector<double> x(count, -0.0);
+            numerical::aligned_vector<double> y(count, 0.0);
             EXPECT_TRUE(kernels->are_equal(x.data(), y.data(), count));
             for (double& changed : y) {
                 changed = nan;

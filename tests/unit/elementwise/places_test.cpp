@@ -1,11 +1,11 @@
 #include "numerical/elementwise/places.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "special_numbers.hpp"
 
 #include <cstddef>
 #include <functional>
 #include <gtest/gtest.h>
-#include <vector>
 
 namespace {
 
@@ -14,7 +14,7 @@ using test::nan;
 TEST(places, the_first_extreme_is_found_in_any_block)
 {
     for (const std::size_t at : {0, 1, 511, 512, 4095, 4096, 8191, 8192, 9999}) {
-        std::vector<double> x(10000, 1.0);
+        numerical::aligned_vector<double> x(10000, 1.0);
         x[at] = 2.0;
         x[9999] = 2.0;
         const auto place = [&] {

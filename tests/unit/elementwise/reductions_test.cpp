@@ -1,5 +1,6 @@
 #include "numerical/elementwise/reductions.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/elementwise/reduction_kernels.hpp"
 #include "numerical/errors.hpp"
 #include "paths.hpp"
@@ -38,7 +39,7 @@ std::uint64_t bits(double x)
 
 // The definition of the sum, written out on a list of numbers.
 template <class T>
-T sum_by_definition(const std::vector<T>& x)
+T sum_by_definition(const numerical::aligned_vector<T>& x)
 {
     const std::size_t n = x.size();
     if (n < 8) {
@@ -49,10 +50,10 @@ T sum_by_definition(const std::vector<T>& x)
     }
     if (n > 128) {
         const auto middle = x.begin() + static_cast<std::ptrdiff_t>((n / 2) & ~std::size_t{7});
-        const T left = sum_by_definition(std::vector<T>(x.begin(), middle));
-        return left + sum_by_definition(std::vector<T>(middle, x.end()));
+        const T left = sum_by_definition(numerical::aligned_vector<T>(x.begin(), middle));
+        return left + sum_by_definition(numerical::aligned_vector<T>(middle, x.end()));
     }
-    std::vector<T> r(x.begin(), x.begin() + 8);
+    numerical::aligned_vector<T> r(x.begin(), x.begin() + 8);
     for (std::size_t i = 8; i < n - n % 8; ++i)
         r[i % 8] += x[i];
     T sum = ((r[0] + r[1]) + (r[2] + r[3])) + ((r[4] + r[5]) + (r[6] + r[7]));
@@ -62,7 +63,7 @@ T sum_by_definition(const std::vector<T>& x)
 }
 
 // Numbers whose sum in any other order has other bits.
-void fill(std::vector<double>& x, unsigned seed)
+void fill(numerical::aligned_vector<double>& x, unsigned seed)
 {
     std::mt19937_64 random(seed);
     for (double& value : x)
@@ -70,9 +71,9 @@ void fill(std::vector<double>& x, unsigned seed)
                            static_cast<int>(random() % 40) - 60);
 }
 
-void fill(std::vector<complex>& z, unsigned seed)
+void fill(numerical::aligned_vector<complex>& z, unsigned seed)
 {
-    std::vector<double> parts(2 * z.size());
+    numerical::aligned_vector<double> parts(2 * z.size());
     fill(parts, seed);
     for (std::size_t i = 0; i < z.size(); ++i)
         z[i] = {parts[2 * i], parts[2 * i + 1]};
@@ -101,9 +102,9 @@ TYPED_TEST(sums_of, runs_of_any_stride_follow_the_definition)
 {
     for (const std::size_t n : lengths())
         for (const std::size_t stride : {1, 2, 3, 17}) {
-            std::vector<TypeParam> all(n * stride + 1);
+            numerical::aligned_vector<TypeParam> all(n * stride + 1);
             fill(all, 3);
-            std::vector<TypeParam> chosen;
+            numerical::aligned_vector<TypeParam> chosen;
             for (std::size_t i = 0; i < n; ++i)
                 chosen.push_back(all[i * stride]);
             ASSERT_EQ(pairwise_sum(all.data(), n, stride), sum_by_definition(chosen))
@@ -122,13 +123,13 @@ TYPED_TEST(sums_of, axes_follow_the_definition_element_by_element)
                                          extents{1, 65}, extents{1, 2050}, extents{1, 4099}}) {
                 const std::size_t outer = sides[0];
                 const std::size_t inner = sides[1];
-                std::vector<TypeParam> data(outer * extent * inner);
+                numerical::aligned_vector<TypeParam> data(outer * extent * inner);
                 fill(data, 5);
                 const tensor<TypeParam> a({outer, extent, inner}, data);
                 const auto sums = sum_along(a, 1);
                 ASSERT_EQ(sums.shape, sides);
                 for (std::size_t i = 0; i < sums.data.size(); ++i) {
-                    std::vector<TypeParam> column;
+                    numerical::aligned_vector<TypeParam> column;
                     for (std::size_t j = 0; j < extent; ++j)
                         column.push_back(data[(i / inner * extent + j) * inner + i % inner]);
                     ASSERT_EQ(sums.data[i], sum_by_definition(column))
@@ -140,7 +141,7 @@ TYPED_TEST(sums_of, axes_follow_the_definition_element_by_element)
 
 TYPED_TEST(sums_of, means_are_true_quotients)
 {
-    std::vector<TypeParam> data(129 * 3);
+    numerical::aligned_vector<TypeParam> data(129 * 3);
     fill(data, 9);
     const tensor<TypeParam> a({129, 3}, data);
     EXPECT_EQ(mean(a), sum(a) / TypeParam(387.0));
@@ -153,14 +154,15 @@ TYPED_TEST(sums_of, means_are_true_quotients)
 TEST(sum, starts_from_plus_zero_below_eight_numbers_only)
 {
     for (std::size_t n = 1; n <= 130; ++n) {
-        const std::vector<double> x(n, -0.0);
+        const numerical::aligned_vector<double> x(n, -0.0);
         const double sum = numerical::sum(tensor<double>({n}, x));
         EXPECT_EQ(std::signbit(sum), n >= 8) << n;
         for (const std::size_t columns : {2U, 5U})
-            EXPECT_EQ(std::signbit(sum_along(tensor<double>({n, columns},
-                                                            std::vector<double>(n * columns, -0.0)),
-                                             0)
-                                       .data[1]),
+            EXPECT_EQ(std::signbit(
+                          sum_along(tensor<double>({n, columns}, numerical::aligned_vector<double>(
+                                                                     n * columns, -0.0)),
+                                    0)
+                              .data[1]),
                       n >= 8);
     }
 }
@@ -173,11 +175,11 @@ TEST(sum, of_nothing_is_zero_and_the_mean_is_nan)
     EXPECT_TRUE(std::isnan(numerical::mean(tensor<complex>({0}, {})).real()));
     const tensor<double> flat({3, 0}, {});
     EXPECT_EQ(sum_along(flat, 0).shape, extents{0});
-    EXPECT_EQ(sum_along(flat, 1).data, (std::vector<double>{0, 0, 0}));
+    EXPECT_EQ(sum_along(flat, 1).data, (numerical::aligned_vector<double>{0, 0, 0}));
     EXPECT_TRUE(std::isnan(mean_along(flat, 1).data[2]));
     EXPECT_EQ(sum_along(tensor<double>({4}, {1, 2, 3, 4}), 0).shape, extents{});
     const tensor<double> empty_rows({2, 0, 3}, {});
-    EXPECT_EQ(sum_along(empty_rows, 1).data, std::vector<double>(6, 0.0));
+    EXPECT_EQ(sum_along(empty_rows, 1).data, numerical::aligned_vector<double>(6, 0.0));
     EXPECT_EQ(sum_along(empty_rows, 0).shape, (extents{0, 3}));
 }
 
@@ -208,7 +210,7 @@ TEST(walk_along, multiplies_the_extents_on_both_sides)
 
 // The definition of the extreme, lane by lane.
 template <class C>
-double extreme_by_definition(const std::vector<double>& p, const C& compare)
+double extreme_by_definition(const numerical::aligned_vector<double>& p, const C& compare)
 {
     const std::size_t n = p.size();
     const std::size_t full = n - n % 8;
@@ -242,9 +244,9 @@ double extreme_by_definition(const std::vector<double>& p, const C& compare)
 }
 
 // Mostly zeros of both signs among numbers that lose: the order of equals shows in the sign.
-std::vector<double> near_zeros(std::mt19937& random, std::size_t n, double loser)
+numerical::aligned_vector<double> near_zeros(std::mt19937& random, std::size_t n, double loser)
 {
-    std::vector<double> x(n);
+    numerical::aligned_vector<double> x(n);
     for (double& value : x) {
         const auto kind = random() % 8;
         value = kind < 2 ? 0.0 : kind < 4 ? -0.0 : loser;
@@ -258,7 +260,7 @@ void expect_extremes(const C& compare, double loser)
     std::mt19937 random(21);
     for (std::size_t n = 1; n < 600; n += n < 300 ? 1 : 37)
         for (int round = 0; round < 8; ++round) {
-            std::vector<double> x = near_zeros(random, n, loser);
+            numerical::aligned_vector<double> x = near_zeros(random, n, loser);
             if (round == 0)
                 fill(x, static_cast<unsigned>(n));
             if (round == 1)
@@ -268,7 +270,7 @@ void expect_extremes(const C& compare, double loser)
                 << n;
         }
     for (const std::size_t n : {32767, 32768, 32775, 40001}) {
-        std::vector<double> x = near_zeros(random, n, loser);
+        numerical::aligned_vector<double> x = near_zeros(random, n, loser);
         ASSERT_EQ(bits(contiguous_extreme(x.data(), n, compare)),
                   bits(extreme_by_definition(x, compare)));
         x[n - 1] = nan;
@@ -292,7 +294,7 @@ TEST(contiguous_extreme, gives_the_canonical_nan_for_one_anywhere)
         const test::path_limit limit(path);
         for (const std::size_t n : {1, 7, 8, 9, 31, 32, 33, 128, 137, 300})
             for (std::size_t at = 0; at < n; ++at) {
-                std::vector<double> x(n, 1.0);
+                numerical::aligned_vector<double> x(n, 1.0);
                 x[at] = payload;
                 ASSERT_EQ(bits(contiguous_extreme(x.data(), n, std::less<double>())), canonical);
                 ASSERT_EQ(bits(contiguous_extreme(x.data(), n, std::greater<double>())), canonical);
@@ -306,7 +308,7 @@ void expect_column_extremes(const C& compare, double loser)
     std::mt19937 random(4);
     for (const std::size_t extent : {1, 2, 8, 9, 17, 18, 40})
         for (const std::size_t inner : {2, 3, 4, 5, 31, 33, 4099}) {
-            std::vector<double> data = near_zeros(random, 2 * extent * inner, loser);
+            numerical::aligned_vector<double> data = near_zeros(random, 2 * extent * inner, loser);
             data[random() % data.size()] = -nan;
             const auto result =
                 extremes_along(tensor<double>({2, extent, inner}, data), 1, compare);
@@ -336,7 +338,7 @@ TEST(extremes_along, keeps_the_first_of_equals_in_each_column)
 
 TEST(extremes_along, the_last_axis_goes_by_lanes)
 {
-    const std::vector<double> row{-1, -1, -1, -1, -1, 0.0, -1, -1, -0.0};
+    const numerical::aligned_vector<double> row{-1, -1, -1, -1, -1, 0.0, -1, -1, -0.0};
     const tensor<double> a({1, 9}, row);
     const auto result = extremes_along(a, 1, std::greater<double>());
     EXPECT_EQ(result.shape, extents{1});
@@ -356,7 +358,8 @@ TEST(extremes_along, of_an_axis_without_elements_has_no_identity)
                   extremes_along(tensor<double>({0, 0}, {}), 0, least);
               }),
               no_identity);
-    EXPECT_EQ(extremes_along(tensor<double>({2}, {4, 3}), 0, least).data, std::vector<double>{3});
+    EXPECT_EQ(extremes_along(tensor<double>({2}, {4, 3}), 0, least).data,
+              numerical::aligned_vector<double>{3});
 }
 
 // Every kernel with guards round its result.
@@ -366,13 +369,14 @@ void expect_guarded(const numerical::detail::reduction_kernels& kernels)
     for (const std::size_t rows : {1, 7, 8, 9, 16, 33, 129})
         for (std::size_t width = 1; width <= 19; ++width) {
             const std::size_t stride = width + 3;
-            std::vector<double> data(rows * stride, nan); // outside the block
+            numerical::aligned_vector<double> data(rows * stride, nan); // outside the block
             for (std::size_t i = 0; i < rows; ++i)
                 std::fill_n(data.begin() + static_cast<std::ptrdiff_t>(i * stride), width, 2.0);
             const numerical::detail::row_block block{data.data(), rows, stride, width};
-            std::vector<double> scratch(numerical::detail::column_sum_scratch(rows, width) + 1);
+            numerical::aligned_vector<double> scratch(
+                numerical::detail::column_sum_scratch(rows, width) + 1);
             scratch.back() = guard;
-            std::vector<double> out(width + 2, guard);
+            numerical::aligned_vector<double> out(width + 2, guard);
             kernels.column_sums(block, out.data() + 1, scratch.data());
             ASSERT_EQ(scratch.back(), guard);
             for (std::size_t k = 1; k <= width; ++k)

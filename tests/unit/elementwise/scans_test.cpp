@@ -1,10 +1,11 @@
 #include "numerical/elementwise/scans.hpp"
 
+#include "numerical/aligned_vector.hpp"
+
 #include <cstddef>
 #include <gtest/gtest.h>
 #include <numeric>
 #include <random>
-#include <vector>
 
 namespace {
 
@@ -13,11 +14,11 @@ TEST(scans, products_of_columns_ascend_over_the_rows)
 {
     for (std::size_t rows = 1; rows <= 9; ++rows) {
         constexpr std::size_t width = 5;
-        std::vector<double> x(2 * rows * width);
+        numerical::aligned_vector<double> x(2 * rows * width);
         std::mt19937 source(7);
         for (double& number : x)
             number = 0.5 + 1e-9 * static_cast<double>(source());
-        std::vector<double> expected(2 * width, 1.0);
+        numerical::aligned_vector<double> expected(2 * width, 1.0);
         for (std::size_t o = 0; o < 2; ++o)
             for (std::size_t i = 0; i < rows; ++i)
                 for (std::size_t k = 0; k < width; ++k)
@@ -28,7 +29,7 @@ TEST(scans, products_of_columns_ascend_over_the_rows)
 
 TEST(scans, products_of_runs_use_eight_accumulators)
 {
-    std::vector<double> x(19);
+    numerical::aligned_vector<double> x(19);
     std::iota(x.begin(), x.end(), 1.5);
     double r[8];
     for (std::size_t j = 0; j < 8; ++j)
@@ -37,11 +38,12 @@ TEST(scans, products_of_runs_use_eight_accumulators)
     for (std::size_t i = 16; i < 19; ++i)
         expected *= x[i];
     EXPECT_EQ(numerical::detail::products(x.data(), {1, 19, 1})[0], expected);
-    EXPECT_EQ(numerical::detail::products(x.data(), {2, 0, 3}), std::vector<double>(6, 1.0));
+    EXPECT_EQ(numerical::detail::products(x.data(), {2, 0, 3}),
+              numerical::aligned_vector<double>(6, 1.0));
     EXPECT_EQ(numerical::detail::running_sums(x.data(), {1, 3, 1}),
-              (std::vector<double>{1.5, 4.0, 7.5}));
+              (numerical::aligned_vector<double>{1.5, 4.0, 7.5}));
     EXPECT_EQ(numerical::detail::running_products(x.data(), {1, 2, 2}),
-              (std::vector<double>{1.5, 2.5, 1.5 * 3.5, 2.5 * 4.5}));
+              (numerical::aligned_vector<double>{1.5, 2.5, 1.5 * 3.5, 2.5 * 4.5}));
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "numerical/elementwise/sequence.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "paths.hpp"
 #include "thrown.hpp"
@@ -62,15 +63,15 @@ TEST(arange, is_empty_where_the_step_leads_away)
     EXPECT_TRUE(arange(1, 0, 1).data.empty());
     EXPECT_TRUE(arange(0, 10, -1).data.empty());
     EXPECT_TRUE(arange(3, 3, 1).data.empty());
-    EXPECT_EQ(arange(3, 0, -1).data, (std::vector<double>{3, 2, 1}));
+    EXPECT_EQ(arange(3, 0, -1).data, (numerical::aligned_vector<double>{3, 2, 1}));
 }
 
 TEST(arange, refuses_what_is_not_finite_and_counts_beyond_memory)
 {
     const std::string text = "arange needs finite bounds and a finite, non-zero step";
-    const std::vector<std::vector<double>> refused{{0, 1, 0},   {0, inf, 1}, {-inf, 0, 1},
-                                                   {0, 1, inf}, {nan, 1, 1}, {0, nan, 1},
-                                                   {0, 1, nan}, {0, 1, -0.0}};
+    const std::vector<numerical::aligned_vector<double>> refused{
+        {0, 1, 0},   {0, inf, 1}, {-inf, 0, 1}, {0, 1, inf},
+        {nan, 1, 1}, {0, nan, 1}, {0, 1, nan},  {0, 1, -0.0}};
     for (const auto& a : refused)
         EXPECT_EQ(text_thrown_by<numerical::dimension_error>([&] { arange(a[0], a[1], a[2]); }),
                   text);
@@ -99,9 +100,9 @@ TEST(linspace, rounds_product_and_sum_apart_and_ends_at_the_end)
 TEST(linspace, of_none_and_of_one)
 {
     EXPECT_TRUE(linspace(0, 1, 0).data.empty());
-    EXPECT_EQ(linspace(2, 9, 1).data, std::vector<double>{2.0});
+    EXPECT_EQ(linspace(2, 9, 1).data, numerical::aligned_vector<double>{2.0});
     EXPECT_FALSE(std::signbit(linspace(-0.0, 1, 1).data[0]));
-    EXPECT_EQ(linspace(0, 1, 3).data, (std::vector<double>{0.0, 0.5, 1.0}));
+    EXPECT_EQ(linspace(0, 1, 3).data, (numerical::aligned_vector<double>{0.0, 0.5, 1.0}));
 }
 
 TEST(linspace, lets_nan_pass)

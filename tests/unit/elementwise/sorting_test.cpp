@@ -1,5 +1,6 @@
 #include "numerical/elementwise/sorting.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/elementwise/reductions.hpp"
 #include "paths.hpp"
 #include "special_numbers.hpp"
@@ -12,7 +13,6 @@
 #include <limits>
 #include <numeric>
 #include <random>
-#include <vector>
 
 namespace {
 
@@ -28,23 +28,23 @@ double nan_number(std::uint64_t payload, bool negative)
     return std::bit_cast<double>(sign | 0x7FF8000000000000 | payload);
 }
 
-std::vector<double> even(std::size_t count, unsigned seed)
+numerical::aligned_vector<double> even(std::size_t count, unsigned seed)
 {
     std::mt19937_64 source(seed);
     std::uniform_real_distribution<double> uniform(-1, 1);
-    std::vector<double> out(count);
+    numerical::aligned_vector<double> out(count);
     for (double& x : out)
         x = uniform(source);
     return out;
 }
 
 // Many equal numbers, both zeros, infinities and NaNs among them.
-std::vector<double> special(std::size_t count, unsigned seed)
+numerical::aligned_vector<double> special(std::size_t count, unsigned seed)
 {
     std::mt19937_64 source(seed);
-    const std::vector<double> values{0.0,      -0.0,      1.0,    -1.0,  0.5,
-                                     infinity, -infinity, 5e-324, 1e300, -1e300};
-    std::vector<double> out(count);
+    const numerical::aligned_vector<double> values{0.0,      -0.0,      1.0,    -1.0,  0.5,
+                                                   infinity, -infinity, 5e-324, 1e300, -1e300};
+    numerical::aligned_vector<double> out(count);
     for (double& x : out) {
         const std::uint64_t draw = source();
         x = draw % 4 == 0 ? nan_number(draw >> 40, draw % 8 == 0)
@@ -61,13 +61,13 @@ bool comes_before(double x, double y, sort_order order)
 }
 
 // Run by run, by the standard library's stable sort.
-std::vector<double> plainly_sorted(std::vector<double> data, const walk_shape& walk,
-                                   sort_order order)
+numerical::aligned_vector<double> plainly_sorted(numerical::aligned_vector<double> data,
+                                                 const walk_shape& walk, sort_order order)
 {
     for (std::size_t o = 0; o < walk.outer; ++o)
         for (std::size_t k = 0; k < walk.inner; ++k) {
             double* const first = data.data() + o * walk.extent * walk.inner + k;
-            std::vector<double> run;
+            numerical::aligned_vector<double> run;
             for (std::size_t i = 0; i < walk.extent; ++i)
                 run.push_back(first[i * walk.inner]);
             std::stable_sort(run.begin(), run.end(),
@@ -78,7 +78,7 @@ std::vector<double> plainly_sorted(std::vector<double> data, const walk_shape& w
     return data;
 }
 
-void expect_sorted(const std::vector<double>& data, const walk_shape& walk)
+void expect_sorted(const numerical::aligned_vector<double>& data, const walk_shape& walk)
 {
     for (const sort_order order : {sort_order::ascending, sort_order::descending}) {
         const auto want = plainly_sorted(data, walk, order);
@@ -135,7 +135,7 @@ TEST(sorting, of_zeros_and_ones_is_right_for_all_of_them)
 {
     for (std::size_t n = 1; n <= 12; ++n) {
         const std::size_t runs = std::size_t{1} << n;
-        std::vector<double> data;
+        numerical::aligned_vector<double> data;
         for (std::size_t bits = 0; bits < runs; ++bits)
             for (std::size_t i = 0; i < n; ++i)
                 data.push_back(double(bits >> i & 1));
@@ -146,8 +146,9 @@ TEST(sorting, of_zeros_and_ones_is_right_for_all_of_them)
 TEST(sorting, is_stable_at_every_length)
 {
     for (const std::size_t count : {1, 2, 48, 49, 500, 8191, 8192, 9000}) {
-        const std::vector<double> x = test::drawn(count, static_cast<unsigned>(count));
-        std::vector<std::ptrdiff_t> expected(count);
+        const numerical::aligned_vector<double> x =
+            test::drawn(count, static_cast<unsigned>(count));
+        numerical::aligned_vector<std::ptrdiff_t> expected(count);
         std::iota(expected.begin(), expected.end(), 0);
         const auto before = [&](std::ptrdiff_t i, std::ptrdiff_t j) {
             const double a = x[static_cast<std::size_t>(i)];
@@ -155,7 +156,7 @@ TEST(sorting, is_stable_at_every_length)
             return a < b || (b != b && a == a);
         };
         std::stable_sort(expected.begin(), expected.end(), before);
-        std::vector<double> in_order;
+        numerical::aligned_vector<double> in_order;
         for (const std::ptrdiff_t i : expected)
             in_order.push_back(x[static_cast<std::size_t>(i)]);
         EXPECT_EQ(numerical::detail::sorted_places(x.data(), {1, count, 1}, sort_order::ascending),
@@ -167,16 +168,16 @@ TEST(sorting, is_stable_at_every_length)
 
 TEST(sorting, finds_places_by_both_sides)
 {
-    const std::vector<double> ascending{-1, 0, 0, 2, infinity, test::nan};
-    const std::vector<double> values{-2, -0.0, 2, 3, infinity, test::nan};
+    const numerical::aligned_vector<double> ascending{-1, 0, 0, 2, infinity, test::nan};
+    const numerical::aligned_vector<double> values{-2, -0.0, 2, 3, infinity, test::nan};
     using numerical::detail::search_places;
     using numerical::detail::search_side;
     EXPECT_EQ(search_places(ascending.data(), 6, values.data(), 6, search_side::left),
-              (std::vector<std::ptrdiff_t>{0, 1, 3, 4, 4, 5}));
+              (numerical::aligned_vector<std::ptrdiff_t>{0, 1, 3, 4, 4, 5}));
     EXPECT_EQ(search_places(ascending.data(), 6, values.data(), 6, search_side::right),
-              (std::vector<std::ptrdiff_t>{0, 3, 4, 4, 5, 6}));
+              (numerical::aligned_vector<std::ptrdiff_t>{0, 3, 4, 4, 5, 6}));
     EXPECT_EQ(search_places(nullptr, 0, values.data(), 1, search_side::left),
-              (std::vector<std::ptrdiff_t>{0}));
+              (numerical::aligned_vector<std::ptrdiff_t>{0}));
 }
 
 } // namespace

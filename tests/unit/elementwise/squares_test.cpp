@@ -1,5 +1,6 @@
 #include "numerical/elementwise/squares.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "waves.hpp"
 
 #include <gtest/gtest.h>
@@ -7,7 +8,6 @@
 #include <cmath>
 #include <complex>
 #include <limits>
-#include <vector>
 
 namespace {
 
@@ -42,29 +42,32 @@ TEST(squares, norms_neither_overflow_nor_underflow)
 {
     for (const double scale : {0x1p1010, 0x1p-1040, 0x1p-1074})
         for (const walk_shape walk : {walk_shape{2, 2, 1}, walk_shape{1, 2, 2}}) {
-            const std::vector<double> x =
-                walk.inner == 1 ? std::vector<double>{3 * scale, 4 * scale, 6 * scale, 8 * scale}
-                                : std::vector<double>{3 * scale, 6 * scale, 4 * scale, 8 * scale};
+            const numerical::aligned_vector<double> x =
+                walk.inner == 1
+                    ? numerical::aligned_vector<double>{3 * scale, 4 * scale, 6 * scale, 8 * scale}
+                    : numerical::aligned_vector<double>{3 * scale, 6 * scale, 4 * scale, 8 * scale};
             EXPECT_EQ(euclidean_norms(x.data(), walk),
-                      (std::vector<double>{5 * scale, 10 * scale}));
+                      (numerical::aligned_vector<double>{5 * scale, 10 * scale}));
         }
 }
 
 TEST(squares, norms_of_infinities_are_infinite_and_of_nan_nan)
 {
-    const std::vector<double> x{inf, 1, -inf, 2, 0, 0};
-    EXPECT_EQ(euclidean_norms(x.data(), {3, 2, 1}), (std::vector<double>{inf, inf, 0}));
-    const std::vector<double> columns{inf, 0, 1, 0};
-    EXPECT_EQ(euclidean_norms(columns.data(), {1, 2, 2}), (std::vector<double>{inf, 0}));
-    const std::vector<double> with_nan{inf, std::nan("")};
+    const numerical::aligned_vector<double> x{inf, 1, -inf, 2, 0, 0};
+    EXPECT_EQ(euclidean_norms(x.data(), {3, 2, 1}),
+              (numerical::aligned_vector<double>{inf, inf, 0}));
+    const numerical::aligned_vector<double> columns{inf, 0, 1, 0};
+    EXPECT_EQ(euclidean_norms(columns.data(), {1, 2, 2}),
+              (numerical::aligned_vector<double>{inf, 0}));
+    const numerical::aligned_vector<double> with_nan{inf, std::nan("")};
     EXPECT_TRUE(std::isnan(euclidean_norms(with_nan.data(), {1, 2, 1})[0]));
 }
 
 TEST(squares, complex_parts_count_each)
 {
-    const std::vector<complex> z{{3, 4}, {0, 12}};
+    const numerical::aligned_vector<complex> z{{3, 4}, {0, 12}};
     EXPECT_EQ(euclidean_norms(z.data(), {1, 2, 1})[0], 13);
-    EXPECT_EQ(euclidean_norms(z.data(), {1, 1, 2}), (std::vector<double>{5, 12}));
+    EXPECT_EQ(euclidean_norms(z.data(), {1, 1, 2}), (numerical::aligned_vector<double>{5, 12}));
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "numerical/elementwise/unary.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "paths.hpp"
 
 #include <bit>
@@ -23,9 +24,10 @@ constexpr double inf = std::numeric_limits<double>::infinity();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
 // Not constants to the compiler, which would fold a call and round it better than the library.
-std::vector<double> arguments()
+numerical::aligned_vector<double> arguments()
 {
-    std::vector<double> x{0.0, -0.0, 1.0, -1.0, 0.5, 2.0, 700.0, -745.2, 1e-310, 1e300, inf, -inf};
+    numerical::aligned_vector<double> x{0.0,   -0.0,   1.0,    -1.0,  0.5, 2.0,
+                                        700.0, -745.2, 1e-310, 1e300, inf, -inf};
     for (int i = 0; i < 50; ++i)
         x.push_back(std::ldexp(static_cast<double>(i * i - 600), i % 9 - 8));
     return x;
@@ -51,7 +53,7 @@ bool same(double x, double y)
 
 TEST(unary, of_a_real_number_is_what_the_library_gives)
 {
-    const std::vector<double> x = arguments();
+    const numerical::aligned_vector<double> x = arguments();
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
         for (const auto& [name, function] : real_functions) {
@@ -65,7 +67,7 @@ TEST(unary, of_a_real_number_is_what_the_library_gives)
 
 TEST(unary, of_a_complex_number_is_what_the_library_gives)
 {
-    std::vector<complex> z;
+    numerical::aligned_vector<complex> z;
     for (const double x : arguments())
         for (const double y : {0.0, -0.0, 0.75, -3.0})
             z.emplace_back(x, y);
@@ -100,7 +102,7 @@ TEST(negative, flips_every_sign_bit)
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
         for (std::size_t n = 0; n < 40; ++n) {
-            std::vector<double> x(n);
+            numerical::aligned_vector<double> x(n);
             for (std::size_t i = 0; i < n; ++i)
                 x[i] = i % 3 == 0 ? 0.0 : i % 3 == 1 ? -nan : static_cast<double>(i);
             const auto y = negative(tensor<double>({n}, x)).data;

@@ -1,11 +1,11 @@
 #include "numerical/elementwise/variance.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "waves.hpp"
 
 #include <cmath>
 #include <cstddef>
 #include <gtest/gtest.h>
-#include <vector>
 
 namespace {
 
@@ -36,7 +36,7 @@ TEST(variance, are_those_of_extended_precision)
 
 TEST(variance, without_degrees_of_freedom_are_nan)
 {
-    const std::vector<double> x{1, 2};
+    const numerical::aligned_vector<double> x{1, 2};
     EXPECT_EQ(variances(x.data(), {1, 2, 1}, 1.0)[0], 0.5);
     EXPECT_TRUE(std::isnan(variances(x.data(), {1, 2, 1}, 2.0)[0]));
     EXPECT_TRUE(std::isnan(variances(x.data(), {2, 0, 1}, 0.0)[0]));

@@ -2,11 +2,11 @@
 
 // Operands of reductions along an axis, and the plain sum in extended precision.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/elementwise/reductions.hpp"
 
 #include <cmath>
 #include <cstddef>
-#include <vector>
 
 namespace test {
 
@@ -14,9 +14,9 @@ using numerical::detail::walk_shape;
 
 inline constexpr double eps = 0x1p-52;
 
-inline std::vector<double> waves(std::size_t count)
+inline numerical::aligned_vector<double> waves(std::size_t count)
 {
-    std::vector<double> x(count);
+    numerical::aligned_vector<double> x(count);
     for (std::size_t i = 0; i < count; ++i)
         x[i] = std::sin(static_cast<double>(i) * 0.7) + 0.25;
     return x;

@@ -1,5 +1,6 @@
 #include "numerical/factor/cholesky.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/scalar.hpp"
@@ -246,8 +247,9 @@ TYPED_TEST(cholesky, takes_the_least_pivot_above_zero)
 
 TYPED_TEST(cholesky, refuses_a_zero_matrix)
 {
-    EXPECT_EQ(text_thrown_by<numerical::not_positive_definite_error>(
-                  [] { factor_of(matrix<TypeParam>(3, 3, std::vector<TypeParam>(9))); }),
+    EXPECT_EQ(text_thrown_by<numerical::not_positive_definite_error>([] {
+                  factor_of(matrix<TypeParam>(3, 3, numerical::aligned_vector<TypeParam>(9)));
+              }),
               not_positive_definite);
 }
 
@@ -309,7 +311,7 @@ TYPED_TEST(cholesky, of_a_matrix_that_stays_refuses_what_it_refuses_of_others)
                       [&] { decomposition(a.data.data(), n, n - 1); }),
                   "Cholesky decomposition requires a square matrix");
     }
-    const std::vector<TypeParam> nothing(n * n);
+    const numerical::aligned_vector<TypeParam> nothing(n * n);
     EXPECT_EQ(text_thrown_by<numerical::not_positive_definite_error>(
                   [&] { decomposition(nothing.data(), n, n); }),
               not_positive_definite);
@@ -348,7 +350,7 @@ TYPED_TEST(cholesky, upper_factor_refuses_what_the_decomposition_refuses)
                       [&] { upper_cholesky_factor(a.data.data(), n, n - 1); }),
                   "Cholesky decomposition requires a square matrix");
     }
-    const std::vector<TypeParam> nothing(n * n);
+    const numerical::aligned_vector<TypeParam> nothing(n * n);
     EXPECT_EQ(text_thrown_by<numerical::not_positive_definite_error>(
                   [&] { upper_cholesky_factor(nothing.data(), n, n); }),
               not_positive_definite);
@@ -369,7 +371,7 @@ TEST(complex_cholesky, looks_at_the_real_part_of_the_diagonal_alone)
     const complex i(0, 1);
     const matrix<complex> plain(2, 2, {4.0, 0.0, 2.0 + 2.0 * i, 6.0});
     const matrix<complex> odd(2, 2, {4.0 + 7.0 * i, 0.0, 2.0 + 2.0 * i, 6.0 - 3.0 * i});
-    EXPECT_EQ(factor_of(plain).data, (std::vector<complex>{2.0, 0.0, 1.0 + i, 2.0}));
+    EXPECT_EQ(factor_of(plain).data, (numerical::aligned_vector<complex>{2.0, 0.0, 1.0 + i, 2.0}));
     EXPECT_EQ(factor_of(odd).data[3], factor_of(plain).data[3]);
     EXPECT_EQ(factor_of(odd).data[0], complex(2));
 }

@@ -1,6 +1,7 @@
 #include "numerical/factor/determinant.hpp"
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 
 #include <cmath>
 #include <gtest/gtest.h>
@@ -23,10 +24,10 @@ using element_types = testing::Types<double, complex>;
 TYPED_TEST_SUITE(determinants, element_types);
 
 template <class T>
-lu_decomposition<T> diagonal(const std::vector<T>& d)
+lu_decomposition<T> diagonal(const numerical::aligned_vector<T>& d)
 {
     const std::size_t n = d.size();
-    matrix<T> a(n, n, std::vector<T>(n * n));
+    matrix<T> a(n, n, numerical::aligned_vector<T>(n * n));
     for (std::size_t i = 0; i < n; ++i)
         a.data[i * n + i] = d[i];
     return lu_decomposition<T>(std::move(a));
@@ -111,9 +112,9 @@ TEST(determinants, logarithm_outlives_the_overflow_of_a_complex_modulus)
 
 TYPED_TEST(determinants, of_a_vandermonde_matrix_agree_with_its_formula)
 {
-    const std::vector<double> nodes{0.5, -1.25, 2.0, 3.5, -0.75, 1.5};
+    const numerical::aligned_vector<double> nodes{0.5, -1.25, 2.0, 3.5, -0.75, 1.5};
     const std::size_t n = nodes.size();
-    matrix<TypeParam> a(n, n, std::vector<TypeParam>(n * n));
+    matrix<TypeParam> a(n, n, numerical::aligned_vector<TypeParam>(n * n));
     double expected = 1;
     for (std::size_t i = 0; i < n; ++i) {
         double power = 1;

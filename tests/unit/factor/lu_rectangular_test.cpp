@@ -1,6 +1,7 @@
 #include "numerical/factor/lu.hpp"
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "paths.hpp"
 #include "ratios.hpp"
 #include "reference.hpp"
@@ -52,8 +53,8 @@ template <class T>
 std::pair<matrix<T>, matrix<T>> unpacked(const matrix<T>& a)
 {
     const std::size_t k = std::min(a.rows, a.cols);
-    matrix<T> l(a.rows, k, std::vector<T>(a.rows * k));
-    matrix<T> u(k, a.cols, std::vector<T>(k * a.cols));
+    matrix<T> l(a.rows, k, numerical::aligned_vector<T>(a.rows * k));
+    matrix<T> u(k, a.cols, numerical::aligned_vector<T>(k * a.cols));
     for (std::size_t i = 0; i < a.rows; ++i)
         for (std::size_t j = 0; j < a.cols; ++j)
             (i > j ? l.data[i * k + j] : u.data[i * a.cols + j]) = a.data[i * a.cols + j];

@@ -1,6 +1,7 @@
 #include "numerical/factor/lu.hpp"
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "paths.hpp"
 #include "ratios.hpp"
 #include "reference.hpp"
@@ -92,10 +93,11 @@ TYPED_TEST(lu_solve, of_one_vector_leaves_a_small_residual)
 
 // The vector's substitution word for word: products in ascending order, each rounded.
 template <class T>
-std::vector<T> substituted(const lu_decomposition<T>& lu, const std::vector<T>& b)
+numerical::aligned_vector<T> substituted(const lu_decomposition<T>& lu,
+                                         const numerical::aligned_vector<T>& b)
 {
     const size_t n = lu.order;
-    std::vector<T> y(n);
+    numerical::aligned_vector<T> y(n);
     for (size_t i = 0; i < n; ++i) {
         y[i] = b[lu.permutation[i]];
         for (size_t k = 0; k < i; ++k)
@@ -140,12 +142,13 @@ TYPED_TEST(lu_solve, of_columns_that_crowd_the_cache_is_the_same)
 
 // Substitution with several right sides, an element at a time: L's products in ascending order,
 // then U's by blocks from the right, ascending in each; all fused on a vector path.
-std::vector<double> substituted_by_blocks(const lu_decomposition<double>& lu,
-                                          const std::vector<double>& b, size_t columns, bool fused)
+numerical::aligned_vector<double> substituted_by_blocks(const lu_decomposition<double>& lu,
+                                                        const numerical::aligned_vector<double>& b,
+                                                        size_t columns, bool fused)
 {
     const size_t n = lu.order;
     const numerical::detail::block_view<const double> f = lu.factors.view();
-    std::vector<double> x(n * columns);
+    numerical::aligned_vector<double> x(n * columns);
     const auto subtract = [&](size_t i, size_t k, size_t c) {
         double& sum = x[i * columns + c];
         const double term = x[k * columns + c];
@@ -247,7 +250,7 @@ TYPED_TEST(lu_solve, is_exact_on_small_integers_on_every_path)
         const test::path_limit limit(path);
         for (const size_t n : {5, 33, 70})
             for (const size_t columns : {1, 3, 16, 17, 64, 66}) {
-                matrix<TypeParam> a(n, n, std::vector<TypeParam>(n * n));
+                matrix<TypeParam> a(n, n, numerical::aligned_vector<TypeParam>(n * n));
                 for (size_t i = 0; i < n; ++i) { // bidiagonal: 2 on the diagonal, 1 beside it
                     a.data[i * n + i] = TypeParam(2);
                     if (i + 1 < n)
@@ -284,7 +287,7 @@ TYPED_TEST(lu_solve, has_the_same_bits_for_every_number_of_threads)
     const auto a = test::random_matrix<TypeParam>(n, n, 3);
     for (const size_t columns : {16, 17, 256, 300}) {
         const auto b = test::random_matrix<TypeParam>(n, columns, 4);
-        std::vector<TypeParam> first;
+        numerical::aligned_vector<TypeParam> first;
         for (const size_t threads : test::thread_counts) {
             const test::thread_limit limit(threads);
             const auto x = solution(a, b).data;
@@ -315,7 +318,7 @@ TYPED_TEST(lu_solve, inverse_of_a_permutation_is_exact)
         for (size_t i = 0; i < n; ++i)
             target[i] = i;
         std::shuffle(target.begin(), target.end(), std::mt19937_64(n));
-        matrix<TypeParam> p(n, n, std::vector<TypeParam>(n * n));
+        matrix<TypeParam> p(n, n, numerical::aligned_vector<TypeParam>(n * n));
         matrix<TypeParam> transpose = p;
         for (size_t i = 0; i < n; ++i) {
             p.data[i * n + target[i]] = TypeParam(1);
@@ -329,7 +332,7 @@ TYPED_TEST(lu_solve, inverse_has_the_same_bits_for_every_number_of_threads)
 {
     for (const size_t n : {100, 256, 300}) {
         const auto a = test::random_matrix<TypeParam>(n, n, 3);
-        std::vector<TypeParam> first;
+        numerical::aligned_vector<TypeParam> first;
         for (const size_t threads : test::thread_counts) {
             const test::thread_limit limit(threads);
             const auto x = inverse_of(a).data;

@@ -1,5 +1,6 @@
 #include "numerical/factor/lu.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/lu_panel.hpp"
 
@@ -46,7 +47,7 @@ template <class T>
 matrix<T> lower_factor(const lu_decomposition<T>& lu)
 {
     const size_t n = lu.order;
-    matrix<T> l(n, n, std::vector<T>(n * n));
+    matrix<T> l(n, n, numerical::aligned_vector<T>(n * n));
     for (size_t i = 0; i < n; ++i) {
         std::copy_n(lu.factors.view().row(i), i, l.data.begin() + long(i * n));
         l.data[i * n + i] = T(1);
@@ -67,7 +68,7 @@ matrix<T> upper_factor(const lu_decomposition<T>& lu)
 template <class T>
 matrix<T> permuted_rows(const matrix<T>& a, const std::vector<size_t>& permutation)
 {
-    matrix<T> out(a.rows, a.cols, std::vector<T>(a.data.size()));
+    matrix<T> out(a.rows, a.cols, numerical::aligned_vector<T>(a.data.size()));
     for (size_t i = 0; i < a.rows; ++i)
         std::copy_n(a.data.begin() + long(permutation[i] * a.cols), a.cols,
                     out.data.begin() + long(i * a.cols));
@@ -131,7 +132,7 @@ std::complex<double> multiply_add(int, std::complex<double> a, std::complex<doub
 
 // Elimination as in a textbook, which rounds each element in the same order as the blocked one.
 template <class T>
-std::vector<T> eliminated(matrix<T> a, int path)
+numerical::aligned_vector<T> eliminated(matrix<T> a, int path)
 {
     const size_t n = a.rows;
     T* const x = a.data.data();
@@ -176,10 +177,12 @@ TYPED_TEST(lu_factorization, of_one_element_is_singular_only_for_zero)
 TYPED_TEST(lu_factorization, of_zeros_is_left_as_it_is)
 {
     for (const size_t n : {2, 17, 33, 100, 300}) {
-        const auto lu = factored(matrix<TypeParam>(n, n, std::vector<TypeParam>(n * n)));
+        const auto lu =
+            factored(matrix<TypeParam>(n, n, numerical::aligned_vector<TypeParam>(n * n)));
         EXPECT_TRUE(lu.singular);
         EXPECT_EQ(lu.sign, 1);
-        EXPECT_EQ(test::elements_of(lu.factors.view()), std::vector<TypeParam>(n * n));
+        EXPECT_EQ(test::elements_of(lu.factors.view()),
+                  numerical::aligned_vector<TypeParam>(n * n));
         std::vector<size_t> identity(n);
         std::iota(identity.begin(), identity.end(), size_t{0});
         EXPECT_EQ(lu.permutation, identity);
@@ -326,7 +329,7 @@ TYPED_TEST(lu_factorization, has_the_same_bits_for_every_number_of_threads)
 {
     for (const size_t n : {100, 300, 512, 1153}) {
         const auto a = test::random_matrix<TypeParam>(n, n, 3);
-        std::vector<TypeParam> first;
+        numerical::aligned_vector<TypeParam> first;
         for (const size_t threads : test::thread_counts) {
             const test::thread_limit limit(threads);
             const auto lu = factored(a);
@@ -349,7 +352,7 @@ size_t first_largest(const double* elements, size_t n)
 
 TEST(first_largest, takes_the_first_of_equals_and_passes_over_nan)
 {
-    std::vector<double> x(40, 1.0);
+    numerical::aligned_vector<double> x(40, 1.0);
     EXPECT_EQ(first_largest(x.data(), x.size()), 0u);
     x[37] = x[11] = -2;
     EXPECT_EQ(first_largest(x.data(), x.size()), 11u);
@@ -361,14 +364,14 @@ TEST(first_largest, takes_the_first_of_equals_and_passes_over_nan)
     x[0] = 0;
     x[20] = -infinity;
     EXPECT_EQ(first_largest(x.data(), x.size()), 20u);
-    const std::vector<double> zeros(9);
+    const numerical::aligned_vector<double> zeros(9);
     EXPECT_EQ(first_largest(zeros.data(), zeros.size()), 0u);
 }
 
 TEST(first_largest, is_found_at_every_place_of_every_length)
 {
     for (size_t n = 1; n < 80; ++n) {
-        std::vector<double> x(n + 1, -1.0);
+        numerical::aligned_vector<double> x(n + 1, -1.0);
         x[n] = 9; // not searched
         for (size_t at = 0; at < n; ++at) {
             x[at] = at % 2 == 0 ? 2 : -2;
@@ -384,7 +387,7 @@ TEST(first_largest, is_found_at_every_place_of_every_length)
 }
 
 // The rule word for word: a strictly greater modulus takes over.
-size_t first_largest_by_modulus(const std::vector<std::complex<double>>& x)
+size_t first_largest_by_modulus(const numerical::aligned_vector<std::complex<double>>& x)
 {
     size_t best = 0;
     for (size_t i = 1; i < x.size(); ++i)
@@ -406,13 +409,14 @@ TEST(first_largest, of_complex_numbers_is_decided_by_the_modulus_alone)
     for (const double scale : {1.0, 1e-300, 1e300, 1e-320, 1e-160, 1e160, 1.7e308})
         for (int round = 0; round < 300; ++round) {
             // Moduli that differ by few units in the last place, if at all.
-            std::vector<std::complex<double>> x(1 + size_t(round) % 33);
+            numerical::aligned_vector<std::complex<double>> x(1 + size_t(round) % 33);
             for (auto& z : x)
                 z = std::polar(scale * (1 - steps(generator) * test::eps / 2), angle(generator));
             ASSERT_EQ(first_largest(x.data(), x.size()), first_largest_by_modulus(x))
                 << scale << ' ' << round;
         }
-    std::vector<std::complex<double>> odd{{1, 0}, {nan, 0}, {0, infinity}, {infinity, nan}};
+    numerical::aligned_vector<std::complex<double>> odd{
+        {1, 0}, {nan, 0}, {0, infinity}, {infinity, nan}};
     EXPECT_EQ(first_largest(odd.data(), odd.size()), 2u);
     odd[0] = {0, nan};
     EXPECT_EQ(first_largest(odd.data(), odd.size()), 0u);

@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/gemm/kernels/reflect_panel.hpp"
@@ -50,14 +51,15 @@ TEST(complex_panel_pass, reflects_rows_and_takes_dots_and_the_next_column)
                     auto u = test::random_vector<complex>(count, 2);
                     auto v = test::random_vector<complex>(count, 3);
                     const auto f = test::random_vector<complex>(width, 4);
-                    std::vector<double> f_real, f_imag;
+                    numerical::aligned_vector<double> f_real, f_imag;
                     for (const complex& each : f) {
                         f_real.insert(f_real.end(), {each.real(), each.real()});
                         f_imag.insert(f_imag.end(), {-each.imag(), each.imag()});
                     }
                     auto want = rows;
-                    std::vector<complex> want_sums(width), sums(width + 1, complex(nan, nan));
-                    std::vector<complex> next_column(count + 1, complex(nan, nan));
+                    numerical::aligned_vector<complex> want_sums(width),
+                        sums(width + 1, complex(nan, nan));
+                    numerical::aligned_vector<complex> next_column(count + 1, complex(nan, nan));
                     for (std::size_t i = 0; i < count; ++i)
                         for (std::size_t l = 0; l < width; ++l) {
                             complex& y = want[i * stride + l];
@@ -105,19 +107,19 @@ bool same(const complex& x, const complex& y)
 template <class T>
 void expect_reflectors_one_by_one(const matrix<T>& a)
 {
-    std::vector<T> factored = a.data;
+    numerical::aligned_vector<T> factored = a.data;
     const auto block =
         detail::factor_qr_panel(detail::block_view<T>{factored.data(), a.rows, a.cols}, 0);
     ASSERT_EQ(block.vectors.size(), a.data.size());
     const detail::block_view<const T> vectors{block.vectors.data(), a.rows, a.cols};
 
-    std::vector<T> columns(a.data.size());
+    numerical::aligned_vector<T> columns(a.data.size());
     for (std::size_t i = 0; i < a.rows; ++i)
         for (std::size_t j = 0; j < a.cols; ++j)
             columns[j * a.rows + i] = a.data[i * a.cols + j];
     for (std::size_t j = 0; j < a.cols; ++j) {
         const auto begin = columns.begin() + std::ptrdiff_t(j * a.rows);
-        std::vector<T> v(begin + std::ptrdiff_t(j), begin + std::ptrdiff_t(a.rows));
+        numerical::aligned_vector<T> v(begin + std::ptrdiff_t(j), begin + std::ptrdiff_t(a.rows));
         detail::make_reflector(v);
         detail::reflect_columns(columns, a.rows, v, j, j, a.cols);
         v.resize(a.rows - j); // zeros for the identity

@@ -1,5 +1,6 @@
 #include "numerical/factor/qr.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/scalar.hpp"
 
 #include "matrices.hpp"
@@ -177,11 +178,11 @@ TYPED_TEST(qr, of_zero_is_the_identity_times_zero)
 {
     for (const auto& [rows, cols] : {std::pair{1u, 1u}, {5u, 3u}, {3u, 5u}, {70u, 40u}}) {
         const auto [q, r] =
-            qr_of(matrix<TypeParam>(rows, cols, std::vector<TypeParam>(rows * cols)));
+            qr_of(matrix<TypeParam>(rows, cols, numerical::aligned_vector<TypeParam>(rows * cols)));
         for (std::size_t i = 0; i < q.rows; ++i)
             for (std::size_t j = 0; j < q.cols; ++j)
                 ASSERT_EQ(q.data[i * q.cols + j], TypeParam(i == j ? 1 : 0));
-        EXPECT_EQ(r.data, std::vector<TypeParam>(r.data.size()));
+        EXPECT_EQ(r.data, numerical::aligned_vector<TypeParam>(r.data.size()));
     }
 }
 
@@ -197,11 +198,11 @@ TYPED_TEST(qr, of_empty_matrices_is_empty)
 TYPED_TEST(qr, of_one_element_has_its_sign_in_q)
 {
     const auto negative = qr_of(matrix<TypeParam>(1, 1, {-3.0}));
-    EXPECT_EQ(negative.q.data, std::vector<TypeParam>{-1.0});
-    EXPECT_EQ(negative.r.data, std::vector<TypeParam>{3.0});
+    EXPECT_EQ(negative.q.data, numerical::aligned_vector<TypeParam>{-1.0});
+    EXPECT_EQ(negative.r.data, numerical::aligned_vector<TypeParam>{3.0});
     const auto zero = qr_of(matrix<TypeParam>(1, 1, {0.0}));
-    EXPECT_EQ(zero.q.data, std::vector<TypeParam>{1.0});
-    EXPECT_EQ(zero.r.data, std::vector<TypeParam>{0.0});
+    EXPECT_EQ(zero.q.data, numerical::aligned_vector<TypeParam>{1.0});
+    EXPECT_EQ(zero.r.data, numerical::aligned_vector<TypeParam>{0.0});
 }
 
 TEST(complex_qr, of_one_element_has_its_phase_in_q)
@@ -292,7 +293,7 @@ TYPED_TEST(qr, reflections_turn_the_matrix_into_r)
         auto a = test::random_matrix<TypeParam>(rows, cols, 1);
         const auto reflections = detail::householder_reflect(a.data, rows, cols);
         const std::size_t k = std::min(rows, cols);
-        matrix<TypeParam> r(rows, cols, std::vector<TypeParam>(rows * cols));
+        matrix<TypeParam> r(rows, cols, numerical::aligned_vector<TypeParam>(rows * cols));
         std::copy_n(reflections.r.begin(), k * cols, r.data.begin());
         for (const auto& block : reflections.blocks)
             detail::apply_reflector_block<detail::block_operator::adjoint>(block, a.data, cols, 0,

@@ -1,5 +1,6 @@
 #include "numerical/factor/reflector_block.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
@@ -35,9 +36,9 @@ TYPED_TEST_SUITE(reflector_block, element_types);
 
 // Reflector i acts on rows [i, rows), for i < count.
 template <class T>
-std::vector<std::vector<T>> random_reflectors(std::size_t count, std::size_t rows)
+std::vector<numerical::aligned_vector<T>> random_reflectors(std::size_t count, std::size_t rows)
 {
-    std::vector<std::vector<T>> reflectors(count);
+    std::vector<numerical::aligned_vector<T>> reflectors(count);
     for (std::size_t i = 0; i < count; ++i) {
         reflectors[i] = test::random_vector<T>(rows - i, unsigned(i + 1));
         detail::make_reflector(reflectors[i]);
@@ -48,7 +49,7 @@ std::vector<std::vector<T>> random_reflectors(std::size_t count, std::size_t row
 template <class T>
 matrix<T> identity(std::size_t n)
 {
-    matrix<T> one(n, n, std::vector<T>(n * n));
+    matrix<T> one(n, n, numerical::aligned_vector<T>(n * n));
     for (std::size_t i = 0; i < n; ++i)
         one.data[i * n + i] = 1;
     return one;
@@ -66,15 +67,15 @@ test::wide<complex> conjugated(const test::wide<complex>& z)
 
 // Q = H[from]···H[to-1] as a dense matrix, one reflector at a time in wider precision.
 template <class T>
-matrix<T> dense(const std::vector<std::vector<T>>& reflectors, std::size_t from, std::size_t to,
-                std::size_t rows)
+matrix<T> dense(const std::vector<numerical::aligned_vector<T>>& reflectors, std::size_t from,
+                std::size_t to, std::size_t rows)
 {
     using wide = test::wide<T>;
     const matrix<T> one = identity<T>(rows);
     std::vector<wide> q(one.data.begin(), one.data.end());
     for (std::size_t i = to; i-- > from;)
         for (std::size_t column = 0; column < rows; ++column) {
-            const std::vector<T>& v = reflectors[i];
+            const numerical::aligned_vector<T>& v = reflectors[i];
             wide d = 0;
             for (std::size_t k = 0; k < v.size(); ++k)
                 d += conjugated(wide(v[k])) * q[(i + k) * rows + column];
@@ -90,7 +91,7 @@ matrix<T> dense(const std::vector<std::vector<T>>& reflectors, std::size_t from,
 template <class T>
 matrix<T> transposed(const matrix<T>& a)
 {
-    matrix<T> out(a.cols, a.rows, std::vector<T>(a.data.size()));
+    matrix<T> out(a.cols, a.rows, numerical::aligned_vector<T>(a.data.size()));
     for (std::size_t i = 0; i < a.rows; ++i)
         for (std::size_t j = 0; j < a.cols; ++j)
             out.data[j * a.rows + i] = a.data[i * a.cols + j];
@@ -102,7 +103,8 @@ template <class T>
 matrix<T> part(const matrix<T>& a, std::size_t from, std::size_t to, std::size_t left,
                std::size_t right)
 {
-    matrix<T> out(to - from, right - left, std::vector<T>((to - from) * (right - left)));
+    matrix<T> out(to - from, right - left,
+                  numerical::aligned_vector<T>((to - from) * (right - left)));
     for (std::size_t i = from; i < to; ++i)
         std::copy_n(a.data.begin() + std::ptrdiff_t(i * a.cols + left), right - left,
                     out.data.begin() + std::ptrdiff_t((i - from) * out.cols));
@@ -114,7 +116,7 @@ template <class T>
 matrix<T> framed(std::size_t rows, std::size_t cols, std::size_t from, std::size_t to,
                  std::size_t left, std::size_t right)
 {
-    matrix<T> out(rows, cols, std::vector<T>(rows * cols, nan));
+    matrix<T> out(rows, cols, numerical::aligned_vector<T>(rows * cols, nan));
     std::mt19937_64 generator(rows + cols);
     for (std::size_t i = from; i < to; ++i)
         for (std::size_t j = left; j < right; ++j)
@@ -166,8 +168,8 @@ TYPED_TEST(reflector_block, holds_vectors_and_an_upper_factor)
 TYPED_TEST(reflector_block, factor_is_that_of_the_recurrence)
 {
     // Two unit vectors with vᴴw = 0.8·0.5: T = [2 -1.6; 0 2], exact but for 0.8 and 0.6.
-    const std::vector<std::vector<TypeParam>> reflectors{{0.6, 0.8, 0.0, 0.0, 0.0},
-                                                         {0.5, 0.5, -0.5, -0.5}};
+    const std::vector<numerical::aligned_vector<TypeParam>> reflectors{{0.6, 0.8, 0.0, 0.0, 0.0},
+                                                                       {0.5, 0.5, -0.5, -0.5}};
     const auto block = detail::gather_reflectors(reflectors, 0, 2, 5);
     EXPECT_NEAR(detail::real_part(block.factor[1]), -1.6, 4 * test::eps);
 }
@@ -212,11 +214,11 @@ matrix<T> applied_with_zeros(const detail::reflector_block<T>& block, matrix<T> 
 {
     const std::size_t count = block.count;
     const std::size_t width = c.cols;
-    std::vector<T> adjoint(count * block.rows);
+    numerical::aligned_vector<T> adjoint(count * block.rows);
     for (std::size_t i = 0; i < block.rows; ++i)
         for (std::size_t j = 0; j < count; ++j)
             adjoint[j * block.rows + i] = detail::conjugate(block.vectors[i * count + j]);
-    std::vector<T> w(count * width), minus_tw(count * width);
+    numerical::aligned_vector<T> w(count * width), minus_tw(count * width);
     detail::gemm<T>(count, width, block.rows, adjoint.data(), block.rows, c.data.data(), width,
                     w.data(), width);
     const int path = detail::gemm_path_current();
@@ -437,7 +439,7 @@ TYPED_TEST(reflector_block, takes_an_empty_reflector_as_the_identity)
 
 TYPED_TEST(reflector_block, of_empty_reflectors_changes_no_bit)
 {
-    const std::vector<std::vector<TypeParam>> reflectors(5);
+    const std::vector<numerical::aligned_vector<TypeParam>> reflectors(5);
     const auto block = detail::gather_reflectors(reflectors, 0, 5, 8);
     const auto c = test::random_matrix<TypeParam>(8, 8, 1);
     auto applied = c;

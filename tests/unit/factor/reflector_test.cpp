@@ -1,5 +1,6 @@
 #include "numerical/factor/reflector.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/scalar.hpp"
 
 #include "matrices.hpp"
@@ -43,7 +44,8 @@ wide<complex> wide_conjugate(const wide<complex>& z)
 
 // H·x in wider precision.
 template <class T>
-std::vector<wide<T>> reflected(const std::vector<T>& v, const std::vector<T>& x)
+std::vector<wide<T>> reflected(const numerical::aligned_vector<T>& v,
+                               const numerical::aligned_vector<T>& x)
 {
     wide<T> d = 0;
     for (std::size_t i = 0; i < v.size(); ++i)
@@ -55,7 +57,7 @@ std::vector<wide<T>> reflected(const std::vector<T>& v, const std::vector<T>& x)
 }
 
 template <class T>
-long double norm_of(const std::vector<T>& x)
+long double norm_of(const numerical::aligned_vector<T>& x)
 {
     long double sum = 0;
     for (const T& element : x)
@@ -64,7 +66,7 @@ long double norm_of(const std::vector<T>& x)
 }
 
 template <class T>
-std::vector<T> scaled(std::vector<T> x, double factor)
+numerical::aligned_vector<T> scaled(numerical::aligned_vector<T> x, double factor)
 {
     for (T& element : x)
         element *= factor;
@@ -74,10 +76,10 @@ std::vector<T> scaled(std::vector<T> x, double factor)
 // A vector of length exactly 1 that reflects integers without rounding: `ones`, a power of four, of
 // its elements are ±1/√ones, in the complex case also ±i/√ones, the others zero.
 template <class T>
-std::vector<T> exact_reflector(std::size_t length, std::size_t ones, unsigned seed)
+numerical::aligned_vector<T> exact_reflector(std::size_t length, std::size_t ones, unsigned seed)
 {
     std::mt19937_64 generator(seed);
-    std::vector<T> v(length);
+    numerical::aligned_vector<T> v(length);
     std::fill_n(v.begin(), ones, T(1 / std::sqrt(double(ones))));
     for (T& element : v) {
         if (generator() % 2 == 0)
@@ -125,18 +127,18 @@ TYPED_TEST(reflector, maps_its_vector_to_a_multiple_of_the_first_axis)
 TYPED_TEST(reflector, has_an_image_of_opposite_phase)
 {
     for (const double sign : {1.0, -1.0}) {
-        std::vector<TypeParam> x{3 * sign, 4.0};
+        numerical::aligned_vector<TypeParam> x{3 * sign, 4.0};
         EXPECT_EQ(detail::householder_in_place(x), TypeParam(-5 * sign));
     }
-    std::vector<TypeParam> x{0.0, 2.0}; // the phase of zero is 1
+    numerical::aligned_vector<TypeParam> x{0.0, 2.0}; // the phase of zero is 1
     EXPECT_EQ(detail::householder_in_place(x), TypeParam(-2));
-    EXPECT_EQ(x, (std::vector<TypeParam>(2, 1 / std::sqrt(2.0))));
+    EXPECT_EQ(x, (numerical::aligned_vector<TypeParam>(2, 1 / std::sqrt(2.0))));
 }
 
 TEST(complex_reflector, keeps_the_angle_of_the_first_element)
 {
     for (const double magnitude : {1.0, 1e-200, 0x1p-1060}) {
-        std::vector<complex> x{magnitude * complex(0, 3), complex(4 * magnitude)};
+        numerical::aligned_vector<complex> x{magnitude * complex(0, 3), complex(4 * magnitude)};
         const complex beta = detail::householder_in_place(x);
         EXPECT_EQ(beta.real(), 0);
         EXPECT_NEAR(beta.imag() / magnitude, -5, 1e-4);
@@ -146,7 +148,7 @@ TEST(complex_reflector, keeps_the_angle_of_the_first_element)
 TYPED_TEST(reflector, of_a_zero_vector_is_empty)
 {
     for (const std::size_t n : {0u, 1u, 7u}) {
-        std::vector<TypeParam> x(n);
+        numerical::aligned_vector<TypeParam> x(n);
         detail::make_reflector(x);
         EXPECT_TRUE(x.empty());
     }
@@ -154,28 +156,28 @@ TYPED_TEST(reflector, of_a_zero_vector_is_empty)
 
 TYPED_TEST(reflector, of_the_least_number_is_a_unit_vector)
 {
-    std::vector<TypeParam> x{0.0, least};
+    numerical::aligned_vector<TypeParam> x{0.0, least};
     detail::make_reflector(x);
-    EXPECT_EQ(x, (std::vector<TypeParam>(2, 1 / std::sqrt(2.0))));
-    std::vector<TypeParam> single{-least};
+    EXPECT_EQ(x, (numerical::aligned_vector<TypeParam>(2, 1 / std::sqrt(2.0))));
+    numerical::aligned_vector<TypeParam> single{-least};
     detail::make_reflector(single);
-    EXPECT_EQ(single, std::vector<TypeParam>{-1.0});
+    EXPECT_EQ(single, numerical::aligned_vector<TypeParam>{-1.0});
 }
 
 TYPED_TEST(reflector, of_one_element_flips_its_sign)
 {
-    std::vector<TypeParam> x{-3.0};
+    numerical::aligned_vector<TypeParam> x{-3.0};
     detail::make_reflector(x);
-    EXPECT_EQ(x, std::vector<TypeParam>{-1.0});
+    EXPECT_EQ(x, numerical::aligned_vector<TypeParam>{-1.0});
 }
 
 TYPED_TEST(reflector, rescales_only_below_2_to_minus_500)
 {
-    const auto after = [](std::vector<TypeParam> x) {
+    const auto after = [](numerical::aligned_vector<TypeParam> x) {
         const double scale = detail::rescale_tiny(x);
         return std::pair(scale, x);
     };
-    using pair = std::pair<double, std::vector<TypeParam>>;
+    using pair = std::pair<double, numerical::aligned_vector<TypeParam>>;
     EXPECT_EQ(after({0x1p-500, 0x1p-600}), (pair{1, {0x1p-500, 0x1p-600}}));
     EXPECT_EQ(after({-0x1.8p-501, 0x1p-600}), (pair{0x1p501, {-1.5, 0x1p-99}}));
     EXPECT_EQ(after({least_normal / 4}), (pair{0x1p1022, {0.25}}));
@@ -187,7 +189,7 @@ TYPED_TEST(reflector, rescales_only_below_2_to_minus_500)
 
 TYPED_TEST(reflector, does_not_overflow_below_half_the_greatest_number)
 {
-    std::vector<TypeParam> x{greatest / 4, greatest / 4, 0.0};
+    numerical::aligned_vector<TypeParam> x{greatest / 4, greatest / 4, 0.0};
     const TypeParam beta = detail::householder_in_place(x);
     EXPECT_NEAR(double(norm_of(x)), 1, 4 * test::eps);
     EXPECT_NEAR(detail::real_part(beta) / greatest, -std::sqrt(0.125), test::eps);
@@ -205,13 +207,13 @@ TYPED_TEST(reflector, reflects_the_addressed_stretches_of_rows_alone)
                 const auto v = exact_reflector<TypeParam>(length, greatest_power_of_four(length),
                                                           unsigned(length));
                 const auto inner = test::integer_vector<TypeParam>(count * length, 5);
-                std::vector<TypeParam> a((count + 2) * ld, nan);
+                numerical::aligned_vector<TypeParam> a((count + 2) * ld, nan);
                 for (std::size_t i = 0; i < count; ++i)
                     std::copy_n(inner.begin() + std::ptrdiff_t(i * length), length,
                                 a.begin() + std::ptrdiff_t((i + 1) * ld + 2));
                 detail::reflect_columns(a, ld, v, 2, 1, 1 + count);
 
-                std::vector<TypeParam> y;
+                numerical::aligned_vector<TypeParam> y;
                 for (std::size_t i = 0; i < a.size(); ++i) {
                     const std::size_t row = i / ld, column = i % ld;
                     if (row < 1 || row > count || column < 2 || column >= 2 + length) {
@@ -222,8 +224,8 @@ TYPED_TEST(reflector, reflects_the_addressed_stretches_of_rows_alone)
                     if (column + 1 < 2 + length)
                         continue;
                     const auto first = inner.begin() + std::ptrdiff_t((row - 1) * length);
-                    const auto expected =
-                        reflected(v, std::vector<TypeParam>(first, first + std::ptrdiff_t(length)));
+                    const auto expected = reflected(v, numerical::aligned_vector<TypeParam>(
+                                                           first, first + std::ptrdiff_t(length)));
                     for (std::size_t l = 0; l < length; ++l)
                         ASSERT_EQ(wide<TypeParam>(y[l]), expected[l])
                             << "length " << length << ", row " << row << ", path " << path;
@@ -242,7 +244,7 @@ TYPED_TEST(reflector, reflects_the_addressed_rows_alone)
                 const auto v = exact_reflector<TypeParam>(length, greatest_power_of_four(length),
                                                           unsigned(length));
                 const auto inner = test::integer_vector<TypeParam>(length * width, 6);
-                std::vector<TypeParam> a((length + 2) * ld, nan);
+                numerical::aligned_vector<TypeParam> a((length + 2) * ld, nan);
                 for (std::size_t i = 0; i < length; ++i)
                     std::copy_n(inner.begin() + std::ptrdiff_t(i * width), width,
                                 a.begin() + std::ptrdiff_t((i + 1) * ld + 2));
@@ -251,7 +253,7 @@ TYPED_TEST(reflector, reflects_the_addressed_rows_alone)
                 for (std::size_t column = 0; column < ld; ++column) {
                     ASSERT_TRUE(std::isnan(detail::real_part(a[column])));
                     ASSERT_TRUE(std::isnan(detail::real_part(a[(length + 1) * ld + column])));
-                    std::vector<TypeParam> x(length);
+                    numerical::aligned_vector<TypeParam> x(length);
                     for (std::size_t i = 0; i < length && column >= 2; ++i)
                         x[i] = inner[i * width + column - 2];
                     const auto expected = reflected(v, x);
@@ -296,8 +298,8 @@ TEST(complex_reflector, recovers_an_infinity_in_its_sums_as_the_full_product_doe
     // (inf + inf·i)·conj(0.5): the textbook formula alone gives NaN in both parts.
     const double inf = std::numeric_limits<double>::infinity();
     const test::path_limit portable(detail::portable_path);
-    std::vector<complex> a{{inf, inf}, 0.0, 0.0, 0.0};
-    const std::vector<complex> v{0.5, 0.5, 0.5, 0.5};
+    numerical::aligned_vector<complex> a{{inf, inf}, 0.0, 0.0, 0.0};
+    const numerical::aligned_vector<complex> v{0.5, 0.5, 0.5, 0.5};
     detail::reflect_columns(a, 4, v, 0, 0, 1);
     EXPECT_EQ(a[1].real(), -inf);
     EXPECT_EQ(a[1].imag(), -inf);

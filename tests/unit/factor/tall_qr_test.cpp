@@ -1,5 +1,6 @@
 #include "numerical/factor/tall_qr.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/fastest_qr.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/scalar.hpp"
@@ -47,8 +48,8 @@ template <class T>
 factors<T> tree_of(const matrix<T>& a)
 {
     detail::tall_qr<T> tree(a.data, a.rows, a.cols);
-    std::vector<T> r = tree.r;
-    const std::vector<T> phases = detail::turn_diagonal_real(r, a.cols, a.cols);
+    numerical::aligned_vector<T> r = tree.r;
+    const numerical::aligned_vector<T> phases = detail::turn_diagonal_real(r, a.cols, a.cols);
     return {{a.rows, a.cols, std::move(tree).form(phases)}, {a.cols, a.cols, std::move(r)}};
 }
 
@@ -186,7 +187,8 @@ TYPED_TEST(tall_qr, of_zero_is_the_identity_times_zero)
 {
     const std::size_t rows = 2500;
     const std::size_t cols = 40;
-    const auto [q, r] = tree_of(matrix<TypeParam>(rows, cols, std::vector<TypeParam>(rows * cols)));
+    const auto [q, r] =
+        tree_of(matrix<TypeParam>(rows, cols, numerical::aligned_vector<TypeParam>(rows * cols)));
     for (std::size_t i = 0; i < rows; ++i)
         for (std::size_t j = 0; j < cols; ++j)
             ASSERT_EQ(q.data[i * cols + j], TypeParam(i == j));
@@ -203,7 +205,7 @@ TYPED_TEST(tall_qr, applies_q_and_its_adjoint_to_any_columns)
             const detail::tall_qr<TypeParam> tree(a.data, rows, cols);
             matrix<TypeParam> reflected = a;
             tree.apply_adjoint({reflected.data.data(), rows, cols});
-            matrix<TypeParam> r(rows, cols, std::vector<TypeParam>(rows * cols));
+            matrix<TypeParam> r(rows, cols, numerical::aligned_vector<TypeParam>(rows * cols));
             std::copy(tree.r.begin(), tree.r.end(), r.data.begin());
             EXPECT_LT(test::difference_ratio(r, reflected), ratio_limit);
             for (const std::size_t columns : {1u, 2u, 7u, 9u}) {

@@ -1,5 +1,6 @@
 #include "numerical/factor/tall_step.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/tall_panel.hpp"
 #include "numerical/scalar.hpp"
 
@@ -10,7 +11,6 @@
 #include <algorithm>
 #include <complex>
 #include <gtest/gtest.h>
-#include <vector>
 
 namespace {
 
@@ -48,7 +48,7 @@ block_view<T> view_of(matrix<T>& a)
 template <class T>
 matrix<T> stacked(const matrix<T>& above, const matrix<T>& below)
 {
-    std::vector<T> all(above.data);
+    numerical::aligned_vector<T> all(above.data);
     all.insert(all.end(), below.data.begin(), below.data.end());
     return {above.rows + below.rows, above.cols, std::move(all)};
 }
@@ -56,7 +56,7 @@ matrix<T> stacked(const matrix<T>& above, const matrix<T>& below)
 template <class T>
 matrix<T> zeros(std::size_t rows, std::size_t cols)
 {
-    return {rows, cols, std::vector<T>(rows * cols)};
+    return {rows, cols, numerical::aligned_vector<T>(rows * cols)};
 }
 
 // A block below a triangle turns into [ R ; 0 ], and Q's columns give both back.
@@ -146,7 +146,7 @@ TYPED_TEST(tall_step, panel_reads_and_writes_the_upper_triangle_alone)
                 std::fill_n(r.data.begin() + std::ptrdiff_t(i * width), i, guard);
             auto below = test::random_matrix<TypeParam>(40, width, 2);
             auto factor = zeros<TypeParam>(width, width);
-            std::vector<TypeParam> tops(width);
+            numerical::aligned_vector<TypeParam> tops(width);
             detail::factor_tall_panel<TypeParam>(
                 {view_of(r), view_of(below), tops.data(), view_of(factor)});
             for (std::size_t i = 0; i < width; ++i)

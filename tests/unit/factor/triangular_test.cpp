@@ -1,5 +1,6 @@
 #include "numerical/factor/triangular.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 
@@ -83,7 +84,7 @@ TYPED_TEST(triangular, inverse_of_a_unit_triangle_of_integers_is_exact)
 {
     // R = I + the first superdiagonal: the inverse has signs in turn above the diagonal.
     constexpr std::size_t n = 130;
-    std::vector<TypeParam> r(n * n);
+    numerical::aligned_vector<TypeParam> r(n * n);
     for (std::size_t i = 0; i < n; ++i) {
         r[i * n + i] = TypeParam(1);
         if (i + 1 < n)
@@ -97,15 +98,15 @@ TYPED_TEST(triangular, inverse_of_a_unit_triangle_of_integers_is_exact)
 
 TYPED_TEST(triangular, inverse_divides_truly)
 {
-    EXPECT_EQ(upper_inverse(std::vector<TypeParam>{TypeParam(49)}, 1)[0],
+    EXPECT_EQ(upper_inverse(numerical::aligned_vector<TypeParam>{TypeParam(49)}, 1)[0],
               TypeParam(1) / TypeParam(49));
-    EXPECT_EQ(upper_inverse(std::vector<TypeParam>{TypeParam(0x1p-1000)}, 1)[0],
+    EXPECT_EQ(upper_inverse(numerical::aligned_vector<TypeParam>{TypeParam(0x1p-1000)}, 1)[0],
               TypeParam(0x1p1000));
 }
 
 TEST(triangular, inverse_of_a_zero_on_the_diagonal_is_not_finite)
 {
-    const auto x = upper_inverse(std::vector<double>{2, 1, 0, 0}, 2);
+    const auto x = upper_inverse(numerical::aligned_vector<double>{2, 1, 0, 0}, 2);
     EXPECT_FALSE(std::isfinite(x[1]));
     EXPECT_FALSE(std::isfinite(x[3]));
 }
@@ -114,7 +115,7 @@ TYPED_TEST(triangular, inverse_has_the_same_bits_for_every_number_of_threads)
 {
     for (const std::size_t n : {255, 256}) {
         const auto r = upper_over_nan<TypeParam>(n, 7);
-        std::vector<TypeParam> first;
+        numerical::aligned_vector<TypeParam> first;
         for (const std::size_t threads : test::thread_counts) {
             const test::thread_limit limit(threads);
             const auto x = upper_inverse(r.data, n);

@@ -1,5 +1,6 @@
 #include "numerical/factor/wide_qr_panel.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/qr.hpp"
 
 #include "matrices.hpp"
@@ -47,7 +48,7 @@ matrix<T> upper_part(matrix<T> a)
 template <class T>
 matrix<T> identity(std::size_t n)
 {
-    matrix<T> a(n, n, std::vector<T>(n * n));
+    matrix<T> a(n, n, numerical::aligned_vector<T>(n * n));
     for (std::size_t i = 0; i < n; ++i)
         a.data[i * n + i] = 1;
     return a;
@@ -96,7 +97,7 @@ TYPED_TEST(wide_qr_panel, is_one_block_of_reflectors)
 
 TYPED_TEST(wide_qr_panel, leaves_no_reflector_for_zero_columns)
 {
-    matrix<TypeParam> panel(140, 96, std::vector<TypeParam>(140 * 96));
+    matrix<TypeParam> panel(140, 96, numerical::aligned_vector<TypeParam>(140 * 96));
     const auto block = factor(panel);
     EXPECT_TRUE(std::all_of(block.vectors.begin(), block.vectors.end(),
                             [](const TypeParam& x) { return x == TypeParam(0); }));

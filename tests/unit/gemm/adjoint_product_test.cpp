@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/scalar.hpp"
 
@@ -22,10 +23,10 @@ TYPED_TEST_SUITE(adjoint_product, element_types);
 
 // The array whose adjoint is A, with NaN beside it.
 template <class T>
-std::vector<T> adjoint_of_a(const product_case<T>& of, std::size_t stride)
+numerical::aligned_vector<T> adjoint_of_a(const product_case<T>& of, std::size_t stride)
 {
     const auto& [m, n, k, padding] = of.shape;
-    std::vector<T> out(k * stride + 1, T(std::numeric_limits<double>::quiet_NaN()));
+    numerical::aligned_vector<T> out(k * stride + 1, T(std::numeric_limits<double>::quiet_NaN()));
     for (std::size_t i = 0; i < m; ++i)
         for (std::size_t p = 0; p < k; ++p)
             out[1 + p * stride + i] = conjugate(of.a_first()[i * of.lda + p]);
@@ -59,7 +60,7 @@ void expect_bits_of_the_copy(const product_shape& shape)
         product_case<T> want(shape, test::random_vector<T>);
         product_case<T> got = want;
         const std::size_t stride = shape.m + shape.padding;
-        const std::vector<T> a = adjoint_of_a(want, stride);
+        const numerical::aligned_vector<T> a = adjoint_of_a(want, stride);
         want.run(gemm<T>);
         gemm_adjoint<T>(shape.m, shape.n, shape.k, a.data() + 1, stride, got.b_first(), got.ldb,
                         got.c_first(), got.ldc);

@@ -1,6 +1,7 @@
 #include "numerical/gemm/unfused.hpp"
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "paths.hpp"
 
 #include <cmath>
@@ -35,7 +36,7 @@ void plain_product(std::size_t m, std::size_t n, std::size_t k, const T* a, cons
 }
 
 template <class T>
-bool same_bits(const std::vector<T>& a, const std::vector<T>& b)
+bool same_bits(const numerical::aligned_vector<T>& a, const numerical::aligned_vector<T>& b)
 {
     return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0;
 }
@@ -72,10 +73,10 @@ TEST(gemm_rows, recovers_complex_infinities_on_every_path)
         const test::path_limit limit(path);
         for (std::size_t n = 1; n <= 11; ++n)
             for (std::size_t at = 0; at < n; ++at) {
-                const std::vector<complex> a{{2, 1}, {infinity, 1}};
-                std::vector<complex> b(2 * n, {1, 1});
+                const numerical::aligned_vector<complex> a{{2, 1}, {infinity, 1}};
+                numerical::aligned_vector<complex> b(2 * n, {1, 1});
                 b[n + at] = {1, infinity}; // by the textbook formula both parts are NaN
-                std::vector<complex> c(n);
+                numerical::aligned_vector<complex> c(n);
                 gemm_rows<complex>(1, n, 2, a.data(), 2, b.data(), n, c.data(), n);
                 for (std::size_t j = 0; j < n; ++j) {
                     const complex expected = a[0] * b[j] + a[1] * b[n + j];

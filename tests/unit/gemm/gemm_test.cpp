@@ -1,5 +1,6 @@
 #include "numerical/gemm/gemm.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/gemm/unfused.hpp"
 
@@ -225,9 +226,9 @@ TEST(complex_product, recovers_infinities_by_portable_tiles_and_directly)
     const complex infinite(infinity, infinity);
     for (const std::size_t k : {4UL, 64UL}) {
         const test::path_limit limit(portable_path);
-        std::vector<complex> a(9 * k, complex(0));
-        std::vector<complex> b(k * 9, complex(1.0, 1.0));
-        std::vector<complex> c(81, complex(0));
+        numerical::aligned_vector<complex> a(9 * k, complex(0));
+        numerical::aligned_vector<complex> b(k * 9, complex(1.0, 1.0));
+        numerical::aligned_vector<complex> c(81, complex(0));
         a[0] = infinite;
         gemm<complex>(9, 9, k, a.data(), k, b.data(), 9, c.data(), 9);
         EXPECT_TRUE(std::isinf(c[0].real()) || std::isinf(c[0].imag())) << c[0];
@@ -241,9 +242,9 @@ TEST(complex_product, by_split_treats_infinities_as_real_arithmetic_does)
         if (path == portable_path)
             continue;
         const test::path_limit limit(path);
-        std::vector<complex> a(64 * 8, complex(0));
-        std::vector<complex> b(8 * 64, complex(1.0, 1.0));
-        std::vector<complex> c(64 * 64, complex(0));
+        numerical::aligned_vector<complex> a(64 * 8, complex(0));
+        numerical::aligned_vector<complex> b(8 * 64, complex(1.0, 1.0));
+        numerical::aligned_vector<complex> c(64 * 64, complex(0));
         a[0] = complex(infinity, infinity);
         gemm<complex>(64, 64, 8, a.data(), 8, b.data(), 64, c.data(), 64);
         EXPECT_TRUE(std::isnan(c[0].real())) << c[0];
@@ -254,8 +255,8 @@ TEST(complex_product, by_split_treats_infinities_as_real_arithmetic_does)
 
 TEST(matrix_product, refuses_inner_dimensions_that_differ)
 {
-    const numerical::matrix<double> a(2, 3, std::vector<double>(6));
-    const numerical::matrix<double> b(4, 2, std::vector<double>(8));
+    const numerical::matrix<double> a(2, 3, numerical::aligned_vector<double>(6));
+    const numerical::matrix<double> b(4, 2, numerical::aligned_vector<double>(8));
     try {
         a* b;
         FAIL() << "no exception";
@@ -290,7 +291,7 @@ TYPED_TEST(product, of_matrices_agrees_with_wider_arithmetic)
     }
     const numerical::matrix<TypeParam> no_columns(70, 0, {});
     const numerical::matrix<TypeParam> no_rows(0, 5, {});
-    EXPECT_EQ((no_columns * no_rows).data, std::vector<TypeParam>(350));
+    EXPECT_EQ((no_columns * no_rows).data, numerical::aligned_vector<TypeParam>(350));
 }
 
 } // namespace

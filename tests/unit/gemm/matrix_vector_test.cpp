@@ -1,6 +1,7 @@
 #include "numerical/gemm/matrix_vector.hpp"
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eps.hpp"
 #include "numerical/scalar.hpp"
 #include "paths.hpp"
@@ -12,7 +13,6 @@
 #include <limits>
 #include <tuple>
 #include <type_traits>
-#include <vector>
 
 namespace {
 
@@ -37,17 +37,21 @@ struct extents
 };
 
 template <class T>
-std::vector<T> times_vector(const extents& size, const std::vector<T>& a, const std::vector<T>& x)
+numerical::aligned_vector<T> times_vector(const extents& size,
+                                          const numerical::aligned_vector<T>& a,
+                                          const numerical::aligned_vector<T>& x)
 {
-    std::vector<T> y(size.rows, T(nan));
+    numerical::aligned_vector<T> y(size.rows, T(nan));
     matrix_times_vector(size.rows, size.cols, a.data(), x.data(), y.data());
     return y;
 }
 
 template <class T>
-std::vector<T> vector_times(const extents& size, const std::vector<T>& x, const std::vector<T>& a)
+numerical::aligned_vector<T> vector_times(const extents& size,
+                                          const numerical::aligned_vector<T>& x,
+                                          const numerical::aligned_vector<T>& a)
 {
-    std::vector<T> y(size.cols, T(nan));
+    numerical::aligned_vector<T> y(size.cols, T(nan));
     vector_times_matrix(size.rows, size.cols, x.data(), a.data(), y.data());
     return y;
 }
@@ -101,9 +105,10 @@ private:
 };
 
 template <class T>
-double largest_error_of_rows(const extents& size, const std::vector<T>& a, const std::vector<T>& x)
+double largest_error_of_rows(const extents& size, const numerical::aligned_vector<T>& a,
+                             const numerical::aligned_vector<T>& x)
 {
-    const std::vector<T> y = times_vector(size, a, x);
+    const numerical::aligned_vector<T> y = times_vector(size, a, x);
     double largest = 0;
     for (std::size_t i = 0; i < size.rows; ++i) {
         wide_sum<T> want;
@@ -115,10 +120,10 @@ double largest_error_of_rows(const extents& size, const std::vector<T>& a, const
 }
 
 template <class T>
-double largest_error_of_columns(const extents& size, const std::vector<T>& x,
-                                const std::vector<T>& a)
+double largest_error_of_columns(const extents& size, const numerical::aligned_vector<T>& x,
+                                const numerical::aligned_vector<T>& a)
 {
-    const std::vector<T> y = vector_times(size, x, a);
+    const numerical::aligned_vector<T> y = vector_times(size, x, a);
     double largest = 0;
     for (std::size_t j = 0; j < size.cols; ++j) {
         wide_sum<T> want;
@@ -173,8 +178,8 @@ TYPED_TEST(matrix_vector, without_products_is_zero)
 {
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
-        const std::vector<TypeParam> none;
-        const std::vector<TypeParam> zeros(7);
+        const numerical::aligned_vector<TypeParam> none;
+        const numerical::aligned_vector<TypeParam> zeros(7);
         EXPECT_TRUE(test::same_bits(times_vector<TypeParam>({7, 0}, none, none), zeros));
         EXPECT_TRUE(test::same_bits(vector_times<TypeParam>({0, 7}, none, none), zeros));
         EXPECT_TRUE(times_vector<TypeParam>({0, 7}, none, zeros).empty());
@@ -214,8 +219,8 @@ TYPED_TEST(matrix_vector, gives_a_row_its_bits_wherever_it_stands)
         const test::path_limit limit(path);
         const auto together = times_vector(size, a, x);
         for (std::size_t first = 0; first < size.rows; ++first) {
-            const std::vector<TypeParam> rest(a.begin() + std::ptrdiff_t(first * size.cols),
-                                              a.end());
+            const numerical::aligned_vector<TypeParam> rest(
+                a.begin() + std::ptrdiff_t(first * size.cols), a.end());
             const auto some = times_vector({size.rows - first, size.cols}, rest, x);
             EXPECT_TRUE(
                 std::equal(some.begin(), some.end(), together.begin() + std::ptrdiff_t(first)))
@@ -230,20 +235,20 @@ TYPED_TEST(matrix_vector, of_a_row_with_an_infinity_leaves_other_rows_alone)
     constexpr std::size_t n = 67;
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
-        std::vector<TypeParam> a(n * n, TypeParam(1));
+        numerical::aligned_vector<TypeParam> a(n * n, TypeParam(1));
         a[5 * n + 66] = infinity;
         a[6 * n] = nan;
-        const std::vector<TypeParam> x(n, TypeParam(2));
+        const numerical::aligned_vector<TypeParam> x(n, TypeParam(2));
         auto y = times_vector({n, n}, a, x);
         EXPECT_EQ(real_part(y[5]), infinity);
         EXPECT_TRUE(std::isnan(real_part(y[6])));
         y[5] = y[6] = 2.0 * n;
-        EXPECT_EQ(y, std::vector<TypeParam>(n, TypeParam(2.0 * n)));
+        EXPECT_EQ(y, numerical::aligned_vector<TypeParam>(n, TypeParam(2.0 * n)));
         auto z = vector_times({n, n}, x, a);
         EXPECT_EQ(real_part(z[66]), infinity);
         EXPECT_TRUE(std::isnan(real_part(z[0])));
         z[0] = z[66] = 2.0 * n;
-        EXPECT_EQ(z, std::vector<TypeParam>(n, TypeParam(2.0 * n)));
+        EXPECT_EQ(z, numerical::aligned_vector<TypeParam>(n, TypeParam(2.0 * n)));
     }
 }
 

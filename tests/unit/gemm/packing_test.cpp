@@ -1,5 +1,6 @@
 #include "numerical/gemm/packing.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/gemm.hpp"
 
 #include "matrices.hpp"
@@ -117,9 +118,9 @@ std::size_t kept_by_product(std::size_t m, std::size_t n, std::size_t k)
 {
     packing_storage<double>::kept() = {}; // complex tiles take doubles as well
     packing_storage<T>::kept() = {};
-    const std::vector<T> a(m * k);
-    const std::vector<T> b(k * n);
-    std::vector<T> c(m * n);
+    const numerical::aligned_vector<T> a(m * k);
+    const numerical::aligned_vector<T> b(k * n);
+    numerical::aligned_vector<T> c(m * n);
     gemm_new(m, n, k, a.data(), k, b.data(), n, c.data(), n);
     return packing_storage<double>::kept().size() / (sizeof(T) / sizeof(double));
 }
@@ -143,7 +144,7 @@ TEST(packing_panels, of_a_hold_rows_side_by_side_and_zeros_beyond)
     const auto a = test::integer_vector<double>(20 * lda, 1);
     for (std::size_t rows = 1; rows <= 14; ++rows)
         for (const std::size_t depth : {1UL, 2UL, 7UL, 8UL}) {
-            std::vector<double> panels((rows + 11) / 12 * 12 * depth, -1.0);
+            numerical::aligned_vector<double> panels((rows + 11) / 12 * 12 * depth, -1.0);
             pack_a<12>(a.data(), lda, 0, rows, depth, panels.data());
             for (std::size_t at = 0; at < panels.size(); ++at) {
                 const std::size_t i = at / (12 * depth) * 12 + at % 12;
@@ -159,7 +160,7 @@ TEST(packing_panels, of_b_hold_columns_side_by_side_and_zeros_beyond)
     const auto b = test::integer_vector<complex>(9 * ldb, 2);
     for (std::size_t cols = 1; cols <= 26; ++cols) {
         constexpr std::size_t depth = 9;
-        std::vector<complex> panels((cols + 5) / 6 * 6 * depth, complex(-1.0));
+        numerical::aligned_vector<complex> panels((cols + 5) / 6 * 6 * depth, complex(-1.0));
         pack_b<6>(b.data(), ldb, 0, cols, depth, panels.data());
         for (std::size_t at = 0; at < panels.size(); ++at) {
             const std::size_t j = at / (6 * depth) * 6 + at % 6;
@@ -176,7 +177,7 @@ TEST(packing_panels, of_complex_a_hold_real_parts_then_imaginary_ones)
     const auto* const parts = reinterpret_cast<const double*>(a.data());
     for (std::size_t rows = 1; rows <= 14; ++rows)
         for (const std::size_t depth : {1UL, 2UL, 7UL, 8UL}) {
-            std::vector<double> panels((rows + 5) / 6 * 6 * 2 * depth, -99.0);
+            numerical::aligned_vector<double> panels((rows + 5) / 6 * 6 * 2 * depth, -99.0);
             pack_parts_of_a<6>(parts, 2 * lda, 0, rows, depth, panels.data());
             for (std::size_t at = 0; at < panels.size(); ++at) {
                 const std::size_t i = at / (12 * depth) * 6 + at % 6;
@@ -194,7 +195,7 @@ TEST(packing_panels, of_complex_b_interleave_the_real_parts_of_both_vectors_then
     const auto b = test::integer_vector<complex>(depth * ldb, 4);
     const auto* const parts = reinterpret_cast<const double*>(b.data());
     for (std::size_t cols = 1; cols <= 26; ++cols) {
-        std::vector<double> panels((cols + 7) / 8 * 16 * depth, -99.0);
+        numerical::aligned_vector<double> panels((cols + 7) / 8 * 16 * depth, -99.0);
         pack_parts_of_b<16>(parts, 2 * ldb, 0, 2 * cols, depth, panels.data());
         for (std::size_t at = 0; at < panels.size(); ++at) {
             const std::size_t lane = at % 8;

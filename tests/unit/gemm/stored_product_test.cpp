@@ -1,5 +1,6 @@
 #include "numerical/gemm/gemm.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "paths.hpp"
 #include "product_case.hpp"
 
@@ -79,7 +80,7 @@ TEST(stored_product_by_columns, has_the_bits_of_one_by_rows)
             product_case<double> got = want;
             want.run(gemm_new<double>);
             const std::size_t ldb = shape.k + 3;
-            std::vector<double> columns(shape.n * ldb, nan);
+            numerical::aligned_vector<double> columns(shape.n * ldb, nan);
             for (std::size_t l = 0; l < shape.k; ++l)
                 for (std::size_t j = 0; j < shape.n; ++j)
                     columns[j * ldb + l] = got.b_first()[l * got.ldb + j];
@@ -104,10 +105,10 @@ TEST(stored_product, by_rows_recovers_complex_infinities)
     constexpr double infinity = std::numeric_limits<double>::infinity();
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
-        const std::vector<complex> a{{infinity, infinity}, {0, 0}};
+        const numerical::aligned_vector<complex> a{{infinity, infinity}, {0, 0}};
         for (std::size_t n = 1; n <= 9; ++n) {
-            const std::vector<complex> b(2 * n, complex(1, 1));
-            std::vector<complex> c(n, complex(nan, nan));
+            const numerical::aligned_vector<complex> b(2 * n, complex(1, 1));
+            numerical::aligned_vector<complex> c(n, complex(nan, nan));
             gemm_new<complex>(1, n, 2, a.data(), 2, b.data(), n, c.data(), n);
             for (const complex value : c)
                 EXPECT_TRUE(std::isinf(value.real()) || std::isinf(value.imag())) << value;
@@ -117,9 +118,10 @@ TEST(stored_product, by_rows_recovers_complex_infinities)
 
 // Of matrices of rows × cols one after the other.
 template <class T>
-std::vector<T> each_transposed(const std::vector<T>& all, std::size_t rows, std::size_t cols)
+numerical::aligned_vector<T> each_transposed(const numerical::aligned_vector<T>& all,
+                                             std::size_t rows, std::size_t cols)
 {
-    std::vector<T> out(all.size());
+    numerical::aligned_vector<T> out(all.size());
     for (std::size_t i = 0; i < all.size(); ++i) {
         const std::size_t in_one = i % (rows * cols);
         out[i - in_one + in_one % cols * rows + in_one / cols] = all[i];
@@ -138,14 +140,14 @@ void expect_bits_of_single_products(const batch_sizes& sizes)
     const auto b = test::random_vector<T>(batches * k * n, 2);
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
-        std::vector<T> want(batches * m * n, T(0));
+        numerical::aligned_vector<T> want(batches * m * n, T(0));
         for (std::size_t i = 0; i < batches; ++i)
             gemm<T>(m, n, k, a.data() + i * m * k, k, b.data() + i * k * n, n,
                     want.data() + i * m * n, n);
         for (const std::size_t threads : test::thread_counts) {
             const test::thread_limit cap(threads);
             const auto expect_wanted = [&](decltype(&gemm_batch<T>) multiply, bool transposed) {
-                std::vector<T> got(batches * m * n + 1, T(nan));
+                numerical::aligned_vector<T> got(batches * m * n + 1, T(nan));
                 multiply(sizes, a.data(), b.data(), got.data());
                 EXPECT_TRUE(std::isnan(std::abs(got.back())));
                 got.pop_back();

@@ -1,6 +1,7 @@
 #include "numerical/gemm/summation.hpp"
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "paths.hpp"
 #include "product_case.hpp"
@@ -8,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <vector>
 
 namespace {
 
@@ -51,8 +51,8 @@ TEST(summation, of_an_area_where_depth_decides_is_that_of_every_larger_area)
 struct operands
 {
     product_sizes sizes;
-    std::vector<double> a;
-    std::vector<double> b;
+    numerical::aligned_vector<double> a;
+    numerical::aligned_vector<double> b;
 
     explicit operands(const product_sizes& p)
         : sizes(p), a(test::random_vector<double>(p.m * p.k, 1)),
@@ -62,7 +62,7 @@ struct operands
 
     // The product of rows [i, i + m) of A and columns [j, j + n) of B, within the whole C.
     void multiply(summation order, std::size_t i, std::size_t j, std::size_t m, std::size_t n,
-                  std::vector<double>& c) const
+                  numerical::aligned_vector<double>& c) const
     {
         product_in_order(order, {m, n, sizes.k, a.data() + i * sizes.k, sizes.k, b.data() + j,
                                  sizes.n, c.data() + i * sizes.n + j, sizes.n, into_c::store});
@@ -74,10 +74,10 @@ struct operands
 void expect_same_bits_when_cut(const product_sizes& sizes, summation order)
 {
     const operands given(sizes);
-    std::vector<double> whole(sizes.m * sizes.n);
+    numerical::aligned_vector<double> whole(sizes.m * sizes.n);
     given.multiply(order, 0, 0, sizes.m, sizes.n, whole);
     for (const std::size_t step : {1, 3, 16, 64}) {
-        std::vector<double> parts(whole.size());
+        numerical::aligned_vector<double> parts(whole.size());
         for (std::size_t i = 0; i < sizes.m; i += step)
             given.multiply(order, i, 0, std::min(step, sizes.m - i), sizes.n, parts);
         ASSERT_TRUE(test::same_bits(parts, whole)) << "rows by " << step;
@@ -105,8 +105,8 @@ TEST(summation, that_the_sizes_choose_is_that_of_gemm)
         for (const product_sizes& sizes :
              {product_sizes{9, 7, 8}, {8, 8, 8}, {10, 10, 7}, {1, 64, 8}, {3, 3, 57}, {3, 3, 56}}) {
             const operands given(sizes);
-            std::vector<double> ordered(sizes.m * sizes.n);
-            std::vector<double> chosen(sizes.m * sizes.n);
+            numerical::aligned_vector<double> ordered(sizes.m * sizes.n);
+            numerical::aligned_vector<double> chosen(sizes.m * sizes.n);
             given.multiply(summation_of(sizes), 0, 0, sizes.m, sizes.n, ordered);
             gemm_new(sizes.m, sizes.n, sizes.k, given.a.data(), sizes.k, given.b.data(), sizes.n,
                      chosen.data(), sizes.n);

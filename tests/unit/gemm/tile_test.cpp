@@ -1,6 +1,7 @@
 // The register tiles by themselves, at every shape and the smallest depths. What they make of
 // larger ones is seen in the products.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/blocking.hpp"
 #include "numerical/gemm/packing.hpp"
 
@@ -12,7 +13,6 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -31,9 +31,9 @@ struct tile_case
     static constexpr std::size_t nr = blocking<Kernel>::nr;
     static constexpr std::size_t ldc = nr + 3;
     std::size_t kc, rows, cols;
-    std::vector<T> a = test::integer_vector<T>(deepest * mr, 1);
-    std::vector<T> b = test::integer_vector<T>(deepest * nr, 2);
-    std::vector<T> c = test::integer_vector<T>((mr + 1) * ldc, 3);
+    numerical::aligned_vector<T> a = test::integer_vector<T>(deepest * mr, 1);
+    numerical::aligned_vector<T> b = test::integer_vector<T>(deepest * nr, 2);
+    numerical::aligned_vector<T> c = test::integer_vector<T>((mr + 1) * ldc, 3);
 
     tile_case(std::size_t depth, std::size_t tile_rows, std::size_t tile_cols)
         : kc(depth), rows(tile_rows), cols(tile_cols)
@@ -49,7 +49,7 @@ struct tile_case
 
     void expect_sums()
     {
-        std::vector<T> want = c;
+        numerical::aligned_vector<T> want = c;
         for (std::size_t r = 0; r < rows; ++r)
             for (std::size_t j = 0; j < cols; ++j)
                 for (std::size_t p = 0; p < kc; ++p)
@@ -79,11 +79,12 @@ struct packing_case
     static constexpr std::size_t parts = Kernel::parts;
     static constexpr std::size_t stride = 41; // of all operands, in doubles
     std::size_t depth;
-    std::vector<double> a = test::integer_vector<double>(mr * stride, 1);
-    std::vector<double> b = test::integer_vector<double>(deepest * stride, 2);
-    std::vector<double> c = test::integer_vector<double>(mr * stride, 3);
-    std::vector<double> panel_of_a = std::vector<double>(parts * depth * mr);
-    std::vector<double> panel_of_b = std::vector<double>(depth * nr);
+    numerical::aligned_vector<double> a = test::integer_vector<double>(mr * stride, 1);
+    numerical::aligned_vector<double> b = test::integer_vector<double>(deepest * stride, 2);
+    numerical::aligned_vector<double> c = test::integer_vector<double>(mr * stride, 3);
+    numerical::aligned_vector<double> panel_of_a =
+        numerical::aligned_vector<double>(parts * depth * mr);
+    numerical::aligned_vector<double> panel_of_b = numerical::aligned_vector<double>(depth * nr);
 
     explicit packing_case(std::size_t kc) : depth(kc)
     {
@@ -96,7 +97,7 @@ struct packing_case
         }
     }
 
-    tile_operands both_packed(std::vector<double>& into)
+    tile_operands both_packed(numerical::aligned_vector<double>& into)
     {
         return {.kc = depth,
                 .a = panel_of_a.data(),
@@ -111,13 +112,14 @@ struct packing_case
     }
 
     template <class Tile>
-    void expect_panel(const Tile& tile, tile_operands t, const std::vector<double>& panel)
+    void expect_panel(const Tile& tile, tile_operands t,
+                      const numerical::aligned_vector<double>& panel)
     {
-        std::vector<double> want = c;
+        numerical::aligned_vector<double> want = c;
         Kernel::tile(both_packed(want));
-        std::vector<double> got = panel;
+        numerical::aligned_vector<double> got = panel;
         got.push_back(guard);
-        const std::vector<double> want_panel = got;
+        const numerical::aligned_vector<double> want_panel = got;
         std::fill(got.begin(), got.end() - 1, -guard);
         t.panel = got.data();
         tile(t);

@@ -1,6 +1,7 @@
 #include "numerical/gemm/vector_dispatch.hpp"
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "paths.hpp"
 
 #include <cmath>
@@ -90,8 +91,8 @@ TEST(vector_dispatch, complex_dot_recovers_the_infinity_of_a_product)
         for (const std::size_t n :
              {std::size_t{5}, std::size_t{16384} * 2, std::size_t{16384} * 3 + 1})
             for (const std::size_t place : {std::size_t{0}, n / 2, n - 1}) {
-                std::vector<complex> a(n, {1, 2});
-                const std::vector<complex> b(n, {1, 1});
+                numerical::aligned_vector<complex> a(n, {1, 2});
+                const numerical::aligned_vector<complex> b(n, {1, 1});
                 a[place] = endless;
                 EXPECT_EQ(chunked_dot(a.data(), b.data(), n), complex(infinity, infinity)) << n;
             }
@@ -102,15 +103,15 @@ TEST(scaled_norm, neither_overflows_nor_underflows)
 {
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
-        const std::vector<double> huge{1e200, 1e200};
-        const std::vector<double> tiny{1e-200, 1e-200};
+        const numerical::aligned_vector<double> huge{1e200, 1e200};
+        const numerical::aligned_vector<double> tiny{1e-200, 1e-200};
         EXPECT_DOUBLE_EQ(scaled_norm(huge.data(), 2), std::sqrt(2.0) * 1e200);
         EXPECT_DOUBLE_EQ(scaled_norm(tiny.data(), 2), std::sqrt(2.0) * 1e-200);
-        const std::vector<complex> huge_complex{{3e200, 4e200}, {0, 12e200}};
+        const numerical::aligned_vector<complex> huge_complex{{3e200, 4e200}, {0, 12e200}};
         EXPECT_DOUBLE_EQ(scaled_norm(huge_complex.data(), 2), 13e200);
-        const std::vector<complex> tiny_complex{{3e-200, 4e-200}, {0, 12e-200}};
+        const numerical::aligned_vector<complex> tiny_complex{{3e-200, 4e-200}, {0, 12e-200}};
         EXPECT_DOUBLE_EQ(scaled_norm(tiny_complex.data(), 2), 13e-200);
-        const std::vector<double> plain{3, 4};
+        const numerical::aligned_vector<double> plain{3, 4};
         EXPECT_EQ(scaled_norm(plain.data(), 2), 5.0);
     }
 }
@@ -119,7 +120,7 @@ TEST(scaled_norm, of_a_very_long_vector_is_as_accurate_as_of_a_short_one)
 {
     const auto x = test::random_vector<double>(3000000, 7);
     for (const double size : {1.0, 1e-300, 1e300}) {
-        std::vector<double> scaled = x;
+        numerical::aligned_vector<double> scaled = x;
         long double square = 0;
         for (double& element : scaled) {
             element *= size;
@@ -138,8 +139,8 @@ TEST(scaled_norm, of_a_very_long_vector_is_as_accurate_as_of_a_short_one)
 
 TEST(scaled_norm, of_nothing_and_of_zeros_is_zero)
 {
-    const std::vector<double> zero(40, 0.0);
-    const std::vector<complex> complex_zero(20);
+    const numerical::aligned_vector<double> zero(40, 0.0);
+    const numerical::aligned_vector<complex> complex_zero(20);
     EXPECT_EQ(scaled_norm(zero.data(), 0), 0.0);
     EXPECT_EQ(scaled_norm(zero.data(), 40), 0.0);
     EXPECT_EQ(scaled_norm(complex_zero.data(), 0), 0.0);
@@ -150,13 +151,13 @@ TEST(scaled_norm, of_nans_alone_is_zero_but_among_numbers_nan)
 {
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
-        const std::vector<double> nans{nan, nan, nan};
-        const std::vector<double> mixed{1.0, nan, 2.0};
-        const std::vector<double> infinite{1.0, -infinity, 2.0};
+        const numerical::aligned_vector<double> nans{nan, nan, nan};
+        const numerical::aligned_vector<double> mixed{1.0, nan, 2.0};
+        const numerical::aligned_vector<double> infinite{1.0, -infinity, 2.0};
         EXPECT_EQ(scaled_norm(nans.data(), 3), 0.0);
         EXPECT_TRUE(std::isnan(scaled_norm(mixed.data(), 3)));
         EXPECT_TRUE(std::isnan(scaled_norm(infinite.data(), 3)));
-        const std::vector<complex> complex_nans{{nan, nan}, {nan, 1.0}};
+        const numerical::aligned_vector<complex> complex_nans{{nan, nan}, {nan, 1.0}};
         EXPECT_EQ(scaled_norm(complex_nans.data(), 2), 0.0);
     }
 }
@@ -172,7 +173,7 @@ TEST(scaled_norm, leaves_the_plain_sum_only_outside_the_safe_range)
     }
     // Outside the range the bits are those of the divided sum: m·sqrt(Σ(x/m)²).
     const auto base = test::random_vector<double>(33, 38);
-    std::vector<double> tiny(33);
+    numerical::aligned_vector<double> tiny(33);
     std::transform(base.begin(), base.end(), tiny.begin(), [](double x) { return x * 0x1p-600; });
     double largest = 0;
     for (const double x : tiny)

@@ -1,5 +1,6 @@
 #include "numerical/gemm/vector_product.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/gemm.hpp"
 
 #include "paths.hpp"
@@ -107,11 +108,11 @@ TYPED_TEST(vector_product, of_a_batch_has_the_bits_of_single_ones)
             const test::path_limit limit(path);
             const auto a = test::random_vector<T>(batches * m * k, 1);
             const auto b = test::random_vector<T>(batches * k * n, 2);
-            std::vector<T> want(batches * m * n);
+            numerical::aligned_vector<T> want(batches * m * n);
             for (std::size_t i = 0; i < batches; ++i)
                 gemm_new<T>(m, n, k, a.data() + i * m * k, k, b.data() + i * k * n, n,
                             want.data() + i * m * n, n);
-            std::vector<T> got(want.size(), T(nan));
+            numerical::aligned_vector<T> got(want.size(), T(nan));
             gemm_batch<T>({batches, m, n, k}, a.data(), b.data(), got.data());
             EXPECT_TRUE(test::same_bits(got, want)) << m << "x" << n << "x" << k;
         }
@@ -122,16 +123,16 @@ TEST(real_vector_product, of_a_row_with_an_infinity_leaves_other_rows_alone)
 {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     constexpr std::size_t n = 67;
-    std::vector<double> a(n * n, 1.0);
-    const std::vector<double> x(n, 2.0);
+    numerical::aligned_vector<double> a(n * n, 1.0);
+    const numerical::aligned_vector<double> x(n, 2.0);
     a[5 * n + 66] = infinity;
     a[6 * n] = nan;
-    std::vector<double> y(n);
+    numerical::aligned_vector<double> y(n);
     gemm_new<double>(n, 1, n, a.data(), n, x.data(), 1, y.data(), 1);
     EXPECT_EQ(y[5], infinity);
     EXPECT_TRUE(std::isnan(y[6]));
     y[5] = y[6] = 2.0 * n;
-    EXPECT_EQ(y, std::vector<double>(n, 2.0 * n));
+    EXPECT_EQ(y, numerical::aligned_vector<double>(n, 2.0 * n));
 }
 
 // A row times columns that lie one after the other, and a matrix times such a column.
@@ -143,12 +144,12 @@ TEST(real_vector_product, by_columns_has_the_bits_of_one_by_rows)
             const test::path_limit limit(path);
             const auto a = test::random_vector<double>(m * k, 1);
             const auto b = test::random_vector<double>(k * n, 2);
-            std::vector<double> columns(n * (k + padding), nan);
+            numerical::aligned_vector<double> columns(n * (k + padding), nan);
             for (std::size_t l = 0; l < k; ++l)
                 for (std::size_t j = 0; j < n; ++j)
                     columns[j * (k + padding) + l] = b[l * n + j];
-            std::vector<double> want(m * n);
-            std::vector<double> got(m * n, nan);
+            numerical::aligned_vector<double> want(m * n);
+            numerical::aligned_vector<double> got(m * n, nan);
             gemm_new<double>(m, n, k, a.data(), k, b.data(), n, want.data(), n);
             gemm_new_by_columns(m, n, k, a.data(), k, columns.data(), k + padding, got.data(), n);
             EXPECT_TRUE(test::same_bits(got, want)) << m << "x" << n << "x" << k;

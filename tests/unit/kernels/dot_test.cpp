@@ -2,6 +2,7 @@
 
 #include "guarded.hpp"
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "paths.hpp"
 #include "vector_model.hpp"
@@ -50,8 +51,8 @@ TEST(dot, dot_does_not_depend_on_alignment)
     for (const int path : test::available_paths()) {
         const double first = dot_on(path, a.data(), b.data(), 150);
         for (std::size_t shift = 1; shift < 8; ++shift) {
-            std::vector<double> x(200);
-            std::vector<double> y(200);
+            numerical::aligned_vector<double> x(200);
+            numerical::aligned_vector<double> y(200);
             std::copy_n(a.begin(), 150, x.begin() + static_cast<std::ptrdiff_t>(shift));
             std::copy_n(b.begin(), 150, y.begin() + static_cast<std::ptrdiff_t>(2 * shift));
             EXPECT_TRUE(same_bits(dot_on(path, x.data() + shift, y.data() + 2 * shift, 150), first))

@@ -1,6 +1,7 @@
 #include "numerical/gemm/kernels/exchange.hpp"
 
 #include "guarded.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "paths.hpp"
 #include "vector_model.hpp"
@@ -31,8 +32,8 @@ TEST(exchange, moves_every_element_and_no_other)
 TEST(exchange, moves_both_parts_of_complex_numbers)
 {
     for (const int path : test::available_paths()) {
-        std::vector<std::complex<double>> x{{1, 2}, {3, 4}, {5, 6}};
-        std::vector<std::complex<double>> y{{7, 8}, {9, 10}, {11, 12}};
+        numerical::aligned_vector<std::complex<double>> x{{1, 2}, {3, 4}, {5, 6}};
+        numerical::aligned_vector<std::complex<double>> y{{7, 8}, {9, 10}, {11, 12}};
         const auto before_x = x;
         const auto before_y = y;
         exchange_on(path, x.data(), y.data(), x.size());

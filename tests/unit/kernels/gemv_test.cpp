@@ -2,6 +2,7 @@
 
 #include "guarded.hpp"
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/scalar.hpp"
 #include "paths.hpp"
 
@@ -35,7 +36,7 @@ void expect_row_dots(int path, std::size_t count, std::size_t n)
     guarded_numbers<T> rows(count * stride, 2);
     spoil_beyond(rows, count, stride, n);
     guarded_numbers<T> out(count, 3);
-    std::vector<T> want(count);
+    numerical::aligned_vector<T> want(count);
     for (std::size_t t = 0; t < count; ++t)
         for (std::size_t j = 0; j < n; ++j)
             want[t] += conjugate(rows.data()[t * stride + j]) * v.data()[j];
@@ -75,7 +76,7 @@ TYPED_TEST(gemv, adds_short_dots_exactly_on_small_integers)
                 for (std::size_t i = 0; i < count; ++i)
                     rows[i * stride + n] = std::numeric_limits<double>::quiet_NaN();
                 const auto x = test::integer_vector<TypeParam>(n, 5);
-                std::vector<TypeParam> w(count + 1, TypeParam(guard));
+                numerical::aligned_vector<TypeParam> w(count + 1, TypeParam(guard));
                 auto expected = w;
                 for (std::size_t i = 0; i < count; ++i)
                     for (std::size_t j = 0; j < n; ++j)
@@ -113,8 +114,9 @@ TYPED_TEST(gemv, of_small_integers_is_exact_and_reads_nothing_else)
                 guarded_numbers<TypeParam> x(n, 1);
                 guarded_numbers<TypeParam> rows(count * stride, 2);
                 spoil_beyond(rows, count, stride, n);
-                guarded_numbers<TypeParam> y(std::vector<TypeParam>(count, TypeParam(guard)));
-                std::vector<TypeParam> want(count);
+                guarded_numbers<TypeParam> y(
+                    numerical::aligned_vector<TypeParam>(count, TypeParam(guard)));
+                numerical::aligned_vector<TypeParam> want(count);
                 for (std::size_t i = 0; i < count; ++i)
                     for (std::size_t j = 0; j < n; ++j)
                         want[i] += rows.data()[i * stride + j] * x.data()[j];
@@ -152,7 +154,7 @@ double ordered_sum(const double* row, const double* x, std::size_t n)
 
 complex ordered_sum(const complex* row, const complex* x, std::size_t n)
 {
-    std::vector<complex> swapped;
+    numerical::aligned_vector<complex> swapped;
     for (std::size_t j = 0; j < n; ++j)
         swapped.emplace_back(x[j].imag(), x[j].real());
     const auto [real_real, imag_imag] =
@@ -171,7 +173,7 @@ TYPED_TEST(gemv, sums_in_the_stated_order_on_every_vector_path)
             const auto rows = test::random_vector<TypeParam>(count * stride, 6);
             const auto x = test::random_vector<TypeParam>(n, 7);
             for (const int path : vector_paths()) {
-                std::vector<TypeParam> y(count);
+                numerical::aligned_vector<TypeParam> y(count);
                 gemv_on<TypeParam>(path)(as_doubles(y.data()), as_doubles(rows.data()), stride,
                                          count, as_doubles(x.data()), n);
                 for (std::size_t i = 0; i < count; ++i)

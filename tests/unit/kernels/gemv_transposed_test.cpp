@@ -2,6 +2,7 @@
 
 #include "guarded.hpp"
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "paths.hpp"
 #include "vector_model.hpp"
@@ -31,7 +32,8 @@ TEST(gemv_transposed, subtract_products_takes_terms_in_ascending_order)
                 const std::size_t stride = n + 3;
                 auto out = operand(n, 11);
                 auto coeffs = operand(terms, 12);
-                guarded rows(std::vector<double>(terms * stride, quiet_nan), quiet_nan);
+                guarded rows(numerical::aligned_vector<double>(terms * stride, quiet_nan),
+                             quiet_nan);
                 const auto values = test::random_vector<double>(terms * n, 13);
                 auto want = out.values();
                 for (std::size_t t = 0; t < terms; ++t)
@@ -70,7 +72,8 @@ TEST(gemv_transposed, subtract_complex_products_takes_two_steps_a_term)
                 const auto coeffs = test::random_vector<complex>(terms, 15);
                 const auto values = test::random_vector<complex>(terms * n, 16);
                 guarded out(parts_of(out_values), quiet_nan);
-                guarded rows(std::vector<double>(2 * terms * stride, quiet_nan), quiet_nan);
+                guarded rows(numerical::aligned_vector<double>(2 * terms * stride, quiet_nan),
+                             quiet_nan);
                 for (std::size_t t = 0; t < terms; ++t)
                     for (std::size_t j = 0; j < n; ++j) {
                         const complex value = values[t * n + j];
@@ -130,7 +133,7 @@ TYPED_TEST(column_sums, are_exact_on_small_integers)
                 for (std::size_t i = 0; i < count; ++i)
                     rows[i * stride + n] = std::numeric_limits<double>::quiet_NaN();
                 const auto x = test::integer_vector<TypeParam>(count, 5);
-                std::vector<TypeParam> sums(n + 1, TypeParam(guard));
+                numerical::aligned_vector<TypeParam> sums(n + 1, TypeParam(guard));
                 auto expected = sums;
                 for (std::size_t i = 0; i < count; ++i)
                     for (std::size_t j = 0; j < n; ++j)
@@ -165,7 +168,7 @@ TEST(gemv_transposed, of_small_integers_is_exact_and_reads_nothing_else)
                 guarded_numbers<complex> rows(count * stride, 2);
                 spoil_beyond(rows, count, stride, n);
                 guarded_numbers<complex> y(n, 3);
-                std::vector<complex> want = y.values();
+                numerical::aligned_vector<complex> want = y.values();
                 for (std::size_t i = 0; i < count; ++i)
                     for (std::size_t j = 0; j < n; ++j)
                         want[j] += x.data()[i] * rows.data()[i * stride + j];
@@ -200,7 +203,7 @@ TEST(gemv_transposed, adds_the_imaginary_parts_of_four_rows_together)
             guarded_numbers<complex> x(test::random_vector<complex>(count, 4));
             guarded_numbers<complex> rows(test::random_vector<complex>(count * n, 5));
             const auto start = test::random_vector<complex>(n, 6);
-            std::vector<complex> want = start;
+            numerical::aligned_vector<complex> want = start;
             for (std::size_t i = 0; i < count; i += 4)
                 for (std::size_t j = 0; j < n; ++j)
                     want[j] = with_four_rows(want[j], x.data() + i, rows.data() + i * n + j, n,

@@ -1,6 +1,7 @@
 #include "numerical/gemm/kernels/gemv_unfused.hpp"
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "paths.hpp"
 
 #include <cmath>
@@ -23,7 +24,8 @@ bool same(double a, double b)
     return (std::isnan(a) && std::isnan(b)) || std::memcmp(&a, &b, sizeof a) == 0;
 }
 
-void expect_same(const std::vector<complex>& a, const std::vector<complex>& b)
+void expect_same(const numerical::aligned_vector<complex>& a,
+                 const numerical::aligned_vector<complex>& b)
 {
     ASSERT_EQ(a.size(), b.size());
     for (std::size_t i = 0; i < a.size(); ++i)
@@ -41,7 +43,7 @@ TEST(ascending_row_dots, have_the_bits_of_the_plain_loop)
                 for (std::size_t i = 0; i < count; ++i)
                     rows[i * stride + n] = std::numeric_limits<double>::quiet_NaN();
                 const auto x = test::random_vector<double>(n, 5);
-                std::vector<double> w(count + 1, guard);
+                numerical::aligned_vector<double> w(count + 1, guard);
                 auto expected = w;
                 for (std::size_t i = 0; i < count; ++i) {
                     expected[i] = 0;
@@ -53,15 +55,16 @@ TEST(ascending_row_dots, have_the_bits_of_the_plain_loop)
             }
 }
 
-void expect_dots_as_a_plain_loop(const std::vector<complex>& v, const std::vector<complex>& rows,
-                                 std::size_t stride, std::size_t count)
+void expect_dots_as_a_plain_loop(const numerical::aligned_vector<complex>& v,
+                                 const numerical::aligned_vector<complex>& rows, std::size_t stride,
+                                 std::size_t count)
 {
-    std::vector<complex> expected(count);
+    numerical::aligned_vector<complex> expected(count);
     for (std::size_t r = 0; r < count; ++r)
         for (std::size_t i = 0; i < v.size(); ++i)
             expected[r] += rows[r * stride + i] * std::conj(v[i]);
     for (const int path : test::available_paths()) {
-        std::vector<complex> got(count, complex(NAN, NAN));
+        numerical::aligned_vector<complex> got(count, complex(NAN, NAN));
         detail::conjugate_dots(path, got.data(), v.data(), rows.data(), stride, count, v.size());
         expect_same(got, expected);
     }

@@ -3,6 +3,7 @@
 // Operands of the kernels between guards, and what the tests of kernels compare.
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 
 #include <algorithm>
 #include <complex>
@@ -10,7 +11,6 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <string>
-#include <vector>
 
 namespace test {
 
@@ -21,7 +21,7 @@ constexpr double quiet_nan = std::numeric_limits<double>::quiet_NaN();
 class guarded
 {
 public:
-    guarded(std::vector<double> values, double guard)
+    guarded(numerical::aligned_vector<double> values, double guard)
         : count(values.size()), store(values.size() + 2 * margin, guard), around(guard)
     {
         std::copy(values.begin(), values.end(), store.begin() + margin);
@@ -29,7 +29,10 @@ public:
 
     double* data() { return store.data() + margin; }
 
-    std::vector<double> values() const { return {store.begin() + margin, store.end() - margin}; }
+    numerical::aligned_vector<double> values() const
+    {
+        return {store.begin() + margin, store.end() - margin};
+    }
 
     bool intact() const
     {
@@ -41,7 +44,7 @@ public:
 private:
     static constexpr std::ptrdiff_t margin = 33;
     std::size_t count;
-    std::vector<double> store;
+    numerical::aligned_vector<double> store;
     double around;
 };
 
@@ -60,8 +63,8 @@ inline bool same_bits(double a, double b)
     return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
-inline void expect_same_bits(const std::vector<double>& got, const std::vector<double>& want,
-                             const std::string& what)
+inline void expect_same_bits(const numerical::aligned_vector<double>& got,
+                             const numerical::aligned_vector<double>& want, const std::string& what)
 {
     ASSERT_EQ(got.size(), want.size());
     for (std::size_t i = 0; i < got.size(); ++i)
@@ -74,9 +77,10 @@ inline std::string label(int path, std::size_t n)
     return "path " + std::to_string(path) + ", n " + std::to_string(n);
 }
 
-inline std::vector<double> parts_of(const std::vector<std::complex<double>>& values)
+inline numerical::aligned_vector<double>
+parts_of(const numerical::aligned_vector<std::complex<double>>& values)
 {
-    std::vector<double> parts;
+    numerical::aligned_vector<double> parts;
     for (const std::complex<double>& z : values) {
         parts.push_back(z.real());
         parts.push_back(z.imag());
@@ -95,7 +99,7 @@ public:
     {
     }
 
-    explicit guarded_numbers(const std::vector<T>& values)
+    explicit guarded_numbers(const numerical::aligned_vector<T>& values)
         : store(values.size() + 2 * margin, T(quiet_nan))
     {
         std::copy(values.begin(), values.end(), store.begin() + margin);
@@ -105,7 +109,10 @@ public:
 
     double* parts() { return reinterpret_cast<double*>(data()); }
 
-    std::vector<T> values() const { return {store.begin() + margin, store.end() - margin}; }
+    numerical::aligned_vector<T> values() const
+    {
+        return {store.begin() + margin, store.end() - margin};
+    }
 
     bool intact() const
     {
@@ -116,7 +123,7 @@ public:
 
 private:
     static constexpr std::ptrdiff_t margin = 9;
-    std::vector<T> store;
+    numerical::aligned_vector<T> store;
 };
 
 // Elements of each row beyond `width` are NaN.

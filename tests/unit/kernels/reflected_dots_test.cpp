@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/kernels/reflected_dots.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
@@ -8,7 +9,6 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
-#include <vector>
 
 namespace {
 
@@ -23,7 +23,7 @@ struct panel_shape
 };
 
 // Columns of random values, with a guard behind each.
-std::vector<double> guarded_columns(const panel_shape& shape, std::size_t stride)
+numerical::aligned_vector<double> guarded_columns(const panel_shape& shape, std::size_t stride)
 {
     auto columns = test::random_vector<double>(shape.count * stride + 1, 1);
     for (std::size_t c = 0; c < shape.count; ++c)
@@ -41,7 +41,7 @@ void expect_bits_of_single_columns(int path, const panel_shape& shape)
     const auto u = test::random_vector<double>(shape.length, 3);
     const auto v = test::random_vector<double>(shape.length, 4);
     auto want = columns;
-    std::vector<double> dots(shape.count + 1, nan);
+    numerical::aligned_vector<double> dots(shape.count + 1, nan);
     detail::reflected_dots_on(path, {.columns = columns.data(),
                                      .stride = stride,
                                      .count = shape.count,
@@ -77,7 +77,7 @@ TEST(reflected_dots, of_small_integers_is_exact)
 {
     constexpr std::size_t length = 37;
     for (const int path : test::available_paths()) {
-        std::vector<double> y(length), u(length), v(length), want(length);
+        numerical::aligned_vector<double> y(length), u(length), v(length), want(length);
         double dot = 0;
         for (std::size_t i = 0; i < length; ++i) {
             y[i] = double(i % 5) - 2;

@@ -1,6 +1,7 @@
 #include "numerical/gemm/kernels/scale.hpp"
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "paths.hpp"
 
 #include <cmath>
@@ -29,7 +30,7 @@ bool same(complex a, complex b)
 
 // Every element is what operator/ gives, signs of zeros included.
 template <class T>
-void expect_true_quotients(const std::vector<T>& row, T divisor)
+void expect_true_quotients(const numerical::aligned_vector<T>& row, T divisor)
 {
     for (const int path : test::available_paths()) {
         auto quotients = row;
@@ -53,7 +54,7 @@ TEST(divide_row, divides_real_rows_of_every_length)
     std::mt19937_64 generator(1);
     for (std::size_t n = 0; n < 20; ++n)
         for (const double divisor : {3.0, -7e-300, 1e300, infinity, 0.0}) {
-            std::vector<double> row(n);
+            numerical::aligned_vector<double> row(n);
             for (double& x : row)
                 x = wide_value(generator, 1000);
             expect_true_quotients(row, divisor);
@@ -67,7 +68,7 @@ TEST(divide_row, divides_complex_rows_of_every_length_and_size)
         for (std::size_t round = 0; round < 300; ++round) {
             const complex divisor{wide_value(generator, exponents),
                                   wide_value(generator, exponents)};
-            std::vector<complex> row(round % 12);
+            numerical::aligned_vector<complex> row(round % 12);
             for (complex& z : row)
                 z = {wide_value(generator, exponents), wide_value(generator, exponents)};
             expect_true_quotients(row, divisor);
@@ -76,10 +77,10 @@ TEST(divide_row, divides_complex_rows_of_every_length_and_size)
 
 TEST(divide_row, divides_complex_rows_with_special_parts)
 {
-    const std::vector<double> parts{0.0,      -0.0,      1.0,      -3.0,    0x1p-1074,
-                                    0x1p-400, 0x1p-401,  0x1p1023, 0x1p400, infinity,
-                                    nan,      -infinity, 1e-310,   5.5};
-    std::vector<complex> row;
+    const numerical::aligned_vector<double> parts{0.0,      -0.0,      1.0,      -3.0,    0x1p-1074,
+                                                  0x1p-400, 0x1p-401,  0x1p1023, 0x1p400, infinity,
+                                                  nan,      -infinity, 1e-310,   5.5};
+    numerical::aligned_vector<complex> row;
     for (const double re : parts)
         for (const double im : parts)
             row.emplace_back(re, im);
@@ -87,8 +88,9 @@ TEST(divide_row, divides_complex_rows_with_special_parts)
         expect_true_quotients(row, divisor);
 }
 
-void expect_multiplies_as_a_plain_loop(const std::vector<complex>& z,
-                                       const std::vector<complex>& factors, std::size_t step)
+void expect_multiplies_as_a_plain_loop(const numerical::aligned_vector<complex>& z,
+                                       const numerical::aligned_vector<complex>& factors,
+                                       std::size_t step)
 {
     auto expected = z;
     for (std::size_t i = 0; i < z.size(); ++i)
@@ -120,7 +122,8 @@ TEST(multiply_full, recovers_infinities)
             z[bad] = value;
             for (const complex factor : {complex(2, 3), value, complex(0, -0.0)})
                 for (const std::size_t step : {0u, 1u})
-                    expect_multiplies_as_a_plain_loop(z, std::vector<complex>(n, factor), step);
+                    expect_multiplies_as_a_plain_loop(
+                        z, numerical::aligned_vector<complex>(n, factor), step);
         }
 }
 

@@ -2,6 +2,7 @@
 
 #include "guarded.hpp"
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "paths.hpp"
 #include "vector_model.hpp"
@@ -59,7 +60,7 @@ std::array<double, 4> symmetric_rows_on(int path, const double* rows, std::size_
 // Four rows of a lower triangle, the first with n entries left of the diagonal; NaN above it.
 guarded triangle_rows(std::size_t n, std::size_t stride, unsigned seed, bool whole)
 {
-    guarded rows(std::vector<double>(4 * stride, quiet_nan), quiet_nan);
+    guarded rows(numerical::aligned_vector<double>(4 * stride, quiet_nan), quiet_nan);
     const auto values = whole ? test::integer_vector<double>(4 * stride, seed)
                               : test::random_vector<double>(4 * stride, seed);
     for (std::size_t r = 0; r < 4; ++r)
@@ -122,7 +123,7 @@ TEST(symv, eight_symmetric_rows_have_the_bits_of_two_passes)
         lengths.push_back(n);
     for (const std::size_t n : lengths) {
         const std::size_t stride = n + 11;
-        guarded rows(std::vector<double>(8 * stride, quiet_nan), quiet_nan);
+        guarded rows(numerical::aligned_vector<double>(8 * stride, quiet_nan), quiet_nan);
         const auto values = test::random_vector<double>(8 * stride, 34);
         for (std::size_t r = 0; r < 8; ++r)
             for (std::size_t j = 0; j <= n + r; ++j)
@@ -203,7 +204,7 @@ void expect_hermitian_rows(int path, std::size_t n)
     spoil_beyond(rows, 4, stride, n);
     guarded_numbers<complex> x(n + 4, 5);
     guarded_numbers<complex> y(n, 6);
-    std::vector<complex> columns = y.values();
+    numerical::aligned_vector<complex> columns = y.values();
     std::array<complex, 4> dots{};
     for (std::size_t r = 0; r < 4; ++r)
         for (std::size_t j = 0; j < n; ++j) {

@@ -2,6 +2,7 @@
 
 #include "guarded.hpp"
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "paths.hpp"
 
 #include <gtest/gtest.h>
@@ -49,9 +50,9 @@ bool has_ones(vector_triangle of)
 }
 
 // A triangle of small integers with powers of two on the diagonal; what must not be read is NaN.
-std::vector<double> triangle_of(vector_triangle of, size_t n, size_t stride)
+numerical::aligned_vector<double> triangle_of(vector_triangle of, size_t n, size_t stride)
 {
-    std::vector<double> m = test::integer_vector<double>(n * stride, unsigned(n), 3);
+    numerical::aligned_vector<double> m = test::integer_vector<double>(n * stride, unsigned(n), 3);
     for (size_t i = 0; i < n; ++i)
         for (size_t j = 0; j < stride; ++j) {
             const bool beyond = j >= n || (is_lower(of) ? j > i : j < i);
@@ -63,7 +64,8 @@ std::vector<double> triangle_of(vector_triangle of, size_t n, size_t stride)
     return m;
 }
 
-double element(vector_triangle of, const std::vector<double>& m, size_t stride, size_t i, size_t j)
+double element(vector_triangle of, const numerical::aligned_vector<double>& m, size_t stride,
+               size_t i, size_t j)
 {
     if (i == j && has_ones(of))
         return 1;
@@ -71,10 +73,11 @@ double element(vector_triangle of, const std::vector<double>& m, size_t stride, 
 }
 
 // M·x or Mᵀ·x, exactly.
-std::vector<double> multiplied(vector_triangle of, const std::vector<double>& m, size_t stride,
-                               const std::vector<double>& x, bool transposed)
+numerical::aligned_vector<double>
+multiplied(vector_triangle of, const numerical::aligned_vector<double>& m, size_t stride,
+           const numerical::aligned_vector<double>& x, bool transposed)
 {
-    std::vector<double> b(x.size());
+    numerical::aligned_vector<double> b(x.size());
     for (size_t i = 0; i < x.size(); ++i)
         for (size_t j = 0; j < x.size(); ++j)
             b[i] +=
@@ -116,8 +119,8 @@ TEST(substitution_of_a_vector, gives_back_integer_solutions_of_long_rows)
 TEST(substitution_of_a_vector, divides_by_a_zero_on_the_diagonal)
 {
     for (const auto& tested : kernels()) {
-        const std::vector<double> m{0};
-        std::vector<double> x{1};
+        const numerical::aligned_vector<double> m{0};
+        numerical::aligned_vector<double> x{1};
         tested.plain(vector_triangle::upper, x.data(), m.data(), 1, 1);
         EXPECT_EQ(x[0], std::numeric_limits<double>::infinity()) << tested.name;
     }
@@ -133,7 +136,7 @@ TEST(dots_that_are_subtracted, take_every_number_of_rows)
                 test::spoil_beyond(a, rows, stride, n);
                 test::guarded_numbers<double> x(n, 4);
                 test::guarded y = test::integers(rows, 5);
-                std::vector<double> expected = y.values();
+                numerical::aligned_vector<double> expected = y.values();
                 for (size_t i = 0; i < rows; ++i)
                     for (size_t j = 0; j < n; ++j)
                         expected[i] -= a.data()[i * stride + j] * x.data()[j];

@@ -1,6 +1,7 @@
 #include "numerical/gemm/unfused.hpp"
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "paths.hpp"
 
 #include <cmath>
@@ -27,7 +28,7 @@ bool same(double a, double b)
 }
 
 template <class T>
-void expect_same(const std::vector<T>& a, const std::vector<T>& b)
+void expect_same(const numerical::aligned_vector<T>& a, const numerical::aligned_vector<T>& b)
 {
     ASSERT_EQ(a.size(), b.size());
     const auto* const x = reinterpret_cast<const double*>(a.data());
@@ -46,9 +47,11 @@ TYPED_TEST_SUITE(unfused_products, element_types);
 
 // A rows × cols block inside an array of NaN, rows two elements further apart.
 template <class T>
-std::vector<T> in_nan(const std::vector<T>& block, std::size_t rows, std::size_t cols)
+numerical::aligned_vector<T> in_nan(const numerical::aligned_vector<T>& block, std::size_t rows,
+                                    std::size_t cols)
 {
-    std::vector<T> out(rows * (cols + 2), T(std::numeric_limits<double>::quiet_NaN()));
+    numerical::aligned_vector<T> out(rows * (cols + 2),
+                                     T(std::numeric_limits<double>::quiet_NaN()));
     for (std::size_t i = 0; i < rows; ++i)
         std::copy_n(block.data() + i * cols, cols, out.data() + i * (cols + 2));
     return out;
@@ -73,11 +76,11 @@ TYPED_TEST(unfused_products, has_the_bits_of_the_plain_loop_at_every_remainder)
         for (const auto& [m, n, k] : tried) {
             const auto a = test::random_vector<TypeParam>(m * k, 1);
             const auto b = test::random_vector<TypeParam>(k * n, 2);
-            std::vector<TypeParam> adjoint_b(n * k);
+            numerical::aligned_vector<TypeParam> adjoint_b(n * k);
             for (std::size_t p = 0; p < k; ++p)
                 for (std::size_t j = 0; j < n; ++j)
                     adjoint_b[j * k + p] = conjugate(b[p * n + j]);
-            std::vector<TypeParam> expected(m * n);
+            numerical::aligned_vector<TypeParam> expected(m * n);
             for (std::size_t i = 0; i < m; ++i)
                 for (std::size_t p = 0; p < k; ++p)
                     for (std::size_t j = 0; j < n; ++j)
@@ -113,8 +116,10 @@ TEST(complex_unfused_product, recovers_infinities)
 }
 
 template <class T>
-void expect_subtracts_as_a_plain_loop(std::vector<T> out, const std::vector<T>& coeffs,
-                                      const std::vector<T>& rows, std::size_t stride, std::size_t n)
+void expect_subtracts_as_a_plain_loop(numerical::aligned_vector<T> out,
+                                      const numerical::aligned_vector<T>& coeffs,
+                                      const numerical::aligned_vector<T>& rows, std::size_t stride,
+                                      std::size_t n)
 {
     auto expected = out;
     for (std::size_t t = 0; t < coeffs.size(); ++t)

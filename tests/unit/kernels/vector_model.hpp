@@ -3,12 +3,12 @@
 // The stated order of summation of each form, written out one element at a time: what the vector
 // kernels must give to the bit.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/path.hpp"
 
 #include <array>
 #include <cmath>
 #include <cstddef>
-#include <vector>
 
 namespace model {
 
@@ -33,7 +33,7 @@ inline double add_product(const form& how, double sum, double a, double b)
 }
 
 // Upper half plus lower half until one lane is left.
-inline double folded(std::vector<double> lanes)
+inline double folded(numerical::aligned_vector<double> lanes)
 {
     while (lanes.size() > 1) {
         const std::size_t half = lanes.size() / 2;
@@ -48,7 +48,7 @@ inline double folded(std::vector<double> lanes)
 inline double main_sum(const form& how, const double* a, const double* b, std::size_t n)
 {
     const std::size_t turn = 4 * how.width;
-    std::vector<double> lanes(turn, 0.0);
+    numerical::aligned_vector<double> lanes(turn, 0.0);
     for (std::size_t i = 0; i < n - n % turn; ++i)
         lanes[i % turn] = add_product(how, lanes[i % turn], a[i], b[i]);
     double sum = 0;
@@ -91,7 +91,7 @@ inline std::array<double, 4> symmetric_rows(const form& how, const double* rows,
     const std::size_t end = n - n % how.width;
     std::array<double, 4> sums{};
     for (std::size_t r = 0; r < 4; ++r) {
-        std::vector<double> lanes(accumulators * how.width, 0.0);
+        numerical::aligned_vector<double> lanes(accumulators * how.width, 0.0);
         for (std::size_t j = 0; j < end; ++j) {
             double& lane = lanes[j % lanes.size()];
             lane = add_product(how, lane, rows[r * stride + j], x[j]);

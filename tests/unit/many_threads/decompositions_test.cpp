@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/eigen.hpp"
 #include "numerical/eigen/eigenvalues.hpp"
 #include "numerical/eigen/hermitian_band.hpp"
@@ -60,7 +61,7 @@ matrix<std::complex<double>> as_complex(const matrix<T>& a)
 }
 
 template <class T>
-using vectors = std::vector<std::vector<T>>;
+using vectors = std::vector<numerical::aligned_vector<T>>;
 
 // The slabs to which blocks of reflectors are applied depend on the threads. Next to last panels,
 // and what is right of them, are narrower and wider than what may be updated by itself.
@@ -94,7 +95,7 @@ TYPED_TEST(decompositions_on_64_cores, blocks_of_few_reflectors_have_the_bits_of
         const auto reflections = numerical::detail::householder_reflect(a.data, rows, count);
         const auto c = test::random_matrix<TypeParam>(rows, width, 2);
         expect_bits_of_one_core([&] {
-            std::vector<TypeParam> target = c.data;
+            numerical::aligned_vector<TypeParam> target = c.data;
             numerical::detail::apply_reflector_block<block_operator::adjoint>(
                 reflections.blocks.front(), target, width, 0, width);
             return vectors<TypeParam>{std::move(target)};
@@ -195,7 +196,7 @@ TYPED_TEST(decompositions_on_64_cores, narrowed_bands_have_the_bits_of_one_core)
     constexpr std::size_t n = 350;
     const auto a = test::random_matrix<TypeParam>(n, n, 13);
     expect_bits_of_one_core([&] {
-        vectors<double> found(2, std::vector<double>(n));
+        vectors<double> found(2, numerical::aligned_vector<double>(n));
         auto hermitian = reduce_to_hermitian_band(a.data, n, 16);
         narrow_hermitian_band(hermitian, found[0], found[1]);
         auto upper = reduce_to_band(a.data, n, 16);
@@ -215,7 +216,7 @@ TYPED_TEST(decompositions_on_64_cores, large_bands_have_the_bits_of_one_core)
     const auto a = test::random_matrix<TypeParam>(n, n, 14);
     expect_bits_of_one_core([&] {
         auto band = reduce_to_hermitian_band(a.data, n, width);
-        std::vector<TypeParam> found;
+        numerical::aligned_vector<TypeParam> found;
         for (std::size_t i = width; i < n; ++i)
             for (std::size_t j = i - width; j <= i; ++j)
                 found.push_back(band(i, j));

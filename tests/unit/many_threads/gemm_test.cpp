@@ -2,13 +2,13 @@
 
 #include "many.hpp"
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/matrix_vector.hpp"
 #include "paths.hpp"
 #include "product_case.hpp"
 
 #include <cfenv>
 #include <gtest/gtest.h>
-#include <vector>
 
 namespace {
 
@@ -59,7 +59,7 @@ TYPED_TEST(product_on_64_cores, of_a_matrix_with_a_vector_has_the_bits_of_one_co
     const auto left = test::random_vector<TypeParam>(rows, 3);
     const auto products = [&](std::size_t threads) {
         const test::thread_limit cap(threads);
-        std::vector<TypeParam> all(rows + cols + 1);
+        numerical::aligned_vector<TypeParam> all(rows + cols + 1);
         matrix_times_vector(rows, cols, a.data(), right.data(), all.data());
         vector_times_matrix(rows, cols, left.data(), a.data(), all.data() + rows);
         all.back() = vector_times_vector(a.size(), a.data(), a.data());

@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/lu.hpp"
 #include "numerical/factor/triangular.hpp"
 
@@ -25,10 +26,10 @@ TYPED_TEST_SUITE(lu_on_64_cores, element_types);
 // Factors, solutions, inverse and inverse of the triangle, one after the other. 70 right-hand sides
 // are one strip; 209 are several on two and three threads, the last as narrow as one may be.
 template <class T>
-std::vector<std::vector<T>> everything_of(const matrix<T>& a)
+std::vector<numerical::aligned_vector<T>> everything_of(const matrix<T>& a)
 {
     const lu_decomposition<T> lu(a);
-    std::vector<std::vector<T>> results{test::elements_of(lu.factors.view())};
+    std::vector<numerical::aligned_vector<T>> results{test::elements_of(lu.factors.view())};
     for (const std::size_t columns : {70, 209})
         results.push_back(lu.solve_matrix(test::random_vector<T>(a.rows * columns, 2), columns));
     results.push_back(numerical::detail::upper_inverse(results.front(), a.rows));
@@ -55,7 +56,7 @@ TYPED_TEST(lu_on_64_cores, has_the_bits_of_one_core)
         for (const int path : paths_of_order(n)) {
             const test::path_limit limit(path);
             const auto a = test::random_matrix<TypeParam>(n, n, 1);
-            std::vector<std::vector<TypeParam>> serial;
+            std::vector<numerical::aligned_vector<TypeParam>> serial;
             {
                 const test::thread_limit one(1);
                 serial = everything_of(a);

@@ -2,6 +2,7 @@
 
 #include "many.hpp"
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "paths.hpp"
 
 #include <gtest/gtest.h>
@@ -20,11 +21,12 @@ TYPED_TEST_SUITE(stacks_on_64_cores, element_types);
 
 // All results of a stack of `count` matrices of order n, one after the other.
 template <class T>
-std::vector<T> results_of(const std::vector<T>& elements, std::size_t count, std::size_t n)
+numerical::aligned_vector<T> results_of(const numerical::aligned_vector<T>& elements,
+                                        std::size_t count, std::size_t n)
 {
     const numerical::matrix_stack<T> a{elements.data(), n, n, n * n};
     const std::size_t size = count * n * n;
-    std::vector<T> results(5 * size);
+    numerical::aligned_vector<T> results(5 * size);
     stacks::inverse(count, a, results.data());
     stacks::qr(count, a, results.data() + size, results.data() + 2 * size);
     stacks::multiply(count, a, a, results.data() + 3 * size);
@@ -41,8 +43,8 @@ TYPED_TEST(stacks_on_64_cores, have_the_small_spectra_of_one_core)
         const numerical::matrix_stack<TypeParam> a{elements.data(), n, n, n * n};
         const auto on = [&](std::size_t threads) {
             const test::thread_limit cap(threads);
-            std::vector<TypeParam> results(4 * size);
-            std::vector<double> values(2 * count * n);
+            numerical::aligned_vector<TypeParam> results(4 * size);
+            numerical::aligned_vector<double> values(2 * count * n);
             stacks::small_eigh(count, a, values.data(), results.data());
             stacks::small_svd(count, a, results.data() + size, values.data() + count * n,
                               results.data() + 2 * size);

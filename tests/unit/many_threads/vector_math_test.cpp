@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/vector_math/complex_functions.hpp"
 #include "numerical/vector_math/functions.hpp"
 
@@ -20,9 +21,9 @@ TEST(vector_math_on_64_cores, has_the_bits_of_one_core)
     const auto z = test::random_vector<complex>(count / 4, 2);
     const auto everything = [&](std::size_t threads) {
         const test::thread_limit limit(threads);
-        std::vector<double> exponentials(x.size());
-        std::vector<double> powers(x.size());
-        std::vector<complex> roots(z.size());
+        numerical::aligned_vector<double> exponentials(x.size());
+        numerical::aligned_vector<double> powers(x.size());
+        numerical::aligned_vector<complex> roots(z.size());
         const double exponent = 3;
         vm::exp(x.data(), exponentials.data(), x.size());
         vm::pow({x.data()}, {&exponent, false}, powers.data(), x.size());

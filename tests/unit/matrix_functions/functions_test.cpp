@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/matrix_functions/exponential.hpp"
 #include "numerical/matrix_functions/hermitian.hpp"
@@ -161,11 +162,12 @@ TYPED_TEST(matrix_functions, exponential_squares_no_oftener_than_the_powers_ask_
 {
     using T = TypeParam;
     // A norm of 2^20, but the square is zero.
-    const std::vector<T> nilpotent{T(0), T(0x1p20), T(0), T(0)};
+    const numerical::aligned_vector<T> nilpotent{T(0), T(0x1p20), T(0), T(0)};
     int squarings = -1;
-    EXPECT_EQ(pade_approximant(nilpotent, 2, squarings), (std::vector<T>{1, 0x1p20, 0, 1}));
+    EXPECT_EQ(pade_approximant(nilpotent, 2, squarings),
+              (numerical::aligned_vector<T>{1, 0x1p20, 0, 1}));
     EXPECT_EQ(squarings, 0);
-    const std::vector<T> large{T(64), T(0), T(0), T(-64)};
+    const numerical::aligned_vector<T> large{T(64), T(0), T(0), T(-64)};
     pade_approximant(large, 2, squarings);
     EXPECT_EQ(squarings, 4); // 64 <= 4.25·2^4
 }
@@ -302,7 +304,7 @@ TYPED_TEST(matrix_functions, say_what_they_refuse)
 // ±2i are roots of neighbours that the branch cut parts: their sum is zero.
 TEST(logarithm, fails_where_eigenvalues_on_either_side_of_the_cut_leave_no_root)
 {
-    std::vector<complex> t{complex(-4, 0.0), 1, 0, complex(-4, -0.0)};
+    numerical::aligned_vector<complex> t{complex(-4, 0.0), 1, 0, complex(-4, -0.0)};
     EXPECT_FALSE(logarithm_of_triangle(t, 2));
 }
 

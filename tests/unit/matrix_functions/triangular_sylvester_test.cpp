@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/matrix_functions/matrix_equations.hpp"
 #include "numerical/matrix_functions/triangular_sylvester.hpp"
@@ -119,7 +120,7 @@ TYPED_TEST(triangular_sylvester, keeps_to_its_blocks)
     const matrix<T> r = triangle<T>(n, 3, 1);
     const matrix<T> f = test::random_matrix<T>(n, n, 3);
     const auto framed = [&](const matrix<T>& a) {
-        matrix<T> wide_rows(n, stride, std::vector<T>(n * stride, T(std::nan(""))));
+        matrix<T> wide_rows(n, stride, numerical::aligned_vector<T>(n * stride, T(std::nan(""))));
         for (std::size_t i = 0; i < n; ++i)
             std::copy_n(a.data.data() + i * n, n, wide_rows.data.data() + i * stride);
         return wide_rows;

@@ -1,4 +1,5 @@
 #include "general_matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/nonsymmetric/balance.hpp"
 #include "numerical/nonsymmetric/multishift_qr.hpp"
@@ -26,7 +27,7 @@ class eigenpairs : public testing::Test
 using element_types = testing::Types<double, complex>;
 TYPED_TEST_SUITE(eigenpairs, element_types);
 
-bool are_real(const std::vector<complex>& values)
+bool are_real(const numerical::aligned_vector<complex>& values)
 {
     return std::all_of(values.begin(), values.end(),
                        [](const complex& z) { return z.imag() == 0; });
@@ -159,7 +160,7 @@ struct known_spectrum
 {
     std::string name;
     matrix<complex> a;
-    std::vector<complex> values;
+    numerical::aligned_vector<complex> values;
 };
 
 std::vector<known_spectrum> known_spectra()

@@ -3,6 +3,7 @@
 // Matrices that are hard for nonsymmetric eigensolvers, and the ratios of their decompositions.
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/nonsymmetric/nonsymmetric.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/strided/transpose.hpp"
@@ -25,7 +26,7 @@ using complex = std::complex<double>;
 template <class T, class F>
 matrix<T> filled(std::size_t n, const F& f)
 {
-    std::vector<T> data(n * n);
+    numerical::aligned_vector<T> data(n * n);
     for (std::size_t i = 0; i < n; ++i)
         for (std::size_t j = 0; j < n; ++j)
             data[i * n + j] = f(i, j);
@@ -72,7 +73,7 @@ matrix<T> jordan(std::size_t n, std::size_t block, T value)
 template <class T>
 matrix<T> companion(std::size_t n)
 {
-    std::vector<double> c{1.0};
+    numerical::aligned_vector<double> c{1.0};
     for (std::size_t root = 1; root <= n; ++root) {
         c.push_back(0);
         for (std::size_t k = c.size() - 1; k > 0; --k)
@@ -178,7 +179,8 @@ inline const matrix<complex>& as_complex(const matrix<complex>& a)
 }
 
 // The greatest ‖A·v - λ·v‖/(n·‖A‖·ε), v being the columns of V.
-inline double eigenpair_ratio(const matrix<complex>& a, const std::vector<complex>& values,
+inline double eigenpair_ratio(const matrix<complex>& a,
+                              const numerical::aligned_vector<complex>& values,
                               const matrix<complex>& v)
 {
     const std::size_t n = a.rows;
@@ -201,7 +203,7 @@ inline double eigenpair_ratio(const matrix<complex>& a, const std::vector<comple
     return static_cast<double>(largest / (size * unit));
 }
 
-inline std::vector<complex> conjugates(std::vector<complex> values)
+inline numerical::aligned_vector<complex> conjugates(numerical::aligned_vector<complex> values)
 {
     for (complex& value : values)
         value = std::conj(value);

@@ -1,4 +1,5 @@
 #include "general_matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/nonsymmetric/block_exchange.hpp"
 #include "numerical/nonsymmetric/standard_block.hpp"
@@ -23,7 +24,7 @@ using element_types = testing::Types<double, complex>;
 TYPED_TEST_SUITE(ordered_schur, element_types);
 
 template <class F>
-std::vector<bool> flags(const std::vector<complex>& values, const F& select)
+std::vector<bool> flags(const numerical::aligned_vector<complex>& values, const F& select)
 {
     std::vector<bool> selected;
     for (const complex& value : values)
@@ -115,7 +116,7 @@ TEST(ordered_schur, refuses_to_exchange_what_is_too_close)
 
 TEST(standard_block, has_the_form_and_the_values_of_any_block)
 {
-    const std::vector<double> entries{0, 1, -1, 2.5, -3, 1e-8, 1e8, -1e-160, 1e150};
+    const numerical::aligned_vector<double> entries{0, 1, -1, 2.5, -3, 1e-8, 1e8, -1e-160, 1e150};
     for (const double a : entries)
         for (const double b : entries)
             for (const double c : entries)

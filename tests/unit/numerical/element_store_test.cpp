@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/element_store.hpp"
 #include "numerical/tensor.hpp"
 
@@ -12,16 +13,16 @@ namespace {
 
 using store = numerical::element_store<double>;
 
-std::vector<double> counted(std::size_t count)
+numerical::aligned_vector<double> counted(std::size_t count)
 {
-    std::vector<double> numbers(count);
+    numerical::aligned_vector<double> numbers(count);
     std::iota(numbers.begin(), numbers.end(), 1.0);
     return numbers;
 }
 
 TEST(element_store, takes_a_vector_over)
 {
-    std::vector<double> numbers = counted(5);
+    numerical::aligned_vector<double> numbers = counted(5);
     const double* const address = numbers.data();
     const store elements(std::move(numbers));
     EXPECT_EQ(elements.data(), address);

@@ -2,6 +2,8 @@
 
 #include "ratios.hpp"
 
+#include "numerical/aligned_vector.hpp"
+
 #include "matrices.hpp"
 
 #include <cmath>
@@ -31,7 +33,7 @@ TEST(ratios, of_a_nan_in_any_place_are_nan)
 
 TEST(ratios, of_equal_matrices_are_zero_and_of_a_digit_about_one)
 {
-    auto a = matrix<double>(n, n, std::vector<double>(n * n));
+    auto a = matrix<double>(n, n, numerical::aligned_vector<double>(n * n));
     EXPECT_EQ(test::difference_ratio(a, a), 0);
     for (std::size_t i = 0; i < n; ++i)
         a.data[i * n + i] = 1;

@@ -1,8 +1,9 @@
 #include "numerical/scalar.hpp"
 
+#include "numerical/aligned_vector.hpp"
+
 #include <gtest/gtest.h>
 #include <limits>
-#include <vector>
 
 namespace {
 
@@ -51,11 +52,11 @@ TEST(largest_modulus, is_found_among_any_number_of_elements)
 {
     for (std::size_t n = 1; n <= 11; ++n)
         for (std::size_t at = 0; at < n; ++at) {
-            std::vector<complex> z(n, complex(-2, 2));
+            numerical::aligned_vector<complex> z(n, complex(-2, 2));
             EXPECT_EQ(largest_modulus(z.data(), n), std::abs(complex(2, 2)));
             z[at] = complex(0, -3);
             EXPECT_EQ(largest_modulus(z.data(), n), 3);
-            std::vector<double> x(n, -1);
+            numerical::aligned_vector<double> x(n, -1);
             x[at] = -2;
             EXPECT_EQ(largest_modulus(x.data(), n), 2);
             x[at] = std::nan("");
@@ -68,13 +69,13 @@ TEST(any_part_above, sees_every_part_and_is_strict)
 {
     for (std::size_t n = 1; n <= 9; ++n)
         for (std::size_t at = 0; at < n; ++at) {
-            std::vector<complex> z(n, complex(2, -2));
+            numerical::aligned_vector<complex> z(n, complex(2, -2));
             EXPECT_FALSE(any_part_above(z.data(), n, 2));
             z[at] = complex(0, -3);
             EXPECT_TRUE(any_part_above(z.data(), n, 2));
             z[at] = complex(std::nan(""), 0);
             EXPECT_FALSE(any_part_above(z.data(), n, 2));
-            std::vector<double> x(n, -2);
+            numerical::aligned_vector<double> x(n, -2);
             EXPECT_FALSE(any_part_above(x.data(), n, 2));
             x[at] = -3;
             EXPECT_TRUE(any_part_above(x.data(), n, 2));
@@ -94,19 +95,20 @@ TEST(has_nan, sees_either_part)
 
 TEST(conjugate_all, negates_the_imaginary_parts_alone)
 {
-    std::vector<complex> z = {{1, 2}, {-3, -4}, {5, 6}};
+    numerical::aligned_vector<complex> z = {{1, 2}, {-3, -4}, {5, 6}};
     conjugate_all(z.data(), 2);
-    EXPECT_EQ(z, (std::vector<complex>{{1, -2}, {-3, 4}, {5, 6}}));
-    std::vector<double> x = {1, -2};
+    EXPECT_EQ(z, (numerical::aligned_vector<complex>{{1, -2}, {-3, 4}, {5, 6}}));
+    numerical::aligned_vector<double> x = {1, -2};
     conjugate_all(x.data(), 2);
-    EXPECT_EQ(x, (std::vector<double>{1, -2}));
+    EXPECT_EQ(x, (numerical::aligned_vector<double>{1, -2}));
 }
 
 TEST(as_doubles, lays_complex_numbers_out_in_parts)
 {
-    const std::vector<complex> z = {{1, 2}, {3, 4}};
+    const numerical::aligned_vector<complex> z = {{1, 2}, {3, 4}};
     const double* const parts = as_doubles(z.data());
-    EXPECT_EQ(std::vector<double>(parts, parts + 4), (std::vector<double>{1, 2, 3, 4}));
+    EXPECT_EQ(numerical::aligned_vector<double>(parts, parts + 4),
+              (numerical::aligned_vector<double>{1, 2, 3, 4}));
     double x = 5;
     EXPECT_EQ(as_doubles(&x), &x);
 }

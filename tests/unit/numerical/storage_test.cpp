@@ -1,10 +1,11 @@
 #include "numerical/storage.hpp"
 
+#include "numerical/aligned_vector.hpp"
+
 #include <algorithm>
 #include <complex>
 #include <cstddef>
 #include <gtest/gtest.h>
-#include <vector>
 
 namespace {
 
@@ -15,7 +16,7 @@ using numerical::detail::zeros;
 constexpr std::size_t fresh_doubles = (std::size_t{32} << 20) / sizeof(double);
 
 template <class T>
-bool all_zero(const std::vector<T>& store)
+bool all_zero(const numerical::aligned_vector<T>& store)
 {
     return std::all_of(store.begin(), store.end(), [](const T& x) { return x == T(0); });
 }
@@ -24,7 +25,7 @@ TEST(zeros, are_zero_at_every_size)
 {
     for (const std::size_t count : {std::size_t{0}, std::size_t{1}, std::size_t{1000},
                                     fresh_doubles - 1, fresh_doubles, fresh_doubles + 777}) {
-        const std::vector<double> store = zeros<double>(count);
+        const numerical::aligned_vector<double> store = zeros<double>(count);
         EXPECT_EQ(store.size(), count);
         EXPECT_TRUE(all_zero(store)) << count;
     }
@@ -34,7 +35,7 @@ TEST(zeros, are_zero_at_every_size)
 TEST(clear_new_block, clears_what_was_written_and_nothing_round_it)
 {
     constexpr std::size_t page = 4096 / sizeof(double);
-    std::vector<double> store(fresh_doubles + 3 * page, 1.5);
+    numerical::aligned_vector<double> store(fresh_doubles + 3 * page, 1.5);
     for (const std::size_t lead : {std::size_t{1}, page / 2, page - 1, page + 3}) {
         std::fill(store.begin(), store.end(), 1.5);
         const std::size_t count = fresh_doubles + lead % 5;

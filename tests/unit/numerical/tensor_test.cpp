@@ -1,5 +1,6 @@
 #include "numerical/tensor.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "thrown.hpp"
 
@@ -36,7 +37,7 @@ TEST(tensor, strides_to_the_left_of_a_zero_extent_are_zero)
 TEST(tensor, overflow_is_reported_before_the_size_but_not_left_of_a_zero)
 {
     EXPECT_EQ(text_thrown_by<dimension_error>([] {
-                  tensor<double>({two_to_32, two_to_32}, std::vector<double>{});
+                  tensor<double>({two_to_32, two_to_32}, numerical::aligned_vector<double>{});
               }),
               "dimension product overflows std::size_t");
     EXPECT_EQ(tensor<double>({two_to_32, two_to_32, 0}, {}).data.size(), 0U);
@@ -79,7 +80,7 @@ TEST(tensor, takes_the_elements_of_a_matrix_and_copies_those_of_a_vector)
     const tensor<double> from_matrix(numerical::matrix<double>(2, 3, {0, 1, 2, 3, 4, 5}));
     EXPECT_EQ(from_matrix.shape, (extents{2, 3}));
     EXPECT_EQ(from_matrix.strides, (extents{3, 1}));
-    EXPECT_EQ(from_matrix.data, (std::vector<double>{0, 1, 2, 3, 4, 5}));
+    EXPECT_EQ(from_matrix.data, (numerical::aligned_vector<double>{0, 1, 2, 3, 4, 5}));
     const numerical::vector<double> v{{7, 8}};
     const tensor<double> from_vector(v);
     EXPECT_EQ(from_vector.shape, extents{2});
@@ -89,7 +90,7 @@ TEST(tensor, takes_the_elements_of_a_matrix_and_copies_those_of_a_vector)
 
 TEST(tensor, eye_refuses_absurd_orders_without_allocating)
 {
-    EXPECT_EQ(numerical::eye<double>(2).data, (std::vector<double>{1, 0, 0, 1}));
+    EXPECT_EQ(numerical::eye<double>(2).data, (numerical::aligned_vector<double>{1, 0, 0, 1}));
     EXPECT_EQ(numerical::eye<double>(0).shape, (extents{0, 0}));
     EXPECT_EQ(text_thrown_by<std::length_error>([] { numerical::eye<double>(1UL << 30); }),
               "cannot create std::vector larger than max_size()");

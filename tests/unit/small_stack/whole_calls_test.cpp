@@ -1,6 +1,7 @@
 // Everything runs on a thread with a stack of 64 KiB, as some programs make them: of that the C
 // library and the thread's own storage have their part.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/eigen.hpp"
 #include "numerical/einsum/einsum.hpp"
 #include "numerical/elementwise/reductions.hpp"
@@ -93,7 +94,8 @@ TYPED_TEST(small_stack_suite, holds_lu_and_what_is_solved_with_it)
             numerical::lu_decomposition<T> lu{matrix<T>(a)};
             EXPECT_FALSE(lu.singular);
             lu.solve_matrix(b, 64);
-            lu.solve_vector(std::vector<T>(b.begin(), b.begin() + static_cast<std::ptrdiff_t>(n)));
+            lu.solve_vector(numerical::aligned_vector<T>(
+                b.begin(), b.begin() + static_cast<std::ptrdiff_t>(n)));
             numerical::slogdet(lu);
             lu.inverse();
         });

@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/eigenvalues.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/matrix.hpp"
@@ -28,7 +29,7 @@ operation<T> cholesky_factors()
 {
     return {"cholesky",
             [](std::size_t count, const auto& a, const auto&) {
-                std::vector<T> l(count * a.rows * a.cols);
+                numerical::aligned_vector<T> l(count * a.rows * a.cols);
                 stacks::cholesky(count, a, l.data());
                 return bits_of(l);
             },
@@ -43,10 +44,10 @@ operation<T> qr_factors()
     return {"qr",
             [](std::size_t count, const auto& a, const auto&) {
                 const std::size_t k = std::min(a.rows, a.cols);
-                std::vector<T> q(count * a.rows * k);
-                std::vector<T> r(count * k * a.cols);
+                numerical::aligned_vector<T> q(count * a.rows * k);
+                numerical::aligned_vector<T> r(count * k * a.cols);
                 stacks::qr(count, a, q.data(), r.data());
-                std::vector<double> all = bits_of(q);
+                numerical::aligned_vector<double> all = bits_of(q);
                 append_bits(all, r);
                 return all;
             },
@@ -66,8 +67,8 @@ operation<T> eigenpairs(eigen_method method)
 {
     return {"eigh",
             [=](std::size_t count, const auto& a, const auto&) {
-                std::vector<double> values(count * a.rows);
-                std::vector<T> vectors(count * a.rows * a.rows);
+                numerical::aligned_vector<double> values(count * a.rows);
+                numerical::aligned_vector<T> vectors(count * a.rows * a.rows);
                 stacks::eigh(count, a, method, values.data(), vectors.data());
                 append_bits(values, vectors);
                 return values;
@@ -83,7 +84,7 @@ operation<T> eigenvalues_alone()
 {
     return {"eigenvalues",
             [](std::size_t count, const auto& a, const auto&) {
-                std::vector<double> values(count * a.rows);
+                numerical::aligned_vector<double> values(count * a.rows);
                 stacks::eigenvalues(count, a, values.data());
                 return values;
             },
@@ -96,11 +97,11 @@ operation<T> singular_triplets(svd_method method)
     return {"svd",
             [=](std::size_t count, const auto& a, const auto&) {
                 const std::size_t k = std::min(a.rows, a.cols);
-                std::vector<T> u(count * a.rows * k);
-                std::vector<double> values(count * k);
-                std::vector<T> vh(count * k * a.cols);
+                numerical::aligned_vector<T> u(count * a.rows * k);
+                numerical::aligned_vector<double> values(count * k);
+                numerical::aligned_vector<T> vh(count * k * a.cols);
                 stacks::svd(count, a, method, u.data(), values.data(), vh.data());
-                std::vector<double> all = bits_of(u);
+                numerical::aligned_vector<double> all = bits_of(u);
                 append_bits(all, values);
                 append_bits(all, vh);
                 return all;
@@ -118,7 +119,7 @@ operation<T> singular_values_alone()
 {
     return {"singular_values",
             [](std::size_t count, const auto& a, const auto&) {
-                std::vector<double> values(count * std::min(a.rows, a.cols));
+                numerical::aligned_vector<double> values(count * std::min(a.rows, a.cols));
                 stacks::singular_values(count, a, values.data());
                 return values;
             },
@@ -130,7 +131,7 @@ operation<T> pseudo_inverses()
 {
     return {"pinv",
             [](std::size_t count, const auto& a, const auto&) {
-                std::vector<T> p(count * a.rows * a.cols);
+                numerical::aligned_vector<T> p(count * a.rows * a.cols);
                 stacks::pinv(count, a, p.data());
                 return bits_of(p);
             },
@@ -146,7 +147,7 @@ operation<T> ranks()
             [](std::size_t count, const auto& a, const auto&) {
                 std::vector<std::size_t> found(count);
                 stacks::matrix_rank(count, a, found.data());
-                return std::vector<double>(found.begin(), found.end());
+                return numerical::aligned_vector<double>(found.begin(), found.end());
             },
             [](const auto& a, const auto&) {
                 return results{{static_cast<double>(numerical::rank_by_values(a))}};
@@ -159,7 +160,7 @@ operation<T> least_squares_solutions(std::size_t columns)
     return {
         "lstsq",
         [](std::size_t count, const auto& a, const auto& b) {
-            std::vector<T> x(count * a.cols * b.cols);
+            numerical::aligned_vector<T> x(count * a.cols * b.cols);
             stacks::lstsq(count, a, b, x.data());
             return bits_of(x);
         },

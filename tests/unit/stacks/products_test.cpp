@@ -1,5 +1,6 @@
 #include "numerical/errors.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "stack_cases.hpp"
 #include "thrown.hpp"
 
@@ -21,7 +22,7 @@ operation<T> products(std::size_t columns)
 {
     return {"multiply",
             [](std::size_t count, const auto& a, const auto& b) {
-                std::vector<T> c(count * a.rows * b.cols, T(7));
+                numerical::aligned_vector<T> c(count * a.rows * b.cols, T(7));
                 stacks::multiply(count, a, b, c.data());
                 return bits_of(c);
             },

@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/strided/transpose.hpp"
 
@@ -14,14 +15,14 @@ constexpr std::size_t greatest_rows = 16;
 
 struct factors
 {
-    std::vector<complex> q;
-    std::vector<complex> r;
+    numerical::aligned_vector<complex> q;
+    numerical::aligned_vector<complex> r;
 };
 
 factors factors_of(std::size_t count, const matrix_stack<complex>& a)
 {
-    factors of{std::vector<complex>(count * a.rows * a.cols),
-               std::vector<complex>(count * a.cols * a.cols)};
+    factors of{numerical::aligned_vector<complex>(count * a.rows * a.cols),
+               numerical::aligned_vector<complex>(count * a.cols * a.cols)};
     stacks::small_qr(count, a, of.q.data(), of.r.data());
     return of;
 }
@@ -31,16 +32,16 @@ factors factors_of(const dense_stack<complex>& a)
     return factors_of(a.count, a);
 }
 
-std::vector<double> all_bits(const factors& of)
+numerical::aligned_vector<double> all_bits(const factors& of)
 {
-    std::vector<double> all;
+    numerical::aligned_vector<double> all;
     append_bits(all, of.q);
     append_bits(all, of.r);
     return all;
 }
 
-matrix<complex> one_of(const std::vector<complex>& from, std::size_t i, std::size_t rows,
-                       std::size_t cols)
+matrix<complex> one_of(const numerical::aligned_vector<complex>& from, std::size_t i,
+                       std::size_t rows, std::size_t cols)
 {
     const complex* const first = from.data() + i * rows * cols;
     return {rows, cols, {first, first + rows * cols}};

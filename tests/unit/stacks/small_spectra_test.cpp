@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/strided/transpose.hpp"
 
@@ -42,7 +43,7 @@ dense_stack<T> filled(std::size_t count, std::size_t rows, std::size_t cols, con
 template <class T>
 dense_stack<T> diagonal(std::size_t count, std::size_t rows, std::size_t cols, double spread)
 {
-    dense_stack<T> a{count, rows, cols, std::vector<T>(count * rows * cols)};
+    dense_stack<T> a{count, rows, cols, numerical::aligned_vector<T>(count * rows * cols)};
     const auto entries = random_vector<double>(count * rows, 3);
     for (std::size_t i = 0; i < count; ++i)
         for (std::size_t j = 0; j < std::min(rows, cols); ++j)
@@ -55,7 +56,7 @@ template <class T>
 matrix<T> product(const matrix<T>& a, const matrix<T>& b)
 {
     const auto sums = wide_product(a, std::vector<wide<T>>(b.data.begin(), b.data.end()));
-    return {a.rows, b.cols, std::vector<T>(sums.begin(), sums.end())};
+    return {a.rows, b.cols, numerical::aligned_vector<T>(sums.begin(), sums.end())};
 }
 
 // H·D·H with a reflection H, whose values are those of the diagonal: repeated or clustered.
@@ -68,7 +69,7 @@ dense_stack<T> reflected(std::size_t count, std::size_t n, double spread)
         double square = 0;
         for (const T& x : w)
             square += std::norm(x);
-        std::vector<T> h(n * n);
+        numerical::aligned_vector<T> h(n * n);
         for (std::size_t i = 0; i < n; ++i)
             for (std::size_t j = 0; j < n; ++j)
                 h[i * n + j] = T(i == j) - 2.0 * w[i] * numerical::detail::conjugate(w[j]) / square;
@@ -116,7 +117,8 @@ std::vector<named_stack<T>> cases(std::size_t rows, std::size_t cols)
 }
 
 template <class T>
-matrix<T> rows_of(const std::vector<T>& from, std::size_t i, std::size_t rows, std::size_t cols)
+matrix<T> rows_of(const numerical::aligned_vector<T>& from, std::size_t i, std::size_t rows,
+                  std::size_t cols)
 {
     const T* const first = from.data() + i * rows * cols;
     return {rows, cols, {first, first + rows * cols}};
@@ -158,15 +160,15 @@ matrix<T> hermitian(matrix<T> lower)
 template <class T>
 struct eigen_results
 {
-    std::vector<double> values;
-    std::vector<T> vectors;
+    numerical::aligned_vector<double> values;
+    numerical::aligned_vector<T> vectors;
 };
 
 template <class T>
 eigen_results<T> eigen_of(std::size_t count, const matrix_stack<T>& a)
 {
-    eigen_results<T> of{std::vector<double>(count * a.rows),
-                        std::vector<T>(count * a.rows * a.rows)};
+    eigen_results<T> of{numerical::aligned_vector<double>(count * a.rows),
+                        numerical::aligned_vector<T>(count * a.rows * a.rows)};
     stacks::small_eigh(count, a, of.values.data(), of.vectors.data());
     return of;
 }
@@ -180,17 +182,18 @@ eigen_results<T> eigen_of(const dense_stack<T>& a)
 template <class T>
 struct svd_results
 {
-    std::vector<T> u;
-    std::vector<double> values;
-    std::vector<T> vh;
+    numerical::aligned_vector<T> u;
+    numerical::aligned_vector<double> values;
+    numerical::aligned_vector<T> vh;
 };
 
 template <class T>
 svd_results<T> svd_of(std::size_t count, const matrix_stack<T>& a)
 {
     const std::size_t k = std::min(a.rows, a.cols);
-    svd_results<T> of{std::vector<T>(count * a.rows * k), std::vector<double>(count * k),
-                      std::vector<T>(count * k * a.cols)};
+    svd_results<T> of{numerical::aligned_vector<T>(count * a.rows * k),
+                      numerical::aligned_vector<double>(count * k),
+                      numerical::aligned_vector<T>(count * k * a.cols)};
     stacks::small_svd(count, a, of.u.data(), of.values.data(), of.vh.data());
     return of;
 }
@@ -203,20 +206,20 @@ svd_results<T> svd_of(const dense_stack<T>& a)
 
 // Everything at once, for comparisons of bits.
 template <class T>
-std::vector<double> all_results(const dense_stack<T>& a)
+numerical::aligned_vector<double> all_results(const dense_stack<T>& a)
 {
-    std::vector<double> all;
+    numerical::aligned_vector<double> all;
     if (a.rows == a.cols) {
         const eigen_results<T> eigen = eigen_of(a);
-        std::vector<double> values(a.count * a.rows);
+        numerical::aligned_vector<double> values(a.count * a.rows);
         stacks::small_eigenvalues<T>(a.count, a, values.data());
         append_bits(all, eigen.values);
         append_bits(all, eigen.vectors);
         append_bits(all, values);
     }
     const svd_results<T> svd = svd_of(a);
-    std::vector<double> values(svd.values.size());
-    std::vector<T> inverses(a.data.size());
+    numerical::aligned_vector<double> values(svd.values.size());
+    numerical::aligned_vector<T> inverses(a.data.size());
     stacks::small_singular_values<T>(a.count, a, values.data());
     stacks::small_pinv<T>(a.count, a, inverses.data());
     append_bits(all, svd.u);
@@ -247,8 +250,8 @@ TYPED_TEST(small_spectra, decompose_every_kind_of_hermitian_matrix_on_every_path
                                  std::to_string(i) + ", path " + std::to_string(path));
                     const matrix<TypeParam> whole = hermitian(rows_of(a.data, i, n, n));
                     const double unit = unit_of(whole);
-                    std::vector<double> values(of.values.begin() + long(i * n),
-                                               of.values.begin() + long(i * n + n));
+                    numerical::aligned_vector<double> values(of.values.begin() + long(i * n),
+                                                             of.values.begin() + long(i * n + n));
                     EXPECT_TRUE(std::is_sorted(values.begin(), values.end()));
                     for (double& value : values)
                         value *= unit;
@@ -280,8 +283,8 @@ TYPED_TEST(small_spectra, decompose_every_kind_of_matrix_on_every_path)
                                      std::to_string(path));
                         const matrix<TypeParam> whole = rows_of(a.data, i, m, n);
                         const double unit = unit_of(whole);
-                        std::vector<double> values(of.values.begin() + long(i * k),
-                                                   of.values.begin() + long(i * k + k));
+                        numerical::aligned_vector<double> values(
+                            of.values.begin() + long(i * k), of.values.begin() + long(i * k + k));
                         EXPECT_TRUE(std::is_sorted(values.rbegin(), values.rend()));
                         EXPECT_GE(values.back(), 0);
                         for (double& value : values)
@@ -300,7 +303,7 @@ TYPED_TEST(small_spectra, decompose_every_kind_of_matrix_on_every_path)
     }
 }
 
-long double product_of(const std::vector<double>& values)
+long double product_of(const numerical::aligned_vector<double>& values)
 {
     long double all = 1;
     for (const double value : values)
@@ -308,7 +311,7 @@ long double product_of(const std::vector<double>& values)
     return all;
 }
 
-long double determinant(const std::vector<double>& a)
+long double determinant(const numerical::aligned_vector<double>& a)
 {
     const auto at = [&](std::size_t i, std::size_t j) {
         return static_cast<long double>(a[3 * i + j]);
@@ -322,11 +325,11 @@ long double determinant(const std::vector<double>& a)
 // of the grades and the determinant of what is graded.
 TEST(real_small_spectra, small_values_of_graded_matrices_have_all_digits)
 {
-    const std::vector<double> grade{1, 0x1p-30, 0x1p-60};
-    const std::vector<double> regular{3, 1, 1, -1, 3, 1, 1, -1, 2};
-    const std::vector<double> definite{3, 1, 1, 1, 3, -1, 1, -1, 3};
-    std::vector<double> columns = regular;
-    std::vector<double> both = definite;
+    const numerical::aligned_vector<double> grade{1, 0x1p-30, 0x1p-60};
+    const numerical::aligned_vector<double> regular{3, 1, 1, -1, 3, 1, 1, -1, 2};
+    const numerical::aligned_vector<double> definite{3, 1, 1, 1, 3, -1, 1, -1, 3};
+    numerical::aligned_vector<double> columns = regular;
+    numerical::aligned_vector<double> both = definite;
     for (std::size_t i = 0; i < 3; ++i)
         for (std::size_t j = 0; j < 3; ++j) {
             columns[3 * i + j] *= grade[j];
@@ -348,7 +351,7 @@ TYPED_TEST(small_spectra, invert_regular_matrices_and_drop_what_rounding_left)
                                   filled<TypeParam>(9, m, n, [&, r = m, c = n](unsigned seed) {
                                       return low_rank_matrix<TypeParam>(r, c, rank, seed);
                                   })}) {
-                std::vector<TypeParam> inverses(a.data.size());
+                numerical::aligned_vector<TypeParam> inverses(a.data.size());
                 stacks::small_pinv<TypeParam>(9, a, inverses.data());
                 for (std::size_t i = 0; i < 9; ++i) {
                     const matrix<TypeParam> one = rows_of(a.data, i, m, n);
@@ -371,7 +374,7 @@ TYPED_TEST(small_spectra, values_alone_have_the_bits_of_those_with_vectors)
         for (const auto& [name, a] : cases<TypeParam>(n, n)) {
             if (name == "zero" || name == "low rank" || name == "mixed" || name == "scaled")
                 continue; // not by these methods
-            std::vector<double> values(a.count * n);
+            numerical::aligned_vector<double> values(a.count * n);
             stacks::small_eigenvalues<TypeParam>(a.count, a, values.data());
             EXPECT_TRUE(same_bits(values, eigen_of(a).values)) << name << n;
         }
@@ -488,7 +491,7 @@ TYPED_TEST(small_spectra, name_the_first_matrix_that_is_not_finite)
         const std::string end = ": the matrix holds an infinite or NaN entry at 13";
         EXPECT_EQ(failure_of([&] { eigen_of(a); }), kind + " eigendecomposition" + end);
         EXPECT_EQ(failure_of([&] { svd_of(a); }), "SVD" + end);
-        std::vector<TypeParam> inverses(360);
+        numerical::aligned_vector<TypeParam> inverses(360);
         EXPECT_EQ(failure_of([&] { stacks::small_pinv<TypeParam>(40, a, inverses.data()); }),
                   "pinv" + end);
     }

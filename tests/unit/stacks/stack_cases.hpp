@@ -2,6 +2,7 @@
 
 // Stacks that the tests run on, and the single calls that they are held against.
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/cholesky.hpp"
 #include "numerical/factor/determinant.hpp"
 #include "numerical/factor/lu.hpp"
@@ -43,7 +44,7 @@ struct dense_stack
     std::size_t count;
     std::size_t rows;
     std::size_t cols;
-    std::vector<T> data;
+    numerical::aligned_vector<T> data;
 
     operator matrix_stack<T>() const { return {data.data(), rows, cols, rows * cols}; }
 
@@ -74,28 +75,30 @@ dense_stack<T> definite_stack(std::size_t count, std::size_t n, unsigned seed)
 
 // One result of a place: the parts of its numbers.
 template <class T>
-void append_bits(std::vector<double>& out, const std::vector<T>& numbers)
+void append_bits(numerical::aligned_vector<double>& out,
+                 const numerical::aligned_vector<T>& numbers)
 {
     const auto* const parts = reinterpret_cast<const double*>(numbers.data());
     out.insert(out.end(), parts, parts + numbers.size() * sizeof(T) / sizeof(double));
 }
 
 template <class T>
-std::vector<double> bits_of(const std::vector<T>& numbers)
+numerical::aligned_vector<double> bits_of(const numerical::aligned_vector<T>& numbers)
 {
-    std::vector<double> out;
+    numerical::aligned_vector<double> out;
     append_bits(out, numbers);
     return out;
 }
 
-inline bool same_bits(const std::vector<double>& a, const std::vector<double>& b)
+inline bool same_bits(const numerical::aligned_vector<double>& a,
+                      const numerical::aligned_vector<double>& b)
 {
     return a.size() == b.size() &&
            (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0);
 }
 
 // Of one place.
-using results = std::vector<std::vector<double>>;
+using results = std::vector<numerical::aligned_vector<double>>;
 
 // An operation in both forms, each giving all results of all places, result after result.
 template <class T>
@@ -103,7 +106,8 @@ struct operation
 {
     std::string name;
     // The results of the stack of so many places.
-    std::function<std::vector<double>(std::size_t, const matrix_stack<T>&, const matrix_stack<T>&)>
+    std::function<numerical::aligned_vector<double>(std::size_t, const matrix_stack<T>&,
+                                                    const matrix_stack<T>&)>
         of_stack;
     // Those of one place.
     std::function<results(const matrix<T>&, const matrix<T>&)> of_one;
@@ -114,7 +118,7 @@ struct operation
 // What came of an operation on a stack: all its numbers, or the failure of one place.
 struct outcome
 {
-    std::vector<double> numbers;
+    numerical::aligned_vector<double> numbers;
     std::size_t failed_place = 0;
     std::string failure; // class and text, empty if there was none
 

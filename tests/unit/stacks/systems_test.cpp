@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/systems/vector_system.hpp"
 
@@ -33,7 +34,7 @@ operation<T> solution_of_vectors()
 {
     return {"solve_vectors",
             [](std::size_t count, const auto& a, const auto& b) {
-                std::vector<T> x(count * a.rows);
+                numerical::aligned_vector<T> x(count * a.rows);
                 stacks::solve_vectors(count, a, b, x.data());
                 return bits_of(x);
             },
@@ -49,7 +50,7 @@ operation<T> solution_of_matrices(std::size_t columns)
 {
     return {"solve_matrices",
             [](std::size_t count, const auto& a, const auto& b) {
-                std::vector<T> x(count * a.rows * b.cols);
+                numerical::aligned_vector<T> x(count * a.rows * b.cols);
                 stacks::solve_matrices(count, a, b, x.data());
                 return bits_of(x);
             },
@@ -65,7 +66,7 @@ operation<T> inverses()
 {
     return {"inverse",
             [](std::size_t count, const auto& a, const auto&) {
-                std::vector<T> x(count * a.rows * a.cols);
+                numerical::aligned_vector<T> x(count * a.rows * a.cols);
                 stacks::inverse(count, a, x.data());
                 return bits_of(x);
             },
@@ -80,13 +81,13 @@ operation<T> determinants()
 {
     return {"determinant",
             [](std::size_t count, const auto& a, const auto&) {
-                std::vector<T> x(count);
+                numerical::aligned_vector<T> x(count);
                 stacks::determinant(count, a, x.data());
                 return bits_of(x);
             },
             [](const auto& a, const auto&) {
-                return results{bits_of(
-                    std::vector<T>{numerical::determinant(lu_decomposition<T>(matrix<T>(a)))})};
+                return results{bits_of(numerical::aligned_vector<T>{
+                    numerical::determinant(lu_decomposition<T>(matrix<T>(a)))})};
             }};
 }
 
@@ -95,16 +96,17 @@ operation<T> signs_and_logs()
 {
     return {"slogdet",
             [](std::size_t count, const auto& a, const auto&) {
-                std::vector<T> signs(count);
-                std::vector<double> logs(count);
+                numerical::aligned_vector<T> signs(count);
+                numerical::aligned_vector<double> logs(count);
                 stacks::slogdet(count, a, signs.data(), logs.data());
-                std::vector<double> all = bits_of(signs);
+                numerical::aligned_vector<double> all = bits_of(signs);
                 append_bits(all, logs);
                 return all;
             },
             [](const auto& a, const auto&) {
                 const auto found = numerical::slogdet(lu_decomposition<T>(matrix<T>(a)));
-                return results{bits_of(std::vector<T>{found.sign}), std::vector<double>{found.log}};
+                return results{bits_of(numerical::aligned_vector<T>{found.sign}),
+                               numerical::aligned_vector<double>{found.log}};
             }};
 }
 

@@ -1,5 +1,6 @@
 #include "numerical/strided/broadcast.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "thrown.hpp"
 
@@ -63,7 +64,7 @@ tensor<double> counted(extents shape, double from)
     std::size_t count = 1;
     for (const std::size_t extent : shape)
         count *= extent;
-    std::vector<double> data(count);
+    numerical::aligned_vector<double> data(count);
     for (std::size_t i = 0; i < count; ++i)
         data[i] = from + static_cast<double>(i);
     return tensor<double>(std::move(shape), std::move(data));

@@ -1,5 +1,6 @@
 #include "numerical/strided/dense_passes.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 
 #include "matrices.hpp"
@@ -24,10 +25,10 @@ TEST(copy_on_threads, copies_every_element)
 {
     for (const std::size_t count :
          {std::size_t{0}, std::size_t{1}, std::size_t{8193}, long_count}) {
-        std::vector<double> x(count);
+        numerical::aligned_vector<double> x(count);
         std::iota(x.begin(), x.end(), 1.0);
         EXPECT_TRUE(numerical::detail::copy_on_threads(x.data(), count) == x) << count;
-        const std::vector<std::complex<double>> z(x.begin(), x.end());
+        const numerical::aligned_vector<std::complex<double>> z(x.begin(), x.end());
         EXPECT_TRUE(numerical::detail::copy_on_threads(z.data(), count) == z) << count;
     }
 }
@@ -35,7 +36,7 @@ TEST(copy_on_threads, copies_every_element)
 TEST(any_part_above_on_threads, sees_the_first_and_the_last_element)
 {
     using numerical::detail::any_part_above_on_threads;
-    std::vector<std::complex<double>> z(long_count, {1, -2});
+    numerical::aligned_vector<std::complex<double>> z(long_count, {1, -2});
     EXPECT_FALSE(any_part_above_on_threads(z.data(), z.size(), 2));
     for (const std::size_t at : {std::size_t{0}, long_count / 2, long_count - 1}) {
         z[at] = {0, -3};
@@ -49,7 +50,8 @@ TEST(require_finite, looks_at_every_element)
     using numerical::detail::require_finite;
     for (std::size_t n = 1; n < 40; ++n)
         for (std::size_t at = 0; at < n; ++at) {
-            std::vector<double> x(n, at % 2 == 0 ? 1.7e308 : -1.7e308); // sums would overflow
+            numerical::aligned_vector<double> x(n, at % 2 == 0 ? 1.7e308
+                                                               : -1.7e308); // sums would overflow
             EXPECT_NO_THROW(require_finite(numerical::matrix<double>(1, n, x), "X"));
             x[at] = at % 3 == 0 ? nan : std::numeric_limits<double>::infinity();
             EXPECT_THROW(require_finite(numerical::matrix<double>(1, n, x), "X"),
@@ -75,7 +77,7 @@ TEST(require_finite, reads_all_and_the_lower_form_only_the_triangle)
 TEST(require_finite, looks_at_every_piece_of_a_large_matrix)
 {
     using numerical::detail::require_finite;
-    numerical::matrix<double> a(1, long_count, std::vector<double>(long_count));
+    numerical::matrix<double> a(1, long_count, numerical::aligned_vector<double>(long_count));
     EXPECT_NO_THROW(require_finite(a, "X"));
     for (std::size_t at = 0; at < long_count; at += 8000) {
         a.data[at] = nan;
@@ -91,10 +93,10 @@ TEST(copy_finite, copies_what_it_checks)
     for (const auto& [rows, cols] : {std::pair{0, 0}, {1, 3}, {90, 91}, {130, 301}, {3, 9000}})
         for (const std::size_t gap : {0, 5}) {
             const std::size_t stride = std::size_t(cols) + gap;
-            std::vector<double> x(std::size_t(rows) * stride);
+            numerical::aligned_vector<double> x(std::size_t(rows) * stride);
             std::iota(x.begin(), x.end(), 1.0);
             block_view<double> a{x.data(), std::size_t(rows), std::size_t(cols), stride};
-            std::vector<double> y(x.size(), -1);
+            numerical::aligned_vector<double> y(x.size(), -1);
             const block_view<double> to{y.data(), a.rows, a.cols, stride};
             numerical::detail::copy_finite<double>(a, to, "X");
             EXPECT_TRUE(test::elements_of(a) == test::elements_of(to)) << rows << ' ' << cols;
@@ -111,8 +113,8 @@ TEST(copy_finite, refuses_infinities_and_nan_in_any_piece)
 {
     constexpr std::size_t rows = 90;
     constexpr std::size_t cols = 200;
-    std::vector<std::complex<double>> x(rows * cols);
-    std::vector<std::complex<double>> y(rows * cols);
+    numerical::aligned_vector<std::complex<double>> x(rows * cols);
+    numerical::aligned_vector<std::complex<double>> y(rows * cols);
     for (const std::size_t at : {std::size_t{0}, rows * cols / 2, rows * cols - 1}) {
         x[at] = {0, at % 2 == 0 ? nan : std::numeric_limits<double>::infinity()};
         EXPECT_EQ(text_thrown_by<numerical::non_finite_error>([&] {

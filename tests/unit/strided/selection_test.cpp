@@ -1,5 +1,6 @@
 #include "numerical/strided/selection.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 
 #include "thrown.hpp"
@@ -27,7 +28,7 @@ tensor<double> counted(std::vector<std::size_t> shape)
     std::size_t count = 1;
     for (const std::size_t extent : shape)
         count *= extent;
-    std::vector<double> data(count);
+    numerical::aligned_vector<double> data(count);
     for (std::size_t i = 0; i < count; ++i)
         data[i] = static_cast<double>(i);
     return {std::move(shape), std::move(data)};
@@ -50,7 +51,7 @@ TEST(selection, gathers_by_table_and_by_stride)
     const tensor<double> a = counted({3, 4});
     const tensor<double> taken = gather(a, rows_backwards());
     EXPECT_EQ(taken.shape, (std::vector<std::size_t>{3, 2}));
-    EXPECT_EQ(taken.data, (std::vector<double>{11, 9, 3, 1, 11, 9}));
+    EXPECT_EQ(taken.data, (numerical::aligned_vector<double>{11, 9, 3, 1, 11, 9}));
 }
 
 TEST(selection, gathers_with_the_table_innermost)
@@ -61,7 +62,7 @@ TEST(selection, gathers_with_the_table_innermost)
     at.table = {3, 1};
     at.table_axis = 1;
     at.table_rank = 1;
-    EXPECT_EQ(gather(counted({2, 4}), at).data, (std::vector<double>{3, 1, 7, 5}));
+    EXPECT_EQ(gather(counted({2, 4}), at).data, (numerical::aligned_vector<double>{3, 1, 7, 5}));
 }
 
 TEST(selection, of_no_element_gives_none)
@@ -77,23 +78,23 @@ TEST(selection, of_no_element_gives_none)
 
 TEST(selection, places_taken_twice_collect_sums_and_keep_the_last_value_set)
 {
-    const tensor<double> zeros({3, 4}, std::vector<double>(12));
+    const tensor<double> zeros({3, 4}, numerical::aligned_vector<double>(12));
     const tensor<double> values = counted({3, 2});
     const auto added = updated(zeros, rows_backwards(), update_operation::add, values);
-    EXPECT_EQ(added.data, (std::vector<double>{0, 3, 0, 2, 0, 0, 0, 0, 0, 6, 0, 4}));
+    EXPECT_EQ(added.data, (numerical::aligned_vector<double>{0, 3, 0, 2, 0, 0, 0, 0, 0, 6, 0, 4}));
     const auto set = updated(zeros, rows_backwards(), update_operation::set, values);
-    EXPECT_EQ(set.data, (std::vector<double>{0, 3, 0, 2, 0, 0, 0, 0, 0, 5, 0, 4}));
+    EXPECT_EQ(set.data, (numerical::aligned_vector<double>{0, 3, 0, 2, 0, 0, 0, 0, 0, 5, 0, 4}));
 }
 
 TEST(selection, values_broadcast_to_the_selected_shape)
 {
-    const tensor<double> zeros({3, 4}, std::vector<double>(12));
+    const tensor<double> zeros({3, 4}, numerical::aligned_vector<double>(12));
     const tensor<double> row({2}, {1, 2});
     const tensor<double> column({3, 1}, {1, 2, 3});
     EXPECT_EQ(updated(zeros, rows_backwards(), update_operation::set, row).data,
-              (std::vector<double>{0, 2, 0, 1, 0, 0, 0, 0, 0, 2, 0, 1}));
+              (numerical::aligned_vector<double>{0, 2, 0, 1, 0, 0, 0, 0, 0, 2, 0, 1}));
     EXPECT_EQ(updated(zeros, rows_backwards(), update_operation::set, column).data,
-              (std::vector<double>{0, 2, 0, 2, 0, 0, 0, 0, 0, 3, 0, 3}));
+              (numerical::aligned_vector<double>{0, 2, 0, 2, 0, 0, 0, 0, 0, 3, 0, 3}));
 }
 
 TEST(selection, values_that_do_not_broadcast_are_refused)
@@ -113,7 +114,7 @@ TEST(selection, extremes_are_nan_where_either_side_is)
     const tensor<double> a({3}, {nan, 1, 1});
     const tensor<double> b({3}, {0, nan, 2});
     for (const auto operation : {update_operation::minimum, update_operation::maximum}) {
-        const std::vector<double> result = updated(a, at, operation, b).data;
+        const numerical::aligned_vector<double> result = updated(a, at, operation, b).data;
         EXPECT_TRUE(std::isnan(result[0]) && std::isnan(result[1]));
         EXPECT_EQ(result[2], operation == update_operation::minimum ? 1 : 2);
     }
@@ -129,7 +130,7 @@ TEST(selection, complex_elements_are_multiplied)
     const tensor<complex> a({2}, {{0, 1}, {2, 0}});
     const tensor<complex> b({1}, {{0, 1}});
     EXPECT_EQ(updated(a, at, update_operation::multiply, b).data,
-              (std::vector<complex>{{0, -1}, {2, 0}}));
+              (numerical::aligned_vector<complex>{{0, -1}, {2, 0}}));
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "numerical/strided/strided_copy.hpp"
 
+#include "numerical/aligned_vector.hpp"
+
 #include <complex>
 #include <gtest/gtest.h>
 #include <numeric>
@@ -21,9 +23,9 @@ using element_types = testing::Types<double, std::complex<double>>;
 TYPED_TEST_SUITE(strided_copies, element_types);
 
 template <class T>
-std::vector<T> counted(std::size_t size)
+numerical::aligned_vector<T> counted(std::size_t size)
 {
-    std::vector<T> values(size);
+    numerical::aligned_vector<T> values(size);
     for (std::size_t i = 0; i < size; ++i)
         values[i] = static_cast<double>(i + 1);
     return values;
@@ -33,11 +35,11 @@ std::vector<T> counted(std::size_t size)
 template <class T>
 void expect_copied(const axes& of, std::size_t first)
 {
-    const std::vector<T> from = counted<T>(4000);
-    std::vector<T> expected;
+    const numerical::aligned_vector<T> from = counted<T>(4000);
+    numerical::aligned_vector<T> expected;
     numerical::detail::for_each_position<1>(
         of, {first}, [&](const offsets<1>& at) { expected.push_back(from[at[0]]); });
-    std::vector<T> by_rows(expected.size());
+    numerical::aligned_vector<T> by_rows(expected.size());
     copy_rows<T>(from.data() + first, of, block_writer<T>(0), by_rows.data());
     EXPECT_EQ(by_rows, expected);
     EXPECT_EQ(numerical::detail::strided_copy<T>(from.data() + first, of), expected);

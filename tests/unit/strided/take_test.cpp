@@ -1,5 +1,6 @@
 #include "numerical/strided/take.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "thrown.hpp"
 
@@ -28,16 +29,16 @@ tensor<double> counted(const extents& shape)
     std::size_t count = 1;
     for (const std::size_t extent : shape)
         count *= extent;
-    std::vector<double> data(count);
+    numerical::aligned_vector<double> data(count);
     for (std::size_t i = 0; i < count; ++i)
         data[i] = static_cast<double>(i);
     return tensor<double>(shape, std::move(data));
 }
 
 // Every offset computed in full, element by element.
-std::vector<double> by_definition(const tensor<double>& a, const ranges& of_axes)
+numerical::aligned_vector<double> by_definition(const tensor<double>& a, const ranges& of_axes)
 {
-    std::vector<double> out;
+    numerical::aligned_vector<double> out;
     std::vector<long> index(of_axes.size(), 0);
     for (;;) {
         long offset = 0;
@@ -88,7 +89,7 @@ TEST(take, copies_what_the_ranges_select_in_row_major_order)
             if (of_axes.back().kept)
                 kept.push_back(static_cast<std::size_t>(of_axes.back().count));
         }
-        const std::vector<double> expected = by_definition(a, of_axes);
+        const numerical::aligned_vector<double> expected = by_definition(a, of_axes);
         const tensor<double> result = take(a, of_axes);
         ASSERT_EQ(result.shape, kept);
         ASSERT_EQ(result.data, expected);
@@ -126,9 +127,9 @@ TEST(take, of_single_elements_disregards_their_steps)
     const tensor<double> a = counted({2, 3});
     for (const long step : {longest, -longest - 1, longest / 2, 0L}) {
         EXPECT_EQ(take(a, ranges{{1, step, 1, true}, {0, 1, 3, true}}).data,
-                  (std::vector<double>{3, 4, 5}));
+                  (numerical::aligned_vector<double>{3, 4, 5}));
         EXPECT_EQ(take(a, ranges{{1, step, 1, false}, {2, step, 1, true}}).data,
-                  (std::vector<double>{5}));
+                  (numerical::aligned_vector<double>{5}));
     }
 }
 

@@ -1,5 +1,6 @@
 #include "numerical/strided/transpose.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/scalar.hpp"
 
 #include <cmath>
@@ -35,9 +36,9 @@ T numbered(std::size_t i)
 }
 
 template <class T>
-std::vector<T> numbers(std::size_t size)
+numerical::aligned_vector<T> numbers(std::size_t size)
 {
-    std::vector<T> values(size);
+    numerical::aligned_vector<T> values(size);
     for (std::size_t i = 0; i < size; ++i)
         values[i] = numbered<T>(i);
     return values;
@@ -51,10 +52,10 @@ void expect_both(std::size_t rows, std::size_t cols, std::size_t start, std::siz
 {
     const T guard(-7.0);
     const std::size_t to_stride = rows + margin;
-    const std::vector<T> store = numbers<T>(start + rows * from_stride + cols);
+    const numerical::aligned_vector<T> store = numbers<T>(start + rows * from_stride + cols);
     const block_view<const T> from{store.data() + start, rows, cols, from_stride};
     for (const bool conjugates : {false, true}) {
-        std::vector<T> to(to_stride * (cols + 1) + 1, guard);
+        numerical::aligned_vector<T> to(to_stride * (cols + 1) + 1, guard);
         const block_view<T> block{to.data() + 1, cols, rows, to_stride};
         conjugates ? adjoint_into<T>(block, from) : transpose_into<T>(block, from);
         for (std::size_t i = 0; i < to.size(); ++i) {
@@ -101,7 +102,7 @@ TYPED_TEST(transposes, of_large_blocks)
 TYPED_TEST(transposes, in_place_move_every_element)
 {
     for (const std::size_t n : {0, 1, 15, 16, 17, 31, 32, 33, 64, 70}) {
-        std::vector<TypeParam> square = numbers<TypeParam>(n * n);
+        numerical::aligned_vector<TypeParam> square = numbers<TypeParam>(n * n);
         transpose_in_place(square, n);
         for (std::size_t i = 0; i < square.size(); ++i)
             ASSERT_EQ(square[i], numbered<TypeParam>(i % n * n + i / n)) << n;

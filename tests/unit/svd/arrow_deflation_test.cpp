@@ -1,5 +1,7 @@
 #include "numerical/svd/arrow_deflation.hpp"
 
+#include "numerical/aligned_vector.hpp"
+
 #include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
@@ -20,11 +22,12 @@ using indices = std::vector<std::size_t>;
 using types = std::vector<unsigned int>;
 
 // By columns: element (i, j) is [j][i].
-using columns = std::vector<std::vector<double>>;
+using columns = std::vector<numerical::aligned_vector<double>>;
 
-columns arrow_of(const std::vector<double>& diagonal, const std::vector<double>& z)
+columns arrow_of(const numerical::aligned_vector<double>& diagonal,
+                 const numerical::aligned_vector<double>& z)
 {
-    columns a(z.size(), std::vector<double>(z.size()));
+    columns a(z.size(), numerical::aligned_vector<double>(z.size()));
     for (std::size_t j = 0; j < z.size(); ++j) {
         a[j][j] = diagonal[j];
         a[j][0] = z[j];
@@ -32,7 +35,8 @@ columns arrow_of(const std::vector<double>& diagonal, const std::vector<double>&
     return a;
 }
 
-void rotate(std::vector<double>& first, std::vector<double>& second, double c, double s)
+void rotate(numerical::aligned_vector<double>& first, numerical::aligned_vector<double>& second,
+            double c, double s)
 {
     for (std::size_t i = 0; i < first.size(); ++i) {
         const double x = first[i];
@@ -95,13 +99,13 @@ TEST(arrow_deflation, first_entry_of_z_is_raised_to_the_tolerance)
 
 TEST(arrow_deflation, equal_values_are_rotated_in_both_bases)
 {
-    const std::vector<double> diagonal{0, 0.5, 0.5, 0.75};
-    const std::vector<double> z{0.5, 0.3, 0.4, 0.2};
+    const numerical::aligned_vector<double> diagonal{0, 0.5, 0.5, 0.75};
+    const numerical::aligned_vector<double> z{0.5, 0.3, 0.4, 0.2};
     torn_problem torn{1, 1.0, 1.0, z};
     const arrow_deflation deflation(diagonal, torn, 4);
     EXPECT_EQ(deflation.partition.active, (indices{0, 2, 3}));
     EXPECT_EQ(deflation.partition.deflated, (indices{1}));
-    EXPECT_EQ(torn.z, (std::vector<double>{0.5, 0, 0.5, 0.2}));
+    EXPECT_EQ(torn.z, (numerical::aligned_vector<double>{0.5, 0, 0.5, 0.2}));
     EXPECT_EQ(deflation.left_type, (types{torn_row, upper | lower, upper | lower, lower}));
     EXPECT_EQ(deflation.right_type, (types{upper | lower, upper | lower, upper | lower, lower}));
     const columns left =
@@ -114,14 +118,14 @@ TEST(arrow_deflation, equal_values_are_rotated_in_both_bases)
 
 TEST(arrow_deflation, zero_values_are_rotated_into_the_first_column_of_the_right_basis)
 {
-    const std::vector<double> diagonal{0, 0, 0.5};
-    const std::vector<double> z{0.3, 0.4, 0.2};
+    const numerical::aligned_vector<double> diagonal{0, 0, 0.5};
+    const numerical::aligned_vector<double> z{0.3, 0.4, 0.2};
     torn_problem torn{1, 1.0, 1.0, z};
     const arrow_deflation deflation(diagonal, torn, 3);
     EXPECT_EQ(deflation.partition.active, (indices{0, 2}));
     EXPECT_EQ(deflation.partition.deflated, (indices{1}));
     EXPECT_TRUE(deflation.left_rotations.empty());
-    EXPECT_EQ(torn.z, (std::vector<double>{0.5, 0, 0.2}));
+    EXPECT_EQ(torn.z, (numerical::aligned_vector<double>{0.5, 0, 0.2}));
     EXPECT_EQ(deflation.right_type, (types{upper | lower, upper | lower, lower}));
     const columns left = rotated(arrow_of(diagonal, z), {}, deflation.right_rotations);
     const columns expected = arrow_of(diagonal, torn.z);

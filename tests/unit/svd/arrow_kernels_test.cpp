@@ -1,6 +1,7 @@
 #include "numerical/svd/arrow_kernels.hpp"
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "paths.hpp"
 
 #include <gtest/gtest.h>
@@ -15,9 +16,9 @@ constexpr std::size_t most = 21; // beyond two turns of four vectors and every r
 // Ascending poles from 0 on, each value a quarter of a gap above its own.
 struct problem
 {
-    std::vector<double> d{0};
-    std::vector<double> gap;
-    std::vector<double> z;
+    numerical::aligned_vector<double> d{0};
+    numerical::aligned_vector<double> gap;
+    numerical::aligned_vector<double> z;
 
     explicit problem(std::size_t size) : z(test::random_vector<double>(size, 4))
     {
@@ -53,8 +54,8 @@ TEST(arrow_kernels, ratios_of_squares_are_multiplied_in_ascending_order)
     const problem p(most + 9);
     for (const arrow_kernels& kernels : available_kernels())
         for (std::size_t count = 0; count <= most; ++count) {
-            std::vector<double> square(count + 1, guard);
-            std::vector<double> want(count + 1, guard);
+            numerical::aligned_vector<double> square(count + 1, guard);
+            numerical::aligned_vector<double> want(count + 1, guard);
             for (std::size_t i = 0; i < count; ++i)
                 for (std::size_t j = most + 2; j < most + 9; ++j)
                     want[i] *=
@@ -69,12 +70,12 @@ TEST(arrow_kernels, row_is_divided_by_the_distances_and_its_squares_are_added)
     const problem p(most + 3);
     for (const arrow_kernels& kernels : available_kernels())
         for (std::size_t count = 0; count <= most; ++count) {
-            std::vector<double> row(count + 1, guard);
-            std::vector<double> right(count + 1, guard);
-            std::vector<double> left(count + 1, guard);
-            std::vector<double> want_row = row;
-            std::vector<double> want_right = right;
-            std::vector<double> want_left = left;
+            numerical::aligned_vector<double> row(count + 1, guard);
+            numerical::aligned_vector<double> right(count + 1, guard);
+            numerical::aligned_vector<double> left(count + 1, guard);
+            numerical::aligned_vector<double> want_row = row;
+            numerical::aligned_vector<double> want_right = right;
+            numerical::aligned_vector<double> want_left = left;
             for (std::size_t q = 0; q < count; ++q) {
                 const double x = p.z[3] / p.distance(3, q + 2);
                 want_row[q] = x;
@@ -98,8 +99,8 @@ TEST(arrow_kernels, row_is_scaled_and_divided_by_the_norms)
     const problem p(most);
     for (const arrow_kernels& kernels : available_kernels())
         for (std::size_t count = 0; count <= most; ++count) {
-            std::vector<double> out(count + 1, guard);
-            std::vector<double> want(count + 1, guard);
+            numerical::aligned_vector<double> out(count + 1, guard);
+            numerical::aligned_vector<double> want(count + 1, guard);
             for (std::size_t q = 0; q < count; ++q)
                 want[q] = p.d[5] * p.z[q] / p.gap[q];
             kernels.normalise_row(out.data(), p.z.data(), p.d[5], p.gap.data(), count);

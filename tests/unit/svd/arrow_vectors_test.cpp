@@ -1,5 +1,6 @@
 #include "numerical/svd/arrow_vectors.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "paths.hpp"
 #include "svd_cases.hpp"
@@ -22,10 +23,10 @@ using numerical::detail::solve_arrow;
 // Poles `spread` apart in relation, the first of them 0.
 small_arrow solved(std::size_t size, double spread)
 {
-    std::vector<double> d(size);
+    numerical::aligned_vector<double> d(size);
     for (std::size_t i = 1; i < size; ++i)
         d[i] = std::pow(spread, static_cast<double>(size - i));
-    std::vector<double> z = test::random_vector<double>(size, unsigned(size));
+    numerical::aligned_vector<double> z = test::random_vector<double>(size, unsigned(size));
     for (double& x : z)
         x += std::copysign(0.1, x);
     std::vector<std::size_t> all(size);
@@ -35,7 +36,7 @@ small_arrow solved(std::size_t size, double spread)
 
 matrix<double> matrix_of(const small_vector_rows& fill_row, std::size_t rows, std::size_t cols)
 {
-    std::vector<double> a(rows * cols);
+    numerical::aligned_vector<double> a(rows * cols);
     for (std::size_t i = 0; i < rows; ++i)
         fill_row(i, a.data() + i * cols);
     return {rows, cols, a};
@@ -49,7 +50,7 @@ TEST(arrow_vectors, decompose_the_arrow)
             for (const double spread : {0.99, 0.5}) {
                 const small_arrow arrow = solved(size, spread);
                 EXPECT_TRUE(std::is_sorted(arrow.values.begin(), arrow.values.end()));
-                std::vector<double> store(size * size);
+                numerical::aligned_vector<double> store(size * size);
                 const arrow_vectors vectors(arrow, {0, size}, column_order::ascending,
                                             store.data());
                 const matrix<double> v = matrix_of(vectors.right_rows(), size, size);
@@ -71,13 +72,13 @@ TEST(arrow_vectors, of_some_values_are_those_among_all)
 {
     constexpr std::size_t size = 40;
     const small_arrow arrow = solved(size, 0.9);
-    std::vector<double> store(size * size);
+    numerical::aligned_vector<double> store(size * size);
     const arrow_vectors vectors(arrow, {0, size}, column_order::ascending, store.data());
     const matrix<double> u = matrix_of(vectors.left_rows(), size, size);
     const matrix<double> v = matrix_of(vectors.right_rows(), size, size);
     for (const index_range& range :
          {index_range{0, 1}, index_range{3, 39}, index_range{39, 40}, index_range{5, 5}}) {
-        std::vector<double> part(size * range.count());
+        numerical::aligned_vector<double> part(size * range.count());
         const arrow_vectors some(arrow, range, column_order::ascending, part.data());
         const auto some_u = matrix_of(some.left_rows(), size, range.count());
         const auto some_v = matrix_of(some.right_rows(), size, range.count());
@@ -94,8 +95,8 @@ TEST(arrow_vectors, descend_as_the_mirror_image)
 {
     constexpr std::size_t size = 35;
     const small_arrow arrow = solved(size, 0.9);
-    std::vector<double> up(size * size);
-    std::vector<double> down(size * size);
+    numerical::aligned_vector<double> up(size * size);
+    numerical::aligned_vector<double> down(size * size);
     const arrow_vectors rising(arrow, {0, size}, column_order::ascending, up.data());
     const arrow_vectors falling(arrow, {0, size}, column_order::descending, down.data());
     matrix<double> u = matrix_of(rising.left_rows(), size, size);
@@ -115,7 +116,7 @@ TEST(arrow_vectors, have_the_same_bits_on_every_path)
         for (const int path : test::available_paths()) {
             const test::path_limit limit(path);
             const small_arrow arrow = solved(size, 0.8);
-            std::vector<double> store(size * size);
+            numerical::aligned_vector<double> store(size * size);
             const arrow_vectors vectors(arrow, {0, size}, column_order::ascending, store.data());
             const matrix<double> u = matrix_of(vectors.left_rows(), size, size);
             const matrix<double> v = matrix_of(vectors.right_rows(), size, size);

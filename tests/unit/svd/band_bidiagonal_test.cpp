@@ -1,5 +1,6 @@
 #include "numerical/svd/band_bidiagonal.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/svd/dqds.hpp"
 #include "numerical/svd/values_only.hpp"
 #include "order_one.hpp"
@@ -27,7 +28,7 @@ using element_types = testing::Types<double, std::complex<double>>;
 TYPED_TEST_SUITE(upper_bands, element_types);
 
 template <class T>
-std::vector<double> values_by_band(const matrix<T>& a, std::size_t width)
+numerical::aligned_vector<double> values_by_band(const matrix<T>& a, std::size_t width)
 {
     upper_band<T> band = reduce_to_band(a.data, a.rows, width);
     const auto [d, e] = narrow_band(band);

@@ -1,5 +1,6 @@
 #include "numerical/svd/bidiagonal_divide.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/svd/bidiagonal_qr.hpp"
@@ -24,15 +25,16 @@ using test::matrix;
 struct bidiagonal_matrix
 {
     std::string name;
-    std::vector<double> d;
-    std::vector<double> e;
+    numerical::aligned_vector<double> d;
+    numerical::aligned_vector<double> e;
 };
 
 bidiagonal_matrix made_of(std::string name, std::size_t n,
                           const std::function<double(std::size_t)>& diagonal,
                           const std::function<double(std::size_t)>& superdiagonal)
 {
-    bidiagonal_matrix out{std::move(name), std::vector<double>(n), std::vector<double>(n)};
+    bidiagonal_matrix out{std::move(name), numerical::aligned_vector<double>(n),
+                          numerical::aligned_vector<double>(n)};
     for (std::size_t i = 0; i < n; ++i) {
         out.d[i] = diagonal(i);
         out.e[i] = i + 1 < n ? superdiagonal(i) : 0.0;
@@ -83,15 +85,15 @@ std::vector<bidiagonal_matrix> hard_bidiagonals(std::size_t n)
 
 struct divide_result
 {
-    std::vector<double> d;
-    std::vector<double> left;
-    std::vector<double> right;
+    numerical::aligned_vector<double> d;
+    numerical::aligned_vector<double> left;
+    numerical::aligned_vector<double> right;
 };
 
 divide_result solved(const bidiagonal_matrix& b)
 {
     const std::size_t n = b.d.size();
-    divide_result out{b.d, std::vector<double>(n * n), {}};
+    divide_result out{b.d, numerical::aligned_vector<double>(n * n), {}};
     for (std::size_t i = 0; i < n; ++i)
         out.left[i * n + i] = 1;
     out.right = out.left;
@@ -144,12 +146,12 @@ TEST(bidiagonal_divide, agrees_with_the_iteration)
         for (const bidiagonal_matrix& b : hard_bidiagonals(n)) {
             if (b.name == "small") // the iteration takes what is below 1e-292 for zero
                 continue;
-            std::vector<double> d = b.d;
-            std::vector<double> e = b.e;
-            std::vector<double> left(n * n);
-            std::vector<double> right(n * n);
+            numerical::aligned_vector<double> d = b.d;
+            numerical::aligned_vector<double> e = b.e;
+            numerical::aligned_vector<double> left(n * n);
+            numerical::aligned_vector<double> right(n * n);
             numerical::detail::bidiagonal_qr(d, e, left, right, n, 30 * n);
-            const std::vector<double> values = bidiagonal_values(b.d, b.e, n);
+            const numerical::aligned_vector<double> values = bidiagonal_values(b.d, b.e, n);
             for (std::size_t i = 0; i < n; ++i)
                 EXPECT_NEAR(values[i], d[i], 1e-14 * d[0]) << b.name << ", " << n << ", " << i;
         }
@@ -216,7 +218,7 @@ TEST(multiply_real_left, multiplies_both_parts_of_complex_elements)
     const std::size_t n = 9;
     const auto a = test::integer_vector<double>(n * n, 1);
     const auto b = test::integer_vector<complex>(n * n, 2);
-    std::vector<complex> product = b;
+    numerical::aligned_vector<complex> product = b;
     numerical::detail::multiply_real_left(a, product, n);
     for (std::size_t i = 0; i < n; ++i)
         for (std::size_t j = 0; j < n; ++j) {

@@ -1,5 +1,6 @@
 #include "numerical/svd/bidiagonal_qr.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "svd_cases.hpp"
@@ -19,9 +20,9 @@ using numerical::detail::bidiagonal_qr;
 using numerical::detail::row_operation_span;
 using test::matrix;
 
-std::vector<double> identity(std::size_t n)
+numerical::aligned_vector<double> identity(std::size_t n)
 {
-    std::vector<double> a(n * n);
+    numerical::aligned_vector<double> a(n * n);
     for (std::size_t i = 0; i < n; ++i)
         a[i * n + i] = 1;
     return a;
@@ -30,12 +31,13 @@ std::vector<double> identity(std::size_t n)
 // Of identities as bases, so that B = leftᵀ·diag(d)·right.
 struct qr_result
 {
-    std::vector<double> d;
-    std::vector<double> left;
-    std::vector<double> right;
+    numerical::aligned_vector<double> d;
+    numerical::aligned_vector<double> left;
+    numerical::aligned_vector<double> right;
 };
 
-qr_result solved(std::vector<double> d, std::vector<double> e, std::size_t max_steps)
+qr_result solved(numerical::aligned_vector<double> d, numerical::aligned_vector<double> e,
+                 std::size_t max_steps)
 {
     const std::size_t n = d.size();
     qr_result out{std::move(d), identity(n), identity(n)};
@@ -43,13 +45,14 @@ qr_result solved(std::vector<double> d, std::vector<double> e, std::size_t max_s
     return out;
 }
 
-qr_result solved(const std::vector<double>& d, const std::vector<double>& e)
+qr_result solved(const numerical::aligned_vector<double>& d,
+                 const numerical::aligned_vector<double>& e)
 {
     return solved(d, e, 30 * d.size());
 }
 
-void expect_svd_of(const std::vector<double>& d, const std::vector<double>& e,
-                   const qr_result& result)
+void expect_svd_of(const numerical::aligned_vector<double>& d,
+                   const numerical::aligned_vector<double>& e, const qr_result& result)
 {
     const std::size_t n = d.size();
     const auto b = test::filled<double>(n, n, [&](std::size_t i, std::size_t j) {
@@ -76,9 +79,9 @@ TEST(bidiagonal_qr, of_order_zero_does_nothing)
 TEST(bidiagonal_qr, sign_of_a_single_entry_goes_to_the_right_basis)
 {
     const qr_result result = solved({-2}, {0}, 0);
-    EXPECT_EQ(result.d, std::vector<double>{2});
-    EXPECT_EQ(result.left, std::vector<double>{1});
-    EXPECT_EQ(result.right, std::vector<double>{-1});
+    EXPECT_EQ(result.d, numerical::aligned_vector<double>{2});
+    EXPECT_EQ(result.left, numerical::aligned_vector<double>{1});
+    EXPECT_EQ(result.right, numerical::aligned_vector<double>{-1});
 }
 
 TEST(bidiagonal_qr, two_by_two_has_the_known_values)
@@ -91,8 +94,9 @@ TEST(bidiagonal_qr, two_by_two_has_the_known_values)
 
 TEST(bidiagonal_qr, zeros_on_the_diagonal_deflate_without_a_step)
 {
-    for (const std::vector<double>& d : {std::vector<double>{3, 0}, {0, 4}}) {
-        const std::vector<double> e{4, 0};
+    for (const numerical::aligned_vector<double>& d :
+         {numerical::aligned_vector<double>{3, 0}, {0, 4}}) {
+        const numerical::aligned_vector<double> e{4, 0};
         const qr_result result = solved(d, e, 0);
         EXPECT_DOUBLE_EQ(result.d[0], std::hypot(d[0] + d[1], 4.0));
         EXPECT_EQ(result.d[1], 0);
@@ -103,8 +107,8 @@ TEST(bidiagonal_qr, zeros_on_the_diagonal_deflate_without_a_step)
 TEST(bidiagonal_qr, zero_inside_a_block_splits_it)
 {
     for (std::size_t zero = 0; zero < 6; ++zero) {
-        std::vector<double> d{1, 2, 3, 4, 5, 6};
-        const std::vector<double> e{1, -1, 2, 1, 3, 0};
+        numerical::aligned_vector<double> d{1, 2, 3, 4, 5, 6};
+        const numerical::aligned_vector<double> e{1, -1, 2, 1, 3, 0};
         d[zero] = 0;
         const qr_result result = solved(d, e);
         EXPECT_LT(result.d[5], 1e-14);
@@ -115,8 +119,9 @@ TEST(bidiagonal_qr, zero_inside_a_block_splits_it)
 TEST(bidiagonal_qr, equal_values_keep_their_order)
 {
     const qr_result result = solved({1, 2, 2, 1}, {0, 0, 0, 0}, 0);
-    EXPECT_EQ(result.d, (std::vector<double>{2, 2, 1, 1}));
-    const std::vector<double> expected{0, 1, 0, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0, 0, 1};
+    EXPECT_EQ(result.d, (numerical::aligned_vector<double>{2, 2, 1, 1}));
+    const numerical::aligned_vector<double> expected{0, 1, 0, 0, 0, 0, 1, 0,
+                                                     1, 0, 0, 0, 0, 0, 0, 1};
     EXPECT_EQ(result.left, expected);
     EXPECT_EQ(result.right, expected);
 }
@@ -129,10 +134,10 @@ TEST(bidiagonal_qr, entries_below_the_least_square_count_as_zero)
 
 TEST(bidiagonal_qr, out_of_steps_leaves_the_bases)
 {
-    std::vector<double> d{1, 1, 1};
-    std::vector<double> e{1, 1, 0};
-    std::vector<double> left = identity(3);
-    std::vector<double> right = identity(3);
+    numerical::aligned_vector<double> d{1, 1, 1};
+    numerical::aligned_vector<double> e{1, 1, 0};
+    numerical::aligned_vector<double> left = identity(3);
+    numerical::aligned_vector<double> right = identity(3);
     EXPECT_EQ(
         test::text_thrown_by<convergence_error>([&] { bidiagonal_qr(d, e, left, right, 3, 0); }),
         "SVD: the bidiagonal QR iteration did not converge within its steps");
@@ -145,9 +150,9 @@ TEST(bidiagonal_qr, out_of_steps_leaves_the_bases)
 
 TEST(bidiagonal_qr, two_zeros_and_an_underflowing_bulge_give_no_nan)
 {
-    std::vector<double> d(30, 1.0);
+    numerical::aligned_vector<double> d(30, 1.0);
     d[29] = d[3] = 0;
-    std::vector<double> e(30, 1e-15);
+    numerical::aligned_vector<double> e(30, 1e-15);
     e[29] = 0;
     expect_svd_of(d, e, solved(d, e));
 }
@@ -161,8 +166,8 @@ TEST(bidiagonal_qr, converges_on_matrices_graded_upwards)
     };
 
     for (const auto& [n, step] : {grading{10, 1e15}, {21, 1e8}, {40, 1e3}, {129, 10}}) {
-        std::vector<double> d(n);
-        std::vector<double> e(n);
+        numerical::aligned_vector<double> d(n);
+        numerical::aligned_vector<double> e(n);
         for (std::size_t i = 0; i < n; ++i)
             d[i] = std::pow(step, -double(n - 1 - i));
         for (std::size_t i = 0; i + 1 < n; ++i)
@@ -244,8 +249,8 @@ TEST(bidiagonal_qr, complex_bases_turn_like_real_ones)
     const qr_result real = solved(d, e);
     auto values = d;
     const auto start = identity(n);
-    std::vector<complex> left(start.begin(), start.end());
-    std::vector<complex> right = left;
+    numerical::aligned_vector<complex> left(start.begin(), start.end());
+    numerical::aligned_vector<complex> right = left;
     for (complex& x : right)
         x *= complex(0, 1);
     bidiagonal_qr(values, e, left, right, n, 30 * n);

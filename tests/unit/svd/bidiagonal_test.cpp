@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/svd/bidiagonal.hpp"
 
@@ -42,7 +43,7 @@ struct reduced
     matrix<T> product() const
     {
         const std::size_t n = form.order;
-        matrix<T> b(n, n, std::vector<T>(n * n));
+        matrix<T> b(n, n, numerical::aligned_vector<T>(n * n));
         for (std::size_t i = 0; i < n; ++i) {
             b.data[i * n + i] = form.d[i];
             if (i + 1 < n)
@@ -137,8 +138,8 @@ TYPED_TEST(bidiagonal, upper_bidiagonal_matrix_is_its_own_form)
             return i == j ? 2.0 : (j == i + 1 ? 3.0 : 0.0);
         });
         const reduced<TypeParam> result(bidiagonalize(a.data, n));
-        EXPECT_EQ(result.form.d, std::vector<double>(n, 2.0));
-        std::vector<double> e(n, 3.0);
+        EXPECT_EQ(result.form.d, numerical::aligned_vector<double>(n, 2.0));
+        numerical::aligned_vector<double> e(n, 3.0);
         e.back() = 0;
         EXPECT_EQ(result.form.e, e);
         for (std::size_t k = 0; k < n; ++k) {
@@ -162,7 +163,7 @@ TYPED_TEST(bidiagonal, negative_diagonal_turns_positive_by_the_left_phase)
     const auto a = test::filled<TypeParam>(
         3, 3, [](std::size_t i, std::size_t j) { return i == j ? -double(i + 1) : 0.0; });
     const reduced<TypeParam> result(bidiagonalize(a.data, 3));
-    EXPECT_EQ(result.form.d, (std::vector<double>{1, 2, 3}));
+    EXPECT_EQ(result.form.d, (numerical::aligned_vector<double>{1, 2, 3}));
     for (std::size_t i = 0; i < 3; ++i) {
         EXPECT_EQ(result.bases.left[i * 3 + i], TypeParam(-1));
         EXPECT_EQ(result.bases.right[i * 3 + i], TypeParam(1));
@@ -202,13 +203,13 @@ TYPED_TEST(bidiagonal, bits_do_not_depend_on_the_number_of_threads)
 
 TEST(bidiagonal_of_order_one, has_the_modulus_and_the_phase)
 {
-    const reduced<double> real(bidiagonalize(std::vector<double>{-3}, 1));
+    const reduced<double> real(bidiagonalize(numerical::aligned_vector<double>{-3}, 1));
     EXPECT_EQ(real.form.d[0], 3);
     EXPECT_EQ(real.bases.left[0], -1);
     EXPECT_EQ(real.bases.right[0], 1);
 
     using complex = std::complex<double>;
-    const reduced<complex> turned(bidiagonalize(std::vector<complex>{{0, 2}}, 1));
+    const reduced<complex> turned(bidiagonalize(numerical::aligned_vector<complex>{{0, 2}}, 1));
     EXPECT_EQ(turned.form.d[0], 2);
     EXPECT_EQ(turned.bases.left[0], complex(0, 1));
     EXPECT_EQ(turned.bases.right[0], complex(1));
@@ -219,7 +220,7 @@ TEST(bidiagonal_of_blocked_order, keeps_the_signs_of_real_reflections)
     const std::size_t n = fixed_blocking<double>.least_order;
     const auto form = bidiagonalize(test::random_vector<double>(n * n, 6), n);
     EXPECT_LT(*std::min_element(form.d.begin(), form.d.end()), 0);
-    EXPECT_EQ(form.left_phases, std::vector<double>(n, 1.0));
+    EXPECT_EQ(form.left_phases, numerical::aligned_vector<double>(n, 1.0));
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "numerical/svd/dqds.hpp"
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "ratios.hpp"
 #include "thrown.hpp"
@@ -13,7 +14,7 @@
 namespace {
 
 using numerical::detail::dqds_values;
-using numbers = std::vector<double>;
+using numbers = numerical::aligned_vector<double>;
 
 struct bidiagonal
 {

@@ -1,5 +1,6 @@
 #include "numerical/svd/leading_triplets.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/svd/bidiagonal_divide.hpp"
@@ -43,7 +44,7 @@ double largest_entry(const matrix<T>& a)
 
 // ‖A·X - Y·S‖/(n·‖A‖·ε) for A divided by its largest entry, and S with it.
 template <class T>
-double residual_ratio(matrix<T> a, const matrix<T>& x, const std::vector<double>& s,
+double residual_ratio(matrix<T> a, const matrix<T>& x, const numerical::aligned_vector<double>& s,
                       const matrix<T>& y)
 {
     const double scale = largest_entry(a);

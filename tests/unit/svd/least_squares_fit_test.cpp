@@ -1,5 +1,6 @@
 #include "numerical/svd/least_squares_fit.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/svd/least_squares.hpp"
 #include "numerical/svd/pseudo_inverse.hpp"
@@ -36,11 +37,11 @@ double default_cutoff(const matrix<T>& a)
 
 // The singular values, whichever way the fit tells them.
 template <class T>
-std::vector<double> values_of(const least_squares_fit<T>& fit)
+numerical::aligned_vector<double> values_of(const least_squares_fit<T>& fit)
 {
     if (!fit.values.empty())
         return fit.values;
-    std::vector<double> values = numerical::singular_values_only(fit.triangle);
+    numerical::aligned_vector<double> values = numerical::singular_values_only(fit.triangle);
     for (double& value : values)
         value *= fit.scale;
     return values;
@@ -123,7 +124,7 @@ TYPED_TEST(least_squares_fits, tell_what_the_solution_misses)
 
 TYPED_TEST(least_squares_fits, leave_out_values_up_to_the_cutoff)
 {
-    matrix<TypeParam> a(4, 3, std::vector<TypeParam>(12));
+    matrix<TypeParam> a(4, 3, numerical::aligned_vector<TypeParam>(12));
     a.data[0] = 8;
     a.data[4] = 2;
     a.data[8] = 1;
@@ -144,13 +145,14 @@ TYPED_TEST(least_squares_fits, leave_out_values_up_to_the_cutoff)
 TYPED_TEST(least_squares_fits, of_zero_and_empty_matrices_are_zero)
 {
     for (const auto& [rows, cols] : {test::extents{3, 2}, {2, 3}, {0, 2}, {2, 0}, {0, 0}}) {
-        const matrix<TypeParam> a(rows, cols, std::vector<TypeParam>(rows * cols));
-        const matrix<TypeParam> b(rows, 2, std::vector<TypeParam>(rows * 2, TypeParam(2)));
+        const matrix<TypeParam> a(rows, cols, numerical::aligned_vector<TypeParam>(rows * cols));
+        const matrix<TypeParam> b(rows, 2,
+                                  numerical::aligned_vector<TypeParam>(rows * 2, TypeParam(2)));
         const auto fit = fit_least_squares(a, b, eps);
-        EXPECT_EQ(fit.x.data, std::vector<TypeParam>(cols * 2));
-        EXPECT_EQ(values_of(fit), std::vector<double>(std::min(rows, cols), 0.0));
+        EXPECT_EQ(fit.x.data, numerical::aligned_vector<TypeParam>(cols * 2));
+        EXPECT_EQ(values_of(fit), numerical::aligned_vector<double>(std::min(rows, cols), 0.0));
         if (cols == 0) {
-            EXPECT_EQ(fit.missed, std::vector<double>(2, 4.0 * double(rows)));
+            EXPECT_EQ(fit.missed, numerical::aligned_vector<double>(2, 4.0 * double(rows)));
         }
     }
 }

@@ -1,5 +1,6 @@
 #include "numerical/svd/least_squares.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/svd/pseudo_inverse.hpp"
@@ -72,9 +73,10 @@ void expect_least_squares(const matrix<T>& a, const matrix<T>& b, const matrix<T
     ASSERT_EQ(x.cols, b.cols);
     const auto residual = difference(test::reference_product(a, x), b);
     const auto normal = test::reference_product(adjoint(a), residual);
-    EXPECT_LT(test::largest_difference(
-                  normal, matrix<T>(a.cols, b.cols, std::vector<T>(normal.data.size()))),
-              1e-11);
+    EXPECT_LT(
+        test::largest_difference(
+            normal, matrix<T>(a.cols, b.cols, numerical::aligned_vector<T>(normal.data.size()))),
+        1e-11);
     const auto projected = test::reference_product(pinv(a), test::reference_product(a, x));
     EXPECT_LT(test::largest_difference(projected, x), 1e-10);
 }
@@ -139,12 +141,12 @@ TYPED_TEST(least_squares, without_right_sides_have_no_columns)
 TYPED_TEST(least_squares, of_a_zero_or_empty_matrix_are_zero)
 {
     for (const auto& [rows, cols] : {test::extents{3, 2}, {2, 3}, {0, 2}, {2, 0}, {0, 0}}) {
-        const matrix<TypeParam> a(rows, cols, std::vector<TypeParam>(rows * cols));
+        const matrix<TypeParam> a(rows, cols, numerical::aligned_vector<TypeParam>(rows * cols));
         const auto b = test::random_matrix<TypeParam>(rows, 4, 5);
         EXPECT_FALSE(goes_by_qr(a));
         const auto x = lstsq(a, b);
         EXPECT_EQ(x.rows, cols);
-        EXPECT_EQ(x.data, std::vector<TypeParam>(cols * 4));
+        EXPECT_EQ(x.data, numerical::aligned_vector<TypeParam>(cols * 4));
     }
 }
 
@@ -222,8 +224,9 @@ TYPED_TEST(least_squares, do_not_overflow_with_sums_of_right_sides)
     const double big = 1e308;
     const matrix<TypeParam> ones(2, 1, {1, 1});
     EXPECT_NEAR(std::abs(lstsq(ones, matrix<TypeParam>(2, 1, {big, big})).data[0]) / big, 1, 1e-15);
-    const matrix<TypeParam> deficient(4, 2, std::vector<TypeParam>(8, 1));
-    const auto x = lstsq(deficient, matrix<TypeParam>(4, 1, std::vector<TypeParam>(4, big)));
+    const matrix<TypeParam> deficient(4, 2, numerical::aligned_vector<TypeParam>(8, 1));
+    const auto x =
+        lstsq(deficient, matrix<TypeParam>(4, 1, numerical::aligned_vector<TypeParam>(4, big)));
     for (const TypeParam& element : x.data)
         EXPECT_NEAR(std::abs(element) / big, 0.5, 1e-15);
 }
@@ -261,7 +264,7 @@ TYPED_TEST(least_squares, of_matrices_whose_reciprocals_overflow)
     const double least = std::numeric_limits<double>::denorm_min();
     const matrix<TypeParam> diagonal(2, 2, {least, 0, 0, 2 * least});
     const auto x = lstsq(diagonal, matrix<TypeParam>(2, 1, {6 * least, 6 * least}));
-    EXPECT_EQ(x.data, (std::vector<TypeParam>{6, 3}));
+    EXPECT_EQ(x.data, (numerical::aligned_vector<TypeParam>{6, 3}));
 }
 
 TEST(complex_least_squares, of_entries_whose_modulus_overflows)
@@ -284,10 +287,10 @@ TYPED_TEST(least_squares, check_sizes_before_finiteness)
     matrix<TypeParam> a = test::random_matrix<TypeParam>(3, 2, 10);
     a.data[0] = nan;
     EXPECT_EQ(test::text_thrown_by<dimension_error>(
-                  [&] { lstsq(a, vector<TypeParam>{std::vector<TypeParam>(2)}); }),
+                  [&] { lstsq(a, vector<TypeParam>{numerical::aligned_vector<TypeParam>(2)}); }),
               "lstsq: right-hand side size differs from the matrix");
     EXPECT_EQ(test::text_thrown_by<non_finite_error>(
-                  [&] { lstsq(a, vector<TypeParam>{std::vector<TypeParam>(3)}); }),
+                  [&] { lstsq(a, vector<TypeParam>{numerical::aligned_vector<TypeParam>(3)}); }),
               "lstsq: the matrix holds an infinite or NaN entry");
 }
 
@@ -308,7 +311,8 @@ TYPED_TEST(least_squares, bits_do_not_depend_on_the_number_of_threads)
     const auto b = test::random_matrix<TypeParam>(160, 5, 16);
     const auto all = [&](std::size_t threads) {
         const test::thread_limit limit(threads);
-        return std::vector<std::vector<TypeParam>>{lstsq(a, b).data, lstsq(deficient, b).data};
+        return std::vector<numerical::aligned_vector<TypeParam>>{lstsq(a, b).data,
+                                                                 lstsq(deficient, b).data};
     };
     const auto one = all(1);
     for (const std::size_t threads : test::thread_counts)

@@ -1,5 +1,6 @@
 #include "numerical/svd/one_sided_jacobi.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "svd_cases.hpp"
@@ -19,9 +20,9 @@ using test::svd_decomposition;
 using test::svd_method;
 
 template <class T>
-std::vector<T> identity(std::size_t n)
+numerical::aligned_vector<T> identity(std::size_t n)
 {
-    std::vector<T> a(n * n);
+    numerical::aligned_vector<T> a(n * n);
     for (std::size_t i = 0; i < n; ++i)
         a[i * n + i] = T(1);
     return a;
@@ -55,7 +56,7 @@ TYPED_TEST(jacobi, makes_the_columns_orthogonal_by_the_rotations_it_returns)
 
 TYPED_TEST(jacobi, out_of_sweeps_is_reported_even_when_the_last_one_would_have_done)
 {
-    const std::vector<TypeParam> a{1, 1, 0, 1};
+    const numerical::aligned_vector<TypeParam> a{1, 1, 0, 1};
     const auto within = [&](std::size_t sweeps) {
         auto rotated = a;
         auto v = identity<TypeParam>(2);

@@ -1,5 +1,6 @@
 #include "numerical/svd/pseudo_inverse.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "paths.hpp"
@@ -60,10 +61,10 @@ TYPED_TEST(pseudo_inverses, meet_the_four_conditions)
 TYPED_TEST(pseudo_inverses, of_zero_are_zero)
 {
     for (const auto invert : TestFixture::both) {
-        const auto p = invert(matrix<TypeParam>(3, 2, std::vector<TypeParam>(6)));
+        const auto p = invert(matrix<TypeParam>(3, 2, numerical::aligned_vector<TypeParam>(6)));
         EXPECT_EQ(p.rows, 2U);
         EXPECT_EQ(p.cols, 3U);
-        EXPECT_EQ(p.data, std::vector<TypeParam>(6));
+        EXPECT_EQ(p.data, numerical::aligned_vector<TypeParam>(6));
         EXPECT_EQ(invert(matrix<TypeParam>(0, 3, {})).rows, 3U);
     }
 }
@@ -87,7 +88,7 @@ TYPED_TEST(pseudo_inverses, of_matrices_whose_reciprocals_overflow)
         for (const TypeParam& element : invert(a).data)
             EXPECT_NEAR(std::abs(element) * tiny, 0.5, 1e-12);
         EXPECT_EQ(invert(matrix<TypeParam>(2, 2, {least, 0, 0, 2 * least})).data,
-                  (std::vector<TypeParam>{infinity, 0, 0, infinity}));
+                  (numerical::aligned_vector<TypeParam>{infinity, 0, 0, infinity}));
     }
 }
 
@@ -129,7 +130,7 @@ TYPED_TEST(pseudo_inverses, of_ill_conditioned_matrices_leave_small_residuals)
 
 TYPED_TEST(pseudo_inverses, of_a_matrix_next_to_one_of_lower_rank_have_its_rank)
 {
-    std::vector<double> values = test::geometric_values(20, 1);
+    numerical::aligned_vector<double> values = test::geometric_values(20, 1);
     values.back() = 1e-17;
     for (const auto& [rows, cols] : {test::extents{20, 20}, {50, 20}, {20, 50}}) {
         const auto a = test::with_values<TypeParam>(rows, cols, values, 16);

@@ -1,5 +1,6 @@
 #include "numerical/svd/rank.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "svd_cases.hpp"
 #include "thrown.hpp"
@@ -29,7 +30,7 @@ TYPED_TEST_SUITE(numerical_rank, element_types);
 TYPED_TEST(numerical_rank, counts_what_is_above_the_threshold)
 {
     EXPECT_EQ(matrix_rank(matrix<TypeParam>(0, 4, {})), 0U);
-    EXPECT_EQ(matrix_rank(matrix<TypeParam>(3, 3, std::vector<TypeParam>(9))), 0U);
+    EXPECT_EQ(matrix_rank(matrix<TypeParam>(3, 3, numerical::aligned_vector<TypeParam>(9))), 0U);
     for (const std::size_t rank : {1, 7, 40})
         for (const auto& [rows, cols] : {test::extents{40, 40}, {90, 40}, {40, 90}})
             EXPECT_EQ(matrix_rank(test::low_rank_matrix<TypeParam>(rows, cols, rank, 13)), rank);

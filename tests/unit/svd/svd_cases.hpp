@@ -3,6 +3,7 @@
 // Matrices that singular value decompositions go wrong on, and how far a decomposition is off.
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/gemm.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/svd/svd.hpp"
@@ -97,7 +98,7 @@ svd_ratios ratios_of(const matrix<T>& a, const svd_decomposition<T>& svd)
 template <class T>
 matrix<T> random_orthonormal(std::size_t rows, std::size_t cols, unsigned seed)
 {
-    matrix<T> q(rows, cols, std::vector<T>(rows * cols));
+    matrix<T> q(rows, cols, numerical::aligned_vector<T>(rows * cols));
     for (std::size_t i = 0; i < std::min(rows, cols); ++i)
         q.data[i * cols + i] = T(1);
     for (unsigned pass = 0; pass < 4; ++pass) {
@@ -119,8 +120,8 @@ matrix<T> random_orthonormal(std::size_t rows, std::size_t cols, unsigned seed)
 
 // With the given singular values, to rounding.
 template <class T>
-matrix<T> with_values(std::size_t rows, std::size_t cols, const std::vector<double>& values,
-                      unsigned seed)
+matrix<T> with_values(std::size_t rows, std::size_t cols,
+                      const numerical::aligned_vector<double>& values, unsigned seed)
 {
     const std::size_t k = std::min(rows, cols);
     matrix<T> left = random_orthonormal<T>(rows, k, seed);
@@ -142,7 +143,7 @@ template <class T>
 matrix<T> filled(std::size_t rows, std::size_t cols,
                  const std::function<double(std::size_t, std::size_t)>& entry)
 {
-    matrix<T> a(rows, cols, std::vector<T>(rows * cols));
+    matrix<T> a(rows, cols, numerical::aligned_vector<T>(rows * cols));
     for (std::size_t i = 0; i < rows; ++i)
         for (std::size_t j = 0; j < cols; ++j)
             a.data[i * cols + j] = entry(i, j);
@@ -150,25 +151,25 @@ matrix<T> filled(std::size_t rows, std::size_t cols,
 }
 
 // Entry i of n falling from 1 by powers to 10^-decades.
-inline std::vector<double> geometric_values(std::size_t n, double decades)
+inline numerical::aligned_vector<double> geometric_values(std::size_t n, double decades)
 {
-    std::vector<double> values(n);
+    numerical::aligned_vector<double> values(n);
     for (std::size_t i = 0; i < n; ++i)
         values[i] = n < 2 ? 1.0 : std::pow(10.0, -decades * double(i) / double(n - 1));
     return values;
 }
 
-inline std::vector<double> clustered_values(std::size_t n)
+inline numerical::aligned_vector<double> clustered_values(std::size_t n)
 {
-    std::vector<double> values(n);
+    numerical::aligned_vector<double> values(n);
     for (std::size_t i = 0; i < n; ++i)
         values[i] = 1 + eps * double(i);
     return values;
 }
 
-inline std::vector<double> one_outlier(std::size_t n)
+inline numerical::aligned_vector<double> one_outlier(std::size_t n)
 {
-    std::vector<double> values(n, 1e-3);
+    numerical::aligned_vector<double> values(n, 1e-3);
     values[0] = 1;
     return values;
 }
@@ -197,12 +198,12 @@ std::vector<named_matrix<T>> hard_square_matrices(std::size_t n)
         {"random", random},
         {"geometric", with_values<T>(n, n, geometric_values(n, 15), 2)},
         {"clustered", with_values<T>(n, n, clustered_values(n), 3)},
-        {"orthogonal", with_values<T>(n, n, std::vector<double>(n, 1.0), 4)},
+        {"orthogonal", with_values<T>(n, n, numerical::aligned_vector<double>(n, 1.0), 4)},
         {"one outlier", with_values<T>(n, n, one_outlier(n), 5)},
         {"graded", graded_matrix<T>(n, n, 12, 6)},
         {"low rank", low_rank_matrix<T>(n, n, std::max<std::size_t>(n / 3, 1), 7)},
         {"ones", filled<T>(n, n, [](std::size_t, std::size_t) { return 1.0; })},
-        {"zero", matrix<T>(n, n, std::vector<T>(n * n))},
+        {"zero", matrix<T>(n, n, numerical::aligned_vector<T>(n * n))},
         {"identity", filled<T>(n, n, [](std::size_t i, std::size_t j) { return i == j; })},
         {"kahan", kahan_matrix<T>(n)},
         {"hilbert",

@@ -1,5 +1,6 @@
 #include "numerical/systems/band.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/strided/matrix_view.hpp"
 #include "numerical/strided/transpose.hpp"
@@ -109,7 +110,7 @@ TYPED_TEST(band, is_as_wide_as_its_farthest_element)
         for (std::size_t i = 0; i < n; i += 23)
             for (std::size_t j = 0; j < n; ++j)
                 for (const T& element : {T(1), T(5e-324), T(std::nan(""))}) {
-                    auto a = matrix<T>(n, n, std::vector<T>(n * n));
+                    auto a = matrix<T>(n, n, numerical::aligned_vector<T>(n * n));
                     a.data[i * n + j] = element;
                     expect_widths(a, {i > j ? i - j : 0, j > i ? j - i : 0});
                 }

@@ -1,5 +1,6 @@
 #include "numerical/systems/kept_indefinite.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/lu.hpp"
 #include "numerical/strided/transpose.hpp"
@@ -73,7 +74,7 @@ template <class T>
 matrix<T> block_diagonal(const indefinite_decomposition<T>& f)
 {
     const std::size_t n = f.order;
-    matrix<T> d(n, n, std::vector<T>(n * n));
+    matrix<T> d(n, n, numerical::aligned_vector<T>(n * n));
     for (std::size_t k = 0; k < n; ++k) {
         d.data[k * n + k] = f.diagonal[k];
         if (f.below[k] != T(0)) {
@@ -148,7 +149,8 @@ TYPED_TEST(indefinite, gives_back_hard_matrices)
                            "huge");
             expect_factors(kind, test::scaled(test::random_matrix<TypeParam>(n, n, 6), 0x1p-1000),
                            "tiny");
-            expect_factors(kind, matrix<TypeParam>(n, n, std::vector<TypeParam>(n * n)), "zero");
+            expect_factors(
+                kind, matrix<TypeParam>(n, n, numerical::aligned_vector<TypeParam>(n * n)), "zero");
         }
 }
 
@@ -168,7 +170,7 @@ template <class T>
 struct kept
 {
     indefinite_decomposition<T> f;
-    std::vector<std::ptrdiff_t> places;
+    numerical::aligned_vector<std::ptrdiff_t> places;
 
     kept(const matrix<T>& a, symmetry kind)
         : f(view(a), kind), places(f.permutation.begin(), f.permutation.end())
@@ -226,7 +228,8 @@ TYPED_TEST(indefinite, knows_its_determinant_and_condition)
 
         const double norm = numerical::one_norm(view(a));
         EXPECT_LT(std::abs(numerical::one_norm_of_lower(view(a)) - norm), 1e-14 * norm);
-        const std::vector<std::ptrdiff_t> exchanges = numerical::exchanges_of(lu.permutation);
+        const numerical::aligned_vector<std::ptrdiff_t> exchanges =
+            numerical::exchanges_of(lu.permutation);
         const numerical::kept_lu<TypeParam> by_lu{lu.factors.view(), exchanges.data()};
         const double expected_rcond = numerical::reciprocal_condition(by_lu, norm);
         const double rcond = numerical::reciprocal_condition(factors.borrowed(), norm);

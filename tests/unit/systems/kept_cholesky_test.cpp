@@ -1,5 +1,6 @@
 #include "numerical/systems/kept_cholesky.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/cholesky.hpp"
 #include "numerical/scalar.hpp"
@@ -39,13 +40,13 @@ matrix<T> definite(std::size_t n, unsigned seed)
 }
 
 template <class T>
-std::vector<T> factor_of(const matrix<T>& a)
+numerical::aligned_vector<T> factor_of(const matrix<T>& a)
 {
     return numerical::cholesky_decomposition<T>(matrix<T>(a)).factors;
 }
 
 template <class T>
-matrix<T> plus_square(matrix<T> a, const std::vector<T>& v, double sign)
+matrix<T> plus_square(matrix<T> a, const numerical::aligned_vector<T>& v, double sign)
 {
     for (std::size_t i = 0; i < a.rows; ++i)
         for (std::size_t j = 0; j < a.cols; ++j)
@@ -54,7 +55,7 @@ matrix<T> plus_square(matrix<T> a, const std::vector<T>& v, double sign)
 }
 
 template <class T>
-double factor_ratio(const matrix<T>& a, const std::vector<T>& l)
+double factor_ratio(const matrix<T>& a, const numerical::aligned_vector<T>& l)
 {
     const matrix<T> lower(a.rows, a.cols, l);
     return test::difference_ratio(a, test::reference_product(lower, detail::adjoint(lower)));
@@ -120,7 +121,7 @@ TYPED_TEST(kept_cholesky_system, is_left_alone_by_a_downdate_beyond_the_definite
 {
     const auto a = definite<TypeParam>(20, 5);
     const auto l = factor_of(a);
-    std::vector<TypeParam> v(20);
+    numerical::aligned_vector<TypeParam> v(20);
     for (std::size_t i = 0; i < v.size(); ++i)
         v[i] = l[i * 20]; // the difference is singular
     auto kept = l;
@@ -134,7 +135,7 @@ TYPED_TEST(kept_cholesky_system, has_the_same_bits_on_any_number_of_threads)
 {
     const std::size_t n = 300;
     const auto v = test::random_vector<TypeParam>(n, 6);
-    matrix<TypeParam> a(n, n, std::vector<TypeParam>(n * n));
+    matrix<TypeParam> a(n, n, numerical::aligned_vector<TypeParam>(n * n));
     for (std::size_t i = 0; i < n; ++i)
         a.data[i * (n + 1)] = double(n);
     const auto after = [&](std::size_t threads) {

@@ -1,5 +1,6 @@
 #include "numerical/systems/kept_lu.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "numerical/factor/lu.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/systems/norm_estimate.hpp"
@@ -29,7 +30,7 @@ template <class T>
 struct factors_of
 {
     lu_decomposition<T> lu;
-    std::vector<std::ptrdiff_t> exchanges;
+    numerical::aligned_vector<std::ptrdiff_t> exchanges;
 
     explicit factors_of(const matrix<T>& a)
         : lu(matrix<T>(a)), exchanges(numerical::exchanges_of(lu.permutation))

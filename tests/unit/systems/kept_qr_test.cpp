@@ -1,6 +1,7 @@
 #include "numerical/systems/kept_qr.hpp"
 
 #include "matrices.hpp"
+#include "numerical/aligned_vector.hpp"
 #include "paths.hpp"
 #include "ratios.hpp"
 
@@ -47,7 +48,7 @@ struct case_of
     // The rows × rows matrix.
     matrix<T> formed_q() const
     {
-        std::vector<T> c(a.rows * a.rows);
+        numerical::aligned_vector<T> c(a.rows * a.rows);
         for (std::size_t i = 0; i < a.rows; ++i)
             c[i * (a.rows + 1)] = 1;
         numerical::multiply_by_q(q(), c, a.rows);
@@ -57,7 +58,7 @@ struct case_of
     matrix<T> thin_q() const
     {
         const matrix<T> whole = formed_q();
-        matrix<T> thin(a.rows, k, std::vector<T>(a.rows * k));
+        matrix<T> thin(a.rows, k, numerical::aligned_vector<T>(a.rows * k));
         for (std::size_t i = 0; i < a.rows; ++i)
             for (std::size_t j = 0; j < k; ++j)
                 thin.data[i * k + j] = whole.data[i * a.rows + j];
@@ -137,7 +138,7 @@ template <class T>
 matrix<T> kahan_matrix(std::size_t n, double c)
 {
     const double s = std::sqrt(1 - c * c);
-    matrix<T> a(n, n, std::vector<T>(n * n));
+    matrix<T> a(n, n, numerical::aligned_vector<T>(n * n));
     double power = 1;
     for (std::size_t i = 0; i < n; ++i, power *= s)
         for (std::size_t j = i; j < n; ++j)
@@ -152,7 +153,7 @@ TYPED_TEST(kept_qr, pivots_hard_matrices)
         expect_pivots(kahan_matrix<T>(n, 0.285), "Kahan");
         expect_pivots(test::low_rank_matrix<T>(n, n, 4, 2), "rank four");
         expect_pivots(test::graded_matrix<T>(n, n, 14, 3), "graded");
-        expect_pivots(matrix<T>(n, n, std::vector<T>(n * n)), "zero");
+        expect_pivots(matrix<T>(n, n, numerical::aligned_vector<T>(n * n)), "zero");
         expect_pivots(test::scaled(test::random_matrix<T>(n, n, 5), 0x1p1020), "huge");
         expect_pivots(test::scaled(test::random_matrix<T>(n, n, 5), 0x1p-1000), "tiny");
         auto repeated = test::random_matrix<T>(n, n, 6);

@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/strided/matrix_view.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/systems/norm_estimate.hpp"
@@ -29,7 +30,7 @@ double estimated(const matrix<T>& a, int& products)
     const auto by = [&products](const matrix<T>& factor) {
         return [&factor, &products](detail::block_view<T> x) {
             ++products;
-            std::vector<T> y(x.rows * x.cols);
+            numerical::aligned_vector<T> y(x.rows * x.cols);
             const detail::block_view<T> result{y.data(), x.rows, x.cols, x.cols};
             detail::add_product<T>(detail::view_of(factor), x, result);
             std::copy(y.begin(), y.end(), x.first);
@@ -57,7 +58,7 @@ TYPED_TEST(norm_estimate, finds_the_one_large_column)
 {
     const std::size_t n = 40;
     for (const std::size_t place : {0UL, 7UL, 39UL}) {
-        matrix<TypeParam> a(n, n, std::vector<TypeParam>(n * n));
+        matrix<TypeParam> a(n, n, numerical::aligned_vector<TypeParam>(n * n));
         for (std::size_t i = 0; i < n; ++i) {
             a.data[i * n + i] = 1;
             a.data[i * n + place] += i % 3 == 0 ? -5.0 : 4.0;

@@ -1,3 +1,4 @@
+#include "numerical/aligned_vector.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/systems/triangle.hpp"
 
@@ -142,7 +143,7 @@ TYPED_TEST(triangle_system, has_the_same_bits_on_any_number_of_threads)
 TYPED_TEST(triangle_system, is_singular_where_a_stored_diagonal_has_a_zero)
 {
     const std::size_t n = 5;
-    std::vector<TypeParam> a(n * n, TypeParam(1));
+    numerical::aligned_vector<TypeParam> a(n * n, TypeParam(1));
     const detail::block_view<const TypeParam> view{a.data(), n, n, n};
     EXPECT_FALSE(numerical::is_singular<TypeParam>({view, triangle_half::lower}));
     a[3 * (n + 1)] = 0;

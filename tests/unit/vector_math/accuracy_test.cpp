@@ -1,5 +1,6 @@
 #include "numerical/vector_math/functions.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "units.hpp"
 
 #include <bit>
@@ -19,17 +20,18 @@ namespace vm = numerical::vector_math;
 
 using wide_function = long double (*)(long double);
 
-std::vector<double> results(const std::string& name, const std::vector<double>& x)
+numerical::aligned_vector<double> results(const std::string& name,
+                                          const numerical::aligned_vector<double>& x)
 {
-    std::vector<double> y(x.size());
+    numerical::aligned_vector<double> y(x.size());
     vm::find_unary(name)(x.data(), y.data(), x.size());
     return y;
 }
 
-void expect_within(const std::string& name, double bound, const std::vector<double>& x,
-                   wide_function oracle)
+void expect_within(const std::string& name, double bound,
+                   const numerical::aligned_vector<double>& x, wide_function oracle)
 {
-    const std::vector<double> y = results(name, x);
+    const numerical::aligned_vector<double> y = results(name, x);
     double worst = 0;
     double where = 0;
     for (std::size_t i = 0; i < x.size(); ++i)
@@ -40,29 +42,29 @@ void expect_within(const std::string& name, double bound, const std::vector<doub
     EXPECT_LT(worst, bound) << name << " of " << std::hexfloat << where;
 }
 
-std::vector<double> even(double low, double high, std::size_t count = 20000)
+numerical::aligned_vector<double> even(double low, double high, std::size_t count = 20000)
 {
     std::mt19937_64 engine(7);
     std::uniform_real_distribution<double> numbers(low, high);
-    std::vector<double> x(count);
+    numerical::aligned_vector<double> x(count);
     for (double& element : x)
         element = numbers(engine);
     return x;
 }
 
 // As many in each binade, of either sign.
-std::vector<double> by_binades(double low, double high, std::size_t count = 20000)
+numerical::aligned_vector<double> by_binades(double low, double high, std::size_t count = 20000)
 {
     std::mt19937_64 engine(8);
     std::uniform_int_distribution<std::uint64_t> bits(std::bit_cast<std::uint64_t>(low),
                                                       std::bit_cast<std::uint64_t>(high));
-    std::vector<double> x(count);
+    numerical::aligned_vector<double> x(count);
     for (double& element : x)
         element = std::bit_cast<double>(bits(engine)) * (engine() % 2 == 0 ? 1 : -1);
     return x;
 }
 
-std::vector<double> positive(std::vector<double> x)
+numerical::aligned_vector<double> positive(numerical::aligned_vector<double> x)
 {
     for (double& element : x)
         element = std::fabs(element);
@@ -70,9 +72,9 @@ std::vector<double> positive(std::vector<double> x)
 }
 
 // The doubles next to a place.
-std::vector<double> around(double place, int steps = 500)
+numerical::aligned_vector<double> around(double place, int steps = 500)
 {
-    std::vector<double> x{place};
+    numerical::aligned_vector<double> x{place};
     double below = place;
     double above = place;
     for (int i = 0; i < steps; ++i) {
@@ -113,9 +115,9 @@ TEST(accuracy, of_logarithms)
 }
 
 // Multiples of pi / 2, and the double that comes nearest to one (Muller 2016).
-std::vector<double> near_quarter_turns()
+numerical::aligned_vector<double> near_quarter_turns()
 {
-    std::vector<double> x{0x1.6ac5b262ca1ffp+849, -0x1.6ac5b262ca1ffp+849};
+    numerical::aligned_vector<double> x{0x1.6ac5b262ca1ffp+849, -0x1.6ac5b262ca1ffp+849};
     for (int k = 1; k < 1 << 22; k += k / 64 + 1)
         for (const double place : around(static_cast<double>(k * 1.5707963267948966192313L), 1))
             x.push_back(place);
@@ -166,11 +168,12 @@ TEST(accuracy, of_inverse_angle_functions)
         expect_within("arctan", 0.9, x, atanl);
 }
 
-void expect_pairs_within(const std::string& name, double bound, const std::vector<double>& x,
-                         const std::vector<double>& y,
+void expect_pairs_within(const std::string& name, double bound,
+                         const numerical::aligned_vector<double>& x,
+                         const numerical::aligned_vector<double>& y,
                          long double (*oracle)(long double, long double))
 {
-    std::vector<double> z(x.size());
+    numerical::aligned_vector<double> z(x.size());
     vm::find_binary(name)({x.data()}, {y.data()}, z.data(), x.size());
     for (std::size_t i = 0; i < x.size(); ++i)
         ASSERT_LT(test::units_off(z[i], oracle(x[i], y[i])), bound)
@@ -179,11 +182,11 @@ void expect_pairs_within(const std::string& name, double bound, const std::vecto
 
 TEST(accuracy, of_functions_of_two_operands)
 {
-    const auto shuffled = [](std::vector<double> y) {
+    const auto shuffled = [](numerical::aligned_vector<double> y) {
         std::shuffle(y.begin(), y.end(), std::mt19937_64(3));
         return y;
     };
-    const std::vector<double> wide = by_binades(1e-320, 1.79e308);
+    const numerical::aligned_vector<double> wide = by_binades(1e-320, 1.79e308);
     expect_pairs_within("pow", 0.7, even(0.01, 100), shuffled(even(-150, 150)), powl);
     expect_pairs_within("pow", 0.7, even(0.97, 1.03), shuffled(even(-2e4, 2e4)), powl);
     expect_pairs_within("pow", 0.7, positive(wide), shuffled(by_binades(1e-3, 1e3)), powl);

@@ -1,5 +1,6 @@
 #include "numerical/vector_math/functions.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "paths.hpp"
 
 #include <bit>
@@ -24,7 +25,7 @@ const std::vector<std::string> unary_names{
 const std::vector<std::string> binary_names{"pow", "arctan2", "hypot"};
 
 // Numbers of all kinds, common and rare ones side by side.
-std::vector<double> arguments(std::size_t count, unsigned int seed)
+numerical::aligned_vector<double> arguments(std::size_t count, unsigned int seed)
 {
     std::mt19937_64 engine(seed);
     std::uniform_real_distribution<double> unit(-1, 1);
@@ -39,7 +40,7 @@ std::vector<double> arguments(std::size_t count, unsigned int seed)
                               -800.0,
                               2.0,
                               std::numeric_limits<double>::quiet_NaN()};
-    std::vector<double> x(count);
+    numerical::aligned_vector<double> x(count);
     for (double& element : x) {
         const double scales[] = {1.0, 30.0, 700.0, 1e5, 1e9};
         element = engine() % 16 == 0  ? special[engine() % std::size(special)]
@@ -51,30 +52,33 @@ std::vector<double> arguments(std::size_t count, unsigned int seed)
     return x;
 }
 
-bool same_bits(const std::vector<double>& x, const std::vector<double>& y)
+bool same_bits(const numerical::aligned_vector<double>& x,
+               const numerical::aligned_vector<double>& y)
 {
     return x.size() == y.size() && std::memcmp(x.data(), y.data(), x.size() * sizeof(double)) == 0;
 }
 
-std::vector<double> unary(const std::string& name, const std::vector<double>& x)
+numerical::aligned_vector<double> unary(const std::string& name,
+                                        const numerical::aligned_vector<double>& x)
 {
-    std::vector<double> y(x.size());
+    numerical::aligned_vector<double> y(x.size());
     vm::find_unary(name)(x.data(), y.data(), x.size());
     return y;
 }
 
-std::vector<double> binary(const std::string& name, const std::vector<double>& x,
-                           const std::vector<double>& y)
+numerical::aligned_vector<double> binary(const std::string& name,
+                                         const numerical::aligned_vector<double>& x,
+                                         const numerical::aligned_vector<double>& y)
 {
-    std::vector<double> z(x.size());
+    numerical::aligned_vector<double> z(x.size());
     vm::find_binary(name)({x.data()}, {y.data()}, z.data(), x.size());
     return z;
 }
 
 TEST(bits, are_the_same_on_every_path)
 {
-    const std::vector<double> x = arguments(40000, 1);
-    const std::vector<double> y = arguments(40000, 2);
+    const numerical::aligned_vector<double> x = arguments(40000, 1);
+    const numerical::aligned_vector<double> y = arguments(40000, 2);
     for (const int path : test::available_paths()) {
         const auto on = [path](const auto& f) {
             const test::path_limit limit(path);
@@ -103,17 +107,17 @@ TEST(bits, are_the_same_at_every_place)
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
         for (const std::string& name : unary_names) {
-            const std::vector<double> x = arguments(longest + 8, 3);
-            std::vector<double> alone;
+            const numerical::aligned_vector<double> x = arguments(longest + 8, 3);
+            numerical::aligned_vector<double> alone;
             for (const double element : x)
                 alone.push_back(unary(name, {element})[0]);
             for (std::size_t first = 0; first < 8; ++first)
                 for (std::size_t count = 0; count <= longest; ++count) {
-                    std::vector<double> y(x.size() + 1, guard);
+                    numerical::aligned_vector<double> y(x.size() + 1, guard);
                     std::copy_n(x.begin() + static_cast<std::ptrdiff_t>(first), count,
                                 y.begin() + static_cast<std::ptrdiff_t>(first));
                     vm::find_unary(name)(y.data() + first, y.data() + first, count);
-                    std::vector<double> expected(x.size() + 1, guard);
+                    numerical::aligned_vector<double> expected(x.size() + 1, guard);
                     std::copy_n(alone.begin() + static_cast<std::ptrdiff_t>(first), count,
                                 expected.begin() + static_cast<std::ptrdiff_t>(first));
                     ASSERT_TRUE(same_bits(y, expected))
@@ -125,32 +129,32 @@ TEST(bits, are_the_same_at_every_place)
 
 TEST(bits, are_the_same_with_an_operand_for_all)
 {
-    const std::vector<double> x = arguments(37, 4);
+    const numerical::aligned_vector<double> x = arguments(37, 4);
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
         for (const std::string& name : binary_names)
             for (const double scalar : {2.0, -0.5, 3.0, 0.0, 1e300, std::nan("")}) {
-                const std::vector<double> constant(x.size(), scalar);
-                std::vector<double> z(x.size());
+                const numerical::aligned_vector<double> constant(x.size(), scalar);
+                numerical::aligned_vector<double> z(x.size());
                 vm::find_binary(name)({x.data()}, {&scalar, false}, z.data(), x.size());
                 EXPECT_TRUE(same_bits(z, binary(name, x, constant))) << name << " by " << scalar;
                 vm::find_binary(name)({&scalar, false}, {x.data()}, z.data(), x.size());
                 EXPECT_TRUE(same_bits(z, binary(name, constant, x))) << name << " of " << scalar;
                 const double other = 0.75;
                 vm::find_binary(name)({&scalar, false}, {&other, false}, z.data(), x.size());
-                EXPECT_TRUE(
-                    same_bits(z, binary(name, constant, std::vector<double>(x.size(), other))));
+                EXPECT_TRUE(same_bits(
+                    z, binary(name, constant, numerical::aligned_vector<double>(x.size(), other))));
             }
     }
 }
 
 TEST(bits, are_the_same_at_every_number_of_threads)
 {
-    const std::vector<double> x = arguments(300001, 5);
-    const std::vector<double> y = arguments(300001, 6);
+    const numerical::aligned_vector<double> x = arguments(300001, 5);
+    const numerical::aligned_vector<double> y = arguments(300001, 6);
     const auto results = [&](std::size_t threads) {
         const test::thread_limit limit(threads);
-        std::vector<std::vector<double>> all;
+        std::vector<numerical::aligned_vector<double>> all;
         for (const std::string& name : unary_names)
             all.push_back(unary(name, x));
         for (const std::string& name : binary_names)
@@ -167,18 +171,18 @@ TEST(bits, are_the_same_at_every_number_of_threads)
 
 TEST(symmetry, of_odd_and_even_functions_is_exact)
 {
-    std::vector<double> x = arguments(20000, 7);
+    numerical::aligned_vector<double> x = arguments(20000, 7);
     for (double& element : x)
         if (std::isnan(element))
             element = 1;
-    std::vector<double> minus_x = x;
+    numerical::aligned_vector<double> minus_x = x;
     for (double& element : minus_x)
         element = -element;
     for (const char* name :
          {"sin", "tan", "sinh", "tanh", "arcsin", "arctan", "arcsinh", "arctanh", "cos", "cosh"}) {
         const bool even = std::string(name).starts_with("cos");
-        const std::vector<double> y = unary(name, x);
-        const std::vector<double> z = unary(name, minus_x);
+        const numerical::aligned_vector<double> y = unary(name, x);
+        const numerical::aligned_vector<double> z = unary(name, minus_x);
         for (std::size_t i = 0; i < x.size(); ++i)
             EXPECT_TRUE(std::isnan(y[i]) ? std::isnan(z[i]) : z[i] == (even ? y[i] : -y[i]))
                 << name << " of " << x[i];

@@ -1,5 +1,6 @@
 #include "numerical/vector_math/complex_functions.hpp"
 
+#include "numerical/aligned_vector.hpp"
 #include "paths.hpp"
 #include "units.hpp"
 
@@ -41,18 +42,19 @@ const std::vector<function_case> functions{
     {"tanh", std::tanh<long double>, std::tanh<double>, 5},
 };
 
-std::vector<complex> results(const std::string& name, const std::vector<complex>& z)
+numerical::aligned_vector<complex> results(const std::string& name,
+                                           const numerical::aligned_vector<complex>& z)
 {
-    std::vector<complex> y(z.size());
+    numerical::aligned_vector<complex> y(z.size());
     vm::find_complex_unary(name)(z.data(), y.data(), z.size());
     return y;
 }
 
-std::vector<complex> square(double half_side, std::size_t count)
+numerical::aligned_vector<complex> square(double half_side, std::size_t count)
 {
     std::mt19937_64 engine(5);
     std::uniform_real_distribution<double> numbers(-half_side, half_side);
-    std::vector<complex> z(count);
+    numerical::aligned_vector<complex> z(count);
     for (complex& element : z) {
         const double x = numbers(engine);
         element = {x, numbers(engine)};
@@ -61,9 +63,9 @@ std::vector<complex> square(double half_side, std::size_t count)
 }
 
 // Where the logarithm's real part is small.
-std::vector<complex> near_unit_circle(std::size_t count)
+numerical::aligned_vector<complex> near_unit_circle(std::size_t count)
 {
-    std::vector<complex> z(count);
+    numerical::aligned_vector<complex> z(count);
     for (std::size_t i = 0; i < count; ++i)
         z[i] = std::polar(1 + 1e-9 * static_cast<double>(i % 7), static_cast<double>(i));
     return z;
@@ -74,7 +76,7 @@ TEST(complex_accuracy, of_each_part)
     for (const function_case& f : functions)
         for (const auto& z : {square(1, 5000), square(15, 5000), square(1e-5, 5000),
                               square(700, 5000), near_unit_circle(5000)}) {
-            const std::vector<complex> y = results(f.name, z);
+            const numerical::aligned_vector<complex> y = results(f.name, z);
             for (std::size_t i = 0; i < z.size(); ++i) {
                 const wide expected = f.wide_oracle(wide(z[i]));
                 ASSERT_LT(test::units_off(y[i].real(), expected.real()), f.bound)
@@ -112,9 +114,9 @@ bool close(double x, double expected, double other_part)
     return same(x, expected) || (x != 0 && std::fabs(x - expected) < 1e-14 * std::fabs(x));
 }
 
-std::vector<double> moduli(const std::vector<complex>& z)
+numerical::aligned_vector<double> moduli(const numerical::aligned_vector<complex>& z)
 {
-    std::vector<double> y(z.size());
+    numerical::aligned_vector<double> y(z.size());
     vm::modulus(z.data(), y.data(), z.size());
     return y;
 }
@@ -123,13 +125,13 @@ TEST(modulus, is_the_root_of_the_squares_to_the_last_unit)
 {
     for (const auto& z :
          {square(1, 5001), square(1e-310, 500), square(1.2e308, 500), near_unit_circle(5000)}) {
-        const std::vector<double> y = moduli(z);
+        const numerical::aligned_vector<double> y = moduli(z);
         for (std::size_t i = 0; i < z.size(); ++i)
             ASSERT_LT(test::units_off(y[i], std::abs(wide(z[i]))), 0.6) << std::hexfloat << z[i];
     }
     constexpr double inf = std::numeric_limits<double>::infinity();
     EXPECT_EQ(moduli({{3.0, -4.0}, {-0.0, 0.0}, {inf, std::nan("")}, {0.0, -5e-324}}),
-              (std::vector<double>{5.0, 0.0, inf, 5e-324}));
+              (numerical::aligned_vector<double>{5.0, 0.0, inf, 5e-324}));
     EXPECT_TRUE(std::isnan(moduli({{1.0, std::nan("")}})[0]));
 }
 
@@ -152,10 +154,10 @@ TEST(complex_special_values, are_those_of_the_c_library)
 
 TEST(complex_power, is_the_exponential_of_a_product)
 {
-    const std::vector<complex> z = square(3, 2000);
-    std::vector<complex> w = square(4, 2000);
+    const numerical::aligned_vector<complex> z = square(3, 2000);
+    numerical::aligned_vector<complex> w = square(4, 2000);
     std::reverse(w.begin(), w.end());
-    std::vector<complex> y(z.size());
+    numerical::aligned_vector<complex> y(z.size());
     vm::pow({z.data()}, {w.data()}, y.data(), z.size());
     for (std::size_t i = 0; i < z.size(); ++i) {
         const wide expected = std::exp(wide(w[i]) * std::log(wide(z[i])));
@@ -179,16 +181,16 @@ TEST(complex_power, of_zeros)
 
 TEST(complex_bits, are_the_same_on_every_path_at_every_place_and_number_of_threads)
 {
-    const std::vector<complex> z = square(30, 20011);
+    const numerical::aligned_vector<complex> z = square(30, 20011);
     const complex exponent(0.5, -2);
     const auto all = [&](int path, std::size_t threads) {
         const test::path_limit path_limit(path);
         const test::thread_limit thread_limit(threads);
-        std::vector<complex> together;
+        numerical::aligned_vector<complex> together;
         for (const function_case& f : functions)
             for (const complex& y : results(f.name, z))
                 together.push_back(y);
-        std::vector<complex> y = z;
+        numerical::aligned_vector<complex> y = z;
         vm::pow({y.data()}, {&exponent, false}, y.data(), y.size());
         together.insert(together.end(), y.begin(), y.end());
         vm::pow({&exponent, false}, {z.data()}, y.data(), y.size());
@@ -204,7 +206,7 @@ TEST(complex_bits, are_the_same_on_every_path_at_every_place_and_number_of_threa
                 << "path " << path << ", " << threads << " threads";
         }
     for (const function_case& f : functions) {
-        const std::vector<complex> together = results(f.name, z);
+        const numerical::aligned_vector<complex> together = results(f.name, z);
         for (std::size_t i = 0; i < 600; ++i)
             EXPECT_EQ(results(f.name, {z[i]})[0], together[i]) << f.name;
     }
