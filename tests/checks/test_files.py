@@ -54,7 +54,7 @@ HELD_BY = {
     " numerical/nonsymmetric/multishift_qr numerical/nonsymmetric/reduction_to_schur"
     " numerical/nonsymmetric/small_qr numerical/nonsymmetric/standard_block",
     "unit/many_threads/hardware_test": "numerical/runtime/hardware_threads",
-    "unit/runtime/parallel_for_test": "numerical/runtime/thread_pool",
+    "unit/runtime/parallel_for_test": "numerical/runtime/pool_job numerical/runtime/thread_pool",
     "unit/stacks/decompositions_test": "numerical/stacks/factorizations"
     " numerical/stacks/lane_groups numerical/stacks/least_squares numerical/stacks/matrix_stack"
     " numerical/stacks/spectra",

@@ -15,6 +15,10 @@ constexpr std::size_t chunks_per_worker = 4;
 // in small chunks.
 constexpr std::size_t chunks_per_worker_beside = 8;
 
+// So many that a ticket of the pool can count their chunks.
+constexpr std::size_t most_workers = 4096;
+static_assert(most_workers * std::max(chunks_per_worker, chunks_per_worker_beside) <= most_chunks);
+
 // The work of one thread in a round: some 30 milliseconds.
 constexpr std::size_t round_work = std::size_t{1} << 26;
 
@@ -52,7 +56,7 @@ std::optional<loop_split> split_for(std::size_t tasks, std::size_t per_worker, s
     if (by_work < 2) // small loops need not wait for the topology to be read
         return std::nullopt;
     const std::size_t threads = std::max<std::size_t>(allowed_threads(), 1);
-    const std::size_t workers = std::min({threads, tasks, by_work});
+    const std::size_t workers = std::min({threads, tasks, by_work, most_workers});
     if (workers < 2)
         return std::nullopt;
     const std::size_t chunks = std::min(per_worker * workers, count);

@@ -4,68 +4,25 @@
 // range of indices cut into chunks, which the caller and the workers take in turn. There is no
 // queue: a caller that finds the pool busy, by nesting or by another thread, runs its loop itself.
 //
-// Ordering: `mutex` guards `job`; `generation` is raised under it and read without it by
-// spinning workers; `busy` is the claim on the pool, and with it on the right to post a job. In a
-// job `next_chunk` hands out chunks, and the sequentially consistent `done_chunks` publishes what
-// they wrote, `errors` included, to the waiting caller.
+// Ordering: `busy` is the claim on the pool, and with it on the right to post a job (pool_job.hpp);
+// `mutex` guards the workers' state of sleep. A worker adds itself to `sleepers` before it looks
+// for a job a last time, and a caller posts its job before it reads `sleepers`, all sequentially
+// consistent: so either the worker sees the job or the caller sees the sleeper.
 
-#include "numerical/runtime/floating_control.hpp"
+#include "numerical/runtime/fork_mark.hpp"
+#include "numerical/runtime/pool_job.hpp"
 
 #include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <exception>
-#include <memory>
 #include <mutex>
 #include <sched.h>
-#include <sys/types.h>
 #include <vector>
 
 namespace numerical::detail {
 
-// Runs the indices [begin, end) of a loop.
-using chunk_runner = void (*)(const void* context, std::size_t begin, std::size_t end);
 using beside_runner = void (*)(const void* context);
-
-// The index that means no core set.
-constexpr std::size_t no_core_set = static_cast<std::size_t>(-1);
-
-struct pool_job
-{
-    chunk_runner run;
-    const void* context;
-    std::size_t count;
-    std::size_t chunk;        // indices in a chunk
-    std::size_t chunks;       // slots; the last ones may be empty, as `chunk` is rounded up
-    std::size_t helpers;      // workers that may join the caller
-    std::size_t home_set;     // core set on which the caller runs
-    floating_control control; // the caller's
-    std::atomic<std::size_t> joined{0};
-    std::atomic<std::size_t> next_chunk{0};
-    std::atomic<std::size_t> done_chunks{0};
-    std::mutex mutex; // pairs with `finished`
-    std::condition_variable finished;
-    std::vector<std::exception_ptr> errors; // by chunk slot, each written by the slot's one owner
-
-    // Claims and runs chunks until none is left.
-    void work() noexcept;
-
-    // Waits until all chunks are done, polling at first, then sleeping.
-    void wait_until_finished();
-
-    // The exception of the lowest failed slot, null if none failed.
-    std::exception_ptr first_error() const;
-};
-
-// How a loop is cut, and how many workers may join the caller.
-struct loop_split
-{
-    std::size_t count;
-    std::size_t chunk;
-    std::size_t chunks;
-    std::size_t helpers;
-};
 
 class thread_pool
 {
@@ -85,25 +42,30 @@ public:
                  beside_runner beside_run, const void* beside_context);
 
 private:
-    std::mutex mutex; // guards `job`, the sleepers, and `generation` against lost wake-ups
-    std::condition_variable wake;
-    std::shared_ptr<pool_job> job;    // the last one posted
-    std::size_t sleepers = 0;         // workers waiting for `wake`
-    std::vector<char> sleeper_on_set; // for each core set, whether its worker is waiting
-    std::atomic<std::uint64_t> generation{0};
+    struct worker
+    {
+        std::size_t set = no_core_set;
+        std::condition_variable wake;
+        bool asleep = false;
+    };
+
+    // The number of workers asleep, times 2³², plus the sum of their core sets, counted from 1 on.
+    std::atomic<std::uint64_t> sleepers{0};
     std::atomic<bool> busy{false};
-    std::size_t worker_count = 0;
+    pool_job job;
+    std::mutex mutex; // guards `asleep` of the workers
+    std::vector<worker> workers;
+    std::size_t started = 0;
     std::vector<long> set_of_cpu; // core set of each CPU, -1 for none; read-only after start
-    pid_t owner_pid = 0;
+    fork_mark maker;
 
     void start();
-    void start_worker(std::size_t id, const std::vector<cpu_set_t>& sets);
-    std::shared_ptr<pool_job> post(chunk_runner run, const void* context, const loop_split& split);
+    void start_worker(worker& fresh, const cpu_set_t* cpus);
     std::size_t current_core_set() const;
-    [[noreturn]] void serve(std::size_t id);
-    void sleep_until_posted(std::unique_lock<std::mutex>& lock, std::size_t id, std::uint64_t seen);
+    [[noreturn]] void serve(worker& self);
+    void sleep_until_posted(worker& self, std::uint32_t seen);
     bool sleeps_elsewhere(std::size_t home_set) const;
-    void spin_for_job(std::uint64_t seen) const;
+    void wake_elsewhere(std::size_t home_set, std::size_t helpers);
 };
 
 } // namespace numerical::detail

@@ -16,6 +16,7 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -164,6 +165,58 @@ TEST(parallel_for, inside_a_body_runs_serially_and_the_outer_loop_goes_on)
         });
     });
     EXPECT_TRUE(all_once(runs));
+}
+
+void yield_times(int count)
+{
+    for (int i = 0; i < count; ++i)
+        std::this_thread::yield();
+}
+
+// Workers poll for 100 microseconds, some hundred yields, before they sleep.
+TEST(parallel_for, runs_each_index_once_whether_workers_poll_or_sleep)
+{
+    constexpr std::size_t count = 40;
+    for (const int yields : {0, 100, 200, 400, 5000})
+        for (int round = 0; round < 100; ++round) {
+            std::vector<std::size_t> found(count);
+            parallel_for(count, heavy, [&](std::size_t i) { found[i] = i * round; });
+            for (std::size_t i = 0; i < count; ++i)
+                ASSERT_EQ(found[i], i * round) << yields;
+            yield_times(yields);
+        }
+}
+
+// A worker that has looked at one loop may reach for a chunk when the next one is under way.
+TEST(parallel_for, runs_each_index_once_in_loops_that_follow_one_another)
+{
+    std::vector<int> runs(9);
+    for (int round = 1; round <= 20000; ++round) {
+        const std::size_t count = 2 + round % 8;
+        parallel_for(count, heavy, [&](std::size_t i) { ++runs[i]; });
+        for (std::size_t i = 0; i < count; ++i)
+            ASSERT_EQ(std::exchange(runs[i], 0), 1) << round;
+    }
+}
+
+TEST(parallel_for, waits_asleep_for_a_worker_that_takes_long)
+{
+    const auto home = std::this_thread::get_id();
+    const bool has_worker = numerical::detail::hardware_threads() >= 2;
+    std::atomic<bool> left = false;
+    std::atomic<int> done = 0;
+    parallel_for(2, heavy, [&](std::size_t) {
+        if (std::this_thread::get_id() != home) {
+            left = true;
+            yield_times(10000);
+        } else {
+            while (has_worker && !left) // until the other index has gone to the worker
+                std::this_thread::yield();
+        }
+        ++done;
+    });
+    EXPECT_EQ(done, 2);
+    EXPECT_EQ(left, has_worker);
 }
 
 TEST(parallel_for, from_several_threads_at_once_gives_each_its_result)

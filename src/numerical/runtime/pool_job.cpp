@@ -1,0 +1,92 @@
+#include "numerical/runtime/pool_job.hpp"
+
+#include "numerical/runtime/spin.hpp"
+
+#include <algorithm>
+#include <utility>
+
+namespace numerical::detail {
+
+void pool_job::post(chunk_runner loop, const void* loop_context, const loop_split& split,
+                    std::size_t home_set)
+{
+    run = loop;
+    context = loop_context;
+    count = split.count;
+    chunk = split.chunk;
+    chunks = split.chunks;
+    control = floating_control::current();
+    home.store(home_set, std::memory_order_relaxed);
+    done_by_helpers.store(0, std::memory_order_relaxed);
+    done_by_caller = 0;
+    if (errors.size() < chunks)
+        errors.resize(chunks);
+    const std::uint64_t next = std::uint64_t{number() + 1} * one_number;
+    ticket = next + split.helpers * one_seat + chunks * one_chunk;
+}
+
+// The chunks that were left, of which the first one is the claimer's; 0 if nothing was claimed.
+std::size_t pool_job::claim(std::uint32_t wanted, std::size_t seats)
+{
+    std::uint64_t now = ticket;
+    while (number_of(now) == wanted && chunks_left(now) != 0 && seats_left(now) >= seats)
+        if (ticket.compare_exchange_weak(now, now - one_chunk - seats * one_seat))
+            return chunks_left(now);
+    return 0;
+}
+
+void pool_job::run_chunk(std::size_t left) noexcept
+{
+    const std::size_t slot = chunks - left;
+    try {
+        run(context, slot * chunk, std::min((slot + 1) * chunk, count));
+    } catch (...) {
+        errors[slot] = std::current_exception();
+        failed.store(true, std::memory_order_relaxed);
+    }
+}
+
+void pool_job::work_as_caller() noexcept
+{
+    const std::uint32_t own = number();
+    while (const std::size_t left = claim(own, 0)) {
+        run_chunk(left);
+        ++done_by_caller;
+    }
+}
+
+// Once its chunk is reported as done, the job may be over and the next one posted.
+void pool_job::work_as_helper(std::uint32_t wanted) noexcept
+{
+    std::size_t left = claim(wanted, 1);
+    if (left != 0)
+        control.adopt();
+    for (; left != 0; left = claim(wanted, 0)) {
+        run_chunk(left);
+        done_by_helpers.fetch_add(1);
+        if (caller_sleeps) {
+            const std::lock_guard lock(mutex);
+            finished.notify_all();
+        }
+    }
+}
+
+std::exception_ptr pool_job::wait_until_finished()
+{
+    const auto all_done = [this] { return done_by_helpers == chunks - done_by_caller; };
+    if (!spin_until(all_done)) {
+        std::unique_lock lock(mutex);
+        caller_sleeps = true;
+        finished.wait(lock, all_done);
+        caller_sleeps = false;
+    }
+    if (!failed.exchange(false))
+        return nullptr;
+    std::exception_ptr first;
+    for (std::size_t slot = chunks; slot-- > 0;)
+        if (std::exception_ptr error = std::exchange(errors[slot], nullptr))
+            first = std::move(error);
+    return first;
+}
+
+} // namespace numerical::detail
