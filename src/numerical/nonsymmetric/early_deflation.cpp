@@ -4,6 +4,7 @@
 #include "numerical/factor/reflector.hpp"
 #include "numerical/nonsymmetric/block_exchange.hpp"
 #include "numerical/nonsymmetric/deflation_test.hpp"
+#include "numerical/nonsymmetric/left_components.hpp"
 #include "numerical/nonsymmetric/multishift_qr.hpp"
 #include "numerical/nonsymmetric/standard_block.hpp"
 #include "numerical/scalar.hpp"
@@ -14,6 +15,9 @@
 
 namespace numerical::detail {
 namespace {
+
+// How far above the threshold an estimate may be: it is as uncertain as the eigenvectors are.
+constexpr double candidate_margin = 16;
 
 template <class T>
 class deflation_window
@@ -35,7 +39,10 @@ public:
     const schur_views<T>& views() const { return window; }
 
 private:
+    double threshold(std::size_t k, std::size_t block) const;
     bool is_settled(std::size_t k, std::size_t block) const;
+    std::vector<char> candidates() const;
+    std::size_t move_down(std::size_t k, std::size_t end, std::vector<char>& promising);
     void reflect(const aligned_vector<T>& v, std::size_t row, std::size_t col_from,
                  std::size_t row_to);
 
@@ -58,38 +65,90 @@ bool deflation_window<T>::find_schur_form()
 // A block has converged if its element of the spike is negligible compared to its eigenvalue, or to
 // the subdiagonal element before the window if the eigenvalue is zero.
 template <class T>
-bool deflation_window<T>::is_settled(std::size_t k, std::size_t block) const
+double deflation_window<T>::threshold(std::size_t k, std::size_t block) const
 {
     double size = rough_modulus(window.h(k, k));
-    double element = rough_modulus(finite_product(spike, window.z(k, 0)));
-    if (block == 2) {
+    if (block == 2)
         size += std::sqrt(rough_modulus(window.h(k + 1, k))) *
                 std::sqrt(rough_modulus(window.h(k, k + 1)));
-        element = std::max(element, rough_modulus(finite_product(spike, window.z(k + 1, 0))));
-    }
     if (size == 0)
         size = rough_modulus(spike);
-    return element <= std::max(negligible_magnitude(order), unit_roundoff * size);
+    return std::max(negligible_magnitude(order), unit_roundoff * size);
 }
 
-// Tests the blocks from the bottom up; one that has not converged is moved to the top of the
-// untested ones.
+template <class T>
+bool deflation_window<T>::is_settled(std::size_t k, std::size_t block) const
+{
+    double element = rough_modulus(finite_product(spike, window.z(k, 0)));
+    if (block == 2)
+        element = std::max(element, rough_modulus(finite_product(spike, window.z(k + 1, 0))));
+    return element <= threshold(k, block);
+}
+
+// Whether the block of each row may have converged. At the bottom its element of the spike would be
+// the spike times the first component of its left eigenvector, a unit vector: a block for which
+// that stays far above the threshold isn't moved there.
+template <class T>
+std::vector<char> deflation_window<T>::candidates() const
+{
+    const std::vector<double> shares = first_of_left_vectors<T>(window.h, window.z);
+    const double size_of_spike = rough_modulus(spike);
+    std::vector<char> promising(order);
+    for (std::size_t k = 0; k < order; ++k) {
+        const std::size_t block = block_order<T>(window.h, k);
+        const double least = threshold(k, block) + unit_roundoff * size_of_spike;
+        const bool hopeless = shares[k] * size_of_spike > candidate_margin * least;
+        for (std::size_t row = k; row < k + block; ++row)
+            promising[row] = !hopeless;
+        k += block - 1;
+    }
+    return promising;
+}
+
+// Exchanges the block in row k, and its flags, with those below it until it ends before row `end`
+// or an exchange is refused. Returns the row that it has come to.
+template <class T>
+std::size_t deflation_window<T>::move_down(std::size_t k, std::size_t end,
+                                           std::vector<char>& promising)
+{
+    for (;;) {
+        const std::size_t moving = block_order<T>(window.h, k);
+        const std::size_t next = k + moving;
+        if (next == end)
+            return k;
+        const std::size_t below = block_order<T>(window.h, next);
+        if (!exchange_blocks(window, k, moving, below))
+            return k;
+        char* const flags = promising.data() + k;
+        std::rotate(flags, flags + moving, flags + moving + below);
+        k += below;
+    }
+}
+
+// Tests the block at the bottom of those that are left, then moves down the next one that may have
+// converged.
 template <class T>
 std::size_t deflation_window<T>::count_deflated()
 {
-    std::size_t end = order;   // rows from here on have converged
-    std::size_t unsettled = 0; // rows before it have been found not to
-    while (end > unsettled) {
-        const std::size_t block =
-            end >= unsettled + 2 && window.h(end - 1, end - 2) != T(0) ? 2 : 1;
-        if (is_settled(end - block, block)) {
-            end -= block;
+    std::vector<char> promising = candidates();
+    std::size_t end = order; // rows from here on have converged
+    while (end > 0) {
+        const std::size_t last = end >= 2 && window.h(end - 1, end - 2) != T(0) ? 2 : 1;
+        if (is_settled(end - last, last)) {
+            end -= last;
             continue;
         }
-        const std::size_t at = move_block_up(window, end - block, unsettled);
-        if (at != unsettled)
-            break; // blocks that could not be exchanged stay in their place
-        unsettled += block;
+        std::fill_n(&promising[end - last], last, char(0));
+        std::size_t k = end;
+        while (k > 0 && !promising[k - 1])
+            --k;
+        if (k == 0)
+            break;
+        const std::size_t block = k >= 2 && window.h(k - 1, k - 2) != T(0) ? 2 : 1;
+        const std::size_t at = move_down(k - block, end, promising);
+        const std::size_t moved = block_order<T>(window.h, at);
+        if (at + moved != end)
+            std::fill_n(&promising[at], moved, char(0));
     }
     return order - end;
 }
