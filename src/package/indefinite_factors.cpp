@@ -32,8 +32,8 @@ PyObject* factors_of(const tensor<T>& a, const stack_shape& of, symmetry kind)
     if (!of.is_single())
         lower = detail::uninitialized<T>(of.count * n * n);
     const auto factor_one = [&](std::size_t i) {
-        norms.data[i] = one_norm_of_lower(view_of(a, of, i)); // while A comes into cache
         indefinite_decomposition<T> f(view_of(a, of, i), kind);
+        norms.data[i] = f.one_norm;
         std::copy(f.diagonal.begin(), f.diagonal.end(), diagonal.data.data() + i * n);
         std::copy(f.below.begin(), f.below.end(), below.data.data() + i * n);
         std::copy(f.permutation.begin(), f.permutation.end(), permutation.data.data() + i * n);

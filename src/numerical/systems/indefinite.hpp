@@ -28,6 +28,7 @@ struct indefinite_decomposition
     aligned_vector<T> lower;              // L, row-major, with its ones and zeros
     aligned_vector<T> diagonal;           // of D
     aligned_vector<T> below;              // D(k+1, k): not zero where a block of order 2 begins
+    double one_norm = 0;                  // ‖A‖₁
     std::vector<std::size_t> permutation; // row i of P·A is row permutation[i] of A
 
     // dimension_error "LDL decomposition requires a square matrix", or non_finite_error for an

@@ -3,12 +3,9 @@
 #include "numerical/aligned_vector.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
-#include "numerical/systems/moduli.hpp"
 #include "numerical/systems/norm_estimate.hpp"
 
 #include <algorithm>
-#include <array>
-#include <numeric>
 
 namespace numerical {
 
@@ -63,18 +60,6 @@ void solve_block_diagonal(const kept_indefinite<T>& a, block_view<T> x)
     }
 }
 
-// In eight chains, as a single one would wait for each addition.
-double sum_of(const double* x, std::size_t n)
-{
-    constexpr std::size_t lanes = 8;
-    std::array<double, lanes> sums{};
-    std::size_t i = 0;
-    for (; i + lanes <= n; i += lanes)
-        for (std::size_t l = 0; l < lanes; ++l)
-            sums[l] += x[i + l];
-    return std::accumulate(x + i, x + n, std::accumulate(sums.begin(), sums.end(), 0.0));
-}
-
 } // namespace
 } // namespace detail
 
@@ -125,18 +110,6 @@ double reciprocal_condition(const kept_indefinite<T>& a, double norm)
     return reciprocal_condition(n, norm, estimate_one_norm<T>(n, solve, solve_adjoint));
 }
 
-template <class T>
-double one_norm_of_lower(detail::block_view<const T> a)
-{
-    aligned_vector<double> sums(a.rows);
-    aligned_vector<double> moduli(a.rows);
-    for (std::size_t i = 0; i < a.rows; ++i) {
-        detail::add_moduli(sums.data(), a.row(i), i, moduli.data());
-        sums[i] = detail::modulus(a(i, i)) + detail::sum_of(moduli.data(), i);
-    }
-    return sums.empty() ? 0 : *std::max_element(sums.begin(), sums.end());
-}
-
 using detail::block_view;
 using detail::complex;
 
@@ -148,7 +121,5 @@ template double reciprocal_condition(const kept_indefinite<double>&, double);
 template double reciprocal_condition(const kept_indefinite<complex>&, double);
 template aligned_vector<double> determinant_factors(const kept_indefinite<double>&);
 template aligned_vector<complex> determinant_factors(const kept_indefinite<complex>&);
-template double one_norm_of_lower(block_view<const double>);
-template double one_norm_of_lower(block_view<const complex>);
 
 } // namespace numerical

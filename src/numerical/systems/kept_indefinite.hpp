@@ -39,8 +39,4 @@ double reciprocal_condition(const kept_indefinite<T>& a, double norm);
 template <class T>
 aligned_vector<T> determinant_factors(const kept_indefinite<T>& a);
 
-// ‖A‖₁ of the matrix with this lower triangle; other elements aren't read.
-template <class T>
-double one_norm_of_lower(detail::block_view<const T> a);
-
 } // namespace numerical

@@ -1,0 +1,114 @@
+#pragma once
+
+// A panel of the factorization P·A·Pᵀ = L·D·Lᴴ: some columns of L, whose pivots are chosen among
+// all rows and columns that are left.
+//
+// One array holds all: above the diagonal and on it the trailing matrix, by columns, that is row k
+// is column k of A from the diagonal on; below it the finished columns of L.
+//
+//              first last
+//            [ .   .   .   .  ]
+//      first [ l   w   w   w  ]   The columns of a panel are updated one by one, when the pivot
+//       last [ l   w   a   a  ]   search reaches them, and kept apart as W; L = W·D⁻¹. All others
+//            [ l   w   .   a  ]   stay unchanged until the panel is done.
+//
+// A column that the search left without a pivot is kept too, and the next search begins with it:
+// it needs only what the pivots since have added. So a panel brings hardly more columns up to date
+// than it factors, where searches that begin anew take almost twice as many.
+
+#include "numerical/aligned_vector.hpp"
+#include "numerical/counts.hpp"
+#include "numerical/gemm/path.hpp"
+#include "numerical/systems/indefinite.hpp"
+
+#include <array>
+#include <cstddef>
+#include <vector>
+
+namespace numerical::detail {
+
+struct row_exchange
+{
+    std::size_t row;
+    std::size_t other_row;
+};
+
+template <class T>
+class rook_panel
+{
+public:
+    rook_panel(block_view<T> triangles, std::size_t panel_width,
+               indefinite_decomposition<T>& factors);
+
+    // Factors columns from `from` on and returns the panel's end, which a block of order 2 may
+    // extend by one column. Rows of the trailing matrix change places; those of the finished
+    // columns of L are left to the caller.
+    std::size_t factor(std::size_t from);
+
+    // Of the last panel, columns lying as rows; L with its ones and zeros.
+    block_view<T> l;
+    block_view<T> w;
+    std::vector<row_exchange> exchanges;
+
+private:
+    // A column of the trailing matrix that has lost the products with some columns of the panel.
+    struct searched_column
+    {
+        T* values;
+        std::size_t row;   // its number in A; `nowhere` for none
+        std::size_t terms; // columns of the panel whose products it has lost
+        std::size_t visit; // number of the search's last visit
+    };
+
+    struct largest_element
+    {
+        double size;
+        std::size_t place;
+    };
+
+    struct pivot
+    {
+        std::size_t order;
+        std::size_t row;       // goes to the first place, that of a block of order 1 or 2
+        std::size_t other_row; // to the second of a block of order 2
+    };
+
+    static constexpr std::size_t kept_columns = 4;
+    static constexpr std::size_t nowhere = static_cast<std::size_t>(-1);
+
+    int path = gemm_path_current();
+    block_view<T> columns;
+    symmetry kind;
+    std::size_t n;
+    std::size_t width;
+    indefinite_decomposition<T>& result;
+    aligned_vector<T> store;        // of L, W and the searched columns
+    aligned_vector<double> sizes;   // moduli of a complex column
+    aligned_vector<T> coefficients; // of the products that a column loses
+    std::array<searched_column, kept_columns> searched;
+    std::size_t visits = 0;
+    std::size_t first = 0; // column of A at which the panel begins
+
+    // A line more than needed: in columns a power of two apart equal rows would share a cache set.
+    std::size_t stride() const { return round_up(n, line_elements<T>) + line_elements<T>; }
+
+    T mirrored(const T& z) const { return kind == symmetry::hermitian ? conjugate(z) : z; }
+
+    void forget_searched();
+    std::size_t first_visited(std::size_t k) const;
+    searched_column& visit(std::size_t row, std::size_t k);
+    void load(searched_column& column, std::size_t row, std::size_t k);
+    void bring_up_to_date(searched_column& column, std::size_t k);
+    double size_of_diagonal(const searched_column& column) const;
+    largest_element largest_beside_diagonal(const searched_column& column, std::size_t k);
+    largest_element largest_of(const double* moduli, std::size_t k) const;
+    void take(searched_column& column, std::size_t k, std::size_t place);
+    pivot find_pivot(std::size_t k);
+    void bring_to_place(std::size_t i, std::size_t j, std::size_t last);
+    void move_out(std::size_t i, std::size_t j);
+    void divide_by_number(std::size_t k);
+    void divide_by_block(std::size_t k);
+    void complete_l(std::size_t last);
+};
+
+} // namespace numerical::detail
