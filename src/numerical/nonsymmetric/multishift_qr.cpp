@@ -25,13 +25,13 @@ struct sweep_sizes
 
 sweep_sizes sizes_for(std::size_t n)
 {
-    const std::size_t shifts = n < 150 ? 16 : n < 400 ? 32 : n < 1500 ? 64 : 128;
-    return {shifts, n <= 500 ? shifts : 3 * shifts / 2};
+    const std::size_t shifts = n < 150 ? 16 : n < 700 ? 32 : n < 1500 ? 64 : 128;
+    return {shifts, n < 400 ? shifts : 3 * shifts / 2};
 }
 
 // A sweep is skipped if this part of the window was deflated, as another deflation may then succeed
 // as well (the nibble of Braman, Byers and Mathias 2002, part II).
-constexpr std::size_t nibble_percent = 14;
+constexpr std::size_t nibble_percent = 25;
 
 // After this many sweeps without deflation ad hoc shifts are used, and windows grow.
 constexpr std::size_t fruitless_sweeps = 6;

@@ -94,7 +94,8 @@ TYPED_TEST(schur, form_of_hard_matrices_is_backward_stable_on_every_path)
 TYPED_TEST(schur, form_beside_the_crossovers_is_backward_stable)
 {
     using numerical::detail::multishift_crossover;
-    for (const std::size_t n : {multishift_crossover - 1, multishift_crossover + 1, 149UL, 150UL})
+    for (const std::size_t n :
+         {multishift_crossover - 1, multishift_crossover + 1, 149UL, 150UL, 399UL, 400UL})
         expect_gallery<TypeParam>(n);
 }
 
