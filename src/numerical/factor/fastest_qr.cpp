@@ -12,10 +12,11 @@ namespace numerical::detail {
 template <class T>
 thin_qr<T> fastest_qr(aligned_vector<T> a, std::size_t rows, std::size_t columns)
 {
-    if (!is_tall<T>(rows, columns) ||
-        any_part_above_on_threads(a.data(), a.size(), greatest_tall_part))
+    const bool is_huge = any_part_above_on_threads(a.data(), a.size(), greatest_tall_part);
+    if (is_huge || !is_tall<T>(rows, columns))
         return householder_qr(std::move(a), rows, columns, basis_extent::thin,
-                              reflector_blocking::fastest);
+                              is_huge ? reflector_blocking::by_panels
+                                      : reflector_blocking::fastest);
     tall_qr<T> factors(std::move(a), rows, columns);
     aligned_vector<T> r = std::move(factors.r);
     const aligned_vector<T> phases = turn_diagonal_real(r, columns, columns);

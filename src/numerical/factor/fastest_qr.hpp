@@ -9,7 +9,7 @@
 
 namespace numerical::detail {
 
-// The thin factors: of a tall matrix by tall_qr, of others by the widest blocks of reflectors.
+// The thin factors: of a tall matrix by tall_qr, of others by the fastest blocks of reflectors.
 template <class T>
 thin_qr<T> fastest_qr(aligned_vector<T> a, std::size_t rows, std::size_t columns);
 

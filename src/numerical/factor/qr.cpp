@@ -27,10 +27,12 @@ constexpr std::size_t panel_columns = 32;
 constexpr double greatest_safe_norm = 0x1p1007;
 constexpr double overflow_guard = 0x1p-64;
 
+template <class T>
 std::size_t columns_of_block(std::size_t k, reflector_blocking blocking)
 {
-    return blocking == reflector_blocking::fastest && k >= least_widely_blocked ? wide_block_columns
-                                                                                : panel_columns;
+    if (blocking == reflector_blocking::by_panels)
+        return panel_columns;
+    return k >= least_widely_blocked ? wide_block_columns : block_columns<T>;
 }
 
 double safe_part(std::size_t rows)
@@ -66,11 +68,12 @@ aligned_vector<T> upper_trapezoid(aligned_vector<T> a, std::size_t k, std::size_
     return r;
 }
 
-// x[i] *= factors[i·step].
+// x[i] *= factors[i·step], step being 0 or 1.
 void multiply(double* x, const double* factors, std::size_t step, std::size_t n)
 {
+    const double first = *factors;
     for (std::size_t i = 0; i < n; ++i)
-        x[i] *= factors[i * step];
+        x[i] *= step == 0 ? first : factors[i];
 }
 
 void multiply(complex* x, const complex* factors, std::size_t step, std::size_t n)
@@ -88,8 +91,9 @@ class qr_panels
 {
 public:
     qr_panels(aligned_vector<T>& matrix, std::size_t row_count, std::size_t column_count,
-              std::size_t columns_of_block)
-        : a(matrix), rows(row_count), columns(column_count), block_columns(columns_of_block)
+              reflector_blocking panel_form)
+        : a(matrix), rows(row_count), columns(column_count), blocking(panel_form),
+          width(columns_of_block<T>(std::min(rows, columns), blocking))
     {
     }
 
@@ -99,7 +103,8 @@ private:
     aligned_vector<T>& a;
     std::size_t rows;
     std::size_t columns;
-    std::size_t block_columns;
+    reflector_blocking blocking;
+    std::size_t width; // of a block
 
     reflector_block<T> factorize_panel(std::size_t from, std::size_t to);
     reflector_block<T> update_and_factorize(const reflector_block<T>& block, std::size_t to,
@@ -111,10 +116,10 @@ std::vector<reflector_block<T>> qr_panels<T>::factorize()
 {
     const std::size_t k = std::min(rows, columns);
     std::vector<reflector_block<T>> blocks;
-    std::size_t to = std::min(block_columns, k);
+    std::size_t to = std::min(width, k);
     blocks.push_back(factorize_panel(0, to));
     while (to < k) {
-        const std::size_t next_to = std::min(to + block_columns, k);
+        const std::size_t next_to = std::min(to + width, k);
         blocks.push_back(update_and_factorize(blocks.back(), to, next_to));
         to = next_to;
     }
@@ -127,7 +132,9 @@ template <class T>
 reflector_block<T> qr_panels<T>::factorize_panel(std::size_t from, std::size_t to)
 {
     const block_view<T> matrix{a.data(), rows, columns};
-    return factor_wide_qr_panel(matrix.sub(from, rows, from, to), from, panel_columns);
+    const block_view<T> panel = matrix.sub(from, rows, from, to);
+    return blocking == reflector_blocking::by_panels ? factor_qr_panel(panel, from)
+                                                     : factor_wide_qr_panel(panel, from);
 }
 
 // The slabs write the columns from next_to on, the panel those before it alone.
@@ -145,7 +152,7 @@ reflector_block<T> qr_panels<T>::update_and_factorize(const reflector_block<T>& 
         apply_reflector_block<block_operator::adjoint>(block, a, columns, to, next_to);
     };
     // Fewer columns are updated in less time than a panel is.
-    const bool is_short = columns - next_to < 3 * block_columns;
+    const bool is_short = columns - next_to < 3 * width;
     if (is_short) // the other threads would wait for the panel: they take part in its update
         update_next();
     const block_view<T> c{a.data() + block.offset * columns, block.rows, columns};
@@ -189,8 +196,9 @@ qr_reflections<T> householder_reflect(aligned_vector<T> a, std::size_t rows, std
     const std::size_t k = std::min(rows, columns);
     if (k == 0)
         return {upper_trapezoid(std::move(a), k, columns), {}};
-    const std::size_t width = columns_of_block(k, blocking);
-    std::vector<reflector_block<T>> blocks = qr_panels<T>(a, rows, columns, width).factorize();
+    if (k <= panel_columns)
+        blocking = reflector_blocking::by_panels;
+    std::vector<reflector_block<T>> blocks = qr_panels<T>(a, rows, columns, blocking).factorize();
     return {upper_trapezoid(std::move(a), k, columns), std::move(blocks)};
 }
 
@@ -217,7 +225,8 @@ thin_qr<T> householder_qr(aligned_vector<T> a, std::size_t rows, std::size_t col
     if (k == 0) // the other extent may be astronomic
         return {};
     aligned_vector<double> guards; // of the columns, where one needs it
-    if (any_part_above_on_threads(a.data(), a.size(), safe_part(rows))) {
+    if (blocking == reflector_blocking::by_panels &&
+        any_part_above_on_threads(a.data(), a.size(), safe_part(rows))) {
         guards = overflow_guards(a, rows, columns);
         multiply_columns(a, guards);
     }

@@ -6,6 +6,7 @@
 #include "numerical/factor/reflector_block.hpp"
 
 #include <cstddef>
+#include <type_traits>
 #include <vector>
 
 namespace numerical::detail {
@@ -31,11 +32,15 @@ struct thin_qr
 template <class T>
 reflector_block<T> factor_qr_panel(block_view<T> panel, std::size_t offset);
 
-// How many reflectors make a block: 32, or for large matrices more, which takes fewer passes over
-// the matrix and gives other last digits.
+// How many reflectors make a block: 32, or more in matrices of more, which takes fewer passes over
+// the matrix and gives other last digits. By the fastest blocks elements are at most 2^900.
 enum class reflector_blocking { by_panels, fastest };
 
-// The fastest blocks are wide ones from this many reflectors on.
+// The fastest blocks. Their dots with the matrix are tiles of twelve rows.
+template <class T>
+constexpr std::size_t block_columns = std::is_same_v<T, double> ? 48 : 32;
+
+// The same from this many reflectors on.
 constexpr std::size_t least_widely_blocked = 1500;
 constexpr std::size_t wide_block_columns = 96;
 

@@ -4,6 +4,7 @@
 #include "numerical/counts.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/factor/reflector_products.hpp"
+#include "numerical/factor/tall_panel.hpp"
 #include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/scalar.hpp"
@@ -11,6 +12,7 @@
 
 #include <algorithm>
 #include <complex>
+#include <type_traits>
 
 namespace numerical::detail {
 namespace {
@@ -24,8 +26,8 @@ template <class T>
 class wide_qr_panel
 {
 public:
-    wide_qr_panel(block_view<T> a, std::size_t widest_leaf)
-        : panel(a), leaf_columns(widest_leaf), vector_store(zeros<T>(a.rows * a.cols)),
+    explicit wide_qr_panel(block_view<T> a)
+        : panel(a), vector_store(zeros<T>(a.rows * a.cols)),
           factor_store(zeros<T>(a.cols * a.cols)), vectors{vector_store.data(), a.rows, a.cols},
           factor{factor_store.data(), a.cols, a.cols}
     {
@@ -44,7 +46,6 @@ public:
 
 private:
     block_view<T> panel;
-    std::size_t leaf_columns;
     aligned_vector<T> vector_store;
     aligned_vector<T> factor_store;
     block_view<T> vectors;
@@ -58,9 +59,9 @@ private:
 template <class T>
 void wide_qr_panel<T>::factorize(std::size_t from, std::size_t to)
 {
-    if (to - from <= leaf_columns)
+    if (to - from <= leaf_columns<T>)
         return factorize_leaf(from, to);
-    const std::size_t mid = from + round_up((to - from) / 2, leaf_columns);
+    const std::size_t mid = from + round_up((to - from) / 2, leaf_columns<T>);
     factorize(from, mid);
     apply_adjoint(from, mid, to);
     factorize(mid, to);
@@ -70,11 +71,19 @@ void wide_qr_panel<T>::factorize(std::size_t from, std::size_t to)
 template <class T>
 void wide_qr_panel<T>::factorize_leaf(std::size_t from, std::size_t to)
 {
-    const reflector_block<T> leaf = factor_qr_panel(panel.sub(from, panel.rows, from, to), 0);
-    const std::size_t count = to - from;
-    copy_block<T>({leaf.vectors.data(), leaf.rows, count},
-                  vectors.sub(from, vectors.rows, from, to));
-    copy_block<T>({leaf.factor.data(), count, count}, factor.sub(from, to, from, to));
+    const block_view<T> columns = panel.sub(from, panel.rows, from, to);
+    const block_view<T> v = vectors.sub(from, vectors.rows, from, to);
+    const block_view<T> t = factor.sub(from, to, from, to);
+    if constexpr (std::is_same_v<T, double>) {
+        copy_block<T>(columns, v);
+        factor_tall_panel<T>({.r = columns, .below = v, .tops = nullptr, .minus_factor = t});
+        for (std::size_t i = 0; i < t.rows; ++i)
+            negate_run(&t(i, i), &t(i, i), t.cols - i);
+    } else {
+        const reflector_block<T> leaf = factor_qr_panel(columns, 0);
+        copy_block<T>({leaf.vectors.data(), v.rows, v.cols}, v);
+        copy_block<T>({leaf.factor.data(), t.rows, t.cols}, t);
+    }
 }
 
 // C += V·(-Tᴴ·(VᴴC)) for columns [mid, to).
@@ -112,18 +121,18 @@ void wide_qr_panel<T>::join(std::size_t from, std::size_t mid, std::size_t to)
 } // namespace
 
 template <class T>
-reflector_block<T> factor_wide_qr_panel(block_view<T> panel, std::size_t offset,
-                                        std::size_t leaf_columns)
+reflector_block<T> factor_wide_qr_panel(block_view<T> panel, std::size_t offset)
 {
-    if (panel.cols <= leaf_columns)
-        return factor_qr_panel(panel, offset);
-    wide_qr_panel<T> wide(panel, leaf_columns);
+    if constexpr (!std::is_same_v<T, double>)
+        if (panel.cols <= leaf_columns<T>)
+            return factor_qr_panel(panel, offset);
+    wide_qr_panel<T> wide(panel);
     wide.factorize(0, panel.cols);
     return std::move(wide).block(offset);
 }
 
-template reflector_block<double> factor_wide_qr_panel(block_view<double>, std::size_t, std::size_t);
+template reflector_block<double> factor_wide_qr_panel(block_view<double>, std::size_t);
 template reflector_block<std::complex<double>>
-    factor_wide_qr_panel(block_view<std::complex<double>>, std::size_t, std::size_t);
+    factor_wide_qr_panel(block_view<std::complex<double>>, std::size_t);
 
 } // namespace numerical::detail
