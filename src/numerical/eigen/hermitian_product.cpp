@@ -139,9 +139,9 @@ std::size_t work_of_block(std::size_t len, int path, const double*)
     return (path == portable_path ? 1 : 2) * len * block_rows;
 }
 
-std::size_t work_of_block(std::size_t len, int, const complex*)
+std::size_t work_of_block(std::size_t len, int path, const complex*)
 {
-    return len * block_rows;
+    return (path == portable_path ? 1 : 3) * len * block_rows;
 }
 
 } // namespace

@@ -25,11 +25,12 @@ constexpr std::size_t update_strip_rows = 48;
 
 // Of a strip of the update, on the scale of parallel_for. A thread does 15 to 20 real products in a
 // nanosecond, or a fourth of complex ones. As the pool is awake from the products with vectors, a
-// loop of 100 microseconds repays it, a complex one of 250 (measured).
+// loop of 100 microseconds repays it, and a complex one, whose matrix is shared by the products
+// with vectors from lower orders on, of 50 (measured).
 template <class T>
 std::size_t strip_work(std::size_t cols, std::size_t depth)
 {
-    constexpr std::size_t products_per_unit = std::is_same_v<T, double> ? 16 : 10;
+    constexpr std::size_t products_per_unit = std::is_same_v<T, double> ? 16 : 2;
     return update_strip_rows * (cols / 2) * depth / products_per_unit;
 }
 

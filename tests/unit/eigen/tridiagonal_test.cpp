@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <gtest/gtest.h>
 #include <limits>
+#include <tuple>
+#include <utility>
 
 namespace {
 
@@ -224,23 +226,51 @@ TYPED_TEST(tridiagonal, hermitian_product_is_exact_on_integers_and_reads_the_low
     }
 }
 
+// Threads share it from len = 256 on if real and 196 if complex, on the portable path from 353.
 TYPED_TEST(tridiagonal, hermitian_product_has_the_same_bits_at_every_thread_count)
 {
-    constexpr std::size_t len = 700;
-    const auto a = test::random_vector<TypeParam>(len * len, 1);
-    const auto x = test::random_vector<TypeParam>(len, 2);
-    numerical::aligned_vector<TypeParam> expected;
-    for (const std::size_t threads : test::thread_counts) {
-        const test::thread_limit limit(threads);
-        numerical::aligned_vector<TypeParam> y(len);
-        numerical::aligned_vector<TypeParam> partials(
-            3,
-            TypeParam(nan)); // what it held before is of no account
-        hermitian_product(a.data(), len, len, x.data(), y.data(), partials);
-        if (expected.empty())
-            expected = y;
-        EXPECT_EQ(y, expected) << threads << " threads";
-    }
+    for (const int path : test::available_paths())
+        for (const std::size_t len : {195, 196, 197, 255, 256, 257, 352, 353, 354, 700}) {
+            const test::path_limit limit(path);
+            const auto a = test::random_vector<TypeParam>(len * len, 1);
+            const auto x = test::random_vector<TypeParam>(len, 2);
+            numerical::aligned_vector<TypeParam> expected;
+            for (const std::size_t threads : test::thread_counts) {
+                const test::thread_limit some(threads);
+                numerical::aligned_vector<TypeParam> y(len);
+                numerical::aligned_vector<TypeParam> partials(
+                    3,
+                    TypeParam(nan)); // what it held before is of no account
+                hermitian_product(a.data(), len, len, x.data(), y.data(), partials);
+                if (expected.empty())
+                    expected = y;
+                EXPECT_EQ(y, expected) << len << ", path " << path << ", " << threads << " threads";
+            }
+        }
+}
+
+// Two threads share the update of a complex matrix from a trailing order of 114 on, and the
+// products with vectors from 196 on.
+TYPED_TEST(tridiagonal, has_the_same_bits_at_every_thread_count)
+{
+    using T = TypeParam;
+    constexpr std::size_t panel = fastest_panel(130);
+    for (const int path : test::available_paths())
+        for (const std::size_t n : {129, 130, 131, 196, 197, 198, 300}) {
+            const test::path_limit limit(path);
+            const auto a = test::random_hermitian<T>(n, 6);
+            const auto on = [&](std::size_t threads) {
+                const test::thread_limit some(threads);
+                auto work = a.data;
+                numerical::aligned_vector<double> d(n);
+                numerical::aligned_vector<double> e(n);
+                auto reduction = tridiagonalize(work, n, d, e, panel);
+                return std::tuple(d, e, std::move(reduction.reflectors));
+            };
+            const auto one = on(1);
+            for (const std::size_t threads : test::thread_counts)
+                EXPECT_TRUE(on(threads) == one) << n << ", path " << path << ", " << threads;
+        }
 }
 
 } // namespace
