@@ -12,11 +12,21 @@
 #include <algorithm>
 #include <complex>
 #include <type_traits>
+#include <utility>
 
 namespace numerical::detail {
 namespace {
 
-enum class row_contents { identity, full };
+// Vectors of a matrix up to these bytes go slab by slab through all blocks of reflectors: two
+// threads then share small ways back as well, up to a tenth of the whole problem's time. Larger
+// ones gain nothing, and from four times as many bytes on they lose.
+constexpr std::size_t most_bytes_by_slabs = std::size_t{3} << 19;
+
+// Of gathering a block, on the scale of parallel_for.
+std::size_t work_to_gather(std::size_t n, std::size_t width)
+{
+    return n * width * width / 10;
+}
 
 std::size_t first_of_block(std::size_t to, std::size_t width)
 {
@@ -24,23 +34,36 @@ std::size_t first_of_block(std::size_t to, std::size_t width)
 }
 
 // The reflectors before `last` from the right, in blocks, the last block first. Rows above a
-// block's first index have nothing for it if they are still those of the identity.
+// block's first index have nothing for it, as they are still those of the identity.
 template <class T>
-void apply_reflectors(const tridiagonal_reduction<T>& reduction, aligned_vector<T>& rows,
-                      std::size_t n, std::size_t last, row_contents contents)
+void apply_to_identity(const tridiagonal_reduction<T>& reduction, block_view<T> basis,
+                       std::size_t last)
 {
-    const block_view<T> basis{rows.data(), rows.size() / n, n};
-    if (basis.rows == 0 || last < 2)
-        return;
+    const std::size_t n = basis.cols;
     const std::size_t width = reduction.way_back;
     const auto prepare = [&](std::size_t b) {
         const std::size_t to = last - b * width;
         const std::size_t from = first_of_block(to, width);
-        return transposed_slabs<T>(
-            gather_reflectors(reduction.reflectors, from, to, n),
-            basis.sub(contents == row_contents::full ? 0 : from, basis.rows, from, n));
+        return transposed_slabs<T>(gather_reflectors(reduction.reflectors, from, to, n),
+                                   basis.sub(from, basis.rows, from, n));
     };
     apply_in_turn(ceil_div(last - 1, width), prepare);
+}
+
+// All blocks, the last one first; make(block) is the application of one.
+template <class T, class Make>
+void apply_blocks(const tridiagonal_reduction<T>& reduction, std::size_t n, const Make& make)
+{
+    const std::size_t width = reduction.way_back;
+    const auto make_block = [&](std::size_t b) {
+        const std::size_t to = n - b * width;
+        const std::size_t from = first_of_block(to, width);
+        return make(gather_reflectors(reduction.reflectors, from, to, n));
+    };
+    if (n * n * sizeof(T) <= most_bytes_by_slabs)
+        apply_to_each_slab(ceil_div(n - 1, width), work_to_gather(n, width), make_block);
+    else
+        apply_in_turn(ceil_div(n - 1, width), make_block);
 }
 
 // The identity times Qᵀ of one block: basis = I - conj(V)·(Tᵀ·Vᵀ).
@@ -82,7 +105,8 @@ aligned_vector<T> tridiagonal_basis(const tridiagonal_reduction<T>& reduction, s
     if (n >= 2) {
         const std::size_t from = first_of_block(n, reduction.way_back);
         start_basis(gather_reflectors(reduction.reflectors, from, n, n), basis, n);
-        apply_reflectors(reduction, basis, n, from, row_contents::identity);
+        if (from >= 2)
+            apply_to_identity<T>(reduction, {basis.data(), n, n}, from);
     }
     if constexpr (!std::is_same_v<T, double>) // real phases are 1
         for (std::size_t i = 0; i < n; ++i)
@@ -102,7 +126,14 @@ void to_matrix_basis(const tridiagonal_reduction<T>& reduction, aligned_vector<T
         };
         parallel_for(rows.size() / n, n, scale_row);
     }
-    apply_reflectors(reduction, rows, n, n, row_contents::full);
+    const block_view<T> all{rows.data(), rows.size() / n, n};
+    if (all.rows == 0 || n < 2)
+        return;
+    const slab_partition slabs = narrow_slabs(all.rows);
+    apply_blocks(reduction, n, [&](reflector_block<T> block) {
+        const std::size_t first = block.offset;
+        return transposed_slabs<T>(std::move(block), all.sub(0, all.rows, first, n), slabs);
+    });
 }
 
 void columns_to_matrix_basis(const tridiagonal_reduction<double>& reduction,
@@ -111,14 +142,10 @@ void columns_to_matrix_basis(const tridiagonal_reduction<double>& reduction,
     const block_view<double> all{columns.data(), n, columns.size() / n};
     if (all.cols == 0 || n < 2)
         return;
-    const std::size_t width = reduction.way_back;
-    const auto prepare = [&](std::size_t b) {
-        const std::size_t to = n - b * width;
-        const std::size_t from = first_of_block(to, width);
-        return ascending_slabs(gather_reflectors(reduction.reflectors, from, to, n),
-                               all.sub(from, n, 0, all.cols));
-    };
-    apply_in_turn(ceil_div(n - 1, width), prepare);
+    apply_blocks(reduction, n, [&](reflector_block<double> block) {
+        const std::size_t first = block.offset;
+        return ascending_slabs(std::move(block), all.sub(first, n, 0, all.cols));
+    });
 }
 
 template aligned_vector<double> tridiagonal_basis(const tridiagonal_reduction<double>&,

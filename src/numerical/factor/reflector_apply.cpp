@@ -241,6 +241,12 @@ std::size_t slab_partition::begin(std::size_t s) const
     return std::min(units * s / count * slab_unit, width);
 }
 
+slab_partition narrow_slabs(std::size_t width)
+{
+    return slabs_of(
+        {.width = width, .length = 1, .least = depth_decides_from, .greatest = well_filled_slab});
+}
+
 template <block_operator form, class T>
 slabs_application<form, T>::slabs_application(const reflector_block<T>& block,
                                               block_view<T> columns, std::size_t slabs_per_thread)
@@ -304,9 +310,17 @@ void extend_basis(const reflector_block<T>& block, aligned_vector<T>& q, std::si
 
 template <class T>
 transposed_slabs<T>::transposed_slabs(reflector_block<T> block, block_view<T> target)
+    : transposed_slabs(std::move(block), target,
+                       slabs_of({target.rows, target.cols * sizeof(T), depth_decides_from}))
+{
+}
+
+template <class T>
+transposed_slabs<T>::transposed_slabs(reflector_block<T> block, block_view<T> target,
+                                      const slab_partition& rows)
     : length(block.rows), reflectors(block.count), conjugated(std::move(block.vectors)),
       transposed(uninitialized<T>(conjugated.size())), minus_factor(reflectors * reflectors),
-      c(target), slabs(slabs_of({c.rows, length * sizeof(T), depth_decides_from}))
+      c(target), slabs(rows)
 {
     transpose_into<T>({transposed.data(), reflectors, length},
                       {conjugated.data(), length, reflectors});
@@ -339,10 +353,7 @@ void transposed_slabs<T>::apply(std::size_t slab) const
 
 // Slabs so narrow that their products read V where it lies.
 ascending_slabs::ascending_slabs(reflector_block<double> of, block_view<double> target)
-    : block(std::move(of)), c(target), slabs(slabs_of({.width = c.cols,
-                                                       .length = block.rows * sizeof(double),
-                                                       .least = depth_decides_from,
-                                                       .greatest = well_filled_slab}))
+    : block(std::move(of)), c(target), slabs(narrow_slabs(c.cols))
 {
     for (double& element : block.factor)
         element = -element;

@@ -60,6 +60,9 @@ struct slab_partition
     std::size_t begin(std::size_t s) const;
 };
 
+// Slabs of some 64 vectors, as many for each thread, whatever the length of a vector.
+slab_partition narrow_slabs(std::size_t width);
+
 // C := Q·C or Qᴴ·C in slabs of columns, for loops that do other work beside it. Slabs may be
 // applied in any order and at the same time; how C was cut before, into parts of at least
 // least_tile_side columns by blocks of at least as many reflectors, changes no bit.
@@ -99,6 +102,8 @@ class transposed_slabs
 public:
     transposed_slabs(reflector_block<T> block, block_view<T> c);
 
+    transposed_slabs(reflector_block<T> block, block_view<T> c, const slab_partition& rows);
+
     std::size_t count() const { return slabs.count; }
 
     // Of a slab, on the scale of parallel_for.
@@ -122,7 +127,7 @@ private:
 class ascending_slabs
 {
 public:
-    // C has the block's rows.
+    // C has the block's rows. The slabs are narrow ones.
     ascending_slabs(reflector_block<double> block, block_view<double> c);
 
     std::size_t count() const { return slabs.count; }

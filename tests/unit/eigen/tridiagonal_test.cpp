@@ -93,12 +93,13 @@ TYPED_TEST(tridiagonal, basis_of_the_identity_rows_is_the_basis)
     }
 }
 
-// For any number of columns; n = 600 has dots that other forms take in runs.
+// For any number of columns. The blocks go slab by slab up to n = 443; n = 600 has dots that other
+// forms take in runs.
 TEST(columns_to_matrix_basis, has_the_bits_of_the_rows)
 {
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
-        for (const std::size_t n : {1, 2, 33, 34, 97, 600})
+        for (const std::size_t n : {1, 2, 33, 34, 97, 443, 444, 600})
             for (const std::size_t count : {std::size_t{0}, std::size_t{1}, std::size_t{10}, n}) {
                 const auto reduction = reduce(test::random_hermitian<double>(n, 5)).reduction;
                 numerical::aligned_vector<double> rows = test::random_vector<double>(count * n, 2);
@@ -114,6 +115,34 @@ TEST(columns_to_matrix_basis, has_the_bits_of_the_rows)
                     EXPECT_EQ(found, expected)
                         << n << ", " << count << ", path " << path << ", " << threads;
                 }
+            }
+    }
+}
+
+// Slab by slab up to n = 443 if real and 313 if complex; the blocks are those of the basis.
+TYPED_TEST(tridiagonal, way_back_has_the_same_bits_at_every_thread_count)
+{
+    using T = TypeParam;
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const std::size_t n : {2, 180, 313, 314, 443, 444})
+            for (const std::size_t count : {std::size_t{1}, std::size_t{70}, n}) {
+                const auto reduction = reduce(test::random_hermitian<T>(n, 5)).reduction;
+                const auto given = test::random_vector<T>(count * n, 2);
+                const matrix<T> expected =
+                    matrix<T>(count, n, given) * matrix<T>(n, n, tridiagonal_basis(reduction, n));
+                numerical::aligned_vector<T> on_one;
+                for (const std::size_t threads : test::thread_counts) {
+                    const test::thread_limit some(threads);
+                    auto found = given;
+                    to_matrix_basis(reduction, found, n);
+                    if (on_one.empty())
+                        on_one = found;
+                    EXPECT_EQ(found, on_one)
+                        << n << ", " << count << ", path " << path << ", " << threads;
+                }
+                EXPECT_LT(test::difference_ratio(expected, matrix<T>(count, n, on_one)), 3)
+                    << n << ", " << count << ", path " << path;
             }
     }
 }
