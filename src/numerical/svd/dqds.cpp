@@ -1,6 +1,7 @@
 #include "numerical/svd/dqds.hpp"
 
 #include "numerical/aligned_vector.hpp"
+#include "numerical/eigen/root_free_ql.hpp"
 #include "numerical/eps.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/scalar.hpp"
@@ -17,6 +18,11 @@ namespace {
 // Where nothing better is known than an upper bound the first shift is so much of it, and each one
 // that succeeds lets the next come nearer.
 constexpr double least_fraction = 0.25;
+
+// The rest of a block is left to QL from this part of the largest squared value on: an error of
+// ε·‖B‖² in a square is 4·ε·‖B‖ in a value. Shorter blocks take less time as they are.
+constexpr double least_share_for_ql = 1.0 / 64;
+constexpr std::size_t least_rows_for_ql = 32;
 
 // A sum of many small shifts that keeps what each addition rounds off.
 struct shift_sum
@@ -62,13 +68,19 @@ struct qd_shift
     double bound = 0;
 };
 
+[[noreturn]] void throw_not_converged()
+{
+    throw convergence_error("SVD: the dqds iteration did not converge within its steps");
+}
+
 class dqds_iteration
 {
 public:
+    // Blocks whose squared values are all at least `from` may be left to QL.
     dqds_iteration(aligned_vector<double> squares, aligned_vector<double> couplings,
-                   std::size_t steps)
+                   std::size_t steps, double from)
         : q(std::move(squares)), e(std::move(couplings)), next_q(q.size()), next_e(e.size()),
-          steps_left(steps), pending{{0, q.size(), {}}}
+          steps_left(steps), great(from), pending{{0, q.size(), {}}}
     {
     }
 
@@ -77,6 +89,8 @@ public:
 
 private:
     void solve(qd_block block);
+    bool is_for_ql(const qd_block& block) const;
+    void take_all_by_ql(qd_block& block);
     void turn_large_end_first(const qd_block& block);
     void split(qd_block& block);
     void leave_for_later(const qd_block& block);
@@ -95,6 +109,7 @@ private:
     aligned_vector<double> next_e;
     aligned_vector<double> values;
     std::size_t steps_left;
+    double great;
     double fraction = least_fraction; // of an upper bound that is dared as a shift
     std::vector<qd_block> pending;
 };
@@ -127,6 +142,38 @@ void dqds_iteration::take_pair(qd_block& block)
     values.push_back(block.sigma.plus(larger));
     values.push_back(block.sigma.plus(smaller));
     block.last -= 2;
+}
+
+bool dqds_iteration::is_for_ql(const qd_block& block) const
+{
+    return block.last - block.first >= least_rows_for_ql && block.sigma.high >= great;
+}
+
+// The eigenvalues of BᵀB, whose entries are brought near 1, as QL squares them.
+void dqds_iteration::take_all_by_ql(qd_block& block)
+{
+    const std::size_t rows = block.last - block.first;
+    const double* const squares = q.data() + block.first;
+    const double* const couplings = e.data() + block.first;
+    int exponent = 0;
+    std::frexp(std::max(largest_modulus(squares, rows), largest_modulus(couplings, rows - 1)),
+               &exponent);
+    aligned_vector<double> diagonal(rows);
+    aligned_vector<double> beside(rows);
+    for (std::size_t i = 0; i < rows; ++i) {
+        diagonal[i] = std::scalbn(squares[i] + (i > 0 ? couplings[i - 1] : 0.0), -exponent);
+        if (i + 1 < rows)
+            beside[i] = std::sqrt(std::scalbn(squares[i], -exponent)) *
+                        std::sqrt(std::scalbn(couplings[i], -exponent));
+    }
+    try {
+        root_free_ql(diagonal, beside, steps_left);
+    } catch (const convergence_error&) {
+        throw_not_converged();
+    }
+    for (const double value : diagonal)
+        values.push_back(block.sigma.plus(std::scalbn(value, exponent)));
+    block.last = block.first;
 }
 
 // The arrays are exchanged at every transformation, so a block that is set aside is kept in both.
@@ -174,7 +221,7 @@ void dqds_iteration::turn_large_end_first(const qd_block& block)
 qd_minima dqds_iteration::transform(const qd_block& block, double tau)
 {
     if (steps_left-- == 0)
-        throw convergence_error("SVD: the dqds iteration did not converge within its steps");
+        throw_not_converged();
     qd_minima minima;
     const std::size_t end = block.last - 1;
     double d = q[block.first] - tau;
@@ -267,6 +314,10 @@ void dqds_iteration::solve(qd_block block)
     fraction = least_fraction;
     qd_shift shift;
     while (block.last > block.first) {
+        if (is_for_ql(block)) {
+            take_all_by_ql(block);
+            return;
+        }
         const std::size_t first = block.first;
         const std::size_t last = block.last;
         const qd_minima minima = subtract(block, shift);
@@ -293,10 +344,23 @@ aligned_vector<double> dqds_iteration::run()
     return std::move(values);
 }
 
+// ‖B‖₁·‖B‖∞, which is at least ‖B‖².
+double bound_of_squares(const aligned_vector<double>& q, const aligned_vector<double>& e)
+{
+    double columns = 0;
+    double rows = 0;
+    for (std::size_t i = 0; i < q.size(); ++i) {
+        const double entry = std::sqrt(q[i]);
+        rows = std::max(rows, entry + std::sqrt(e[i]));
+        columns = std::max(columns, entry + (i > 0 ? std::sqrt(e[i - 1]) : 0.0));
+    }
+    return columns * rows;
+}
+
 } // namespace
 
 aligned_vector<double> dqds_values(const aligned_vector<double>& d, const aligned_vector<double>& e,
-                                   std::size_t max_steps)
+                                   std::size_t max_steps, value_accuracy accuracy)
 {
     const std::size_t n = d.size();
     if (n == 0)
@@ -314,8 +378,11 @@ aligned_vector<double> dqds_values(const aligned_vector<double>& d, const aligne
     std::transform(d.begin(), d.end(), squares.begin(), square);
     std::transform(e.begin(), e.begin() + static_cast<std::ptrdiff_t>(n - 1), couplings.begin(),
                    square);
+    const double from = accuracy == value_accuracy::absolute
+                            ? least_share_for_ql * bound_of_squares(squares, couplings)
+                            : std::numeric_limits<double>::infinity();
     aligned_vector<double> values =
-        dqds_iteration(std::move(squares), std::move(couplings), max_steps).run();
+        dqds_iteration(std::move(squares), std::move(couplings), max_steps, from).run();
     for (double& value : values)
         value = std::scalbn(std::sqrt(value), exponent);
     std::sort(values.begin(), values.end(), std::greater<>());

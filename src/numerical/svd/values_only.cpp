@@ -46,7 +46,7 @@ aligned_vector<double> values_of_quotient(const matrix<T>& a, double scale)
     if (a.rows > n)
         work = detail::householder_reflect(std::move(work), a.rows, n).r;
     const auto [d, e] = bidiagonal_form(std::move(work), n);
-    return detail::dqds_values(d, e, dqds_steps_per_value * n);
+    return detail::dqds_values(d, e, dqds_steps_per_value * n, detail::value_accuracy::absolute);
 }
 
 } // namespace

@@ -14,6 +14,7 @@
 namespace {
 
 using numerical::detail::dqds_values;
+using numerical::detail::value_accuracy;
 using numbers = numerical::aligned_vector<double>;
 
 struct bidiagonal
@@ -94,6 +95,32 @@ TEST(dqds, gives_every_value_to_high_relative_accuracy)
     std::printf("largest relative error %.2f n eps\n", largest);
 }
 
+// Values near each other, so that the first shift leaves the others to QL, beside those of the
+// families, in which there are small ones first.
+TEST(dqds, gives_values_of_the_largest_ones_accuracy_by_ql)
+{
+    double largest = 0;
+    for (const std::size_t n : {1, 31, 32, 33, 34, 64, 100, 150}) {
+        std::vector<bidiagonal> all = families(n);
+        all.push_back({"near one", numbers(n, 1.0), times(test::random_vector<double>(n, 3), 0.2)});
+        all.push_back({"huge ones", numbers(n, 1e300), numbers(n, 1e299)});
+        all.push_back({"tiny ones", numbers(n, 1e-300), numbers(n, 1e-301)});
+        for (const auto& [name, d, e] : all) {
+            const numbers values = dqds_values(d, e, 30 * n, value_accuracy::absolute);
+            ASSERT_EQ(values.size(), n);
+            EXPECT_TRUE(std::is_sorted(values.rbegin(), values.rend()));
+            const auto expected = test::bisected_singular_values(d, e);
+            long double error = 0;
+            for (std::size_t i = 0; i < n; ++i)
+                error = test::worse(error, std::abs(values[i] - expected[i]) / expected[0]);
+            const double ratio = static_cast<double>(error / 0x1p-52L);
+            EXPECT_LT(ratio, 10 + double(n)) << name << ", n = " << n;
+            largest = test::worse(largest, ratio / double(n));
+        }
+    }
+    std::printf("largest absolute error %.2f n eps\n", largest);
+}
+
 TEST(dqds, finds_the_exact_zeros_of_a_singular_matrix)
 {
     for (const std::size_t n : {2, 5, 40})
@@ -125,13 +152,22 @@ TEST(dqds, reports_the_end_of_its_steps)
               "SVD: the dqds iteration did not converge within its steps");
 }
 
+TEST(dqds, reports_the_end_of_the_sweeps_of_ql)
+{
+    EXPECT_EQ(test::text_thrown_by<numerical::convergence_error>([] {
+                  dqds_values(numbers(40, 1.0), numbers(40, 0.1), 10, value_accuracy::absolute);
+              }),
+              "SVD: the dqds iteration did not converge within its steps");
+}
+
 TEST(dqds, needs_fewer_steps_than_it_is_allowed)
 {
     for (const auto& [name, d, e] : families(100))
-        EXPECT_EQ(test::text_thrown_by<numerical::convergence_error>(
-                      [&, &x = d, &y = e] { dqds_values(x, y, 2000); }),
-                  "nothing was thrown")
-            << name;
+        for (const auto accuracy : {value_accuracy::relative, value_accuracy::absolute})
+            EXPECT_EQ(test::text_thrown_by<numerical::convergence_error>(
+                          [&, &x = d, &y = e] { dqds_values(x, y, 2000, accuracy); }),
+                      "nothing was thrown")
+                << name;
 }
 
 } // namespace
