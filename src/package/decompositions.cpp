@@ -86,19 +86,22 @@ PyObject* thin_factors(const tensor<T>& a, const stack_shape& of, bool with_q)
 
 // Of one matrix, whose results are moved where those of a stack are copied.
 template <class T>
-PyObject* single_thin_factors(const tensor<T>& a, bool with_q)
+PyObject* single_factors(const tensor<T>& a, qr_mode mode)
 {
     const std::size_t rows = a.shape[0];
     const std::size_t cols = a.shape[1];
     const std::size_t k = std::min(rows, cols);
-    std::optional<detail::thin_qr<T>> found;
+    detail::thin_qr<T> found;
     computed(a.data.size(), [&] {
         matrix<T> work = boundary::matrix_from(a);
         detail::require_finite(work, "QR decomposition");
-        found = detail::fastest_qr(std::move(work.data), rows, cols);
+        if (mode == qr_mode::r)
+            found.r = detail::fastest_triangle(std::move(work.data), rows, cols);
+        else
+            found = detail::fastest_qr(std::move(work.data), rows, cols);
     });
-    PyObject* const r = wrap(tensor<T>({k, cols}, std::move(found->r)));
-    return with_q ? pair_of(wrap(tensor<T>({rows, k}, std::move(found->q))), r) : r;
+    PyObject* const r = wrap(tensor<T>({k, cols}, std::move(found.r)));
+    return mode == qr_mode::r ? r : pair_of(wrap(tensor<T>({rows, k}, std::move(found.q))), r);
 }
 
 template <class T>
@@ -321,8 +324,7 @@ PyObject* qr(const binding::call_arguments& call)
     const bool complete = mode == qr_mode::complete && of.rows > of.cols;
     if (of.is_single() && !complete && !has_own_qr(a.value(), of))
         return telling({given}, {}, [&] {
-            return by_type(
-                a, [&](const auto& x) { return single_thin_factors(x, mode != qr_mode::r); });
+            return by_type(a, [&](const auto& x) { return single_factors(x, mode); });
         });
     return of_stack(given, a, of, [&](const auto& x, const stack_shape& shape) {
         return complete ? complete_factors(x, shape) : thin_factors(x, shape, mode != qr_mode::r);

@@ -13,4 +13,8 @@ namespace numerical::detail {
 template <class T>
 thin_qr<T> fastest_qr(aligned_vector<T> a, std::size_t rows, std::size_t columns);
 
+// The same R, without Q.
+template <class T>
+aligned_vector<T> fastest_triangle(aligned_vector<T> a, std::size_t rows, std::size_t columns);
+
 } // namespace numerical::detail

@@ -231,11 +231,16 @@ thin_qr<T> householder_qr(aligned_vector<T> a, std::size_t rows, std::size_t col
         multiply_columns(a, guards);
     }
     qr_reflections<T> reflections = householder_reflect(std::move(a), rows, columns, blocking);
-    const std::size_t width = extent == basis_extent::thin ? k : rows;
-    thin_qr<T> thin{formed_basis(reflections.blocks, rows, k, width), std::move(reflections.r)};
+    thin_qr<T> thin{{}, std::move(reflections.r)};
     const aligned_vector<T> phases = turn_diagonal_real(thin.r, k, columns);
-    parallel_for(rows, k,
-                 [&](std::size_t i) { multiply(thin.q.data() + i * width, phases.data(), 1, k); });
+    if (extent != basis_extent::none) {
+        const std::size_t width = extent == basis_extent::thin ? k : rows;
+        thin.q = formed_basis(reflections.blocks, rows, k, width);
+        const auto turn_row = [&](std::size_t i) {
+            multiply(thin.q.data() + i * width, phases.data(), 1, k);
+        };
+        parallel_for(rows, k, turn_row);
+    }
     if (!guards.empty()) {
         for (double& guard : guards)
             guard = 1 / guard;

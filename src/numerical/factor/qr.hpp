@@ -54,8 +54,8 @@ qr_reflections<T> householder_reflect(aligned_vector<T> a, std::size_t rows, std
 template <class T>
 aligned_vector<T> turn_diagonal_real(aligned_vector<T>& r, std::size_t k, std::size_t columns);
 
-// How many columns of Q are formed: the k that make up A, or all.
-enum class basis_extent { thin, complete };
+// How many columns of Q are formed: none, the k that make up A, or all.
+enum class basis_extent { none, thin, complete };
 
 // The factors of A. The columns that complete the basis come from the same reflectors, applied to
 // the columns of the identity that the thin factor leaves out.
