@@ -19,6 +19,7 @@
 #include <array>
 #include <cmath>
 #include <numeric>
+#include <span>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -34,6 +35,7 @@ constexpr std::size_t strip_rows = 512;    // of a piece of a strip, about
 constexpr std::size_t band_rows = 16;      // of a block on the diagonal
 constexpr std::size_t group_rows = 64;     // transposed together
 constexpr std::size_t kept_rows = 256;     // of a panel of L that are written together
+constexpr std::size_t cleared_rows = 8;    // of L that are completed together
 constexpr std::size_t chunk_columns = 128; // of L whose rows are exchanged together
 
 // Up to this order two threads take longer than one: the pivot search, on one of them, would fetch
@@ -66,6 +68,7 @@ private:
     aligned_vector<T> minus_l;   // -L, in tiles of 64 columns, one after the other
     std::size_t first = 0;       // columns of A [first, last) are the panel
     std::size_t last = 0;
+    std::size_t cleared = 0; // rows of L before it have their ones and zeros
 
     // A part of a strip of 64 columns of the trailing matrix.
     struct piece
@@ -81,9 +84,16 @@ private:
 
     void prepare_operands();
     void cut_trailing_matrix();
+
+    T mirrored(const T& z) const { return kind == symmetry::hermitian ? conjugate(z) : z; }
+
     void update(const piece& part);
     void subtract_product(const piece& part, std::size_t from);
+    void bring_moved_rows(const piece& part);
+    T old_element(std::size_t row, std::size_t column) const;
+    void keep_triangle();
     void keep_rows(std::size_t from, std::size_t to);
+    void clear_rows(std::size_t from, std::size_t to);
     void exchange_finished(std::size_t from, std::size_t to);
     void finish_panel();
 };
@@ -125,6 +135,7 @@ void rook_factorization<T>::cut_trailing_matrix()
 template <class T>
 void rook_factorization<T>::update(const piece& part)
 {
+    bring_moved_rows(part);
     std::size_t row = part.row;
     if (row < part.column) {
         const std::size_t end = std::min(part.last_row, part.column);
@@ -151,15 +162,66 @@ void rook_factorization<T>::subtract_product(const piece& part, std::size_t from
                    columns.sub(part.row, part.last_row, from, end));
 }
 
-// Rows [from, to) of the panel's columns of L take the place of its columns of A, and zeros that of
-// the rows.
+// The element of the trailing matrix as it was before the panel's rows were exchanged.
+template <class T>
+T rook_factorization<T>::old_element(std::size_t row, std::size_t column) const
+{
+    return row < column ? mirrored(columns(row, column)) : columns(column, row);
+}
+
+// Rows and columns that give their places to pivots come to the pivots', as far as they are of this
+// piece. They come from the rows of the panel, which no piece writes; two that meet in an element
+// bring it together.
+template <class T>
+void rook_factorization<T>::bring_moved_rows(const piece& part)
+{
+    const std::size_t end = std::min(part.column + tile_columns, n);
+    const auto moves_to = [&](std::size_t from, std::size_t to) {
+        const auto before = [](const row_move& move, std::size_t place) { return move.to < place; };
+        const auto begin = panel.moves.begin();
+        const auto low = std::lower_bound(begin, panel.moves.end(), from, before);
+        return std::span(low, std::lower_bound(low, panel.moves.end(), to, before));
+    };
+    const auto into_rows = moves_to(part.row, part.last_row);
+    const auto into_columns = moves_to(part.column, end);
+    for (const row_move& move : into_columns)
+        for (std::size_t r = part.row; r < std::min(part.last_row, move.to); ++r)
+            columns(r, move.to) = mirrored(columns(move.from, r));
+    for (const row_move& move : into_rows) {
+        const std::size_t right = std::max(part.column, move.to + 1);
+        if (right < end)
+            std::copy_n(columns.row(move.from) + right, end - right, columns.row(move.to) + right);
+        for (const row_move& other : into_columns)
+            if (move.to <= other.to)
+                columns(move.to, other.to) = old_element(other.from, move.from);
+    }
+}
+
+// The panel's columns of L in the rows of its own, below the diagonal: what lies above it is of use
+// until the update is done.
+template <class T>
+void rook_factorization<T>::keep_triangle()
+{
+    for (std::size_t k = first; k < last; ++k)
+        for (std::size_t i = k + 1; i < last; ++i)
+            columns(i, k) = panel.l(k - first, i);
+}
+
+// The same in the rows [from, to) after them.
 template <class T>
 void rook_factorization<T>::keep_rows(std::size_t from, std::size_t to)
 {
     transpose_into(columns.sub(from, to, first, last), panel.l.sub(0, last - first, from, to));
-    const std::size_t right = std::max(from, last);
-    for (std::size_t k = first; k < last && right < to; ++k)
-        set_zero(columns.row(k) + right, to - right);
+}
+
+// The ones of finished rows of L, and the zeros right of them.
+template <class T>
+void rook_factorization<T>::clear_rows(std::size_t from, std::size_t to)
+{
+    for (std::size_t k = from; k < to; ++k) {
+        columns(k, k) = T(1);
+        set_zero(columns.row(k) + k + 1, n - k - 1);
+    }
 }
 
 // The panel's exchanges in the finished columns [from, to) of L.
@@ -171,29 +233,34 @@ void rook_factorization<T>::exchange_finished(std::size_t from, std::size_t to)
                     to - from);
 }
 
-// The pieces of the trailing matrix, the panel's rows of L and the chunks of the columns before it
-// are written each by itself.
+// The pieces of the trailing matrix, the panel's rows of L, the chunks of the columns before it and
+// the rows of the panel before are written each by itself.
 template <class T>
 void rook_factorization<T>::finish_panel()
 {
     prepare_operands();
     cut_trailing_matrix();
+    keep_triangle();
     const std::size_t updates = pieces.size();
-    const std::size_t groups = ceil_div(n - first, kept_rows);
+    const std::size_t groups = ceil_div(n - last, kept_rows);
     const std::size_t chunks = panel.exchanges.empty() ? 0 : ceil_div(first, chunk_columns);
+    const std::size_t clears = ceil_div(first - cleared, cleared_rows);
     const auto finish_part = [&](std::size_t i) {
         if (i < updates)
             return update(pieces[i]);
-        if (const std::size_t group = i - updates; group < groups) {
-            const std::size_t from = first + group * kept_rows;
-            return keep_rows(from, std::min(from + kept_rows, n));
-        }
-        const std::size_t from = (i - updates - groups) * chunk_columns;
-        exchange_finished(from, std::min(from + chunk_columns, first));
+        i -= updates;
+        if (i < groups)
+            return keep_rows(last + i * kept_rows, std::min(last + (i + 1) * kept_rows, n));
+        i -= groups;
+        if (i < chunks)
+            return exchange_finished(i * chunk_columns, std::min((i + 1) * chunk_columns, first));
+        const std::size_t from = cleared + (i - chunks) * cleared_rows;
+        clear_rows(from, std::min(from + cleared_rows, first));
     };
     const std::size_t mean_rows = std::min((n - last) / 2, strip_rows / 2);
-    parallel_for(updates + groups + chunks, mean_rows * tile_columns * (last - first) / 8,
+    parallel_for(updates + groups + chunks + clears, mean_rows * tile_columns * (last - first) / 8,
                  finish_part);
+    cleared = first;
 }
 
 template <class T>
@@ -204,6 +271,7 @@ void rook_factorization<T>::factorize()
         finish_panel();
         first = last;
     }
+    clear_rows(cleared, n);
 }
 
 // sums[j] += sizes[j] for the magnitudes of all sizes, whose sum is returned: in eight chains, as a

@@ -9,8 +9,10 @@
 //              first last
 //            [ .   .   .   .  ]
 //      first [ l   w   w   w  ]   The columns of a panel are updated one by one, when the pivot
-//       last [ l   w   a   a  ]   search reaches them, and kept apart as W; L = W·D⁻¹. All others
-//            [ l   w   .   a  ]   stay unchanged until the panel is done.
+//       last [ l   w   a   a  ]   search reaches them, and kept apart as W; L = W·D⁻¹. The trailing
+//            [ l   w   .   a  ]   matrix stays as it is until the panel is done.
+//
+// Until then no rows change places either: those of pivots are zeros in the columns that follow.
 //
 // A column that the search left without a pivot is kept too, and the next search begins with it:
 // it needs only what the pivots since have added. So a panel brings hardly more columns up to date
@@ -33,22 +35,30 @@ struct row_exchange
     std::size_t other_row;
 };
 
+// A row, and with it a column, that gives its place to a pivot.
+struct row_move
+{
+    std::size_t to;
+    std::size_t from;
+};
+
 template <class T>
 class rook_panel
 {
 public:
-    rook_panel(block_view<T> triangles, std::size_t panel_width,
+    rook_panel(block_view<const T> triangles, std::size_t panel_width,
                indefinite_decomposition<T>& factors);
 
     // Factors columns from `from` on and returns the panel's end, which a block of order 2 may
-    // extend by one column. Rows of the trailing matrix change places; those of the finished
-    // columns of L are left to the caller.
+    // extend by one column.
     std::size_t factor(std::size_t from);
 
-    // Of the last panel, columns lying as rows; L with its ones and zeros.
+    // Of the last panel, columns lying as rows, whose elements have come to their places; L with
+    // its ones and zeros.
     block_view<T> l;
     block_view<T> w;
-    std::vector<row_exchange> exchanges;
+    std::vector<row_exchange> exchanges; // that bring the pivots' rows to the panel, one by one
+    std::vector<row_move> moves; // what they do to rows beyond it, by places in ascending order
 
 private:
     // A column of the trailing matrix that has lost the products with some columns of the panel.
@@ -66,49 +76,45 @@ private:
         std::size_t place;
     };
 
-    struct pivot
-    {
-        std::size_t order;
-        std::size_t row;       // goes to the first place, that of a block of order 1 or 2
-        std::size_t other_row; // to the second of a block of order 2
-    };
-
     static constexpr std::size_t kept_columns = 4;
     static constexpr std::size_t nowhere = static_cast<std::size_t>(-1);
 
     int path = gemm_path_current();
-    block_view<T> columns;
+    block_view<const T> columns;
     symmetry kind;
     std::size_t n;
     std::size_t width;
     indefinite_decomposition<T>& result;
     aligned_vector<T> store;        // of L, W and the searched columns
-    aligned_vector<double> sizes;   // moduli of a complex column
+    aligned_vector<double> sizes;   // of the elements of a complex column
     aligned_vector<T> coefficients; // of the products that a column loses
     std::array<searched_column, kept_columns> searched;
+    std::vector<std::size_t> pivots; // rows, one for each column of the panel
     std::size_t visits = 0;
-    std::size_t first = 0; // column of A at which the panel begins
+    std::size_t first = 0;      // column of A at which the panel begins
+    std::size_t first_left = 0; // no row before it is left for a pivot
 
     // A line more than needed: in columns a power of two apart equal rows would share a cache set.
     std::size_t stride() const { return round_up(n, line_elements<T>) + line_elements<T>; }
 
     T mirrored(const T& z) const { return kind == symmetry::hermitian ? conjugate(z) : z; }
 
-    void forget_searched();
-    std::size_t first_visited(std::size_t k) const;
-    searched_column& visit(std::size_t row, std::size_t k);
-    void load(searched_column& column, std::size_t row, std::size_t k);
-    void bring_up_to_date(searched_column& column, std::size_t k);
+    void begin(std::size_t from);
+    bool is_pivot(std::size_t row) const;
+    std::size_t first_visited();
+    searched_column& visit(std::size_t row);
+    void load(searched_column& column, std::size_t row);
+    void bring_up_to_date(searched_column& column);
     double size_of_diagonal(const searched_column& column) const;
-    largest_element largest_beside_diagonal(const searched_column& column, std::size_t k);
-    largest_element largest_of(const double* moduli, std::size_t k) const;
-    void take(searched_column& column, std::size_t k, std::size_t place);
-    pivot find_pivot(std::size_t k);
-    void bring_to_place(std::size_t i, std::size_t j, std::size_t last);
-    void move_out(std::size_t i, std::size_t j);
-    void divide_by_number(std::size_t k);
-    void divide_by_block(std::size_t k);
-    void complete_l(std::size_t last);
+    largest_element largest_beside_diagonal(searched_column& column);
+    largest_element largest_of(const double* numbers);
+    largest_element largest_of(const complex* numbers);
+    void take(searched_column& column);
+    void take_next_pivot();
+    void divide_by_number(std::size_t t);
+    void divide_by_block(std::size_t t);
+    void find_exchanges();
+    void exchange_rows();
 };
 
 } // namespace numerical::detail
