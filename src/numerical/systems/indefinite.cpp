@@ -41,7 +41,7 @@ constexpr std::size_t chunk_columns = 128; // of L whose rows are exchanged toge
 // Up to this order two threads take longer than one: the pivot search, on one of them, would fetch
 // its columns from the other's cache.
 template <class T>
-constexpr std::size_t greatest_serial_ldl = std::is_same_v<T, double> ? 512 : 256;
+constexpr std::size_t greatest_serial_ldl = std::is_same_v<T, double> ? 400 : 256;
 
 // Panel by panel (rook_panel.hpp); then the columns right of the panel lose L·Wᴴ, by products.
 template <class T>

@@ -259,16 +259,32 @@ TYPED_TEST(indefinite, comes_to_an_end_when_elimination_overflows)
     }
 }
 
+// Orders on either side of those from which threads take part, for complex and for real matrices,
+// and one whose strips have two pieces.
 TYPED_TEST(indefinite, has_the_same_bits_on_any_number_of_threads)
 {
-    const auto a = test::random_matrix<TypeParam>(650, 650, 1); // strips of two pieces
-    const auto factored = [&](std::size_t threads) {
-        const test::thread_limit some(threads);
-        return indefinite_decomposition<TypeParam>(view(a), symmetry::hermitian).lower;
-    };
-    const auto serial = factored(1);
-    for (const std::size_t threads : test::thread_counts)
-        EXPECT_EQ(factored(threads), serial) << threads;
+    for (const std::size_t n : {256UL, 257UL, 400UL, 401UL, 650UL}) {
+        const auto a = test::random_matrix<TypeParam>(n, n, 1);
+        const auto factored = [&](std::size_t threads) {
+            const test::thread_limit some(threads);
+            return indefinite_decomposition<TypeParam>(view(a), symmetry::hermitian).lower;
+        };
+        const auto serial = factored(1);
+        for (const std::size_t threads : test::thread_counts)
+            EXPECT_EQ(factored(threads), serial) << n << " on " << threads;
+    }
+}
+
+// Rows that gave their places to the second row of a block become pivots in the same panel.
+TYPED_TEST(indefinite, gives_back_blocks_of_distant_rows)
+{
+    for (const symmetry kind : kinds_of(TypeParam()))
+        for (const std::size_t n : {31UL, 32UL, 33UL, 66UL, 130UL}) {
+            matrix<TypeParam> reversed(n, n, numerical::aligned_vector<TypeParam>(n * n));
+            for (std::size_t i = 0; i < n; ++i)
+                reversed.data[i * n + (n - 1 - i)] = 1 + double(i % 3);
+            expect_factors(kind, reversed, "reversed diagonal");
+        }
 }
 
 TYPED_TEST(indefinite, refuses_what_it_cannot_factor)
