@@ -15,8 +15,9 @@ constexpr std::size_t chunks_per_worker = 4;
 // in small chunks.
 constexpr std::size_t chunks_per_worker_beside = 8;
 
-// So many that a ticket of the pool can count their chunks.
-constexpr std::size_t most_workers = 4096;
+// So many that a ticket of the pool can count them and their chunks.
+constexpr std::size_t most_workers = 2047;
+static_assert(most_workers <= most_helpers + 1);
 static_assert(most_workers * std::max(chunks_per_worker, chunks_per_worker_beside) <= most_chunks);
 
 // The work of one thread in a round: some 30 milliseconds.

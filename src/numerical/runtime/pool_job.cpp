@@ -21,23 +21,13 @@ void pool_job::post(chunk_runner loop, const void* loop_context, const loop_spli
     done_by_caller = 0;
     if (errors.size() < chunks)
         errors.resize(chunks);
-    const std::uint64_t next = std::uint64_t{number() + 1} * one_number;
-    ticket = next + split.helpers * one_seat + chunks * one_chunk;
+    // The number begins anew after its highest value, as the word does.
+    const std::uint64_t next = (ticket / one_number + 1) * one_number;
+    ticket = next + split.helpers * one_seat + chunks * one_at_back;
 }
 
-// The chunks that were left, of which the first one is the claimer's; 0 if nothing was claimed.
-std::size_t pool_job::claim(std::uint32_t wanted, std::size_t seats)
+void pool_job::run_chunk(std::size_t slot) noexcept
 {
-    std::uint64_t now = ticket;
-    while (number_of(now) == wanted && chunks_left(now) != 0 && seats_left(now) >= seats)
-        if (ticket.compare_exchange_weak(now, now - one_chunk - seats * one_seat))
-            return chunks_left(now);
-    return 0;
-}
-
-void pool_job::run_chunk(std::size_t left) noexcept
-{
-    const std::size_t slot = chunks - left;
     try {
         run(context, slot * chunk, std::min((slot + 1) * chunk, count));
     } catch (...) {
@@ -48,26 +38,34 @@ void pool_job::run_chunk(std::size_t left) noexcept
 
 void pool_job::work_as_caller() noexcept
 {
-    const std::uint32_t own = number();
-    while (const std::size_t left = claim(own, 0)) {
-        run_chunk(left);
+    std::uint64_t now = ticket;
+    while (has_chunk(now)) {
+        if (!ticket.compare_exchange_weak(now, now + one_in_front))
+            continue;
+        run_chunk(front(now));
         ++done_by_caller;
+        now = ticket;
     }
 }
 
 // Once its chunk is reported as done, the job may be over and the next one posted.
 void pool_job::work_as_helper(std::uint32_t wanted) noexcept
 {
-    std::size_t left = claim(wanted, 1);
-    if (left != 0)
-        control.adopt();
-    for (; left != 0; left = claim(wanted, 0)) {
-        run_chunk(left);
+    std::uint64_t seat = one_seat; // to be taken with the first chunk
+    std::uint64_t now = ticket;
+    while (number_of(now) == wanted && has_chunk(now) && (seat == 0 || has_seat(now))) {
+        if (!ticket.compare_exchange_weak(now, now - seat - one_at_back))
+            continue;
+        if (seat != 0)
+            control.adopt();
+        seat = 0;
+        run_chunk(back(now) - 1);
         done_by_helpers.fetch_add(1);
         if (caller_sleeps) {
             const std::lock_guard lock(mutex);
             finished.notify_all();
         }
+        now = ticket;
     }
 }
 

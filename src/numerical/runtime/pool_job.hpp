@@ -4,10 +4,14 @@
 // turn. One object serves all loops, one after the other, and a loop that finds the workers polling
 // costs little more than the passing of two cache lines between the cores.
 //
+// The caller takes chunks from the front of the range and the workers from its back, so that the
+// same thread mostly gets the same columns in loops that follow one another, and has them in its
+// cache.
+//
 // All claims are compare-and-swaps of one word, the ticket, which holds the number of the job, the
-// seats left for workers and the chunks left. Who claims a chunk keeps the job open until the chunk
-// is reported as done. So what describes the job may be read after a claim and not before: it is
-// written while no chunk is out, and published by the ticket.
+// seats left for workers and the range of chunks left. Who claims a chunk keeps the job open until
+// the chunk is reported as done. So what describes the job may be read after a claim and not
+// before: it is written while no chunk is out, and published by the ticket.
 
 #include "numerical/runtime/floating_control.hpp"
 
@@ -36,13 +40,14 @@ struct loop_split
     std::size_t helpers;
 };
 
-// The fields of a ticket have 16 bits.
-constexpr std::size_t most_chunks = 65535;
+// What a ticket has room for.
+constexpr std::size_t most_chunks = (std::size_t{1} << 14) - 1;
+constexpr std::size_t most_helpers = (std::size_t{1} << 12) - 1;
 
 class pool_job
 {
 public:
-    // Opens the job with the loop, for which `chunks` and `helpers` are most_chunks at most. The
+    // Opens the job with the loop, of most_chunks and most_helpers at most. The
     // caller of this function, who alone may call the next two for this job, runs on the core set
     // `home_set`.
     void post(chunk_runner run, const void* context, const loop_split& split, std::size_t home_set);
@@ -64,7 +69,8 @@ public:
     void work_as_helper(std::uint32_t wanted) noexcept;
 
 private:
-    // number, seats and chunks left, from the highest bits down
+    // from the highest bits down: 24 of the number, 12 of the seats left, 14 of the first chunk
+    // left and 14 of the last one's successor
     alignas(64) std::atomic<std::uint64_t> ticket{0};
     std::atomic<std::size_t> home{no_core_set};
     chunk_runner run = nullptr;
@@ -84,21 +90,25 @@ private:
     std::mutex mutex;                       // pairs with `finished`
     std::condition_variable finished;
 
-    static constexpr std::uint64_t one_chunk = 1;
-    static constexpr std::uint64_t one_seat = std::uint64_t{1} << 16;
-    static constexpr std::uint64_t one_number = std::uint64_t{1} << 32;
+    static constexpr std::uint64_t one_at_back = 1;
+    static constexpr std::uint64_t one_in_front = std::uint64_t{1} << 14;
+    static constexpr std::uint64_t one_seat = std::uint64_t{1} << 28;
+    static constexpr std::uint64_t one_number = std::uint64_t{1} << 40;
 
-    static std::size_t chunks_left(std::uint64_t of) { return of % one_seat; }
+    static std::size_t back(std::uint64_t of) { return of % one_in_front; }
 
-    static std::size_t seats_left(std::uint64_t of) { return of % one_number / one_seat; }
+    static std::size_t front(std::uint64_t of) { return of % one_seat / one_in_front; }
+
+    static bool has_chunk(std::uint64_t of) { return front(of) != back(of); }
+
+    static bool has_seat(std::uint64_t of) { return of % one_number >= one_seat; }
 
     static std::uint32_t number_of(std::uint64_t of)
     {
         return static_cast<std::uint32_t>(of / one_number);
     }
 
-    std::size_t claim(std::uint32_t wanted, std::size_t seats);
-    void run_chunk(std::size_t left) noexcept;
+    void run_chunk(std::size_t slot) noexcept;
 };
 
 } // namespace numerical::detail
