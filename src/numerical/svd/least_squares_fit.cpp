@@ -46,8 +46,7 @@ template <class T>
 bool lstsq_by_qr(const tall_factors<T>& factors, bool is_wide, double cutoff,
                  aligned_vector<T>& right, std::size_t cols)
 {
-    const double condition = factors.condition();
-    if (!detail::is_clearly_regular(condition, factors.rows) || !(1.0 > condition * cutoff))
+    if (!factors.has_condition_below(cutoff))
         return false;
     if (is_wide)
         factors.solve_adjoint(right, cols);

@@ -21,6 +21,7 @@ struct tall_factors
     int exponent;                   // of the power of two
     qr_reflections<T> qr;           // A·2^exponent = Q·R, or its adjoint
     std::optional<tall_qr<T>> tall; // Q in place of the blocks, where this is faster
+    bool is_estimated;              // whether an estimate may show that R is clearly regular
 
     // `largest` is the largest real or imaginary part in the matrix, which has one above zero. The
     // fastest blocking is by rows where the matrix is tall.
@@ -30,6 +31,10 @@ struct tall_factors
     // ‖R‖·‖R⁻¹‖ by Frobenius norms; infinite or NaN if there is a zero on R's diagonal. A lower
     // bound where that is enough to see that R isn't clearly regular.
     double condition() const;
+
+    // Whether R is clearly regular, with a condition below 1/cutoff. R⁻¹ isn't formed where an
+    // estimate of its norm is enough to say so.
+    bool has_condition_below(double cutoff) const;
 
     // R⁻¹, or nothing unless this condition says that R is clearly regular.
     std::optional<aligned_vector<T>> regular_inverse() const;
@@ -43,6 +48,9 @@ struct tall_factors
     void solve(aligned_vector<T>& b, std::size_t cols) const;
     void solve_adjoint(aligned_vector<T>& b, std::size_t cols) const;
 };
+
+// Orders from which the estimate of a norm takes less time than the inverse.
+constexpr std::size_t least_estimated_order = 128;
 
 // Whether a condition is well below those that rounding with this many rows can't distinguish from
 // infinity.

@@ -329,4 +329,36 @@ TEST(least_squares_by_qr, stand_only_below_the_condition_that_rounding_leaves)
     EXPECT_FALSE(declines(least * 1.001));
 }
 
+// Conditions on both sides of the limit, of orders on both sides of the estimate's.
+TYPED_TEST(least_squares, decides_by_the_estimate_as_by_the_inverse)
+{
+    constexpr std::size_t least = numerical::detail::least_estimated_order;
+    for (const std::size_t order : {least - 1, least, least + 1, 2 * least})
+        for (const double decades : {0.0, 4.0, 8.0, 9.0, 9.5, 10.0, 10.5, 11.0, 11.5, 12.0, 16.0}) {
+            const auto a = test::graded_matrix<TypeParam>(order + 3, order, decades, 1);
+            const numerical::detail::tall_factors<TypeParam> factors(
+                a, numerical::detail::largest_part(a.data));
+            const double condition = factors.condition();
+            for (const double cutoff : {eps, 1e-9, 1e-4})
+                EXPECT_EQ(factors.has_condition_below(cutoff),
+                          numerical::detail::is_clearly_regular(condition, factors.rows) &&
+                              1 > condition * cutoff)
+                    << order << " with condition " << condition << " and cutoff " << cutoff;
+        }
+}
+
+// Two equal columns, and a column of zeros.
+TYPED_TEST(least_squares, finds_no_estimate_of_a_singular_triangle)
+{
+    constexpr std::size_t order = numerical::detail::least_estimated_order + 1;
+    for (const bool zero : {false, true}) {
+        auto a = test::random_matrix<TypeParam>(order, order, 1);
+        for (std::size_t i = 0; i < order; ++i)
+            a.data[i * order + 7] = zero ? TypeParam(0) : a.data[i * order + 3];
+        const numerical::detail::tall_factors<TypeParam> factors(
+            a, numerical::detail::largest_part(a.data));
+        EXPECT_FALSE(factors.has_condition_below(eps));
+    }
+}
+
 } // namespace
