@@ -58,7 +58,8 @@ eigenpairs<T> solve_by_reduction(matrix<T> a, double scale, eigen_method method,
     if (by_ql) {
         pairs = solve_by_ql(std::move(d), std::move(e), reduction);
     } else {
-        pairs.vectors = tridiagonal_divide_and_conquer(d, e, reduction, n);
+        pairs.vectors = tridiagonal_divide_and_conquer(
+            d, e, reduction, n, fastest ? quotient_form::paired : quotient_form::single);
         pairs.values = std::move(d);
     }
     for (double& value : pairs.values)

@@ -17,8 +17,8 @@ namespace numerical {
 
 enum class eigen_method : std::uint32_t { tridiagonal_ql = 0, jacobi = 1, divide_and_conquer = 2 };
 
-// The widths of panels in the reduction and of blocks on the way back, by which results differ in
-// rounding: fixed ones, or the fastest for the order.
+// The widths of panels in the reduction and of blocks on the way back, and the form of quotients in
+// merges, by which results differ in rounding: fixed ones, or the fastest for the order.
 enum class eigen_blocks { fixed, fastest };
 
 class symmetric_eigen

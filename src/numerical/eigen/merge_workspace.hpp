@@ -5,6 +5,8 @@
 // thread keeps the largest blocks for its next recursion, up to 32 MiB in all: otherwise the first
 // writes of fresh pages would take a tenth of the time at orders of some hundreds.
 
+#include "numerical/eigen/merge_kernels.hpp"
+
 #include <cstddef>
 #include <memory>
 
@@ -32,6 +34,8 @@ std::size_t kept_workspace_bytes();
 // n - K deflated:
 struct merge_workspace
 {
+    quotient_form quotients = quotient_form::single; // of all merges of a recursion
+
     workspace_buffer small;    // K × K: small vectors, where they are kept
     workspace_buffer old_rows; // rows × (m + n - K): the columns of one group of rows
     workspace_buffer new_rows; // m × K: the small vectors' rows that go with the active ones

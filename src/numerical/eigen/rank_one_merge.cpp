@@ -26,6 +26,7 @@ constexpr unsigned int bottom = 2;
 // The undeflated problem and its roots, root q being origin[q] + tau[q].
 struct rank_one_problem
 {
+    quotient_form quotients = quotient_form::single;
     aligned_vector<double> d;
     aligned_vector<double> z; // of norm 1
     aligned_vector<double> origin;
@@ -36,15 +37,20 @@ struct rank_one_problem
     pole_root_pairs pairs() const { return {d.data(), origin.data(), tau.data()}; }
 };
 
-const merge_kernels& kernels_on(int path)
+const merge_kernels& kernels_for(quotient_form quotients)
 {
-    return path == portable_path ? portable_merge_kernels : avx2_unfused_merge_kernels;
+    const bool portable = gemm_path_current() == portable_path;
+    if (quotients == quotient_form::single)
+        return portable ? portable_merge_kernels : avx2_unfused_merge_kernels;
+    return portable ? portable_paired_merge_kernels : avx2_unfused_paired_merge_kernels;
 }
 
-rank_one_problem solve_active(const aligned_vector<double>& d, const aligned_vector<double>& z,
-                              double rho2, const std::vector<std::size_t>& active)
+rank_one_problem solve_active(quotient_form quotients, const aligned_vector<double>& d,
+                              const aligned_vector<double>& z, double rho2,
+                              const std::vector<std::size_t>& active)
 {
     rank_one_problem problem;
+    problem.quotients = quotients;
     double square = 0;
     for (const std::size_t i : active) {
         problem.d.push_back(d[i]);
@@ -60,7 +66,10 @@ rank_one_problem solve_active(const aligned_vector<double>& d, const aligned_vec
                              .z = problem.z.data(),
                              .count = active.size(),
                              .weight = rho2 * (norm * norm)};
-    solve_secular_equation(poles, roots.data());
+    if (quotients == quotient_form::paired)
+        solve_secular_equation(paired_linear_poles{poles}, roots.data());
+    else
+        solve_secular_equation(poles, roots.data());
     for (const auto& [origin, tau] : roots) {
         problem.origin.push_back(problem.d[origin]);
         problem.tau.push_back(tau);
@@ -110,7 +119,7 @@ aligned_vector<double> exact_update(const rank_one_problem& problem, const merge
 // never is.
 small_vector_rows eigenvector_rows(const rank_one_problem& problem, index_range made)
 {
-    const merge_kernels& kernels = kernels_on(gemm_path_current());
+    const merge_kernels& kernels = kernels_for(problem.quotients);
     const aligned_vector<double> z = exact_update(problem, kernels);
     aligned_vector<double> norm2(made.count());
     for_column_blocks(made, problem.size(), [&](std::size_t from, std::size_t to) {
@@ -141,8 +150,8 @@ struct solved_merge
     }
 };
 
-solved_merge solve_merge(aligned_vector<double>& d, aligned_vector<double> z, double rho,
-                         block_view<double> q, std::size_t k)
+solved_merge solve_merge(quotient_form quotients, aligned_vector<double>& d,
+                         aligned_vector<double> z, double rho, block_view<double> q, std::size_t k)
 {
     const std::size_t n = d.size();
     solved_merge merge{.types = std::vector<unsigned int>(n, bottom),
@@ -158,7 +167,7 @@ solved_merge solve_merge(aligned_vector<double>& d, aligned_vector<double> z, do
     auto [partition, rotations] = deflate(d, z, rho2, merge.types);
     rotate_columns(q, rotations);
     merge.partition = std::move(partition);
-    merge.problem = solve_active(d, z, rho2, merge.partition.active);
+    merge.problem = solve_active(quotients, d, z, rho2, merge.partition.active);
 
     aligned_vector<double> values;
     for (std::size_t j = 0; j < merge.problem.size(); ++j)
@@ -176,7 +185,7 @@ solved_merge solve_merge(aligned_vector<double>& d, aligned_vector<double> z, do
 void merge_rank_one(aligned_vector<double>& d, aligned_vector<double> z, double rho,
                     block_view<double> q, std::size_t k, merge_workspace& workspace)
 {
-    const solved_merge merge = solve_merge(d, std::move(z), rho, q, k);
+    const solved_merge merge = solve_merge(workspace.quotients, d, std::move(z), rho, q, k);
     merge_columns(q, merge.columns(), eigenvector_rows(merge.problem, {0, merge.problem.size()}),
                   workspace);
 }
@@ -185,7 +194,7 @@ chosen_vectors merge_rank_one_choosing(aligned_vector<double>& d, aligned_vector
                                        double rho, block_view<double> q, std::size_t k,
                                        const column_choice& choice)
 {
-    const solved_merge merge = solve_merge(d, std::move(z), rho, q, k);
+    const solved_merge merge = solve_merge(quotient_form::paired, d, std::move(z), rho, q, k);
     const index_range wanted = choice(d);
     const index_range made = new_columns_among(merge.columns(), wanted);
     chosen_vectors chosen{wanted, uninitialized<double>(d.size() * wanted.count())};

@@ -38,6 +38,16 @@ struct linear_poles
     }
 };
 
+// The same with paired quotients, where other bits are free.
+struct paired_linear_poles : linear_poles
+{
+    static secular_kernel kernel_on(int path)
+    {
+        return path == portable_path ? add_paired_secular_terms
+                                     : avx2_unfused_add_paired_secular_terms;
+    }
+};
+
 struct squared_poles
 {
     const double* d;

@@ -4,7 +4,8 @@
 // bits: every lane adds its terms in ascending order, and nothing is fused. They are bound by
 // division, which has no more throughput at eight lanes than at four, so the wider path takes the
 // same form.
-// Declarations only, so it may be included from any target.
+// Paired sums have the quotients of two poles from one division, zx/x = zx·y·(1/(x·y)), in two
+// thirds of the time. Declarations only, so it may be included from any target.
 
 #include <cstddef>
 
@@ -33,5 +34,11 @@ void avx2_unfused_add_secular_terms(const double* d, const double* z, std::size_
                                     std::size_t to, secular_lanes& lanes);
 void avx2_unfused_add_squared_secular_terms(const double* d, const double* z, std::size_t from,
                                             std::size_t to, secular_lanes& lanes);
+
+// With paired quotients, an odd last one by itself. Products of two distances must not underflow.
+void add_paired_secular_terms(const double* d, const double* z, std::size_t from, std::size_t to,
+                              secular_lanes& lanes);
+void avx2_unfused_add_paired_secular_terms(const double* d, const double* z, std::size_t from,
+                                           std::size_t to, secular_lanes& lanes);
 
 } // namespace numerical::detail

@@ -72,6 +72,7 @@ torn_matrix tear(double* d, const double* e, std::size_t n, block_view<double> z
         divide_block(d, e, k, z.sub(0, k, 0, k), own);
     };
     const auto solve_lower = [&](merge_workspace& own) {
+        own.quotients = workspace.quotients;
         divide_block(d + k, e + k, n - k, z.sub(k, n, k, n), own);
     };
     solve_both_halves(n, workspace, solve_upper, solve_lower);
@@ -148,6 +149,7 @@ chosen_vectors chosen_of_tridiagonal(aligned_vector<double>& d, const aligned_ve
     aligned_vector<double> z = zeros<double>(n * n);
     const block_view<double> basis{z.data(), n, n};
     merge_workspace workspace;
+    workspace.quotients = quotient_form::paired;
     auto [k, rho, values, zv] = tear(scaled.data(), scaled_e.data(), n, basis, workspace);
     chosen_vectors chosen = merge_rank_one_choosing(
         values, std::move(zv), rho, basis, k,
@@ -157,10 +159,12 @@ chosen_vectors chosen_of_tridiagonal(aligned_vector<double>& d, const aligned_ve
 }
 
 aligned_vector<double> vectors_of_tridiagonal(aligned_vector<double>& d,
-                                              const aligned_vector<double>& e, std::size_t n)
+                                              const aligned_vector<double>& e, std::size_t n,
+                                              quotient_form quotients)
 {
     aligned_vector<double> z = zeros<double>(n * n);
     merge_workspace workspace;
+    workspace.quotients = quotients;
     divide_block(d.data(), e.data(), n, {z.data(), n, n}, workspace);
     return z;
 }
@@ -181,11 +185,12 @@ void divide_block(double* d, const double* e, std::size_t n, block_view<double> 
 }
 
 template <class T>
-aligned_vector<T>
-tridiagonal_divide_and_conquer(aligned_vector<double>& d, const aligned_vector<double>& e,
-                               const tridiagonal_reduction<T>& reduction, std::size_t n)
+aligned_vector<T> tridiagonal_divide_and_conquer(aligned_vector<double>& d,
+                                                 const aligned_vector<double>& e,
+                                                 const tridiagonal_reduction<T>& reduction,
+                                                 std::size_t n, quotient_form quotients)
 {
-    return all_in_matrix_basis(reduction, vectors_of_tridiagonal(d, e, n), n);
+    return all_in_matrix_basis(reduction, vectors_of_tridiagonal(d, e, n, quotients), n);
 }
 
 template <class T>
@@ -237,10 +242,10 @@ chosen_columns<T> divide_and_conquer_choosing(aligned_vector<double>& d, aligned
 template aligned_vector<double> tridiagonal_divide_and_conquer(aligned_vector<double>&,
                                                                const aligned_vector<double>&,
                                                                const tridiagonal_reduction<double>&,
-                                                               std::size_t);
+                                                               std::size_t, quotient_form);
 template aligned_vector<complex>
 tridiagonal_divide_and_conquer(aligned_vector<double>&, const aligned_vector<double>&,
-                               const tridiagonal_reduction<complex>&, std::size_t);
+                               const tridiagonal_reduction<complex>&, std::size_t, quotient_form);
 template aligned_vector<double> columns_in_matrix_basis(const tridiagonal_reduction<double>&,
                                                         aligned_vector<double>, std::size_t);
 template aligned_vector<complex> columns_in_matrix_basis(const tridiagonal_reduction<complex>&,

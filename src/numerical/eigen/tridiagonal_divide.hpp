@@ -26,9 +26,10 @@ constexpr std::size_t greatest_order_of_columns = 2048;
 // ascends, and column k of the n × n result is the eigenvector of d[k] in the coordinates of the
 // matrix that was reduced.
 template <class T>
-aligned_vector<T>
-tridiagonal_divide_and_conquer(aligned_vector<double>& d, const aligned_vector<double>& e,
-                               const tridiagonal_reduction<T>& reduction, std::size_t n);
+aligned_vector<T> tridiagonal_divide_and_conquer(aligned_vector<double>& d,
+                                                 const aligned_vector<double>& e,
+                                                 const tridiagonal_reduction<T>& reduction,
+                                                 std::size_t n, quotient_form quotients);
 
 // n × range.count() by rows: in its columns the eigenvectors of the range of values.
 template <class T>
@@ -47,8 +48,9 @@ struct chosen_rows
     aligned_vector<double> rows;
 };
 
-// Of the tridiagonal matrix itself, for n from divide_order on; d ascends on return. The last
-// merge, which has three quarters of the products, is made for the chosen vectors only.
+// Of the tridiagonal matrix itself, with paired quotients, for n from divide_order on; d ascends on
+// return. The last merge, which has three quarters of the products, is made for the chosen vectors
+// only.
 chosen_rows divide_choosing(aligned_vector<double>& d, const aligned_vector<double>& e,
                             std::size_t n, const column_choice& choice);
 
@@ -76,7 +78,7 @@ void divide_block(double* d, const double* e, std::size_t n, block_view<double> 
 void merge_rank_one(aligned_vector<double>& d, aligned_vector<double> z, double rho,
                     block_view<double> q, std::size_t k, merge_workspace& workspace);
 
-// The same, of which only the chosen columns are made; q is spent.
+// The same with paired quotients, of which only the chosen columns are made; q is spent.
 chosen_vectors merge_rank_one_choosing(aligned_vector<double>& d, aligned_vector<double> z,
                                        double rho, block_view<double> q, std::size_t k,
                                        const column_choice& choice);

@@ -23,7 +23,12 @@ struct problem
 template <class Poles>
 Poles poles_of(const problem& p)
 {
-    return {p.d.data(), p.z.data(), p.d.size(), p.weight};
+    Poles poles;
+    poles.d = p.d.data();
+    poles.z = p.z.data();
+    poles.count = p.d.size();
+    poles.weight = p.weight;
+    return poles;
 }
 
 template <class Poles>
@@ -92,7 +97,7 @@ class secular_equation : public testing::Test
 {
 };
 
-using gaps = testing::Types<linear_poles, squared_poles>;
+using gaps = testing::Types<linear_poles, paired_linear_poles, squared_poles>;
 TYPED_TEST_SUITE(secular_equation, gaps);
 
 TYPED_TEST(secular_equation, roots_agree_with_bisection_in_wider_precision)

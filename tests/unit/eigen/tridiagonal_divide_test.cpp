@@ -28,26 +28,28 @@ struct solved
     matrix<double> vectors;
 };
 
-solved divide(const system& s)
+solved divide(const system& s, quotient_form quotients = quotient_form::single)
 {
     const std::size_t n = s.d.size();
     solved out{s.d, {n, n, numerical::aligned_vector<double>(n * n)}};
     merge_workspace workspace;
+    workspace.quotients = quotients;
     divide_block(out.values.data(), s.e.data(), n, {out.vectors.data.data(), n, n, n}, workspace);
     return out;
 }
 
-// Solves, checks, and returns the ascending values.
-numerical::aligned_vector<double> checked_values(const system& s, const std::string& name,
-                                                 double* largest)
+// Solves with both forms of quotients and checks.
+void check_values(const system& s, const std::string& name, double* largest)
 {
-    const auto [values, vectors] = divide(s);
-    const auto seen = test::ratios_of(test::tridiagonal_matrix<double>(s.d, s.e), values, vectors);
-    *largest = test::worse(*largest, test::worse(seen.residual, seen.orthogonality));
-    EXPECT_LT(seen.residual, 30) << name;
-    EXPECT_LT(seen.orthogonality, 30) << name;
-    EXPECT_TRUE(std::is_sorted(values.begin(), values.end())) << name;
-    return values;
+    for (const quotient_form quotients : {quotient_form::single, quotient_form::paired}) {
+        const auto [values, vectors] = divide(s, quotients);
+        const auto seen =
+            test::ratios_of(test::tridiagonal_matrix<double>(s.d, s.e), values, vectors);
+        *largest = test::worse(*largest, test::worse(seen.residual, seen.orthogonality));
+        EXPECT_LT(seen.residual, 30) << name;
+        EXPECT_LT(seen.orthogonality, 30) << name;
+        EXPECT_TRUE(std::is_sorted(values.begin(), values.end())) << name;
+    }
 }
 
 system random_system(std::size_t n, unsigned seed)
@@ -60,7 +62,7 @@ TEST(tridiagonal_divide, is_accurate_at_each_crossover)
     double largest = 0;
     for (const std::size_t n : {1, 2, 32, 33, 34, 63, 64, 65, 66, 67, 131, 132, 133, 200})
         for (unsigned seed = 0; seed < 3; ++seed)
-            checked_values(random_system(n, seed), "random " + std::to_string(n), &largest);
+            check_values(random_system(n, seed), "random " + std::to_string(n), &largest);
     std::printf("largest ratio: %.3f\n", largest);
 }
 
@@ -71,30 +73,30 @@ TEST(tridiagonal_divide, of_hard_systems)
         const std::string order = " of order " + std::to_string(n);
         system s = random_system(n, 7);
         s.e[n / 2 - 1] = 0; // the tear has nothing to mend: all columns deflate
-        checked_values(s, "zero tear" + order, &largest);
+        check_values(s, "zero tear" + order, &largest);
         s.e.assign(n, 0.0);
-        checked_values(s, "diagonal" + order, &largest);
+        check_values(s, "diagonal" + order, &largest);
         s.d.assign(n, 1.0);
         s.e.assign(n, -1e-3); // negative at every tear
-        checked_values(s, "equal diagonal" + order, &largest);
+        check_values(s, "equal diagonal" + order, &largest);
         s.e.assign(n, 1e-17);
-        checked_values(s, "nearly diagonal" + order, &largest);
+        check_values(s, "nearly diagonal" + order, &largest);
         for (std::size_t i = 0; i < n; ++i) {
             s.d[i] = std::abs(double(i) - double(n - 1) / 2);
             s.e[i] = 1;
         }
-        checked_values(s, "Wilkinson" + order, &largest);
+        check_values(s, "Wilkinson" + order, &largest);
         for (std::size_t i = 0; i < n; ++i) {
             s.d[i] = std::pow(0.5, double(i));
             s.e[i] = s.d[i] / 3;
         }
-        checked_values(s, "falling" + order, &largest);
+        check_values(s, "falling" + order, &largest);
         std::reverse(s.d.begin(), s.d.end());
         std::reverse(s.e.begin(), s.e.end());
-        checked_values(s, "rising" + order, &largest);
+        check_values(s, "rising" + order, &largest);
         s.d.assign(n, 0.0);
         s.e.assign(n, 0.0);
-        checked_values(s, "zero" + order, &largest);
+        check_values(s, "zero" + order, &largest);
     }
     std::printf("largest ratio: %.3f\n", largest);
 }
@@ -113,6 +115,18 @@ TEST(tridiagonal_divide, scales_by_powers_of_two_exactly)
         for (std::size_t i = 0; i < 80; ++i)
             EXPECT_EQ(values[i], std::ldexp(expected.values[i], exponent)) << exponent;
         EXPECT_EQ(vectors.data, expected.vectors.data) << exponent;
+    }
+}
+
+TEST(tridiagonal_divide, has_the_same_bits_with_paired_quotients_at_every_thread_count)
+{
+    const system s = random_system(300, 9);
+    const auto expected = divide(s, quotient_form::paired);
+    for (const std::size_t threads : test::thread_counts) {
+        const test::thread_limit some(threads);
+        const auto [values, vectors] = divide(s, quotient_form::paired);
+        EXPECT_EQ(values, expected.values) << threads;
+        EXPECT_EQ(vectors.data, expected.vectors.data) << threads;
     }
 }
 
