@@ -2,6 +2,7 @@
 
 #include "numerical/aligned_vector.hpp"
 #include "numerical/factor/qr.hpp"
+#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/strided/dense_passes.hpp"
 #include "numerical/strided/transpose.hpp"
@@ -23,13 +24,21 @@ using detail::square_svd;
 constexpr std::size_t qr_steps_per_value = 30;
 
 // Applying the reflections to the vectors of the bidiagonal matrix takes less than forming the
-// bases and multiplying them.
+// bases and multiplying them. Each side writes its own vectors.
 template <class T>
 square_svd<T> by_division(detail::bidiagonal_reduction<T>& reduction)
 {
     auto [values, u, v] = detail::divide_bidiagonal(reduction.d, reduction.e, reduction.order);
-    return {std::move(values), detail::multiply_left_basis(reduction, std::move(u)),
-            detail::multiply_right_basis(reduction, std::move(v))};
+    square_svd<T> result{std::move(values), {}, {}};
+    const auto multiply_side = [&, &left = u, &right = v](std::size_t side) {
+        if (side == 0)
+            result.u = detail::multiply_left_basis(reduction, std::move(left));
+        else
+            result.v = detail::multiply_right_basis(reduction, std::move(right));
+    };
+    const std::size_t n = reduction.order;
+    detail::parallel_for(2, n < detail::side_by_side_order ? 8 * n * n : 0, multiply_side);
+    return result;
 }
 
 template <class T>

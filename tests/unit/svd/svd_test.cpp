@@ -1,6 +1,7 @@
 #include "numerical/svd/svd.hpp"
 
 #include "numerical/errors.hpp"
+#include "numerical/svd/bidiagonal.hpp"
 #include "paths.hpp"
 #include "svd_cases.hpp"
 #include "thrown.hpp"
@@ -177,6 +178,25 @@ TYPED_TEST(decomposition, bits_do_not_depend_on_the_number_of_threads)
             EXPECT_EQ(one.values, many.values) << threads;
             EXPECT_EQ(one.u.data, many.u.data) << threads;
             EXPECT_EQ(one.v.data, many.v.data) << threads;
+        }
+    }
+}
+
+// Where the vectors of both sides are taken back at once, and where one after the other.
+TYPED_TEST(decomposition, bits_beside_the_order_of_sides_do_not_depend_on_the_threads)
+{
+    using numerical::detail::side_by_side_order;
+    for (const std::size_t n : {91UL, 128UL, side_by_side_order - 1, side_by_side_order}) {
+        const auto a = test::random_matrix<TypeParam>(n, n, 21);
+        const auto on = [&](std::size_t threads) {
+            const test::thread_limit limit(threads);
+            return svd_decomposition<TypeParam>(a, svd_method::divide_and_conquer);
+        };
+        const auto one = on(1);
+        for (const std::size_t threads : test::thread_counts) {
+            const auto many = on(threads);
+            EXPECT_TRUE(one.u.data == many.u.data) << n << ", " << threads;
+            EXPECT_TRUE(one.v.data == many.v.data) << n << ", " << threads;
         }
     }
 }
