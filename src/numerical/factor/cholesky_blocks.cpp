@@ -28,9 +28,12 @@ constexpr std::size_t tile_stride = 72;
 constexpr std::size_t greatest_block = 64;
 constexpr std::size_t band_rows = 16; // of a diagonal block's update
 
-// Up to this order two threads take longer than one.
+// Up to this order a second thread doesn't repay its waking, where it sleeps, nor the passing of
+// the columns between cores that don't share a cache. Beyond it the work of a loop is its
+// multiply-adds: the loops follow one another so closely that workers poll for them, and each
+// repays its start from two microseconds on.
 template <class T>
-constexpr std::size_t greatest_serial_cholesky = std::is_same_v<T, double> ? 320 : 256;
+constexpr std::size_t greatest_serial_cholesky = std::is_same_v<T, double> ? 320 : 240;
 
 // The blocks whose products are subtracted together from the columns right of them, so that C is
 // loaded and stored once for all: where it doesn't stay in cache. Many threads take one, so that
@@ -150,7 +153,7 @@ void cholesky_blocks<T>::factor_rows_below(std::size_t first, std::size_t last)
                      .cols = to - from,
                      .stride = tile_stride});
     };
-    parallel_for(tiles_below(last), width * width * tile_rows / 8, factor_one);
+    parallel_for(tiles_below(last), width * width * tile_rows, factor_one);
 }
 
 // On a transposed copy, where every step of the substitution runs along contiguous columns of L21.
@@ -189,7 +192,7 @@ void cholesky_blocks<T>::update_beside_diagonal_block(std::size_t from, std::siz
         factor_diagonal_block(last, next);
     };
     const std::size_t mean_rows = std::min((order - next) / 2, piece_rows / 2);
-    parallel_for_beside(pieces.size(), mean_rows * block * (last - from) / 8, update_piece,
+    parallel_for_beside(pieces.size(), mean_rows * block * (last - from), update_piece,
                         factor_next);
 }
 

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <type_traits>
 #include <utility>
 
 namespace numerical {
@@ -17,8 +18,10 @@ constexpr std::size_t narrow_block = 32;
 constexpr std::size_t wide_block = 64;
 constexpr std::size_t greatest_narrow_order = 256;
 
-// Up to this order two threads take longer than one.
-constexpr std::size_t greatest_serial_lu = 320;
+// Up to this order a second thread doesn't repay its waking, where it sleeps, nor the passing of
+// the columns between cores that don't share a cache.
+template <class T>
+constexpr std::size_t greatest_serial_lu = std::is_same_v<T, double> ? 240 : 192;
 
 template <class T>
 spread_rows<T> finite_copy(block_view<const T> a)
@@ -42,7 +45,7 @@ std::size_t lu_block_width(std::size_t rows, std::size_t cols)
 template <class T>
 lu_pivots factorize_lu(detail::block_view<T> a)
 {
-    const detail::loops_on_caller scope(std::max(a.rows, a.cols) <= detail::greatest_serial_lu);
+    const detail::loops_on_caller scope(std::max(a.rows, a.cols) <= detail::greatest_serial_lu<T>);
     detail::lu_factorization<T> factorization(a, lu_block_width(a.rows, a.cols));
     factorization.factorize();
     return {factorization.row_exchanges(), factorization.singular()};

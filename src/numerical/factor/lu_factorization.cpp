@@ -18,6 +18,11 @@
 namespace numerical::detail {
 namespace {
 
+// The work of a loop is its multiply-adds here, and eight for the exchange of two elements: the
+// loops follow one another so closely that workers poll for them, and each repays its start from
+// two microseconds on.
+constexpr std::size_t work_of_exchange = 8;
+
 // Of the columns that are updated while the next panel is factored: narrow ones, as the thread that
 // factors it joins late.
 constexpr std::size_t tiles_per_thread = 8;
@@ -142,7 +147,8 @@ void lu_factorization<T>::solve_panel_rows(std::size_t start, std::size_t end, s
         on_well_strided(a.sub(start, end, from, to),
                         [&](block_view<T> x) { substitute_unit_lower(path, l, x); });
     };
-    parallel_for(triangular_tiles(last - end), substitution_work<T>(end - start), solve_tile);
+    parallel_for(triangular_tiles(last - end), (end - start) * (end - start) * triangular_tile,
+                 solve_tile);
 }
 
 // The tiles write the columns from next_end on, from row `end` down, and read the rows of U above
@@ -164,7 +170,7 @@ void lu_factorization<T>::update_beside_panel(std::size_t start, std::size_t end
         factorize_panel(end, next_end);
         keep_minus_l(end, next_end);
     };
-    parallel_for_beside(ceil_div(remaining, tile), (a.rows - end) * (end - start) * tile / 16,
+    parallel_for_beside(ceil_div(remaining, tile), (a.rows - end) * (end - start) * tile,
                         update_tile, next_panel);
 }
 
@@ -199,7 +205,8 @@ void lu_factorization<T>::exchange_rows_in_tiles(std::size_t first, std::size_t 
         const std::size_t begin = from + triangular_tile * t;
         exchange_rows(first, last, begin, std::min(begin + triangular_tile, to));
     };
-    parallel_for(triangular_tiles(to - from), (last - first) * triangular_tile / 2, exchange_tile);
+    parallel_for(triangular_tiles(to - from), (last - first) * triangular_tile * work_of_exchange,
+                 exchange_tile);
 }
 
 // Applies the exchanges of all later panels of [from, to) to each panel's columns of L, in one pass
@@ -212,7 +219,8 @@ void lu_factorization<T>::exchange_rows_of_l(std::size_t from, std::size_t to)
         const std::size_t last = std::min(first + block, to);
         exchange_rows(last, to, first, last);
     };
-    parallel_for(ceil_div(to - from, block), (to - from) * block / 4, exchange_panel);
+    parallel_for(ceil_div(to - from, block), (to - from) * block * work_of_exchange / 2,
+                 exchange_panel);
 }
 
 template class lu_factorization<double>;

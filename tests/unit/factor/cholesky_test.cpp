@@ -180,7 +180,7 @@ TYPED_TEST(cholesky, of_nearly_semidefinite_matrix_is_backward_stable)
 TYPED_TEST(cholesky, has_the_same_bits_on_any_number_of_threads)
 {
     for (const int path : test::available_paths())
-        for (const std::size_t n : {129u, 300u, 513u}) {
+        for (const std::size_t n : {129u, 240u, 241u, 320u, 321u, 513u}) {
             const test::path_limit limit(path);
             const auto a = definite_matrix<TypeParam>(n, unsigned(n));
             const auto serial = [&] {
