@@ -103,9 +103,9 @@ void update_rest(const reduced_panel<T>& panel, block_view<T> a, std::size_t to)
             update_strip(panel, a, top, std::min(top + slab_width, block.offset));
         }
     };
-    // 20 to 40 multiply-adds to a unit, as for blocks of reflectors.
-    constexpr std::size_t real_products = std::is_same_v<T, double> ? 1 : 4;
-    const std::size_t work = real_products * 2 * slab_width * block.rows * block.count / 40;
+    // Some 24 multiply-adds of the three products to a unit, in complex arithmetic twice as many.
+    constexpr std::size_t weight = std::is_same_v<T, double> ? 1 : 2;
+    const std::size_t work = weight * 2 * slab_width * block.rows * block.count / 16;
     parallel_for(slabs + strips, work, update_part);
 }
 
