@@ -2,6 +2,7 @@
 
 #include "numerical/counts.hpp"
 #include "numerical/errors.hpp"
+#include "numerical/factor/threads_of_order.hpp"
 #include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/path.hpp"
@@ -87,7 +88,7 @@ T* cholesky_blocks<T>::adjoint_at(std::size_t row, std::size_t column)
 template <class T>
 void cholesky_blocks<T>::factorize()
 {
-    const loops_on_caller scope(order <= greatest_serial_cholesky<T>);
+    const loops_on_few scope(threads_of_order(order, greatest_serial_cholesky<T>));
     std::size_t first = 0;
     std::size_t last = std::min(block, order);
     factor_diagonal_block(first, last);

@@ -2,6 +2,7 @@
 
 #include "numerical/errors.hpp"
 #include "numerical/factor/lu_factorization.hpp"
+#include "numerical/factor/threads_of_order.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/strided/dense_passes.hpp"
 
@@ -21,7 +22,7 @@ constexpr std::size_t greatest_narrow_order = 256;
 // Up to this order a second thread doesn't repay its waking, where it sleeps, nor the passing of
 // the columns between cores that don't share a cache.
 template <class T>
-constexpr std::size_t greatest_serial_lu = std::is_same_v<T, double> ? 240 : 192;
+constexpr std::size_t greatest_serial_lu = std::is_same_v<T, double> ? 320 : 192;
 
 template <class T>
 spread_rows<T> finite_copy(block_view<const T> a)
@@ -45,7 +46,8 @@ std::size_t lu_block_width(std::size_t rows, std::size_t cols)
 template <class T>
 lu_pivots factorize_lu(detail::block_view<T> a)
 {
-    const detail::loops_on_caller scope(std::max(a.rows, a.cols) <= detail::greatest_serial_lu<T>);
+    const detail::loops_on_few scope(
+        detail::threads_of_order(std::max(a.rows, a.cols), detail::greatest_serial_lu<T>));
     detail::lu_factorization<T> factorization(a, lu_block_width(a.rows, a.cols));
     factorization.factorize();
     return {factorization.row_exchanges(), factorization.singular()};

@@ -23,8 +23,14 @@ static_assert(most_workers * std::max(chunks_per_worker, chunks_per_worker_besid
 // The work of one thread in a round: some 30 milliseconds.
 constexpr std::size_t round_work = std::size_t{1} << 26;
 
-// Whether the thread is in a scope of loops_on_caller.
-constinit thread_local bool stays_on_caller = false;
+// The thread's limit in a scope of loops_on_few; 0 means none.
+constinit thread_local std::size_t most_in_scope = 0;
+
+// The lower one of two limits.
+std::size_t both_limits(std::size_t a, std::size_t b)
+{
+    return a == 0 || (b != 0 && b < a) ? b : a;
+}
 
 // The indices from `first` on of another loop.
 struct later_indices
@@ -75,21 +81,19 @@ std::atomic<std::size_t>& thread_cap()
 
 std::size_t allowed_threads()
 {
-    if (stays_on_caller)
+    if (most_in_scope == 1)
         return 1;
-    const std::size_t hardware = hardware_threads();
-    const std::size_t cap = thread_cap();
-    return cap != 0 && cap < hardware ? cap : hardware;
+    return both_limits(hardware_threads(), both_limits(thread_cap(), most_in_scope));
 }
 
-loops_on_caller::loops_on_caller(bool wanted)
-    : outer(std::exchange(stays_on_caller, stays_on_caller || wanted))
+loops_on_few::loops_on_few(std::size_t most)
+    : outer(std::exchange(most_in_scope, both_limits(most_in_scope, most)))
 {
 }
 
-loops_on_caller::~loops_on_caller()
+loops_on_few::~loops_on_few()
 {
-    stays_on_caller = outer;
+    most_in_scope = outer;
 }
 
 std::optional<loop_split> split_loop(std::size_t count, std::size_t work_per_index)

@@ -22,23 +22,23 @@ namespace numerical::detail {
 // The user's limit on the threads of a loop; 0 means none. Each loop reads it.
 std::atomic<std::size_t>& thread_cap();
 
-// The threads that a loop may use now: hardware_threads(), or the cap if that is lower; one in a
-// scope of loops_on_caller.
+// The threads that a loop may use now: hardware_threads(), or the lowest of the cap and the limits
+// of scopes of loops_on_few if that is lower.
 std::size_t allowed_threads();
 
-// While it lives, the loops of the calling thread stay on it. For whole computations whose loops
-// are so short that to start them, and to move their data between cores, costs more than another
-// thread saves.
-class loops_on_caller
+// While it lives, the loops of the calling thread take at most this many threads, 1 being the
+// thread itself; 0 sets no limit. For whole computations whose loops are so short that to start
+// them on more, and to move their data between cores, costs more than the others save.
+class loops_on_few
 {
 public:
-    explicit loops_on_caller(bool wanted);
-    loops_on_caller(const loops_on_caller&) = delete;
-    loops_on_caller& operator=(const loops_on_caller&) = delete;
-    ~loops_on_caller();
+    explicit loops_on_few(std::size_t most);
+    loops_on_few(const loops_on_few&) = delete;
+    loops_on_few& operator=(const loops_on_few&) = delete;
+    ~loops_on_few();
 
 private:
-    bool outer;
+    std::size_t outer;
 };
 
 // How to cut the loop for the pool; nothing if it should run serially. A call beside the loop

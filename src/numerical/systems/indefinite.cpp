@@ -377,7 +377,7 @@ indefinite_decomposition<T>::indefinite_decomposition(detail::block_view<const T
 template <class T>
 void indefinite_decomposition<T>::factorize(detail::block_view<const T> a, detail::block_view<T> l)
 {
-    const detail::loops_on_caller scope(order <= detail::greatest_serial_ldl<T>);
+    const detail::loops_on_few scope(order <= detail::greatest_serial_ldl<T> ? 1 : 0);
     one_norm = detail::take_lower(a, l);
     for (std::size_t i = 0; i < order && !std::isfinite(one_norm); ++i)
         detail::require_finite(a.row(i), i + 1, "LDL decomposition");

@@ -21,6 +21,7 @@
 
 namespace {
 
+using numerical::detail::loops_on_few;
 using numerical::detail::parallel_for;
 using numerical::detail::parallel_for_beside;
 using numerical::detail::split_loop;
@@ -115,9 +116,8 @@ TEST(split_loop, takes_an_overflowing_product_for_the_largest_work)
     EXPECT_EQ(split->helpers + 1, numerical::detail::allowed_threads());
 }
 
-TEST(loops_on_caller, keeps_them_there_to_the_end_of_the_outer_scope)
+TEST(loops_on_few, keeps_loops_on_the_caller_to_the_end_of_the_outer_scope)
 {
-    using numerical::detail::loops_on_caller;
     const std::size_t threads = numerical::detail::allowed_threads();
     const auto ids = [] {
         std::vector<std::thread::id> of_index(64);
@@ -125,21 +125,34 @@ TEST(loops_on_caller, keeps_them_there_to_the_end_of_the_outer_scope)
         return std::set<std::thread::id>(of_index.begin(), of_index.end());
     };
     {
-        const loops_on_caller outer(true);
+        const loops_on_few outer(1);
         EXPECT_EQ(numerical::detail::allowed_threads(), 1U);
         EXPECT_FALSE(split_loop(64, heavy));
         EXPECT_FALSE(split_loop_beside(64, heavy));
         EXPECT_EQ(ids(), std::set<std::thread::id>{std::this_thread::get_id()});
         {
-            const loops_on_caller inner(false);
+            const loops_on_few inner(4);
             EXPECT_EQ(numerical::detail::allowed_threads(), 1U);
         }
         EXPECT_EQ(numerical::detail::allowed_threads(), 1U);
         std::thread([&] { EXPECT_EQ(numerical::detail::allowed_threads(), threads); }).join();
     }
     EXPECT_EQ(numerical::detail::allowed_threads(), threads);
-    const loops_on_caller unwanted(false);
+}
+
+TEST(loops_on_few, is_a_limit_only_where_it_is_the_lowest)
+{
+    const std::size_t threads = numerical::detail::allowed_threads();
+    const loops_on_few unlimited(0);
     EXPECT_EQ(numerical::detail::allowed_threads(), threads);
+    const loops_on_few more(threads + 1);
+    EXPECT_EQ(numerical::detail::allowed_threads(), threads);
+    const loops_on_few two(2);
+    EXPECT_EQ(numerical::detail::allowed_threads(), std::min<std::size_t>(threads, 2));
+    const loops_on_few inner_without_limit(0);
+    EXPECT_EQ(numerical::detail::allowed_threads(), std::min<std::size_t>(threads, 2));
+    const test::thread_limit one(1);
+    EXPECT_EQ(numerical::detail::allowed_threads(), 1U);
 }
 
 TEST(allowed_threads, is_the_cap_only_where_that_is_lower)
