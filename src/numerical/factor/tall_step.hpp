@@ -44,7 +44,7 @@ public:
     const block_view<T>& block() const { return v; }
 
 private:
-    block_view<T> v;
+    block_view<T> v{nullptr, 0, 0};
     block_shape shape = block_shape::first;
     aligned_vector<T> tops;
     aligned_vector<T> minus_factors; // of the panel of columns [j, j + w): rows [j, j + w)
