@@ -21,6 +21,7 @@
 #include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/gemm/path.hpp"
+#include "numerical/scalar.hpp"
 #include "numerical/systems/indefinite.hpp"
 
 #include <array>
@@ -55,8 +56,8 @@ public:
 
     // Of the last panel, columns lying as rows, whose elements have come to their places; L with
     // its ones and zeros.
-    block_view<T> l;
-    block_view<T> w;
+    block_view<T> l{nullptr, 0, 0};
+    block_view<T> w{nullptr, 0, 0};
     std::vector<row_exchange> exchanges; // that bring the pivots' rows to the panel, one by one
     std::vector<row_move> moves; // what they do to rows beyond it, by places in ascending order
 

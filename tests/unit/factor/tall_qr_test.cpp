@@ -266,8 +266,8 @@ TYPED_TEST(tall_qr, is_not_needed_for_the_triangle_alone)
     for (const auto& [rows, cols] :
          {std::pair<std::size_t, std::size_t>{5, 0}, {1, 1}, {49, 49}, {49, 60}, {tall_rows, 8}}) {
         auto a = test::random_matrix<TypeParam>(rows, cols, 1);
-        const auto triangle = [&] { return detail::fastest_triangle(a.data, rows, cols); };
-        const auto beside_q = [&] { return detail::fastest_qr(a.data, rows, cols).r; };
+        const auto triangle = [&] { return detail::fastest_triangle(a.data, a.rows, a.cols); };
+        const auto beside_q = [&] { return detail::fastest_qr(a.data, a.rows, a.cols).r; };
         EXPECT_EQ(triangle(), beside_q()) << rows << 'x' << cols;
         a = test::scaled(a, greatest / 1024);
         EXPECT_EQ(triangle(), beside_q()) << "huge " << rows << 'x' << cols;
