@@ -45,6 +45,8 @@ template <class T, class F>
 void for_each_strip(block_view<T> x, const F& solve)
 {
     constexpr std::size_t least = 17;
+    if (x.cols == 0)
+        return;
     const std::size_t width = strip_width(x.cols);
     const std::size_t strips = width <= least ? 1 : (x.cols + width - least) / width;
     const auto solve_strip = [&](std::size_t s) {

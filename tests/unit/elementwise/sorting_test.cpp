@@ -64,6 +64,8 @@ bool comes_before(double x, double y, sort_order order)
 numerical::aligned_vector<double> plainly_sorted(numerical::aligned_vector<double> data,
                                                  const walk_shape& walk, sort_order order)
 {
+    if (data.empty())
+        return data;
     for (std::size_t o = 0; o < walk.outer; ++o)
         for (std::size_t k = 0; k < walk.inner; ++k) {
             double* const first = data.data() + o * walk.extent * walk.inner + k;
