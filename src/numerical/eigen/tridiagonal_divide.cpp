@@ -68,11 +68,12 @@ torn_matrix tear(double* d, const double* e, std::size_t n, block_view<double> z
     const double rho = std::abs(coupling);
     d[k - 1] -= rho;
     d[k] -= rho;
+    const quotient_form quotients = workspace.quotients; // the upper half works there meanwhile
     const auto solve_upper = [&](merge_workspace& own) {
         divide_block(d, e, k, z.sub(0, k, 0, k), own);
     };
     const auto solve_lower = [&](merge_workspace& own) {
-        own.quotients = workspace.quotients;
+        own.quotients = quotients;
         divide_block(d + k, e + k, n - k, z.sub(k, n, k, n), own);
     };
     solve_both_halves(n, workspace, solve_upper, solve_lower);
