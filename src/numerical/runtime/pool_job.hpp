@@ -47,9 +47,8 @@ constexpr std::size_t most_helpers = (std::size_t{1} << 12) - 1;
 class pool_job
 {
 public:
-    // Opens the job with the loop, of most_chunks and most_helpers at most. The
-    // caller of this function, who alone may call the next two for this job, runs on the core set
-    // `home_set`.
+    // Opens the job with the loop, of most_chunks and most_helpers at most. The caller of this
+    // function, who alone may call the next two for this job, runs on the core set `home_set`.
     void post(chunk_runner run, const void* context, const loop_split& split, std::size_t home_set);
 
     // Claims and runs chunks until none is left.

@@ -5,6 +5,7 @@
 
 #include "matrices.hpp"
 #include "paths.hpp"
+#include "qr_factors.hpp"
 #include "ratios.hpp"
 #include "reference.hpp"
 #include "sample.hpp"
@@ -132,27 +133,9 @@ TYPED_TEST(qr, gives_back_large_matrices)
         expect_factors(test::random_matrix<TypeParam>(rows, cols, rows), "random");
 }
 
-// In units of ε alone: errors of sums over the rows must not grow with their number. Entries of one
-// sign make the most of such errors.
 TYPED_TEST(qr, of_very_long_columns_is_as_accurate_as_of_short_ones)
 {
-    for (const int path : test::available_paths())
-        for (const auto& [rows, cols] : {std::pair{300000u, 2u}, {40000u, 36u}}) {
-            const test::path_limit limit(path);
-            auto a = test::random_matrix<TypeParam>(rows, cols, 1);
-            for (TypeParam& x : a.data)
-                x += TypeParam(1.5);
-            const auto [q, r] = qr_of(a);
-            double square = 0;
-            for (const TypeParam& x : a.data)
-                square += std::norm(x);
-            const double in_eps = double(rows); // of ratios in units of rows·ε
-            const double in_norms = double(test::norm_inf(a)) / std::sqrt(square);
-            EXPECT_LT(test::probed_orthogonality_ratio(q) * in_eps, 20)
-                << rows << " x " << cols << ", path " << path;
-            EXPECT_LT(test::probed_product_ratio(a, q, r) * in_eps * in_norms, 20)
-                << rows << " x " << cols << ", path " << path;
-        }
+    test::expect_factors_of_long_columns<TypeParam>(qr_of<TypeParam>, 20);
 }
 
 TYPED_TEST(qr, has_the_same_bits_on_any_number_of_threads)
@@ -160,17 +143,8 @@ TYPED_TEST(qr, has_the_same_bits_on_any_number_of_threads)
     for (const int path : test::available_paths())
         for (const auto& [rows, cols] : {std::pair{300u, 300u}, {900u, 70u}, {70u, 900u}}) {
             const test::path_limit limit(path);
-            const auto a = test::random_matrix<TypeParam>(rows, cols, 1);
-            const auto on = [&](std::size_t threads) {
-                const test::thread_limit some(threads);
-                return qr_of(a);
-            };
-            const auto serial = on(1);
-            for (const std::size_t threads : test::thread_counts) {
-                const auto parallel = on(threads);
-                EXPECT_EQ(parallel.q.data, serial.q.data) << rows << " on " << threads;
-                EXPECT_EQ(parallel.r.data, serial.r.data) << rows << " on " << threads;
-            }
+            test::expect_same_bits_on_any_number_of_threads(
+                test::random_matrix<TypeParam>(rows, cols, 1), qr_of<TypeParam>);
         }
 }
 

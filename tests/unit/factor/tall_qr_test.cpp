@@ -7,6 +7,7 @@
 
 #include "matrices.hpp"
 #include "paths.hpp"
+#include "qr_factors.hpp"
 #include "ratios.hpp"
 #include "sample.hpp"
 
@@ -140,28 +141,10 @@ TYPED_TEST(tall_qr, gives_back_matrices_of_several_blocks_and_chains)
     }
 }
 
-// In units of ε alone: a block adds some ε, however long the columns are, and a chain has at most
-// 16 blocks. Entries of one sign make the most of such errors.
+// A block adds some ε, however long the columns are, and a chain has at most 16 blocks.
 TYPED_TEST(tall_qr, of_very_long_columns_adds_some_eps_for_each_block_of_a_chain)
 {
-    constexpr double limit_in_eps = 3 * 16;
-    for (const int path : test::available_paths())
-        for (const auto& [rows, cols] : {std::pair{300000u, 2u}, {40000u, 36u}}) {
-            const test::path_limit limit(path);
-            auto a = test::random_matrix<TypeParam>(rows, cols, 1);
-            for (TypeParam& x : a.data)
-                x += TypeParam(1.5);
-            const auto [q, r] = tree_of(a);
-            double square = 0;
-            for (const TypeParam& x : a.data)
-                square += std::norm(x);
-            const double in_eps = double(rows); // of ratios in units of rows·ε
-            const double in_norms = double(test::norm_inf(a)) / std::sqrt(square);
-            EXPECT_LT(test::probed_orthogonality_ratio(q) * in_eps, limit_in_eps)
-                << rows << " x " << cols << ", path " << path;
-            EXPECT_LT(test::probed_product_ratio(a, q, r) * in_eps * in_norms, limit_in_eps)
-                << rows << " x " << cols << ", path " << path;
-        }
+    test::expect_factors_of_long_columns<TypeParam>(tree_of<TypeParam>, 3 * 16);
 }
 
 TYPED_TEST(tall_qr, has_the_same_bits_on_any_number_of_threads)
@@ -169,17 +152,8 @@ TYPED_TEST(tall_qr, has_the_same_bits_on_any_number_of_threads)
     for (const int path : test::available_paths())
         for (const auto& [rows, cols] : {std::pair{2000u, 100u}, {3000u, 33u}, {20000u, 8u}}) {
             const test::path_limit limit(path);
-            const auto a = test::random_matrix<TypeParam>(rows, cols, 1);
-            const auto on = [&](std::size_t threads) {
-                const test::thread_limit some(threads);
-                return tree_of(a);
-            };
-            const auto serial = on(1);
-            for (const std::size_t threads : test::thread_counts) {
-                const auto parallel = on(threads);
-                EXPECT_EQ(parallel.q.data, serial.q.data) << rows << " on " << threads;
-                EXPECT_EQ(parallel.r.data, serial.r.data) << rows << " on " << threads;
-            }
+            test::expect_same_bits_on_any_number_of_threads(
+                test::random_matrix<TypeParam>(rows, cols, 1), tree_of<TypeParam>);
         }
 }
 
