@@ -1,59 +1,94 @@
-#include "numerical/eigen/ql_kernels.hpp"
+#include "numerical/eigen/ql_wave_loops.hpp"
+
+#include <algorithm>
+#include <array>
 
 namespace numerical::detail {
 namespace {
 
-constexpr std::size_t last = sweeps_of_wave - 1;
-
-// A row's entry and squared coupling, on their way from sweep to sweep.
-struct wave_row
+struct lanes
 {
-    double d;
-    double e;
+    using vector = std::array<double, sweeps_of_wave>;
+    using mask = std::array<bool, sweeps_of_wave>;
+
+    static vector load(const double* x)
+    {
+        vector v;
+        std::copy_n(x, v.size(), v.begin());
+        return v;
+    }
+
+    static vector all(double x)
+    {
+        vector v;
+        v.fill(x);
+        return v;
+    }
+
+    static vector places() { return {0, 1, 2, 3, 4, 5, 6, 7}; }
+
+    static vector plus(const vector& a, const vector& b)
+    {
+        return of_each([&](std::size_t i) { return a[i] + b[i]; });
+    }
+
+    static vector minus(const vector& a, const vector& b)
+    {
+        return of_each([&](std::size_t i) { return a[i] - b[i]; });
+    }
+
+    static vector times(const vector& a, const vector& b)
+    {
+        return of_each([&](std::size_t i) { return a[i] * b[i]; });
+    }
+
+    static vector over(const vector& a, const vector& b)
+    {
+        return of_each([&](std::size_t i) { return a[i] / b[i]; });
+    }
+
+    static mask less(const vector& a, const vector& b)
+    {
+        mask those;
+        for (std::size_t i = 0; i < those.size(); ++i)
+            those[i] = a[i] < b[i];
+        return those;
+    }
+
+    static bool any(const mask& those)
+    {
+        return std::any_of(those.begin(), those.end(), [](bool is) { return is; });
+    }
+
+    static vector chosen(const mask& those, const vector& a, const vector& b)
+    {
+        return of_each([&](std::size_t i) { return those[i] ? a[i] : b[i]; });
+    }
+
+    // Each lane's number in the next lane, and *first in the first one.
+    static vector handed_on(const vector& v, const double* first)
+    {
+        return of_each([&](std::size_t i) { return i == 0 ? *first : v[i - 1]; });
+    }
+
+    static double last(const vector& v) { return v.back(); }
+
+private:
+    template <class F>
+    static vector of_each(const F& number)
+    {
+        vector v;
+        for (std::size_t i = 0; i < v.size(); ++i)
+            v[i] = number(i);
+        return v;
+    }
 };
-
-// One step: the row becomes what the sweep leaves of the row below.
-void pass_row(ql_sweep& at, wave_row& row)
-{
-    const double square = row.e;
-    const double length = at.p + square;
-    const double reciprocal = 1 / length;
-    const double turned = at.p * (row.d - at.shift) - square * at.gamma;
-    const double next = turned * reciprocal;
-    const bool vanishes = at.p < least_square;
-    const double gamma = vanishes ? 0 : next;
-    row.e = at.sine * length;
-    row.d = at.gamma + (row.d - gamma);
-    const double p = vanishes ? at.cosine * square : next * (turned / at.p);
-    at.cosine = vanishes ? 0 : at.p * reciprocal;
-    at.sine = vanishes ? 1 : square * reciprocal;
-    at.gamma = gamma;
-    at.p = p;
-}
 
 } // namespace
 
-void run_ql_wave(double* d, double* e, std::size_t from, std::size_t to,
-                 ql_sweep (&sweeps)[sweeps_of_wave])
+void run_ql_wave(double* d, double* e, std::size_t l, std::size_t m, const double* shifts)
 {
-    wave_row rows[sweeps_of_wave];
-    for (std::size_t j = 0; j < last; ++j) {
-        const std::size_t next = from + (j + 1) * rows_between_sweeps;
-        rows[j] = {d[next], e[next]};
-    }
-    for (std::size_t i = from + 1; i-- > to;) {
-        for (std::size_t j = last; j > 0; --j)
-            rows[j] = rows[j - 1];
-        rows[0] = {d[i], e[i]};
-        for (std::size_t j = 0; j < sweeps_of_wave; ++j)
-            pass_row(sweeps[j], rows[j]);
-        d[i + last * rows_between_sweeps + 1] = rows[last].d;
-        e[i + last * rows_between_sweeps + 1] = rows[last].e;
-    }
-    for (std::size_t j = 0; j < last; ++j) {
-        d[to + j * rows_between_sweeps + 1] = rows[j].d;
-        e[to + j * rows_between_sweeps + 1] = rows[j].e;
-    }
+    run_ql_wave_in<lanes>(d, e, l, m, shifts);
 }
 
 } // namespace numerical::detail

@@ -1,40 +1,32 @@
 #pragma once
 
-// Sweeps of the root-free QL iteration that follow one another down the matrix, two rows apart: a
-// sweep's step is a chain of two quotients, so that four of them in the lanes of a vector take the
-// time of one. What a sweep has made of a row is the next one's input a step later. Each lane does
-// the steps of a sweep by itself, nothing is fused, and the bits are the same on every path.
+// Sweeps of the root-free QL iteration that follow one another down the matrix, three rows apart: a
+// sweep's step is a chain of a quotient and few products, so that eight of them in the lanes of
+// vectors take little more than the time of one. What a sweep has made of a row is the next one's
+// input two steps later, which takes the way from lane to lane out of the chain. Each lane does the
+// steps of a sweep by itself, nothing is fused, and the bits are the same on every path.
 // Declarations only, so it may be included from any target.
 
 #include <cstddef>
 
 namespace numerical::detail {
 
-constexpr std::size_t sweeps_of_wave = 4;
-constexpr std::size_t rows_between_sweeps = 2;
+constexpr std::size_t sweeps_of_wave = 8;
+constexpr std::size_t rows_between_sweeps = 3;
 
-// Squares below it count as zero: their roots are below 1e-140, and quotients of them would
-// have lost digits.
-constexpr double least_square = 1e-280;
+// The rows after the first that a wave has begun in when its last sweep begins: it is for blocks of
+// more rows than these and one.
+constexpr std::size_t rows_of_wave = (sweeps_of_wave - 1) * rows_between_sweeps;
 
-// A sweep with a shift, between two rows: gamma is the entry that the next rotation acts on less
-// the shift, p is gamma²/c², with c² and s² the squares of the last rotation's cosine and sine.
-struct ql_sweep
-{
-    double shift;
-    double gamma;
-    double p;
-    double cosine;
-    double sine;
-};
+// Squares p below it count as zero. The largest entry is near 1 and no coupling below ε², so that
+// what is neglected, 1e-70, counts nowhere, nor does a square of the loop that underflows.
+constexpr double least_square = 1e-140;
 
-// Takes sweep j, which has passed all rows below, through the rows from + 2j down to `to` + 2j of
-// the diagonal d and the squared subdiagonal e, for from >= to. A step of row i gives d[i + 1] and
-// e[i + 1]; what stands where the next step of a sweep is to write them, in the rows `to` + 2, + 4
-// and + 6, means nothing.
-void run_ql_wave(double* d, double* e, std::size_t from, std::size_t to,
-                 ql_sweep (&sweeps)[sweeps_of_wave]);
-void avx2_unfused_run_ql_wave(double* d, double* e, std::size_t from, std::size_t to,
-                              ql_sweep (&sweeps)[sweeps_of_wave]);
+// Takes the block of rows [l, m], m > l + rows_of_wave, of the diagonal d and the squared
+// subdiagonal e through whole sweeps with these shifts, sweeps_of_wave of them, one after another.
+void run_ql_wave(double* d, double* e, std::size_t l, std::size_t m, const double* shifts);
+void avx2_unfused_run_ql_wave(double* d, double* e, std::size_t l, std::size_t m,
+                              const double* shifts);
+void avx512_run_ql_wave(double* d, double* e, std::size_t l, std::size_t m, const double* shifts);
 
 } // namespace numerical::detail

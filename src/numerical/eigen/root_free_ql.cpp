@@ -15,16 +15,26 @@
 namespace numerical::detail {
 namespace {
 
-// Shorter blocks take less time by single sweeps: a wave begins and ends with some of its sweeps.
-constexpr std::size_t least_rows_of_wave = 24;
+// Shorter blocks take less time by single sweeps: some lanes of a wave rest while it begins and
+// ends.
+constexpr std::size_t least_rows_of_wave = 32;
+static_assert(least_rows_of_wave > rows_of_wave);
+
+// Couplings of an eigenvalue problem that are to be dropped: squares below `relative` times the
+// product of the entries beside them, or below `floor` in any case.
+struct ql_tolerance
+{
+    double relative;
+    double floor;
+};
 
 class ql_values
 {
 public:
     // `squares` holds those of the subdiagonal.
-    ql_values(std::span<double> diagonal, std::span<double> squares, double smallest_square,
+    ql_values(std::span<double> diagonal, std::span<double> squares, ql_tolerance dropped,
               std::size_t max_steps)
-        : d(diagonal), e(squares), floor(smallest_square), steps_left(max_steps)
+        : d(diagonal), e(squares), tolerance(dropped), steps_left(max_steps)
     {
     }
 
@@ -33,7 +43,7 @@ public:
 private:
     std::span<double> d;
     std::span<double> e;
-    const double floor; // couplings whose squares are below it are dropped in any case
+    const ql_tolerance tolerance;
     std::size_t steps_left;
 
     bool negligible(std::size_t i) const;
@@ -43,21 +53,28 @@ private:
     std::array<double, sweeps_of_wave> leading_values(std::size_t l) const;
     void solve_pair(std::size_t l);
     void count_sweeps(std::size_t sweeps);
-    ql_sweep started(double shift, std::size_t m) const;
-    void pass_rows(ql_sweep& sweep, std::size_t m, std::size_t from, std::size_t to);
-    void finish(const ql_sweep& sweep, std::size_t l);
     void sweep_once(std::size_t l, std::size_t m);
     void sweep_in_wave(std::size_t l, std::size_t m);
 };
 
 bool ql_values::negligible(std::size_t i) const
 {
-    return e[i] <= eps * eps * std::abs(d[i] * d[i + 1]) + floor;
+    return e[i] <= tolerance.relative * std::abs(d[i] * d[i + 1]) + tolerance.floor;
 }
 
-// The last row of the block that begins with row l.
+// The last row of the block that begins with row l. Groups of couplings are tried without a
+// branch for each.
 std::size_t ql_values::end_of_block(std::size_t l) const
 {
+    constexpr std::size_t group = 16;
+    const auto any_negligible = [this](std::size_t from) {
+        bool found = false;
+        for (std::size_t i = from; i < from + group; ++i)
+            found |= negligible(i);
+        return found;
+    };
+    while (l + group < d.size() && !negligible(l) && !any_negligible(l))
+        l += group;
     while (l + 1 < d.size() && !negligible(l))
         ++l;
     return l;
@@ -96,56 +113,44 @@ void ql_values::count_sweeps(std::size_t sweeps)
     steps_left -= sweeps;
 }
 
-// A sweep of a block that ends with row m, before its first step.
-ql_sweep ql_values::started(double shift, std::size_t m) const
-{
-    const double gamma = d[m] - shift;
-    return {.shift = shift, .gamma = gamma, .p = gamma * gamma, .cosine = 1, .sine = 0};
-}
-
-// The rows [to, from), upwards. Both quotients of a step are had from p and gamma before it, not
-// one from the other. Where p vanishes the rotation is an exchange.
-void ql_values::pass_rows(ql_sweep& sweep, std::size_t m, std::size_t from, std::size_t to)
-{
-    ql_sweep at = sweep;
-    for (std::size_t i = from; i-- > to;) {
-        const double square = e[i];
-        const double length = at.p + square;
-        const double reciprocal = 1 / length;
-        if (i + 1 < m)
-            e[i + 1] = at.sine * length;
-        const double entry = d[i] - at.shift;
-        if (at.p < least_square) [[unlikely]] {
-            d[i + 1] = at.gamma + d[i];
-            at = {.shift = at.shift, .gamma = 0, .p = at.cosine * square, .cosine = 0, .sine = 1};
-            continue;
-        }
-        at.sine = square * reciprocal;
-        at.cosine = at.p * reciprocal;
-        const double turned = at.p * entry - square * at.gamma;
-        const double next = turned * reciprocal;
-        d[i + 1] = at.gamma + (d[i] - next);
-        at.p = next * (turned / at.p);
-        at.gamma = next;
-    }
-    sweep = at;
-}
-
-void ql_values::finish(const ql_sweep& sweep, std::size_t l)
-{
-    e[l] = sweep.sine * sweep.p;
-    d[l] = sweep.shift + sweep.gamma;
-}
-
+// The steps of ql_wave_loops.hpp, with the same bits, but for the last row's coupling.
 void ql_values::sweep_once(std::size_t l, std::size_t m)
 {
     count_sweeps(1);
-    ql_sweep sweep = started(wilkinson_shift(l), m);
-    pass_rows(sweep, m, m, l);
-    finish(sweep, l);
+    const double shift = wilkinson_shift(l);
+    double gamma = d[m] - shift;
+    double p = gamma * gamma;
+    double cosine = 1;
+    double sine = 0;
+    for (std::size_t i = m; i-- > l;) {
+        const double square = e[i];
+        const double length = p + square;
+        const double reciprocal = 1 / length;
+        if (i + 1 < m)
+            e[i + 1] = sine * length;
+        if (p < least_square) [[unlikely]] {
+            d[i + 1] = gamma + d[i];
+            gamma = 0;
+            p = cosine * square;
+            cosine = 0;
+            sine = 1;
+            continue;
+        }
+        const double turned = p * (d[i] - shift) - square * gamma;
+        const double by_p = turned * turned * (1 / p);
+        const double next = turned * reciprocal;
+        d[i + 1] = gamma + (d[i] - next);
+        gamma = next;
+        cosine = p * reciprocal;
+        sine = square * reciprocal;
+        p = by_p * reciprocal;
+    }
+    e[l] = sine * p;
+    d[l] = shift + gamma;
 }
 
-// The eigenvalues of the leading block, that nearest d[l] last.
+// The eigenvalues of the leading block, that nearest d[l] last. As shifts they need half the
+// digits.
 std::array<double, sweeps_of_wave> ql_values::leading_values(std::size_t l) const
 {
     std::array<double, sweeps_of_wave> values;
@@ -153,35 +158,24 @@ std::array<double, sweeps_of_wave> ql_values::leading_values(std::size_t l) cons
     std::copy_n(&d[l], values.size(), values.begin());
     std::copy_n(&e[l], squares.size(), squares.begin());
     constexpr std::size_t most_sweeps = 30 * sweeps_of_wave;
-    ql_values(values, squares, floor, most_sweeps).run();
+    ql_values(values, squares, {eps, tolerance.floor}, most_sweeps).run();
     const double near = d[l];
     std::sort(values.begin(), values.end(),
               [near](double x, double y) { return std::abs(x - near) > std::abs(y - near); });
     return values;
 }
 
-// Four sweeps with shifts known beforehand: from the rows where the last of them has begun to those
-// where the first is done they go as a wave.
 void ql_values::sweep_in_wave(std::size_t l, std::size_t m)
 {
     count_sweeps(sweeps_of_wave);
     const std::array<double, sweeps_of_wave> shifts = leading_values(l);
-    const std::size_t from = m - 1 - rows_between_sweeps * sweeps_of_wave;
-    ql_sweep sweeps[sweeps_of_wave];
-    for (std::size_t j = 0; j < sweeps_of_wave; ++j) {
-        sweeps[j] = started(shifts[j], m);
-        pass_rows(sweeps[j], m, m, from + 1 + rows_between_sweeps * j);
-    }
-    const bool wide = avx2_in_force(gemm_path_current());
-    (wide ? avx2_unfused_run_ql_wave : run_ql_wave)(d.data(), e.data(), from, l, sweeps);
-    for (std::size_t j = 0; j < sweeps_of_wave; ++j) {
-        pass_rows(sweeps[j], m, l + rows_between_sweeps * j, l);
-        finish(sweeps[j], l);
-    }
+    const auto run_wave =
+        choose(gemm_path_current(), run_ql_wave, avx2_unfused_run_ql_wave, avx512_run_ql_wave);
+    run_wave(d.data(), e.data(), l, m, shifts.data());
 }
 
 // Values come off at the top. Whether the block falls apart further down is looked for before a
-// wave, which takes four values off together, and now and then between single sweeps. These alone
+// wave, which takes some values off together, and now and then between single sweeps. These alone
 // are known to converge in any case, and have their turn where waves take nothing off.
 void ql_values::run()
 {
@@ -226,7 +220,7 @@ void root_free_ql(aligned_vector<double>& d, aligned_vector<double>& e, std::siz
     const double smallest = eps * eps * largest;
     for (std::size_t i = 0; i + 1 < n; ++i)
         e[i] *= e[i];
-    ql_values(d, e, smallest * smallest, max_steps).run();
+    ql_values(d, e, {eps * eps, smallest * smallest}, max_steps).run();
     std::sort(d.begin(), d.end());
 }
 

@@ -79,7 +79,7 @@ TEST(root_free_ql, reports_the_end_of_its_steps)
 
 TEST(root_free_ql, takes_few_steps_for_a_value)
 {
-    constexpr std::size_t few = 350; // a wave counts for four
+    constexpr std::size_t few = 400; // a wave counts for eight
     for (const auto& [name, d, e] : test::tridiagonal_families(100)) {
         numbers values = d;
         numbers couplings = e;
