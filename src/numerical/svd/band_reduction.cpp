@@ -1,6 +1,6 @@
 #include "numerical/aligned_vector.hpp"
-#include "numerical/factor/qr.hpp"
 #include "numerical/factor/reflector_block.hpp"
+#include "numerical/factor/wide_qr_panel.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
@@ -76,7 +76,7 @@ reflector_block<T> reduce_rows(block_view<T> rows)
     const std::size_t count = std::min(width, length);
     aligned_vector<T> columns = adjoint_copy<T>(rows);
     const block_view<T> all{columns.data(), length, width};
-    reflector_block<T> q = factor_qr_panel(all.sub(0, length, 0, count), 0);
+    reflector_block<T> q = factor_wide_qr_panel(all.sub(0, length, 0, count), 0);
     apply_reflector_block<block_operator::adjoint>(q, columns, width, count, width);
     for (std::size_t i = 0; i < width; ++i)
         for (std::size_t j = 0; j < length; ++j)
@@ -93,7 +93,7 @@ template <class T>
 void reduce_columns_and_rows(aligned_vector<T>& a, std::size_t n, std::size_t from, std::size_t to)
 {
     const block_view<T> all{a.data(), n, n};
-    const reflector_block<T> q = factor_qr_panel(all.sub(from, n, from, to), from);
+    const reflector_block<T> q = factor_wide_qr_panel(all.sub(from, n, from, to), from);
     if (to == n)
         return;
     const std::size_t width = to - from;
