@@ -41,10 +41,10 @@ void divide_each(complex* row, complex divisor, std::size_t n)
 
 void divide_row(int path, double* row, double divisor, std::size_t n)
 {
-    if (avx2_in_force(path)) {
-        avx2_unfused_divide(row, divisor, n);
-        return;
-    }
+    if (path == avx512_path)
+        return avx512_divide(row, divisor, n);
+    if (path == avx2_path)
+        return avx2_unfused_divide(row, divisor, n);
     for (std::size_t j = 0; j < n; ++j)
         row[j] /= divisor;
 }
@@ -52,13 +52,14 @@ void divide_row(int path, double* row, double divisor, std::size_t n)
 void divide_row(int path, complex* row, complex divisor, std::size_t n)
 {
     const smith_divisor form = smith_form(divisor);
-    if (!avx2_in_force(path) || !is_ordinary(divisor, form)) {
+    if (path == portable_path || !is_ordinary(divisor, form)) {
         divide_each(row, divisor, n);
         return;
     }
+    const auto divide = path == avx512_path ? avx512_divide_complex : avx2_unfused_divide_complex;
     for (std::size_t j = 0; j < n;) {
-        j += avx2_unfused_divide_complex(as_doubles(row + j), form, n - j);
-        const std::size_t others = std::min<std::size_t>(2, n - j);
+        j += divide(as_doubles(row + j), form, n - j);
+        const std::size_t others = std::min(most_numbers_together, n - j);
         divide_each(row + j, divisor, others);
         j += others;
     }
@@ -66,12 +67,11 @@ void divide_row(int path, complex* row, complex divisor, std::size_t n)
 
 void multiply_full(int path, complex* z, const complex* factors, std::size_t step, std::size_t n)
 {
-    const bool in_vectors = avx2_in_force(path);
+    const auto multiply = path == avx512_path ? avx512_multiply : avx2_unfused_multiply;
     for (std::size_t i = 0; i < n;) {
-        if (in_vectors)
-            i += avx2_unfused_multiply(as_doubles(z + i), as_doubles(factors + i * step), step,
-                                       n - i);
-        for (const std::size_t end = std::min(i + 2, n); i < end; ++i)
+        if (path != portable_path)
+            i += multiply(as_doubles(z + i), as_doubles(factors + i * step), step, n - i);
+        for (const std::size_t end = std::min(i + most_numbers_together, n); i < end; ++i)
             z[i] *= factors[i * step];
     }
 }

@@ -34,14 +34,21 @@ constexpr double greatest_ordinary = 0x1p400;
 
 // x[i] /= divisor.
 void avx2_unfused_divide(double* x, double divisor, std::size_t n);
+void avx512_divide(double* x, double divisor, std::size_t n);
 
-// The same for the first pairs of the n complex numbers at z whose parts are all ordinary: returns
-// how many numbers were divided, an even count. The divisor and its ratio are ordinary.
+// The same for the n complex numbers at z, vector by vector, up to the first vector with a part
+// that isn't ordinary: returns how many numbers were divided. The divisor and its ratio are
+// ordinary.
 std::size_t avx2_unfused_divide_complex(double* z, const smith_divisor& by, std::size_t n);
+std::size_t avx512_divide_complex(double* z, const smith_divisor& by, std::size_t n);
 
-// z[i] *= factors[i·step] for complex pairs by the textbook formula: returns how many leading
-// numbers were multiplied, an even count, up to a pair with a NaN.
+// z[i] *= factors[i·step] for whole vectors of complex numbers, by the textbook formula: returns
+// how many leading numbers were multiplied, up to a vector with a NaN.
 std::size_t avx2_unfused_multiply(double* z, const double* factors, std::size_t step,
                                   std::size_t n);
+std::size_t avx512_multiply(double* z, const double* factors, std::size_t step, std::size_t n);
+
+// The most complex numbers in a vector.
+constexpr std::size_t most_numbers_together = 4;
 
 } // namespace numerical::detail

@@ -59,6 +59,8 @@ struct lanes
 
     static vector times(vector a, vector b) { return _mm256_mul_pd(a, b); }
 
+    static vector quotient(vector a, vector b) { return _mm256_div_pd(a, b); }
+
     // sum + a·b and sum - a·b, fused.
     static vector more(vector sum, vector a, vector b) { return _mm256_fmadd_pd(a, b, sum); }
 
@@ -157,6 +159,16 @@ struct lanes
     static unsigned equal_to(vector a, vector b)
     {
         return static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(a, b, _CMP_EQ_OQ)));
+    }
+
+    // Whether each lane is zero or of a magnitude from `least` to `greatest`.
+    static bool all_zero_or_within(vector x, double least, double greatest)
+    {
+        const vector size = magnitude(x);
+        const vector is_zero = _mm256_cmp_pd(size, zero(), _CMP_EQ_OQ);
+        const vector is_large = _mm256_cmp_pd(size, all(least), _CMP_GE_OQ);
+        const vector is_small = _mm256_cmp_pd(size, all(greatest), _CMP_LE_OQ);
+        return _mm256_movemask_pd(_mm256_or_pd(is_zero, _mm256_and_pd(is_large, is_small))) == 0xF;
     }
 
     static bool has_nan(vector x)

@@ -49,6 +49,8 @@ struct lanes
 
     static vector times(vector a, vector b) { return _mm512_mul_pd(a, b); }
 
+    static vector quotient(vector a, vector b) { return _mm512_div_pd(a, b); }
+
     // sum + a·b and sum - a·b, fused.
     static vector more(vector sum, vector a, vector b) { return _mm512_fmadd_pd(a, b, sum); }
 
@@ -131,6 +133,16 @@ struct lanes
 
     // A bit for each lane that is the same number in both.
     static unsigned equal_to(vector a, vector b) { return _mm512_cmp_pd_mask(a, b, _CMP_EQ_OQ); }
+
+    // Whether each lane is zero or of a magnitude from `least` to `greatest`.
+    static bool all_zero_or_within(vector x, double least, double greatest)
+    {
+        const vector size = magnitude(x);
+        const int is_zero = _mm512_cmp_pd_mask(size, zero(), _CMP_EQ_OQ);
+        const int is_large = _mm512_cmp_pd_mask(size, all(least), _CMP_GE_OQ);
+        const int is_small = _mm512_cmp_pd_mask(size, all(greatest), _CMP_LE_OQ);
+        return (is_zero | (is_large & is_small)) == 0xFF;
+    }
 
     static bool has_nan(vector x) { return _mm512_cmp_pd_mask(x, x, _CMP_UNORD_Q) != 0; }
 
