@@ -9,6 +9,7 @@
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/spread_stride.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/dense_passes.hpp"
 #include "numerical/strided/spread_rows.hpp"
@@ -29,12 +30,10 @@ namespace detail {
 namespace {
 
 constexpr std::size_t panel_width = 32;
-constexpr std::size_t tile_columns = 64;   // of a strip of the trailing matrix
-constexpr std::size_t tile_stride = 72;    // rows 512 bytes apart would share cache sets
+constexpr std::size_t strip_columns = 64;  // of the trailing matrix, from a multiple of it on
 constexpr std::size_t strip_rows = 512;    // of a piece of a strip, about
 constexpr std::size_t band_rows = 16;      // of a block on the diagonal
 constexpr std::size_t group_rows = 64;     // transposed together
-constexpr std::size_t kept_rows = 256;     // of a panel of L that are written together
 constexpr std::size_t cleared_rows = 8;    // of L that are completed together
 constexpr std::size_t chunk_columns = 128; // of L whose rows are exchanged together
 
@@ -43,16 +42,19 @@ constexpr std::size_t chunk_columns = 128; // of L whose rows are exchanged toge
 template <class T>
 constexpr std::size_t greatest_serial_ldl = std::is_same_v<T, double> ? 400 : 256;
 
-// Panel by panel (rook_panel.hpp); then the columns right of the panel lose L·Wᴴ, by products.
+// Panel by panel (rook_panel.hpp); then the columns right of the panel lose L·Wᴴ, W = L·D, by
+// products that read the rows of L where they lie in the result.
 template <class T>
 class rook_factorization
 {
 public:
-    rook_factorization(block_view<T> triangles, indefinite_decomposition<T>& factors)
-        : columns(triangles), kind(factors.kind), n(triangles.rows),
-          panel(triangles, panel_width, factors),
-          rows_of_w(uninitialized<T>(n * (panel_width + 1))),
-          minus_l(uninitialized<T>(tiles(n) * tile_stride * (panel_width + 1)))
+    rook_factorization(block_view<T> array, indefinite_decomposition<T>& factors)
+        : triangles(array), result(factors), kind(factors.kind), n(array.rows),
+          panel(array, panel_width, factors),
+          store(uninitialized<T>((panel_width + 1) * spread_stride<T>(n))), minus_w{
+                                                                                store.data(),
+                                                                                panel_width + 1, n,
+                                                                                spread_stride<T>(n)}
     {
     }
 
@@ -60,17 +62,18 @@ public:
 
 private:
     int path = gemm_path_current();
-    block_view<T> columns;
+    block_view<T> triangles; // the trailing matrix above, L below (rook_panel.hpp)
+    const indefinite_decomposition<T>& result;
     symmetry kind;
     std::size_t n;
     rook_panel<T> panel;
-    aligned_vector<T> rows_of_w; // of the panel whose update runs, by rows, mirrored
-    aligned_vector<T> minus_l;   // -L, in tiles of 64 columns, one after the other
-    std::size_t first = 0;       // columns of A [first, last) are the panel
+    aligned_vector<T> store;
+    block_view<T> minus_w; // of the panel whose update runs, columns lying as rows, mirrored
+    std::size_t first = 0; // columns of A [first, last) are the panel
     std::size_t last = 0;
     std::size_t cleared = 0; // rows of L before it have their ones and zeros
 
-    // A part of a strip of 64 columns of the trailing matrix.
+    // A part of a strip of the trailing matrix.
     struct piece
     {
         std::size_t row;
@@ -80,9 +83,13 @@ private:
 
     std::vector<piece> pieces;
 
-    static std::size_t tiles(std::size_t cols) { return ceil_div(cols, tile_columns); }
+    // Of the strip to which a column belongs.
+    std::size_t strip_end(std::size_t column) const
+    {
+        return std::min(round_up(column + 1, strip_columns), n);
+    }
 
-    void prepare_operands();
+    void prepare_operands(std::size_t from, std::size_t to);
     void cut_trailing_matrix();
 
     T mirrored(const T& z) const { return kind == symmetry::hermitian ? conjugate(z) : z; }
@@ -92,37 +99,45 @@ private:
     void bring_moved_rows(const piece& part);
     T old_element(std::size_t row, std::size_t column) const;
     void keep_triangle();
-    void keep_rows(std::size_t from, std::size_t to);
     void clear_rows(std::size_t from, std::size_t to);
     void exchange_finished(std::size_t from, std::size_t to);
     void finish_panel();
 };
 
-// Tile j covers 64 columns from last + 64·j on.
+// The panel's columns of L in the rows [from, to), which lie after its own, and its -W there.
 template <class T>
-void rook_factorization<T>::prepare_operands()
+void rook_factorization<T>::prepare_operands(std::size_t from, std::size_t to)
 {
     const std::size_t width = last - first;
-    const block_view<T> rows{rows_of_w.data(), n - last, width};
-    if (kind == symmetry::hermitian)
-        adjoint_into(rows, panel.w.sub(0, width, last, n));
-    else
-        transpose_into(rows, panel.w.sub(0, width, last, n));
-    for (std::size_t j = 0; j < tiles(n - last); ++j)
-        for (std::size_t s = 0; s < width; ++s) {
-            const std::size_t from = last + j * tile_columns;
-            negate_run(minus_l.data() + (j * width + s) * tile_stride, panel.l.row(s) + from,
-                       std::min(tile_columns, n - from));
+    transpose_into(triangles.sub(from, to, first, last), panel.l.sub(0, width, from, to));
+    const auto subtract_from_zero = [&](std::size_t s, std::size_t of_l, const auto& factors) {
+        T* const column = minus_w.row(s) + from;
+        set_zero(column, to - from);
+        subtract_products_on(path, column, factors.data(), panel.l.row(of_l) + from, panel.l.stride,
+                             factors.size(), to - from);
+        if (kind == symmetry::hermitian)
+            conjugate_all(column, to - from);
+    };
+    for (std::size_t s = 0; s < width; ++s) {
+        const T d = result.diagonal[first + s];
+        const T f = result.below[first + s];
+        if (f == T(0)) {
+            subtract_from_zero(s, s, std::array{d});
+            continue;
         }
+        subtract_from_zero(s, s, std::array{d, f});
+        ++s;
+        subtract_from_zero(s, s - 1, std::array{mirrored(f), result.diagonal[first + s]});
+    }
 }
 
-// Strips of 64 columns end with the block on the diagonal.
+// Strips end with the block on the diagonal.
 template <class T>
 void rook_factorization<T>::cut_trailing_matrix()
 {
     pieces.clear();
-    for (std::size_t column = last; column < n; column += tile_columns) {
-        const std::size_t end = std::min(column + tile_columns, n);
+    for (std::size_t column = last; column < n; column = strip_end(column)) {
+        const std::size_t end = strip_end(column);
         const std::size_t parts = ceil_div(end - last, strip_rows);
         const std::size_t height = round_up(ceil_div(end - last, parts), 8);
         for (std::size_t row = last; row < end; row += height)
@@ -151,22 +166,17 @@ void rook_factorization<T>::update(const piece& part)
 template <class T>
 void rook_factorization<T>::subtract_product(const piece& part, std::size_t from)
 {
-    const std::size_t width = last - first;
-    const std::size_t tile = (part.column - last) / tile_columns;
-    const std::size_t end = std::min(part.column + tile_columns, n);
-    add_product<T>({rows_of_w.data() + (part.row - last) * width, part.last_row - part.row, width},
-                   {.first = minus_l.data() + tile * width * tile_stride + (from - part.column),
-                    .rows = width,
-                    .cols = end - from,
-                    .stride = tile_stride},
-                   columns.sub(part.row, part.last_row, from, end));
+    const std::size_t end = strip_end(part.column);
+    add_product<T>(triangles.sub(part.row, part.last_row, first, last),
+                   minus_w.sub(0, last - first, from, end),
+                   triangles.sub(part.row, part.last_row, from, end));
 }
 
 // The element of the trailing matrix as it was before the panel's rows were exchanged.
 template <class T>
 T rook_factorization<T>::old_element(std::size_t row, std::size_t column) const
 {
-    return row < column ? mirrored(columns(row, column)) : columns(column, row);
+    return row <= column ? triangles(row, column) : mirrored(triangles(column, row));
 }
 
 // Rows and columns that give their places to pivots come to the pivots', as far as they are of this
@@ -175,7 +185,7 @@ T rook_factorization<T>::old_element(std::size_t row, std::size_t column) const
 template <class T>
 void rook_factorization<T>::bring_moved_rows(const piece& part)
 {
-    const std::size_t end = std::min(part.column + tile_columns, n);
+    const std::size_t end = strip_end(part.column);
     const auto moves_to = [&](std::size_t from, std::size_t to) {
         const auto before = [](const row_move& move, std::size_t place) { return move.to < place; };
         const auto begin = panel.moves.begin();
@@ -186,14 +196,15 @@ void rook_factorization<T>::bring_moved_rows(const piece& part)
     const auto into_columns = moves_to(part.column, end);
     for (const row_move& move : into_columns)
         for (std::size_t r = part.row; r < std::min(part.last_row, move.to); ++r)
-            columns(r, move.to) = mirrored(columns(move.from, r));
+            triangles(r, move.to) = mirrored(triangles(move.from, r));
     for (const row_move& move : into_rows) {
         const std::size_t right = std::max(part.column, move.to + 1);
         if (right < end)
-            std::copy_n(columns.row(move.from) + right, end - right, columns.row(move.to) + right);
+            std::copy_n(triangles.row(move.from) + right, end - right,
+                        triangles.row(move.to) + right);
         for (const row_move& other : into_columns)
             if (move.to <= other.to)
-                columns(move.to, other.to) = old_element(other.from, move.from);
+                triangles(move.to, other.to) = old_element(move.from, other.from);
     }
 }
 
@@ -204,14 +215,7 @@ void rook_factorization<T>::keep_triangle()
 {
     for (std::size_t k = first; k < last; ++k)
         for (std::size_t i = k + 1; i < last; ++i)
-            columns(i, k) = panel.l(k - first, i);
-}
-
-// The same in the rows [from, to) after them.
-template <class T>
-void rook_factorization<T>::keep_rows(std::size_t from, std::size_t to)
-{
-    transpose_into(columns.sub(from, to, first, last), panel.l.sub(0, last - first, from, to));
+            triangles(i, k) = panel.l(k - first, i);
 }
 
 // The ones of finished rows of L, and the zeros right of them.
@@ -219,8 +223,8 @@ template <class T>
 void rook_factorization<T>::clear_rows(std::size_t from, std::size_t to)
 {
     for (std::size_t k = from; k < to; ++k) {
-        columns(k, k) = T(1);
-        set_zero(columns.row(k) + k + 1, n - k - 1);
+        triangles(k, k) = T(1);
+        set_zero(triangles.row(k) + k + 1, n - k - 1);
     }
 }
 
@@ -229,36 +233,37 @@ template <class T>
 void rook_factorization<T>::exchange_finished(std::size_t from, std::size_t to)
 {
     for (const row_exchange& rows : panel.exchanges)
-        exchange_on(path, columns.row(rows.row) + from, columns.row(rows.other_row) + from,
+        exchange_on(path, triangles.row(rows.row) + from, triangles.row(rows.other_row) + from,
                     to - from);
 }
 
-// The pieces of the trailing matrix, the panel's rows of L, the chunks of the columns before it and
-// the rows of the panel before are written each by itself.
+// Each group of rows of the panel is written by itself, and then the pieces of the trailing matrix,
+// the chunks of the columns before the panel and the rows of the panel before. The first loop is
+// worth its start from two microseconds on.
 template <class T>
 void rook_factorization<T>::finish_panel()
 {
-    prepare_operands();
+    const auto prepare_group = [&](std::size_t g) {
+        const std::size_t from = last + g * group_rows;
+        prepare_operands(from, std::min(from + group_rows, n));
+    };
+    parallel_for(ceil_div(n - last, group_rows), 16 * group_rows * (last - first), prepare_group);
     cut_trailing_matrix();
     keep_triangle();
     const std::size_t updates = pieces.size();
-    const std::size_t groups = ceil_div(n - last, kept_rows);
     const std::size_t chunks = panel.exchanges.empty() ? 0 : ceil_div(first, chunk_columns);
     const std::size_t clears = ceil_div(first - cleared, cleared_rows);
     const auto finish_part = [&](std::size_t i) {
         if (i < updates)
             return update(pieces[i]);
         i -= updates;
-        if (i < groups)
-            return keep_rows(last + i * kept_rows, std::min(last + (i + 1) * kept_rows, n));
-        i -= groups;
         if (i < chunks)
             return exchange_finished(i * chunk_columns, std::min((i + 1) * chunk_columns, first));
         const std::size_t from = cleared + (i - chunks) * cleared_rows;
         clear_rows(from, std::min(from + cleared_rows, first));
     };
     const std::size_t mean_rows = std::min((n - last) / 2, strip_rows / 2);
-    parallel_for(updates + groups + chunks + clears, mean_rows * tile_columns * (last - first) / 8,
+    parallel_for(updates + chunks + clears, mean_rows * strip_columns * (last - first) / 8,
                  finish_part);
     cleared = first;
 }
@@ -332,11 +337,11 @@ double greatest_sum(std::size_t n, const aligned_vector<double>& sums)
     return greatest;
 }
 
-// The lower triangle of A by columns, in the upper triangle of an array; what a transposed group of
-// rows leaves below the diagonal is overwritten by L. Returns the norm, infinite or NaN where an
+// The upper triangle of A, from the lower one, in that of an array; what a transposed group of rows
+// leaves below the diagonal is overwritten by L. Returns the norm, infinite or NaN where an
 // entry is. Group g writes columns of its own, and sums of its own.
 template <class T>
-double take_lower(block_view<const T> a, block_view<T> columns)
+double take_lower(block_view<const T> a, symmetry kind, block_view<T> triangles)
 {
     const std::size_t n = a.rows;
     const std::size_t groups = ceil_div(n, group_rows);
@@ -346,7 +351,8 @@ double take_lower(block_view<const T> a, block_view<T> columns)
         const std::size_t to = std::min(from + group_rows, n);
         for (std::size_t k = from; k < to; ++k)
             add_row_to_sums(a.row(k), k, sums.data() + g * n);
-        transpose_into(columns.sub(0, to, from, to), a.sub(from, to, 0, to));
+        const auto turn_into = kind == symmetry::hermitian ? adjoint_into<T> : transpose_into<T>;
+        turn_into(triangles.sub(0, to, from, to), a.sub(from, to, 0, to));
     };
     parallel_for(groups, n * group_rows / 4, take_group);
     return greatest_sum(n, sums);
@@ -378,7 +384,7 @@ template <class T>
 void indefinite_decomposition<T>::factorize(detail::block_view<const T> a, detail::block_view<T> l)
 {
     const detail::loops_on_few scope(order <= detail::greatest_serial_ldl<T> ? 1 : 0);
-    one_norm = detail::take_lower(a, l);
+    one_norm = detail::take_lower(a, kind, l);
     for (std::size_t i = 0; i < order && !std::isfinite(one_norm); ++i)
         detail::require_finite(a.row(i), i + 1, "LDL decomposition");
     detail::rook_factorization<T>(l, *this).factorize();

@@ -21,20 +21,59 @@ namespace {
 // order 1 (Bunch and Kaufman 1977).
 constexpr double pivot_threshold = 0.6403882032022076;
 
+// Between these magnitudes the reciprocal of a divisor neither overflows nor loses digits.
+constexpr double least_inverted = 0x1p-1000;
+constexpr double greatest_inverted = 0x1p1000;
+
+template <class T>
+bool may_be_inverted(const T& divisor)
+{
+    const double size = modulus(divisor);
+    return size >= least_inverted && size <= greatest_inverted;
+}
+
+// quotients := column/d. Zero divides only zeros, or a NaN that overflow has left.
+template <class T>
+void divide_column(int path, T* quotients, const T* column, const T& d, std::size_t count)
+{
+    if (d == T(0) || may_be_inverted(d)) {
+        set_zero(quotients, count);
+        subtract_scaled_on(path, quotients, column, d == T(0) ? d : T(-1) / d, count);
+    } else {
+        std::copy_n(column, count, quotients);
+        divide_row(path, quotients, d, count);
+    }
+}
+
+// quotients := (x - factor·y)/divisor, |factor| < 1.
+template <class T>
+void divide_difference(int path, T* quotients, const T* x, const T& factor, const T* y,
+                       const T& divisor, std::size_t count)
+{
+    if (may_be_inverted(divisor)) {
+        set_zero(quotients, count);
+        subtract_scaled_on(path, quotients, x, T(-1) / divisor, count);
+        subtract_scaled_on(path, quotients, y, factor / divisor, count);
+    } else {
+        std::copy_n(x, count, quotients);
+        subtract_scaled_on(path, quotients, y, factor, count);
+        divide_row(path, quotients, divisor, count);
+    }
+}
+
 } // namespace
 
 // Zeros at first, as runs that begin on a line read elements before the panel too.
 template <class T>
-rook_panel<T>::rook_panel(block_view<const T> triangles, std::size_t panel_width,
+rook_panel<T>::rook_panel(block_view<const T> upper_triangle, std::size_t panel_width,
                           indefinite_decomposition<T>& factors)
-    : columns(triangles), kind(factors.kind), n(triangles.rows), width(panel_width),
-      result(factors), store(zeros<T>((2 * (width + 1) + kept_columns) * stride())),
+    : triangle(upper_triangle), kind(factors.kind), n(upper_triangle.rows), width(panel_width),
+      result(factors), store(zeros<T>((width + 1 + kept_columns) * stride())),
       sizes(std::is_same_v<T, double> ? 0 : n), coefficients(width + 1)
 {
     const std::size_t block = (width + 1) * stride();
     l = {.first = store.data(), .rows = width + 1, .cols = n, .stride = stride()};
-    w = {.first = store.data() + block, .rows = width + 1, .cols = n, .stride = stride()};
-    T* column = store.data() + 2 * block;
+    T* column = store.data() + block;
     for (searched_column& each : searched) {
         each.values = column;
         column += stride();
@@ -74,15 +113,36 @@ std::size_t rook_panel<T>::first_visited()
     return first_left;
 }
 
-// column[first ... n) := column `row` of A, whose part above the diagonal is stored as a row.
+// column[first ... n) := column `row` of A, whose part below the diagonal is stored as a row.
 template <class T>
 void rook_panel<T>::load(searched_column& column, std::size_t row)
 {
     for (std::size_t i = first; i < row; ++i)
-        column.values[i] = mirrored(columns(i, row));
-    std::copy(&columns(row, row), columns.row(row) + n, column.values + row);
+        column.values[i] = triangle(i, row);
+    std::copy_n(&triangle(row, row), n - row, column.values + row);
+    if (kind == symmetry::hermitian)
+        conjugate_all(column.values + row, n - row);
     column.row = row;
     column.terms = 0;
+}
+
+// The elements of a row of W = L·D, mirrored, from one of the panel's columns on.
+template <class T>
+void rook_panel<T>::set_coefficients(std::size_t from, std::size_t row)
+{
+    for (std::size_t s = from; s < pivots.size(); ++s) {
+        const T x = l(s, row);
+        const T d = result.diagonal[first + s];
+        const T f = result.below[first + s];
+        if (f == T(0)) {
+            coefficients[s] = mirrored(x * d);
+            continue;
+        }
+        const T y = l(s + 1, row);
+        coefficients[s] = mirrored(x * d + y * f);
+        ++s;
+        coefficients[s] = mirrored(x * mirrored(f) + y * result.diagonal[first + s]);
+    }
 }
 
 // Subtracts the contribution of the panel's columns so far, as far as it is missing. The run begins
@@ -92,9 +152,8 @@ void rook_panel<T>::bring_up_to_date(searched_column& column)
 {
     const std::size_t from = column.terms;
     const std::size_t to = pivots.size();
-    for (std::size_t s = from; s < to; ++s)
-        coefficients[s] = mirrored(w(s, column.row));
-    const std::size_t line = first / line_elements<T> * line_elements<T>;
+    set_coefficients(from, column.row);
+    const std::size_t line = line_of_first();
     subtract_products_on(path, column.values + line, coefficients.data() + from, l.row(from) + line,
                          l.stride, to - from, n - line);
     for (const std::size_t row : pivots)
@@ -165,11 +224,10 @@ rook_panel<T>::largest_beside_diagonal(searched_column& column)
     return found;
 }
 
-// The column becomes the next one of W, and its row that of a pivot.
+// The row of the column becomes that of a pivot. Its values stay until the next search.
 template <class T>
 void rook_panel<T>::take(searched_column& column)
 {
-    std::copy(column.values + first, column.values + n, w.row(pivots.size()) + first);
     pivots.push_back(column.row);
     column.row = nowhere;
     column.visit = 0;
@@ -185,19 +243,19 @@ void rook_panel<T>::take_next_pivot()
     // NaN is taken too: there may be nothing else.
     if (!(size_of_diagonal(*at) < pivot_threshold * below.size)) {
         take(*at);
-        return divide_by_number(t);
+        return divide_by_number(t, at->values);
     }
     for (;;) {
         searched_column& next = visit(below.place);
         const largest_element other = largest_beside_diagonal(next);
         if (size_of_diagonal(next) >= pivot_threshold * other.size) {
             take(next);
-            return divide_by_number(t);
+            return divide_by_number(t, next.values);
         }
         if (other.place == at->row || other.size <= below.size) {
             take(*at);
             take(next);
-            return divide_by_block(t);
+            return divide_by_block(t, at->values, next.values);
         }
         at = &next;
         below = other;
@@ -206,50 +264,42 @@ void rook_panel<T>::take_next_pivot()
 
 // The diagonal of a Hermitian matrix is real, and so is the division by it.
 template <class T>
-void rook_panel<T>::divide_by_number(std::size_t t)
+void rook_panel<T>::divide_by_number(std::size_t t, const T* of_w)
 {
-    const std::size_t row = pivots[t];
-    const T d = w(t, row);
-    T* const quotients = l.row(t) + first;
-    const std::size_t count = n - first;
+    const T d = of_w[pivots[t]];
+    const std::size_t line = line_of_first();
+    const std::size_t count = n - line;
+    T* const quotients = l.row(t) + line;
     result.diagonal[first + t] = d;
-    if (d == T(0))
-        return set_zero(quotients, count);
-    std::copy_n(w.row(t) + first, count, quotients);
     if (kind == symmetry::hermitian)
-        divide_row(path, as_doubles(quotients), real_part(d), count * sizeof(T) / sizeof(double));
+        divide_column(path, as_doubles(quotients), as_doubles(of_w + line), real_part(d),
+                      count * sizeof(T) / sizeof(double));
     else
-        divide_row(path, quotients, d, count);
-    l(t, row) = T(0);
+        divide_column(path, quotients, of_w + line, d, count);
+    l(t, pivots[t]) = T(0);
 }
 
 // With D's block [ e f̄ ; f g ] and the columns c, d of W: the columns of L are
 // (d - c·(g/f))/(f̄·δ) and (c - d·(e/f̄))/(f·δ), δ = 1 - (e/f̄)·(g/f), free of overflow.
 template <class T>
-void rook_panel<T>::divide_by_block(std::size_t t)
+void rook_panel<T>::divide_by_block(std::size_t t, const T* c, const T* d)
 {
     const std::size_t row = pivots[t];
     const std::size_t other_row = pivots[t + 1];
-    const T e = w(t, row);
-    const T f = w(t, other_row);
-    const T g = w(t + 1, other_row);
+    const T e = c[row];
+    const T f = c[other_row];
+    const T g = d[other_row];
     result.diagonal[first + t] = e;
     result.diagonal[first + t + 1] = g;
     result.below[first + t] = f;
     const T e_by_f = e / mirrored(f);
     const T g_by_f = g / f;
     const T delta = T(1) - e_by_f * g_by_f;
-    const std::size_t count = n - first;
-    const T* const c = w.row(t) + first;
-    const T* const d = w.row(t + 1) + first;
-    T* const left = l.row(t) + first;
-    T* const right = l.row(t + 1) + first;
-    std::copy_n(d, count, left);
-    std::copy_n(c, count, right);
-    subtract_scaled_on(path, left, c, g_by_f, count);
-    subtract_scaled_on(path, right, d, e_by_f, count);
-    divide_row(path, left, mirrored(f) * delta, count);
-    divide_row(path, right, f * delta, count);
+    const std::size_t line = line_of_first();
+    const std::size_t count = n - line;
+    divide_difference(path, l.row(t) + line, d + line, g_by_f, c + line, mirrored(f) * delta,
+                      count);
+    divide_difference(path, l.row(t + 1) + line, c + line, e_by_f, d + line, f * delta, count);
     for (const std::size_t s : {t, t + 1})
         l(s, row) = l(s, other_row) = T(0);
 }
@@ -290,9 +340,8 @@ void rook_panel<T>::exchange_rows()
     for (const row_exchange& rows : exchanges)
         std::swap(result.permutation[rows.row], result.permutation[rows.other_row]);
     for (std::size_t t = 0; t < pivots.size(); ++t) {
-        for (const block_view<T>& block : {l, w})
-            for (const row_exchange& rows : exchanges)
-                std::swap(block(t, rows.row), block(t, rows.other_row));
+        for (const row_exchange& rows : exchanges)
+            std::swap(l(t, rows.row), l(t, rows.other_row));
         set_zero(l.row(t) + first, t);
         l(t, first + t) = T(1);
     }

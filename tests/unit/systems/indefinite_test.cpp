@@ -154,6 +154,26 @@ TYPED_TEST(indefinite, gives_back_hard_matrices)
         }
 }
 
+// Divisors on either side of those whose reciprocals are taken, as pivots and as blocks of order 2.
+TYPED_TEST(indefinite, divides_by_pivots_of_any_size)
+{
+    for (const int path : test::available_paths())
+        for (const symmetry kind : kinds_of(TypeParam()))
+            for (const double scale :
+                 {0x1p-1002, 0x1p-1001, 0x1p-1000, 0x1p-999, 0x1p999, 0x1p1000, 0x1p1001}) {
+                const test::path_limit limit(path);
+                auto a = test::scaled(test::random_matrix<TypeParam>(40, 40, 11), scale / 8);
+                for (std::size_t i = 0; i < 40; ++i)
+                    a.data[i * 41] = scale;
+                expect_factors(kind, a, "diagonal");
+                for (std::size_t i = 0; i < 40; ++i)
+                    a.data[i * 41] = 0;
+                for (std::size_t i = 0; i < 40; i += 2)
+                    a.data[(i + 1) * 40 + i] = scale;
+                expect_factors(kind, a, "blocks");
+            }
+}
+
 // Without the rook's search an element of L here is as large as the reciprocal of the small ones.
 TYPED_TEST(indefinite, bounds_the_elements_of_l)
 {
