@@ -48,22 +48,28 @@ void reduce_columns(block_view<T> a, std::vector<aligned_vector<T>>& reflectors)
 
 // --- by panels -----------------------------------------------------------------------------------
 
-// Columns behind a panel, or rows above it, that one task updates: a slab stays in L2 from the
-// update from the right to the one from the left, a strip from the product to the update.
+// Columns behind a panel, or rows above it, that one task updates: a strip stays in L2 from the
+// product to the update.
 constexpr std::size_t slab_width = 64;
 
 // C := Qᴴ·(C - Y·Vᴴ) in the panel's rows of columns [left, right), which lie behind it.
 template <class T>
-void update_slab(const reduced_panel<T>& panel, block_view<T> a, std::size_t left,
-                 std::size_t right)
+void update_slab(const panel_reducer<T>& panels, const reduced_panel<T>& panel, block_view<T> a,
+                 std::size_t left, std::size_t right)
 {
     const reflector_block<T>& block = panel.block;
+    const std::size_t count = block.count;
+    const std::size_t width = right - left;
+    aligned_vector<T> rows = uninitialized<T>(3 * count * width); // Vᴴ·C, W, X
+    T* const w = rows.data() + count * width;
+    panels.sum_row_products(left, {rows.data(), count, width});
+    for (std::size_t p = 0; p < count; ++p)
+        std::copy_n(panel.adjoint.data() + p * block.rows + (left - block.offset), width,
+                    w + p * width);
+    gemm_new<T>(count, width, 2 * count, panel.turning.data(), 2 * count, rows.data(), width,
+                w + count * width, width);
     const block_view<T> c = a.sub(block.offset, a.rows, left, right);
-    gemm<T>(c.rows, c.cols, block.count, panel.minus_products.data(), block.count,
-            panel.adjoint.data() + (left - block.offset), block.rows, c.first, c.stride);
-    const slabs_application<block_operator::adjoint, T> slabs(block, c, 1);
-    for (std::size_t s = 0; s < slabs.count(); ++s)
-        slabs.apply(s);
+    gemm<T>(c.rows, width, 2 * count, panel.left.data(), 2 * count, w, width, c.first, c.stride);
 }
 
 // C := C·Q in rows [top, bottom), which lie above the panel: C -= ((C·V)·T)·Vᴴ.
@@ -89,7 +95,8 @@ void update_strip(const reduced_panel<T>& panel, block_view<T> a, std::size_t to
 // The rest of the matrix after panel [from, to). Slabs and strips don't overlap, and their sizes
 // don't depend on the threads.
 template <class T>
-void update_rest(const reduced_panel<T>& panel, block_view<T> a, std::size_t to)
+void update_rest(const panel_reducer<T>& panels, const reduced_panel<T>& panel, block_view<T> a,
+                 std::size_t to)
 {
     const reflector_block<T>& block = panel.block;
     const std::size_t slabs = ceil_div(a.cols - to, slab_width);
@@ -97,7 +104,7 @@ void update_rest(const reduced_panel<T>& panel, block_view<T> a, std::size_t to)
     const auto update_part = [&](std::size_t part) {
         if (part < slabs) {
             const std::size_t left = to + part * slab_width;
-            update_slab(panel, a, left, std::min(left + slab_width, a.cols));
+            update_slab(panels, panel, a, left, std::min(left + slab_width, a.cols));
         } else {
             const std::size_t top = (part - slabs) * slab_width;
             update_strip(panel, a, top, std::min(top + slab_width, block.offset));
@@ -107,6 +114,38 @@ void update_rest(const reduced_panel<T>& panel, block_view<T> a, std::size_t to)
     constexpr std::size_t weight = std::is_same_v<T, double> ? 1 : 2;
     const std::size_t work = weight * 2 * slab_width * block.rows * block.count / 16;
     parallel_for(slabs + strips, work, update_part);
+}
+
+// Every row of A begins on a line.
+template <class T>
+std::vector<reflector_block<T>> reduce_by_panels(block_view<T> a)
+{
+    std::vector<reflector_block<T>> blocks;
+    panel_reducer<T> panels(a);
+    for (std::size_t from = 0; from + 1 < a.rows; from += hessenberg_panel) {
+        const std::size_t to = std::min(from + hessenberg_panel, a.rows - 1);
+        reduced_panel<T> panel = panels.reduce(from, to);
+        update_rest(panels, panel, a, to);
+        blocks.push_back(std::move(panel.block));
+    }
+    return blocks;
+}
+
+// A stride of whole lines for rows of n elements, so that no vector of a row lies across two lines.
+// One of whole pages would bring all rows to the same sets of L1.
+template <class T>
+std::size_t stride_by_lines(std::size_t n)
+{
+    constexpr std::size_t page_elements = 4096 / sizeof(T);
+    const std::size_t stride = round_up(n, line_elements<T>);
+    return stride % page_elements == 0 ? stride + line_elements<T> : stride;
+}
+
+template <class T>
+void copy_matrix(block_view<T> to, block_view<const T> from)
+{
+    for (std::size_t i = 0; i < from.rows; ++i)
+        std::copy_n(from.row(i), from.cols, to.row(i));
 }
 
 } // namespace
@@ -121,13 +160,16 @@ hessenberg_reduction<T> reduce_to_hessenberg(aligned_vector<T>& a, std::size_t n
         reduce_columns(view, reduction.reflectors);
         return reduction;
     }
-    panel_reducer<T> panels(view);
-    for (std::size_t from = 0; from + 1 < n; from += hessenberg_panel) {
-        const std::size_t to = std::min(from + hessenberg_panel, n - 1);
-        reduced_panel<T> panel = panels.reduce(from, to);
-        update_rest(panel, view, to);
-        reduction.blocks.push_back(std::move(panel.block));
+    const std::size_t stride = stride_by_lines<T>(n);
+    if (stride == n) {
+        reduction.blocks = reduce_by_panels(view);
+        return reduction;
     }
+    aligned_vector<T> store = uninitialized<T>(n * stride);
+    const block_view<T> by_lines{store.data(), n, n, stride};
+    copy_matrix<T>(by_lines, view);
+    reduction.blocks = reduce_by_panels(by_lines);
+    copy_matrix<T>(view, by_lines);
     return reduction;
 }
 

@@ -3,6 +3,8 @@
 #include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/factor/reflector.hpp"
+#include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/kernels/both_roles.hpp"
 #include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -13,18 +15,14 @@
 #include <algorithm>
 
 namespace numerical::detail {
-namespace {
-
-// The number of rows that one task multiplies by a reflector.
-constexpr std::size_t strip_rows = 64;
-
-} // namespace
-
 template <class T>
 panel_reducer<T>::panel_reducer(block_view<T> matrix)
-    : a(matrix), n(matrix.rows), columns(hessenberg_panel * n), vectors(hessenberg_panel * n),
-      products(hessenberg_panel * n), factor(hessenberg_panel * hessenberg_panel),
-      coefficients(2 * hessenberg_panel)
+    : a(matrix), n(matrix.rows), stride(round_up(n, line_elements<T>)),
+      columns(uninitialized<T>(hessenberg_panel * stride)),
+      vectors(zeros<T>(hessenberg_panel * stride)),
+      products(uninitialized<T>(hessenberg_panel * stride)),
+      row_products(uninitialized<T>(row_blocks(n) * hessenberg_panel * stride)),
+      factor(hessenberg_panel * hessenberg_panel), coefficients(2 * hessenberg_panel)
 {
 }
 
@@ -34,9 +32,10 @@ reduced_panel<T> panel_reducer<T>::reduce(std::size_t from, std::size_t to)
 {
     first = from + 1;
     height = n - first;
+    margin = first % line_elements<T>;
     const std::size_t count = to - from;
     const block_view<T> in_place = a.sub(first, n, from, to);
-    const block_view<T> by_columns{columns.data(), count, height, n};
+    const block_view<T> by_columns{column(0), count, height, stride};
     transpose_into<T>(by_columns, in_place);
     for (std::size_t p = 0; p < count; ++p) {
         bring_up_to_date(p);
@@ -56,40 +55,43 @@ void panel_reducer<T>::bring_up_to_date(std::size_t p)
     T* const dots = coefficients.data();
     for (std::size_t q = 0; q < p; ++q)
         dots[q] = conjugate(v_row(q)[p - 1]);
-    subtract_products_on(path, x, dots, products.data(), n, p, height);
+    subtract_products_on(path, x, dots, y_row(0), stride, p, height);
     // x -= V·Tᴴ·(Vᴴx)
-    row_dots(path, dots, x, vectors.data(), n, p, height);
+    row_dots(path, dots, x, v_row(0), stride, p, height);
     T* const turned = dots + hessenberg_panel;
     for (std::size_t q = 0; q < p; ++q) {
         turned[q] = 0;
         for (std::size_t l = 0; l <= q; ++l)
             turned[q] += finite_product(conjugate(factor_column(q)[l]), dots[l]);
     }
-    subtract_products_on(path, x, turned, vectors.data(), n, p, height);
+    subtract_products_on(path, x, turned, v_row(0), stride, p, height);
 }
 
 // Forms the reflector v of column p and appends it to V, T and Y, whose new column is
-// 2·(A·v - Y·z) with z = Vᴴv.
+// 2·(A·v - Y·z) with z = Vᴴv, and to U.
 template <class T>
 void panel_reducer<T>::add_reflector(std::size_t p)
 {
     T* const x = column(p);
     T* const v = v_row(p);
     T* const y = y_row(p);
-    set_zero(v, height);
+    set_zero(v - margin, height + margin);
     set_zero(y, height);
     set_zero(factor_column(p), p + 1);
     aligned_vector<T> reflector = copy_of(x + p, height - p);
-    if (is_zero_beyond_first(reflector))
+    if (is_zero_beyond_first(reflector)) {
+        for (std::size_t block = 0; block < row_blocks(height); ++block)
+            set_zero(u_row(block, p), height);
         return;
+    }
     x[p] = householder_in_place(reflector);
     set_zero(x + p + 1, height - p - 1);
     std::copy(reflector.begin(), reflector.end(), v + p);
 
     T* const dots = coefficients.data();
-    multiply_trailing(p, v + p, y);
-    row_dots(path, dots, v, vectors.data(), n, p, height);
-    subtract_products_on(path, y, dots, products.data(), n, p, height);
+    multiply_trailing(p);
+    row_dots(path, dots, v, v_row(0), stride, p, height);
+    subtract_products_on(path, y, dots, y_row(0), stride, p, height);
     for (std::size_t i = 0; i < height; ++i)
         y[i] *= 2.0;
     extend_factor(p, dots);
@@ -107,48 +109,82 @@ void panel_reducer<T>::extend_factor(std::size_t p, const T* dots)
     factor_column(p)[p] = 2;
 }
 
-// y = A·v for the rows from `first` on and the columns beyond the panel's column p. Each strip of
-// rows has one writer.
+// A·v and vᴴ·A for the rows from `first` on and the columns from the panel's column p on, or up to
+// a line before it, where v is zero. Each block of rows has one writer.
 template <class T>
-void panel_reducer<T>::multiply_trailing(std::size_t p, const T* v, T* y) const
+void panel_reducer<T>::multiply_trailing(std::size_t p)
 {
-    const std::size_t width = height - p;
-    // The dots conjugate the rows of A, so v is passed and y returned conjugated.
-    aligned_vector<T> vc = copy_of(v, width);
-    conjugate_all(vc.data(), width);
-    const auto multiply_strip = [&](std::size_t strip) {
-        const std::size_t from = strip * strip_rows;
-        const std::size_t count = std::min(strip_rows, height - from);
-        row_dots(path, y + from, vc.data(), &a(first + from, first + p), a.stride, count, width);
-        conjugate_all(y + from, count);
+    const std::size_t left = (first + p) / line_elements<T> * line_elements<T>;
+    const std::size_t width = n - left;
+    const T* const v = v_row(p);
+    aligned_vector<T> adjoint = copy_of(v, height);
+    conjugate_all(adjoint.data(), height);
+    const std::size_t blocks = row_blocks(height);
+    const std::size_t rows = round_up(ceil_div(height, blocks), 4);
+    const auto multiply_block = [&](std::size_t block) {
+        const std::size_t from = std::min(block * rows, height);
+        const std::size_t to = std::min(from + rows, height);
+        T* const u = u_row(block, p) + left - first;
+        set_zero(u, width);
+        both_roles_on<T>(path, {.rows = &a(first + from, left),
+                                .stride = a.stride,
+                                .count = to - from,
+                                .n = width,
+                                .x = v + left - first,
+                                .y = y_row(p) + from,
+                                .w = adjoint.data() + from,
+                                .u = u});
     };
-    // Several times the time of a strip: the products of a panel follow one another while the
+    // Several times the time of a block: the products of a panel follow one another while the
     // workers poll, and two threads read faster than one.
-    parallel_for(ceil_div(height, strip_rows), 2 * strip_rows * width, multiply_strip);
+    parallel_for(blocks, 2 * rows * width, multiply_block);
 }
 
 template <class T>
-reduced_panel<T> panel_reducer<T>::gathered(std::size_t count) const
+void panel_reducer<T>::sum_row_products(std::size_t left, block_view<T> u) const
+{
+    for (std::size_t p = 0; p < u.rows; ++p)
+        for (std::size_t block = 0; block < row_blocks(height); ++block) {
+            const T* const part = row_products.data() + (block * hessenberg_panel + p) * stride +
+                                  margin + left - first;
+            for (std::size_t j = 0; j < u.cols; ++j)
+                u(p, j) = block == 0 ? part[j] : u(p, j) + part[j];
+        }
+}
+
+template <class T>
+reduced_panel<T> panel_reducer<T>::gathered(std::size_t count)
 {
     reduced_panel<T> panel{.block = {.offset = first,
                                      .rows = height,
                                      .count = count,
                                      .vectors = uninitialized<T>(height * count),
                                      .factor = zeros<T>(count * count)},
-                           .minus_products = uninitialized<T>(height * count),
-                           .adjoint = uninitialized<T>(count * height)};
-    const block_view<const T> v_by_rows{vectors.data(), count, height, n};
-    transpose_into<T>({panel.block.vectors.data(), height, count}, v_by_rows);
-    for (std::size_t p = 0; p < count; ++p)
-        for (std::size_t q = 0; q <= p; ++q)
-            panel.block.factor[q * count + p] = factor[p * hessenberg_panel + q];
-    transpose_into<T>({panel.minus_products.data(), height, count},
-                      {.first = products.data(), .rows = count, .cols = height, .stride = n});
-    for (T& element : panel.minus_products)
-        element = negated(element);
-    for (std::size_t p = 0; p < count; ++p)
-        std::copy_n(v_by_rows.row(p), height, panel.adjoint.data() + p * height);
+                           .adjoint = uninitialized<T>(count * height),
+                           .left = uninitialized<T>(height * 2 * count),
+                           .turning = zeros<T>(count * 2 * count)};
+    const block_view<T> v{panel.block.vectors.data(), height, count};
+    const block_view<T> left{panel.left.data(), height, 2 * count};
+    const block_view<T> turning{panel.turning.data(), count, 2 * count};
+    for (std::size_t p = 0; p < count; ++p) {
+        negate_run(y_row(p), y_row(p), height);
+        std::copy_n(v_row(p), height, panel.adjoint.data() + p * height);
+    }
+    transpose_into<T>(v, {v_row(0), count, height, stride});
+    transpose_into<T>(left.sub(0, height, 0, count), {y_row(0), count, height, stride});
+    transpose_into<T>(left.sub(0, height, count, 2 * count), {v_row(0), count, height, stride});
     conjugate_all(panel.adjoint.data(), panel.adjoint.size());
+
+    aligned_vector<T> minus_dots = zeros<T>(count * count); // -Vᴴ·Y
+    add_adjoint_product<T>(v, left.sub(0, height, 0, count), {minus_dots.data(), count, count});
+    for (std::size_t p = 0; p < count; ++p)
+        for (std::size_t q = 0; q <= p; ++q) {
+            const T t = factor_column(p)[q];
+            panel.block.factor[q * count + p] = t;
+            turning(p, q) = negated(conjugate(t));
+        }
+    add_product<T>(turning.sub(0, count, 0, count), {minus_dots.data(), count, count},
+                   turning.sub(0, count, count, 2 * count));
     return panel;
 }
 
