@@ -1,10 +1,10 @@
 #include "numerical/svd/dqds.hpp"
 
 #include "numerical/aligned_vector.hpp"
-#include "numerical/eigen/root_free_ql.hpp"
 #include "numerical/eps.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/svd/squared_values.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -19,9 +19,11 @@ namespace {
 // that succeeds lets the next come nearer.
 constexpr double least_fraction = 0.25;
 
-// The rest of a block is left to QL from this part of the largest squared value on: an error of
-// ε·‖B‖² in a square is 4·ε·‖B‖ in a value. Shorter blocks take less time as they are.
-constexpr double least_share_for_ql = 1.0 / 64;
+// Squared values from this part of the largest one on are left as QL finds them: an error of ε·‖B‖²
+// in a square is 4·ε·‖B‖ in a value. The rest of a block goes to QL from the second part on, and
+// values between the two are corrected. Shorter blocks take less time as they are.
+constexpr double share_of_accurate = 1.0 / 64;
+constexpr double least_share_for_ql = 0x1p-34;
 constexpr std::size_t least_rows_for_ql = 32;
 
 // A sum of many small shifts that keeps what each addition rounds off.
@@ -76,11 +78,12 @@ struct qd_shift
 class dqds_iteration
 {
 public:
-    // Blocks whose squared values are all at least `from` may be left to QL.
+    // Blocks may be left to QL, from which squared values of at least `from` are accurate enough.
     dqds_iteration(aligned_vector<double> squares, aligned_vector<double> couplings,
                    std::size_t steps, double from)
         : q(std::move(squares)), e(std::move(couplings)), next_q(q.size()), next_e(e.size()),
-          steps_left(steps), great(from), pending{{0, q.size(), {}}}
+          steps_left(steps), great(from),
+          least_for_ql(from / share_of_accurate * least_share_for_ql), pending{{0, q.size(), {}}}
     {
     }
 
@@ -90,7 +93,7 @@ public:
 private:
     void solve(qd_block block);
     bool is_for_ql(const qd_block& block) const;
-    void take_all_by_ql(qd_block& block);
+    bool take_all_by_ql(qd_block& block);
     void turn_large_end_first(const qd_block& block);
     void split(qd_block& block);
     void leave_for_later(const qd_block& block);
@@ -110,6 +113,7 @@ private:
     aligned_vector<double> values;
     std::size_t steps_left;
     double great;
+    double least_for_ql;              // sum of shifts from which on a block is left to QL
     double fraction = least_fraction; // of an upper bound that is dared as a shift
     std::vector<qd_block> pending;
 };
@@ -146,34 +150,28 @@ void dqds_iteration::take_pair(qd_block& block)
 
 bool dqds_iteration::is_for_ql(const qd_block& block) const
 {
-    return block.last - block.first >= least_rows_for_ql && block.sigma.high >= great;
+    return block.last - block.first >= least_rows_for_ql && block.sigma.high >= least_for_ql;
 }
 
-// The eigenvalues of BᵀB, whose entries are brought near 1, as QL squares them.
-void dqds_iteration::take_all_by_ql(qd_block& block)
+// False, with nothing done, where they can't be had by QL, as long as not all are great.
+bool dqds_iteration::take_all_by_ql(qd_block& block)
 {
     const std::size_t rows = block.last - block.first;
-    const double* const squares = q.data() + block.first;
-    const double* const couplings = e.data() + block.first;
-    int exponent = 0;
-    std::frexp(std::max(largest_modulus(squares, rows), largest_modulus(couplings, rows - 1)),
-               &exponent);
-    aligned_vector<double> diagonal(rows);
-    aligned_vector<double> beside(rows);
-    for (std::size_t i = 0; i < rows; ++i) {
-        diagonal[i] = std::scalbn(squares[i] + (i > 0 ? couplings[i - 1] : 0.0), -exponent);
-        if (i + 1 < rows)
-            beside[i] = std::sqrt(std::scalbn(squares[i], -exponent)) *
-                        std::sqrt(std::scalbn(couplings[i], -exponent));
-    }
+    const bidiagonal_squares squares{
+        .q = {&q[block.first], rows}, .e = {&e[block.first], rows - 1}, .shift = block.sigma.high};
     try {
-        root_free_ql(diagonal, beside, steps_left);
+        const auto found = squared_values_by_ql(squares, great, steps_left);
+        if (!found) {
+            least_for_ql = great;
+            return false;
+        }
+        for (const double value : *found)
+            values.push_back(block.sigma.plus(value));
     } catch (const convergence_error&) {
         throw_not_converged();
     }
-    for (const double value : diagonal)
-        values.push_back(block.sigma.plus(std::scalbn(value, exponent)));
     block.last = block.first;
+    return true;
 }
 
 // The arrays are exchanged at every transformation, so a block that is set aside is kept in both.
@@ -314,10 +312,8 @@ void dqds_iteration::solve(qd_block block)
     fraction = least_fraction;
     qd_shift shift;
     while (block.last > block.first) {
-        if (is_for_ql(block)) {
-            take_all_by_ql(block);
+        if (is_for_ql(block) && take_all_by_ql(block))
             return;
-        }
         const std::size_t first = block.first;
         const std::size_t last = block.last;
         const qd_minima minima = subtract(block, shift);
@@ -379,7 +375,7 @@ aligned_vector<double> dqds_values(const aligned_vector<double>& d, const aligne
     std::transform(e.begin(), e.begin() + static_cast<std::ptrdiff_t>(n - 1), couplings.begin(),
                    square);
     const double from = accuracy == value_accuracy::absolute
-                            ? least_share_for_ql * bound_of_squares(squares, couplings)
+                            ? share_of_accurate * bound_of_squares(squares, couplings)
                             : std::numeric_limits<double>::infinity();
     aligned_vector<double> values =
         dqds_iteration(std::move(squares), std::move(couplings), max_steps, from).run();

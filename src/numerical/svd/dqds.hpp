@@ -9,10 +9,9 @@
 // which subtracts the shift τ from all squared singular values. Nothing else is subtracted, so that
 // no digit is lost. A shift above the smallest of them shows by a negative d, and is taken back.
 //
-// Where no more is wanted than values that are accurate compared to the largest one, the last ones
-// need not be had so: once the shifts that have been subtracted show that all that are left are of
-// its order, their squares are found as the eigenvalues of BᵀB by the QL iteration, which takes
-// several shifts at a time.
+// Where no more is wanted than values that are accurate compared to the largest one, the rest is
+// left to the QL iteration, which takes several shifts at a time (squared_values.hpp), once the
+// smallest values are found and those that are left can be told from zero.
 
 #include "numerical/aligned_vector.hpp"
 
