@@ -6,9 +6,9 @@
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/interruption.hpp"
+#include "numerical/runtime/longest_at_ends.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
-#include "numerical/strided/block_view.hpp"
 
 #include <algorithm>
 
@@ -147,54 +147,68 @@ std::size_t work_of_block(std::size_t len, int path, const complex*)
 } // namespace
 
 template <class T>
-void hermitian_product(const T* a, std::size_t lda, std::size_t len, const T* x, T* y,
-                       aligned_vector<T>& partials)
+hermitian_product<T>::hermitian_product(block_view<const T> matrix, const T* vector, T* product,
+                                        aligned_vector<T>& partial_sums)
+    : path(gemm_path_current()), a(matrix), x(vector), y(product), partials(partial_sums),
+      blocks(ceil_div(a.rows, block_rows)), work(work_of_block(a.rows, path, x)),
+      shared(split_loop(blocks, work).has_value())
 {
-    const int path = gemm_path_current();
-    const auto kernels = kernels_of(path, a);
-    const std::size_t blocks = ceil_div(len, block_rows);
-    const std::size_t work = work_of_block(len, path, a);
-    const bool shared = split_loop(blocks, work).has_value();
-    const std::size_t kept = shared ? blocks * len : len;
+    const std::size_t kept = shared ? blocks * a.rows : a.rows;
     if (partials.size() < kept)
         partials.resize(kept);
-    const auto last_row = [=](std::size_t b) { return std::min((b + 1) * block_rows, len); };
+}
 
-    // The rows of block b touch no element of y beyond the last of them.
-    const auto multiply_block = [&](std::size_t b, T* sums) {
-        std::fill_n(sums, last_row(b), T(0));
-        add_rows(kernels,
-                 block_view<const T>{.first = a, .rows = last_row(b), .cols = len, .stride = lda},
-                 b * block_rows, x, sums);
-    };
-    const auto add_block = [&](std::size_t b, const T* sums) {
-        scaled_add_on(path, as_doubles(y), as_doubles(sums), 1.0,
-                      last_row(b) * (sizeof(T) / sizeof(double)));
-    };
+template <class T>
+std::size_t hermitian_product<T>::last_row(std::size_t block) const
+{
+    return std::min((block + 1) * block_rows, a.rows);
+}
 
-    std::fill_n(y, len, T(0));
+// The rows of a block touch no element of y beyond the last of them.
+template <class T>
+void hermitian_product<T>::multiply_block(std::size_t block, T* sums) const
+{
+    std::fill_n(sums, last_row(block), T(0));
+    add_rows(kernels_of(path, x), a.sub(0, last_row(block), 0, a.cols), block * block_rows, x,
+             sums);
+}
+
+template <class T>
+void hermitian_product<T>::multiply(const std::function<void()>& beside)
+{
     if (!shared) { // the sums of one block stay in L1
         check_for_interruption();
+        beside();
+        std::fill_n(y, a.rows, T(0));
         for (std::size_t b = 0; b < blocks; ++b) {
             multiply_block(b, partials.data());
-            add_block(b, partials.data());
+            scaled_add_on(path, as_doubles(y), as_doubles(partials.data()), 1.0,
+                          last_row(b) * (sizeof(T) / sizeof(double)));
         }
         return;
     }
-    // Block b writes partials[b·len ..]. The longest blocks are first, so that threads which share
-    // them end together.
-    const auto multiply_from_last = [&](std::size_t i) {
-        const std::size_t b = blocks - 1 - i;
-        multiply_block(b, partials.data() + b * len);
+    // Block b writes partials[b·rows ..].
+    const auto multiply_in_turn = [&](std::size_t i) {
+        const std::size_t b = longest_at_ends(i, blocks);
+        multiply_block(b, partials.data() + b * a.rows);
     };
-    parallel_for(blocks, work, multiply_from_last);
-    for (std::size_t b = 0; b < blocks; ++b)
-        add_block(b, partials.data() + b * len);
+    parallel_for_beside(blocks, work, multiply_in_turn, beside);
 }
 
-template void hermitian_product(const double*, std::size_t, std::size_t, const double*, double*,
-                                aligned_vector<double>&);
-template void hermitian_product(const complex*, std::size_t, std::size_t, const complex*, complex*,
-                                aligned_vector<complex>&);
+template <class T>
+void hermitian_product<T>::add_up(std::size_t from, std::size_t to) const
+{
+    if (!shared)
+        return;
+    constexpr std::size_t parts = sizeof(T) / sizeof(double);
+    double* const sums = as_doubles(y + from);
+    std::fill(y + from, y + to, T(0));
+    for (std::size_t b = from / block_rows; b < blocks; ++b)
+        scaled_add_on(path, sums, as_doubles(partials.data() + b * a.rows + from), 1.0,
+                      (std::min(last_row(b), to) - from) * parts);
+}
+
+template class hermitian_product<double>;
+template class hermitian_product<complex>;
 
 } // namespace numerical::detail

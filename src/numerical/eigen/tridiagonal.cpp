@@ -7,6 +7,7 @@
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/runtime/longest_at_ends.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/spread_stride.hpp"
@@ -34,6 +35,18 @@ std::size_t strip_work(std::size_t cols, std::size_t depth)
     return update_strip_rows * (cols / 2) * depth / products_per_unit;
 }
 
+// Of a pass over `rows` vectors on the elements that are finished together. A thread does about as
+// many products in a nanosecond as in products of matrices, and the pool is awake.
+template <class T>
+constexpr std::size_t piece_work(std::size_t rows)
+{
+    return 2 * 64 * rows * sizeof(T) / sizeof(double);
+}
+
+// To negate and conjugate an element, on the same scale.
+template <class T>
+constexpr std::size_t work_to_negate = sizeof(T) / sizeof(double) * 4;
+
 template <class T>
 class reducer
 {
@@ -46,7 +59,9 @@ public:
 
 private:
     void reduce_column(std::size_t k, std::size_t p);
-    void correct_product(std::size_t k, std::size_t p);
+    void multiply(std::size_t k, std::size_t p);
+    void reflect(std::size_t k, std::size_t p);
+    void set_coefficients(std::size_t at, std::size_t from, std::size_t to);
     void update_trailing(std::size_t to, std::size_t count);
 
     const int path = gemm_path_current();
@@ -61,7 +76,10 @@ private:
     // vector in one pass. Only indices beyond a vector's own column are in use.
     aligned_vector<T> columns;
     aligned_vector<T> vectors;
-    aligned_vector<T> coefficients;
+    aligned_vector<T> of_product; // coefficients of V and W in A·v
+    aligned_vector<T> of_column;  // and in the next column
+    std::size_t width = 0;        // of the panel
+    std::size_t subtracted = 0;   // pairs that have been subtracted from the next column
     aligned_vector<T> left;
     aligned_vector<T> right;
     aligned_vector<T> partials;
@@ -77,12 +95,13 @@ reducer<T>::reducer(aligned_vector<T>& matrix, std::size_t order, std::size_t mo
     : n(order), stride(spread_stride<T>(order)), a{matrix.data(), order, order}, reflectors(list),
       sub(subdiagonal)
 {
-    const std::size_t width = std::min(most_columns, n - 1);
-    columns.resize(width * stride);
-    vectors.resize(2 * width * stride);
-    coefficients.resize(2 * width);
-    left.resize(2 * width * n);
-    right.resize(2 * width * n);
+    const std::size_t widest = std::min(most_columns, n - 1);
+    columns.resize(widest * stride);
+    vectors.resize(2 * widest * stride);
+    of_product.resize(2 * widest);
+    of_column.resize(2 * widest);
+    left.resize(2 * widest * n);
+    right.resize(2 * widest * n);
 }
 
 template <class T>
@@ -91,9 +110,21 @@ void reducer<T>::reduce_panel(std::size_t from, std::size_t to)
     transpose_into<T>(
         {.first = columns.data() + from, .rows = to - from, .cols = n - from, .stride = stride},
         a.sub(from, n, from, to));
+    width = to - from;
+    subtracted = 0;
     for (std::size_t k = from; k < to; ++k)
         reduce_column(k, k - from);
     update_trailing(to, to - from);
+}
+
+// The next column of the panel loses its products with the pairs [from, to), in which it is `at`.
+template <class T>
+void reducer<T>::set_coefficients(std::size_t at, std::size_t from, std::size_t to)
+{
+    for (std::size_t q = from; q < to; ++q) {
+        of_column[2 * q] = conjugate(panel_w(q)[at]);
+        of_column[2 * q + 1] = conjugate(panel_v(q)[at]);
+    }
 }
 
 // x is column k from the diagonal down, y what lies below the diagonal.
@@ -101,11 +132,11 @@ template <class T>
 void reducer<T>::reduce_column(std::size_t k, std::size_t p)
 {
     T* const x = columns.data() + p * stride + k;
-    for (std::size_t q = 0; q < p; ++q) {
-        coefficients[2 * q] = conjugate(panel_w(q)[k]);
-        coefficients[2 * q + 1] = conjugate(panel_v(q)[k]);
-    }
-    subtract_products_on(path, x, coefficients.data(), vectors.data() + k, stride, 2 * p, n - k);
+    set_coefficients(k, subtracted, p);
+    subtract_products_on(path, x, of_column.data() + 2 * subtracted,
+                         vectors.data() + 2 * subtracted * stride + k, stride, 2 * (p - subtracted),
+                         n - k);
+    subtracted = 0;
     a(k, k) = x[0];
 
     aligned_vector<T> y(x + 1, x + (n - k));
@@ -119,23 +150,55 @@ void reducer<T>::reduce_column(std::size_t k, std::size_t p)
     }
     sub[k] = householder_in_place(y);
     std::copy(y.begin(), y.end(), v);
-    hermitian_product(&a(k + 1, k + 1), n, y.size(), v, w, partials);
-    correct_product(k, p);
+    multiply(k, p);
+    reflect(k, p);
     reflectors[k + 1] = std::move(y);
 }
 
-// w = A·v of the panel's start becomes A·v of now, then 2w - 2(vᴴw)·v: with that H·A·H is
-// A - v·wᴴ - w·vᴴ.
+// w = A·v, from the trailing matrix of the panel's start and the pairs of V and W before p. The
+// pass over these takes the next column along, which they are subtracted from as well.
 template <class T>
-void reducer<T>::correct_product(std::size_t k, std::size_t p)
+void reducer<T>::multiply(std::size_t k, std::size_t p)
+{
+    const std::size_t from = k + 1;
+    const std::size_t len = n - from;
+    const std::size_t terms = 2 * p;
+    T* const v = panel_v(p) + from;
+    T* const w = panel_w(p) + from;
+    hermitian_product<T> product(a.sub(from, n, from, n), v, w, partials);
+    product.multiply([&] {
+        row_dots(path, of_product.data(), v, vectors.data() + from, stride, terms, len);
+        for (std::size_t q = 0; q < p; ++q) // V is multiplied by Wᴴ·v, W by Vᴴ·v
+            std::swap(of_product[2 * q], of_product[2 * q + 1]);
+    });
+    const bool has_next = p + 1 < width;
+    T* const next = columns.data() + (p + 1) * stride + from;
+    if (has_next) {
+        set_coefficients(from, 0, p);
+        subtracted = p;
+    }
+    constexpr std::size_t piece = hermitian_product<T>::most_added;
+    const auto finish_piece = [&](std::size_t i) {
+        const std::size_t first = i * piece;
+        const std::size_t last = std::min(first + piece, len);
+        const T* const pairs = vectors.data() + from + first;
+        product.add_up(first, last);
+        subtract_products_on(path, w + first, of_product.data(), pairs, stride, terms,
+                             last - first);
+        if (has_next)
+            subtract_products_on(path, next + first, of_column.data(), pairs, stride, terms,
+                                 last - first);
+    };
+    parallel_for(ceil_div(len, piece), piece_work<T>(product.results() + 2 * terms), finish_piece);
+}
+
+// w becomes 2w - 2(vᴴw)·v: with that H·A·H is A - v·wᴴ - w·vᴴ.
+template <class T>
+void reducer<T>::reflect(std::size_t k, std::size_t p)
 {
     const std::size_t len = n - k - 1;
     T* const v = panel_v(p) + k + 1;
     T* const w = panel_w(p) + k + 1;
-    row_dots(path, coefficients.data(), v, vectors.data() + k + 1, stride, 2 * p, len);
-    for (std::size_t q = 0; q < p; ++q) // V is multiplied by Wᴴ·v, W by Vᴴ·v
-        std::swap(coefficients[2 * q], coefficients[2 * q + 1]);
-    subtract_products_on(path, w, coefficients.data(), vectors.data() + k + 1, stride, 2 * p, len);
     T projection; // vᴴw
     row_dots(path, &projection, w, v, stride, 1, len);
     for (std::size_t i = 0; i < len; ++i)
@@ -144,32 +207,31 @@ void reducer<T>::correct_product(std::size_t k, std::size_t p)
 }
 
 // A22 -= V·Wᴴ + W·Vᴴ on and below the diagonal, by strips of rows that end at their own diagonal:
-// the longest first, so that threads which share them end together. The right factor has the sign,
-// as its rows lie as they are multiplied.
+// the longest are at both ends of the loop, where threads begin, so that they end together. The
+// right factor has the sign, as its rows lie as they are multiplied.
 template <class T>
 void reducer<T>::update_trailing(std::size_t to, std::size_t count)
 {
     const std::size_t t = n - to;
     const std::size_t depth = 2 * count;
-    const block_view<T> v_and_w{left.data(), t, depth};
-    transpose_into<T>(v_and_w.sub(0, t, 0, count),
-                      {.first = panel_v(0) + to, .rows = count, .cols = t, .stride = 2 * stride});
-    transpose_into<T>(v_and_w.sub(0, t, count, depth),
-                      {.first = panel_w(0) + to, .rows = count, .cols = t, .stride = 2 * stride});
-    const auto negate_row = [&](const T* from, std::size_t row) {
+    const auto negate_row = [&](std::size_t row) {
+        const T* const from = row < count ? panel_w(row) : panel_v(row - count);
         std::transform(from + to, from + n, right.data() + row * t,
                        [](const T& x) { return negated(conjugate(x)); });
     };
-    for (std::size_t p = 0; p < count; ++p) {
-        negate_row(panel_w(p), p);
-        negate_row(panel_v(p), count + p);
-    }
+    parallel_for(depth, t * work_to_negate<T>, negate_row);
     const std::size_t strips = ceil_div(t, update_strip_rows);
-    const auto update_strip = [&](std::size_t s) {
-        const std::size_t r = (strips - 1 - s) * update_strip_rows;
+    const auto update_strip = [&](std::size_t i) {
+        const std::size_t r = longest_at_ends(i, strips) * update_strip_rows;
         const std::size_t end = std::min(r + update_strip_rows, t);
-        add_product<T>({left.data() + r * depth, end - r, depth},
-                       {.first = right.data(), .rows = depth, .cols = end, .stride = t},
+        const block_view<T> v_and_w{left.data() + r * depth, end - r, depth};
+        transpose_into<T>(
+            v_and_w.sub(0, end - r, 0, count),
+            {.first = panel_v(0) + to + r, .rows = count, .cols = end - r, .stride = 2 * stride});
+        transpose_into<T>(
+            v_and_w.sub(0, end - r, count, depth),
+            {.first = panel_w(0) + to + r, .rows = count, .cols = end - r, .stride = 2 * stride});
+        add_product<T>(v_and_w, {.first = right.data(), .rows = depth, .cols = end, .stride = t},
                        a.sub(to + r, to + end, to, to + end));
     };
     parallel_for(strips, strip_work<T>(t, depth), update_strip);

@@ -220,6 +220,20 @@ TEST(tridiagonal, complex_subdiagonal_becomes_its_modulus)
     EXPECT_EQ(reduction.phases[1], std::conj(phase_of(below)));
 }
 
+// y = A·x, added up piece by piece.
+template <class T>
+void multiply(block_view<const T> a, const numerical::aligned_vector<T>& x,
+              numerical::aligned_vector<T>& y, numerical::aligned_vector<T>& partials)
+{
+    hermitian_product<T> product(a, x.data(), y.data(), partials);
+    int calls = 0;
+    product.multiply([&] { ++calls; });
+    EXPECT_EQ(calls, 1);
+    constexpr std::size_t piece = hermitian_product<T>::most_added;
+    for (std::size_t from = 0; from < a.rows; from += piece)
+        product.add_up(from, std::min(from + piece, a.rows));
+}
+
 // y = A·x by the lower triangle, with what lies above it and around the matrix unreadable.
 template <class T>
 void check_product(std::size_t len, std::size_t lda, int path)
@@ -238,7 +252,7 @@ void check_product(std::size_t len, std::size_t lda, int path)
         }
     numerical::aligned_vector<T> y(len + 1, T(77));
     numerical::aligned_vector<T> partials;
-    hermitian_product(a.data(), lda, len, x.data(), y.data(), partials);
+    multiply<T>({a.data(), len, len, lda}, x, y, partials);
     EXPECT_EQ(y[len], T(77));
     y.pop_back();
     EXPECT_EQ(y, expected) << "len = " << len << ", path " << path;
@@ -270,7 +284,7 @@ TYPED_TEST(tridiagonal, hermitian_product_has_the_same_bits_at_every_thread_coun
                 numerical::aligned_vector<TypeParam> partials(
                     3,
                     TypeParam(nan)); // what it held before is of no account
-                hermitian_product(a.data(), len, len, x.data(), y.data(), partials);
+                multiply<TypeParam>({a.data(), len, len}, x, y, partials);
                 if (expected.empty())
                     expected = y;
                 EXPECT_EQ(y, expected) << len << ", path " << path << ", " << threads << " threads";
@@ -278,27 +292,42 @@ TYPED_TEST(tridiagonal, hermitian_product_has_the_same_bits_at_every_thread_coun
         }
 }
 
+template <class T>
+void check_bits_at_every_thread_count(std::size_t n, std::size_t panel)
+{
+    const auto a = test::random_hermitian<T>(n, 6);
+    const auto on = [&](std::size_t threads) {
+        const test::thread_limit some(threads);
+        auto work = a.data;
+        numerical::aligned_vector<double> d(n);
+        numerical::aligned_vector<double> e(n);
+        auto reduction = tridiagonalize(work, n, d, e, panel);
+        return std::tuple(d, e, std::move(reduction.reflectors));
+    };
+    const auto one = on(1);
+    for (const std::size_t threads : test::thread_counts)
+        EXPECT_TRUE(on(threads) == one) << n << ", path " << gemm_path_current() << ", " << threads;
+}
+
 // Two threads share the update of a complex matrix from a trailing order of 114 on, and the
 // products with vectors from 196 on.
 TYPED_TEST(tridiagonal, has_the_same_bits_at_every_thread_count)
 {
-    using T = TypeParam;
-    constexpr std::size_t panel = fastest_panel(130);
     for (const int path : test::available_paths())
         for (const std::size_t n : {129, 130, 131, 196, 197, 198, 300}) {
             const test::path_limit limit(path);
-            const auto a = test::random_hermitian<T>(n, 6);
-            const auto on = [&](std::size_t threads) {
-                const test::thread_limit some(threads);
-                auto work = a.data;
-                numerical::aligned_vector<double> d(n);
-                numerical::aligned_vector<double> e(n);
-                auto reduction = tridiagonalize(work, n, d, e, panel);
-                return std::tuple(d, e, std::move(reduction.reflectors));
-            };
-            const auto one = on(1);
-            for (const std::size_t threads : test::thread_counts)
-                EXPECT_TRUE(on(threads) == one) << n << ", path " << path << ", " << threads;
+            check_bits_at_every_thread_count<TypeParam>(n, fastest_panel(130));
+        }
+}
+
+// The last columns of a panel of 32 are finished on two threads from about 250 rows on if complex,
+// and 470 if real.
+TYPED_TEST(tridiagonal, finishes_columns_with_the_same_bits_at_every_thread_count)
+{
+    for (const int path : test::available_paths())
+        for (const std::size_t n : {290, 350, 520, 601}) {
+            const test::path_limit limit(path);
+            check_bits_at_every_thread_count<TypeParam>(n, fixed_panel);
         }
 }
 
