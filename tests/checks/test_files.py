@@ -45,14 +45,16 @@ HELD_BY = {
     "unit/matrix_functions/triangular_sylvester_test": "numerical/nonsymmetric/small_system",
     "unit/nonsymmetric/eigenpairs_test": "numerical/nonsymmetric/nonsymmetric"
     " numerical/nonsymmetric/triangular_vectors numerical/nonsymmetric/unit_columns",
-    "unit/nonsymmetric/kernels_test": "numerical/nonsymmetric/bulge",
+    "unit/nonsymmetric/kernels_test": "numerical/nonsymmetric/bulge"
+    " numerical/nonsymmetric/reflector_lanes",
     "unit/nonsymmetric/order_test": "numerical/nonsymmetric/block_exchange",
     "unit/nonsymmetric/schur_test": "numerical/nonsymmetric/bulge_chain"
     " numerical/nonsymmetric/chain_update numerical/nonsymmetric/early_deflation"
     " numerical/nonsymmetric/far_update numerical/nonsymmetric/hessenberg"
     " numerical/nonsymmetric/hessenberg_panel"
     " numerical/nonsymmetric/multishift_qr numerical/nonsymmetric/reduction_to_schur"
-    " numerical/nonsymmetric/small_qr numerical/nonsymmetric/standard_block",
+    " numerical/nonsymmetric/small_qr numerical/nonsymmetric/standard_block"
+    " numerical/nonsymmetric/window_chase",
     "unit/many_threads/hardware_test": "numerical/runtime/hardware_threads",
     "unit/runtime/parallel_for_test": "numerical/runtime/pool_job numerical/runtime/thread_pool",
     "unit/stacks/decompositions_test": "numerical/stacks/factorizations"

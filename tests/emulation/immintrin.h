@@ -334,6 +334,18 @@ EMULATED_INLINE __m512d _mm512_permutex2var_pd(__m512d a, __m512i index, __m512d
     return {half(index.low), half(index.high)};
 }
 
+// Of the eight lanes of a the one that the low three bits of the index name.
+EMULATED_INLINE __m512d _mm512_permutexvar_pd(__m512i index, __m512d a)
+{
+    const auto lane = [&](unsigned long long which) {
+        return which & 4 ? a.high[which & 3] : a.low[which & 3];
+    };
+    const auto half = [&](emulated_words of) {
+        return emulated_doubles{lane(of[0]), lane(of[1]), lane(of[2]), lane(of[3])};
+    };
+    return {half(index.low), half(index.high)};
+}
+
 // --- words ---------------------------------------------------------------------------------------
 
 EMULATED_INLINE __m512i _mm512_castpd_si512(__m512d v)
@@ -351,6 +363,17 @@ EMULATED_INLINE __m512i _mm512_set1_epi64(long long x)
     const auto word = static_cast<unsigned long long>(x);
     const emulated_words half{word, word, word, word};
     return {half, half};
+}
+
+EMULATED_INLINE __m512i _mm512_setr_epi64(long long l0, long long l1, long long l2, long long l3,
+                                          long long l4, long long l5, long long l6, long long l7)
+{
+    const auto half = [](long long a, long long b, long long c, long long d) {
+        return emulated_words{static_cast<unsigned long long>(a), static_cast<unsigned long long>(b),
+                              static_cast<unsigned long long>(c),
+                              static_cast<unsigned long long>(d)};
+    };
+    return {half(l0, l1, l2, l3), half(l4, l5, l6, l7)};
 }
 
 EMULATED_INLINE __m512i _mm512_add_epi64(__m512i a, __m512i b)

@@ -119,8 +119,10 @@ void record_lanes(recorder& record, const intrinsic_operands& in, __m512d a, __m
     record.lanes_of("_mm512_unpackhi_pd", _mm512_unpackhi_pd(a, b));
     const __m512i index = _mm512_castpd_si512(_mm512_loadu_pd(in.index));
     record.lanes_of("_mm512_permutex2var_pd", _mm512_permutex2var_pd(a, index, b));
+    record.lanes_of("_mm512_permutexvar_pd", _mm512_permutexvar_pd(index, a));
     record.lanes_of("_mm512_castsi512_pd", _mm512_castsi512_pd(index));
     record.lanes_of("_mm512_set1_epi64", _mm512_set1_epi64(static_cast<long long>(in.index[0])));
+    record.lanes_of("_mm512_setr_epi64", _mm512_setr_epi64(3, 1, 4, -1, 5, 9, -2, 6));
 }
 
 } // namespace

@@ -39,6 +39,29 @@ void avx512_reflect_bulge_columns(double* rows, std::size_t stride, std::size_t 
     }
 }
 
+// Elements are broadcast within each bulge's lanes.
+void avx512_reflect_two_bulges_columns(double* rows, std::size_t stride, std::size_t count,
+                                       const double* behind, const double* ahead)
+{
+    const __m512i first = _mm512_setr_epi64(0, 0, 0, 3, 3, 3, 6, 7);
+    const __m512i second = _mm512_setr_epi64(1, 1, 1, 4, 4, 4, 6, 7);
+    const __m512i third = _mm512_setr_epi64(2, 2, 2, 5, 5, 5, 6, 7);
+    const __m512d w = _mm512_setr_pd(1, behind[1], behind[2], 1, ahead[1], ahead[2], 0, 0);
+    const __m512d minus_tau =
+        _mm512_setr_pd(-behind[0], -behind[0], -behind[0], -ahead[0], -ahead[0], -ahead[0], 0, 0);
+    const __m512d minus_tau_w = _mm512_mul_pd(minus_tau, w);
+    const __m512d h0 = _mm512_mul_pd(minus_tau_w, _mm512_permutexvar_pd(first, w));
+    const __m512d h1 = _mm512_mul_pd(minus_tau_w, _mm512_permutexvar_pd(second, w));
+    const __m512d h2 = _mm512_mul_pd(minus_tau_w, _mm512_permutexvar_pd(third, w));
+    for (std::size_t i = 0; i < count; ++i) {
+        double* const row = rows + i * stride;
+        const __m512d x = _mm512_loadu_pd(row);
+        __m512d y = _mm512_fmadd_pd(_mm512_permutexvar_pd(first, x), h0, x);
+        y = _mm512_fmadd_pd(_mm512_permutexvar_pd(second, x), h1, y);
+        _mm512_storeu_pd(row, _mm512_fmadd_pd(_mm512_permutexvar_pd(third, x), h2, y));
+    }
+}
+
 void avx512_reflect_complex_bulge_columns(double* rows, std::size_t stride, std::size_t count,
                                           const double* h)
 {

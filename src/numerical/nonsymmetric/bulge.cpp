@@ -1,5 +1,7 @@
 #include "numerical/nonsymmetric/bulge.hpp"
 
+#include "numerical/nonsymmetric/reflector_lanes.hpp"
+
 #include <algorithm>
 #include <cmath>
 
@@ -37,8 +39,7 @@ complex divided_by(const complex& x, const complex& y)
     return finite_product(x, std::conj(y)) / squared_modulus(y);
 }
 
-// Smaller squares lose digits to underflow. Matrices are scaled so that no square overflows.
-constexpr double least_safe_square = 0x1p-900;
+// A factor that makes smaller squares than least_safe_square safe.
 constexpr double lift = 0x1p600;
 
 template <class T>

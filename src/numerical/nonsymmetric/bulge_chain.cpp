@@ -10,14 +10,6 @@
 namespace numerical::detail {
 namespace {
 
-struct step_range
-{
-    std::size_t from;
-    std::size_t to;
-};
-
-// At step t bulge j forms its reflector in row top + t - 3j, the first bulge being ahead. No bulge
-// writes what another one reads in the same step.
 template <class T>
 class chain
 {
@@ -34,8 +26,6 @@ public:
 private:
     chain_window window_of(const step_range& steps) const;
     void run_window(const step_range& steps, chain_record<T>& record) const;
-    void run_steps(const schur_views<T>& inside, const chain_window& window,
-                   const step_range& steps, chain_record<T>& record) const;
 
     const bulge_kernels<T> kernels{gemm_path_current()};
     const schur_views<T> s;
@@ -95,29 +85,9 @@ void chain<T>::run_window(const step_range& steps, chain_record<T>& record) cons
     const block_view<T> outside = s.h.sub(window.from, window.to, window.from, window.to);
     const block_view<T> inside = storage.window.copy(outside);
     record.clear(shifts.size());
-    run_steps({inside, {nullptr, 0, 0}}, window, steps, record);
+    chase_through_window(kernels, {top, end, shifts}, window, steps, inside, record);
     for (std::size_t i = 0; i < outside.rows; ++i)
         std::copy_n(inside.row(i), outside.cols, outside.row(i));
-}
-
-// Row i of `inside` is row window.from + i of the matrix.
-template <class T>
-void chain<T>::run_steps(const schur_views<T>& inside, const chain_window& window,
-                         const step_range& steps, chain_record<T>& record) const
-{
-    const std::size_t origin = window.from;
-    const std::size_t order = inside.h.rows;
-    const similarity_reach whole{0, order};
-    for (std::size_t t = steps.from; t < steps.to; ++t)
-        for (std::size_t j = 0; j < shifts.size() && bulge_spacing * j <= t; ++j) {
-            const std::size_t k = top + t - bulge_spacing * j;
-            if (k + 1 >= end)
-                continue;
-            const bulge_place at{top - std::min(top, origin), std::min(end - origin, order),
-                                 k - origin};
-            const auto h = move_bulge(kernels, inside, at, shifts[j], whole);
-            record.add(j, k - window.low, k + 2 == end, h);
-        }
 }
 
 } // namespace

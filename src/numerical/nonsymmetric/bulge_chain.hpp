@@ -4,8 +4,8 @@
 // two shifts each, tightly packed, three rows apart, go down the active block window by window.
 // While the bulges cross a window, other threads apply the reflectors of the window before.
 
-#include "numerical/nonsymmetric/bulge.hpp"
 #include "numerical/nonsymmetric/chain_update.hpp"
+#include "numerical/nonsymmetric/window_chase.hpp"
 
 #include <array>
 #include <cstddef>
@@ -15,10 +15,7 @@ namespace numerical::detail {
 
 // The bulges of a chain: with more of them each reflector costs more inside the window, whose order
 // grows; with fewer the copies of strips serve fewer reflectors.
-constexpr std::size_t chain_bulges = 16;
-
-// Rows from one bulge to the next: a bulge of two shifts is three rows long.
-constexpr std::size_t bulge_spacing = 3;
+constexpr std::size_t chain_bulges = most_bulges;
 
 // The steps of a chain in one window: its own length.
 constexpr std::size_t steps_of_window(std::size_t bulges)

@@ -60,6 +60,12 @@ void avx2_reflect_complex_bulge_columns(double* rows, std::size_t stride, std::s
 void avx512_reflect_complex_bulge_columns(double* rows, std::size_t stride, std::size_t count,
                                           const double* h);
 
+// The same for the first six elements by two reflectors, `ahead` for the last three of them. To
+// each element x[j] the terms x[i]·(H - I)(i, j) are added in ascending order, fused. A row must
+// have an eighth element; the seventh and the eighth are not changed.
+void avx512_reflect_two_bulges_columns(double* rows, std::size_t stride, std::size_t count,
+                                       const double* behind, const double* ahead);
+
 // The forms of one path. A caller asks once, above its loops.
 template <class T>
 struct bulge_kernels
@@ -69,6 +75,11 @@ struct bulge_kernels
     void rows(T* first, std::size_t stride, std::size_t n, const bulge_reflector<T>& h) const;
     void columns(T* first, std::size_t stride, std::size_t count,
                  const bulge_reflector<T>& h) const;
+
+    // The first six elements of each row by the reflectors of two bulges, one after the other or
+    // together. A row has the padding of row_padding.
+    void columns_of_two(T* first, std::size_t stride, std::size_t count,
+                        const bulge_reflector<T>& behind, const bulge_reflector<T>& ahead) const;
 };
 
 } // namespace numerical::detail

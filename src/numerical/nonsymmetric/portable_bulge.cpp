@@ -106,4 +106,25 @@ void bulge_kernels<complex>::columns(complex* first, std::size_t stride, std::si
     form(as_doubles(first), stride, count, parts_of(h));
 }
 
+template <>
+void bulge_kernels<double>::columns_of_two(double* first, std::size_t stride, std::size_t count,
+                                           const bulge_reflector<double>& behind,
+                                           const bulge_reflector<double>& ahead) const
+{
+    if (path == avx512_path)
+        return avx512_reflect_two_bulges_columns(first, stride, count, parts_of(behind),
+                                                 parts_of(ahead));
+    columns(first, stride, count, behind);
+    columns(first + 3, stride, count, ahead);
+}
+
+template <>
+void bulge_kernels<complex>::columns_of_two(complex* first, std::size_t stride, std::size_t count,
+                                            const bulge_reflector<complex>& behind,
+                                            const bulge_reflector<complex>& ahead) const
+{
+    columns(first, stride, count, behind);
+    columns(first + 3, stride, count, ahead);
+}
+
 } // namespace numerical::detail

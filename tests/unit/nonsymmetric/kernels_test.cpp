@@ -1,6 +1,7 @@
 #include "matrices.hpp"
 #include "numerical/nonsymmetric/bulge.hpp"
 #include "numerical/nonsymmetric/bulge_kernels.hpp"
+#include "numerical/nonsymmetric/reflector_lanes.hpp"
 #include "numerical/nonsymmetric/strip_kernels.hpp"
 #include "paths.hpp"
 #include "ratios.hpp"
@@ -118,6 +119,34 @@ TYPED_TEST(bulge_kernel, multiplies_three_columns_and_leaves_the_fourth)
         }
 }
 
+TYPED_TEST(bulge_kernel, multiplies_the_columns_of_two_bulges)
+{
+    using T = TypeParam;
+    for (const int path : test::available_paths())
+        for (std::size_t count = 0; count < 9; ++count) {
+            const auto behind = some_reflector<T>(unsigned(count));
+            const auto ahead = some_reflector<T>(unsigned(count) + 9);
+            constexpr std::size_t stride = 11;
+            const auto before = test::random_vector<T>((count + 1) * stride, 4);
+            auto after = before;
+            bulge_kernels<T>{path}.columns_of_two(after.data() + 1, stride, count, behind, ahead);
+            for (std::size_t i = 0; i <= count; ++i) {
+                const T* const x = before.data() + i * stride;
+                const auto y = times_h<T>(conjugated(behind), {x[1], x[2], x[3]});
+                const auto z = times_h<T>(conjugated(ahead), {x[4], x[5], x[6]});
+                for (std::size_t j = 0; j < stride; ++j) {
+                    const T seen = after[i * stride + j];
+                    if (i == count || j < 1 || j > 6) {
+                        EXPECT_EQ(seen, x[j]) << path;
+                    } else {
+                        const wide<T> expected = j < 4 ? y[j - 1] : z[j - 4];
+                        EXPECT_LT(test::wide_modulus(expected - wide<T>(seen)), accepted) << path;
+                    }
+                }
+            }
+        }
+}
+
 // All `doubles` of a row, or the first ones: the last vectors of a row may be left out.
 template <class T>
 void expect_strip(int path, std::size_t count, std::size_t doubles)
@@ -185,6 +214,43 @@ TYPED_TEST(bulge_kernel, reflector_maps_its_vector_to_the_first_unit_vector)
             EXPECT_LE(test::wide_modulus(y[1]), bound) << head << ", " << tail;
             EXPECT_LE(test::wide_modulus(y[2]), bound) << head << ", " << tail;
         }
+}
+
+template <class T>
+void expect_reflectors(int path, const T (&x)[numerical::detail::reflector_lanes][3],
+                       std::size_t count)
+{
+    bulge_reflector<T> seen[numerical::detail::reflector_lanes];
+    T beta[numerical::detail::reflector_lanes];
+    numerical::detail::reflectors_of_three(path, x, count, seen, beta);
+    for (std::size_t l = 0; l < count; ++l) {
+        T expected_beta;
+        const auto expected = numerical::detail::reflector_of_three(x[l], expected_beta);
+        EXPECT_EQ(seen[l].tau, expected.tau) << path << ", " << l;
+        EXPECT_EQ(seen[l].w1, expected.w1) << path << ", " << l;
+        EXPECT_EQ(seen[l].w2, expected.w2) << path << ", " << l;
+        EXPECT_EQ(beta[l], expected_beta) << path << ", " << l;
+    }
+}
+
+// Some elements of one lane are zero or have squares that underflow; the other lanes are ordinary.
+TYPED_TEST(bulge_kernel, reflectors_in_lanes_are_those_of_single_vectors)
+{
+    using T = TypeParam;
+    using numerical::detail::reflector_lanes;
+    const auto random = test::random_vector<T>(3 * reflector_lanes, 7);
+    for (const int path : test::available_paths())
+        for (std::size_t count = 1; count <= reflector_lanes; ++count)
+            for (const double scale : {1.0, 0.0, -0.0, 0x1p-430, 0x1p-452, 0x1p-700, 0x1p450})
+                for (unsigned elements = 1; elements < 8; ++elements) {
+                    T x[reflector_lanes][3] = {};
+                    for (std::size_t l = 0; l < count; ++l)
+                        for (std::size_t i = 0; i < 3; ++i) {
+                            const bool hard = l == count / 2 && (elements >> i & 1) != 0;
+                            x[l][i] = random[3 * l + i] * (hard ? scale : 1.0);
+                        }
+                    expect_reflectors<T>(path, x, count);
+                }
 }
 
 } // namespace

@@ -61,6 +61,8 @@ struct lanes
 
     static vector quotient(vector a, vector b) { return _mm256_div_pd(a, b); }
 
+    static vector root(vector v) { return _mm256_sqrt_pd(v); }
+
     // sum + a·b and sum - a·b, fused.
     static vector more(vector sum, vector a, vector b) { return _mm256_fmadd_pd(a, b, sum); }
 
@@ -169,6 +171,19 @@ struct lanes
         const vector is_large = _mm256_cmp_pd(size, all(least), _CMP_GE_OQ);
         const vector is_small = _mm256_cmp_pd(size, all(greatest), _CMP_LE_OQ);
         return _mm256_movemask_pd(_mm256_or_pd(is_zero, _mm256_and_pd(is_large, is_small))) == 0xF;
+    }
+
+    // The magnitude of the first with the sign of the second.
+    static vector with_sign_of(vector size, vector sign)
+    {
+        const vector bit = all(-0.0);
+        return _mm256_or_pd(_mm256_andnot_pd(bit, size), _mm256_and_pd(bit, sign));
+    }
+
+    // A bit for each lane where a > b.
+    static unsigned greater_than(vector a, vector b)
+    {
+        return static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(a, b, _CMP_GT_OQ)));
     }
 
     static bool has_nan(vector x)

@@ -51,6 +51,8 @@ struct lanes
 
     static vector quotient(vector a, vector b) { return _mm512_div_pd(a, b); }
 
+    static vector root(vector v) { return _mm512_sqrt_pd(v); }
+
     // sum + a·b and sum - a·b, fused.
     static vector more(vector sum, vector a, vector b) { return _mm512_fmadd_pd(a, b, sum); }
 
@@ -142,6 +144,21 @@ struct lanes
         const int is_large = _mm512_cmp_pd_mask(size, all(least), _CMP_GE_OQ);
         const int is_small = _mm512_cmp_pd_mask(size, all(greatest), _CMP_LE_OQ);
         return (is_zero | (is_large & is_small)) == 0xFF;
+    }
+
+    // The magnitude of the first with the sign of the second.
+    static vector with_sign_of(vector size, vector sign)
+    {
+        const __m512i bit = _mm512_castpd_si512(all(-0.0));
+        return _mm512_castsi512_pd(
+            _mm512_or_si512(_mm512_castpd_si512(_mm512_abs_pd(size)),
+                            _mm512_and_si512(bit, _mm512_castpd_si512(sign))));
+    }
+
+    // A bit for each lane where a > b.
+    static unsigned greater_than(vector a, vector b)
+    {
+        return _mm512_cmp_pd_mask(a, b, _CMP_GT_OQ);
     }
 
     static bool has_nan(vector x) { return _mm512_cmp_pd_mask(x, x, _CMP_UNORD_Q) != 0; }

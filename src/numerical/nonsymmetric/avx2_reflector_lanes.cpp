@@ -1,0 +1,18 @@
+#include "numerical/nonsymmetric/reflector_lanes.hpp"
+
+#include "numerical/gemm/kernels/lanes/avx2.hpp"
+#include "numerical/nonsymmetric/reflector_lanes_loops.hpp"
+
+namespace numerical::detail {
+
+bool avx2_reflectors_of_three(const double* x, double* made)
+{
+    return real_reflectors<lanes>(x, made);
+}
+
+bool avx2_complex_reflectors_of_three(const double* x, double* made)
+{
+    return complex_reflectors<lanes>(x, made);
+}
+
+} // namespace numerical::detail
