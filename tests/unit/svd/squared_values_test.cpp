@@ -90,7 +90,10 @@ TEST(squared_values, are_refined_where_QL_has_lost_their_digits)
     ASSERT_TRUE(by_ql.has_value());
     ASSERT_TRUE(refined.has_value());
     EXPECT_GT(error_of_roots(*by_ql, given), 1000);
-    EXPECT_LT(error_of_roots(*refined, given), 4);
+    const auto least = double(test::bisected_singular_values(given.d, given.e).back());
+    EXPECT_NEAR(std::sqrt(refined->front()), least, 4 * 0x1p-52);
+    // An error of ε·‖B‖² in the square of a value of ‖B‖/11 is one of 5.5·ε·‖B‖ in the value.
+    EXPECT_LT(error_of_roots(*refined, given), 5.5 * std::sqrt(double(n)));
 }
 
 TEST(squared_values, count_the_shift_among_those_that_are_accurate)
