@@ -9,52 +9,42 @@
 namespace numerical::detail {
 namespace {
 
-template <class T>
-constexpr std::size_t parts = sizeof(T) / sizeof(double);
-
-// Values of T in lanes: part p of value i of lane l.
-template <class T, std::size_t values>
-struct value_lanes
+// A number of each lane, as the kernels store it: its parts lie reflector_lanes apart.
+double get(const double* number, std::size_t lane, double /*like*/)
 {
-    alignas(64) double of[values][parts<T>][reflector_lanes];
-
-    void set(std::size_t i, std::size_t lane, const T& value)
-    {
-        if constexpr (parts<T> == 1) {
-            of[i][0][lane] = value;
-        } else {
-            of[i][0][lane] = value.real();
-            of[i][1][lane] = value.imag();
-        }
-    }
-
-    T get(std::size_t i, std::size_t lane) const
-    {
-        if constexpr (parts<T> == 1)
-            return of[i][0][lane];
-        else
-            return {of[i][0][lane], of[i][1][lane]};
-    }
-};
-
-template <class T>
-struct made_lanes
-{
-    alignas(64) double tau[reflector_lanes];
-    value_lanes<T, 3> rest; // w1, w2, beta
-};
-
-bool make(int path, const value_lanes<double, 3>& x, made_lanes<double>& made)
-{
-    const auto form = path == avx512_path ? avx512_reflectors_of_three : avx2_reflectors_of_three;
-    return form(x.of[0][0], made.tau);
+    return number[lane];
 }
 
-bool make(int path, const value_lanes<complex, 3>& x, made_lanes<complex>& made)
+complex get(const double* number, std::size_t lane, complex /*like*/)
+{
+    return {number[lane], number[reflector_lanes + lane]};
+}
+
+void set(double* number, std::size_t lane, double value)
+{
+    number[lane] = value;
+}
+
+void set(double* number, std::size_t lane, const complex& value)
+{
+    number[lane] = value.real();
+    number[reflector_lanes + lane] = value.imag();
+}
+
+template <class T>
+constexpr std::size_t number_size = reflector_lanes * sizeof(T) / sizeof(double);
+
+bool make(int path, const double* x, double* made, double /*like*/)
+{
+    const auto form = path == avx512_path ? avx512_reflectors_of_three : avx2_reflectors_of_three;
+    return form(x, made);
+}
+
+bool make(int path, const double* x, double* made, complex /*like*/)
 {
     const auto form =
         path == avx512_path ? avx512_complex_reflectors_of_three : avx2_complex_reflectors_of_three;
-    return form(x.of[0][0], made.tau);
+    return form(x, made);
 }
 
 } // namespace
@@ -63,19 +53,21 @@ template <class T>
 void reflectors_of_three(int path, const T (*x)[3], std::size_t count, bulge_reflector<T>* h,
                          T* beta)
 {
-    value_lanes<T, 3> lanes;
-    made_lanes<T> made;
+    constexpr std::size_t size = number_size<T>;
+    alignas(64) double vectors[3 * size];
+    alignas(64) double made[reflector_lanes + 3 * size]; // tau, w1, w2, beta
     if (path != portable_path) {
         for (std::size_t i = 0; i < 3; ++i) {
             for (std::size_t l = 0; l < count; ++l)
-                lanes.set(i, l, x[l][i]);
+                set(vectors + i * size, l, x[l][i]);
             for (std::size_t l = count; l < reflector_lanes; ++l)
-                lanes.set(i, l, T(1));
+                set(vectors + i * size, l, T(1));
         }
-        if (make(path, lanes, made)) {
+        if (make(path, vectors, made, T())) {
+            const double* const rest = made + reflector_lanes;
             for (std::size_t l = 0; l < count; ++l) {
-                h[l] = {made.tau[l], made.rest.get(0, l), made.rest.get(1, l)};
-                beta[l] = made.rest.get(2, l);
+                h[l] = {made[l], get(rest, l, T()), get(rest + size, l, T())};
+                beta[l] = get(rest + 2 * size, l, T());
             }
             return;
         }
