@@ -71,7 +71,12 @@ private:
     block_view<T> minus_w; // of the panel whose update runs, columns lying as rows, mirrored
     std::size_t first = 0; // columns of A [first, last) are the panel
     std::size_t last = 0;
-    std::size_t cleared = 0; // rows of L before it have their ones and zeros
+
+    // What the finished columns of L still lack: those before `exchanged` these exchanges of rows,
+    // and the rows from `cleared` to the panel their ones and zeros.
+    std::vector<row_exchange> exchanges;
+    std::size_t exchanged = 0;
+    std::size_t cleared = 0;
 
     // A part of a strip of the trailing matrix.
     struct piece
@@ -101,7 +106,9 @@ private:
     void keep_triangle();
     void clear_rows(std::size_t from, std::size_t to);
     void exchange_finished(std::size_t from, std::size_t to);
-    void finish_panel();
+    template <class F>
+    void complete_finished_beside(const F& call);
+    void update_trailing_matrix();
 };
 
 // The panel's columns of L in the rows [from, to), which lie after its own, and its -W there.
@@ -228,20 +235,45 @@ void rook_factorization<T>::clear_rows(std::size_t from, std::size_t to)
     }
 }
 
-// The panel's exchanges in the finished columns [from, to) of L.
+// The exchanges in the finished columns [from, to) of L.
 template <class T>
 void rook_factorization<T>::exchange_finished(std::size_t from, std::size_t to)
 {
-    for (const row_exchange& rows : panel.exchanges)
+    for (const row_exchange& rows : exchanges)
         exchange_on(path, triangles.row(rows.row) + from, triangles.row(rows.other_row) + from,
                     to - from);
 }
 
-// Each group of rows of the panel is written by itself, and then the pieces of the trailing matrix,
-// the chunks of the columns before the panel and the rows of the panel before. The first loop is
-// worth its start from two microseconds on.
+// Completes the finished columns and rows of L beside a call that touches none of them, as a panel
+// does not: chunks of columns, of rows before the next panel's, and groups of rows above them are
+// written each by itself. On one thread they come before the call, whose results they would drive
+// out of cache.
 template <class T>
-void rook_factorization<T>::finish_panel()
+template <class F>
+void rook_factorization<T>::complete_finished_beside(const F& call)
+{
+    const std::size_t chunks = exchanges.empty() ? 0 : ceil_div(exchanged, chunk_columns);
+    const std::size_t clears = ceil_div(first - cleared, cleared_rows);
+    const auto complete_part = [&](std::size_t i) {
+        if (i < chunks)
+            return exchange_finished(i * chunk_columns,
+                                     std::min((i + 1) * chunk_columns, exchanged));
+        const std::size_t from = cleared + (i - chunks) * cleared_rows;
+        clear_rows(from, std::min(from + cleared_rows, first));
+    };
+    if (allowed_threads() == 1) {
+        parallel_for(chunks + clears, 0, complete_part);
+        call();
+    } else {
+        parallel_for_beside(chunks + clears, 16 * panel_width * chunk_columns, complete_part, call);
+    }
+    cleared = first;
+}
+
+// Each group of rows of the panel is written by itself, and then the pieces of the trailing matrix.
+// The first loop is worth its start from two microseconds on.
+template <class T>
+void rook_factorization<T>::update_trailing_matrix()
 {
     const auto prepare_group = [&](std::size_t g) {
         const std::size_t from = last + g * group_rows;
@@ -250,33 +282,22 @@ void rook_factorization<T>::finish_panel()
     parallel_for(ceil_div(n - last, group_rows), 16 * group_rows * (last - first), prepare_group);
     cut_trailing_matrix();
     keep_triangle();
-    const std::size_t updates = pieces.size();
-    const std::size_t chunks = panel.exchanges.empty() ? 0 : ceil_div(first, chunk_columns);
-    const std::size_t clears = ceil_div(first - cleared, cleared_rows);
-    const auto finish_part = [&](std::size_t i) {
-        if (i < updates)
-            return update(pieces[i]);
-        i -= updates;
-        if (i < chunks)
-            return exchange_finished(i * chunk_columns, std::min((i + 1) * chunk_columns, first));
-        const std::size_t from = cleared + (i - chunks) * cleared_rows;
-        clear_rows(from, std::min(from + cleared_rows, first));
-    };
     const std::size_t mean_rows = std::min((n - last) / 2, strip_rows / 2);
-    parallel_for(updates + chunks + clears, mean_rows * strip_columns * (last - first) / 8,
-                 finish_part);
-    cleared = first;
+    parallel_for(pieces.size(), mean_rows * strip_columns * (last - first) / 8,
+                 [&](std::size_t i) { update(pieces[i]); });
 }
 
 template <class T>
 void rook_factorization<T>::factorize()
 {
     while (first < n) {
-        last = panel.factor(first);
-        finish_panel();
+        complete_finished_beside([&] { last = panel.factor(first); });
+        update_trailing_matrix();
+        exchanges = panel.exchanges;
+        exchanged = first;
         first = last;
     }
-    clear_rows(cleared, n);
+    complete_finished_beside([] {});
 }
 
 // sums[j] += sizes[j] for the magnitudes of all sizes, whose sum is returned: in eight chains, as a
