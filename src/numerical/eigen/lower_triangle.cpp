@@ -1,12 +1,19 @@
 #include "numerical/eigen/lower_triangle.hpp"
 
+#include "numerical/counts.hpp"
 #include "numerical/errors.hpp"
+#include "numerical/gemm/kernels/scale.hpp"
+#include "numerical/gemm/path.hpp"
+#include "numerical/runtime/longest_at_ends.hpp"
+#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/strided/dense_passes.hpp"
 
 #include <algorithm>
 #include <complex>
 #include <limits>
+#include <numeric>
+#include <vector>
 
 namespace numerical::detail {
 namespace {
@@ -31,17 +38,46 @@ double larger_in_row(double largest, const complex* row, std::size_t n)
     return largest;
 }
 
-// The diagonal of the matrix that is decomposed is real.
+constexpr std::size_t strip_rows = 64;
+
+// pass(from, to) for strips of the rows of an n × n lower triangle; `work` of an element on the
+// scale of parallel_for, in quarters.
+template <class F>
+void for_each_strip(std::size_t n, std::size_t work, const F& pass)
+{
+    const std::size_t strips = ceil_div(n, strip_rows);
+    const auto pass_strip = [&](std::size_t i) {
+        const std::size_t from = longest_at_ends(i, strips) * strip_rows;
+        pass(from, std::min(from + strip_rows, n));
+    };
+    parallel_for(strips, strip_rows * (n / 2) * work / 4, pass_strip);
+}
+
+// Of rows [from, to). The diagonal of the matrix that is decomposed is real.
 template <class T>
-double largest_of_lower(const matrix<T>& a)
+double largest_of_rows(const matrix<T>& a, std::size_t from, std::size_t to)
 {
     double largest = 0;
-    for (std::size_t i = 0; i < a.rows; ++i) {
+    for (std::size_t i = from; i < to; ++i) {
         const T* const row = a.data.data() + i * a.cols;
         largest = larger_in_row(largest, row, i);
         largest = larger_modulus(largest, real_part(row[i]));
     }
     return largest;
+}
+
+// A strip is checked and searched while it is in cache.
+template <class T>
+double largest_of_finite_lower(const matrix<T>& a, const char* operation)
+{
+    constexpr std::size_t quarters_to_read = 2 * sizeof(T) / sizeof(double);
+    std::vector<double> largest(ceil_div(a.rows, strip_rows));
+    for_each_strip(a.rows, quarters_to_read, [&](std::size_t from, std::size_t to) {
+        require_finite_lower(a, from, to, operation);
+        largest[from / strip_rows] = largest_of_rows(a, from, to);
+    });
+    return std::accumulate(largest.begin(), largest.end(), 0.0,
+                           [](double x, double y) { return std::max(x, y); });
 }
 
 } // namespace
@@ -51,8 +87,7 @@ double checked_scale(const matrix<T>& a, const char* operation, const char* not_
 {
     if (a.rows != a.cols)
         throw dimension_error(not_square);
-    require_finite_lower(a, operation);
-    const double largest = largest_of_lower(a);
+    const double largest = largest_of_finite_lower(a, operation);
     return largest == 0 ? 1.0 : std::min(largest, std::numeric_limits<double>::max());
 }
 
@@ -71,12 +106,15 @@ double checked_scale(const matrix<complex>& a)
 template <class T>
 void scale_lower(matrix<T>& a, double scale)
 {
-    for (std::size_t i = 0; i < a.rows; ++i) {
-        T* const row = a.data.data() + i * a.cols;
-        for (std::size_t j = 0; j < i; ++j)
-            row[j] /= scale;
-        row[i] = T(real_part(row[i]) / scale);
-    }
+    constexpr std::size_t parts = sizeof(T) / sizeof(double);
+    const int path = gemm_path_current();
+    for_each_strip(a.rows, 4 * parts, [&](std::size_t from, std::size_t to) {
+        for (std::size_t i = from; i < to; ++i) {
+            T* const row = a.data.data() + i * a.cols;
+            divide_row(path, as_doubles(row), scale, i * parts);
+            row[i] = T(real_part(row[i]) / scale);
+        }
+    });
 }
 
 template double checked_scale(const matrix<double>&, const char*, const char*);

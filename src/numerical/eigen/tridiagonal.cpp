@@ -11,6 +11,7 @@
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/spread_stride.hpp"
+#include "numerical/storage.hpp"
 #include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
@@ -96,12 +97,12 @@ reducer<T>::reducer(aligned_vector<T>& matrix, std::size_t order, std::size_t mo
       sub(subdiagonal)
 {
     const std::size_t widest = std::min(most_columns, n - 1);
-    columns.resize(widest * stride);
-    vectors.resize(2 * widest * stride);
+    columns = uninitialized<T>(widest * stride);
+    vectors = uninitialized<T>(2 * widest * stride);
     of_product.resize(2 * widest);
     of_column.resize(2 * widest);
-    left.resize(2 * widest * n);
-    right.resize(2 * widest * n);
+    left = uninitialized<T>(2 * widest * n);
+    right = uninitialized<T>(2 * widest * n);
 }
 
 template <class T>

@@ -165,9 +165,9 @@ void require_finite(const matrix<T>& a, const char* prefix)
 }
 
 template <class T>
-void require_finite_lower(const matrix<T>& a, const char* prefix)
+void require_finite_lower(const matrix<T>& a, std::size_t from, std::size_t to, const char* prefix)
 {
-    for (std::size_t i = 0; i < a.rows; ++i)
+    for (std::size_t i = from; i < to; ++i)
         if (!all_finite(as_doubles(a.data.data() + i * a.cols), (i + 1) * parts_of<T>))
             throw_non_finite(prefix);
 }
@@ -186,7 +186,8 @@ template void require_finite(const double*, std::size_t, const char*);
 template void require_finite(const std::complex<double>*, std::size_t, const char*);
 template void require_finite(const matrix<double>&, const char*);
 template void require_finite(const matrix<std::complex<double>>&, const char*);
-template void require_finite_lower(const matrix<double>&, const char*);
-template void require_finite_lower(const matrix<std::complex<double>>&, const char*);
+template void require_finite_lower(const matrix<double>&, std::size_t, std::size_t, const char*);
+template void require_finite_lower(const matrix<std::complex<double>>&, std::size_t, std::size_t,
+                                   const char*);
 
 } // namespace numerical::detail

@@ -37,8 +37,9 @@ void require_finite(const matrix<T>& a, const char* prefix);
 template <class T>
 void require_finite(const T* first, std::size_t count, const char* prefix);
 
-// The same over the lower triangle of a square matrix; elements above the diagonal aren't read.
+// The same over rows [from, to) of the lower triangle of a square matrix, on the calling thread;
+// elements above the diagonal aren't read.
 template <class T>
-void require_finite_lower(const matrix<T>& a, const char* prefix);
+void require_finite_lower(const matrix<T>& a, std::size_t from, std::size_t to, const char* prefix);
 
 } // namespace numerical::detail
