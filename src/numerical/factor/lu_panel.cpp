@@ -11,6 +11,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <type_traits>
 #include <utility>
 
 namespace numerical::detail {
@@ -154,38 +155,60 @@ void lu_panel<T>::factorize_columns(std::size_t from, std::size_t to)
     factorize_columns(mid, to);
 }
 
-// The columns of a leaf are applied in runs of at most four: those of the open run [run, k) to
-// column k when it is reached, a full run to all columns after it. Each element receives the
-// columns in ascending order. A column without pivot is applied to none and ends the run before it.
+// The columns of a leaf are applied in runs of at most four: those of the open run [run, k] to
+// column k + 1 as soon as column k is divided by its pivot, a full run to all columns after it.
+// Each element receives the columns in ascending order. A column without pivot is left alone,
+// applied to none, and ends the run before it.
 template <class T>
 void lu_panel<T>::factorize_leaf(std::size_t from, std::size_t to)
 {
+    if (from == to)
+        return;
     std::size_t run = from;
+    std::size_t largest = largest_from(from);
     for (std::size_t k = from; k < to; ++k) {
-        apply_columns(run, k, k, k + 1);
-        if (!divide_by_pivot(k)) {
+        T* const column = columns.row(k);
+        const bool is_last = k + 1 == to;
+        if (column[largest] == T(0)) {
             met_zero_pivot = true;
             apply_columns(run, k, k + 1, to);
             run = k + 1;
-        } else if (k + 1 - run == column_run) {
-            apply_columns(run, k + 1, k + 1, to);
+            largest = is_last ? 0 : largest_from(run);
+            continue;
+        }
+        if (largest != k)
+            exchange_rows(k, largest);
+        if (is_last)
+            return divide_row(path, column + k + 1, column[k], rows - k - 1);
+        largest = eliminate_next_column(run, k);
+        if (k + 1 - run == column_run) {
+            apply_columns(run, k + 1, k + 2, to);
             run = k + 1;
         }
     }
 }
 
-// False for a column of zeros, which is left alone.
+// The row of the pivot of column k.
 template <class T>
-bool lu_panel<T>::divide_by_pivot(std::size_t k)
+std::size_t lu_panel<T>::largest_from(std::size_t k) const
 {
-    T* const column = columns.row(k);
-    const std::size_t p = k + first_largest(path, column + k, rows - k);
-    if (column[p] == T(0))
-        return false;
-    if (p != k)
-        exchange_rows(k, p);
-    divide_row(path, column + k + 1, column[k], rows - k - 1);
-    return true;
+    return k + first_largest(path, columns.row(k) + k, rows - k);
+}
+
+// Column k is divided by its pivot, and the columns [run, k] are applied to the next one, whose
+// pivot's row is returned.
+template <class T>
+std::size_t lu_panel<T>::eliminate_next_column(std::size_t run, std::size_t k)
+{
+    if constexpr (std::is_same_v<T, double>)
+        if (path != portable_path) {
+            const auto eliminate =
+                path == avx512_path ? avx512_eliminate_next_column : avx2_eliminate_next_column;
+            return run + eliminate(k + 1 - run, &columns(run, run), columns.stride, rows - run);
+        }
+    divide_row(path, columns.row(k) + k + 1, columns(k, k), rows - k - 1);
+    apply_columns(run, k + 1, k + 1, k + 2);
+    return largest_from(k + 1);
 }
 
 // The columns [run, end) of L are applied to the columns [from, to) over all rows below.

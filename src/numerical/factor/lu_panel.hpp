@@ -38,7 +38,8 @@ private:
     void factorize_leaf(std::size_t from, std::size_t to);
     void solve_unit_lower(std::size_t from, std::size_t mid, std::size_t to);
     void apply_columns(std::size_t run, std::size_t end, std::size_t from, std::size_t to);
-    bool divide_by_pivot(std::size_t k);
+    std::size_t largest_from(std::size_t k) const;
+    std::size_t eliminate_next_column(std::size_t run, std::size_t k);
     void exchange_rows(std::size_t k, std::size_t p);
 };
 

@@ -32,6 +32,20 @@ double largest_magnitude(const double* x, std::size_t n)
                                             Lanes::larger(largest[2], largest[3])));
 }
 
+// The first i for which |x[i]| is `largest`, as it is for one of them.
+template <class Lanes>
+std::size_t first_of_magnitude(const double* x, std::size_t n, double largest)
+{
+    const auto sought = Lanes::all(largest);
+    std::size_t i = 0;
+    for (; i + Lanes::width <= n; i += Lanes::width)
+        if (const unsigned at = Lanes::equal_to(Lanes::magnitude(Lanes::load(x + i)), sought);
+            at != 0)
+            return i + std::size_t(__builtin_ctz(at));
+    const auto rest = Lanes::magnitude(last_vector<Lanes>(n - i).load(x + i));
+    return i + std::size_t(__builtin_ctz(Lanes::equal_to(rest, sought)));
+}
+
 // The maximum first, and then its place: two passes over a column in L1 are faster than one that
 // keeps places beside maxima.
 template <class Lanes>
@@ -39,14 +53,7 @@ std::size_t first_largest(const double* x, std::size_t n)
 {
     if (x[0] != x[0])
         return 0;
-    const auto largest = Lanes::all(largest_magnitude<Lanes>(x, n));
-    std::size_t i = 0;
-    for (; i + Lanes::width <= n; i += Lanes::width)
-        if (const unsigned at = Lanes::equal_to(Lanes::magnitude(Lanes::load(x + i)), largest);
-            at != 0)
-            return i + std::size_t(__builtin_ctz(at));
-    const auto rest = Lanes::magnitude(last_vector<Lanes>(n - i).load(x + i));
-    return i + std::size_t(__builtin_ctz(Lanes::equal_to(rest, largest)));
+    return first_of_magnitude<Lanes>(x, n, largest_magnitude<Lanes>(x, n));
 }
 
 } // namespace

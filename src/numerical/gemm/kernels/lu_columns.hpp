@@ -29,4 +29,15 @@ void avx2_apply_complex_columns(std::size_t run, const double* l, double* dest,
 void avx512_apply_complex_columns(std::size_t run, const double* l, double* dest,
                                   std::size_t dest_columns, std::size_t stride, std::size_t rows);
 
+// One step of the elimination of real columns, in a pass: the elements below the pivot of the run's
+// last column, which the columns before have been applied to, are divided by it, and the run is
+// applied to the column right of it as above. Returns the row, counted from the run's first pivot,
+// of the first element of greatest magnitude below the run in that column; NaNs are passed over,
+// unless the first is one: then it is the first. run < rows, and nothing after a column's last row
+// is touched.
+std::size_t avx2_eliminate_next_column(std::size_t run, double* l, std::size_t stride,
+                                       std::size_t rows);
+std::size_t avx512_eliminate_next_column(std::size_t run, double* l, std::size_t stride,
+                                         std::size_t rows);
+
 } // namespace numerical::detail

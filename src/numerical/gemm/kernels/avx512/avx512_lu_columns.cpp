@@ -19,4 +19,10 @@ void avx512_apply_complex_columns(std::size_t run, const double* l, double* dest
     apply_columns<lanes, complex_coefficient<lanes>>(run, l, dest, dest_columns, stride, rows);
 }
 
+std::size_t avx512_eliminate_next_column(std::size_t run, double* l, std::size_t stride,
+                                         std::size_t rows)
+{
+    return eliminate_next_column<lanes>(run, l, stride, rows);
+}
+
 } // namespace numerical::detail
