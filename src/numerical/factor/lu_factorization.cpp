@@ -58,23 +58,33 @@ lu_factorization<T>::lu_factorization(block_view<T> matrix, std::size_t block_wi
     std::iota(exchanges.begin(), exchanges.end(), std::size_t{0});
 }
 
-//    from  mid   to   last
-//    [ L\U   U01 |  ·  ]  from     left half; U01 = L⁻¹·A01;
-//    [ L10   A11 |  ·  ]  mid      A11 -= L10·U01; right half, and its exchanges on L10.
-//
-// Only [from, to) is factored; the columns up to `last` become U above row `to` and are updated
-// below. The left half has whole blocks and no more of them than the right one.
+// The columns right of a wide matrix's square are solved for when that is factored. Updated with
+// its columns, they would be cut into tiles for the threads, and in the last, low updates the width
+// of a tile would decide how its products are summed.
 template <class T>
-void lu_factorization<T>::factorize_columns(std::size_t from, std::size_t to, std::size_t last)
+void lu_factorization<T>::factorize()
+{
+    factorize_columns(0, steps);
+    if (a.cols > steps)
+        solve_rows(0, steps, steps, a.cols);
+}
+
+//    from  mid   to
+//    [ L\U   U01 ]  from     left half; U01 = L⁻¹·A01;
+//    [ L10   A11 ]  mid      A11 -= L10·U01; right half, and its exchanges on L10.
+//
+// The left half has whole blocks and no more of them than the right one.
+template <class T>
+void lu_factorization<T>::factorize_columns(std::size_t from, std::size_t to)
 {
     if (to - from <= most_by_blocks)
-        return factorize_blocks(from, to, last);
+        return factorize_blocks(from, to);
     const std::size_t mid = from + first_part<T>(to - from, block);
-    factorize_columns(from, mid, mid);
-    solve_rows(from, mid, mid, last);
-    subtract_product<T>(negative, a.sub(mid, a.rows, from, mid), a.sub(from, mid, mid, last),
-                        a.sub(mid, a.rows, mid, last));
-    factorize_columns(mid, to, last);
+    factorize_columns(from, mid);
+    solve_rows(from, mid, mid, to);
+    subtract_product<T>(negative, a.sub(mid, a.rows, from, mid), a.sub(from, mid, mid, to),
+                        a.sub(mid, a.rows, mid, to));
+    factorize_columns(mid, to);
     exchange_rows_in_tiles(mid, to, from, mid);
 }
 
@@ -82,7 +92,7 @@ void lu_factorization<T>::factorize_columns(std::size_t from, std::size_t to, st
 //    [  L\U    U   |   U    ]  start     solve for the rows of U;
 //    [   L   panel | update ]  end       the next panel's columns first, then it and the rest.
 template <class T>
-void lu_factorization<T>::factorize_blocks(std::size_t from, std::size_t to, std::size_t last)
+void lu_factorization<T>::factorize_blocks(std::size_t from, std::size_t to)
 {
     std::size_t start = from;
     std::size_t end = std::min(start + block, to);
@@ -92,13 +102,11 @@ void lu_factorization<T>::factorize_blocks(std::size_t from, std::size_t to, std
     while (end < to) {
         const std::size_t next_end = std::min(to, end + block);
         std::swap(minus_l, next_minus_l);
-        solve_panel_rows(start, end, last);
-        update_beside_panel(start, end, next_end, last);
+        solve_panel_rows(start, end, to);
+        update_beside_panel(start, end, next_end, to);
         start = end;
         end = next_end;
     }
-    if (end < last)
-        solve_rows(start, end, end, last);
     exchange_rows_of_l(from, to);
 }
 

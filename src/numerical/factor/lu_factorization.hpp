@@ -22,7 +22,7 @@ class lu_factorization
 public:
     lu_factorization(block_view<T> matrix, std::size_t block_width);
 
-    void factorize() { factorize_columns(0, steps, a.cols); }
+    void factorize();
 
     // Row i was exchanged with row exchanges[i], in ascending order of i.
     const std::vector<std::size_t>& row_exchanges() const { return exchanges; }
@@ -42,8 +42,8 @@ private:
     aligned_vector<T> negative;     // the smaller operand of a product between halves
     bool met_zero_pivot = false;
 
-    void factorize_columns(std::size_t from, std::size_t to, std::size_t last);
-    void factorize_blocks(std::size_t from, std::size_t to, std::size_t last);
+    void factorize_columns(std::size_t from, std::size_t to);
+    void factorize_blocks(std::size_t from, std::size_t to);
     void factorize_panel(std::size_t panel_first, std::size_t panel_last);
     void keep_minus_l(std::size_t start, std::size_t end);
     void solve_rows(std::size_t first, std::size_t mid, std::size_t from, std::size_t to);
