@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <array>
 #include <type_traits>
+#include <vector>
 
 namespace numerical {
 namespace detail {
@@ -24,36 +25,59 @@ constexpr std::size_t few_columns = 16;
 
 // Strips for each thread: several, so that one that is held up gets fewer of them.
 constexpr std::size_t strips_per_thread = 4;
-// Narrower strips would read L and U too often.
-constexpr std::size_t narrowest_strip = 64;
+// Much narrower strips would read L and U too often.
+constexpr std::size_t narrow_strip = 64;
 
-// The columns of a strip where each thread is to solve for its own: all of L and then all of U, so
-// that no thread waits for another. One strip where there are too few columns, or one thread, whose
+// The strips where each thread is to solve for its own: all of L and then all of U, so that no
+// thread waits for another. One strip where there are too few columns, or one thread, whose
 // products are best when they are wide; the loops within it are then cut for the threads.
-std::size_t strip_width(std::size_t columns)
+std::size_t strips_of(std::size_t columns)
 {
     const std::size_t threads = allowed_threads();
-    if (threads == 1 || columns < narrowest_strip * threads)
-        return columns;
-    const std::size_t share = ceil_div(columns, strips_per_thread * threads);
-    return std::max(round_up(share, triangular_tile / 4), narrowest_strip);
+    if (threads == 1 || columns < narrow_strip * threads)
+        return 1;
+    const std::size_t for_each = ceil_div(columns, narrow_strip) / threads;
+    return std::clamp<std::size_t>(for_each, 1, strips_per_thread) * threads;
 }
 
-// solve(first, strip) for the strips of X, which begin at the column `first`. The last one has the
-// columns that are left: at least 17, so that a product's width never decides how it is summed.
-template <class T, class F>
-void for_each_strip(block_view<T> x, const F& solve)
+// Where strips of equal work begin, and the end of the last, the work of a column being
+// work(its place from 0 to 1). The last strip has at least 17 columns, so that a product's width
+// never decides how it is summed.
+template <class F>
+std::vector<std::size_t> strip_bounds(std::size_t columns, const F& work)
 {
-    constexpr std::size_t least = 17;
+    constexpr std::size_t unit = triangular_tile / 4;
+    const std::size_t strips = strips_of(columns);
+    std::vector<double> sums{0};
+    for (std::size_t at = 0; at < columns; at += unit)
+        sums.push_back(sums.back() + work(double(at) / double(columns)));
+    std::vector<std::size_t> bounds{0};
+    for (std::size_t i = 1; i + 1 < sums.size(); ++i)
+        if (sums[i] * double(strips) >= sums.back() * double(bounds.size()) &&
+            columns - i * unit > unit)
+            bounds.push_back(i * unit);
+    bounds.push_back(columns);
+    return bounds;
+}
+
+// solve(first, strip) for the strips of X, which begin at the column `first`.
+template <class T, class F>
+void for_each_strip(block_view<T> x, unit_lower_rhs identity, const F& solve)
+{
     if (x.cols == 0)
         return;
-    const std::size_t width = strip_width(x.cols);
-    const std::size_t strips = width <= least ? 1 : (x.cols + width - least) / width;
+    // L is applied to what the identity has from the diagonal down, and U to all.
+    const auto of_identity = [](double place) { return 1 + (1 - place) * (1 - place); };
+    const auto of_full = [](double) { return 1.0; };
+    const std::vector<std::size_t> bounds = identity == unit_lower_rhs::yes
+                                                ? strip_bounds(x.cols, of_identity)
+                                                : strip_bounds(x.cols, of_full);
     const auto solve_strip = [&](std::size_t s) {
-        const std::size_t first = s * width;
-        solve(first, x.sub(0, x.rows, first, s + 1 == strips ? x.cols : first + width));
+        solve(bounds[s], x.sub(0, x.rows, bounds[s], bounds[s + 1]));
     };
-    parallel_for(strips, substitution_work<T>(x.rows) / triangular_tile * width, solve_strip);
+    const std::size_t strips = bounds.size() - 1;
+    parallel_for(strips, substitution_work<T>(x.rows) / triangular_tile * (x.cols / strips),
+                 solve_strip);
 }
 
 // For few right-hand sides: one pass over L, then one over U, whose rows are applied block by block
@@ -139,7 +163,7 @@ void lu_decomposition<T>::solve_rows(detail::block_view<T> x, unit_lower_rhs ide
         detail::substitute_directly(path, lu, block, x);
         return;
     }
-    detail::for_each_strip(x, [&](std::size_t first, detail::block_view<T> strip) {
+    detail::for_each_strip(x, identity, [&](std::size_t first, detail::block_view<T> strip) {
         if (identity == unit_lower_rhs::yes)
             detail::invert_unit_lower(lu, block, first, strip);
         else
@@ -180,8 +204,10 @@ aligned_vector<T> lu_decomposition<T>::solve_matrix(const aligned_vector<T>& b,
     aligned_vector<T> solution = detail::uninitialized<T>(order * columns);
     const detail::block_view<T> x{solution.data(), order, columns};
     const auto solve_permuted = [&](detail::block_view<T> y) {
-        for (std::size_t i = 0; i < order; ++i)
+        const auto copy_row = [&](std::size_t i) {
             std::copy_n(b.data() + permutation[i] * columns, columns, y.row(i));
+        };
+        detail::parallel_for(order, columns * (sizeof(T) / sizeof(double)) / 2, copy_row);
         solve_rows(y, unit_lower_rhs::no);
     };
     if (columns < detail::triangular_tile || !detail::stride_crowds_cache_sets<T>(columns)) {

@@ -281,11 +281,12 @@ TYPED_TEST(lu_solve, survives_hard_matrices)
     }
 }
 
+// Two threads take strips from 128 columns on, three from 192 on.
 TYPED_TEST(lu_solve, has_the_same_bits_for_every_number_of_threads)
 {
     const size_t n = 256;
     const auto a = test::random_matrix<TypeParam>(n, n, 3);
-    for (const size_t columns : {16, 17, 256, 300}) {
+    for (const size_t columns : {16, 17, 127, 128, 129, 191, 192, 193, 300}) {
         const auto b = test::random_matrix<TypeParam>(n, columns, 4);
         numerical::aligned_vector<TypeParam> first;
         for (const size_t threads : test::thread_counts) {
@@ -330,7 +331,7 @@ TYPED_TEST(lu_solve, inverse_of_a_permutation_is_exact)
 
 TYPED_TEST(lu_solve, inverse_has_the_same_bits_for_every_number_of_threads)
 {
-    for (const size_t n : {100, 256, 300}) {
+    for (const size_t n : {127, 128, 129, 191, 192, 193, 300}) {
         const auto a = test::random_matrix<TypeParam>(n, n, 3);
         numerical::aligned_vector<TypeParam> first;
         for (const size_t threads : test::thread_counts) {
