@@ -360,7 +360,8 @@ double greatest_sum(std::size_t n, const aligned_vector<double>& sums)
 
 // The upper triangle of A, from the lower one, in that of an array; what a transposed group of rows
 // leaves below the diagonal is overwritten by L. Returns the norm, infinite or NaN where an
-// entry is. Group g writes columns of its own, and sums of its own.
+// entry is. Group g writes columns of its own, and sums of its own. The next row is prefetched, as
+// the hardware's prefetchers begin anew with each.
 template <class T>
 double take_lower(block_view<const T> a, symmetry kind, block_view<T> triangles)
 {
@@ -370,8 +371,11 @@ double take_lower(block_view<const T> a, symmetry kind, block_view<T> triangles)
     const auto take_group = [&](std::size_t g) {
         const std::size_t from = g * group_rows;
         const std::size_t to = std::min(from + group_rows, n);
-        for (std::size_t k = from; k < to; ++k)
+        for (std::size_t k = from; k < to; ++k) {
+            if (k + 1 < n)
+                prefetch_run(a.row(k + 1), k + 1);
             add_row_to_sums(a.row(k), k, sums.data() + g * n);
+        }
         const auto turn_into = kind == symmetry::hermitian ? adjoint_into<T> : transpose_into<T>;
         turn_into(triangles.sub(0, to, from, to), a.sub(from, to, 0, to));
     };
