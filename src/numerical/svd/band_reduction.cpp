@@ -2,6 +2,7 @@
 #include "numerical/factor/reflector_block.hpp"
 #include "numerical/factor/wide_qr_panel.hpp"
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/svd/band_bidiagonal.hpp"
@@ -57,16 +58,6 @@ block_view<const T> factor_of(const reflector_block<T>& q)
     return {q.factor.data(), q.count, q.count};
 }
 
-// -Tᴴ·(VᴴC), by which Qᴴ·C = C + V·that.
-template <class T>
-void left_weights(const reflector_block<T>& q, block_view<const T> c, block_view<T> weights)
-{
-    dense_block<T> along(q.count, c.cols);
-    set_adjoint_product<T>(vectors_of(q), c, along.view);
-    aligned_vector<T> minus_factor = negated_copy(factor_of(q));
-    set_adjoint_product<T>({minus_factor.data(), q.count, q.count}, along.view, weights);
-}
-
 // Rows become lower triangular by reflections from the right, which are the result.
 template <class T>
 reflector_block<T> reduce_rows(block_view<T> rows)
@@ -84,50 +75,149 @@ reflector_block<T> reduce_rows(block_view<T> rows)
     return q;
 }
 
-// Columns [from, to) become upper triangular by Q from the left, then rows [from, to) right of them
-// lower triangular by P from the right. The rows see Q at once. What lies below them sees both in
-// one product: with Q = I - V·S·Vᴴ and P = I - U·T·Uᴴ,
+// Columns, or rows, of the part of the matrix that is left, as a loop over it takes them: some for
+// each of two threads, and no wider where there is room for more.
+slab_partition slabs_of_length(std::size_t length)
+{
+    constexpr std::size_t least = 32;
+    constexpr std::size_t wide = 128;
+    constexpr std::size_t some = 4;
+    return {length, std::max({std::min(length / least, some), length / wide, std::size_t{1}})};
+}
+
+// Of a product, on the scale of parallel_for: a thread of AVX-512 does some 60 real products in a
+// nanosecond.
+template <class T>
+std::size_t work_of_product(std::size_t rows, std::size_t cols, std::size_t depth)
+{
+    constexpr std::size_t real_products = std::is_same_v<T, double> ? 1 : 4;
+    constexpr std::size_t products_per_unit = 4;
+    return real_products * rows * cols * depth / products_per_unit;
+}
+
+// The reduction of one matrix. A step makes columns [from, to) upper triangular by Q from the left,
+// then rows [from, to) right of them lower triangular by P from the right. The rows see Q at once.
+// What lies below them sees both in one product: with Q = I - V·S·Vᴴ and P = I - U·T·Uᴴ,
 //
 //     QᴴA·P = A + V·Y - X·Uᴴ    Y = -Sᴴ·(VᴴA)    X = (A·U + V·(Y·U))·T
+//
+// That product is formed by the next step, whose column panel is factored beside it.
 template <class T>
-void reduce_columns_and_rows(aligned_vector<T>& a, std::size_t n, std::size_t from, std::size_t to)
+class band_reduction
 {
-    const block_view<T> all{a.data(), n, n};
-    const reflector_block<T> q = factor_wide_qr_panel(all.sub(from, n, from, to), from);
+public:
+    explicit band_reduction(block_view<T> matrix) : all(matrix), n(matrix.rows) {}
+
+    void reduce_columns_and_rows(std::size_t from, std::size_t to);
+
+private:
+    block_view<T> all;
+    std::size_t n;
+    dense_block<T> left{0, 0};  // V beside -X
+    dense_block<T> right{0, 0}; // Y above Uᴴ
+
+    reflector_block<T> update_and_factor(std::size_t from, std::size_t to);
+    dense_block<T> reflect_rows(const reflector_block<T>& q, std::size_t from, std::size_t to);
+    void weigh_left(block_view<const T> v, block_view<const T> y, const reflector_block<T>& p);
+};
+
+// The product of the step before, and the block of the columns.
+template <class T>
+reflector_block<T> band_reduction<T>::update_and_factor(std::size_t from, std::size_t to)
+{
+    const std::size_t depth = left.view.cols;
+    const std::size_t width = to - from;
+    const slab_partition slabs = slabs_of_length(n - to);
+    const auto update = [&](std::size_t first, std::size_t last) {
+        if (depth != 0 && first != last)
+            add_product<T>(left.view, right.view.sub(0, depth, first, last),
+                           all.sub(from, n, from + first, from + last));
+    };
+    const auto update_slab = [&](std::size_t s) {
+        update(width + slabs.begin(s), width + slabs.begin(s + 1));
+    };
+    reflector_block<T> q;
+    const auto factor = [&] {
+        update(0, width);
+        q = factor_wide_qr_panel(all.sub(from, n, from, to), from);
+    };
+    parallel_for_beside(slabs.count, work_of_product<T>(n - from, slabs.width / slabs.count, depth),
+                        update_slab, factor);
+    return q;
+}
+
+// Y, and the rows [from, to) after Q.
+template <class T>
+dense_block<T> band_reduction<T>::reflect_rows(const reflector_block<T>& q, std::size_t from,
+                                               std::size_t to)
+{
+    const std::size_t width = to - from;
+    const std::size_t length = n - to;
+    const block_view<const T> v = vectors_of(q);
+    const aligned_vector<T> minus_factor = negated_copy(factor_of(q));
+    dense_block<T> along(width, length);
+    dense_block<T> y_and_u(2 * width, length);
+    const slab_partition slabs = slabs_of_length(length);
+    const auto reflect_slab = [&](std::size_t s) {
+        const std::size_t first = slabs.begin(s);
+        const std::size_t last = slabs.begin(s + 1);
+        const block_view<T> dots = along.view.sub(0, width, first, last);
+        const block_view<T> y = y_and_u.view.sub(0, width, first, last);
+        set_adjoint_product<T>(v, all.sub(from, n, to + first, to + last), dots);
+        set_adjoint_product<T>({minus_factor.data(), width, width}, dots, y);
+        add_product<T>(v.sub(0, width, 0, width), y, all.sub(from, to, to + first, to + last));
+    };
+    parallel_for(slabs.count, work_of_product<T>(n - from, length / slabs.count, width),
+                 reflect_slab);
+    return y_and_u;
+}
+
+// V beside -X, of the rows below.
+template <class T>
+void band_reduction<T>::weigh_left(block_view<const T> v, block_view<const T> y,
+                                   const reflector_block<T>& p)
+{
+    const std::size_t length = v.rows;
+    const std::size_t width = v.cols;
+    const block_view<const T> u = vectors_of(p);
+    const block_view<const T> below = all.sub(n - length, n, n - length, n);
+    dense_block<T> inner(width, p.count); // Y·U
+    set_product<T>(y, u, inner.view);
+    const aligned_vector<T> minus_factor = negated_copy(factor_of(p));
+    dense_block<T> along(length, p.count); // A·U + V·(Y·U)
+    left = dense_block<T>(length, width + p.count);
+    const slab_partition slabs = slabs_of_length(length);
+    const auto weigh_slab = [&](std::size_t s) {
+        const std::size_t first = slabs.begin(s);
+        const std::size_t last = slabs.begin(s + 1);
+        const block_view<T> x = along.view.sub(first, last, 0, p.count);
+        set_product<T>(below.sub(first, last, 0, length), u, x);
+        add_product<T>(v.sub(first, last, 0, width), inner.view, x);
+        for (std::size_t i = first; i < last; ++i)
+            std::copy_n(v.row(i), width, left.view.row(i));
+        set_product<T>(x, {minus_factor.data(), p.count, p.count},
+                       left.view.sub(first, last, width, width + p.count));
+    };
+    parallel_for(slabs.count, work_of_product<T>(length / slabs.count, p.count, length),
+                 weigh_slab);
+}
+
+template <class T>
+void band_reduction<T>::reduce_columns_and_rows(std::size_t from, std::size_t to)
+{
+    const reflector_block<T> q = update_and_factor(from, to);
     if (to == n)
         return;
     const std::size_t width = to - from;
     const std::size_t length = n - to;
-    const block_view<const T> v = vectors_of(q);
-    const block_view<const T> v_above = v.sub(0, width, 0, width);
-    const block_view<const T> v_below = v.sub(width, q.rows, 0, width);
-
-    dense_block<T> right(2 * width, length); // Y above Uᴴ
-    const block_view<T> y = right.view.sub(0, width, 0, length);
-    left_weights<T>(q, all.sub(from, n, to, n), y);
-    const block_view<T> rows = all.sub(from, to, to, n);
-    add_product<T>(v_above, y, rows);
-    const reflector_block<T> p = reduce_rows(rows);
-    const block_view<const T> u = vectors_of(p);
-    transpose_into<T>(right.view.sub(width, width + p.count, 0, length), u);
-    for (std::size_t i = width * length; i < (width + p.count) * length; ++i)
-        right.elements[i] = conjugate(right.elements[i]);
-
-    const block_view<T> below = all.sub(to, n, to, n);
-    dense_block<T> along(length, p.count); // A·U + V·(Y·U)
-    set_product<T>(below, u, along.view);
-    dense_block<T> inner(width, p.count);
-    set_product<T>(y, u, inner.view);
-    add_product<T>(v_below, inner.view, along.view);
-
-    const std::size_t depth = width + p.count;
-    dense_block<T> left(length, depth); // V beside -X
-    for (std::size_t i = 0; i < length; ++i)
-        std::copy_n(v_below.row(i), width, left.view.row(i));
-    aligned_vector<T> minus_factor = negated_copy(factor_of(p));
-    set_product<T>(along.view, {minus_factor.data(), p.count, p.count},
-                   left.view.sub(0, length, width, depth));
-    add_product<T>(left.view, right.view.sub(0, depth, 0, length), below);
+    dense_block<T> y_and_u = reflect_rows(q, from, to);
+    const reflector_block<T> p = reduce_rows(all.sub(from, to, to, n));
+    transpose_into<T>(y_and_u.view.sub(width, width + p.count, 0, length), vectors_of(p));
+    conjugate_all(y_and_u.view.row(width), p.count * length);
+    weigh_left(vectors_of(q).sub(width, q.rows, 0, width), y_and_u.view.sub(0, width, 0, length),
+               p);
+    right = std::move(y_and_u);
+    right.view.rows = width + p.count;
 }
 
 } // namespace
@@ -141,8 +231,9 @@ template <class T>
 upper_band<T> reduce_to_band(aligned_vector<T> a, std::size_t n, std::size_t width)
 {
     upper_band<T> band(n, width);
+    band_reduction<T> reduction({a.data(), n, n});
     for (std::size_t from = 0; from < n; from += width)
-        reduce_columns_and_rows(a, n, from, std::min(from + width, n));
+        reduction.reduce_columns_and_rows(from, std::min(from + width, n));
     for (std::size_t i = 0; i < n; ++i)
         std::copy_n(a.data() + i * n + i, std::min(width + 1, n - i), &band(i, i));
     return band;
