@@ -358,22 +358,19 @@ EMULATED_INLINE __m512d _mm512_castsi512_pd(__m512i w)
     return {reinterpret_cast<emulated_doubles>(w.low), reinterpret_cast<emulated_doubles>(w.high)};
 }
 
+EMULATED_INLINE __m512i _mm512_setr_epi64(long long l0, long long l1, long long l2, long long l3,
+                                          long long l4, long long l5, long long l6, long long l7)
+{
+    const emulated_integers low{l0, l1, l2, l3};
+    const emulated_integers high{l4, l5, l6, l7};
+    return {reinterpret_cast<emulated_words>(low), reinterpret_cast<emulated_words>(high)};
+}
+
 EMULATED_INLINE __m512i _mm512_set1_epi64(long long x)
 {
     const auto word = static_cast<unsigned long long>(x);
     const emulated_words half{word, word, word, word};
     return {half, half};
-}
-
-EMULATED_INLINE __m512i _mm512_setr_epi64(long long l0, long long l1, long long l2, long long l3,
-                                          long long l4, long long l5, long long l6, long long l7)
-{
-    const auto half = [](long long a, long long b, long long c, long long d) {
-        return emulated_words{static_cast<unsigned long long>(a), static_cast<unsigned long long>(b),
-                              static_cast<unsigned long long>(c),
-                              static_cast<unsigned long long>(d)};
-    };
-    return {half(l0, l1, l2, l3), half(l4, l5, l6, l7)};
 }
 
 EMULATED_INLINE __m512i _mm512_add_epi64(__m512i a, __m512i b)

@@ -121,8 +121,10 @@ void record_lanes(recorder& record, const intrinsic_operands& in, __m512d a, __m
     record.lanes_of("_mm512_permutex2var_pd", _mm512_permutex2var_pd(a, index, b));
     record.lanes_of("_mm512_permutexvar_pd", _mm512_permutexvar_pd(index, a));
     record.lanes_of("_mm512_castsi512_pd", _mm512_castsi512_pd(index));
-    record.lanes_of("_mm512_set1_epi64", _mm512_set1_epi64(static_cast<long long>(in.index[0])));
-    record.lanes_of("_mm512_setr_epi64", _mm512_setr_epi64(3, 1, 4, -1, 5, 9, -2, 6));
+    const auto word = [&](std::size_t i) { return static_cast<long long>(in.index[i]); };
+    record.lanes_of("_mm512_setr_epi64", _mm512_setr_epi64(word(7), word(6), word(5), word(4),
+                                                           word(3), word(2), word(1), word(0)));
+    record.lanes_of("_mm512_set1_epi64", _mm512_set1_epi64(word(0)));
 }
 
 } // namespace

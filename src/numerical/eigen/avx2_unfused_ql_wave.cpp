@@ -66,10 +66,9 @@ struct lanes
         return {_mm256_blend_pd(low, _mm256_broadcast_sd(first), 1), _mm256_blend_pd(high, low, 1)};
     }
 
-    static double last(vector v)
+    static void store_last(double* x, vector v)
     {
-        const __m128d end = _mm256_extractf128_pd(v.high, 1);
-        return _mm_cvtsd_f64(_mm_unpackhi_pd(end, end));
+        _mm_storeh_pd(x, _mm256_extractf128_pd(v.high, 1));
     }
 };
 

@@ -36,15 +36,13 @@ struct lanes
     // Each lane's number in the next lane, and *first in the first one.
     static vector handed_on(vector v, const double* first)
     {
-        const __m512i before = _mm512_setr_epi64(0, 0, 1, 2, 3, 4, 5, 6);
-        return _mm512_mask_permutexvar_pd(_mm512_set1_pd(*first), 0xFE, before, v);
+        return _mm512_permutex2var_pd(v, _mm512_setr_epi64(8, 0, 1, 2, 3, 4, 5, 6),
+                                      _mm512_set1_pd(*first));
     }
 
-    static double last(vector v)
+    static void store_last(double* x, vector v)
     {
-        const __m256d upper = _mm512_extractf64x4_pd(v, 1);
-        const __m128d end = _mm256_extractf128_pd(upper, 1);
-        return _mm_cvtsd_f64(_mm_unpackhi_pd(end, end));
+        _mm512_mask_storeu_pd(x, 1, _mm512_permutex2var_pd(v, _mm512_set1_epi64(7), v));
     }
 };
 

@@ -71,7 +71,7 @@ struct lanes
         return of_each([&](std::size_t i) { return i == 0 ? *first : v[i - 1]; });
     }
 
-    static double last(const vector& v) { return v.back(); }
+    static void store_last(double* x, const vector& v) { *x = v.back(); }
 
 private:
     template <class F>

@@ -24,9 +24,9 @@ public:
     void end_upto(std::size_t lane, const double* d, const double* e);
 
     // What the last lane's step has left of the row below.
-    double last_entry() const { return Lanes::last(entries); }
+    void store_last_entry(double* d) const { Lanes::store_last(d, entries); }
 
-    double last_square() const { return Lanes::last(squares); }
+    void store_last_square(double* e) const { Lanes::store_last(e, squares); }
 
 private:
     using vector = typename Lanes::vector;
@@ -123,19 +123,19 @@ void run_ql_wave_in(double* d, double* e, std::size_t l, std::size_t m, const do
     }
     --row;
     wave.step(d + row, e + row);
-    d[m] = wave.last_entry();
+    wave.store_last_entry(&d[m]);
     while (row-- > l) {
         wave.step(d + row, e + row);
-        d[row + rows_of_wave + 1] = wave.last_entry();
-        e[row + rows_of_wave + 1] = wave.last_square();
+        wave.store_last_entry(&d[row + rows_of_wave + 1]);
+        wave.store_last_square(&e[row + rows_of_wave + 1]);
     }
     for (std::size_t past = 0; past <= rows_of_wave; ++past) { // the first lane's end
         if (past % rows_between_sweeps == 0)
             wave.end_upto(past / rows_between_sweeps, d + l, e + l);
         else
             wave.step(d + l, e + l);
-        d[l + rows_of_wave - past] = wave.last_entry();
-        e[l + rows_of_wave - past] = wave.last_square();
+        wave.store_last_entry(&d[l + rows_of_wave - past]);
+        wave.store_last_square(&e[l + rows_of_wave - past]);
     }
 }
 
