@@ -50,7 +50,8 @@ eigenpairs<T> solve_by_reduction(matrix<T> a, double scale, eigen_method method,
     aligned_vector<double> e(n);
     scale_lower(a, scale);
     const bool fastest = blocks == eigen_blocks::fastest;
-    auto reduction = tridiagonalize(a.data, n, d, e, fastest ? fastest_panel(n) : fixed_panel);
+    auto reduction =
+        tridiagonalize(a.data, n, d, e, fastest ? reduction_form::fastest : reduction_form::fixed);
     reduction.way_back = fastest ? fastest_way_back<T>(n) : fixed_way_back;
     a.data = {}; // the next block of this size may then be the same memory
     const bool by_ql = method == eigen_method::tridiagonal_ql || n < divide_order;

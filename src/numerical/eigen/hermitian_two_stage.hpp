@@ -20,7 +20,7 @@ namespace numerical::detail {
 template <class T>
 constexpr std::size_t most_two_stage_vectors(std::size_t n)
 {
-    constexpr std::size_t least_order = 550;
+    constexpr std::size_t least_order = 1100;
     return std::is_same_v<T, double> && n >= least_order ? n / 20 : 0;
 }
 

@@ -145,7 +145,7 @@ eigenpairs<T> pairs_of_scaled(aligned_vector<T> a, std::size_t n, const eigen_se
             detail::reduce_in_two_stages(std::move(a), n, detail::hermitian_band_width(n), d, e);
         return pairs_of_reduction<T>(problem, reduction, true);
     }
-    auto reduction = detail::tridiagonalize(a, n, d, e, detail::fastest_panel(n));
+    auto reduction = detail::tridiagonalize(a, n, d, e, detail::reduction_form::fastest);
     reduction.way_back = detail::fastest_way_back<T>(n);
     a = {};
     const std::size_t most = detail::most_iterated_vectors(n);

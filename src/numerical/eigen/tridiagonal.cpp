@@ -3,6 +3,7 @@
 #include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/eigen/hermitian_product.hpp"
+#include "numerical/eigen/symmetric_steps.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/kernels/gemv.hpp"
@@ -261,15 +262,23 @@ void make_real(const aligned_vector<complex>& sub, aligned_vector<complex>& phas
 template <class T>
 tridiagonal_reduction<T> tridiagonalize(aligned_vector<T>& a, std::size_t n,
                                         aligned_vector<double>& d, aligned_vector<double>& e,
-                                        std::size_t panel)
+                                        reduction_form form)
 {
+    const bool fastest = form == reduction_form::fastest;
+    const std::size_t panel = fastest ? fastest_panel(n) : fixed_panel;
+    const std::size_t by_steps = fastest ? most_order_of_steps<T> : 0;
     tridiagonal_reduction<T> reduction{std::vector<aligned_vector<T>>(n), aligned_vector<T>(n)};
     aligned_vector<T> sub(n);
-    if (n >= 2) {
+    std::size_t from = 0;
+    if (n >= 2 && n > by_steps) {
         reducer<T> columns(a, n, panel, reduction.reflectors, sub);
-        for (std::size_t from = 0; from < n - 1; from += panel)
+        for (; from < n - 1 && n - from > by_steps; from += panel)
             columns.reduce_panel(from, std::min(from + panel, n - 1));
     }
+    if constexpr (std::is_same_v<T, double>)
+        if (from + 1 < n && by_steps != 0)
+            reduce_by_steps({&a[from * n + from], n - from, n - from, n},
+                            reduction.reflectors.data() + from, sub.data() + from);
     for (std::size_t i = 0; i < n; ++i)
         d[i] = real_part(a[i * n + i]);
     e[n - 1] = 0;
@@ -279,9 +288,9 @@ tridiagonal_reduction<T> tridiagonalize(aligned_vector<T>& a, std::size_t n,
 
 template tridiagonal_reduction<double> tridiagonalize(aligned_vector<double>&, std::size_t,
                                                       aligned_vector<double>&,
-                                                      aligned_vector<double>&, std::size_t);
+                                                      aligned_vector<double>&, reduction_form);
 template tridiagonal_reduction<complex> tridiagonalize(aligned_vector<complex>&, std::size_t,
                                                        aligned_vector<double>&,
-                                                       aligned_vector<double>&, std::size_t);
+                                                       aligned_vector<double>&, reduction_form);
 
 } // namespace numerical::detail

@@ -8,7 +8,8 @@
 // Columns are handled in panels (Dongarra, Sorensen and Hammarling 1989): within a panel the
 // trailing matrix stays as it was, and each column is brought up to date from the panel's vectors
 // alone; then A -= V·Wᴴ + W·Vᴴ at once by products. The operation that can't be blocked is the
-// product of the trailing matrix with each reflector.
+// product of the trailing matrix with each reflector. Real matrices that lie in the caches take
+// less time without panels.
 
 #include "numerical/aligned_vector.hpp"
 
@@ -39,10 +40,14 @@ struct tridiagonal_reduction
     std::size_t way_back = fixed_way_back; // reflectors of a block
 };
 
-// Columns of a panel. The order of summation, and with it the bits of the results, follows from it:
-// the width for functions whose bits never change, and the fastest for the order. A column is
-// brought up to date by the vectors of those before, which takes the longer the wider a panel is;
-// the product that a narrow one leaves passes over a large matrix more often.
+// The order of summation, and with it the bits of the results, follows from the width of the panels
+// and from what is done without them: a form for functions whose bits never change, and the fastest
+// for the order.
+enum class reduction_form { fixed, fastest };
+
+// Columns of a panel. A column is brought up to date by the vectors of those before, which takes
+// the longer the wider a panel is; the product that a narrow one leaves passes over a large matrix
+// more often.
 constexpr std::size_t fixed_panel = 32;
 
 constexpr std::size_t fastest_panel(std::size_t n)
@@ -51,12 +56,18 @@ constexpr std::size_t fastest_panel(std::size_t n)
     return n < large ? 16 : fixed_panel;
 }
 
+// A matrix of this order and what is left of a larger one go by steps (symmetric_steps.hpp), which
+// read and write it for each column where a product with a vector reads it: beyond, outside L2 and
+// on one thread, they take longer than panels.
+template <class T>
+constexpr std::size_t most_order_of_steps = std::is_same_v<T, double> ? 1100 : 0;
+
 // Reduces the n × n matrix `a`, of which the lower triangle is read, and overwrites it. d receives
 // the diagonal, e the subdiagonal and a last 0, both of n entries. For double e keeps its signs.
 template <class T>
 tridiagonal_reduction<T> tridiagonalize(aligned_vector<T>& a, std::size_t n,
                                         aligned_vector<double>& d, aligned_vector<double>& e,
-                                        std::size_t panel = fixed_panel);
+                                        reduction_form form = reduction_form::fixed);
 
 // The n × n basis B by rows: an eigenvector of the tridiagonal matrix, as a row z, gives the
 // matrix's as the row z·B.

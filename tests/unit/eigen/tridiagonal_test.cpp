@@ -29,13 +29,15 @@ struct reduced
     tridiagonal_reduction<T> reduction;
 };
 
+constexpr reduction_form forms[] = {reduction_form::fixed, reduction_form::fastest};
+
 template <class T>
-reduced<T> reduce(const matrix<T>& a)
+reduced<T> reduce(const matrix<T>& a, reduction_form form = reduction_form::fixed)
 {
     auto work = a.data;
     numerical::aligned_vector<double> d(a.rows);
     numerical::aligned_vector<double> e(a.rows, nan);
-    auto reduction = tridiagonalize(work, a.rows, d, e);
+    auto reduction = tridiagonalize(work, a.rows, d, e, form);
     return {d, e, std::move(reduction)};
 }
 
@@ -47,36 +49,62 @@ class tridiagonal : public testing::Test
 using element_types = testing::Types<double, complex>;
 TYPED_TEST_SUITE(tridiagonal, element_types);
 
-// With basis B by rows, A = Bᵀ·T·conj(B).
+struct rebuilt
+{
+    double ratio; // of Bᵀ·T·conj(B) to A, B the basis by rows
+    double orthogonality;
+};
+
+template <class T>
+rebuilt rebuild(const matrix<T>& a, reduction_form form)
+{
+    const std::size_t n = a.rows;
+    const auto [d, e, reduction] = reduce(a, form);
+    EXPECT_EQ(e[n - 1], 0);
+    const matrix<T> basis(n, n, tridiagonal_basis(reduction, n));
+    matrix<T> transposed = basis;
+    matrix<T> conjugated = basis;
+    for (std::size_t i = 0; i < n * n; ++i) {
+        transposed.data[i] = basis.data[i % n * n + i / n];
+        conjugated.data[i] = conjugate(basis.data[i]);
+    }
+    const auto t = test::tridiagonal_matrix<T>(d, e);
+    return {test::difference_ratio(a, (transposed * t) * conjugated),
+            test::orthogonality_ratio(transposed)};
+}
+
 TYPED_TEST(tridiagonal, reduction_and_basis_give_the_matrix_back)
 {
     using T = TypeParam;
     double largest = 0;
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
-        for (const std::size_t n : {1, 2, 3, 4, 31, 32, 33, 34, 35, 64, 65, 66, 97, 140})
-            for (const auto& [name, a] : test::hermitian_families<T>(n)) {
-                const auto [d, e, reduction] = reduce(a);
-                ASSERT_EQ(e[n - 1], 0) << name;
-                const matrix<T> basis(n, n, tridiagonal_basis(reduction, n));
-                matrix<T> transposed = basis;
-                matrix<T> conjugated = basis;
-                for (std::size_t i = 0; i < n * n; ++i) {
-                    transposed.data[i] = basis.data[i % n * n + i / n];
-                    conjugated.data[i] = conjugate(basis.data[i]);
+        for (const std::size_t n : {1, 2, 3, 4, 7, 8, 9, 31, 32, 33, 34, 35, 64, 65, 66, 97, 140})
+            for (const reduction_form form : forms)
+                for (const auto& [name, a] : test::hermitian_families<T>(n)) {
+                    const auto [ratio, orthogonality] = rebuild(a, form);
+                    largest = test::worse(largest, test::worse(ratio, orthogonality));
+                    // Values of a subnormal matrix are rounded far above ε.
+                    if (name != "subnormal") {
+                        EXPECT_LT(ratio, 30) << name << ", n = " << n << ", path " << path;
+                    }
+                    EXPECT_LT(orthogonality, 30) << name << ", n = " << n;
                 }
-                const auto t = test::tridiagonal_matrix<T>(d, e);
-                const double ratio = test::difference_ratio(a, (transposed * t) * conjugated);
-                const double orthogonality = test::orthogonality_ratio(transposed);
-                largest = test::worse(largest, test::worse(ratio, orthogonality));
-                // Values of a subnormal matrix are rounded far above ε.
-                if (name != "subnormal") {
-                    EXPECT_LT(ratio, 30) << name << ", n = " << n << ", path " << path;
-                }
-                EXPECT_LT(orthogonality, 30) << name << ", n = " << n;
-            }
     }
     std::printf("largest ratio: %.3f\n", largest);
+}
+
+// Passes of steps are cut in strips from 256 rows on; beyond most_order_of_steps panels come first.
+TEST(tridiagonal, in_steps_gives_the_matrix_back_on_both_sides_of_its_crossovers)
+{
+    constexpr std::size_t most = most_order_of_steps<double>;
+    for (const std::size_t n : {std::size_t{248}, std::size_t{249}, std::size_t{256},
+                                std::size_t{257}, std::size_t{265}, most, most + 1, most + 33}) {
+        const auto [ratio, orthogonality] =
+            rebuild(test::random_hermitian<double>(n, 3), reduction_form::fastest);
+        EXPECT_LT(ratio, 3) << n;
+        EXPECT_LT(orthogonality, 3) << n;
+    }
 }
 
 TYPED_TEST(tridiagonal, basis_of_the_identity_rows_is_the_basis)
@@ -181,12 +209,14 @@ TYPED_TEST(tridiagonal, matrix_that_is_tridiagonal_already_stays)
     for (const std::size_t n : {2, 3, 33, 40}) {
         const auto d = test::random_vector<double>(n, 1);
         auto e = test::random_vector<double>(n, 2);
-        const auto kept = reduce(test::tridiagonal_matrix<T>(d, e));
-        EXPECT_EQ(kept.d, d);
-        for (std::size_t i = 0; i + 1 < n; ++i)
-            EXPECT_EQ(kept.e[i], (std::is_same_v<T, double> ? e[i] : std::abs(e[i])));
-        for (const auto& reflector : kept.reduction.reflectors)
-            EXPECT_TRUE(reflector.empty());
+        for (const reduction_form form : forms) {
+            const auto kept = reduce(test::tridiagonal_matrix<T>(d, e), form);
+            EXPECT_EQ(kept.d, d);
+            for (std::size_t i = 0; i + 1 < n; ++i)
+                EXPECT_EQ(kept.e[i], (std::is_same_v<T, double> ? e[i] : std::abs(e[i])));
+            for (const auto& reflector : kept.reduction.reflectors)
+                EXPECT_TRUE(reflector.empty());
+        }
     }
 }
 
@@ -199,14 +229,8 @@ TYPED_TEST(tridiagonal, column_without_a_reflection_does_not_disturb_its_panel)
         for (std::size_t j = 0; j < n; ++j)
             if ((i > 20) != (j > 20))
                 a.data[i * n + j] = 0;
-    const auto [d, e, reduction] = reduce(a);
-    const matrix<T> basis(n, n, tridiagonal_basis(reduction, n));
-    matrix<T> conjugated = a;
-    for (T& x : conjugated.data)
-        x = conjugate(x);
-    EXPECT_LT(test::difference_ratio(test::tridiagonal_matrix<T>(d, e),
-                                     (basis * conjugated) * adjoint(basis)),
-              3);
+    for (const reduction_form form : forms)
+        EXPECT_LT(rebuild(a, form).ratio, 3);
 }
 
 TEST(tridiagonal, complex_subdiagonal_becomes_its_modulus)
@@ -293,15 +317,12 @@ TYPED_TEST(tridiagonal, hermitian_product_has_the_same_bits_at_every_thread_coun
 }
 
 template <class T>
-void check_bits_at_every_thread_count(std::size_t n, std::size_t panel)
+void check_bits_at_every_thread_count(std::size_t n, reduction_form form)
 {
     const auto a = test::random_hermitian<T>(n, 6);
     const auto on = [&](std::size_t threads) {
         const test::thread_limit some(threads);
-        auto work = a.data;
-        numerical::aligned_vector<double> d(n);
-        numerical::aligned_vector<double> e(n);
-        auto reduction = tridiagonalize(work, n, d, e, panel);
+        auto [d, e, reduction] = reduce(a, form);
         return std::tuple(d, e, std::move(reduction.reflectors));
     };
     const auto one = on(1);
@@ -310,13 +331,13 @@ void check_bits_at_every_thread_count(std::size_t n, std::size_t panel)
 }
 
 // Two threads share the update of a complex matrix from a trailing order of 114 on, and the
-// products with vectors from 196 on.
+// products with vectors from 196 on; a pass of steps from 362 on.
 TYPED_TEST(tridiagonal, has_the_same_bits_at_every_thread_count)
 {
     for (const int path : test::available_paths())
-        for (const std::size_t n : {129, 130, 131, 196, 197, 198, 300}) {
+        for (const std::size_t n : {129, 130, 131, 196, 197, 198, 300, 361, 369, 377}) {
             const test::path_limit limit(path);
-            check_bits_at_every_thread_count<TypeParam>(n, fastest_panel(130));
+            check_bits_at_every_thread_count<TypeParam>(n, reduction_form::fastest);
         }
 }
 
@@ -327,7 +348,7 @@ TYPED_TEST(tridiagonal, finishes_columns_with_the_same_bits_at_every_thread_coun
     for (const int path : test::available_paths())
         for (const std::size_t n : {290, 350, 520, 601}) {
             const test::path_limit limit(path);
-            check_bits_at_every_thread_count<TypeParam>(n, fixed_panel);
+            check_bits_at_every_thread_count<TypeParam>(n, reduction_form::fixed);
         }
 }
 

@@ -1,0 +1,20 @@
+#pragma once
+
+// The reduction of a real symmetric matrix to tridiagonal form without panels: each column takes
+// one pass over what is left of the matrix (symmetric_step.hpp), which it also writes. Where the
+// matrix lies in the caches that takes less time than panels do, whose columns are brought up to
+// date from all vectors of the panel before each product.
+
+#include "numerical/aligned_vector.hpp"
+#include "numerical/gemm/block_view.hpp"
+
+#include <vector>
+
+namespace numerical::detail {
+
+// Of a, by its lower triangle. As in tridiagonal_reduction: reflectors[k + 1] annihilates column k
+// below the subdiagonal and stays empty where there is nothing to annihilate. The diagonal is left
+// in a, the subdiagonal in sub[0 .. order - 1).
+void reduce_by_steps(block_view<double> a, aligned_vector<double>* reflectors, double* sub);
+
+} // namespace numerical::detail

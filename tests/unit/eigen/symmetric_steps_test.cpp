@@ -1,0 +1,94 @@
+#include "numerical/eigen/symmetric_steps.hpp"
+
+#include "hermitian_matrices.hpp"
+#include "numerical/aligned_vector.hpp"
+#include "numerical/eigen/tridiagonal.hpp"
+#include "paths.hpp"
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <limits>
+#include <vector>
+
+namespace {
+
+using namespace numerical::detail;
+using numbers = numerical::aligned_vector<double>;
+
+struct stepped
+{
+    numbers a;
+    std::vector<numbers> reflectors;
+    numbers sub;
+};
+
+stepped reduce(numbers a, std::size_t n, std::size_t stride)
+{
+    stepped result{std::move(a), std::vector<numbers>(n), numbers(n)};
+    reduce_by_steps({result.a.data(), n, n, stride}, result.reflectors.data(), result.sub.data());
+    return result;
+}
+
+TEST(symmetric_steps, read_the_lower_triangle_alone)
+{
+    for (const std::size_t n : {1, 2, 8, 9, 31, 33, 260}) {
+        const auto full = test::random_hermitian<double>(n, 4);
+        const auto expected = reduce(full.data, n, n);
+        const std::size_t stride = n + 5;
+        numbers lower(n * stride, std::numeric_limits<double>::quiet_NaN());
+        for (std::size_t i = 0; i < n; ++i)
+            std::copy_n(&full.data[i * n], i + 1, &lower[i * stride]);
+        const auto found = reduce(lower, n, stride);
+        EXPECT_EQ(found.sub, expected.sub) << n;
+        EXPECT_EQ(found.reflectors, expected.reflectors) << n;
+        for (std::size_t i = 0; i < n; ++i)
+            EXPECT_EQ(found.a[i * stride + i], expected.a[i * n + i]) << n;
+    }
+}
+
+// A column that is zero below the subdiagonal has no reflector, and a diagonal matrix none at all.
+TEST(symmetric_steps, leave_what_is_zero_already)
+{
+    for (const std::size_t n : {3, 10, 40, 300}) {
+        auto a = test::random_hermitian<double>(n, 6);
+        const std::size_t k = n / 2;
+        for (std::size_t i = k + 1; i < n; ++i)
+            for (std::size_t j = 0; j <= k; ++j)
+                a.data[i * n + j] = a.data[j * n + i] = 0;
+        const auto found = reduce(a.data, n, n);
+        EXPECT_EQ(found.sub[k], 0);
+        EXPECT_TRUE(found.reflectors[k + 1].empty());
+        for (std::size_t i = 0; i < n; ++i)
+            for (std::size_t j = 0; j < i; ++j)
+                a.data[i * n + j] = 0;
+        const auto kept = reduce(a.data, n, n);
+        for (std::size_t i = 0; i < n; ++i) {
+            EXPECT_EQ(kept.a[i * n + i], a.data[i * n + i]);
+            EXPECT_EQ(kept.sub[i], 0);
+            EXPECT_TRUE(kept.reflectors[i].empty());
+        }
+    }
+}
+
+// Columns far below and far above the others are reflected as they are.
+TEST(symmetric_steps, reflect_columns_of_any_size)
+{
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        constexpr std::size_t n = 30;
+        auto a = test::random_hermitian<double>(n, 7);
+        for (std::size_t i = 0; i < n; ++i)
+            for (std::size_t j = 0; j < n; ++j)
+                a.data[i * n + j] = std::scalbn(a.data[i * n + j], -20 * int(i + j));
+        const auto found = reduce(a.data, n, n);
+        for (std::size_t i = 1; i + 1 < n; ++i) {
+            double square = 0;
+            for (const double each : found.reflectors[i])
+                square += each * each;
+            EXPECT_NEAR(square, found.reflectors[i].empty() ? 0.0 : 1.0, 1e-14) << i;
+        }
+        EXPECT_TRUE(std::isfinite(found.a[n * n - 1]));
+    }
+}
+
+} // namespace
