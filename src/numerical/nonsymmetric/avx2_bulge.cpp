@@ -28,7 +28,7 @@ void avx2_reflect_bulge_columns(double* rows, std::size_t stride, std::size_t co
     const __m256d h1 = row_of_h(1);
     const __m256d h2 = row_of_h(2);
     const __m256d h3 = _mm256_setr_pd(0.0, 0.0, 0.0, 1.0);
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t i = count; i-- > 0;) {
         double* const x = rows + i * stride;
         __m256d y = _mm256_mul_pd(_mm256_set1_pd(x[0]), h0);
         y = _mm256_fmadd_pd(_mm256_set1_pd(x[1]), h1, y);

@@ -29,7 +29,7 @@ void avx512_reflect_bulge_columns(double* rows, std::size_t stride, std::size_t 
     const __m512d h1 = row_of_h(1);
     const __m512d h2 = row_of_h(2);
     const __m512d h3 = _mm512_setr_pd(0, 0, 0, 1, 0, 0, 0, 0);
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t i = count; i-- > 0;) {
         double* const x = rows + i * stride;
         __m512d y = _mm512_mul_pd(_mm512_set1_pd(x[0]), h0);
         y = _mm512_fmadd_pd(_mm512_set1_pd(x[1]), h1, y);

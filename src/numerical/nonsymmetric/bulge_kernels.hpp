@@ -47,7 +47,9 @@ void avx512_reflect_complex_bulge_rows(double* rows, std::size_t stride, std::si
 
 // x := x·H for the first three elements of each of `count` rows. The terms x[i]·H(i, j) are added
 // in ascending order, fused except in the portable form. A real row must have a fourth element,
-// which is not changed.
+// which is not changed. The vector forms take real rows last to first: a bulge's next reflector
+// multiplies the last rows by vectors that overlap what is stored here, which has reached L1 by
+// then.
 template <class T>
 void reflect_bulge_columns(T* rows, std::size_t stride, std::size_t count,
                            const bulge_reflector<T>& h);
