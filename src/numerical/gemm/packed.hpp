@@ -50,6 +50,18 @@ std::size_t depth_of_block(std::size_t n, bool a_in_place, bool b_in_place)
     return std::max(deep, tile_of::kc);
 }
 
+// The rows of C that a thread takes through all blocks of a product with both operands in place:
+// those of a tile where C is so small, beside its depth, that the loops of single blocks wouldn't
+// repay their starts, and otherwise all.
+template <class Kernel, class T>
+std::size_t rows_through_blocks(const product_operands<T>& p)
+{
+    constexpr std::size_t least_work = 131072; // of a loop for two threads
+    const std::size_t work = work_of_position<Kernel>(p.m, p.n);
+    const bool deep = work * depth_in_place < least_work && work * p.k >= least_work;
+    return deep ? blocking<Kernel>::mr_in_place : p.m;
+}
+
 // For a complex kernel all operands are doubles, B and C of twice the columns: n, the strides and
 // the pointers are theirs, while k counts complex positions.
 template <class Kernel, class T>
@@ -60,37 +72,47 @@ void gemm_packed(const product_operands<T>& p)
     const bool by_columns = p.b_order == order_of_b::by_columns;
     const bool b_in_place = !by_columns && reads_b_in_place<Kernel>(p.m, a_in_place);
     const std::size_t kc = depth_of_block<Kernel>(p.n, a_in_place, b_in_place);
-    const auto multiply_blocks = [&](const auto& pack) {
+    const auto multiply_blocks = [&](std::size_t first, std::size_t last, const auto& pack) {
         for (std::size_t j = 0; j < p.n; j += tile_of::nc)
             for (std::size_t l = 0; l < p.k; l += kc) {
                 const T* const b = p.b + (by_columns ? j * p.ldb + l : l * p.ldb + j);
-                product_block<Kernel, T> block{.rows = p.m,
-                                               .cols = std::min(p.n - j, tile_of::nc),
-                                               .depth = std::min(p.k - l, kc),
-                                               .a = {.first = p.a + Kernel::parts * l,
-                                                     .step = p.lda,
-                                                     .stride = p.lda,
-                                                     .in_place = a_in_place},
-                                               .b = {.first = b,
-                                                     .step = 1,
-                                                     .stride = p.ldb,
-                                                     .in_place = b_in_place,
-                                                     .order = p.b_order},
-                                               .c = p.c + j,
-                                               .ldc = p.ldc,
-                                               .into = l == 0 ? p.into : into_c::add};
+                product_block<Kernel, T> block{
+                    .rows = last - first,
+                    .cols = std::min(p.n - j, tile_of::nc),
+                    .depth = std::min(p.k - l, kc),
+                    .a = {.first = p.a + first * p.lda + Kernel::parts * l,
+                          .step = p.lda,
+                          .stride = p.lda,
+                          .in_place = a_in_place},
+                    .b = {.first = b,
+                          .step = 1,
+                          .stride = p.ldb,
+                          .in_place = b_in_place,
+                          .order = p.b_order},
+                    .c = p.c + first * p.ldc + j,
+                    .ldc = p.ldc,
+                    .into = l == 0 ? p.into : into_c::add};
                 pack(block);
                 block.multiply();
             }
     };
-    if (a_in_place && b_in_place)
-        return multiply_blocks([](const auto&) {});
+    if (a_in_place && b_in_place) {
+        const auto no_packing = [](const auto&) {};
+        const std::size_t rows = rows_through_blocks<Kernel>(p);
+        if (rows == p.m)
+            return multiply_blocks(0, p.m, no_packing);
+        const auto multiply_rows = [&](std::size_t i) {
+            multiply_blocks(i * rows, std::min(i * rows + rows, p.m), no_packing);
+        };
+        return parallel_for(ceil_div(p.m, rows), work_of_position<Kernel>(rows, p.n) * p.k,
+                            multiply_rows);
+    }
     // An operand that stays where it lies has no panels: for a tall A they would be larger than C.
     const std::size_t depth = std::min(p.k, kc);
     const std::size_t width = std::min(p.n, tile_of::nc);
     const std::size_t panel_cols = b_in_place ? 0 : round_up(width, tile_of::nr);
     const packing_storage<T> panels(0, panel_cols * depth);
-    multiply_blocks([&](auto& block) { block.pack_b_into(panels.b); });
+    multiply_blocks(0, p.m, [&](auto& block) { block.pack_b_into(panels.b); });
 }
 
 // C += AᴴB for a k × m A, which is read in place. For few rows of C, which alone would reuse a

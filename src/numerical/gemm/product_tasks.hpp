@@ -26,6 +26,16 @@ namespace numerical::detail {
 // few columns leave the tiles half empty.
 constexpr std::size_t serial_products = std::size_t{1} << 17;
 
+// The work of a position's products for so many rows and columns of C, on the scale of
+// parallel_for.
+template <class Kernel>
+std::size_t work_of_position(std::size_t rows, std::size_t cols)
+{
+    using tile_of = blocking<Kernel>;
+    return Kernel::parts * tile_of::tile_work_16 * rows *
+           ceil_div(cols, group_panels * tile_of::nr) / 16;
+}
+
 template <class Kernel, class T>
 bool product_block<Kernel, T>::packs_b_beside_tiles() const
 {

@@ -24,6 +24,25 @@ class product_on_64_cores : public testing::Test
 using element_types = testing::Types<double, std::complex<double>>;
 TYPED_TEST_SUITE(product_on_64_cores, element_types);
 
+template <class T>
+void expect_bits_of_one_core(const product_shape& shape, int path)
+{
+    const test::path_limit limit(path);
+    const product_case<T> start(shape, test::random_vector<T>);
+    product_case<T> serial = start;
+    {
+        const test::thread_limit one(1);
+        serial.run(gemm<T>);
+    }
+    for (const std::size_t threads : test::numbers_of_threads(path)) {
+        const test::thread_limit cap(threads);
+        product_case<T> got = start;
+        got.run(gemm<T>);
+        ASSERT_TRUE(test::same_bits(got.c, serial.c))
+            << label(shape) << ", path " << path << ", threads " << threads;
+    }
+}
+
 TYPED_TEST(product_on_64_cores, has_the_bits_of_one_core)
 {
     for (const product_shape& shape : {product_shape{300, 310, 290},
@@ -32,22 +51,20 @@ TYPED_TEST(product_on_64_cores, has_the_bits_of_one_core)
                                        {13, 2100, 300},
                                        {2000, 1, 500},
                                        {1, 2000, 500}})
-        for (const int path : test::available_paths()) {
-            const test::path_limit limit(path);
-            const product_case<TypeParam> start(shape, test::random_vector<TypeParam>);
-            product_case<TypeParam> serial = start;
-            {
-                const test::thread_limit one(1);
-                serial.run(gemm<TypeParam>);
-            }
-            for (const std::size_t threads : test::numbers_of_threads(path)) {
-                const test::thread_limit cap(threads);
-                product_case<TypeParam> got = start;
-                got.run(gemm<TypeParam>);
-                ASSERT_TRUE(test::same_bits(got.c, serial.c))
-                    << label(shape) << ", path " << path << ", threads " << threads;
-            }
-        }
+        for (const int path : test::available_paths())
+            expect_bits_of_one_core<TypeParam>(shape, path);
+}
+
+// Rows of a small C go through all blocks of the depth from 2048 positions on for 16 rows on
+// AVX-512, from 4096 on on AVX2.
+TYPED_TEST(product_on_64_cores, of_small_and_deep_operands_has_the_bits_of_one_core)
+{
+    for (const int path : test::available_paths()) {
+        for (const std::size_t depth : {2047, 2048, 2049, 4095, 4096, 4097})
+            expect_bits_of_one_core<TypeParam>({16, 16, depth}, path);
+        for (const std::size_t rows : {1, 7, 9, 37, 127, 128})
+            expect_bits_of_one_core<TypeParam>({rows, 21, 6000}, path);
+    }
 }
 
 TYPED_TEST(product_on_64_cores, of_a_matrix_with_a_vector_has_the_bits_of_one_core)
