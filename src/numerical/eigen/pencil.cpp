@@ -2,12 +2,15 @@
 
 #include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/lower_triangle.hpp"
+#include "numerical/eigen/row_bands.hpp"
 #include "numerical/eigen/standard_form.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/factor/cholesky.hpp"
 #include "numerical/factor/triangular_solve.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
+#include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -41,13 +44,15 @@ template <class T>
 void scale_lower_by_power(aligned_vector<T>& a, std::size_t n, int exponent)
 {
     const double factor = std::ldexp(1.0, exponent);
-    for (std::size_t i = 0; i < n; ++i) {
-        T* const row = a.data() + i * n;
-        for (std::size_t j = 0; j < i; ++j)
-            row[j] *= factor;
-        row[i] = T(detail::real_part(row[i]) * factor);
-        std::fill(row + i + 1, row + n, T(0));
-    }
+    detail::for_each_band<T>(n, n, [&](std::size_t from, std::size_t to) {
+        for (std::size_t i = from; i < to; ++i) {
+            T* const row = a.data() + i * n;
+            for (std::size_t j = 0; j < i; ++j)
+                row[j] *= factor;
+            row[i] = T(detail::real_part(row[i]) * factor);
+            std::fill(row + i + 1, row + n, T(0));
+        }
+    });
 }
 
 template <class T>
@@ -98,10 +103,16 @@ void definite_pencil<T>::restore(matrix<T>& vectors) const
         vectors = factor * vectors;
         return;
     }
-    const matrix<T> upper = detail::adjoint(factor);
     const block_view<T> x{vectors.data.data(), n, vectors.cols};
-    if (x.cols != 0)
-        detail::solve_upper<T>({upper.data.data(), n, n}, solve_block, x);
+    if (x.cols == 0)
+        return;
+    aligned_vector<T> store = detail::uninitialized<T>(n * n);
+    const block_view<T> upper{store.data(), n, n};
+    const block_view<const T> lower{factor.data.data(), n, n};
+    detail::for_each_band<T>(n, n / 2, [&](std::size_t from, std::size_t to) {
+        adjoint_into(upper.sub(from, to, from, n), lower.sub(from, n, from, to));
+    });
+    detail::solve_upper<T>(upper, solve_block, x);
 }
 
 template class definite_pencil<double>;

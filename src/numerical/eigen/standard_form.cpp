@@ -1,6 +1,7 @@
 #include "numerical/eigen/standard_form.hpp"
 
 #include "numerical/aligned_vector.hpp"
+#include "numerical/eigen/row_bands.hpp"
 #include "numerical/factor/triangular_solve.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
@@ -76,26 +77,45 @@ private:
     aligned_vector<T> store;
 };
 
+// `to` := Aᴴ.
 template <class T>
-void negate_all(block_view<T> a)
+void adjoint_on_threads(block_view<T> to, block_view<const std::type_identity_t<T>> a)
 {
-    for (std::size_t i = 0; i < a.rows; ++i)
-        std::transform(a.row(i), a.row(i) + a.cols, a.row(i),
-                       [](const T& element) { return negated(element); });
+    for_each_band<T>(to.rows, to.cols, [&](std::size_t from, std::size_t end) {
+        adjoint_into(to.sub(from, end, 0, to.cols), a.sub(0, a.rows, from, end));
+    });
+}
+
+// `to` := [ -A  -Bᴴ ].
+template <class T>
+void negated_pair_into(block_view<T> to, block_view<const std::type_identity_t<T>> a,
+                       block_view<const std::type_identity_t<T>> b)
+{
+    for_each_band<T>(to.rows, to.cols, [&](std::size_t from, std::size_t end) {
+        const block_view<T> right = to.sub(from, end, a.cols, to.cols);
+        adjoint_into(right, b.sub(0, b.rows, from, end));
+        for (std::size_t i = from; i < end; ++i) {
+            negate_run(to.row(i), a.row(i), a.cols);
+            negate_run(right.row(i - from), right.row(i - from), right.cols);
+        }
+    });
 }
 
 // `to` := factor·A, both triangles, from the lower one.
 template <class T>
 void mirror_into(block_view<T> to, block_view<const std::type_identity_t<T>> a, double factor)
 {
-    adjoint_into(to, a);
-    for (std::size_t i = 0; i < a.rows; ++i) {
-        for (std::size_t j = 0; j < i; ++j)
-            to(i, j) = a(i, j) * factor;
-        to(i, i) = T(real_part(a(i, i)) * factor);
-        for (std::size_t j = i + 1; j < a.rows; ++j)
-            to(i, j) *= factor;
-    }
+    const std::size_t n = a.rows;
+    for_each_band<T>(n, n, [&](std::size_t from, std::size_t end) {
+        adjoint_into(to.sub(from, end, from, n), a.sub(from, n, from, end));
+        for (std::size_t i = from; i < end; ++i) {
+            for (std::size_t j = 0; j < i; ++j)
+                to(i, j) = a(i, j) * factor;
+            to(i, i) = T(real_part(a(i, i)) * factor);
+            for (std::size_t j = i + 1; j < n; ++j)
+                to(i, j) *= factor;
+        }
+    });
 }
 
 template <class T>
@@ -111,8 +131,10 @@ void take_lower(block_view<T> to, block_view<const std::type_identity_t<T>> from
 template <class T>
 void add(block_view<T> a, block_view<const std::type_identity_t<T>> b)
 {
-    for (std::size_t i = 0; i < a.rows; ++i)
-        std::transform(a.row(i), a.row(i) + a.cols, b.row(i), a.row(i), std::plus<>());
+    for_each_band<T>(a.rows, a.cols, [&](std::size_t from, std::size_t end) {
+        for (std::size_t i = from; i < end; ++i)
+            std::transform(a.row(i), a.row(i) + a.cols, b.row(i), a.row(i), std::plus<>());
+    });
 }
 
 // C := A·B.
@@ -196,18 +218,16 @@ void divide(block_view<const T> l, block_view<T> a, split_buffers<T>& buffers)
     const block_view<T> l21_adjoint = right.sub(half, 2 * half, 0, rows);
     const block_view<T> minus_half_c11 = buffers.square(half);
     const block_view<T> half_product = buffers.product(half, rows); // -½·C11·L21ᴴ
-    adjoint_into(l21_adjoint, l21);
+    adjoint_on_threads(l21_adjoint, l21);
     mirror_into(minus_half_c11, a11, -0.5);
     product_into(half_product, minus_half_c11, l21_adjoint);
-    adjoint_into(m_adjoint, a21);
+    adjoint_on_threads(m_adjoint, a21);
     solve_lower(l11, solve_block, m_adjoint);
     add(m_adjoint, half_product);
-    copy_block<T>(l21, left.sub(0, rows, 0, half));
-    adjoint_into(left.sub(0, rows, half, 2 * half), m_adjoint);
-    negate_all(left);
+    negated_pair_into(left, l21, m_adjoint);
     add_to_lower(left, right, a22);
     add(m_adjoint, half_product);
-    adjoint_into(a21, m_adjoint);
+    adjoint_on_threads(a21, m_adjoint);
     solve_lower(l22, solve_block, a21);
     divide(l22, a22, buffers);
 }
@@ -238,11 +258,11 @@ void multiply(block_view<const T> l, block_view<T> a, split_buffers<T>& buffers)
     product_into(m, a21, l11);
     add(m, half_product);
     copy_block<T>(l21, right.sub(rows, 2 * rows, 0, half));
-    adjoint_into(left.sub(0, half, 0, rows), l21);
-    adjoint_into(left.sub(0, half, rows, 2 * rows), m);
+    adjoint_on_threads(left.sub(0, half, 0, rows), l21);
+    adjoint_on_threads(left.sub(0, half, rows, 2 * rows), m);
     add_to_lower(left, right, a11);
     add(m, half_product);
-    adjoint_into(square, l22);
+    adjoint_on_threads(square, l22);
     product_into(a21, square, m);
     multiply(l22, a22, buffers);
 }

@@ -105,6 +105,31 @@ TYPED_TEST(pencil, congruences_are_inverse_to_wider_products)
     }
 }
 
+// Threads share the copies between products of halves of about 180 rows if complex and 256 if real.
+TYPED_TEST(pencil, has_the_same_bits_at_every_thread_count)
+{
+    using T = TypeParam;
+    for (const std::size_t n : {380, 540}) {
+        const auto a = test::random_hermitian<T>(n, 3);
+        matrix<T> b = test::random_hermitian<T>(n, 4);
+        for (std::size_t i = 0; i < n; ++i)
+            b.data[i * n + i] += T(double(n));
+        for (const auto form : {numerical::pencil_form::a_and_b, numerical::pencil_form::a_times_b,
+                                numerical::pencil_form::b_times_a}) {
+            const auto on = [&](std::size_t threads) {
+                const test::thread_limit some(threads);
+                const numerical::definite_pencil<T> reduced(a, b, form);
+                matrix<T> vectors = a;
+                reduced.restore(vectors);
+                return std::pair(test::mirrored(reduced.standard).data, vectors.data);
+            };
+            const auto one = on(1);
+            for (const std::size_t threads : test::thread_counts)
+                EXPECT_TRUE(on(threads) == one) << n << ", " << threads << " threads";
+        }
+    }
+}
+
 // Positive-definite matrices of order n with their condition, or that of what is left when the
 // diagonal is scaled to ones: Cholesky's method doesn't see that scaling.
 template <class T>
