@@ -172,7 +172,8 @@ aligned_vector<T> bidiagonal_panel<T>::sweep(std::size_t c, aligned_vector<T>& r
             from = to;
         }
     };
-    parallel_for(groups, 2 * size * group_columns, sweep_group);
+    constexpr std::size_t work_of_element = std::is_same_v<T, double> ? 4 : 8;
+    parallel_for(groups, work_of_element * size * size / groups, sweep_group);
     for (std::size_t g = 1; g < groups; ++g)
         for (std::size_t i = 0; i < size; ++i)
             partial[i] += partial[g * size + i];
