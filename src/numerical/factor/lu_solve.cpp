@@ -150,6 +150,28 @@ void forward_rows(block_view<const T> l, std::size_t from, T* y)
     }
 }
 
+// So many that a column's number, once loaded, serves several elements.
+constexpr std::size_t rows_permuted_together = 4;
+
+// Column j of `to`, whose rows have no gaps, becomes column source[j] of at most that many rows.
+template <class T>
+void gather_columns(block_view<const T> rows, const std::size_t* source, T* to)
+{
+    const std::size_t n = rows.cols;
+    if (rows.rows < rows_permuted_together) {
+        for (std::size_t i = 0; i < rows.rows; ++i)
+            for (std::size_t j = 0; j < n; ++j)
+                to[i * n + j] = rows(i, source[j]);
+        return;
+    }
+    for (std::size_t j = 0; j < n; ++j) {
+        const T* const from = rows.first + source[j];
+#pragma GCC unroll 4
+        for (std::size_t i = 0; i < rows_permuted_together; ++i)
+            to[i * n + j] = from[i * rows.stride];
+    }
+}
+
 } // namespace
 } // namespace detail
 
@@ -232,11 +254,16 @@ void lu_decomposition<T>::write_inverse(T* to) const
         x(i, i) = T(1);
     solve_rows(x, unit_lower_rhs::yes);
 
-    const auto permute_row = [&](std::size_t i) {
-        for (std::size_t k = 0; k < order; ++k)
-            to[i * order + permutation[k]] = x(i, k);
+    std::vector<std::size_t> source(order);
+    for (std::size_t k = 0; k < order; ++k)
+        source[permutation[k]] = k;
+    const auto permute_group = [&](std::size_t g) {
+        const std::size_t first = g * detail::rows_permuted_together;
+        const std::size_t last = std::min(first + detail::rows_permuted_together, order);
+        detail::gather_columns<T>(x.sub(first, last, 0, order), source.data(), to + first * order);
     };
-    detail::parallel_for(order, order, permute_row);
+    detail::parallel_for(detail::ceil_div(order, detail::rows_permuted_together),
+                         detail::rows_permuted_together * order, permute_group);
 }
 
 template <class T>
