@@ -20,7 +20,7 @@ using namespace numerical::detail;
 using namespace test;
 using complex = std::complex<double>;
 
-constexpr std::size_t most = 70; // beyond two steps of 32
+constexpr std::size_t most = 70; // beyond two steps of 32 real or complex numbers
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
@@ -66,7 +66,7 @@ TEST(gemv_transposed, subtract_complex_products_takes_two_steps_a_term)
 {
     for (const int path : test::available_paths())
         for (const std::size_t terms : {0U, 1U, 2U, 5U})
-            for (std::size_t n = 0; n <= most / 2; ++n) {
+            for (std::size_t n = 0; n <= most; ++n) {
                 const std::size_t stride = n + 2;
                 auto out_values = test::random_vector<complex>(n, 14);
                 const auto coeffs = test::random_vector<complex>(terms, 15);

@@ -52,16 +52,16 @@ void subtract_from_block(double* out, const double* coeffs, const double* rows, 
                          std::size_t terms, const Access& access)
 {
     typename Lanes::vector sums[vectors];
-#pragma GCC unroll 4
+#pragma GCC unroll 8
     for (std::size_t v = 0; v < vectors; ++v)
         sums[v] = access.load(out + v * Lanes::width);
     for (std::size_t t = 0; t < terms; ++t, rows += stride) {
         const Coefficient c(coeffs + t * Coefficient::doubles);
-#pragma GCC unroll 4
+#pragma GCC unroll 8
         for (std::size_t v = 0; v < vectors; ++v)
             sums[v] = c.subtracted_from(sums[v], access.load(rows + v * Lanes::width));
     }
-#pragma GCC unroll 4
+#pragma GCC unroll 8
     for (std::size_t v = 0; v < vectors; ++v)
         access.store(out + v * Lanes::width, sums[v]);
 }
@@ -74,6 +74,10 @@ void subtract_rows(double* out, const double* coeffs, const double* rows, std::s
     constexpr std::size_t width = Lanes::width;
     const auto every = every_lane<Lanes, Coefficient::doubles>();
     std::size_t j = 0;
+    if constexpr (Coefficient::doubles == 2)
+        for (; j + 8 * width <= n; j += 8 * width)
+            subtract_from_block<Lanes, Coefficient, 8>(out + j, coeffs, rows + j, stride, terms,
+                                                       every);
     for (; j + 4 * width <= n; j += 4 * width)
         subtract_from_block<Lanes, Coefficient, 4>(out + j, coeffs, rows + j, stride, terms, every);
     for (; j + width <= n; j += width)
