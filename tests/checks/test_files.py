@@ -51,7 +51,7 @@ HELD_BY = {
     "unit/nonsymmetric/schur_test": "numerical/nonsymmetric/bulge_chain"
     " numerical/nonsymmetric/chain_update numerical/nonsymmetric/early_deflation"
     " numerical/nonsymmetric/far_update numerical/nonsymmetric/hessenberg"
-    " numerical/nonsymmetric/hessenberg_panel"
+    " numerical/nonsymmetric/hessenberg_panel numerical/nonsymmetric/hessenberg_update"
     " numerical/nonsymmetric/multishift_qr numerical/nonsymmetric/reduction_to_schur"
     " numerical/nonsymmetric/small_qr numerical/nonsymmetric/standard_block"
     " numerical/nonsymmetric/window_chase",

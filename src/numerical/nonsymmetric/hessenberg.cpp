@@ -3,9 +3,8 @@
 #include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/factor/reflector.hpp"
-#include "numerical/gemm/gemm.hpp"
 #include "numerical/nonsymmetric/hessenberg_panel.hpp"
-#include "numerical/runtime/parallel_for.hpp"
+#include "numerical/nonsymmetric/hessenberg_update.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
@@ -48,85 +47,18 @@ void reduce_columns(block_view<T> a, std::vector<aligned_vector<T>>& reflectors)
 
 // --- by panels -----------------------------------------------------------------------------------
 
-// Columns behind a panel, or rows above it, that one task updates: a strip stays in L2 from the
-// product to the update.
-constexpr std::size_t slab_width = 64;
-
-// C := Qᴴ·(C - Y·Vᴴ) in the panel's rows of columns [left, right), which lie behind it.
-template <class T>
-void update_slab(const panel_reducer<T>& panels, const reduced_panel<T>& panel, block_view<T> a,
-                 std::size_t left, std::size_t right)
-{
-    const reflector_block<T>& block = panel.block;
-    const std::size_t count = block.count;
-    const std::size_t width = right - left;
-    aligned_vector<T> rows = uninitialized<T>(3 * count * width); // Vᴴ·C, W, X
-    T* const w = rows.data() + count * width;
-    panels.sum_row_products(left, {rows.data(), count, width});
-    for (std::size_t p = 0; p < count; ++p)
-        std::copy_n(panel.adjoint.data() + p * block.rows + (left - block.offset), width,
-                    w + p * width);
-    gemm_new<T>(count, width, 2 * count, panel.turning.data(), 2 * count, rows.data(), width,
-                w + count * width, width);
-    const block_view<T> c = a.sub(block.offset, a.rows, left, right);
-    gemm<T>(c.rows, width, 2 * count, panel.left.data(), 2 * count, w, width, c.first, c.stride);
-}
-
-// C := C·Q in rows [top, bottom), which lie above the panel: C -= ((C·V)·T)·Vᴴ.
-template <class T>
-void update_strip(const reduced_panel<T>& panel, block_view<T> a, std::size_t top,
-                  std::size_t bottom)
-{
-    const reflector_block<T>& block = panel.block;
-    const std::size_t count = block.count;
-    const block_view<T> c = a.sub(top, bottom, block.offset, a.cols);
-    aligned_vector<T> product = uninitialized<T>(c.rows * count);
-    aligned_vector<T> minus_y = uninitialized<T>(c.rows * count);
-    gemm_new<T>(c.rows, count, c.cols, c.first, c.stride, block.vectors.data(), count,
-                product.data(), count);
-    gemm_new<T>(c.rows, count, count, product.data(), count, block.factor.data(), count,
-                minus_y.data(), count);
-    for (T& element : minus_y)
-        element = negated(element);
-    gemm<T>(c.rows, c.cols, count, minus_y.data(), count, panel.adjoint.data(), c.cols, c.first,
-            c.stride);
-}
-
-// The rest of the matrix after panel [from, to). Slabs and strips don't overlap, and their sizes
-// don't depend on the threads.
-template <class T>
-void update_rest(const panel_reducer<T>& panels, const reduced_panel<T>& panel, block_view<T> a,
-                 std::size_t to)
-{
-    const reflector_block<T>& block = panel.block;
-    const std::size_t slabs = ceil_div(a.cols - to, slab_width);
-    const std::size_t strips = ceil_div(block.offset, slab_width);
-    const auto update_part = [&](std::size_t part) {
-        if (part < slabs) {
-            const std::size_t left = to + part * slab_width;
-            update_slab(panels, panel, a, left, std::min(left + slab_width, a.cols));
-        } else {
-            const std::size_t top = (part - slabs) * slab_width;
-            update_strip(panel, a, top, std::min(top + slab_width, block.offset));
-        }
-    };
-    // Some 24 multiply-adds of the three products to a unit, in complex arithmetic twice as many.
-    constexpr std::size_t weight = std::is_same_v<T, double> ? 1 : 2;
-    const std::size_t work = weight * 2 * slab_width * block.rows * block.count / 16;
-    parallel_for(slabs + strips, work, update_part);
-}
-
 // Every row of A begins on a line.
 template <class T>
 std::vector<reflector_block<T>> reduce_by_panels(block_view<T> a)
 {
+    const std::size_t columns = a.rows - 1; // to be reduced
     std::vector<reflector_block<T>> blocks;
     panel_reducer<T> panels(a);
-    for (std::size_t from = 0; from + 1 < a.rows; from += hessenberg_panel) {
-        const std::size_t to = std::min(from + hessenberg_panel, a.rows - 1);
-        reduced_panel<T> panel = panels.reduce(from, to);
-        update_rest(panels, panel, a, to);
-        blocks.push_back(std::move(panel.block));
+    for (std::size_t from = 0; from < columns; from += hessenberg_panel) {
+        const std::size_t to = std::min(from + hessenberg_panel, columns);
+        panel_update<T> update(panels.reduce(from, to), a, to);
+        update.apply();
+        blocks.push_back(update.take_block());
     }
     return blocks;
 }

@@ -3,7 +3,6 @@
 #include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/factor/reflector.hpp"
-#include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/kernels/both_roles.hpp"
 #include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
@@ -21,7 +20,7 @@ panel_reducer<T>::panel_reducer(block_view<T> matrix)
       columns(uninitialized<T>(hessenberg_panel * stride)),
       vectors(zeros<T>(hessenberg_panel * stride)),
       products(uninitialized<T>(hessenberg_panel * stride)),
-      row_products(uninitialized<T>(row_blocks(n) * hessenberg_panel * stride)),
+      row_products(uninitialized<T>(row_blocks{n}.count() * hessenberg_panel * stride)),
       factor(hessenberg_panel * hessenberg_panel), coefficients(2 * hessenberg_panel)
 {
 }
@@ -42,7 +41,15 @@ reduced_panel<T> panel_reducer<T>::reduce(std::size_t from, std::size_t to)
         add_reflector(p);
     }
     transpose_into<T>(in_place, by_columns);
-    return gathered(count);
+    reduced_panel<T> panel{.first = first,
+                           .height = height,
+                           .v = {v_row(0), count, height, stride},
+                           .y = {y_row(0), count, height, stride},
+                           .factor = {factor.data(), count, count, hessenberg_panel},
+                           .us = {}};
+    for (std::size_t block = 0; block < blocks().count(); ++block)
+        panel.us.push_back({u_row(block, 0), count, height, stride});
+    return panel;
 }
 
 // Column p of Qᴴ·A·Q for what the panel's reflectors so far make of Q = I - V·T·Vᴴ.
@@ -68,7 +75,7 @@ void panel_reducer<T>::bring_up_to_date(std::size_t p)
 }
 
 // Forms the reflector v of column p and appends it to V, T and Y, whose new column is
-// 2·(A·v - Y·z) with z = Vᴴv, and to U.
+// 2·(A·v - Y·z) with z = Vᴴv, and to Vᴴ·A.
 template <class T>
 void panel_reducer<T>::add_reflector(std::size_t p)
 {
@@ -80,7 +87,7 @@ void panel_reducer<T>::add_reflector(std::size_t p)
     set_zero(factor_column(p), p + 1);
     aligned_vector<T> reflector = copy_of(x + p, height - p);
     if (is_zero_beyond_first(reflector)) {
-        for (std::size_t block = 0; block < row_blocks(height); ++block)
+        for (std::size_t block = 0; block < blocks().count(); ++block)
             set_zero(u_row(block, p), height);
         return;
     }
@@ -110,7 +117,8 @@ void panel_reducer<T>::extend_factor(std::size_t p, const T* dots)
 }
 
 // A·v and vᴴ·A for the rows from `first` on and the columns from the panel's column p on, or up to
-// a line before it, where v is zero. Each block of rows has one writer.
+// a line before it, where v is zero. Each block of rows has one writer. One thread goes through
+// them to and fro, as L2 still holds those that it read last.
 template <class T>
 void panel_reducer<T>::multiply_trailing(std::size_t p)
 {
@@ -119,11 +127,11 @@ void panel_reducer<T>::multiply_trailing(std::size_t p)
     const T* const v = v_row(p);
     aligned_vector<T> adjoint = copy_of(v, height);
     conjugate_all(adjoint.data(), height);
-    const std::size_t blocks = row_blocks(height);
-    const std::size_t rows = round_up(ceil_div(height, blocks), 4);
-    const auto multiply_block = [&](std::size_t block) {
-        const std::size_t from = std::min(block * rows, height);
-        const std::size_t to = std::min(from + rows, height);
+    const bool backwards = p % 2 != 0 && allowed_threads() == 1;
+    const auto multiply_block = [&](std::size_t index) {
+        const std::size_t block = backwards ? blocks().count() - 1 - index : index;
+        const std::size_t from = blocks().begin(block);
+        const std::size_t to = blocks().begin(block + 1);
         T* const u = u_row(block, p) + left - first;
         set_zero(u, width);
         both_roles_on<T>(path, {.rows = &a(first + from, left),
@@ -135,57 +143,10 @@ void panel_reducer<T>::multiply_trailing(std::size_t p)
                                 .w = adjoint.data() + from,
                                 .u = u});
     };
-    // Several times the time of a block: the products of a panel follow one another while the
-    // workers poll, and two threads read faster than one.
-    parallel_for(blocks, 2 * rows * width, multiply_block);
-}
-
-template <class T>
-void panel_reducer<T>::sum_row_products(std::size_t left, block_view<T> u) const
-{
-    for (std::size_t p = 0; p < u.rows; ++p)
-        for (std::size_t block = 0; block < row_blocks(height); ++block) {
-            const T* const part = row_products.data() + (block * hessenberg_panel + p) * stride +
-                                  margin + left - first;
-            for (std::size_t j = 0; j < u.cols; ++j)
-                u(p, j) = block == 0 ? part[j] : u(p, j) + part[j];
-        }
-}
-
-template <class T>
-reduced_panel<T> panel_reducer<T>::gathered(std::size_t count)
-{
-    reduced_panel<T> panel{.block = {.offset = first,
-                                     .rows = height,
-                                     .count = count,
-                                     .vectors = uninitialized<T>(height * count),
-                                     .factor = zeros<T>(count * count)},
-                           .adjoint = uninitialized<T>(count * height),
-                           .left = uninitialized<T>(height * 2 * count),
-                           .turning = zeros<T>(count * 2 * count)};
-    const block_view<T> v{panel.block.vectors.data(), height, count};
-    const block_view<T> left{panel.left.data(), height, 2 * count};
-    const block_view<T> turning{panel.turning.data(), count, 2 * count};
-    for (std::size_t p = 0; p < count; ++p) {
-        negate_run(y_row(p), y_row(p), height);
-        std::copy_n(v_row(p), height, panel.adjoint.data() + p * height);
-    }
-    transpose_into<T>(v, {v_row(0), count, height, stride});
-    transpose_into<T>(left.sub(0, height, 0, count), {y_row(0), count, height, stride});
-    transpose_into<T>(left.sub(0, height, count, 2 * count), {v_row(0), count, height, stride});
-    conjugate_all(panel.adjoint.data(), panel.adjoint.size());
-
-    aligned_vector<T> minus_dots = zeros<T>(count * count); // -Vᴴ·Y
-    add_adjoint_product<T>(v, left.sub(0, height, 0, count), {minus_dots.data(), count, count});
-    for (std::size_t p = 0; p < count; ++p)
-        for (std::size_t q = 0; q <= p; ++q) {
-            const T t = factor_column(p)[q];
-            panel.block.factor[q * count + p] = t;
-            turning(p, q) = negated(conjugate(t));
-        }
-    add_product<T>(turning.sub(0, count, 0, count), {minus_dots.data(), count, count},
-                   turning.sub(0, count, count, 2 * count));
-    return panel;
+    // The products of a panel follow one another while the workers poll, so that one of a
+    // microsecond and a half is worth a start.
+    const std::size_t work = 6 * sizeof(T) / sizeof(double) * blocks().begin(1) * width;
+    parallel_for(blocks().count(), work, multiply_block);
 }
 
 template class panel_reducer<double>;

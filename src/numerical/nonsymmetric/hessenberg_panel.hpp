@@ -1,19 +1,20 @@
 #pragma once
 
 // A panel of columns of the blocked reduction to Hessenberg form. Within it the trailing matrix A
-// stays unchanged while Y = A·V·T and U = Vᴴ·A are formed along with the reflectors; then products
-// update everything. The only operation that isn't blocked is the product of each reflector with
-// the trailing matrix, restricted to the rows below the panel (Quintana-Orti and van de Geijn
-// 2006). It is bound by the reading of A, so that vᴴ·A comes with A·v at little cost.
+// stays unchanged while Y = A·V·T and Vᴴ·A are formed along with the reflectors; then products
+// update everything (hessenberg_update.hpp). The only operation that isn't blocked is the product
+// of each reflector with the trailing matrix, restricted to the rows below the panel (Quintana-Orti
+// and van de Geijn 2006). It is bound by the reading of A, so that vᴴ·A comes with A·v at little
+// cost.
 
 #include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
-#include "numerical/factor/reflector_block.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/path.hpp"
 
 #include <algorithm>
 #include <cstddef>
+#include <vector>
 
 namespace numerical::detail {
 
@@ -21,17 +22,28 @@ namespace numerical::detail {
 // more than the deeper products save, with 16 the products are too shallow for large matrices.
 constexpr std::size_t hessenberg_panel = 24;
 
-// Blocks of rows that are multiplied by a reflector at the same time, each with sums of its own for
-// vᴴ·A: mostly an even number, and no more than serve eight threads. So few rows as are left in one
-// block take less time than the start of a loop.
-constexpr std::size_t most_rows_in_one_block = 128;
-
-constexpr std::size_t row_blocks(std::size_t height)
+// The rows that a panel's reflectors act on, cut into blocks that tasks multiply and update. Who
+// has a block in cache mostly gets it again, as it keeps its place among the others. Their number
+// is mostly even and serves eight threads at most; so few rows as are left in one block take less
+// time than the start of a loop.
+struct row_blocks
 {
-    if (height <= most_rows_in_one_block)
-        return 1;
-    return std::min<std::size_t>(8, 2 * ceil_div(height, 2 * most_rows_in_one_block));
-}
+    static constexpr std::size_t most_rows_in_one = 128;
+    std::size_t height;
+
+    std::size_t count() const
+    {
+        if (height <= most_rows_in_one)
+            return 1;
+        return std::min<std::size_t>(8, 2 * ceil_div(height, 2 * most_rows_in_one));
+    }
+
+    // Block b is [begin(b), begin(b + 1)).
+    std::size_t begin(std::size_t b) const
+    {
+        return std::min(b * round_up(ceil_div(height, count()), 8), height);
+    }
+};
 
 // Whether a column needs no reflector. x isn't empty.
 template <class T>
@@ -40,17 +52,19 @@ bool is_zero_beyond_first(const aligned_vector<T>& x)
     return std::all_of(x.begin() + 1, x.end(), [](const T& element) { return element == T(0); });
 }
 
-// A reduced panel's Q = I - V·T·Vᴴ, acting on m rows and columns, with the operands of the updates.
-// C being A's m rows of some columns behind the panel, and W the same columns of Vᴴ,
-//
-//     Qᴴ·(C - Y·W) = C - Y·W + V·X,   X = -Tᴴ·(Vᴴ·C - Vᴴ·Y·W).
+// A reduced panel's Q = I - V·T·Vᴴ, acting on `height` rows and columns from `first` on. The arrays
+// are the reducer's, by rows of equal strides, until the next panel.
 template <class T>
 struct reduced_panel
 {
-    reflector_block<T> block;
-    aligned_vector<T> adjoint; // Vᴴ, count × m
-    aligned_vector<T> left;    // [-Y V], m × 2·count
-    aligned_vector<T> turning; // [-Tᴴ Tᴴ·Vᴴ·Y], count × 2·count
+    std::size_t first;
+    std::size_t height;
+    block_view<T> v;                     // Vᵀ, count × height
+    block_view<T> y;                     // (A·V·T)ᵀ, count × height
+    block_view<const T> factor;          // Tᵀ
+    std::vector<block_view<const T>> us; // Vᴴ·A is their sum, count × height
+
+    std::size_t count() const { return v.rows; }
 };
 
 // A panel is columns [from, to) below row `from`; its reflectors act on [from + 1, n).
@@ -58,20 +72,17 @@ template <class T>
 class panel_reducer
 {
 public:
+    // The rows of the matrix begin on lines.
     explicit panel_reducer(block_view<T> matrix);
 
     // Columns [from, to) become those of H; nothing else changes.
     reduced_panel<T> reduce(std::size_t from, std::size_t to);
-
-    // Columns [left, right) of the last panel's U, into `count` rows.
-    void sum_row_products(std::size_t left, block_view<T> u) const;
 
 private:
     void bring_up_to_date(std::size_t p);
     void add_reflector(std::size_t p);
     void multiply_trailing(std::size_t p);
     void extend_factor(std::size_t p, const T* dots);
-    reduced_panel<T> gathered(std::size_t count);
 
     const int path = gemm_path_current();
     const block_view<T> a;
@@ -85,9 +96,11 @@ private:
     aligned_vector<T> columns;      // of the panel
     aligned_vector<T> vectors;      // V
     aligned_vector<T> products;     // Y = A·V·T
-    aligned_vector<T> row_products; // U, in so many parts as there are blocks of rows
+    aligned_vector<T> row_products; // Vᴴ·A, a part for each block of rows
     aligned_vector<T> factor;       // T by rows, transposed: row p is column p
     aligned_vector<T> coefficients;
+
+    row_blocks blocks() const { return {height}; }
 
     T* column(std::size_t p) { return columns.data() + p * stride + margin; }
 

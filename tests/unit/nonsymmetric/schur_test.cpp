@@ -150,13 +150,12 @@ void expect_hessenberg_form(const matrix<T>& a, const std::string& where)
 TYPED_TEST(schur, hessenberg_form_of_hard_matrices_is_backward_stable_on_every_path)
 {
     using numerical::detail::hessenberg_crossover;
-    using numerical::detail::most_rows_in_one_block;
+    constexpr std::size_t in_one = numerical::detail::row_blocks::most_rows_in_one;
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
         for (const std::size_t n :
              {1UL, 2UL, 3UL, 4UL, 17UL, hessenberg_crossover - 1, hessenberg_crossover,
-              hessenberg_crossover + 1, 113UL, most_rows_in_one_block + 1,
-              most_rows_in_one_block + 2, 2 * most_rows_in_one_block + 2})
+              hessenberg_crossover + 1, 113UL, in_one + 1, in_one + 2, 2 * in_one + 2})
             for (const auto& [name, a] : test::gallery<TypeParam>(n))
                 expect_hessenberg_form(a, name + ", n = " + std::to_string(n) + ", path " +
                                               std::to_string(path));
