@@ -31,9 +31,7 @@ namespace {
 
 constexpr std::size_t panel_width = 32;
 constexpr std::size_t strip_columns = 64;  // of the trailing matrix, from a multiple of it on
-constexpr std::size_t strip_rows = 512;    // of a piece of a strip, at most
-constexpr std::size_t least_rows = 64;     // of a strip in several pieces, at least
-constexpr std::size_t shared_pieces = 12;  // of all strips, if threads share them, about
+constexpr std::size_t strip_rows = 512;    // of a piece of a strip, about
 constexpr std::size_t band_rows = 16;      // of a block on the diagonal
 constexpr std::size_t group_rows = 64;     // transposed together
 constexpr std::size_t cleared_rows = 8;    // of L that are completed together
@@ -97,10 +95,6 @@ private:
     }
 
     void prepare_operands(std::size_t from, std::size_t to);
-
-    std::size_t rows_of_strips() const { return (n - last) * (n - last) / (2 * strip_columns); }
-
-    std::size_t rows_of_piece() const;
     void cut_trailing_matrix();
 
     T mirrored(const T& z) const { return kind == symmetry::hermitian ? conjugate(z) : z; }
@@ -144,24 +138,14 @@ void rook_factorization<T>::prepare_operands(std::size_t from, std::size_t to)
     }
 }
 
-// On one thread pieces are as tall as L2 allows. Threads share lower ones more evenly.
-template <class T>
-std::size_t rook_factorization<T>::rows_of_piece() const
-{
-    return allowed_threads() == 1
-               ? strip_rows
-               : std::clamp(rows_of_strips() / shared_pieces, least_rows, strip_rows);
-}
-
 // Strips end with the block on the diagonal.
 template <class T>
 void rook_factorization<T>::cut_trailing_matrix()
 {
-    const std::size_t most_rows = rows_of_piece();
     pieces.clear();
     for (std::size_t column = last; column < n; column = strip_end(column)) {
         const std::size_t end = strip_end(column);
-        const std::size_t parts = ceil_div(end - last, most_rows);
+        const std::size_t parts = ceil_div(end - last, strip_rows);
         const std::size_t height = round_up(ceil_div(end - last, parts), 8);
         for (std::size_t row = last; row < end; row += height)
             pieces.push_back({row, std::min(row + height, end), column});
@@ -298,8 +282,8 @@ void rook_factorization<T>::update_trailing_matrix()
     parallel_for(ceil_div(n - last, group_rows), 16 * group_rows * (last - first), prepare_group);
     cut_trailing_matrix();
     keep_triangle();
-    const std::size_t work = rows_of_strips() * strip_columns * (last - first) / 4;
-    parallel_for(pieces.size(), work / std::max<std::size_t>(pieces.size(), 1),
+    const std::size_t mean_rows = std::min((n - last) / 2, strip_rows / 2);
+    parallel_for(pieces.size(), mean_rows * strip_columns * (last - first) / 8,
                  [&](std::size_t i) { update(pieces[i]); });
 }
 
