@@ -280,19 +280,22 @@ TYPED_TEST(indefinite, comes_to_an_end_when_elimination_overflows)
 }
 
 // Orders on either side of those from which threads take part, for complex and for real matrices,
-// and one whose strips have two pieces.
+// and two whose strips have two pieces. Zeros on the diagonal make panels of 32 and 33 columns.
 TYPED_TEST(indefinite, has_the_same_bits_on_any_number_of_threads)
 {
-    for (const std::size_t n : {256UL, 257UL, 400UL, 401UL, 650UL}) {
-        const auto a = test::random_matrix<TypeParam>(n, n, 1);
-        const auto factored = [&](std::size_t threads) {
-            const test::thread_limit some(threads);
-            return indefinite_decomposition<TypeParam>(view(a), symmetry::hermitian).lower;
-        };
-        const auto serial = factored(1);
-        for (const std::size_t threads : test::thread_counts)
-            EXPECT_EQ(factored(threads), serial) << n << " on " << threads;
-    }
+    for (const symmetry kind : kinds_of(TypeParam()))
+        for (const std::size_t n : {256UL, 257UL, 400UL, 401UL, 650UL, 700UL}) {
+            auto a = test::random_matrix<TypeParam>(n, n, 1);
+            for (std::size_t i = 0; n >= 650 && i < n; ++i)
+                a.data[i * (n + 1)] = 0;
+            const auto factored = [&](std::size_t threads) {
+                const test::thread_limit some(threads);
+                return indefinite_decomposition<TypeParam>(view(a), kind).lower;
+            };
+            const auto serial = factored(1);
+            for (const std::size_t threads : test::thread_counts)
+                EXPECT_EQ(factored(threads), serial) << n << " on " << threads;
+        }
 }
 
 // Rows that gave their places to the second row of a block become pivots in the same panel.
