@@ -8,6 +8,7 @@
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
+#include "numerical/scalar.hpp"
 #include "numerical/spread_stride.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/transpose.hpp"
@@ -25,16 +26,31 @@ namespace {
 constexpr std::size_t strips_of_pass = 4;
 constexpr std::size_t least_order_of_strips = 256;
 
+// Of a number, and of what a complex pass needs v, w and y to be (symmetric_step.hpp).
+template <class T>
+constexpr std::size_t parts = sizeof(T) / sizeof(double);
+
+step_kernel kernel_of(int path, double)
+{
+    return choose(path, run_symmetric_step, avx2_run_symmetric_step, avx512_run_symmetric_step);
+}
+
+step_kernel kernel_of(int path, complex)
+{
+    return choose(path, run_hermitian_step, avx2_run_hermitian_step, avx512_run_hermitian_step);
+}
+
+template <class T>
 class step_reducer
 {
 public:
-    explicit step_reducer(block_view<double> lower);
+    explicit step_reducer(block_view<T> lower);
 
     // Column k: d[k] is returned and sub[k] set.
-    double reduce_column(std::size_t k, aligned_vector<double>& reflector, double& sub);
+    double reduce_column(std::size_t k, aligned_vector<T>& reflector, T& sub);
 
     // After all columns.
-    double last_entry() const { return upper[(n - 1) * stride + n - 1]; }
+    double last_entry() const { return real_part(upper[(n - 1) * stride + n - 1]); }
 
 private:
     void update_row(std::size_t k);
@@ -43,57 +59,84 @@ private:
     std::array<std::size_t, strips_of_pass + 1> strips_from(std::size_t from) const;
 
     const int path = gemm_path_current();
-    const symmetric_step_kernel run_step =
-        choose(path, run_symmetric_step, avx2_run_symmetric_step, avx512_run_symmetric_step);
+    const step_kernel run_step = kernel_of(path, T());
     const std::size_t n;
     const std::size_t padded; // whole blocks; zeros beyond n
     const std::size_t stride;
-    aligned_vector<double> upper;
+    aligned_vector<T> upper;
 
-    // In rows of `padded` elements: v and w of the last column, x, the next v, and y of each strip.
-    // They are zero up to their columns.
-    aligned_vector<double> vectors;
+    // In rows of `row` elements: v and w of the last column, conjugated, x, the next v, and y of
+    // each strip. They are zero up to their columns.
+    const std::size_t row = parts<T> * padded;
+    aligned_vector<T> vectors;
 
-    double* v() { return vectors.data(); }
+    T* v() { return vectors.data(); }
 
-    double* w() { return v() + padded; }
+    T* w() { return v() + row; }
 
-    double* x() { return w() + padded; }
+    T* x() { return w() + row; }
 
-    double* y(std::size_t strip) { return x() + (strip + 1) * padded; }
+    T* y(std::size_t strip) { return x() + (strip + 1) * row; }
+
+    void set_last(std::size_t i, T v_of_i, T w_of_i);
+    void gather_product(std::size_t from);
 };
 
 // The mirrored triangle; the blocks at the diagonal whole.
-step_reducer::step_reducer(block_view<double> lower)
-    : n(lower.rows), padded(round_up(n, step_block)), stride(spread_stride<double>(padded)),
-      upper(uninitialized<double>(padded * stride)),
-      vectors(zeros<double>((3 + strips_of_pass) * padded))
+template <class T>
+step_reducer<T>::step_reducer(block_view<T> lower)
+    : n(lower.rows), padded(round_up(n, step_block)), stride(spread_stride<T>(padded)),
+      upper(uninitialized<T>(padded * stride)), vectors(zeros<T>((3 + strips_of_pass) * row))
 {
     constexpr std::size_t tile = 32;
-    const block_view<double> rows{upper.data(), padded, padded, stride};
+    const block_view<T> rows{upper.data(), padded, padded, stride};
     for (std::size_t from = 0; from < n; from += tile) {
         const std::size_t to = std::min(from + tile, n);
-        transpose_into<double>(rows.sub(from, to, from, n), lower.sub(from, n, from, to));
+        adjoint_into<T>(rows.sub(from, to, from, n), lower.sub(from, n, from, to));
     }
     for (std::size_t i = 0; i < padded; ++i) {
         const std::size_t block = i - i % step_block;
         for (std::size_t j = block; j < std::min(i, n); ++j)
-            rows(i, j) = i < n ? rows(j, i) : 0.0;
-        std::fill(rows.row(i) + std::max(n, block), rows.row(i) + padded, 0.0);
+            rows(i, j) = i < n ? conjugate(rows(j, i)) : T(0);
+        std::fill(rows.row(i) + std::max(n, block), rows.row(i) + padded, T(0));
     }
 }
 
-// Row k of the upper triangle, with the last column's vectors, which end there.
-void step_reducer::update_row(std::size_t k)
+template <class T>
+void step_reducer<T>::set_last(std::size_t i, T v_of_i, T w_of_i)
 {
-    const std::array<double, 2> coefficients{w()[k], v()[k]};
-    subtract_products_on(path, upper.data() + k * stride + k, coefficients.data(), v() + k, padded,
-                         2, n - k);
-    v()[k] = w()[k] = 0;
+    v()[i] = conjugate(v_of_i);
+    w()[i] = conjugate(w_of_i);
+    if constexpr (parts<T> == 2) {
+        v()[padded + i] = {v_of_i.imag(), v_of_i.real()};
+        w()[padded + i] = {w_of_i.imag(), w_of_i.real()};
+    }
+}
+
+// y(0) as the pass leaves it becomes the product.
+template <class T>
+void step_reducer<T>::gather_product(std::size_t from)
+{
+    if constexpr (parts<T> == 2)
+        for (std::size_t i = from; i < n; ++i) {
+            const T exchanged = y(0)[padded + i];
+            y(0)[i] = {y(0)[i].real() + exchanged.imag(), exchanged.real() - y(0)[i].imag()};
+        }
+}
+
+// Row k of the upper triangle, with the last column's vectors, which end there.
+template <class T>
+void step_reducer<T>::update_row(std::size_t k)
+{
+    const std::array<T, 2> coefficients{conjugate(w()[k]), conjugate(v()[k])};
+    subtract_products_on(path, upper.data() + k * stride + k, coefficients.data(), v() + k, row, 2,
+                         n - k);
+    set_last(k, 0, 0);
 }
 
 // By rows that hold about equal parts of the triangle. The last bound is where it ends.
-std::array<std::size_t, strips_of_pass + 1> step_reducer::strips_from(std::size_t from) const
+template <class T>
+std::array<std::size_t, strips_of_pass + 1> step_reducer<T>::strips_from(std::size_t from) const
 {
     std::array<std::size_t, strips_of_pass + 1> bounds;
     bounds.fill(padded);
@@ -109,46 +152,61 @@ std::array<std::size_t, strips_of_pass + 1> step_reducer::strips_from(std::size_
 
 // y(0) becomes the product of the updated matrix with x, from the block of column `from` on. Each
 // strip has rows and a y of its own, which are added in order.
-void step_reducer::pass(std::size_t column)
+template <class T>
+void step_reducer<T>::pass(std::size_t column)
 {
     const std::size_t from = column - column % step_block;
     const auto run_rows = [&](std::size_t strip, std::size_t first, std::size_t last) {
-        double* const sums = y(strip);
-        std::fill(sums + first, sums + padded, 0.0);
-        run_step({upper.data(), stride, first, last, padded}, {v(), w(), x(), sums});
+        T* const sums = y(strip);
+        for (std::size_t part = 0; part < parts<T>; ++part)
+            std::fill(sums + part * padded + first, sums + (part + 1) * padded, T(0));
+        run_step({as_doubles(upper.data()), stride, first, last, padded},
+                 {as_doubles(v()), as_doubles(w()), as_doubles(x()), as_doubles(sums)});
     };
     const std::size_t order = padded - from;
-    if (order < least_order_of_strips)
-        return run_rows(0, from, padded);
+    if (order < least_order_of_strips) {
+        run_rows(0, from, padded);
+        return gather_product(from);
+    }
     const auto bounds = strips_from(from);
     const auto run_strip = [&](std::size_t s) { run_rows(s, bounds[s], bounds[s + 1]); };
-    parallel_for(strips_of_pass, order * order / 4, run_strip);
+    parallel_for(strips_of_pass, parts<T> * parts<T> * order * order / 4, run_strip);
     for (std::size_t s = 1; s < strips_of_pass; ++s)
-        scaled_add_on(path, y(0) + bounds[s], y(s) + bounds[s], 1.0, padded - bounds[s]);
+        for (std::size_t part = 0; part < parts<T>; ++part) {
+            const std::size_t first = part * padded + bounds[s];
+            scaled_add_on(path, as_doubles(y(0) + first), as_doubles(y(s) + first), 1.0,
+                          parts<T> * (padded - bounds[s]));
+        }
+    gather_product(from);
 }
 
-// w = 2y - 2(xᵀy)·x, with which H·A·H is A - x·wᵀ - w·xᵀ; x is then the last column's v.
-void step_reducer::follow(std::size_t from)
+// w = 2y - 2(xᴴy)·x, with which H·A·H is A - x·wᴴ - w·xᴴ; x is then the last column's v.
+template <class T>
+void step_reducer<T>::follow(std::size_t from)
 {
-    const double* const product = y(0) + from;
+    T* const product = y(0) + from;
+    const T* const next = x() + from;
     const std::size_t len = n - from;
-    double projection;
-    row_dots(path, &projection, product, x() + from, padded, 1, len);
-    std::transform(product, product + len, w() + from, [](double each) { return 2 * each; });
-    subtract_scaled_on(path, w() + from, x() + from, 2 * projection, len);
-    std::copy_n(x() + from, len, v() + from);
+    T projection;
+    row_dots(path, &projection, product, next, row, 1, len);
+    subtract_scaled_on(path, product, next, projection, len);
+    for (std::size_t i = 0; i < len; ++i)
+        set_last(from + i, next[i], 2.0 * product[i]);
 }
 
-double step_reducer::reduce_column(std::size_t k, aligned_vector<double>& reflector, double& sub)
+template <class T>
+double step_reducer<T>::reduce_column(std::size_t k, aligned_vector<T>& reflector, T& sub)
 {
     update_row(k);
-    const double* const row = upper.data() + k * stride;
-    const double diagonal = row[k];
-    aligned_vector<double> below(row + k + 1, row + n);
-    x()[k] = 0;
-    if (std::all_of(below.begin() + 1, below.end(), [](double each) { return each == 0; })) {
+    const T* const entries = upper.data() + k * stride;
+    const double diagonal = real_part(entries[k]);
+    aligned_vector<T> below(n - k - 1);
+    std::transform(entries + k + 1, entries + n, below.begin(),
+                   [](const T& each) { return conjugate(each); });
+    x()[k] = T(0);
+    if (std::all_of(below.begin() + 1, below.end(), [](const T& each) { return each == T(0); })) {
         sub = below[0];
-        std::fill(x() + k + 1, x() + n, 0.0);
+        std::fill(x() + k + 1, x() + n, T(0));
     } else {
         sub = householder_in_place(below);
         std::copy(below.begin(), below.end(), x() + k + 1);
@@ -161,13 +219,17 @@ double step_reducer::reduce_column(std::size_t k, aligned_vector<double>& reflec
 
 } // namespace
 
-void reduce_by_steps(block_view<double> a, aligned_vector<double>* reflectors, double* sub)
+template <class T>
+void reduce_by_steps(block_view<T> a, aligned_vector<T>* reflectors, T* sub)
 {
     const std::size_t n = a.rows;
-    step_reducer steps(a);
+    step_reducer<T> steps(a);
     for (std::size_t k = 0; k + 1 < n; ++k)
         a(k, k) = steps.reduce_column(k, reflectors[k + 1], sub[k]);
     a(n - 1, n - 1) = steps.last_entry();
 }
+
+template void reduce_by_steps(block_view<double>, aligned_vector<double>*, double*);
+template void reduce_by_steps(block_view<complex>, aligned_vector<complex>*, complex*);
 
 } // namespace numerical::detail

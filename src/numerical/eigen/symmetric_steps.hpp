@@ -1,6 +1,6 @@
 #pragma once
 
-// The reduction of a real symmetric matrix to tridiagonal form without panels: each column takes
+// The reduction of a Hermitian matrix to tridiagonal form without panels: each column takes
 // one pass over what is left of the matrix (symmetric_step.hpp), which it also writes. Where the
 // matrix lies in the caches that takes less time than panels do, whose columns are brought up to
 // date from all vectors of the panel before each product.
@@ -15,6 +15,7 @@ namespace numerical::detail {
 // Of a, by its lower triangle. As in tridiagonal_reduction: reflectors[k + 1] annihilates column k
 // below the subdiagonal and stays empty where there is nothing to annihilate. The diagonal is left
 // in a, the subdiagonal in sub[0 .. order - 1).
-void reduce_by_steps(block_view<double> a, aligned_vector<double>* reflectors, double* sub);
+template <class T>
+void reduce_by_steps(block_view<T> a, aligned_vector<T>* reflectors, T* sub);
 
 } // namespace numerical::detail

@@ -275,10 +275,9 @@ tridiagonal_reduction<T> tridiagonalize(aligned_vector<T>& a, std::size_t n,
         for (; from < n - 1 && n - from > by_steps; from += panel)
             columns.reduce_panel(from, std::min(from + panel, n - 1));
     }
-    if constexpr (std::is_same_v<T, double>)
-        if (from + 1 < n && by_steps != 0)
-            reduce_by_steps({&a[from * n + from], n - from, n - from, n},
-                            reduction.reflectors.data() + from, sub.data() + from);
+    if (from + 1 < n && by_steps != 0)
+        reduce_by_steps<T>({&a[from * n + from], n - from, n - from, n},
+                           reduction.reflectors.data() + from, sub.data() + from);
     for (std::size_t i = 0; i < n; ++i)
         d[i] = real_part(a[i * n + i]);
     e[n - 1] = 0;

@@ -3,9 +3,11 @@
 #include "hermitian_matrices.hpp"
 #include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/tridiagonal.hpp"
+#include "numerical/scalar.hpp"
 #include "paths.hpp"
 
 #include <cmath>
+#include <complex>
 #include <gtest/gtest.h>
 #include <limits>
 #include <vector>
@@ -13,29 +15,41 @@
 namespace {
 
 using namespace numerical::detail;
-using numbers = numerical::aligned_vector<double>;
 
+template <class T>
 struct stepped
 {
-    numbers a;
-    std::vector<numbers> reflectors;
-    numbers sub;
+    numerical::aligned_vector<T> a;
+    std::vector<numerical::aligned_vector<T>> reflectors;
+    numerical::aligned_vector<T> sub;
 };
 
-stepped reduce(numbers a, std::size_t n, std::size_t stride)
+template <class T>
+stepped<T> reduce(numerical::aligned_vector<T> a, std::size_t n, std::size_t stride)
 {
-    stepped result{std::move(a), std::vector<numbers>(n), numbers(n)};
-    reduce_by_steps({result.a.data(), n, n, stride}, result.reflectors.data(), result.sub.data());
+    stepped<T> result{std::move(a), std::vector<numerical::aligned_vector<T>>(n),
+                      numerical::aligned_vector<T>(n)};
+    reduce_by_steps<T>({result.a.data(), n, n, stride}, result.reflectors.data(),
+                       result.sub.data());
     return result;
 }
 
-TEST(symmetric_steps, read_the_lower_triangle_alone)
+template <class T>
+class symmetric_steps : public testing::Test
 {
+};
+
+using element_types = testing::Types<double, complex>;
+TYPED_TEST_SUITE(symmetric_steps, element_types);
+
+TYPED_TEST(symmetric_steps, read_the_lower_triangle_alone)
+{
+    using T = TypeParam;
     for (const std::size_t n : {1, 2, 8, 9, 31, 33, 260}) {
-        const auto full = test::random_hermitian<double>(n, 4);
+        const auto full = test::random_hermitian<T>(n, 4);
         const auto expected = reduce(full.data, n, n);
         const std::size_t stride = n + 5;
-        numbers lower(n * stride, std::numeric_limits<double>::quiet_NaN());
+        numerical::aligned_vector<T> lower(n * stride, T(std::numeric_limits<double>::quiet_NaN()));
         for (std::size_t i = 0; i < n; ++i)
             std::copy_n(&full.data[i * n], i + 1, &lower[i * stride]);
         const auto found = reduce(lower, n, stride);
@@ -47,16 +61,16 @@ TEST(symmetric_steps, read_the_lower_triangle_alone)
 }
 
 // A column that is zero below the subdiagonal has no reflector, and a diagonal matrix none at all.
-TEST(symmetric_steps, leave_what_is_zero_already)
+TYPED_TEST(symmetric_steps, leave_what_is_zero_already)
 {
     for (const std::size_t n : {3, 10, 40, 300}) {
-        auto a = test::random_hermitian<double>(n, 6);
+        auto a = test::random_hermitian<TypeParam>(n, 6);
         const std::size_t k = n / 2;
         for (std::size_t i = k + 1; i < n; ++i)
             for (std::size_t j = 0; j <= k; ++j)
                 a.data[i * n + j] = a.data[j * n + i] = 0;
         const auto found = reduce(a.data, n, n);
-        EXPECT_EQ(found.sub[k], 0);
+        EXPECT_EQ(found.sub[k], TypeParam(0));
         EXPECT_TRUE(found.reflectors[k + 1].empty());
         for (std::size_t i = 0; i < n; ++i)
             for (std::size_t j = 0; j < i; ++j)
@@ -64,30 +78,30 @@ TEST(symmetric_steps, leave_what_is_zero_already)
         const auto kept = reduce(a.data, n, n);
         for (std::size_t i = 0; i < n; ++i) {
             EXPECT_EQ(kept.a[i * n + i], a.data[i * n + i]);
-            EXPECT_EQ(kept.sub[i], 0);
+            EXPECT_EQ(kept.sub[i], TypeParam(0));
             EXPECT_TRUE(kept.reflectors[i].empty());
         }
     }
 }
 
 // Columns far below and far above the others are reflected as they are.
-TEST(symmetric_steps, reflect_columns_of_any_size)
+TYPED_TEST(symmetric_steps, reflect_columns_of_any_size)
 {
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
         constexpr std::size_t n = 30;
-        auto a = test::random_hermitian<double>(n, 7);
+        auto a = test::random_hermitian<TypeParam>(n, 7);
         for (std::size_t i = 0; i < n; ++i)
             for (std::size_t j = 0; j < n; ++j)
-                a.data[i * n + j] = std::scalbn(a.data[i * n + j], -20 * int(i + j));
+                a.data[i * n + j] *= std::scalbn(1.0, -20 * int(i + j));
         const auto found = reduce(a.data, n, n);
         for (std::size_t i = 1; i + 1 < n; ++i) {
             double square = 0;
-            for (const double each : found.reflectors[i])
-                square += each * each;
+            for (const TypeParam& each : found.reflectors[i])
+                square += std::norm(each);
             EXPECT_NEAR(square, found.reflectors[i].empty() ? 0.0 : 1.0, 1e-14) << i;
         }
-        EXPECT_TRUE(std::isfinite(found.a[n * n - 1]));
+        EXPECT_TRUE(std::isfinite(real_part(found.a[n * n - 1])));
     }
 }
 

@@ -95,13 +95,13 @@ TYPED_TEST(tridiagonal, reduction_and_basis_give_the_matrix_back)
 }
 
 // Passes of steps are cut in strips from 256 rows on; beyond most_order_of_steps panels come first.
-TEST(tridiagonal, in_steps_gives_the_matrix_back_on_both_sides_of_its_crossovers)
+TYPED_TEST(tridiagonal, in_steps_gives_the_matrix_back_on_both_sides_of_its_crossovers)
 {
-    constexpr std::size_t most = most_order_of_steps<double>;
+    constexpr std::size_t most = most_order_of_steps<TypeParam>;
     for (const std::size_t n : {std::size_t{248}, std::size_t{249}, std::size_t{256},
                                 std::size_t{257}, std::size_t{265}, most, most + 1, most + 33}) {
         const auto [ratio, orthogonality] =
-            rebuild(test::random_hermitian<double>(n, 3), reduction_form::fastest);
+            rebuild(test::random_hermitian<TypeParam>(n, 3), reduction_form::fastest);
         EXPECT_LT(ratio, 3) << n;
         EXPECT_LT(orthogonality, 3) << n;
     }
@@ -331,11 +331,11 @@ void check_bits_at_every_thread_count(std::size_t n, reduction_form form)
 }
 
 // Two threads share the update of a complex matrix from a trailing order of 114 on, and the
-// products with vectors from 196 on; a pass of steps from 362 on.
+// products with vectors from 196 on; a pass of steps from 362 on if real and 256 if complex.
 TYPED_TEST(tridiagonal, has_the_same_bits_at_every_thread_count)
 {
     for (const int path : test::available_paths())
-        for (const std::size_t n : {129, 130, 131, 196, 197, 198, 300, 361, 369, 377}) {
+        for (const std::size_t n : {129, 130, 131, 196, 197, 198, 250, 258, 300, 361, 369, 377}) {
             const test::path_limit limit(path);
             check_bits_at_every_thread_count<TypeParam>(n, reduction_form::fastest);
         }
