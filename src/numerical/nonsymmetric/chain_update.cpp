@@ -174,9 +174,10 @@ void chain_update<T>::update_columns_before(std::size_t to)
 template <class T>
 std::size_t chain_update<T>::work_per_strip() const
 {
-    // Several times the time of a strip: while it runs the caller has the next window to cross, and
-    // the workers poll from one window to the next, so that few of them have to be woken.
-    constexpr std::size_t units_per_double = 2;
+    // Many times the time of a strip: while it runs the caller has the next window to cross, so
+    // that a few strips are worth a helper, and the workers poll from one window to the next, so
+    // that few of them have to be woken.
+    constexpr std::size_t units_per_double = 16;
     return record.reflectors() * strip_doubles * units_per_double;
 }
 
