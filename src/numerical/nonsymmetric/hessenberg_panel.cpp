@@ -143,9 +143,9 @@ void panel_reducer<T>::multiply_trailing(std::size_t p)
                                 .w = adjoint.data() + from,
                                 .u = u});
     };
-    // The products of a panel follow one another while the workers poll, so that one of a
-    // microsecond and a half is worth a start.
-    const std::size_t work = 6 * sizeof(T) / sizeof(double) * blocks().begin(1) * width;
+    // The products of a panel follow one another while the workers poll, so that one of two
+    // microseconds is worth a start.
+    const std::size_t work = 4 * sizeof(T) / sizeof(double) * blocks().begin(1) * width;
     parallel_for(blocks().count(), work, multiply_block);
 }
 
