@@ -50,18 +50,35 @@ bool any_piece(const T* elements, std::size_t count, const F& found)
     return any;
 }
 
-// x·0 is a zero for finite x and NaN otherwise; the sums in lanes let the compiler use vectors.
-bool all_finite(const double* x, std::size_t n)
+// Whether all of n elements are finite; each is also given to `use`. x·0 is a zero for finite x and
+// NaN otherwise; the sums in lanes let the compiler use vectors.
+template <class F>
+bool all_finite(const double* x, std::size_t n, const F& use)
 {
     constexpr std::size_t lanes = 8;
     std::array<double, lanes> zeros{};
     std::size_t i = 0;
     for (; i + lanes <= n; i += lanes)
-        for (std::size_t l = 0; l < lanes; ++l)
+        for (std::size_t l = 0; l < lanes; ++l) {
             zeros[l] += x[i + l] * 0.0;
-    for (; i < n; ++i)
+            use(i + l, x[i + l]);
+        }
+    for (; i < n; ++i) {
         zeros[0] += x[i] * 0.0;
+        use(i, x[i]);
+    }
     return std::all_of(zeros.begin(), zeros.end(), [](double zero) { return zero == 0; });
+}
+
+bool all_finite(const double* x, std::size_t n)
+{
+    return all_finite(x, n, [](std::size_t, double) {});
+}
+
+// The same, copying the elements on the way.
+bool copy_if_all_finite(const double* __restrict x, std::size_t n, double* __restrict to)
+{
+    return all_finite(x, n, [to](std::size_t i, double value) { to[i] = value; });
 }
 
 // Rows without gaps are as one.
@@ -71,27 +88,19 @@ bool lies_dense(block_view<T> a)
     return a.stride == a.cols;
 }
 
+// Copies the rows; whether all elements are finite.
 template <class T>
-bool all_finite(block_view<const T> a)
-{
-    if (lies_dense(a))
-        return all_finite(as_doubles(a.first), a.rows * a.cols * parts_of<T>);
-    for (std::size_t i = 0; i < a.rows; ++i)
-        if (!all_finite(as_doubles(a.row(i)), a.cols * parts_of<T>))
-            return false;
-    return true;
-}
-
-template <class T>
-void copy_rows(block_view<const T> a, block_view<T> to)
+bool copy_rows(block_view<const T> a, block_view<T> to)
 {
     const auto copy = [](const T* from, std::size_t count, T* out) {
-        std::copy_n(as_doubles(from), count * parts_of<T>, as_doubles(out));
+        return copy_if_all_finite(as_doubles(from), count * parts_of<T>, as_doubles(out));
     };
     if (lies_dense(a) && lies_dense(to))
         return copy(a.first, a.rows * a.cols, to.first);
+    bool finite = true;
     for (std::size_t i = 0; i < a.rows; ++i)
-        copy(a.row(i), a.cols, to.row(i));
+        finite = copy(a.row(i), a.cols, to.row(i)) && finite;
+    return finite;
 }
 
 [[noreturn]] void throw_non_finite(const char* prefix)
@@ -129,10 +138,8 @@ void copy_finite(block_view<const T> a, block_view<T> to, const char* prefix)
     const auto copy_group = [&](std::size_t g) {
         const std::size_t first = g * group;
         const std::size_t last = std::min(first + group, a.rows);
-        const block_view<const T> rows = a.sub(first, last, 0, a.cols);
-        if (!all_finite(rows))
+        if (!copy_rows<T>(a.sub(first, last, 0, a.cols), to.sub(first, last, 0, a.cols)))
             any = true;
-        copy_rows(rows, to.sub(first, last, 0, a.cols));
     };
     if (is_small)
         copy_group(0);
