@@ -45,11 +45,21 @@ void divide_column(int path, T* quotients, const T* column, const T& d, std::siz
     }
 }
 
-// quotients := (x - factor·y)/divisor, |factor| < 1.
+// x - factor·y, |factor| < 1.
 template <class T>
-void divide_difference(int path, T* quotients, const T* x, const T& factor, const T* y,
+struct column_difference
+{
+    const T* x;
+    T factor;
+    const T* y;
+};
+
+// quotients := numerators/divisor.
+template <class T>
+void divide_difference(int path, T* quotients, const column_difference<T>& numerators,
                        const T& divisor, std::size_t count)
 {
+    const auto& [x, factor, y] = numerators;
     if (may_be_inverted(divisor)) {
         set_zero(quotients, count);
         subtract_scaled_on(path, quotients, x, T(-1) / divisor, count);
@@ -297,9 +307,9 @@ void rook_panel<T>::divide_by_block(std::size_t t, const T* c, const T* d)
     const T delta = T(1) - e_by_f * g_by_f;
     const std::size_t line = line_of_first();
     const std::size_t count = n - line;
-    divide_difference(path, l.row(t) + line, d + line, g_by_f, c + line, mirrored(f) * delta,
-                      count);
-    divide_difference(path, l.row(t + 1) + line, c + line, e_by_f, d + line, f * delta, count);
+    divide_difference<T>(path, l.row(t) + line, {d + line, g_by_f, c + line}, mirrored(f) * delta,
+                         count);
+    divide_difference<T>(path, l.row(t + 1) + line, {c + line, e_by_f, d + line}, f * delta, count);
     for (const std::size_t s : {t, t + 1})
         l(s, row) = l(s, other_row) = T(0);
 }
