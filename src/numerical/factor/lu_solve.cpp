@@ -64,7 +64,7 @@ std::vector<std::size_t> strip_bounds(std::size_t columns, const F& work)
 template <class T, class F>
 void for_each_strip(block_view<T> x, unit_lower_rhs identity, const F& solve)
 {
-    if (x.cols == 0)
+    if (x.rows == 0 || x.cols == 0) // beside no rows any number of columns costs nothing
         return;
     // L is applied to what the identity has from the diagonal down, and U to all.
     const auto of_identity = [](double place) { return 1 + (1 - place) * (1 - place); };
