@@ -142,7 +142,7 @@ struct lanes
         const vector size = magnitude(x);
         const int is_zero = _mm512_cmp_pd_mask(size, zero(), _CMP_EQ_OQ);
         const int is_large = _mm512_cmp_pd_mask(size, all(least), _CMP_GE_OQ);
-        const int is_small = _mm512_cmp_pd_mask(size, all(greatest), _CMP_LE_OQ);
+        const int is_small = _mm512_cmp_pd_mask(all(greatest), size, _CMP_GE_OQ);
         return (is_zero | (is_large & is_small)) == 0xFF;
     }
 
