@@ -29,12 +29,11 @@ constexpr std::size_t tile_stride = 72;
 constexpr std::size_t greatest_block = 64;
 constexpr std::size_t band_rows = 16; // of a diagonal block's update
 
-// Up to this order a second thread doesn't repay its waking, where it sleeps, nor the passing of
-// the columns between cores that don't share a cache. Beyond it the work of a loop is its
-// multiply-adds: the loops follow one another so closely that workers poll for them, and each
-// repays its start from two microseconds on.
+// Beyond these orders the work of a loop is its multiply-adds: the loops follow one another so
+// closely that workers poll for them, and each repays its start from two microseconds on.
 template <class T>
-constexpr std::size_t greatest_serial_cholesky = std::is_same_v<T, double> ? 320 : 240;
+constexpr greatest_serial_order serial_cholesky =
+    std::is_same_v<T, double> ? greatest_serial_order{240, 320} : greatest_serial_order{160, 240};
 
 // The blocks whose products are subtracted together from the columns right of them, so that C is
 // loaded and stored once for all: where it doesn't stay in cache. Many threads take one, so that
@@ -88,7 +87,7 @@ T* cholesky_blocks<T>::adjoint_at(std::size_t row, std::size_t column)
 template <class T>
 void cholesky_blocks<T>::factorize()
 {
-    const loops_on_few scope(threads_of_order(order, greatest_serial_cholesky<T>));
+    const loops_on_few scope(threads_of_order(order, serial_cholesky<T>));
     std::size_t first = 0;
     std::size_t last = std::min(block, order);
     factor_diagonal_block(first, last);

@@ -19,10 +19,9 @@ constexpr std::size_t narrow_block = 32;
 constexpr std::size_t wide_block = 64;
 constexpr std::size_t greatest_narrow_order = 256;
 
-// Up to this order a second thread doesn't repay its waking, where it sleeps, nor the passing of
-// the columns between cores that don't share a cache.
 template <class T>
-constexpr std::size_t greatest_serial_lu = std::is_same_v<T, double> ? 320 : 192;
+constexpr greatest_serial_order serial_lu =
+    std::is_same_v<T, double> ? greatest_serial_order{192, 320} : greatest_serial_order{144, 192};
 
 template <class T>
 spread_rows<T> finite_copy(block_view<const T> a)
@@ -47,7 +46,7 @@ template <class T>
 lu_pivots factorize_lu(detail::block_view<T> a)
 {
     const detail::loops_on_few scope(
-        detail::threads_of_order(std::max(a.rows, a.cols), detail::greatest_serial_lu<T>));
+        detail::threads_of_order(std::max(a.rows, a.cols), detail::serial_lu<T>));
     detail::lu_factorization<T> factorization(a, lu_block_width(a.rows, a.cols));
     factorization.factorize();
     return {factorization.row_exchanges(), factorization.singular()};

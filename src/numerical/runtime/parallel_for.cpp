@@ -86,6 +86,11 @@ std::size_t allowed_threads()
     return both_limits(hardware_threads(), both_limits(thread_cap(), most_in_scope));
 }
 
+bool short_loops_pay()
+{
+    return thread_pool::answers().fast();
+}
+
 loops_on_few::loops_on_few(std::size_t most)
     : outer(std::exchange(most_in_scope, both_limits(most_in_scope, most)))
 {

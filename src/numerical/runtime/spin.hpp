@@ -22,14 +22,21 @@ constexpr int polls_in_a_row = 32;
 template <class Ready>
 bool spin_until(const Ready& ready)
 {
-    const auto end = std::chrono::steady_clock::now() + spin_time;
-    do {
+    const auto poll_in_a_row = [&ready] {
         for (int poll = 0; poll < polls_in_a_row; ++poll) {
             if (ready())
                 return true;
             _mm_pause();
         }
+        return false;
+    };
+    if (poll_in_a_row())
+        return true;
+    const auto end = std::chrono::steady_clock::now() + spin_time;
+    do {
         sched_yield();
+        if (poll_in_a_row())
+            return true;
     } while (std::chrono::steady_clock::now() < end);
     return ready();
 }

@@ -3,8 +3,10 @@
 #include "numerical/runtime/spin.hpp"
 #include "numerical/runtime/topology.hpp"
 
+#include <chrono>
 #include <csignal>
 #include <memory>
+#include <optional>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -180,6 +182,37 @@ std::size_t thread_pool::current_core_set() const
     return static_cast<std::size_t>(set_of_cpu[static_cast<std::size_t>(cpu)]);
 }
 
+answer_gauge& thread_pool::answers()
+{
+    static constinit answer_gauge gauge;
+    return gauge;
+}
+
+// The shortest of some jobs without work that wait for a worker. None is recorded if the workers
+// have stopped to poll.
+void thread_pool::time_an_answer(std::size_t home_set)
+{
+    using clock = std::chrono::steady_clock;
+    constexpr int trials = 4;
+    constexpr std::chrono::microseconds patience{3};
+    constexpr loop_split one_index{.count = 1, .chunk = 1, .chunks = 1, .helpers = 1};
+    const auto nothing = [](const void*, std::size_t, std::size_t) {};
+    std::optional<clock::duration> shortest;
+    for (int trial = 0; trial < trials; ++trial) {
+        const clock::time_point start = clock::now();
+        job.post(nothing, nullptr, one_index, home_set);
+        while (job.has_chunk_left() && clock::now() - start < patience)
+            _mm_pause();
+        job.work_as_caller();
+        static_cast<void>(job.wait_until_finished());
+        const clock::duration taken = clock::now() - start;
+        if (job.had_help() && (!shortest || taken < *shortest))
+            shortest = taken;
+    }
+    if (shortest)
+        answers().record(*shortest);
+}
+
 bool thread_pool::try_run(chunk_runner run, const void* context, const loop_split& split,
                           beside_runner beside_run, const void* beside_context)
 {
@@ -205,6 +238,8 @@ bool thread_pool::try_run(chunk_runner run, const void* context, const loop_spli
     }
     job.work_as_caller();
     const std::exception_ptr loop_error = job.wait_until_finished();
+    if (job.had_help() && answers().due_after_loop())
+        time_an_answer(home_set);
     if (beside_error == nullptr)
         beside_error = loop_error;
     if (beside_error != nullptr)

@@ -9,6 +9,7 @@
 // for a job a last time, and a caller posts its job before it reads `sleepers`, all sequentially
 // consistent: so either the worker sees the job or the caller sees the sleeper.
 
+#include "numerical/runtime/answer_gauge.hpp"
 #include "numerical/runtime/fork_mark.hpp"
 #include "numerical/runtime/pool_job.hpp"
 
@@ -41,6 +42,9 @@ public:
     bool try_run(chunk_runner run, const void* context, const loop_split& split,
                  beside_runner beside_run, const void* beside_context);
 
+    // Of the process's workers, of whichever pool.
+    static answer_gauge& answers();
+
 private:
     struct worker
     {
@@ -66,6 +70,7 @@ private:
     void sleep_until_posted(worker& self, std::uint32_t seen);
     bool sleeps_elsewhere(std::size_t home_set) const;
     void wake_elsewhere(std::size_t home_set, std::size_t helpers);
+    void time_an_answer(std::size_t home_set);
 };
 
 } // namespace numerical::detail
