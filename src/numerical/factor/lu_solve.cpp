@@ -229,7 +229,7 @@ aligned_vector<T> lu_decomposition<T>::solve_matrix(const aligned_vector<T>& b,
         const auto copy_row = [&](std::size_t i) {
             std::copy_n(b.data() + permutation[i] * columns, columns, y.row(i));
         };
-        detail::parallel_for(order, columns * (sizeof(T) / sizeof(double)) / 2, copy_row);
+        detail::parallel_for(order, columns * (sizeof(T) / sizeof(double)) * 2, copy_row);
         solve_rows(y, unit_lower_rhs::no);
     };
     if (columns < detail::triangular_tile || !detail::stride_crowds_cache_sets<T>(columns)) {
@@ -263,7 +263,7 @@ void lu_decomposition<T>::write_inverse(T* to) const
         detail::gather_columns<T>(x.sub(first, last, 0, order), source.data(), to + first * order);
     };
     detail::parallel_for(detail::ceil_div(order, detail::rows_permuted_together),
-                         detail::rows_permuted_together * order, permute_group);
+                         detail::rows_permuted_together * order * 2, permute_group);
 }
 
 template <class T>

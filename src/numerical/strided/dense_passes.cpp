@@ -23,9 +23,18 @@ constexpr std::size_t parts_of = sizeof(T) / sizeof(double);
 
 // The work of a double on the scale of parallel_for, in quarters. Reading takes 0.2 to 0.4
 // nanoseconds, and copying more than twice that, as the system clears fresh pages before they are
-// written. A call begins with such a pass, while the workers sleep: it has to repay their waking.
-constexpr std::size_t quarters_to_read = 1;
-constexpr std::size_t quarters_to_copy = 2;
+// written. A call begins with such a pass, while the workers may sleep: where they don't answer
+// fast it has to repay their waking. Where they do, half a matrix of order 256 repays it, as lines
+// that the other core has written in the last call take longer still.
+std::size_t quarters_to_read()
+{
+    return short_loops_pay() ? 8 : 1;
+}
+
+std::size_t quarters_to_copy()
+{
+    return short_loops_pay() ? 8 : 2;
+}
 
 // Calls pass(first, count) on pieces of `total` doubles.
 template <class F>
@@ -43,7 +52,7 @@ bool any_piece(const T* elements, std::size_t count, const F& found)
 {
     const auto* const parts = as_doubles(elements);
     std::atomic<bool> any = false;
-    for_each_piece(count * parts_of<T>, quarters_to_read, [&](std::size_t first, std::size_t n) {
+    for_each_piece(count * parts_of<T>, quarters_to_read(), [&](std::size_t first, std::size_t n) {
         if (found(parts + first, n))
             any = true;
     });
@@ -115,7 +124,7 @@ void copy_on_threads(const T* from, std::size_t count, T* to)
 {
     const auto* const source = as_doubles(from);
     auto* const parts = as_doubles(to);
-    for_each_piece(count * parts_of<T>, quarters_to_copy, [=](std::size_t first, std::size_t n) {
+    for_each_piece(count * parts_of<T>, quarters_to_copy(), [=](std::size_t first, std::size_t n) {
         std::copy_n(source + first, n, parts + first);
     });
 }
@@ -144,7 +153,7 @@ void copy_finite(block_view<const T> a, block_view<T> to, const char* prefix)
     if (is_small)
         copy_group(0);
     else
-        parallel_for(ceil_div(a.rows, group), quarters_to_copy * length * group / 4, copy_group);
+        parallel_for(ceil_div(a.rows, group), quarters_to_copy() * length * group / 4, copy_group);
     if (any)
         throw_non_finite(prefix);
 }
