@@ -30,13 +30,14 @@ std::size_t block_width(std::size_t order)
     return order <= 256 ? 32 : 64;
 }
 
-// Calls pass(first, last) for groups of rows.
-template <class F>
-void for_each_group(std::size_t rows, std::size_t cols, const F& pass)
+// Calls pass(first, last) for groups of rows. An element is copied at the speed of memory, which
+// two threads draw on faster than one.
+template <class T, class F>
+void for_each_group(block_view<T> a, const F& pass)
 {
     constexpr std::size_t group = 8;
-    parallel_for(ceil_div(rows, group), cols * group / 8,
-                 [&](std::size_t g) { pass(g * group, std::min((g + 1) * group, rows)); });
+    parallel_for(ceil_div(a.rows, group), a.cols * group * sizeof(T) / sizeof(double),
+                 [&](std::size_t g) { pass(g * group, std::min((g + 1) * group, a.rows)); });
 }
 
 constexpr const char* operation_name = "Cholesky decomposition";
@@ -52,7 +53,7 @@ void require_square(std::size_t rows, std::size_t cols)
 template <class T, class F>
 void copy_lower_triangle(block_view<const T> a, block_view<T> to, const F& check)
 {
-    for_each_group(a.rows, a.cols, [&](std::size_t first, std::size_t last) {
+    for_each_group(a, [&](std::size_t first, std::size_t last) {
         check(first, last);
         for (std::size_t i = first; i < last; ++i) {
             std::memcpy(static_cast<void*>(to.row(i)), a.row(i), (i + 1) * sizeof(T));
@@ -88,26 +89,23 @@ spread_rows<T> spread_factor(block_view<const T> a, std::size_t block)
     return work;
 }
 
-// Clears the elements above the diagonal, as far as the end of each diagonal block. Updates write
-// to no others.
+// Clears the elements above the diagonal.
 template <class T>
-void clear_upper(block_view<T> a, std::size_t block)
+void clear_upper(block_view<T> a)
 {
-    for_each_group(a.rows, block, [&](std::size_t first, std::size_t last) {
-        for (std::size_t i = first; i < last; ++i) {
-            const std::size_t end = std::min((i / block + 1) * block, a.cols);
-            set_zero(a.row(i) + i + 1, end - i - 1);
-        }
+    for_each_group(a, [&](std::size_t first, std::size_t last) {
+        for (std::size_t i = first; i < last; ++i)
+            set_zero(a.row(i) + i + 1, a.cols - i - 1);
     });
 }
 
-// Calls pass(first, last) for bands of rows.
-template <class F>
-void for_each_band(std::size_t rows, std::size_t cols, const F& pass)
+// The same for bands of rows.
+template <class T, class F>
+void for_each_band(block_view<T> a, const F& pass)
 {
-    parallel_for(ceil_div(rows, band_height), cols * band_height / 8, [&](std::size_t g) {
-        pass(g * band_height, std::min((g + 1) * band_height, rows));
-    });
+    parallel_for(
+        ceil_div(a.rows, band_height), a.cols * band_height * sizeof(T) / sizeof(double),
+        [&](std::size_t g) { pass(g * band_height, std::min((g + 1) * band_height, a.rows)); });
 }
 
 // Aᴴ in the lower triangle, and unset elements above it, from the upper triangle of A. A band of
@@ -118,7 +116,7 @@ aligned_vector<T> finite_upper_triangle_by_columns(block_view<const T> a)
     const std::size_t order = a.rows;
     aligned_vector<T> store = uninitialized<T>(order * order);
     const block_view<T> lower{store.data(), order, order};
-    for_each_band(order, order, [&](std::size_t first, std::size_t last) {
+    for_each_band(a, [&](std::size_t first, std::size_t last) {
         require_finite(a.row(first), (last - first) * order, operation_name);
         adjoint_into<T>(lower.sub(first, order, first, last), a.sub(first, last, first, order));
     });
@@ -130,7 +128,7 @@ aligned_vector<T> finite_upper_triangle_by_columns(block_view<const T> a)
 template <class T>
 void turn_to_upper(block_view<T> l)
 {
-    for_each_band(l.rows, l.rows, [&](std::size_t first, std::size_t last) {
+    for_each_band(l, [&](std::size_t first, std::size_t last) {
         const block_view<T> corner = l.sub(first, last, first, last);
         for (std::size_t i = 0; i < corner.rows; ++i) {
             for (std::size_t j = 0; j < i; ++j) {
@@ -156,7 +154,7 @@ cholesky_decomposition<T>::cholesky_decomposition(matrix<T>&& a)
     detail::require_finite(a, detail::operation_name);
     factors = std::move(a.data);
     factorize();
-    detail::clear_upper<T>({factors.data(), order, order}, order);
+    detail::clear_upper<T>({factors.data(), order, order});
 }
 
 template <class T>
@@ -175,7 +173,6 @@ cholesky_decomposition<T>::cholesky_decomposition(const T* a, std::size_t rows, 
     factors = detail::uninitialized<T>(order * order);
     detail::copy_finite_lower_triangle<T>(given, {factors.data(), order, order});
     factorize();
-    detail::clear_upper<T>({factors.data(), order, order}, block);
 }
 
 template <class T>

@@ -104,7 +104,8 @@ void cholesky_blocks<T>::factorize()
 }
 
 // Column by column on a transposed copy, so that the sums of a column run side by side; each of
-// them subtracts its products one at a time in ascending order, unfused on every path.
+// them subtracts its products one at a time in ascending order, unfused on every path. Updates have
+// written above the diagonal within the block, which is cleared.
 template <class T>
 void cholesky_blocks<T>::factor_diagonal_block(std::size_t first, std::size_t last)
 {
@@ -124,9 +125,9 @@ void cholesky_blocks<T>::factor_diagonal_block(std::size_t first, std::size_t la
         column[0] = std::sqrt(pivot);
         divide_row(path, column + 1, column[0], width - j - 1);
     }
+    transpose_into(a11, by_columns);
     for (std::size_t i = 0; i < width; ++i)
-        for (std::size_t j = 0; j <= i; ++j)
-            a11(i, j) = by_columns(j, i);
+        set_zero(a11.row(i) + i + 1, width - i - 1);
 }
 
 // Tile t turns 64 rows of A21 into L21, and writes its part of the update's operands.

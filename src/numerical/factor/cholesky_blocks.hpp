@@ -1,7 +1,7 @@
 #pragma once
 
 // The blocked Cholesky factorization of a lower triangle in its place; cholesky.hpp has its
-// entries.
+// entries. Nothing is written above the diagonal blocks, and those end with zeros above it.
 
 #include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/block_view.hpp"
