@@ -10,13 +10,11 @@
 #include "numerical/svd/bidiagonal_qr.hpp"
 
 #include <cstddef>
-#include <type_traits>
 
 namespace numerical::detail {
 
-// From this order on two stages take less time than the direct reduction.
-template <class T>
-constexpr std::size_t two_stage_order = std::is_same_v<T, double> ? 120 : 200;
+// From this order on two stages take less time than one pass for each column.
+constexpr std::size_t two_stage_order = 400;
 
 // Superdiagonals of the band: a wider one makes for faster products in the first stage and for more
 // work in the second.

@@ -4,6 +4,7 @@
 #include "numerical/scalar.hpp"
 #include "numerical/svd/aligned_rows.hpp"
 #include "numerical/svd/bidiagonal_panel.hpp"
+#include "numerical/svd/bidiagonal_steps.hpp"
 
 #include <algorithm>
 #include <complex>
@@ -39,23 +40,21 @@ void take_diagonals(bidiagonal_reduction<complex>& out, const aligned_vector<com
 } // namespace
 
 template <class T>
-bidiagonal_reduction<T> bidiagonalize(aligned_vector<T> a, std::size_t n,
-                                      const bidiagonal_blocking& blocking)
+bidiagonal_reduction<T> bidiagonalize(aligned_vector<T> a, std::size_t n)
 {
-    return n < blocking.least_order ? bidiagonalize_unblocked(std::move(a), n)
-                                    : bidiagonalize_blocked(std::move(a), n, blocking);
+    return n < least_order_of_panels<T> ? bidiagonalize_unblocked(std::move(a), n)
+                                        : bidiagonalize_blocked(std::move(a), n);
 }
 
 template <class T>
-bidiagonal_reduction<T> bidiagonalize_blocked(aligned_vector<T> a, std::size_t n,
-                                              const bidiagonal_blocking& blocking)
+bidiagonal_reduction<T> bidiagonalize_blocked(aligned_vector<T> a, std::size_t n)
 {
     bidiagonal_reduction<T> out(n);
     aligned_vector<T> d(n);
     aligned_vector<T> e(n);
     aligned_rows<T> work(std::move(a), n);
-    for (std::size_t first = 0; first < n; first += blocking.panel) {
-        const std::size_t last = std::min(first + blocking.panel, n);
+    for (std::size_t first = 0; first < n; first += bidiagonal_panel_columns) {
+        const std::size_t last = std::min(first + bidiagonal_panel_columns, n);
         bidiagonal_panel<T> panel(work.view(n), first, last, out);
         for (std::size_t c = first; c < last; ++c)
             panel.reduce(c, d[c], e[c]);
@@ -65,13 +64,25 @@ bidiagonal_reduction<T> bidiagonalize_blocked(aligned_vector<T> a, std::size_t n
     return out;
 }
 
-template bidiagonal_reduction<double> bidiagonalize_blocked(aligned_vector<double>, std::size_t,
-                                                            const bidiagonal_blocking&);
-template bidiagonal_reduction<complex> bidiagonalize_blocked(aligned_vector<complex>, std::size_t,
-                                                             const bidiagonal_blocking&);
-template bidiagonal_reduction<double> bidiagonalize(aligned_vector<double>, std::size_t,
-                                                    const bidiagonal_blocking&);
-template bidiagonal_reduction<complex> bidiagonalize(aligned_vector<complex>, std::size_t,
-                                                     const bidiagonal_blocking&);
+template <class T>
+bidiagonal_reduction<T> bidiagonalize_fastest(aligned_vector<T> a, std::size_t n)
+{
+    if (n < least_order_of_bidiagonal_steps)
+        return bidiagonalize_unblocked(std::move(a), n);
+    bidiagonal_reduction<T> out(n);
+    aligned_vector<T> d(n);
+    aligned_vector<T> e(n);
+    bidiagonalize_by_steps<T>({a.data(), n, n}, out.left_reflectors.data(),
+                              out.right_reflectors.data(), d.data(), e.data());
+    take_diagonals(out, std::move(d), std::move(e));
+    return out;
+}
+
+template bidiagonal_reduction<double> bidiagonalize(aligned_vector<double>, std::size_t);
+template bidiagonal_reduction<complex> bidiagonalize(aligned_vector<complex>, std::size_t);
+template bidiagonal_reduction<double> bidiagonalize_blocked(aligned_vector<double>, std::size_t);
+template bidiagonal_reduction<complex> bidiagonalize_blocked(aligned_vector<complex>, std::size_t);
+template bidiagonal_reduction<double> bidiagonalize_fastest(aligned_vector<double>, std::size_t);
+template bidiagonal_reduction<complex> bidiagonalize_fastest(aligned_vector<complex>, std::size_t);
 
 } // namespace numerical::detail

@@ -4,7 +4,8 @@
 // A = U·B·Vᴴ (Golub and Kahan 1965). Large ones go by panels of columns (Dongarra, Sorensen and
 // Hammarling 1989): inside a panel the matrix stays as it is and the updates are kept as low-rank
 // factors, so that half of the work is in two matrix products per panel. The other half, two
-// products of the trailing matrix with a vector for each column, is bound by memory.
+// products of the trailing matrix with a vector for each column, is bound by memory. That is the
+// form of the functions whose bits never change; the others do without panels.
 //
 // Bases are held by rows: row i of `left` is the i-th left basis vector and row i of `right` the
 // i-th right one, that is A = leftᵀ·B·conj(right).
@@ -17,23 +18,15 @@
 
 namespace numerical::detail {
 
-// How a matrix is cut. The order of summation, and with it the bits of the results, follows from
-// it.
-struct bidiagonal_blocking
-{
-    std::size_t least_order; // of a matrix that goes by panels
-    std::size_t panel;       // columns of a panel
-};
-
-// That of the functions whose bits never change. A complex matrix below its order is reduced faster
-// one reflector after the other: it stays in L2, and panels cost more than they save.
+// From this order on panels take less time than one reflector after the other. A complex matrix
+// below it stays in L2, and panels cost more than they save.
 template <class T>
-constexpr bidiagonal_blocking fixed_blocking{std::is_same_v<T, double> ? 128 : 400, 32};
+constexpr std::size_t least_order_of_panels = std::is_same_v<T, double> ? 128 : 400;
 
-// The fastest. The columns of a panel are updated by each other's factors, which takes the longer
-// the wider it is; a panel half as wide leaves a product of half the depth, which loses less.
-template <class T>
-constexpr bidiagonal_blocking fastest_blocking{std::is_same_v<T, double> ? 128 : 200, 16};
+constexpr std::size_t bidiagonal_panel_columns = 32;
+
+// From this order on the reduction in one pass for each column takes the least time.
+constexpr std::size_t least_order_of_bidiagonal_steps = 16;
 
 // Complex blocks are multiplied as real ones twice the size, which pays later.
 template <class T>
@@ -54,14 +47,15 @@ struct bidiagonal_bases
 // The reduction of the row-major n × n matrix a of finite entries. The real form by panels leaves d
 // and e signed; otherwise they are non-negative.
 template <class T>
-bidiagonal_reduction<T> bidiagonalize(aligned_vector<T> a, std::size_t n,
-                                      const bidiagonal_blocking& blocking = fixed_blocking<T>);
+bidiagonal_reduction<T> bidiagonalize(aligned_vector<T> a, std::size_t n);
+
+// The same as fast as it can be (bidiagonal_steps.hpp), with d and e signed if real.
+template <class T>
+bidiagonal_reduction<T> bidiagonalize_fastest(aligned_vector<T> a, std::size_t n);
 
 // The same by panels, of any order.
 template <class T>
-bidiagonal_reduction<T>
-bidiagonalize_blocked(aligned_vector<T> a, std::size_t n,
-                      const bidiagonal_blocking& blocking = fixed_blocking<T>);
+bidiagonal_reduction<T> bidiagonalize_blocked(aligned_vector<T> a, std::size_t n);
 
 // The same one reflector after the other, each applied to the whole trailing matrix.
 template <class T>

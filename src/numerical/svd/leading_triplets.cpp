@@ -42,7 +42,7 @@ singular_triplets<T> cut_from_all(const matrix<T>& a, std::size_t k)
 template <class T>
 singular_triplets<T> of_square(aligned_vector<T> a, std::size_t n, std::size_t k)
 {
-    auto reduction = detail::bidiagonalize(std::move(a), n, detail::fastest_blocking<T>);
+    auto reduction = detail::bidiagonalize_fastest(std::move(a), n);
     auto [values, u, v] = detail::divide_bidiagonal_leading(reduction.d, reduction.e, n, k);
     values.resize(k);
     return {{n, k, detail::multiply_left_basis(reduction, std::move(u))},

@@ -62,7 +62,7 @@ aligned_vector<double> first_columns(const aligned_vector<double>& a, std::size_
 template <class T>
 matrix<T> truncated_adjoint(aligned_vector<T> a, std::size_t n, std::size_t rows)
 {
-    auto reduction = detail::bidiagonalize(std::move(a), n, detail::fastest_blocking<T>);
+    auto reduction = detail::bidiagonalize_fastest(std::move(a), n);
     const detail::bidiagonal_svd of_b = detail::divide_bidiagonal(reduction.d, reduction.e, n);
     const std::size_t rank = detail::count_above_threshold(of_b.values, rows, n);
     matrix<T> product = detail::zero_matrix<T>(n, n);

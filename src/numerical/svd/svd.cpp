@@ -45,9 +45,8 @@ template <class T>
 square_svd<T> by_bidiagonal_form(aligned_vector<T> a, std::size_t n, svd_method method,
                                  svd_blocks blocks)
 {
-    auto reduction = detail::bidiagonalize(
-        std::move(a), n,
-        blocks == svd_blocks::fixed ? detail::fixed_blocking<T> : detail::fastest_blocking<T>);
+    auto reduction = blocks == svd_blocks::fixed ? detail::bidiagonalize(std::move(a), n)
+                                                 : detail::bidiagonalize_fastest(std::move(a), n);
     if (method == svd_method::divide_and_conquer && n >= detail::bidiagonal_leaf_order)
         return by_division(reduction);
     auto [left, right] = detail::form_bidiagonal_bases(reduction);

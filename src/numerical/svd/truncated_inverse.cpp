@@ -45,7 +45,7 @@ template <class T>
 truncated_values apply_truncated_inverse(aligned_vector<T> a, std::size_t n, double cutoff,
                                          aligned_vector<T>& x)
 {
-    auto reduction = bidiagonalize(std::move(a), n, fastest_blocking<T>);
+    auto reduction = bidiagonalize_fastest(std::move(a), n);
     bidiagonal_svd of_b = divide_bidiagonal(reduction.d, reduction.e, n);
     const double threshold = cutoff * of_b.values[0];
     const auto rank = static_cast<std::size_t>(std::count_if(

@@ -16,10 +16,11 @@ using numerical::detail::bidiagonal_bases;
 using numerical::detail::bidiagonal_reduction;
 using numerical::detail::bidiagonalize;
 using numerical::detail::bidiagonalize_blocked;
+using numerical::detail::bidiagonalize_fastest;
 using numerical::detail::bidiagonalize_unblocked;
-using numerical::detail::fastest_blocking;
-using numerical::detail::fixed_blocking;
 using numerical::detail::form_bidiagonal_bases;
+using numerical::detail::least_order_of_bidiagonal_steps;
+using numerical::detail::least_order_of_panels;
 using test::matrix;
 
 constexpr double greatest_ratio = 10;
@@ -101,16 +102,12 @@ TYPED_TEST(bidiagonal, panels_give_the_matrix_back_on_every_path)
     }
 }
 
-TYPED_TEST(bidiagonal, fastest_panels_give_the_matrix_back_on_every_path)
+TYPED_TEST(bidiagonal, fastest_form_gives_the_matrix_back_on_either_side_of_its_crossover)
 {
-    for (const int path : test::available_paths()) {
-        const test::path_limit limit(path);
-        for (const std::size_t n : {1, 2, 15, 16, 17, 32, 33, 129, 161}) {
-            SCOPED_TRACE(std::to_string(n) + " on path " + std::to_string(path));
-            const auto a = test::random_matrix<TypeParam>(n, n, 7);
-            const auto& blocking = fastest_blocking<TypeParam>;
-            expect_reduction_of(a, reduced<TypeParam>(bidiagonalize_blocked(a.data, n, blocking)));
-        }
+    constexpr std::size_t first = least_order_of_bidiagonal_steps;
+    for (const std::size_t n : {std::size_t{0}, std::size_t{1}, first - 1, first, first + 1}) {
+        const auto a = test::random_matrix<TypeParam>(n, n, 7);
+        expect_reduction_of(a, reduced<TypeParam>(bidiagonalize_fastest(a.data, n)));
     }
 }
 
@@ -123,8 +120,8 @@ TYPED_TEST(bidiagonal, zero_rows_and_columns_inside_a_panel_need_no_reflector)
             a.data[i * n + zero] = TypeParam(0);
             a.data[zero * n + i] = TypeParam(0);
         }
-    for (const auto& blocking : {fixed_blocking<TypeParam>, fastest_blocking<TypeParam>}) {
-        const reduced<TypeParam> result(bidiagonalize_blocked(a.data, n, blocking));
+    for (const auto form : {bidiagonalize_blocked<TypeParam>, bidiagonalize_fastest<TypeParam>}) {
+        const reduced<TypeParam> result(form(a.data, n));
         expect_reduction_of(a, result);
         EXPECT_TRUE(result.form.left_reflectors[0].empty());
         EXPECT_EQ(result.form.d[0], 0.0);
@@ -133,7 +130,7 @@ TYPED_TEST(bidiagonal, zero_rows_and_columns_inside_a_panel_need_no_reflector)
 
 TYPED_TEST(bidiagonal, upper_bidiagonal_matrix_is_its_own_form)
 {
-    for (const std::size_t n : {std::size_t{5}, fixed_blocking<TypeParam>.least_order + 3}) {
+    for (const std::size_t n : {std::size_t{5}, least_order_of_panels<TypeParam> + 3}) {
         const auto a = test::filled<TypeParam>(n, n, [](std::size_t i, std::size_t j) {
             return i == j ? 2.0 : (j == i + 1 ? 3.0 : 0.0);
         });
@@ -151,7 +148,7 @@ TYPED_TEST(bidiagonal, upper_bidiagonal_matrix_is_its_own_form)
 
 TYPED_TEST(bidiagonal, unblocked_form_has_no_negative_entries)
 {
-    const std::size_t n = fixed_blocking<TypeParam>.least_order - 1;
+    const std::size_t n = least_order_of_panels<TypeParam> - 1;
     const auto a = test::random_matrix<TypeParam>(n, n, 3);
     const auto form = bidiagonalize(a.data, n);
     EXPECT_GE(*std::min_element(form.d.begin(), form.d.end()), 0);
@@ -217,7 +214,7 @@ TEST(bidiagonal_of_order_one, has_the_modulus_and_the_phase)
 
 TEST(bidiagonal_of_blocked_order, keeps_the_signs_of_real_reflections)
 {
-    const std::size_t n = fixed_blocking<double>.least_order;
+    const std::size_t n = least_order_of_panels<double>;
     const auto form = bidiagonalize(test::random_vector<double>(n * n, 6), n);
     EXPECT_LT(*std::min_element(form.d.begin(), form.d.end()), 0);
     EXPECT_EQ(form.left_phases, numerical::aligned_vector<double>(n, 1.0));
