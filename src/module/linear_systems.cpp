@@ -19,11 +19,11 @@ detail::block_view<const T> matrix_of(const tensor<T>& a)
     return {a.data.data(), a.shape[0], a.shape[1]};
 }
 
-// How a single right-hand side is substituted: the products of a sum one by one, ascending, or as
-// vectors do it fastest.
-enum class vector_order { ascending, fastest };
+// How right-hand sides are substituted: the products of a sum in the order of the triangles' blocks
+// and for a single one ascending, or as it is fastest.
+enum class sum_order { ascending, fastest };
 
-template <vector_order of, class T>
+template <sum_order of, class T>
 aligned_vector<T> solution(const lu_decomposition<T>& lu, const tensor<T>& b)
 {
     const bool one_vector = b.shape.size() == 1;
@@ -33,13 +33,15 @@ aligned_vector<T> solution(const lu_decomposition<T>& lu, const tensor<T>& b)
                                   : "solve: right-hand side row count differs from the matrix");
     if (lu.singular)
         throw singular_matrix_error("solve: matrix is singular");
-    const aligned_vector<T> sides = detail::copy_of(b.data.data(), b.data.size());
     if (!one_vector)
-        return lu.solve_matrix(sides, b.shape[1]);
-    return of == vector_order::ascending ? lu.solve_vector(sides) : solve_vector(lu, sides);
+        return lu.solve_matrix(b.data.data(), b.shape[1],
+                               of == sum_order::ascending ? block_sums::in_order
+                                                          : block_sums::in_any_order);
+    const aligned_vector<T> sides = detail::copy_of(b.data.data(), b.data.size());
+    return of == sum_order::ascending ? lu.solve_vector(sides) : solve_vector(lu, sides);
 }
 
-template <vector_order of, class T>
+template <sum_order of, class T>
 any_tensor solve_of_type(const tensor<T>& a, const any_tensor& any_b)
 {
     const tensor<T>* const b = std::get_if<tensor<T>>(&any_b);
@@ -50,7 +52,7 @@ any_tensor solve_of_type(const tensor<T>& a, const any_tensor& any_b)
     return tensor<T>(b->shape, solution<of>(lu, *b));
 }
 
-template <vector_order of>
+template <sum_order of>
 any_tensor solve_in_order(const any_tensor& a, const any_tensor& b)
 {
     if (shape_of(a).size() != 2 || (shape_of(b).size() != 1 && shape_of(b).size() != 2))
@@ -104,12 +106,12 @@ PyObject* pair(const std::complex<double>& sign, double log)
 
 any_tensor solve(const any_tensor& a, const any_tensor& b)
 {
-    return solve_in_order<vector_order::ascending>(a, b);
+    return solve_in_order<sum_order::ascending>(a, b);
 }
 
 any_tensor solve_fastest(const any_tensor& a, const any_tensor& b)
 {
-    return solve_in_order<vector_order::fastest>(a, b);
+    return solve_in_order<sum_order::fastest>(a, b);
 }
 
 any_tensor inverse(const any_tensor& a)

@@ -8,6 +8,7 @@
 // missing pivot; there is no tolerance.
 
 #include "numerical/aligned_vector.hpp"
+#include "numerical/factor/block_sums.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/matrix.hpp"
 #include "numerical/strided/spread_rows.hpp"
@@ -57,17 +58,19 @@ struct lu_decomposition
     explicit lu_decomposition(const matrix<T>& a);
 
     // Solves in place for right-hand sides whose rows are permuted already.
-    void solve_rows(detail::block_view<T> x, unit_lower_rhs identity) const;
+    void solve_rows(detail::block_view<T> x, unit_lower_rhs identity,
+                    block_sums sums = block_sums::in_order) const;
 
     // A⁻¹·b for one right-hand side of n elements, on the calling thread.
     aligned_vector<T> solve_vector(const aligned_vector<T>& b) const;
 
     // A⁻¹·B for the row-major n × columns array B.
-    aligned_vector<T> solve_matrix(const aligned_vector<T>& b, std::size_t columns) const;
+    aligned_vector<T> solve_matrix(const T* b, std::size_t columns,
+                                   block_sums sums = block_sums::in_order) const;
 
     // A⁻¹, to n × n elements without gaps.
-    void write_inverse(T* to) const;
-    matrix<T> inverse() const;
+    void write_inverse(T* to, block_sums sums = block_sums::in_order) const;
+    matrix<T> inverse(block_sums sums = block_sums::in_order) const;
 };
 
 } // namespace numerical

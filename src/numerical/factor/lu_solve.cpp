@@ -23,31 +23,32 @@ namespace {
 // Up to this many real right-hand sides are substituted row by row, without products or the pool.
 constexpr std::size_t few_columns = 16;
 
-// Strips for each thread: several, so that one that is held up gets fewer of them.
-constexpr std::size_t strips_per_thread = 4;
+// The most strips for each thread: several, so that one that is held up gets fewer of them. Of the
+// identity they are more, as the work of each is estimated.
+constexpr std::size_t strips_per_thread = 2;
+constexpr std::size_t identity_strips_per_thread = 4;
 // Much narrower strips would read L and U too often.
 constexpr std::size_t narrow_strip = 64;
 
 // The strips where each thread is to solve for its own: all of L and then all of U, so that no
 // thread waits for another. One strip where there are too few columns, or one thread, whose
 // products are best when they are wide; the loops within it are then cut for the threads.
-std::size_t strips_of(std::size_t columns)
+std::size_t strips_of(std::size_t columns, std::size_t most_per_thread)
 {
     const std::size_t threads = allowed_threads();
     if (threads == 1 || columns < narrow_strip * threads)
         return 1;
     const std::size_t for_each = ceil_div(columns, narrow_strip) / threads;
-    return std::clamp<std::size_t>(for_each, 1, strips_per_thread) * threads;
+    return std::clamp<std::size_t>(for_each, 1, most_per_thread) * threads;
 }
 
 // Where strips of equal work begin, and the end of the last, the work of a column being
 // work(its place from 0 to 1). The last strip has at least 17 columns, so that a product's width
 // never decides how it is summed.
 template <class F>
-std::vector<std::size_t> strip_bounds(std::size_t columns, const F& work)
+std::vector<std::size_t> strip_bounds(std::size_t columns, std::size_t strips, const F& work)
 {
     constexpr std::size_t unit = triangular_tile / 4;
-    const std::size_t strips = strips_of(columns);
     std::vector<double> sums{0};
     for (std::size_t at = 0; at < columns; at += unit)
         sums.push_back(sums.back() + work(double(at) / double(columns)));
@@ -69,9 +70,10 @@ void for_each_strip(block_view<T> x, unit_lower_rhs identity, const F& solve)
     // L is applied to what the identity has from the diagonal down, and U to all.
     const auto of_identity = [](double place) { return 1 + (1 - place) * (1 - place); };
     const auto of_full = [](double) { return 1.0; };
-    const std::vector<std::size_t> bounds = identity == unit_lower_rhs::yes
-                                                ? strip_bounds(x.cols, of_identity)
-                                                : strip_bounds(x.cols, of_full);
+    const std::vector<std::size_t> bounds =
+        identity == unit_lower_rhs::yes
+            ? strip_bounds(x.cols, strips_of(x.cols, identity_strips_per_thread), of_identity)
+            : strip_bounds(x.cols, strips_of(x.cols, strips_per_thread), of_full);
     const auto solve_strip = [&](std::size_t s) {
         solve(bounds[s], x.sub(0, x.rows, bounds[s], bounds[s + 1]));
     };
@@ -176,7 +178,8 @@ void gather_columns(block_view<const T> rows, const std::size_t* source, T* to)
 } // namespace detail
 
 template <class T>
-void lu_decomposition<T>::solve_rows(detail::block_view<T> x, unit_lower_rhs identity) const
+void lu_decomposition<T>::solve_rows(detail::block_view<T> x, unit_lower_rhs identity,
+                                     block_sums sums) const
 {
     const detail::block_view<const T> lu = factors.view();
     const int path = detail::gemm_path_current();
@@ -189,8 +192,8 @@ void lu_decomposition<T>::solve_rows(detail::block_view<T> x, unit_lower_rhs ide
         if (identity == unit_lower_rhs::yes)
             detail::invert_unit_lower(lu, block, first, strip);
         else
-            detail::solve_unit_lower(lu, block, strip);
-        detail::solve_upper(lu, block, strip);
+            detail::solve_unit_lower(lu, block, strip, sums);
+        detail::solve_upper(lu, block, strip, sums);
     });
 }
 
@@ -220,17 +223,17 @@ aligned_vector<T> lu_decomposition<T>::solve_vector(const aligned_vector<T>& b) 
 }
 
 template <class T>
-aligned_vector<T> lu_decomposition<T>::solve_matrix(const aligned_vector<T>& b,
-                                                    std::size_t columns) const
+aligned_vector<T> lu_decomposition<T>::solve_matrix(const T* b, std::size_t columns,
+                                                    block_sums sums) const
 {
     aligned_vector<T> solution = detail::uninitialized<T>(order * columns);
     const detail::block_view<T> x{solution.data(), order, columns};
     const auto solve_permuted = [&](detail::block_view<T> y) {
         const auto copy_row = [&](std::size_t i) {
-            std::copy_n(b.data() + permutation[i] * columns, columns, y.row(i));
+            std::copy_n(b + permutation[i] * columns, columns, y.row(i));
         };
         detail::parallel_for(order, columns * (sizeof(T) / sizeof(double)) * 2, copy_row);
-        solve_rows(y, unit_lower_rhs::no);
+        solve_rows(y, unit_lower_rhs::no, sums);
     };
     if (columns < detail::triangular_tile || !detail::stride_crowds_cache_sets<T>(columns)) {
         solve_permuted(x);
@@ -245,14 +248,14 @@ aligned_vector<T> lu_decomposition<T>::solve_matrix(const aligned_vector<T>& b,
 // U⁻¹·L⁻¹ from the unpermuted identity, so that the forward pass may stop at the diagonal; P is
 // applied from the right to the columns in the end.
 template <class T>
-void lu_decomposition<T>::write_inverse(T* to) const
+void lu_decomposition<T>::write_inverse(T* to, block_sums sums) const
 {
     detail::spread_rows<T> work(order, order);
     work.set_to_zero();
     const detail::block_view<T> x = work.view();
     for (std::size_t i = 0; i < order; ++i)
         x(i, i) = T(1);
-    solve_rows(x, unit_lower_rhs::yes);
+    solve_rows(x, unit_lower_rhs::yes, sums);
 
     std::vector<std::size_t> source(order);
     for (std::size_t k = 0; k < order; ++k)
@@ -267,29 +270,29 @@ void lu_decomposition<T>::write_inverse(T* to) const
 }
 
 template <class T>
-matrix<T> lu_decomposition<T>::inverse() const
+matrix<T> lu_decomposition<T>::inverse(block_sums sums) const
 {
     aligned_vector<T> result = detail::uninitialized<T>(order * order);
-    write_inverse(result.data());
+    write_inverse(result.data(), sums);
     return matrix<T>(order, order, std::move(result));
 }
 
-template void lu_decomposition<double>::solve_rows(detail::block_view<double>,
-                                                   unit_lower_rhs) const;
+template void lu_decomposition<double>::solve_rows(detail::block_view<double>, unit_lower_rhs,
+                                                   block_sums) const;
 template aligned_vector<double>
 lu_decomposition<double>::solve_vector(const aligned_vector<double>&) const;
-template aligned_vector<double>
-lu_decomposition<double>::solve_matrix(const aligned_vector<double>&, std::size_t) const;
-template void lu_decomposition<double>::write_inverse(double*) const;
-template matrix<double> lu_decomposition<double>::inverse() const;
+template aligned_vector<double> lu_decomposition<double>::solve_matrix(const double*, std::size_t,
+                                                                       block_sums) const;
+template void lu_decomposition<double>::write_inverse(double*, block_sums) const;
+template matrix<double> lu_decomposition<double>::inverse(block_sums) const;
 template void lu_decomposition<detail::complex>::solve_rows(detail::block_view<detail::complex>,
-                                                            unit_lower_rhs) const;
+                                                            unit_lower_rhs, block_sums) const;
 template aligned_vector<detail::complex>
 lu_decomposition<detail::complex>::solve_vector(const aligned_vector<detail::complex>&) const;
 template aligned_vector<detail::complex>
-lu_decomposition<detail::complex>::solve_matrix(const aligned_vector<detail::complex>&,
-                                                std::size_t) const;
-template void lu_decomposition<detail::complex>::write_inverse(detail::complex*) const;
-template matrix<detail::complex> lu_decomposition<detail::complex>::inverse() const;
+lu_decomposition<detail::complex>::solve_matrix(const detail::complex*, std::size_t,
+                                                block_sums) const;
+template void lu_decomposition<detail::complex>::write_inverse(detail::complex*, block_sums) const;
+template matrix<detail::complex> lu_decomposition<detail::complex>::inverse(block_sums) const;
 
 } // namespace numerical

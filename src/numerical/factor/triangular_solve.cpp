@@ -35,8 +35,9 @@ class unit_lower_substitution
 {
 public:
     unit_lower_substitution(block_view<const T> triangle, std::size_t block_width,
-                            block_view<T> right_sides)
-        : l(triangle), block(block_width), x(right_sides)
+                            block_view<T> right_sides, block_sums sums)
+        : l(triangle), block(block_width), x(right_sides),
+          by_halves(depth_is_free<T> || sums == block_sums::in_any_order)
     {
     }
 
@@ -44,7 +45,7 @@ public:
     {
         if (to - from <= block)
             return substitute(from, to, x.cols);
-        const std::size_t mid = from + first_part<T>(to - from, block);
+        const std::size_t mid = from + (by_halves ? half_in_blocks(to - from, block) : block);
         solve(from, mid);
         subtract(from, mid, to, x.cols);
         solve(mid, to);
@@ -76,6 +77,7 @@ private:
     block_view<const T> l;
     std::size_t block;
     block_view<T> x;
+    bool by_halves; // rather than block after block
     int path = gemm_path_current();
     aligned_vector<T> negative;
 
@@ -96,33 +98,71 @@ private:
 } // namespace
 
 template <class T>
-void solve_unit_lower(block_view<const T> l, std::size_t block, block_view<T> x)
+void solve_unit_lower(block_view<const T> l, std::size_t block, block_view<T> x, block_sums sums)
 {
     if (l.rows != 0) // no unknowns may have 2⁶¹ right-hand sides
-        unit_lower_substitution<T>(l, block, x).solve(0, l.rows);
+        unit_lower_substitution<T>(l, block, x, sums).solve(0, l.rows);
 }
 
 template <class T>
 void invert_unit_lower(block_view<const T> l, std::size_t block, std::size_t first, block_view<T> x)
 {
-    unit_lower_substitution<T>(l, block, x).invert(first);
+    unit_lower_substitution<T>(l, block, x, block_sums::in_order).invert(first);
 }
 
+namespace {
+
+// X := U⁻¹·X by rows [from, to).
+//     from  mid
+//    [ U00  U01 ]  from     X1 = U11⁻¹·X1;
+//    [      U11 ]  mid      X0 -= U01·X1; X0 = U00⁻¹·X0.
 template <class T>
-void solve_upper(block_view<const T> u, std::size_t block, block_view<T> x)
+class upper_substitution
 {
-    const int path = gemm_path_current();
-    aligned_vector<T> negative;
-    for (std::size_t end = u.rows; end > 0;) {
-        const std::size_t start = last_block(end, block);
-        const block_view<T> solved = x.sub(start, end, 0, x.cols);
-        const block_view<const T> triangle = u.sub(start, end, start, end);
-        for_each_tile(solved, [&](block_view<T> tile) { substitute_upper(path, triangle, tile); });
-        if (start != 0)
-            subtract_product<T>(negative, u.sub(0, start, start, end), solved,
-                                x.sub(0, start, 0, x.cols));
-        end = start;
+public:
+    upper_substitution(block_view<const T> triangle, std::size_t block_width,
+                       block_view<T> right_sides, block_sums sums)
+        : u(triangle), block(block_width), x(right_sides),
+          by_halves(sums == block_sums::in_any_order)
+    {
     }
+
+    void solve(std::size_t from, std::size_t to)
+    {
+        while (to - from > block) {
+            const std::size_t mid =
+                by_halves ? from + half_in_blocks(to - from, block) : last_block(to, block);
+            solve(mid, to);
+            subtract_product<T>(negative, u.sub(from, mid, mid, to), x.sub(mid, to, 0, x.cols),
+                                x.sub(from, mid, 0, x.cols));
+            to = mid;
+        }
+        substitute(from, to);
+    }
+
+private:
+    block_view<const T> u;
+    std::size_t block;
+    block_view<T> x;
+    bool by_halves; // rather than block after block
+    int path = gemm_path_current();
+    aligned_vector<T> negative;
+
+    void substitute(std::size_t from, std::size_t to)
+    {
+        const block_view<const T> leaf = u.sub(from, to, from, to);
+        for_each_tile(x.sub(from, to, 0, x.cols),
+                      [&](block_view<T> tile) { substitute_upper(path, leaf, tile); });
+    }
+};
+
+} // namespace
+
+template <class T>
+void solve_upper(block_view<const T> u, std::size_t block, block_view<T> x, block_sums sums)
+{
+    if (u.rows != 0)
+        upper_substitution<T>(u, block, x, sums).solve(0, u.rows);
 }
 
 template <class T>
@@ -145,14 +185,16 @@ template void subtract_product(aligned_vector<double>&, block_view<const double>
                                block_view<const double>, block_view<double>);
 template void subtract_product(aligned_vector<complex>&, block_view<const complex>,
                                block_view<const complex>, block_view<complex>);
-template void solve_unit_lower(block_view<const double>, std::size_t, block_view<double>);
-template void solve_unit_lower(block_view<const complex>, std::size_t, block_view<complex>);
+template void solve_unit_lower(block_view<const double>, std::size_t, block_view<double>,
+                               block_sums);
+template void solve_unit_lower(block_view<const complex>, std::size_t, block_view<complex>,
+                               block_sums);
 template void invert_unit_lower(block_view<const double>, std::size_t, std::size_t,
                                 block_view<double>);
 template void invert_unit_lower(block_view<const complex>, std::size_t, std::size_t,
                                 block_view<complex>);
-template void solve_upper(block_view<const double>, std::size_t, block_view<double>);
-template void solve_upper(block_view<const complex>, std::size_t, block_view<complex>);
+template void solve_upper(block_view<const double>, std::size_t, block_view<double>, block_sums);
+template void solve_upper(block_view<const complex>, std::size_t, block_view<complex>, block_sums);
 template void solve_lower(block_view<const double>, std::size_t, block_view<double>);
 template void solve_lower(block_view<const complex>, std::size_t, block_view<complex>);
 

@@ -7,6 +7,7 @@
 // NaN.
 
 #include "numerical/aligned_vector.hpp"
+#include "numerical/factor/block_sums.hpp"
 #include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/summation.hpp"
@@ -36,13 +37,19 @@ void for_each_tile(block_view<T> x, const F& substitute)
     parallel_for(triangular_tiles(x.cols), substitution_work<T>(x.rows), substitute_tile);
 }
 
-// The part of n > block unknowns that a triangle is cut into first: half of them, in whole blocks
-// and no more of these than the second part has, so that most products are deep; or one block where
-// the depth isn't free. Either way, and for any such cut, an element's sum has the same order.
+// Half of n > block unknowns, in whole blocks and no more of these than the other half has.
+constexpr std::size_t half_in_blocks(std::size_t n, std::size_t block)
+{
+    return ceil_div(n, block) / 2 * block;
+}
+
+// The part of n > block unknowns that a lower triangle is cut into first: half of them, or one
+// block where the depth isn't free. Either way, and for any such cut, an element's sum has the same
+// order.
 template <class T>
 constexpr std::size_t first_part(std::size_t n, std::size_t block)
 {
-    return depth_is_free<T> ? ceil_div(n, block) / 2 * block : block;
+    return depth_is_free<T> ? half_in_blocks(n, block) : block;
 }
 
 // X1 -= A·X0. The smaller operand is negated, into storage that is reused.
@@ -52,7 +59,8 @@ void subtract_product(aligned_vector<T>& negative, block_view<const T> a,
 
 // X := L⁻¹·X, L the unit lower triangle of `l`.
 template <class T>
-void solve_unit_lower(block_view<const T> l, std::size_t block, block_view<T> x);
+void solve_unit_lower(block_view<const T> l, std::size_t block, block_view<T> x,
+                      block_sums sums = block_sums::in_order);
 
 // X := L⁻¹·X, where X holds the columns of the identity from `first` on. Only rows and columns that
 // aren't zero are computed.
@@ -62,7 +70,8 @@ void invert_unit_lower(block_view<const T> l, std::size_t block, std::size_t fir
 
 // X := U⁻¹·X, U the upper triangle of `u`, from the last block of rows to the first.
 template <class T>
-void solve_upper(block_view<const T> u, std::size_t block, block_view<T> x);
+void solve_upper(block_view<const T> u, std::size_t block, block_view<T> x,
+                 block_sums sums = block_sums::in_order);
 
 // X := L⁻¹·X, L the lower triangle of `l`, from the first block of rows to the last.
 template <class T>

@@ -252,7 +252,8 @@ aligned_vector<T> pade_workspace<T>::quotient()
         numerator[i] = even[i] + high[i];
         denominator[i] = even[i] - high[i];
     }
-    return lu_decomposition<T>(matrix<T>(n, n, std::move(denominator))).solve_matrix(numerator, n);
+    return lu_decomposition<T>(matrix<T>(n, n, std::move(denominator)))
+        .solve_matrix(numerator.data(), n, block_sums::in_any_order);
 }
 
 } // namespace

@@ -134,7 +134,7 @@ void stacks::solve_matrices(std::size_t count, const matrix_stack<T>& a, const m
     const auto one = [&](std::size_t i) {
         const auto lu = regular_lu(a, i, "solve: matrix is singular");
         const aligned_vector<T> solution =
-            lu.solve_matrix(detail::copy_of(b.at(i), b.rows * b.cols), b.cols);
+            lu.solve_matrix(b.at(i), b.cols, block_sums::in_any_order);
         std::copy(solution.begin(), solution.end(), x + i * a.rows * b.cols);
     };
     const lane_kernels& kernels = detail::lane_kernels_for(T());
@@ -147,7 +147,7 @@ void stacks::inverse(std::size_t count, const matrix_stack<T>& a, T* inverses)
     require_square_for_lu(a);
     const auto one = [&](std::size_t i) {
         regular_lu(a, i, "inverse: matrix is singular")
-            .write_inverse(inverses + i * a.rows * a.rows);
+            .write_inverse(inverses + i * a.rows * a.rows, block_sums::in_any_order);
     };
     const lane_kernels& kernels = detail::lane_kernels_for(T());
     run_systems(system_job(kernels.inverse, kernels, a.rows, a.rows), count, a, a, inverses, one);

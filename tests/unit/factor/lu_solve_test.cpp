@@ -12,6 +12,7 @@
 
 namespace {
 
+using numerical::block_sums;
 using numerical::lu_decomposition;
 using numerical::matrix;
 using std::size_t;
@@ -29,17 +30,19 @@ class lu_solve : public testing::Test
 using element_types = testing::Types<double, std::complex<double>>;
 TYPED_TEST_SUITE(lu_solve, element_types);
 
+constexpr block_sums all_sums[] = {block_sums::in_order, block_sums::in_any_order};
+
 template <class T>
-matrix<T> solution(const matrix<T>& a, const matrix<T>& b)
+matrix<T> solution(const matrix<T>& a, const matrix<T>& b, block_sums sums = block_sums::in_order)
 {
     const lu_decomposition<T> lu{matrix<T>(a)};
-    return matrix<T>(b.rows, b.cols, lu.solve_matrix(b.data, b.cols));
+    return matrix<T>(b.rows, b.cols, lu.solve_matrix(b.data.data(), b.cols, sums));
 }
 
 template <class T>
-matrix<T> inverse_of(matrix<T> a)
+matrix<T> inverse_of(matrix<T> a, block_sums sums = block_sums::in_order)
 {
-    return lu_decomposition<T>(std::move(a)).inverse();
+    return lu_decomposition<T>(std::move(a)).inverse(sums);
 }
 
 // ‖B - A·X‖ / ((‖A‖·‖X‖ + ‖B‖)·n·ε), the backward error of the solution.
@@ -73,8 +76,9 @@ TYPED_TEST(lu_solve, leaves_a_small_residual_for_every_count_of_right_sides)
             const auto a = test::random_matrix<TypeParam>(n, n, unsigned(n));
             for (const size_t columns : {1, 2, 16, 17, 65}) {
                 const auto b = test::random_matrix<TypeParam>(n, columns, 7);
-                EXPECT_LT(residual_ratio(a, solution(a, b), b), 1)
-                    << n << 'x' << columns << " path " << path;
+                for (const block_sums sums : all_sums)
+                    EXPECT_LT(residual_ratio(a, solution(a, b, sums), b), 1)
+                        << n << 'x' << columns << " path " << path;
             }
         }
     }
@@ -132,9 +136,9 @@ TYPED_TEST(lu_solve, of_columns_that_crowd_the_cache_is_the_same)
             const auto b = test::random_matrix<TypeParam>(n, crowding + 1, 4);
             const numerical::detail::block_view<const TypeParam> all{b.data.data(), n, b.cols};
             const auto fewer = test::elements_of(all.sub(0, n, 0, crowding));
-            const auto x = lu.solve_matrix(b.data, crowding + 1);
+            const auto x = lu.solve_matrix(b.data.data(), crowding + 1);
             const numerical::detail::block_view<const TypeParam> found{x.data(), n, b.cols};
-            EXPECT_TRUE(lu.solve_matrix(fewer, crowding) ==
+            EXPECT_TRUE(lu.solve_matrix(fewer.data(), crowding) ==
                         test::elements_of(found.sub(0, n, 0, crowding)))
                 << n << " path " << path;
         }
@@ -184,7 +188,8 @@ TEST(lu_solve_of_few_columns, meets_the_blocks_of_u_from_the_right)
             for (const size_t columns : {1, 2, 7, 16, 17, 24}) {
                 const bool fused = path != numerical::detail::portable_path;
                 const auto b = test::random_vector<double>(n * columns, 3);
-                EXPECT_EQ(lu.solve_matrix(b, columns), substituted_by_blocks(lu, b, columns, fused))
+                EXPECT_EQ(lu.solve_matrix(b.data(), columns),
+                          substituted_by_blocks(lu, b, columns, fused))
                     << n << 'x' << columns << " path " << path;
             }
         }
@@ -215,9 +220,9 @@ TYPED_TEST(lu_solve, of_order_0_gives_nothing)
 {
     const lu_decomposition<TypeParam> lu(matrix<TypeParam>(0, 0, {}));
     EXPECT_TRUE(lu.solve_vector({}).empty());
-    EXPECT_TRUE(lu.solve_matrix({}, 0).empty());
-    EXPECT_TRUE(lu.solve_matrix({}, 3).empty());
-    EXPECT_TRUE(lu.solve_matrix({}, 100).empty());
+    EXPECT_TRUE(lu.solve_matrix(nullptr, 0).empty());
+    EXPECT_TRUE(lu.solve_matrix(nullptr, 3).empty());
+    EXPECT_TRUE(lu.solve_matrix(nullptr, 100).empty());
     EXPECT_TRUE(inverse_of(matrix<TypeParam>(0, 0, {})).data.empty());
 }
 
@@ -225,7 +230,7 @@ TYPED_TEST(lu_solve, of_no_right_sides_gives_nothing)
 {
     for (const size_t n : {1, 40, 300}) {
         const lu_decomposition<TypeParam> lu(test::random_matrix<TypeParam>(n, n, 1));
-        EXPECT_TRUE(lu.solve_matrix({}, 0).empty());
+        EXPECT_TRUE(lu.solve_matrix(nullptr, 0).empty());
     }
 }
 
@@ -288,13 +293,15 @@ TYPED_TEST(lu_solve, has_the_same_bits_for_every_number_of_threads)
     const auto a = test::random_matrix<TypeParam>(n, n, 3);
     for (const size_t columns : {16, 17, 127, 128, 129, 191, 192, 193, 300}) {
         const auto b = test::random_matrix<TypeParam>(n, columns, 4);
-        numerical::aligned_vector<TypeParam> first;
-        for (const size_t threads : test::thread_counts) {
-            const test::thread_limit limit(threads);
-            const auto x = solution(a, b).data;
-            if (first.empty())
-                first = x;
-            EXPECT_TRUE(first == x) << columns << ' ' << threads;
+        for (const block_sums sums : all_sums) {
+            numerical::aligned_vector<TypeParam> first;
+            for (const size_t threads : test::thread_counts) {
+                const test::thread_limit limit(threads);
+                const auto x = solution(a, b, sums).data;
+                if (first.empty())
+                    first = x;
+                EXPECT_TRUE(first == x) << columns << ' ' << threads;
+            }
         }
     }
 }
@@ -305,9 +312,11 @@ TYPED_TEST(lu_solve, inverse_is_one_from_both_sides_on_every_path)
         const test::path_limit limit(path);
         for (const size_t n : orders) {
             const auto a = test::random_matrix<TypeParam>(n, n, unsigned(n) + 2);
-            const auto x = inverse_of(a);
-            EXPECT_LT(inverse_ratio(a, x), 1) << n << " path " << path;
-            EXPECT_LT(inverse_ratio(x, a), 1) << n << " path " << path;
+            for (const block_sums sums : all_sums) {
+                const auto x = inverse_of(a, sums);
+                EXPECT_LT(inverse_ratio(a, x), 1) << n << " path " << path;
+                EXPECT_LT(inverse_ratio(x, a), 1) << n << " path " << path;
+            }
         }
     }
 }
@@ -333,13 +342,15 @@ TYPED_TEST(lu_solve, inverse_has_the_same_bits_for_every_number_of_threads)
 {
     for (const size_t n : {127, 128, 129, 191, 192, 193, 300}) {
         const auto a = test::random_matrix<TypeParam>(n, n, 3);
-        numerical::aligned_vector<TypeParam> first;
-        for (const size_t threads : test::thread_counts) {
-            const test::thread_limit limit(threads);
-            const auto x = inverse_of(a).data;
-            if (first.empty())
-                first = x;
-            EXPECT_TRUE(first == x) << n << ' ' << threads;
+        for (const block_sums sums : all_sums) {
+            numerical::aligned_vector<TypeParam> first;
+            for (const size_t threads : test::thread_counts) {
+                const test::thread_limit limit(threads);
+                const auto x = inverse_of(a, sums).data;
+                if (first.empty())
+                    first = x;
+                EXPECT_TRUE(first == x) << n << ' ' << threads;
+            }
         }
     }
 }

@@ -10,6 +10,7 @@
 
 namespace {
 
+using numerical::block_sums;
 using numerical::matrix;
 using numerical::detail::block_view;
 using numerical::detail::solve_lower;
@@ -25,7 +26,9 @@ class triangular_solve : public testing::Test
 using element_types = testing::Types<double, std::complex<double>>;
 TYPED_TEST_SUITE(triangular_solve, element_types);
 
-enum class triangle { upper, lower };
+enum class triangle { upper, upper_by_halves, lower };
+
+constexpr triangle forms[] = {triangle::upper, triangle::upper_by_halves, triangle::lower};
 
 template <class T>
 matrix<T> triangle_over(T beyond, triangle form, std::size_t n)
@@ -33,7 +36,7 @@ matrix<T> triangle_over(T beyond, triangle form, std::size_t n)
     auto a = test::random_matrix<T>(n, n, unsigned(n));
     for (std::size_t i = 0; i < n; ++i) {
         for (std::size_t j = 0; j < n; ++j)
-            if (form == triangle::upper ? j < i : i < j)
+            if (form == triangle::lower ? i < j : j < i)
                 a.data[i * n + j] = beyond;
         a.data[i * n + i] += a.data[i * n + i] * (2.0 + double(n) / 4);
     }
@@ -46,17 +49,22 @@ matrix<T> solved(triangle form, std::size_t n, const matrix<T>& b)
 {
     const auto a = triangle_over<T>(T(std::nan("")), form, n);
     matrix<T> x = b;
-    const auto solve = form == triangle::upper ? solve_upper<T> : solve_lower<T>;
-    solve({a.data.data(), n, n, n}, block, {x.data.data(), n, b.cols, b.cols});
+    const block_view<const T> of{a.data.data(), n, n};
+    const block_view<T> sides{x.data.data(), n, b.cols};
+    if (form == triangle::lower)
+        solve_lower<T>(of, block, sides);
+    else
+        solve_upper<T>(of, block, sides,
+                       form == triangle::upper ? block_sums::in_order : block_sums::in_any_order);
     return x;
 }
 
 TYPED_TEST(triangular_solve, gives_back_the_right_sides)
 {
     for (const int path : test::available_paths())
-        for (const std::size_t n : {1UL, 17UL, 64UL, 65UL, 150UL})
+        for (const std::size_t n : {1UL, 17UL, 64UL, 65UL, 128UL, 129UL, 150UL, 257UL})
             for (const std::size_t columns : {1UL, 16UL, 90UL})
-                for (const triangle form : {triangle::upper, triangle::lower}) {
+                for (const triangle form : forms) {
                     const test::path_limit limit(path);
                     const auto b = test::random_matrix<TypeParam>(n, columns, 3);
                     const auto x = solved(form, n, b);
@@ -75,7 +83,7 @@ TYPED_TEST(triangular_solve, gives_back_the_right_sides)
 TYPED_TEST(triangular_solve, has_the_same_bits_on_any_number_of_threads)
 {
     const auto b = test::random_matrix<TypeParam>(150, 300, 4);
-    for (const triangle form : {triangle::upper, triangle::lower}) {
+    for (const triangle form : forms) {
         const auto on = [&](std::size_t threads) {
             const test::thread_limit some(threads);
             return solved(form, 150, b).data;

@@ -12,6 +12,7 @@
 
 namespace {
 
+using numerical::block_sums;
 using numerical::lu_decomposition;
 using numerical::matrix;
 
@@ -31,9 +32,12 @@ std::vector<numerical::aligned_vector<T>> everything_of(const matrix<T>& a)
     const lu_decomposition<T> lu(a);
     std::vector<numerical::aligned_vector<T>> results{test::elements_of(lu.factors.view())};
     for (const std::size_t columns : {70, 209})
-        results.push_back(lu.solve_matrix(test::random_vector<T>(a.rows * columns, 2), columns));
+        for (const auto sums : {block_sums::in_order, block_sums::in_any_order})
+            results.push_back(
+                lu.solve_matrix(test::random_vector<T>(a.rows * columns, 2).data(), columns, sums));
     results.push_back(numerical::detail::upper_inverse(results.front(), a.rows));
-    results.push_back(lu.inverse().data);
+    for (const auto sums : {block_sums::in_order, block_sums::in_any_order})
+        results.push_back(lu.inverse(sums).data);
     return results;
 }
 

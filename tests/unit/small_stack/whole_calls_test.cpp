@@ -93,7 +93,7 @@ TYPED_TEST(small_stack_suite, holds_lu_and_what_is_solved_with_it)
         everywhere([&] {
             numerical::lu_decomposition<T> lu{matrix<T>(a)};
             EXPECT_FALSE(lu.singular);
-            lu.solve_matrix(b, 64);
+            lu.solve_matrix(b.data(), 64);
             lu.solve_vector(numerical::aligned_vector<T>(
                 b.begin(), b.begin() + static_cast<std::ptrdiff_t>(n)));
             numerical::slogdet(lu);
