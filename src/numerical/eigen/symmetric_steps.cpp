@@ -2,9 +2,9 @@
 
 #include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
+#include "numerical/eigen/symmetric_column.hpp"
 #include "numerical/eigen/symmetric_step.hpp"
 #include "numerical/factor/reflector.hpp"
-#include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -40,6 +40,54 @@ step_kernel kernel_of(int path, complex)
     return choose(path, run_hermitian_step, avx2_run_hermitian_step, avx512_run_hermitian_step);
 }
 
+column_kernels column_kernels_of(int path, double)
+{
+    return choose(path, symmetric_column, avx2_symmetric_column, avx512_symmetric_column)();
+}
+
+column_kernels column_kernels_of(int path, complex)
+{
+    return choose(path, hermitian_column, avx2_hermitian_column, avx512_hermitian_column)();
+}
+
+double square_of(double x)
+{
+    return x * x;
+}
+
+double square_of(const complex& z)
+{
+    return z.real() * z.real() + z.imag() * z.imag();
+}
+
+std::size_t block_of(std::size_t i)
+{
+    return i - i % step_block;
+}
+
+// Strip s has the rows [of[s], of[s + 1]).
+struct strip_bounds
+{
+    std::size_t count;
+    std::array<std::size_t, strips_of_pass + 1> of;
+};
+
+// By rows that hold about equal parts of the triangle.
+strip_bounds strips_of(std::size_t from, std::size_t to)
+{
+    const std::size_t order = to - from;
+    const std::size_t count = order < least_order_of_strips ? 1 : strips_of_pass;
+    strip_bounds bounds{.count = count, .of = {from}};
+    for (std::size_t s = 1; s < count; ++s) {
+        const double left = static_cast<double>(count - s) / static_cast<double>(count);
+        bounds.of[s] =
+            from +
+            block_of(static_cast<std::size_t>(static_cast<double>(order) * (1 - std::sqrt(left))));
+    }
+    bounds.of[count] = to;
+    return bounds;
+}
+
 template <class T>
 class step_reducer
 {
@@ -53,20 +101,20 @@ public:
     double last_entry() const { return real_part(upper[(n - 1) * stride + n - 1]); }
 
 private:
-    void update_row(std::size_t k);
-    void pass(std::size_t column);
-    void follow(std::size_t from);
-    std::array<std::size_t, strips_of_pass + 1> strips_from(std::size_t from) const;
+    double take_row(std::size_t k, double& diagonal);
+    T reflect(std::size_t k, double tail);
+    void multiply(std::size_t from);
+    void follow(const strip_bounds& strips);
 
-    const int path = gemm_path_current();
-    const step_kernel run_step = kernel_of(path, T());
+    const step_kernel run_step;
+    const column_kernels kernels;
     const std::size_t n;
     const std::size_t padded; // whole blocks; zeros beyond n
     const std::size_t stride;
     aligned_vector<T> upper;
 
     // In rows of `row` elements: v and w of the last column, conjugated, x, the next v, and y of
-    // each strip. They are zero up to their columns.
+    // each strip. x is zero up to its column.
     const std::size_t row = parts<T> * padded;
     aligned_vector<T> vectors;
 
@@ -78,14 +126,18 @@ private:
 
     T* y(std::size_t strip) { return x() + (strip + 1) * row; }
 
-    void set_last(std::size_t i, T v_of_i, T w_of_i);
-    void gather_product(std::size_t from);
+    column_vectors column()
+    {
+        return {as_doubles(v()), as_doubles(w()), as_doubles(x()), as_doubles(y(0)), padded, row};
+    }
 };
 
 // The mirrored triangle; the blocks at the diagonal whole.
 template <class T>
 step_reducer<T>::step_reducer(block_view<T> lower)
-    : n(lower.rows), padded(round_up(n, step_block)), stride(spread_stride<T>(padded)),
+    : run_step(kernel_of(gemm_path_current(), T())),
+      kernels(column_kernels_of(gemm_path_current(), T())), n(lower.rows),
+      padded(round_up(n, step_block)), stride(spread_stride<T>(padded)),
       upper(uninitialized<T>(padded * stride)), vectors(zeros<T>((3 + strips_of_pass) * row))
 {
     constexpr std::size_t tile = 32;
@@ -102,118 +154,88 @@ step_reducer<T>::step_reducer(block_view<T> lower)
     }
 }
 
+// x becomes column k, as row k of the upper triangle with the last column's vectors gives it, from
+// the subdiagonal on. The sum of |x|² below that.
 template <class T>
-void step_reducer<T>::set_last(std::size_t i, T v_of_i, T w_of_i)
+double step_reducer<T>::take_row(std::size_t k, double& diagonal)
 {
-    v()[i] = conjugate(v_of_i);
-    w()[i] = conjugate(w_of_i);
-    if constexpr (parts<T> == 2) {
-        v()[padded + i] = {v_of_i.imag(), v_of_i.real()};
-        w()[padded + i] = {w_of_i.imag(), w_of_i.real()};
+    const T coefficients[] = {conjugate(w()[k]), conjugate(v()[k])};
+    const double* const entries = as_doubles(upper.data() + k * stride);
+    const double* const by = as_doubles(coefficients);
+    const std::size_t from = block_of(k);
+    const std::size_t whole = round_up(k + 2, step_block);
+    kernels.take_row(entries, by, column(), from, whole);
+    double tail = kernels.take_row(entries, by, column(), whole, padded);
+    for (std::size_t i = k + 2; i < whole; ++i)
+        tail += square_of(x()[i]);
+    diagonal = real_part(x()[k]);
+    std::fill(x() + from, x() + k + 1, T(0));
+    return tail;
+}
+
+// x becomes the reflector of column k, and the subdiagonal's entry is returned. The square of a
+// norm in the safe range has lost nothing by underflow (householder_in_place).
+template <class T>
+T step_reducer<T>::reflect(std::size_t k, double tail)
+{
+    T* const first = x() + k + 1;
+    const double square = square_of(*first) + tail;
+    if (!is_safe_square(square)) {
+        aligned_vector<T> below(first, x() + n);
+        const T sub = householder_in_place(below);
+        std::copy(below.begin(), below.end(), first);
+        return sub;
     }
+    const T reach = phase_of(*first) * T(std::sqrt(square));
+    *first += reach;
+    const double length = std::sqrt(square_of(*first) + tail);
+    kernels.scale(column(), 1 / length, block_of(k + 1), padded);
+    return -reach;
 }
 
-// y(0) as the pass leaves it becomes the product.
+// Sets w for the next column from the product of the updated matrix with x, and v to x. Each strip
+// has rows and a y of its own.
 template <class T>
-void step_reducer<T>::gather_product(std::size_t from)
+void step_reducer<T>::multiply(std::size_t from)
 {
-    if constexpr (parts<T> == 2)
-        for (std::size_t i = from; i < n; ++i) {
-            const T exchanged = y(0)[padded + i];
-            y(0)[i] = {y(0)[i].real() + exchanged.imag(), exchanged.real() - y(0)[i].imag()};
-        }
-}
-
-// Row k of the upper triangle, with the last column's vectors, which end there.
-template <class T>
-void step_reducer<T>::update_row(std::size_t k)
-{
-    const std::array<T, 2> coefficients{conjugate(w()[k]), conjugate(v()[k])};
-    subtract_products_on(path, upper.data() + k * stride + k, coefficients.data(), v() + k, row, 2,
-                         n - k);
-    set_last(k, 0, 0);
-}
-
-// By rows that hold about equal parts of the triangle. The last bound is where it ends.
-template <class T>
-std::array<std::size_t, strips_of_pass + 1> step_reducer<T>::strips_from(std::size_t from) const
-{
-    std::array<std::size_t, strips_of_pass + 1> bounds;
-    bounds.fill(padded);
-    bounds[0] = from;
-    const auto order = static_cast<double>(padded - from);
-    for (std::size_t s = 1; s < strips_of_pass; ++s) {
-        const double left = static_cast<double>(strips_of_pass - s) / strips_of_pass;
-        const auto rows = static_cast<std::size_t>(order * (1 - std::sqrt(left)));
-        bounds[s] = from + rows - rows % step_block;
-    }
-    return bounds;
-}
-
-// y(0) becomes the product of the updated matrix with x, from the block of column `from` on. Each
-// strip has rows and a y of its own, which are added in order.
-template <class T>
-void step_reducer<T>::pass(std::size_t column)
-{
-    const std::size_t from = column - column % step_block;
-    const auto run_rows = [&](std::size_t strip, std::size_t first, std::size_t last) {
-        T* const sums = y(strip);
+    const strip_bounds strips = strips_of(from, padded);
+    const auto run_strip = [&](std::size_t s) {
+        T* const sums = y(s);
         for (std::size_t part = 0; part < parts<T>; ++part)
-            std::fill(sums + part * padded + first, sums + (part + 1) * padded, T(0));
-        run_step({as_doubles(upper.data()), stride, first, last, padded},
+            std::fill(sums + part * padded + strips.of[s], sums + (part + 1) * padded, T(0));
+        run_step({as_doubles(upper.data()), stride, strips.of[s], strips.of[s + 1], padded},
                  {as_doubles(v()), as_doubles(w()), as_doubles(x()), as_doubles(sums)});
     };
     const std::size_t order = padded - from;
-    if (order < least_order_of_strips) {
-        run_rows(0, from, padded);
-        return gather_product(from);
-    }
-    const auto bounds = strips_from(from);
-    const auto run_strip = [&](std::size_t s) { run_rows(s, bounds[s], bounds[s + 1]); };
-    parallel_for(strips_of_pass, parts<T> * parts<T> * order * order / 4, run_strip);
-    for (std::size_t s = 1; s < strips_of_pass; ++s)
-        for (std::size_t part = 0; part < parts<T>; ++part) {
-            const std::size_t first = part * padded + bounds[s];
-            scaled_add_on(path, as_doubles(y(0) + first), as_doubles(y(s) + first), 1.0,
-                          parts<T> * (padded - bounds[s]));
-        }
-    gather_product(from);
+    parallel_for(strips.count, parts<T> * parts<T> * order * order / 4, run_strip);
+    follow(strips);
 }
 
 // w = 2y - 2(xᴴy)·x, with which H·A·H is A - x·wᴴ - w·xᴴ; x is then the last column's v.
 template <class T>
-void step_reducer<T>::follow(std::size_t from)
+void step_reducer<T>::follow(const strip_bounds& strips)
 {
-    T* const product = y(0) + from;
-    const T* const next = x() + from;
-    const std::size_t len = n - from;
-    T projection;
-    row_dots(path, &projection, product, next, row, 1, len);
-    subtract_scaled_on(path, product, next, projection, len);
-    for (std::size_t i = 0; i < len; ++i)
-        set_last(from + i, next[i], 2.0 * product[i]);
+    double projection = 0;
+    for (std::size_t s = 0; s < strips.count; ++s)
+        projection += kernels.add_strips(column(), s + 1, strips.of[s], strips.of[s + 1]);
+    kernels.follow(column(), projection, strips.of[0], padded);
 }
 
 template <class T>
 double step_reducer<T>::reduce_column(std::size_t k, aligned_vector<T>& reflector, T& sub)
 {
-    update_row(k);
-    const T* const entries = upper.data() + k * stride;
-    const double diagonal = real_part(entries[k]);
-    aligned_vector<T> below(n - k - 1);
-    std::transform(entries + k + 1, entries + n, below.begin(),
-                   [](const T& each) { return conjugate(each); });
-    x()[k] = T(0);
-    if (std::all_of(below.begin() + 1, below.end(), [](const T& each) { return each == T(0); })) {
-        sub = below[0];
-        std::fill(x() + k + 1, x() + n, T(0));
+    double diagonal = 0;
+    const double tail = take_row(k, diagonal);
+    T* const first = x() + k + 1;
+    const auto is_zero = [](const T& each) { return each == T(0); };
+    if (tail == 0 && std::all_of(first + 1, x() + n, is_zero)) {
+        sub = *first;
+        *first = T(0);
     } else {
-        sub = householder_in_place(below);
-        std::copy(below.begin(), below.end(), x() + k + 1);
-        reflector = std::move(below);
+        sub = reflect(k, tail);
+        reflector.assign(first, x() + n);
     }
-    pass(k + 1);
-    follow(k + 1);
+    multiply(block_of(k + 1));
     return diagonal;
 }
 
