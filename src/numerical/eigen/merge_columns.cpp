@@ -1,5 +1,6 @@
 #include "numerical/eigen/merge_columns.hpp"
 
+#include "numerical/eigen/halves.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 
 #include <algorithm>
@@ -127,6 +128,24 @@ void merge_columns(block_view<double> q, const column_merge& merge,
 {
     for (const auto& [first, rows, mask] : merge.groups)
         merge_group(q.sub(first, first + rows, 0, q.cols), merge, mask, fill_row, workspace);
+}
+
+void merge_both_bases(std::size_t n, const merged_basis& left, const merged_basis& right,
+                      merge_workspace& workspace)
+{
+    if (n > side_by_side_groups_order || !halves_go_side_by_side(n)) {
+        merge_columns(left.q, left.merge, left.fill_row, workspace);
+        merge_columns(right.q, right.merge, right.fill_row, workspace);
+        return;
+    }
+    const std::size_t of_left = left.merge.groups.size();
+    const auto merge_one = [&](std::size_t g) {
+        const auto& [q, merge, fill_row] = g < of_left ? left : right;
+        const auto& [first, rows, mask] = merge.groups[g < of_left ? g : g - of_left];
+        merge_workspace own;
+        merge_group(q.sub(first, first + rows, 0, q.cols), merge, mask, fill_row, own);
+    };
+    parallel_for(of_left + right.merge.groups.size(), work_of_half(n), merge_one);
 }
 
 } // namespace numerical::detail

@@ -65,6 +65,23 @@ using small_vector_rows = std::function<void(std::size_t p, double* row)>;
 void merge_columns(block_view<double> q, const column_merge& merge,
                    const small_vector_rows& fill_row, merge_workspace& workspace);
 
+// A basis and its merge.
+struct merged_basis
+{
+    block_view<double> q;
+    const column_merge& merge;
+    const small_vector_rows& fill_row;
+};
+
+// Up to this order the groups of rows of a merge go side by side, if the halves of a problem do
+// (halves.hpp); beyond it the product of each group occupies the threads by itself.
+constexpr std::size_t side_by_side_groups_order = 600;
+
+// merge_columns of two bases of a problem of order n. Groups that go side by side have workspaces
+// of their own.
+void merge_both_bases(std::size_t n, const merged_basis& left, const merged_basis& right,
+                      merge_workspace& workspace);
+
 // Half open.
 struct index_range
 {

@@ -155,8 +155,10 @@ void merge_arrow(aligned_vector<double>& dz, torn_problem torn, const bidiagonal
         merge_end_rows(vectors.v, solved.right(), small.right_rows());
         return;
     }
-    merge_columns(vectors.u, solved.left(), small.left_rows(), workspace);
-    merge_columns(vectors.v, solved.right(), small.right_rows(), workspace);
+    const column_merge left = solved.left();
+    const column_merge right = solved.right();
+    merge_both_bases(dz.size(), {vectors.u, left, small.left_rows()},
+                     {vectors.v, right, small.right_rows()}, workspace);
 }
 
 void merge_arrow_choosing(aligned_vector<double>& dz, torn_problem torn,

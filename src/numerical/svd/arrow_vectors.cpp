@@ -27,7 +27,8 @@ double gap_of(double origin, double root)
     return root / (std::sqrt(origin * origin + root) + origin);
 }
 
-// Runs body(columns) for blocks of the columns, each of which meets `depth` rows.
+// Runs body(columns) for blocks of the columns, each of which meets `depth` rows. An element takes
+// some operations and part of a division.
 template <class F>
 void for_column_blocks(std::size_t columns, std::size_t depth, const F& body)
 {
@@ -35,7 +36,9 @@ void for_column_blocks(std::size_t columns, std::size_t depth, const F& body)
         const std::size_t from = b * block_columns;
         body(index_range{from, std::min(from + block_columns, columns)});
     };
-    parallel_for(ceil_div(columns, block_columns), depth * block_columns, run_block);
+    constexpr std::size_t work_of_element = 4;
+    parallel_for(ceil_div(columns, block_columns), work_of_element * depth * block_columns,
+                 run_block);
 }
 
 // The z for which the computed values are exact (Gu and Eisenstat 1994): its squares are the

@@ -1,6 +1,7 @@
 #include "numerical/svd/bidiagonal_divide.hpp"
 
 #include "numerical/aligned_vector.hpp"
+#include "numerical/eigen/merge_columns.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/svd/bidiagonal_qr.hpp"
@@ -20,6 +21,7 @@ using numerical::convergence_error;
 using numerical::detail::bidiagonal_divide_and_conquer;
 using numerical::detail::bidiagonal_leaf_order;
 using numerical::detail::bidiagonal_values;
+using numerical::detail::side_by_side_groups_order;
 using test::matrix;
 
 struct bidiagonal_matrix
@@ -177,18 +179,37 @@ TEST(bidiagonal_divide, scaling_by_powers_of_two_is_exact)
 
 TEST(bidiagonal_divide, bits_do_not_depend_on_the_number_of_threads)
 {
-    const std::size_t n = 400;
-    const bidiagonal_matrix b = hard_bidiagonals(n).front();
-    const auto on = [&](std::size_t threads) {
-        const test::thread_limit limit(threads);
-        return solved(b);
-    };
-    const divide_result one = on(1);
-    for (const std::size_t threads : test::thread_counts) {
-        const divide_result many = on(threads);
-        EXPECT_EQ(one.d, many.d) << threads;
-        EXPECT_EQ(one.left, many.left) << threads;
-        EXPECT_EQ(one.right, many.right) << threads;
+    constexpr std::size_t last = side_by_side_groups_order;
+    for (const std::size_t n : {std::size_t{130}, std::size_t{400}, last, last + 1}) {
+        const bidiagonal_matrix b = hard_bidiagonals(n).front();
+        const auto on = [&](std::size_t threads) {
+            const test::thread_limit limit(threads);
+            return solved(b);
+        };
+        const divide_result one = on(1);
+        for (const std::size_t threads : test::thread_counts) {
+            const divide_result many = on(threads);
+            EXPECT_EQ(one.d, many.d) << n << " on " << threads;
+            EXPECT_EQ(one.left, many.left) << n << " on " << threads;
+            EXPECT_EQ(one.right, many.right) << n << " on " << threads;
+        }
+    }
+}
+
+// Some merges have columns to rotate, or no column at all that is active in a group of rows.
+TEST(bidiagonal_divide, bits_of_deflated_problems_do_not_depend_on_the_number_of_threads)
+{
+    for (const bidiagonal_matrix& b : hard_bidiagonals(150)) {
+        SCOPED_TRACE(b.name);
+        const auto on = [&](std::size_t threads) {
+            const test::thread_limit limit(threads);
+            return solved(b);
+        };
+        const divide_result one = on(1);
+        const divide_result two = on(2);
+        EXPECT_EQ(one.d, two.d);
+        EXPECT_EQ(one.left, two.left);
+        EXPECT_EQ(one.right, two.right);
     }
 }
 
