@@ -1,6 +1,7 @@
 #include "numerical/systems/kept_indefinite.hpp"
 
 #include "numerical/aligned_vector.hpp"
+#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/systems/norm_estimate.hpp"
@@ -60,23 +61,49 @@ void solve_block_diagonal(const kept_indefinite<T>& a, block_view<T> x)
     }
 }
 
+template <class T>
+void solve_together(const kept_indefinite<T>& a, block_view<T> x)
+{
+    aligned_vector<T> store = uninitialized<T>(x.rows * x.cols);
+    const block_view<T> permuted{store.data(), x.rows, x.cols};
+    for (std::size_t i = 0; i < x.rows; ++i)
+        std::copy_n(x.row(std::size_t(a.permutation[i])), x.cols, permuted.row(i));
+    const triangle<T> l{a.lower, triangle_half::lower, triangle_diagonal::ones};
+    const bool hermitian = a.kind == symmetry::hermitian;
+    solve_triangle(l, matrix_form::plain, permuted);
+    solve_block_diagonal(a, permuted);
+    solve_triangle(l, hermitian ? matrix_form::adjoint : matrix_form::transposed, permuted);
+    for (std::size_t i = 0; i < x.rows; ++i)
+        std::copy_n(permuted.row(i), x.cols, x.row(std::size_t(a.permutation[i])));
+}
+
+// Whether the columns are solved by themselves, on a thread each: a few threads gain more so than
+// by the loops within a substitution, most of which is serial. One thread solves them together, as
+// they share what it reads of L.
+bool is_solved_by_columns(std::size_t cols)
+{
+    constexpr std::size_t most_threads = 4;
+    const std::size_t threads = allowed_threads();
+    return 1 < cols && cols <= substituted_one_by_one && 1 < threads && threads <= most_threads;
+}
+
 } // namespace
 } // namespace detail
 
 template <class T>
 void solve_indefinite(const kept_indefinite<T>& a, detail::block_view<T> x)
 {
-    aligned_vector<T> store = detail::uninitialized<T>(x.rows * x.cols);
-    const detail::block_view<T> permuted{store.data(), x.rows, x.cols};
-    for (std::size_t i = 0; i < x.rows; ++i)
-        std::copy_n(x.row(std::size_t(a.permutation[i])), x.cols, permuted.row(i));
-    const triangle<T> l{a.lower, triangle_half::lower, triangle_diagonal::ones};
-    const bool hermitian = a.kind == symmetry::hermitian;
-    solve_triangle(l, matrix_form::plain, permuted);
-    detail::solve_block_diagonal(a, permuted);
-    solve_triangle(l, hermitian ? matrix_form::adjoint : matrix_form::transposed, permuted);
-    for (std::size_t i = 0; i < x.rows; ++i)
-        std::copy_n(permuted.row(i), x.cols, x.row(std::size_t(a.permutation[i])));
+    if (!detail::is_solved_by_columns(x.cols))
+        return detail::solve_together(a, x);
+    const auto solve_column = [&](std::size_t j) {
+        aligned_vector<T> column(x.rows);
+        for (std::size_t i = 0; i < x.rows; ++i)
+            column[i] = x(i, j);
+        detail::solve_together(a, detail::block_view<T>{column.data(), x.rows, 1});
+        for (std::size_t i = 0; i < x.rows; ++i)
+            x(i, j) = column[i];
+    };
+    detail::parallel_for(x.cols, x.rows * x.rows / 2, solve_column);
 }
 
 template <class T>

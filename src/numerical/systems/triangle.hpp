@@ -32,6 +32,9 @@ struct triangle
     bool has_ones() const { return diagonal == triangle_diagonal::ones; }
 };
 
+// Up to this many right-hand sides are substituted one by one, with the same bits as each alone.
+constexpr std::size_t substituted_one_by_one = 3;
+
 // Whether an element on the diagonal, by which substitution divides, is zero.
 template <class T>
 bool is_singular(const triangle<T>& t);

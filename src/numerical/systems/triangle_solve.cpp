@@ -24,9 +24,6 @@ namespace {
 constexpr std::size_t leaf_of_vectors = 512;
 constexpr std::size_t leaf_of_matrices = triangular_tile;
 
-// Up to this many right-hand sides are substituted one by one, each as a row.
-constexpr std::size_t few_rows = 3;
-
 template <class T>
 triangle<T> diagonal_part(const triangle<T>& t, std::size_t from, std::size_t to)
 {
@@ -174,7 +171,7 @@ class right_substitution
 {
 public:
     explicit right_substitution(std::size_t rows)
-        : leaf(rows <= few_rows ? leaf_of_vectors : leaf_of_matrices)
+        : leaf(rows <= substituted_one_by_one ? leaf_of_vectors : leaf_of_matrices)
     {
     }
 
@@ -188,11 +185,11 @@ public:
         const block_view<T> y1 = y.sub(0, y.rows, mid, n);
         if (m.is_lower()) {
             solve(m11, y1);
-            subtract_product<T>(negative, y1, m.of.sub(mid, n, 0, mid), y0);
+            subtract(y1, m.of.sub(mid, n, 0, mid), y0);
             solve(m00, y0);
         } else {
             solve(m00, y0);
-            subtract_product<T>(negative, y0, m.of.sub(0, mid, mid, n), y1);
+            subtract(y0, m.of.sub(0, mid, mid, n), y1);
             solve(m11, y1);
         }
     }
@@ -202,9 +199,26 @@ private:
     std::size_t leaf;
     aligned_vector<T> negative;
 
+    // C -= B·A. Of few rows each is subtracted alone; an index writes its own columns of them.
+    void subtract(block_view<const T> b, block_view<const T> a, block_view<T> c)
+    {
+        if (b.rows > substituted_one_by_one)
+            return subtract_product<T>(negative, b, a, c);
+        constexpr std::size_t group = 128;
+        const auto subtract_columns = [&](std::size_t index) {
+            const std::size_t from = index * group;
+            const std::size_t count = std::min(c.cols - from, group);
+            for (std::size_t i = 0; i < b.rows; ++i)
+                subtract_products_on(path, c.row(i) + from, b.row(i), a.first + from, a.stride,
+                                     a.rows, count);
+        };
+        parallel_for(ceil_div(c.cols, group), a.rows * group * b.rows * sizeof(T) / 16,
+                     subtract_columns);
+    }
+
     void substitute(const triangle<T>& m, block_view<T> y)
     {
-        if (y.rows <= few_rows) {
+        if (y.rows <= substituted_one_by_one) {
             for (std::size_t i = 0; i < y.rows; ++i)
                 substitute_vector_from_right(path, m, y.row(i));
             return;
@@ -252,7 +266,7 @@ void by_rows(block_view<T> x, const F& solve)
 template <class T>
 void solve_plain(const triangle<T>& t, block_view<T> x)
 {
-    if (x.cols > few_rows)
+    if (x.cols > substituted_one_by_one)
         return left_substitution<T>().solve(t, x);
     by_rows(x, [&](block_view<T> y) { substitution_by_dots<T>().solve(t, y); });
 }

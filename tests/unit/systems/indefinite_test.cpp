@@ -231,6 +231,38 @@ TYPED_TEST(indefinite, solves)
                 }
 }
 
+// Orders on either side of that from which two columns are solved on a thread each, and one beyond
+// the leaves of the substitution.
+TYPED_TEST(indefinite, solves_few_columns_as_each_alone_on_any_number_of_threads)
+{
+    for (const int path : test::available_paths())
+        for (const symmetry kind : kinds_of(TypeParam()))
+            for (const std::size_t n : {362UL, 363UL, 601UL}) {
+                const test::path_limit limit(path);
+                const kept<TypeParam> factors(test::random_matrix<TypeParam>(n, n, 7), kind);
+                for (const std::size_t columns : {2UL, 3UL}) {
+                    const auto b = test::random_matrix<TypeParam>(n, columns, 8);
+                    auto each = b;
+                    for (std::size_t j = 0; j < columns; ++j) {
+                        numerical::aligned_vector<TypeParam> x(n);
+                        for (std::size_t i = 0; i < n; ++i)
+                            x[i] = b.data[i * columns + j];
+                        numerical::solve_indefinite<TypeParam>(factors.borrowed(),
+                                                               {x.data(), n, 1});
+                        for (std::size_t i = 0; i < n; ++i)
+                            each.data[i * columns + j] = x[i];
+                    }
+                    for (const std::size_t threads : {1UL, 2UL, 3UL, 64UL}) {
+                        const test::thread_limit some(threads);
+                        auto x = b;
+                        numerical::solve_indefinite<TypeParam>(factors.borrowed(),
+                                                               {x.data.data(), n, columns});
+                        EXPECT_EQ(x.data, each.data) << n << " on " << threads;
+                    }
+                }
+            }
+}
+
 TYPED_TEST(indefinite, knows_its_determinant_and_condition)
 {
     for (const symmetry kind : kinds_of(TypeParam())) {
