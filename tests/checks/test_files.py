@@ -45,13 +45,14 @@ HELD_BY = {
     "unit/matrix_functions/triangular_sylvester_test": "numerical/nonsymmetric/small_system",
     "unit/nonsymmetric/eigenpairs_test": "numerical/nonsymmetric/nonsymmetric"
     " numerical/nonsymmetric/triangular_vectors numerical/nonsymmetric/unit_columns",
+    "unit/nonsymmetric/hessenberg_test": "numerical/nonsymmetric/hessenberg_panel"
+    " numerical/nonsymmetric/hessenberg_steps numerical/nonsymmetric/hessenberg_update",
     "unit/nonsymmetric/kernels_test": "numerical/nonsymmetric/bulge"
     " numerical/nonsymmetric/reflector_lanes",
     "unit/nonsymmetric/order_test": "numerical/nonsymmetric/block_exchange",
     "unit/nonsymmetric/schur_test": "numerical/nonsymmetric/bulge_chain"
     " numerical/nonsymmetric/chain_update numerical/nonsymmetric/early_deflation"
-    " numerical/nonsymmetric/far_update numerical/nonsymmetric/hessenberg"
-    " numerical/nonsymmetric/hessenberg_panel numerical/nonsymmetric/hessenberg_update"
+    " numerical/nonsymmetric/far_update"
     " numerical/nonsymmetric/multishift_qr numerical/nonsymmetric/reduction_to_schur"
     " numerical/nonsymmetric/small_qr numerical/nonsymmetric/standard_block"
     " numerical/nonsymmetric/window_chase",

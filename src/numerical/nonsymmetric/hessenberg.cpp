@@ -4,6 +4,7 @@
 #include "numerical/counts.hpp"
 #include "numerical/factor/reflector.hpp"
 #include "numerical/nonsymmetric/hessenberg_panel.hpp"
+#include "numerical/nonsymmetric/hessenberg_steps.hpp"
 #include "numerical/nonsymmetric/hessenberg_update.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
@@ -49,7 +50,7 @@ void reduce_columns(block_view<T> a, std::vector<aligned_vector<T>>& reflectors)
 
 // Every row of A begins on a line.
 template <class T>
-std::vector<reflector_block<T>> reduce_by_panels(block_view<T> a)
+std::vector<reflector_block<T>> reduce_aligned(block_view<T> a)
 {
     const std::size_t columns = a.rows - 1; // to be reduced
     std::vector<reflector_block<T>> blocks;
@@ -83,6 +84,20 @@ void copy_matrix(block_view<T> to, block_view<const T> from)
 } // namespace
 
 template <class T>
+std::vector<reflector_block<T>> reduce_hessenberg_by_panels(block_view<T> a)
+{
+    const std::size_t stride = stride_by_lines<T>(a.cols);
+    if (stride == a.stride)
+        return reduce_aligned(a);
+    aligned_vector<T> store = uninitialized<T>(a.rows * stride);
+    const block_view<T> by_lines{store.data(), a.rows, a.cols, stride};
+    copy_matrix<T>(by_lines, a);
+    auto blocks = reduce_aligned(by_lines);
+    copy_matrix<T>(a, by_lines);
+    return blocks;
+}
+
+template <class T>
 hessenberg_reduction<T> reduce_to_hessenberg(aligned_vector<T>& a, std::size_t n)
 {
     const block_view<T> view{a.data(), n, n};
@@ -90,18 +105,11 @@ hessenberg_reduction<T> reduce_to_hessenberg(aligned_vector<T>& a, std::size_t n
     if (n < hessenberg_crossover) {
         reduction.reflectors.resize(n);
         reduce_columns(view, reduction.reflectors);
-        return reduction;
+    } else if (n <= most_order_of_steps<T>) {
+        reduction.blocks = reduce_hessenberg_by_steps(view);
+    } else {
+        reduction.blocks = reduce_hessenberg_by_panels(view);
     }
-    const std::size_t stride = stride_by_lines<T>(n);
-    if (stride == n) {
-        reduction.blocks = reduce_by_panels(view);
-        return reduction;
-    }
-    aligned_vector<T> store = uninitialized<T>(n * stride);
-    const block_view<T> by_lines{store.data(), n, n, stride};
-    copy_matrix<T>(by_lines, view);
-    reduction.blocks = reduce_by_panels(by_lines);
-    copy_matrix<T>(view, by_lines);
     return reduction;
 }
 
@@ -120,6 +128,8 @@ aligned_vector<T> hessenberg_basis(const hessenberg_reduction<T>& reduction)
     return q;
 }
 
+template std::vector<reflector_block<double>> reduce_hessenberg_by_panels(block_view<double>);
+template std::vector<reflector_block<complex>> reduce_hessenberg_by_panels(block_view<complex>);
 template hessenberg_reduction<double> reduce_to_hessenberg(aligned_vector<double>&, std::size_t);
 template hessenberg_reduction<complex> reduce_to_hessenberg(aligned_vector<complex>&, std::size_t);
 template aligned_vector<double> hessenberg_basis(const hessenberg_reduction<double>&);

@@ -1,8 +1,6 @@
 #include "general_matrices.hpp"
 #include "numerical/errors.hpp"
 #include "numerical/nonsymmetric/bulge_chain.hpp"
-#include "numerical/nonsymmetric/hessenberg.hpp"
-#include "numerical/nonsymmetric/hessenberg_panel.hpp"
 #include "numerical/nonsymmetric/multishift_qr.hpp"
 #include "numerical/nonsymmetric/reduction_to_schur.hpp"
 #include "paths.hpp"
@@ -132,57 +130,6 @@ TYPED_TEST(schur, form_of_an_empty_matrix_is_empty)
     EXPECT_EQ(s.t.rows, 0U);
     EXPECT_EQ(s.q.rows, 0U);
     EXPECT_TRUE(s.values.empty());
-}
-
-template <class T>
-void expect_hessenberg_form(const matrix<T>& a, const std::string& where)
-{
-    const std::size_t n = a.rows;
-    const auto [h, q] = numerical::hessenberg_form(a);
-    EXPECT_LT(test::similarity_ratio(a, q, h), accepted) << where;
-    EXPECT_LT(test::probed_orthogonality_ratio(q), accepted) << where;
-    for (std::size_t i = 2; i < n; ++i)
-        for (std::size_t j = 0; j + 1 < i; ++j)
-            ASSERT_EQ(h.data[i * n + j], T(0)) << where;
-    EXPECT_EQ(numerical::hessenberg_matrix(a).data, h.data) << where;
-}
-
-TYPED_TEST(schur, hessenberg_form_of_hard_matrices_is_backward_stable_on_every_path)
-{
-    using numerical::detail::hessenberg_crossover;
-    constexpr std::size_t in_one = numerical::detail::row_blocks::most_rows_in_one;
-    for (const int path : test::available_paths()) {
-        const test::path_limit limit(path);
-        for (const std::size_t n :
-             {1UL, 2UL, 3UL, 4UL, 17UL, hessenberg_crossover - 1, hessenberg_crossover,
-              hessenberg_crossover + 1, 113UL, in_one + 1, in_one + 2, 2 * in_one + 2})
-            for (const auto& [name, a] : test::gallery<TypeParam>(n))
-                expect_hessenberg_form(a, name + ", n = " + std::to_string(n) + ", path " +
-                                              std::to_string(path));
-    }
-}
-
-// Rows of whole pages are copied to others, and the blocks of rows no longer grow in number.
-TYPED_TEST(schur, hessenberg_form_of_a_large_matrix_is_backward_stable)
-{
-    for (const std::size_t n : {512, 1025, 1282})
-        expect_hessenberg_form(test::random_matrix<TypeParam>(n, n, 7), "n = " + std::to_string(n));
-}
-
-TYPED_TEST(schur, hessenberg_form_has_the_same_bits_at_every_number_of_threads)
-{
-    for (const int path : test::available_paths()) {
-        const test::path_limit limit(path);
-        const auto a = test::random_matrix<TypeParam>(290, 290, 8);
-        const auto run = [&](std::size_t threads) {
-            const test::thread_limit cap(threads);
-            const auto form = numerical::hessenberg_form(a);
-            return std::pair(form.h.data, form.q.data);
-        };
-        const auto serial = run(1);
-        for (const std::size_t threads : test::thread_counts)
-            EXPECT_TRUE(run(threads) == serial) << path << ", " << threads;
-    }
 }
 
 TEST(schur, complex_form_of_a_real_one_is_triangular_and_stable)

@@ -1,0 +1,20 @@
+#include "numerical/nonsymmetric/hessenberg_step.hpp"
+
+#include "numerical/gemm/kernels/lanes/avx2.hpp"
+
+#include "numerical/nonsymmetric/hessenberg_step_loops.hpp"
+
+namespace numerical::detail {
+
+void avx2_run_hessenberg_step(const hessenberg_rows& rows, const hessenberg_vectors& vectors)
+{
+    hessenberg_step<lanes, 2>(rows, vectors);
+}
+
+void avx2_run_complex_hessenberg_step(const hessenberg_rows& rows,
+                                      const hessenberg_vectors& vectors)
+{
+    complex_hessenberg_step<lanes, 1>(rows, vectors);
+}
+
+} // namespace numerical::detail
