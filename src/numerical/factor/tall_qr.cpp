@@ -64,11 +64,13 @@ tall_qr<T>::tall_qr(aligned_vector<T> a, std::size_t row_count, std::size_t colu
     }
 }
 
+// To read a chain's reflectors takes as long as some products with each.
 template <class T>
 std::size_t tall_qr<T>::chain_work(std::size_t columns) const
 {
     constexpr std::size_t products_per_unit = 20;
-    return rows / chains * n * columns * (sizeof(T) / sizeof(double)) / products_per_unit;
+    return rows / chains * n * std::max(columns, products_per_unit) * (sizeof(T) / sizeof(double)) /
+           products_per_unit;
 }
 
 template <class T>
