@@ -9,19 +9,36 @@
 namespace numerical::detail {
 namespace {
 
-// The parts of the numbers of some rows, each in all lanes; `sign` multiplies the imaginary ones.
+// The parts of some rows' numbers, which are given conjugated, each in all lanes.
 template <class Lanes, std::size_t count>
 struct complex_row_factors
 {
     typename Lanes::vector re[count];
     typename Lanes::vector im[count];
 
-    complex_row_factors(const double* numbers, double sign)
+    explicit complex_row_factors(const double* conjugates)
     {
 #pragma GCC unroll 8
         for (std::size_t i = 0; i < count; ++i) {
-            re[i] = Lanes::all(numbers[2 * i]);
-            im[i] = Lanes::all(sign * numbers[2 * i + 1]);
+            re[i] = Lanes::all(conjugates[2 * i]);
+            im[i] = Lanes::all(-conjugates[2 * i + 1]);
+        }
+    }
+};
+
+// The same as factors of whole numbers: re·z + im·swapped(z) is the product with z.
+template <class Lanes, std::size_t count>
+struct complex_row_multipliers
+{
+    typename Lanes::vector re[count];
+    typename Lanes::vector im[count];
+
+    explicit complex_row_multipliers(const double* conjugates)
+    {
+#pragma GCC unroll 8
+        for (std::size_t i = 0; i < count; ++i) {
+            re[i] = Lanes::all(conjugates[2 * i]);
+            im[i] = Lanes::alternating(-conjugates[2 * i + 1]);
         }
     }
 };
@@ -37,9 +54,9 @@ void hermitian_step_in_rows(double* a, const step_rows& rows, std::size_t r, std
     const std::size_t stride = 2 * rows.stride; // not read again after each store
     const std::size_t end = 2 * rows.cols;
     double* const z = y + end;
-    const complex_row_factors<Lanes, count> row_v(v + 2 * r, -1);
-    const complex_row_factors<Lanes, count> row_w(w + 2 * r, -1);
-    const complex_row_factors<Lanes, count> row_x(x + 2 * r, 1);
+    const complex_row_multipliers<Lanes, count> row_v(v + 2 * r);
+    const complex_row_multipliers<Lanes, count> row_w(w + 2 * r);
+    const complex_row_factors<Lanes, count> row_x(x + 2 * r);
     complex_sums<Lanes> own[count];
     vector entries[count];
 #pragma GCC unroll 8
@@ -48,15 +65,15 @@ void hermitian_step_in_rows(double* a, const step_rows& rows, std::size_t r, std
     const auto update = [&](std::size_t j) {
         const vector column_v = Lanes::load(v + j);
         const vector column_w = Lanes::load(w + j);
-        const vector turned_v = Lanes::load(v + end + j);
-        const vector turned_w = Lanes::load(w + end + j);
+        const vector swapped_v = Lanes::swapped(column_v);
+        const vector swapped_w = Lanes::swapped(column_w);
 #pragma GCC unroll 8
         for (std::size_t i = 0; i < count; ++i) {
             double* const at = a + i * stride + j;
             vector entry = Lanes::less(Lanes::load(at), row_v.re[i], column_w);
-            entry = Lanes::less(entry, row_v.im[i], turned_w);
+            entry = Lanes::less(entry, row_v.im[i], swapped_w);
             entry = Lanes::less(entry, row_w.re[i], column_v);
-            entries[i] = Lanes::less(entry, row_w.im[i], turned_v);
+            entries[i] = Lanes::less(entry, row_w.im[i], swapped_v);
             Lanes::store(at, entries[i]);
         }
         const vector with = Lanes::load(x + j);
@@ -83,9 +100,9 @@ void hermitian_step_in_rows(double* a, const step_rows& rows, std::size_t r, std
     }
 #pragma GCC unroll 8
     for (std::size_t i = 0; i < count; ++i) {
-        const std::complex<double> dot = own[i].dot();
+        const std::complex<double> dot = own[i].conjugate_dot();
         y[2 * (r + i)] += dot.real();
-        y[2 * (r + i) + 1] -= dot.imag();
+        y[2 * (r + i) + 1] += dot.imag();
     }
 }
 

@@ -18,7 +18,7 @@ void hermitian_step_in_row(double* row, std::size_t r, std::size_t diagonal, std
     const double w_re = w[2 * r];
     const double w_im = -w[2 * r + 1];
     const double x_re = x[2 * r];
-    const double x_im = x[2 * r + 1];
+    const double x_im = -x[2 * r + 1];
     double sum_re = 0;
     double sum_im = 0;
     for (std::size_t j = diagonal; j < cols; ++j) {
@@ -31,8 +31,8 @@ void hermitian_step_in_row(double* row, std::size_t r, std::size_t diagonal, std
                           (w_re * column_v[1] + w_im * column_v[0]);
         at[0] = re;
         at[1] = im;
-        sum_re += re * x[2 * j] - im * x[2 * j + 1];
-        sum_im += re * x[2 * j + 1] + im * x[2 * j];
+        sum_re += re * x[2 * j] + im * x[2 * j + 1];
+        sum_im += re * x[2 * j + 1] - im * x[2 * j];
         if (j >= diagonal + step_block) {
             y[2 * j] += x_re * re;
             y[2 * j + 1] += x_re * im;
@@ -41,7 +41,7 @@ void hermitian_step_in_row(double* row, std::size_t r, std::size_t diagonal, std
         }
     }
     y[2 * r] += sum_re;
-    y[2 * r + 1] -= sum_im;
+    y[2 * r + 1] += sum_im;
 }
 
 } // namespace

@@ -10,9 +10,8 @@
 
 namespace numerical::detail {
 
-// As a pass has them, but that x may be written, too: v and w conjugated and, if complex, each
-// followed by i times itself, `cols` elements after it. Strip s of the pass has its y at
-// y + s·step_of_y.
+// As a pass has them, conjugated, but that all may be written. Strip s of the pass has its y, and z
+// after that, at y + s·step_of_y.
 struct column_vectors
 {
     double* v;
@@ -27,19 +26,19 @@ struct column_vectors
 // then folded by halves. The portable forms fuse nothing.
 struct column_kernels
 {
-    // x := conj(row - a·v - b·w), (a, b) being the coefficients. The sum of |x|².
+    // x := row - a·v - b·w, (a, b) being the coefficients. The sum of |x|².
     double (*take_row)(const double* row, const double* coefficients, const column_vectors& of,
                        std::size_t from, std::size_t to);
 
     // x := factor·x.
     void (*scale)(const column_vectors& of, double factor, std::size_t from, std::size_t to);
 
-    // The y of the first strip becomes the product with x, to which `strips` of them belong. The
+    // The y of the first strip becomes the product with x, of which `strips` of them are parts. The
     // real part of xᴴ·y, which has no other but for rounding, as the matrix is Hermitian.
     double (*add_strips)(const column_vectors& of, std::size_t strips, std::size_t from,
                          std::size_t to);
 
-    // v := conj(x) and w := conj(2y - 2·projection·x).
+    // w := 2y - 2·projection·x.
     void (*follow)(const column_vectors& of, double projection, std::size_t from, std::size_t to);
 };
 

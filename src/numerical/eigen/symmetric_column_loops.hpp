@@ -45,19 +45,18 @@ double take_hermitian_row(const double* row, const double* coefficients, const c
                           std::size_t from, std::size_t to)
 {
     using vector = typename Lanes::vector;
-    const double* const turned_v = of.v + 2 * of.cols;
-    const double* const turned_w = of.w + 2 * of.cols;
     const vector v_re = Lanes::all(coefficients[0]);
-    const vector v_im = Lanes::all(coefficients[1]);
+    const vector v_im = Lanes::alternating(coefficients[1]);
     const vector w_re = Lanes::all(coefficients[2]);
-    const vector w_im = Lanes::all(coefficients[3]);
-    const vector conjugating = Lanes::alternating(-1);
+    const vector w_im = Lanes::alternating(coefficients[3]);
     return sum_of_vectors<Lanes>(2 * from, 2 * to, [&](vector& sum, std::size_t j) {
-        vector entry = Lanes::less(Lanes::load(row + j), v_re, Lanes::load(of.v + j));
-        entry = Lanes::less(entry, v_im, Lanes::load(turned_v + j));
-        entry = Lanes::less(entry, w_re, Lanes::load(of.w + j));
-        entry = Lanes::less(entry, w_im, Lanes::load(turned_w + j));
-        Lanes::store(of.x + j, Lanes::times(entry, conjugating));
+        const vector column_v = Lanes::load(of.v + j);
+        const vector column_w = Lanes::load(of.w + j);
+        vector entry = Lanes::less(Lanes::load(row + j), v_re, column_v);
+        entry = Lanes::less(entry, v_im, Lanes::swapped(column_v));
+        entry = Lanes::less(entry, w_re, column_w);
+        entry = Lanes::less(entry, w_im, Lanes::swapped(column_w));
+        Lanes::store(of.x + j, entry);
         sum = Lanes::more(sum, entry, entry);
     });
 }
@@ -103,41 +102,22 @@ double add_hermitian_strips(const column_vectors& of, std::size_t strips, std::s
     const double* const exchanged = of.y + 2 * of.cols;
     const vector conjugating = Lanes::alternating(-1);
     return sum_of_vectors<Lanes>(2 * from, 2 * to, [&](vector& sum, std::size_t j) {
-        const vector product = Lanes::more(Lanes::swapped(total<Lanes>(exchanged, step, strips, j)),
-                                           conjugating, total<Lanes>(of.y, step, strips, j));
+        const vector turned = Lanes::swapped(total<Lanes>(exchanged, step, strips, j));
+        const vector product =
+            Lanes::more(total<Lanes>(of.y, step, strips, j), conjugating, turned);
         Lanes::store(of.y + j, product);
         sum = Lanes::more(sum, product, Lanes::load(of.x + j));
     });
 }
 
-template <class Lanes>
-void follow_symmetric(const column_vectors& of, double projection, std::size_t from, std::size_t to)
+template <class Lanes, std::size_t parts>
+void follow_product(const column_vectors& of, double projection, std::size_t from, std::size_t to)
 {
     const auto twice = Lanes::all(2 * projection);
-    for (std::size_t j = from; j < to; j += Lanes::width) {
-        const auto next = Lanes::load(of.x + j);
+    for (std::size_t j = parts * from; j < parts * to; j += Lanes::width) {
         const auto product = Lanes::load(of.y + j);
-        Lanes::store(of.v + j, next);
-        Lanes::store(of.w + j, Lanes::less(Lanes::plus(product, product), twice, next));
-    }
-}
-
-template <class Lanes>
-void follow_hermitian(const column_vectors& of, double projection, std::size_t from, std::size_t to)
-{
-    using vector = typename Lanes::vector;
-    double* const turned_v = of.v + 2 * of.cols;
-    double* const turned_w = of.w + 2 * of.cols;
-    const vector twice = Lanes::all(2 * projection);
-    const vector conjugating = Lanes::alternating(-1);
-    for (std::size_t j = 2 * from; j < 2 * to; j += Lanes::width) {
-        const vector next = Lanes::load(of.x + j);
-        const vector product = Lanes::load(of.y + j);
-        const vector both = Lanes::less(Lanes::plus(product, product), twice, next);
-        Lanes::store(of.v + j, Lanes::times(next, conjugating));
-        Lanes::store(turned_v + j, Lanes::swapped(next));
-        Lanes::store(of.w + j, Lanes::times(both, conjugating));
-        Lanes::store(turned_w + j, Lanes::swapped(both));
+        Lanes::store(of.w + j,
+                     Lanes::less(Lanes::plus(product, product), twice, Lanes::load(of.x + j)));
     }
 }
 
@@ -147,7 +127,7 @@ column_kernels symmetric_column_of()
     return {.take_row = take_symmetric_row<Lanes>,
             .scale = scale_column<Lanes, 1>,
             .add_strips = add_symmetric_strips<Lanes>,
-            .follow = follow_symmetric<Lanes>};
+            .follow = follow_product<Lanes, 1>};
 }
 
 template <class Lanes>
@@ -156,7 +136,7 @@ column_kernels hermitian_column_of()
     return {.take_row = take_hermitian_row<Lanes>,
             .scale = scale_column<Lanes, 2>,
             .add_strips = add_hermitian_strips<Lanes>,
-            .follow = follow_hermitian<Lanes>};
+            .follow = follow_product<Lanes, 2>};
 }
 
 } // namespace

@@ -24,11 +24,11 @@ struct step_rows
     std::size_t cols;
 };
 
-// Of as many elements as the matrix has columns, by the indices of the matrix.
+// Of as many elements as the matrix has columns, by the indices of the matrix, and conjugated.
 struct step_vectors
 {
-    const double* v; // conjugated
-    const double* w; // conjugated
+    const double* v;
+    const double* w;
     const double* x;
     double* y;
 };
@@ -40,8 +40,8 @@ void run_symmetric_step(const step_rows& rows, const step_vectors& vectors);
 void avx2_run_symmetric_step(const step_rows& rows, const step_vectors& vectors);
 void avx512_run_symmetric_step(const step_rows& rows, const step_vectors& vectors);
 
-// The same of complex elements, but that v and w are followed by i·v and i·w, `cols` elements after
-// them, and y by another vector z: what is added to A·x is conj(y) and z with its parts exchanged.
+// The same of complex elements, but that y is followed by another vector z, `cols` elements after
+// it: what is added to A·x is conj(y) and z with its parts exchanged.
 void run_hermitian_step(const step_rows& rows, const step_vectors& vectors);
 void avx2_run_hermitian_step(const step_rows& rows, const step_vectors& vectors);
 void avx512_run_hermitian_step(const step_rows& rows, const step_vectors& vectors);

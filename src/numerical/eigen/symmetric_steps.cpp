@@ -21,12 +21,13 @@
 namespace numerical::detail {
 namespace {
 
-// A pass is cut in strips of rows with about equal work, each with a y of its own, whatever the
-// number of threads: where it is worth the while of two of them.
-constexpr std::size_t strips_of_pass = 4;
-constexpr std::size_t least_order_of_strips = 256;
+constexpr std::size_t most_strips = 4;
 
-// Of a number, and of what a complex pass needs v, w and y to be (symmetric_step.hpp).
+// Of a shared pass of two strips. The other thread has the second one, and fetches the vectors that
+// the caller has written.
+constexpr double share_of_first_strip = 0.56;
+
+// Of a number, and of what a complex pass needs y to be (symmetric_step.hpp).
 template <class T>
 constexpr std::size_t parts = sizeof(T) / sizeof(double);
 
@@ -69,23 +70,39 @@ std::size_t block_of(std::size_t i)
 struct strip_bounds
 {
     std::size_t count;
-    std::array<std::size_t, strips_of_pass + 1> of;
+    std::array<std::size_t, most_strips + 1> of;
 };
 
-// By rows that hold about equal parts of the triangle.
+std::size_t strips_of_order(std::size_t order)
+{
+    if (order >= least_order_of_four_strips)
+        return most_strips;
+    return order >= least_order_of_two_strips ? 2 : 1;
+}
+
+// By rows that hold given parts of the triangle, equal ones if there are more than two strips.
 strip_bounds strips_of(std::size_t from, std::size_t to)
 {
-    const std::size_t order = to - from;
-    const std::size_t count = order < least_order_of_strips ? 1 : strips_of_pass;
+    const std::size_t count = strips_of_order(to - from);
+    const double part = count == 2 ? share_of_first_strip : 1 / static_cast<double>(count);
     strip_bounds bounds{.count = count, .of = {from}};
     for (std::size_t s = 1; s < count; ++s) {
-        const double left = static_cast<double>(count - s) / static_cast<double>(count);
+        const double rows = 1 - std::sqrt(1 - part * static_cast<double>(s));
         bounds.of[s] =
-            from +
-            block_of(static_cast<std::size_t>(static_cast<double>(order) * (1 - std::sqrt(left))));
+            from + block_of(static_cast<std::size_t>(static_cast<double>(to - from) * rows));
     }
     bounds.of[count] = to;
     return bounds;
+}
+
+// On the scale of parallel_for. Short passes are shared where that pays.
+template <class T>
+std::size_t work_of_strip(std::size_t order)
+{
+    constexpr std::size_t least_shared = std::size_t{1} << 17;
+    constexpr std::size_t of_shared = std::size_t{1} << 16;
+    const bool is_long = parts<T> * parts<T> * order * order >= least_shared;
+    return order >= least_order_of_two_strips && (is_long || short_loops_pay()) ? of_shared : 0;
 }
 
 template <class T>
@@ -113,22 +130,19 @@ private:
     const std::size_t stride;
     aligned_vector<T> upper;
 
-    // In rows of `row` elements: v and w of the last column, conjugated, x, the next v, and y of
-    // each strip. x is zero up to its column.
-    const std::size_t row = parts<T> * padded;
+    // Conjugated: v and w of the last column and x, the next v, of `padded` elements each, and the
+    // y of each strip, if complex with its z. x is zero up to its column.
     aligned_vector<T> vectors;
+    T* v = vectors.data();
+    T* w = v + padded;
+    T* x = w + padded;
 
-    T* v() { return vectors.data(); }
-
-    T* w() { return v() + row; }
-
-    T* x() { return w() + row; }
-
-    T* y(std::size_t strip) { return x() + (strip + 1) * row; }
+    T* y(std::size_t strip) { return vectors.data() + (3 + strip * parts<T>)*padded; }
 
     column_vectors column()
     {
-        return {as_doubles(v()), as_doubles(w()), as_doubles(x()), as_doubles(y(0)), padded, row};
+        return {as_doubles(v),    as_doubles(w), as_doubles(x),
+                as_doubles(y(0)), padded,        parts<T> * padded};
     }
 };
 
@@ -138,7 +152,8 @@ step_reducer<T>::step_reducer(block_view<T> lower)
     : run_step(kernel_of(gemm_path_current(), T())),
       kernels(column_kernels_of(gemm_path_current(), T())), n(lower.rows),
       padded(round_up(n, step_block)), stride(spread_stride<T>(padded)),
-      upper(uninitialized<T>(padded * stride)), vectors(zeros<T>((3 + strips_of_pass) * row))
+      upper(uninitialized<T>(padded * stride)),
+      vectors(zeros<T>((3 + most_strips * parts<T>)*padded))
 {
     constexpr std::size_t tile = 32;
     const block_view<T> rows{upper.data(), padded, padded, stride};
@@ -154,12 +169,12 @@ step_reducer<T>::step_reducer(block_view<T> lower)
     }
 }
 
-// x becomes column k, as row k of the upper triangle with the last column's vectors gives it, from
-// the subdiagonal on. The sum of |x|² below that.
+// x becomes column k from the subdiagonal on, conjugated: row k of the upper triangle, with the
+// last column's vectors. The sum of |x|² below the subdiagonal.
 template <class T>
 double step_reducer<T>::take_row(std::size_t k, double& diagonal)
 {
-    const T coefficients[] = {conjugate(w()[k]), conjugate(v()[k])};
+    const T coefficients[] = {conjugate(w[k]), conjugate(v[k])};
     const double* const entries = as_doubles(upper.data() + k * stride);
     const double* const by = as_doubles(coefficients);
     const std::size_t from = block_of(k);
@@ -167,21 +182,21 @@ double step_reducer<T>::take_row(std::size_t k, double& diagonal)
     kernels.take_row(entries, by, column(), from, whole);
     double tail = kernels.take_row(entries, by, column(), whole, padded);
     for (std::size_t i = k + 2; i < whole; ++i)
-        tail += square_of(x()[i]);
-    diagonal = real_part(x()[k]);
-    std::fill(x() + from, x() + k + 1, T(0));
+        tail += square_of(x[i]);
+    diagonal = real_part(x[k]);
+    std::fill(x + from, x + k + 1, T(0));
     return tail;
 }
 
-// x becomes the reflector of column k, and the subdiagonal's entry is returned. The square of a
-// norm in the safe range has lost nothing by underflow (householder_in_place).
+// x becomes the reflector of column k, and the subdiagonal's entry is returned, both conjugated.
+// The square of a norm in the safe range has lost nothing by underflow.
 template <class T>
 T step_reducer<T>::reflect(std::size_t k, double tail)
 {
-    T* const first = x() + k + 1;
+    T* const first = x + k + 1;
     const double square = square_of(*first) + tail;
     if (!is_safe_square(square)) {
-        aligned_vector<T> below(first, x() + n);
+        aligned_vector<T> below(first, x + n);
         const T sub = householder_in_place(below);
         std::copy(below.begin(), below.end(), first);
         return sub;
@@ -193,8 +208,7 @@ T step_reducer<T>::reflect(std::size_t k, double tail)
     return -reach;
 }
 
-// Sets w for the next column from the product of the updated matrix with x, and v to x. Each strip
-// has rows and a y of its own.
+// Sets v and w for the next column's update. Each strip has rows and a y of its own.
 template <class T>
 void step_reducer<T>::multiply(std::size_t from)
 {
@@ -204,14 +218,13 @@ void step_reducer<T>::multiply(std::size_t from)
         for (std::size_t part = 0; part < parts<T>; ++part)
             std::fill(sums + part * padded + strips.of[s], sums + (part + 1) * padded, T(0));
         run_step({as_doubles(upper.data()), stride, strips.of[s], strips.of[s + 1], padded},
-                 {as_doubles(v()), as_doubles(w()), as_doubles(x()), as_doubles(sums)});
+                 {as_doubles(v), as_doubles(w), as_doubles(x), as_doubles(sums)});
     };
-    const std::size_t order = padded - from;
-    parallel_for(strips.count, parts<T> * parts<T> * order * order / 4, run_strip);
+    parallel_for(strips.count, work_of_strip<T>(padded - from), run_strip);
     follow(strips);
 }
 
-// w = 2y - 2(xᴴy)·x, with which H·A·H is A - x·wᴴ - w·xᴴ; x is then the last column's v.
+// w = 2y - 2(xᴴy)·x, with which H·A·H is A - x·wᴴ - w·xᴴ. x becomes v, and v room for the next x.
 template <class T>
 void step_reducer<T>::follow(const strip_bounds& strips)
 {
@@ -219,6 +232,7 @@ void step_reducer<T>::follow(const strip_bounds& strips)
     for (std::size_t s = 0; s < strips.count; ++s)
         projection += kernels.add_strips(column(), s + 1, strips.of[s], strips.of[s + 1]);
     kernels.follow(column(), projection, strips.of[0], padded);
+    std::swap(v, x);
 }
 
 template <class T>
@@ -226,14 +240,15 @@ double step_reducer<T>::reduce_column(std::size_t k, aligned_vector<T>& reflecto
 {
     double diagonal = 0;
     const double tail = take_row(k, diagonal);
-    T* const first = x() + k + 1;
+    T* const first = x + k + 1;
     const auto is_zero = [](const T& each) { return each == T(0); };
-    if (tail == 0 && std::all_of(first + 1, x() + n, is_zero)) {
-        sub = *first;
+    if (tail == 0 && std::all_of(first + 1, x + n, is_zero)) {
+        sub = conjugate(*first);
         *first = T(0);
     } else {
-        sub = reflect(k, tail);
-        reflector.assign(first, x() + n);
+        sub = conjugate(reflect(k, tail));
+        reflector.assign(first, x + n);
+        conjugate_all(reflector.data(), reflector.size());
     }
     multiply(block_of(k + 1));
     return diagonal;

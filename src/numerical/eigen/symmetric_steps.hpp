@@ -8,9 +8,16 @@
 #include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/block_view.hpp"
 
+#include <cstddef>
 #include <vector>
 
 namespace numerical::detail {
+
+// A pass is cut in strips of rows, each with a sum of its own, whatever the number of threads: in
+// two where it is worth the while of two of them, and in four where it is worth that of four.
+// Orders of what is left, in whole blocks.
+constexpr std::size_t least_order_of_two_strips = 160;
+constexpr std::size_t least_order_of_four_strips = 640;
 
 // Of a, by its lower triangle. As in tridiagonal_reduction: reflectors[k + 1] annihilates column k
 // below the subdiagonal and stays empty where there is nothing to annihilate. The diagonal is left

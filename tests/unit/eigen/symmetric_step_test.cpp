@@ -102,15 +102,10 @@ TEST(symmetric_step, is_exact_on_integers)
 
 using complex_numbers = numerical::aligned_vector<complex>;
 
-// v or w as a complex pass reads it: conjugated, and i times that.
-complex_numbers conjugated_and_turned(const complex_numbers& v)
+complex_numbers conjugated(complex_numbers v)
 {
-    complex_numbers both(2 * v.size());
-    for (std::size_t i = 0; i < v.size(); ++i) {
-        both[i] = std::conj(v[i]);
-        both[v.size() + i] = {v[i].imag(), v[i].real()};
-    }
-    return both;
+    conjugate_all(v.data(), v.size());
+    return v;
 }
 
 // The rows [from, cols) as above, of a Hermitian matrix.
@@ -131,11 +126,12 @@ void check_complex(step_kernel run, std::size_t cols, std::size_t from)
             if (j >= i - i % step_block)
                 held[i * stride + j] = entry;
         }
-    const complex_numbers given_v = conjugated_and_turned(v);
-    const complex_numbers given_w = conjugated_and_turned(w);
+    const complex_numbers given_v = conjugated(v);
+    const complex_numbers given_w = conjugated(w);
+    const complex_numbers given_x = conjugated(x);
     complex_numbers y(2 * cols);
     run({as_doubles(held.data()), stride, from, cols, cols},
-        {as_doubles(given_v.data()), as_doubles(given_w.data()), as_doubles(x.data()),
+        {as_doubles(given_v.data()), as_doubles(given_w.data()), as_doubles(given_x.data()),
          as_doubles(y.data())});
     for (std::size_t i = from; i < cols; ++i) {
         complex expected = 0;

@@ -94,12 +94,15 @@ TYPED_TEST(tridiagonal, reduction_and_basis_give_the_matrix_back)
     std::printf("largest ratio: %.3f\n", largest);
 }
 
-// Passes of steps are cut in strips from 256 rows on; beyond most_order_of_steps panels come first.
+// Passes of steps are cut in strips from certain orders on, in whole blocks; beyond
+// most_order_of_steps panels come first.
 TYPED_TEST(tridiagonal, in_steps_gives_the_matrix_back_on_both_sides_of_its_crossovers)
 {
     constexpr std::size_t most = most_order_of_steps<TypeParam>;
-    for (const std::size_t n : {std::size_t{248}, std::size_t{249}, std::size_t{256},
-                                std::size_t{257}, std::size_t{265}, most, most + 1, most + 33}) {
+    constexpr std::size_t two = least_order_of_two_strips;
+    constexpr std::size_t four = least_order_of_four_strips;
+    for (const std::size_t n : {two - 8, two - 7, two, two + 1, two + 9, four - 8, four - 7, four,
+                                four + 1, most, most + 1, most + 33}) {
         const auto [ratio, orthogonality] =
             rebuild(test::random_hermitian<TypeParam>(n, 3), reduction_form::fastest);
         EXPECT_LT(ratio, 3) << n;
@@ -331,11 +334,13 @@ void check_bits_at_every_thread_count(std::size_t n, reduction_form form)
 }
 
 // Two threads share the update of a complex matrix from a trailing order of 114 on, and the
-// products with vectors from 196 on; a pass of steps from 362 on if real and 256 if complex.
+// products with vectors from 196 on; a pass of steps is shared from least_order_of_two_strips on
+// where workers answer fast, and otherwise from 362 on if real and 182 if complex.
 TYPED_TEST(tridiagonal, has_the_same_bits_at_every_thread_count)
 {
     for (const int path : test::available_paths())
-        for (const std::size_t n : {129, 130, 131, 196, 197, 198, 250, 258, 300, 361, 369, 377}) {
+        for (const std::size_t n : {129, 130, 131, 152, 153, 160, 161, 169, 196, 197, 198, 258, 361,
+                                    369, 377, 632, 633, 641}) {
             const test::path_limit limit(path);
             check_bits_at_every_thread_count<TypeParam>(n, reduction_form::fastest);
         }
