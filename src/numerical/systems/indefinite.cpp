@@ -15,6 +15,7 @@
 #include "numerical/strided/spread_rows.hpp"
 #include "numerical/systems/moduli.hpp"
 #include "numerical/systems/rook_panel.hpp"
+#include "numerical/systems/trailing_pieces.hpp"
 
 #include <algorithm>
 #include <array>
@@ -30,8 +31,6 @@ namespace detail {
 namespace {
 
 constexpr std::size_t panel_width = 32;
-constexpr std::size_t strip_columns = 64;  // of the trailing matrix, from a multiple of it on
-constexpr std::size_t strip_rows = 512;    // of a piece of a strip, about
 constexpr std::size_t band_rows = 16;      // of a block on the diagonal
 constexpr std::size_t group_rows = 64;     // transposed together
 constexpr std::size_t cleared_rows = 8;    // of L that are completed together
@@ -78,30 +77,15 @@ private:
     std::size_t exchanged = 0;
     std::size_t cleared = 0;
 
-    // A part of a strip of the trailing matrix.
-    struct piece
-    {
-        std::size_t row;
-        std::size_t last_row;
-        std::size_t column;
-    };
-
-    std::vector<piece> pieces;
-
-    // Of the strip to which a column belongs.
-    std::size_t strip_end(std::size_t column) const
-    {
-        return std::min(round_up(column + 1, strip_columns), n);
-    }
+    trailing_pieces pieces;
 
     void prepare_operands(std::size_t from, std::size_t to);
-    void cut_trailing_matrix();
 
     T mirrored(const T& z) const { return kind == symmetry::hermitian ? conjugate(z) : z; }
 
-    void update(const piece& part);
-    void subtract_product(const piece& part, std::size_t from);
-    void bring_moved_rows(const piece& part);
+    void update(const strip_piece& part);
+    void subtract_product(const strip_piece& part, std::size_t from);
+    void bring_moved_rows(const strip_piece& part);
     T old_element(std::size_t row, std::size_t column) const;
     void keep_triangle();
     void clear_rows(std::size_t from, std::size_t to);
@@ -138,24 +122,10 @@ void rook_factorization<T>::prepare_operands(std::size_t from, std::size_t to)
     }
 }
 
-// Strips end with the block on the diagonal.
-template <class T>
-void rook_factorization<T>::cut_trailing_matrix()
-{
-    pieces.clear();
-    for (std::size_t column = last; column < n; column = strip_end(column)) {
-        const std::size_t end = strip_end(column);
-        const std::size_t parts = ceil_div(end - last, strip_rows);
-        const std::size_t height = round_up(ceil_div(end - last, parts), 8);
-        for (std::size_t row = last; row < end; row += height)
-            pieces.push_back({row, std::min(row + height, end), column});
-    }
-}
-
 // Subtracts L·Wᴴ from a piece. Bands of the block on the diagonal leave out most of what lies below
 // it.
 template <class T>
-void rook_factorization<T>::update(const piece& part)
+void rook_factorization<T>::update(const strip_piece& part)
 {
     bring_moved_rows(part);
     std::size_t row = part.row;
@@ -171,9 +141,9 @@ void rook_factorization<T>::update(const piece& part)
 
 // The same for the columns of a piece from `from` on.
 template <class T>
-void rook_factorization<T>::subtract_product(const piece& part, std::size_t from)
+void rook_factorization<T>::subtract_product(const strip_piece& part, std::size_t from)
 {
-    const std::size_t end = strip_end(part.column);
+    const std::size_t end = strip_end(part.column, n);
     add_product<T>(triangles.sub(part.row, part.last_row, first, last),
                    minus_w.sub(0, last - first, from, end),
                    triangles.sub(part.row, part.last_row, from, end));
@@ -190,9 +160,9 @@ T rook_factorization<T>::old_element(std::size_t row, std::size_t column) const
 // piece. They come from the rows of the panel, which no piece writes; two that meet in an element
 // bring it together.
 template <class T>
-void rook_factorization<T>::bring_moved_rows(const piece& part)
+void rook_factorization<T>::bring_moved_rows(const strip_piece& part)
 {
-    const std::size_t end = strip_end(part.column);
+    const std::size_t end = strip_end(part.column, n);
     const auto moves_to = [&](std::size_t from, std::size_t to) {
         const auto before = [](const row_move& move, std::size_t place) { return move.to < place; };
         const auto begin = panel.moves.begin();
@@ -270,8 +240,8 @@ void rook_factorization<T>::complete_finished_beside(const F& call)
     cleared = first;
 }
 
-// Each group of rows of the panel is written by itself, and then the pieces of the trailing matrix.
-// The first loop is worth its start from two microseconds on.
+// Each group of rows of the panel is written by itself, and then the shares of the trailing matrix.
+// The loops are worth their starts from some microseconds on.
 template <class T>
 void rook_factorization<T>::update_trailing_matrix()
 {
@@ -280,11 +250,14 @@ void rook_factorization<T>::update_trailing_matrix()
         prepare_operands(from, std::min(from + group_rows, n));
     };
     parallel_for(ceil_div(n - last, group_rows), 16 * group_rows * (last - first), prepare_group);
-    cut_trailing_matrix();
+    pieces.cut(last, n);
     keep_triangle();
-    const std::size_t mean_rows = std::min((n - last) / 2, strip_rows / 2);
-    parallel_for(pieces.size(), mean_rows * strip_columns * (last - first) / 8,
-                 [&](std::size_t i) { update(pieces[i]); });
+    const auto update_share = [&](std::size_t i) {
+        for (const strip_piece& part : pieces.share(i))
+            update(part);
+    };
+    const std::size_t work = pieces.rows() * strip_columns * (last - first) / 4;
+    parallel_for(pieces.shares(), work / std::max<std::size_t>(pieces.shares(), 1), update_share);
 }
 
 template <class T>

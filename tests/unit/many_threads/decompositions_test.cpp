@@ -17,6 +17,7 @@
 #include "numerical/svd/randomized.hpp"
 #include "numerical/svd/svd.hpp"
 #include "numerical/svd/values_only.hpp"
+#include "numerical/systems/indefinite.hpp"
 
 #include "many.hpp"
 #include "matrices.hpp"
@@ -111,6 +112,23 @@ TYPED_TEST(decompositions_on_64_cores, cholesky_has_the_bits_of_one_core)
         a.data[i * n + i] = 2.0 * n; // the lower triangle alone is read
     expect_bits_of_one_core(
         [&] { return numerical::cholesky_decomposition<TypeParam>(matrix<TypeParam>(a)).factors; });
+}
+
+// Zeros on the diagonal make panels of 32 and 33 columns, and strips that begin at any row.
+TYPED_TEST(decompositions_on_64_cores, ldl_has_the_bits_of_one_core)
+{
+    using numerical::symmetry;
+    for (const std::size_t n : {401UL, 577UL, 650UL}) {
+        auto a = test::random_matrix<TypeParam>(n, n, 2);
+        for (std::size_t i = 0; n > 401 && i < n; ++i)
+            a.data[i * (n + 1)] = 0;
+        for (const symmetry kind : {symmetry::hermitian, symmetry::symmetric})
+            expect_bits_of_one_core([&] {
+                using factors_of = numerical::indefinite_decomposition<TypeParam>;
+                factors_of f({a.data.data(), n, n}, kind);
+                return std::pair(std::move(f.lower), std::move(f.diagonal));
+            });
+    }
 }
 
 TYPED_TEST(decompositions_on_64_cores, eigenvectors_have_the_bits_of_one_core)
