@@ -79,7 +79,9 @@ template <class T>
 PyObject* pseudo_inverse_alone(const tensor<T>& a)
 {
     std::optional<matrix<T>> inverse;
-    computed(a.data.size(), [&] { inverse = pseudo_inverse(boundary::matrix_from(a)); });
+    computed(a.data.size(), [&] {
+        inverse = pseudo_inverse<T>({a.data.data(), a.shape[0], a.shape[1]});
+    });
     return wrapped(std::move(*inverse));
 }
 
@@ -90,8 +92,8 @@ PyObject* fitted(const tensor<T>& a, const tensor<T>& b, double cutoff)
     const std::size_t cols = is_vector ? 1 : b.shape[1];
     std::optional<least_squares_fit<T>> fit;
     computed(a.data.size(), [&] {
-        fit = fit_least_squares(boundary::matrix_from(a), matrix<T>(b.shape[0], cols, b.data),
-                                cutoff);
+        fit = fit_least_squares<T>({a.data.data(), a.shape[0], a.shape[1]},
+                                   matrix<T>(b.shape[0], cols, b.data), cutoff);
     });
     PyObject* const x = is_vector ? wrap(tensor<T>({a.shape[1]}, std::move(fit->x.data)))
                                   : wrapped(std::move(fit->x));

@@ -28,7 +28,7 @@ void stacks::pinv(std::size_t count, const matrix_stack<T>& a, T* inverses)
 {
     first_failure failures;
     detail::run_one_by_one(count, work_of_svd(a), failures, [&](std::size_t i) {
-        const matrix<T> inverse = pseudo_inverse(a.copy_of(i));
+        const matrix<T> inverse = pseudo_inverse(a.view_of(i));
         std::copy(inverse.data.begin(), inverse.data.end(), inverses + i * a.rows * a.cols);
     });
     failures.rethrow();

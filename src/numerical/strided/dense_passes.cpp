@@ -11,6 +11,7 @@
 #include <array>
 #include <atomic>
 #include <complex>
+#include <limits>
 #include <string>
 
 namespace numerical::detail {
@@ -88,6 +89,18 @@ bool all_finite(const double* x, std::size_t n)
 bool copy_if_all_finite(const double* __restrict x, std::size_t n, double* __restrict to)
 {
     return all_finite(x, n, [to](std::size_t i, double value) { to[i] = value; });
+}
+
+// The largest magnitude of n elements; infinity unless all are finite.
+double largest_if_all_finite(const double* x, std::size_t n)
+{
+    constexpr std::size_t lanes = 8;
+    std::array<double, lanes> largest{};
+    const bool finite = all_finite(x, n, [&](std::size_t i, double value) {
+        largest[i % lanes] = larger_modulus(largest[i % lanes], value);
+    });
+    return finite ? *std::max_element(largest.begin(), largest.end())
+                  : std::numeric_limits<double>::infinity();
 }
 
 // Rows without gaps are as one.
@@ -181,6 +194,21 @@ void require_finite(const matrix<T>& a, const char* prefix)
 }
 
 template <class T>
+double largest_finite_part(const T* first, std::size_t count, const char* prefix)
+{
+    const auto* const parts = as_doubles(first);
+    const std::size_t total = count * parts_of<T>;
+    aligned_vector<double> found(ceil_div(total, piece)); // each piece writes its own
+    for_each_piece(total, quarters_to_read(), [&](std::size_t begin, std::size_t n) {
+        found[begin / piece] = largest_if_all_finite(parts + begin, n);
+    });
+    const double largest = largest_modulus(found.data(), found.size());
+    if (largest == std::numeric_limits<double>::infinity())
+        throw_non_finite(prefix);
+    return largest;
+}
+
+template <class T>
 void require_finite_lower(const matrix<T>& a, std::size_t from, std::size_t to, const char* prefix)
 {
     for (std::size_t i = from; i < to; ++i)
@@ -202,6 +230,8 @@ template void require_finite(const double*, std::size_t, const char*);
 template void require_finite(const std::complex<double>*, std::size_t, const char*);
 template void require_finite(const matrix<double>&, const char*);
 template void require_finite(const matrix<std::complex<double>>&, const char*);
+template double largest_finite_part(const double*, std::size_t, const char*);
+template double largest_finite_part(const std::complex<double>*, std::size_t, const char*);
 template void require_finite_lower(const matrix<double>&, std::size_t, std::size_t, const char*);
 template void require_finite_lower(const matrix<std::complex<double>>&, std::size_t, std::size_t,
                                    const char*);

@@ -37,8 +37,13 @@ void require_finite(const matrix<T>& a, const char* prefix);
 template <class T>
 void require_finite(const T* first, std::size_t count, const char* prefix);
 
-// The same over rows [from, to) of the lower triangle of a square matrix, on the calling thread;
-// elements above the diagonal aren't read.
+// The largest magnitude of a real or imaginary part among `count` elements of a matrix, 0 for none;
+// the same error if one of them isn't finite.
+template <class T>
+double largest_finite_part(const T* first, std::size_t count, const char* prefix);
+
+// The error of require_finite for rows [from, to) of the lower triangle of a square matrix, on the
+// calling thread; elements above the diagonal aren't read.
 template <class T>
 void require_finite_lower(const matrix<T>& a, std::size_t from, std::size_t to, const char* prefix);
 

@@ -71,7 +71,7 @@ aligned_vector<double> invert_factor(const tall_factors<T>& factors, bool is_wid
 
 // Of a matrix without an element above zero.
 template <class T>
-least_squares_fit<T> fit_of_zero(const matrix<T>& a, const matrix<T>& b)
+least_squares_fit<T> fit_of_zero(block_view<const T> a, const matrix<T>& b)
 {
     const std::size_t k = std::min(a.rows, a.cols);
     aligned_vector<double> missed;
@@ -87,19 +87,18 @@ least_squares_fit<T> fit_of_zero(const matrix<T>& a, const matrix<T>& b)
 } // namespace
 
 template <class T>
-least_squares_fit<T> fit_least_squares(matrix<T> a, const matrix<T>& b, double cutoff,
+least_squares_fit<T> fit_least_squares(block_view<const T> a, const matrix<T>& b, double cutoff,
                                        detail::reflector_blocking blocking)
 {
     if (a.rows != b.rows)
         throw dimension_error("lstsq: right-hand side size differs from the matrix");
-    detail::require_finite(a, "lstsq");
-    const double largest = detail::largest_part(a.data);
+    const double largest = detail::largest_finite_part(a.first, a.rows * a.cols, "lstsq");
     if (largest == 0)
-        return fit_of_zero(a, b);
+        return fit_of_zero<T>(a, b);
 
     const bool is_wide = a.rows < a.cols;
     const std::size_t n = a.cols;
-    tall_factors<T> factors(std::move(a), largest, blocking);
+    tall_factors<T> factors(a, largest, blocking);
     const double scale = std::ldexp(1.0, -factors.exponent);
     const std::vector<int> guards = detail::column_guards(b.data, b.cols);
     aligned_vector<T> right = detail::copy_of(b.data.data(), b.data.size());
@@ -124,9 +123,11 @@ least_squares_fit<T> fit_least_squares(matrix<T> a, const matrix<T>& b, double c
             .values = std::move(values)};
 }
 
-template least_squares_fit<double> fit_least_squares(matrix<double>, const matrix<double>&, double,
+template least_squares_fit<double> fit_least_squares(block_view<const double>,
+                                                     const matrix<double>&, double,
                                                      detail::reflector_blocking);
-template least_squares_fit<complex> fit_least_squares(matrix<complex>, const matrix<complex>&,
-                                                      double, detail::reflector_blocking);
+template least_squares_fit<complex> fit_least_squares(block_view<const complex>,
+                                                      const matrix<complex>&, double,
+                                                      detail::reflector_blocking);
 
 } // namespace numerical

@@ -6,6 +6,7 @@
 #include "numerical/aligned_vector.hpp"
 #include "numerical/factor/qr.hpp"
 #include "numerical/matrix.hpp"
+#include "numerical/strided/matrix_view.hpp"
 
 namespace numerical {
 
@@ -19,17 +20,25 @@ struct least_squares_fit
     aligned_vector<double> values; // the singular values, where finding X took them; else none
 };
 
-// The X of least norm among those that minimise each column of A·X - B. Singular values of A up to
-// cutoff times the largest count as zero. By Householder QR if the condition of R says that none
-// do; otherwise by the singular values of R, so that neither way sees the matrix itself again.
-// `missed` is empty unless A has at least as many rows as columns. By the blocking results differ
-// in rounding.
+// Of a matrix A whose rows lie without gaps. The X of least norm among those that minimise each
+// column of A·X - B. Singular values of A up to cutoff times the largest count as zero. By
+// Householder QR if the condition of R says that none do; otherwise by the singular values of R, so
+// that neither way sees the matrix itself again. `missed` is empty unless A has at least as many
+// rows as columns. By the blocking results differ in rounding.
 //
 // dimension_error "lstsq: right-hand side size differs from the matrix"; non_finite_error with the
 // name "lstsq" for A. Infinities and NaN in B propagate.
 template <class T>
 least_squares_fit<T>
-fit_least_squares(matrix<T> a, const matrix<T>& b, double cutoff,
+fit_least_squares(detail::block_view<const T> a, const matrix<T>& b, double cutoff,
                   detail::reflector_blocking blocking = detail::reflector_blocking::fastest);
+
+template <class T>
+least_squares_fit<T>
+fit_least_squares(const matrix<T>& a, const matrix<T>& b, double cutoff,
+                  detail::reflector_blocking blocking = detail::reflector_blocking::fastest)
+{
+    return fit_least_squares(detail::view_of(a), b, cutoff, blocking);
+}
 
 } // namespace numerical

@@ -44,6 +44,7 @@ matrix<T> pinv(const matrix<T>& a)
 
 namespace {
 
+using detail::block_view;
 using detail::complex;
 using detail::tall_factors;
 
@@ -82,10 +83,14 @@ matrix<T> truncated_adjoint(aligned_vector<T> a, std::size_t n, std::size_t rows
 
 // Q·[ X ; 0 ].
 template <class T>
-matrix<T> times_basis(const tall_factors<T>& factors, const matrix<T>& x)
+matrix<T> times_basis(const tall_factors<T>& factors, matrix<T> x)
 {
-    aligned_vector<T> product = detail::zeros<T>(factors.rows * x.cols);
-    std::copy(x.data.begin(), x.data.end(), product.begin());
+    aligned_vector<T> product = std::move(x.data);
+    if (factors.rows != x.rows) {
+        const aligned_vector<T> top = std::move(product);
+        product = detail::zeros<T>(factors.rows * x.cols);
+        std::copy(top.begin(), top.end(), product.begin());
+    }
     factors.apply(product, x.cols);
     return {factors.rows, x.cols, std::move(product)};
 }
@@ -93,35 +98,34 @@ matrix<T> times_basis(const tall_factors<T>& factors, const matrix<T>& x)
 // The adjoint of the inverse of the tall matrix whose factors these are: of a·2^exponent, or its
 // adjoint. A square one that isn't regular is better decomposed itself than by its R.
 template <class T>
-matrix<T> adjoint_of_inverse(const tall_factors<T>& factors, const matrix<T>& a)
+matrix<T> adjoint_of_inverse(const tall_factors<T>& factors, block_view<const T> a)
 {
     const std::size_t n = factors.order;
     if (std::optional<aligned_vector<T>> inverse = factors.regular_inverse())
-        return times_basis(factors, detail::adjoint(matrix<T>(n, n, std::move(*inverse))));
+        return times_basis(factors, detail::adjoint_times_power<T>({inverse->data(), n, n}, 0));
     if (a.rows == a.cols)
-        return truncated_adjoint(detail::times_power(a, factors.exponent).data, n, n);
+        return truncated_adjoint(detail::copy_times_power(a.first, n * n, factors.exponent), n, n);
     return times_basis(factors, truncated_adjoint(factors.qr.r, n, factors.rows));
 }
 
 } // namespace
 
 template <class T>
-matrix<T> pseudo_inverse(const matrix<T>& a)
+matrix<T> pseudo_inverse(block_view<const T> a)
 {
-    detail::require_finite(a, "pinv");
-    const double largest = detail::largest_part(a.data);
+    const double largest = detail::largest_finite_part(a.first, a.rows * a.cols, "pinv");
     if (largest == 0)
         return detail::zero_matrix<T>(a.cols, a.rows);
     const tall_factors<T> factors(a, largest);
     matrix<T> inverse = adjoint_of_inverse(factors, a);
     if (a.rows >= a.cols)
-        inverse = detail::adjoint(inverse);
+        return detail::adjoint_times_power<T>(detail::view_of(inverse), factors.exponent);
     return detail::times_power(std::move(inverse), factors.exponent);
 }
 
 template matrix<double> pinv(const matrix<double>&);
 template matrix<complex> pinv(const matrix<complex>&);
-template matrix<double> pseudo_inverse(const matrix<double>&);
-template matrix<complex> pseudo_inverse(const matrix<complex>&);
+template matrix<double> pseudo_inverse(block_view<const double>);
+template matrix<complex> pseudo_inverse(block_view<const complex>);
 
 } // namespace numerical

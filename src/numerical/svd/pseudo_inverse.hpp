@@ -1,6 +1,7 @@
 #pragma once
 
 #include "numerical/matrix.hpp"
+#include "numerical/strided/matrix_view.hpp"
 
 namespace numerical {
 
@@ -13,8 +14,14 @@ matrix<T> pinv(const matrix<T>& a);
 // The same but for rounding, with less work: A = Q·R is factored first, for a wide matrix its
 // adjoint. If R is clearly regular no singular value counts as zero, and (AᴴA)⁻¹·Aᴴ = R⁻¹·Qᴴ is the
 // result; only otherwise the values have to tell what counts. The text of the error is that of
-// pinv.
+// pinv. The rows of A lie without gaps.
 template <class T>
-matrix<T> pseudo_inverse(const matrix<T>& a);
+matrix<T> pseudo_inverse(detail::block_view<const T> a);
+
+template <class T>
+matrix<T> pseudo_inverse(const matrix<T>& a)
+{
+    return pseudo_inverse(detail::view_of(a));
+}
 
 } // namespace numerical

@@ -1,23 +1,72 @@
 #include "numerical/svd/range_guard.hpp"
 
 #include "numerical/aligned_vector.hpp"
+#include "numerical/counts.hpp"
+#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
+#include "numerical/strided/matrix_view.hpp"
+#include "numerical/strided/transpose.hpp"
 
 #include <algorithm>
 #include <cmath>
 
 namespace numerical::detail {
 
-template <class T>
-void multiply_by_power(T* x, std::size_t n, int exponent)
+namespace {
+
+// to[i] = x[i]·2^exponent, where `to` may be x.
+void times_power_into(double* to, const double* x, std::size_t n, int exponent)
 {
     const double power = std::ldexp(1.0, exponent);
     if (std::isnormal(power)) // a product an element, rounded like scalbn's
         for (std::size_t i = 0; i < n; ++i)
-            x[i] *= power;
+            to[i] = x[i] * power;
     else
         for (std::size_t i = 0; i < n; ++i)
-            x[i] = scaled_by_power(x[i], exponent);
+            to[i] = scaled_by_power(x[i], exponent);
+}
+
+template <class T>
+constexpr std::size_t doubles_in = sizeof(T) / sizeof(double);
+
+} // namespace
+
+template <class T>
+void multiply_by_power(T* x, std::size_t n, int exponent)
+{
+    times_power_into(as_doubles(x), as_doubles(x), n * doubles_in<T>, exponent);
+}
+
+template <class T>
+aligned_vector<T> copy_times_power(const T* x, std::size_t n, int exponent)
+{
+    constexpr std::size_t piece = 8192;
+    aligned_vector<T> copy = uninitialized<T>(n);
+    const std::size_t total = n * doubles_in<T>;
+    const auto copy_piece = [&](std::size_t p) { // writes its own elements
+        const std::size_t from = p * piece;
+        times_power_into(as_doubles(copy.data()) + from, as_doubles(x) + from,
+                         std::min(piece, total - from), exponent);
+    };
+    parallel_for(ceil_div(total, piece), piece / 2, copy_piece);
+    return copy;
+}
+
+template <class T>
+matrix<T> adjoint_times_power(block_view<const T> a, int exponent)
+{
+    constexpr std::size_t band = 128; // narrower ones are transposed as if they were in cache
+    matrix<T> adjoint(a.cols, a.rows, uninitialized<T>(a.cols * a.rows));
+    const block_view<T> to = view_of(adjoint);
+    const auto take_band = [&](std::size_t b) { // writes its own rows of the adjoint
+        const std::size_t from = b * band;
+        const std::size_t end = std::min(from + band, a.cols);
+        adjoint_into(to.sub(from, end, 0, a.rows), a.sub(0, a.rows, from, end));
+        multiply_by_power(to.row(from), (end - from) * a.rows, exponent);
+    };
+    parallel_for(ceil_div(a.cols, band), band * a.rows * doubles_in<T>, take_band);
+    return adjoint;
 }
 
 template <class T>
@@ -79,6 +128,10 @@ std::vector<int> less_guards(int exponent, std::vector<int> guards)
 
 template void multiply_by_power(double*, std::size_t, int);
 template void multiply_by_power(complex*, std::size_t, int);
+template aligned_vector<double> copy_times_power(const double*, std::size_t, int);
+template aligned_vector<complex> copy_times_power(const complex*, std::size_t, int);
+template matrix<double> adjoint_times_power(block_view<const double>, int);
+template matrix<complex> adjoint_times_power(block_view<const complex>, int);
 template matrix<double> times_power(matrix<double>, int);
 template matrix<complex> times_power(matrix<complex>, int);
 template double largest_part(const aligned_vector<double>&);

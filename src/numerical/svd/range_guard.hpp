@@ -6,6 +6,7 @@
 
 #include "numerical/aligned_vector.hpp"
 #include "numerical/matrix.hpp"
+#include "numerical/strided/block_view.hpp"
 
 #include <cstddef>
 #include <vector>
@@ -19,6 +20,14 @@ void multiply_by_power(T* x, std::size_t n, int exponent);
 // a·2^exponent, by multiply_by_power.
 template <class T>
 matrix<T> times_power(matrix<T> a, int exponent);
+
+// The n elements at x times 2^exponent, on threads.
+template <class T>
+aligned_vector<T> copy_times_power(const T* x, std::size_t n, int exponent);
+
+// Aᴴ·2^exponent, on threads.
+template <class T>
+matrix<T> adjoint_times_power(block_view<const T> a, int exponent);
 
 // The largest magnitude of a real or imaginary part, 0 for no elements. NaN doesn't enter.
 template <class T>

@@ -22,11 +22,10 @@ namespace {
 
 // a, or its adjoint if it is wide, times 2^exponent: always tall.
 template <class T>
-aligned_vector<T> tall_times_power(matrix<T> a, int exponent)
+aligned_vector<T> tall_times_power(block_view<const T> a, int exponent)
 {
-    aligned_vector<T> tall = std::move(a.rows >= a.cols ? a.data : adjoint(a).data);
-    multiply_by_power(tall.data(), tall.size(), exponent);
-    return tall;
+    return a.rows >= a.cols ? copy_times_power(a.first, a.rows * a.cols, exponent)
+                            : adjoint_times_power(a, exponent).data;
 }
 
 // The largest modulus on the diagonal over the least, which no condition of a triangle is below.
@@ -84,12 +83,12 @@ double condition_bound(const aligned_vector<T>& r, std::size_t n)
 } // namespace
 
 template <class T>
-tall_factors<T>::tall_factors(matrix<T> a, double largest, reflector_blocking blocking)
+tall_factors<T>::tall_factors(block_view<const T> a, double largest, reflector_blocking blocking)
     : rows(std::max(a.rows, a.cols)), order(std::min(a.rows, a.cols)),
       exponent(-std::ilogb(largest)),
       is_estimated(blocking == reflector_blocking::fastest && order >= least_estimated_order)
 {
-    aligned_vector<T> work = tall_times_power(std::move(a), exponent);
+    aligned_vector<T> work = tall_times_power(a, exponent);
     if (blocking != reflector_blocking::fastest || !is_tall<T>(rows, order)) {
         qr = householder_reflect(std::move(work), rows, order, blocking);
         return;

@@ -23,9 +23,9 @@ struct tall_factors
     std::optional<tall_qr<T>> tall; // Q in place of the blocks, where this is faster
     bool is_estimated;              // whether an estimate may show that R is clearly regular
 
-    // `largest` is the largest real or imaginary part in the matrix, which has one above zero. The
-    // fastest blocking is by rows where the matrix is tall.
-    tall_factors(matrix<T> a, double largest,
+    // Of a matrix whose rows lie without gaps. `largest` is its largest real or imaginary part,
+    // which is above zero. The fastest blocking is by rows where the matrix is tall.
+    tall_factors(block_view<const T> a, double largest,
                  reflector_blocking blocking = reflector_blocking::fastest);
 
     // ‖R‖·‖R⁻¹‖ by Frobenius norms; infinite or NaN if there is a zero on R's diagonal. A lower

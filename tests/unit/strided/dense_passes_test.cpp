@@ -87,6 +87,29 @@ TEST(require_finite, looks_at_every_piece_of_a_large_matrix)
     }
 }
 
+TEST(largest_finite_part, is_the_largest_of_every_piece)
+{
+    using numerical::detail::largest_finite_part;
+    EXPECT_EQ(largest_finite_part<double>(nullptr, 0, "X"), 0);
+    for (const std::size_t n : {std::size_t{1}, std::size_t{7}, std::size_t{8}, std::size_t{13},
+                                std::size_t{4096}, std::size_t{4097}, long_count}) {
+        numerical::aligned_vector<std::complex<double>> z(n, {-0.0, 1e-310});
+        EXPECT_EQ(largest_finite_part(z.data(), n, "X"), 1e-310) << n;
+        for (std::size_t at = 0; at < n; at += n < 20 ? 1 : 4095) {
+            z[at] = at % 2 == 0 ? std::complex(-1.7e308, 1.0) : std::complex(1.0, 1.7e308);
+            EXPECT_EQ(largest_finite_part(z.data(), n, "X"), 1.7e308) << n << ' ' << at;
+            for (const double bad : {nan, -std::numeric_limits<double>::infinity()}) {
+                z[at].imag(bad);
+                EXPECT_EQ(text_thrown_by<numerical::non_finite_error>(
+                              [&] { largest_finite_part(z.data(), n, "X"); }),
+                          "X: the matrix holds an infinite or NaN entry")
+                    << n << ' ' << at;
+            }
+            z[at] = 0;
+        }
+    }
+}
+
 // One piece, several, and rows longer than a piece; with and without gaps between them.
 TEST(copy_finite, copies_what_it_checks)
 {

@@ -40,7 +40,7 @@ bool goes_by_qr(const matrix<T>& a)
     const double largest = numerical::detail::largest_part(a.data);
     if (largest == 0)
         return false;
-    const numerical::detail::tall_factors<T> factors(a, largest);
+    const numerical::detail::tall_factors<T> factors(numerical::detail::view_of(a), largest);
     return numerical::detail::is_clearly_regular(factors.condition(), factors.rows);
 }
 
@@ -337,7 +337,8 @@ TYPED_TEST(least_squares, decides_by_the_estimate_as_by_the_inverse)
         for (const double decades : {0.0, 4.0, 8.0, 9.0, 9.5, 10.0, 10.5, 11.0, 11.5, 12.0, 16.0}) {
             const auto a = test::graded_matrix<TypeParam>(order + 3, order, decades, 1);
             const numerical::detail::tall_factors<TypeParam> factors(
-                a, numerical::detail::largest_part(a.data));
+                numerical::detail::view_of(std::as_const(a)),
+                numerical::detail::largest_part(a.data));
             const double condition = factors.condition();
             for (const double cutoff : {eps, 1e-9, 1e-4})
                 EXPECT_EQ(factors.has_condition_below(cutoff),
@@ -356,7 +357,7 @@ TYPED_TEST(least_squares, finds_no_estimate_of_a_singular_triangle)
         for (std::size_t i = 0; i < order; ++i)
             a.data[i * order + 7] = zero ? TypeParam(0) : a.data[i * order + 3];
         const numerical::detail::tall_factors<TypeParam> factors(
-            a, numerical::detail::largest_part(a.data));
+            numerical::detail::view_of(std::as_const(a)), numerical::detail::largest_part(a.data));
         EXPECT_FALSE(factors.has_condition_below(eps));
     }
 }
