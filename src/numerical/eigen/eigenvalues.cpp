@@ -25,7 +25,7 @@ void reduce(aligned_vector<T> a, std::size_t n, aligned_vector<double>& d,
             detail::reduce_to_hermitian_band(std::move(a), n, detail::hermitian_band_width(n));
         detail::narrow_hermitian_band(band, d, e);
     } else {
-        detail::tridiagonalize(a, n, d, e, detail::reduction_form::fastest);
+        detail::tridiagonalize_for_values(a, n, d, e);
     }
 }
 

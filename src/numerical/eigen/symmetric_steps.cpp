@@ -27,6 +27,10 @@ constexpr std::size_t most_strips = 4;
 // the caller has written.
 constexpr double share_of_first_strip = 0.56;
 
+// Of an element, on the scale of parallel_for: its page is fresh, and the caller's half of the loop
+// lies in the other core's cache.
+constexpr std::size_t work_to_mirror = 4;
+
 // Of a number, and of what a complex pass needs y to be (symmetric_step.hpp).
 template <class T>
 constexpr std::size_t parts = sizeof(T) / sizeof(double);
@@ -111,8 +115,8 @@ class step_reducer
 public:
     explicit step_reducer(block_view<T> lower);
 
-    // Column k: d[k] is returned and sub[k] set.
-    double reduce_column(std::size_t k, aligned_vector<T>& reflector, T& sub);
+    // Column k: d[k] is returned and sub[k] set, and the reflector if it is wanted.
+    double reduce_column(std::size_t k, aligned_vector<T>* reflector, T& sub);
 
     // After all columns.
     double last_entry() const { return real_part(upper[(n - 1) * stride + n - 1]); }
@@ -146,7 +150,8 @@ private:
     }
 };
 
-// The mirrored triangle; the blocks at the diagonal whole.
+// The mirrored triangle; the blocks at the diagonal whole. Each index writes the rows of a tile,
+// and threads mostly those of their strips.
 template <class T>
 step_reducer<T>::step_reducer(block_view<T> lower)
     : run_step(kernel_of(gemm_path_current(), T())),
@@ -157,16 +162,18 @@ step_reducer<T>::step_reducer(block_view<T> lower)
 {
     constexpr std::size_t tile = 32;
     const block_view<T> rows{upper.data(), padded, padded, stride};
-    for (std::size_t from = 0; from < n; from += tile) {
+    const auto mirror_tile = [&](std::size_t t) {
+        const std::size_t from = t * tile;
         const std::size_t to = std::min(from + tile, n);
         adjoint_into<T>(rows.sub(from, to, from, n), lower.sub(from, n, from, to));
-    }
-    for (std::size_t i = 0; i < padded; ++i) {
-        const std::size_t block = i - i % step_block;
-        for (std::size_t j = block; j < std::min(i, n); ++j)
-            rows(i, j) = i < n ? conjugate(rows(j, i)) : T(0);
-        std::fill(rows.row(i) + std::max(n, block), rows.row(i) + padded, T(0));
-    }
+        for (std::size_t i = from; i < round_up(to, step_block); ++i) {
+            const std::size_t block = block_of(i);
+            for (std::size_t j = block; j < std::min(i, n); ++j)
+                rows(i, j) = i < n ? conjugate(rows(j, i)) : T(0);
+            std::fill(rows.row(i) + std::max(n, block), rows.row(i) + padded, T(0));
+        }
+    };
+    parallel_for(ceil_div(n, tile), work_to_mirror * parts<T> * tile * (n / 2), mirror_tile);
 }
 
 // x becomes column k from the subdiagonal on, conjugated: row k of the upper triangle, with the
@@ -236,7 +243,7 @@ void step_reducer<T>::follow(const strip_bounds& strips)
 }
 
 template <class T>
-double step_reducer<T>::reduce_column(std::size_t k, aligned_vector<T>& reflector, T& sub)
+double step_reducer<T>::reduce_column(std::size_t k, aligned_vector<T>* reflector, T& sub)
 {
     double diagonal = 0;
     const double tail = take_row(k, diagonal);
@@ -247,8 +254,10 @@ double step_reducer<T>::reduce_column(std::size_t k, aligned_vector<T>& reflecto
         *first = T(0);
     } else {
         sub = conjugate(reflect(k, tail));
-        reflector.assign(first, x + n);
-        conjugate_all(reflector.data(), reflector.size());
+        if (reflector != nullptr) {
+            reflector->assign(first, x + n);
+            conjugate_all(reflector->data(), reflector->size());
+        }
     }
     multiply(block_of(k + 1));
     return diagonal;
@@ -262,7 +271,8 @@ void reduce_by_steps(block_view<T> a, aligned_vector<T>* reflectors, T* sub)
     const std::size_t n = a.rows;
     step_reducer<T> steps(a);
     for (std::size_t k = 0; k + 1 < n; ++k)
-        a(k, k) = steps.reduce_column(k, reflectors[k + 1], sub[k]);
+        a(k, k) =
+            steps.reduce_column(k, reflectors == nullptr ? nullptr : reflectors + k + 1, sub[k]);
     a(n - 1, n - 1) = steps.last_entry();
 }
 

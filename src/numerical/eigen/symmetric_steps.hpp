@@ -20,8 +20,8 @@ constexpr std::size_t least_order_of_two_strips = 160;
 constexpr std::size_t least_order_of_four_strips = 640;
 
 // Of a, by its lower triangle. As in tridiagonal_reduction: reflectors[k + 1] annihilates column k
-// below the subdiagonal and stays empty where there is nothing to annihilate. The diagonal is left
-// in a, the subdiagonal in sub[0 .. order - 1).
+// below the subdiagonal and stays empty where there is nothing to annihilate; a null `reflectors`
+// keeps none. The diagonal is left in a, the subdiagonal in sub[0 .. order - 1).
 template <class T>
 void reduce_by_steps(block_view<T> a, aligned_vector<T>* reflectors, T* sub);
 

@@ -257,6 +257,38 @@ void make_real(const aligned_vector<complex>& sub, aligned_vector<complex>& phas
     }
 }
 
+// Panels, then steps. The diagonal is left in a. The reflectors of steps are kept only where
+// `of_steps` points to the list's.
+template <class T>
+void reduce_columns(aligned_vector<T>& a, std::size_t n, reduction_form form,
+                    std::vector<aligned_vector<T>>& reflectors, aligned_vector<T>* of_steps,
+                    aligned_vector<T>& sub)
+{
+    const bool fastest = form == reduction_form::fastest;
+    const std::size_t panel = fastest ? fastest_panel(n) : fixed_panel;
+    const std::size_t by_steps = fastest ? most_order_of_steps<T> : 0;
+    std::size_t from = 0;
+    if (n >= 2 && n > by_steps) {
+        reducer<T> columns(a, n, panel, reflectors, sub);
+        for (; from < n - 1 && n - from > by_steps; from += panel)
+            columns.reduce_panel(from, std::min(from + panel, n - 1));
+    }
+    if (from + 1 < n && by_steps != 0)
+        reduce_by_steps<T>({&a[from * n + from], n - from, n - from, n},
+                           of_steps == nullptr ? nullptr : of_steps + from, sub.data() + from);
+}
+
+template <class T>
+void take_diagonals(const aligned_vector<T>& a, const aligned_vector<T>& sub,
+                    aligned_vector<T>& phases, aligned_vector<double>& d, aligned_vector<double>& e)
+{
+    const std::size_t n = sub.size();
+    for (std::size_t i = 0; i < n; ++i)
+        d[i] = real_part(a[i * n + i]);
+    e[n - 1] = 0;
+    make_real(sub, phases, e);
+}
+
 } // namespace
 
 template <class T>
@@ -264,25 +296,22 @@ tridiagonal_reduction<T> tridiagonalize(aligned_vector<T>& a, std::size_t n,
                                         aligned_vector<double>& d, aligned_vector<double>& e,
                                         reduction_form form)
 {
-    const bool fastest = form == reduction_form::fastest;
-    const std::size_t panel = fastest ? fastest_panel(n) : fixed_panel;
-    const std::size_t by_steps = fastest ? most_order_of_steps<T> : 0;
     tridiagonal_reduction<T> reduction{std::vector<aligned_vector<T>>(n), aligned_vector<T>(n)};
     aligned_vector<T> sub(n);
-    std::size_t from = 0;
-    if (n >= 2 && n > by_steps) {
-        reducer<T> columns(a, n, panel, reduction.reflectors, sub);
-        for (; from < n - 1 && n - from > by_steps; from += panel)
-            columns.reduce_panel(from, std::min(from + panel, n - 1));
-    }
-    if (from + 1 < n && by_steps != 0)
-        reduce_by_steps<T>({&a[from * n + from], n - from, n - from, n},
-                           reduction.reflectors.data() + from, sub.data() + from);
-    for (std::size_t i = 0; i < n; ++i)
-        d[i] = real_part(a[i * n + i]);
-    e[n - 1] = 0;
-    make_real(sub, reduction.phases, e);
+    reduce_columns(a, n, form, reduction.reflectors, reduction.reflectors.data(), sub);
+    take_diagonals(a, sub, reduction.phases, d, e);
     return reduction;
+}
+
+template <class T>
+void tridiagonalize_for_values(aligned_vector<T>& a, std::size_t n, aligned_vector<double>& d,
+                               aligned_vector<double>& e)
+{
+    std::vector<aligned_vector<T>> of_panels(n);
+    aligned_vector<T> sub(n);
+    aligned_vector<T> phases(n);
+    reduce_columns<T>(a, n, reduction_form::fastest, of_panels, nullptr, sub);
+    take_diagonals(a, sub, phases, d, e);
 }
 
 template tridiagonal_reduction<double> tridiagonalize(aligned_vector<double>&, std::size_t,
@@ -291,5 +320,9 @@ template tridiagonal_reduction<double> tridiagonalize(aligned_vector<double>&, s
 template tridiagonal_reduction<complex> tridiagonalize(aligned_vector<complex>&, std::size_t,
                                                        aligned_vector<double>&,
                                                        aligned_vector<double>&, reduction_form);
+template void tridiagonalize_for_values(aligned_vector<double>&, std::size_t,
+                                        aligned_vector<double>&, aligned_vector<double>&);
+template void tridiagonalize_for_values(aligned_vector<complex>&, std::size_t,
+                                        aligned_vector<double>&, aligned_vector<double>&);
 
 } // namespace numerical::detail

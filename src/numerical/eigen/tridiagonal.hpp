@@ -69,6 +69,11 @@ tridiagonal_reduction<T> tridiagonalize(aligned_vector<T>& a, std::size_t n,
                                         aligned_vector<double>& d, aligned_vector<double>& e,
                                         reduction_form form = reduction_form::fixed);
 
+// The same in the fastest form, of which no reflectors are left.
+template <class T>
+void tridiagonalize_for_values(aligned_vector<T>& a, std::size_t n, aligned_vector<double>& d,
+                               aligned_vector<double>& e);
+
 // The n × n basis B by rows: an eigenvector of the tridiagonal matrix, as a row z, gives the
 // matrix's as the row z·B.
 template <class T>

@@ -60,6 +60,20 @@ TYPED_TEST(symmetric_steps, read_the_lower_triangle_alone)
     }
 }
 
+TYPED_TEST(symmetric_steps, give_the_same_without_keeping_reflectors)
+{
+    using T = TypeParam;
+    for (const std::size_t n : {2, 9, 40, 300}) {
+        const auto full = test::random_hermitian<T>(n, 8);
+        const auto expected = reduce(full.data, n, n);
+        auto a = full.data;
+        numerical::aligned_vector<T> sub(n);
+        reduce_by_steps<T>({a.data(), n, n, n}, nullptr, sub.data());
+        EXPECT_EQ(sub, expected.sub) << n;
+        EXPECT_EQ(a, expected.a) << n;
+    }
+}
+
 // A column that is zero below the subdiagonal has no reflector, and a diagonal matrix none at all.
 TYPED_TEST(symmetric_steps, leave_what_is_zero_already)
 {
