@@ -75,6 +75,7 @@ bidiagonal_reduction<T> bidiagonalize_fastest(aligned_vector<T> a, std::size_t n
     bidiagonalize_by_steps<T>({a.data(), n, n}, out.left_reflectors.data(),
                               out.right_reflectors.data(), d.data(), e.data());
     take_diagonals(out, std::move(d), std::move(e));
+    out.way_back = fastest_bidiagonal_way_back(n);
     return out;
 }
 

@@ -31,7 +31,6 @@ constexpr std::size_t least_order_of_bidiagonal_steps = 16;
 // Complex blocks are multiplied as real ones twice the size, which pays later.
 template <class T>
 constexpr std::size_t blocked_bases_order = std::is_same_v<T, double> ? 64 : 128;
-constexpr std::size_t bases_block = 32; // reflectors that are applied together
 
 // Below this order the two sides of a decomposition are taken back beside each other; from it on
 // the blocks of reflectors of one side occupy the threads by themselves.

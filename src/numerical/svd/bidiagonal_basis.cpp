@@ -21,8 +21,8 @@ namespace {
 // coordinates k and up. The basis begins as a diagonal matrix and is built from the last
 // reflectors backwards, so that the rows above each step are still zero where it acts.
 template <class T>
-void accumulate(const std::vector<aligned_vector<T>>& reflectors, aligned_vector<T>& basis,
-                std::size_t n)
+void accumulate(const std::vector<aligned_vector<T>>& reflectors, std::size_t width,
+                aligned_vector<T>& basis, std::size_t n)
 {
     if (n < blocked_bases_order<T>) {
         for (std::size_t k = n; k-- > 0;)
@@ -30,7 +30,7 @@ void accumulate(const std::vector<aligned_vector<T>>& reflectors, aligned_vector
         return;
     }
     for (std::size_t to = n; to > 0;) {
-        const std::size_t from = (to - 1) / bases_block * bases_block;
+        const std::size_t from = (to - 1) / width * width;
         const reflector_block<T> block = gather_reflectors(reflectors, from, to, n);
         apply_transposed_reflector_block(block, basis, n, from, n);
         to = from;
@@ -71,16 +71,16 @@ private:
 
 // The product of the reflectors, in order, times the target of n rows.
 template <class T>
-void apply_reflectors(const std::vector<aligned_vector<T>>& reflectors, aligned_vector<T>& target,
-                      std::size_t n)
+void apply_reflectors(const std::vector<aligned_vector<T>>& reflectors, std::size_t width,
+                      aligned_vector<T>& target, std::size_t n)
 {
     const block_view<T> all{target.data(), n, target.size() / n};
     if (all.cols == 0)
         return;
-    const std::size_t blocks = ceil_div(n, bases_block);
+    const std::size_t blocks = ceil_div(n, width);
     apply_in_turn(blocks, [&](std::size_t b) {
-        const std::size_t from = (blocks - 1 - b) * bases_block;
-        const std::size_t to = std::min(from + bases_block, n);
+        const std::size_t from = (blocks - 1 - b) * width;
+        const std::size_t to = std::min(from + width, n);
         return gathered_block<T>(gather_reflectors(reflectors, from, to, n),
                                  all.sub(from, n, 0, all.cols));
     });
@@ -115,7 +115,7 @@ aligned_vector<T> multiply_left_basis(const bidiagonal_reduction<T>& reduction,
     for (T& phase : phases)
         phase = conjugate(phase);
     aligned_vector<T> out = rows_times(phases, std::move(vectors));
-    apply_reflectors(reduction.left_reflectors, out, reduction.order);
+    apply_reflectors(reduction.left_reflectors, reduction.way_back, out, reduction.order);
     return out;
 }
 
@@ -125,8 +125,8 @@ aligned_vector<T> multiply_left_adjoint(const bidiagonal_reduction<T>& reduction
 {
     const std::size_t n = reduction.order;
     const std::size_t columns = x.size() / n;
-    for (std::size_t from = 0; from < n; from += bases_block) {
-        const std::size_t to = std::min(from + bases_block, n);
+    for (std::size_t from = 0; from < n; from += reduction.way_back) {
+        const std::size_t to = std::min(from + reduction.way_back, n);
         const reflector_block<T> block = gather_reflectors(reduction.left_reflectors, from, to, n);
         apply_reflector_block<block_operator::adjoint>(block, x, columns, 0, columns);
     }
@@ -141,7 +141,7 @@ aligned_vector<T> multiply_right_basis(bidiagonal_reduction<T>& reduction,
     std::rotate(phases.begin(), phases.end() - 1, phases.end()); // one place on
     phases[0] = T(1);
     aligned_vector<T> out = rows_times(phases, std::move(vectors));
-    apply_reflectors(shifted_right_reflectors(reduction), out, reduction.order);
+    apply_reflectors(shifted_right_reflectors(reduction), reduction.way_back, out, reduction.order);
     return out;
 }
 
@@ -157,9 +157,9 @@ bidiagonal_bases<T> form_bidiagonal_bases(bidiagonal_reduction<T>& reduction)
         bases.left[i * n + i] = conjugate(reduction.left_phases[i]);
     for (std::size_t i = 1; i < n; ++i)
         bases.right[i * n + i] = reduction.right_phases[i - 1];
-    accumulate(reduction.left_reflectors, bases.left, n);
+    accumulate(reduction.left_reflectors, reduction.way_back, bases.left, n);
 
-    accumulate(shifted_right_reflectors(reduction), bases.right, n);
+    accumulate(shifted_right_reflectors(reduction), reduction.way_back, bases.right, n);
     return bases;
 }
 

@@ -33,11 +33,19 @@ struct step_columns
     const double* next;
 };
 
-// Lines of step_tile_doubles: `lines` begins with y and, if complex, i·y, followed by the conjugate
-// of v, and i times that. `sums` receives the sum of the rows times next's real parts and, if
+// Of the tile's columns: lines of step_tile_doubles. Part 0 of y is y itself and, if complex, part
+// 1 i·y, a stride after it; so too of v, conjugated.
+struct step_lines
+{
+    const double* y;
+    const double* v;
+    std::size_t stride;
+};
+
+// `sums` receives the sum of the rows times next's real parts and, if
 // complex, times its imaginary parts, even and odd rows being summed apart where there is one part.
 using step_update = void (*)(const step_tile& tile, const step_columns& columns,
-                             const double* lines, double* sums);
+                             const step_lines& lines, double* sums);
 
 // products[p·stride + i] += the sum of row i times line p of `weights`, for each of the parts.
 using step_product = void (*)(const step_tile& tile, const double* weights, double* products,

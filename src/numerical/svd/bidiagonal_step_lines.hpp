@@ -1,7 +1,7 @@
 #pragma once
 
 // The numbers of a tile's columns as the passes of bidiagonal_step.hpp take and leave them. Number
-// j of a complex tile has its place in two lines.
+// j of a complex tile has its place in two lines, which may lie a stride apart.
 
 #include "numerical/scalar.hpp"
 #include "numerical/svd/bidiagonal_step.hpp"
@@ -17,17 +17,17 @@ template <class T>
 constexpr std::size_t step_tile_columns = step_tile_doubles / step_parts<T>;
 
 // A factor of columns, x or z and i·z.
-inline void set_factor(double* lines, std::size_t j, double x)
+inline void set_factor(double* lines, std::size_t, std::size_t j, double x)
 {
     lines[j] = x;
 }
 
-inline void set_factor(double* lines, std::size_t j, complex z)
+inline void set_factor(double* lines, std::size_t stride, std::size_t j, complex z)
 {
     lines[2 * j] = z.real();
     lines[2 * j + 1] = z.imag();
-    lines[step_tile_doubles + 2 * j] = -z.imag();
-    lines[step_tile_doubles + 2 * j + 1] = z.real();
+    lines[stride + 2 * j] = -z.imag();
+    lines[stride + 2 * j + 1] = z.real();
 }
 
 // Weights of which a row's product has the real part in the first line, and the imaginary part in
@@ -45,7 +45,7 @@ inline void set_weight(double* lines, std::size_t j, complex z)
     lines[step_tile_doubles + 2 * j + 1] = z.real();
 }
 
-// The number itself, of a tile's row or of a factor; of weights, its conjugate.
+// The number itself, of a tile's row; of weights, its conjugate.
 inline double number_at(const double* line, std::size_t j, double)
 {
     return line[j];

@@ -10,13 +10,14 @@ namespace {
 
 // `together` vectors of a row are in registers at a time, and of `apart` rows the sums.
 template <class Lanes, std::size_t parts, std::size_t together, std::size_t apart>
-void update_tile(const step_tile& tile, const step_columns& columns, const double* lines,
+void update_tile(const step_tile& tile, const step_columns& columns, const step_lines& lines,
                  double* sums)
 {
     using vector = typename Lanes::vector;
     constexpr std::size_t width = Lanes::width;
     const auto [u, x, next] = columns;
     const std::size_t rows = tile.rows;
+    const std::size_t stride = lines.stride;
     for (std::size_t from = 0; from < step_tile_doubles; from += together * width) {
         vector line[2 * parts][together];
         vector sum[apart][parts][together];
@@ -24,7 +25,9 @@ void update_tile(const step_tile& tile, const step_columns& columns, const doubl
         for (std::size_t c = 0; c < together; ++c) {
 #pragma GCC unroll 4
             for (std::size_t t = 0; t < 2 * parts; ++t)
-                line[t][c] = Lanes::load(lines + t * step_tile_doubles + from + c * width);
+                line[t][c] = Lanes::load(
+                    (t < parts ? lines.y + t * stride : lines.v + (t - parts) * stride) + from +
+                    c * width);
 #pragma GCC unroll 4
             for (std::size_t s = 0; s < apart * parts; ++s)
                 sum[s / parts][s % parts][c] = Lanes::zero();

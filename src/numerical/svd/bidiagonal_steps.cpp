@@ -3,6 +3,7 @@
 #include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/factor/reflector.hpp"
+#include "numerical/gemm/kernels/gemv.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -19,9 +20,25 @@
 namespace numerical::detail {
 namespace {
 
-// A pass is cut in strips of tiles, each with products of its own, whatever the number of threads.
-constexpr std::size_t most_strips = 4;
-constexpr std::size_t least_tiles_of_strip = 2;
+// A pass is cut in strips of tiles, each with products of its own, whatever the number of threads:
+// in two, whose starts cost least, and in more where they repay it on more threads.
+constexpr std::size_t most_strips = 8;
+
+constexpr std::size_t strips_of(std::size_t tiles)
+{
+    if (tiles < 2)
+        return 1;
+    if (tiles < 32)
+        return 2;
+    return tiles < 64 ? 4 : most_strips;
+}
+
+// Of a double of the matrix in a pass, on the scale of parallel_for. With workers that answer fast
+// a pass over an order of 90 is shared, else of 181.
+std::size_t work_of_double()
+{
+    return short_loops_pay() ? 16 : 4;
+}
 
 const bidiagonal_step_kernels& kernels_of(int path, double)
 {
@@ -53,8 +70,7 @@ public:
 private:
     static constexpr std::size_t parts = step_parts<T>;
     static constexpr std::size_t columns_of_tile = step_tile_columns<T>;
-    static constexpr std::size_t factor_size = parts * step_tile_doubles;
-    using tile_lines = std::array<double, factor_size>;
+    using tile_lines = std::array<double, parts * step_tile_doubles>;
 
     T reduce_column(std::size_t k, aligned_vector<T>& reflector);
     T reduce_row(std::size_t k, aligned_vector<T>& reflector);
@@ -63,7 +79,9 @@ private:
     void sweep_tile(std::size_t k, std::size_t t, double* sums);
     void multiply_tile(std::size_t k, std::size_t t, double* sums);
     tile_lines take_row(std::size_t k, std::size_t t, const double* sums);
-    void follow(std::size_t k, const aligned_vector<T>& v, T share_of_first, double scale);
+    void set_v(std::size_t k, const aligned_vector<T>& reflector);
+    void take_column(std::size_t k);
+    void follow(std::size_t k, const aligned_vector<T>& reflector, T share_of_first, double scale);
     void follow_identity(std::size_t k);
 
     step_tile tile_from(std::size_t t, std::size_t row)
@@ -71,34 +89,18 @@ private:
         return {tiles.data() + (t * rows + row) * step_tile_doubles, rows - row};
     }
 
-    T entry(std::size_t i, std::size_t j)
-    {
-        return number_at(tile_from(j / columns_of_tile, i).first, j % columns_of_tile, T());
-    }
-
-    double* y_of_tile(std::size_t t) { return factors.data() + 2 * t * factor_size; }
-
-    double* v_of_tile(std::size_t t) { return y_of_tile(t) + factor_size; }
-
-    T y_at(std::size_t j)
-    {
-        return number_at(y_of_tile(j / columns_of_tile), j % columns_of_tile, T());
-    }
-
-    void set_v(std::size_t j, T conjugate_v)
-    {
-        set_factor(v_of_tile(j / columns_of_tile), j % columns_of_tile, conjugate_v);
-    }
-
     // Where the blocks of row k begin.
     static std::size_t block_of(std::size_t k) { return k - k % step_row_block; }
 
-    const bidiagonal_step_kernels& kernels = kernels_of(gemm_path_current(), T());
+    const int path = gemm_path_current();
+    const bidiagonal_step_kernels& kernels = kernels_of(path, T());
     const std::size_t n;
     const std::size_t rows; // of a tile: whole blocks, zeros beyond n
     const std::size_t tile_count;
+    const std::size_t row_size = tile_count * columns_of_tile;
     aligned_vector<double> tiles;
-    aligned_vector<double> factors;  // y and the conjugate of v of each tile
+    aligned_vector<T> y;             // a row and, if complex, i times it
+    aligned_vector<T> v;             // conjugated, so too
     aligned_vector<double> products; // with r, of each strip
     aligned_vector<T> u;
     aligned_vector<T> x;
@@ -110,10 +112,9 @@ private:
 template <class T>
 step_reducer<T>::step_reducer(block_view<const T> a)
     : n(a.rows), rows(round_up(n, step_row_block)), tile_count(ceil_div(n, columns_of_tile)),
-      tiles(uninitialized<double>(tile_count * rows * step_tile_doubles)),
-      factors(zeros<double>(2 * tile_count * factor_size)),
-      products(uninitialized<double>(most_strips * parts * rows)), u(rows), x(rows), next(rows),
-      column(n)
+      tiles(uninitialized<double>(tile_count * rows * step_tile_doubles)), y(parts * row_size),
+      v(parts * row_size), products(uninitialized<double>(most_strips * parts * rows)), u(rows),
+      x(rows), next(rows), column(n)
 {
     const auto fill_tile = [&](std::size_t t) {
         const std::size_t first = t * columns_of_tile;
@@ -157,8 +158,7 @@ void step_reducer<T>::pass(std::size_t k, const F& run_tile)
 {
     const std::size_t first = (k + 1) / columns_of_tile;
     const std::size_t count = tile_count - first;
-    const std::size_t strips =
-        std::clamp<std::size_t>(count / least_tiles_of_strip, 1, most_strips);
+    const std::size_t strips = strips_of(count);
     const std::size_t from = block_of(k);
     const auto run_strip = [&](std::size_t s) {
         double* const sums = products.data() + s * parts * rows;
@@ -167,12 +167,12 @@ void step_reducer<T>::pass(std::size_t k, const F& run_tile)
         for (std::size_t t = first + s * count / strips; t < first + (s + 1) * count / strips; ++t)
             run_tile(t, sums);
     };
-    parallel_for(strips, parts * (rows - from) * step_tile_doubles * count * 4 / strips, run_strip);
+    const std::size_t doubles = (rows - from) * step_tile_doubles * count;
+    parallel_for(strips, parts * work_of_double() * doubles / strips, run_strip);
     for (std::size_t s = 1; s < strips; ++s)
         for (std::size_t p = 0; p < parts; ++p) {
             double* const sums = products.data() + p * rows;
-            scaled_add_on(gemm_path_current(), sums + from, sums + s * parts * rows + from, 1.0,
-                          rows - from);
+            scaled_add_on(path, sums + from, sums + s * parts * rows + from, 1.0, rows - from);
         }
 }
 
@@ -186,7 +186,9 @@ void step_reducer<T>::sweep_tile(std::size_t k, std::size_t t, double* sums)
     kernels.update(
         tile,
         {as_doubles(u.data() + from), as_doubles(x.data() + from), as_doubles(next.data() + from)},
-        y_of_tile(t), with_next.data());
+        {as_doubles(y.data() + t * columns_of_tile), as_doubles(v.data() + t * columns_of_tile),
+         parts * row_size},
+        with_next.data());
     const tile_lines weights = take_row(k, t, with_next.data());
     kernels.multiply(tile, weights.data(), sums + from, rows);
 }
@@ -199,16 +201,16 @@ typename step_reducer<T>::tile_lines step_reducer<T>::take_row(std::size_t k, st
 {
     const std::size_t left = t * columns_of_tile;
     const double* const row = tile_from(t, k).first;
-    double* const y = y_of_tile(t);
+    double* const y_of_tile = as_doubles(y.data() + left);
     tile_lines weights;
     for (std::size_t j = 0; j < columns_of_tile; ++j) {
         const T twice = 2.0 * adjoint_sum(sums, j, T());
-        set_factor(y, j, twice);
+        set_factor(y_of_tile, parts * row_size, j, twice);
         set_weight(weights.data(), j,
                    conjugate(T(number_at(row, j, T()) - finite_product(next[k], twice))));
     }
     for (std::size_t j = 0; left + j <= k && j < columns_of_tile; ++j) {
-        set_factor(y, j, T(0));
+        set_factor(y_of_tile, parts * row_size, j, T(0));
         set_weight(weights.data(), j, T(0));
     }
     for (std::size_t j = left <= k ? k + 1 - left : 0; j < columns_of_tile && left + j < n; ++j)
@@ -228,39 +230,56 @@ void step_reducer<T>::multiply_tile(std::size_t k, std::size_t t, double* sums)
     kernels.multiply(tile_from(t, from), weights.data(), sums + from, rows);
 }
 
+// Conjugated, from column k + 1 on, where the reflector begins.
+template <class T>
+void step_reducer<T>::set_v(std::size_t k, const aligned_vector<T>& reflector)
+{
+    double* const lines = as_doubles(v.data());
+    set_factor(lines, parts * row_size, k, T(0));
+    for (std::size_t j = k + 1; j < n; ++j)
+        set_factor(lines, parts * row_size, j, conjugate(reflector[j - k - 1]));
+}
+
+// Column k + 1, as the tiles have it.
+template <class T>
+void step_reducer<T>::take_column(std::size_t k)
+{
+    const double* const first = tile_from((k + 1) / columns_of_tile, 0).first;
+    for (std::size_t i = k + 1; i < n; ++i)
+        column[i] = number_at(first + i * step_tile_doubles, (k + 1) % columns_of_tile, T());
+}
+
 // x = 2·(A - u·yᵀ)·v with A·v = scale·(A·r - share·(the first column of A)), and the next column.
 template <class T>
-void step_reducer<T>::follow(std::size_t k, const aligned_vector<T>& v, T share_of_first,
+void step_reducer<T>::follow(std::size_t k, const aligned_vector<T>& reflector, T share_of_first,
                              double scale)
 {
     T along(0); // yᵀ·v
-    for (std::size_t j = k + 1; j < n; ++j)
-        along += finite_product(y_at(j), v[j - k - 1]);
-    const T first_y = y_at(k + 1);
-    const T first_v = conjugate(v[0]);
+    add_row_dots_on(path, &along, y.data() + k + 1, row_size, 1, reflector.data(), n - k - 1);
+    set_v(k, reflector);
+    take_column(k);
+    const T first_y = y[k + 1];
+    const T first_v = v[k + 1];
     for (std::size_t i = k + 1; i < n; ++i) {
-        const T of_matrix = entry(i, k + 1);
+        const T of_matrix = column[i];
         const T with_r = product_at(products.data(), i, rows, T());
-        const T with_v = scale * (with_r - finite_product(share_of_first, of_matrix));
-        x[i] = 2.0 * (with_v - finite_product(next[i], along));
+        const T with_v = scale * T(with_r - finite_product(share_of_first, of_matrix));
+        x[i] = 2.0 * T(with_v - finite_product(next[i], along));
         column[i] = of_matrix - finite_product(next[i], first_y) - finite_product(x[i], first_v);
     }
-    for (std::size_t j = k + 1; j < n; ++j)
-        set_v(j, conjugate(v[j - k - 1]));
-    set_v(k, T(0));
 }
 
 // The same where there is no right reflector.
 template <class T>
 void step_reducer<T>::follow_identity(std::size_t k)
 {
-    const T first_y = y_at(k + 1);
+    std::fill(v.begin(), v.end(), T(0));
+    take_column(k);
+    const T first_y = y[k + 1];
     for (std::size_t i = k + 1; i < n; ++i) {
         x[i] = T(0);
-        column[i] = entry(i, k + 1) - finite_product(next[i], first_y);
+        column[i] -= finite_product(next[i], first_y);
     }
-    for (std::size_t j = k; j < n; ++j)
-        set_v(j, T(0));
 }
 
 // The superdiagonal entry of row k.

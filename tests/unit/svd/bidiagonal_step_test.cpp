@@ -53,8 +53,8 @@ struct step_case
     {
         std::vector<double> both(2 * lines);
         for (std::size_t j = 0; j < columns; ++j) {
-            set_factor(both.data(), j, y[j]);
-            set_factor(both.data() + lines, j, v[j]);
+            set_factor(both.data(), step_tile_doubles, j, y[j]);
+            set_factor(both.data() + lines, step_tile_doubles, j, v[j]);
         }
         return both;
     }
@@ -73,6 +73,7 @@ TYPED_TEST(bidiagonal_step, updates_and_multiplies_by_the_next_reflector_exactly
     using T = TypeParam;
     for (const std::size_t rows : {8, 16, 40}) {
         const step_case<T> given{rows};
+        const std::vector<double> factors = given.factors();
         auto expected = given.tile;
         std::vector<T> products(given.columns);
         for (std::size_t i = 0; i < rows; ++i)
@@ -87,7 +88,8 @@ TYPED_TEST(bidiagonal_step, updates_and_multiplies_by_the_next_reflector_exactly
             kernels->update({as_doubles(tile.data()), rows},
                             {as_doubles(given.u.data()), as_doubles(given.x.data()),
                              as_doubles(given.next.data())},
-                            given.factors().data(), sums.data());
+                            {factors.data(), factors.data() + given.lines, step_tile_doubles},
+                            sums.data());
             EXPECT_EQ(tile, expected);
             for (std::size_t j = 0; j < given.columns; ++j)
                 EXPECT_EQ(adjoint_sum(sums.data(), j, T()), products[j]) << rows << ", " << j;

@@ -105,7 +105,8 @@ TYPED_TEST(bidiagonal, panels_give_the_matrix_back_on_every_path)
 TYPED_TEST(bidiagonal, fastest_form_gives_the_matrix_back_on_either_side_of_its_crossover)
 {
     constexpr std::size_t first = least_order_of_bidiagonal_steps;
-    for (const std::size_t n : {std::size_t{0}, std::size_t{1}, first - 1, first, first + 1}) {
+    for (const std::size_t n : {std::size_t{0}, std::size_t{1}, first - 1, first, first + 1,
+                                std::size_t{65}, std::size_t{150}}) {
         const auto a = test::random_matrix<TypeParam>(n, n, 7);
         expect_reduction_of(a, reduced<TypeParam>(bidiagonalize_fastest(a.data, n)));
     }
