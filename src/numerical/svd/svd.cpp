@@ -4,6 +4,7 @@
 #include "numerical/factor/qr.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/storage.hpp"
 #include "numerical/strided/dense_passes.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/svd/bidiagonal.hpp"
@@ -12,7 +13,9 @@
 #include "numerical/svd/jacobi_svd.hpp"
 #include "numerical/svd/scaled_copy.hpp"
 #include "numerical/svd/square_svd.hpp"
+#include "numerical/svd/tall_factors.hpp"
 
+#include <algorithm>
 #include <utility>
 
 namespace numerical {
@@ -61,6 +64,38 @@ square_svd<T> by_bidiagonal_form(aligned_vector<T> a, std::size_t n, svd_method 
     return {std::move(d), std::move(left), std::move(right)};
 }
 
+// By R, to whose left vectors the reflections are applied.
+template <class T>
+square_svd<T> by_reflections(aligned_vector<T> a, std::size_t m, std::size_t n, svd_method method)
+{
+    constexpr double largest = 1;
+    detail::tall_factors<T> factors(matrix<T>(m, n, std::move(a)), largest);
+    square_svd<T> result =
+        by_bidiagonal_form(std::move(factors.qr.r), n, method, svd_blocks::fastest);
+    aligned_vector<T> u = detail::zeros<T>(m * n);
+    std::copy(result.u.begin(), result.u.end(), u.begin());
+    factors.apply(u, n);
+    result.u = std::move(u);
+    return result;
+}
+
+// Of an m × n matrix with m ≥ n, whose elements are at most 1: u is m × n.
+template <class T>
+square_svd<T> thin_svd(aligned_vector<T> a, std::size_t m, std::size_t n, svd_method method,
+                       svd_blocks blocks)
+{
+    const bool jacobi = method == svd_method::jacobi;
+    if (m == n && !jacobi)
+        return by_bidiagonal_form(std::move(a), n, method, blocks);
+    if (blocks == svd_blocks::fastest && !jacobi)
+        return by_reflections(std::move(a), m, n, method);
+    auto [q, r] = detail::householder_qr(std::move(a), m, n);
+    square_svd<T> result = jacobi ? detail::jacobi_svd(std::move(r), n)
+                                  : by_bidiagonal_form(std::move(r), n, method, blocks);
+    result.u = (matrix<T>(m, n, std::move(q)) * matrix<T>(n, n, std::move(result.u))).data;
+    return result;
+}
+
 } // namespace
 
 template <class T>
@@ -87,23 +122,12 @@ void svd_decomposition<T>::factor(const matrix<T>& a, svd_method method, svd_blo
         return;
     }
     const double scale = detail::scale_of(a);
-    const bool jacobi = method == svd_method::jacobi;
-    aligned_vector<T> work = detail::divided(a, scale);
-    aligned_vector<T> q;
-    if (m > n || jacobi) {
-        auto factors = detail::householder_qr(std::move(work), m, n);
-        q = std::move(factors.q);
-        work = std::move(factors.r);
-    }
-    square_svd<T> core = jacobi ? detail::jacobi_svd(std::move(work), n)
-                                : by_bidiagonal_form(std::move(work), n, method, blocks);
-    values = std::move(core.values);
+    square_svd<T> thin = thin_svd(detail::divided(a, scale), m, n, method, blocks);
+    values = std::move(thin.values);
     for (double& value : values)
         value *= scale;
-    u = matrix<T>(n, n, std::move(core.u));
-    v = matrix<T>(n, n, std::move(core.v));
-    if (!q.empty())
-        u = matrix<T>(m, n, std::move(q)) * u;
+    u = matrix<T>(m, n, std::move(thin.u));
+    v = matrix<T>(n, n, std::move(thin.v));
 }
 
 namespace {
