@@ -3,6 +3,7 @@
 #include "numerical/aligned_vector.hpp"
 #include "numerical/counts.hpp"
 #include "numerical/errors.hpp"
+#include "numerical/factor/threads_of_order.hpp"
 #include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/block_view.hpp"
 #include "numerical/gemm/path.hpp"
@@ -36,10 +37,10 @@ constexpr std::size_t group_rows = 64;     // transposed together
 constexpr std::size_t cleared_rows = 8;    // of L that are completed together
 constexpr std::size_t chunk_columns = 128; // of L whose rows are exchanged together
 
-// Up to this order two threads take longer than one: the pivot search, on one of them, would fetch
-// its columns from the other's cache.
+// Of a serial one the pivot search, on one thread, needn't fetch its columns from another's cache.
 template <class T>
-constexpr std::size_t greatest_serial_ldl = std::is_same_v<T, double> ? 400 : 256;
+constexpr greatest_serial_order serial_ldl =
+    std::is_same_v<T, double> ? greatest_serial_order{280, 400} : greatest_serial_order{256, 256};
 
 // Panel by panel (rook_panel.hpp); then the columns right of the panel lose L·Wᴴ, W = L·D, by
 // products that read the rows of L where they lie in the result.
@@ -381,7 +382,7 @@ indefinite_decomposition<T>::indefinite_decomposition(detail::block_view<const T
 template <class T>
 void indefinite_decomposition<T>::factorize(detail::block_view<const T> a, detail::block_view<T> l)
 {
-    const detail::loops_on_few scope(order <= detail::greatest_serial_ldl<T> ? 1 : 0);
+    const detail::loops_on_few scope(detail::serial_ldl<T>.holds(order) ? 1 : 0);
     one_norm = detail::take_lower(a, kind, l);
     for (std::size_t i = 0; i < order && !std::isfinite(one_norm); ++i)
         detail::require_finite(a.row(i), i + 1, "LDL decomposition");

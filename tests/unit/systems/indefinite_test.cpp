@@ -316,7 +316,7 @@ TYPED_TEST(indefinite, comes_to_an_end_when_elimination_overflows)
 TYPED_TEST(indefinite, has_the_same_bits_on_any_number_of_threads)
 {
     for (const symmetry kind : kinds_of(TypeParam()))
-        for (const std::size_t n : {256UL, 257UL, 400UL, 401UL, 650UL, 700UL}) {
+        for (const std::size_t n : {256UL, 257UL, 280UL, 281UL, 400UL, 401UL, 650UL, 700UL}) {
             auto a = test::random_matrix<TypeParam>(n, n, 1);
             for (std::size_t i = 0; n >= 650 && i < n; ++i)
                 a.data[i * (n + 1)] = 0;
