@@ -22,13 +22,11 @@ namespace {
 
 using complex = std::complex<double>;
 
-// Scales the matrix by a power of two into the range of the approximants. The scaling is exact and
-// is undone by squaring, so it only costs time.
+// Scales the matrix with this largest part by a power of two into the range of the approximants.
+// The scaling is exact and is undone by squaring, so it only costs time.
 template <class T>
-int scale_down(aligned_vector<T>& a, std::size_t n)
+int scale_down(aligned_vector<T>& a, std::size_t n, double largest)
 {
-    const std::size_t parts = n * n * (sizeof(T) / sizeof(double));
-    const double largest = detail::largest_modulus(detail::as_doubles(a.data()), parts);
     if (largest == 0)
         return 0;
     const int excess =
@@ -40,13 +38,15 @@ int scale_down(aligned_vector<T>& a, std::size_t n)
     return excess;
 }
 
-// e^A for any square matrix. If A is upper triangular, the diagonal and the first superdiagonal are
-// recomputed after every squaring (Al-Mohy and Higham 2009, code fragment 2.1).
+// e^A for any square matrix with this largest part. If A is upper triangular, the diagonal and the
+// first superdiagonal are recomputed after every squaring (Al-Mohy and Higham 2009, code
+// fragment 2.1).
 template <class T>
-aligned_vector<T> exponential_of(aligned_vector<T> a, std::size_t n, bool is_triangular)
+aligned_vector<T> exponential_of(aligned_vector<T> a, std::size_t n, double largest,
+                                 bool is_triangular)
 {
     const aligned_vector<T> triangle = is_triangular ? a : aligned_vector<T>();
-    const int scaled = scale_down(a, n);
+    const int scaled = scale_down(a, n, largest);
     int squarings = 0;
     aligned_vector<T> x = detail::pade_approximant(a, n, squarings);
     aligned_vector<T>& square = a; // its elements aren't needed any more
@@ -96,7 +96,7 @@ matrix<T> matrix_exponential(matrix<T> a)
 {
     if (a.rows != a.cols)
         throw dimension_error("expm requires a square matrix");
-    detail::require_finite(a, "expm");
+    const double largest = detail::largest_finite_part(a.data.data(), a.data.size(), "expm");
     const std::size_t n = a.rows;
     if (n == 0)
         return a;
@@ -115,7 +115,7 @@ matrix<T> matrix_exponential(matrix<T> a)
     }
     if (is_lower)
         detail::transpose_in_place(a.data, n);
-    aligned_vector<T> x = exponential_of(std::move(a.data), n, is_upper || is_lower);
+    aligned_vector<T> x = exponential_of(std::move(a.data), n, largest, is_upper || is_lower);
     if (is_lower)
         detail::transpose_in_place(x, n);
     return {n, n, std::move(x)};

@@ -1,12 +1,16 @@
 #include "numerical/matrix_functions/norm_estimate.hpp"
 
 #include "numerical/aligned_vector.hpp"
+#include "numerical/counts.hpp"
 #include "numerical/gemm/gemm.hpp"
+#include "numerical/matrix_functions/matrix_combination.hpp"
+#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <span>
 #include <utility>
 
@@ -105,10 +109,15 @@ double alternating_bound(product_operator<T>& product, std::size_t n)
 template <class T>
 double one_norm(const T* a, std::size_t n)
 {
+    constexpr std::size_t band = 64;
     aligned_vector<double> sums(n);
-    for (std::size_t i = 0; i < n; ++i)
-        for (std::size_t j = 0; j < n; ++j)
-            sums[j] += plain_modulus(a[i * n + j]);
+    const auto sum_band = [&](std::size_t b) { // writes the sums of its own columns
+        const std::size_t end = std::min(b * band + band, n);
+        for (std::size_t i = 0; i < n; ++i)
+            for (std::size_t j = b * band; j < end; ++j)
+                sums[j] += plain_modulus(a[i * n + j]);
+    };
+    parallel_for(ceil_div(n, band), band * n, sum_band);
     return *std::max_element(sums.begin(), sums.end());
 }
 
@@ -140,19 +149,54 @@ double estimated_product_norm(std::initializer_list<const T*> factors, std::size
                                        : std::max(estimate, alternating_bound(product, n));
 }
 
-template <class T>
-double norm_of_modulus_power(const T* a, std::size_t n, int exponent, std::size_t power)
+namespace {
+
+struct ratio_range
 {
+    double least;
+    double greatest;
+};
+
+// Of the elements of y over those of x, where x isn't zero.
+ratio_range ratios(const aligned_vector<double>& y, const aligned_vector<double>& x)
+{
+    ratio_range found{std::numeric_limits<double>::infinity(), 0};
+    for (std::size_t i = 0; i < x.size(); ++i)
+        if (x[i] != 0) {
+            found.least = std::min(found.least, y[i] / x[i]);
+            found.greatest = std::max(found.greatest, y[i] / x[i]);
+        }
+    return found;
+}
+
+} // namespace
+
+// For x = |A|ᵀ^k·e, whose every zero stays zero, r·x <= |A|ᵀ·x <= R·x implies the same of the
+// powers to come, (|A|ᵀ)^m·x between r^m·x and R^m·x.
+template <class T>
+double norm_of_modulus_power(const T* a, std::size_t n, int exponent, std::size_t power,
+                             const std::function<bool(double, double)>& decide_alike)
+{
+    constexpr double rounding = 1e-9; // much more than that of all products
     aligned_vector<double> moduli = uninitialized<double>(n * n);
-    for (std::size_t i = 0; i < n * n; ++i)
-        moduli[i] = plain_modulus(a[i]);
+    pass_on_threads(n * n, 2, [&](std::size_t from, std::size_t end) {
+        for (std::size_t i = from; i < end; ++i)
+            moduli[i] = plain_modulus(a[i]);
+    });
     const double factor = std::scalbn(1.0, exponent);
     aligned_vector<double> sums(n, 1.0);
     aligned_vector<double> next(n);
-    for (std::size_t p = 0; p < power; ++p) {
+    for (std::size_t left = power; left-- > 0;) {
         gemm_new<double>(1, n, n, sums.data(), n, moduli.data(), n, next.data(), n);
-        std::transform(next.begin(), next.end(), sums.begin(),
-                       [=](double x) { return x * factor; });
+        for (double& x : next)
+            x *= factor;
+        std::swap(sums, next);
+        const double largest = *std::max_element(sums.begin(), sums.end());
+        const auto [least, greatest] = ratios(sums, next);
+        const double low = largest * std::pow(least, double(left)) * (1 - rounding);
+        const double high = largest * std::pow(greatest, double(left)) * (1 + rounding);
+        if (0 < low && std::isfinite(high) && decide_alike(low, high))
+            return high;
     }
     return *std::max_element(sums.begin(), sums.end());
 }
@@ -161,7 +205,9 @@ template double one_norm(const double*, std::size_t);
 template double one_norm(const complex*, std::size_t);
 template double estimated_product_norm(std::initializer_list<const double*>, std::size_t, double);
 template double estimated_product_norm(std::initializer_list<const complex*>, std::size_t, double);
-template double norm_of_modulus_power(const double*, std::size_t, int, std::size_t);
-template double norm_of_modulus_power(const complex*, std::size_t, int, std::size_t);
+template double norm_of_modulus_power(const double*, std::size_t, int, std::size_t,
+                                      const std::function<bool(double, double)>&);
+template double norm_of_modulus_power(const complex*, std::size_t, int, std::size_t,
+                                      const std::function<bool(double, double)>&);
 
 } // namespace numerical::detail

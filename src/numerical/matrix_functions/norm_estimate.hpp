@@ -5,6 +5,7 @@
 // below 2^-500 as zero.
 
 #include <cstddef>
+#include <functional>
 #include <initializer_list>
 #include <limits>
 
@@ -22,8 +23,11 @@ template <class T>
 double estimated_product_norm(std::initializer_list<const T*> factors, std::size_t n,
                               double enough = std::numeric_limits<double>::infinity());
 
-// The 1-norm of (2^exponent·|A|)^power up to rounding, by products of a row of ones with |A|.
+// The 1-norm of (2^exponent·|A|)^power up to rounding, by products of a row of ones with |A|. After
+// each of them the ratios of the new row to the last bound the norm, and the upper
+// bound is returned as soon as decide_alike(lower, upper) says that this makes no difference.
 template <class T>
-double norm_of_modulus_power(const T* a, std::size_t n, int exponent, std::size_t power);
+double norm_of_modulus_power(const T* a, std::size_t n, int exponent, std::size_t power,
+                             const std::function<bool(double, double)>& decide_alike);
 
 } // namespace numerical::detail

@@ -128,8 +128,14 @@ int pade_workspace<T>::further_scaling(double c, std::size_t power, int exponent
     const double scaled_norm = std::scalbn(norm, exponent);
     if (c * std::pow(scaled_norm, order) <= half_unit) // no power's norm can be larger
         return 0;
-    const double alpha = c * norm_of_modulus_power(a.data(), n, exponent, power) / scaled_norm;
-    return alpha <= half_unit ? 0 : int(std::ceil(std::log2(alpha / half_unit) / order));
+    const auto scaling_for = [&](double norm_of_power) {
+        const double alpha = c * norm_of_power / scaled_norm;
+        return alpha <= half_unit ? 0 : int(std::ceil(std::log2(alpha / half_unit) / order));
+    };
+    const auto decide_alike = [&](double lower, double upper) {
+        return scaling_for(lower) == scaling_for(upper);
+    };
+    return scaling_for(norm_of_modulus_power(a.data(), n, exponent, power, decide_alike));
 }
 
 // Whether the norm of a product is at most `limit`; `bound` is a known bound of the norm.
@@ -248,10 +254,12 @@ aligned_vector<T> pade_workspace<T>::quotient()
     multiply(a.data(), odd, high);
     aligned_vector<T> numerator = uninitialized<T>(n * n);
     aligned_vector<T> denominator = uninitialized<T>(n * n);
-    for (std::size_t i = 0; i < n * n; ++i) {
-        numerator[i] = even[i] + high[i];
-        denominator[i] = even[i] - high[i];
-    }
+    pass_on_threads(n * n, 4 * sizeof(T) / sizeof(double), [&](std::size_t from, std::size_t end) {
+        for (std::size_t i = from; i < end; ++i) {
+            numerator[i] = even[i] + high[i];
+            denominator[i] = even[i] - high[i];
+        }
+    });
     return lu_decomposition<T>(matrix<T>(n, n, std::move(denominator)))
         .solve_matrix(numerator.data(), n, block_sums::in_any_order);
 }

@@ -196,8 +196,41 @@ TYPED_TEST(matrix_functions, norms_of_powers_of_moduli_are_exact)
     const matrix<TypeParam> a(2, 2, {TypeParam(1), TypeParam(-2), TypeParam(3), TypeParam(-4)});
     EXPECT_DOUBLE_EQ(one_norm(a.data.data(), 2), 6);
     // [1 2; 3 4]³ = [37 54; 81 118].
-    EXPECT_DOUBLE_EQ(norm_of_modulus_power(a.data.data(), 2, 0, 3), 172);
-    EXPECT_DOUBLE_EQ(norm_of_modulus_power(a.data.data(), 2, -1, 3), 172.0 / 8);
+    const auto never = [](double, double) { return false; };
+    EXPECT_DOUBLE_EQ(norm_of_modulus_power(a.data.data(), 2, 0, 3, never), 172);
+    EXPECT_DOUBLE_EQ(norm_of_modulus_power(a.data.data(), 2, -1, 3, never), 172.0 / 8);
+}
+
+// A full matrix, whose ratios come close to one another, a graded one, a nilpotent and one with a
+// column of zeros, after which nothing may be divided.
+TYPED_TEST(matrix_functions, norms_of_powers_of_moduli_lie_between_their_bounds)
+{
+    constexpr std::size_t n = 70;
+    const auto full = test::random_matrix<TypeParam>(n, n, 1);
+    const auto graded = test::graded_matrix<TypeParam>(n, n, 8, 2);
+    auto nilpotent = full;
+    auto hollow = full;
+    for (std::size_t i = 0; i < n; ++i) {
+        std::fill_n(nilpotent.data.begin() + std::ptrdiff_t(i * n), i + 1, TypeParam(0));
+        hollow.data[i * n + 5] = 0;
+    }
+    for (const auto& a : {full, graded, nilpotent, hollow}) {
+        double greatest_lower = 0;
+        double least_upper = std::numeric_limits<double>::infinity();
+        const double exact =
+            norm_of_modulus_power(a.data.data(), n, -5, 27, [&](double lower, double upper) {
+                greatest_lower = std::max(greatest_lower, lower);
+                least_upper = std::min(least_upper, upper);
+                return false;
+            });
+        EXPECT_LE(greatest_lower, exact);
+        EXPECT_GE(least_upper, exact);
+        const double early =
+            norm_of_modulus_power(a.data.data(), n, -5, 27,
+                                  [&](double lower, double upper) { return upper < 2 * lower; });
+        EXPECT_GE(early, exact);
+        EXPECT_LE(early, 2 * exact);
+    }
 }
 
 // --- closed forms --------------------------------------------------------------------------------
