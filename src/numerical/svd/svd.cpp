@@ -66,10 +66,11 @@ square_svd<T> by_bidiagonal_form(aligned_vector<T> a, std::size_t n, svd_method 
 
 // By R, to whose left vectors the reflections are applied.
 template <class T>
-square_svd<T> by_reflections(aligned_vector<T> a, std::size_t m, std::size_t n, svd_method method)
+square_svd<T> by_reflections(const aligned_vector<T>& a, std::size_t m, std::size_t n,
+                             svd_method method)
 {
     constexpr double largest = 1;
-    detail::tall_factors<T> factors(matrix<T>(m, n, std::move(a)), largest);
+    detail::tall_factors<T> factors(detail::block_view<const T>{a.data(), m, n}, largest);
     square_svd<T> result =
         by_bidiagonal_form(std::move(factors.qr.r), n, method, svd_blocks::fastest);
     aligned_vector<T> u = detail::zeros<T>(m * n);
@@ -88,7 +89,7 @@ square_svd<T> thin_svd(aligned_vector<T> a, std::size_t m, std::size_t n, svd_me
     if (m == n && !jacobi)
         return by_bidiagonal_form(std::move(a), n, method, blocks);
     if (blocks == svd_blocks::fastest && !jacobi)
-        return by_reflections(std::move(a), m, n, method);
+        return by_reflections(a, m, n, method);
     auto [q, r] = detail::householder_qr(std::move(a), m, n);
     square_svd<T> result = jacobi ? detail::jacobi_svd(std::move(r), n)
                                   : by_bidiagonal_form(std::move(r), n, method, blocks);
