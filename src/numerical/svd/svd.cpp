@@ -6,6 +6,7 @@
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/dense_passes.hpp"
+#include "numerical/strided/matrix_view.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "numerical/svd/bidiagonal.hpp"
 #include "numerical/svd/bidiagonal_divide.hpp"
@@ -16,6 +17,7 @@
 #include "numerical/svd/tall_factors.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace numerical {
@@ -66,34 +68,43 @@ square_svd<T> by_bidiagonal_form(aligned_vector<T> a, std::size_t n, svd_method 
 
 // By R, to whose left vectors the reflections are applied.
 template <class T>
-square_svd<T> by_reflections(const aligned_vector<T>& a, std::size_t m, std::size_t n,
-                             svd_method method)
+square_svd<T> by_reflections(const matrix<T>& a, svd_method method)
 {
-    constexpr double largest = 1;
-    detail::tall_factors<T> factors(detail::block_view<const T>{a.data(), m, n}, largest);
+    const std::size_t n = a.cols;
+    const double largest = detail::largest_finite_part(a.data.data(), a.data.size(), "SVD");
+    detail::tall_factors<T> factors(detail::view_of(a), largest == 0 ? 1.0 : largest);
     square_svd<T> result =
         by_bidiagonal_form(std::move(factors.qr.r), n, method, svd_blocks::fastest);
-    aligned_vector<T> u = detail::zeros<T>(m * n);
+    for (double& value : result.values)
+        value = std::ldexp(value, -factors.exponent);
+    aligned_vector<T> u = detail::zeros<T>(a.rows * n);
     std::copy(result.u.begin(), result.u.end(), u.begin());
     factors.apply(u, n);
     result.u = std::move(u);
     return result;
 }
 
-// Of an m × n matrix with m ≥ n, whose elements are at most 1: u is m × n.
+// Of the matrix divided by its largest modulus. By R and Q unless the matrix is square.
 template <class T>
-square_svd<T> thin_svd(aligned_vector<T> a, std::size_t m, std::size_t n, svd_method method,
-                       svd_blocks blocks)
+square_svd<T> by_quotient(const matrix<T>& a, svd_method method, svd_blocks blocks)
 {
+    const std::size_t m = a.rows;
+    const std::size_t n = a.cols;
+    const double scale = detail::scale_of(a);
     const bool jacobi = method == svd_method::jacobi;
-    if (m == n && !jacobi)
-        return by_bidiagonal_form(std::move(a), n, method, blocks);
-    if (blocks == svd_blocks::fastest && !jacobi)
-        return by_reflections(a, m, n, method);
-    auto [q, r] = detail::householder_qr(std::move(a), m, n);
-    square_svd<T> result = jacobi ? detail::jacobi_svd(std::move(r), n)
-                                  : by_bidiagonal_form(std::move(r), n, method, blocks);
-    result.u = (matrix<T>(m, n, std::move(q)) * matrix<T>(n, n, std::move(result.u))).data;
+    aligned_vector<T> work = detail::divided(a, scale);
+    aligned_vector<T> q;
+    if (m > n || jacobi) {
+        auto factors = detail::householder_qr(std::move(work), m, n);
+        q = std::move(factors.q);
+        work = std::move(factors.r);
+    }
+    square_svd<T> result = jacobi ? detail::jacobi_svd(std::move(work), n)
+                                  : by_bidiagonal_form(std::move(work), n, method, blocks);
+    for (double& value : result.values)
+        value *= scale;
+    if (!q.empty())
+        result.u = (matrix<T>(m, n, std::move(q)) * matrix<T>(n, n, std::move(result.u))).data;
     return result;
 }
 
@@ -122,11 +133,9 @@ void svd_decomposition<T>::factor(const matrix<T>& a, svd_method method, svd_blo
         u = matrix<T>(m, 0, {});
         return;
     }
-    const double scale = detail::scale_of(a);
-    square_svd<T> thin = thin_svd(detail::divided(a, scale), m, n, method, blocks);
+    const bool tall = m > n && blocks == svd_blocks::fastest && method != svd_method::jacobi;
+    square_svd<T> thin = tall ? by_reflections(a, method) : by_quotient(a, method, blocks);
     values = std::move(thin.values);
-    for (double& value : values)
-        value *= scale;
     u = matrix<T>(m, n, std::move(thin.u));
     v = matrix<T>(n, n, std::move(thin.v));
 }
