@@ -3,6 +3,7 @@
 #include "hermitian_matrices.hpp"
 #include "numerical/aligned_vector.hpp"
 #include "numerical/eigen/hermitian_product.hpp"
+#include "numerical/eigen/symmetric_steps.hpp"
 #include "numerical/strided/transpose.hpp"
 #include "paths.hpp"
 
