@@ -1,7 +1,7 @@
 #pragma once
 
 // A step of the reduction to Hessenberg form in one pass over the matrix: it is brought up to date
-// with the last reflector, A := A - v·zᴴ - y·vᴴ, and multiplied by the next one from both sides,
+// with the last reflector, A := A - v·zᴴ - 2·y·vᴴ, and multiplied by the next one from both sides,
 // A·x and xᴴ·A, while its elements are in registers (Van Zee et al. 2012). Declarations only, so it
 // may be included from any target.
 
@@ -28,7 +28,7 @@ struct hessenberg_vectors
 {
     const double* v; // conjugated
     const double* z; // zᴴ
-    const double* x;
+    const double* x; // conjugated
     double* y;
     double* u;      // gains what the rows have in xᴴ·A
     double* copied; // of the column

@@ -9,34 +9,34 @@
 namespace numerical::detail {
 namespace {
 
-// The numbers of some rows, each in all lanes.
+// The numbers of some rows times `factor`, each in all lanes.
 template <class Lanes, std::size_t count>
 struct row_factors
 {
     typename Lanes::vector of[count];
 
-    explicit row_factors(const double* numbers)
+    explicit row_factors(const double* numbers, double factor = 1)
     {
 #pragma GCC unroll 8
         for (std::size_t i = 0; i < count; ++i)
-            of[i] = Lanes::all(numbers[i]);
+            of[i] = Lanes::all(factor * numbers[i]);
     }
 };
 
-// The same of complex numbers, or of their conjugates where `sign` is -1, by which vectors are
-// multiplied with their parts exchanged as well.
+// The parts of complex numbers times a factor each. Imaginary ones multiply vectors with their
+// parts exchanged.
 template <class Lanes, std::size_t count>
 struct complex_row_factors
 {
     typename Lanes::vector re[count];
     typename Lanes::vector im[count]; // (-im, im, -im, im, ...)
 
-    complex_row_factors(const double* numbers, double sign)
+    complex_row_factors(const double* numbers, double of_re, double of_im)
     {
 #pragma GCC unroll 8
         for (std::size_t i = 0; i < count; ++i) {
-            re[i] = Lanes::all(numbers[2 * i]);
-            im[i] = Lanes::alternating(sign * numbers[2 * i + 1]);
+            re[i] = Lanes::all(of_re * numbers[2 * i]);
+            im[i] = Lanes::alternating(of_im * numbers[2 * i + 1]);
         }
     }
 };
@@ -54,7 +54,7 @@ void step_in_rows(const hessenberg_rows& rows, std::size_t r, const hessenberg_v
     const std::size_t stride = rows.stride; // not read again after each store
     const std::size_t right = rows.right;
     const row_factors<Lanes, count> row_v(v + r);
-    const row_factors<Lanes, count> row_y(vectors.y + r);
+    const row_factors<Lanes, count> row_y(vectors.y + r, 2);
     const row_factors<Lanes, count> row_x(x + r);
     vector products[count];
 #pragma GCC unroll 8
@@ -92,9 +92,9 @@ void complex_step_in_rows(const hessenberg_rows& rows, std::size_t r,
     double* const a = rows.matrix + 2 * r * rows.stride;
     const std::size_t stride = 2 * rows.stride; // not read again after each store
     const std::size_t right = 2 * rows.right;
-    const complex_row_factors<Lanes, count> row_v(v + 2 * r, -1);
-    const complex_row_factors<Lanes, count> row_y(y + 2 * r, 1);
-    const complex_row_factors<Lanes, count> row_x(x + 2 * r, -1);
+    const complex_row_factors<Lanes, count> row_v(v + 2 * r, 1, -1);
+    const complex_row_factors<Lanes, count> row_y(y + 2 * r, 2, 2);
+    const complex_row_factors<Lanes, count> row_x(x + 2 * r, 1, 1);
     complex_sums<Lanes> products[count];
 #pragma GCC unroll 8
     for (std::size_t i = 0; i < count; ++i)
@@ -123,9 +123,9 @@ void complex_step_in_rows(const hessenberg_rows& rows, std::size_t r,
     }
 #pragma GCC unroll 8
     for (std::size_t i = 0; i < count; ++i) {
-        const std::complex<double> product = products[i].dot();
+        const std::complex<double> product = products[i].conjugate_dot();
         y[2 * (r + i)] = product.real();
-        y[2 * (r + i) + 1] = product.imag();
+        y[2 * (r + i) + 1] = -product.imag();
         copied[2 * (r + i)] = a[i * stride + 2 * rows.column];
         copied[2 * (r + i) + 1] = a[i * stride + 2 * rows.column + 1];
     }

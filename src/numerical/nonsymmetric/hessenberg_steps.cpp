@@ -7,6 +7,7 @@
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/nonsymmetric/hessenberg_panel.hpp"
 #include "numerical/nonsymmetric/hessenberg_step.hpp"
+#include "numerical/runtime/longest_at_ends.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/spread_stride.hpp"
@@ -15,15 +16,25 @@
 
 #include <algorithm>
 #include <array>
+#include <type_traits>
 #include <utility>
 
 namespace numerical::detail {
 namespace {
 
-// A pass is cut in strips of rows, each with sums of its own, whatever the number of threads: where
-// it is worth the while of two of them.
-constexpr std::size_t strips_of_pass = 4;
-constexpr std::size_t least_rows_of_strips = 128;
+// A pass is cut in strips of rows, each with sums of its own, whatever the number of threads: from
+// where it takes about two microseconds, and in more strips where it takes ten.
+constexpr std::size_t most_strips = 4;
+
+template <class T>
+constexpr std::size_t least_rows_of_two_strips = std::is_same_v<T, double> ? 176 : 88;
+
+template <class T>
+constexpr std::size_t least_rows_of_four_strips = std::is_same_v<T, double> ? 400 : 200;
+
+// Of two strips. The other thread has the second one, and fetches the vectors that the caller has
+// written.
+constexpr double share_of_first_strip = 0.55;
 
 // Rows that are multiplied by blocks of reflectors together, and reflectors of a block.
 constexpr std::size_t rows_above = 32;
@@ -41,6 +52,41 @@ hessenberg_kernel kernel_of(int path, complex)
 {
     return choose(path, run_complex_hessenberg_step, avx2_run_complex_hessenberg_step,
                   avx512_run_complex_hessenberg_step);
+}
+
+struct strip_rows
+{
+    std::size_t count;
+    std::size_t first; // the others have `height` rows, but for the last one's rest
+    std::size_t height;
+
+    // Strip s is [begin(s), begin(s + 1)) of the rows.
+    std::size_t begin(std::size_t s) const { return s == 0 ? 0 : first + (s - 1) * height; }
+};
+
+template <class T>
+strip_rows strips_of(std::size_t rows)
+{
+    if (rows < least_rows_of_two_strips<T>)
+        return {.count = 1, .first = rows, .height = 0};
+    if (rows < least_rows_of_four_strips<T>) {
+        const auto share =
+            static_cast<std::size_t>(static_cast<double>(rows) * share_of_first_strip);
+        const std::size_t first = round_up(share, 4);
+        return {.count = 2, .first = first, .height = rows - first};
+    }
+    const std::size_t height = round_up(ceil_div(rows, most_strips), 4);
+    return {.count = most_strips, .first = height, .height = height};
+}
+
+// On the scale of parallel_for. Short passes are shared where that pays.
+template <class T>
+std::size_t work_of_strip(std::size_t rows)
+{
+    constexpr std::size_t least_shared = std::size_t{1} << 17;
+    constexpr std::size_t of_shared = std::size_t{1} << 16;
+    const bool is_long = parts<T> * parts<T> * rows * rows >= least_shared;
+    return is_long || short_loops_pay() ? of_shared : 0;
 }
 
 template <class T>
@@ -78,19 +124,19 @@ private:
     const std::size_t stride;
     aligned_vector<T> store;       // A, column k below the diagonal up to date until its own pass
     aligned_vector<T> subdiagonal; // of H
-    aligned_vector<T> adjoints;    // row k is vᴴ of column k's reflector, from left_of(k) on
+    aligned_vector<T> adjoints;    // row k is vᴴ of column k's reflector, from left_of(k) or k on
 
-    // In rows of `padded` elements: twice the vector of the next reflector, y, the entries of the
-    // next column, zᴴ, and each strip's sums for the next zᴴ.
+    // In rows of `padded` elements: the last reflector's v, y, the entries of the next column, zᴴ,
+    // and each strip's sums for the next zᴴ.
     aligned_vector<T> vectors;
 
     T* row(std::size_t i) { return store.data() + i * stride; }
 
     T* adjoint(std::size_t k) { return adjoints.data() + k * padded; }
 
-    T* x() { return vectors.data(); }
+    T* v() { return vectors.data(); }
 
-    T* y() { return x() + padded; }
+    T* y() { return v() + padded; }
 
     T* column() { return y() + padded; }
 
@@ -103,7 +149,7 @@ template <class T>
 step_reducer<T>::step_reducer(block_view<T> matrix)
     : a(matrix), n(matrix.rows), padded(round_up(n, line_elements<T>)),
       stride(spread_stride<T>(padded)), store(uninitialized<T>(n * stride)), subdiagonal(n),
-      adjoints(uninitialized<T>(n * padded)), vectors(zeros<T>((4 + strips_of_pass) * padded))
+      adjoints(uninitialized<T>(n * padded)), vectors(zeros<T>((4 + most_strips) * padded))
 {
     for (std::size_t i = 0; i < n; ++i) {
         std::copy_n(a.row(i), n, row(i));
@@ -116,22 +162,19 @@ step_reducer<T>::step_reducer(block_view<T> matrix)
 template <class T>
 void step_reducer<T>::form_reflector(std::size_t k)
 {
-    const std::size_t left = left_of(k);
-    x()[k] = T(0); // row k takes no part in the products
+    const std::size_t first = std::min(left_of(k), k); // row k takes no part in the products
     aligned_vector<T> below = copy_of(column() + k + 1, n - k - 1);
     if (is_zero_beyond_first(below)) {
         subdiagonal[k] = below[0];
-        set_zero(adjoint(k) + left, padded - left);
-        set_zero(x() + left, padded - left);
+        set_zero(adjoint(k) + first, padded - first);
+        set_zero(v() + k, n - k);
         return;
     }
     subdiagonal[k] = householder_in_place(below);
-    set_zero(adjoint(k) + left, k + 1 - left);
-    set_zero(x() + left, k + 1 - left);
-    for (std::size_t i = k + 1; i < n; ++i) {
-        x()[i] = 2.0 * below[i - k - 1];
-        adjoint(k)[i] = conjugate(below[i - k - 1]);
-    }
+    set_zero(adjoint(k) + first, k + 1 - first);
+    std::copy(below.begin(), below.end(), v() + k + 1);
+    std::transform(below.begin(), below.end(), adjoint(k) + k + 1,
+                   [](const T& each) { return conjugate(each); });
     set_zero(adjoint(k) + n, padded - n);
 }
 
@@ -151,7 +194,7 @@ void step_reducer<T>::run_rows(std::size_t k, std::size_t strip, std::size_t fro
               .upwards = k % 2 != 0},
              {.v = as_doubles(last),
               .z = as_doubles(z()),
-              .x = as_doubles(x()),
+              .x = as_doubles(adjoint(k)),
               .y = as_doubles(y()),
               .u = as_doubles(u(strip)),
               .copied = as_doubles(column())});
@@ -162,43 +205,40 @@ void step_reducer<T>::run_rows(std::size_t k, std::size_t strip, std::size_t fro
 template <class T>
 void step_reducer<T>::pass(std::size_t k)
 {
-    const std::size_t rows = n - k;
-    if (rows < least_rows_of_strips) {
-        run_rows(k, 0, k, n);
-        return;
-    }
-    const std::size_t height = round_up(ceil_div(rows, strips_of_pass), 4);
+    const strip_rows strips = strips_of<T>(n - k);
+    if (strips.count == 1)
+        return run_rows(k, 0, k, n);
     const bool upwards = k % 2 != 0;
-    const std::size_t to_its_end = allowed_threads() == 1 ? strips_of_pass - 1 : 1;
+    const std::size_t to_its_end = allowed_threads() == 1 ? strips.count - 1 : strips.count / 4;
     const auto run_strip = [&](std::size_t index) {
         const std::size_t s = upwards ? index ^ to_its_end : index;
-        run_rows(k, s, k + s * height, std::min(k + (s + 1) * height, n));
+        run_rows(k, s, k + strips.begin(s), std::min(k + strips.begin(s + 1), n));
     };
-    parallel_for(strips_of_pass, 8 * parts<T> * parts<T> * rows * height, run_strip);
+    parallel_for(strips.count, work_of_strip<T>(n - k), run_strip);
     const std::size_t left = left_of(k);
-    for (std::size_t s = 1; s < strips_of_pass; ++s)
+    for (std::size_t s = 1; s < strips.count; ++s)
         scaled_add_on(path, as_doubles(u(0) + left), as_doubles(u(s) + left), 1.0,
                       parts<T> * (padded - left));
 }
 
-// H·A·H is A - v·zᴴ - y·vᴴ with y = 2·A·v and zᴴ = 2·vᴴ·A - 2·(vᴴy)·vᴴ.
+// H·A·H is A - v·zᴴ - 2·y·vᴴ with y = A·v and zᴴ = 2·vᴴ·A - 4·(vᴴy)·vᴴ.
 template <class T>
 void step_reducer<T>::follow(std::size_t k)
 {
     const std::size_t left = left_of(k);
-    const T* const v = adjoint(k);
-    const T projection = plain_dot(v + k + 1, y() + k + 1, n - k - 1);
-    subtract_scaled_on(path, u(0) + left, v + left, 2.0 * projection, padded - left);
+    const T projection = plain_dot(adjoint(k) + k + 1, y() + k + 1, n - k - 1);
+    subtract_scaled_on(path, u(0) + left, adjoint(k) + left, 2.0 * projection, padded - left);
     set_zero(z() + left, k + 1 - left);
-    std::copy_n(u(0) + k + 1, padded - k - 1, z() + k + 1);
+    for (std::size_t j = k + 1; j < padded; ++j)
+        z()[j] = 2.0 * u(0)[j];
 }
 
 template <class T>
 void step_reducer<T>::reduce_column(std::size_t k)
 {
     if (k > 0) {
-        const std::array<T, 2> of_column{0.5 * z()[k], adjoint(k - 1)[k]};
-        subtract_products_on(path, column() + k, of_column.data(), x() + k, padded, 2, n - k);
+        const std::array<T, 2> of_column{z()[k], 2.0 * adjoint(k - 1)[k]};
+        subtract_products_on(path, column() + k, of_column.data(), v() + k, padded, 2, n - k);
     }
     const T diagonal = column()[k];
     form_reflector(k);
@@ -267,19 +307,19 @@ void step_reducer<T>::copy_back(std::size_t from, std::size_t to)
     }
 }
 
-// The first rows take longest, those in the middle least: the last ones are mostly copied.
+// The first rows take longest.
 template <class T>
 void step_reducer<T>::finish(const std::vector<reflector_block<T>>& blocks)
 {
+    const std::size_t strips = ceil_div(n, rows_above);
     const auto finish_rows = [&](std::size_t strip) {
-        const std::size_t from = strip * rows_above;
+        const std::size_t from = (strips - 1 - longest_at_ends(strip, strips)) * rows_above;
         const std::size_t to = std::min(from + rows_above, n);
         for (const reflector_block<T>& block : blocks)
             if (block.offset - 1 + block.count > from)
                 multiply_rows(block, from, to);
         copy_back(from, to);
     };
-    const std::size_t strips = ceil_div(n, rows_above);
     parallel_for(strips, parts<T> * parts<T> * n * n * rows_above / 16, finish_rows);
 }
 

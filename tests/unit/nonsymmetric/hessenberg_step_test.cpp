@@ -45,7 +45,7 @@ struct step_case
     numerical::aligned_vector<T> matrix = test::integer_vector<T>(cols * stride, 1);
     numerical::aligned_vector<T> v = test::integer_vector<T>(cols, 2);
     numerical::aligned_vector<T> z = test::integer_vector<T>(cols, 3); // zᴴ
-    numerical::aligned_vector<T> x = test::integer_vector<T>(cols, 4);
+    numerical::aligned_vector<T> x = test::integer_vector<T>(cols, 4); // conjugated
     numerical::aligned_vector<T> y = test::integer_vector<T>(cols, 5);
 
     step_case(std::size_t columns, std::size_t first_column, std::size_t first_row)
@@ -59,7 +59,7 @@ struct step_case
 
     T updated(std::size_t i, std::size_t j) const
     {
-        return matrix[i * stride + j] - v[i] * z[j] - y[i] * conjugate(v[j]);
+        return matrix[i * stride + j] - v[i] * z[j] - 2.0 * y[i] * conjugate(v[j]);
     }
 };
 
@@ -88,10 +88,10 @@ void check(hessenberg_kernel run, const step_case<T>& of, std::size_t middle, bo
         for (std::size_t j = 0; j < cols; ++j) {
             if (i >= from && j >= left) {
                 EXPECT_EQ(found[i * stride + j], of.updated(i, j)) << i << ", " << j;
-                product += of.updated(i, j) * x[j];
+                product += of.updated(i, j) * conjugate(x[j]);
             }
             if (i >= left && j >= from)
-                sum += conjugate(x[j]) * of.updated(j, i);
+                sum += x[j] * of.updated(j, i);
         }
         EXPECT_EQ(products[i], product) << i;
         EXPECT_EQ(sums[i], sum) << i;

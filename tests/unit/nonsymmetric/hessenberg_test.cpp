@@ -57,7 +57,8 @@ TYPED_TEST(hessenberg, form_of_hard_matrices_is_backward_stable_on_every_path)
         const test::path_limit limit(path);
         for (const std::size_t n :
              {1UL, 2UL, 3UL, 4UL, 17UL, hessenberg_crossover - 1, hessenberg_crossover,
-              hessenberg_crossover + 1, hessenberg_crossover + 2, 66UL, 127UL, 128UL, 129UL, 202UL})
+              hessenberg_crossover + 1, hessenberg_crossover + 2, 66UL, 87UL, 88UL, 90UL, 175UL,
+              176UL, 178UL, 200UL, 202UL})
             for (const auto& [name, a] : test::gallery<TypeParam>(n)) {
                 const std::string where =
                     name + ", n = " + std::to_string(n) + ", path " + std::to_string(path);
@@ -93,7 +94,7 @@ TYPED_TEST(hessenberg, form_by_panels_of_a_large_matrix_is_backward_stable)
 TYPED_TEST(hessenberg, form_of_a_large_matrix_is_backward_stable)
 {
     constexpr std::size_t most = most_order_of_steps<TypeParam>;
-    for (const std::size_t n : {std::size_t{513}, most, most + 1}) {
+    for (const std::size_t n : {std::size_t{402}, std::size_t{513}, most, most + 1}) {
         const auto a = test::random_matrix<TypeParam>(n, n, 7);
         expect_form(a, numerical::hessenberg_form(a), "n = " + std::to_string(n));
     }
@@ -119,7 +120,7 @@ TYPED_TEST(hessenberg, form_has_the_same_bits_at_every_number_of_threads)
 {
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
-        const auto a = test::random_matrix<TypeParam>(290, 290, 8);
+        const auto a = test::random_matrix<TypeParam>(420, 420, 8);
         const auto run = [&](std::size_t threads) {
             const test::thread_limit cap(threads);
             const auto form = numerical::hessenberg_form(a);
