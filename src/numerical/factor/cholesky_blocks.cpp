@@ -24,6 +24,7 @@ constexpr std::size_t tile_rows = 64; // of a substitution
 // Of a piece of the update for several threads, about: products of few rows would read B where it
 // lies, which takes longer here. One thread updates whole block columns, and packs each B once.
 constexpr std::size_t piece_rows = 512;
+constexpr std::size_t least_rows = 64;
 // Between the rows of L21ᴴ's tiles: 512 bytes apart they would share cache sets.
 constexpr std::size_t tile_stride = 72;
 constexpr std::size_t greatest_block = 64;
@@ -179,22 +180,63 @@ void cholesky_blocks<T>::update_beside_diagonal_block(std::size_t from, std::siz
                                                       std::size_t end)
 {
     const std::size_t next = std::min(last + block, order);
-    const std::size_t most_rows = allowed_threads() > 1 ? piece_rows : order;
-    pieces.clear();
-    for (std::size_t column = next; column < end; column += block) {
-        const std::size_t parts = ceil_div(order - column, most_rows);
-        const std::size_t height = ((order - column) / parts + 8) / 8 * 8;
-        for (std::size_t row = column; row < order; row += height)
-            pieces.push_back({row, std::min(row + height, order), column});
-    }
-    const auto update_piece = [&](std::size_t i) { update(from, last, pieces[i]); };
+    cut_pieces(last, end);
+    const auto update_share = [&](std::size_t i) {
+        for (std::size_t k = i == 0 ? 0 : share_ends[i - 1]; k < share_ends[i]; ++k)
+            update(from, last, pieces[k]);
+    };
     const auto factor_next = [&] {
         update(from, last, {last, order, last});
         factor_diagonal_block(last, next);
     };
-    const std::size_t mean_rows = std::min((order - next) / 2, piece_rows / 2);
-    parallel_for_beside(pieces.size(), mean_rows * block * (last - from), update_piece,
-                        factor_next);
+    const std::size_t shares = std::max<std::size_t>(share_ends.size(), 1);
+    parallel_for_beside(share_ends.size(), rows_of_pieces * block * (last - from) / shares,
+                        update_share, factor_next);
+}
+
+// Cuts the columns right of the panel at `last`, which the caller of the loop updates beforehand.
+template <class T>
+void cholesky_blocks<T>::cut_pieces(std::size_t last, std::size_t end)
+{
+    pieces.clear();
+    share_ends.clear();
+    rows_of_pieces = 0;
+    const std::size_t panel_rows = order - last;
+    const std::size_t threads = allowed_threads();
+    for (std::size_t column = last + block; column < end; column += block)
+        rows_of_pieces += order - column;
+    const std::size_t of_each = (rows_of_pieces + panel_rows) / threads;
+    const shrinking_shares cut_at{.all = rows_of_pieces,
+                                  .threads = threads,
+                                  .of_caller = std::max(of_each, panel_rows) - panel_rows};
+    std::size_t rows = 0;
+    for (std::size_t column = last + block; column < end; column += block) {
+        cut_column(column, rows, cut_at);
+        rows += order - column;
+    }
+    if (!pieces.empty() && (share_ends.empty() || share_ends.back() < pieces.size()))
+        share_ends.push_back(pieces.size());
+}
+
+// No piece has few rows, or its products might be summed in another way than those of the whole
+// block column.
+template <class T>
+void cholesky_blocks<T>::cut_column(std::size_t column, std::size_t rows_before,
+                                    const shrinking_shares& cut_at)
+{
+    const auto rows_up_to = [&](std::size_t row) { return rows_before + (row - column); };
+    const auto share_end = [&] { return cut_at.up_to(share_ends.size() + 1); };
+    const std::size_t most_rows = cut_at.threads > 1 ? piece_rows : std::max(order, least_rows);
+    for (std::size_t row = column; row < order;) {
+        const std::size_t left = std::max(share_end(), rows_up_to(row)) - rows_up_to(row);
+        const std::size_t height = std::clamp(left / 8 * 8, least_rows, most_rows);
+        const std::size_t to = row + height + least_rows > order ? order : row + height;
+        pieces.push_back({row, to, column});
+        row = to;
+        const bool ends_share = share_end() < rows_up_to(row) + least_rows;
+        if (ends_share && share_ends.size() + 1 < cut_at.count())
+            share_ends.push_back(pieces.size());
+    }
 }
 
 // Subtracts L·Lᴴ of the columns [from, last) from a piece. Where a piece begins on the diagonal,

@@ -5,6 +5,7 @@
 
 #include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/runtime/shrinking_shares.hpp"
 
 #include <cstddef>
 #include <vector>
@@ -48,6 +49,8 @@ private:
     aligned_vector<T> minus_l21; // of the group, by rows
     aligned_vector<T> adjoint;   // L21ᴴ of the group, in tiles of 64 columns, one after the other
     std::vector<piece> pieces;
+    std::vector<std::size_t> share_ends; // pieces up to the end of each share
+    std::size_t rows_of_pieces = 0;
 
     std::size_t tiles_below(std::size_t row) const;
     T* minus_l21_at(std::size_t row, std::size_t column);
@@ -56,6 +59,8 @@ private:
     void factor_rows_below(std::size_t first, std::size_t last);
     void factor_tile(block_view<T> rows, block_view<T> minus_rows, block_view<T> tile);
     void update_beside_diagonal_block(std::size_t from, std::size_t last, std::size_t end);
+    void cut_pieces(std::size_t last, std::size_t end);
+    void cut_column(std::size_t column, std::size_t rows_before, const shrinking_shares& cut_at);
     void update(std::size_t from, std::size_t last, const piece& part);
     void subtract_product(std::size_t from, std::size_t last, const piece& part, std::size_t cols);
 };

@@ -8,6 +8,7 @@
 // and the first of a strip has at least as many, so that each is summed as the whole strip is.
 
 #include "numerical/counts.hpp"
+#include "numerical/runtime/shrinking_shares.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -51,7 +52,8 @@ private:
     std::vector<std::size_t> share_ends; // pieces up to the end of each share
     std::size_t all_rows = 0;
 
-    void cut_strip(const strip_piece& strip, std::size_t rows_before, std::size_t threads);
+    void cut_strip(const strip_piece& strip, std::size_t rows_before,
+                   const shrinking_shares& cut_at);
 };
 
 } // namespace numerical::detail
