@@ -58,7 +58,8 @@ bool lstsq_by_qr(const tall_factors<T>& factors, bool is_wide, double cutoff,
 // The same for any R, by its singular values where they must tell what counts; these are returned.
 template <class T>
 aligned_vector<double> invert_factor(const tall_factors<T>& factors, bool is_wide, double cutoff,
-                                     aligned_vector<T>& right, std::size_t cols)
+                                     aligned_vector<T>& right, std::size_t cols,
+                                     detail::reflector_blocking blocking)
 {
     if (lstsq_by_qr(factors, is_wide, cutoff, right, cols))
         return {};
@@ -66,7 +67,7 @@ aligned_vector<double> invert_factor(const tall_factors<T>& factors, bool is_wid
     aligned_vector<T> r =
         is_wide ? detail::adjoint(matrix<T>(n, n, factors.qr.r)).data : factors.qr.r;
     right.resize(n * cols);
-    return detail::apply_truncated_inverse(std::move(r), n, cutoff, right).values;
+    return detail::apply_truncated_inverse(std::move(r), n, cutoff, right, blocking).values;
 }
 
 // Of a matrix without an element above zero.
@@ -109,7 +110,8 @@ least_squares_fit<T> fit_least_squares(block_view<const T> a, const matrix<T>& b
         factors.apply_adjoint(right, b.cols);
         missed = squares_below(right, factors.order, guards);
     }
-    aligned_vector<double> values = invert_factor(factors, is_wide, cutoff, right, b.cols);
+    aligned_vector<double> values =
+        invert_factor(factors, is_wide, cutoff, right, b.cols, blocking);
     for (double& value : values)
         value *= scale;
     right.resize(n * b.cols);

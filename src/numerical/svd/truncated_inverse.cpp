@@ -43,9 +43,11 @@ aligned_vector<T> times_inverse(const bidiagonal_svd& of_b, std::size_t rank, al
 
 template <class T>
 truncated_values apply_truncated_inverse(aligned_vector<T> a, std::size_t n, double cutoff,
-                                         aligned_vector<T>& x)
+                                         aligned_vector<T>& x, reflector_blocking blocking)
 {
-    auto reduction = bidiagonalize_fastest(std::move(a), n);
+    auto reduction = blocking == reflector_blocking::by_panels
+                         ? bidiagonalize(std::move(a), n)
+                         : bidiagonalize_fastest(std::move(a), n);
     bidiagonal_svd of_b = divide_bidiagonal(reduction.d, reduction.e, n);
     const double threshold = cutoff * of_b.values[0];
     const auto rank = static_cast<std::size_t>(std::count_if(
@@ -59,8 +61,8 @@ truncated_values apply_truncated_inverse(aligned_vector<T> a, std::size_t n, dou
 }
 
 template truncated_values apply_truncated_inverse(aligned_vector<double>, std::size_t, double,
-                                                  aligned_vector<double>&);
+                                                  aligned_vector<double>&, reflector_blocking);
 template truncated_values apply_truncated_inverse(aligned_vector<complex>, std::size_t, double,
-                                                  aligned_vector<complex>&);
+                                                  aligned_vector<complex>&, reflector_blocking);
 
 } // namespace numerical::detail

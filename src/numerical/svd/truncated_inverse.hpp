@@ -1,6 +1,7 @@
 #pragma once
 
 #include "numerical/aligned_vector.hpp"
+#include "numerical/factor/qr.hpp"
 
 #include <cstddef>
 
@@ -17,10 +18,11 @@ struct truncated_values
 //
 // By the bidiagonal form A = U·B·Vᴴ (Golub and Kahan 1965) and the decomposition of B by divide and
 // conquer. The reflections of U and V are applied to X: with few columns that takes far less than
-// making the singular vectors of A. A's entries must be finite and of the order of 1.
+// making the singular vectors of A. The reduction has its fixed form by panels and else its
+// fastest, which differ in rounding. A's entries must be finite and of the order of 1.
 // convergence_error as of divide_bidiagonal.
 template <class T>
 truncated_values apply_truncated_inverse(aligned_vector<T> a, std::size_t n, double cutoff,
-                                         aligned_vector<T>& x);
+                                         aligned_vector<T>& x, reflector_blocking blocking);
 
 } // namespace numerical::detail
