@@ -57,6 +57,10 @@ std::vector<std::size_t> strip_bounds(std::size_t columns, std::size_t strips, c
         if (sums[i] * double(strips) >= sums.back() * double(bounds.size()) &&
             columns - i * unit > unit)
             bounds.push_back(i * unit);
+    // Nor does that of a tile, of which the last would be as narrow.
+    const std::size_t rest = (columns - bounds.back()) % triangular_tile;
+    if (columns - bounds.back() > triangular_tile && 0 < rest && rest <= unit)
+        bounds.push_back(columns - rest - triangular_tile / 2);
     bounds.push_back(columns);
     return bounds;
 }
