@@ -4,7 +4,6 @@
 #include "numerical/factor/lu_factorization.hpp"
 #include "numerical/factor/threads_of_order.hpp"
 #include "numerical/runtime/parallel_for.hpp"
-#include "numerical/strided/dense_passes.hpp"
 
 #include <algorithm>
 #include <numeric>
@@ -24,13 +23,27 @@ constexpr greatest_serial_order serial_lu =
     std::is_same_v<T, double> ? greatest_serial_order{192, 320} : greatest_serial_order{144, 192};
 
 template <class T>
-spread_rows<T> finite_copy(block_view<const T> a)
+spread_rows<T> room_for_square(block_view<const T> a)
 {
     if (a.rows != a.cols)
         throw dimension_error("LU decomposition requires a square matrix");
-    spread_rows<T> copy(a.rows, a.cols);
-    copy_finite(a, copy.view(), "LU decomposition");
-    return copy;
+    return {a.rows, a.cols};
+}
+
+template <class T>
+std::size_t threads_for(block_view<const T> a)
+{
+    return threads_of_order(std::max(a.rows, a.cols), serial_lu<T>);
+}
+
+// P·A = L·U in the place of a copy of A.
+template <class T>
+lu_pivots factorize_copy(block_view<const T> a, block_view<T> copy)
+{
+    const loops_on_few scope(threads_for(a));
+    lu_factorization<T> factorization(copy, lu_block_width(a.rows, a.cols));
+    factorization.factorize_copy_of(a);
+    return {factorization.row_exchanges(), factorization.singular()};
 }
 
 } // namespace
@@ -45,8 +58,7 @@ std::size_t lu_block_width(std::size_t rows, std::size_t cols)
 template <class T>
 lu_pivots factorize_lu(detail::block_view<T> a)
 {
-    const detail::loops_on_few scope(
-        detail::threads_of_order(std::max(a.rows, a.cols), detail::serial_lu<T>));
+    const detail::loops_on_few scope(detail::threads_for<T>(a));
     detail::lu_factorization<T> factorization(a, lu_block_width(a.rows, a.cols));
     factorization.factorize();
     return {factorization.row_exchanges(), factorization.singular()};
@@ -54,9 +66,9 @@ lu_pivots factorize_lu(detail::block_view<T> a)
 
 template <class T>
 lu_decomposition<T>::lu_decomposition(detail::block_view<const T> a)
-    : order(a.rows), block(lu_block_width(a.rows, a.cols)), factors(detail::finite_copy(a))
+    : order(a.rows), block(lu_block_width(a.rows, a.cols)), factors(detail::room_for_square(a))
 {
-    const lu_pivots pivots = factorize_lu<T>(factors.view());
+    const lu_pivots pivots = detail::factorize_copy(a, factors.view());
     singular = pivots.singular;
     permutation.resize(order);
     std::iota(permutation.begin(), permutation.end(), std::size_t{0});

@@ -9,6 +9,7 @@
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/dense_passes.hpp"
 
 #include <algorithm>
 #include <limits>
@@ -22,6 +23,11 @@ namespace {
 // loops follow one another so closely that workers poll for them, and each repays its start from
 // two microseconds on.
 constexpr std::size_t work_of_exchange = 8;
+
+// A larger matrix is copied before its first panel: by rows, as memory is read best.
+constexpr std::size_t most_copied_beside = std::size_t{4} << 20;
+
+constexpr const char* name_of_lu = "LU decomposition";
 
 // Of the columns that are updated while the next panel is factored: narrow ones, as the thread that
 // factors it joins late.
@@ -69,6 +75,16 @@ void lu_factorization<T>::factorize()
         solve_rows(0, steps, steps, a.cols);
 }
 
+template <class T>
+void lu_factorization<T>::factorize_copy_of(block_view<const T> original)
+{
+    if (allowed_threads() > 1 && steps != 0 && a.rows * a.cols * sizeof(T) <= most_copied_beside)
+        to_copy = original;
+    else
+        copy_finite(original, a, name_of_lu);
+    factorize();
+}
+
 //    from  mid   to
 //    [ L\U   U01 ]  from     left half; U01 = L⁻¹·A01;
 //    [ L10   A11 ]  mid      A11 -= L10·U01; right half, and its exchanges on L10.
@@ -96,7 +112,10 @@ void lu_factorization<T>::factorize_blocks(std::size_t from, std::size_t to)
 {
     std::size_t start = from;
     std::size_t end = std::min(start + block, to);
-    factorize_panel(start, end);
+    if (to_copy.first != nullptr)
+        factorize_first_panel(end);
+    else
+        factorize_panel(start, end);
     if (end < to)
         keep_minus_l(start, end);
     while (end < to) {
@@ -108,6 +127,27 @@ void lu_factorization<T>::factorize_blocks(std::size_t from, std::size_t to)
         end = next_end;
     }
     exchange_rows_of_l(from, to);
+}
+
+// Each index copies a tile's columns right of the panel, so that a thread has mostly copied what it
+// updates next.
+template <class T>
+void lu_factorization<T>::factorize_first_panel(std::size_t panel_last)
+{
+    const block_view<const T> from = std::exchange(to_copy, {});
+    const auto copy_tile = [&](std::size_t t) {
+        const std::size_t first = panel_last + triangular_tile * t;
+        const std::size_t last = std::min(first + triangular_tile, a.cols);
+        copy_finite(from.sub(0, a.rows, first, last), a.sub(0, a.rows, first, last), name_of_lu);
+    };
+    const auto copy_and_factorize = [&] {
+        copy_finite(from.sub(0, a.rows, 0, panel_last), a.sub(0, a.rows, 0, panel_last),
+                    name_of_lu);
+        factorize_panel(0, panel_last);
+    };
+    parallel_for_beside(triangular_tiles(a.cols - panel_last),
+                        a.rows * triangular_tile * sizeof(T) / sizeof(double), copy_tile,
+                        copy_and_factorize);
 }
 
 template <class T>

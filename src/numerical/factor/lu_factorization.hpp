@@ -24,6 +24,11 @@ public:
 
     void factorize();
 
+    // The same for a matrix that takes up a copy of `original` first, which has as many rows and
+    // columns. Of a small one's copy only the first panel is waited for: the other columns are
+    // copied beside its factorization. The error of require_finite, for "LU decomposition".
+    void factorize_copy_of(block_view<const T> original);
+
     // Row i was exchanged with row exchanges[i], in ascending order of i.
     const std::vector<std::size_t>& row_exchanges() const { return exchanges; }
 
@@ -41,9 +46,11 @@ private:
     aligned_vector<T> next_minus_l; // of the panel that is being factored
     aligned_vector<T> negative;     // the smaller operand of a product between halves
     bool met_zero_pivot = false;
+    block_view<const T> to_copy{}; // until the first panel is factored
 
     void factorize_columns(std::size_t from, std::size_t to);
     void factorize_blocks(std::size_t from, std::size_t to);
+    void factorize_first_panel(std::size_t panel_last);
     void factorize_panel(std::size_t panel_first, std::size_t panel_last);
     void keep_minus_l(std::size_t start, std::size_t end);
     void solve_rows(std::size_t first, std::size_t mid, std::size_t from, std::size_t to);

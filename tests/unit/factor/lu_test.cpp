@@ -350,6 +350,32 @@ size_t first_largest(const double* elements, size_t n)
     return place;
 }
 
+// Up to 4 MiB, on several threads, the copy is made beside the first panel.
+TYPED_TEST(lu_factorization, of_a_copy_is_that_in_place)
+{
+    const bool real = std::is_same_v<TypeParam, double>;
+    for (const size_t n :
+         real ? std::vector<size_t>{320, 321, 724, 725} : std::vector<size_t>{192, 193, 512, 513}) {
+        const auto a = test::random_matrix<TypeParam>(n, n, 5);
+        auto in_place = a;
+        numerical::factorize_lu<TypeParam>({in_place.data.data(), n, n});
+        for (const size_t threads : test::thread_counts) {
+            const test::thread_limit some(threads);
+            const lu_decomposition<TypeParam> lu(a);
+            EXPECT_TRUE(test::elements_of(lu.factors.view()) == in_place.data)
+                << n << " on " << threads;
+            for (const size_t place : {n / 2 * n, n * n - n + 65, n - 1, n * n - 1}) {
+                auto bad = a;
+                bad.data[place] = std::numeric_limits<double>::infinity();
+                EXPECT_EQ(test::text_thrown_by<numerical::non_finite_error>(
+                              [&] { lu_decomposition<TypeParam>{bad}; }),
+                          "LU decomposition: the matrix holds an infinite or NaN entry")
+                    << n << " on " << threads << ", place " << place;
+            }
+        }
+    }
+}
+
 TEST(first_largest, takes_the_first_of_equals_and_passes_over_nan)
 {
     numerical::aligned_vector<double> x(40, 1.0);
