@@ -6,6 +6,7 @@
 #include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/kernels/trsm.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
+#include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 
@@ -116,6 +117,10 @@ void invert_small_upper(int path, block_view<const T> r, block_view<T> x)
     copy_block<T>(tile, x);
 }
 
+// Up to this order the halves of a triangle are inverted side by side, each by one thread; of
+// larger ones only where there are no more than two threads, as others share the products.
+constexpr std::size_t greatest_in_halves = 512;
+
 // Columns or rows of a triangle that are multiplied together, without what is zero beside them.
 constexpr std::size_t inverse_band = 128;
 
@@ -152,8 +157,12 @@ void invert_upper(int path, block_view<const T> r, block_view<T> x)
     const std::size_t mid = round_up(n / 2, triangular_tile);
     const block_view<T> x0 = x.sub(0, mid, 0, mid);
     const block_view<T> x1 = x.sub(mid, n, mid, n);
-    invert_upper<T>(path, r.sub(0, mid, 0, mid), x0);
-    invert_upper<T>(path, r.sub(mid, n, mid, n), x1);
+    const auto invert_half = [&](std::size_t half) { // writes X0 or X1
+        half == 0 ? invert_upper<T>(path, r.sub(0, mid, 0, mid), x0)
+                  : invert_upper<T>(path, r.sub(mid, n, mid, n), x1);
+    };
+    const bool on_two = n <= greatest_in_halves || allowed_threads() == 2;
+    parallel_for(2, on_two ? mid * mid * mid * (sizeof(T) / sizeof(double)) / 24 : 0, invert_half);
 
     aligned_vector<T> store = zeros<T>(mid * x1.cols);
     const block_view<T> product{store.data(), mid, x1.cols};

@@ -113,7 +113,7 @@ TEST(triangular, inverse_of_a_zero_on_the_diagonal_is_not_finite)
 
 TYPED_TEST(triangular, inverse_has_the_same_bits_for_every_number_of_threads)
 {
-    for (const std::size_t n : {255, 256}) {
+    for (const std::size_t n : {129, 200, 255, 256, 511, 512, 513}) {
         const auto r = upper_over_nan<TypeParam>(n, 7);
         numerical::aligned_vector<TypeParam> first;
         for (const std::size_t threads : test::thread_counts) {
