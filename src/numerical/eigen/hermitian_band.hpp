@@ -19,11 +19,9 @@
 
 namespace numerical::detail {
 
-// From this order on two stages take less time than the direct reduction, if real that without
-// panels. A complex matrix gains less by them, as its direct reduction has four times the
-// operations for each element read.
+// From this order on two stages take less time than the direct reduction without panels.
 template <class T>
-constexpr std::size_t two_stage_eigen_order = std::is_same_v<T, double> ? 1100 : 800;
+constexpr std::size_t two_stage_eigen_order = std::is_same_v<T, double> ? 1100 : 1040;
 
 // Subdiagonals of the band: a wider one makes for faster products in the first stage and for more
 // work in the second.

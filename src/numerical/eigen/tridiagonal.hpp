@@ -8,8 +8,8 @@
 // Columns are handled in panels (Dongarra, Sorensen and Hammarling 1989): within a panel the
 // trailing matrix stays as it was, and each column is brought up to date from the panel's vectors
 // alone; then A -= V·Wᴴ + W·Vᴴ at once by products. The operation that can't be blocked is the
-// product of the trailing matrix with each reflector. Real matrices that lie in the caches take
-// less time without panels.
+// product of the trailing matrix with each reflector. Matrices that lie in the caches take less
+// time without panels.
 
 #include "numerical/aligned_vector.hpp"
 
@@ -57,10 +57,10 @@ constexpr std::size_t fastest_panel(std::size_t n)
 }
 
 // A matrix of this order and what is left of a larger one go by steps (symmetric_steps.hpp), which
-// read and write it for each column where a product with a vector reads it: far outside L2, if
-// complex as soon as outside, and on one thread they take longer than panels.
+// read and write it for each column where a product with a vector reads it: far outside L2 they
+// take longer than panels.
 template <class T>
-constexpr std::size_t most_order_of_steps = std::is_same_v<T, double> ? 1100 : 360;
+constexpr std::size_t most_order_of_steps = std::is_same_v<T, double> ? 1100 : 1040;
 
 // Reduces the n × n matrix `a`, of which the lower triangle is read, and overwrites it. d receives
 // the diagonal, e the subdiagonal and a last 0, both of n entries. For double e keeps its signs.
