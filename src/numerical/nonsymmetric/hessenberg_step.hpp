@@ -23,15 +23,20 @@ struct hessenberg_rows
     bool upwards;       // from the last row to the first
 };
 
-// By the indices of the matrix. y is read as far as it belongs to the update and becomes A·x.
+// Rows go in blocks of at most so many columns, of which L1 holds the vectors and some rows.
+constexpr std::size_t hessenberg_columns_at_once = 640;
+constexpr std::size_t complex_hessenberg_columns_at_once = 512;
+
+// By the indices of the matrix.
 struct hessenberg_vectors
 {
     const double* v; // conjugated
     const double* z; // zᴴ
     const double* x; // conjugated
-    double* y;
-    double* u;      // gains what the rows have in xᴴ·A
-    double* copied; // of the column
+    const double* y;
+    double* product; // A·x
+    double* u;       // gains what the rows have in xᴴ·A
+    double* copied;  // of the column
 };
 
 // Products are fused but in the portable form. The sums of u are taken by groups of rows, counted

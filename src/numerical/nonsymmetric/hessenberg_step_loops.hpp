@@ -41,7 +41,12 @@ struct complex_row_factors
     }
 };
 
-// `count` rows from row r on.
+bool has_column(const hessenberg_rows& rows)
+{
+    return rows.left <= rows.column && rows.column < rows.right;
+}
+
+// `count` rows from row r on. Their products are added to those of other columns.
 template <class Lanes, std::size_t count>
 void step_in_rows(const hessenberg_rows& rows, std::size_t r, const hessenberg_vectors& vectors)
 {
@@ -78,8 +83,9 @@ void step_in_rows(const hessenberg_rows& rows, std::size_t r, const hessenberg_v
     }
 #pragma GCC unroll 8
     for (std::size_t i = 0; i < count; ++i) {
-        vectors.y[r + i] = Lanes::fold(products[i]);
-        vectors.copied[r + i] = a[i * stride + rows.column];
+        vectors.product[r + i] += Lanes::fold(products[i]);
+        if (has_column(rows))
+            vectors.copied[r + i] = a[i * stride + rows.column];
     }
 }
 
@@ -88,7 +94,7 @@ void complex_step_in_rows(const hessenberg_rows& rows, std::size_t r,
                           const hessenberg_vectors& vectors)
 {
     using vector = typename Lanes::vector;
-    const auto [v, z, x, y, u, copied] = vectors;
+    const auto [v, z, x, y, product, u, copied] = vectors;
     double* const a = rows.matrix + 2 * r * rows.stride;
     const std::size_t stride = 2 * rows.stride; // not read again after each store
     const std::size_t right = 2 * rows.right;
@@ -123,11 +129,13 @@ void complex_step_in_rows(const hessenberg_rows& rows, std::size_t r,
     }
 #pragma GCC unroll 8
     for (std::size_t i = 0; i < count; ++i) {
-        const std::complex<double> product = products[i].conjugate_dot();
-        y[2 * (r + i)] = product.real();
-        y[2 * (r + i) + 1] = -product.imag();
-        copied[2 * (r + i)] = a[i * stride + 2 * rows.column];
-        copied[2 * (r + i) + 1] = a[i * stride + 2 * rows.column + 1];
+        const std::complex<double> sum = products[i].conjugate_dot();
+        product[2 * (r + i)] += sum.real();
+        product[2 * (r + i) + 1] -= sum.imag();
+        if (has_column(rows)) {
+            copied[2 * (r + i)] = a[i * stride + 2 * rows.column];
+            copied[2 * (r + i) + 1] = a[i * stride + 2 * rows.column + 1];
+        }
     }
 }
 
@@ -151,20 +159,46 @@ void in_groups(const hessenberg_rows& rows, const Whole& whole, const Single& si
         single(r);
 }
 
+// The rows in blocks of at most `most` columns, about equal ones, in the order of the rows: the
+// parts of the vectors that belong to a block stay in L1.
+template <std::size_t most, class Block>
+void in_blocks_of_columns(const hessenberg_rows& rows, const Block& run_block)
+{
+    constexpr std::size_t line = 8;
+    const std::size_t lines = (rows.right - rows.left + line - 1) / line;
+    const std::size_t count = (lines * line + most - 1) / most;
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::size_t b = rows.upwards ? count - 1 - i : i;
+        hessenberg_rows block = rows;
+        block.left = rows.left + lines * b / count * line;
+        if (b + 1 < count)
+            block.right = rows.left + lines * (b + 1) / count * line;
+        run_block(block);
+    }
+}
+
 template <class Lanes, std::size_t together>
 void hessenberg_step(const hessenberg_rows& rows, const hessenberg_vectors& vectors)
 {
-    in_groups<together>(
-        rows, [&](std::size_t r) { step_in_rows<Lanes, together>(rows, r, vectors); },
-        [&](std::size_t r) { step_in_rows<Lanes, 1>(rows, r, vectors); });
+    for (std::size_t r = rows.from; r < rows.to; ++r)
+        vectors.product[r] = 0;
+    in_blocks_of_columns<hessenberg_columns_at_once>(rows, [&](const hessenberg_rows& block) {
+        in_groups<together>(
+            block, [&](std::size_t r) { step_in_rows<Lanes, together>(block, r, vectors); },
+            [&](std::size_t r) { step_in_rows<Lanes, 1>(block, r, vectors); });
+    });
 }
 
 template <class Lanes, std::size_t together>
 void complex_hessenberg_step(const hessenberg_rows& rows, const hessenberg_vectors& vectors)
 {
-    in_groups<together>(
-        rows, [&](std::size_t r) { complex_step_in_rows<Lanes, together>(rows, r, vectors); },
-        [&](std::size_t r) { complex_step_in_rows<Lanes, 1>(rows, r, vectors); });
+    for (std::size_t r = 2 * rows.from; r < 2 * rows.to; ++r)
+        vectors.product[r] = 0;
+    in_blocks_of_columns<complex_hessenberg_columns_at_once>(rows, [&](const auto& block) {
+        in_groups<together>(
+            block, [&](std::size_t r) { complex_step_in_rows<Lanes, together>(block, r, vectors); },
+            [&](std::size_t r) { complex_step_in_rows<Lanes, 1>(block, r, vectors); });
+    });
 }
 
 } // namespace

@@ -126,8 +126,8 @@ private:
     aligned_vector<T> subdiagonal; // of H
     aligned_vector<T> adjoints;    // row k is vᴴ of column k's reflector, from left_of(k) or k on
 
-    // In rows of `padded` elements: the last reflector's v, y, the entries of the next column, zᴴ,
-    // and each strip's sums for the next zᴴ.
+    // In rows of `padded` elements: the last reflector's v, two y, the entries of the next column,
+    // zᴴ, and each strip's sums for the next zᴴ.
     aligned_vector<T> vectors;
 
     T* row(std::size_t i) { return store.data() + i * stride; }
@@ -136,9 +136,10 @@ private:
 
     T* v() { return vectors.data(); }
 
-    T* y() { return v() + padded; }
+    // A·v of column k's reflector, as long as the next one's is formed.
+    T* y(std::size_t k) { return v() + (1 + k % 2) * padded; }
 
-    T* column() { return y() + padded; }
+    T* column() { return v() + 3 * padded; }
 
     T* z() { return column() + padded; }
 
@@ -149,7 +150,7 @@ template <class T>
 step_reducer<T>::step_reducer(block_view<T> matrix)
     : a(matrix), n(matrix.rows), padded(round_up(n, line_elements<T>)),
       stride(spread_stride<T>(padded)), store(uninitialized<T>(n * stride)), subdiagonal(n),
-      adjoints(uninitialized<T>(n * padded)), vectors(zeros<T>((4 + most_strips) * padded))
+      adjoints(uninitialized<T>(n * padded)), vectors(zeros<T>((5 + most_strips) * padded))
 {
     for (std::size_t i = 0; i < n; ++i) {
         std::copy_n(a.row(i), n, row(i));
@@ -195,7 +196,8 @@ void step_reducer<T>::run_rows(std::size_t k, std::size_t strip, std::size_t fro
              {.v = as_doubles(last),
               .z = as_doubles(z()),
               .x = as_doubles(adjoint(k)),
-              .y = as_doubles(y()),
+              .y = as_doubles(y(k + 1)),
+              .product = as_doubles(y(k)),
               .u = as_doubles(u(strip)),
               .copied = as_doubles(column())});
 }
@@ -226,7 +228,7 @@ template <class T>
 void step_reducer<T>::follow(std::size_t k)
 {
     const std::size_t left = left_of(k);
-    const T projection = plain_dot(adjoint(k) + k + 1, y() + k + 1, n - k - 1);
+    const T projection = plain_dot(adjoint(k) + k + 1, y(k) + k + 1, n - k - 1);
     subtract_scaled_on(path, u(0) + left, adjoint(k) + left, 2.0 * projection, padded - left);
     set_zero(z() + left, k + 1 - left);
     for (std::size_t j = k + 1; j < padded; ++j)
@@ -238,7 +240,8 @@ void step_reducer<T>::reduce_column(std::size_t k)
 {
     if (k > 0) {
         const std::array<T, 2> of_column{z()[k], 2.0 * adjoint(k - 1)[k]};
-        subtract_products_on(path, column() + k, of_column.data(), v() + k, padded, 2, n - k);
+        const auto to_y = static_cast<std::size_t>(y(k - 1) - v());
+        subtract_products_on(path, column() + k, of_column.data(), v() + k, to_y, 2, n - k);
     }
     const T diagonal = column()[k];
     form_reflector(k);

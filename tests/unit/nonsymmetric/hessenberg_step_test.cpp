@@ -8,6 +8,7 @@
 #include <complex>
 #include <gtest/gtest.h>
 #include <limits>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -68,7 +69,7 @@ void check(hessenberg_kernel run, const step_case<T>& of, std::size_t middle, bo
 {
     const auto [cols, left, from, stride, matrix, v, z, x, y] = of;
     auto found = matrix;
-    auto products = y;
+    numerical::aligned_vector<T> products(cols, T(7));
     numerical::aligned_vector<T> sums(cols, T(5));
     numerical::aligned_vector<T> copied(cols, T(6));
     numerical::aligned_vector<T> conjugated(cols);
@@ -78,12 +79,13 @@ void check(hessenberg_kernel run, const step_case<T>& of, std::size_t middle, bo
     const auto run_rows = [&](std::size_t first, std::size_t last) {
         run({as_doubles(found.data()), stride, first, last, left, cols, column, upwards},
             {as_doubles(conjugated.data()), as_doubles(z.data()), as_doubles(x.data()),
-             as_doubles(products.data()), as_doubles(sums.data()), as_doubles(copied.data())});
+             as_doubles(y.data()), as_doubles(products.data()), as_doubles(sums.data()),
+             as_doubles(copied.data())});
     };
     run_rows(from, middle);
     run_rows(middle, cols);
     for (std::size_t i = 0; i < cols; ++i) {
-        T product = i < from ? y[i] : T(0);
+        T product = i < from ? T(7) : T(0);
         T sum = 5;
         for (std::size_t j = 0; j < cols; ++j) {
             if (i >= from && j >= left) {
@@ -121,6 +123,18 @@ TYPED_TEST(hessenberg_step, is_exact_on_integers)
                     for (const std::size_t middle : {from, (from + cols) / 2})
                         for (const bool upwards : {false, true})
                             check(run, step_case<TypeParam>(cols, left, from), middle, upwards);
+}
+
+// Rows that are taken in one, two and three blocks of columns.
+TYPED_TEST(hessenberg_step, is_exact_on_wide_rows)
+{
+    constexpr std::size_t most = std::is_same_v<TypeParam, double>
+                                     ? hessenberg_columns_at_once
+                                     : complex_hessenberg_columns_at_once;
+    for (const auto run : kernels_of(TypeParam()))
+        for (const std::size_t cols : {most, most + 8, most + 16, 2 * most + 16})
+            for (const bool upwards : {false, true})
+                check(run, step_case<TypeParam>(cols, 8, cols - 7), cols - 2, upwards);
 }
 
 } // namespace
