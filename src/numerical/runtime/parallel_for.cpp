@@ -88,7 +88,7 @@ std::size_t allowed_threads()
 
 bool short_loops_pay()
 {
-    return thread_pool::answers().fast();
+    return thread_pool::gauge().short_loops_pay();
 }
 
 loops_on_few::loops_on_few(std::size_t most)

@@ -26,9 +26,9 @@ std::atomic<std::size_t>& thread_cap();
 // of scopes of loops_on_few if that is lower.
 std::size_t allowed_threads();
 
-// Whether a loop of a microsecond or two is worth its start, by the time in which the workers
-// lately answered (answer_gauge.hpp). It may change from one call to the next, so only the number
-// of threads may depend on it.
+// Whether a loop of a microsecond or two is worth its start, by how long one lately took
+// (loop_gauge.hpp). It may change from one call to the next, so only the number of threads may
+// depend on it.
 bool short_loops_pay();
 
 // While it lives, the loops of the calling thread take at most this many threads, 1 being the

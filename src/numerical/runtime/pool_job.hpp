@@ -58,9 +58,6 @@ public:
     // failed slot, null if none failed.
     std::exception_ptr wait_until_finished();
 
-    // Whether a chunk of the job waits to be claimed.
-    bool has_chunk_left() const { return has_chunk(ticket); }
-
     // Whether workers ran chunks of the job, after its end.
     bool had_help() const { return done_by_caller != chunks; }
 

@@ -3,10 +3,11 @@
 #include "numerical/runtime/spin.hpp"
 #include "numerical/runtime/topology.hpp"
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <emmintrin.h>
 #include <memory>
-#include <optional>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -182,35 +183,60 @@ std::size_t thread_pool::current_core_set() const
     return static_cast<std::size_t>(set_of_cpu[static_cast<std::size_t>(cpu)]);
 }
 
-answer_gauge& thread_pool::answers()
+loop_gauge& thread_pool::gauge()
 {
-    static constinit answer_gauge gauge;
-    return gauge;
+    static constinit loop_gauge of_process;
+    return of_process;
 }
 
-// The shortest of some jobs without work that wait for a worker. None is recorded if the workers
-// have stopped to poll.
-void thread_pool::time_an_answer(std::size_t home_set)
+namespace {
+
+constexpr std::size_t numbers_to_sum = 512;
+
+// Each index is half of a loop of about a microsecond: sums that keep a core's adders busy, which
+// two processors of one core share. Not inlined, or those of known numbers would be known.
+[[gnu::noinline]] void sum_repeatedly(const void* numbers, std::size_t begin, std::size_t end)
+{
+    constexpr int repetitions = 16;
+    const auto* const of = static_cast<const double*>(numbers);
+    for (std::size_t half = begin; half < end; ++half) {
+        __m128d sums[8] = {};
+        for (int r = 0; r < repetitions; ++r)
+            for (std::size_t i = 0; i < numbers_to_sum; i += 16)
+                for (std::size_t l = 0; l < 8; ++l)
+                    sums[l] = _mm_add_pd(sums[l], _mm_load_pd(of + i + 2 * l));
+        for (std::size_t l = 1; l < 8; ++l)
+            sums[0] = _mm_add_pd(sums[0], sums[l]);
+        [[maybe_unused]] const volatile double used = _mm_cvtsd_f64(sums[0]);
+    }
+}
+
+} // namespace
+
+// The shortest of some loops on two threads, and on one. None is recorded if the workers have
+// stopped to poll.
+void thread_pool::time_short_loops(std::size_t home_set)
 {
     using clock = std::chrono::steady_clock;
     constexpr int trials = 4;
-    constexpr std::chrono::microseconds patience{3};
-    constexpr loop_split one_index{.count = 1, .chunk = 1, .chunks = 1, .helpers = 1};
-    const auto nothing = [](const void*, std::size_t, std::size_t) {};
-    std::optional<clock::duration> shortest;
+    constexpr loop_split halves{.count = 2, .chunk = 1, .chunks = 2, .helpers = 1};
+    alignas(64) static constexpr double numbers[numbers_to_sum] = {};
+    clock::duration on_two = clock::duration::max();
+    clock::duration on_one = clock::duration::max();
+    bool had_help = false;
     for (int trial = 0; trial < trials; ++trial) {
         const clock::time_point start = clock::now();
-        job.post(nothing, nullptr, one_index, home_set);
-        while (job.has_chunk_left() && clock::now() - start < patience)
-            _mm_pause();
+        job.post(sum_repeatedly, numbers, halves, home_set);
         job.work_as_caller();
         static_cast<void>(job.wait_until_finished());
-        const clock::duration taken = clock::now() - start;
-        if (job.had_help() && (!shortest || taken < *shortest))
-            shortest = taken;
+        const clock::time_point middle = clock::now();
+        sum_repeatedly(numbers, 0, 2);
+        had_help = had_help || job.had_help();
+        on_two = std::min(on_two, middle - start);
+        on_one = std::min(on_one, clock::now() - middle);
     }
-    if (shortest)
-        answers().record(*shortest);
+    if (had_help)
+        gauge().record(on_two, on_one);
 }
 
 bool thread_pool::try_run(chunk_runner run, const void* context, const loop_split& split,
@@ -238,8 +264,8 @@ bool thread_pool::try_run(chunk_runner run, const void* context, const loop_spli
     }
     job.work_as_caller();
     const std::exception_ptr loop_error = job.wait_until_finished();
-    if (job.had_help() && answers().due_after_loop())
-        time_an_answer(home_set);
+    if (job.had_help() && gauge().due_after_loop())
+        time_short_loops(home_set);
     if (beside_error == nullptr)
         beside_error = loop_error;
     if (beside_error != nullptr)

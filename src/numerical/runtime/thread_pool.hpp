@@ -9,8 +9,8 @@
 // for a job a last time, and a caller posts its job before it reads `sleepers`, all sequentially
 // consistent: so either the worker sees the job or the caller sees the sleeper.
 
-#include "numerical/runtime/answer_gauge.hpp"
 #include "numerical/runtime/fork_mark.hpp"
+#include "numerical/runtime/loop_gauge.hpp"
 #include "numerical/runtime/pool_job.hpp"
 
 #include <atomic>
@@ -43,7 +43,7 @@ public:
                  beside_runner beside_run, const void* beside_context);
 
     // Of the process's workers, of whichever pool.
-    static answer_gauge& answers();
+    static loop_gauge& gauge();
 
 private:
     struct worker
@@ -70,7 +70,7 @@ private:
     void sleep_until_posted(worker& self, std::uint32_t seen);
     bool sleeps_elsewhere(std::size_t home_set) const;
     void wake_elsewhere(std::size_t home_set, std::size_t helpers);
-    void time_an_answer(std::size_t home_set);
+    void time_short_loops(std::size_t home_set);
 };
 
 } // namespace numerical::detail
