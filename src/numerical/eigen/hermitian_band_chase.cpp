@@ -95,12 +95,6 @@ void reflect_both_sides(int path, block_view<T> a, chase_workspace<T>& work)
     subtract_from_rows_on(path, a.first, a.stride, n, w.data(), work.conjugates.data(), n);
 }
 
-template <class T>
-bool is_zero_after_first(const aligned_vector<T>& x)
-{
-    return std::all_of(x.begin() + 1, x.end(), [](const T& each) { return each == T(0); });
-}
-
 // How the steps are done: whole blocks by the kernel, if there is one.
 struct chase_path
 {
@@ -170,7 +164,7 @@ void chase_step(const chase_path& by, hermitian_band<T>& band, chase_workspace<T
     for (std::size_t i = c; i < end; ++i)
         work.v[i - c] = band(i, p);
     mirror_last_row(band.block(c, end, c, end));
-    if (is_zero_after_first(work.v)) {
+    if (is_zero_beyond_first(work.v)) {
         std::fill_n(reflector, band.width, T(0));
         return;
     }

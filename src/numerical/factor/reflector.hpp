@@ -8,6 +8,7 @@
 #include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/block_view.hpp"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace numerical::detail {
@@ -16,6 +17,13 @@ namespace numerical::detail {
 // below 2^-500; returns the factor, 1 for any other x.
 template <class T>
 double rescale_tiny(aligned_vector<T>& x);
+
+// Whether x, which isn't empty, needs no reflector.
+template <class T>
+bool is_zero_beyond_first(const aligned_vector<T>& x)
+{
+    return std::all_of(x.begin() + 1, x.end(), [](const T& element) { return element == T(0); });
+}
 
 // Turns x, which must have a non-zero element after the first, into the unit reflector that maps x
 // to β·e₁, and returns β. Its phase is opposite to that of x[0], so that v = x - β·e₁ never cancels

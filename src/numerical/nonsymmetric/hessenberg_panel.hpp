@@ -45,13 +45,6 @@ struct row_blocks
     }
 };
 
-// Whether a column needs no reflector. x isn't empty.
-template <class T>
-bool is_zero_beyond_first(const aligned_vector<T>& x)
-{
-    return std::all_of(x.begin() + 1, x.end(), [](const T& element) { return element == T(0); });
-}
-
 // A reduced panel's Q = I - V·T·Vᴴ, acting on `height` rows and columns from `first` on. The arrays
 // are the reducer's, by rows of equal strides, until the next panel.
 template <class T>

@@ -3,8 +3,8 @@
 // Whether a loop of a microsecond or two ends sooner on two threads than on one. A cache line
 // passes between two cores in 70 to 130 nanoseconds where they share a cache and in up to 400 where
 // they don't; and the host of a virtual machine, which moves its processors within seconds, at
-// times runs two of them on one core. So the pool times a loop without other purpose now and then,
-// at the end of one with a purpose, while the workers poll.
+// times gives two of them the speed of one. So the pool times a loop without other purpose now and
+// then, at the end of one with a purpose, while the workers poll.
 
 #include <atomic>
 #include <chrono>
@@ -15,7 +15,7 @@ namespace numerical::detail {
 class loop_gauge
 {
 public:
-    // Loops after which it is timed again, at a cost of a third of a percent of loops of two
+    // Loops after which it is timed again, at a cost of half a percent of loops of two
     // microseconds.
     static constexpr std::uint32_t loops_between = 1024;
 

@@ -24,9 +24,9 @@ constexpr std::size_t parts_of = sizeof(T) / sizeof(double);
 
 // The work of a double on the scale of parallel_for, in quarters. Reading takes 0.2 to 0.4
 // nanoseconds, and copying more than twice that, as the system clears fresh pages before they are
-// written. A call begins with such a pass, while the workers may sleep: where they don't answer
-// fast it has to repay their waking. Where they do, half a matrix of order 256 repays it, as lines
-// that the other core has written in the last call take longer still.
+// written. A call begins with such a pass, while the workers may sleep: where short loops don't pay
+// it has to repay their waking. Where they do, half a matrix of order 256 repays it, as lines that
+// the other core has written in the last call take longer still.
 std::size_t quarters_to_read()
 {
     return short_loops_pay() ? 8 : 1;

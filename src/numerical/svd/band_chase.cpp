@@ -29,12 +29,6 @@ struct chase_workspace
     chase_workspace() { v.reserve(greatest_band_width); }
 };
 
-template <class T>
-bool is_zero_after_first(const aligned_vector<T>& x)
-{
-    return std::all_of(x.begin() + 1, x.end(), [](const T& each) { return each == T(0); });
-}
-
 // A := A·H for the reflector in the workspace.
 template <class T>
 void reflect_from_right(int path, block_view<T> a, chase_workspace<T>& work)
@@ -132,7 +126,7 @@ void chase_step(const chase_path& by, upper_band<T>& band, chase_workspace<T>& w
     T* const row = &band(r, c);
     work.v.resize(end - c);
     std::transform(row, row + (end - c), work.v.begin(), [](const T& x) { return conjugate(x); });
-    if (!is_zero_after_first(work.v)) {
+    if (!is_zero_beyond_first(work.v)) {
         std::fill_n(row, end - c, T(0));
         *row = conjugate(householder_in_place(work.v));
         reflect_from_right(path, band.block(r + 1, end, c, end), work);
@@ -141,7 +135,7 @@ void chase_step(const chase_path& by, upper_band<T>& band, chase_workspace<T>& w
     work.v.resize(end - c);
     for (std::size_t i = c; i < end; ++i)
         work.v[i - c] = band(i, c);
-    if (!is_zero_after_first(work.v)) {
+    if (!is_zero_beyond_first(work.v)) {
         for (std::size_t i = c; i < end; ++i)
             band(i, c) = 0;
         band(c, c) = householder_in_place(work.v);

@@ -33,8 +33,8 @@ constexpr std::size_t strips_of(std::size_t tiles)
     return tiles < 64 ? 4 : most_strips;
 }
 
-// Of a double of the matrix in a pass, on the scale of parallel_for. With workers that answer fast
-// a pass over an order of 90 is shared, else of 181.
+// Of a double of the matrix in a pass, on the scale of parallel_for. Where short loops pay a pass
+// over an order of 90 is shared, else of 181.
 std::size_t work_of_double()
 {
     return short_loops_pay() ? 16 : 4;
@@ -48,12 +48,6 @@ const bidiagonal_step_kernels& kernels_of(int path, double)
 const bidiagonal_step_kernels& kernels_of(int path, complex)
 {
     return *choose(path, &complex_step, &avx2_complex_step, &avx512_complex_step);
-}
-
-template <class T>
-bool is_zero_after_first(const aligned_vector<T>& x)
-{
-    return std::all_of(x.begin() + 1, x.end(), [](const T& each) { return each == T(0); });
 }
 
 // What is left at step k is what the tiles hold, less u·yᵀ + x·vᴴ of the step before; but column k,
@@ -140,7 +134,7 @@ T step_reducer<T>::reduce_column(std::size_t k, aligned_vector<T>& reflector)
     for (aligned_vector<T>* const ended : {&u, &x, &next})
         std::fill(ended->begin() + block_of(k), ended->begin() + k, T(0));
     aligned_vector<T> below(column.begin() + k, column.end());
-    if (is_zero_after_first(below)) {
+    if (is_zero_beyond_first(below)) {
         std::fill(next.begin() + k, next.end(), T(0));
         return below[0];
     }
@@ -286,7 +280,7 @@ void step_reducer<T>::follow_identity(std::size_t k)
 template <class T>
 T step_reducer<T>::reduce_row(std::size_t k, aligned_vector<T>& reflector)
 {
-    if (is_zero_after_first(r)) {
+    if (is_zero_beyond_first(r)) {
         follow_identity(k);
         return conjugate(r[0]);
     }
