@@ -40,7 +40,10 @@ bool on_main_thread()
 
 gil_release::gil_release(bool wanted) : released(wanted)
 {
-    if (wanted && on_main_thread())
+    if (!wanted)
+        return;
+    computation.emplace();
+    if (on_main_thread())
         checks.emplace(run_handlers, &released);
 }
 

@@ -72,7 +72,7 @@ void pool_job::work_as_helper(std::uint32_t wanted) noexcept
 std::exception_ptr pool_job::wait_until_finished()
 {
     const auto all_done = [this] { return done_by_helpers == chunks - done_by_caller; };
-    if (!spin_until(all_done)) {
+    if (!spin_through_computation(all_done)) {
         std::unique_lock lock(mutex);
         caller_sleeps = true;
         finished.wait(lock, all_done);

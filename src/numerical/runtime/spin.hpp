@@ -3,6 +3,8 @@
 // Waiting for another thread without sleeping, for as long as the loops of a computation follow one
 // another.
 
+#include "numerical/runtime/computation.hpp"
+
 #include <chrono>
 #include <sched.h>
 #include <xmmintrin.h>
@@ -39,6 +41,29 @@ bool spin_until(const Ready& ready)
             return true;
     } while (std::chrono::steady_clock::now() < end);
     return ready();
+}
+
+// In a computation a thread polls for this many spells of `spin_time`, two milliseconds: the
+// longest stretches of one thread's work between loops, such as early deflation of order 1000, last
+// about that long.
+constexpr int spells_in_computation = 20;
+
+// Repeats spin(), a spell that returns whether what is waited for has come, for as long as a
+// computation is in progress; once, if none is. The last spell's answer.
+template <class Spin>
+bool repeat_in_computation(const Spin& spin)
+{
+    for (int spell = 1; !spin(); ++spell)
+        if (spell == spells_in_computation || !computes())
+            return false;
+    return true;
+}
+
+// Polls as spin_until does, and longer in a computation.
+template <class Ready>
+bool spin_through_computation(const Ready& ready)
+{
+    return repeat_in_computation([&ready] { return spin_until(ready); });
 }
 
 } // namespace numerical::detail

@@ -162,7 +162,7 @@ void thread_pool::serve(worker& self)
     bool spin = true;
     for (;;) {
         const auto posted = [&] { return job.number() != seen; };
-        if (!spin || !spin_until(posted))
+        if (!spin || !spin_through_computation(posted))
             sleep_until_posted(self, seen);
         seen = job.number();
 
