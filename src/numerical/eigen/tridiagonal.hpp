@@ -84,6 +84,14 @@ template <class T>
 void to_matrix_basis(const tridiagonal_reduction<T>& reduction, aligned_vector<T>& rows,
                      std::size_t n);
 
+// The same, reflector by reflector: a block of them is gathered with as many operations as it has
+// with some twenty rows. Faster up to so many.
+constexpr std::size_t most_rows_one_by_one = 20;
+
+template <class T>
+void few_to_matrix_basis(const tridiagonal_reduction<T>& reduction, aligned_vector<T>& rows,
+                         std::size_t n);
+
 // The same in columns, columns := Bᵀ·columns, and with the same bits: for any number of columns of
 // n elements, side by side.
 void columns_to_matrix_basis(const tridiagonal_reduction<double>& reduction,

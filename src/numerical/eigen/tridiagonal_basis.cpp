@@ -5,11 +5,16 @@
 #include "numerical/factor/blocks_in_turn.hpp"
 #include "numerical/factor/reflector_block.hpp"
 #include "numerical/gemm/block_view.hpp"
+#include "numerical/gemm/kernels/gemv.hpp"
+#include "numerical/gemm/kernels/ger.hpp"
+#include "numerical/gemm/path.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
+#include "numerical/spread_stride.hpp"
 #include "numerical/storage.hpp"
 
 #include <algorithm>
+#include <array>
 #include <complex>
 #include <type_traits>
 #include <utility>
@@ -26,6 +31,15 @@ constexpr std::size_t most_bytes_by_slabs = std::size_t{3} << 19;
 std::size_t work_to_gather(std::size_t n, std::size_t width)
 {
     return n * width * width / 10;
+}
+
+// Of a group of rows one by one, on the same scale. A thread does some ten real products in a
+// nanosecond.
+template <class T>
+std::size_t work_one_by_one(std::size_t n)
+{
+    constexpr std::size_t parts = sizeof(T) / sizeof(double);
+    return n * n * parts * parts / 2;
 }
 
 std::size_t first_of_block(std::size_t to, std::size_t width)
@@ -64,6 +78,48 @@ void apply_blocks(const tridiagonal_reduction<T>& reduction, std::size_t n, cons
         apply_to_each_slab(ceil_div(n - 1, width), work_to_gather(n, width), make_block);
     else
         apply_in_turn(ceil_div(n - 1, width), make_block);
+}
+
+// Real phases are 1.
+template <class T>
+void scale_by_phases(const tridiagonal_reduction<T>& reduction, aligned_vector<T>& rows,
+                     std::size_t n)
+{
+    if constexpr (!std::is_same_v<T, double>) {
+        const auto scale_row = [&](std::size_t r) {
+            for (std::size_t j = 0; j < n; ++j)
+                rows[r * n + j] = finite_product(rows[r * n + j], conjugate(reduction.phases[j]));
+        };
+        parallel_for(rows.size() / n, n, scale_row);
+    }
+}
+
+// Rows that go together through the reflectors one by one, real ones of an order of 1000 in L1.
+// The number is fixed, as the order of a row's sum may depend on it.
+constexpr std::size_t rows_together = 5;
+
+// row := row·Hᵀ for each reflection H = I - 2·v·vᴴ, the last one first. A copy of v, from the
+// boundary of a line on, lies in `aligned` as the rows do.
+template <class T>
+void apply_one_by_one(const tridiagonal_reduction<T>& reduction, block_view<T> rows, T* aligned)
+{
+    const int path = gemm_path_current();
+    std::array<T, rows_together> products{};
+    for (std::size_t i = reduction.reflectors.size(); i-- > 0;) {
+        const aligned_vector<T>& v = reduction.reflectors[i];
+        if (v.empty())
+            continue;
+        const std::size_t from = i - i % line_elements<T>;
+        const std::size_t length = i + v.size() - from;
+        std::fill(aligned + from, aligned + i, T(0));
+        std::copy(v.begin(), v.end(), aligned + i);
+        T* const of_rows = rows.first + from;
+        row_dots(path, products.data(), aligned + from, of_rows, rows.stride, rows.rows, length);
+        for (T& product : products)
+            product = 2.0 * conjugate(product);
+        subtract_from_rows_on(path, of_rows, rows.stride, rows.rows, products.data(),
+                              aligned + from, length);
+    }
 }
 
 // The identity times Qᵀ of one block: basis = I - conj(V)·(Tᵀ·Vᵀ).
@@ -119,13 +175,7 @@ template <class T>
 void to_matrix_basis(const tridiagonal_reduction<T>& reduction, aligned_vector<T>& rows,
                      std::size_t n)
 {
-    if constexpr (!std::is_same_v<T, double>) {
-        const auto scale_row = [&](std::size_t r) {
-            for (std::size_t j = 0; j < n; ++j)
-                rows[r * n + j] = finite_product(rows[r * n + j], conjugate(reduction.phases[j]));
-        };
-        parallel_for(rows.size() / n, n, scale_row);
-    }
+    scale_by_phases(reduction, rows, n);
     const block_view<T> all{rows.data(), rows.size() / n, n};
     if (all.rows == 0 || n < 2)
         return;
@@ -134,6 +184,29 @@ void to_matrix_basis(const tridiagonal_reduction<T>& reduction, aligned_vector<T
         const std::size_t first = block.offset;
         return transposed_slabs<T>(std::move(block), all.sub(0, all.rows, first, n), slabs);
     });
+}
+
+template <class T>
+void few_to_matrix_basis(const tridiagonal_reduction<T>& reduction, aligned_vector<T>& rows,
+                         std::size_t n)
+{
+    scale_by_phases(reduction, rows, n);
+    const block_view<T> all{rows.data(), rows.size() / n, n};
+    const std::size_t stride = spread_stride<T>(n);
+    const std::size_t groups = ceil_div(all.rows, rows_together);
+    aligned_vector<T> store = uninitialized<T>(groups * (rows_together + 1) * stride);
+    const auto apply_to_group = [&](std::size_t g) {
+        const std::size_t from = g * rows_together;
+        const std::size_t count = std::min(rows_together, all.rows - from);
+        T* const own = store.data() + g * (rows_together + 1) * stride;
+        for (std::size_t r = 0; r < count; ++r)
+            std::copy_n(all.row(from + r), n, own + r * stride);
+        apply_one_by_one<T>(reduction, {.first = own, .rows = count, .cols = n, .stride = stride},
+                            own + count * stride);
+        for (std::size_t r = 0; r < count; ++r)
+            std::copy_n(own + r * stride, n, all.row(from + r));
+    };
+    parallel_for(groups, work_one_by_one<T>(n), apply_to_group);
 }
 
 void columns_to_matrix_basis(const tridiagonal_reduction<double>& reduction,
@@ -156,5 +229,9 @@ template void to_matrix_basis(const tridiagonal_reduction<double>&, aligned_vect
                               std::size_t);
 template void to_matrix_basis(const tridiagonal_reduction<complex>&, aligned_vector<complex>&,
                               std::size_t);
+template void few_to_matrix_basis(const tridiagonal_reduction<double>&, aligned_vector<double>&,
+                                  std::size_t);
+template void few_to_matrix_basis(const tridiagonal_reduction<complex>&, aligned_vector<complex>&,
+                                  std::size_t);
 
 } // namespace numerical::detail

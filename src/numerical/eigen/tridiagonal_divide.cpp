@@ -203,8 +203,11 @@ aligned_vector<T> columns_in_matrix_basis(const tridiagonal_reduction<T>& reduct
         rows = std::move(given);
     else
         rows.assign(given.begin(), given.end());
-    to_matrix_basis(reduction, rows, n);
     const std::size_t count = rows.size() / n;
+    if (count <= most_rows_one_by_one)
+        few_to_matrix_basis(reduction, rows, n);
+    else
+        to_matrix_basis(reduction, rows, n);
     aligned_vector<T> columns = uninitialized<T>(rows.size());
     transpose_into<T>({columns.data(), n, count}, {rows.data(), count, n});
     return columns;

@@ -179,6 +179,66 @@ TYPED_TEST(tridiagonal, way_back_has_the_same_bits_at_every_thread_count)
     }
 }
 
+// Rows go together by fives. A matrix whose last columns need no reflection has empty reflectors.
+TYPED_TEST(tridiagonal, few_rows_go_back_reflector_by_reflector)
+{
+    using T = TypeParam;
+    constexpr std::size_t most = most_rows_one_by_one;
+    matrix<T> decoupled = test::random_hermitian<T>(70, 3);
+    for (std::size_t i = 0; i < 70; ++i)
+        for (std::size_t j = 0; j < 70; ++j)
+            if (i != j && (i >= 60 || j >= 60 || i == 30 || j == 30))
+                decoupled.data[i * 70 + j] = 0;
+    const std::vector<matrix<T>> given{test::random_hermitian<T>(1, 4),
+                                       test::random_hermitian<T>(2, 4), decoupled,
+                                       test::random_hermitian<T>(257, 4)};
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const matrix<T>& a : given)
+            for (const std::size_t count : {std::size_t{0}, std::size_t{1}, std::size_t{5},
+                                            std::size_t{6}, most - 1, most, most + 1}) {
+                const std::size_t n = a.rows;
+                const auto reduction = reduce(a).reduction;
+                const auto rows = test::random_vector<T>(count * n, 2);
+                const matrix<T> expected =
+                    matrix<T>(count, n, rows) * matrix<T>(n, n, tridiagonal_basis(reduction, n));
+                for (const std::size_t threads : test::thread_counts) {
+                    const test::thread_limit some(threads);
+                    auto found = rows;
+                    few_to_matrix_basis(reduction, found, n);
+                    EXPECT_LT(test::difference_ratio(expected, matrix<T>(count, n, found)), 3)
+                        << n << ", " << count << ", path " << path << ", " << threads;
+                }
+            }
+    }
+}
+
+TYPED_TEST(tridiagonal, few_rows_have_the_same_bits_at_every_thread_count)
+{
+    using T = TypeParam;
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const std::size_t n : {256, 515}) {
+            const auto reduction = reduce(test::random_hermitian<T>(n, 5)).reduction;
+            for (const std::size_t count : {std::size_t{10}, most_rows_one_by_one}) {
+                const auto rows = test::random_vector<T>(count * n, 2);
+                auto on_one = rows;
+                {
+                    const test::thread_limit one(1);
+                    few_to_matrix_basis(reduction, on_one, n);
+                }
+                for (const std::size_t threads : test::thread_counts) {
+                    const test::thread_limit some(threads);
+                    auto found = rows;
+                    few_to_matrix_basis(reduction, found, n);
+                    EXPECT_EQ(found, on_one)
+                        << n << ", " << count << ", path " << path << ", " << threads;
+                }
+            }
+        }
+    }
+}
+
 // A panel has 32 columns and a strip of the trailing matrix 48 rows.
 TYPED_TEST(tridiagonal, trailing_orders_about_one_strip_and_beyond)
 {
