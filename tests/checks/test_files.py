@@ -46,7 +46,8 @@ HELD_BY = {
     "unit/nonsymmetric/eigenpairs_test": "numerical/nonsymmetric/nonsymmetric"
     " numerical/nonsymmetric/triangular_vectors numerical/nonsymmetric/unit_columns",
     "unit/nonsymmetric/hessenberg_test": "numerical/nonsymmetric/hessenberg_panel"
-    " numerical/nonsymmetric/hessenberg_steps numerical/nonsymmetric/hessenberg_update",
+    " numerical/nonsymmetric/hessenberg_steps numerical/nonsymmetric/hessenberg_update"
+    " numerical/nonsymmetric/rows_above",
     "unit/nonsymmetric/kernels_test": "numerical/nonsymmetric/bulge"
     " numerical/nonsymmetric/reflector_lanes",
     "unit/nonsymmetric/order_test": "numerical/nonsymmetric/block_exchange",

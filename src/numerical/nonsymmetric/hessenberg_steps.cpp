@@ -7,6 +7,7 @@
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/nonsymmetric/hessenberg_panel.hpp"
 #include "numerical/nonsymmetric/hessenberg_step.hpp"
+#include "numerical/nonsymmetric/rows_above.hpp"
 #include "numerical/runtime/longest_at_ends.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
@@ -35,10 +36,6 @@ constexpr std::size_t least_rows_of_four_strips = std::is_same_v<T, double> ? 40
 // Of two strips. The other thread has the second one, and fetches the vectors that the caller has
 // written.
 constexpr double share_of_first_strip = 0.55;
-
-// Rows that are multiplied by blocks of reflectors together, and reflectors of a block.
-constexpr std::size_t rows_above = 32;
-constexpr std::size_t reflectors_of_block = 32;
 
 template <class T>
 constexpr std::size_t parts = sizeof(T) / sizeof(double);
@@ -95,19 +92,21 @@ class step_reducer
 public:
     explicit step_reducer(block_view<T> matrix);
 
-    void reduce_column(std::size_t k);
+    void reduce();
 
-    // After all columns.
-    std::vector<reflector_block<T>> reflector_blocks();
-    void finish(const std::vector<reflector_block<T>>& blocks);
+    std::vector<reflector_block<T>> take_blocks() { return above.take_blocks(); }
 
 private:
     void form_reflector(std::size_t k);
     void pass(std::size_t k);
     void run_rows(std::size_t k, std::size_t strip, std::size_t from, std::size_t to);
     void follow(std::size_t k);
-    reflector_block<T> block_of_columns(std::size_t from, std::size_t to);
-    void multiply_rows(const reflector_block<T>& block, std::size_t from, std::size_t to);
+    void reduce_column(std::size_t k);
+    void reduce_columns(std::size_t from, std::size_t to);
+    bool reduces_alone(std::size_t k, std::size_t threads) const;
+    std::size_t end_of_columns(std::size_t from, std::size_t work_of_others) const;
+    std::size_t reduce_beside_round(std::size_t k, std::size_t threads);
+    void finish();
     void copy_back(std::size_t from, std::size_t to);
 
     // Where the line of column k + 1 begins, from which on a pass goes.
@@ -130,6 +129,9 @@ private:
     // zᴴ, and each strip's sums for the next zᴴ.
     aligned_vector<T> vectors;
 
+    rows_above<T> above;
+    bool shares_passes = true;
+
     T* row(std::size_t i) { return store.data() + i * stride; }
 
     T* adjoint(std::size_t k) { return adjoints.data() + k * padded; }
@@ -150,7 +152,8 @@ template <class T>
 step_reducer<T>::step_reducer(block_view<T> matrix)
     : a(matrix), n(matrix.rows), padded(round_up(n, line_elements<T>)),
       stride(spread_stride<T>(padded)), store(uninitialized<T>(n * stride)), subdiagonal(n),
-      adjoints(uninitialized<T>(n * padded)), vectors(zeros<T>((5 + most_strips) * padded))
+      adjoints(uninitialized<T>(n * padded)), vectors(zeros<T>((5 + most_strips) * padded)),
+      above({store.data(), n, n, stride}, {adjoints.data(), n, padded, padded})
 {
     for (std::size_t i = 0; i < n; ++i) {
         std::copy_n(a.row(i), n, row(i));
@@ -211,12 +214,13 @@ void step_reducer<T>::pass(std::size_t k)
     if (strips.count == 1)
         return run_rows(k, 0, k, n);
     const bool upwards = k % 2 != 0;
-    const std::size_t to_its_end = allowed_threads() == 1 ? strips.count - 1 : strips.count / 4;
+    const bool is_shared = shares_passes && allowed_threads() != 1;
+    const std::size_t to_its_end = is_shared ? strips.count / 4 : strips.count - 1;
     const auto run_strip = [&](std::size_t index) {
         const std::size_t s = upwards ? index ^ to_its_end : index;
         run_rows(k, s, k + strips.begin(s), std::min(k + strips.begin(s + 1), n));
     };
-    parallel_for(strips.count, work_of_strip<T>(n - k), run_strip);
+    parallel_for(strips.count, shares_passes ? work_of_strip<T>(n - k) : 0, run_strip);
     const std::size_t left = left_of(k);
     for (std::size_t s = 1; s < strips.count; ++s)
         scaled_add_on(path, as_doubles(u(0) + left), as_doubles(u(s) + left), 1.0,
@@ -251,55 +255,6 @@ void step_reducer<T>::reduce_column(std::size_t k)
 }
 
 template <class T>
-reflector_block<T> step_reducer<T>::block_of_columns(std::size_t from, std::size_t to)
-{
-    const std::size_t first = from + 1;
-    const std::size_t count = to - from;
-    for (std::size_t k = from; k < to; ++k)
-        set_zero(adjoint(k) + first, k - from);
-    aligned_vector<T> vectors_of_block = uninitialized<T>((n - first) * count);
-    adjoint_into<T>({vectors_of_block.data(), n - first, count},
-                    {adjoint(from) + first, count, n - first, padded});
-    return block_of_reflectors<T>(std::move(vectors_of_block), first, n - first, count);
-}
-
-template <class T>
-std::vector<reflector_block<T>> step_reducer<T>::reflector_blocks()
-{
-    std::vector<reflector_block<T>> blocks(ceil_div(n - 2, reflectors_of_block));
-    const auto form_block = [&](std::size_t b) {
-        const std::size_t from = b * reflectors_of_block;
-        blocks[b] = block_of_columns(from, std::min(from + reflectors_of_block, n - 2));
-    };
-    parallel_for(blocks.size(), parts<T> * parts<T> * 8 * n * reflectors_of_block, form_block);
-    return blocks;
-}
-
-// C := C·Q for the rows [from, to), C -= ((C·V)·T)·Vᴴ, but row i only from its own reflector on,
-// which those before it have reached in the passes: T being triangular, its products with these
-// are left out.
-template <class T>
-void step_reducer<T>::multiply_rows(const reflector_block<T>& block, std::size_t from,
-                                    std::size_t to)
-{
-    const std::size_t count = block.count;
-    const std::size_t first = block.offset - 1;
-    T* const rows = row(from) + block.offset;
-    aligned_vector<T> products = uninitialized<T>((to - from) * count);
-    aligned_vector<T> minus_y = uninitialized<T>((to - from) * count);
-    gemm_new<T>(to - from, count, block.rows, rows, stride, block.vectors.data(), count,
-                products.data(), count);
-    for (std::size_t i = from; i < to; ++i)
-        if (i > first)
-            set_zero(products.data() + (i - from) * count, std::min(i - first, count));
-    gemm_new<T>(to - from, count, count, products.data(), count, block.factor.data(), count,
-                minus_y.data(), count);
-    negate_run(minus_y.data(), minus_y.data(), minus_y.size());
-    gemm<T>(to - from, block.rows, count, minus_y.data(), count, adjoint(first) + block.offset,
-            padded, rows, stride);
-}
-
-template <class T>
 void step_reducer<T>::copy_back(std::size_t from, std::size_t to)
 {
     for (std::size_t i = from; i < to; ++i) {
@@ -310,20 +265,92 @@ void step_reducer<T>::copy_back(std::size_t from, std::size_t to)
     }
 }
 
+// Half of the rows take an eighth of the passes' time, about as much as the rows above have yet to
+// take. With more threads these take less; passes that aren't shared leave the others idle anyway.
+template <class T>
+bool step_reducer<T>::reduces_alone(std::size_t k, std::size_t threads) const
+{
+    if (threads == 1)
+        return false;
+    const std::size_t rows = n - k;
+    const std::size_t half = n / 2;
+    return strips_of<T>(rows).count == 1 || work_of_strip<T>(rows) == 0 ||
+           (threads - 1) * rows * rows * rows <= half * half * half;
+}
+
+// Whole blocks of columns, whose passes take about as long as the other threads need for the given
+// work.
+template <class T>
+std::size_t step_reducer<T>::end_of_columns(std::size_t from, std::size_t work_of_others) const
+{
+    constexpr std::size_t work_of_column = 16384; // its vectors
+    std::size_t to = from;
+    std::size_t work = 0;
+    do {
+        const std::size_t rows = n - to;
+        work += reflectors_of_block * (4 * rows * rows + work_of_column);
+        to = std::min(to + reflectors_of_block, n - 1);
+    } while (to < n - 1 && work < work_of_others);
+    return to;
+}
+
+template <class T>
+void step_reducer<T>::reduce_columns(std::size_t from, std::size_t to)
+{
+    for (std::size_t k = from; k < to; ++k)
+        reduce_column(k);
+}
+
+// Reduces columns from k on, up to the one that it gives, beside a round of the rows above.
+template <class T>
+std::size_t step_reducer<T>::reduce_beside_round(std::size_t k, std::size_t threads)
+{
+    above.make_known(k);
+    const std::size_t tasks = above.tasks();
+    const std::size_t work = parts<T> * parts<T> * above.work();
+    const std::size_t to = end_of_columns(k, above.work() / std::max<std::size_t>(threads - 1, 1));
+    const auto run_task = [&](std::size_t task) { above.run_task(task); };
+    const auto reduce = [&] { reduce_columns(k, to); };
+    // A round of ten microseconds is worth its start, as the caller doesn't wait for it.
+    parallel_for_beside(tasks, work / (4 * std::max<std::size_t>(tasks, 1)), run_task, reduce);
+    above.end_round();
+    return to;
+}
+
 // The first rows take longest.
 template <class T>
-void step_reducer<T>::finish(const std::vector<reflector_block<T>>& blocks)
+void step_reducer<T>::finish()
 {
-    const std::size_t strips = ceil_div(n, rows_above);
-    const auto finish_rows = [&](std::size_t strip) {
-        const std::size_t from = (strips - 1 - longest_at_ends(strip, strips)) * rows_above;
-        const std::size_t to = std::min(from + rows_above, n);
-        for (const reflector_block<T>& block : blocks)
-            if (block.offset - 1 + block.count > from)
-                multiply_rows(block, from, to);
-        copy_back(from, to);
+    above.make_known(n - 1);
+    parallel_for(above.tasks(), parts<T> * parts<T> * 8 * n * reflectors_of_block,
+                 [&](std::size_t task) { above.run_task(task); });
+    above.end_round();
+    const std::size_t strips = above.strips();
+    const auto finish_strip = [&](std::size_t index) {
+        const std::size_t strip = strips - 1 - longest_at_ends(index, strips);
+        above.multiply_strip(strip);
+        const std::size_t from = strip * reflectors_of_block;
+        copy_back(from, std::min(from + reflectors_of_block, n));
     };
-    parallel_for(strips, parts<T> * parts<T> * n * n * rows_above / 16, finish_rows);
+    parallel_for(strips, parts<T> * parts<T> * n * n * reflectors_of_block / 16, finish_strip);
+}
+
+// On more than one thread, the others see to the rows above while the caller reduces the last
+// columns, whose passes are short, alone.
+template <class T>
+void step_reducer<T>::reduce()
+{
+    const std::size_t threads = allowed_threads();
+    std::size_t k = 0;
+    while (k < n - 1 && !reduces_alone(k, threads)) {
+        const std::size_t to = std::min(k + reflectors_of_block, n - 1);
+        reduce_columns(k, to);
+        k = to;
+    }
+    shares_passes = false;
+    while (k < n - 1)
+        k = reduce_beside_round(k, threads);
+    finish();
 }
 
 } // namespace
@@ -332,11 +359,8 @@ template <class T>
 std::vector<reflector_block<T>> reduce_hessenberg_by_steps(block_view<T> a)
 {
     step_reducer<T> steps(a);
-    for (std::size_t k = 0; k + 1 < a.rows; ++k)
-        steps.reduce_column(k);
-    auto blocks = steps.reflector_blocks();
-    steps.finish(blocks);
-    return blocks;
+    steps.reduce();
+    return steps.take_blocks();
 }
 
 template std::vector<reflector_block<double>> reduce_hessenberg_by_steps(block_view<double>);
