@@ -36,31 +36,35 @@ private:
     sweep_storage<T>& storage;
 };
 
-// A window begins when the rows and columns of its diagonal block are up to date. The rest of the
-// window before is updated beside it: those strips don't meet the block.
+// A window begins when the rows and columns of its diagonal block are up to date: the strips that
+// meet the block come first, on the thread that crosses the window. The rest of the window before
+// is updated beside both.
 template <class T>
 void chain<T>::run() const
 {
     const std::size_t end_step = end - 1 - top + bulge_spacing * (shifts.size() - 1);
     const std::size_t stride = steps_of_window(shifts.size());
-    const auto steps_from = [&](std::size_t from) {
-        return step_range{from, std::min(from + stride, end_step)};
-    };
     std::optional<chain_update<T>> behind;
-    const auto update_strip = [&](std::size_t i) { behind->update_strip(i); };
     for (std::size_t from = 0; from < end_step; from += stride) {
-        const step_range steps = steps_from(from);
+        const step_range steps{from, std::min(from + stride, end_step)};
+        const chain_window window = window_of(steps);
         chain_record<T>& record = storage.records[from / stride % 2];
-        const auto cross_window = [&] { run_window(steps, record); };
-        if (behind)
-            parallel_for_beside(behind->strips(), behind->work_per_strip(), update_strip,
+        if (behind) {
+            const std::size_t near = behind->strips_before(window.to);
+            const auto update_strip = [&](std::size_t i) { behind->update_strip(near + i); };
+            const auto cross_window = [&] {
+                for (std::size_t strip = 0; strip < near; ++strip)
+                    behind->update_strip(strip);
+                run_window(steps, record);
+            };
+            parallel_for_beside(behind->strips() - near, behind->work_per_strip(), update_strip,
                                 cross_window);
-        else
-            cross_window();
-        behind.emplace(s, window_of(steps), record, reach);
-        if (steps.to < end_step)
-            behind->update_columns_before(window_of(steps_from(steps.to)).to);
+        } else {
+            run_window(steps, record);
+        }
+        behind.emplace(s, window, record, reach);
     }
+    const auto update_strip = [&](std::size_t i) { behind->update_strip(i); };
     parallel_for(behind->strips(), behind->work_per_strip(), update_strip);
 }
 

@@ -164,11 +164,9 @@ chain_update<T>::chain_update(const schur_views<T>& views, const chain_window& o
 }
 
 template <class T>
-void chain_update<T>::update_columns_before(std::size_t to)
+std::size_t chain_update<T>::strips_before(std::size_t to) const
 {
-    const std::size_t near = std::min(strips_of<T>(window.to, to), right_strips);
-    while (first_strip < near)
-        update(first_strip++);
+    return std::min(strips_of<T>(window.to, to), right_strips);
 }
 
 template <class T>
@@ -182,7 +180,7 @@ std::size_t chain_update<T>::work_per_strip() const
 }
 
 template <class T>
-void chain_update<T>::update(std::size_t strip) const
+void chain_update<T>::update_strip(std::size_t strip) const
 {
     constexpr std::size_t width = strip_columns<T>;
     if (strip < right_strips) {

@@ -70,20 +70,18 @@ public:
     chain_update(const schur_views<T>& s, const chain_window& window, const chain_record<T>& chain,
                  const similarity_reach& reach);
 
-    // The strips of h from window.to on that contain columns before `to`. The others follow, and
-    // touch no column before `to`.
-    void update_columns_before(std::size_t to);
+    // Each strip may be updated on its own, and has one writer.
+    std::size_t strips() const { return all_strips; }
 
-    // The strips that are left: each may be updated on its own, and has one writer.
-    std::size_t strips() const { return all_strips - first_strip; }
+    // The first strips, those of h from window.to on that contain columns before `to`. The others
+    // touch no column before `to`.
+    std::size_t strips_before(std::size_t to) const;
 
     std::size_t work_per_strip() const;
 
-    void update_strip(std::size_t i) const { update(first_strip + i); }
+    void update_strip(std::size_t strip) const;
 
 private:
-    void update(std::size_t strip) const;
-
     const int path = gemm_path_current();
     const schur_views<T> s;
     const chain_window window;
@@ -92,7 +90,6 @@ private:
     const std::size_t right_strips; // of h, then those of z, then those above the window
     const std::size_t z_strips;
     const std::size_t all_strips;
-    std::size_t first_strip = 0;
 };
 
 } // namespace numerical::detail
