@@ -267,10 +267,11 @@ void step_reducer<T>::copy_back(std::size_t from, std::size_t to)
 
 // Half of the rows take an eighth of the passes' time, about as much as the rows above have yet to
 // take. With more threads these take less; passes that aren't shared leave the others idle anyway.
+// All passes of a small matrix are such, but then the rounds wouldn't repay their starts.
 template <class T>
 bool step_reducer<T>::reduces_alone(std::size_t k, std::size_t threads) const
 {
-    if (threads == 1)
+    if (threads == 1 || strips_of<T>(n).count == 1)
         return false;
     const std::size_t rows = n - k;
     const std::size_t half = n / 2;

@@ -115,14 +115,15 @@ TYPED_TEST(hessenberg, form_of_one_is_the_matrix_itself)
     }
 }
 
-// The last columns are reduced by one thread while the others multiply the rows above, in blocks of
-// reflectors: below, at and above whole numbers of blocks, where the last block is of one
-// reflector, and where some reflectors are the identity.
+// Below, at and above the orders from which one thread reduces the last columns while the others
+// multiply the rows above by blocks of reflectors; with last blocks of one reflector, of few and of
+// all, and where a reflector is the identity.
 TYPED_TEST(hessenberg, form_has_the_same_bits_at_every_number_of_threads)
 {
     for (const int path : test::available_paths()) {
         const test::path_limit limit(path);
-        for (const std::size_t n : {33, 34, 35, 65, 66, 67, 98, 131, 255, 256, 259, 420}) {
+        for (const std::size_t n :
+             {34, 66, 87, 88, 89, 98, 131, 175, 176, 177, 255, 256, 259, 420}) {
             auto a = test::random_matrix<TypeParam>(n, n, 8);
             for (std::size_t i = 21; i < n; ++i)
                 a.data[i * n + 19] = TypeParam(0);
