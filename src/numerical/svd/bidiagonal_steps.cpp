@@ -10,7 +10,7 @@
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/svd/bidiagonal_step.hpp"
-#include "numerical/svd/bidiagonal_step_lines.hpp"
+#include "numerical/svd/bidiagonal_step_blocks.hpp"
 
 #include <algorithm>
 #include <array>
@@ -28,9 +28,9 @@ constexpr std::size_t strips_of(std::size_t tiles)
 {
     if (tiles < 2)
         return 1;
-    if (tiles < 32)
+    if (tiles < 64)
         return 2;
-    return tiles < 64 ? 4 : most_strips;
+    return tiles < 128 ? 4 : most_strips;
 }
 
 // Of a double of the matrix in a pass, on the scale of parallel_for. Where short loops pay a pass
@@ -64,7 +64,7 @@ public:
 private:
     static constexpr std::size_t parts = step_parts<T>;
     static constexpr std::size_t columns_of_tile = step_tile_columns<T>;
-    using tile_lines = std::array<double, parts * step_tile_doubles>;
+    using tile_row = std::array<T, columns_of_tile>;
 
     T reduce_column(std::size_t k, aligned_vector<T>& reflector);
     T reduce_row(std::size_t k, aligned_vector<T>& reflector);
@@ -72,15 +72,20 @@ private:
     void pass(std::size_t k, const F& run_tile);
     void sweep_tile(std::size_t k, std::size_t t, double* sums);
     void multiply_tile(std::size_t k, std::size_t t, double* sums);
-    tile_lines take_row(std::size_t k, std::size_t t, const double* sums);
-    void set_v(std::size_t k, const aligned_vector<T>& reflector);
-    void take_column(std::size_t k);
+    tile_row take_row(std::size_t k, std::size_t t, const tile_row& with_next);
     void follow(std::size_t k, const aligned_vector<T>& reflector, T share_of_first, double scale);
     void follow_identity(std::size_t k);
 
     step_tile tile_from(std::size_t t, std::size_t row)
     {
-        return {tiles.data() + (t * rows + row) * step_tile_doubles, rows - row};
+        return {tiles.data() + place_of_row<T>(t * rows + row, columns_of_tile), rows - row};
+    }
+
+    // Column j of its tile, from row k on.
+    double* column_from(std::size_t j, std::size_t k)
+    {
+        return tile_from(j / columns_of_tile, k).first +
+               j % columns_of_tile * parts * step_row_block;
     }
 
     // Where the blocks of row k begin.
@@ -91,55 +96,59 @@ private:
     const std::size_t n;
     const std::size_t rows; // of a tile: whole blocks, zeros beyond n
     const std::size_t tile_count;
-    const std::size_t row_size = tile_count * columns_of_tile;
     aligned_vector<double> tiles;
-    aligned_vector<T> y;             // a row and, if complex, i times it
-    aligned_vector<T> v;             // conjugated, so too
+    aligned_vector<T> y;
+    aligned_vector<T> v;             // conjugated
     aligned_vector<double> products; // with r, of each strip
-    aligned_vector<T> u;
-    aligned_vector<T> x;
-    aligned_vector<T> next; // the u of this step
-    aligned_vector<T> column;
+    aligned_vector<double> u;
+    aligned_vector<double> x;
+    aligned_vector<double> next; // the u of this step
+    aligned_vector<double> column;
     aligned_vector<T> r; // row k after the left reflection, conjugated
 };
 
 template <class T>
 step_reducer<T>::step_reducer(block_view<const T> a)
     : n(a.rows), rows(round_up(n, step_row_block)), tile_count(ceil_div(n, columns_of_tile)),
-      tiles(uninitialized<double>(tile_count * rows * step_tile_doubles)), y(parts * row_size),
-      v(parts * row_size), products(uninitialized<double>(most_strips * parts * rows)), u(rows),
-      x(rows), next(rows), column(n)
+      tiles(uninitialized<double>(tile_count * rows / step_row_block * step_block_doubles)),
+      y(tile_count * columns_of_tile), v(y.size()),
+      products(uninitialized<double>(most_strips * parts * rows)), u(parts * rows), x(u.size()),
+      next(u.size()), column(u.size())
 {
     const auto fill_tile = [&](std::size_t t) {
         const std::size_t first = t * columns_of_tile;
         const std::size_t count = std::min(columns_of_tile, n - first);
         const step_tile tile = tile_from(t, 0);
+        if (count < columns_of_tile)
+            std::fill_n(tile.first, rows / step_row_block * step_block_doubles, 0.0);
         for (std::size_t i = 0; i < rows; ++i) {
-            double* const row = tile.first + i * step_tile_doubles;
-            const std::size_t filled = i < n ? parts * count : 0;
-            if (filled != 0)
-                std::copy_n(as_doubles(a.row(i) + first), filled, row);
-            std::fill(row + filled, row + step_tile_doubles, 0.0);
+            double* const row = tile.first + place_of_row<T>(i, columns_of_tile);
+            for (std::size_t j = 0; j < count; ++j)
+                set_number(row + j * parts * step_row_block, i < n ? a(i, first + j) : T(0));
         }
     };
-    parallel_for(tile_count, rows * step_tile_doubles, fill_tile);
+    parallel_for(tile_count, rows * columns_of_tile * parts, fill_tile);
     for (std::size_t i = 0; i < n; ++i)
-        column[i] = a(i, 0);
+        set_number(&column[place_of_row<T>(i)], a(i, 0));
 }
 
 // β of column k, whose reflector becomes `next`.
 template <class T>
 T step_reducer<T>::reduce_column(std::size_t k, aligned_vector<T>& reflector)
 {
-    for (aligned_vector<T>* const ended : {&u, &x, &next})
-        std::fill(ended->begin() + block_of(k), ended->begin() + k, T(0));
-    aligned_vector<T> below(column.begin() + k, column.end());
+    for (aligned_vector<double>* const ended : {&u, &x, &next})
+        for (std::size_t i = block_of(k); i < k; ++i)
+            set_number(&(*ended)[place_of_row<T>(i)], T(0));
+    aligned_vector<T> below = uninitialized<T>(n - k);
+    for (std::size_t i = k; i < n; ++i)
+        below[i - k] = number_at(&column[place_of_row<T>(i)], T());
     if (is_zero_beyond_first(below)) {
-        std::fill(next.begin() + k, next.end(), T(0));
+        std::fill(next.begin() + parts * block_of(k), next.end(), 0.0);
         return below[0];
     }
     const T beta = householder_in_place(below);
-    std::copy(below.begin(), below.end(), next.begin() + k);
+    for (std::size_t i = k; i < n; ++i)
+        set_number(&next[place_of_row<T>(i)], below[i - k]);
     reflector = std::move(below);
     return beta;
 }
@@ -155,19 +164,16 @@ void step_reducer<T>::pass(std::size_t k, const F& run_tile)
     const std::size_t strips = strips_of(count);
     const std::size_t from = block_of(k);
     const auto run_strip = [&](std::size_t s) {
-        double* const sums = products.data() + s * parts * rows;
-        for (std::size_t p = 0; p < parts; ++p)
-            std::fill(sums + p * rows + from, sums + (p + 1) * rows, 0.0);
+        double* const sums = products.data() + parts * (s * rows + from);
+        std::fill_n(sums, parts * (rows - from), 0.0);
         for (std::size_t t = first + s * count / strips; t < first + (s + 1) * count / strips; ++t)
             run_tile(t, sums);
     };
-    const std::size_t doubles = (rows - from) * step_tile_doubles * count;
+    const std::size_t doubles = parts * (rows - from) * columns_of_tile * count;
     parallel_for(strips, parts * work_of_double() * doubles / strips, run_strip);
+    double* const sums = products.data() + parts * from;
     for (std::size_t s = 1; s < strips; ++s)
-        for (std::size_t p = 0; p < parts; ++p) {
-            double* const sums = products.data() + p * rows;
-            scaled_add_on(path, sums + from, sums + s * parts * rows + from, 1.0, rows - from);
-        }
+        scaled_add_on(path, sums, sums + s * parts * rows, 1.0, parts * (rows - from));
 }
 
 // The tile brought up to date, its part of y and of r, and its products with r.
@@ -175,40 +181,36 @@ template <class T>
 void step_reducer<T>::sweep_tile(std::size_t k, std::size_t t, double* sums)
 {
     const std::size_t from = block_of(k);
+    const std::size_t left = t * columns_of_tile;
     const step_tile tile = tile_from(t, from);
-    tile_lines with_next;
-    kernels.update(
-        tile,
-        {as_doubles(u.data() + from), as_doubles(x.data() + from), as_doubles(next.data() + from)},
-        {as_doubles(y.data() + t * columns_of_tile), as_doubles(v.data() + t * columns_of_tile),
-         parts * row_size},
-        with_next.data());
-    const tile_lines weights = take_row(k, t, with_next.data());
-    kernels.multiply(tile, weights.data(), sums + from, rows);
+    tile_row with_next;
+    kernels.update(tile, {&u[parts * from], &x[parts * from], &next[parts * from]},
+                   {as_doubles(y.data() + left), as_doubles(v.data() + left)},
+                   as_doubles(with_next.data()));
+    const tile_row weights = take_row(k, t, with_next);
+    kernels.multiply(tile, as_doubles(weights.data()), sums);
 }
 
 // A tile's part of y, from its products with `next`, and of r, which is returned as weights.
-// Columns up to k have ended.
 template <class T>
-typename step_reducer<T>::tile_lines step_reducer<T>::take_row(std::size_t k, std::size_t t,
-                                                               const double* sums)
+auto step_reducer<T>::take_row(std::size_t k, std::size_t t, const tile_row& with_next) -> tile_row
 {
     const std::size_t left = t * columns_of_tile;
-    const double* const row = tile_from(t, k).first;
-    double* const y_of_tile = as_doubles(y.data() + left);
-    tile_lines weights;
+    const T of_next = number_at(&next[place_of_row<T>(k)], T());
+    const double* const row = column_from(left, block_of(k)) + k % step_row_block;
+    T* const y_of_tile = y.data() + left;
+    tile_row weights;
     for (std::size_t j = 0; j < columns_of_tile; ++j) {
-        const T twice = 2.0 * adjoint_sum(sums, j, T());
-        set_factor(y_of_tile, parts * row_size, j, twice);
-        set_weight(weights.data(), j,
-                   conjugate(T(number_at(row, j, T()) - finite_product(next[k], twice))));
+        y_of_tile[j] = 2.0 * with_next[j];
+        weights[j] = conjugate(T(number_at(row + j * parts * step_row_block, T()) -
+                                 finite_product(of_next, y_of_tile[j])));
     }
-    for (std::size_t j = 0; left + j <= k && j < columns_of_tile; ++j) {
-        set_factor(y_of_tile, parts * row_size, j, T(0));
-        set_weight(weights.data(), j, T(0));
-    }
-    for (std::size_t j = left <= k ? k + 1 - left : 0; j < columns_of_tile && left + j < n; ++j)
-        r[left + j - k - 1] = conjugate(number_at(weights.data(), j, T()));
+    const std::size_t reduced = left <= k ? std::min(k + 1 - left, columns_of_tile) : 0;
+    std::fill_n(y_of_tile, reduced, T(0));
+    std::fill_n(weights.begin(), reduced, T(0));
+    const std::size_t end = std::min(columns_of_tile, n - left);
+    if (reduced < end)
+        std::copy(weights.begin() + reduced, weights.begin() + end, &r[left + reduced - k - 1]);
     return weights;
 }
 
@@ -217,30 +219,10 @@ template <class T>
 void step_reducer<T>::multiply_tile(std::size_t k, std::size_t t, double* sums)
 {
     const std::size_t left = t * columns_of_tile;
-    const std::size_t from = block_of(k);
-    tile_lines weights{};
+    tile_row weights{};
     for (std::size_t j = left <= k ? k + 1 - left : 0; j < columns_of_tile && left + j < n; ++j)
-        set_weight(weights.data(), j, r[left + j - k - 1]);
-    kernels.multiply(tile_from(t, from), weights.data(), sums + from, rows);
-}
-
-// Conjugated, from column k + 1 on, where the reflector begins.
-template <class T>
-void step_reducer<T>::set_v(std::size_t k, const aligned_vector<T>& reflector)
-{
-    double* const lines = as_doubles(v.data());
-    set_factor(lines, parts * row_size, k, T(0));
-    for (std::size_t j = k + 1; j < n; ++j)
-        set_factor(lines, parts * row_size, j, conjugate(reflector[j - k - 1]));
-}
-
-// Column k + 1, as the tiles have it.
-template <class T>
-void step_reducer<T>::take_column(std::size_t k)
-{
-    const double* const first = tile_from((k + 1) / columns_of_tile, 0).first;
-    for (std::size_t i = k + 1; i < n; ++i)
-        column[i] = number_at(first + i * step_tile_doubles, (k + 1) % columns_of_tile, T());
+        weights[j] = r[left + j - k - 1];
+    kernels.multiply(tile_from(t, block_of(k)), as_doubles(weights.data()), sums);
 }
 
 // x = 2·(A - u·yᵀ)·v with A·v = scale·(A·r - share·(the first column of A)), and the next column.
@@ -249,18 +231,22 @@ void step_reducer<T>::follow(std::size_t k, const aligned_vector<T>& reflector, 
                              double scale)
 {
     T along(0); // yᵀ·v
-    add_row_dots_on(path, &along, y.data() + k + 1, row_size, 1, reflector.data(), n - k - 1);
-    set_v(k, reflector);
-    take_column(k);
-    const T first_y = y[k + 1];
-    const T first_v = v[k + 1];
-    for (std::size_t i = k + 1; i < n; ++i) {
-        const T of_matrix = column[i];
-        const T with_r = product_at(products.data(), i, rows, T());
-        const T with_v = scale * T(with_r - finite_product(share_of_first, of_matrix));
-        x[i] = 2.0 * T(with_v - finite_product(next[i], along));
-        column[i] = of_matrix - finite_product(next[i], first_y) - finite_product(x[i], first_v);
-    }
+    add_row_dots_on(path, &along, y.data() + k + 1, y.size(), 1, reflector.data(), n - k - 1);
+    v[k] = T(0);
+    std::transform(reflector.begin(), reflector.end(), v.begin() + k + 1,
+                   [](const T& z) { return conjugate(z); });
+    const std::size_t from = block_of(k + 1);
+    const std::size_t at = parts * from;
+    kernels.follow({.in_tile = column_from(k + 1, from),
+                    .products = &products[at],
+                    .next = &next[at],
+                    .rows = rows - from},
+                   {.share_of_first = as_doubles(&share_of_first),
+                    .along = as_doubles(&along),
+                    .y = as_doubles(&y[k + 1]),
+                    .v = as_doubles(&v[k + 1]),
+                    .scale = scale},
+                   &x[at], &column[at]);
 }
 
 // The same where there is no right reflector.
@@ -268,11 +254,12 @@ template <class T>
 void step_reducer<T>::follow_identity(std::size_t k)
 {
     std::fill(v.begin(), v.end(), T(0));
-    take_column(k);
-    const T first_y = y[k + 1];
+    std::fill(x.begin(), x.end(), 0.0);
+    const double* const in_tile = column_from(k + 1, 0);
     for (std::size_t i = k + 1; i < n; ++i) {
-        x[i] = T(0);
-        column[i] -= finite_product(next[i], first_y);
+        const std::size_t at = place_of_row<T>(i);
+        const T entry = number_at(in_tile + place_of_row<T>(i, columns_of_tile), T());
+        set_number(&column[at], entry - finite_product(number_at(&next[at], T()), y[k + 1]));
     }
 }
 

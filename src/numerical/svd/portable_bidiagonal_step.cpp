@@ -6,9 +6,11 @@
 
 namespace numerical::detail {
 
-const bidiagonal_step_kernels real_step{update_tile<unfused_lanes, 1, 2, 2>,
-                                        multiply_tile<unfused_lanes, 1>};
-const bidiagonal_step_kernels complex_step{update_tile<unfused_lanes, 2, 1, 1>,
-                                           multiply_tile<unfused_lanes, 2>};
+const bidiagonal_step_kernels real_step{update_tile<real_numbers<unfused_lanes>, 1>,
+                                        multiply_tile<real_numbers<unfused_lanes>>,
+                                        follow_column<real_numbers<unfused_lanes>>};
+const bidiagonal_step_kernels complex_step{update_tile<complex_numbers<unfused_lanes>, 1>,
+                                           multiply_tile<complex_numbers<unfused_lanes>>,
+                                           follow_column<complex_numbers<unfused_lanes>>};
 
 } // namespace numerical::detail

@@ -3,9 +3,10 @@
 #include "numerical/aligned_vector.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
-#include "numerical/svd/bidiagonal_step_lines.hpp"
+#include "numerical/svd/bidiagonal_step_blocks.hpp"
 #include "sample.hpp"
 
+#include <array>
 #include <complex>
 #include <gtest/gtest.h>
 #include <vector>
@@ -34,12 +35,11 @@ std::vector<const bidiagonal_step_kernels*> kernels_for(complex)
     return all;
 }
 
-// A tile of small integers, whose products and sums are exact, and its factors.
+// Small integers, whose products and sums are exact, along the rows or along the columns.
 template <class T>
 struct step_case
 {
     static constexpr std::size_t columns = step_tile_columns<T>;
-    static constexpr std::size_t lines = step_parts<T> * step_tile_doubles;
 
     std::size_t rows;
     numerical::aligned_vector<T> tile = test::integer_vector<T>(rows * columns, 1, 9);
@@ -48,17 +48,30 @@ struct step_case
     numerical::aligned_vector<T> next = test::integer_vector<T>(rows, 4, 9);
     numerical::aligned_vector<T> y = test::integer_vector<T>(columns, 5, 9);
     numerical::aligned_vector<T> v = test::integer_vector<T>(columns, 6, 9);
-
-    std::vector<double> factors() const
-    {
-        std::vector<double> both(2 * lines);
-        for (std::size_t j = 0; j < columns; ++j) {
-            set_factor(both.data(), step_tile_doubles, j, y[j]);
-            set_factor(both.data() + lines, step_tile_doubles, j, v[j]);
-        }
-        return both;
-    }
 };
+
+// Rows of numbers in the blocks that the kernels take, and back.
+template <class T>
+std::vector<double> in_blocks(const numerical::aligned_vector<T>& of, std::size_t columns)
+{
+    std::vector<double> blocks(of.size() * step_parts<T>);
+    for (std::size_t i = 0; i < of.size() / columns; ++i)
+        for (std::size_t j = 0; j < columns; ++j)
+            set_number(&blocks[place_of_row<T>(i, columns) + j * step_parts<T> * step_row_block],
+                       of[i * columns + j]);
+    return blocks;
+}
+
+template <class T>
+numerical::aligned_vector<T> out_of_blocks(const std::vector<double>& blocks, std::size_t columns)
+{
+    numerical::aligned_vector<T> out(blocks.size() / step_parts<T>);
+    for (std::size_t i = 0; i < out.size() / columns; ++i)
+        for (std::size_t j = 0; j < columns; ++j)
+            out[i * columns + j] = number_at(
+                &blocks[place_of_row<T>(i, columns) + j * step_parts<T> * step_row_block], T());
+    return out;
+}
 
 template <class T>
 class bidiagonal_step : public testing::Test
@@ -73,9 +86,11 @@ TYPED_TEST(bidiagonal_step, updates_and_multiplies_by_the_next_reflector_exactly
     using T = TypeParam;
     for (const std::size_t rows : {8, 16, 40}) {
         const step_case<T> given{rows};
-        const std::vector<double> factors = given.factors();
+        const auto u = in_blocks<T>(given.u, 1);
+        const auto x = in_blocks<T>(given.x, 1);
+        const auto next = in_blocks<T>(given.next, 1);
         auto expected = given.tile;
-        std::vector<T> products(given.columns);
+        numerical::aligned_vector<T> products(given.columns);
         for (std::size_t i = 0; i < rows; ++i)
             for (std::size_t j = 0; j < given.columns; ++j) {
                 T& entry = expected[i * given.columns + j];
@@ -83,16 +98,13 @@ TYPED_TEST(bidiagonal_step, updates_and_multiplies_by_the_next_reflector_exactly
                 products[j] += conjugate(given.next[i]) * entry;
             }
         for (const bidiagonal_step_kernels* const kernels : kernels_for(T())) {
-            auto tile = given.tile;
-            std::vector<double> sums(given.lines, 7);
-            kernels->update({as_doubles(tile.data()), rows},
-                            {as_doubles(given.u.data()), as_doubles(given.x.data()),
-                             as_doubles(given.next.data())},
-                            {factors.data(), factors.data() + given.lines, step_tile_doubles},
-                            sums.data());
-            EXPECT_EQ(tile, expected);
-            for (std::size_t j = 0; j < given.columns; ++j)
-                EXPECT_EQ(adjoint_sum(sums.data(), j, T()), products[j]) << rows << ", " << j;
+            auto tile = in_blocks<T>(given.tile, given.columns);
+            numerical::aligned_vector<T> sums(given.columns, T(7));
+            kernels->update({tile.data(), rows}, {u.data(), x.data(), next.data()},
+                            {as_doubles(given.y.data()), as_doubles(given.v.data())},
+                            as_doubles(sums.data()));
+            EXPECT_EQ(out_of_blocks<T>(tile, given.columns), expected);
+            EXPECT_EQ(sums, products) << rows;
         }
     }
 }
@@ -102,26 +114,62 @@ TYPED_TEST(bidiagonal_step, adds_the_products_with_a_row_exactly)
     using T = TypeParam;
     for (const std::size_t rows : {8, 16, 40}) {
         const step_case<T> given{rows};
-        std::vector<double> weights(given.lines);
-        for (std::size_t j = 0; j < given.columns; ++j)
-            set_weight(weights.data(), j, given.y[j]);
-        const std::size_t stride = rows + 3;
+        const auto before = in_blocks<T>(given.tile, given.columns);
+        auto expected = given.x;
+        for (std::size_t i = 0; i < rows; ++i)
+            for (std::size_t j = 0; j < given.columns; ++j)
+                expected[i] += given.tile[i * given.columns + j] * given.y[j];
         for (const bidiagonal_step_kernels* const kernels : kernels_for(T())) {
-            auto tile = given.tile;
-            std::vector<double> products(2 * stride, 100);
-            kernels->multiply({as_doubles(tile.data()), rows}, weights.data(), products.data(),
-                              stride);
-            EXPECT_EQ(tile, given.tile);
-            for (std::size_t i = 0; i < rows; ++i) {
-                T expected =
-                    product_at(std::vector<double>(2 * stride, 100).data(), i, stride, T());
-                for (std::size_t j = 0; j < given.columns; ++j)
-                    expected += given.tile[i * given.columns + j] * given.y[j];
-                EXPECT_EQ(product_at(products.data(), i, stride, T()), expected)
-                    << rows << ", " << i;
+            auto tile = before;
+            auto products = in_blocks<T>(given.x, 1);
+            products.push_back(100);
+            kernels->multiply({tile.data(), rows}, as_doubles(given.y.data()), products.data());
+            EXPECT_EQ(tile, before);
+            EXPECT_EQ(products.back(), 100); // left alone
+            products.pop_back();
+            EXPECT_EQ(out_of_blocks<T>(products, 1), expected) << rows;
+        }
+    }
+}
+
+TYPED_TEST(bidiagonal_step, follows_a_column_of_a_tile_exactly)
+{
+    using T = TypeParam;
+    constexpr std::size_t at = 2; // the column
+    for (const std::size_t rows : {8, 16, 40}) {
+        const step_case<T> given{rows};
+        const auto tile = in_blocks<T>(given.tile, given.columns);
+        const auto products = in_blocks<T>(given.u, 1);
+        const auto next = in_blocks<T>(given.next, 1);
+        const auto [share, along, y, v] =
+            std::array{given.y[0], given.y[1], given.v[0], given.v[1]};
+        constexpr double scale = 0.5;
+        numerical::aligned_vector<T> expected_x(rows);
+        numerical::aligned_vector<T> expected_column(rows);
+        for (std::size_t i = 0; i < rows; ++i) {
+            const T entry = given.tile[i * given.columns + at];
+            expected_x[i] = 2.0 * (scale * (given.u[i] - share * entry) - along * given.next[i]);
+            expected_column[i] = entry - y * given.next[i] - v * expected_x[i];
+        }
+        for (const bidiagonal_step_kernels* const kernels : kernels_for(T())) {
+            std::vector<double> x(rows * step_parts<T> + 1, 100);
+            auto column = x;
+            kernels->follow({.in_tile = tile.data() + at * step_parts<T> * step_row_block,
+                             .products = products.data(),
+                             .next = next.data(),
+                             .rows = rows},
+                            {.share_of_first = as_doubles(&share),
+                             .along = as_doubles(&along),
+                             .y = as_doubles(&y),
+                             .v = as_doubles(&v),
+                             .scale = scale},
+                            x.data(), column.data());
+            for (std::vector<double>* const out : {&x, &column}) {
+                EXPECT_EQ(out->back(), 100); // left alone
+                out->pop_back();
             }
-            for (std::size_t i = rows; i < stride; ++i)
-                EXPECT_EQ(products[i], 100); // left alone
+            EXPECT_EQ(out_of_blocks<T>(x, 1), expected_x) << rows;
+            EXPECT_EQ(out_of_blocks<T>(column, 1), expected_column) << rows;
         }
     }
 }

@@ -2,7 +2,7 @@
 
 #include "numerical/aligned_vector.hpp"
 #include "numerical/scalar.hpp"
-#include "numerical/svd/bidiagonal_step_lines.hpp"
+#include "numerical/svd/bidiagonal_step_blocks.hpp"
 #include "paths.hpp"
 #include "svd_cases.hpp"
 
@@ -167,7 +167,7 @@ TYPED_TEST(bidiagonal_steps, have_the_same_bits_on_any_number_of_threads)
     using T = TypeParam;
     constexpr std::size_t tile =
         step_tile_columns<T>; // passes have two strips, then four and eight
-    for (const std::size_t n : {tile, tile + 1, std::size_t{100}, 32 * tile + 1, 64 * tile + 1}) {
+    for (const std::size_t n : {tile, tile + 1, std::size_t{100}, 64 * tile + 1, 128 * tile + 1}) {
         const auto a = test::random_matrix<T>(n, n, 6);
         const auto on = [&](std::size_t threads) {
             const test::thread_limit limit(threads);
