@@ -25,7 +25,7 @@ constexpr std::size_t dqds_steps_per_value = 30;
 template <class T>
 detail::bidiagonal_entries bidiagonal_form(aligned_vector<T> a, std::size_t n)
 {
-    if (n >= detail::two_stage_order) {
+    if (n >= detail::two_stage_order<T>) {
         auto band = detail::reduce_to_band(std::move(a), n, detail::band_width_of_order(n));
         return detail::narrow_band(band);
     }

@@ -81,7 +81,7 @@ TYPED_TEST(upper_bands, are_as_narrow_as_asked)
 
 TYPED_TEST(upper_bands, give_the_values_beyond_the_crossovers)
 {
-    const std::size_t first = two_stage_order;
+    const std::size_t first = two_stage_order<TypeParam>;
     for (const std::size_t n : {first - 1, first, first + 1, std::size_t{799}, std::size_t{800}}) {
         auto expected = test::geometric_values(n, 3);
         const auto a = test::with_values<TypeParam>(n, n, expected, 12);
