@@ -53,28 +53,26 @@ void for_each_strip(std::size_t n, std::size_t work, const F& pass)
     parallel_for(strips, strip_rows * (n / 2) * work / 4, pass_strip);
 }
 
-// Of rows [from, to). The diagonal of the matrix that is decomposed is real.
+// Of row i up to the diagonal, which is real in the matrix that is decomposed.
 template <class T>
-double largest_of_rows(const matrix<T>& a, std::size_t from, std::size_t to)
+double larger_in_lower_row(double largest, const T* row, std::size_t i)
 {
-    double largest = 0;
-    for (std::size_t i = from; i < to; ++i) {
-        const T* const row = a.data.data() + i * a.cols;
-        largest = larger_in_row(largest, row, i);
-        largest = larger_modulus(largest, real_part(row[i]));
-    }
-    return largest;
+    return larger_modulus(larger_in_row(largest, row, i), real_part(row[i]));
 }
 
-// A strip is checked and searched while it is in cache.
+// A row is checked and searched while it is in L1.
 template <class T>
-double largest_of_finite_lower(const matrix<T>& a, const char* operation)
+double largest_of_finite_lower(block_view<const T> a, const char* operation)
 {
-    constexpr std::size_t quarters_to_read = 2 * sizeof(T) / sizeof(double);
+    const std::size_t quarters = (short_loops_pay() ? 8 : 2) * sizeof(T) / sizeof(double);
     std::vector<double> largest(ceil_div(a.rows, strip_rows));
-    for_each_strip(a.rows, quarters_to_read, [&](std::size_t from, std::size_t to) {
-        require_finite_lower(a, from, to, operation);
-        largest[from / strip_rows] = largest_of_rows(a, from, to);
+    for_each_strip(a.rows, quarters, [&](std::size_t from, std::size_t to) {
+        double of_strip = 0;
+        for (std::size_t i = from; i < to; ++i) {
+            require_finite_lower(a, i, i + 1, operation);
+            of_strip = larger_in_lower_row(of_strip, a.row(i), i);
+        }
+        largest[from / strip_rows] = of_strip;
     });
     return std::accumulate(largest.begin(), largest.end(), 0.0,
                            [](double x, double y) { return std::max(x, y); });
@@ -83,7 +81,7 @@ double largest_of_finite_lower(const matrix<T>& a, const char* operation)
 } // namespace
 
 template <class T>
-double checked_scale(const matrix<T>& a, const char* operation, const char* not_square)
+double checked_scale(block_view<const T> a, const char* operation, const char* not_square)
 {
     if (a.rows != a.cols)
         throw dimension_error(not_square);
@@ -91,13 +89,13 @@ double checked_scale(const matrix<T>& a, const char* operation, const char* not_
     return largest == 0 ? 1.0 : std::min(largest, std::numeric_limits<double>::max());
 }
 
-double checked_scale(const matrix<double>& a)
+double checked_scale(block_view<const double> a)
 {
     return checked_scale(a, "symmetric eigendecomposition",
                          "symmetric eigendecomposition requires a square matrix");
 }
 
-double checked_scale(const matrix<complex>& a)
+double checked_scale(block_view<const complex> a)
 {
     return checked_scale(a, "Hermitian eigendecomposition",
                          "Hermitian eigendecomposition requires a square matrix");
@@ -117,8 +115,8 @@ void scale_lower(matrix<T>& a, double scale)
     });
 }
 
-template double checked_scale(const matrix<double>&, const char*, const char*);
-template double checked_scale(const matrix<complex>&, const char*, const char*);
+template double checked_scale(block_view<const double>, const char*, const char*);
+template double checked_scale(block_view<const complex>, const char*, const char*);
 template void scale_lower(matrix<double>&, double);
 template void scale_lower(matrix<complex>&, double);
 

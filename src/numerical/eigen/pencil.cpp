@@ -35,7 +35,8 @@ int exponent_of(const matrix<T>& a)
 {
     constexpr int greatest = 1000;
     int exponent = 0;
-    std::frexp(detail::checked_scale(a, operation, not_square), &exponent);
+    const block_view<const T> all{a.data.data(), a.rows, a.cols};
+    std::frexp(detail::checked_scale(all, operation, not_square), &exponent);
     return std::clamp(exponent / 2 * 2, -greatest, greatest);
 }
 

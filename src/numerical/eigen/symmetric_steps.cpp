@@ -5,6 +5,7 @@
 #include "numerical/eigen/symmetric_column.hpp"
 #include "numerical/eigen/symmetric_step.hpp"
 #include "numerical/factor/reflector.hpp"
+#include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
@@ -113,7 +114,7 @@ template <class T>
 class step_reducer
 {
 public:
-    explicit step_reducer(block_view<T> lower);
+    step_reducer(block_view<const T> lower, double scale);
 
     // Column k: d[k] is returned and sub[k] set, and the reflector if it is wanted.
     double reduce_column(std::size_t k, aligned_vector<T>* reflector, T& sub);
@@ -150,10 +151,10 @@ private:
     }
 };
 
-// The mirrored triangle; the blocks at the diagonal whole. Each index writes the rows of a tile,
-// and threads mostly those of their strips.
+// The mirrored triangle, divided by the scale; the blocks at the diagonal whole. Each index writes
+// the rows of a tile, and threads mostly those of their strips.
 template <class T>
-step_reducer<T>::step_reducer(block_view<T> lower)
+step_reducer<T>::step_reducer(block_view<const T> lower, double scale)
     : run_step(kernel_of(gemm_path_current(), T())),
       kernels(column_kernels_of(gemm_path_current(), T())), n(lower.rows),
       padded(round_up(n, step_block)), stride(spread_stride<T>(padded)),
@@ -162,10 +163,15 @@ step_reducer<T>::step_reducer(block_view<T> lower)
 {
     constexpr std::size_t tile = 32;
     const block_view<T> rows{upper.data(), padded, padded, stride};
+    const int path = gemm_path_current();
     const auto mirror_tile = [&](std::size_t t) {
         const std::size_t from = t * tile;
         const std::size_t to = std::min(from + tile, n);
         adjoint_into<T>(rows.sub(from, to, from, n), lower.sub(from, n, from, to));
+        for (std::size_t i = from; i < to; ++i) {
+            divide_row(path, as_doubles(rows.row(i) + i), scale, parts<T> * (n - i));
+            rows(i, i) = real_part(rows(i, i));
+        }
         for (std::size_t i = from; i < round_up(to, step_block); ++i) {
             const std::size_t block = block_of(i);
             for (std::size_t j = block; j < std::min(i, n); ++j)
@@ -266,17 +272,19 @@ double step_reducer<T>::reduce_column(std::size_t k, aligned_vector<T>* reflecto
 } // namespace
 
 template <class T>
-void reduce_by_steps(block_view<T> a, aligned_vector<T>* reflectors, T* sub)
+void reduce_by_steps(block_view<const std::type_identity_t<T>> lower, double scale,
+                     aligned_vector<T>* reflectors, double* d, T* sub)
 {
-    const std::size_t n = a.rows;
-    step_reducer<T> steps(a);
+    const std::size_t n = lower.rows;
+    step_reducer<T> steps(lower, scale);
     for (std::size_t k = 0; k + 1 < n; ++k)
-        a(k, k) =
-            steps.reduce_column(k, reflectors == nullptr ? nullptr : reflectors + k + 1, sub[k]);
-    a(n - 1, n - 1) = steps.last_entry();
+        d[k] = steps.reduce_column(k, reflectors == nullptr ? nullptr : reflectors + k + 1, sub[k]);
+    d[n - 1] = steps.last_entry();
 }
 
-template void reduce_by_steps(block_view<double>, aligned_vector<double>*, double*);
-template void reduce_by_steps(block_view<complex>, aligned_vector<complex>*, complex*);
+template void reduce_by_steps(block_view<const double>, double, aligned_vector<double>*, double*,
+                              double*);
+template void reduce_by_steps(block_view<const complex>, double, aligned_vector<complex>*, double*,
+                              complex*);
 
 } // namespace numerical::detail

@@ -9,6 +9,7 @@
 #include "numerical/gemm/block_view.hpp"
 
 #include <cstddef>
+#include <type_traits>
 #include <vector>
 
 namespace numerical::detail {
@@ -19,10 +20,12 @@ namespace numerical::detail {
 constexpr std::size_t least_order_of_two_strips = 160;
 constexpr std::size_t least_order_of_four_strips = 640;
 
-// Of a, by its lower triangle. As in tridiagonal_reduction: reflectors[k + 1] annihilates column k
-// below the subdiagonal and stays empty where there is nothing to annihilate; a null `reflectors`
-// keeps none. The diagonal is left in a, the subdiagonal in sub[0 .. order - 1).
+// Of A/scale, A being given by its lower triangle, which is only read. As in tridiagonal_reduction:
+// reflectors[k + 1] annihilates column k below the subdiagonal and stays empty where there is
+// nothing to annihilate; a null `reflectors` keeps none. d receives the diagonal, sub[0 .. order -
+// 1) the subdiagonal.
 template <class T>
-void reduce_by_steps(block_view<T> a, aligned_vector<T>* reflectors, T* sub);
+void reduce_by_steps(block_view<const std::type_identity_t<T>> lower, double scale,
+                     aligned_vector<T>* reflectors, double* d, T* sub);
 
 } // namespace numerical::detail

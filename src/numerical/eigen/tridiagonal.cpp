@@ -239,12 +239,14 @@ void reducer<T>::update_trailing(std::size_t to, std::size_t count)
     parallel_for(strips, strip_work<T>(t, depth), update_strip);
 }
 
-// The subdiagonal as it is, or, if complex, by its moduli with the phases that make it so.
+// The subdiagonal as it is, or, if complex, by its moduli with the phases that make it so, and a
+// last 0.
 void make_real(const aligned_vector<double>& sub, aligned_vector<double>& phases,
                aligned_vector<double>& e)
 {
     std::fill(phases.begin(), phases.end(), 1.0);
     std::copy(sub.begin(), sub.end() - 1, e.begin());
+    e.back() = 0;
 }
 
 void make_real(const aligned_vector<complex>& sub, aligned_vector<complex>& phases,
@@ -255,13 +257,13 @@ void make_real(const aligned_vector<complex>& sub, aligned_vector<complex>& phas
         phases[i + 1] = std::conj(phase_of(sub[i])) * phases[i];
         e[i] = std::abs(sub[i]);
     }
+    e.back() = 0;
 }
 
-// Panels, then steps. The diagonal is left in a. The reflectors of steps are kept only where
-// `of_steps` points to the list's.
+// Panels, then steps.
 template <class T>
 void reduce_columns(aligned_vector<T>& a, std::size_t n, reduction_form form,
-                    std::vector<aligned_vector<T>>& reflectors, aligned_vector<T>* of_steps,
+                    std::vector<aligned_vector<T>>& reflectors, aligned_vector<double>& d,
                     aligned_vector<T>& sub)
 {
     const bool fastest = form == reduction_form::fastest;
@@ -273,20 +275,12 @@ void reduce_columns(aligned_vector<T>& a, std::size_t n, reduction_form form,
         for (; from < n - 1 && n - from > by_steps; from += panel)
             columns.reduce_panel(from, std::min(from + panel, n - 1));
     }
-    if (from + 1 < n && by_steps != 0)
-        reduce_by_steps<T>({&a[from * n + from], n - from, n - from, n},
-                           of_steps == nullptr ? nullptr : of_steps + from, sub.data() + from);
-}
-
-template <class T>
-void take_diagonals(const aligned_vector<T>& a, const aligned_vector<T>& sub,
-                    aligned_vector<T>& phases, aligned_vector<double>& d, aligned_vector<double>& e)
-{
-    const std::size_t n = sub.size();
-    for (std::size_t i = 0; i < n; ++i)
+    const bool is_left = from < n && by_steps != 0;
+    for (std::size_t i = 0; i < (is_left ? from : n); ++i)
         d[i] = real_part(a[i * n + i]);
-    e[n - 1] = 0;
-    make_real(sub, phases, e);
+    if (is_left)
+        reduce_by_steps<T>({&a[from * n + from], n - from, n - from, n}, 1, &reflectors[from],
+                           &d[from], &sub[from]);
 }
 
 } // namespace
@@ -298,20 +292,19 @@ tridiagonal_reduction<T> tridiagonalize(aligned_vector<T>& a, std::size_t n,
 {
     tridiagonal_reduction<T> reduction{std::vector<aligned_vector<T>>(n), aligned_vector<T>(n)};
     aligned_vector<T> sub(n);
-    reduce_columns(a, n, form, reduction.reflectors, reduction.reflectors.data(), sub);
-    take_diagonals(a, sub, reduction.phases, d, e);
+    reduce_columns(a, n, form, reduction.reflectors, d, sub);
+    make_real(sub, reduction.phases, e);
     return reduction;
 }
 
 template <class T>
-void tridiagonalize_for_values(aligned_vector<T>& a, std::size_t n, aligned_vector<double>& d,
-                               aligned_vector<double>& e)
+void tridiagonalize_for_values(block_view<const std::type_identity_t<T>> lower, double scale,
+                               aligned_vector<double>& d, aligned_vector<double>& e)
 {
-    std::vector<aligned_vector<T>> of_panels(n);
-    aligned_vector<T> sub(n);
-    aligned_vector<T> phases(n);
-    reduce_columns<T>(a, n, reduction_form::fastest, of_panels, nullptr, sub);
-    take_diagonals(a, sub, phases, d, e);
+    aligned_vector<T> sub(lower.rows);
+    aligned_vector<T> phases(lower.rows);
+    reduce_by_steps<T>(lower, scale, nullptr, d.data(), sub.data());
+    make_real(sub, phases, e);
 }
 
 template tridiagonal_reduction<double> tridiagonalize(aligned_vector<double>&, std::size_t,
@@ -320,9 +313,9 @@ template tridiagonal_reduction<double> tridiagonalize(aligned_vector<double>&, s
 template tridiagonal_reduction<complex> tridiagonalize(aligned_vector<complex>&, std::size_t,
                                                        aligned_vector<double>&,
                                                        aligned_vector<double>&, reduction_form);
-template void tridiagonalize_for_values(aligned_vector<double>&, std::size_t,
-                                        aligned_vector<double>&, aligned_vector<double>&);
-template void tridiagonalize_for_values(aligned_vector<complex>&, std::size_t,
-                                        aligned_vector<double>&, aligned_vector<double>&);
+template void tridiagonalize_for_values<double>(block_view<const double>, double,
+                                                aligned_vector<double>&, aligned_vector<double>&);
+template void tridiagonalize_for_values<complex>(block_view<const complex>, double,
+                                                 aligned_vector<double>&, aligned_vector<double>&);
 
 } // namespace numerical::detail

@@ -12,6 +12,7 @@
 // time without panels.
 
 #include "numerical/aligned_vector.hpp"
+#include "numerical/strided/block_view.hpp"
 
 #include <cstddef>
 #include <type_traits>
@@ -69,10 +70,11 @@ tridiagonal_reduction<T> tridiagonalize(aligned_vector<T>& a, std::size_t n,
                                         aligned_vector<double>& d, aligned_vector<double>& e,
                                         reduction_form form = reduction_form::fixed);
 
-// The same in the fastest form, of which no reflectors are left.
+// Of A/scale, A being given by its lower triangle, which is only read: by steps, and without
+// reflectors.
 template <class T>
-void tridiagonalize_for_values(aligned_vector<T>& a, std::size_t n, aligned_vector<double>& d,
-                               aligned_vector<double>& e);
+void tridiagonalize_for_values(block_view<const std::type_identity_t<T>> lower, double scale,
+                               aligned_vector<double>& d, aligned_vector<double>& e);
 
 // The n × n basis B by rows: an eigenvector of the tridiagonal matrix, as a row z, gives the
 // matrix's as the row z·B.

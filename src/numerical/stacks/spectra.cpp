@@ -59,7 +59,7 @@ void stacks::eigenvalues(std::size_t count, const matrix_stack<T>& a, double* va
     require_square(a);
     first_failure failures;
     detail::run_one_by_one(count, work_of_spectrum(a), failures, [&](std::size_t i) {
-        const aligned_vector<double> found = numerical::eigenvalues(a.copy_of(i));
+        const aligned_vector<double> found = numerical::eigenvalues_of(a.at(i), a.rows);
         std::copy(found.begin(), found.end(), values + i * a.rows);
     });
     failures.rethrow();

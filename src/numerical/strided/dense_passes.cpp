@@ -209,10 +209,11 @@ double largest_finite_part(const T* first, std::size_t count, const char* prefix
 }
 
 template <class T>
-void require_finite_lower(const matrix<T>& a, std::size_t from, std::size_t to, const char* prefix)
+void require_finite_lower(block_view<const T> a, std::size_t from, std::size_t to,
+                          const char* prefix)
 {
     for (std::size_t i = from; i < to; ++i)
-        if (!all_finite(as_doubles(a.data.data() + i * a.cols), (i + 1) * parts_of<T>))
+        if (!all_finite(as_doubles(a.row(i)), (i + 1) * parts_of<T>))
             throw_non_finite(prefix);
 }
 
@@ -232,8 +233,8 @@ template void require_finite(const matrix<double>&, const char*);
 template void require_finite(const matrix<std::complex<double>>&, const char*);
 template double largest_finite_part(const double*, std::size_t, const char*);
 template double largest_finite_part(const std::complex<double>*, std::size_t, const char*);
-template void require_finite_lower(const matrix<double>&, std::size_t, std::size_t, const char*);
-template void require_finite_lower(const matrix<std::complex<double>>&, std::size_t, std::size_t,
+template void require_finite_lower(block_view<const double>, std::size_t, std::size_t, const char*);
+template void require_finite_lower(block_view<const std::complex<double>>, std::size_t, std::size_t,
                                    const char*);
 
 } // namespace numerical::detail

@@ -45,6 +45,7 @@ double largest_finite_part(const T* first, std::size_t count, const char* prefix
 // The error of require_finite for rows [from, to) of the lower triangle of a square matrix, on the
 // calling thread; elements above the diagonal aren't read.
 template <class T>
-void require_finite_lower(const matrix<T>& a, std::size_t from, std::size_t to, const char* prefix);
+void require_finite_lower(block_view<const T> a, std::size_t from, std::size_t to,
+                          const char* prefix);
 
 } // namespace numerical::detail

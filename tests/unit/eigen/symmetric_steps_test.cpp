@@ -10,6 +10,7 @@
 #include <complex>
 #include <gtest/gtest.h>
 #include <limits>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -19,17 +20,19 @@ using namespace numerical::detail;
 template <class T>
 struct stepped
 {
-    numerical::aligned_vector<T> a;
+    numerical::aligned_vector<double> d;
     std::vector<numerical::aligned_vector<T>> reflectors;
     numerical::aligned_vector<T> sub;
 };
 
 template <class T>
-stepped<T> reduce(numerical::aligned_vector<T> a, std::size_t n, std::size_t stride)
+stepped<T> reduce(const numerical::aligned_vector<T>& a, std::size_t n, std::size_t stride,
+                  double scale = 1)
 {
-    stepped<T> result{std::move(a), std::vector<numerical::aligned_vector<T>>(n),
+    stepped<T> result{numerical::aligned_vector<double>(n),
+                      std::vector<numerical::aligned_vector<T>>(n),
                       numerical::aligned_vector<T>(n)};
-    reduce_by_steps<T>({result.a.data(), n, n, stride}, result.reflectors.data(),
+    reduce_by_steps<T>({a.data(), n, n, stride}, scale, result.reflectors.data(), result.d.data(),
                        result.sub.data());
     return result;
 }
@@ -55,8 +58,33 @@ TYPED_TEST(symmetric_steps, read_the_lower_triangle_alone)
         const auto found = reduce(lower, n, stride);
         EXPECT_EQ(found.sub, expected.sub) << n;
         EXPECT_EQ(found.reflectors, expected.reflectors) << n;
-        for (std::size_t i = 0; i < n; ++i)
-            EXPECT_EQ(found.a[i * stride + i], expected.a[i * n + i]) << n;
+        EXPECT_EQ(found.d, expected.d) << n;
+    }
+}
+
+TYPED_TEST(symmetric_steps, divide_by_the_scale_and_drop_imaginary_parts_on_the_diagonal)
+{
+    using T = TypeParam;
+    constexpr double scale = 12.25;
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const std::size_t n : {1, 2, 9, 33, 65, 260}) {
+            auto given = test::random_hermitian<T>(n, 4).data;
+            auto divided = given;
+            for (T& element : divided)
+                element /= scale;
+            if constexpr (!std::is_same_v<T, double>)
+                for (std::size_t i = 0; i < n; ++i)
+                    given[i * n + i] += T(0, 3);
+            const auto expected = reduce(divided, n, n);
+            for (const std::size_t threads : test::thread_counts) {
+                const test::thread_limit some(threads);
+                const auto found = reduce(given, n, n, scale);
+                EXPECT_EQ(found.d, expected.d) << n << ", path " << path;
+                EXPECT_EQ(found.sub, expected.sub) << n << ", path " << path;
+                EXPECT_EQ(found.reflectors, expected.reflectors) << n << ", path " << path;
+            }
+        }
     }
 }
 
@@ -66,11 +94,11 @@ TYPED_TEST(symmetric_steps, give_the_same_without_keeping_reflectors)
     for (const std::size_t n : {2, 9, 40, 300}) {
         const auto full = test::random_hermitian<T>(n, 8);
         const auto expected = reduce(full.data, n, n);
-        auto a = full.data;
+        numerical::aligned_vector<double> d(n);
         numerical::aligned_vector<T> sub(n);
-        reduce_by_steps<T>({a.data(), n, n, n}, nullptr, sub.data());
+        reduce_by_steps<T>({full.data.data(), n, n, n}, 1, nullptr, d.data(), sub.data());
         EXPECT_EQ(sub, expected.sub) << n;
-        EXPECT_EQ(a, expected.a) << n;
+        EXPECT_EQ(d, expected.d) << n;
     }
 }
 
@@ -91,7 +119,7 @@ TYPED_TEST(symmetric_steps, leave_what_is_zero_already)
                 a.data[i * n + j] = 0;
         const auto kept = reduce(a.data, n, n);
         for (std::size_t i = 0; i < n; ++i) {
-            EXPECT_EQ(kept.a[i * n + i], a.data[i * n + i]);
+            EXPECT_EQ(kept.d[i], real_part(a.data[i * n + i]));
             EXPECT_EQ(kept.sub[i], TypeParam(0));
             EXPECT_TRUE(kept.reflectors[i].empty());
         }
@@ -115,7 +143,7 @@ TYPED_TEST(symmetric_steps, reflect_columns_of_any_size)
                 square += std::norm(each);
             EXPECT_NEAR(square, found.reflectors[i].empty() ? 0.0 : 1.0, 1e-14) << i;
         }
-        EXPECT_TRUE(std::isfinite(real_part(found.a[n * n - 1])));
+        EXPECT_TRUE(std::isfinite(found.d[n - 1]));
     }
 }
 

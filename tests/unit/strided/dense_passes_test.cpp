@@ -63,15 +63,16 @@ TEST(require_finite, reads_all_and_the_lower_form_only_the_triangle)
 {
     using namespace numerical::detail;
     const numerical::matrix<double> above(2, 2, {1, nan, 3, 4});
-    EXPECT_NO_THROW(require_finite_lower(above, 0, 2, "X"));
+    EXPECT_NO_THROW(require_finite_lower<double>({above.data.data(), 2, 2}, 0, 2, "X"));
     EXPECT_EQ(text_thrown_by<numerical::non_finite_error>([&] { require_finite(above, "X"); }),
               "X: the matrix holds an infinite or NaN entry");
     const numerical::matrix<std::complex<double>> below(
         2, 2, {1, 2, {3, std::numeric_limits<double>::infinity()}, 4});
+    const block_view<const std::complex<double>> of_below{below.data.data(), 2, 2};
     EXPECT_EQ(text_thrown_by<numerical::non_finite_error>(
-                  [&] { require_finite_lower(below, 0, 2, "Y"); }),
+                  [&] { require_finite_lower(of_below, 0, 2, "Y"); }),
               "Y: the matrix holds an infinite or NaN entry");
-    EXPECT_NO_THROW(require_finite_lower(below, 0, 1, "Y"));
+    EXPECT_NO_THROW(require_finite_lower(of_below, 0, 1, "Y"));
     EXPECT_NO_THROW(require_finite(numerical::matrix<double>(0, 3, {}), "X"));
 }
 
