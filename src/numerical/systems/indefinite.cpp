@@ -10,7 +10,6 @@
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/runtime/parallel_for.hpp"
 #include "numerical/scalar.hpp"
-#include "numerical/spread_stride.hpp"
 #include "numerical/storage.hpp"
 #include "numerical/strided/dense_passes.hpp"
 #include "numerical/strided/spread_rows.hpp"
@@ -49,12 +48,7 @@ class rook_factorization
 {
 public:
     rook_factorization(block_view<T> array, indefinite_decomposition<T>& factors)
-        : triangles(array), result(factors), kind(factors.kind), n(array.rows),
-          panel(array, panel_width, factors),
-          store(uninitialized<T>((panel_width + 1) * spread_stride<T>(n))), minus_w{
-                                                                                store.data(),
-                                                                                panel_width + 1, n,
-                                                                                spread_stride<T>(n)}
+        : triangles(array), kind(factors.kind), n(array.rows), panel(array, panel_width, factors)
     {
     }
 
@@ -63,12 +57,9 @@ public:
 private:
     int path = gemm_path_current();
     block_view<T> triangles; // the trailing matrix above, L below (rook_panel.hpp)
-    const indefinite_decomposition<T>& result;
     symmetry kind;
     std::size_t n;
     rook_panel<T> panel;
-    aligned_vector<T> store;
-    block_view<T> minus_w; // of the panel whose update runs, columns lying as rows, mirrored
     std::size_t first = 0; // columns of A [first, last) are the panel
     std::size_t last = 0;
 
@@ -79,8 +70,6 @@ private:
     std::size_t cleared = 0;
 
     trailing_pieces pieces;
-
-    void prepare_operands(std::size_t from, std::size_t to);
 
     T mirrored(const T& z) const { return kind == symmetry::hermitian ? conjugate(z) : z; }
 
@@ -95,33 +84,6 @@ private:
     void complete_finished_beside(const F& call);
     void update_trailing_matrix();
 };
-
-// The panel's columns of L in the rows [from, to), which lie after its own, and its -W there.
-template <class T>
-void rook_factorization<T>::prepare_operands(std::size_t from, std::size_t to)
-{
-    const std::size_t width = last - first;
-    transpose_into(triangles.sub(from, to, first, last), panel.l.sub(0, width, from, to));
-    const auto subtract_from_zero = [&](std::size_t s, std::size_t of_l, const auto& factors) {
-        T* const column = minus_w.row(s) + from;
-        set_zero(column, to - from);
-        subtract_products_on(path, column, factors.data(), panel.l.row(of_l) + from, panel.l.stride,
-                             factors.size(), to - from);
-        if (kind == symmetry::hermitian)
-            conjugate_all(column, to - from);
-    };
-    for (std::size_t s = 0; s < width; ++s) {
-        const T d = result.diagonal[first + s];
-        const T f = result.below[first + s];
-        if (f == T(0)) {
-            subtract_from_zero(s, s, std::array{d});
-            continue;
-        }
-        subtract_from_zero(s, s, std::array{d, f});
-        ++s;
-        subtract_from_zero(s, s - 1, std::array{mirrored(f), result.diagonal[first + s]});
-    }
-}
 
 // Subtracts L·Wᴴ from a piece. Bands of the block on the diagonal leave out most of what lies below
 // it.
@@ -146,7 +108,7 @@ void rook_factorization<T>::subtract_product(const strip_piece& part, std::size_
 {
     const std::size_t end = strip_end(part.column, n);
     add_product<T>(triangles.sub(part.row, part.last_row, first, last),
-                   minus_w.sub(0, last - first, from, end),
+                   panel.minus_w.sub(0, last - first, from, end),
                    triangles.sub(part.row, part.last_row, from, end));
 }
 
@@ -246,11 +208,13 @@ void rook_factorization<T>::complete_finished_beside(const F& call)
 template <class T>
 void rook_factorization<T>::update_trailing_matrix()
 {
-    const auto prepare_group = [&](std::size_t g) {
+    const auto transpose_group = [&](std::size_t g) {
         const std::size_t from = last + g * group_rows;
-        prepare_operands(from, std::min(from + group_rows, n));
+        const std::size_t to = std::min(from + group_rows, n);
+        transpose_into(triangles.sub(from, to, first, last),
+                       panel.l.sub(0, last - first, from, to));
     };
-    parallel_for(ceil_div(n - last, group_rows), 16 * group_rows * (last - first), prepare_group);
+    parallel_for(ceil_div(n - last, group_rows), 16 * group_rows * (last - first), transpose_group);
     pieces.cut(last, n);
     keep_triangle();
     const auto update_share = [&](std::size_t i) {
@@ -353,7 +317,7 @@ double take_lower(block_view<const T> a, symmetry kind, block_view<T> triangles)
         const auto turn_into = kind == symmetry::hermitian ? adjoint_into<T> : transpose_into<T>;
         turn_into(triangles.sub(0, to, from, to), a.sub(from, to, 0, to));
     };
-    parallel_for(groups, n * group_rows / 4, take_group);
+    parallel_for(groups, 2 * n * group_rows, take_group);
     return greatest_sum(n, sums);
 }
 

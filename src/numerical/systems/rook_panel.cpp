@@ -1,7 +1,6 @@
 #include "numerical/systems/rook_panel.hpp"
 
 #include "numerical/factor/lu_panel.hpp"
-#include "numerical/factor/triangular.hpp"
 #include "numerical/gemm/kernels/scale.hpp"
 #include "numerical/gemm/vector_dispatch.hpp"
 #include "numerical/scalar.hpp"
@@ -9,7 +8,9 @@
 #include "numerical/systems/moduli.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <numeric>
 #include <type_traits>
 #include <utility>
@@ -32,15 +33,16 @@ bool may_be_inverted(const T& divisor)
     return size >= least_inverted && size <= greatest_inverted;
 }
 
-// quotients := column/d. Zero divides only zeros, or a NaN that overflow has left.
+// L := w/d. Zero divides only zeros, or a NaN that overflow has left.
 template <class T>
-void divide_column(int path, T* quotients, const T* column, const T& d, std::size_t count)
+void divide_column(int path, block_quotients<T> block, const T& d, std::size_t count)
 {
-    if (d == T(0) || may_be_inverted(d)) {
-        set_zero(quotients, count);
-        subtract_scaled_on(path, quotients, column, d == T(0) ? d : T(-1) / d, count);
-    } else {
-        std::copy_n(column, count, quotients);
+    const bool is_quotient = d != T(0) && !may_be_inverted(d);
+    block.minus_inverse[0][0] = is_quotient || d == T(0) ? T(0) : T(-1) / d;
+    divide_by_block_on(path, block, count);
+    if (is_quotient) {
+        T* const quotients = reinterpret_cast<T*>(block.l[0]);
+        std::copy_n(reinterpret_cast<const T*>(block.w[0]), count, quotients);
         divide_row(path, quotients, d, count);
     }
 }
@@ -54,21 +56,25 @@ struct column_difference
     const T* y;
 };
 
-// quotients := numerators/divisor.
+// quotients := numerators/divisor, where the divisor may not be inverted.
 template <class T>
 void divide_difference(int path, T* quotients, const column_difference<T>& numerators,
                        const T& divisor, std::size_t count)
 {
-    const auto& [x, factor, y] = numerators;
-    if (may_be_inverted(divisor)) {
-        set_zero(quotients, count);
-        subtract_scaled_on(path, quotients, x, T(-1) / divisor, count);
-        subtract_scaled_on(path, quotients, y, factor / divisor, count);
-    } else {
-        std::copy_n(x, count, quotients);
-        subtract_scaled_on(path, quotients, y, factor, count);
-        divide_row(path, quotients, divisor, count);
-    }
+    std::copy_n(numerators.x, count, quotients);
+    subtract_scaled_on(path, quotients, numerators.y, numerators.factor, count);
+    divide_row(path, quotients, divisor, count);
+}
+
+// A number all of whose bits are set.
+template <class T>
+T every_bit()
+{
+    const double part = std::bit_cast<double>(~std::uint64_t{0});
+    if constexpr (std::is_same_v<T, double>)
+        return part;
+    else
+        return {part, part};
 }
 
 } // namespace
@@ -78,16 +84,19 @@ template <class T>
 rook_panel<T>::rook_panel(block_view<const T> upper_triangle, std::size_t panel_width,
                           indefinite_decomposition<T>& factors)
     : triangle(upper_triangle), kind(factors.kind), n(upper_triangle.rows), width(panel_width),
-      result(factors), store(zeros<T>((width + 1 + kept_columns) * stride())),
+      result(factors), store(zeros<T>((2 * (width + 1) + kept_columns + 2) * stride())),
       sizes(std::is_same_v<T, double> ? 0 : n), coefficients(width + 1)
 {
-    const std::size_t block = (width + 1) * stride();
-    l = {.first = store.data(), .rows = width + 1, .cols = n, .stride = stride()};
-    T* column = store.data() + block;
-    for (searched_column& each : searched) {
-        each.values = column;
-        column += stride();
-    }
+    T* next = store.data();
+    const auto take_rows = [&](std::size_t rows) {
+        return std::exchange(next, next + rows * stride());
+    };
+    l = {.first = take_rows(width + 1), .rows = width + 1, .cols = n, .stride = stride()};
+    minus_w = {.first = take_rows(width + 1), .rows = width + 1, .cols = n, .stride = stride()};
+    for (searched_column& each : searched)
+        each.values = take_rows(1);
+    left = take_rows(1);
+    open = take_rows(1);
 }
 
 template <class T>
@@ -99,6 +108,11 @@ void rook_panel<T>::begin(std::size_t from)
     for (searched_column& column : searched) {
         column.row = nowhere;
         column.visit = 0;
+    }
+    const std::size_t line = line_of_first();
+    for (T* const mask : {left, open}) {
+        std::fill(mask + line, mask + first, T(0));
+        std::fill(mask + first, mask + n, every_bit<T>());
     }
 }
 
@@ -136,41 +150,31 @@ void rook_panel<T>::load(searched_column& column, std::size_t row)
     column.terms = 0;
 }
 
-// The elements of a row of W = L·D, mirrored, from one of the panel's columns on.
-template <class T>
-void rook_panel<T>::set_coefficients(std::size_t from, std::size_t row)
-{
-    for (std::size_t s = from; s < pivots.size(); ++s) {
-        const T x = l(s, row);
-        const T d = result.diagonal[first + s];
-        const T f = result.below[first + s];
-        if (f == T(0)) {
-            coefficients[s] = mirrored(x * d);
-            continue;
-        }
-        const T y = l(s + 1, row);
-        coefficients[s] = mirrored(x * d + y * f);
-        ++s;
-        coefficients[s] = mirrored(x * mirrored(f) + y * result.diagonal[first + s]);
-    }
-}
-
-// Subtracts the contribution of the panel's columns so far, as far as it is missing. The run begins
-// on a line, and what it leaves before the panel is of no use.
+// Subtracts the contribution of the panel's columns so far, as far as it is missing, and finds the
+// largest element beside the diagonal. The run begins on a line.
 template <class T>
 void rook_panel<T>::bring_up_to_date(searched_column& column)
 {
     const std::size_t from = column.terms;
     const std::size_t to = pivots.size();
-    set_coefficients(from, column.row);
+    for (std::size_t s = from; s < to; ++s)
+        coefficients[s] = -minus_w(s, column.row);
     const std::size_t line = line_of_first();
-    subtract_products_on(path, column.values + line, coefficients.data() + from, l.row(from) + line,
-                         l.stride, to - from, n - line);
-    for (const std::size_t row : pivots)
-        column.values[row] = T(0);
+    open[column.row] = T(0);
+    const largest_in_column found =
+        update_and_search_on<T>(path, {.column = column.values + line,
+                                       .n = n - line,
+                                       .left = left + line,
+                                       .searched = open + line,
+                                       .coefficients = coefficients.data() + from,
+                                       .columns = l.row(from) + line,
+                                       .stride = l.stride,
+                                       .count = to - from});
+    open[column.row] = every_bit<T>();
     if (T& diagonal = column.values[column.row]; kind == symmetry::hermitian)
         diagonal = real_part(diagonal);
     column.terms = to;
+    column.largest = largest_beside_diagonal(column, {found.size, line + found.place});
 }
 
 // The updated column `row`; one that has to be loaded takes the place of the column whose visit is
@@ -195,43 +199,33 @@ double rook_panel<T>::size_of_diagonal(const searched_column& column) const
     return modulus(column.values[column.row]);
 }
 
-// The first of the largest numbers; NaN, from overflow, has none.
+// Of a real column what was found.
 template <class T>
-typename rook_panel<T>::largest_element rook_panel<T>::largest_of(const double* numbers)
+largest_in_column rook_panel<T>::largest_beside_diagonal(searched_column& column,
+                                                         const largest_in_column& found)
 {
-    std::size_t from = first;
-    while (from != n && std::isnan(numbers[from]))
-        ++from;
-    if (from == n)
-        return {0, first};
-    const std::size_t place = from + first_largest(path, numbers + from, n - from);
-    return {std::abs(numbers[place]), place};
+    if constexpr (std::is_same_v<T, double>)
+        return found;
+    else
+        return is_safe_square(found.size) ? largest_in_column{std::sqrt(found.size), found.place}
+                                          : largest_modulus_beside_diagonal(column);
 }
 
 // The squares of the moduli tell, unless they may have overflowed or underflowed: the moduli
-// themselves would take as long as the products.
+// themselves take as long as the products. The diagonal element stands aside.
 template <class T>
-typename rook_panel<T>::largest_element rook_panel<T>::largest_of(const complex* numbers)
-{
-    const double* const parts = as_doubles(numbers);
-    for (std::size_t i = first; i < n; ++i)
-        sizes[i] = parts[2 * i] * parts[2 * i] + parts[2 * i + 1] * parts[2 * i + 1];
-    const largest_element found = largest_of(sizes.data());
-    if (is_safe_square(found.size))
-        return {std::sqrt(found.size), found.place};
-    moduli_of(numbers + first, sizes.data() + first, n - first);
-    return largest_of(sizes.data());
-}
-
-// The diagonal element stands aside while the others are compared.
-template <class T>
-typename rook_panel<T>::largest_element
-rook_panel<T>::largest_beside_diagonal(searched_column& column)
+largest_in_column rook_panel<T>::largest_modulus_beside_diagonal(searched_column& column)
 {
     const T diagonal = std::exchange(column.values[column.row], T(0));
-    const largest_element found = largest_of(column.values);
+    moduli_of(column.values + first, sizes.data() + first, n - first);
     column.values[column.row] = diagonal;
-    return found;
+    std::size_t from = first;
+    while (from != n && std::isnan(sizes[from]))
+        ++from;
+    if (from == n)
+        return {0, first};
+    const std::size_t place = from + first_largest(path, sizes.data() + from, n - from);
+    return {sizes[place], place};
 }
 
 // The row of the column becomes that of a pivot. Its values stay until the next search.
@@ -239,6 +233,7 @@ template <class T>
 void rook_panel<T>::take(searched_column& column)
 {
     pivots.push_back(column.row);
+    left[column.row] = open[column.row] = T(0);
     column.row = nowhere;
     column.visit = 0;
 }
@@ -249,7 +244,7 @@ void rook_panel<T>::take_next_pivot()
 {
     const std::size_t t = pivots.size();
     searched_column* at = &visit(first_visited());
-    largest_element below = largest_beside_diagonal(*at);
+    largest_in_column below = at->largest;
     // NaN is taken too: there may be nothing else.
     if (!(size_of_diagonal(*at) < pivot_threshold * below.size)) {
         take(*at);
@@ -257,7 +252,7 @@ void rook_panel<T>::take_next_pivot()
     }
     for (;;) {
         searched_column& next = visit(below.place);
-        const largest_element other = largest_beside_diagonal(next);
+        const largest_in_column other = next.largest;
         if (size_of_diagonal(next) >= pivot_threshold * other.size) {
             take(next);
             return divide_by_number(t, next.values);
@@ -265,11 +260,30 @@ void rook_panel<T>::take_next_pivot()
         if (other.place == at->row || other.size <= below.size) {
             take(*at);
             take(next);
-            return divide_by_block(t, at->values, next.values);
+            return divide_by_pair(t, at->values, next.values);
         }
         at = &next;
         below = other;
     }
+}
+
+// The block of L and -W that begins with column t of the panel, of these columns of W.
+template <class T>
+template <class Number>
+block_quotients<Number> rook_panel<T>::block_at(std::size_t t, std::initializer_list<const T*> w)
+{
+    const std::size_t line = line_of_first();
+    const bool conjugates = !std::is_same_v<T, double> && kind == symmetry::hermitian;
+    block_quotients<Number> block{};
+    block.signs[0] = -1;
+    block.signs[1] = conjugates ? 1 : -1;
+    for (const T* const column : w) {
+        const std::size_t i = block.order++;
+        block.w[i] = as_doubles(column + line);
+        block.l[i] = as_doubles(l.row(t + i) + line);
+        block.minus_w[i] = as_doubles(minus_w.row(t + i) + line);
+    }
+    return block;
 }
 
 // The diagonal of a Hermitian matrix is real, and so is the division by it.
@@ -277,22 +291,20 @@ template <class T>
 void rook_panel<T>::divide_by_number(std::size_t t, const T* of_w)
 {
     const T d = of_w[pivots[t]];
-    const std::size_t line = line_of_first();
-    const std::size_t count = n - line;
-    T* const quotients = l.row(t) + line;
+    const std::size_t count = n - line_of_first();
     result.diagonal[first + t] = d;
     if (kind == symmetry::hermitian)
-        divide_column(path, as_doubles(quotients), as_doubles(of_w + line), real_part(d),
+        divide_column(path, block_at<double>(t, {of_w}), real_part(d),
                       count * sizeof(T) / sizeof(double));
     else
-        divide_column(path, quotients, of_w + line, d, count);
+        divide_column(path, block_at<T>(t, {of_w}), d, count);
     l(t, pivots[t]) = T(0);
 }
 
 // With D's block [ e f̄ ; f g ] and the columns c, d of W: the columns of L are
 // (d - c·(g/f))/(f̄·δ) and (c - d·(e/f̄))/(f·δ), δ = 1 - (e/f̄)·(g/f), free of overflow.
 template <class T>
-void rook_panel<T>::divide_by_block(std::size_t t, const T* c, const T* d)
+void rook_panel<T>::divide_by_pair(std::size_t t, const T* c, const T* d)
 {
     const std::size_t row = pivots[t];
     const std::size_t other_row = pivots[t + 1];
@@ -305,11 +317,24 @@ void rook_panel<T>::divide_by_block(std::size_t t, const T* c, const T* d)
     const T e_by_f = e / mirrored(f);
     const T g_by_f = g / f;
     const T delta = T(1) - e_by_f * g_by_f;
+    const T divisor = mirrored(f) * delta;
+    const T other_divisor = f * delta;
     const std::size_t line = line_of_first();
     const std::size_t count = n - line;
-    divide_difference<T>(path, l.row(t) + line, {d + line, g_by_f, c + line}, mirrored(f) * delta,
-                         count);
-    divide_difference<T>(path, l.row(t + 1) + line, {c + line, e_by_f, d + line}, f * delta, count);
+    block_quotients<T> block = block_at<T>(t, {c, d});
+    const bool are_inverted = may_be_inverted(divisor) && may_be_inverted(other_divisor);
+    if (are_inverted) {
+        block.minus_inverse[0][0] = g_by_f / divisor;
+        block.minus_inverse[0][1] = T(-1) / divisor;
+        block.minus_inverse[1][0] = T(-1) / other_divisor;
+        block.minus_inverse[1][1] = e_by_f / other_divisor;
+    }
+    divide_by_block_on(path, block, count);
+    if (!are_inverted) {
+        divide_difference<T>(path, l.row(t) + line, {d + line, g_by_f, c + line}, divisor, count);
+        divide_difference<T>(path, l.row(t + 1) + line, {c + line, e_by_f, d + line}, other_divisor,
+                             count);
+    }
     for (const std::size_t s : {t, t + 1})
         l(s, row) = l(s, other_row) = T(0);
 }
@@ -343,7 +368,8 @@ void rook_panel<T>::find_exchanges()
               [](const row_move& x, const row_move& y) { return x.to < y.to; });
 }
 
-// Brings the elements of the panel's columns, and of the permutation, to their places.
+// Brings the elements of the panel's columns, and of the permutation, to their places; those of W
+// that the update needs.
 template <class T>
 void rook_panel<T>::exchange_rows()
 {
@@ -354,6 +380,8 @@ void rook_panel<T>::exchange_rows()
             std::swap(l(t, rows.row), l(t, rows.other_row));
         set_zero(l.row(t) + first, t);
         l(t, first + t) = T(1);
+        for (const row_move& move : moves)
+            minus_w(t, move.to) = minus_w(t, move.from);
     }
 }
 

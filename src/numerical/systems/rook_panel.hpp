@@ -9,11 +9,8 @@
 //              first last
 //            [ .   .   .   .  ]
 //      first [ l   w   w   w  ]   The columns W of a panel are updated one by one, when the pivot
-//       last [ l   w   a   a  ]   search reaches them, and L = W·D⁻¹ is kept apart. The trailing
-//            [ l   w   .   a  ]   matrix stays as it is until the panel is done.
-//
-// W itself isn't kept: later columns of the panel need a row of it each, the trailing matrix all of
-// it, and L·D gives both back to the rounding error that L has.
+//       last [ l   w   a   a  ]   search reaches them, and -W and L = W·D⁻¹ are kept apart. The
+//            [ l   w   .   a  ]   trailing matrix stays as it is until the panel is done.
 //
 // Until then no rows change places either: those of pivots are zeros in the columns that follow.
 //
@@ -22,6 +19,8 @@
 // than it factors, where searches that begin anew take almost twice as many.
 
 #include "numerical/aligned_vector.hpp"
+#include "numerical/gemm/kernels/block_quotients.hpp"
+#include "numerical/gemm/kernels/searched_column.hpp"
 #include "numerical/gemm/path.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/spread_stride.hpp"
@@ -29,6 +28,7 @@
 
 #include <array>
 #include <cstddef>
+#include <initializer_list>
 #include <vector>
 
 namespace numerical::detail {
@@ -60,7 +60,8 @@ public:
     // L of the last panel with its ones and zeros, columns lying as rows, whose elements have come
     // to their places.
     block_view<T> l{nullptr, 0, 0};
-    std::vector<row_exchange> exchanges; // that bring the pivots' rows to the panel, one by one
+    block_view<T> minus_w{nullptr, 0, 0}; // -W, mirrored, in the rows beyond the panel
+    std::vector<row_exchange> exchanges;  // that bring the pivots' rows to the panel, one by one
     std::vector<row_move> moves; // what they do to rows beyond it, by places in ascending order
 
 private:
@@ -68,15 +69,10 @@ private:
     struct searched_column
     {
         T* values;
-        std::size_t row;   // its number in A; `nowhere` for none
-        std::size_t terms; // columns of the panel whose products it has lost
-        std::size_t visit; // number of the search's last visit
-    };
-
-    struct largest_element
-    {
-        double size;
-        std::size_t place;
+        std::size_t row;           // its number in A; `nowhere` for none
+        std::size_t terms;         // columns of the panel whose products it has lost
+        std::size_t visit;         // number of the search's last visit
+        largest_in_column largest; // its largest element beside the diagonal
     };
 
     static constexpr std::size_t kept_columns = 4;
@@ -88,18 +84,21 @@ private:
     std::size_t n;
     std::size_t width;
     indefinite_decomposition<T>& result;
-    aligned_vector<T> store;        // of L and the searched columns
+    aligned_vector<T> store;        // of L, W, the searched columns and the masks
     aligned_vector<double> sizes;   // of the elements of a complex column
     aligned_vector<T> coefficients; // of the products that a column loses
     std::array<searched_column, kept_columns> searched;
     std::vector<std::size_t> pivots; // rows, one for each column of the panel
+    T* left = nullptr;               // masks: the rows that aren't pivots,
+    T* open = nullptr;               // and those of them that the search compares
     std::size_t visits = 0;
     std::size_t first = 0;      // column of A at which the panel begins
     std::size_t first_left = 0; // no row before it is left for a pivot
 
     std::size_t stride() const { return spread_stride<T>(n); }
 
-    // Runs of the panel's columns begin on a line. What they hold before the panel is of no use.
+    // Runs of the panel's columns begin on a line. What they hold before the panel is of no use;
+    // the masks leave it out.
     std::size_t line_of_first() const { return first / line_elements<T> * line_elements<T>; }
 
     T mirrored(const T& z) const { return kind == symmetry::hermitian ? conjugate(z) : z; }
@@ -109,16 +108,17 @@ private:
     std::size_t first_visited();
     searched_column& visit(std::size_t row);
     void load(searched_column& column, std::size_t row);
-    void set_coefficients(std::size_t from, std::size_t row);
     void bring_up_to_date(searched_column& column);
     double size_of_diagonal(const searched_column& column) const;
-    largest_element largest_beside_diagonal(searched_column& column);
-    largest_element largest_of(const double* numbers);
-    largest_element largest_of(const complex* numbers);
+    largest_in_column largest_beside_diagonal(searched_column& column,
+                                              const largest_in_column& found);
+    largest_in_column largest_modulus_beside_diagonal(searched_column& column);
     void take(searched_column& column);
     void take_next_pivot();
+    template <class Number>
+    block_quotients<Number> block_at(std::size_t t, std::initializer_list<const T*> w);
     void divide_by_number(std::size_t t, const T* of_w);
-    void divide_by_block(std::size_t t, const T* c, const T* d);
+    void divide_by_pair(std::size_t t, const T* c, const T* d);
     void find_exchanges();
     void exchange_rows();
 };

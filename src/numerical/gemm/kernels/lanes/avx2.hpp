@@ -147,6 +147,9 @@ struct lanes
 
     static vector magnitude(vector v) { return _mm256_andnot_pd(_mm256_set1_pd(-0.0), v); }
 
+    // The bits that are set in both.
+    static vector both(vector a, vector b) { return _mm256_and_pd(a, b); }
+
     // The larger one in each lane, b where a is NaN.
     static vector larger(vector a, vector b) { return _mm256_max_pd(a, b); }
 

@@ -127,6 +127,13 @@ struct lanes
 
     static vector magnitude(vector v) { return _mm512_abs_pd(v); }
 
+    // The bits that are set in both.
+    static vector both(vector a, vector b)
+    {
+        return _mm512_castsi512_pd(
+            _mm512_and_si512(_mm512_castpd_si512(a), _mm512_castpd_si512(b)));
+    }
+
     // The larger one in each lane, b where a is NaN.
     static vector larger(vector a, vector b) { return _mm512_max_pd(a, b); }
 
