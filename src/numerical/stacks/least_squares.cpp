@@ -39,7 +39,7 @@ void stacks::matrix_rank(std::size_t count, const matrix_stack<T>& a, std::size_
 {
     first_failure failures;
     detail::run_one_by_one(count, work_of_svd(a), failures,
-                           [&](std::size_t i) { ranks[i] = rank_by_values(a.copy_of(i)); });
+                           [&](std::size_t i) { ranks[i] = rank_by_values(a.view_of(i)); });
     failures.rethrow();
 }
 

@@ -87,7 +87,7 @@ void stacks::singular_values(std::size_t count, const matrix_stack<T>& a, double
     const std::size_t k = std::min(a.rows, a.cols);
     first_failure failures;
     detail::run_one_by_one(count, work_of_spectrum(a), failures, [&](std::size_t i) {
-        const aligned_vector<double> found = singular_values_only(a.copy_of(i));
+        const aligned_vector<double> found = singular_values_only(a.view_of(i));
         std::copy(found.begin(), found.end(), values + i * k);
     });
     failures.rethrow();

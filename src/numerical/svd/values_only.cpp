@@ -1,21 +1,23 @@
 #include "numerical/svd/values_only.hpp"
 
 #include "numerical/aligned_vector.hpp"
-#include "numerical/factor/qr.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/strided/dense_passes.hpp"
-#include "numerical/strided/transpose.hpp"
 #include "numerical/svd/band_bidiagonal.hpp"
 #include "numerical/svd/bidiagonal.hpp"
 #include "numerical/svd/dqds.hpp"
+#include "numerical/svd/range_guard.hpp"
 #include "numerical/svd/rank.hpp"
-#include "numerical/svd/scaled_copy.hpp"
+#include "numerical/svd/tall_factors.hpp"
 
+#include <algorithm>
+#include <cmath>
 #include <complex>
 #include <utility>
 
 namespace numerical {
 
+using detail::block_view;
 using detail::complex;
 
 namespace {
@@ -33,47 +35,59 @@ detail::bidiagonal_entries bidiagonal_form(aligned_vector<T> a, std::size_t n)
     return {std::move(reduction.d), std::move(reduction.e)};
 }
 
-// The singular values of a/scale.
-template <class T>
-aligned_vector<double> values_of_quotient(const matrix<T>& a, double scale)
+// The singular values of A·2^exponent.
+struct scaled_values
 {
-    if (a.rows < a.cols)
-        return values_of_quotient(detail::adjoint(a), scale);
-    const std::size_t n = a.cols;
-    if (n == 0)
-        return {};
-    aligned_vector<T> work = detail::divided(a, scale);
-    if (a.rows > n)
-        work = detail::householder_reflect(std::move(work), a.rows, n).r;
-    const auto [d, e] = bidiagonal_form(std::move(work), n);
+    aligned_vector<double> values;
+    int exponent;
+};
+
+template <class T>
+aligned_vector<double> values_of_square(aligned_vector<T> a, std::size_t n)
+{
+    const auto [d, e] = bidiagonal_form(std::move(a), n);
     return detail::dqds_values(d, e, dqds_steps_per_value * n, detail::value_accuracy::absolute);
+}
+
+// By the power of two that brings the largest part near 1, and by R unless the matrix is square.
+template <class T>
+scaled_values values_near_one(block_view<const T> a, const char* prefix)
+{
+    const double largest = detail::largest_finite_part(a.first, a.rows * a.cols, prefix);
+    if (largest == 0)
+        return {aligned_vector<double>(std::min(a.rows, a.cols)), 0};
+    if (a.rows == a.cols) {
+        const int exponent = -std::ilogb(largest);
+        return {
+            values_of_square(detail::copy_times_power(a.first, a.rows * a.cols, exponent), a.rows),
+            exponent};
+    }
+    detail::tall_factors<T> factors(a, largest);
+    return {values_of_square(std::move(factors.qr.r), factors.order), factors.exponent};
 }
 
 } // namespace
 
 template <class T>
-aligned_vector<double> singular_values_only(const matrix<T>& a)
+aligned_vector<double> singular_values_only(block_view<const T> a)
 {
-    detail::require_finite(a, "SVD");
-    const double scale = detail::scale_of(a);
-    aligned_vector<double> values = values_of_quotient(a, scale);
+    auto [values, exponent] = values_near_one(a, "SVD");
     for (double& value : values)
-        value *= scale;
+        value = std::ldexp(value, -exponent);
     return values;
 }
 
 // On values that neither overflow nor are subnormal.
 template <class T>
-std::size_t rank_by_values(const matrix<T>& a)
+std::size_t rank_by_values(block_view<const T> a)
 {
-    detail::require_finite(a, "matrix_rank");
-    const aligned_vector<double> values = values_of_quotient(a, detail::scale_of(a));
+    const auto [values, exponent] = values_near_one(a, "matrix_rank");
     return detail::count_above_threshold(values, a.rows, a.cols);
 }
 
-template aligned_vector<double> singular_values_only(const matrix<double>&);
-template aligned_vector<double> singular_values_only(const matrix<complex>&);
-template std::size_t rank_by_values(const matrix<double>&);
-template std::size_t rank_by_values(const matrix<complex>&);
+template aligned_vector<double> singular_values_only(block_view<const double>);
+template aligned_vector<double> singular_values_only(block_view<const complex>);
+template std::size_t rank_by_values(block_view<const double>);
+template std::size_t rank_by_values(block_view<const complex>);
 
 } // namespace numerical
