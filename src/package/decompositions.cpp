@@ -10,7 +10,9 @@
 #include "numerical/stacks/lane_groups.hpp"
 #include "numerical/stacks/stacks.hpp"
 #include "numerical/strided/dense_passes.hpp"
+#include "numerical/strided/matrix_view.hpp"
 #include "numerical/strided/transpose.hpp"
+#include "numerical/svd/range_guard.hpp"
 #include "numerical/svd/svd.hpp"
 #include "package/kept_stacks.hpp"
 
@@ -222,7 +224,7 @@ PyObject* single_svd(const tensor<T>& a, svd_method method)
     matrix<T> right(0, 0, {});
     computed(a.data.size(), [&] {
         found.emplace(boundary::matrix_from(a), method, svd_blocks::fastest);
-        right = detail::adjoint(found->v);
+        right = detail::adjoint_times_power<T>(detail::view_of(std::as_const(found->v)), 0);
     });
     const std::size_t k = found->values.size();
     return triple_of(wrap(tensor<T>(std::move(found->u))),

@@ -12,6 +12,7 @@
 #include "numerical/svd/bidiagonal_divide.hpp"
 #include "numerical/svd/bidiagonal_qr.hpp"
 #include "numerical/svd/jacobi_svd.hpp"
+#include "numerical/svd/range_guard.hpp"
 #include "numerical/svd/scaled_copy.hpp"
 #include "numerical/svd/square_svd.hpp"
 #include "numerical/svd/tall_factors.hpp"
@@ -66,27 +67,36 @@ square_svd<T> by_bidiagonal_form(aligned_vector<T> a, std::size_t n, svd_method 
     return {std::move(d), std::move(left), std::move(right)};
 }
 
-// By R, to whose left vectors the reflections are applied.
+// Of the matrix times the power of two that brings its largest part near 1; a tall one by R, to
+// whose left vectors the reflections are applied.
 template <class T>
-square_svd<T> by_reflections(const matrix<T>& a, svd_method method)
+square_svd<T> by_power(const matrix<T>& a, svd_method method)
 {
     const std::size_t n = a.cols;
-    const double largest = detail::largest_finite_part(a.data.data(), a.data.size(), "SVD");
-    detail::tall_factors<T> factors(detail::view_of(a), largest == 0 ? 1.0 : largest);
-    square_svd<T> result =
-        by_bidiagonal_form(std::move(factors.qr.r), n, method, svd_blocks::fastest);
+    const double found = detail::largest_finite_part(a.data.data(), a.data.size(), "SVD");
+    const double largest = found == 0 ? 1.0 : found;
+    square_svd<T> result;
+    int exponent = -std::ilogb(largest);
+    if (a.rows == n) {
+        result = by_bidiagonal_form(detail::copy_times_power(a.data.data(), n * n, exponent), n,
+                                    method, svd_blocks::fastest);
+    } else {
+        detail::tall_factors<T> factors(detail::view_of(a), largest);
+        exponent = factors.exponent;
+        result = by_bidiagonal_form(std::move(factors.qr.r), n, method, svd_blocks::fastest);
+        aligned_vector<T> u = detail::zeros<T>(a.rows * n);
+        std::copy(result.u.begin(), result.u.end(), u.begin());
+        factors.apply(u, n);
+        result.u = std::move(u);
+    }
     for (double& value : result.values)
-        value = std::ldexp(value, -factors.exponent);
-    aligned_vector<T> u = detail::zeros<T>(a.rows * n);
-    std::copy(result.u.begin(), result.u.end(), u.begin());
-    factors.apply(u, n);
-    result.u = std::move(u);
+        value = std::ldexp(value, -exponent);
     return result;
 }
 
 // Of the matrix divided by its largest modulus. By R and Q unless the matrix is square.
 template <class T>
-square_svd<T> by_quotient(const matrix<T>& a, svd_method method, svd_blocks blocks)
+square_svd<T> by_quotient(const matrix<T>& a, svd_method method)
 {
     const std::size_t m = a.rows;
     const std::size_t n = a.cols;
@@ -99,8 +109,9 @@ square_svd<T> by_quotient(const matrix<T>& a, svd_method method, svd_blocks bloc
         q = std::move(factors.q);
         work = std::move(factors.r);
     }
-    square_svd<T> result = jacobi ? detail::jacobi_svd(std::move(work), n)
-                                  : by_bidiagonal_form(std::move(work), n, method, blocks);
+    square_svd<T> result = jacobi
+                               ? detail::jacobi_svd(std::move(work), n)
+                               : by_bidiagonal_form(std::move(work), n, method, svd_blocks::fixed);
     for (double& value : result.values)
         value *= scale;
     if (!q.empty())
@@ -133,8 +144,8 @@ void svd_decomposition<T>::factor(const matrix<T>& a, svd_method method, svd_blo
         u = matrix<T>(m, 0, {});
         return;
     }
-    const bool tall = m > n && blocks == svd_blocks::fastest && method != svd_method::jacobi;
-    square_svd<T> thin = tall ? by_reflections(a, method) : by_quotient(a, method, blocks);
+    const bool fastest = blocks == svd_blocks::fastest && method != svd_method::jacobi;
+    square_svd<T> thin = fastest ? by_power(a, method) : by_quotient(a, method);
     values = std::move(thin.values);
     u = matrix<T>(m, n, std::move(thin.u));
     v = matrix<T>(n, n, std::move(thin.v));
