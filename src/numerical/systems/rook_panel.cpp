@@ -79,12 +79,11 @@ T every_bit()
 
 } // namespace
 
-// Zeros at first, as runs that begin on a line read elements before the panel too.
 template <class T>
 rook_panel<T>::rook_panel(block_view<const T> upper_triangle, std::size_t panel_width,
                           indefinite_decomposition<T>& factors)
     : triangle(upper_triangle), kind(factors.kind), n(upper_triangle.rows), width(panel_width),
-      result(factors), store(zeros<T>((2 * (width + 1) + kept_columns + 2) * stride())),
+      result(factors), store(uninitialized<T>((2 * (width + 1) + kept_columns + 2) * stride())),
       sizes(std::is_same_v<T, double> ? 0 : n), coefficients(width + 1)
 {
     T* next = store.data();
