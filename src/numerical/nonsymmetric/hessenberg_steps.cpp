@@ -148,6 +148,7 @@ private:
     T* u(std::size_t strip) { return z() + (strip + 1) * padded; }
 };
 
+// Who reads a strip in the first pass has it in cache then.
 template <class T>
 step_reducer<T>::step_reducer(block_view<T> matrix)
     : a(matrix), n(matrix.rows), padded(round_up(n, line_elements<T>)),
@@ -155,11 +156,15 @@ step_reducer<T>::step_reducer(block_view<T> matrix)
       adjoints(uninitialized<T>(n * padded)), vectors(zeros<T>((5 + most_strips) * padded)),
       above({store.data(), n, n, stride}, {adjoints.data(), n, padded, padded})
 {
-    for (std::size_t i = 0; i < n; ++i) {
-        std::copy_n(a.row(i), n, row(i));
-        std::fill(row(i) + n, row(i) + padded, T(0));
-        column()[i] = a(i, 0);
-    }
+    const strip_rows strips = strips_of<T>(n);
+    const auto copy_strip = [&](std::size_t s) {
+        for (std::size_t i = strips.begin(s); i < std::min(strips.begin(s + 1), n); ++i) {
+            std::copy_n(a.row(i), n, row(i));
+            std::fill(row(i) + n, row(i) + padded, T(0));
+            column()[i] = a(i, 0);
+        }
+    };
+    parallel_for(strips.count, work_of_strip<T>(n), copy_strip);
 }
 
 // From the entries of column k below the diagonal.

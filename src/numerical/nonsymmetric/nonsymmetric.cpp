@@ -10,7 +10,6 @@
 #include "numerical/nonsymmetric/unit_columns.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
-#include "numerical/strided/dense_passes.hpp"
 #include "numerical/strided/matrix_view.hpp"
 #include "numerical/strided/transpose.hpp"
 
@@ -25,11 +24,10 @@ namespace {
 using complex = std::complex<double>;
 
 template <class T>
-void require_square_and_finite(const matrix<T>& a, const char* operation)
+void require_square(const matrix<T>& a, const char* operation)
 {
     if (a.rows != a.cols)
         throw dimension_error(std::string(operation) + " requires a square matrix");
-    detail::require_finite(a, operation);
 }
 
 template <class T>
@@ -64,8 +62,9 @@ struct scaled_reduction
 template <class T>
 scaled_reduction<T> reduce(matrix<T> a)
 {
-    require_square_and_finite(a, "Hessenberg decomposition");
-    const int exponent = detail::scale_to_safe_range(a);
+    constexpr const char* operation = "Hessenberg decomposition";
+    require_square(a, operation);
+    const int exponent = detail::scale_to_safe_range(a, operation);
     auto reflections = detail::reduce_to_hessenberg(a.data, a.rows);
     multiply_by_power(a.data, -exponent);
     return {std::move(a), std::move(reflections)};
@@ -93,9 +92,9 @@ template <class T>
 schur_factors<T> schur_form(matrix<T> a, schur_vectors vectors)
 {
     constexpr const char* operation = "Schur decomposition";
-    require_square_and_finite(a, operation);
+    require_square(a, operation);
     const std::size_t n = a.rows;
-    const int exponent = detail::scale_to_safe_range(a);
+    const int exponent = detail::scale_to_safe_range(a, operation);
     auto schur =
         detail::reduce_to_schur(std::move(a), detail::balancing::permute,
                                 detail::schur_extent::whole, operation, detail::qr_step_limit(n));
@@ -246,9 +245,9 @@ template <class T>
 aligned_vector<complex> general_eigenvalues(matrix<T> a)
 {
     constexpr const char* operation = "eigenvalues";
-    require_square_and_finite(a, operation);
+    require_square(a, operation);
     const std::size_t n = a.rows;
-    const int exponent = detail::scale_to_safe_range(a);
+    const int exponent = detail::scale_to_safe_range(a, operation);
     const auto schur = detail::reduce_to_schur(std::move(a), detail::balancing::permute_and_scale,
                                                detail::schur_extent::active_block, operation,
                                                detail::qr_step_limit(n));
@@ -261,9 +260,9 @@ template <class T>
 general_eigenpairs general_eigen(matrix<T> a, eigenvector_sides sides)
 {
     constexpr const char* operation = "eigendecomposition";
-    require_square_and_finite(a, operation);
+    require_square(a, operation);
     const std::size_t n = a.rows;
-    const int exponent = detail::scale_to_safe_range(a);
+    const int exponent = detail::scale_to_safe_range(a, operation);
     const auto schur =
         detail::reduce_to_schur(std::move(a), detail::balancing::permute_and_scale,
                                 detail::schur_extent::whole, operation, detail::qr_step_limit(n));

@@ -8,6 +8,7 @@
 #include "numerical/nonsymmetric/standard_block.hpp"
 #include "numerical/scalar.hpp"
 #include "numerical/storage.hpp"
+#include "numerical/strided/dense_passes.hpp"
 #include "numerical/strided/matrix_view.hpp"
 
 #include <algorithm>
@@ -121,11 +122,10 @@ void embed(balanced_schur<T>& result, active_schur<T> active, schur_extent exten
 } // namespace
 
 template <class T>
-int scale_to_safe_range(matrix<T>& a)
+int scale_to_safe_range(matrix<T>& a, const char* operation)
 {
     // The largest of the parts, as a modulus may overflow where they don't.
-    const double largest =
-        largest_modulus(as_doubles(a.data.data()), a.data.size() * (sizeof(T) / sizeof(double)));
+    const double largest = largest_finite_part(a.data.data(), a.data.size(), operation);
     if (largest == 0 || (largest >= 1 / safe_magnitude && largest <= safe_magnitude))
         return 0;
     const int exponent = -std::ilogb(largest);
@@ -184,8 +184,8 @@ balanced_schur<T> reduce_to_schur(matrix<T> a, balancing how, schur_extent exten
     return result;
 }
 
-template int scale_to_safe_range(matrix<double>&);
-template int scale_to_safe_range(matrix<complex>&);
+template int scale_to_safe_range(matrix<double>&, const char*);
+template int scale_to_safe_range(matrix<complex>&, const char*);
 template aligned_vector<complex> diagonal_eigenvalues(const matrix<double>&);
 template aligned_vector<complex> diagonal_eigenvalues(const matrix<complex>&);
 template balanced_schur<double> reduce_to_schur(matrix<double>, balancing, schur_extent,

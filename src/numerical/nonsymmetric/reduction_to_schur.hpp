@@ -18,9 +18,9 @@ namespace numerical::detail {
 // multiplied by a power of two.
 constexpr double safe_magnitude = 0x1p450;
 
-// The exponent of the power of two that a has been multiplied by.
+// The exponent of the power of two that a has been multiplied by; the error of require_finite.
 template <class T>
-int scale_to_safe_range(matrix<T>& a);
+int scale_to_safe_range(matrix<T>& a, const char* operation);
 
 // The eigenvalues of the diagonal blocks of a Schur form, in the order of the diagonal.
 template <class T>

@@ -91,16 +91,11 @@ bool copy_if_all_finite(const double* __restrict x, std::size_t n, double* __res
     return all_finite(x, n, [to](std::size_t i, double value) { to[i] = value; });
 }
 
-// The largest magnitude of n elements; infinity unless all are finite.
+// The largest magnitude of n elements; infinity unless all are finite. Two passes, as the compiler
+// doesn't keep both kinds of lanes in registers.
 double largest_if_all_finite(const double* x, std::size_t n)
 {
-    constexpr std::size_t lanes = 8;
-    std::array<double, lanes> largest{};
-    const bool finite = all_finite(x, n, [&](std::size_t i, double value) {
-        largest[i % lanes] = larger_modulus(largest[i % lanes], value);
-    });
-    return finite ? *std::max_element(largest.begin(), largest.end())
-                  : std::numeric_limits<double>::infinity();
+    return all_finite(x, n) ? largest_modulus(x, n) : std::numeric_limits<double>::infinity();
 }
 
 // Rows without gaps are as one.
