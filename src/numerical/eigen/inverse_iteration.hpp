@@ -23,6 +23,10 @@ constexpr std::size_t most_iterated_vectors(std::size_t n)
     return n < least_iterated_order ? 0 : n / 10;
 }
 
+// Vectors that are iterated together: of each step, they are solved for on threads and then made
+// orthogonal to those found before and to each other.
+constexpr std::size_t vectors_together = 8;
+
 // The unit vectors as rows, in the order of the values, if all residuals |T·z - λ·z| are below
 // 4·√n·ε·‖T‖ and all products of two vectors below 4·√n·ε. d has the diagonal and e the
 // subdiagonal, n elements each. The same bits at every number of threads.

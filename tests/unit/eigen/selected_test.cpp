@@ -208,6 +208,42 @@ TEST(selected_eigenpairs, iteration_refuses_what_does_not_pass)
                      .has_value());
 }
 
+// Of -1, 2, -1, whose values and vectors are known: z_i is sin(i·j·π/(n + 1)).
+TEST(selected_eigenpairs, iterated_vectors_are_those_of_the_second_difference_on_all_threads)
+{
+    constexpr std::size_t n = 700;
+    constexpr double pi = 3.14159265358979323846;
+    constexpr std::size_t together = numerical::detail::vectors_together;
+    const numerical::aligned_vector<double> d(n, 2.0);
+    numerical::aligned_vector<double> e(n, -1.0);
+    e.back() = 0;
+    for (const int path : test::available_paths()) {
+        const test::path_limit limit(path);
+        for (const std::size_t count :
+             {std::size_t{1}, together - 1, together, together + 1, 2 * together + 1}) {
+            numerical::aligned_vector<double> values(count);
+            for (std::size_t j = 0; j < count; ++j)
+                values[j] = 2 - 2 * std::cos(double(j + 1) * pi / (n + 1));
+            std::optional<numerical::aligned_vector<double>> on_one;
+            for (const std::size_t threads : test::thread_counts) {
+                const test::thread_limit some(threads);
+                const auto rows = iterated_vectors(d, e, values);
+                ASSERT_TRUE(rows.has_value()) << count << ", path " << path;
+                if (!on_one)
+                    on_one = rows;
+                EXPECT_EQ(*rows, *on_one) << count << ", path " << path << ", " << threads;
+            }
+            for (std::size_t j = 0; j < count; ++j) {
+                double product = 0;
+                for (std::size_t i = 0; i < n; ++i)
+                    product += (*on_one)[j * n + i] *
+                               std::sin(double(i + 1) * double(j + 1) * pi / (n + 1));
+                EXPECT_NEAR(std::abs(product) * std::sqrt(2.0 / (n + 1)), 1, 1e-12) << j;
+            }
+        }
+    }
+}
+
 TEST(selected_eigenpairs, keep_the_words_of_the_whole_problem)
 {
     const auto find = [](const auto& a) {
