@@ -100,14 +100,15 @@ strip_bounds strips_of(std::size_t from, std::size_t to)
     return bounds;
 }
 
-// On the scale of parallel_for. Short passes are shared where that pays.
-template <class T>
+// On the scale of parallel_for. Where short loops don't pay, the vectors, too, take microseconds to
+// pass between the cores, and only long passes are shared.
 std::size_t work_of_strip(std::size_t order)
 {
-    constexpr std::size_t least_shared = std::size_t{1} << 17;
+    constexpr std::size_t order_of_long_passes = 362;
     constexpr std::size_t of_shared = std::size_t{1} << 16;
-    const bool is_long = parts<T> * parts<T> * order * order >= least_shared;
-    return order >= least_order_of_two_strips && (is_long || short_loops_pay()) ? of_shared : 0;
+    const bool is_shared =
+        order >= order_of_long_passes || (order >= least_order_of_two_strips && short_loops_pay());
+    return is_shared ? of_shared : 0;
 }
 
 template <class T>
@@ -233,7 +234,7 @@ void step_reducer<T>::multiply(std::size_t from)
         run_step({as_doubles(upper.data()), stride, strips.of[s], strips.of[s + 1], padded},
                  {as_doubles(v), as_doubles(w), as_doubles(x), as_doubles(sums)});
     };
-    parallel_for(strips.count, work_of_strip<T>(padded - from), run_strip);
+    parallel_for(strips.count, work_of_strip(padded - from), run_strip);
     follow(strips);
 }
 

@@ -396,7 +396,7 @@ void check_bits_at_every_thread_count(std::size_t n, reduction_form form)
 
 // Two threads share the update of a complex matrix from a trailing order of 114 on, and the
 // products with vectors from 196 on; a pass of steps is shared from least_order_of_two_strips on
-// where workers answer fast, and otherwise from 362 on if real and 182 if complex.
+// where short loops pay, and otherwise from 362 on.
 TYPED_TEST(tridiagonal, has_the_same_bits_at_every_thread_count)
 {
     for (const int path : test::available_paths())
