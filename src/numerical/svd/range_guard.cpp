@@ -49,7 +49,7 @@ aligned_vector<T> copy_times_power(const T* x, std::size_t n, int exponent)
         times_power_into(as_doubles(copy.data()) + from, as_doubles(x) + from,
                          std::min(piece, total - from), exponent);
     };
-    parallel_for(ceil_div(total, piece), piece / 2, copy_piece);
+    parallel_for(ceil_div(total, piece), piece, copy_piece);
     return copy;
 }
 
