@@ -30,7 +30,7 @@ namespace numerical {
 namespace detail {
 namespace {
 
-constexpr std::size_t panel_width = 32;
+constexpr std::size_t panel_width = 24;
 constexpr std::size_t band_rows = 16;      // of a block on the diagonal
 constexpr std::size_t group_rows = 64;     // transposed together
 constexpr std::size_t cleared_rows = 8;    // of L that are completed together
@@ -39,7 +39,7 @@ constexpr std::size_t chunk_columns = 128; // of L whose rows are exchanged toge
 // Of a serial one the pivot search, on one thread, needn't fetch its columns from another's cache.
 template <class T>
 constexpr greatest_serial_order serial_ldl =
-    std::is_same_v<T, double> ? greatest_serial_order{280, 400} : greatest_serial_order{256, 256};
+    std::is_same_v<T, double> ? greatest_serial_order{240, 400} : greatest_serial_order{224, 256};
 
 // Panel by panel (rook_panel.hpp); then the columns right of the panel lose L·Wᴴ, W = L·D, by
 // products that read the rows of L where they lie in the result.

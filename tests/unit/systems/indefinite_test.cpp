@@ -125,8 +125,8 @@ TYPED_TEST(indefinite, gives_back_random_matrices)
 {
     for (const int path : test::available_paths())
         for (const symmetry kind : kinds_of(TypeParam()))
-            for (const std::size_t n : {0UL, 1UL, 2UL, 3UL, 10UL, 31UL, 32UL, 33UL, 34UL, 65UL,
-                                        128UL, 130UL, 200UL, 256UL}) {
+            for (const std::size_t n : {0UL, 1UL, 2UL, 3UL, 10UL, 23UL, 24UL, 25UL, 26UL, 49UL,
+                                        65UL, 128UL, 130UL, 200UL, 256UL}) {
                 const test::path_limit limit(path);
                 expect_factors(kind, test::random_matrix<TypeParam>(n, n, 1), "random");
             }
@@ -312,11 +312,12 @@ TYPED_TEST(indefinite, comes_to_an_end_when_elimination_overflows)
 }
 
 // Orders on either side of those from which threads take part, for complex and for real matrices,
-// and two whose strips have two pieces. Zeros on the diagonal make panels of 32 and 33 columns.
+// and two whose strips have two pieces. Zeros on the diagonal make panels of 24 and 25 columns.
 TYPED_TEST(indefinite, has_the_same_bits_on_any_number_of_threads)
 {
     for (const symmetry kind : kinds_of(TypeParam()))
-        for (const std::size_t n : {256UL, 257UL, 280UL, 281UL, 400UL, 401UL, 650UL, 700UL}) {
+        for (const std::size_t n :
+             {224UL, 225UL, 240UL, 241UL, 256UL, 257UL, 400UL, 401UL, 650UL, 700UL}) {
             auto a = test::random_matrix<TypeParam>(n, n, 1);
             for (std::size_t i = 0; n >= 650 && i < n; ++i)
                 a.data[i * (n + 1)] = 0;
