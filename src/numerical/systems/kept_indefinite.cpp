@@ -77,14 +77,22 @@ void solve_together(const kept_indefinite<T>& a, block_view<T> x)
         std::copy_n(permuted.row(i), x.cols, x.row(std::size_t(a.permutation[i])));
 }
 
+// Of the solution of a column, for parallel_for.
+template <class T>
+std::size_t work_of_column(std::size_t rows)
+{
+    constexpr std::size_t doubles = sizeof(T) / sizeof(double);
+    return short_loops_pay() ? rows * rows * doubles : rows * rows / 2;
+}
+
 // Whether the columns are solved by themselves, on a thread each: a few threads gain more so than
 // by the loops within a substitution, most of which is serial. One thread solves them together, as
 // they share what it reads of L.
-bool is_solved_by_columns(std::size_t cols)
+bool is_solved_by_columns(std::size_t cols, std::size_t work_of_each)
 {
     constexpr std::size_t most_threads = 4;
-    const std::size_t threads = allowed_threads();
-    return 1 < cols && cols <= substituted_one_by_one && 1 < threads && threads <= most_threads;
+    return 1 < cols && cols <= substituted_one_by_one && allowed_threads() <= most_threads &&
+           split_loop(cols, work_of_each).has_value();
 }
 
 } // namespace
@@ -93,7 +101,8 @@ bool is_solved_by_columns(std::size_t cols)
 template <class T>
 void solve_indefinite(const kept_indefinite<T>& a, detail::block_view<T> x)
 {
-    if (!detail::is_solved_by_columns(x.cols))
+    const std::size_t work = detail::work_of_column<T>(x.rows);
+    if (!detail::is_solved_by_columns(x.cols, work))
         return detail::solve_together(a, x);
     const auto solve_column = [&](std::size_t j) {
         aligned_vector<T> column(x.rows);
@@ -103,7 +112,7 @@ void solve_indefinite(const kept_indefinite<T>& a, detail::block_view<T> x)
         for (std::size_t i = 0; i < x.rows; ++i)
             x(i, j) = column[i];
     };
-    detail::parallel_for(x.cols, x.rows * x.rows / 2, solve_column);
+    detail::parallel_for(x.cols, work, solve_column);
 }
 
 template <class T>

@@ -231,13 +231,14 @@ TYPED_TEST(indefinite, solves)
                 }
 }
 
-// Orders on either side of that from which two columns are solved on a thread each, and one beyond
-// the leaves of the substitution.
+// Orders on either side of those from which two columns are solved on a thread each, complex and
+// real ones where short loops pay and where they don't, and one beyond the leaves of the
+// substitution.
 TYPED_TEST(indefinite, solves_few_columns_as_each_alone_on_any_number_of_threads)
 {
     for (const int path : test::available_paths())
         for (const symmetry kind : kinds_of(TypeParam()))
-            for (const std::size_t n : {362UL, 363UL, 601UL}) {
+            for (const std::size_t n : {181UL, 182UL, 255UL, 256UL, 362UL, 363UL, 601UL}) {
                 const test::path_limit limit(path);
                 const kept<TypeParam> factors(test::random_matrix<TypeParam>(n, n, 7), kind);
                 for (const std::size_t columns : {2UL, 3UL}) {
