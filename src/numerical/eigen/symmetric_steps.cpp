@@ -170,7 +170,8 @@ step_reducer<T>::step_reducer(block_view<const T> lower, double scale)
         const std::size_t to = std::min(from + tile, n);
         adjoint_into<T>(rows.sub(from, to, from, n), lower.sub(from, n, from, to));
         for (std::size_t i = from; i < to; ++i) {
-            divide_row(path, as_doubles(rows.row(i) + i), scale, parts<T> * (n - i));
+            if (scale != 1)
+                divide_row(path, as_doubles(rows.row(i) + i), scale, parts<T> * (n - i));
             rows(i, i) = real_part(rows(i, i));
         }
         for (std::size_t i = from; i < round_up(to, step_block); ++i) {
