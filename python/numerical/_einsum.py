@@ -3,10 +3,12 @@
 from . import _numerical
 from ._arguments import integer
 from ._hints import add_hint, einsum_hint
+from ._native_module import native
 from ._promotion import same_dtype
 
 _SORTED_LABELS = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"
 _ALL_LABELS = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
+_LEAST_TOTAL = 1024  # elements, from which on _total repays its checks
 
 
 def einsum(spec, *operands, optimize=True):
@@ -37,7 +39,8 @@ def einsum(spec, *operands, optimize=True):
     Notes
     -----
     A sum over three or more operands is split into pairs; each pair is a matrix product where it can
-    be (see `matmul`).
+    be (see `matmul`). A sum of 1024 elements or more over all labels is taken with several partial
+    sums, the same at every number of threads, as `sum` and the product with a vector take theirs.
 
     Examples
     --------
@@ -48,6 +51,10 @@ def einsum(spec, *operands, optimize=True):
     >>> nm.einsum("ii", a)
     5.0
     """
+    if type(spec) is str and spec.endswith("->"):
+        total = _total(spec, operands)
+        if total is not None:
+            return total
     try:  # a check of the operands beforehand would cost as much as a small product
         result = _numerical.einsum(spec, *operands)
     except (_numerical.error, TypeError):
@@ -55,6 +62,42 @@ def einsum(spec, *operands, optimize=True):
     if result is None:
         result = _general(spec, operands)
     return result if result.ndim else result.tolist()
+
+
+def _total(spec, operands):
+    """The sum over all labels of one operand, or of two where one's labels begin or end the other's.
+
+    The module adds the terms one after the other, which takes as long as each addition. None where
+    this doesn't apply, or where the module has an error to raise.
+    """
+    sizes = [t.size for t in operands if type(t) is _numerical.Tensor]
+    if len(sizes) != len(operands) or not 0 < len(sizes) < 3 or max(sizes) < _LEAST_TOTAL:
+        return None
+    labels = spec[:-2].split(",")
+    if len(labels) != len(operands) or not all(map(_are_axes, labels, operands)):
+        return None
+    if len(operands) == 1:
+        return native.sum(operands[0])
+    (few, b), (many, a) = sorted(zip(labels, operands), key=lambda pair: len(pair[0]))
+    if len(few) == len(many) or a.dtype != b.dtype:
+        return None
+    if many.startswith(few) and a.shape[: b.ndim] == b.shape:
+        rows = _shaped(a, b.size, a.size // b.size)
+        return native.sum(native.matmul(_shaped(b, b.size), rows))
+    if many.endswith(few) and a.shape[-b.ndim :] == b.shape:
+        rows = _shaped(a, a.size // b.size, b.size)
+        return native.sum(native.matmul(rows, _shaped(b, b.size)))
+    return None
+
+
+def _are_axes(labels, operand):
+    """Whether the labels are different letters, one for each axis."""
+    return labels.isalpha() and labels.isascii() and len(labels) == len(set(labels)) == operand.ndim
+
+
+def _shaped(operand, *shape):
+    """The operand itself if it has the shape, as another one is a copy."""
+    return operand if operand.shape == shape else _numerical._reshape(operand, shape)
 
 
 def _general(spec, operands):

@@ -247,6 +247,70 @@ def test_einsum_reads_specs_as_numpy_does(spec):
     equal(nm.einsum(spec, *operands), np.einsum(spec, *operands))
 
 
+TOTALS = (
+    "ab->",
+    "ab,a->",
+    "ab,b->",
+    "a,ab->",
+    "b,ab->",
+    "abc,ab->",
+    "abc,bc->",
+    "ab,ba->",
+    "abc,b->",
+)
+
+
+@pytest.mark.parametrize("dtype", ["float64", "complex128"])
+@pytest.mark.parametrize("spec", TOTALS)
+def test_einsum_over_all_labels_is_a_number_of_any_size(spec, dtype):
+    for a, b, c in ((31, 11, 3), (32, 32, 1), (33, 32, 2), (341, 1, 3), (1, 1024, 5)):
+        extents = {"a": a, "b": b, "c": c}
+        shapes = [tuple(map(extents.get, labels)) for labels in spec[:-2].split(",")]
+        operands = [integers(shape, dtype, seed=i) for i, shape in enumerate(shapes)]
+        found = nm.einsum(spec, *map(nm.asarray, operands))
+        assert type(found) is (float if dtype == "float64" else complex)
+        assert found == np.einsum(spec, *operands)
+
+
+@pytest.mark.parametrize("spec", TOTALS)
+def test_einsum_over_all_labels_has_the_same_bits_on_any_number_of_threads(spec):
+    extents = {"a": 300, "b": 301, "c": 2}
+    shapes = [tuple(map(extents.get, labels)) for labels in spec[:-2].split(",")]
+    operands = [nm.asarray(normal(shape, seed=i)) for i, shape in enumerate(shapes)]
+    totals = set()
+    for threads in (1, 2, 3, 64):
+        nm.set_num_threads(threads)
+        totals.add(nm.einsum(spec, *operands))
+    nm.set_num_threads(0)
+    assert len(totals) == 1
+    expected = np.einsum(spec, *map(np.asarray, operands))
+    size = np.einsum(spec, *(np.abs(np.asarray(operand)) for operand in operands))
+    assert abs(totals.pop() - expected) <= 1e-13 * size
+
+
+def test_einsum_over_all_labels_keeps_the_words_of_its_errors():
+    a = nm.ones((40, 30))
+    for spec, operands, words in (
+        ("ij,i->", (a, nm.ones(30)), "einsum: inconsistent extent for a repeated label"),
+        ("ij,j->", (a, nm.ones(40)), "einsum: inconsistent extent for a repeated label"),
+        ("ij,j->", (a, nm.ones(0)), "einsum: inconsistent extent for a repeated label"),
+        ("ijk->", (a,), "einsum: operand rank does not match its subscripts"),
+        ("ij,i->", (a,), "einsum: number of operands does not match the spec"),
+    ):
+        with pytest.raises(nm.error) as caught:
+            nm.einsum(spec, *operands)
+        assert str(caught.value).partition("\n")[0].startswith(words)
+
+
+def test_einsum_over_all_labels_keeps_nan_and_infinity():
+    a = np.ones((40, 40))
+    a[3, 4], b = np.inf, np.ones(40)
+    assert nm.einsum("ij,i->", nm.asarray(a), nm.asarray(b)) == np.inf
+    b[3] = 0
+    assert np.isnan(nm.einsum("ij,i->", nm.asarray(a), nm.asarray(b)))
+    assert nm.einsum("ij->", nm.asarray(a)) == np.inf
+
+
 def test_vectors_meet_stacks_in_matmul():
     stack, vector = integers((2, 5, 3, 4)), integers((3,), seed=1)
     equal(nm.matmul(vector, stack), np.matmul(vector, stack))
