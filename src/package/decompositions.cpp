@@ -224,6 +224,7 @@ PyObject* single_svd(const tensor<T>& a, svd_method method)
     matrix<T> right(0, 0, {});
     computed(a.data.size(), [&] {
         found.emplace(boundary::matrix_from(a), method, svd_blocks::fastest);
+        // Times 1: unlike the plain adjoint it is copied on threads.
         right = detail::adjoint_times_power<T>(detail::view_of(std::as_const(found->v)), 0);
     });
     const std::size_t k = found->values.size();
